@@ -1,0 +1,41 @@
+# kelp_library(NAME [DEPENDS our-target...] [PUBLIC lib...] [PRIVATE lib...] [HEADERS_ONLY])
+#
+# Makes one library of the current folder. Its headers are reachable, as "folder/below/src/name.h", only
+# from targets that link the library: every library has an include directory of its own that holds links to
+# its headers and nothing else. A DEPENDS that is not defined yet is an error, so that the order of the
+# add_subdirectory lines in src/ is the order of the layers and no cycle can be written.
+function(kelp_library NAME)
+    cmake_parse_arguments(ARG "HEADERS_ONLY" "" "DEPENDS;PUBLIC;PRIVATE" ${ARGN})
+    foreach(dependency IN LISTS ARG_DEPENDS)
+        if(NOT TARGET ${dependency})
+            message(FATAL_ERROR "${NAME} may not depend on ${dependency}, which stands above it")
+        endif()
+    endforeach()
+
+    file(GLOB headers CONFIGURE_DEPENDS *.h)
+    file(GLOB sources CONFIGURE_DEPENDS *.cpp)
+    file(RELATIVE_PATH folder ${PROJECT_SOURCE_DIR}/src ${CMAKE_CURRENT_SOURCE_DIR})
+    set(include_directory ${PROJECT_BINARY_DIR}/include/${NAME})
+    file(REMOVE_RECURSE ${include_directory})
+    file(MAKE_DIRECTORY ${include_directory}/${folder})
+    foreach(header IN LISTS headers)
+        get_filename_component(name ${header} NAME)
+        file(CREATE_LINK ${header} ${include_directory}/${folder}/${name} SYMBOLIC)
+    endforeach()
+
+    if(ARG_HEADERS_ONLY)
+        add_library(${NAME} INTERFACE)
+        target_include_directories(${NAME} INTERFACE ${include_directory})
+        target_link_libraries(${NAME} INTERFACE ${ARG_DEPENDS} ${ARG_PUBLIC})
+    else()
+        add_library(${NAME} STATIC ${sources} ${headers})
+        target_include_directories(${NAME} PUBLIC ${include_directory})
+        target_link_libraries(${NAME} PUBLIC ${ARG_DEPENDS} ${ARG_PUBLIC} PRIVATE ${ARG_PRIVATE} kelp-warnings)
+    endif()
+endfunction()
+
+# The warnings that every target of ours is built with; the dev preset turns them into errors.
+add_library(kelp-warnings INTERFACE)
+target_compile_options(kelp-warnings INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
+    -Wnon-virtual-dtor -Woverloaded-virtual -Wold-style-cast -Wnull-dereference)

@@ -1,0 +1,55 @@
+#include "kelp/core/common/configuration.h"
+
+#include "kelp/core/common/log-stream.h"
+#include "kelp/core/common/root-path.h"
+
+#include <boost/property_tree/ini_parser.hpp>
+#include <boost/property_tree/ptree.hpp>
+
+#include <memory>
+#include <string>
+
+namespace Core {
+
+namespace {
+
+using Common::LogLevel;
+using Common::LogStream;
+
+boost::property_tree::ptree load(const std::filesystem::path &file) {
+    boost::property_tree::ptree tree;
+    try {
+        boost::property_tree::read_ini(file.string(), tree);
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Warning) << "Couldn't load configuration: " << file;
+        LogStream(LogLevel::Warning) << error;
+        tree.clear();
+    }
+    return tree;
+}
+
+std::filesystem::path value(const boost::property_tree::ptree &tree, const char *key, const char *fallback) {
+    return Common::belowRoot(tree.get<std::string>(key, fallback));
+}
+
+} // namespace
+
+Configuration::Configuration() : Configuration(Common::belowRoot("/etc/kelp/kelp.conf")) {}
+
+Configuration::Configuration(const std::filesystem::path &file) {
+    const boost::property_tree::ptree tree = load(file);
+    databaseDirectory_ = value(tree, "kelp.database_directory", "/opt/app");
+    tempDirectory_ = value(tree, "kelp.temp_directory", "/opt/kelp/tmp");
+    hookDirectory_ = value(tree, "kelp.hook_directory", "/usr/share/kelp/hooks.d");
+    trustedSourcesDatabasePath_ =
+        value(tree, "trusted_sources.database_path", "/var/lib/trusted-sources/db.sqlite3");
+}
+
+Configuration &Configuration::instance() {
+    static std::unique_ptr<Configuration> configuration;
+    if (!configuration)
+        configuration = std::make_unique<Configuration>();
+    return *configuration;
+}
+
+} // namespace Core

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "kelp/core/common/i-configuration.h"
+
+namespace Core {
+
+/// The configuration as an ini file gives it:
+///
+///     [kelp]
+///     database_directory = /opt/app
+///     temp_directory = /opt/kelp/tmp
+///     hook_directory = /usr/share/kelp/hooks.d
+///     [trusted_sources]
+///     database_path = /var/lib/trusted-sources/db.sqlite3
+///
+/// These values are also the defaults. Each value, absolute or relative, is placed below the root prefix as
+/// it is at the time of loading. Unknown sections and keys are ignored. A file that is missing or malformed
+/// anywhere is logged as two warnings, and every key then has its default.
+class Configuration final : public IConfiguration {
+public:
+    /// Loads etc/kelp/kelp.conf below the root prefix.
+    Configuration();
+    explicit Configuration(const std::filesystem::path &file);
+
+    /// The process-wide object, loaded at the first call and kept until exit.
+    static Configuration &instance();
+
+    const std::filesystem::path &databaseDirectory() const override { return databaseDirectory_; }
+    const std::filesystem::path &tempDirectory() const override { return tempDirectory_; }
+    const std::filesystem::path &hookDirectory() const override { return hookDirectory_; }
+    const std::filesystem::path &trustedSourcesDatabasePath() const override {
+        return trustedSourcesDatabasePath_;
+    }
+
+private:
+    std::filesystem::path databaseDirectory_;
+    std::filesystem::path tempDirectory_;
+    std::filesystem::path hookDirectory_;
+    std::filesystem::path trustedSourcesDatabasePath_;
+};
+
+} // namespace Core

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <filesystem>
+
+namespace Common {
+
+// Copies carry content, permission bits and non-empty extended attributes along; not owner nor times. They
+// refuse to overwrite, and remove what they made when they fail. All raise ErrorCode::Filesystem.
+
+/// Copies whatever `from` is: a link as copySymlink does, a directory, a regular file. Raises when `from`
+/// does not exist (a dangling link does not), when `to` exists, and for any other kind of entry.
+void copy(const std::filesystem::path &from, const std::filesystem::path &to);
+
+/// Copies a regular file, or the regular file that a link leads to; makes the parents of `to`. When
+/// attributes cannot be carried over, `to` is removed and the attribute's error is raised.
+void copyFile(const std::filesystem::path &from, const std::filesystem::path &to);
+
+/// Copies a link as a link when its text begins with neither "." nor "/", that is, when it points beside
+/// itself. Any other link, and one that cannot be made, is logged and replaced by the content it names: its
+/// text is used as it stands, so that a relative one is taken from the working directory.
+void copySymlink(const std::filesystem::path &from, const std::filesystem::path &to);
+
+/// Copies a directory with all below it. On failure `to` is removed, even if it existed before the call, and
+/// the first error is raised. The permission bits of directories are not carried over.
+void copyDirectory(const std::filesystem::path &from, const std::filesystem::path &to);
+
+} // namespace Common

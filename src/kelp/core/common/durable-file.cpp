@@ -1,0 +1,98 @@
+#include "kelp/core/common/durable-file.h"
+
+#include "kelp/core/common/or-raise.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace fs = std::filesystem;
+
+namespace Common {
+
+namespace {
+
+/// Owns a file descriptor, and turns the -1 of a system call into a std::system_error with that call's errno.
+class Descriptor {
+public:
+    Descriptor(const fs::path &path, int flags) : fd_(::open(path.c_str(), flags | O_CLOEXEC, 0666)) {
+        check(fd_, path);
+    }
+    Descriptor(const Descriptor &) = delete;
+    Descriptor &operator=(const Descriptor &) = delete;
+    ~Descriptor() {
+        if (fd_ >= 0)
+            ::close(fd_);
+    }
+
+    int get() const { return fd_; }
+
+    void write(std::string_view content, const fs::path &path) const {
+        while (!content.empty()) {
+            const ssize_t written = ::write(fd_, content.data(), content.size());
+            if (written < 0 && errno == EINTR)
+                continue;
+            check(written, path);
+            content.remove_prefix(static_cast<std::size_t>(written));
+        }
+    }
+
+    static void check(ssize_t result, const fs::path &path) {
+        if (result < 0)
+            throw fs::filesystem_error("cannot write", path, std::error_code(errno, std::system_category()));
+    }
+
+private:
+    int fd_;
+};
+
+/// Writes to `path`; the texts of the errors name `reported`.
+void writeAs(const fs::path &reported, const fs::path &path, int flags, std::string_view content) {
+    const Descriptor file =
+        orRaise(ErrorCode::Filesystem, "Unable to open " + reported.string() + " file for writing",
+                [&] { return Descriptor(path, O_WRONLY | O_CREAT | flags); });
+    orRaise(ErrorCode::Filesystem, "Failed to write data to " + reported.string() + " file", [&] {
+        file.write(content, path);
+        Descriptor::check(::fsync(file.get()), path);
+    });
+}
+
+} // namespace
+
+void writeDurably(const fs::path &path, std::string_view content) {
+    writeAs(path, path, O_TRUNC, content);
+}
+
+void replaceDurably(const fs::path &path, std::string_view content) {
+    fs::path next = path;
+    next += ".new";
+    std::error_code ignored;
+    fs::remove(next, ignored);
+    try {
+        // O_EXCL: a package that ships a link of this name must not choose what is written to.
+        writeAs(path, next, O_EXCL, content);
+        orRaise(ErrorCode::Filesystem, "Failed to write data to " + path.string() + " file",
+                [&] { fs::rename(next, path); });
+    } catch (...) {
+        fs::remove(next, ignored);
+        throw;
+    }
+    flushDirectory(path.has_parent_path() ? path.parent_path() : ".");
+}
+
+void flushDirectory(const fs::path &directory) {
+    orRaise(ErrorCode::Filesystem, "Couldn't flush directory to disk: " + directory.string(), [&] {
+        const Descriptor handle(directory, O_RDONLY | O_DIRECTORY);
+        Descriptor::check(::fsync(handle.get()), directory);
+    });
+}
+
+void flushFilesystem(const fs::path &path) {
+    orRaise(ErrorCode::Filesystem, "Couldn't flush filesystem to disk: " + path.string(), [&] {
+        const Descriptor handle(path, O_RDONLY);
+        Descriptor::check(::syncfs(handle.get()), path);
+    });
+}
+
+} // namespace Common

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <filesystem>
+#include <string_view>
+
+namespace Common {
+
+// Writing that survives a power cut. All raise ErrorCode::Filesystem after logging the system's reason.
+
+/// Writes `content` to `path`, replacing what it held, and has it on disk on return. Raises "Unable to open
+/// PATH file for writing", or "Failed to write data to PATH file" and then leaves a file of undefined
+/// content.
+void writeDurably(const std::filesystem::path &path, std::string_view content);
+
+/// Gives `path` the new content in one step: after a failure or a power cut it holds the old content or the
+/// new, never a mix. Writes a neighbour with ".new" behind the name, has it on disk, renames it over `path`
+/// and has the directory on disk. Raises as writeDurably does, with the text naming `path`, and leaves no
+/// neighbour behind.
+void replaceDurably(const std::filesystem::path &path, std::string_view content);
+
+/// Has the entries of a directory on disk: what was created in it, removed from it or renamed within it.
+void flushDirectory(const std::filesystem::path &directory);
+
+/// Has everything on disk that was written to the filesystem on which `path` lies.
+void flushFilesystem(const std::filesystem::path &path);
+
+} // namespace Common

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "kelp/core/common/error-code.h"
+
+#include <string>
+#include <system_error>
+
+namespace Common {
+
+/// The one exception of the system: a code that says what kind of thing went wrong and a text, composed where
+/// it went wrong, that says what exactly. Paths stand plain in the text.
+class Error : public std::system_error {
+public:
+    /// Takes a code of either error category. The base holds the category's fixed message and none of
+    /// `message`.
+    Error(std::error_code code, std::string message);
+
+    /// The same with a code of Common::ErrorCategory.
+    Error(ErrorCode code, std::string message);
+
+    /// The text as given to the constructor: no category, no number, no fixed message.
+    const char *what() const noexcept override { return message_.c_str(); }
+
+private:
+    std::string message_;
+};
+
+} // namespace Common

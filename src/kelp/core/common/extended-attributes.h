@@ -1,0 +1,24 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace Common {
+
+// Extended attributes (xattr(7)). Values are bytes held in a string. Reading follows a link, writing does
+// not: a link itself receives the attribute. Any refusal by the system, also "not supported", raises
+// ErrorCode::Filesystem; nothing is logged.
+
+/// Sets the attribute, replacing an old value. An empty value sets nothing and succeeds.
+void setExtendedAttribute(const std::filesystem::path &path, const std::string &name,
+                          const std::string &value);
+
+/// The value; raises when the attribute does not exist.
+std::string extendedAttribute(const std::filesystem::path &path, const std::string &name);
+
+/// All attributes as pairs of name and value, in the order in which the system lists them.
+std::vector<std::pair<std::string, std::string>> extendedAttributes(const std::filesystem::path &path);
+
+} // namespace Common

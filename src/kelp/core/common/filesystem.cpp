@@ -1,0 +1,96 @@
+#include "kelp/core/common/filesystem.h"
+
+#include "kelp/core/common/or-raise.h"
+#include "kelp/core/common/path-tests.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace fs = std::filesystem;
+
+namespace Common {
+
+namespace {
+
+struct TimestampedPath {
+    fs::path path;
+    fs::file_time_type time;
+};
+
+constexpr bool holds(Listing listing, Listing flag) {
+    return (static_cast<unsigned>(listing) & static_cast<unsigned>(flag)) != 0;
+}
+
+template<class Iterator>
+std::vector<TimestampedPath> entriesOf(const fs::path &directory) {
+    std::vector<TimestampedPath> entries;
+    for (const fs::directory_entry &entry : Iterator(directory))
+        entries.push_back({entry.path(), fs::last_write_time(entry.path())});
+    return entries;
+}
+
+template<class Create>
+void createLink(const char *kind, const fs::path &target, const fs::path &link, const Create &create) {
+    const std::string message =
+        std::string("Couldn't create ") + kind + " " + link.string() + " pointing to " + target.string();
+    if (Common::exists(link))
+        throw Error(ErrorCode::Filesystem, message + " (path already exists)");
+    orRaise(ErrorCode::Filesystem, message, [&] {
+        fs::create_directories(link.parent_path());
+        create(target, link);
+    });
+}
+
+} // namespace
+
+void removeAll(const fs::path &path) {
+    orRaise(ErrorCode::Filesystem, "Couldn't remove filesystem entry: " + path.string(),
+            [&] { fs::remove_all(path); });
+}
+
+void createDirectories(const fs::path &path) {
+    orRaise(ErrorCode::Filesystem, "Couldn't create directory: " + path.string(),
+            [&] { fs::create_directories(path); });
+}
+
+void setPermissions(const fs::path &path, fs::perms permissions) {
+    orRaise(ErrorCode::Filesystem, "Couldn't set permissions for " + path.string(),
+            [&] { fs::permissions(path, permissions, fs::perm_options::replace); });
+}
+
+fs::path readSymlink(const fs::path &path) {
+    return orRaise(ErrorCode::Filesystem, "Couldn't read symlink: " + path.string(),
+                   [&] { return fs::read_symlink(path); });
+}
+
+void move(const fs::path &from, const fs::path &to) {
+    orRaise(ErrorCode::Filesystem, "Couldn't move " + from.string() + " to " + to.string(), [&] {
+        fs::create_directories(to.parent_path());
+        fs::rename(from, to);
+    });
+}
+
+void createSymlink(const fs::path &target, const fs::path &link) {
+    createLink("symlink", target, link, [](const auto &a, const auto &b) { fs::create_symlink(a, b); });
+}
+
+void createHardlink(const fs::path &target, const fs::path &link) {
+    createLink("hardlink", target, link, [](const auto &a, const auto &b) { fs::create_hard_link(a, b); });
+}
+
+std::vector<fs::path> listDirectory(const fs::path &path, Listing listing) {
+    return orRaise(ErrorCode::Filesystem, "Couldn't read directory: " + path.string(), [&] {
+        auto entries = holds(listing, Listing::Recursive) ? entriesOf<fs::recursive_directory_iterator>(path)
+                                                          : entriesOf<fs::directory_iterator>(path);
+        if (holds(listing, Listing::SortByWriteTime))
+            std::sort(entries.begin(), entries.end(),
+                      [](const auto &a, const auto &b) { return a.time < b.time; });
+        std::vector<fs::path> paths;
+        paths.reserve(entries.size());
+        std::transform(entries.begin(), entries.end(), std::back_inserter(paths),
+                       [](TimestampedPath &entry) { return std::move(entry.path); });
+        return paths;
+    });
+}
+
+} // namespace Common

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace Common {
+
+// File operations with one way of failing: the system's reason goes to the log at error level, then Error is
+// raised with ErrorCode::Filesystem and a text that names the operation and the paths. Where nothing else is
+// said, a failed operation leaves what the standard library's call of that name leaves.
+
+/// Removes `path` and all below it; links are removed, not followed. Part of a tree may be gone after a
+/// failure.
+void removeAll(const std::filesystem::path &path);
+
+/// Makes the directory and its parents. One that exists is fine.
+void createDirectories(const std::filesystem::path &path);
+
+/// Replaces the permission bits.
+void setPermissions(const std::filesystem::path &path, std::filesystem::perms permissions);
+
+/// The text of the link, not resolved.
+std::filesystem::path readSymlink(const std::filesystem::path &path);
+
+/// Makes the parents of `to`, then renames: one atomic step within a filesystem, an error across filesystems.
+void move(const std::filesystem::path &from, const std::filesystem::path &to);
+
+/// Makes the parents of `link`, then the link. A `link` that exists (a dangling link does not) fails with a
+/// text that ends in " (path already exists)" and no log line, and stays as it was.
+void createSymlink(const std::filesystem::path &target, const std::filesystem::path &link);
+
+/// The same for a hard link to `target`.
+void createHardlink(const std::filesystem::path &target, const std::filesystem::path &link);
+
+/// What listDirectory shall do; the values can be combined with |.
+enum class Listing : unsigned {
+    Plain = 0,
+    Recursive = 1, ///< Also what lies in subdirectories, each before its content. Links are not entered.
+    SortByWriteTime = 2, ///< Oldest first; ties in no defined order.
+};
+
+constexpr Listing operator|(Listing a, Listing b) {
+    return static_cast<Listing>(static_cast<unsigned>(a) | static_cast<unsigned>(b));
+}
+
+/// The entries of a directory as `path` joined with their names, in the order in which the system lists them.
+/// Each entry's write time is read through links, so that one dangling link fails the whole listing.
+std::vector<std::filesystem::path> listDirectory(const std::filesystem::path &path,
+                                                 Listing listing = Listing::Plain);
+
+} // namespace Common

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <concepts>
+#include <cstdint>
+#include <exception>
+#include <sstream>
+
+namespace Common {
+
+enum class LogLevel : std::int32_t {
+    Info = 0,    ///< "[I] "
+    Warning = 1, ///< "[W] "
+    Error = 2,   ///< "[E] "
+    Event = 3,   ///< no prefix
+};
+
+/// One log message: made, filled with operator<< and printed, all in one statement.
+///
+///     LogStream(LogLevel::Warning) << "Couldn't open file: " << path;
+///
+/// The destructor writes the level's prefix, the text and a line feed to standard output and flushes it. A
+/// message into which nothing was inserted prints nothing. A std::filesystem::path comes out in double
+/// quotes, an exception as its what().
+class LogStream {
+public:
+    explicit LogStream(LogLevel level) : level_(level) {}
+    LogStream(const LogStream &) = delete;
+    LogStream &operator=(const LogStream &) = delete;
+    ~LogStream();
+
+    template<class Value>
+    LogStream &operator<<(const Value &value) {
+        if constexpr (std::derived_from<Value, std::exception>)
+            stream_ << value.what();
+        else
+            stream_ << value;
+        return *this;
+    }
+
+private:
+    LogLevel level_;
+    std::ostringstream stream_;
+};
+
+} // namespace Common

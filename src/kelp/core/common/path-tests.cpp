@@ -1,0 +1,64 @@
+#include "kelp/core/common/path-tests.h"
+
+#include "kelp/core/common/error.h"
+#include "kelp/core/common/log-stream.h"
+
+namespace fs = std::filesystem;
+
+namespace Common {
+
+namespace {
+
+template<class Test>
+bool logged(const Test &test) {
+    try {
+        return test();
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Error) << error;
+        return false;
+    }
+}
+
+} // namespace
+
+bool exists(const fs::path &path) {
+    return logged([&] {
+        const fs::file_type type = fs::status(path).type();
+        return type != fs::file_type::not_found && type != fs::file_type::none;
+    });
+}
+
+bool isDirectory(const fs::path &path) {
+    return logged([&] { return fs::status(path).type() == fs::file_type::directory; });
+}
+
+bool isRegularFile(const fs::path &path) {
+    return logged([&] { return fs::status(path).type() == fs::file_type::regular; });
+}
+
+bool isSymlink(const fs::path &path) {
+    return logged([&] { return fs::symlink_status(path).type() == fs::file_type::symlink; });
+}
+
+bool isSocket(const fs::path &path) {
+    return logged([&] { return fs::status(path).type() == fs::file_type::socket; });
+}
+
+bool isEmptyDirectory(const fs::path &path) {
+    if (!isDirectory(path))
+        throw Error(ErrorCode::Filesystem,
+                    "Attempt to check if the path is an empty directory, but the path is not a directory");
+    return logged([&] { return fs::is_empty(path); });
+}
+
+bool hasPermissions(const fs::path &path, fs::perms mask) {
+    try {
+        const fs::file_status status = fs::status(path);
+        return status.type() == fs::file_type::regular && (status.permissions() & mask) != fs::perms::none;
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Error) << error;
+        throw Error(ErrorCode::Filesystem, "Couldn't get permissions for: " + path.string());
+    }
+}
+
+} // namespace Common

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <filesystem>
+
+namespace Common {
+
+// Tests of existence and type. They follow links, except isSymlink, so that a dangling link does not exist.
+// None of them raises: when the system's answer is an error, as for a path in a directory that may not be
+// searched, its text is logged at error level and the answer is false.
+
+bool exists(const std::filesystem::path &path);
+bool isDirectory(const std::filesystem::path &path);
+bool isRegularFile(const std::filesystem::path &path);
+bool isSymlink(const std::filesystem::path &path);
+bool isSocket(const std::filesystem::path &path);
+
+/// Whether a directory holds nothing. Raises ErrorCode::Filesystem when `path` is no directory; a directory
+/// that cannot be read is logged and counts as not empty.
+bool isEmptyDirectory(const std::filesystem::path &path);
+
+/// Whether `path` is a regular file with at least one of the permission bits of `mask`. Raises
+/// ErrorCode::Filesystem when the status cannot be read.
+bool hasPermissions(const std::filesystem::path &path, std::filesystem::perms mask);
+
+} // namespace Common

@@ -1,0 +1,48 @@
+#include "kelp/core/common/places.h"
+
+#include "kelp/core/common/or-raise.h"
+#include "kelp/core/common/path-tests.h"
+#include "kelp/core/common/root-path.h"
+
+#include <boost/filesystem/operations.hpp>
+
+#include <grp.h>
+
+#include <cstdlib>
+
+namespace fs = std::filesystem;
+
+namespace Common {
+
+fs::path homePath() {
+    const char *home = std::getenv("HOME");
+    if (!home)
+        throw Error(ErrorCode::Filesystem, "Couldn't locate current user home directory");
+    return home;
+}
+
+fs::path tempDirectoryPath() {
+    return orRaise(ErrorCode::Filesystem, "Couldn't retrieve temp directory path",
+                   [] { return fs::temp_directory_path(); });
+}
+
+fs::path uniquePath(const std::string &model) {
+    return boost::filesystem::unique_path(model).string();
+}
+
+std::vector<fs::path> usersHomes() {
+    const fs::path homes = rootPath() / "home";
+    const group *users = ::getgrnam("users");
+    if (!users)
+        throw Error(ErrorCode::Internal, "Couldn't retrieve information about 'users' group");
+    if (!users->gr_mem)
+        throw Error(ErrorCode::Internal, "Couldn't retrieve list of system users");
+
+    std::vector<fs::path> existing;
+    for (char **member = users->gr_mem; *member; ++member)
+        if (fs::path home = homes / *member; Common::exists(home))
+            existing.push_back(std::move(home));
+    return existing;
+}
+
+} // namespace Common

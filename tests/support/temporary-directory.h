@@ -1,0 +1,24 @@
+#pragma once
+
+#include "support/scoped-environment.h"
+
+#include <filesystem>
+
+/// A new directory that is gone, with all in it, at the end.
+class TemporaryDirectory {
+public:
+    TemporaryDirectory();
+    TemporaryDirectory(const TemporaryDirectory &) = delete;
+    TemporaryDirectory &operator=(const TemporaryDirectory &) = delete;
+    ~TemporaryDirectory();
+
+    const std::filesystem::path &path() const { return path_; }
+
+private:
+    std::filesystem::path path_;
+};
+
+/// A temporary directory that is the root prefix for as long as it lives.
+class TemporaryRoot : public TemporaryDirectory {
+    ScopedEnvironment environment_{"KELP_ROOT_FS", path().string()};
+};

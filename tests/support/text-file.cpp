@@ -1,0 +1,20 @@
+#include "support/text-file.h"
+
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+void writeFile(const std::filesystem::path &path, std::string_view content) {
+    std::filesystem::create_directories(path.parent_path());
+    std::ofstream stream(path, std::ios::binary);
+    stream << content << std::flush;
+    if (!stream)
+        throw std::runtime_error("cannot write " + path.string());
+}
+
+std::string readFile(const std::filesystem::path &path) {
+    std::ifstream stream(path, std::ios::binary);
+    if (!stream)
+        throw std::runtime_error("cannot read " + path.string());
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
