@@ -1,0 +1,31 @@
+#pragma once
+
+#include "kelp/core/kelp/mappings/mapping.h"
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Core::KELP {
+
+/// Which way a mapping table is read.
+enum class Rooted : std::uint32_t {
+    No = 0,  ///< From system paths to package paths. Targets begin with "/"; both library directories are
+             ///< covered.
+    Yes = 1, ///< From package paths to system paths. Targets begin with the root prefix.
+};
+
+/// The mapping rules of one package. The order of the rows decides when a path is looked up. `keyId` is the
+/// developer's key id; the rows of shared organisation data exist only when the names are known.
+std::vector<Mapping> buildMappings(const std::string &id, const std::string &keyId,
+                                   const std::optional<std::string> &orgName,
+                                   const std::optional<std::string> &appName, Rooted rooted);
+
+/// The path in the package's tree of what the system knows as `systemPath`, by the first row that matches. A
+/// path that no row matches is kept under its own name. The result is relative; whatever ".." components
+/// `systemPath` holds are still in it.
+std::filesystem::path packagePathOf(const std::filesystem::path &systemPath,
+                                    const std::vector<Mapping> &mappings);
+
+} // namespace Core::KELP

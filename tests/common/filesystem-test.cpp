@@ -1,0 +1,220 @@
+#include "kelp/core/common/filesystem.h"
+
+#include "kelp/core/common/copy.h"
+#include "kelp/core/common/durable-file.h"
+#include "kelp/core/common/extended-attributes.h"
+#include "kelp/core/common/path-tests.h"
+#include "kelp/core/common/places.h"
+#include "support/captured-output.h"
+#include "support/error-matcher.h"
+#include "support/temporary-directory.h"
+#include "support/text-file.h"
+
+#include <sys/stat.h>
+
+#include <functional>
+
+namespace {
+
+using Common::ErrorCode;
+using testing::HasSubstr;
+using testing::UnorderedElementsAre;
+namespace fs = std::filesystem;
+
+class FilesystemTest : public testing::Test {
+protected:
+    fs::path at(const char *name) const { return root.path() / name; }
+    std::string text(const char *name) const { return at(name).string(); }
+
+    TemporaryRoot root;
+    CapturedOutput out;
+};
+
+TEST_F(FilesystemTest, CopyKeepsATreeWithPermissionsAttributesAndLinks) {
+    writeFile(at("from/sub/file"), "content");
+    fs::permissions(at("from/sub/file"), fs::perms(0751));
+    Common::setExtendedAttribute(at("from/sub/file"), "user.note", "kept");
+    fs::create_symlink("file", at("from/sub/link"));
+    fs::create_directory_symlink("sub", at("from/dirlink"));
+
+    Common::copy(at("from"), at("to/deep"));
+
+    EXPECT_EQ(readFile(at("to/deep/sub/file")), "content");
+    EXPECT_EQ(fs::status(at("to/deep/sub/file")).permissions(), fs::perms(0751));
+    EXPECT_EQ(Common::extendedAttribute(at("to/deep/sub/file"), "user.note"), "kept");
+    EXPECT_EQ(fs::read_symlink(at("to/deep/sub/link")), "file");
+    EXPECT_EQ(fs::read_symlink(at("to/deep/dirlink")), "sub");
+    EXPECT_EQ(out.take(), "");
+}
+
+TEST_F(FilesystemTest, CopyRefusesWhatItCannotDoFaithfully) {
+    writeFile(at("file"), "x");
+    fs::create_symlink("nowhere", at("dangling"));
+    ASSERT_EQ(::mkfifo(at("fifo").c_str(), 0600), 0);
+    struct Row {
+        const char *from;
+        const char *to;
+        std::string message;
+    };
+    const Row rows[] = {
+        {"none", "to",
+         "Couldn't copy " + text("none") + " to " + text("to") + " (path " + text("none") +
+             " doesn't exists)"},
+        {"dangling", "to",
+         "Couldn't copy " + text("dangling") + " to " + text("to") + " (path " + text("dangling") +
+             " doesn't exists)"},
+        {"file", "file", "Couldn't copy " + text("file") + " to " + text("file") + " (path already exists)"},
+        {"fifo", "to", "Couldn't copy unsupported filesystem entry " + text("fifo")},
+    };
+    for (const Row &row : rows)
+        EXPECT_THAT([&] { Common::copy(at(row.from), at(row.to)); },
+                    raises(ErrorCode::Filesystem, row.message));
+    EXPECT_THAT(
+        [&] { Common::copyFile(at("fifo"), at("to")); },
+        raises(ErrorCode::Filesystem, "Attempt to copy file, but " + text("fifo") + " is not regular file"));
+    EXPECT_THAT(
+        [&] { Common::copySymlink(at("file"), at("to")); },
+        raises(ErrorCode::Filesystem, "Attempt to copy symlink, but " + text("file") + " is not symlink"));
+}
+
+TEST_F(FilesystemTest, CopyOfALinkThatLeadsAwayBecomesItsContent) {
+    writeFile(at("target"), "content");
+    fs::create_symlink(at("target"), at("away"));
+    Common::copy(at("away"), at("copy"));
+    EXPECT_FALSE(fs::is_symlink(at("copy")));
+    EXPECT_EQ(readFile(at("copy")), "content");
+    EXPECT_EQ(out.take(), "[W] Symlink target is not in the same directory: \"" + text("away") + "\" -> \"" +
+                              text("copy") + "\"\n[I] Trying to copy content of the symlink target\n");
+
+    // A relative target is taken from the working directory, not from the link's.
+    fs::create_directory(at("sub"));
+    fs::create_symlink("../target", at("sub/up"));
+    EXPECT_THAT([&] { Common::copy(at("sub/up"), at("copy2")); },
+                raises(ErrorCode::Filesystem, "Attempt to copy file, but ../target is not regular file"));
+}
+
+TEST_F(FilesystemTest, FailureDeepInADirectoryLeavesNoPartialCopy) {
+    writeFile(at("from/a/file"), "x");
+    fs::create_directories(at("from/a/b"));
+    ASSERT_EQ(::mkfifo(at("from/a/b/fifo").c_str(), 0600), 0);
+    EXPECT_THAT(
+        [&] { Common::copy(at("from"), at("to")); },
+        raises(ErrorCode::Filesystem, "Couldn't copy unsupported filesystem entry " + text("from/a/b/fifo")));
+    EXPECT_FALSE(fs::exists(at("to")));
+}
+
+TEST_F(FilesystemTest, LinksAreNotMadeOverWhatExists) {
+    writeFile(at("file"), "x");
+    fs::create_symlink("nowhere", at("dangling"));
+    for (const auto create : {Common::createSymlink, Common::createHardlink}) {
+        const std::string kind = create == Common::createSymlink ? "symlink" : "hardlink";
+        const auto message = [&](const char *link) {
+            return "Couldn't create " + kind + " " + text(link) + " pointing to " + text("file");
+        };
+        EXPECT_THAT([&] { create(at("file"), at("file")); },
+                    raises(ErrorCode::Filesystem, message("file") + " (path already exists)"));
+        EXPECT_EQ(out.take(), "");
+        EXPECT_THAT([&] { create(at("file"), at("dangling")); },
+                    raises(ErrorCode::Filesystem, message("dangling")));
+        EXPECT_THAT(out.take(), HasSubstr("[E] "));
+        create(at("file"), at(("new/" + kind).c_str()));
+        EXPECT_EQ(readFile(at(("new/" + kind).c_str())), "x");
+    }
+}
+
+TEST_F(FilesystemTest, OperationsLogTheReasonAndRaiseTheirOwnText) {
+    writeFile(at("file"), "x");
+    struct Row {
+        std::function<void()> operation;
+        std::string message;
+    };
+    const Row rows[] = {
+        {[&] { Common::createDirectories(at("file/sub")); },
+         "Couldn't create directory: " + text("file/sub")},
+        {[&] { Common::setPermissions(at("none"), fs::perms(0600)); },
+         "Couldn't set permissions for " + text("none")},
+        {[&] { Common::readSymlink(at("file")); }, "Couldn't read symlink: " + text("file")},
+        {[&] { Common::move(at("none"), at("to")); }, "Couldn't move " + text("none") + " to " + text("to")},
+        {[&] { Common::listDirectory(at("none")); }, "Couldn't read directory: " + text("none")},
+    };
+    for (const Row &row : rows) {
+        EXPECT_THAT(row.operation, raises(ErrorCode::Filesystem, row.message));
+        EXPECT_THAT(out.take(), testing::StartsWith("[E] filesystem error"));
+    }
+}
+
+TEST_F(FilesystemTest, ListingFollowsItsFlags) {
+    writeFile(at("d/new"), "");
+    writeFile(at("d/sub/old"), "");
+    fs::last_write_time(at("d/sub/old"), fs::file_time_type::clock::now() - std::chrono::hours(2));
+    fs::last_write_time(at("d/sub"), fs::file_time_type::clock::now() - std::chrono::hours(1));
+    EXPECT_THAT(Common::listDirectory(at("d")), UnorderedElementsAre(at("d/new"), at("d/sub")));
+    EXPECT_THAT(Common::listDirectory(at("d"), Common::Listing::Recursive | Common::Listing::SortByWriteTime),
+                testing::ElementsAre(at("d/sub/old"), at("d/sub"), at("d/new")));
+
+    fs::create_symlink("nowhere", at("d/sub/dangling"));
+    EXPECT_THAT([&] { Common::listDirectory(at("d"), Common::Listing::Recursive); },
+                raises(ErrorCode::Filesystem, "Couldn't read directory: " + text("d")));
+}
+
+TEST_F(FilesystemTest, TestsFollowLinksAndNeverRaise) {
+    writeFile(at("file"), "");
+    fs::permissions(at("file"), fs::perms(0640));
+    fs::create_directory(at("dir"));
+    fs::create_symlink("dir", at("link"));
+    fs::create_symlink("loop", at("loop"));
+    EXPECT_TRUE(Common::isDirectory(at("link")));
+    EXPECT_TRUE(Common::isSymlink(at("link")));
+    EXPECT_TRUE(Common::isRegularFile(at("file")));
+    EXPECT_FALSE(Common::exists(at("file/none")));
+    EXPECT_EQ(out.take(), "");
+    EXPECT_FALSE(Common::exists(at("loop")));
+    EXPECT_THAT(out.take(), testing::StartsWith("[E] "));
+
+    EXPECT_TRUE(Common::hasPermissions(at("file"), fs::perms(0700)));
+    EXPECT_FALSE(Common::hasPermissions(at("file"), fs::perms(0100)));
+    EXPECT_FALSE(Common::hasPermissions(at("dir"), fs::perms(0700)));
+    EXPECT_TRUE(Common::isEmptyDirectory(at("link")));
+    for (const char *name : {"file", "none"})
+        EXPECT_THAT([&] { Common::isEmptyDirectory(at(name)); },
+                    raises(ErrorCode::Filesystem,
+                           "Attempt to check if the path is an empty directory, but the "
+                           "path is not a directory"));
+}
+
+TEST_F(FilesystemTest, AttributesAreBytesAndEmptyOnesAreDropped) {
+    writeFile(at("file"), "");
+    const std::string bytes("a\0b", 3);
+    Common::setExtendedAttribute(at("file"), "user.bytes", bytes);
+    Common::setExtendedAttribute(at("file"), "user.empty", "");
+    EXPECT_THAT(Common::extendedAttributes(at("file")),
+                testing::Contains(std::pair<std::string, std::string>("user.bytes", bytes)));
+    EXPECT_THAT([&] { Common::extendedAttribute(at("file"), "user.empty"); },
+                raises(ErrorCode::Filesystem,
+                       "Couldn't retrieve size of user.empty extended attribute: " + text("file")));
+    EXPECT_THAT(
+        [&] { Common::setExtendedAttribute(at("none"), "user.a", "x"); },
+        raises(ErrorCode::Filesystem, "Couldn't attach user.a extended attribute to " + text("none")));
+    EXPECT_THAT(
+        [&] { Common::extendedAttributes(at("none")); },
+        raises(ErrorCode::Filesystem, "Couldn't retrieve size of extended attributes: " + text("none")));
+}
+
+TEST_F(FilesystemTest, ReplacingAFileNeitherMixesNorFollowsALinkInItsWay) {
+    writeFile(at("file"), "old");
+    writeFile(at("victim"), "untouched");
+    fs::create_symlink("victim", at("file.new"));
+    Common::replaceDurably(at("file"), "new");
+    EXPECT_EQ(readFile(at("file")), "new");
+    EXPECT_EQ(readFile(at("victim")), "untouched");
+    EXPECT_FALSE(fs::exists(fs::symlink_status(at("file.new"))));
+
+    fs::create_directory(at("occupied"));
+    EXPECT_THAT([&] { Common::replaceDurably(at("occupied"), "new"); },
+                raises(ErrorCode::Filesystem, "Failed to write data to " + text("occupied") + " file"));
+    EXPECT_FALSE(fs::exists(at("occupied.new")));
+    EXPECT_THAT([&] { Common::writeDurably(at("none/file"), ""); },
+                raises(ErrorCode::Filesystem, "Unable to open " + text("none/file") + " file for writing"));
+}
+
+} // namespace
