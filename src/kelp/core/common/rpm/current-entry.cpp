@@ -1,0 +1,47 @@
+#include "kelp/core/common/rpm/current-entry.h"
+
+#include "kelp/core/common/error.h"
+
+#include <rpm/rpmfiles.h>
+#include <rpm/rpmmacro.h>
+
+namespace Common::Rpm {
+
+namespace {
+
+constexpr unsigned executeBits = 0111;
+constexpr unsigned permissionBits = 0777;
+
+std::filesystem::path pathOf(const char *text) {
+    return text ? text : "";
+}
+
+} // namespace
+
+std::shared_ptr<rpmfiles_s> fileList(const Reader &reader) {
+    std::shared_ptr<rpmfiles_s> files(rpmfilesNew(nullptr, reader.header(), 0, RPMFI_KEEPHEADER),
+                                      rpmfilesFree);
+    if (!files)
+        throw Error(ErrorCode::BadPackageFileFormat, "Couldn't read rpm package");
+    return files;
+}
+
+std::filesystem::path currentPath(rpmfi iterator) {
+    return pathOf(rpmfiFN(iterator));
+}
+
+std::filesystem::path currentTarget(rpmfi iterator) {
+    return pathOf(rpmfiFLink(iterator));
+}
+
+std::filesystem::perms currentPermissions(rpmfi iterator) {
+    return std::filesystem::perms{rpmfiFMode(iterator) & permissionBits};
+}
+
+bool isCurrentSignable(rpmfi iterator) {
+    if (!(rpmfiFFlags(iterator) & RPMFILE_CONFIG))
+        return true;
+    return (rpmfiFMode(iterator) & executeBits) != 0 || rpmExpandNumeric("%{?_ima_sign_config_files}") != 0;
+}
+
+} // namespace Common::Rpm

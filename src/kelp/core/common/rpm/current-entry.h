@@ -1,0 +1,51 @@
+#pragma once
+
+#include "kelp/core/common/log-stream.h"
+#include "kelp/core/common/rpm/package-entry.h"
+#include "kelp/core/common/rpm/reader.h"
+
+#include <rpm/rpmfi.h>
+
+#include <sys/stat.h>
+
+#include <memory>
+#include <optional>
+#include <utility>
+
+namespace Common::Rpm {
+
+// What the two walks over a package have in common. For the sources of this folder only: it shows librpm.
+
+/// The file list of a package's header. Raises ErrorCode::BadPackageFileFormat "Couldn't read rpm package"
+/// when the list contradicts itself.
+std::shared_ptr<rpmfiles_s> fileList(const Reader &reader);
+
+// The file on which `iterator` stands. The texts are empty where the header has none.
+std::filesystem::path currentPath(rpmfi iterator);
+std::filesystem::path currentTarget(rpmfi iterator);
+std::filesystem::perms currentPermissions(rpmfi iterator);
+bool isCurrentSignable(rpmfi iterator);
+
+/// The entry for the file on which `iterator` stands; none for a name without content and, with a warning,
+/// for a file of a kind that packages may not hold.
+template<class Entry, class MakeRegularFile>
+std::optional<Entry> currentEntry(rpmfi iterator, const MakeRegularFile &makeRegularFile) {
+    const auto entry = [&](auto kind) {
+        return Entry{currentPath(iterator), std::move(kind), isCurrentSignable(iterator), rpmfiFX(iterator)};
+    };
+    switch (rpmfiFMode(iterator) & S_IFMT) {
+    case S_IFDIR:
+        return entry(Directory{currentPermissions(iterator)});
+    case S_IFLNK:
+        return entry(Symlink{currentTarget(iterator)});
+    case S_IFREG:
+        if (!rpmfiArchiveHasContent(iterator))
+            return std::nullopt;
+        return entry(makeRegularFile(currentPermissions(iterator)));
+    default:
+        LogStream(LogLevel::Warning) << "Unexpected entry type in rpm package";
+        return std::nullopt;
+    }
+}
+
+} // namespace Common::Rpm

@@ -1,0 +1,76 @@
+#include "kelp/core/common/rpm/extract-file-iterator.h"
+
+#include "kelp/core/common/error.h"
+#include "kelp/core/common/rpm/current-entry.h"
+#include "kelp/core/common/rpm/tags.h"
+
+#include <rpm/rpmfi.h>
+#include <rpm/rpmfiles.h>
+#include <rpm/rpmio.h>
+
+#include <cstdlib>
+
+namespace Common::Rpm {
+
+namespace {
+
+struct HardLinkDescription {
+    std::filesystem::path path;
+    int fileIndex;
+};
+
+std::shared_ptr<rpmfi_s> openPayload(FD_t file, const std::string &compressor, rpmfiles files) {
+    // The decompressor is laid upon the same file object, whose owner stays the same.
+    FD_t payload = Fdopen(file, ("r." + compressor).c_str());
+    if (!payload)
+        throw Error(ErrorCode::BadPackageFileFormat, "Couldn't open rpm package for extraction");
+    return {rpmfiNewArchiveReader(payload, files, RPMFI_ITER_READ_ARCHIVE_CONTENT_FIRST), rpmfiFree};
+}
+
+/// An archive reader's position cannot be moved, so that the names come from the list behind it.
+std::filesystem::path nameAt(rpmfiles files, int fileIndex) {
+    const std::unique_ptr<char, decltype(&std::free)> name(rpmfilesFN(files, fileIndex), std::free);
+    return name ? name.get() : "";
+}
+
+std::vector<HardLinkDescription> furtherNames(rpmfiles files, int fileIndex) {
+    const int *indexes = nullptr;
+    const std::uint32_t count = rpmfilesFLinks(files, fileIndex, &indexes);
+    std::vector<HardLinkDescription> names;
+    for (std::uint32_t i = 0; count > 1 && i < count; ++i)
+        if (indexes[i] != fileIndex)
+            names.push_back({nameAt(files, indexes[i]), indexes[i]});
+    return names;
+}
+
+} // namespace
+
+ExtractFileIterator::ExtractFileIterator(const std::filesystem::path &package) :
+    Reader(package),
+    files_(fileList(*this)),
+    archive_(openPayload(file(), tagOr(Tag::PayloadCompressor, "gzip"), files_.get())) {}
+
+void ExtractFileIterator::forEach(const std::function<bool(const Entry &)> &callback) const {
+    const auto makePackedFile = [&](auto permissions) { return PackedFile(permissions, archive_); };
+    int next;
+    while ((next = rpmfiNext(archive_.get())) >= 0) {
+        const auto entry = currentEntry<Entry>(archive_.get(), makePackedFile);
+        if (!entry)
+            continue;
+        const bool stop = callback(*entry);
+        if (std::holds_alternative<PackedFile>(entry->kind))
+            forEachFurtherName(*entry, callback);
+        if (stop)
+            return;
+    }
+    if (next != RPMERR_ITER_END)
+        throw Error(ErrorCode::Internal, "Couldn't read content from rpm package");
+}
+
+void ExtractFileIterator::forEachFurtherName(const Entry &file,
+                                             const std::function<bool(const Entry &)> &callback) const {
+    for (HardLinkDescription &name : furtherNames(files_.get(), file.fileIndex))
+        callback({std::move(name.path), HardLink{file.path}, file.signable, name.fileIndex});
+}
+
+} // namespace Common::Rpm

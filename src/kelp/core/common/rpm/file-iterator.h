@@ -1,0 +1,38 @@
+#pragma once
+
+#include "kelp/core/common/rpm/package-entry.h"
+#include "kelp/core/common/rpm/reader.h"
+
+#include <functional>
+
+struct rpmfi_s;
+struct rpmfiles_s;
+
+namespace Common::Rpm {
+
+/// The walk over the file list of a package's header. The payload is not read: a file that is listed may be
+/// missing from it, as a %ghost file is. The header's list is kept alive by the iterator. Copies share the
+/// position, so that a walk must not be started within a walk of a copy.
+class FileIterator : public Reader {
+public:
+    using Entry = PackageEntry<Directory, RegularFile, Symlink>;
+
+    /// Walks the package of `reader`. Raises ErrorCode::BadPackageFileFormat "Couldn't read rpm package" when
+    /// the header's file list contradicts itself.
+    explicit FileIterator(const Reader &reader);
+
+    /// The same over a package file; raises as Reader does too.
+    explicit FileIterator(const std::filesystem::path &package);
+
+    /// Calls `callback` for each entry, in the header's order and from the first one at each call, until it
+    /// returns true. Of a set of hard links one name comes, the one whose content the payload holds. Device
+    /// nodes and the like are logged as a warning and left out. An empty `callback` raises
+    /// std::bad_function_call; what the callback raises passes.
+    void forEach(const std::function<bool(const Entry &)> &callback) const;
+
+private:
+    std::shared_ptr<rpmfiles_s> files_;
+    std::shared_ptr<rpmfi_s> iterator_;
+};
+
+} // namespace Common::Rpm

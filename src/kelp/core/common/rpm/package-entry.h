@@ -1,0 +1,36 @@
+#pragma once
+
+#include <filesystem>
+#include <variant>
+
+namespace Common::Rpm {
+
+/// The low nine mode bits, without the set-id and sticky bits.
+struct Directory {
+    std::filesystem::perms permissions;
+};
+
+struct RegularFile {
+    std::filesystem::perms permissions;
+};
+
+struct Symlink {
+    std::filesystem::path target; ///< As the package gives it; may be empty, and may lead anywhere.
+};
+
+/// A further name of the regular file whose entry came just before.
+struct HardLink {
+    std::filesystem::path target; ///< The path of that entry.
+};
+
+/// One entry of a package. Path and link target are the words of the package: nothing says that the path is
+/// absolute, that it holds no ".." or that it occurs once.
+template<class... Kinds>
+struct PackageEntry {
+    std::filesystem::path path;
+    std::variant<Kinds...> kind;
+    bool signable; ///< Whether the file takes signature attributes: not for plain configuration files.
+    int fileIndex; ///< The place in the header's file list, by which signatures are found.
+};
+
+} // namespace Common::Rpm

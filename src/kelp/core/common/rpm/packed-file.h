@@ -1,0 +1,50 @@
+#pragma once
+
+#include "kelp/core/common/rpm/package-entry.h"
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+struct rpmfi_s;
+
+namespace Common::Rpm {
+
+/// A regular file with its content, which stands in the payload and can be read once, until the callback that
+/// was given the entry returns. Content that nobody reads is passed over by the walk.
+///
+/// Every operation reads in chunks of at most 128 KiB, whatever size the package claims, and raises
+/// ErrorCode::Internal "Couldn't read content from rpm package" when the payload ends before the claimed size
+/// or is damaged, and for a second reading.
+class PackedFile : public RegularFile {
+public:
+    /// The current file of an archive reader of librpm.
+    PackedFile(std::filesystem::perms bits, std::shared_ptr<rpmfi_s> archive);
+
+    /// The size in bytes that the header claims: no more will be read, but nothing says that it is there.
+    std::uint64_t size() const { return size_; }
+
+    /// Reads the content and drops it.
+    void skip() const;
+
+    /// The whole content. Memory follows what the payload holds, which can be as much as the disk takes.
+    std::vector<std::uint8_t> readAll() const;
+
+    /// Writes the content to a new file, or over an old one; parents must exist, permissions are left to the
+    /// caller. Raises ErrorCode::Filesystem "Couldn't open file for writing rpm content: PATH" or "Couldn't
+    /// write rpm package content to PATH". A failed operation leaves the file with what it got.
+    void writeTo(const std::filesystem::path &path) const;
+
+    /// Writes the content to an open file, from its present position. The file stays open. `path` only names
+    /// it in the error, which is the second one above.
+    void writeTo(int file, const std::filesystem::path &path) const;
+
+private:
+    template<class Sink>
+    void read(const Sink &sink) const;
+
+    std::shared_ptr<rpmfi_s> archive_;
+    std::uint64_t size_;
+};
+
+} // namespace Common::Rpm

@@ -1,0 +1,47 @@
+#include "kelp/core/common/rpm/platform-facts.h"
+
+#include "kelp/core/common/error.h"
+#include "kelp/core/common/root-path.h"
+
+#include <sys/utsname.h>
+
+#include <fstream>
+#include <string_view>
+
+namespace Common {
+
+namespace {
+
+std::string configuredArchitecture() {
+    std::ifstream file(belowRoot("etc/rpm/platform"));
+    std::string word;
+    file >> word;
+    return word.substr(0, word.find('-'));
+}
+
+std::string machineName() {
+    utsname names{};
+    return ::uname(&names) == 0 ? names.machine : "";
+}
+
+} // namespace
+
+std::string osVersion() {
+    constexpr std::string_view key = "VERSION_ID=";
+    std::ifstream file(belowRoot("etc/os-release"));
+    for (std::string line; std::getline(file, line);)
+        if (line.starts_with(key))
+            return line.substr(key.size());
+    throw Error(ErrorCode::Internal, "Couldn't retrieve Velura OS version");
+}
+
+std::string platformArchitecture() {
+    std::string architecture = configuredArchitecture();
+    if (architecture.empty())
+        architecture = machineName();
+    if (architecture.empty())
+        throw Error(ErrorCode::Internal, "Couldn't get platform architecture");
+    return architecture;
+}
+
+} // namespace Common

@@ -1,0 +1,97 @@
+#include "kelp/core/common/rpm/reader.h"
+
+#include "kelp/core/common/error.h"
+#include "kelp/core/common/rpm/initialise.h"
+
+#include <rpm/header.h>
+#include <rpm/rpmds.h>
+#include <rpm/rpmio.h>
+#include <rpm/rpmlib.h>
+#include <rpm/rpmtd.h>
+#include <rpm/rpmts.h>
+
+#include <optional>
+#include <sstream>
+
+namespace Common::Rpm {
+
+namespace {
+
+std::shared_ptr<_FD_s> open(const std::filesystem::path &package) {
+    FD_t file = Fopen(package.c_str(), "r.ufdio");
+    if (!file)
+        throw Error(ErrorCode::FileNotFound, "Couldn't open rpm package");
+    return {file, Fclose};
+}
+
+std::shared_ptr<headerToken_s> readHeader(FD_t file, const std::filesystem::path &package) {
+    const std::unique_ptr<rpmts_s, decltype(&rpmtsFree)> transactionSet(rpmtsCreate(), rpmtsFree);
+    rpmtsSetRootDir(transactionSet.get(), nullptr);
+
+    Header header = nullptr;
+    const rpmRC result = rpmReadPackageFile(transactionSet.get(), file, package.c_str(), &header);
+    // A package that the policy refuses comes with a header all the same.
+    std::shared_ptr<headerToken_s> owner(header, headerFree);
+    if (result != RPMRC_OK)
+        throw Error(ErrorCode::BadPackageFileFormat, "Couldn't read rpm package");
+    return owner;
+}
+
+void freeTagData(rpmtd data) {
+    rpmtdFreeData(data);
+    rpmtdFree(data);
+}
+
+/// Takes the name out of "R name >= 1-2", librpm's rendering of a dependency.
+std::optional<std::string> dependencyName(const char *rendering) {
+    if (!rendering)
+        return std::nullopt;
+    std::istringstream words(rendering);
+    std::string type;
+    std::string name;
+    words >> type >> name;
+    if (words.fail())
+        return std::nullopt;
+    return name;
+}
+
+} // namespace
+
+Reader::Reader(const std::filesystem::path &package) {
+    initialise();
+    file_ = open(package);
+    header_ = readHeader(file_.get(), package);
+}
+
+Reader::Reader(headerToken_s *header) : header_(header, [](headerToken_s *) {}) {
+    initialise();
+}
+
+std::string Reader::tag(std::int32_t tag) const {
+    const std::unique_ptr<rpmtd_s, decltype(&freeTagData)> data(rpmtdNew(), freeTagData);
+    const bool found = headerGet(header(), tag, data.get(), HEADERGET_EXT) != 0;
+    const char *text = found ? rpmtdGetString(data.get()) : nullptr;
+    if (!text)
+        throw Error(ErrorCode::BadPackageFileFormat,
+                    "Couldn't retrieve rpm tag from package (type=" + std::to_string(tag) + ")");
+    return text;
+}
+
+std::string Reader::tagOr(std::int32_t tag, const std::string &fallback) const {
+    try {
+        return this->tag(tag);
+    } catch (const std::exception &) {
+        return fallback;
+    }
+}
+
+std::vector<std::string> Reader::dependencies(std::int32_t tag) const {
+    const std::unique_ptr<rpmds_s, decltype(&rpmdsFree)> set(rpmdsNew(header(), tag, 0), rpmdsFree);
+    std::vector<std::string> names;
+    while (rpmdsNext(set.get()) >= 0)
+        if (std::optional<std::string> name = dependencyName(rpmdsDNEVR(set.get())))
+            names.push_back(std::move(*name));
+    return names;
+}
+
+} // namespace Common::Rpm

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+struct _FD_s;
+struct headerToken_s;
+
+namespace Common::Rpm {
+
+/// A package seen through its header. Copies share the header and the open file. What the tags say was
+/// written by the maker of the package and is not judged here.
+class Reader {
+public:
+    /// Opens a package file and reads its header, under the signature policy of the machine's rpm
+    /// configuration; librpm reports what it objects to on standard error. The file stays open as long as a
+    /// copy of the reader lives. Raises ErrorCode::FileNotFound "Couldn't open rpm package", or
+    /// ErrorCode::BadPackageFileFormat "Couldn't read rpm package" for a file that is no package, is cut
+    /// short or is refused by the policy.
+    explicit Reader(const std::filesystem::path &package);
+
+    /// Looks at a header, not null, that belongs to another: the reader and its copies are valid only as long
+    /// as the header, for one of Transaction::forEachInstalled until the callback returns.
+    explicit Reader(headerToken_s *header);
+
+    /// The text of a string tag, or the first text of a list (see tags.h). Raises
+    /// ErrorCode::BadPackageFileFormat "Couldn't retrieve rpm tag from package (type=TAG)" when the header
+    /// does not have the tag, or not as text.
+    std::string tag(std::int32_t tag) const;
+
+    /// The same with `fallback` in place of an error.
+    std::string tagOr(std::int32_t tag, const std::string &fallback) const;
+
+    /// The names, without versions, of the dependency set that a name tag stands for, Tag::ProvideName for
+    /// example; in the header's order, with repetitions. Empty when the header has no such set. Of a boolean
+    /// dependency, "(a if b)", the first word comes back, with its parenthesis.
+    std::vector<std::string> dependencies(std::int32_t tag) const;
+
+    /// librpm's header, owned by this object or, for a header that belongs to another, by that other.
+    headerToken_s *header() const { return header_.get(); }
+
+protected:
+    /// The package file, read up to the payload; null when the header belongs to another.
+    _FD_s *file() const { return file_.get(); }
+
+private:
+    std::shared_ptr<_FD_s> file_;
+    std::shared_ptr<headerToken_s> header_;
+};
+
+} // namespace Common::Rpm
