@@ -26,8 +26,8 @@ std::filesystem::path currentTarget(rpmfi iterator);
 std::filesystem::perms currentPermissions(rpmfi iterator);
 bool isCurrentSignable(rpmfi iterator);
 
-/// The entry for the file on which `iterator` stands; none for a name without content and, with a warning,
-/// for a file of a kind that packages may not hold.
+/// The entry for the file on which `iterator` stands; none for a regular file for which `makeRegularFile` has
+/// none and, with a warning, for a file of a kind that packages may not hold.
 template<class Entry, class MakeRegularFile>
 std::optional<Entry> currentEntry(rpmfi iterator, const MakeRegularFile &makeRegularFile) {
     const auto entry = [&](auto kind) {
@@ -39,9 +39,9 @@ std::optional<Entry> currentEntry(rpmfi iterator, const MakeRegularFile &makeReg
     case S_IFLNK:
         return entry(Symlink{currentTarget(iterator)});
     case S_IFREG:
-        if (!rpmfiArchiveHasContent(iterator))
-            return std::nullopt;
-        return entry(makeRegularFile(currentPermissions(iterator)));
+        if (auto file = makeRegularFile(currentPermissions(iterator)))
+            return entry(std::move(*file));
+        return std::nullopt;
     default:
         LogStream(LogLevel::Warning) << "Unexpected entry type in rpm package";
         return std::nullopt;

@@ -51,7 +51,11 @@ ExtractFileIterator::ExtractFileIterator(const std::filesystem::path &package) :
     archive_(openPayload(file(), tagOr(Tag::PayloadCompressor, "gzip"), files_.get())) {}
 
 void ExtractFileIterator::forEach(const std::function<bool(const Entry &)> &callback) const {
-    const auto makePackedFile = [&](auto permissions) { return PackedFile(permissions, archive_); };
+    const auto makePackedFile = [&](auto permissions) -> std::optional<PackedFile> {
+        if (!rpmfiArchiveHasContent(archive_.get()))
+            return std::nullopt;
+        return PackedFile(permissions, archive_);
+    };
     int next;
     while ((next = rpmfiNext(archive_.get())) >= 0) {
         const auto entry = currentEntry<Entry>(archive_.get(), makePackedFile);

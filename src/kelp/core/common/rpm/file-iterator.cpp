@@ -4,6 +4,17 @@
 
 namespace Common::Rpm {
 
+namespace {
+
+/// Whether this is the name under which the walk over the payload finds the content. librpm answers that for
+/// a walk over the payload alone; for a walk over the header it denies all names of a set of hard links.
+bool isNameWithContent(rpmfi iterator) {
+    const int *indexes = nullptr;
+    return rpmfiFLinks(iterator, &indexes) < 2 || indexes[0] == rpmfiFX(iterator);
+}
+
+} // namespace
+
 FileIterator::FileIterator(const Reader &reader) :
     Reader(reader),
     files_(fileList(*this)),
@@ -13,10 +24,14 @@ FileIterator::FileIterator(const std::filesystem::path &package) : FileIterator(
 
 void FileIterator::forEach(const std::function<bool(const Entry &)> &callback) const {
     rpmfi iterator = iterator_.get();
+    const auto makeRegularFile = [&](auto permissions) -> std::optional<RegularFile> {
+        if (!isNameWithContent(iterator))
+            return std::nullopt;
+        return RegularFile{permissions};
+    };
     rpmfiInit(iterator, 0);
     while (rpmfiNext(iterator) >= 0) {
-        const auto entry =
-            currentEntry<Entry>(iterator, [](auto permissions) { return RegularFile{permissions}; });
+        const auto entry = currentEntry<Entry>(iterator, makeRegularFile);
         if (entry && callback(*entry))
             return;
     }

@@ -25,8 +25,8 @@ public:
     explicit FileIterator(const std::filesystem::path &package);
 
     /// Calls `callback` for each entry, in the header's order and from the first one at each call, until it
-    /// returns true. Of a set of hard links one name comes, the one whose content the payload holds. Device
-    /// nodes and the like are logged as a warning and left out. An empty `callback` raises
+    /// returns true. Of a set of hard links one name comes, the one that has the content in the walk over the
+    /// payload. Device nodes and the like are logged as a warning and left out. An empty `callback` raises
     /// std::bad_function_call; what the callback raises passes.
     void forEach(const std::function<bool(const Entry &)> &callback) const;
 

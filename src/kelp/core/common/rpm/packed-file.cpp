@@ -63,9 +63,9 @@ PackedFile::PackedFile(std::filesystem::perms bits, std::shared_ptr<rpmfi_s> arc
 
 template<class Sink>
 void PackedFile::read(const Sink &sink) const {
-    std::vector<std::uint8_t> buffer(chunkSize);
+    std::vector<std::uint8_t> buffer(std::min<std::uint64_t>(size_, chunkSize));
     for (std::uint64_t remaining = size_; remaining > 0;) {
-        const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(remaining, chunkSize));
+        const std::size_t wanted = std::min<std::uint64_t>(remaining, buffer.size());
         const ssize_t got = rpmfiArchiveRead(archive_.get(), buffer.data(), wanted);
         if (got < 1)
             throw Error(ErrorCode::Internal, "Couldn't read content from rpm package");

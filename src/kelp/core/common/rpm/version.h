@@ -13,11 +13,11 @@ namespace Common::Rpm {
 /// segments of letters as text, "~" stands before everything and "^" behind (rpm-version(7)).
 class Version {
 public:
-    /// None when rpm refuses the text.
+    /// None when rpm refuses the text, as it does an empty one.
     static std::optional<Version> parse(const std::string &text);
 
     /// -1 when this version is the older one, 0 when neither is, 1 when it is the newer one. A missing epoch
-    /// counts as 0, and a missing release equals every release.
+    /// counts as 0, and a missing release stands before every release.
     int compare(const Version &other) const;
 
 private:

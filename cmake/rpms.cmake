@@ -1,0 +1,27 @@
+find_program(RPMBUILD rpmbuild REQUIRED)
+
+# kelp_rpm(TARGET NAME SPEC [DEFINES "macro body"...])
+#
+# Builds the package that a spec file describes before TARGET, a test program of the same folder, as NAME.rpm in
+# the directory that the program knows as KELP_RPMS. The spec makes its files in %install; it needs no sources
+# and no privileges, and owners and device nodes are as %attr and %dev say. Packages are made of files as they
+# are: no stripping, no build ids, no generated dependencies.
+function(kelp_rpm TARGET NAME SPEC)
+    cmake_parse_arguments(ARG "" "" "DEFINES" ${ARGN})
+    cmake_path(ABSOLUTE_PATH SPEC)
+    set(directory ${CMAKE_CURRENT_BINARY_DIR}/rpms)
+    set(defines)
+    foreach(define IN ITEMS
+            "_topdir ${CMAKE_CURRENT_BINARY_DIR}/rpmbuild/${NAME}" "_rpmdir ${directory}" "_rpmfilename ${NAME}.rpm"
+            "_build_id_links none" "debug_package %{nil}" "__os_install_post %{nil}" LISTS ARG_DEFINES)
+        list(APPEND defines --define ${define})
+    endforeach()
+    add_custom_command(
+        OUTPUT ${directory}/${NAME}.rpm
+        COMMAND ${RPMBUILD} -bb --quiet --nodeps ${defines} ${SPEC}
+        DEPENDS ${SPEC}
+        COMMENT "Packing ${NAME}.rpm"
+        VERBATIM)
+    target_sources(${TARGET} PRIVATE ${directory}/${NAME}.rpm)
+    target_compile_definitions(${TARGET} PRIVATE KELP_RPMS="${directory}")
+endfunction()

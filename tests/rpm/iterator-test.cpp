@@ -1,0 +1,246 @@
+#include "kelp/core/common/rpm/extract-file-iterator.h"
+#include "kelp/core/common/rpm/file-iterator.h"
+
+#include "packages.h"
+#include "support/captured-output.h"
+#include "support/error-matcher.h"
+#include "support/temporary-directory.h"
+#include "support/text-file.h"
+
+#include <rpm/rpmmacro.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <sstream>
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace Common::Rpm;
+using Common::ErrorCode;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+struct Describe {
+    std::string operator()(const Directory &kind) const { return octal("dir", kind.permissions); }
+    std::string operator()(const RegularFile &kind) const { return octal("file", kind.permissions); }
+    std::string operator()(const Symlink &kind) const { return "symlink " + kind.target.string(); }
+    std::string operator()(const HardLink &kind) const { return "hardlink " + kind.target.string(); }
+
+    static std::string octal(const char *kind, fs::perms permissions) {
+        std::ostringstream text;
+        text << kind << ' ' << std::oct << static_cast<unsigned>(permissions);
+        return text.str();
+    }
+};
+
+/// "7 /opt/kinds/link symlink ../up", with a "-" behind the index of an entry that is not signable.
+template<class Entry>
+std::string line(const Entry &entry) {
+    return std::to_string(entry.fileIndex) + (entry.signable ? " " : "- ") + entry.path.string() + ' ' +
+           std::visit(Describe{}, entry.kind);
+}
+
+template<class Iterator>
+std::vector<std::string> lines(const Iterator &iterator, const fs::path &stopAt = {}) {
+    std::vector<std::string> result;
+    iterator.forEach([&](const auto &entry) {
+        result.push_back(line(entry));
+        return entry.path == stopAt;
+    });
+    return result;
+}
+
+/// Calls `use` with the regular file `path` of a package.
+template<class Use>
+void withFile(const fs::path &file, const fs::path &path, const Use &use) {
+    bool found = false;
+    ExtractFileIterator(file).forEach([&](const ExtractFileIterator::Entry &entry) {
+        if (entry.path != path)
+            return false;
+        found = true;
+        use(std::get<PackedFile>(entry.kind));
+        return true;
+    });
+    EXPECT_TRUE(found) << path;
+}
+
+std::string numbers() {
+    std::string text;
+    for (int i = 1; i <= 100000; ++i)
+        text += std::to_string(i) + '\n';
+    return text;
+}
+
+std::string text(const std::vector<std::uint8_t> &bytes) {
+    return {bytes.begin(), bytes.end()};
+}
+
+TEST(FileIterator, ListsTheHeader) {
+    const FileIterator iterator(package("gzip"));
+    CapturedOutput log;
+    const auto whole = ElementsAre(
+        "1- /etc/kinds.conf file 644", "2 /etc/kinds.hook file 744", "3 /opt/kinds dir 750",
+        "4 /opt/kinds/empty file 600", "5 /opt/kinds/ghost file 644", "6 /opt/kinds/link symlink ../up",
+        "7 /opt/kinds/numbers file 755", "8 /opt/kinds/one file 644", "9 /opt/kinds/plain file 644");
+    EXPECT_THAT(lines(iterator), whole);
+    EXPECT_EQ(log.take(), "[W] Unexpected entry type in rpm package\n");
+    EXPECT_THAT(lines(iterator, "/etc/kinds.hook"),
+                ElementsAre("1- /etc/kinds.conf file 644", "2 /etc/kinds.hook file 744"));
+    EXPECT_THAT(lines(iterator), whole) << "a walk after one that was stopped";
+}
+
+TEST(FileIterator, OutlivesItsReader) {
+    auto reader = std::make_unique<Reader>(package("gzip"));
+    const FileIterator iterator(*reader);
+    reader.reset();
+    EXPECT_EQ(lines(iterator).size(), 9u);
+}
+
+TEST(FileIterator, SignsConfigurationWhenTheMacroSaysSo) {
+    const FileIterator iterator(package("gzip"));
+    for (const auto &[value, expected] :
+         {std::pair("1", "1 /etc/kinds.conf file 644"), std::pair("0", "1- /etc/kinds.conf file 644")}) {
+        rpmPushMacro(nullptr, "_ima_sign_config_files", nullptr, value, RMIL_CMDLINE);
+        EXPECT_THAT(lines(iterator, "/etc/kinds.conf"), ElementsAre(expected));
+        rpmPopMacro(nullptr, "_ima_sign_config_files");
+    }
+}
+
+TEST(FileIterator, CallsNobodyForAPackageWithoutFiles) {
+    EXPECT_THAT(lines(FileIterator(package("bare-one"))), IsEmpty());
+    EXPECT_THAT(lines(ExtractFileIterator(package("bare-one"))), IsEmpty());
+}
+
+TEST(FileIterator, RefusesAnEmptyFunction) {
+    EXPECT_THROW(FileIterator(package("gzip")).forEach({}), std::bad_function_call);
+    EXPECT_THROW(ExtractFileIterator(package("gzip")).forEach({}), std::bad_function_call);
+}
+
+class ExtractFileIteratorTest : public testing::TestWithParam<const char *> {};
+INSTANTIATE_TEST_SUITE_P(Payloads, ExtractFileIteratorTest,
+                         testing::Values("gzip", "xz", "zstd", "uncompressed"),
+                         [](const auto &payload) { return payload.param; });
+
+TEST_P(ExtractFileIteratorTest, WalksThePayload) {
+    CapturedOutput log;
+    EXPECT_THAT(lines(ExtractFileIterator(package(GetParam()))),
+                ElementsAre("1- /etc/kinds.conf file 644", "2 /etc/kinds.hook file 744",
+                            "3 /opt/kinds dir 750", "4 /opt/kinds/empty file 600",
+                            "6 /opt/kinds/link symlink ../up", "7 /opt/kinds/numbers file 755",
+                            "9 /opt/kinds/plain file 644", "8 /opt/kinds/one file 644",
+                            "10 /opt/kinds/three hardlink /opt/kinds/one",
+                            "11 /opt/kinds/two hardlink /opt/kinds/one"));
+    EXPECT_EQ(log.take(), "[W] Unexpected entry type in rpm package\n");
+}
+
+TEST_P(ExtractFileIteratorTest, ReadsContent) {
+    withFile(package(GetParam()), "/opt/kinds/numbers", [](const PackedFile &file) {
+        EXPECT_EQ(file.size(), numbers().size());
+        EXPECT_EQ(text(file.readAll()), numbers());
+        EXPECT_THAT([&] { file.readAll(); },
+                    raises(ErrorCode::Internal, "Couldn't read content from rpm package"));
+    });
+    withFile(package(GetParam()), "/opt/kinds/one",
+             [](const PackedFile &file) { EXPECT_EQ(text(file.readAll()), "shared\n"); });
+}
+
+TEST_P(ExtractFileIteratorTest, GoesOnAfterContentThatWasReadOrSkipped) {
+    std::size_t regular = 0;
+    ExtractFileIterator(package(GetParam())).forEach([&](const ExtractFileIterator::Entry &entry) {
+        if (const auto *file = std::get_if<PackedFile>(&entry.kind)) {
+            ++regular % 2 ? file->skip() : static_cast<void>(file->readAll());
+        }
+        return false;
+    });
+    EXPECT_EQ(regular, 6u);
+}
+
+TEST(ExtractFileIterator, GivesAllNamesOfAFileBeforeItStops) {
+    std::vector<fs::path> paths;
+    ExtractFileIterator(package("gzip")).forEach([&](const ExtractFileIterator::Entry &entry) {
+        paths.push_back(entry.path);
+        return std::holds_alternative<PackedFile>(entry.kind) && entry.path.filename() == "one";
+    });
+    ASSERT_GE(paths.size(), 3u);
+    EXPECT_THAT(std::vector(paths.end() - 3, paths.end()),
+                ElementsAre("/opt/kinds/one", "/opt/kinds/three", "/opt/kinds/two"));
+}
+
+TEST(PackedFile, WritesToAPath) {
+    const TemporaryDirectory directory;
+    const fs::path target = directory.path() / "out";
+    writeFile(target, numbers() + "old");
+    withFile(package("gzip"), "/opt/kinds/numbers", [&](const PackedFile &file) { file.writeTo(target); });
+    EXPECT_EQ(readFile(target), numbers());
+    withFile(package("gzip"), "/opt/kinds/empty", [&](const PackedFile &file) { file.writeTo(target); });
+    EXPECT_EQ(readFile(target), "");
+}
+
+TEST(PackedFile, WritesToAnOpenFile) {
+    const TemporaryDirectory directory;
+    const fs::path target = directory.path() / "out";
+    writeFile(target, "head\n");
+    const int file = ::open(target.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+    withFile(package("gzip"), "/opt/kinds/plain",
+             [&](const PackedFile &content) { content.writeTo(file, target); });
+    EXPECT_EQ(::close(file), 0);
+    EXPECT_EQ(readFile(target), "head\ntext\n");
+}
+
+TEST(PackedFile, NamesTheFileThatCannotBeWritten) {
+    const TemporaryDirectory directory;
+    const fs::path orphan = directory.path() / "missing" / "out";
+    withFile(package("gzip"), "/opt/kinds/plain", [&](const PackedFile &file) {
+        EXPECT_THAT(
+            [&] { file.writeTo(orphan); },
+            raises(ErrorCode::Filesystem, "Couldn't open file for writing rpm content: " + orphan.string()));
+        EXPECT_THAT([&] { file.writeTo("/dev/full"); },
+                    raises(ErrorCode::Filesystem, "Couldn't write rpm package content to /dev/full"));
+    });
+}
+
+void extract(const fs::path &file) {
+    ExtractFileIterator(file).forEach([](const ExtractFileIterator::Entry &entry) {
+        if (const auto *content = std::get_if<PackedFile>(&entry.kind))
+            content->readAll();
+        return false;
+    });
+}
+
+TEST_P(ExtractFileIteratorTest, RaisesWhereverThePayloadIsCutShort) {
+    const TemporaryDirectory directory;
+    const fs::path cut = directory.path() / "cut.rpm";
+    const std::string whole = readFile(package(GetParam()));
+    CapturedOutput log;
+    // The headers end before the middle; the last bytes only close the compressed stream.
+    for (std::size_t size = whole.size() / 2; size < whole.size() - 100; size += whole.size() / 40) {
+        writeFile(cut, whole.substr(0, size));
+        EXPECT_THAT([&] { extract(cut); },
+                    raises(ErrorCode::Internal, "Couldn't read content from rpm package"))
+            << size << " of " << whole.size();
+    }
+}
+
+TEST_P(ExtractFileIteratorTest, SurvivesDamage) {
+    const TemporaryDirectory directory;
+    const fs::path damaged = directory.path() / "damaged.rpm";
+    const std::string whole = readFile(package(GetParam()));
+    CapturedOutput log;
+    CapturedOutput complaints(CapturedOutput::Stream::Error);
+    std::size_t refused = 0;
+    for (std::size_t at = 0; at < whole.size(); at += whole.size() / 100) {
+        std::string bytes = whole;
+        bytes[at] = static_cast<char>(~bytes[at]);
+        writeFile(damaged, bytes);
+        try {
+            extract(damaged);
+        } catch (const Common::Error &) {
+            ++refused;
+        }
+    }
+    EXPECT_GT(refused, 0u);
+}
+
+} // namespace

@@ -1,0 +1,98 @@
+#include "kelp/core/common/rpm/reader.h"
+#include "kelp/core/common/rpm/tags.h"
+
+#include "packages.h"
+#include "support/captured-output.h"
+#include "support/error-matcher.h"
+#include "support/temporary-directory.h"
+#include "support/text-file.h"
+
+namespace {
+
+using namespace Common::Rpm;
+using Common::ErrorCode;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+TEST(Reader, ReadsTextTags) {
+    const Reader reader(package("gzip"));
+    EXPECT_EQ(reader.tag(Tag::Name), "org.example.kinds");
+    EXPECT_EQ(reader.tag(Tag::Version), "1.2");
+    EXPECT_EQ(reader.tag(Tag::Release), "3");
+    EXPECT_EQ(reader.tag(Tag::Architecture), "noarch");
+    EXPECT_EQ(reader.tag(Tag::RequireName), "(delta if epsilon)") << "the first text of a list";
+    EXPECT_EQ(reader.tag(Tag::PayloadCompressor), "gzip");
+    EXPECT_EQ(Reader(package("uncompressed")).tagOr(Tag::PayloadCompressor, "none"), "none");
+}
+
+TEST(Reader, RefusesTagsThatAreAbsentOrNotText) {
+    constexpr std::int32_t size = 1009;
+    const Reader reader(package("gzip"));
+    for (const std::int32_t tag : {Tag::Vendor, size}) {
+        EXPECT_THAT([&] { reader.tag(tag); },
+                    raises(ErrorCode::BadPackageFileFormat,
+                           "Couldn't retrieve rpm tag from package (type=" + std::to_string(tag) + ")"));
+        EXPECT_EQ(reader.tagOr(tag, "fallback"), "fallback");
+    }
+    EXPECT_EQ(reader.tagOr(Tag::Name, "fallback"), "org.example.kinds");
+}
+
+TEST(Reader, NamesDependenciesInOrderWithRepetitions) {
+    const Reader reader(package("gzip"));
+    EXPECT_THAT(reader.dependencies(Tag::ProvideName), ElementsAre("alpha", "beta", "org.example.kinds"));
+    EXPECT_THAT(reader.dependencies(Tag::RequireName),
+                ElementsAre("(delta", "gamma", "gamma", "rpmlib(CompressedFileNames)", "rpmlib(FileDigests)",
+                            "rpmlib(PartialHardlinkSets)", "rpmlib(PayloadFilesHavePrefix)",
+                            "rpmlib(RichDependencies)"));
+    EXPECT_THAT(reader.dependencies(Tag::ConflictName), IsEmpty());
+    EXPECT_THAT(reader.dependencies(Tag::Name), IsEmpty()) << "a tag that names no dependency set";
+}
+
+TEST(Reader, SharesItsHeaderWithCopies) {
+    auto original = std::make_unique<Reader>(package("gzip"));
+    const Reader copy = *original;
+    const Reader view(copy.header());
+    original.reset();
+    EXPECT_EQ(copy.tag(Tag::Name), "org.example.kinds");
+    EXPECT_EQ(view.tag(Tag::Name), "org.example.kinds");
+}
+
+TEST(Reader, RefusesWhatIsNoPackage) {
+    const TemporaryDirectory directory;
+    const std::string whole = readFile(package("gzip"));
+    writeFile(directory.path() / "text", "this is no package");
+    writeFile(directory.path() / "empty", "");
+    writeFile(directory.path() / "in-lead", whole.substr(0, 50));
+    writeFile(directory.path() / "in-header", whole.substr(0, 1500));
+
+    CapturedOutput complaints(CapturedOutput::Stream::Error);
+    for (const char *name : {"text", "empty", "in-lead", "in-header", "."})
+        EXPECT_THAT([&] { Reader(directory.path() / name); },
+                    raises(ErrorCode::BadPackageFileFormat, "Couldn't read rpm package"))
+            << name;
+    EXPECT_THAT([&] { Reader(directory.path() / "missing"); },
+                raises(ErrorCode::FileNotFound, "Couldn't open rpm package"));
+}
+
+void openTwiceWithoutConfiguration() {
+    const TemporaryDirectory directory;
+    const ScopedEnvironment configuration("RPM_CONFIGDIR", directory.path());
+    CapturedOutput complaints(CapturedOutput::Stream::Error);
+    CapturedOutput log;
+    EXPECT_ANY_THROW(Reader(directory.path() / "missing"));
+    EXPECT_ANY_THROW(Reader(directory.path() / "missing"));
+    EXPECT_EQ(log.take(), "[W] Couldn't read RPM configuration files\n");
+}
+
+TEST(ReaderDeathTest, WarnsOnceOfMissingConfiguration) {
+    // The configuration is read once in a process, so that the case needs a new one.
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            openTwiceWithoutConfiguration();
+            std::exit(HasFailure() ? 1 : 0);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+} // namespace

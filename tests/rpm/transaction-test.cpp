@@ -1,0 +1,138 @@
+#include "kelp/core/common/rpm/file-iterator.h"
+#include "kelp/core/common/rpm/tags.h"
+#include "kelp/core/common/rpm/transaction.h"
+
+#include "packages.h"
+#include "support/captured-output.h"
+#include "support/error-matcher.h"
+#include "support/temporary-directory.h"
+
+#include <rpm/rpmmacro.h>
+#include <rpm/rpmts.h>
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+using namespace Common::Rpm;
+using Common::ErrorCode;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+
+/// An rpm database of its own in place of the machine's; nothing but the database is ever touched.
+class TransactionTest : public testing::Test {
+protected:
+    void SetUp() override {
+        // Reading the configuration would hide the macro, had it not been read by then.
+        const Reader reader(package("bare-one"));
+        rpmPushMacro(nullptr, "_dbpath", nullptr, database().c_str(), RMIL_CMDLINE);
+        rpm({"--initdb"});
+    }
+
+    void TearDown() override { rpmPopMacro(nullptr, "_dbpath"); }
+
+    std::string database() const { return (directory_.path() / "rpmdb").string(); }
+
+    void install(const std::string &name) { rpm({"--justdb", "--nodeps", "--install", package(name)}); }
+
+    std::vector<std::string> installed() {
+        std::vector<std::string> names;
+        Transaction(Transaction::WriteLock).forEachInstalled([&](const Reader &reader) {
+            names.push_back(reader.tag(Tag::Name));
+        });
+        return names;
+    }
+
+    void rpm(const std::vector<std::string> &arguments) {
+        std::string command = "rpm --force-debian --dbpath '" + database() + "'";
+        for (const std::string &argument : arguments)
+            command += " '" + argument + "'";
+        ASSERT_EQ(std::system(command.c_str()), 0) << command;
+    }
+
+private:
+    TemporaryDirectory directory_;
+};
+
+TEST_F(TransactionTest, WalksTheInstalledPackages) {
+    EXPECT_THAT(installed(), IsEmpty());
+    install("bare-one");
+    install("gzip");
+    EXPECT_THAT(installed(), UnorderedElementsAre("org.example.one", "org.example.kinds"));
+}
+
+TEST_F(TransactionTest, ErasesWhatWasAdded) {
+    install("bare-one");
+    install("bare-two");
+    install("gzip");
+
+    Transaction transaction(Transaction::WriteLock);
+    transaction.addFlags(RPMTRANS_FLAG_JUSTDB);
+    transaction.addFlags(Transaction::NoPlugins);
+    transaction.setProgressCallback();
+    transaction.forEachInstalled([&](const Reader &reader) {
+        if (reader.tag(Tag::Name) != "org.example.two")
+            transaction.addErase(reader);
+    });
+    CapturedOutput progress;
+    transaction.run();
+    EXPECT_THAT(progress.take(), testing::HasSubstr("org.example.one"));
+    EXPECT_THAT(installed(), ElementsAre("org.example.two"));
+}
+
+TEST_F(TransactionTest, KeepsFileListsBeyondTheWalk) {
+    install("gzip");
+    std::optional<FileIterator> files;
+    Transaction(Transaction::WriteLock).forEachInstalled([&](const Reader &reader) {
+        files.emplace(reader);
+    });
+    ASSERT_TRUE(files);
+    std::size_t count = 0;
+    CapturedOutput log;
+    files->forEach([&](const FileIterator::Entry &) { return ++count == 0; });
+    EXPECT_EQ(count, 9u);
+}
+
+TEST_F(TransactionTest, RefusesToEraseAPackageFile) {
+    Transaction transaction(Transaction::WriteLock);
+    EXPECT_THAT([&] { transaction.addErase(Reader(package("bare-one"))); },
+                raises(ErrorCode::Internal, "Couldn't add erase element to the RPM transaction"));
+}
+
+TEST_F(TransactionTest, NeedsTheDatabaseLock) {
+    rpmPushMacro(nullptr, "_dbpath", nullptr, "/dev/null/rpmdb", RMIL_CMDLINE);
+    CapturedOutput complaints(CapturedOutput::Stream::Error);
+    EXPECT_THAT([] { Transaction(Transaction::WriteLock); },
+                raises(ErrorCode::Internal, "Couldn't begin rpm transaction"));
+    rpmPopMacro(nullptr, "_dbpath");
+}
+
+/// Whether another process can lock the database for writing, the way librpm does: with a record lock.
+bool isFree(const std::string &lock) {
+    const int file = ::open(lock.c_str(), O_RDWR | O_CLOEXEC);
+    const pid_t child = ::fork();
+    if (child == 0) {
+        struct flock request = {};
+        request.l_type = F_WRLCK;
+        ::_exit(::fcntl(file, F_SETLK, &request) == 0 ? 0 : 1);
+    }
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    ::close(file);
+    return status == 0;
+}
+
+TEST_F(TransactionTest, HoldsTheLockUntilTheLastCopyGoes) {
+    const std::string lock = database() + "/.rpm.lock";
+    std::optional<Transaction> transaction(Transaction::WriteLock);
+    std::optional<Transaction> copy(transaction);
+    transaction.reset();
+    EXPECT_FALSE(isFree(lock));
+    copy.reset();
+    EXPECT_TRUE(isFree(lock));
+}
+
+} // namespace
