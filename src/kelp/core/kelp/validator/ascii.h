@@ -1,0 +1,37 @@
+#pragma once
+
+#include <string_view>
+
+namespace Validator {
+
+// The character classes of the classic locale for text out of a package, where a byte above 127 is in none of
+// them. The standard library's own functions are undefined for such a byte in a signed char.
+
+constexpr bool isSpace(char c) {
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+constexpr bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+constexpr bool isAlpha(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
+/// The longest beginning of `text` that holds only characters of the class.
+template<class Class>
+constexpr std::string_view leading(std::string_view text, Class isInClass) {
+    std::size_t size = 0;
+    while (size < text.size() && isInClass(text[size]))
+        ++size;
+    return text.substr(0, size);
+}
+
+/// Takes that beginning off `text` and returns it.
+template<class Class>
+constexpr std::string_view takeLeading(std::string_view &text, Class isInClass) {
+    const std::string_view taken = leading(text, isInClass);
+    text.remove_prefix(taken.size());
+    return taken;
+}
+
+} // namespace Validator

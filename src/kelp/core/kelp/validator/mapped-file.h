@@ -1,0 +1,33 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string_view>
+
+namespace Validator {
+
+/// A file of a package, mapped for reading: its checkers see all of it at the price of no memory but the
+/// page cache, however large it is.
+///
+/// The file must not shrink as long as the object lives. The files of a package lie in a directory of the
+/// package manager's own while they are judged, so that nobody else can cut them.
+class MappedFile {
+public:
+    /// The file at `path`, links followed. Empty when it cannot be opened, and when it is anything but a
+    /// regular file: a pipe or a device that a package ships is never waited for.
+    static std::shared_ptr<const MappedFile> open(const std::filesystem::path &path);
+
+    MappedFile(const MappedFile &) = delete;
+    MappedFile &operator=(const MappedFile &) = delete;
+    ~MappedFile();
+
+    /// The content; the view lives as long as the object.
+    std::string_view bytes() const { return bytes_; }
+
+private:
+    explicit MappedFile(std::string_view bytes) : bytes_(bytes) {}
+
+    std::string_view bytes_;
+};
+
+} // namespace Validator
