@@ -10,14 +10,17 @@ function(kelp_rpm TARGET NAME SPEC)
     cmake_parse_arguments(ARG "" "" "DEFINES" ${ARGN})
     cmake_path(ABSOLUTE_PATH SPEC)
     set(directory ${CMAKE_CURRENT_BINARY_DIR}/rpms)
+    set(workshop ${CMAKE_CURRENT_BINARY_DIR}/rpmbuild/${NAME})
     set(defines)
     foreach(define IN ITEMS
-            "_topdir ${CMAKE_CURRENT_BINARY_DIR}/rpmbuild/${NAME}" "_rpmdir ${directory}" "_rpmfilename ${NAME}.rpm"
+            "_topdir ${workshop}" "_rpmdir ${directory}" "_rpmfilename ${NAME}.rpm"
             "_build_id_links none" "debug_package %{nil}" "__os_install_post %{nil}" LISTS ARG_DEFINES)
         list(APPEND defines --define ${define})
     endforeach()
     add_custom_command(
         OUTPUT ${directory}/${NAME}.rpm
+        # rpmbuild fails when another one makes the same parent directory at the same time.
+        COMMAND ${CMAKE_COMMAND} -E make_directory ${directory} ${workshop}
         COMMAND ${RPMBUILD} -bb --quiet --nodeps ${defines} ${SPEC}
         DEPENDS ${SPEC}
         COMMENT "Packing ${NAME}.rpm"

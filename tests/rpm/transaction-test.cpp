@@ -36,7 +36,9 @@ protected:
 
     std::string database() const { return (directory_.path() / "rpmdb").string(); }
 
-    void install(const std::string &name) { rpm({"--justdb", "--nodeps", "--install", package(name)}); }
+    void install(const std::string &name) {
+        rpm({"--force-debian", "--justdb", "--nodeps", "--install", package(name)});
+    }
 
     std::vector<std::string> installed() {
         std::vector<std::string> names;
@@ -47,7 +49,7 @@ protected:
     }
 
     void rpm(const std::vector<std::string> &arguments) {
-        std::string command = "rpm --force-debian --dbpath '" + database() + "'";
+        std::string command = "rpm --dbpath '" + database() + "'";
         for (const std::string &argument : arguments)
             command += " '" + argument + "'";
         ASSERT_EQ(std::system(command.c_str()), 0) << command;
