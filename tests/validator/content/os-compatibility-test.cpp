@@ -1,0 +1,70 @@
+#include "kelp/core/kelp/validator/os-compatibility.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+#include <string>
+
+using namespace Validator;
+
+namespace {
+
+TEST(OsCompatibility, ParsesDottedNumbers) {
+    EXPECT_EQ(parseVersion("4"), (Version{4}));
+    EXPECT_EQ(parseVersion("4.0.2"), (Version{4, 0, 2}));
+    EXPECT_EQ(parseVersion("2147483647.007"), (Version{2147483647, 7}));
+    for (const char *text :
+         {"", ".", ".1", "1.", "1..2", "-1", "+1", "4.x", "4 .0", "0x1", "2147483648", "\"4.0\""})
+        EXPECT_EQ(parseVersion(text), Version()) << text;
+    EXPECT_EQ(parseVersion(std::string(1 << 20, '9')), Version());
+}
+
+TEST(OsCompatibility, ComparesComponentByComponent) {
+    EXPECT_LT(compareVersions({5, 0}, {5, 0, 0}), 0);
+    EXPECT_GT(compareVersions({5, 10}, {5, 9, 9}), 0);
+    EXPECT_LT(compareVersions({4, 9}, {5}), 0);
+    EXPECT_EQ(compareVersions({5, 0}, {5, 0}), 0);
+}
+
+TEST(OsCompatibility, AcceptsEachReleaseLineFromItsFirstVersion) {
+    const std::vector<std::string_view> lines = {"5.0.1", "4.0.2.5"};
+    const struct {
+        std::string_view system;
+        std::vector<std::string_view> versions;
+        bool compatible;
+    } cases[] = {
+        {"4.0", {"4.0"}, true},
+        {"4.0.0", {"4.0"}, true},
+        {"3.9", {"4.0"}, false},
+        {"4.0", {}, false},
+        {"4.0", {"4.x"}, false},
+        {"4.0", {"3.0", ""}, false},
+        {"5", {"4"}, true},
+        {"\"5.0\"", {"4.0"}, false},
+        {"", {"4.0"}, false},
+        {"5.0.1", lines, true},
+        {"5.1", lines, true},
+        {"5.0.0", lines, false},
+        {"4.0.2.5", lines, true},
+        {"4.0.2.6.1", lines, true},
+        {"4.0.2.4", lines, false},
+        {"4.0.3", lines, false},
+        {"4.0.3.9", lines, false},
+        {"4.1", lines, false},
+        {"4.0.2", {"5.0", "4.0.2"}, true},
+        {"4.1", {"5.0", "4.0.2"}, false},
+        {"4.0.9", {"4.0.2", "3.0", "5.0"}, true},
+        {"7.2147483647.3", {"9.0", "7.2147483647.2"}, true},
+        {"7.2147483647.1", {"9.0", "7.2147483647.2"}, false},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(isCompatible(c.system, c.versions), c.compatible) << c.system;
+}
+
+TEST(OsCompatibility, OneComponentNamesNoReleaseLine) {
+    EXPECT_THROW(isCompatible("4.5", {"5", "4"}), std::out_of_range);
+    EXPECT_FALSE(isCompatible("3.5", {"5", "4"}));
+    EXPECT_TRUE(isCompatible("5", {"5", "4"}));
+}
+
+} // namespace

@@ -1,0 +1,104 @@
+#include "kelp/core/kelp/validator/qml-scanner.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+using namespace Validator;
+
+namespace {
+
+using Imports = std::vector<std::string>;
+
+template<class Scan>
+Imports collect(Scan scan, std::string_view text) {
+    Imports imports;
+    scan(text, [&](const QmlImport &import) {
+        imports.push_back(std::string(import.module) + '|' + std::string(import.version));
+    });
+    return imports;
+}
+
+struct Case {
+    std::string text;
+    Imports imports;
+};
+
+TEST(QmlScanner, FindsTheStatementsAtTheTop) {
+    const Case cases[] = {
+        {"", {}},
+        {"import QtQuick 2.6", {"QtQuick|2.6"}},
+        {"import QtQuick 2.6;import Halyard.Vitrine 1.0\n", {"QtQuick|2.6", "Halyard.Vitrine|1.0"}},
+        {"import A 1.0\n\n\nimport B 2.0\r\n", {"A|1.0", "B|2.0"}},
+        {"import QtQuick", {"QtQuick|"}},
+        {"import QtQuick 2.6 as Q;import B 1.0", {"QtQuick|2.6"}},
+        {"import Foo import Bar 1", {"Foo|", "Bar|1"}},
+        {" \t;; import\tA\v1.0", {"A|1.0"}},
+        {"import \"../components\"", {"\"../components\"|"}},
+        {"import \"a\" 1.0;import \"b", {"\"a\"|1.0", "\"b|"}},
+        {"import \"\" ;import X 1", {"\"\"|", "X|1"}},
+        {"import \"", {}},
+        {";", {}},
+        {"import", {}},
+        {"import ", {}},
+        {"imports Foo 1.0", {}},
+        {"importFoo 1.0", {}},
+        {"import1 2.0", {"1|2.0"}},
+        {"import\"a.js\" as A", {"\"a.js\"|"}},
+        {"import .. ..", {"..|.."}},
+        {"import A_B 1.0", {"A|"}},
+        {"Item { import Foo 1.0 }\nimport B 1.0", {}},
+        {"import Foo 1.0 {\nimport B 1.0", {"Foo|1.0"}},
+        {"/*\nimport Foo 1.0\n*/", {"Foo|1.0"}},
+        {"\xffimport A 1.0\nimport \xc3\xa4 1.0\nimport B 1.0", {"B|1.0"}},
+        {std::string("import A\0 1.0\nimport B 1.0", 26), {"A|", "B|1.0"}},
+    };
+    for (const Case &c : cases)
+        EXPECT_EQ(collect(scanQmlImports, c.text), c.imports) << c.text;
+}
+
+TEST(QmlScanner, FindsTheStatementsWithinABinary) {
+    const Case cases[] = {
+        {"", {}},
+        {"import Foo 1.0", {}},
+        {"import Foo 1.0\n", {"Foo|1.0"}},
+        {"\1\2import Foo 1.0 as X\nimport Bar 2.11\n", {"Foo|1.0", "Bar|2.11"}},
+        {"important Foo 1.0\n", {"Foo|1.0"}},
+        {"import import Foo 1.0\n", {"Foo|1.0"}},
+        {"import A 1.0 import B 2.0\n", {"A|1.0", "B|2.0"}},
+        {"importimportimport A 1.0\n", {"A|1.0"}},
+        {"import Foo\n1.0\n", {}},
+        {"import Foo 1.0;\nimport Foo 1.\nimport Foo .5\nimport Foo 1.2.3\nimport Foo 12\n", {}},
+        {std::string("import Foo 1.0\0\n", 16), {}},
+        {"import A 1.0\nimport B 1.0", {"A|1.0"}},
+    };
+    for (const Case &c : cases)
+        EXPECT_EQ(collect(scanEmbeddedImports, c.text), c.imports) << c.text;
+}
+
+std::string repeated(std::string_view piece, std::size_t times) {
+    std::string text;
+    for (std::size_t i = 0; i < times; ++i)
+        text += piece;
+    return text;
+}
+
+/// Each would run for hours if a byte were read again for every statement in front of it.
+TEST(QmlScanner, TakesTimeInProportionToTheText) {
+    constexpr std::size_t kMany = 1'000'000;
+    EXPECT_EQ(collect(scanQmlImports, repeated("import A 1;", kMany)).size(), kMany);
+    EXPECT_EQ(collect(scanQmlImports, "import \"" + std::string(64 << 20, 'x')).size(), 1u);
+    EXPECT_EQ(collect(scanEmbeddedImports, repeated("import", kMany) + " A 1.0\n").size(), 1u);
+    EXPECT_EQ(collect(scanEmbeddedImports, repeated("import ", kMany) + "A 1.0\n").size(), 1u);
+    EXPECT_EQ(collect(scanEmbeddedImports, repeated("import A 1.0 ", kMany)).size(), 0u);
+}
+
+TEST(QmlScanner, KnowsPlainVersions) {
+    for (const char *word : {"1.0", "0.0", "123.456"})
+        EXPECT_TRUE(isPlainVersion(word)) << word;
+    for (const char *word : {"", ".", "1", ".5", "1.", "1.2.3", "1..2", "a.1", "1.a", "-1.0", "1.0;"})
+        EXPECT_FALSE(isPlainVersion(word)) << word;
+}
+
+} // namespace
