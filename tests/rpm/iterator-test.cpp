@@ -80,22 +80,16 @@ std::string text(const std::vector<std::uint8_t> &bytes) {
 TEST(FileIterator, ListsTheHeader) {
     const FileIterator iterator(package("gzip"));
     CapturedOutput log;
-    const auto whole = ElementsAre(
-        "1- /etc/kinds.conf file 644", "2 /etc/kinds.hook file 744", "3 /opt/kinds dir 750",
-        "4 /opt/kinds/empty file 600", "5 /opt/kinds/ghost file 644", "6 /opt/kinds/link symlink ../up",
-        "7 /opt/kinds/numbers file 755", "8 /opt/kinds/one file 644", "9 /opt/kinds/plain file 644");
+    const auto whole = ElementsAre("1- /etc/kinds.conf file 644", "2 /etc/kinds.hook file 744",
+                                   "3 /opt/kinds dir 750", "4 /opt/kinds/empty file 600",
+                                   "5 /opt/kinds/ghost file 644", "6 /opt/kinds/link symlink ../up",
+                                   "7 /opt/kinds/numbers file 755", "8 /opt/kinds/one file 644",
+                                   "11 /opt/kinds/words file 644", "12 /opt/kinds/yes file 644");
     EXPECT_THAT(lines(iterator), whole);
     EXPECT_EQ(log.take(), "[W] Unexpected entry type in rpm package\n");
     EXPECT_THAT(lines(iterator, "/etc/kinds.hook"),
                 ElementsAre("1- /etc/kinds.conf file 644", "2 /etc/kinds.hook file 744"));
     EXPECT_THAT(lines(iterator), whole) << "a walk after one that was stopped";
-}
-
-TEST(FileIterator, OutlivesItsReader) {
-    auto reader = std::make_unique<Reader>(package("gzip"));
-    const FileIterator iterator(*reader);
-    reader.reset();
-    EXPECT_EQ(lines(iterator).size(), 9u);
 }
 
 TEST(FileIterator, SignsConfigurationWhenTheMacroSaysSo) {
@@ -129,43 +123,32 @@ TEST_P(ExtractFileIteratorTest, WalksThePayload) {
                 ElementsAre("1- /etc/kinds.conf file 644", "2 /etc/kinds.hook file 744",
                             "3 /opt/kinds dir 750", "4 /opt/kinds/empty file 600",
                             "6 /opt/kinds/link symlink ../up", "7 /opt/kinds/numbers file 755",
-                            "9 /opt/kinds/plain file 644", "8 /opt/kinds/one file 644",
-                            "10 /opt/kinds/three hardlink /opt/kinds/one",
-                            "11 /opt/kinds/two hardlink /opt/kinds/one"));
+                            "11 /opt/kinds/words file 644", "8 /opt/kinds/one file 644",
+                            "9 /opt/kinds/three hardlink /opt/kinds/one",
+                            "10 /opt/kinds/two hardlink /opt/kinds/one", "12 /opt/kinds/yes file 644",
+                            "13 /opt/kinds/zero hardlink /opt/kinds/yes"));
     EXPECT_EQ(log.take(), "[W] Unexpected entry type in rpm package\n");
 }
 
 TEST_P(ExtractFileIteratorTest, ReadsContent) {
     withFile(package(GetParam()), "/opt/kinds/numbers", [](const PackedFile &file) {
         EXPECT_EQ(file.size(), numbers().size());
-        EXPECT_EQ(text(file.readAll()), numbers());
-        EXPECT_THAT([&] { file.readAll(); },
+        EXPECT_TRUE(text(file.readAll()) == numbers());
+    });
+    withFile(package(GetParam()), "/opt/kinds/one", [](const PackedFile &file) {
+        file.skip();
+        EXPECT_THAT([&] { file.skip(); },
                     raises(ErrorCode::Internal, "Couldn't read content from rpm package"));
     });
-    withFile(package(GetParam()), "/opt/kinds/one",
-             [](const PackedFile &file) { EXPECT_EQ(text(file.readAll()), "shared\n"); });
-}
-
-TEST_P(ExtractFileIteratorTest, GoesOnAfterContentThatWasReadOrSkipped) {
-    std::size_t regular = 0;
-    ExtractFileIterator(package(GetParam())).forEach([&](const ExtractFileIterator::Entry &entry) {
-        if (const auto *file = std::get_if<PackedFile>(&entry.kind)) {
-            ++regular % 2 ? file->skip() : static_cast<void>(file->readAll());
-        }
-        return false;
-    });
-    EXPECT_EQ(regular, 6u);
 }
 
 TEST(ExtractFileIterator, GivesAllNamesOfAFileBeforeItStops) {
-    std::vector<fs::path> paths;
-    ExtractFileIterator(package("gzip")).forEach([&](const ExtractFileIterator::Entry &entry) {
-        paths.push_back(entry.path);
-        return std::holds_alternative<PackedFile>(entry.kind) && entry.path.filename() == "one";
-    });
-    ASSERT_GE(paths.size(), 3u);
-    EXPECT_THAT(std::vector(paths.end() - 3, paths.end()),
-                ElementsAre("/opt/kinds/one", "/opt/kinds/three", "/opt/kinds/two"));
+    CapturedOutput log;
+    const std::vector<std::string> seen = lines(ExtractFileIterator(package("gzip")), "/opt/kinds/one");
+    ASSERT_GE(seen.size(), 3u);
+    EXPECT_THAT(std::vector(seen.end() - 3, seen.end()),
+                ElementsAre("8 /opt/kinds/one file 644", "9 /opt/kinds/three hardlink /opt/kinds/one",
+                            "10 /opt/kinds/two hardlink /opt/kinds/one"));
 }
 
 TEST(PackedFile, WritesToAPath) {
@@ -173,7 +156,7 @@ TEST(PackedFile, WritesToAPath) {
     const fs::path target = directory.path() / "out";
     writeFile(target, numbers() + "old");
     withFile(package("gzip"), "/opt/kinds/numbers", [&](const PackedFile &file) { file.writeTo(target); });
-    EXPECT_EQ(readFile(target), numbers());
+    EXPECT_TRUE(readFile(target) == numbers());
     withFile(package("gzip"), "/opt/kinds/empty", [&](const PackedFile &file) { file.writeTo(target); });
     EXPECT_EQ(readFile(target), "");
 }
@@ -183,7 +166,7 @@ TEST(PackedFile, WritesToAnOpenFile) {
     const fs::path target = directory.path() / "out";
     writeFile(target, "head\n");
     const int file = ::open(target.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
-    withFile(package("gzip"), "/opt/kinds/plain",
+    withFile(package("gzip"), "/opt/kinds/words",
              [&](const PackedFile &content) { content.writeTo(file, target); });
     EXPECT_EQ(::close(file), 0);
     EXPECT_EQ(readFile(target), "head\ntext\n");
@@ -192,7 +175,7 @@ TEST(PackedFile, WritesToAnOpenFile) {
 TEST(PackedFile, NamesTheFileThatCannotBeWritten) {
     const TemporaryDirectory directory;
     const fs::path orphan = directory.path() / "missing" / "out";
-    withFile(package("gzip"), "/opt/kinds/plain", [&](const PackedFile &file) {
+    withFile(package("gzip"), "/opt/kinds/words", [&](const PackedFile &file) {
         EXPECT_THAT(
             [&] { file.writeTo(orphan); },
             raises(ErrorCode::Filesystem, "Couldn't open file for writing rpm content: " + orphan.string()));

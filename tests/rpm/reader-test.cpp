@@ -48,15 +48,6 @@ TEST(Reader, NamesDependenciesInOrderWithRepetitions) {
     EXPECT_THAT(reader.dependencies(Tag::Name), IsEmpty()) << "a tag that names no dependency set";
 }
 
-TEST(Reader, SharesItsHeaderWithCopies) {
-    auto original = std::make_unique<Reader>(package("gzip"));
-    const Reader copy = *original;
-    const Reader view(copy.header());
-    original.reset();
-    EXPECT_EQ(copy.tag(Tag::Name), "org.example.kinds");
-    EXPECT_EQ(view.tag(Tag::Name), "org.example.kinds");
-}
-
 TEST(Reader, RefusesWhatIsNoPackage) {
     const TemporaryDirectory directory;
     const std::string whole = readFile(package("gzip"));

@@ -20,8 +20,8 @@ public:
     static constexpr Flags WriteLock = 2;    ///< For the constructor: keeps all others from the database.
     static constexpr Flags NoPlugins = 0x80; ///< For addFlags: rpm's plugins stay out of the run.
 
-    /// Takes the database's lock, waiting for nobody. Raises ErrorCode::Internal "Couldn't begin rpm
-    /// transaction".
+    /// Takes the database's lock. Raises ErrorCode::Internal "Couldn't begin rpm transaction" when another
+    /// process has it; librpm waits for its release only when standard input is a terminal.
     explicit Transaction(Flags lock);
 
     /// Adds to the flags of the run, which are the RPMTRANS_FLAG values of librpm's rpmts.h.
@@ -30,17 +30,17 @@ public:
     /// Has the run show labels and hash marks on standard output.
     void setProgressCallback();
 
-    /// Calls `callback` for each installed package. The reader is valid until the callback returns; so are
-    /// its copies, also the one inside a FileIterator. A database that cannot be opened counts as empty, and
-    /// librpm says so on standard error.
+    /// Calls `callback` for each installed package. The reader and its copies are valid until the callback
+    /// returns; a FileIterator made from it can be walked beyond that. A database that cannot be opened
+    /// counts as empty, and librpm says so on standard error.
     void forEachInstalled(const std::function<void(const Reader &)> &callback) const;
 
     /// Has the run erase an installed package. Raises ErrorCode::Internal "Couldn't add erase element to the
     /// RPM transaction" for a package that is not from the database.
     void addErase(const Reader &package);
 
-    /// Carries the erasures out. Raises ErrorCode::Internal "Couldn't run rpm transaction". Problems that
-    /// keep rpm from starting, as an erasure that others depend on, are no failure: the packages stay then.
+    /// Carries the erasures out. Raises ErrorCode::Internal "Couldn't run rpm transaction". Problems that rpm
+    /// finds before it starts are no failure, though packages stay installed then.
     void run();
 
 private:
