@@ -1,0 +1,79 @@
+#include "kelp/core/kelp/validator/integrity-file.h"
+
+#include "support/temporary-directory.h"
+#include "support/text-file.h"
+
+#include <glib.h>
+#include <gtest/gtest.h>
+
+using namespace Validator;
+
+namespace {
+
+using Files = std::vector<std::string>;
+
+class IntegrityFileTest : public testing::Test {
+protected:
+    // A complaint of the library about its use ends the test program.
+    void SetUp() override { g_log_set_always_fatal(G_LOG_LEVEL_CRITICAL); }
+
+    std::optional<Files> read(const std::string &text) {
+        writeFile(directory_.path() / "file.json", text);
+        return readWatchedFiles(directory_.path() / "file.json");
+    }
+
+    TemporaryDirectory directory_;
+};
+
+std::string repeated(std::string_view piece, std::size_t times) {
+    std::string text;
+    for (std::size_t i = 0; i < times; ++i)
+        text += piece;
+    return text;
+}
+
+TEST_F(IntegrityFileTest, GivesTheWatchedFiles) {
+    const struct {
+        std::string text;
+        std::optional<Files> files;
+    } cases[] = {
+        {"{}", Files{}},
+        {"{\"watch\": []}", Files{}},
+        {"{\"watch\": [\"file:/a\", \"elf:/b\", \"/c\"]}", Files{"/a", "/b", "/c"}},
+        {"{\"watch\": [\"file:elf:/a\", \"FILE:/b\", \"file:\"]}", Files{"elf:/a", "FILE:/b", ""}},
+        {"{\"watch\": [\"/a\", 1, null, true, 1.5, [\"/b\"], {}]}", Files{"/a", "", "", "", "", "", ""}},
+        {"{\"other\": {\"watch\": [\"/a\"]}}", Files{}},
+        {"\xef\xbb\xbf/* first */ {\"watch\": [\"/\\u00e4\"]}", Files{"/\xc3\xa4"}},
+        {"", std::nullopt},
+        {" ", std::nullopt},
+        {"no JSON", std::nullopt},
+        {"{\"watch\": [\"/a\"]", std::nullopt},
+        {"{} {}", std::nullopt},
+        {"[\"/a\"]", std::nullopt},
+        {"\"/a\"", std::nullopt},
+        {"null", std::nullopt},
+        {"{\"watch\": \"/a\"}", std::nullopt},
+        {"{\"watch\": 1}", std::nullopt},
+        {"{\"watch\": null}", std::nullopt},
+        {"{\"watch\": {\"0\": \"/a\"}}", std::nullopt},
+        {"{\"watch\": [\"\xff\"]}", std::nullopt},
+        {std::string("\x7f"
+                     "ELF\0\0",
+                     6),
+         std::nullopt},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(read(c.text), c.files) << c.text;
+    EXPECT_EQ(readWatchedFiles(directory_.path() / "absent"), std::nullopt);
+    EXPECT_EQ(readWatchedFiles(directory_.path()), std::nullopt);
+}
+
+TEST_F(IntegrityFileTest, SurvivesWhatIsHuge) {
+    EXPECT_EQ(read(repeated("[", 10'000) + repeated("]", 10'000)), std::nullopt);
+    EXPECT_EQ(read("{\"watch\":" + repeated("[", 1'000'000)), std::nullopt);
+    EXPECT_EQ(read(repeated("{\"watch\":", 10'000) + "1" + repeated("}", 10'000)), std::nullopt);
+    EXPECT_EQ(read("{\"watch\":[]}" + std::string(100'000'000, ' ')), std::nullopt);
+    EXPECT_EQ(read("{\"watch\":[" + repeated("\"/a\",", 500'000) + "\"/a\"]}")->size(), 500'001u);
+}
+
+} // namespace

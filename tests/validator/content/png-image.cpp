@@ -1,0 +1,51 @@
+#include "png-image.h"
+
+#include <zlib.h>
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace {
+
+std::string bigEndian(std::uint32_t value) {
+    return {static_cast<char>(value >> 24), static_cast<char>(value >> 16), static_cast<char>(value >> 8),
+            static_cast<char>(value)};
+}
+
+const Bytef *bytes(std::string_view text) {
+    return reinterpret_cast<const Bytef *>(text.data());
+}
+
+} // namespace
+
+std::string pngSignature() {
+    return "\x89PNG\r\n\x1a\n";
+}
+
+std::string pngChunk(std::string_view type, std::string_view data) {
+    const std::string content = std::string(type) + std::string(data);
+    const auto sum = static_cast<std::uint32_t>(crc32(0, bytes(content), static_cast<uInt>(content.size())));
+    return bigEndian(static_cast<std::uint32_t>(data.size())) + content + bigEndian(sum);
+}
+
+std::string pngHeader(std::uint32_t width, std::uint32_t height) {
+    return pngChunk("IHDR", bigEndian(width) + bigEndian(height) + std::string("\x08\0\0\0\0", 5));
+}
+
+std::string pngImage(std::uint32_t width, std::uint32_t height) {
+    const std::string row(std::min(width, 4096u) + 1, '\0');
+    std::string rows;
+    for (std::uint32_t y = 0; y < std::min(height, 256u); ++y)
+        rows += row;
+    return pngSignature() + pngHeader(width, height) + pngChunk("IDAT", deflated(rows)) +
+           pngChunk("IEND", "");
+}
+
+std::string deflated(std::string_view data) {
+    std::string result(compressBound(data.size()), '\0');
+    uLongf size = result.size();
+    if (compress(reinterpret_cast<Bytef *>(result.data()), &size, bytes(data), data.size()) != Z_OK)
+        throw std::runtime_error("zlib failed");
+    result.resize(size);
+    return result;
+}

@@ -1,0 +1,130 @@
+#include "kelp/core/kelp/validator/png-size.h"
+
+#include "kelp/core/common/error.h"
+#include "png-image.h"
+#include "support/error-matcher.h"
+#include "support/temporary-directory.h"
+#include "support/text-file.h"
+
+#include <glib.h>
+#include <sys/resource.h>
+
+#include <memory>
+
+using namespace Validator;
+using Common::ErrorCode;
+
+namespace {
+
+class PngSizeTest : public testing::Test {
+protected:
+    std::filesystem::path file(const std::string &bytes) {
+        writeFile(directory_.path() / "icon.png", bytes);
+        return directory_.path() / "icon.png";
+    }
+
+    TemporaryDirectory directory_;
+};
+
+std::string base64(const std::string &bytes) {
+    const std::unique_ptr<gchar, decltype(&g_free)> text(
+        g_base64_encode(reinterpret_cast<const guchar *>(bytes.data()), bytes.size()), g_free);
+    return text.get();
+}
+
+long peakMemoryMegabytes() {
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss >> 10;
+}
+
+TEST_F(PngSizeTest, ReadsTheDimensionsInFrontOfTheImage) {
+    const std::string header = pngSignature() + pngHeader(86, 108);
+    const std::string data = pngChunk("IDAT", "no image at all");
+    const struct {
+        const char *what;
+        std::string bytes;
+    } cases[] = {
+        {"a whole image", pngImage(86, 108)},
+        {"an image that is damaged", header + data},
+        {"an image cut short", pngImage(86, 108).substr(0, 60)},
+        {"chunks in front", header + pngChunk("tEXt", "Title\0x") + pngChunk("prIv", "?") + data},
+        {"a damaged comment", header + pngChunk("zTXt", "not deflated") + data},
+    };
+    for (const auto &c : cases) {
+        const PngSize size = readPngSize(file(c.bytes));
+        EXPECT_EQ(size.width, 86u) << c.what;
+        EXPECT_EQ(size.height, 108u) << c.what;
+    }
+}
+
+TEST_F(PngSizeTest, RefusesWhatIsNoPng) {
+    const std::string sound = pngImage(86, 86);
+    const std::string signature = pngSignature();
+    const struct {
+        std::string bytes;
+        std::string reason;
+    } cases[] = {
+        {"", "unexpected end of file"},
+        {"This is a text file, not an image.", "Not a PNG file"},
+        {sound.substr(0, 20), "unexpected end of file"},
+        {sound.substr(0, 33), "unexpected end of file"},
+        {signature + pngHeader(0x7fffffff, 0x7fffffff) + pngChunk("IDAT", ""), "Invalid IHDR data"},
+        {signature + pngHeader(0x80000000, 1) + pngChunk("IDAT", ""), "PNG unsigned integer out of range"},
+        {signature + pngHeader(0, 86) + pngChunk("IDAT", ""), "Invalid IHDR data"},
+        {signature + pngHeader(86, 86) + std::string("\x7f\xff\xff\xfftEXt", 8), "unexpected end of file"},
+        {signature + pngHeader(86, 86) + pngHeader(86, 86) + pngChunk("IDAT", ""), "IHDR: out of place"},
+        {signature + pngChunk("IDAT", ""), "IDAT: Missing IHDR before IDAT"},
+        {std::string(sound).replace(20, 1, "\1"), "IHDR: CRC error"},
+    };
+    for (const auto &c : cases)
+        EXPECT_THAT([&] { readPngSize(file(c.bytes)); },
+                    raises(ErrorCode::Internal, "Failed to read PNG icon: " + c.reason));
+    for (const std::filesystem::path &path : {directory_.path() / "absent", directory_.path()})
+        EXPECT_THAT([&] { readPngSize(path); },
+                    raises(ErrorCode::Internal, "Failed to read PNG icon: the file cannot be opened"));
+}
+
+/// Nine hundred comments of eight megabytes each, in as many kilobytes.
+TEST_F(PngSizeTest, InflatesNothing) {
+    const std::string comment =
+        pngChunk("zTXt", std::string("Comment\0\0", 9) + deflated(std::string(7'900'000, ' ')));
+    std::string bytes = pngSignature() + pngHeader(86, 86);
+    for (int i = 0; i < 900; ++i)
+        bytes += comment;
+    const auto path = file(bytes + pngChunk("IDAT", ""));
+    const long before = peakMemoryMegabytes();
+    EXPECT_EQ(readPngSize(path).width, 86u);
+    EXPECT_LT(peakMemoryMegabytes(), before + 64);
+}
+
+TEST_F(PngSizeTest, ReadsTheIconsOfThisMachine) {
+    const std::filesystem::path icon = "/usr/share/sddm/themes/maldives/rectangle.png";
+    if (!exists(icon))
+        GTEST_SKIP() << "needs the package sddm-theme-maldives";
+    EXPECT_EQ(readPngSize(icon).width, 416u);
+    EXPECT_EQ(readPngSize(icon).height, 262u);
+}
+
+TEST_F(PngSizeTest, ReadsDataUrls) {
+    const std::string pixel = base64(pngImage(3, 2));
+    const std::string prefix = "data:image/png;base64,";
+    EXPECT_EQ(readPngSizeFromDataUrl(prefix + pixel).width, 3u);
+    EXPECT_EQ(readPngSizeFromDataUrl(prefix + pixel).height, 2u);
+    const struct {
+        std::string url;
+        std::string message;
+    } cases[] = {
+        {"", "The icon has an unsupported format"},
+        {pixel, "The icon has an unsupported format"},
+        {"data:image/svg+xml;base64," + pixel, "The icon has an unsupported format"},
+        {"DATA:image/png;base64," + pixel, "The icon has an unsupported format"},
+        {prefix, "Failed to read PNG icon from base64: unexpected end of file"},
+        {prefix + "aGVsbG8gd29ybGQ=", "Failed to read PNG icon from base64: Not a PNG file"},
+        {prefix + pixel.substr(0, 30), "Failed to read PNG icon from base64: unexpected end of file"},
+    };
+    for (const auto &c : cases)
+        EXPECT_THAT([&] { readPngSizeFromDataUrl(c.url); }, raises(ErrorCode::InvalidArguments, c.message));
+}
+
+} // namespace
