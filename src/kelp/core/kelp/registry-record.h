@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace Core::KELP {
+
+enum class RegistryEvent : std::uint32_t {
+    Install = 0, ///< "I" in the file
+    Update = 1,  ///< "U"
+    Remove = 2,  ///< "R"
+};
+
+/// One event in the history of a package.
+class RegistryRecord {
+public:
+    /// `timestamp` counts seconds since the epoch. `previousKeyIds` are earlier key ids of the same
+    /// developer.
+    RegistryRecord(RegistryEvent event, std::int64_t timestamp, std::string packageId, std::string keyId,
+                   std::vector<std::string> previousKeyIds = {}) :
+        event_(event),
+        timestamp_(timestamp),
+        packageId_(std::move(packageId)),
+        keyId_(std::move(keyId)),
+        previousKeyIds_(std::move(previousKeyIds)) {}
+
+    RegistryEvent event() const { return event_; }
+    std::int64_t timestamp() const { return timestamp_; }
+    const std::string &packageId() const { return packageId_; }
+    const std::string &keyId() const { return keyId_; }
+    const std::vector<std::string> &previousKeyIds() const { return previousKeyIds_; }
+
+private:
+    RegistryEvent event_;
+    std::int64_t timestamp_;
+    std::string packageId_;
+    std::string keyId_;
+    std::vector<std::string> previousKeyIds_;
+};
+
+/// The record as one line of the registry, without the line end:
+///
+///     timestamp=1700000000 event=I package=demo keyid=AB12 prev-keyids=FF01->FF02
+///
+/// The last token stands only when there are previous key ids. Throws std::out_of_range for an event that is
+/// none of the enumeration.
+std::string formatRecord(const RegistryRecord &record);
+
+/// The record of a line. Of two tokens with one key the later counts; an unknown key is logged and skipped,
+/// so that later versions can add some. A line that lacks a value, or holds an unusable one, is logged and
+/// gives nothing.
+std::optional<RegistryRecord> parseRecord(const std::string &line);
+
+} // namespace Core::KELP

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <functional>
+
+namespace Core::KELP {
+
+class RegistryRecord;
+
+/// The log of package events, which outlives the packages: it remembers which developer key installed which
+/// id. The file is var/lib/kelp/registry below the root prefix, one record a line, oldest first;
+/// docs/formats.md describes it.
+///
+/// Several processes may use it at once: every operation, reading included, waits for the advisory lock
+/// (fcntl(2)) on the neighbour ".lock", which is created when needed and never removed. Threads of one
+/// process are not kept apart. A failure is logged and comes back as false.
+class Registry {
+public:
+    /// Calls `callback` for each good record, in file order. A bad line is logged and skipped; an absent file
+    /// is an empty registry.
+    bool foreachRecord(const std::function<void(const RegistryRecord &)> &callback) const;
+
+    /// Appends the record and drops those that it supersedes: those of the same package and the same chain of
+    /// keys. An installation or removal supersedes all of them, an update all but the installation. The file
+    /// is replaced in one step; after a failure or a power cut it holds what it held before, or all of the
+    /// new content.
+    bool writeRecord(const RegistryRecord &record) const;
+};
+
+} // namespace Core::KELP

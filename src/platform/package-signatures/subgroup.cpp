@@ -1,0 +1,25 @@
+#include "platform/package-signatures/subgroup.h"
+
+namespace PackageSignatures {
+
+std::string subgroupToString(Subgroup subgroup) {
+    switch (subgroup) {
+    case Subgroup::Regular:
+        return "regular";
+    case Subgroup::Antivirus:
+        return "antivirus";
+    case Subgroup::Extended:
+        return "extended";
+    case Subgroup::Mdm:
+        return "mdm";
+    case Subgroup::Auth:
+        return "auth";
+    case Subgroup::Market:
+        return "market";
+    case Subgroup::SystemApp:
+        return "systemapp";
+    }
+    return "unknown";
+}
+
+} // namespace PackageSignatures
