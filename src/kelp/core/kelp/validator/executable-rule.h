@@ -1,6 +1,10 @@
 #pragma once
 
+#include "kelp/core/kelp/validator/message.h"
+
 #include <cstdint>
+#include <string>
+#include <vector>
 
 namespace Validator {
 
@@ -22,5 +26,7 @@ enum class ExecutableRule : std::uint32_t {
     UnstableLibrary = 13,  ///< library
     ForbiddenLibrary = 14, ///< library
 };
+
+Message messageOf(ExecutableRule rule, const std::vector<std::string> &strings);
 
 } // namespace Validator

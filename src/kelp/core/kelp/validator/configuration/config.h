@@ -1,0 +1,54 @@
+#pragma once
+
+#include "kelp/core/kelp/validator/configuration/profile.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace Configuration {
+class ConfigBase;
+class PatternSet;
+} // namespace Configuration
+
+namespace Validator {
+
+/// The handle on the active profile, by which all checkers of one validation ask for policy. The references
+/// live as long as the object.
+class Config {
+public:
+    /// A profile that is none of the enumeration counts as Profile::Regular.
+    explicit Config(Profile profile);
+
+    bool validationEnabled() const;
+    bool isDesktopFileRequired() const;
+    bool isIconRequired(const std::string &path) const;
+
+    const std::vector<std::int32_t> &iconSizes() const;
+    const std::string &name() const;
+    const std::string &binDir() const;
+    const std::string &shareDir() const;
+    const std::string &applicationsDir() const;
+    const std::string &iconsDir() const;
+    const std::string &libexecDir() const;
+    const std::string &requiredPackage() const;
+    const Configuration::PatternSet &allowedPaths() const;
+    const Configuration::PatternSet &allowedPermissions() const;
+    const Configuration::PatternSet &allowedLibraries() const;
+    const Configuration::PatternSet &unstableLibraries() const;
+    const Configuration::PatternSet &deprecatedLibraries() const;
+    const Configuration::PatternSet &allowedRequires() const;
+    const Configuration::PatternSet &unstableRequires() const;
+    const Configuration::PatternSet &deprecatedRequires() const;
+    const Configuration::PatternSet &allowedQmlImports() const;
+    const Configuration::PatternSet &unstableQmlImports() const;
+    const Configuration::PatternSet &deprecatedQmlImports() const;
+    const Configuration::PatternSet &reservedQmlImports() const;
+    const Configuration::PatternSet &forbiddenMimeTypes() const;
+
+private:
+    std::shared_ptr<Configuration::ConfigBase> base_;
+};
+
+} // namespace Validator

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "kelp/core/kelp/validator/configuration/pattern.h"
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <unordered_set>
+#include <variant>
+#include <vector>
+
+namespace Configuration {
+
+/// One row of an allow-list.
+using PatternEntry = std::variant<Pattern, std::string>;
+
+/// An allow-list: exact strings and regular expressions that match whole strings.
+class PatternSet {
+public:
+    /// A string that is already there is left alone; an expression is appended. Throws
+    /// std::bad_variant_access for a valueless entry.
+    void add(PatternEntry entry);
+
+    /// Whether the text is one of the strings or matches one of the expressions. The strings are asked first.
+    bool contains(std::string_view text) const;
+
+    /// How many strings and expressions the set holds.
+    std::size_t size() const { return strings_.size() + patterns_.size(); }
+
+private:
+    struct Hash : std::hash<std::string_view> {
+        using is_transparent = void;
+    };
+
+    std::unordered_set<std::string, Hash, std::equal_to<>> strings_;
+    std::vector<Pattern> patterns_;
+};
+
+} // namespace Configuration
