@@ -18,6 +18,9 @@ void writeDurably(const std::filesystem::path &path, std::string_view content);
 /// neighbour behind.
 void replaceDurably(const std::filesystem::path &path, std::string_view content);
 
+/// Has the content of a file on disk that was written by other means.
+void flushFile(const std::filesystem::path &path);
+
 /// Has the entries of a directory on disk: what was created in it, removed from it or renamed within it.
 void flushDirectory(const std::filesystem::path &directory);
 

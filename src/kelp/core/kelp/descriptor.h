@@ -1,0 +1,28 @@
+#pragma once
+
+#include "kelp/core/kelp/package-information.h"
+
+#include <array>
+#include <filesystem>
+
+namespace Core::KELP {
+
+struct PackageStaging;
+
+/// The keys that every descriptor has, in the order in which they are missed.
+inline constexpr std::array requiredDescriptorKeys = {"general.id", "general.version", "certificate.subgroup",
+                                                      "certificate.id"};
+
+/// Writes the descriptor of a version, an ini file with the sections [general], [certificate] and
+/// [prev_key_ids]. `extras` are further values with keys "section.key". The names of organisation and
+/// application are written together or not at all. The file is on disk when the call returns. Raises
+/// ErrorCode::Filesystem, "Couldn't create velura.pkg file: " and the reason, and then leaves what was at
+/// `path`.
+void writeDescriptor(const std::filesystem::path &path, const PackageStaging &staging,
+                     const PackageInformation &extras);
+
+/// Reads a descriptor. Keys without a value count as absent. Raises ErrorCode::Internal when there is no such
+/// file, when it does not parse and when one of requiredDescriptorKeys is absent.
+PackageInformation readDescriptor(const std::filesystem::path &path);
+
+} // namespace Core::KELP

@@ -1,0 +1,358 @@
+#include "kelp/core/kelp/fs-database.h"
+
+#include "kelp/core/common/durable-file.h"
+#include "kelp/core/common/error.h"
+#include "kelp/core/common/filesystem.h"
+#include "kelp/core/common/i-configuration.h"
+#include "kelp/core/common/log-stream.h"
+#include "kelp/core/common/path-tests.h"
+#include "kelp/core/common/rpm/version.h"
+#include "kelp/core/kelp/descriptor.h"
+#include "kelp/core/kelp/i-database-path-resolver.h"
+#include "kelp/core/kelp/mappings/mapping-table.h"
+#include "kelp/core/kelp/path-list.h"
+#include "kelp/core/kelp/publication.h"
+
+#include "platform/event-log/log-event.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+using Common::Error;
+using Common::ErrorCode;
+using Common::LogLevel;
+using Common::LogStream;
+
+constexpr std::array<std::string_view, 3> reservedNames = {".install", ".upgrade", ".remove"};
+
+constexpr int packageCategory = 1;
+constexpr int packageRemoved = 14;
+
+Error internalError(const char *words, const std::string &id) {
+    return {ErrorCode::Internal, words + id + " package"};
+}
+
+std::optional<std::string> valueOf(const PackageInformation &information, const char *key) {
+    const auto found = information.find(key);
+    return found == information.end() ? std::nullopt : std::optional(found->second);
+}
+
+void renameLink(const fs::path &from, const fs::path &to) {
+    Common::move(from, to);
+}
+
+/// Whether the entry is the version that `current` names. Told by the text of the link, or by the directory
+/// itself when the store is seen below another root than the one below which the link was made.
+bool isCurrentVersion(const fs::path &entry, const fs::path &current, const fs::path &currentTarget) {
+    if (entry == currentTarget)
+        return true;
+    std::error_code ignored;
+    return !fs::is_symlink(entry, ignored) && fs::equivalent(entry, current, ignored);
+}
+
+void removeLegacy(const fs::path &entry) {
+    try {
+        Common::removeAll(entry);
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Warning) << "Couldn't cleanup legacy version of the package: " << entry << error;
+    }
+}
+
+} // namespace
+
+FSDatabase::FSDatabase(const IConfiguration &configuration, const IDatabasePathResolver &pathResolver) :
+    configuration_(&configuration), pathResolver_(&pathResolver) {
+    const fs::path &directory = configuration.databaseDirectory();
+    try {
+        if (!Common::exists(directory))
+            fs::create_directories(directory);
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Error) << error;
+        LogStream(LogLevel::Error) << "Couldn't create database directory: " << directory;
+    }
+}
+
+void FSDatabase::install(const PackageStaging &staging, const PackageInformation &extras) {
+    if (isInstalled(staging.id))
+        throw Error(ErrorCode::Internal, "Package " + staging.id + " already installed");
+    try {
+        prepareUpdate(staging, extras);
+        completeUpdate(staging.id);
+    } catch (...) {
+        cleanupFailedInstallation(staging.id);
+        throw;
+    }
+}
+
+void FSDatabase::cleanupFailedInstallation(const std::string &id) {
+    LogStream(LogLevel::Info) << "Cleaning up unsuccessfully installed package: " << id;
+    try {
+        cleanupCorrupted(id);
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Warning) << "Couldn't cleanup the unsuccessfully installed package: " << id;
+        LogStream(LogLevel::Warning) << error;
+    }
+}
+
+void FSDatabase::prepareUpdate(const PackageStaging &staging, const PackageInformation &extras) {
+    try {
+        putInPlace(staging, extras);
+    } catch (...) {
+        cleanupVersionsExceptCurrent(staging.id);
+        throw;
+    }
+}
+
+void FSDatabase::putInPlace(const PackageStaging &staging, const PackageInformation &extras) {
+    const fs::path directory = pathResolver_->versionDirectory(staging.id, staging.version);
+    Common::move(staging.path, directory);
+    // What a package ships under the names of the store's own files is not its to say: the lists tell what to
+    // remove from the system, and a link in place of the resources would have the store write where it leads.
+    for (const fs::path &own : {pathResolver_->symlinkListFile(staging.id, staging.version),
+                                pathResolver_->generatedDirListFile(staging.id, staging.version),
+                                pathResolver_->resourcesDirectory(staging.id, staging.version)})
+        Common::removeAll(own);
+    writeDescriptor(pathResolver_->descriptorFile(staging.id, staging.version), staging, extras);
+    Common::createSymlink(directory, pathResolver_->nextDirectory(staging.id));
+}
+
+void FSDatabase::completeUpdate(const std::string &id) {
+    if (!hasPendingUpdate(id))
+        throw internalError("Attempt to complete non-existent update for ", id);
+    try {
+        swapToNext(id);
+    } catch (...) {
+        recoverPrevious(id);
+        throw;
+    }
+}
+
+void FSDatabase::swapToNext(const std::string &id) {
+    // The new version's files may claim the targets of the old one's.
+    tryRemoveMappingsUsingCurrentDirectory(id);
+    if (Common::exists(pathResolver_->currentDirectory(id)))
+        backUpCurrent(id);
+    promoteNext(id);
+    generateMappings(id);
+    cleanupVersionsExceptCurrent(id);
+}
+
+void FSDatabase::backUpCurrent(const std::string &id) {
+    const fs::path current = pathResolver_->currentDirectory(id);
+    if (!Common::exists(current))
+        throw internalError("Missing current directory when trying to do backup for ", id);
+    renameLink(current, pathResolver_->previousDirectory(id));
+}
+
+void FSDatabase::promoteNext(const std::string &id) {
+    const fs::path next = pathResolver_->nextDirectory(id);
+    if (!Common::exists(next))
+        throw internalError("Attempt to complete non-existent update for ", id);
+    renameLink(next, pathResolver_->currentDirectory(id));
+}
+
+void FSDatabase::recoverPrevious(const std::string &id) {
+    LogStream(LogLevel::Info) << "Recovering the previous version package corrupted by the upgrade: " << id;
+    try {
+        tryRemoveMappingsUsingCurrentDirectory(id);
+        rollBackToPrevious(id);
+        generateMappings(id);
+        cleanupVersionsExceptCurrent(id);
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Warning)
+            << "Couldn't recover the previous version of the package corrupted by the upgrade: " << id;
+        LogStream(LogLevel::Warning) << error;
+        removeUnrecoverable(id);
+    }
+}
+
+/// The failure that the caller is about to hear of is that of the update, not one of this removal.
+void FSDatabase::removeUnrecoverable(const std::string &id) {
+    try {
+        cleanupCorrupted(id);
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Warning) << error;
+    }
+}
+
+void FSDatabase::rollBackToPrevious(const std::string &id) {
+    const fs::path previous = pathResolver_->previousDirectory(id);
+    if (!Common::exists(previous))
+        throw internalError("Missing backup directory when rolling back update for ", id);
+    renameLink(previous, pathResolver_->currentDirectory(id));
+}
+
+void FSDatabase::remove(const std::string &id) {
+    if (!isInstalled(id))
+        throw Error(ErrorCode::PackageNotExist, "Attempt to remove non existent package " + id);
+    tryRemoveMappingsUsingCurrentDirectory(id);
+    Common::removeAll(pathResolver_->packageDirectory(id));
+}
+
+void FSDatabase::cleanupCorrupted(const std::string &id) {
+    remove(id);
+    const std::string text =
+        "Package: " + id + "\nVersion: cannot be accurately determined\nReason: corrupted";
+    log_event(packageCategory, packageRemoved, text.c_str());
+}
+
+void FSDatabase::cleanupVersionsExceptCurrent(const std::string &id) {
+    const fs::path current = pathResolver_->currentDirectory(id);
+    try {
+        const fs::path target = Common::readSymlink(current);
+        // Not listDirectory(), which a dangling link fails: `next` and `prev` are among the entries, and one
+        // that leads nowhere would never go.
+        for (const fs::directory_entry &entry : fs::directory_iterator(pathResolver_->packageDirectory(id)))
+            if (std::ranges::find(reservedNames, entry.path().filename().string()) == reservedNames.end() &&
+                entry.path() != current && !isCurrentVersion(entry.path(), current, target))
+                removeLegacy(entry.path());
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Warning) << "Couldn't determinate actual version directory";
+        LogStream(LogLevel::Warning) << error;
+    }
+}
+
+PackageInformation FSDatabase::packageInfo(const std::string &id) {
+    if (!isInstalled(id))
+        throw Error(ErrorCode::PackageNotExist, "Package " + id + " not installed");
+    if (auto information = nextInformation(id))
+        return *information;
+    if (auto information = currentInformation(id))
+        return *information;
+    LogStream(LogLevel::Info) << "Cleaning up corrupted installed package " << id;
+    try {
+        cleanupCorrupted(id);
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Warning) << "couldn't remove corrupted installed package: " << id;
+        LogStream(LogLevel::Warning) << error;
+    }
+    throw Error(ErrorCode::CorruptedInstalledPackage,
+                "Couldn't read velura.pkg file of the " + id + " package");
+}
+
+std::optional<PackageInformation> FSDatabase::nextInformation(const std::string &id) {
+    if (!hasPendingUpdate(id))
+        return std::nullopt;
+    try {
+        return readDescriptor(pathResolver_->descriptorFile(id, PackageSlot::Next));
+    } catch (const std::exception &) {
+        LogStream(LogLevel::Warning) << "Corrupted package next directory: "
+                                     << pathResolver_->nextDirectory(id);
+        LogStream(LogLevel::Info) << "Cleaning all package versions except current: " << id;
+        cleanupVersionsExceptCurrent(id);
+        return std::nullopt;
+    }
+}
+
+std::optional<PackageInformation> FSDatabase::currentInformation(const std::string &id) {
+    if (!Common::exists(pathResolver_->currentDirectory(id)))
+        return std::nullopt;
+    try {
+        return readDescriptor(pathResolver_->descriptorFile(id, PackageSlot::Current));
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Error) << error;
+        return std::nullopt;
+    }
+}
+
+std::vector<PackageInformation> FSDatabase::packages() {
+    std::vector<PackageInformation> all;
+    for (const fs::path &directory : Common::listDirectory(configuration_->databaseDirectory())) {
+        try {
+            all.push_back(packageInfo(directory.filename().string()));
+        } catch (const std::exception &error) {
+            LogStream(LogLevel::Warning) << error;
+        }
+    }
+    return all;
+}
+
+bool FSDatabase::isInstalled(const std::string &id) {
+    return Common::exists(pathResolver_->currentDirectory(id));
+}
+
+bool FSDatabase::isVersionInstalled(const std::string &id, const std::string &version) {
+    return Common::exists(pathResolver_->versionDirectory(id, version));
+}
+
+bool FSDatabase::hasPendingUpdate(const std::string &id) {
+    return Common::exists(pathResolver_->nextDirectory(id));
+}
+
+bool FSDatabase::isNewerThanInstalled(const std::string &id, const std::string &version) {
+    return isNewerThanInstalled(id, version, Recheck::Yes);
+}
+
+bool FSDatabase::isNewerThanInstalled(const std::string &id, const std::string &version, Recheck recheck) {
+    std::optional<std::string> actual;
+    try {
+        actual = valueOf(packageInfo(id), "general.version");
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Error) << error;
+        return false;
+    }
+    if (!actual) {
+        LogStream(LogLevel::Warning) << "Couldn't get actual package version: " << id;
+        return false;
+    }
+    const auto given = Common::Rpm::Version::parse(version);
+    if (!given) {
+        LogStream(LogLevel::Error) << "Couldn't parse package version: " << version;
+        return false;
+    }
+    if (const auto installed = Common::Rpm::Version::parse(*actual))
+        return given->compare(*installed) == 1;
+    LogStream(LogLevel::Error) << "Couldn't parse actual package version: " << *actual;
+    if (recheck == Recheck::No || !hasPendingUpdate(id))
+        return false;
+    LogStream(LogLevel::Info) << "Cleaning up corrupted package upgrade: " << id;
+    cleanupVersionsExceptCurrent(id);
+    LogStream(LogLevel::Info) << "Re-checking the package for downgrade: " << id;
+    return isNewerThanInstalled(id, version, Recheck::No);
+}
+
+void FSDatabase::tryRemoveMappingsUsingCurrentDirectory(const std::string &id) {
+    if (const fs::path file = pathResolver_->symlinkListFile(id, PackageSlot::Current); Common::exists(file))
+        removeMappings(readPathList(file));
+    if (const fs::path file = pathResolver_->generatedDirListFile(id, PackageSlot::Current);
+        Common::exists(file))
+        removeEmptyDirectories(readPathList(file));
+}
+
+void FSDatabase::generateMappings(const std::string &id) {
+    const PackageInformation information = packageInfo(id);
+    const auto mappings =
+        buildMappings(id, information.at("certificate.id"), valueOf(information, "general.orgname"),
+                      valueOf(information, "general.appname"), Rooted::Yes);
+    const fs::path current = pathResolver_->currentDirectory(id);
+    const MappingMode mode =
+        publicationMode(current, mappings, valueOf(information, "certificate.subgroup").value_or(""));
+    recordPublication(id, publish(current, mappings, mode));
+}
+
+void FSDatabase::recordPublication(const std::string &id, const Publication &made) {
+    try {
+        writePathList(pathResolver_->symlinkListFile(id, PackageSlot::Current), made.links);
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Error) << error;
+        unpublish(made.links);
+        throw Error(ErrorCode::Filesystem, "Failed to store generated mappings list for " + id + " package");
+    }
+    try {
+        // Deepest first, so that a later removal finds each directory emptied.
+        writePathList(pathResolver_->generatedDirListFile(id, PackageSlot::Current),
+                      {made.directories.rbegin(), made.directories.rend()});
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Warning) << error;
+        LogStream(LogLevel::Warning) << "Failed to store generated directories list for " << id << " package";
+    }
+}
+
+} // namespace Core::KELP
