@@ -1,0 +1,43 @@
+#pragma once
+
+#include "kelp/core/trusted-sources/source.h"
+
+#include <string>
+#include <vector>
+
+namespace Core::TrustedSources {
+
+/// Which sources the device trusts, which package came from which of them, and two switches of policy. Every
+/// operation raises Common::Error with ErrorCode::Internal of Core::TrustedSources::ErrorCategory and a text
+/// of its own; the reason is logged. A failed operation has changed nothing.
+class IDatabase {
+public:
+    virtual ~IDatabase() = default;
+
+    /// Whether packages without a source may be installed.
+    virtual bool missingSourceAllowed() = 0;
+    /// Whether the source of web applications is allowed.
+    virtual bool webPwaSourceAllowed() = 0;
+    virtual void setMissingSourceAllowed(bool allowed) = 0;
+    virtual void setWebPwaSourceAllowed(bool allowed) = 0;
+
+    /// Stores key id and subject. A key id that is there keeps its subject.
+    virtual void addSource(const Source &source) = 0;
+    /// Removes the source and what binds packages to it.
+    virtual void removeSource(const std::string &keyId) = 0;
+    virtual bool sourceExists(const std::string &keyId) = 0;
+    /// An unknown source is a failure.
+    virtual Source source(const std::string &keyId) = 0;
+    /// A package that is bound to no source is a failure.
+    virtual Source sourceOfPackage(const std::string &packageId) = 0;
+
+    /// Binds a package to a source. A package that is bound already, and an unknown source, are failures.
+    virtual void addPackage(const std::string &packageId, const std::string &keyId) = 0;
+    virtual void removePackage(const std::string &packageId) = 0;
+    virtual bool packageExists(const std::string &packageId) = 0;
+
+    /// All sources by descending subject, each with its packages.
+    virtual std::vector<Source> sources() = 0;
+};
+
+} // namespace Core::TrustedSources

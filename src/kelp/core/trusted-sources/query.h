@@ -1,0 +1,27 @@
+#pragma once
+
+#include "kelp/core/common/or-raise.h"
+#include "kelp/core/trusted-sources/error-category.h"
+
+#include <SQLiteCpp/Statement.h>
+
+#include <stdexcept>
+#include <string>
+
+namespace Core::TrustedSources {
+
+// What the sources of this folder share in running statements.
+
+/// Runs `operation`; a standard exception is logged and becomes Error(Internal, message).
+template<class Operation>
+auto orRaiseInternal(const char *message, const Operation &operation) {
+    return Common::orRaise(ErrorCategory::make(ErrorCode::Internal), message, operation);
+}
+
+/// Steps to a row that must be there.
+inline void requireRow(SQLite::Statement &query) {
+    if (!query.executeStep())
+        throw std::runtime_error("SQL query failed: " + query.getQuery());
+}
+
+} // namespace Core::TrustedSources

@@ -1,0 +1,88 @@
+#include "kelp/core/trusted-sources/schema.h"
+
+#include "kelp/core/trusted-sources/query.h"
+
+#include <SQLiteCpp/Database.h>
+#include <SQLiteCpp/Transaction.h>
+
+#include <initializer_list>
+
+namespace Core::TrustedSources {
+
+namespace {
+
+using Common::LogLevel;
+using Common::LogStream;
+
+struct Step {
+    const char *name;
+    const char *failure;
+    std::initializer_list<const char *> statements;
+};
+
+const Step fromV0 = {
+    "V0 to V1",
+    "Couldn't migrate the trusted sources database from V0 to V1",
+    {
+        "CREATE TABLE IF NOT EXISTS configuration(id TEXT PRIMARY KEY,data INTEGER NOT NULL)",
+        "INSERT INTO configuration (id, data) VALUES ('version', 2), ('required', 1)",
+        "CREATE TABLE IF NOT EXISTS sources(keyid TEXT PRIMARY KEY,subject TEXT NOT NULL)",
+        // INTEGER for a text: existing files carry this declaration.
+        "CREATE TABLE IF NOT EXISTS packages(id TEXT PRIMARY KEY,source_keyid INTEGER NOT NULL,"
+        "FOREIGN KEY(source_keyid) REFERENCES sources(keyid))",
+    },
+};
+
+const Step fromV1 = {
+    "V1 to V2",
+    "Couldn't migrate the trusted sources database from V1 to V2",
+    {
+        "INSERT INTO configuration (id, data) VALUES ('web_pwa_source_allowed', 0)",
+        "UPDATE configuration SET id = 'missing_source_allowed', data = 1 - data WHERE id = 'required'",
+        "UPDATE configuration SET data = 2 WHERE id = 'version'",
+    },
+};
+
+void carryOut(const Step &step, SQLite::Database &database) {
+    orRaiseInternal(step.failure, [&] {
+        SQLite::Transaction transaction(database);
+        for (const char *statement : step.statements)
+            database.exec(statement);
+        transaction.commit();
+    });
+    LogStream(LogLevel::Info) << "Successfully migrate trusted sources database from " << step.name;
+}
+
+bool hasConfiguration(SQLite::Database &database) {
+    return orRaiseInternal(
+        "Couldn't check if the configuration table exists in the trusted sources database", [&] {
+            SQLite::Statement query(
+                database, "SELECT COUNT(*) FROM sqlite_master WHERE type='table' AND name='configuration'");
+            requireRow(query);
+            return query.getColumn(0).getInt() != 0;
+        });
+}
+
+} // namespace
+
+int schemaVersion(SQLite::Database &database) {
+    if (!hasConfiguration(database))
+        return 0;
+    return orRaiseInternal("Couldn't query trusted sources database version", [&] {
+        SQLite::Statement query(database, "SELECT data FROM configuration WHERE id='version'");
+        requireRow(query);
+        return query.getColumn(0).getInt();
+    });
+}
+
+void migrateSchema(SQLite::Database &database, int version) {
+    if (version != 0 && version != 1) {
+        LogStream(LogLevel::Error) << "Unexpected trusted sources database version: " << version;
+        return;
+    }
+    if (version == 0)
+        carryOut(fromV0, database);
+    carryOut(fromV1, database);
+}
+
+} // namespace Core::TrustedSources

@@ -1,0 +1,18 @@
+#pragma once
+
+namespace SQLite {
+class Database;
+}
+
+namespace Core::TrustedSources {
+
+/// The version that an open database's schema has: 0 when it has none.
+int schemaVersion(SQLite::Database &database);
+
+/// Brings a schema of an older version to the current one, each step in a transaction of its own. A version
+/// that never was is logged and left alone.
+void migrateSchema(SQLite::Database &database, int version);
+
+constexpr int currentSchemaVersion = 2;
+
+} // namespace Core::TrustedSources

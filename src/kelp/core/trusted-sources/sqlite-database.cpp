@@ -1,0 +1,190 @@
+#include "kelp/core/trusted-sources/sqlite-database.h"
+
+#include "kelp/core/common/i-configuration.h"
+#include "kelp/core/trusted-sources/query.h"
+#include "kelp/core/trusted-sources/schema.h"
+
+#include <SQLiteCpp/Database.h>
+#include <SQLiteCpp/Transaction.h>
+#include <SQLiteCpp/VariadicBind.h>
+
+namespace Core::TrustedSources {
+
+namespace {
+
+using Common::LogLevel;
+using Common::LogStream;
+using SQLite::Statement;
+
+std::unique_ptr<SQLite::Database> open(const std::filesystem::path &path) {
+    try {
+        auto database =
+            std::make_unique<SQLite::Database>(path.string(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);
+        orRaiseInternal("Couldn't enable foreign keys in the trusted sources database",
+                        [&] { database->exec("PRAGMA foreign_keys = ON"); });
+        const int version = schemaVersion(*database);
+        if (version < currentSchemaVersion)
+            migrateSchema(*database, version);
+        return database;
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Error) << "Couldn't initialize trusted sources database";
+        LogStream(LogLevel::Error) << error;
+        return nullptr;
+    }
+}
+
+template<class... Values>
+void bindAll([[maybe_unused]] Statement &statement, const Values &...values) {
+    if constexpr (sizeof...(values) > 0)
+        SQLite::bind(statement, values...);
+}
+
+template<class... Values>
+int integer(SQLite::Database &database, const char *sql, const Values &...values) {
+    Statement query(database, sql);
+    bindAll(query, values...);
+    requireRow(query);
+    return query.getColumn(0).getInt();
+}
+
+std::string textFor(SQLite::Database &database, const char *sql, const std::string &key) {
+    Statement query(database, sql);
+    query.bind(1, key);
+    requireRow(query);
+    return query.getColumn(0).getString();
+}
+
+template<class... Values>
+void execute(SQLite::Database &database, const char *sql, const Values &...values) {
+    Statement statement(database, sql);
+    bindAll(statement, values...);
+    statement.exec();
+}
+
+template<class... Values>
+void executeAlone(SQLite::Database &database, const char *sql, const Values &...values) {
+    SQLite::Transaction transaction(database);
+    execute(database, sql, values...);
+    transaction.commit();
+}
+
+} // namespace
+
+SQLiteDatabase::SQLiteDatabase(const IConfiguration &configuration) :
+    database_(open(configuration.trustedSourcesDatabasePath())) {}
+
+SQLiteDatabase::~SQLiteDatabase() = default;
+
+/// Runs `operation` on the open database.
+template<class Operation>
+auto SQLiteDatabase::run(const char *message, const Operation &operation) {
+    if (!database_)
+        throw Common::Error(ErrorCategory::make(ErrorCode::Internal),
+                            "Trusted sources database not initialized");
+    return orRaiseInternal(message, [&] { return operation(*database_); });
+}
+
+bool SQLiteDatabase::missingSourceAllowed() {
+    return run("Couldn't query no source allowed status from the trusted sources database",
+               [](auto &database) {
+                   return integer(database,
+                                  "SELECT data FROM configuration WHERE id = 'missing_source_allowed'") == 1;
+               });
+}
+
+bool SQLiteDatabase::webPwaSourceAllowed() {
+    return run("Couldn't query pwa source allowed status from the trusted sources database",
+               [](auto &database) {
+                   return integer(database,
+                                  "SELECT data FROM configuration WHERE id = 'web_pwa_source_allowed'") == 1;
+               });
+}
+
+void SQLiteDatabase::setMissingSourceAllowed(bool allowed) {
+    run("Couldn't update no source allowed status in the trusted sources database", [&](auto &database) {
+        executeAlone(database, "UPDATE configuration SET data = ? WHERE id = 'missing_source_allowed'",
+                     static_cast<int>(allowed));
+    });
+}
+
+void SQLiteDatabase::setWebPwaSourceAllowed(bool allowed) {
+    run("Couldn't update pwa source allowed status in the trusted sources database", [&](auto &database) {
+        executeAlone(database, "UPDATE configuration SET data = ? WHERE id = 'web_pwa_source_allowed'",
+                     static_cast<int>(allowed));
+    });
+}
+
+void SQLiteDatabase::addSource(const Source &source) {
+    run("Couldn't insert source into the trusted sources database", [&](auto &database) {
+        executeAlone(database, "INSERT OR IGNORE INTO sources (keyid,subject) VALUES (?,?)", source.keyId,
+                     source.subject);
+    });
+}
+
+void SQLiteDatabase::removeSource(const std::string &keyId) {
+    run("Couldn't remove source from trusted sources database by key id", [&](auto &database) {
+        SQLite::Transaction transaction(database);
+        execute(database, "DELETE FROM packages WHERE source_keyid = ?", keyId);
+        execute(database, "DELETE FROM sources WHERE keyid = ?", keyId);
+        transaction.commit();
+    });
+}
+
+bool SQLiteDatabase::sourceExists(const std::string &keyId) {
+    return run("Couldn't check package exists in the trusted sources database", [&](auto &database) {
+        return integer(database, "SELECT COUNT(*) FROM sources WHERE keyid = ?", keyId) > 0;
+    });
+}
+
+Source SQLiteDatabase::source(const std::string &keyId) {
+    return run("Couldn't query source from trusted sources database by key id", [&](auto &database) {
+        std::string subject = textFor(database, "SELECT subject FROM sources WHERE keyid = ?", keyId);
+        return Source{keyId, std::move(subject), packagesOf(keyId)};
+    });
+}
+
+Source SQLiteDatabase::sourceOfPackage(const std::string &packageId) {
+    return run("Couldn't query source from trusted sources database by package id", [&](auto &database) {
+        return source(textFor(database, "SELECT source_keyid FROM packages WHERE id = ?", packageId));
+    });
+}
+
+void SQLiteDatabase::addPackage(const std::string &packageId, const std::string &keyId) {
+    run("Couldn't insert package into the trusted sources database", [&](auto &database) {
+        executeAlone(database, "INSERT INTO packages (id,source_keyid) VALUES (?,?)", packageId, keyId);
+    });
+}
+
+void SQLiteDatabase::removePackage(const std::string &packageId) {
+    run("Couldn't remove package from the trusted sources database",
+        [&](auto &database) { executeAlone(database, "DELETE FROM packages WHERE id = ?", packageId); });
+}
+
+bool SQLiteDatabase::packageExists(const std::string &packageId) {
+    return run("Couldn't check package exists in the trusted sources database", [&](auto &database) {
+        return integer(database, "SELECT COUNT(*) FROM packages WHERE id = ?", packageId) > 0;
+    });
+}
+
+std::vector<Source> SQLiteDatabase::sources() {
+    return run("Couldn't query source list from the trusted sources database", [&](auto &database) {
+        Statement query(database, "SELECT keyid FROM sources ORDER BY subject DESC");
+        std::vector<Source> all;
+        while (query.executeStep())
+            all.push_back(source(query.getColumn(0).getString()));
+        return all;
+    });
+}
+
+std::vector<std::string> SQLiteDatabase::packagesOf(const std::string &keyId) {
+    return run("Couldn't query source packages from the trusted sources database", [&](auto &database) {
+        Statement query(database, "SELECT id FROM packages WHERE source_keyid = ?");
+        query.bind(1, keyId);
+        std::vector<std::string> ids;
+        while (query.executeStep())
+            ids.push_back(query.getColumn(0).getString());
+        return ids;
+    });
+}
+
+} // namespace Core::TrustedSources

@@ -1,0 +1,53 @@
+#pragma once
+
+#include "kelp/core/trusted-sources/i-database.h"
+
+#include <memory>
+
+namespace SQLite {
+class Database;
+}
+
+namespace Core {
+class IConfiguration;
+}
+
+namespace Core::TrustedSources {
+
+/// The trusted sources in one SQLite file, whose schema docs/formats.md describes. It waits for nobody: a
+/// file that another process has locked fails the operation.
+class SQLiteDatabase : public IDatabase {
+public:
+    /// Opens the configured file, or makes it, and brings its schema to the current version. Its directory
+    /// must exist. A file that cannot be used is logged and raises nothing: each operation then raises
+    /// "Trusted sources database not initialized". A step of the schema's migration that fails changes
+    /// nothing and is repeated at the next construction.
+    explicit SQLiteDatabase(const IConfiguration &configuration);
+    SQLiteDatabase(const SQLiteDatabase &) = delete;
+    SQLiteDatabase &operator=(const SQLiteDatabase &) = delete;
+    ~SQLiteDatabase() override;
+
+    bool missingSourceAllowed() override;
+    bool webPwaSourceAllowed() override;
+    void setMissingSourceAllowed(bool allowed) override;
+    void setWebPwaSourceAllowed(bool allowed) override;
+    void addSource(const Source &source) override;
+    void removeSource(const std::string &keyId) override;
+    bool sourceExists(const std::string &keyId) override;
+    Source source(const std::string &keyId) override;
+    Source sourceOfPackage(const std::string &packageId) override;
+    void addPackage(const std::string &packageId, const std::string &keyId) override;
+    void removePackage(const std::string &packageId) override;
+    bool packageExists(const std::string &packageId) override;
+    std::vector<Source> sources() override;
+
+private:
+    std::vector<std::string> packagesOf(const std::string &keyId);
+
+    template<class Operation>
+    auto run(const char *message, const Operation &operation);
+
+    std::unique_ptr<SQLite::Database> database_; ///< Null for a file that cannot be used.
+};
+
+} // namespace Core::TrustedSources
