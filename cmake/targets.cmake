@@ -1,9 +1,9 @@
 # kelp_library(NAME [DEPENDS our-target...] [PUBLIC lib...] [PRIVATE lib...] [HEADERS_ONLY])
 #
-# Makes one library of the current folder. Its headers are reachable, as "folder/below/src/name.h", only
-# from targets that link the library: every library has an include directory of its own that holds links to
-# its headers and nothing else. A DEPENDS that is not defined yet is an error, so that the order of the
-# add_subdirectory lines in src/ is the order of the layers and no cycle can be written.
+# Makes one library of the current folder; a main.cpp is left to the program. Its headers are reachable, as
+# "folder/below/src/name.h", only from targets that link the library: every library has an include directory of
+# its own that holds links to its headers and nothing else. A DEPENDS that is not defined yet is an error, so that
+# the order of the add_subdirectory lines in src/ is the order of the layers and no cycle can be written.
 function(kelp_library NAME)
     cmake_parse_arguments(ARG "HEADERS_ONLY" "" "DEPENDS;PUBLIC;PRIVATE" ${ARGN})
     foreach(dependency IN LISTS ARG_DEPENDS)
@@ -14,6 +14,7 @@ function(kelp_library NAME)
 
     file(GLOB headers CONFIGURE_DEPENDS *.h)
     file(GLOB sources CONFIGURE_DEPENDS *.cpp)
+    list(FILTER sources EXCLUDE REGEX "/main\\.cpp$")
     file(RELATIVE_PATH folder ${PROJECT_SOURCE_DIR}/src ${CMAKE_CURRENT_SOURCE_DIR})
     set(include_directory ${PROJECT_BINARY_DIR}/include/${NAME})
     file(REMOVE_RECURSE ${include_directory})

@@ -1,0 +1,46 @@
+#include "launcher/migration-driver.h"
+
+#include "kelp/core/common/log-stream.h"
+#include "kelp/core/common/path-tests.h"
+
+#include <fstream>
+
+namespace Launcher {
+
+namespace {
+
+using Common::LogLevel;
+using Common::LogStream;
+
+void stamp(const Migration &migration) {
+    try {
+        std::ofstream(migration.stampPath).close();
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Warning) << "Couldn't create migration stamp for '" << migration.name
+                                     << "': " << error;
+    }
+}
+
+void run(const Migration &migration, Core::Configuration &configuration) {
+    if (Common::exists(migration.stampPath)) {
+        LogStream(LogLevel::Info) << "Migration '" << migration.name << "' already completed, skipping.";
+        return;
+    }
+    try {
+        migration.callback(configuration);
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Error) << error;
+        LogStream(LogLevel::Error) << "Couldn't complete migration: " << migration.name;
+        return;
+    }
+    stamp(migration);
+}
+
+} // namespace
+
+void runMigrations(const std::vector<Migration> &migrations, Core::Configuration &configuration) {
+    for (const Migration &migration : migrations)
+        run(migration, configuration);
+}
+
+} // namespace Launcher

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "launcher/migration.h"
+
+#include <vector>
+
+namespace Launcher {
+
+/// Carries out those migrations that have left no stamp, in order, and stamps each that returns. One that
+/// throws a standard exception is logged and gets no stamp; the others run all the same. Any other exception
+/// passes. A stamp that cannot be written is no failure: the migration runs again at the next start. The
+/// stamps' directory is not made here.
+void runMigrations(const std::vector<Migration> &migrations, Core::Configuration &configuration);
+
+} // namespace Launcher

@@ -1,0 +1,17 @@
+#include "launcher/migrations.h"
+
+#include "kelp/core/common/configuration.h"
+#include "kelp/core/kelp/database-path-resolver.h"
+#include "kelp/core/kelp/fs-database.h"
+#include "kelp/core/kelp/skid/patterns.h"
+
+namespace Launcher {
+
+void migrateOrganisationsToSkid(Core::Configuration &configuration) {
+    using Core::KELP::SKID::Patterns;
+    Core::KELP::FSDatabase store(configuration, Core::KELP::DatabasePathResolver::instance());
+    for (const auto &units : Patterns::migrationUnits(store.packages()))
+        Patterns::migrate(units);
+}
+
+} // namespace Launcher

@@ -1,0 +1,94 @@
+#include "launcher/migrations.h"
+
+#include "kelp/core/common/configuration.h"
+#include "kelp/core/common/error.h"
+#include "kelp/core/common/log-stream.h"
+#include "kelp/core/kelp/database-path-resolver.h"
+#include "kelp/core/kelp/fs-database.h"
+#include "kelp/core/trusted-sources/source.h"
+#include "kelp/core/trusted-sources/sqlite-database.h"
+
+#include "platform/package-signatures/database.h"
+
+namespace Launcher {
+
+namespace {
+
+using Common::LogLevel;
+using Common::LogStream;
+using Core::TrustedSources::IDatabase;
+
+/// Stands for all packages that came from nowhere.
+constexpr const char *reservedSource = ".no.source.apps";
+
+void logBinding(const std::string &id, const std::string &keyId) {
+    LogStream(LogLevel::Info) << "Successfully bound " << id << " package to source "
+                              << "(keyid=" << keyId << ")";
+}
+
+void bind(const std::string &id, const PackageSignatures::Certificate &certificate, IDatabase &sources) {
+    const std::string &keyId = certificate.keyId();
+    if (!sources.sourceExists(keyId)) {
+        sources.addSource({keyId, certificate.subject(), {}});
+        LogStream(LogLevel::Info) << "Successfully added trusted source "
+                                  << "(keyid=" << keyId << ")";
+    }
+    if (sources.packageExists(id))
+        return;
+    sources.addPackage(id, keyId);
+    logBinding(id, keyId);
+}
+
+void bindClientCertificates(IDatabase &sources) {
+    const PackageSignatures::Database signatures(PackageSignatures::Database::defaultPath());
+    for (const std::string &id : signatures.packages()) {
+        const auto certificate = signatures.packageCertificateWithGroup(id, PackageSignatures::Group::Client);
+        if (!certificate)
+            continue;
+        try {
+            bind(id, *certificate, sources);
+        } catch (const Common::Error &error) {
+            LogStream(LogLevel::Error) << "Failed to add client certificate for package " << id << error;
+        }
+    }
+}
+
+void bindToReservedSource(const std::string &id, IDatabase &sources) {
+    if (sources.packageExists(id))
+        return;
+    if (!sources.sourceExists(reservedSource)) {
+        sources.addSource({reservedSource, "", {}});
+        sources.setMissingSourceAllowed(true);
+    }
+    sources.addPackage(id, reservedSource);
+    logBinding(id, reservedSource);
+}
+
+void bindRemainingPackages(Core::KELP::FSDatabase &store, IDatabase &sources) {
+    for (const Core::KELP::PackageInformation &package : store.packages()) {
+        const auto id = package.find("general.id");
+        if (id == package.end()) {
+            LogStream(LogLevel::Warning) << "Couldn't retrieve ID of installed package";
+            continue;
+        }
+        try {
+            bindToReservedSource(id->second, sources);
+        } catch (const Common::Error &error) {
+            LogStream(LogLevel::Error) << "Couldn't bind " << id->second << " package to source "
+                                       << "(keyid=" << reservedSource << ")";
+            LogStream(LogLevel::Error) << error;
+        }
+    }
+}
+
+} // namespace
+
+void migrateRpmToStore(Core::Configuration &configuration) {
+    Core::KELP::FSDatabase store(configuration, Core::KELP::DatabasePathResolver::instance());
+    Core::TrustedSources::SQLiteDatabase sources(configuration);
+    store.migrateRpmPackages();
+    bindClientCertificates(sources);
+    bindRemainingPackages(store, sources);
+}
+
+} // namespace Launcher

@@ -1,0 +1,131 @@
+#include "store-fixture.h"
+
+#include "kelp/core/kelp/descriptor.h"
+#include "kelp/core/kelp/emergency-package.h"
+#include "kelp/core/kelp/package.h"
+#include "kelp/core/kelp/resolve-link.h"
+
+namespace {
+
+using namespace Core::KELP;
+using Common::ErrorCode;
+using testing::ElementsAre;
+
+class DescriptorTest : public testing::Test {
+protected:
+    std::filesystem::path file() const { return directory.path() / "velura.pkg"; }
+
+    TemporaryDirectory directory;
+    CapturedOutput out;
+};
+
+TEST_F(DescriptorTest, NamesAreWrittenTogetherOrNotAtAll) {
+    const PackageInformation extras{
+        {"certificate.id", "AB"}, {"certificate.subgroup", "mdm"}, {"prev_key_ids.1", "CD"}};
+    PackageStaging staging{"", "p", "1-2", "acme", std::nullopt};
+    writeDescriptor(file(), staging, extras);
+    PackageInformation expected = extras;
+    expected.insert({{"general.id", "p"}, {"general.version", "1-2"}});
+    EXPECT_EQ(readDescriptor(file()), expected);
+
+    staging.appName = "app";
+    writeDescriptor(file(), staging, extras);
+    expected.insert({{"general.orgname", "acme"}, {"general.appname", "app"}});
+    EXPECT_EQ(readDescriptor(file()), expected);
+}
+
+TEST_F(DescriptorTest, RefusesWhatIsIncomplete) {
+    const std::string missing = "The velura.pkg file doesn't contains required key: ";
+    const std::string certificate = "[certificate]\nid=K\nsubgroup=regular\n";
+    const std::pair<std::string, std::string> rows[] = {
+        {"[general]\nid=\nversion=1\n" + certificate, missing + "general.id"},
+        {"[general]\nid=p\n" + certificate, missing + "general.version"},
+        {"[general]\nid=p\nversion=1\n", missing + "certificate.subgroup"},
+        {"[general]\nid=p\nversion=1\n[certificate]\nsubgroup=x\n", missing + "certificate.id"},
+        {"[general]\nid=p\nid=q\n", "Couldn't parse velura.pkg file: " + file().string()},
+        {"no ini file", "Couldn't parse velura.pkg file: " + file().string()},
+    };
+    EXPECT_THAT([&] { readDescriptor(file()); },
+                raises(ErrorCode::Internal, "Couldn't find velura.pkg file: " + file().string()));
+    for (const auto &[content, message] : rows) {
+        writeFile(file(), content);
+        EXPECT_THAT([&] { readDescriptor(file()); }, raises(ErrorCode::Internal, message)) << content;
+    }
+}
+
+TEST_F(DescriptorTest, AFailureToWriteTellsTheReasonAndKeepsTheOldFile) {
+    const PackageStaging staging{"", "p", "1", {}, {}};
+    writeFile(file(), "old");
+    EXPECT_THAT(
+        [&] {
+            writeDescriptor(file(), staging, {{"too.deep.key", "x"}});
+        },
+        testing::ThrowsMessage<Common::Error>(testing::StartsWith("Couldn't create velura.pkg file: ")));
+    EXPECT_EQ(readFile(file()), "old");
+    EXPECT_THAT([&] { writeDescriptor(directory.path() / "none/velura.pkg", staging, {}); },
+                testing::Throws<Common::Error>(testing::Property(
+                    &Common::Error::code, Common::ErrorCategory::make(ErrorCode::Filesystem))));
+}
+
+TEST(EmergencyPackage, IsMadeOfADescriptor) {
+    PackageInformation information{{"general.id", "p"},       {"general.version", "1"},
+                                   {"certificate.id", "K"},   {"general.appname", "app"},
+                                   {"prev_key_ids.2", "two"}, {"prev_key_ids.10", "ten"},
+                                   {"prev_key_ids", "none"}};
+    EXPECT_FALSE(makeEmergencyPackage(information));
+    information["certificate.subgroup"] = "auth";
+    const auto package = makeEmergencyPackage(information);
+    ASSERT_TRUE(package);
+    EXPECT_EQ(package->id() + " " + package->version(), "p 1");
+    EXPECT_EQ(package->orgName(), std::nullopt);
+    EXPECT_EQ(package->appName(), "app");
+    EXPECT_EQ(package->firstSignature().keyId + " " + package->firstSignature().subgroup, "K auth");
+    EXPECT_THAT(package->firstSignature().previousKeyIds, ElementsAre("ten", "two"));
+    EXPECT_THAT([&] { package->extract("/a", "/b"); },
+                raises(ErrorCode::Internal, "Unimplemented in EmergencyPackage"));
+}
+
+TEST(ResolveLink, KeepsLinksWithinTheVersion) {
+    const TemporaryDirectory directory;
+    const auto translate = [](const std::filesystem::path &path) {
+        return std::filesystem::path("t") / path.relative_path();
+    };
+    const std::pair<const char *, const char *> rows[] = {
+        {"foo", "foo"},
+        {"sub/foo", "sub/foo"},
+        {"../lib/x", "/v/t/usr/lib/x"},
+        {"./x", "/v/t/usr/share/x"},
+        {".hidden", "/v/t/usr/share/.hidden"},
+        {"/usr/bin/x", "/v/t/usr/bin/x"},
+        {"", "/v/t/usr/share"},
+        {"../../../../../etc/passwd", "/v/t/etc/passwd"},
+    };
+    for (const auto &[target, expected] : rows) {
+        const auto [place, resolved] = resolveLink("/usr/share/link", target, "/d", "/v", translate);
+        EXPECT_EQ(place, "/d/t/usr/share/link");
+        EXPECT_EQ(resolved, expected) << target;
+    }
+    EXPECT_THROW(resolveLink("/a", "b", "/d", "/v", {}), std::bad_function_call);
+}
+
+class ResolverTest : public StoreFixture {};
+
+TEST_F(ResolverTest, SlotsAndVersionsShareTheNames) {
+    EXPECT_EQ(resolver.symlinkListFile(id, PackageSlot::Next), stored("next/symlink.list"));
+    EXPECT_EQ(resolver.generatedDirListFile(id, PackageSlot::Previous), stored("prev/generated.dir.list"));
+    EXPECT_EQ(resolver.descriptorFile(id, "1"), stored("1/velura.pkg"));
+    EXPECT_EQ(resolver.integrityResourceFile(id, static_cast<PackageSlot>(3)),
+              stored("current/@resources/integrityd.json"));
+    EXPECT_EQ(resolver.manifestFile(id, "1"), stored("1/manifest.json"));
+}
+
+TEST_F(ResolverTest, ADerivedResolverChangesAllThatBuildsOnIt) {
+    struct Derived : DatabasePathResolver {
+        using DatabasePathResolver::DatabasePathResolver;
+        std::filesystem::path currentDirectory(const std::string &) const override { return "/elsewhere"; }
+    };
+    EXPECT_EQ(Derived(configuration).integrityResourceFile(id, PackageSlot::Current),
+              "/elsewhere/@resources/integrityd.json");
+}
+
+} // namespace

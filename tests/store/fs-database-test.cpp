@@ -1,0 +1,317 @@
+#include "store-fixture.h"
+
+#include "kelp/core/common/extended-attributes.h"
+#include "kelp/core/kelp/mappings/mapping-files.h"
+
+#include <algorithm>
+#include <functional>
+
+namespace {
+
+namespace fs = std::filesystem;
+using Common::ErrorCode;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+
+class FSDatabaseTest : public StoreFixture {};
+
+TEST_F(FSDatabaseTest, InstallationPublishesTheFilesAsLinks) {
+    install("1-1", {{"bin/tool", "x"}, {"data/qml/Main.qml", "m"}, {"unmapped/file", "u"}});
+    EXPECT_THAT(slots(), UnorderedElementsAre("1-1", "current -> 1-1"));
+    EXPECT_EQ(fs::read_symlink(stored("current")), stored("1-1")) << "by its absolute path";
+    EXPECT_EQ(fs::read_symlink(at("usr/bin/tool")), stored("current/bin/tool")) << "which outlives an update";
+    EXPECT_EQ(readFile(at("usr/share/org.app/qml/Main.qml")), "m");
+    EXPECT_FALSE(fs::exists(at("unmapped")));
+    EXPECT_EQ(readFile(stored("current/symlink.list")),
+              text("usr/bin/tool") + "\n" + text("usr/share/org.app/qml/Main.qml") + "\n");
+    EXPECT_EQ(readFile(stored("current/generated.dir.list")),
+              text("usr/share/org.app/qml") + "\n" + text("usr/share/org.app") + "\n");
+    EXPECT_EQ(readFile(stored("current/velura.pkg")),
+              "[general]\nid=org.app\nversion=1-1\norgname=org\nappname=app\n[certificate]\nid=K1\n"
+              "subgroup=regular\n");
+    EXPECT_FALSE(fs::exists(at("opt/kelp/tmp/org.app")));
+
+    EXPECT_THAT([&] { install("2-1", {}); },
+                raises(ErrorCode::Internal, "Package org.app already installed"));
+    EXPECT_EQ(versionOfRecord(), "1-1");
+}
+
+TEST_F(FSDatabaseTest, OneFileThatNeedsACopyMakesCopiesOfAll) {
+    const std::pair<Files, std::string> rows[] = {
+        {{{"bin/tool", "x"}, {"connman/plugin/vpn.so", "p"}}, "regular"},
+        {{{"bin/tool", "x"}, {"vendor-common/words", "w"}}, "regular"},
+        {{{"bin/tool", "x"}}, "mdm"},
+    };
+    for (const auto &[files, subgroup] : rows) {
+        install("1-1", files, subgroup);
+        EXPECT_FALSE(fs::is_symlink(at("usr/bin/tool")));
+        EXPECT_EQ(Common::extendedAttribute(at("usr/bin/tool"), "user.kelp.mapping.target"),
+                  stored("current/bin/tool").string());
+        database.remove(id);
+        EXPECT_FALSE(fs::exists(at("usr/bin/tool")));
+    }
+}
+
+TEST_F(FSDatabaseTest, RemovalTakesBackWhatIsStillAMappingAndEmpty) {
+    install("1-1", {{"bin/a", "a"}, {"bin/b", "b"}, {"data/x", "x"}, {"libexec/sub/y", "y"}}, "mdm");
+    fs::remove(at("usr/bin/a"));
+    writeFile(at("usr/bin/a"), "a user's own");
+    writeFile(at("usr/share/org.app/settings"), "a user's own");
+    database.remove(id);
+    EXPECT_EQ(readFile(at("usr/bin/a")), "a user's own");
+    EXPECT_FALSE(fs::exists(at("usr/bin/b")));
+    EXPECT_TRUE(fs::exists(at("usr/share/org.app/settings")));
+    EXPECT_FALSE(fs::exists(at("usr/share/org.app/x")));
+    EXPECT_FALSE(fs::exists(at("usr/libexec/org.app")));
+    EXPECT_TRUE(fs::exists(at("usr/bin")));
+    EXPECT_FALSE(fs::exists(stored("")));
+    EXPECT_THAT([&] { database.remove(id); },
+                raises(ErrorCode::PackageNotExist, "Attempt to remove non existent package org.app"));
+}
+
+/// A state of a package by its three links, and what completeUpdate() makes of it.
+struct State {
+    const char *name;
+    std::function<void(fs::path)>
+        make; ///< From an installed 1-1 and a prepared 2-1; gets the package's directory.
+    bool isInstalled;
+    std::string record;                 ///< The version of record, or the error.
+    std::vector<std::string> completed; ///< Slots afterwards, or the error.
+};
+
+const std::string notInstalled = "Package org.app not installed";
+const std::string nothingPrepared = "Attempt to complete non-existent update for org.app package";
+
+const State states[] = {
+    {"not installed", [](fs::path p) { fs::remove_all(p); }, false, notInstalled, {nothingPrepared}},
+    {"first install staged",
+     [](fs::path p) {
+         fs::remove(p / "current");
+         fs::remove_all(p / "1-1");
+     },
+     false,
+     notInstalled,
+     {"2-1", "current -> 2-1"}},
+    {"stable", [](fs::path p) { fs::remove(p / "next"); }, true, "1-1", {nothingPrepared}},
+    {"update staged", [](fs::path) {}, true, "2-1", {"2-1", "current -> 2-1"}},
+    {"update in progress",
+     [](fs::path p) { fs::rename(p / "current", p / "prev"); },
+     false,
+     notInstalled,
+     {"2-1", "current -> 2-1"}},
+    {"clean-up pending",
+     [](fs::path p) {
+         fs::rename(p / "current", p / "prev");
+         fs::rename(p / "next", p / "current");
+     },
+     true,
+     "2-1",
+     {nothingPrepared}},
+};
+
+TEST_F(FSDatabaseTest, EveryStateIsReadAndCompleted) {
+    for (const State &state : states) {
+        SCOPED_TRACE(state.name);
+        install("1-1", {{"bin/tool", "old"}, {"bin/gone", ""}});
+        prepare("2-1", {{"bin/tool", "new"}});
+        // An update takes the old version's files back before it renames the first link.
+        database.tryRemoveMappingsUsingCurrentDirectory(id);
+        state.make(stored("").parent_path());
+        const auto before = slots();
+
+        EXPECT_EQ(database.isInstalled(id), state.isInstalled);
+        std::string record;
+        try {
+            record = versionOfRecord();
+        } catch (const Common::Error &error) {
+            record = error.what();
+        }
+        EXPECT_EQ(record, state.record);
+
+        std::vector<std::string> completed;
+        try {
+            database.completeUpdate(id);
+            completed = slots();
+            EXPECT_EQ(readFile(at("usr/bin/tool")), "new");
+        } catch (const Common::Error &error) {
+            completed = {error.what()};
+            EXPECT_EQ(slots(), before);
+        }
+        EXPECT_THAT(completed, testing::UnorderedElementsAreArray(state.completed));
+        fs::remove_all(at("opt/app"));
+        fs::remove_all(at("usr"));
+    }
+}
+
+TEST_F(FSDatabaseTest, AnUpdateTakesBackWhatTheNewVersionDoesNotHave) {
+    install("1-1", {{"bin/tool", "old"}, {"bin/gone", ""}, {"data/x", "x"}});
+    prepare("2-1", {{"bin/tool", "new"}});
+    database.completeUpdate(id);
+    EXPECT_FALSE(fs::exists(fs::symlink_status(at("usr/bin/gone"))));
+    EXPECT_FALSE(fs::exists(at("usr/share/org.app")));
+    EXPECT_TRUE(database.isVersionInstalled(id, "2-1"));
+    EXPECT_FALSE(database.isVersionInstalled(id, "1-1"));
+}
+
+TEST_F(FSDatabaseTest, CleanupKeepsCurrentAndReservedNamesAndDropsLinksThatLeadNowhere) {
+    install("2-1", {});
+    for (const char *name : {"1.0-1", ".install", ".upgrade", ".remove"})
+        writeFile(stored(name) / "file", "");
+    fs::create_symlink(stored("gone"), stored("prev"));
+    fs::create_symlink(stored("2-1"), stored("next"));
+    database.cleanupVersionsExceptCurrent(id);
+    EXPECT_THAT(slots(), UnorderedElementsAre("2-1", "current -> 2-1", ".install", ".upgrade", ".remove"));
+
+    // The same store below another name of its root: the link's text is not the path by which the version is
+    // seen.
+    fs::create_symlink(root.path(), at("alias"));
+    const ScopedEnvironment alias("KELP_ROOT_FS", text("alias"));
+    const Core::Configuration other;
+    const Core::KELP::DatabasePathResolver otherResolver(other);
+    Core::KELP::FSDatabase(other, otherResolver).cleanupVersionsExceptCurrent(id);
+    EXPECT_TRUE(database.isInstalled(id));
+    out.take();
+
+    database.cleanupVersionsExceptCurrent("org.none");
+    EXPECT_THAT(out.take(), testing::EndsWith("[W] Couldn't determinate actual version directory\n"
+                                              "[W] Couldn't read symlink: " +
+                                              text("opt/app/org.none/current") + "\n"));
+}
+
+TEST_F(FSDatabaseTest, AFailedUpdateBringsThePreviousVersionBack) {
+    install("1-1", {{"bin/tool", "old"}});
+    prepare("2-1", {{"bin/aaa", "new"}, {"bin/stranger", "new"}});
+    writeFile(at("usr/bin/stranger"), "a user's own");
+    out.take();
+    EXPECT_THAT([&] { database.completeUpdate(id); },
+                raises(ErrorCode::FileConflict,
+                       "Attempt to overwrite existing file using mapping: " + text("usr/bin/stranger")));
+    EXPECT_EQ(out.take(),
+              "[E] Attempt to overwrite existing file using mapping: " + text("usr/bin/stranger") +
+                  "\n[I] Cleaning up generated mappings\n"
+                  "[I] Recovering the previous version package corrupted by the upgrade: org.app\n");
+    EXPECT_THAT(slots(), UnorderedElementsAre("1-1", "current -> 1-1"));
+    EXPECT_EQ(versionOfRecord(), "1-1");
+    EXPECT_EQ(readFile(at("usr/bin/tool")), "old");
+    EXPECT_EQ(readFile(at("usr/bin/stranger")), "a user's own");
+    EXPECT_FALSE(fs::exists(fs::symlink_status(at("usr/bin/aaa"))));
+    EXPECT_THAT(recordedEvents(), IsEmpty());
+}
+
+TEST_F(FSDatabaseTest, APackageIsRemovedWhenThePreviousVersionCannotComeBack) {
+    install("1-1", {{"bin/tool", "old"}});
+    prepare("2-1", {{"bin/stranger", "new"}});
+    writeFile(at("usr/bin/stranger"), "a user's own");
+    breakDescriptor("1-1");
+    EXPECT_THAT([&] { database.completeUpdate(id); },
+                raises(ErrorCode::FileConflict,
+                       "Attempt to overwrite existing file using mapping: " + text("usr/bin/stranger")))
+        << "the first failure counts";
+    EXPECT_FALSE(fs::exists(stored("")));
+    EXPECT_THAT(
+        recordedEvents(),
+        ElementsAre("1 14 Package: org.app\nVersion: cannot be accurately determined\nReason: corrupted"));
+}
+
+TEST_F(FSDatabaseTest, AFirstInstallThatFailsOnceItIsCurrentIsRemoved) {
+    const struct {
+        const char *name;
+        std::function<void(fs::path)> spoil; ///< Gets the staging directory.
+        std::string error;
+    } rows[] = {
+        {"a conflict", [&](fs::path) { writeFile(at("usr/bin/tool"), "a user's own"); },
+         "Attempt to overwrite existing file using mapping: " + text("usr/bin/tool")},
+        {"a link that leads nowhere", [](fs::path p) { fs::create_symlink("none", p / "bin/alias"); },
+         "Couldn't read directory: " + stored("current/bin").string()},
+    };
+    for (const auto &row : rows) {
+        const auto staging = stage("1-1", {{"bin/tool", "x"}});
+        row.spoil(staging.path);
+        out.take();
+        EXPECT_THROW(database.install(staging, extras()), Common::Error) << row.name;
+        EXPECT_EQ(out.take().substr(0, 4), "[E] ");
+        EXPECT_FALSE(fs::exists(stored(""))) << row.name;
+        EXPECT_EQ(recordedEvents().size(), 1u);
+        recordedEvents().clear();
+        fs::remove_all(at("usr"));
+    }
+}
+
+TEST_F(FSDatabaseTest, AFirstInstallThatFailsEarlierStaysBehindUninstalled) {
+    const auto staging = stage("1-1", {{"bin/tool", "x"}});
+    fs::create_directories(stored(""));
+    fs::create_symlink("nowhere", stored("next"));
+    out.take();
+    EXPECT_THAT([&] { database.install(staging, extras()); },
+                raises(ErrorCode::Filesystem, "Couldn't create symlink " + stored("next").string() +
+                                                  " pointing to " + stored("1-1").string()));
+    EXPECT_THAT(out.take(),
+                testing::EndsWith("[I] Cleaning up unsuccessfully installed package: org.app\n"
+                                  "[W] Couldn't cleanup the unsuccessfully installed package: org.app\n"
+                                  "[W] Attempt to remove non existent package org.app\n"));
+    EXPECT_THAT(slots(), testing::Contains("1-1"));
+    EXPECT_FALSE(database.isInstalled(id));
+}
+
+TEST_F(FSDatabaseTest, APreparedVersionThatCannotBeReadIsDropped) {
+    install("1-1", {{"bin/tool", "old"}});
+    prepare("2-1", {});
+    breakDescriptor("2-1");
+    out.take();
+    EXPECT_EQ(versionOfRecord(), "1-1");
+    EXPECT_EQ(out.take(), "[W] Corrupted package next directory: \"" + stored("next").string() +
+                              "\"\n[I] Cleaning all package versions except current: org.app\n");
+    EXPECT_THAT(slots(), UnorderedElementsAre("1-1", "current -> 1-1"));
+}
+
+TEST_F(FSDatabaseTest, ACorruptedPackageIsRemovedAndTheOthersAreListed) {
+    install("1-1", {{"bin/tool", "x"}});
+    breakDescriptor("1-1");
+    auto other = stage("1-1", {});
+    other.id = "org.other";
+    database.install(other, extras());
+    out.take();
+    const auto packages = database.packages();
+    ASSERT_EQ(packages.size(), 1u);
+    EXPECT_EQ(packages.front().at("general.id"), "org.other");
+    EXPECT_EQ(out.take(), "[E] Couldn't parse velura.pkg file: " + stored("current/velura.pkg").string() +
+                              "\n[I] Cleaning up corrupted installed package org.app\n"
+                              "[W] Couldn't read velura.pkg file of the org.app package\n");
+    EXPECT_FALSE(fs::exists(stored("")));
+    EXPECT_FALSE(fs::exists(fs::symlink_status(at("usr/bin/tool"))));
+}
+
+TEST_F(FSDatabaseTest, NewerIsWhatRpmCallsNewer) {
+    install("1.9-1", {});
+    for (const auto &[version, isNewer] :
+         {std::pair("1.10-1", true), {"1.9-2", true}, {"1.9-1", false}, {"1.9~rc1-1", false}, {"", false}})
+        EXPECT_EQ(database.isNewerThanInstalled(id, version), isNewer) << version;
+    prepare("2-1", {});
+    EXPECT_FALSE(database.isNewerThanInstalled(id, "2-1")) << "the prepared version counts";
+    EXPECT_FALSE(database.isNewerThanInstalled("org.none", "1"));
+}
+
+TEST_F(FSDatabaseTest, APackageDoesNotSpeakForTheStore) {
+    // It names a link of the system as its own publication, and a directory of the system as its resources.
+    fs::create_directories(at("etc"));
+    fs::create_symlink("etc", at("link"));
+    writeFile(at("usr/bin/tool"), "a user's own");
+    const auto staging = stage("1-1", {{"bin/tool", "x"}, {"symlink.list", text("link") + "\n"}});
+    fs::create_symlink(at("etc"), staging.path / "@resources");
+    EXPECT_THROW(database.install(staging, extras()), Common::Error);
+    EXPECT_TRUE(fs::is_symlink(at("link")));
+
+    fs::remove(at("usr/bin/tool"));
+    const auto again =
+        stage("1-1", {{"bin/a\n" + text("link"), "x"}, {"generated.dir.list", text("etc") + "\n"}});
+    fs::create_symlink(at("etc"), again.path / "@resources");
+    database.install(again, extras());
+    EXPECT_FALSE(fs::exists(fs::symlink_status(stored("current/@resources"))));
+    database.remove(id);
+    EXPECT_TRUE(fs::is_symlink(at("link"))) << "a line feed in a name does not make a second path";
+    EXPECT_TRUE(fs::exists(at("etc")));
+}
+
+} // namespace

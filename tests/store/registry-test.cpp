@@ -1,0 +1,139 @@
+#include "kelp/core/kelp/registry-record.h"
+#include "kelp/core/kelp/registry.h"
+
+#include "support/captured-output.h"
+#include "support/temporary-directory.h"
+#include "support/text-file.h"
+
+#include <gmock/gmock.h>
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+using namespace Core::KELP;
+using testing::HasSubstr;
+
+class RegistryTest : public testing::Test {
+protected:
+    std::filesystem::path file() const { return root.path() / "var/lib/kelp/registry"; }
+
+    bool write(RegistryEvent event, const std::string &key, std::vector<std::string> previous = {}) {
+        return Registry().writeRecord({event, 9, "p", key, std::move(previous)});
+    }
+
+    TemporaryRoot root;
+    CapturedOutput out;
+};
+
+TEST_F(RegistryTest, AnAbsentFileIsEmpty) {
+    EXPECT_TRUE(Registry().foreachRecord([](const RegistryRecord &) { FAIL(); }));
+    EXPECT_FALSE(std::filesystem::exists(file()));
+}
+
+TEST_F(RegistryTest, ANewRecordDropsThoseOfItsChainOfKeys) {
+    const std::string history = "timestamp=1 event=I package=p keyid=K0\n"
+                                "timestamp=2 event=I package=q keyid=K1\n"
+                                "timestamp=3 event=I package=p keyid=K1 prev-keyids=K0\n"
+                                "timestamp=4 event=U package=p keyid=K1\n"
+                                "timestamp=5 event=I package=p keyid=X\n";
+    const std::string others =
+        "timestamp=2 event=I package=q keyid=K1\ntimestamp=5 event=I package=p keyid=X\n";
+    const struct {
+        RegistryEvent event;
+        std::string key;
+        std::vector<std::string> previous;
+        std::string result;
+    } rows[] = {
+        {RegistryEvent::Install, "K1", {}, others + "timestamp=9 event=I package=p keyid=K1\n"},
+        {RegistryEvent::Remove, "K1", {}, others + "timestamp=9 event=R package=p keyid=K1\n"},
+        {RegistryEvent::Install,
+         "K2",
+         {"K1"},
+         others + "timestamp=9 event=I package=p keyid=K2 prev-keyids=K1\n"},
+        {RegistryEvent::Update,
+         "K1",
+         {},
+         "timestamp=1 event=I package=p keyid=K0\ntimestamp=2 event=I package=q keyid=K1\n"
+         "timestamp=3 event=I package=p keyid=K1 prev-keyids=K0\ntimestamp=5 event=I package=p keyid=X\n"
+         "timestamp=9 event=U package=p keyid=K1\n"},
+        {RegistryEvent::Install, "Y", {}, history + "timestamp=9 event=I package=p keyid=Y\n"},
+    };
+    for (const auto &row : rows) {
+        writeFile(file(), history);
+        writeFile(file().string() + ".next", "left behind by a crash");
+        EXPECT_TRUE(write(row.event, row.key, row.previous));
+        EXPECT_EQ(readFile(file()), row.result);
+    }
+    EXPECT_EQ(out.take(), "");
+}
+
+TEST_F(RegistryTest, BadLinesAreSkippedWithTheirReason) {
+    const std::pair<const char *, const char *> rows[] = {
+        {"event=I package=p keyid=k", "Registry record doesn't contains timestamp"},
+        {"timestamp=1 package=p keyid=k", "Registry record doesn't contains event type"},
+        {"timestamp=1 event=X package=p keyid=k", "Registry record contains unknown event type"},
+        {"timestamp=1 event=I keyid=k", "Registry record doesn't contains package id"},
+        {"timestamp=1 event=I package=p keyid=", "Registry record doesn't contains key id"},
+        {"timestamp=abc event=I package=p keyid=k", "Couldn't parse timestamp from registry record: abc"},
+        {"timestamp=99999999999999999999 event=I package=p keyid=k",
+         "Couldn't parse timestamp from registry record: 99999999999999999999"},
+    };
+    for (const auto &[line, reason] : rows) {
+        writeFile(file(), std::string(line) + "\n\ntimestamp=-7 event=U package=good keyid=k\n");
+        std::vector<std::string> ids;
+        EXPECT_TRUE(Registry().foreachRecord([&](const RegistryRecord &r) { ids.push_back(r.packageId()); }));
+        EXPECT_THAT(ids, testing::ElementsAre("good"));
+        EXPECT_EQ(out.take(),
+                  std::string("[W] ") + reason + "\n[W] Bad registry record found: '" + line + "'\n");
+    }
+}
+
+TEST_F(RegistryTest, ARecordIsReadBackAsItWasWritten) {
+    const auto record = parseRecord(
+        "keyid=old  timestamp=+1700000000 foo=bar event=I package=demo keyid=AB prev-keyids=A->->B");
+    ASSERT_TRUE(record);
+    EXPECT_EQ(out.take(), "[W] Registry record contains unknown key: foo=bar\n");
+    EXPECT_EQ(formatRecord(*record), "timestamp=1700000000 event=I package=demo keyid=AB prev-keyids=A->B");
+    EXPECT_THROW(formatRecord({static_cast<RegistryEvent>(3), 0, "p", "k"}), std::out_of_range);
+}
+
+TEST_F(RegistryTest, FailuresComeBackAsFalseAndKeepTheOldRegistry) {
+    writeFile(file(), "timestamp=1 event=I package=q keyid=k\n");
+    std::filesystem::create_directories(file().string() + ".next/x");
+    EXPECT_FALSE(write(RegistryEvent::Install, "K"));
+    EXPECT_THAT(out.take(), HasSubstr("[E] Couldn't write records to the next registry: \"" +
+                                      file().string() + ".next\"\n"));
+    EXPECT_EQ(readFile(file()), "timestamp=1 event=I package=q keyid=k\n");
+
+    std::filesystem::create_directories(file().string() + ".lock-holder");
+    std::filesystem::remove(file().string() + ".lock");
+    std::filesystem::create_directory(file().string() + ".lock");
+    EXPECT_FALSE(Registry().foreachRecord([](const RegistryRecord &) {}));
+    EXPECT_EQ(out.take(), "[E] Couldn't create the registry lock file: \"" + file().string() + ".lock\"\n");
+}
+
+TEST_F(RegistryTest, WaitsForAnotherProcess) {
+    ASSERT_TRUE(write(RegistryEvent::Install, "first"));
+    int ready[2];
+    ASSERT_EQ(::pipe(ready), 0);
+    const pid_t child = ::fork();
+    if (child == 0) {
+        const int lock = ::open((file().string() + ".lock").c_str(), O_RDWR);
+        struct flock whole {};
+        whole.l_type = F_WRLCK;
+        ::fcntl(lock, F_SETLKW, &whole);
+        ::write(ready[1], "x", 1) == 1 ? ::usleep(200000) : 0;
+        writeFile(file(), "timestamp=1 event=I package=q keyid=late\n");
+        ::_exit(0);
+    }
+    char byte = 0;
+    ASSERT_EQ(::read(ready[0], &byte, 1), 1);
+    EXPECT_TRUE(write(RegistryEvent::Install, "second"));
+    EXPECT_THAT(readFile(file()), testing::StartsWith("timestamp=1 event=I package=q keyid=late\n"));
+    ::waitpid(child, nullptr, 0);
+}
+
+} // namespace
