@@ -1,0 +1,167 @@
+#include "image/image-fixture.h"
+
+#include "support/text-file.h"
+
+#include <gmock/gmock.h>
+
+#include <sstream>
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+
+/// A machine with the sample applications installed, before the first start.
+class MigrationsTest : public ImageFixture {
+protected:
+    void SetUp() override {
+        ImageFixture::SetUp();
+        if (!IsSkipped())
+            run("install_samples " KELP_RPMS "/samples; sign_samples; add_sample_users");
+    }
+
+    /// Runs commands with the samples' functions at hand.
+    std::string run(const std::string &commands) const {
+        return image().run(". " KELP_SAMPLES "/setup; set -e; " + commands);
+    }
+
+    /// The launcher's own lines of one start. `environment` is NAME=VALUE.
+    std::string launch(const std::string &environment = "A=") const {
+        std::istringstream output(run("launch " + environment));
+        std::string lines;
+        for (std::string line; std::getline(output, line);)
+            if (line.starts_with("[") && line.find("onfiguration") == line.npos &&
+                line.find("kelp.conf") == line.npos)
+                lines += line + "\n";
+        return lines;
+    }
+
+    bool holds(const std::string &path) const {
+        return fs::exists(fs::symlink_status(image().root() / path));
+    }
+    std::string rpms() const { return run("in_image rpm -qa | sort"); }
+};
+
+TEST_F(MigrationsTest, TheTourShowsWhatItHasTo) {
+    const Image fresh;
+    EXPECT_THAT(fresh.run(KELP_SAMPLES "/tour --check"), HasSubstr(" passed, 0 failed"));
+}
+
+TEST_F(MigrationsTest, ARemovedStampRepeatsItsMigrationHarmlessly) {
+    launch();
+    const std::string skipped = "[I] Migration 'rpm_to_kelp' already completed, skipping.\n"
+                                "[I] Migration 'org_to_skid' already completed, skipping.\n"
+                                "[I] Migration 'new_integrityd' already completed, skipping.\n";
+    const std::string snapshot =
+        "cd $IMAGE && find opt/app usr/share/common srv home/*/.config home/*/.local "
+        "var/lib/kelp/registry -printf '%p %y %l\\n' | sort; cat var/lib/kelp/registry; "
+        "sqlite3 var/lib/trusted-sources/db.sqlite3 .dump; "
+        "cat opt/app/org.example.notes/1.4.2-1/@resources/integrityd.json";
+    const std::string before = run(snapshot);
+    const std::pair<std::string, std::string> rows[] = {
+        {".migration_done", "[W] Package net.example.unsigned doesn't have developer certificate\n" +
+                                skipped.substr(skipped.find('\n') + 1)},
+        {".migration_skid_done", "[I] Migration 'rpm_to_kelp' already completed, skipping.\n"
+                                 "[I] Migration 'new_integrityd' already completed, skipping.\n"},
+        {".migration_integrityd_done", "[I] Migration 'rpm_to_kelp' already completed, skipping.\n"
+                                       "[I] Migration 'org_to_skid' already completed, skipping.\n"},
+    };
+    for (const auto &[stamp, log] : rows) {
+        fs::remove(image().root() / "var/lib/kelp" / stamp);
+        EXPECT_EQ(launch(), log) << stamp;
+        EXPECT_EQ(run(snapshot), before) << stamp;
+        EXPECT_TRUE(holds("var/lib/kelp/" + stamp));
+    }
+    EXPECT_EQ(launch(), skipped);
+}
+
+TEST_F(MigrationsTest, AMissingSignatureDatabaseFailsTheFirstMigrationAlone) {
+    const std::string before = rpms();
+    run("mv $IMAGE/var/lib/package-signatures $IMAGE/var/lib/elsewhere");
+    EXPECT_THAT(launch(), AllOf(HasSubstr("[E] unable to open database file\n"
+                                          "[E] Couldn't complete migration: rpm_to_kelp\n"),
+                                Not(HasSubstr("skid")), Not(HasSubstr("integrityd"))));
+    EXPECT_EQ(rpms(), before);
+    EXPECT_FALSE(holds("var/lib/kelp/.migration_done"));
+    EXPECT_TRUE(holds("var/lib/kelp/.migration_skid_done"));
+    EXPECT_TRUE(holds("var/lib/kelp/.migration_integrityd_done"));
+
+    run("mv $IMAGE/var/lib/elsewhere $IMAGE/var/lib/package-signatures");
+    launch();
+    EXPECT_TRUE(holds("var/lib/kelp/.migration_done"));
+    EXPECT_TRUE(holds("opt/app/org.example.notes/current"));
+}
+
+TEST_F(MigrationsTest, UnusableTrustedSourcesDoNotStopTheFirstMigration) {
+    run("mkdir $IMAGE/var/lib/trusted-sources/db.sqlite3");
+    const std::string log = launch();
+    const std::string reason = "Trusted sources database not initialized\n";
+    EXPECT_THAT(log, testing::StartsWith("[E] Couldn't initialize trusted sources database\n"
+                                         "[E] unable to open database file\n"));
+    EXPECT_THAT(log,
+                HasSubstr("[E] Failed to add client certificate for package org.example.notes" + reason));
+    EXPECT_THAT(log,
+                HasSubstr("[E] Couldn't bind org.example.ticker package to source (keyid=.no.source.apps)\n"
+                          "[E] " +
+                          reason));
+    EXPECT_TRUE(holds("var/lib/kelp/.migration_done"));
+    EXPECT_TRUE(holds("opt/app/org.example.notes/current"));
+}
+
+TEST_F(MigrationsTest, TheRootPrefixMovesEverythingButTheRpmDatabase) {
+    run("mkdir -p $IMAGE/mnt/x/var/lib/trusted-sources $IMAGE/mnt/x/var/lib/kelp; "
+        "mv $IMAGE/var/lib/package-signatures $IMAGE/mnt/x/var/lib/; "
+        "printf '[kelp]\\ndatabase_directory = /data/apps\\n' | put_file /mnt/x/etc/kelp/kelp.conf; "
+        "mkdir -p $IMAGE/mnt/x/home/alice/.config/org.example/common $IMAGE/opt");
+    launch("KELP_ROOT_FS=/mnt/x");
+    EXPECT_EQ(rpms(), "io.velura.dialer-11.2-1.noarch\nnet.example.unsigned-0.1-1.noarch\n");
+    for (const char *path :
+         {"data/apps/org.example.notes/current", "usr/bin/org.example.notes", "var/lib/kelp/registry",
+          "var/lib/trusted-sources/db.sqlite3", "var/lib/kelp/.migration_done",
+          "var/lib/kelp/.migration_skid_done", "var/lib/kelp/.migration_integrityd_done",
+          "home/alice/.config/org.example/5a0c1e77d2f04b6e9a3381c4f7be20d91c5d6a01/common"})
+        EXPECT_TRUE(holds(std::string("mnt/x/") + path)) << path;
+    for (const char *path : {"opt/app", "data", "usr/bin/org.example.notes", "var/lib/kelp/registry",
+                             "var/lib/trusted-sources/db.sqlite3", "var/lib/kelp/.migration_done"})
+        EXPECT_FALSE(holds(path)) << path;
+    EXPECT_TRUE(holds("home/alice/.config/org.example/common"));
+}
+
+TEST_F(MigrationsTest, NothingIsErasedWhenTheCopiesCouldNotBeMovedIntoTheStore) {
+    const std::string before = rpms();
+    run("mkdir -p $IMAGE/opt/app && mount -t tmpfs other $IMAGE/opt/app");
+    EXPECT_THAT(launch(), HasSubstr("[E] Couldn't move /opt/kelp/tmp/.probe to /opt/app/.probe\n"
+                                    "[E] Couldn't complete migration: rpm_to_kelp\n"));
+    EXPECT_EQ(rpms(), before);
+    run("umount $IMAGE/opt/app");
+    launch();
+    EXPECT_TRUE(holds("opt/app/org.example.notes/current"));
+}
+
+TEST_F(MigrationsTest, APackageWithoutFilesArrivesAndOneWithALinkToNowhereIsLost) {
+    run("install_rpms " KELP_RPMS "/org.example.empty.rpm " KELP_RPMS "/org.example.lost.rpm; "
+        "sign org.example.empty developer K CN=X; sign org.example.lost developer K CN=X");
+    const std::string log = launch();
+    EXPECT_THAT(log, HasSubstr("[I] Package org.example.empty successfully migrated from RPM to KELP\n"));
+    EXPECT_THAT(log, HasSubstr("[E] Failed to migrate org.example.lost package from RPM to KELP\n"
+                               "[E] Couldn't read directory: /opt/app/org.example.lost/current/data\n"));
+    EXPECT_FALSE(holds("opt/app/org.example.lost"));
+    EXPECT_TRUE(holds("opt/app/org.example.empty/current"));
+}
+
+TEST_F(MigrationsTest, OneInstallThatFailsLeavesTheOthers) {
+    writeFile(image().root() / "opt/app/org.example.notes", "a file in the way of the package's directory");
+    const std::string log = launch();
+    EXPECT_THAT(log, HasSubstr("[E] Failed to migrate org.example.notes package from RPM to KELP\n"));
+    EXPECT_THAT(log, HasSubstr("[I] Package org.example.reader successfully migrated from RPM to KELP\n"));
+}
+
+TEST_F(MigrationsTest, ArgumentsChangeNothingAndTheStatusIsZero) {
+    EXPECT_THAT(run("mv $IMAGE/var/lib/package-signatures $IMAGE/gone; launch >/dev/null; "
+                    "in_image /tmp/kelp-launcher --help one two; echo status $?"),
+                AllOf(HasSubstr("Couldn't complete migration: rpm_to_kelp"), HasSubstr("status 0\n")));
+}
+
+} // namespace
