@@ -55,10 +55,10 @@ void copy(const fs::path &from, const fs::path &to) {
         throw copyError("Couldn't copy ", from, to, " (path already exists)");
     if (isSymlink(from))
         copySymlink(from, to);
-    else if (isDirectory(from))
-        copyDirectory(from, to);
     else if (isRegularFile(from))
         copyFile(from, to);
+    else if (isDirectory(from))
+        copyDirectory(from, to);
     else
         throw Error(ErrorCode::Filesystem, "Couldn't copy unsupported filesystem entry " + from.string());
 }

@@ -78,20 +78,12 @@ void replaceDurably(const fs::path &path, std::string_view content) {
         fs::remove(next, ignored);
         throw;
     }
-    flushDirectory(path.has_parent_path() ? path.parent_path() : ".");
 }
 
 void flushFile(const fs::path &path) {
     orRaise(ErrorCode::Filesystem, "Couldn't flush file to disk: " + path.string(), [&] {
         const Descriptor handle(path, O_RDONLY);
         Descriptor::check(::fsync(handle.get()), path);
-    });
-}
-
-void flushDirectory(const fs::path &directory) {
-    orRaise(ErrorCode::Filesystem, "Couldn't flush directory to disk: " + directory.string(), [&] {
-        const Descriptor handle(directory, O_RDONLY | O_DIRECTORY);
-        Descriptor::check(::fsync(handle.get()), directory);
     });
 }
 

@@ -13,16 +13,13 @@ namespace Common {
 void writeDurably(const std::filesystem::path &path, std::string_view content);
 
 /// Gives `path` the new content in one step: after a failure or a power cut it holds the old content or the
-/// new, never a mix. Writes a neighbour with ".new" behind the name, has it on disk, renames it over `path`
-/// and has the directory on disk. Raises as writeDurably does, with the text naming `path`, and leaves no
-/// neighbour behind.
+/// new, never a mix and never less. Writes a neighbour with ".new" behind the name, has its content on disk
+/// and renames it over `path`; the rename itself reaches the disk with what the filesystem writes next, in
+/// order. Raises as writeDurably does, with the text naming `path`, and leaves no neighbour behind.
 void replaceDurably(const std::filesystem::path &path, std::string_view content);
 
 /// Has the content of a file on disk that was written by other means.
 void flushFile(const std::filesystem::path &path);
-
-/// Has the entries of a directory on disk: what was created in it, removed from it or renamed within it.
-void flushDirectory(const std::filesystem::path &directory);
 
 /// Has everything on disk that was written to the filesystem on which `path` lies.
 void flushFilesystem(const std::filesystem::path &path);

@@ -15,7 +15,8 @@ inline constexpr std::array requiredDescriptorKeys = {"general.id", "general.ver
 
 /// Writes the descriptor of a version, an ini file with the sections [general], [certificate] and
 /// [prev_key_ids]. `extras` are further values with keys "section.key". The names of organisation and
-/// application are written together or not at all. The file is on disk when the call returns. Raises
+/// application are written together or not at all. The content is on disk when the call
+/// returns. Raises
 /// ErrorCode::Filesystem, "Couldn't create velura.pkg file: " and the reason, and then leaves what was at
 /// `path`.
 void writeDescriptor(const std::filesystem::path &path, const PackageStaging &staging,

@@ -10,9 +10,9 @@ namespace Core::KELP {
 /// The paths of a list, without empty lines. A file that cannot be opened is logged and gives none.
 std::vector<std::filesystem::path> readPathList(const std::filesystem::path &file);
 
-/// Replaces the list in one step; it is on disk when the call returns. A path that holds a line feed is left
-/// out: read back, it would be several paths, and those could be anybody's. Raises ErrorCode::Filesystem, and
-/// then leaves the old list, if there was one.
+/// Replaces the list in one step; its content is on disk when the call returns. A path that holds a line feed
+/// is left out: read back, it would be several paths, and those could be anybody's. Raises
+/// ErrorCode::Filesystem, and then leaves the old list, if there was one.
 void writePathList(const std::filesystem::path &file, const std::vector<std::filesystem::path> &paths);
 
 } // namespace Core::KELP

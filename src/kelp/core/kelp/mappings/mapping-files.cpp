@@ -23,6 +23,9 @@ constexpr const char *targetAttribute = "user.kelp.mapping.target";
 /// A relative target counts from the mapping's own directory: counted from the working directory, a healthy
 /// link of the system such as "sh -> dash" would look broken and be lost.
 bool isBroken(const fs::path &mapping) {
+    // Nothing is there, as a rule: told by one look, without an exception on the way.
+    if (fs::symlink_status(mapping).type() == fs::file_type::not_found)
+        return false;
     return isMapping(mapping) && !Common::exists(mapping.parent_path() / mappingTarget(mapping));
 }
 
