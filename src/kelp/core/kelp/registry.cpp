@@ -10,9 +10,9 @@
 #include <boost/interprocess/exceptions.hpp>
 #include <boost/interprocess/sync/file_lock.hpp>
 #include <boost/interprocess/sync/scoped_lock.hpp>
+#include <boost/range/adaptor/reversed.hpp>
 
 #include <fstream>
-#include <ranges>
 #include <set>
 
 namespace fs = std::filesystem;
@@ -98,7 +98,7 @@ std::vector<RegistryRecord> withoutSuperseded(const std::vector<RegistryRecord> 
     keys.insert(added.keyId());
 
     std::vector<RegistryRecord> kept;
-    for (const RegistryRecord &record : std::views::reverse(records)) {
+    for (const RegistryRecord &record : boost::adaptors::reverse(records)) {
         if (record.packageId() != added.packageId() || !keys.contains(record.keyId())) {
             kept.push_back(record);
             continue;
@@ -143,8 +143,9 @@ bool append(const RegistryRecord &added) {
         LogStream(LogLevel::Error) << "Couldn't load registry records";
         return false;
     }
+    const std::vector<RegistryRecord> kept = withoutSuperseded(records, added);
     std::string content;
-    for (const RegistryRecord &record : std::views::reverse(withoutSuperseded(records, added)))
+    for (const RegistryRecord &record : boost::adaptors::reverse(kept))
         content += formatRecord(record) + "\n";
     content += formatRecord(added) + "\n";
     return writeNext(content) && replaceByNext();
