@@ -65,17 +65,17 @@ bool hasConfiguration(SQLite::Database &database) {
 
 } // namespace
 
-int schemaVersion(SQLite::Database &database) {
+std::int64_t schemaVersion(SQLite::Database &database) {
     if (!hasConfiguration(database))
         return 0;
     return orRaiseInternal("Couldn't query trusted sources database version", [&] {
         SQLite::Statement query(database, "SELECT data FROM configuration WHERE id='version'");
         requireRow(query);
-        return query.getColumn(0).getInt();
+        return query.getColumn(0).getInt64();
     });
 }
 
-void migrateSchema(SQLite::Database &database, int version) {
+void migrateSchema(SQLite::Database &database, std::int64_t version) {
     if (version != 0 && version != 1) {
         LogStream(LogLevel::Error) << "Unexpected trusted sources database version: " << version;
         return;

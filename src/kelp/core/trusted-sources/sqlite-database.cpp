@@ -22,7 +22,7 @@ std::unique_ptr<SQLite::Database> open(const std::filesystem::path &path) {
             std::make_unique<SQLite::Database>(path.string(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);
         orRaiseInternal("Couldn't enable foreign keys in the trusted sources database",
                         [&] { database->exec("PRAGMA foreign_keys = ON"); });
-        const int version = schemaVersion(*database);
+        const std::int64_t version = schemaVersion(*database);
         if (version < currentSchemaVersion)
             migrateSchema(*database, version);
         return database;
@@ -40,11 +40,11 @@ void bindAll([[maybe_unused]] Statement &statement, const Values &...values) {
 }
 
 template<class... Values>
-int integer(SQLite::Database &database, const char *sql, const Values &...values) {
+std::int64_t integer(SQLite::Database &database, const char *sql, const Values &...values) {
     Statement query(database, sql);
     bindAll(query, values...);
     requireRow(query);
-    return query.getColumn(0).getInt();
+    return query.getColumn(0).getInt64();
 }
 
 std::string textFor(SQLite::Database &database, const char *sql, const std::string &key) {
