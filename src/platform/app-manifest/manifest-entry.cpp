@@ -2,11 +2,22 @@
 
 #include <glib.h>
 
+#include <filesystem>
+
 namespace AppManifest {
 
 namespace {
 
 constexpr const char *desktopEntry = "Desktop Entry";
+constexpr std::uintmax_t maximumSize = std::uintmax_t(4) << 20;
+
+/// The file comes out of a package: GKeyFile would wait for a pipe without end, and read any size into
+/// memory.
+bool isReadableInBounds(const std::string &path) {
+    std::error_code error;
+    return std::filesystem::is_regular_file(path, error) &&
+           std::filesystem::file_size(path, error) <= maximumSize;
+}
 
 /// Takes a text that came with an error as no text: GLib hands out what it had read by then.
 template<class Text, class Read>
@@ -40,8 +51,11 @@ std::vector<std::string> toVector(const Strings &strings) {
 } // namespace
 
 std::optional<ManifestEntry> ManifestEntry::fromFilename(const std::string &path) {
+    if (!isReadableInBounds(path))
+        return std::nullopt;
     std::shared_ptr<GKeyFile> file(g_key_file_new(), g_key_file_unref);
-    if (!g_key_file_load_from_file(file.get(), path.c_str(), G_KEY_FILE_NONE, nullptr) ||
+    // Without the flag, which keys there are would depend on the locale of the process.
+    if (!g_key_file_load_from_file(file.get(), path.c_str(), G_KEY_FILE_KEEP_TRANSLATIONS, nullptr) ||
         !g_key_file_has_group(file.get(), desktopEntry))
         return std::nullopt;
     return ManifestEntry(std::move(file));
