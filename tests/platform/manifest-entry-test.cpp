@@ -1,0 +1,142 @@
+#include "platform/app-manifest/manifest-entry.h"
+
+#include "support/temporary-directory.h"
+#include "support/text-file.h"
+
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+
+namespace {
+
+using AppManifest::ManifestEntry;
+using namespace std::string_literals;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class ManifestEntryTest : public testing::Test {
+protected:
+    std::optional<ManifestEntry> read(const std::string &text) const {
+        writeFile(file, text);
+        return ManifestEntry::fromFilename(file.string());
+    }
+
+    /// An entry of these lines in the main group.
+    ManifestEntry entry(const std::string &lines) const { return read("[Desktop Entry]\n" + lines).value(); }
+
+    TemporaryDirectory directory;
+    const std::filesystem::path file = directory.path() / "app.desktop";
+};
+
+TEST_F(ManifestEntryTest, RefusesWhatIsNoDesktopFile) {
+    EXPECT_FALSE(ManifestEntry::fromFilename((directory.path() / "none").string()));
+    EXPECT_FALSE(ManifestEntry::fromFilename(directory.path().string()));
+    EXPECT_FALSE(ManifestEntry::fromFilename("/dev/null"));
+    const std::string refused[] = {
+        "",
+        "[X-Application]\nPermissions=Audio\n",
+        "[desktop entry]\nName=x\n",
+        "Name=x\n[Desktop Entry]\n",
+        "[Desktop Entry]\nno assignment\n",
+        "[Desktop Entry\nName=x\n",
+        "[Desktop Entry]\n=x\n",
+    };
+    for (const std::string &text : refused)
+        EXPECT_FALSE(read(text)) << text;
+}
+
+TEST_F(ManifestEntryTest, ResolvesEscapesOrGivesNothing) {
+    const std::pair<const char *, const char *> cases[] = {
+        {"Name=a\\sb\\tc\\\\d", "a b\tc\\d"}, {"Name=a\\xb", ""},    {"Name=a\\", ""}, {"Name=", ""},
+        {"Name =  padded", "padded"},         {"Name=a;b;", "a;b;"}, {"Icon=x", ""},   {"Name=x\r\n", "x"},
+    };
+    for (const auto &[line, name] : cases)
+        EXPECT_EQ(entry(line).nameUnlocalized(), name) << line;
+    EXPECT_EQ(entry("Name=first\nName=second").nameUnlocalized(), "second");
+    EXPECT_EQ(entry("Name=x").value("No Group", "Name"), "");
+}
+
+TEST_F(ManifestEntryTest, SplitsListsAtSemicolons) {
+    const std::pair<const char *, std::vector<std::string>> cases[] = {
+        {"A;B", {"A", "B"}},       {"A;B;", {"A", "B"}}, {"A;;B;;", {"A", "", "B", ""}},
+        {"A\\;B;C", {"A;B", "C"}}, {";", {""}},          {"", {}},
+        {"A;\\q;B", {}},           {"A,B", {"A,B"}},
+    };
+    for (const auto &[text, elements] : cases)
+        EXPECT_EQ(entry("List="s + text).stringVectorValue("Desktop Entry", "List"), elements) << text;
+    EXPECT_THAT(entry("").stringVectorValue("Desktop Entry", "List"), IsEmpty());
+}
+
+TEST_F(ManifestEntryTest, LastOfThreeSandboxSectionsCounts) {
+    const std::string application = "[X-Application]\nApplicationName=one\nPermissions=A;\n";
+    const std::string xFencebox = "[X-Fencebox]\nApplicationName=two\nOrganizationName=org\n";
+    const std::string fencebox = "[Fencebox]\nApplicationName=three\nPermissions=B;C\n";
+    struct Row {
+        std::string sections;
+        const char *name;
+        const char *organisation;
+        std::vector<std::string> permissions;
+    };
+    // Their order in the file plays no part, nor does a section take values of another.
+    const Row cases[] = {
+        {"", "", "", {}},
+        {application, "one", "", {"A"}},
+        {xFencebox + application, "two", "org", {}},
+        {fencebox + xFencebox + application, "three", "", {"B", "C"}},
+        {application + fencebox, "three", "", {"B", "C"}},
+    };
+    for (const Row &row : cases) {
+        const ManifestEntry manifest = entry(row.sections);
+        EXPECT_EQ(manifest.appName(), row.name) << row.sections;
+        EXPECT_EQ(manifest.appOrgname(), row.organisation) << row.sections;
+        EXPECT_EQ(manifest.appPermissions(), row.permissions) << row.sections;
+    }
+}
+
+TEST_F(ManifestEntryTest, ListsGroupsAndKeysInFileOrder) {
+    const ManifestEntry manifest = entry("# comment\nType=Application\nName[de]=y\n\n[Z]\n[A]\nk=v\n");
+    EXPECT_THAT(manifest.groups(), ElementsAre("Desktop Entry", "Z", "A"));
+    EXPECT_THAT(manifest.groupKeys("Desktop Entry"), ElementsAre("Type", "Name[de]"));
+    EXPECT_THAT(manifest.groupKeys("none"), IsEmpty());
+    EXPECT_TRUE(manifest.contains("A", "k"));
+    EXPECT_FALSE(manifest.contains("Z", "k"));
+    EXPECT_FALSE(manifest.contains("none", "k"));
+}
+
+TEST_F(ManifestEntryTest, BearsForeignBytes) {
+    struct Row {
+        std::string text;
+        std::optional<std::string> name; ///< Nothing for a file that is refused.
+        std::vector<std::string> list;
+    };
+    const std::string group = "[Desktop Entry]\n";
+    const Row cases[] = {
+        {"\xEF\xBB\xBF" + group + "Name=x\n", std::nullopt, {}},
+        {"\0"s + group + "Name=x\n", std::nullopt, {}},
+        {group + std::string(1 << 16, '[') + "=x\n", std::nullopt, {}},
+        {group + "Name=caf\xE9\nList=\xFF;b\n", "", {}},
+        {group + "Name=a\0b\nList=a\0;b\n"s, "a", {"a"}},
+        {"[Desktop Entry]\r\nName=x\r\nList=a;b;\r\n", "x", {"a", "b"}},
+        {group + "Name=" + std::string(1 << 20, '\\'), std::string(1 << 19, '\\'), {}},
+        {group + "List=" + std::string(1 << 16, ';'), "", std::vector<std::string>(1 << 16)},
+    };
+    for (const Row &row : cases) {
+        const auto manifest = read(row.text);
+        const std::string start = row.text.substr(0, 40);
+        ASSERT_EQ(manifest.has_value(), row.name.has_value()) << start;
+        if (manifest) {
+            EXPECT_EQ(manifest->nameUnlocalized(), row.name) << start;
+            EXPECT_EQ(manifest->stringVectorValue("Desktop Entry", "List"), row.list) << start;
+        }
+    }
+}
+
+TEST_F(ManifestEntryTest, DoesNotWaitForAPipeOrReadWithoutEnd) {
+    ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);
+    EXPECT_FALSE(ManifestEntry::fromFilename(file.string()));
+    std::filesystem::remove(file);
+    EXPECT_TRUE(read("[Desktop Entry]\n"));
+    std::filesystem::resize_file(file, std::uintmax_t(1) << 40);
+    EXPECT_FALSE(ManifestEntry::fromFilename(file.string()));
+}
+
+} // namespace
