@@ -9,7 +9,7 @@ namespace AppManifest {
 namespace {
 
 constexpr const char *desktopEntry = "Desktop Entry";
-constexpr std::uintmax_t maximumSize = std::uintmax_t(4) << 20;
+constexpr std::uintmax_t maximumSize = std::uintmax_t(32) << 20;
 
 /// The file comes out of a package: GKeyFile would wait for a pipe without end, and read any size into
 /// memory.

@@ -14,7 +14,7 @@ namespace AppManifest {
 class ManifestEntry {
 public:
     /// Empty when the file cannot be read, when it does not parse, or when it holds no group "Desktop Entry".
-    /// Only regular files of up to 4 MiB are read.
+    /// Only regular files of up to 32 MiB are read.
     static std::optional<ManifestEntry> fromFilename(const std::string &path);
 
     /// Group names, in file order.
