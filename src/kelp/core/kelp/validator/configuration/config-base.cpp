@@ -1,0 +1,49 @@
+#include "kelp/core/kelp/validator/configuration/config-base.h"
+
+#include "kelp/core/common/root-path.h"
+#include "kelp/core/kelp/validator/configuration/rows-base.h"
+#include "kelp/core/kelp/validator/configuration/rows.h"
+
+#include <boost/property_tree/ini_parser.hpp>
+#include <boost/property_tree/ptree.hpp>
+
+#include <iostream>
+#include <string_view>
+
+namespace Configuration {
+
+namespace {
+
+constexpr std::string_view fallback = "Using default value for validation enabled: true\n";
+
+bool readValidationEnabled() {
+    try {
+        boost::property_tree::ptree tree;
+        boost::property_tree::read_ini(
+            Common::belowRoot("var/lib/developer-moded/developer-moded.conf").string(), tree);
+        if (const auto value = tree.get_child_optional("developermode.validationEnabled"))
+            return value->get_value<bool>();
+        std::cerr << "Config parameter 'developermode.validationEnabled' in developer-moded.conf not found. "
+                  << fallback;
+    } catch (const std::exception &error) {
+        std::cerr << "Error reading developer-moded.conf: " << error.what() << ". " << fallback;
+    }
+    return true;
+}
+
+} // namespace
+
+ConfigBase::ConfigBase() :
+    validationEnabled(readValidationEnabled()),
+    iconSizes{86, 108, 128, 172},
+    binDir("/usr/bin/"),
+    shareDir("/usr/share/"),
+    applicationsDir("/usr/share/applications/"),
+    iconsDir("/usr/share/icons/hicolor/"),
+    libexecDir("/usr/libexec/") {
+    addExpressions(reservedQmlImports, BaseRows::reservedQmlImportsExpressions);
+    addStrings(forbiddenMimeTypes, BaseRows::forbiddenMimeTypes);
+    addStrings(allowedPaths, BaseRows::allowedPaths);
+}
+
+} // namespace Configuration

@@ -1,0 +1,30 @@
+#include "kelp/core/kelp/validator/configuration/config-regular.h"
+
+#include "kelp/core/kelp/validator/configuration/rows-regular-libraries.h"
+#include "kelp/core/kelp/validator/configuration/rows-regular-qml-imports.h"
+#include "kelp/core/kelp/validator/configuration/rows-regular-requires.h"
+#include "kelp/core/kelp/validator/configuration/rows-regular.h"
+#include "kelp/core/kelp/validator/configuration/rows.h"
+
+namespace Configuration {
+
+ConfigRegular::ConfigRegular() {
+    name = "regular";
+    addExpressions(allowedPaths, RegularRows::allowedPathsExpressions);
+    addStrings(allowedPermissions, RegularRows::allowedPermissions);
+    addStrings(allowedLibraries, RegularRows::allowedLibraries);
+    addExpressions(allowedLibraries, RegularRows::allowedLibrariesExpressions);
+    addStrings(unstableLibraries, RegularRows::unstableLibraries);
+    addExpressions(unstableLibraries, RegularRows::unstableLibrariesExpressions);
+    addStrings(deprecatedLibraries, RegularRows::deprecatedLibraries);
+    addExpressions(deprecatedLibraries, RegularRows::deprecatedLibrariesExpressions);
+    addStrings(allowedRequires, RegularRows::allowedRequires);
+    addExpressions(allowedRequires, RegularRows::allowedRequiresExpressions);
+    addStrings(unstableRequires, RegularRows::unstableRequires);
+    addStrings(deprecatedRequires, RegularRows::deprecatedRequires);
+    addStrings(allowedQmlImports, RegularRows::allowedQmlImports);
+    addStrings(unstableQmlImports, RegularRows::unstableQmlImports);
+    addStrings(deprecatedQmlImports, RegularRows::deprecatedQmlImports);
+}
+
+} // namespace Configuration

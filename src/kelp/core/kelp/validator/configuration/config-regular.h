@@ -1,0 +1,16 @@
+#pragma once
+
+#include "kelp/core/kelp/validator/configuration/config-base.h"
+
+namespace Configuration {
+
+/// The policy for a regular application.
+class ConfigRegular : public ConfigBase {
+public:
+    ConfigRegular();
+
+    bool isDesktopFileRequired() const override { return true; }
+    bool isIconRequired(const std::string &) const override { return true; }
+};
+
+} // namespace Configuration

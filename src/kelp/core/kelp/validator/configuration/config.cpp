@@ -1,0 +1,145 @@
+#include "kelp/core/kelp/validator/configuration/config.h"
+
+#include "kelp/core/kelp/validator/configuration/config-antivirus.h"
+#include "kelp/core/kelp/validator/configuration/config-auth.h"
+#include "kelp/core/kelp/validator/configuration/config-market.h"
+#include "kelp/core/kelp/validator/configuration/config-mdm.h"
+#include "kelp/core/kelp/validator/configuration/config-pwa.h"
+#include "kelp/core/kelp/validator/configuration/config-system-app.h"
+
+#include <algorithm>
+
+namespace Validator {
+
+namespace {
+
+using Configuration::PatternSet;
+using Base = std::shared_ptr<Configuration::ConfigBase>;
+
+template<class Policy>
+Base make() {
+    return std::make_shared<Policy>();
+}
+
+struct Factory {
+    Profile profile;
+    Base (*make)();
+};
+
+constexpr Factory factories[] = {
+    {Profile::Regular, make<Configuration::ConfigRegular>},
+    {Profile::Extended, make<Configuration::ConfigExtended>},
+    {Profile::MDM, make<Configuration::ConfigMDM>},
+    {Profile::Antivirus, make<Configuration::ConfigAntivirus>},
+    {Profile::Auth, make<Configuration::ConfigAuth>},
+    {Profile::Market, make<Configuration::ConfigMarket>},
+    {Profile::SystemApp, make<Configuration::ConfigSystemApp>},
+    {Profile::Pwa, make<Configuration::ConfigPwa>},
+};
+
+Base build(Profile profile) {
+    const auto found = std::ranges::find(factories, profile, &Factory::profile);
+    return found != std::end(factories) ? found->make() : make<Configuration::ConfigRegular>();
+}
+
+} // namespace
+
+Config::Config(Profile profile) : base_(build(profile)) {}
+
+bool Config::validationEnabled() const {
+    return base_->validationEnabled;
+}
+
+bool Config::isDesktopFileRequired() const {
+    return base_->isDesktopFileRequired();
+}
+
+bool Config::isIconRequired(const std::string &path) const {
+    return base_->isIconRequired(path);
+}
+
+const std::vector<std::int32_t> &Config::iconSizes() const {
+    return base_->iconSizes;
+}
+
+const std::string &Config::name() const {
+    return base_->name;
+}
+
+const std::string &Config::binDir() const {
+    return base_->binDir;
+}
+
+const std::string &Config::shareDir() const {
+    return base_->shareDir;
+}
+
+const std::string &Config::applicationsDir() const {
+    return base_->applicationsDir;
+}
+
+const std::string &Config::iconsDir() const {
+    return base_->iconsDir;
+}
+
+const std::string &Config::libexecDir() const {
+    return base_->libexecDir;
+}
+
+const std::string &Config::requiredPackage() const {
+    return base_->requiredPackage;
+}
+
+const PatternSet &Config::allowedPaths() const {
+    return base_->allowedPaths;
+}
+
+const PatternSet &Config::allowedPermissions() const {
+    return base_->allowedPermissions;
+}
+
+const PatternSet &Config::allowedLibraries() const {
+    return base_->allowedLibraries;
+}
+
+const PatternSet &Config::unstableLibraries() const {
+    return base_->unstableLibraries;
+}
+
+const PatternSet &Config::deprecatedLibraries() const {
+    return base_->deprecatedLibraries;
+}
+
+const PatternSet &Config::allowedRequires() const {
+    return base_->allowedRequires;
+}
+
+const PatternSet &Config::unstableRequires() const {
+    return base_->unstableRequires;
+}
+
+const PatternSet &Config::deprecatedRequires() const {
+    return base_->deprecatedRequires;
+}
+
+const PatternSet &Config::allowedQmlImports() const {
+    return base_->allowedQmlImports;
+}
+
+const PatternSet &Config::unstableQmlImports() const {
+    return base_->unstableQmlImports;
+}
+
+const PatternSet &Config::deprecatedQmlImports() const {
+    return base_->deprecatedQmlImports;
+}
+
+const PatternSet &Config::reservedQmlImports() const {
+    return base_->reservedQmlImports;
+}
+
+const PatternSet &Config::forbiddenMimeTypes() const {
+    return base_->forbiddenMimeTypes;
+}
+
+} // namespace Validator
