@@ -18,8 +18,7 @@ constexpr std::uint32_t heapLimitInKibibytes = 64 * 1024;
 /// The whole text has to match; "$" stands for its very end; and the rest is what ECMAScript's grammar gives
 /// another meaning than Perl's.
 constexpr std::uint32_t options = PCRE2_ANCHORED | PCRE2_ENDANCHORED | PCRE2_DOLLAR_ENDONLY |
-                                  PCRE2_NEVER_UTF | PCRE2_ALLOW_EMPTY_CLASS | PCRE2_ALT_BSUX |
-                                  PCRE2_MATCH_UNSET_BACKREF;
+                                  PCRE2_NEVER_UTF | PCRE2_ALLOW_EMPTY_CLASS | PCRE2_ALT_BSUX;
 
 template<auto release>
 struct Release {

@@ -1,0 +1,141 @@
+#include "kelp/core/kelp/validator/configuration/pattern-set.h"
+#include "kelp/core/kelp/validator/configuration/rows-auth.h"
+#include "kelp/core/kelp/validator/configuration/rows-base.h"
+#include "kelp/core/kelp/validator/configuration/rows-extended.h"
+#include "kelp/core/kelp/validator/configuration/rows-market.h"
+#include "kelp/core/kelp/validator/configuration/rows-regular-libraries.h"
+#include "kelp/core/kelp/validator/configuration/rows-regular-requires.h"
+#include "kelp/core/kelp/validator/configuration/rows-regular.h"
+#include "kelp/core/kelp/validator/configuration/rows.h"
+
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <regex>
+
+using namespace Configuration;
+
+namespace {
+
+const Rows expressionTables[] = {
+    BaseRows::reservedQmlImportsExpressions,     RegularRows::allowedPathsExpressions,
+    RegularRows::allowedLibrariesExpressions,    RegularRows::unstableLibrariesExpressions,
+    RegularRows::deprecatedLibrariesExpressions, RegularRows::allowedRequiresExpressions,
+    ExtendedRows::allowedPathsExpressions,       ExtendedRows::deprecatedLibrariesExpressions,
+    AuthRows::allowedLibrariesExpressions,       MarketRows::allowedPathsExpressions,
+};
+
+void replaceAll(std::string &text, std::string_view old, std::string_view fresh) {
+    for (std::size_t at = 0; (at = text.find(old, at)) != std::string::npos; at += fresh.size())
+        text.replace(at, old.size(), fresh);
+}
+
+/// The plain text of an expression: what it matches when its optional groups take no part.
+std::string literalOf(std::string_view expression) {
+    std::string text(expression.substr(0, expression.find("(?:")));
+    for (const char *mark : {"(|64)", "\\", "^", "$"})
+        replaceAll(text, mark, "");
+    replaceAll(text, ".*", "x");
+    replaceAll(text, ".+", "x");
+    return text;
+}
+
+/// The text with each of its characters dropped, doubled and replaced in turn.
+std::vector<std::string> mutationsOf(const std::string &text) {
+    std::vector<std::string> mutations;
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        mutations.push_back(std::string(text).erase(at, 1));
+        for (const char other : {'\n', '\r', '.', '\xe4'})
+            mutations.push_back(std::string(text).replace(at, 1, 1, other));
+    }
+    return mutations;
+}
+
+std::vector<std::string> subjectsFor(std::string_view expression) {
+    const std::string literal = literalOf(expression);
+    std::vector<std::string> subjects = mutationsOf(literal);
+    for (const char *tag : {"Qt_5", "Qt_5_PRIVATE_API", "GLIBC_2.4", "GLIBC_PRIVATE", "GLIBC_PRIVATE_2",
+                            "OPENSSL_1_1_0", "OPENSSL_1", "LIBUDEV_183", "libssl.so.1.1", "", "a\nb", "\r"})
+        for (const std::string &tail :
+             {'(' + std::string(tag) + ')', '(' + std::string(tag), std::string(tag)})
+            subjects.push_back(literal + tail);
+    for (const char *tail : {"", "\n", "\r\n", ")", "((x))", "(x)y", "(x)\n", " "})
+        subjects.push_back(literal + tail);
+    subjects.insert(subjects.end(), {"", "\n", 'x' + literal, '\n' + literal, literal + literal});
+    subjects.push_back(literal + std::string("(\0)", 3));
+    return subjects;
+}
+
+TEST(Pattern, AgreesWithTheStandardLibraryOnEveryExpressionOfTheProfiles) {
+    std::size_t expressions = 0;
+    for (const Rows rows : expressionTables) {
+        for (const std::string_view row : rows) {
+            const Pattern pattern(row);
+            const std::regex reference{std::string(row)};
+            std::size_t matches = 0;
+            const std::vector<std::string> subjects = subjectsFor(row);
+            for (const std::string &subject : subjects) {
+                const bool expected = std::regex_match(subject, reference);
+                EXPECT_EQ(pattern.matches(subject), expected) << row << " on " << subject;
+                matches += expected;
+            }
+            EXPECT_THAT(matches, testing::AllOf(testing::Gt(0U), testing::Lt(subjects.size()))) << row;
+            ++expressions;
+        }
+    }
+    EXPECT_EQ(expressions, 62U + 10U);
+}
+
+TEST(Pattern, AgreesWithTheStandardLibraryOnTheGrammar) {
+    const std::string subjects[] = {"",   "a",  "b",   "ab",    "aab", "aba", "u0041", "A",  "$",
+                                    "\n", "\r", "a\n", "a\r\n", "[]",  "a]",  "\xff",  "aa", "\\"};
+    for (const char *expression : {"a*", "(a|ab)(b|)", "(a)?b", "(?:(a)|b)\\1", "[^]", "[]", "[^a]+", "a$",
+                                   "\\u0041", "\\x41", "\\$", "(a(?=b))b", "(?!a).", ".", "[\\s\\S]*"}) {
+        const Pattern pattern(expression);
+        for (const std::string &subject : subjects)
+            EXPECT_EQ(pattern.matches(subject), std::regex_match(subject, std::regex(expression)))
+                << expression << " on " << subject;
+    }
+}
+
+TEST(Pattern, HandsOutTheGroupsOfAWholeMatch) {
+    using testing::ElementsAre;
+    using testing::Optional;
+    const Pattern pattern("(a+)(b)?(c*)(\\.)");
+    EXPECT_THAT(pattern.captures("aac."), Optional(ElementsAre("aa", "", "c", ".")));
+    EXPECT_THAT(pattern.captures("ab."), Optional(ElementsAre("a", "b", "", ".")));
+    EXPECT_EQ(pattern.captures("aac.d"), std::nullopt);
+    EXPECT_THAT(Pattern("").captures({}), Optional(testing::IsEmpty()));
+}
+
+TEST(Pattern, RefusesMalformedExpressions) {
+    for (const char *expression : {"(", "a)", "[", "*", "a\\"})
+        EXPECT_THROW(Pattern{expression}, std::invalid_argument) << expression;
+}
+
+TEST(Pattern, StaysBoundedOnHostileText) {
+    const std::string megabyte(std::size_t(1) << 20, 'a');
+    const std::string parentheses(std::size_t(1) << 20, '(');
+    EXPECT_TRUE(Pattern("^\\/usr\\/bin\\/.*$").matches("/usr/bin/" + megabyte));
+    EXPECT_FALSE(Pattern("^\\/usr\\/bin\\/.*$").matches("/usr/bin/" + megabyte + '\n'));
+    EXPECT_FALSE(Pattern("^libz\\.so\\.1(?:\\(.*\\))?$").matches("libz.so.1" + parentheses));
+
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(Pattern("(a|aa|a)+[bc]").matches(megabyte)) << "needs exponential time";
+    EXPECT_FALSE(Pattern("((((a*)*)*)*)*[bc]").matches(megabyte));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+}
+
+TEST(PatternSet, FoldsStringsAndKeepsExpressions) {
+    PatternSet set;
+    for (int i = 0; i < 2; ++i) {
+        set.add(std::string("lib.so"));
+        set.add(Pattern("lib.so"));
+    }
+    EXPECT_EQ(set.size(), 3U);
+    EXPECT_TRUE(set.contains("lib.so"));
+    EXPECT_TRUE(set.contains("lib-so"));
+    EXPECT_FALSE(set.contains("lib.so "));
+}
+
+} // namespace

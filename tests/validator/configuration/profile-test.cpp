@@ -1,0 +1,176 @@
+#include "kelp/core/kelp/validator/configuration/profile.h"
+
+#include "kelp/core/kelp/validator/configuration/config.h"
+#include "kelp/core/kelp/validator/configuration/pattern-set.h"
+#include "platform/package-signatures/certificate.h"
+#include "support/captured-output.h"
+#include "support/temporary-directory.h"
+#include "support/text-file.h"
+
+#include <gmock/gmock.h>
+
+using namespace Validator;
+
+namespace {
+
+using PackageSignatures::Certificate;
+using PackageSignatures::Subgroup;
+using testing::ElementsAre;
+
+auto raisesOutOfRange(const std::string &text) {
+    return testing::ThrowsMessage<std::out_of_range>(testing::StrEq(text));
+}
+
+Profile ofSubgroup(std::int32_t subgroup) {
+    return profileFromCertificate(Certificate("K", "S", static_cast<Subgroup>(subgroup), false));
+}
+
+/// A profile built without its line on the missing developer mode file.
+Config quietConfig(Profile profile) {
+    CapturedOutput line(CapturedOutput::Stream::Error);
+    return Config(profile);
+}
+
+TEST(Profile, IsFoundByNameAndSubgroup) {
+    const char *names[] = {"regular", "extended", "mdm", "antivirus", "auth", "market", "systemapp", "pwa"};
+    for (std::uint32_t number = 0; number < std::size(names); ++number) {
+        const Profile profile{number};
+        EXPECT_EQ(profileFromName(names[number]), profile);
+        EXPECT_EQ(profileName(profile), names[number]);
+        EXPECT_EQ(quietConfig(profile).name(), names[number]);
+    }
+
+    std::string bySubgroup;
+    for (std::int32_t subgroup = 1; subgroup <= 7; ++subgroup)
+        bySubgroup += profileName(ofSubgroup(subgroup)) + ' ';
+    EXPECT_EQ(bySubgroup, "regular antivirus extended mdm auth market systemapp ");
+}
+
+TEST(Profile, IsRefusedWhenUnknown) {
+    EXPECT_THAT([] { profileFromName("Regular"); }, raisesOutOfRange("Unknown profile name: Regular"));
+    EXPECT_THAT([] { profileName(Profile{8}); }, raisesOutOfRange("Unknown profile type: 8"));
+    EXPECT_THAT([] { ofSubgroup(0); }, raisesOutOfRange("Unknown developer subgroup: 0"));
+    EXPECT_THAT([] { ofSubgroup(-1); }, raisesOutOfRange("Unknown developer subgroup: -1"));
+    EXPECT_EQ(quietConfig(Profile{8}).name(), "regular");
+}
+
+TEST(Config, HoldsTheRowsOfEachProfile) {
+    struct Case {
+        const char *name;
+        bool isDesktopFileRequired;
+        bool isIconRequired;
+        std::vector<std::size_t> sizes;
+    };
+    const Case cases[] = {
+        {"regular", true, true, {2, 28, 95, 9, 10, 92, 2, 5, 68, 5, 8, 14, 1}},
+        {"extended", false, false, {9, 30, 96, 9, 11, 93, 2, 5, 69, 5, 10, 14, 1}},
+        {"mdm", false, false, {9, 32, 97, 14, 11, 93, 2, 5, 69, 6, 10, 14, 1}},
+        {"auth", false, false, {10, 33, 97, 9, 11, 93, 2, 5, 69, 5, 10, 14, 1}},
+        {"antivirus", false, true, {3, 29, 98, 9, 10, 92, 2, 5, 68, 5, 8, 14, 1}},
+        {"market", true, true, {3, 29, 96, 9, 10, 92, 2, 5, 68, 5, 8, 14, 1}},
+        {"systemapp", true, true, {2, 30, 95, 9, 10, 92, 2, 5, 68, 5, 8, 14, 1}},
+        {"pwa", true, true, {2, 29, 95, 9, 10, 92, 2, 5, 68, 5, 8, 14, 1}},
+    };
+    for (const Case &c : cases) {
+        const Config config = quietConfig(profileFromName(c.name));
+        std::vector<std::size_t> sizes;
+        for (const auto list :
+             {&Config::allowedPaths, &Config::allowedPermissions, &Config::allowedLibraries,
+              &Config::unstableLibraries, &Config::deprecatedLibraries, &Config::allowedRequires,
+              &Config::unstableRequires, &Config::deprecatedRequires, &Config::allowedQmlImports,
+              &Config::unstableQmlImports, &Config::deprecatedQmlImports, &Config::reservedQmlImports,
+              &Config::forbiddenMimeTypes})
+            sizes.push_back((config.*list)().size());
+        EXPECT_EQ(sizes, c.sizes) << c.name;
+        EXPECT_EQ(config.isDesktopFileRequired(), c.isDesktopFileRequired) << c.name;
+        EXPECT_EQ(config.isIconRequired("/any"), c.isIconRequired) << c.name;
+        EXPECT_EQ(config.requiredPackage(), c.name == std::string("mdm") ? "mdm-client" : "");
+    }
+}
+
+TEST(Config, KnowsPlacesAndIcons) {
+    const Config config = quietConfig(Profile::Pwa);
+    EXPECT_THAT(config.iconSizes(), ElementsAre(86, 108, 128, 172));
+    EXPECT_EQ(config.binDir(), "/usr/bin/");
+    EXPECT_EQ(config.shareDir(), "/usr/share/");
+    EXPECT_EQ(config.applicationsDir(), "/usr/share/applications/");
+    EXPECT_EQ(config.iconsDir(), "/usr/share/icons/hicolor/");
+    EXPECT_EQ(config.libexecDir(), "/usr/libexec/");
+}
+
+TEST(Config, AnswersFromTheListsOfItsProfile) {
+    struct Case {
+        Profile profile;
+        const Configuration::PatternSet &(Config::*list)() const;
+        const char *text;
+        bool isContained;
+    };
+    const Case cases[] = {
+        {Profile::Regular, &Config::allowedLibraries, "libQt5Core.so.5", true},
+        {Profile::Regular, &Config::allowedLibraries, "libQt5Core.so.5(Qt_5.6)", true},
+        {Profile::Regular, &Config::allowedLibraries, "libQt5Core.so.5(Qt_5_PRIVATE_API)", false},
+        {Profile::Regular, &Config::deprecatedLibraries, "libQt5WebEnginexso.5tag", true},
+        {Profile::Regular, &Config::deprecatedLibraries, "libQt5WebEngine.so.5Qt_5_PRIVATE_API", false},
+        {Profile::Regular, &Config::allowedRequires, "libcrypto.so.1.1(OPENSSL_1_1_0)", true},
+        {Profile::Regular, &Config::allowedRequires, "libcrypto.so.1.1", true},
+        {Profile::Regular, &Config::allowedRequires, "libssl.so.1.1(libssl.so.1.1)", true},
+        {Profile::Regular, &Config::allowedRequires, "libc.so.6(GLIBC_PRIVATE)", false},
+        {Profile::Regular, &Config::allowedRequires, "connman-qt5", false},
+        {Profile::Regular, &Config::allowedQmlImports, "Halyard.Vitrine 1.0", true},
+        {Profile::Regular, &Config::reservedQmlImports, "Halyard.Vitrine 1.0", true},
+        {Profile::Regular, &Config::reservedQmlImports, "orgxhalyardos.any", true},
+        {Profile::Regular, &Config::deprecatedQmlImports, "Halyard.Lipstick 1.1", false},
+        {Profile::Extended, &Config::deprecatedQmlImports, "Halyard.Lipstick 1.1", true},
+        {Profile::Auth, &Config::deprecatedQmlImports, "Halyard.Lipstick 1.1", true},
+        {Profile::Auth, &Config::allowedLibraries, "libudev.so.1(LIBUDEV_183)", true},
+        {Profile::Extended, &Config::allowedLibraries, "libudev.so.1(LIBUDEV_183)", false},
+        {Profile::MDM, &Config::allowedLibraries, "libtvklog.so.1", true},
+        {Profile::MDM, &Config::allowedPaths, "/usr/lib64/qt5/qml/A/qmldir", true},
+        {Profile::Pwa, &Config::allowedPaths, "/manifest.json", true},
+        {Profile::Pwa, &Config::allowedPaths, "/usr/bin/any", true},
+        {Profile::Pwa, &Config::allowedPaths, "/usr/lib64/qt5/qml/A/qmldir", false},
+        {Profile::Market, &Config::allowedPaths, "/etc/trusted-sources/a/b.pem", true},
+        {Profile::Market, &Config::allowedPaths, "/etc/trusted-sources/.pem", false},
+    };
+    for (const Case &c : cases)
+        EXPECT_EQ((quietConfig(c.profile).*c.list)().contains(c.text), c.isContained)
+            << profileName(c.profile) << ' ' << c.text;
+}
+
+TEST(Config, ReadsTheDeveloperMode) {
+    const std::string fallback = ". Using default value for validation enabled: true\n";
+    const std::string missing =
+        "Config parameter 'developermode.validationEnabled' in developer-moded.conf not found" + fallback;
+    const std::string error = "Error reading developer-moded.conf: ";
+    struct Case {
+        const char *content;
+        bool isEnabled;
+        std::string complaint; ///< FILE stands for the file's path.
+    };
+    const Case cases[] = {
+        {"[developermode]\nvalidationEnabled=false\n", false, ""},
+        {"[developermode]\nvalidationEnabled = 0 \n", false, ""},
+        {"[developermode]\nvalidationEnabled=true\n", true, ""},
+        {"[developermode]\nother=false\n", true, missing},
+        {"[other]\nvalidationEnabled=false\n", true, missing},
+        {"developermode.validationEnabled=false\n", true, missing},
+        {"", true, missing},
+        {"[developermode]\nvalidationEnabled=no\n", true,
+         error + "conversion of data to type \"b\" failed" + fallback},
+        {"[developermode\n", true, error + "FILE(1): unmatched '['" + fallback},
+        {nullptr, true, error + "FILE: cannot open file" + fallback},
+    };
+    for (Case c : cases) {
+        const TemporaryRoot root;
+        const auto file = root.path() / "var/lib/developer-moded/developer-moded.conf";
+        if (c.content != nullptr)
+            writeFile(file, c.content);
+        if (const auto at = c.complaint.find("FILE"); at != std::string::npos)
+            c.complaint.replace(at, 4, file);
+        CapturedOutput output(CapturedOutput::Stream::Error);
+        EXPECT_EQ(Config(Profile::MDM).validationEnabled(), c.isEnabled);
+        EXPECT_EQ(output.take(), c.complaint);
+    }
+}
+
+} // namespace
