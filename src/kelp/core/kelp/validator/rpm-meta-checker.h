@@ -1,0 +1,31 @@
+#pragma once
+
+#include "kelp/core/kelp/validator/configuration/config.h"
+#include "kelp/core/kelp/validator/logger.h"
+#include "kelp/core/kelp/validator/rpm-meta.h"
+
+#include <memory>
+
+namespace Validator {
+
+/// The first stage of validation: the rules on what a package's header alone says, names, dependencies,
+/// scripts and the file list. It has a report of its own.
+class RpmMetaChecker {
+public:
+    RpmMetaChecker(std::shared_ptr<Config> config, const RpmMeta &meta);
+
+    /// Runs all checks and returns whether the package failed. What it finds goes to standard error. Takes
+    /// n log n time for a package of n files.
+    bool run();
+
+private:
+    void checkName();
+    void checkVendor();
+    void checkScripts();
+
+    std::shared_ptr<Config> config_;
+    RpmMeta meta_;
+    Logger logger_;
+};
+
+} // namespace Validator
