@@ -1,0 +1,31 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+namespace ManagedConfiguration::Validator {
+
+/// Judges the configuration parameter files by which an application tells the device management what can be
+/// configured.
+class CPFValidator {
+public:
+    /// Where the system keeps the schemas.
+    static std::string standardSchemasDirectory();
+
+    /// The validator for a directory of schemas, one shared object for each.
+    static std::shared_ptr<CPFValidator> instance(const std::filesystem::path &schemas);
+
+    /// Whether the package of that name has a configuration parameter file at `path`: a file whose name ends
+    /// in ".json" at any depth below the package's directory "managed-configuration".
+    bool isConfigurationParameterFile(const std::string &package, const std::filesystem::path &path) const;
+
+    /// Whether the file holds one JSON object. Takes a fixed amount of memory whatever the file is, and is
+    /// false for anything but a regular file, and for one that nests deeper than 32 levels.
+    bool isValid(const std::filesystem::path &path) const;
+
+private:
+    CPFValidator() = default;
+};
+
+} // namespace ManagedConfiguration::Validator
