@@ -1,0 +1,234 @@
+#include "kelp/core/kelp/validator/configuration-parameter-file.h"
+#include "kelp/core/kelp/validator/icon.h"
+#include "kelp/core/kelp/validator/integrityd.h"
+#include "kelp/core/kelp/validator/manifest.h"
+
+#include "checker-fixture.h"
+#include "support/error-matcher.h"
+#include "support/text-file.h"
+#include "validator/content/png-image.h"
+
+#include <glib.h>
+
+#include <stdexcept>
+
+using namespace Validator;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+
+namespace {
+
+class DataFilesTest : public CheckerTest {
+protected:
+    // A complaint of the JSON library about its use ends the test program.
+    void SetUp() override { g_log_set_always_fatal(G_LOG_LEVEL_CRITICAL); }
+
+    template<class Checker>
+    Lines validate(const std::string &path, std::string_view content) {
+        const auto checker = make<Checker>();
+        const std::string realPath = unpack(content);
+        EXPECT_TRUE(checker->canValidate(path, realPath)) << path;
+        return linesOf([&] {
+            checker->validate(path, realPath);
+            if constexpr (!std::is_same_v<Checker, Icon>)
+                checker->finish();
+        });
+    }
+
+    Lines validateManifest(std::string_view content) { return validate<Manifest>("/manifest.json", content); }
+};
+
+std::string iconPath(int size) {
+    const std::string side = std::to_string(size);
+    return "/usr/share/icons/hicolor/" + side + "x" + side + "/apps/org.example.app.png";
+}
+
+std::string badIcon(int size) {
+    return error("[" + iconPath(size) + "] Icon not found or file resolution is incorrect");
+}
+
+TEST_F(DataFilesTest, IconHasTheSizeOfItsPath) {
+    const std::string sound = pngImage(86, 86);
+    const struct {
+        const char *what;
+        std::string content;
+        bool isSound;
+    } cases[] = {
+        {"sound", sound, true},
+        {"too large", pngImage(90, 90), false},
+        {"too wide", pngImage(87, 86), false},
+        {"too high", pngImage(86, 87), false},
+        {"two to the thirty-first", pngImage(0x80000000u, 0x80000000u), false},
+        {"the largest", pngImage(0x7fffffffu, 0x7fffffffu), false},
+        {"a text", "no image", false},
+        {"nothing", "", false},
+        {"a beginning", sound.substr(0, 20), false},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(validate<Icon>(iconPath(86), c.content), c.isSound ? Lines{} : Lines{badIcon(86)})
+            << c.what;
+}
+
+TEST_F(DataFilesTest, EverySizeOfTheIconIsThere) {
+    const auto checker = make<Icon>();
+    const std::string wrong = unpack("no image");
+    EXPECT_TRUE(checker->canValidate(iconPath(86), wrong));
+    EXPECT_FALSE(checker->canValidate(iconPath(86), wrong));
+    EXPECT_TRUE(checker->canValidate(iconPath(108), wrong));
+    EXPECT_FALSE(checker->canValidate(iconPath(64), wrong));
+    EXPECT_FALSE(checker->canValidate("/usr/share/icons/hicolor/128x128/apps/other.png", wrong));
+    EXPECT_THAT(linesOf([&] { checker->finish(); }), UnorderedElementsAre(badIcon(128), badIcon(172)));
+}
+
+TEST_F(DataFilesTest, SomeProfilesNeedNoIcon) {
+    for (const Profile profile : {Profile::Extended, Profile::MDM, Profile::Auth}) {
+        profile_ = profile;
+        const auto checker = make<Icon>();
+        EXPECT_FALSE(checker->canValidate(iconPath(86), unpack("no image")));
+        EXPECT_THAT(linesOf([&] { checker->finish(); }), IsEmpty());
+    }
+}
+
+const std::string invalidJson = error("[manifest] manifest file contains invalid JSON");
+const std::string missing = error("[manifest] missing minOSVersion field");
+const std::string invalid = error("[manifest] invalid version in minOSVersion field");
+const std::string incompatible = error("[manifest] package minOSVersion incompatible with this OS version");
+const std::string wrongType = error("[keepMediaActiveInBackground] Manifest key has wrong type");
+
+std::string unknownKey(const std::string &key) {
+    return warning("[" + key + "] Unknown manifest key");
+}
+
+TEST_F(DataFilesTest, ManifestNamesAVersionThatTheSystemHas) {
+    const struct {
+        std::string content;
+        Lines lines;
+    } cases[] = {
+        {R"({"minOSVersion": "4.0.2"})", {}},
+        {R"({"minOSVersion": "4.0"})", {}},
+        {R"({"minOSVersion": "4.0.2.0"})", {incompatible}},
+        {R"({"minOSVersion": ["5.0.1", "4.0.1"]})", {}},
+        {R"({"minOSVersion": ["5.0.1", "3.9.1"]})", {incompatible}},
+        {R"({"minOSVersion": []})", {incompatible}},
+        {R"({"minOSVersion": "4.x"})", {incompatible}},
+        {R"({"minOSVersion": ""})", {incompatible}},
+        {R"({"minOSVersion": "4"})", {}},
+        {R"({"minOSVersion": "99999999999"})", {incompatible}},
+        {R"({})", {missing}},
+        {R"({"minOSVersion": null})", {missing}},
+        {R"({"minOSVersion": 5})", {invalid}},
+        {R"({"minOSVersion": {}})", {invalid}},
+        {R"({"minOSVersion": ["4.0", 5]})", {invalid}},
+        {R"({"minOSVersion": ["9.0", null]})", {invalid}},
+        {R"({"minOSVersion": "9.0", "minOSVersion": "4.0"})", {}},
+        {R"({"keepMediaActiveInBackground": true, "minOSVersion": "4.0"})", {}},
+        {R"({"minOSVersion": "4.0", "keepMediaActiveInBackground": "yes"})", {wrongType}},
+        {R"({"keepMediaActiveInBackground": null})", {wrongType, missing}},
+        {R"({"foo": 1, "minOSVersion": "9.0", "": []})", {unknownKey("foo"), unknownKey(""), incompatible}},
+        {"[1, 2]", {invalidJson}},
+        {"\"4.0\"", {invalidJson}},
+        {"null", {invalidJson}},
+        {"", {invalidJson}},
+        {"{} x", {invalidJson}},
+        {"{\"minOSVersion\": \"4.0\"", {invalidJson}},
+        {"{\"\xff\": 1}", {invalidJson}},
+        {repeated("[", 10'000) + repeated("]", 10'000), {invalidJson}},
+        {R"({"minOSVersion": )" + repeated("[", 10'000) + repeated("]", 10'000) + "}", {invalidJson}},
+        {R"({"minOSVersion": "4.0"})" + std::string(100'000'000, ' '), {invalidJson}},
+        {R"({"minOSVersion": [)" + repeated("\"4.0\",", 50'000'000 / 3) + "\"4.0\"]}", {invalidJson}},
+        {R"({"minOSVersion": [)" + repeated("\"9.1\",", 100'000) + "\"4.0\"]}", {}},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(validateManifest(c.content), c.lines) << c.content.substr(0, 100);
+}
+
+TEST_F(DataFilesTest, ManifestMayEndTheValidation) {
+    EXPECT_THROW(validateManifest(R"({"minOSVersion": ["5.0", "4"]})"), std::out_of_range);
+    std::filesystem::remove(root_.path() / "etc/os-release");
+    EXPECT_THAT([&] { validateManifest(R"({"minOSVersion": "4.0"})"); },
+                raises(Common::ErrorCode::Internal, "Couldn't retrieve Velura OS version"));
+    EXPECT_THAT(validateManifest("{}"), ElementsAre(missing));
+}
+
+TEST_F(DataFilesTest, ManifestLiesAtOnePlace) {
+    const auto checker = make<Manifest>();
+    for (const char *path : {"manifest.json", "/usr/manifest.json", "/manifest.json2", ""})
+        EXPECT_FALSE(checker->canValidate(path, ""));
+    EXPECT_THAT(linesOf([&] { checker->validate("/manifest.json", "/dev/zero"); }), ElementsAre(invalidJson));
+    EXPECT_THAT(linesOf([&] { checker->finish(); }), IsEmpty());
+}
+
+TEST_F(DataFilesTest, IntegrityDaemonWatchesOnlyThePackage) {
+    const auto mismatch = error("[integrityd] integrityd configuration file mismatching package content");
+    const auto noJson = error("[integrityd] integrityd configuration file contains invalid JSON");
+    const std::string path = "/etc/integrityd/config.d/org.example.app.json";
+    list({"/usr/bin/foo", "/usr/bin", "file:/usr/bin/foo"});
+    const struct {
+        std::string content;
+        Lines lines;
+    } cases[] = {
+        {R"({"watch": []})", {}},
+        {R"({})", {}},
+        {R"({"watch": ["file:/usr/bin/foo", "elf:/usr/bin/foo", "/usr/bin/foo"]})", {}},
+        {R"({"watch": ["file:file:/usr/bin/foo"]})", {}},
+        {R"({"watch": ["elf:file:/usr/bin/bar"]})", {mismatch}},
+        {R"({"watch": ["/usr/bin/foo", "/usr/bin/bar", "/etc/shadow"]})", {mismatch}},
+        {R"({"watch": ["/usr/bin/"]})", {mismatch}},
+        {R"({"watch": [""]})", {mismatch}},
+        {R"({"watch": [1]})", {mismatch}},
+        {R"(["/usr/bin/foo"])", {noJson}},
+        {R"({"watch": "/usr/bin/foo"})", {noJson}},
+        {R"({"watch": 1})", {noJson}},
+        {"1", {noJson}},
+        {"no JSON", {noJson}},
+        {repeated("[", 10'000) + repeated("]", 10'000), {noJson}},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(validate<Integrityd>(path, c.content), c.lines) << c.content.substr(0, 100);
+    const auto checker = make<Integrityd>();
+    EXPECT_FALSE(checker->canValidate("/etc/integrityd/config.d/org.example.app2.json", ""));
+    EXPECT_FALSE(checker->canValidate("/etc/integrityd/config.d/x/org.example.app.json", ""));
+    EXPECT_THAT(linesOf([&] { checker->validate(path, "/absent"); }), ElementsAre(noJson));
+}
+
+TEST_F(DataFilesTest, ConfigurationParametersAreOneObject) {
+    const std::string path = "/usr/share/org.example.app/managed-configuration/deep/a.json";
+    const Lines bad{
+        error("[" + path + "] Configuration parameter file for managed configuration is invalid")};
+    const struct {
+        std::string content;
+        bool isValid;
+    } cases[] = {
+        {"{}", true},
+        {" {\"a\": [1, -2, 1.5e3, \"\\u00e4\", null, true, {}]}\n", true},
+        {"{\"a\": \"" + std::string(10'000'000, 'x') + "\"}", true},
+        {"", false},
+        {"[]", false},
+        {"\"{}\"", false},
+        {"1", false},
+        {"true", false},
+        {"null", false},
+        {"{", false},
+        {"{} {}", false},
+        {"{\"a\": }", false},
+        {std::string(4095, ' ') + "{}", true},
+        {std::string(4096, ' ') + "{}", true},
+        {"{}" + std::string(4094, ' '), true},
+        {"{}" + std::string(4094, ' ') + "x", false},
+        {"{\"a\":" + repeated("[", 10'000) + repeated("]", 10'000) + "}", false},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(validate<ConfigurationParameterFile>(path, c.content), c.isValid ? Lines{} : bad)
+            << c.content.substr(0, 100);
+    const auto checker = make<ConfigurationParameterFile>();
+    for (const char *other : {"/usr/share/org.example.app/managed-configuration/a.jso",
+                              "/usr/share/org.example.app/managed-configuration.json",
+                              "/usr/share/org.example.other/managed-configuration/a.json",
+                              "/x/usr/share/org.example.app/managed-configuration/a.json"})
+        EXPECT_FALSE(checker->canValidate(other, "")) << other;
+    for (const char *file : {"/dev/zero", "/absent", "/"})
+        EXPECT_EQ(linesOf([&] { make<ConfigurationParameterFile>()->validate(path, file); }), bad) << file;
+}
+
+} // namespace

@@ -1,0 +1,299 @@
+#include "kelp/core/kelp/validator/executable.h"
+
+#include "checker-fixture.h"
+#include "kelp/core/kelp/validator/rpath-rule.h"
+#include "validator/content/elf-image.h"
+
+#include <sys/stat.h>
+
+using namespace Validator;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+
+namespace {
+
+namespace fs = std::filesystem;
+using Flag = ValidatorFlag;
+using Dynamic = std::vector<std::pair<std::uint64_t, std::string>>;
+
+constexpr const char *kMain = "/usr/bin/org.example.app";
+
+class ExecutableTest : public CheckerTest {
+protected:
+    Lines validate(const std::string &path, const std::string &content, bool isExecutable = true) {
+        const auto checker = make<Executable>();
+        const std::string realPath = unpack(content, isExecutable);
+        return linesOf([&] { checker->validate(path, realPath); });
+    }
+};
+
+std::string image(const std::string &rodata, ElfImage::Order order = ElfImage::Order::Little) {
+    ElfImage image(ElfImage::Bits::Bits64, order);
+    image.add({".rodata", SHT_PROGBITS, rodata});
+    return image.bytes();
+}
+
+std::string dynamicImage(const Dynamic &entries) {
+    ElfImage image;
+    image.addDynamic(entries);
+    return image.bytes();
+}
+
+TEST_F(ExecutableTest, TakesTheMainBinaryAndWhatItsOwnerMayExecute) {
+    const auto checker = make<Executable>();
+    const std::string plain = unpack("text", false);
+    EXPECT_TRUE(checker->canValidate(kMain, plain));
+    EXPECT_TRUE(checker->canValidate(kMain, "/absent"));
+    EXPECT_FALSE(checker->canValidate("/usr/bin/org.example.app2", plain));
+    EXPECT_FALSE(checker->canValidate("/usr/share/a", root_.path()));
+    EXPECT_FALSE(checker->canValidate("/usr/share/a", "/absent"));
+    fs::permissions(plain, fs::perms(0655));
+    EXPECT_FALSE(checker->canValidate("/usr/share/a", plain));
+    fs::permissions(plain, fs::perms(0100));
+    EXPECT_TRUE(checker->canValidate("/usr/share/a", plain));
+    fs::create_symlink("loop", root_.path() / "loop");
+    EXPECT_FALSE(checker->canValidate("/usr/share/a", root_.path() / "loop"));
+}
+
+TEST_F(ExecutableTest, JudgesTheFormatAndThePlaceOfAFile) {
+    const std::string sound = ElfImage().bytes();
+    ElfImage wild;
+    wild.claimedTableOffset = ~std::uint64_t(0);
+    const auto badFormat = [](const std::string &path) {
+        return error("[" + path + "] Executable has a wrong format or encoding");
+    };
+    const auto badPlace = [](const std::string &path) {
+        return error("[" + path + "] Executable is in wrong location");
+    };
+    const std::string share = "/usr/share/org.example.app/tool";
+    const struct {
+        const char *what;
+        std::string path;
+        std::string content;
+        Lines lines;
+    } cases[] = {
+        {"the main binary", kMain, sound, {}},
+        {"a name that begins with the main binary's", kMain + std::string("-helper"), sound, {}},
+        {"libexec", "/usr/libexec/org.example.app/tool", sound, {}},
+        {"another's libexec",
+         "/usr/libexec/org.example.app2/tool",
+         sound,
+         {badPlace("/usr/libexec/org.example.app2/tool")}},
+        {"libexec itself", "/usr/libexec/org.example.app", sound, {badPlace("/usr/libexec/org.example.app")}},
+        {"a third party library", "/usr/lib/3rdparty/org.example.app/liba.so.1", sound, {}},
+        {"a program among the data", share, sound, {badPlace(share)}},
+        {"a script", kMain, "#!/bin/sh\n", {badFormat(kMain)}},
+        {"nothing", kMain, "", {badFormat(kMain)}},
+        {"a beginning", kMain, sound.substr(0, 40), {badFormat(kMain)}},
+        {"big endian", kMain, image("", ElfImage::Order::Big), {badFormat(kMain)}},
+        {"sections nowhere", share, wild.bytes(), {badPlace(share)}},
+    };
+    for (const auto &c : cases)
+        EXPECT_EQ(validate(c.path, c.content), c.lines) << c.what;
+    EXPECT_THAT(validate(share, sound, false), IsEmpty());
+
+    facts_.architecture = "noarch";
+    EXPECT_THAT(validate(kMain, sound),
+                ElementsAre(warning("[arch] RPMs containing arch-specific content should not be noarch")));
+}
+
+TEST_F(ExecutableTest, IsNotHeldUpByWhatIsNoFile) {
+    ASSERT_EQ(::mkfifo((root_.path() / "pipe").c_str(), 0700), 0);
+    fs::create_symlink("loop", root_.path() / "loop");
+    for (const fs::path &path : {root_.path() / "pipe", root_.path() / "loop", root_.path()}) {
+        const auto checker = make<Executable>();
+        EXPECT_THAT(
+            linesOf([&] { checker->validate(kMain, path); }),
+            ElementsAre(error("[/usr/bin/org.example.app] Executable has a wrong format or encoding")));
+        EXPECT_FALSE(logger_->getFlag(Flag::MainBinarySeen));
+    }
+}
+
+TEST_F(ExecutableTest, FindsImportsWithinBinaries) {
+    const auto beware = [](const std::string &import) {
+        return info("[" + import + "] Beware only allowed imports can be used");
+    };
+    EXPECT_THAT(validate(kMain, image("\1import Halyard.Vitrine 1.0\nimport Foo 1.0\nimport Bar 2.0 as B\n"
+                                      "import Foo 1.0\nimport Bar 2\nimport Last 1.0")),
+                UnorderedElementsAre(beware("Foo 1.0"), beware("Bar 2.0")));
+    EXPECT_TRUE(logger_->getFlag(Flag::ImportsVitrine));
+    EXPECT_THAT(validate(kMain, image("import Halyard.Vitrine 1.0")), IsEmpty());
+    EXPECT_FALSE(logger_->getFlag(Flag::ImportsVitrine));
+}
+
+TEST_F(ExecutableTest, HoldsTheNeededLibrariesAgainstTheLists) {
+    const auto needed = [](const std::vector<std::string> &names) {
+        Dynamic entries{{DT_SONAME, "libown.so"}};
+        for (const std::string &name : names)
+            entries.emplace_back(DT_NEEDED, name);
+        return dynamicImage(entries);
+    };
+    const auto unstable = [](const std::string &name) {
+        return warning("[" + name + "] Library is unstable or deprecated");
+    };
+    const auto forbidden = [](const std::string &name) {
+        return error("[" + name + "] Library is not allowed");
+    };
+    list({"/usr/share/org.example.app/lib/libown.so", "/usr/share/org.example.app/lib/libpng15.so.15"});
+    const struct {
+        std::vector<std::string> needed;
+        Lines lines;
+        bool isShipped;
+    } cases[] = {
+        {{"ld-linux-aarch64.so.1", "libQt5Core.so.5"}, {}, false},
+        {{"libown.so"}, {}, true},
+        {{"libpng15.so.15"}, {unstable("libpng15.so.15")}, false},
+        {{"z.so", "libwebrtc.so.104.0.0", "a.so", "z.so", "libown.so", "libQmfClient.so.5"},
+         {unstable("libwebrtc.so.104.0.0"), unstable("libQmfClient.so.5"), forbidden("a.so"),
+          forbidden("z.so")},
+         true},
+        {{"../lib/libown.so", ""}, {forbidden(""), forbidden("../lib/libown.so")}, false},
+    };
+    for (const auto &c : cases) {
+        EXPECT_EQ(validate(kMain, needed(c.needed)), c.lines) << c.needed.front();
+        EXPECT_EQ(logger_->getFlag(Flag::ShippedLibraryUsed), c.isShipped) << c.needed.front();
+    }
+    EXPECT_THAT(validate("/usr/libexec/org.example.app/tool", needed({"z.so"})), IsEmpty());
+}
+
+TEST_F(ExecutableTest, FindsALibraryThatThePackageShips) {
+    const struct {
+        const char *directory;
+        bool isShipped;
+    } cases[] = {
+        {"/usr/share/org.example.app/lib/", true},
+        {"/usr/share/org.example.app/libs/", true},
+        {"/usr/share/org.example.app/lib/qmlplugins/", true},
+        {"/usr/share/org.example.app/libs/qmlplugins/", true},
+        {"/usr/lib/3rdparty/org.example.app/", true},
+        {"/usr/lib/3rdparty/org.example.app/lib/", true},
+        {"/usr/lib/3rdparty/org.example.app/qmlplugins/", true},
+        {"/usr/lib/3rdparty/org.example.app/lib/qmlplugins/", true},
+        {"/usr/lib/3rdparty/org.example.app/libs/", false},
+        {"/usr/share/org.example.app/", false},
+        {"/usr/share/org.example.other/lib/", false},
+        {"/usr/lib/", false},
+    };
+    for (const auto &c : cases) {
+        facts_.files.clear();
+        list({c.directory + std::string("libx.so.1")});
+        EXPECT_EQ(validate(kMain, dynamicImage({{DT_NEEDED, "libx.so.1"}})).empty(), c.isShipped)
+            << c.directory;
+    }
+}
+
+TEST(RpathRule, AllowsThePlacesOfLibraries) {
+    for (const char *rpath :
+         {"", " ", ":", "/usr/lib64:", " /usr/lib\t: :/usr/lib64/", "$ORIGIN/../share/app/lib",
+          "/usr/share/app/lib/x:/usr/share/app/libs", "/usr/lib/3rdparty/app/any", "/usr/lib/../../etc"})
+        EXPECT_TRUE(isAllowedRpath(rpath, "app")) << rpath;
+    for (const char *rpath : {"/usr/libfoo", "/usr/lib64x", "/usr/share/app", "/usr/share/app2/lib", "/usr",
+                              "$ORIGIN", "$ORIGIN/../share/app/libs", "/usr/lib:/opt", "x /usr/lib"})
+        EXPECT_FALSE(isAllowedRpath(rpath, "app")) << rpath;
+}
+
+TEST_F(ExecutableTest, KeepsWhatItSawOfTheMainBinary) {
+    const std::vector<Flag> all{Flag::ElfSeen,         Flag::MainBinaryExecutable, Flag::MainBinarySeen,
+                                Flag::ImportsVitrine,  Flag::LibcStartMainSeen,    Flag::MainSymbolSeen,
+                                Flag::OtherSymbolSeen, Flag::ShippedLibraryUsed,   Flag::RpathPresent,
+                                Flag::RpathAcceptable};
+    const std::vector<Flag> common{Flag::ElfSeen, Flag::MainBinaryExecutable, Flag::MainBinarySeen};
+    const struct {
+        std::vector<std::string> symbols;
+        Dynamic dynamic;
+        std::vector<Flag> flags;
+    } cases[] = {
+        {{}, {}, {}},
+        {{"main"}, {}, {Flag::MainSymbolSeen}},
+        {{"__libc_start_main"}, {}, {Flag::LibcStartMainSeen}},
+        {{"_main"}, {}, {Flag::OtherSymbolSeen}},
+        {{"", "main"}, {}, {Flag::OtherSymbolSeen, Flag::MainSymbolSeen}},
+        {{}, {{DT_RPATH, "/opt"}}, {Flag::RpathPresent}},
+        {{}, {{DT_RPATH, "/usr/lib64:"}}, {Flag::RpathPresent, Flag::RpathAcceptable}},
+        {{}, {{DT_RPATH, "  "}}, {Flag::RpathPresent, Flag::RpathAcceptable}},
+        {{}, {{DT_RUNPATH, "/opt"}}, {}},
+    };
+    for (const auto &c : cases) {
+        ElfImage image;
+        image.addSymbols(c.symbols, SHT_DYNSYM);
+        image.addDynamic(c.dynamic);
+        validate(kMain, image.bytes());
+        for (const Flag flag : all)
+            EXPECT_EQ(logger_->getFlag(flag), std::ranges::find(common, flag) != common.end() ||
+                                                  std::ranges::find(c.flags, flag) != c.flags.end())
+                << &c - cases << ' ' << static_cast<int>(flag);
+    }
+}
+
+TEST_F(ExecutableTest, FinishesWithTheRulesOnTheWholePackage) {
+    const Lines noBinary{error("[binary] Main binary must exist, but it is not found"),
+                         error("[binary] Main binary must be an executable"),
+                         warning("[rpath] The rpath in binary is empty")};
+    const std::vector<Flag> sound{Flag::MainBinarySeen, Flag::MainBinaryExecutable, Flag::LibcStartMainSeen,
+                                  Flag::MainSymbolSeen, Flag::RpathPresent,         Flag::RpathAcceptable};
+    const auto without = [&](std::vector<Flag> gone, std::vector<Flag> more = {}) {
+        std::vector<Flag> flags = sound;
+        std::erase_if(flags, [&](Flag flag) { return std::ranges::find(gone, flag) != gone.end(); });
+        flags.insert(flags.end(), more.begin(), more.end());
+        return flags;
+    };
+    const struct {
+        std::vector<Flag> flags;
+        Lines lines;
+    } cases[] = {
+        {sound, {}},
+        {{}, noBinary},
+        {{Flag::QmlOnlyApp}, {}},
+        {{Flag::QmlOnlyApp, Flag::RpathPresent}, {}},
+        {without({}, {Flag::QmlOnlyApp}),
+         {error("[binary] Main binary must not exist. Desktop file uses halyard-qml")}},
+        {without({Flag::MainBinaryExecutable}), {error("[binary] Main binary must be an executable")}},
+        {without({Flag::LibcStartMainSeen}), {error("[binary] Binary does not link to __libc_start_main")}},
+        {without({Flag::MainSymbolSeen}, {Flag::ImportsVitrine}),
+         {warning("[binary] Binary does not export main() symbol - booster might fail")}},
+        {without({Flag::MainSymbolSeen}, {Flag::OtherSymbolSeen}),
+         {warning("[binary] Binary does not export main() symbol - booster might fail")}},
+        {without({Flag::MainSymbolSeen}, {Flag::OtherSymbolSeen, Flag::ImportsVitrine}),
+         {error("[binary] Binary must export main() symbol for booster to work (Q_DECL_EXPORT)")}},
+        {without({Flag::RpathAcceptable}), {warning("[rpath] This rpath in binary is not allowed")}},
+        {without({Flag::RpathPresent, Flag::RpathAcceptable}),
+         {warning("[rpath] The rpath in binary is empty")}},
+        {without({Flag::RpathPresent}, {Flag::ShippedLibraryUsed}),
+         {warning("[rpath] The rpath in binary is empty"),
+          error("[rpath] Rpath is missing where it is mandatory")}},
+    };
+    for (const auto &c : cases) {
+        const auto checker = make<Executable>();
+        for (const Flag flag : c.flags)
+            logger_->setFlag(flag, true);
+        EXPECT_EQ(linesOf([&] { checker->finish(); }), c.lines) << &c - cases;
+    }
+    profile_ = Profile::Pwa;
+    const auto checker = make<Executable>();
+    EXPECT_THAT(linesOf([&] { checker->finish(); }), IsEmpty());
+}
+
+TEST_F(ExecutableTest, ReadsAProgramOfThisMachine) {
+    const auto checker = make<Executable>();
+    EXPECT_THAT(linesOf([&] {
+                    checker->validate(kMain, "/bin/true");
+                    checker->finish();
+                }),
+                ElementsAre(warning("[binary] Binary does not export main() symbol - booster might fail"),
+                            warning("[rpath] The rpath in binary is empty")));
+}
+
+TEST_F(ExecutableTest, ReadsWhatIsHuge) {
+    ElfImage image;
+    image.addSymbols(std::vector<std::string>(1'000'000, "main"));
+    image.addDynamic(Dynamic(100'000, {DT_NEEDED, "z.so"}));
+    image.add({".rodata", SHT_PROGBITS, repeated("import Foo 1.0 import\n", 1'000'000)});
+    EXPECT_THAT(validate(kMain, image.bytes()),
+                ElementsAre(error("[z.so] Library is not allowed"),
+                            info("[Foo 1.0] Beware only allowed imports can be used")));
+    EXPECT_TRUE(logger_->getFlag(Flag::MainSymbolSeen));
+    EXPECT_FALSE(logger_->getFlag(Flag::OtherSymbolSeen));
+}
+
+} // namespace

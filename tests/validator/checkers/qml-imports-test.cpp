@@ -1,0 +1,164 @@
+#include "kelp/core/kelp/validator/qml-imports.h"
+
+#include "checker-fixture.h"
+
+using namespace Validator;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+
+namespace {
+
+std::string notAllowed(const std::string &import) {
+    return error("[" + import + "] Import is not allowed");
+}
+
+std::string unstable(const std::string &import) {
+    return warning("[" + import + "] Import is unstable or deprecated");
+}
+
+/// The files of one package, each with what it adds to the report and whether it fails.
+class QmlImportsTest : public CheckerTest {
+protected:
+    void SetUp() override {
+        list({"/usr/share/org.example.app/qml/components", "/usr/share/org.example.app/qml/pages/A.qml"});
+        start();
+    }
+
+    void start() { checker_ = make<QmlImports>(); }
+
+    Lines validate(const std::string &content,
+                   const std::string &path = "/usr/share/org.example.app/qml/pages/A.qml") {
+        const std::string realPath = unpack(content);
+        return validateAt(path, realPath);
+    }
+
+    Lines validateAt(const std::string &path, const std::string &realPath) {
+        logger_->clearError();
+        return linesOf([&] { checker_->validate(path, realPath); });
+    }
+
+    std::shared_ptr<QmlImports> checker_;
+};
+
+TEST_F(QmlImportsTest, TakesQmlFiles) {
+    for (const char *path : {".qml", "/a.qml", "/usr/share/x/A.qml"})
+        EXPECT_TRUE(checker_->canValidate(path, "")) << path;
+    for (const char *path : {"", "qml", "/a.qmlc", "/a.QML", "/a.qml/b"})
+        EXPECT_FALSE(checker_->canValidate(path, "")) << path;
+}
+
+TEST_F(QmlImportsTest, HoldsTheImportsOfAFileAgainstTheLists) {
+    const struct {
+        std::string content;
+        Lines lines;
+    } cases[] = {
+        {"", {}},
+        {"import QtQuick 2.6;import Halyard.Vitrine 1.0\n", {}},
+        {"import QtQuick 2.6 as Q", {}},
+        {"import QtQuick", {notAllowed("QtQuick")}},
+        {"import QtQuick 2.99", {notAllowed("QtQuick 2.99")}},
+        {"import Unheard.Of 1.0", {}},
+        {"import QtVideoChat 1.0", {unstable("QtVideoChat 1.0")}},
+        {"import QtWebEngine 1.2", {unstable("QtWebEngine 1.2")}},
+        {"import Halyard.Lipstick 1.1", {notAllowed("Halyard.Lipstick 1.1")}},
+        {"import orgXkde.bluezqt", {notAllowed("orgXkde.bluezqt")}},
+        {"import org.kde.bluezqt", {notAllowed("org.kde.bluezqt")}},
+        {"Item { import Halyard.X 1.0 }", {}},
+        {"import Halyard.X 1.0 {\nimport Halyard.Y 1.0", {notAllowed("Halyard.X 1.0")}},
+        {"import \"../components\"", {}},
+        {"import \"../../../elsewhere\"", {}},
+        {"import \"Halyard.X\"", {}},
+        {"import \"/usr/lib/foo\"", {notAllowed("\"/usr/lib/foo\"")}},
+        {"import \"/usr/lib/foo\" 1.0", {}},
+        {"import \"/usr/lib/foo", {}},
+        {"import \"\"", {}},
+        {"import Halyard.X 1;import \"/a\";import QtVideoChat 1.0",
+         {notAllowed("\"/a\""), unstable("QtVideoChat 1.0"), notAllowed("Halyard.X 1")}},
+    };
+    for (const auto &c : cases) {
+        start();
+        EXPECT_THAT(validate(c.content), testing::UnorderedElementsAreArray(c.lines)) << c.content;
+        EXPECT_EQ(
+            logger_->errorSeen(),
+            std::ranges::any_of(c.lines, [](const std::string &line) { return line.starts_with("(ERROR)"); }))
+            << c.content;
+    }
+    profile_ = Profile::Extended;
+    start();
+    EXPECT_THAT(validate("import Halyard.Lipstick 1.1"), ElementsAre(unstable("Halyard.Lipstick 1.1")));
+}
+
+/// An import that is an error fails the files behind it too, without another line.
+TEST_F(QmlImportsTest, CarriesErrorsToTheFilesBehind) {
+    const struct {
+        std::string first;
+        bool fails;
+    } cases[] = {
+        {"import Halyard.X 1.0", true},
+        {"import \"/absolute\"", true},
+        {"import \"/absolute\";import Halyard.X 1.0", true},
+        {"import QtVideoChat 1.0", false},
+        {"import \"../missing\"", false},
+        {"import QtQuick 2.6", false},
+    };
+    for (const auto &c : cases) {
+        start();
+        validate(c.first);
+        EXPECT_EQ(logger_->errorSeen(), c.fails) << c.first;
+        EXPECT_THAT(validate("import QtQuick 2.6"), IsEmpty());
+        EXPECT_EQ(logger_->errorSeen(), c.fails) << c.first;
+        EXPECT_THAT(validate("import Halyard.Other 1.0"), ElementsAre(notAllowed("Halyard.Other 1.0")));
+        EXPECT_THAT(validateAt("/usr/share/a.qml", "/absent"), IsEmpty());
+        EXPECT_TRUE(logger_->errorSeen()) << c.first;
+    }
+}
+
+TEST_F(QmlImportsTest, AsksForTheTypeOfVitrineApplications) {
+    const auto missing = warning("[desktop] X-Pelago-Application-Type should be vitrine-qt5 for apps "
+                                 "importing Halyard.Vitrine in QML");
+    const struct {
+        std::string content;
+        bool isVitrineApp;
+        Lines lines;
+    } cases[] = {
+        {"import Halyard.Vitrine 1.0", false, {missing}},
+        {"import Halyard.Vitrine 1.0", true, {}},
+        {"import Halyard.Vitrine.Pickers 1.0", false, {}},
+    };
+    for (const auto &c : cases) {
+        start();
+        logger_->setFlag(ValidatorFlag::VitrineApp, c.isVitrineApp);
+        validate(c.content);
+        validate("");
+        EXPECT_EQ(linesOf([&] { checker_->finish(); }), c.lines) << c.content;
+    }
+}
+
+TEST_F(QmlImportsTest, ReadsWhatIsNoFileOrHuge) {
+    EXPECT_THAT(validateAt("/a.qml", "/dev/zero"), IsEmpty());
+    EXPECT_THAT(validateAt("/a.qml", root_.path()), IsEmpty());
+    EXPECT_THAT(validate(std::string(64 << 20, 'x')), IsEmpty());
+    EXPECT_THAT(validate("import \"" + repeated("a/../", 12 << 20) + "\""), IsEmpty());
+    EXPECT_THAT(validate("import x" + std::string(1 << 20, 't')), IsEmpty());
+    EXPECT_THAT(validate("import Qt" + std::string(1 << 20, 't')),
+                ElementsAre(notAllowed("Qt" + std::string(1 << 20, 't'))));
+    EXPECT_THAT(validate(std::string("import A\0 1\n\xff\xfe{\nimport Halyard.X", 30)), IsEmpty());
+}
+
+/// Reporting the imports of all files so far with each file would take hours.
+TEST_F(QmlImportsTest, TakesTimeInProportionToTheFiles) {
+    constexpr int kFiles = 300;
+    constexpr int kImports = 1000;
+    std::size_t lines = 0;
+    for (int file = 0; file < kFiles; ++file) {
+        std::string content;
+        for (int i = 0; i < kImports; ++i)
+            content += "import Halyard.X " + std::to_string(file * kImports + i) + ";import Foo 1.0\n";
+        lines += validate(content).size();
+        EXPECT_TRUE(logger_->errorSeen());
+    }
+    EXPECT_EQ(lines, std::size_t(kFiles) * kImports);
+}
+
+} // namespace
