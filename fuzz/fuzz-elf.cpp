@@ -1,15 +1,18 @@
 // Any file makes no reader or one whose walks end, read within the file and hand out no more than it holds.
+// As a main binary it fails unless a device can run it, and the report knows of it what the reader knows.
 
 #include "kelp/core/kelp/validator/elf-reader.h"
+#include "kelp/core/kelp/validator/executable.h"
+#include "support/fuzz-checker.h"
 #include "support/fuzz-file.h"
 
 using namespace Validator;
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
-    const FuzzFile file(data, size);
-    const auto reader = ElfReader::create(file.path());
-    if (!reader)
-        return 0;
+namespace {
+
+void read(const IElfReader *reader, std::size_t size) {
+    if (reader == nullptr)
+        return;
     std::size_t symbols = 0;
     std::size_t text = 0;
     reader->forEachSymbol([&](const ElfSymbol &symbol) {
@@ -27,5 +30,27 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     require(rpathSeen);
     require(reader->rodata().size() <= size);
     require(!reader->isValid() || reader->encoding() == ElfEncoding::LittleEndian);
+}
+
+void check(const IElfReader *reader, const FuzzFile &file) {
+    const FuzzChecker<Executable> run({"/usr/share/app/lib/libown.so"});
+    run.checker->validate("/usr/bin/app", file.path());
+    const Logger &report = *run.report;
+    require(report.errorSeen() || (reader != nullptr && reader->isValid()));
+    require(report.getFlag(ValidatorFlag::MainBinarySeen) == (reader != nullptr));
+    require(report.getFlag(ValidatorFlag::ElfSeen) == (reader != nullptr && reader->isValid()));
+    require(report.getFlag(ValidatorFlag::RpathPresent) == (reader != nullptr && !reader->rpath().empty()));
+    require(report.getFlag(ValidatorFlag::RpathPresent) || !report.getFlag(ValidatorFlag::RpathAcceptable));
+    run.checker->finish();
+    require(!report.criticalSeen());
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+    const FuzzFile file(data, size);
+    const auto reader = ElfReader::create(file.path());
+    read(reader.get(), size);
+    check(reader.get(), file);
     return 0;
 }

@@ -1,10 +1,16 @@
 // Both scanners find nothing but pieces of the text, in ascending order, with a module in each; and what they
-// call a version is one.
+// call a version is one. The checker, which forgets what it can, fails the same files of a package as one
+// that forgets nothing.
 
+#include "kelp/core/kelp/validator/configuration/pattern-set.h"
+#include "kelp/core/kelp/validator/qml-imports.h"
 #include "kelp/core/kelp/validator/qml-scanner.h"
+#include "support/fuzz-checker.h"
 #include "support/fuzz-file.h"
 
+#include <algorithm>
 #include <functional>
+#include <set>
 
 using namespace Validator;
 
@@ -26,6 +32,55 @@ void scan(void (*scanner)(std::string_view, const std::function<void(const QmlIm
     });
 }
 
+const std::vector<std::string> files{"/usr/share/app/qml/a", "/usr/share/app/qml/pages/b"};
+constexpr const char *paths[] = {"/usr/share/app/qml/A.qml", "/usr/share/app/qml/pages/B.qml"};
+
+bool isQuoted(const std::string &import) {
+    return import.size() > 1 && import.starts_with('"') && import.ends_with('"');
+}
+
+bool leadsToFile(const std::string &import, const std::filesystem::path &path) {
+    const auto target = path.parent_path() / import.substr(1, import.size() - 2);
+    return std::find(files.begin(), files.end(), target.lexically_normal()) != files.end();
+}
+
+/// Whether a file fails whose imports, with those of all files before, are these. Takes out those that lead
+/// to a file of the package.
+bool fails(std::set<std::string> &imports, const std::string &path) {
+    const auto isAbsolute = [](const std::string &import) { return isQuoted(import) && import[1] == '/'; };
+    const bool anyIsAbsolute = std::any_of(imports.begin(), imports.end(), isAbsolute);
+    std::erase_if(imports, [&](const std::string &import) {
+        return isQuoted(import) && !isAbsolute(import) && leadsToFile(import, path);
+    });
+    const Config &config = *fuzzConfig();
+    return anyIsAbsolute || std::any_of(imports.begin(), imports.end(), [&](const std::string &import) {
+               return !config.allowedQmlImports().contains(import) &&
+                      !config.unstableQmlImports().contains(import) &&
+                      !config.deprecatedQmlImports().contains(import) &&
+                      config.reservedQmlImports().contains(import);
+           });
+}
+
+/// The pieces of the text between NUL bytes are the files of a package.
+void check(std::string_view text) {
+    const FuzzChecker<QmlImports> run(files);
+    std::set<std::string> imports;
+    for (std::size_t i = 0; !text.empty(); ++i) {
+        const std::string_view piece = text.substr(0, text.find('\0'));
+        text.remove_prefix(std::min(piece.size() + 1, text.size()));
+        scanQmlImports(piece, [&](const QmlImport &import) {
+            imports.insert(std::string(import.module) + (import.version.empty() ? "" : " ") +
+                           std::string(import.version));
+        });
+        const FuzzFile file(reinterpret_cast<const std::uint8_t *>(piece.data()), piece.size());
+        run.report->clearError();
+        run.checker->validate(paths[i % 2], file.path());
+        require(run.report->errorSeen() == fails(imports, paths[i % 2]));
+        require(run.report->getFlag(ValidatorFlag::ImportsVitrine) ==
+                imports.contains("Halyard.Vitrine 1.0"));
+    }
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
@@ -34,5 +89,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         return version.find_first_not_of("0123456789.") == std::string_view::npos;
     });
     scan(scanEmbeddedImports, text, isPlainVersion);
+    check(text);
     return 0;
 }

@@ -1,0 +1,54 @@
+// Any file gets the same verdict each time it is asked for, and the one exception ends the validation.
+
+#include "kelp/core/kelp/validator/manifest.h"
+#include "support/fuzz-checker.h"
+#include "support/fuzz-file.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <optional>
+#include <stdexcept>
+
+using namespace Validator;
+
+namespace {
+
+/// A root directory with a system version, for as long as the program runs.
+class Root {
+public:
+    Root() {
+        std::string path = std::filesystem::temp_directory_path() / "kelp-fuzz-XXXXXX";
+        require(::mkdtemp(path.data()) != nullptr);
+        path_ = path;
+        std::filesystem::create_directory(path_ / "etc");
+        std::ofstream(path_ / "etc/os-release") << "VERSION_ID=4.0.2\n";
+        require(::setenv("KELP_ROOT_FS", path_.c_str(), 1) == 0);
+    }
+    ~Root() { std::filesystem::remove_all(path_); }
+
+private:
+    std::filesystem::path path_;
+};
+
+/// Whether the manifest fails, or nothing when the validation ends.
+std::optional<bool> verdict(const FuzzFile &file) {
+    const FuzzChecker<Manifest> run;
+    try {
+        run.checker->validate("/manifest.json", file.path());
+    } catch (const std::out_of_range &) {
+        return std::nullopt;
+    }
+    require(!run.report->criticalSeen());
+    return run.report->errorSeen();
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
+    static const Root root;
+    const FuzzFile file(data, size);
+    const auto first = verdict(file);
+    require(verdict(file) == first);
+    require(size >= sizeof R"({"minOSVersion":""})" || first == true);
+    return 0;
+}
