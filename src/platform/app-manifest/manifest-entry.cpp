@@ -1,23 +1,22 @@
 #include "platform/app-manifest/manifest-entry.h"
 
+#include "platform/app-manifest/name-flood.h"
+
 #include <glib.h>
 
 #include <filesystem>
+#include <set>
+#include <string_view>
+#include <system_error>
 
 namespace AppManifest {
 
 namespace {
 
 constexpr const char *desktopEntry = "Desktop Entry";
-constexpr std::uintmax_t maximumSize = std::uintmax_t(32) << 20;
 
-/// The file comes out of a package: GKeyFile would wait for a pipe without end, and read any size into
-/// memory.
-bool isReadableInBounds(const std::string &path) {
-    std::error_code error;
-    return std::filesystem::is_regular_file(path, error) &&
-           std::filesystem::file_size(path, error) <= maximumSize;
-}
+/// A thousand times what desktop files in all languages have.
+constexpr std::uintmax_t maximumSize = std::uintmax_t(32) << 20;
 
 /// Takes a text that came with an error as no text: GLib hands out what it had read by then.
 template<class Text, class Read>
@@ -48,14 +47,30 @@ std::vector<std::string> toVector(const Strings &strings) {
     return result;
 }
 
+/// Looks before it opens, as a pipe would be waited for.
+std::optional<std::string> readRegularFile(const std::string &path) {
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(path, error))
+        return std::nullopt;
+    const std::uintmax_t size = std::filesystem::file_size(path, error);
+    gchar *content = nullptr;
+    gsize length = 0;
+    if (error || size > maximumSize || !g_file_get_contents(path.c_str(), &content, &length, nullptr))
+        return std::nullopt;
+    const OwnedText owner(content);
+    return std::string(content, length);
+}
+
 } // namespace
 
 std::optional<ManifestEntry> ManifestEntry::fromFilename(const std::string &path) {
-    if (!isReadableInBounds(path))
+    const auto text = readRegularFile(path);
+    if (!text || isNameFlood(*text))
         return std::nullopt;
     std::shared_ptr<GKeyFile> file(g_key_file_new(), g_key_file_unref);
-    // Without the flag, which keys there are would depend on the locale of the process.
-    if (!g_key_file_load_from_file(file.get(), path.c_str(), G_KEY_FILE_KEEP_TRANSLATIONS, nullptr) ||
+    // Without translations the keys that a group holds would depend on the language of this process.
+    if (!g_key_file_load_from_data(file.get(), text->data(), text->size(), G_KEY_FILE_KEEP_TRANSLATIONS,
+                                   nullptr) ||
         !g_key_file_has_group(file.get(), desktopEntry))
         return std::nullopt;
     return ManifestEntry(std::move(file));
@@ -74,7 +89,12 @@ bool ManifestEntry::contains(const std::string &group, const std::string &key) c
 }
 
 std::vector<std::string> ManifestEntry::groupKeys(const std::string &group) const {
-    return toVector(Strings(g_key_file_get_keys(file_.get(), group.c_str(), nullptr, nullptr)));
+    std::vector<std::string> keys =
+        toVector(Strings(g_key_file_get_keys(file_.get(), group.c_str(), nullptr, nullptr)));
+    // GLib names a key once for each line that sets it, although the last line alone counts.
+    std::set<std::string> seen;
+    std::erase_if(keys, [&](const std::string &key) { return !seen.insert(key).second; });
+    return keys;
 }
 
 std::string ManifestEntry::value(const std::string &group, const std::string &key) const {

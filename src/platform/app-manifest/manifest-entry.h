@@ -14,18 +14,19 @@ namespace AppManifest {
 class ManifestEntry {
 public:
     /// Empty when the file cannot be read, when it does not parse, or when it holds no group "Desktop Entry".
-    /// Only regular files of up to 32 MiB are read.
+    /// So that no file can take the reader's time or memory, one that is no regular file, is larger than
+    /// 32 MiB, or holds dozens of names made to have one hash counts as one that cannot be read.
     static std::optional<ManifestEntry> fromFilename(const std::string &path);
 
     /// Group names, in file order.
     std::vector<std::string> groups() const;
     bool containsGroup(const std::string &group) const;
     bool contains(const std::string &group, const std::string &key) const;
-    /// The key names of a group with those of its translations, in file order; none for an unknown group.
+    /// The key names of a group, each once, in file order; translated ones with their "[language]". None for
+    /// an unknown group.
     std::vector<std::string> groupKeys(const std::string &group) const;
 
-    /// The text with its escapes resolved. Empty when the key is absent, an escape is bad, or the text
-    /// is not UTF-8.
+    /// The text with its escapes resolved. Empty when the key is absent or an escape is bad.
     std::string value(const std::string &group, const std::string &key) const;
     /// The same of the group "Desktop Entry".
     std::string value(const std::string &key) const;

@@ -1,0 +1,67 @@
+#include "platform/app-manifest/name-flood.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+namespace AppManifest {
+
+namespace {
+
+using namespace std::string_view_literals;
+
+/// A million names that nobody has chosen to collide hold no more than a handful of one hash.
+constexpr std::ptrdiff_t maximumOfOneHash = 64;
+
+constexpr std::string_view blanks = " \t\r\v\f";
+constexpr auto endsOfName = "=]\0"sv;
+
+/// What g_str_hash() makes of the name.
+std::uint32_t hashOf(std::string_view name) {
+    std::uint32_t hash = 5381;
+    for (const char c : name)
+        hash = hash * 33 + static_cast<std::uint32_t>(static_cast<signed char>(c));
+    return hash;
+}
+
+/// The key or the group that a line names.
+std::string_view nameIn(std::string_view line) {
+    line.remove_prefix(std::min(line.find_first_not_of(blanks), line.size()));
+    if (line.starts_with('['))
+        line.remove_prefix(1);
+    const std::string_view name = line.substr(0, line.find_first_of(endsOfName));
+    return name.substr(0, name.find_last_not_of(blanks) + 1);
+}
+
+using HashedName = std::pair<std::uint32_t, std::string_view>;
+
+std::vector<HashedName> distinctNames(std::string_view text) {
+    std::vector<HashedName> names;
+    while (!text.empty()) {
+        const std::string_view line = text.substr(0, text.find('\n'));
+        text.remove_prefix(std::min(line.size() + 1, text.size()));
+        const std::string_view name = nameIn(line);
+        if (!name.empty() && !name.starts_with('#'))
+            names.emplace_back(hashOf(name), name);
+    }
+    std::ranges::sort(names);
+    names.erase(std::ranges::unique(names).begin(), names.end());
+    return names;
+}
+
+} // namespace
+
+bool isNameFlood(std::string_view text) {
+    const std::vector<HashedName> names = distinctNames(text);
+    for (auto first = names.begin(); first != names.end();) {
+        const auto last = std::find_if(first, names.end(),
+                                       [&](const HashedName &name) { return name.first != first->first; });
+        if (last - first > maximumOfOneHash)
+            return true;
+        first = last;
+    }
+    return false;
+}
+
+} // namespace AppManifest

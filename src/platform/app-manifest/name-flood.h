@@ -1,0 +1,11 @@
+#pragma once
+
+#include <string_view>
+
+namespace AppManifest {
+
+/// Whether a key file holds so many names of one hash that reading it would take time by the square of its
+/// size: GLib's tables of groups and keys use a hash for which everybody can make such names.
+bool isNameFlood(std::string_view text);
+
+} // namespace AppManifest

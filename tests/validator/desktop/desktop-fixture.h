@@ -1,0 +1,87 @@
+#pragma once
+
+#include "kelp/core/kelp/validator/desktop.h"
+#include "support/captured-output.h"
+#include "support/temporary-directory.h"
+#include "support/text-file.h"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace Validator {
+
+inline const std::string package = "com.example.app";
+
+/// The two groups of an application without fault.
+inline const std::string launchEntry =
+    "[Desktop Entry]\nType=Application\nName=Example\nIcon=com.example.app\n"
+    "Exec=com.example.app\nX-Pelago-Application-Type=vitrine-qt5\n";
+inline const std::string sandbox =
+    "[X-Application]\nOrganizationName=com.example\nApplicationName=app\nPermissions=Audio;Internet;\n";
+
+/// The text with one piece of it exchanged.
+inline std::string with(std::string text, const std::string &old, const std::string &replacement) {
+    return text.replace(text.find(old), old.size(), replacement);
+}
+
+inline std::string error(const std::string &text) {
+    return "(ERROR)\t\t" + text + "\n";
+}
+inline std::string warning(const std::string &text) {
+    return "(WARNING)\t" + text + "\n";
+}
+inline std::string info(const std::string &text) {
+    return "(INFO)\t\t" + text + "\n";
+}
+
+/// One package before the checker of desktop files: what lies in it, and what the report says.
+class DesktopCheck {
+public:
+    explicit DesktopCheck(Profile profile = Profile::Regular, const std::string &name = package,
+                          std::vector<std::string> requirements = {}) :
+        desktopPath_("/usr/share/applications/" + name + ".desktop") {
+        RpmFacts facts;
+        facts.name = name;
+        facts.requirements = std::move(requirements);
+        CapturedOutput profileChatter(CapturedOutput::Stream::Error);
+        logger_ = std::make_shared<Logger>();
+        checker_ = std::make_unique<Desktop>(std::make_shared<RpmMeta>(facts),
+                                             std::make_shared<Config>(profile), logger_);
+        checker_->setInstallRoot(root());
+    }
+
+    std::string root() const { return root_.path().string(); }
+    std::filesystem::path desktopFile() const { return root_.path() / "file.desktop"; }
+    Desktop &checker() { return *checker_; }
+    Logger &logger() { return *logger_; }
+
+    /// Offers a file; what the checker takes it judges.
+    void offer(const std::string &path, const std::string &realPath) {
+        if (checker_->canValidate(path, realPath))
+            checker_->validate(path, realPath);
+    }
+    void offerDesktopFile() { offer(desktopPath_, desktopFile()); }
+
+    /// What the desktop file alone gives.
+    std::string validate(const std::string &text) {
+        writeFile(desktopFile(), text);
+        CapturedOutput output(CapturedOutput::Stream::Error);
+        offerDesktopFile();
+        return output.take();
+    }
+
+    std::string finish() {
+        CapturedOutput output(CapturedOutput::Stream::Error);
+        checker_->finish();
+        return output.take();
+    }
+
+private:
+    TemporaryRoot root_;
+    std::string desktopPath_;
+    std::shared_ptr<Logger> logger_;
+    std::unique_ptr<Desktop> checker_;
+};
+
+} // namespace Validator

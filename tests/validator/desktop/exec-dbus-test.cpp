@@ -1,0 +1,126 @@
+#include "desktop-fixture.h"
+
+#include "kelp/core/kelp/mappings/mapping-table.h"
+
+#include <gtest/gtest.h>
+
+using namespace Validator;
+namespace fs = std::filesystem;
+
+namespace {
+
+const std::string gone = "ExecDBus error: No such file or directory\n";
+const std::string refused =
+    error("[fencebox] ExecDBus is incorrect, template rules are equal to Exec section");
+
+struct Case {
+    std::string launchLine;
+    bool isAllowed;
+    std::string output;
+};
+
+class ExecDBus : public testing::Test {
+protected:
+    void place(const std::string &path) { writeFile(directory.path() / path, ""); }
+    void link(const fs::path &target, const std::string &path) {
+        fs::create_directories((directory.path() / path).parent_path());
+        fs::create_symlink(target, directory.path() / path);
+    }
+
+    template<std::size_t size>
+    void expect(const Case (&cases)[size]) {
+        for (const Case &c : cases) {
+            CapturedOutput output(CapturedOutput::Stream::Error);
+            EXPECT_EQ(isExecDBusAllowed(c.launchLine, package, tree), c.isAllowed) << c.launchLine;
+            EXPECT_EQ(output.take(), c.output) << c.launchLine;
+        }
+    }
+
+    TemporaryDirectory directory;
+    UnpackedTree tree{(directory.path() / "tree").string(), {}};
+};
+
+TEST_F(ExecDBus, NamesAProgramOfThePackage) {
+    place("tree/usr/bin/com.example.app");
+    place("tree/usr/bin/com.example.other");
+    place("tree/usr/libexec/com.example.app/daemon");
+    place("tree/usr/libexec/com.example.other/daemon");
+    link("../libexec/com.example.app/daemon", "tree/usr/bin/daemon");
+    const Case cases[] = {
+        {"/usr/bin/com.example.app", true, ""},
+        {"/usr/bin/com.example.app --dbus", true, ""},
+        {"/usr/libexec/com.example.app/daemon -x", true, ""},
+        {"/usr/bin/../libexec/com.example.app/daemon", true, ""},
+        {"/usr/bin/daemon", true, ""},
+        {"/usr/bin/com.example.other", false, ""},
+        {"/usr/bin/../bin/com.example.app", false, ""},
+        {"/usr/libexec/com.example.app/../com.example.other/daemon", false, ""},
+        {"/usr/libexec/com.example.app/gone", false, gone},
+        {"/usr/bin/com.example.app\t--dbus", false, gone},
+        {"com.example.app", false, gone},
+        {"", false, ""},
+    };
+    expect(cases);
+}
+
+TEST_F(ExecDBus, FollowsTheMappingsOfThePackage) {
+    tree.mappings = Core::KELP::buildMappings(package, "", {}, {}, Core::KELP::Rooted::No);
+    place("tree/bin/com.example.app");
+    place("tree/bin/com.example.other");
+    place("tree/libexec/daemon");
+    place("tree/usr/libexec/com.example.other/daemon");
+    const Case cases[] = {
+        {"/usr/bin/com.example.app --dbus", true, ""},
+        {"/usr/libexec/com.example.app/daemon", true, ""},
+        {"/usr/libexec/com.example.app/gone", false, gone},
+        {"/usr/libexec/com.example.app/../bin/com.example.other", false, ""},
+        {"/usr/libexec/com.example.other/daemon", false, ""},
+        {"/usr/bin/com.example.other", false, ""},
+        {"", false, ""},
+    };
+    expect(cases);
+}
+
+TEST_F(ExecDBus, JudgesWhatALinkLeadsTo) {
+    place("outside/daemon");
+    const std::string libexec = "tree/usr/libexec/com.example.app/";
+    link(directory.path() / "outside/daemon", libexec + "escaped");
+    link("loop", libexec + "loop");
+    link("nowhere", libexec + "dangling");
+    link("loop", "tree/usr/bin/com.example.app");
+    link("com.example.app", "tree/usr/bin/loop");
+    const std::string loop = "ExecDBus error: Too many levels of symbolic links\n";
+    const Case cases[] = {
+        {"/usr/libexec/com.example.app/escaped", false, ""},
+        {"/usr/libexec/com.example.app/loop", false, loop},
+        {"/usr/libexec/com.example.app/dangling", false, gone},
+        {"/usr/libexec/com.example.app/" + std::string(5000, 'a'), false,
+         "ExecDBus error: File name too long\n"},
+        // The package's binary is told by its name.
+        {"/usr/bin/com.example.app", true, loop},
+    };
+    expect(cases);
+}
+
+TEST(ExecDBusAtTheEnd, IsTakenFromTheSectionInUse) {
+    const std::string bad = launchEntry + sandbox + "ExecDBus=/usr/bin/other\n";
+    DesktopCheck refusing;
+    EXPECT_EQ(refusing.validate(bad), "");
+    EXPECT_EQ(refusing.finish(), gone + refused);
+
+    DesktopCheck mapped;
+    mapped.checker().setPathMappings(Core::KELP::buildMappings(package, "", {}, {}, Core::KELP::Rooted::No));
+    writeFile(mapped.root() + "/libexec/daemon", "");
+    EXPECT_EQ(mapped.validate(launchEntry + sandbox + "ExecDBus=/usr/libexec/com.example.app/daemon\n"), "");
+    EXPECT_EQ(mapped.finish(), "");
+
+    DesktopCheck elsewhere;
+    elsewhere.validate(bad + "[X-Fencebox]\n");
+    EXPECT_EQ(elsewhere.finish(), "");
+
+    DesktopCheck none;
+    none.validate(launchEntry + "ExecDBus=/usr/bin/other\n");
+    EXPECT_EQ(none.finish(), "");
+}
+
+} // namespace

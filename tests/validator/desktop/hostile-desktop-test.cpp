@@ -1,0 +1,133 @@
+#include "desktop-fixture.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+
+#include <algorithm>
+
+using namespace Validator;
+namespace fs = std::filesystem;
+
+namespace {
+
+const std::string broken = error("[desktop] Broken desktop file");
+constexpr std::size_t megabyte = std::size_t(1) << 20;
+constexpr std::size_t largest = 16 * megabyte;
+
+std::string repeated(const std::string &piece, std::size_t count) {
+    std::string text;
+    for (std::size_t i = 0; i < count; ++i)
+        text += piece;
+    return text;
+}
+
+template<class Line>
+std::string lines(std::size_t count, const Line &line) {
+    std::string text;
+    for (std::size_t i = 0; i < count; ++i)
+        text += line(std::to_string(i));
+    return text;
+}
+
+std::size_t reportedLines(const std::string &text) {
+    DesktopCheck check;
+    std::string report = check.validate(text);
+    report += check.finish();
+    return static_cast<std::size_t>(std::ranges::count(report, '\n'));
+}
+
+TEST(HostileDesktop, MayBeInAnyEncoding) {
+    const std::string sound = launchEntry + sandbox;
+    std::string crlf;
+    for (const char c : sound)
+        crlf += c == '\n' ? "\r\n" : std::string(1, c);
+    const std::string noName = error("[desktop] Missing valid Name declaration inside") +
+                               error("[desktop] Name contains illegal characters");
+    const std::pair<std::string, std::string> cases[] = {
+        {crlf, ""},
+        {"\xef\xbb\xbf" + sound, broken},
+        {with(sound, "Example", "Caf\xe9"), noName},
+        {with(sound, "Example", "bad\\escape"), noName},
+        {with(sound, "Example", std::string("\0x", 2)), noName},
+        {std::string(4096, '\0'), broken},
+        {"", broken},
+        {"Name=x\n" + sound, broken},
+        {sound + "[\xff\xfe]\n", error("[desktop] '\xff\xfe' group is disallowed")},
+    };
+    for (const auto &[text, report] : cases)
+        EXPECT_EQ(DesktopCheck().validate(text), report) << testing::PrintToString(text);
+}
+
+TEST(HostileDesktop, IsReadOnlyAsARegularFileOfBoundedSize) {
+    for (const std::size_t size : {largest, largest + 1}) {
+        std::string text = launchEntry + sandbox;
+        text.resize(size, '\n');
+        EXPECT_EQ(DesktopCheck().validate(text), size == largest ? "" : broken);
+    }
+    DesktopCheck pipe;
+    ASSERT_EQ(::mkfifo(pipe.desktopFile().c_str(), 0600), 0);
+    DesktopCheck directory;
+    fs::create_directory(directory.desktopFile());
+    DesktopCheck device;
+    fs::create_symlink("/dev/zero", device.desktopFile());
+    DesktopCheck loop;
+    fs::create_symlink("file.desktop", loop.desktopFile());
+    for (DesktopCheck *check : {&pipe, &directory, &device, &loop}) {
+        CapturedOutput output(CapturedOutput::Stream::Error);
+        check->offerDesktopFile();
+        EXPECT_EQ(output.take(), broken);
+    }
+}
+
+// Each of these would take minutes or more if the work grew by the square of the size.
+TEST(HostileDesktop, TakesTimeInProportionToItsSize) {
+    const std::string sound = launchEntry + sandbox;
+    const std::size_t million = 1'000'000;
+    const auto key = [](const std::string &i) { return "k" + i + "=\n"; };
+    EXPECT_EQ(reportedLines(sound + lines(million, key)), million);
+    EXPECT_EQ(reportedLines(sound + lines(million, [](const auto &i) { return "[g" + i + "]\n"; })), million);
+
+    const std::string permissions = lines(million, [](const auto &i) { return "p" + i + "@x;"; });
+    EXPECT_EQ(reportedLines(with(sound, "Audio;Internet;", permissions) +
+                            "[X-Task good]\nType=push\nPermissions=" +
+                            lines(million / 2, [](const auto &i) { return "p" + i + "@x;"; }) + "\n"),
+              0U);
+    EXPECT_EQ(reportedLines(sound + "[X-Velura-Application]\nOrientation=All\n" +
+                            repeated("Orientation=\n", 600'000) + "Orientation=" + repeated("All;", million) +
+                            "\n"),
+              1U);
+    EXPECT_EQ(reportedLines(sound + "Intents=" + std::string(15 * megabyte, 'A') + "\n"), 1U);
+    EXPECT_EQ(reportedLines(sound + "Intents=Start:" + repeated("gui|", 3 * million) + "gui\n"), 0U);
+    EXPECT_EQ(
+        reportedLines(sound + "[X-Velura-Capabilities]\nInput=" + std::string(15 * megabyte, ';') + "\n"),
+        1U);
+}
+
+TEST(HostileDesktop, CannotFloodTheTablesOfItsReader) {
+    // "aB" and "b!" have the same hash, and so have all strings of the same number of them.
+    constexpr int pairs = 17;
+    std::string text = launchEntry + sandbox;
+    for (unsigned bits = 0; bits < 1U << pairs; ++bits) {
+        for (int i = 0; i < pairs; ++i)
+            text += (bits >> i & 1U) != 0 ? "aB" : "b!";
+        text += "=\n";
+    }
+    EXPECT_EQ(DesktopCheck().validate(text), broken);
+}
+
+TEST(HostileDesktop, IsNoneOfThoseOfTheSystem) {
+    std::size_t count = 0;
+    for (const auto &file : fs::recursive_directory_iterator("/usr/share/applications")) {
+        if (file.path().extension() != ".desktop")
+            continue;
+        ++count;
+        // None is made for this system: each lacks at least a sandbox section.
+        EXPECT_NE(DesktopCheck().validate(readFile(file.path())).find("X-Application section"),
+                  std::string::npos)
+            << file.path();
+    }
+    EXPECT_GT(count, 0U) << "scripts/install-deps installs packages that have some";
+}
+
+} // namespace
