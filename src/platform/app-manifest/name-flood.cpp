@@ -46,7 +46,7 @@ std::vector<HashedName> distinctNames(std::string_view text) {
             names.emplace_back(hashOf(name), name);
     }
     std::ranges::sort(names);
-    names.erase(std::ranges::unique(names).begin(), names.end());
+    names.erase(std::unique(names.begin(), names.end()), names.end());
     return names;
 }
 
