@@ -1,0 +1,61 @@
+#include "kelp/core/kelp/validator/content-validator.h"
+
+#include "kelp/core/kelp/validator/configuration-parameter-file.h"
+#include "kelp/core/kelp/validator/content-rule.h"
+#include "kelp/core/kelp/validator/desktop.h"
+#include "kelp/core/kelp/validator/executable.h"
+#include "kelp/core/kelp/validator/icon.h"
+#include "kelp/core/kelp/validator/integrityd.h"
+#include "kelp/core/kelp/validator/manifest.h"
+#include "kelp/core/kelp/validator/path.h"
+#include "kelp/core/kelp/validator/qml-imports.h"
+#include "kelp/core/kelp/validator/verdict.h"
+
+namespace Validator {
+
+ContentValidator::ContentValidator(std::shared_ptr<Config> config, const RpmMeta &meta) :
+    config_(std::move(config)),
+    meta_(std::make_shared<RpmMeta>(meta)),
+    logger_(std::make_shared<Logger>()),
+    desktop_(std::make_shared<Desktop>(meta_, config_, logger_)),
+    checkers_{
+        {ContentChecker::Desktop, desktop_},
+        {ContentChecker::Executable, std::make_shared<Executable>(meta_, config_, logger_)},
+        {ContentChecker::QmlImports, std::make_shared<QmlImports>(meta_, config_, logger_)},
+        {ContentChecker::Icon, std::make_shared<Icon>(meta_, config_, logger_)},
+        {ContentChecker::Integrityd, std::make_shared<Integrityd>(meta_, config_, logger_)},
+        {ContentChecker::Manifest, std::make_shared<Manifest>(meta_, config_, logger_)},
+        {ContentChecker::Path, std::make_shared<Path>(meta_, config_, logger_)},
+        {ContentChecker::ConfigurationParameterFile,
+         std::make_shared<ConfigurationParameterFile>(meta_, config_, logger_)},
+    } {}
+
+void ContentValidator::setInstallRoot(const std::string &root) {
+    desktop_->setInstallRoot(root);
+}
+
+void ContentValidator::setPathMappings(const std::vector<Core::KELP::Mapping> &mappings) {
+    desktop_->setPathMappings(mappings);
+}
+
+bool ContentValidator::validateFile(const std::string &path, const std::string &realPath) {
+    for (const auto &[key, checker] : checkers_)
+        if (checker->canValidate(path, realPath))
+            checker->validate(path, realPath);
+    return takeVerdict(*logger_, *config_);
+}
+
+bool ContentValidator::finishContent() {
+    for (const auto &[key, checker] : checkers_)
+        checker->finish();
+    checkArchitecture();
+    return takeVerdict(*logger_, *config_);
+}
+
+void ContentValidator::checkArchitecture() {
+    if (meta_->architecture() != "noarch" && logger_->getFlag(ValidatorFlag::QmlOnlyApp) &&
+        !logger_->getFlag(ValidatorFlag::ElfSeen))
+        logger_->log(ContentRule::QmlOnlyNotNoarch);
+}
+
+} // namespace Validator

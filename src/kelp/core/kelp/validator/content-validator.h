@@ -1,0 +1,62 @@
+#pragma once
+
+#include "kelp/core/kelp/mappings/mapping.h"
+#include "kelp/core/kelp/validator/configuration/config.h"
+#include "kelp/core/kelp/validator/i-validator.h"
+#include "kelp/core/kelp/validator/logger.h"
+#include "kelp/core/kelp/validator/rpm-meta.h"
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace Validator {
+
+class Desktop;
+
+/// The checkers of a package's files, in the order in which they see each file.
+enum class ContentChecker : std::uint32_t {
+    Desktop = 0,
+    Executable = 1,
+    QmlImports = 2,
+    Icon = 3,
+    Integrityd = 4,
+    Manifest = 5,
+    Path = 6,
+    ConfigurationParameterFile = 7,
+};
+
+/// The second stage of validation: hands every unpacked file of one package to the checkers that it concerns,
+/// and gives a verdict on each file and on the whole. It has a report of its own, on standard error.
+///
+/// What a checker finds is never an exception. What prevents a checker from working is one, and passes.
+class ContentValidator {
+public:
+    ContentValidator(std::shared_ptr<Config> config, const RpmMeta &meta);
+
+    /// The directory below which the package is unpacked, and how the layout there differs from the system's.
+    /// Called before finishContent().
+    void setInstallRoot(const std::string &root);
+    void setPathMappings(const std::vector<Core::KELP::Mapping> &mappings);
+
+    /// Judges one file: `path` is how the package names it, `realPath` is where it lies unpacked. Returns
+    /// whether the package failed; errors in files before this one do not count again.
+    bool validateFile(const std::string &path, const std::string &realPath);
+
+    /// Judges what can be judged only when all files have been seen, and returns whether the package failed.
+    /// Called once; the files must still lie where they were.
+    bool finishContent();
+
+private:
+    void checkArchitecture();
+
+    std::shared_ptr<Config> config_;
+    std::shared_ptr<RpmMeta> meta_;
+    std::shared_ptr<Logger> logger_;
+    std::shared_ptr<Desktop> desktop_; ///< The first of the checkers.
+    std::map<ContentChecker, std::shared_ptr<IValidator>> checkers_;
+};
+
+} // namespace Validator

@@ -1,0 +1,168 @@
+#include "kelp/core/kelp/validator/content-validator.h"
+
+#include "support/captured-output.h"
+#include "support/temporary-directory.h"
+#include "support/text-file.h"
+
+#include <gtest/gtest.h>
+
+using namespace Validator;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const std::string desktopPath = "/usr/share/applications/org.example.app.desktop";
+const std::string desktopFile = "[Desktop Entry]\nType=Application\nName=Example\nIcon=org.example.app\n"
+                                "Exec=halyard-qml org.example.app\n"
+                                "X-Pelago-Application-Type=vitrine-qt5\n"
+                                "[X-Application]\nOrganizationName=org.example\nApplicationName=app\n"
+                                "Permissions=Audio\n";
+
+const std::string qmlOnly = "(INFO)\t\t[desktop] Application is a QML-only app\n";
+
+/// The header of a little-endian program of 64 bits, with no sections.
+const std::string elf = [] {
+    std::string header("\x7f"
+                       "ELF\2\1\1",
+                       7);
+    header.resize(64);
+    header[20] = 1;
+    return header;
+}();
+
+std::string hardcoded(const std::string &path) {
+    return "(ERROR)\t\t[" + path + "] Hardcoded path found\n";
+}
+
+/// One package that is unpacked and judged file by file.
+class ContentValidatorTest : public testing::Test {
+protected:
+    ContentValidatorTest() {
+        facts_.name = "org.example.app";
+        facts_.architecture = "noarch";
+        facts_.requirements = {"libhalyardapp-launcher"};
+        setValidation("true");
+    }
+
+    void setValidation(const std::string &value) {
+        writeFile(root_.path() / "var/lib/developer-moded/developer-moded.conf",
+                  "[developermode]\nvalidationEnabled=" + value + '\n');
+    }
+
+    /// Begins the stage for the package as it is now.
+    void begin(Profile profile) {
+        validator_ = std::make_unique<ContentValidator>(std::make_shared<Config>(profile), RpmMeta(facts_));
+        validator_->setInstallRoot(tree());
+    }
+
+    std::string tree() const { return root_.path() / "tree"; }
+
+    /// The report on a file with this content.
+    std::string validate(const std::string &path, const std::string &content, bool isExecutable = false) {
+        const fs::path real = tree() + path;
+        writeFile(real, content);
+        fs::permissions(real, isExecutable ? fs::perms(0755) : fs::perms(0644));
+        CapturedOutput report(CapturedOutput::Stream::Error);
+        hasFailed_ = validator_->validateFile(path, real);
+        return report.take();
+    }
+
+    std::string finish() {
+        CapturedOutput report(CapturedOutput::Stream::Error);
+        hasFailed_ = validator_->finishContent();
+        return report.take();
+    }
+
+    RpmFacts facts_;
+    TemporaryRoot root_;
+    std::unique_ptr<ContentValidator> validator_;
+    bool hasFailed_ = false; ///< The last verdict.
+};
+
+TEST_F(ContentValidatorTest, FailsTheFileThatHasTheErrorAndNoOther) {
+    begin(Profile::Extended);
+    const std::string path = "/usr/share/org.example.app/data";
+    EXPECT_EQ(validate(path, "x"), "");
+    EXPECT_FALSE(hasFailed_);
+    EXPECT_EQ(validate(path, "/home/defaultuser"), hardcoded(path));
+    EXPECT_TRUE(hasFailed_);
+    EXPECT_EQ(validate(path, "x"), "");
+    EXPECT_FALSE(hasFailed_);
+    EXPECT_EQ(validate(path, "/home/defaultuser"), "") << "was reported";
+    EXPECT_TRUE(hasFailed_);
+    EXPECT_EQ(finish(), "(WARNING)\tDesktop file is missing, no validation for fencebox section\n"
+                        "(ERROR)\t\t[binary] Main binary must exist, but it is not found\n"
+                        "(ERROR)\t\t[binary] Main binary must be an executable\n"
+                        "(WARNING)\t[rpath] The rpath in binary is empty\n");
+    EXPECT_TRUE(hasFailed_);
+}
+
+TEST_F(ContentValidatorTest, LetsErrorsPassInDeveloperMode) {
+    setValidation("false");
+    begin(Profile::Regular);
+    EXPECT_EQ(validate("/etc/x", "/home/defaultuser"),
+              "(ERROR)\t\t[/etc/x] Installation not allowed in this location\n" + hardcoded("/etc/x"));
+    EXPECT_FALSE(hasFailed_);
+    EXPECT_NE(finish(), "");
+    EXPECT_FALSE(hasFailed_);
+}
+
+TEST_F(ContentValidatorTest, HandsAFileToEachCheckerInTurn) {
+    begin(Profile::Regular);
+    EXPECT_EQ(validate("/etc/run.qml", "import Halyard.Secret 1.0\n/home/defaultuser", true),
+              "(ERROR)\t\t[/etc/run.qml] Executable has a wrong format or encoding\n"
+              "(ERROR)\t\t[Halyard.Secret 1.0] Import is not allowed\n"
+              "(ERROR)\t\t[/etc/run.qml] Installation not allowed in this location\n"
+              "(ERROR)\t\t[/etc/run.qml] Hardcoded path found\n");
+}
+
+TEST_F(ContentValidatorTest, FinishesEachCheckerInTurn) {
+    begin(Profile::Antivirus);
+    const std::string missingIcon = "] Icon not found or file resolution is incorrect\n";
+    const std::string report = finish();
+    EXPECT_EQ(report.find("(WARNING)\tDesktop file is missing, no validation for fencebox section\n"
+                          "(ERROR)\t\t[binary] Main binary must exist, but it is not found\n"),
+              0U)
+        << report;
+    EXPECT_TRUE(report.ends_with(missingIcon)) << report;
+}
+
+TEST_F(ContentValidatorTest, WantsQmlOnlyPackagesToBeOfNoArchitecture) {
+    struct Case {
+        const char *architecture;
+        bool hasProgram;
+        std::string complaint;
+    };
+    const std::string complaint = "(WARNING)\t[arch] QML-only RPMs should be noarch\n";
+    const Case cases[] = {
+        {"noarch", false, ""}, {"aarch64", false, complaint}, {"", false, complaint}, {"aarch64", true, ""}};
+    for (const Case &c : cases) {
+        facts_.architecture = c.architecture;
+        begin(Profile::Extended);
+        EXPECT_EQ(validate(desktopPath, desktopFile), qmlOnly);
+        EXPECT_FALSE(hasFailed_);
+        if (c.hasProgram)
+            validate("/usr/libexec/org.example.app/helper", elf, true);
+        EXPECT_EQ(finish(), c.complaint);
+        EXPECT_FALSE(hasFailed_);
+    }
+}
+
+TEST_F(ContentValidatorTest, TellsTheDesktopCheckerWhereThePackageLies) {
+    const std::string line = "ExecDBus=/usr/libexec/org.example.app/helper\n";
+    const std::vector<Core::KELP::Mapping> mappings = {{"helpers", "/usr/libexec/org.example.app/", 0, 0}};
+    const std::string misplaced =
+        "ExecDBus error: No such file or directory\n"
+        "(ERROR)\t\t[fencebox] ExecDBus is incorrect, template rules are equal to Exec section\n";
+    for (const bool isMapped : {false, true}) {
+        begin(Profile::Extended);
+        if (isMapped)
+            validator_->setPathMappings(mappings);
+        EXPECT_EQ(validate(desktopPath, desktopFile + line), qmlOnly);
+        validate("/usr/libexec/org.example.app/helper", elf, true);
+        EXPECT_EQ(finish(), isMapped ? misplaced : "");
+    }
+}
+
+} // namespace
