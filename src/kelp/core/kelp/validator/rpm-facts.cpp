@@ -99,6 +99,8 @@ RpmFacts factsOf(const Reader &reader) {
 
 } // namespace
 
-RpmMeta::RpmMeta(const std::filesystem::path &package) : RpmMeta(factsOf(Reader(package))) {}
+RpmMeta::RpmMeta(const std::filesystem::path &package) : RpmMeta(Reader(package)) {}
+
+RpmMeta::RpmMeta(const Reader &package) : RpmMeta(factsOf(package)) {}
 
 } // namespace Validator

@@ -8,6 +8,10 @@
 #include <string_view>
 #include <vector>
 
+namespace Common::Rpm {
+class Reader;
+}
+
 namespace Validator {
 
 /// What a package's header says of it, as the validator needs to know it. A text that the header lacks is
@@ -31,8 +35,11 @@ struct RpmFacts {
 /// everything.
 class RpmMeta {
 public:
-    /// Reads the header of a package file. Raises as Common::Rpm::Reader does.
+    /// Reads the header of a package file. Raises as Common::Rpm::Reader does, and
+    /// ErrorCode::BadPackageFileFormat "Couldn't read rpm package" when the file list contradicts itself.
     explicit RpmMeta(const std::filesystem::path &package);
+    /// The same of a package that is open already.
+    explicit RpmMeta(const Common::Rpm::Reader &package);
     explicit RpmMeta(RpmFacts facts);
 
     const std::string &name() const;
