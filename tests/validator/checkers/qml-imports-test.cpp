@@ -99,6 +99,8 @@ TEST_F(QmlImportsTest, CarriesErrorsToTheFilesBehind) {
         {"import \"/absolute\"", true},
         {"import \"/absolute\";import Halyard.X 1.0", true},
         {"import QtVideoChat 1.0", false},
+        {"import QtVideoChat 1.0;import QtWebEngine 1.0;import QtWebEngine 1.1;import Halyard.X 1.0", true},
+        {"import Halyard.X 1.0;import QtVideoChat 1.0;import QtWebEngine 1.0;import \"/a\"", true},
         {"import \"../missing\"", false},
         {"import QtQuick 2.6", false},
     };
