@@ -54,7 +54,7 @@ TEST(RpmFacts, HoldTheFileListWithDirectoriesAndLinks) {
     EXPECT_EQ(link.linkTarget, "data/words");
     EXPECT_EQ(meta.files().at(0).mode, 0100755);
 
-    const FileInfo &file = packaged("unsound").files().at(3);
+    const FileInfo file = packaged("unsound").files().at(3);
     EXPECT_EQ(file.user + ' ' + file.group, "daemon mail") << file.path;
 }
 
