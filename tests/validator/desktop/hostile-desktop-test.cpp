@@ -13,7 +13,7 @@ namespace {
 
 const std::string broken = error("[desktop] Broken desktop file");
 constexpr std::size_t megabyte = std::size_t(1) << 20;
-constexpr std::size_t largest = 16 * megabyte;
+constexpr std::size_t largest = 32 * megabyte;
 
 std::string repeated(const std::string &piece, std::size_t count) {
     std::string text;
@@ -62,7 +62,7 @@ TEST(HostileDesktop, MayBeInAnyEncoding) {
 TEST(HostileDesktop, IsReadOnlyAsARegularFileOfBoundedSize) {
     for (const std::size_t size : {largest, largest + 1}) {
         std::string text = launchEntry + sandbox;
-        text.resize(size, '\n');
+        text.resize(size, '#');
         EXPECT_EQ(DesktopCheck().validate(text), size == largest ? "" : broken);
     }
     DesktopCheck pipe;
