@@ -14,6 +14,8 @@ using namespace std::string_view_literals;
 /// A million names that nobody has chosen to collide hold no more than a handful of one hash.
 constexpr std::ptrdiff_t maximumOfOneHash = 64;
 
+constexpr std::size_t maximumNames = std::size_t(1) << 20;
+
 constexpr std::string_view blanks = " \t\r\v\f";
 constexpr auto endsOfName = "=]\0"sv;
 
@@ -36,24 +38,27 @@ std::string_view nameIn(std::string_view line) {
 
 using HashedName = std::pair<std::uint32_t, std::string_view>;
 
-std::vector<HashedName> distinctNames(std::string_view text) {
+/// One entry for each line that names something, up to one more than is bearable.
+std::vector<HashedName> namesIn(std::string_view text) {
     std::vector<HashedName> names;
-    while (!text.empty()) {
+    while (!text.empty() && names.size() <= maximumNames) {
         const std::string_view line = text.substr(0, text.find('\n'));
         text.remove_prefix(std::min(line.size() + 1, text.size()));
         const std::string_view name = nameIn(line);
         if (!name.empty() && !name.starts_with('#'))
             names.emplace_back(hashOf(name), name);
     }
-    std::ranges::sort(names);
-    names.erase(std::unique(names.begin(), names.end()), names.end());
     return names;
 }
 
 } // namespace
 
 bool isNameFlood(std::string_view text) {
-    const std::vector<HashedName> names = distinctNames(text);
+    std::vector<HashedName> names = namesIn(text);
+    if (names.size() > maximumNames)
+        return true;
+    std::ranges::sort(names);
+    names.erase(std::unique(names.begin(), names.end()), names.end());
     for (auto first = names.begin(); first != names.end();) {
         const auto last = std::find_if(first, names.end(),
                                        [&](const HashedName &name) { return name.first != first->first; });

@@ -346,10 +346,12 @@ TEST(Desktop, JudgesBackgroundTasks) {
         {task("Conditions=internet;internet:wifi;internet:ethernet;internet:cellular;"
               "internet:wifi-or-ethernet;battery-not-low;charging;idle;\n"),
          ""},
-        {task("Conditions=idle:;Idle;sunshine;idle:wifi;internet:5g;internet:lte;charging:x1\n"),
+        {task("Conditions=idle:;Idle;sunshine;idle:wifi;internet:5g;internet:lte;charging:wifi;battery-not-"
+              "low:wifi\n"),
          invalidCondition("idle:") + invalidCondition("Idle") + error("Unknown task condition: sunshine") +
              unknownSubtype("idle", "wifi") + invalidCondition("internet:5g") +
-             unknownSubtype("internet", "lte") + unknownSubtype("charging", "x1")},
+             unknownSubtype("internet", "lte") + unknownSubtype("charging", "wifi") +
+             unknownSubtype("battery-not-low", "wifi")},
         // All five checks of a task run, in this order.
         {soundAnd("[X-Task 1]\nConditions=no\nPermissions=Base\nExec=x\n"),
          invalidTask("X-Task 1") + unsupported("") + misplaced("x") +

@@ -106,6 +106,9 @@ TEST(HostileDesktop, TakesTimeInProportionToItsSize) {
 }
 
 TEST(HostileDesktop, CannotFloodTheTablesOfItsReader) {
+    const std::size_t tooMany = (std::size_t(1) << 20) + 1;
+    EXPECT_EQ(DesktopCheck().validate(launchEntry + sandbox + repeated("a=\n", tooMany)), broken);
+
     // "aB" and "b!" have the same hash, and so have all strings of the same number of them.
     constexpr int pairs = 17;
     std::string text = launchEntry + sandbox;

@@ -29,8 +29,9 @@ constexpr ValueRow capabilities[] = {
 
 std::optional<Tree> readIni(const std::string &path) {
     try {
-        Tree tree;
-        boost::property_tree::read_ini(path, tree);
+        // Read in place: a tree cannot be moved, and a copy of a large one hurts.
+        std::optional<Tree> tree(std::in_place);
+        boost::property_tree::read_ini(path, *tree);
         return tree;
     } catch (const std::exception &) {
         return std::nullopt;
