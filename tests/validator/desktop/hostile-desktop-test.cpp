@@ -84,7 +84,7 @@ TEST(HostileDesktop, IsReadOnlyAsARegularFileOfBoundedSize) {
 TEST(HostileDesktop, TakesTimeInProportionToItsSize) {
     const std::string sound = launchEntry + sandbox;
     const std::size_t million = 1'000'000;
-    const std::size_t many = 200'000;
+    const std::size_t many = 50'000;
     const auto key = [](const std::string &i) { return "k" + i + "=\n"; };
     const auto group = [](const std::string &i) { return "[g" + i + "]\n"; };
     const auto permission = [](const std::string &i) { return "p" + i + "@x;"; };
@@ -97,9 +97,9 @@ TEST(HostileDesktop, TakesTimeInProportionToItsSize) {
          0},
         {sound + options + repeated("Orientation=\n", many) + "Orientation=" + repeated("All;", many) + "\n",
          1},
-        {sound + "Intents=" + std::string(15 * megabyte, 'A') + "\n", 1},
-        {sound + "Intents=Start:" + repeated("gui|", 3 * million) + "gui\n", 0},
-        {sound + "[X-Velura-Capabilities]\nInput=" + std::string(15 * megabyte, ';') + "\n", 1},
+        {sound + "Intents=" + std::string(4 * megabyte, 'A') + "\n", 1},
+        {sound + "Intents=Start:" + repeated("gui|", million / 2) + "gui\n", 0},
+        {sound + "[X-Velura-Capabilities]\nInput=" + std::string(4 * megabyte, ';') + "\n", 1},
     };
     for (const auto &[text, count] : cases)
         EXPECT_EQ(reportedLines(text), count) << text.substr(text.size() - 40);
