@@ -3,6 +3,7 @@
 #include "kelp/core/common/rpm/package-entry.h"
 #include "kelp/core/kelp/mappings/mapping.h"
 #include "kelp/core/kelp/package.h"
+#include "kelp/core/kelp/validator/configuration/profile.h"
 
 #include "platform/package-signatures/cms.h"
 
@@ -26,10 +27,26 @@ public:
                std::vector<Mapping> mappings, std::vector<PackageSignatures::Cms> cmsSignatures,
                std::vector<FileEntry> files);
 
-    /// Needs a package file: raises ErrorCode::FileNotFound, "Couldn't open rpm package", for an installed
-    /// package.
+    /// A package file with its signatures. The names of organisation and application are those of the
+    /// package's desktop file; one that could not name a directory counts as absent.
+    ///
+    /// Raises as Common::Rpm::ExtractFileIterator does; and, as the store makes directories of them,
+    /// ErrorCode::BadPackageID "Bad package id: ID" and ErrorCode::BadPackageVersion "Bad package version:
+    /// VERSION" for texts that cannot be file names.
+    static RpmPackage fromFile(const std::filesystem::path &path,
+                               std::vector<PackageSignatures::Cms> cmsSignatures);
+
+    /// Unpacks the package under the validator's verdict, as PackageExtraction does it, and gives the files
+    /// that take them their signatures and the package id as extended attributes. A package without a
+    /// signature of its developer raises ErrorCode::MissingDeveloperSignature "Package doesn't have developer
+    /// signature" at its first regular file. Needs a package file: raises ErrorCode::FileNotFound, "Couldn't
+    /// open rpm package", for an installed package.
     PackageStaging extract(const std::filesystem::path &destination,
                            const std::filesystem::path &versionDirectory) const override;
+
+    /// Unpacks the package and reports all that the validator finds, without looking at signatures. Raises
+    /// where extract() would, for a package of this profile.
+    void validate(const std::filesystem::path &destination, Validator::Profile profile) const;
 
     const std::vector<FileEntry> &files() const { return files_; }
     const std::vector<Mapping> &mappings() const { return mappings_; }

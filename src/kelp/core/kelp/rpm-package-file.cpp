@@ -1,0 +1,113 @@
+// The part of RpmPackage that reads package files.
+
+#include "kelp/core/common/error.h"
+#include "kelp/core/common/rpm/extract-file-iterator.h"
+#include "kelp/core/common/rpm/file-iterator.h"
+#include "kelp/core/common/rpm/tags.h"
+#include "kelp/core/kelp/mappings/mapping-table.h"
+#include "kelp/core/kelp/rpm-package.h"
+#include "kelp/core/kelp/staging-directory.h"
+
+#include "platform/app-manifest/manifest-entry.h"
+
+#include <sys/mman.h>
+
+#include <algorithm>
+#include <climits>
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+using AppManifest::ManifestEntry;
+using Common::Error;
+using Common::ErrorCode;
+using Common::Rpm::ExtractFileIterator;
+using PackageSignatures::Cms;
+
+namespace Tag = Common::Rpm::Tag;
+
+constexpr std::uint64_t desktopFileLimit = 32 * 1024 * 1024; ///< What the reader of desktop files takes.
+
+bool isFileName(const std::string &text) {
+    return !text.empty() && text != "." && text != ".." && text.size() <= NAME_MAX &&
+           text.find('/') == std::string::npos;
+}
+
+std::string checked(std::string text, ErrorCode code, const char *what) {
+    if (!isFileName(text))
+        throw Error(code, std::string("Bad package ") + what + ": " + text);
+    return text;
+}
+
+std::vector<RpmPackage::FileEntry> filesOf(const Common::Rpm::Reader &reader) {
+    std::vector<RpmPackage::FileEntry> files;
+    Common::Rpm::FileIterator(reader).forEach([&](const RpmPackage::FileEntry &entry) {
+        files.push_back(entry);
+        return false;
+    });
+    return files;
+}
+
+/// The reader wants a file: one that has no name and is gone when closed.
+std::optional<ManifestEntry> parse(const Common::Rpm::PackedFile &content) {
+    const FileDescriptor file(::memfd_create("desktop", MFD_CLOEXEC));
+    if (file.get() < 0 || content.size() > desktopFileLimit)
+        return std::nullopt;
+    const std::string name = "/proc/self/fd/" + std::to_string(file.get());
+    content.writeTo(file.get(), name);
+    return ManifestEntry::fromFilename(name);
+}
+
+std::optional<ManifestEntry> desktopFileOf(const ExtractFileIterator &package, const fs::path &path) {
+    std::optional<ManifestEntry> manifest;
+    package.forEach([&](const ExtractFileIterator::Entry &entry) {
+        if (entry.path != path)
+            return false;
+        if (const auto *content = std::get_if<Common::Rpm::PackedFile>(&entry.kind))
+            manifest = parse(*content);
+        return true;
+    });
+    return manifest;
+}
+
+std::optional<std::string> directoryName(std::string text) {
+    return isFileName(text) ? std::optional(std::move(text)) : std::nullopt;
+}
+
+PackageSignatureInfo summaryOf(const std::vector<Cms> &signatures, PackageSignatures::Group group) {
+    const auto found = std::ranges::find(signatures, group, &Cms::group);
+    if (found == signatures.end())
+        return {};
+    const PackageSignatures::Certificate &certificate = found->certificate();
+    return {certificate.keyId(), PackageSignatures::subgroupToString(certificate.subgroup()), {}};
+}
+
+} // namespace
+
+RpmPackage RpmPackage::fromFile(const fs::path &path, std::vector<Cms> cmsSignatures) {
+    const ExtractFileIterator reader(path);
+    std::string id = checked(reader.tag(Tag::Name), ErrorCode::BadPackageID, "id");
+    std::string version = checked(reader.tag(Tag::Version) + "-" + reader.tag(Tag::Release),
+                                  ErrorCode::BadPackageVersion, "version");
+    std::vector<FileEntry> files = filesOf(reader);
+
+    const fs::path desktopFile = "/usr/share/applications/" + id + ".desktop";
+    std::optional<ManifestEntry> manifest;
+    if (std::ranges::find(files, desktopFile, &FileEntry::path) != files.end())
+        manifest = desktopFileOf(reader, desktopFile);
+    auto orgName = manifest ? directoryName(manifest->appOrgname()) : std::nullopt;
+    auto appName = manifest ? directoryName(manifest->appName()) : std::nullopt;
+
+    PackageSignatureInfo developer = summaryOf(cmsSignatures, PackageSignatures::Group::Developer);
+    auto mappings = buildMappings(id, developer.keyId, orgName, appName, Rooted::No);
+    RpmPackage package(std::move(id), std::move(version), reader.tag(Tag::Architecture), std::move(developer),
+                       summaryOf(cmsSignatures, PackageSignatures::Group::Client), std::move(orgName),
+                       std::move(appName), std::move(mappings), std::move(cmsSignatures), std::move(files));
+    package.path_ = path;
+    return package;
+}
+
+} // namespace Core::KELP

@@ -1,0 +1,167 @@
+#include "kelp/core/kelp/staging-directory.h"
+
+#include "kelp/core/common/error.h"
+#include "kelp/core/common/filesystem.h"
+
+#include <fcntl.h>
+#include <linux/openat2.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <string_view>
+#include <utility>
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+constexpr int directoryFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+constexpr mode_t directoryMode = 0755;
+constexpr mode_t fileMode = 0600;
+constexpr unsigned permissionBits = 0777;
+
+/// What the system answers when it is the package's path that is at fault.
+constexpr int refusals[] = {EEXIST, ENOTDIR, ELOOP, EXDEV, ENAMETOOLONG, EISDIR, ENOENT, EINVAL};
+
+[[noreturn]] void refuse() {
+    throw Common::Error(Common::ErrorCode::BadPackageContent, "package content validation failed");
+}
+
+[[noreturn]] void raiseUnwritable(const fs::path &path) {
+    throw Common::Error(Common::ErrorCode::Filesystem,
+                        "Couldn't write to staging directory: " + path.string());
+}
+
+/// Raises what errno says of an operation on `path`.
+[[noreturn]] void raiseSystemError(const fs::path &path) {
+    if (std::ranges::find(refusals, errno) != std::end(refusals))
+        refuse();
+    raiseUnwritable(path);
+}
+
+bool isPlainName(std::string_view name) {
+    return !name.empty() && name != "." && name != ".." && name.size() <= NAME_MAX &&
+           name.find('\0') == std::string_view::npos;
+}
+
+/// The standard path type would hide doubled slashes.
+bool isPlainPath(std::string_view path) {
+    for (std::size_t slash = 0; slash != std::string_view::npos;) {
+        slash = path.find('/');
+        if (!isPlainName(path.substr(0, slash)))
+            return false;
+        if (slash != std::string_view::npos)
+            path.remove_prefix(slash + 1);
+    }
+    return true;
+}
+
+int openBeneath(int directory, const fs::path &path) {
+    open_how how{};
+    how.flags = directoryFlags;
+    how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
+    return static_cast<int>(::syscall(SYS_openat2, directory, path.c_str(), &how, sizeof how));
+}
+
+} // namespace
+
+FileDescriptor::FileDescriptor(FileDescriptor &&other) noexcept : file_(std::exchange(other.file_, -1)) {}
+
+FileDescriptor &FileDescriptor::operator=(FileDescriptor &&other) noexcept {
+    std::swap(file_, other.file_);
+    return *this;
+}
+
+FileDescriptor::~FileDescriptor() {
+    if (file_ >= 0)
+        ::close(file_);
+}
+
+void FileDescriptor::close() {
+    if (::close(std::exchange(file_, -1)) != 0)
+        throw Common::Error(Common::ErrorCode::Filesystem, "Couldn't write to staging directory");
+}
+
+StagingDirectory::StagingDirectory(fs::path path) : path_(std::move(path)) {
+    Common::createDirectories(path_);
+    directory_ = FileDescriptor(::open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (directory_.get() < 0)
+        raiseUnwritable(path_);
+}
+
+void StagingDirectory::makeDirectory(const fs::path &path, fs::perms permissions) {
+    checkPath(path);
+    openDirectory(path);
+    permissions_[path.string()] = permissions;
+}
+
+FileDescriptor StagingDirectory::createFile(const fs::path &path) const {
+    checkPath(path);
+    const FileDescriptor parent = openDirectory(path.parent_path());
+    const int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+    FileDescriptor file(::openat(parent.get(), path.filename().c_str(), flags, fileMode));
+    if (file.get() < 0)
+        raiseSystemError(path);
+    return file;
+}
+
+void StagingDirectory::createSymlink(const fs::path &target, const fs::path &path) const {
+    checkPath(path);
+    const FileDescriptor parent = openDirectory(path.parent_path());
+    if (::symlinkat(target.c_str(), parent.get(), path.filename().c_str()) != 0)
+        raiseSystemError(path);
+}
+
+void StagingDirectory::createHardlink(const fs::path &target, const fs::path &path) const {
+    checkPath(target);
+    checkPath(path);
+    const FileDescriptor from = openDirectory(target.parent_path());
+    const FileDescriptor to = openDirectory(path.parent_path());
+    if (::linkat(from.get(), target.filename().c_str(), to.get(), path.filename().c_str(), 0) != 0)
+        raiseSystemError(path);
+}
+
+void StagingDirectory::applyPermissions() const {
+    // Children come behind their parents in the map, and must be reached before these are closed to us.
+    for (auto row = permissions_.rbegin(); row != permissions_.rend(); ++row)
+        setPermissions(openDirectory(row->first), row->second, row->first);
+}
+
+FileDescriptor StagingDirectory::openDirectory(const fs::path &path) const {
+    FileDescriptor found(openBeneath(directory_.get(), path.empty() ? "." : path));
+    if (found.get() >= 0)
+        return found;
+    return openByComponents(path); // Parts are missing, or the kernel does not know the call.
+}
+
+FileDescriptor StagingDirectory::openByComponents(const fs::path &path) const {
+    FileDescriptor current(::openat(directory_.get(), ".", directoryFlags));
+    for (const fs::path &name : path) {
+        if (::mkdirat(current.get(), name.c_str(), directoryMode) != 0 && errno != EEXIST)
+            raiseSystemError(path);
+        FileDescriptor next(::openat(current.get(), name.c_str(), directoryFlags));
+        if (next.get() < 0)
+            raiseSystemError(path);
+        current = std::move(next);
+    }
+    return current;
+}
+
+void StagingDirectory::checkPath(const fs::path &path) const {
+    // The checkers reach the files by their full path.
+    if (path_.native().size() + 1 + path.native().size() >= PATH_MAX || !isPlainPath(path.native()))
+        refuse();
+}
+
+void setPermissions(const FileDescriptor &file, fs::perms permissions, const fs::path &name) {
+    if (::fchmod(file.get(), static_cast<mode_t>(permissions) & permissionBits) != 0)
+        raiseUnwritable(name);
+}
+
+} // namespace Core::KELP
