@@ -1,0 +1,29 @@
+#pragma once
+
+#include "kelp/core/kelp/validator/configuration/profile.h"
+
+#include <filesystem>
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+namespace KelpCtl {
+
+/// The exit status of the program, the worst last.
+enum class ExitStatus {
+    Accepted = 0,
+    Refused = 1, ///< At least one package.
+    Trouble = 2, ///< Wrong usage, or a file that cannot be read.
+};
+
+struct ValidateOptions {
+    Validator::Profile profile = Validator::Profile::Regular;
+    std::filesystem::path keep; ///< Where the unpacked trees stay; empty for nowhere.
+    std::vector<std::string> packages;
+};
+
+/// Judges the packages one by one and writes a line for each verdict to `output`. The validator's report, and
+/// what prevents a verdict, go to standard error.
+ExitStatus validatePackages(const ValidateOptions &options, std::ostream &output);
+
+} // namespace KelpCtl
