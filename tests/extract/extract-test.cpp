@@ -1,0 +1,184 @@
+#include "kelp/core/kelp/package-staging.h"
+#include "kelp/core/kelp/rpm-package.h"
+#include "kelp/core/kelp/staging-directory.h"
+
+#include "rpm-writer.h"
+#include "support/captured-output.h"
+#include "support/error-matcher.h"
+#include "support/temporary-directory.h"
+#include "support/text-file.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <set>
+
+using namespace Core::KELP;
+using Common::ErrorCode;
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::uint16_t directory = 0040755;
+constexpr std::uint16_t symlink = 0120777;
+
+const char *const badContent = "package content validation failed";
+const char *const badPayload = "Couldn't read content from rpm package";
+const std::string share = "/usr/share/org.example.app/";
+
+PackageSignatures::Cms developerCms() {
+    return {PackageSignatures::Group::Developer,
+            {"00ff", "Example", PackageSignatures::Subgroup::Regular, false},
+            {{0, {'i', 'm', 'a'}}},
+            {{0, {'t', 'a'}}}};
+}
+
+/// Packages are unpacked in a root whose developer mode lets all but critical findings pass.
+class ExtractTest : public testing::Test {
+protected:
+    ExtractTest() {
+        setValidation("false");
+        writeFile(root_.path() / "outside/secret", "secret");
+    }
+
+    void setValidation(const std::string &value) {
+        writeFile(root_.path() / "var/lib/developer-moded/developer-moded.conf",
+                  "[developermode]\nvalidationEnabled=" + value + '\n');
+    }
+
+    PackageStaging extract(const RpmWriter &writer, std::vector<PackageSignatures::Cms> signatures) {
+        const CapturedOutput report(CapturedOutput::Stream::Error);
+        fs::remove_all(staging_);
+        writer.write(package_);
+        return RpmPackage::fromFile(package_, std::move(signatures)).extract(staging_, "/opt/app/version");
+    }
+    PackageStaging extract(const RpmWriter &writer) { return extract(writer, {developerCms()}); }
+
+    /// All that lies around the staging directory.
+    std::set<std::string> surroundings() const {
+        std::set<std::string> paths;
+        for (fs::recursive_directory_iterator entry(root_.path()), end; entry != end; ++entry) {
+            if (entry->path() == staging_)
+                entry.disable_recursion_pending();
+            else if (entry->path() != package_)
+                paths.insert(entry->path().string() + ' ' + std::to_string(entry->hard_link_count()));
+        }
+        return paths;
+    }
+
+    TemporaryRoot root_;
+    fs::path staging_ = root_.path() / "deep/below/staging";
+    fs::path package_ = root_.path() / "package.rpm";
+};
+
+struct HostileCase {
+    const char *name;
+    std::vector<WrittenFile> files;
+    ErrorCode code = ErrorCode::BadPackageContent;
+    const char *text = badContent;
+    std::vector<WrittenFile> payload = {};
+};
+
+TEST_F(ExtractTest, RefusesHostilePackagesAndTouchesNothingOutside) {
+    const HostileCase cases[] = {
+        {"climbs out by the directory", {{share + "../../../../../outside/", "new"}}},
+        {"climbs out by the name", {{share, "../../../../../../outside/new"}}},
+        {"doubled slash behind a mapped directory", {{"/usr/bin//outside/", "new"}}},
+        {"dot component", {{share + "./", "new"}}},
+        {"over-long name", {{share, std::string(300, 'x')}}},
+        {"over-long path", {{share, std::string(4096, 'x')}}, ErrorCode::Internal, badPayload},
+        {"writes through a link", {{share, "a", symlink, "../../../outside"}, {share + "a/", "new"}}},
+        {"directory over a link", {{share, "a", symlink, "b"}, {share, "a/", directory}}},
+        {"file below a file", {{share, "a"}, {share + "a/", "b"}}},
+        {"two files of one place", {{"/usr/lib/qt5/qml/", "a"}, {"/usr/lib64/qt5/qml/", "a"}}},
+        {"link over a file", {{"/usr/lib/qt5/qml/", "a"}, {"/usr/lib64/qt5/qml/", "a", symlink, "b"}}},
+        {"file over a directory", {{"/usr/lib/qt5/qml/", "a", directory}, {"/usr/lib64/qt5/qml/", "a"}}},
+        {"hard link out",
+         {{share + "../../../../../outside/", "new", 0100644, "", 7}, {share, "a", 0100644, "x", 7}}},
+        {"shorter payload", {{share, "a", 0100644, "content", 0, 1000000}}, ErrorCode::Internal, badPayload},
+        {"other names in the payload", {{share, "a"}}, ErrorCode::Internal, badPayload, {{share, "b"}}},
+        {"missing in the payload",
+         {{share, "a"}, {share, "b"}},
+         ErrorCode::Internal,
+         badPayload,
+         {{share, "a"}}},
+    };
+    fs::create_directories(staging_);
+    const std::set<std::string> before = surroundings();
+    for (const HostileCase &hostile : cases) {
+        SCOPED_TRACE(hostile.name);
+        RpmWriter writer;
+        writer.files = hostile.files;
+        writer.payload = hostile.payload;
+        EXPECT_THAT([&] { extract(writer); }, raises(hostile.code, hostile.text));
+        EXPECT_EQ(surroundings(), before);
+    }
+}
+
+TEST_F(ExtractTest, RefusesIdsAndVersionsThatAreNoFileNames) {
+    RpmWriter writer;
+    writer.id = "../outside";
+    EXPECT_THAT([&] { extract(writer); }, raises(ErrorCode::BadPackageID, "Bad package id: ../outside"));
+    writer.id = "..";
+    EXPECT_THAT([&] { extract(writer); }, raises(ErrorCode::BadPackageID, "Bad package id: .."));
+    writer.id = "org.example.app";
+    writer.version = "../1";
+    EXPECT_THAT([&] { extract(writer); },
+                raises(ErrorCode::BadPackageVersion, "Bad package version: ../1-1"));
+}
+
+TEST_F(ExtractTest, FailsInTheOrderOfTheChecks) {
+    RpmWriter writer;
+    writer.files = {{share, "a", directory}};
+    EXPECT_NO_THROW(extract(writer, {})) << "no regular file";
+    writer.files.push_back({share, "b"});
+    EXPECT_THAT([&] { extract(writer, {}); },
+                raises(ErrorCode::MissingDeveloperSignature, "Package doesn't have developer signature"));
+    EXPECT_TRUE(fs::is_directory(staging_ / "data/a"));
+    setValidation("true");
+    writer.files.push_back({share, "set-user-id", 0104755});
+    EXPECT_THAT([&] { extract(writer, {}); },
+                raises(ErrorCode::BadPackageContent, "package meta validation failed"));
+}
+
+TEST_F(ExtractTest, PutsFilesWhereTheStoreWantsThem) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "needs root";
+    RpmWriter writer;
+    writer.files = {{share, "a", 0104755, "content", 7},
+                    {share, "d", 0041500},
+                    {share, "l", symlink, "/usr/bin/x"},
+                    {share, "pipe", 0010644}};
+    const PackageStaging staged = extract(writer);
+    EXPECT_EQ(staged.version, "1-1");
+    EXPECT_EQ(readFile(staging_ / "data/a"), "content");
+    EXPECT_EQ(fs::status(staging_ / "data/a").permissions(), fs::perms(0755));
+    EXPECT_EQ(fs::status(staging_ / "data/d").permissions(), fs::perms(0500));
+    EXPECT_EQ(fs::read_symlink(staging_ / "data/l"), "/opt/app/version/bin/x");
+    EXPECT_FALSE(fs::exists(staging_ / "data/pipe"));
+    const auto attribute = [&](const char *name) {
+        char value[64];
+        const ssize_t size = getxattr((staging_ / "data/a").c_str(), name, value, sizeof value);
+        return size < 0 ? "none" : std::string(value, static_cast<std::size_t>(size));
+    };
+    EXPECT_EQ(attribute("security.appid"), "org.example.app");
+    EXPECT_EQ(attribute("security.ima"), "ima");
+}
+
+TEST(StagingDirectoryTest, RefusesPathsThatAreNotPlain) {
+    const TemporaryDirectory temporary;
+    StagingDirectory staging(temporary.path() / "staging");
+    for (const char *path : {"", "/", "/a", ".", "..", "a/..", "a/../b", "a//b", "a/", "./a"})
+        EXPECT_THAT([&] { staging.makeDirectory(path, fs::perms(0755)); },
+                    raises(ErrorCode::BadPackageContent, badContent))
+            << path;
+    staging.createFile("a/b");
+    staging.createHardlink("a/b", "c");
+    EXPECT_TRUE(fs::equivalent(staging.path() / "a/b", staging.path() / "c"));
+    EXPECT_THAT([&] { staging.createHardlink("../x", "d"); },
+                raises(ErrorCode::BadPackageContent, badContent));
+}
+
+} // namespace

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+/// One file of a written package.
+struct WrittenFile {
+    std::string directory; ///< With "/" at both ends, if the package is to be a sound one.
+    std::string name;
+    std::uint16_t mode = 0100644;
+    std::string content = {};      ///< The target of a link.
+    std::uint32_t inode = 0;       ///< Files of one inode are hard links; 0 for one of its own.
+    std::int32_t missingBytes = 0; ///< By how much the header claims more than the payload holds.
+};
+
+/// Writes a package file that librpm takes, with the file list as it is: rpmbuild would refuse to.
+struct RpmWriter {
+    std::string id = "org.example.app";
+    std::string version = "1";
+    std::vector<WrittenFile> files = {};
+    std::vector<WrittenFile> payload = {}; ///< Empty for what `files` says.
+
+    void write(const std::filesystem::path &path) const;
+};
