@@ -5,15 +5,19 @@
 #include "kelp/core/common/rpm/file-iterator.h"
 #include "kelp/core/common/rpm/tags.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
+#include "kelp/core/kelp/package-extraction.h"
+#include "kelp/core/kelp/package-staging.h"
 #include "kelp/core/kelp/rpm-package.h"
 #include "kelp/core/kelp/staging-directory.h"
 
 #include "platform/app-manifest/manifest-entry.h"
 
 #include <sys/mman.h>
+#include <sys/xattr.h>
 
 #include <algorithm>
 #include <climits>
+#include <string_view>
 
 namespace fs = std::filesystem;
 
@@ -85,6 +89,25 @@ PackageSignatureInfo summaryOf(const std::vector<Cms> &signatures, PackageSignat
     return {certificate.keyId(), PackageSignatures::subgroupToString(certificate.subgroup()), {}};
 }
 
+/// By the descriptor: a path could lead through what somebody put there in the meantime.
+void setAttribute(const FileDescriptor &file, const fs::path &path, const char *name,
+                  std::string_view value) {
+    if (!value.empty() && ::fsetxattr(file.get(), name, value.data(), value.size(), 0) != 0)
+        throw Error(ErrorCode::Filesystem,
+                    "Couldn't set extended attribute " + std::string(name) + " of " + path.string());
+}
+
+std::string textOf(const PackageSignatures::Bytes &bytes) {
+    return {bytes.begin(), bytes.end()};
+}
+
+void signFile(const FileDescriptor &file, const fs::path &path, const std::string &id,
+              const PackageSignatures::Cms &developer, int fileIndex) {
+    setAttribute(file, path, "user.TA.shdr", textOf(developer.trustletSignature(fileIndex)));
+    setAttribute(file, path, "security.appid", id);
+    setAttribute(file, path, "security.ima", textOf(developer.fileSignature(fileIndex)));
+}
+
 } // namespace
 
 RpmPackage RpmPackage::fromFile(const fs::path &path, std::vector<Cms> cmsSignatures) {
@@ -107,7 +130,33 @@ RpmPackage RpmPackage::fromFile(const fs::path &path, std::vector<Cms> cmsSignat
                        summaryOf(cmsSignatures, PackageSignatures::Group::Client), std::move(orgName),
                        std::move(appName), std::move(mappings), std::move(cmsSignatures), std::move(files));
     package.path_ = path;
+    package.extractFile_ = &RpmPackage::extractPackageFile;
     return package;
+}
+
+PackageStaging RpmPackage::extractPackageFile(const fs::path &destination,
+                                              const fs::path &versionDirectory) const {
+    const auto developer = PackageSignatures::developerCmsFromVector(cmsSignatures_);
+    const auto profile =
+        developer ? Validator::profileFromCertificate(developer->certificate()) : Validator::Profile::Regular;
+
+    const auto requireSignature = [&] {
+        if (!developer)
+            throw Error(ErrorCode::MissingDeveloperSignature, "Package doesn't have developer signature");
+    };
+    const auto attachAttributes = [&](const PackageExtraction::Entry &entry, const FileDescriptor &file) {
+        if (entry.signable)
+            signFile(file, entry.path, id(), *developer, entry.fileIndex);
+    };
+    PackageExtraction extraction(destination, versionDirectory, mappings_, PackageExtraction::Failure::Ends);
+    extraction.run(path_, profile, {requireSignature, attachAttributes});
+    extraction.applyPermissions();
+    return {destination, id(), version(), orgName(), appName()};
+}
+
+void RpmPackage::validate(const fs::path &destination, Validator::Profile profile) const {
+    PackageExtraction extraction(destination, destination, mappings_, PackageExtraction::Failure::IsReported);
+    extraction.run(path_, profile, {});
 }
 
 } // namespace Core::KELP

@@ -66,8 +66,14 @@ public:
     std::filesystem::path packagePath(const FileEntry &entry) const;
 
 private:
+    PackageStaging extractPackageFile(const std::filesystem::path &destination,
+                                      const std::filesystem::path &versionDirectory) const;
+
     std::vector<PackageSignatures::Cms> cmsSignatures_;
     std::string path_; ///< Of the package file; empty for an installed package.
+    /// Set for package files only, so that programs that know none do not load what the validator needs.
+    PackageStaging (RpmPackage::*extractFile_)(const std::filesystem::path &,
+                                               const std::filesystem::path &) const = nullptr;
     std::vector<FileEntry> files_;
     std::vector<Mapping> mappings_;
 };
