@@ -147,10 +147,12 @@ TEST_F(ExtractTest, PutsFilesWhereTheStoreWantsThem) {
     if (geteuid() != 0)
         GTEST_SKIP() << "needs root";
     RpmWriter writer;
-    writer.files = {{share, "a", 0104755, "content", 7},
+    writer.files = {{share, "a", 0104755, "content"},
                     {share, "d", 0041500},
                     {share, "l", symlink, "/usr/bin/x"},
                     {share, "pipe", 0010644}};
+    writer.files.push_back({share, "first", 0100644, "", 7});
+    writer.files.push_back({share, "second", 0100644, "both", 7});
     const PackageStaging staged = extract(writer);
     EXPECT_EQ(staged.version, "1-1");
     EXPECT_EQ(readFile(staging_ / "data/a"), "content");
@@ -158,6 +160,7 @@ TEST_F(ExtractTest, PutsFilesWhereTheStoreWantsThem) {
     EXPECT_EQ(fs::status(staging_ / "data/d").permissions(), fs::perms(0500));
     EXPECT_EQ(fs::read_symlink(staging_ / "data/l"), "/opt/app/version/bin/x");
     EXPECT_FALSE(fs::exists(staging_ / "data/pipe"));
+    EXPECT_TRUE(fs::equivalent(staging_ / "data/first", staging_ / "data/second")) << "names of one file";
     const auto attribute = [&](const char *name) {
         char value[64];
         const ssize_t size = getxattr((staging_ / "data/a").c_str(), name, value, sizeof value);
