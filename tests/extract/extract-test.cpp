@@ -82,6 +82,8 @@ struct HostileCase {
 };
 
 TEST_F(ExtractTest, RefusesHostilePackagesAndTouchesNothingOutside) {
+    constexpr std::int32_t megabytes = 32 << 20;
+    const std::string bomb(megabytes, '\0');
     const HostileCase cases[] = {
         {"climbs out by the directory", {{share + "../../../../../outside/", "new"}}},
         {"climbs out by the name", {{share, "../../../../../../outside/new"}}},
@@ -98,6 +100,8 @@ TEST_F(ExtractTest, RefusesHostilePackagesAndTouchesNothingOutside) {
         {"hard link out",
          {{share + "../../../../../outside/", "new", 0100644, "", 7}, {share, "a", 0100644, "x", 7}}},
         {"shorter payload", {{share, "a", 0100644, "content", 0, 1000000}}, ErrorCode::Internal, badPayload},
+        {"longer payload", {{share, "a", 0100644, "content", 0, -3}}, ErrorCode::Internal, badPayload},
+        {"bomb", {{share, "a", 0100644, bomb, 0, 1 - megabytes}}, ErrorCode::Internal, badPayload},
         {"other names in the payload", {{share, "a"}}, ErrorCode::Internal, badPayload, {{share, "b"}}},
         {"missing in the payload",
          {{share, "a"}, {share, "b"}},
@@ -129,6 +133,13 @@ TEST_F(ExtractTest, RefusesIdsAndVersionsThatAreNoFileNames) {
                 raises(ErrorCode::BadPackageVersion, "Bad package version: ../1-1"));
 }
 
+TEST_F(ExtractTest, TakesAHeaderOfManyFiles) {
+    RpmWriter writer;
+    for (int i = 0; i < 20'000; ++i)
+        writer.files.push_back({share, std::to_string(i), symlink, "0"});
+    EXPECT_NO_THROW(extract(writer));
+}
+
 TEST_F(ExtractTest, FailsInTheOrderOfTheChecks) {
     RpmWriter writer;
     writer.files = {{share, "a", directory}};
@@ -147,10 +158,10 @@ TEST_F(ExtractTest, PutsFilesWhereTheStoreWantsThem) {
     if (geteuid() != 0)
         GTEST_SKIP() << "needs root";
     RpmWriter writer;
-    writer.files = {{share, "a", 0104755, "content"},
-                    {share, "d", 0041500},
-                    {share, "l", symlink, "/usr/bin/x"},
-                    {share, "pipe", 0010644}};
+    writer.files = {
+        {share, "a", 0104755, "content"}, {share, "d", 0041500},      {share, "l", symlink, "/usr/bin/x"},
+        {share, "pipe", 0010644},         {share, "socket", 0140644}, {share, "terminal", 0020666},
+        {share, "disk", 0060666}};
     writer.files.push_back({share, "first", 0100644, "", 7});
     writer.files.push_back({share, "second", 0100644, "both", 7});
     const PackageStaging staged = extract(writer);
@@ -159,7 +170,8 @@ TEST_F(ExtractTest, PutsFilesWhereTheStoreWantsThem) {
     EXPECT_EQ(fs::status(staging_ / "data/a").permissions(), fs::perms(0755));
     EXPECT_EQ(fs::status(staging_ / "data/d").permissions(), fs::perms(0500));
     EXPECT_EQ(fs::read_symlink(staging_ / "data/l"), "/opt/app/version/bin/x");
-    EXPECT_FALSE(fs::exists(staging_ / "data/pipe"));
+    for (const char *special : {"pipe", "socket", "terminal", "disk"})
+        EXPECT_FALSE(fs::exists(staging_ / "data" / special)) << special;
     EXPECT_TRUE(fs::equivalent(staging_ / "data/first", staging_ / "data/second")) << "names of one file";
     const auto attribute = [&](const char *name) {
         char value[64];
