@@ -17,8 +17,8 @@ public:
     using Entry = PackageEntry<Directory, PackedFile, Symlink, HardLink>;
 
     /// Opens the package and its payload. Raises as Reader does, and ErrorCode::BadPackageFileFormat
-    /// "Couldn't read rpm package" for a file list that contradicts itself and "Couldn't open rpm package for
-    /// extraction" when there is no way to decompress the payload.
+    /// "Couldn't read rpm package" for a file list that contradicts itself or is long and out of order, and
+    /// "Couldn't open rpm package for extraction" when there is no way to decompress the payload.
     explicit ExtractFileIterator(const std::filesystem::path &package);
 
     /// Calls `callback` for each entry, in the payload's order, until it returns true. The further names of a
