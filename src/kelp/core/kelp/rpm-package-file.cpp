@@ -40,9 +40,10 @@ bool isFileName(const std::string &text) {
            text.find('/') == std::string::npos;
 }
 
-std::string checked(std::string text, ErrorCode code, const char *what) {
+/// The store makes a directory of the text.
+std::string checked(std::string text) {
     if (!isFileName(text))
-        throw Error(code, std::string("Bad package ") + what + ": " + text);
+        throw Error(ErrorCode::BadPackageContent, "package content validation failed");
     return text;
 }
 
@@ -112,9 +113,8 @@ void signFile(const FileDescriptor &file, const fs::path &path, const std::strin
 
 RpmPackage RpmPackage::fromFile(const fs::path &path, std::vector<Cms> cmsSignatures) {
     const ExtractFileIterator reader(path);
-    std::string id = checked(reader.tag(Tag::Name), ErrorCode::BadPackageID, "id");
-    std::string version = checked(reader.tag(Tag::Version) + "-" + reader.tag(Tag::Release),
-                                  ErrorCode::BadPackageVersion, "version");
+    std::string id = checked(reader.tag(Tag::Name));
+    std::string version = checked(reader.tag(Tag::Version) + "-" + reader.tag(Tag::Release));
     std::vector<FileEntry> files = filesOf(reader);
 
     const fs::path desktopFile = "/usr/share/applications/" + id + ".desktop";

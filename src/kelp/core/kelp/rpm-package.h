@@ -31,8 +31,8 @@ public:
     /// package's desktop file; one that could not name a directory counts as absent.
     ///
     /// Raises as Common::Rpm::ExtractFileIterator does; and, as the store makes directories of them,
-    /// ErrorCode::BadPackageID "Bad package id: ID" and ErrorCode::BadPackageVersion "Bad package version:
-    /// VERSION" for texts that cannot be file names.
+    /// ErrorCode::BadPackageContent "package content validation failed" for an id or a version that cannot be
+    /// a file name.
     static RpmPackage fromFile(const std::filesystem::path &path,
                                std::vector<PackageSignatures::Cms> cmsSignatures);
 
