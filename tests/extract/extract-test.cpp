@@ -157,7 +157,7 @@ TEST_F(ExtractTest, FailsInTheOrderOfTheChecks) {
 
 TEST_F(ExtractTest, PutsFilesWhereTheStoreWantsThem) {
     if (geteuid() != 0)
-        GTEST_SKIP() << "needs root";
+        GTEST_SKIP() << "needs root: only it may set security attributes";
     RpmWriter writer;
     writer.files = {
         {share, "a", 0104755, "content"}, {share, "d", 0041500},      {share, "l", symlink, "/usr/bin/x"},

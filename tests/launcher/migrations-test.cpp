@@ -140,6 +140,18 @@ TEST_F(MigrationsTest, NothingIsErasedWhenTheCopiesCouldNotBeMovedIntoTheStore) 
     EXPECT_TRUE(holds("opt/app/org.example.notes/current"));
 }
 
+TEST_F(MigrationsTest, NothingIsErasedWhenTheDiskIsAlmostFull) {
+    const std::string before = rpms();
+    run("mkdir -p $IMAGE/opt && mount -t tmpfs -o size=256k small $IMAGE/opt");
+    EXPECT_THAT(launch(), HasSubstr("[E] Couldn't reserve space: /opt/kelp/tmp/.ballast\n"
+                                    "[E] Couldn't complete migration: rpm_to_kelp\n"));
+    EXPECT_EQ(rpms(), before);
+    run("mount -o remount,size=64m $IMAGE/opt");
+    launch();
+    EXPECT_TRUE(holds("opt/app/org.example.notes/current"));
+    EXPECT_FALSE(holds("opt/kelp/tmp/.ballast"));
+}
+
 TEST_F(MigrationsTest, APackageWithoutFilesArrivesAndOneWithALinkToNowhereIsLost) {
     run("install_rpms " KELP_RPMS "/org.example.empty.rpm " KELP_RPMS "/org.example.lost.rpm; "
         "sign org.example.empty developer K CN=X; sign org.example.lost developer K CN=X");

@@ -87,6 +87,18 @@ void flushFile(const fs::path &path) {
     });
 }
 
+void reserveSpace(const fs::path &path, std::uintmax_t size) {
+    orRaise(ErrorCode::Filesystem, "Couldn't reserve space: " + path.string(), [&] {
+        const Descriptor file(path, O_WRONLY | O_CREAT | O_TRUNC);
+        const int error = ::posix_fallocate(file.get(), 0, static_cast<off_t>(size));
+        if (error == 0)
+            return;
+        std::error_code ignored;
+        fs::remove(path, ignored);
+        throw fs::filesystem_error("cannot allocate", path, std::error_code(error, std::system_category()));
+    });
+}
+
 void flushFilesystem(const fs::path &path) {
     orRaise(ErrorCode::Filesystem, "Couldn't flush filesystem to disk: " + path.string(), [&] {
         const Descriptor handle(path, O_RDONLY);

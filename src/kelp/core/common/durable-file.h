@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <string_view>
 
@@ -20,6 +21,10 @@ void replaceDurably(const std::filesystem::path &path, std::string_view content)
 
 /// Has the content of a file on disk that was written by other means.
 void flushFile(const std::filesystem::path &path);
+
+/// Makes a file that holds `size` bytes of the filesystem's space, to be removed when they are needed. Raises
+/// "Couldn't reserve space: PATH", and then leaves no file.
+void reserveSpace(const std::filesystem::path &path, std::uintmax_t size);
 
 /// Has everything on disk that was written to the filesystem on which `path` lies.
 void flushFilesystem(const std::filesystem::path &path);

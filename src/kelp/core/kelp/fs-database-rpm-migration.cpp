@@ -43,6 +43,9 @@ namespace Tag = Common::Rpm::Tag;
 
 constexpr const char *applicationIdAttribute = "security.appid";
 
+/// For the descriptor, the lists, the links and the lines of the registry, with room to spare.
+constexpr std::uintmax_t spacePerPackage = 64 * 1024;
+
 struct Identity {
     std::string id;
     std::string version;
@@ -180,8 +183,12 @@ void FSDatabase::migrateRpmPackages() {
     transaction.setProgressCallback();
     const std::vector<PackageForMigration> packages = prepareRpmPackagesForMigration(transaction);
     if (!packages.empty())
-        secureStagedPackages();
+        secureStagedPackages(packages.size());
     transaction.run();
+    // From here on the space is for the packages that are to be installed. A failure must not keep them out:
+    // their copies are the only ones by now.
+    std::error_code ignored;
+    fs::remove(ballast(), ignored);
     for (const PackageForMigration &package : packages)
         installMigrated(package);
     // The stamp is about to say that all this is done: one that survived a power cut without the published
@@ -237,7 +244,7 @@ FSDatabase::prepareRpmPackage(const Reader &reader, const PackageSignatures::Dat
 }
 
 /// Makes sure, while rpm still has everything, that the copies will survive what follows.
-void FSDatabase::secureStagedPackages() {
+void FSDatabase::secureStagedPackages(std::size_t count) {
     const fs::path &staged = configuration_->tempDirectory();
     // With the store on another filesystem no copy could be moved there, and all would be lost.
     const fs::path probe = staged / ".probe";
@@ -245,9 +252,16 @@ void FSDatabase::secureStagedPackages() {
     Common::createDirectories(probe);
     Common::move(probe, moved);
     Common::removeAll(moved);
+    // On a full disk the copies would be there and not the space for their descriptors, without which they
+    // are lost.
+    Common::reserveSpace(ballast(), count * spacePerPackage);
     // The staged copies are about to be the only ones: a power cut behind rpm's erasure would find copies
     // without content.
     Common::flushFilesystem(staged);
+}
+
+std::filesystem::path FSDatabase::ballast() const {
+    return configuration_->tempDirectory() / ".ballast";
 }
 
 void FSDatabase::installMigrated(const PackageForMigration &package) {

@@ -3,6 +3,7 @@
 #include "kelp/core/kelp/i-database.h"
 #include "kelp/core/kelp/package-staging.h"
 
+#include <filesystem>
 #include <optional>
 
 namespace Common::Rpm {
@@ -73,7 +74,8 @@ private:
     std::optional<PackageForMigration> prepareRpmPackage(const Common::Rpm::Reader &reader,
                                                          const PackageSignatures::Database &signatures,
                                                          Common::Rpm::Transaction &transaction);
-    void secureStagedPackages();
+    void secureStagedPackages(std::size_t count);
+    std::filesystem::path ballast() const;
     void installMigrated(const PackageForMigration &package);
 
     const IConfiguration *configuration_;

@@ -58,7 +58,7 @@ public:
     /// installs the copies and records that in the registry. Packages without a developer certificate, and
     /// those of system developers, stay in rpm. Whatever fails for one package is logged, and the others go
     /// on. Raises when the signature database or the rpm database cannot be used, or when the copies cannot
-    /// be brought to disk; rpm has then erased nothing.
+    /// be brought to disk, cannot be moved into the store or leave it no space; rpm has then erased nothing.
     virtual void migrateRpmPackages() = 0;
 
     /// Removes from a package's directory everything but the link `current`, the version that it names and
