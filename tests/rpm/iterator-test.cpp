@@ -43,12 +43,13 @@ std::string line(const Entry &entry) {
 }
 
 template<class Iterator>
-std::vector<std::string> lines(const Iterator &iterator, const fs::path &stopAt = {}) {
+std::vector<std::string> lines(const Iterator &iterator, const fs::path &stopAt = {}, const auto &...names) {
     std::vector<std::string> result;
-    iterator.forEach([&](const auto &entry) {
+    const auto append = [&](const auto &entry) {
         result.push_back(line(entry));
         return entry.path == stopAt;
-    });
+    };
+    iterator.forEach(append, names...);
     return result;
 }
 
@@ -90,6 +91,9 @@ TEST(FileIterator, ListsTheHeader) {
     EXPECT_THAT(lines(iterator, "/etc/kinds.hook"),
                 ElementsAre("1- /etc/kinds.conf file 644", "2 /etc/kinds.hook file 744"));
     EXPECT_THAT(lines(iterator), whole) << "a walk after one that was stopped";
+    EXPECT_THAT(lines(iterator, {}, FileIterator::Names::All),
+                testing::IsSupersetOf({"8 /opt/kinds/one file 644", "9 /opt/kinds/three file 644",
+                                       "10 /opt/kinds/two file 644", "13 /opt/kinds/zero file 644"}));
 }
 
 TEST(FileIterator, SignsConfigurationWhenTheMacroSaysSo) {

@@ -21,7 +21,10 @@
 #include "platform/app-manifest/manifest-entry.h"
 #include "platform/package-signatures/database.h"
 
+#include <sys/stat.h>
+
 #include <ctime>
+#include <map>
 
 namespace fs = std::filesystem;
 
@@ -86,10 +89,11 @@ std::optional<Certificate> migrationCertificate(const std::string &id,
 
 std::vector<RpmPackage::FileEntry> readFiles(const Reader &reader) {
     std::vector<RpmPackage::FileEntry> files;
-    FileIterator(reader).forEach([&](const FileIterator::Entry &entry) {
+    const auto append = [&](const FileIterator::Entry &entry) {
         files.push_back(entry);
         return false;
-    });
+    };
+    FileIterator(reader).forEach(append, FileIterator::Names::All);
     return files;
 }
 
@@ -110,27 +114,50 @@ RpmPackage describe(const Reader &reader, const Identity &identity, const Certif
                       std::move(appName), std::move(mappings), {}, readFiles(reader));
 }
 
-void copyInstalledFile(const RpmPackage &package, const RpmPackage::FileEntry &entry,
-                       const fs::path &staging) {
+/// Where the installed files that have several names were staged, by device and inode.
+using StagedInodes = std::map<std::pair<dev_t, ino_t>, fs::path>;
+
+/// The place in `staged` of a file with several names; null for a file that has one.
+fs::path *placeOfInode(const fs::path &path, StagedInodes &staged) {
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode) || status.st_nlink < 2)
+        return nullptr;
+    return &staged[{status.st_dev, status.st_ino}];
+}
+
+/// The names of one file stay names of one file: copied each, they would take its space several times.
+void copyOrLink(const fs::path &source, const fs::path &target, StagedInodes &staged) {
+    fs::path *first = placeOfInode(source, staged);
+    if (first && !first->empty()) {
+        Common::createHardlink(*first, target);
+        return;
+    }
+    Common::copy(source, target);
+    if (first)
+        *first = target;
+}
+
+void copyInstalledFile(const RpmPackage &package, const RpmPackage::FileEntry &entry, const fs::path &staging,
+                       StagedInodes &staged) {
     if (!Common::exists(entry.path)) {
         LogStream(LogLevel::Warning) << "Attempt to copy a non-existent file during package migration: "
                                      << entry.path;
         return;
     }
     const fs::path target = staging / package.packagePath(entry);
-    Common::copy(entry.path, target);
+    copyOrLink(entry.path, target, staged);
     if (entry.signable)
         Common::setExtendedAttribute(target, applicationIdAttribute, package.id());
 }
 
 void stageEntry(const RpmPackage &package, const RpmPackage::FileEntry &entry, const fs::path &staging,
-                const fs::path &versionDirectory) {
+                const fs::path &versionDirectory, StagedInodes &staged) {
     if (std::holds_alternative<Common::Rpm::Directory>(entry.kind))
         package.extractDirectory(staging, entry);
     else if (std::holds_alternative<Common::Rpm::Symlink>(entry.kind))
         package.extractLink(staging, versionDirectory, entry);
     else
-        copyInstalledFile(package, entry, staging);
+        copyInstalledFile(package, entry, staging, staged);
 }
 
 /// Two packages of one name must not share a staging directory: the second would spoil the copies of the
@@ -146,8 +173,9 @@ void makeStagingDirectory(const fs::path &staging) {
 bool stage(const RpmPackage &package, const fs::path &staging, const fs::path &versionDirectory) {
     try {
         makeStagingDirectory(staging);
+        StagedInodes staged;
         for (const RpmPackage::FileEntry &entry : package.files())
-            stageEntry(package, entry, staging, versionDirectory);
+            stageEntry(package, entry, staging, versionDirectory, staged);
         return true;
     } catch (const std::exception &error) {
         LogStream(LogLevel::Error) << "Failed to copy package " << package.id()

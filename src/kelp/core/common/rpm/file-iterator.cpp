@@ -22,10 +22,10 @@ FileIterator::FileIterator(const Reader &reader) :
 
 FileIterator::FileIterator(const std::filesystem::path &package) : FileIterator(Reader(package)) {}
 
-void FileIterator::forEach(const std::function<bool(const Entry &)> &callback) const {
+void FileIterator::forEach(const std::function<bool(const Entry &)> &callback, Names names) const {
     rpmfi iterator = iterator_.get();
     const auto makeRegularFile = [&](auto permissions) -> std::optional<RegularFile> {
-        if (!isNameWithContent(iterator))
+        if (names == Names::WithContent && !isNameWithContent(iterator))
             return std::nullopt;
         return RegularFile{permissions};
     };

@@ -17,6 +17,12 @@ class FileIterator : public Reader {
 public:
     using Entry = PackageEntry<Directory, RegularFile, Symlink>;
 
+    /// Which names of a set of hard links a walk gives.
+    enum class Names {
+        WithContent, ///< The one that has the content in the walk over the payload.
+        All,         ///< Each of them, as a regular file.
+    };
+
     /// Walks the package of `reader`. Raises ErrorCode::BadPackageFileFormat "Couldn't read rpm package" when
     /// the header's file list contradicts itself.
     explicit FileIterator(const Reader &reader);
@@ -25,10 +31,9 @@ public:
     explicit FileIterator(const std::filesystem::path &package);
 
     /// Calls `callback` for each entry, in the header's order and from the first one at each call, until it
-    /// returns true. Of a set of hard links one name comes, the one that has the content in the walk over the
-    /// payload. Device nodes and the like are logged as a warning and left out. An empty `callback` raises
-    /// std::bad_function_call; what the callback raises passes.
-    void forEach(const std::function<bool(const Entry &)> &callback) const;
+    /// returns true. Device nodes and the like are logged as a warning and left out. An empty `callback`
+    /// raises std::bad_function_call; what the callback raises passes.
+    void forEach(const std::function<bool(const Entry &)> &callback, Names names = Names::WithContent) const;
 
 private:
     std::shared_ptr<rpmfiles_s> files_;
