@@ -1,6 +1,6 @@
 // Any desktop file gives a report and no exception, whatever the profile; and judging it twice says the same.
 
-#include "kelp/core/kelp/validator/desktop.h"
+#include "kelp/core/kelp/validator/desktop/desktop.h"
 #include "support/fuzz-file.h"
 
 #include <filesystem>

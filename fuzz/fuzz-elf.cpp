@@ -1,8 +1,8 @@
 // Any file makes no reader or one whose walks end, read within the file and hand out no more than it holds.
 // As a main binary it fails unless a device can run it, and the report knows of it what the reader knows.
 
-#include "kelp/core/kelp/validator/elf-reader.h"
-#include "kelp/core/kelp/validator/executable.h"
+#include "kelp/core/kelp/validator/program/elf-reader.h"
+#include "kelp/core/kelp/validator/program/executable.h"
 #include "support/fuzz-checker.h"
 #include "support/fuzz-file.h"
 

@@ -1,6 +1,6 @@
 // Any file gets the same verdict each time it is asked for, and the one exception ends the validation.
 
-#include "kelp/core/kelp/validator/manifest.h"
+#include "kelp/core/kelp/validator/data/manifest.h"
 #include "support/fuzz-checker.h"
 #include "support/fuzz-file.h"
 

@@ -3,8 +3,8 @@
 // that forgets nothing.
 
 #include "kelp/core/kelp/validator/configuration/pattern-set.h"
-#include "kelp/core/kelp/validator/qml-imports.h"
-#include "kelp/core/kelp/validator/qml-scanner.h"
+#include "kelp/core/kelp/validator/qml/qml-imports.h"
+#include "kelp/core/kelp/validator/qml/qml-scanner.h"
 #include "support/fuzz-checker.h"
 #include "support/fuzz-file.h"
 

@@ -1,9 +1,9 @@
 // What the data files of a package cost, by their size or their number.
 
-#include "kelp/core/kelp/validator/configuration-parameter-file.h"
-#include "kelp/core/kelp/validator/icon.h"
-#include "kelp/core/kelp/validator/manifest.h"
-#include "kelp/core/kelp/validator/qml-imports.h"
+#include "kelp/core/kelp/validator/data/configuration-parameter-file.h"
+#include "kelp/core/kelp/validator/data/icon.h"
+#include "kelp/core/kelp/validator/data/manifest.h"
+#include "kelp/core/kelp/validator/qml/qml-imports.h"
 #include "validator/content/png-image.h"
 #include "workbench.h"
 

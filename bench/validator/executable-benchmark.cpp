@@ -1,7 +1,7 @@
 // What a program costs, by the number of its symbols, of its libraries, of the imports within it, and of the
 // files of its package.
 
-#include "kelp/core/kelp/validator/executable.h"
+#include "kelp/core/kelp/validator/program/executable.h"
 #include "validator/content/elf-image.h"
 #include "workbench.h"
 

@@ -1,7 +1,7 @@
 // What the first stage and the checkers of paths cost, by the number of files of the package.
 
-#include "kelp/core/kelp/validator/integrityd.h"
-#include "kelp/core/kelp/validator/path.h"
+#include "kelp/core/kelp/validator/data/integrityd.h"
+#include "kelp/core/kelp/validator/program/path.h"
 #include "kelp/core/kelp/validator/rpm-meta-checker.h"
 #include "workbench.h"
 

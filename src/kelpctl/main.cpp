@@ -1,6 +1,6 @@
 #include "kelpctl/command-line.h"
 
-#include "kelp/core/kelp/validator/logger.h"
+#include "kelp/core/kelp/validator/framework/logger.h"
 
 #include <unistd.h>
 

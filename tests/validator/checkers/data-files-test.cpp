@@ -1,7 +1,7 @@
-#include "kelp/core/kelp/validator/configuration-parameter-file.h"
-#include "kelp/core/kelp/validator/icon.h"
-#include "kelp/core/kelp/validator/integrityd.h"
-#include "kelp/core/kelp/validator/manifest.h"
+#include "kelp/core/kelp/validator/data/configuration-parameter-file.h"
+#include "kelp/core/kelp/validator/data/icon.h"
+#include "kelp/core/kelp/validator/data/integrityd.h"
+#include "kelp/core/kelp/validator/data/manifest.h"
 
 #include "checker-fixture.h"
 #include "support/error-matcher.h"

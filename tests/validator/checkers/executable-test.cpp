@@ -1,7 +1,7 @@
-#include "kelp/core/kelp/validator/executable.h"
+#include "kelp/core/kelp/validator/program/executable.h"
 
 #include "checker-fixture.h"
-#include "kelp/core/kelp/validator/rpath-rule.h"
+#include "kelp/core/kelp/validator/program/rpath-rule.h"
 #include "validator/content/elf-image.h"
 
 #include <sys/stat.h>

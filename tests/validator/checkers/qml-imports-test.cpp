@@ -1,4 +1,4 @@
-#include "kelp/core/kelp/validator/qml-imports.h"
+#include "kelp/core/kelp/validator/qml/qml-imports.h"
 
 #include "checker-fixture.h"
 

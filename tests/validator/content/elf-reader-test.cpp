@@ -1,4 +1,4 @@
-#include "kelp/core/kelp/validator/elf-reader.h"
+#include "kelp/core/kelp/validator/program/elf-reader.h"
 
 #include "elf-image.h"
 #include "support/temporary-directory.h"

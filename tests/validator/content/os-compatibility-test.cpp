@@ -1,4 +1,4 @@
-#include "kelp/core/kelp/validator/os-compatibility.h"
+#include "kelp/core/kelp/validator/data/os-compatibility.h"
 
 #include <gtest/gtest.h>
 

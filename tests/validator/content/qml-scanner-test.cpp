@@ -1,4 +1,4 @@
-#include "kelp/core/kelp/validator/qml-scanner.h"
+#include "kelp/core/kelp/validator/qml/qml-scanner.h"
 
 #include <gtest/gtest.h>
 

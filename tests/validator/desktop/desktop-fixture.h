@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kelp/core/kelp/validator/desktop.h"
+#include "kelp/core/kelp/validator/desktop/desktop.h"
 #include "support/captured-output.h"
 #include "support/temporary-directory.h"
 #include "support/text-file.h"

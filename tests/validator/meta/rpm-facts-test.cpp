@@ -1,4 +1,4 @@
-#include "kelp/core/kelp/validator/rpm-meta.h"
+#include "kelp/core/kelp/validator/framework/rpm-meta.h"
 
 #include "kelp/core/common/rpm/reader.h"
 #include "kelp/core/kelp/validator/rpm-meta-checker.h"

@@ -1,4 +1,4 @@
-#include "kelp/core/kelp/validator/path.h"
+#include "kelp/core/kelp/validator/program/path.h"
 
 #include "support/captured-output.h"
 #include "support/temporary-directory.h"

@@ -1,15 +1,15 @@
 #include "kelp/core/kelp/validator/content-validator.h"
 
-#include "kelp/core/kelp/validator/configuration-parameter-file.h"
-#include "kelp/core/kelp/validator/content-rule.h"
-#include "kelp/core/kelp/validator/desktop.h"
-#include "kelp/core/kelp/validator/executable.h"
-#include "kelp/core/kelp/validator/icon.h"
-#include "kelp/core/kelp/validator/integrityd.h"
-#include "kelp/core/kelp/validator/manifest.h"
-#include "kelp/core/kelp/validator/path.h"
-#include "kelp/core/kelp/validator/qml-imports.h"
-#include "kelp/core/kelp/validator/verdict.h"
+#include "kelp/core/kelp/validator/data/configuration-parameter-file.h"
+#include "kelp/core/kelp/validator/data/icon.h"
+#include "kelp/core/kelp/validator/data/integrityd.h"
+#include "kelp/core/kelp/validator/data/manifest.h"
+#include "kelp/core/kelp/validator/desktop/desktop.h"
+#include "kelp/core/kelp/validator/framework/content-rule.h"
+#include "kelp/core/kelp/validator/framework/verdict.h"
+#include "kelp/core/kelp/validator/program/executable.h"
+#include "kelp/core/kelp/validator/program/path.h"
+#include "kelp/core/kelp/validator/qml/qml-imports.h"
 
 namespace Validator {
 

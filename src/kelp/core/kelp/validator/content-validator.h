@@ -2,9 +2,9 @@
 
 #include "kelp/core/kelp/mappings/mapping.h"
 #include "kelp/core/kelp/validator/configuration/config.h"
-#include "kelp/core/kelp/validator/i-validator.h"
-#include "kelp/core/kelp/validator/logger.h"
-#include "kelp/core/kelp/validator/rpm-meta.h"
+#include "kelp/core/kelp/validator/framework/i-validator.h"
+#include "kelp/core/kelp/validator/framework/logger.h"
+#include "kelp/core/kelp/validator/framework/rpm-meta.h"
 
 #include <cstdint>
 #include <map>

@@ -1,9 +1,9 @@
 #include "kelp/core/kelp/validator/rpm-meta-checker.h"
 
-#include "kelp/core/kelp/validator/dependency-rules.h"
-#include "kelp/core/kelp/validator/file-rules.h"
-#include "kelp/core/kelp/validator/meta-stage.h"
-#include "kelp/core/kelp/validator/verdict.h"
+#include "kelp/core/kelp/validator/framework/verdict.h"
+#include "kelp/core/kelp/validator/header/dependency-rules.h"
+#include "kelp/core/kelp/validator/header/file-rules.h"
+#include "kelp/core/kelp/validator/header/meta-stage.h"
 
 #include <algorithm>
 

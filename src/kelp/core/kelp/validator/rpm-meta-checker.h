@@ -1,8 +1,8 @@
 #pragma once
 
 #include "kelp/core/kelp/validator/configuration/config.h"
-#include "kelp/core/kelp/validator/logger.h"
-#include "kelp/core/kelp/validator/rpm-meta.h"
+#include "kelp/core/kelp/validator/framework/logger.h"
+#include "kelp/core/kelp/validator/framework/rpm-meta.h"
 
 #include <memory>
 

@@ -1,0 +1,33 @@
+#include "kelp/core/kelp/validator/data/configuration-parameter-file.h"
+
+#include "kelp/core/kelp/validator/data/configuration-parameter-file-rule.h"
+#include "platform/managed-configuration/cpf-validator.h"
+
+namespace Validator {
+
+namespace {
+
+using ManagedConfiguration::Validator::CPFValidator;
+
+std::shared_ptr<CPFValidator> platformValidator() {
+    return CPFValidator::instance(CPFValidator::standardSchemasDirectory());
+}
+
+} // namespace
+
+ConfigurationParameterFile::ConfigurationParameterFile(std::shared_ptr<RpmMeta> meta,
+                                                       std::shared_ptr<Config> config,
+                                                       std::shared_ptr<Logger> logger) :
+    ValidatorBase(std::move(meta), std::move(config), std::move(logger)) {}
+
+bool ConfigurationParameterFile::canValidate(const std::string &path, const std::string &) {
+    return platformValidator()->isConfigurationParameterFile(meta_->name(), path);
+}
+
+void ConfigurationParameterFile::validate(const std::string &path, const std::string &realPath) {
+    remember(path, realPath);
+    if (!platformValidator()->isValid(realPath_))
+        logger_->log(ConfigurationParameterFileRule::Invalid, {path_});
+}
+
+} // namespace Validator

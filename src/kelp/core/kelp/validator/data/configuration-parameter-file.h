@@ -1,0 +1,20 @@
+#pragma once
+
+#include "kelp/core/kelp/validator/framework/i-validator.h"
+#include "kelp/core/kelp/validator/framework/validator-base.h"
+
+namespace Validator {
+
+/// Hands the configuration parameter files of a package to the platform's validator of managed
+/// configuration. What that raises passes.
+class ConfigurationParameterFile final : public ValidatorBase<IValidator> {
+public:
+    ConfigurationParameterFile(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config,
+                               std::shared_ptr<Logger> logger);
+
+    void validate(const std::string &path, const std::string &realPath) override;
+    bool canValidate(const std::string &path, const std::string &realPath) override;
+    void finish() override {}
+};
+
+} // namespace Validator

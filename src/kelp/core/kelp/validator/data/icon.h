@@ -1,0 +1,29 @@
+#pragma once
+
+#include "kelp/core/kelp/validator/framework/i-validator.h"
+#include "kelp/core/kelp/validator/framework/validator-base.h"
+
+#include <unordered_set>
+
+namespace Validator {
+
+/// Checks that a package ships its icon in every size that the profile asks for, and that each file has the
+/// dimensions that its path claims. A profile that requires no icon switches the check off.
+class Icon final : public ValidatorBase<IValidator> {
+public:
+    Icon(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config, std::shared_ptr<Logger> logger);
+
+    void validate(const std::string &path, const std::string &realPath) override;
+
+    /// True once for each icon that is expected.
+    bool canValidate(const std::string &path, const std::string &realPath) override;
+
+    void finish() override;
+
+private:
+    std::string expectedPath(std::int32_t size) const;
+
+    std::unordered_set<std::string> missing_; ///< The expected icons that have not been seen yet.
+};
+
+} // namespace Validator

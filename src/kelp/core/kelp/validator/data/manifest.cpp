@@ -1,0 +1,106 @@
+#include "kelp/core/kelp/validator/data/manifest.h"
+
+#include "kelp/core/common/rpm/platform-facts.h"
+#include "kelp/core/kelp/validator/data/manifest-rule.h"
+#include "kelp/core/kelp/validator/data/os-compatibility.h"
+#include "kelp/core/kelp/validator/framework/mapped-file.h"
+
+#include <boost/json/monotonic_resource.hpp>
+#include <boost/json/parse.hpp>
+#include <boost/json/value.hpp>
+
+#include <optional>
+#include <unordered_map>
+#include <variant>
+
+namespace Validator {
+
+namespace {
+
+namespace json = boost::json;
+
+using Versions = std::vector<std::string_view>;
+
+constexpr std::string_view kPath = "/manifest.json";
+constexpr std::string_view kMinOsVersion = "minOSVersion";
+
+/// A thousand times what a manifest needs. The parsed form of a text that is all brackets and commas takes
+/// some thirty times its size.
+constexpr std::size_t kMaximumSize = std::size_t(1) << 20;
+constexpr std::size_t kMaximumDepth = 32;
+
+/// The kind of value of each known key; none for one whose value is checked apart.
+const std::unordered_map<std::string_view, std::optional<json::kind>> &knownKeys() {
+    static const std::unordered_map<std::string_view, std::optional<json::kind>> keys{
+        {"keepMediaActiveInBackground", json::kind::bool_},
+        {kMinOsVersion, std::nullopt},
+    };
+    return keys;
+}
+
+/// What the file holds, or null when it cannot be read or is no JSON.
+json::value parseFile(const std::string &path, json::storage_ptr storage) {
+    const auto file = MappedFile::open(path);
+    if (!file || file->bytes().size() > kMaximumSize)
+        return nullptr;
+    json::parse_options options;
+    options.max_depth = kMaximumDepth;
+    json::error_code error;
+    return json::parse(file->bytes(), error, std::move(storage), options);
+}
+
+void checkKeys(const json::object &manifest, Logger &logger) {
+    for (const auto &[key, value] : manifest) {
+        const auto known = knownKeys().find(key);
+        if (known == knownKeys().end())
+            logger.log(ManifestRule::UnknownKey, {key});
+        else if (known->second && *known->second != value.kind())
+            logger.log(ManifestRule::WrongType, {key});
+    }
+}
+
+/// The versions that the manifest names, or the rule that it breaks.
+std::variant<Versions, ManifestRule> neededVersions(const json::object &manifest) {
+    const json::value *value = manifest.if_contains(kMinOsVersion);
+    if (value == nullptr || value->is_null())
+        return ManifestRule::VersionMissing;
+    if (value->is_string())
+        return Versions{value->get_string()};
+    if (!value->is_array())
+        return ManifestRule::VersionInvalid;
+    Versions versions;
+    for (const json::value &element : value->get_array()) {
+        if (!element.is_string())
+            return ManifestRule::VersionInvalid;
+        versions.emplace_back(element.get_string());
+    }
+    return versions;
+}
+
+} // namespace
+
+Manifest::Manifest(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config,
+                   std::shared_ptr<Logger> logger) :
+    ValidatorBase(std::move(meta), std::move(config), std::move(logger)) {}
+
+bool Manifest::canValidate(const std::string &path, const std::string &) {
+    return path == kPath;
+}
+
+void Manifest::validate(const std::string &path, const std::string &realPath) {
+    remember(path, realPath);
+    json::monotonic_resource memory;
+    const json::value content = parseFile(realPath_, &memory);
+    if (!content.is_object()) {
+        logger_->log(ManifestRule::InvalidJson);
+        return;
+    }
+    checkKeys(content.get_object(), *logger_);
+    const auto needed = neededVersions(content.get_object());
+    if (const auto *broken = std::get_if<ManifestRule>(&needed))
+        logger_->log(*broken);
+    else if (!isCompatible(Common::osVersion(), std::get<Versions>(needed)))
+        logger_->log(ManifestRule::VersionIncompatible);
+}
+
+} // namespace Validator

@@ -1,0 +1,109 @@
+#include "kelp/core/kelp/validator/data/png-size.h"
+
+#include "kelp/core/common/error.h"
+#include "kelp/core/kelp/validator/framework/mapped-file.h"
+
+#include <glib.h>
+#include <png.h>
+
+#include <array>
+#include <csetjmp>
+#include <cstring>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+namespace Validator {
+
+namespace {
+
+using Common::ErrorCode;
+
+constexpr std::string_view kDataUrlPrefix = "data:image/png;base64,";
+
+/// What libpng's callbacks need. Without destructors, as failures leave libpng by a long jump.
+struct Source {
+    std::string_view rest;
+    std::array<char, 128> reason{};
+};
+
+void readBytes(png_structp png, png_bytep target, std::size_t size) {
+    auto &source = *static_cast<Source *>(png_get_io_ptr(png));
+    if (size > source.rest.size())
+        png_error(png, "unexpected end of file");
+    std::memcpy(target, source.rest.data(), size);
+    source.rest.remove_prefix(size);
+}
+
+[[noreturn]] void keepReason(png_structp png, png_const_charp reason) {
+    auto &source = *static_cast<Source *>(png_get_error_ptr(png));
+    std::strncpy(source.reason.data(), reason, source.reason.size() - 1);
+    png_longjmp(png, 1);
+}
+
+void ignoreWarning(png_structp, png_const_charp) {}
+
+bool readInfo(png_structp png, png_infop info) {
+    if (setjmp(png_jmpbuf(png)) != 0)
+        return false;
+    // libpng would inflate every compressed text and profile in front of the image, a thousand of them to
+    // eight megabytes each: they are skipped unread. An image library on top of it leaves no room to say so.
+    png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
+    png_read_info(png, info);
+    return true;
+}
+
+/// Throws the reason when the bytes are no PNG.
+PngSize sizeOf(std::string_view bytes) {
+    Source source{bytes};
+    const std::shared_ptr<png_struct> png(
+        png_create_read_struct(PNG_LIBPNG_VER_STRING, &source, keepReason, ignoreWarning),
+        [](png_structp object) { png_destroy_read_struct(&object, nullptr, nullptr); });
+    if (!png)
+        throw std::bad_alloc();
+    const std::shared_ptr<png_info> info(png_create_info_struct(png.get()), [png](png_infop object) {
+        png_destroy_info_struct(png.get(), &object);
+    });
+    if (!info)
+        throw std::bad_alloc();
+    png_set_read_fn(png.get(), &source, readBytes);
+    if (!readInfo(png.get(), info.get()))
+        throw std::runtime_error(source.reason.data());
+    return {png_get_image_width(png.get(), info.get()), png_get_image_height(png.get(), info.get())};
+}
+
+PngSize sizeOfFile(const std::filesystem::path &path) {
+    const auto file = MappedFile::open(path);
+    if (!file)
+        throw std::runtime_error("the file cannot be opened");
+    return sizeOf(file->bytes());
+}
+
+PngSize sizeOfBase64(const std::string &text) {
+    gsize size = 0;
+    const std::unique_ptr<guchar, decltype(&g_free)> bytes(g_base64_decode(text.c_str(), &size), g_free);
+    return sizeOf({reinterpret_cast<const char *>(bytes.get()), size});
+}
+
+} // namespace
+
+PngSize readPngSize(const std::filesystem::path &path) {
+    try {
+        return sizeOfFile(path);
+    } catch (const std::exception &error) {
+        throw Common::Error(ErrorCode::Internal, std::string("Failed to read PNG icon: ") + error.what());
+    }
+}
+
+PngSize readPngSizeFromDataUrl(std::string_view url) {
+    if (!url.starts_with(kDataUrlPrefix))
+        throw Common::Error(ErrorCode::InvalidArguments, "The icon has an unsupported format");
+    try {
+        return sizeOfBase64(std::string(url.substr(kDataUrlPrefix.size())));
+    } catch (const std::exception &error) {
+        throw Common::Error(ErrorCode::InvalidArguments,
+                            std::string("Failed to read PNG icon from base64: ") + error.what());
+    }
+}
+
+} // namespace Validator

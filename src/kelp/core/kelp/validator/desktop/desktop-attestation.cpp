@@ -1,0 +1,63 @@
+#include "kelp/core/kelp/validator/desktop/desktop-attestation.h"
+
+#include "kelp/core/kelp/validator/desktop/key-value-message.h"
+#include "kelp/core/kelp/validator/framework/value-table.h"
+
+namespace Validator {
+
+namespace {
+
+const std::string group = "Attestation";
+
+constexpr std::string_view mandatoryKeys[] = {"ActionOnBadAttestation"};
+constexpr std::string_view actions[] = {"None", "RemoveAll"};
+constexpr ValueRow allowed[] = {{"ActionOnBadAttestation", actions}};
+
+} // namespace
+
+DesktopAttestation::DesktopAttestation(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config,
+                                       std::shared_ptr<Logger> logger) :
+    ValidatorBase(std::move(meta), std::move(config), std::move(logger)) {}
+
+void DesktopAttestation::validate(const std::string &path, const std::string &realPath) {
+    remember(path, realPath);
+    entry_ = AppManifest::ManifestEntry::fromFilename(realPath);
+    if (!entry_ || !entry_->containsGroup(group))
+        return;
+    const std::vector<std::string> names = entry_->groupKeys(group);
+    const Keys keys(names.begin(), names.end());
+    if (!reportMissing(keys) && !reportUnknown(keys))
+        checkValues(keys);
+}
+
+bool DesktopAttestation::reportMissing(const Keys &keys) {
+    bool isAnyMissing = false;
+    for (const std::string_view key : mandatoryKeys) {
+        if (keys.contains(key))
+            continue;
+        logger_->log(KeyValueMessage::KeyMissing, {key, group});
+        isAnyMissing = true;
+    }
+    return isAnyMissing;
+}
+
+bool DesktopAttestation::reportUnknown(const Keys &keys) {
+    bool isAnyUnknown = false;
+    for (const std::string &key : keys) {
+        if (findRow(allowed, key) != nullptr)
+            continue;
+        logger_->log(KeyValueMessage::KeyInvalid, {key, group});
+        isAnyUnknown = true;
+    }
+    return isAnyUnknown;
+}
+
+void DesktopAttestation::checkValues(const Keys &keys) {
+    for (const std::string &key : keys) {
+        const std::string value = entry_->value(group, key);
+        if (!isOneOf(findRow(allowed, key)->values, value))
+            logger_->log(KeyValueMessage::ValueInvalid, {value, key});
+    }
+}
+
+} // namespace Validator

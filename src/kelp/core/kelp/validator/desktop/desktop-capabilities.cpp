@@ -1,0 +1,74 @@
+#include "kelp/core/kelp/validator/desktop/desktop-capabilities.h"
+
+#include "kelp/core/kelp/validator/desktop/capabilities-message.h"
+#include "kelp/core/kelp/validator/desktop/desktop-message.h"
+#include "kelp/core/kelp/validator/framework/value-table.h"
+
+#include <boost/algorithm/string/classification.hpp>
+#include <boost/algorithm/string/split.hpp>
+#include <boost/property_tree/ini_parser.hpp>
+#include <boost/property_tree/ptree.hpp>
+
+namespace Validator {
+
+namespace {
+
+using Tree = boost::property_tree::ptree;
+
+constexpr const char *group = "X-Velura-Capabilities";
+
+constexpr std::string_view inputs[] = {"Mouse", "Tablet"};
+constexpr std::string_view interfaces[] = {"ResizeableContent"};
+constexpr std::string_view orientations[] = {"Landscape", "LandscapeInverted", "Portrait",
+                                             "PortraitInverted"};
+constexpr ValueRow capabilities[] = {
+    {"Input", inputs},
+    {"UserInterface", interfaces},
+    {"ScreenOrientation", orientations},
+};
+
+std::optional<Tree> readIni(const std::string &path) {
+    try {
+        // Read in place: a tree cannot be moved, and a copy of a large one hurts.
+        std::optional<Tree> tree(std::in_place);
+        boost::property_tree::read_ini(path, *tree);
+        return tree;
+    } catch (const std::exception &) {
+        return std::nullopt;
+    }
+}
+
+} // namespace
+
+DesktopCapabilities::DesktopCapabilities(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config,
+                                         std::shared_ptr<Logger> logger) :
+    ValidatorBase(std::move(meta), std::move(config), std::move(logger)) {}
+
+void DesktopCapabilities::validate(const std::string &path, const std::string &realPath) {
+    remember(path, realPath);
+    const auto file = readIni(realPath);
+    if (!file) {
+        logger_->log(DesktopMessage::Broken);
+        return;
+    }
+    if (const auto declared = file->get_child_optional(group)) {
+        for (const auto &[key, value] : *declared)
+            check(key, value.data());
+    }
+}
+
+void DesktopCapabilities::check(const std::string &key, const std::string &value) {
+    const ValueRow *row = findRow(capabilities, key);
+    if (row == nullptr) {
+        logger_->log(CapabilitiesMessage::KeyInvalid, {key, group});
+        return;
+    }
+    std::vector<std::string> pieces;
+    boost::split(pieces, value, boost::is_any_of(";"), boost::token_compress_on);
+    for (const std::string &piece : pieces) {
+        if (!isOneOf(row->values, piece))
+            logger_->log(CapabilitiesMessage::ValueInvalid, {piece, key});
+    }
+}
+
+} // namespace Validator

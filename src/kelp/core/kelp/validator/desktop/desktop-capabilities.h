@@ -1,0 +1,22 @@
+#pragma once
+
+#include "kelp/core/kelp/validator/framework/i-sub-validator.h"
+#include "kelp/core/kelp/validator/framework/validator-base.h"
+
+namespace Validator {
+
+/// Checks the group that declares which inputs, interfaces and orientations an application supports. A file
+/// without it passes. Reads the file as plain ini: one that is no ini is reported, although the platform's
+/// own reader of desktop files is content with it.
+class DesktopCapabilities final : public ValidatorBase<ISubValidator> {
+public:
+    DesktopCapabilities(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config,
+                        std::shared_ptr<Logger> logger);
+
+    void validate(const std::string &path, const std::string &realPath) override;
+
+private:
+    void check(const std::string &key, const std::string &value);
+};
+
+} // namespace Validator

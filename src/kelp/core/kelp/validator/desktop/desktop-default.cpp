@@ -1,0 +1,90 @@
+#include "kelp/core/kelp/validator/desktop/desktop-default.h"
+
+#include "kelp/core/kelp/validator/desktop/desktop-groups.h"
+#include "kelp/core/kelp/validator/desktop/desktop-message.h"
+#include "kelp/core/kelp/validator/desktop/display-name.h"
+#include "kelp/core/kelp/validator/framework/value-table.h"
+
+namespace Validator {
+
+namespace {
+
+constexpr std::string_view vitrineType = "vitrine-qt5";
+constexpr std::string_view otherTypes[] = {"no-invoker", "generic", "qtquick2", "qt5"};
+constexpr std::string_view qmlRunners[] = {"halyard-qml ", "velura-qml "};
+
+/// What an Exec line may be, or be followed by a blank and arguments.
+std::vector<std::string> launchForms(const std::string &profile, const std::string &package) {
+    if (profile == "pwa")
+        return {"/usr/bin/io.tvk.browserstandalone"};
+    std::vector<std::string> forms = {package, "/usr/bin/" + package};
+    for (const std::string_view runner : qmlRunners)
+        forms.push_back(std::string(runner) + package);
+    return forms;
+}
+
+} // namespace
+
+DesktopDefault::DesktopDefault(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config,
+                               std::shared_ptr<Logger> logger) :
+    ValidatorBase(std::move(meta), std::move(config), std::move(logger)) {}
+
+void DesktopDefault::validate(const std::string &path, const std::string &realPath) {
+    logger_->setFlag(ValidatorFlag::DesktopSeen, true);
+    remember(path, realPath);
+    entry_ = AppManifest::ManifestEntry::fromFilename(realPath);
+    if (!entry_)
+        return;
+    checkGroups(*entry_, *logger_);
+    checkName();
+    checkIcon();
+    checkType();
+    checkExec();
+    checkApplicationType();
+}
+
+void DesktopDefault::checkName() {
+    const std::string name = entry_->nameUnlocalized();
+    if (name.empty())
+        logger_->log(DesktopMessage::NameMissing);
+    if (!isDisplayName(name))
+        logger_->log(DesktopMessage::NameIllegal);
+}
+
+void DesktopDefault::checkIcon() {
+    if (entry_->icon() != meta_->name())
+        logger_->log(DesktopMessage::IconInvalid, {meta_->name()});
+}
+
+void DesktopDefault::checkType() {
+    if (entry_->type() != "Application")
+        logger_->log(DesktopMessage::TypeInvalid);
+}
+
+void DesktopDefault::checkExec() {
+    const std::string exec = entry_->exec();
+    const auto isForm = [&](const std::string &form) { return exec == form || exec.starts_with(form + " "); };
+    if (std::ranges::none_of(launchForms(config_->name(), meta_->name()), isForm)) {
+        logger_->log(DesktopMessage::ExecInvalid);
+        return;
+    }
+    const auto runsExec = [&](std::string_view runner) { return exec.starts_with(runner); };
+    if (std::ranges::any_of(qmlRunners, runsExec)) {
+        logger_->setFlag(ValidatorFlag::QmlOnlyApp, true);
+        logger_->log(DesktopMessage::QmlOnly);
+    }
+}
+
+void DesktopDefault::checkApplicationType() {
+    const std::string type = entry_->value("X-Pelago-Application-Type");
+    if (type == vitrineType)
+        logger_->setFlag(ValidatorFlag::VitrineApp, true);
+    else if (logger_->getFlag(ValidatorFlag::QmlOnlyApp))
+        logger_->log(DesktopMessage::QmlMustBeVitrine);
+    else if (isOneOf(otherTypes, type))
+        logger_->log(DesktopMessage::ShouldBeVitrine);
+    else
+        logger_->log(DesktopMessage::ApplicationTypeMissing);
+}
+
+} // namespace Validator

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "kelp/core/kelp/validator/framework/i-sub-validator.h"
+#include "kelp/core/kelp/validator/framework/validator-base.h"
+
+#include "platform/app-manifest/manifest-entry.h"
+
+namespace Validator {
+
+/// Checks the groups of a desktop file and the keys by which the application is shown and launched. Sets the
+/// flags DesktopSeen, QmlOnlyApp and VitrineApp.
+class DesktopDefault final : public ValidatorBase<ISubValidator> {
+public:
+    DesktopDefault(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config,
+                   std::shared_ptr<Logger> logger);
+
+    void validate(const std::string &path, const std::string &realPath) override;
+
+private:
+    void checkName();
+    void checkIcon();
+    void checkType();
+    void checkExec();
+    void checkApplicationType();
+
+    std::optional<AppManifest::ManifestEntry> entry_;
+};
+
+} // namespace Validator

@@ -1,0 +1,88 @@
+#include "kelp/core/kelp/validator/desktop/desktop.h"
+
+#include "kelp/core/kelp/validator/desktop/desktop-attestation.h"
+#include "kelp/core/kelp/validator/desktop/desktop-capabilities.h"
+#include "kelp/core/kelp/validator/desktop/desktop-default.h"
+#include "kelp/core/kelp/validator/desktop/desktop-fencebox.h"
+#include "kelp/core/kelp/validator/desktop/desktop-intents.h"
+#include "kelp/core/kelp/validator/desktop/desktop-message.h"
+#include "kelp/core/kelp/validator/desktop/sandbox-message.h"
+#include "kelp/core/kelp/validator/desktop/sandbox-section.h"
+#include "kelp/core/kelp/validator/framework/content-rule.h"
+
+#include "platform/app-manifest/manifest-entry.h"
+
+namespace Validator {
+
+namespace {
+
+using AppManifest::ManifestEntry;
+
+const std::string commonDirectory = "/usr/share/common/";
+
+} // namespace
+
+Desktop::Desktop(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config,
+                 std::shared_ptr<Logger> logger) :
+    ValidatorBase(std::move(meta), std::move(config), std::move(logger)) {}
+
+void Desktop::validate(const std::string &path, const std::string &realPath) {
+    remember(path, realPath);
+    if (!ManifestEntry::fromFilename(realPath)) {
+        logger_->log(DesktopMessage::Broken);
+        return;
+    }
+    // Each leaves flags for those behind it, and drops the file that it has read before the next reads it.
+    DesktopDefault(meta_, config_, logger_).validate(path, realPath);
+    DesktopFencebox(meta_, config_, logger_).validate(path, realPath);
+    DesktopIntents(meta_, config_, logger_).validate(path, realPath);
+    DesktopAttestation(meta_, config_, logger_).validate(path, realPath);
+    DesktopCapabilities(meta_, config_, logger_).validate(path, realPath);
+}
+
+bool Desktop::canValidate(const std::string &path, const std::string &realPath) {
+    if (path.starts_with(commonDirectory))
+        commonPaths_.push_back(path);
+    if (path != config_->applicationsDir() + meta_->name() + ".desktop")
+        return false;
+    desktopRealPath_ = realPath;
+    return true;
+}
+
+void Desktop::finish() {
+    if (!logger_->getFlag(ValidatorFlag::DesktopSeen)) {
+        reportMissing();
+        return;
+    }
+    const auto entry = ManifestEntry::fromFilename(desktopRealPath_);
+    if (!entry) {
+        logger_->log(DesktopMessage::Broken);
+        return;
+    }
+    checkCommonPaths(entry->appOrgname());
+    if (!logger_->getFlag(ValidatorFlag::NoSandboxSection))
+        checkExecDBus(*entry);
+}
+
+void Desktop::reportMissing() {
+    logger_->log(config_->isDesktopFileRequired() ? DesktopMessage::Missing
+                                                  : DesktopMessage::MissingUnchecked);
+}
+
+void Desktop::checkCommonPaths(const std::string &organisation) {
+    const std::string directory = commonDirectory + organisation;
+    for (const std::string &path : commonPaths_) {
+        if (path != directory && !path.starts_with(directory + "/"))
+            logger_->log(ContentRule::ForbiddenLocation, {path});
+    }
+}
+
+void Desktop::checkExecDBus(const ManifestEntry &entry) {
+    const std::string *section = sandboxSectionOf(entry);
+    if (section == nullptr || !entry.contains(*section, "ExecDBus"))
+        return;
+    if (!isExecDBusAllowed(entry.value(*section, "ExecDBus"), meta_->name(), tree_))
+        logger_->log(SandboxMessage::ExecDBusInvalid);
+}
+
+} // namespace Validator

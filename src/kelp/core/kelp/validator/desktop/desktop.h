@@ -1,0 +1,39 @@
+#pragma once
+
+#include "kelp/core/kelp/validator/desktop/exec-dbus-rule.h"
+#include "kelp/core/kelp/validator/framework/i-validator.h"
+#include "kelp/core/kelp/validator/framework/validator-base.h"
+
+namespace AppManifest {
+class ManifestEntry;
+}
+
+namespace Validator {
+
+/// Judges the desktop file of the package and, at the end, what of the package depends on it. A file in the
+/// applications directory under any other name than the package's is no concern of this checker.
+class Desktop final : public ValidatorBase<IValidator> {
+public:
+    Desktop(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config, std::shared_ptr<Logger> logger);
+
+    void validate(const std::string &path, const std::string &realPath) override;
+    bool canValidate(const std::string &path, const std::string &realPath) override;
+    /// Reads the desktop file again, which must still lie unpacked, with all the files that it names.
+    void finish() override;
+
+    /// The directory below which the package is unpacked. Called before finish().
+    void setInstallRoot(const std::string &root) { tree_.root = root; }
+    /// How the unpacked layout differs from the system's. Called before finish().
+    void setPathMappings(const std::vector<Core::KELP::Mapping> &mappings) { tree_.mappings = mappings; }
+
+private:
+    void reportMissing();
+    void checkCommonPaths(const std::string &organisation);
+    void checkExecDBus(const AppManifest::ManifestEntry &entry);
+
+    std::string desktopRealPath_;
+    std::vector<std::string> commonPaths_; ///< All files of the package in the shared data directory.
+    UnpackedTree tree_;
+};
+
+} // namespace Validator

@@ -1,0 +1,48 @@
+#include "kelp/core/kelp/validator/desktop/exec-dbus-rule.h"
+
+#include "kelp/core/kelp/mappings/mapping-table.h"
+#include "kelp/core/kelp/validator/desktop/launch-line.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <memory>
+
+namespace Validator {
+
+namespace {
+
+struct Free {
+    void operator()(char *text) const { std::free(text); }
+};
+
+/// The path without links, or nothing.
+std::string resolved(const std::string &path) {
+    const std::unique_ptr<char, Free> result(::realpath(path.c_str(), nullptr));
+    if (result)
+        return result.get();
+    std::cerr << "ExecDBus error: " << std::strerror(errno) << '\n';
+    return {};
+}
+
+std::string unpackedPathOf(const std::string &systemPath, const UnpackedTree &tree) {
+    return tree.root + "/" + Core::KELP::packagePathOf(systemPath, tree.mappings).string();
+}
+
+} // namespace
+
+bool isExecDBusAllowed(const std::string &launchLine, const std::string &packageName,
+                       const UnpackedTree &tree) {
+    std::string program(programOf(launchLine));
+    std::string binary = "/usr/bin/" + packageName;
+    std::string directory = "/usr/libexec/" + packageName;
+    if (tree.mappings.empty())
+        return resolved(tree.root + program).find(directory) != std::string::npos || program == binary;
+
+    for (std::string *path : {&binary, &program, &directory})
+        *path = unpackedPathOf(*path, tree);
+    return resolved(program).find(directory) != std::string::npos || program == binary;
+}
+
+} // namespace Validator

@@ -1,0 +1,18 @@
+#include "kelp/core/kelp/validator/desktop/sandbox-section.h"
+
+#include "platform/app-manifest/manifest-entry.h"
+
+namespace Validator {
+
+const std::array<std::string, 3> sandboxSections = {"X-Application", "X-Fencebox", "Fencebox"};
+
+const std::string *sandboxSectionOf(const AppManifest::ManifestEntry &entry) {
+    const std::string *inUse = nullptr;
+    for (const std::string &section : sandboxSections) {
+        if (entry.containsGroup(section))
+            inUse = &section;
+    }
+    return inUse;
+}
+
+} // namespace Validator

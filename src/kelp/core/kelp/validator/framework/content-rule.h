@@ -1,0 +1,20 @@
+#pragma once
+
+#include "kelp/core/kelp/validator/framework/message.h"
+
+#include <cstdint>
+
+namespace Validator {
+
+/// The findings on a package's files that no single checker owns. "path" says what argument 0 is.
+enum class ContentRule : std::uint32_t {
+    ForbiddenLocation = 0, ///< path
+    QmlOnlyNotNoarch = 1,
+    DebugFiles = 2,
+    OwnsBinDirectory = 3,
+    HardcodedPath = 4, ///< path
+};
+
+Message messageOf(ContentRule rule, const std::vector<std::string> &strings);
+
+} // namespace Validator

@@ -1,0 +1,77 @@
+#include "kelp/core/kelp/validator/framework/logger.h"
+
+#include <iostream>
+
+namespace Validator {
+
+namespace {
+
+constexpr std::uint32_t flagCount = 14;
+
+struct Style {
+    const char *prefix;
+    const char *colour;
+};
+
+constexpr Style styles[] = {
+    {"(WARNING)\t", "\033[33m"},
+    {"(ERROR)\t\t", "\033[31m"},
+    {"(CRITICAL)\t", "\033[31m"},
+    {"(INFO)\t\t", "\033[1m"},
+};
+
+bool isColoured = false;
+
+void print(const Message &message) {
+    const auto level = static_cast<std::size_t>(message.level);
+    if (level >= std::size(styles))
+        return;
+    if (isColoured)
+        std::cerr << styles[level].colour << styles[level].prefix << "\033[m";
+    else
+        std::cerr << styles[level].prefix;
+    std::cerr << message.text << '\n' << std::flush;
+}
+
+void complain(const char *operation, ValidatorFlag flag) {
+    std::cerr << "[validator] Unable to " << operation << " flag with key: \""
+              << static_cast<std::uint32_t>(flag) << "\"\n";
+}
+
+} // namespace
+
+Logger::Logger() {
+    for (std::uint32_t key = 0; key < flagCount; ++key)
+        flags_.emplace(static_cast<ValidatorFlag>(key), false);
+}
+
+void Logger::report(Message message) {
+    criticalSeen_ = criticalSeen_ || message.level == LogLevel::Critical;
+    errorSeen_ = errorSeen_ || message.level == LogLevel::Error;
+    if (const auto [entry, isNew] = printed_.insert(std::move(message)); isNew)
+        print(*entry);
+}
+
+void Logger::setFlag(ValidatorFlag flag, bool value) {
+    if (const auto found = flags_.find(flag); found != flags_.end())
+        found->second = value;
+    else
+        complain("set", flag);
+}
+
+bool Logger::getFlag(ValidatorFlag flag) const {
+    if (const auto found = flags_.find(flag); found != flags_.end())
+        return found->second;
+    complain("get", flag);
+    return false;
+}
+
+void Logger::setColoured(bool coloured) {
+    isColoured = coloured;
+}
+
+std::size_t Logger::Hash::operator()(const Message &message) const {
+    return (std::hash<std::string>{}(message.text) * 2) ^ static_cast<std::size_t>(message.level);
+}
+
+} // namespace Validator

@@ -1,0 +1,66 @@
+#pragma once
+
+#include "kelp/core/kelp/validator/framework/message.h"
+#include "kelp/core/kelp/validator/framework/validator-flag.h"
+
+#include <initializer_list>
+#include <string_view>
+#include <unordered_map>
+#include <unordered_set>
+
+namespace Validator {
+
+/// The report of one validation stage: turns findings into lines on standard error, each distinct one once,
+/// keeps what the verdict needs, and holds the flags by which checkers leave facts for each other.
+class Logger {
+public:
+    Logger();
+
+    /// Reports a finding. The catalogue of the rule's type is the function
+    ///
+    ///     Message messageOf(Rule, const std::vector<std::string> &);
+    ///
+    /// beside the type. A message that cannot be composed is reported as one of level Info.
+    template<class Rule>
+    void log(Rule rule, std::initializer_list<std::string_view> strings = {}) {
+        const std::vector<std::string> copies(strings.begin(), strings.end());
+        report([&] { return messageOf(rule, copies); });
+    }
+
+    /// An unknown flag prints a line on standard error and changes nothing.
+    void setFlag(ValidatorFlag flag, bool value);
+    /// An unknown flag prints a line on standard error and is false.
+    bool getFlag(ValidatorFlag flag) const;
+
+    /// Whether an Error was reported since the last clearError().
+    bool errorSeen() const { return errorSeen_; }
+    /// Whether a Critical was reported.
+    bool criticalSeen() const { return criticalSeen_; }
+    void clearError() { errorSeen_ = false; }
+
+    /// Whether the reports of this process colour their prefixes; they do not at the start.
+    static void setColoured(bool coloured);
+
+private:
+    struct Hash {
+        std::size_t operator()(const Message &message) const;
+    };
+
+    template<class Compose>
+    void report(const Compose &compose) {
+        Message message{LogLevel::Info, "[validator] Error while construct message"};
+        try {
+            message = compose();
+        } catch (...) {
+        }
+        report(std::move(message));
+    }
+    void report(Message message);
+
+    std::unordered_set<Message, Hash> printed_;
+    std::unordered_map<ValidatorFlag, bool> flags_;
+    bool errorSeen_ = false;
+    bool criticalSeen_ = false;
+};
+
+} // namespace Validator

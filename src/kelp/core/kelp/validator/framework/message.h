@@ -1,0 +1,31 @@
+#pragma once
+
+#include "kelp/core/kelp/validator/framework/log-level.h"
+
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Validator {
+
+/// One finding as it is reported.
+struct Message {
+    LogLevel level;
+    std::string text;
+
+    bool operator==(const Message &) const = default;
+};
+
+/// One entry of a message catalogue. "{0}", "{1}" and "{2}" in the text stand for the strings of the finding.
+struct CatalogueEntry {
+    LogLevel level;
+    std::string_view text;
+};
+
+/// The message of one entry with the strings in their places. Throws std::out_of_range when the catalogue has
+/// no such entry, or its text needs a string that is not there.
+Message composeMessage(std::span<const CatalogueEntry> catalogue, std::size_t key,
+                       const std::vector<std::string> &strings);
+
+} // namespace Validator

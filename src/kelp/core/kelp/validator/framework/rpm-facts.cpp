@@ -1,0 +1,106 @@
+#include "kelp/core/common/error.h"
+#include "kelp/core/common/rpm/reader.h"
+#include "kelp/core/common/rpm/tags.h"
+#include "kelp/core/kelp/validator/framework/rpm-meta.h"
+
+#include <rpm/header.h>
+#include <rpm/rpmfi.h>
+#include <rpm/rpmtag.h>
+#include <rpm/rpmtd.h>
+
+#include <algorithm>
+
+namespace Validator {
+
+namespace {
+
+using Common::Rpm::Reader;
+namespace Tag = Common::Rpm::Tag;
+
+constexpr std::int32_t scriptTags[] = {
+    Tag::PreInstall,           Tag::PreUninstall,          Tag::PostInstall,
+    Tag::PostUninstall,        Tag::PreTransaction,        Tag::PostTransaction,
+    Tag::PreInstallProgram,    Tag::PreUninstallProgram,   Tag::PostInstallProgram,
+    Tag::PostUninstallProgram, Tag::PreTransactionProgram, Tag::PostTransactionProgram,
+};
+
+/// What rpm itself, the loader and file dependencies have in common.
+constexpr std::string_view foreignMarks[] = {"rpmlib", "rtld", "/"};
+
+bool hasScripts(const Reader &reader) {
+    return std::ranges::any_of(scriptTags,
+                               [&](std::int32_t tag) { return headerIsEntry(reader.header(), tag) != 0; });
+}
+
+std::string textOf(const char *text) {
+    return text != nullptr ? text : "";
+}
+
+std::vector<FileInfo> filesOf(const Reader &reader) {
+    const std::unique_ptr<rpmfi_s, decltype(&rpmfiFree)> iterator(
+        rpmfiNew(nullptr, reader.header(), RPMTAG_BASENAMES, 0), rpmfiFree);
+    // librpm refuses a list that contradicts itself; to judge such a package as one without files would let
+    // all of them pass.
+    if (!iterator)
+        throw Common::Error(Common::ErrorCode::BadPackageFileFormat, "Couldn't read rpm package");
+    std::vector<FileInfo> files;
+    while (rpmfiNext(iterator.get()) >= 0)
+        files.push_back({rpmfiFMode(iterator.get()), textOf(rpmfiFN(iterator.get())),
+                         textOf(rpmfiFLink(iterator.get())), textOf(rpmfiFUser(iterator.get())),
+                         textOf(rpmfiFGroup(iterator.get()))});
+    return files;
+}
+
+bool isForeign(std::string_view dependency) {
+    return std::ranges::any_of(
+        foreignMarks, [&](std::string_view mark) { return dependency.find(mark) != std::string_view::npos; });
+}
+
+/// The soname of "libz.so.1()(64bit)"; "libz.so.1(ZLIB_1.2)(64bit)" keeps its tag.
+std::string shortened(std::string_view dependency) {
+    for (const std::string_view ending : {"(64bit)", "()", "(64bit)", "()"})
+        if (dependency.ends_with(ending))
+            dependency.remove_suffix(ending.size());
+    return std::string(dependency);
+}
+
+void freeTagData(rpmtd data) {
+    rpmtdFreeData(data);
+    rpmtdFree(data);
+}
+
+/// The names as they stand in the header: of a boolean dependency all of it, so that nothing of it can hide
+/// behind its first word.
+std::vector<std::string> requirementsOf(const Reader &reader) {
+    const std::unique_ptr<rpmtd_s, decltype(&freeTagData)> data(rpmtdNew(), freeTagData);
+    headerGet(reader.header(), Tag::RequireName, data.get(), HEADERGET_MINMEM);
+    std::vector<std::string> requirements;
+    while (const char *dependency = rpmtdNextString(data.get()))
+        if (!isForeign(dependency))
+            requirements.push_back(shortened(dependency));
+    return requirements;
+}
+
+RpmFacts factsOf(const Reader &reader) {
+    RpmFacts facts;
+    facts.name = reader.tagOr(Tag::Name, "");
+    facts.version = reader.tagOr(Tag::Version, "");
+    facts.release = reader.tagOr(Tag::Release, "");
+    facts.vendor = reader.tagOr(Tag::Vendor, "");
+    facts.architecture = reader.tagOr(Tag::Architecture, "");
+    facts.provides = reader.dependencies(Tag::ProvideName);
+    facts.obsoletes = reader.dependencies(Tag::ObsoleteName);
+    facts.conflicts = reader.dependencies(Tag::ConflictName);
+    facts.hasScripts = hasScripts(reader);
+    facts.files = filesOf(reader);
+    facts.requirements = requirementsOf(reader);
+    return facts;
+}
+
+} // namespace
+
+RpmMeta::RpmMeta(const std::filesystem::path &package) : RpmMeta(Reader(package)) {}
+
+RpmMeta::RpmMeta(const Reader &package) : RpmMeta(factsOf(package)) {}
+
+} // namespace Validator

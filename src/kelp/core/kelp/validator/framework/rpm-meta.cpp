@@ -1,0 +1,84 @@
+#include "kelp/core/kelp/validator/framework/rpm-meta.h"
+
+#include <algorithm>
+#include <unordered_set>
+#include <utility>
+
+namespace Validator {
+
+/// The views point into `fileNames`, which never changes.
+struct RpmMeta::Record {
+    explicit Record(RpmFacts given) : facts(std::move(given)) {
+        fileNames.reserve(facts.files.size());
+        std::ranges::transform(facts.files, std::back_inserter(fileNames), &FileInfo::path);
+        hashed.insert(fileNames.begin(), fileNames.end());
+        sorted.assign(fileNames.begin(), fileNames.end());
+        std::ranges::sort(sorted);
+    }
+
+    RpmFacts facts;
+    std::vector<std::string> fileNames;
+    std::unordered_set<std::string_view> hashed;
+    std::vector<std::string_view> sorted;
+};
+
+RpmMeta::RpmMeta(RpmFacts facts) : record_(std::make_shared<const Record>(std::move(facts))) {}
+
+const std::string &RpmMeta::name() const {
+    return record_->facts.name;
+}
+
+const std::string &RpmMeta::version() const {
+    return record_->facts.version;
+}
+
+const std::string &RpmMeta::release() const {
+    return record_->facts.release;
+}
+
+const std::string &RpmMeta::vendor() const {
+    return record_->facts.vendor;
+}
+
+const std::string &RpmMeta::architecture() const {
+    return record_->facts.architecture;
+}
+
+bool RpmMeta::hasScripts() const {
+    return record_->facts.hasScripts;
+}
+
+const std::vector<std::string> &RpmMeta::requirements() const {
+    return record_->facts.requirements;
+}
+
+const std::vector<std::string> &RpmMeta::provides() const {
+    return record_->facts.provides;
+}
+
+const std::vector<std::string> &RpmMeta::obsoletes() const {
+    return record_->facts.obsoletes;
+}
+
+const std::vector<std::string> &RpmMeta::conflicts() const {
+    return record_->facts.conflicts;
+}
+
+const std::vector<std::string> &RpmMeta::fileNames() const {
+    return record_->fileNames;
+}
+
+const std::vector<FileInfo> &RpmMeta::files() const {
+    return record_->facts.files;
+}
+
+bool RpmMeta::holds(std::string_view path) const {
+    return record_->hashed.contains(path);
+}
+
+bool RpmMeta::holdsBelow(std::string_view beginning) const {
+    const auto found = std::ranges::lower_bound(record_->sorted, beginning);
+    return found != record_->sorted.end() && found->starts_with(beginning);
+}
+
+} // namespace Validator

@@ -1,0 +1,68 @@
+#pragma once
+
+#include "kelp/core/kelp/validator/framework/file-info.h"
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Common::Rpm {
+class Reader;
+}
+
+namespace Validator {
+
+/// What a package's header says of it, as the validator needs to know it. A text that the header lacks is
+/// empty.
+struct RpmFacts {
+    std::string name;
+    std::string version;
+    std::string release;
+    std::string vendor;
+    std::string architecture;
+    bool hasScripts = false; ///< Whether there is any scriptlet, or a program for one.
+    std::vector<std::string> provides;
+    std::vector<std::string> obsoletes;
+    std::vector<std::string> conflicts;
+    std::vector<std::string>
+        requirements; ///< Without rpm's own, file and loader dependencies, and without "()(64bit)".
+    std::vector<FileInfo> files;
+};
+
+/// The facts of one package with look-ups over its file list that are built once. Immutable; copies share
+/// everything.
+class RpmMeta {
+public:
+    /// Reads the header of a package file. Raises as Common::Rpm::Reader does, and
+    /// ErrorCode::BadPackageFileFormat "Couldn't read rpm package" when the file list contradicts itself.
+    explicit RpmMeta(const std::filesystem::path &package);
+    /// The same of a package that is open already.
+    explicit RpmMeta(const Common::Rpm::Reader &package);
+    explicit RpmMeta(RpmFacts facts);
+
+    const std::string &name() const;
+    const std::string &version() const;
+    const std::string &release() const;
+    const std::string &vendor() const;
+    const std::string &architecture() const;
+    bool hasScripts() const;
+    const std::vector<std::string> &requirements() const;
+    const std::vector<std::string> &provides() const;
+    const std::vector<std::string> &obsoletes() const;
+    const std::vector<std::string> &conflicts() const;
+    const std::vector<std::string> &fileNames() const; ///< Every path of the file list, directories too.
+    const std::vector<FileInfo> &files() const;
+
+    /// Whether the file list holds exactly this path. Takes the same time whatever the size of the list.
+    bool holds(std::string_view path) const;
+    /// Whether a path of the file list begins with this text. Takes logarithmic time.
+    bool holdsBelow(std::string_view beginning) const;
+
+private:
+    struct Record;
+    std::shared_ptr<const Record> record_;
+};
+
+} // namespace Validator

@@ -1,0 +1,38 @@
+#include "kelp/core/kelp/validator/header/link-rules.h"
+
+#include "kelp/core/kelp/validator/header/meta-stage.h"
+
+namespace Validator {
+
+namespace {
+
+constexpr std::string_view upward = "../";
+
+/// The path up to, not including, its last slash; all of it when it has none.
+std::string_view parentOf(std::string_view path) {
+    return path.substr(0, path.rfind('/'));
+}
+
+/// The path in the package to which a link at `path` leads. Takes the leading "../" off a relative target.
+std::string resolve(std::string_view path, std::string_view &target) {
+    std::string_view directory = parentOf(path);
+    if (target.starts_with('/'))
+        return std::string(target);
+    for (; target.starts_with(upward); target.remove_prefix(upward.size()))
+        directory = parentOf(directory);
+    std::string resolved(directory);
+    return resolved.append(1, '/').append(target);
+}
+
+} // namespace
+
+void checkLink(const MetaStage &stage, const FileInfo &link) {
+    stage.logger.log(PathRule::SymbolicLink, {link.path});
+    std::string_view target = link.linkTarget;
+    const std::string resolved =
+        target.empty() ? std::string(parentOf(link.path)) : resolve(link.path, target);
+    if (!stage.meta.holds(resolved))
+        stage.logger.log(PathRule::ForbiddenLinkTarget, {link.path, target});
+}
+
+} // namespace Validator

@@ -1,0 +1,224 @@
+#include "kelp/core/kelp/validator/program/elf-reader.h"
+
+#include "kelp/core/kelp/validator/framework/mapped-file.h"
+
+#include <gelf.h>
+#include <libelf.h>
+
+#include <algorithm>
+#include <cstring>
+#include <optional>
+#include <utility>
+
+namespace Validator {
+
+namespace {
+
+using namespace std::string_view_literals;
+
+constexpr auto kRodata = ".rodata\0"sv;
+
+unsigned char identAt(std::string_view bytes, std::size_t index) {
+    return static_cast<unsigned char>(bytes[index]);
+}
+
+ElfClass classOf(std::string_view bytes) {
+    switch (identAt(bytes, EI_CLASS)) {
+    case ELFCLASS32:
+        return ElfClass::Bits32;
+    case ELFCLASS64:
+        return ElfClass::Bits64;
+    default:
+        return ElfClass::Unknown;
+    }
+}
+
+ElfEncoding encodingOf(std::string_view bytes) {
+    switch (identAt(bytes, EI_DATA)) {
+    case ELFDATA2LSB:
+        return ElfEncoding::LittleEndian;
+    case ELFDATA2MSB:
+        return ElfEncoding::BigEndian;
+    default:
+        return ElfEncoding::Unknown;
+    }
+}
+
+bool isElf(std::string_view bytes) {
+    if (bytes.size() < EI_NIDENT || !bytes.starts_with(ELFMAG) || identAt(bytes, EI_VERSION) != EV_CURRENT)
+        return false;
+    switch (classOf(bytes)) {
+    case ElfClass::Bits32:
+        return bytes.size() >= sizeof(Elf32_Ehdr);
+    case ElfClass::Bits64:
+        return bytes.size() >= sizeof(Elf64_Ehdr);
+    default:
+        return false;
+    }
+}
+
+/// The bytes of a section, or nothing when the file does not hold them all.
+std::optional<std::string_view> contentOf(std::string_view file, const GElf_Shdr &header) {
+    if (header.sh_type == SHT_NOBITS || header.sh_offset > file.size() ||
+        header.sh_size > file.size() - header.sh_offset)
+        return std::nullopt;
+    return file.substr(header.sh_offset, header.sh_size);
+}
+
+std::optional<std::string_view> contentOf(std::string_view file, Elf *elf, std::size_t index) {
+    GElf_Shdr header;
+    if (gelf_getshdr(elf_getscn(elf, index), &header) == nullptr)
+        return std::nullopt;
+    return contentOf(file, header);
+}
+
+/// The strings of one string table, as long as the walk has text left to read.
+class Names {
+public:
+    Names(std::string_view table, std::size_t &allowance) : table_(table), allowance_(allowance) {}
+
+    std::string_view at(std::uint64_t offset) const {
+        if (offset >= table_.size())
+            return {};
+        const std::string_view rest = table_.substr(offset, allowance_);
+        const std::size_t end = rest.find('\0');
+        allowance_ -= end == std::string_view::npos ? rest.size() : end + 1;
+        return end == std::string_view::npos ? std::string_view() : rest.substr(0, end);
+    }
+
+private:
+    std::string_view table_;
+    std::size_t &allowance_;
+};
+
+/// The sections of one kind of entry.
+struct EntryKind {
+    std::initializer_list<GElf_Word> sectionTypes;
+    std::size_t size; ///< Of an entry in this file's class, in bytes.
+};
+
+/// Calls `visit(entry bytes, names of the section)` for each entry until it answers true.
+template<class Visit>
+void walk(std::string_view file, Elf *elf, const EntryKind &kind, const Visit &visit) {
+    std::size_t entryAllowance = file.size();
+    std::size_t textAllowance = file.size();
+    for (Elf_Scn *section = nullptr; (section = elf_nextscn(elf, section)) != nullptr;) {
+        GElf_Shdr header;
+        if (gelf_getshdr(section, &header) == nullptr ||
+            std::ranges::find(kind.sectionTypes, header.sh_type) == kind.sectionTypes.end())
+            continue;
+        const auto content = contentOf(file, header);
+        if (!content || header.sh_entsize < kind.size || content->size() > entryAllowance)
+            continue;
+        entryAllowance -= content->size();
+        const Names names(contentOf(file, elf, header.sh_link).value_or(""sv), textAllowance);
+        for (std::string_view rest = *content; rest.size() >= header.sh_entsize;
+             rest.remove_prefix(header.sh_entsize)) {
+            if (visit(rest, names))
+                return;
+        }
+    }
+}
+
+/// The first entry of `raw` in the machine's byte order. `raw` may lie at any address.
+template<class Entry>
+Entry translated(Elf *elf, std::string_view raw, Elf_Type type) {
+    Entry entry;
+    std::memcpy(&entry, raw.data(), sizeof entry);
+    Elf_Data data{};
+    data.d_buf = &entry;
+    data.d_size = sizeof entry;
+    data.d_type = type;
+    data.d_version = EV_CURRENT;
+    const unsigned encoding = static_cast<unsigned char>(elf_getident(elf, nullptr)[EI_DATA]);
+    gelf_xlatetom(elf, &data, &data, encoding);
+    return entry;
+}
+
+bool hasText(std::uint64_t tag) {
+    return tag == DT_NEEDED || tag == DT_SONAME || tag == DT_RPATH || tag == DT_RUNPATH;
+}
+
+template<class Symbol>
+void walkSymbols(std::string_view file, Elf *elf, const std::function<bool(const ElfSymbol &)> &visit) {
+    walk(file, elf, {{SHT_SYMTAB, SHT_DYNSYM}, sizeof(Symbol)},
+         [&](std::string_view raw, const Names &names) {
+             return visit({names.at(translated<Symbol>(elf, raw, ELF_T_SYM).st_name)});
+         });
+}
+
+template<class Dynamic>
+void walkDynamic(std::string_view file, Elf *elf,
+                 const std::function<bool(const ElfDynamicSection &)> &visit) {
+    walk(file, elf, {{SHT_DYNAMIC}, sizeof(Dynamic)}, [&](std::string_view raw, const Names &names) {
+        const auto entry = translated<Dynamic>(elf, raw, ELF_T_DYN);
+        const auto tag = static_cast<std::uint64_t>(entry.d_tag);
+        return visit({tag, hasText(tag) ? names.at(entry.d_un.d_val) : std::string_view()});
+    });
+}
+
+} // namespace
+
+void ElfReader::Release::operator()(Elf *elf) const {
+    elf_end(elf);
+}
+
+std::shared_ptr<IElfReader> ElfReader::create(const std::filesystem::path &path) {
+    auto file = MappedFile::open(path);
+    if (!file || !isElf(file->bytes()))
+        return nullptr;
+    elf_version(EV_CURRENT);
+    // The image is only read: libelf's type just lacks the word. A file that libelf refuses, as one of
+    // unknown byte order, is a file without sections.
+    char *image = const_cast<char *>(file->bytes().data());
+    Handle elf(elf_memory(image, file->bytes().size()));
+    if (elf && elf_kind(elf.get()) != ELF_K_ELF)
+        elf.reset();
+    return std::shared_ptr<IElfReader>(new ElfReader(std::move(file), std::move(elf)));
+}
+
+ElfReader::ElfReader(std::shared_ptr<const MappedFile> file, Handle elf) :
+    file_(std::move(file)),
+    elf_(std::move(elf)),
+    class_(classOf(file_->bytes())),
+    encoding_(encodingOf(file_->bytes())) {
+    forEachDynamicEntry([this](const ElfDynamicSection &entry) {
+        if (entry.tag == DT_RPATH)
+            rpath_ = entry.value;
+        return !rpath_.empty();
+    });
+}
+
+bool ElfReader::isValid() const {
+    return class_ != ElfClass::Unknown && encoding_ == ElfEncoding::LittleEndian;
+}
+
+void ElfReader::forEachSymbol(const std::function<bool(const ElfSymbol &)> &visit) const {
+    if (class_ == ElfClass::Bits32)
+        walkSymbols<Elf32_Sym>(file_->bytes(), elf_.get(), visit);
+    else
+        walkSymbols<Elf64_Sym>(file_->bytes(), elf_.get(), visit);
+}
+
+void ElfReader::forEachDynamicEntry(const std::function<bool(const ElfDynamicSection &)> &visit) const {
+    if (class_ == ElfClass::Bits32)
+        walkDynamic<Elf32_Dyn>(file_->bytes(), elf_.get(), visit);
+    else
+        walkDynamic<Elf64_Dyn>(file_->bytes(), elf_.get(), visit);
+}
+
+std::string_view ElfReader::rodata() const {
+    std::size_t namesIndex = 0;
+    if (elf_getshdrstrndx(elf_.get(), &namesIndex) != 0)
+        return {};
+    const std::string_view names = contentOf(file_->bytes(), elf_.get(), namesIndex).value_or(""sv);
+    for (Elf_Scn *section = nullptr; (section = elf_nextscn(elf_.get(), section)) != nullptr;) {
+        GElf_Shdr header;
+        if (gelf_getshdr(section, &header) != nullptr && header.sh_name < names.size() &&
+            names.substr(header.sh_name).starts_with(kRodata))
+            return contentOf(file_->bytes(), header).value_or(""sv);
+    }
+    return {};
+}
+
+} // namespace Validator

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "kelp/core/kelp/validator/program/i-elf-reader.h"
+
+#include <filesystem>
+#include <memory>
+
+struct Elf;
+
+namespace Validator {
+
+class MappedFile;
+
+/// Reads ELF files (elf(5)) of either word size and byte order, whatever the machine's own are.
+///
+/// Nothing in the file is trusted, and reading never fails once the object exists. Section headers that do
+/// not lie within the file make a file without sections; a section whose bytes do not all lie within the
+/// file, or whose entries are too small to be what the section's type says, is skipped; a name that is not
+/// terminated within its string table is empty.
+///
+/// The sections of a sound file do not overlap. So one walk over symbols or dynamic entries reads no more
+/// bytes of entries, and of names, than the file has: a section beyond that is skipped, a name beyond that is
+/// empty. A file that points a thousand sections at the same megabytes costs no more than an honest one.
+class ElfReader final : public IElfReader {
+public:
+    /// The reader of the file at `path`. Empty when it cannot be opened, is no regular file, is no ELF file
+    /// of 32 or 64 bits and version 1, or ends within the ELF header.
+    static std::shared_ptr<IElfReader> create(const std::filesystem::path &path);
+
+    bool isValid() const override;
+    ElfEncoding encoding() const override { return encoding_; }
+    const std::string &rpath() const override { return rpath_; }
+    void forEachSymbol(const std::function<bool(const ElfSymbol &)> &visit) const override;
+    void forEachDynamicEntry(const std::function<bool(const ElfDynamicSection &)> &visit) const override;
+    std::string_view rodata() const override;
+
+private:
+    struct Release {
+        void operator()(Elf *elf) const;
+    };
+    using Handle = std::unique_ptr<Elf, Release>;
+
+    ElfReader(std::shared_ptr<const MappedFile> file, Handle elf);
+
+    std::shared_ptr<const MappedFile> file_;
+    Handle elf_; ///< Of the mapped bytes, so it goes before them.
+    ElfClass class_ = ElfClass::Unknown;
+    ElfEncoding encoding_ = ElfEncoding::Unknown;
+    std::string rpath_;
+};
+
+} // namespace Validator

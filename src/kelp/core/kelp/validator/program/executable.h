@@ -1,0 +1,42 @@
+#pragma once
+
+#include "kelp/core/kelp/validator/framework/i-validator.h"
+#include "kelp/core/kelp/validator/framework/validator-base.h"
+
+namespace Validator {
+
+class IElfReader;
+
+/// Checks the programs and libraries of a package: whether the main binary is there and where it belongs,
+/// what it links, where it looks for libraries, whether it exports what the launcher's booster calls, and
+/// which QML modules are imported by QML that was compiled in.
+///
+/// A file that is no ELF file is a finding, never an exception. The time for a file grows with its size and
+/// not with the package's.
+class Executable final : public ValidatorBase<IValidator> {
+public:
+    Executable(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config, std::shared_ptr<Logger> logger);
+
+    void validate(const std::string &path, const std::string &realPath) override;
+
+    /// True for the main binary, and for every regular file that its owner may execute, scripts too.
+    bool canValidate(const std::string &path, const std::string &realPath) override;
+
+    void finish() override;
+
+private:
+    bool isMainBinary() const;
+    void checkLibraries() const;
+    void checkRpath() const;
+    void checkElfTabs() const;
+    bool isElfExecutable() const;
+    void checkLocation() const;
+    void scanEmbeddedImports() const;
+    void finishMainBinary() const;
+    void finishSymbols() const;
+    void finishRpath() const;
+
+    std::shared_ptr<IElfReader> reader_; ///< Of the file in hand.
+};
+
+} // namespace Validator

@@ -1,0 +1,113 @@
+#include "kelp/core/kelp/validator/program/path.h"
+
+#include "kelp/core/kelp/validator/configuration/pattern-set.h"
+#include "kelp/core/kelp/validator/framework/content-rule.h"
+#include "kelp/core/kelp/validator/framework/mapped-file.h"
+#include "kelp/core/kelp/validator/framework/text-pieces.h"
+#include "kelp/core/kelp/validator/program/elf-reader.h"
+#include "kelp/core/kelp/validator/program/executable-rule.h"
+
+#include <algorithm>
+
+namespace Validator {
+
+namespace {
+
+constexpr std::string_view hardcodedPath = "/home/defaultuser";
+
+/// A file whose location is judged.
+struct Place {
+    const std::string &path;
+    const std::string &realPath;
+    const std::string &name; ///< Of the package.
+    const Config &config;
+    bool isAllowed; ///< Whether the profile lists the path.
+};
+
+bool isValidElfOrDirectory(const std::string &realPath) {
+    std::error_code error;
+    if (std::filesystem::is_directory(realPath, error))
+        return true;
+    const auto reader = ElfReader::create(realPath);
+    return reader && reader->isValid();
+}
+
+void pass(const Place &, Logger &) {}
+void refuse(const Place &place, Logger &logger) {
+    logger.log(ContentRule::ForbiddenLocation, {place.path});
+}
+void refuseBinDirectory(const Place &, Logger &logger) {
+    logger.log(ContentRule::OwnsBinDirectory);
+}
+void refuseDebugFile(const Place &, Logger &logger) {
+    logger.log(ContentRule::DebugFiles);
+}
+void requireElf(const Place &place, Logger &logger) {
+    if (!isValidElfOrDirectory(place.realPath))
+        logger.log(ExecutableRule::NoExecutableInLibexec, {place.path});
+}
+
+struct LocationRule {
+    bool (*applies)(const Place &);
+    void (*judge)(const Place &, Logger &);
+};
+
+/// The first rule that applies judges. Where no slash stands behind the package's name, longer names pass
+/// too.
+constexpr LocationRule locationRules[] = {
+    {[](const Place &p) {
+         return beginsWith(p.path, {"/usr/share/", p.name});
+     },
+     pass},
+    {[](const Place &p) { return p.path.starts_with("/usr/share/icons/hicolor/"); }, pass},
+    {[](const Place &p) { return p.path == p.config.binDir() + p.name; }, pass},
+    {[](const Place &p) {
+         return beginsWith(p.path, {"/usr/share/applications/", p.name, ".desktop"});
+     },
+     pass},
+    {[](const Place &p) {
+         return beginsWith(p.path, {"/etc/integrityd/config.d/", p.name, ".json"});
+     },
+     pass},
+    {[](const Place &p) {
+         return p.isAllowed && beginsWith(p.path, {"/usr/lib/3rdparty/", p.name, "/"});
+     },
+     pass},
+    {[](const Place &p) { return p.path == p.config.libexecDir() + p.name; }, pass},
+    {[](const Place &p) { return p.path.starts_with("/usr/share/common/"); }, pass},
+    {[](const Place &p) { return p.path == "/usr/bin" || p.path == "/usr/bin/"; }, refuseBinDirectory},
+    {[](const Place &p) { return p.path.starts_with("/usr/lib/debug"); }, refuseDebugFile},
+    {[](const Place &p) { return p.path.starts_with("/usr/src/debug"); }, refuseDebugFile},
+    {[](const Place &p) {
+         return beginsWith(p.path, {p.config.libexecDir(), p.name, "/"});
+     },
+     requireElf},
+    {[](const Place &p) { return p.isAllowed; }, pass},
+    {[](const Place &) { return true; }, refuse},
+};
+
+} // namespace
+
+Path::Path(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config, std::shared_ptr<Logger> logger) :
+    ValidatorBase(std::move(meta), std::move(config), std::move(logger)) {}
+
+void Path::validate(const std::string &path, const std::string &realPath) {
+    remember(path, realPath);
+    checkLocation();
+    checkContent();
+}
+
+void Path::checkLocation() const {
+    const Place place{path_, realPath_, meta_->name(), *config_, config_->allowedPaths().contains(path_)};
+    const auto rule =
+        std::ranges::find_if(locationRules, [&](const LocationRule &r) { return r.applies(place); });
+    rule->judge(place, *logger_);
+}
+
+void Path::checkContent() const {
+    const auto file = MappedFile::open(realPath_);
+    if (file && file->bytes().find(hardcodedPath) != std::string_view::npos)
+        logger_->log(ContentRule::HardcodedPath, {path_});
+}
+
+} // namespace Validator

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "kelp/core/kelp/validator/framework/i-validator.h"
+#include "kelp/core/kelp/validator/framework/validator-base.h"
+
+namespace Validator {
+
+/// Checks for every file of a package that it lies where the package may install, and that it does not hold
+/// the path of the default user's home, which is another one on other devices.
+class Path final : public ValidatorBase<IValidator> {
+public:
+    Path(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config, std::shared_ptr<Logger> logger);
+
+    /// A file that cannot be opened has no content to object to.
+    void validate(const std::string &path, const std::string &realPath) override;
+    bool canValidate(const std::string &, const std::string &) override { return true; }
+    void finish() override {}
+
+private:
+    void checkLocation() const;
+    void checkContent() const;
+};
+
+} // namespace Validator

@@ -1,0 +1,50 @@
+#include "kelp/core/kelp/validator/program/rpath-rule.h"
+
+#include "kelp/core/kelp/validator/framework/ascii.h"
+
+#include <algorithm>
+#include <array>
+
+namespace Validator {
+
+namespace {
+
+using Places = std::array<std::string, 6>;
+
+Places placesOf(const std::string &package) {
+    return {"$ORIGIN/../share/" + package + "/lib",
+            "/usr/share/" + package + "/lib",
+            "/usr/share/" + package + "/libs",
+            "/usr/lib/3rdparty/" + package,
+            "/usr/lib",
+            "/usr/lib64"};
+}
+
+std::string_view trimmed(std::string_view text) {
+    takeLeading(text, isSpace);
+    while (!text.empty() && isSpace(text.back()))
+        text.remove_suffix(1);
+    return text;
+}
+
+bool isAllowed(std::string_view directory, const Places &places) {
+    return std::ranges::any_of(places, [&](const std::string &place) {
+        return directory.starts_with(place) &&
+               (directory.size() == place.size() || directory[place.size()] == '/');
+    });
+}
+
+} // namespace
+
+bool isAllowedRpath(std::string_view rpath, const std::string &package) {
+    const Places places = placesOf(package);
+    while (!rpath.empty()) {
+        const std::string_view directory = trimmed(takeLeading(rpath, [](char c) { return c != ':'; }));
+        rpath.remove_prefix(rpath.empty() ? 0 : 1);
+        if (!directory.empty() && !isAllowed(directory, places))
+            return false;
+    }
+    return true;
+}
+
+} // namespace Validator

@@ -1,0 +1,34 @@
+#include "kelp/core/kelp/validator/program/shipped-library.h"
+
+#include "kelp/core/kelp/validator/framework/rpm-meta.h"
+
+#include <algorithm>
+#include <span>
+
+namespace Validator {
+
+namespace {
+
+constexpr std::string_view kThirdPartyDirectory = "/usr/lib/3rdparty/";
+constexpr std::string_view shareFolders[] = {"lib/", "libs/", "lib/qmlplugins/", "libs/qmlplugins/"};
+constexpr std::string_view thirdPartyFolders[] = {"", "lib/", "qmlplugins/", "lib/qmlplugins/"};
+
+bool isIn(const std::string &area, std::span<const std::string_view> folders, std::string_view library,
+          const RpmMeta &package) {
+    return std::ranges::any_of(folders, [&](std::string_view folder) {
+        std::string path = area;
+        path += folder;
+        path += library;
+        return package.holds(path);
+    });
+}
+
+} // namespace
+
+bool isShippedLibrary(std::string_view library, const RpmMeta &package, const std::string &shareDirectory) {
+    const std::string own = package.name() + '/';
+    return isIn(shareDirectory + own, shareFolders, library, package) ||
+           isIn(std::string(kThirdPartyDirectory) + own, thirdPartyFolders, library, package);
+}
+
+} // namespace Validator

@@ -1,0 +1,132 @@
+#include "kelp/core/kelp/validator/qml/qml-imports.h"
+
+#include "kelp/core/kelp/validator/configuration/pattern-set.h"
+#include "kelp/core/kelp/validator/framework/mapped-file.h"
+#include "kelp/core/kelp/validator/qml/qml-scanner.h"
+
+#include <algorithm>
+
+namespace Validator {
+
+namespace {
+
+constexpr std::string_view kVitrineImport = "Halyard.Vitrine 1.0";
+
+/// What is remembered of judged imports takes a few megabytes at most.
+constexpr std::size_t kMostRemembered = 10'000;
+constexpr std::size_t kLongestRemembered = 256;
+
+bool isQuoted(std::string_view import) {
+    return import.size() > 1 && import.front() == '"' && import.back() == '"';
+}
+
+std::string_view targetOf(std::string_view quoted) {
+    return quoted.substr(1, quoted.size() - 2);
+}
+
+std::string textOf(const QmlImport &import) {
+    std::string text(import.module);
+    if (!import.version.empty())
+        (text += ' ') += import.version;
+    return text;
+}
+
+} // namespace
+
+QmlImports::QmlImports(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config,
+                       std::shared_ptr<Logger> logger) :
+    ValidatorBase(std::move(meta), std::move(config), std::move(logger)) {}
+
+bool QmlImports::canValidate(const std::string &path, const std::string &) {
+    return path.ends_with(".qml");
+}
+
+void QmlImports::validate(const std::string &path, const std::string &realPath) {
+    remember(path, realPath);
+    extractImports();
+    reportAbsolute();
+    dropShipped();
+    reportListed();
+    forgetReported();
+}
+
+void QmlImports::extractImports() {
+    if (const auto file = MappedFile::open(realPath_))
+        scanQmlImports(file->bytes(), [this](const QmlImport &import) { take(textOf(import)); });
+}
+
+void QmlImports::take(std::string import) {
+    if (import == kVitrineImport)
+        logger_->setFlag(ValidatorFlag::ImportsVitrine, true);
+    if (const Objections &objections = objectionsTo(import); objections.any())
+        imports_.emplace(std::move(import), objections);
+}
+
+const QmlImports::Objections &QmlImports::objectionsTo(const std::string &import) {
+    if (const auto found = judged_.find(import); found != judged_.end())
+        return found->second;
+    latest_ = {isQuoted(import) && targetOf(import).starts_with('/'), listed(import)};
+    if (import.size() > kLongestRemembered)
+        return latest_;
+    if (judged_.size() >= kMostRemembered)
+        judged_.clear();
+    return judged_.emplace(import, latest_).first->second;
+}
+
+std::optional<QmlRule> QmlImports::listed(const std::string &import) const {
+    if (config_->allowedQmlImports().contains(import))
+        return std::nullopt;
+    if (config_->unstableQmlImports().contains(import) || config_->deprecatedQmlImports().contains(import))
+        return QmlRule::UnstableImport;
+    if (config_->reservedQmlImports().contains(import))
+        return QmlRule::ReservedImport;
+    return std::nullopt;
+}
+
+void QmlImports::reportAbsolute() const {
+    for (const auto &[import, objections] : imports_) {
+        if (objections.isAbsolute)
+            logger_->log(QmlRule::AbsoluteImport, {import});
+    }
+}
+
+/// Takes out the relative paths that lead from this file to a file of the package.
+void QmlImports::dropShipped() {
+    std::erase_if(imports_, [this](const auto &entry) {
+        const auto &[import, objections] = entry;
+        return isQuoted(import) && !objections.isAbsolute && isShipped(import);
+    });
+}
+
+bool QmlImports::isShipped(const std::string &import) const {
+    const auto directory = std::filesystem::path(path_).parent_path();
+    const std::string file = (directory / targetOf(import)).lexically_normal().string();
+    return file.starts_with(config_->shareDir() + meta_->name() + "/qml/") && meta_->holds(file);
+}
+
+void QmlImports::reportListed() const {
+    for (const auto &[import, objections] : imports_) {
+        if (objections.listed)
+            logger_->log(*objections.listed, {import});
+    }
+}
+
+/// A repeated line is not printed, so the files behind this one need but one import that fails them, and
+/// those that one of them may turn out to ship.
+void QmlImports::forgetReported() {
+    bool isKept = false;
+    std::erase_if(imports_, [&](const auto &entry) {
+        const auto &[import, objections] = entry;
+        const bool mayBeShipped = isQuoted(import) && !objections.isAbsolute;
+        const bool isNeeded = objections.fail() && (mayBeShipped || !isKept);
+        isKept = isKept || (isNeeded && !mayBeShipped);
+        return !isNeeded;
+    });
+}
+
+void QmlImports::finish() {
+    if (logger_->getFlag(ValidatorFlag::ImportsVitrine) && !logger_->getFlag(ValidatorFlag::VitrineApp))
+        logger_->log(QmlRule::VitrineTypeMissing);
+}
+
+} // namespace Validator

@@ -1,0 +1,56 @@
+#pragma once
+
+#include "kelp/core/kelp/validator/framework/i-validator.h"
+#include "kelp/core/kelp/validator/framework/validator-base.h"
+#include "kelp/core/kelp/validator/qml/qml-rule.h"
+
+#include <optional>
+#include <string_view>
+#include <unordered_map>
+#include <unordered_set>
+
+namespace Validator {
+
+/// Holds the imports at the top of a package's QML files against the profile's lists.
+///
+/// The imports of one file are judged again with every file behind it, so that an import that is an error
+/// fails all of them. Only imports to which there is any objection are kept for that, and of those that
+/// later files cannot settle only one; so a thousand files take a thousand times as long as one.
+class QmlImports final : public ValidatorBase<IValidator> {
+public:
+    QmlImports(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config, std::shared_ptr<Logger> logger);
+
+    /// A file that cannot be read has no imports.
+    void validate(const std::string &path, const std::string &realPath) override;
+
+    /// True for every path that ends in ".qml".
+    bool canValidate(const std::string &path, const std::string &realPath) override;
+
+    void finish() override;
+
+private:
+    /// What there is to object to an import, whichever file states it.
+    struct Objections {
+        bool isAbsolute = false;       ///< It is the quoted path of a place in the system.
+        std::optional<QmlRule> listed; ///< What the profile's lists have against it.
+
+        bool any() const { return isAbsolute || listed; }
+        bool fail() const { return isAbsolute || listed == QmlRule::ReservedImport; }
+    };
+
+    void extractImports();
+    void take(std::string import);
+    const Objections &objectionsTo(const std::string &import);
+    std::optional<QmlRule> listed(const std::string &import) const;
+    void reportAbsolute() const;
+    void dropShipped();
+    void reportListed() const;
+    void forgetReported();
+    bool isShipped(const std::string &import) const;
+
+    std::unordered_map<std::string, Objections> imports_; ///< Of this file and of those before.
+    std::unordered_map<std::string, Objections> judged_;  ///< Spares matching an import again.
+    Objections latest_;                                   ///< To an import that is too long to be remembered.
+};
+
+} // namespace Validator

@@ -1,0 +1,103 @@
+#include "kelp/core/kelp/validator/qml/qml-scanner.h"
+
+#include "kelp/core/kelp/validator/framework/ascii.h"
+
+#include <algorithm>
+
+namespace Validator {
+
+namespace {
+
+constexpr std::string_view kImport = "import";
+
+bool isSeparator(char c) {
+    return isSpace(c) || c == ';';
+}
+bool isModuleCharacter(char c) {
+    return isAlpha(c) || isDigit(c) || c == '.';
+}
+bool isVersionCharacter(char c) {
+    return isDigit(c) || c == '.';
+}
+
+/// Takes everything up to and including the end mark, or all when there is none.
+std::string_view takeThrough(std::string_view &text, char end, std::size_t from) {
+    const std::size_t at = text.find(end, from);
+    const std::string_view taken = text.substr(0, at == std::string_view::npos ? at : at + 1);
+    text.remove_prefix(taken.size());
+    return taken;
+}
+
+/// "import" and one character behind it that is no letter; the latter stays.
+bool takeKeyword(std::string_view &line) {
+    if (line.size() <= kImport.size() || !line.starts_with(kImport) || isAlpha(line[kImport.size()]))
+        return false;
+    line.remove_prefix(kImport.size());
+    return true;
+}
+
+std::string_view takeModule(std::string_view &line) {
+    if (!line.starts_with('"'))
+        return takeLeading(line, isModuleCharacter);
+    return line.size() == 1 ? std::string_view() : takeThrough(line, '"', 1);
+}
+
+void scanLine(std::string_view line, const std::function<void(const QmlImport &)> &visit) {
+    while (!line.empty()) {
+        takeLeading(line, isSeparator);
+        if (!takeKeyword(line))
+            return;
+        takeLeading(line, isSpace);
+        QmlImport import;
+        import.module = takeModule(line);
+        takeLeading(line, isSpace);
+        import.version = takeLeading(line, isVersionCharacter);
+        if (import.module.empty())
+            return;
+        visit(import);
+    }
+}
+
+/// Takes white space and the word behind it.
+std::string_view takeWord(std::string_view &text) {
+    takeLeading(text, isSpace);
+    return takeLeading(text, [](char c) { return !isSpace(c); });
+}
+
+} // namespace
+
+void scanQmlImports(std::string_view text, const std::function<void(const QmlImport &)> &visit) {
+    for (bool inHead = true; inHead && !text.empty();) {
+        const std::string_view line = takeThrough(text, '\n', 0);
+        inHead = line.find('{') == std::string_view::npos;
+        scanLine(line.substr(0, line.find('\n')), visit);
+    }
+}
+
+void scanEmbeddedImports(std::string_view data, const std::function<void(const QmlImport &)> &visit) {
+    // All occurrences within one word give the same statement, and the search goes on behind the word: a
+    // million "import" in a row would else have the words behind them read a million times.
+    std::size_t lineEnd = 0;
+    std::size_t wordEnd = 0;
+    for (std::size_t at = 0; (at = data.find(kImport, at)) != std::string_view::npos; at = wordEnd) {
+        if (at >= lineEnd)
+            lineEnd = data.find('\n', at);
+        if (lineEnd == std::string_view::npos)
+            return;
+        std::string_view statement = data.substr(at, lineEnd - at);
+        wordEnd = at + takeWord(statement).size();
+        QmlImport import;
+        import.module = takeWord(statement);
+        import.version = takeWord(statement);
+        if (isPlainVersion(import.version))
+            visit(import);
+    }
+}
+
+bool isPlainVersion(std::string_view word) {
+    const std::string_view major = takeLeading(word, isDigit);
+    return !major.empty() && word.size() > 1 && word.front() == '.' &&
+           std::ranges::all_of(word.substr(1), isDigit);
+}
+
+} // namespace Validator
