@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 
 namespace fs = std::filesystem;
@@ -35,6 +36,20 @@ public:
                 continue;
             check(written, path);
             content.remove_prefix(static_cast<std::size_t>(written));
+        }
+    }
+
+    std::string readAll(const fs::path &path) const {
+        std::string content;
+        std::array<char, 64 * 1024> buffer;
+        for (;;) {
+            const ssize_t got = ::read(fd_, buffer.data(), buffer.size());
+            if (got < 0 && errno == EINTR)
+                continue;
+            check(got, path);
+            if (got == 0)
+                return content;
+            content.append(buffer.data(), static_cast<std::size_t>(got));
         }
     }
 
@@ -97,6 +112,15 @@ void reserveSpace(const fs::path &path, std::uintmax_t size) {
         fs::remove(path, ignored);
         throw fs::filesystem_error("cannot allocate", path, std::error_code(error, std::system_category()));
     });
+}
+
+std::optional<std::string> readIfExists(const fs::path &path) {
+    return orRaise(ErrorCode::Filesystem, "Couldn't read file: " + path.string(),
+                   [&]() -> std::optional<std::string> {
+                       if (fs::symlink_status(path).type() == fs::file_type::not_found)
+                           return std::nullopt;
+                       return Descriptor(path, O_RDONLY).readAll(path);
+                   });
 }
 
 void flushFilesystem(const fs::path &path) {

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <optional>
+#include <string>
 #include <string_view>
 
 namespace Common {
@@ -25,6 +27,10 @@ void flushFile(const std::filesystem::path &path);
 /// Makes a file that holds `size` bytes of the filesystem's space, to be removed when they are needed. Raises
 /// "Couldn't reserve space: PATH", and then leaves no file.
 void reserveSpace(const std::filesystem::path &path, std::uintmax_t size);
+
+/// What a file holds; nothing when there is none. Raises "Couldn't read file: PATH" for one that is there and
+/// cannot be read.
+std::optional<std::string> readIfExists(const std::filesystem::path &path);
 
 /// Has everything on disk that was written to the filesystem on which `path` lies.
 void flushFilesystem(const std::filesystem::path &path);

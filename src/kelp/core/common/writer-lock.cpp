@@ -1,0 +1,84 @@
+#include "kelp/core/common/writer-lock.h"
+
+#include "kelp/core/common/durable-file.h"
+#include "kelp/core/common/error.h"
+#include "kelp/core/common/filesystem.h"
+#include "kelp/core/common/log-stream.h"
+#include "kelp/core/common/root-path.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace Common {
+
+namespace {
+
+Error lockError() {
+    return {ErrorCode::Filesystem, "Couldn't take the lock: " + WriterLock::path().string()};
+}
+
+int openLock() {
+    createDirectories(WriterLock::path().parent_path());
+    const int file = ::open(WriterLock::path().c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+    if (file < 0)
+        throw lockError();
+    // One made under another mask lets others lock us out.
+    if (::fchmod(file, 0600) != 0) {
+        ::close(file);
+        throw lockError();
+    }
+    return file;
+}
+
+bool tryLock(int file, int operation) {
+    int result;
+    do
+        result = ::flock(file, operation);
+    while (result != 0 && errno == EINTR);
+    if (result != 0 && errno != EWOULDBLOCK)
+        throw lockError();
+    return result == 0;
+}
+
+std::string holder() {
+    const std::string text = readIfExists(WriterLock::path()).value_or("");
+    return text.empty() ? "unknown" : text.substr(0, text.find('\n'));
+}
+
+/// For people alone: that it could not be written is no reason to stop.
+void writeHolder(int file) {
+    const std::string text = std::to_string(::getpid()) + " " + ::program_invocation_short_name + "\n";
+    if (::ftruncate(file, 0) == 0) [[maybe_unused]]
+        const ssize_t written = ::pwrite(file, text.data(), text.size(), 0);
+}
+
+} // namespace
+
+std::filesystem::path WriterLock::path() {
+    return rootPath() / "var/lib/kelp/lock";
+}
+
+WriterLock::WriterLock(Wait wait) : file_(openLock()) {
+    try {
+        if (!tryLock(file_, LOCK_EX | LOCK_NB)) {
+            if (wait == Wait::No)
+                throw Error(ErrorCode::Internal, "Another process changes the store: " + holder());
+            LogStream(LogLevel::Info) << "Waiting for another process that changes the store: " << holder();
+            tryLock(file_, LOCK_EX);
+        }
+    } catch (...) {
+        ::close(file_);
+        throw;
+    }
+    writeHolder(file_);
+}
+
+WriterLock::~WriterLock() {
+    ::close(file_);
+}
+
+} // namespace Common

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <filesystem>
+
+namespace Common {
+
+/// The one lock of whoever changes the store: the launcher, and the commands of people. An advisory lock on
+/// the file var/lib/kelp/lock below the root prefix, root's alone so that nobody else can hold things up; the
+/// file names the process that holds it. The kernel ends the lock with the process, however that ends.
+class WriterLock {
+public:
+    enum class Wait { No, Yes };
+
+    /// Takes the lock; makes the file's directory. With Wait::Yes it waits for another's end, and says on
+    /// whom; with Wait::No it raises ErrorCode::Internal "Another process changes the store: HOLDER". Raises
+    /// ErrorCode::Filesystem "Couldn't take the lock: PATH" when the file cannot be made.
+    explicit WriterLock(Wait wait);
+    WriterLock(const WriterLock &) = delete;
+    WriterLock &operator=(const WriterLock &) = delete;
+    ~WriterLock();
+
+    static std::filesystem::path path();
+
+private:
+    int file_;
+};
+
+} // namespace Common
