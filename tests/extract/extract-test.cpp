@@ -123,11 +123,26 @@ TEST_F(ExtractTest, RefusesHostilePackagesAndTouchesNothingOutside) {
 
 TEST_F(ExtractTest, RefusesIdsAndVersionsThatAreNoFileNames) {
     for (const auto &[id, version] :
-         {std::pair("../outside", "1"), {"..", "1"}, {"org.example.app", "../1"}}) {
+         {std::pair("../outside", "1"), {"..", "1"}, {"org.example.app", "../1"}, {"a\nb", "1"}}) {
         RpmWriter writer;
         writer.id = id;
         writer.version = version;
         EXPECT_THAT([&] { extract(writer); }, raises(ErrorCode::BadPackageContent, badContent)) << id;
+    }
+}
+
+TEST_F(ExtractTest, NamesOfTheDesktopFileThatLeadOutOrWriteLinesCountAsAbsent) {
+    const std::pair<const char *, bool> rows[] = {
+        {"OrganizationName=org.example\nApplicationName=app\n", true},
+        {"OrganizationName=../../x\nApplicationName=a\\n[certificate]\\nid=other\n", false},
+    };
+    for (const auto &[names, count] : rows) {
+        RpmWriter writer;
+        writer.files = {{"/usr/share/applications/", "org.example.app.desktop", 0100644,
+                         std::string("[Desktop Entry]\n[X-Application]\n") + names}};
+        const PackageStaging staged = extract(writer);
+        EXPECT_EQ(staged.orgName.has_value(), count) << names;
+        EXPECT_EQ(staged.appName.has_value(), count) << names;
     }
 }
 

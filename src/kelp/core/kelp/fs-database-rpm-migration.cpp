@@ -4,6 +4,7 @@
 #include "kelp/core/common/durable-file.h"
 #include "kelp/core/common/error.h"
 #include "kelp/core/common/extended-attributes.h"
+#include "kelp/core/common/file-name.h"
 #include "kelp/core/common/filesystem.h"
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/common/log-stream.h"
@@ -97,17 +98,13 @@ std::vector<RpmPackage::FileEntry> readFiles(const Reader &reader) {
     return files;
 }
 
-std::optional<std::string> unlessEmpty(std::string text) {
-    return text.empty() ? std::nullopt : std::optional(std::move(text));
-}
-
 RpmPackage describe(const Reader &reader, const Identity &identity, const Certificate &certificate) {
     std::optional<std::string> orgName;
     std::optional<std::string> appName;
     if (const auto manifest =
             AppManifest::ManifestEntry::fromFilename("/usr/share/applications/" + identity.id + ".desktop")) {
-        orgName = unlessEmpty(manifest->appOrgname());
-        appName = unlessEmpty(manifest->appName());
+        orgName = Common::asFileName(manifest->appOrgname());
+        appName = Common::asFileName(manifest->appName());
     }
     auto mappings = buildMappings(identity.id, certificate.keyId(), orgName, appName, Rooted::No);
     return RpmPackage(identity.id, identity.version, identity.architecture, {}, {}, std::move(orgName),

@@ -1,6 +1,7 @@
 // The part of RpmPackage that reads package files.
 
 #include "kelp/core/common/error.h"
+#include "kelp/core/common/file-name.h"
 #include "kelp/core/common/rpm/extract-file-iterator.h"
 #include "kelp/core/common/rpm/file-iterator.h"
 #include "kelp/core/common/rpm/tags.h"
@@ -16,7 +17,6 @@
 #include <sys/xattr.h>
 
 #include <algorithm>
-#include <climits>
 #include <string_view>
 
 namespace fs = std::filesystem;
@@ -35,14 +35,9 @@ namespace Tag = Common::Rpm::Tag;
 
 constexpr std::uint64_t desktopFileLimit = 32 * 1024 * 1024; ///< What the reader of desktop files takes.
 
-bool isFileName(const std::string &text) {
-    return !text.empty() && text != "." && text != ".." && text.size() <= NAME_MAX &&
-           text.find('/') == std::string::npos;
-}
-
 /// The store makes a directory of the text.
 std::string checked(std::string text) {
-    if (!isFileName(text))
+    if (!Common::isFileName(text))
         throw Error(ErrorCode::BadPackageContent, "package content validation failed");
     return text;
 }
@@ -76,10 +71,6 @@ std::optional<ManifestEntry> desktopFileOf(const ExtractFileIterator &package, c
         return true;
     });
     return manifest;
-}
-
-std::optional<std::string> directoryName(std::string text) {
-    return isFileName(text) ? std::optional(std::move(text)) : std::nullopt;
 }
 
 PackageSignatureInfo summaryOf(const std::vector<Cms> &signatures, PackageSignatures::Group group) {
@@ -121,8 +112,8 @@ RpmPackage RpmPackage::fromFile(const fs::path &path, std::vector<Cms> cmsSignat
     std::optional<ManifestEntry> manifest;
     if (std::ranges::find(files, desktopFile, &FileEntry::path) != files.end())
         manifest = desktopFileOf(reader, desktopFile);
-    auto orgName = manifest ? directoryName(manifest->appOrgname()) : std::nullopt;
-    auto appName = manifest ? directoryName(manifest->appName()) : std::nullopt;
+    auto orgName = manifest ? Common::asFileName(manifest->appOrgname()) : std::nullopt;
+    auto appName = manifest ? Common::asFileName(manifest->appName()) : std::nullopt;
 
     PackageSignatureInfo developer = summaryOf(cmsSignatures, PackageSignatures::Group::Developer);
     auto mappings = buildMappings(id, developer.keyId, orgName, appName, Rooted::No);
