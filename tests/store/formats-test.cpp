@@ -105,6 +105,8 @@ TEST(ResolveLink, KeepsLinksWithinTheVersion) {
         EXPECT_EQ(place, "/d/t/usr/share/link");
         EXPECT_EQ(resolved, expected) << target;
     }
+    EXPECT_EQ(resolveLink("/a", "/b", "/d", "v", translate).second,
+              std::filesystem::current_path() / "v/t/b");
     EXPECT_THROW(resolveLink("/a", "b", "/d", "/v", {}), std::bad_function_call);
 }
 

@@ -3,6 +3,8 @@
 #include "kelp/core/common/extended-attributes.h"
 #include "kelp/core/kelp/mappings/mapping-files.h"
 
+#include <sys/resource.h>
+
 #include <algorithm>
 #include <functional>
 
@@ -16,6 +18,22 @@ using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
 class FSDatabaseTest : public StoreFixture {};
+
+/// As long as it lives, no file can be opened: EMFILE.
+class NoMoreFiles {
+public:
+    NoMoreFiles() {
+        ::getrlimit(RLIMIT_NOFILE, &old_);
+        const rlimit none{0, old_.rlim_max};
+        ::setrlimit(RLIMIT_NOFILE, &none);
+    }
+    NoMoreFiles(const NoMoreFiles &) = delete;
+    NoMoreFiles &operator=(const NoMoreFiles &) = delete;
+    ~NoMoreFiles() { ::setrlimit(RLIMIT_NOFILE, &old_); }
+
+private:
+    rlimit old_{};
+};
 
 TEST_F(FSDatabaseTest, InstallationPublishesTheFilesAsLinks) {
     install("1-1", {{"bin/tool", "x"}, {"data/qml/Main.qml", "m"}, {"unmapped/file", "u"}});
@@ -264,6 +282,46 @@ TEST_F(FSDatabaseTest, APreparedVersionThatCannotBeReadIsDropped) {
     EXPECT_EQ(out.take(), "[W] Corrupted package next directory: \"" + stored("next").string() +
                               "\"\n[I] Cleaning all package versions except current: org.app\n");
     EXPECT_THAT(slots(), UnorderedElementsAre("1-1", "current -> 1-1"));
+}
+
+TEST_F(FSDatabaseTest, ADescriptorThatCannotBeReadCostsNothing) {
+    install("1-1", {{"bin/tool", "old"}});
+    for (const char *slot : {"current", "next"}) {
+        if (slot == std::string("next"))
+            prepare("2-1", {});
+        const auto before = slots();
+        {
+            const NoMoreFiles limit;
+            EXPECT_THAT([&] { database.packageInfo(id); },
+                        raises(ErrorCode::CorruptedInstalledPackage,
+                               "Couldn't read velura.pkg file of the org.app package"))
+                << slot;
+        }
+        EXPECT_EQ(slots(), before);
+    }
+    EXPECT_EQ(versionOfRecord(), "2-1");
+    EXPECT_EQ(readFile(at("usr/bin/tool")), "old");
+}
+
+TEST_F(FSDatabaseTest, LinksAreAbsoluteWhateverTheRootPrefixIs) {
+    const auto workingDirectory = fs::current_path();
+    fs::current_path(root.path());
+    for (const char *prefix : {"", "image"}) {
+        const ScopedEnvironment environment("KELP_ROOT_FS", prefix);
+        const Core::Configuration other;
+        const Core::KELP::DatabasePathResolver otherResolver(other);
+        Core::KELP::FSDatabase store(other, otherResolver);
+        const fs::path package = root.path() / prefix / "opt/app/org.app";
+        // Without a prefix the mappings lead to the machine's own /usr.
+        const Files files = *prefix ? Files{{"bin/tool", "x"}, {"3rdparty/lib", "x"}} : Files{};
+        store.install(stage("1-1", files), extras());
+        EXPECT_EQ(fs::read_symlink(package / "current"), package / "1-1");
+        EXPECT_TRUE(files.empty() ||
+                    Core::KELP::mappingTarget("image/usr/bin/tool") == package / "current/bin/tool");
+    }
+    EXPECT_EQ(readFile("image/opt/app/org.app/current/symlink.list"),
+              text("image/usr/bin/tool") + "\n" + text("image/usr/lib/3rdparty/org.app/lib") + "\n");
+    fs::current_path(workingDirectory);
 }
 
 TEST_F(FSDatabaseTest, ACorruptedPackageIsRemovedAndTheOthersAreListed) {

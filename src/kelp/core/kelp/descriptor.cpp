@@ -2,7 +2,6 @@
 
 #include "kelp/core/common/durable-file.h"
 #include "kelp/core/common/error.h"
-#include "kelp/core/common/path-tests.h"
 #include "kelp/core/kelp/package-staging.h"
 
 #include <boost/property_tree/ini_parser.hpp>
@@ -31,12 +30,13 @@ ptree descriptorTree(const PackageStaging &staging, const PackageInformation &ex
     return tree;
 }
 
-ptree parse(const std::filesystem::path &path) {
+ptree parse(const std::filesystem::path &path, const std::string &content) {
     try {
         ptree tree;
-        boost::property_tree::read_ini(path.string(), tree);
+        std::istringstream stream(content);
+        boost::property_tree::read_ini(stream, tree);
         return tree;
-    } catch (const std::exception &) {
+    } catch (const boost::property_tree::ini_parser_error &) {
         throw Error(ErrorCode::Internal, "Couldn't parse velura.pkg file: " + path.string());
     }
 }
@@ -66,9 +66,10 @@ void writeDescriptor(const std::filesystem::path &path, const PackageStaging &st
 }
 
 PackageInformation readDescriptor(const std::filesystem::path &path) {
-    if (!Common::exists(path))
+    const auto content = Common::readIfExists(path);
+    if (!content)
         throw Error(ErrorCode::Internal, "Couldn't find velura.pkg file: " + path.string());
-    PackageInformation information = flatten(parse(path));
+    PackageInformation information = flatten(parse(path, *content));
     for (const char *key : requiredDescriptorKeys)
         if (!information.contains(key))
             throw Error(ErrorCode::Internal,

@@ -23,7 +23,8 @@ void writeDescriptor(const std::filesystem::path &path, const PackageStaging &st
                      const PackageInformation &extras);
 
 /// Reads a descriptor. Keys without a value count as absent. Raises ErrorCode::Internal when there is no such
-/// file, when it does not parse and when one of requiredDescriptorKeys is absent.
+/// file, when it does not parse and when one of requiredDescriptorKeys is absent; ErrorCode::Filesystem when
+/// the system cannot read a file that is there.
 PackageInformation readDescriptor(const std::filesystem::path &path);
 
 } // namespace Core::KELP

@@ -1,6 +1,7 @@
 #include "kelp/core/kelp/fs-database.h"
 
 #include "kelp/core/common/durable-file.h"
+#include "kelp/core/common/error-category.h"
 #include "kelp/core/common/error.h"
 #include "kelp/core/common/filesystem.h"
 #include "kelp/core/common/i-configuration.h"
@@ -39,9 +40,20 @@ Error internalError(const char *words, const std::string &id) {
     return {ErrorCode::Internal, words + id + " package"};
 }
 
+Error unreadableDescriptor(const std::string &id) {
+    return {ErrorCode::CorruptedInstalledPackage, "Couldn't read velura.pkg file of the " + id + " package"};
+}
+
 std::optional<std::string> valueOf(const PackageInformation &information, const char *key) {
     const auto found = information.find(key);
     return found == information.end() ? std::nullopt : std::optional(found->second);
+}
+
+/// A disk that does not answer says nothing of the package: only a descriptor that is absent or malformed has
+/// it cleaned up.
+void requireCorrupted(const std::string &id, const Error &error) {
+    if (error.code() != Common::ErrorCategory::make(ErrorCode::Internal))
+        throw unreadableDescriptor(id);
 }
 
 void renameLink(const fs::path &from, const fs::path &to) {
@@ -120,7 +132,8 @@ void FSDatabase::putInPlace(const PackageStaging &staging, const PackageInformat
                                 pathResolver_->resourcesDirectory(staging.id, staging.version)})
         Common::removeAll(own);
     writeDescriptor(pathResolver_->descriptorFile(staging.id, staging.version), staging, extras);
-    Common::createSymlink(directory, pathResolver_->nextDirectory(staging.id));
+    // Absolute whatever the root prefix is: a relative text would count from the package's directory.
+    Common::createSymlink(fs::absolute(directory), pathResolver_->nextDirectory(staging.id));
 }
 
 void FSDatabase::completeUpdate(const std::string &id) {
@@ -233,8 +246,7 @@ PackageInformation FSDatabase::packageInfo(const std::string &id) {
         LogStream(LogLevel::Warning) << "couldn't remove corrupted installed package: " << id;
         LogStream(LogLevel::Warning) << error;
     }
-    throw Error(ErrorCode::CorruptedInstalledPackage,
-                "Couldn't read velura.pkg file of the " + id + " package");
+    throw unreadableDescriptor(id);
 }
 
 std::optional<PackageInformation> FSDatabase::nextInformation(const std::string &id) {
@@ -242,7 +254,8 @@ std::optional<PackageInformation> FSDatabase::nextInformation(const std::string 
         return std::nullopt;
     try {
         return readDescriptor(pathResolver_->descriptorFile(id, PackageSlot::Next));
-    } catch (const std::exception &) {
+    } catch (const Error &error) {
+        requireCorrupted(id, error);
         LogStream(LogLevel::Warning) << "Corrupted package next directory: "
                                      << pathResolver_->nextDirectory(id);
         LogStream(LogLevel::Info) << "Cleaning all package versions except current: " << id;
@@ -256,7 +269,8 @@ std::optional<PackageInformation> FSDatabase::currentInformation(const std::stri
         return std::nullopt;
     try {
         return readDescriptor(pathResolver_->descriptorFile(id, PackageSlot::Current));
-    } catch (const std::exception &error) {
+    } catch (const Error &error) {
+        requireCorrupted(id, error);
         LogStream(LogLevel::Error) << error;
         return std::nullopt;
     }
@@ -331,7 +345,7 @@ void FSDatabase::generateMappings(const std::string &id) {
     const auto mappings =
         buildMappings(id, information.at("certificate.id"), valueOf(information, "general.orgname"),
                       valueOf(information, "general.appname"), Rooted::Yes);
-    const fs::path current = pathResolver_->currentDirectory(id);
+    const fs::path current = fs::absolute(pathResolver_->currentDirectory(id));
     const MappingMode mode =
         publicationMode(current, mappings, valueOf(information, "certificate.subgroup").value_or(""));
     recordPublication(id, publish(current, mappings, mode));

@@ -36,9 +36,9 @@ public:
     virtual void remove(const std::string &id) = 0;
 
     /// What the descriptor says of the version of record: the prepared one, or else the current one. A
-    /// prepared version without a readable descriptor is dropped. Raises PackageNotExist for an id that is
-    /// not installed, and CorruptedInstalledPackage when there is no readable descriptor; the package is then
-    /// removed.
+    /// prepared version whose descriptor is absent or malformed is dropped. Raises PackageNotExist for an id
+    /// that is not installed, and CorruptedInstalledPackage when the descriptor is absent or malformed, which
+    /// removes the package, and when it cannot be read for another reason, which changes nothing.
     virtual PackageInformation packageInfo(const std::string &id) = 0;
 
     /// packageInfo() of every package, without those for which it fails, which are logged. In no defined

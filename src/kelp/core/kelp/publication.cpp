@@ -21,7 +21,7 @@ constexpr const char *copiedSubgroup = "mdm";
 void publishMapping(const fs::path &source, const Mapping &mapping, MappingMode mode, Publication &made) {
     if (!Common::exists(source))
         return;
-    const fs::path target = mapping.target();
+    const fs::path target = fs::absolute(mapping.target());
     if (mapping.ownsDirectory())
         made.directories.push_back(target.parent_path());
     for (const fs::path &entry : Common::listDirectory(source, Common::Listing::Recursive)) {

@@ -19,8 +19,9 @@ fs::path systemPathOf(const fs::path &target, const fs::path &link) {
 std::pair<fs::path, fs::path> resolveLink(const fs::path &path, const fs::path &target,
                                           const fs::path &destination, const fs::path &versionDirectory,
                                           const PathTranslation &translate) {
-    const fs::path resolved =
-        isPlainRelative(target) ? target : versionDirectory / translate(systemPathOf(target, path));
+    const fs::path resolved = isPlainRelative(target)
+                                  ? target
+                                  : fs::absolute(versionDirectory / translate(systemPathOf(target, path)));
     return {destination / translate(path), resolved};
 }
 
