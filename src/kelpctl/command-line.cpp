@@ -1,36 +1,51 @@
 #include "kelpctl/command-line.h"
 
+#include "kelpctl/terminal.h"
+#include "kelpctl/wrapped-text.h"
+
 #include <CLI/CLI.hpp>
+
+#include <unistd.h>
 
 namespace KelpCtl {
 
 namespace {
 
-void addValidate(CLI::App &app, ValidateOptions &options, std::string &profile) {
-    CLI::App *validate = app.add_subcommand("validate", "Judge packages as their installation would");
-    validate->add_option("--profile", profile, "The kind of package that the developer may make (regular)")
-        ->check(
-            CLI::IsMember({"regular", "extended", "mdm", "antivirus", "auth", "market", "systemapp", "pwa"}));
-    validate->add_option("--keep", options.keep, "Keep what was unpacked of each in DIR/ID-VERSION")
-        ->type_name("DIR");
-    validate->add_option("FILE.rpm", options.packages, "The package files")->required();
+class WrappingFormatter : public CLI::Formatter {
+public:
+    std::string make_help(const CLI::App *app, std::string name, CLI::AppFormatMode mode) const override {
+        return wrapped(CLI::Formatter::make_help(app, std::move(name), mode), terminalWidth(STDOUT_FILENO));
+    }
+};
+
+const std::map<std::string, ColourChoice> colourChoices{
+    {"auto", ColourChoice::Auto}, {"always", ColourChoice::Always}, {"never", ColourChoice::Never}};
+
+void addGlobalOptions(CLI::App &app, ColourChoice &colour) {
+    app.add_option("--color", colour, "When to colour: auto, always or never (auto)")
+        ->transform(CLI::CheckedTransformer(colourChoices))
+        ->option_text("WHEN");
+    app.set_version_flag("--version", "kelpctl " KELP_VERSION);
+    app.formatter(std::make_shared<WrappingFormatter>());
+    app.fallthrough();
 }
 
 } // namespace
 
-std::variant<ValidateOptions, ExitStatus> parseCommandLine(int argc, const char *const *argv) {
-    ValidateOptions options;
-    std::string profile = "regular";
+std::variant<Command, ExitStatus> parseCommandLine(int argc, const char *const *argv) {
     CLI::App app("Works with application packages", "kelpctl");
+    Command command;
+    ColourChoice colour = ColourChoice::Auto;
+    addGlobalOptions(app, colour); // The subcommands inherit how it is set up.
     app.require_subcommand(1);
-    addValidate(app, options, profile);
+    addValidate(app, command);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
         return app.exit(error) == 0 ? ExitStatus::Accepted : ExitStatus::Trouble;
     }
-    options.profile = Validator::profileFromName(profile);
-    return options;
+    setColour(colour);
+    return command;
 }
 
 } // namespace KelpCtl

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kelpctl/validate-packages.h"
+#include "kelpctl/command.h"
 
 #include <variant>
 
@@ -8,6 +8,6 @@ namespace KelpCtl {
 
 /// What the command line asks for, or the exit status when it asks only for help or is wrong; the text about
 /// it is on standard output or standard error by then.
-std::variant<ValidateOptions, ExitStatus> parseCommandLine(int argc, const char *const *argv);
+std::variant<Command, ExitStatus> parseCommandLine(int argc, const char *const *argv);
 
 } // namespace KelpCtl

@@ -1,20 +1,34 @@
 #include "kelpctl/command-line.h"
-
-#include "kelp/core/kelp/validator/framework/logger.h"
-
-#include <unistd.h>
+#include "kelpctl/shown-text.h"
 
 #include <iostream>
 
+using KelpCtl::ExitStatus;
+
+namespace {
+
+ExitStatus run(const KelpCtl::Command &command) {
+    // Standard output is for the results: what the core logs there goes to standard error.
+    std::ostream output(std::cout.rdbuf(std::cerr.rdbuf()));
+    ExitStatus status = ExitStatus::Trouble;
+    try {
+        status = command(output);
+        if (!output.flush()) {
+            std::cerr << "kelpctl: Couldn't write to standard output\n";
+            status = ExitStatus::Trouble;
+        }
+    } catch (const std::exception &error) {
+        std::cerr << "kelpctl: " << KelpCtl::shown(error.what()) << '\n';
+    }
+    std::cout.rdbuf(output.rdbuf());
+    return status;
+}
+
+} // namespace
+
 int main(int argc, char **argv) {
     const auto request = KelpCtl::parseCommandLine(argc, argv);
-    if (const auto *status = std::get_if<KelpCtl::ExitStatus>(&request))
+    if (const auto *status = std::get_if<ExitStatus>(&request))
         return static_cast<int>(*status);
-
-    Validator::Logger::setColoured(::isatty(STDERR_FILENO) != 0);
-    // Standard output is for the verdicts: what the core logs there goes to the report.
-    std::ostream verdicts(std::cout.rdbuf(std::cerr.rdbuf()));
-    const auto status = KelpCtl::validatePackages(std::get<KelpCtl::ValidateOptions>(request), verdicts);
-    std::cout.rdbuf(verdicts.rdbuf());
-    return static_cast<int>(status);
+    return static_cast<int>(run(std::get<KelpCtl::Command>(request)));
 }

@@ -1,5 +1,7 @@
 #include "kelpctl/validate-packages.h"
 
+#include "kelpctl/shown-text.h"
+
 #include "kelp/core/common/error-category.h"
 #include "kelp/core/common/error.h"
 #include "kelp/core/common/filesystem.h"
@@ -45,14 +47,6 @@ private:
     fs::path path_;
 };
 
-/// What a package says must not become lines of its own.
-std::string onOneLine(std::string text) {
-    for (char &character : text)
-        if (static_cast<unsigned char>(character) < ' ' || character == '\x7f')
-            character = '?';
-    return text;
-}
-
 void unpackAndJudge(const Core::KELP::RpmPackage &package, const ValidateOptions &options) {
     if (options.keep.empty()) {
         const TemporaryTree tree;
@@ -66,7 +60,7 @@ void unpackAndJudge(const Core::KELP::RpmPackage &package, const ValidateOptions
 
 void announce(const Core::KELP::RpmPackage &package, const std::string &file) {
     if (::isatty(STDERR_FILENO) && package.files().size() >= progressThreshold)
-        std::cerr << onOneLine(file) << ": validating " << package.files().size() << " files...\n";
+        std::cerr << shown(file) << ": validating " << package.files().size() << " files...\n";
 }
 
 /// Whether an error is about the machine and not about the package.
@@ -76,7 +70,7 @@ bool isTrouble(const Common::Error &error) {
 }
 
 ExitStatus reportTrouble(const std::string &file, const std::exception &error) {
-    std::cerr << "kelpctl: " << onOneLine(file) << ": " << onOneLine(error.what()) << std::endl;
+    std::cerr << "kelpctl: " << shown(file) << ": " << shown(error.what()) << std::endl;
     return ExitStatus::Trouble;
 }
 
@@ -85,12 +79,12 @@ ExitStatus validatePackage(const std::string &file, const ValidateOptions &optio
         const auto package = Core::KELP::RpmPackage::fromFile(file, {});
         announce(package, file);
         unpackAndJudge(package, options);
-        output << onOneLine(file) << ": accepted" << std::endl;
+        output << shown(file) << ": accepted" << std::endl;
         return ExitStatus::Accepted;
     } catch (const Common::Error &error) {
         if (isTrouble(error))
             return reportTrouble(file, error);
-        output << onOneLine(file) << ": refused: " << onOneLine(error.what()) << std::endl;
+        output << shown(file) << ": refused: " << shown(error.what()) << std::endl;
         return ExitStatus::Refused;
     } catch (const std::exception &error) {
         return reportTrouble(file, error);

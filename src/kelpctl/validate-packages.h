@@ -1,5 +1,7 @@
 #pragma once
 
+#include "kelpctl/exit-status.h"
+
 #include "kelp/core/kelp/validator/configuration/profile.h"
 
 #include <filesystem>
@@ -8,13 +10,6 @@
 #include <vector>
 
 namespace KelpCtl {
-
-/// The exit status of the program, the worst last.
-enum class ExitStatus {
-    Accepted = 0,
-    Refused = 1, ///< At least one package.
-    Trouble = 2, ///< Wrong usage, or a file that cannot be read.
-};
 
 struct ValidateOptions {
     Validator::Profile profile = Validator::Profile::Regular;

@@ -77,6 +77,18 @@ TEST_F(KelpCtlTest, TellsWrongUsageFromRefusal) {
     EXPECT_THAT(readFile(out_), EndsWith("package content validation failed\n")) << "the others are judged";
 }
 
+TEST_F(KelpCtlTest, ShowsNoTextAsALineOrASequenceOfItsOwn) {
+    const std::pair<const char *, const char *> rows[] = {
+        {"a\nb.rpm: accepted", "a\\x0ab.rpm: accepted"},
+        {"\033[32m\x7f\t\\x", "\\x1b[32m\\x7f\\x09\\\\x"},
+        {"\u00e9\u0085\u202e\u2028", "\u00e9\\u{0085}\\u{202e}\\u{2028}"},
+        {"\xff\xed\xa0\x80\xe2\x80", "\\xff\\xed\\xa0\\x80\\xe2\\x80"}};
+    for (const auto &[name, shown] : rows) {
+        EXPECT_EQ(run(std::string("validate '/") + name + "'"), 2);
+        EXPECT_EQ(readFile(report_), std::string("kelpctl: /") + shown + ": Couldn't open rpm package\n");
+    }
+}
+
 TEST_F(KelpCtlTest, AcceptsASoundPackageUnderTheProfilesOfItsKind) {
     const std::pair<const char *, int> rows[] = {{"regular", 0}, {"extended", 0},  {"auth", 0},
                                                  {"market", 0},  {"systemapp", 0}, {"antivirus", 0},

@@ -1,0 +1,61 @@
+#include "kelpctl/shown-text.h"
+
+#include <glib.h>
+
+#include <algorithm>
+#include <cstdio>
+
+namespace KelpCtl {
+
+namespace {
+
+struct Range {
+    gunichar first;
+    gunichar last;
+};
+
+/// What ends lines, controls terminals, or turns the direction of reading, beyond ASCII.
+constexpr Range hiddenRanges[] = {{0x80, 0x9f},     {0x61c, 0x61c},   {0x200e, 0x200f},
+                                  {0x2028, 0x202e}, {0x2066, 0x2069}, {0xfeff, 0xfeff}};
+
+bool isHidden(gunichar character) {
+    return std::ranges::any_of(hiddenRanges, [&](const Range &range) {
+        return character >= range.first && character <= range.last;
+    });
+}
+
+std::string escape(const char *format, unsigned value) {
+    char text[16];
+    std::snprintf(text, sizeof text, format, value);
+    return text;
+}
+
+/// One character of `size` bytes, or one byte that belongs to none.
+std::string shownCharacter(gunichar character, std::string_view bytes) {
+    const auto first = static_cast<unsigned char>(bytes.front());
+    if (first == '\\')
+        return "\\\\";
+    if (first < ' ' || first == 0x7f || (bytes.size() == 1 && first > 0x7f))
+        return escape("\\x%02x", first);
+    return isHidden(character) ? escape("\\u{%04x}", character) : std::string(bytes);
+}
+
+} // namespace
+
+std::string shown(std::string_view text) {
+    std::string result;
+    while (!text.empty()) {
+        // A NUL counts as the end for GLib.
+        const gunichar character =
+            text.front() == '\0' ? 0
+                                 : g_utf8_get_char_validated(text.data(), static_cast<gssize>(text.size()));
+        const bool isValid = character < 0x110000;
+        const auto size =
+            isValid ? static_cast<std::size_t>(g_unichar_to_utf8(character, nullptr)) : std::size_t(1);
+        result += shownCharacter(character, text.substr(0, size));
+        text.remove_prefix(size);
+    }
+    return result;
+}
+
+} // namespace KelpCtl
