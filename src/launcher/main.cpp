@@ -2,12 +2,14 @@
 
 #include "kelp/core/common/configuration.h"
 #include "kelp/core/common/root-path.h"
+#include "kelp/core/common/stop-signals.h"
 #include "launcher/migration-driver.h"
 #include "launcher/migrations.h"
 
 using namespace Launcher;
 
 int main() {
+    Common::deferStopSignals();
     Core::Configuration configuration;
     const std::vector<Migration> migrations = {
         {"rpm_to_kelp", Common::rootPath() / "var/lib/kelp/.migration_done", migrateRpmToStore},

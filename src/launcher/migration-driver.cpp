@@ -2,6 +2,7 @@
 
 #include "kelp/core/common/log-stream.h"
 #include "kelp/core/common/path-tests.h"
+#include "kelp/core/common/stop-signals.h"
 
 #include <fstream>
 
@@ -24,6 +25,10 @@ void stamp(const Migration &migration) {
 void run(const Migration &migration, Core::Configuration &configuration) {
     if (Common::exists(migration.stampPath)) {
         LogStream(LogLevel::Info) << "Migration '" << migration.name << "' already completed, skipping.";
+        return;
+    }
+    if (Common::stopRequested()) {
+        LogStream(LogLevel::Warning) << "Asked to stop before migration: " << migration.name;
         return;
     }
     try {

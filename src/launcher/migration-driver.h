@@ -9,7 +9,7 @@ namespace Launcher {
 /// Carries out those migrations that have left no stamp, in order, and stamps each that returns. One that
 /// throws a standard exception is logged and gets no stamp; the others run all the same. Any other exception
 /// passes. A stamp that cannot be written is no failure: the migration runs again at the next start. The
-/// stamps' directory is not made here.
+/// stamps' directory is not made here. Once a stop is requested (stop-signals.h), no further one is begun.
 void runMigrations(const std::vector<Migration> &migrations, Core::Configuration &configuration);
 
 } // namespace Launcher

@@ -1,8 +1,11 @@
 #include "kelp/core/common/log-stream.h"
 
 #include "support/captured-output.h"
+#include "support/scoped-environment.h"
 
 #include <gtest/gtest.h>
+
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <stdexcept>
@@ -29,6 +32,23 @@ TEST(LogStream, PrintsNothingForAnEmptyMessage) {
     LogStream{LogLevel::Error};
     LogStream(LogLevel::Info) << "";
     EXPECT_EQ(out.take(), "");
+}
+
+TEST(LogStream, TellsTheJournalTheLevelOfEachLine) {
+    CapturedOutput out;
+    struct stat output {};
+    ASSERT_EQ(::fstat(1, &output), 0);
+    const std::string device = std::to_string(output.st_dev) + ":";
+    {
+        const ScopedEnvironment journal("JOURNAL_STREAM", device + std::to_string(output.st_ino));
+        LogStream(LogLevel::Error) << "two\n<0>lines";
+        LogStream(LogLevel::Warning) << "w";
+        LogStream(LogLevel::Info) << "i";
+        EXPECT_EQ(out.take(), "<3>[E] two\n<3><0>lines\n<4>[W] w\n<6>[I] i\n");
+    }
+    const ScopedEnvironment other("JOURNAL_STREAM", device + "1");
+    LogStream(LogLevel::Error) << "redirected";
+    EXPECT_EQ(out.take(), "[E] redirected\n");
 }
 
 } // namespace

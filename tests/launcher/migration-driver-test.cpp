@@ -1,12 +1,14 @@
 #include "launcher/migration-driver.h"
 
 #include "kelp/core/common/configuration.h"
+#include "kelp/core/common/stop-signals.h"
 #include "support/captured-output.h"
 #include "support/temporary-directory.h"
 #include "support/text-file.h"
 
 #include <gmock/gmock.h>
 
+#include <csignal>
 #include <stdexcept>
 
 namespace {
@@ -81,6 +83,21 @@ TEST_F(MigrationDriverTest, AnEmptyCallbackFailsAsAnyOther) {
 
 TEST_F(MigrationDriverTest, StrangeExceptionsPass) {
     EXPECT_THROW(run({migration("a", [] { throw 1; })}), int);
+}
+
+TEST_F(MigrationDriverTest, BeginsNoFurtherOneOnceAskedToStop) {
+    Common::deferStopSignals();
+    run({migration("a", [] { std::raise(SIGTERM); }), migration("b")});
+    EXPECT_THAT(ran, ElementsAre("a"));
+    EXPECT_TRUE(fs::exists(stamp("a"))) << "was carried out to its end";
+    EXPECT_EQ(out.take(), "[W] Asked to stop before migration: b\n");
+
+    sigset_t pending;
+    ::sigemptyset(&pending);
+    ::sigaddset(&pending, SIGTERM);
+    const timespec now{};
+    EXPECT_EQ(::sigtimedwait(&pending, nullptr, &now), SIGTERM);
+    ::sigprocmask(SIG_UNBLOCK, &pending, nullptr);
 }
 
 } // namespace

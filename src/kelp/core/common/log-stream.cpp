@@ -1,10 +1,51 @@
 #include "kelp/core/common/log-stream.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
 #include <iostream>
+#include <string>
+#include <string_view>
 
 namespace Common {
 
 namespace {
+
+/// systemd names in this variable, as "DEVICE:INODE", the stream that it has connected with the journal.
+bool isOutputTheJournal() {
+    const char *stream = std::getenv("JOURNAL_STREAM");
+    struct stat output {};
+    return stream && ::fstat(STDOUT_FILENO, &output) == 0 &&
+           stream == std::to_string(output.st_dev) + ":" + std::to_string(output.st_ino);
+}
+
+/// What the journal takes for the priority of a line (sd-daemon(3)).
+std::string_view priority(LogLevel level) {
+    switch (level) {
+    case LogLevel::Error:
+        return "<3>";
+    case LogLevel::Warning:
+        return "<4>";
+    case LogLevel::Event:
+        return "<5>";
+    case LogLevel::Info:
+        break;
+    }
+    return "<6>";
+}
+
+/// Puts the priority in front of each line: without one of its own, a further line would be mere information,
+/// and a text from outside could choose one.
+std::string withPriority(LogLevel level, std::string_view message) {
+    std::string lines(priority(level));
+    for (const char character : message) {
+        lines += character;
+        if (character == '\n')
+            lines += priority(level);
+    }
+    return lines;
+}
 
 const char *prefix(LogLevel level) {
     switch (level) {
@@ -25,7 +66,8 @@ const char *prefix(LogLevel level) {
 LogStream::~LogStream() {
     if (stream_.tellp() <= 0)
         return;
-    std::cout << prefix(level_) << stream_.view() << '\n' << std::flush;
+    const std::string message = prefix(level_) + std::move(stream_).str();
+    std::cout << (isOutputTheJournal() ? withPriority(level_, message) : message) << '\n' << std::flush;
 }
 
 } // namespace Common

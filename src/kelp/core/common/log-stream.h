@@ -20,7 +20,8 @@ enum class LogLevel : std::int32_t {
 ///
 /// The destructor writes the level's prefix, the text and a line feed to standard output and flushes it. A
 /// message into which nothing was inserted prints nothing. A std::filesystem::path comes out in double
-/// quotes, an exception as its what().
+/// quotes, an exception as its what(). When systemd has connected standard output with the journal, each line
+/// gets the journal's mark of its level in front, "<3>" for an error.
 class LogStream {
 public:
     explicit LogStream(LogLevel level) : level_(level) {}

@@ -1,0 +1,31 @@
+#include "kelp/core/common/stop-signals.h"
+
+#include <csignal>
+
+#include <algorithm>
+#include <array>
+
+namespace Common {
+
+namespace {
+
+constexpr std::array stopSignals = {SIGTERM, SIGINT, SIGHUP};
+
+} // namespace
+
+void deferStopSignals() {
+    sigset_t deferred;
+    ::sigemptyset(&deferred);
+    for (const int signal : stopSignals)
+        ::sigaddset(&deferred, signal);
+    ::sigprocmask(SIG_BLOCK, &deferred, nullptr);
+}
+
+bool stopRequested() {
+    sigset_t pending;
+    ::sigemptyset(&pending);
+    ::sigpending(&pending);
+    return std::ranges::any_of(stopSignals, [&](int signal) { return ::sigismember(&pending, signal) == 1; });
+}
+
+} // namespace Common
