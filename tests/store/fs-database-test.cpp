@@ -4,6 +4,7 @@
 #include "kelp/core/kelp/mappings/mapping-files.h"
 
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <functional>
@@ -370,6 +371,20 @@ TEST_F(FSDatabaseTest, APackageDoesNotSpeakForTheStore) {
     database.remove(id);
     EXPECT_TRUE(fs::is_symlink(at("link"))) << "a line feed in a name does not make a second path";
     EXPECT_TRUE(fs::exists(at("etc")));
+}
+
+TEST_F(FSDatabaseTest, RemovalDoesNotWalkThroughALinkThatSomebodyPutInItsWay) {
+    install("1-1", {{"data/sub/x", "x"}, {"data/sub/empty/y", "y"}});
+    fs::create_directories(at("home"));
+    fs::rename(at("usr/share/org.app/sub"), at("home/elsewhere"));
+    fs::remove(at("home/elsewhere/empty/y"));
+    fs::create_directory_symlink(at("home/elsewhere"), at("usr/share/org.app/sub"));
+    const uid_t somebody = ::geteuid() == 0 ? 1234 : ::geteuid();
+    ASSERT_EQ(::lchown(at("usr/share/org.app/sub").c_str(), somebody, ::getegid()), 0);
+    database.remove(id);
+    EXPECT_TRUE(fs::is_symlink(at("home/elsewhere/x")));
+    EXPECT_TRUE(fs::exists(at("home/elsewhere/empty")));
+    EXPECT_TRUE(fs::is_symlink(at("usr/share/org.app/sub")));
 }
 
 } // namespace

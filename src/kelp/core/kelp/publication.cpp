@@ -1,5 +1,6 @@
 #include "kelp/core/kelp/publication.h"
 
+#include "kelp/core/common/directory.h"
 #include "kelp/core/common/filesystem.h"
 #include "kelp/core/common/log-stream.h"
 #include "kelp/core/common/path-tests.h"
@@ -13,6 +14,7 @@ namespace Core::KELP {
 
 namespace {
 
+using Common::Directory;
 using Common::LogLevel;
 using Common::LogStream;
 
@@ -47,6 +49,15 @@ void forEachLogged(const std::vector<fs::path> &paths, const Use &use) {
     }
 }
 
+/// Calls `use` with the directory that holds `path` and the name in it, if there is such a directory. It is
+/// not reached through a link that others can have put there since the publication: what such a link leads to
+/// is not ours to remove.
+template<class Use>
+void inParent(const fs::path &path, const Use &use) {
+    if (const auto parent = Directory::byLinksOfRoot(path.parent_path()))
+        use(*parent, path.filename().string());
+}
+
 } // namespace
 
 MappingMode publicationMode(const fs::path &tree, const std::vector<Mapping> &mappings,
@@ -73,20 +84,24 @@ Publication publish(const fs::path &tree, const std::vector<Mapping> &mappings, 
 
 void unpublish(const std::vector<fs::path> &links) {
     LogStream(LogLevel::Info) << "Cleaning up generated mappings";
-    forEachLogged(links, [](const fs::path &link) { Common::removeAll(link); });
+    forEachLogged(links, [](const fs::path &link) {
+        inParent(link, [](const Directory &parent, const std::string &name) { parent.removeFile(name); });
+    });
 }
 
 void removeMappings(const std::vector<fs::path> &links) {
     forEachLogged(links, [](const fs::path &link) {
-        if (isMapping(link))
-            Common::removeAll(link);
+        inParent(link, [](const Directory &parent, const std::string &name) {
+            if (isMapping(parent.reach(name)))
+                parent.removeFile(name);
+        });
     });
 }
 
 void removeEmptyDirectories(const std::vector<fs::path> &directories) {
     forEachLogged(directories, [](const fs::path &directory) {
-        if (Common::isDirectory(directory) && Common::isEmptyDirectory(directory))
-            Common::removeAll(directory);
+        inParent(directory,
+                 [](const Directory &parent, const std::string &name) { parent.removeIfEmpty(name); });
     });
 }
 

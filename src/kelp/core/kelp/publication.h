@@ -26,13 +26,16 @@ MappingMode publicationMode(const std::filesystem::path &tree, const std::vector
 Publication publish(const std::filesystem::path &tree, const std::vector<Mapping> &mappings,
                     MappingMode mode);
 
+// What takes back goes by Common::Directory::byLinksOfRoot: a file or a directory in whose way somebody has
+// put a link stays. Failures are logged.
+
 /// Takes back files that were just made, by their paths alone.
 void unpublish(const std::vector<std::filesystem::path> &links);
 
-/// Takes back those of the listed files that are still mappings. Failures are logged.
+/// Takes back those of the listed files that are still mappings.
 void removeMappings(const std::vector<std::filesystem::path> &links);
 
-/// Removes those of the listed directories that exist and are empty. Failures are logged.
+/// Removes those of the listed directories that exist and are empty.
 void removeEmptyDirectories(const std::vector<std::filesystem::path> &directories);
 
 } // namespace Core::KELP

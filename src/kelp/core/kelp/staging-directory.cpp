@@ -71,23 +71,6 @@ int openBeneath(int directory, const fs::path &path) {
 
 } // namespace
 
-FileDescriptor::FileDescriptor(FileDescriptor &&other) noexcept : file_(std::exchange(other.file_, -1)) {}
-
-FileDescriptor &FileDescriptor::operator=(FileDescriptor &&other) noexcept {
-    std::swap(file_, other.file_);
-    return *this;
-}
-
-FileDescriptor::~FileDescriptor() {
-    if (file_ >= 0)
-        ::close(file_);
-}
-
-void FileDescriptor::close() {
-    if (::close(std::exchange(file_, -1)) != 0)
-        throw Common::Error(Common::ErrorCode::Filesystem, "Couldn't write to staging directory");
-}
-
 StagingDirectory::StagingDirectory(fs::path path) : path_(std::move(path)) {
     Common::createDirectories(path_);
     directory_ = FileDescriptor(::open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));

@@ -1,27 +1,14 @@
 #pragma once
 
+#include "kelp/core/common/file-descriptor.h"
+
 #include <filesystem>
 #include <map>
 #include <string>
 
 namespace Core::KELP {
 
-/// An open file that closes with its owner.
-class FileDescriptor {
-public:
-    explicit FileDescriptor(int file = -1) : file_(file) {}
-    FileDescriptor(FileDescriptor &&other) noexcept;
-    FileDescriptor &operator=(FileDescriptor &&other) noexcept;
-    ~FileDescriptor();
-
-    int get() const { return file_; }
-
-    /// Raises ErrorCode::Filesystem when the system had still to write and could not.
-    void close();
-
-private:
-    int file_;
-};
+using Common::FileDescriptor;
 
 /// The directory into which a foreign package is unpacked. Whatever paths the package names, nothing outside
 /// the directory is made, changed or linked to: paths go down only, through directories and never through

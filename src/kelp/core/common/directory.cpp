@@ -1,0 +1,270 @@
+#include "kelp/core/common/directory.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <linux/openat2.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <list>
+#include <memory>
+
+namespace fs = std::filesystem;
+
+namespace Common {
+
+namespace {
+
+constexpr int directoryFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+constexpr int linksAtMost = 40;
+constexpr mode_t unfinishedMode = 0700;
+constexpr mode_t permissionBits = 07777;
+
+fs::filesystem_error failure(const char *what, const fs::path &path, int reason) {
+    return {what, path, std::error_code(reason, std::system_category())};
+}
+
+[[noreturn]] void refuse(const fs::path &path) {
+    throw failure("no way through a link", path, ELOOP);
+}
+
+struct stat statusOf(const FileDescriptor &file, const fs::path &path) {
+    struct stat status = {};
+    if (::fstat(file.get(), &status) != 0)
+        throw failure("cannot read status", path, errno);
+    return status;
+}
+
+bool isLink(int directory, const std::string &name) {
+    struct stat status = {};
+    return ::fstatat(directory, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(status.st_mode);
+}
+
+void requireDownward(const fs::path &path) {
+    if (path.is_absolute() || std::find(path.begin(), path.end(), "..") != path.end())
+        refuse(path);
+}
+
+int openBeneath(int directory, const fs::path &path) {
+    open_how how{};
+    how.flags = directoryFlags;
+    how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
+    return static_cast<int>(::syscall(SYS_openat2, directory, path.c_str(), &how, sizeof how));
+}
+
+/// Walks a path as the kernel does, but judges each link before it follows it.
+class WayByLinksOfRoot {
+public:
+    explicit WayByLinksOfRoot(const fs::path &path) : path_(path), rest_(path.begin(), path.end()) {}
+
+    /// Where the path ends; nothing is open when there is no such place.
+    FileDescriptor walk() {
+        enter(".");
+        while (!rest_.empty() && here_.get() >= 0) {
+            const fs::path name = rest_.front();
+            rest_.pop_front();
+            take(name);
+        }
+        return std::move(here_);
+    }
+
+private:
+    void take(const fs::path &name) {
+        if (name.is_absolute())
+            enter("/");
+        else if (name == ".." && !isOfRootAlone())
+            refuse(path_); // Somebody may have moved the directory to below another parent.
+        else if (!name.empty())
+            step(name);
+    }
+
+    void enter(const char *directory) {
+        here_ = FileDescriptor(::open(directory, O_PATH | O_DIRECTORY | O_CLOEXEC));
+        if (here_.get() < 0)
+            throw failure("cannot open directory", directory, errno);
+    }
+
+    void step(const fs::path &name) {
+        FileDescriptor next(::openat(here_.get(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+        if (next.get() < 0 && errno != ENOENT && errno != ENOTDIR)
+            throw failure("cannot open directory", path_, errno);
+        if (next.get() >= 0 && S_ISLNK(statusOf(next, path_).st_mode))
+            follow(next);
+        else
+            here_ = std::move(next);
+    }
+
+    void follow(const FileDescriptor &link) {
+        char text[PATH_MAX];
+        const ssize_t size = ::readlinkat(link.get(), "", text, sizeof text);
+        if (size < 0 || ++links_ > linksAtMost || statusOf(link, path_).st_uid != 0 || !isOfRootAlone())
+            refuse(path_);
+        const fs::path target(std::string(text, static_cast<std::size_t>(size)));
+        rest_.insert(rest_.begin(), target.begin(), target.end());
+    }
+
+    bool isOfRootAlone() const {
+        const struct stat status = statusOf(here_, path_);
+        return status.st_uid == 0 && (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+    }
+
+    const fs::path &path_;
+    std::list<fs::path> rest_;
+    FileDescriptor here_;
+    int links_ = 0;
+};
+
+/// For what is made in a directory: who could write there can write to it as well.
+void makeLike(const FileDescriptor &parent, const FileDescriptor &made, const fs::path &path) {
+    const struct stat status = statusOf(parent, path);
+    const bool isOurs = status.st_uid == ::geteuid() && status.st_gid == ::getegid();
+    if (!isOurs && ::geteuid() == 0 && ::fchown(made.get(), status.st_uid, status.st_gid) != 0)
+        throw failure("cannot give away directory", path, errno);
+    if (::fchmod(made.get(), status.st_mode & permissionBits) != 0)
+        throw failure("cannot set permissions", path, errno);
+}
+
+} // namespace
+
+Directory::Directory(const fs::path &path) : directory_(::open(path.c_str(), directoryFlags)), path_(path) {
+    if (directory_.get() < 0)
+        throw failure("cannot open directory", path, errno);
+}
+
+Directory::Directory(FileDescriptor directory, fs::path path) :
+    directory_(std::move(directory)), path_(std::move(path)) {}
+
+std::optional<Directory> Directory::byLinksOfRoot(const fs::path &path) {
+    const FileDescriptor place = WayByLinksOfRoot(path).walk();
+    FileDescriptor directory(place.get() < 0 ? -1 : ::openat(place.get(), ".", directoryFlags));
+    if (directory.get() >= 0)
+        return Directory(std::move(directory), path);
+    if (place.get() < 0 || errno == ENOENT || errno == ENOTDIR)
+        return std::nullopt;
+    throw failure("cannot open directory", path, errno);
+}
+
+bool Directory::isRefusal(const std::system_error &error) {
+    return error.code() == std::errc::too_many_symbolic_link_levels;
+}
+
+Directory Directory::again() const {
+    FileDescriptor same(::openat(directory_.get(), ".", directoryFlags));
+    if (same.get() < 0)
+        raise("cannot open directory", {});
+    return {std::move(same), path_};
+}
+
+std::optional<Directory> Directory::find(const fs::path &path) const {
+    requireDownward(path);
+    if (FileDescriptor found(openBeneath(directory_.get(), path)); found.get() >= 0)
+        return Directory(std::move(found), path_ / path);
+    // The kernel may not know the call; and a single step tells what is in the way.
+    Directory here = again();
+    for (const fs::path &name : path) {
+        FileDescriptor next = here.step(name);
+        if (next.get() < 0)
+            return std::nullopt;
+        here = Directory(std::move(next), here.path_ / name);
+    }
+    return here;
+}
+
+FileDescriptor Directory::step(const std::string &name) const {
+    const char *entry = name.empty() ? "." : name.c_str(); // What stands behind a last "/".
+    FileDescriptor next(::openat(directory_.get(), entry, directoryFlags | O_NOFOLLOW));
+    if (next.get() >= 0 || errno == ENOENT)
+        return next;
+    const int reason = errno;
+    if (isLink(directory_.get(), name))
+        refuse(path_ / name);
+    if (reason != ENOTDIR)
+        throw failure("cannot open directory", path_ / name, reason);
+    return next;
+}
+
+Directory Directory::make(const fs::path &path) const {
+    requireDownward(path);
+    Directory here = again();
+    for (const fs::path &name : path)
+        here = here.makeStep(name);
+    return here;
+}
+
+Directory Directory::makeStep(const std::string &name) const {
+    const char *entry = name.empty() ? "." : name.c_str();
+    const bool isMade = ::mkdirat(directory_.get(), entry, unfinishedMode) == 0;
+    if (!isMade && errno != EEXIST)
+        raise("cannot make directory", name);
+    Directory made(step(name), path_ / name);
+    if (made.directory_.get() < 0)
+        throw failure("cannot make directory", path_ / name, ENOTDIR);
+    // A start that was killed right here has left it empty and closed to its owner-to-be.
+    const struct stat status = statusOf(made.directory_, made.path_);
+    const bool isUnfinished = status.st_uid == ::geteuid() &&
+                              (status.st_mode & permissionBits) == unfinishedMode && made.names().empty();
+    if (isMade || isUnfinished)
+        makeLike(directory_, made.directory_, made.path_);
+    return made;
+}
+
+std::vector<std::string> Directory::names() const {
+    // What is read from a descriptor is read: another call needs another.
+    const std::unique_ptr<DIR, int (*)(DIR *)> stream(::fdopendir(again().directory_.release()), ::closedir);
+    if (!stream)
+        raise("cannot read directory", {});
+    std::vector<std::string> found;
+    for (errno = 0; const dirent *entry = ::readdir(stream.get());)
+        if (const std::string name = entry->d_name; name != "." && name != "..")
+            found.push_back(name);
+    if (errno != 0)
+        raise("cannot read directory", {});
+    return found;
+}
+
+fs::path Directory::reach(const std::string &name) const {
+    return "/proc/self/fd/" + std::to_string(directory_.get()) + "/" + name;
+}
+
+bool Directory::move(const std::string &name, const Directory &to, const std::string &newName) const {
+    const int from = directory_.get();
+    if (::renameat2(from, name.c_str(), to.directory_.get(), newName.c_str(), RENAME_NOREPLACE) == 0)
+        return true;
+    if (errno == EEXIST)
+        return false;
+    // Some filesystems cannot do it in one look.
+    const bool isUnknown = errno == EINVAL || errno == ENOSYS;
+    struct stat status = {};
+    if (isUnknown && ::fstatat(to.directory_.get(), newName.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0)
+        return false;
+    if (!isUnknown || ::renameat(from, name.c_str(), to.directory_.get(), newName.c_str()) != 0)
+        raise("cannot move", name);
+    return true;
+}
+
+bool Directory::removeFile(const std::string &name) const {
+    if (::unlinkat(directory_.get(), name.c_str(), 0) == 0)
+        return true;
+    if (errno != ENOENT)
+        raise("cannot remove", name);
+    return false;
+}
+
+bool Directory::removeIfEmpty(const std::string &name) const {
+    if (::unlinkat(directory_.get(), name.c_str(), AT_REMOVEDIR) == 0)
+        return true;
+    if (errno != ENOENT && errno != ENOTDIR && errno != ENOTEMPTY && errno != EEXIST)
+        raise("cannot remove", name);
+    return false;
+}
+
+void Directory::raise(const char *what, const fs::path &path) const {
+    throw failure(what, path_ / path, errno);
+}
+
+} // namespace Common

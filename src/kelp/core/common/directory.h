@@ -1,0 +1,71 @@
+#pragma once
+
+#include "kelp/core/common/file-descriptor.h"
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Common {
+
+/// A directory that is held open. Whoever acts as root where others can write must not act by paths: between
+/// a look and a deed anything on the way can be replaced by a link. What is done here by a name is done to
+/// the entry of that name in this very directory, wherever the directory itself may have been moved to.
+///
+/// Operations raise std::filesystem::filesystem_error with the system's reason and the path. A link that is
+/// not to be followed, and a path that would leave the directory, are refused with the reason ELOOP.
+class Directory {
+public:
+    /// Opens a directory whose path is trusted as it is: links on the way are followed.
+    explicit Directory(const std::filesystem::path &path);
+
+    /// Opens a directory that only root can have led us to: a link counts where root owns it and the
+    /// directory that holds it, and nobody else can write to that one; any other is refused. Nothing when
+    /// there is no such directory.
+    static std::optional<Directory> byLinksOfRoot(const std::filesystem::path &path);
+
+    /// Whether the error tells of a refusal, and not of something that the system could not do.
+    static bool isRefusal(const std::system_error &error);
+
+    /// The path by which the directory was found, for people to read.
+    const std::filesystem::path &path() const { return path_; }
+
+    /// Opens a directory below this one, by a relative path on which no link is followed. Nothing when there
+    /// is none, or something else of that name.
+    std::optional<Directory> find(const std::filesystem::path &path) const;
+
+    /// The same, making what is missing. A made directory belongs to the owner of the one that it is made in,
+    /// so that people can go on using what was made in their homes. Killed in between, it leaves directories
+    /// that are empty.
+    Directory make(const std::filesystem::path &path) const;
+
+    /// Everything in the directory.
+    std::vector<std::string> names() const;
+
+    /// A path that leads to an entry by the open directory, for reading it. Good for as long as this object.
+    std::filesystem::path reach(const std::string &name) const;
+
+    /// Renames an entry, a link itself where it is one, and never over anything: false when the new name is
+    /// taken there. One atomic step; raises across filesystems.
+    bool move(const std::string &name, const Directory &to, const std::string &newName) const;
+
+    /// Removes an entry that is no directory. False when there is none.
+    bool removeFile(const std::string &name) const;
+
+    /// Removes a directory with nothing in it. False when there is none, or anything else of that name.
+    bool removeIfEmpty(const std::string &name) const;
+
+private:
+    Directory(FileDescriptor directory, std::filesystem::path path);
+
+    [[noreturn]] void raise(const char *what, const std::filesystem::path &path) const;
+    Directory again() const;
+    FileDescriptor step(const std::string &name) const;
+    Directory makeStep(const std::string &name) const;
+
+    FileDescriptor directory_;
+    std::filesystem::path path_;
+};
+
+} // namespace Common

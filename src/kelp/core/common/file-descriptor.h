@@ -1,0 +1,28 @@
+#pragma once
+
+#include <utility>
+
+namespace Common {
+
+/// An open file that closes with its owner.
+class FileDescriptor {
+public:
+    explicit FileDescriptor(int file = -1) : file_(file) {}
+    FileDescriptor(FileDescriptor &&other) noexcept;
+    FileDescriptor &operator=(FileDescriptor &&other) noexcept;
+    ~FileDescriptor();
+
+    /// Negative when nothing is open.
+    int get() const { return file_; }
+
+    /// Gives the file up to the caller.
+    int release() { return std::exchange(file_, -1); }
+
+    /// Raises ErrorCode::Filesystem when the system had still to write and could not.
+    void close();
+
+private:
+    int file_;
+};
+
+} // namespace Common
