@@ -1,0 +1,173 @@
+"""The applications of the machine that is broken, and what is to become of them: the table below is both."""
+
+import os
+import pathlib
+import shutil
+import subprocess
+import tempfile
+
+from machine import run
+
+PROJECT = pathlib.Path(__file__).resolve().parents[2]
+KEY, OTHER_KEY, STORE = "5a0c1e77d2f04b6e9a3381c4f7be20d91c5d6a01", "9be2740f1d6c48a3b5e1f09c2a7d84361f3e5b02", "c11e47a6"
+ICONS = "/usr/share/icons/hicolor/86x86/apps"
+
+# The package's tree and where the system has it; {id} and {org} are the application's.
+RULES = {
+    "bin": "/usr/bin", "connman/plugin": "/usr/lib/connman/plugins-vpn", "3rdparty": "/usr/lib/3rdparty/{id}",
+    "data": "/usr/share/{id}", "manifest": "/usr/share/applications", "icons/hicolor/86x86/apps": ICONS,
+    "connman/config": "/etc/connman/vpn-plugin", "integrityd": "/etc/integrityd/config.d", "libexec": "/usr/libexec/{id}",
+    "vendor-common": "/usr/share/common/{org}",
+}
+
+
+class Link(str):
+    """The text of a symbolic link."""
+
+
+class Name(str):
+    """The package path of which this one is another name."""
+
+
+class Application:
+    """`files` has the content, the Link or the Name of each package path."""
+
+    def __init__(self, id, files, key=KEY, subgroup="regular", client=False, org="", stays=False, script=False):
+        self.id, self.key, self.subgroup, self.client, self.org = id, key, subgroup, client, org
+        self.stays, self.script = stays, script
+        self.files = {f"bin/{id}": "#!/bin/sh\necho " + id, **files}
+        if org:
+            self.files[f"manifest/{id}.desktop"] = "\n".join([
+                "[Desktop Entry]", "Type=Application", f"Name={id}", f"Exec=/usr/bin/{id}",
+                "[X-Application]", f"OrganizationName={org}", f"ApplicationName={id.split('.')[-1]}"])
+
+    def system_path(self, path, published=False):
+        """Where the package brings a path of its tree, or where the store publishes it."""
+        for source, target in RULES.items():
+            if path.startswith(source + "/"):
+                target = target.format(id=self.id, org=self.org)
+                if published and source == "vendor-common":
+                    target += "/" + self.key
+                return target + path[len(source):]
+        return "/" + path
+
+    def mode(self, path):
+        return 0o755 if path.startswith("bin/") else 0o644
+
+    def content(self, path):
+        """What reading the path gives; nothing for a directory."""
+        if path == CHANGED[0]:
+            return CHANGED[1]
+        entry = self.files.get(path)
+        if isinstance(entry, Name):
+            return self.content(entry)
+        return self.content(os.path.join(os.path.dirname(path), entry)) if isinstance(entry, Link) else entry
+
+
+# A configuration file of org.example.links that somebody has edited.
+CHANGED = ("data/colours.conf", "paper=yellow")
+SHARED_FILE = '{"files": ["/usr/share/common/org.example/words.txt"]}'
+APPLICATIONS = [
+    Application("org.example.links", client=True, org="org.example", files={
+        "data/first.txt": "Buy milk.", "data/second.txt": Name("data/first.txt"), "data/latest.txt": Link("first.txt"),
+        "data/qml/main.qml": "Page { }", "data/pages": Link("qml"), "data/colours.conf": "paper=white",
+        "icons/hicolor/86x86/apps/links.png": "icon", "integrityd/org.example.links.json": SHARED_FILE}),
+    Application("org.example.shared", client=True, org="org.example", files={
+        "vendor-common/words.txt": "note", "data/book.txt": "Call me Ishmael."}),
+    Application("com.example.devices", key=OTHER_KEY, subgroup="mdm", client=True, script=True, files={
+        "data/policy.json": "{}", "data/deep/er/file": "deep"}),
+    Application("com.example.vpn", key=OTHER_KEY, subgroup="extended", files={
+        "connman/plugin/example.so": "plugin", "connman/config/example.conf": "[example]"}),
+    Application("com.example.bundle", key=OTHER_KEY, files={"3rdparty/lib/libx.so": "library", "libexec/helper": "help"}),
+    # What rpm keeps: a part of the system, what nobody signed, what claims the system's icon, what leads out of itself.
+    Application("io.velura.dialer", stays=True, files={"icons/hicolor/86x86/apps/phone.png": "phone"}),
+    Application("net.example.unsigned", stays=True, files={}),
+    Application("com.example.clash", key=OTHER_KEY, stays=True, files={"icons/hicolor/86x86/apps/phone.png": "phone"}),
+    Application("com.example.outside", key=OTHER_KEY, stays=True, files={"data/zones": Link("../zoneinfo")}),
+]
+MOVED = [app for app in APPLICATIONS if not app.stays]
+
+# People's data: the place before the start and after it.
+DATA = {
+    f"/{place}": f"/{os.path.dirname(os.path.dirname(place))}/{KEY}/common/{os.path.basename(place)}"
+    for place in ["home/alice/.local/share/org.example/common/notes.db", "home/bob/.config/org.example/common/settings",
+                  "srv/shared/org.example/common/team.db"]}
+FOREIGN = ["/usr/share/org.example.links/mine.txt", "/usr/bin/somebodys", "/usr/share/common/com.other/file",
+           "/opt/somebodys/file"]
+
+
+def spec(app, source, files):
+    """The sub-package of one application, whose files lie in the directory `source`."""
+    listed = []
+    for path in app.files:
+        place = pathlib.Path(app.system_path(path))
+        (source / place.relative_to("/")).parent.mkdir(parents=True, exist_ok=True)
+        own = [str(parent) for parent in place.parents if app.id in parent.parts or (app.org or "-") in parent.parts]
+        listed += [f"%dir {parent}" for parent in own]
+        mode = "" if isinstance(app.files[path], Link) else f"%attr({app.mode(path):o},root,root) "
+        listed.append(("%config " if place.suffix == ".conf" else "") + mode + str(place))
+    for path, entry in app.files.items():
+        place = source / app.system_path(path).lstrip("/")
+        if isinstance(entry, Link):
+            os.path.lexists(place) or place.symlink_to(entry)
+        elif isinstance(entry, Name):
+            os.link(source / app.system_path(entry).lstrip("/"), place)
+        else:
+            place.write_text(entry)
+    files += [f"%package -n {app.id}", "Summary: An application", f"%description -n {app.id}",
+              *([f"%preun -n {app.id}", "true"] if app.script else []), f"%files -n {app.id}", *sorted(set(listed))]
+
+
+def build_packages(directory):
+    with tempfile.TemporaryDirectory() as workshop:
+        source, lines = pathlib.Path(workshop, "source"), [
+            "Name: faults", "Version: 1", "Release: 1", "Summary: Applications", "License: BSD-3-Clause",
+            "BuildArch: noarch", "AutoReqProv: no", "%description", "Applications.", "%install",
+            f"cp -a {workshop}/source/. %{{buildroot}}"]
+        for app in APPLICATIONS:
+            spec(app, source, lines)
+        pathlib.Path(workshop, "spec").write_text("\n".join(lines) + "\n")
+        verbs("build_rpm " + f"{workshop}/spec {directory}")
+
+
+def verbs(commands, **variables):
+    """Runs commands with the functions of scripts/image-verbs."""
+    run("bash", "-ec", f". {PROJECT}/scripts/image-verbs\n{commands}", env={**os.environ, **variables},
+        stdout=subprocess.DEVNULL)
+
+
+def furnish(machine, program, packages):
+    """Makes the machine of the old world on empty disks: all packages installed, and people's data."""
+    root = machine.root
+    for directory in ["dev", "etc/rpm", "usr/bin", "usr/lib64", "usr/share", "var/lib/kelp", "var/lib/rpm",
+                      "var/lib/trusted-sources", "var/tmp", "tmp"]:
+        (root / directory).mkdir(parents=True, exist_ok=True)
+    for name in ["bin", "lib", "lib64"]:
+        (root / name).symlink_to("usr/" + name)
+    run("cp", "-a", "/dev/null", "/dev/urandom", root / "dev")
+    run("cp", "--dereference", "/usr/bin/sh", "/usr/bin/rpm", root / "usr/bin")
+    for loader in pathlib.Path("/lib64").glob("ld-*"):
+        (root / "usr/lib64" / loader.name).symlink_to(os.path.realpath(loader))
+    shutil.copy(program, root / "program")
+    (root / "etc/rpm/macros").write_text("%_dbpath /var/lib/rpm\n")
+    (root / "etc/passwd").write_text("root:x:0:0::/:/bin/sh\n")
+    (root / "etc/group").write_text("root:x:0:\nusers:x:100:alice,bob\n")
+    shutil.copytree(packages, root / "tmp/rpms")
+    machine.start(["rpm", "--initdb"])
+    status, output = machine.start(["sh", "-c", "rpm --force-debian --nodeps --install /tmp/rpms/*"])
+    if status:
+        raise SystemExit(output)
+    shutil.rmtree(root / "tmp/rpms")
+    (root / "usr/share/org.example.links/colours.conf").write_text(CHANGED[1])
+    for place in [*DATA, *FOREIGN]:
+        file = root / place.lstrip("/")
+        file.parent.mkdir(parents=True, exist_ok=True)
+        file.write_text("content of " + place)
+    signatures = ["make_signature_database"]
+    for app in APPLICATIONS:
+        if app.id != "net.example.unsigned":
+            system = " system" if app.id == "io.velura.dialer" else ""
+            signatures.append(f"sign {app.id} developer {app.key} CN=Developer {app.subgroup}{system}")
+        if app.client:
+            signatures.append(f"sign {app.id} client {STORE} CN=Store")
+    verbs("\n".join(signatures), IMAGE=str(root))

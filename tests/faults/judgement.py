@@ -1,0 +1,130 @@
+"""What a machine holds, and what is wrong with it."""
+
+import hashlib
+import os
+import re
+import sqlite3
+import stat
+
+from applications import APPLICATIONS, DATA, FOREIGN, KEY, MOVED, STORE
+from machine import BOUND
+
+# What may differ between machines that are equally well: the contents of databases are compared as what they say.
+PASSED_OVER = {"/proc", "/dev", "/tmp", "/var/tmp", "/var/lib/rpm", "/var/lib/trusted-sources",
+               "/lost+found", "/usr/lost+found", "/var/lost+found", "/opt/lost+found", "/var/lib/kelp/registry.next",
+               *("/" + directory for directory in BOUND)}
+# Directories that may stay when they are empty.
+WORKSHOP = {"/opt/kelp", "/opt/kelp/tmp"}
+
+
+def contents(path):
+    text = open(path, "rb").read()
+    if path == "/var/lib/kelp/registry":
+        return sorted(re.sub(r"timestamp=\d+ ", "", line) for line in text.decode(errors="replace").splitlines())
+    if path.endswith(".list"):
+        return sorted(text.decode(errors="replace").splitlines())
+    return text.decode() if len(text) < 200 and text.isascii() else hashlib.sha256(text).hexdigest()
+
+
+def describe(path, status):
+    result = [stat.filemode(status.st_mode), status.st_uid]
+    if stat.S_ISLNK(status.st_mode):
+        result.append(os.readlink(path))
+    if stat.S_ISREG(status.st_mode):
+        result += [contents(path), *(f"{name}={os.getxattr(path, name)!r}" for name in sorted(os.listxattr(path)))]
+    return result
+
+
+def trusted_sources():
+    try:
+        database = sqlite3.connect("file:/var/lib/trusted-sources/db.sqlite3?mode=ro", uri=True)
+        return {f"{table}: {row}": [] for table in ["configuration", "sources", "packages"]
+                for row in database.execute(f"SELECT * FROM {table}")}
+    except sqlite3.Error as error:
+        return {"trusted sources": [str(error)]}
+
+
+def walk(directory="/"):
+    for entry in os.scandir(directory):
+        if entry.path not in PASSED_OVER:
+            if entry.path not in WORKSHOP:
+                yield entry.path, describe(entry.path, entry.stat(follow_symlinks=False))
+            if entry.is_dir(follow_symlinks=False):
+                yield from walk(entry.path)
+
+
+def holdings():
+    return {**dict(walk()), **trusted_sources()}
+
+
+def headers(machine):
+    """The applications that rpm has, each with what rpm objects to in its files."""
+    names = machine.start(["rpm", "-qa", "--queryformat", "%{NAME}\\n"])[1].split()
+    return {f"rpm: {name}": machine.start(["rpm", "-V", "--nodeps", name])[1].splitlines() for name in sorted(names)}
+
+
+def snapshot(machine):
+    return {**machine.inside(holdings), **headers(machine)}
+
+
+def differences(found, wanted):
+    """One line for each thing that a machine lacks, has too much or has in another way; of a tree its root alone."""
+    lost, left = wanted.keys() - found.keys(), found.keys() - wanted.keys()
+    return ([f"lost {name}" for name in wanted if name in lost and os.path.dirname(name) not in lost] +
+            [f"{name} is {found[name]} instead of {wanted[name]}" for name in wanted
+             if name in found and found[name] != wanted[name]] +
+            [f"left {name}" for name in found if name in left and os.path.dirname(name) not in left])
+
+
+def read(path):
+    return open(path).read() if os.path.isfile(path) else None
+
+
+def flaws_in_store(app):
+    """What is missing to the application `app` in the store, judged by the table of the applications alone."""
+    for path in app.files:
+        current = f"/opt/app/{app.id}/current/{path}"
+        for place in [current, app.system_path(path, published=True)]:
+            if not os.path.exists(place):
+                yield f"{place} is missing"
+            elif read(place) != app.content(path):
+                yield f"{place} holds {read(place)!r}"
+            elif read(place) is not None and stat.S_IMODE(os.stat(place).st_mode) != app.mode(path):
+                yield f"{place} has mode {os.stat(place).st_mode:o}"
+    published = sorted(app.system_path(path, published=True) for path in app.files)
+    if sorted((read(f"/opt/app/{app.id}/current/symlink.list") or "").split()) != published:
+        yield f"{app.id}: symlink.list is not the list of its files"
+
+
+def flaws_of_migration():
+    """What an undisturbed migration has not done, judged by the tables of applications.py alone."""
+    flaws = [flaw for app in MOVED for flaw in flaws_in_store(app)]
+    lines = [f"event=I package={app.id} keyid={app.key}" for app in MOVED]
+    if contents("/var/lib/kelp/registry") != sorted(lines):
+        flaws.append("the registry does not have a line for each application")
+    bindings = trusted_sources()
+    flaws += [f"{app.id} is not bound to its source" for app in MOVED
+              if f"packages: {(app.id, STORE if app.client else '.no.source.apps')}" not in bindings]
+    if "configuration: ('missing_source_allowed', 1)" not in bindings:
+        flaws.append("the policy does not allow a missing source")
+    flaws += [f"{new} does not hold the data of {old}" for old, new in [*DATA.items(), *zip(FOREIGN, FOREIGN)]
+              if read(new) != "content of " + old]
+    if f"/org.example/{KEY}/words.txt" not in (read("/opt/app/org.example.links/current/@resources/integrityd.json") or ""):
+        flaws.append("the integrity file does not name the moved data")
+    flaws += [f"{path} is left" for path, _ in walk()
+              if re.fullmatch(r"/var/lib/kelp/(?!registry$|.*\.lock$|\.migration_).*|.*\.rpmsave|/opt/kelp/tmp/[^.].*", path)]
+    flaws += [f"{stamp} is missing" for stamp in ["done", "skid_done", "integrityd_done"]
+              if not os.path.exists(f"/var/lib/kelp/.migration_{stamp}")]
+    return flaws
+
+
+def unsound(machine, before):
+    """The flaws of a machine that has met a failing disk: no application and nothing of anybody else may be lost."""
+    in_rpm, flaws = headers(machine), []
+    for app in APPLICATIONS:
+        objections = in_rpm.get(f"rpm: {app.id}", ["no header"])
+        missing = machine.inside(lambda: list(flaws_in_store(app))) if not app.stays else ["it belongs to rpm"]
+        if objections != before[f"rpm: {app.id}"] and missing:
+            flaws.append(f"{app.id} is whole neither in rpm ({objections[0]}) nor in the store ({missing[0]})")
+    return flaws + machine.inside(lambda: [f"lost {old}" for old, new in [*DATA.items(), *zip(FOREIGN, FOREIGN)]
+                                           if "content of " + old not in (read(old), read(new))])

@@ -1,0 +1,86 @@
+"""Machines to break: a root directory on disks of its own, each an ext4 file system in a file in memory."""
+
+import json
+import os
+import pathlib
+import subprocess
+import sysconfig
+import traceback
+
+# What each disk holds, in MiB. Outer disks come first.
+LAYOUTS = {
+    "one": {"": 64},
+    "many": {"": 16, "usr": 32, "var": 32, "opt": 32, "var/lib/rpm": 16},
+}
+ENVIRONMENT = {"HOME": "/", "PATH": "/usr/sbin:/usr/bin", "LC_ALL": "C.UTF-8"}
+# The machine's own libraries. A launcher that loses its way cannot write to them.
+BOUND = ["usr/lib/" + sysconfig.get_config_var("MULTIARCH"), "usr/lib/rpm"]
+
+
+def run(*command, **options):
+    return subprocess.run([str(word) for word in command], check=True, **options)
+
+
+class Machine:
+    """The disks `disks`/N.img, mounted at `root` while the object is used in a with statement."""
+
+    def __init__(self, layout, disks, root):
+        self.layout, self.disks, self.root = LAYOUTS[layout], pathlib.Path(disks), pathlib.Path(root)
+
+    def make(self):
+        self.disks.mkdir(parents=True)
+        for disk, size in zip(self._images(), self.layout.values()):
+            run("truncate", f"--size={size}M", disk)
+            # Names and numbers that do not differ from run to run keep the order of directories the same.
+            run("mkfs.ext4", "-q", "-N", 4096, "-U", "6b656c70-0000-4000-8000-000000000000", "-E",
+                "hash_seed=6b656c70-0000-4000-8000-000000000000,lazy_itable_init=0,lazy_journal_init=0,nodiscard", disk)
+        return self
+
+    def copy_disks(self, disks):
+        """Copies the disks as they are, with nothing flushed to them: the copies have what a power cut leaves."""
+        pathlib.Path(disks).mkdir(parents=True, exist_ok=True)
+        run("cp", "--sparse=always", *self._images(), disks)
+
+    def __enter__(self):
+        for image, place in zip(self._images(), self.layout):
+            os.makedirs(self.root / place, exist_ok=True)
+            run("mount", "-o", "loop", image, self.root / place)
+        for directory in BOUND:
+            os.makedirs(self.root / directory, exist_ok=True)
+            run("mount", "-o", "bind,ro", "/" + directory, self.root / directory)
+        os.makedirs(self.root / "proc", exist_ok=True)
+        run("mount", "-t", "proc", "proc", self.root / "proc")
+        return self
+
+    def __exit__(self, *_):
+        run("umount", "-R", self.root)
+
+    def start(self, command, around=()):
+        """Runs a command of the machine, below the command `around` of this one. Returns its status and what it wrote."""
+        result = subprocess.run([*around, "chroot", self.root, *command], env=ENVIRONMENT, stdin=subprocess.DEVNULL,
+                                stdout=subprocess.PIPE, stderr=subprocess.STDOUT, encoding="utf-8", errors="replace")
+        return result.returncode, result.stdout
+
+    def inside(self, function, *arguments):
+        """What `function` returns when it runs with the machine's root directory as its own."""
+        reading, writing = os.pipe()
+        child = os.fork()
+        if child == 0:
+            try:
+                os.chroot(self.root)
+                os.chdir("/")
+                with open(writing, "w") as pipe:
+                    json.dump(function(*arguments), pipe)
+                os._exit(0)
+            except BaseException:
+                traceback.print_exc()
+                os._exit(1)
+        os.close(writing)
+        with open(reading) as pipe:
+            text = pipe.read()
+        if os.waitpid(child, 0)[1]:
+            raise RuntimeError(f"{function.__name__} failed in the machine")
+        return json.loads(text)
+
+    def _images(self):
+        return [self.disks / f"{number}.img" for number in range(len(self.layout))]
