@@ -53,6 +53,10 @@ TEST(IntegrityResource, FollowsTheOrganisationsDirectory) {
     std::filesystem::create_directory(resource);
     EXPECT_THAT([&] { migrateIntegrityFile(whole); },
                 raises(ErrorCode::Filesystem, "Failed to open resource integrityd file"));
+    std::filesystem::remove(source);
+    std::filesystem::create_directory(source);
+    EXPECT_THAT([&] { migrateIntegrityFile(whole); },
+                raises(ErrorCode::Filesystem, "Failed to read resource integrityd file"));
 }
 
 } // namespace

@@ -28,9 +28,14 @@ protected:
     CapturedOutput out;
 };
 
-TEST_F(RegistryTest, AnAbsentFileIsEmpty) {
-    EXPECT_TRUE(Registry().foreachRecord([](const RegistryRecord &) { FAIL(); }));
-    EXPECT_FALSE(std::filesystem::exists(file()));
+TEST_F(RegistryTest, AnAbsentFileIsEmptyAndOnlyRootCanHoldTheLock) {
+    const std::string lock = file().string() + ".lock";
+    for (const bool isNew : {true, false}) {
+        EXPECT_TRUE(Registry().foreachRecord([](const RegistryRecord &) { FAIL(); }));
+        EXPECT_FALSE(std::filesystem::exists(file()));
+        EXPECT_EQ(std::filesystem::status(lock).permissions(), std::filesystem::perms(0600)) << isNew;
+        std::filesystem::permissions(lock, std::filesystem::perms(0644));
+    }
 }
 
 TEST_F(RegistryTest, ANewRecordDropsThoseOfItsChainOfKeys) {

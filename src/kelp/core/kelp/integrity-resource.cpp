@@ -11,7 +11,7 @@
 #include <boost/algorithm/string/replace.hpp>
 
 #include <fstream>
-#include <iterator>
+#include <sstream>
 
 namespace fs = std::filesystem;
 
@@ -31,10 +31,13 @@ std::string readOldFile(const fs::path &path) {
     std::ifstream stream(path, std::ios::binary);
     if (!stream)
         throw Error(ErrorCode::Filesystem, "Failed to open resource integrityd file");
-    std::string content{std::istreambuf_iterator<char>(stream), {}};
-    if (stream.bad())
+    std::ostringstream content;
+    // An empty file has nothing to insert, which fails the other stream.
+    if (stream.peek() != std::ifstream::traits_type::eof())
+        content << stream.rdbuf();
+    if (stream.bad() || !content)
         throw Error(ErrorCode::Filesystem, "Failed to read resource integrityd file");
-    return content;
+    return content.str();
 }
 
 void writeResource(const fs::path &path, const std::string &content) {

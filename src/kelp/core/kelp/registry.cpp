@@ -1,6 +1,7 @@
 #include "kelp/core/kelp/registry.h"
 
 #include "kelp/core/common/durable-file.h"
+#include "kelp/core/common/file-descriptor.h"
 #include "kelp/core/common/filesystem.h"
 #include "kelp/core/common/log-stream.h"
 #include "kelp/core/common/path-tests.h"
@@ -11,6 +12,9 @@
 #include <boost/interprocess/sync/file_lock.hpp>
 #include <boost/interprocess/sync/scoped_lock.hpp>
 #include <boost/range/adaptor/reversed.hpp>
+
+#include <fcntl.h>
+#include <sys/stat.h>
 
 #include <fstream>
 #include <set>
@@ -33,8 +37,11 @@ fs::path neighbour(const char *ending) {
     return path += ending;
 }
 
+/// Whoever may read the file may lock it, and would have us wait for as long as they please.
 bool createLockFile(const fs::path &path) {
-    if (std::ofstream(path, std::ios::app))
+    constexpr mode_t rootAlone = 0600;
+    const Common::FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, rootAlone));
+    if (file.get() >= 0 && ::fchmod(file.get(), rootAlone) == 0)
         return true;
     LogStream(LogLevel::Error) << "Couldn't create the registry lock file: " << path;
     return false;
