@@ -1,6 +1,8 @@
 #include "kelpctl/command-line.h"
 #include "kelpctl/shown-text.h"
 
+#include <sys/stat.h>
+
 #include <iostream>
 
 using KelpCtl::ExitStatus;
@@ -27,6 +29,7 @@ ExitStatus run(const KelpCtl::Command &command) {
 } // namespace
 
 int main(int argc, char **argv) {
+    ::umask(022); // What it makes is what the launcher would have made.
     const auto request = KelpCtl::parseCommandLine(argc, argv);
     if (const auto *status = std::get_if<ExitStatus>(&request))
         return static_cast<int>(*status);

@@ -6,9 +6,13 @@
 #include "launcher/migration-driver.h"
 #include "launcher/migrations.h"
 
+#include <sys/stat.h>
+
 using namespace Launcher;
 
 int main() {
+    // Inherited, it could make a store that no user can read, or one that everybody can write.
+    ::umask(022);
     Common::deferStopSignals();
     Core::Configuration configuration;
     const std::vector<Migration> migrations = {

@@ -57,8 +57,9 @@ void bindToReservedSource(const std::string &id, IDatabase &sources) {
     if (sources.packageExists(id))
         return;
     if (!sources.sourceExists(reservedSource)) {
-        sources.addSource({reservedSource, "", {}});
+        // In this order: the source says to the next run that both were done.
         sources.setMissingSourceAllowed(true);
+        sources.addSource({reservedSource, "", {}});
     }
     sources.addPackage(id, reservedSource);
     logBinding(id, reservedSource);

@@ -28,7 +28,7 @@ protected:
         return SQLite::Database(file.string(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);
     }
 
-    void execute(const char *sql) const { connect().exec(sql); }
+    void execute(const std::string &sql) const { connect().exec(sql); }
 
     /// The result of a query, columns parted by "=" and rows by a space.
     std::string rows(const char *sql) const {

@@ -6,26 +6,14 @@
 
 namespace {
 
-using namespace Core::TrustedSources;
+using Core::TrustedSources::ErrorCategory;
 
-TEST(TrustedSourcesErrorCategory, FallsBackToInternal) {
-    const auto &category = ErrorCategory::instance();
-    EXPECT_STREQ(category.name(), "Core::TrustedSources::ErrorCategory");
-    EXPECT_EQ(category.message(4),
-              "The administrator declined the request to add a source to the trusted list");
-    for (const int unassigned : {-1, 0, 7, 31})
-        EXPECT_EQ(category.message(unassigned), "Internal error occurred") << unassigned;
-}
-
-TEST(TrustedSourcesErrorCategory, DescribesCodesAndNamesOfItsOwn) {
-    const auto known = ErrorCategory::describeCode(6);
-    EXPECT_EQ(known.name, "io.tvk.KELP.TrustedSources.Error.SourceNotAllowed");
-    EXPECT_EQ(known.shortName, "SourceNotAllowed");
-
-    const auto unknown = ErrorCategory::describeCode(31);
-    EXPECT_EQ(unknown.code, 31);
-    EXPECT_EQ(unknown.shortName, "Internal");
-
+TEST(TrustedSourcesErrorCategory, KnowsItsOwnErrorsAndFallsBackToInternal) {
+    EXPECT_STREQ(ErrorCategory::instance().name(), "Core::TrustedSources::ErrorCategory");
+    for (const auto &[code, shortName] :
+         {std::pair(6, "SourceNotAllowed"), {0, "Internal"}, {7, "Internal"}, {-1, "Internal"}})
+        EXPECT_EQ(ErrorCategory::describeCode(code).shortName, shortName) << code;
+    EXPECT_EQ(ErrorCategory::instance().message(7), "Internal error occurred");
     EXPECT_EQ(ErrorCategory::describeName("io.tvk.KELP.TrustedSources.Error.SourceNotFound").code, 1);
     // The store's error of the same short name is a stranger here.
     EXPECT_EQ(ErrorCategory::describeName("io.tvk.KELP.Error.SourceNotAllowed").code, 0);

@@ -1,133 +1,94 @@
 #include "database-fixture.h"
 #include "support/text-file.h"
 
+#include <sys/stat.h>
+
 #include <functional>
 
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char *uninitialised = "[E] Couldn't initialize trusted sources database\n";
-constexpr const char *fromV0 = "[I] Successfully migrate trusted sources database from V0 to V1\n";
-constexpr const char *fromV1 = "[I] Successfully migrate trusted sources database from V1 to V2\n";
+const std::string fromV0 = "[I] Successfully migrate trusted sources database from V0 to V1\n";
+const std::string fromV1 = "[I] Successfully migrate trusted sources database from V1 to V2\n";
 
 class OpeningTest : public TrustedSourcesTest {
 protected:
-    /// Makes a file of the first version with these values.
-    void makeFirstVersion(int version, int required) {
+    /// Makes a file of the first version but for these values.
+    void makeFile(const std::string &values) {
+        fs::remove(file);
         execute("CREATE TABLE configuration(id TEXT PRIMARY KEY,data INTEGER NOT NULL);"
                 "CREATE TABLE sources(keyid TEXT PRIMARY KEY,subject TEXT NOT NULL);"
                 "CREATE TABLE packages(id TEXT PRIMARY KEY,source_keyid INTEGER NOT NULL,"
                 "FOREIGN KEY(source_keyid) REFERENCES sources(keyid));"
                 "INSERT INTO sources VALUES ('ab01', 'Shop');"
-                "INSERT INTO packages VALUES ('org.example.notes', 'ab01')");
-        const std::string values = "INSERT INTO configuration VALUES ('version', " + std::to_string(version) +
-                                   "), ('required', " + std::to_string(required) + ")";
-        execute(values.c_str());
+                "INSERT INTO packages VALUES ('org.example.notes', 'ab01');"
+                "INSERT INTO configuration VALUES " +
+                values);
     }
 };
 
-TEST_F(OpeningTest, MakesANewFileWithTheCurrentSchema) {
-    auto database = open();
-    EXPECT_EQ(out.take(), std::string(fromV0) + fromV1);
+TEST_F(OpeningTest, MakesANewFileForRootAloneAndKeepsThePermissionsOfAnOldOne) {
+    const mode_t mask = ::umask(022);
+    for (const mode_t mode : {0600u, 0640u}) {
+        auto database = open();
+        struct stat status = {};
+        ASSERT_EQ(::stat(file.c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 0777, mode);
+        EXPECT_TRUE(database.sources().empty());
+        ::chmod(file.c_str(), 0640);
+    }
+    ::umask(mask);
+    EXPECT_EQ(out.take(), fromV0 + fromV1);
     EXPECT_EQ(configurationRows(), "missing_source_allowed=0 version=2 web_pwa_source_allowed=0 ");
     EXPECT_EQ(rows("SELECT sql FROM sqlite_master WHERE sql NOT NULL ORDER BY name"),
               "CREATE TABLE configuration(id TEXT PRIMARY KEY,data INTEGER NOT NULL) "
               "CREATE TABLE packages(id TEXT PRIMARY KEY,source_keyid INTEGER NOT NULL,"
               "FOREIGN KEY(source_keyid) REFERENCES sources(keyid)) "
               "CREATE TABLE sources(keyid TEXT PRIMARY KEY,subject TEXT NOT NULL) ");
-    EXPECT_TRUE(database.sources().empty());
 }
 
-TEST_F(OpeningTest, TurnsTheOldSwitchRoundAndKeepsTheSources) {
-    for (const int required : {0, 1}) {
-        fs::remove(file);
-        makeFirstVersion(1, required);
+TEST_F(OpeningTest, BringsOldFilesUpAndWritesToNoOther) {
+    const std::string odd = "[E] Unexpected trusted sources database version: ";
+    struct Row {
+        const char *before;
+        std::string log; ///< Without one, nothing was to be written.
+        const char *after;
+    };
+    const Row cases[] = {
+        {"('version', 1), ('required', 0)", fromV1,
+         "missing_source_allowed=1 version=2 web_pwa_source_allowed=0 "},
+        {"('version', 1), ('required', 1)", fromV1,
+         "missing_source_allowed=0 version=2 web_pwa_source_allowed=0 "},
+        // Cut between the two steps.
+        {"('version', 2), ('required', 1)", fromV1,
+         "missing_source_allowed=0 version=2 web_pwa_source_allowed=0 "},
+        {"('version', 2), ('required', 1), ('missing_source_allowed', 1)", "",
+         "missing_source_allowed=1 required=1 version=2 "},
+        {"('version', 2)", "", "version=2 "},
+        {"('version', 3), ('required', 1)", "", "required=1 version=3 "},
+        // Must not be cut down to 32 bits, where they would be 1.
+        {"('version', 4294967297)", "", "version=4294967297 "},
+        {"('version', -4294967295)", odd + "-4294967295\n", "version=-4294967295 "},
+    };
+    for (const Row &row : cases) {
+        SCOPED_TRACE(row.before);
+        makeFile(row.before);
+        SQLite::Database other = connect();
+        if (row.log.empty())
+            other.exec("BEGIN IMMEDIATE"); // Whoever writes now fails.
         auto database = open();
-        EXPECT_EQ(out.take(), fromV1);
-        EXPECT_EQ(configurationRows(), "missing_source_allowed=" + std::to_string(1 - required) +
-                                           " version=2 web_pwa_source_allowed=0 ");
+        EXPECT_EQ(out.take(), row.log);
+        EXPECT_EQ(configurationRows(), row.after);
         EXPECT_EQ(database.sourceOfPackage("org.example.notes").subject, "Shop");
     }
 }
 
-TEST_F(OpeningTest, WritesNothingToAFileOfTheCurrentVersion) {
-    open().addSource({"ab01", "Shop", {}});
-    out.take();
-    const std::string content = readFile(file);
-    SQLite::Database writer = connect();
-    // Whoever writes now fails.
-    writer.exec("BEGIN IMMEDIATE");
-    auto database = open();
-    EXPECT_EQ(out.take(), "");
-    EXPECT_TRUE(database.sourceExists("ab01"));
-    EXPECT_EQ(readFile(file), content);
-
-    EXPECT_THAT(
-        [&] {
-            database.addSource({"cd02", "Market", {}});
-        },
-        failsWith("Couldn't insert source into the trusted sources database"));
-    EXPECT_EQ(out.take(), "[E] database is locked\n");
-    writer.exec("ROLLBACK");
-    database.addSource({"cd02", "Market", {}});
-}
-
-TEST_F(OpeningTest, StepThatFailsChangesNothingAndIsRepeated) {
-    struct Row {
-        std::function<void()> make;
-        const char *remedy;
-        const char *failure;
-        std::string success;
-    };
-    const Row cases[] = {
-        {[this] { execute("CREATE TABLE t(x); CREATE INDEX packages ON t(x)"); }, "DROP TABLE t",
-         "[E] Couldn't migrate the trusted sources database from V0 to V1\n", std::string(fromV0) + fromV1},
-        {[this] {
-             makeFirstVersion(1, 0);
-             execute("INSERT INTO configuration VALUES ('missing_source_allowed', 7)");
-         },
-         "DELETE FROM configuration WHERE id = 'missing_source_allowed'",
-         "[E] Couldn't migrate the trusted sources database from V1 to V2\n", fromV1},
-    };
-    for (const Row &row : cases) {
-        fs::remove(file);
-        row.make();
-        const std::string content = readFile(file);
-        EXPECT_THAT([this] { open().sources(); }, failsWith("Trusted sources database not initialized"));
-        EXPECT_THAT(out.take(), testing::EndsWith(std::string(uninitialised) + row.failure));
-        EXPECT_EQ(readFile(file), content);
-
-        execute(row.remedy);
-        EXPECT_NO_THROW(open().missingSourceAllowed());
-        EXPECT_EQ(out.take(), row.success);
-    }
-}
-
-TEST_F(OpeningTest, LeavesVersionsThatItDoesNotKnowAlone) {
-    const std::pair<const char *, const char *> cases[] = {
-        {"-1", "[E] Unexpected trusted sources database version: -1\n"},
-        {"3", ""},
-        // Must not be cut down to 32 bits, where it would be 1.
-        {"4294967297", ""},
-        {"-4294967295", "[E] Unexpected trusted sources database version: -4294967295\n"},
-    };
-    makeFirstVersion(1, 1);
-    for (const auto &[version, log] : cases) {
-        execute(
-            (std::string("UPDATE configuration SET data = ") + version + " WHERE id = 'version'").c_str());
-        auto database = open();
-        EXPECT_EQ(out.take(), log);
-        EXPECT_EQ(configurationRows(), std::string("required=1 version=") + version + " ");
-        EXPECT_TRUE(database.sourceExists("ab01"));
-    }
-}
-
-TEST_F(OpeningTest, TellsWhyAFileCannotBeUsedAndRaisesNothing) {
+TEST_F(OpeningTest, TellsWhyAFileCannotBeUsedAndLeavesItAsItWas) {
     struct Row {
         const char *what;
         std::function<void()> make;
-        const char *reason; ///< What stands before the line that tells of the failure.
+        const char *reason; ///< What the log has before the two lines that each failure has.
         const char *failure;
     };
     const Row cases[] = {
@@ -135,16 +96,26 @@ TEST_F(OpeningTest, TellsWhyAFileCannotBeUsedAndRaisesNothing) {
         {"no parent", [this] { fs::remove(file.parent_path()); }, "", "unable to open database file"},
         {"garbage", [this] { writeFile(file, std::string(4096, 'x')); }, "[E] file is not a database\n",
          "Couldn't check if the configuration table exists in the trusted sources database"},
-        {"no version", [this] { execute("CREATE TABLE configuration(id TEXT, data INTEGER)"); },
+        {"no version", [this] { makeFile("('required', 1)"); },
          "[E] SQL query failed: SELECT data FROM configuration WHERE id='version'\n",
          "Couldn't query trusted sources database version"},
+        {"first step", [this] { execute("CREATE TABLE t(x); CREATE INDEX packages ON t(x)"); },
+         "[E] there is already an index named packages\n",
+         "Couldn't migrate the trusted sources database from V0 to V1"},
+        {"second step",
+         [this] { makeFile("('version', 1), ('required', 0), ('missing_source_allowed', 7)"); },
+         "[E] UNIQUE constraint failed: configuration.id\n",
+         "Couldn't migrate the trusted sources database from V1 to V2"},
     };
     for (const Row &row : cases) {
-        fs::remove_all(file);
+        SCOPED_TRACE(row.what);
         row.make();
+        const std::string content = fs::is_regular_file(file) ? readFile(file) : "";
         EXPECT_THAT([this] { open().sources(); }, failsWith("Trusted sources database not initialized"));
-        EXPECT_EQ(out.take(), std::string(row.reason) + uninitialised + "[E] " + row.failure + "\n")
-            << row.what;
+        EXPECT_EQ(out.take(), std::string(row.reason) + "[E] Couldn't initialize trusted sources database\n" +
+                                  "[E] " + row.failure + "\n");
+        EXPECT_EQ(fs::is_regular_file(file) ? readFile(file) : "", content);
+        fs::remove_all(file);
         fs::create_directories(file.parent_path());
     }
 }

@@ -53,14 +53,26 @@ void carryOut(const Step &step, SQLite::Database &database) {
     LogStream(LogLevel::Info) << "Successfully migrate trusted sources database from " << step.name;
 }
 
+std::int64_t integerOf(SQLite::Database &database, const char *sql) {
+    SQLite::Statement query(database, sql);
+    requireRow(query);
+    return query.getColumn(0).getInt64();
+}
+
 bool hasConfiguration(SQLite::Database &database) {
     return orRaiseInternal(
         "Couldn't check if the configuration table exists in the trusted sources database", [&] {
-            SQLite::Statement query(
-                database, "SELECT COUNT(*) FROM sqlite_master WHERE type='table' AND name='configuration'");
-            requireRow(query);
-            return query.getColumn(0).getInt() != 0;
+            return integerOf(
+                       database,
+                       "SELECT COUNT(*) FROM sqlite_master WHERE type='table' AND name='configuration'") != 0;
         });
+}
+
+/// The first step writes the version that only the second one reaches: cut between the two, the file names
+/// the current version and has the old switch.
+bool lacksSecondStep(SQLite::Database &database) {
+    return integerOf(database, "SELECT COUNT(*) FROM configuration WHERE id='required'") != 0 &&
+           integerOf(database, "SELECT COUNT(*) FROM configuration WHERE id='missing_source_allowed'") == 0;
 }
 
 } // namespace
@@ -69,9 +81,8 @@ std::int64_t schemaVersion(SQLite::Database &database) {
     if (!hasConfiguration(database))
         return 0;
     return orRaiseInternal("Couldn't query trusted sources database version", [&] {
-        SQLite::Statement query(database, "SELECT data FROM configuration WHERE id='version'");
-        requireRow(query);
-        return query.getColumn(0).getInt64();
+        const std::int64_t version = integerOf(database, "SELECT data FROM configuration WHERE id='version'");
+        return version == currentSchemaVersion && lacksSecondStep(database) ? 1 : version;
     });
 }
 

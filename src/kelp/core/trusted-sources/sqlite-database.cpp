@@ -1,5 +1,6 @@
 #include "kelp/core/trusted-sources/sqlite-database.h"
 
+#include "kelp/core/common/file-descriptor.h"
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/trusted-sources/query.h"
 #include "kelp/core/trusted-sources/schema.h"
@@ -7,6 +8,7 @@
 #include <SQLiteCpp/Database.h>
 #include <SQLiteCpp/Transaction.h>
 #include <SQLiteCpp/VariadicBind.h>
+#include <fcntl.h>
 
 namespace Core::TrustedSources {
 
@@ -16,8 +18,16 @@ using Common::LogLevel;
 using Common::LogStream;
 using SQLite::Statement;
 
+/// A file that others may read they may lock as well, and hold up whoever writes. One that exists keeps the
+/// permissions that it was given; where none can be made, SQLite tells why. Killed behind this, it leaves an
+/// empty file, which SQLite takes for a new one.
+void makeForRootAlone(const std::filesystem::path &path) {
+    const Common::FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+}
+
 std::unique_ptr<SQLite::Database> open(const std::filesystem::path &path) {
     try {
+        makeForRootAlone(path);
         auto database =
             std::make_unique<SQLite::Database>(path.string(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);
         orRaiseInternal("Couldn't enable foreign keys in the trusted sources database",
