@@ -11,6 +11,7 @@
 #include "support/text-file.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <functional>
 
@@ -45,6 +46,25 @@ TEST_F(FilesystemTest, CopyKeepsATreeWithPermissionsAttributesAndLinks) {
     EXPECT_EQ(fs::read_symlink(at("to/deep/sub/link")), "file");
     EXPECT_EQ(fs::read_symlink(at("to/deep/dirlink")), "sub");
     EXPECT_EQ(out.take(), "");
+}
+
+TEST_F(FilesystemTest, CopyDoesNotRunAsRootWhatRanAsSomebodyElse) {
+    const struct {
+        uid_t owner;
+        gid_t group;
+        mode_t copied;
+    } rows[] = {{0, 0, 06755}, {1234, 0, 0755}, {1234, 1234, 0755}, {0, 1234, 04755}};
+    for (const auto &[owner, group, copied] : rows) {
+        writeFile(at("file"), "x");
+        if (::chown(at("file").c_str(), owner, group) != 0)
+            continue; // The row is root's to set up.
+        ASSERT_EQ(::chmod(at("file").c_str(), 06755), 0);
+        Common::copy(at("file"), at("copy"));
+        struct stat status = {};
+        ASSERT_EQ(::stat(at("copy").c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 07777, copied) << owner << ":" << group;
+        fs::remove(at("copy"));
+    }
 }
 
 TEST_F(FilesystemTest, CopyRefusesWhatItCannotDoFaithfully) {

@@ -1,6 +1,7 @@
 #include "kelp/core/common/copy.h"
 
 #include "kelp/core/common/extended-attributes.h"
+#include "kelp/core/common/file-content.h"
 #include "kelp/core/common/filesystem.h"
 #include "kelp/core/common/or-raise.h"
 #include "kelp/core/common/path-tests.h"
@@ -71,7 +72,7 @@ void copyFile(const fs::path &from, const fs::path &to) {
         ErrorCode::Filesystem, "Coulnd't copy file " + from.string() + " to " + to.string(),
         [&] {
             fs::create_directories(to.parent_path());
-            fs::copy(from, to);
+            copyContent(from, to);
         },
         LogLevel::Warning);
     orCleanup("file", to, [&] {

@@ -4,7 +4,8 @@
 
 namespace Common {
 
-// Copies carry content, permission bits and non-empty extended attributes along; not owner nor times. They
+// Copies carry content, permission bits and non-empty extended attributes along; not owner nor times, and
+// with the owner go the set-user-id and set-group-id bits, unless the copy has the same (copyContent). They
 // refuse to overwrite, and remove what they made when they fail. All raise ErrorCode::Filesystem.
 
 /// Copies whatever `from` is: a link as copySymlink does, a directory, a regular file. Raises when `from`
