@@ -56,6 +56,14 @@ protected:
     }
     PackageStaging extract(const RpmWriter &writer) { return extract(writer, {developerCms()}); }
 
+    std::string reportOn(const RpmWriter &writer) {
+        CapturedOutput report(CapturedOutput::Stream::Error);
+        writer.write(package_);
+        fs::remove_all(staging_);
+        RpmPackage::fromFile(package_, {}).validate(staging_, Validator::Profile::Regular);
+        return report.take();
+    }
+
     /// All that lies around the staging directory.
     std::set<std::string> surroundings() const {
         std::set<std::string> paths;
@@ -73,6 +81,19 @@ protected:
     fs::path package_ = root_.path() / "package.rpm";
 };
 
+/// Directories of which each is in the one before under two names.
+std::vector<WrittenFile> doublings(int depth) {
+    std::vector<WrittenFile> files;
+    for (int i = 0; i < depth; ++i) {
+        const std::string place = share + std::to_string(i) + '/';
+        const std::string next = share + std::to_string(i + 1);
+        files.push_back({place, "a", symlink, next});
+        files.push_back({place, "b", symlink, next});
+    }
+    files.push_back({share + std::to_string(depth) + '/', "file"});
+    return files;
+}
+
 struct HostileCase {
     const char *name;
     std::vector<WrittenFile> files;
@@ -84,6 +105,9 @@ struct HostileCase {
 TEST_F(ExtractTest, RefusesHostilePackagesAndTouchesNothingOutside) {
     constexpr std::int32_t megabytes = 32 << 20;
     const std::string bomb(megabytes, '\0');
+    std::string deep;
+    while (deep.size() < 200)
+        deep += "d/";
     const HostileCase cases[] = {
         {"climbs out by the directory", {{share + "../../../../../outside/", "new"}}},
         {"climbs out by the name", {{share, "../../../../../../outside/new"}}},
@@ -91,7 +115,18 @@ TEST_F(ExtractTest, RefusesHostilePackagesAndTouchesNothingOutside) {
         {"dot component", {{share + "./", "new"}}},
         {"over-long name", {{share, std::string(300, 'x')}}},
         {"over-long path", {{share, std::string(4096, 'x')}}, ErrorCode::Internal, badPayload},
+        {"deep path", {{share + deep, "x"}}},
         {"writes through a link", {{share, "a", symlink, "../../../outside"}, {share + "a/", "new"}}},
+        {"link out", {{share, "a", symlink, "/outside/secret"}}},
+        {"link to nothing", {{share, "a", symlink, "b"}}},
+        {"loop of links", {{share, "a", symlink, "b"}, {share, "b", symlink, "a"}}},
+        {"link above the package",
+         {{share, "a", symlink, "x/../../../../../outside/secret"}, {share + "x/", "y"}}},
+        {"link for a published directory",
+         {{"/usr/share/", "org.example.app", symlink, "/usr/share/other"}, {"/usr/share/other/", "a"}}},
+        {"link for the parent of one",
+         {{"/", "icons", symlink, "/usr/share/other"}, {"/usr/share/other/", "a"}}},
+        {"links to many names", doublings(24)},
         {"directory over a link", {{share, "a", symlink, "b"}, {share, "a/", directory}}},
         {"file below a file", {{share, "a"}, {share + "a/", "b"}}},
         {"two files of one place", {{"/usr/lib/qt5/qml/", "a"}, {"/usr/lib64/qt5/qml/", "a"}}},
@@ -121,6 +156,71 @@ TEST_F(ExtractTest, RefusesHostilePackagesAndTouchesNothingOutside) {
     }
 }
 
+/// What a link brings in is never more than a copy would. Each link comes with the same file, and draws the
+/// finding by its own name.
+TEST_F(ExtractTest, JudgesLinksLikeCopies) {
+    const std::string data = share + "d/data";
+    const std::string place = "Installation not allowed in this location";
+    const std::string content = "Hardcoded path found";
+    const struct {
+        std::vector<WrittenFile> links;
+        std::string path;
+        std::string finding;
+    } rows[] = {
+        {{{"/etc/trusted-sources/", "evil.pem", symlink, data}}, "/etc/trusted-sources/evil.pem", place},
+        {{{"/etc/", "a", symlink, "../usr/share/org.example.app/d/data"}}, "/etc/a", place},
+        {{{"/etc/integrityd/config.d/", "b.json", 0100755, "", 7}}, "/etc/integrityd/config.d/b.json", place},
+        {{{"/etc/", "a", symlink, share + "d"}}, "/etc/a/data", place},
+        {{{"/etc/", "a", symlink, share + "b"}, {share, "b", symlink, "c"}, {share, "c", symlink, "d"}},
+         "/etc/a/data",
+         place},
+        {{{share, "a", symlink, "d/data"}}, share + "a", content},
+        {{{share + "e/", "up", symlink, ".."}}, share + "e/up/d/data", content},
+        {{{share, "a", symlink, "d/data"}}, share + "a", "Executable has a wrong format or encoding"},
+    };
+    for (const auto &[links, path, finding] : rows) {
+        RpmWriter writer;
+        writer.files = links;
+        writer.files.push_back({share + "d/", "data", 0100755, "/home/defaultuser", 7});
+        EXPECT_THAT(reportOn(writer), testing::HasSubstr("[" + path + "] " + finding));
+    }
+}
+
+/// The store shares an organisation's data by the names in the desktop file.
+TEST_F(ExtractTest, FindsTheDesktopFileBehindLinks) {
+    const std::string text = "[Desktop Entry]\n[X-Application]\nOrganizationName=org.example\n";
+    const std::string name = "org.example.app.desktop", place = "/usr/share/applications/";
+    const std::vector<WrittenFile> rows[] = {
+        {{place, name, 0100644, text}},
+        {{place, name, symlink, "../org.example.app/d/a"}, {share + "d/", "a", 0100644, text}},
+        {{place, name, symlink, share + "e/a"},
+         {share, "e", symlink, "d"},
+         {share + "d/", "a", 0100644, text}},
+        {{place, name, 0100644, "", 7}, {share, "a", 0100644, text, 7}},
+    };
+    for (const auto &files : rows) {
+        RpmWriter writer;
+        writer.files = files;
+        EXPECT_EQ(extract(writer).orgName, "org.example") << files.front().content;
+    }
+}
+
+/// Checkers that may not read a file would pass it.
+TEST_F(ExtractTest, LooksIntoFilesThatHideFromTheirOwner) {
+    RpmWriter writer;
+    writer.files = {{share, "a", 0100000, "", 7}, {share, "b", 0100000, "/home/defaultuser", 7}};
+    writer.files.push_back({share, "c", symlink, "a"});
+    fs::permissions(root_.path(), fs::perms(0777));
+    fs::create_directories(staging_);
+    fs::permissions(staging_.parent_path(), fs::perms(0777));
+    ASSERT_EQ(::seteuid(geteuid() == 0 ? 65534 : geteuid()), 0);
+    const std::string report = reportOn(writer);
+    EXPECT_EQ(::seteuid(getuid()), 0);
+    for (const char *name : {"a", "b", "c"})
+        EXPECT_THAT(report, testing::HasSubstr("[" + share + name + "] Hardcoded path found"));
+    EXPECT_EQ(fs::status(staging_ / "data/a").permissions(), fs::perms::none);
+}
+
 TEST_F(ExtractTest, RefusesIdsAndVersionsThatAreNoFileNames) {
     for (const auto &[id, version] :
          {std::pair("../outside", "1"), {"..", "1"}, {"org.example.app", "../1"}, {"a\nb", "1"}}) {
@@ -148,8 +248,9 @@ TEST_F(ExtractTest, NamesOfTheDesktopFileThatLeadOutOrWriteLinesCountAsAbsent) {
 
 TEST_F(ExtractTest, TakesALongFileListInOrder) {
     RpmWriter writer;
-    for (int i = 10'000; i < 20'000; ++i)
-        writer.files.push_back({share, std::to_string(i), symlink, "0"});
+    for (int i = 10'000; i < 15'000; ++i)
+        writer.files.push_back({share, std::to_string(i), symlink, "file"});
+    writer.files.push_back({share, "file"});
     EXPECT_NO_THROW(extract(writer));
     std::swap(writer.files.front(), writer.files.back());
     EXPECT_THAT([&] { extract(writer); },
@@ -174,10 +275,13 @@ TEST_F(ExtractTest, PutsFilesWhereTheStoreWantsThem) {
     if (geteuid() != 0)
         GTEST_SKIP() << "needs root: only it may set security attributes";
     RpmWriter writer;
-    writer.files = {
-        {share, "a", 0104755, "content"}, {share, "d", 0041500},      {share, "l", symlink, "/usr/bin/x"},
-        {share, "pipe", 0010644},         {share, "socket", 0140644}, {share, "terminal", 0020666},
-        {share, "disk", 0060666}};
+    writer.files = {{share, "a", 0104755, "content"},
+                    {share, "d", 0041500},
+                    {share, "l", symlink, "/usr/share/org.example.app/a"},
+                    {share, "pipe", 0010644},
+                    {share, "socket", 0140644},
+                    {share, "terminal", 0020666},
+                    {share, "disk", 0060666}};
     writer.files.push_back({share, "first", 0100644, "", 7});
     writer.files.push_back({share, "second", 0100644, "both", 7});
     const PackageStaging staged = extract(writer);
@@ -185,7 +289,7 @@ TEST_F(ExtractTest, PutsFilesWhereTheStoreWantsThem) {
     EXPECT_EQ(readFile(staging_ / "data/a"), "content");
     EXPECT_EQ(fs::status(staging_ / "data/a").permissions(), fs::perms(0755));
     EXPECT_EQ(fs::status(staging_ / "data/d").permissions(), fs::perms(0500));
-    EXPECT_EQ(fs::read_symlink(staging_ / "data/l"), "/opt/app/version/bin/x");
+    EXPECT_EQ(fs::read_symlink(staging_ / "data/l"), "/opt/app/version/data/a");
     for (const char *special : {"pipe", "socket", "terminal", "disk"})
         EXPECT_FALSE(fs::exists(staging_ / "data" / special)) << special;
     EXPECT_TRUE(fs::equivalent(staging_ / "data/first", staging_ / "data/second")) << "names of one file";

@@ -6,6 +6,7 @@
 #include <rpm/rpmcrypto.h>
 #include <rpm/rpmtag.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -17,13 +18,21 @@ using HeaderOwner = std::unique_ptr<headerToken_s, decltype(&headerFree)>;
 constexpr int blobMagicSize = 8;
 constexpr int leadNameSize = 66;
 
+/// All names of a file have its size; the last has the content.
+std::uint32_t contentSize(const std::vector<WrittenFile> &files, const WrittenFile &file) {
+    std::size_t size = file.content.size();
+    for (const WrittenFile &other : files)
+        if (file.inode != 0 && other.inode == file.inode)
+            size = std::max(size, other.content.size());
+    return static_cast<std::uint32_t>(size);
+}
+
 void appendFiles(Header header, const std::vector<WrittenFile> &files) {
     std::uint32_t index = 0;
     for (const WrittenFile &file : files) {
         headerPutString(header, RPMTAG_BASENAMES, file.name.c_str());
         headerPutString(header, RPMTAG_DIRNAMES, file.directory.c_str());
-        const auto size =
-            static_cast<std::uint32_t>(file.content.size()) + static_cast<std::uint32_t>(file.missingBytes);
+        const std::uint32_t size = contentSize(files, file) + static_cast<std::uint32_t>(file.missingBytes);
         const std::uint32_t inode = file.inode != 0 ? file.inode : index + 1000;
         const std::uint32_t none = 0;
         const std::uint32_t device = 1;

@@ -11,7 +11,7 @@ struct WrittenFile {
     std::string name;
     std::uint16_t mode = 0100644;
     std::string content = {};      ///< The target of a link.
-    std::uint32_t inode = 0;       ///< Files of one inode are hard links; 0 for one of its own.
+    std::uint32_t inode = 0;       ///< Files of one inode are hard links, the last with content; 0 for none.
     std::int32_t missingBytes = 0; ///< By how much the header claims more than the payload holds.
 };
 

@@ -4,26 +4,23 @@
 #include "kelp/core/kelp/mappings/mapping.h"
 #include "kelp/core/kelp/staging-directory.h"
 #include "kelp/core/kelp/validator/configuration/profile.h"
+#include "kelp/core/kelp/validator/framework/content-rule.h"
 
 #include <filesystem>
 #include <functional>
 #include <optional>
 #include <vector>
 
-namespace Common {
-class Error;
-}
-
-namespace Validator {
-class ContentValidator;
-}
-
 namespace Core::KELP {
 
 /// Unpacks one package file under the validator's verdict. For one run.
 ///
 /// The header is judged before anything is unpacked; then each file as soon as it lies in the staging
-/// directory; then the whole.
+/// directory, under each of its names; then the symbolic links, as PackageLinks does it; then the whole.
+///
+/// Files have their permissions when they are judged, and can be read and written by their owner beside, so
+/// that nothing is hidden from the checkers where they do not run as root. When the run ends, by whatever,
+/// all those that were judged have no more than their permissions.
 class PackageExtraction {
 public:
     using Entry = Common::Rpm::ExtractFileIterator::Entry;
@@ -40,7 +37,7 @@ public:
         std::function<void(const Entry &, const FileDescriptor &)> after; ///< For a file that was passed.
     };
 
-    /// `versionDirectory` is where links shall lead.
+    /// `versionDirectory` is where links shall lead; when it is empty, the destination.
     PackageExtraction(const std::filesystem::path &destination, std::filesystem::path versionDirectory,
                       std::vector<Mapping> mappings, Failure failure);
 
@@ -53,20 +50,24 @@ public:
     /// Gives the directories their permissions.
     void applyPermissions() const { staging_.applyPermissions(); }
 
-    // The steps for one entry of the package.
-
-    void extractDirectory(const Entry &entry, Validator::ContentValidator &validator);
-    void extractFile(const Entry &entry, Validator::ContentValidator &validator, const FileSteps &steps);
-    void extractSymlink(const Entry &entry) const;
-    void extractHardlink(const Entry &entry) const;
-
 private:
-    void judge(const std::filesystem::path &package, Validator::Profile profile, const FileSteps &steps);
-    void walk(const Common::Rpm::ExtractFileIterator &content, Validator::ContentValidator &validator,
-              const FileSteps &steps);
-    void extractEntry(const Entry &entry, Validator::ContentValidator &validator, const FileSteps &steps);
+    struct Run;
+
+    void judge(Run &run);
+    void extractEntry(const Entry &entry, Run &run);
+    void extractDirectory(const Entry &entry, const std::filesystem::path &path, Run &run);
+    void extractFile(const Entry &entry, const std::filesystem::path &path, Run &run);
+    void writeFile(const Entry &entry, const std::filesystem::path &path, FileDescriptor file, Run &run);
+    void extractSymlink(const Entry &entry, const std::filesystem::path &path, Run &run);
+    void extractHardlink(const Entry &entry, const std::filesystem::path &path, Run &run);
+    void judgeLinks(Run &run);
+    void judgeFile(const std::string &name, const std::filesystem::path &path, Run &run);
+    void refuse(Validator::ContentRule reason, const std::string &name, Run &run);
+    template<class Make>
+    bool make(const Entry &entry, Run &run, const Make &make);
     bool hasFailed(bool verdict, const char *text);
-    std::filesystem::path packagePath(const std::filesystem::path &path) const;
+    bool isMappingSource(const std::filesystem::path &path) const;
+    std::filesystem::path targetOf(const Entry &link) const;
 
     StagingDirectory staging_;
     std::filesystem::path versionDirectory_;

@@ -5,6 +5,7 @@
 #include "kelp/core/common/rpm/extract-file-iterator.h"
 #include "kelp/core/common/rpm/file-iterator.h"
 #include "kelp/core/common/rpm/tags.h"
+#include "kelp/core/kelp/follow-links.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/package-extraction.h"
 #include "kelp/core/kelp/package-staging.h"
@@ -18,6 +19,7 @@
 
 #include <algorithm>
 #include <string_view>
+#include <unordered_map>
 
 namespace fs = std::filesystem;
 
@@ -61,13 +63,46 @@ std::optional<ManifestEntry> parse(const Common::Rpm::PackedFile &content) {
     return ManifestEntry::fromFilename(name);
 }
 
+/// The links among the files of a package, by their path.
+using Links = std::unordered_map<std::string_view, const fs::path *>;
+
+Links linksAmong(const std::vector<RpmPackage::FileEntry> &files) {
+    Links links;
+    for (const RpmPackage::FileEntry &file : files)
+        if (const auto *link = std::get_if<Common::Rpm::Symlink>(&file.kind))
+            links[file.path.native()] = &link->target;
+    return links;
+}
+
+/// Where a file of the system is when the package's links are followed.
+std::optional<fs::path> followed(const fs::path &systemPath, const Links &links) {
+    const auto place = followLinks(systemPath.relative_path(), "/", [&](const fs::path &path) {
+        const std::string system = "/" + path.string();
+        const auto link = links.find(system);
+        // Directories need not be in the list, so what is no link may be one.
+        return std::optional(link == links.end() ? TreeNode{TreeNode::Kind::Directory}
+                                                 : TreeNode{TreeNode::Kind::Link, *link->second});
+    });
+    return place ? std::optional("/" / place->path) : std::nullopt;
+}
+
+/// Whether there is a regular file of that path, under whichever of its names it has its content.
+bool listsFile(const ExtractFileIterator &package, const fs::path &path) {
+    bool isListed = false;
+    const auto look = [&](const RpmPackage::FileEntry &entry) {
+        return isListed = entry.path == path && std::holds_alternative<Common::Rpm::RegularFile>(entry.kind);
+    };
+    Common::Rpm::FileIterator(package).forEach(look, Common::Rpm::FileIterator::Names::All);
+    return isListed;
+}
+
 std::optional<ManifestEntry> desktopFileOf(const ExtractFileIterator &package, const fs::path &path) {
     std::optional<ManifestEntry> manifest;
     package.forEach([&](const ExtractFileIterator::Entry &entry) {
-        if (entry.path != path)
+        const auto *content = std::get_if<Common::Rpm::PackedFile>(&entry.kind);
+        if (!content || !package.isNameOf(path, entry))
             return false;
-        if (const auto *content = std::get_if<Common::Rpm::PackedFile>(&entry.kind))
-            manifest = parse(*content);
+        manifest = parse(*content);
         return true;
     });
     return manifest;
@@ -108,10 +143,10 @@ RpmPackage RpmPackage::fromFile(const fs::path &path, std::vector<Cms> cmsSignat
     std::string version = checked(reader.tag(Tag::Version) + "-" + reader.tag(Tag::Release));
     std::vector<FileEntry> files = filesOf(reader);
 
-    const fs::path desktopFile = "/usr/share/applications/" + id + ".desktop";
+    const auto desktopFile = followed("/usr/share/applications/" + id + ".desktop", linksAmong(files));
     std::optional<ManifestEntry> manifest;
-    if (std::ranges::find(files, desktopFile, &FileEntry::path) != files.end())
-        manifest = desktopFileOf(reader, desktopFile);
+    if (desktopFile && listsFile(reader, *desktopFile))
+        manifest = desktopFileOf(reader, *desktopFile);
     auto orgName = manifest ? Common::asFileName(manifest->appOrgname()) : std::nullopt;
     auto appName = manifest ? Common::asFileName(manifest->appName()) : std::nullopt;
 
@@ -146,7 +181,7 @@ PackageStaging RpmPackage::extractPackageFile(const fs::path &destination,
 }
 
 void RpmPackage::validate(const fs::path &destination, Validator::Profile profile) const {
-    PackageExtraction extraction(destination, destination, mappings_, PackageExtraction::Failure::IsReported);
+    PackageExtraction extraction(destination, {}, mappings_, PackageExtraction::Failure::IsReported);
     extraction.run(path_, profile, {});
 }
 

@@ -3,6 +3,7 @@
 #include "kelp/core/common/error.h"
 #include "kelp/core/common/filesystem.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <linux/openat2.h>
 #include <sys/stat.h>
@@ -12,6 +13,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <memory>
 #include <string_view>
 #include <utility>
 
@@ -25,6 +27,9 @@ constexpr int directoryFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 constexpr mode_t directoryMode = 0755;
 constexpr mode_t fileMode = 0600;
 constexpr unsigned permissionBits = 0777;
+
+constexpr std::size_t longestPath = PATH_MAX / 2;
+constexpr std::ptrdiff_t deepestPath = 64;
 
 /// What the system answers when it is the package's path that is at fault.
 constexpr int refusals[] = {EEXIST, ENOTDIR, ELOOP, EXDEV, ENAMETOOLONG, EISDIR, ENOENT, EINVAL};
@@ -62,20 +67,39 @@ bool isPlainPath(std::string_view path) {
     return true;
 }
 
-int openBeneath(int directory, const fs::path &path) {
+int openBeneath(int directory, const fs::path &path, int flags) {
     open_how how{};
-    how.flags = directoryFlags;
+    how.flags = static_cast<unsigned>(flags);
     how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
     return static_cast<int>(::syscall(SYS_openat2, directory, path.c_str(), &how, sizeof how));
 }
 
+/// The text of an open link.
+fs::path targetOf(const FileDescriptor &link) {
+    char text[PATH_MAX];
+    const ssize_t size = ::readlinkat(link.get(), "", text, sizeof text);
+    return size > 0 ? std::string(text, static_cast<std::size_t>(size)) : std::string();
+}
+
+struct CloseDirectory {
+    void operator()(DIR *directory) const { ::closedir(directory); }
+};
+
 } // namespace
 
-StagingDirectory::StagingDirectory(fs::path path) : path_(std::move(path)) {
-    Common::createDirectories(path_);
-    directory_ = FileDescriptor(::open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (directory_.get() < 0)
-        raiseUnwritable(path_);
+StagingDirectory::StagingDirectory(const fs::path &path) {
+    Common::createDirectories(path);
+    directory_ = FileDescriptor(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    std::error_code error;
+    path_ = fs::canonical(path, error);
+    // The checkers reach the files by their full path.
+    if (directory_.get() < 0 || error || path_.native().size() + 1 + longestPath >= PATH_MAX)
+        raiseUnwritable(path);
+}
+
+bool StagingDirectory::isPossible(const fs::path &path) {
+    const std::string &text = path.native();
+    return text.size() <= longestPath && std::ranges::count(text, '/') < deepestPath && isPlainPath(text);
 }
 
 void StagingDirectory::makeDirectory(const fs::path &path, fs::perms permissions) {
@@ -116,14 +140,47 @@ void StagingDirectory::applyPermissions() const {
         setPermissions(openDirectory(row->first), row->second, row->first);
 }
 
-FileDescriptor StagingDirectory::openDirectory(const fs::path &path) const {
-    FileDescriptor found(openBeneath(directory_.get(), path.empty() ? "." : path));
-    if (found.get() >= 0)
-        return found;
-    return openByComponents(path); // Parts are missing, or the kernel does not know the call.
+void StagingDirectory::hideLater(const fs::path &path, fs::perms permissions) {
+    hidden_[path.string()] = permissions;
 }
 
-FileDescriptor StagingDirectory::openByComponents(const fs::path &path) const {
+void StagingDirectory::applyFilePermissions() const {
+    for (const auto &[path, permissions] : hidden_)
+        setPermissions(openExisting(path, O_RDONLY | O_NOFOLLOW | O_CLOEXEC), permissions, path);
+}
+
+std::optional<TreeNode> StagingDirectory::find(const fs::path &path) const {
+    const FileDescriptor found = openExisting(path, O_PATH | O_NOFOLLOW | O_CLOEXEC);
+    struct stat status {};
+    if (found.get() < 0 || ::fstat(found.get(), &status) != 0)
+        return std::nullopt;
+    if (S_ISLNK(status.st_mode))
+        return TreeNode{TreeNode::Kind::Link, targetOf(found)};
+    return TreeNode{S_ISDIR(status.st_mode) ? TreeNode::Kind::Directory : TreeNode::Kind::File};
+}
+
+std::vector<std::string> StagingDirectory::namesIn(const fs::path &path) const {
+    FileDescriptor file = openExisting(path, directoryFlags);
+    const std::unique_ptr<DIR, CloseDirectory> directory(::fdopendir(file.get()));
+    if (!directory)
+        raiseUnwritable(path);
+    file.release();
+    std::vector<std::string> names;
+    while (const dirent *entry = ::readdir(directory.get()))
+        if (isPlainName(entry->d_name))
+            names.emplace_back(entry->d_name);
+    std::ranges::sort(names);
+    return names;
+}
+
+FileDescriptor StagingDirectory::openDirectory(const fs::path &path) const {
+    FileDescriptor found(openBeneath(directory_.get(), path.empty() ? "." : path, directoryFlags));
+    if (found.get() >= 0)
+        return found;
+    return makeByComponents(path); // Parts are missing, or the kernel does not know the call.
+}
+
+FileDescriptor StagingDirectory::makeByComponents(const fs::path &path) const {
     FileDescriptor current(::openat(directory_.get(), ".", directoryFlags));
     for (const fs::path &name : path) {
         if (::mkdirat(current.get(), name.c_str(), directoryMode) != 0 && errno != EEXIST)
@@ -136,9 +193,23 @@ FileDescriptor StagingDirectory::openByComponents(const fs::path &path) const {
     return current;
 }
 
+FileDescriptor StagingDirectory::openExisting(const fs::path &path, int flags) const {
+    FileDescriptor found(openBeneath(directory_.get(), path.empty() ? "." : path, flags));
+    if (found.get() < 0 && errno == ENOSYS)
+        return openExistingByComponents(path, flags);
+    return found;
+}
+
+FileDescriptor StagingDirectory::openExistingByComponents(const fs::path &path, int flags) const {
+    constexpr int searched = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+    FileDescriptor current(::openat(directory_.get(), ".", searched));
+    for (const fs::path &name : path.parent_path())
+        current = FileDescriptor(::openat(current.get(), name.c_str(), searched));
+    return FileDescriptor(::openat(current.get(), path.empty() ? "." : path.filename().c_str(), flags));
+}
+
 void StagingDirectory::checkPath(const fs::path &path) const {
-    // The checkers reach the files by their full path.
-    if (path_.native().size() + 1 + path.native().size() >= PATH_MAX || !isPlainPath(path.native()))
+    if (!isPossible(path))
         refuse();
 }
 

@@ -8,6 +8,7 @@
 #include <rpm/rpmfiles.h>
 #include <rpm/rpmio.h>
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace Common::Rpm {
@@ -86,6 +87,12 @@ void ExtractFileIterator::forEach(const std::function<bool(const Entry &)> &call
     }
     if (next != RPMERR_ITER_END)
         throw Error(ErrorCode::Internal, "Couldn't read content from rpm package");
+}
+
+bool ExtractFileIterator::isNameOf(const std::filesystem::path &path, const Entry &file) const {
+    return file.path == path ||
+           std::ranges::any_of(furtherNames(files_.get(), file.fileIndex),
+                               [&](const HardLinkDescription &name) { return name.path == path; });
 }
 
 void ExtractFileIterator::forEachFurtherName(const Entry &file,

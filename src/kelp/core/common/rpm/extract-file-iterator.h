@@ -29,6 +29,9 @@ public:
     /// `callback` raises std::bad_function_call; what the callback raises passes.
     void forEach(const std::function<bool(const Entry &)> &callback) const;
 
+    /// Whether `path` is one of the names of a regular file, hard links included.
+    bool isNameOf(const std::filesystem::path &path, const Entry &file) const;
+
 private:
     void forEachFurtherName(const Entry &file, const std::function<bool(const Entry &)> &callback) const;
 

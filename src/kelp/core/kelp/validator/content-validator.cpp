@@ -5,7 +5,6 @@
 #include "kelp/core/kelp/validator/data/integrityd.h"
 #include "kelp/core/kelp/validator/data/manifest.h"
 #include "kelp/core/kelp/validator/desktop/desktop.h"
-#include "kelp/core/kelp/validator/framework/content-rule.h"
 #include "kelp/core/kelp/validator/framework/verdict.h"
 #include "kelp/core/kelp/validator/program/executable.h"
 #include "kelp/core/kelp/validator/program/path.h"
@@ -42,6 +41,11 @@ bool ContentValidator::validateFile(const std::string &path, const std::string &
     for (const auto &[key, checker] : checkers_)
         if (checker->canValidate(path, realPath))
             checker->validate(path, realPath);
+    return takeVerdict(*logger_, *config_);
+}
+
+bool ContentValidator::report(ContentRule rule, const std::string &path) {
+    logger_->log(rule, {path});
     return takeVerdict(*logger_, *config_);
 }
 

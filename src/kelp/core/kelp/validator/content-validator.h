@@ -2,6 +2,7 @@
 
 #include "kelp/core/kelp/mappings/mapping.h"
 #include "kelp/core/kelp/validator/configuration/config.h"
+#include "kelp/core/kelp/validator/framework/content-rule.h"
 #include "kelp/core/kelp/validator/framework/i-validator.h"
 #include "kelp/core/kelp/validator/framework/logger.h"
 #include "kelp/core/kelp/validator/framework/rpm-meta.h"
@@ -44,6 +45,9 @@ public:
     /// Judges one file: `path` is how the package names it, `realPath` is where it lies unpacked. Returns
     /// whether the package failed; errors in files before this one do not count again.
     bool validateFile(const std::string &path, const std::string &realPath);
+
+    /// Reports what the unpacking itself finds wrong with a file, and returns whether the package failed.
+    bool report(ContentRule rule, const std::string &path);
 
     /// Judges what can be judged only when all files have been seen, and returns whether the package failed.
     /// Called once; the files must still lie where they were.

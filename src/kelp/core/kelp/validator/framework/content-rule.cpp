@@ -10,6 +10,11 @@ constexpr CatalogueEntry catalogue[] = {
     {LogLevel::Error, "[debug] Debug symbols or sources must not be included"},
     {LogLevel::Error, "[/usr/bin] Direct package ownership of /usr/bin is disallowed"},
     {LogLevel::Error, "[{0}] Hardcoded path found"},
+    {LogLevel::Critical, "[{0}] Symbolic link leads to nothing in the package"},
+    {LogLevel::Critical, "[{0}] Symbolic link brings in too many files, or too deep directories"},
+    {LogLevel::Critical, "[{0}] Symbolic link is not allowed in place of this directory"},
+    {LogLevel::Critical, "[{0}] Path is not possible in a package"},
+    {LogLevel::Critical, "[{0}] Another entry of the package is in this place"},
 };
 
 } // namespace

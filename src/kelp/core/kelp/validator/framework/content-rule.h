@@ -12,7 +12,12 @@ enum class ContentRule : std::uint32_t {
     QmlOnlyNotNoarch = 1,
     DebugFiles = 2,
     OwnsBinDirectory = 3,
-    HardcodedPath = 4, ///< path
+    HardcodedPath = 4,          ///< path
+    LinkToNothing = 5,          ///< path
+    LinkToTooMuch = 6,          ///< path
+    LinkInsteadOfDirectory = 7, ///< path
+    ImpossiblePath = 8,         ///< path
+    PlaceTaken = 9,             ///< path
 };
 
 Message messageOf(ContentRule rule, const std::vector<std::string> &strings);

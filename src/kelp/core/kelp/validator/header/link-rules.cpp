@@ -16,6 +16,8 @@ std::string_view parentOf(std::string_view path) {
 /// The path in the package to which a link at `path` leads. Takes the leading "../" off a relative target.
 std::string resolve(std::string_view path, std::string_view &target) {
     std::string_view directory = parentOf(path);
+    if (target.empty())
+        return std::string(directory);
     if (target.starts_with('/'))
         return std::string(target);
     for (; target.starts_with(upward); target.remove_prefix(upward.size()))
@@ -26,12 +28,14 @@ std::string resolve(std::string_view path, std::string_view &target) {
 
 } // namespace
 
+bool leadsIntoPackage(const RpmMeta &meta, std::string_view path, std::string_view target) {
+    return meta.holds(resolve(path, target));
+}
+
 void checkLink(const MetaStage &stage, const FileInfo &link) {
     stage.logger.log(PathRule::SymbolicLink, {link.path});
     std::string_view target = link.linkTarget;
-    const std::string resolved =
-        target.empty() ? std::string(parentOf(link.path)) : resolve(link.path, target);
-    if (!stage.meta.holds(resolved))
+    if (!stage.meta.holds(resolve(link.path, target)))
         stage.logger.log(PathRule::ForbiddenLinkTarget, {link.path, target});
 }
 
