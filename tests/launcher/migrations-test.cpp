@@ -163,15 +163,6 @@ TEST_F(MigrationsTest, APackageWithoutFilesArrivesAndOneWithALinkToNowhereIsLost
     EXPECT_TRUE(holds("opt/app/org.example.empty/current"));
 }
 
-TEST_F(MigrationsTest, EveryNameOfAFileArrives) {
-    run("install_rpms " KELP_RPMS "/org.example.names.rpm; sign org.example.names developer K CN=X; "
-        "cd $IMAGE/usr/share/org.example.names; cp -p third copy; mv copy third");
-    launch();
-    EXPECT_EQ(run("in_image sh -c 'cd /usr/share/org.example.names; cat first second third; "
-                  "stat -L -c %h first second third'"),
-              "words\nwords\nwords\n2\n2\n1\n");
-}
-
 TEST_F(MigrationsTest, OneInstallThatFailsLeavesTheOthers) {
     writeFile(image().root() / "opt/app/org.example.notes", "a file in the way of the package's directory");
     const std::string log = launch();

@@ -23,13 +23,13 @@ TEST_F(DescriptorTest, NamesAreWrittenTogetherOrNotAtAll) {
     const PackageInformation extras{
         {"certificate.id", "AB"}, {"certificate.subgroup", "mdm"}, {"prev_key_ids.1", "CD"}};
     PackageStaging staging{"", "p", "1-2", "acme", std::nullopt};
-    writeDescriptor(file(), staging, extras);
+    writeDescriptor(file(), staging, extras, Common::Durability::Flushed);
     PackageInformation expected = extras;
     expected.insert({{"general.id", "p"}, {"general.version", "1-2"}});
     EXPECT_EQ(readDescriptor(file()), expected);
 
     staging.appName = "app";
-    writeDescriptor(file(), staging, extras);
+    writeDescriptor(file(), staging, extras, Common::Durability::Flushed);
     expected.insert({{"general.orgname", "acme"}, {"general.appname", "app"}});
     EXPECT_EQ(readDescriptor(file()), expected);
 }
@@ -58,13 +58,16 @@ TEST_F(DescriptorTest, AFailureToWriteTellsTheReasonAndKeepsTheOldFile) {
     writeFile(file(), "old");
     EXPECT_THAT(
         [&] {
-            writeDescriptor(file(), staging, {{"too.deep.key", "x"}});
+            writeDescriptor(file(), staging, {{"too.deep.key", "x"}}, Common::Durability::Flushed);
         },
         testing::ThrowsMessage<Common::Error>(testing::StartsWith("Couldn't create velura.pkg file: ")));
     EXPECT_EQ(readFile(file()), "old");
-    EXPECT_THAT([&] { writeDescriptor(directory.path() / "none/velura.pkg", staging, {}); },
-                testing::Throws<Common::Error>(testing::Property(
-                    &Common::Error::code, Common::ErrorCategory::make(ErrorCode::Filesystem))));
+    EXPECT_THAT(
+        [&] {
+            writeDescriptor(directory.path() / "none/velura.pkg", staging, {}, Common::Durability::Flushed);
+        },
+        testing::Throws<Common::Error>(
+            testing::Property(&Common::Error::code, Common::ErrorCategory::make(ErrorCode::Filesystem))));
 }
 
 TEST(EmergencyPackage, IsMadeOfADescriptor) {

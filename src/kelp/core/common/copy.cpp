@@ -47,13 +47,50 @@ bool recreateLink(const std::string &target, const fs::path &from, const fs::pat
     }
 }
 
-} // namespace
-
-void copy(const fs::path &from, const fs::path &to) {
+void requireFreePlace(const fs::path &from, const fs::path &to) {
     if (!Common::exists(from))
         throw copyError("Couldn't copy ", from, to, " (path " + from.string() + " doesn't exists)");
     if (Common::exists(to))
         throw copyError("Couldn't copy ", from, to, " (path already exists)");
+}
+
+/// Copies a file to `made`; the texts of the errors name `reported`.
+void copyFileAs(const fs::path &reported, const fs::path &from, const fs::path &made) {
+    if (!isRegularFile(from))
+        throw Error(ErrorCode::Filesystem,
+                    "Attempt to copy file, but " + from.string() + " is not regular file");
+    orRaise(
+        ErrorCode::Filesystem, "Coulnd't copy file " + from.string() + " to " + reported.string(),
+        [&] {
+            fs::create_directories(made.parent_path());
+            Common::copyContent(from, made);
+        },
+        LogLevel::Warning);
+    orCleanup("file", made, [&] {
+        for (const auto &[name, value] : extendedAttributes(from))
+            setExtendedAttribute(made, name, value);
+    });
+}
+
+/// Copies a link as a link, or has `copyTarget` copy what it names.
+template<class CopyTarget>
+void copySymlinkOr(const fs::path &from, const fs::path &to, const CopyTarget &copyTarget) {
+    const std::string target = readSymlink(from).string();
+    if (pointsBesideItself(target)) {
+        if (recreateLink(target, from, to))
+            return;
+    } else {
+        LogStream(LogLevel::Warning) << "Symlink target is not in the same directory: " << from << " -> "
+                                     << to;
+    }
+    LogStream(LogLevel::Info) << "Trying to copy content of the symlink target";
+    copyTarget(target);
+}
+
+} // namespace
+
+void copy(const fs::path &from, const fs::path &to) {
+    requireFreePlace(from, to);
     if (isSymlink(from))
         copySymlink(from, to);
     else if (isRegularFile(from))
@@ -64,37 +101,34 @@ void copy(const fs::path &from, const fs::path &to) {
         throw Error(ErrorCode::Filesystem, "Couldn't copy unsupported filesystem entry " + from.string());
 }
 
+void copyInOneStep(const fs::path &from, const fs::path &to,
+                   const std::function<void(const fs::path &)> &finish) {
+    requireFreePlace(from, to);
+    const auto copyFileInOneStep = [&](const fs::path &file) {
+        const fs::path unfinished = to.parent_path() / unfinishedCopyName;
+        std::error_code ignored;
+        fs::remove(unfinished, ignored);
+        copyFileAs(to, file, unfinished);
+        orCleanup("file", unfinished, [&] {
+            finish(unfinished);
+            moveToFreeName(unfinished, to);
+        });
+    };
+    if (isSymlink(from))
+        copySymlinkOr(from, to, copyFileInOneStep);
+    else
+        copyFileInOneStep(from);
+}
+
 void copyFile(const fs::path &from, const fs::path &to) {
-    if (!isRegularFile(from))
-        throw Error(ErrorCode::Filesystem,
-                    "Attempt to copy file, but " + from.string() + " is not regular file");
-    orRaise(
-        ErrorCode::Filesystem, "Coulnd't copy file " + from.string() + " to " + to.string(),
-        [&] {
-            fs::create_directories(to.parent_path());
-            copyContent(from, to);
-        },
-        LogLevel::Warning);
-    orCleanup("file", to, [&] {
-        for (const auto &[name, value] : extendedAttributes(from))
-            setExtendedAttribute(to, name, value);
-    });
+    copyFileAs(to, from, to);
 }
 
 void copySymlink(const fs::path &from, const fs::path &to) {
     if (!isSymlink(from))
         throw Error(ErrorCode::Filesystem,
                     "Attempt to copy symlink, but " + from.string() + " is not symlink");
-    const std::string target = readSymlink(from).string();
-    if (pointsBesideItself(target)) {
-        if (recreateLink(target, from, to))
-            return;
-    } else {
-        LogStream(LogLevel::Warning) << "Symlink target is not in the same directory: " << from << " -> "
-                                     << to;
-    }
-    LogStream(LogLevel::Info) << "Trying to copy content of the symlink target";
-    copyFile(target, to);
+    copySymlinkOr(from, to, [&](const fs::path &target) { copyFile(target, to); });
 }
 
 void copyDirectory(const fs::path &from, const fs::path &to) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 
 namespace Common {
 
@@ -11,6 +12,16 @@ namespace Common {
 /// Copies whatever `from` is: a link as copySymlink does, a directory, a regular file. Raises when `from`
 /// does not exist (a dangling link does not), when `to` exists, and for any other kind of entry.
 void copy(const std::filesystem::path &from, const std::filesystem::path &to);
+
+/// The name that a copy has in its directory while copyInOneStep() makes it.
+inline constexpr const char *unfinishedCopyName = ".kelp-unfinished-copy";
+
+/// Copies a regular file or a link as copy() does, but gives the copy its name when it is complete and
+/// `finish` has had it by its unfinished name. A kill leaves `to` complete or absent, and an unfinished copy
+/// at worst, which the next one in that directory replaces. `finish` is not called for a link that is copied
+/// as a link. Raises as copy() does, for a directory too.
+void copyInOneStep(const std::filesystem::path &from, const std::filesystem::path &to,
+                   const std::function<void(const std::filesystem::path &)> &finish);
 
 /// Copies a regular file, or the regular file that a link leads to; makes the parents of `to`. When
 /// attributes cannot be carried over, `to` is removed and the attribute's error is raised.

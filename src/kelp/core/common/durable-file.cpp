@@ -3,6 +3,7 @@
 #include "kelp/core/common/or-raise.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -63,30 +64,36 @@ private:
 };
 
 /// Writes to `path`; the texts of the errors name `reported`.
-void writeAs(const fs::path &reported, const fs::path &path, int flags, std::string_view content) {
+void writeAs(const fs::path &reported, const fs::path &path, int flags, std::string_view content,
+             Durability durability) {
     const Descriptor file =
         orRaise(ErrorCode::Filesystem, "Unable to open " + reported.string() + " file for writing",
                 [&] { return Descriptor(path, O_WRONLY | O_CREAT | flags); });
     orRaise(ErrorCode::Filesystem, "Failed to write data to " + reported.string() + " file", [&] {
         file.write(content, path);
-        Descriptor::check(::fsync(file.get()), path);
+        if (durability == Durability::Flushed)
+            Descriptor::check(::fsync(file.get()), path);
     });
 }
 
 } // namespace
 
 void writeDurably(const fs::path &path, std::string_view content) {
-    writeAs(path, path, O_TRUNC, content);
+    writeAs(path, path, O_TRUNC, content, Durability::Flushed);
 }
 
 void replaceDurably(const fs::path &path, std::string_view content) {
+    replaceFile(path, content, Durability::Flushed);
+}
+
+void replaceFile(const fs::path &path, std::string_view content, Durability durability) {
     fs::path next = path;
     next += ".new";
     std::error_code ignored;
     fs::remove(next, ignored);
     try {
         // O_EXCL: a package that ships a link of this name must not choose what is written to.
-        writeAs(path, next, O_EXCL, content);
+        writeAs(path, next, O_EXCL, content, durability);
         orRaise(ErrorCode::Filesystem, "Failed to write data to " + path.string() + " file",
                 [&] { fs::rename(next, path); });
     } catch (...) {
@@ -128,6 +135,15 @@ void flushFilesystem(const fs::path &path) {
         const Descriptor handle(path, O_RDONLY);
         Descriptor::check(::syncfs(handle.get()), path);
     });
+}
+
+void flushFilesystems(const std::set<fs::path> &paths) {
+    std::set<dev_t> flushed;
+    for (const fs::path &path : paths) {
+        struct stat status {};
+        if (::stat(path.c_str(), &status) == 0 && flushed.insert(status.st_dev).second)
+            flushFilesystem(path);
+    }
 }
 
 } // namespace Common

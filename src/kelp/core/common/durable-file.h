@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -15,10 +16,19 @@ namespace Common {
 /// content.
 void writeDurably(const std::filesystem::path &path, std::string_view content);
 
-/// Gives `path` the new content in one step: after a failure or a power cut it holds the old content or the
-/// new, never a mix and never less. Writes a neighbour with ".new" behind the name, has its content on disk
-/// and renames it over `path`; the rename itself reaches the disk with what the filesystem writes next, in
-/// order. Raises as writeDurably does, with the text naming `path`, and leaves no neighbour behind.
+/// Whether what an operation writes is on disk on its return. It can be left to a later flush of the
+/// filesystem where something else that is on disk, such as a journal, has the operation repeated after a
+/// power cut.
+enum class Durability { Flushed, Deferred };
+
+/// Gives `path` the new content in one step: after a failure or a kill it holds the old content or the new,
+/// never a mix and never less; after a power cut too with Durability::Flushed, while a deferred one may then
+/// have any content. Writes a neighbour with ".new" behind the name and renames it over `path`; the rename
+/// itself reaches the disk with what the filesystem writes next, in order. Raises as writeDurably does, with
+/// the text naming `path`, and leaves no neighbour behind.
+void replaceFile(const std::filesystem::path &path, std::string_view content, Durability durability);
+
+/// replaceFile() with Durability::Flushed.
 void replaceDurably(const std::filesystem::path &path, std::string_view content);
 
 /// Has the content of a file on disk that was written by other means.
@@ -34,5 +44,9 @@ std::optional<std::string> readIfExists(const std::filesystem::path &path);
 
 /// Has everything on disk that was written to the filesystem on which `path` lies.
 void flushFilesystem(const std::filesystem::path &path);
+
+/// The same for each filesystem on which one of the paths lies, once. Paths that do not exist are passed
+/// over.
+void flushFilesystems(const std::set<std::filesystem::path> &paths);
 
 } // namespace Common

@@ -1,6 +1,5 @@
 #include "kelp/core/kelp/descriptor.h"
 
-#include "kelp/core/common/durable-file.h"
 #include "kelp/core/common/error.h"
 #include "kelp/core/kelp/package-staging.h"
 
@@ -9,11 +8,14 @@
 
 #include <sstream>
 
+namespace fs = std::filesystem;
+
 namespace Core::KELP {
 
 namespace {
 
 using boost::property_tree::ptree;
+using Common::Durability;
 using Common::Error;
 using Common::ErrorCode;
 
@@ -30,7 +32,28 @@ ptree descriptorTree(const PackageStaging &staging, const PackageInformation &ex
     return tree;
 }
 
-ptree parse(const std::filesystem::path &path, const std::string &content) {
+std::string descriptorText(const PackageStaging &staging, const PackageInformation &extras) {
+    std::ostringstream content;
+    boost::property_tree::write_ini(content, descriptorTree(staging, extras), 0);
+    return std::move(content).str();
+}
+
+/// A file of the package may stand there, of any size, or a link to anything.
+bool holds(const fs::path &path, const std::string &text) {
+    return fs::is_regular_file(fs::symlink_status(path)) && fs::file_size(path) == text.size() &&
+           Common::readIfExists(path) == text;
+}
+
+template<class Write>
+void orRaiseReason(const Write &write) {
+    try {
+        write();
+    } catch (const std::exception &error) {
+        throw Error(ErrorCode::Filesystem, std::string("Couldn't create velura.pkg file: ") + error.what());
+    }
+}
+
+ptree parse(const fs::path &path, const std::string &content) {
     try {
         ptree tree;
         std::istringstream stream(content);
@@ -52,20 +75,21 @@ PackageInformation flatten(const ptree &tree) {
 
 } // namespace
 
-void writeDescriptor(const std::filesystem::path &path, const PackageStaging &staging,
-                     const PackageInformation &extras) {
-    try {
-        std::ostringstream content;
-        boost::property_tree::write_ini(content, descriptorTree(staging, extras), 0);
-        // A version whose link survived a power cut without its descriptor would be taken for corrupted, and
-        // removed.
-        Common::replaceDurably(path, content.view());
-    } catch (const std::exception &error) {
-        throw Error(ErrorCode::Filesystem, std::string("Couldn't create velura.pkg file: ") + error.what());
-    }
+void writeDescriptor(const fs::path &path, const PackageStaging &staging, const PackageInformation &extras,
+                     Durability durability) {
+    orRaiseReason([&] { Common::replaceFile(path, descriptorText(staging, extras), durability); });
 }
 
-PackageInformation readDescriptor(const std::filesystem::path &path) {
+void ensureDescriptor(const fs::path &path, const PackageStaging &staging, const PackageInformation &extras,
+                      Durability durability) {
+    orRaiseReason([&] {
+        const std::string text = descriptorText(staging, extras);
+        if (!holds(path, text))
+            Common::replaceFile(path, text, durability);
+    });
+}
+
+PackageInformation readDescriptor(const fs::path &path) {
     const auto content = Common::readIfExists(path);
     if (!content)
         throw Error(ErrorCode::Internal, "Couldn't find velura.pkg file: " + path.string());

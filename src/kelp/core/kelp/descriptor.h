@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kelp/core/common/durable-file.h"
 #include "kelp/core/kelp/package-information.h"
 
 #include <array>
@@ -14,13 +15,15 @@ inline constexpr std::array requiredDescriptorKeys = {"general.id", "general.ver
                                                       "certificate.id"};
 
 /// Writes the descriptor of a version, an ini file with the sections [general], [certificate] and
-/// [prev_key_ids]. `extras` are further values with keys "section.key". The names of organisation and
-/// application are written together or not at all. The content is on disk when the call
-/// returns. Raises
-/// ErrorCode::Filesystem, "Couldn't create velura.pkg file: " and the reason, and then leaves what was at
-/// `path`.
+/// [prev_key_ids], as Common::replaceFile() does. `extras` are further values with keys "section.key". The
+/// names of organisation and application are written together or not at all. Raises ErrorCode::Filesystem,
+/// "Couldn't create velura.pkg file: " and the reason, and then leaves what was at `path`.
 void writeDescriptor(const std::filesystem::path &path, const PackageStaging &staging,
-                     const PackageInformation &extras);
+                     const PackageInformation &extras, Common::Durability durability);
+
+/// Does the same unless the file is there with that content already, so that one that is on disk stays so.
+void ensureDescriptor(const std::filesystem::path &path, const PackageStaging &staging,
+                      const PackageInformation &extras, Common::Durability durability);
 
 /// Reads a descriptor. Keys without a value count as absent. Raises ErrorCode::Internal when there is no such
 /// file, when it does not parse and when one of requiredDescriptorKeys is absent; ErrorCode::Filesystem when

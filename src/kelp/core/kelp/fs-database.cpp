@@ -10,8 +10,8 @@
 #include "kelp/core/common/rpm/version.h"
 #include "kelp/core/kelp/descriptor.h"
 #include "kelp/core/kelp/i-database-path-resolver.h"
-#include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/path-list.h"
+#include "kelp/core/kelp/publication-plan.h"
 #include "kelp/core/kelp/publication.h"
 
 #include "platform/event-log/log-event.h"
@@ -26,6 +26,7 @@ namespace Core::KELP {
 
 namespace {
 
+using Common::Durability;
 using Common::Error;
 using Common::ErrorCode;
 using Common::LogLevel;
@@ -124,16 +125,40 @@ void FSDatabase::prepareUpdate(const PackageStaging &staging, const PackageInfor
 
 void FSDatabase::putInPlace(const PackageStaging &staging, const PackageInformation &extras) {
     const fs::path directory = pathResolver_->versionDirectory(staging.id, staging.version);
+    dropLeftover(directory, staging.id);
     Common::move(staging.path, directory);
-    // What a package ships under the names of the store's own files is not its to say: the lists tell what to
-    // remove from the system, and a link in place of the resources would have the store write where it leads.
-    for (const fs::path &own : {pathResolver_->symlinkListFile(staging.id, staging.version),
-                                pathResolver_->generatedDirListFile(staging.id, staging.version),
-                                pathResolver_->resourcesDirectory(staging.id, staging.version)})
-        Common::removeAll(own);
-    writeDescriptor(pathResolver_->descriptorFile(staging.id, staging.version), staging, extras);
+    dropOwnNames(directory, staging);
+    // A version whose link survived a power cut without its descriptor would be taken for corrupted, and
+    // removed.
+    writeDescriptor(pathResolver_->descriptorFile(staging.id, staging.version), staging, extras,
+                    Durability::Flushed);
     // Absolute whatever the root prefix is: a relative text would count from the package's directory.
     Common::createSymlink(fs::absolute(directory), pathResolver_->nextDirectory(staging.id));
+}
+
+/// What a package ships under the names of the store's own files is not its to say: the lists and the plan
+/// tell what to remove from the system, and a link in place of the resources would have the store write where
+/// it leads.
+void FSDatabase::dropOwnNames(const fs::path &tree, const PackageStaging &staging) const {
+    for (const fs::path &own :
+         {pathResolver_->symlinkListFile(staging.id, staging.version),
+          pathResolver_->generatedDirListFile(staging.id, staging.version),
+          pathResolver_->resourcesDirectory(staging.id, staging.version), fs::path(publicationPlanName)})
+        Common::removeAll(tree / own.filename());
+}
+
+/// A directory that no link names was left by an installation that failed, and would fail all later ones.
+void FSDatabase::dropLeftover(const fs::path &directory, const std::string &id) const {
+    for (const PackageSlot slot : {PackageSlot::Previous, PackageSlot::Current, PackageSlot::Next})
+        if (isInSlot(directory, id, slot))
+            return;
+    Common::removeAll(directory);
+}
+
+bool FSDatabase::isInSlot(const fs::path &directory, const std::string &id, PackageSlot slot) const {
+    const fs::path link = pathResolver_->descriptorFile(id, slot).parent_path();
+    std::error_code ignored;
+    return fs::equivalent(directory, link, ignored);
 }
 
 void FSDatabase::completeUpdate(const std::string &id) {
@@ -338,35 +363,11 @@ void FSDatabase::tryRemoveMappingsUsingCurrentDirectory(const std::string &id) {
     if (const fs::path file = pathResolver_->generatedDirListFile(id, PackageSlot::Current);
         Common::exists(file))
         removeEmptyDirectories(readPathList(file));
+    takeBackUnfinished(id);
 }
 
 void FSDatabase::generateMappings(const std::string &id) {
-    const PackageInformation information = packageInfo(id);
-    const auto mappings =
-        buildMappings(id, information.at("certificate.id"), valueOf(information, "general.orgname"),
-                      valueOf(information, "general.appname"), Rooted::Yes);
-    const fs::path current = fs::absolute(pathResolver_->currentDirectory(id));
-    const MappingMode mode =
-        publicationMode(current, mappings, valueOf(information, "certificate.subgroup").value_or(""));
-    recordPublication(id, publish(current, mappings, mode));
-}
-
-void FSDatabase::recordPublication(const std::string &id, const Publication &made) {
-    try {
-        writePathList(pathResolver_->symlinkListFile(id, PackageSlot::Current), made.links);
-    } catch (const std::exception &error) {
-        LogStream(LogLevel::Error) << error;
-        unpublish(made.links);
-        throw Error(ErrorCode::Filesystem, "Failed to store generated mappings list for " + id + " package");
-    }
-    try {
-        // Deepest first, so that a later removal finds each directory emptied.
-        writePathList(pathResolver_->generatedDirListFile(id, PackageSlot::Current),
-                      {made.directories.rbegin(), made.directories.rend()});
-    } catch (const std::exception &error) {
-        LogStream(LogLevel::Warning) << error;
-        LogStream(LogLevel::Warning) << "Failed to store generated directories list for " << id << " package";
-    }
+    publishCurrent(id, packageInfo(id), Durability::Flushed);
 }
 
 } // namespace Core::KELP

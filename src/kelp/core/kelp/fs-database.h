@@ -1,6 +1,8 @@
 #pragma once
 
+#include "kelp/core/common/durable-file.h"
 #include "kelp/core/kelp/i-database.h"
+#include "kelp/core/kelp/package-slot.h"
 #include "kelp/core/kelp/package-staging.h"
 
 #include <filesystem>
@@ -21,7 +23,7 @@ class IConfiguration;
 namespace Core::KELP {
 
 class IDatabasePathResolver;
-struct Publication;
+struct PublicationPlan;
 
 /// The package store over a directory tree. There is no index: the tree is the database. It is used from one
 /// thread of one process at a time; nothing keeps others away.
@@ -50,6 +52,30 @@ public:
     void cleanupVersionsExceptCurrent(const std::string &id) override;
     void tryRemoveMappingsUsingCurrentDirectory(const std::string &id) override;
 
+    // The steps by which a staged tree that may be the only copy in the world becomes an installed package.
+    // Nothing is flushed: whoever takes them has something durable that has takeOver() called again after a
+    // power cut, until a flush of the filesystems follows its success.
+
+    /// Gives the staged tree its descriptor and takes the store's other names from it, so that both are as
+    /// durable as the tree when that is flushed next. What is right already is not written again. Raises
+    /// ErrorCode::Filesystem.
+    void describeStaged(const PackageStaging &staging, const PackageInformation &extras);
+
+    /// What takeOver() will publish of a tree for which describeStaged() was called. Changes nothing.
+    PublicationPlan publicationOf(const PackageStaging &staging) const;
+
+    /// Goes on from whatever an earlier call has reached until the package is installed: the tree at
+    /// `staging.path`, in the version directory, with `next`, with `current`, with some or all of its
+    /// mappings. All mappings that are the package's own are made anew, since nothing tells which of them
+    /// survived. Raises what install() raises; a failure throws nothing of the tree away, and leaves it where
+    /// it stands, so that a later call goes on. After ErrorCode::FileConflict nothing is published. An id of
+    /// which another version is installed raises ErrorCode::Internal and stays as it was.
+    void takeOver(const PackageStaging &staging, const PackageInformation &extras);
+
+    /// Removes a package the first installation of which has failed, with the log lines and the event of
+    /// install(). Its version directory may have been moved away before.
+    void discardFailedInstallation(const std::string &id);
+
 private:
     enum class Recheck { No, Yes };
 
@@ -65,8 +91,21 @@ private:
     std::optional<PackageInformation> nextInformation(const std::string &id);
     std::optional<PackageInformation> currentInformation(const std::string &id);
     bool isNewerThanInstalled(const std::string &id, const std::string &version, Recheck recheck);
+    void dropOwnNames(const std::filesystem::path &tree, const PackageStaging &staging) const;
+    void dropLeftover(const std::filesystem::path &directory, const std::string &id) const;
+    bool isInSlot(const std::filesystem::path &directory, const std::string &id, PackageSlot slot) const;
+    void bringIntoStore(const PackageStaging &staging, const PackageInformation &extras);
+    void makeCurrent(const std::string &id, const std::filesystem::path &directory);
+
     void generateMappings(const std::string &id);
-    void recordPublication(const std::string &id, const Publication &made);
+    void publishCurrent(const std::string &id, const PackageInformation &information,
+                        Common::Durability durability);
+    void recordPublication(const std::string &id, const PublicationPlan &plan, Common::Durability durability);
+    bool recordDirectories(const std::string &id, const PublicationPlan &plan, Common::Durability durability);
+    void endPlan(const std::string &id, const PublicationPlan &plan, Common::Durability durability);
+    void takeBackUnfinished(const std::string &id);
+    PublicationPlan unfinishedPlan(const std::string &id) const;
+    std::filesystem::path planFile(const std::string &id) const;
 
     // The migration of rpm packages.
     void clearTempDirectory();

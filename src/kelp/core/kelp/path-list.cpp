@@ -1,6 +1,5 @@
 #include "kelp/core/kelp/path-list.h"
 
-#include "kelp/core/common/durable-file.h"
 #include "kelp/core/common/log-stream.h"
 
 #include <fstream>
@@ -23,12 +22,12 @@ std::vector<fs::path> readPathList(const fs::path &file) {
     return paths;
 }
 
-void writePathList(const fs::path &file, const std::vector<fs::path> &paths) {
+void writePathList(const fs::path &file, const std::vector<fs::path> &paths, Common::Durability durability) {
     std::string content;
     for (const fs::path &path : paths)
         if (path.native().find('\n') == std::string::npos)
             content += path.string() + "\n";
-    Common::replaceDurably(file, content);
+    Common::replaceFile(file, content, durability);
 }
 
 } // namespace Core::KELP

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "kelp/core/common/durable-file.h"
+
 #include <filesystem>
 #include <vector>
 
@@ -10,9 +12,10 @@ namespace Core::KELP {
 /// The paths of a list, without empty lines. A file that cannot be opened is logged and gives none.
 std::vector<std::filesystem::path> readPathList(const std::filesystem::path &file);
 
-/// Replaces the list in one step; its content is on disk when the call returns. A path that holds a line feed
+/// Replaces the list in one step, as Common::replaceFile() does. A path that holds a line feed
 /// is left out: read back, it would be several paths, and those could be anybody's. Raises
 /// ErrorCode::Filesystem, and then leaves the old list, if there was one.
-void writePathList(const std::filesystem::path &file, const std::vector<std::filesystem::path> &paths);
+void writePathList(const std::filesystem::path &file, const std::vector<std::filesystem::path> &paths,
+                   Common::Durability durability);
 
 } // namespace Core::KELP

@@ -1,12 +1,15 @@
 #include "kelp/core/kelp/publication.h"
 
+#include "kelp/core/common/copy.h"
 #include "kelp/core/common/directory.h"
 #include "kelp/core/common/filesystem.h"
 #include "kelp/core/common/log-stream.h"
 #include "kelp/core/common/path-tests.h"
 #include "kelp/core/kelp/mappings/mapping.h"
+#include "kelp/core/kelp/publication-plan.h"
 
 #include <algorithm>
+#include <set>
 
 namespace fs = std::filesystem;
 
@@ -19,23 +22,6 @@ using Common::LogLevel;
 using Common::LogStream;
 
 constexpr const char *copiedSubgroup = "mdm";
-
-void publishMapping(const fs::path &source, const Mapping &mapping, MappingMode mode, Publication &made) {
-    if (!Common::exists(source))
-        return;
-    const fs::path target = fs::absolute(mapping.target());
-    if (mapping.ownsDirectory())
-        made.directories.push_back(target.parent_path());
-    for (const fs::path &entry : Common::listDirectory(source, Common::Listing::Recursive)) {
-        const fs::path published = target / entry.lexically_relative(source);
-        if (Common::isDirectory(entry)) {
-            made.directories.push_back(published);
-        } else {
-            createMapping(entry, published, mode);
-            made.links.push_back(published);
-        }
-    }
-}
 
 /// Calls `use` for each path; what it throws is logged, and the walk goes on.
 template<class Use>
@@ -58,6 +44,15 @@ void inParent(const fs::path &path, const Use &use) {
         use(*parent, path.filename().string());
 }
 
+/// The same for those of the paths that exist: most often none does, which is told by one look.
+template<class Use>
+void forEachThere(const std::vector<fs::path> &paths, const Use &use) {
+    forEachLogged(paths, [&](const fs::path &path) {
+        if (fs::exists(fs::symlink_status(path)))
+            inParent(path, use);
+    });
+}
+
 } // namespace
 
 MappingMode publicationMode(const fs::path &tree, const std::vector<Mapping> &mappings,
@@ -69,16 +64,10 @@ MappingMode publicationMode(const fs::path &tree, const std::vector<Mapping> &ma
                                                                                     : MappingMode::Link;
 }
 
-Publication publish(const fs::path &tree, const std::vector<Mapping> &mappings, MappingMode mode) {
-    Publication made;
-    try {
-        for (const Mapping &mapping : mappings)
-            publishMapping(tree / mapping.source(), mapping, mode, made);
-        return made;
-    } catch (const std::exception &error) {
-        LogStream(LogLevel::Error) << error;
-        unpublish(made.links);
-        throw;
+void publish(const PublicationPlan &plan, MappingMode mode, std::vector<fs::path> &made) {
+    for (const PlannedFile &file : plan.files) {
+        createMapping(file.source, file.target, mode);
+        made.push_back(file.target);
     }
 }
 
@@ -87,6 +76,24 @@ void unpublish(const std::vector<fs::path> &links) {
     forEachLogged(links, [](const fs::path &link) {
         inParent(link, [](const Directory &parent, const std::string &name) { parent.removeFile(name); });
     });
+}
+
+void takeBackFiles(const PublicationPlan &plan) {
+    std::set<fs::path> unfinished;
+    for (const PlannedFile &file : plan.files) {
+        unfinished.insert(file.target.parent_path() / Common::unfinishedCopyName);
+        forEachThere({file.target}, [&](const Directory &parent, const std::string &name) {
+            if (isMappingOf(parent.reach(name), file.source))
+                parent.removeFile(name);
+        });
+    }
+    forEachThere({unfinished.begin(), unfinished.end()},
+                 [](const Directory &parent, const std::string &name) { parent.removeFile(name); });
+}
+
+void takeBack(const PublicationPlan &plan) {
+    takeBackFiles(plan);
+    removeEmptyDirectories({plan.directories.rbegin(), plan.directories.rend()});
 }
 
 void removeMappings(const std::vector<fs::path> &links) {

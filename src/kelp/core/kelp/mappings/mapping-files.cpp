@@ -41,10 +41,14 @@ void removeIfBroken(const fs::path &mapping) {
     }
 }
 
+/// A copy has its attribute before it has its name: one without would be nobody's, and stay for good.
 void copyAsMapping(const fs::path &source, const fs::path &target) {
-    Common::copy(source, target);
-    if (!Common::isSymlink(target))
-        Common::setExtendedAttribute(target, targetAttribute, source.string());
+    if (Common::isSymlink(source) && Common::isDirectory(source))
+        Common::createSymlink(source, target);
+    else
+        Common::copyInOneStep(source, target, [&](const fs::path &copy) {
+            Common::setExtendedAttribute(copy, targetAttribute, source.string());
+        });
 }
 
 } // namespace
@@ -62,6 +66,16 @@ bool isMapping(const fs::path &path) {
     try {
         mappingTarget(path);
         return true;
+    } catch (const Error &) {
+        return false;
+    }
+}
+
+bool isMappingOf(const fs::path &path, const fs::path &source) {
+    try {
+        const fs::path target = mappingTarget(path);
+        const bool isCopiedLink = Common::isSymlink(path) && Common::isSymlink(source);
+        return target == source || (isCopiedLink && target == Common::readSymlink(source));
     } catch (const Error &) {
         return false;
     }

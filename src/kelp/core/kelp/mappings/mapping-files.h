@@ -7,7 +7,8 @@ namespace Core::KELP {
 /// How a file is published.
 enum class MappingMode {
     Link, ///< A symbolic link to the file in the store.
-    Copy, ///< A copy that carries the path of its source in the attribute "user.kelp.mapping.target".
+    Copy, ///< A copy that carries the path of its source in the attribute "user.kelp.mapping.target". A link
+          ///< to a directory is published as a link to its place in the store.
 };
 
 /// Where the mapping at `path` points: the text of a link, or the attribute of a copy. Raises
@@ -17,9 +18,13 @@ std::filesystem::path mappingTarget(const std::filesystem::path &path);
 /// Whether `path` is a link, or a copy that still carries its attribute.
 bool isMapping(const std::filesystem::path &path);
 
+/// Whether `path` is what createMapping() makes of `source`.
+bool isMappingOf(const std::filesystem::path &path, const std::filesystem::path &source);
+
 /// Publishes `source` at `target`, making the parents of `target`. A mapping at `target` whose own target is
 /// gone is replaced. Anything else that exists there stays and raises ErrorCode::FileConflict. A mapping that
-/// cannot be made raises ErrorCode::Filesystem.
+/// cannot be made raises ErrorCode::Filesystem. A kill leaves the whole mapping or none, and beside it at
+/// worst an unfinished copy as Common::copyInOneStep() does.
 void createMapping(const std::filesystem::path &source, const std::filesystem::path &target,
                    MappingMode mode);
 

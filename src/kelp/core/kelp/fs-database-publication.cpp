@@ -1,0 +1,149 @@
+// The part of FSDatabase that publishes the files of the current version, so that it can be taken back after
+// any interruption: the plan of it is on disk before the first file is published, and until the lists are.
+
+#include "kelp/core/common/error.h"
+#include "kelp/core/common/filesystem.h"
+#include "kelp/core/common/log-stream.h"
+#include "kelp/core/common/path-tests.h"
+#include "kelp/core/kelp/descriptor.h"
+#include "kelp/core/kelp/fs-database.h"
+#include "kelp/core/kelp/i-database-path-resolver.h"
+#include "kelp/core/kelp/mappings/mapping-table.h"
+#include "kelp/core/kelp/path-list.h"
+#include "kelp/core/kelp/publication-plan.h"
+#include "kelp/core/kelp/publication.h"
+
+#include <set>
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+using Common::Durability;
+using Common::Error;
+using Common::ErrorCode;
+using Common::LogLevel;
+using Common::LogStream;
+
+std::optional<std::string> valueOf(const PackageInformation &information, const char *key) {
+    const auto found = information.find(key);
+    return found == information.end() ? std::nullopt : std::optional(found->second);
+}
+
+std::vector<Mapping> mappingsOf(const std::string &id, const PackageInformation &information) {
+    return buildMappings(id, information.at("certificate.id"), valueOf(information, "general.orgname"),
+                         valueOf(information, "general.appname"), Rooted::Yes);
+}
+
+std::vector<fs::path> targetsOf(const PublicationPlan &plan) {
+    std::vector<fs::path> targets;
+    targets.reserve(plan.files.size());
+    for (const PlannedFile &file : plan.files)
+        targets.push_back(file.target);
+    return targets;
+}
+
+/// The directories in which publication has made something.
+std::set<fs::path> placesOf(const PublicationPlan &plan, const fs::path &planFile) {
+    std::set<fs::path> places{planFile.parent_path()};
+    for (const PlannedFile &file : plan.files)
+        places.insert(file.target.parent_path());
+    return places;
+}
+
+} // namespace
+
+fs::path FSDatabase::planFile(const std::string &id) const {
+    return pathResolver_->currentDirectory(id) / publicationPlanName;
+}
+
+PublicationPlan FSDatabase::publicationOf(const PackageStaging &staging) const {
+    const fs::path descriptor = pathResolver_->descriptorFile(staging.id, staging.version).filename();
+    return planPublication(staging.path, fs::absolute(pathResolver_->currentDirectory(staging.id)),
+                           mappingsOf(staging.id, readDescriptor(staging.path / descriptor)),
+                           DanglingLinks::Count);
+}
+
+void FSDatabase::publishCurrent(const std::string &id, const PackageInformation &information,
+                                Durability durability) {
+    const fs::path current = fs::absolute(pathResolver_->currentDirectory(id));
+    const auto mappings = mappingsOf(id, information);
+    const MappingMode mode =
+        publicationMode(current, mappings, valueOf(information, "certificate.subgroup").value_or(""));
+    PublicationPlan plan;
+    std::vector<fs::path> made;
+    try {
+        plan = planPublication(current, current, mappings, DanglingLinks::Fail);
+        writePublicationPlan(planFile(id), plan, durability);
+        // What an interrupted attempt at this very publication left is in the way, and may be incomplete.
+        takeBackFiles(plan);
+        publish(plan, mode, made);
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Error) << error;
+        unpublish(made);
+        throw;
+    }
+    recordPublication(id, plan, durability);
+}
+
+void FSDatabase::recordPublication(const std::string &id, const PublicationPlan &plan,
+                                   Durability durability) {
+    const std::vector<fs::path> targets = targetsOf(plan);
+    try {
+        writePathList(pathResolver_->symlinkListFile(id, PackageSlot::Current), targets, durability);
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Error) << error;
+        unpublish(targets);
+        throw Error(ErrorCode::Filesystem, "Failed to store generated mappings list for " + id + " package");
+    }
+    if (recordDirectories(id, plan, durability))
+        endPlan(id, plan, durability);
+}
+
+bool FSDatabase::recordDirectories(const std::string &id, const PublicationPlan &plan,
+                                   Durability durability) {
+    try {
+        // Deepest first, so that a later removal finds each directory emptied.
+        writePathList(pathResolver_->generatedDirListFile(id, PackageSlot::Current),
+                      {plan.directories.rbegin(), plan.directories.rend()}, durability);
+        return true;
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Warning) << error;
+        LogStream(LogLevel::Warning) << "Failed to store generated directories list for " << id << " package";
+        return false;
+    }
+}
+
+/// The plan goes when everything else is on disk. One that stays has the next update or removal look once
+/// more for what it names.
+void FSDatabase::endPlan(const std::string &id, const PublicationPlan &plan, Durability durability) {
+    try {
+        if (durability == Durability::Flushed)
+            Common::flushFilesystems(placesOf(plan, planFile(id)));
+        Common::removeAll(planFile(id));
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Warning) << error;
+    }
+}
+
+void FSDatabase::takeBackUnfinished(const std::string &id) {
+    try {
+        if (Common::exists(planFile(id)))
+            takeBack(unfinishedPlan(id));
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Warning) << error;
+    }
+}
+
+/// A plan that is not all there is made again, of what it was made of.
+PublicationPlan FSDatabase::unfinishedPlan(const std::string &id) const {
+    if (auto plan = parsePublicationPlan(Common::readIfExists(planFile(id)).value_or("")))
+        return *plan;
+    const fs::path current = fs::absolute(pathResolver_->currentDirectory(id));
+    const auto information = readDescriptor(pathResolver_->descriptorFile(id, PackageSlot::Current));
+    return planPublication(current, current, mappingsOf(id, information), DanglingLinks::Count);
+}
+
+} // namespace Core::KELP

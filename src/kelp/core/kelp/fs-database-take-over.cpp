@@ -1,0 +1,89 @@
+// The part of FSDatabase that makes an installed package of a tree of which there may be no other copy.
+
+#include "kelp/core/common/error.h"
+#include "kelp/core/common/filesystem.h"
+#include "kelp/core/common/or-raise.h"
+#include "kelp/core/common/path-tests.h"
+#include "kelp/core/kelp/descriptor.h"
+#include "kelp/core/kelp/fs-database.h"
+#include "kelp/core/kelp/i-database-path-resolver.h"
+#include "kelp/core/kelp/publication-plan.h"
+#include "kelp/core/kelp/publication.h"
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+using Common::Durability;
+using Common::Error;
+using Common::ErrorCode;
+
+/// Unlike exists(), which answers "no" for what the disk does not tell.
+bool isThere(const fs::path &path) {
+    return Common::orRaise(ErrorCode::Filesystem, "Couldn't look for " + path.string(),
+                           [&] { return fs::exists(fs::symlink_status(path)); });
+}
+
+} // namespace
+
+void FSDatabase::describeStaged(const PackageStaging &staging, const PackageInformation &extras) {
+    dropOwnNames(staging.path, staging);
+    const fs::path name = pathResolver_->descriptorFile(staging.id, staging.version).filename();
+    ensureDescriptor(staging.path / name, staging, extras, Durability::Deferred);
+}
+
+void FSDatabase::takeOver(const PackageStaging &staging, const PackageInformation &extras) {
+    const std::string &id = staging.id;
+    const fs::path directory = pathResolver_->versionDirectory(id, staging.version);
+    const bool isStaged = isThere(staging.path);
+    if (isInstalled(id) && (isStaged || !isInSlot(directory, id, PackageSlot::Current)))
+        throw Error(ErrorCode::Internal, "Package " + id + " already installed");
+    if (isStaged)
+        bringIntoStore(staging, extras);
+    const fs::path descriptor = pathResolver_->descriptorFile(id, staging.version);
+    ensureDescriptor(descriptor, staging, extras, Durability::Deferred);
+    if (!isInSlot(directory, id, PackageSlot::Current))
+        makeCurrent(id, directory);
+
+    takeBackUnfinished(id);
+    publishCurrent(id, readDescriptor(descriptor), Durability::Deferred);
+    if (isThere(planFile(id)))
+        throw Error(ErrorCode::Filesystem, "Failed to complete the publication of " + id + " package");
+    cleanupVersionsExceptCurrent(id);
+}
+
+/// The staged tree is the truth: a tree in its place, and links that may lead there, are older. A kill before
+/// the move finds the staged tree again; one behind it finds none, and goes on with the version directory.
+void FSDatabase::bringIntoStore(const PackageStaging &staging, const PackageInformation &extras) {
+    describeStaged(staging, extras);
+    for (const fs::path &link :
+         {pathResolver_->previousDirectory(staging.id), pathResolver_->currentDirectory(staging.id),
+          pathResolver_->nextDirectory(staging.id)})
+        Common::removeAll(link);
+    const fs::path directory = pathResolver_->versionDirectory(staging.id, staging.version);
+    dropLeftover(directory, staging.id);
+    Common::move(staging.path, directory);
+}
+
+/// A kill leaves no link, `next`, or `current`; each is gone on from.
+void FSDatabase::makeCurrent(const std::string &id, const fs::path &directory) {
+    if (!isInSlot(directory, id, PackageSlot::Next)) {
+        Common::removeAll(pathResolver_->nextDirectory(id));
+        Common::createSymlink(fs::absolute(directory), pathResolver_->nextDirectory(id));
+    }
+    promoteNext(id);
+}
+
+void FSDatabase::discardFailedInstallation(const std::string &id) {
+    // Where the version was moved away, `current` leads to an empty one until the package goes; a kill in
+    // between leaves a package without descriptor, which the next look at it removes.
+    const fs::path current = pathResolver_->currentDirectory(id);
+    if (!isInstalled(id) && Common::isSymlink(current))
+        Common::createDirectories(Common::readSymlink(current));
+    recoverPrevious(id);
+    cleanupFailedInstallation(id);
+}
+
+} // namespace Core::KELP

@@ -1,0 +1,53 @@
+#pragma once
+
+#include "kelp/core/common/durable-file.h"
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Core::KELP {
+
+class Mapping;
+
+/// The name of the file that holds a plan, in the version's directory.
+inline constexpr const char *publicationPlanName = "publication.plan";
+
+/// A file that is published at `target` from `source` below the package's link `current`. Both are absolute.
+struct PlannedFile {
+    std::filesystem::path target;
+    std::filesystem::path source;
+
+    bool operator==(const PlannedFile &) const = default;
+};
+
+/// What the publication of a version makes. On disk before the first file is published, and until the lists
+/// of what was made are, it tells a later start what an interrupted publication may have left.
+struct PublicationPlan {
+    std::vector<PlannedFile> files;                 ///< In the order in which they are made.
+    std::vector<std::filesystem::path> directories; ///< Each before what lies in it.
+
+    bool operator==(const PublicationPlan &) const = default;
+};
+
+/// How planPublication() takes links of the package that lead nowhere.
+enum class DanglingLinks {
+    Fail,  ///< One raises ErrorCode::Filesystem "Couldn't read directory: PATH", or is no source of a row.
+    Count, ///< As links, which they are: in a staged tree those into the version itself lead nowhere yet.
+};
+
+/// The plan for the version of which the tree is `tree`, and which is or will be reached by the link
+/// `current`. A link, to a directory too, is a file. Raises ErrorCode::Filesystem when the tree cannot be
+/// read.
+PublicationPlan planPublication(const std::filesystem::path &tree, const std::filesystem::path &current,
+                                const std::vector<Mapping> &mappings, DanglingLinks danglingLinks);
+
+/// Writes the file of a plan. Raises ErrorCode::Filesystem.
+void writePublicationPlan(const std::filesystem::path &file, const PublicationPlan &plan,
+                          Common::Durability durability);
+
+/// The plan of which this is the text; nothing when the text is not all there.
+std::optional<PublicationPlan> parsePublicationPlan(const std::string &text);
+
+} // namespace Core::KELP
