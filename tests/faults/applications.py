@@ -96,26 +96,31 @@ FOREIGN = ["/usr/share/org.example.links/mine.txt", "/usr/bin/somebodys", "/usr/
            "/opt/somebodys/file"]
 
 
-def spec(app, source, files):
-    """The sub-package of one application, whose files lie in the directory `source`."""
+def write_tree(app, directory, place_of):
+    """Writes an application's files below a directory, each where `place_of` its package path says."""
+    for path, entry in app.files.items():
+        place = directory / place_of(path).lstrip("/")
+        place.parent.mkdir(parents=True, exist_ok=True)
+        if isinstance(entry, Link):
+            os.path.lexists(place) or place.symlink_to(entry)
+        elif isinstance(entry, Name):
+            os.link(directory / place_of(entry).lstrip("/"), place)
+        else:
+            place.write_text(entry)
+            place.chmod(app.mode(path))
+
+
+def spec(app):
+    """The lines of the sub-package of one application."""
     listed = []
     for path in app.files:
         place = pathlib.Path(app.system_path(path))
-        (source / place.relative_to("/")).parent.mkdir(parents=True, exist_ok=True)
         own = [str(parent) for parent in place.parents if app.id in parent.parts or (app.org or "-") in parent.parts]
         listed += [f"%dir {parent}" for parent in own]
         mode = "" if isinstance(app.files[path], Link) else f"%attr({app.mode(path):o},root,root) "
         listed.append(("%config " if place.suffix == ".conf" else "") + mode + str(place))
-    for path, entry in app.files.items():
-        place = source / app.system_path(path).lstrip("/")
-        if isinstance(entry, Link):
-            os.path.lexists(place) or place.symlink_to(entry)
-        elif isinstance(entry, Name):
-            os.link(source / app.system_path(entry).lstrip("/"), place)
-        else:
-            place.write_text(entry)
-    files += [f"%package -n {app.id}", "Summary: An application", f"%description -n {app.id}",
-              *([f"%preun -n {app.id}", "true"] if app.script else []), f"%files -n {app.id}", *sorted(set(listed))]
+    return [f"%package -n {app.id}", "Summary: An application", f"%description -n {app.id}",
+            *([f"%preun -n {app.id}", "true"] if app.script else []), f"%files -n {app.id}", *sorted(set(listed))]
 
 
 def build_packages(directory):
@@ -125,7 +130,8 @@ def build_packages(directory):
             "BuildArch: noarch", "AutoReqProv: no", "%description", "Applications.", "%install",
             f"cp -a {workshop}/source/. %{{buildroot}}"]
         for app in APPLICATIONS:
-            spec(app, source, lines)
+            write_tree(app, source, app.system_path)
+            lines += spec(app)
         pathlib.Path(workshop, "spec").write_text("\n".join(lines) + "\n")
         verbs("build_rpm " + f"{workshop}/spec {directory}")
 
@@ -136,24 +142,10 @@ def verbs(commands, **variables):
         stdout=subprocess.DEVNULL)
 
 
-def furnish(machine, program, packages):
-    """Makes the machine of the old world on empty disks: all packages installed, and people's data."""
+def furnish(machine, packages):
+    """Makes the machine of the old world: all packages installed, and people's data."""
     root = machine.root
-    for directory in ["dev", "etc/rpm", "usr/bin", "usr/lib64", "usr/share", "var/lib/kelp", "var/lib/rpm",
-                      "var/lib/trusted-sources", "var/tmp", "tmp"]:
-        (root / directory).mkdir(parents=True, exist_ok=True)
-    for name in ["bin", "lib", "lib64"]:
-        (root / name).symlink_to("usr/" + name)
-    run("cp", "-a", "/dev/null", "/dev/urandom", root / "dev")
-    run("cp", "--dereference", "/usr/bin/sh", "/usr/bin/rpm", root / "usr/bin")
-    for loader in pathlib.Path("/lib64").glob("ld-*"):
-        (root / "usr/lib64" / loader.name).symlink_to(os.path.realpath(loader))
-    shutil.copy(program, root / "program")
-    (root / "etc/rpm/macros").write_text("%_dbpath /var/lib/rpm\n")
-    (root / "etc/passwd").write_text("root:x:0:0::/:/bin/sh\n")
-    (root / "etc/group").write_text("root:x:0:\nusers:x:100:alice,bob\n")
     shutil.copytree(packages, root / "tmp/rpms")
-    machine.start(["rpm", "--initdb"])
     status, output = machine.start(["sh", "-c", "rpm --force-debian --nodeps --install /tmp/rpms/*"])
     if status:
         raise SystemExit(output)

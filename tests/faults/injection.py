@@ -7,9 +7,13 @@ MAKING = ["open", "openat", "creat", "write", "pwrite64", "writev", "pwritev", "
           "setxattr", "lsetxattr", "fsetxattr", "fsync", "fdatasync", "syncfs"]
 OTHERS = ["unlink", "unlinkat", "rmdir", "chmod", "fchmod", "fchmodat", "chown", "fchown", "lchown", "fchownat",
           "utimensat", "removexattr", "lremovexattr", "fremovexattr"]
+# The end of the process, where it can be killed and nothing can fail.
+END = ["exit_group"]
 OPENING = ["open", "openat", "creat"]
+KILLING = ["kill", "powercut", "latecut"]
 MODES = {
-    "kill": ("signal=KILL", MAKING + OTHERS), "powercut": ("signal=KILL", MAKING + OTHERS),
+    "kill": ("signal=KILL", MAKING + OTHERS + END), "powercut": ("signal=KILL", MAKING + OTHERS + END),
+    "latecut": ("signal=KILL", MAKING + OTHERS + END),
     "eio": ("error=EIO", MAKING + OTHERS), "enospc": ("error=ENOSPC", MAKING),
     "enospc-from": ("error=ENOSPC", [name for name in MAKING if name not in OPENING]),
 }
@@ -35,7 +39,7 @@ class Point:
 
 
 def recording(log):
-    return ["strace", "-y", "-s", "60", "-o", log, "-e", "signal=none", "-e", "trace=" + ",".join("?" + name for name in MAKING + OTHERS)]
+    return ["strace", "-y", "-s", "60", "-o", log, "-e", "signal=none", "-e", "trace=" + ",".join("?" + name for name in MAKING + OTHERS + END)]
 
 
 def changes_something(name, call):
@@ -49,7 +53,7 @@ def points(log, root):
     counts, result = {}, []
     for call in open(log, errors="replace").read().replace(str(root), "").splitlines():
         name = call.split("(")[0]
-        if name in MAKING + OTHERS:
+        if name in MAKING + OTHERS + END:
             counts[name] = counts.get(name, 0) + 1
             if changes_something(name, call):
                 result.append(Point(name, counts[name], dict(counts), call))

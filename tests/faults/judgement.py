@@ -5,8 +5,9 @@ import os
 import re
 import sqlite3
 import stat
+from pathlib import PurePath
 
-from applications import APPLICATIONS, DATA, FOREIGN, KEY, MOVED, STORE
+from applications import APPLICATIONS, DATA, FOREIGN, KEY, Link, MOVED, STORE
 from machine import BOUND
 
 # What may differ between machines that are equally well: the contents of databases are compared as what they say.
@@ -80,24 +81,54 @@ def read(path):
     return open(path).read() if os.path.isfile(path) else None
 
 
+def source_of(place):
+    """Where a published file says that it comes from."""
+    return os.readlink(place) if os.path.islink(place) else os.getxattr(place, "user.kelp.mapping.target").decode()
+
+
+def flaws_of_file(app, path, place):
+    if not os.path.exists(place):
+        return [f"{place} is missing"]
+    if read(place) is None or app.content(path) is None:
+        return [f"{place} is no directory"] if read(place) != app.content(path) else []
+    flaws = [f"{place} holds {read(place)!r}"] if read(place) != app.content(path) else []
+    return flaws + ([f"{place} has another mode"] if stat.S_IMODE(os.stat(place).st_mode) != app.mode(path) else [])
+
+
+def flaws_of_lists(app, current, published):
+    directories = {str(parent) for place in published for parent in PurePath(place).parents if app.id in parent.parts}
+    for name, wanted in {"symlink.list": published, "generated.dir.list": directories}.items():
+        listed = (read(f"{current}/{name}") or "").splitlines()
+        if sorted(listed) != sorted(wanted):
+            yield f"{app.id}: {name} differs from what is published: {sorted(set(listed) ^ set(wanted))}"
+
+
 def flaws_in_store(app):
     """What is missing to the application `app` in the store, judged by the table of the applications alone."""
-    for path in app.files:
-        current = f"/opt/app/{app.id}/current/{path}"
-        for place in [current, app.system_path(path, published=True)]:
-            if not os.path.exists(place):
-                yield f"{place} is missing"
-            elif read(place) != app.content(path):
-                yield f"{place} holds {read(place)!r}"
-            elif read(place) is not None and stat.S_IMODE(os.stat(place).st_mode) != app.mode(path):
-                yield f"{place} has mode {os.stat(place).st_mode:o}"
-    published = sorted(app.system_path(path, published=True) for path in app.files)
-    if sorted((read(f"/opt/app/{app.id}/current/symlink.list") or "").split()) != published:
-        yield f"{app.id}: symlink.list is not the list of its files"
+    current, flaws = f"/opt/app/{app.id}/current", []
+    published = {path: app.system_path(path, published=True) for path in app.files}
+    for path, place in published.items():
+        flaws += flaws_of_file(app, path, f"{current}/{path}") + flaws_of_file(app, path, place)
+        try:
+            if not isinstance(app.files[path], Link) and source_of(place) != f"{current}/{path}":
+                flaws.append(f"{place} comes from {source_of(place)}")
+        except OSError:
+            flaws.append(f"{place} does not say where it comes from")
+    descriptor = (read(f"{current}/velura.pkg") or "").splitlines()
+    flaws += [f"{app.id}: its descriptor has no line {line}" for line in
+              [f"id={app.id}", f"id={app.key}", f"subgroup={app.subgroup}", *([f"orgname={app.org}"] if app.org else [])]
+              if line not in descriptor]
+    return [*flaws, *flaws_of_lists(app, current, published.values())]
 
 
-def flaws_of_migration():
+def flaws_of_migration(machine, before):
     """What an undisturbed migration has not done, judged by the tables of applications.py alone."""
+    names = headers(machine)
+    return (machine.inside(flaws_outside_rpm) + unsound(machine, before) +
+            [f"rpm still has {app.id}" for app in MOVED if f"rpm: {app.id}" in names])
+
+
+def flaws_outside_rpm():
     flaws = [flaw for app in MOVED for flaw in flaws_in_store(app)]
     lines = [f"event=I package={app.id} keyid={app.key}" for app in MOVED]
     if contents("/var/lib/kelp/registry") != sorted(lines):
@@ -123,7 +154,7 @@ def unsound(machine, before):
     in_rpm, flaws = headers(machine), []
     for app in APPLICATIONS:
         objections = in_rpm.get(f"rpm: {app.id}", ["no header"])
-        missing = machine.inside(lambda: list(flaws_in_store(app))) if not app.stays else ["it belongs to rpm"]
+        missing = machine.inside(flaws_in_store, app) if not app.stays else ["it belongs to rpm"]
         if objections != before[f"rpm: {app.id}"] and missing:
             flaws.append(f"{app.id} is whole neither in rpm ({objections[0]}) nor in the store ({missing[0]})")
     return flaws + machine.inside(lambda: [f"lost {old}" for old, new in [*DATA.items(), *zip(FOREIGN, FOREIGN)]

@@ -82,5 +82,31 @@ class Machine:
             raise RuntimeError(f"{function.__name__} failed in the machine")
         return json.loads(text)
 
+    def furnish(self, program):
+        """What every machine has: rpm with an empty database, the program to break, and two people."""
+        for directory in ["dev", "etc/kelp", "etc/rpm", "usr/bin", "usr/lib64", "usr/share", "var/lib/kelp", "var/lib/rpm",
+                          "var/lib/trusted-sources", "var/tmp", "tmp"]:
+            (self.root / directory).mkdir(parents=True, exist_ok=True)
+        for name in ["bin", "lib", "lib64"]:
+            (self.root / name).symlink_to("usr/" + name)
+        run("cp", "-a", "/dev/null", "/dev/urandom", self.root / "dev")
+        run("cp", "--dereference", "/usr/bin/sh", "/usr/bin/rpm", self.root / "usr/bin")
+        for loader in pathlib.Path("/lib64").glob("ld-*"):
+            (self.root / "usr/lib64" / loader.name).symlink_to(os.path.realpath(loader))
+        run("cp", program, self.root / "program")
+        (self.root / "etc/rpm/macros").write_text("%_dbpath /var/lib/rpm\n")
+        (self.root / "etc/kelp/kelp.conf").write_text("[kelp]\n")
+        (self.root / "etc/passwd").write_text("root:x:0:0::/:/bin/sh\n")
+        (self.root / "etc/group").write_text("root:x:0:\nusers:x:100:alice,bob\n")
+        self.start(["rpm", "--initdb"])
+
+    def commit(self):
+        """Has every disk's file system commit its journal: names and sizes, but not contents that nobody has flushed."""
+        for place in self.layout:
+            directory = os.open(self.root / place / "lost+found", os.O_RDONLY)
+            os.utime(directory)
+            os.fsync(directory)
+            os.close(directory)
+
     def _images(self):
         return [self.disks / f"{number}.img" for number in range(len(self.layout))]

@@ -1,140 +1,146 @@
-"""Breaks a start of the launcher at every call that changes something on disk, starts it twice more without a fault, and
-holds the machine against one that was never disturbed.
+"""Breaks a command at every call that changes something on disk, and judges what is left when it is over.
 
-A point is the name of a system call and which of these calls it is. Its modes:
-  kill         the launcher is killed before the call
-  powercut     the same, and the disks' files are copied at once, unflushed: the next starts have the copies
+Scenarios: the launcher's start that takes the applications over, and the store's operations, publishing by links and by
+copies. A point is the name of a system call and which of these calls it is. Modes:
+  kill         the command is killed before the call
+  powercut     the same, and the disks' files are copied at once, unflushed: what follows has the copies
+  latecut      as powercut, after the file systems have committed their journals, but no contents, of their own accord
   eio, enospc  the call fails
   enospc-from  this call and every later one that needs space fails with ENOSPC
 
-After kill and powercut everything must be as if nothing had happened. After the others every application must be whole,
-in rpm or in the store, and nobody else's files may be lost.
+After a broken start the launcher is started twice more. Was it killed, everything must then be as if nothing had happened;
+else every application must be whole, in rpm or in the store, and nobody else's files may be lost. After a broken operation
+of the store an update, or an installation, and a removal of the package must work, and leave nothing behind.
 """
 
 import argparse
 import collections
-import functools
+import copy
 import multiprocessing
 import os
 import pathlib
 import random
+import subprocess
 import sys
 import time
 
 import injection
-from applications import PROJECT, build_packages, furnish
-from judgement import differences, flaws_of_migration, snapshot, unsound
+from applications import PROJECT, build_packages
+from damages import DAMAGES
+from judgement import flaws_of_migration
 from machine import LAYOUTS, Machine, run
+from scenarios import SCENARIOS
 
 
 def arguments():
     parser = argparse.ArgumentParser(prog="scripts/faults", description=__doc__,
                                      formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("--scenarios", nargs="+", choices=SCENARIOS, default=list(SCENARIOS))
     parser.add_argument("--modes", nargs="+", choices=injection.MODES, default=list(injection.MODES))
     parser.add_argument("--layouts", nargs="+", choices=LAYOUTS, default=list(LAYOUTS),
                         help="one: a single disk. many: /usr, /var, /opt and rpm's database have disks of their own")
     parser.add_argument("--sample", type=int, metavar="N", help="only N of all points")
     parser.add_argument("--seed", default="", help="what the sample depends on, as a commit")
-    parser.add_argument("--point", metavar="MODE:NAME:INDEX", help="only this point, and tell all about it")
-    parser.add_argument("--shell", action="store_true", help="with --point: end with a shell beside the machine")
+    parser.add_argument("--point", metavar="MODE:NAME:INDEX", help="only this point, of the first scenario and layout, and "
+                        "tell all about it")
+    parser.add_argument("--shell", action="store_true", help="with --point: end with a shell in the machine's root directory")
+    parser.add_argument("--prove", action="store_true", help="only show that each kind of damage would be seen")
     parser.add_argument("--jobs", type=int, default=os.cpu_count())
     return parser.parse_args()
 
 
 class Trial:
-    """A command on a machine, broken at a point."""
+    """A scenario on disks of one layout."""
 
-    def __init__(self, place, layout, command):
-        self.place, self.layout, self.command = pathlib.Path(place), layout, command
+    def __init__(self, name, layout, place):
+        self.name, self.layout, self.place = name, layout, place / f"{name}-{layout}"
+        self.scenario = copy.copy(SCENARIOS[name])
 
-    def base(self, packages, program):
-        """Makes the disks that every machine starts with, and learns what an undisturbed run makes of them."""
+    def record(self, programs, packages):
+        """Makes the disks that every machine starts with, and learns what an undisturbed run does."""
         with Machine(self.layout, self.place / "base", self.place / "root").make() as machine:
-            furnish(machine, program, packages)
-            self.before = snapshot(machine)
+            machine.furnish(programs / self.scenario.program)
+            self.scenario.prepare(machine, packages)
         with self.machine(self.place / "recorded") as machine:
             log = self.place / "calls"
-            self.output = machine.start(self.command, injection.recording(log))[1] + self.twice(machine)
+            machine.start(self.scenario.command, injection.recording(log))
             self.points = injection.points(log, machine.root)
-            self.wanted, self.known = snapshot(machine), unsound(machine, self.before)
-            self.flaws = machine.inside(flaws_of_migration) + self.known
+            self.flaws = self.scenario.learn(machine)
         return self
 
     def machine(self, place):
         Machine(self.layout, self.place / "base", "").copy_disks(place / "disks")
         return Machine(self.layout, place / "disks", place / "root")
 
-    def twice(self, machine):
-        return "".join("-- again\n" + machine.start(self.command)[1] for _ in range(2))
-
     def broken(self, mode, point, slot, then=lambda machine: None):
         """The flaws of a machine whose run was broken at a point, and what its runs wrote."""
         place = self.place / f"slot-{slot}"
         with self.machine(place) as machine:
             log = place / "calls"
-            status, output = machine.start(self.command, ["strace", "-o", log, *point.injections(mode)])
-            hit = status == -9 if mode in ("kill", "powercut") else "(INJECTED)" in log.read_text()
-            if mode != "powercut":
-                return self.judge(machine, mode, hit, output, then)
+            status, output = machine.start(self.scenario.command, ["strace", "-o", log, *point.injections(mode)])
+            if not (status == -9 if mode in injection.KILLING else "(INJECTED)" in log.read_text()):
+                return ["the run did not come to this call"], output
+            if mode not in ("powercut", "latecut"):
+                return self.judged(machine, mode, output, then)
+            if mode == "latecut":
+                machine.commit()
             machine.copy_disks(place / "cut")
             with Machine(self.layout, place / "cut", place / "cut-root") as cut:
-                return self.judge(cut, mode, hit, output, then)
+                return self.judged(cut, mode, output, then)
 
-    def judge(self, machine, mode, hit, output, then):
-        output += self.twice(machine)
-        if not hit:
-            return ["the run did not come to this call"], output
-        if mode in ("kill", "powercut"):
-            flaws = differences(snapshot(machine), self.wanted)
-        else:
-            flaws = [flaw for flaw in unsound(machine, self.before) if flaw not in self.known]
+    def judged(self, machine, mode, output, then):
+        flaws, more = self.scenario.judge(machine, mode in injection.KILLING)
         then(machine)
-        return flaws, output
+        return flaws, output + more
 
 
-def report(trial, mode, point, flaws):
-    more = f" ... and {len(flaws) - 5} more" if len(flaws) > 5 else ""
-    print(f"FAILED --layouts {trial.layout} --point {mode}:{point}\n    {point.call[:150]}\n    " + "\n    ".join(flaws[:5]) + more,
-          flush=True)
+trials = []
 
 
-def attempt(trials, work):
-    layout, mode, point = work
+def attempt(work):
+    trial, mode, point = work
     slot = multiprocessing.current_process().name
     try:
-        return work, trials[layout].broken(mode, point, slot)[0]
+        return work, trials[trial].broken(mode, trials[trial].points[point], slot)[0]
     except Exception as error:
         return work, [f"the harness failed: {error!r}"]
 
 
-def all_work(trials, options):
-    work = [(layout, mode, point) for layout, trial in trials.items() for mode in options.modes for point in trial.points
-            if point.name in injection.MODES[mode][1]]
+def all_work(options):
+    work = [(trial, mode, point) for trial in range(len(trials)) for mode in options.modes
+            for point in range(len(trials[trial].points)) if trials[trial].points[point].name in injection.MODES[mode][1]]
     if options.sample and options.sample < len(work):
         chosen = random.Random(options.seed).sample(range(len(work)), options.sample)
         work = [work[number] for number in sorted(chosen)]
     return work
 
 
-def walk(trials, options):
+def report(trial, what, flaws):
+    more = f" ... and {len(flaws) - 5} more" if len(flaws) > 5 else ""
+    print(f"FAILED --scenarios {trial.name} --layouts {trial.layout} {what}\n    " + "\n    ".join(flaws[:5]) + more, flush=True)
+
+
+def walk(options):
     tried, failed = collections.Counter(), collections.Counter()
-    for layout, trial in trials.items():
-        tried[layout, "none"] += 1
-        if trial.flaws:
-            failed[layout, "none"] += 1
-            print(f"FAILED --layouts {layout}, undisturbed\n    " + "\n    ".join(trial.flaws), flush=True)
+
+    def count(trial, mode, what, flaws):
+        tried[trial.name, trial.layout, mode] += 1
+        if flaws:
+            failed[trial.name, trial.layout, mode] += 1
+            report(trial, what, flaws)
+
+    for trial in trials:
+        count(trial, "none", "undisturbed", trial.flaws)
     start = time.monotonic()
     with multiprocessing.Pool(options.jobs) as pool:
-        for (layout, mode, point), flaws in pool.imap(functools.partial(attempt, trials), all_work(trials, options)):
-            tried[layout, mode] += 1
-            if flaws:
-                failed[layout, mode] += 1
-                report(trials[layout], mode, point, flaws)
-    print(f"\n{sum(tried.values())} points in {time.monotonic() - start:.0f} s\n")
-    print("| layout | mode | points | failed |\n| --- | --- | ---: | ---: |")
-    for layout, mode in tried:
-        print(f"| {layout} | {mode} | {tried[layout, mode]} | {failed[layout, mode]} |")
-    return bool(failed.total())
+        for (trial, mode, point), flaws in pool.imap(attempt, all_work(options)):
+            point = trials[trial].points[point]
+            count(trials[trial], mode, f"--point {mode}:{point}\n    {point.call[:150]}", flaws)
+    print(f"\n{tried.total()} points in {time.monotonic() - start:.0f} s, {failed.total()} failed\n")
+    print("| scenario | layout | mode | points | failed |\n| --- | --- | --- | ---: | ---: |")
+    for key in tried:
+        print("| " + " | ".join(key) + f" | {tried[key]} | {failed[key]} |")
+    return bool(failed)
 
 
 def tell(trial, options):
@@ -152,16 +158,36 @@ def tell(trial, options):
     return bool(flaws)
 
 
+def prove(trial, packages):
+    """Does each damage to a machine that was taken over without a fault, and says which one nobody sees."""
+    unseen = 0
+    for name, (commands, loses) in DAMAGES.items():
+        with trial.machine(trial.place / "damaged") as machine:
+            machine.start(trial.scenario.command)
+            subprocess.run(["sh", "-ec", commands], cwd=machine.root, env={**os.environ, "PACKAGES": str(packages)}, check=True,
+                           capture_output=True)
+            views = {"compared with a whole machine": trial.scenario.flaws(machine, True),
+                     "held against the table": set(flaws_of_migration(machine, trial.scenario.before)) - set(trial.flaws),
+                     "looked through for losses": not loses or trial.scenario.flaws(machine, False)}
+        blind = [view for view, flaws in views.items() if not flaws]
+        unseen += bool(blind)
+        print(f"{name}: " + ("NOT SEEN when " + ", ".join(blind) if blind else "seen"))
+    return bool(unseen)
+
+
 def main():
     options = arguments()
     # The mount goes with the namespace that scripts/faults has made.
     place = PROJECT / "build/faults"
     run("mount", "-t", "tmpfs", "-o", "mode=0755", "kelp-faults", place)
     build_packages(place / "packages")
-    layouts = options.layouts[:1] if options.point else options.layouts
-    trials = {layout: Trial(place / layout, layout, ["/program"]).base(place / "packages", os.environ["KELP_LAUNCHER"])
-              for layout in layouts}
-    return tell(trials[layouts[0]], options) if options.point else walk(trials, options)
+    programs = pathlib.Path(os.environ["KELP_PROGRAMS"])
+    wanted = [(name, layout) for name in options.scenarios for layout in options.layouts]
+    for name, layout in wanted[:1] if options.point or options.prove else wanted:
+        trials.append(Trial(name, layout, place).record(programs, place / "packages"))
+    if options.prove:
+        return prove(trials[0], place / "packages")
+    return tell(trials[0], options) if options.point else walk(options)
 
 
 sys.exit(main())

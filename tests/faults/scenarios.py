@@ -1,0 +1,93 @@
+"""What is broken: a machine to begin with, a command on it, what follows, and how the end is judged."""
+
+import shutil
+
+from applications import Application, Link, RULES, furnish, write_tree
+from judgement import differences, flaws_in_store, flaws_of_migration, snapshot, unsound
+
+
+class TakeOver:
+    """A start of the launcher on a machine of the old world. It is started twice more."""
+
+    program, command = "kelp-launcher", ["/program"]
+
+    def prepare(self, machine, packages):
+        furnish(machine, packages)
+        self.before = snapshot(machine)
+
+    def learn(self, machine):
+        """The flaws of a machine that nothing has disturbed; every other is held against it."""
+        self._twice(machine)
+        self.wanted, self.known = snapshot(machine), unsound(machine, self.before)
+        return flaws_of_migration(machine, self.before)
+
+    def judge(self, machine, killed):
+        """The flaws of a machine and what was written while they were looked for."""
+        output = self._twice(machine)
+        return self.flaws(machine, killed), output
+
+    def flaws(self, machine, killed):
+        if killed:
+            return differences(snapshot(machine), self.wanted)
+        return [flaw for flaw in unsound(machine, self.before) if flaw not in self.known]
+
+    def _twice(self, machine):
+        return "".join("-- again\n" + machine.start(self.command)[1] for _ in range(2))
+
+
+class StoreOperation:
+    """One operation of the store. What it leaves must bear an update, or an installation, and a removal."""
+
+    program, id = "store-driver", "org.example.kept"
+
+    def __init__(self, operation, subgroup):
+        self.operation, self.subgroup = operation, subgroup
+        self.command = self._words(operation, 2)
+
+    def prepare(self, machine, _):
+        for target in RULES.values():
+            if "{" not in target:
+                (machine.root / target.lstrip("/")).mkdir(parents=True, exist_ok=True)
+        (machine.root / "usr/bin/somebodys").write_text("foreign")
+        machine.start(["/program", "recover", self.id])
+        self.empty = snapshot(machine)
+        if self.operation != "install":
+            self._bring_in(machine, "install", 1)
+        if self.operation != "remove":
+            self._stage(machine, 2)
+
+    def learn(self, machine):
+        flaws = machine.inside(flaws_in_store, self._version(2)) if self.operation != "remove" else []
+        return flaws + self.judge(machine, False)[0]
+
+    def judge(self, machine, _):
+        output = machine.start(["/program", "recover", self.id])[1]
+        installed = f"installed {self.id}" in output
+        flaws = ["the application is lost"] if self.operation == "update" and not installed else []
+        status, text = self._bring_in(machine, "update" if installed else "install", 3)
+        flaws += text.splitlines()[-1:] if status else machine.inside(flaws_in_store, self._version(3))
+        status, more = machine.start(self._words("remove", 3))
+        flaws += more.splitlines()[-1:] if status else []
+        return flaws + differences(snapshot(machine), self.empty), output + text + more
+
+    def _words(self, operation, version):
+        return ["/program", operation, self.id, f"{version}-1", self.subgroup]
+
+    def _version(self, number):
+        return Application(self.id, key="AB12", subgroup=self.subgroup, files={
+            "data/same.txt": "same", "data/link": Link("same.txt"), f"data/only-in-{number}/file": "only",
+            "data/deep/er/file": f"deep {number}", "icons/hicolor/86x86/apps/kept.png": f"icon {number}"})
+
+    def _stage(self, machine, version):
+        staging = machine.root / "opt/kelp/tmp" / self.id
+        shutil.rmtree(staging, ignore_errors=True)
+        write_tree(self._version(version), staging, lambda path: path)
+
+    def _bring_in(self, machine, operation, version):
+        self._stage(machine, version)
+        return machine.start(self._words(operation, version))
+
+
+SCENARIOS = {"take-over": TakeOver()} | {
+    f"{operation}-{mode}": StoreOperation(operation, subgroup) for operation in ["install", "update", "remove"]
+    for mode, subgroup in {"links": "regular", "copies": "mdm"}.items()}
