@@ -13,8 +13,8 @@ namespace Launcher {
 void migrateRpmToStore(Core::Configuration &configuration);
 
 /// Moves the organisations' shared data to directories that name the developer key as well. A package whose
-/// data cannot be moved is logged. Throws when the packages or the users cannot be listed; nothing has moved
-/// then.
+/// data cannot be moved is logged. Throws when the packages or the users cannot be listed, and nothing has
+/// moved then; and when the moves cannot be flushed, to be repeated.
 void migrateOrganisationsToSkid(Core::Configuration &configuration);
 
 /// Gives each installed package the resource for the integrity daemon. Throws at the first package for which

@@ -12,6 +12,7 @@ void migrateOrganisationsToSkid(Core::Configuration &configuration) {
     Core::KELP::FSDatabase store(configuration, Core::KELP::DatabasePathResolver::instance());
     for (const auto &units : Patterns::migrationUnits(store.packages()))
         Patterns::migrate(units);
+    Patterns::flushMoves();
 }
 
 } // namespace Launcher

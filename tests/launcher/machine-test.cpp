@@ -6,7 +6,9 @@
 
 namespace {
 
+using testing::AllOf;
 using testing::HasSubstr;
+using testing::Not;
 
 class MachineTest : public ImageFixture {
 protected:
@@ -26,6 +28,40 @@ TEST_F(MachineTest, AMaskAndACutBindingDoNotOutliveTheirStart) {
     EXPECT_EQ(run(policy), "1\n") << "with the source there, nobody would set it";
     run(sources + "'DROP TRIGGER cut'; rm $IMAGE/var/lib/kelp/.migration_done; launch");
     EXPECT_EQ(run(sources + "'SELECT * FROM packages'"), "org.example.empty|.no.source.apps\n");
+}
+
+TEST_F(MachineTest, NeitherUsersNorPackagesMoveAnybodyElsesData) {
+    run("for name in one two hostile; do install_rpms " KELP_RPMS "/org.example.$name.rpm;"
+        "    sign org.example.$name developer K_$name CN=X; done;"
+        "add_user alice; add_user mallory; in_image useradd --create-home carol; cd $IMAGE;"
+        "for path in usr/away/file usr/share/common/acme/data srv/shared/acme/common/team"
+        "    home/alice/.config/acme/common/theme home/carol/acme/common/diary home/carol/common/diary;"
+        "do echo data | put_file $path; done;"
+        "cd home/mallory; mkdir -p .local/share .config/acme;"
+        "ln -s /home/carol .cache; ln -s /usr/share .local/share/acme; ln -s /home/carol/common "
+        ".config/acme/;"
+        "for user in alice mallory; do in_image chown -hR $user /home/$user; done");
+    const std::string log = run("launch");
+    EXPECT_THAT(log, HasSubstr("[W] Not moved for a link in the way: \"/home/mallory/.cache/acme/common/\""));
+    EXPECT_THAT(log, Not(HasSubstr("[E]")));
+    EXPECT_EQ(run("cd $IMAGE; find usr/away srv/shared home/carol/common home/carol/acme usr/share/common"
+                  " home/alice/.config home/mallory/.config home/mallory/.local ! -type d"
+                  " | sed 's/K_one\\|K_two/KEY/' | LC_ALL=C sort"),
+              "home/alice/.config/acme/KEY/common/theme\n"
+              "home/carol/acme/common/diary\n"
+              "home/carol/common/diary\n"
+              "home/mallory/.config/acme/common\n"
+              "home/mallory/.local/share/acme\n"
+              "srv/shared/acme/KEY/common/team\n"
+              "usr/away/file\n"
+              "usr/share/common/acme/KEY/copy.org.example.one\n"
+              "usr/share/common/acme/KEY/copy.org.example.two\n"
+              "usr/share/common/acme/KEY/data\n"
+              "usr/share/common/acme/one/org.example.one\n"
+              "usr/share/common/acme/two/org.example.two\n");
+    EXPECT_EQ(run("in_image sh -c 'stat -c %U /home/alice/.config/acme/K_*'"), "alice\n");
+    EXPECT_THAT(run("cat $IMAGE/opt/app/org.example.hostile/1-1/velura.pkg"),
+                AllOf(HasSubstr("id=K_hostile\n"), Not(HasSubstr("orgname")), Not(HasSubstr("other"))));
 }
 
 } // namespace

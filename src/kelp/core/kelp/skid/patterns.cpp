@@ -1,13 +1,21 @@
 #include "kelp/core/kelp/skid/patterns.h"
 
+#include "kelp/core/common/durable-file.h"
 #include "kelp/core/common/error.h"
-#include "kelp/core/common/filesystem.h"
+#include "kelp/core/common/file-name.h"
 #include "kelp/core/common/log-stream.h"
 #include "kelp/core/common/path-tests.h"
 #include "kelp/core/common/places.h"
 #include "kelp/core/common/root-path.h"
+#include "kelp/core/kelp/database-path-resolver.h"
+#include "kelp/core/kelp/path-list.h"
+#include "kelp/core/kelp/skid/unit-move.h"
 
 #include <boost/algorithm/string/replace.hpp>
+
+#include <map>
+#include <optional>
+#include <set>
 
 namespace fs = std::filesystem;
 
@@ -43,34 +51,78 @@ std::string substituted(std::string text, const PackageInformation &values) {
     return text;
 }
 
-bool isNested(const fs::path &from, const fs::path &to) {
-    return to.native().starts_with(from.native());
+/// The organisation and the key of a package whose data moves.
+struct Owner {
+    std::string orgName;
+    std::string keyId;
+};
+
+std::optional<Owner> ownerOf(const PackageInformation &package) {
+    const auto orgName = package.find("general.orgname");
+    const auto keyId = package.find("certificate.id");
+    if (orgName == package.end() || keyId == package.end() || !Common::isFileName(orgName->second) ||
+        !Common::isFileName(keyId->second))
+        return std::nullopt;
+    return Owner{orgName->second, keyId->second};
 }
 
-void moveBeside(const fs::path &from, const fs::path &to) {
-    if (!Common::exists(from))
+/// The children of usr/share/common/ORGNAME/ that hold files which the store has published there.
+void addPublished(const std::string &id, const fs::path &organisation, std::set<std::string> &names) {
+    const fs::path list = DatabasePathResolver::instance().symlinkListFile(id, PackageSlot::Current);
+    if (!Common::exists(list))
         return;
-    if (Common::exists(to))
-        LogStream(LogLevel::Error) << "Internal error: " << from << " and " << to
-                                   << " directories shouldn't exists concurrently";
-    else
-        Common::move(from, to);
-}
-
-/// A directory cannot be moved straight into itself. The neighbour that it moves to in between tells the next
-/// run, after a crash, to go on from there.
-void moveInto(const fs::path &from, const fs::path &to) {
-    if (Common::exists(to))
-        return;
-    const fs::path parent = from.parent_path();
-    const fs::path temporary = parent.parent_path() / (".tmp." + parent.filename().string());
-    if (!Common::exists(temporary)) {
-        if (!Common::exists(from))
-            return;
-        Common::move(from, temporary);
+    for (const fs::path &file : readPathList(list)) {
+        const fs::path relative = fs::absolute(file).lexically_relative(organisation);
+        if (!relative.empty() && *relative.begin() != "..")
+            names.insert(*relative.begin());
     }
-    Common::createDirectories(from);
-    Common::move(temporary, to);
+}
+
+std::vector<std::string> staying(const std::string &orgName,
+                                 const std::vector<PackageInformation> &packages) {
+    const fs::path organisation = fs::absolute(Common::rootPath() / "usr/share/common" / orgName);
+    std::set<std::string> names;
+    for (const PackageInformation &package : packages) {
+        const auto owner = ownerOf(package);
+        if (!owner || owner->orgName != orgName)
+            continue;
+        names.insert(owner->keyId);
+        if (const auto id = package.find("general.id"); id != package.end())
+            addPublished(id->second, organisation, names);
+    }
+    return {names.begin(), names.end()};
+}
+
+/// The moves for one package and user.
+std::vector<Patterns::MigrationUnit> unitsOf(const Owner &owner, const fs::path &home,
+                                             const std::vector<std::string> &stays) {
+    auto units = Patterns::expand(owner.orgName, owner.keyId, home.string());
+    for (Patterns::MigrationUnit &unit : units)
+        unit.stays = stays;
+    return units;
+}
+
+void move(const fs::path &from, const fs::path &to, const std::vector<std::string> &stays, Clash clash) {
+    try {
+        UnitMove(from, to, stays, clash).run();
+    } catch (const std::system_error &error) {
+        const bool isRefused = Common::Directory::isRefusal(error);
+        LogStream(isRefused ? LogLevel::Warning : LogLevel::Error) << error;
+        if (!isRefused)
+            throw Common::Error(Common::ErrorCode::Filesystem,
+                                "Couldn't move " + from.string() + " to " + to.string());
+        LogStream(LogLevel::Warning) << "Not moved for a link in the way: " << from;
+    }
+}
+
+/// A failure ends the walk.
+void moveAll(const std::vector<Patterns::MigrationUnit> &units, Clash clash) {
+    try {
+        for (const Patterns::MigrationUnit &unit : units)
+            move(unit.from, unit.to, unit.stays, clash);
+    } catch (const Common::Error &error) {
+        LogStream(LogLevel::Error) << error;
+    }
 }
 
 } // namespace
@@ -95,28 +147,45 @@ std::vector<Patterns::MigrationUnit> Patterns::expand(const std::string &orgName
 std::vector<std::vector<Patterns::MigrationUnit>>
 Patterns::migrationUnits(const std::vector<PackageInformation> &packages) {
     std::vector<std::vector<MigrationUnit>> all;
+    std::map<std::string, std::vector<std::string>> stays;
     for (const fs::path &home : Common::usersHomes())
-        for (const PackageInformation &package : packages)
-            if (package.contains("general.orgname") && package.contains("certificate.id"))
-                all.push_back(
-                    expand(package.at("general.orgname"), package.at("certificate.id"), home.string()));
+        for (const PackageInformation &package : packages) {
+            const auto owner = ownerOf(package);
+            if (!owner)
+                continue;
+            if (!stays.contains(owner->orgName))
+                stays[owner->orgName] = staying(owner->orgName, packages);
+            all.push_back(unitsOf(*owner, home, stays[owner->orgName]));
+        }
     return all;
 }
 
 void Patterns::migrate(const std::vector<MigrationUnit> &units) noexcept {
-    try {
-        for (const MigrationUnit &unit : units)
-            moveUnit(unit.from, unit.to);
-    } catch (const Common::Error &error) {
-        LogStream(LogLevel::Error) << error;
-    }
+    moveAll(units, Clash::IsReported);
 }
 
-void Patterns::moveUnit(const fs::path &from, const fs::path &to) {
-    if (isNested(from, to))
-        moveInto(from, to);
-    else
-        moveBeside(from, to);
+void Patterns::moveUnit(const fs::path &from, const fs::path &to, const std::vector<std::string> &stays) {
+    move(from, to, stays, Clash::IsReported);
+}
+
+void Patterns::migrateLate(const PackageInformation &package,
+                           const std::vector<PackageInformation> &installed) {
+    const auto owner = ownerOf(package);
+    if (!owner)
+        return;
+    const std::vector<std::string> stays = staying(owner->orgName, installed);
+    for (const fs::path &home : Common::usersHomes())
+        moveAll(unitsOf(*owner, home, stays), Clash::IsMerged);
+    flushMoves();
+}
+
+void Patterns::flushMoves() {
+    std::vector<fs::path> places = Common::usersHomes();
+    for (const char *shared : {"srv", "usr/share/common"})
+        places.push_back(Common::rootPath() / shared);
+    for (const fs::path &place : places)
+        if (Common::exists(place))
+            Common::flushFilesystem(place);
 }
 
 } // namespace Core::KELP::SKID

@@ -19,6 +19,8 @@ public:
         std::string from;
         std::string to;
         std::int32_t kind; ///< 1 for the data below srv/, 0 for all other.
+        /// The children of `from` that have their place there and never move.
+        std::vector<std::string> stays = {};
     };
 
     /// The pairs of source and destination, with the places <orgName>, <skid> and <home>. Those without
@@ -30,8 +32,10 @@ public:
                                              const std::string &home);
 
     /// The moves for packages as the store lists them, one vector for each user and package that has an
-    /// organisation; none at all when there is no user. Raises ErrorCode::Internal when the group database
-    /// does not answer.
+    /// organisation; none at all when there is no user. What stays: the directories of the keys of all the
+    /// organisation's packages, and those that hold published files. An organisation or a key that cannot be
+    /// the name of a directory counts as absent. Raises ErrorCode::Internal when the group database does not
+    /// answer.
     static std::vector<std::vector<MigrationUnit>>
     migrationUnits(const std::vector<PackageInformation> &packages);
 
@@ -39,11 +43,30 @@ public:
     /// before are passed over.
     static void migrate(const std::vector<MigrationUnit> &units) noexcept;
 
-    /// One move. What was done is not done again, and what a crash interrupted is completed. When both
-    /// directories exist, neither is touched, and that is logged. Raises ErrorCode::Filesystem, and then
+    /// One move. What was done is not done again, and what a crash interrupted is completed, wherever it was;
+    /// an empty directory at `to` counts as none. Below the homes, srv/ and usr/share/common/ no link is
+    /// followed: a move that would have to is logged and not done. Raises ErrorCode::Filesystem, and then
     /// leaves the data at `from`, at `to` or, of a move into a directory below itself, at the neighbour
     /// ".tmp.NAME" of `from`, where the next call finds it.
-    static void moveUnit(const std::filesystem::path &from, const std::filesystem::path &to);
+    ///
+    /// When both directories hold something, neither is touched, and that is logged. Of a move into a
+    /// directory below itself, the children of `from` that are not in `stays` are moved even then, where
+    /// nothing of their name is; with an empty `stays`, which cannot tell data from another key's directory,
+    /// that is not done.
+    static void moveUnit(const std::filesystem::path &from, const std::filesystem::path &to,
+                         const std::vector<std::string> &stays = {});
+
+    /// Does for one package, of those that are `installed`, what migrationUnits() and migrate() do for all:
+    /// for one that came to the store after they had run. What lies at the old place is moved to the new one
+    /// also where that holds something already, entry by entry; what exists there wins, and what had to stay
+    /// is logged. Done again, it does what is left to do. Raises as migrationUnits() and flushMoves() do;
+    /// moves that fail are logged.
+    static void migrateLate(const PackageInformation &package,
+                            const std::vector<PackageInformation> &installed);
+
+    /// Has all moves on disk: on filesystems of their own, what says that they were done could survive a
+    /// power cut that they do not. Raises ErrorCode::Filesystem.
+    static void flushMoves();
 };
 
 } // namespace Core::KELP::SKID

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "kelp/core/common/directory.h"
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace Core::KELP::SKID {
+
+/// What to do where the old and the new directory both hold something.
+enum class Clash {
+    IsReported, ///< Nothing: it is logged.
+    IsMerged,   ///< Move entry by entry what the new one does not have, and log the rest.
+};
+
+/// The move of one directory in a place where others can write. The base of the place (a home, or srv/ or
+/// usr/share/common/ below the root prefix) is trusted as it is; below it no link is followed, nothing is
+/// replaced but an empty directory, and nothing leaves it.
+///
+/// Each step is one rename, and a move that was killed behind any of them is completed by another of the same
+/// arguments: what lies where says how far it came.
+class UnitMove {
+public:
+    /// `stays` has the names of the children of `from` that must not go along into a directory below `from`.
+    UnitMove(const std::filesystem::path &from, const std::filesystem::path &to,
+             const std::vector<std::string> &stays, Clash clash);
+
+    /// Raises std::system_error: a refusal (Common::Directory::isRefusal) where a link is in the way, or what
+    /// the system could not do. Whatever has not been moved by then is where it was.
+    void run() const;
+
+private:
+    void moveBeside(const Common::Directory &base) const;
+    void moveInto(const Common::Directory &base) const;
+    void finish(const Common::Directory &holder, const Common::Directory &aside) const;
+    void moveChildren(const Common::Directory &holder) const;
+    std::vector<std::string> movable(const Common::Directory &source) const;
+
+    std::filesystem::path base_;
+    std::filesystem::path from_; ///< Below the base, as `to_`.
+    std::filesystem::path to_;
+    const std::vector<std::string> &stays_;
+    Clash clash_;
+};
+
+} // namespace Core::KELP::SKID

@@ -1,0 +1,147 @@
+#include "kelp/core/kelp/skid/unit-move.h"
+
+#include "support/captured-output.h"
+#include "support/temporary-directory.h"
+#include "support/text-file.h"
+
+#include <gmock/gmock.h>
+
+#include <set>
+#include <sstream>
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace Core::KELP::SKID;
+using testing::HasSubstr;
+
+class UnitMoveTest : public testing::Test {
+protected:
+    fs::path at(const std::string &path) const { return root.path() / path; }
+
+    /// Makes files, each with its own path as content, and directories, whose paths end in "/".
+    void make(const std::string &paths) const {
+        std::istringstream words(paths);
+        for (std::string path; words >> path;)
+            path.ends_with('/') ? void(fs::create_directories(at(path))) : writeFile(at(path), path);
+    }
+
+    /// All files, as "path=content" where the two differ, and all empty directories.
+    std::string tree() const {
+        std::set<std::string> lines;
+        for (const auto &entry : fs::recursive_directory_iterator(root.path())) {
+            const std::string path = entry.path().lexically_relative(root.path()).string();
+            if (entry.is_directory() && fs::is_empty(entry))
+                lines.insert(path + "/");
+            else if (entry.is_regular_file())
+                lines.insert(readFile(entry) == path ? path : path + "=" + readFile(entry));
+        }
+        std::string text;
+        for (const std::string &line : lines)
+            text += (text.empty() ? "" : " ") + line;
+        return text;
+    }
+
+    TemporaryRoot root;
+    CapturedOutput out;
+};
+
+TEST_F(UnitMoveTest, GoesOnFromWhereverItStoppedAndTakesNothingThatStays) {
+    const std::vector<std::string> keys = {"K", "K2", "published"};
+    const struct {
+        const char *what;
+        const char *before;
+        const char *to;
+        std::vector<std::string> stays;
+        const char *after;
+        const char *log = "";
+        Clash clash = Clash::IsReported;
+    } rows[] = {
+        // From "o/common/".
+        {"nothing", "o/", "o/K/common/", {}, "o/"},
+        {"all", "o/common/f", "o/K/common/", {}, "o/K/common/f=o/common/f"},
+        {"killed behind the parent", "o/common/f o/K/", "o/K/common/", {}, "o/K/common/f=o/common/f"},
+        {"empty destination", "o/common/f o/K/common/", "o/K/common/", {}, "o/K/common/f=o/common/f"},
+        {"both",
+         "o/common/f o/K/common/g",
+         "o/K/common/",
+         {},
+         "o/K/common/g o/common/f",
+         "directories shouldn't exists concurrently"},
+        {"file in the way",
+         "o/common/f o/K/common",
+         "o/K/common/",
+         {},
+         "o/K/common o/common/f",
+         "directories shouldn't exists concurrently"},
+        {"merged",
+         "o/common/f o/common/d/g o/common/e/h o/K/common/f o/K/common/d/i",
+         "o/K/common/",
+         {},
+         "o/K/common/d/g=o/common/d/g o/K/common/d/i o/K/common/e/h=o/common/e/h o/K/common/f o/common/f",
+         "[W] Left at its old place, since the new one is taken: ",
+         Clash::IsMerged},
+        {"merged whole",
+         "o/common/f o/K/common/g",
+         "o/K/common/",
+         {},
+         "o/K/common/f=o/common/f o/K/common/g",
+         "",
+         Clash::IsMerged},
+        // Into itself.
+        {"all", "o/common/f", "o/common/K/", {}, "o/common/K/f=o/common/f"},
+        {"set aside", "o/.tmp.common/f", "o/common/K/", {}, "o/common/K/f=o/.tmp.common/f"},
+        {"and made again", "o/.tmp.common/f o/common/", "o/common/K/", {}, "o/common/K/f=o/.tmp.common/f"},
+        {"done before", "o/common/f o/common/K/g", "o/common/K/", {}, "o/common/K/g o/common/f"},
+        {"empty destination", "o/common/f o/common/K/", "o/common/K/", {}, "o/common/K/f=o/common/f"},
+        {"beside others", "o/common/f o/common/K2/g o/common/published/h", "o/common/K/", keys,
+         "o/common/K/f=o/common/f o/common/K2/g o/common/published/h"},
+        {"beside what is published there", "o/common/f o/common/K/g", "o/common/K/", keys,
+         "o/common/K/f=o/common/f o/common/K/g"},
+        {"what exists wins", "o/common/d/f o/common/d/g o/common/K/d/f", "o/common/K/", keys,
+         "o/common/K/d/f o/common/K/d/g=o/common/d/g o/common/d/f",
+         "[W] Left at its old place, since the new one is taken: "},
+        {"second key", "o/common/K/f", "o/common/K2/", keys, "o/common/K/f"},
+        {"set aside with what stays", "o/.tmp.common/f o/.tmp.common/K2/g", "o/common/K/", keys,
+         "o/common/K/f=o/.tmp.common/f o/common/K2/g=o/.tmp.common/K2/g"},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(std::string(row.what) + ": " + row.before);
+        make(row.before);
+        for (const char *time : {"first", "again"}) {
+            UnitMove(at("o/common/"), at(row.to), row.stays, row.clash).run();
+            EXPECT_EQ(tree(), row.after) << time;
+            EXPECT_THAT(out.take(), *row.log ? testing::Matcher<std::string>(HasSubstr(row.log)) : "")
+                << time;
+        }
+        fs::remove_all(at("o"));
+    }
+}
+
+TEST_F(UnitMoveTest, FollowsNoLinkBelowTheHome) {
+    const char *const links[] = {".config", ".config/acme", ".config/acme/common", ".config/acme/K",
+                                 ".config/acme/K/common"};
+    const std::string victim = "victim/acme/common/f victim/common/f victim/f";
+    fs::create_directories(at("home"));
+    for (const char *link : links) {
+        SCOPED_TRACE(link);
+        make(victim + " real/");
+        fs::create_directory_symlink(at("real"), at("home/u")); // Root's to decide.
+        make("home/u/.config/acme/common/own home/u/.config/acme/K/common/");
+        fs::remove_all(at("home/u") / link);
+        fs::create_directory_symlink(at("victim"), at("home/u") / link);
+        const UnitMove move(at("home/u/.config/acme/common/"), at("home/u/.config/acme/K/common/"), {},
+                            Clash::IsReported);
+        try {
+            move.run();
+            ADD_FAILURE() << "went through";
+        } catch (const std::system_error &error) {
+            EXPECT_TRUE(Common::Directory::isRefusal(error)) << error.what();
+        }
+        EXPECT_THAT(tree(), testing::EndsWith(victim));
+        for (const char *path : {"home/u", "real", "victim"})
+            fs::remove_all(at(path));
+    }
+}
+
+} // namespace
