@@ -78,7 +78,7 @@ APPLICATIONS = [
         "data/policy.json": "{}", "data/deep/er/file": "deep"}),
     Application("com.example.vpn", key=OTHER_KEY, subgroup="extended", files={
         "connman/plugin/example.so": "plugin", "connman/config/example.conf": "[example]"}),
-    Application("com.example.bundle", key=OTHER_KEY, files={"3rdparty/lib/libx.so": "library", "libexec/helper": "help"}),
+    Application("com.example.bundle", key=OTHER_KEY, org="com.example", files={"3rdparty/lib/libx.so": "library", "libexec/helper": "help"}),
     # What rpm keeps: a part of the system, what nobody signed, what claims the system's icon, what leads out of itself.
     Application("io.velura.dialer", stays=True, files={"icons/hicolor/86x86/apps/phone.png": "phone"}),
     Application("net.example.unsigned", stays=True, files={}),
@@ -91,7 +91,9 @@ MOVED = [app for app in APPLICATIONS if not app.stays]
 DATA = {
     f"/{place}": f"/{os.path.dirname(os.path.dirname(place))}/{KEY}/common/{os.path.basename(place)}"
     for place in ["home/alice/.local/share/org.example/common/notes.db", "home/bob/.config/org.example/common/settings",
-                  "srv/shared/org.example/common/team.db"]}
+                  "srv/shared/org.example/common/team.db"]} | {
+    f"/usr/share/common/{org}/list.txt": f"/usr/share/common/{org}/{key}/list.txt"
+    for org, key in [("org.example", KEY), ("com.example", OTHER_KEY)]}
 FOREIGN = ["/usr/share/org.example.links/mine.txt", "/usr/bin/somebodys", "/usr/share/common/com.other/file",
            "/opt/somebodys/file"]
 
