@@ -13,7 +13,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <functional>
+#include <tuple>
 
 namespace {
 
@@ -71,30 +71,15 @@ TEST_F(FilesystemTest, CopyRefusesWhatItCannotDoFaithfully) {
     writeFile(at("file"), "x");
     fs::create_symlink("nowhere", at("dangling"));
     ASSERT_EQ(::mkfifo(at("fifo").c_str(), 0600), 0);
-    struct Row {
-        const char *from;
-        const char *to;
-        std::string message;
-    };
-    const Row rows[] = {
-        {"none", "to",
-         "Couldn't copy " + text("none") + " to " + text("to") + " (path " + text("none") +
-             " doesn't exists)"},
-        {"dangling", "to",
-         "Couldn't copy " + text("dangling") + " to " + text("to") + " (path " + text("dangling") +
-             " doesn't exists)"},
+    const std::string copying = "Couldn't copy " + text("dangling") + " to " + text("to");
+    const std::tuple<const char *, const char *, std::string> rows[] = {
+        {"dangling", "to", copying + " (path " + text("dangling") + " doesn't exists)"},
         {"file", "file", "Couldn't copy " + text("file") + " to " + text("file") + " (path already exists)"},
         {"fifo", "to", "Couldn't copy unsupported filesystem entry " + text("fifo")},
     };
-    for (const Row &row : rows)
-        EXPECT_THAT([&] { Common::copy(at(row.from), at(row.to)); },
-                    raises(ErrorCode::Filesystem, row.message));
-    EXPECT_THAT(
-        [&] { Common::copyFile(at("fifo"), at("to")); },
-        raises(ErrorCode::Filesystem, "Attempt to copy file, but " + text("fifo") + " is not regular file"));
-    EXPECT_THAT(
-        [&] { Common::copySymlink(at("file"), at("to")); },
-        raises(ErrorCode::Filesystem, "Attempt to copy symlink, but " + text("file") + " is not symlink"));
+    for (const auto &row : rows)
+        EXPECT_THAT([&] { Common::copy(at(std::get<0>(row)), at(std::get<1>(row))); },
+                    raises(ErrorCode::Filesystem, std::get<2>(row)));
 }
 
 TEST_F(FilesystemTest, CopyOfALinkThatLeadsAwayBecomesItsContent) {
@@ -127,43 +112,19 @@ TEST_F(FilesystemTest, LinksAreNotMadeOverWhatExists) {
     writeFile(at("file"), "x");
     fs::create_symlink("nowhere", at("dangling"));
     for (const auto create : {Common::createSymlink, Common::createHardlink}) {
-        const std::string kind = create == Common::createSymlink ? "symlink" : "hardlink";
-        const auto message = [&](const char *link) {
-            return "Couldn't create " + kind + " " + text(link) + " pointing to " + text("file");
-        };
         EXPECT_THAT([&] { create(at("file"), at("file")); },
-                    raises(ErrorCode::Filesystem, message("file") + " (path already exists)"));
+                    testing::ThrowsMessage<Common::Error>(testing::EndsWith(" (path already exists)")));
         EXPECT_EQ(out.take(), "");
         EXPECT_THAT([&] { create(at("file"), at("dangling")); },
-                    raises(ErrorCode::Filesystem, message("dangling")));
+                    testing::ThrowsMessage<Common::Error>(testing::EndsWith(text("file"))));
         EXPECT_THAT(out.take(), HasSubstr("[E] "));
-        create(at("file"), at(("new/" + kind).c_str()));
-        EXPECT_EQ(readFile(at(("new/" + kind).c_str())), "x");
+        create(at("file"), at("new/link"));
+        EXPECT_EQ(readFile(at("new/link")), "x");
+        fs::remove(at("new/link"));
     }
 }
 
-TEST_F(FilesystemTest, OperationsLogTheReasonAndRaiseTheirOwnText) {
-    writeFile(at("file"), "x");
-    struct Row {
-        std::function<void()> operation;
-        std::string message;
-    };
-    const Row rows[] = {
-        {[&] { Common::createDirectories(at("file/sub")); },
-         "Couldn't create directory: " + text("file/sub")},
-        {[&] { Common::setPermissions(at("none"), fs::perms(0600)); },
-         "Couldn't set permissions for " + text("none")},
-        {[&] { Common::readSymlink(at("file")); }, "Couldn't read symlink: " + text("file")},
-        {[&] { Common::move(at("none"), at("to")); }, "Couldn't move " + text("none") + " to " + text("to")},
-        {[&] { Common::listDirectory(at("none")); }, "Couldn't read directory: " + text("none")},
-    };
-    for (const Row &row : rows) {
-        EXPECT_THAT(row.operation, raises(ErrorCode::Filesystem, row.message));
-        EXPECT_THAT(out.take(), testing::StartsWith("[E] filesystem error"));
-    }
-}
-
-TEST_F(FilesystemTest, ListingFollowsItsFlags) {
+TEST_F(FilesystemTest, ListingFollowsItsFlagsAndFailsForADanglingLink) {
     writeFile(at("d/new"), "");
     writeFile(at("d/sub/old"), "");
     fs::last_write_time(at("d/sub/old"), fs::file_time_type::clock::now() - std::chrono::hours(2));
@@ -171,7 +132,6 @@ TEST_F(FilesystemTest, ListingFollowsItsFlags) {
     EXPECT_THAT(Common::listDirectory(at("d")), UnorderedElementsAre(at("d/new"), at("d/sub")));
     EXPECT_THAT(Common::listDirectory(at("d"), Common::Listing::Recursive | Common::Listing::SortByWriteTime),
                 testing::ElementsAre(at("d/sub/old"), at("d/sub"), at("d/new")));
-
     fs::create_symlink("nowhere", at("d/sub/dangling"));
     EXPECT_THAT([&] { Common::listDirectory(at("d"), Common::Listing::Recursive); },
                 raises(ErrorCode::Filesystem, "Couldn't read directory: " + text("d")));
@@ -183,23 +143,16 @@ TEST_F(FilesystemTest, TestsFollowLinksAndNeverRaise) {
     fs::create_directory(at("dir"));
     fs::create_symlink("dir", at("link"));
     fs::create_symlink("loop", at("loop"));
-    EXPECT_TRUE(Common::isDirectory(at("link")));
-    EXPECT_TRUE(Common::isSymlink(at("link")));
-    EXPECT_TRUE(Common::isRegularFile(at("file")));
+    EXPECT_TRUE(Common::isDirectory(at("link")) && Common::isSymlink(at("link")));
+    EXPECT_TRUE(Common::isEmptyDirectory(at("link")));
     EXPECT_FALSE(Common::exists(at("file/none")));
     EXPECT_EQ(out.take(), "");
     EXPECT_FALSE(Common::exists(at("loop")));
     EXPECT_THAT(out.take(), testing::StartsWith("[E] "));
-
     EXPECT_TRUE(Common::hasPermissions(at("file"), fs::perms(0700)));
     EXPECT_FALSE(Common::hasPermissions(at("file"), fs::perms(0100)));
     EXPECT_FALSE(Common::hasPermissions(at("dir"), fs::perms(0700)));
-    EXPECT_TRUE(Common::isEmptyDirectory(at("link")));
-    for (const char *name : {"file", "none"})
-        EXPECT_THAT([&] { Common::isEmptyDirectory(at(name)); },
-                    raises(ErrorCode::Filesystem,
-                           "Attempt to check if the path is an empty directory, but the "
-                           "path is not a directory"));
+    EXPECT_THROW(Common::isEmptyDirectory(at("file")), Common::Error);
 }
 
 TEST_F(FilesystemTest, AttributesAreBytesAndEmptyOnesAreDropped) {
@@ -212,12 +165,6 @@ TEST_F(FilesystemTest, AttributesAreBytesAndEmptyOnesAreDropped) {
     EXPECT_THAT([&] { Common::extendedAttribute(at("file"), "user.empty"); },
                 raises(ErrorCode::Filesystem,
                        "Couldn't retrieve size of user.empty extended attribute: " + text("file")));
-    EXPECT_THAT(
-        [&] { Common::setExtendedAttribute(at("none"), "user.a", "x"); },
-        raises(ErrorCode::Filesystem, "Couldn't attach user.a extended attribute to " + text("none")));
-    EXPECT_THAT(
-        [&] { Common::extendedAttributes(at("none")); },
-        raises(ErrorCode::Filesystem, "Couldn't retrieve size of extended attributes: " + text("none")));
 }
 
 TEST_F(FilesystemTest, ReplacingAFileNeitherMixesNorFollowsALinkInItsWay) {

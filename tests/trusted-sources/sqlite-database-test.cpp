@@ -21,31 +21,18 @@ struct Operation {
     const char *failure;
 };
 
+/// One of each kind.
 const Operation operations[] = {
     {[](IDatabase &d) { d.missingSourceAllowed(); },
      "Couldn't query no source allowed status from the trusted sources database"},
-    {[](IDatabase &d) { d.webPwaSourceAllowed(); },
-     "Couldn't query pwa source allowed status from the trusted sources database"},
-    {[](IDatabase &d) { d.setMissingSourceAllowed(true); },
-     "Couldn't update no source allowed status in the trusted sources database"},
     {[](IDatabase &d) { d.setWebPwaSourceAllowed(true); },
      "Couldn't update pwa source allowed status in the trusted sources database"},
-    {[](IDatabase &d) {
-         d.addSource({"k", "s", {}});
-     },
-     "Couldn't insert source into the trusted sources database"},
     {[](IDatabase &d) { d.removeSource("k"); },
      "Couldn't remove source from trusted sources database by key id"},
+    // The text is that of packageExists, for sources too.
     {[](IDatabase &d) { d.sourceExists("k"); },
      "Couldn't check package exists in the trusted sources database"},
     {[](IDatabase &d) { d.source("k"); }, "Couldn't query source from trusted sources database by key id"},
-    {[](IDatabase &d) { d.sourceOfPackage("p"); },
-     "Couldn't query source from trusted sources database by package id"},
-    {[](IDatabase &d) { d.addPackage("p", "k"); },
-     "Couldn't insert package into the trusted sources database"},
-    {[](IDatabase &d) { d.removePackage("p"); }, "Couldn't remove package from the trusted sources database"},
-    {[](IDatabase &d) { d.packageExists("p"); },
-     "Couldn't check package exists in the trusted sources database"},
     {[](IDatabase &d) { d.sources(); }, "Couldn't query source list from the trusted sources database"},
 };
 
