@@ -45,16 +45,22 @@ bool isLink(int directory, const std::string &name) {
     return ::fstatat(directory, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(status.st_mode);
 }
 
+bool leadsUp(const fs::path &path) {
+    return std::find(path.begin(), path.end(), "..") != path.end();
+}
+
 void requireDownward(const fs::path &path) {
-    if (path.is_absolute() || std::find(path.begin(), path.end(), "..") != path.end())
+    if (path.is_absolute() || leadsUp(path))
         refuse(path);
 }
 
-int openBeneath(int directory, const fs::path &path) {
+/// Opens a directory on the way to which there is no link.
+FileDescriptor openWithoutLinks(int directory, const fs::path &path, std::uint64_t resolve = 0) {
     open_how how{};
     how.flags = directoryFlags;
-    how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
-    return static_cast<int>(::syscall(SYS_openat2, directory, path.c_str(), &how, sizeof how));
+    how.resolve = resolve | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
+    return FileDescriptor(
+        static_cast<int>(::syscall(SYS_openat2, directory, path.c_str(), &how, sizeof how)));
 }
 
 /// Walks a path as the kernel does, but judges each link before it follows it.
@@ -140,6 +146,9 @@ Directory::Directory(FileDescriptor directory, fs::path path) :
     directory_(std::move(directory)), path_(std::move(path)) {}
 
 std::optional<Directory> Directory::byLinksOfRoot(const fs::path &path) {
+    // One look, most often, instead of one for each directory on the way.
+    if (FileDescriptor found = openWithoutLinks(AT_FDCWD, path); found.get() >= 0 && !leadsUp(path))
+        return Directory(std::move(found), path);
     const FileDescriptor place = WayByLinksOfRoot(path).walk();
     FileDescriptor directory(place.get() < 0 ? -1 : ::openat(place.get(), ".", directoryFlags));
     if (directory.get() >= 0)
@@ -162,7 +171,7 @@ Directory Directory::again() const {
 
 std::optional<Directory> Directory::find(const fs::path &path) const {
     requireDownward(path);
-    if (FileDescriptor found(openBeneath(directory_.get(), path)); found.get() >= 0)
+    if (FileDescriptor found = openWithoutLinks(directory_.get(), path, RESOLVE_BENEATH); found.get() >= 0)
         return Directory(std::move(found), path_ / path);
     // The kernel may not know the call; and a single step tells what is in the way.
     Directory here = again();
@@ -198,17 +207,16 @@ Directory Directory::make(const fs::path &path) const {
 
 Directory Directory::makeStep(const std::string &name) const {
     const char *entry = name.empty() ? "." : name.c_str();
-    const bool isMade = ::mkdirat(directory_.get(), entry, unfinishedMode) == 0;
-    if (!isMade && errno != EEXIST)
+    if (::mkdirat(directory_.get(), entry, unfinishedMode) != 0 && errno != EEXIST)
         raise("cannot make directory", name);
     Directory made(step(name), path_ / name);
     if (made.directory_.get() < 0)
         throw failure("cannot make directory", path_ / name, ENOTDIR);
-    // A start that was killed right here has left it empty and closed to its owner-to-be.
+    // Ours, closed and empty is what was made just now, or by a start that was killed right here; and not
+    // what somebody has put in its place.
     const struct stat status = statusOf(made.directory_, made.path_);
-    const bool isUnfinished = status.st_uid == ::geteuid() &&
-                              (status.st_mode & permissionBits) == unfinishedMode && made.names().empty();
-    if (isMade || isUnfinished)
+    if (status.st_uid == ::geteuid() && (status.st_mode & ACCESSPERMS) == unfinishedMode &&
+        made.names().empty())
         makeLike(directory_, made.directory_, made.path_);
     return made;
 }
