@@ -4,7 +4,7 @@
 #include "kelp/core/kelp/mappings/mapping.h"
 #include "kelp/core/kelp/staging-directory.h"
 #include "kelp/core/kelp/validator/configuration/profile.h"
-#include "kelp/core/kelp/validator/framework/content-rule.h"
+#include "kelp/core/kelp/validator/framework/content-findings.h"
 
 #include <filesystem>
 #include <functional>

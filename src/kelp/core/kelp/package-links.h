@@ -1,7 +1,7 @@
 #pragma once
 
 #include "kelp/core/kelp/follow-links.h"
-#include "kelp/core/kelp/validator/framework/content-rule.h"
+#include "kelp/core/kelp/validator/framework/content-findings.h"
 
 #include <filesystem>
 #include <functional>

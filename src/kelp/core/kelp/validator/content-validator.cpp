@@ -5,7 +5,7 @@
 #include "kelp/core/kelp/validator/data/integrityd.h"
 #include "kelp/core/kelp/validator/data/manifest.h"
 #include "kelp/core/kelp/validator/desktop/desktop.h"
-#include "kelp/core/kelp/validator/framework/verdict.h"
+#include "kelp/core/kelp/validator/framework/logger.h"
 #include "kelp/core/kelp/validator/program/executable.h"
 #include "kelp/core/kelp/validator/program/path.h"
 #include "kelp/core/kelp/validator/qml/qml-imports.h"

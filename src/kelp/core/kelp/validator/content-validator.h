@@ -2,8 +2,8 @@
 
 #include "kelp/core/kelp/mappings/mapping.h"
 #include "kelp/core/kelp/validator/configuration/config.h"
-#include "kelp/core/kelp/validator/framework/content-rule.h"
-#include "kelp/core/kelp/validator/framework/i-validator.h"
+#include "kelp/core/kelp/validator/framework/checker.h"
+#include "kelp/core/kelp/validator/framework/content-findings.h"
 #include "kelp/core/kelp/validator/framework/logger.h"
 #include "kelp/core/kelp/validator/framework/rpm-meta.h"
 

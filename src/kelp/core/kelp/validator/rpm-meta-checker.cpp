@@ -1,6 +1,6 @@
 #include "kelp/core/kelp/validator/rpm-meta-checker.h"
 
-#include "kelp/core/kelp/validator/framework/verdict.h"
+#include "kelp/core/kelp/validator/framework/logger.h"
 #include "kelp/core/kelp/validator/header/dependency-rules.h"
 #include "kelp/core/kelp/validator/header/file-rules.h"
 #include "kelp/core/kelp/validator/header/meta-stage.h"

@@ -1,6 +1,6 @@
 #include "kelp/core/kelp/validator/data/os-compatibility.h"
 
-#include "kelp/core/kelp/validator/framework/ascii.h"
+#include "kelp/core/kelp/validator/framework/text.h"
 
 #include <algorithm>
 #include <charconv>

@@ -2,7 +2,7 @@
 
 #include "kelp/core/kelp/validator/configuration/pattern-set.h"
 #include "kelp/core/kelp/validator/desktop/sandbox-section.h"
-#include "kelp/core/kelp/validator/framework/ascii.h"
+#include "kelp/core/kelp/validator/framework/text.h"
 #include "kelp/core/kelp/validator/framework/value-table.h"
 
 namespace Validator {

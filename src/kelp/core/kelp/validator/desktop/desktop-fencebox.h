@@ -1,8 +1,7 @@
 #pragma once
 
 #include "kelp/core/kelp/validator/desktop/sandbox-message.h"
-#include "kelp/core/kelp/validator/framework/i-sub-validator.h"
-#include "kelp/core/kelp/validator/framework/validator-base.h"
+#include "kelp/core/kelp/validator/framework/checker.h"
 
 #include "platform/app-manifest/manifest-entry.h"
 

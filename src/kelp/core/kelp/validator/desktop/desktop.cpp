@@ -8,7 +8,7 @@
 #include "kelp/core/kelp/validator/desktop/desktop-message.h"
 #include "kelp/core/kelp/validator/desktop/sandbox-message.h"
 #include "kelp/core/kelp/validator/desktop/sandbox-section.h"
-#include "kelp/core/kelp/validator/framework/content-rule.h"
+#include "kelp/core/kelp/validator/framework/content-findings.h"
 
 #include "platform/app-manifest/manifest-entry.h"
 

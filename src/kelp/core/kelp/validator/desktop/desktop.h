@@ -1,8 +1,7 @@
 #pragma once
 
 #include "kelp/core/kelp/validator/desktop/exec-dbus-rule.h"
-#include "kelp/core/kelp/validator/framework/i-validator.h"
-#include "kelp/core/kelp/validator/framework/validator-base.h"
+#include "kelp/core/kelp/validator/framework/checker.h"
 
 namespace AppManifest {
 class ManifestEntry;

@@ -1,5 +1,7 @@
 #include "kelp/core/kelp/validator/framework/logger.h"
 
+#include "kelp/core/kelp/validator/configuration/config.h"
+
 #include <iostream>
 
 namespace Validator {
@@ -72,6 +74,12 @@ void Logger::setColoured(bool coloured) {
 
 std::size_t Logger::Hash::operator()(const Message &message) const {
     return (std::hash<std::string>{}(message.text) * 2) ^ static_cast<std::size_t>(message.level);
+}
+
+bool takeVerdict(Logger &logger, const Config &config) {
+    const bool errorSeen = logger.errorSeen();
+    logger.clearError();
+    return logger.criticalSeen() || (errorSeen && config.validationEnabled());
 }
 
 } // namespace Validator

@@ -10,6 +10,8 @@
 
 namespace Validator {
 
+class Config;
+
 /// The report of one validation stage: turns findings into lines on standard error, each distinct one once,
 /// keeps what the verdict needs, and holds the flags by which checkers leave facts for each other.
 class Logger {
@@ -62,5 +64,9 @@ private:
     bool errorSeen_ = false;
     bool criticalSeen_ = false;
 };
+
+/// Whether what was reported since the last verdict fails the package: a critical finding of the whole stage
+/// always does, an error only while validation is enabled. Errors count for one verdict.
+bool takeVerdict(Logger &logger, const Config &config);
 
 } // namespace Validator

@@ -1,13 +1,20 @@
 #pragma once
 
-#include "kelp/core/kelp/validator/framework/log-level.h"
-
+#include <cstdint>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace Validator {
+
+/// The severity of a finding.
+enum class LogLevel : std::uint32_t {
+    Warning = 0,  ///< Printed only.
+    Error = 1,    ///< Fails the stage while validation is enabled.
+    Critical = 2, ///< Fails the stage.
+    Info = 3,     ///< Printed only.
+};
 
 /// One finding as it is reported.
 struct Message {

@@ -1,7 +1,8 @@
+#include "kelp/core/kelp/validator/framework/rpm-facts.h"
+
 #include "kelp/core/common/error.h"
 #include "kelp/core/common/rpm/reader.h"
 #include "kelp/core/common/rpm/tags.h"
-#include "kelp/core/kelp/validator/framework/rpm-meta.h"
 
 #include <rpm/header.h>
 #include <rpm/rpmfi.h>
@@ -81,7 +82,9 @@ std::vector<std::string> requirementsOf(const Reader &reader) {
     return requirements;
 }
 
-RpmFacts factsOf(const Reader &reader) {
+} // namespace
+
+RpmFacts readRpmFacts(const Reader &reader) {
     RpmFacts facts;
     facts.name = reader.tagOr(Tag::Name, "");
     facts.version = reader.tagOr(Tag::Version, "");
@@ -96,11 +99,5 @@ RpmFacts factsOf(const Reader &reader) {
     facts.requirements = requirementsOf(reader);
     return facts;
 }
-
-} // namespace
-
-RpmMeta::RpmMeta(const std::filesystem::path &package) : RpmMeta(Reader(package)) {}
-
-RpmMeta::RpmMeta(const Reader &package) : RpmMeta(factsOf(package)) {}
 
 } // namespace Validator

@@ -1,5 +1,7 @@
 #include "kelp/core/kelp/validator/framework/rpm-meta.h"
 
+#include "kelp/core/common/rpm/reader.h"
+
 #include <algorithm>
 #include <unordered_set>
 #include <utility>
@@ -21,6 +23,10 @@ struct RpmMeta::Record {
     std::unordered_set<std::string_view> hashed;
     std::vector<std::string_view> sorted;
 };
+
+RpmMeta::RpmMeta(const std::filesystem::path &package) : RpmMeta(Common::Rpm::Reader(package)) {}
+
+RpmMeta::RpmMeta(const Common::Rpm::Reader &package) : RpmMeta(readRpmFacts(package)) {}
 
 RpmMeta::RpmMeta(RpmFacts facts) : record_(std::make_shared<const Record>(std::move(facts))) {}
 

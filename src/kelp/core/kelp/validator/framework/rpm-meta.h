@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kelp/core/kelp/validator/framework/file-info.h"
+#include "kelp/core/kelp/validator/framework/rpm-facts.h"
 
 #include <filesystem>
 #include <memory>
@@ -8,28 +8,7 @@
 #include <string_view>
 #include <vector>
 
-namespace Common::Rpm {
-class Reader;
-}
-
 namespace Validator {
-
-/// What a package's header says of it, as the validator needs to know it. A text that the header lacks is
-/// empty.
-struct RpmFacts {
-    std::string name;
-    std::string version;
-    std::string release;
-    std::string vendor;
-    std::string architecture;
-    bool hasScripts = false; ///< Whether there is any scriptlet, or a program for one.
-    std::vector<std::string> provides;
-    std::vector<std::string> obsoletes;
-    std::vector<std::string> conflicts;
-    std::vector<std::string>
-        requirements; ///< Without rpm's own, file and loader dependencies, and without "()(64bit)".
-    std::vector<FileInfo> files;
-};
 
 /// The facts of one package with look-ups over its file list that are built once. Immutable; copies share
 /// everything.

@@ -1,6 +1,6 @@
 #include "kelp/core/kelp/validator/header/file-rules.h"
 
-#include "kelp/core/kelp/validator/framework/text-pieces.h"
+#include "kelp/core/kelp/validator/framework/text.h"
 #include "kelp/core/kelp/validator/header/link-rules.h"
 #include "kelp/core/kelp/validator/header/meta-stage.h"
 

@@ -1,9 +1,9 @@
 #include "kelp/core/kelp/validator/program/path.h"
 
 #include "kelp/core/kelp/validator/configuration/pattern-set.h"
-#include "kelp/core/kelp/validator/framework/content-rule.h"
+#include "kelp/core/kelp/validator/framework/content-findings.h"
 #include "kelp/core/kelp/validator/framework/mapped-file.h"
-#include "kelp/core/kelp/validator/framework/text-pieces.h"
+#include "kelp/core/kelp/validator/framework/text.h"
 #include "kelp/core/kelp/validator/program/elf-reader.h"
 #include "kelp/core/kelp/validator/program/executable-rule.h"
 

@@ -1,6 +1,6 @@
 #include "kelp/core/kelp/validator/program/rpath-rule.h"
 
-#include "kelp/core/kelp/validator/framework/ascii.h"
+#include "kelp/core/kelp/validator/framework/text.h"
 
 #include <algorithm>
 #include <array>

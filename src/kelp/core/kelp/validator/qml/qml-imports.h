@@ -1,7 +1,6 @@
 #pragma once
 
-#include "kelp/core/kelp/validator/framework/i-validator.h"
-#include "kelp/core/kelp/validator/framework/validator-base.h"
+#include "kelp/core/kelp/validator/framework/checker.h"
 #include "kelp/core/kelp/validator/qml/qml-rule.h"
 
 #include <optional>

@@ -1,6 +1,6 @@
 #include "kelp/core/kelp/validator/qml/qml-scanner.h"
 
-#include "kelp/core/kelp/validator/framework/ascii.h"
+#include "kelp/core/kelp/validator/framework/text.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "kelp/core/kelp/validator/framework/content-rule.h"
+#include "kelp/core/kelp/validator/framework/content-findings.h"
 
 namespace Validator {
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <initializer_list>
 #include <string_view>
 
 namespace Validator {
@@ -32,6 +33,16 @@ constexpr std::string_view takeLeading(std::string_view &text, Class isInClass) 
     const std::string_view taken = leading(text, isInClass);
     text.remove_prefix(taken.size());
     return taken;
+}
+
+/// Whether the text begins with the pieces one after the other.
+constexpr bool beginsWith(std::string_view text, std::initializer_list<std::string_view> pieces) {
+    for (const std::string_view piece : pieces) {
+        if (!text.starts_with(piece))
+            return false;
+        text.remove_prefix(piece.size());
+    }
+    return true;
 }
 
 } // namespace Validator

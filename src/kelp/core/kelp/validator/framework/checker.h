@@ -10,6 +10,26 @@
 
 namespace Validator {
 
+/// A checker of one file. What it finds goes to the report; nothing it finds is an exception.
+class ISubValidator {
+public:
+    virtual ~ISubValidator() = default;
+
+    /// Judges a file: `path` is how the package names it, `realPath` is where it lies unpacked right now.
+    virtual void validate(const std::string &path, const std::string &realPath) = 0;
+};
+
+/// A checker that chooses its files among all files of a package.
+class IValidator : public ISubValidator {
+public:
+    /// Whether this file concerns the checker. Asked once for every file of the package, so that the checker
+    /// can remember facts about files that it does not judge.
+    virtual bool canValidate(const std::string &path, const std::string &realPath) = 0;
+
+    /// Called once, when all files have been seen.
+    virtual void finish() = 0;
+};
+
 /// What all checkers have in common. `Interface` is ISubValidator or IValidator.
 template<class Interface>
 class ValidatorBase : public Interface {
