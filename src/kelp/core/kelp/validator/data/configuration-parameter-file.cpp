@@ -1,6 +1,6 @@
 #include "kelp/core/kelp/validator/data/configuration-parameter-file.h"
 
-#include "kelp/core/kelp/validator/data/configuration-parameter-file-rule.h"
+#include "kelp/core/kelp/validator/data/data-findings.h"
 #include "platform/managed-configuration/cpf-validator.h"
 
 namespace Validator {

@@ -1,7 +1,7 @@
 #include "kelp/core/kelp/validator/data/icon.h"
 
 #include "kelp/core/common/error.h"
-#include "kelp/core/kelp/validator/data/icon-rule.h"
+#include "kelp/core/kelp/validator/data/data-findings.h"
 #include "kelp/core/kelp/validator/data/png-size.h"
 
 #include <utility>

@@ -1,7 +1,7 @@
 #include "kelp/core/kelp/validator/data/integrityd.h"
 
+#include "kelp/core/kelp/validator/data/data-findings.h"
 #include "kelp/core/kelp/validator/data/integrity-file.h"
-#include "kelp/core/kelp/validator/data/integrityd-rule.h"
 
 #include <algorithm>
 

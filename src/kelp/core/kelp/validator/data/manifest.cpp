@@ -1,7 +1,7 @@
 #include "kelp/core/kelp/validator/data/manifest.h"
 
 #include "kelp/core/common/rpm/platform-facts.h"
-#include "kelp/core/kelp/validator/data/manifest-rule.h"
+#include "kelp/core/kelp/validator/data/data-findings.h"
 #include "kelp/core/kelp/validator/data/os-compatibility.h"
 #include "kelp/core/kelp/validator/framework/mapped-file.h"
 

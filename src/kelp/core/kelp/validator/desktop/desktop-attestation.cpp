@@ -1,6 +1,6 @@
 #include "kelp/core/kelp/validator/desktop/desktop-attestation.h"
 
-#include "kelp/core/kelp/validator/desktop/key-value-message.h"
+#include "kelp/core/kelp/validator/desktop/desktop-findings.h"
 #include "kelp/core/kelp/validator/framework/value-table.h"
 
 namespace Validator {

@@ -1,7 +1,6 @@
 #include "kelp/core/kelp/validator/desktop/desktop-capabilities.h"
 
-#include "kelp/core/kelp/validator/desktop/capabilities-message.h"
-#include "kelp/core/kelp/validator/desktop/desktop-message.h"
+#include "kelp/core/kelp/validator/desktop/desktop-findings.h"
 #include "kelp/core/kelp/validator/framework/value-table.h"
 
 #include <boost/algorithm/string/classification.hpp>

@@ -1,7 +1,7 @@
 #include "kelp/core/kelp/validator/desktop/desktop-default.h"
 
+#include "kelp/core/kelp/validator/desktop/desktop-findings.h"
 #include "kelp/core/kelp/validator/desktop/desktop-groups.h"
-#include "kelp/core/kelp/validator/desktop/desktop-message.h"
 #include "kelp/core/kelp/validator/desktop/display-name.h"
 #include "kelp/core/kelp/validator/framework/value-table.h"
 

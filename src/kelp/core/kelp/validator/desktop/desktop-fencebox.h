@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kelp/core/kelp/validator/desktop/sandbox-message.h"
+#include "kelp/core/kelp/validator/desktop/desktop-findings.h"
 #include "kelp/core/kelp/validator/framework/checker.h"
 
 #include "platform/app-manifest/manifest-entry.h"

@@ -1,6 +1,6 @@
 #include "kelp/core/kelp/validator/desktop/desktop-groups.h"
 
-#include "kelp/core/kelp/validator/desktop/desktop-message.h"
+#include "kelp/core/kelp/validator/desktop/desktop-findings.h"
 #include "kelp/core/kelp/validator/desktop/task-groups.h"
 #include "kelp/core/kelp/validator/framework/logger.h"
 #include "kelp/core/kelp/validator/framework/value-table.h"

@@ -4,9 +4,8 @@
 #include "kelp/core/kelp/validator/desktop/desktop-capabilities.h"
 #include "kelp/core/kelp/validator/desktop/desktop-default.h"
 #include "kelp/core/kelp/validator/desktop/desktop-fencebox.h"
+#include "kelp/core/kelp/validator/desktop/desktop-findings.h"
 #include "kelp/core/kelp/validator/desktop/desktop-intents.h"
-#include "kelp/core/kelp/validator/desktop/desktop-message.h"
-#include "kelp/core/kelp/validator/desktop/sandbox-message.h"
 #include "kelp/core/kelp/validator/desktop/sandbox-section.h"
 #include "kelp/core/kelp/validator/framework/content-findings.h"
 

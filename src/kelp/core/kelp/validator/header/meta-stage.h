@@ -3,7 +3,7 @@
 #include "kelp/core/kelp/validator/configuration/config.h"
 #include "kelp/core/kelp/validator/framework/logger.h"
 #include "kelp/core/kelp/validator/framework/rpm-meta.h"
-#include "kelp/core/kelp/validator/header/path-rule.h"
+#include "kelp/core/kelp/validator/header/header-findings.h"
 
 namespace Validator {
 

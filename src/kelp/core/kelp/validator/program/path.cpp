@@ -5,7 +5,7 @@
 #include "kelp/core/kelp/validator/framework/mapped-file.h"
 #include "kelp/core/kelp/validator/framework/text.h"
 #include "kelp/core/kelp/validator/program/elf-reader.h"
-#include "kelp/core/kelp/validator/program/executable-rule.h"
+#include "kelp/core/kelp/validator/program/program-findings.h"
 
 #include <algorithm>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "kelp/core/kelp/validator/framework/checker.h"
-#include "kelp/core/kelp/validator/qml/qml-rule.h"
+#include "kelp/core/kelp/validator/qml/qml-findings.h"
 
 #include <optional>
 #include <string_view>

@@ -1,4 +1,4 @@
-#include "kelp/core/kelp/validator/header/path-rule.h"
+#include "kelp/core/kelp/validator/header/header-findings.h"
 
 namespace Validator {
 

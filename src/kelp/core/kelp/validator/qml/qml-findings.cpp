@@ -1,4 +1,4 @@
-#include "kelp/core/kelp/validator/qml/qml-rule.h"
+#include "kelp/core/kelp/validator/qml/qml-findings.h"
 
 namespace Validator {
 

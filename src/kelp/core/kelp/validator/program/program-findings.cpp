@@ -1,4 +1,4 @@
-#include "kelp/core/kelp/validator/program/executable-rule.h"
+#include "kelp/core/kelp/validator/program/program-findings.h"
 
 namespace Validator {
 
