@@ -135,8 +135,8 @@ TEST_F(DataFilesTest, ManifestNamesAVersionThatTheSystemHas) {
         {"{\"\xff\": 1}", {invalidJson}},
         {repeated("[", 10'000) + repeated("]", 10'000), {invalidJson}},
         {R"({"minOSVersion": )" + repeated("[", 10'000) + repeated("]", 10'000) + "}", {invalidJson}},
-        {R"({"minOSVersion": "4.0"})" + std::string(100'000'000, ' '), {invalidJson}},
-        {R"({"minOSVersion": [)" + repeated("\"4.0\",", 50'000'000 / 3) + "\"4.0\"]}", {invalidJson}},
+        {R"({"minOSVersion": "4.0"})" + std::string(1'100'000, ' '), {invalidJson}},
+        {R"({"minOSVersion": [)" + repeated("\"4.0\",", 200'000) + "\"4.0\"]}", {invalidJson}},
         {R"({"minOSVersion": [)" + repeated("\"9.1\",", 100'000) + "\"4.0\"]}", {}},
     };
     for (const auto &c : cases)

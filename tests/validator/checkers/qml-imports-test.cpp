@@ -140,8 +140,8 @@ TEST_F(QmlImportsTest, AsksForTheTypeOfVitrineApplications) {
 TEST_F(QmlImportsTest, ReadsWhatIsNoFileOrHuge) {
     EXPECT_THAT(validateAt("/a.qml", "/dev/zero"), IsEmpty());
     EXPECT_THAT(validateAt("/a.qml", root_.path()), IsEmpty());
-    EXPECT_THAT(validate(std::string(64 << 20, 'x')), IsEmpty());
-    EXPECT_THAT(validate("import \"" + repeated("a/../", 12 << 20) + "\""), IsEmpty());
+    EXPECT_THAT(validate(std::string(8 << 20, 'x')), IsEmpty());
+    EXPECT_THAT(validate("import \"" + repeated("a/../", 1 << 20) + "\""), IsEmpty());
     EXPECT_THAT(validate("import x" + std::string(1 << 20, 't')), IsEmpty());
     EXPECT_THAT(validate("import Qt" + std::string(1 << 20, 't')),
                 ElementsAre(notAllowed("Qt" + std::string(1 << 20, 't'))));
@@ -150,8 +150,8 @@ TEST_F(QmlImportsTest, ReadsWhatIsNoFileOrHuge) {
 
 /// Reporting the imports of all files so far with each file would take hours.
 TEST_F(QmlImportsTest, TakesTimeInProportionToTheFiles) {
-    constexpr int kFiles = 150;
-    constexpr int kImports = 1000;
+    constexpr int kFiles = 50;
+    constexpr int kImports = 300;
     std::size_t lines = 0;
     for (int file = 0; file < kFiles; ++file) {
         std::string content;

@@ -86,9 +86,9 @@ std::string repeated(std::string_view piece, std::size_t times) {
 
 /// Each would run for hours if a byte were read again for every statement in front of it.
 TEST(QmlScanner, TakesTimeInProportionToTheText) {
-    constexpr std::size_t kMany = 1'000'000;
+    constexpr std::size_t kMany = 100'000;
     EXPECT_EQ(collect(scanQmlImports, repeated("import A 1;", kMany)).size(), kMany);
-    EXPECT_EQ(collect(scanQmlImports, "import \"" + std::string(64 << 20, 'x')).size(), 1u);
+    EXPECT_EQ(collect(scanQmlImports, "import \"" + std::string(8 << 20, 'x')).size(), 1u);
     EXPECT_EQ(collect(scanEmbeddedImports, repeated("import", kMany) + " A 1.0\n").size(), 1u);
     EXPECT_EQ(collect(scanEmbeddedImports, repeated("import ", kMany) + "A 1.0\n").size(), 1u);
     EXPECT_EQ(collect(scanEmbeddedImports, repeated("import A 1.0 ", kMany)).size(), 0u);
