@@ -1,6 +1,7 @@
 #include "kelp/core/common/filesystem.h"
 
 #include "kelp/core/common/copy.h"
+#include "kelp/core/common/directory.h"
 #include "kelp/core/common/durable-file.h"
 #include "kelp/core/common/extended-attributes.h"
 #include "kelp/core/common/path-tests.h"
@@ -96,6 +97,27 @@ TEST_F(FilesystemTest, CopyOfALinkThatLeadsAwayBecomesItsContent) {
     fs::create_symlink("../target", at("sub/up"));
     EXPECT_THAT([&] { Common::copy(at("sub/up"), at("copy2")); },
                 raises(ErrorCode::Filesystem, "Attempt to copy file, but ../target is not regular file"));
+}
+
+TEST_F(FilesystemTest, ACopyInOneStepIsThereWhenItIsFinishedOrNotAtAll) {
+    writeFile(at("from"), "content");
+    fs::create_directory(at("to"));
+    const Common::Directory directory(at("to"));
+    const auto fail = [](const fs::path &) { throw std::runtime_error("no"); };
+    EXPECT_THROW(Common::copyInOneStep(at("from"), directory, "copy", fail), std::runtime_error);
+    EXPECT_TRUE(fs::is_empty(at("to")));
+
+    writeFile(at("to") / Common::unfinishedCopyName, "left by a kill");
+    const auto finish = [&](const fs::path &copy) {
+        EXPECT_EQ(readFile(copy), "content");
+        writeFile(at("to/taken"), "by somebody, meanwhile");
+    };
+    Common::copyInOneStep(at("from"), directory, "copy", finish);
+    EXPECT_EQ(readFile(at("to/copy")), "content");
+    fs::remove(at("to/taken"));
+    EXPECT_THROW(Common::copyInOneStep(at("from"), directory, "taken", finish), Common::Error);
+    EXPECT_EQ(readFile(at("to/taken")), "by somebody, meanwhile");
+    EXPECT_FALSE(fs::exists(at("to") / Common::unfinishedCopyName));
 }
 
 TEST_F(FilesystemTest, FailureDeepInADirectoryLeavesNoPartialCopy) {

@@ -219,6 +219,27 @@ TEST_F(FSDatabaseTest, AFailedUpdateBringsThePreviousVersionBack) {
     EXPECT_THAT(recordedEvents(), IsEmpty());
 }
 
+TEST_F(FSDatabaseTest, ThePreviousVersionComesBackOnAFullDisk) {
+    install("1-1", {{"bin/tool", "old"}});
+    prepare("2-1", {{"bin/stranger", "new"}});
+    writeFile(at("usr/bin/stranger"), "a user's own");
+    for (const char *file : {"publication.plan", "symlink.list", "generated.dir.list"})
+        writeFile(stored("1-1") / (std::string(file) + ".new/in the way"), "");
+    EXPECT_THROW(database.completeUpdate(id), Common::Error);
+    EXPECT_THAT(slots(), UnorderedElementsAre("1-1", "current -> 1-1"));
+    EXPECT_EQ(readFile(at("usr/bin/tool")), "old");
+}
+
+TEST_F(FSDatabaseTest, APreviousVersionIsNotRemovedForADescriptorThatCannotBeRead) {
+    install("1-1", {{"bin/tool", "old"}});
+    prepare("2-1", {{"bin/stranger", "new"}});
+    writeFile(at("usr/bin/stranger"), "a user's own");
+    fs::remove(stored("1-1/velura.pkg"));
+    fs::create_symlink("not there now", stored("1-1/velura.pkg"));
+    EXPECT_THROW(database.completeUpdate(id), Common::Error);
+    EXPECT_EQ(readFile(stored("current/bin/tool")), "old");
+}
+
 TEST_F(FSDatabaseTest, APackageIsRemovedWhenThePreviousVersionCannotComeBack) {
     install("1-1", {{"bin/tool", "old"}});
     prepare("2-1", {{"bin/stranger", "new"}});
@@ -272,6 +293,10 @@ TEST_F(FSDatabaseTest, AFirstInstallThatFailsEarlierStaysBehindUninstalled) {
                                   "[W] Attempt to remove non existent package org.app\n"));
     EXPECT_THAT(slots(), testing::Contains("1-1"));
     EXPECT_FALSE(database.isInstalled(id));
+
+    fs::remove(stored("next"));
+    install("1-1", {{"bin/tool", "y"}});
+    EXPECT_EQ(readFile(at("usr/bin/tool")), "y") << "what stayed behind is no hindrance";
 }
 
 TEST_F(FSDatabaseTest, APreparedVersionThatCannotBeReadIsDropped) {
@@ -373,7 +398,7 @@ TEST_F(FSDatabaseTest, APackageDoesNotSpeakForTheStore) {
     EXPECT_TRUE(fs::exists(at("etc")));
 }
 
-TEST_F(FSDatabaseTest, RemovalDoesNotWalkThroughALinkThatSomebodyPutInItsWay) {
+TEST_F(FSDatabaseTest, NothingWalksThroughALinkThatSomebodyPutInItsWay) {
     install("1-1", {{"data/sub/x", "x"}, {"data/sub/empty/y", "y"}});
     fs::create_directories(at("home"));
     fs::rename(at("usr/share/org.app/sub"), at("home/elsewhere"));
@@ -385,6 +410,9 @@ TEST_F(FSDatabaseTest, RemovalDoesNotWalkThroughALinkThatSomebodyPutInItsWay) {
     EXPECT_TRUE(fs::is_symlink(at("home/elsewhere/x")));
     EXPECT_TRUE(fs::exists(at("home/elsewhere/empty")));
     EXPECT_TRUE(fs::is_symlink(at("usr/share/org.app/sub")));
+
+    EXPECT_THROW(install("2-1", {{"data/sub/new/z", "z"}}), Common::Error);
+    EXPECT_FALSE(fs::exists(at("home/elsewhere/new")));
 }
 
 } // namespace

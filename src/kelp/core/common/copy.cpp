@@ -1,5 +1,6 @@
 #include "kelp/core/common/copy.h"
 
+#include "kelp/core/common/directory.h"
 #include "kelp/core/common/extended-attributes.h"
 #include "kelp/core/common/file-content.h"
 #include "kelp/core/common/filesystem.h"
@@ -32,56 +33,61 @@ void orCleanup(const char *kind, const fs::path &made, const Fill &fill) {
     }
 }
 
+/// Where a copy is made, and what it is called in texts.
+struct Place {
+    fs::path path;
+    fs::path name;
+};
+
 bool pointsBesideItself(const std::string &target) {
     return !target.empty() && target.front() != '.' && target.front() != '/';
 }
 
-bool recreateLink(const std::string &target, const fs::path &from, const fs::path &to) {
+bool recreateLink(const std::string &target, const fs::path &from, const Place &to) {
     try {
-        fs::create_directories(to.parent_path());
-        fs::create_symlink(target, to);
+        fs::create_directories(to.path.parent_path());
+        fs::create_symlink(target, to.path);
         return true;
     } catch (const std::exception &) {
-        LogStream(LogLevel::Warning) << "Coulnd't copy symlink " << from << " to " << to;
+        LogStream(LogLevel::Warning) << "Coulnd't copy symlink " << from << " to " << to.name;
         return false;
     }
 }
 
-void requireFreePlace(const fs::path &from, const fs::path &to) {
+void requireFreePlace(const fs::path &from, const Place &to) {
     if (!Common::exists(from))
-        throw copyError("Couldn't copy ", from, to, " (path " + from.string() + " doesn't exists)");
-    if (Common::exists(to))
-        throw copyError("Couldn't copy ", from, to, " (path already exists)");
+        throw copyError("Couldn't copy ", from, to.name, " (path " + from.string() + " doesn't exists)");
+    if (Common::exists(to.path))
+        throw copyError("Couldn't copy ", from, to.name, " (path already exists)");
 }
 
-/// Copies a file to `made`; the texts of the errors name `reported`.
-void copyFileAs(const fs::path &reported, const fs::path &from, const fs::path &made) {
+void copyFileTo(const fs::path &from, const Place &to) {
     if (!isRegularFile(from))
         throw Error(ErrorCode::Filesystem,
                     "Attempt to copy file, but " + from.string() + " is not regular file");
     orRaise(
-        ErrorCode::Filesystem, "Coulnd't copy file " + from.string() + " to " + reported.string(),
+        ErrorCode::Filesystem, "Coulnd't copy file " + from.string() + " to " + to.name.string(),
         [&] {
-            fs::create_directories(made.parent_path());
-            Common::copyContent(from, made);
+            fs::create_directories(to.path.parent_path());
+            copyContent(from, to.path);
         },
         LogLevel::Warning);
-    orCleanup("file", made, [&] {
+    orCleanup("file", to.path, [&] {
         for (const auto &[name, value] : extendedAttributes(from))
-            setExtendedAttribute(made, name, value);
+            setExtendedAttribute(to.path, name, value);
     });
 }
 
 /// Copies a link as a link, or has `copyTarget` copy what it names.
 template<class CopyTarget>
-void copySymlinkOr(const fs::path &from, const fs::path &to, const CopyTarget &copyTarget) {
+void copySymlinkOr(const fs::path &from, const Place &to, const CopyTarget &copyTarget) {
     const std::string target = readSymlink(from).string();
     if (pointsBesideItself(target)) {
         if (recreateLink(target, from, to))
             return;
     } else {
         LogStream(LogLevel::Warning) << "Symlink target is not in the same directory: " << from << " -> "
-                                     << to;
+                                     << to.name;
     }
     LogStream(LogLevel::Info) << "Trying to copy content of the symlink target";
     copyTarget(target);
@@ -90,7 +96,7 @@ void copySymlinkOr(const fs::path &from, const fs::path &to, const CopyTarget &c
 } // namespace
 
 void copy(const fs::path &from, const fs::path &to) {
-    requireFreePlace(from, to);
+    requireFreePlace(from, {to, to});
     if (isSymlink(from))
         copySymlink(from, to);
     else if (isRegularFile(from))
@@ -101,17 +107,18 @@ void copy(const fs::path &from, const fs::path &to) {
         throw Error(ErrorCode::Filesystem, "Couldn't copy unsupported filesystem entry " + from.string());
 }
 
-void copyInOneStep(const fs::path &from, const fs::path &to,
+void copyInOneStep(const fs::path &from, const Directory &directory, const std::string &name,
                    const std::function<void(const fs::path &)> &finish) {
+    const Place to{directory.reach(name), directory.path() / name};
     requireFreePlace(from, to);
     const auto copyFileInOneStep = [&](const fs::path &file) {
-        const fs::path unfinished = to.parent_path() / unfinishedCopyName;
-        std::error_code ignored;
-        fs::remove(unfinished, ignored);
-        copyFileAs(to, file, unfinished);
-        orCleanup("file", unfinished, [&] {
-            finish(unfinished);
-            moveToFreeName(unfinished, to);
+        const Place unfinished{directory.reach(unfinishedCopyName), to.name};
+        directory.removeFile(unfinishedCopyName);
+        orCleanup("file", unfinished.path, [&] {
+            copyFileTo(file, unfinished);
+            finish(unfinished.path);
+            if (!directory.move(unfinishedCopyName, directory, name))
+                throw copyError("Couldn't copy ", from, to.name, " (path already exists)");
         });
     };
     if (isSymlink(from))
@@ -121,14 +128,14 @@ void copyInOneStep(const fs::path &from, const fs::path &to,
 }
 
 void copyFile(const fs::path &from, const fs::path &to) {
-    copyFileAs(to, from, to);
+    copyFileTo(from, {to, to});
 }
 
 void copySymlink(const fs::path &from, const fs::path &to) {
     if (!isSymlink(from))
         throw Error(ErrorCode::Filesystem,
                     "Attempt to copy symlink, but " + from.string() + " is not symlink");
-    copySymlinkOr(from, to, [&](const fs::path &target) { copyFile(target, to); });
+    copySymlinkOr(from, {to, to}, [&](const fs::path &target) { copyFile(target, to); });
 }
 
 void copyDirectory(const fs::path &from, const fs::path &to) {

@@ -2,8 +2,11 @@
 
 #include <filesystem>
 #include <functional>
+#include <string>
 
 namespace Common {
+
+class Directory;
 
 // Copies carry content, permission bits and non-empty extended attributes along; not owner nor times, and
 // with the owner go the set-user-id and set-group-id bits, unless the copy has the same (copyContent). They
@@ -16,11 +19,11 @@ void copy(const std::filesystem::path &from, const std::filesystem::path &to);
 /// The name that a copy has in its directory while copyInOneStep() makes it.
 inline constexpr const char *unfinishedCopyName = ".kelp-unfinished-copy";
 
-/// Copies a regular file or a link as copy() does, but gives the copy its name when it is complete and
-/// `finish` has had it by its unfinished name. A kill leaves `to` complete or absent, and an unfinished copy
-/// at worst, which the next one in that directory replaces. `finish` is not called for a link that is copied
-/// as a link. Raises as copy() does, for a directory too.
-void copyInOneStep(const std::filesystem::path &from, const std::filesystem::path &to,
+/// Copies a regular file or a link as copy() does, to an entry of a directory. The copy gets its name when it
+/// is complete and `finish` has had it by its unfinished one. A kill leaves it complete or absent, and an
+/// unfinished copy at worst, which the next one in that directory replaces. `finish` is not called for a link
+/// that is copied as a link. Raises as copy() does, for a directory too.
+void copyInOneStep(const std::filesystem::path &from, const Directory &directory, const std::string &name,
                    const std::function<void(const std::filesystem::path &)> &finish);
 
 /// Copies a regular file, or the regular file that a link leads to; makes the parents of `to`. When

@@ -158,6 +158,19 @@ std::optional<Directory> Directory::byLinksOfRoot(const fs::path &path) {
     throw failure("cannot open directory", path, errno);
 }
 
+Directory Directory::makeByLinksOfRoot(const fs::path &path) {
+    if (auto there = byLinksOfRoot(path))
+        return std::move(*there);
+    if (!path.has_relative_path())
+        throw failure("cannot make directory", path, ENOTDIR);
+    const Directory parent = makeByLinksOfRoot(path.parent_path());
+    if (::mkdirat(parent.directory_.get(), path.filename().c_str(), 0777) != 0 && errno != EEXIST)
+        parent.raise("cannot make directory", path.filename());
+    if (auto made = parent.find(path.filename()))
+        return std::move(*made);
+    throw failure("cannot make directory", path, ENOTDIR);
+}
+
 bool Directory::isRefusal(const std::system_error &error) {
     return error.code() == std::errc::too_many_symbolic_link_levels;
 }

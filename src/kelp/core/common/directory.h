@@ -25,6 +25,9 @@ public:
     /// there is no such directory.
     static std::optional<Directory> byLinksOfRoot(const std::filesystem::path &path);
 
+    /// The same, making what is missing: directories of the caller's own, with the permissions of its umask.
+    static Directory makeByLinksOfRoot(const std::filesystem::path &path);
+
     /// Whether the error tells of a refusal, and not of something that the system could not do.
     static bool isRefusal(const std::system_error &error);
 

@@ -45,6 +45,15 @@ std::vector<fs::path> targetsOf(const PublicationPlan &plan) {
     return targets;
 }
 
+bool isRecorded(const fs::path &list, const std::vector<fs::path> &paths) {
+    return Common::exists(list) && readPathList(list) == paths;
+}
+
+void record(const fs::path &list, const std::vector<fs::path> &paths, Durability durability) {
+    if (!isRecorded(list, paths))
+        writePathList(list, paths, durability);
+}
+
 /// The directories in which publication has made something.
 std::set<fs::path> placesOf(const PublicationPlan &plan, const fs::path &planFile) {
     std::set<fs::path> places{planFile.parent_path()};
@@ -76,9 +85,11 @@ void FSDatabase::publishCurrent(const std::string &id, const PackageInformation 
     std::vector<fs::path> made;
     try {
         plan = planPublication(current, current, mappings, DanglingLinks::Fail);
-        writePublicationPlan(planFile(id), plan, durability);
-        // What an interrupted attempt at this very publication left is in the way, and may be incomplete.
-        takeBackFiles(plan);
+        // What an attempt that was not flushed has left, with or without its plan, may be incomplete.
+        if (durability == Durability::Deferred)
+            takeBackFiles(plan);
+        requireFreeTargets(plan);
+        writePlan(id, plan, durability);
         publish(plan, mode, made);
     } catch (const std::exception &error) {
         LogStream(LogLevel::Error) << error;
@@ -88,11 +99,22 @@ void FSDatabase::publishCurrent(const std::string &id, const PackageInformation 
     recordPublication(id, plan, durability);
 }
 
+void FSDatabase::writePlan(const std::string &id, const PublicationPlan &plan, Durability durability) {
+    try {
+        writePublicationPlan(planFile(id), plan, durability);
+    } catch (const std::exception &error) {
+        // A full disk must not cost a version that comes back after an update: its lists name all of it.
+        if (!isRecorded(pathResolver_->symlinkListFile(id, PackageSlot::Current), targetsOf(plan)))
+            throw;
+        LogStream(LogLevel::Warning) << error;
+    }
+}
+
 void FSDatabase::recordPublication(const std::string &id, const PublicationPlan &plan,
                                    Durability durability) {
     const std::vector<fs::path> targets = targetsOf(plan);
     try {
-        writePathList(pathResolver_->symlinkListFile(id, PackageSlot::Current), targets, durability);
+        record(pathResolver_->symlinkListFile(id, PackageSlot::Current), targets, durability);
     } catch (const std::exception &error) {
         LogStream(LogLevel::Error) << error;
         unpublish(targets);
@@ -106,8 +128,8 @@ bool FSDatabase::recordDirectories(const std::string &id, const PublicationPlan 
                                    Durability durability) {
     try {
         // Deepest first, so that a later removal finds each directory emptied.
-        writePathList(pathResolver_->generatedDirListFile(id, PackageSlot::Current),
-                      {plan.directories.rbegin(), plan.directories.rend()}, durability);
+        record(pathResolver_->generatedDirListFile(id, PackageSlot::Current),
+               {plan.directories.rbegin(), plan.directories.rend()}, durability);
         return true;
     } catch (const std::exception &error) {
         LogStream(LogLevel::Warning) << error;

@@ -6,6 +6,7 @@
 #include "kelp/core/common/filesystem.h"
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/common/log-stream.h"
+#include "kelp/core/common/or-raise.h"
 #include "kelp/core/common/path-tests.h"
 #include "kelp/core/common/rpm/version.h"
 #include "kelp/core/kelp/descriptor.h"
@@ -57,6 +58,13 @@ void requireCorrupted(const std::string &id, const Error &error) {
         throw unreadableDescriptor(id);
 }
 
+/// Of a package with a corrupted descriptor nothing is left when this is raised; one that is still there has
+/// a descriptor that the disk did not give.
+bool isUnreadDescriptor(const std::exception &error) {
+    const auto *ours = dynamic_cast<const Error *>(&error);
+    return ours && ours->code() == Common::ErrorCategory::make(ErrorCode::CorruptedInstalledPackage);
+}
+
 void renameLink(const fs::path &from, const fs::path &to) {
     Common::move(from, to);
 }
@@ -68,6 +76,16 @@ bool isCurrentVersion(const fs::path &entry, const fs::path &current, const fs::
         return true;
     std::error_code ignored;
     return !fs::is_symlink(entry, ignored) && fs::equivalent(entry, current, ignored);
+}
+
+/// Removes all that is in the directory of an entry beside it.
+void removeAllBut(const fs::path &kept) {
+    const fs::path directory = kept.parent_path();
+    Common::orRaise(ErrorCode::Filesystem, "Couldn't remove filesystem entry: " + directory.string(), [&] {
+        for (const fs::directory_entry &entry : fs::directory_iterator(directory))
+            if (entry.path() != kept)
+                fs::remove_all(entry.path());
+    });
 }
 
 void removeLegacy(const fs::path &entry) {
@@ -207,7 +225,8 @@ void FSDatabase::recoverPrevious(const std::string &id) {
         LogStream(LogLevel::Warning)
             << "Couldn't recover the previous version of the package corrupted by the upgrade: " << id;
         LogStream(LogLevel::Warning) << error;
-        removeUnrecoverable(id);
+        if (!isUnreadDescriptor(error) || !isInstalled(id))
+            removeUnrecoverable(id);
     }
 }
 
@@ -231,6 +250,11 @@ void FSDatabase::remove(const std::string &id) {
     if (!isInstalled(id))
         throw Error(ErrorCode::PackageNotExist, "Attempt to remove non existent package " + id);
     tryRemoveMappingsUsingCurrentDirectory(id);
+    // From here on a kill leaves a package that the next look at it finds corrupted and removes, and at the
+    // very end a link that leads nowhere: never a package that is there in part.
+    Common::removeAll(pathResolver_->nextDirectory(id));
+    Common::removeAll(pathResolver_->descriptorFile(id, PackageSlot::Current));
+    removeAllBut(pathResolver_->currentDirectory(id));
     Common::removeAll(pathResolver_->packageDirectory(id));
 }
 

@@ -100,6 +100,7 @@ private:
     void generateMappings(const std::string &id);
     void publishCurrent(const std::string &id, const PackageInformation &information,
                         Common::Durability durability);
+    void writePlan(const std::string &id, const PublicationPlan &plan, Common::Durability durability);
     void recordPublication(const std::string &id, const PublicationPlan &plan, Common::Durability durability);
     bool recordDirectories(const std::string &id, const PublicationPlan &plan, Common::Durability durability);
     void endPlan(const std::string &id, const PublicationPlan &plan, Common::Durability durability);

@@ -23,16 +23,20 @@ using Common::LogStream;
 
 constexpr const char *copiedSubgroup = "mdm";
 
+template<class Use>
+void logFailure(const Use &use) {
+    try {
+        use();
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Warning) << error;
+    }
+}
+
 /// Calls `use` for each path; what it throws is logged, and the walk goes on.
 template<class Use>
 void forEachLogged(const std::vector<fs::path> &paths, const Use &use) {
-    for (const fs::path &path : paths) {
-        try {
-            use(path);
-        } catch (const std::exception &error) {
-            LogStream(LogLevel::Warning) << error;
-        }
-    }
+    for (const fs::path &path : paths)
+        logFailure([&] { use(path); });
 }
 
 /// Calls `use` with the directory that holds `path` and the name in it, if there is such a directory. It is
@@ -62,6 +66,11 @@ MappingMode publicationMode(const fs::path &tree, const std::vector<Mapping> &ma
     };
     return subgroup == copiedSubgroup || std::ranges::any_of(mappings, needsCopies) ? MappingMode::Copy
                                                                                     : MappingMode::Link;
+}
+
+void requireFreeTargets(const PublicationPlan &plan) {
+    for (const PlannedFile &file : plan.files)
+        requireFreeTarget(file.target);
 }
 
 void publish(const PublicationPlan &plan, MappingMode mode, std::vector<fs::path> &made) {
@@ -97,12 +106,14 @@ void takeBack(const PublicationPlan &plan) {
 }
 
 void removeMappings(const std::vector<fs::path> &links) {
-    forEachLogged(links, [](const fs::path &link) {
-        inParent(link, [](const Directory &parent, const std::string &name) {
-            if (isMapping(parent.reach(name)))
-                parent.removeFile(name);
+    std::set<fs::path> parents;
+    forEachLogged(links, [&](const fs::path &link) {
+        inParent(link, [&](const Directory &parent, const std::string &name) {
+            if (isMapping(parent.reach(name)) && parent.removeFile(name))
+                parents.insert(link.parent_path());
         });
     });
+    logFailure([&] { Common::flushFilesystems(parents); });
 }
 
 void removeEmptyDirectories(const std::vector<fs::path> &directories) {

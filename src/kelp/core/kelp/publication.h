@@ -16,6 +16,10 @@ struct PublicationPlan;
 MappingMode publicationMode(const std::filesystem::path &tree, const std::vector<Mapping> &mappings,
                             const std::string &subgroup);
 
+/// Raises ErrorCode::FileConflict when something stands at a target of the plan, so that whatever stands
+/// there later is known to be ours.
+void requireFreeTargets(const PublicationPlan &plan);
+
 /// Publishes the files of a plan and appends to `made` what it has made, also when it raises.
 void publish(const PublicationPlan &plan, MappingMode mode, std::vector<std::filesystem::path> &made);
 
@@ -32,7 +36,8 @@ void takeBackFiles(const PublicationPlan &plan);
 /// The same, and then the directories that are empty.
 void takeBack(const PublicationPlan &plan);
 
-/// Takes back those of the listed files that are still mappings.
+/// Takes back those of the listed files that are still mappings, and has that on disk: what says that they
+/// are ours may be about to go.
 void removeMappings(const std::vector<std::filesystem::path> &links);
 
 /// Removes those of the listed directories that exist and are empty.

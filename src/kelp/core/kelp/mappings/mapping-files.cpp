@@ -1,6 +1,7 @@
 #include "kelp/core/kelp/mappings/mapping-files.h"
 
 #include "kelp/core/common/copy.h"
+#include "kelp/core/common/directory.h"
 #include "kelp/core/common/extended-attributes.h"
 #include "kelp/core/common/filesystem.h"
 #include "kelp/core/common/or-raise.h"
@@ -12,6 +13,7 @@ namespace Core::KELP {
 
 namespace {
 
+using Common::Directory;
 using Common::Error;
 using Common::ErrorCode;
 using Common::LogLevel;
@@ -19,6 +21,10 @@ using Common::LogStream;
 
 /// The sole mark that tells a copied mapping from an unrelated file.
 constexpr const char *targetAttribute = "user.kelp.mapping.target";
+
+Error conflictAt(const fs::path &target) {
+    return {ErrorCode::FileConflict, "Attempt to overwrite existing file using mapping: " + target.string()};
+}
 
 /// A relative target counts from the mapping's own directory: counted from the working directory, a healthy
 /// link of the system such as "sh -> dash" would look broken and be lost.
@@ -29,12 +35,12 @@ bool isBroken(const fs::path &mapping) {
     return isMapping(mapping) && !Common::exists(mapping.parent_path() / mappingTarget(mapping));
 }
 
-void removeIfBroken(const fs::path &mapping) {
+void removeIfBroken(const fs::path &mapping, const Directory &parent, const std::string &name) {
     try {
-        if (!isBroken(mapping))
+        if (!isBroken(parent.reach(name)))
             return;
         LogStream(LogLevel::Info) << "Cleaning up broken mapping: " << mapping;
-        Common::removeAll(mapping);
+        parent.removeFile(name);
     } catch (const std::exception &error) {
         LogStream(LogLevel::Warning) << error;
         LogStream(LogLevel::Warning) << "Couldn't clean up broken mapping";
@@ -42,13 +48,14 @@ void removeIfBroken(const fs::path &mapping) {
 }
 
 /// A copy has its attribute before it has its name: one without would be nobody's, and stay for good.
-void copyAsMapping(const fs::path &source, const fs::path &target) {
-    if (Common::isSymlink(source) && Common::isDirectory(source))
-        Common::createSymlink(source, target);
-    else
-        Common::copyInOneStep(source, target, [&](const fs::path &copy) {
-            Common::setExtendedAttribute(copy, targetAttribute, source.string());
-        });
+void copyAsMapping(const fs::path &source, const Directory &parent, const std::string &name) {
+    Common::copyInOneStep(source, parent, name, [&](const fs::path &copy) {
+        Common::setExtendedAttribute(copy, targetAttribute, source.string());
+    });
+}
+
+bool isPublishedAsLink(const fs::path &source, MappingMode mode) {
+    return mode == MappingMode::Link || (Common::isSymlink(source) && Common::isDirectory(source));
 }
 
 } // namespace
@@ -81,18 +88,25 @@ bool isMappingOf(const fs::path &path, const fs::path &source) {
     }
 }
 
+void requireFreeTarget(const fs::path &target) {
+    if (Common::exists(target) && !isBroken(target))
+        throw conflictAt(target);
+}
+
 void createMapping(const fs::path &source, const fs::path &target, MappingMode mode) {
-    removeIfBroken(target);
-    if (Common::exists(target))
-        throw Error(ErrorCode::FileConflict,
-                    "Attempt to overwrite existing file using mapping: " + target.string());
-    Common::orRaise(ErrorCode::Filesystem,
-                    "Couldn't create mapping: " + source.string() + " -> " + target.string(), [&] {
-                        if (mode == MappingMode::Link)
-                            Common::createSymlink(source, target);
-                        else
-                            copyAsMapping(source, target);
-                    });
+    const std::string message = "Couldn't create mapping: " + source.string() + " -> " + target.string();
+    const Directory parent = Common::orRaise(
+        ErrorCode::Filesystem, message, [&] { return Directory::makeByLinksOfRoot(target.parent_path()); });
+    const std::string name = target.filename().string();
+    removeIfBroken(target, parent, name);
+    if (Common::exists(parent.reach(name)))
+        throw conflictAt(target);
+    Common::orRaise(ErrorCode::Filesystem, message, [&] {
+        if (isPublishedAsLink(source, mode))
+            fs::create_symlink(source, parent.reach(name));
+        else
+            copyAsMapping(source, parent, name);
+    });
 }
 
 } // namespace Core::KELP

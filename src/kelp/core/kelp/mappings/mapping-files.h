@@ -21,10 +21,14 @@ bool isMapping(const std::filesystem::path &path);
 /// Whether `path` is what createMapping() makes of `source`.
 bool isMappingOf(const std::filesystem::path &path, const std::filesystem::path &source);
 
-/// Publishes `source` at `target`, making the parents of `target`. A mapping at `target` whose own target is
-/// gone is replaced. Anything else that exists there stays and raises ErrorCode::FileConflict. A mapping that
-/// cannot be made raises ErrorCode::Filesystem. A kill leaves the whole mapping or none, and beside it at
-/// worst an unfinished copy as Common::copyInOneStep() does.
+/// Raises the ErrorCode::FileConflict that createMapping() would raise.
+void requireFreeTarget(const std::filesystem::path &target);
+
+/// Publishes `source` at `target`, making the parents of `target`, which is not reached through links that
+/// others than root can exchange (Common::Directory::byLinksOfRoot). A mapping at `target` whose own target
+/// is gone is replaced. Anything else that exists there stays and raises ErrorCode::FileConflict. A mapping
+/// that cannot be made raises ErrorCode::Filesystem. A kill leaves the whole mapping or none, and beside it
+/// at worst an unfinished copy as Common::copyInOneStep() does.
 void createMapping(const std::filesystem::path &source, const std::filesystem::path &target,
                    MappingMode mode);
 
