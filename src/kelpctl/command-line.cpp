@@ -32,13 +32,15 @@ void addGlobalOptions(CLI::App &app, ColourChoice &colour) {
 
 } // namespace
 
-std::variant<Command, ExitStatus> parseCommandLine(int argc, const char *const *argv) {
+std::variant<Command, ExitStatus> parseCommandLine(int argc, const char *const *argv,
+                                                   std::span<const AddCommand> commands) {
     CLI::App app("Works with application packages", "kelpctl");
     Command command;
     ColourChoice colour = ColourChoice::Auto;
     addGlobalOptions(app, colour); // The subcommands inherit how it is set up.
     app.require_subcommand(1);
-    addValidate(app, command);
+    for (const AddCommand add : commands)
+        add(app, command);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {

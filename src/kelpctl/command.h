@@ -16,7 +16,8 @@ namespace KelpCtl {
 /// program with its text and ExitStatus::Trouble.
 using Command = std::function<ExitStatus(std::ostream &output)>;
 
-// Each adds one subcommand to the command line, and sets `command` when that is the one that was asked for.
+/// Adds one subcommand to the command line, and has it set `command` when it is the one that was asked for.
+using AddCommand = void (*)(CLI::App &app, Command &command);
 
 void addValidate(CLI::App &app, Command &command);
 

@@ -1,4 +1,5 @@
 #include "kelpctl/command-line.h"
+#include "kelpctl/see/commands.h"
 #include "kelpctl/shown-text.h"
 
 #include <sys/stat.h>
@@ -8,6 +9,12 @@
 using KelpCtl::ExitStatus;
 
 namespace {
+
+/// In the order in which --help lists them.
+constexpr KelpCtl::AddCommand commands[] = {
+    KelpCtl::addStatus, KelpCtl::addList,    KelpCtl::addInfo,    KelpCtl::addFiles,
+    KelpCtl::addOwner,  KelpCtl::addHistory, KelpCtl::addSources, KelpCtl::addValidate,
+};
 
 ExitStatus run(const KelpCtl::Command &command) {
     // Standard output is for the results: what the core logs there goes to standard error.
@@ -30,7 +37,7 @@ ExitStatus run(const KelpCtl::Command &command) {
 
 int main(int argc, char **argv) {
     ::umask(022); // What it makes is what the launcher would have made.
-    const auto request = KelpCtl::parseCommandLine(argc, argv);
+    const auto request = KelpCtl::parseCommandLine(argc, argv, commands);
     if (const auto *status = std::get_if<ExitStatus>(&request))
         return static_cast<int>(*status);
     return static_cast<int>(run(std::get<KelpCtl::Command>(request)));

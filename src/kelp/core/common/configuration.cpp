@@ -16,8 +16,11 @@ namespace {
 using Common::LogLevel;
 using Common::LogStream;
 
-boost::property_tree::ptree load(const std::filesystem::path &file) {
+boost::property_tree::ptree load(const std::filesystem::path &file, Configuration::Missing missing) {
     boost::property_tree::ptree tree;
+    std::error_code ignored;
+    if (missing == Configuration::Missing::IsFine && !std::filesystem::exists(file, ignored))
+        return tree;
     try {
         boost::property_tree::read_ini(file.string(), tree);
     } catch (const std::exception &error) {
@@ -34,10 +37,11 @@ std::filesystem::path value(const boost::property_tree::ptree &tree, const char 
 
 } // namespace
 
-Configuration::Configuration() : Configuration(Common::belowRoot("/etc/kelp/kelp.conf")) {}
+Configuration::Configuration(Missing missing) :
+    Configuration(Common::belowRoot("/etc/kelp/kelp.conf"), missing) {}
 
-Configuration::Configuration(const std::filesystem::path &file) {
-    const boost::property_tree::ptree tree = load(file);
+Configuration::Configuration(const std::filesystem::path &file, Missing missing) {
+    const boost::property_tree::ptree tree = load(file, missing);
     databaseDirectory_ = value(tree, "kelp.database_directory", "/opt/app");
     tempDirectory_ = value(tree, "kelp.temp_directory", "/opt/kelp/tmp");
     hookDirectory_ = value(tree, "kelp.hook_directory", "/usr/share/kelp/hooks.d");

@@ -18,9 +18,15 @@ namespace Core {
 /// anywhere is logged as two warnings, and every key then has its default.
 class Configuration final : public IConfiguration {
 public:
+    enum class Missing {
+        IsReported,
+        IsFine ///< For somebody at a terminal, for whom the warnings are no news.
+    };
+
     /// Loads etc/kelp/kelp.conf below the root prefix.
-    Configuration();
-    explicit Configuration(const std::filesystem::path &file);
+    Configuration() : Configuration(Missing::IsReported) {}
+    explicit Configuration(Missing missing);
+    explicit Configuration(const std::filesystem::path &file, Missing missing = Missing::IsReported);
 
     /// The process-wide object, loaded at the first call and kept until exit.
     static Configuration &instance();

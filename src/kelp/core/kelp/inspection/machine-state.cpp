@@ -1,0 +1,149 @@
+#include "kelp/core/kelp/inspection/machine-state.h"
+
+#include "kelp/core/common/root-path.h"
+#include "kelp/core/kelp/inspection/readable.h"
+#include "kelp/core/kelp/inspection/registry-view.h"
+#include "kelp/core/kelp/inspection/rpm-view.h"
+#include "kelp/core/kelp/inspection/store-view.h"
+#include "kelp/core/kelp/migration-stamps.h"
+
+#include <map>
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+/// The standings by id. What is added first for an id stays: the callers come in the order of the states.
+class Standings {
+public:
+    void add(const std::string &id, const std::string &version, ApplicationState state, std::string reason) {
+        standings_.try_emplace(id, ApplicationStanding{id, version, state, std::move(reason)});
+    }
+
+    std::vector<ApplicationStanding> take() {
+        std::vector<ApplicationStanding> all;
+        for (auto &[id, standing] : standings_)
+            all.push_back(std::move(standing));
+        return all;
+    }
+
+private:
+    std::map<std::string, ApplicationStanding> standings_;
+};
+
+bool isDone(const MigrationStamp &stamp) {
+    const fs::path path = Common::belowRoot(stamp.path);
+    requireReadable(path);
+    std::error_code ignored;
+    return fs::exists(path, ignored);
+}
+
+/// The packages that are installed by the last word of the registry.
+std::map<std::string, bool> installedByRegistry() {
+    std::map<std::string, bool> installed;
+    for (const RegistryRecord &record : registryRecords())
+        installed[record.packageId()] = record.event() != RegistryEvent::Remove;
+    return installed;
+}
+
+std::string damage(const StoredPackage &package, const StoreView &store) {
+    if (!package.information)
+        return "its descriptor cannot be read";
+    const std::size_t missing = store.missingFiles(package.id).size();
+    if (missing == 0)
+        return {};
+    return missing == 1 ? "a published file is missing"
+                        : std::to_string(missing) + " published files are missing";
+}
+
+void addUnfinished(const std::vector<StoredPackage> &packages, Standings &standings) {
+    for (const StoredPackage &package : packages) {
+        if (package.hasNext)
+            standings.add(package.id, package.version, ApplicationState::Unfinished,
+                          "an update was begun and not completed");
+        if (package.hasPlan)
+            standings.add(package.id, package.version, ApplicationState::Unfinished,
+                          "its publication was begun and not completed");
+    }
+}
+
+/// A directory without a current version is what an installation left that failed, unless it once succeeded.
+void addStored(const std::vector<StoredPackage> &packages, const StoreView &store,
+               const std::map<std::string, bool> &installed, Standings &standings) {
+    for (const StoredPackage &package : packages) {
+        const auto known = installed.find(package.id);
+        if (package.version.empty() && (known == installed.end() || !known->second))
+            continue;
+        std::string reason = damage(package, store);
+        const auto state = reason.empty() ? ApplicationState::Store : ApplicationState::Damaged;
+        standings.add(package.id, package.version, state, std::move(reason));
+    }
+}
+
+std::string whyInRpm(const RpmRecord &record, bool isMigrated) {
+    if (!record.developer)
+        return "no developer certificate";
+    if (record.developer->isSystemDeveloperCertificate())
+        return "system developer";
+    return isMigrated ? "could not be published" : "waits for the first migration";
+}
+
+void addLost(const std::map<std::string, bool> &installed, const SourcesView &sources, Standings &standings) {
+    for (const auto &[id, isInstalled] : installed)
+        if (isInstalled)
+            standings.add(id, "", ApplicationState::Lost, "installed by the registry, and nowhere");
+    for (const auto &[id, keyId] : sources.sourceOf)
+        standings.add(id, "", ApplicationState::Lost, "bound to a source, and nowhere");
+}
+
+} // namespace
+
+const char *nameOf(ApplicationState state) {
+    switch (state) {
+    case ApplicationState::Unfinished:
+        return "unfinished";
+    case ApplicationState::Rescued:
+        return "rescued";
+    case ApplicationState::Damaged:
+        return "damaged";
+    case ApplicationState::Store:
+        return "store";
+    case ApplicationState::Rpm:
+        return "rpm";
+    case ApplicationState::Lost:
+        break;
+    }
+    return "lost";
+}
+
+bool needsSomebody(ApplicationState state) {
+    return state != ApplicationState::Store && state != ApplicationState::Rpm;
+}
+
+MachineState inspectMachine(const IConfiguration &configuration, Common::Rpm::DatabaseCopy::Place place) {
+    const StoreView store(configuration);
+    MachineState machine;
+    for (const MigrationStamp &stamp : migrationStamps)
+        machine.migrations.emplace_back(stamp.name, isDone(stamp));
+    machine.sources = SourcesView::read(configuration);
+    const auto installed = installedByRegistry();
+    const std::vector<StoredPackage> packages = store.packages();
+
+    Standings standings;
+    addUnfinished(packages, standings);
+    for (const auto &[id, path] : store.rescued())
+        standings.add(id, "", ApplicationState::Rescued, "its files are in " + path.string());
+    addStored(packages, store, installed, standings);
+    for (const RpmRecord &record : rpmRecords(place))
+        standings.add(record.id, record.version, ApplicationState::Rpm,
+                      whyInRpm(record, machine.migrations.front().second));
+    addLost(installed, machine.sources, standings);
+    machine.applications = standings.take();
+    for (const StoredPackage &package : packages)
+        machine.storeBytes += store.bytes(package.id);
+    return machine;
+}
+
+} // namespace Core::KELP

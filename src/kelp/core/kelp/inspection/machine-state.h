@@ -1,0 +1,51 @@
+#pragma once
+
+#include "kelp/core/common/rpm/database-copy.h"
+#include "kelp/core/kelp/inspection/sources-view.h"
+
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace Core {
+class IConfiguration;
+}
+
+namespace Core::KELP {
+
+/// Where an application stands. Of several that hold, the first counts.
+enum class ApplicationState {
+    Unfinished, ///< A take-over, an update or a publication was begun and not completed.
+    Rescued,    ///< Its files are kept aside, as they could not be published.
+    Damaged,    ///< It is in the store, and its descriptor, its current version or a published file is not.
+    Store,      ///< It is whole in the store.
+    Rpm,        ///< It is in rpm.
+    Lost,       ///< It was installed, by the registry or a binding to a source, and is nowhere.
+};
+
+const char *nameOf(ApplicationState state);
+
+/// Whether the state is one that somebody has to see to.
+bool needsSomebody(ApplicationState state);
+
+struct ApplicationStanding {
+    std::string id;
+    std::string version; ///< Empty where nobody knows.
+    ApplicationState state;
+    std::string reason; ///< Empty where there is nothing to say.
+};
+
+/// What there is to know of a machine at one look.
+struct MachineState {
+    std::vector<std::pair<std::string, bool>> migrations; ///< By name, whether they are done.
+    std::vector<ApplicationStanding> applications;        ///< By id.
+    std::size_t takeOvers = 0;                            ///< Packages on their way from rpm into the store.
+    std::uintmax_t storeBytes = 0;
+    SourcesView sources;
+};
+
+/// Looks at stamps, journal, store, rpm, registry and sources, and changes nothing. Raises as the views do.
+MachineState inspectMachine(const IConfiguration &configuration, Common::Rpm::DatabaseCopy::Place place);
+
+} // namespace Core::KELP

@@ -1,0 +1,17 @@
+#include "kelp/core/kelp/inspection/readable.h"
+
+#include "kelp/core/common/error.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace Core::KELP {
+
+void requireReadable(const std::filesystem::path &path) {
+    if (::faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) != 0 && errno == EACCES)
+        throw Common::Error(Common::ErrorCode::UnauthorizedAccess, "Only root can read " + path.string());
+}
+
+} // namespace Core::KELP

@@ -1,0 +1,69 @@
+#include "kelp/core/kelp/inspection/rpm-view.h"
+
+#include "kelp/core/common/rpm/file-iterator.h"
+#include "kelp/core/common/rpm/tags.h"
+#include "kelp/core/common/rpm/transaction.h"
+#include "kelp/core/kelp/inspection/readable.h"
+
+#include "platform/package-signatures/database.h"
+
+#include <algorithm>
+
+namespace Core::KELP {
+
+namespace {
+
+using Common::Rpm::FileIterator;
+using Common::Rpm::Reader;
+using PackageSignatures::Database;
+
+namespace Tag = Common::Rpm::Tag;
+
+/// A machine that has been given no signature database has no certificates.
+std::optional<Database> openSignatures() {
+    const std::filesystem::path path = Database::defaultPath();
+    requireReadable(path);
+    std::error_code ignored;
+    if (!std::filesystem::exists(path, ignored))
+        return std::nullopt;
+    return std::optional<Database>(std::in_place, path.native());
+}
+
+bool hasDesktopFile(const Reader &package) {
+    bool found = false;
+    FileIterator(package).forEach([&](const FileIterator::Entry &entry) {
+        found = entry.path.parent_path() == "/usr/share/applications" && entry.path.extension() == ".desktop";
+        return found;
+    });
+    return found;
+}
+
+RpmRecord describe(const Reader &package, const std::optional<Database> &signatures) {
+    RpmRecord record;
+    record.id = package.tag(Tag::Name);
+    record.version = package.tag(Tag::Version) + "-" + package.tag(Tag::Release);
+    if (signatures)
+        record.developer =
+            signatures->packageCertificateWithGroup(record.id, PackageSignatures::Group::Developer);
+    record.isApplication = hasDesktopFile(package);
+    return record;
+}
+
+} // namespace
+
+std::vector<RpmRecord> rpmRecords(Common::Rpm::DatabaseCopy::Place place) {
+    const Common::Rpm::DatabaseCopy copy(place);
+    if (!copy.isThere())
+        return {};
+    const auto signatures = openSignatures();
+    std::vector<RpmRecord> records;
+    Common::Rpm::Transaction(0).forEachInstalled([&](const Reader &package) {
+        RpmRecord record = describe(package, signatures);
+        if (record.developer || record.isApplication)
+            records.push_back(std::move(record));
+    });
+    std::ranges::sort(records, {}, &RpmRecord::id);
+    return records;
+}
+
+} // namespace Core::KELP

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "kelp/core/common/rpm/database-copy.h"
+
+#include "platform/package-signatures/certificate.h"
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Core::KELP {
+
+/// A package that the rpm database has.
+struct RpmRecord {
+    std::string id;
+    std::string version; ///< VERSION-RELEASE
+    std::optional<PackageSignatures::Certificate> developer;
+    bool isApplication = false; ///< It has a desktop file among the applications.
+};
+
+/// The packages of the rpm database that concern the store, for somebody who only wants to look: those with a
+/// developer certificate and those with a desktop file among the applications. By id. A machine without an
+/// rpm database has none. Raises as Common::Rpm::DatabaseCopy and Transaction do, and when the signature
+/// database is there and cannot be read.
+std::vector<RpmRecord> rpmRecords(Common::Rpm::DatabaseCopy::Place place);
+
+} // namespace Core::KELP

@@ -1,0 +1,62 @@
+#include "kelp/core/kelp/inspection/sources-view.h"
+
+#include "kelp/core/common/error.h"
+#include "kelp/core/common/i-configuration.h"
+#include "kelp/core/kelp/inspection/readable.h"
+
+#include <SQLiteCpp/Database.h>
+#include <SQLiteCpp/Statement.h>
+
+#include <algorithm>
+
+namespace Core::KELP {
+
+namespace {
+
+using SQLite::Statement;
+
+bool isAllowed(SQLite::Database &database, const char *id) {
+    Statement query(database, "SELECT data FROM configuration WHERE id = ?");
+    query.bind(1, id);
+    if (!query.executeStep())
+        throw std::runtime_error(std::string("no row: ") + id);
+    return query.getColumn(0).getInt64() == 1;
+}
+
+SourcesView readAll(SQLite::Database &database) {
+    SourcesView view;
+    view.missingSourceAllowed = isAllowed(database, "missing_source_allowed");
+    view.webPwaSourceAllowed = isAllowed(database, "web_pwa_source_allowed");
+    Statement sources(database, "SELECT keyid, subject FROM sources ORDER BY subject DESC");
+    while (sources.executeStep())
+        view.sources.push_back({sources.getColumn(0).getString(), sources.getColumn(1).getString(), {}});
+    Statement packages(database, "SELECT id, source_keyid FROM packages ORDER BY id");
+    while (packages.executeStep()) {
+        const std::string id = packages.getColumn(0).getString();
+        const std::string keyId = packages.getColumn(1).getString();
+        view.sourceOf.emplace(id, keyId);
+        const auto source = std::ranges::find(view.sources, keyId, &TrustedSources::Source::keyId);
+        if (source != view.sources.end())
+            source->packages.push_back(id);
+    }
+    return view;
+}
+
+} // namespace
+
+SourcesView SourcesView::read(const IConfiguration &configuration) {
+    const std::filesystem::path &path = configuration.trustedSourcesDatabasePath();
+    requireReadable(path);
+    std::error_code ignored;
+    if (!std::filesystem::exists(path, ignored))
+        return {};
+    try {
+        SQLite::Database database(path.string(), SQLite::OPEN_READONLY);
+        return readAll(database);
+    } catch (const std::exception &error) {
+        throw Common::Error(Common::ErrorCode::Internal,
+                            std::string("Couldn't read the trusted sources database: ") + error.what());
+    }
+}
+
+} // namespace Core::KELP

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "kelp/core/trusted-sources/source.h"
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace Core {
+class IConfiguration;
+}
+
+namespace Core::KELP {
+
+/// What the trusted-sources database holds, for somebody who only wants to look: the file is neither made nor
+/// brought to another version.
+struct SourcesView {
+    std::vector<TrustedSources::Source> sources; ///< By descending subject.
+    std::map<std::string, std::string> sourceOf; ///< The key id of a package's source by the package's id.
+    bool missingSourceAllowed = false;
+    bool webPwaSourceAllowed = false;
+
+    /// Reads the database; an absent file has no rows and allows nothing. Raises
+    /// ErrorCode::UnauthorizedAccess, and ErrorCode::Internal "Couldn't read the trusted sources database:
+    /// REASON" for a file that is none, or is of another version.
+    static SourcesView read(const IConfiguration &configuration);
+};
+
+} // namespace Core::KELP

@@ -1,0 +1,131 @@
+#include "kelp/core/kelp/inspection/store-view.h"
+
+#include "kelp/core/common/error.h"
+#include "kelp/core/common/i-configuration.h"
+#include "kelp/core/kelp/database-path-resolver.h"
+#include "kelp/core/kelp/descriptor.h"
+#include "kelp/core/kelp/inspection/readable.h"
+#include "kelp/core/kelp/path-list.h"
+#include "kelp/core/kelp/publication-plan.h"
+
+#include <algorithm>
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+bool isThere(const fs::path &path) {
+    std::error_code ignored;
+    return fs::exists(fs::symlink_status(path, ignored));
+}
+
+/// The names in a directory, in byte order; none when there is no such directory.
+std::vector<std::string> namesIn(const fs::path &directory) {
+    requireReadable(directory);
+    std::vector<std::string> names;
+    std::error_code error;
+    for (fs::directory_iterator entry(directory, error), end; !error && entry != end; entry.increment(error))
+        names.push_back(entry->path().filename().string());
+    if (error && error != std::errc::no_such_file_or_directory)
+        throw Common::Error(Common::ErrorCode::Filesystem, "Couldn't read directory: " + directory.string());
+    std::ranges::sort(names);
+    return names;
+}
+
+std::optional<PackageInformation> informationAt(const fs::path &descriptor) {
+    // Told by one look: readDescriptor() would log what is no news to somebody who looks for it.
+    if (!isThere(descriptor))
+        return std::nullopt;
+    requireReadable(descriptor);
+    try {
+        return readDescriptor(descriptor);
+    } catch (const std::exception &) {
+        return std::nullopt;
+    }
+}
+
+/// A link that the store made leads to what it has of the file; that one may be a link to anywhere itself.
+bool isPublished(const fs::path &target, const fs::path &packageDirectory) {
+    std::error_code error;
+    if (!fs::is_symlink(fs::symlink_status(target, error)))
+        return isThere(target);
+    const fs::path source = fs::read_symlink(target, error);
+    return !source.native().starts_with(packageDirectory.native() + "/") || isThere(source);
+}
+
+} // namespace
+
+std::string StoredPackage::value(const char *key) const {
+    if (!information)
+        return {};
+    const auto found = information->find(key);
+    return found == information->end() ? std::string() : found->second;
+}
+
+std::vector<StoredPackage> StoreView::packages() const {
+    std::vector<StoredPackage> all;
+    for (const std::string &id : namesIn(configuration_->databaseDirectory()))
+        all.push_back(read(id));
+    return all;
+}
+
+std::optional<StoredPackage> StoreView::package(const std::string &id) const {
+    requireReadable(configuration_->databaseDirectory());
+    const bool isName = !id.empty() && id != "." && id != ".." && id.find('/') == std::string::npos;
+    if (!isName || !isThere(DatabasePathResolver(*configuration_).packageDirectory(id)))
+        return std::nullopt;
+    return read(id);
+}
+
+StoredPackage StoreView::read(const std::string &id) const {
+    const DatabasePathResolver resolver(*configuration_);
+    StoredPackage package;
+    package.id = id;
+    std::error_code error;
+    package.version = fs::read_symlink(resolver.currentDirectory(id), error).filename().string();
+    package.information = informationAt(resolver.descriptorFile(id, PackageSlot::Current));
+    package.hasNext = isThere(resolver.nextDirectory(id));
+    package.hasPlan = isThere(resolver.currentDirectory(id) / publicationPlanName);
+    return package;
+}
+
+std::optional<std::vector<fs::path>> StoreView::publishedFiles(const std::string &id) const {
+    const fs::path list = DatabasePathResolver(*configuration_).symlinkListFile(id, PackageSlot::Current);
+    requireReadable(list);
+    return isThere(list) ? std::optional(readPathList(list)) : std::nullopt;
+}
+
+std::vector<fs::path> StoreView::missingFiles(const std::string &id) const {
+    const fs::path directory = DatabasePathResolver(*configuration_).packageDirectory(id);
+    std::vector<fs::path> missing;
+    for (fs::path &target : publishedFiles(id).value_or(std::vector<fs::path>()))
+        if (!isPublished(target, directory))
+            missing.push_back(std::move(target));
+    return missing;
+}
+
+std::uintmax_t StoreView::bytes(const std::string &id) const {
+    std::uintmax_t sum = 0;
+    std::error_code error;
+    const fs::path directory = DatabasePathResolver(*configuration_).packageDirectory(id);
+    const auto options = fs::directory_options::skip_permission_denied;
+    for (fs::recursive_directory_iterator entry(directory, options, error), end; !error && entry != end;
+         entry.increment(error))
+        if (!entry->is_symlink(error) && entry->is_regular_file(error))
+            sum += entry->file_size(error);
+    return sum;
+}
+
+std::vector<std::pair<std::string, fs::path>> StoreView::rescued() const {
+    const fs::path place = configuration_->tempDirectory().parent_path() / "rescued";
+    std::vector<std::pair<std::string, fs::path>> all;
+    for (const std::string &name : namesIn(place)) {
+        const auto information = informationAt(place / name / "velura.pkg");
+        all.emplace_back(information ? information->at("general.id") : name, place / name);
+    }
+    return all;
+}
+
+} // namespace Core::KELP

@@ -1,0 +1,60 @@
+#pragma once
+
+#include "kelp/core/kelp/package-information.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Core {
+class IConfiguration;
+}
+
+namespace Core::KELP {
+
+/// What lies in the store for one package.
+struct StoredPackage {
+    std::string id;
+    std::string version;                           ///< That the link `current` names; empty without one.
+    std::optional<PackageInformation> information; ///< Of the current version; nothing when it is unreadable.
+    bool hasNext = false;                          ///< An update was prepared and not completed.
+    bool hasPlan = false;                          ///< A publication was begun and not completed.
+
+    /// A value of the descriptor, or "".
+    std::string value(const char *key) const;
+};
+
+/// The package store for somebody who only wants to look: nothing is recovered, removed or made, and nothing
+/// is logged.
+class StoreView {
+public:
+    explicit StoreView(const IConfiguration &configuration) : configuration_(&configuration) {}
+
+    /// All packages by id, those whose current version is gone included. Raises ErrorCode::UnauthorizedAccess
+    /// and ErrorCode::Filesystem when the store's directory cannot be read; one that does not exist is empty.
+    std::vector<StoredPackage> packages() const;
+
+    /// One package, or nothing when the store has no directory of the name.
+    std::optional<StoredPackage> package(const std::string &id) const;
+
+    /// The files that the list of the current version says are published; nothing when there is no list.
+    std::optional<std::vector<std::filesystem::path>> publishedFiles(const std::string &id) const;
+
+    /// Those of the published files that are not there, or are links to a file that the store has lost.
+    std::vector<std::filesystem::path> missingFiles(const std::string &id) const;
+
+    /// What the files of the package's directory hold, in bytes.
+    std::uintmax_t bytes(const std::string &id) const;
+
+    /// The ids of packages whose files were kept because they could not be published, with where they are.
+    std::vector<std::pair<std::string, std::filesystem::path>> rescued() const;
+
+private:
+    StoredPackage read(const std::string &id) const;
+
+    const IConfiguration *configuration_;
+};
+
+} // namespace Core::KELP

@@ -1,0 +1,31 @@
+#include "kelpctl/see/look-command.h"
+
+#include <CLI/CLI.hpp>
+
+namespace KelpCtl {
+
+namespace {
+
+struct Arguments {
+    LookOptions look;
+    std::string argument;
+};
+
+} // namespace
+
+void addLookCommand(CLI::App &app, Command &command, const LookCommand &look) {
+    const auto arguments = std::make_shared<Arguments>();
+    CLI::App *added = app.add_subcommand(look.name, look.description);
+    addLookOptions(*added, arguments->look);
+    if (look.argument != LookCommand::Argument::None)
+        added->add_option(look.argumentName, arguments->argument, look.argumentDescription)
+            ->required(look.argument == LookCommand::Argument::Required)
+            ->option_text(" ");
+    added->callback([arguments, &command, run = look.run] {
+        command = [arguments, run](std::ostream &output) {
+            return run(Machine(arguments->look), arguments->argument, arguments->look.isJson, output);
+        };
+    });
+}
+
+} // namespace KelpCtl

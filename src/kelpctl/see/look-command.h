@@ -1,0 +1,26 @@
+#pragma once
+
+#include "kelpctl/command.h"
+#include "kelpctl/see/machine.h"
+
+#include <string>
+
+namespace KelpCtl {
+
+/// A command that looks at the machine, or at one thing on it.
+struct LookCommand {
+    using Run = ExitStatus (*)(const Machine &machine, const std::string &argument, bool isJson,
+                               std::ostream &output);
+    enum class Argument { None, Optional, Required };
+
+    const char *name;
+    const char *description;
+    Run run;
+    Argument argument = Argument::None;
+    const char *argumentName = "";
+    const char *argumentDescription = "";
+};
+
+void addLookCommand(CLI::App &app, Command &command, const LookCommand &look);
+
+} // namespace KelpCtl

@@ -1,0 +1,71 @@
+#include "kelpctl/see/machine.h"
+
+#include "kelp/core/common/error.h"
+
+#include <CLI/CLI.hpp>
+
+#include <sched.h>
+#include <sys/mount.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <fstream>
+
+namespace KelpCtl {
+
+namespace {
+
+using Common::Error;
+using Common::ErrorCode;
+
+[[noreturn]] void raiseEntering(const std::filesystem::path &root) {
+    const int reason = errno;
+    const auto code = reason == EPERM ? ErrorCode::UnauthorizedAccess : ErrorCode::Filesystem;
+    throw Error(code, "Couldn't enter " + root.string() + ": " + std::system_category().message(reason));
+}
+
+void writeText(const char *path, const std::string &text) {
+    std::ofstream(path) << text;
+}
+
+/// A user is root in a name space of their own, where the system allows one, and can change the root there;
+/// what they can read stays the same.
+bool haveOwnNameSpaces() {
+    const std::string user = std::to_string(::geteuid());
+    const std::string group = std::to_string(::getegid());
+    if (user == "0")
+        return ::unshare(CLONE_NEWNS) == 0;
+    if (::unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0)
+        return false;
+    writeText("/proc/self/setgroups", "deny");
+    writeText("/proc/self/uid_map", "0 " + user + " 1");
+    writeText("/proc/self/gid_map", "0 " + group + " 1");
+    return true;
+}
+
+void enter(const std::filesystem::path &root) {
+    if (!haveOwnNameSpaces() || ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        ::chroot(root.c_str()) != 0 || ::chdir("/") != 0)
+        raiseEntering(root);
+    ::unsetenv("KELP_ROOT_FS");
+}
+
+} // namespace
+
+void addLookOptions(CLI::App &command, LookOptions &options) {
+    command.add_option("--root", options.root, "Look at the machine whose root is DIR")
+        ->option_text("DIR")
+        ->check(CLI::ExistingDirectory);
+    command.add_flag("--json", options.isJson, "Write JSON");
+}
+
+Machine::Machine(const LookOptions &options) {
+    if (!options.root.empty()) {
+        enter(options.root);
+        rpmPlace_ = Common::Rpm::DatabaseCopy::Place::OverTheOriginal;
+    }
+    configuration_.emplace(Core::Configuration::Missing::IsFine);
+}
+
+} // namespace KelpCtl

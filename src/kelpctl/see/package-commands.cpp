@@ -1,0 +1,157 @@
+// The commands about what the store holds.
+
+#include "kelpctl/see/commands.h"
+#include "kelpctl/see/json-text.h"
+#include "kelpctl/see/look-command.h"
+#include "kelpctl/see/presentation.h"
+#include "kelpctl/see/stored-application.h"
+#include "kelpctl/shown-text.h"
+
+#include "kelp/core/common/error.h"
+#include "kelp/core/kelp/mappings/mapping-files.h"
+
+#include <boost/json.hpp>
+
+#include <algorithm>
+#include <iostream>
+
+namespace fs = std::filesystem;
+namespace json = boost::json;
+
+namespace KelpCtl {
+
+namespace {
+
+using Core::KELP::StoreView;
+
+StoredApplication storedApplication(const Machine &machine, const std::string &id) {
+    for (StoredApplication &application : storedApplications(machine.configuration()))
+        if (application.package.id == id)
+            return std::move(application);
+    throw Common::Error(Common::ErrorCode::PackageNotExist, "Package " + id + " not installed");
+}
+
+std::vector<fs::path> filesOf(const Machine &machine, const std::string &id) {
+    const StoreView store(machine.configuration());
+    if (!store.package(id))
+        throw Common::Error(Common::ErrorCode::PackageNotExist, "Package " + id + " not installed");
+    return store.publishedFiles(id).value_or(std::vector<fs::path>());
+}
+
+ExitStatus list(const Machine &machine, const std::string &, bool isJson, std::ostream &output) {
+    json::array array;
+    std::vector<std::vector<std::string>> rows = {{"APPLICATION", "VERSION", "SIZE", "ORGANISATION"}};
+    for (const StoredApplication &application : storedApplications(machine.configuration())) {
+        array.push_back(asJson(application));
+        rows.push_back({shown(application.package.id), shown(application.package.version),
+                        shownBytes(application.bytes), shown(application.package.value("general.orgname"))});
+    }
+    if (isJson)
+        output << array << '\n';
+    else if (rows.size() > 1)
+        printTable(output, rows);
+    return ExitStatus::Accepted;
+}
+
+void printInfo(std::ostream &output, const StoredApplication &application, const std::string &subject,
+               const std::vector<fs::path> &files) {
+    const auto &package = application.package;
+    const std::string source = application.source + (subject.empty() ? "" : " (" + subject + ")");
+    printTable(output, {{shown(package.id), shown(package.version)},
+                        {"organisation", shown(package.value("general.orgname"))},
+                        {"application", shown(package.value("general.appname"))},
+                        {"developer's key", shown(package.value("certificate.id"))},
+                        {"subgroup", shown(package.value("certificate.subgroup"))},
+                        {"source", shown(source)},
+                        {"size", shownBytes(application.bytes)},
+                        {"published", counted(files.size(), "file")}});
+    output << '\n';
+    for (const fs::path &file : files)
+        output << shown(file.native()) << '\n';
+    output << '\n';
+    printTable(output, historyTable(historyOf(package.id)));
+}
+
+ExitStatus info(const Machine &machine, const std::string &id, bool isJson, std::ostream &output) {
+    const StoredApplication application = storedApplication(machine, id);
+    const std::vector<fs::path> files = filesOf(machine, id);
+    if (isJson) {
+        json::object object = asJson(application);
+        object["files"] = asJson(files);
+        json::array &history = object["history"].emplace_array();
+        for (const auto &record : historyOf(id))
+            history.push_back(asJson(record));
+        output << object << '\n';
+        return ExitStatus::Accepted;
+    }
+    const auto sources = Core::KELP::SourcesView::read(machine.configuration()).sources;
+    const auto source = std::ranges::find(sources, application.source, &Core::TrustedSources::Source::keyId);
+    printInfo(output, application, source == sources.end() ? "" : source->subject, files);
+    return ExitStatus::Accepted;
+}
+
+ExitStatus files(const Machine &machine, const std::string &id, bool isJson, std::ostream &output) {
+    const std::vector<fs::path> published = filesOf(machine, id);
+    if (isJson)
+        output << asJson(published) << '\n';
+    else
+        for (const fs::path &file : published)
+            output << shown(file.native()) << '\n';
+    return ExitStatus::Accepted;
+}
+
+/// The id of the package of which `target` is a file in the store; empty for any other place.
+std::string idOfStored(const fs::path &target, const fs::path &store) {
+    const fs::path relative = target.lexically_normal().lexically_relative(store.lexically_normal());
+    return relative.empty() || *relative.begin() == ".." ? std::string() : relative.begin()->string();
+}
+
+ExitStatus owner(const Machine &machine, const std::string &argument, bool isJson, std::ostream &output) {
+    const fs::path path = fs::absolute(argument).lexically_normal();
+    std::optional<Core::KELP::StoredPackage> package;
+    fs::path target;
+    if (Core::KELP::isMapping(path)) {
+        target = Core::KELP::mappingTarget(path);
+        package = StoreView(machine.configuration())
+                      .package(idOfStored(target, machine.configuration().databaseDirectory()));
+    }
+    if (!package) {
+        std::cerr << "kelpctl: no application has published " << shown(path.native()) << '\n';
+        return ExitStatus::Refused;
+    }
+    if (isJson)
+        output << json::object{{"path", jsonText(path.native())},
+                               {"id", jsonText(package->id)},
+                               {"version", jsonText(package->version)},
+                               {"target", jsonText(target.native())}}
+               << '\n';
+    else
+        output << shown(package->id) << ' ' << shown(package->version) << '\n';
+    return ExitStatus::Accepted;
+}
+
+} // namespace
+
+void addList(CLI::App &app, Command &command) {
+    addLookCommand(app, command, {"list", "List the applications in the store", list});
+}
+
+void addInfo(CLI::App &app, Command &command) {
+    addLookCommand(app, command,
+                   {"info", "Tell all about an application", info, LookCommand::Argument::Required, "ID",
+                    "The application"});
+}
+
+void addFiles(CLI::App &app, Command &command) {
+    addLookCommand(app, command,
+                   {"files", "List what an application has published", files, LookCommand::Argument::Required,
+                    "ID", "The application"});
+}
+
+void addOwner(CLI::App &app, Command &command) {
+    addLookCommand(app, command,
+                   {"owner", "Tell which application has published a file", owner,
+                    LookCommand::Argument::Required, "PATH", "The file"});
+}
+
+} // namespace KelpCtl

@@ -1,0 +1,89 @@
+#include "kelpctl/see/presentation.h"
+
+#include "kelpctl/terminal.h"
+#include "kelpctl/wrapped-text.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <ctime>
+#include <ostream>
+
+namespace KelpCtl {
+
+namespace {
+
+using Row = std::vector<std::string>;
+
+/// The bytes that begin a character: close enough to the columns of a terminal for ids and paths.
+std::size_t widthOf(const std::string &text) {
+    return static_cast<std::size_t>(
+        std::ranges::count_if(text, [](char character) { return (character & 0xc0) != 0x80; }));
+}
+
+std::vector<std::size_t> columnWidths(const std::vector<Row> &rows) {
+    std::vector<std::size_t> widths;
+    for (const Row &row : rows) {
+        widths.resize(std::max(widths.size(), row.size()));
+        for (std::size_t column = 0; column < row.size(); ++column)
+            widths[column] = std::max(widths[column], widthOf(row[column]));
+    }
+    return widths;
+}
+
+std::string lineOf(const Row &row, const std::vector<std::size_t> &widths) {
+    std::string line;
+    for (std::size_t column = 0; column < row.size(); ++column) {
+        line += row[column];
+        line.append(widths[column] - widthOf(row[column]) + 2, ' ');
+    }
+    line.erase(line.find_last_not_of(' ') + 1);
+    return line;
+}
+
+std::string fitted(const std::string &text) {
+    return ::isatty(STDOUT_FILENO) ? wrapped(text, terminalWidth(STDOUT_FILENO)) : text;
+}
+
+} // namespace
+
+void printTable(std::ostream &output, const std::vector<Row> &rows) {
+    const std::vector<std::size_t> widths = columnWidths(rows);
+    for (const Row &row : rows) {
+        const Style style = &row == rows.data() ? Style::Bold : Style::Plain;
+        output << styled(fitted(lineOf(row, widths)), style, STDOUT_FILENO) << '\n';
+    }
+}
+
+void printText(std::ostream &output, const std::string &text) {
+    output << fitted(text) << '\n';
+}
+
+std::string shownBytes(std::uintmax_t bytes) {
+    constexpr const char *units[] = {"KiB", "MiB", "GiB", "TiB"};
+    if (bytes < 1024)
+        return counted(bytes, "byte");
+    double value = static_cast<double>(bytes) / 1024;
+    std::size_t unit = 0;
+    for (; value >= 1024 && unit + 1 < std::size(units); ++unit)
+        value /= 1024;
+    char text[32];
+    std::snprintf(text, sizeof text, value < 10 ? "%.1f %s" : "%.0f %s", value, units[unit]);
+    return text;
+}
+
+std::string shownTime(std::int64_t time) {
+    const std::time_t seconds = time;
+    std::tm local{};
+    char text[32];
+    if (!::localtime_r(&seconds, &local) || std::strftime(text, sizeof text, "%F %T", &local) == 0)
+        return std::to_string(time);
+    return text;
+}
+
+std::string counted(std::uintmax_t count, const std::string &noun) {
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+} // namespace KelpCtl

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstdint>
+#include <iosfwd>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace KelpCtl {
+
+/// Rows of cells in columns, the first row being the heading. On a terminal the last column is wrapped; in a
+/// pipe each row is one line. The cells are escaped already, and not styled.
+void printTable(std::ostream &output, const std::vector<std::vector<std::string>> &rows);
+
+/// A line or more of plain text, wrapped on a terminal.
+void printText(std::ostream &output, const std::string &text);
+
+/// "12 KiB", "3.4 MiB".
+std::string shownBytes(std::uintmax_t bytes);
+
+/// Seconds since the epoch as local time: "2026-11-25 02:51:10".
+std::string shownTime(std::int64_t time);
+
+/// "1 file", "2 files".
+std::string counted(std::uintmax_t count, const std::string &noun);
+
+} // namespace KelpCtl

@@ -1,0 +1,103 @@
+#include "kelpctl/see/commands.h"
+#include "kelpctl/see/json-text.h"
+#include "kelpctl/see/machine.h"
+#include "kelpctl/see/presentation.h"
+#include "kelpctl/shown-text.h"
+
+#include "kelp/core/kelp/inspection/machine-state.h"
+
+#include <CLI/CLI.hpp>
+#include <boost/json.hpp>
+
+#include <algorithm>
+#include <ostream>
+
+namespace KelpCtl {
+
+namespace {
+
+namespace json = boost::json;
+using Core::KELP::ApplicationStanding;
+using Core::KELP::MachineState;
+
+struct Arguments {
+    LookOptions look;
+    bool isCheck = false;
+};
+
+json::object asJson(const MachineState &machine) {
+    json::object migrations;
+    for (const auto &[name, isDone] : machine.migrations)
+        migrations[name] = isDone;
+    json::array applications;
+    for (const ApplicationStanding &application : machine.applications)
+        applications.push_back(json::object{{"id", jsonText(application.id)},
+                                            {"version", jsonText(application.version)},
+                                            {"state", nameOf(application.state)},
+                                            {"reason", jsonText(application.reason)}});
+    return {{"migrations", migrations},
+            {"applications", applications},
+            {"policy", json::object{{"missing_source_allowed", machine.sources.missingSourceAllowed},
+                                    {"web_pwa_source_allowed", machine.sources.webPwaSourceAllowed}}}};
+}
+
+std::string allowed(bool isAllowed) {
+    return isAllowed ? "allowed" : "not allowed";
+}
+
+void printSummary(std::ostream &output, const MachineState &machine) {
+    std::vector<std::vector<std::string>> rows = {{"MIGRATION", "DONE"}};
+    for (const auto &[name, isDone] : machine.migrations)
+        rows.push_back({name, isDone ? "yes" : "no"});
+    printTable(output, rows);
+    const auto inStore = std::ranges::count(machine.applications, Core::KELP::ApplicationState::Store,
+                                            &ApplicationStanding::state);
+    output << '\n';
+    if (machine.takeOvers > 0)
+        printText(output, "A take-over of " + counted(machine.takeOvers, "application") +
+                              " from rpm is not finished.");
+    printText(output, "Store: " + counted(static_cast<std::uintmax_t>(inStore), "whole application") + ", " +
+                          shownBytes(machine.storeBytes));
+    printText(output, "Trusted sources: " + std::to_string(machine.sources.sources.size()) +
+                          "; packages without a source: " + allowed(machine.sources.missingSourceAllowed) +
+                          "; web applications: " + allowed(machine.sources.webPwaSourceAllowed));
+}
+
+void printApplications(std::ostream &output, const MachineState &machine) {
+    if (machine.applications.empty())
+        return;
+    std::vector<std::vector<std::string>> rows = {{"APPLICATION", "VERSION", "STATE", "REASON"}};
+    for (const ApplicationStanding &application : machine.applications)
+        rows.push_back({shown(application.id), shown(application.version), nameOf(application.state),
+                        shown(application.reason)});
+    output << '\n';
+    printTable(output, rows);
+}
+
+ExitStatus status(const Arguments &arguments, std::ostream &output) {
+    const Machine machine(arguments.look);
+    const MachineState state = Core::KELP::inspectMachine(machine.configuration(), machine.rpmPlace());
+    if (arguments.look.isJson) {
+        output << asJson(state) << '\n';
+    } else {
+        printSummary(output, state);
+        printApplications(output, state);
+    }
+    const bool isNeeded =
+        std::ranges::any_of(state.applications, Core::KELP::needsSomebody, &ApplicationStanding::state);
+    return arguments.isCheck && isNeeded ? ExitStatus::Refused : ExitStatus::Accepted;
+}
+
+} // namespace
+
+void addStatus(CLI::App &app, Command &command) {
+    const auto arguments = std::make_shared<Arguments>();
+    CLI::App *status = app.add_subcommand("status", "Tell how the machine and its applications stand");
+    addLookOptions(*status, arguments->look);
+    status->add_flag("--check", arguments->isCheck, "Exit with 1 when an application needs somebody");
+    status->callback([arguments, &command] {
+        command = [arguments](std::ostream &output) { return KelpCtl::status(*arguments, output); };
+    });
+}
+
+} // namespace KelpCtl

@@ -1,0 +1,99 @@
+#include "kelpctl/see/stored-application.h"
+
+#include "kelpctl/see/json-text.h"
+#include "kelpctl/see/presentation.h"
+#include "kelpctl/shown-text.h"
+
+#include "kelp/core/kelp/inspection/registry-view.h"
+
+#include <boost/algorithm/string/join.hpp>
+#include <boost/json.hpp>
+
+namespace KelpCtl {
+
+namespace {
+
+namespace json = boost::json;
+using Core::KELP::RegistryEvent;
+using Core::KELP::RegistryRecord;
+
+struct EventWords {
+    const char *letter;
+    const char *word;
+};
+
+EventWords wordsOf(RegistryEvent event) {
+    switch (event) {
+    case RegistryEvent::Install:
+        return {"I", "installed"};
+    case RegistryEvent::Update:
+        return {"U", "updated"};
+    case RegistryEvent::Remove:
+        break;
+    }
+    return {"R", "removed"};
+}
+
+} // namespace
+
+std::vector<StoredApplication> storedApplications(const Core::IConfiguration &configuration) {
+    const auto sources = Core::KELP::SourcesView::read(configuration);
+    const Core::KELP::StoreView store(configuration);
+    std::vector<StoredApplication> applications;
+    for (Core::KELP::StoredPackage &package : store.packages()) {
+        if (package.version.empty())
+            continue;
+        const auto source = sources.sourceOf.find(package.id);
+        const std::uintmax_t bytes = store.bytes(package.id);
+        applications.push_back(
+            {std::move(package), source == sources.sourceOf.end() ? "" : source->second, bytes});
+    }
+    return applications;
+}
+
+json::object asJson(const StoredApplication &application) {
+    const auto value = [&](const char *key) { return jsonText(application.package.value(key)); };
+    return {{"id", jsonText(application.package.id)}, {"version", jsonText(application.package.version)},
+            {"orgname", value("general.orgname")},    {"appname", value("general.appname")},
+            {"key", value("certificate.id")},         {"subgroup", value("certificate.subgroup")},
+            {"source", jsonText(application.source)}, {"bytes", application.bytes}};
+}
+
+json::array asJson(const std::vector<std::filesystem::path> &paths) {
+    json::array array;
+    for (const std::filesystem::path &path : paths)
+        array.emplace_back(jsonText(path.native()));
+    return array;
+}
+
+json::object asJson(const RegistryRecord &record) {
+    json::array previous;
+    for (const std::string &key : record.previousKeyIds())
+        previous.emplace_back(jsonText(key));
+    return {{"time", record.timestamp()},
+            {"event", wordsOf(record.event()).letter},
+            {"id", jsonText(record.packageId())},
+            {"key", jsonText(record.keyId())},
+            {"previous_keys", previous}};
+}
+
+std::vector<std::vector<std::string>> historyTable(const std::vector<RegistryRecord> &records) {
+    std::vector<std::vector<std::string>> rows = {{"TIME", "EVENT", "APPLICATION", "KEYS, THE NEWEST FIRST"}};
+    for (const RegistryRecord &record : records) {
+        std::vector<std::string> keys(record.previousKeyIds().rbegin(), record.previousKeyIds().rend());
+        keys.insert(keys.begin(), record.keyId());
+        rows.push_back({shownTime(record.timestamp()), wordsOf(record.event()).word,
+                        shown(record.packageId()), shown(boost::algorithm::join(keys, " "))});
+    }
+    return rows;
+}
+
+std::vector<RegistryRecord> historyOf(const std::string &id) {
+    std::vector<RegistryRecord> records;
+    for (RegistryRecord &record : Core::KELP::registryRecords())
+        if (id.empty() || record.packageId() == id)
+            records.push_back(std::move(record));
+    return records;
+}
+
+} // namespace KelpCtl

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "kelp/core/kelp/inspection/sources-view.h"
+#include "kelp/core/kelp/inspection/store-view.h"
+#include "kelp/core/kelp/registry-record.h"
+
+#include <string>
+#include <vector>
+
+namespace boost::json {
+class array;
+class object;
+} // namespace boost::json
+
+namespace KelpCtl {
+
+/// What people see of an application in the store.
+struct StoredApplication {
+    Core::KELP::StoredPackage package;
+    std::string source; ///< The key id of its source; empty when it is bound to none.
+    std::uintmax_t bytes = 0;
+};
+
+std::vector<StoredApplication> storedApplications(const Core::IConfiguration &configuration);
+
+boost::json::object asJson(const StoredApplication &application);
+
+boost::json::array asJson(const std::vector<std::filesystem::path> &paths);
+
+boost::json::object asJson(const Core::KELP::RegistryRecord &record);
+
+/// The rows of a table of records, with its heading.
+std::vector<std::vector<std::string>> historyTable(const std::vector<Core::KELP::RegistryRecord> &records);
+
+/// The records of one package, or of all for an empty id.
+std::vector<Core::KELP::RegistryRecord> historyOf(const std::string &id);
+
+} // namespace KelpCtl

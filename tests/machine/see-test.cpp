@@ -1,0 +1,86 @@
+#include "machine-fixture.h"
+
+#include <gmock/gmock.h>
+
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+class SeeTest : public MachineFixture {};
+
+TEST_F(SeeTest, ALookChangesNothing) {
+    there("rm -f var/lib/kelp/registry.lock; touch opt/app/org.example.ticker/next; "
+          "echo >opt/app/org.example.reader/current/velura.pkg");
+    const std::string before = everything();
+    for (const char *look : {"status", "list", "info org.example.notes", "files org.example.reader",
+                             "owner /usr/bin/org.example.notes", "history", "sources"}) {
+        kelpctl(look);
+        run(KELPCTL " " + std::string(look) + " --root $IMAGE");
+        EXPECT_EQ(everything(), before) << look;
+    }
+}
+
+TEST_F(SeeTest, SaysHowEachApplicationStands) {
+    const struct {
+        const char *deed;
+        const char *id;
+        const char *standing;
+    } rows[] = {
+        {"true", "org.example.notes", R"("version":"1.4.2-1","state":"store","reason":"")"},
+        {"true", "io.velura.dialer", R"("version":"11.2-1","state":"rpm","reason":"system developer")"},
+        {"rm usr/bin/com.example.devices", "com.example.devices",
+         R"("version":"2.0-7","state":"damaged","reason":"a published file is missing")"},
+        {"rm opt/app/com.example.devices/current/velura.pkg", "com.example.devices",
+         R"("version":"2.0-7","state":"damaged","reason":"its descriptor cannot be read")"},
+        {"touch opt/app/com.example.devices/current/publication.plan", "com.example.devices",
+         R"("version":"2.0-7","state":"unfinished","reason":"its publication was begun and not completed")"},
+        {"rm -r opt/app/com.example.devices; mkdir -p opt/kelp/rescued/x; printf "
+         "'[general]\nid=com.example.devices\n"
+         "version=2.0-7\n[certificate]\nid=k\nsubgroup=mdm\n' >opt/kelp/rescued/x/velura.pkg",
+         "com.example.devices",
+         R"("version":"","state":"rescued","reason":"its files are in /opt/kelp/rescued/x")"},
+        {"rm -r opt/kelp/rescued", "com.example.devices",
+         R"("version":"","state":"lost","reason":"installed by the registry, and nowhere")"},
+        {"sqlite3 var/lib/trusted-sources/db.sqlite3 \"INSERT INTO packages VALUES('gone', "
+         "'.no.source.apps')\"",
+         "gone", R"("version":"","state":"lost","reason":"bound to a source, and nowhere")"},
+        {"mkdir opt/app/leftover", "leftover", nullptr},
+    };
+    EXPECT_THAT(kelpctl("status --check"), Not(HasSubstr("status 1"))) << "all is well";
+    for (const auto &[deed, id, standing] : rows) {
+        there(deed);
+        const std::string found = "{\"id\":\"" + std::string(id) + "\",";
+        const std::string status = kelpctl("status --json");
+        if (standing)
+            EXPECT_THAT(status, HasSubstr(found + standing + "}")) << deed;
+        else
+            EXPECT_THAT(status, Not(HasSubstr(found))) << deed;
+    }
+    EXPECT_THAT(kelpctl("status --check"), HasSubstr("status 1"));
+}
+
+TEST_F(SeeTest, TellsWhatIsOnRecordToWhoeverMayKnow) {
+    const std::pair<const char *, const char *> rows[] = {
+        {"/usr/bin/org.example.notes", "org.example.notes 1.4.2-1\n"},
+        {"/usr/bin/com.example.devices", "com.example.devices 2.0-7\n"},
+        {"/usr/bin/kelpctl", "kelpctl: no application has published /usr/bin/kelpctl\nstatus 1\n"},
+        {"/bin", "kelpctl: no application has published /bin\nstatus 1\n"},
+    };
+    for (const auto &[path, answer] : rows)
+        EXPECT_EQ(kelpctl("owner " + std::string(path)), answer);
+
+    run("chmod 700 $IMAGE/var/lib/kelp $IMAGE/var/lib/trusted-sources");
+    const std::string asUser = "in_image setpriv --reuid 1000 --regid 1000 --clear-groups kelpctl ";
+    EXPECT_EQ(run(asUser + "history || echo status $?"),
+              "kelpctl: Only root can read /var/lib/kelp/registry\nstatus 2\n");
+    EXPECT_EQ(run(asUser + "owner /usr/bin/org.example.notes"), "org.example.notes 1.4.2-1\n");
+
+    run("printf 'timestamp=1 event=I package=a\\033[2Jb keyid=K\\377\\n' >$IMAGE/var/lib/kelp/registry");
+    EXPECT_THAT(kelpctl("history"), HasSubstr("a\\x1b[2Jb"));
+    EXPECT_THAT(kelpctl("history --json"), StartsWith("[{\"time\":1,\"event\":\"I\",\"id\":\"a\\u001b[2Jb\","
+                                                      "\"key\":\"K\xef\xbf\xbd\""));
+}
+
+} // namespace
