@@ -2,6 +2,7 @@
 
 #include <boost/locale/utf.hpp>
 
+#include <algorithm>
 #include <climits>
 #include <utility>
 
@@ -12,11 +13,18 @@ namespace {
 using Utf8 = boost::locale::utf::utf_traits<char>;
 using CodePoint = boost::locale::utf::code_point;
 
+/// Characters that are no mark on paper: controls, ends of lines, and what only directs other characters.
+constexpr std::pair<CodePoint, CodePoint> unprintable[] = {
+    {0x00, 0x1f},     {0x7f, 0x9f},     {0xad, 0xad},     {0x200b, 0x200f},
+    {0x2028, 0x202e}, {0x2060, 0x206f}, {0xfeff, 0xfeff},
+};
+
 /// What is not valid UTF-8 decodes to values that are no code point.
 bool isPrintable(CodePoint character) {
-    const bool isControl = character < 0x20 || (character >= 0x7f && character < 0xa0);
-    const bool isLineEnd = character == 0x2028 || character == 0x2029;
-    return boost::locale::utf::is_valid_codepoint(character) && !isControl && !isLineEnd;
+    return boost::locale::utf::is_valid_codepoint(character) &&
+           std::ranges::none_of(unprintable, [&](const auto &range) {
+               return range.first <= character && character <= range.second;
+           });
 }
 
 bool isPrintable(const std::string &text) {
