@@ -124,13 +124,4 @@ TEST_F(ResolverTest, SlotsAndVersionsShareTheNames) {
     EXPECT_EQ(resolver.manifestFile(id, "1"), stored("1/manifest.json"));
 }
 
-TEST_F(ResolverTest, ADerivedResolverChangesAllThatBuildsOnIt) {
-    struct Derived : DatabasePathResolver {
-        using DatabasePathResolver::DatabasePathResolver;
-        std::filesystem::path currentDirectory(const std::string &) const override { return "/elsewhere"; }
-    };
-    EXPECT_EQ(Derived(configuration).integrityResourceFile(id, PackageSlot::Current),
-              "/elsewhere/@resources/integrityd.json");
-}
-
 } // namespace

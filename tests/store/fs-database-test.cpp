@@ -13,7 +13,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using Common::ErrorCode;
-using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
@@ -219,40 +218,44 @@ TEST_F(FSDatabaseTest, AFailedUpdateBringsThePreviousVersionBack) {
     EXPECT_THAT(recordedEvents(), IsEmpty());
 }
 
-TEST_F(FSDatabaseTest, ThePreviousVersionComesBackOnAFullDisk) {
-    install("1-1", {{"bin/tool", "old"}});
-    prepare("2-1", {{"bin/stranger", "new"}});
+TEST_F(FSDatabaseTest, AVersionThatCannotComeBackCostsThePackageOnlyWhenItIsCorrupted) {
+    const auto fillDisk = [&] {
+        for (const char *file : {"publication.plan", "symlink.list", "generated.dir.list"})
+            writeFile(stored("1-1") / (std::string(file) + ".new/in the way"), "");
+    };
+    const auto hideDescriptor = [&] {
+        fs::remove(stored("1-1/velura.pkg"));
+        fs::create_symlink("not there now", stored("1-1/velura.pkg"));
+    };
+    const struct {
+        std::function<void()> spoil;
+        std::string stored;
+        std::string published;
+        std::vector<std::string> events;
+    } rows[] = {
+        {fillDisk, "old", "old", {}},
+        {hideDescriptor, "old", "", {}},
+        {[&] { breakDescriptor("1-1"); },
+         "",
+         "",
+         {"1 14 Package: org.app\nVersion: cannot be accurately determined\nReason: corrupted"}},
+    };
+    const auto content = [](const fs::path &path) { return fs::exists(path) ? readFile(path) : ""; };
     writeFile(at("usr/bin/stranger"), "a user's own");
-    for (const char *file : {"publication.plan", "symlink.list", "generated.dir.list"})
-        writeFile(stored("1-1") / (std::string(file) + ".new/in the way"), "");
-    EXPECT_THROW(database.completeUpdate(id), Common::Error);
-    EXPECT_THAT(slots(), UnorderedElementsAre("1-1", "current -> 1-1"));
-    EXPECT_EQ(readFile(at("usr/bin/tool")), "old");
-}
-
-TEST_F(FSDatabaseTest, APreviousVersionIsNotRemovedForADescriptorThatCannotBeRead) {
-    install("1-1", {{"bin/tool", "old"}});
-    prepare("2-1", {{"bin/stranger", "new"}});
-    writeFile(at("usr/bin/stranger"), "a user's own");
-    fs::remove(stored("1-1/velura.pkg"));
-    fs::create_symlink("not there now", stored("1-1/velura.pkg"));
-    EXPECT_THROW(database.completeUpdate(id), Common::Error);
-    EXPECT_EQ(readFile(stored("current/bin/tool")), "old");
-}
-
-TEST_F(FSDatabaseTest, APackageIsRemovedWhenThePreviousVersionCannotComeBack) {
-    install("1-1", {{"bin/tool", "old"}});
-    prepare("2-1", {{"bin/stranger", "new"}});
-    writeFile(at("usr/bin/stranger"), "a user's own");
-    breakDescriptor("1-1");
-    EXPECT_THAT([&] { database.completeUpdate(id); },
-                raises(ErrorCode::FileConflict,
-                       "Attempt to overwrite existing file using mapping: " + text("usr/bin/stranger")))
-        << "the first failure counts";
-    EXPECT_FALSE(fs::exists(stored("")));
-    EXPECT_THAT(
-        recordedEvents(),
-        ElementsAre("1 14 Package: org.app\nVersion: cannot be accurately determined\nReason: corrupted"));
+    for (const auto &row : rows) {
+        install("1-1", {{"bin/tool", "old"}});
+        prepare("2-1", {{"bin/stranger", "new"}});
+        row.spoil();
+        EXPECT_THAT([&] { database.completeUpdate(id); },
+                    raises(ErrorCode::FileConflict,
+                           "Attempt to overwrite existing file using mapping: " + text("usr/bin/stranger")))
+            << "the first failure counts";
+        EXPECT_EQ(content(stored("current/bin/tool")), row.stored);
+        EXPECT_EQ(content(at("usr/bin/tool")), row.published);
+        EXPECT_EQ(recordedEvents(), row.events);
+        fs::remove_all(stored(""));
+        fs::remove(at("usr/bin/tool"));
+    }
 }
 
 TEST_F(FSDatabaseTest, AFirstInstallThatFailsOnceItIsCurrentIsRemoved) {
@@ -382,7 +385,10 @@ TEST_F(FSDatabaseTest, APackageDoesNotSpeakForTheStore) {
     fs::create_directories(at("etc"));
     fs::create_symlink("etc", at("link"));
     writeFile(at("usr/bin/tool"), "a user's own");
-    const auto staging = stage("1-1", {{"bin/tool", "x"}, {"symlink.list", text("link") + "\n"}});
+    const auto staging =
+        stage("1-1", {{"bin/tool", "x"},
+                      {"symlink.list", text("link") + "\n"},
+                      {"publication.plan", "target " + text("link") + "\nsource etc\nend 1\n"}});
     fs::create_symlink(at("etc"), staging.path / "@resources");
     EXPECT_THROW(database.install(staging, extras()), Common::Error);
     EXPECT_TRUE(fs::is_symlink(at("link")));

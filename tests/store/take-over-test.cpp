@@ -100,71 +100,43 @@ protected:
 TEST_F(InterruptionTest, TheTakeOverGoesForwardFromEveryState) {
     PackageStaging staging;
     std::string subgroup;
-    const auto takeOver = [&] { database.takeOver(staging, extras(subgroup)); };
-    const auto move = [&] {
+    const auto linkTo = [&](const char *link, const char *version) {
+        return [=, this] { fs::create_directory_symlink(stored(version), stored(link)); };
+    };
+    const auto torn = [&](const char *file) { return [=, this] { tear(stored("current") / file); }; };
+    const auto older = [&] { writeFile(stored("1-1/bin/old"), ""), writeFile(stored("0-1/bin/old"), ""); };
+    const auto moved = [&] {
         fs::create_directories(stored(""));
         fs::rename(staging.path, stored("1-1"));
     };
-    const std::pair<const char *, std::function<void()>> rows[] = {
-        {"staged", [] {}},
-        {"staged, and something older in the store",
-         [&] {
-             writeFile(stored("1-1/bin/old"), "");
-             writeFile(stored("0-1/bin/old"), "");
-             fs::create_directory_symlink(stored("1-1"), stored("next"));
-             fs::create_directory_symlink(stored("gone"), stored("current"));
-         }},
-        {"moved", move},
-        {"moved, with a torn descriptor",
-         [&] {
-             move();
-             writeFile(stored("1-1/velura.pkg"), "[gene");
-         }},
-        {"next",
-         [&] {
-             move();
-             fs::create_directory_symlink(stored("1-1"), stored("next"));
-         }},
-        {"current, without a descriptor",
-         [&] {
-             move();
-             fs::create_directory_symlink(stored("1-1"), stored("current"));
-         }},
-        {"some mappings",
-         [&] {
-             takeOver();
-             interruptPublication();
-         }},
-        {"some mappings, and a torn plan",
-         [&] {
-             takeOver();
-             interruptPublication();
-             tear(stored("current/publication.plan"));
-         }},
-        {"one list", [&] { takeOver(), fs::remove(stored("current/generated.dir.list")); }},
-        {"all, torn by a power cut",
-         [&] {
-             takeOver();
-             for (const char *file : {"symlink.list", "generated.dir.list", "velura.pkg"})
-                 tear(stored("current") / file);
-             if (subgroup == "mdm")
-                 tear(at("usr/bin/tool"));
-         }},
-        {"all but the move, undone by a power cut",
-         [&] {
-             takeOver();
-             fs::rename(stored("1-1"), staging.path);
-             fs::remove(stored("current"));
-         }},
-        {"all", takeOver},
+    const auto tornDescriptor = [&] { writeFile(stored("1-1/velura.pkg"), "[gene"); };
+    const auto whole = [&] { database.takeOver(staging, extras(subgroup)); };
+    const auto interrupted = [&] { interruptPublication(); };
+    const auto noDirectories = [&] { fs::remove(stored("current/generated.dir.list")); };
+    const auto tornCopy = [&] { subgroup == "mdm" ? tear(at("usr/bin/tool")) : void(); };
+    const auto moveUndone = [&] { fs::rename(stored("1-1"), staging.path), fs::remove(stored("current")); };
+    const std::vector<std::function<void()>> rows[] = {
+        {},
+        {older, linkTo("next", "1-1"), linkTo("current", "gone")},
+        {moved},
+        {moved, tornDescriptor},
+        {moved, linkTo("next", "1-1")},
+        {moved, linkTo("current", "1-1")},
+        {whole, interrupted},
+        {whole, interrupted, torn("publication.plan")},
+        {whole, noDirectories},
+        {whole, torn("symlink.list"), torn("generated.dir.list"), torn("velura.pkg"), tornCopy},
+        {whole, moveUndone},
+        {whole},
     };
     for (const char *mode : {"regular", "mdm"}) {
         subgroup = mode;
-        for (const auto &[name, reach] : rows) {
-            SCOPED_TRACE(std::string(name) + ", " + subgroup);
+        for (const auto &row : rows) {
+            SCOPED_TRACE(subgroup + ", row " + std::to_string(&row - rows));
             staging = stageAll();
-            reach();
-            takeOver();
+            for (const auto &step : row)
+                step();
+            whole();
             expectWhole(subgroup);
             database.remove(id);
             expectNothing();

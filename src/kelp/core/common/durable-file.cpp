@@ -141,8 +141,11 @@ void flushFilesystems(const std::set<fs::path> &paths) {
     std::set<dev_t> flushed;
     for (const fs::path &path : paths) {
         struct stat status {};
-        if (::stat(path.c_str(), &status) == 0 && flushed.insert(status.st_dev).second)
-            flushFilesystem(path);
+        fs::path place = path;
+        while (::stat(place.c_str(), &status) != 0 && place.has_relative_path())
+            place = place.parent_path();
+        if (flushed.insert(status.st_dev).second)
+            flushFilesystem(place);
     }
 }
 

@@ -45,8 +45,7 @@ std::optional<std::string> readIfExists(const std::filesystem::path &path);
 /// Has everything on disk that was written to the filesystem on which `path` lies.
 void flushFilesystem(const std::filesystem::path &path);
 
-/// The same for each filesystem on which one of the paths lies, once. Paths that do not exist are passed
-/// over.
+/// The same for each filesystem on which one of the paths lies, or would lie where it is gone, once.
 void flushFilesystems(const std::set<std::filesystem::path> &paths);
 
 } // namespace Common

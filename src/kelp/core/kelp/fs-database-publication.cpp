@@ -54,12 +54,15 @@ void record(const fs::path &list, const std::vector<fs::path> &paths, Durability
         writePathList(list, paths, durability);
 }
 
-/// The directories in which publication has made something.
-std::set<fs::path> placesOf(const PublicationPlan &plan, const fs::path &planFile) {
-    std::set<fs::path> places{planFile.parent_path()};
-    for (const PlannedFile &file : plan.files)
-        places.insert(file.target.parent_path());
-    return places;
+std::vector<fs::path> listed(const fs::path &list) {
+    return Common::exists(list) ? readPathList(list) : std::vector<fs::path>();
+}
+
+std::set<fs::path> parentsOf(const std::vector<fs::path> &paths) {
+    std::set<fs::path> parents;
+    for (const fs::path &path : paths)
+        parents.insert(path.parent_path());
+    return parents;
 }
 
 } // namespace
@@ -142,20 +145,42 @@ bool FSDatabase::recordDirectories(const std::string &id, const PublicationPlan 
 /// more for what it names.
 void FSDatabase::endPlan(const std::string &id, const PublicationPlan &plan, Durability durability) {
     try {
-        if (durability == Durability::Flushed)
-            Common::flushFilesystems(placesOf(plan, planFile(id)));
+        if (durability == Durability::Flushed) {
+            std::set<fs::path> places = parentsOf(targetsOf(plan));
+            places.insert(pathResolver_->currentDirectory(id));
+            Common::flushFilesystems(places);
+        }
         Common::removeAll(planFile(id));
     } catch (const std::exception &error) {
         LogStream(LogLevel::Warning) << error;
     }
 }
 
-void FSDatabase::takeBackUnfinished(const std::string &id) {
+void FSDatabase::tryRemoveMappingsUsingCurrentDirectory(const std::string &id) {
+    const auto links = listed(pathResolver_->symlinkListFile(id, PackageSlot::Current));
+    const auto directories = listed(pathResolver_->generatedDirListFile(id, PackageSlot::Current));
+    removeMappings(links);
+    removeEmptyDirectories(directories);
+    std::set<fs::path> places = parentsOf(targetsOf(takeBackUnfinished(id)));
+    places.merge(parentsOf(links));
     try {
-        if (Common::exists(planFile(id)))
-            takeBack(unfinishedPlan(id));
+        // What says that they are ours may be about to go.
+        Common::flushFilesystems(places);
     } catch (const std::exception &error) {
         LogStream(LogLevel::Warning) << error;
+    }
+}
+
+PublicationPlan FSDatabase::takeBackUnfinished(const std::string &id) {
+    try {
+        if (!Common::exists(planFile(id)))
+            return {};
+        PublicationPlan plan = unfinishedPlan(id);
+        takeBack(plan);
+        return plan;
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Warning) << error;
+        return {};
     }
 }
 

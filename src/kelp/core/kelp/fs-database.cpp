@@ -11,7 +11,6 @@
 #include "kelp/core/common/rpm/version.h"
 #include "kelp/core/kelp/descriptor.h"
 #include "kelp/core/kelp/i-database-path-resolver.h"
-#include "kelp/core/kelp/path-list.h"
 #include "kelp/core/kelp/publication-plan.h"
 #include "kelp/core/kelp/publication.h"
 
@@ -379,15 +378,6 @@ bool FSDatabase::isNewerThanInstalled(const std::string &id, const std::string &
     cleanupVersionsExceptCurrent(id);
     LogStream(LogLevel::Info) << "Re-checking the package for downgrade: " << id;
     return isNewerThanInstalled(id, version, Recheck::No);
-}
-
-void FSDatabase::tryRemoveMappingsUsingCurrentDirectory(const std::string &id) {
-    if (const fs::path file = pathResolver_->symlinkListFile(id, PackageSlot::Current); Common::exists(file))
-        removeMappings(readPathList(file));
-    if (const fs::path file = pathResolver_->generatedDirListFile(id, PackageSlot::Current);
-        Common::exists(file))
-        removeEmptyDirectories(readPathList(file));
-    takeBackUnfinished(id);
 }
 
 void FSDatabase::generateMappings(const std::string &id) {

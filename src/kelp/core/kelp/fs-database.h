@@ -104,7 +104,7 @@ private:
     void recordPublication(const std::string &id, const PublicationPlan &plan, Common::Durability durability);
     bool recordDirectories(const std::string &id, const PublicationPlan &plan, Common::Durability durability);
     void endPlan(const std::string &id, const PublicationPlan &plan, Common::Durability durability);
-    void takeBackUnfinished(const std::string &id);
+    PublicationPlan takeBackUnfinished(const std::string &id);
     PublicationPlan unfinishedPlan(const std::string &id) const;
     std::filesystem::path planFile(const std::string &id) const;
 

@@ -23,20 +23,16 @@ using Common::LogStream;
 
 constexpr const char *copiedSubgroup = "mdm";
 
-template<class Use>
-void logFailure(const Use &use) {
-    try {
-        use();
-    } catch (const std::exception &error) {
-        LogStream(LogLevel::Warning) << error;
-    }
-}
-
 /// Calls `use` for each path; what it throws is logged, and the walk goes on.
 template<class Use>
 void forEachLogged(const std::vector<fs::path> &paths, const Use &use) {
-    for (const fs::path &path : paths)
-        logFailure([&] { use(path); });
+    for (const fs::path &path : paths) {
+        try {
+            use(path);
+        } catch (const std::exception &error) {
+            LogStream(LogLevel::Warning) << error;
+        }
+    }
 }
 
 /// Calls `use` with the directory that holds `path` and the name in it, if there is such a directory. It is
@@ -106,14 +102,12 @@ void takeBack(const PublicationPlan &plan) {
 }
 
 void removeMappings(const std::vector<fs::path> &links) {
-    std::set<fs::path> parents;
-    forEachLogged(links, [&](const fs::path &link) {
-        inParent(link, [&](const Directory &parent, const std::string &name) {
-            if (isMapping(parent.reach(name)) && parent.removeFile(name))
-                parents.insert(link.parent_path());
+    forEachLogged(links, [](const fs::path &link) {
+        inParent(link, [](const Directory &parent, const std::string &name) {
+            if (isMapping(parent.reach(name)))
+                parent.removeFile(name);
         });
     });
-    logFailure([&] { Common::flushFilesystems(parents); });
 }
 
 void removeEmptyDirectories(const std::vector<fs::path> &directories) {

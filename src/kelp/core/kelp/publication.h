@@ -36,8 +36,7 @@ void takeBackFiles(const PublicationPlan &plan);
 /// The same, and then the directories that are empty.
 void takeBack(const PublicationPlan &plan);
 
-/// Takes back those of the listed files that are still mappings, and has that on disk: what says that they
-/// are ours may be about to go.
+/// Takes back those of the listed files that are still mappings.
 void removeMappings(const std::vector<std::filesystem::path> &links);
 
 /// Removes those of the listed directories that exist and are empty.
