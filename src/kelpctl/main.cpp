@@ -1,4 +1,5 @@
 #include "kelpctl/command-line.h"
+#include "kelpctl/mend/commands.h"
 #include "kelpctl/see/commands.h"
 #include "kelpctl/shown-text.h"
 
@@ -12,8 +13,9 @@ namespace {
 
 /// In the order in which --help lists them.
 constexpr KelpCtl::AddCommand commands[] = {
-    KelpCtl::addStatus, KelpCtl::addList,    KelpCtl::addInfo,    KelpCtl::addFiles,
-    KelpCtl::addOwner,  KelpCtl::addHistory, KelpCtl::addSources, KelpCtl::addValidate,
+    KelpCtl::addStatus,  KelpCtl::addList,    KelpCtl::addInfo,     KelpCtl::addFiles,
+    KelpCtl::addOwner,   KelpCtl::addHistory, KelpCtl::addSources,  KelpCtl::addDoctor,
+    KelpCtl::addInstall, KelpCtl::addRemove,  KelpCtl::addValidate,
 };
 
 ExitStatus run(const KelpCtl::Command &command) {

@@ -165,6 +165,17 @@ void SQLiteDatabase::addPackage(const std::string &packageId, const std::string 
     });
 }
 
+void SQLiteDatabase::bindPackage(const std::string &packageId, const Source &source) {
+    run("Couldn't insert package into the trusted sources database", [&](auto &database) {
+        SQLite::Transaction transaction(database);
+        execute(database, "INSERT OR IGNORE INTO sources (keyid,subject) VALUES (?,?)", source.keyId,
+                source.subject);
+        execute(database, "INSERT OR REPLACE INTO packages (id,source_keyid) VALUES (?,?)", packageId,
+                source.keyId);
+        transaction.commit();
+    });
+}
+
 void SQLiteDatabase::removePackage(const std::string &packageId) {
     run("Couldn't remove package from the trusted sources database",
         [&](auto &database) { executeAlone(database, "DELETE FROM packages WHERE id = ?", packageId); });

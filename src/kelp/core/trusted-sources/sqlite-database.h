@@ -41,6 +41,10 @@ public:
     bool packageExists(const std::string &packageId) override;
     std::vector<Source> sources() override;
 
+    /// Binds a package to a source, whatever it was bound to before, and adds the source where it is missing;
+    /// in one transaction.
+    void bindPackage(const std::string &packageId, const Source &source);
+
 private:
     std::vector<std::string> packagesOf(const std::string &keyId);
 

@@ -3,6 +3,7 @@
 #include "kelp/core/common/root-path.h"
 #include "kelp/core/kelp/inspection/readable.h"
 #include "kelp/core/kelp/inspection/registry-view.h"
+#include "kelp/core/kelp/inspection/removal-view.h"
 #include "kelp/core/kelp/inspection/rpm-view.h"
 #include "kelp/core/kelp/inspection/store-view.h"
 #include "kelp/core/kelp/migration-stamps.h"
@@ -59,6 +60,8 @@ std::string damage(const StoredPackage &package, const StoreView &store) {
 }
 
 void addUnfinished(const std::vector<StoredPackage> &packages, Standings &standings) {
+    if (const auto id = unfinishedRemoval())
+        standings.add(*id, "", ApplicationState::Unfinished, "its removal was begun and not completed");
     for (const StoredPackage &package : packages) {
         if (package.hasNext)
             standings.add(package.id, package.version, ApplicationState::Unfinished,

@@ -16,6 +16,7 @@ namespace {
 using Common::Rpm::FileIterator;
 using Common::Rpm::Reader;
 using PackageSignatures::Database;
+using PackageSignatures::Group;
 
 namespace Tag = Common::Rpm::Tag;
 
@@ -43,9 +44,11 @@ RpmRecord describe(const Reader &package, const std::optional<Database> &signatu
     record.id = package.tag(Tag::Name);
     record.version = package.tag(Tag::Version) + "-" + package.tag(Tag::Release);
     if (signatures)
-        record.developer =
-            signatures->packageCertificateWithGroup(record.id, PackageSignatures::Group::Developer);
-    record.isApplication = hasDesktopFile(package);
+        record.developer = signatures->packageCertificateWithGroup(record.id, Group::Developer);
+    record.isApplication =
+        record.developer ||
+        (signatures && signatures->packageCertificateWithGroup(record.id, Group::Client)) ||
+        hasDesktopFile(package);
     return record;
 }
 
@@ -59,7 +62,7 @@ std::vector<RpmRecord> rpmRecords(Common::Rpm::DatabaseCopy::Place place) {
     std::vector<RpmRecord> records;
     Common::Rpm::Transaction(0).forEachInstalled([&](const Reader &package) {
         RpmRecord record = describe(package, signatures);
-        if (record.developer || record.isApplication)
+        if (record.isApplication)
             records.push_back(std::move(record));
     });
     std::ranges::sort(records, {}, &RpmRecord::id);

@@ -16,11 +16,11 @@ struct RpmRecord {
     std::string id;
     std::string version; ///< VERSION-RELEASE
     std::optional<PackageSignatures::Certificate> developer;
-    bool isApplication = false; ///< It has a desktop file among the applications.
+    bool isApplication = false; ///< It has a certificate, or a desktop file among the applications.
 };
 
 /// The packages of the rpm database that concern the store, for somebody who only wants to look: those with a
-/// developer certificate and those with a desktop file among the applications. By id. A machine without an
+/// certificate and those with a desktop file among the applications. By id. A machine without an
 /// rpm database has none. Raises as Common::Rpm::DatabaseCopy and Transaction do, and when the signature
 /// database is there and cannot be read.
 std::vector<RpmRecord> rpmRecords(Common::Rpm::DatabaseCopy::Place place);

@@ -1,0 +1,66 @@
+#include "kelp/core/kelp/mending/examination.h"
+
+#include "kelp/core/common/log-stream.h"
+#include "kelp/core/kelp/mending/package-examination.h"
+#include "kelp/core/kelp/mending/record-examination.h"
+
+#include <algorithm>
+
+namespace Core::KELP {
+
+namespace {
+
+using Common::LogLevel;
+using Common::LogStream;
+
+/// Mending one thing brings up another: a link `current` has the publication looked at.
+constexpr int rounds = 4;
+
+bool mendOne(const Finding &finding) {
+    try {
+        finding.mend();
+        return true;
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Error) << "Couldn't mend " << finding.id << " (" << nameOf(finding.kind)
+                                   << "): " << error;
+        return false;
+    }
+}
+
+/// Whether anything of what is left could be mended, and so has to be looked at again.
+bool mendAll(Mending &mending) {
+    const std::size_t before = mending.mended.size();
+    for (const Finding &finding : mending.left)
+        if (finding.mend && mendOne(finding))
+            mending.mended.push_back(finding);
+    return mending.mended.size() > before;
+}
+
+} // namespace
+
+std::vector<Finding> examine(const IConfiguration &configuration, const std::set<std::string> &ids,
+                             Common::Rpm::DatabaseCopy::Place place) {
+    std::vector<Finding> findings;
+    const auto add = [&](std::vector<Finding> more) {
+        for (Finding &finding : more)
+            if (ids.empty() || ids.contains(finding.id))
+                findings.push_back(std::move(finding));
+    };
+    for (const StoredPackage &package : StoreView(configuration).packages())
+        if (ids.empty() || ids.contains(package.id))
+            add(examinePackage(configuration, package));
+    add(examineRecords(configuration, place));
+    std::ranges::stable_sort(findings, {}, &Finding::id);
+    return findings;
+}
+
+Mending mend(const IConfiguration &configuration, const std::set<std::string> &ids) {
+    constexpr auto place = Common::Rpm::DatabaseCopy::Place::TemporaryDirectory;
+    Mending mending;
+    mending.left = examine(configuration, ids, place);
+    for (int round = 0; round < rounds && mendAll(mending); ++round)
+        mending.left = examine(configuration, ids, place);
+    return mending;
+}
+
+} // namespace Core::KELP

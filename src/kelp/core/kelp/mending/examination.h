@@ -1,0 +1,31 @@
+#pragma once
+
+#include "kelp/core/common/rpm/database-copy.h"
+#include "kelp/core/kelp/mending/finding.h"
+
+#include <set>
+#include <string>
+#include <vector>
+
+namespace Core {
+class IConfiguration;
+}
+
+namespace Core::KELP {
+
+/// Looks for everything that is wrong with the packages of these ids, or with all and what belongs to none
+/// when there are no ids, and changes nothing. In the order in which the findings are to be mended, by
+/// package. Raises as the views do. `configuration` outlives the findings.
+std::vector<Finding> examine(const IConfiguration &configuration, const std::set<std::string> &ids,
+                             Common::Rpm::DatabaseCopy::Place place);
+
+struct Mending {
+    std::vector<Finding> mended;
+    std::vector<Finding> left;
+};
+
+/// Mends what can be mended, item by item, until nothing more can be: a failure is logged, and the others go
+/// on. The caller holds the writers' lock.
+Mending mend(const IConfiguration &configuration, const std::set<std::string> &ids);
+
+} // namespace Core::KELP

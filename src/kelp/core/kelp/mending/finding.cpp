@@ -1,0 +1,15 @@
+#include "kelp/core/kelp/mending/finding.h"
+
+#include <array>
+
+namespace Core::KELP {
+
+const char *nameOf(FindingKind kind) {
+    constexpr std::array names = {
+        "staged",  "unfinished-update", "rescued",  "unreadable-descriptor", "missing",  "dead",
+        "changed", "foreign",           "unlisted", "stale-version",         "leftover", "unregistered",
+        "unbound", "orphan-binding"};
+    return names.at(static_cast<std::size_t>(kind));
+}
+
+} // namespace Core::KELP

@@ -1,0 +1,181 @@
+#include "kelp/core/kelp/mending/installation.h"
+
+#include "kelp/core/common/durable-file.h"
+#include "kelp/core/common/error-category.h"
+#include "kelp/core/common/error.h"
+#include "kelp/core/common/filesystem.h"
+#include "kelp/core/common/i-configuration.h"
+#include "kelp/core/common/log-stream.h"
+#include "kelp/core/common/rpm/platform-facts.h"
+#include "kelp/core/common/rpm/version.h"
+#include "kelp/core/kelp/database-path-resolver.h"
+#include "kelp/core/kelp/fs-database.h"
+#include "kelp/core/kelp/inspection/rpm-view.h"
+#include "kelp/core/kelp/inspection/sources-view.h"
+#include "kelp/core/kelp/inspection/store-view.h"
+#include "kelp/core/kelp/mending/binding.h"
+#include "kelp/core/kelp/mending/examination.h"
+#include "kelp/core/kelp/mending/keys.h"
+#include "kelp/core/kelp/registry.h"
+#include "kelp/core/kelp/rpm-package.h"
+
+#include "platform/package-signatures/database.h"
+
+#include <algorithm>
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+using Common::Error;
+using Common::ErrorCode;
+using PackageSignatures::Certificate;
+using PackageSignatures::Group;
+
+[[noreturn]] void refuse(const std::string &id, ErrorCode code) {
+    throw Error(code, id + ": " + Common::ErrorCategory::make(code).message());
+}
+
+Certificate developerOf(const std::string &id) {
+    const PackageSignatures::Database signatures(PackageSignatures::Database::defaultPath());
+    const auto certificate = signatures.packageCertificateWithGroup(id, Group::Developer);
+    if (!certificate)
+        refuse(id, ErrorCode::MissingDeveloperSignature);
+    if (PackageSignatures::subgroupToString(certificate->subgroup()) == "unknown")
+        refuse(id, ErrorCode::DisallowedDeveloperSubgroup);
+    if (certificate->isSystemDeveloperCertificate())
+        refuse(id, ErrorCode::SystemPackageInstallationAttempt);
+    return *certificate;
+}
+
+/// A tree that is gone at the end, wherever that is.
+class Staging {
+public:
+    explicit Staging(fs::path path) : path_(std::move(path)) { Common::removeAll(path_); }
+    Staging(const Staging &) = delete;
+    Staging &operator=(const Staging &) = delete;
+    ~Staging() {
+        std::error_code ignored;
+        fs::remove_all(path_, ignored);
+    }
+
+    const fs::path &path() const { return path_; }
+
+private:
+    fs::path path_;
+};
+
+/// The installation of one package file.
+class Installation {
+public:
+    Installation(const IConfiguration &configuration, const fs::path &file, InstallationOptions options) :
+        configuration_(configuration),
+        resolver_(configuration),
+        id_(RpmPackage::fromFile(file, {}).id()),
+        certificate_(developerOf(id_)),
+        package_(RpmPackage::fromFile(file, {PackageSignatures::Cms(Group::Developer, certificate_)})),
+        options_(options) {}
+
+    Installed run() {
+        check();
+        const Staging staging(installationDirectory(configuration_) / id_);
+        if (options_.isDryRun)
+            package_.validate(staging.path(), Validator::profileFromCertificate(certificate_));
+        else
+            bringIn(package_.extract(staging.path(), fs::absolute(versionDirectory())));
+        return {id_, package_.version(), installed_.value("general.version")};
+    }
+
+private:
+    fs::path versionDirectory() const { return resolver_.versionDirectory(id_, package_.version()); }
+
+    void check() {
+        if (package_.architecture() != "noarch" && package_.architecture() != Common::platformArchitecture())
+            refuse(id_, ErrorCode::BadPackageArchitecture);
+        const auto inRpm = rpmRecords(Common::Rpm::DatabaseCopy::Place::TemporaryDirectory);
+        if (std::ranges::find(inRpm, id_, &RpmRecord::id) != inRpm.end())
+            throw Error(ErrorCode::Internal, id_ + ": The package is still in rpm, from where kelp-launcher "
+                                                   "takes it over");
+        if (const auto found = StoreView(configuration_).package(id_)) {
+            installed_ = *found;
+            if (installed_.information)
+                checkAgainstInstalled();
+        }
+        if (!certifiedSource(id_) && !SourcesView::read(configuration_).missingSourceAllowed)
+            refuse(id_, ErrorCode::PackagesWithoutSourceNotAllowed);
+    }
+
+    void checkAgainstInstalled() const {
+        const auto given = Common::Rpm::Version::parse(package_.version());
+        const auto installed = Common::Rpm::Version::parse(installed_.value("general.version"));
+        if (!given || !installed)
+            refuse(id_, ErrorCode::BadPackageVersion);
+        const int order = given->compare(*installed);
+        if (order == 0)
+            refuse(id_, ErrorCode::SamePackageIsInstalled);
+        if (order < 0 && !options_.isDowngradeAllowed)
+            refuse(id_, ErrorCode::DowngradeAttempt);
+        checkKey();
+    }
+
+    void checkKey() const {
+        if (certificate_.keyId() == installed_.value("certificate.id"))
+            return;
+        const std::vector<std::string> earlier = previousKeys(*installed_.information);
+        const bool isEarlier = std::ranges::find(earlier, certificate_.keyId()) != earlier.end();
+        refuse(id_, isEarlier ? ErrorCode::DeveloperKeySuperseded : ErrorCode::DeveloperMismatch);
+    }
+
+    /// The descriptor's values beside those of the package, the earlier keys of the installed one included.
+    PackageInformation extras() const {
+        PackageInformation extras = installed_.information.value_or(PackageInformation());
+        std::erase_if(extras, [](const auto &entry) { return !entry.first.starts_with("prev_key_ids."); });
+        extras["certificate.id"] = certificate_.keyId();
+        extras["certificate.subgroup"] = PackageSignatures::subgroupToString(certificate_.subgroup());
+        return extras;
+    }
+
+    void bringIn(const PackageStaging &staging) const {
+        // Before a link names it: the version that a power cut leaves current has to be whole.
+        Common::flushFilesystem(staging.path);
+        FSDatabase store(configuration_, resolver_);
+        if (installed_.information) {
+            store.prepareUpdate(staging, extras());
+            store.completeUpdate(id_);
+        } else {
+            store.install(staging, extras());
+        }
+        PackageInformation information = extras();
+        information["general.id"] = id_;
+        const auto event = installed_.information ? RegistryEvent::Update : RegistryEvent::Install;
+        if (!Registry().writeRecord(recordOf(event, information)))
+            Common::LogStream(Common::LogLevel::Warning)
+                << "Couldn't add a package installation record to the registry: " << id_;
+        bindToItsSource(configuration_, id_);
+    }
+
+    const IConfiguration &configuration_;
+    DatabasePathResolver resolver_;
+    std::string id_;
+    Certificate certificate_;
+    RpmPackage package_;
+    InstallationOptions options_;
+    StoredPackage installed_;
+};
+
+} // namespace
+
+fs::path installationDirectory(const IConfiguration &configuration) {
+    return configuration.tempDirectory().parent_path() / "install";
+}
+
+Installed installPackage(const IConfiguration &configuration, const fs::path &file,
+                         const InstallationOptions &options) {
+    if (!options.isDryRun)
+        mend(configuration, {RpmPackage::fromFile(file, {}).id()});
+    return Installation(configuration, file, options).run();
+}
+
+} // namespace Core::KELP

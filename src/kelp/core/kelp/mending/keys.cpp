@@ -1,0 +1,31 @@
+#include "kelp/core/kelp/mending/keys.h"
+
+#include "kelp/core/kelp/inspection/registry-view.h"
+
+#include <ctime>
+
+namespace Core::KELP {
+
+std::vector<std::string> previousKeys(const PackageInformation &information) {
+    std::vector<std::string> keys;
+    const std::string section = "prev_key_ids.";
+    for (auto entry = information.lower_bound(section);
+         entry != information.end() && entry->first.starts_with(section); ++entry)
+        keys.push_back(entry->second);
+    return keys;
+}
+
+RegistryRecord recordOf(RegistryEvent event, const PackageInformation &information) {
+    return {event, std::time(nullptr), information.at("general.id"), information.at("certificate.id"),
+            previousKeys(information)};
+}
+
+std::optional<RegistryRecord> lastRecord(const std::string &id) {
+    std::optional<RegistryRecord> last;
+    for (RegistryRecord &record : registryRecords())
+        if (record.packageId() == id)
+            last = std::move(record);
+    return last;
+}
+
+} // namespace Core::KELP

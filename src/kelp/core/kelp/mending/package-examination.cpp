@@ -1,0 +1,157 @@
+#include "kelp/core/kelp/mending/package-examination.h"
+
+#include "kelp/core/common/filesystem.h"
+#include "kelp/core/kelp/database-path-resolver.h"
+#include "kelp/core/kelp/fs-database.h"
+#include "kelp/core/kelp/mending/publication-examination.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+bool isThere(const fs::path &path) {
+    std::error_code ignored;
+    return fs::exists(fs::symlink_status(path, ignored));
+}
+
+bool leadsSomewhere(const fs::path &link) {
+    std::error_code ignored;
+    return fs::exists(link, ignored);
+}
+
+/// One package of the store under examination.
+class PackageExamination {
+public:
+    PackageExamination(const IConfiguration &configuration, const StoredPackage &package) :
+        configuration_(configuration), resolver_(configuration), package_(package) {}
+
+    std::vector<Finding> run() {
+        const bool isCurrent = leadsSomewhere(resolver_.currentDirectory(package_.id));
+        if (isThere(resolver_.nextDirectory(package_.id)))
+            examineNext(isCurrent);
+        else if (isThere(resolver_.previousDirectory(package_.id)))
+            examinePrevious(isCurrent);
+        else if (!isCurrent)
+            examineWithoutCurrent();
+        else if (!package_.information)
+            add(FindingKind::UnreadableDescriptor, descriptor(PackageSlot::Current),
+                "cannot be read; the files are left as they are", {});
+        else
+            examineCurrent();
+        return std::move(findings_);
+    }
+
+private:
+    void add(FindingKind kind, const fs::path &path, std::string text, std::function<void()> mend) {
+        findings_.push_back({package_.id, kind, path, std::move(text), std::move(mend)});
+    }
+
+    fs::path descriptor(PackageSlot slot) const { return resolver_.descriptorFile(package_.id, slot); }
+
+    void examineNext(bool isCurrent) {
+        const fs::path next = resolver_.nextDirectory(package_.id);
+        if (!isThere(descriptor(PackageSlot::Next)))
+            add(FindingKind::UnfinishedUpdate, next, "the prepared version is not whole; --repair drops it",
+                isCurrent ? [this_ = *this] { this_.dropOthers(); } : std::function<void()>());
+        else if (isCurrent || leadsSomewhere(resolver_.previousDirectory(package_.id)))
+            add(FindingKind::UnfinishedUpdate, next, "an update was begun; --repair completes it",
+                [this_ = *this] { this_.completeUpdate(); });
+        else
+            add(FindingKind::UnfinishedUpdate, next, "an installation was begun; --repair completes it",
+                [this_ = *this] { this_.promote(this_.resolver_.nextDirectory(this_.package_.id)); });
+    }
+
+    void examinePrevious(bool isCurrent) {
+        const fs::path previous = resolver_.previousDirectory(package_.id);
+        if (isCurrent)
+            add(FindingKind::UnfinishedUpdate, previous,
+                "an update was not cleaned up after; --repair does it",
+                [this_ = *this] { this_.dropOthers(); });
+        else
+            add(FindingKind::UnfinishedUpdate, previous, "an update was begun; --repair takes it back",
+                leadsSomewhere(previous) ? [this_ = *this, previous] { this_.promote(previous); }
+                                         : std::function<void()>());
+    }
+
+    /// A tree comes to its place in one rename, and its descriptor is written last: one that has a descriptor
+    /// is whole, and its installation goes on. Two cannot be told apart.
+    void examineWithoutCurrent() {
+        const std::vector<fs::path> versions = otherVersions();
+        for (const fs::path &version : versions)
+            if (versions.size() == 1 && isThere(version / descriptor(PackageSlot::Next).filename()))
+                add(FindingKind::UnfinishedUpdate, version,
+                    "an installation was begun; --repair completes it",
+                    [this_ = *this, version] { this_.prepare(version); });
+            else
+                add(FindingKind::Leftover, version, "is named by no link and not whole, left of a killed run",
+                    {});
+        if (versions.empty() && !isThere(resolver_.currentDirectory(package_.id)))
+            add(FindingKind::Leftover, resolver_.packageDirectory(package_.id),
+                "is empty, left of a killed run; --repair removes it",
+                [directory = resolver_.packageDirectory(package_.id)] { fs::remove(directory); });
+    }
+
+    void examineCurrent() {
+        for (Finding &finding : examinePublication(configuration_, package_))
+            findings_.push_back(std::move(finding));
+        for (const fs::path &version : otherVersions())
+            add(FindingKind::StaleVersion, version, "is named by no link; --repair removes it",
+                [this_ = *this] { this_.dropOthers(); });
+    }
+
+    /// What lies beside the links and the current version, without what the store leaves alone as well.
+    std::vector<fs::path> otherVersions() const {
+        constexpr std::array<std::string_view, 6> kept = {"current",  "next",     "prev",
+                                                          ".install", ".upgrade", ".remove"};
+        std::vector<fs::path> others;
+        std::error_code error;
+        for (fs::directory_iterator entry(resolver_.packageDirectory(package_.id), error), end;
+             !error && entry != end; entry.increment(error)) {
+            const std::string name = entry->path().filename().string();
+            if (name != package_.version && std::ranges::find(kept, name) == kept.end())
+                others.push_back(entry->path());
+        }
+        std::ranges::sort(others);
+        return others;
+    }
+
+    void dropOthers() const {
+        FSDatabase(configuration_, resolver_).cleanupVersionsExceptCurrent(package_.id);
+    }
+
+    void completeUpdate() const { FSDatabase(configuration_, resolver_).completeUpdate(package_.id); }
+
+    void prepare(const fs::path &version) const {
+        Common::createSymlink(fs::absolute(version), resolver_.nextDirectory(package_.id));
+    }
+
+    /// One rename: after a kill the link is the one or the other, and found again.
+    void promote(const fs::path &link) const { Common::move(link, resolver_.currentDirectory(package_.id)); }
+
+    const IConfiguration &configuration_;
+    DatabasePathResolver resolver_;
+    StoredPackage package_;
+    std::vector<Finding> findings_;
+};
+
+} // namespace
+
+std::vector<Finding> examinePackage(const IConfiguration &configuration, const StoredPackage &package) {
+    return PackageExamination(configuration, package).run();
+}
+
+void settlePackage(const IConfiguration &configuration, const std::string &id) {
+    for (const FindingKind kind : {FindingKind::UnfinishedUpdate, FindingKind::Unlisted})
+        if (const auto package = StoreView(configuration).package(id))
+            for (const Finding &finding : examinePackage(configuration, *package))
+                if (finding.kind == kind && finding.mend)
+                    finding.mend();
+}
+
+} // namespace Core::KELP

@@ -1,0 +1,158 @@
+#include "kelp/core/kelp/mending/publication-examination.h"
+
+#include "kelp/core/common/durable-file.h"
+#include "kelp/core/common/filesystem.h"
+#include "kelp/core/common/i-configuration.h"
+#include "kelp/core/kelp/database-path-resolver.h"
+#include "kelp/core/kelp/mappings/mapping-table.h"
+#include "kelp/core/kelp/path-list.h"
+#include "kelp/core/kelp/publication-plan.h"
+#include "kelp/core/kelp/publication.h"
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <set>
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+bool isThere(const fs::path &path) {
+    std::error_code ignored;
+    return fs::exists(fs::symlink_status(path, ignored));
+}
+
+std::string contentOf(const fs::path &path) {
+    std::ifstream stream(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+/// Whether a published copy still is one; a link is its source by itself.
+bool hasContentOf(const fs::path &target, const fs::path &source) {
+    std::error_code error;
+    if (!fs::is_regular_file(fs::symlink_status(target, error)))
+        return true;
+    return fs::file_size(target, error) == fs::file_size(source, error) &&
+           contentOf(target) == contentOf(source);
+}
+
+std::optional<std::string> optionalValue(const StoredPackage &package, const char *key) {
+    std::string value = package.value(key);
+    return value.empty() ? std::nullopt : std::optional(std::move(value));
+}
+
+/// The publication of one version under examination.
+class PublicationExamination {
+public:
+    PublicationExamination(const IConfiguration &configuration, const StoredPackage &package) :
+        resolver_(configuration),
+        id_(package.id),
+        current_(fs::absolute(resolver_.currentDirectory(package.id))),
+        mappings_(buildMappings(id_, package.value("certificate.id"),
+                                optionalValue(package, "general.orgname"),
+                                optionalValue(package, "general.appname"), Rooted::Yes)),
+        mode_(publicationMode(current_, mappings_, package.value("certificate.subgroup"))),
+        plan_(planPublication(current_, current_, mappings_, DanglingLinks::Count)),
+        hasPlan_(package.hasPlan),
+        listed_(StoreView(configuration).publishedFiles(id_)) {}
+
+    std::vector<Finding> run() {
+        for (const PlannedFile &file : plan_.files)
+            examineFile(file);
+        examineListed();
+        examineLists();
+        if (hasPlan_)
+            add(FindingKind::UnfinishedUpdate, planFile(), "its publication was begun; --repair completes it",
+                [this_ = *this] { this_.endPublication(); });
+        return std::move(findings_);
+    }
+
+private:
+    void add(FindingKind kind, const fs::path &path, std::string text, std::function<void()> mend) {
+        findings_.push_back({id_, kind, path, std::move(text), std::move(mend)});
+    }
+
+    fs::path planFile() const { return current_ / publicationPlanName; }
+
+    void examineFile(const PlannedFile &file) {
+        if (!isThere(file.target))
+            add(FindingKind::Missing, file.target, "is not published; --repair publishes it",
+                [file, mode = mode_] { createMapping(file.source, file.target, mode); });
+        else if (!isMappingOf(file.target, file.source))
+            add(FindingKind::Foreign, file.target,
+                "is somebody else's, where a file of this application belongs", {});
+        else if (!hasContentOf(file.target, file.source))
+            add(FindingKind::Changed, file.target, "has another content than the file in the store", {});
+    }
+
+    bool isPlanned(const fs::path &target) const {
+        return std::ranges::find(plan_.files, target, &PlannedFile::target) != plan_.files.end();
+    }
+
+    /// Of a file that the store has lost, the link is left.
+    void examineListed() {
+        for (const fs::path &target : listed_.value_or(std::vector<fs::path>())) {
+            std::error_code error;
+            if (!isPlanned(target) && fs::is_symlink(fs::symlink_status(target, error)) &&
+                fs::read_symlink(target, error).native().starts_with(current_.native() + "/") &&
+                !fs::exists(target, error))
+                add(FindingKind::Dead, target, "leads to a file that the store has lost", {});
+        }
+    }
+
+    /// What is published now, or will be when the findings before this one are mended, of what is listed or
+    /// planned. A list that names more is no harm: what is not ours is passed over.
+    std::vector<fs::path> completeList() const {
+        std::vector<fs::path> list = listed_.value_or(std::vector<fs::path>());
+        const std::set<fs::path> known(list.begin(), list.end());
+        for (const PlannedFile &file : plan_.files)
+            if (!known.contains(file.target) &&
+                (!isThere(file.target) || isMappingOf(file.target, file.source)))
+                list.push_back(file.target);
+        return list;
+    }
+
+    void examineLists() {
+        const bool isComplete = listed_ && completeList().size() == listed_->size();
+        const fs::path directories = resolver_.generatedDirListFile(id_, PackageSlot::Current);
+        if (!isComplete || !isThere(directories))
+            add(FindingKind::Unlisted, resolver_.symlinkListFile(id_, PackageSlot::Current),
+                "does not list all that is published; --repair writes it anew",
+                [this_ = *this] { this_.writeLists(); });
+    }
+
+    /// Each list is replaced in one step: a kill leaves the old one, and the finding.
+    void writeLists() const {
+        writePathList(resolver_.symlinkListFile(id_, PackageSlot::Current), completeList(),
+                      Common::Durability::Flushed);
+        writePathList(resolver_.generatedDirListFile(id_, PackageSlot::Current),
+                      {plan_.directories.rbegin(), plan_.directories.rend()}, Common::Durability::Flushed);
+    }
+
+    /// The plan goes last: as long as it is there, the next examination looks at what it names.
+    void endPublication() const {
+        Common::flushFilesystem(current_);
+        Common::removeAll(planFile());
+    }
+
+    DatabasePathResolver resolver_;
+    std::string id_;
+    fs::path current_;
+    std::vector<Mapping> mappings_;
+    MappingMode mode_;
+    PublicationPlan plan_;
+    bool hasPlan_;
+    std::optional<std::vector<fs::path>> listed_;
+    std::vector<Finding> findings_;
+};
+
+} // namespace
+
+std::vector<Finding> examinePublication(const IConfiguration &configuration, const StoredPackage &package) {
+    return PublicationExamination(configuration, package).run();
+}
+
+} // namespace Core::KELP

@@ -1,0 +1,138 @@
+#include "kelp/core/kelp/mending/record-examination.h"
+
+#include "kelp/core/common/error.h"
+#include "kelp/core/common/filesystem.h"
+#include "kelp/core/common/i-configuration.h"
+#include "kelp/core/kelp/inspection/registry-view.h"
+#include "kelp/core/kelp/inspection/removal-view.h"
+#include "kelp/core/kelp/inspection/rpm-view.h"
+#include "kelp/core/kelp/inspection/sources-view.h"
+#include "kelp/core/kelp/inspection/store-view.h"
+#include "kelp/core/kelp/mending/binding.h"
+#include "kelp/core/kelp/mending/installation.h"
+#include "kelp/core/kelp/mending/keys.h"
+#include "kelp/core/kelp/mending/removal.h"
+#include "kelp/core/kelp/mending/rescue.h"
+#include "kelp/core/kelp/registry.h"
+#include "kelp/core/trusted-sources/sqlite-database.h"
+
+#include <algorithm>
+#include <map>
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+/// The records of one machine under examination.
+class RecordExamination {
+public:
+    RecordExamination(const IConfiguration &configuration, Common::Rpm::DatabaseCopy::Place place) :
+        configuration_(configuration),
+        packages_(StoreView(configuration).packages()),
+        sources_(SourcesView::read(configuration)),
+        inRpm_(rpmRecords(place)) {
+        for (const RegistryRecord &record : registryRecords())
+            lastEvent_.insert_or_assign(record.packageId(), record.event());
+    }
+
+    std::vector<Finding> run() {
+        examineRemoval();
+        for (const StoredPackage &package : packages_)
+            if (package.information && package.information->at("general.id") == package.id)
+                examineInstalled(package.id, *package.information);
+        for (const auto &[id, keyId] : sources_.sourceOf)
+            examineBinding(id);
+        for (const auto &[id, path] : StoreView(configuration_).rescued())
+            examineRescued(id, path);
+        examineLeftovers(installationDirectory(configuration_));
+        return std::move(findings_);
+    }
+
+private:
+    void add(const std::string &id, FindingKind kind, const fs::path &path, std::string text,
+             std::function<void()> mend) {
+        findings_.push_back({id, kind, path, std::move(text), std::move(mend)});
+    }
+
+    void examineRemoval() {
+        if (const auto id = unfinishedRemoval())
+            add(*id, FindingKind::UnfinishedUpdate, removalFile(),
+                "its removal was begun; --repair completes it",
+                [&configuration = configuration_] { completeRemoval(configuration); });
+    }
+
+    void examineInstalled(const std::string &id, const PackageInformation &information) {
+        const auto last = lastEvent_.find(id);
+        if (last == lastEvent_.end() || last->second == RegistryEvent::Remove)
+            add(id, FindingKind::Unregistered, "",
+                "the registry does not know that it is installed; --repair records it",
+                [information] { writeRegistry(information); });
+        const auto bound = sources_.sourceOf.find(id);
+        const auto wanted = certifiedSource(id);
+        const bool isRight = bound != sources_.sourceOf.end() && (!wanted || wanted->keyId == bound->second);
+        if (!isRight)
+            add(id, FindingKind::Unbound, "", "is not bound to its source; --repair binds it",
+                [&configuration = configuration_, id] { bindToItsSource(configuration, id); });
+    }
+
+    static void writeRegistry(const PackageInformation &information) {
+        if (!Registry().writeRecord(recordOf(RegistryEvent::Install, information)))
+            throw Common::Error(Common::ErrorCode::Filesystem, "Couldn't write the registry");
+    }
+
+    /// What removed a package on purpose has said so in the registry; any other binding is the last trace of
+    /// an application that was lost, and stays.
+    void examineBinding(const std::string &id) {
+        if (std::ranges::find(packages_, id, &StoredPackage::id) != packages_.end() ||
+            std::ranges::find(inRpm_, id, &RpmRecord::id) != inRpm_.end())
+            return;
+        const auto last = lastEvent_.find(id);
+        if (last != lastEvent_.end() && last->second == RegistryEvent::Remove)
+            add(id, FindingKind::OrphanBinding, "",
+                "was removed and is bound to a source; --repair removes the binding",
+                [&configuration = configuration_, id] {
+                    TrustedSources::SQLiteDatabase(configuration).removePackage(id);
+                });
+        else
+            add(id, FindingKind::OrphanBinding, "",
+                "is bound to a source, and in neither store nor rpm: perhaps it is lost", {});
+    }
+
+    void examineRescued(const std::string &id, const fs::path &path) {
+        const bool isElsewhere = std::ranges::find(inRpm_, id, &RpmRecord::id) != inRpm_.end();
+        const std::string obstacle = isElsewhere ? "rpm has it too" : rescueObstacle(configuration_, path);
+        if (obstacle.empty())
+            add(id, FindingKind::Rescued, path, "keeps its files; --repair installs them",
+                [&configuration = configuration_, path] { installRescued(configuration, path); });
+        else
+            add(id, FindingKind::Rescued, path, "keeps its files: " + obstacle, {});
+    }
+
+    /// What was unpacked for an installation came out of a package file that somebody still has.
+    void examineLeftovers(const fs::path &directory) {
+        std::error_code error;
+        for (fs::directory_iterator entry(directory, error), end; !error && entry != end;
+             entry.increment(error))
+            add(entry->path().filename().string(), FindingKind::Leftover, entry->path(),
+                "was unpacked for an installation that did not take place; --repair removes it",
+                [path = entry->path()] { Common::removeAll(path); });
+    }
+
+    const IConfiguration &configuration_;
+    std::vector<StoredPackage> packages_;
+    SourcesView sources_;
+    std::vector<RpmRecord> inRpm_;
+    std::map<std::string, RegistryEvent> lastEvent_;
+    std::vector<Finding> findings_;
+};
+
+} // namespace
+
+std::vector<Finding> examineRecords(const IConfiguration &configuration,
+                                    Common::Rpm::DatabaseCopy::Place place) {
+    return RecordExamination(configuration, place).run();
+}
+
+} // namespace Core::KELP

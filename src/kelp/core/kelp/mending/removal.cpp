@@ -1,0 +1,65 @@
+#include "kelp/core/kelp/mending/removal.h"
+
+#include "kelp/core/common/durable-file.h"
+#include "kelp/core/common/error.h"
+#include "kelp/core/common/filesystem.h"
+#include "kelp/core/kelp/database-path-resolver.h"
+#include "kelp/core/kelp/fs-database.h"
+#include "kelp/core/kelp/inspection/registry-view.h"
+#include "kelp/core/kelp/inspection/removal-view.h"
+#include "kelp/core/kelp/mending/keys.h"
+#include "kelp/core/kelp/mending/package-examination.h"
+#include "kelp/core/kelp/registry.h"
+#include "kelp/core/trusted-sources/sqlite-database.h"
+
+#include <ctime>
+
+namespace Core::KELP {
+
+namespace {
+
+/// By the registry, which outlives the descriptor. A package of which it knows nothing has no history to end.
+void recordRemoval(const std::string &id) {
+    const auto last = lastRecord(id);
+    if (!last || last->event() == RegistryEvent::Remove)
+        return;
+    const RegistryRecord record(RegistryEvent::Remove, std::time(nullptr), id, last->keyId(),
+                                last->previousKeyIds());
+    if (!Registry().writeRecord(record))
+        throw Common::Error(Common::ErrorCode::Filesystem,
+                            "Couldn't add a package removal record to the registry: " + id);
+}
+
+/// A kill in the middle of the tree's removal leaves a directory without `current`, or the whole package.
+void removeFromStore(const IConfiguration &configuration, const std::string &id) {
+    const DatabasePathResolver resolver(configuration);
+    FSDatabase store(configuration, resolver);
+    if (store.isInstalled(id))
+        store.remove(id);
+    Common::removeAll(resolver.packageDirectory(id));
+}
+
+} // namespace
+
+void completeRemoval(const IConfiguration &configuration) {
+    const std::optional<std::string> id = unfinishedRemoval();
+    if (!id)
+        return;
+    removeFromStore(configuration, *id);
+    recordRemoval(*id);
+    TrustedSources::SQLiteDatabase(configuration).removePackage(*id);
+    Common::removeAll(removalFile());
+}
+
+void removePackage(const IConfiguration &configuration, const std::string &id) {
+    completeRemoval(configuration);
+    settlePackage(configuration, id);
+    const DatabasePathResolver resolver(configuration);
+    if (!FSDatabase(configuration, resolver).isInstalled(id))
+        throw Common::Error(Common::ErrorCode::PackageNotExist,
+                            "Attempt to remove non existent package " + id);
+    Common::replaceDurably(removalFile(), id + "\n");
+    completeRemoval(configuration);
+}
+
+} // namespace Core::KELP

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+
+namespace Core {
+class IConfiguration;
+}
+
+namespace Core::KELP {
+
+/// Removes a package from the store, and has registry and sources know. What was begun with it is completed
+/// or taken back before. Raises ErrorCode::PackageNotExist for one that is not there, and what the store
+/// raises. The caller holds the writers' lock.
+///
+/// The file var/lib/kelp/removal names the package from before the first step to behind the last, so that a
+/// removal that was killed anywhere is found and completed by the next one or by an examination.
+void removePackage(const IConfiguration &configuration, const std::string &id);
+
+/// Completes the removal that the file names, if there is one.
+void completeRemoval(const IConfiguration &configuration);
+
+} // namespace Core::KELP

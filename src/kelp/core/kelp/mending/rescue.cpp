@@ -1,0 +1,62 @@
+#include "kelp/core/kelp/mending/rescue.h"
+
+#include "kelp/core/common/durable-file.h"
+#include "kelp/core/common/i-configuration.h"
+#include "kelp/core/kelp/database-path-resolver.h"
+#include "kelp/core/kelp/descriptor.h"
+#include "kelp/core/kelp/fs-database.h"
+#include "kelp/core/kelp/publication-plan.h"
+
+#include <optional>
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+std::optional<std::string> valueOf(const PackageInformation &information, const char *key) {
+    const auto found = information.find(key);
+    return found == information.end() ? std::nullopt : std::optional(found->second);
+}
+
+PackageInformation descriptorIn(const fs::path &tree) {
+    return readDescriptor(tree / "velura.pkg");
+}
+
+PackageStaging stagingOf(const PackageInformation &information, const fs::path &tree) {
+    return {tree, information.at("general.id"), information.at("general.version"),
+            valueOf(information, "general.orgname"), valueOf(information, "general.appname")};
+}
+
+/// What the descriptor gets beside the staging's own values.
+PackageInformation extrasOf(PackageInformation information) {
+    std::erase_if(information, [](const auto &entry) { return entry.first.starts_with("general."); });
+    return information;
+}
+
+} // namespace
+
+std::string rescueObstacle(const IConfiguration &configuration, const fs::path &tree) {
+    std::error_code error;
+    if (!fs::exists(tree / "velura.pkg", error))
+        return "it has no descriptor";
+    const DatabasePathResolver resolver(configuration);
+    FSDatabase store(configuration, resolver);
+    const PackageStaging staging = stagingOf(descriptorIn(tree), tree);
+    if (store.isInstalled(staging.id))
+        return "the store has it already";
+    for (const PlannedFile &file : store.publicationOf(staging).files)
+        if (fs::exists(fs::symlink_status(file.target, error)))
+            return "something else is at " + file.target.string();
+    return {};
+}
+
+void installRescued(const IConfiguration &configuration, const fs::path &tree) {
+    const PackageInformation information = descriptorIn(tree);
+    const DatabasePathResolver resolver(configuration);
+    FSDatabase(configuration, resolver).takeOver(stagingOf(information, tree), extrasOf(information));
+    Common::flushFilesystem(configuration.databaseDirectory());
+}
+
+} // namespace Core::KELP

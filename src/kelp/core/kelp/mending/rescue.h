@@ -1,0 +1,19 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+namespace Core {
+class IConfiguration;
+}
+
+namespace Core::KELP {
+
+/// Why the files of a package that could not be published still cannot be; empty when they can.
+std::string rescueObstacle(const IConfiguration &configuration, const std::filesystem::path &tree);
+
+/// Brings such a tree into the store and publishes it. Killed at any call, it leaves the tree where it was,
+/// or an installation that was begun and goes on. Raises what FSDatabase::takeOver() raises.
+void installRescued(const IConfiguration &configuration, const std::filesystem::path &tree);
+
+} // namespace Core::KELP

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "kelpctl/command.h"
+
+namespace KelpCtl {
+
+// The commands that change a machine, and doctor, which can. Each adds one subcommand, as those of command.h
+// do.
+
+void addDoctor(CLI::App &app, Command &command);
+void addInstall(CLI::App &app, Command &command);
+void addRemove(CLI::App &app, Command &command);
+
+} // namespace KelpCtl

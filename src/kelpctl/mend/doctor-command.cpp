@@ -1,0 +1,94 @@
+#include "kelpctl/mend/commands.h"
+#include "kelpctl/see/json-text.h"
+#include "kelpctl/see/machine.h"
+#include "kelpctl/see/presentation.h"
+#include "kelpctl/shown-text.h"
+#include "kelpctl/terminal.h"
+
+#include "kelp/core/common/writer-lock.h"
+#include "kelp/core/kelp/mending/examination.h"
+
+#include <CLI/CLI.hpp>
+#include <boost/json.hpp>
+
+#include <unistd.h>
+
+#include <ostream>
+
+namespace KelpCtl {
+
+namespace {
+
+namespace json = boost::json;
+using Common::WriterLock;
+using Core::KELP::Finding;
+using Core::KELP::Mending;
+using std::string_literals::operator""s;
+
+struct Arguments {
+    LookOptions look;
+    bool isRepair = false;
+    std::set<std::string> ids;
+};
+
+json::object asJson(const std::vector<Finding> &findings) {
+    json::array array;
+    for (const Finding &finding : findings)
+        array.push_back(json::object{{"id", jsonText(finding.id)},
+                                     {"kind", nameOf(finding.kind)},
+                                     {"path", jsonText(finding.path.native())},
+                                     {"text", jsonText(finding.text)},
+                                     {"repairable", finding.mend != nullptr}});
+    return {{"findings", array}};
+}
+
+std::string lineOf(const Finding &finding) {
+    const std::string path = finding.path.empty() ? "" : shown(finding.path.native()) + " ";
+    return "  "s + nameOf(finding.kind) + ": " + path;
+}
+
+/// A line for each finding below the application that has it.
+void print(std::ostream &output, const Mending &mending) {
+    for (const Finding &finding : mending.mended)
+        printText(output, shown(finding.id) + lineOf(finding).substr(1) + "mended");
+    std::string last;
+    for (const Finding &finding : mending.left) {
+        if (finding.id != last || &finding == mending.left.data())
+            output << styled(shown(finding.id), Style::Bold, STDOUT_FILENO) << '\n';
+        last = finding.id;
+        printText(output, lineOf(finding) + shown(finding.text));
+    }
+}
+
+ExitStatus doctor(const Arguments &arguments, std::ostream &output) {
+    if (arguments.isRepair && !arguments.look.root.empty())
+        throw std::runtime_error("--repair works on the running machine: chroot into an image for it");
+    const Machine machine(arguments.look);
+    Mending mending;
+    if (arguments.isRepair) {
+        const WriterLock lock(WriterLock::Wait::No);
+        mending = Core::KELP::mend(machine.configuration(), arguments.ids);
+    } else {
+        mending.left = Core::KELP::examine(machine.configuration(), arguments.ids, machine.rpmPlace());
+    }
+    if (arguments.look.isJson)
+        output << asJson(mending.left) << '\n';
+    else
+        print(output, mending);
+    return mending.left.empty() ? ExitStatus::Accepted : ExitStatus::Refused;
+}
+
+} // namespace
+
+void addDoctor(CLI::App &app, Command &command) {
+    const auto arguments = std::make_shared<Arguments>();
+    CLI::App *doctor = app.add_subcommand("doctor", "Tell what is wrong with applications, and mend it");
+    addLookOptions(*doctor, arguments->look);
+    doctor->add_flag("--repair", arguments->isRepair, "Mend what can be mended without a loss");
+    doctor->add_option("ID", arguments->ids, "The applications; all without one");
+    doctor->callback([arguments, &command] {
+        command = [arguments](std::ostream &output) { return KelpCtl::doctor(*arguments, output); };
+    });
+}
+
+} // namespace KelpCtl

@@ -1,0 +1,117 @@
+#include "kelpctl/mend/commands.h"
+#include "kelpctl/shown-text.h"
+#include "kelpctl/terminal.h"
+
+#include "kelp/core/common/configuration.h"
+#include "kelp/core/common/error-category.h"
+#include "kelp/core/common/error.h"
+#include "kelp/core/common/writer-lock.h"
+#include "kelp/core/kelp/mending/installation.h"
+#include "kelp/core/kelp/mending/removal.h"
+#include "kelp/core/kelp/validator/framework/logger.h"
+
+#include <CLI/CLI.hpp>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <iostream>
+#include <optional>
+
+namespace KelpCtl {
+
+namespace {
+
+using Common::ErrorCategory;
+using Common::ErrorCode;
+using Common::WriterLock;
+using Core::Configuration;
+using Core::KELP::InstallationOptions;
+using Core::KELP::Installed;
+
+struct Arguments {
+    InstallationOptions options;
+    std::vector<std::string> names;
+};
+
+/// Whether an error is about the machine and not about what was asked for.
+bool isTrouble(const Common::Error &error) {
+    return error.code() == ErrorCategory::make(ErrorCode::FileNotFound) ||
+           error.code() == ErrorCategory::make(ErrorCode::Filesystem);
+}
+
+std::string wordsFor(const Installed &installed, const InstallationOptions &options) {
+    const std::string name = installed.id + " " + installed.version;
+    if (options.isDryRun)
+        return name + " would be installed";
+    return name + (installed.previousVersion.empty() ? " installed"
+                                                     : " installed in place of " + installed.previousVersion);
+}
+
+/// Calls `act`, and turns what it raises into a line and a status: the others go on.
+template<class Act>
+ExitStatus attempt(const std::string &name, const Act &act) {
+    try {
+        act();
+        return ExitStatus::Accepted;
+    } catch (const Common::Error &error) {
+        std::cerr << "kelpctl: " << shown(name) << ": " << shown(error.what()) << '\n';
+        return isTrouble(error) ? ExitStatus::Trouble : ExitStatus::Refused;
+    } catch (const std::exception &error) {
+        std::cerr << "kelpctl: " << shown(name) << ": " << shown(error.what()) << '\n';
+        return ExitStatus::Trouble;
+    }
+}
+
+ExitStatus install(const Arguments &arguments, std::ostream &output) {
+    Validator::Logger::setColoured(isColoured(STDERR_FILENO));
+    std::optional<WriterLock> lock;
+    if (!arguments.options.isDryRun)
+        lock.emplace(WriterLock::Wait::No);
+    const Configuration configuration(Configuration::Missing::IsFine);
+    ExitStatus worst = ExitStatus::Accepted;
+    for (const std::string &file : arguments.names)
+        worst = std::max(worst, attempt(file, [&] {
+                             const Installed installed =
+                                 installPackage(configuration, file, arguments.options);
+                             output << shown(wordsFor(installed, arguments.options)) << std::endl;
+                         }));
+    return worst;
+}
+
+ExitStatus remove(const Arguments &arguments, std::ostream &output) {
+    const WriterLock lock(WriterLock::Wait::No);
+    const Configuration configuration(Configuration::Missing::IsFine);
+    ExitStatus worst = ExitStatus::Accepted;
+    for (const std::string &id : arguments.names)
+        worst = std::max(worst, attempt(id, [&] {
+                             Core::KELP::removePackage(configuration, id);
+                             output << shown(id) << " removed" << std::endl;
+                         }));
+    return worst;
+}
+
+} // namespace
+
+void addInstall(CLI::App &app, Command &command) {
+    const auto arguments = std::make_shared<Arguments>();
+    CLI::App *install = app.add_subcommand("install", "Bring package files into the store");
+    install->add_flag("--dry-run", arguments->options.isDryRun, "Only tell whether they would be let in");
+    install->add_flag("--allow-downgrade", arguments->options.isDowngradeAllowed,
+                      "Let older versions take the place of newer ones");
+    install->add_option("FILE.rpm", arguments->names, "The package files")->required();
+    install->callback([arguments, &command] {
+        command = [arguments](std::ostream &output) { return KelpCtl::install(*arguments, output); };
+    });
+}
+
+void addRemove(CLI::App &app, Command &command) {
+    const auto arguments = std::make_shared<Arguments>();
+    CLI::App *remove = app.add_subcommand("remove", "Remove applications from the store");
+    remove->add_option("ID", arguments->names, "The applications")->required();
+    remove->callback([arguments, &command] {
+        command = [arguments](std::ostream &output) { return KelpCtl::remove(*arguments, output); };
+    });
+}
+
+} // namespace KelpCtl

@@ -1,0 +1,151 @@
+#include "machine-fixture.h"
+
+#include <gmock/gmock.h>
+
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+/// Damage that doctor has to tell: what is done to the machine, in "/", and what it says of it.
+struct Damage {
+    const char *deed;
+    const char *id;
+    const char *kind;
+    bool isRepairable;
+};
+
+class MendTest : public MachineFixture {
+protected:
+    std::string doctor(const std::string &arguments) const { return kelpctl("doctor " + arguments); }
+};
+
+TEST_F(MendTest, MendsWhatLosesNothing) {
+    const std::string notes = "opt/app/org.example.notes/";
+    const Damage rows[] = {
+        {"rm usr/bin/org.example.notes", "org.example.notes", "missing", true},
+        {"rm usr/bin/com.example.devices", "com.example.devices", "missing", true},
+        {"rm opt/app/org.example.notes/current/symlink.list", "org.example.notes", "unlisted", true},
+        {"sed -i 1d opt/app/org.example.notes/current/symlink.list", "org.example.notes", "unlisted", true},
+        {"rm opt/app/org.example.notes/current/generated.dir.list", "org.example.notes", "unlisted", true},
+        {"touch opt/app/org.example.notes/current/publication.plan", "org.example.notes", "unfinished-update",
+         true},
+        {"mkdir opt/app/org.example.notes/0.1-1", "org.example.notes", "stale-version", true},
+        {"ln -s /nowhere opt/app/org.example.notes/next", "org.example.notes", "unfinished-update", true},
+        {"mv opt/app/org.example.notes/current opt/app/org.example.notes/next", "org.example.notes",
+         "unfinished-update", true},
+        {"mv opt/app/org.example.notes/current opt/app/org.example.notes/prev", "org.example.notes",
+         "unfinished-update", true},
+        {"rm opt/app/org.example.notes/current", "org.example.notes", "unfinished-update", true},
+        {"mkdir opt/app/org.example.gone", "org.example.gone", "leftover", true},
+        {"mkdir -p opt/kelp/install/org.example.gone", "org.example.gone", "leftover", true},
+        {"rm var/lib/kelp/registry", "org.example.ticker", "unregistered", true},
+        {"sqlite3 var/lib/trusted-sources/db.sqlite3 'DELETE FROM packages'", "org.example.notes", "unbound",
+         true},
+        {"sqlite3 var/lib/trusted-sources/db.sqlite3 \"UPDATE packages SET source_keyid='.no.source.apps'\"",
+         "org.example.notes", "unbound", true},
+        {"mkdir -p opt/kelp/rescued && mv opt/app/org.example.ticker/3-1 "
+         "opt/kelp/rescued/org.example.ticker-3-1 && "
+         "for f in $(cat opt/kelp/rescued/*/symlink.list); do rm $f; done; rm -r opt/app/org.example.ticker",
+         "org.example.ticker", "rescued", true},
+        {"echo org.example.reader >var/lib/kelp/removal", "org.example.reader", "unfinished-update", true},
+        {"sqlite3 var/lib/trusted-sources/db.sqlite3 \"INSERT INTO packages VALUES('org.example.reader', "
+         "'.no.source.apps')\"",
+         "org.example.reader", "orphan-binding", true},
+        // What is left for people stays from here on.
+        {"echo x >>usr/bin/com.example.devices", "com.example.devices", "changed", false},
+        {"rm usr/bin/org.example.notes; echo x >usr/bin/org.example.notes", "org.example.notes", "foreign",
+         false},
+        {"rm opt/app/org.example.notes/current/data/first.txt", "org.example.notes", "dead", false},
+        {"echo >opt/app/org.example.ticker/current/velura.pkg", "org.example.ticker", "unreadable-descriptor",
+         false},
+        {"sqlite3 var/lib/trusted-sources/db.sqlite3 \"INSERT INTO packages VALUES('gone', "
+         "'.no.source.apps')\"",
+         "gone", "orphan-binding", false},
+    };
+    EXPECT_THAT(doctor(""), IsEmpty());
+    for (const auto &[deed, id, kind, isRepairable] : rows) {
+        there(deed);
+        const std::string found = "{\"id\":\"" + std::string(id) + "\",\"kind\":\"" + kind + "\",";
+        EXPECT_THAT(doctor("--json"), HasSubstr(found)) << deed;
+        const std::string left = doctor("--repair --json");
+        if (isRepairable)
+            EXPECT_EQ(left, "{\"findings\":[]}\n") << deed;
+        else
+            EXPECT_THAT(left, AllOf(HasSubstr(found), HasSubstr("\"repairable\":false}"),
+                                    Not(HasSubstr("\"repairable\":true"))))
+                << deed;
+    }
+}
+
+/// What is on the machine for the package of the test, its history excepted.
+constexpr const char *traces = "in_image find etc home opt srv usr var -name '*org.example.sound*'; "
+                               "sqlite3 $IMAGE/var/lib/trusted-sources/db.sqlite3 \"SELECT * FROM packages "
+                               "WHERE id = 'org.example.sound'\"";
+
+TEST_F(MendTest, LetsPackagesInAndOut) {
+    const std::string refused = "kelpctl: /root/sound-2.rpm: org.example.sound: ";
+    const std::string status = "\nstatus 1\n";
+    const std::string sign = "sign org.example.sound developer ";
+    const std::string certify = "sqlite3 $(signature_database) \"UPDATE certificates SET ";
+    const std::string sound = " WHERE package = 'org.example.sound' AND cert_group = 1\"";
+    const std::string policy =
+        "sqlite3 $IMAGE/var/lib/trusted-sources/db.sqlite3 \"UPDATE configuration SET data = ";
+    const std::string descriptor = "$IMAGE/opt/app/org.example.sound/1-1/velura.pkg";
+    const struct {
+        std::string deed;
+        std::string arguments;
+        std::string answer;
+    } rows[] = {
+        {"true", "2", refused + "The package does not have a developer's signature" + status},
+        {sign + "K1 CN=D", "--dry-run /root/sound-2.rpm", "org.example.sound 2-1 would be installed\n"},
+        {certify + "subgroup = 9" + sound, "2",
+         refused + "The package has a developer signature with a disallowed subgroup" + status},
+        {certify + "subgroup = 1, system_developer = 1" + sound, "2",
+         refused + "Attempt to install a package with system developer signature" + status},
+        {certify + "system_developer = 0" + sound + "; echo alien-linux >$IMAGE/etc/rpm/platform", "2",
+         refused + "The package architecture does not match the system architecture" + status},
+        {"rm $IMAGE/etc/rpm/platform; " + policy + "0 WHERE id = 'missing_source_allowed'\"", "2",
+         refused + "Installation of packages without a source signature is not allowed" + status},
+        {policy + "1 WHERE id = 'missing_source_allowed'\"", "1", "org.example.sound 1-1 installed\n"},
+        {certify + "key_id = 'K2'" + sound, "2",
+         refused +
+             "The developer of the already installed package does not match the developer of the package "
+             "being installed" +
+             status},
+        {"printf '[prev_key_ids]\\n1=K2\\n' >>" + descriptor, "2",
+         refused + "The package is signed with a developer key that has been superseded" + status},
+        {certify + "key_id = 'K1'" + sound + "; sign org.example.sound client S1 CN=Store", "2",
+         "org.example.sound 2-1 installed in place of 1-1\n"},
+        {"true", "2", refused + "Package with the same version is already installed" + status},
+        {"true", "--allow-downgrade /root/sound-1.rpm", "org.example.sound 1-1 installed in place of 2-1\n"},
+        {"true", "3", "org.example.sound 3-1 installed in place of 1-1\n"},
+        {"true", "2", refused + "Attempt to downgrade the package" + status},
+        {"true", "/root/none.rpm", "kelpctl: /root/none.rpm: Couldn't open rpm package\nstatus 2\n"},
+    };
+    const std::string before = run(traces);
+    run("cp " KELP_RPMS "/sound-?.rpm $IMAGE/root; put_file /var/lib/developer-moded/developer-moded.conf "
+        "<<<$'[developermode]\\nvalidationEnabled=true'");
+    for (const auto &[deed, arguments, answer] : rows) {
+        run(deed);
+        const std::string files = arguments.size() > 1 ? arguments : "/root/sound-" + arguments + ".rpm";
+        EXPECT_EQ(kelpctl("install " + files), answer) << deed;
+        EXPECT_THAT(doctor("org.example.sound"), IsEmpty()) << deed;
+    }
+    EXPECT_THAT(
+        kelpctl("info org.example.sound --json"),
+        AllOf(HasSubstr("\"version\":\"3-1\""), HasSubstr("\"source\":\"S1\""),
+              HasSubstr(
+                  "\"event\":\"U\",\"id\":\"org.example.sound\",\"key\":\"K1\",\"previous_keys\":[\"K2\"]")));
+    EXPECT_EQ(kelpctl("remove org.example.sound"), "org.example.sound removed\n");
+    EXPECT_EQ(run(traces), before);
+    EXPECT_THAT(kelpctl("history org.example.sound --json"), HasSubstr("\"event\":\"R\""));
+
+    run("mkdir $IMAGE/root/rpm && cp " KELP_RPMS "/samples/org.example.ticker.rpm $IMAGE/root/; "
+        "in_image kelpctl remove org.example.ticker && install_rpms $IMAGE/root/org.example.ticker.rpm");
+    EXPECT_THAT(kelpctl("install /root/org.example.ticker.rpm"), HasSubstr("still in rpm"));
+}
+
+} // namespace
