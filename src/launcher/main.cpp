@@ -1,14 +1,39 @@
 // Brings a machine over to the package store, once. kelp-launcher(8) tells what it does.
 
 #include "kelp/core/common/configuration.h"
+#include "kelp/core/common/log-stream.h"
+#include "kelp/core/common/path-tests.h"
 #include "kelp/core/common/root-path.h"
 #include "kelp/core/common/stop-signals.h"
+#include "kelp/core/common/writer-lock.h"
 #include "launcher/migration-driver.h"
 #include "launcher/migrations.h"
 
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <optional>
+
 using namespace Launcher;
+
+namespace {
+
+/// A start that finds all stamps waits for nobody. Without the lock, as on a file system that cannot be
+/// written to, the migrations have their turn all the same: none of them destroys anything before it has
+/// written to the same directory.
+std::optional<Common::WriterLock> lockUnlessDone(const std::vector<Migration> &migrations) {
+    const auto isDone = [](const Migration &migration) { return Common::exists(migration.stampPath); };
+    if (std::ranges::all_of(migrations, isDone))
+        return std::nullopt;
+    try {
+        return std::optional<Common::WriterLock>(std::in_place, Common::WriterLock::Wait::Yes);
+    } catch (const std::exception &error) {
+        Common::LogStream(Common::LogLevel::Error) << error;
+        return std::nullopt;
+    }
+}
+
+} // namespace
 
 int main() {
     // Inherited, it could make a store that no user can read, or one that everybody can write.
@@ -16,11 +41,11 @@ int main() {
     Common::deferStopSignals();
     Core::Configuration configuration;
     const std::vector<Migration> migrations = {
-        {"rpm_to_kelp", Common::rootPath() / "var/lib/kelp/.migration_done", migrateRpmToStore},
-        {"org_to_skid", Common::rootPath() / "var/lib/kelp/.migration_skid_done", migrateOrganisationsToSkid},
-        {"new_integrityd", Common::rootPath() / "var/lib/kelp/.migration_integrityd_done",
-         migrateIntegrityConfiguration},
+        {"rpm_to_kelp", Common::rootPath() / rpmToStoreStamp, migrateRpmToStore},
+        {"org_to_skid", Common::rootPath() / organisationsToSkidStamp, migrateOrganisationsToSkid},
+        {"new_integrityd", Common::rootPath() / integrityConfigurationStamp, migrateIntegrityConfiguration},
     };
+    const auto lock = lockUnlessDone(migrations);
     runMigrations(migrations, configuration);
     return 0;
 }

@@ -6,10 +6,19 @@ class Configuration;
 
 namespace Launcher {
 
+// Files whose existence says that a migration is done.
+
+inline constexpr const char *rpmToStoreStamp = "var/lib/kelp/.migration_done";
+inline constexpr const char *organisationsToSkidStamp = "var/lib/kelp/.migration_skid_done";
+inline constexpr const char *integrityConfigurationStamp = "var/lib/kelp/.migration_integrityd_done";
+
 /// Moves the applications of the rpm database into the store, then binds each installed package to the source
 /// of its client certificate in the trusted-sources database, or to the reserved source ".no.source.apps".
-/// What fails for one package is logged. Throws when the store's migration fails, when the signature database
-/// cannot be used, and for exceptions that are no Common::Error.
+/// A package that comes when the
+/// other migrations are done gets at once what they would have done for it. What fails for one package is
+/// logged. Throws when the store's migration fails, when the signature database cannot be used, and for
+/// exceptions that are no Common::Error; and, when all else is done, for an application that could not
+/// arrive.
 void migrateRpmToStore(Core::Configuration &configuration);
 
 /// Moves the organisations' shared data to directories that name the developer key as well. A package whose

@@ -3,8 +3,12 @@
 #include "kelp/core/common/configuration.h"
 #include "kelp/core/common/error.h"
 #include "kelp/core/common/log-stream.h"
+#include "kelp/core/common/path-tests.h"
+#include "kelp/core/common/root-path.h"
 #include "kelp/core/kelp/database-path-resolver.h"
 #include "kelp/core/kelp/fs-database.h"
+#include "kelp/core/kelp/integrity-resource.h"
+#include "kelp/core/kelp/skid/patterns.h"
 #include "kelp/core/trusted-sources/source.h"
 #include "kelp/core/trusted-sources/sqlite-database.h"
 
@@ -82,14 +86,25 @@ void bindRemainingPackages(Core::KELP::FSDatabase &store, IDatabase &sources) {
     }
 }
 
+/// Nobody looks at a migration again once its stamp is there.
+void catchUp(const Core::KELP::PackageInformation &package, Core::KELP::FSDatabase &store) {
+    if (Common::exists(Common::rootPath() / organisationsToSkidStamp))
+        Core::KELP::SKID::Patterns::migrateLate(package, store.packages());
+    if (Common::exists(Common::rootPath() / integrityConfigurationStamp))
+        Core::KELP::migrateIntegrityFile(package);
+}
+
 } // namespace
 
 void migrateRpmToStore(Core::Configuration &configuration) {
     Core::KELP::FSDatabase store(configuration, Core::KELP::DatabasePathResolver::instance());
     Core::TrustedSources::SQLiteDatabase sources(configuration);
+    store.onArrival([&](const Core::KELP::PackageInformation &package) { catchUp(package, store); });
     store.migrateRpmPackages();
     bindClientCertificates(sources);
     bindRemainingPackages(store, sources);
+    // What kept one application from arriving keeps the stamp away, and nobody else from being bound.
+    store.requireCompleteMigration();
 }
 
 } // namespace Launcher

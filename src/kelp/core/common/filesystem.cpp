@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <fstream>
 #include <iterator>
 
 namespace fs = std::filesystem;
@@ -101,6 +102,21 @@ std::vector<fs::path> listDirectory(const fs::path &path, Listing listing) {
         std::transform(entries.begin(), entries.end(), std::back_inserter(paths),
                        [](TimestampedPath &entry) { return std::move(entry.path); });
         return paths;
+    });
+}
+
+bool hasSameContent(const fs::path &a, const fs::path &b) {
+    return orRaise(ErrorCode::Filesystem, "Couldn't compare " + a.string() + " with " + b.string(), [&] {
+        if (fs::file_size(a) != fs::file_size(b))
+            return false;
+        std::ifstream first(a, std::ios::binary);
+        std::ifstream second(b, std::ios::binary);
+        const bool isOpen = first.is_open() && second.is_open();
+        const bool same =
+            std::equal(std::istreambuf_iterator<char>(first), {}, std::istreambuf_iterator<char>(second));
+        if (!isOpen || first.bad() || second.bad())
+            throw std::ios_base::failure("cannot read");
+        return same;
     });
 }
 

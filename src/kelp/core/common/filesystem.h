@@ -36,6 +36,9 @@ void createSymlink(const std::filesystem::path &target, const std::filesystem::p
 /// The same for a hard link to `target`.
 void createHardlink(const std::filesystem::path &target, const std::filesystem::path &link);
 
+/// Whether two regular files, links followed, hold the same bytes. Raises as the others do.
+bool hasSameContent(const std::filesystem::path &a, const std::filesystem::path &b);
+
 /// What listDirectory shall do; the values can be combined with |.
 enum class Listing : unsigned {
     Plain = 0,

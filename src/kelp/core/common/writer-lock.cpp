@@ -59,7 +59,7 @@ void writeHolder(int file) {
 } // namespace
 
 std::filesystem::path WriterLock::path() {
-    return rootPath() / "var/lib/kelp/lock";
+    return rootPath() / "var/lib/kelp/store.lock";
 }
 
 WriterLock::WriterLock(Wait wait) : file_(openLock()) {
@@ -78,6 +78,8 @@ WriterLock::WriterLock(Wait wait) : file_(openLock()) {
 }
 
 WriterLock::~WriterLock() {
+    // A file that names nobody says that the last holder came to its end.
+    [[maybe_unused]] const int ignored = ::ftruncate(file_, 0);
     ::close(file_);
 }
 

@@ -5,8 +5,9 @@
 namespace Common {
 
 /// The one lock of whoever changes the store: the launcher, and the commands of people. An advisory lock on
-/// the file var/lib/kelp/lock below the root prefix, root's alone so that nobody else can hold things up; the
-/// file names the process that holds it. The kernel ends the lock with the process, however that ends.
+/// the file var/lib/kelp/store.lock below the root prefix, root's alone so that nobody else can hold things
+/// up; the file names the process that holds it. The kernel ends the lock with the process, however that
+/// ends.
 class WriterLock {
 public:
     enum class Wait { No, Yes };

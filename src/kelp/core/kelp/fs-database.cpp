@@ -13,6 +13,7 @@
 #include "kelp/core/kelp/i-database-path-resolver.h"
 #include "kelp/core/kelp/publication-plan.h"
 #include "kelp/core/kelp/publication.h"
+#include "kelp/core/kelp/rpm-migration.h"
 
 #include "platform/event-log/log-event.h"
 
@@ -382,6 +383,18 @@ bool FSDatabase::isNewerThanInstalled(const std::string &id, const std::string &
 
 void FSDatabase::generateMappings(const std::string &id) {
     publishCurrent(id, packageInfo(id), Durability::Flushed);
+}
+
+void FSDatabase::migrateRpmPackages() {
+    migrationFailure_ = nullptr;
+    RpmMigration migration(*configuration_, *pathResolver_, *this, arrival_);
+    migration.run();
+    migrationFailure_ = migration.failure();
+}
+
+void FSDatabase::requireCompleteMigration() const {
+    if (migrationFailure_)
+        std::rethrow_exception(migrationFailure_);
 }
 
 } // namespace Core::KELP

@@ -2,19 +2,13 @@
 
 #include "kelp/core/common/durable-file.h"
 #include "kelp/core/kelp/i-database.h"
+#include "kelp/core/kelp/package-for-migration.h"
 #include "kelp/core/kelp/package-slot.h"
-#include "kelp/core/kelp/package-staging.h"
 
-#include <filesystem>
+#include <exception>
+#include <functional>
 #include <optional>
-
-namespace Common::Rpm {
-class Reader;
-class Transaction;
-} // namespace Common::Rpm
-namespace PackageSignatures {
-class Database;
-}
+#include <utility>
 
 namespace Core {
 class IConfiguration;
@@ -29,10 +23,7 @@ struct PublicationPlan;
 /// thread of one process at a time; nothing keeps others away.
 class FSDatabase : public IDatabase {
 public:
-    /// A staged version with the values that its descriptor gets beside the staging's own.
-    struct PackageForMigration : PackageStaging {
-        PackageInformation extras;
-    };
+    using PackageForMigration = KELP::PackageForMigration;
 
     /// Makes the database directory when there is none; that this failed is logged, and shows at the first
     /// use. Both arguments must outlive the object.
@@ -51,6 +42,14 @@ public:
     void migrateRpmPackages() override;
     void cleanupVersionsExceptCurrent(const std::string &id) override;
     void tryRemoveMappingsUsingCurrentDirectory(const std::string &id) override;
+
+    /// `arrival` is called for each package that migrateRpmPackages() has brought to the store, before that
+    /// forgets it: what it raises has the next migration call it again.
+    void onArrival(std::function<void(const PackageInformation &)> arrival) { arrival_ = std::move(arrival); }
+
+    /// Raises the first failure that kept an application from arriving at the last migrateRpmPackages(),
+    /// which itself goes on with the others.
+    void requireCompleteMigration() const;
 
     // The steps by which a staged tree that may be the only copy in the world becomes an installed package.
     // Nothing is flushed: whoever takes them has something durable that has takeOver() called again after a
@@ -108,18 +107,10 @@ private:
     PublicationPlan unfinishedPlan(const std::string &id) const;
     std::filesystem::path planFile(const std::string &id) const;
 
-    // The migration of rpm packages.
-    void clearTempDirectory();
-    std::vector<PackageForMigration> prepareRpmPackagesForMigration(Common::Rpm::Transaction &transaction);
-    std::optional<PackageForMigration> prepareRpmPackage(const Common::Rpm::Reader &reader,
-                                                         const PackageSignatures::Database &signatures,
-                                                         Common::Rpm::Transaction &transaction);
-    void secureStagedPackages(std::size_t count);
-    std::filesystem::path ballast() const;
-    void installMigrated(const PackageForMigration &package);
-
     const IConfiguration *configuration_;
     const IDatabasePathResolver *pathResolver_;
+    std::function<void(const PackageInformation &)> arrival_;
+    std::exception_ptr migrationFailure_;
 };
 
 } // namespace Core::KELP

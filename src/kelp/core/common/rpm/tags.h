@@ -6,6 +6,8 @@
 /// come in pairs: the script and the program that runs it.
 namespace Common::Rpm::Tag {
 
+constexpr std::int32_t Sha1Header = 269;
+constexpr std::int32_t Sha256Header = 273;
 constexpr std::int32_t Name = 1000;
 constexpr std::int32_t Version = 1001;
 constexpr std::int32_t Release = 1002;

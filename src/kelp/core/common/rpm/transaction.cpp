@@ -5,7 +5,11 @@
 
 #include <rpm/rpmcli.h>
 #include <rpm/rpmdb.h>
+#include <rpm/rpmlog.h>
+#include <rpm/rpmmacro.h>
 #include <rpm/rpmts.h>
+
+#include <cstdlib>
 
 namespace Common::Rpm {
 
@@ -19,6 +23,39 @@ std::shared_ptr<rpmts_s> makeTransactionSet() {
     std::shared_ptr<rpmts_s> transactionSet(rpmtsCreate(), rpmtsFree);
     rpmtsSetRootDir(transactionSet.get(), nullptr);
     return transactionSet;
+}
+
+/// Notices whether rpm logs an error while the object lives; the log's readers see it all the same.
+class ErrorWatch {
+public:
+    ErrorWatch() { rpmlogSetCallback(notice, this); }
+    ErrorWatch(const ErrorWatch &) = delete;
+    ErrorWatch &operator=(const ErrorWatch &) = delete;
+    ~ErrorWatch() { rpmlogSetCallback(nullptr, nullptr); }
+
+    bool sawError() const { return sawError_; }
+
+private:
+    static int notice(rpmlogRec record, rpmlogCallbackData watch) {
+        if (rpmlogRecPriority(record) <= RPMLOG_ERR)
+            static_cast<ErrorWatch *>(watch)->sawError_ = true;
+        return RPMLOG_DEFAULT;
+    }
+
+    bool sawError_ = false;
+};
+
+void runAndForget(rpmts transactionSet) {
+    const int result = rpmtsRun(transactionSet, nullptr, RPMPROB_FILTER_NONE);
+    rpmtsEmpty(transactionSet);
+    if (result < 0)
+        throw Error(ErrorCode::Internal, "Couldn't run rpm transaction");
+}
+
+std::filesystem::path expanded(const char *macro) {
+    initialise();
+    const std::unique_ptr<char, decltype(&std::free)> text(rpmExpand(macro, nullptr), std::free);
+    return text ? text.get() : "";
 }
 
 } // namespace
@@ -39,11 +76,28 @@ void Transaction::setProgressCallback() {
     rpmtsSetNotifyCallback(transactionSet_.get(), rpmShowProgress, reinterpret_cast<void *>(display));
 }
 
-void Transaction::forEachInstalled(const std::function<void(const Reader &)> &callback) const {
+Transaction::Walk Transaction::forEachInstalled(const std::function<void(const Reader &)> &callback) const {
+    const ErrorWatch watch;
     const std::shared_ptr<rpmdbMatchIterator_s> packages(
         rpmtsInitIterator(transactionSet_.get(), RPMDBI_PACKAGES, nullptr, 0), rpmdbFreeIterator);
+    // An empty database has an iterator too.
+    if (!packages)
+        throw Error(ErrorCode::Internal, "Couldn't read the rpm database");
     while (Header header = rpmdbNextIterator(packages.get()))
         callback(Reader(header));
+    return watch.sawError() ? Walk::Damaged : Walk::Complete;
+}
+
+Transaction::Record Transaction::lookUp(std::uint32_t instance) const {
+    const ErrorWatch watch;
+    const std::shared_ptr<rpmdbMatchIterator_s> records(
+        rpmtsInitIterator(transactionSet_.get(), RPMDBI_PACKAGES, &instance, sizeof instance),
+        rpmdbFreeIterator);
+    if (!records)
+        throw Error(ErrorCode::Internal, "Couldn't read the rpm database");
+    if (rpmdbNextIterator(records.get()))
+        return Record::There;
+    return watch.sawError() ? Record::Unreadable : Record::Gone;
 }
 
 void Transaction::addErase(const Reader &package) {
@@ -52,8 +106,26 @@ void Transaction::addErase(const Reader &package) {
 }
 
 void Transaction::run() {
-    if (rpmtsRun(transactionSet_.get(), nullptr, RPMPROB_FILTER_NONE) < 0)
-        throw Error(ErrorCode::Internal, "Couldn't run rpm transaction");
+    runAndForget(transactionSet_.get());
+}
+
+void Transaction::runOnDatabaseAlone() {
+    const rpmtransFlags flags = rpmtsSetFlags(transactionSet_.get(), RPMTRANS_FLAG_JUSTDB | NoPlugins);
+    const std::unique_ptr<rpmts_s, std::function<void(rpmts)>> restored(
+        transactionSet_.get(), [flags](rpmts set) { rpmtsSetFlags(set, flags); });
+    runAndForget(transactionSet_.get());
+}
+
+std::uint32_t databaseInstance(const Reader &installed) {
+    return headerGetInstance(installed.header());
+}
+
+std::filesystem::path databaseDirectory() {
+    return expanded("%{_dbpath}");
+}
+
+std::filesystem::path scriptDirectory() {
+    return expanded("%{_tmppath}");
 }
 
 } // namespace Common::Rpm

@@ -13,12 +13,21 @@ namespace Common::Rpm {
 
 /// A transaction on the machine's rpm database, which is the one that rpm's configuration names, whatever the
 /// root prefix. Copies share the transaction; its lock is held until the last one goes.
+///
+/// One object serves any number of runs. There must not be a second one in the process: its end would drop
+/// the lock of the first, which is the kernel's and belongs to the process.
 class Transaction {
 public:
     using Flags = std::uint32_t;
 
     static constexpr Flags WriteLock = 2;    ///< For the constructor: keeps all others from the database.
     static constexpr Flags NoPlugins = 0x80; ///< For addFlags: rpm's plugins stay out of the run.
+
+    /// What a walk over the installed packages saw.
+    enum class Walk {
+        Complete,
+        Damaged ///< rpm logged an error on the way: it passes over a record that it cannot read.
+    };
 
     /// Takes the database's lock. Raises ErrorCode::Internal "Couldn't begin rpm transaction" when another
     /// process has it; librpm waits for its release only when standard input is a terminal.
@@ -31,21 +40,41 @@ public:
     void setProgressCallback();
 
     /// Calls `callback` for each installed package. The reader and its copies are valid until the callback
-    /// returns; a FileIterator made from it can be walked beyond that. A database that cannot be opened
-    /// counts as empty, and librpm says so on standard error.
-    void forEachInstalled(const std::function<void(const Reader &)> &callback) const;
+    /// returns; a FileIterator made from it can be walked beyond that. That a package did not come says that
+    /// it is not installed only after a complete walk. Raises ErrorCode::Internal "Couldn't read the rpm
+    /// database" for one that cannot be opened; librpm says why on standard error.
+    Walk forEachInstalled(const std::function<void(const Reader &)> &callback) const;
+
+    /// What one look for a record found.
+    enum class Record { Gone, There, Unreadable };
+
+    /// Looks for the record at one place of the database, whatever others are like. Raises as the walk does.
+    Record lookUp(std::uint32_t instance) const;
 
     /// Has the run erase an installed package. Raises ErrorCode::Internal "Couldn't add erase element to the
     /// RPM transaction" for a package that is not from the database.
     void addErase(const Reader &package);
 
-    /// Carries the erasures out. Raises ErrorCode::Internal "Couldn't run rpm transaction". Problems that rpm
-    /// finds before it starts are no failure, though packages stay installed then.
+    /// Carries the erasures out, and forgets them. Raises ErrorCode::Internal "Couldn't run rpm transaction".
+    /// That it returns says nothing: rpm answers the same for problems that it found before it started, and
+    /// for a database that it could not write. What is installed afterwards is to be asked for.
     void run();
+
+    /// Takes the packages out of the database alone: no script runs, and their files stay. The same holds as
+    /// for run().
+    void runOnDatabaseAlone();
 
 private:
     std::shared_ptr<rpmts_s> transactionSet_;
     std::shared_ptr<rpmtxn_s> lock_; ///< Goes before the set that it belongs to.
 };
+
+/// The place of a package's record in the database. A package that is installed again gets another one.
+std::uint32_t databaseInstance(const Reader &installed);
+
+/// The directory of the machine's rpm database, and the one in which rpm writes the scripts that it runs, as
+/// rpm's configuration has them.
+std::filesystem::path databaseDirectory();
+std::filesystem::path scriptDirectory();
 
 } // namespace Common::Rpm

@@ -1,8 +1,9 @@
 #include "kelp/core/kelp/validator/desktop/desktop-fencebox.h"
 
 #include "kelp/core/kelp/validator/configuration/pattern-set.h"
-#include "kelp/core/kelp/validator/desktop/desktop-vocabulary.h"
+#include "kelp/core/kelp/validator/desktop/sandbox-section.h"
 #include "kelp/core/kelp/validator/framework/text.h"
+#include "kelp/core/kelp/validator/framework/value-table.h"
 
 namespace Validator {
 
@@ -44,6 +45,11 @@ bool hasPartWithLeadingDigit(std::string_view name) {
     return false;
 }
 
+bool isReverseDomain(std::string_view name) {
+    return name.find('.') != std::string_view::npos && !name.starts_with('.') && !name.ends_with('.') &&
+           name.find("..") == std::string_view::npos;
+}
+
 bool canStartApplicationName(char c) {
     return isAlpha(c) || c == '-' || c == '_';
 }
@@ -83,6 +89,7 @@ void DesktopFencebox::validate(const std::string &path, const std::string &realP
     checkApplicationName();
     checkReservedPrefixes();
     checkPackageName();
+    checkExecDBus();
     checkSystemService();
     checkPermissions();
     checkLauncher();
@@ -113,7 +120,7 @@ void DesktopFencebox::checkOrganisationName() {
         logger_->log(SandboxMessage::OrganisationNameIllegal);
     if (hasPartWithLeadingDigit(name))
         logger_->log(SandboxMessage::OrganisationNameStartsWithDigit);
-    if (!isReverseDomain(name, 2))
+    if (!isReverseDomain(name))
         logger_->log(SandboxMessage::OrganisationNameNotReverseDomain);
 }
 
@@ -121,7 +128,8 @@ void DesktopFencebox::checkApplicationName() {
     const std::string name = entry_->appName();
     if (!isApplicationName(name))
         logger_->log(SandboxMessage::ApplicationNameIllegal);
-    if (hasDash())
+    dashInName_ = name.find('-') != std::string::npos;
+    if (dashInName_)
         logger_->log(SandboxMessage::DashMayBreakServices);
 }
 
@@ -140,6 +148,11 @@ void DesktopFencebox::checkPackageName() {
         logger_->log(SandboxMessage::NamesMakeNoPackageName);
 }
 
+void DesktopFencebox::checkExecDBus() {
+    if (has("ExecDBus"))
+        dashBreaksService_ = dashInName_;
+}
+
 void DesktopFencebox::checkSystemService() {
     if (!isDeviceManager())
         return;
@@ -150,6 +163,7 @@ void DesktopFencebox::checkSystemService() {
         logger_->log(SandboxMessage::SystemServiceIncomplete);
         return;
     }
+    dashBreaksService_ = dashInName_;
     if (!value("ExecSystemService").starts_with("/usr/libexec/" + meta_->name() + "/"))
         logger_->log(SandboxMessage::SystemServiceInvalid);
     if (value("ExecSystemServiceUser") != "halyard-mdm" || value("ExecSystemServiceGroup") != "privileged")
@@ -178,18 +192,10 @@ void DesktopFencebox::checkLauncher() {
 }
 
 void DesktopFencebox::checkDash() {
-    if (hasDash() && hasService())
+    if (dashBreaksService_)
         logger_->log(SandboxMessage::DashBreaksServices);
-}
-
-bool DesktopFencebox::hasDash() const {
-    return entry_->appName().find('-') != std::string::npos;
-}
-
-bool DesktopFencebox::hasService() const {
-    const bool hasSystemService =
-        isDeviceManager() && std::ranges::all_of(serviceKeys, [this](const char *key) { return has(key); });
-    return has("ExecDBus") || hasSystemService;
+    else if (dashInName_)
+        logger_->log(SandboxMessage::DashMayBreakServices);
 }
 
 bool DesktopFencebox::isDeviceManager() const {

@@ -1,0 +1,59 @@
+#include "kelp/core/common/rpm/installed-files.h"
+
+#include "kelp/core/common/rpm/current-entry.h"
+
+#include <rpm/rpmfiles.h>
+
+namespace Common::Rpm {
+
+namespace {
+
+std::string_view textOf(const char *text) {
+    return text ? text : "";
+}
+
+} // namespace
+
+InstalledFiles::InstalledFiles(const Reader &reader) : files_(fileList(reader)) {}
+
+int InstalledFiles::count() const {
+    return static_cast<int>(rpmfilesFC(files_.get()));
+}
+
+std::filesystem::path InstalledFiles::path(int index) const {
+    return std::string(directory(directoryOf(index))) + std::string(name(index));
+}
+
+std::uint64_t InstalledFiles::size(int index) const {
+    return rpmfilesFSize(files_.get(), index);
+}
+
+bool InstalledFiles::isDirectory(int index) const {
+    return S_ISDIR(rpmfilesFMode(files_.get(), index));
+}
+
+bool InstalledFiles::isConfiguration(int index) const {
+    return (rpmfilesFFlags(files_.get(), index) & RPMFILE_CONFIG) != 0;
+}
+
+bool InstalledFiles::isInstalled(int index) const {
+    return rpmfilesFState(files_.get(), index) == RPMFILE_STATE_NORMAL;
+}
+
+int InstalledFiles::directoryCount() const {
+    return static_cast<int>(rpmfilesDC(files_.get()));
+}
+
+std::string_view InstalledFiles::directory(int directoryIndex) const {
+    return textOf(rpmfilesDN(files_.get(), directoryIndex));
+}
+
+int InstalledFiles::directoryOf(int index) const {
+    return rpmfilesDI(files_.get(), index);
+}
+
+std::string_view InstalledFiles::name(int index) const {
+    return textOf(rpmfilesBN(files_.get(), index));
+}
+
+} // namespace Common::Rpm

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "kelp/core/common/rpm/reader.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <string_view>
+
+struct rpmfiles_s;
+
+namespace Common::Rpm {
+
+/// What rpm's record of an installed package says of its files, by their place in the record's list, the
+/// `fileIndex` of a walk. The disk is not looked at. The record's list is kept alive by the object.
+class InstalledFiles {
+public:
+    /// Raises ErrorCode::BadPackageFileFormat "Couldn't read rpm package" when the list contradicts itself.
+    explicit InstalledFiles(const Reader &reader);
+
+    int count() const;
+    std::filesystem::path path(int index) const;
+    std::uint64_t size(int index) const;
+    bool isDirectory(int index) const;
+    bool isConfiguration(int index) const;
+
+    /// Whether rpm put the file there and takes it away with the package. It leaves alone what it never
+    /// installed (documentation that was excluded, languages, colours), and what another package replaced.
+    bool isInstalled(int index) const;
+
+    // The list as rpm keeps it, for walks over many packages that look at few directories: each directory
+    // once, with its trailing "/", and for each file its directory and name.
+
+    int directoryCount() const;
+    std::string_view directory(int directoryIndex) const;
+    int directoryOf(int index) const;
+    std::string_view name(int index) const;
+
+private:
+    std::shared_ptr<rpmfiles_s> files_;
+};
+
+} // namespace Common::Rpm

@@ -1,0 +1,284 @@
+#include "image/image-fixture.h"
+
+#include "support/text-file.h"
+
+#include <gmock/gmock.h>
+
+#include <sstream>
+
+namespace {
+
+namespace fs = std::filesystem;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+
+/// A machine before its first start, with one sound application, org.sound: whatever befalls others may not
+/// keep it from arriving.
+class Machine {
+public:
+    Machine() { run("add org.sound"); }
+
+    /// Runs commands with two functions for applications: put VARIANT [OPTION...] installs the package
+    /// VARIANT.rpm of this folder's CMakeLists.txt; add does so and gives it a developer's certificate.
+    std::string run(const std::string &commands) const {
+        return image_.run(
+            "set -e\n"
+            "put() {\n"
+            "    cp " KELP_RPMS "/$1.rpm $IMAGE/tmp/application.rpm\n"
+            "    in_image rpm --install --force-debian --nodeps \"${@:2}\" /tmp/application.rpm\n"
+            "}\n"
+            "add() { put \"$@\"; sign ${1%%-*} developer KEY CN=Someone; }\n"
+            "layers=$(dirname $IMAGE)\n" +
+            commands);
+    }
+
+    /// The launcher's own lines of one start.
+    std::string launch() const {
+        std::istringstream output(run("launch"));
+        std::string lines;
+        for (std::string line; std::getline(output, line);)
+            if (line.starts_with("["))
+                lines += line + "\n";
+        return lines;
+    }
+
+    const fs::path &root() const { return image_.root(); }
+    bool holds(const std::string &path) const { return fs::exists(fs::symlink_status(root() / path)); }
+    bool isStamped() const { return holds("var/lib/kelp/.migration_done"); }
+    bool isInRpm(const std::string &id) const {
+        return run("in_image rpm --query " + id + " || true").starts_with(id + "-");
+    }
+
+    void expectStays(const std::string &id) const {
+        EXPECT_TRUE(isInRpm(id)) << id;
+        for (const char *place : {"opt/app/", "opt/kelp/tmp/"})
+            EXPECT_FALSE(holds(place + id + "/")) << id;
+    }
+    void expectArrived(const std::string &id) const {
+        EXPECT_FALSE(isInRpm(id)) << id;
+        EXPECT_EQ(run("in_image /usr/bin/" + id + "; in_image cat /usr/share/" + id + "/words"),
+                  id + "\nwords\n");
+        for (const char *file : {"velura.pkg", "symlink.list", "generated.dir.list"})
+            EXPECT_TRUE(holds("opt/app/" + id + "/1-1/" + file)) << id << " " << file;
+        EXPECT_EQ(run("grep -c package=" + id + " $IMAGE/var/lib/kelp/registry"), "1\n");
+    }
+
+private:
+    Image image_;
+};
+
+using TakeOverTest = ImageFixture;
+
+TEST_F(TakeOverTest, WhatCouldNotBePublishedStaysInRpm) {
+    const std::pair<const char *, const char *> rows[] = {
+        {"add org.app-astray", "the link data/zones leads to nothing in the package"},
+        {"add org.app --excludedocs; echo foreign >$IMAGE/usr/share/org.app/help",
+         "what stands at /usr/share/org.app/help would not go with the package"},
+        {"add org.app; put org.other", "/usr/share/org.app/words belongs to org.other too"},
+        {"ln -s org.app $IMAGE/usr/share/org.alias; add org.app; put org.other-alias",
+         "/usr/share/org.app/words belongs to org.other too"},
+        {"add org.app; put org.app-newer --force --justdb", "rpm holds it more than once"},
+        {"add org.app; rm $IMAGE/usr/share/org.app/words; mkdir $IMAGE/usr/share/org.app/words",
+         "/usr/share/org.app/words is not a file any more"},
+        {"add org.app; in_image useradd somebody; in_image chown somebody /usr/share/org.app; "
+         "ln -sf /etc/shadow $IMAGE/usr/share/org.app/words",
+         "others than root decide what stands at /usr/share/org.app/words"},
+        {"add org.app; mkdir -p $IMAGE/opt/app; touch $IMAGE/opt/app/org.app",
+         "/opt/app/org.app is not a directory"},
+    };
+    for (const auto &[commands, reason] : rows) {
+        const Machine machine;
+        machine.run(commands);
+        EXPECT_THAT(machine.launch(),
+                    HasSubstr(std::string("Failed to copy package org.app files with mappings: ") + reason));
+        machine.expectStays("org.app");
+        machine.expectArrived("org.sound");
+        EXPECT_TRUE(machine.isStamped()) << commands;
+    }
+}
+
+TEST_F(TakeOverTest, OneThatRpmCannotEraseStaysAndTheOthersAreInstalledAndBound) {
+    const Machine machine;
+    machine.run("add org.app-clinging");
+    EXPECT_THAT(machine.launch(), HasSubstr("[E] Couldn't complete migration: rpm_to_kelp\n"));
+    machine.expectStays("org.app");
+    EXPECT_EQ(machine.run("in_image rpm --verify --nodeps org.app"), "");
+    machine.expectArrived("org.sound");
+    EXPECT_EQ(machine.run("sqlite3 $IMAGE/var/lib/trusted-sources/db.sqlite3 'SELECT * FROM packages'"),
+              "org.sound|.no.source.apps\n");
+    EXPECT_FALSE(machine.isStamped());
+    EXPECT_FALSE(machine.holds("var/lib/kelp/takeover.journal"));
+}
+
+TEST_F(TakeOverTest, ApplicationsThatFitOneByOneAreTakenOverOneByOne) {
+    const Machine machine;
+    machine.run(
+        "for id in org.one org.two org.three org.large; do add $id; done; rm $IMAGE/tmp/*.rpm; "
+        "mount -o remount,size=$(($(df --output=used --block-size=1M $layers | tail -n 1) + 30))M $layers");
+    EXPECT_THAT(machine.launch(), HasSubstr("There is no room to take over org.large package"));
+    for (const char *id : {"org.one", "org.two", "org.three", "org.sound"})
+        machine.expectArrived(id);
+    machine.expectStays("org.large");
+    EXPECT_FALSE(machine.isStamped());
+
+    machine.run("mount -o remount,size=1G $layers");
+    machine.launch();
+    machine.expectArrived("org.large");
+    EXPECT_TRUE(machine.isStamped());
+}
+
+TEST_F(TakeOverTest, NothingIsErasedWithoutRoomForRpm) {
+    const Machine machine;
+    for (const char *directory : {"/var/lib/rpm", "/var/tmp"}) {
+        const std::string place = std::string("$IMAGE") + directory;
+        machine.run("mkdir /tmp/kept; cp -a " + place + "/. /tmp/kept; mount -t tmpfs -o size=7M small " +
+                    place + "; cp -a /tmp/kept/. " + place);
+        EXPECT_THAT(machine.launch(),
+                    HasSubstr(std::string("[E] There is too little free space for rpm: ") + directory));
+        machine.expectStays("org.sound");
+        EXPECT_FALSE(machine.holds("var/lib/kelp/takeover.journal"));
+        machine.run("umount " + place + "; rm -r /tmp/kept");
+    }
+}
+
+TEST_F(TakeOverTest, WhatCannotBePublishedAfterTheErasureIsRescued) {
+    const Machine machine;
+    machine.run("add org.app-littering");
+    const std::string log = machine.launch();
+    EXPECT_THAT(log,
+                AllOf(HasSubstr("[E] Attempt to overwrite existing file using mapping: /usr/bin/org.app\n"),
+                      HasSubstr("[E] Package org.app is kept in \"/opt/kelp/rescued/org.app-1-1\"\n")));
+    EXPECT_EQ(readFile(machine.root() / "opt/kelp/rescued/org.app-1-1/data/words"), "words\n");
+    EXPECT_EQ(readFile(machine.root() / "usr/bin/org.app"), "foreign\n");
+    EXPECT_FALSE(machine.holds("opt/app/org.app"));
+    machine.expectArrived("org.sound");
+    EXPECT_TRUE(machine.isStamped());
+}
+
+TEST_F(TakeOverTest, ChangedConfigurationComesAlongAndLeavesNoCopy) {
+    const Machine machine;
+    machine.run("add org.app; echo changed >$IMAGE/etc/org.app.conf; echo other >$IMAGE/etc/org.sound.conf");
+    machine.launch();
+    EXPECT_EQ(readFile(machine.root() / "opt/app/org.app/1-1/etc/org.app.conf"), "changed\n");
+    EXPECT_FALSE(machine.holds("etc/org.app.conf.rpmsave"));
+}
+
+/// Ends a start right behind rpm's erasure, when the journal and the staged trees are all there is.
+constexpr const char *killAfterErasure = "launch_killed_at unlink /opt/kelp/tmp/.ballast >/dev/null; ";
+
+TEST_F(TakeOverTest, TheNextStartGoesByRpmAndTheDisk) {
+    struct {
+        const char *meanwhile;
+        bool arrives;
+        const char *line;
+    } const rows[] = {
+        {"", true, "[I] Package org.app successfully migrated from RPM to KELP\n"},
+        {"rm -r $IMAGE/opt/kelp/tmp/org.app", false,
+         "[E] Package org.app is neither in RPM nor in KELP, and nothing of it is left\n"},
+        {"put org.app", true, "the copy of before is kept in \"/opt/kelp/rescued/org.app-1-1\"\n"},
+        // The erasure had begun and did not end: what is left on the disk is a remnant.
+        {"put org.app --justdb; "
+         "sed --in-place 's/^header .* \\(.*\\)/header 3 \\1/' $IMAGE/var/lib/kelp/takeover.journal",
+         true, "[I] Package org.app successfully migrated from RPM to KELP\n"},
+    };
+    for (const auto &row : rows) {
+        const Machine machine;
+        machine.run(std::string("add org.app; ") + killAfterErasure);
+        ASSERT_FALSE(machine.isInRpm("org.app"));
+        machine.run(row.meanwhile);
+        EXPECT_THAT(machine.launch(), HasSubstr(row.line)) << row.meanwhile;
+        if (row.arrives)
+            machine.expectArrived("org.app");
+        machine.expectArrived("org.sound");
+        EXPECT_FALSE(machine.holds("var/lib/kelp/takeover.journal"));
+        EXPECT_TRUE(machine.isStamped());
+    }
+}
+
+TEST_F(TakeOverTest, AJournalThatCannotBeReadClearsNothing) {
+    const Machine machine;
+    machine.run(killAfterErasure);
+    machine.run("sed --in-place '$ d' $IMAGE/var/lib/kelp/takeover.journal");
+    EXPECT_THAT(machine.launch(),
+                HasSubstr("[E] Couldn't read the take-over journal: /var/lib/kelp/takeover.journal\n"
+                          "[E] Couldn't complete migration: rpm_to_kelp\n"));
+    EXPECT_TRUE(machine.holds("opt/kelp/tmp/org.sound/data/words"));
+}
+
+TEST_F(TakeOverTest, ADamagedRecordOfSomebodyElseMattersOnlyWhileAJournalExists) {
+    const char *damage =
+        "put org.other; sqlite3 $IMAGE/var/lib/rpm/rpmdb.sqlite \"UPDATE Packages SET blob = "
+        "substr(blob, 1, 100) WHERE hnum = (SELECT max(hnum) FROM Packages)\"";
+    const Machine machine;
+    machine.run(damage);
+    EXPECT_THAT(machine.launch(), HasSubstr("[W] The rpm database has records that cannot be read\n"));
+    machine.expectArrived("org.sound");
+
+    const Machine killed;
+    killed.run(killAfterErasure);
+    killed.run(damage);
+    EXPECT_THAT(killed.launch(), HasSubstr("[E] The rpm database has records that cannot be read\n"));
+    EXPECT_TRUE(killed.holds("opt/kelp/tmp/org.sound/data/words"));
+    EXPECT_FALSE(killed.isStamped());
+}
+
+TEST_F(TakeOverTest, ARecordOfWhatTheStoreHoldsGoesOnlyWhenAllIsTheStores) {
+    const Machine machine;
+    machine.run("add org.app");
+    machine.launch();
+    const std::string again = "rm $IMAGE/var/lib/kelp/.migration_done; ";
+    machine.run(again + "put org.sound --justdb; put org.app-newer --justdb");
+    EXPECT_THAT(machine.launch(), HasSubstr("the store holds version 1-1\n"));
+    machine.expectArrived("org.sound");
+    EXPECT_TRUE(machine.isInRpm("org.app"));
+}
+
+TEST_F(TakeOverTest, OnlyItsOwnTemporaryDirectoryIsCleared) {
+    struct {
+        const char *setting;
+        bool isRefused;
+    } const rows[] = {
+        {"", true}, {"/home", true}, {"/opt", true}, {"/opt/app/tmp", true}, {"/scratch", false}};
+    for (const auto &[setting, isRefused] : rows) {
+        const Machine machine;
+        machine.run(
+            std::string("mkdir $IMAGE/home/somebody $IMAGE/scratch; printf '[kelp]\\ntemp_directory = ") +
+            setting + "\\n' | put_file /etc/kelp/kelp.conf");
+        const auto refusal = HasSubstr("[E] The temporary directory is not the package manager's own: ");
+        if (isRefused) {
+            EXPECT_THAT(machine.launch(), refusal) << setting;
+            machine.expectStays("org.sound");
+        } else {
+            EXPECT_THAT(machine.launch(), Not(refusal)) << setting;
+            machine.expectArrived("org.sound");
+        }
+        EXPECT_TRUE(machine.holds("home/somebody")) << setting;
+    }
+}
+
+TEST_F(TakeOverTest, ALateArrivalGetsWhatTheOtherMigrationsDid) {
+    const Machine machine;
+    machine.run("add_user alice; echo words | put_file /srv/shared/org.example/common/team; "
+                "echo '{\"f\": \"/usr/share/common/org.example/x\"}' | "
+                "put_file /etc/integrityd/config.d/org.sound.json; "
+                "touch $IMAGE/var/lib/kelp/.migration_{skid,integrityd}_done");
+    machine.launch();
+    machine.expectArrived("org.sound");
+    EXPECT_TRUE(machine.holds("srv/shared/org.example/KEY/common/team"));
+    EXPECT_EQ(readFile(machine.root() / "opt/app/org.sound/1-1/@resources/integrityd.json"),
+              "{\"f\": \"/usr/share/common/org.example/KEY/x\"}\n");
+}
+
+TEST_F(TakeOverTest, ASecondLauncherWaitsAndTouchesNothing) {
+    const Machine machine;
+    machine.run("flock $IMAGE/var/lib/kelp/store.lock sleep 1 & while flock --nonblock "
+                "$IMAGE/var/lib/kelp/store.lock "
+                "true; do :; "
+                "done; launch >/tmp/second & sleep 0.5; test -e $IMAGE/usr/bin/org.sound -a ! -e "
+                "$IMAGE/opt/app; wait");
+    machine.expectArrived("org.sound");
+    EXPECT_EQ(machine.run("stat --format=%a $IMAGE/var/lib/kelp/store.lock"), "600\n");
+}
+
+} // namespace
