@@ -1,6 +1,6 @@
 #include "kelp/core/trusted-sources/error-category.h"
 
-#include "kelp/core/common/error-table.h"
+#include "kelp/core/common/category-of-rows.h"
 
 #include <gtest/gtest.h>
 

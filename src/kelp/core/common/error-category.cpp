@@ -1,14 +1,10 @@
 #include "kelp/core/common/error-category.h"
 
-#include "kelp/core/common/error-table.h"
-
-#include <string>
-
 namespace Common {
 
 namespace {
 
-constexpr ErrorRow rows[] = {
+constexpr ErrorRow errorRows[] = {
     {0, "io.tvk.KELP.Error.None", "No error occurred"},
     {1, "io.tvk.KELP.Error.Filesystem", "Filesystem error occurred"},
     {2, "io.tvk.KELP.Error.Internal", "Internal error occurred"},
@@ -55,34 +51,13 @@ constexpr ErrorRow rows[] = {
      "The package has a developer signature with a disallowed subgroup"},
 };
 
-const ErrorTable &table() {
-    static const ErrorTable instance(rows, static_cast<std::int32_t>(ErrorCode::Internal));
-    return instance;
-}
-
-class ErrorCodeCategoryImpl final : public std::error_category {
-public:
-    const char *name() const noexcept override { return "Common::ErrorCategory"; }
-    std::string message(int code) const override { return table().message(code); }
-};
-
 } // namespace
 
-const std::error_category &ErrorCategory::instance() {
-    static const ErrorCodeCategoryImpl category;
+template<>
+const RowsCategory &ErrorCategory::rows() {
+    static const RowsCategory category("Common::ErrorCategory", errorRows,
+                                       static_cast<std::int32_t>(ErrorCode::Internal));
     return category;
-}
-
-std::error_code ErrorCategory::make(ErrorCode code) {
-    return {static_cast<int>(code), instance()};
-}
-
-ErrorDescription ErrorCategory::describeCode(std::int32_t code) {
-    return table().describeCode(code);
-}
-
-ErrorDescription ErrorCategory::describeName(std::string_view name) {
-    return table().describeName(name);
 }
 
 } // namespace Common

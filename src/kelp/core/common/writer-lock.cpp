@@ -21,16 +21,12 @@ Error lockError() {
     return {ErrorCode::Filesystem, "Couldn't take the lock: " + WriterLock::path().string()};
 }
 
-int openLock() {
+FileDescriptor openLock() {
     createDirectories(WriterLock::path().parent_path());
-    const int file = ::open(WriterLock::path().c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
-    if (file < 0)
-        throw lockError();
+    FileDescriptor file(::open(WriterLock::path().c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
     // One made under another mask lets others lock us out.
-    if (::fchmod(file, 0600) != 0) {
-        ::close(file);
+    if (file.get() < 0 || ::fchmod(file.get(), 0600) != 0)
         throw lockError();
-    }
     return file;
 }
 
@@ -63,24 +59,18 @@ std::filesystem::path WriterLock::path() {
 }
 
 WriterLock::WriterLock(Wait wait) : file_(openLock()) {
-    try {
-        if (!tryLock(file_, LOCK_EX | LOCK_NB)) {
-            if (wait == Wait::No)
-                throw Error(ErrorCode::Internal, "Another process changes the store: " + holder());
-            LogStream(LogLevel::Info) << "Waiting for another process that changes the store: " << holder();
-            tryLock(file_, LOCK_EX);
-        }
-    } catch (...) {
-        ::close(file_);
-        throw;
+    if (!tryLock(file_.get(), LOCK_EX | LOCK_NB)) {
+        if (wait == Wait::No)
+            throw Error(ErrorCode::Internal, "Another process changes the store: " + holder());
+        LogStream(LogLevel::Info) << "Waiting for another process that changes the store: " << holder();
+        tryLock(file_.get(), LOCK_EX);
     }
-    writeHolder(file_);
+    writeHolder(file_.get());
 }
 
 WriterLock::~WriterLock() {
     // A file that names nobody says that the last holder came to its end.
-    [[maybe_unused]] const int ignored = ::ftruncate(file_, 0);
-    ::close(file_);
+    [[maybe_unused]] const int ignored = ::ftruncate(file_.get(), 0);
 }
 
 } // namespace Common

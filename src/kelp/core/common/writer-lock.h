@@ -1,5 +1,7 @@
 #pragma once
 
+#include "kelp/core/common/file-descriptor.h"
+
 #include <filesystem>
 
 namespace Common {
@@ -23,7 +25,7 @@ public:
     static std::filesystem::path path();
 
 private:
-    int file_;
+    FileDescriptor file_;
 };
 
 } // namespace Common

@@ -1,14 +1,10 @@
 #include "kelp/core/trusted-sources/error-category.h"
 
-#include "kelp/core/common/error-table.h"
-
 namespace Core::TrustedSources {
 
 namespace {
 
-using Common::ErrorTable;
-
-constexpr Common::ErrorRow rows[] = {
+constexpr Common::ErrorRow errorRows[] = {
     {0, "io.tvk.KELP.TrustedSources.Error.Internal", "Internal error occurred"},
     {1, "io.tvk.KELP.TrustedSources.Error.SourceNotFound", "The source does not exist"},
     {2, "io.tvk.KELP.TrustedSources.Error.UnauthorizedAccess",
@@ -22,34 +18,15 @@ constexpr Common::ErrorRow rows[] = {
     {6, "io.tvk.KELP.TrustedSources.Error.SourceNotAllowed", "Source not allowed by administrator"},
 };
 
-const ErrorTable &table() {
-    static const ErrorTable instance(rows, static_cast<std::int32_t>(ErrorCode::Internal));
-    return instance;
-}
-
-class ErrorCodeCategoryImpl final : public std::error_category {
-public:
-    const char *name() const noexcept override { return "Core::TrustedSources::ErrorCategory"; }
-    std::string message(int code) const override { return table().message(code); }
-};
-
 } // namespace
 
-const std::error_category &ErrorCategory::instance() {
-    static const ErrorCodeCategoryImpl category;
+} // namespace Core::TrustedSources
+
+template<>
+const Common::RowsCategory &Core::TrustedSources::ErrorCategory::rows() {
+    using Core::TrustedSources::errorRows;
+    static const Common::RowsCategory category(
+        "Core::TrustedSources::ErrorCategory", errorRows,
+        static_cast<std::int32_t>(Core::TrustedSources::ErrorCode::Internal));
     return category;
 }
-
-std::error_code ErrorCategory::make(ErrorCode code) {
-    return {static_cast<int>(code), instance()};
-}
-
-Common::ErrorDescription ErrorCategory::describeCode(std::int32_t code) {
-    return table().describeCode(code);
-}
-
-Common::ErrorDescription ErrorCategory::describeName(std::string_view name) {
-    return table().describeName(name);
-}
-
-} // namespace Core::TrustedSources

@@ -1,6 +1,7 @@
 #include "kelp/core/common/rpm/packed-file.h"
 
 #include "kelp/core/common/error.h"
+#include "kelp/core/common/file-descriptor.h"
 
 #include <rpm/rpmfi.h>
 
@@ -10,7 +11,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <span>
-#include <utility>
 
 namespace Common::Rpm {
 
@@ -35,26 +35,6 @@ bool writeAll(int file, Chunk chunk) {
 [[noreturn]] void raiseUnwritable(const std::filesystem::path &path) {
     throw Error(ErrorCode::Filesystem, "Couldn't write rpm package content to " + path.string());
 }
-
-/// Closes a file when an exception passes by.
-class OwnedFile {
-public:
-    explicit OwnedFile(int file) : file_(file) {}
-    OwnedFile(const OwnedFile &) = delete;
-    OwnedFile &operator=(const OwnedFile &) = delete;
-    ~OwnedFile() {
-        if (file_ >= 0)
-            ::close(file_);
-    }
-
-    int get() const { return file_; }
-
-    /// False when the system had still to write and could not.
-    bool close() { return ::close(std::exchange(file_, -1)) == 0; }
-
-private:
-    int file_;
-};
 
 } // namespace
 
@@ -85,11 +65,11 @@ std::vector<std::uint8_t> PackedFile::readAll() const {
 }
 
 void PackedFile::writeTo(const std::filesystem::path &path) const {
-    OwnedFile file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
+    FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
     if (file.get() < 0)
         throw Error(ErrorCode::Filesystem, "Couldn't open file for writing rpm content: " + path.string());
     writeTo(file.get(), path);
-    if (!file.close())
+    if (::close(file.release()) != 0)
         raiseUnwritable(path);
 }
 

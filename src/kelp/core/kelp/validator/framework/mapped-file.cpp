@@ -1,9 +1,10 @@
 #include "kelp/core/kelp/validator/framework/mapped-file.h"
 
+#include "kelp/core/common/file-descriptor.h"
+
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <optional>
 
@@ -11,45 +12,33 @@ namespace Validator {
 
 namespace {
 
-class Descriptor {
-public:
-    explicit Descriptor(const std::filesystem::path &path) :
-        number_(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {}
-    Descriptor(const Descriptor &) = delete;
-    Descriptor &operator=(const Descriptor &) = delete;
-    ~Descriptor() {
-        if (number_ >= 0)
-            ::close(number_);
-    }
+using Common::FileDescriptor;
 
-    /// The size when this is an open regular file.
-    std::optional<std::size_t> fileSize() const {
-        struct stat status;
-        if (number_ < 0 || ::fstat(number_, &status) != 0 || !S_ISREG(status.st_mode))
-            return std::nullopt;
-        return static_cast<std::size_t>(status.st_size);
-    }
+/// The size when this is an open regular file.
+std::optional<std::size_t> fileSize(const FileDescriptor &file) {
+    struct stat status;
+    if (file.get() < 0 || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode))
+        return std::nullopt;
+    return static_cast<std::size_t>(status.st_size);
+}
 
-    /// All of the file, or an empty view.
-    std::string_view map(std::size_t size) const {
-        void *address = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, number_, 0);
-        return address == MAP_FAILED ? std::string_view()
-                                     : std::string_view(static_cast<const char *>(address), size);
-    }
-
-private:
-    int number_;
-};
+/// All of the file, or an empty view.
+std::string_view map(const FileDescriptor &file, std::size_t size) {
+    void *address = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file.get(), 0);
+    return address == MAP_FAILED ? std::string_view()
+                                 : std::string_view(static_cast<const char *>(address), size);
+}
 
 } // namespace
 
 std::shared_ptr<const MappedFile> MappedFile::open(const std::filesystem::path &path) {
-    const Descriptor descriptor(path);
-    const auto size = descriptor.fileSize();
+    // Without O_NONBLOCK the open itself would wait for a pipe's writer.
+    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    const auto size = fileSize(file);
     if (!size)
         return nullptr;
     // No system maps zero bytes.
-    const std::string_view bytes = *size == 0 ? std::string_view() : descriptor.map(*size);
+    const std::string_view bytes = *size == 0 ? std::string_view() : map(file, *size);
     if (bytes.size() != *size)
         return nullptr;
     return std::shared_ptr<const MappedFile>(new MappedFile(bytes));

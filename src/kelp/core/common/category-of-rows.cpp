@@ -1,4 +1,4 @@
-#include "kelp/core/common/error-table.h"
+#include "kelp/core/common/category-of-rows.h"
 
 namespace Common {
 
@@ -16,7 +16,8 @@ std::string_view behindLastFullStop(std::string_view name) {
 
 } // namespace
 
-ErrorTable::ErrorTable(std::span<const ErrorRow> rows, std::int32_t fallback) : fallback_(fallback) {
+RowsCategory::RowsCategory(const char *name, std::span<const ErrorRow> rows, std::int32_t fallback) :
+    name_(name), fallback_(fallback) {
     for (const ErrorRow &row : rows) {
         names_.emplace(row.code, row.name);
         messages_.emplace(row.code, row.message);
@@ -24,16 +25,16 @@ ErrorTable::ErrorTable(std::span<const ErrorRow> rows, std::int32_t fallback) : 
     }
 }
 
-std::string ErrorTable::message(std::int32_t code) const {
+std::string RowsCategory::message(int code) const {
     return std::string(valueOr(messages_, code, messages_.at(fallback_)));
 }
 
-ErrorDescription ErrorTable::describeCode(std::int32_t code) const {
+ErrorDescription RowsCategory::describeCode(std::int32_t code) const {
     const std::string_view name = valueOr(names_, code, names_.at(fallback_));
     return {code, std::string(name), std::string(behindLastFullStop(name))};
 }
 
-ErrorDescription ErrorTable::describeName(std::string_view name) const {
+ErrorDescription RowsCategory::describeName(std::string_view name) const {
     return {valueOr(codes_, name, fallback_), {}, std::string(name)};
 }
 
