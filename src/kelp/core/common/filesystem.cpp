@@ -3,11 +3,7 @@
 #include "kelp/core/common/or-raise.h"
 #include "kelp/core/common/path-tests.h"
 
-#include <fcntl.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
 #include <fstream>
 #include <iterator>
 
@@ -72,13 +68,6 @@ void move(const fs::path &from, const fs::path &to) {
     orRaise(ErrorCode::Filesystem, "Couldn't move " + from.string() + " to " + to.string(), [&] {
         fs::create_directories(to.parent_path());
         fs::rename(from, to);
-    });
-}
-
-void moveToFreeName(const fs::path &from, const fs::path &to) {
-    orRaise(ErrorCode::Filesystem, "Couldn't move " + from.string() + " to " + to.string(), [&] {
-        if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) != 0)
-            throw fs::filesystem_error("cannot rename", from, to, {errno, std::system_category()});
     });
 }
 

@@ -26,9 +26,6 @@ std::filesystem::path readSymlink(const std::filesystem::path &path);
 /// Makes the parents of `to`, then renames: one atomic step within a filesystem, an error across filesystems.
 void move(const std::filesystem::path &from, const std::filesystem::path &to);
 
-/// Renames to a name that is free, in one step; fails, with the same text as move(), when it is taken.
-void moveToFreeName(const std::filesystem::path &from, const std::filesystem::path &to);
-
 /// Makes the parents of `link`, then the link. A `link` that exists (a dangling link does not) fails with a
 /// text that ends in " (path already exists)" and no log line, and stays as it was.
 void createSymlink(const std::filesystem::path &target, const std::filesystem::path &link);

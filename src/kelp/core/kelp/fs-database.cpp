@@ -58,11 +58,11 @@ void requireCorrupted(const std::string &id, const Error &error) {
         throw unreadableDescriptor(id);
 }
 
-/// Of a package with a corrupted descriptor nothing is left when this is raised; one that is still there has
-/// a descriptor that the disk did not give.
-bool isUnreadDescriptor(const std::exception &error) {
+/// Whether the disk is at fault, and not the package: it was full, or did not give what is there.
+bool isFaultOfDisk(const std::exception &error) {
     const auto *ours = dynamic_cast<const Error *>(&error);
-    return ours && ours->code() == Common::ErrorCategory::make(ErrorCode::CorruptedInstalledPackage);
+    return ours && (ours->code() == Common::ErrorCategory::make(ErrorCode::Filesystem) ||
+                    ours->code() == Common::ErrorCategory::make(ErrorCode::CorruptedInstalledPackage));
 }
 
 void renameLink(const fs::path &from, const fs::path &to) {
@@ -225,8 +225,23 @@ void FSDatabase::recoverPrevious(const std::string &id) {
         LogStream(LogLevel::Warning)
             << "Couldn't recover the previous version of the package corrupted by the upgrade: " << id;
         LogStream(LogLevel::Warning) << error;
-        if (!isUnreadDescriptor(error) || !isInstalled(id))
+        if (isFaultOfDisk(error) && isInstalled(id))
+            keepUnpublished(id);
+        else
             removeUnrecoverable(id);
+    }
+}
+
+/// The package is whole in the store, only not published. Without the version that failed a full disk has
+/// room again; and if it has not, the next update publishes.
+void FSDatabase::keepUnpublished(const std::string &id) {
+    if (Common::exists(pathResolver_->previousDirectory(id)))
+        return; // Not even the link could be renamed.
+    cleanupVersionsExceptCurrent(id);
+    try {
+        generateMappings(id);
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Warning) << error;
     }
 }
 

@@ -83,6 +83,7 @@ private:
     void backUpCurrent(const std::string &id);
     void promoteNext(const std::string &id);
     void recoverPrevious(const std::string &id);
+    void keepUnpublished(const std::string &id);
     void removeUnrecoverable(const std::string &id);
     void rollBackToPrevious(const std::string &id);
     void cleanupFailedInstallation(const std::string &id);

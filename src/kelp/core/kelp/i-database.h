@@ -29,7 +29,8 @@ public:
 
     /// Makes the prepared version current: takes back the files that the old one published, publishes those
     /// of the new one and removes the old one. Raises Internal when nothing is prepared. After any other
-    /// failure the old version is current again, or the package is removed when that fails too.
+    /// failure the old version is current again, and published unless the disk does not let it be; where it
+    /// cannot come back for another reason, the package is removed.
     virtual void completeUpdate(const std::string &id) = 0;
 
     /// Raises PackageNotExist for an id that is not installed.
