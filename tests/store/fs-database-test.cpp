@@ -189,6 +189,21 @@ TEST_F(FSDatabaseTest, AFailedUpdateBringsThePreviousVersionBack) {
     EXPECT_THAT(recordedEvents(), IsEmpty());
 }
 
+TEST_F(FSDatabaseTest, WhatCouldNotBeMovedOrRemovedCostsNoVersion) {
+    install("1-1", {{"bin/tool", "old"}});
+    prepare("2-1", {{"bin/tool", "new"}});
+    writeFile(stored("prev/in the way"), "of the backup");
+    EXPECT_THROW(database.completeUpdate(id), Common::Error);
+    EXPECT_THAT(slots(), UnorderedElementsAre("1-1", "current -> 1-1"));
+    EXPECT_EQ(readFile(at("usr/bin/tool")), "old");
+
+    // A list that does not name a mapping leaves it where a removal that fails does.
+    writeFile(stored("1-1/symlink.list"), "");
+    prepare("2-1", {{"bin/tool", "new"}});
+    database.completeUpdate(id);
+    EXPECT_EQ(readFile(at("usr/bin/tool")), "new");
+}
+
 TEST_F(FSDatabaseTest, AVersionThatCannotComeBackCostsThePackageOnlyWhenItIsCorrupted) {
     const auto fillDisk = [&] {
         for (const char *file : {"publication.plan", "symlink.list", "generated.dir.list"})

@@ -88,9 +88,10 @@ void FSDatabase::publishCurrent(const std::string &id, const PackageInformation 
     std::vector<fs::path> made;
     try {
         plan = planPublication(current, current, mappings, DanglingLinks::Fail);
-        // What an attempt that was not flushed has left, with or without its plan, may be incomplete.
-        if (durability == Durability::Deferred)
-            takeBackFiles(plan);
+        // Something of ours is in the way where it could not be removed, and where an attempt that was not
+        // flushed has left it with or without its plan.
+        takeBackFiles(plan,
+                      durability == Durability::Deferred ? CopiedLinks::AreOurs : CopiedLinks::AreForeign);
         requireFreeTargets(plan);
         writePlan(id, plan, durability);
         publish(plan, mode, made);

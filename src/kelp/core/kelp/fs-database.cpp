@@ -218,7 +218,13 @@ void FSDatabase::recoverPrevious(const std::string &id) {
     LogStream(LogLevel::Info) << "Recovering the previous version package corrupted by the upgrade: " << id;
     try {
         tryRemoveMappingsUsingCurrentDirectory(id);
-        rollBackToPrevious(id);
+        // With `next` still there, `current` may be that of the previous version: not even it could be
+        // renamed.
+        if (!hasPendingUpdate(id) || !isInstalled(id))
+            rollBackToPrevious(id);
+        // What is published is what the version of record says, which the one that failed must not be.
+        if (hasPendingUpdate(id))
+            cleanupVersionsExceptCurrent(id);
         generateMappings(id);
         cleanupVersionsExceptCurrent(id);
     } catch (const std::exception &error) {

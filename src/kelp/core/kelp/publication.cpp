@@ -83,12 +83,14 @@ void unpublish(const std::vector<fs::path> &links) {
     });
 }
 
-void takeBackFiles(const PublicationPlan &plan) {
+void takeBackFiles(const PublicationPlan &plan, CopiedLinks copiedLinks) {
     std::set<fs::path> unfinished;
     for (const PlannedFile &file : plan.files) {
         unfinished.insert(file.target.parent_path() / Common::unfinishedCopyName);
         forEachThere({file.target}, [&](const Directory &parent, const std::string &name) {
-            if (isMappingOf(parent.reach(name), file.source))
+            const fs::path place = parent.reach(name);
+            if (isMappingOf(place, file.source) ||
+                (copiedLinks == CopiedLinks::AreOurs && isCopiedLinkOf(place, file.source)))
                 parent.removeFile(name);
         });
     }
@@ -97,7 +99,7 @@ void takeBackFiles(const PublicationPlan &plan) {
 }
 
 void takeBack(const PublicationPlan &plan) {
-    takeBackFiles(plan);
+    takeBackFiles(plan, CopiedLinks::AreOurs);
     removeEmptyDirectories({plan.directories.rbegin(), plan.directories.rend()});
 }
 

@@ -29,11 +29,17 @@ void publish(const PublicationPlan &plan, MappingMode mode, std::vector<std::fil
 /// Takes back files that were just made, by their paths alone.
 void unpublish(const std::vector<std::filesystem::path> &links);
 
-/// Takes back what an interrupted publication may have left of a plan: the files that are mappings of the
-/// planned sources, and unfinished copies. What is somebody else's stays.
-void takeBackFiles(const PublicationPlan &plan);
+/// What to take a link for that may be a copy of one of the package, or somebody else's of the same text.
+enum class CopiedLinks {
+    AreForeign,
+    AreOurs, ///< Where it is known that nothing stood there before: requireFreeTargets() was passed.
+};
 
-/// The same, and then the directories that are empty.
+/// Takes back the files of a plan that are mappings of the planned sources, and unfinished copies. What is
+/// somebody else's stays.
+void takeBackFiles(const PublicationPlan &plan, CopiedLinks copiedLinks);
+
+/// Takes back what an interrupted publication has left: the files, and then the directories that are empty.
 void takeBack(const PublicationPlan &plan);
 
 /// Takes back those of the listed files that are still mappings.

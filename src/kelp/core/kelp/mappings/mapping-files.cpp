@@ -80,12 +80,15 @@ bool isMapping(const fs::path &path) {
 
 bool isMappingOf(const fs::path &path, const fs::path &source) {
     try {
-        const fs::path target = mappingTarget(path);
-        const bool isCopiedLink = Common::isSymlink(path) && Common::isSymlink(source);
-        return target == source || (isCopiedLink && target == Common::readSymlink(source));
+        return mappingTarget(path) == source;
     } catch (const Error &) {
         return false;
     }
+}
+
+bool isCopiedLinkOf(const fs::path &path, const fs::path &source) {
+    return Common::isSymlink(path) && Common::isSymlink(source) &&
+           Common::readSymlink(path) == Common::readSymlink(source);
 }
 
 void requireFreeTarget(const fs::path &target) {

@@ -18,8 +18,12 @@ std::filesystem::path mappingTarget(const std::filesystem::path &path);
 /// Whether `path` is a link, or a copy that still carries its attribute.
 bool isMapping(const std::filesystem::path &path);
 
-/// Whether `path` is what createMapping() makes of `source`.
+/// Whether `path` points to `source`, as only what createMapping() makes of it does.
 bool isMappingOf(const std::filesystem::path &path, const std::filesystem::path &source);
+
+/// Whether `path` may be the copy of `source` that createMapping() makes of a link which points beside
+/// itself. Nothing tells it from a link of the same text that is somebody else's.
+bool isCopiedLinkOf(const std::filesystem::path &path, const std::filesystem::path &source);
 
 /// Raises the ErrorCode::FileConflict that createMapping() would raise.
 void requireFreeTarget(const std::filesystem::path &target);
