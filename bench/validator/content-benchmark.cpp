@@ -11,7 +11,7 @@ using namespace Validator;
 
 namespace {
 
-constexpr const char *kQmlFile = "/usr/share/org.example.app/qml/A.qml";
+constexpr const char *qmlFile = "/usr/share/org.example.app/qml/A.qml";
 
 /// Files that all import the same hundred modules, a third of which the profile objects to.
 void qmlImportsByFiles(benchmark::State &state) {
@@ -23,7 +23,7 @@ void qmlImportsByFiles(benchmark::State &state) {
     for (auto _ : state) {
         const auto checker = bench.make<QmlImports>();
         for (std::int64_t i = 0; i < state.range(0); ++i)
-            checker->validate(kQmlFile, file);
+            checker->validate(qmlFile, file);
     }
     state.SetComplexityN(state.range(0));
 }
@@ -37,7 +37,7 @@ void qmlImportsByImports(benchmark::State &state) {
     Workbench bench;
     const std::string content = numbered(
         state.range(0), [](const std::string &number) { return "import Some.Module 1." + number + '\n'; });
-    measure<QmlImports>(state, bench, kQmlFile, bench.unpack("A.qml", content));
+    measure<QmlImports>(state, bench, qmlFile, bench.unpack("A.qml", content));
 }
 BENCHMARK(qmlImportsByImports)
     ->RangeMultiplier(10)

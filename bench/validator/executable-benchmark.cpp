@@ -9,10 +9,10 @@ using namespace Validator;
 
 namespace {
 
-constexpr const char *kMain = "/usr/bin/org.example.app";
+constexpr const char *mainBinary = "/usr/bin/org.example.app";
 
 void measureImage(benchmark::State &state, Workbench &bench, const ElfImage &image) {
-    measure<Executable>(state, bench, kMain, bench.unpack("program", image.bytes()));
+    measure<Executable>(state, bench, mainBinary, bench.unpack("program", image.bytes()));
 }
 
 void executableBySymbols(benchmark::State &state) {

@@ -14,7 +14,7 @@ void metaStageByFiles(benchmark::State &state) {
     bench.list(state.range(0));
     const RpmMeta meta(bench.facts);
     for (auto _ : state)
-        benchmark::DoNotOptimize(RpmMetaChecker(bench.config, meta).run());
+        benchmark::DoNotOptimize(RpmMetaChecker(bench.config, meta).validateMeta());
     state.SetComplexityN(state.range(0));
 }
 BENCHMARK(metaStageByFiles)

@@ -1,7 +1,7 @@
 #include "kelp/core/kelp/validator/program/executable.h"
 
 #include "checker-fixture.h"
-#include "kelp/core/kelp/validator/program/rpath-rule.h"
+#include "kelp/core/kelp/validator/program/rpath.h"
 #include "validator/content/elf-image.h"
 
 #include <sys/stat.h>
@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 using Flag = ValidatorFlag;
 using Dynamic = std::vector<std::pair<std::uint64_t, std::string>>;
 
-constexpr const char *kMain = "/usr/bin/org.example.app";
+constexpr const char *mainBinary = "/usr/bin/org.example.app";
 
 class ExecutableTest : public CheckerTest {
 protected:
@@ -43,8 +43,8 @@ std::string dynamicImage(const Dynamic &entries) {
 TEST_F(ExecutableTest, TakesTheMainBinaryAndWhatItsOwnerMayExecute) {
     const auto checker = make<Executable>();
     const std::string plain = unpack("text", false);
-    EXPECT_TRUE(checker->canValidate(kMain, plain));
-    EXPECT_TRUE(checker->canValidate(kMain, "/absent"));
+    EXPECT_TRUE(checker->canValidate(mainBinary, plain));
+    EXPECT_TRUE(checker->canValidate(mainBinary, "/absent"));
     EXPECT_FALSE(checker->canValidate("/usr/bin/org.example.app2", plain));
     EXPECT_FALSE(checker->canValidate("/usr/share/a", root_.path()));
     EXPECT_FALSE(checker->canValidate("/usr/share/a", "/absent"));
@@ -73,8 +73,8 @@ TEST_F(ExecutableTest, JudgesTheFormatAndThePlaceOfAFile) {
         std::string content;
         Lines lines;
     } cases[] = {
-        {"the main binary", kMain, sound, {}},
-        {"a name that begins with the main binary's", kMain + std::string("-helper"), sound, {}},
+        {"the main binary", mainBinary, sound, {}},
+        {"a name that begins with the main binary's", mainBinary + std::string("-helper"), sound, {}},
         {"libexec", "/usr/libexec/org.example.app/tool", sound, {}},
         {"another's libexec",
          "/usr/libexec/org.example.app2/tool",
@@ -83,10 +83,10 @@ TEST_F(ExecutableTest, JudgesTheFormatAndThePlaceOfAFile) {
         {"libexec itself", "/usr/libexec/org.example.app", sound, {badPlace("/usr/libexec/org.example.app")}},
         {"a third party library", "/usr/lib/3rdparty/org.example.app/liba.so.1", sound, {}},
         {"a program among the data", share, sound, {badPlace(share)}},
-        {"a script", kMain, "#!/bin/sh\n", {badFormat(kMain)}},
-        {"nothing", kMain, "", {badFormat(kMain)}},
-        {"a beginning", kMain, sound.substr(0, 40), {badFormat(kMain)}},
-        {"big endian", kMain, image("", ElfImage::Order::Big), {badFormat(kMain)}},
+        {"a script", mainBinary, "#!/bin/sh\n", {badFormat(mainBinary)}},
+        {"nothing", mainBinary, "", {badFormat(mainBinary)}},
+        {"a beginning", mainBinary, sound.substr(0, 40), {badFormat(mainBinary)}},
+        {"big endian", mainBinary, image("", ElfImage::Order::Big), {badFormat(mainBinary)}},
         {"sections nowhere", share, wild.bytes(), {badPlace(share)}},
     };
     for (const auto &c : cases)
@@ -94,7 +94,7 @@ TEST_F(ExecutableTest, JudgesTheFormatAndThePlaceOfAFile) {
     EXPECT_THAT(validate(share, sound, false), IsEmpty());
 
     facts_.architecture = "noarch";
-    EXPECT_THAT(validate(kMain, sound),
+    EXPECT_THAT(validate(mainBinary, sound),
                 ElementsAre(warning("[arch] RPMs containing arch-specific content should not be noarch")));
 }
 
@@ -104,7 +104,7 @@ TEST_F(ExecutableTest, IsNotHeldUpByWhatIsNoFile) {
     for (const fs::path &path : {root_.path() / "pipe", root_.path() / "loop", root_.path()}) {
         const auto checker = make<Executable>();
         EXPECT_THAT(
-            linesOf([&] { checker->validate(kMain, path); }),
+            linesOf([&] { checker->validate(mainBinary, path); }),
             ElementsAre(error("[/usr/bin/org.example.app] Executable has a wrong format or encoding")));
         EXPECT_FALSE(logger_->getFlag(Flag::MainBinarySeen));
     }
@@ -114,11 +114,12 @@ TEST_F(ExecutableTest, FindsImportsWithinBinaries) {
     const auto beware = [](const std::string &import) {
         return info("[" + import + "] Beware only allowed imports can be used");
     };
-    EXPECT_THAT(validate(kMain, image("\1import Halyard.Vitrine 1.0\nimport Foo 1.0\nimport Bar 2.0 as B\n"
-                                      "import Foo 1.0\nimport Bar 2\nimport Last 1.0")),
-                UnorderedElementsAre(beware("Foo 1.0"), beware("Bar 2.0")));
+    EXPECT_THAT(
+        validate(mainBinary, image("\1import Halyard.Vitrine 1.0\nimport Foo 1.0\nimport Bar 2.0 as B\n"
+                                   "import Foo 1.0\nimport Bar 2\nimport Last 1.0")),
+        UnorderedElementsAre(beware("Foo 1.0"), beware("Bar 2.0")));
     EXPECT_TRUE(logger_->getFlag(Flag::ImportsVitrine));
-    EXPECT_THAT(validate(kMain, image("import Halyard.Vitrine 1.0")), IsEmpty());
+    EXPECT_THAT(validate(mainBinary, image("import Halyard.Vitrine 1.0")), IsEmpty());
     EXPECT_FALSE(logger_->getFlag(Flag::ImportsVitrine));
 }
 
@@ -151,7 +152,7 @@ TEST_F(ExecutableTest, HoldsTheNeededLibrariesAgainstTheLists) {
         {{"../lib/libown.so", ""}, {forbidden(""), forbidden("../lib/libown.so")}, false},
     };
     for (const auto &c : cases) {
-        EXPECT_EQ(validate(kMain, needed(c.needed)), c.lines) << c.needed.front();
+        EXPECT_EQ(validate(mainBinary, needed(c.needed)), c.lines) << c.needed.front();
         EXPECT_EQ(logger_->getFlag(Flag::ShippedLibraryUsed), c.isShipped) << c.needed.front();
     }
     EXPECT_THAT(validate("/usr/libexec/org.example.app/tool", needed({"z.so"})), IsEmpty());
@@ -178,7 +179,7 @@ TEST_F(ExecutableTest, FindsALibraryThatThePackageShips) {
     for (const auto &c : cases) {
         facts_.files.clear();
         list({c.directory + std::string("libx.so.1")});
-        EXPECT_EQ(validate(kMain, dynamicImage({{DT_NEEDED, "libx.so.1"}})).empty(), c.isShipped)
+        EXPECT_EQ(validate(mainBinary, dynamicImage({{DT_NEEDED, "libx.so.1"}})).empty(), c.isShipped)
             << c.directory;
     }
 }
@@ -218,7 +219,7 @@ TEST_F(ExecutableTest, KeepsWhatItSawOfTheMainBinary) {
         ElfImage image;
         image.addSymbols(c.symbols, SHT_DYNSYM);
         image.addDynamic(c.dynamic);
-        validate(kMain, image.bytes());
+        validate(mainBinary, image.bytes());
         for (const Flag flag : all)
             EXPECT_EQ(logger_->getFlag(flag), std::ranges::find(common, flag) != common.end() ||
                                                   std::ranges::find(c.flags, flag) != c.flags.end())
@@ -277,7 +278,7 @@ TEST_F(ExecutableTest, FinishesWithTheRulesOnTheWholePackage) {
 TEST_F(ExecutableTest, ReadsAProgramOfThisMachine) {
     const auto checker = make<Executable>();
     EXPECT_THAT(linesOf([&] {
-                    checker->validate(kMain, "/bin/true");
+                    checker->validate(mainBinary, "/bin/true");
                     checker->finish();
                 }),
                 ElementsAre(warning("[binary] Binary does not export main() symbol - booster might fail"),
@@ -289,7 +290,7 @@ TEST_F(ExecutableTest, ReadsWhatIsHuge) {
     image.addSymbols(std::vector<std::string>(100'000, "main"));
     image.addDynamic(Dynamic(10'000, {DT_NEEDED, "z.so"}));
     image.add({".rodata", SHT_PROGBITS, repeated("import Foo 1.0 import\n", 100'000)});
-    EXPECT_THAT(validate(kMain, image.bytes()),
+    EXPECT_THAT(validate(mainBinary, image.bytes()),
                 ElementsAre(error("[z.so] Library is not allowed"),
                             info("[Foo 1.0] Beware only allowed imports can be used")));
     EXPECT_TRUE(logger_->getFlag(Flag::MainSymbolSeen));

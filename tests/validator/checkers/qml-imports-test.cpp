@@ -150,17 +150,17 @@ TEST_F(QmlImportsTest, ReadsWhatIsNoFileOrHuge) {
 
 /// Reporting the imports of all files so far with each file would take hours.
 TEST_F(QmlImportsTest, TakesTimeInProportionToTheFiles) {
-    constexpr int kFiles = 50;
-    constexpr int kImports = 300;
+    constexpr int fileCount = 50;
+    constexpr int importCount = 300;
     std::size_t lines = 0;
-    for (int file = 0; file < kFiles; ++file) {
+    for (int file = 0; file < fileCount; ++file) {
         std::string content;
-        for (int i = 0; i < kImports; ++i)
-            content += "import Halyard.X " + std::to_string(file * kImports + i) + ";import Foo 1.0\n";
+        for (int i = 0; i < importCount; ++i)
+            content += "import Halyard.X " + std::to_string(file * importCount + i) + ";import Foo 1.0\n";
         lines += validate(content).size();
         EXPECT_TRUE(logger_->errorSeen());
     }
-    EXPECT_EQ(lines, std::size_t(kFiles) * kImports);
+    EXPECT_EQ(lines, std::size_t(fileCount) * importCount);
 }
 
 } // namespace

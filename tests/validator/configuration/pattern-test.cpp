@@ -1,12 +1,7 @@
 #include "kelp/core/kelp/validator/configuration/pattern-set.h"
-#include "kelp/core/kelp/validator/configuration/rows-auth.h"
-#include "kelp/core/kelp/validator/configuration/rows-base.h"
-#include "kelp/core/kelp/validator/configuration/rows-extended.h"
-#include "kelp/core/kelp/validator/configuration/rows-market.h"
-#include "kelp/core/kelp/validator/configuration/rows-regular-libraries.h"
-#include "kelp/core/kelp/validator/configuration/rows-regular-requires.h"
-#include "kelp/core/kelp/validator/configuration/rows-regular.h"
-#include "kelp/core/kelp/validator/configuration/rows.h"
+#include "kelp/core/kelp/validator/configuration/profile-rows.h"
+#include "kelp/core/kelp/validator/configuration/regular-libraries.h"
+#include "kelp/core/kelp/validator/configuration/regular-requires.h"
 
 #include <gmock/gmock.h>
 

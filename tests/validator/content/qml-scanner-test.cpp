@@ -86,12 +86,12 @@ std::string repeated(std::string_view piece, std::size_t times) {
 
 /// Each would run for hours if a byte were read again for every statement in front of it.
 TEST(QmlScanner, TakesTimeInProportionToTheText) {
-    constexpr std::size_t kMany = 100'000;
-    EXPECT_EQ(collect(scanQmlImports, repeated("import A 1;", kMany)).size(), kMany);
+    constexpr std::size_t many = 100'000;
+    EXPECT_EQ(collect(scanQmlImports, repeated("import A 1;", many)).size(), many);
     EXPECT_EQ(collect(scanQmlImports, "import \"" + std::string(8 << 20, 'x')).size(), 1u);
-    EXPECT_EQ(collect(scanEmbeddedImports, repeated("import", kMany) + " A 1.0\n").size(), 1u);
-    EXPECT_EQ(collect(scanEmbeddedImports, repeated("import ", kMany) + "A 1.0\n").size(), 1u);
-    EXPECT_EQ(collect(scanEmbeddedImports, repeated("import A 1.0 ", kMany)).size(), 0u);
+    EXPECT_EQ(collect(scanEmbeddedImports, repeated("import", many) + " A 1.0\n").size(), 1u);
+    EXPECT_EQ(collect(scanEmbeddedImports, repeated("import ", many) + "A 1.0\n").size(), 1u);
+    EXPECT_EQ(collect(scanEmbeddedImports, repeated("import A 1.0 ", many)).size(), 0u);
 }
 
 TEST(QmlScanner, KnowsPlainVersions) {

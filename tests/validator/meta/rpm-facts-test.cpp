@@ -23,7 +23,7 @@ RpmMeta packaged(const std::string &name) {
 
 std::string reportOn(const std::string &name) {
     CapturedOutput report(CapturedOutput::Stream::Error);
-    RpmMetaChecker(std::make_shared<Config>(Profile::Regular), packaged(name)).run();
+    RpmMetaChecker(std::make_shared<Config>(Profile::Regular), packaged(name)).validateMeta();
     const std::string lines = report.take();
     return lines.substr(lines.find('\n') + 1); // without the one on the missing developer mode file
 }

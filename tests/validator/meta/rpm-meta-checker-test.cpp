@@ -25,7 +25,7 @@ protected:
     /// The report on the package.
     std::string check(const RpmFacts &facts, Profile profile = Profile::Regular) {
         CapturedOutput report(CapturedOutput::Stream::Error);
-        hasFailed_ = RpmMetaChecker(std::make_shared<Config>(profile), RpmMeta(facts)).run();
+        hasFailed_ = RpmMetaChecker(std::make_shared<Config>(profile), RpmMeta(facts)).validateMeta();
         return report.take();
     }
 

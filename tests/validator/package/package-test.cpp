@@ -84,7 +84,7 @@ protected:
         const RpmMeta meta(package);
         const auto config = std::make_shared<Config>(profileFromName(profile));
         Judgement judgement;
-        if (RpmMetaChecker(config, meta).run())
+        if (RpmMetaChecker(config, meta).validateMeta())
             judgement.verdicts += "meta ";
         ContentValidator validator(config, meta);
         validator.setInstallRoot(tree.path());

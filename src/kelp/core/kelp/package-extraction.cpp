@@ -7,7 +7,7 @@
 #include "kelp/core/kelp/resolve-link.h"
 #include "kelp/core/kelp/validator/configuration/config.h"
 #include "kelp/core/kelp/validator/content-validator.h"
-#include "kelp/core/kelp/validator/header/link-rules.h"
+#include "kelp/core/kelp/validator/header/header-checks.h"
 #include "kelp/core/kelp/validator/rpm-meta-checker.h"
 
 #include <algorithm>
@@ -54,7 +54,7 @@ void PackageExtraction::run(const fs::path &package, Validator::Profile profile,
     Validator::ContentValidator validator(config, meta);
     Run run{content, meta, validator, steps, PackageLinks(staging_, versionDirectory_)};
     try {
-        hasFailed(Validator::RpmMetaChecker(config, meta).run(), "package meta validation failed");
+        hasFailed(Validator::RpmMetaChecker(config, meta).validateMeta(), "package meta validation failed");
         judge(run);
     } catch (const std::exception &) {
         staging_.applyFilePermissions();

@@ -38,9 +38,11 @@ void ContentValidator::setPathMappings(const std::vector<Core::KELP::Mapping> &m
 }
 
 bool ContentValidator::validateFile(const std::string &path, const std::string &realPath) {
+    path_ = path;
+    realPath_ = realPath;
     for (const auto &[key, checker] : checkers_)
-        if (checker->canValidate(path, realPath))
-            checker->validate(path, realPath);
+        if (checker->canValidate(path_, realPath_))
+            checker->validate(path_, realPath_);
     return takeVerdict(*logger_, *config_);
 }
 

@@ -56,6 +56,8 @@ public:
 private:
     void checkArchitecture();
 
+    std::string path_; ///< Of the file in hand, as the package names it.
+    std::string realPath_;
     std::shared_ptr<Config> config_;
     std::shared_ptr<RpmMeta> meta_;
     std::shared_ptr<Logger> logger_;

@@ -16,7 +16,7 @@ public:
 
     /// Runs all checks and returns whether the package failed. What it finds goes to standard error. Takes
     /// n log n time for a package of n files.
-    bool run();
+    bool validateMeta();
 
 private:
     void checkName();

@@ -1,8 +1,7 @@
 #include "kelp/core/kelp/validator/configuration/config-base.h"
 
 #include "kelp/core/common/root-path.h"
-#include "kelp/core/kelp/validator/configuration/rows-base.h"
-#include "kelp/core/kelp/validator/configuration/rows.h"
+#include "kelp/core/kelp/validator/configuration/profile-rows.h"
 
 #include <boost/property_tree/ini_parser.hpp>
 #include <boost/property_tree/ptree.hpp>

@@ -1,10 +1,9 @@
 #include "kelp/core/kelp/validator/configuration/config-regular.h"
 
-#include "kelp/core/kelp/validator/configuration/rows-regular-libraries.h"
-#include "kelp/core/kelp/validator/configuration/rows-regular-qml-imports.h"
-#include "kelp/core/kelp/validator/configuration/rows-regular-requires.h"
-#include "kelp/core/kelp/validator/configuration/rows-regular.h"
-#include "kelp/core/kelp/validator/configuration/rows.h"
+#include "kelp/core/kelp/validator/configuration/profile-rows.h"
+#include "kelp/core/kelp/validator/configuration/regular-libraries.h"
+#include "kelp/core/kelp/validator/configuration/regular-qml-imports.h"
+#include "kelp/core/kelp/validator/configuration/regular-requires.h"
 
 namespace Configuration {
 

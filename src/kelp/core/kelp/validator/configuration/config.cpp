@@ -1,11 +1,6 @@
 #include "kelp/core/kelp/validator/configuration/config.h"
 
-#include "kelp/core/kelp/validator/configuration/config-antivirus.h"
-#include "kelp/core/kelp/validator/configuration/config-auth.h"
-#include "kelp/core/kelp/validator/configuration/config-market.h"
-#include "kelp/core/kelp/validator/configuration/config-mdm.h"
-#include "kelp/core/kelp/validator/configuration/config-pwa.h"
-#include "kelp/core/kelp/validator/configuration/config-system-app.h"
+#include "kelp/core/kelp/validator/configuration/small-profiles.h"
 
 #include <algorithm>
 

@@ -1,9 +1,21 @@
 #include "kelp/core/kelp/validator/configuration/pattern-set.h"
 
 #include <algorithm>
+#include <unordered_map>
 #include <utility>
 
 namespace Configuration {
+
+namespace {
+
+const Pattern &compiled(std::string_view expression) {
+    static std::unordered_map<std::string_view, Pattern> patterns;
+    const auto found = patterns.find(expression);
+    return found != patterns.end() ? found->second
+                                   : patterns.emplace(expression, Pattern(expression)).first->second;
+}
+
+} // namespace
 
 void PatternSet::add(PatternEntry entry) {
     struct Add {
@@ -17,6 +29,16 @@ void PatternSet::add(PatternEntry entry) {
 bool PatternSet::contains(std::string_view text) const {
     return strings_.contains(text) ||
            std::ranges::any_of(patterns_, [&](const Pattern &pattern) { return pattern.matches(text); });
+}
+
+void addStrings(PatternSet &set, Rows rows) {
+    for (const std::string_view row : rows)
+        set.add(std::string(row));
+}
+
+void addExpressions(PatternSet &set, Rows rows) {
+    for (const std::string_view row : rows)
+        set.add(compiled(row));
 }
 
 } // namespace Configuration

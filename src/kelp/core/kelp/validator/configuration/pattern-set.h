@@ -3,6 +3,7 @@
 #include "kelp/core/kelp/validator/configuration/pattern.h"
 
 #include <functional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_set>
@@ -35,5 +36,14 @@ private:
     std::unordered_set<std::string, Hash, std::equal_to<>> strings_;
     std::vector<Pattern> patterns_;
 };
+
+/// Rows of an allow-list, either all exact strings or all regular expressions.
+using Rows = std::span<const std::string_view>;
+
+void addStrings(PatternSet &set, Rows rows);
+
+/// The rows must last as long as the process: each is compiled once, whatever number of profiles is built
+/// from it.
+void addExpressions(PatternSet &set, Rows rows);
 
 } // namespace Configuration

@@ -15,10 +15,10 @@ namespace {
 
 /// Several times what a package of fifty thousand files would need. json-glib takes some forty bytes of
 /// memory for each byte of a file that is all brackets and commas.
-constexpr std::size_t kMaximumSize = std::size_t(4) << 20;
-constexpr std::size_t kMaximumDepth = 512;
-constexpr std::string_view kByteOrderMark = "\xef\xbb\xbf";
-constexpr std::string_view kPrefixes[] = {"file:", "elf:"};
+constexpr std::size_t maximumSize = std::size_t(4) << 20;
+constexpr std::size_t maximumDepth = 512;
+constexpr std::string_view byteOrderMark = "\xef\xbb\xbf";
+constexpr std::string_view prefixes[] = {"file:", "elf:"};
 
 template<class Object, auto release>
 struct Release {
@@ -29,12 +29,12 @@ using Parser = std::unique_ptr<JsonParser, Release<void, g_object_unref>>;
 /// json-glib recurses for each level of nesting without end, and loses the memory of all roots but the last
 /// of a text that holds several. A text that passes here does neither to it.
 bool isSafeToParse(std::string_view text) {
-    if (text.size() > kMaximumSize)
+    if (text.size() > maximumSize)
         return false;
-    if (text.starts_with(kByteOrderMark))
-        text.remove_prefix(kByteOrderMark.size());
+    if (text.starts_with(byteOrderMark))
+        text.remove_prefix(byteOrderMark.size());
     boost::json::parse_options options;
-    options.max_depth = kMaximumDepth;
+    options.max_depth = maximumDepth;
     options.allow_comments = true;
     boost::json::error_code error;
     boost::json::parse(text, error, {}, options);
@@ -53,7 +53,7 @@ std::string watchedFile(JsonNode *element) {
     if (!JSON_NODE_HOLDS_VALUE(element) || json_node_get_value_type(element) != G_TYPE_STRING)
         return {};
     std::string_view text = json_node_get_string(element);
-    for (const std::string_view prefix : kPrefixes) {
+    for (const std::string_view prefix : prefixes) {
         if (text.starts_with(prefix))
             return std::string(text.substr(prefix.size()));
     }

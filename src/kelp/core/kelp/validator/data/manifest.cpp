@@ -21,19 +21,19 @@ namespace json = boost::json;
 
 using Versions = std::vector<std::string_view>;
 
-constexpr std::string_view kPath = "/manifest.json";
-constexpr std::string_view kMinOsVersion = "minOSVersion";
+constexpr std::string_view manifestPath = "/manifest.json";
+constexpr std::string_view minOsVersion = "minOSVersion";
 
 /// A thousand times what a manifest needs. The parsed form of a text that is all brackets and commas takes
 /// some thirty times its size.
-constexpr std::size_t kMaximumSize = std::size_t(1) << 20;
-constexpr std::size_t kMaximumDepth = 32;
+constexpr std::size_t maximumSize = std::size_t(1) << 20;
+constexpr std::size_t maximumDepth = 32;
 
 /// The kind of value of each known key; none for one whose value is checked apart.
 const std::unordered_map<std::string_view, std::optional<json::kind>> &knownKeys() {
     static const std::unordered_map<std::string_view, std::optional<json::kind>> keys{
         {"keepMediaActiveInBackground", json::kind::bool_},
-        {kMinOsVersion, std::nullopt},
+        {minOsVersion, std::nullopt},
     };
     return keys;
 }
@@ -41,10 +41,10 @@ const std::unordered_map<std::string_view, std::optional<json::kind>> &knownKeys
 /// What the file holds, or null when it cannot be read or is no JSON.
 json::value parseFile(const std::string &path, json::storage_ptr storage) {
     const auto file = MappedFile::open(path);
-    if (!file || file->bytes().size() > kMaximumSize)
+    if (!file || file->bytes().size() > maximumSize)
         return nullptr;
     json::parse_options options;
-    options.max_depth = kMaximumDepth;
+    options.max_depth = maximumDepth;
     json::error_code error;
     return json::parse(file->bytes(), error, std::move(storage), options);
 }
@@ -61,7 +61,7 @@ void checkKeys(const json::object &manifest, Logger &logger) {
 
 /// The versions that the manifest names, or the rule that it breaks.
 std::variant<Versions, ManifestRule> neededVersions(const json::object &manifest) {
-    const json::value *value = manifest.if_contains(kMinOsVersion);
+    const json::value *value = manifest.if_contains(minOsVersion);
     if (value == nullptr || value->is_null())
         return ManifestRule::VersionMissing;
     if (value->is_string())
@@ -84,7 +84,7 @@ Manifest::Manifest(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config
     ValidatorBase(std::move(meta), std::move(config), std::move(logger)) {}
 
 bool Manifest::canValidate(const std::string &path, const std::string &) {
-    return path == kPath;
+    return path == manifestPath;
 }
 
 void Manifest::validate(const std::string &path, const std::string &realPath) {

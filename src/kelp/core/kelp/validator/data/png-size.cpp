@@ -19,7 +19,7 @@ namespace {
 
 using Common::ErrorCode;
 
-constexpr std::string_view kDataUrlPrefix = "data:image/png;base64,";
+constexpr std::string_view dataUrlPrefix = "data:image/png;base64,";
 
 /// What libpng's callbacks need. Without destructors, as failures leave libpng by a long jump.
 struct Source {
@@ -96,10 +96,10 @@ PngSize readPngSize(const std::filesystem::path &path) {
 }
 
 PngSize readPngSizeFromDataUrl(std::string_view url) {
-    if (!url.starts_with(kDataUrlPrefix))
+    if (!url.starts_with(dataUrlPrefix))
         throw Common::Error(ErrorCode::InvalidArguments, "The icon has an unsupported format");
     try {
-        return sizeOfBase64(std::string(url.substr(kDataUrlPrefix.size())));
+        return sizeOfBase64(std::string(url.substr(dataUrlPrefix.size())));
     } catch (const std::exception &error) {
         throw Common::Error(ErrorCode::InvalidArguments,
                             std::string("Failed to read PNG icon from base64: ") + error.what());

@@ -1,7 +1,7 @@
 #include "kelp/core/kelp/validator/desktop/desktop-attestation.h"
 
 #include "kelp/core/kelp/validator/desktop/desktop-findings.h"
-#include "kelp/core/kelp/validator/framework/value-table.h"
+#include "kelp/core/kelp/validator/desktop/desktop-vocabulary.h"
 
 namespace Validator {
 

@@ -2,8 +2,8 @@
 
 #include "kelp/core/kelp/validator/desktop/desktop-findings.h"
 #include "kelp/core/kelp/validator/desktop/desktop-groups.h"
+#include "kelp/core/kelp/validator/desktop/desktop-vocabulary.h"
 #include "kelp/core/kelp/validator/desktop/display-name.h"
-#include "kelp/core/kelp/validator/framework/value-table.h"
 
 namespace Validator {
 

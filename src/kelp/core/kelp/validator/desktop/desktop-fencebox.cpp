@@ -1,9 +1,8 @@
 #include "kelp/core/kelp/validator/desktop/desktop-fencebox.h"
 
 #include "kelp/core/kelp/validator/configuration/pattern-set.h"
-#include "kelp/core/kelp/validator/desktop/sandbox-section.h"
+#include "kelp/core/kelp/validator/desktop/desktop-vocabulary.h"
 #include "kelp/core/kelp/validator/framework/text.h"
-#include "kelp/core/kelp/validator/framework/value-table.h"
 
 namespace Validator {
 
@@ -45,11 +44,6 @@ bool hasPartWithLeadingDigit(std::string_view name) {
     return false;
 }
 
-bool isReverseDomain(std::string_view name) {
-    return name.find('.') != std::string_view::npos && !name.starts_with('.') && !name.ends_with('.') &&
-           name.find("..") == std::string_view::npos;
-}
-
 bool canStartApplicationName(char c) {
     return isAlpha(c) || c == '-' || c == '_';
 }
@@ -89,7 +83,6 @@ void DesktopFencebox::validate(const std::string &path, const std::string &realP
     checkApplicationName();
     checkReservedPrefixes();
     checkPackageName();
-    checkExecDBus();
     checkSystemService();
     checkPermissions();
     checkLauncher();
@@ -120,7 +113,7 @@ void DesktopFencebox::checkOrganisationName() {
         logger_->log(SandboxMessage::OrganisationNameIllegal);
     if (hasPartWithLeadingDigit(name))
         logger_->log(SandboxMessage::OrganisationNameStartsWithDigit);
-    if (!isReverseDomain(name))
+    if (!isReverseDomain(name, 2))
         logger_->log(SandboxMessage::OrganisationNameNotReverseDomain);
 }
 
@@ -128,8 +121,7 @@ void DesktopFencebox::checkApplicationName() {
     const std::string name = entry_->appName();
     if (!isApplicationName(name))
         logger_->log(SandboxMessage::ApplicationNameIllegal);
-    dashInName_ = name.find('-') != std::string::npos;
-    if (dashInName_)
+    if (hasDash())
         logger_->log(SandboxMessage::DashMayBreakServices);
 }
 
@@ -148,11 +140,6 @@ void DesktopFencebox::checkPackageName() {
         logger_->log(SandboxMessage::NamesMakeNoPackageName);
 }
 
-void DesktopFencebox::checkExecDBus() {
-    if (has("ExecDBus"))
-        dashBreaksService_ = dashInName_;
-}
-
 void DesktopFencebox::checkSystemService() {
     if (!isDeviceManager())
         return;
@@ -163,7 +150,6 @@ void DesktopFencebox::checkSystemService() {
         logger_->log(SandboxMessage::SystemServiceIncomplete);
         return;
     }
-    dashBreaksService_ = dashInName_;
     if (!value("ExecSystemService").starts_with("/usr/libexec/" + meta_->name() + "/"))
         logger_->log(SandboxMessage::SystemServiceInvalid);
     if (value("ExecSystemServiceUser") != "halyard-mdm" || value("ExecSystemServiceGroup") != "privileged")
@@ -192,10 +178,18 @@ void DesktopFencebox::checkLauncher() {
 }
 
 void DesktopFencebox::checkDash() {
-    if (dashBreaksService_)
+    if (hasDash() && hasService())
         logger_->log(SandboxMessage::DashBreaksServices);
-    else if (dashInName_)
-        logger_->log(SandboxMessage::DashMayBreakServices);
+}
+
+bool DesktopFencebox::hasDash() const {
+    return entry_->appName().find('-') != std::string::npos;
+}
+
+bool DesktopFencebox::hasService() const {
+    const bool hasSystemService =
+        isDeviceManager() && std::ranges::all_of(serviceKeys, [this](const char *key) { return has(key); });
+    return has("ExecDBus") || hasSystemService;
 }
 
 bool DesktopFencebox::isDeviceManager() const {

@@ -23,18 +23,18 @@ private:
     void checkApplicationName();
     void checkReservedPrefixes();
     void checkPackageName();
-    void checkExecDBus();
     void checkSystemService();
     void checkPermissions();
     void checkLauncher();
     void checkDash();
 
     bool isDeviceManager() const;
+    bool hasDash() const;
+    /// Whether the system starts a service of the application, which bears no dash in its name.
+    bool hasService() const;
     bool has(const std::string &key) const { return entry_->contains(*section_, key); }
     std::string value(const std::string &key) const { return entry_->value(*section_, key); }
 
-    bool dashBreaksService_ = false; ///< The name holds a dash, and there is a service that cannot bear one.
-    bool dashInName_ = false;
     std::optional<AppManifest::ManifestEntry> entry_;
     const std::string *section_ = nullptr; ///< The name of the section in use.
 };

@@ -1,9 +1,8 @@
 #include "kelp/core/kelp/validator/desktop/desktop-groups.h"
 
 #include "kelp/core/kelp/validator/desktop/desktop-findings.h"
-#include "kelp/core/kelp/validator/desktop/task-groups.h"
+#include "kelp/core/kelp/validator/desktop/desktop-vocabulary.h"
 #include "kelp/core/kelp/validator/framework/logger.h"
-#include "kelp/core/kelp/validator/framework/value-table.h"
 
 #include "platform/app-manifest/manifest-entry.h"
 

@@ -2,10 +2,7 @@
 
 #include "kelp/core/kelp/validator/configuration/pattern.h"
 #include "kelp/core/kelp/validator/desktop/desktop-findings.h"
-#include "kelp/core/kelp/validator/desktop/launch-line.h"
-#include "kelp/core/kelp/validator/desktop/sandbox-section.h"
-#include "kelp/core/kelp/validator/desktop/task-groups.h"
-#include "kelp/core/kelp/validator/framework/value-table.h"
+#include "kelp/core/kelp/validator/desktop/desktop-vocabulary.h"
 
 namespace Validator {
 

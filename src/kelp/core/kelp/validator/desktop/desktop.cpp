@@ -6,7 +6,7 @@
 #include "kelp/core/kelp/validator/desktop/desktop-fencebox.h"
 #include "kelp/core/kelp/validator/desktop/desktop-findings.h"
 #include "kelp/core/kelp/validator/desktop/desktop-intents.h"
-#include "kelp/core/kelp/validator/desktop/sandbox-section.h"
+#include "kelp/core/kelp/validator/desktop/desktop-vocabulary.h"
 #include "kelp/core/kelp/validator/framework/content-findings.h"
 
 #include "platform/app-manifest/manifest-entry.h"

@@ -25,8 +25,8 @@ constexpr std::int32_t scriptTags[] = {
     Tag::PostUninstallProgram, Tag::PreTransactionProgram, Tag::PostTransactionProgram,
 };
 
-/// What rpm itself, the loader and file dependencies have in common.
-constexpr std::string_view foreignMarks[] = {"rpmlib", "rtld", "/"};
+/// What a dependency on rpm itself, on the loader or on a file has in it, and one on a package has not.
+constexpr std::string_view marksOfNoPackage[] = {"rpmlib", "rtld", "/"};
 
 bool hasScripts(const Reader &reader) {
     return std::ranges::any_of(scriptTags,
@@ -52,9 +52,10 @@ std::vector<FileInfo> filesOf(const Reader &reader) {
     return files;
 }
 
-bool isForeign(std::string_view dependency) {
-    return std::ranges::any_of(
-        foreignMarks, [&](std::string_view mark) { return dependency.find(mark) != std::string_view::npos; });
+bool isOnNoPackage(std::string_view dependency) {
+    return std::ranges::any_of(marksOfNoPackage, [&](std::string_view mark) {
+        return dependency.find(mark) != std::string_view::npos;
+    });
 }
 
 /// The soname of "libz.so.1()(64bit)"; "libz.so.1(ZLIB_1.2)(64bit)" keeps its tag.
@@ -77,7 +78,7 @@ std::vector<std::string> requirementsOf(const Reader &reader) {
     headerGet(reader.header(), Tag::RequireName, data.get(), HEADERGET_MINMEM);
     std::vector<std::string> requirements;
     while (const char *dependency = rpmtdNextString(data.get()))
-        if (!isForeign(dependency))
+        if (!isOnNoPackage(dependency))
             requirements.push_back(shortened(dependency));
     return requirements;
 }

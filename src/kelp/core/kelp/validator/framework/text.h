@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <initializer_list>
 #include <string_view>
 
@@ -43,6 +45,13 @@ constexpr bool beginsWith(std::string_view text, std::initializer_list<std::stri
         text.remove_prefix(piece.size());
     }
     return true;
+}
+
+/// Whether a name is made of at least `fewestParts` parts with a full stop between each two, none of them
+/// empty. A package needs three parts, an organisation two.
+constexpr bool isReverseDomain(std::string_view name, std::ptrdiff_t fewestParts) {
+    return std::ranges::count(name, '.') >= fewestParts - 1 && !name.starts_with('.') &&
+           !name.ends_with('.') && name.find("..") == std::string_view::npos;
 }
 
 } // namespace Validator

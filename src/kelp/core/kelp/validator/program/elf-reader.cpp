@@ -16,7 +16,7 @@ namespace {
 
 using namespace std::string_view_literals;
 
-constexpr auto kRodata = ".rodata\0"sv;
+constexpr auto rodataName = ".rodata\0"sv;
 
 unsigned char identAt(std::string_view bytes, std::size_t index) {
     return static_cast<unsigned char>(bytes[index]);
@@ -180,8 +180,8 @@ std::shared_ptr<IElfReader> ElfReader::create(const std::filesystem::path &path)
 ElfReader::ElfReader(std::shared_ptr<const MappedFile> file, Handle elf) :
     file_(std::move(file)),
     elf_(std::move(elf)),
-    class_(classOf(file_->bytes())),
-    encoding_(encodingOf(file_->bytes())) {
+    elfClass_(classOf(file_->bytes())),
+    elfEncoding_(encodingOf(file_->bytes())) {
     forEachDynamicEntry([this](const ElfDynamicSection &entry) {
         if (entry.tag == DT_RPATH)
             rpath_ = entry.value;
@@ -190,18 +190,18 @@ ElfReader::ElfReader(std::shared_ptr<const MappedFile> file, Handle elf) :
 }
 
 bool ElfReader::isValid() const {
-    return class_ != ElfClass::Unknown && encoding_ == ElfEncoding::LittleEndian;
+    return elfClass_ != ElfClass::Unknown && elfEncoding_ == ElfEncoding::LittleEndian;
 }
 
 void ElfReader::forEachSymbol(const std::function<bool(const ElfSymbol &)> &visit) const {
-    if (class_ == ElfClass::Bits32)
+    if (elfClass_ == ElfClass::Bits32)
         walkSymbols<Elf32_Sym>(file_->bytes(), elf_.get(), visit);
     else
         walkSymbols<Elf64_Sym>(file_->bytes(), elf_.get(), visit);
 }
 
 void ElfReader::forEachDynamicEntry(const std::function<bool(const ElfDynamicSection &)> &visit) const {
-    if (class_ == ElfClass::Bits32)
+    if (elfClass_ == ElfClass::Bits32)
         walkDynamic<Elf32_Dyn>(file_->bytes(), elf_.get(), visit);
     else
         walkDynamic<Elf64_Dyn>(file_->bytes(), elf_.get(), visit);
@@ -215,7 +215,7 @@ std::string_view ElfReader::rodata() const {
     for (Elf_Scn *section = nullptr; (section = elf_nextscn(elf_.get(), section)) != nullptr;) {
         GElf_Shdr header;
         if (gelf_getshdr(section, &header) != nullptr && header.sh_name < names.size() &&
-            names.substr(header.sh_name).starts_with(kRodata))
+            names.substr(header.sh_name).starts_with(rodataName))
             return contentOf(file_->bytes(), header).value_or(""sv);
     }
     return {};

@@ -28,7 +28,7 @@ public:
     static std::shared_ptr<IElfReader> create(const std::filesystem::path &path);
 
     bool isValid() const override;
-    ElfEncoding encoding() const override { return encoding_; }
+    ElfEncoding encoding() const override { return elfEncoding_; }
     const std::string &rpath() const override { return rpath_; }
     void forEachSymbol(const std::function<bool(const ElfSymbol &)> &visit) const override;
     void forEachDynamicEntry(const std::function<bool(const ElfDynamicSection &)> &visit) const override;
@@ -44,8 +44,8 @@ private:
 
     std::shared_ptr<const MappedFile> file_;
     Handle elf_; ///< Of the mapped bytes, so it goes before them.
-    ElfClass class_ = ElfClass::Unknown;
-    ElfEncoding encoding_ = ElfEncoding::Unknown;
+    ElfClass elfClass_ = ElfClass::Unknown;
+    ElfEncoding elfEncoding_ = ElfEncoding::Unknown;
     std::string rpath_;
 };
 

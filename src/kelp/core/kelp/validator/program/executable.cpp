@@ -4,7 +4,7 @@
 #include "kelp/core/kelp/validator/configuration/pattern-set.h"
 #include "kelp/core/kelp/validator/program/elf-reader.h"
 #include "kelp/core/kelp/validator/program/program-findings.h"
-#include "kelp/core/kelp/validator/program/rpath-rule.h"
+#include "kelp/core/kelp/validator/program/rpath.h"
 #include "kelp/core/kelp/validator/program/shipped-library.h"
 #include "kelp/core/kelp/validator/qml/qml-findings.h"
 #include "kelp/core/kelp/validator/qml/qml-scanner.h"
@@ -18,9 +18,9 @@ namespace Validator {
 
 namespace {
 
-constexpr std::string_view kMainBinaries = "/usr/bin/";
-constexpr std::string_view kProfileWithoutBinary = "pwa";
-constexpr std::string_view kVitrineImport = "Halyard.Vitrine 1.0";
+constexpr std::string_view mainBinaries = "/usr/bin/";
+constexpr std::string_view profileWithoutBinary = "pwa";
+constexpr std::string_view vitrineImport = "Halyard.Vitrine 1.0";
 
 bool isOwnerExecutable(const std::string &path) {
     return Common::isRegularFile(path) && Common::hasPermissions(path, std::filesystem::perms::owner_exec);
@@ -55,7 +55,7 @@ Executable::Executable(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> co
     ValidatorBase(std::move(meta), std::move(config), std::move(logger)) {}
 
 bool Executable::canValidate(const std::string &path, const std::string &realPath) {
-    return path == std::string(kMainBinaries) + meta_->name() || isOwnerExecutable(realPath);
+    return path == std::string(mainBinaries) + meta_->name() || isOwnerExecutable(realPath);
 }
 
 void Executable::validate(const std::string &path, const std::string &realPath) {
@@ -137,18 +137,18 @@ void Executable::checkElfTabs() const {
         otherSeen |= !isStart && !isMain;
         return false;
     });
-    const auto raise = [this](ValidatorFlag flag, bool isSeen) {
+    const auto setIf = [this](bool isSeen, ValidatorFlag flag) {
         if (isSeen)
             logger_->setFlag(flag, true);
     };
-    raise(ValidatorFlag::LibcStartMainSeen, startSeen);
-    raise(ValidatorFlag::MainSymbolSeen, mainSeen);
-    raise(ValidatorFlag::OtherSymbolSeen, otherSeen);
+    setIf(startSeen, ValidatorFlag::LibcStartMainSeen);
+    setIf(mainSeen, ValidatorFlag::MainSymbolSeen);
+    setIf(otherSeen, ValidatorFlag::OtherSymbolSeen);
 }
 
 void Executable::scanEmbeddedImports() const {
     const std::unordered_set<std::string> imports = embeddedImports(reader_->rodata());
-    if (imports.contains(std::string(kVitrineImport)))
+    if (imports.contains(std::string(vitrineImport)))
         logger_->setFlag(ValidatorFlag::ImportsVitrine, true);
     for (const std::string &import : imports) {
         if (!config_->allowedQmlImports().contains(import))
@@ -157,7 +157,7 @@ void Executable::scanEmbeddedImports() const {
 }
 
 void Executable::finish() {
-    if (config_->name() == kProfileWithoutBinary)
+    if (config_->name() == profileWithoutBinary)
         return;
     finishMainBinary();
     finishSymbols();

@@ -9,7 +9,7 @@ namespace Validator {
 
 namespace {
 
-constexpr std::string_view kThirdPartyDirectory = "/usr/lib/3rdparty/";
+constexpr std::string_view thirdPartyDirectory = "/usr/lib/3rdparty/";
 constexpr std::string_view shareFolders[] = {"lib/", "libs/", "lib/qmlplugins/", "libs/qmlplugins/"};
 constexpr std::string_view thirdPartyFolders[] = {"", "lib/", "qmlplugins/", "lib/qmlplugins/"};
 
@@ -28,7 +28,7 @@ bool isIn(const std::string &area, std::span<const std::string_view> folders, st
 bool isShippedLibrary(std::string_view library, const RpmMeta &package, const std::string &shareDirectory) {
     const std::string own = package.name() + '/';
     return isIn(shareDirectory + own, shareFolders, library, package) ||
-           isIn(std::string(kThirdPartyDirectory) + own, thirdPartyFolders, library, package);
+           isIn(std::string(thirdPartyDirectory) + own, thirdPartyFolders, library, package);
 }
 
 } // namespace Validator

@@ -10,11 +10,11 @@ namespace Validator {
 
 namespace {
 
-constexpr std::string_view kVitrineImport = "Halyard.Vitrine 1.0";
+constexpr std::string_view vitrineImport = "Halyard.Vitrine 1.0";
 
 /// What is remembered of judged imports takes a few megabytes at most.
-constexpr std::size_t kMostRemembered = 10'000;
-constexpr std::size_t kLongestRemembered = 256;
+constexpr std::size_t mostRemembered = 10'000;
+constexpr std::size_t longestRemembered = 256;
 
 bool isQuoted(std::string_view import) {
     return import.size() > 1 && import.front() == '"' && import.back() == '"';
@@ -56,21 +56,21 @@ void QmlImports::extractImports() {
 }
 
 void QmlImports::take(std::string import) {
-    if (import == kVitrineImport)
+    if (import == vitrineImport)
         logger_->setFlag(ValidatorFlag::ImportsVitrine, true);
-    if (const Objections &objections = objectionsTo(import); objections.any())
+    if (const Objections objections = objectionsTo(import); objections.any())
         imports_.emplace(std::move(import), objections);
 }
 
-const QmlImports::Objections &QmlImports::objectionsTo(const std::string &import) {
+QmlImports::Objections QmlImports::objectionsTo(const std::string &import) {
     if (const auto found = judged_.find(import); found != judged_.end())
         return found->second;
-    latest_ = {isQuoted(import) && targetOf(import).starts_with('/'), listed(import)};
-    if (import.size() > kLongestRemembered)
-        return latest_;
-    if (judged_.size() >= kMostRemembered)
+    const Objections objections{isQuoted(import) && targetOf(import).starts_with('/'), listed(import)};
+    if (judged_.size() >= mostRemembered)
         judged_.clear();
-    return judged_.emplace(import, latest_).first->second;
+    if (import.size() <= longestRemembered)
+        judged_.emplace(import, objections);
+    return objections;
 }
 
 std::optional<QmlRule> QmlImports::listed(const std::string &import) const {

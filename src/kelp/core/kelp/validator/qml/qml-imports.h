@@ -39,7 +39,7 @@ private:
 
     void extractImports();
     void take(std::string import);
-    const Objections &objectionsTo(const std::string &import);
+    Objections objectionsTo(const std::string &import);
     std::optional<QmlRule> listed(const std::string &import) const;
     void reportAbsolute() const;
     void dropShipped();
@@ -49,7 +49,6 @@ private:
 
     std::unordered_map<std::string, Objections> imports_; ///< Of this file and of those before.
     std::unordered_map<std::string, Objections> judged_;  ///< Spares matching an import again.
-    Objections latest_;                                   ///< To an import that is too long to be remembered.
 };
 
 } // namespace Validator

@@ -8,7 +8,7 @@ namespace Validator {
 
 namespace {
 
-constexpr std::string_view kImport = "import";
+constexpr std::string_view keyword = "import";
 
 bool isSeparator(char c) {
     return isSpace(c) || c == ';';
@@ -30,9 +30,9 @@ std::string_view takeThrough(std::string_view &text, char end, std::size_t from)
 
 /// "import" and one character behind it that is no letter; the latter stays.
 bool takeKeyword(std::string_view &line) {
-    if (line.size() <= kImport.size() || !line.starts_with(kImport) || isAlpha(line[kImport.size()]))
+    if (line.size() <= keyword.size() || !line.starts_with(keyword) || isAlpha(line[keyword.size()]))
         return false;
-    line.remove_prefix(kImport.size());
+    line.remove_prefix(keyword.size());
     return true;
 }
 
@@ -79,7 +79,7 @@ void scanEmbeddedImports(std::string_view data, const std::function<void(const Q
     // million "import" in a row would else have the words behind them read a million times.
     std::size_t lineEnd = 0;
     std::size_t wordEnd = 0;
-    for (std::size_t at = 0; (at = data.find(kImport, at)) != std::string_view::npos; at = wordEnd) {
+    for (std::size_t at = 0; (at = data.find(keyword, at)) != std::string_view::npos; at = wordEnd) {
         if (at >= lineEnd)
             lineEnd = data.find('\n', at);
         if (lineEnd == std::string_view::npos)

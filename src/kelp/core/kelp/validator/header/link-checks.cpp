@@ -1,6 +1,4 @@
-#include "kelp/core/kelp/validator/header/link-rules.h"
-
-#include "kelp/core/kelp/validator/header/meta-stage.h"
+#include "kelp/core/kelp/validator/header/header-checks.h"
 
 namespace Validator {
 
@@ -32,11 +30,11 @@ bool leadsIntoPackage(const RpmMeta &meta, std::string_view path, std::string_vi
     return meta.holds(resolve(path, target));
 }
 
-void checkLink(const MetaStage &stage, const FileInfo &link) {
-    stage.logger.log(PathRule::SymbolicLink, {link.path});
+void checkLink(const HeaderCheck &check, const FileInfo &link) {
+    check.logger.log(PathRule::SymbolicLink, {link.path});
     std::string_view target = link.linkTarget;
-    if (!stage.meta.holds(resolve(link.path, target)))
-        stage.logger.log(PathRule::ForbiddenLinkTarget, {link.path, target});
+    if (!check.meta.holds(resolve(link.path, target)))
+        check.logger.log(PathRule::ForbiddenLinkTarget, {link.path, target});
 }
 
 } // namespace Validator

@@ -1,8 +1,6 @@
-#include "kelp/core/kelp/validator/header/file-rules.h"
+#include "kelp/core/kelp/validator/header/header-checks.h"
 
 #include "kelp/core/kelp/validator/framework/text.h"
-#include "kelp/core/kelp/validator/header/link-rules.h"
-#include "kelp/core/kelp/validator/header/meta-stage.h"
 
 #include <sys/stat.h>
 
@@ -50,53 +48,53 @@ bool mayBeExecutable(std::string_view path, std::string_view name) {
            });
 }
 
-void checkWritable(const MetaStage &stage, const FileInfo &file) {
+void checkWritable(const HeaderCheck &check, const FileInfo &file) {
     if ((file.mode & foreignWriteBits) == 0)
         return;
-    const PathRule rule = stage.config.name() == "auth" ? PathRule::TolerablyWritable : PathRule::Writable;
-    stage.logger.log(rule, {file.path, S_ISDIR(file.mode) ? "directory" : "file"});
+    const PathRule rule = check.config.name() == "auth" ? PathRule::TolerablyWritable : PathRule::Writable;
+    check.logger.log(rule, {file.path, S_ISDIR(file.mode) ? "directory" : "file"});
 }
 
-void checkRegularFile(const MetaStage &stage, const FileInfo &file) {
+void checkRegularFile(const HeaderCheck &check, const FileInfo &file) {
     if ((file.mode & specialBits) != 0)
-        stage.logger.log(PathRule::SpecialBits, {file.path});
-    if ((file.mode & S_IXUSR) != 0 && !mayBeExecutable(file.path, stage.meta.name()))
-        stage.logger.log(PathRule::NotExecutableHere, {file.path});
-    checkWritable(stage, file);
+        check.logger.log(PathRule::SpecialBits, {file.path});
+    if ((file.mode & S_IXUSR) != 0 && !mayBeExecutable(file.path, check.meta.name()))
+        check.logger.log(PathRule::NotExecutableHere, {file.path});
+    checkWritable(check, file);
     if (file.user != "root")
-        stage.logger.log(PathRule::UserNotRoot, {file.path});
+        check.logger.log(PathRule::UserNotRoot, {file.path});
     if (file.group != "root")
-        stage.logger.log(PathRule::GroupNotRoot, {file.path});
+        check.logger.log(PathRule::GroupNotRoot, {file.path});
 }
 
-void checkByKind(const MetaStage &stage, const FileInfo &file) {
+void checkByKind(const HeaderCheck &check, const FileInfo &file) {
     switch (file.mode & S_IFMT) {
     case S_IFDIR:
-        return checkWritable(stage, file);
+        return checkWritable(check, file);
     case S_IFREG:
-        return checkRegularFile(stage, file);
+        return checkRegularFile(check, file);
     case S_IFLNK:
-        return checkLink(stage, file);
+        return checkLink(check, file);
     default:
-        stage.logger.log(PathRule::UnknownKind, {file.path});
+        check.logger.log(PathRule::UnknownKind, {file.path});
     }
 }
 
 } // namespace
 
-void checkFile(const MetaStage &stage, const FileInfo &file) {
-    checkByKind(stage, file);
+void checkFile(const HeaderCheck &check, const FileInfo &file) {
+    checkByKind(check, file);
     const std::string_view path = file.path;
     if (std::ranges::any_of(forbiddenEndings,
                             [&](std::string_view ending) { return path.ends_with(ending); }))
-        stage.logger.log(PathRule::ForbiddenEnding, {path});
+        check.logger.log(PathRule::ForbiddenEnding, {path});
 }
 
-void checkEmptyDirectories(const MetaStage &stage) {
-    for (const FileInfo &file : stage.meta.files()) {
+void checkEmptyDirectories(const HeaderCheck &check) {
+    for (const FileInfo &file : check.meta.files()) {
         const std::string below = file.path.ends_with('/') ? file.path : file.path + '/';
-        if (S_ISDIR(file.mode) && !stage.meta.holdsBelow(below))
-            stage.logger.log(PathRule::EmptyDirectory, {file.path});
+        if (S_ISDIR(file.mode) && !check.meta.holdsBelow(below))
+            check.logger.log(PathRule::EmptyDirectory, {file.path});
     }
 }
 

@@ -1,4 +1,4 @@
-#include "kelp/core/kelp/validator/program/rpath-rule.h"
+#include "kelp/core/kelp/validator/program/rpath.h"
 
 #include "kelp/core/kelp/validator/framework/text.h"
 

@@ -1,4 +1,4 @@
-#include "kelp/core/kelp/validator/desktop/sandbox-section.h"
+#include "kelp/core/kelp/validator/desktop/desktop-vocabulary.h"
 
 #include "platform/app-manifest/manifest-entry.h"
 

@@ -1,7 +1,7 @@
-#include "kelp/core/kelp/validator/desktop/exec-dbus-rule.h"
+#include "kelp/core/kelp/validator/desktop/exec-dbus.h"
 
 #include "kelp/core/kelp/mappings/mapping-table.h"
-#include "kelp/core/kelp/validator/desktop/launch-line.h"
+#include "kelp/core/kelp/validator/desktop/desktop-vocabulary.h"
 
 #include <cerrno>
 #include <cstdlib>

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "kelp/core/kelp/validator/configuration/config-regular.h"
+
+// The profiles that add little to the one of a regular application. Each says in the source, beside its rows,
+// what it adds.
+
+namespace Configuration {
+
+/// The policy for an extended application.
+class ConfigExtended : public ConfigRegular {
+public:
+    ConfigExtended();
+
+    bool isDesktopFileRequired() const override { return false; }
+    bool isIconRequired(const std::string &) const override { return false; }
+};
+
+/// The policy for a client of the device management.
+class ConfigMDM : public ConfigExtended {
+public:
+    ConfigMDM();
+};
+
+/// The policy for an application that authenticates users.
+class ConfigAuth : public ConfigExtended {
+public:
+    ConfigAuth();
+};
+
+/// The policy for a virus scanner.
+class ConfigAntivirus : public ConfigRegular {
+public:
+    ConfigAntivirus();
+
+    bool isDesktopFileRequired() const override { return false; }
+};
+
+/// The policy for an application store.
+class ConfigMarket : public ConfigRegular {
+public:
+    ConfigMarket();
+};
+
+/// The policy for an application of the system.
+class ConfigSystemApp : public ConfigRegular {
+public:
+    ConfigSystemApp();
+};
+
+/// The policy for a web application.
+class ConfigPwa : public ConfigRegular {
+public:
+    ConfigPwa();
+};
+
+} // namespace Configuration

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <ranges>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace AppManifest {
+class ManifestEntry;
+}
+
+// What several checkers of the desktop file read in the same way.
+
+namespace Validator {
+
+/// The names of the sandbox section: today's, and two that older applications use.
+extern const std::array<std::string, 3> sandboxSections;
+
+/// The section in use: the last of sandboxSections that the file holds. Null when it holds none.
+const std::string *sandboxSectionOf(const AppManifest::ManifestEntry &entry);
+
+/// Whether a group of a desktop file describes a background task, well or badly named.
+constexpr bool isTaskGroup(std::string_view group) {
+    return group.starts_with("X-Task ") || group.starts_with("X-Service ");
+}
+
+/// The program that a launch line of a desktop file names: all up to the first blank.
+constexpr std::string_view programOf(std::string_view launchLine) {
+    return launchLine.substr(0, launchLine.find(' '));
+}
+
+/// A key of a desktop file with the values that it may have.
+struct ValueRow {
+    std::string_view key;
+    std::span<const std::string_view> values;
+};
+
+constexpr bool isOneOf(std::span<const std::string_view> texts, std::string_view text) {
+    return std::ranges::find(texts, text) != texts.end();
+}
+
+/// The row of a key, or null.
+constexpr const ValueRow *findRow(std::span<const ValueRow> table, std::string_view key) {
+    const auto found = std::ranges::find(table, key, &ValueRow::key);
+    return found == table.end() ? nullptr : &*found;
+}
+
+} // namespace Validator

@@ -1,0 +1,77 @@
+#include "kelp/core/kelp/validator/header/header-checks.h"
+
+#include "kelp/core/kelp/validator/configuration/pattern-set.h"
+
+#include <algorithm>
+#include <optional>
+
+namespace Validator {
+
+namespace {
+
+using Capabilities = std::vector<std::string>;
+
+constexpr std::string_view handlerBeginning = "mimehandler(";
+
+void checkRequiredPackage(const HeaderCheck &check, const Capabilities &capabilities, PathRule missing) {
+    const std::string &required = check.config.requiredPackage();
+    if (!required.empty() && std::ranges::find(capabilities, required) == capabilities.end())
+        check.logger.log(missing, {required});
+}
+
+/// The type in "mimehandler(TYPE)".
+std::optional<std::string_view> handledType(std::string_view capability) {
+    if (!capability.starts_with(handlerBeginning) || !capability.ends_with(')'))
+        return std::nullopt;
+    capability.remove_prefix(handlerBeginning.size());
+    capability.remove_suffix(1);
+    return capability;
+}
+
+bool mayProvide(const HeaderCheck &check, std::string_view capability) {
+    const std::string &name = check.meta.name();
+    if (capability == "application()" || capability.starts_with(name) ||
+        capability == "application(" + name + ".desktop)" || capability == check.config.requiredPackage())
+        return true;
+    const auto type = handledType(capability);
+    return type && !check.config.forbiddenMimeTypes().contains(*type);
+}
+
+std::optional<PathRule> objectionTo(const Config &config, std::string_view dependency) {
+    if (config.allowedRequires().contains(dependency) || config.allowedLibraries().contains(dependency))
+        return std::nullopt;
+    for (const auto list : {&Config::unstableRequires, &Config::unstableLibraries,
+                            &Config::deprecatedRequires, &Config::deprecatedLibraries})
+        if ((config.*list)().contains(dependency))
+            return PathRule::UnstableDependency;
+    return PathRule::ForbiddenDependency;
+}
+
+} // namespace
+
+void checkProvides(const HeaderCheck &check) {
+    checkRequiredPackage(check, check.meta.provides(), PathRule::MissingProvides);
+    for (const std::string &capability : check.meta.provides())
+        if (!mayProvide(check, capability))
+            check.logger.log(PathRule::ForbiddenProvides, {capability});
+}
+
+void checkConflicts(const HeaderCheck &check) {
+    checkRequiredPackage(check, check.meta.conflicts(), PathRule::MissingConflicts);
+    for (const std::string &capability : check.meta.conflicts())
+        if (capability != check.config.requiredPackage())
+            check.logger.log(PathRule::ForbiddenConflicts, {capability});
+}
+
+void checkObsoletes(const HeaderCheck &check) {
+    for (const std::string &capability : check.meta.obsoletes())
+        check.logger.log(PathRule::ForbiddenObsoletes, {capability});
+}
+
+void checkRequirements(const HeaderCheck &check) {
+    for (const std::string &dependency : check.meta.requirements())
+        if (const auto objection = objectionTo(check.config, dependency))
+            check.logger.log(*objection, {dependency});
+}
+
+} // namespace Validator
