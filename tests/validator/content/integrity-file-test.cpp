@@ -44,17 +44,22 @@ TEST_F(IntegrityFileTest, GivesTheWatchedFiles) {
         {"{\"watch\": [\"/a\", 1, null, true, 1.5, [\"/b\"], {}]}", Files{"/a", "", "", "", "", "", ""}},
         {"{\"other\": {\"watch\": [\"/a\"]}}", Files{}},
         {"\xef\xbb\xbf/* first */ {\"watch\": [\"/\\u00e4\"]}", Files{"/\xc3\xa4"}},
+        {"{'watch': ['/a\\', '/b\t[']}", Files{"/a\\", "/b\t["}},
+        {"{\"watch\": [\"/a\tb\"]}/[/", Files{"/a\tb"}},
+        {"{\"watch\": null}", Files{}},
+        {"{\"watch\": [\"/a\"]} {} [1]", Files{"/a"}},
+        {"var a = {\"watch\": [\"/a\"]}; var b = {};", Files{"/a"}},
+        {"{} 1", std::nullopt},
+        {"{} {'watch'", std::nullopt},
         {"", std::nullopt},
         {" ", std::nullopt},
         {"no JSON", std::nullopt},
         {"{\"watch\": [\"/a\"]", std::nullopt},
-        {"{} {}", std::nullopt},
         {"[\"/a\"]", std::nullopt},
         {"\"/a\"", std::nullopt},
         {"null", std::nullopt},
         {"{\"watch\": \"/a\"}", std::nullopt},
         {"{\"watch\": 1}", std::nullopt},
-        {"{\"watch\": null}", std::nullopt},
         {"{\"watch\": {\"0\": \"/a\"}}", std::nullopt},
         {"{\"watch\": [\"\xff\"]}", std::nullopt},
         {std::string("\x7f"
@@ -72,6 +77,8 @@ TEST_F(IntegrityFileTest, SurvivesWhatIsHuge) {
     EXPECT_EQ(read(repeated("[", 10'000) + repeated("]", 10'000)), std::nullopt);
     EXPECT_EQ(read("{\"watch\":" + repeated("[", 1'000'000)), std::nullopt);
     EXPECT_EQ(read(repeated("{\"watch\":", 10'000) + "1" + repeated("}", 10'000)), std::nullopt);
+    EXPECT_EQ(read(repeated("{}", 10'000)), std::nullopt);
+    EXPECT_EQ(read("{\"watch\":'" + repeated("[", 10'000) + "'}"), std::nullopt);
     EXPECT_EQ(read("{\"watch\":[]}" + std::string(100'000'000, ' ')), std::nullopt);
     EXPECT_EQ(read("{\"watch\":[" + repeated("\"/a\",", 500'000) + "\"/a\"]}")->size(), 500'001u);
 }

@@ -142,7 +142,7 @@ TEST(RpmMetaChecker, ReportsOnPackagesAsTheyAreBuilt) {
               "(ERROR)\t\t[other] Provides: other is not allowed in RPM\n"
               "(ERROR)\t\t[rival] Conflicts: rival is not allowed in RPM\n"
               "(ERROR)\t\t[former] Obsoletes: former is not allowed in RPM\n"
-              "(ERROR)\t\t[(bash if perl)] Dependency is not allowed\n"
+              "(ERROR)\t\t[(bash if /bin/perl)] Dependency is not allowed\n"
               "(CRITICAL)\t[scripts] Script sections are not allowed in RPM\n"
               "(ERROR)\t\t[/dev/unsound] Failed to read file attributes\n"
               "(ERROR)\t\t[/etc/.unsound.swp] Installation not allowed in this location: forbidden file "

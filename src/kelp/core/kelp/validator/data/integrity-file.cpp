@@ -1,23 +1,21 @@
 #include "kelp/core/kelp/validator/data/integrity-file.h"
 
+#include "kelp/core/kelp/validator/data/json-roots.h"
 #include "kelp/core/kelp/validator/framework/mapped-file.h"
 
-#include <boost/json/parse.hpp>
-#include <boost/json/value.hpp>
 #include <json-glib/json-glib.h>
 
 #include <memory>
+#include <ranges>
 #include <string_view>
 
 namespace Validator {
 
 namespace {
 
-/// Several times what a package of fifty thousand files would need. json-glib takes some forty bytes of
+/// Several times what a package of fifty thousand files would need. json-glib takes up to a hundred bytes of
 /// memory for each byte of a file that is all brackets and commas.
 constexpr std::size_t maximumSize = std::size_t(4) << 20;
-constexpr std::size_t maximumDepth = 512;
-constexpr std::string_view byteOrderMark = "\xef\xbb\xbf";
 constexpr std::string_view prefixes[] = {"file:", "elf:"};
 
 template<class Object, auto release>
@@ -26,27 +24,32 @@ struct Release {
 };
 using Parser = std::unique_ptr<JsonParser, Release<void, g_object_unref>>;
 
-/// json-glib recurses for each level of nesting without end, and loses the memory of all roots but the last
-/// of a text that holds several. A text that passes here does neither to it.
-bool isSafeToParse(std::string_view text) {
-    if (text.size() > maximumSize)
-        return false;
-    if (text.starts_with(byteOrderMark))
-        text.remove_prefix(byteOrderMark.size());
-    boost::json::parse_options options;
-    options.max_depth = maximumDepth;
-    options.allow_comments = true;
-    boost::json::error_code error;
-    boost::json::parse(text, error, {}, options);
-    return !error;
+Parser parse(std::string_view text) {
+    Parser parser(json_parser_new());
+    if (!json_parser_load_from_data(parser.get(), text.data(), static_cast<gssize>(text.size()), nullptr))
+        return nullptr;
+    return parser;
 }
 
-/// The root, owned by the parser, or null.
-JsonNode *parse(JsonParser *parser, std::string_view text) {
-    if (!isSafeToParse(text) ||
-        !json_parser_load_from_data(parser, text.data(), static_cast<gssize>(text.size()), nullptr))
+bool isContainer(const Parser &parser) {
+    JsonNode *root = parser ? json_parser_get_root(parser.get()) : nullptr;
+    return root != nullptr && !JSON_NODE_HOLDS_VALUE(root) && !JSON_NODE_HOLDS_NULL(root);
+}
+
+/// Whether the text has no value: json-glib takes it as the end of another.
+bool isEmpty(const Parser &parser) {
+    return parser && json_parser_get_root(parser.get()) == nullptr;
+}
+
+/// The first root of the text, which is the one that json-glib gives, if it takes the others as well.
+Parser parseFirst(std::string_view text) {
+    const auto pieces = text.size() <= maximumSize ? splitJsonRoots(text) : std::nullopt;
+    if (!pieces || pieces->empty())
         return nullptr;
-    return json_parser_get_root(parser);
+    for (const std::string_view piece : *pieces | std::views::drop(1))
+        if (const Parser parser = parse(piece); !isContainer(parser) && !isEmpty(parser))
+            return nullptr;
+    return parse(pieces->front());
 }
 
 std::string watchedFile(JsonNode *element) {
@@ -64,12 +67,12 @@ std::string watchedFile(JsonNode *element) {
 
 std::optional<std::vector<std::string>> readWatchedFiles(const std::filesystem::path &path) {
     const auto file = MappedFile::open(path);
-    const Parser parser(json_parser_new());
-    JsonNode *root = file ? parse(parser.get(), file->bytes()) : nullptr;
+    const Parser parser = file ? parseFirst(file->bytes()) : nullptr;
+    JsonNode *root = parser ? json_parser_get_root(parser.get()) : nullptr;
     if (root == nullptr || !JSON_NODE_HOLDS_OBJECT(root))
         return std::nullopt;
     JsonNode *watch = json_object_get_member(json_node_get_object(root), "watch");
-    if (watch == nullptr)
+    if (watch == nullptr || JSON_NODE_HOLDS_NULL(watch))
         return std::vector<std::string>();
     if (!JSON_NODE_HOLDS_ARRAY(watch))
         return std::nullopt;

@@ -11,9 +11,10 @@ namespace Validator {
 /// object, in order, without their prefix "file:" or "elf:". An element that is no text stands as an empty
 /// string, which is no path.
 ///
-/// Nothing when the file cannot be read, is no JSON, is larger than four megabytes or nests deeper than 512
-/// levels, when its root is no object, or when "watch" is there and is no array. An object without "watch"
-/// watches nothing.
+/// What JSON is, json-glib decides, which reads single quotes and comments too, and takes the first value of
+/// a file that holds several. Nothing when the file cannot be read, is no JSON, is larger than four megabytes
+/// or more than splitJsonRoots() bears, when its root is no object, or when "watch" is there and is neither
+/// an array nor null. An object without "watch" watches nothing.
 std::optional<std::vector<std::string>> readWatchedFiles(const std::filesystem::path &path);
 
 } // namespace Validator

@@ -52,8 +52,13 @@ std::vector<FileInfo> filesOf(const Reader &reader) {
     return files;
 }
 
+/// "(a if b)" and the like, which begin with a parenthesis as no name does.
+bool isBoolean(std::string_view dependency) {
+    return dependency.starts_with('(');
+}
+
 bool isOnNoPackage(std::string_view dependency) {
-    return std::ranges::any_of(marksOfNoPackage, [&](std::string_view mark) {
+    return !isBoolean(dependency) && std::ranges::any_of(marksOfNoPackage, [&](std::string_view mark) {
         return dependency.find(mark) != std::string_view::npos;
     });
 }
@@ -61,7 +66,7 @@ bool isOnNoPackage(std::string_view dependency) {
 /// The soname of "libz.so.1()(64bit)"; "libz.so.1(ZLIB_1.2)(64bit)" keeps its tag.
 std::string shortened(std::string_view dependency) {
     for (const std::string_view ending : {"(64bit)", "()", "(64bit)", "()"})
-        if (dependency.ends_with(ending))
+        if (!isBoolean(dependency) && dependency.ends_with(ending))
             dependency.remove_suffix(ending.size());
     return std::string(dependency);
 }

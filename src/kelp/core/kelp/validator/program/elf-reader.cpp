@@ -72,23 +72,39 @@ std::optional<std::string_view> contentOf(std::string_view file, Elf *elf, std::
     return contentOf(file, header);
 }
 
-/// The strings of one string table, as long as the walk has text left to read.
+/// What one walk may read: the sections of a sound file do not overlap.
+struct Budget {
+    explicit Budget(std::string_view file) : entries(file.size()), text(file.size()) {}
+
+    std::size_t entries;
+    std::size_t text;
+    bool isExceeded = false;
+
+    bool take(std::size_t &allowance, std::size_t amount) {
+        isExceeded = isExceeded || amount > allowance;
+        if (!isExceeded)
+            allowance -= amount;
+        return !isExceeded;
+    }
+};
+
+/// The strings of one string table.
 class Names {
 public:
-    Names(std::string_view table, std::size_t &allowance) : table_(table), allowance_(allowance) {}
+    Names(std::string_view table, Budget &budget) : table_(table), budget_(budget) {}
 
     std::string_view at(std::uint64_t offset) const {
         if (offset >= table_.size())
             return {};
-        const std::string_view rest = table_.substr(offset, allowance_);
+        const std::string_view rest = table_.substr(offset, budget_.text + 1);
         const std::size_t end = rest.find('\0');
-        allowance_ -= end == std::string_view::npos ? rest.size() : end + 1;
-        return end == std::string_view::npos ? std::string_view() : rest.substr(0, end);
+        const bool isRead = budget_.take(budget_.text, std::min(end, rest.size()));
+        return end == std::string_view::npos || !isRead ? std::string_view() : rest.substr(0, end);
     }
 
 private:
     std::string_view table_;
-    std::size_t &allowance_;
+    Budget &budget_;
 };
 
 /// The sections of one kind of entry.
@@ -97,27 +113,49 @@ struct EntryKind {
     std::size_t size; ///< Of an entry in this file's class, in bytes.
 };
 
-/// Calls `visit(entry bytes, names of the section)` for each entry until it answers true.
+/// Calls `visit(header, content)` for each section of the kind whose content is there, until the budget is
+/// exceeded or it answers true.
 template<class Visit>
-void walk(std::string_view file, Elf *elf, const EntryKind &kind, const Visit &visit) {
-    std::size_t entryAllowance = file.size();
-    std::size_t textAllowance = file.size();
+void walkSections(std::string_view file, Elf *elf, const EntryKind &kind, Budget &budget,
+                  const Visit &visit) {
     for (Elf_Scn *section = nullptr; (section = elf_nextscn(elf, section)) != nullptr;) {
         GElf_Shdr header;
         if (gelf_getshdr(section, &header) == nullptr ||
             std::ranges::find(kind.sectionTypes, header.sh_type) == kind.sectionTypes.end())
             continue;
         const auto content = contentOf(file, header);
-        if (!content || header.sh_entsize < kind.size || content->size() > entryAllowance)
+        if (!content || header.sh_entsize < kind.size)
             continue;
-        entryAllowance -= content->size();
-        const Names names(contentOf(file, elf, header.sh_link).value_or(""sv), textAllowance);
-        for (std::string_view rest = *content; rest.size() >= header.sh_entsize;
-             rest.remove_prefix(header.sh_entsize)) {
-            if (visit(rest, names))
-                return;
-        }
+        if (!budget.take(budget.entries, content->size()) || visit(header, *content))
+            return;
     }
+}
+
+/// Calls `visit(entry bytes, names of the section)` for each entry until it answers true. Returns whether the
+/// file went over its budget.
+template<class Visit>
+bool walk(std::string_view file, Elf *elf, const EntryKind &kind, const Visit &visit) {
+    Budget budget(file);
+    walkSections(file, elf, kind, budget, [&](const GElf_Shdr &header, std::string_view content) {
+        const Names names(contentOf(file, elf, header.sh_link).value_or(""sv), budget);
+        for (; content.size() >= header.sh_entsize; content.remove_prefix(header.sh_entsize)) {
+            if (visit(content, names) || budget.isExceeded)
+                return true;
+        }
+        return false;
+    });
+    return budget.isExceeded;
+}
+
+/// Whether the sections alone, entries unread, go over the budget.
+bool claimsTooMuch(std::string_view file, Elf *elf) {
+    for (const EntryKind &kind : {EntryKind{{SHT_SYMTAB, SHT_DYNSYM}, 1}, EntryKind{{SHT_DYNAMIC}, 1}}) {
+        Budget budget(file);
+        walkSections(file, elf, kind, budget, [](const GElf_Shdr &, std::string_view) { return false; });
+        if (budget.isExceeded)
+            return true;
+    }
+    return false;
 }
 
 /// The first entry of `raw` in the machine's byte order. `raw` may lie at any address.
@@ -140,17 +178,17 @@ bool hasText(std::uint64_t tag) {
 }
 
 template<class Symbol>
-void walkSymbols(std::string_view file, Elf *elf, const std::function<bool(const ElfSymbol &)> &visit) {
-    walk(file, elf, {{SHT_SYMTAB, SHT_DYNSYM}, sizeof(Symbol)},
-         [&](std::string_view raw, const Names &names) {
-             return visit({names.at(translated<Symbol>(elf, raw, ELF_T_SYM).st_name)});
-         });
+bool walkSymbols(std::string_view file, Elf *elf, const std::function<bool(const ElfSymbol &)> &visit) {
+    return walk(file, elf, {{SHT_SYMTAB, SHT_DYNSYM}, sizeof(Symbol)},
+                [&](std::string_view raw, const Names &names) {
+                    return visit({names.at(translated<Symbol>(elf, raw, ELF_T_SYM).st_name)});
+                });
 }
 
 template<class Dynamic>
-void walkDynamic(std::string_view file, Elf *elf,
+bool walkDynamic(std::string_view file, Elf *elf,
                  const std::function<bool(const ElfDynamicSection &)> &visit) {
-    walk(file, elf, {{SHT_DYNAMIC}, sizeof(Dynamic)}, [&](std::string_view raw, const Names &names) {
+    return walk(file, elf, {{SHT_DYNAMIC}, sizeof(Dynamic)}, [&](std::string_view raw, const Names &names) {
         const auto entry = translated<Dynamic>(elf, raw, ELF_T_DYN);
         const auto tag = static_cast<std::uint64_t>(entry.d_tag);
         return visit({tag, hasText(tag) ? names.at(entry.d_un.d_val) : std::string_view()});
@@ -181,7 +219,8 @@ ElfReader::ElfReader(std::shared_ptr<const MappedFile> file, Handle elf) :
     file_(std::move(file)),
     elf_(std::move(elf)),
     elfClass_(classOf(file_->bytes())),
-    elfEncoding_(encodingOf(file_->bytes())) {
+    elfEncoding_(encodingOf(file_->bytes())),
+    isOverBudget_(claimsTooMuch(file_->bytes(), elf_.get())) {
     forEachDynamicEntry([this](const ElfDynamicSection &entry) {
         if (entry.tag == DT_RPATH)
             rpath_ = entry.value;
@@ -190,21 +229,17 @@ ElfReader::ElfReader(std::shared_ptr<const MappedFile> file, Handle elf) :
 }
 
 bool ElfReader::isValid() const {
-    return elfClass_ != ElfClass::Unknown && elfEncoding_ == ElfEncoding::LittleEndian;
+    return elfClass_ != ElfClass::Unknown && elfEncoding_ == ElfEncoding::LittleEndian && !isOverBudget_;
 }
 
 void ElfReader::forEachSymbol(const std::function<bool(const ElfSymbol &)> &visit) const {
-    if (elfClass_ == ElfClass::Bits32)
-        walkSymbols<Elf32_Sym>(file_->bytes(), elf_.get(), visit);
-    else
-        walkSymbols<Elf64_Sym>(file_->bytes(), elf_.get(), visit);
+    const auto walkAll = elfClass_ == ElfClass::Bits32 ? walkSymbols<Elf32_Sym> : walkSymbols<Elf64_Sym>;
+    isOverBudget_ = isOverBudget_ || walkAll(file_->bytes(), elf_.get(), visit);
 }
 
 void ElfReader::forEachDynamicEntry(const std::function<bool(const ElfDynamicSection &)> &visit) const {
-    if (elfClass_ == ElfClass::Bits32)
-        walkDynamic<Elf32_Dyn>(file_->bytes(), elf_.get(), visit);
-    else
-        walkDynamic<Elf64_Dyn>(file_->bytes(), elf_.get(), visit);
+    const auto walkAll = elfClass_ == ElfClass::Bits32 ? walkDynamic<Elf32_Dyn> : walkDynamic<Elf64_Dyn>;
+    isOverBudget_ = isOverBudget_ || walkAll(file_->bytes(), elf_.get(), visit);
 }
 
 std::string_view ElfReader::rodata() const {

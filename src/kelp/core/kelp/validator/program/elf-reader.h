@@ -19,8 +19,9 @@ class MappedFile;
 /// terminated within its string table is empty.
 ///
 /// The sections of a sound file do not overlap. So one walk over symbols or dynamic entries reads no more
-/// bytes of entries, and of names, than the file has: a section beyond that is skipped, a name beyond that is
-/// empty. A file that points a thousand sections at the same megabytes costs no more than an honest one.
+/// bytes of entries, and of names, than the file has. A file that asks for more, such as one that points a
+/// thousand sections at the same megabytes, is not valid from the moment on at which that is known: when it
+/// is opened for the size of the sections, and behind the walk for the names. What is left is not read.
 class ElfReader final : public IElfReader {
 public:
     /// The reader of the file at `path`. Empty when it cannot be opened, is no regular file, is no ELF file
@@ -46,6 +47,7 @@ private:
     Handle elf_; ///< Of the mapped bytes, so it goes before them.
     ElfClass elfClass_ = ElfClass::Unknown;
     ElfEncoding elfEncoding_ = ElfEncoding::Unknown;
+    mutable bool isOverBudget_ = false; ///< Known before a walk, or found in one.
     std::string rpath_;
 };
 
