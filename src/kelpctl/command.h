@@ -19,6 +19,4 @@ using Command = std::function<ExitStatus(std::ostream &output)>;
 /// Adds one subcommand to the command line, and has it set `command` when it is the one that was asked for.
 using AddCommand = void (*)(CLI::App &app, Command &command);
 
-void addValidate(CLI::App &app, Command &command);
-
 } // namespace KelpCtl

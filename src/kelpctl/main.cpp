@@ -2,6 +2,7 @@
 #include "kelpctl/mend/commands.h"
 #include "kelpctl/see/commands.h"
 #include "kelpctl/shown-text.h"
+#include "kelpctl/validate/commands.h"
 
 #include <sys/stat.h>
 
@@ -13,9 +14,9 @@ namespace {
 
 /// In the order in which --help lists them.
 constexpr KelpCtl::AddCommand commands[] = {
-    KelpCtl::addStatus,  KelpCtl::addList,    KelpCtl::addInfo,     KelpCtl::addFiles,
-    KelpCtl::addOwner,   KelpCtl::addHistory, KelpCtl::addSources,  KelpCtl::addDoctor,
-    KelpCtl::addInstall, KelpCtl::addRemove,  KelpCtl::addValidate,
+    KelpCtl::addStatus,   KelpCtl::addList,    KelpCtl::addInfo,   KelpCtl::addFiles,   KelpCtl::addOwner,
+    KelpCtl::addHistory,  KelpCtl::addSources, KelpCtl::addDoctor, KelpCtl::addInstall, KelpCtl::addRemove,
+    KelpCtl::addValidate, KelpCtl::addExplain, KelpCtl::addRules,
 };
 
 ExitStatus run(const KelpCtl::Command &command) {

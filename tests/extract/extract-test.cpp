@@ -1,6 +1,7 @@
 #include "kelp/core/kelp/package-staging.h"
 #include "kelp/core/kelp/rpm-package.h"
 #include "kelp/core/kelp/staging-directory.h"
+#include "kelp/core/kelp/validator/configuration/config.h"
 
 #include "rpm-writer.h"
 #include "support/captured-output.h"
@@ -60,7 +61,9 @@ protected:
         CapturedOutput report(CapturedOutput::Stream::Error);
         writer.write(package_);
         fs::remove_all(staging_);
-        RpmPackage::fromFile(package_, {}).validate(staging_, Validator::Profile::Regular);
+        RpmPackage::Trial trial;
+        trial.config = std::make_shared<Validator::Config>(Validator::Profile::Regular);
+        RpmPackage::fromFile(package_, {}).validate(staging_, trial);
         return report.take();
     }
 

@@ -21,8 +21,10 @@ constexpr int leadNameSize = 66;
 /// All names of a file have its size; the last has the content.
 std::uint32_t contentSize(const std::vector<WrittenFile> &files, const WrittenFile &file) {
     std::size_t size = file.content.size();
+    if (file.inode == 0)
+        return static_cast<std::uint32_t>(size);
     for (const WrittenFile &other : files)
-        if (file.inode != 0 && other.inode == file.inode)
+        if (other.inode == file.inode)
             size = std::max(size, other.content.size());
     return static_cast<std::uint32_t>(size);
 }
@@ -88,9 +90,12 @@ std::string padded(std::string text, std::size_t alignment) {
     return text;
 }
 
-std::string signatureHeader(const std::string &header) {
+std::string signatureHeader(const std::string &header, bool isSigned) {
     Header signature = headerNew();
     headerPutString(signature, RPMSIGTAG_SHA256, sha256(header).c_str());
+    const std::uint8_t unknown[64] = {0x88};
+    if (isSigned)
+        headerPutBin(signature, RPMSIGTAG_RSA, unknown, sizeof unknown);
     return padded(blobOf(signature, RPMTAG_HEADERSIGNATURES), 8);
 }
 
@@ -123,6 +128,6 @@ std::string leadOf() {
 
 void RpmWriter::write(const std::filesystem::path &path) const {
     const std::string header = mainHeader(*this);
-    writeFile(path,
-              leadOf() + signatureHeader(header) + header + archiveOf(payload.empty() ? files : payload));
+    writeFile(path, leadOf() + signatureHeader(header, isSigned) + header +
+                        archiveOf(payload.empty() ? files : payload));
 }

@@ -22,5 +22,7 @@ struct RpmWriter {
     std::vector<WrittenFile> files = {};
     std::vector<WrittenFile> payload = {}; ///< Empty for what `files` says.
 
+    bool isSigned = false; ///< By a key that nobody knows.
+
     void write(const std::filesystem::path &path) const;
 };

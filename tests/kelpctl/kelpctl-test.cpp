@@ -1,80 +1,203 @@
+// Runs the program as a maker of packages would. What it prints is held against reviewed files; a change that
+// was reviewed is accepted by running this program with KELP_ACCEPT_REPORTS=1.
+
+#include "kelp/core/kelp/validator/all-findings.h"
+#include "kelpctl/validate/explanation.h"
+#include "kelpctl/validate/package-report.h"
+
+#include "../extract/rpm-writer.h"
 #include "support/temporary-directory.h"
 #include "support/text-file.h"
 
+#include <boost/json/parse.hpp>
+#include <boost/json/value.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
 #include <cstdlib>
+#include <set>
 
 namespace fs = std::filesystem;
+namespace json = boost::json;
 
 namespace {
 
-using testing::EndsWith;
 using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
 
-const std::string package = KELP_RPMS "/refused.rpm";
+const std::string sound = KELP_RPMS "/sound.rpm";
+const std::string faulty = KELP_RPMS "/faulty.rpm";
 
-/// Runs the program as a developer would, with a root and a directory for temporary files of its own.
+void expectGolden(const std::string &name, const std::string &text) {
+    const fs::path file = fs::path(KELP_GOLDEN) / name;
+    if (std::getenv("KELP_ACCEPT_REPORTS"))
+        writeFile(file, text);
+    EXPECT_EQ(text, readFile(file)) << file;
+}
+
 class KelpCtlTest : public testing::Test {
 protected:
     KelpCtlTest() {
-        fs::create_directory(temporary_);
-        setValidation("true");
+        for (const fs::path &directory : {temporary_, home_})
+            fs::create_directory(directory);
     }
 
-    void setValidation(const std::string &value) {
-        writeFile(root_.path() / "var/lib/developer-moded/developer-moded.conf",
-                  "[developermode]\nvalidationEnabled=" + value + '\n');
-    }
-
-    /// The exit status.
-    int run(const std::string &arguments) {
-        const std::string command = "TMPDIR='" + temporary_.string() + "' " KELPCTL " " + arguments + " >'" +
-                                    out_.string() + "' 2>'" + report_.string() + "'";
+    /// The exit status, or the signal with a minus.
+    int run(const std::string &arguments, const std::string &environment = "") {
+        const std::string command = "cd " KELP_RPMS "; HOME='" + home_.string() + "' TMPDIR='" +
+                                    temporary_.string() + "' " + environment + " " KELPCTL " " + arguments +
+                                    " >'" + out_.string() + "' 2>'" + error_.string() + "'";
         const int status = std::system(command.c_str());
         EXPECT_TRUE(fs::is_empty(temporary_)) << "left something behind";
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        EXPECT_TRUE(fs::is_empty(home_)) << "made something in the home directory";
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+    }
+
+    std::string out() const { return readFile(out_); }
+    std::string error() const { return readFile(error_); }
+
+    /// A package that was changed after it was built.
+    std::string damaged(const std::function<void(std::string &)> &damage) {
+        std::string bytes = readFile(sound);
+        damage(bytes);
+        writeFile(root_.path() / "damaged.rpm", bytes);
+        return root_.path() / "damaged.rpm";
     }
 
     TemporaryRoot root_;
     fs::path temporary_ = root_.path() / "tmp";
+    fs::path home_ = root_.path() / "home";
     fs::path out_ = root_.path() / "out";
-    fs::path report_ = root_.path() / "report";
+    fs::path error_ = root_.path() / "error";
 };
 
-TEST_F(KelpCtlTest, SaysWhatItThinksOfEachPackage) {
-    EXPECT_EQ(run("validate " + package), 1);
-    EXPECT_EQ(readFile(out_), package + ": refused: package content validation failed\n");
-    EXPECT_THAT(readFile(report_), HasSubstr("[binary] Main binary must exist"))
-        << "the last of the findings";
-    EXPECT_THAT(readFile(report_), HasSubstr("[desktop] X-Pelago-Application-Type not declared"));
+TEST_F(KelpCtlTest, ReportsReadAsTheyWereReviewed) {
+    EXPECT_EQ(run("validate --os-version 5.0 faulty.rpm"), 1);
+    expectGolden("faulty.txt", out());
+    EXPECT_EQ(error(), "");
+    EXPECT_EQ(run("validate sound.rpm"), 0);
+    EXPECT_EQ(out(), "org.example.sound 1-1 (sound.rpm), profile regular\n  accepted: no findings\n");
+    EXPECT_EQ(run("validate --output report faulty.rpm sound.rpm"), 1);
+    EXPECT_EQ(out(), "faulty.rpm: refused: package meta validation failed\nsound.rpm: accepted\n");
+    EXPECT_THAT(error(), HasSubstr("(CRITICAL)\t[scripts] Script sections are not allowed in RPM\n"));
+}
 
-    setValidation("false");
-    EXPECT_EQ(run("validate --profile extended " + package), 0);
-    EXPECT_EQ(readFile(out_), package + ": accepted\n");
+/// Makers hide findings by their ids and look them up.
+TEST_F(KelpCtlTest, EveryFindingHasAnIdThatStaysAndAnExplanation) {
+    std::string list;
+    std::set<std::string_view> ids;
+    for (const auto &entry : Validator::allFindings()) {
+        list += std::string(entry.id) + ' ' + KelpCtl::nameOf(entry.level) + '\n';
+        EXPECT_TRUE(ids.insert(entry.id).second) << entry.id << " twice";
+        const KelpCtl::Explanation &explanation = KelpCtl::explanationOf(entry.id);
+        for (const std::string_view text :
+             {explanation.what, explanation.why, explanation.mend, explanation.example})
+            EXPECT_NE(text, "") << entry.id;
+    }
+    expectGolden("ids.txt", list);
+    EXPECT_EQ(run("explain scripts"), 0);
+    EXPECT_THAT(out(), StartsWith("scripts (critical)\n"));
+    EXPECT_EQ(run("explain --list"), 0);
+    EXPECT_EQ(static_cast<std::size_t>(std::ranges::count(out(), '\n')), ids.size());
+    EXPECT_EQ(run("rules --profile mdm"), 0);
+    for (const char *line : {"provides\trequired\tmdm-client\n", "permission\tallowed\tInternet\n"})
+        EXPECT_THAT(out(), HasSubstr(line));
+}
 
+TEST_F(KelpCtlTest, DocumentsHoldWhatToolsNeed) {
+    EXPECT_EQ(run("validate --output json --hide directory-empty faulty.rpm /nowhere.rpm"), 2);
+    const json::value document = json::parse(out());
+    const json::object &first = document.at("packages").at(0).as_object();
+    EXPECT_EQ(first.at("id"), "org.example.faulty");
+    EXPECT_EQ(first.at("version"), "1-1");
+    EXPECT_EQ(first.at("verdict"), "refused");
+    EXPECT_EQ(first.at("reason"), "package meta validation failed");
+    const json::value found{{"id", "location-not-allowed"},
+                            {"level", "error"},
+                            {"path", "/opt/place/file"},
+                            {"text", "[/opt/place/file] Installation not allowed in this location"}};
+    EXPECT_THAT(first.at("findings").as_array(), testing::Contains(found));
+    EXPECT_THAT(out(), Not(HasSubstr("directory-empty")));
+    EXPECT_EQ(document.at("packages").at(1), (json::value{{"file", "/nowhere.rpm"},
+                                                          {"id", nullptr},
+                                                          {"version", nullptr},
+                                                          {"profile", "regular"},
+                                                          {"verdict", "incomplete"},
+                                                          {"reason", "Couldn't open rpm package"},
+                                                          {"findings", json::array()}}));
+
+    EXPECT_EQ(run("validate --output sarif faulty.rpm"), 1);
+    const json::value sarif = json::parse(out()).at("runs").at(0);
+    for (const json::value &result : sarif.at("results").as_array()) {
+        const auto index = static_cast<std::size_t>(result.at("ruleIndex").as_int64());
+        EXPECT_EQ(sarif.at("tool").at("driver").at("rules").at(index).at("id"), result.at("ruleId"));
+    }
+}
+
+TEST_F(KelpCtlTest, ExitStatusesTellVerdictFromTrouble) {
     writeFile(root_.path() / "text.rpm", "no package");
-    const std::string text = root_.path() / "text.rpm";
-    EXPECT_EQ(run("validate " + text + ' ' + package), 1);
-    EXPECT_EQ(readFile(out_), text + ": refused: Couldn't read rpm package\n" + package + ": accepted\n");
+    const struct {
+        std::string arguments;
+        int status;
+    } rows[] = {
+        {"validate sound.rpm", 0},
+        {"validate --developer-mode faulty.rpm", 1}, // Scripts are critical.
+        {"validate --profile mdm sound.rpm", 1},
+        {"validate --profile all sound.rpm", 0},
+        {"validate --profile all faulty.rpm", 1},
+        {"validate --fail-on warning --profile extended sound.rpm", 0},
+        {"validate --fail-on warning --profile mdm --developer-mode sound.rpm", 0},
+        {"validate " + (root_.path() / "text.rpm").string() + " sound.rpm", 2},
+        {"validate /nowhere.rpm sound.rpm", 2},
+        {"validate sound.rpm 3>/dev/full >&3 #", 2},
+        {"validate --hide scripts sound.rpm", 2}, // It refuses packages.
+        {"validate --hide nothing sound.rpm", 2},
+        {"validate --os-version five sound.rpm", 2},
+        {"validate --profile none sound.rpm", 2},
+        {"validate", 2},
+        {"explain nothing", 2},
+        {"explain", 2},
+        {"", 2},
+        {"--version", 0},
+        {"validate --help", 0},
+    };
+    for (const auto &[arguments, status] : rows)
+        EXPECT_EQ(run(arguments), status) << arguments << '\n' << out() << error();
 }
 
-TEST_F(KelpCtlTest, KeepsTheTreeWhenAsked) {
-    const fs::path kept = root_.path() / "kept";
-    EXPECT_EQ(run("validate --keep '" + kept.string() + "' " + package), 1);
-    EXPECT_TRUE(fs::exists(kept / "org.example.notes-1.4.2-1/manifest/org.example.notes.desktop"));
-    EXPECT_EQ(run("validate --keep '" + kept.string() + "' " + package), 2) << "would mix two trees";
+TEST_F(KelpCtlTest, TheMachineChangesNoVerdict) {
+    writeFile(root_.path() / "tmp-root/etc/os-release", "VERSION_ID=5.0\n");
+    fs::create_directory_symlink(temporary_, root_.path() / "link");
+    fs::permissions(root_.path(), fs::perms(0755));
+    fs::permissions(temporary_, fs::perms(0777));
+    const std::string at = root_.path();
+    // Who may not even reach the program says nothing.
+    std::string asNobody = "setpriv --reuid 65534 --regid 65534 --clear-groups";
+    if (std::system((asNobody + " test -x " KELPCTL " 2>/dev/null").c_str()) != 0)
+        asNobody.clear();
+    EXPECT_EQ(run("validate sound.rpm faulty.rpm"), 1);
+    const std::string report = out();
+    for (const std::string &environment :
+         {"TMPDIR=" + at + "/link", "TMPDIR=" + at + "//tmp/.", asNobody, "KELP_ROOT_FS=" + at + "/nowhere",
+          std::string("-u KELP_ROOT_FS")}) {
+        EXPECT_EQ(run("validate sound.rpm faulty.rpm", "env " + environment), 1) << environment;
+        EXPECT_EQ(out(), report) << environment;
+    }
+    EXPECT_EQ(run("validate faulty.rpm", "KELP_ROOT_FS=" + at + "/tmp-root"), 1);
+    EXPECT_THAT(out(), HasSubstr("manifest-version-incompatible"));
 }
 
-TEST_F(KelpCtlTest, TellsWrongUsageFromRefusal) {
-    for (const char *arguments : {"", "validate", "validate --profile none x.rpm", "install x.rpm"})
-        EXPECT_EQ(run(arguments), 2) << arguments;
-    EXPECT_EQ(run("--help"), 0);
-    EXPECT_THAT(readFile(out_), HasSubstr("validate"));
-    EXPECT_EQ(run("validate /nowhere.rpm " + package), 2);
-    EXPECT_THAT(readFile(out_), EndsWith("package content validation failed\n")) << "the others are judged";
+TEST_F(KelpCtlTest, SignaturesDoNotCountAndDigestsDo) {
+    RpmWriter writer;
+    writer.isSigned = true;
+    writer.write(root_.path() / "signed.rpm");
+    EXPECT_EQ(run("validate " + (root_.path() / "signed.rpm").string()), 1) << out();
+    EXPECT_EQ(run("validate " + damaged([](std::string &bytes) { bytes += 'x'; })), 2);
+    EXPECT_THAT(out(), HasSubstr("[payload-digest-wrong]"));
+    EXPECT_EQ(run("validate " + damaged([](std::string &bytes) { bytes.resize(bytes.size() / 2); })), 2);
+    EXPECT_THAT(out(), HasSubstr("incomplete: "));
 }
 
 TEST_F(KelpCtlTest, ShowsNoTextAsALineOrASequenceOfItsOwn) {
@@ -84,30 +207,41 @@ TEST_F(KelpCtlTest, ShowsNoTextAsALineOrASequenceOfItsOwn) {
         {"\u00e9\u0085\u202e\u2028", "\u00e9\\u{0085}\\u{202e}\\u{2028}"},
         {"\xff\xed\xa0\x80\xe2\x80", "\\xff\\xed\\xa0\\x80\\xe2\\x80"}};
     for (const auto &[name, shown] : rows) {
-        EXPECT_EQ(run(std::string("validate '/") + name + "'"), 2);
-        EXPECT_EQ(readFile(report_), std::string("kelpctl: /") + shown + ": Couldn't open rpm package\n");
+        RpmWriter writer;
+        writer.files = {{"/opt/", name}};
+        writer.write(root_.path() / "hostile.rpm");
+        for (const char *form : {"text", "report"}) {
+            EXPECT_EQ(run("validate --output " + std::string(form) + " '../" + name + "' " +
+                          (root_.path() / "hostile.rpm").string()),
+                      2);
+            EXPECT_THAT(out() + error(), HasSubstr(std::string("/opt/") + shown));
+        }
     }
 }
 
-TEST_F(KelpCtlTest, AcceptsASoundPackageUnderTheProfilesOfItsKind) {
-    const std::pair<const char *, int> rows[] = {{"regular", 0}, {"extended", 0},  {"auth", 0},
-                                                 {"market", 0},  {"systemapp", 0}, {"antivirus", 0},
-                                                 {"mdm", 1},     {"pwa", 1}};
-    for (const auto &[profile, status] : rows)
-        EXPECT_EQ(run(std::string("validate --profile ") + profile + " " KELP_RPMS "/sound.rpm"), status)
-            << profile << "\n"
-            << readFile(report_);
+TEST_F(KelpCtlTest, KeepsTreesWhereNobodyPutAnything) {
+    const fs::path kept = root_.path() / "kept";
+    EXPECT_EQ(run("validate --keep '" + kept.string() + "' sound.rpm"), 0);
+    EXPECT_TRUE(fs::exists(kept / "org.example.sound-1-1/manifest/org.example.sound.desktop"));
+    EXPECT_EQ(run("validate --keep '" + kept.string() + "' sound.rpm"), 2) << "would mix two trees";
+    fs::remove_all(kept / "org.example.sound-1-1");
+    fs::create_symlink(root_.path() / "elsewhere", kept / "org.example.sound-1-1");
+    EXPECT_EQ(run("validate --keep '" + kept.string() + "' sound.rpm"), 2);
+    EXPECT_FALSE(fs::exists(root_.path() / "elsewhere"));
 }
 
-/// The folder is one of somebody's own packages, or else has those that the build makes.
-TEST_F(KelpCtlTest, HasAVerdictOnEveryPackageOfAFolder) {
-    const char *folder = std::getenv("KELP_TEST_RPMS");
-    std::size_t count = 0;
-    for (const auto &entry : fs::directory_iterator(folder ? folder : KELP_RPMS)) {
-        EXPECT_THAT(run("validate '" + entry.path().string() + "'"), testing::AnyOf(0, 1)) << entry;
-        ++count;
+TEST_F(KelpCtlTest, LeavesNothingWhenItIsStopped) {
+    RpmWriter writer;
+    for (int i = 10'000; i < 30'000; ++i)
+        writer.files.push_back({"/usr/share/org.example.app/", std::to_string(i)});
+    writer.write(root_.path() / "large.rpm");
+    for (const char *signal : {"TERM", "HUP"}) {
+        const std::string stop = " & while [ -z \"$(ls " + temporary_.string() +
+                                 ")\" ]; do sleep 0.01; done; " + "kill -" + signal +
+                                 " $!; wait $!; exit $? #";
+        const int status = run("validate " + (root_.path() / "large.rpm").string() + stop, "env");
+        EXPECT_GT(status, 128) << signal;
     }
-    EXPECT_GT(count, 0u);
 }
 
 } // namespace

@@ -5,7 +5,6 @@
 #include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/package-links.h"
 #include "kelp/core/kelp/resolve-link.h"
-#include "kelp/core/kelp/validator/configuration/config.h"
 #include "kelp/core/kelp/validator/content-validator.h"
 #include "kelp/core/kelp/validator/header/header-checks.h"
 #include "kelp/core/kelp/validator/rpm-meta-checker.h"
@@ -35,7 +34,7 @@ struct PackageExtraction::Run {
     const ExtractFileIterator &content;
     const Validator::RpmMeta &meta;
     Validator::ContentValidator &validator;
-    const FileSteps &steps;
+    const Steps &steps;
     PackageLinks links;
     std::unordered_set<std::string> namedLinks = {}; ///< Those of which the header's judge said it already.
 };
@@ -47,29 +46,29 @@ PackageExtraction::PackageExtraction(const fs::path &destination, fs::path versi
     mappings_(std::move(mappings)),
     failure_(failure) {}
 
-void PackageExtraction::run(const fs::path &package, Validator::Profile profile, const FileSteps &steps) {
-    const ExtractFileIterator content(package);
-    const Validator::RpmMeta meta(content);
-    const auto config = std::make_shared<Validator::Config>(profile);
-    Validator::ContentValidator validator(config, meta);
-    Run run{content, meta, validator, steps, PackageLinks(staging_, versionDirectory_)};
+std::string PackageExtraction::run(const ExtractFileIterator &package, const Judges &judges,
+                                   const Steps &steps) {
+    const Validator::RpmMeta meta(package);
+    Validator::ContentValidator validator(judges.config, meta, judges.content);
+    Run run{package, meta, validator, steps, PackageLinks(staging_, versionDirectory_)};
     try {
-        hasFailed(Validator::RpmMetaChecker(config, meta).validateMeta(), "package meta validation failed");
+        hasFailed(Validator::RpmMetaChecker(judges.config, meta, judges.header).validateMeta(),
+                  "package meta validation failed");
         judge(run);
-    } catch (const std::exception &) {
+    } catch (...) {
         staging_.applyFilePermissions();
-        if (!firstFailure_)
-            throw;
+        throw;
     }
     staging_.applyFilePermissions();
-    if (firstFailure_)
-        throw Error(ErrorCode::BadPackageContent, firstFailure_);
+    return firstFailure_;
 }
 
 void PackageExtraction::judge(Run &run) {
     run.validator.setInstallRoot(staging_.path());
     run.validator.setPathMappings(mappings_);
     run.content.forEach([&](const Entry &entry) {
+        if (run.steps.beforeEntry)
+            run.steps.beforeEntry();
         extractEntry(entry, run);
         return false;
     });
@@ -101,8 +100,8 @@ void PackageExtraction::extractDirectory(const Entry &entry, const fs::path &pat
 }
 
 void PackageExtraction::extractFile(const Entry &entry, const fs::path &path, Run &run) {
-    if (run.steps.before)
-        run.steps.before();
+    if (run.steps.beforeFile)
+        run.steps.beforeFile();
     FileDescriptor file;
     if (make(entry, run, [&] { file = staging_.createFile(path); }))
         writeFile(entry, path, std::move(file), run);
@@ -119,8 +118,8 @@ void PackageExtraction::writeFile(const Entry &entry, const fs::path &path, File
         staging_.hideLater(path, content.permissions);
     else
         setPermissions(file, content.permissions, path);
-    if (!failed && run.steps.after)
-        run.steps.after(entry, file);
+    if (!failed && run.steps.afterFile)
+        run.steps.afterFile(entry, file);
     file.close();
 }
 
@@ -177,7 +176,7 @@ bool PackageExtraction::make(const Entry &entry, Run &run, const Make &make) {
 bool PackageExtraction::hasFailed(bool verdict, const char *text) {
     if (verdict && failure_ == Failure::Ends)
         throw Error(ErrorCode::BadPackageContent, text);
-    if (verdict && !firstFailure_)
+    if (verdict && firstFailure_.empty())
         firstFailure_ = text;
     return verdict;
 }

@@ -3,8 +3,9 @@
 #include "kelp/core/common/rpm/extract-file-iterator.h"
 #include "kelp/core/kelp/mappings/mapping.h"
 #include "kelp/core/kelp/staging-directory.h"
-#include "kelp/core/kelp/validator/configuration/profile.h"
+#include "kelp/core/kelp/validator/configuration/config.h"
 #include "kelp/core/kelp/validator/framework/content-findings.h"
+#include "kelp/core/kelp/validator/framework/logger.h"
 
 #include <filesystem>
 #include <functional>
@@ -28,24 +29,35 @@ public:
     /// What a verdict of failure does.
     enum class Failure {
         Ends,      ///< The run ends at once.
-        IsReported ///< The run goes on for all findings, and raises at the end what would have ended it.
+        IsReported ///< The run goes on for all findings.
     };
 
-    /// What is done beside the unpacking of regular files; empty functions do nothing.
-    struct FileSteps {
-        std::function<void()> before;
-        std::function<void(const Entry &, const FileDescriptor &)> after; ///< For a file that was passed.
+    /// By what a package is judged, and who is told of the findings of each stage; an empty sink prints them.
+    struct Judges {
+        std::shared_ptr<Validator::Config> config;
+        Validator::FindingSink header = {};
+        Validator::FindingSink content = {};
+    };
+
+    /// What is done beside the unpacking; empty functions do nothing. What they raise ends the run.
+    struct Steps {
+        std::function<void()> beforeEntry = {};
+        std::function<void()> beforeFile = {};
+        /// For a regular file that was passed.
+        std::function<void(const Entry &, const FileDescriptor &)> afterFile = {};
     };
 
     /// `versionDirectory` is where links shall lead; when it is empty, the destination.
     PackageExtraction(const std::filesystem::path &destination, std::filesystem::path versionDirectory,
                       std::vector<Mapping> mappings, Failure failure);
 
-    /// Raises ErrorCode::BadPackageContent with "package meta validation failed" for the header and "package
-    /// content validation failed" for the files, also for those that cannot be where the package wants them;
-    /// and what StagingDirectory, ExtractFileIterator and the checkers raise. What was unpacked by then
-    /// stays.
-    void run(const std::filesystem::path &package, Validator::Profile profile, const FileSteps &steps);
+    /// The verdict of failure is ErrorCode::BadPackageContent, with "package meta validation failed" for the
+    /// header and "package content validation failed" for the files, also for those that cannot be where the
+    /// package wants them. When it ends the run, it is raised; when it is reported, its text is returned, and
+    /// an empty one for a package that passed. Raises what StagingDirectory, ExtractFileIterator and the
+    /// checkers raise too. What was unpacked by then stays.
+    std::string run(const Common::Rpm::ExtractFileIterator &package, const Judges &judges,
+                    const Steps &steps);
 
     /// Gives the directories their permissions.
     void applyPermissions() const { staging_.applyPermissions(); }
@@ -73,7 +85,7 @@ private:
     std::filesystem::path versionDirectory_;
     std::vector<Mapping> mappings_;
     Failure failure_;
-    const char *firstFailure_ = nullptr;
+    std::string firstFailure_;
 };
 
 } // namespace Core::KELP

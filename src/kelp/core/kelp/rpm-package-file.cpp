@@ -137,8 +137,9 @@ void signFile(const FileDescriptor &file, const fs::path &path, const std::strin
 
 } // namespace
 
-RpmPackage RpmPackage::fromFile(const fs::path &path, std::vector<Cms> cmsSignatures) {
-    const ExtractFileIterator reader(path);
+RpmPackage RpmPackage::fromFile(const fs::path &path, std::vector<Cms> cmsSignatures,
+                                Common::Rpm::Signatures signatures) {
+    const ExtractFileIterator reader(path, signatures);
     std::string id = checked(reader.tag(Tag::Name));
     std::string version = checked(reader.tag(Tag::Version) + "-" + reader.tag(Tag::Release));
     std::vector<FileEntry> files = filesOf(reader);
@@ -156,6 +157,7 @@ RpmPackage RpmPackage::fromFile(const fs::path &path, std::vector<Cms> cmsSignat
                        summaryOf(cmsSignatures, PackageSignatures::Group::Client), std::move(orgName),
                        std::move(appName), std::move(mappings), std::move(cmsSignatures), std::move(files));
     package.path_ = path;
+    package.signatures_ = signatures;
     package.extractFile_ = &RpmPackage::extractPackageFile;
     return package;
 }
@@ -175,14 +177,17 @@ PackageStaging RpmPackage::extractPackageFile(const fs::path &destination,
             signFile(file, entry.path, id(), *developer, entry.fileIndex);
     };
     PackageExtraction extraction(destination, versionDirectory, mappings_, PackageExtraction::Failure::Ends);
-    extraction.run(path_, profile, {requireSignature, attachAttributes});
+    extraction.run(ExtractFileIterator(path_, signatures_), {std::make_shared<Validator::Config>(profile)},
+                   {.beforeFile = requireSignature, .afterFile = attachAttributes});
     extraction.applyPermissions();
     return {destination, id(), version(), orgName(), appName()};
 }
 
-void RpmPackage::validate(const fs::path &destination, Validator::Profile profile) const {
+std::string RpmPackage::validate(const fs::path &destination, const Trial &trial) const {
     PackageExtraction extraction(destination, {}, mappings_, PackageExtraction::Failure::IsReported);
-    extraction.run(path_, profile, {});
+    return extraction.run(ExtractFileIterator(path_, signatures_),
+                          {trial.config, trial.headerFindings, trial.contentFindings},
+                          {.beforeEntry = trial.beforeEntry});
 }
 
 } // namespace Core::KELP

@@ -1,14 +1,21 @@
 #pragma once
 
 #include "kelp/core/common/rpm/package-entry.h"
+#include "kelp/core/common/rpm/reader.h"
 #include "kelp/core/kelp/mappings/mapping.h"
 #include "kelp/core/kelp/package.h"
-#include "kelp/core/kelp/validator/configuration/profile.h"
+#include "kelp/core/kelp/validator/framework/logger.h"
 
 #include "platform/package-signatures/cms.h"
 
 #include <filesystem>
+#include <functional>
+#include <memory>
 #include <vector>
+
+namespace Validator {
+class Config;
+}
 
 namespace Core::KELP {
 
@@ -34,7 +41,8 @@ public:
     /// ErrorCode::BadPackageContent "package content validation failed" for an id or a version that cannot be
     /// a file name.
     static RpmPackage fromFile(const std::filesystem::path &path,
-                               std::vector<PackageSignatures::Cms> cmsSignatures);
+                               std::vector<PackageSignatures::Cms> cmsSignatures,
+                               Common::Rpm::Signatures signatures = Common::Rpm::Signatures::OfMachine);
 
     /// Unpacks the package under the validator's verdict, as PackageExtraction does it, and gives the files
     /// that take them their signatures and the package id as extended attributes. A package without a
@@ -44,9 +52,17 @@ public:
     PackageStaging extract(const std::filesystem::path &destination,
                            const std::filesystem::path &versionDirectory) const override;
 
-    /// Unpacks the package and reports all that the validator finds, without looking at signatures. Raises
-    /// where extract() would, for a package of this profile.
-    void validate(const std::filesystem::path &destination, Validator::Profile profile) const;
+    /// How a package file is judged that is not to be installed.
+    struct Trial {
+        std::shared_ptr<Validator::Config> config;
+        Validator::FindingSink headerFindings;
+        Validator::FindingSink contentFindings;
+        std::function<void()> beforeEntry; ///< Called for each file of the package; what it raises passes.
+    };
+
+    /// Unpacks the package and reports all that the validator finds, without looking at signatures. Returns
+    /// with which words extract() would refuse it, or an empty text. Raises what prevents a verdict.
+    std::string validate(const std::filesystem::path &destination, const Trial &trial) const;
 
     const std::vector<FileEntry> &files() const { return files_; }
     const std::vector<Mapping> &mappings() const { return mappings_; }
@@ -71,6 +87,7 @@ private:
 
     std::vector<PackageSignatures::Cms> cmsSignatures_;
     std::string path_; ///< Of the package file; empty for an installed package.
+    Common::Rpm::Signatures signatures_ = Common::Rpm::Signatures::OfMachine;
     /// Set for package files only, so that programs that know none do not load what the validator needs.
     PackageStaging (RpmPackage::*extractFile_)(const std::filesystem::path &,
                                                const std::filesystem::path &) const = nullptr;

@@ -63,8 +63,8 @@ std::shared_ptr<rpmfiles_s> searchableFileList(const Reader &reader) {
 
 } // namespace
 
-ExtractFileIterator::ExtractFileIterator(const std::filesystem::path &package) :
-    Reader(package),
+ExtractFileIterator::ExtractFileIterator(const std::filesystem::path &package, Signatures signatures) :
+    Reader(package, signatures),
     files_(searchableFileList(*this)),
     archive_(openPayload(file(), tagOr(Tag::PayloadCompressor, "gzip"), files_.get())) {}
 

@@ -19,7 +19,8 @@ public:
     /// Opens the package and its payload. Raises as Reader does, and ErrorCode::BadPackageFileFormat
     /// "Couldn't read rpm package" for a file list that contradicts itself or is long and out of order, and
     /// "Couldn't open rpm package for extraction" when there is no way to decompress the payload.
-    explicit ExtractFileIterator(const std::filesystem::path &package);
+    explicit ExtractFileIterator(const std::filesystem::path &package,
+                                 Signatures signatures = Signatures::OfMachine);
 
     /// Calls `callback` for each entry, in the payload's order, until it returns true. The further names of a
     /// regular file follow it at once, as entries of the kind HardLink, even when the callback returned true

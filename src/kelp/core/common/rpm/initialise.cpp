@@ -3,6 +3,7 @@
 #include "kelp/core/common/log-stream.h"
 
 #include <rpm/rpmlib.h>
+#include <rpm/rpmlog.h>
 
 namespace Common::Rpm {
 
@@ -13,6 +14,10 @@ void initialise() {
     started = true;
     if (rpmReadConfigFiles(nullptr, nullptr) != 0)
         LogStream(LogLevel::Warning) << "Couldn't read RPM configuration files";
+}
+
+void silenceLibrary() {
+    rpmlogSetMask(RPMLOG_MASK(RPMLOG_EMERG));
 }
 
 } // namespace Common::Rpm

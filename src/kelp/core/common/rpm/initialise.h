@@ -7,4 +7,8 @@ namespace Common::Rpm {
 /// constructor of this folder that reaches librpm calls this.
 void initialise();
 
+/// Lets librpm report nothing on standard error from now on: its lines hold names of files and packages as
+/// they are.
+void silenceLibrary();
+
 } // namespace Common::Rpm

@@ -24,9 +24,12 @@ std::shared_ptr<_FD_s> open(const std::filesystem::path &package) {
     return {file, Fclose};
 }
 
-std::shared_ptr<headerToken_s> readHeader(FD_t file, const std::filesystem::path &package) {
+std::shared_ptr<headerToken_s> readHeader(FD_t file, const std::filesystem::path &package,
+                                          Signatures signatures) {
     const std::unique_ptr<rpmts_s, decltype(&rpmtsFree)> transactionSet(rpmtsCreate(), rpmtsFree);
     rpmtsSetRootDir(transactionSet.get(), nullptr);
+    if (signatures == Signatures::Unchecked)
+        rpmtsSetVSFlags(transactionSet.get(), RPMVSF_MASK_NOSIGNATURES);
 
     Header header = nullptr;
     const rpmRC result = rpmReadPackageFile(transactionSet.get(), file, package.c_str(), &header);
@@ -57,10 +60,10 @@ std::optional<std::string> dependencyName(const char *rendering) {
 
 } // namespace
 
-Reader::Reader(const std::filesystem::path &package) {
+Reader::Reader(const std::filesystem::path &package, Signatures signatures) {
     initialise();
     file_ = open(package);
-    header_ = readHeader(file_.get(), package);
+    header_ = readHeader(file_.get(), package, signatures);
 }
 
 Reader::Reader(headerToken_s *header) : header_(header, [](headerToken_s *) {}) {

@@ -11,16 +11,21 @@ struct headerToken_s;
 
 namespace Common::Rpm {
 
+/// Whose policy decides on the signatures of a package file. Digests of the header are always checked.
+enum class Signatures {
+    OfMachine, ///< The machine's rpm configuration and the keys that it knows.
+    Unchecked, ///< None is looked at; no database of keys is opened, or made.
+};
+
 /// A package seen through its header. Copies share the header and the open file. What the tags say was
 /// written by the maker of the package and is not judged here.
 class Reader {
 public:
-    /// Opens a package file and reads its header, under the signature policy of the machine's rpm
-    /// configuration; librpm reports what it objects to on standard error. The file stays open as long as a
-    /// copy of the reader lives. Raises ErrorCode::FileNotFound "Couldn't open rpm package", or
-    /// ErrorCode::BadPackageFileFormat "Couldn't read rpm package" for a file that is no package, is cut
-    /// short or is refused by the policy.
-    explicit Reader(const std::filesystem::path &package);
+    /// Opens a package file and reads its header; librpm reports what it objects to on standard error. The
+    /// file stays open as long as a copy of the reader lives. Raises ErrorCode::FileNotFound "Couldn't open
+    /// rpm package", or ErrorCode::BadPackageFileFormat "Couldn't read rpm package" for a file that is no
+    /// package, is cut short or is refused by the policy.
+    explicit Reader(const std::filesystem::path &package, Signatures signatures = Signatures::OfMachine);
 
     /// Looks at a header, not null, that belongs to another: the reader and its copies are valid only as long
     /// as the header, for one of Transaction::forEachInstalled until the callback returns.

@@ -18,6 +18,7 @@
 #include "kelp/core/kelp/mending/keys.h"
 #include "kelp/core/kelp/registry.h"
 #include "kelp/core/kelp/rpm-package.h"
+#include "kelp/core/kelp/validator/configuration/config.h"
 
 #include "platform/package-signatures/database.h"
 
@@ -82,13 +83,20 @@ public:
         check();
         const Staging staging(installationDirectory(configuration_) / id_);
         if (options_.isDryRun)
-            package_.validate(staging.path(), Validator::profileFromCertificate(certificate_));
+            judge(staging.path());
         else
             bringIn(package_.extract(staging.path(), fs::absolute(versionDirectory())));
         return {id_, package_.version(), installed_.value("general.version")};
     }
 
 private:
+    void judge(const fs::path &staging) const {
+        RpmPackage::Trial trial;
+        trial.config = std::make_shared<Validator::Config>(Validator::profileFromCertificate(certificate_));
+        if (const std::string refusal = package_.validate(staging, trial); !refusal.empty())
+            throw Error(ErrorCode::BadPackageContent, refusal);
+    }
+
     fs::path versionDirectory() const { return resolver_.versionDirectory(id_, package_.version()); }
 
     void check() {

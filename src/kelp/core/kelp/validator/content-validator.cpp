@@ -12,10 +12,10 @@
 
 namespace Validator {
 
-ContentValidator::ContentValidator(std::shared_ptr<Config> config, const RpmMeta &meta) :
+ContentValidator::ContentValidator(std::shared_ptr<Config> config, const RpmMeta &meta, FindingSink sink) :
     config_(std::move(config)),
     meta_(std::make_shared<RpmMeta>(meta)),
-    logger_(std::make_shared<Logger>()),
+    logger_(std::make_shared<Logger>(std::move(sink))),
     desktop_(std::make_shared<Desktop>(meta_, config_, logger_)),
     checkers_{
         {ContentChecker::Desktop, desktop_},
@@ -40,9 +40,11 @@ void ContentValidator::setPathMappings(const std::vector<Core::KELP::Mapping> &m
 bool ContentValidator::validateFile(const std::string &path, const std::string &realPath) {
     path_ = path;
     realPath_ = realPath;
+    logger_->setPath(path);
     for (const auto &[key, checker] : checkers_)
         if (checker->canValidate(path_, realPath_))
             checker->validate(path_, realPath_);
+    logger_->setPath({});
     return takeVerdict(*logger_, *config_);
 }
 

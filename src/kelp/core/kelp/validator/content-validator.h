@@ -30,12 +30,13 @@ enum class ContentChecker : std::uint32_t {
 };
 
 /// The second stage of validation: hands every unpacked file of one package to the checkers that it concerns,
-/// and gives a verdict on each file and on the whole. It has a report of its own, on standard error.
+/// and gives a verdict on each file and on the whole. It has a report of its own.
 ///
 /// What a checker finds is never an exception. What prevents a checker from working is one, and passes.
 class ContentValidator {
 public:
-    ContentValidator(std::shared_ptr<Config> config, const RpmMeta &meta);
+    /// The findings go to the sink; to standard error when it is empty.
+    ContentValidator(std::shared_ptr<Config> config, const RpmMeta &meta, FindingSink sink = {});
 
     /// The directory below which the package is unpacked, and how the layout there differs from the system's.
     /// Called before finishContent().

@@ -12,8 +12,8 @@ constexpr std::string_view discouragedVendor = "ondine";
 
 } // namespace
 
-RpmMetaChecker::RpmMetaChecker(std::shared_ptr<Config> config, const RpmMeta &meta) :
-    config_(std::move(config)), meta_(meta) {}
+RpmMetaChecker::RpmMetaChecker(std::shared_ptr<Config> config, const RpmMeta &meta, FindingSink sink) :
+    config_(std::move(config)), meta_(meta), logger_(std::move(sink)) {}
 
 bool RpmMetaChecker::validateMeta() {
     const HeaderCheck check{meta_, *config_, logger_};

@@ -12,9 +12,10 @@ namespace Validator {
 /// scripts and the file list. It has a report of its own.
 class RpmMetaChecker {
 public:
-    RpmMetaChecker(std::shared_ptr<Config> config, const RpmMeta &meta);
+    /// The findings go to the sink; to standard error when it is empty.
+    RpmMetaChecker(std::shared_ptr<Config> config, const RpmMeta &meta, FindingSink sink = {});
 
-    /// Runs all checks and returns whether the package failed. What it finds goes to standard error. Takes
+    /// Runs all checks and returns whether the package failed. Takes
     /// n log n time for a package of n files.
     bool validateMeta();
 

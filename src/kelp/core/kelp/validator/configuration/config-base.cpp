@@ -32,8 +32,12 @@ bool readValidationEnabled() {
 
 } // namespace
 
-ConfigBase::ConfigBase() :
-    validationEnabled(readValidationEnabled()),
+DeveloperMode DeveloperMode::ofMachine() {
+    return {readValidationEnabled()};
+}
+
+ConfigBase::ConfigBase(const DeveloperMode &mode) :
+    validationEnabled(mode.validationEnabled),
     iconSizes{86, 108, 128, 172},
     binDir("/usr/bin/"),
     shareDir("/usr/share/"),

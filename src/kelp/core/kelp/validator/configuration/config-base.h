@@ -8,6 +8,15 @@
 
 namespace Configuration {
 
+/// Whether errors fail a package.
+struct DeveloperMode {
+    /// Reads var/lib/developer-moded/developer-moded.conf below the root prefix, an ini file with the key
+    /// "developermode.validationEnabled"; says so on standard error when it takes the default, true.
+    static DeveloperMode ofMachine();
+
+    bool validationEnabled = true;
+};
+
 /// What a package of one kind may do. A derived class only ever adds to what its base has built.
 class ConfigBase {
 public:
@@ -43,10 +52,7 @@ public:
     PatternSet forbiddenMimeTypes;
 
 protected:
-    /// Reads the developer mode from var/lib/developer-moded/developer-moded.conf below the root prefix, an
-    /// ini file with the key "developermode.validationEnabled"; says so on standard error when it takes the
-    /// default, true.
-    ConfigBase();
+    explicit ConfigBase(const DeveloperMode &mode);
 };
 
 } // namespace Configuration

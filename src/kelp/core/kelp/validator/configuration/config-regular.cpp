@@ -7,7 +7,7 @@
 
 namespace Configuration {
 
-ConfigRegular::ConfigRegular() {
+ConfigRegular::ConfigRegular(const DeveloperMode &mode) : ConfigBase(mode) {
     name = "regular";
     addExpressions(allowedPaths, RegularRows::allowedPathsExpressions);
     addStrings(allowedPermissions, RegularRows::allowedPermissions);

@@ -7,7 +7,7 @@ namespace Configuration {
 /// The policy for a regular application.
 class ConfigRegular : public ConfigBase {
 public:
-    ConfigRegular();
+    explicit ConfigRegular(const DeveloperMode &mode = DeveloperMode::ofMachine());
 
     bool isDesktopFileRequired() const override { return true; }
     bool isIconRequired(const std::string &) const override { return true; }

@@ -1,5 +1,6 @@
 #include "kelp/core/kelp/validator/configuration/config.h"
 
+#include "kelp/core/common/rpm/platform-facts.h"
 #include "kelp/core/kelp/validator/configuration/small-profiles.h"
 
 #include <algorithm>
@@ -8,17 +9,18 @@ namespace Validator {
 
 namespace {
 
+using Configuration::DeveloperMode;
 using Configuration::PatternSet;
 using Base = std::shared_ptr<Configuration::ConfigBase>;
 
 template<class Policy>
-Base make() {
-    return std::make_shared<Policy>();
+Base make(const DeveloperMode &mode) {
+    return std::make_shared<Policy>(mode);
 }
 
 struct Factory {
     Profile profile;
-    Base (*make)();
+    Base (*make)(const DeveloperMode &);
 };
 
 constexpr Factory factories[] = {
@@ -32,14 +34,21 @@ constexpr Factory factories[] = {
     {Profile::Pwa, make<Configuration::ConfigPwa>},
 };
 
-Base build(Profile profile) {
+Base build(Profile profile, const DeveloperMode &mode) {
     const auto found = std::ranges::find(factories, profile, &Factory::profile);
-    return found != std::end(factories) ? found->make() : make<Configuration::ConfigRegular>();
+    return found != std::end(factories) ? found->make(mode) : make<Configuration::ConfigRegular>(mode);
 }
 
 } // namespace
 
-Config::Config(Profile profile) : base_(build(profile)) {}
+Config::Config(Profile profile) : base_(build(profile, DeveloperMode::ofMachine())) {}
+
+Config::Config(Profile profile, Target target) :
+    base_(build(profile, {target.validationEnabled})), target_(std::move(target)) {}
+
+std::optional<std::string> Config::osVersion() const {
+    return target_ ? target_->osVersion : Common::osVersion();
+}
 
 bool Config::validationEnabled() const {
     return base_->validationEnabled;

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,12 +15,23 @@ class PatternSet;
 
 namespace Validator {
 
+/// The device for which a package is judged, when that is not this machine.
+struct Target {
+    bool validationEnabled = true;        ///< What the developer mode says there.
+    std::optional<std::string> osVersion; ///< Empty when nobody knows.
+};
+
 /// The handle on the active profile, by which all checkers of one validation ask for policy. The references
 /// live as long as the object.
 class Config {
 public:
     /// A profile that is none of the enumeration counts as Profile::Regular.
     explicit Config(Profile profile);
+    /// The same for another device: nothing of this machine is looked at.
+    Config(Profile profile, Target target);
+
+    /// The version of the operating system; of this machine as Common::osVersion() tells it, and raises.
+    std::optional<std::string> osVersion() const;
 
     bool validationEnabled() const;
     bool isDesktopFileRequired() const;
@@ -49,6 +61,7 @@ public:
 
 private:
     std::shared_ptr<Configuration::ConfigBase> base_;
+    std::optional<Target> target_; ///< Empty for this machine.
 };
 
 } // namespace Validator

@@ -41,4 +41,11 @@ void addExpressions(PatternSet &set, Rows rows) {
         set.add(compiled(row));
 }
 
+std::vector<std::string> PatternSet::texts() const {
+    std::vector<std::string> texts(strings_.begin(), strings_.end());
+    for (const Pattern &pattern : patterns_)
+        texts.push_back('/' + pattern.expression() + '/');
+    return texts;
+}
+
 } // namespace Configuration

@@ -25,6 +25,9 @@ public:
     /// Whether the text is one of the strings or matches one of the expressions. The strings are asked first.
     bool contains(std::string_view text) const;
 
+    /// All of it for people: each string, and each expression between slashes.
+    std::vector<std::string> texts() const;
+
     /// How many strings and expressions the set holds.
     std::size_t size() const { return strings_.size() + patterns_.size(); }
 

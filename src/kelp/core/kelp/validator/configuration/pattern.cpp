@@ -69,12 +69,18 @@ MatchData match(const pcre2_code *code, std::string_view text) {
 } // namespace
 
 struct Pattern::Code {
+    std::string expression;
     std::unique_ptr<pcre2_code, Release<pcre2_code_free>> compiled;
 };
 
 Pattern::Pattern(std::string_view expression) :
     code_(std::make_shared<const Code>(
-        Code{std::unique_ptr<pcre2_code, Release<pcre2_code_free>>(compile(expression))})) {}
+        Code{std::string(expression),
+             std::unique_ptr<pcre2_code, Release<pcre2_code_free>>(compile(expression))})) {}
+
+const std::string &Pattern::expression() const {
+    return code_->expression;
+}
 
 bool Pattern::matches(std::string_view text) const {
     return match(code_->compiled.get(), text) != nullptr;

@@ -16,6 +16,8 @@ public:
     /// Throws std::invalid_argument for a malformed expression.
     explicit Pattern(std::string_view expression);
 
+    const std::string &expression() const;
+
     /// Whether the expression matches the whole text.
     bool matches(std::string_view text) const;
 

@@ -4,7 +4,7 @@
 
 namespace Configuration {
 
-ConfigExtended::ConfigExtended() {
+ConfigExtended::ConfigExtended(const DeveloperMode &mode) : ConfigRegular(mode) {
     name = "extended";
     addExpressions(allowedPaths, ExtendedRows::allowedPathsExpressions);
     addStrings(allowedPermissions, ExtendedRows::allowedPermissions);
@@ -15,7 +15,7 @@ ConfigExtended::ConfigExtended() {
     addStrings(deprecatedQmlImports, ExtendedRows::deprecatedQmlImports);
 }
 
-ConfigMDM::ConfigMDM() {
+ConfigMDM::ConfigMDM(const DeveloperMode &mode) : ConfigExtended(mode) {
     name = "mdm";
     requiredPackage = "mdm-client";
     addStrings(allowedPermissions, MdmRows::allowedPermissions);
@@ -24,33 +24,33 @@ ConfigMDM::ConfigMDM() {
     addStrings(unstableQmlImports, MdmRows::unstableQmlImports);
 }
 
-ConfigAuth::ConfigAuth() {
+ConfigAuth::ConfigAuth(const DeveloperMode &mode) : ConfigExtended(mode) {
     name = "auth";
     addStrings(allowedPaths, AuthRows::allowedPaths);
     addStrings(allowedPermissions, AuthRows::allowedPermissions);
     addExpressions(allowedLibraries, AuthRows::allowedLibrariesExpressions);
 }
 
-ConfigAntivirus::ConfigAntivirus() {
+ConfigAntivirus::ConfigAntivirus(const DeveloperMode &mode) : ConfigRegular(mode) {
     name = "antivirus";
     addStrings(allowedPaths, AntivirusRows::allowedPaths);
     addStrings(allowedPermissions, AntivirusRows::allowedPermissions);
     addStrings(allowedLibraries, AntivirusRows::allowedLibraries);
 }
 
-ConfigMarket::ConfigMarket() {
+ConfigMarket::ConfigMarket(const DeveloperMode &mode) : ConfigRegular(mode) {
     name = "market";
     addExpressions(allowedPaths, MarketRows::allowedPathsExpressions);
     addStrings(allowedPermissions, MarketRows::allowedPermissions);
     addStrings(allowedLibraries, MarketRows::allowedLibraries);
 }
 
-ConfigSystemApp::ConfigSystemApp() {
+ConfigSystemApp::ConfigSystemApp(const DeveloperMode &mode) : ConfigRegular(mode) {
     name = "systemapp";
     addStrings(allowedPermissions, SystemAppRows::allowedPermissions);
 }
 
-ConfigPwa::ConfigPwa() {
+ConfigPwa::ConfigPwa(const DeveloperMode &mode) : ConfigRegular(mode) {
     name = "pwa";
     addStrings(allowedPermissions, PwaRows::allowedPermissions);
 }

@@ -10,7 +10,7 @@ namespace Configuration {
 /// The policy for an extended application.
 class ConfigExtended : public ConfigRegular {
 public:
-    ConfigExtended();
+    explicit ConfigExtended(const DeveloperMode &mode = DeveloperMode::ofMachine());
 
     bool isDesktopFileRequired() const override { return false; }
     bool isIconRequired(const std::string &) const override { return false; }
@@ -19,19 +19,19 @@ public:
 /// The policy for a client of the device management.
 class ConfigMDM : public ConfigExtended {
 public:
-    ConfigMDM();
+    explicit ConfigMDM(const DeveloperMode &mode = DeveloperMode::ofMachine());
 };
 
 /// The policy for an application that authenticates users.
 class ConfigAuth : public ConfigExtended {
 public:
-    ConfigAuth();
+    explicit ConfigAuth(const DeveloperMode &mode = DeveloperMode::ofMachine());
 };
 
 /// The policy for a virus scanner.
 class ConfigAntivirus : public ConfigRegular {
 public:
-    ConfigAntivirus();
+    explicit ConfigAntivirus(const DeveloperMode &mode = DeveloperMode::ofMachine());
 
     bool isDesktopFileRequired() const override { return false; }
 };
@@ -39,19 +39,19 @@ public:
 /// The policy for an application store.
 class ConfigMarket : public ConfigRegular {
 public:
-    ConfigMarket();
+    explicit ConfigMarket(const DeveloperMode &mode = DeveloperMode::ofMachine());
 };
 
 /// The policy for an application of the system.
 class ConfigSystemApp : public ConfigRegular {
 public:
-    ConfigSystemApp();
+    explicit ConfigSystemApp(const DeveloperMode &mode = DeveloperMode::ofMachine());
 };
 
 /// The policy for a web application.
 class ConfigPwa : public ConfigRegular {
 public:
-    ConfigPwa();
+    explicit ConfigPwa(const DeveloperMode &mode = DeveloperMode::ofMachine());
 };
 
 } // namespace Configuration

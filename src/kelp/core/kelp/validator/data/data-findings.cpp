@@ -5,25 +5,34 @@ namespace Validator {
 namespace {
 
 constexpr CatalogueEntry iconTexts[] = {
-    {LogLevel::Error, "[{0}] Icon not found or file resolution is incorrect"},
+    {LogLevel::Error, "icon-wrong-size", "[{0}] Icon not found or file resolution is incorrect",
+     Subject::File},
 };
 
 constexpr CatalogueEntry manifestTexts[] = {
-    {LogLevel::Error, "[manifest] manifest file contains invalid JSON"},
-    {LogLevel::Warning, "[{0}] Unknown manifest key"},
-    {LogLevel::Error, "[{0}] Manifest key has wrong type"},
-    {LogLevel::Error, "[manifest] missing minOSVersion field"},
-    {LogLevel::Error, "[manifest] invalid version in minOSVersion field"},
-    {LogLevel::Error, "[manifest] package minOSVersion incompatible with this OS version"},
+    {LogLevel::Error, "manifest-invalid-json", "[manifest] manifest file contains invalid JSON"},
+    {LogLevel::Warning, "manifest-key-unknown", "[{0}] Unknown manifest key"},
+    {LogLevel::Error, "manifest-key-type", "[{0}] Manifest key has wrong type"},
+    {LogLevel::Error, "manifest-version-missing", "[manifest] missing minOSVersion field"},
+    {LogLevel::Error, "manifest-version-invalid", "[manifest] invalid version in minOSVersion field"},
+    {LogLevel::Error, "manifest-version-incompatible",
+     "[manifest] package minOSVersion incompatible with this OS version"},
+    {LogLevel::Error, "manifest-version-incomparable",
+     "[manifest] minOSVersion holds a version of one component, which names no release line"},
+    {LogLevel::Warning, "os-version-unknown",
+     "[manifest] minOSVersion was not checked, as the version of the target is not known"},
 };
 
 constexpr CatalogueEntry integritydTexts[] = {
-    {LogLevel::Error, "[integrityd] integrityd configuration file mismatching package content"},
-    {LogLevel::Error, "[integrityd] integrityd configuration file contains invalid JSON"},
+    {LogLevel::Error, "integrity-file-mismatch",
+     "[integrityd] integrityd configuration file mismatching package content"},
+    {LogLevel::Error, "integrity-file-invalid-json",
+     "[integrityd] integrityd configuration file contains invalid JSON"},
 };
 
 constexpr CatalogueEntry parameterFileTexts[] = {
-    {LogLevel::Error, "[{0}] Configuration parameter file for managed configuration is invalid"},
+    {LogLevel::Error, "parameter-file-invalid",
+     "[{0}] Configuration parameter file for managed configuration is invalid", Subject::File},
 };
 
 } // namespace
@@ -42,6 +51,12 @@ Message messageOf(IntegritydRule rule, const std::vector<std::string> &strings) 
 
 Message messageOf(ConfigurationParameterFileRule rule, const std::vector<std::string> &strings) {
     return composeMessage(parameterFileTexts, static_cast<std::size_t>(rule), strings);
+}
+
+void appendDataFindings(std::vector<CatalogueEntry> &all) {
+    for (const Catalogue catalogue : {Catalogue(iconTexts), Catalogue(manifestTexts),
+                                      Catalogue(integritydTexts), Catalogue(parameterFileTexts)})
+        all.insert(all.end(), catalogue.begin(), catalogue.end());
 }
 
 } // namespace Validator

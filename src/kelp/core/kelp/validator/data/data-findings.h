@@ -23,6 +23,8 @@ enum class ManifestRule : std::uint32_t {
     VersionMissing = 3,
     VersionInvalid = 4,
     VersionIncompatible = 5,
+    VersionIncomparable = 6,
+    OsVersionUnknown = 7,
 };
 
 Message messageOf(ManifestRule rule, const std::vector<std::string> &strings);
@@ -41,5 +43,8 @@ enum class ConfigurationParameterFileRule : std::uint32_t {
 };
 
 Message messageOf(ConfigurationParameterFileRule rule, const std::vector<std::string> &strings);
+
+/// Appends the entries of the catalogues above.
+void appendDataFindings(std::vector<CatalogueEntry> &all);
 
 } // namespace Validator

@@ -1,6 +1,5 @@
 #include "kelp/core/kelp/validator/data/manifest.h"
 
-#include "kelp/core/common/rpm/platform-facts.h"
 #include "kelp/core/kelp/validator/data/data-findings.h"
 #include "kelp/core/kelp/validator/data/os-compatibility.h"
 #include "kelp/core/kelp/validator/framework/mapped-file.h"
@@ -10,6 +9,7 @@
 #include <boost/json/value.hpp>
 
 #include <optional>
+#include <stdexcept>
 #include <unordered_map>
 #include <variant>
 
@@ -99,8 +99,20 @@ void Manifest::validate(const std::string &path, const std::string &realPath) {
     const auto needed = neededVersions(content.get_object());
     if (const auto *broken = std::get_if<ManifestRule>(&needed))
         logger_->log(*broken);
-    else if (!isCompatible(Common::osVersion(), std::get<Versions>(needed)))
-        logger_->log(ManifestRule::VersionIncompatible);
+    else
+        checkVersions(std::get<Versions>(needed));
+}
+
+void Manifest::checkVersions(const std::vector<std::string_view> &needed) const {
+    const std::optional<std::string> system = config_->osVersion();
+    try {
+        if (!system)
+            logger_->log(ManifestRule::OsVersionUnknown);
+        else if (!isCompatible(*system, needed))
+            logger_->log(ManifestRule::VersionIncompatible);
+    } catch (const std::out_of_range &) {
+        logger_->log(ManifestRule::VersionIncomparable);
+    }
 }
 
 } // namespace Validator

@@ -2,6 +2,9 @@
 
 #include "kelp/core/kelp/validator/framework/checker.h"
 
+#include <string_view>
+#include <vector>
+
 namespace Validator {
 
 /// Checks the optional manifest of a package: a JSON object of known keys that names the first version of
@@ -12,13 +15,16 @@ class Manifest final : public ValidatorBase<IValidator> {
 public:
     Manifest(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config, std::shared_ptr<Logger> logger);
 
-    /// Raises as Common::osVersion() and isCompatible() do.
+    /// Raises as Config::osVersion() does.
     void validate(const std::string &path, const std::string &realPath) override;
 
     /// True for "/manifest.json" alone.
     bool canValidate(const std::string &path, const std::string &realPath) override;
 
     void finish() override {}
+
+private:
+    void checkVersions(const std::vector<std::string_view> &needed) const;
 };
 
 } // namespace Validator

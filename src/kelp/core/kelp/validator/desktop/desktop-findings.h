@@ -96,4 +96,7 @@ enum class CapabilitiesMessage : std::uint32_t {
 /// Any other number counts as ValueInvalid.
 Message messageOf(CapabilitiesMessage message, const std::vector<std::string> &strings);
 
+/// Appends the entries of the catalogues above.
+void appendDesktopFindings(std::vector<CatalogueEntry> &all);
+
 } // namespace Validator

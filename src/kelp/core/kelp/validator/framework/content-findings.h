@@ -18,8 +18,13 @@ enum class ContentRule : std::uint32_t {
     LinkInsteadOfDirectory = 7, ///< path
     ImpossiblePath = 8,         ///< path
     PlaceTaken = 9,             ///< path
+    NameUnusable = 10,
+    DigestWrong = 11,
 };
 
 Message messageOf(ContentRule rule, const std::vector<std::string> &strings);
+
+/// Appends the entries of the catalogues above.
+void appendContentFindings(std::vector<CatalogueEntry> &all);
 
 } // namespace Validator

@@ -42,7 +42,7 @@ void complain(const char *operation, ValidatorFlag flag) {
 
 } // namespace
 
-Logger::Logger() {
+Logger::Logger(FindingSink sink) : sink_(sink ? std::move(sink) : print) {
     for (std::uint32_t key = 0; key < flagCount; ++key)
         flags_.emplace(static_cast<ValidatorFlag>(key), false);
 }
@@ -50,8 +50,10 @@ Logger::Logger() {
 void Logger::report(Message message) {
     criticalSeen_ = criticalSeen_ || message.level == LogLevel::Critical;
     errorSeen_ = errorSeen_ || message.level == LogLevel::Error;
-    if (const auto [entry, isNew] = printed_.insert(std::move(message)); isNew)
-        print(*entry);
+    if (message.path.empty())
+        message.path = path_;
+    if (printed_.insert({message.level, message.text}).second)
+        sink_(message);
 }
 
 void Logger::setFlag(ValidatorFlag flag, bool value) {

@@ -3,20 +3,27 @@
 #include "kelp/core/kelp/validator/framework/message.h"
 #include "kelp/core/kelp/validator/framework/validator-flag.h"
 
+#include <functional>
 #include <initializer_list>
 #include <string_view>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 
 namespace Validator {
 
 class Config;
 
-/// The report of one validation stage: turns findings into lines on standard error, each distinct one once,
-/// keeps what the verdict needs, and holds the flags by which checkers leave facts for each other.
+/// Takes the findings of a stage, each distinct one once.
+using FindingSink = std::function<void(const Message &)>;
+
+/// The report of one validation stage: turns findings into lines on standard error, or hands them to a sink
+/// in place of that, each distinct one once; keeps what the verdict needs, and holds the flags by which
+/// checkers leave facts for each other.
 class Logger {
 public:
-    Logger();
+    /// An empty sink prints.
+    explicit Logger(FindingSink sink = {});
 
     /// Reports a finding. The catalogue of the rule's type is the function
     ///
@@ -28,6 +35,9 @@ public:
         const std::vector<std::string> copies(strings.begin(), strings.end());
         report([&] { return messageOf(rule, copies); });
     }
+
+    /// The file in hand, which the findings concern from now on; empty for none.
+    void setPath(std::string path) { path_ = std::move(path); }
 
     /// An unknown flag prints a line on standard error and changes nothing.
     void setFlag(ValidatorFlag flag, bool value);
@@ -59,6 +69,8 @@ private:
     }
     void report(Message message);
 
+    FindingSink sink_;
+    std::string path_;
     std::unordered_set<Message, Hash> printed_;
     std::unordered_map<ValidatorFlag, bool> flags_;
     bool errorSeen_ = false;

@@ -15,19 +15,26 @@ int placeAt(std::string_view text) {
 
 } // namespace
 
-Message composeMessage(std::span<const CatalogueEntry> catalogue, std::size_t key,
-                       const std::vector<std::string> &strings) {
+std::string composeText(std::string_view text, const std::vector<std::string> &strings) {
+    std::string composed;
+    while (!text.empty()) {
+        const int place = placeAt(text);
+        if (place >= 0)
+            composed += strings.at(static_cast<std::size_t>(place));
+        else
+            composed += text.front();
+        text.remove_prefix(place >= 0 ? 3 : 1);
+    }
+    return composed;
+}
+
+Message composeMessage(Catalogue catalogue, std::size_t key, const std::vector<std::string> &strings) {
     if (key >= catalogue.size())
         throw std::out_of_range("No such message");
-    Message message{catalogue[key].level, {}};
-    for (std::string_view rest = catalogue[key].text; !rest.empty();) {
-        const int place = placeAt(rest);
-        if (place >= 0)
-            message.text += strings.at(static_cast<std::size_t>(place));
-        else
-            message.text += rest.front();
-        rest.remove_prefix(place >= 0 ? 3 : 1);
-    }
+    const CatalogueEntry &entry = catalogue[key];
+    Message message{entry.level, composeText(entry.text, strings), entry, strings};
+    if (entry.subject == Subject::File)
+        message.path = strings.at(0);
     return message;
 }
 

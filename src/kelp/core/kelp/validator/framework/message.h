@@ -16,23 +16,39 @@ enum class LogLevel : std::uint32_t {
     Info = 3,     ///< Printed only.
 };
 
-/// One finding as it is reported.
-struct Message {
-    LogLevel level;
-    std::string text;
-
-    bool operator==(const Message &) const = default;
+/// What a finding concerns, beside the package.
+enum class Subject : std::uint32_t {
+    InHand, ///< The file that is being judged, if any.
+    File,   ///< The file that string 0 names.
 };
 
 /// One entry of a message catalogue. "{0}", "{1}" and "{2}" in the text stand for the strings of the finding.
 struct CatalogueEntry {
     LogLevel level;
+    std::string_view id; ///< Never changes: makers write it into their build files.
     std::string_view text;
+    Subject subject = Subject::InHand;
 };
 
+using Catalogue = std::span<const CatalogueEntry>;
+
+/// One finding. Those of one level and text are the same.
+struct Message {
+    LogLevel level;
+    std::string text;
+    CatalogueEntry entry = {level, "internal", "[validator] Error while construct message"};
+    std::vector<std::string> strings = {};
+    std::string path = {}; ///< Of the file that it concerns, as the package names it; may be empty.
+
+    bool operator==(const Message &other) const { return level == other.level && text == other.text; }
+};
+
+/// The text of an entry with the strings in their places. Throws std::out_of_range when it needs a string
+/// that is not there.
+std::string composeText(std::string_view text, const std::vector<std::string> &strings);
+
 /// The message of one entry with the strings in their places. Throws std::out_of_range when the catalogue has
-/// no such entry, or its text needs a string that is not there.
-Message composeMessage(std::span<const CatalogueEntry> catalogue, std::size_t key,
-                       const std::vector<std::string> &strings);
+/// no such entry, and as composeText() does.
+Message composeMessage(Catalogue catalogue, std::size_t key, const std::vector<std::string> &strings);
 
 } // namespace Validator

@@ -36,4 +36,7 @@ enum class PathRule : std::uint32_t {
 
 Message messageOf(PathRule rule, const std::vector<std::string> &strings);
 
+/// Appends the entries of the catalogues above.
+void appendHeaderFindings(std::vector<CatalogueEntry> &all);
+
 } // namespace Validator

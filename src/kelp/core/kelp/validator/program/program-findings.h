@@ -29,4 +29,7 @@ enum class ExecutableRule : std::uint32_t {
 
 Message messageOf(ExecutableRule rule, const std::vector<std::string> &strings);
 
+/// Appends the entries of the catalogues above.
+void appendProgramFindings(std::vector<CatalogueEntry> &all);
+
 } // namespace Validator

@@ -19,4 +19,7 @@ enum class QmlRule : std::uint32_t {
 
 Message messageOf(QmlRule rule, const std::vector<std::string> &strings);
 
+/// Appends the entries of the catalogues above.
+void appendQmlFindings(std::vector<CatalogueEntry> &all);
+
 } // namespace Validator

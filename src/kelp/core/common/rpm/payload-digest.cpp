@@ -1,0 +1,96 @@
+#include "kelp/core/common/rpm/payload-digest.h"
+
+#include "kelp/core/common/error.h"
+
+#include <rpm/header.h>
+#include <rpm/rpmcrypto.h>
+#include <rpm/rpmtag.h>
+#include <rpm/rpmtd.h>
+
+#include <array>
+#include <cstdlib>
+#include <fstream>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace Common::Rpm {
+
+namespace {
+
+constexpr std::streamoff leadSize = 96;
+constexpr std::size_t introSize = 16; ///< Of a header: magic, number of entries, size of the data.
+constexpr std::size_t chunkSize = 0x40000;
+
+void freeTagData(rpmtd data) {
+    rpmtdFreeData(data);
+    rpmtdFree(data);
+}
+
+/// The first text or number of a tag, or all its bytes in hexadecimal digits; empty when it is not there.
+std::string valueOf(const Reader &reader, rpmTagVal tag) {
+    const std::unique_ptr<rpmtd_s, decltype(&freeTagData)> data(rpmtdNew(), freeTagData);
+    if (headerGet(reader.header(), tag, data.get(), HEADERGET_MINMEM) == 0)
+        return {};
+    const std::unique_ptr<char, decltype(&std::free)> text(
+        rpmtdFormat(data.get(), RPMTD_FORMAT_STRING, nullptr), std::free);
+    return text ? text.get() : "";
+}
+
+std::uint32_t numberAt(const std::array<char, introSize> &bytes, std::size_t offset) {
+    std::uint32_t number = 0;
+    for (std::size_t i = offset; i < offset + 4; ++i)
+        number = number << 8 | static_cast<unsigned char>(bytes[i]);
+    return number;
+}
+
+/// The size of the header that begins here.
+std::streamoff headerSize(std::istream &file) {
+    std::array<char, introSize> intro{};
+    file.read(intro.data(), intro.size());
+    return static_cast<std::streamoff>(introSize) + 16 * std::streamoff(numberAt(intro, 8)) +
+           numberAt(intro, 12);
+}
+
+/// Moves behind the signatures, and behind the header if that is not covered.
+void seekCovered(std::istream &file, bool coversHeader) {
+    file.seekg(leadSize);
+    const std::streamoff signatures = headerSize(file);
+    const std::streamoff header = leadSize + (signatures + 7) / 8 * 8;
+    file.seekg(header);
+    if (!coversHeader)
+        file.seekg(header + headerSize(file));
+}
+
+std::string digestOf(std::istream &rest, int algorithm) {
+    DIGEST_CTX context = rpmDigestInit(algorithm, RPMDIGEST_NONE);
+    std::vector<char> chunk(chunkSize);
+    while (rest.read(chunk.data(), static_cast<std::streamsize>(chunk.size())) || rest.gcount() > 0)
+        rpmDigestUpdate(context, chunk.data(), static_cast<std::size_t>(rest.gcount()));
+    void *digest = nullptr;
+    rpmDigestFinal(context, &digest, nullptr, 1);
+    const std::unique_ptr<void, decltype(&std::free)> owner(digest, std::free);
+    return digest ? static_cast<const char *>(digest) : "";
+}
+
+} // namespace
+
+PayloadDigest::PayloadDigest(std::filesystem::path package, const Reader &header) :
+    package_(std::move(package)), expected_(valueOf(header, RPMTAG_PAYLOADDIGEST)) {
+    coversHeader_ = expected_.empty();
+    if (coversHeader_)
+        expected_ = valueOf(header, RPMTAG_SIGMD5);
+    algorithm_ = coversHeader_ ? RPM_HASH_MD5 : std::atoi(valueOf(header, RPMTAG_PAYLOADDIGESTALGO).c_str());
+}
+
+bool PayloadDigest::isRight() const {
+    if (expected_.empty())
+        return true;
+    std::ifstream file(package_, std::ios::binary);
+    if (!file)
+        throw Error(ErrorCode::FileNotFound, "Couldn't open rpm package");
+    seekCovered(file, coversHeader_);
+    return digestOf(file, algorithm_) == expected_;
+}
+
+} // namespace Common::Rpm

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "kelpctl/command.h"
+
+namespace KelpCtl {
+
+// What makers of packages need.
+
+void addValidate(CLI::App &app, Command &command);
+void addExplain(CLI::App &app, Command &command);
+void addRules(CLI::App &app, Command &command);
+
+} // namespace KelpCtl

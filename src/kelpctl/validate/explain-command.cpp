@@ -1,0 +1,59 @@
+#include "kelpctl/shown-text.h"
+#include "kelpctl/terminal.h"
+#include "kelpctl/validate/commands.h"
+#include "kelpctl/validate/explanation.h"
+#include "kelpctl/validate/package-report.h"
+#include "kelpctl/wrapped-text.h"
+
+#include "kelp/core/kelp/validator/all-findings.h"
+
+#include <CLI/CLI.hpp>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <ostream>
+
+namespace KelpCtl {
+
+namespace {
+
+struct Arguments {
+    std::string id;
+    bool isList = false;
+};
+
+std::string checkId(const std::string &id) {
+    const auto all = Validator::allFindings();
+    const bool isKnown = std::ranges::find(all, id, &Validator::CatalogueEntry::id) != all.end();
+    return isKnown ? "" : "There is no finding " + shown(id) + "; see kelpctl explain --list";
+}
+
+ExitStatus explain(const Arguments &arguments, std::ostream &output) {
+    for (const Validator::CatalogueEntry &entry : Validator::allFindings()) {
+        if (arguments.isList)
+            output << entry.id << '\t' << nameOf(entry.level) << '\t' << explanationOf(entry.id).what << '\n';
+        else if (entry.id == arguments.id)
+            output << wrapped(explained(entry), terminalWidth(STDOUT_FILENO));
+    }
+    return ExitStatus::Accepted;
+}
+
+} // namespace
+
+void addExplain(CLI::App &app, Command &command) {
+    const auto arguments = std::make_shared<Arguments>();
+    CLI::App *explain = app.add_subcommand("explain", "Tell what a finding means and how to mend it");
+    auto *id = explain->add_option("ID", arguments->id, "The id of the finding")
+                   ->check(CLI::Validator(checkId, "ID"))
+                   ->option_text("");
+    explain->add_flag("--list", arguments->isList, "List all findings: id, level, what is wrong")
+        ->excludes(id);
+    explain->callback([arguments, &command] {
+        if (arguments->id.empty() && !arguments->isList)
+            throw CLI::RequiredError("ID or --list");
+        command = [arguments](std::ostream &output) { return KelpCtl::explain(*arguments, output); };
+    });
+}
+
+} // namespace KelpCtl

@@ -1,0 +1,58 @@
+#include "kelpctl/validate/json-text.h"
+#include "kelpctl/validate/report-output.h"
+
+#include <boost/json/array.hpp>
+#include <boost/json/object.hpp>
+#include <boost/json/serialize.hpp>
+
+#include <ostream>
+
+namespace KelpCtl {
+
+namespace {
+
+namespace json = boost::json;
+
+json::value valueOf(const std::string &text) {
+    return text.empty() ? json::value(nullptr) : json::value(jsonText(text));
+}
+
+json::object objectOf(const Validator::Message &message) {
+    return {{"id", message.entry.id},
+            {"level", nameOf(message.level)},
+            {"path", valueOf(message.path)},
+            {"text", jsonText(message.text)}};
+}
+
+json::object objectOf(const PackageReport &report) {
+    json::array findings;
+    for (const ReportedFinding &finding : report.findings)
+        findings.push_back(objectOf(finding.message));
+    return {{"file", jsonText(report.file)},
+            {"id", valueOf(report.id.value_or(""))},
+            {"version", valueOf(report.version.value_or(""))},
+            {"profile", report.profile},
+            {"verdict", nameOf(report.verdict)},
+            {"reason", valueOf(report.reason)},
+            {"findings", std::move(findings)}};
+}
+
+class JsonOutput final : public ReportOutput {
+public:
+    explicit JsonOutput(std::ostream &output) : output_(output) {}
+
+    void write(const PackageReport &report) override { packages_.push_back(objectOf(report)); }
+    void finish() override { output_ << json::object{{"packages", std::move(packages_)}} << '\n'; }
+
+private:
+    std::ostream &output_;
+    json::array packages_;
+};
+
+} // namespace
+
+std::unique_ptr<ReportOutput> jsonOutput(std::ostream &output) {
+    return std::make_unique<JsonOutput>(output);
+}
+
+} // namespace KelpCtl

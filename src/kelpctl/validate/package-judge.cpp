@@ -1,0 +1,143 @@
+#include "kelpctl/validate/package-judge.h"
+
+#include "kelpctl/validate/interruption.h"
+#include "kelpctl/validate/progress.h"
+#include "kelpctl/validate/workspace.h"
+
+#include "kelp/core/common/error-category.h"
+#include "kelp/core/common/error.h"
+#include "kelp/core/common/rpm/initialise.h"
+#include "kelp/core/common/rpm/payload-digest.h"
+#include "kelp/core/common/rpm/tags.h"
+#include "kelp/core/kelp/rpm-package.h"
+#include "kelp/core/kelp/validator/framework/content-findings.h"
+
+#include <future>
+#include <iostream>
+
+namespace KelpCtl {
+
+namespace {
+
+using Common::Error;
+using Common::ErrorCode;
+using Common::Rpm::Signatures;
+using Core::KELP::RpmPackage;
+using Validator::ContentRule;
+
+namespace Tag = Common::Rpm::Tag;
+
+constexpr const char *wrongDigest = "The payload does not match its digest";
+
+/// Keeps what the core logs, which holds texts of packages as they are, from the streams: all that it has to
+/// say of a package is in the report.
+class Silence {
+public:
+    Silence() { Common::Rpm::silenceLibrary(); }
+    Silence(const Silence &) = delete;
+    Silence &operator=(const Silence &) = delete;
+    ~Silence() {
+        std::cout.rdbuf(out_);
+        std::cerr.rdbuf(error_);
+    }
+
+private:
+    std::streambuf *out_ = std::cout.rdbuf(nullptr);
+    std::streambuf *error_ = std::cerr.rdbuf(nullptr);
+};
+
+/// One package under one profile.
+class Judgement {
+public:
+    Judgement(std::string file, Validator::Profile profile, const JudgeOptions &options) :
+        profile_(profile), options_(options) {
+        report_.file = std::move(file);
+        report_.profile = Validator::profileName(profile);
+    }
+
+    PackageReport take() && { return std::move(report_); }
+
+    void judge() {
+        try {
+            const auto digest = checkDigest();
+            unpackAndJudge(RpmPackage::fromFile(report_.file, {}, Signatures::Unchecked));
+            finishDigest(digest);
+        } catch (const Interrupted &) {
+            throw;
+        } catch (const Error &error) {
+            const bool isRefusal = error.code() == Common::ErrorCategory::make(ErrorCode::BadPackageContent);
+            // The only thing that the reading of the header refuses.
+            if (isRefusal)
+                report(Stage::Header, messageOf(ContentRule::NameUnusable, {}));
+            conclude(isRefusal ? Verdict::Refused : Verdict::Incomplete, error.what());
+        } catch (const std::exception &error) {
+            conclude(Verdict::Incomplete, error.what());
+        }
+    }
+
+private:
+    using Digest = std::future<bool>;
+
+    /// Reads what is only read beside the work of unpacking.
+    std::shared_ptr<Digest> checkDigest() {
+        const Common::Rpm::Reader header(report_.file, Signatures::Unchecked);
+        report_.id = header.tagOr(Tag::Name, "");
+        report_.version = header.tagOr(Tag::Version, "") + "-" + header.tagOr(Tag::Release, "");
+        const Common::Rpm::PayloadDigest digest(report_.file, header);
+        return std::make_shared<Digest>(
+            std::async(std::launch::async, [digest] { return digest.isRight(); }));
+    }
+
+    void finishDigest(const std::shared_ptr<Digest> &digest) {
+        if (digest->get())
+            return;
+        report(Stage::Files, messageOf(ContentRule::DigestWrong, {}));
+        conclude(Verdict::Incomplete, wrongDigest);
+    }
+
+    void unpackAndJudge(const RpmPackage &package) {
+        if (options_.keep.empty())
+            return judge(package, Workspace());
+        judge(package, Workspace(options_.keep, package.id() + "-" + package.version()));
+    }
+
+    void judge(const RpmPackage &package, const Workspace &workspace) {
+        Progress progress(report_.file, package.files().size());
+        RpmPackage::Trial trial;
+        trial.config = std::make_shared<Validator::Config>(profile_, options_.target);
+        trial.headerFindings = [this](const Validator::Message &m) { report(Stage::Header, m); };
+        trial.contentFindings = [this](const Validator::Message &m) { report(Stage::Files, m); };
+        trial.beforeEntry = [&progress] {
+            Interruption::check();
+            progress.step();
+        };
+        const std::string refusal = package.validate(workspace.path(), trial);
+        if (!refusal.empty())
+            conclude(Verdict::Refused, refusal);
+    }
+
+    void report(Stage stage, const Validator::Message &message) {
+        if (!options_.hidden.contains(std::string(message.entry.id)))
+            report_.findings.push_back({stage, message});
+    }
+
+    void conclude(Verdict verdict, const std::string &reason) {
+        report_.verdict = verdict;
+        report_.reason = reason;
+    }
+
+    PackageReport report_;
+    Validator::Profile profile_;
+    const JudgeOptions &options_;
+};
+
+} // namespace
+
+PackageReport judgePackage(const std::string &file, Validator::Profile profile, const JudgeOptions &options) {
+    const Silence silence;
+    Judgement judgement(file, profile, options);
+    judgement.judge();
+    return std::move(judgement).take();
+}
+
+} // namespace KelpCtl

@@ -1,0 +1,44 @@
+#include "kelpctl/validate/progress.h"
+
+#include "kelpctl/shown-text.h"
+
+#include <unistd.h>
+
+namespace KelpCtl {
+
+namespace {
+
+constexpr auto patience = std::chrono::seconds(1);
+constexpr auto interval = std::chrono::milliseconds(100);
+constexpr const char *eraseLine = "\r\033[K";
+
+/// Not by std::cerr, which leads nowhere while a package is judged.
+void write(const std::string &text) {
+    // A terminal that does not take the line has lost nothing.
+    [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, text.data(), text.size());
+}
+
+} // namespace
+
+Progress::Progress(std::string name, std::size_t total) :
+    name_(std::move(name)),
+    total_(total),
+    isTerminal_(::isatty(STDERR_FILENO) != 0),
+    next_(Clock::now() + patience) {}
+
+Progress::~Progress() {
+    if (isShown_)
+        write(eraseLine);
+}
+
+void Progress::step() {
+    ++done_;
+    if (!isTerminal_ || Clock::now() < next_)
+        return;
+    next_ = Clock::now() + interval;
+    isShown_ = true;
+    write(eraseLine + shown(name_) + ": " + std::to_string(done_) + " of " + std::to_string(total_) +
+          " files");
+}
+
+} // namespace KelpCtl

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+
+namespace KelpCtl {
+
+/// A line on standard error that tells how far a package is, if that is a terminal and the package takes
+/// longer than a second. It is gone at the end.
+class Progress {
+public:
+    Progress(std::string name, std::size_t total);
+    Progress(const Progress &) = delete;
+    Progress &operator=(const Progress &) = delete;
+    ~Progress();
+
+    void step();
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    std::string name_;
+    std::size_t total_;
+    std::size_t done_ = 0;
+    bool isTerminal_;
+    bool isShown_ = false;
+    Clock::time_point next_;
+};
+
+} // namespace KelpCtl

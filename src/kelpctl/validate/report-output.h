@@ -1,0 +1,32 @@
+#pragma once
+
+#include "kelpctl/validate/package-report.h"
+
+#include <iosfwd>
+#include <memory>
+
+namespace KelpCtl {
+
+/// How reports are written.
+class ReportOutput {
+public:
+    virtual ~ReportOutput() = default;
+
+    /// Called for each report as soon as there is one.
+    virtual void write(const PackageReport &report) = 0;
+    /// Called once, behind all of them.
+    virtual void finish() {}
+};
+
+// Each writes to `output`, standard output.
+
+/// For people.
+std::unique_ptr<ReportOutput> textOutput(std::ostream &output);
+/// The validator's lines, on standard error, and a line for each verdict.
+std::unique_ptr<ReportOutput> linesOutput(std::ostream &output);
+/// One document of the tool's own form.
+std::unique_ptr<ReportOutput> jsonOutput(std::ostream &output);
+/// One document in the form 2.1.0 of the Static Analysis Results Interchange Format.
+std::unique_ptr<ReportOutput> sarifOutput(std::ostream &output);
+
+} // namespace KelpCtl

@@ -1,0 +1,155 @@
+#include "kelpctl/shown-text.h"
+#include "kelpctl/terminal.h"
+#include "kelpctl/validate/report-output.h"
+#include "kelpctl/wrapped-text.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <iostream>
+#include <utility>
+
+namespace KelpCtl {
+
+namespace {
+
+using Validator::LogLevel;
+
+Style styleOf(LogLevel level) {
+    return level == LogLevel::Warning ? Style::Yellow : level == LogLevel::Info ? Style::Bold : Style::Red;
+}
+
+Style styleOf(Verdict verdict) {
+    return verdict == Verdict::Accepted ? Style::Green : Style::Red;
+}
+
+/// "org.example.app 1.0-1 (app.rpm), profile regular".
+std::string headingOf(const PackageReport &report) {
+    const std::string profile = ", profile " + report.profile;
+    if (!report.id)
+        return shown(report.file) + profile;
+    return shown(*report.id) + ' ' + shown(report.version.value_or("")) + " (" + shown(report.file) + ')' +
+           profile;
+}
+
+/// The text without the path in brackets that many begin with.
+std::string textBehind(const std::string &path, std::string text) {
+    const std::string beginning = '[' + path + "] ";
+    if (!path.empty() && text.starts_with(beginning))
+        text.erase(0, beginning.size());
+    std::ranges::replace(text, '\n', ' ');
+    return text;
+}
+
+std::string lineOf(const Validator::Message &message) {
+    const std::string path = shown(message.path);
+    const std::string text = textBehind(path, shownText(message));
+    return nameOf(message.level) + ": " + (path.empty() ? "" : path + ": ") + text + " [" +
+           std::string(message.entry.id) + ']';
+}
+
+/// On a terminal, where lines may be broken.
+std::string fitted(const std::string &line, std::size_t indent) {
+    if (::isatty(STDOUT_FILENO) == 0)
+        return std::string(indent, ' ') + line;
+    const std::size_t width = terminalWidth(STDOUT_FILENO);
+    std::string text = wrapped(line, std::max<std::size_t>(width, indent + 22) - indent - 2);
+    for (std::size_t at = 0; (at = text.find('\n', at)) != std::string::npos; at += indent + 3)
+        text.replace(at, 1, '\n' + std::string(indent + 2, ' '));
+    return std::string(indent, ' ') + text;
+}
+
+void writeFinding(std::ostream &output, const Validator::Message &message) {
+    std::string line = fitted(lineOf(message), 4);
+    const std::string level = nameOf(message.level);
+    line.replace(4, level.size(), styled(level, styleOf(message.level), STDOUT_FILENO));
+    output << line << '\n';
+}
+
+std::string counted(std::ptrdiff_t count, const std::string &noun) {
+    return std::to_string(count) + ' ' + noun + (count == 1 ? "" : "s");
+}
+
+/// "2 errors, 1 warning", or "no findings".
+std::string countsOf(const PackageReport &report) {
+    std::string counts;
+    const auto add = [&](const std::string &noun, auto... levels) {
+        const auto count = std::ranges::count_if(report.findings, [&](const ReportedFinding &finding) {
+            return ((finding.message.level == levels) || ...);
+        });
+        if (count > 0)
+            counts += (counts.empty() ? "" : ", ") + counted(count, noun);
+    };
+    add("error", LogLevel::Error, LogLevel::Critical);
+    add("warning", LogLevel::Warning);
+    add("note", LogLevel::Info);
+    return counts.empty() ? "no findings" : counts;
+}
+
+class TextOutput final : public ReportOutput {
+public:
+    explicit TextOutput(std::ostream &output) : output_(output) {}
+
+    void write(const PackageReport &report) override {
+        output_ << styled(headingOf(report), Style::Bold, STDOUT_FILENO) << '\n';
+        for (const Stage stage : {Stage::Header, Stage::Files})
+            writeStage(report, stage);
+        output_ << "  " << styled(nameOf(report.verdict), styleOf(report.verdict), STDOUT_FILENO) << ": "
+                << (report.reason.empty() ? "" : shown(report.reason) + "; ") << countsOf(report)
+                << std::endl;
+        hasFindings_ = hasFindings_ || !report.findings.empty();
+    }
+
+    void finish() override {
+        if (hasFindings_)
+            output_ << "\"kelpctl explain ID\" tells what a finding in [] means and how to mend it.\n";
+    }
+
+private:
+    void writeStage(const PackageReport &report, Stage stage) {
+        bool isFirst = true;
+        for (const ReportedFinding &finding : report.findings) {
+            if (finding.stage != stage)
+                continue;
+            if (std::exchange(isFirst, false))
+                output_ << "  " << nameOf(stage) << ":\n";
+            writeFinding(output_, finding.message);
+        }
+    }
+
+    std::ostream &output_;
+    bool hasFindings_ = false;
+};
+
+/// The prefixes of the validator's own report.
+std::string prefixOf(LogLevel level) {
+    constexpr const char *prefixes[] = {"(WARNING)\t", "(ERROR)\t\t", "(CRITICAL)\t", "(INFO)\t\t"};
+    return styled(prefixes[static_cast<std::size_t>(level)], styleOf(level), STDERR_FILENO);
+}
+
+class LinesOutput final : public ReportOutput {
+public:
+    explicit LinesOutput(std::ostream &output) : output_(output) {}
+
+    void write(const PackageReport &report) override {
+        for (const ReportedFinding &finding : report.findings)
+            std::cerr << prefixOf(finding.message.level) << shownText(finding.message) << std::endl;
+        const std::string reason = report.reason.empty() ? "" : ": " + shown(report.reason);
+        output_ << shown(report.file) << ": " << nameOf(report.verdict) << reason << std::endl;
+    }
+
+private:
+    std::ostream &output_;
+};
+
+} // namespace
+
+std::unique_ptr<ReportOutput> textOutput(std::ostream &output) {
+    return std::make_unique<TextOutput>(output);
+}
+
+std::unique_ptr<ReportOutput> linesOutput(std::ostream &output) {
+    return std::make_unique<LinesOutput>(output);
+}
+
+} // namespace KelpCtl

@@ -1,0 +1,174 @@
+#include "kelpctl/validate/commands.h"
+#include "kelpctl/validate/interruption.h"
+#include "kelpctl/validate/package-judge.h"
+#include "kelpctl/validate/report-output.h"
+
+#include "kelp/core/common/rpm/platform-facts.h"
+#include "kelp/core/kelp/validator/all-findings.h"
+#include "kelp/core/kelp/validator/data/os-compatibility.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdlib>
+#include <iostream>
+
+namespace KelpCtl {
+
+namespace {
+
+using Validator::LogLevel;
+using Validator::Profile;
+
+constexpr const char *allProfiles = "all";
+
+const std::vector<std::string> profileNames{"regular", "extended", "mdm",       "antivirus",
+                                            "auth",    "market",   "systemapp", "pwa"};
+
+struct OutputForm {
+    const char *name;
+    std::unique_ptr<ReportOutput> (*make)(std::ostream &output);
+};
+
+constexpr OutputForm outputForms[] = {
+    {"text", textOutput}, {"report", linesOutput}, {"json", jsonOutput}, {"sarif", sarifOutput}};
+
+struct Arguments {
+    std::vector<std::string> files;
+    std::string profile = "regular";
+    std::string osVersion;
+    bool developerMode = false;
+    std::string failOn = "error";
+    std::vector<std::string> hidden;
+    std::string output = "text";
+    std::string keep;
+};
+
+std::string checkVersion(const std::string &text) {
+    return Validator::parseVersion(text).empty() ? "A version is numbers with full stops between: " + text
+                                                 : "";
+}
+
+/// Only what does not refuse a package may be hidden.
+std::string checkHidden(const std::string &id) {
+    const auto all = Validator::allFindings();
+    const auto found = std::ranges::find(all, id, &Validator::CatalogueEntry::id);
+    if (found == all.end())
+        return "There is no finding " + id;
+    const bool isMild = found->level == LogLevel::Warning || found->level == LogLevel::Info;
+    return isMild ? "" : "Only warnings and notes can be hidden: " + id;
+}
+
+/// The version of the image that KELP_ROOT_FS names. The machine on which packages are made says nothing
+/// about the one for which they are.
+std::optional<std::string> versionOfImage() {
+    if (std::getenv("KELP_ROOT_FS") == nullptr)
+        return std::nullopt;
+    try {
+        const std::string version = Common::osVersion();
+        return Validator::parseVersion(version).empty() ? std::nullopt : std::optional(version);
+    } catch (const std::exception &) {
+        return std::nullopt;
+    }
+}
+
+JudgeOptions optionsOf(const Arguments &arguments) {
+    JudgeOptions options;
+    options.target.validationEnabled = !arguments.developerMode;
+    options.target.osVersion =
+        arguments.osVersion.empty() ? versionOfImage() : std::optional(arguments.osVersion);
+    options.keep = arguments.keep;
+    options.hidden.insert(arguments.hidden.begin(), arguments.hidden.end());
+    return options;
+}
+
+ExitStatus statusOf(const PackageReport &report, const Arguments &arguments) {
+    if (report.verdict == Verdict::Incomplete)
+        return ExitStatus::Trouble;
+    const bool hasWarning = std::ranges::any_of(report.findings, [](const ReportedFinding &finding) {
+        return finding.message.level == LogLevel::Warning;
+    });
+    const bool fails = report.verdict == Verdict::Refused || (hasWarning && arguments.failOn == "warning");
+    return fails ? ExitStatus::Refused : ExitStatus::Accepted;
+}
+
+/// Whatever an rpm of this name would read of the home directory, or make there, is nobody's target.
+void leaveHome() {
+    ::setenv("HOME", "/nonexistent", 1);
+    ::unsetenv("XDG_CONFIG_HOME");
+}
+
+/// One file under the profiles that were asked for: of several, the best verdict counts.
+ExitStatus judgeFile(const std::string &file, const Arguments &arguments, ReportOutput &output) {
+    const bool isForAll = arguments.profile == allProfiles;
+    JudgeOptions options = optionsOf(arguments);
+    ExitStatus best = ExitStatus::Trouble;
+    for (const std::string &name : isForAll ? profileNames : std::vector{arguments.profile}) {
+        const PackageReport report = judgePackage(file, Validator::profileFromName(name), options);
+        output.write(report);
+        best = std::min(best, statusOf(report, arguments));
+        options.keep.clear(); // The tree is the same for all profiles.
+    }
+    return best;
+}
+
+ExitStatus validate(const Arguments &arguments, std::ostream &results) {
+    leaveHome();
+    std::signal(SIGPIPE, SIG_IGN); // A reader that goes away must not leave trees behind.
+    const auto form = std::ranges::find(outputForms, arguments.output, &OutputForm::name);
+    const auto output = form->make(results);
+    ExitStatus worst = ExitStatus::Accepted;
+    try {
+        const Interruption interruption;
+        for (const std::string &file : arguments.files)
+            worst = std::max(worst, judgeFile(file, arguments, *output));
+    } catch (const Interrupted &) {
+        Interruption::die();
+    }
+    output->finish();
+    return worst;
+}
+
+void addOptions(CLI::App &validate, Arguments &arguments) {
+    std::vector<std::string> profiles = profileNames;
+    profiles.emplace_back(allProfiles);
+    validate
+        .add_option("--profile", arguments.profile, "The kind of package that the developer may make, or all")
+        ->check(CLI::IsMember(profiles))
+        ->option_text("NAME (regular)");
+    validate
+        .add_option("--os-version", arguments.osVersion,
+                    "The version of the system to hold the manifest against")
+        ->check(CLI::Validator(checkVersion, "VERSION"))
+        ->option_text("VERSION");
+    validate.add_flag("--developer-mode", arguments.developerMode,
+                      "Judge as if the developer mode let errors pass");
+    validate
+        .add_option("--fail-on", arguments.failOn, "With \"warning\", exit with status 1 for warnings too")
+        ->check(CLI::IsMember({"error", "warning"}))
+        ->option_text("LEVEL (error)");
+    validate.add_option("--hide", arguments.hidden, "Do not report this warning or note; may be repeated")
+        ->check(CLI::Validator(checkHidden, "ID"))
+        ->option_text("ID")
+        ->allow_extra_args(false);
+    validate.add_option("--output", arguments.output, "The form of the report: text, report, json or sarif")
+        ->check(CLI::IsMember({"text", "report", "json", "sarif"}))
+        ->option_text("FORM (text)");
+    validate.add_option("--keep", arguments.keep, "Keep what was unpacked of each in DIR/ID-VERSION")
+        ->option_text("DIR");
+    validate.add_option("FILE.rpm", arguments.files, "The package files")->required()->option_text("");
+}
+
+} // namespace
+
+void addValidate(CLI::App &app, Command &command) {
+    const auto arguments = std::make_shared<Arguments>();
+    CLI::App *validate = app.add_subcommand("validate", "Judge packages as their installation would");
+    addOptions(*validate, *arguments);
+    validate->callback([arguments, &command] {
+        command = [arguments](std::ostream &output) { return KelpCtl::validate(*arguments, output); };
+    });
+}
+
+} // namespace KelpCtl
