@@ -1,6 +1,9 @@
 """The points at which a command is broken: its calls that change something on disk."""
 
+import os
 import re
+import signal
+import time
 
 MAKING = ["open", "openat", "creat", "write", "pwrite64", "writev", "pwritev", "mkdir", "mkdirat", "mknodat", "symlink", "symlinkat",
           "link", "linkat", "rename", "renameat", "renameat2", "ftruncate", "truncate", "fallocate", "sendfile", "copy_file_range",
@@ -12,8 +15,7 @@ END = ["exit_group"]
 OPENING = ["open", "openat", "creat"]
 KILLING = ["kill", "powercut", "latecut"]
 MODES = {
-    "kill": ("signal=KILL", MAKING + OTHERS + END), "powercut": ("signal=KILL", MAKING + OTHERS + END),
-    "latecut": ("signal=KILL", MAKING + OTHERS + END),
+    **{mode: ("delay_enter=1000s", MAKING + OTHERS + END) for mode in KILLING},
     "eio": ("error=EIO", MAKING + OTHERS), "enospc": ("error=ENOSPC", MAKING),
     "enospc-from": ("error=ENOSPC", [name for name in MAKING if name not in OPENING]),
 }
@@ -28,14 +30,29 @@ class Point:
     def __str__(self):
         return f"{self.name}:{self.index}"
 
-    def injections(self, mode):
-        """Arguments for strace. Calls of other processes, as rpm's scripts are, neither count nor fail."""
+    def strace(self, mode, log):
+        """The strace that breaks a command here. It follows other processes, which rpm's scripts are, only because that lets
+        the kernel pass all other calls by; they count their own calls."""
         fault, names = MODES[mode]
+        strace = ["strace", "-f", "--seccomp-bpf", "-s", "0", "-o", log]
         if mode != "enospc-from":
-            return ["-e", f"trace={self.name}", "-e", f"inject={self.name}:{fault}:when={self.index}"]
+            return [*strace, "-e", f"trace={self.name}", "-e", f"inject={self.name}:{fault}:when={self.index}"]
         counts = {name: self.counts.get(name, 0) + (name != self.name) for name in names}
-        return ["-e", "trace=" + ",".join("?" + name for name in names),
+        return [*strace, "-e", "trace=" + ",".join("?" + name for name in names),
                 *(word for name in names for word in ["-e", f"inject=?{name}:{fault}:when={counts[name]}+"])]
+
+    def kill(self, log, strace):
+        """Waits until `strace` holds the command here, and kills both: a strace that lives on holds the dead as well."""
+        while strace.poll() is None:
+            lines = log.read_text(errors="replace").splitlines() if log.exists() else []
+            callers = [line.split()[0] for line in lines if f" {self.name}(" in line]
+            if callers and callers.count(callers[0]) == self.index:
+                os.kill(int(callers[0]), signal.SIGKILL)
+                strace.kill()
+                while os.path.exists("/proc/" + callers[0]):
+                    time.sleep(0.001)
+                return
+            time.sleep(0.001)
 
 
 def recording(log):

@@ -55,11 +55,13 @@ class Machine:
     def __exit__(self, *_):
         run("umount", "-R", self.root)
 
-    def start(self, command, around=()):
+    def start(self, command, around=(), meanwhile=lambda process: None):
         """Runs a command of the machine, below the command `around` of this one. Returns its status and what it wrote."""
-        result = subprocess.run([*around, "chroot", self.root, *command], env=ENVIRONMENT, stdin=subprocess.DEVNULL,
-                                stdout=subprocess.PIPE, stderr=subprocess.STDOUT, encoding="utf-8", errors="replace")
-        return result.returncode, result.stdout
+        with subprocess.Popen([*around, "chroot", self.root, *command], env=ENVIRONMENT, stdin=subprocess.DEVNULL,
+                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, encoding="utf-8", errors="replace") as process:
+            meanwhile(process)
+            output = process.communicate()[0]
+        return process.returncode, output
 
     def inside(self, function, *arguments):
         """What `function` returns when it runs with the machine's root directory as its own."""

@@ -16,6 +16,7 @@ of the store an update, or an installation, and a removal of the package must wo
 import argparse
 import collections
 import copy
+import functools
 import multiprocessing
 import os
 import pathlib
@@ -77,8 +78,10 @@ class Trial:
         place = self.place / f"slot-{slot}"
         with self.machine(place) as machine:
             log = place / "calls"
-            status, output = machine.start(self.scenario.command, ["strace", "-o", log, *point.injections(mode)])
-            if not (status == -9 if mode in injection.KILLING else "(INJECTED)" in log.read_text()):
+            log.unlink(missing_ok=True)
+            killer = [functools.partial(point.kill, log)] if mode in injection.KILLING else []
+            status, output = machine.start(self.scenario.command, point.strace(mode, log), *killer)
+            if not (status == -9 if killer else "(INJECTED)" in log.read_text()):
                 return ["the run did not come to this call"], output
             if mode not in ("powercut", "latecut"):
                 return self.judged(machine, mode, output, then)
