@@ -42,6 +42,10 @@ json::object asJson(const std::vector<Finding> &findings) {
     return {{"findings", array}};
 }
 
+std::string nameOf(const Finding &finding) {
+    return finding.id.empty() ? "this machine" : shown(finding.id);
+}
+
 std::string lineOf(const Finding &finding) {
     const std::string path = finding.path.empty() ? "" : shown(finding.path.native()) + " ";
     return "  "s + nameOf(finding.kind) + ": " + path;
@@ -50,11 +54,11 @@ std::string lineOf(const Finding &finding) {
 /// A line for each finding below the application that has it.
 void print(std::ostream &output, const Mending &mending) {
     for (const Finding &finding : mending.mended)
-        printText(output, shown(finding.id) + lineOf(finding).substr(1) + "mended");
+        printText(output, nameOf(finding) + lineOf(finding).substr(1) + "mended");
     std::string last;
     for (const Finding &finding : mending.left) {
         if (finding.id != last || &finding == mending.left.data())
-            output << styled(shown(finding.id), Style::Bold, STDOUT_FILENO) << '\n';
+            output << styled(nameOf(finding), Style::Bold, STDOUT_FILENO) << '\n';
         last = finding.id;
         printText(output, lineOf(finding) + shown(finding.text));
     }
@@ -69,7 +73,7 @@ ExitStatus doctor(const Arguments &arguments, std::ostream &output) {
         const WriterLock lock(WriterLock::Wait::No);
         mending = Core::KELP::mend(machine.configuration(), arguments.ids);
     } else {
-        mending.left = Core::KELP::examine(machine.configuration(), arguments.ids, machine.rpmPlace());
+        mending.left = Core::KELP::examine(machine.configuration(), arguments.ids);
     }
     if (arguments.look.isJson)
         output << asJson(mending.left) << '\n';

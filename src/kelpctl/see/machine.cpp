@@ -44,9 +44,15 @@ bool haveOwnNameSpaces() {
     return true;
 }
 
+/// Memory takes the place of the other root's temporary directory: a look writes nothing there either.
+bool haveOwnTemporaryDirectory() {
+    ::setenv("TMPDIR", "/tmp", 1);
+    return ::mount("kelpctl", "/tmp", "tmpfs", 0, "mode=0700") == 0;
+}
+
 void enter(const std::filesystem::path &root) {
     if (!haveOwnNameSpaces() || ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-        ::chroot(root.c_str()) != 0 || ::chdir("/") != 0)
+        ::chroot(root.c_str()) != 0 || ::chdir("/") != 0 || !haveOwnTemporaryDirectory())
         raiseEntering(root);
     ::unsetenv("KELP_ROOT_FS");
 }
@@ -61,10 +67,8 @@ void addLookOptions(CLI::App &command, LookOptions &options) {
 }
 
 Machine::Machine(const LookOptions &options) {
-    if (!options.root.empty()) {
+    if (!options.root.empty())
         enter(options.root);
-        rpmPlace_ = Common::Rpm::DatabaseCopy::Place::OverTheOriginal;
-    }
     configuration_.emplace(Core::Configuration::Missing::IsFine);
 }
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "kelp/core/common/configuration.h"
-#include "kelp/core/common/rpm/database-copy.h"
 
 #include <filesystem>
 #include <optional>
@@ -29,11 +28,9 @@ public:
     explicit Machine(const LookOptions &options);
 
     const Core::Configuration &configuration() const { return *configuration_; }
-    Common::Rpm::DatabaseCopy::Place rpmPlace() const { return rpmPlace_; }
 
 private:
     std::optional<Core::Configuration> configuration_;
-    Common::Rpm::DatabaseCopy::Place rpmPlace_ = Common::Rpm::DatabaseCopy::Place::TemporaryDirectory;
 };
 
 } // namespace KelpCtl

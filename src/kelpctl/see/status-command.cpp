@@ -76,7 +76,7 @@ void printApplications(std::ostream &output, const MachineState &machine) {
 
 ExitStatus status(const Arguments &arguments, std::ostream &output) {
     const Machine machine(arguments.look);
-    const MachineState state = Core::KELP::inspectMachine(machine.configuration(), machine.rpmPlace());
+    const MachineState state = Core::KELP::inspectMachine(machine.configuration());
     if (arguments.look.isJson) {
         output << asJson(state) << '\n';
     } else {

@@ -125,7 +125,7 @@ bool needsSomebody(ApplicationState state) {
     return state != ApplicationState::Store && state != ApplicationState::Rpm;
 }
 
-MachineState inspectMachine(const IConfiguration &configuration, Common::Rpm::DatabaseCopy::Place place) {
+MachineState inspectMachine(const IConfiguration &configuration) {
     const StoreView store(configuration);
     MachineState machine;
     for (const MigrationStamp &stamp : migrationStamps)
@@ -139,7 +139,7 @@ MachineState inspectMachine(const IConfiguration &configuration, Common::Rpm::Da
     for (const auto &[id, path] : store.rescued())
         standings.add(id, "", ApplicationState::Rescued, "its files are in " + path.string());
     addStored(packages, store, installed, standings);
-    for (const RpmRecord &record : rpmRecords(place))
+    for (const RpmRecord &record : rpmRecords())
         standings.add(record.id, record.version, ApplicationState::Rpm,
                       whyInRpm(record, machine.migrations.front().second));
     addLost(installed, machine.sources, standings);

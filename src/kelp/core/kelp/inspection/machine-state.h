@@ -1,6 +1,5 @@
 #pragma once
 
-#include "kelp/core/common/rpm/database-copy.h"
 #include "kelp/core/kelp/inspection/sources-view.h"
 
 #include <cstdint>
@@ -46,6 +45,6 @@ struct MachineState {
 };
 
 /// Looks at stamps, journal, store, rpm, registry and sources, and changes nothing. Raises as the views do.
-MachineState inspectMachine(const IConfiguration &configuration, Common::Rpm::DatabaseCopy::Place place);
+MachineState inspectMachine(const IConfiguration &configuration);
 
 } // namespace Core::KELP

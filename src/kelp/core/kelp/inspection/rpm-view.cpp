@@ -1,5 +1,6 @@
 #include "kelp/core/kelp/inspection/rpm-view.h"
 
+#include "kelp/core/common/rpm/database-copy.h"
 #include "kelp/core/common/rpm/file-iterator.h"
 #include "kelp/core/common/rpm/tags.h"
 #include "kelp/core/common/rpm/transaction.h"
@@ -54,8 +55,8 @@ RpmRecord describe(const Reader &package, const std::optional<Database> &signatu
 
 } // namespace
 
-std::vector<RpmRecord> rpmRecords(Common::Rpm::DatabaseCopy::Place place) {
-    const Common::Rpm::DatabaseCopy copy(place);
+std::vector<RpmRecord> rpmRecords() {
+    const Common::Rpm::DatabaseCopy copy;
     if (!copy.isThere())
         return {};
     const auto signatures = openSignatures();

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "kelp/core/common/rpm/database-copy.h"
-
 #include "platform/package-signatures/certificate.h"
 
 #include <map>
@@ -23,6 +21,6 @@ struct RpmRecord {
 /// certificate and those with a desktop file among the applications. By id. A machine without an
 /// rpm database has none. Raises as Common::Rpm::DatabaseCopy and Transaction do, and when the signature
 /// database is there and cannot be read.
-std::vector<RpmRecord> rpmRecords(Common::Rpm::DatabaseCopy::Place place);
+std::vector<RpmRecord> rpmRecords();
 
 } // namespace Core::KELP

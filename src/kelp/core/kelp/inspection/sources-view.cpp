@@ -2,6 +2,7 @@
 
 #include "kelp/core/common/error.h"
 #include "kelp/core/common/i-configuration.h"
+#include "kelp/core/common/scratch-directory.h"
 #include "kelp/core/kelp/inspection/readable.h"
 
 #include <SQLiteCpp/Database.h>
@@ -42,6 +43,20 @@ SourcesView readAll(SQLite::Database &database) {
     return view;
 }
 
+std::filesystem::path journalOf(std::filesystem::path path) {
+    return path += "-journal";
+}
+
+/// A journal that a killed process has left is to be rolled back, which is to write: to a copy then.
+SourcesView readInterrupted(const std::filesystem::path &path) {
+    const Common::ScratchDirectory scratch;
+    const std::filesystem::path copy = scratch.path() / path.filename();
+    std::filesystem::copy_file(path, copy);
+    std::filesystem::copy_file(journalOf(path), journalOf(copy));
+    SQLite::Database database(copy.string(), SQLite::OPEN_READWRITE);
+    return readAll(database);
+}
+
 } // namespace
 
 SourcesView SourcesView::read(const IConfiguration &configuration) {
@@ -51,6 +66,8 @@ SourcesView SourcesView::read(const IConfiguration &configuration) {
     if (!std::filesystem::exists(path, ignored))
         return {};
     try {
+        if (std::filesystem::exists(journalOf(path), ignored))
+            return readInterrupted(path);
         SQLite::Database database(path.string(), SQLite::OPEN_READONLY);
         return readAll(database);
     } catch (const std::exception &error) {

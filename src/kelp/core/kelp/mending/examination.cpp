@@ -38,8 +38,7 @@ bool mendAll(Mending &mending) {
 
 } // namespace
 
-std::vector<Finding> examine(const IConfiguration &configuration, const std::set<std::string> &ids,
-                             Common::Rpm::DatabaseCopy::Place place) {
+std::vector<Finding> examine(const IConfiguration &configuration, const std::set<std::string> &ids) {
     std::vector<Finding> findings;
     const auto add = [&](std::vector<Finding> more) {
         for (Finding &finding : more)
@@ -49,17 +48,16 @@ std::vector<Finding> examine(const IConfiguration &configuration, const std::set
     for (const StoredPackage &package : StoreView(configuration).packages())
         if (ids.empty() || ids.contains(package.id))
             add(examinePackage(configuration, package));
-    add(examineRecords(configuration, place));
+    add(examineRecords(configuration));
     std::ranges::stable_sort(findings, {}, &Finding::id);
     return findings;
 }
 
 Mending mend(const IConfiguration &configuration, const std::set<std::string> &ids) {
-    constexpr auto place = Common::Rpm::DatabaseCopy::Place::TemporaryDirectory;
     Mending mending;
-    mending.left = examine(configuration, ids, place);
+    mending.left = examine(configuration, ids);
     for (int round = 0; round < rounds && mendAll(mending); ++round)
-        mending.left = examine(configuration, ids, place);
+        mending.left = examine(configuration, ids);
     return mending;
 }
 

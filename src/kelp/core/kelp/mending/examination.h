@@ -1,6 +1,5 @@
 #pragma once
 
-#include "kelp/core/common/rpm/database-copy.h"
 #include "kelp/core/kelp/mending/finding.h"
 
 #include <set>
@@ -16,8 +15,7 @@ namespace Core::KELP {
 /// Looks for everything that is wrong with the packages of these ids, or with all and what belongs to none
 /// when there are no ids, and changes nothing. In the order in which the findings are to be mended, by
 /// package. Raises as the views do. `configuration` outlives the findings.
-std::vector<Finding> examine(const IConfiguration &configuration, const std::set<std::string> &ids,
-                             Common::Rpm::DatabaseCopy::Place place);
+std::vector<Finding> examine(const IConfiguration &configuration, const std::set<std::string> &ids);
 
 struct Mending {
     std::vector<Finding> mended;

@@ -102,7 +102,7 @@ private:
     void check() {
         if (package_.architecture() != "noarch" && package_.architecture() != Common::platformArchitecture())
             refuse(id_, ErrorCode::BadPackageArchitecture);
-        const auto inRpm = rpmRecords(Common::Rpm::DatabaseCopy::Place::TemporaryDirectory);
+        const auto inRpm = rpmRecords();
         if (std::ranges::find(inRpm, id_, &RpmRecord::id) != inRpm.end())
             throw Error(ErrorCode::Internal, id_ + ": The package is still in rpm, from where kelp-launcher "
                                                    "takes it over");

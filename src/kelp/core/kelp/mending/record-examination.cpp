@@ -28,11 +28,11 @@ namespace {
 /// The records of one machine under examination.
 class RecordExamination {
 public:
-    RecordExamination(const IConfiguration &configuration, Common::Rpm::DatabaseCopy::Place place) :
+    explicit RecordExamination(const IConfiguration &configuration) :
         configuration_(configuration),
         packages_(StoreView(configuration).packages()),
         sources_(SourcesView::read(configuration)),
-        inRpm_(rpmRecords(place)) {
+        inRpm_(rpmRecords()) {
         for (const RegistryRecord &record : registryRecords())
             lastEvent_.insert_or_assign(record.packageId(), record.event());
     }
@@ -47,6 +47,7 @@ public:
         for (const auto &[id, path] : StoreView(configuration_).rescued())
             examineRescued(id, path);
         examineLeftovers(installationDirectory(configuration_));
+        examineJournal();
         return std::move(findings_);
     }
 
@@ -120,6 +121,18 @@ private:
                 [path = entry->path()] { Common::removeAll(path); });
     }
 
+    /// Whoever opens the database for writing next rolls it back.
+    void examineJournal() {
+        fs::path journal = configuration_.trustedSourcesDatabasePath();
+        journal += "-journal";
+        std::error_code ignored;
+        if (fs::exists(journal, ignored))
+            add("", FindingKind::Leftover, journal, "is left of a killed run; --repair rolls it back",
+                [&configuration = configuration_] {
+                    TrustedSources::SQLiteDatabase(configuration).missingSourceAllowed();
+                });
+    }
+
     const IConfiguration &configuration_;
     std::vector<StoredPackage> packages_;
     SourcesView sources_;
@@ -130,9 +143,8 @@ private:
 
 } // namespace
 
-std::vector<Finding> examineRecords(const IConfiguration &configuration,
-                                    Common::Rpm::DatabaseCopy::Place place) {
-    return RecordExamination(configuration, place).run();
+std::vector<Finding> examineRecords(const IConfiguration &configuration) {
+    return RecordExamination(configuration).run();
 }
 
 } // namespace Core::KELP

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "kelp/core/common/rpm/database-copy.h"
 #include "kelp/core/kelp/mending/finding.h"
 
 #include <vector>
@@ -13,7 +12,6 @@ namespace Core::KELP {
 
 /// What is wrong with the registry, the bindings to sources, the files that were rescued and those that a
 /// killed run has left. By package within each.
-std::vector<Finding> examineRecords(const IConfiguration &configuration,
-                                    Common::Rpm::DatabaseCopy::Place place);
+std::vector<Finding> examineRecords(const IConfiguration &configuration);
 
 } // namespace Core::KELP

@@ -1,0 +1,23 @@
+#include "kelp/core/common/scratch-directory.h"
+
+#include "kelp/core/common/error.h"
+
+#include <cstdlib>
+#include <string>
+
+namespace Common {
+
+ScratchDirectory::ScratchDirectory() {
+    std::error_code error;
+    std::string name = (std::filesystem::temp_directory_path(error) / "kelp-XXXXXX").string();
+    if (error || !::mkdtemp(name.data()))
+        throw Error(ErrorCode::Filesystem, "Couldn't create temporary directory");
+    path_ = name;
+}
+
+ScratchDirectory::~ScratchDirectory() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+}
+
+} // namespace Common
