@@ -2,9 +2,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <linux/openat2.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -54,13 +52,12 @@ void requireDownward(const fs::path &path) {
         refuse(path);
 }
 
-/// Opens a directory on the way to which there is no link.
-FileDescriptor openWithoutLinks(int directory, const fs::path &path, std::uint64_t resolve = 0) {
-    open_how how{};
-    how.flags = directoryFlags;
-    how.resolve = resolve | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
-    return FileDescriptor(
-        static_cast<int>(::syscall(SYS_openat2, directory, path.c_str(), &how, sizeof how)));
+/// The directory, if there is no link on its way.
+FileDescriptor openWithoutLinks(const fs::path &path) {
+    if (leadsUp(path))
+        return FileDescriptor();
+    const FileDescriptor start(::open(path.is_absolute() ? "/" : ".", O_PATH | O_DIRECTORY | O_CLOEXEC));
+    return openBeneath(start.get(), path.relative_path(), directoryFlags);
 }
 
 /// Walks a path as the kernel does, but judges each link before it follows it.
@@ -147,7 +144,7 @@ Directory::Directory(FileDescriptor directory, fs::path path) :
 
 std::optional<Directory> Directory::byLinksOfRoot(const fs::path &path) {
     // One look, most often, instead of one for each directory on the way.
-    if (FileDescriptor found = openWithoutLinks(AT_FDCWD, path); found.get() >= 0 && !leadsUp(path))
+    if (FileDescriptor found = openWithoutLinks(path); found.get() >= 0)
         return Directory(std::move(found), path);
     const FileDescriptor place = WayByLinksOfRoot(path).walk();
     FileDescriptor directory(place.get() < 0 ? -1 : ::openat(place.get(), ".", directoryFlags));
@@ -184,7 +181,7 @@ Directory Directory::again() const {
 
 std::optional<Directory> Directory::find(const fs::path &path) const {
     requireDownward(path);
-    if (FileDescriptor found = openWithoutLinks(directory_.get(), path, RESOLVE_BENEATH); found.get() >= 0)
+    if (FileDescriptor found = openBeneath(directory_.get(), path, directoryFlags); found.get() >= 0)
         return Directory(std::move(found), path_ / path);
     // The kernel may not know the call; and a single step tells what is in the way.
     Directory here = again();

@@ -2,6 +2,8 @@
 
 #include "kelp/core/common/error.h"
 
+#include <linux/openat2.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace Common {
@@ -21,6 +23,14 @@ FileDescriptor::~FileDescriptor() {
 void FileDescriptor::close() {
     if (::close(release()) != 0)
         throw Error(ErrorCode::Filesystem, "Couldn't finish writing a file");
+}
+
+FileDescriptor openBeneath(int directory, const std::filesystem::path &path, int flags) {
+    open_how how{};
+    how.flags = static_cast<unsigned>(flags);
+    how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
+    return FileDescriptor(
+        static_cast<int>(::syscall(SYS_openat2, directory, path.c_str(), &how, sizeof how)));
 }
 
 } // namespace Common

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <utility>
 
 namespace Common {
@@ -24,5 +25,10 @@ public:
 private:
     int file_;
 };
+
+/// Opens what lies at a path below an open directory. No link is followed, and no path leaves the directory
+/// (openat2). Nothing is open, and errno tells why, when that cannot be done: ENOSYS by kernels before 5.6,
+/// with which the same has to be done name by name.
+FileDescriptor openBeneath(int directory, const std::filesystem::path &path, int flags);
 
 } // namespace Common

@@ -5,9 +5,7 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <linux/openat2.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -65,13 +63,6 @@ bool isPlainPath(std::string_view path) {
             path.remove_prefix(slash + 1);
     }
     return true;
-}
-
-int openBeneath(int directory, const fs::path &path, int flags) {
-    open_how how{};
-    how.flags = static_cast<unsigned>(flags);
-    how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
-    return static_cast<int>(::syscall(SYS_openat2, directory, path.c_str(), &how, sizeof how));
 }
 
 /// The text of an open link.
@@ -174,7 +165,7 @@ std::vector<std::string> StagingDirectory::namesIn(const fs::path &path) const {
 }
 
 FileDescriptor StagingDirectory::openDirectory(const fs::path &path) const {
-    FileDescriptor found(openBeneath(directory_.get(), path.empty() ? "." : path, directoryFlags));
+    FileDescriptor found = Common::openBeneath(directory_.get(), path.empty() ? "." : path, directoryFlags);
     if (found.get() >= 0)
         return found;
     return makeByComponents(path); // Parts are missing, or the kernel does not know the call.
@@ -194,7 +185,7 @@ FileDescriptor StagingDirectory::makeByComponents(const fs::path &path) const {
 }
 
 FileDescriptor StagingDirectory::openExisting(const fs::path &path, int flags) const {
-    FileDescriptor found(openBeneath(directory_.get(), path.empty() ? "." : path, flags));
+    FileDescriptor found = Common::openBeneath(directory_.get(), path.empty() ? "." : path, flags);
     if (found.get() < 0 && errno == ENOSYS)
         return openExistingByComponents(path, flags);
     return found;
