@@ -25,7 +25,7 @@ using Core::KELP::Finding;
 using Core::KELP::Mending;
 using std::string_literals::operator""s;
 
-struct Arguments {
+struct DoctorArguments {
     LookOptions look;
     bool isRepair = false;
     std::set<std::string> ids;
@@ -64,7 +64,7 @@ void print(std::ostream &output, const Mending &mending) {
     }
 }
 
-ExitStatus doctor(const Arguments &arguments, std::ostream &output) {
+ExitStatus doctor(const DoctorArguments &arguments, std::ostream &output) {
     if (arguments.isRepair && !arguments.look.root.empty())
         throw std::runtime_error("--repair works on the running machine: chroot into an image for it");
     const Machine machine(arguments.look);
@@ -85,7 +85,7 @@ ExitStatus doctor(const Arguments &arguments, std::ostream &output) {
 } // namespace
 
 void addDoctor(CLI::App &app, Command &command) {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<DoctorArguments>();
     CLI::App *doctor = app.add_subcommand("doctor", "Tell what is wrong with applications, and mend it");
     addLookOptions(*doctor, arguments->look);
     doctor->add_flag("--repair", arguments->isRepair, "Mend what can be mended without a loss");

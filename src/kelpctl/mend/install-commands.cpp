@@ -29,7 +29,7 @@ using Core::Configuration;
 using Core::KELP::InstallationOptions;
 using Core::KELP::Installed;
 
-struct Arguments {
+struct InstallArguments {
     InstallationOptions options;
     std::vector<std::string> names;
 };
@@ -63,7 +63,7 @@ ExitStatus attempt(const std::string &name, const Act &act) {
     }
 }
 
-ExitStatus install(const Arguments &arguments, std::ostream &output) {
+ExitStatus install(const InstallArguments &arguments, std::ostream &output) {
     Validator::Logger::setColoured(isColoured(STDERR_FILENO));
     std::optional<WriterLock> lock;
     if (!arguments.options.isDryRun)
@@ -79,7 +79,7 @@ ExitStatus install(const Arguments &arguments, std::ostream &output) {
     return worst;
 }
 
-ExitStatus remove(const Arguments &arguments, std::ostream &output) {
+ExitStatus remove(const InstallArguments &arguments, std::ostream &output) {
     const WriterLock lock(WriterLock::Wait::No);
     const Configuration configuration(Configuration::Missing::IsFine);
     ExitStatus worst = ExitStatus::Accepted;
@@ -94,7 +94,7 @@ ExitStatus remove(const Arguments &arguments, std::ostream &output) {
 } // namespace
 
 void addInstall(CLI::App &app, Command &command) {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<InstallArguments>();
     CLI::App *install = app.add_subcommand("install", "Bring package files into the store");
     install->add_flag("--dry-run", arguments->options.isDryRun, "Only tell whether they would be let in");
     install->add_flag("--allow-downgrade", arguments->options.isDowngradeAllowed,
@@ -106,7 +106,7 @@ void addInstall(CLI::App &app, Command &command) {
 }
 
 void addRemove(CLI::App &app, Command &command) {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<InstallArguments>();
     CLI::App *remove = app.add_subcommand("remove", "Remove applications from the store");
     remove->add_option("ID", arguments->names, "The applications")->required();
     remove->callback([arguments, &command] {

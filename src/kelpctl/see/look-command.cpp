@@ -6,7 +6,7 @@ namespace KelpCtl {
 
 namespace {
 
-struct Arguments {
+struct LookArguments {
     LookOptions look;
     std::string argument;
 };
@@ -14,7 +14,7 @@ struct Arguments {
 } // namespace
 
 void addLookCommand(CLI::App &app, Command &command, const LookCommand &look) {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<LookArguments>();
     CLI::App *added = app.add_subcommand(look.name, look.description);
     addLookOptions(*added, arguments->look);
     if (look.argument != LookCommand::Argument::None)

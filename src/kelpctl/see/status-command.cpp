@@ -20,7 +20,7 @@ namespace json = boost::json;
 using Core::KELP::ApplicationStanding;
 using Core::KELP::MachineState;
 
-struct Arguments {
+struct StatusArguments {
     LookOptions look;
     bool isCheck = false;
 };
@@ -74,7 +74,7 @@ void printApplications(std::ostream &output, const MachineState &machine) {
     printTable(output, rows);
 }
 
-ExitStatus status(const Arguments &arguments, std::ostream &output) {
+ExitStatus status(const StatusArguments &arguments, std::ostream &output) {
     const Machine machine(arguments.look);
     const MachineState state = Core::KELP::inspectMachine(machine.configuration());
     if (arguments.look.isJson) {
@@ -91,7 +91,7 @@ ExitStatus status(const Arguments &arguments, std::ostream &output) {
 } // namespace
 
 void addStatus(CLI::App &app, Command &command) {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<StatusArguments>();
     CLI::App *status = app.add_subcommand("status", "Tell how the machine and its applications stand");
     addLookOptions(*status, arguments->look);
     status->add_flag("--check", arguments->isCheck, "Exit with 1 when an application needs somebody");

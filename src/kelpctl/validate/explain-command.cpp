@@ -18,7 +18,7 @@ namespace KelpCtl {
 
 namespace {
 
-struct Arguments {
+struct ExplainArguments {
     std::string id;
     bool isList = false;
 };
@@ -29,7 +29,7 @@ std::string checkId(const std::string &id) {
     return isKnown ? "" : "There is no finding " + shown(id) + "; see kelpctl explain --list";
 }
 
-ExitStatus explain(const Arguments &arguments, std::ostream &output) {
+ExitStatus explain(const ExplainArguments &arguments, std::ostream &output) {
     for (const Validator::CatalogueEntry &entry : Validator::allFindings()) {
         if (arguments.isList)
             output << entry.id << '\t' << nameOf(entry.level) << '\t' << explanationOf(entry.id).what << '\n';
@@ -42,7 +42,7 @@ ExitStatus explain(const Arguments &arguments, std::ostream &output) {
 } // namespace
 
 void addExplain(CLI::App &app, Command &command) {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<ExplainArguments>();
     CLI::App *explain = app.add_subcommand("explain", "Tell what a finding means and how to mend it");
     auto *id = explain->add_option("ID", arguments->id, "The id of the finding")
                    ->check(CLI::Validator(checkId, "ID"))

@@ -4,7 +4,7 @@ namespace KelpCtl {
 
 namespace {
 
-constexpr Explanation explanations[] = {
+constexpr Explanation contentRows[] = {
     {"location-not-allowed", "A file lies where its profile does not let the package install.",
      "Everything outside the places of the application belongs to the system or to others. By a link, too, "
      "nothing can be put there.",
@@ -108,7 +108,7 @@ constexpr Explanation explanations[] = {
 } // namespace
 
 std::span<const Explanation> contentExplanations() {
-    return explanations;
+    return contentRows;
 }
 
 } // namespace KelpCtl

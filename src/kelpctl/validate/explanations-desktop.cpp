@@ -4,7 +4,7 @@ namespace KelpCtl {
 
 namespace {
 
-constexpr Explanation explanations[] = {
+constexpr Explanation desktopRows[] = {
     {"desktop-file-missing", "The package has no desktop file, or a broken one.",
      "Without it the application cannot be shown or started.", "Ship /usr/share/applications/ID.desktop.",
      "%{_datadir}/applications/%{name}.desktop"},
@@ -111,7 +111,7 @@ constexpr Explanation explanations[] = {
 } // namespace
 
 std::span<const Explanation> desktopExplanations() {
-    return explanations;
+    return desktopRows;
 }
 
 } // namespace KelpCtl

@@ -4,7 +4,7 @@ namespace KelpCtl {
 
 namespace {
 
-constexpr Explanation explanations[] = {
+constexpr Explanation headerRows[] = {
     {"name-not-reverse-domain",
      "The name of the package is not of three or more parts with full stops between.",
      "The name decides where the application may put its files; without a domain of your own in front, two "
@@ -91,7 +91,7 @@ constexpr Explanation explanations[] = {
 } // namespace
 
 std::span<const Explanation> headerExplanations() {
-    return explanations;
+    return headerRows;
 }
 
 } // namespace KelpCtl

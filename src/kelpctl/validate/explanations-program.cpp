@@ -4,7 +4,7 @@ namespace KelpCtl {
 
 namespace {
 
-constexpr Explanation explanations[] = {
+constexpr Explanation programRows[] = {
     {"libc-start-main-missing", "The main program does not link to __libc_start_main.",
      "It is no program, or one that starts in a way that the system does not support.",
      "Build it as an ordinary program, with main().", "g++ -o org.example.notes main.cpp"},
@@ -75,7 +75,7 @@ constexpr Explanation explanations[] = {
 } // namespace
 
 std::span<const Explanation> programExplanations() {
-    return explanations;
+    return programRows;
 }
 
 } // namespace KelpCtl

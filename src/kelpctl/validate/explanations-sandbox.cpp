@@ -4,7 +4,7 @@ namespace KelpCtl {
 
 namespace {
 
-constexpr Explanation explanations[] = {
+constexpr Explanation sandboxRows[] = {
     {"sandbox-sections-multiple",
      "The desktop file has more than one of X-Application, X-Fencebox and Fencebox.",
      "It is not clear which of them the sandbox follows.", "Keep X-Application alone.",
@@ -117,7 +117,7 @@ constexpr Explanation explanations[] = {
 } // namespace
 
 std::span<const Explanation> sandboxExplanations() {
-    return explanations;
+    return sandboxRows;
 }
 
 } // namespace KelpCtl

@@ -4,7 +4,7 @@ namespace KelpCtl {
 
 namespace {
 
-constexpr Explanation explanations[] = {
+constexpr Explanation taskRows[] = {
     {"task-key-not-allowed", "The group of a background task has an unknown key.",
      "It has no effect; perhaps another was meant.", "Use Type, Exec, Permissions and Conditions.",
      "[X-Task sync]\n"
@@ -78,7 +78,7 @@ constexpr Explanation explanations[] = {
 } // namespace
 
 std::span<const Explanation> taskExplanations() {
-    return explanations;
+    return taskRows;
 }
 
 } // namespace KelpCtl

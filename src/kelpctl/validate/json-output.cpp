@@ -13,14 +13,14 @@ namespace {
 
 namespace json = boost::json;
 
-json::value valueOf(const std::string &text) {
+json::value textOrNull(const std::string &text) {
     return text.empty() ? json::value(nullptr) : json::value(jsonText(text));
 }
 
 json::object objectOf(const Validator::Message &message) {
     return {{"id", message.entry.id},
             {"level", nameOf(message.level)},
-            {"path", valueOf(message.path)},
+            {"path", textOrNull(message.path)},
             {"text", jsonText(message.text)}};
 }
 
@@ -29,11 +29,11 @@ json::object objectOf(const PackageReport &report) {
     for (const ReportedFinding &finding : report.findings)
         findings.push_back(objectOf(finding.message));
     return {{"file", jsonText(report.file)},
-            {"id", valueOf(report.id.value_or(""))},
-            {"version", valueOf(report.version.value_or(""))},
+            {"id", textOrNull(report.id.value_or(""))},
+            {"version", textOrNull(report.version.value_or(""))},
             {"profile", report.profile},
             {"verdict", nameOf(report.verdict)},
-            {"reason", valueOf(report.reason)},
+            {"reason", textOrNull(report.reason)},
             {"findings", std::move(findings)}};
 }
 

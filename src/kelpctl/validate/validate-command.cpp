@@ -34,7 +34,7 @@ struct OutputForm {
 constexpr OutputForm outputForms[] = {
     {"text", textOutput}, {"report", linesOutput}, {"json", jsonOutput}, {"sarif", sarifOutput}};
 
-struct Arguments {
+struct ValidateArguments {
     std::vector<std::string> files;
     std::string profile = "regular";
     std::string osVersion;
@@ -73,7 +73,7 @@ std::optional<std::string> versionOfImage() {
     }
 }
 
-JudgeOptions optionsOf(const Arguments &arguments) {
+JudgeOptions optionsOf(const ValidateArguments &arguments) {
     JudgeOptions options;
     options.target.validationEnabled = !arguments.developerMode;
     options.target.osVersion =
@@ -83,7 +83,7 @@ JudgeOptions optionsOf(const Arguments &arguments) {
     return options;
 }
 
-ExitStatus statusOf(const PackageReport &report, const Arguments &arguments) {
+ExitStatus statusOf(const PackageReport &report, const ValidateArguments &arguments) {
     if (report.verdict == Verdict::Incomplete)
         return ExitStatus::Trouble;
     const bool hasWarning = std::ranges::any_of(report.findings, [](const ReportedFinding &finding) {
@@ -100,7 +100,7 @@ void leaveHome() {
 }
 
 /// One file under the profiles that were asked for: of several, the best verdict counts.
-ExitStatus judgeFile(const std::string &file, const Arguments &arguments, ReportOutput &output) {
+ExitStatus judgeFile(const std::string &file, const ValidateArguments &arguments, ReportOutput &output) {
     const bool isForAll = arguments.profile == allProfiles;
     JudgeOptions options = optionsOf(arguments);
     ExitStatus best = ExitStatus::Trouble;
@@ -113,7 +113,7 @@ ExitStatus judgeFile(const std::string &file, const Arguments &arguments, Report
     return best;
 }
 
-ExitStatus validate(const Arguments &arguments, std::ostream &results) {
+ExitStatus validate(const ValidateArguments &arguments, std::ostream &results) {
     leaveHome();
     std::signal(SIGPIPE, SIG_IGN); // A reader that goes away must not leave trees behind.
     const auto form = std::ranges::find(outputForms, arguments.output, &OutputForm::name);
@@ -130,7 +130,7 @@ ExitStatus validate(const Arguments &arguments, std::ostream &results) {
     return worst;
 }
 
-void addOptions(CLI::App &validate, Arguments &arguments) {
+void addOptions(CLI::App &validate, ValidateArguments &arguments) {
     std::vector<std::string> profiles = profileNames;
     profiles.emplace_back(allProfiles);
     validate
@@ -163,7 +163,7 @@ void addOptions(CLI::App &validate, Arguments &arguments) {
 } // namespace
 
 void addValidate(CLI::App &app, Command &command) {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<ValidateArguments>();
     CLI::App *validate = app.add_subcommand("validate", "Judge packages as their installation would");
     addOptions(*validate, *arguments);
     validate->callback([arguments, &command] {

@@ -19,13 +19,6 @@ std::string info(const std::string &text) {
     return "(INFO)\t\t" + text;
 }
 
-std::string repeated(std::string_view piece, std::size_t times) {
-    std::string text;
-    for (std::size_t i = 0; i < times; ++i)
-        text += piece;
-    return text;
-}
-
 CheckerTest::CheckerTest() {
     facts_.name = "org.example.app";
     facts_.architecture = "aarch64";

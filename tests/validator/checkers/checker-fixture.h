@@ -19,8 +19,6 @@ std::string error(const std::string &text);
 std::string warning(const std::string &text);
 std::string info(const std::string &text);
 
-std::string repeated(std::string_view piece, std::size_t times);
-
 /// A checker with the package, the profile and the report that it works on. Change facts_ and profile_, then
 /// make the checker.
 class CheckerTest : public testing::Test {

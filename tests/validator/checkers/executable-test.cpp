@@ -2,6 +2,7 @@
 
 #include "checker-fixture.h"
 #include "kelp/core/kelp/validator/program/rpath.h"
+#include "support/text-file.h"
 #include "validator/content/elf-image.h"
 
 #include <sys/stat.h>

@@ -1,6 +1,7 @@
 #include "kelp/core/kelp/validator/qml/qml-imports.h"
 
 #include "checker-fixture.h"
+#include "support/text-file.h"
 
 using namespace Validator;
 using testing::ElementsAre;

@@ -25,13 +25,6 @@ protected:
     TemporaryDirectory directory_;
 };
 
-std::string repeated(std::string_view piece, std::size_t times) {
-    std::string text;
-    for (std::size_t i = 0; i < times; ++i)
-        text += piece;
-    return text;
-}
-
 TEST_F(IntegrityFileTest, GivesTheWatchedFiles) {
     const struct {
         std::string text;

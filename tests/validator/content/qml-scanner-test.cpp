@@ -1,5 +1,7 @@
 #include "kelp/core/kelp/validator/qml/qml-scanner.h"
 
+#include "support/text-file.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -75,13 +77,6 @@ TEST(QmlScanner, FindsTheStatementsWithinABinary) {
     };
     for (const Case &c : cases)
         EXPECT_EQ(collect(scanEmbeddedImports, c.text), c.imports) << c.text;
-}
-
-std::string repeated(std::string_view piece, std::size_t times) {
-    std::string text;
-    for (std::size_t i = 0; i < times; ++i)
-        text += piece;
-    return text;
 }
 
 /// Each would run for hours if a byte were read again for every statement in front of it.

@@ -13,7 +13,7 @@ const std::string gone = "ExecDBus error: No such file or directory\n";
 const std::string refused =
     error("[fencebox] ExecDBus is incorrect, template rules are equal to Exec section");
 
-struct Case {
+struct LaunchCase {
     std::string launchLine;
     bool isAllowed;
     std::string output;
@@ -28,8 +28,8 @@ protected:
     }
 
     template<std::size_t size>
-    void expect(const Case (&cases)[size]) {
-        for (const Case &c : cases) {
+    void expect(const LaunchCase (&cases)[size]) {
+        for (const LaunchCase &c : cases) {
             CapturedOutput output(CapturedOutput::Stream::Error);
             EXPECT_EQ(isExecDBusAllowed(c.launchLine, package, tree), c.isAllowed) << c.launchLine;
             EXPECT_EQ(output.take(), c.output) << c.launchLine;
@@ -46,7 +46,7 @@ TEST_F(ExecDBus, NamesAProgramOfThePackage) {
     place("tree/usr/libexec/com.example.app/daemon");
     place("tree/usr/libexec/com.example.other/daemon");
     link("../libexec/com.example.app/daemon", "tree/usr/bin/daemon");
-    const Case cases[] = {
+    const LaunchCase cases[] = {
         {"/usr/bin/com.example.app", true, ""},
         {"/usr/bin/com.example.app --dbus", true, ""},
         {"/usr/libexec/com.example.app/daemon -x", true, ""},
@@ -69,7 +69,7 @@ TEST_F(ExecDBus, FollowsTheMappingsOfThePackage) {
     place("tree/bin/com.example.other");
     place("tree/libexec/daemon");
     place("tree/usr/libexec/com.example.other/daemon");
-    const Case cases[] = {
+    const LaunchCase cases[] = {
         {"/usr/bin/com.example.app --dbus", true, ""},
         {"/usr/libexec/com.example.app/daemon", true, ""},
         {"/usr/libexec/com.example.app/gone", false, gone},
@@ -90,7 +90,7 @@ TEST_F(ExecDBus, JudgesWhatALinkLeadsTo) {
     link("loop", "tree/usr/bin/com.example.app");
     link("com.example.app", "tree/usr/bin/loop");
     const std::string loop = "ExecDBus error: Too many levels of symbolic links\n";
-    const Case cases[] = {
+    const LaunchCase cases[] = {
         {"/usr/libexec/com.example.app/escaped", false, ""},
         {"/usr/libexec/com.example.app/loop", false, loop},
         {"/usr/libexec/com.example.app/dangling", false, gone},

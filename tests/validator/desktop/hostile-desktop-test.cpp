@@ -15,13 +15,6 @@ const std::string broken = error("[desktop] Broken desktop file");
 constexpr std::size_t megabyte = std::size_t(1) << 20;
 constexpr std::size_t largest = 32 * megabyte;
 
-std::string repeated(const std::string &piece, std::size_t count) {
-    std::string text;
-    for (std::size_t i = 0; i < count; ++i)
-        text += piece;
-    return text;
-}
-
 template<class Line>
 std::string lines(std::size_t count, const Line &line) {
     std::string text;

@@ -16,7 +16,7 @@ namespace Common {
 
 namespace {
 
-FileDescriptor opened(const fs::path &path, int flags, mode_t mode = 0) {
+FileDescriptor openFile(const fs::path &path, int flags, mode_t mode = 0) {
     FileDescriptor file(::open(path.c_str(), flags | O_CLOEXEC, mode));
     if (file.get() < 0)
         throw fs::filesystem_error("cannot open", path, std::error_code(errno, std::system_category()));
@@ -69,10 +69,10 @@ mode_t permissionsForCopy(const struct stat &original, const struct stat &copy) 
 
 void copyContent(const fs::path &from, const fs::path &to) {
     // What has become a pipe since somebody looked must not keep us waiting.
-    const FileDescriptor source = opened(from, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+    const FileDescriptor source = openFile(from, O_RDONLY | O_NONBLOCK | O_NOCTTY);
     struct stat original = {};
     requireDone(::fstat(source.get(), &original), from, to);
-    FileDescriptor target = opened(to, O_WRONLY | O_CREAT | O_EXCL, 0600);
+    FileDescriptor target = openFile(to, O_WRONLY | O_CREAT | O_EXCL, 0600);
     transfer(source, target, from, to);
     struct stat copy = {};
     requireDone(::fstat(target.get(), &copy), from, to);

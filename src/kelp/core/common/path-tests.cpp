@@ -28,6 +28,11 @@ bool exists(const fs::path &path) {
     });
 }
 
+bool isThere(const fs::path &path) {
+    std::error_code ignored;
+    return fs::exists(fs::symlink_status(path, ignored));
+}
+
 bool isDirectory(const fs::path &path) {
     return logged([&] { return fs::status(path).type() == fs::file_type::directory; });
 }

@@ -14,6 +14,10 @@ bool isRegularFile(const std::filesystem::path &path);
 bool isSymlink(const std::filesystem::path &path);
 bool isSocket(const std::filesystem::path &path);
 
+/// Whether anything is there, a dangling link too. Quiet: nothing can be there where the system does not say
+/// so.
+bool isThere(const std::filesystem::path &path);
+
 /// Whether a directory holds nothing. Raises ErrorCode::Filesystem when `path` is no directory; a directory
 /// that cannot be read is logged and counts as not empty.
 bool isEmptyDirectory(const std::filesystem::path &path);

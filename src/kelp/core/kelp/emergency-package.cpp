@@ -26,11 +26,6 @@ public:
     }
 };
 
-std::optional<std::string> valueOf(const PackageInformation &information, const char *key) {
-    const auto found = information.find(key);
-    return found == information.end() ? std::nullopt : std::optional(found->second);
-}
-
 /// Ordered by key as text, as the map is: "prev_key_ids.10" stands before "prev_key_ids.2".
 std::vector<std::string> previousKeyIds(const PackageInformation &information) {
     std::vector<std::string> ids;

@@ -27,11 +27,6 @@ using Common::ErrorCode;
 using Common::LogLevel;
 using Common::LogStream;
 
-std::optional<std::string> valueOf(const PackageInformation &information, const char *key) {
-    const auto found = information.find(key);
-    return found == information.end() ? std::nullopt : std::optional(found->second);
-}
-
 std::vector<Mapping> mappingsOf(const std::string &id, const PackageInformation &information) {
     return buildMappings(id, information.at("certificate.id"), valueOf(information, "general.orgname"),
                          valueOf(information, "general.appname"), Rooted::Yes);

@@ -46,11 +46,6 @@ Error unreadableDescriptor(const std::string &id) {
     return {ErrorCode::CorruptedInstalledPackage, "Couldn't read velura.pkg file of the " + id + " package"};
 }
 
-std::optional<std::string> valueOf(const PackageInformation &information, const char *key) {
-    const auto found = information.find(key);
-    return found == information.end() ? std::nullopt : std::optional(found->second);
-}
-
 /// A disk that does not answer says nothing of the package: only a descriptor that is absent or malformed has
 /// it cleaned up.
 void requireCorrupted(const std::string &id, const Error &error) {

@@ -22,11 +22,6 @@ namespace {
 using Common::Error;
 using Common::ErrorCode;
 
-std::string valueOf(const PackageInformation &information, const char *key) {
-    const auto found = information.find(key);
-    return found == information.end() ? std::string() : found->second;
-}
-
 std::string readOldFile(const fs::path &path) {
     std::ifstream stream(path, std::ios::binary);
     if (!stream)
@@ -55,9 +50,9 @@ void writeResource(const fs::path &path, const std::string &content) {
 } // namespace
 
 void migrateIntegrityFile(const PackageInformation &information) {
-    const std::string id = valueOf(information, "general.id");
-    const std::string orgName = valueOf(information, "general.orgname");
-    const std::string keyId = valueOf(information, "certificate.id");
+    const std::string id = valueOf(information, "general.id").value_or("");
+    const std::string orgName = valueOf(information, "general.orgname").value_or("");
+    const std::string keyId = valueOf(information, "certificate.id").value_or("");
     if (id.empty() || orgName.empty() || keyId.empty())
         return;
     const fs::path source = Common::belowRoot("etc/integrityd/config.d") / (id + ".json");

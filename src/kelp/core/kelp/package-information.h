@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <string>
 
 namespace Core::KELP {
@@ -8,5 +9,11 @@ namespace Core::KELP {
 /// What a descriptor says of a version, keyed by section and key: "general.id", "certificate.id" and so on.
 /// docs/formats.md lists the keys.
 using PackageInformation = std::map<std::string, std::string>;
+
+/// What stands under a key, if anything does.
+inline std::optional<std::string> valueOf(const PackageInformation &information, const std::string &key) {
+    const auto found = information.find(key);
+    return found == information.end() ? std::nullopt : std::optional(found->second);
+}
 
 } // namespace Core::KELP

@@ -44,7 +44,7 @@ bool isConflict(const Error &error) {
     return error.code() == Common::ErrorCategory::make(ErrorCode::FileConflict);
 }
 
-bool isThere(const fs::path &path) {
+bool mayBeThere(const fs::path &path) {
     std::error_code ignored;
     return fs::symlink_status(path, ignored).type() != fs::file_type::not_found;
 }
@@ -186,7 +186,7 @@ void TakeOverSettlement::settleOne(const JournalEntry &entry, Header header) {
 
 void TakeOverSettlement::goForward(const JournalEntry &entry) {
     const fs::path version = pathResolver_->versionDirectory(entry.id, entry.version);
-    if (isThere(entry.path) || isInStore(entry) || isThere(version)) {
+    if (mayBeThere(entry.path) || isInStore(entry) || mayBeThere(version)) {
         install(entry);
     } else if (area_->isRescued(entry.id, entry.version)) {
         clearEmptyPackage(entry);
@@ -269,8 +269,8 @@ void TakeOverSettlement::clearEmptyPackage(const JournalEntry &entry) const {
 /// Somebody has installed the package again with rpm: rpm's is the one that counts.
 void TakeOverSettlement::giveWayToRpm(const JournalEntry &entry) {
     const fs::path version = pathResolver_->versionDirectory(entry.id, entry.version);
-    const fs::path tree = isThere(entry.path) ? entry.path : version;
-    if (!isThere(tree))
+    const fs::path tree = mayBeThere(entry.path) ? entry.path : version;
+    if (!mayBeThere(tree))
         return;
     if (tree == version)
         store_->tryRemoveMappingsUsingCurrentDirectory(entry.id);

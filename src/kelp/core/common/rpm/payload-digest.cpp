@@ -1,6 +1,7 @@
 #include "kelp/core/common/rpm/payload-digest.h"
 
 #include "kelp/core/common/error.h"
+#include "kelp/core/common/rpm/tag-data.h"
 
 #include <rpm/header.h>
 #include <rpm/rpmcrypto.h>
@@ -20,16 +21,11 @@ namespace {
 
 constexpr std::streamoff leadSize = 96;
 constexpr std::size_t introSize = 16; ///< Of a header: magic, number of entries, size of the data.
-constexpr std::size_t chunkSize = 0x40000;
-
-void freeTagData(rpmtd data) {
-    rpmtdFreeData(data);
-    rpmtdFree(data);
-}
+constexpr std::size_t readSize = 0x40000;
 
 /// The first text or number of a tag, or all its bytes in hexadecimal digits; empty when it is not there.
-std::string valueOf(const Reader &reader, rpmTagVal tag) {
-    const std::unique_ptr<rpmtd_s, decltype(&freeTagData)> data(rpmtdNew(), freeTagData);
+std::string textOf(const Reader &reader, rpmTagVal tag) {
+    const TagData data = makeTagData();
     if (headerGet(reader.header(), tag, data.get(), HEADERGET_MINMEM) == 0)
         return {};
     const std::unique_ptr<char, decltype(&std::free)> text(
@@ -64,7 +60,7 @@ void seekCovered(std::istream &file, bool coversHeader) {
 
 std::string digestOf(std::istream &rest, int algorithm) {
     DIGEST_CTX context = rpmDigestInit(algorithm, RPMDIGEST_NONE);
-    std::vector<char> chunk(chunkSize);
+    std::vector<char> chunk(readSize);
     while (rest.read(chunk.data(), static_cast<std::streamsize>(chunk.size())) || rest.gcount() > 0)
         rpmDigestUpdate(context, chunk.data(), static_cast<std::size_t>(rest.gcount()));
     void *digest = nullptr;
@@ -76,11 +72,11 @@ std::string digestOf(std::istream &rest, int algorithm) {
 } // namespace
 
 PayloadDigest::PayloadDigest(std::filesystem::path package, const Reader &header) :
-    package_(std::move(package)), expected_(valueOf(header, RPMTAG_PAYLOADDIGEST)) {
+    package_(std::move(package)), expected_(textOf(header, RPMTAG_PAYLOADDIGEST)) {
     coversHeader_ = expected_.empty();
     if (coversHeader_)
-        expected_ = valueOf(header, RPMTAG_SIGMD5);
-    algorithm_ = coversHeader_ ? RPM_HASH_MD5 : std::atoi(valueOf(header, RPMTAG_PAYLOADDIGESTALGO).c_str());
+        expected_ = textOf(header, RPMTAG_SIGMD5);
+    algorithm_ = coversHeader_ ? RPM_HASH_MD5 : std::atoi(textOf(header, RPMTAG_PAYLOADDIGESTALGO).c_str());
 }
 
 bool PayloadDigest::isRight() const {

@@ -2,6 +2,7 @@
 
 #include "kelp/core/common/error.h"
 #include "kelp/core/common/rpm/initialise.h"
+#include "kelp/core/common/rpm/tag-data.h"
 
 #include <rpm/header.h>
 #include <rpm/rpmds.h>
@@ -40,11 +41,6 @@ std::shared_ptr<headerToken_s> readHeader(FD_t file, const std::filesystem::path
     return owner;
 }
 
-void freeTagData(rpmtd data) {
-    rpmtdFreeData(data);
-    rpmtdFree(data);
-}
-
 /// Takes the name out of "R name >= 1-2", librpm's rendering of a dependency.
 std::optional<std::string> dependencyName(const char *rendering) {
     if (!rendering)
@@ -71,7 +67,7 @@ Reader::Reader(headerToken_s *header) : header_(header, [](headerToken_s *) {}) 
 }
 
 std::string Reader::tag(std::int32_t tag) const {
-    const std::unique_ptr<rpmtd_s, decltype(&freeTagData)> data(rpmtdNew(), freeTagData);
+    const TagData data = makeTagData();
     const bool found = headerGet(header(), tag, data.get(), HEADERGET_EXT) != 0;
     const char *text = found ? rpmtdGetString(data.get()) : nullptr;
     if (!text)

@@ -2,6 +2,7 @@
 
 #include "kelp/core/common/error.h"
 #include "kelp/core/common/i-configuration.h"
+#include "kelp/core/common/path-tests.h"
 #include "kelp/core/kelp/database-path-resolver.h"
 #include "kelp/core/kelp/descriptor.h"
 #include "kelp/core/kelp/inspection/readable.h"
@@ -15,11 +16,6 @@ namespace fs = std::filesystem;
 namespace Core::KELP {
 
 namespace {
-
-bool isThere(const fs::path &path) {
-    std::error_code ignored;
-    return fs::exists(fs::symlink_status(path, ignored));
-}
 
 /// The names in a directory, in byte order; none when there is no such directory.
 std::vector<std::string> namesIn(const fs::path &directory) {
@@ -36,7 +32,7 @@ std::vector<std::string> namesIn(const fs::path &directory) {
 
 std::optional<PackageInformation> informationAt(const fs::path &descriptor) {
     // Told by one look: readDescriptor() would log what is no news to somebody who looks for it.
-    if (!isThere(descriptor))
+    if (!Common::isThere(descriptor))
         return std::nullopt;
     requireReadable(descriptor);
     try {
@@ -50,9 +46,9 @@ std::optional<PackageInformation> informationAt(const fs::path &descriptor) {
 bool isPublished(const fs::path &target, const fs::path &packageDirectory) {
     std::error_code error;
     if (!fs::is_symlink(fs::symlink_status(target, error)))
-        return isThere(target);
+        return Common::isThere(target);
     const fs::path source = fs::read_symlink(target, error);
-    return !source.native().starts_with(packageDirectory.native() + "/") || isThere(source);
+    return !source.native().starts_with(packageDirectory.native() + "/") || Common::isThere(source);
 }
 
 } // namespace
@@ -74,7 +70,7 @@ std::vector<StoredPackage> StoreView::packages() const {
 std::optional<StoredPackage> StoreView::package(const std::string &id) const {
     requireReadable(configuration_->databaseDirectory());
     const bool isName = !id.empty() && id != "." && id != ".." && id.find('/') == std::string::npos;
-    if (!isName || !isThere(DatabasePathResolver(*configuration_).packageDirectory(id)))
+    if (!isName || !Common::isThere(DatabasePathResolver(*configuration_).packageDirectory(id)))
         return std::nullopt;
     return read(id);
 }
@@ -86,15 +82,15 @@ StoredPackage StoreView::read(const std::string &id) const {
     std::error_code error;
     package.version = fs::read_symlink(resolver.currentDirectory(id), error).filename().string();
     package.information = informationAt(resolver.descriptorFile(id, PackageSlot::Current));
-    package.hasNext = isThere(resolver.nextDirectory(id));
-    package.hasPlan = isThere(resolver.currentDirectory(id) / publicationPlanName);
+    package.hasNext = Common::isThere(resolver.nextDirectory(id));
+    package.hasPlan = Common::isThere(resolver.currentDirectory(id) / publicationPlanName);
     return package;
 }
 
 std::optional<std::vector<fs::path>> StoreView::publishedFiles(const std::string &id) const {
     const fs::path list = DatabasePathResolver(*configuration_).symlinkListFile(id, PackageSlot::Current);
     requireReadable(list);
-    return isThere(list) ? std::optional(readPathList(list)) : std::nullopt;
+    return Common::isThere(list) ? std::optional(readPathList(list)) : std::nullopt;
 }
 
 std::vector<fs::path> StoreView::missingFiles(const std::string &id) const {

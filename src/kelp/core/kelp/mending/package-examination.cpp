@@ -1,6 +1,7 @@
 #include "kelp/core/kelp/mending/package-examination.h"
 
 #include "kelp/core/common/filesystem.h"
+#include "kelp/core/common/path-tests.h"
 #include "kelp/core/kelp/database-path-resolver.h"
 #include "kelp/core/kelp/fs-database.h"
 #include "kelp/core/kelp/mending/publication-examination.h"
@@ -15,11 +16,6 @@ namespace Core::KELP {
 
 namespace {
 
-bool isThere(const fs::path &path) {
-    std::error_code ignored;
-    return fs::exists(fs::symlink_status(path, ignored));
-}
-
 bool leadsSomewhere(const fs::path &link) {
     std::error_code ignored;
     return fs::exists(link, ignored);
@@ -33,9 +29,9 @@ public:
 
     std::vector<Finding> run() {
         const bool isCurrent = leadsSomewhere(resolver_.currentDirectory(package_.id));
-        if (isThere(resolver_.nextDirectory(package_.id)))
+        if (Common::isThere(resolver_.nextDirectory(package_.id)))
             examineNext(isCurrent);
-        else if (isThere(resolver_.previousDirectory(package_.id)))
+        else if (Common::isThere(resolver_.previousDirectory(package_.id)))
             examinePrevious(isCurrent);
         else if (!isCurrent)
             examineWithoutCurrent();
@@ -56,7 +52,7 @@ private:
 
     void examineNext(bool isCurrent) {
         const fs::path next = resolver_.nextDirectory(package_.id);
-        if (!isThere(descriptor(PackageSlot::Next)))
+        if (!Common::isThere(descriptor(PackageSlot::Next)))
             add(FindingKind::UnfinishedUpdate, next, "the prepared version is not whole; --repair drops it",
                 isCurrent ? [this_ = *this] { this_.dropOthers(); } : std::function<void()>());
         else if (isCurrent || leadsSomewhere(resolver_.previousDirectory(package_.id)))
@@ -84,14 +80,14 @@ private:
     void examineWithoutCurrent() {
         const std::vector<fs::path> versions = otherVersions();
         for (const fs::path &version : versions)
-            if (versions.size() == 1 && isThere(version / descriptor(PackageSlot::Next).filename()))
+            if (versions.size() == 1 && Common::isThere(version / descriptor(PackageSlot::Next).filename()))
                 add(FindingKind::UnfinishedUpdate, version,
                     "an installation was begun; --repair completes it",
                     [this_ = *this, version] { this_.prepare(version); });
             else
                 add(FindingKind::Leftover, version, "is named by no link and not whole, left of a killed run",
                     {});
-        if (versions.empty() && !isThere(resolver_.currentDirectory(package_.id)))
+        if (versions.empty() && !Common::isThere(resolver_.currentDirectory(package_.id)))
             add(FindingKind::Leftover, resolver_.packageDirectory(package_.id),
                 "is empty, left of a killed run; --repair removes it",
                 [directory = resolver_.packageDirectory(package_.id)] { fs::remove(directory); });

@@ -3,6 +3,7 @@
 #include "kelp/core/common/durable-file.h"
 #include "kelp/core/common/filesystem.h"
 #include "kelp/core/common/i-configuration.h"
+#include "kelp/core/common/path-tests.h"
 #include "kelp/core/kelp/database-path-resolver.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/path-list.h"
@@ -19,11 +20,6 @@ namespace fs = std::filesystem;
 namespace Core::KELP {
 
 namespace {
-
-bool isThere(const fs::path &path) {
-    std::error_code ignored;
-    return fs::exists(fs::symlink_status(path, ignored));
-}
 
 std::string contentOf(const fs::path &path) {
     std::ifstream stream(path, std::ios::binary);
@@ -78,7 +74,7 @@ private:
     fs::path planFile() const { return current_ / publicationPlanName; }
 
     void examineFile(const PlannedFile &file) {
-        if (!isThere(file.target))
+        if (!Common::isThere(file.target))
             add(FindingKind::Missing, file.target, "is not published; --repair publishes it",
                 [file, mode = mode_] { createMapping(file.source, file.target, mode); });
         else if (!isMappingOf(file.target, file.source))
@@ -110,7 +106,7 @@ private:
         const std::set<fs::path> known(list.begin(), list.end());
         for (const PlannedFile &file : plan_.files)
             if (!known.contains(file.target) &&
-                (!isThere(file.target) || isMappingOf(file.target, file.source)))
+                (!Common::isThere(file.target) || isMappingOf(file.target, file.source)))
                 list.push_back(file.target);
         return list;
     }
@@ -118,7 +114,7 @@ private:
     void examineLists() {
         const bool isComplete = listed_ && completeList().size() == listed_->size();
         const fs::path directories = resolver_.generatedDirListFile(id_, PackageSlot::Current);
-        if (!isComplete || !isThere(directories))
+        if (!isComplete || !Common::isThere(directories))
             add(FindingKind::Unlisted, resolver_.symlinkListFile(id_, PackageSlot::Current),
                 "does not list all that is published; --repair writes it anew",
                 [this_ = *this] { this_.writeLists(); });

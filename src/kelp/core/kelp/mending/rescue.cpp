@@ -15,11 +15,6 @@ namespace Core::KELP {
 
 namespace {
 
-std::optional<std::string> valueOf(const PackageInformation &information, const char *key) {
-    const auto found = information.find(key);
-    return found == information.end() ? std::nullopt : std::optional(found->second);
-}
-
 PackageInformation descriptorIn(const fs::path &tree) {
     return readDescriptor(tree / "velura.pkg");
 }

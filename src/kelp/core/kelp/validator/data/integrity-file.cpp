@@ -5,8 +5,8 @@
 
 #include <json-glib/json-glib.h>
 
+#include <algorithm>
 #include <memory>
-#include <ranges>
 #include <string_view>
 
 namespace Validator {
@@ -15,7 +15,7 @@ namespace {
 
 /// Several times what a package of fifty thousand files would need. json-glib takes up to a hundred bytes of
 /// memory for each byte of a file that is all brackets and commas.
-constexpr std::size_t maximumSize = std::size_t(4) << 20;
+constexpr std::size_t longestIntegrityFile = std::size_t(4) << 20;
 constexpr std::string_view prefixes[] = {"file:", "elf:"};
 
 template<class Object, auto release>
@@ -43,12 +43,16 @@ bool isEmpty(const Parser &parser) {
 
 /// The first root of the text, which is the one that json-glib gives, if it takes the others as well.
 Parser parseFirst(std::string_view text) {
-    const auto pieces = text.size() <= maximumSize ? splitJsonRoots(text) : std::nullopt;
+    const auto pieces = text.size() <= longestIntegrityFile ? splitJsonRoots(text) : std::nullopt;
     if (!pieces || pieces->empty())
         return nullptr;
-    for (const std::string_view piece : *pieces | std::views::drop(1))
-        if (const Parser parser = parse(piece); !isContainer(parser) && !isEmpty(parser))
-            return nullptr;
+    const bool hasOnlyContainers =
+        std::all_of(pieces->begin() + 1, pieces->end(), [](std::string_view piece) {
+            const Parser parser = parse(piece);
+            return isContainer(parser) || isEmpty(parser);
+        });
+    if (!hasOnlyContainers)
+        return nullptr;
     return parse(pieces->front());
 }
 

@@ -6,7 +6,7 @@ namespace Validator {
 
 namespace {
 
-constexpr std::size_t maximumDepth = 512;
+constexpr std::size_t deepestNesting = 512;
 constexpr std::size_t mostRoots = 1000;
 
 /// Behind the next `end` from `from` on; the end of the text when there is none.
@@ -46,7 +46,7 @@ std::optional<std::vector<std::string_view>> splitJsonRoots(std::string_view tex
     std::vector<std::string_view> roots;
     std::size_t depth = 0;
     std::size_t begin = 0;
-    for (std::size_t at = 0; at < text.size() && depth <= maximumDepth && roots.size() <= mostRoots;) {
+    for (std::size_t at = 0; at < text.size() && depth <= deepestNesting && roots.size() <= mostRoots;) {
         const char first = text[at];
         at = behindToken(text, at);
         if (first == '{' || first == '[')
@@ -57,7 +57,7 @@ std::optional<std::vector<std::string_view>> splitJsonRoots(std::string_view tex
         roots.push_back(text.substr(begin, at - begin));
         begin = at;
     }
-    if (depth > maximumDepth || roots.size() > mostRoots)
+    if (depth > deepestNesting || roots.size() > mostRoots)
         return std::nullopt;
     if (begin < text.size())
         roots.push_back(text.substr(begin));

@@ -26,8 +26,8 @@ constexpr std::string_view minOsVersion = "minOSVersion";
 
 /// A thousand times what a manifest needs. The parsed form of a text that is all brackets and commas takes
 /// some thirty times its size.
-constexpr std::size_t maximumSize = std::size_t(1) << 20;
-constexpr std::size_t maximumDepth = 32;
+constexpr std::size_t longestManifest = std::size_t(1) << 20;
+constexpr std::size_t deepestManifest = 32;
 
 /// The kind of value of each known key; none for one whose value is checked apart.
 const std::unordered_map<std::string_view, std::optional<json::kind>> &knownKeys() {
@@ -41,10 +41,10 @@ const std::unordered_map<std::string_view, std::optional<json::kind>> &knownKeys
 /// What the file holds, or null when it cannot be read or is no JSON.
 json::value parseFile(const std::string &path, json::storage_ptr storage) {
     const auto file = MappedFile::open(path);
-    if (!file || file->bytes().size() > maximumSize)
+    if (!file || file->bytes().size() > longestManifest)
         return nullptr;
     json::parse_options options;
-    options.max_depth = maximumDepth;
+    options.max_depth = deepestManifest;
     json::error_code error;
     return json::parse(file->bytes(), error, std::move(storage), options);
 }

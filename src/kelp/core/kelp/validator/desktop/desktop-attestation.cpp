@@ -7,7 +7,7 @@ namespace Validator {
 
 namespace {
 
-const std::string group = "Attestation";
+const std::string attestationGroup = "Attestation";
 
 constexpr std::string_view mandatoryKeys[] = {"ActionOnBadAttestation"};
 constexpr std::string_view actions[] = {"None", "RemoveAll"};
@@ -22,9 +22,9 @@ DesktopAttestation::DesktopAttestation(std::shared_ptr<RpmMeta> meta, std::share
 void DesktopAttestation::validate(const std::string &path, const std::string &realPath) {
     remember(path, realPath);
     entry_ = AppManifest::ManifestEntry::fromFilename(realPath);
-    if (!entry_ || !entry_->containsGroup(group))
+    if (!entry_ || !entry_->containsGroup(attestationGroup))
         return;
-    const std::vector<std::string> names = entry_->groupKeys(group);
+    const std::vector<std::string> names = entry_->groupKeys(attestationGroup);
     const Keys keys(names.begin(), names.end());
     if (!reportMissing(keys) && !reportUnknown(keys))
         checkValues(keys);
@@ -35,7 +35,7 @@ bool DesktopAttestation::reportMissing(const Keys &keys) {
     for (const std::string_view key : mandatoryKeys) {
         if (keys.contains(key))
             continue;
-        logger_->log(KeyValueMessage::KeyMissing, {key, group});
+        logger_->log(KeyValueMessage::KeyMissing, {key, attestationGroup});
         isAnyMissing = true;
     }
     return isAnyMissing;
@@ -46,7 +46,7 @@ bool DesktopAttestation::reportUnknown(const Keys &keys) {
     for (const std::string &key : keys) {
         if (findRow(allowed, key) != nullptr)
             continue;
-        logger_->log(KeyValueMessage::KeyInvalid, {key, group});
+        logger_->log(KeyValueMessage::KeyInvalid, {key, attestationGroup});
         isAnyUnknown = true;
     }
     return isAnyUnknown;
@@ -54,7 +54,7 @@ bool DesktopAttestation::reportUnknown(const Keys &keys) {
 
 void DesktopAttestation::checkValues(const Keys &keys) {
     for (const std::string &key : keys) {
-        const std::string value = entry_->value(group, key);
+        const std::string value = entry_->value(attestationGroup, key);
         if (!isOneOf(findRow(allowed, key)->values, value))
             logger_->log(KeyValueMessage::ValueInvalid, {value, key});
     }

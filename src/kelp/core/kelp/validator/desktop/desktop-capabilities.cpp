@@ -14,16 +14,16 @@ namespace {
 
 using Tree = boost::property_tree::ptree;
 
-constexpr const char *group = "X-Velura-Capabilities";
+constexpr const char *capabilitiesGroup = "X-Velura-Capabilities";
 
 constexpr std::string_view inputs[] = {"Mouse", "Tablet"};
 constexpr std::string_view interfaces[] = {"ResizeableContent"};
-constexpr std::string_view orientations[] = {"Landscape", "LandscapeInverted", "Portrait",
-                                             "PortraitInverted"};
+constexpr std::string_view screenOrientations[] = {"Landscape", "LandscapeInverted", "Portrait",
+                                                   "PortraitInverted"};
 constexpr ValueRow capabilities[] = {
     {"Input", inputs},
     {"UserInterface", interfaces},
-    {"ScreenOrientation", orientations},
+    {"ScreenOrientation", screenOrientations},
 };
 
 std::optional<Tree> readIni(const std::string &path) {
@@ -50,7 +50,7 @@ void DesktopCapabilities::validate(const std::string &path, const std::string &r
         logger_->log(DesktopMessage::Broken);
         return;
     }
-    if (const auto declared = file->get_child_optional(group)) {
+    if (const auto declared = file->get_child_optional(capabilitiesGroup)) {
         for (const auto &[key, value] : *declared)
             check(key, value.data());
     }
@@ -59,7 +59,7 @@ void DesktopCapabilities::validate(const std::string &path, const std::string &r
 void DesktopCapabilities::check(const std::string &key, const std::string &value) {
     const ValueRow *row = findRow(capabilities, key);
     if (row == nullptr) {
-        logger_->log(CapabilitiesMessage::KeyInvalid, {key, group});
+        logger_->log(CapabilitiesMessage::KeyInvalid, {key, capabilitiesGroup});
         return;
     }
     std::vector<std::string> pieces;
