@@ -10,7 +10,7 @@ namespace Launcher {
 void migrateOrganisationsToSkid(Core::Configuration &configuration) {
     using Core::KELP::SKID::Patterns;
     Core::KELP::FSDatabase store(configuration, Core::KELP::DatabasePathResolver::instance());
-    for (const auto &units : Patterns::migrationUnits(store.packages()))
+    for (const auto &units : Patterns::migrationUnits(store.packages(), Patterns::sharedFilesInRpm()))
         Patterns::migrate(units);
     Patterns::flushMoves();
 }

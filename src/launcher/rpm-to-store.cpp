@@ -87,9 +87,10 @@ void bindRemainingPackages(Core::KELP::FSDatabase &store, IDatabase &sources) {
 }
 
 /// Nobody looks at a migration again once its stamp is there.
-void catchUp(const Core::KELP::PackageInformation &package, Core::KELP::FSDatabase &store) {
+void catchUp(const Core::KELP::PackageInformation &package, Core::KELP::FSDatabase &store,
+             const std::vector<std::filesystem::path> &inRpm) {
     if (Common::exists(Common::rootPath() / organisationsToSkidStamp))
-        Core::KELP::SKID::Patterns::migrateLate(package, store.packages());
+        Core::KELP::SKID::Patterns::migrateLate(package, store.packages(), inRpm);
     if (Common::exists(Common::rootPath() / integrityConfigurationStamp))
         Core::KELP::migrateIntegrityFile(package);
 }
@@ -99,7 +100,8 @@ void catchUp(const Core::KELP::PackageInformation &package, Core::KELP::FSDataba
 void migrateRpmToStore(Core::Configuration &configuration) {
     Core::KELP::FSDatabase store(configuration, Core::KELP::DatabasePathResolver::instance());
     Core::TrustedSources::SQLiteDatabase sources(configuration);
-    store.onArrival([&](const Core::KELP::PackageInformation &package) { catchUp(package, store); });
+    const auto inRpm = Core::KELP::SKID::Patterns::sharedFilesInRpm();
+    store.onArrival([&](const Core::KELP::PackageInformation &package) { catchUp(package, store, inRpm); });
     store.migrateRpmPackages();
     bindClientCertificates(sources);
     bindRemainingPackages(store, sources);

@@ -100,10 +100,12 @@ TEST_F(TakeOverTest, WhatCouldNotBePublishedStaysInRpm) {
 
 TEST_F(TakeOverTest, OneThatRpmCannotEraseStaysAndTheOthersAreInstalledAndBound) {
     const Machine machine;
-    machine.run("add org.app-clinging");
+    machine.run(
+        "add_user alice; add org.app-clinging; echo data | put_file /usr/share/common/org.example/data");
     EXPECT_THAT(machine.launch(), HasSubstr("[E] Couldn't complete migration: rpm_to_kelp\n"));
     machine.expectStays("org.app");
     EXPECT_EQ(machine.run("in_image rpm --verify --nodeps org.app"), "");
+    EXPECT_TRUE(machine.holds("usr/share/common/org.example/KEY/data"));
     machine.expectArrived("org.sound");
     EXPECT_EQ(machine.run("sqlite3 $IMAGE/var/lib/trusted-sources/db.sqlite3 'SELECT * FROM packages'"),
               "org.sound|.no.source.apps\n");

@@ -7,6 +7,8 @@
 #include "kelp/core/common/path-tests.h"
 #include "kelp/core/common/places.h"
 #include "kelp/core/common/root-path.h"
+#include "kelp/core/common/rpm/installed-files.h"
+#include "kelp/core/common/rpm/transaction.h"
 #include "kelp/core/kelp/database-path-resolver.h"
 #include "kelp/core/kelp/path-list.h"
 #include "kelp/core/kelp/skid/unit-move.h"
@@ -66,22 +68,39 @@ std::optional<Owner> ownerOf(const PackageInformation &package) {
     return Owner{orgName->second, keyId->second};
 }
 
-/// The children of usr/share/common/ORGNAME/ that hold files which the store has published there.
-void addPublished(const std::string &id, const fs::path &organisation, std::set<std::string> &names) {
-    const fs::path list = DatabasePathResolver::instance().symlinkListFile(id, PackageSlot::Current);
-    if (!Common::exists(list))
-        return;
-    for (const fs::path &file : readPathList(list)) {
-        const fs::path relative = fs::absolute(file).lexically_relative(organisation);
+fs::path sharedDirectory() {
+    return fs::absolute(Common::rootPath() / "usr/share/common");
+}
+
+/// The children of a directory that hold, or are, one of the files.
+void addHolders(const std::vector<fs::path> &files, const fs::path &directory, std::set<std::string> &names) {
+    for (const fs::path &file : files) {
+        const fs::path relative = fs::absolute(file).lexically_relative(directory);
         if (!relative.empty() && *relative.begin() != "..")
             names.insert(*relative.begin());
     }
 }
 
-std::vector<std::string> staying(const std::string &orgName,
-                                 const std::vector<PackageInformation> &packages) {
-    const fs::path organisation = fs::absolute(Common::rootPath() / "usr/share/common" / orgName);
+void addPublished(const std::string &id, const fs::path &organisation, std::set<std::string> &names) {
+    const fs::path list = DatabasePathResolver::instance().symlinkListFile(id, PackageSlot::Current);
+    if (Common::exists(list))
+        addHolders(readPathList(list), organisation, names);
+}
+
+void addFilesBelow(const fs::path &directory, const Common::Rpm::Reader &package,
+                   std::vector<fs::path> &files) {
+    const Common::Rpm::InstalledFiles installed(package);
+    const std::string beginning = directory.native() + "/";
+    for (int i = 0; i < installed.count(); ++i)
+        if (installed.directory(installed.directoryOf(i)).starts_with(beginning) && !installed.isDirectory(i))
+            files.push_back(installed.path(i));
+}
+
+std::vector<std::string> staying(const std::string &orgName, const std::vector<PackageInformation> &packages,
+                                 const std::vector<fs::path> &inRpm) {
+    const fs::path organisation = sharedDirectory() / orgName;
     std::set<std::string> names;
+    addHolders(inRpm, organisation, names);
     for (const PackageInformation &package : packages) {
         const auto owner = ownerOf(package);
         if (!owner || owner->orgName != orgName)
@@ -145,7 +164,8 @@ std::vector<Patterns::MigrationUnit> Patterns::expand(const std::string &orgName
 }
 
 std::vector<std::vector<Patterns::MigrationUnit>>
-Patterns::migrationUnits(const std::vector<PackageInformation> &packages) {
+Patterns::migrationUnits(const std::vector<PackageInformation> &packages,
+                         const std::vector<fs::path> &inRpm) {
     std::vector<std::vector<MigrationUnit>> all;
     std::map<std::string, std::vector<std::string>> stays;
     for (const fs::path &home : Common::usersHomes())
@@ -154,7 +174,7 @@ Patterns::migrationUnits(const std::vector<PackageInformation> &packages) {
             if (!owner)
                 continue;
             if (!stays.contains(owner->orgName))
-                stays[owner->orgName] = staying(owner->orgName, packages);
+                stays[owner->orgName] = staying(owner->orgName, packages, inRpm);
             all.push_back(unitsOf(*owner, home, stays[owner->orgName]));
         }
     return all;
@@ -169,14 +189,27 @@ void Patterns::moveUnit(const fs::path &from, const fs::path &to, const std::vec
 }
 
 void Patterns::migrateLate(const PackageInformation &package,
-                           const std::vector<PackageInformation> &installed) {
+                           const std::vector<PackageInformation> &installed,
+                           const std::vector<fs::path> &inRpm) {
     const auto owner = ownerOf(package);
     if (!owner)
         return;
-    const std::vector<std::string> stays = staying(owner->orgName, installed);
+    const std::vector<std::string> stays = staying(owner->orgName, installed, inRpm);
     for (const fs::path &home : Common::usersHomes())
         moveAll(unitsOf(*owner, home, stays), Clash::IsMerged);
     flushMoves();
+}
+
+std::vector<fs::path> Patterns::sharedFilesInRpm() {
+    const fs::path shared = sharedDirectory();
+    std::vector<fs::path> files;
+    try {
+        Common::Rpm::Transaction(0).forEachInstalled(
+            [&](const Common::Rpm::Reader &package) { addFilesBelow(shared, package, files); });
+    } catch (const Common::Error &error) {
+        LogStream(LogLevel::Error) << error;
+    }
+    return files;
 }
 
 void Patterns::flushMoves() {

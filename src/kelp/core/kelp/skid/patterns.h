@@ -33,11 +33,13 @@ public:
 
     /// The moves for packages as the store lists them, one vector for each user and package that has an
     /// organisation; none at all when there is no user. What stays: the directories of the keys of all the
-    /// organisation's packages, and those that hold published files. An organisation or a key that cannot be
+    /// organisation's packages, and what holds published files or one of `inRpm`, which rpm would miss, as
+    /// would the application that is still to be taken over with it. An organisation or a key that cannot be
     /// the name of a directory counts as absent. Raises ErrorCode::Internal when the group database does not
     /// answer.
     static std::vector<std::vector<MigrationUnit>>
-    migrationUnits(const std::vector<PackageInformation> &packages);
+    migrationUnits(const std::vector<PackageInformation> &packages,
+                   const std::vector<std::filesystem::path> &inRpm = {});
 
     /// Carries the moves out, in order; one that fails is logged and ends the walk. Those that were done
     /// before are passed over.
@@ -62,7 +64,12 @@ public:
     /// is logged. Done again, it does what is left to do. Raises as migrationUnits() and flushMoves() do;
     /// moves that fail are logged.
     static void migrateLate(const PackageInformation &package,
-                            const std::vector<PackageInformation> &installed);
+                            const std::vector<PackageInformation> &installed,
+                            const std::vector<std::filesystem::path> &inRpm = {});
+
+    /// The files below usr/share/common/ that belong to packages in rpm. What rpm cannot tell is logged and
+    /// left out. There must be no other transaction in the process.
+    static std::vector<std::filesystem::path> sharedFilesInRpm();
 
     /// Has all moves on disk: on filesystems of their own, what says that they were done could survive a
     /// power cut that they do not. Raises ErrorCode::Filesystem.
