@@ -16,6 +16,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <fstream>
 #include <set>
 
@@ -97,14 +98,14 @@ bool staysBeside(const RegistryRecord &added, const RegistryRecord &old) {
     return true;
 }
 
-/// The records that `added` does not supersede, newest first. The walk from new to old follows the chain of
-/// keys back: each record of the chain adds the keys before it.
-std::vector<RegistryRecord> withoutSuperseded(const std::vector<RegistryRecord> &records,
-                                              const RegistryRecord &added) {
+/// The records with `added` behind those that it does not supersede. The walk from new to old follows the
+/// chain of keys back: each record of the chain adds the keys before it.
+std::vector<RegistryRecord> appended(const std::vector<RegistryRecord> &records,
+                                     const RegistryRecord &added) {
     std::set<std::string> keys(added.previousKeyIds().begin(), added.previousKeyIds().end());
     keys.insert(added.keyId());
 
-    std::vector<RegistryRecord> kept;
+    std::vector<RegistryRecord> kept{added};
     for (const RegistryRecord &record : boost::adaptors::reverse(records)) {
         if (record.packageId() != added.packageId() || !keys.contains(record.keyId())) {
             kept.push_back(record);
@@ -114,6 +115,7 @@ std::vector<RegistryRecord> withoutSuperseded(const std::vector<RegistryRecord> 
         if (staysBeside(added, record))
             kept.push_back(record);
     }
+    std::reverse(kept.begin(), kept.end());
     return kept;
 }
 
@@ -144,17 +146,17 @@ bool replaceByNext() {
     }
 }
 
-bool append(const RegistryRecord &added) {
+bool append(std::span<const RegistryRecord> added) {
     std::vector<RegistryRecord> records;
     if (!loadRecords([&](const RegistryRecord &record) { records.push_back(record); })) {
         LogStream(LogLevel::Error) << "Couldn't load registry records";
         return false;
     }
-    const std::vector<RegistryRecord> kept = withoutSuperseded(records, added);
+    for (const RegistryRecord &record : added)
+        records = appended(records, record);
     std::string content;
-    for (const RegistryRecord &record : boost::adaptors::reverse(kept))
+    for (const RegistryRecord &record : records)
         content += formatRecord(record) + "\n";
-    content += formatRecord(added) + "\n";
     return writeNext(content) && replaceByNext();
 }
 
@@ -165,7 +167,11 @@ bool Registry::foreachRecord(const std::function<void(const RegistryRecord &)> &
 }
 
 bool Registry::writeRecord(const RegistryRecord &record) const {
-    return withExclusiveLock([&] { return append(record); });
+    return writeRecords({&record, 1});
+}
+
+bool Registry::writeRecords(std::span<const RegistryRecord> records) const {
+    return withExclusiveLock([&] { return append(records); });
 }
 
 } // namespace Core::KELP

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <span>
 
 namespace Core::KELP {
 
@@ -24,6 +25,9 @@ public:
     /// is replaced in one step; after a failure or a power cut it holds what it held before, or all of the
     /// new content.
     bool writeRecord(const RegistryRecord &record) const;
+
+    /// The same for several, in their order and as one replacement: all of them are added, or none.
+    bool writeRecords(std::span<const RegistryRecord> records) const;
 };
 
 } // namespace Core::KELP

@@ -54,19 +54,6 @@ void logFailure(const std::string &id, const std::exception &error) {
     LogStream(LogLevel::Error) << error;
 }
 
-void recordInstallation(const JournalEntry &package) {
-    const auto keyId = package.extras.find("certificate.id");
-    if (keyId == package.extras.end()) {
-        LogStream(LogLevel::Warning) << "A record of package installation cannot be saved to the registry: "
-                                     << package.id << " (udefined developer key id)";
-        return;
-    }
-    const RegistryRecord record(RegistryEvent::Install, std::time(nullptr), package.id, keyId->second);
-    if (!Registry().writeRecord(record))
-        LogStream(LogLevel::Warning) << "Couldn't add a package installation record to the registry: "
-                                     << package.id;
-}
-
 } // namespace
 
 TakeOverSettlement::TakeOverSettlement(Transaction &rpm, FSDatabase &store,
@@ -209,7 +196,7 @@ void TakeOverSettlement::install(const JournalEntry &entry) {
     }
     removeSavedConfiguration(entry);
     LogStream(LogLevel::Info) << "Package " << entry.id << " successfully migrated from RPM to KELP";
-    recordInstallation(entry);
+    noteInstallation(entry);
     noteDirectories(entry);
     if (*arrival_)
         (*arrival_)(store_->packageInfo(entry.id));
@@ -281,6 +268,25 @@ void TakeOverSettlement::giveWayToRpm(const JournalEntry &entry) {
                                  << place;
 }
 
+void TakeOverSettlement::noteInstallation(const JournalEntry &entry) {
+    const auto keyId = entry.extras.find("certificate.id");
+    if (keyId == entry.extras.end())
+        LogStream(LogLevel::Warning) << "A record of package installation cannot be saved to the registry: "
+                                     << entry.id << " (udefined developer key id)";
+    else
+        installations_.emplace_back(RegistryEvent::Install, std::time(nullptr), entry.id, keyId->second);
+}
+
+/// One replacement of the registry for the whole group. Killed before it, the next start finds the journal
+/// and notes them all again.
+void TakeOverSettlement::recordInstallations() {
+    if (!installations_.empty() && !Registry().writeRecords(installations_))
+        for (const RegistryRecord &record : installations_)
+            LogStream(LogLevel::Warning)
+                << "Couldn't add a package installation record to the registry: " << record.packageId();
+    installations_.clear();
+}
+
 void TakeOverSettlement::noteDirectories(const JournalEntry &entry) {
     for (const fs::path &link :
          readPathList(pathResolver_->symlinkListFile(entry.id, PackageSlot::Current))) {
@@ -293,6 +299,7 @@ void TakeOverSettlement::noteDirectories(const JournalEntry &entry) {
 
 /// The journal forgets what is whole, and only after it is on disk as a whole.
 void TakeOverSettlement::conclude() {
+    recordInstallations();
     const fs::path journalDirectory = TakeOverJournal::path().parent_path();
     for (const fs::path &directory :
          {configuration_->databaseDirectory(), journalDirectory, Common::Rpm::databaseDirectory()}) {

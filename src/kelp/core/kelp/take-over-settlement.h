@@ -2,6 +2,7 @@
 
 #include "kelp/core/common/file-identity.h"
 #include "kelp/core/kelp/package-information.h"
+#include "kelp/core/kelp/registry-record.h"
 #include "kelp/core/kelp/take-over-journal.h"
 
 #include <exception>
@@ -91,6 +92,8 @@ private:
     void giveWayToRpm(const JournalEntry &entry);
     void clearEmptyPackage(const JournalEntry &entry) const;
     bool isInStore(const JournalEntry &entry) const;
+    void noteInstallation(const JournalEntry &entry);
+    void recordInstallations();
     void noteDirectories(const JournalEntry &entry);
     void conclude();
 
@@ -103,6 +106,7 @@ private:
 
     bool isDamageExpected_ = false;
     std::vector<JournalEntry> left_;
+    std::vector<RegistryRecord> installations_; ///< Not yet in the registry.
     std::set<std::string> untouched_;
     std::exception_ptr failure_;
     Common::IdentityComparison identities_;
