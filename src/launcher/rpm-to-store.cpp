@@ -86,12 +86,16 @@ void bindRemainingPackages(Core::KELP::FSDatabase &store, IDatabase &sources) {
     }
 }
 
+bool isDone(const char *stamp) {
+    return Common::exists(Common::rootPath() / stamp);
+}
+
 /// Nobody looks at a migration again once its stamp is there.
 void catchUp(const Core::KELP::PackageInformation &package, Core::KELP::FSDatabase &store,
              const std::vector<std::filesystem::path> &inRpm) {
-    if (Common::exists(Common::rootPath() / organisationsToSkidStamp))
+    if (isDone(organisationsToSkidStamp))
         Core::KELP::SKID::Patterns::migrateLate(package, store.packages(), inRpm);
-    if (Common::exists(Common::rootPath() / integrityConfigurationStamp))
+    if (isDone(integrityConfigurationStamp))
         Core::KELP::migrateIntegrityFile(package);
 }
 
@@ -100,7 +104,10 @@ void catchUp(const Core::KELP::PackageInformation &package, Core::KELP::FSDataba
 void migrateRpmToStore(Core::Configuration &configuration) {
     Core::KELP::FSDatabase store(configuration, Core::KELP::DatabasePathResolver::instance());
     Core::TrustedSources::SQLiteDatabase sources(configuration);
-    const auto inRpm = Core::KELP::SKID::Patterns::sharedFilesInRpm();
+    // Asked before the take-over, which has the process's one transaction.
+    std::vector<std::filesystem::path> inRpm;
+    if (isDone(organisationsToSkidStamp))
+        inRpm = Core::KELP::SKID::Patterns::sharedFilesInRpm();
     store.onArrival([&](const Core::KELP::PackageInformation &package) { catchUp(package, store, inRpm); });
     store.migrateRpmPackages();
     bindClientCertificates(sources);

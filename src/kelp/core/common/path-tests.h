@@ -14,8 +14,8 @@ bool isRegularFile(const std::filesystem::path &path);
 bool isSymlink(const std::filesystem::path &path);
 bool isSocket(const std::filesystem::path &path);
 
-/// Whether anything is there, a dangling link too. Quiet: nothing can be there where the system does not say
-/// so.
+/// Whether anything is there, a dangling link too. Where the system's answer is an error, that is not logged,
+/// and the answer is false.
 bool isThere(const std::filesystem::path &path);
 
 /// Whether a directory holds nothing. Raises ErrorCode::Filesystem when `path` is no directory; a directory

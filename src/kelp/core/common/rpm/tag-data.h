@@ -1,8 +1,8 @@
 #pragma once
 
-#include <memory>
-
 #include <rpm/rpmtd.h>
+
+#include <memory>
 
 namespace Common::Rpm {
 

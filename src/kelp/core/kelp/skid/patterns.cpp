@@ -15,6 +15,7 @@
 
 #include <boost/algorithm/string/replace.hpp>
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <set>
@@ -66,6 +67,14 @@ std::optional<Owner> ownerOf(const PackageInformation &package) {
         !Common::isFileName(keyId->second))
         return std::nullopt;
     return Owner{orgName->second, keyId->second};
+}
+
+void logged(const std::function<void()> &step) {
+    try {
+        step();
+    } catch (const Common::Error &error) {
+        LogStream(LogLevel::Error) << error;
+    }
 }
 
 fs::path sharedDirectory() {
@@ -136,12 +145,10 @@ void move(const fs::path &from, const fs::path &to, const std::vector<std::strin
 
 /// A failure ends the walk.
 void moveAll(const std::vector<Patterns::MigrationUnit> &units, Clash clash) {
-    try {
+    logged([&] {
         for (const Patterns::MigrationUnit &unit : units)
             move(unit.from, unit.to, unit.stays, clash);
-    } catch (const Common::Error &error) {
-        LogStream(LogLevel::Error) << error;
-    }
+    });
 }
 
 } // namespace
@@ -203,12 +210,11 @@ void Patterns::migrateLate(const PackageInformation &package,
 std::vector<fs::path> Patterns::sharedFilesInRpm() {
     const fs::path shared = sharedDirectory();
     std::vector<fs::path> files;
-    try {
-        Common::Rpm::Transaction(0).forEachInstalled(
-            [&](const Common::Rpm::Reader &package) { addFilesBelow(shared, package, files); });
-    } catch (const Common::Error &error) {
-        LogStream(LogLevel::Error) << error;
-    }
+    // What rpm cannot tell of one package keeps no other's files from being told.
+    const auto add = [&](const Common::Rpm::Reader &package) {
+        logged([&] { addFilesBelow(shared, package, files); });
+    };
+    logged([&] { Common::Rpm::Transaction(0).forEachInstalled(add); });
     return files;
 }
 
