@@ -19,6 +19,8 @@ WORKSHOP = {"/opt/kelp", "/opt/kelp/tmp"}
 
 
 def contents(path):
+    if path.endswith(".lock"):
+        return "whoever held it last"
     text = open(path, "rb").read()
     if path == "/var/lib/kelp/registry":
         return sorted(re.sub(r"timestamp=\d+ ", "", line) for line in text.decode(errors="replace").splitlines())

@@ -25,8 +25,8 @@ using testing::IsEmpty;
 struct Describe {
     std::string operator()(const Directory &kind) const { return octal("dir", kind.permissions); }
     std::string operator()(const RegularFile &kind) const { return octal("file", kind.permissions); }
-    std::string operator()(const Symlink &kind) const { return "symlink " + kind.target.string(); }
-    std::string operator()(const HardLink &kind) const { return "hardlink " + kind.target.string(); }
+    std::string operator()(const Symlink &kind) const { return "symlink " + kind.target; }
+    std::string operator()(const HardLink &kind) const { return "hardlink " + kind.target; }
 
     static std::string octal(const char *kind, fs::perms permissions) {
         std::ostringstream text;
@@ -38,7 +38,7 @@ struct Describe {
 /// "7 /opt/kinds/link symlink ../up", with a "-" behind the index of an entry that is not signable.
 template<class Entry>
 std::string line(const Entry &entry) {
-    return std::to_string(entry.fileIndex) + (entry.signable ? " " : "- ") + entry.path.string() + ' ' +
+    return std::to_string(entry.fileIndex) + (entry.signable ? " " : "- ") + entry.path + ' ' +
            std::visit(Describe{}, entry.kind);
 }
 

@@ -78,8 +78,7 @@ void PackageExtraction::judge(Run &run) {
 
 void PackageExtraction::extractEntry(const Entry &entry, Run &run) {
     // The mapping drops slashes that stand behind a row's target, so that the package's own words count.
-    const bool isPlain =
-        entry.path.native().find("//") == std::string::npos && entry.path.has_root_directory();
+    const bool isPlain = entry.path.find("//") == std::string::npos && entry.path.starts_with('/');
     const fs::path path = packagePathOf(entry.path, mappings_);
     if (!isPlain || !StagingDirectory::isPossible(path))
         refuse(ContentRule::ImpossiblePath, entry.path, run);
@@ -130,7 +129,7 @@ void PackageExtraction::extractSymlink(const Entry &entry, const fs::path &path,
         return;
     run.links.add(entry.path, path);
     const std::string target = std::get<Common::Rpm::Symlink>(entry.kind).target;
-    if (!Validator::leadsIntoPackage(run.meta, entry.path.native(), target))
+    if (!Validator::leadsIntoPackage(run.meta, entry.path, target))
         run.namedLinks.insert(entry.path);
 }
 
@@ -193,7 +192,7 @@ fs::path PackageExtraction::targetOf(const Entry &link) const {
     fs::path target = std::get<Common::Rpm::Symlink>(link.kind).target;
     // The links of the machine on which this runs say nothing about the package's.
     if (target.native().starts_with('.'))
-        target = (link.path.parent_path() / target).lexically_normal();
+        target = (fs::path(link.path).parent_path() / target).lexically_normal();
     return resolveLink(link.path, target, {}, versionDirectory_,
                        [this](const fs::path &system) { return packagePathOf(system, mappings_); })
         .second;

@@ -158,12 +158,12 @@ std::optional<std::string> PackageOutline::objection(const std::vector<Mapping> 
     return std::nullopt;
 }
 
-std::vector<fs::path> PackageOutline::targets(const std::vector<Mapping> &mappings) const {
-    std::vector<fs::path> places;
+std::vector<std::string> PackageOutline::targets(const std::vector<Mapping> &mappings) const {
+    std::vector<std::string> places;
     for (const Mapping &mapping : mappings) {
         const std::string below = mapping.source() + "/";
         if (const Node *source = find(mapping.source()); source && source->kind == Kind::Link)
-            places.push_back(fs::path(mapping.target()).parent_path());
+            places.push_back(fs::path(mapping.target()).parent_path().native());
         for (auto node = nodes_.lower_bound(below); node != nodes_.end() && node->first.starts_with(below);
              ++node)
             if (node->second.kind != Kind::Directory)

@@ -25,7 +25,7 @@ public:
     std::optional<std::string> objection(const std::vector<Mapping> &mappings) const;
 
     /// The places in the system at which files of the tree will be published, in no particular order.
-    std::vector<std::filesystem::path> targets(const std::vector<Mapping> &mappings) const;
+    std::vector<std::string> targets(const std::vector<Mapping> &mappings) const;
 
 private:
     enum class Kind { Directory, File, Link };

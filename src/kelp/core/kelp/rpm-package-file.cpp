@@ -64,13 +64,13 @@ std::optional<ManifestEntry> parse(const Common::Rpm::PackedFile &content) {
 }
 
 /// The links among the files of a package, by their path.
-using Links = std::unordered_map<std::string_view, const fs::path *>;
+using Links = std::unordered_map<std::string_view, const std::string *>;
 
 Links linksAmong(const std::vector<RpmPackage::FileEntry> &files) {
     Links links;
     for (const RpmPackage::FileEntry &file : files)
         if (const auto *link = std::get_if<Common::Rpm::Symlink>(&file.kind))
-            links[file.path.native()] = &link->target;
+            links[file.path] = &link->target;
     return links;
 }
 

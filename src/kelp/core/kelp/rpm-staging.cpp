@@ -96,7 +96,7 @@ void makeStagingDirectory(const fs::path &staging) {
 void requireUnchanged(const std::vector<JournalledFile> &files) {
     for (const JournalledFile &file : files)
         if (Common::identityAt(file.path) != file.identity)
-            throw Error(ErrorCode::Filesystem, file.path.string() + " changed while it was copied");
+            throw Error(ErrorCode::Filesystem, file.path + " changed while it was copied");
 }
 
 } // namespace

@@ -216,7 +216,7 @@ void RpmSurvey::judgeAlone(RpmCandidate &candidate, IDatabase &store,
                                             entry.appName, Rooted::Yes);
         candidate.stays = outline.objection(mappings);
         targets_[&candidate] = outline.targets(mappings);
-        for (const fs::path &target : targets_[&candidate])
+        for (const std::string &target : targets_[&candidate])
             claims_[places_.find(fs::absolute(target))].push_back(&candidate);
     }
 }
@@ -277,11 +277,10 @@ void RpmSurvey::judgeTargets(RpmCandidate &candidate) {
     for (std::size_t i = 0; i < candidate.files.size(); ++i) {
         const auto foreign = foreign_.find(candidate.files[i]);
         if (foreign != foreign_.end() && !candidate.stays)
-            candidate.stays =
-                candidate.entry.files[i].path.string() + " belongs to " + foreign->second + " too";
+            candidate.stays = candidate.entry.files[i].path + " belongs to " + foreign->second + " too";
         candidate.entry.files[i].isShared = owners_[candidate.files[i]].size() > 1;
     }
-    for (const fs::path &target : targets_[&candidate]) {
+    for (const std::string &target : targets_[&candidate]) {
         if (candidate.stays)
             return;
         candidate.stays = targetObjection(candidate, target);
@@ -289,22 +288,22 @@ void RpmSurvey::judgeTargets(RpmCandidate &candidate) {
 }
 
 std::optional<std::string> RpmSurvey::targetObjection(const RpmCandidate &candidate,
-                                                      const fs::path &target) const {
+                                                      const std::string &target) const {
     const PlaceOnDisk place = places_.find(fs::absolute(target));
     const auto &claiming = claims_.at(place);
     if (claiming.size() > 1)
-        return target.string() + " would be published by " + claimants(claiming);
+        return target + " would be published by " + claimants(claiming);
     struct stat status = {};
     if (::lstat(target.c_str(), &status) != 0)
-        return errno == ENOENT ? std::nullopt : std::optional(target.string() + ": " + std::strerror(errno));
+        return errno == ENOENT ? std::nullopt : std::optional(target + ": " + std::strerror(errno));
     if (isFree(target))
         return std::nullopt;
     const auto owners = owners_.find(place);
     if (S_ISDIR(status.st_mode) || owners == owners_.end() ||
         std::ranges::find(owners->second, &candidate) == owners->second.end())
-        return "what stands at " + target.string() + " would not go with the package";
+        return "what stands at " + target + " would not go with the package";
     if (owners->second.size() > 1)
-        return target.string() + " belongs to " + claimants(owners->second);
+        return target + " belongs to " + claimants(owners->second);
     return std::nullopt;
 }
 

@@ -76,7 +76,7 @@ private:
     void markForeign(const Common::Rpm::Reader &reader, const std::set<PlaceOnDisk> &directories);
     void judgeTargets(RpmCandidate &candidate);
     std::optional<std::string> targetObjection(const RpmCandidate &candidate,
-                                               const std::filesystem::path &target) const;
+                                               const std::string &target) const;
     void spread();
 
     std::vector<Item> items_;
@@ -88,7 +88,7 @@ private:
     std::map<PlaceOnDisk, std::vector<RpmCandidate *>> owners_;
     std::map<PlaceOnDisk, std::vector<RpmCandidate *>> claims_; ///< Of targets.
     std::map<PlaceOnDisk, std::string> foreign_;                ///< Files of owners_ that others have too.
-    std::map<const RpmCandidate *, std::vector<std::filesystem::path>> targets_;
+    std::map<const RpmCandidate *, std::vector<std::string>> targets_;
 };
 
 } // namespace Core::KELP

@@ -30,7 +30,7 @@ void formatFile(std::ostream &lines, const JournalledFile &file) {
               << identity->modified;
     else
         lines << " - - - -";
-    lines << ' ' << escapeLine(file.path.native()) << '\n';
+    lines << ' ' << escapeLine(file.path) << '\n';
 }
 
 void formatEntry(std::ostream &lines, const JournalEntry &entry) {

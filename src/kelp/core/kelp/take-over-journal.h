@@ -13,7 +13,7 @@ namespace Core::KELP {
 
 /// A file of a package that rpm is to erase, as it stood on the disk when it was staged.
 struct JournalledFile {
-    std::filesystem::path path;
+    std::string path; ///< Absolute. Text, for a machine has thousands of them and path objects are large.
     std::optional<Common::FileIdentity> identity; ///< Nothing where nothing stood.
     bool isShared = false;                        ///< Another record of rpm has it too.
     bool isConfiguration = false;

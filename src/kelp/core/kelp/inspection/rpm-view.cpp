@@ -34,7 +34,8 @@ std::optional<Database> openSignatures() {
 bool hasDesktopFile(const Reader &package) {
     bool found = false;
     FileIterator(package).forEach([&](const FileIterator::Entry &entry) {
-        found = entry.path.parent_path() == "/usr/share/applications" && entry.path.extension() == ".desktop";
+        const std::filesystem::path path = entry.path;
+        found = path.parent_path() == "/usr/share/applications" && path.extension() == ".desktop";
         return found;
     });
     return found;
