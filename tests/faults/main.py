@@ -92,7 +92,7 @@ class Trial:
                 return self.judged(cut, mode, output, then)
 
     def judged(self, machine, mode, output, then):
-        flaws, more = self.scenario.judge(machine, mode in injection.KILLING)
+        flaws, more = self.scenario.judge(machine, mode in injection.KILLING, output)
         then(machine)
         return flaws, output + more
 

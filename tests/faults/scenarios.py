@@ -1,5 +1,6 @@
 """What is broken: a machine to begin with, a command on it, what follows, and how the end is judged."""
 
+import os
 import shutil
 
 from applications import Application, Link, RULES, furnish, write_tree
@@ -21,7 +22,7 @@ class TakeOver:
         self.wanted, self.known = snapshot(machine), unsound(machine, self.before)
         return flaws_of_migration(machine, self.before)
 
-    def judge(self, machine, killed):
+    def judge(self, machine, killed, _):
         """The flaws of a machine and what was written while they were looked for."""
         output = self._twice(machine)
         return self.flaws(machine, killed), output
@@ -58,9 +59,9 @@ class StoreOperation:
 
     def learn(self, machine):
         flaws = machine.inside(flaws_in_store, self._version(2)) if self.operation != "remove" else []
-        return flaws + self.judge(machine, False)[0]
+        return flaws + self.judge(machine, False, "")[0]
 
-    def judge(self, machine, _):
+    def judge(self, machine, killed, written):
         output = machine.start(["/program", "recover", self.id])[1]
         installed = f"installed {self.id}" in output
         flaws = ["the application is lost"] if self.operation == "update" and not installed else []
@@ -68,7 +69,15 @@ class StoreOperation:
         flaws += text.splitlines()[-1:] if status else machine.inside(flaws_in_store, self._version(3))
         status, more = machine.start(self._words("remove", 3))
         flaws += more.splitlines()[-1:] if status else []
-        return flaws + differences(snapshot(machine), self.empty), output + text + more
+        left = [flaw for flaw in differences(snapshot(machine), self.empty)
+                if killed or not self._was_refused(machine, flaw, written)]
+        return flaws + left, output + text + more
+
+    def _was_refused(self, machine, flaw, written):
+        """Whether it is about directories alone that the disk refused to remove, and whoever removed them has said so."""
+        path = flaw.removeprefix("left ")
+        return path != flaw and f"Input/output error [{path}" in written and not any(
+            files for _, _, files in os.walk(machine.root / path.lstrip("/")))
 
     def _words(self, operation, version):
         return ["/program", operation, self.id, f"{version}-1", self.subgroup]
