@@ -123,6 +123,12 @@ def flaws_in_store(app):
     return [*flaws, *flaws_of_lists(app, current, published.values())]
 
 
+def traces(app):
+    """What a removed application has left."""
+    home = f"/opt/app/{app.id}"
+    return [f"{path} is left of {app.id}" for path, description in walk() if path == home or f"{home}/" in str(description[2:])]
+
+
 def flaws_of_migration(machine, before):
     """What an undisturbed migration has not done, judged by the tables of applications.py alone."""
     names = headers(machine)

@@ -84,8 +84,8 @@ class Machine:
             raise RuntimeError(f"{function.__name__} failed in the machine")
         return json.loads(text)
 
-    def furnish(self, program):
-        """What every machine has: rpm with an empty database, the program to break, and two people."""
+    def furnish(self, *programs):
+        """What every machine has: rpm with an empty database, two people, and the program to break before others."""
         for directory in ["dev", "etc/kelp", "etc/rpm", "usr/bin", "usr/lib64", "usr/share", "var/lib/kelp", "var/lib/rpm",
                           "var/lib/trusted-sources", "var/tmp", "tmp"]:
             (self.root / directory).mkdir(parents=True, exist_ok=True)
@@ -95,7 +95,8 @@ class Machine:
         run("cp", "--dereference", "/usr/bin/sh", "/usr/bin/rpm", self.root / "usr/bin")
         for loader in pathlib.Path("/lib64").glob("ld-*"):
             (self.root / "usr/lib64" / loader.name).symlink_to(os.path.realpath(loader))
-        run("cp", program, self.root / "program")
+        for program, name in zip(programs, ["program", "driver"]):
+            run("cp", program, self.root / name)
         (self.root / "etc/rpm/macros").write_text("%_dbpath /var/lib/rpm\n")
         (self.root / "etc/kelp/kelp.conf").write_text("[kelp]\n")
         (self.root / "etc/passwd").write_text("root:x:0:0::/:/bin/sh\n")

@@ -9,8 +9,8 @@ copies. A point is the name of a system call and which of these calls it is. Mod
   enospc-from  this call and every later one that needs space fails with ENOSPC
 
 After a broken start the launcher is started twice more. Was it killed, everything must then be as if nothing had happened;
-else every application must be whole, in rpm or in the store, and nobody else's files may be lost. After a broken operation
-of the store an update, or an installation, and a removal of the package must work, and leave nothing behind.
+else every application must be whole, in rpm or in the store, and nobody else's files may be lost. What is in the store must
+bear an update and a removal, and leave nothing behind; so must a package after a broken operation of the store.
 """
 
 import argparse
@@ -60,7 +60,7 @@ class Trial:
     def record(self, programs, packages):
         """Makes the disks that every machine starts with, and learns what an undisturbed run does."""
         with Machine(self.layout, self.place / "base", self.place / "root").make() as machine:
-            machine.furnish(programs / self.scenario.program)
+            machine.furnish(*(programs / program for program in self.scenario.programs))
             self.scenario.prepare(machine, packages)
         with self.machine(self.place / "recorded") as machine:
             log = self.place / "calls"

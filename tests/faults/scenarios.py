@@ -3,14 +3,20 @@
 import os
 import shutil
 
-from applications import Application, Link, RULES, furnish, write_tree
-from judgement import differences, flaws_in_store, flaws_of_migration, snapshot, unsound
+from applications import Application, Link, MOVED, RULES, furnish, write_tree
+from judgement import differences, flaws_in_store, flaws_of_migration, snapshot, traces, unsound
+
+
+def stage(machine, app):
+    staging = machine.root / "opt/kelp/tmp" / app.id
+    shutil.rmtree(staging, ignore_errors=True)
+    write_tree(app, staging, lambda path: path)
 
 
 class TakeOver:
     """A start of the launcher on a machine of the old world. It is started twice more."""
 
-    program, command = "kelp-launcher", ["/program"]
+    programs, command = ["kelp-launcher", "store-driver"], ["/program"]
 
     def prepare(self, machine, packages):
         furnish(machine, packages)
@@ -20,17 +26,30 @@ class TakeOver:
         """The flaws of a machine that nothing has disturbed; every other is held against it."""
         self._twice(machine)
         self.wanted, self.known = snapshot(machine), unsound(machine, self.before)
-        return flaws_of_migration(machine, self.before)
+        return flaws_of_migration(machine, self.before) + self._flaws_of_survivors(machine)
 
     def judge(self, machine, killed, _):
         """The flaws of a machine and what was written while they were looked for."""
         output = self._twice(machine)
-        return self.flaws(machine, killed), output
+        # A killed machine is held to be as the undisturbed one, whose applications bear all that follows.
+        return self.flaws(machine, killed) or (not killed and self._flaws_of_survivors(machine)), output
 
     def flaws(self, machine, killed):
         if killed:
             return differences(snapshot(machine), self.wanted)
         return [flaw for flaw in unsound(machine, self.before) if flaw not in self.known]
+
+    def _flaws_of_survivors(self, machine):
+        """What is wrong with an update and a removal of each application in the store."""
+        flaws = []
+        for app in MOVED:
+            if os.path.lexists(machine.root / f"opt/app/{app.id}/current"):
+                stage(machine, app)
+                for operation in ["update", "remove"]:
+                    status, output = machine.start(["/driver", operation, app.id, "2-1", app.subgroup])
+                    flaws += output.splitlines()[-1:] if status else []
+                flaws += machine.inside(traces, app)
+        return flaws
 
     def _twice(self, machine):
         return "".join("-- again\n" + machine.start(self.command)[1] for _ in range(2))
@@ -39,7 +58,7 @@ class TakeOver:
 class StoreOperation:
     """One operation of the store. What it leaves must bear an update, or an installation, and a removal."""
 
-    program, id = "store-driver", "org.example.kept"
+    programs, id = ["store-driver"], "org.example.kept"
 
     def __init__(self, operation, subgroup):
         self.operation, self.subgroup = operation, subgroup
@@ -55,7 +74,7 @@ class StoreOperation:
         if self.operation != "install":
             self._bring_in(machine, "install", 1)
         if self.operation != "remove":
-            self._stage(machine, 2)
+            stage(machine, self._version(2))
 
     def learn(self, machine):
         flaws = machine.inside(flaws_in_store, self._version(2)) if self.operation != "remove" else []
@@ -87,13 +106,8 @@ class StoreOperation:
             "data/same.txt": "same", "data/link": Link("same.txt"), f"data/only-in-{number}/file": "only",
             "data/deep/er/file": f"deep {number}", "icons/hicolor/86x86/apps/kept.png": f"icon {number}"})
 
-    def _stage(self, machine, version):
-        staging = machine.root / "opt/kelp/tmp" / self.id
-        shutil.rmtree(staging, ignore_errors=True)
-        write_tree(self._version(version), staging, lambda path: path)
-
     def _bring_in(self, machine, operation, version):
-        self._stage(machine, version)
+        stage(machine, self._version(version))
         return machine.start(self._words(operation, version))
 
 
