@@ -1,5 +1,6 @@
 #pragma once
 
+#include <compare>
 #include <cstdint>
 #include <filesystem>
 #include <map>
@@ -16,7 +17,7 @@ struct FileIdentity {
     std::uint64_t size = 0;
     std::int64_t modified = 0; ///< Nanoseconds since the epoch.
 
-    bool operator==(const FileIdentity &) const = default;
+    auto operator<=>(const FileIdentity &) const = default;
 };
 
 FileIdentity identityOf(const struct stat &status);

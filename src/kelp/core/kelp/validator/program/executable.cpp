@@ -60,35 +60,44 @@ bool Executable::canValidate(const std::string &path, const std::string &realPat
 
 void Executable::validate(const std::string &path, const std::string &realPath) {
     remember(path, realPath);
-    reader_ = ElfReader::create(realPath);
-    if (!reader_) {
-        logger_->log(ExecutableRule::WrongFormat, {path_});
-        return;
-    }
-    if (isMainBinary()) {
+    const Common::FileIdentity identity = Common::identityAt(realPath).value_or(Common::FileIdentity{});
+    const auto known = contents_.find(identity);
+    // Twenty thousand names of one large file would otherwise have it read as many times.
+    if (known != contents_.end() && !isMainBinary())
+        judgePlace(known->second);
+    else
+        contents_[identity] = judgeWhole();
+}
+
+Executable::Content Executable::judgeWhole() {
+    reader_ = ElfReader::create(realPath_);
+    if (reader_ && isMainBinary()) {
         logger_->setFlag(ValidatorFlag::MainBinarySeen, true);
         checkLibraries();
         checkRpath();
         checkElfTabs();
     }
-    if (isElfExecutable())
-        checkLocation();
-    scanEmbeddedImports();
+    const Content content = reader_ && reader_->isValid() ? Content::Elf : Content::NotValid;
+    judgePlace(content);
+    if (reader_)
+        scanEmbeddedImports();
+    return content;
 }
 
-bool Executable::isMainBinary() const {
-    return path_ == config_->binDir() + meta_->name();
-}
-
-bool Executable::isElfExecutable() const {
-    if (!reader_->isValid()) {
+void Executable::judgePlace(Content content) const {
+    if (content != Content::Elf) {
         logger_->log(ExecutableRule::WrongFormat, {path_});
-        return false;
+        return;
     }
     logger_->setFlag(ValidatorFlag::ElfSeen, true);
     if (meta_->architecture() == "noarch")
         logger_->log(ExecutableRule::ArchitectureSpecific);
-    return isOwnerExecutable(realPath_);
+    if (isOwnerExecutable(realPath_))
+        checkLocation();
+}
+
+bool Executable::isMainBinary() const {
+    return path_ == config_->binDir() + meta_->name();
 }
 
 void Executable::checkLocation() const {

@@ -1,6 +1,9 @@
 #pragma once
 
+#include "kelp/core/common/file-identity.h"
 #include "kelp/core/kelp/validator/framework/checker.h"
+
+#include <map>
 
 namespace Validator {
 
@@ -11,7 +14,8 @@ class IElfReader;
 /// which QML modules are imported by QML that was compiled in.
 ///
 /// A file that is no ELF file is a finding, never an exception. The time for a file grows with its size and
-/// not with the package's.
+/// not with the package's. A file with several names is read under the first one alone; what is judged of the
+/// others is their place.
 class Executable final : public ValidatorBase<IValidator> {
 public:
     Executable(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config, std::shared_ptr<Logger> logger);
@@ -24,11 +28,15 @@ public:
     void finish() override;
 
 private:
+    /// What the judgement of a further name needs to know of a file that was read already.
+    enum class Content { NotValid, Elf };
+
+    Content judgeWhole();
+    void judgePlace(Content content) const;
     bool isMainBinary() const;
     void checkLibraries() const;
     void checkRpath() const;
     void checkElfTabs() const;
-    bool isElfExecutable() const;
     void checkLocation() const;
     void scanEmbeddedImports() const;
     void finishMainBinary() const;
@@ -36,6 +44,7 @@ private:
     void finishRpath() const;
 
     std::shared_ptr<IElfReader> reader_; ///< Of the file in hand.
+    std::map<Common::FileIdentity, Content> contents_;
 };
 
 } // namespace Validator

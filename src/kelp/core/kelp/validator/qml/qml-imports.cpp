@@ -51,15 +51,37 @@ void QmlImports::validate(const std::string &path, const std::string &realPath) 
 }
 
 void QmlImports::extractImports() {
-    if (const auto file = MappedFile::open(realPath_))
-        scanQmlImports(file->bytes(), [this](const QmlImport &import) { take(textOf(import)); });
+    const auto identity = Common::identityAt(realPath_);
+    if (!identity)
+        return;
+    if (const auto known = byFile_.find(*identity); known != byFile_.end()) {
+        imports_.insert(known->second.begin(), known->second.end());
+        return;
+    }
+    Imports found = scan();
+    if (remembered_ + found.size() <= mostRemembered && std::ranges::all_of(found, [](const auto &entry) {
+            return entry.first.size() <= longestRemembered;
+        })) {
+        remembered_ += found.size();
+        byFile_.emplace(*identity, std::move(found));
+    }
 }
 
-void QmlImports::take(std::string import) {
+QmlImports::Imports QmlImports::scan() {
+    Imports found;
+    if (const auto file = MappedFile::open(realPath_))
+        scanQmlImports(file->bytes(), [&](const QmlImport &import) { take(textOf(import), found); });
+    return found;
+}
+
+void QmlImports::take(std::string import, Imports &found) {
     if (import == vitrineImport)
         logger_->setFlag(ValidatorFlag::ImportsVitrine, true);
-    if (const Objections objections = objectionsTo(import); objections.any())
-        imports_.emplace(std::move(import), objections);
+    const Objections objections = objectionsTo(import);
+    if (!objections.any())
+        return;
+    imports_.emplace(import, objections);
+    found.emplace(std::move(import), objections);
 }
 
 QmlImports::Objections QmlImports::objectionsTo(const std::string &import) {

@@ -1,8 +1,10 @@
 #pragma once
 
+#include "kelp/core/common/file-identity.h"
 #include "kelp/core/kelp/validator/framework/checker.h"
 #include "kelp/core/kelp/validator/qml/qml-findings.h"
 
+#include <map>
 #include <optional>
 #include <string_view>
 #include <unordered_map>
@@ -14,7 +16,8 @@ namespace Validator {
 ///
 /// The imports of one file are judged again with every file behind it, so that an import that is an error
 /// fails all of them. Only imports to which there is any objection are kept for that, and of those that
-/// later files cannot settle only one; so a thousand files take a thousand times as long as one.
+/// later files cannot settle only one; so a thousand files take a thousand times as long as one. A file with
+/// several names is read under the first one alone, unless it has thousands of objectionable imports.
 class QmlImports final : public ValidatorBase<IValidator> {
 public:
     QmlImports(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config, std::shared_ptr<Logger> logger);
@@ -37,8 +40,11 @@ private:
         bool fail() const { return isAbsolute || listed == QmlRule::ReservedImport; }
     };
 
+    using Imports = std::unordered_map<std::string, Objections>;
+
     void extractImports();
-    void take(std::string import);
+    Imports scan();
+    void take(std::string import, Imports &found);
     Objections objectionsTo(const std::string &import);
     std::optional<QmlRule> listed(const std::string &import) const;
     void reportAbsolute() const;
@@ -47,8 +53,11 @@ private:
     void forgetReported();
     bool isShipped(const std::string &import) const;
 
-    std::unordered_map<std::string, Objections> imports_; ///< Of this file and of those before.
-    std::unordered_map<std::string, Objections> judged_;  ///< Spares matching an import again.
+    Imports imports_; ///< Of this file and of those before.
+    Imports judged_;  ///< Spares matching an import again.
+    std::map<Common::FileIdentity, Imports>
+        byFile_;                 ///< What there is to object to in the files that were read.
+    std::size_t remembered_ = 0; ///< Imports in byFile_.
 };
 
 } // namespace Validator
