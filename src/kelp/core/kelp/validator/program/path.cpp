@@ -76,7 +76,8 @@ constexpr LocationRule locationRules[] = {
      },
      pass},
     {[](const Place &p) { return p.path == p.config.libexecDir() + p.name; }, pass},
-    // Whether it is the organisation's own directory, the checker of the desktop file says at the end.
+    // Whether it is the organisation's own directory, the checker of the desktop file says at the end, if
+    // there is such a file.
     {[](const Place &p) { return p.path.starts_with("/usr/share/common/"); }, pass},
     // In front of the profile's list, which takes what lies in /usr/bin and so the second form as well.
     {[](const Place &p) { return p.path == "/usr/bin" || p.path == "/usr/bin/"; }, refuseBinDirectory},
