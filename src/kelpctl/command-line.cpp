@@ -11,6 +11,7 @@ namespace KelpCtl {
 
 namespace {
 
+/// CLI11 prints descriptions as long as they are, whatever the terminal's width.
 class WrappingFormatter : public CLI::Formatter {
 public:
     std::string make_help(const CLI::App *app, std::string name, CLI::AppFormatMode mode) const override {
@@ -27,6 +28,7 @@ void addGlobalOptions(CLI::App &app, ColourChoice &colour) {
         ->option_text("WHEN");
     app.set_version_flag("--version", "kelpctl " KELP_VERSION);
     app.formatter(std::make_shared<WrappingFormatter>());
+    // Lets them stand behind the subcommand as well, where people write them.
     app.fallthrough();
 }
 
@@ -44,6 +46,7 @@ std::variant<Command, ExitStatus> parseCommandLine(int argc, const char *const *
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
+        // Help and version come this way too. CLI11's own numbers of errors are not those of the program.
         return app.exit(error) == 0 ? ExitStatus::Accepted : ExitStatus::Trouble;
     }
     setColour(colour);

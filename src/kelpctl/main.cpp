@@ -25,11 +25,13 @@ ExitStatus run(const KelpCtl::Command &command) {
     ExitStatus status = ExitStatus::Trouble;
     try {
         status = command(output);
+        // A full disk: half a list must not look like a whole one to a script.
         if (!output.flush()) {
             std::cerr << "kelpctl: Couldn't write to standard output\n";
             status = ExitStatus::Trouble;
         }
     } catch (const std::exception &error) {
+        // Texts of errors hold paths and ids, which may be anybody's.
         std::cerr << "kelpctl: " << KelpCtl::shown(error.what()) << '\n';
     }
     std::cout.rdbuf(output.rdbuf());

@@ -32,6 +32,7 @@ std::string escape(const char *format, unsigned value) {
 
 /// One character of `size` bytes, or one byte that belongs to none.
 std::string shownCharacter(gunichar character, std::string_view bytes) {
+    // A backslash of the text's own is doubled, so that no name can look like the escape of another.
     const auto first = static_cast<unsigned char>(bytes.front());
     if (first == '\\')
         return "\\\\";
@@ -49,6 +50,8 @@ std::string shown(std::string_view text) {
         const gunichar character =
             text.front() == '\0' ? 0
                                  : g_utf8_get_char_validated(text.data(), static_cast<gssize>(text.size()));
+        // GLib's two failures are numbers beyond all characters. One byte is taken then, and the next may
+        // begin a character again.
         const bool isValid = character < 0x110000;
         const auto size =
             isValid ? static_cast<std::size_t>(g_unichar_to_utf8(character, nullptr)) : std::size_t(1);

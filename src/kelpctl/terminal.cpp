@@ -38,6 +38,7 @@ void setColour(ColourChoice choice) {
 bool isColoured(int file) {
     if (chosen != ColourChoice::Auto)
         return chosen == ColourChoice::Always;
+    // Of the environment only where the command line leaves it open: who writes "always" means it.
     const char *refusal = std::getenv("NO_COLOR");
     return (refusal == nullptr || *refusal == '\0') && ::isatty(file) != 0;
 }
@@ -50,6 +51,7 @@ std::string styled(std::string_view text, Style style, int file) {
 
 std::size_t terminalWidth(int file) {
     winsize size{};
+    // A serial line is a terminal that knows no width and says zero.
     return ::ioctl(file, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : usualWidth;
 }
 

@@ -15,10 +15,12 @@ std::size_t indentOf(std::string_view line) {
 }
 
 /// Where to break a line that is too long; none when it cannot be.
+/// Behind the indent in any case: a break within it would leave the rest as long as it was, without end.
 std::size_t breakOf(std::string_view line, std::size_t indent, std::size_t width) {
     const std::size_t before = line.rfind(' ', width);
     if (before != none && before >= indent && line.find_first_not_of(' ') < before)
         return before;
+    // A word that is wider than the terminal stays whole: it may be a path that is to be copied.
     return line.find(' ', std::max(width, indent));
 }
 

@@ -31,6 +31,7 @@ struct DoctorArguments {
     std::set<std::string> ids;
 };
 
+/// Only what is left: to a tool, what has been mended is no finding any more.
 json::object asJson(const std::vector<Finding> &findings) {
     json::array array;
     for (const Finding &finding : findings)
@@ -57,6 +58,7 @@ void print(std::ostream &output, const Mending &mending) {
         printText(output, nameOf(finding) + lineOf(finding).substr(1) + "mended");
     std::string last;
     for (const Finding &finding : mending.left) {
+        // The id may be empty, for the machine, and must have its heading even if it comes first.
         if (finding.id != last || &finding == mending.left.data())
             output << styled(nameOf(finding), Style::Bold, STDOUT_FILENO) << '\n';
         last = finding.id;
@@ -70,6 +72,7 @@ ExitStatus doctor(const DoctorArguments &arguments, std::ostream &output) {
     const Machine machine(arguments.look);
     Mending mending;
     if (arguments.isRepair) {
+        // Whoever holds it may be at work on what looks broken; it is named, and not waited for.
         const WriterLock lock(WriterLock::Wait::No);
         mending = Core::KELP::mend(machine.configuration(), arguments.ids);
     } else {
@@ -79,6 +82,7 @@ ExitStatus doctor(const DoctorArguments &arguments, std::ostream &output) {
         output << asJson(mending.left) << '\n';
     else
         print(output, mending);
+    // What cannot be mended counts like what was not: a script has to know that somebody is needed.
     return mending.left.empty() ? ExitStatus::Accepted : ExitStatus::Refused;
 }
 

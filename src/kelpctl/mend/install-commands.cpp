@@ -56,6 +56,7 @@ ExitStatus attempt(const std::string &name, const Act &act) {
         return ExitStatus::Accepted;
     } catch (const Common::Error &error) {
         std::cerr << "kelpctl: " << shown(name) << ": " << shown(error.what()) << '\n';
+        // The other errors of the core are answers: not let in, or not there.
         return isTrouble(error) ? ExitStatus::Trouble : ExitStatus::Refused;
     } catch (const std::exception &error) {
         std::cerr << "kelpctl: " << shown(name) << ": " << shown(error.what()) << '\n';
@@ -64,8 +65,11 @@ ExitStatus attempt(const std::string &name, const Act &act) {
 }
 
 ExitStatus install(const InstallArguments &arguments, std::ostream &output) {
+    // Findings go to standard error by the validator's own report.
     Validator::Logger::setColoured(isColoured(STDERR_FILENO));
+    // Held over all files, so that nobody else's change comes between two of them.
     std::optional<WriterLock> lock;
+    // A dry run changes nothing, and the lock is a file that only root can make.
     if (!arguments.options.isDryRun)
         lock.emplace(WriterLock::Wait::No);
     const Configuration configuration(Configuration::Missing::IsFine);
@@ -74,6 +78,8 @@ ExitStatus install(const InstallArguments &arguments, std::ostream &output) {
         worst = std::max(worst, attempt(file, [&] {
                              const Installed installed =
                                  installPackage(configuration, file, arguments.options);
+                             // Told at once: the next one may be interrupted, and this one is in the store by
+                             // then.
                              output << shown(wordsFor(installed, arguments.options)) << std::endl;
                          }));
     return worst;

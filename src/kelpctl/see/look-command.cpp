@@ -14,6 +14,7 @@ struct LookArguments {
 } // namespace
 
 void addLookCommand(CLI::App &app, Command &command, const LookCommand &look) {
+    // Shared, as CLI11 writes into them long after this returns, and the command reads them later still.
     const auto arguments = std::make_shared<LookArguments>();
     CLI::App *added = app.add_subcommand(look.name, look.description);
     addLookOptions(*added, arguments->look);
@@ -22,6 +23,8 @@ void addLookCommand(CLI::App &app, Command &command, const LookCommand &look) {
             ->required(look.argument == LookCommand::Argument::Required)
             ->option_text(" ");
     added->callback([arguments, &command, run = look.run] {
+        // The machine is entered by the command and not while the line is read: another root is for the rest
+        // of the process.
         command = [arguments, run](std::ostream &output) {
             return run(Machine(arguments->look), arguments->argument, arguments->look.isJson, output);
         };

@@ -21,6 +21,7 @@ struct LookCommand {
     const char *argumentDescription = "";
 };
 
+/// Adds it with the options of all such commands. The command raises as Machine and its `run` do.
 void addLookCommand(CLI::App &app, Command &command, const LookCommand &look);
 
 } // namespace KelpCtl

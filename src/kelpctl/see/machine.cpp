@@ -34,10 +34,12 @@ void writeText(const char *path, const std::string &text) {
 bool haveOwnNameSpaces() {
     const std::string user = std::to_string(::geteuid());
     const std::string group = std::to_string(::getegid());
+    // Root needs no user name space, and would lose its rights over the files of others in one.
     if (user == "0")
         return ::unshare(CLONE_NEWNS) == 0;
     if (::unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0)
         return false;
+    // In this order: a user may map a group only when setgroups(2) is given up.
     writeText("/proc/self/setgroups", "deny");
     writeText("/proc/self/uid_map", "0 " + user + " 1");
     writeText("/proc/self/gid_map", "0 " + group + " 1");
@@ -51,9 +53,11 @@ bool haveOwnTemporaryDirectory() {
 }
 
 void enter(const std::filesystem::path &root) {
+    // Private first, or the memory that is mounted over /tmp would appear on the running machine as well.
     if (!haveOwnNameSpaces() || ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
         ::chroot(root.c_str()) != 0 || ::chdir("/") != 0 || !haveOwnTemporaryDirectory())
         raiseEntering(root);
+    // The root is the machine's own from here on: a prefix would be looked for inside it.
     ::unsetenv("KELP_ROOT_FS");
 }
 
@@ -69,6 +73,7 @@ void addLookOptions(CLI::App &command, LookOptions &options) {
 Machine::Machine(const LookOptions &options) {
     if (!options.root.empty())
         enter(options.root);
+    // Behind the change of root, since it reads the configuration file of the machine that is looked at.
     configuration_.emplace(Core::Configuration::Missing::IsFine);
 }
 

@@ -17,6 +17,7 @@ struct LookOptions {
     bool isJson = false;
 };
 
+/// Adds --root and --json; `options` is written when the line is parsed and has to live until then.
 void addLookOptions(CLI::App &command, LookOptions &options);
 
 /// The machine that is looked at. For another root than the running machine's, the process makes that one its

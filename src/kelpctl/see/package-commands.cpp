@@ -32,6 +32,7 @@ StoredApplication storedApplication(const Machine &machine, const std::string &i
 }
 
 std::vector<fs::path> filesOf(const Machine &machine, const std::string &id) {
+    // One package alone is read here, where the list of all would measure the size of each.
     const StoreView store(machine.configuration());
     if (!store.package(id))
         throw Common::Error(Common::ErrorCode::PackageNotExist, "Package " + id + " not installed");
@@ -48,6 +49,7 @@ ExitStatus list(const Machine &machine, const std::string &, bool isJson, std::o
     }
     if (isJson)
         output << array << '\n';
+    // An empty list is no output at all, for scripts that count lines.
     else if (rows.size() > 1)
         printTable(output, rows);
     return ExitStatus::Accepted;
@@ -103,6 +105,7 @@ ExitStatus files(const Machine &machine, const std::string &id, bool isJson, std
 /// The id of the package of which `target` is a file in the store; empty for any other place.
 std::string idOfStored(const fs::path &target, const fs::path &store) {
     const fs::path relative = target.lexically_normal().lexically_relative(store.lexically_normal());
+    // By the words alone: the target may be gone, and its owner is still to be told.
     return relative.empty() || *relative.begin() == ".." ? std::string() : relative.begin()->string();
 }
 
@@ -110,6 +113,7 @@ ExitStatus owner(const Machine &machine, const std::string &argument, bool isJso
     const fs::path path = fs::absolute(argument).lexically_normal();
     std::optional<Core::KELP::StoredPackage> package;
     fs::path target;
+    // Any link counts as a mapping, so that the target has to lie in the store for somebody to own it.
     if (Core::KELP::isMapping(path)) {
         target = Core::KELP::mappingTarget(path);
         package = StoreView(machine.configuration())

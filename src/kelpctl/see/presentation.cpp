@@ -42,6 +42,7 @@ std::string lineOf(const Row &row, const std::vector<std::size_t> &widths) {
     return line;
 }
 
+/// In a pipe a line stays a line, whatever its length: it is read by programs.
 std::string fitted(const std::string &text) {
     return ::isatty(STDOUT_FILENO) ? wrapped(text, terminalWidth(STDOUT_FILENO)) : text;
 }
@@ -51,6 +52,7 @@ std::string fitted(const std::string &text) {
 void printTable(std::ostream &output, const std::vector<Row> &rows) {
     const std::vector<std::size_t> widths = columnWidths(rows);
     for (const Row &row : rows) {
+        // Styled behind the fitting, as the sequences would count as columns.
         const Style style = &row == rows.data() ? Style::Bold : Style::Plain;
         output << styled(fitted(lineOf(row, widths)), style, STDOUT_FILENO) << '\n';
     }
@@ -77,6 +79,7 @@ std::string shownTime(std::int64_t time) {
     const std::time_t seconds = time;
     std::tm local{};
     char text[32];
+    // The registry may hold any number, also one that is in no calendar.
     if (!::localtime_r(&seconds, &local) || std::strftime(text, sizeof text, "%F %T", &local) == 0)
         return std::to_string(time);
     return text;

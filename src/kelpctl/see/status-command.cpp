@@ -83,6 +83,7 @@ ExitStatus status(const StatusArguments &arguments, std::ostream &output) {
         printSummary(output, state);
         printApplications(output, state);
     }
+    // Only with --check, by which a unit fails at boot: without it, to be told is no failure.
     const bool isNeeded =
         std::ranges::any_of(state.applications, Core::KELP::needsSomebody, &ApplicationStanding::state);
     return arguments.isCheck && isNeeded ? ExitStatus::Refused : ExitStatus::Accepted;

@@ -41,6 +41,7 @@ std::vector<StoredApplication> storedApplications(const Core::IConfiguration &co
     const Core::KELP::StoreView store(configuration);
     std::vector<StoredApplication> applications;
     for (Core::KELP::StoredPackage &package : store.packages()) {
+        // Without a current version it is not installed; status and doctor tell what has become of it.
         if (package.version.empty())
             continue;
         const auto source = sources.sourceOf.find(package.id);
@@ -80,6 +81,7 @@ json::object asJson(const RegistryRecord &record) {
 std::vector<std::vector<std::string>> historyTable(const std::vector<RegistryRecord> &records) {
     std::vector<std::vector<std::string>> rows = {{"TIME", "EVENT", "APPLICATION", "KEYS, THE NEWEST FIRST"}};
     for (const RegistryRecord &record : records) {
+        // The registry has the oldest first.
         std::vector<std::string> keys(record.previousKeyIds().rbegin(), record.previousKeyIds().rend());
         keys.insert(keys.begin(), record.keyId());
         rows.push_back({shownTime(record.timestamp()), wordsOf(record.event()).word,

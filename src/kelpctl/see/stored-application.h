@@ -21,6 +21,7 @@ struct StoredApplication {
     std::uintmax_t bytes = 0;
 };
 
+/// Those that have a current version, by id. Raises as SourcesView and StoreView do.
 std::vector<StoredApplication> storedApplications(const Core::IConfiguration &configuration);
 
 boost::json::object asJson(const StoredApplication &application);
@@ -33,6 +34,7 @@ boost::json::object asJson(const Core::KELP::RegistryRecord &record);
 std::vector<std::vector<std::string>> historyTable(const std::vector<Core::KELP::RegistryRecord> &records);
 
 /// The records of one package, or of all for an empty id.
+/// In the order of the registry, the oldest first. Raises as registryRecords() does.
 std::vector<Core::KELP::RegistryRecord> historyOf(const std::string &id);
 
 } // namespace KelpCtl

@@ -23,6 +23,7 @@ struct ExplainArguments {
     bool isList = false;
 };
 
+/// Told as wrong usage: an id that is spelt wrong must not look like a finding without an explanation.
 std::string checkId(const std::string &id) {
     const auto all = Validator::allFindings();
     const bool isKnown = std::ranges::find(all, id, &Validator::CatalogueEntry::id) != all.end();

@@ -9,6 +9,7 @@ namespace {
 
 constexpr int requests[] = {SIGINT, SIGTERM, SIGHUP};
 
+/// All that a handler may do: what was unpacked is removed on the way out, by the destructors.
 volatile std::sig_atomic_t received = 0;
 
 void note(int signal) {
@@ -39,6 +40,7 @@ void Interruption::check() {
 }
 
 void Interruption::die() {
+    // By the signal itself and not by a status, so that a shell that runs a loop of packages stops too.
     std::signal(received, SIG_DFL);
     std::raise(received);
     std::abort();

@@ -24,6 +24,7 @@ public:
     static void check();
 
     /// Ends the program by the signal that was received, as it would have done at once.
+    /// To be called only when Interrupted was raised.
     [[noreturn]] static void die();
 
 private:

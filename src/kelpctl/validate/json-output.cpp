@@ -13,6 +13,7 @@ namespace {
 
 namespace json = boost::json;
 
+/// What a package does not say is null, so that tools need not tell an empty text from a missing one.
 json::value textOrNull(const std::string &text) {
     return text.empty() ? json::value(nullptr) : json::value(jsonText(text));
 }
@@ -37,6 +38,7 @@ json::object objectOf(const PackageReport &report) {
             {"findings", std::move(findings)}};
 }
 
+/// Collects all packages, as one document is written: a run that is interrupted writes none, not half of one.
 class JsonOutput final : public ReportOutput {
 public:
     explicit JsonOutput(std::ostream &output) : output_(output) {}

@@ -33,6 +33,7 @@ constexpr const char *wrongDigest = "The payload does not match its digest";
 /// say of a package is in the report.
 class Silence {
 public:
+    // A stream without a buffer takes what it is given and drops it; with its buffer it is good again.
     Silence() { Common::Rpm::silenceLibrary(); }
     Silence(const Silence &) = delete;
     Silence &operator=(const Silence &) = delete;
@@ -59,16 +60,21 @@ public:
 
     void judge() {
         try {
+            // First, as it also fills in name and version, which a report has even if the package cannot be
+            // judged.
             const auto digest = checkDigest();
             unpackAndJudge(RpmPackage::fromFile(report_.file, {}, Signatures::Unchecked));
             finishDigest(digest);
         } catch (const Interrupted &) {
+            // No verdict: the whole run ends.
             throw;
         } catch (const Error &error) {
             const bool isRefusal = error.code() == Common::ErrorCategory::make(ErrorCode::BadPackageContent);
             // The only thing that the reading of the header refuses.
             if (isRefusal)
                 report(Stage::Header, messageOf(ContentRule::NameUnusable, {}));
+            // Whatever else stops the judging says nothing about the package: it must look neither good nor
+            // bad.
             conclude(isRefusal ? Verdict::Refused : Verdict::Incomplete, error.what());
         } catch (const std::exception &error) {
             conclude(Verdict::Incomplete, error.what());
@@ -84,6 +90,7 @@ private:
         report_.id = header.tagOr(Tag::Name, "");
         report_.version = header.tagOr(Tag::Version, "") + "-" + header.tagOr(Tag::Release, "");
         const Common::Rpm::PayloadDigest digest(report_.file, header);
+        // Its last owner waits for the thread, so that none outlives the judgement, even if that raises.
         return std::make_shared<Digest>(
             std::async(std::launch::async, [digest] { return digest.isRight(); }));
     }
@@ -92,10 +99,12 @@ private:
         if (digest->get())
             return;
         report(Stage::Files, messageOf(ContentRule::DigestWrong, {}));
+        // In place of a refusal as well: the findings are about bytes that the maker did not build.
         conclude(Verdict::Incomplete, wrongDigest);
     }
 
     void unpackAndJudge(const RpmPackage &package) {
+        // A workspace for each package: what one leaves behind cannot be in the way of the next.
         if (options_.keep.empty())
             return judge(package, Workspace());
         judge(package, Workspace(options_.keep, package.id() + "-" + package.version()));
@@ -108,6 +117,8 @@ private:
         trial.headerFindings = [this](const Validator::Message &m) { report(Stage::Header, m); };
         trial.contentFindings = [this](const Validator::Message &m) { report(Stage::Files, m); };
         trial.beforeEntry = [&progress] {
+            // Between two entries nothing is half done. A package of many files is so left soon, one of a
+            // huge file after that.
             Interruption::check();
             progress.step();
         };
@@ -117,6 +128,8 @@ private:
     }
 
     void report(Stage stage, const Validator::Message &message) {
+        // Hidden from the report and its counts. The verdict is the validator's and stays: only what refuses
+        // nothing can be hidden.
         if (!options_.hidden.contains(std::string(message.entry.id)))
             report_.findings.push_back({stage, message});
     }
@@ -134,6 +147,7 @@ private:
 } // namespace
 
 PackageReport judgePackage(const std::string &file, Validator::Profile profile, const JudgeOptions &options) {
+    // One package at a time: the streams are the whole program's.
     const Silence silence;
     Judgement judgement(file, profile, options);
     judgement.judge();

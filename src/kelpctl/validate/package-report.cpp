@@ -8,6 +8,7 @@ namespace KelpCtl {
 
 using Validator::LogLevel;
 
+/// These names are in documents that tools read, and never change.
 std::string nameOf(Verdict verdict) {
     constexpr const char *names[] = {"accepted", "refused", "incomplete"};
     return names[static_cast<std::size_t>(verdict)];
@@ -23,6 +24,8 @@ std::string nameOf(Stage stage) {
 }
 
 std::string shownText(const Validator::Message &message) {
+    // Each string by itself: a text that is escaped as a whole would have the catalogue's own line feed
+    // escaped too.
     std::vector<std::string> strings;
     std::ranges::transform(message.strings, std::back_inserter(strings),
                            [](const std::string &text) { return shown(text); });

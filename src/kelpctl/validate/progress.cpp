@@ -8,6 +8,7 @@ namespace KelpCtl {
 
 namespace {
 
+/// Small packages are judged by then, and a line that flashes up tells nobody anything.
 constexpr auto patience = std::chrono::seconds(1);
 constexpr auto interval = std::chrono::milliseconds(100);
 constexpr const char *eraseLine = "\r\033[K";
@@ -33,6 +34,7 @@ Progress::~Progress() {
 
 void Progress::step() {
     ++done_;
+    // In a log each step would be a line of its own.
     if (!isTerminal_ || Clock::now() < next_)
         return;
     next_ = Clock::now() + interval;

@@ -37,6 +37,7 @@ constexpr List lists[] = {
     {"mime-type", "forbidden", &Config::forbiddenMimeTypes},
 };
 
+/// In byte order, so that the rules of two profiles or versions can be compared by diff.
 void write(std::ostream &output, const List &list, const PatternSet &rows) {
     std::vector<std::string> texts = rows.texts();
     std::ranges::sort(texts);
@@ -55,6 +56,7 @@ void writePlaces(std::ostream &output, const Config &config) {
 }
 
 ExitStatus writeRules(const std::string &profile, std::ostream &output) {
+    // For a target, lest the developer mode of this machine is read and talked about.
     const Config config(Validator::profileFromName(profile), Validator::Target{});
     output << "desktop-file\t" << (config.isDesktopFileRequired() ? "required" : "optional") << '\n';
     for (const std::int32_t size : config.iconSizes())

@@ -21,6 +21,7 @@ namespace json = boost::json;
 using Validator::CatalogueEntry;
 using Validator::LogLevel;
 
+/// SARIF has no level above "error"; critical findings are told by their ids.
 const char *sarifLevelOf(LogLevel level) {
     return level == LogLevel::Warning ? "warning" : level == LogLevel::Info ? "note" : "error";
 }
@@ -48,6 +49,8 @@ std::string uriOf(const std::string &file) {
 json::array locationsOf(const PackageReport &report, const std::string &path) {
     json::object location{
         {"physicalLocation", json::object{{"artifactLocation", json::object{{"uri", uriOf(report.file)}}},
+                                          // A package has no lines, but some code hosts show no finding
+                                          // without a region.
                                           {"region", json::object{{"startLine", 1}}}}}};
     if (!path.empty())
         location["logicalLocations"] =
@@ -67,6 +70,8 @@ public:
     void write(const PackageReport &report) override {
         for (const ReportedFinding &finding : report.findings)
             results_.push_back(resultOf(report, finding.message));
+        // Not a result: what could not be judged is a failure of the run, and tools must not count the
+        // package as free of findings.
         if (report.verdict == Verdict::Incomplete)
             notifications_.push_back(json::object{
                 {"level", "error"}, {"message", textObject(jsonText(report.file + ": " + report.reason))}});
@@ -94,6 +99,7 @@ private:
                             {"message", textObject(jsonText(message.text))},
                             {"locations", locationsOf(report, message.path)},
                             {"properties", json::object{{"profile", report.profile}}}};
+        // A message that could not be composed has an id that is in no catalogue.
         if (const auto index = indexes_.find(message.entry.id); index != indexes_.end())
             result["ruleIndex"] = index->second;
         return result;

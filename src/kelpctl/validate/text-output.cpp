@@ -33,6 +33,8 @@ std::string headingOf(const PackageReport &report) {
 }
 
 /// The text without the path in brackets that many begin with.
+/// Every line begins with the path where there is one, and would name it twice. One text of the catalogue has
+/// a line feed.
 std::string textBehind(const std::string &path, std::string text) {
     const std::string beginning = '[' + path + "] ";
     if (!path.empty() && text.starts_with(beginning))
@@ -62,6 +64,7 @@ std::string fitted(const std::string &line, std::size_t indent) {
 void writeFinding(std::ostream &output, const Validator::Message &message) {
     std::string line = fitted(lineOf(message), 4);
     const std::string level = nameOf(message.level);
+    // Behind the wrapping, to which the sequences would count as columns.
     line.replace(4, level.size(), styled(level, styleOf(message.level), STDOUT_FILENO));
     output << line << '\n';
 }
@@ -94,6 +97,7 @@ public:
         output_ << styled(headingOf(report), Style::Bold, STDOUT_FILENO) << '\n';
         for (const Stage stage : {Stage::Header, Stage::Files})
             writeStage(report, stage);
+        // Flushed, so that people see each package as soon as it is judged.
         output_ << "  " << styled(nameOf(report.verdict), styleOf(report.verdict), STDOUT_FILENO) << ": "
                 << (report.reason.empty() ? "" : shown(report.reason) + "; ") << countsOf(report)
                 << std::endl;
@@ -133,6 +137,7 @@ public:
 
     void write(const PackageReport &report) override {
         for (const ReportedFinding &finding : report.findings)
+            // Both streams are flushed line by line, so that they stay in order where they lead to one file.
             std::cerr << prefixOf(finding.message.level) << shownText(finding.message) << std::endl;
         const std::string reason = report.reason.empty() ? "" : ": " + shown(report.reason);
         output_ << shown(report.file) << ": " << nameOf(report.verdict) << reason << std::endl;

@@ -83,6 +83,7 @@ JudgeOptions optionsOf(const ValidateArguments &arguments) {
     return options;
 }
 
+/// Incomplete is worse than refused: what could not be judged must not end a build as a mere "no".
 ExitStatus statusOf(const PackageReport &report, const ValidateArguments &arguments) {
     if (report.verdict == Verdict::Incomplete)
         return ExitStatus::Trouble;
@@ -108,18 +109,21 @@ ExitStatus judgeFile(const std::string &file, const ValidateArguments &arguments
         const PackageReport report = judgePackage(file, Validator::profileFromName(name), options);
         output.write(report);
         best = std::min(best, statusOf(report, arguments));
+        // The directory must not exist, so that a second try would fail.
         options.keep.clear(); // The tree is the same for all profiles.
     }
     return best;
 }
 
 ExitStatus validate(const ValidateArguments &arguments, std::ostream &results) {
+    // In front of all that uses librpm, which reads its configuration once.
     leaveHome();
     std::signal(SIGPIPE, SIG_IGN); // A reader that goes away must not leave trees behind.
     const auto form = std::ranges::find(outputForms, arguments.output, &OutputForm::name);
     const auto output = form->make(results);
     ExitStatus worst = ExitStatus::Accepted;
     try {
+        // Within the block: the handlers are the old ones again when the program ends by the signal.
         const Interruption interruption;
         for (const std::string &file : arguments.files)
             worst = std::max(worst, judgeFile(file, arguments, *output));
@@ -148,6 +152,7 @@ void addOptions(CLI::App &validate, ValidateArguments &arguments) {
         .add_option("--fail-on", arguments.failOn, "With \"warning\", exit with status 1 for warnings too")
         ->check(CLI::IsMember({"error", "warning"}))
         ->option_text("LEVEL (error)");
+    // One id for each option, or the package files behind it would be taken for more ids.
     validate.add_option("--hide", arguments.hidden, "Do not report this warning or note; may be repeated")
         ->check(CLI::Validator(checkHidden, "ID"))
         ->option_text("ID")

@@ -25,6 +25,7 @@ constexpr mode_t mode = 0755;
 } // namespace
 
 Workspace::Workspace() {
+    // Made with mode 0700 and a name that nobody can guess: others may write in the directory.
     std::string name = (fs::temp_directory_path() / "kelpctl-XXXXXX").string();
     if (!::mkdtemp(name.data()))
         raise("Couldn't create temporary directory " + name);
@@ -56,10 +57,13 @@ void Workspace::open(const fs::path &path) {
 Workspace::~Workspace() {
     std::error_code ignored;
     if (!temporary_.empty())
+        // By the path: where others can write too, the sticky bit keeps them from renaming it. Links in it
+        // are removed and not followed.
         fs::remove_all(temporary_, ignored);
 }
 
 fs::path Workspace::path() const {
+    // The directory itself, wherever it has been renamed to by now.
     return "/proc/self/fd/" + std::to_string(directory_.get());
 }
 

@@ -13,6 +13,7 @@ class Workspace {
 public:
     /// One below the directory for temporary files, which is gone, with all in it, at the end. A program that
     /// is killed leaves it there.
+    /// Raises std::runtime_error when it cannot be made.
     Workspace();
     /// `directory`/`name`, with its parents, which stays. Raises std::runtime_error when it exists.
     Workspace(const std::filesystem::path &directory, const std::string &name);

@@ -8,6 +8,7 @@ namespace Validator {
 
 namespace {
 
+/// Tolerated for packages that have it already: who made a package is told by its signature.
 constexpr std::string_view discouragedVendor = "ondine";
 
 } // namespace
@@ -17,6 +18,7 @@ RpmMetaChecker::RpmMetaChecker(std::shared_ptr<Config> config, const RpmMeta &me
 
 bool RpmMetaChecker::validateMeta() {
     const HeaderCheck check{meta_, *config_, logger_};
+    // None of the checks ends the stage: a maker sees all findings of the header at once, in this order.
     checkName();
     checkVendor();
     checkProvides(check);
@@ -24,6 +26,7 @@ bool RpmMetaChecker::validateMeta() {
     checkObsoletes(check);
     checkRequirements(check);
     checkScripts();
+    // The list as the header has it, before anything is unpacked: the payload cannot hide an entry from it.
     for (const FileInfo &file : meta_.files())
         checkFile(check, file);
     checkEmptyDirectories(check);
@@ -43,6 +46,7 @@ void RpmMetaChecker::checkVendor() {
 }
 
 void RpmMetaChecker::checkScripts() {
+    // Critical, the one of this stage: no developer mode lets in what would run as root, outside the sandbox.
     if (meta_.hasScripts())
         logger_.log(PathRule::HasScripts);
 }

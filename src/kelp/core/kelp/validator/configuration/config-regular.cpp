@@ -9,8 +9,11 @@ namespace Configuration {
 
 ConfigRegular::ConfigRegular(const DeveloperMode &mode) : ConfigBase(mode) {
     name = "regular";
+    // All of /usr/bin: what may be executable there, the checks of the header and of programs say by the
+    // name.
     addExpressions(allowedPaths, RegularRows::allowedPathsExpressions);
     addStrings(allowedPermissions, RegularRows::allowedPermissions);
+    // What a package may require as well: rpmbuild names there what its programs link.
     addStrings(allowedLibraries, RegularRows::allowedLibraries);
     addExpressions(allowedLibraries, RegularRows::allowedLibrariesExpressions);
     addStrings(unstableLibraries, RegularRows::unstableLibraries);

@@ -25,6 +25,7 @@ struct Target {
 /// live as long as the object.
 class Config {
 public:
+    /// The policy of a profile on this machine, whose developer mode is read (DeveloperMode::ofMachine()).
     /// A profile that is none of the enumeration counts as Profile::Regular.
     explicit Config(Profile profile);
     /// The same for another device: nothing of this machine is looked at.
@@ -33,8 +34,11 @@ public:
     /// The version of the operating system; of this machine as Common::osVersion() tells it, and raises.
     std::optional<std::string> osVersion() const;
 
+    /// Whether errors fail a package; critical findings always do.
     bool validationEnabled() const;
     bool isDesktopFileRequired() const;
+    /// Whether a package must have its icon at a path, in all of iconSizes(), which are in pixels; at present
+    /// the same answer for all paths.
     bool isIconRequired(const std::string &path) const;
 
     const std::vector<std::int32_t> &iconSizes() const;
@@ -44,6 +48,7 @@ public:
     const std::string &applicationsDir() const;
     const std::string &iconsDir() const;
     const std::string &libexecDir() const;
+    /// What the package must provide and conflict with; empty for nothing.
     const std::string &requiredPackage() const;
     const Configuration::PatternSet &allowedPaths() const;
     const Configuration::PatternSet &allowedPermissions() const;

@@ -9,6 +9,8 @@ namespace Configuration {
 namespace {
 
 const Pattern &compiled(std::string_view expression) {
+    // A profile is built for each package, and has some sixty expressions. Not guarded: packages are judged
+    // on one thread.
     static std::unordered_map<std::string_view, Pattern> patterns;
     const auto found = patterns.find(expression);
     return found != patterns.end() ? found->second
@@ -27,6 +29,7 @@ void PatternSet::add(PatternEntry entry) {
 }
 
 bool PatternSet::contains(std::string_view text) const {
+    // No copy of the text is made: it may be a name of megabytes.
     return strings_.contains(text) ||
            std::ranges::any_of(patterns_, [&](const Pattern &pattern) { return pattern.matches(text); });
 }
@@ -43,6 +46,7 @@ void addExpressions(PatternSet &set, Rows rows) {
 
 std::vector<std::string> PatternSet::texts() const {
     std::vector<std::string> texts(strings_.begin(), strings_.end());
+    // No string of a list begins with a slash and ends with one, so that people can tell the two apart.
     for (const Pattern &pattern : patterns_)
         texts.push_back('/' + pattern.expression() + '/');
     return texts;

@@ -43,6 +43,7 @@ private:
 /// Rows of an allow-list, either all exact strings or all regular expressions.
 using Rows = std::span<const std::string_view>;
 
+/// Copies the rows.
 void addStrings(PatternSet &set, Rows rows);
 
 /// The rows must last as long as the process: each is compiled once, whatever number of profiles is built

@@ -17,6 +17,8 @@ constexpr std::uint32_t heapLimitInKibibytes = 64 * 1024;
 
 /// The whole text has to match; "$" stands for its very end; and the rest is what ECMAScript's grammar gives
 /// another meaning than Perl's.
+/// The lists were written for std::regex, which recurses for each character and overruns the stack for a long
+/// text. Bytes above 127 are characters of their own, as they are for it, so that no text is invalid.
 constexpr std::uint32_t options = PCRE2_ANCHORED | PCRE2_ENDANCHORED | PCRE2_DOLLAR_ENDONLY |
                                   PCRE2_NEVER_UTF | PCRE2_ALLOW_EMPTY_CLASS | PCRE2_ALT_BSUX;
 
@@ -45,11 +47,13 @@ pcre2_code *compile(std::string_view expression) {
     PCRE2_SIZE offset = 0;
     pcre2_code *code =
         pcre2_compile(units(expression), expression.size(), options, &error, &offset, context.get());
+    // Expressions are rows of ours and never come out of a package.
     if (code == nullptr)
         throw std::invalid_argument("Malformed regular expression: " + std::string(expression));
     return code;
 }
 
+/// One context for the process: it is only read, and each match has its own data.
 MatchContext limits() {
     MatchContext context(pcre2_match_context_create(nullptr));
     pcre2_set_match_limit(context.get(), matchLimit);
@@ -63,6 +67,7 @@ MatchData match(const pcre2_code *code, std::string_view text) {
     static const MatchContext context = limits();
     MatchData data(pcre2_match_data_create_from_pattern(code, nullptr));
     const int result = pcre2_match(code, units(text), text.size(), 0, 0, data.get(), context.get());
+    // Negative for no match and for exhausted limits alike: in a list of what is allowed, both refuse.
     return result > 0 ? std::move(data) : nullptr;
 }
 
@@ -93,6 +98,7 @@ std::optional<std::vector<std::string>> Pattern::captures(std::string_view text)
     std::vector<std::string> groups;
     const PCRE2_SIZE *ends = pcre2_get_ovector_pointer(data.get());
     for (std::uint32_t group = 1; group < pcre2_get_ovector_count(data.get()); ++group) {
+        // Of alternatives only one takes part, and the data has room for all groups of the expression.
         const bool tookPart = ends[2 * group] != PCRE2_UNSET;
         groups.emplace_back(tookPart ? text.substr(ends[2 * group], ends[2 * group + 1] - ends[2 * group])
                                      : std::string_view());

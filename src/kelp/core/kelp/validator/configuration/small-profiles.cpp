@@ -4,6 +4,8 @@
 
 namespace Configuration {
 
+/// The name is more than a label. Checks ask for "mdm", which may have a system service, for "auth", whose
+/// writable files are tolerated, and for "pwa", which has no program of its own.
 ConfigExtended::ConfigExtended(const DeveloperMode &mode) : ConfigRegular(mode) {
     name = "extended";
     addExpressions(allowedPaths, ExtendedRows::allowedPathsExpressions);
@@ -17,6 +19,7 @@ ConfigExtended::ConfigExtended(const DeveloperMode &mode) : ConfigRegular(mode) 
 
 ConfigMDM::ConfigMDM(const DeveloperMode &mode) : ConfigExtended(mode) {
     name = "mdm";
+    // There is one client on a device: the package both provides and conflicts with this.
     requiredPackage = "mdm-client";
     addStrings(allowedPermissions, MdmRows::allowedPermissions);
     addStrings(allowedLibraries, MdmRows::allowedLibraries);

@@ -9,6 +9,7 @@ namespace {
 
 using ManagedConfiguration::Validator::CPFValidator;
 
+/// Not kept by the checker: the platform has one object for each directory, and owns it.
 std::shared_ptr<CPFValidator> platformValidator() {
     return CPFValidator::instance(CPFValidator::standardSchemasDirectory());
 }
@@ -21,6 +22,7 @@ ConfigurationParameterFile::ConfigurationParameterFile(std::shared_ptr<RpmMeta> 
     ValidatorBase(std::move(meta), std::move(config), std::move(logger)) {}
 
 bool ConfigurationParameterFile::canValidate(const std::string &path, const std::string &) {
+    // By the name of the package, so that the files of another one are not judged here as its own.
     return platformValidator()->isConfigurationParameterFile(meta_->name(), path);
 }
 

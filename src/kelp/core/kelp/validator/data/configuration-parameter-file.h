@@ -12,6 +12,7 @@ public:
                                std::shared_ptr<Logger> logger);
 
     void validate(const std::string &path, const std::string &realPath) override;
+    /// True for what the platform takes for such a file of a package of this name.
     bool canValidate(const std::string &path, const std::string &realPath) override;
     void finish() override {}
 };

@@ -12,11 +12,13 @@ class Icon final : public ValidatorBase<IValidator> {
 public:
     Icon(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config, std::shared_ptr<Logger> logger);
 
+    /// A file that cannot be read as PNG counts as one of the wrong size.
     void validate(const std::string &path, const std::string &realPath) override;
 
     /// True once for each icon that is expected.
     bool canValidate(const std::string &path, const std::string &realPath) override;
 
+    /// Reports each expected icon that was in none of the files.
     void finish() override;
 
 private:

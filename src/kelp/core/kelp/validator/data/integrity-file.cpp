@@ -31,6 +31,7 @@ Parser parse(std::string_view text) {
     return parser;
 }
 
+/// Behind its first value json-glib takes objects and arrays alone: a bare word there spoils the whole text.
 bool isContainer(const Parser &parser) {
     JsonNode *root = parser ? json_parser_get_root(parser.get()) : nullptr;
     return root != nullptr && !JSON_NODE_HOLDS_VALUE(root) && !JSON_NODE_HOLDS_NULL(root);
@@ -43,6 +44,7 @@ bool isEmpty(const Parser &parser) {
 
 /// The first root of the text, which is the one that json-glib gives, if it takes the others as well.
 Parser parseFirst(std::string_view text) {
+    // The bounds come before any parsing: json-glib's stack and memory grow with what it is given.
     const auto pieces = text.size() <= longestIntegrityFile ? splitJsonRoots(text) : std::nullopt;
     if (!pieces || pieces->empty())
         return nullptr;
@@ -57,9 +59,11 @@ Parser parseFirst(std::string_view text) {
 }
 
 std::string watchedFile(JsonNode *element) {
+    // json-glib has null for the text of anything else, of which no view can be made.
     if (!JSON_NODE_HOLDS_VALUE(element) || json_node_get_value_type(element) != G_TYPE_STRING)
         return {};
     std::string_view text = json_node_get_string(element);
+    // One prefix alone is taken off, so that "file:elf:/a" is the path "elf:/a", which no package has.
     for (const std::string_view prefix : prefixes) {
         if (text.starts_with(prefix))
             return std::string(text.substr(prefix.size()));
@@ -75,6 +79,8 @@ std::optional<std::vector<std::string>> readWatchedFiles(const std::filesystem::
     JsonNode *root = parser ? json_parser_get_root(parser.get()) : nullptr;
     if (root == nullptr || !JSON_NODE_HOLDS_OBJECT(root))
         return std::nullopt;
+    // Not as an array at once: json-glib would give none for a member of another type, and a configuration
+    // that the daemon cannot read would pass as one that watches nothing.
     JsonNode *watch = json_object_get_member(json_node_get_object(root), "watch");
     if (watch == nullptr || JSON_NODE_HOLDS_NULL(watch))
         return std::vector<std::string>();

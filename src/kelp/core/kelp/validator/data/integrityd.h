@@ -10,6 +10,7 @@ class Integrityd final : public ValidatorBase<IValidator> {
 public:
     Integrityd(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config, std::shared_ptr<Logger> logger);
 
+    /// A file that readWatchedFiles() cannot read is reported as invalid JSON.
     void validate(const std::string &path, const std::string &realPath) override;
 
     /// True for the file in the daemon's directory that bears the package's name.

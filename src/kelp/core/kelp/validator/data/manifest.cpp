@@ -30,6 +30,7 @@ constexpr std::size_t longestManifest = std::size_t(1) << 20;
 constexpr std::size_t deepestManifest = 32;
 
 /// The kind of value of each known key; none for one whose value is checked apart.
+/// A key that is not among them draws a warning: it has no effect on this system and may have one on another.
 const std::unordered_map<std::string_view, std::optional<json::kind>> &knownKeys() {
     static const std::unordered_map<std::string_view, std::optional<json::kind>> keys{
         {"keepMediaActiveInBackground", json::kind::bool_},
@@ -43,6 +44,7 @@ json::value parseFile(const std::string &path, json::storage_ptr storage) {
     const auto file = MappedFile::open(path);
     if (!file || file->bytes().size() > longestManifest)
         return nullptr;
+    // The parser recurses for each level.
     json::parse_options options;
     options.max_depth = deepestManifest;
     json::error_code error;
@@ -50,6 +52,7 @@ json::value parseFile(const std::string &path, json::storage_ptr storage) {
 }
 
 void checkKeys(const json::object &manifest, Logger &logger) {
+    // Of a repeated key the parser keeps one, so that each is judged once.
     for (const auto &[key, value] : manifest) {
         const auto known = knownKeys().find(key);
         if (known == knownKeys().end())
@@ -61,6 +64,7 @@ void checkKeys(const json::object &manifest, Logger &logger) {
 
 /// The versions that the manifest names, or the rule that it breaks.
 std::variant<Versions, ManifestRule> neededVersions(const json::object &manifest) {
+    // Views into the parsed text: the manifest outlives them.
     const json::value *value = manifest.if_contains(minOsVersion);
     if (value == nullptr || value->is_null())
         return ManifestRule::VersionMissing;
@@ -89,6 +93,7 @@ bool Manifest::canValidate(const std::string &path, const std::string &) {
 
 void Manifest::validate(const std::string &path, const std::string &realPath) {
     remember(path, realPath);
+    // Stands before the value that lies in it. All of it goes at once: nothing walks the value to release it.
     json::monotonic_resource memory;
     const json::value content = parseFile(realPath_, &memory);
     if (!content.is_object()) {
@@ -111,6 +116,7 @@ void Manifest::checkVersions(const std::vector<std::string_view> &needed) const 
         else if (!isCompatible(*system, needed))
             logger_->log(ManifestRule::VersionIncompatible);
     } catch (const std::out_of_range &) {
+        // The author of a manifest must not be able to end the process by a version of one component.
         logger_->log(ManifestRule::VersionIncomparable);
     }
 }

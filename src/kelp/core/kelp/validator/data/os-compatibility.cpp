@@ -30,6 +30,8 @@ std::vector<Version> parseAll(const std::vector<std::string_view> &texts) {
 }
 
 /// Whether a system that is at least `version` is less than the start of the next release line.
+/// By the shared beginning and not by the start of the next line, for which the greatest number would have to
+/// grow by one.
 bool isOfReleaseLine(const Version &system, const Version &version) {
     if (version.size() < 2)
         throw std::out_of_range("A version of one component names no release line");
@@ -57,10 +59,12 @@ int compareVersions(const Version &a, const Version &b) {
     const auto [x, y] = std::mismatch(a.begin(), a.end(), b.begin(), b.end());
     if (x != a.end() && y != b.end())
         return *x < *y ? -1 : 1;
+    // Versions come out of manifests of a megabyte at most: the difference fits.
     return static_cast<int>(std::ssize(a) - std::ssize(b));
 }
 
 bool isCompatible(std::string_view osVersion, const std::vector<std::string_view> &versions) {
+    // Before any comparison: one bad version spoils the list on every system, not on some.
     std::vector<Version> needed = parseAll(versions);
     if (needed.empty() ||
         std::any_of(needed.begin(), needed.end(), [](const Version &v) { return v.empty(); }))
@@ -70,6 +74,7 @@ bool isCompatible(std::string_view osVersion, const std::vector<std::string_view
     const Version system = parseVersion(osVersion);
     if (compareVersions(system, needed.front()) >= 0)
         return true;
+    // Behind the greatest, which takes all that is later, each is good for its own release line alone.
     return std::any_of(needed.begin() + 1, needed.end(), [&](const Version &version) {
         return compareVersions(system, version) >= 0 && isOfReleaseLine(system, version);
     });

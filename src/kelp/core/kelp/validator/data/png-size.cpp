@@ -27,6 +27,7 @@ struct Source {
     std::array<char, 128> reason{};
 };
 
+/// libpng asks for as many bytes as the file claims to have.
 void readBytes(png_structp png, png_bytep target, std::size_t size) {
     auto &source = *static_cast<Source *>(png_get_io_ptr(png));
     if (size > source.rest.size())
@@ -37,12 +38,14 @@ void readBytes(png_structp png, png_bytep target, std::size_t size) {
 
 [[noreturn]] void keepReason(png_structp png, png_const_charp reason) {
     auto &source = *static_cast<Source *>(png_get_error_ptr(png));
+    // Copied, as the text may lie in a frame that the jump leaves. The last byte stays zero.
     std::strncpy(source.reason.data(), reason, source.reason.size() - 1);
     png_longjmp(png, 1);
 }
 
 void ignoreWarning(png_structp, png_const_charp) {}
 
+/// A function of its own, in which nothing lives that has a destructor: the jump back would leave it out.
 bool readInfo(png_structp png, png_infop info) {
     if (setjmp(png_jmpbuf(png)) != 0)
         return false;
@@ -54,6 +57,8 @@ bool readInfo(png_structp png, png_infop info) {
 }
 
 /// Throws the reason when the bytes are no PNG.
+/// Not by the reader of Boost.GIL, which lets libpng decode all that stands in front of the image: a hostile
+/// icon of 308 kB cost it 320 MiB and 2.4 s.
 PngSize sizeOf(std::string_view bytes) {
     Source source{bytes};
     const std::shared_ptr<png_struct> png(
@@ -61,6 +66,7 @@ PngSize sizeOf(std::string_view bytes) {
         [](png_structp object) { png_destroy_read_struct(&object, nullptr, nullptr); });
     if (!png)
         throw std::bad_alloc();
+    // Holds the reader as well, which libpng needs for the release.
     const std::shared_ptr<png_info> info(png_create_info_struct(png.get()), [png](png_infop object) {
         png_destroy_info_struct(png.get(), &object);
     });
@@ -81,6 +87,7 @@ PngSize sizeOfFile(const std::filesystem::path &path) {
 
 PngSize sizeOfBase64(const std::string &text) {
     gsize size = 0;
+    // GLib passes over what is no Base64, and never fails: libpng judges what comes out.
     const std::unique_ptr<guchar, decltype(&g_free)> bytes(g_base64_decode(text.c_str(), &size), g_free);
     return sizeOf({reinterpret_cast<const char *>(bytes.get()), size});
 }

@@ -17,6 +17,7 @@ using Tree = boost::property_tree::ptree;
 constexpr const char *capabilitiesGroup = "X-Velura-Capabilities";
 
 constexpr std::string_view inputs[] = {"Mouse", "Tablet"};
+/// Spelt as the platform reads it.
 constexpr std::string_view interfaces[] = {"ResizeableContent"};
 constexpr std::string_view screenOrientations[] = {"Landscape", "LandscapeInverted", "Portrait",
                                                    "PortraitInverted"};
@@ -26,6 +27,8 @@ constexpr ValueRow capabilities[] = {
     {"ScreenOrientation", screenOrientations},
 };
 
+/// Only for a file that ManifestEntry has accepted, whose bounds hold here too: of names alone, five million
+/// in 32 MiB made a tree of 3.7 GB.
 std::optional<Tree> readIni(const std::string &path) {
     try {
         // Read in place: a tree cannot be moved, and a copy of a large one hurts.
@@ -50,6 +53,7 @@ void DesktopCapabilities::validate(const std::string &path, const std::string &r
         logger_->log(DesktopMessage::Broken);
         return;
     }
+    // The tree as it was read, and not a copy, which would take as much again.
     if (const auto declared = file->get_child_optional(capabilitiesGroup)) {
         for (const auto &[key, value] : *declared)
             check(key, value.data());
@@ -63,6 +67,8 @@ void DesktopCapabilities::check(const std::string &key, const std::string &value
         return;
     }
     std::vector<std::string> pieces;
+    // A separator at the end leaves an empty piece, which is refused: unlike the other lists of the file this
+    // one is not read by the platform's library.
     boost::split(pieces, value, boost::is_any_of(";"), boost::token_compress_on);
     for (const std::string &piece : pieces) {
         if (!isOneOf(row->values, piece))

@@ -10,11 +10,14 @@ namespace Validator {
 namespace {
 
 constexpr std::string_view vitrineType = "vitrine-qt5";
+/// Applications of these types start, only slower: reason for a warning.
 constexpr std::string_view otherTypes[] = {"no-invoker", "generic", "qtquick2", "qt5"};
+/// With the blank, so that a program whose name merely begins so is not taken for one.
 constexpr std::string_view qmlRunners[] = {"halyard-qml ", "velura-qml "};
 
 /// What an Exec line may be, or be followed by a blank and arguments.
 std::vector<std::string> launchForms(const std::string &profile, const std::string &package) {
+    // A web application has no program of its own, and the browser takes the rest of the line.
     if (profile == "pwa")
         return {"/usr/bin/io.tvk.browserstandalone"};
     std::vector<std::string> forms = {package, "/usr/bin/" + package};
@@ -30,6 +33,7 @@ DesktopDefault::DesktopDefault(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Co
     ValidatorBase(std::move(meta), std::move(config), std::move(logger)) {}
 
 void DesktopDefault::validate(const std::string &path, const std::string &realPath) {
+    // The file has been parsed by now: without the flag it would count as missing at the end.
     logger_->setFlag(ValidatorFlag::DesktopSeen, true);
     remember(path, realPath);
     entry_ = AppManifest::ManifestEntry::fromFilename(realPath);
@@ -40,6 +44,7 @@ void DesktopDefault::validate(const std::string &path, const std::string &realPa
     checkIcon();
     checkType();
     checkExec();
+    // Behind checkExec(), for whose flag it asks.
     checkApplicationType();
 }
 
@@ -47,11 +52,13 @@ void DesktopDefault::checkName() {
     const std::string name = entry_->nameUnlocalized();
     if (name.empty())
         logger_->log(DesktopMessage::NameMissing);
+    // An empty name is no display name either, and has always had both lines.
     if (!isDisplayName(name))
         logger_->log(DesktopMessage::NameIllegal);
 }
 
 void DesktopDefault::checkIcon() {
+    // The launcher looks for the image by this text, and the package ships it under its own name.
     if (entry_->icon() != meta_->name())
         logger_->log(DesktopMessage::IconInvalid, {meta_->name()});
 }
@@ -63,6 +70,7 @@ void DesktopDefault::checkType() {
 
 void DesktopDefault::checkExec() {
     const std::string exec = entry_->exec();
+    // The blank ends the program's name: "NAME-other" is another program. Arguments may be anything.
     const auto isForm = [&](const std::string &form) { return exec == form || exec.starts_with(form + " "); };
     if (std::ranges::none_of(launchForms(config_->name(), meta_->name()), isForm)) {
         logger_->log(DesktopMessage::ExecInvalid);

@@ -8,8 +8,10 @@ namespace Validator {
 
 namespace {
 
+/// Names for D-Bus and for files are made of it, and have to stay within their own limits.
 constexpr std::size_t maximumPackageName = 80;
 
+/// Any other key has no effect, or one that the application may not have.
 constexpr std::string_view allowedKeys[] = {
     "Permissions", "OrganizationName", "ApplicationName", "ExecDBus", "ExportDBusInterfaces", "Intents",
 };
@@ -26,15 +28,21 @@ constexpr const char *serviceKeys[] = {
     "ExecSystemServiceGroup",
 };
 
+/// Directories and D-Bus names are made of it: a slash would lead out of the directory that it is for.
 constexpr std::string_view organisationCharacters = "0123456789abcdefghijklmnopqrstuvwxyz._-";
+/// The system puts these behind the names of applications: one that holds them anywhere could be taken for an
+/// instance, a task or a service of another.
 constexpr std::string_view reservedPrefixes[] = {".instance_", ".task_", ".velura_", ".service_"};
+/// What starts applications that have no program.
 constexpr std::string_view launchers[] = {"libhalyardapp-launcher", "libveluraapp-launcher"};
 
 bool hasOrganisationCharacters(std::string_view name) {
     return !name.empty() && name.find_first_not_of(organisationCharacters) == std::string_view::npos;
 }
 
+/// D-Bus names cannot have such parts.
 bool hasPartWithLeadingDigit(std::string_view name) {
+    // The first part begins behind nothing as the others behind a full stop.
     char previous = '.';
     for (const char c : name) {
         if (previous == '.' && isDigit(c))
@@ -57,6 +65,7 @@ bool isApplicationName(std::string_view name) {
 }
 
 /// A name and what it is asked of, as in "name@service".
+/// No list could hold all that may stand behind the sign, so that these pass with any name in front as well.
 bool isParameterised(std::string_view permission) {
     return std::ranges::count(permission, '@') == 1 && !permission.starts_with('@') &&
            !permission.ends_with('@');
@@ -71,6 +80,7 @@ DesktopFencebox::DesktopFencebox(std::shared_ptr<RpmMeta> meta, std::shared_ptr<
 void DesktopFencebox::validate(const std::string &path, const std::string &realPath) {
     remember(path, realPath);
     entry_ = AppManifest::ManifestEntry::fromFilename(realPath);
+    // Without a section nothing is known of the application, and all rules about it would say so once more.
     section_ = entry_ ? sandboxSectionOf(*entry_) : nullptr;
     if (section_ == nullptr) {
         logger_->log(SandboxMessage::SectionMissing);
@@ -92,6 +102,7 @@ void DesktopFencebox::validate(const std::string &path, const std::string &realP
 void DesktopFencebox::checkSections() {
     if (entry_->containsGroup("Fencebox"))
         logger_->log(SandboxMessage::SectionNotAllowed);
+    // The section in use is the last of them: the others are not judged, so that there may be only one.
     const auto count = std::ranges::count_if(
         sandboxSections, [this](const std::string &section) { return entry_->containsGroup(section); });
     if (count > 1)
@@ -101,6 +112,7 @@ void DesktopFencebox::checkSections() {
 }
 
 void DesktopFencebox::checkKeys() {
+    // A translated key is a key of its own and refused: permissions must not depend on a language.
     for (const std::string &key : entry_->groupKeys(*section_)) {
         if (!isOneOf(allowedKeys, key) && !(isDeviceManager() && isOneOf(deviceManagerKeys, key)))
             logger_->log(SandboxMessage::KeyNotAllowed, {key});
@@ -121,6 +133,7 @@ void DesktopFencebox::checkApplicationName() {
     const std::string name = entry_->appName();
     if (!isApplicationName(name))
         logger_->log(SandboxMessage::ApplicationNameIllegal);
+    // Only a warning: it is services that D-Bus cannot reach under such a name.
     if (hasDash())
         logger_->log(SandboxMessage::DashMayBreakServices);
 }
@@ -136,6 +149,8 @@ void DesktopFencebox::checkReservedPrefixes() {
 void DesktopFencebox::checkPackageName() {
     if (meta_->name().size() > maximumPackageName)
         logger_->log(SandboxMessage::PackageNameTooLong);
+    // The sandbox knows the application by these two, the store by the package: without the rule a package
+    // could take the names, and so the data, of another.
     if (meta_->name() != entry_->appOrgname() + "." + entry_->appName())
         logger_->log(SandboxMessage::NamesMakeNoPackageName);
 }
@@ -150,8 +165,10 @@ void DesktopFencebox::checkSystemService() {
         logger_->log(SandboxMessage::SystemServiceIncomplete);
         return;
     }
+    // With the slash, as "/usr/libexec/NAME-other" belongs to another package.
     if (!value("ExecSystemService").starts_with("/usr/libexec/" + meta_->name() + "/"))
         logger_->log(SandboxMessage::SystemServiceInvalid);
+    // The system starts the service with these rights, and the package must not choose others.
     if (value("ExecSystemServiceUser") != "halyard-mdm" || value("ExecSystemServiceGroup") != "privileged")
         logger_->log(SandboxMessage::SystemServiceOwnerInvalid);
 }
@@ -164,6 +181,7 @@ void DesktopFencebox::checkPermissions() {
 }
 
 void DesktopFencebox::checkLauncher() {
+    // The checker of the launch entry has run before, and set this.
     const bool isQmlOnly = logger_->getFlag(ValidatorFlag::QmlOnlyApp);
     bool isLauncherFound = false;
     for (const std::string &requirement : meta_->requirements()) {
@@ -178,6 +196,7 @@ void DesktopFencebox::checkLauncher() {
 }
 
 void DesktopFencebox::checkDash() {
+    // The service would have a name that D-Bus cannot hold.
     if (hasDash() && hasService())
         logger_->log(SandboxMessage::DashBreaksServices);
 }
@@ -188,6 +207,7 @@ bool DesktopFencebox::hasDash() const {
 
 bool DesktopFencebox::hasService() const {
     const bool hasSystemService =
+        // An incomplete one is not started, and has its own finding.
         isDeviceManager() && std::ranges::all_of(serviceKeys, [this](const char *key) { return has(key); });
     return has("ExecDBus") || hasSystemService;
 }

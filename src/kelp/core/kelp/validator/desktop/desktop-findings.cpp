@@ -4,6 +4,9 @@ namespace Validator {
 
 namespace {
 
+/// The texts keep their slips, the blank in front of a line feed and "X-Fencebox" for what is called
+/// X-Application now included: tools of makers look for them. In all tables rows stand by the number of their
+/// message.
 constexpr CatalogueEntry desktopTexts[] = {
     {LogLevel::Error, "desktop-file-missing", "[desktop] Desktop file is missing"},
     {LogLevel::Warning, "desktop-file-missing-unchecked",
@@ -78,6 +81,7 @@ constexpr CatalogueEntry sandboxTexts[] = {
 constexpr CatalogueEntry taskTexts[] = {
     {LogLevel::Error, "task-key-not-allowed", "[desktop] Key '{0}' disallowed for background tasks"},
     {LogLevel::Error, "intent-invalid", "Invalid intent specification: {0}"},
+    // Raised by no check: what has no name is malformed. The row keeps the numbers of those behind it.
     {LogLevel::Error, "intent-name-missing", "Missing intent name: {0}"},
     {LogLevel::Error, "intent-not-standard", "Non standard intent name: {0}"},
     {LogLevel::Error, "intent-flag-unknown", "Unknown intent flag: {0}"},
@@ -100,6 +104,7 @@ constexpr CatalogueEntry keyValueTexts[] = {
     {LogLevel::Error, "attestation-key-missing", "[desktop] no key '{0}' in '{1}' group"},
 };
 
+/// The texts of the table above under ids of their own, by which makers can tell and look up the group.
 constexpr CatalogueEntry capabilityTexts[] = {
     {LogLevel::Error, "capability-key-invalid", "[desktop] invalid key '{0}' in '{1}' group"},
     {LogLevel::Error, "capability-value-invalid", "[desktop] invalid value '{0}' for '{1}' key"},

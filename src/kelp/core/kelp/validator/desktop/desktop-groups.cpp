@@ -19,6 +19,7 @@ using AppManifest::ManifestEntry;
 const std::string optionsGroup = "X-Velura-Application";
 const std::string splashGroup = "X-Velura-SplashScreen";
 
+/// With the older names of the sandbox section, on which its own checker has more to say.
 constexpr const char *fixedGroups[] = {
     "Desktop Entry",        "X-Application",         "X-Fencebox",  "Fencebox",
     "X-Velura-Application", "X-Velura-SplashScreen", "Attestation", "X-Velura-Capabilities",
@@ -45,6 +46,7 @@ constexpr std::string_view splashColours[] = {"GradientStartColor", "GradientEnd
 bool isColour(const std::string &text) {
     if ((text.size() != 4 && text.size() != 7) || text.front() != '#')
         return false;
+    // In the classic locale, lest a language of the process lets digits be grouped.
     std::istringstream digits(text.substr(1));
     digits.imbue(std::locale::classic());
     int value = 0;
@@ -81,6 +83,7 @@ void checkKeys(const ManifestEntry &entry, const std::string &group, Logger &log
         check(entry, key, logger);
 }
 
+/// A group of a share method belongs to the file only when the launch entry names the method.
 std::set<std::string> allowedGroups(const ManifestEntry &entry) {
     std::set<std::string> groups(std::begin(fixedGroups), std::end(fixedGroups));
     for (const std::string &method : entry.stringVectorValue("Desktop Entry", "X-Share-Methods"))
@@ -92,6 +95,7 @@ std::set<std::string> allowedGroups(const ManifestEntry &entry) {
 
 void checkGroups(const ManifestEntry &entry, Logger &logger) {
     const std::vector<std::string> groups = entry.groups();
+    // Two walks: in the report all keys stand before all groups.
     for (const std::string &group : groups) {
         if (group == optionsGroup)
             checkKeys(entry, group, logger, checkOption);

@@ -40,8 +40,10 @@ void Desktop::validate(const std::string &path, const std::string &realPath) {
 }
 
 bool Desktop::canValidate(const std::string &path, const std::string &realPath) {
+    // Whose directory it has to be is not known before the desktop file, which may come later.
     if (path.starts_with(commonDirectory))
         commonPaths_.push_back(path);
+    // Under the name by which the system knows it; a link of the name is judged by what it leads to.
     if (path != config_->applicationsDir() + meta_->name() + ".desktop")
         return false;
     desktopRealPath_ = realPath;
@@ -53,12 +55,15 @@ void Desktop::finish() {
         reportMissing();
         return;
     }
+    // Read again and not kept: at the bounds of its reader it is a tree of a million names, which would lie
+    // in memory while all other files are judged.
     const auto entry = ManifestEntry::fromFilename(desktopRealPath_);
     if (!entry) {
         logger_->log(DesktopMessage::Broken);
         return;
     }
     checkCommonPaths(entry->appOrgname());
+    // Only now, as the program may come behind the desktop file and through a link.
     if (!logger_->getFlag(ValidatorFlag::NoSandboxSection))
         checkExecDBus(*entry);
 }
@@ -71,6 +76,7 @@ void Desktop::reportMissing() {
 void Desktop::checkCommonPaths(const std::string &organisation) {
     const std::string directory = commonDirectory + organisation;
     for (const std::string &path : commonPaths_) {
+        // With the slash, as another organisation's name may begin with this one's.
         if (path != directory && !path.starts_with(directory + "/"))
             logger_->log(ContentRule::ForbiddenLocation, {path});
     }

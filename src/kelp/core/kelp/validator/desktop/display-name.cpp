@@ -21,10 +21,13 @@ UChar32 nextCharacter(const std::uint8_t *text, std::int32_t &position, std::int
 }
 #pragma GCC diagnostic pop
 
+/// May stand between words, but a name of them alone would be invisible.
 bool isBlank(UChar32 character) {
     return character == 0x20 || character == 0xa0;
 }
 
+/// Characters that show nothing, turn the direction or look different on each device could make a name look
+/// like that of another application.
 bool isVisible(UChar32 character) {
     switch (u_charType(character)) {
     case U_UNASSIGNED:
@@ -44,6 +47,7 @@ bool isVisible(UChar32 character) {
 } // namespace
 
 bool isDisplayName(std::string_view text) {
+    // ICU counts bytes in 32 bits.
     if (text.size() > std::numeric_limits<std::int32_t>::max())
         return false;
     const auto size = static_cast<std::int32_t>(text.size());

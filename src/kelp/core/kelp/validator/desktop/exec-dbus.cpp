@@ -18,6 +18,7 @@ struct Free {
 };
 
 /// The path without links, or nothing.
+/// A link in the package's directory to a program of the system must not pass for one of the package.
 std::string resolved(const std::string &path) {
     const std::unique_ptr<char, Free> result(::realpath(path.c_str(), nullptr));
     if (result)
@@ -34,9 +35,13 @@ std::string unpackedPathOf(const std::string &systemPath, const UnpackedTree &tr
 
 bool isExecDBusAllowed(const std::string &launchLine, const std::string &packageName,
                        const UnpackedTree &tree) {
+    // Joined with the root as texts: to the standard path type an absolute program would be a path of its
+    // own.
     std::string program(programOf(launchLine));
     std::string binary = "/usr/bin/" + packageName;
     std::string directory = "/usr/libexec/" + packageName;
+    // Resolved in any case, as its line on standard error belongs to the report; then the main binary passes
+    // by its name: whether it is there, the checker of programs says.
     if (tree.mappings.empty())
         return resolved(tree.root + program).find(directory) != std::string::npos || program == binary;
 

@@ -22,6 +22,7 @@ enum class ContentRule : std::uint32_t {
     DigestWrong = 11,
 };
 
+/// Throws as composeMessage() does.
 Message messageOf(ContentRule rule, const std::vector<std::string> &strings);
 
 /// Appends the entries of the catalogues above.

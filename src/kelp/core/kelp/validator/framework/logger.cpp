@@ -8,6 +8,7 @@ namespace Validator {
 
 namespace {
 
+/// As many as ValidatorFlag has; a new one is unknown to the report until it is counted here.
 constexpr std::uint32_t flagCount = 14;
 
 struct Style {
@@ -15,6 +16,7 @@ struct Style {
     const char *colour;
 };
 
+/// By the number of the level. The form "report" of kelpctl validate has the same prefixes, tabs included.
 constexpr Style styles[] = {
     {"(WARNING)\t", "\033[33m"},
     {"(ERROR)\t\t", "\033[31m"},
@@ -24,6 +26,8 @@ constexpr Style styles[] = {
 
 bool isColoured = false;
 
+/// The text goes out as the package wrote it, control characters too; kelpctl validate takes findings by a
+/// sink instead, and escapes them.
 void print(const Message &message) {
     const auto level = static_cast<std::size_t>(message.level);
     if (level >= std::size(styles))
@@ -48,10 +52,13 @@ Logger::Logger(FindingSink sink) : sink_(sink ? std::move(sink) : print) {
 }
 
 void Logger::report(Message message) {
+    // Before the look for a repetition: a line is printed once, but every file that has the error fails.
     criticalSeen_ = criticalSeen_ || message.level == LogLevel::Critical;
     errorSeen_ = errorSeen_ || message.level == LogLevel::Error;
     if (message.path.empty())
         message.path = path_;
+    // Level and text alone, as only these are compared: strings and path would double what a report keeps of
+    // a package that is all findings.
     if (printed_.insert({message.level, message.text}).second)
         sink_(message);
 }
@@ -79,6 +86,8 @@ std::size_t Logger::Hash::operator()(const Message &message) const {
 }
 
 bool takeVerdict(Logger &logger, const Config &config) {
+    // An error counts for the file that has it; the files behind are judged for themselves. A critical
+    // finding stays, and fails every verdict from then on.
     const bool errorSeen = logger.errorSeen();
     logger.clearError();
     return logger.criticalSeen() || (errorSeen && config.validationEnabled());

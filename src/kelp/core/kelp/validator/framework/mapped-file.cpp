@@ -16,6 +16,7 @@ using Common::FileDescriptor;
 
 /// The size when this is an open regular file.
 std::optional<std::size_t> fileSize(const FileDescriptor &file) {
+    // Of the open file and not of its path, so that what was looked at is what is mapped.
     struct stat status;
     if (file.get() < 0 || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode))
         return std::nullopt;
@@ -39,6 +40,7 @@ std::shared_ptr<const MappedFile> MappedFile::open(const std::filesystem::path &
         return nullptr;
     // No system maps zero bytes.
     const std::string_view bytes = *size == 0 ? std::string_view() : map(file, *size);
+    // A mapping that failed must not pass for an empty file.
     if (bytes.size() != *size)
         return nullptr;
     return std::shared_ptr<const MappedFile>(new MappedFile(bytes));

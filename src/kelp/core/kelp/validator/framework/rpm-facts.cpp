@@ -18,6 +18,7 @@ namespace {
 using Common::Rpm::Reader;
 namespace Tag = Common::Rpm::Tag;
 
+/// The programs count by themselves: "%post -p PROGRAM" leaves no script, and rpm runs the program.
 constexpr std::int32_t scriptTags[] = {
     Tag::PreInstall,           Tag::PreUninstall,          Tag::PostInstall,
     Tag::PostUninstall,        Tag::PreTransaction,        Tag::PostTransaction,
@@ -26,13 +27,17 @@ constexpr std::int32_t scriptTags[] = {
 };
 
 /// What a dependency on rpm itself, on the loader or on a file has in it, and one on a package has not.
+/// rpmbuild adds the like of these by itself, so that no maker may have chosen them.
 constexpr std::string_view marksOfNoPackage[] = {"rpmlib", "rtld", "/"};
 
+/// Asks for the entries and not for their texts: a script of another type, as no packing tool writes it, is
+/// one too.
 bool hasScripts(const Reader &reader) {
     return std::ranges::any_of(scriptTags,
                                [&](std::int32_t tag) { return headerIsEntry(reader.header(), tag) != 0; });
 }
 
+/// librpm has null for what the header lacks: a file without an owner is then one that is not root's.
 std::string textOf(const char *text) {
     return text != nullptr ? text : "";
 }
@@ -45,6 +50,7 @@ std::vector<FileInfo> filesOf(const Reader &reader) {
     if (!iterator)
         throw Common::Error(Common::ErrorCode::BadPackageFileFormat, "Couldn't read rpm package");
     std::vector<FileInfo> files;
+    // Directories come too, and files that are never in the payload: this is what the package claims to own.
     while (rpmfiNext(iterator.get()) >= 0)
         files.push_back({rpmfiFMode(iterator.get()), textOf(rpmfiFN(iterator.get())),
                          textOf(rpmfiFLink(iterator.get())), textOf(rpmfiFUser(iterator.get())),
@@ -65,6 +71,8 @@ bool isOnNoPackage(std::string_view dependency) {
 
 /// The soname of "libz.so.1()(64bit)"; "libz.so.1(ZLIB_1.2)(64bit)" keeps its tag.
 std::string shortened(std::string_view dependency) {
+    // The tag stays: the lists refuse a library by it, as for GLIBC_PRIVATE and Qt_5_PRIVATE_API. Nothing is
+    // cut off a boolean dependency, which would hide what it says.
     for (const std::string_view ending : {"(64bit)", "()", "(64bit)", "()"})
         if (!isBoolean(dependency) && dependency.ends_with(ending))
             dependency.remove_suffix(ending.size());
@@ -80,6 +88,7 @@ void freeTagData(rpmtd data) {
 /// behind its first word.
 std::vector<std::string> requirementsOf(const Reader &reader) {
     const std::unique_ptr<rpmtd_s, decltype(&freeTagData)> data(rpmtdNew(), freeTagData);
+    // The texts stay in the header, which the reader holds; without the tag there are none.
     headerGet(reader.header(), Tag::RequireName, data.get(), HEADERGET_MINMEM);
     std::vector<std::string> requirements;
     while (const char *dependency = rpmtdNextString(data.get()))
@@ -92,6 +101,8 @@ std::vector<std::string> requirementsOf(const Reader &reader) {
 
 RpmFacts readRpmFacts(const Reader &reader) {
     RpmFacts facts;
+    // What is lacking is empty and not an error here: the checks refuse an empty name, and the list of files
+    // below is what must not be lacking in part.
     facts.name = reader.tagOr(Tag::Name, "");
     facts.version = reader.tagOr(Tag::Version, "");
     facts.release = reader.tagOr(Tag::Release, "");

@@ -10,6 +10,8 @@ namespace Validator {
 
 /// The views point into `fileNames`, which never changes.
 struct RpmMeta::Record {
+    // Both look-ups are built once: checks that walk the list for each link, import and library take time by
+    // the square of a package, which may hold fifty thousand files.
     explicit Record(RpmFacts given) : facts(std::move(given)) {
         fileNames.reserve(facts.files.size());
         std::ranges::transform(facts.files, std::back_inserter(fileNames), &FileInfo::path);
@@ -78,11 +80,13 @@ const std::vector<FileInfo> &RpmMeta::files() const {
     return record_->facts.files;
 }
 
+/// Byte by byte: "/a/" and "/a" are two paths, and so are all forms of one path that is not plain.
 bool RpmMeta::holds(std::string_view path) const {
     return record_->hashed.contains(path);
 }
 
 bool RpmMeta::holdsBelow(std::string_view beginning) const {
+    // Paths with one beginning stand together, and the first of them is the first that is not less than it.
     const auto found = std::ranges::lower_bound(record_->sorted, beginning);
     return found != record_->sorted.end() && found->starts_with(beginning);
 }

@@ -4,6 +4,8 @@ namespace Validator {
 
 namespace {
 
+/// By the number of the rule. The texts stay as they are, with subjects that are named twice: tools of makers
+/// look for them.
 constexpr CatalogueEntry catalogue[] = {
     {LogLevel::Error, "name-not-reverse-domain",
      "Package name should follow reverse domain notation (e.g. \"org.example.app\")"},

@@ -34,6 +34,7 @@ enum class PathRule : std::uint32_t {
     EmptyDirectory = 21,      ///< path
 };
 
+/// Throws as composeMessage() does.
 Message messageOf(PathRule rule, const std::vector<std::string> &strings);
 
 /// Appends the entries of the catalogues above.

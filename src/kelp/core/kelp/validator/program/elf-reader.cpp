@@ -16,6 +16,7 @@ namespace {
 
 using namespace std::string_view_literals;
 
+/// With its end, as ".rodata.str" is another section.
 constexpr auto rodataName = ".rodata\0"sv;
 
 unsigned char identAt(std::string_view bytes, std::size_t index) {
@@ -44,6 +45,7 @@ ElfEncoding encodingOf(std::string_view bytes) {
     }
 }
 
+/// By its own bytes, before libelf sees them, which also takes archives.
 bool isElf(std::string_view bytes) {
     if (bytes.size() < EI_NIDENT || !bytes.starts_with(ELFMAG) || identAt(bytes, EI_VERSION) != EV_CURRENT)
         return false;
@@ -59,6 +61,7 @@ bool isElf(std::string_view bytes) {
 
 /// The bytes of a section, or nothing when the file does not hold them all.
 std::optional<std::string_view> contentOf(std::string_view file, const GElf_Shdr &header) {
+    // Held against what is left, since offset and size together may wrap around.
     if (header.sh_type == SHT_NOBITS || header.sh_offset > file.size() ||
         header.sh_size > file.size() - header.sh_offset)
         return std::nullopt;
@@ -81,6 +84,7 @@ struct Budget {
     bool isExceeded = false;
 
     bool take(std::size_t &allowance, std::size_t amount) {
+        // Exceeded once is exceeded for good: a smaller amount behind a large one must not be read either.
         isExceeded = isExceeded || amount > allowance;
         if (!isExceeded)
             allowance -= amount;
@@ -96,6 +100,8 @@ public:
     std::string_view at(std::uint64_t offset) const {
         if (offset >= table_.size())
             return {};
+        // The search for the end is within the budget as well: a million names without one would each run
+        // through the whole table.
         const std::string_view rest = table_.substr(offset, budget_.text + 1);
         const std::size_t end = rest.find('\0');
         const bool isRead = budget_.take(budget_.text, std::min(end, rest.size()));
@@ -118,12 +124,14 @@ struct EntryKind {
 template<class Visit>
 void walkSections(std::string_view file, Elf *elf, const EntryKind &kind, Budget &budget,
                   const Visit &visit) {
+    // Without a handle, for a file that libelf refuses, there is no section.
     for (Elf_Scn *section = nullptr; (section = elf_nextscn(elf, section)) != nullptr;) {
         GElf_Shdr header;
         if (gelf_getshdr(section, &header) == nullptr ||
             std::ranges::find(kind.sectionTypes, header.sh_type) == kind.sectionTypes.end())
             continue;
         const auto content = contentOf(file, header);
+        // Smaller entries are not what the type says, and none at all would be walked without end.
         if (!content || header.sh_entsize < kind.size)
             continue;
         if (!budget.take(budget.entries, content->size()) || visit(header, *content))
@@ -138,6 +146,7 @@ bool walk(std::string_view file, Elf *elf, const EntryKind &kind, const Visit &v
     Budget budget(file);
     walkSections(file, elf, kind, budget, [&](const GElf_Shdr &header, std::string_view content) {
         const Names names(contentOf(file, elf, header.sh_link).value_or(""sv), budget);
+        // By the size that the section gives, which may be more than the part that is read.
         for (; content.size() >= header.sh_entsize; content.remove_prefix(header.sh_entsize)) {
             if (visit(content, names) || budget.isExceeded)
                 return true;
@@ -149,6 +158,8 @@ bool walk(std::string_view file, Elf *elf, const EntryKind &kind, const Visit &v
 
 /// Whether the sections alone, entries unread, go over the budget.
 bool claimsTooMuch(std::string_view file, Elf *elf) {
+    // Known before any walk: a section as large as the file, in front of the others, would use up what may be
+    // read and hide the libraries behind it. Sections count whatever the size of their entries.
     for (const EntryKind &kind : {EntryKind{{SHT_SYMTAB, SHT_DYNSYM}, 1}, EntryKind{{SHT_DYNAMIC}, 1}}) {
         Budget budget(file);
         walkSections(file, elf, kind, budget, [](const GElf_Shdr &, std::string_view) { return false; });
@@ -173,6 +184,7 @@ Entry translated(Elf *elf, std::string_view raw, Elf_Type type) {
     return entry;
 }
 
+/// The values of other tags are addresses and numbers, which mean nothing as places of a string.
 bool hasText(std::uint64_t tag) {
     return tag == DT_NEEDED || tag == DT_SONAME || tag == DT_RPATH || tag == DT_RUNPATH;
 }
@@ -205,6 +217,7 @@ std::shared_ptr<IElfReader> ElfReader::create(const std::filesystem::path &path)
     auto file = MappedFile::open(path);
     if (!file || !isElf(file->bytes()))
         return nullptr;
+    // libelf refuses everything before it has been told the version.
     elf_version(EV_CURRENT);
     // The image is only read: libelf's type just lacks the word. A file that libelf refuses, as one of
     // unknown byte order, is a file without sections.
@@ -233,6 +246,7 @@ bool ElfReader::isValid() const {
 }
 
 void ElfReader::forEachSymbol(const std::function<bool(const ElfSymbol &)> &visit) const {
+    // A file that is over its budget is not read any more: it is refused, whatever else it holds.
     const auto walkAll = elfClass_ == ElfClass::Bits32 ? walkSymbols<Elf32_Sym> : walkSymbols<Elf64_Sym>;
     isOverBudget_ = isOverBudget_ || walkAll(file_->bytes(), elf_.get(), visit);
 }
@@ -244,6 +258,7 @@ void ElfReader::forEachDynamicEntry(const std::function<bool(const ElfDynamicSec
 
 std::string_view ElfReader::rodata() const {
     std::size_t namesIndex = 0;
+    // Sections are found by name: read-only data has no type of its own.
     if (elf_getshdrstrndx(elf_.get(), &namesIndex) != 0)
         return {};
     const std::string_view names = contentOf(file_->bytes(), elf_.get(), namesIndex).value_or(""sv);

@@ -22,6 +22,7 @@ constexpr std::string_view mainBinaries = "/usr/bin/";
 constexpr std::string_view profileWithoutBinary = "pwa";
 constexpr std::string_view vitrineImport = "Halyard.Vitrine 1.0";
 
+/// By the bits of the unpacked file, which are those of the package while it is judged.
 bool isOwnerExecutable(const std::string &path) {
     return Common::isRegularFile(path) && Common::hasPermissions(path, std::filesystem::perms::owner_exec);
 }
@@ -33,6 +34,7 @@ std::vector<std::string_view> foreignLibraries(const IElfReader &reader,
     std::vector<std::string_view> foreign;
     std::unordered_set<std::string_view> seen;
     reader.forEachDynamicEntry([&](const ElfDynamicSection &entry) {
+        // Each name is held against the expressions once, however often a hostile file repeats it.
         if (entry.tag == DT_NEEDED && seen.insert(entry.value).second && !allowed.contains(entry.value))
             foreign.push_back(entry.value);
         return false;
@@ -54,6 +56,8 @@ Executable::Executable(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> co
                        std::shared_ptr<Logger> logger) :
     ValidatorBase(std::move(meta), std::move(config), std::move(logger)) {}
 
+/// The main binary also where it is not executable, so that one that lacks the bits does not count as
+/// missing.
 bool Executable::canValidate(const std::string &path, const std::string &realPath) {
     return path == std::string(mainBinaries) + meta_->name() || isOwnerExecutable(realPath);
 }
@@ -77,6 +81,7 @@ Executable::Content Executable::judgeWhole() {
         checkRpath();
         checkElfTabs();
     }
+    // Behind the walks above: a file that goes over the reader's budget in them is not valid from then on.
     const Content content = reader_ && reader_->isValid() ? Content::Elf : Content::NotValid;
     judgePlace(content);
     if (reader_)
@@ -90,6 +95,7 @@ void Executable::judgePlace(Content content) const {
         return;
     }
     logger_->setFlag(ValidatorFlag::ElfSeen, true);
+    // A warning: on a device of its architecture the program runs all the same.
     if (meta_->architecture() == "noarch")
         logger_->log(ExecutableRule::ArchitectureSpecific);
     if (isOwnerExecutable(realPath_))
@@ -101,6 +107,7 @@ bool Executable::isMainBinary() const {
 }
 
 void Executable::checkLocation() const {
+    // With whatever stands behind the name: programs of tasks lie there as NAME.SUFFIX.
     if (path_.find(config_->binDir() + meta_->name()) != std::string::npos)
         logger_->setFlag(ValidatorFlag::MainBinaryExecutable, true);
     else if (!path_.starts_with(config_->libexecDir() + meta_->name() + '/') &&
@@ -119,6 +126,7 @@ void Executable::checkLibraries() const {
     });
     std::ranges::sort(libraries);
     for (const std::string_view library : libraries) {
+        // Found only by way of an rpath, for which finish() asks then.
         if (isShippedLibrary(library, *meta_, config_->shareDir()))
             logger_->setFlag(ValidatorFlag::ShippedLibraryUsed, true);
         else
@@ -135,6 +143,7 @@ void Executable::checkRpath() const {
 }
 
 void Executable::checkElfTabs() const {
+    // Kept here and set behind the walk: a program may have a million symbols, and flags are looked up.
     bool startSeen = false;
     bool mainSeen = false;
     bool otherSeen = false;
@@ -160,12 +169,14 @@ void Executable::scanEmbeddedImports() const {
     if (imports.contains(std::string(vitrineImport)))
         logger_->setFlag(ValidatorFlag::ImportsVitrine, true);
     for (const std::string &import : imports) {
+        // A note and no more: text that looks like an import may be a message or a template.
         if (!config_->allowedQmlImports().contains(import))
             logger_->log(QmlRule::EmbeddedImport, {import});
     }
 }
 
 void Executable::finish() {
+    // Only here are all flags known: desktop file and programs come in any order.
     if (config_->name() == profileWithoutBinary)
         return;
     finishMainBinary();
@@ -188,6 +199,8 @@ void Executable::finishMainBinary() const {
 void Executable::finishSymbols() const {
     if (!logger_->getFlag(ValidatorFlag::MainBinarySeen))
         return;
+    // The booster of Vitrine calls main(), others start a program that lacks it in the ordinary way. A
+    // program without other symbols shows nothing about main().
     const bool isStrict =
         logger_->getFlag(ValidatorFlag::OtherSymbolSeen) && logger_->getFlag(ValidatorFlag::ImportsVitrine);
     if (!logger_->getFlag(ValidatorFlag::LibcStartMainSeen))
@@ -199,6 +212,7 @@ void Executable::finishSymbols() const {
 void Executable::finishRpath() const {
     const bool isPresent = logger_->getFlag(ValidatorFlag::RpathPresent);
     if (!isPresent) {
+        // Its own libraries would not be found; those of the system are, without an rpath.
         const bool needsNone = !logger_->getFlag(ValidatorFlag::ShippedLibraryUsed);
         logger_->setFlag(ValidatorFlag::RpathAcceptable, needsNone);
         logger_->log(ExecutableRule::RpathEmpty);

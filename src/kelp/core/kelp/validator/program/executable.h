@@ -23,8 +23,10 @@ public:
     void validate(const std::string &path, const std::string &realPath) override;
 
     /// True for the main binary, and for every regular file that its owner may execute, scripts too.
+    /// Raises ErrorCode::Filesystem when the file goes away meanwhile.
     bool canValidate(const std::string &path, const std::string &realPath) override;
 
+    /// The rules on the main binary, its symbols and its rpath; none of them for a web application.
     void finish() override;
 
 private:

@@ -13,6 +13,7 @@ namespace Validator {
 
 namespace {
 
+/// The home of the first user on some devices; on others a program that has it built in finds nothing.
 constexpr std::string_view hardcodedPath = "/home/defaultuser";
 
 /// A file whose location is judged.
@@ -24,6 +25,7 @@ struct Place {
     bool isAllowed; ///< Whether the profile lists the path.
 };
 
+/// A script would be run without anybody having looked at what it runs.
 bool isValidElfOrDirectory(const std::string &realPath) {
     std::error_code error;
     if (std::filesystem::is_directory(realPath, error))
@@ -74,7 +76,10 @@ constexpr LocationRule locationRules[] = {
      },
      pass},
     {[](const Place &p) { return p.path == p.config.libexecDir() + p.name; }, pass},
+    // Whether it is the organisation's own directory, the checker of the desktop file says at the end, if
+    // there is such a file.
     {[](const Place &p) { return p.path.starts_with("/usr/share/common/"); }, pass},
+    // In front of the profile's list, which takes what lies in /usr/bin and so the second form as well.
     {[](const Place &p) { return p.path == "/usr/bin" || p.path == "/usr/bin/"; }, refuseBinDirectory},
     {[](const Place &p) { return p.path.starts_with("/usr/lib/debug"); }, refuseDebugFile},
     {[](const Place &p) { return p.path.starts_with("/usr/src/debug"); }, refuseDebugFile},
@@ -82,6 +87,7 @@ constexpr LocationRule locationRules[] = {
          return beginsWith(p.path, {p.config.libexecDir(), p.name, "/"});
      },
      requireElf},
+    // Behind all that have a finding of their own, which would else be lost for a profile that lists more.
     {[](const Place &p) { return p.isAllowed; }, pass},
     {[](const Place &) { return true; }, refuse},
 };
@@ -105,6 +111,7 @@ void Path::checkLocation() const {
 }
 
 void Path::checkContent() const {
+    // Directories cannot be mapped; files can be read by their owner as long as they are judged.
     const auto file = MappedFile::open(realPath_);
     if (file && file->bytes().find(hardcodedPath) != std::string_view::npos)
         logger_->log(ContentRule::HardcodedPath, {path_});

@@ -27,6 +27,7 @@ enum class ExecutableRule : std::uint32_t {
     ForbiddenLibrary = 14, ///< library
 };
 
+/// Throws as composeMessage() does.
 Message messageOf(ExecutableRule rule, const std::vector<std::string> &strings);
 
 /// Appends the entries of the catalogues above.

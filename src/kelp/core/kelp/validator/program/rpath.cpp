@@ -11,6 +11,7 @@ namespace {
 
 using Places = std::array<std::string, 6>;
 
+/// The package's own directories of libraries, and the two where the loader looks by itself.
 Places placesOf(const std::string &package) {
     return {"$ORIGIN/../share/" + package + "/lib",
             "/usr/share/" + package + "/lib",
@@ -29,6 +30,7 @@ std::string_view trimmed(std::string_view text) {
 
 bool isAllowed(std::string_view directory, const Places &places) {
     return std::ranges::any_of(places, [&](const std::string &place) {
+        // Up to a slash or the end: "/usr/libfoo" is no directory in "/usr/lib".
         return directory.starts_with(place) &&
                (directory.size() == place.size() || directory[place.size()] == '/');
     });

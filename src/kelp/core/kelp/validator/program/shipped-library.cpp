@@ -10,6 +10,8 @@ namespace Validator {
 namespace {
 
 constexpr std::string_view thirdPartyDirectory = "/usr/lib/3rdparty/";
+/// Few places by full paths, and not a search for the name: a program may need thousands of libraries, and a
+/// package have fifty thousand files.
 constexpr std::string_view shareFolders[] = {"lib/", "libs/", "lib/qmlplugins/", "libs/qmlplugins/"};
 constexpr std::string_view thirdPartyFolders[] = {"", "lib/", "qmlplugins/", "lib/qmlplugins/"};
 
@@ -26,6 +28,7 @@ bool isIn(const std::string &area, std::span<const std::string_view> folders, st
 } // namespace
 
 bool isShippedLibrary(std::string_view library, const RpmMeta &package, const std::string &shareDirectory) {
+    // By the list of files, as the library may be unpacked behind the program that needs it.
     const std::string own = package.name() + '/';
     return isIn(shareDirectory + own, shareFolders, library, package) ||
            isIn(std::string(thirdPartyDirectory) + own, thirdPartyFolders, library, package);

@@ -17,6 +17,7 @@ enum class QmlRule : std::uint32_t {
     ReservedImport = 4, ///< import
 };
 
+/// Throws as composeMessage() does.
 Message messageOf(QmlRule rule, const std::vector<std::string> &strings);
 
 /// Appends the entries of the catalogues above.

@@ -20,6 +20,7 @@ bool isQuoted(std::string_view import) {
     return import.size() > 1 && import.front() == '"' && import.back() == '"';
 }
 
+/// Of a text that isQuoted() accepts, two quotes at least.
 std::string_view targetOf(std::string_view quoted) {
     return quoted.substr(1, quoted.size() - 2);
 }
@@ -69,12 +70,14 @@ void QmlImports::extractImports() {
 
 QmlImports::Imports QmlImports::scan() {
     Imports found;
+    // Each import as soon as it is found: a file of nothing but imports would else be kept as a whole.
     if (const auto file = MappedFile::open(realPath_))
         scanQmlImports(file->bytes(), [&](const QmlImport &import) { take(textOf(import), found); });
     return found;
 }
 
 void QmlImports::take(std::string import, Imports &found) {
+    // Of every import, as this one is allowed and so is not kept.
     if (import == vitrineImport)
         logger_->setFlag(ValidatorFlag::ImportsVitrine, true);
     const Objections objections = objectionsTo(import);
@@ -88,6 +91,7 @@ QmlImports::Objections QmlImports::objectionsTo(const std::string &import) {
     if (const auto found = judged_.find(import); found != judged_.end())
         return found->second;
     const Objections objections{isQuoted(import) && targetOf(import).starts_with('/'), listed(import)};
+    // All at once: a package in which every import differs is hostile, and loses only the saving.
     if (judged_.size() >= mostRemembered)
         judged_.clear();
     if (import.size() <= longestRemembered)
@@ -96,6 +100,7 @@ QmlImports::Objections QmlImports::objectionsTo(const std::string &import) {
 }
 
 std::optional<QmlRule> QmlImports::listed(const std::string &import) const {
+    // Allowed first: the reserved expressions take all versions of all modules of the system.
     if (config_->allowedQmlImports().contains(import))
         return std::nullopt;
     if (config_->unstableQmlImports().contains(import) || config_->deprecatedQmlImports().contains(import))
@@ -120,12 +125,16 @@ void QmlImports::dropShipped() {
     });
 }
 
+/// With today's lists nothing comes here: no row begins with a quote, so that a relative import passes
+/// wherever it leads. The rule stands for a list that objects to such imports, which must not hit those of
+/// files that the package ships. By the words alone, so that a slash at the end makes another path.
 bool QmlImports::isShipped(const std::string &import) const {
     const auto directory = std::filesystem::path(path_).parent_path();
     const std::string file = (directory / targetOf(import)).lexically_normal().string();
     return file.starts_with(config_->shareDir() + meta_->name() + "/qml/") && meta_->holds(file);
 }
 
+/// A module in no list passes: what the platform does not know is taken for the application's own.
 void QmlImports::reportListed() const {
     for (const auto &[import, objections] : imports_) {
         if (objections.listed)
@@ -147,6 +156,7 @@ void QmlImports::forgetReported() {
 }
 
 void QmlImports::finish() {
+    // The import may be in any file, a program too, and the type is in the desktop file.
     if (logger_->getFlag(ValidatorFlag::ImportsVitrine) && !logger_->getFlag(ValidatorFlag::VitrineApp))
         logger_->log(QmlRule::VitrineTypeMissing);
 }

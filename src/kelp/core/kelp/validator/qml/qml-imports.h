@@ -28,6 +28,7 @@ public:
     /// True for every path that ends in ".qml".
     bool canValidate(const std::string &path, const std::string &realPath) override;
 
+    /// Warns of an import of Vitrine in an application of another type.
     void finish() override;
 
 private:

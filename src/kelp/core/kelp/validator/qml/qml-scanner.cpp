@@ -13,6 +13,7 @@ constexpr std::string_view keyword = "import";
 bool isSeparator(char c) {
     return isSpace(c) || c == ';';
 }
+/// Other characters that QML takes in a name end it here: what is left in front is held against the lists.
 bool isModuleCharacter(char c) {
     return isAlpha(c) || isDigit(c) || c == '.';
 }
@@ -69,6 +70,7 @@ std::string_view takeWord(std::string_view &text) {
 void scanQmlImports(std::string_view text, const std::function<void(const QmlImport &)> &visit) {
     for (bool inHead = true; inHead && !text.empty();) {
         const std::string_view line = takeThrough(text, '\n', 0);
+        // The line itself is looked at still: an import may stand in front of the brace.
         inHead = line.find('{') == std::string_view::npos;
         scanLine(line.substr(0, line.find('\n')), visit);
     }
