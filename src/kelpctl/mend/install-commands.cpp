@@ -66,7 +66,7 @@ ExitStatus attempt(const std::string &name, const Act &act) {
 
 ExitStatus install(const InstallArguments &arguments, std::ostream &output) {
     // Findings go to standard error by the validator's own report.
-    Validator::Logger::setColoured(isColoured(STDERR_FILENO));
+    Validator::Logger::setPrinting(isColoured(STDERR_FILENO), shown);
     // Held over all files, so that nobody else's change comes between two of them.
     std::optional<WriterLock> lock;
     // A dry run changes nothing, and the lock is a file that only root can make.

@@ -10,6 +10,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 
 namespace KelpCtl {
@@ -49,6 +50,11 @@ bool haveOwnNameSpaces() {
 /// Memory takes the place of the other root's temporary directory: a look writes nothing there either.
 bool haveOwnTemporaryDirectory() {
     ::setenv("TMPDIR", "/tmp", 1);
+    // Through a link in its place the memory would cover what is looked for, as the store.
+    if (std::filesystem::is_symlink("/tmp")) {
+        errno = ELOOP;
+        return false;
+    }
     return ::mount("kelpctl", "/tmp", "tmpfs", 0, "mode=0700") == 0;
 }
 

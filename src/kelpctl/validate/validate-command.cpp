@@ -46,8 +46,9 @@ struct ValidateArguments {
 };
 
 std::string checkVersion(const std::string &text) {
-    return Validator::parseVersion(text).empty() ? "A version is numbers with full stops between: " + text
-                                                 : "";
+    return Validator::parseVersion(text).empty()
+               ? "A version is numbers with full stops between: " + shown(text)
+               : "";
 }
 
 /// Only what does not refuse a package may be hidden.
@@ -55,7 +56,7 @@ std::string checkHidden(const std::string &id) {
     const auto all = Validator::allFindings();
     const auto found = std::ranges::find(all, id, &Validator::CatalogueEntry::id);
     if (found == all.end())
-        return "There is no finding " + id;
+        return "There is no finding " + shown(id);
     const bool isMild = found->level == LogLevel::Warning || found->level == LogLevel::Info;
     return isMild ? "" : "Only warnings and notes can be hidden: " + id;
 }

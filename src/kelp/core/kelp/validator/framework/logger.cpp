@@ -25,9 +25,9 @@ constexpr Style styles[] = {
 };
 
 bool isColoured = false;
+std::string (*shownText)(std::string_view) = nullptr;
 
-/// The text goes out as the package wrote it, control characters too; kelpctl validate takes findings by a
-/// sink instead, and escapes them.
+/// The text goes out as the package wrote it, control characters too, unless somebody wants it otherwise.
 void print(const Message &message) {
     const auto level = static_cast<std::size_t>(message.level);
     if (level >= std::size(styles))
@@ -36,7 +36,7 @@ void print(const Message &message) {
         std::cerr << styles[level].colour << styles[level].prefix << "\033[m";
     else
         std::cerr << styles[level].prefix;
-    std::cerr << message.text << '\n' << std::flush;
+    std::cerr << (shownText ? shownText(message.text) : message.text) << '\n' << std::flush;
 }
 
 void complain(const char *operation, ValidatorFlag flag) {
@@ -77,8 +77,9 @@ bool Logger::getFlag(ValidatorFlag flag) const {
     return false;
 }
 
-void Logger::setColoured(bool coloured) {
+void Logger::setPrinting(bool coloured, std::string (*shown)(std::string_view)) {
     isColoured = coloured;
+    shownText = shown;
 }
 
 std::size_t Logger::Hash::operator()(const Message &message) const {

@@ -5,6 +5,8 @@
 
 #include <functional>
 #include <initializer_list>
+#include <new>
+#include <string>
 #include <string_view>
 #include <unordered_map>
 #include <unordered_set>
@@ -29,7 +31,8 @@ public:
     ///
     ///     Message messageOf(Rule, const std::vector<std::string> &);
     ///
-    /// beside the type. A message that cannot be composed is reported as one of level Info.
+    /// beside the type. A message that cannot be composed is reported as one of level Info; where memory is
+    /// missing for it, that is raised, as an error must not become a note by it.
     template<class Rule>
     void log(Rule rule, std::initializer_list<std::string_view> strings = {}) {
         const std::vector<std::string> copies(strings.begin(), strings.end());
@@ -50,8 +53,9 @@ public:
     bool criticalSeen() const { return criticalSeen_; }
     void clearError() { errorSeen_ = false; }
 
-    /// Whether the reports of this process colour their prefixes; they do not at the start.
-    static void setColoured(bool coloured);
+    /// How the reports of this process are printed: with coloured prefixes, and with each text as `shown`
+    /// gives it; without both at the start, and with the texts as the package wrote them.
+    static void setPrinting(bool isColoured, std::string (*shown)(std::string_view));
 
 private:
     struct Hash {
@@ -63,6 +67,8 @@ private:
         Message message{LogLevel::Info, "[validator] Error while construct message"};
         try {
             message = compose();
+        } catch (const std::bad_alloc &) {
+            throw;
         } catch (...) {
         }
         report(std::move(message));

@@ -1,5 +1,6 @@
 #include "kelp/core/kelp/validator/framework/mapped-file.h"
 
+#include "kelp/core/common/error.h"
 #include "kelp/core/common/file-descriptor.h"
 
 #include <fcntl.h>
@@ -7,27 +8,35 @@
 #include <sys/stat.h>
 
 #include <optional>
+#include <utility>
 
 namespace Validator {
 
 namespace {
 
+using Common::Error;
+using Common::ErrorCode;
 using Common::FileDescriptor;
 
 /// The size when this is an open regular file.
-std::optional<std::size_t> fileSize(const FileDescriptor &file) {
+std::optional<off_t> fileSize(const FileDescriptor &file) {
     // Of the open file and not of its path, so that what was looked at is what is mapped.
     struct stat status;
     if (file.get() < 0 || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode))
         return std::nullopt;
-    return static_cast<std::size_t>(status.st_size);
+    return status.st_size;
 }
 
-/// All of the file, or an empty view.
-std::string_view map(const FileDescriptor &file, std::size_t size) {
-    void *address = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file.get(), 0);
-    return address == MAP_FAILED ? std::string_view()
-                                 : std::string_view(static_cast<const char *>(address), size);
+/// All of the file. Fails for one that the address space of a small device cannot hold: judged by its first
+/// part, or as an empty one, it would have its rest slip past every checker.
+std::string_view map(const FileDescriptor &file, off_t size, const std::filesystem::path &path) {
+    const auto length = static_cast<std::size_t>(size);
+    void *address = std::cmp_equal(length, size)
+                        ? ::mmap(nullptr, length, PROT_READ, MAP_PRIVATE, file.get(), 0)
+                        : MAP_FAILED;
+    if (address == MAP_FAILED)
+        throw Error(ErrorCode::Filesystem, "Couldn't map file: " + path.string());
+    return {static_cast<const char *>(address), length};
 }
 
 } // namespace
@@ -39,10 +48,7 @@ std::shared_ptr<const MappedFile> MappedFile::open(const std::filesystem::path &
     if (!size)
         return nullptr;
     // No system maps zero bytes.
-    const std::string_view bytes = *size == 0 ? std::string_view() : map(file, *size);
-    // A mapping that failed must not pass for an empty file.
-    if (bytes.size() != *size)
-        return nullptr;
+    const std::string_view bytes = *size == 0 ? std::string_view() : map(file, *size, path);
     return std::shared_ptr<const MappedFile>(new MappedFile(bytes));
 }
 

@@ -14,7 +14,8 @@ namespace Validator {
 class MappedFile {
 public:
     /// The file at `path`, links followed. Empty when it cannot be opened, and when it is anything but a
-    /// regular file: a pipe or a device that a package ships is never waited for.
+    /// regular file: a pipe or a device that a package ships is never waited for. Raises
+    /// ErrorCode::Filesystem "Couldn't map file: PATH" for a regular file that cannot be mapped as a whole.
     static std::shared_ptr<const MappedFile> open(const std::filesystem::path &path);
 
     MappedFile(const MappedFile &) = delete;
