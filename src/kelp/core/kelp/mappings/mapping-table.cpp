@@ -72,6 +72,7 @@ void appendOrganisationRow(std::vector<Mapping> &mappings, const std::string &pr
 
 void appendLib64Variants(std::vector<Mapping> &mappings) {
     const std::size_t count = mappings.size();
+    // At once: the row that is referred to below would not outlive a move of the vector.
     mappings.reserve(2 * count);
     for (std::size_t i = 0; i < count; ++i) {
         const Mapping &row = mappings[i];
@@ -97,6 +98,7 @@ std::vector<Mapping> buildMappings(const std::string &id, const std::string &key
     if (!organisation.empty() && !application.empty())
         mappings.emplace_back("common", prefix + "usr/share/common/" + organisation + "/" + application + "/",
                               0, 1);
+    // Images with 64 bits have rpms with either directory; the store publishes in one.
     if (rooted == Rooted::No)
         appendLib64Variants(mappings);
     return mappings;
