@@ -88,6 +88,7 @@ void FSDatabase::publishCurrent(const std::string &id, const PackageInformation 
         // flushed has left it with or without its plan.
         takeBackFiles(plan,
                       durability == Durability::Deferred ? CopiedLinks::AreOurs : CopiedLinks::AreForeign);
+        // While there is no plan: what a plan names is taken for ours, whoever made it.
         requireFreeTargets(plan);
         writePlan(id, plan, durability);
         publish(plan, mode, made);

@@ -99,6 +99,7 @@ FSDatabase::FSDatabase(const IConfiguration &configuration, const IDatabasePathR
     configuration_(&configuration), pathResolver_(&pathResolver) {
     const fs::path &directory = configuration.databaseDirectory();
     try {
+        // Not raised: each operation on the store tells of it by itself.
         if (!Common::exists(directory))
             fs::create_directories(directory);
     } catch (const std::exception &error) {
@@ -185,6 +186,7 @@ void FSDatabase::completeUpdate(const std::string &id) {
     try {
         swapToNext(id);
     } catch (...) {
+        // Whatever comes of this, the caller hears why the update failed.
         recoverPrevious(id);
         throw;
     }
@@ -205,6 +207,7 @@ void FSDatabase::backUpCurrent(const std::string &id) {
     const fs::path current = pathResolver_->currentDirectory(id);
     if (!Common::exists(current))
         throw internalError("Missing current directory when trying to do backup for ", id);
+    // The old version keeps its directory, so that the way back is one rename as well.
     renameLink(current, pathResolver_->previousDirectory(id));
 }
 

@@ -55,6 +55,7 @@ void PackageOutline::add(const RpmPackage &package, const RpmPackage::FileEntry 
     if (std::holds_alternative<Common::Rpm::Directory>(entry.kind)) {
         put(path, {});
     } else if (const auto *link = std::get_if<Common::Rpm::Symlink>(&entry.kind)) {
+        // As RpmPackage::extractLink() is going to make it.
         const auto translate = [&](const fs::path &system) {
             return packagePathOf(system, package.mappings());
         };

@@ -143,6 +143,7 @@ bool replaceByNext() {
     const fs::path next = neighbour(".next");
     const fs::path registry = registryFile();
     try {
+        // Not flushed: until the rename is on disk, the registry of before is there as a whole.
         Common::move(next, registry);
         return true;
     } catch (const std::exception &error) {

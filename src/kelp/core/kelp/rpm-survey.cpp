@@ -75,6 +75,7 @@ std::vector<RpmPackage::FileEntry> readFiles(const Reader &reader) {
         files.push_back(entry);
         return false;
     };
+    // Every name of a file that has several: with rpm's erasure all of them go.
     FileIterator(reader).forEach(append, FileIterator::Names::All);
     return files;
 }
@@ -290,6 +291,7 @@ void RpmSurvey::markForeign(const Reader &reader, const std::set<PlaceOnDisk> &d
 
 void RpmSurvey::judgeTargets(RpmCandidate &candidate) {
     for (std::size_t i = 0; i < candidate.files.size(); ++i) {
+        // rpm leaves it to the other package, in the way of what would be published.
         const auto foreign = foreign_.find(candidate.files[i]);
         if (foreign != foreign_.end() && !candidate.stays)
             candidate.stays = candidate.entry.files[i].path + " belongs to " + foreign->second + " too";

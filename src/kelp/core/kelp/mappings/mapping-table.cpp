@@ -19,6 +19,8 @@ struct Rule {
 constexpr bool perPackage = true;
 constexpr bool shared = false;
 
+/// Where copies are required links do not do, and one file below such a row makes copies of the whole
+/// package.
 constexpr Rule rules[] = {
     {"bin", "usr/bin/", shared, 0, 0},
     {"connman/plugin", "usr/lib/connman/plugins-vpn/", shared, 1, 0},
