@@ -104,7 +104,8 @@ const PackageOutline::Node *PackageOutline::find(const fs::path &path) const {
     return found == nodes_.end() ? nullptr : &found->second;
 }
 
-/// Walks as the kernel will once the tree lies in the version directory.
+/// Walks as the kernel will once the tree lies in the version directory. A link that leaves the version leads
+/// to nothing: what lies there does not come along.
 bool PackageOutline::leadsSomewhere(const fs::path &link) const {
     std::deque<fs::path> rest(link.begin(), link.end());
     fs::path reached;
@@ -126,7 +127,6 @@ bool PackageOutline::leadsSomewhere(const fs::path &link) const {
             return false;
         fs::path target = node->target;
         if (target.is_absolute()) {
-            // Links that leave the version are refused: what they lead to does not come along.
             target = target.lexically_relative(versionDirectory_);
             if (target.empty() || *target.begin() == "..")
                 return false;
