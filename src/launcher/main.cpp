@@ -47,5 +47,7 @@ int main() {
     };
     const auto lock = lockUnlessDone(migrations);
     runMigrations(migrations, configuration);
+    // Whatever failed: the start of the machine waits for this, and kelp-status.service says what is left to
+    // do.
     return 0;
 }

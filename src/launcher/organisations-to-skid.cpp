@@ -10,8 +10,10 @@ namespace Launcher {
 void migrateOrganisationsToSkid(Core::Configuration &configuration) {
     using Core::KELP::SKID::Patterns;
     Core::KELP::FSDatabase store(configuration, Core::KELP::DatabasePathResolver::instance());
+    // All is listed before anything moves: what fails up to there has moved nothing.
     for (const auto &units : Patterns::migrationUnits(store.packages(), Patterns::sharedFilesInRpm()))
         Patterns::migrate(units);
+    // The stamp is about to say that they are done.
     Patterns::flushMoves();
 }
 

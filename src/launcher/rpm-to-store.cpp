@@ -52,6 +52,8 @@ void bindClientCertificates(IDatabase &sources) {
         try {
             bind(id, *certificate, sources);
         } catch (const Common::Error &error) {
+            // Not tried at the next start, for which one lost binding is no reason: kelpctl doctor finds it.
+            // What the signature database raises ends the migration.
             LogStream(LogLevel::Error) << "Failed to add client certificate for package " << id << error;
         }
     }
@@ -65,6 +67,7 @@ void bindToReservedSource(const std::string &id, IDatabase &sources) {
         sources.setMissingSourceAllowed(true);
         sources.addSource({reservedSource, "", {}});
     }
+    // For good, as far as the launcher goes: it binds no package twice.
     sources.addPackage(id, reservedSource);
     logBinding(id, reservedSource);
 }

@@ -65,6 +65,7 @@ std::optional<std::string> readRegularFile(const std::string &path) {
 
 std::optional<ManifestEntry> ManifestEntry::fromFilename(const std::string &path) {
     const auto text = readRegularFile(path);
+    // Before the parser has it: what its tables cost is spent while it reads.
     if (!text || isNameFlood(*text))
         return std::nullopt;
     std::shared_ptr<GKeyFile> file(g_key_file_new(), g_key_file_unref);
@@ -117,6 +118,7 @@ std::vector<std::string> ManifestEntry::stringVectorValue(const std::string &gro
 
 std::string ManifestEntry::sandboxSection() const {
     std::string section;
+    // The last that is there counts, in this order and not in that of the file.
     for (const char *name : {"X-Application", "X-Fencebox", "Fencebox"})
         if (containsGroup(name))
             section = name;

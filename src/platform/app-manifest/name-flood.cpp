@@ -17,12 +17,14 @@ constexpr std::ptrdiff_t maximumOfOneHash = 64;
 constexpr std::size_t maximumNames = std::size_t(1) << 20;
 
 constexpr std::string_view blanks = " \t\r\v\f";
+/// A zero ends the reader's texts as well.
 constexpr auto endsOfName = "=]\0"sv;
 
 /// What g_str_hash() makes of the name.
 std::uint32_t hashOf(std::string_view name) {
     std::uint32_t hash = 5381;
     for (const char c : name)
+        // The reader takes bytes as signed, also where char is not.
         hash = hash * 33 + static_cast<std::uint32_t>(static_cast<signed char>(c));
     return hash;
 }
@@ -58,6 +60,7 @@ bool isNameFlood(std::string_view text) {
     if (names.size() > maximumNames)
         return true;
     std::ranges::sort(names);
+    // A name that comes again is no further entry of the reader's tables.
     names.erase(std::unique(names.begin(), names.end()), names.end());
     for (auto first = names.begin(); first != names.end();) {
         const auto last = std::find_if(first, names.end(),

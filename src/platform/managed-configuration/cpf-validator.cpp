@@ -14,6 +14,7 @@ std::string CPFValidator::standardSchemasDirectory() {
 }
 
 std::shared_ptr<CPFValidator> CPFValidator::instance(const std::filesystem::path &schemas) {
+    // The directory only tells instances apart: this stand-in reads no schemas.
     static std::map<std::filesystem::path, std::shared_ptr<CPFValidator>> instances;
     auto &instance = instances[schemas];
     if (!instance)
@@ -35,6 +36,7 @@ bool CPFValidator::isValid(const std::filesystem::path &path) const {
     JsonObjectCheck check;
     std::array<char, 4096> block{};
     while (file.read(block.data(), block.size()) || file.gcount() > 0) {
+        // At the first byte that cannot be right: what is left of a file of any size is not read.
         if (!check.feed({block.data(), static_cast<std::size_t>(file.gcount())}))
             return false;
     }

@@ -11,6 +11,7 @@ using Text = boost::json::string_view;
 
 /// What the parser tells of a text. It accepts everything but a root that is no object.
 struct Handler {
+    // No size is too large for what keeps nothing; depth is bounded by the parser's own options.
     static constexpr std::size_t max_object_size = std::size_t(-1);
     static constexpr std::size_t max_array_size = std::size_t(-1);
     static constexpr std::size_t max_key_size = std::size_t(-1);
@@ -57,11 +58,13 @@ JsonObjectCheck::~JsonObjectCheck() = default;
 bool JsonObjectCheck::feed(std::string_view piece) {
     Error error;
     const std::size_t read = parser_->write_some(true, piece.data(), piece.size(), error);
+    // The parser stops behind the root: what it did not read is more than white space.
     return !error && read == piece.size();
 }
 
 bool JsonObjectCheck::finish() {
     Error error;
+    // No more is to come: what is not closed by now is an error.
     parser_->write_some(false, nullptr, 0, error);
     return !error && parser_->done();
 }

@@ -7,6 +7,7 @@ namespace PackageSignatures {
 
 namespace {
 
+/// A file without a signature has an empty one, of which no attribute is made.
 Bytes signatureAt(const std::map<int, Bytes> &signatures, int fileIndex) {
     const auto found = signatures.find(fileIndex);
     return found == signatures.end() ? Bytes() : found->second;

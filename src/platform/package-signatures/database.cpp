@@ -18,6 +18,8 @@ Database::~Database() = default;
 
 std::vector<std::string> Database::packages() const {
     SQLite::Statement query(*database_,
+                            // A package has a row for each of its groups; the collation is that of the column
+                            // unless it is named.
                             "SELECT DISTINCT package FROM certificates ORDER BY package COLLATE BINARY");
     std::vector<std::string> ids;
     while (query.executeStep())
@@ -33,6 +35,7 @@ std::optional<Certificate> Database::packageCertificateWithGroup(const std::stri
     query.bind(2, static_cast<int>(group));
     if (!query.executeStep())
         return std::nullopt;
+    // A subgroup that nobody knows is kept: it has the name "unknown", by which an installation refuses it.
     return Certificate(query.getColumn(0).getString(), query.getColumn(1).getString(),
                        static_cast<Subgroup>(query.getColumn(2).getInt()), query.getColumn(3).getInt() != 0);
 }

@@ -19,9 +19,12 @@ using Common::LogStream;
 boost::property_tree::ptree load(const std::filesystem::path &file, Configuration::Missing missing) {
     boost::property_tree::ptree tree;
     std::error_code ignored;
+    // Only that there is none is no news: one that is malformed is told of to everybody.
     if (missing == Configuration::Missing::IsFine && !std::filesystem::exists(file, ignored))
         return tree;
     try {
+        // One malformed line spoils all of it: half of a file could name a temporary directory that does not
+        // go with the store.
         boost::property_tree::read_ini(file.string(), tree);
     } catch (const std::exception &error) {
         LogStream(LogLevel::Warning) << "Couldn't load configuration: " << file;

@@ -29,16 +29,19 @@ void orCleanup(const char *kind, const fs::path &made, const Fill &fill) {
         } catch (const Error &) {
             LogStream(LogLevel::Warning) << "Couldn't cleanup bad copied " << kind << ": " << made;
         }
+        // The caller hears of the failure that came first.
         throw;
     }
 }
 
 /// Where a copy is made, and what it is called in texts.
+/// They differ where it is reached by an open directory, whose path by /proc tells nobody anything.
 struct Place {
     fs::path path;
     fs::path name;
 };
 
+/// PackageOutline foretells by the same rule what becomes of a link: who changes one changes both.
 bool pointsBesideItself(const std::string &target) {
     return !target.empty() && target.front() != '.' && target.front() != '/';
 }
@@ -49,6 +52,7 @@ bool recreateLink(const std::string &target, const fs::path &from, const Place &
         fs::create_symlink(target, to.path);
         return true;
     } catch (const std::exception &) {
+        // Misspelt, as the texts below are: whoever searches a log searches for these words.
         LogStream(LogLevel::Warning) << "Coulnd't copy symlink " << from << " to " << to.name;
         return false;
     }
@@ -72,6 +76,7 @@ void copyFileTo(const fs::path &from, const Place &to) {
             copyContent(from, to.path);
         },
         LogLevel::Warning);
+    // A copy without its attributes would pass for a file that never had a signature.
     orCleanup("file", to.path, [&] {
         for (const auto &[name, value] : extendedAttributes(from))
             setExtendedAttribute(to.path, name, value);
@@ -90,6 +95,8 @@ void copySymlinkOr(const fs::path &from, const Place &to, const CopyTarget &copy
                                      << to.name;
     }
     LogStream(LogLevel::Info) << "Trying to copy content of the symlink target";
+    // As it stands. Links of a stored version that come here are absolute (resolveLink()); a relative text of
+    // the system's counts from the working directory.
     copyTarget(target);
 }
 
@@ -113,10 +120,12 @@ void copyInOneStep(const fs::path &from, const Directory &directory, const std::
     requireFreePlace(from, to);
     const auto copyFileInOneStep = [&](const fs::path &file) {
         const Place unfinished{directory.reach(unfinishedCopyName), to.name};
+        // Left by a kill: two copies are never made at once, as whoever publishes has the store to itself.
         directory.removeFile(unfinishedCopyName);
         orCleanup("file", unfinished.path, [&] {
             copyFileTo(file, unfinished);
             finish(unfinished.path);
+            // Something may have come to the target since it was looked for; it stays.
             if (!directory.move(unfinishedCopyName, directory, name))
                 throw copyError("Couldn't copy ", from, to.name, " (path already exists)");
         });
@@ -147,6 +156,7 @@ void copyDirectory(const fs::path &from, const fs::path &to) {
     } catch (const std::exception &) {
         throw copyError("Coulnd't copy directory ", from, to);
     }
+    // What a failure leaves of a tree would pass for the whole of it.
     orCleanup("directory", to, [&] {
         for (const fs::path &entry : listDirectory(from))
             Common::copy(entry, to / entry.filename());

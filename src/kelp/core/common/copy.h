@@ -10,7 +10,9 @@ class Directory;
 
 // Copies carry content, permission bits and non-empty extended attributes along; not owner nor times, and
 // with the owner go the set-user-id and set-group-id bits, unless the copy has the same (copyContent). They
-// refuse to overwrite, and remove what they made when they fail. All raise ErrorCode::Filesystem.
+// refuse to overwrite. All raise ErrorCode::Filesystem, and remove what they made; only where the content of
+// a single file could not be copied, copy(), copyFile() and copySymlink() leave what there is of it, which
+// nobody else can open. Parents that were made stay.
 
 /// Copies whatever `from` is: a link as copySymlink does, a directory, a regular file. Raises when `from`
 /// does not exist (a dangling link does not), when `to` exists, and for any other kind of entry.

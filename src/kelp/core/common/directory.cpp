@@ -19,7 +19,9 @@ namespace Common {
 namespace {
 
 constexpr int directoryFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+/// As many as the kernel follows.
 constexpr int linksAtMost = 40;
+/// Of a directory that has not got its owner yet, and the mark by which a later start knows one.
 constexpr mode_t unfinishedMode = 0700;
 constexpr mode_t permissionBits = 07777;
 
@@ -27,6 +29,7 @@ fs::filesystem_error failure(const char *what, const fs::path &path, int reason)
     return {what, path, std::error_code(reason, std::system_category())};
 }
 
+/// With the kernel's own reason for a link that it does not follow.
 [[noreturn]] void refuse(const fs::path &path) {
     throw failure("no way through a link", path, ELOOP);
 }
@@ -43,6 +46,7 @@ bool isLink(int directory, const std::string &name) {
     return ::fstatat(directory, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISLNK(status.st_mode);
 }
 
+/// Who can move a directory decides where ".." leads from it.
 bool leadsUp(const fs::path &path) {
     return std::find(path.begin(), path.end(), "..") != path.end();
 }
@@ -55,6 +59,7 @@ void requireDownward(const fs::path &path) {
 /// The directory, if there is no link on its way.
 FileDescriptor openWithoutLinks(const fs::path &path) {
     if (leadsUp(path))
+        // Left to the walk, which asks whose the directory is: the kernel does not.
         return FileDescriptor();
     const FileDescriptor start(::open(path.is_absolute() ? "/" : ".", O_PATH | O_DIRECTORY | O_CLOEXEC));
     return openBeneath(start.get(), path.relative_path(), directoryFlags);
@@ -93,6 +98,7 @@ private:
     }
 
     void step(const fs::path &name) {
+        // The link itself, where it is one: it is judged before it is followed.
         FileDescriptor next(::openat(here_.get(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
         if (next.get() < 0 && errno != ENOENT && errno != ENOTDIR)
             throw failure("cannot open directory", path_, errno);
@@ -104,13 +110,16 @@ private:
 
     void follow(const FileDescriptor &link) {
         char text[PATH_MAX];
+        // By the descriptor that is judged: under its name there may be another link by now.
         const ssize_t size = ::readlinkat(link.get(), "", text, sizeof text);
         if (size < 0 || ++links_ > linksAtMost || statusOf(link, path_).st_uid != 0 || !isOfRootAlone())
             refuse(path_);
         const fs::path target(std::string(text, static_cast<std::size_t>(size)));
+        // A relative text counts from where the link lies, which is where the walk stands.
         rest_.insert(rest_.begin(), target.begin(), target.end());
     }
 
+    /// Where others can write, a link of root's says nothing: they may have moved it there.
     bool isOfRootAlone() const {
         const struct stat status = statusOf(here_, path_);
         return status.st_uid == 0 && (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
@@ -123,9 +132,12 @@ private:
 };
 
 /// For what is made in a directory: who could write there can write to it as well.
+/// Killed between owner and permissions, it leaves a directory of the right owner that is closed to all
+/// others.
 void makeLike(const FileDescriptor &parent, const FileDescriptor &made, const fs::path &path) {
     const struct stat status = statusOf(parent, path);
     const bool isOurs = status.st_uid == ::geteuid() && status.st_gid == ::getegid();
+    // Without root nothing can be given away.
     if (!isOurs && ::geteuid() == 0 && ::fchown(made.get(), status.st_uid, status.st_gid) != 0)
         throw failure("cannot give away directory", path, errno);
     if (::fchmod(made.get(), status.st_mode & permissionBits) != 0)
@@ -163,6 +175,7 @@ Directory Directory::makeByLinksOfRoot(const fs::path &path) {
     const Directory parent = makeByLinksOfRoot(path.parent_path());
     if (::mkdirat(parent.directory_.get(), path.filename().c_str(), 0777) != 0 && errno != EEXIST)
         parent.raise("cannot make directory", path.filename());
+    // Looked for without following: somebody may have put a link in its place.
     if (auto made = parent.find(path.filename()))
         return std::move(*made);
     throw failure("cannot make directory", path, ENOTDIR);
@@ -196,6 +209,8 @@ std::optional<Directory> Directory::find(const fs::path &path) const {
 
 FileDescriptor Directory::step(const std::string &name) const {
     const char *entry = name.empty() ? "." : name.c_str(); // What stands behind a last "/".
+    // Of a link the kernel says the same here as of a file, ENOTDIR: which of the two it is must be asked
+    // for.
     FileDescriptor next(::openat(directory_.get(), entry, directoryFlags | O_NOFOLLOW));
     if (next.get() >= 0 || errno == ENOENT)
         return next;
@@ -245,6 +260,7 @@ std::vector<std::string> Directory::names() const {
     return found;
 }
 
+/// For calls that take paths alone: the kernel starts from the open directory, whatever became of its path.
 fs::path Directory::reach(const std::string &name) const {
     return "/proc/self/fd/" + std::to_string(directory_.get()) + "/" + name;
 }
@@ -260,6 +276,7 @@ bool Directory::move(const std::string &name, const Directory &to, const std::st
     struct stat status = {};
     if (isUnknown && ::fstatat(to.directory_.get(), newName.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0)
         return false;
+    // Two steps, then: what comes to the new name in between is replaced.
     if (!isUnknown || ::renameat(from, name.c_str(), to.directory_.get(), newName.c_str()) != 0)
         raise("cannot move", name);
     return true;
@@ -276,6 +293,7 @@ bool Directory::removeFile(const std::string &name) const {
 bool Directory::removeIfEmpty(const std::string &name) const {
     if (::unlinkat(directory_.get(), name.c_str(), AT_REMOVEDIR) == 0)
         return true;
+    // EEXIST is the other name that POSIX lets filesystems have for "not empty".
     if (errno != ENOENT && errno != ENOTDIR && errno != ENOTEMPTY && errno != EEXIST)
         raise("cannot remove", name);
     return false;

@@ -60,6 +60,7 @@ void writeAs(const fs::path &reported, const fs::path &path, int flags, std::str
                 [&] { return opened(path, O_WRONLY | O_CREAT | flags); });
     orRaise(ErrorCode::Filesystem, "Failed to write data to " + reported.string() + " file", [&] {
         writeAll(file, content, path);
+        // Here, before anything is renamed: a name can be on disk earlier than what it names.
         if (durability == Durability::Flushed)
             check(::fsync(file.get()), path);
     });
@@ -76,6 +77,7 @@ void replaceDurably(const fs::path &path, std::string_view content) {
 }
 
 void replaceFile(const fs::path &path, std::string_view content, Durability durability) {
+    // A neighbour, as only within one directory the rename is sure to be one step.
     fs::path next = path;
     next += ".new";
     std::error_code ignored;
@@ -91,6 +93,7 @@ void replaceFile(const fs::path &path, std::string_view content, Durability dura
     }
 }
 
+/// A directory can be flushed so as well, and with it a rename or a removal in it.
 void flushFile(const fs::path &path) {
     orRaise(ErrorCode::Filesystem, "Couldn't flush file to disk: " + path.string(), [&] {
         const FileDescriptor handle = opened(path, O_RDONLY);
@@ -101,6 +104,8 @@ void flushFile(const fs::path &path) {
 void reserveSpace(const fs::path &path, std::uintmax_t size) {
     orRaise(ErrorCode::Filesystem, "Couldn't reserve space: " + path.string(), [&] {
         const FileDescriptor file = opened(path, O_WRONLY | O_CREAT | O_TRUNC);
+        // The result is the reason, and errno says nothing. A file that is merely long would take no space at
+        // all.
         const int error = ::posix_fallocate(file.get(), 0, static_cast<off_t>(size));
         if (error == 0)
             return;
@@ -113,6 +118,8 @@ void reserveSpace(const fs::path &path, std::uintmax_t size) {
 std::optional<std::string> readIfExists(const fs::path &path) {
     return orRaise(ErrorCode::Filesystem, "Couldn't read file: " + path.string(),
                    [&]() -> std::optional<std::string> {
+                       // A link that leads nowhere is there, and cannot be read: whoever takes "none" for a
+                       // reason to clean up must not be told so.
                        if (fs::symlink_status(path).type() == fs::file_type::not_found)
                            return std::nullopt;
                        return readAll(opened(path, O_RDONLY), path);
@@ -122,6 +129,8 @@ std::optional<std::string> readIfExists(const fs::path &path) {
 void flushFilesystem(const fs::path &path) {
     orRaise(ErrorCode::Filesystem, "Couldn't flush filesystem to disk: " + path.string(), [&] {
         const FileDescriptor handle = opened(path, O_RDONLY);
+        // One call for whatever was written there: a flush of each copied file would wait for the disk as
+        // often.
         check(::syncfs(handle.get()), path);
     });
 }
@@ -131,6 +140,7 @@ void flushFilesystems(const std::set<fs::path> &paths) {
     for (const fs::path &path : paths) {
         struct stat status {};
         fs::path place = path;
+        // Of what was removed, the directory that held it has to be flushed.
         while (::stat(place.c_str(), &status) != 0 && place.has_relative_path())
             place = place.parent_path();
         if (flushed.insert(status.st_dev).second)

@@ -4,6 +4,8 @@ namespace Common {
 
 namespace {
 
+/// Other programs know codes by their numbers: 4, 7, 9 and 12 are not assigned, and no code changes its
+/// own.
 constexpr ErrorRow errorRows[] = {
     {0, "io.tvk.KELP.Error.None", "No error occurred"},
     {1, "io.tvk.KELP.Error.Filesystem", "Filesystem error occurred"},

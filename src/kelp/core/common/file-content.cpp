@@ -50,6 +50,7 @@ void transfer(const FileDescriptor &source, const FileDescriptor &target, const 
         copied = ::sendfile(target.get(), source.get(), nullptr, atOnce);
     while (copied > 0);
     if (copied < 0 && (errno == EINVAL || errno == ENOSYS))
+        // Both files stand where the kernel stopped.
         copyByHand(source, target, from, to);
     else
         requireDone(copied, from, to);
@@ -68,15 +69,21 @@ mode_t permissionsForCopy(const struct stat &original, const struct stat &copy) 
 } // namespace
 
 void copyContent(const fs::path &from, const fs::path &to) {
+    // Opened first and asked about then, so that bits and content are those of one file, whatever happens to
+    // the path.
     // What has become a pipe since somebody looked must not keep us waiting.
     const FileDescriptor source = openFile(from, O_RDONLY | O_NONBLOCK | O_NOCTTY);
     struct stat original = {};
     requireDone(::fstat(source.get(), &original), from, to);
+    // O_EXCL follows no link: what others may have put at the path is not written to.
     FileDescriptor target = openFile(to, O_WRONLY | O_CREAT | O_EXCL, 0600);
     transfer(source, target, from, to);
     struct stat copy = {};
     requireDone(::fstat(target.get(), &copy), from, to);
+    // When the content is there: until then others cannot see half of it, nor run it with somebody's rights.
+    // The umask has no say in it.
     requireDone(::fchmod(target.get(), permissionsForCopy(original, copy)), from, to);
+    // Some filesystems say only now that there was no room.
     target.close();
 }
 

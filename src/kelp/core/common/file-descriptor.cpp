@@ -11,6 +11,7 @@ namespace Common {
 FileDescriptor::FileDescriptor(FileDescriptor &&other) noexcept : file_(other.release()) {}
 
 FileDescriptor &FileDescriptor::operator=(FileDescriptor &&other) noexcept {
+    // What was open here closes with the other.
     std::swap(file_, other.file_);
     return *this;
 }
@@ -21,6 +22,8 @@ FileDescriptor::~FileDescriptor() {
 }
 
 void FileDescriptor::close() {
+    // Given up first: Linux closes it even when it reports an error, and the number may be another file's by
+    // then.
     if (::close(release()) != 0)
         throw Error(ErrorCode::Filesystem, "Couldn't finish writing a file");
 }
@@ -29,6 +32,7 @@ FileDescriptor openBeneath(int directory, const std::filesystem::path &path, int
     open_how how{};
     how.flags = static_cast<unsigned>(flags);
     how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
+    // The C library has no function for it.
     return FileDescriptor(
         static_cast<int>(::syscall(SYS_openat2, directory, path.c_str(), &how, sizeof how)));
 }

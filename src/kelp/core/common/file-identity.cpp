@@ -20,6 +20,7 @@ std::optional<FileIdentity> identityAt(const std::filesystem::path &path) {
 bool IdentityComparison::isSame(const FileIdentity &noted, const FileIdentity &now) {
     if (noted.inode != now.inode || noted.size != now.size || noted.modified != now.modified)
         return false;
+    // The first file that is the same in everything else says which device the noted number stands for.
     return devices_.emplace(noted.device, now.device).first->second == now.device;
 }
 

@@ -26,11 +26,14 @@ template<class Iterator>
 std::vector<TimestampedPath> entriesOf(const fs::path &directory) {
     std::vector<TimestampedPath> entries;
     for (const fs::directory_entry &entry : Iterator(directory))
+        // Through links, and for every listing: that a link of a version which leads nowhere keeps it from
+        // being published shows here (DanglingLinks::Fail).
         entries.push_back({entry.path(), fs::last_write_time(entry.path())});
     return entries;
 }
 
 template<class Create>
+/// A dangling link at the place passes the look and fails the making, so that nothing is ever replaced.
 void createLink(const char *kind, const fs::path &target, const fs::path &link, const Create &create) {
     const std::string message =
         std::string("Couldn't create ") + kind + " " + link.string() + " pointing to " + target.string();
@@ -64,6 +67,7 @@ fs::path readSymlink(const fs::path &path) {
                    [&] { return fs::read_symlink(path); });
 }
 
+/// A kill in between leaves empty parents at worst.
 void move(const fs::path &from, const fs::path &to) {
     orRaise(ErrorCode::Filesystem, "Couldn't move " + from.string() + " to " + to.string(), [&] {
         fs::create_directories(to.parent_path());
@@ -100,6 +104,7 @@ bool hasSameContent(const fs::path &a, const fs::path &b) {
             return false;
         std::ifstream first(a, std::ios::binary);
         std::ifstream second(b, std::ios::binary);
+        // These iterators take an error for the end: two files that cannot be read would be the same.
         const bool isOpen = first.is_open() && second.is_open();
         const bool same =
             std::equal(std::istreambuf_iterator<char>(first), {}, std::istreambuf_iterator<char>(second));

@@ -66,6 +66,7 @@ const char *prefix(LogLevel level) {
 LogStream::~LogStream() {
     if (stream_.tellp() <= 0)
         return;
+    // Line by line, so that the log of a killed run holds all that was said.
     const std::string message = prefix(level_) + std::move(stream_).str();
     std::cout << (isOutputTheJournal() ? withPriority(level_, message) : message) << '\n' << std::flush;
 }

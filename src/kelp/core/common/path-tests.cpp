@@ -9,6 +9,8 @@ namespace Common {
 
 namespace {
 
+/// A look that fails counts as "no" here. Whoever must not take "cannot tell" for "not there" asks the
+/// filesystem itself, as FSDatabase::takeOver() does.
 template<class Test>
 bool logged(const Test &test) {
     try {
@@ -53,6 +55,7 @@ bool isEmptyDirectory(const fs::path &path) {
     if (!isDirectory(path))
         throw Error(ErrorCode::Filesystem,
                     "Attempt to check if the path is an empty directory, but the path is not a directory");
+    // "No" is what costs nothing: a directory that counts as empty is given to the launcher to clear.
     return logged([&] { return fs::is_empty(path); });
 }
 

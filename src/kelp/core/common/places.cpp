@@ -26,12 +26,14 @@ fs::path tempDirectoryPath() {
                    [] { return fs::temp_directory_path(); });
 }
 
+/// The standard library has no such function.
 fs::path uniquePath(const std::string &model) {
     return boost::filesystem::unique_path(model).string();
 }
 
 std::vector<fs::path> usersHomes() {
     const fs::path homes = rootPath() / "home";
+    // The running system's database, whatever the root prefix is.
     const group *users = ::getgrnam("users");
     if (!users)
         throw Error(ErrorCode::Internal, "Couldn't retrieve information about 'users' group");

@@ -10,6 +10,8 @@ namespace Common {
 ScratchDirectory::ScratchDirectory() {
     std::error_code error;
     std::string name = (std::filesystem::temp_directory_path(error) / "kelp-XXXXXX").string();
+    // Made with a name that nobody could foresee, for its owner alone: what is copied here no other user can
+    // read or replace.
     if (error || !::mkdtemp(name.data()))
         throw Error(ErrorCode::Filesystem, "Couldn't create temporary directory");
     path_ = name;

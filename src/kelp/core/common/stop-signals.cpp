@@ -24,6 +24,7 @@ void deferStopSignals() {
 bool stopRequested() {
     sigset_t pending;
     ::sigemptyset(&pending);
+    // Nobody takes a signal out: once there was one, every later look sees it.
     ::sigpending(&pending);
     return std::ranges::any_of(stopSignals, [&](int signal) { return ::sigismember(&pending, signal) == 1; });
 }

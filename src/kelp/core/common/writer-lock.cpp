@@ -30,6 +30,7 @@ FileDescriptor openLock() {
     return file;
 }
 
+/// flock(2) and not fcntl(2), whose locks end as soon as the process closes any other descriptor of the file.
 bool tryLock(int file, int operation) {
     int result;
     do
@@ -63,6 +64,7 @@ WriterLock::WriterLock(Wait wait) : file_(openLock()) {
         if (wait == Wait::No)
             throw Error(ErrorCode::Internal, "Another process changes the store: " + holder());
         LogStream(LogLevel::Info) << "Waiting for another process that changes the store: " << holder();
+        // It comes back with the lock or raises.
         tryLock(file_.get(), LOCK_EX);
     }
     writeHolder(file_.get());

@@ -16,7 +16,8 @@ public:
 
     /// Takes the lock; makes the file's directory. With Wait::Yes it waits for another's end, and says on
     /// whom; with Wait::No it raises ErrorCode::Internal "Another process changes the store: HOLDER". Raises
-    /// ErrorCode::Filesystem "Couldn't take the lock: PATH" when the file cannot be made.
+    /// ErrorCode::Filesystem "Couldn't take the lock: PATH" when the file cannot be made or locked, and as
+    /// createDirectories() does.
     explicit WriterLock(Wait wait);
     WriterLock(const WriterLock &) = delete;
     WriterLock &operator=(const WriterLock &) = delete;

@@ -10,6 +10,7 @@ namespace Core::KELP {
 
 namespace {
 
+/// Versions on all machines have files of these names: under another name, what they say is lost.
 constexpr const char *symlinkList = "symlink.list";
 constexpr const char *generatedDirList = "generated.dir.list";
 constexpr const char *descriptor = "velura.pkg";
@@ -43,6 +44,7 @@ fs::path DatabasePathResolver::nextDirectory(const std::string &id) const {
 }
 
 fs::path DatabasePathResolver::versionDirectory(const std::string &id, const std::string &version) const {
+    // Both are names of one component: whoever lets a package in has seen to it (Common::isFileName()).
     return packageDirectory(id) / version;
 }
 

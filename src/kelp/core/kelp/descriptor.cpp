@@ -19,6 +19,8 @@ using Common::Durability;
 using Common::Error;
 using Common::ErrorCode;
 
+/// No value that a package has chosen holds a line feed, which would write lines of its own: ids, versions
+/// and names are checked where they are read (Common::isFileName()).
 ptree descriptorTree(const PackageStaging &staging, const PackageInformation &extras) {
     ptree tree;
     tree.put("general.id", staging.id);
@@ -60,6 +62,7 @@ ptree parse(const fs::path &path, const std::string &content) {
         boost::property_tree::read_ini(stream, tree);
         return tree;
     } catch (const boost::property_tree::ini_parser_error &) {
+        // The text is at fault. Anything else that fails here says nothing of the package.
         throw Error(ErrorCode::Internal, "Couldn't parse velura.pkg file: " + path.string());
     }
 }
@@ -84,6 +87,7 @@ void ensureDescriptor(const fs::path &path, const PackageStaging &staging, const
                       Durability durability) {
     orRaiseReason([&] {
         const std::string text = descriptorText(staging, extras);
+        // One that is on disk stays so, and a full disk is asked for nothing.
         if (!holds(path, text))
             Common::replaceFile(path, text, durability);
     });
@@ -92,6 +96,7 @@ void ensureDescriptor(const fs::path &path, const PackageStaging &staging, const
 PackageInformation readDescriptor(const fs::path &path) {
     const auto content = Common::readIfExists(path);
     if (!content)
+        // Internal, here and below, has the store clean the package up; what readIfExists() raises has not.
         throw Error(ErrorCode::Internal, "Couldn't find velura.pkg file: " + path.string());
     PackageInformation information = flatten(parse(path, *content));
     for (const char *key : requiredDescriptorKeys)

@@ -21,6 +21,7 @@ public:
         Package(std::move(id), std::move(version), {}, std::move(developer), {}, std::move(orgName),
                 std::move(appName)) {}
 
+    /// There is no file to unpack: the package only tells whose the installed one is.
     PackageStaging extract(const std::filesystem::path &, const std::filesystem::path &) const override {
         throw Common::Error(Common::ErrorCode::Internal, "Unimplemented in EmergencyPackage");
     }

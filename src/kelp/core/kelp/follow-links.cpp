@@ -10,6 +10,7 @@ namespace Core::KELP {
 namespace {
 
 constexpr int mostLinks = 40; ///< As the kernel has it.
+/// Forty links with long texts would be thousands of looks at the disk.
 constexpr int mostSteps = 512;
 
 /// One walk along a path; what is still to be walked lies in reverse.
@@ -44,6 +45,7 @@ private:
     }
 
     bool ascend() {
+        // Above the tree there is nothing of the package.
         if (place_.path.empty())
             return false;
         place_.path = place_.path.parent_path();
@@ -67,6 +69,7 @@ private:
             append(target);
             return true;
         }
+        // What leads anywhere else brings in nothing of the package.
         const fs::path inTree = target.lexically_relative(versionDirectory_);
         if (inTree.empty() || *inTree.begin() == "..")
             return false;

@@ -44,6 +44,7 @@ bool isRecorded(const fs::path &list, const std::vector<fs::path> &paths) {
     return Common::exists(list) && readPathList(list) == paths;
 }
 
+/// What is right on the disk is not written again: a full disk has no room for it.
 void record(const fs::path &list, const std::vector<fs::path> &paths, Durability durability) {
     if (!isRecorded(list, paths))
         writePathList(list, paths, durability);
@@ -87,6 +88,7 @@ void FSDatabase::publishCurrent(const std::string &id, const PackageInformation 
         // flushed has left it with or without its plan.
         takeBackFiles(plan,
                       durability == Durability::Deferred ? CopiedLinks::AreOurs : CopiedLinks::AreForeign);
+        // While there is no plan: what a plan names is taken for ours, whoever made it.
         requireFreeTargets(plan);
         writePlan(id, plan, durability);
         publish(plan, mode, made);
@@ -115,10 +117,12 @@ void FSDatabase::recordPublication(const std::string &id, const PublicationPlan 
     try {
         record(pathResolver_->symlinkListFile(id, PackageSlot::Current), targets, durability);
     } catch (const std::exception &error) {
+        // Without a list no removal would find what was published.
         LogStream(LogLevel::Error) << error;
         unpublish(targets);
         throw Error(ErrorCode::Filesystem, "Failed to store generated mappings list for " + id + " package");
     }
+    // Where the list of the directories is missing, the plan stays and tells of them.
     if (recordDirectories(id, plan, durability))
         endPlan(id, plan, durability);
 }
@@ -155,6 +159,7 @@ void FSDatabase::endPlan(const std::string &id, const PublicationPlan &plan, Dur
 void FSDatabase::tryRemoveMappingsUsingCurrentDirectory(const std::string &id) {
     const auto links = listed(pathResolver_->symlinkListFile(id, PackageSlot::Current));
     const auto directories = listed(pathResolver_->generatedDirListFile(id, PackageSlot::Current));
+    // The files before the directories, which have to be empty.
     removeMappings(links);
     removeEmptyDirectories(directories);
     std::set<fs::path> places = parentsOf(targetsOf(takeBackUnfinished(id)));
@@ -171,6 +176,8 @@ PublicationPlan FSDatabase::takeBackUnfinished(const std::string &id) {
     try {
         if (!Common::exists(planFile(id)))
             return {};
+        // That it fails, as for a descriptor that is gone, must not keep the package from being updated or
+        // removed.
         PublicationPlan plan = unfinishedPlan(id);
         takeBack(plan);
         return plan;

@@ -38,6 +38,7 @@ void FSDatabase::takeOver(const PackageStaging &staging, const PackageInformatio
     const std::string &id = staging.id;
     const fs::path directory = pathResolver_->versionDirectory(id, staging.version);
     const bool isStaged = isThere(staging.path);
+    // Only what an earlier call has left may be installed: this very version, and no staged tree beside it.
     if (isInstalled(id) && (isStaged || !isInSlot(directory, id, PackageSlot::Current)))
         throw Error(ErrorCode::Internal, "Package " + id + " already installed");
     if (isStaged)
@@ -49,6 +50,7 @@ void FSDatabase::takeOver(const PackageStaging &staging, const PackageInformatio
 
     takeBackUnfinished(id);
     publishCurrent(id, readDescriptor(descriptor), Durability::Deferred);
+    // It stays when a list could not be written, and without lists no removal finds the files.
     if (isThere(planFile(id)))
         throw Error(ErrorCode::Filesystem, "Failed to complete the publication of " + id + " package");
     cleanupVersionsExceptCurrent(id);

@@ -35,6 +35,7 @@ using Common::LogStream;
 
 constexpr std::array<std::string_view, 3> reservedNames = {".install", ".upgrade", ".remove"};
 
+/// As the platform's event log numbers them.
 constexpr int packageCategory = 1;
 constexpr int packageRemoved = 14;
 
@@ -60,6 +61,7 @@ bool isFaultOfDisk(const std::exception &error) {
                     ours->code() == Common::ErrorCategory::make(ErrorCode::CorruptedInstalledPackage));
 }
 
+/// The one step by which a package changes its state: a kill finds the link where it was, or where it goes.
 void renameLink(const fs::path &from, const fs::path &to) {
     Common::move(from, to);
 }
@@ -97,6 +99,7 @@ FSDatabase::FSDatabase(const IConfiguration &configuration, const IDatabasePathR
     configuration_(&configuration), pathResolver_(&pathResolver) {
     const fs::path &directory = configuration.databaseDirectory();
     try {
+        // Not raised: each operation on the store tells of it by itself.
         if (!Common::exists(directory))
             fs::create_directories(directory);
     } catch (const std::exception &error) {
@@ -112,6 +115,8 @@ void FSDatabase::install(const PackageStaging &staging, const PackageInformation
         prepareUpdate(staging, extras);
         completeUpdate(staging.id);
     } catch (...) {
+        // Where the failure came before the first `current`, this removes nothing and says so: what is left
+        // is for the next installation or the doctor to find.
         cleanupFailedInstallation(staging.id);
         throw;
     }
@@ -131,6 +136,7 @@ void FSDatabase::prepareUpdate(const PackageStaging &staging, const PackageInfor
     try {
         putInPlace(staging, extras);
     } catch (...) {
+        // Without a current version nothing tells what to keep, and nothing goes.
         cleanupVersionsExceptCurrent(staging.id);
         throw;
     }
@@ -180,6 +186,7 @@ void FSDatabase::completeUpdate(const std::string &id) {
     try {
         swapToNext(id);
     } catch (...) {
+        // Whatever comes of this, the caller hears why the update failed.
         recoverPrevious(id);
         throw;
     }
@@ -191,6 +198,7 @@ void FSDatabase::swapToNext(const std::string &id) {
     if (Common::exists(pathResolver_->currentDirectory(id)))
         backUpCurrent(id);
     promoteNext(id);
+    // With both versions still there: a failure brings the old one back.
     generateMappings(id);
     cleanupVersionsExceptCurrent(id);
 }
@@ -199,6 +207,7 @@ void FSDatabase::backUpCurrent(const std::string &id) {
     const fs::path current = pathResolver_->currentDirectory(id);
     if (!Common::exists(current))
         throw internalError("Missing current directory when trying to do backup for ", id);
+    // The old version keeps its directory, so that the way back is one rename as well.
     renameLink(current, pathResolver_->previousDirectory(id));
 }
 
@@ -258,6 +267,7 @@ void FSDatabase::removeUnrecoverable(const std::string &id) {
 void FSDatabase::rollBackToPrevious(const std::string &id) {
     const fs::path previous = pathResolver_->previousDirectory(id);
     if (!Common::exists(previous))
+        // A first installation has nothing to go back to: this failure is what has it removed.
         throw internalError("Missing backup directory when rolling back update for ", id);
     renameLink(previous, pathResolver_->currentDirectory(id));
 }
@@ -345,6 +355,7 @@ std::vector<PackageInformation> FSDatabase::packages() {
     std::vector<PackageInformation> all;
     for (const fs::path &directory : Common::listDirectory(configuration_->databaseDirectory())) {
         try {
+            // This look heals: what it finds corrupted is removed on the way.
             all.push_back(packageInfo(directory.filename().string()));
         } catch (const std::exception &error) {
             LogStream(LogLevel::Warning) << error;
@@ -358,6 +369,7 @@ bool FSDatabase::isInstalled(const std::string &id) {
 }
 
 bool FSDatabase::isVersionInstalled(const std::string &id, const std::string &version) {
+    // Whether or not a link names it: a version that failed to become current counts as well.
     return Common::exists(pathResolver_->versionDirectory(id, version));
 }
 
@@ -389,6 +401,8 @@ bool FSDatabase::isNewerThanInstalled(const std::string &id, const std::string &
     if (const auto installed = Common::Rpm::Version::parse(*actual))
         return given->compare(*installed) == 1;
     LogStream(LogLevel::Error) << "Couldn't parse actual package version: " << *actual;
+    // It may be the version of an update that was prepared and cannot be compared: without it, the current
+    // one counts.
     if (recheck == Recheck::No || !hasPendingUpdate(id))
         return false;
     LogStream(LogLevel::Info) << "Cleaning up corrupted package upgrade: " << id;

@@ -60,7 +60,8 @@ public:
     /// ErrorCode::Filesystem.
     void describeStaged(const PackageStaging &staging, const PackageInformation &extras);
 
-    /// What takeOver() will publish of a tree for which describeStaged() was called. Changes nothing.
+    /// What takeOver() will publish of a tree for which describeStaged() was called. Changes nothing. Raises
+    /// as readDescriptor() and planPublication() do.
     PublicationPlan publicationOf(const PackageStaging &staging) const;
 
     /// Goes on from whatever an earlier call has reached until the package is installed: the tree at
@@ -72,7 +73,8 @@ public:
     void takeOver(const PackageStaging &staging, const PackageInformation &extras);
 
     /// Removes a package the first installation of which has failed, with the log lines and the event of
-    /// install(). Its version directory may have been moved away before.
+    /// install(). Its version directory may have been moved away before. Raises ErrorCode::Filesystem when it
+    /// cannot make an empty one in its place; all other failures are logged.
     void discardFailedInstallation(const std::string &id);
 
 private:

@@ -33,7 +33,9 @@ public:
     /// cannot come back for another reason, the package is removed.
     virtual void completeUpdate(const std::string &id) = 0;
 
-    /// Raises PackageNotExist for an id that is not installed.
+    /// Takes back what the package has published and removes all of its versions. Raises PackageNotExist for
+    /// an id that is not installed, and Filesystem when something cannot be removed: by then what it had
+    /// published was taken back, and once its descriptor is gone the next look at it removes the rest.
     virtual void remove(const std::string &id) = 0;
 
     /// What the descriptor says of the version of record: the prepared one, or else the current one. A

@@ -60,6 +60,7 @@ void migrateIntegrityFile(const PackageInformation &information) {
         return;
     std::string content = readOldFile(source);
     const std::string shared = "/usr/share/common/" + orgName + "/";
+    // Always from the old file, which stays: done twice to one text, it would put the key in twice.
     boost::algorithm::replace_all(content, shared, shared + keyId + "/");
     const DatabasePathResolver resolver(Configuration::instance());
     writeResource(resolver.integrityResourceFile(id, PackageSlot::Current), content);

@@ -16,7 +16,7 @@ class IDatabasePathResolver;
 /// leaves a resource of undefined content, to be written again.
 void migrateIntegrityFile(const PackageInformation &information);
 
-/// Removes the resource of the current version, if there is one.
+/// Removes the resource of the current version, if there is one. Raises ErrorCode::Filesystem when it cannot.
 void removeIntegrityResource(const IDatabasePathResolver &pathResolver, const std::string &id);
 
 } // namespace Core::KELP

@@ -56,6 +56,7 @@ std::string PackageExtraction::run(const ExtractFileIterator &package, const Jud
                   "package meta validation failed");
         judge(run);
     } catch (...) {
+        // What was unpacked by then stays, with no more than its permissions.
         staging_.applyFilePermissions();
         throw;
     }
@@ -99,6 +100,7 @@ void PackageExtraction::extractDirectory(const Entry &entry, const fs::path &pat
 }
 
 void PackageExtraction::extractFile(const Entry &entry, const fs::path &path, Run &run) {
+    // Ahead of the file: a package without a developer's signature leaves no content on the disk.
     if (run.steps.beforeFile)
         run.steps.beforeFile();
     FileDescriptor file;
@@ -117,8 +119,10 @@ void PackageExtraction::writeFile(const Entry &entry, const fs::path &path, File
         staging_.hideLater(path, content.permissions);
     else
         setPermissions(file, content.permissions, path);
+    // A file that did not pass gets no signature.
     if (!failed && run.steps.afterFile)
         run.steps.afterFile(entry, file);
+    // Some filesystems say only now that there was no room.
     file.close();
 }
 
@@ -135,6 +139,7 @@ void PackageExtraction::extractSymlink(const Entry &entry, const fs::path &path,
 
 void PackageExtraction::extractHardlink(const Entry &entry, const fs::path &path, Run &run) {
     const fs::path target = packagePathOf(std::get<Common::Rpm::HardLink>(entry.kind).target, mappings_);
+    // Judged under this name too: what a file may be depends on where it lies.
     if (make(entry, run, [&] { staging_.createHardlink(target, path); }))
         judgeFile(entry.path, path, run);
 }
@@ -143,6 +148,7 @@ void PackageExtraction::judgeLinks(Run &run) {
     const auto judgeName = [&](const std::string &name, const fs::path &path) { judgeFile(name, path, run); };
     const auto refuseName = [&](ContentRule reason, const std::string &name) {
         if (run.namedLinks.contains(name))
+            // The header's judge has told of it already, once is enough; the verdict stands all the same.
             hasFailed(true, badContent);
         else
             refuse(reason, name, run);
@@ -166,6 +172,7 @@ bool PackageExtraction::make(const Entry &entry, Run &run, const Make &make) {
         return true;
     } catch (const Error &error) {
         if (error.code() != ErrorCategory::make(ErrorCode::BadPackageContent))
+            // The system's failures are no verdict on the package.
             throw;
         refuse(ContentRule::PlaceTaken, entry.path, run);
         return false;

@@ -43,6 +43,7 @@ void PackageLinks::judge(const Judge &judge, const Refuse &refuse) const {
         judge(name, place->path);
         if (place->isDirectory)
             judgeBelow(name, place->path, visit);
+        // Refused by now; what is left would cost as much again.
         if (visit.names > mostNames)
             return;
     }

@@ -55,6 +55,7 @@ void PackageOutline::add(const RpmPackage &package, const RpmPackage::FileEntry 
     if (std::holds_alternative<Common::Rpm::Directory>(entry.kind)) {
         put(path, {});
     } else if (const auto *link = std::get_if<Common::Rpm::Symlink>(&entry.kind)) {
+        // As RpmPackage::extractLink() is going to make it.
         const auto translate = [&](const fs::path &system) {
             return packagePathOf(system, package.mappings());
         };
@@ -67,11 +68,13 @@ void PackageOutline::add(const RpmPackage &package, const RpmPackage::FileEntry 
 
 /// As the copy will come out: somebody may have put something else in place of the file.
 void PackageOutline::addInstalledFile(const fs::path &installed, const fs::path &path) {
+    // It is left out of the copy as well, with a warning.
     if (!Common::exists(installed))
         return;
     if (!isRootsToLead(installed)) {
         objection_ = objection_.value_or("others than root decide what stands at " + installed.string());
     } else if (Common::isSymlink(installed)) {
+        // Root has put it in the file's place: the copy is what Common::copy() makes of one.
         const fs::path target = Common::readSymlink(installed);
         put(path, pointsBesideItself(target) ? Node{Kind::Link, target} : Node{Kind::File, {}});
     } else if (Common::isRegularFile(installed)) {
@@ -86,6 +89,7 @@ void PackageOutline::put(const fs::path &path, Node node) {
         const auto [found, isNew] = nodes_.try_emplace(parent.native());
         if (found->second.kind != Kind::Directory && !objection_)
             objection_ = parent.string() + " is not a directory";
+        // Its own parents were put with it.
         if (!isNew)
             break;
     }
@@ -100,7 +104,8 @@ const PackageOutline::Node *PackageOutline::find(const fs::path &path) const {
     return found == nodes_.end() ? nullptr : &found->second;
 }
 
-/// Walks as the kernel will once the tree lies in the version directory.
+/// Walks as the kernel will once the tree lies in the version directory. A link that leaves the version leads
+/// to nothing: what lies there does not come along.
 bool PackageOutline::leadsSomewhere(const fs::path &link) const {
     std::deque<fs::path> rest(link.begin(), link.end());
     fs::path reached;
@@ -139,6 +144,8 @@ std::optional<std::string> PackageOutline::mappingObjection(const Mapping &mappi
         const Node *node = find(reached);
         if (!node)
             return std::nullopt;
+        // A row's source may be a link, which is published as one file. One on the way there would bring in
+        // what lies elsewhere.
         const bool isSource = reached == fs::path(mapping.source());
         if (node->kind == Kind::File || (node->kind == Kind::Link && !isSource))
             return reached.string() + " is not a directory";
@@ -161,8 +168,10 @@ std::optional<std::string> PackageOutline::objection(const std::vector<Mapping> 
 std::vector<std::string> PackageOutline::targets(const std::vector<Mapping> &mappings) const {
     std::vector<std::string> places;
     for (const Mapping &mapping : mappings) {
+        // In the order of their texts, paths below a directory stand together.
         const std::string below = mapping.source() + "/";
         if (const Node *source = find(mapping.source()); source && source->kind == Kind::Link)
+            // A target ends in "/", and its parent is the same without it.
             places.push_back(fs::path(mapping.target()).parent_path().native());
         for (auto node = nodes_.lower_bound(below); node != nodes_.end() && node->first.starts_with(below);
              ++node)

@@ -11,6 +11,7 @@ namespace Core::KELP {
 
 std::vector<fs::path> readPathList(const fs::path &file) {
     std::ifstream stream(file);
+    // Nothing to go by, nothing to remove: a list that cannot be read takes nothing from the system.
     if (!stream) {
         Common::LogStream(Common::LogLevel::Warning) << "Couldn't open file: " << file;
         return {};

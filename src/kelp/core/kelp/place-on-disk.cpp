@@ -19,6 +19,7 @@ PlaceOnDisk placeOfDirectory(const fs::path &path) {
     struct stat status = {};
     if (::stat(path.empty() ? "/" : path.c_str(), &status) == 0)
         return {status.st_dev, status.st_ino, ""};
+    // A "/" at the end names no component.
     if (path.filename().empty())
         return path.has_relative_path() ? placeOfDirectory(path.parent_path()) : PlaceOnDisk{};
     return below(placeOfDirectory(path.parent_path()), path.filename());

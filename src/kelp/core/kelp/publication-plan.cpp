@@ -28,6 +28,7 @@ std::vector<fs::path> entriesBelow(const fs::path &directory, DanglingLinks dang
         Common::ErrorCode::Filesystem, "Couldn't read directory: " + directory.string(), [&] {
             std::vector<fs::path> entries;
             for (const fs::directory_entry &entry : fs::recursive_directory_iterator(directory))
+                // Without the look through links that listDirectory() takes.
                 entries.push_back(entry.path());
             return entries;
         });
@@ -46,6 +47,7 @@ void planTree(const fs::path &tree, const fs::path &target, const fs::path &sour
         const fs::path relative = entry.lexically_relative(tree);
         if (!Common::isSymlink(entry) && Common::isDirectory(entry))
             plan.directories.push_back(target / relative);
+        // A package may ship a file of the name: published, it would be removed as an unfinished copy.
         else if (entry.filename() != Common::unfinishedCopyName)
             plan.files.push_back({target / relative, source / relative});
     }
@@ -83,6 +85,7 @@ PublicationPlan planPublication(const fs::path &tree, const fs::path &current,
         if (Common::isSymlink(below)) {
             planLink(below, target, source, danglingLinks, plan);
         } else if (Common::exists(below)) {
+            // A target ends in "/", and its parent is the same without it.
             if (mapping.ownsDirectory())
                 plan.directories.push_back(target.parent_path());
             planTree(below, target, source, danglingLinks, plan);
@@ -112,6 +115,7 @@ std::optional<PublicationPlan> parsePublicationPlan(const std::string &text) {
     while (const auto directory = takeLine(lines, directoryKey))
         plan.directories.emplace_back(*directory);
     while (const auto target = takeLine(lines, targetKey)) {
+        // A target without its source cannot be told from somebody else's file.
         const auto source = takeLine(lines, sourceKey);
         if (!source)
             return std::nullopt;

@@ -43,7 +43,8 @@ enum class DanglingLinks {
 PublicationPlan planPublication(const std::filesystem::path &tree, const std::filesystem::path &current,
                                 const std::vector<Mapping> &mappings, DanglingLinks danglingLinks);
 
-/// Writes the file of a plan. Raises ErrorCode::Filesystem.
+/// Writes the file of a plan. Raises ErrorCode::Filesystem, and then leaves the plan of before, if there was
+/// one, or the new one.
 void writePublicationPlan(const std::filesystem::path &file, const PublicationPlan &plan,
                           Common::Durability durability);
 

@@ -72,10 +72,12 @@ void requireFreeTargets(const PublicationPlan &plan) {
 void publish(const PublicationPlan &plan, MappingMode mode, std::vector<fs::path> &made) {
     for (const PlannedFile &file : plan.files) {
         createMapping(file.source, file.target, mode);
+        // Behind the making, which leaves all of a mapping or none.
         made.push_back(file.target);
     }
 }
 
+/// No look at whose they are is needed: their places were free a moment ago.
 void unpublish(const std::vector<fs::path> &links) {
     LogStream(LogLevel::Info) << "Cleaning up generated mappings";
     forEachLogged(links, [](const fs::path &link) {
@@ -94,11 +96,13 @@ void takeBackFiles(const PublicationPlan &plan, CopiedLinks copiedLinks) {
                 parent.removeFile(name);
         });
     }
+    // Nothing tells whose copy it was to be; but nobody else is making one.
     forEachThere({unfinished.begin(), unfinished.end()},
                  [](const Directory &parent, const std::string &name) { parent.removeFile(name); });
 }
 
 void takeBack(const PublicationPlan &plan) {
+    // A plan is written only when its targets were found free.
     takeBackFiles(plan, CopiedLinks::AreOurs);
     removeEmptyDirectories({plan.directories.rbegin(), plan.directories.rend()});
 }

@@ -20,7 +20,8 @@ MappingMode publicationMode(const std::filesystem::path &tree, const std::vector
 /// there later is known to be ours.
 void requireFreeTargets(const PublicationPlan &plan);
 
-/// Publishes the files of a plan and appends to `made` what it has made, also when it raises.
+/// Publishes the files of a plan and appends to `made` what it has made, also when it raises. Raises what
+/// createMapping() raises; what was made by then stays.
 void publish(const PublicationPlan &plan, MappingMode mode, std::vector<std::filesystem::path> &made);
 
 // What takes back goes by Common::Directory::byLinksOfRoot: a file or a directory in whose way somebody has

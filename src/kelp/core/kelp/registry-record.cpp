@@ -39,6 +39,7 @@ void forEachPiece(std::string_view text, std::string_view separator, const Use &
 }
 
 /// The values of a line as they stand.
+/// Views of the line, which outlives them.
 struct Fields {
     std::string_view timestamp;
     std::string_view event;
@@ -69,6 +70,7 @@ void readToken(std::string_view token, Fields &fields) {
 }
 
 /// What is wrong with the fields, or nullptr.
+/// The texts keep their mistakes: they are what is looked for.
 const char *complaint(const Fields &fields) {
     if (fields.timestamp.empty())
         return "Registry record doesn't contains timestamp";

@@ -42,12 +42,15 @@ fs::path neighbour(const char *ending) {
 bool createLockFile(const fs::path &path) {
     constexpr mode_t rootAlone = 0600;
     const Common::FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, rootAlone));
+    // An earlier version made it readable by everybody.
     if (file.get() >= 0 && ::fchmod(file.get(), rootAlone) == 0)
         return true;
     LogStream(LogLevel::Error) << "Couldn't create the registry lock file: " << path;
     return false;
 }
 
+/// On a file beside the registry, which itself is replaced while it is held. Made and closed before it is
+/// locked: a descriptor that closes later would end the lock.
 bool withExclusiveLock(const std::function<bool()> &function) {
     namespace interprocess = boost::interprocess;
     const fs::path path = neighbour(".lock");
@@ -82,6 +85,8 @@ bool loadRecords(const std::function<void(const RegistryRecord &)> &callback) {
         if (const auto record = parseRecord(line))
             callback(*record);
         else
+            // Passed over, and gone with the next write: one bad line must not take the history of all
+            // others.
             LogStream(LogLevel::Warning) << "Bad registry record found: '" << line << "'";
     }
     return true;
@@ -92,6 +97,7 @@ bool staysBeside(const RegistryRecord &added, const RegistryRecord &old) {
     case RegistryEvent::Install:
     case RegistryEvent::Remove:
         return false;
+    // When it was installed outlives its updates.
     case RegistryEvent::Update:
         return old.event() == RegistryEvent::Install;
     }
@@ -137,6 +143,7 @@ bool replaceByNext() {
     const fs::path next = neighbour(".next");
     const fs::path registry = registryFile();
     try {
+        // Not flushed: until the rename is on disk, the registry of before is there as a whole.
         Common::move(next, registry);
         return true;
     } catch (const std::exception &error) {
@@ -149,6 +156,7 @@ bool replaceByNext() {
 bool append(std::span<const RegistryRecord> added) {
     std::vector<RegistryRecord> records;
     if (!loadRecords([&](const RegistryRecord &record) { records.push_back(record); })) {
+        // Written without them, it would have forgotten all that is in them.
         LogStream(LogLevel::Error) << "Couldn't load registry records";
         return false;
     }
@@ -157,6 +165,7 @@ bool append(std::span<const RegistryRecord> added) {
     std::string content;
     for (const RegistryRecord &record : records)
         content += formatRecord(record) + "\n";
+    // A kill between the two leaves a next registry that nobody reads, and the next write replaces.
     return writeNext(content) && replaceByNext();
 }
 

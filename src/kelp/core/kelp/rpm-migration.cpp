@@ -75,12 +75,14 @@ std::set<std::string> RpmMigration::idsLeft() const {
 }
 
 void RpmMigration::run() {
+    // Before anything else, for what follows clears the directory.
     area_.requireOwn();
     takeUp();
     RpmSurvey survey(rpm_, *store_, *pathResolver_, idsLeft());
     if (survey.isDamaged()) {
         const Error error(ErrorCode::Internal, "The rpm database has records that cannot be read");
         if (!settlement_.left().empty())
+            // One of those that are left may be among them, and would be taken for erased.
             throw error;
         LogStream(LogLevel::Warning) << error;
         settlement_.expectDamage();
@@ -92,9 +94,11 @@ void RpmMigration::run() {
 void RpmMigration::takeUp() {
     std::vector<JournalEntry> entries = TakeOverJournal::read();
     if (!entries.empty()) {
+        // A kill behind the erasure has left it, and what follows is what it was set aside for.
         area_.releaseReserve();
         settlement_.settle(std::move(entries));
     }
+    // Cleared only now: what the journal still names may be the only copy.
     std::set<fs::path> kept;
     for (const JournalEntry &entry : settlement_.left())
         kept.insert(entry.path);
@@ -113,6 +117,7 @@ void RpmMigration::dropStored(const RpmSurvey &survey) {
         if (instances.contains(Common::Rpm::databaseInstance(reader)))
             rpm_.addErase(reader);
     });
+    // No script may run: the package is in use, under the store.
     rpm_.runOnDatabaseAlone();
 }
 
@@ -123,6 +128,7 @@ void RpmMigration::takeOverInGroups(RpmSurvey &survey) {
         if (Common::stopRequested())
             throw Error(ErrorCode::Internal, "Asked to stop between two groups of packages");
         std::vector<JournalEntry> group = prepareRpmPackagesForMigration(survey, waiting);
+        // Nothing is left, or nothing of it fits even alone.
         if (group.empty())
             break;
         secure(group);
@@ -162,6 +168,7 @@ std::vector<JournalEntry> RpmMigration::prepareRpmPackagesForMigration(RpmSurvey
 bool RpmMigration::fits(const RpmCandidate &candidate, std::size_t count) const {
     const std::uint64_t margin =
         Common::isSameFilesystem(configuration_->databaseDirectory(), Common::Rpm::databaseDirectory())
+            // rpm's database grows and shrinks on the same space.
             ? marginForRpm
             : marginForCopies;
     return candidate.bytes + count * StagingArea::reservePerPackage() + margin <= area_.room();
@@ -174,9 +181,11 @@ void RpmMigration::stage(RpmSurvey &survey, RpmCandidate &candidate, std::vector
     try {
         stageInstalledPackage(candidate.package,
                               fs::absolute(pathResolver_->versionDirectory(entry.id, entry.version)), entry);
+        // With its descriptor, so that the group's one flush has both on disk.
         store_->describeStaged(entry, entry.extras);
         staged.push_back(&candidate);
     } catch (const std::exception &error) {
+        // Asked before the tree goes and makes room: what the disk alone kept out waits for the next group.
         const bool isFull = area_.room() < marginForCopies;
         discardTree(entry);
         if (isFull)
@@ -211,8 +220,10 @@ void RpmMigration::leave(RpmSurvey &survey, RpmCandidate &candidate, const std::
 void RpmMigration::secure(const std::vector<JournalEntry> &group) {
     try {
         area_.secure(group.size());
+        // Too little shows here, and not in the middle of rpm's work on its database.
         requireMargin(Common::Rpm::databaseDirectory());
         requireMargin(Common::Rpm::scriptDirectory());
+        // The file is replaced as a whole: without these it would forget trees that may be the only copies.
         std::vector<JournalEntry> all = settlement_.left();
         all.insert(all.end(), group.begin(), group.end());
         TakeOverJournal::write(all);
@@ -220,6 +231,8 @@ void RpmMigration::secure(const std::vector<JournalEntry> &group) {
         // Nothing was erased. A disk that is full must not stay full of copies.
         std::error_code ignored;
         area_.releaseReserve();
+        // It may stand there already, when only its flush failed. In one that others need, the next start
+        // finds that rpm has these untouched.
         if (settlement_.left().empty())
             fs::remove(TakeOverJournal::path(), ignored);
         std::ranges::for_each(group, discardTree);

@@ -56,6 +56,7 @@ std::vector<RpmPackage::FileEntry> filesOf(const Common::Rpm::Reader &reader) {
 /// The reader wants a file: one that has no name and is gone when closed.
 std::optional<ManifestEntry> parse(const Common::Rpm::PackedFile &content) {
     const FileDescriptor file(::memfd_create("desktop", MFD_CLOEXEC));
+    // No more is read than the size that is claimed: this is what keeps a packed file of zeros out of memory.
     if (file.get() < 0 || content.size() > desktopFileLimit)
         return std::nullopt;
     const std::string name = "/proc/self/fd/" + std::to_string(file.get());
@@ -146,6 +147,7 @@ RpmPackage RpmPackage::fromFile(const fs::path &path, std::vector<Cms> cmsSignat
 
     const auto desktopFile = followed("/usr/share/applications/" + id + ".desktop", linksAmong(files));
     std::optional<ManifestEntry> manifest;
+    // Asked of the header first: a walk over the payload that finds nothing unpacks all of it.
     if (desktopFile && listsFile(reader, *desktopFile))
         manifest = desktopFileOf(reader, *desktopFile);
     auto orgName = manifest ? Common::asFileName(manifest->appOrgname()) : std::nullopt;
@@ -156,6 +158,7 @@ RpmPackage RpmPackage::fromFile(const fs::path &path, std::vector<Cms> cmsSignat
     RpmPackage package(std::move(id), std::move(version), reader.tag(Tag::Architecture), std::move(developer),
                        summaryOf(cmsSignatures, PackageSignatures::Group::Client), std::move(orgName),
                        std::move(appName), std::move(mappings), std::move(cmsSignatures), std::move(files));
+    // The payload can be walked once only: extraction opens the file again.
     package.path_ = path;
     package.signatures_ = signatures;
     package.extractFile_ = &RpmPackage::extractPackageFile;
@@ -166,6 +169,7 @@ PackageStaging RpmPackage::extractPackageFile(const fs::path &destination,
                                               const fs::path &versionDirectory) const {
     const auto developer = PackageSignatures::developerCmsFromVector(cmsSignatures_);
     const auto profile =
+        // Without a developer the first file ends it; up to there the header needs some judge.
         developer ? Validator::profileFromCertificate(developer->certificate()) : Validator::Profile::Regular;
 
     const auto requireSignature = [&] {

@@ -37,9 +37,9 @@ public:
     /// A package file with its signatures. The names of organisation and application are those of the
     /// package's desktop file; one that could not name a directory counts as absent.
     ///
-    /// Raises as Common::Rpm::ExtractFileIterator does; and, as the store makes directories of them,
-    /// ErrorCode::BadPackageContent "package content validation failed" for an id or a version that cannot be
-    /// a file name.
+    /// Raises as Common::Rpm::ExtractFileIterator and Reader::tag() do; and, as the store makes directories
+    /// of them, ErrorCode::BadPackageContent "package content validation failed" for an id or a version that
+    /// cannot be a file name.
     static RpmPackage fromFile(const std::filesystem::path &path,
                                std::vector<PackageSignatures::Cms> cmsSignatures,
                                Common::Rpm::Signatures signatures = Common::Rpm::Signatures::OfMachine);

@@ -69,6 +69,7 @@ void copyInstalledFile(const RpmPackage &package, const RpmPackage::FileEntry &e
     }
     const fs::path target = staging / package.packagePath(entry);
     copyOrLink(entry.path, target, staged);
+    // Under each of its names: names of one file have the attribute together.
     if (entry.signable)
         Common::setExtendedAttribute(target, applicationIdAttribute, package.id());
 }

@@ -47,6 +47,7 @@ struct Identity {
     std::string architecture;
 };
 
+/// A record that lacks one of these, as those of rpm's own keys do, is none that could be taken over.
 Identity readIdentity(const Reader &reader) {
     Identity identity;
     identity.id = reader.tag(Tag::Name);
@@ -74,11 +75,13 @@ std::vector<RpmPackage::FileEntry> readFiles(const Reader &reader) {
         files.push_back(entry);
         return false;
     };
+    // Every name of a file that has several: with rpm's erasure all of them go.
     FileIterator(reader).forEach(append, FileIterator::Names::All);
     return files;
 }
 
 RpmPackage describe(const Reader &reader, const Identity &identity, const Certificate &certificate) {
+    // From the running system, as everything that rpm's records name, whatever the root prefix is.
     std::optional<std::string> orgName;
     std::optional<std::string> appName;
     if (const auto manifest =
@@ -104,6 +107,7 @@ JournalEntry makeEntry(const Reader &reader, const RpmPackage &package, const Ce
     return entry;
 }
 
+/// In blocks, and never none: an empty file takes space for its name and its inode.
 std::uint64_t onDisk(std::uint64_t size) {
     return (size / blockSize + 1) * blockSize;
 }
@@ -114,6 +118,7 @@ std::uint64_t bytesOf(const RpmPackage &package, const InstalledFiles &record) {
     std::uint64_t bytes = 0;
     for (const RpmPackage::FileEntry &entry : package.files()) {
         struct stat status = {};
+        // Through a link: what it leads to may be what is copied.
         const bool stands = ::stat(entry.path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
         const bool isFile = std::holds_alternative<Common::Rpm::RegularFile>(entry.kind);
         const std::uint64_t found = stands ? static_cast<std::uint64_t>(status.st_size) : 0;
@@ -131,6 +136,7 @@ bool isPublishedBy(const fs::path &file, const fs::path &current) {
     }
 }
 
+/// A link that leads nowhere is replaced when the file is published, whoever made it.
 bool isFree(const fs::path &target) {
     return !Common::exists(target) && isMapping(target);
 }
@@ -144,6 +150,7 @@ std::string claimants(const std::vector<RpmCandidate *> &candidates) {
 
 } // namespace
 
+/// Packages of old have SHA-1 alone. Of one that has neither, its place in the database has to do.
 std::string headerDigest(const Reader &reader) {
     return reader.tagOr(Tag::Sha256Header, reader.tagOr(Tag::Sha1Header, ""));
 }
@@ -154,6 +161,7 @@ RpmSurvey::RpmSurvey(const Transaction &rpm, IDatabase &store, const IDatabasePa
     const auto walk =
         rpm.forEachInstalled([&](const Reader &reader) { readRecord(reader, signatures, exceptIds); });
     isDamaged_ = walk == Transaction::Walk::Damaged;
+    // Each walk uses what the one before has gathered of all: owners of files, owners outside, then targets.
     for (const auto &candidate : candidates_)
         judgeAlone(*candidate, store, pathResolver);
     findForeignOwners(rpm);
@@ -167,6 +175,7 @@ void RpmSurvey::readRecord(const Reader &reader, const PackageSignatures::Databa
     const auto identity = unlessUnreadable([&] { return readIdentity(reader); });
     if (!identity)
         return;
+    // Before anything is left out: a second record of the name matters whatever becomes of that one.
     ++records_[identity->id];
     if (exceptIds.contains(identity->id))
         return;
@@ -175,6 +184,7 @@ void RpmSurvey::readRecord(const Reader &reader, const PackageSignatures::Databa
         items_.push_back({identity->id, nullptr});
         return;
     }
+    // Without a word: such a package was never meant to leave rpm.
     if (certificate->isSystemDeveloperCertificate())
         return;
     auto candidate = unlessUnreadable([&] {
@@ -183,6 +193,7 @@ void RpmSurvey::readRecord(const Reader &reader, const PackageSignatures::Databa
         JournalEntry entry = makeEntry(reader, package, *certificate);
         const std::uint64_t bytes = bytesOf(package, record);
         for (const RpmPackage::FileEntry &file : package.files())
+            // What rpm will take away. It leaves directories that hold anything, and what it never put there.
             if (!record.isDirectory(file.fileIndex) && record.isInstalled(file.fileIndex))
                 entry.files.push_back({file.path, {}, false, record.isConfiguration(file.fileIndex)});
         return RpmCandidate{std::move(package), std::move(entry), bytes, {}, false, {}};
@@ -201,9 +212,11 @@ void RpmSurvey::judgeAlone(RpmCandidate &candidate, IDatabase &store,
         owners_[candidate.files.back()].push_back(&candidate);
     }
     const fs::path directory = pathResolver.packageDirectory(entry.id);
+    // First of all: the questions behind it make paths of the two.
     if (!Common::isFileName(entry.id) || !Common::isFileName(entry.version)) {
         candidate.stays = "its name or version cannot name a directory";
     } else if (records_[entry.id] > 1) {
+        // The store has one directory for both.
         candidate.stays = "rpm holds it more than once";
     } else if (Common::exists(directory) && !Common::isDirectory(directory)) {
         candidate.stays = directory.string() + " is not a directory";
@@ -215,6 +228,7 @@ void RpmSurvey::judgeAlone(RpmCandidate &candidate, IDatabase &store,
         const auto mappings = buildMappings(entry.id, entry.extras.at("certificate.id"), entry.orgName,
                                             entry.appName, Rooted::Yes);
         candidate.stays = outline.objection(mappings);
+        // Of one that stays as well: what it claims is not free for others.
         targets_[&candidate] = outline.targets(mappings);
         for (const std::string &target : targets_[&candidate])
             claims_[places_.find(fs::absolute(target))].push_back(&candidate);
@@ -233,6 +247,7 @@ void RpmSurvey::judgeStored(RpmCandidate &candidate, IDatabase &store,
     if (information.at("general.version") != entry.version)
         candidate.stays = "the store holds version " + information.at("general.version");
     else if (!std::ranges::all_of(entry.files, isOurs))
+        // The record goes without its files: one that is nobody's would be left for good.
         candidate.stays = "the store holds this version, and not all of the files are the store's";
     else
         candidate.isInStore = true;
@@ -260,6 +275,7 @@ void RpmSurvey::markForeign(const Reader &reader, const std::set<PlaceOnDisk> &d
     std::vector<std::optional<PlaceOnDisk>> interesting;
     for (int i = 0; i < record->directoryCount(); ++i) {
         PlaceOnDisk place = placeOfDirectory(record->directory(i));
+        // A machine has hundreds of thousands of files and few directories that matter here.
         interesting.push_back(directories.contains(place) ? std::optional(std::move(place)) : std::nullopt);
     }
     for (int i = 0; i < record->count(); ++i) {
@@ -275,6 +291,7 @@ void RpmSurvey::markForeign(const Reader &reader, const std::set<PlaceOnDisk> &d
 
 void RpmSurvey::judgeTargets(RpmCandidate &candidate) {
     for (std::size_t i = 0; i < candidate.files.size(); ++i) {
+        // rpm leaves it to the other package, in the way of what would be published.
         const auto foreign = foreign_.find(candidate.files[i]);
         if (foreign != foreign_.end() && !candidate.stays)
             candidate.stays = candidate.entry.files[i].path + " belongs to " + foreign->second + " too";
@@ -295,10 +312,13 @@ std::optional<std::string> RpmSurvey::targetObjection(const RpmCandidate &candid
         return target + " would be published by " + claimants(claiming);
     struct stat status = {};
     if (::lstat(target.c_str(), &status) != 0)
+        // What cannot be looked at is not free.
         return errno == ENOENT ? std::nullopt : std::optional(target + ": " + std::strerror(errno));
     if (isFree(target))
         return std::nullopt;
     const auto owners = owners_.find(place);
+    // Only a file of its own is sure to be gone when the package is published: then there is no rpm to go
+    // back to.
     if (S_ISDIR(status.st_mode) || owners == owners_.end() ||
         std::ranges::find(owners->second, &candidate) == owners->second.end())
         return "what stands at " + target + " would not go with the package";
@@ -318,6 +338,7 @@ void RpmSurvey::spread() {
     while (changed) {
         changed = false;
         for (const auto &[place, owners] : owners_) {
+            // rpm leaves the file to the one that stays, in the way of the one that goes.
             const auto staying = std::ranges::find_if(
                 owners, [](const RpmCandidate *owner) { return owner->stays.has_value(); });
             if (staying == owners.end())

@@ -31,6 +31,7 @@ fs::path plain(const fs::path &path) {
     return normal.has_filename() ? normal : normal.parent_path();
 }
 
+/// By their words alone: what does not exist yet has no other form.
 bool isWithin(const fs::path &path, const fs::path &directory) {
     const fs::path relative = plain(path).lexically_relative(plain(directory));
     return !relative.empty() && *relative.begin() != "..";
@@ -126,6 +127,7 @@ bool StagingArea::isRescued(const std::string &id, const std::string &version) c
 fs::path StagingArea::rescue(const fs::path &tree, const std::string &id, const std::string &version) const {
     const fs::path first = rescuePlace(id, version);
     fs::path place = first;
+    // Another tree of the version may be the only copy of something that this one does not hold.
     for (int i = 2; Common::exists(place); ++i)
         place = first.string() + "." + std::to_string(i);
     // One rename: a kill finds the tree at its old place or at the new one.

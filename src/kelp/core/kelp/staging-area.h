@@ -31,7 +31,7 @@ public:
     /// Where the tree of a package is made.
     std::filesystem::path treeOf(const std::string &id) const;
 
-    /// Bytes that copies may take: what the filesystem has free.
+    /// Bytes that copies may take: what the filesystem has free. Raises as Common::freeSpace() does.
     std::uint64_t room() const;
 
     /// Makes sure that the trees of `count` packages will survive what follows, while rpm still has

@@ -22,11 +22,15 @@ namespace Core::KELP {
 namespace {
 
 constexpr int directoryFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+/// While they are filled; what the package wants comes with applyPermissions().
 constexpr mode_t directoryMode = 0755;
+/// Until all of a file is there, nobody else can open it.
 constexpr mode_t fileMode = 0600;
 constexpr unsigned permissionBits = 0777;
 
+/// The other half is for the directory itself, so that no verdict depends on where that lies.
 constexpr std::size_t longestPath = PATH_MAX / 2;
+/// Each entry can have all of its parents made: twenty entries once cost 36,000 directories.
 constexpr std::ptrdiff_t deepestPath = 64;
 
 /// What the system answers when it is the package's path that is at fault.
@@ -102,6 +106,7 @@ void StagingDirectory::makeDirectory(const fs::path &path, fs::perms permissions
 FileDescriptor StagingDirectory::createFile(const fs::path &path) const {
     checkPath(path);
     const FileDescriptor parent = openDirectory(path.parent_path());
+    // Never into what is there: a second entry of the path would change a file after the verdict on it.
     const int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
     FileDescriptor file(::openat(parent.get(), path.filename().c_str(), flags, fileMode));
     if (file.get() < 0)
@@ -121,6 +126,7 @@ void StagingDirectory::createHardlink(const fs::path &target, const fs::path &pa
     checkPath(path);
     const FileDescriptor from = openDirectory(target.parent_path());
     const FileDescriptor to = openDirectory(path.parent_path());
+    // Without AT_SYMLINK_FOLLOW: another name of a link is one of the link, not of what it leads to.
     if (::linkat(from.get(), target.filename().c_str(), to.get(), path.filename().c_str(), 0) != 0)
         raiseSystemError(path);
 }
@@ -152,6 +158,7 @@ std::optional<TreeNode> StagingDirectory::find(const fs::path &path) const {
 
 std::vector<std::string> StagingDirectory::namesIn(const fs::path &path) const {
     FileDescriptor file = openExisting(path, directoryFlags);
+    // It owns the descriptor only when there is one, hence the release behind it.
     const std::unique_ptr<DIR, CloseDirectory> directory(::fdopendir(file.get()));
     if (!directory)
         raiseUnwritable(path);
@@ -174,6 +181,7 @@ FileDescriptor StagingDirectory::openDirectory(const fs::path &path) const {
 FileDescriptor StagingDirectory::makeByComponents(const fs::path &path) const {
     FileDescriptor current(::openat(directory_.get(), ".", directoryFlags));
     for (const fs::path &name : path) {
+        // What exists may be a link or a file: the next line does not go through either.
         if (::mkdirat(current.get(), name.c_str(), directoryMode) != 0 && errno != EEXIST)
             raiseSystemError(path);
         FileDescriptor next(::openat(current.get(), name.c_str(), directoryFlags));
@@ -195,6 +203,7 @@ FileDescriptor StagingDirectory::openExistingByComponents(const fs::path &path, 
     constexpr int searched = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
     FileDescriptor current(::openat(directory_.get(), ".", searched));
     for (const fs::path &name : path.parent_path())
+        // One that is missing leaves nothing open, and all that follow fail.
         current = FileDescriptor(::openat(current.get(), name.c_str(), searched));
     return FileDescriptor(::openat(current.get(), path.empty() ? "." : path.filename().c_str(), flags));
 }

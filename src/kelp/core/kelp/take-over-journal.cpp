@@ -21,6 +21,7 @@ using Common::ErrorCode;
 using Common::escapeLine;
 using Common::unescapeLine;
 
+/// Another format gets another number: what this program does not know it refuses, and clears nothing.
 constexpr const char *title = "kelp take-over 1";
 
 void formatFile(std::ostream &lines, const JournalledFile &file) {
@@ -42,6 +43,7 @@ void formatEntry(std::ostream &lines, const JournalEntry &entry) {
     if (entry.appName)
         lines << "appname " << escapeLine(*entry.appName) << '\n';
     for (const auto &[key, value] : entry.extras)
+        // Keys are this program's own words, without spaces; what a package or a certificate says is escaped.
         lines << "extra " << key << ' ' << escapeLine(value) << '\n';
     for (const JournalledFile &file : entry.files)
         formatFile(lines, file);
@@ -74,6 +76,7 @@ public:
         }
     }
 
+    /// The last value of a line, which alone may hold spaces.
     std::string rest() const { return unescapeLine(rest_); }
 
 private:
@@ -87,6 +90,7 @@ JournalledFile parseFile(Words words) {
         throw damaged();
     file.isShared = flags[0] == 's';
     file.isConfiguration = flags[1] == 'c';
+    // A look ahead: what is no dash is the first of the four numbers.
     Words absent = words;
     if (absent.next() == "-") {
         for (int i = 0; i < 4; ++i)
@@ -125,6 +129,7 @@ void parseFact(const std::string &name, Words words, JournalEntry &entry) {
     }
 }
 
+/// Without these nothing could be done with the tree, nor could it be found.
 bool isComplete(const JournalEntry &entry) {
     return !entry.id.empty() && !entry.version.empty() && !entry.path.empty();
 }
@@ -154,6 +159,7 @@ std::vector<JournalEntry> TakeOverJournal::parse(const std::string &content) {
         Words words(line);
         const std::string name = words.next();
         if (name == "end") {
+            // A file that was cut between two packages would look like a journal of fewer.
             const bool whole = words.rest() == std::to_string(entries.size()) && !std::getline(lines, line);
             if (!whole || !std::ranges::all_of(entries, isComplete))
                 throw damaged();
@@ -164,6 +170,7 @@ std::vector<JournalEntry> TakeOverJournal::parse(const std::string &content) {
         else if (entries.empty())
             throw damaged();
         else
+            // A word that nobody knows is damage as well: it may be the one on which the right deed depends.
             parseFact(name, std::move(words), entries.back());
     }
     throw damaged();
@@ -171,11 +178,13 @@ std::vector<JournalEntry> TakeOverJournal::parse(const std::string &content) {
 
 std::vector<JournalEntry> TakeOverJournal::read() {
     const std::optional<std::string> content = Common::readIfExists(path());
+    // No journal is no news; one that cannot be read may name the only copies, and raises.
     return content ? parse(*content) : std::vector<JournalEntry>{};
 }
 
 void TakeOverJournal::write(const std::vector<JournalEntry> &entries) {
     Common::createDirectories(path().parent_path());
+    // In one step, so that a kill leaves the journal before, whose packages are all still on their way.
     Common::replaceDurably(path(), format(entries));
     // Its name too must be there when the first package is gone from rpm.
     Common::flushFile(path().parent_path());

@@ -37,7 +37,8 @@ public:
     static std::filesystem::path path();
 
     /// The packages of the journal; none when there is no journal. Raises ErrorCode::Internal "Couldn't read
-    /// the take-over journal: PATH" for one that cannot be read or is damaged.
+    /// the take-over journal: PATH" for one that is damaged, and as Common::readIfExists() does for one that
+    /// cannot be read.
     static std::vector<JournalEntry> read();
 
     /// Replaces the journal in one step, and has it on disk on return. Raises ErrorCode::Filesystem; then the

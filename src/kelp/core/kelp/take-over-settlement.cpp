@@ -44,6 +44,7 @@ bool isConflict(const Error &error) {
     return error.code() == Common::ErrorCategory::make(ErrorCode::FileConflict);
 }
 
+/// What the disk does not tell counts as there: forward is the way on which nothing is given up.
 bool mayBeThere(const fs::path &path) {
     std::error_code ignored;
     return fs::symlink_status(path, ignored).type() != fs::file_type::not_found;
@@ -77,6 +78,7 @@ void TakeOverSettlement::settle(std::vector<JournalEntry> entries) {
             logFailure(entry.id, error);
             if (!failure_)
                 failure_ = std::current_exception();
+            // With its tree and its place in the journal: the next start tries again.
             left_.push_back(entry);
         }
     }
@@ -87,6 +89,7 @@ std::map<std::string, std::vector<TakeOverSettlement::Record>>
 TakeOverSettlement::ask(const std::vector<JournalEntry> &entries) const {
     std::map<std::string, std::vector<Record>> records;
     for (const JournalEntry &entry : entries)
+        // An empty one says "gone", once the walk is known to be complete.
         records[entry.id];
     const auto walk = rpm_->forEachInstalled([&](const Reader &reader) {
         const auto wanted = records.find(reader.tagOr(Tag::Name, ""));
@@ -111,6 +114,7 @@ TakeOverSettlement::headersOf(const std::vector<JournalEntry> &entries) const {
     std::map<std::string, Header> headers;
     for (const JournalEntry &entry : entries) {
         const std::vector<Record> &found = records.at(entry.id);
+        // Both of them: the same package, installed again, has the digest of before at another place.
         const bool isSame = std::ranges::any_of(found, [&](const Record &record) {
             return record.instance == entry.instance && record.digest == entry.digest;
         });
@@ -129,6 +133,8 @@ bool TakeOverSettlement::hasBegun(const JournalEntry &entry) {
         return file.identity && now ? identities_.isSame(*file.identity, *now)
                                     : file.identity.has_value() == now.has_value();
     };
+    // What the store has came there behind the erasure, whatever record of rpm's a power cut has brought
+    // back.
     return isInStore(entry) || !std::ranges::all_of(entry.files, isAsStaged);
 }
 
@@ -151,6 +157,7 @@ TakeOverSettlement::dropHeaders(const std::vector<JournalEntry> &entries,
             rpm_->addErase(reader);
     });
     try {
+        // Whether it did, the records say that are left.
         rpm_->runOnDatabaseAlone();
     } catch (const Error &error) {
         LogStream(LogLevel::Error) << error;
@@ -163,6 +170,7 @@ void TakeOverSettlement::settleOne(const JournalEntry &entry, Header header) {
         // Killed before the journal forgets it, the next start finds the same without the tree.
         Common::removeAll(entry.path);
     } else if (header == Header::Same) {
+        // Not forward either: as long as rpm has the record, it may erase what would be published.
         throw Error(ErrorCode::Internal, "Couldn't erase " + entry.id + " package from the rpm database");
     } else if (header == Header::Other) {
         giveWayToRpm(entry);
@@ -198,6 +206,8 @@ void TakeOverSettlement::install(const JournalEntry &entry) {
     LogStream(LogLevel::Info) << "Package " << entry.id << " successfully migrated from RPM to KELP";
     noteInstallation(entry);
     noteDirectories(entry);
+    // Last, with the package in its place: what it raises keeps the entry, and all of this is gone through
+    // again.
     if (*arrival_)
         (*arrival_)(store_->packageInfo(entry.id));
 }
@@ -206,6 +216,7 @@ void TakeOverSettlement::install(const JournalEntry &entry) {
 void TakeOverSettlement::makeWay(const JournalEntry &entry) {
     for (const JournalledFile &file : entry.files) {
         const auto now = Common::identityAt(file.path);
+        // A file that others own too is in nobody's way: who would publish over it stays in rpm (RpmSurvey).
         if (!file.isShared && file.identity && now && identities_.isSame(*file.identity, *now))
             Common::removeAll(file.path);
     }
@@ -223,6 +234,7 @@ void TakeOverSettlement::removeSavedConfiguration(const JournalEntry &entry) con
         try {
             const fs::path kept =
                 pathResolver_->currentDirectory(entry.id) / packagePathOf(file.path, mappings);
+            // One with another content is somebody's work, and stays.
             if (fs::is_regular_file(fs::symlink_status(saved)) && Common::hasSameContent(saved, kept))
                 Common::removeAll(saved);
         } catch (const std::exception &error) {
@@ -249,6 +261,7 @@ void TakeOverSettlement::clearEmptyPackage(const JournalEntry &entry) const {
         if (Common::isSymlink(link) && !Common::exists(link))
             Common::removeAll(link);
     std::error_code ignored;
+    // Never with what is in them: whatever that is, it is not empty links.
     fs::remove(pathResolver_->versionDirectory(entry.id, entry.version), ignored);
     fs::remove(pathResolver_->packageDirectory(entry.id), ignored);
 }
@@ -260,6 +273,7 @@ void TakeOverSettlement::giveWayToRpm(const JournalEntry &entry) {
     if (!mayBeThere(tree))
         return;
     if (tree == version)
+        // They would lead nowhere.
         store_->tryRemoveMappingsUsingCurrentDirectory(entry.id);
     const fs::path place = area_->rescue(tree, entry.id, entry.version);
     clearEmptyPackage(entry);
@@ -272,6 +286,7 @@ void TakeOverSettlement::noteInstallation(const JournalEntry &entry) {
     const auto keyId = entry.extras.find("certificate.id");
     if (keyId == entry.extras.end())
         LogStream(LogLevel::Warning) << "A record of package installation cannot be saved to the registry: "
+                                     // Misspelt for good: these are the words that are looked for.
                                      << entry.id << " (udefined developer key id)";
     else
         installations_.emplace_back(RegistryEvent::Install, std::time(nullptr), entry.id, keyId->second);
@@ -284,6 +299,7 @@ void TakeOverSettlement::recordInstallations() {
         for (const RegistryRecord &record : installations_)
             LogStream(LogLevel::Warning)
                 << "Couldn't add a package installation record to the registry: " << record.packageId();
+    // A registry that cannot be written holds nothing up: the doctor finds what it lacks.
     installations_.clear();
 }
 
@@ -307,6 +323,8 @@ void TakeOverSettlement::conclude() {
         if (::stat(directory.c_str(), &status) == 0)
             written_.try_emplace(status.st_dev, directory);
     }
+    // rpm's database among them: undone after the journal is gone, its erasure would leave a record without
+    // files.
     for (const auto &[device, directory] : written_)
         Common::flushFilesystem(directory);
     if (left_.empty())

@@ -4,6 +4,7 @@ namespace Core::TrustedSources {
 
 namespace {
 
+/// Other programs know codes by their numbers. Code 0 is a failure here, and success in the store's category.
 constexpr Common::ErrorRow errorRows[] = {
     {0, "io.tvk.KELP.TrustedSources.Error.Internal", "Internal error occurred"},
     {1, "io.tvk.KELP.TrustedSources.Error.SourceNotFound", "The source does not exist"},

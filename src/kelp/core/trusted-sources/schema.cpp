@@ -24,7 +24,9 @@ const Step fromV0 = {
     "V0 to V1",
     "Couldn't migrate the trusted sources database from V0 to V1",
     {
+        // A file without this table counts as one without a schema, whatever else it holds: that stays.
         "CREATE TABLE IF NOT EXISTS configuration(id TEXT PRIMARY KEY,data INTEGER NOT NULL)",
+        // The version is ahead of its step, and `required` tells that: lacksSecondStep() goes by the two.
         "INSERT INTO configuration (id, data) VALUES ('version', 2), ('required', 1)",
         "CREATE TABLE IF NOT EXISTS sources(keyid TEXT PRIMARY KEY,subject TEXT NOT NULL)",
         // INTEGER for a text: existing files carry this declaration.
@@ -38,11 +40,13 @@ const Step fromV1 = {
     "Couldn't migrate the trusted sources database from V1 to V2",
     {
         "INSERT INTO configuration (id, data) VALUES ('web_pwa_source_allowed', 0)",
+        // The old switch had the opposite sense.
         "UPDATE configuration SET id = 'missing_source_allowed', data = 1 - data WHERE id = 'required'",
         "UPDATE configuration SET data = 2 WHERE id = 'version'",
     },
 };
 
+/// Killed at any moment, the next start finds none of the step or all of it.
 void carryOut(const Step &step, SQLite::Database &database) {
     orRaiseInternal(step.failure, [&] {
         SQLite::Transaction transaction(database);
@@ -50,6 +54,7 @@ void carryOut(const Step &step, SQLite::Database &database) {
             database.exec(statement);
         transaction.commit();
     });
+    // Words that are looked for in logs, with their mistake.
     LogStream(LogLevel::Info) << "Successfully migrate trusted sources database from " << step.name;
 }
 
@@ -88,6 +93,8 @@ std::int64_t schemaVersion(SQLite::Database &database) {
 
 void migrateSchema(SQLite::Database &database, std::int64_t version) {
     if (version != 0 && version != 1) {
+        // A negative number, which no program wrote: a newer version does not come here, and is used as it
+        // is.
         LogStream(LogLevel::Error) << "Unexpected trusted sources database version: " << version;
         return;
     }

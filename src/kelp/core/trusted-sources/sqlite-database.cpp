@@ -30,6 +30,8 @@ std::unique_ptr<SQLite::Database> open(const std::filesystem::path &path) {
         makeForRootAlone(path);
         auto database =
             std::make_unique<SQLite::Database>(path.string(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);
+        // Of the connection, not of the file, and off by default: packages could be bound to sources that are
+        // not there.
         orRaiseInternal("Couldn't enable foreign keys in the trusted sources database",
                         [&] { database->exec("PRAGMA foreign_keys = ON"); });
         const std::int64_t version = schemaVersion(*database);
@@ -49,6 +51,7 @@ void bindAll([[maybe_unused]] Statement &statement, const Values &...values) {
         SQLite::bind(statement, values...);
 }
 
+/// In full width: cut down to 32 bits, a switch of 4294967297 would count as on.
 template<class... Values>
 std::int64_t integer(SQLite::Database &database, const char *sql, const Values &...values) {
     Statement query(database, sql);
@@ -134,6 +137,7 @@ void SQLiteDatabase::addSource(const Source &source) {
 void SQLiteDatabase::removeSource(const std::string &keyId) {
     run("Couldn't remove source from trusted sources database by key id", [&](auto &database) {
         SQLite::Transaction transaction(database);
+        // Before the source, without which a binding may not be.
         execute(database, "DELETE FROM packages WHERE source_keyid = ?", keyId);
         execute(database, "DELETE FROM sources WHERE keyid = ?", keyId);
         transaction.commit();
@@ -141,6 +145,7 @@ void SQLiteDatabase::removeSource(const std::string &keyId) {
 }
 
 bool SQLiteDatabase::sourceExists(const std::string &keyId) {
+    // It speaks of a package, and stays so: these are the words that are looked for.
     return run("Couldn't check package exists in the trusted sources database", [&](auto &database) {
         return integer(database, "SELECT COUNT(*) FROM sources WHERE keyid = ?", keyId) > 0;
     });
@@ -155,6 +160,8 @@ Source SQLiteDatabase::source(const std::string &keyId) {
 
 Source SQLiteDatabase::sourceOfPackage(const std::string &packageId) {
     return run("Couldn't query source from trusted sources database by package id", [&](auto &database) {
+        // A binding to a source that is gone fails in two lines: the log has the inner one's words, the
+        // caller this one's.
         return source(textFor(database, "SELECT source_keyid FROM packages WHERE id = ?", packageId));
     });
 }
@@ -170,6 +177,7 @@ void SQLiteDatabase::bindPackage(const std::string &packageId, const Source &sou
         SQLite::Transaction transaction(database);
         execute(database, "INSERT OR IGNORE INTO sources (keyid,subject) VALUES (?,?)", source.keyId,
                 source.subject);
+        // Behind the source: each statement by itself has to find the one that it names.
         execute(database, "INSERT OR REPLACE INTO packages (id,source_keyid) VALUES (?,?)", packageId,
                 source.keyId);
         transaction.commit();

@@ -10,6 +10,7 @@ namespace Common::Rpm {
 namespace {
 
 constexpr unsigned executeBits = 0111;
+/// To run as somebody else is nothing that a package can give a file by itself.
 constexpr unsigned permissionBits = 0777;
 
 std::filesystem::path pathOf(const char *text) {
@@ -19,6 +20,7 @@ std::filesystem::path pathOf(const char *text) {
 } // namespace
 
 std::shared_ptr<rpmfiles_s> fileList(const Reader &reader) {
+    // The list keeps the header, which a walk over the database lets go at its next step.
     std::shared_ptr<rpmfiles_s> files(rpmfilesNew(nullptr, reader.header(), 0, RPMFI_KEEPHEADER),
                                       rpmfilesFree);
     if (!files)
@@ -38,6 +40,8 @@ std::filesystem::perms currentPermissions(rpmfi iterator) {
     return std::filesystem::perms{rpmfiFMode(iterator) & permissionBits};
 }
 
+/// By the rule by which rpm itself writes such signatures: a configuration file is there to be changed, which
+/// no signature survives, unless it is a program or rpm's configuration wants it.
 bool isCurrentSignable(rpmfi iterator) {
     if (!(rpmfiFFlags(iterator) & RPMFILE_CONFIG))
         return true;

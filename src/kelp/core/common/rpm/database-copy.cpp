@@ -27,6 +27,8 @@ constexpr const char *lockName = ".rpm.lock";
 
 /// Takes the lock that whoever changes the database has, for as long as the result lives. That changes
 /// nothing: where rpm has made no lock file, nobody has it.
+/// An fcntl lock ends with any descriptor of the file that the process closes: there must be no Transaction
+/// on the machine's own database beside it.
 FileDescriptor lockOutWriters(const fs::path &directory) {
     FileDescriptor lock(::open((directory / lockName).c_str(), O_RDONLY | O_CLOEXEC));
     struct flock shared {};
@@ -56,6 +58,7 @@ DatabaseCopy::DatabaseCopy() {
     if (!fs::is_directory(original, ignored))
         return;
     try {
+        // Over the whole copying: database and log of two moments do not belong together.
         const FileDescriptor lock = lockOutWriters(original);
         const std::vector<fs::path> files = databaseFiles(original);
         if (files.empty())
@@ -67,6 +70,8 @@ DatabaseCopy::DatabaseCopy() {
     } catch (const fs::filesystem_error &error) {
         throw Error(ErrorCode::Filesystem, std::string("Couldn't copy the rpm database: ") + error.what());
     }
+    // Behind rpm's configuration, which databaseDirectory() has had read: read later, it would lay its own
+    // path on top. rpm's lock file is in that directory too, so that the original's is not touched.
     rpmPushMacro(nullptr, directoryMacro, nullptr, directory_->path().c_str(), RMIL_CMDLINE);
 }
 

@@ -15,7 +15,8 @@ namespace Common::Rpm {
 class DatabaseCopy {
 public:
     /// Raises ErrorCode::Internal "Another process changes the rpm database" while one does, and
-    /// ErrorCode::Filesystem "Couldn't copy the rpm database: REASON".
+    /// ErrorCode::Filesystem "Couldn't copy the rpm database: REASON"; and as ScratchDirectory does. There
+    /// must be no Transaction in the process by then, which would lose its lock.
     DatabaseCopy();
     DatabaseCopy(const DatabaseCopy &) = delete;
     DatabaseCopy &operator=(const DatabaseCopy &) = delete;

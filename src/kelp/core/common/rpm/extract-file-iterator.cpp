@@ -70,6 +70,7 @@ ExtractFileIterator::ExtractFileIterator(const std::filesystem::path &package, S
 
 void ExtractFileIterator::forEach(const std::function<bool(const Entry &)> &callback) const {
     const auto makePackedFile = [&](auto permissions) -> std::optional<PackedFile> {
+        // A further name, which forEachFurtherName() gives behind the one that has the content.
         if (!rpmfiArchiveHasContent(archive_.get()))
             return std::nullopt;
         return PackedFile(permissions, archive_);
@@ -82,9 +83,12 @@ void ExtractFileIterator::forEach(const std::function<bool(const Entry &)> &call
         const bool stop = callback(*entry);
         if (std::holds_alternative<PackedFile>(entry->kind))
             forEachFurtherName(*entry, callback);
+        // Only now: whoever has seen enough at the first name would otherwise miss what else the file is
+        // called.
         if (stop)
             return;
     }
+    // A payload that is damaged between two files would pass for a smaller package.
     if (next != RPMERR_ITER_END)
         throw Error(ErrorCode::Internal, "Couldn't read content from rpm package");
 }

@@ -11,6 +11,7 @@ void initialise() {
     static bool started = false;
     if (started)
         return;
+    // Before it is tried: what failed once is told once.
     started = true;
     if (rpmReadConfigFiles(nullptr, nullptr) != 0)
         LogStream(LogLevel::Warning) << "Couldn't read RPM configuration files";

@@ -47,6 +47,7 @@ void PackedFile::read(const Sink &sink) const {
     for (std::uint64_t remaining = size_; remaining > 0;) {
         const std::size_t wanted = std::min<std::uint64_t>(remaining, buffer.size());
         const ssize_t got = rpmfiArchiveRead(archive_.get(), buffer.data(), wanted);
+        // The end, too, is damage as long as the size that the header claims is not reached.
         if (got < 1)
             throw Error(ErrorCode::Internal, "Couldn't read content from rpm package");
         sink(Chunk(buffer.data(), static_cast<std::size_t>(got)));
@@ -69,6 +70,7 @@ void PackedFile::writeTo(const std::filesystem::path &path) const {
     if (file.get() < 0)
         throw Error(ErrorCode::Filesystem, "Couldn't open file for writing rpm content: " + path.string());
     writeTo(file.get(), path);
+    // Some filesystems say only now that there was no room.
     if (::close(file.release()) != 0)
         raiseUnwritable(path);
 }

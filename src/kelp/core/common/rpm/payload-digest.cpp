@@ -51,7 +51,9 @@ std::streamoff headerSize(std::istream &file) {
 /// Moves behind the signatures, and behind the header if that is not covered.
 void seekCovered(std::istream &file, bool coversHeader) {
     file.seekg(leadSize);
+    // Sizes that lie lead to other bytes, or behind the end, where there are none: no digest fits those.
     const std::streamoff signatures = headerSize(file);
+    // Only the signatures are filled up to a multiple of eight.
     const std::streamoff header = leadSize + (signatures + 7) / 8 * 8;
     file.seekg(header);
     if (!coversHeader)
@@ -59,6 +61,7 @@ void seekCovered(std::istream &file, bool coversHeader) {
 }
 
 std::string digestOf(std::istream &rest, int algorithm) {
+    // Null for an algorithm that librpm does not know; there is no digest then, and the package is not right.
     DIGEST_CTX context = rpmDigestInit(algorithm, RPMDIGEST_NONE);
     std::vector<char> chunk(readSize);
     while (rest.read(chunk.data(), static_cast<std::streamsize>(chunk.size())) || rest.gcount() > 0)
@@ -73,6 +76,7 @@ std::string digestOf(std::istream &rest, int algorithm) {
 
 PayloadDigest::PayloadDigest(std::filesystem::path package, const Reader &header) :
     package_(std::move(package)), expected_(textOf(header, RPMTAG_PAYLOADDIGEST)) {
+    // Packages of old have one over header and payload together, in MD5.
     coversHeader_ = expected_.empty();
     if (coversHeader_)
         expected_ = textOf(header, RPMTAG_SIGMD5);

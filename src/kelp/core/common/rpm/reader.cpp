@@ -28,6 +28,7 @@ std::shared_ptr<_FD_s> open(const std::filesystem::path &package) {
 std::shared_ptr<headerToken_s> readHeader(FD_t file, const std::filesystem::path &package,
                                           Signatures signatures) {
     const std::unique_ptr<rpmts_s, decltype(&rpmtsFree)> transactionSet(rpmtsCreate(), rpmtsFree);
+    // Whatever the root prefix is: keys and policy are those of the rpm that runs here.
     rpmtsSetRootDir(transactionSet.get(), nullptr);
     if (signatures == Signatures::Unchecked)
         rpmtsSetVSFlags(transactionSet.get(), RPMVSF_MASK_NOSIGNATURES);

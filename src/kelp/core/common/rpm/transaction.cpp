@@ -21,6 +21,7 @@ namespace {
 std::shared_ptr<rpmts_s> makeTransactionSet() {
     initialise();
     std::shared_ptr<rpmts_s> transactionSet(rpmtsCreate(), rpmtsFree);
+    // Whatever the root prefix is: where its database lies is for rpm's own configuration to say.
     rpmtsSetRootDir(transactionSet.get(), nullptr);
     return transactionSet;
 }
@@ -47,6 +48,7 @@ private:
 
 void runAndForget(rpmts transactionSet) {
     const int result = rpmtsRun(transactionSet, nullptr, RPMPROB_FILTER_NONE);
+    // After a failure too: the next run would carry the same erasures out, scripts included.
     rpmtsEmpty(transactionSet);
     if (result < 0)
         throw Error(ErrorCode::Internal, "Couldn't run rpm transaction");
@@ -54,6 +56,7 @@ void runAndForget(rpmts transactionSet) {
 
 std::filesystem::path expanded(const char *macro) {
     initialise();
+    // Before rpm has read its configuration a macro expands to its own text.
     const std::unique_ptr<char, decltype(&std::free)> text(rpmExpand(macro, nullptr), std::free);
     return text ? text.get() : "";
 }
@@ -83,6 +86,7 @@ Transaction::Walk Transaction::forEachInstalled(const std::function<void(const R
     // An empty database has an iterator too.
     if (!packages)
         throw Error(ErrorCode::Internal, "Couldn't read the rpm database");
+    // What rpm cannot read it passes over, and says so in its log alone: hence the watch.
     while (Header header = rpmdbNextIterator(packages.get()))
         callback(Reader(header));
     return watch.sawError() ? Walk::Damaged : Walk::Complete;
@@ -110,6 +114,7 @@ void Transaction::run() {
 }
 
 void Transaction::runOnDatabaseAlone() {
+    // In place of the run's flags, not beside them, and for this run alone.
     const rpmtransFlags flags = rpmtsSetFlags(transactionSet_.get(), RPMTRANS_FLAG_JUSTDB | NoPlugins);
     const std::unique_ptr<rpmts_s, std::function<void(rpmts)>> restored(
         transactionSet_.get(), [flags](rpmts set) { rpmtsSetFlags(set, flags); });

@@ -36,6 +36,7 @@ private:
 
 bool isDone(const MigrationStamp &stamp) {
     const fs::path path = Common::belowRoot(stamp.path);
+    // Without the right to look, a machine would seem never to have been migrated.
     requireReadable(path);
     std::error_code ignored;
     return fs::exists(path, ignored);
@@ -45,6 +46,7 @@ bool isDone(const MigrationStamp &stamp) {
 std::map<std::string, bool> installedByRegistry() {
     std::map<std::string, bool> installed;
     for (const RegistryRecord &record : registryRecords())
+        // In the order of the file, so that the last word stays.
         installed[record.packageId()] = record.event() != RegistryEvent::Remove;
     return installed;
 }
@@ -93,6 +95,7 @@ std::string whyInRpm(const RpmRecord &record, bool isMigrated) {
     return isMigrated ? "could not be published" : "waits for the first migration";
 }
 
+/// By now whatever is anywhere has its standing: what these two add is nowhere.
 void addLost(const std::map<std::string, bool> &installed, const SourcesView &sources, Standings &standings) {
     for (const auto &[id, isInstalled] : installed)
         if (isInstalled)
@@ -135,6 +138,7 @@ MachineState inspectMachine(const IConfiguration &configuration) {
     const std::vector<StoredPackage> packages = store.packages();
 
     Standings standings;
+    // What needs somebody stands before what is whole: an application can be both.
     addUnfinished(packages, standings);
     for (const auto &[id, path] : store.rescued())
         standings.add(id, "", ApplicationState::Rescued, "its files are in " + path.string());

@@ -14,6 +14,7 @@ std::filesystem::path removalFile() {
 std::optional<std::string> unfinishedRemoval() {
     requireReadable(removalFile());
     const std::string text = Common::readIfExists(removalFile()).value_or("");
+    // A text that leads elsewhere is no id: to complete that removal would remove what lies there.
     return Common::asFileName(text.substr(0, text.find('\n')));
 }
 

@@ -57,6 +57,7 @@ RpmRecord describe(const Reader &package, const std::optional<Database> &signatu
 } // namespace
 
 std::vector<RpmRecord> rpmRecords() {
+    // Before the transaction, which works on it, and ends before it.
     const Common::Rpm::DatabaseCopy copy;
     if (!copy.isThere())
         return {};

@@ -20,6 +20,7 @@ bool isAllowed(SQLite::Database &database, const char *id) {
     Statement query(database, "SELECT data FROM configuration WHERE id = ?");
     query.bind(1, id);
     if (!query.executeStep())
+        // A schema of another version shows by this.
         throw std::runtime_error(std::string("no row: ") + id);
     return query.getColumn(0).getInt64() == 1;
 }
@@ -36,6 +37,7 @@ SourcesView readAll(SQLite::Database &database) {
         const std::string id = packages.getColumn(0).getString();
         const std::string keyId = packages.getColumn(1).getString();
         view.sourceOf.emplace(id, keyId);
+        // A binding without its source is shown all the same: foreign keys are kept only by who asks for it.
         const auto source = std::ranges::find(view.sources, keyId, &TrustedSources::Source::keyId);
         if (source != view.sources.end())
             source->packages.push_back(id);
@@ -66,6 +68,7 @@ SourcesView SourcesView::read(const IConfiguration &configuration) {
     if (!std::filesystem::exists(path, ignored))
         return {};
     try {
+        // A connection that may only read refuses a file that has one.
         if (std::filesystem::exists(journalOf(path), ignored))
             return readInterrupted(path);
         SQLite::Database database(path.string(), SQLite::OPEN_READONLY);

@@ -69,6 +69,7 @@ std::vector<StoredPackage> StoreView::packages() const {
 
 std::optional<StoredPackage> StoreView::package(const std::string &id) const {
     requireReadable(configuration_->databaseDirectory());
+    // It may be a word of the command line: no path leads out of the store.
     const bool isName = !id.empty() && id != "." && id != ".." && id.find('/') == std::string::npos;
     if (!isName || !Common::isThere(DatabasePathResolver(*configuration_).packageDirectory(id)))
         return std::nullopt;
@@ -80,6 +81,7 @@ StoredPackage StoreView::read(const std::string &id) const {
     StoredPackage package;
     package.id = id;
     std::error_code error;
+    // The text of the link: what it names may be gone, and that is worth telling.
     package.version = fs::read_symlink(resolver.currentDirectory(id), error).filename().string();
     package.information = informationAt(resolver.descriptorFile(id, PackageSlot::Current));
     package.hasNext = Common::isThere(resolver.nextDirectory(id));
@@ -109,6 +111,7 @@ std::uintmax_t StoreView::bytes(const std::string &id) const {
     const auto options = fs::directory_options::skip_permission_denied;
     for (fs::recursive_directory_iterator entry(directory, options, error), end; !error && entry != end;
          entry.increment(error))
+        // What a link leads to is counted where it lies, or is not the package's at all.
         if (!entry->is_symlink(error) && entry->is_regular_file(error))
             sum += entry->file_size(error);
     return sum;
@@ -118,6 +121,7 @@ std::vector<std::pair<std::string, fs::path>> StoreView::rescued() const {
     const fs::path place = configuration_->tempDirectory().parent_path() / "rescued";
     std::vector<std::pair<std::string, fs::path>> all;
     for (const std::string &name : namesIn(place)) {
+        // The directory's name is no id: a version follows, and a number where there were several.
         const auto information = informationAt(place / name / "velura.pkg");
         all.emplace_back(information ? information->at("general.id") : name, place / name);
     }

@@ -65,10 +65,12 @@ fs::path mappingTarget(const fs::path &path) {
         return Common::isSymlink(path) ? Common::readSymlink(path)
                                        : fs::path(Common::extendedAttribute(path, targetAttribute));
     } catch (const std::exception &) {
+        // Misspelt, and kept so for whoever looks for it.
         throw Error(ErrorCode::Internal, "Coulnd't retrieve target of " + path.string() + " mapping");
     }
 }
 
+/// Any link is one, whoever made it: for what must be the package's own there is isMappingOf().
 bool isMapping(const fs::path &path) {
     try {
         mappingTarget(path);
@@ -87,6 +89,7 @@ bool isMappingOf(const fs::path &path, const fs::path &source) {
 }
 
 bool isCopiedLinkOf(const fs::path &path, const fs::path &source) {
+    // A link cannot carry the attribute.
     return Common::isSymlink(path) && Common::isSymlink(source) &&
            Common::readSymlink(path) == Common::readSymlink(source);
 }

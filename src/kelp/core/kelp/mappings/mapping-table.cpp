@@ -19,6 +19,8 @@ struct Rule {
 constexpr bool perPackage = true;
 constexpr bool shared = false;
 
+/// Where copies are required links do not do, and one file below such a row makes copies of the whole
+/// package.
 constexpr Rule rules[] = {
     {"bin", "usr/bin/", shared, 0, 0},
     {"connman/plugin", "usr/lib/connman/plugins-vpn/", shared, 1, 0},
@@ -72,6 +74,7 @@ void appendOrganisationRow(std::vector<Mapping> &mappings, const std::string &pr
 
 void appendLib64Variants(std::vector<Mapping> &mappings) {
     const std::size_t count = mappings.size();
+    // At once: the row that is referred to below would not outlive a move of the vector.
     mappings.reserve(2 * count);
     for (std::size_t i = 0; i < count; ++i) {
         const Mapping &row = mappings[i];
@@ -97,6 +100,7 @@ std::vector<Mapping> buildMappings(const std::string &id, const std::string &key
     if (!organisation.empty() && !application.empty())
         mappings.emplace_back("common", prefix + "usr/share/common/" + organisation + "/" + application + "/",
                               0, 1);
+    // Images with 64 bits have rpms with either directory; the store publishes in one.
     if (rooted == Rooted::No)
         appendLib64Variants(mappings);
     return mappings;

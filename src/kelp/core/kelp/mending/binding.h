@@ -19,7 +19,8 @@ inline constexpr const char *reservedSource = ".no.source.apps";
 std::optional<TrustedSources::Source> certifiedSource(const std::string &id);
 
 /// Binds a package to the source of its client certificate, or to the reserved one, whatever it was bound to.
-/// One transaction. The policy stays as it is.
+/// One transaction. The policy stays as it is. Raises as certifiedSource() and the sources' database do; then
+/// the binding is what it was.
 void bindToItsSource(const IConfiguration &configuration, const std::string &id);
 
 } // namespace Core::KELP

@@ -49,6 +49,7 @@ std::vector<Finding> examine(const IConfiguration &configuration, const std::set
         if (ids.empty() || ids.contains(package.id))
             add(examinePackage(configuration, package));
     add(examineRecords(configuration));
+    // Of one package they stay in the order in which they can be mended.
     std::ranges::stable_sort(findings, {}, &Finding::id);
     return findings;
 }
@@ -57,6 +58,7 @@ Mending mend(const IConfiguration &configuration, const std::set<std::string> &i
     Mending mending;
     mending.left = examine(configuration, ids);
     for (int round = 0; round < rounds && mendAll(mending); ++round)
+        // Anew: what was mended has made findings of the round before untrue, and brought up others.
         mending.left = examine(configuration, ids);
     return mending;
 }

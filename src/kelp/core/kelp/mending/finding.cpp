@@ -5,6 +5,7 @@
 namespace Core::KELP {
 
 const char *nameOf(FindingKind kind) {
+    // In the order of the enumeration; docs/recovery.md tells people what each of them means.
     constexpr std::array names = {
         "staged",  "unfinished-update", "rescued",  "unreadable-descriptor", "missing",  "dead",
         "changed", "foreign",           "unlisted", "stale-version",         "leftover", "unregistered",

@@ -44,6 +44,7 @@ Certificate developerOf(const std::string &id) {
     const auto certificate = signatures.packageCertificateWithGroup(id, Group::Developer);
     if (!certificate)
         refuse(id, ErrorCode::MissingDeveloperSignature);
+    // The validator has no profile for it, and would end in an error of its own.
     if (PackageSignatures::subgroupToString(certificate->subgroup()) == "unknown")
         refuse(id, ErrorCode::DisallowedDeveloperSubgroup);
     if (certificate->isSystemDeveloperCertificate())
@@ -54,6 +55,7 @@ Certificate developerOf(const std::string &id) {
 /// A tree that is gone at the end, wherever that is.
 class Staging {
 public:
+    // What a killed run has left here came out of a package file, and can again.
     explicit Staging(fs::path path) : path_(std::move(path)) { Common::removeAll(path_); }
     Staging(const Staging &) = delete;
     Staging &operator=(const Staging &) = delete;
@@ -74,6 +76,7 @@ public:
     Installation(const IConfiguration &configuration, const fs::path &file, InstallationOptions options) :
         configuration_(configuration),
         resolver_(configuration),
+        // The file is read twice, as the id leads to the certificate, and the certificate to the mappings.
         id_(RpmPackage::fromFile(file, {}).id()),
         certificate_(developerOf(id_)),
         package_(RpmPackage::fromFile(file, {PackageSignatures::Cms(Group::Developer, certificate_)})),
@@ -103,11 +106,14 @@ private:
         if (package_.architecture() != "noarch" && package_.architecture() != Common::platformArchitecture())
             refuse(id_, ErrorCode::BadPackageArchitecture);
         const auto inRpm = rpmRecords();
+        // Both would have their files at the same places, and rpm's next erasure would take them.
         if (std::ranges::find(inRpm, id_, &RpmRecord::id) != inRpm.end())
             throw Error(ErrorCode::Internal, id_ + ": The package is still in rpm, from where kelp-launcher "
                                                    "takes it over");
         if (const auto found = StoreView(configuration_).package(id_)) {
             installed_ = *found;
+            // With a descriptor that cannot be read there is nothing to compare: the store refuses to install
+            // over it.
             if (installed_.information)
                 checkAgainstInstalled();
         }
@@ -132,6 +138,7 @@ private:
         if (certificate_.keyId() == installed_.value("certificate.id"))
             return;
         const std::vector<std::string> earlier = previousKeys(*installed_.information);
+        // Told apart for people: the one is the developer's own old key, the other somebody else.
         const bool isEarlier = std::ranges::find(earlier, certificate_.keyId()) != earlier.end();
         refuse(id_, isEarlier ? ErrorCode::DeveloperKeySuperseded : ErrorCode::DeveloperMismatch);
     }
@@ -158,6 +165,7 @@ private:
         PackageInformation information = extras();
         information["general.id"] = id_;
         const auto event = installed_.information ? RegistryEvent::Update : RegistryEvent::Install;
+        // The package is in: what the registry lacks, an examination finds and mends.
         if (!Registry().writeRecord(recordOf(event, information)))
             Common::LogStream(Common::LogLevel::Warning)
                 << "Couldn't add a package installation record to the registry: " << id_;
@@ -182,6 +190,7 @@ fs::path installationDirectory(const IConfiguration &configuration) {
 Installed installPackage(const IConfiguration &configuration, const fs::path &file,
                          const InstallationOptions &options) {
     if (!options.isDryRun)
+        // Beside a `next` that was left half way no other version can be prepared.
         mend(configuration, {RpmPackage::fromFile(file, {}).id()});
     return Installation(configuration, file, options).run();
 }

@@ -9,6 +9,7 @@ namespace Core::KELP {
 std::vector<std::string> previousKeys(const PackageInformation &information) {
     std::vector<std::string> keys;
     const std::string section = "prev_key_ids.";
+    // Keys stand in the order of their text: 10 before 2, as everybody reads them.
     for (auto entry = information.lower_bound(section);
          entry != information.end() && entry->first.starts_with(section); ++entry)
         keys.push_back(entry->second);

@@ -12,10 +12,11 @@ namespace Core::KELP {
 /// The earlier key ids of a package's developer, as its descriptor has them, in its order.
 std::vector<std::string> previousKeys(const PackageInformation &information);
 
-/// The record of an event of now, with the keys of a descriptor.
+/// The record of an event of now, with the keys of a descriptor. Throws std::out_of_range without
+/// "general.id" or "certificate.id".
 RegistryRecord recordOf(RegistryEvent event, const PackageInformation &information);
 
-/// The last record of a package, whatever its keys.
+/// The last record of a package, whatever its keys. Raises as registryRecords() does.
 std::optional<RegistryRecord> lastRecord(const std::string &id);
 
 } // namespace Core::KELP

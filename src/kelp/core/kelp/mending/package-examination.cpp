@@ -29,6 +29,7 @@ public:
 
     std::vector<Finding> run() {
         const bool isCurrent = leadsSomewhere(resolver_.currentDirectory(package_.id));
+        // The links first: they say what was under way, and the publication comes after it.
         if (Common::isThere(resolver_.nextDirectory(package_.id)))
             examineNext(isCurrent);
         else if (Common::isThere(resolver_.previousDirectory(package_.id)))
@@ -45,6 +46,7 @@ public:
 
 private:
     void add(FindingKind kind, const fs::path &path, std::string text, std::function<void()> mend) {
+        // What mends has a copy of all but the configuration: findings outlive their examination.
         findings_.push_back({package_.id, kind, path, std::move(text), std::move(mend)});
     }
 
@@ -54,12 +56,14 @@ private:
         const fs::path next = resolver_.nextDirectory(package_.id);
         if (!Common::isThere(descriptor(PackageSlot::Next)))
             add(FindingKind::UnfinishedUpdate, next, "the prepared version is not whole; --repair drops it",
+                // Without a current version it may be all that there is of the application, and stays.
                 isCurrent ? [this_ = *this] { this_.dropOthers(); } : std::function<void()>());
         else if (isCurrent || leadsSomewhere(resolver_.previousDirectory(package_.id)))
             add(FindingKind::UnfinishedUpdate, next, "an update was begun; --repair completes it",
                 [this_ = *this] { this_.completeUpdate(); });
         else
             add(FindingKind::UnfinishedUpdate, next, "an installation was begun; --repair completes it",
+                // Its files are the next round's: each of them is missing then.
                 [this_ = *this] { this_.promote(this_.resolver_.nextDirectory(this_.package_.id)); });
     }
 
@@ -90,6 +94,7 @@ private:
         if (versions.empty() && !Common::isThere(resolver_.currentDirectory(package_.id)))
             add(FindingKind::Leftover, resolver_.packageDirectory(package_.id),
                 "is empty, left of a killed run; --repair removes it",
+                // Fails, and removes nothing, if anything has come there by then.
                 [directory = resolver_.packageDirectory(package_.id)] { fs::remove(directory); });
     }
 
@@ -143,6 +148,7 @@ std::vector<Finding> examinePackage(const IConfiguration &configuration, const S
 }
 
 void settlePackage(const IConfiguration &configuration, const std::string &id) {
+    // One kind after the other, looked for anew: a completed update has other lists.
     for (const FindingKind kind : {FindingKind::UnfinishedUpdate, FindingKind::Unlisted})
         if (const auto package = StoreView(configuration).package(id))
             for (const Finding &finding : examinePackage(configuration, *package))

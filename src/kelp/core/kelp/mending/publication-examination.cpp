@@ -31,6 +31,7 @@ bool hasContentOf(const fs::path &target, const fs::path &source) {
     std::error_code error;
     if (!fs::is_regular_file(fs::symlink_status(target, error)))
         return true;
+    // Sizes first, for contents are read as a whole.
     return fs::file_size(target, error) == fs::file_size(source, error) &&
            contentOf(target) == contentOf(source);
 }
@@ -51,6 +52,7 @@ public:
                                 optionalValue(package, "general.orgname"),
                                 optionalValue(package, "general.appname"), Rooted::Yes)),
         mode_(publicationMode(current_, mappings_, package.value("certificate.subgroup"))),
+        // Links that lead nowhere count, so that one of them does not hide what is wrong with the rest.
         plan_(planPublication(current_, current_, mappings_, DanglingLinks::Count)),
         hasPlan_(package.hasPlan),
         listed_(StoreView(configuration).publishedFiles(id_)) {}
@@ -81,6 +83,7 @@ private:
             add(FindingKind::Foreign, file.target,
                 "is somebody else's, where a file of this application belongs", {});
         else if (!hasContentOf(file.target, file.source))
+            // Nobody knows whose content is wanted: a copy may have been changed on purpose.
             add(FindingKind::Changed, file.target, "has another content than the file in the store", {});
     }
 
@@ -95,6 +98,7 @@ private:
             if (!isPlanned(target) && fs::is_symlink(fs::symlink_status(target, error)) &&
                 fs::read_symlink(target, error).native().starts_with(current_.native() + "/") &&
                 !fs::exists(target, error))
+                // The version has lost the file; only its package file can bring it back.
                 add(FindingKind::Dead, target, "leads to a file that the store has lost", {});
         }
     }
@@ -112,6 +116,7 @@ private:
     }
 
     void examineLists() {
+        // The complete list only adds to the one that is there, so that sizes tell.
         const bool isComplete = listed_ && completeList().size() == listed_->size();
         const fs::path directories = resolver_.generatedDirListFile(id_, PackageSlot::Current);
         if (!isComplete || !Common::isThere(directories))

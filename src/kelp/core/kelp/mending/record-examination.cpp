@@ -32,6 +32,7 @@ public:
         configuration_(configuration),
         packages_(StoreView(configuration).packages()),
         sources_(SourcesView::read(configuration)),
+        // All read once: each look at rpm copies its database.
         inRpm_(rpmRecords()) {
         for (const RegistryRecord &record : registryRecords())
             lastEvent_.insert_or_assign(record.packageId(), record.event());
@@ -40,6 +41,7 @@ public:
     std::vector<Finding> run() {
         examineRemoval();
         for (const StoredPackage &package : packages_)
+            // A descriptor that names another package would have that one registered and bound.
             if (package.information && package.information->at("general.id") == package.id)
                 examineInstalled(package.id, *package.information);
         for (const auto &[id, keyId] : sources_.sourceOf)
@@ -72,6 +74,7 @@ private:
                 [information] { writeRegistry(information); });
         const auto bound = sources_.sourceOf.find(id);
         const auto wanted = certifiedSource(id);
+        // Without a certificate nothing says that it is bound to the wrong source.
         const bool isRight = bound != sources_.sourceOf.end() && (!wanted || wanted->keyId == bound->second);
         if (!isRight)
             add(id, FindingKind::Unbound, "", "is not bound to its source; --repair binds it",
@@ -102,6 +105,7 @@ private:
     }
 
     void examineRescued(const std::string &id, const fs::path &path) {
+        // Installed by rpm since then, it is rpm's.
         const bool isElsewhere = std::ranges::find(inRpm_, id, &RpmRecord::id) != inRpm_.end();
         const std::string obstacle = isElsewhere ? "rpm has it too" : rescueObstacle(configuration_, path);
         if (obstacle.empty())
@@ -114,6 +118,7 @@ private:
     /// What was unpacked for an installation came out of a package file that somebody still has.
     void examineLeftovers(const fs::path &directory) {
         std::error_code error;
+        // One that is under way looks the same. What mends holds the lock that an installation has.
         for (fs::directory_iterator entry(directory, error), end; !error && entry != end;
              entry.increment(error))
             add(entry->path().filename().string(), FindingKind::Leftover, entry->path(),

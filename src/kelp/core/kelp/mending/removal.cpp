@@ -45,19 +45,24 @@ void completeRemoval(const IConfiguration &configuration) {
     const std::optional<std::string> id = unfinishedRemoval();
     if (!id)
         return;
+    // In this order: while the registry has it as installed, a binding without a package is the trace of a
+    // lost one.
     removeFromStore(configuration, *id);
     recordRemoval(*id);
     TrustedSources::SQLiteDatabase(configuration).removePackage(*id);
+    // Last: each step before is done again without harm.
     Common::removeAll(removalFile());
 }
 
 void removePackage(const IConfiguration &configuration, const std::string &id) {
     completeRemoval(configuration);
+    // So that the lists name all that is to go.
     settlePackage(configuration, id);
     const DatabasePathResolver resolver(configuration);
     if (!FSDatabase(configuration, resolver).isInstalled(id))
         throw Common::Error(Common::ErrorCode::PackageNotExist,
                             "Attempt to remove non existent package " + id);
+    // From here on there is no way back: a kill has it completed.
     Common::replaceDurably(removalFile(), id + "\n");
     completeRemoval(configuration);
 }

@@ -13,10 +13,13 @@ namespace Core::KELP {
 /// raises. The caller holds the writers' lock.
 ///
 /// The file var/lib/kelp/removal names the package from before the first step to behind the last, so that a
-/// removal that was killed anywhere is found and completed by the next one or by an examination.
+/// removal that was killed anywhere is found and completed by the next one or by an examination. So it is
+/// after a failure behind the first step, ErrorCode::Filesystem "Couldn't add a package removal record to the
+/// registry: ID" among them.
 void removePackage(const IConfiguration &configuration, const std::string &id);
 
-/// Completes the removal that the file names, if there is one.
+/// Completes the removal that the file names, if there is one. Raises as removePackage() does; then the file
+/// stays.
 void completeRemoval(const IConfiguration &configuration);
 
 } // namespace Core::KELP

@@ -42,6 +42,7 @@ std::string rescueObstacle(const IConfiguration &configuration, const fs::path &
     if (store.isInstalled(staging.id))
         return "the store has it already";
     for (const PlannedFile &file : store.publicationOf(staging).files)
+        // A link that leads nowhere counts: mending replaces nothing of anybody's.
         if (fs::exists(fs::symlink_status(file.target, error)))
             return "something else is at " + file.target.string();
     return {};
@@ -51,6 +52,7 @@ void installRescued(const IConfiguration &configuration, const fs::path &tree) {
     const PackageInformation information = descriptorIn(tree);
     const DatabasePathResolver resolver(configuration);
     FSDatabase(configuration, resolver).takeOver(stagingOf(information, tree), extrasOf(information));
+    // What a power cut undoes up to here, an examination finds at one of the tree's two places.
     Common::flushFilesystem(configuration.databaseDirectory());
 }
 

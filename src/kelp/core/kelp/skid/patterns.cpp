@@ -36,6 +36,7 @@ struct Pattern {
     std::int32_t kind;
 };
 
+/// The second row leads into its own source, for which UnitMove has a way of its own.
 constexpr Pattern table[] = {
     {"srv/shared/<orgName>/common/", "srv/shared/<orgName>/<skid>/common/", true, 1},
     {"usr/share/common/<orgName>/", "usr/share/common/<orgName>/<skid>/", true, 0},
@@ -44,6 +45,7 @@ constexpr Pattern table[] = {
     {"<home>/.config/<orgName>/common/", "<home>/.config/<orgName>/<skid>/common/", false, 0},
 };
 
+/// Homes come with the root prefix already.
 std::string placed(const char *path, bool isBelowRoot) {
     return isBelowRoot ? (Common::rootPath() / path).string() : path;
 }
@@ -77,6 +79,7 @@ void logged(const std::function<void()> &step) {
     }
 }
 
+/// Absolute, as the paths of lists and of rpm's records are with which it is compared.
 fs::path sharedDirectory() {
     return fs::absolute(Common::rootPath() / "usr/share/common");
 }
@@ -101,6 +104,7 @@ void addFilesBelow(const fs::path &directory, const Common::Rpm::Reader &package
     const Common::Rpm::InstalledFiles installed(package);
     const std::string beginning = directory.native() + "/";
     for (int i = 0; i < installed.count(); ++i)
+        // By the directory's text: a path object for each file of all packages would cost more than the walk.
         if (installed.directory(installed.directoryOf(i)).starts_with(beginning) && !installed.isDirectory(i))
             files.push_back(installed.path(i));
 }
@@ -114,6 +118,7 @@ std::vector<std::string> staying(const std::string &orgName, const std::vector<P
         const auto owner = ownerOf(package);
         if (!owner || owner->orgName != orgName)
             continue;
+        // One key's directory must not move into another's.
         names.insert(owner->keyId);
         if (const auto id = package.find("general.id"); id != package.end())
             addPublished(id->second, organisation, names);
@@ -136,6 +141,7 @@ void move(const fs::path &from, const fs::path &to, const std::vector<std::strin
     } catch (const std::system_error &error) {
         const bool isRefused = Common::Directory::isRefusal(error);
         LogStream(isRefused ? LogLevel::Warning : LogLevel::Error) << error;
+        // A link that somebody has put there holds up no other move: it is told of, and left alone.
         if (!isRefused)
             throw Common::Error(Common::ErrorCode::Filesystem,
                                 "Couldn't move " + from.string() + " to " + to.string());
@@ -175,6 +181,7 @@ Patterns::migrationUnits(const std::vector<PackageInformation> &packages,
                          const std::vector<fs::path> &inRpm) {
     std::vector<std::vector<MigrationUnit>> all;
     std::map<std::string, std::vector<std::string>> stays;
+    // Rows without a home come again for each: what has moved is passed over.
     for (const fs::path &home : Common::usersHomes())
         for (const PackageInformation &package : packages) {
             const auto owner = ownerOf(package);
@@ -219,6 +226,7 @@ std::vector<fs::path> Patterns::sharedFilesInRpm() {
 }
 
 void Patterns::flushMoves() {
+    // Each may be a filesystem of its own.
     std::vector<fs::path> places = Common::usersHomes();
     for (const char *shared : {"srv", "usr/share/common"})
         places.push_back(Common::rootPath() / shared);

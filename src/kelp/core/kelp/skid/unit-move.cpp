@@ -91,6 +91,7 @@ UnitMove::UnitMove(const fs::path &from, const fs::path &to, const std::vector<s
     clash_(clash) {}
 
 void UnitMove::run() const {
+    // Neither srv/ nor a home need be there, and then nothing is to be moved.
     if (!Common::exists(base_))
         return;
     const Directory base(base_);
@@ -115,6 +116,7 @@ void UnitMove::moveBeside(const Directory &base) const {
     }
     if (target && clash_ == Clash::IsMerged)
         return merge(*parent, from_.filename(), *source, *target);
+    // Both hold something, and nothing says which of the two counts.
     LogStream(LogLevel::Error) << "Internal error: " << base_ / from_ / ""
                                << " and " << base_ / to_ / ""
                                << " directories shouldn't exists concurrently";
