@@ -30,8 +30,9 @@ std::string extendedAttribute(const std::filesystem::path &path, const std::stri
     std::string value(checked(::getxattr(path.c_str(), name.c_str(), nullptr, 0),
                               "Couldn't retrieve size of " + name + " extended attribute: " + path.string()),
                       '\0');
-    checked(::getxattr(path.c_str(), name.c_str(), value.data(), value.size()),
-            "Couldn't retrieve " + name + " extended attribute: " + path.string());
+    // It may have become shorter in between.
+    value.resize(checked(::getxattr(path.c_str(), name.c_str(), value.data(), value.size()),
+                         "Couldn't retrieve " + name + " extended attribute: " + path.string()));
     return value;
 }
 

@@ -52,7 +52,10 @@ PackageOutline::PackageOutline(const RpmPackage &package, const fs::path &versio
 
 void PackageOutline::add(const RpmPackage &package, const RpmPackage::FileEntry &entry) {
     const fs::path path = package.packagePath(entry);
-    if (std::holds_alternative<Common::Rpm::Directory>(entry.kind)) {
+    // The copy would be made outside of its tree.
+    if (std::ranges::find(path, "..") != path.end())
+        objection_ = objection_.value_or(entry.path + " is no place in the package");
+    else if (std::holds_alternative<Common::Rpm::Directory>(entry.kind)) {
         put(path, {});
     } else if (const auto *link = std::get_if<Common::Rpm::Symlink>(&entry.kind)) {
         // As RpmPackage::extractLink() is going to make it.

@@ -9,6 +9,8 @@
 #include "kelp/core/common/path-tests.h"
 #include "kelp/core/common/root-path.h"
 
+#include <algorithm>
+
 namespace fs = std::filesystem;
 
 namespace Core::KELP {
@@ -35,6 +37,16 @@ fs::path plain(const fs::path &path) {
 bool isWithin(const fs::path &path, const fs::path &directory) {
     const fs::path relative = plain(path).lexically_relative(plain(directory));
     return !relative.empty() && *relative.begin() != "..";
+}
+
+/// Whatever the spelling is under which the directory was configured when its path was written down: the tree
+/// may be the only copy of an application.
+bool isAmong(const std::set<fs::path> &paths, const fs::path &entry) {
+    const auto isSame = [&](const fs::path &path) {
+        std::error_code ignored;
+        return fs::equivalent(path, entry, ignored);
+    };
+    return paths.contains(entry) || std::ranges::any_of(paths, isSame);
 }
 
 Error foreignDirectory(const fs::path &directory) {
@@ -68,7 +80,7 @@ void StagingArea::clear(const std::set<fs::path> &kept) const {
         if (!Common::exists(directory))
             return;
         for (const fs::directory_entry &entry : fs::directory_iterator(directory))
-            if (!kept.contains(entry.path()) && entry.path().filename() != markName)
+            if (!isAmong(kept, entry.path()) && entry.path().filename() != markName)
                 Common::removeAll(entry.path());
     } catch (const std::exception &error) {
         LogStream(LogLevel::Warning) << "Couldn't cleanup database temporary directory";
@@ -116,8 +128,12 @@ void StagingArea::releaseReserve() const {
     fs::remove(reserve(), ignored);
 }
 
+fs::path StagingArea::surroundings(const IConfiguration &configuration) {
+    return plain(configuration.tempDirectory()).parent_path();
+}
+
 fs::path StagingArea::rescuePlace(const std::string &id, const std::string &version) const {
-    return plain(configuration_->tempDirectory()).parent_path() / "rescued" / (id + "-" + version);
+    return surroundings(*configuration_) / "rescued" / (id + "-" + version);
 }
 
 bool StagingArea::isRescued(const std::string &id, const std::string &version) const {

@@ -34,6 +34,10 @@ public:
     /// Bytes that copies may take: what the filesystem has free. Raises as Common::freeSpace() does.
     std::uint64_t room() const;
 
+    /// The directory in which the temporary one lies, and beside it the rescued trees and what is unpacked
+    /// for an installation.
+    static std::filesystem::path surroundings(const IConfiguration &configuration);
+
     /// Makes sure that the trees of `count` packages will survive what follows, while rpm still has
     /// everything: that they can be moved into the store, that there is space for the store's own files,
     /// which releaseReserve() gives back, and that they are on disk. Raises ErrorCode::Filesystem.

@@ -69,8 +69,12 @@ public:
 
     template<class Number>
     Number nextNumber() {
+        const std::string word = next();
+        // lexical_cast takes a negative number for a large one.
+        if (std::is_unsigned_v<Number> && word.starts_with('-'))
+            throw damaged();
         try {
-            return boost::lexical_cast<Number>(next());
+            return boost::lexical_cast<Number>(word);
         } catch (const boost::bad_lexical_cast &) {
             throw damaged();
         }
@@ -86,7 +90,7 @@ private:
 JournalledFile parseFile(Words words) {
     JournalledFile file;
     const std::string flags = words.next();
-    if (flags.size() != 2)
+    if (flags != "--" && flags != "s-" && flags != "-c" && flags != "sc")
         throw damaged();
     file.isShared = flags[0] == 's';
     file.isConfiguration = flags[1] == 'c';

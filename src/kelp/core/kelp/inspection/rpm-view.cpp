@@ -1,5 +1,6 @@
 #include "kelp/core/kelp/inspection/rpm-view.h"
 
+#include "kelp/core/common/log-stream.h"
 #include "kelp/core/common/rpm/database-copy.h"
 #include "kelp/core/common/rpm/file-iterator.h"
 #include "kelp/core/common/rpm/tags.h"
@@ -63,11 +64,13 @@ std::vector<RpmRecord> rpmRecords() {
         return {};
     const auto signatures = openSignatures();
     std::vector<RpmRecord> records;
-    Common::Rpm::Transaction(0).forEachInstalled([&](const Reader &package) {
+    const auto walk = Common::Rpm::Transaction(0).forEachInstalled([&](const Reader &package) {
         RpmRecord record = describe(package, signatures);
         if (record.isApplication)
             records.push_back(std::move(record));
     });
+    if (walk == Common::Rpm::Transaction::Walk::Damaged)
+        Common::LogStream(Common::LogLevel::Warning) << "The rpm database has records that cannot be read";
     std::ranges::sort(records, {}, &RpmRecord::id);
     return records;
 }

@@ -8,6 +8,7 @@
 #include "kelp/core/kelp/inspection/readable.h"
 #include "kelp/core/kelp/path-list.h"
 #include "kelp/core/kelp/publication-plan.h"
+#include "kelp/core/kelp/staging-area.h"
 
 #include <algorithm>
 
@@ -118,7 +119,7 @@ std::uintmax_t StoreView::bytes(const std::string &id) const {
 }
 
 std::vector<std::pair<std::string, fs::path>> StoreView::rescued() const {
-    const fs::path place = configuration_->tempDirectory().parent_path() / "rescued";
+    const fs::path place = StagingArea::surroundings(*configuration_) / "rescued";
     std::vector<std::pair<std::string, fs::path>> all;
     for (const std::string &name : namesIn(place)) {
         // The directory's name is no id: a version follows, and a number where there were several.

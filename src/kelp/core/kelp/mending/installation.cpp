@@ -18,9 +18,12 @@
 #include "kelp/core/kelp/mending/keys.h"
 #include "kelp/core/kelp/registry.h"
 #include "kelp/core/kelp/rpm-package.h"
+#include "kelp/core/kelp/staging-area.h"
 #include "kelp/core/kelp/validator/configuration/config.h"
 
 #include "platform/package-signatures/database.h"
+
+#include <unistd.h>
 
 #include <algorithm>
 
@@ -84,7 +87,7 @@ public:
 
     Installed run() {
         check();
-        const Staging staging(installationDirectory(configuration_) / id_);
+        const Staging staging(installationDirectory(configuration_) / stagingName());
         if (options_.isDryRun)
             judge(staging.path());
         else
@@ -93,6 +96,11 @@ public:
     }
 
 private:
+    /// A dry run holds no lock, and must not touch what an installation of the package unpacks meanwhile.
+    std::string stagingName() const {
+        return options_.isDryRun ? id_ + ".dry-run." + std::to_string(::getpid()) : id_;
+    }
+
     void judge(const fs::path &staging) const {
         RpmPackage::Trial trial;
         trial.config = std::make_shared<Validator::Config>(Validator::profileFromCertificate(certificate_));
@@ -184,7 +192,7 @@ private:
 } // namespace
 
 fs::path installationDirectory(const IConfiguration &configuration) {
-    return configuration.tempDirectory().parent_path() / "install";
+    return StagingArea::surroundings(configuration) / "install";
 }
 
 Installed installPackage(const IConfiguration &configuration, const fs::path &file,

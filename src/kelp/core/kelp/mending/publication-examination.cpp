@@ -135,7 +135,10 @@ private:
 
     /// The plan goes last: as long as it is there, the next examination looks at what it names.
     void endPublication() const {
-        Common::flushFilesystem(current_);
+        std::set<fs::path> places = {current_};
+        for (const PlannedFile &file : plan_.files)
+            places.insert(file.target.parent_path());
+        Common::flushFilesystems(places);
         Common::removeAll(planFile());
     }
 

@@ -50,8 +50,10 @@ void completeRemoval(const IConfiguration &configuration) {
     removeFromStore(configuration, *id);
     recordRemoval(*id);
     TrustedSources::SQLiteDatabase(configuration).removePackage(*id);
-    // Last: each step before is done again without harm.
+    // Last: each step before is done again without harm. Were it back after a power cut, it would have a
+    // package removed that somebody has installed since.
     Common::removeAll(removalFile());
+    Common::flushFile(removalFile().parent_path());
 }
 
 void removePackage(const IConfiguration &configuration, const std::string &id) {
@@ -64,6 +66,7 @@ void removePackage(const IConfiguration &configuration, const std::string &id) {
                             "Attempt to remove non existent package " + id);
     // From here on there is no way back: a kill has it completed.
     Common::replaceDurably(removalFile(), id + "\n");
+    Common::flushFile(removalFile().parent_path());
     completeRemoval(configuration);
 }
 

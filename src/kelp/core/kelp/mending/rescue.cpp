@@ -30,12 +30,7 @@ PackageInformation extrasOf(PackageInformation information) {
     return information;
 }
 
-} // namespace
-
-std::string rescueObstacle(const IConfiguration &configuration, const fs::path &tree) {
-    std::error_code error;
-    if (!fs::exists(tree / "velura.pkg", error))
-        return "it has no descriptor";
+std::string obstacleTo(const IConfiguration &configuration, const fs::path &tree) {
     const DatabasePathResolver resolver(configuration);
     FSDatabase store(configuration, resolver);
     const PackageStaging staging = stagingOf(descriptorIn(tree), tree);
@@ -43,9 +38,23 @@ std::string rescueObstacle(const IConfiguration &configuration, const fs::path &
         return "the store has it already";
     for (const PlannedFile &file : store.publicationOf(staging).files)
         // A link that leads nowhere counts: mending replaces nothing of anybody's.
-        if (fs::exists(fs::symlink_status(file.target, error)))
+        if (fs::exists(fs::symlink_status(file.target)))
             return "something else is at " + file.target.string();
     return {};
+}
+
+} // namespace
+
+std::string rescueObstacle(const IConfiguration &configuration, const fs::path &tree) {
+    std::error_code error;
+    if (!fs::exists(tree / "velura.pkg", error))
+        return "it has no descriptor";
+    try {
+        return obstacleTo(configuration, tree);
+    } catch (const std::exception &unreadable) {
+        // One broken tree must not keep people from all others.
+        return unreadable.what();
+    }
 }
 
 void installRescued(const IConfiguration &configuration, const fs::path &tree) {
