@@ -4,7 +4,9 @@
 
 namespace {
 
+using testing::AllOf;
 using testing::HasSubstr;
+using testing::Not;
 
 class PlanTest : public OldMachineFixture {};
 
@@ -37,6 +39,29 @@ TEST_F(PlanTest, TheLauncherDoesWhatThePlanSays) {
     EXPECT_EQ(run("ls $IMAGE/opt/app"), "com.example.devices\norg.example.notes\n");
     EXPECT_EQ(run("in_image rpm --query --all --queryformat '%{NAME}\\n' | sort"),
               "com.example.phone\nio.velura.dialer\norg.example.reader\norg.example.ticker\n");
+}
+
+TEST_F(PlanTest, WhatTheLauncherBeganIsToldAndLeftToIt) {
+    run("launch_killed_at unlinkat /usr/share/org.example.notes/qml");
+    there("mkdir opt/kelp/tmp/org.example.gone");
+    const std::string began = "{\"id\":\"org.example.notes\",\"version\":\"1.4.2-1\",";
+    EXPECT_THAT(kelpctl("plan --json"),
+                HasSubstr(began + R"("action":"move","reason":"its take-over was begun","bytes":null})"));
+    EXPECT_THAT(kelpctl("status --json"), HasSubstr(began + R"("state":"unfinished",)"));
+    EXPECT_THAT(kelpctl("remove org.example.notes"),
+                HasSubstr("is on its way from rpm: start kelp-launcher first\nstatus 1\n"));
+
+    const char *trees = "cd $IMAGE/opt && find -printf '%p %y %m %s %T@\\n' | sort";
+    const std::string before = run(trees);
+    const std::string left = kelpctl("doctor --repair --json");
+    EXPECT_THAT(left, AllOf(HasSubstr(R"({"id":"org.example.notes","kind":"staged",)"),
+                            HasSubstr(R"({"id":"org.example.gone","kind":"leftover",)"),
+                            Not(HasSubstr(R"("repairable":true)"))));
+    EXPECT_EQ(run(trees), before);
+    run("launch");
+    EXPECT_EQ(kelpctl("doctor"), "");
+    EXPECT_EQ(kelpctl("doctor org.example.nobody org.example.notes"),
+              "kelpctl: this machine knows nothing of org.example.nobody\nstatus 2\n");
 }
 
 } // namespace

@@ -13,7 +13,7 @@
 
 #include <unistd.h>
 
-#include <ostream>
+#include <iostream>
 
 namespace KelpCtl {
 
@@ -68,6 +68,9 @@ ExitStatus doctor(const DoctorArguments &arguments, std::ostream &output) {
     if (arguments.isRepair && !arguments.look.root.empty())
         throw std::runtime_error("--repair works on the running machine: chroot into an image for it");
     const Machine machine(arguments.look);
+    const auto unknown = Core::KELP::unknownIds(machine.configuration(), arguments.ids);
+    for (const std::string &id : unknown)
+        std::cerr << "kelpctl: this machine knows nothing of " << shown(id) << '\n';
     Mending mending;
     if (arguments.isRepair) {
         const WriterLock lock(WriterLock::Wait::No);
@@ -79,6 +82,8 @@ ExitStatus doctor(const DoctorArguments &arguments, std::ostream &output) {
         output << asJson(mending.left) << '\n';
     else
         print(output, mending);
+    if (!unknown.empty())
+        return ExitStatus::Trouble;
     return mending.left.empty() ? ExitStatus::Accepted : ExitStatus::Refused;
 }
 

@@ -13,6 +13,7 @@
 #include "kelp/core/kelp/inspection/rpm-view.h"
 #include "kelp/core/kelp/inspection/sources-view.h"
 #include "kelp/core/kelp/inspection/store-view.h"
+#include "kelp/core/kelp/inspection/take-over-view.h"
 #include "kelp/core/kelp/mending/binding.h"
 #include "kelp/core/kelp/mending/examination.h"
 #include "kelp/core/kelp/mending/keys.h"
@@ -103,7 +104,7 @@ private:
         if (package_.architecture() != "noarch" && package_.architecture() != Common::platformArchitecture())
             refuse(id_, ErrorCode::BadPackageArchitecture);
         const auto inRpm = rpmRecords();
-        if (std::ranges::find(inRpm, id_, &RpmRecord::id) != inRpm.end())
+        if (std::ranges::find(inRpm, id_, &RpmRecord::id) != inRpm.end() || idsOnTheirWay().contains(id_))
             throw Error(ErrorCode::Internal, id_ + ": The package is still in rpm, from where kelp-launcher "
                                                    "takes it over");
         if (const auto found = StoreView(configuration_).package(id_)) {
