@@ -3,6 +3,7 @@
 #include "kelp/core/common/error.h"
 #include "kelp/core/common/free-space.h"
 #include "kelp/core/common/i-configuration.h"
+#include "kelp/core/common/path-tests.h"
 #include "kelp/core/common/rpm/database-copy.h"
 #include "kelp/core/common/rpm/transaction.h"
 #include "kelp/core/kelp/database-path-resolver.h"
@@ -14,6 +15,8 @@
 #include "kelp/core/kelp/migration-stamps.h"
 #include "kelp/core/kelp/rpm-migration.h"
 #include "kelp/core/kelp/staging-area.h"
+
+#include "platform/package-signatures/database.h"
 
 #include <algorithm>
 #include <set>
@@ -83,7 +86,15 @@ private:
         return room;
     }
 
+    static void requireSignatures() {
+        const std::string path = PackageSignatures::Database::defaultPath();
+        if (!Common::exists(path))
+            throw Common::Error(Common::ErrorCode::Filesystem,
+                                "Without a signature database the migration would fail: " + path);
+    }
+
     void addInstalled(const Transaction &rpm) {
+        requireSignatures();
         const std::vector<RpmRecord> records = rpmRecords(rpm);
         const auto installedVersion = [this](const std::string &id) {
             return StoreView(configuration_).versionOfRecord(id);
