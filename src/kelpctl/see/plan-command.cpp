@@ -9,7 +9,7 @@
 #include <boost/json.hpp>
 
 #include <algorithm>
-#include <ostream>
+#include <iostream>
 
 namespace KelpCtl {
 
@@ -18,6 +18,23 @@ namespace {
 namespace json = boost::json;
 using Core::KELP::PlannedTakeOver;
 using Core::KELP::TakeOverPlan;
+
+/// Has the core's log go nowhere: what it would say of packages on the way, the plan says as well.
+class Quiet {
+public:
+    Quiet() : buffer_(std::cout.rdbuf(nullptr)) {}
+    Quiet(const Quiet &) = delete;
+    Quiet &operator=(const Quiet &) = delete;
+    ~Quiet() { std::cout.rdbuf(buffer_); }
+
+private:
+    std::streambuf *buffer_;
+};
+
+TakeOverPlan makePlan(const Machine &machine) {
+    const Quiet quiet;
+    return Core::KELP::planTakeOver(machine.configuration());
+}
 
 const char *actionOn(const PlannedTakeOver &application) {
     return application.isMoved ? "move" : "stay";
@@ -53,17 +70,20 @@ void printPlan(std::ostream &output, const TakeOverPlan &plan) {
     printText(output, "Room: " + shownBytes(plan.needed) + " needed, " + shownBytes(plan.room) + " there");
 }
 
-ExitStatus plan(const Machine &machine, const std::string &, bool isJson, std::ostream &output) {
-    const TakeOverPlan plan = Core::KELP::planTakeOver(machine.configuration());
-    if (!isJson) {
-        printPlan(output, plan);
-        return ExitStatus::Accepted;
-    }
+void printJson(std::ostream &output, const TakeOverPlan &plan) {
     json::array array;
     for (const PlannedTakeOver &application : plan.applications)
         array.push_back(asJson(application));
     output << array << '\n';
-    return ExitStatus::Accepted;
+}
+
+ExitStatus plan(const Machine &machine, const std::string &, bool isJson, std::ostream &output) {
+    const TakeOverPlan plan = makePlan(machine);
+    (isJson ? printJson : printPlan)(output, plan);
+    if (!plan.isDamaged)
+        return ExitStatus::Accepted;
+    std::cerr << "kelpctl: The rpm database has records that cannot be read: they are not in the plan\n";
+    return ExitStatus::Trouble;
 }
 
 } // namespace

@@ -100,6 +100,7 @@ private:
             return StoreView(configuration_).versionOfRecord(id);
         };
         const RpmSurvey survey(rpm, installedVersion, resolver_, pendingIds_);
+        plan_.isDamaged = survey.isDamaged();
         std::set<std::string> judged = pendingIds_;
         for (const RpmSurvey::Item &item : survey.items())
             if (item.candidate) {

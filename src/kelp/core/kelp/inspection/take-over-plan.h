@@ -24,6 +24,7 @@ struct TakeOverPlan {
     std::vector<PlannedTakeOver> applications; ///< By id.
     std::uint64_t needed = 0;                  ///< Bytes that have to be free for the largest that moves.
     std::uint64_t room = 0;                    ///< Bytes that are.
+    bool isDamaged = false;                    ///< rpm has records that nobody can read.
     bool isDone = false;                       ///< The migration has left its stamp, and does not run again.
 };
 
