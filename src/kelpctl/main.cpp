@@ -14,9 +14,9 @@ namespace {
 
 /// In the order in which --help lists them.
 constexpr KelpCtl::AddCommand commands[] = {
-    KelpCtl::addStatus,   KelpCtl::addList,    KelpCtl::addInfo,   KelpCtl::addFiles,   KelpCtl::addOwner,
-    KelpCtl::addHistory,  KelpCtl::addSources, KelpCtl::addDoctor, KelpCtl::addInstall, KelpCtl::addRemove,
-    KelpCtl::addValidate, KelpCtl::addExplain, KelpCtl::addRules,
+    KelpCtl::addStatus, KelpCtl::addPlan,     KelpCtl::addList,    KelpCtl::addInfo,   KelpCtl::addFiles,
+    KelpCtl::addOwner,  KelpCtl::addHistory,  KelpCtl::addSources, KelpCtl::addDoctor, KelpCtl::addInstall,
+    KelpCtl::addRemove, KelpCtl::addValidate, KelpCtl::addExplain, KelpCtl::addRules,
 };
 
 ExitStatus run(const KelpCtl::Command &command) {

@@ -167,6 +167,23 @@ TEST_F(KelpCtlTest, ExitStatusesTellVerdictFromTrouble) {
         EXPECT_EQ(run(arguments), status) << arguments << '\n' << out() << error();
 }
 
+TEST_F(KelpCtlTest, ShellsCompleteWhatTheHelpLists) {
+    const std::string shell =
+        "--version >/dev/null; bash -c '. " KELP_COMPLETION "; COMP_WORDS=(\"$@\"); COMP_CWORD=$(($# - 1)); "
+        "_kelpctl " KELPCTL " \"${@: -1}\" \"${@: -2:1}\"; echo \"${COMPREPLY[*]}\"' bash kelpctl ";
+    const std::pair<const char *, const char *> rows[] = {
+        {"val", "validate\n"},
+        {"--color n", "never\n"},
+        {"--color never doctor --re", "--repair\n"},
+        {"validate --output s", "sarif\n"},
+        {"explain scri", "scripts\n"},
+    };
+    for (const auto &[line, completed] : rows) {
+        run(shell + line);
+        EXPECT_EQ(out(), completed) << line << error();
+    }
+}
+
 TEST_F(KelpCtlTest, TheMachineChangesNoVerdict) {
     writeFile(root_.path() / "tmp-root/etc/os-release", "VERSION_ID=5.0\n");
     fs::create_directory_symlink(temporary_, root_.path() / "link");

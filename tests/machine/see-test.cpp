@@ -14,7 +14,7 @@ TEST_F(SeeTest, ALookChangesNothing) {
     there("rm -f var/lib/kelp/registry.lock; touch opt/app/org.example.ticker/next; "
           "echo >opt/app/org.example.reader/current/velura.pkg");
     const std::string before = everything();
-    for (const char *look : {"status", "list", "info org.example.notes", "files org.example.reader",
+    for (const char *look : {"status", "plan", "list", "info org.example.notes", "files org.example.reader",
                              "owner /usr/bin/org.example.notes", "history", "sources"}) {
         kelpctl(look);
         run(KELPCTL " " + std::string(look) + " --root $IMAGE");
@@ -30,6 +30,9 @@ TEST_F(SeeTest, SaysHowEachApplicationStands) {
     } rows[] = {
         {"true", "org.example.notes", R"("version":"1.4.2-1","state":"store","reason":"")"},
         {"true", "io.velura.dialer", R"("version":"11.2-1","state":"rpm","reason":"system developer")"},
+        {"true", "com.example.phone",
+         R"("version":"1.0-1","state":"rpm","reason":"could not be published: )"
+         R"(/usr/share/icons/hicolor/86x86/apps/phone.png belongs to io.velura.dialer too")"},
         {"rm usr/bin/com.example.devices", "com.example.devices",
          R"("version":"2.0-7","state":"damaged","reason":"a published file is missing")"},
         {"rm opt/app/com.example.devices/current/velura.pkg", "com.example.devices",

@@ -13,7 +13,7 @@
 
 #include <unistd.h>
 
-#include <ostream>
+#include <iostream>
 
 namespace KelpCtl {
 
@@ -70,6 +70,9 @@ ExitStatus doctor(const DoctorArguments &arguments, std::ostream &output) {
     if (arguments.isRepair && !arguments.look.root.empty())
         throw std::runtime_error("--repair works on the running machine: chroot into an image for it");
     const Machine machine(arguments.look);
+    const auto unknown = Core::KELP::unknownIds(machine.configuration(), arguments.ids);
+    for (const std::string &id : unknown)
+        std::cerr << "kelpctl: this machine knows nothing of " << shown(id) << '\n';
     Mending mending;
     if (arguments.isRepair) {
         // Whoever holds it may be at work on what looks broken; it is named, and not waited for.
@@ -82,6 +85,8 @@ ExitStatus doctor(const DoctorArguments &arguments, std::ostream &output) {
         output << asJson(mending.left) << '\n';
     else
         print(output, mending);
+    if (!unknown.empty())
+        return ExitStatus::Trouble;
     // What cannot be mended counts like what was not: a script has to know that somebody is needed.
     return mending.left.empty() ? ExitStatus::Accepted : ExitStatus::Refused;
 }

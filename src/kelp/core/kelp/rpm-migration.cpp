@@ -46,6 +46,11 @@ void requireMargin(const fs::path &directory) {
 
 } // namespace
 
+void RpmMigration::requireRoomForRpm() {
+    requireMargin(Common::Rpm::databaseDirectory());
+    requireMargin(Common::Rpm::scriptDirectory());
+}
+
 RpmMigration::RpmMigration(const IConfiguration &configuration, const IDatabasePathResolver &pathResolver,
                            FSDatabase &store, const TakeOverSettlement::Arrival &arrival) :
     configuration_(&configuration),
@@ -78,7 +83,11 @@ void RpmMigration::run() {
     // Before anything else, for what follows clears the directory.
     area_.requireOwn();
     takeUp();
-    RpmSurvey survey(rpm_, *store_, *pathResolver_, idsLeft());
+    const auto installedVersion = [this](const std::string &id) {
+        return store_->isInstalled(id) ? std::optional(store_->packageInfo(id).at("general.version"))
+                                       : std::nullopt;
+    };
+    RpmSurvey survey(rpm_, installedVersion, *pathResolver_, idsLeft());
     if (survey.isDamaged()) {
         const Error error(ErrorCode::Internal, "The rpm database has records that cannot be read");
         if (!settlement_.left().empty())
@@ -164,14 +173,18 @@ std::vector<JournalEntry> RpmMigration::prepareRpmPackagesForMigration(RpmSurvey
     return group;
 }
 
-/// What was staged before has taken its space by now, all but the reserve.
-bool RpmMigration::fits(const RpmCandidate &candidate, std::size_t count) const {
+std::uint64_t RpmMigration::spaceBesideCopies(const IConfiguration &configuration, std::size_t count) {
     const std::uint64_t margin =
-        Common::isSameFilesystem(configuration_->databaseDirectory(), Common::Rpm::databaseDirectory())
+        Common::isSameFilesystem(configuration.databaseDirectory(), Common::Rpm::databaseDirectory())
             // rpm's database grows and shrinks on the same space.
             ? marginForRpm
             : marginForCopies;
-    return candidate.bytes + count * StagingArea::reservePerPackage() + margin <= area_.room();
+    return count * StagingArea::reservePerPackage() + margin;
+}
+
+/// What was staged before has taken its space by now, all but the reserve.
+bool RpmMigration::fits(const RpmCandidate &candidate, std::size_t count) const {
+    return candidate.bytes + spaceBesideCopies(*configuration_, count) <= area_.room();
 }
 
 void RpmMigration::stage(RpmSurvey &survey, RpmCandidate &candidate, std::vector<RpmCandidate *> &staged,
@@ -221,8 +234,7 @@ void RpmMigration::secure(const std::vector<JournalEntry> &group) {
     try {
         area_.secure(group.size());
         // Too little shows here, and not in the middle of rpm's work on its database.
-        requireMargin(Common::Rpm::databaseDirectory());
-        requireMargin(Common::Rpm::scriptDirectory());
+        requireRoomForRpm();
         // The file is replaced as a whole: without these it would forget trees that may be the only copies.
         std::vector<JournalEntry> all = settlement_.left();
         all.insert(all.end(), group.begin(), group.end());

@@ -36,6 +36,16 @@ public:
     /// What kept an application from arriving, though the others were taken over; null when nothing did.
     std::exception_ptr failure() const;
 
+    // What the migration goes by, for a look at what it would do.
+
+    /// The bytes that have to be free beside the copies of a group of so many packages: for the store's own
+    /// files and for rpm.
+    static std::uint64_t spaceBesideCopies(const IConfiguration &configuration, std::size_t count);
+
+    /// Raises ErrorCode::Filesystem when rpm has no room to work. Before anything is erased, it keeps all
+    /// where it is.
+    static void requireRoomForRpm();
+
 private:
     using Waiting = std::deque<RpmSurvey::Item>;
 

@@ -8,7 +8,6 @@
 #include "kelp/core/common/rpm/tags.h"
 #include "kelp/core/common/rpm/transaction.h"
 #include "kelp/core/kelp/i-database-path-resolver.h"
-#include "kelp/core/kelp/i-database.h"
 #include "kelp/core/kelp/mappings/mapping-files.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/package-outline.h"
@@ -155,15 +154,15 @@ std::string headerDigest(const Reader &reader) {
     return reader.tagOr(Tag::Sha256Header, reader.tagOr(Tag::Sha1Header, ""));
 }
 
-RpmSurvey::RpmSurvey(const Transaction &rpm, IDatabase &store, const IDatabasePathResolver &pathResolver,
-                     const std::set<std::string> &exceptIds) {
+RpmSurvey::RpmSurvey(const Transaction &rpm, const InstalledVersion &installedVersion,
+                     const IDatabasePathResolver &pathResolver, const std::set<std::string> &exceptIds) {
     const PackageSignatures::Database signatures(PackageSignatures::Database::defaultPath());
     const auto walk =
         rpm.forEachInstalled([&](const Reader &reader) { readRecord(reader, signatures, exceptIds); });
     isDamaged_ = walk == Transaction::Walk::Damaged;
     // Each walk uses what the one before has gathered of all: owners of files, owners outside, then targets.
     for (const auto &candidate : candidates_)
-        judgeAlone(*candidate, store, pathResolver);
+        judgeAlone(*candidate, installedVersion, pathResolver);
     findForeignOwners(rpm);
     for (const auto &candidate : candidates_)
         judgeTargets(*candidate);
@@ -204,7 +203,7 @@ void RpmSurvey::readRecord(const Reader &reader, const PackageSignatures::Databa
     items_.push_back({identity->id, candidates_.back().get()});
 }
 
-void RpmSurvey::judgeAlone(RpmCandidate &candidate, IDatabase &store,
+void RpmSurvey::judgeAlone(RpmCandidate &candidate, const InstalledVersion &installedVersion,
                            const IDatabasePathResolver &pathResolver) {
     JournalEntry &entry = candidate.entry;
     for (const JournalledFile &file : entry.files) {
@@ -220,8 +219,8 @@ void RpmSurvey::judgeAlone(RpmCandidate &candidate, IDatabase &store,
         candidate.stays = "rpm holds it more than once";
     } else if (Common::exists(directory) && !Common::isDirectory(directory)) {
         candidate.stays = directory.string() + " is not a directory";
-    } else if (store.isInstalled(entry.id)) {
-        judgeStored(candidate, store, pathResolver);
+    } else if (const auto installed = installedVersion(entry.id)) {
+        judgeStored(candidate, *installed, pathResolver);
     } else {
         const PackageOutline outline(candidate.package,
                                      fs::absolute(pathResolver.versionDirectory(entry.id, entry.version)));
@@ -236,16 +235,15 @@ void RpmSurvey::judgeAlone(RpmCandidate &candidate, IDatabase &store,
 }
 
 /// A record that outlived the take-over of its package, as after a power cut that undid rpm's last step.
-void RpmSurvey::judgeStored(RpmCandidate &candidate, IDatabase &store,
+void RpmSurvey::judgeStored(RpmCandidate &candidate, const std::string &installed,
                             const IDatabasePathResolver &pathResolver) {
     const JournalEntry &entry = candidate.entry;
     const fs::path current = fs::absolute(pathResolver.currentDirectory(entry.id));
-    const PackageInformation information = store.packageInfo(entry.id);
     const auto isOurs = [&](const JournalledFile &file) {
         return !Common::identityAt(file.path) || isPublishedBy(file.path, current);
     };
-    if (information.at("general.version") != entry.version)
-        candidate.stays = "the store holds version " + information.at("general.version");
+    if (installed != entry.version)
+        candidate.stays = "the store holds version " + installed;
     else if (!std::ranges::all_of(entry.files, isOurs))
         // The record goes without its files: one that is nobody's would be left for good.
         candidate.stays = "the store holds this version, and not all of the files are the store's";

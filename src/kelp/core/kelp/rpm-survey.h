@@ -24,7 +24,6 @@ class Database;
 
 namespace Core::KELP {
 
-class IDatabase;
 class IDatabasePathResolver;
 
 /// The digest that tells the header of one package from that of another.
@@ -54,9 +53,14 @@ public:
         RpmCandidate *candidate = nullptr; ///< Null for one without a developer's certificate.
     };
 
-    /// `exceptIds` are left out: applications that are on their way already. Raises as the signature database
-    /// and Transaction::forEachInstalled do. A record that cannot be read is logged and left in rpm.
-    RpmSurvey(const Common::Rpm::Transaction &rpm, IDatabase &store,
+    /// The version of record of a package in the store, as IDatabase::packageInfo() tells it; nothing for one
+    /// that is not installed.
+    using InstalledVersion = std::function<std::optional<std::string>(const std::string &id)>;
+
+    /// `exceptIds` are left out: applications that are on their way already. Raises as the signature
+    /// database, Transaction::forEachInstalled and `installedVersion` do. A record that cannot be read is
+    /// logged and left in rpm.
+    RpmSurvey(const Common::Rpm::Transaction &rpm, const InstalledVersion &installedVersion,
               const IDatabasePathResolver &pathResolver, const std::set<std::string> &exceptIds);
 
     const std::vector<Item> &items() const { return items_; }
@@ -70,8 +74,10 @@ public:
 private:
     void readRecord(const Common::Rpm::Reader &reader, const PackageSignatures::Database &signatures,
                     const std::set<std::string> &exceptIds);
-    void judgeAlone(RpmCandidate &candidate, IDatabase &store, const IDatabasePathResolver &pathResolver);
-    void judgeStored(RpmCandidate &candidate, IDatabase &store, const IDatabasePathResolver &pathResolver);
+    void judgeAlone(RpmCandidate &candidate, const InstalledVersion &installedVersion,
+                    const IDatabasePathResolver &pathResolver);
+    static void judgeStored(RpmCandidate &candidate, const std::string &installed,
+                            const IDatabasePathResolver &pathResolver);
     void findForeignOwners(const Common::Rpm::Transaction &rpm);
     void markForeign(const Common::Rpm::Reader &reader, const std::set<PlaceOnDisk> &directories);
     void judgeTargets(RpmCandidate &candidate);

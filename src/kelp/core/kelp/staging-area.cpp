@@ -49,6 +49,10 @@ bool isAmong(const std::set<fs::path> &paths, const fs::path &entry) {
     return paths.contains(entry) || std::ranges::any_of(paths, isSame);
 }
 
+bool isDefaultPlace(const fs::path &directory) {
+    return plain(directory) == plain(Common::rootPath() / "opt/kelp/tmp");
+}
+
 Error foreignDirectory(const fs::path &directory) {
     return {ErrorCode::Filesystem,
             "The temporary directory is not the package manager's own: " + directory.string()};
@@ -56,32 +60,40 @@ Error foreignDirectory(const fs::path &directory) {
 
 } // namespace
 
-void StagingArea::requireOwn() const {
+bool StagingArea::isOwn() const {
     const fs::path &directory = configuration_->tempDirectory();
     const fs::path &store = configuration_->databaseDirectory();
     if (isWithin(store, directory) || isWithin(directory, store))
+        return false;
+    return isDefaultPlace(directory) || !Common::exists(directory) || Common::exists(directory / markName) ||
+           Common::isEmptyDirectory(directory);
+}
+
+void StagingArea::requireOwn() const {
+    const fs::path &directory = configuration_->tempDirectory();
+    if (!isOwn())
         throw foreignDirectory(directory);
-    if (plain(directory) == plain(Common::rootPath() / "opt/kelp/tmp"))
+    if (isDefaultPlace(directory) || Common::exists(directory / markName))
         return;
-    const fs::path mark = directory / markName;
     Common::createDirectories(directory);
-    if (Common::exists(mark))
-        return;
-    if (!Common::isEmptyDirectory(directory))
-        throw foreignDirectory(directory);
     // Killed before this, the next start finds an empty directory again.
-    Common::writeDurably(mark, "");
+    Common::writeDurably(directory / markName, "");
+}
+
+std::vector<fs::path> StagingArea::leftovers(const std::set<fs::path> &kept) const {
+    std::vector<fs::path> leftovers;
+    if (Common::exists(configuration_->tempDirectory()))
+        for (const fs::directory_entry &entry : fs::directory_iterator(configuration_->tempDirectory()))
+            if (!isAmong(kept, entry.path()) && entry.path().filename() != markName)
+                leftovers.push_back(entry.path());
+    return leftovers;
 }
 
 void StagingArea::clear(const std::set<fs::path> &kept) const {
     try {
-        const fs::path &directory = configuration_->tempDirectory();
         Common::removeAll(movedProbe());
-        if (!Common::exists(directory))
-            return;
-        for (const fs::directory_entry &entry : fs::directory_iterator(directory))
-            if (!isAmong(kept, entry.path()) && entry.path().filename() != markName)
-                Common::removeAll(entry.path());
+        for (const fs::path &leftover : leftovers(kept))
+            Common::removeAll(leftover);
     } catch (const std::exception &error) {
         LogStream(LogLevel::Warning) << "Couldn't cleanup database temporary directory";
         LogStream(LogLevel::Warning) << error;

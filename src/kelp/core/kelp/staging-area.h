@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <set>
 #include <string>
+#include <vector>
 
 namespace Core {
 class IConfiguration;
@@ -19,13 +20,19 @@ public:
     /// `configuration` must outlive the object.
     explicit StagingArea(const IConfiguration &configuration) : configuration_(&configuration) {}
 
-    /// Raises ErrorCode::Filesystem unless the directory is the launcher's to clear: at its default place, or
-    /// empty, or not there, or with the mark of an earlier run; and the store is not in it. Otherwise a slip
-    /// in the configuration ("temp_directory = /home") would remove what is there. Marks a directory at
-    /// another place than the default one.
+    /// Whether the directory is the launcher's to clear: at its default place, or empty, or not there, or
+    /// with the mark of an earlier run; and the store is not in it. Otherwise a slip in the configuration
+    /// ("temp_directory = /home") would remove what is there.
+    bool isOwn() const;
+
+    /// Raises ErrorCode::Filesystem unless it is. Marks a directory at another place than the default one.
     void requireOwn() const;
 
-    /// Removes all but what lies at the paths of `kept`. That it could not be done is logged as two warnings.
+    /// What lies there at none of the paths of `kept`, and is cleared before anything is staged. Raises what
+    /// std::filesystem raises.
+    std::vector<std::filesystem::path> leftovers(const std::set<std::filesystem::path> &kept) const;
+
+    /// Removes those. That it could not be done is logged as two warnings.
     void clear(const std::set<std::filesystem::path> &kept) const;
 
     /// Where the tree of a package is made.

@@ -6,9 +6,13 @@
 #include "kelp/core/kelp/inspection/removal-view.h"
 #include "kelp/core/kelp/inspection/rpm-view.h"
 #include "kelp/core/kelp/inspection/store-view.h"
+#include "kelp/core/kelp/inspection/take-over-plan.h"
+#include "kelp/core/kelp/inspection/take-over-view.h"
 #include "kelp/core/kelp/migration-stamps.h"
 
+#include <algorithm>
 #include <map>
+#include <optional>
 
 namespace fs = std::filesystem;
 
@@ -34,14 +38,6 @@ private:
     std::map<std::string, ApplicationStanding> standings_;
 };
 
-bool isDone(const MigrationStamp &stamp) {
-    const fs::path path = Common::belowRoot(stamp.path);
-    // Without the right to look, a machine would seem never to have been migrated.
-    requireReadable(path);
-    std::error_code ignored;
-    return fs::exists(path, ignored);
-}
-
 /// The packages that are installed by the last word of the registry.
 std::map<std::string, bool> installedByRegistry() {
     std::map<std::string, bool> installed;
@@ -61,7 +57,11 @@ std::string damage(const StoredPackage &package, const StoreView &store) {
                         : std::to_string(missing) + " published files are missing";
 }
 
-void addUnfinished(const std::vector<StoredPackage> &packages, Standings &standings) {
+void addUnfinished(const std::vector<JournalEntry> &takeOvers, const std::vector<StoredPackage> &packages,
+                   Standings &standings) {
+    for (const JournalEntry &entry : takeOvers)
+        standings.add(entry.id, entry.version, ApplicationState::Unfinished,
+                      "its take-over from rpm was begun and not completed");
     if (const auto id = unfinishedRemoval())
         standings.add(*id, "", ApplicationState::Unfinished, "its removal was begun and not completed");
     for (const StoredPackage &package : packages) {
@@ -87,13 +87,45 @@ void addStored(const std::vector<StoredPackage> &packages, const StoreView &stor
     }
 }
 
-std::string whyInRpm(const RpmRecord &record, bool isMigrated) {
-    if (!record.developer)
-        return "no developer certificate";
-    if (record.developer->isSystemDeveloperCertificate())
-        return "system developer";
-    return isMigrated ? "could not be published" : "waits for the first migration";
-}
+/// Why applications are still in rpm.
+class ReasonsOfRpm {
+public:
+    ReasonsOfRpm(const IConfiguration &configuration, bool isMigrated) :
+        configuration_(configuration), isMigrated_(isMigrated) {}
+
+    std::string of(const RpmRecord &record) {
+        if (const auto reason = whyNotMigrated(record))
+            return *reason;
+        return isMigrated_ ? whyPassedOver(record) : "waits for the first migration";
+    }
+
+private:
+    /// Found out for the first that needs it: a machine as it should be has none.
+    std::string whyPassedOver(const RpmRecord &record) {
+        if (!plan_)
+            plan_ = plan();
+        const auto planned = std::ranges::find_if(plan_->applications, [&](const PlannedTakeOver &other) {
+            return other.id == record.id && other.version == record.version;
+        });
+        if (planned == plan_->applications.end())
+            return "could not be published";
+        return planned->isMoved ? "nothing is in the way of its take-over"
+                                : "could not be published: " + planned->reason;
+    }
+
+    /// Without one, the others are told all the same.
+    TakeOverPlan plan() const {
+        try {
+            return planTakeOver(configuration_);
+        } catch (const std::exception &) {
+            return {};
+        }
+    }
+
+    const IConfiguration &configuration_;
+    bool isMigrated_;
+    std::optional<TakeOverPlan> plan_;
+};
 
 /// By now whatever is anywhere has its standing: what these two add is nowhere.
 void addLost(const std::map<std::string, bool> &installed, const SourcesView &sources, Standings &standings) {
@@ -105,6 +137,13 @@ void addLost(const std::map<std::string, bool> &installed, const SourcesView &so
 }
 
 } // namespace
+
+bool isDone(const MigrationStamp &stamp) {
+    const fs::path path = Common::belowRoot(stamp.path);
+    requireReadable(path);
+    std::error_code ignored;
+    return fs::exists(path, ignored);
+}
 
 const char *nameOf(ApplicationState state) {
     switch (state) {
@@ -138,14 +177,16 @@ MachineState inspectMachine(const IConfiguration &configuration) {
     const std::vector<StoredPackage> packages = store.packages();
 
     Standings standings;
+    const std::vector<JournalEntry> takeOvers = pendingTakeOvers();
+    machine.takeOvers = takeOvers.size();
     // What needs somebody stands before what is whole: an application can be both.
-    addUnfinished(packages, standings);
+    addUnfinished(takeOvers, packages, standings);
     for (const auto &[id, path] : store.rescued())
         standings.add(id, "", ApplicationState::Rescued, "its files are in " + path.string());
     addStored(packages, store, installed, standings);
+    ReasonsOfRpm reasons(configuration, machine.migrations.front().second);
     for (const RpmRecord &record : rpmRecords())
-        standings.add(record.id, record.version, ApplicationState::Rpm,
-                      whyInRpm(record, machine.migrations.front().second));
+        standings.add(record.id, record.version, ApplicationState::Rpm, reasons.of(record));
     addLost(installed, machine.sources, standings);
     machine.applications = standings.take();
     for (const StoredPackage &package : packages)

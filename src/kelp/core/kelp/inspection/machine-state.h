@@ -13,6 +13,8 @@ class IConfiguration;
 
 namespace Core::KELP {
 
+struct MigrationStamp;
+
 /// Where an application stands. Of several that hold, the first counts.
 enum class ApplicationState {
     Unfinished, ///< A take-over, an update or a publication was begun and not completed.
@@ -43,6 +45,9 @@ struct MachineState {
     std::uintmax_t storeBytes = 0;
     SourcesView sources;
 };
+
+/// Whether the migration has left its stamp. Raises ErrorCode::UnauthorizedAccess.
+bool isDone(const MigrationStamp &stamp);
 
 /// Looks at stamps, journal, store, rpm, registry and sources, and changes nothing. Raises as the views do.
 MachineState inspectMachine(const IConfiguration &configuration);

@@ -57,14 +57,24 @@ RpmRecord describe(const Reader &package, const std::optional<Database> &signatu
 
 } // namespace
 
+std::optional<std::string> whyNotMigrated(const RpmRecord &record) {
+    if (!record.developer)
+        return "no developer certificate";
+    if (record.developer->isSystemDeveloperCertificate())
+        return "system developer";
+    return std::nullopt;
+}
+
 std::vector<RpmRecord> rpmRecords() {
     // Before the transaction, which works on it, and ends before it.
     const Common::Rpm::DatabaseCopy copy;
-    if (!copy.isThere())
-        return {};
+    return copy.isThere() ? rpmRecords(Common::Rpm::Transaction(0)) : std::vector<RpmRecord>();
+}
+
+std::vector<RpmRecord> rpmRecords(const Common::Rpm::Transaction &rpm) {
     const auto signatures = openSignatures();
     std::vector<RpmRecord> records;
-    const auto walk = Common::Rpm::Transaction(0).forEachInstalled([&](const Reader &package) {
+    const auto walk = rpm.forEachInstalled([&](const Reader &package) {
         RpmRecord record = describe(package, signatures);
         if (record.isApplication)
             records.push_back(std::move(record));

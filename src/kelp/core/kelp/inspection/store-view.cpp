@@ -90,6 +90,17 @@ StoredPackage StoreView::read(const std::string &id) const {
     return package;
 }
 
+std::optional<std::string> StoreView::versionOfRecord(const std::string &id) const {
+    const DatabasePathResolver resolver(*configuration_);
+    if (!Common::exists(resolver.currentDirectory(id)))
+        return std::nullopt;
+    for (const PackageSlot slot : {PackageSlot::Next, PackageSlot::Current})
+        if (const auto information = informationAt(resolver.descriptorFile(id, slot)))
+            return information->at("general.version");
+    throw Common::Error(Common::ErrorCode::CorruptedInstalledPackage,
+                        "Couldn't read velura.pkg file of the " + id + " package");
+}
+
 std::optional<std::vector<fs::path>> StoreView::publishedFiles(const std::string &id) const {
     const fs::path list = DatabasePathResolver(*configuration_).symlinkListFile(id, PackageSlot::Current);
     requireReadable(list);
@@ -106,9 +117,12 @@ std::vector<fs::path> StoreView::missingFiles(const std::string &id) const {
 }
 
 std::uintmax_t StoreView::bytes(const std::string &id) const {
+    return bytesBelow(DatabasePathResolver(*configuration_).packageDirectory(id));
+}
+
+std::uintmax_t bytesBelow(const fs::path &directory) {
     std::uintmax_t sum = 0;
     std::error_code error;
-    const fs::path directory = DatabasePathResolver(*configuration_).packageDirectory(id);
     const auto options = fs::directory_options::skip_permission_denied;
     for (fs::recursive_directory_iterator entry(directory, options, error), end; !error && entry != end;
          entry.increment(error))

@@ -26,6 +26,9 @@ struct StoredPackage {
     std::string value(const char *key) const;
 };
 
+/// What the files below a directory hold, in bytes.
+std::uintmax_t bytesBelow(const std::filesystem::path &directory);
+
 /// The package store for somebody who only wants to look: nothing is recovered, removed or made, and nothing
 /// is logged.
 class StoreView {
@@ -38,6 +41,10 @@ public:
 
     /// One package, or nothing when the store has no directory of the name.
     std::optional<StoredPackage> package(const std::string &id) const;
+
+    /// The version that IDatabase::packageInfo() would tell, without the removal of what it cannot read: that
+    /// raises ErrorCode::CorruptedInstalledPackage. Nothing for a package that is not installed.
+    std::optional<std::string> versionOfRecord(const std::string &id) const;
 
     /// The files that the list of the current version says are published; nothing when there is no list.
     std::optional<std::vector<std::filesystem::path>> publishedFiles(const std::string &id) const;

@@ -1,10 +1,15 @@
 #include "kelp/core/kelp/mending/examination.h"
 
 #include "kelp/core/common/log-stream.h"
+#include "kelp/core/kelp/inspection/registry-view.h"
+#include "kelp/core/kelp/inspection/rpm-view.h"
+#include "kelp/core/kelp/inspection/sources-view.h"
+#include "kelp/core/kelp/inspection/take-over-view.h"
 #include "kelp/core/kelp/mending/package-examination.h"
 #include "kelp/core/kelp/mending/record-examination.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace Core::KELP {
 
@@ -45,13 +50,33 @@ std::vector<Finding> examine(const IConfiguration &configuration, const std::set
             if (ids.empty() || ids.contains(finding.id))
                 findings.push_back(std::move(finding));
     };
+    const std::set<std::string> onTheirWay = idsOnTheirWay();
     for (const StoredPackage &package : StoreView(configuration).packages())
-        if (ids.empty() || ids.contains(package.id))
+        if (!onTheirWay.contains(package.id) && (ids.empty() || ids.contains(package.id)))
             add(examinePackage(configuration, package));
     add(examineRecords(configuration));
     // Of one package they stay in the order in which they can be mended.
     std::ranges::stable_sort(findings, {}, &Finding::id);
     return findings;
+}
+
+std::vector<std::string> unknownIds(const IConfiguration &configuration, const std::set<std::string> &ids) {
+    if (ids.empty())
+        return {};
+    std::set<std::string> known = idsOnTheirWay();
+    for (const StoredPackage &package : StoreView(configuration).packages())
+        known.insert(package.id);
+    for (const RpmRecord &record : rpmRecords())
+        known.insert(record.id);
+    for (const RegistryRecord &record : registryRecords())
+        known.insert(record.packageId());
+    for (const auto &[id, keyId] : SourcesView::read(configuration).sourceOf)
+        known.insert(id);
+    for (const Finding &finding : examineRecords(configuration))
+        known.insert(finding.id);
+    std::vector<std::string> unknown;
+    std::ranges::set_difference(ids, known, std::back_inserter(unknown));
+    return unknown;
 }
 
 Mending mend(const IConfiguration &configuration, const std::set<std::string> &ids) {

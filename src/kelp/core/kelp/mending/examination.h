@@ -17,6 +17,10 @@ namespace Core::KELP {
 /// package. Raises as the views do. `configuration` outlives the findings.
 std::vector<Finding> examine(const IConfiguration &configuration, const std::set<std::string> &ids);
 
+/// Those of the ids that neither store, rpm, registry, sources nor a take-over has ever heard of. Raises as
+/// the views do.
+std::vector<std::string> unknownIds(const IConfiguration &configuration, const std::set<std::string> &ids);
+
 struct Mending {
     std::vector<Finding> mended;
     std::vector<Finding> left;

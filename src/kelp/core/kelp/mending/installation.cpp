@@ -13,6 +13,7 @@
 #include "kelp/core/kelp/inspection/rpm-view.h"
 #include "kelp/core/kelp/inspection/sources-view.h"
 #include "kelp/core/kelp/inspection/store-view.h"
+#include "kelp/core/kelp/inspection/take-over-view.h"
 #include "kelp/core/kelp/mending/binding.h"
 #include "kelp/core/kelp/mending/examination.h"
 #include "kelp/core/kelp/mending/keys.h"
@@ -115,7 +116,7 @@ private:
             refuse(id_, ErrorCode::BadPackageArchitecture);
         const auto inRpm = rpmRecords();
         // Both would have their files at the same places, and rpm's next erasure would take them.
-        if (std::ranges::find(inRpm, id_, &RpmRecord::id) != inRpm.end())
+        if (std::ranges::find(inRpm, id_, &RpmRecord::id) != inRpm.end() || idsOnTheirWay().contains(id_))
             throw Error(ErrorCode::Internal, id_ + ": The package is still in rpm, from where kelp-launcher "
                                                    "takes it over");
         if (const auto found = StoreView(configuration_).package(id_)) {

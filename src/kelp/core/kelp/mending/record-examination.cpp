@@ -8,16 +8,19 @@
 #include "kelp/core/kelp/inspection/rpm-view.h"
 #include "kelp/core/kelp/inspection/sources-view.h"
 #include "kelp/core/kelp/inspection/store-view.h"
+#include "kelp/core/kelp/inspection/take-over-view.h"
 #include "kelp/core/kelp/mending/binding.h"
 #include "kelp/core/kelp/mending/installation.h"
 #include "kelp/core/kelp/mending/keys.h"
 #include "kelp/core/kelp/mending/removal.h"
 #include "kelp/core/kelp/mending/rescue.h"
 #include "kelp/core/kelp/registry.h"
+#include "kelp/core/kelp/staging-area.h"
 #include "kelp/core/trusted-sources/sqlite-database.h"
 
 #include <algorithm>
 #include <map>
+#include <set>
 
 namespace fs = std::filesystem;
 
@@ -33,7 +36,8 @@ public:
         packages_(StoreView(configuration).packages()),
         sources_(SourcesView::read(configuration)),
         // All read once: each look at rpm copies its database.
-        inRpm_(rpmRecords()) {
+        inRpm_(rpmRecords()),
+        onTheirWay_(idsOnTheirWay()) {
         for (const RegistryRecord &record : registryRecords())
             lastEvent_.insert_or_assign(record.packageId(), record.event());
     }
@@ -42,12 +46,14 @@ public:
         examineRemoval();
         for (const StoredPackage &package : packages_)
             // A descriptor that names another package would have that one registered and bound.
-            if (package.information && package.information->at("general.id") == package.id)
+            if (package.information && package.information->at("general.id") == package.id &&
+                !onTheirWay_.contains(package.id))
                 examineInstalled(package.id, *package.information);
         for (const auto &[id, keyId] : sources_.sourceOf)
             examineBinding(id);
         for (const auto &[id, path] : StoreView(configuration_).rescued())
             examineRescued(id, path);
+        examineTakeOvers();
         examineLeftovers(installationDirectory(configuration_));
         examineJournal();
         return std::move(findings_);
@@ -89,7 +95,8 @@ private:
     /// What removed a package on purpose has said so in the registry; any other binding is the last trace of
     /// an application that was lost, and stays.
     void examineBinding(const std::string &id) {
-        if (std::ranges::find(packages_, id, &StoredPackage::id) != packages_.end() ||
+        if (onTheirWay_.contains(id) ||
+            std::ranges::find(packages_, id, &StoredPackage::id) != packages_.end() ||
             std::ranges::find(inRpm_, id, &RpmRecord::id) != inRpm_.end())
             return;
         const auto last = lastEvent_.find(id);
@@ -113,6 +120,24 @@ private:
                 [&configuration = configuration_, path] { installRescued(configuration, path); });
         else
             add(id, FindingKind::Rescued, path, "keeps its files: " + obstacle, {});
+    }
+
+    /// What the launcher began, it alone completes: the trees are the only copies.
+    void examineTakeOvers() {
+        std::set<fs::path> trees;
+        for (const JournalEntry &entry : pendingTakeOvers()) {
+            trees.insert(entry.path);
+            add(entry.id, FindingKind::Staged, entry.path,
+                "is on its way from rpm into the store: the next start of kelp-launcher brings it home", {});
+        }
+        const StagingArea area(configuration_);
+        if (!area.isOwn())
+            return;
+        for (const fs::path &path : area.leftovers(trees)) {
+            const std::string name = path.filename().string();
+            add(name.starts_with('.') ? "" : name, FindingKind::Leftover, path,
+                "is left of a killed run of kelp-launcher: its next take-over from rpm clears it", {});
+        }
     }
 
     /// What was unpacked for an installation came out of a package file that somebody still has.
@@ -142,6 +167,7 @@ private:
     std::vector<StoredPackage> packages_;
     SourcesView sources_;
     std::vector<RpmRecord> inRpm_;
+    std::set<std::string> onTheirWay_;
     std::map<std::string, RegistryEvent> lastEvent_;
     std::vector<Finding> findings_;
 };

@@ -7,6 +7,7 @@
 #include "kelp/core/kelp/fs-database.h"
 #include "kelp/core/kelp/inspection/registry-view.h"
 #include "kelp/core/kelp/inspection/removal-view.h"
+#include "kelp/core/kelp/inspection/take-over-view.h"
 #include "kelp/core/kelp/mending/keys.h"
 #include "kelp/core/kelp/mending/package-examination.h"
 #include "kelp/core/kelp/registry.h"
@@ -58,6 +59,9 @@ void completeRemoval(const IConfiguration &configuration) {
 
 void removePackage(const IConfiguration &configuration, const std::string &id) {
     completeRemoval(configuration);
+    if (idsOnTheirWay().contains(id))
+        throw Common::Error(Common::ErrorCode::Internal,
+                            "Package " + id + " is on its way from rpm: start kelp-launcher first");
     // So that the lists name all that is to go.
     settlePackage(configuration, id);
     const DatabasePathResolver resolver(configuration);

@@ -9,8 +9,9 @@ class IConfiguration;
 namespace Core::KELP {
 
 /// Removes a package from the store, and has registry and sources know. What was begun with it is completed
-/// or taken back before. Raises ErrorCode::PackageNotExist for one that is not there, and what the store
-/// raises. The caller holds the writers' lock.
+/// or taken back before. Raises ErrorCode::PackageNotExist for one that is not there,
+/// ErrorCode::Internal for one on its way from rpm, and what the store raises. The caller holds the writers'
+/// lock.
 ///
 /// The file var/lib/kelp/removal names the package from before the first step to behind the last, so that a
 /// removal that was killed anywhere is found and completed by the next one or by an examination. So it is

@@ -1,0 +1,158 @@
+#include "kelp/core/kelp/inspection/take-over-plan.h"
+
+#include "kelp/core/common/error.h"
+#include "kelp/core/common/free-space.h"
+#include "kelp/core/common/i-configuration.h"
+#include "kelp/core/common/path-tests.h"
+#include "kelp/core/common/rpm/database-copy.h"
+#include "kelp/core/common/rpm/transaction.h"
+#include "kelp/core/kelp/database-path-resolver.h"
+#include "kelp/core/kelp/inspection/machine-state.h"
+#include "kelp/core/kelp/inspection/readable.h"
+#include "kelp/core/kelp/inspection/rpm-view.h"
+#include "kelp/core/kelp/inspection/store-view.h"
+#include "kelp/core/kelp/inspection/take-over-view.h"
+#include "kelp/core/kelp/migration-stamps.h"
+#include "kelp/core/kelp/rpm-migration.h"
+#include "kelp/core/kelp/staging-area.h"
+
+#include "platform/package-signatures/database.h"
+
+#include <algorithm>
+#include <set>
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+using Common::Rpm::Transaction;
+
+/// The plan of one machine in the making.
+class Planning {
+public:
+    explicit Planning(const IConfiguration &configuration) :
+        configuration_(configuration),
+        resolver_(configuration),
+        area_(configuration),
+        // Asked before rpm works on a copy, which lies elsewhere.
+        besideCopies_(RpmMigration::spaceBesideCopies(configuration, 1)),
+        obstacle_(findObstacle()) {
+        requireReadable(configuration.databaseDirectory());
+    }
+
+    TakeOverPlan run() {
+        addPending();
+        plan_.room = room();
+        const Common::Rpm::DatabaseCopy copy;
+        if (copy.isThere())
+            addInstalled(Transaction(0));
+        std::ranges::stable_sort(plan_.applications, {}, &PlannedTakeOver::id);
+        plan_.isDone = isDone(migrationStamps.front());
+        return std::move(plan_);
+    }
+
+private:
+    /// What has every application stay, though rpm and store can be used.
+    std::optional<std::string> findObstacle() const {
+        const fs::path &staging = configuration_.tempDirectory();
+        if (!area_.isOwn())
+            return staging.string() + " is not the package manager's own";
+        if (!Common::isSameFilesystem(staging, configuration_.databaseDirectory()))
+            return "the store is on another filesystem than " + staging.string();
+        try {
+            RpmMigration::requireRoomForRpm();
+            return std::nullopt;
+        } catch (const Common::Error &error) {
+            return error.what();
+        }
+    }
+
+    void addPending() {
+        for (const JournalEntry &entry : pendingTakeOvers()) {
+            add(entry.id, entry.version, true, "its take-over was begun");
+            pendingIds_.insert(entry.id);
+            pendingTrees_.insert(entry.path);
+        }
+    }
+
+    /// What a killed run has left there goes before anything is copied.
+    std::uint64_t room() const {
+        std::uint64_t room = area_.room();
+        if (area_.isOwn())
+            for (const fs::path &leftover : area_.leftovers(pendingTrees_))
+                room += bytesBelow(leftover);
+        return room;
+    }
+
+    static void requireSignatures() {
+        const std::string path = PackageSignatures::Database::defaultPath();
+        if (!Common::exists(path))
+            throw Common::Error(Common::ErrorCode::Filesystem,
+                                "Without a signature database the migration would fail: " + path);
+    }
+
+    void addInstalled(const Transaction &rpm) {
+        requireSignatures();
+        const std::vector<RpmRecord> records = rpmRecords(rpm);
+        const auto installedVersion = [this](const std::string &id) {
+            return StoreView(configuration_).versionOfRecord(id);
+        };
+        const RpmSurvey survey(rpm, installedVersion, resolver_, pendingIds_);
+        plan_.isDamaged = survey.isDamaged();
+        std::set<std::string> judged = pendingIds_;
+        for (const RpmSurvey::Item &item : survey.items())
+            if (item.candidate) {
+                addCandidate(*item.candidate);
+                judged.insert(item.id);
+            }
+        for (const RpmRecord &record : records)
+            if (!judged.contains(record.id))
+                add(record.id, record.version, false,
+                    whyNotMigrated(record).value_or("its record in rpm cannot be read"));
+    }
+
+    void addCandidate(const RpmCandidate &candidate) {
+        const JournalEntry &entry = candidate.entry;
+        const std::uint64_t needed = candidate.bytes + besideCopies_;
+        if (candidate.isInStore)
+            add(entry.id, entry.version, true, "the store has it already: only its record in rpm goes");
+        else if (const auto reason = reasonToStay(candidate, needed))
+            add(entry.id, entry.version, false, *reason, candidate.bytes);
+        else {
+            add(entry.id, entry.version, true, "", candidate.bytes);
+            plan_.needed = std::max(plan_.needed, needed);
+        }
+    }
+
+    std::optional<std::string> reasonToStay(const RpmCandidate &candidate, std::uint64_t needed) const {
+        if (candidate.stays)
+            return candidate.stays;
+        if (obstacle_)
+            return obstacle_;
+        return needed > plan_.room ? std::optional("there is no room to take it over") : std::nullopt;
+    }
+
+    void add(const std::string &id, const std::string &version, bool isMoved, std::string reason,
+             std::optional<std::uint64_t> bytes = {}) {
+        plan_.applications.push_back({id, version, isMoved, std::move(reason), bytes});
+    }
+
+    const IConfiguration &configuration_;
+    DatabasePathResolver resolver_;
+    StagingArea area_;
+    std::uint64_t besideCopies_;
+    std::optional<std::string> obstacle_;
+    std::set<std::string> pendingIds_;
+    std::set<fs::path> pendingTrees_;
+    TakeOverPlan plan_;
+};
+
+} // namespace
+
+TakeOverPlan planTakeOver(const IConfiguration &configuration) {
+    return Planning(configuration).run();
+}
+
+} // namespace Core::KELP

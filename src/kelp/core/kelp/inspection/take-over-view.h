@@ -1,0 +1,18 @@
+#pragma once
+
+#include "kelp/core/kelp/take-over-journal.h"
+
+#include <set>
+#include <string>
+#include <vector>
+
+namespace Core::KELP {
+
+/// The packages on their way from rpm into the store, for somebody who only wants to look. Raises
+/// ErrorCode::UnauthorizedAccess, and as TakeOverJournal::read() does.
+std::vector<JournalEntry> pendingTakeOvers();
+
+/// Their ids. What the store has of them may be the only copy, and is the launcher's alone to touch.
+std::set<std::string> idsOnTheirWay();
+
+} // namespace Core::KELP

@@ -1,0 +1,67 @@
+#include "machine-fixture.h"
+
+#include <gmock/gmock.h>
+
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+
+class PlanTest : public OldMachineFixture {};
+
+TEST_F(PlanTest, TheLauncherDoesWhatThePlanSays) {
+    const std::string moved = R"("action":"move","reason":null,"bytes":)";
+    const std::string staying = R"("action":"stay","reason":)";
+    const std::pair<const char *, std::string> rows[] = {
+        {"com.example.devices", R"("version":"2.0-7",)" + moved},
+        {"com.example.phone", R"("version":"1.0-1",)" + staying +
+                                  R"("/usr/share/icons/hicolor/86x86/apps/phone.png belongs to )"
+                                  R"(io.velura.dialer too","bytes":)"},
+        {"io.velura.dialer", R"("version":"11.2-1",)" + staying + R"("system developer","bytes":null})"},
+        {"org.example.notes", R"("version":"1.4.2-1",)" + moved},
+        {"org.example.reader",
+         R"("version":"0.9-3",)" + staying + R"("no developer certificate","bytes":null})"},
+        {"org.example.ticker",
+         R"("version":"3-1",)" + staying + R"("there is no room to take it over","bytes":11258999)"},
+    };
+    run("sqlite3 $(signature_database) \"DELETE FROM certificates WHERE package = 'org.example.reader' AND "
+        "cert_group = 1\"");
+    there("truncate --size=1P usr/share/org.example.ticker/ticker.conf");
+    const std::string before = everything();
+    const std::string plan = kelpctl("plan --json");
+    EXPECT_EQ(run(KELPCTL " plan --json --root $IMAGE"), plan);
+    EXPECT_EQ(everything(), before);
+    for (const auto &[id, fate] : rows)
+        EXPECT_THAT(plan, HasSubstr("{\"id\":\"" + std::string(id) + "\"," + fate)) << plan;
+
+    EXPECT_THAT(run("launch || true"), HasSubstr("There is no room to take over org.example.ticker package"));
+    EXPECT_EQ(run("ls $IMAGE/opt/app"), "com.example.devices\norg.example.notes\n");
+    EXPECT_EQ(run("in_image rpm --query --all --queryformat '%{NAME}\\n' | sort"),
+              "com.example.phone\nio.velura.dialer\norg.example.reader\norg.example.ticker\n");
+}
+
+TEST_F(PlanTest, WhatTheLauncherBeganIsToldAndLeftToIt) {
+    run("launch_killed_at unlinkat /usr/share/org.example.notes/qml");
+    there("mkdir opt/kelp/tmp/org.example.gone");
+    const std::string began = "{\"id\":\"org.example.notes\",\"version\":\"1.4.2-1\",";
+    EXPECT_THAT(kelpctl("plan --json"),
+                HasSubstr(began + R"("action":"move","reason":"its take-over was begun","bytes":null})"));
+    EXPECT_THAT(kelpctl("status --json"), HasSubstr(began + R"("state":"unfinished",)"));
+    EXPECT_THAT(kelpctl("remove org.example.notes"),
+                HasSubstr("is on its way from rpm: start kelp-launcher first\nstatus 1\n"));
+
+    const char *trees = "cd $IMAGE/opt && find -printf '%p %y %m %s %T@\\n' | sort";
+    const std::string before = run(trees);
+    const std::string left = kelpctl("doctor --repair --json");
+    EXPECT_THAT(left, AllOf(HasSubstr(R"({"id":"org.example.notes","kind":"staged",)"),
+                            HasSubstr(R"({"id":"org.example.gone","kind":"leftover",)"),
+                            Not(HasSubstr(R"("repairable":true)"))));
+    EXPECT_EQ(run(trees), before);
+    run("launch");
+    EXPECT_EQ(kelpctl("doctor"), "");
+    EXPECT_EQ(kelpctl("doctor org.example.nobody org.example.notes"),
+              "kelpctl: this machine knows nothing of org.example.nobody\nstatus 2\n");
+}
+
+} // namespace
