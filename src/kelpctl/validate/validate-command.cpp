@@ -1,3 +1,4 @@
+#include "kelpctl/shown-text.h"
 #include "kelpctl/validate/commands.h"
 #include "kelpctl/validate/interruption.h"
 #include "kelpctl/validate/package-judge.h"
