@@ -276,16 +276,6 @@ TEST_F(ExecutableTest, FinishesWithTheRulesOnTheWholePackage) {
     EXPECT_THAT(linesOf([&] { checker->finish(); }), IsEmpty());
 }
 
-TEST_F(ExecutableTest, ReadsAProgramOfThisMachine) {
-    const auto checker = make<Executable>();
-    EXPECT_THAT(linesOf([&] {
-                    checker->validate(mainBinary, "/bin/true");
-                    checker->finish();
-                }),
-                ElementsAre(warning("[binary] Binary does not export main() symbol - booster might fail"),
-                            warning("[rpath] The rpath in binary is empty")));
-}
-
 TEST_F(ExecutableTest, ReadsWhatIsHuge) {
     ElfImage image;
     image.addSymbols(std::vector<std::string>(30'000, "main"));

@@ -98,13 +98,6 @@ TEST_F(PngSizeTest, InflatesNothing) {
     EXPECT_LT(peakMemoryMegabytes(), before + 64);
 }
 
-TEST_F(PngSizeTest, ReadsAnIconOfThisMachine) {
-    // Of the package htop, which scripts/install-deps installs.
-    const PngSize size = readPngSize("/usr/share/pixmaps/htop.png");
-    EXPECT_EQ(size.width, 128u);
-    EXPECT_EQ(size.height, 128u);
-}
-
 TEST_F(PngSizeTest, ReadsDataUrls) {
     const std::string pixel = base64(pngImage(3, 2));
     const std::string prefix = "data:image/png;base64,";

@@ -107,18 +107,4 @@ TEST(HostileDesktop, CannotFloodTheTablesOfItsReader) {
     EXPECT_EQ(DesktopCheck().validate(text), broken);
 }
 
-TEST(HostileDesktop, IsNoneOfThoseOfTheSystem) {
-    std::size_t count = 0;
-    for (const auto &file : fs::recursive_directory_iterator("/usr/share/applications")) {
-        if (file.path().extension() != ".desktop")
-            continue;
-        ++count;
-        // None is made for this system: each lacks at least a sandbox section.
-        EXPECT_NE(DesktopCheck().validate(readFile(file.path())).find("X-Application section"),
-                  std::string::npos)
-            << file.path();
-    }
-    EXPECT_GT(count, 0U) << "scripts/install-deps installs packages that have some";
-}
-
 } // namespace
