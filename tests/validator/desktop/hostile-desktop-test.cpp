@@ -29,28 +29,6 @@ std::size_t reportedLines(const std::string &text) {
     return static_cast<std::size_t>(std::ranges::count(report, '\n'));
 }
 
-TEST(HostileDesktop, MayBeInAnyEncoding) {
-    const std::string sound = launchEntry + sandbox;
-    std::string crlf;
-    for (const char c : sound)
-        crlf += c == '\n' ? "\r\n" : std::string(1, c);
-    const std::string noName = error("[desktop] Missing valid Name declaration inside") +
-                               error("[desktop] Name contains illegal characters");
-    const std::pair<std::string, std::string> cases[] = {
-        {crlf, ""},
-        {"\xef\xbb\xbf" + sound, broken},
-        {with(sound, "Example", "Caf\xe9"), noName},
-        {with(sound, "Example", "bad\\escape"), noName},
-        {with(sound, "Example", std::string("\0x", 2)), noName},
-        {std::string(4096, '\0'), broken},
-        {"", broken},
-        {"Name=x\n" + sound, broken},
-        {sound + "[\xff\xfe]\n", error("[desktop] '\xff\xfe' group is disallowed")},
-    };
-    for (const auto &[text, report] : cases)
-        EXPECT_EQ(DesktopCheck().validate(text), report) << testing::PrintToString(text);
-}
-
 TEST(HostileDesktop, IsReadOnlyAsARegularFileOfBoundedSize) {
     DesktopCheck pipe;
     ASSERT_EQ(::mkfifo(pipe.desktopFile().c_str(), 0600), 0);
