@@ -122,7 +122,7 @@ TEST_F(ExtractTest, RefusesHostilePackagesAndTouchesNothingOutside) {
         {"deep path", {{share + deep, "x"}}},
         {"writes through a link", {{share, "a", symlink, "../../../outside"}, {share + "a/", "new"}}},
         {"writes through a link that leads somewhere",
-         {{share, "a", symlink, share + "there"}, {share + "a/", "new"}}},
+         {{share, "a", symlink, share + "there"}, {share + "a/sub/", "new"}}},
         {"link out", {{share, "a", symlink, "/outside/secret"}}},
         {"link to nothing", {{share, "a", symlink, "b"}}},
         {"loop of links", {{share, "a", symlink, "b"}, {share, "b", symlink, "a"}}},
@@ -151,7 +151,7 @@ TEST_F(ExtractTest, RefusesHostilePackagesAndTouchesNothingOutside) {
          {{share, "a"}}},
     };
     fs::create_directories(staging_);
-    fs::create_directories(root_.path() / "version/data/there");
+    fs::create_directories(root_.path() / "version/data/there/sub");
     const std::set<std::string> before = surroundings();
     for (const HostileCase &hostile : cases) {
         SCOPED_TRACE(hostile.name);

@@ -149,6 +149,7 @@ TEST_F(ElfReaderTest, SkipsSectionsThatLie) {
         {"one entry larger than all", {"s", SHT_SYMTAB, entries, huge, 1}, {"good"}},
         {"beyond the file", {"s", SHT_SYMTAB, entries, 24, 1, huge}, {"good"}},
         {"too large", {"s", SHT_SYMTAB, entries, 24, 1, std::nullopt, huge}, {"good"}},
+        {"too large from its place on", {"s", SHT_SYMTAB, entries, 24, 1, std::nullopt, 456}, {"good"}},
         {"size that overflows", {"s", SHT_SYMTAB, entries, 24, 1, std::nullopt, ~std::uint64_t(0)}, {"good"}},
         {"names nowhere", {"s", SHT_SYMTAB, entries, 24, 99}, {"", "", "good"}},
         {"names beyond their table", {"s", SHT_SYMTAB, writer.symbolEntries({7}), 24, 1}, {"", "good"}},
