@@ -88,7 +88,7 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
 }
 
 /// What is on the machine for the package of the test, its history excepted.
-constexpr const char *traces = "in_image find etc home opt srv usr var -name '*org.example.sound*'; "
+constexpr const char *traces = "(cd ${IMAGE%/*}/upper && find . -name '*org.example.sound*'); "
                                "sqlite3 $IMAGE/var/lib/trusted-sources/db.sqlite3 \"SELECT * FROM packages "
                                "WHERE id = 'org.example.sound'\"";
 
