@@ -61,11 +61,4 @@ TEST_F(ConfigurationTest, OneBadLineDiscardsTheWholeFile) {
     }
 }
 
-TEST_F(ConfigurationTest, RootPrefixIsEmptyWhenSetEmpty) {
-    const ScopedEnvironment empty("KELP_ROOT_FS", "");
-    EXPECT_EQ(Core::Configuration().databaseDirectory(), "opt/app");
-    const ScopedEnvironment unset("KELP_ROOT_FS", std::nullopt);
-    EXPECT_EQ(Core::Configuration("/nonexistent").databaseDirectory(), "/opt/app");
-}
-
 } // namespace

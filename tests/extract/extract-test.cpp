@@ -53,7 +53,8 @@ protected:
         const CapturedOutput report(CapturedOutput::Stream::Error);
         fs::remove_all(staging_);
         writer.write(package_);
-        return RpmPackage::fromFile(package_, std::move(signatures)).extract(staging_, "/opt/app/version");
+        return RpmPackage::fromFile(package_, std::move(signatures))
+            .extract(staging_, root_.path() / "version");
     }
     PackageStaging extract(const RpmWriter &writer) { return extract(writer, {developerCms()}); }
 
@@ -106,7 +107,7 @@ struct HostileCase {
 };
 
 TEST_F(ExtractTest, RefusesHostilePackagesAndTouchesNothingOutside) {
-    constexpr std::int32_t megabytes = 32 << 20;
+    constexpr std::int32_t megabytes = 8 << 20;
     const std::string bomb(megabytes, '\0');
     std::string deep;
     while (deep.size() < 200)
@@ -120,6 +121,8 @@ TEST_F(ExtractTest, RefusesHostilePackagesAndTouchesNothingOutside) {
         {"over-long path", {{share, std::string(4096, 'x')}}, ErrorCode::Internal, badPayload},
         {"deep path", {{share + deep, "x"}}},
         {"writes through a link", {{share, "a", symlink, "../../../outside"}, {share + "a/", "new"}}},
+        {"writes through a link that leads somewhere",
+         {{share, "a", symlink, share + "there"}, {share + "a/sub/", "new"}}},
         {"link out", {{share, "a", symlink, "/outside/secret"}}},
         {"link to nothing", {{share, "a", symlink, "b"}}},
         {"loop of links", {{share, "a", symlink, "b"}, {share, "b", symlink, "a"}}},
@@ -148,6 +151,7 @@ TEST_F(ExtractTest, RefusesHostilePackagesAndTouchesNothingOutside) {
          {{share, "a"}}},
     };
     fs::create_directories(staging_);
+    fs::create_directories(root_.path() / "version/data/there/sub");
     const std::set<std::string> before = surroundings();
     for (const HostileCase &hostile : cases) {
         SCOPED_TRACE(hostile.name);
@@ -251,7 +255,7 @@ TEST_F(ExtractTest, NamesOfTheDesktopFileThatLeadOutOrWriteLinesCountAsAbsent) {
 
 TEST_F(ExtractTest, TakesALongFileListInOrder) {
     RpmWriter writer;
-    for (int i = 10'000; i < 15'000; ++i)
+    for (int i = 10'000; i < 14'500; ++i)
         writer.files.push_back({share, std::to_string(i), symlink, "file"});
     writer.files.push_back({share, "file"});
     EXPECT_NO_THROW(extract(writer));
@@ -292,7 +296,7 @@ TEST_F(ExtractTest, PutsFilesWhereTheStoreWantsThem) {
     EXPECT_EQ(readFile(staging_ / "data/a"), "content");
     EXPECT_EQ(fs::status(staging_ / "data/a").permissions(), fs::perms(0755));
     EXPECT_EQ(fs::status(staging_ / "data/d").permissions(), fs::perms(0500));
-    EXPECT_EQ(fs::read_symlink(staging_ / "data/l"), "/opt/app/version/data/a");
+    EXPECT_EQ(fs::read_symlink(staging_ / "data/l"), root_.path() / "version/data/a");
     for (const char *special : {"pipe", "socket", "terminal", "disk"})
         EXPECT_FALSE(fs::exists(staging_ / "data" / special)) << special;
     EXPECT_TRUE(fs::equivalent(staging_ / "data/first", staging_ / "data/second")) << "names of one file";

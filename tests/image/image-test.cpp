@@ -1,41 +1,14 @@
 #include "image/image-fixture.h"
 
-#include "support/text-file.h"
-
 #include <gmock/gmock.h>
-
-#include <sys/xattr.h>
 
 #include <stdexcept>
 
-namespace fs = std::filesystem;
 using testing::HasSubstr;
 
 namespace {
 
 class ImageTest : public ImageFixture {};
-
-TEST_F(ImageTest, HasAnEmptyRpmDatabaseAndNoPackageStore) {
-    EXPECT_EQ(image().run("in_image rpm --query --all"), "");
-    EXPECT_FALSE(fs::exists(image().root() / "opt/app"));
-}
-
-TEST_F(ImageTest, SharesItsFilesWithTheTest) {
-    image().run("echo text | put_file /opt/kelp-image-test/file && setfattr -n user.a -v b "
-                "$IMAGE/opt/kelp-image-test/file");
-    const fs::path file = image().root() / "opt/kelp-image-test/file";
-    EXPECT_EQ(readFile(file), "text\n");
-    char value = 0;
-    EXPECT_EQ(::getxattr(file.c_str(), "user.a", &value, 1), 1);
-    EXPECT_EQ(value, 'b');
-    EXPECT_FALSE(fs::exists("/opt/kelp-image-test"));
-}
-
-TEST_F(ImageTest, IsApartFromOtherImages) {
-    const Image other;
-    image().run("echo one | put_file /etc/kelp-image-test");
-    EXPECT_FALSE(fs::exists(other.root() / "etc/kelp-image-test"));
-}
 
 TEST_F(ImageTest, TellsWhatAFailedCommandWrote) {
     EXPECT_THAT(

@@ -24,13 +24,13 @@ public:
 
     /// Runs bash commands beside the image, with the functions of scripts/image-verbs and the variable IMAGE.
     /// They see the machine's files as this process does. `launch` runs the launcher of this build. Returns
-    /// what they write to both standard streams. Throws std::runtime_error, with that text, when they fail.
+    /// what they write to both standard streams; a zero byte would end it. Throws std::runtime_error, with
+    /// that text, when they fail.
     std::string run(const std::string &commands) const;
 
 private:
     struct Process;
 
     std::unique_ptr<Process> process_;
-    std::filesystem::path mountPoint_;
     std::filesystem::path root_;
 };

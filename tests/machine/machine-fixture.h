@@ -9,14 +9,14 @@ class OldMachineFixture : public ImageFixture {
 protected:
     void SetUp() override {
         ImageFixture::SetUp();
-        if (!IsSkipped())
-            run("install_samples " KELP_RPMS "/samples 2>/dev/null; sign_samples; add_sample_users; "
-                "cp " KELPCTL " $IMAGE/usr/bin/kelpctl");
+        if (IsSkipped())
+            return;
+        run(". " KELP_SAMPLES "/setup; install_samples " KELP_RPMS
+            "/samples 2>/dev/null; sign_samples; add_sample_users; "
+            "cp " KELPCTL " $IMAGE/usr/bin/kelpctl");
     }
 
-    std::string run(const std::string &commands) const {
-        return image().run(". " KELP_SAMPLES "/setup; " + commands);
-    }
+    std::string run(const std::string &commands) const { return image().run(commands); }
 
     /// Runs shell commands with the image as their root, in "/".
     std::string there(const std::string &commands) const {

@@ -134,7 +134,10 @@ TEST_F(ManifestEntryTest, DoesNotWaitForAPipeOrReadWithoutEnd) {
     ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);
     EXPECT_FALSE(ManifestEntry::fromFilename(file.string()));
     std::filesystem::remove(file);
-    EXPECT_TRUE(read("[Desktop Entry]\n"));
+    std::string largest = "[Desktop Entry]\nName=";
+    largest.resize(std::size_t(32) << 20, 'x');
+    EXPECT_TRUE(read(largest));
+    EXPECT_FALSE(read(largest + 'x'));
     std::filesystem::resize_file(file, std::uintmax_t(1) << 40);
     EXPECT_FALSE(ManifestEntry::fromFilename(file.string()));
 }

@@ -9,9 +9,6 @@
 
 #include <rpm/rpmmacro.h>
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <sstream>
 
 namespace {
@@ -69,7 +66,7 @@ void withFile(const fs::path &file, const fs::path &path, const Use &use) {
 
 std::string numbers() {
     std::string text;
-    for (int i = 1; i <= 100000; ++i)
+    for (int i = 1; i <= 30000; ++i)
         text += std::to_string(i) + '\n';
     return text;
 }
@@ -106,40 +103,30 @@ TEST(FileIterator, SignsConfigurationWhenTheMacroSaysSo) {
     }
 }
 
-TEST(FileIterator, CallsNobodyForAPackageWithoutFiles) {
+TEST(ExtractFileIterator, WalksThePayloadWhateverPackedIt) {
+    CapturedOutput log;
+    for (const char *payload : {"gzip", "xz", "zstd", "uncompressed"}) {
+        EXPECT_THAT(lines(ExtractFileIterator(package(payload))),
+                    ElementsAre("1- /etc/kinds.conf file 644", "2 /etc/kinds.hook file 744",
+                                "3 /opt/kinds dir 750", "4 /opt/kinds/empty file 600",
+                                "6 /opt/kinds/link symlink ../up", "7 /opt/kinds/numbers file 755",
+                                "11 /opt/kinds/words file 644", "8 /opt/kinds/one file 644",
+                                "9 /opt/kinds/three hardlink /opt/kinds/one",
+                                "10 /opt/kinds/two hardlink /opt/kinds/one", "12 /opt/kinds/yes file 644",
+                                "13 /opt/kinds/zero hardlink /opt/kinds/yes"));
+        EXPECT_EQ(log.take(), "[W] Unexpected entry type in rpm package\n");
+        withFile(package(payload), "/opt/kinds/numbers", [](const PackedFile &file) {
+            EXPECT_EQ(file.size(), numbers().size());
+            EXPECT_TRUE(text(file.readAll()) == numbers());
+        });
+        log.take();
+    }
     EXPECT_THAT(lines(FileIterator(package("bare-one"))), IsEmpty());
     EXPECT_THAT(lines(ExtractFileIterator(package("bare-one"))), IsEmpty());
 }
 
-TEST(FileIterator, RefusesAnEmptyFunction) {
-    EXPECT_THROW(FileIterator(package("gzip")).forEach({}), std::bad_function_call);
-    EXPECT_THROW(ExtractFileIterator(package("gzip")).forEach({}), std::bad_function_call);
-}
-
-class ExtractFileIteratorTest : public testing::TestWithParam<const char *> {};
-INSTANTIATE_TEST_SUITE_P(Payloads, ExtractFileIteratorTest,
-                         testing::Values("gzip", "xz", "zstd", "uncompressed"),
-                         [](const auto &payload) { return payload.param; });
-
-TEST_P(ExtractFileIteratorTest, WalksThePayload) {
-    CapturedOutput log;
-    EXPECT_THAT(lines(ExtractFileIterator(package(GetParam()))),
-                ElementsAre("1- /etc/kinds.conf file 644", "2 /etc/kinds.hook file 744",
-                            "3 /opt/kinds dir 750", "4 /opt/kinds/empty file 600",
-                            "6 /opt/kinds/link symlink ../up", "7 /opt/kinds/numbers file 755",
-                            "11 /opt/kinds/words file 644", "8 /opt/kinds/one file 644",
-                            "9 /opt/kinds/three hardlink /opt/kinds/one",
-                            "10 /opt/kinds/two hardlink /opt/kinds/one", "12 /opt/kinds/yes file 644",
-                            "13 /opt/kinds/zero hardlink /opt/kinds/yes"));
-    EXPECT_EQ(log.take(), "[W] Unexpected entry type in rpm package\n");
-}
-
-TEST_P(ExtractFileIteratorTest, ReadsContent) {
-    withFile(package(GetParam()), "/opt/kinds/numbers", [](const PackedFile &file) {
-        EXPECT_EQ(file.size(), numbers().size());
-        EXPECT_TRUE(text(file.readAll()) == numbers());
-    });
-    withFile(package(GetParam()), "/opt/kinds/one", [](const PackedFile &file) {
+TEST(PackedFile, IsReadOnce) {
+    withFile(package("gzip"), "/opt/kinds/one", [](const PackedFile &file) {
         file.skip();
         EXPECT_THAT([&] { file.skip(); },
                     raises(ErrorCode::Internal, "Couldn't read content from rpm package"));
@@ -165,17 +152,6 @@ TEST(PackedFile, WritesToAPath) {
     EXPECT_EQ(readFile(target), "");
 }
 
-TEST(PackedFile, WritesToAnOpenFile) {
-    const TemporaryDirectory directory;
-    const fs::path target = directory.path() / "out";
-    writeFile(target, "head\n");
-    const int file = ::open(target.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
-    withFile(package("gzip"), "/opt/kinds/words",
-             [&](const PackedFile &content) { content.writeTo(file, target); });
-    EXPECT_EQ(::close(file), 0);
-    EXPECT_EQ(readFile(target), "head\ntext\n");
-}
-
 TEST(PackedFile, NamesTheFileThatCannotBeWritten) {
     const TemporaryDirectory directory;
     const fs::path orphan = directory.path() / "missing" / "out";
@@ -196,28 +172,30 @@ void extract(const fs::path &file) {
     });
 }
 
-TEST_P(ExtractFileIteratorTest, RaisesWhereverThePayloadIsCutShort) {
+TEST(ExtractFileIterator, RaisesWhereverThePayloadIsCutShort) {
     const TemporaryDirectory directory;
     const fs::path cut = directory.path() / "cut.rpm";
-    const std::string whole = readFile(package(GetParam()));
     CapturedOutput log;
-    // The headers end before the middle; the last bytes only close the compressed stream.
-    for (std::size_t size = whole.size() / 2; size < whole.size() - 100; size += whole.size() / 40) {
-        writeFile(cut, whole.substr(0, size));
-        EXPECT_THAT([&] { extract(cut); },
-                    raises(ErrorCode::Internal, "Couldn't read content from rpm package"))
-            << size << " of " << whole.size();
+    for (const char *payload : {"gzip", "uncompressed"}) {
+        const std::string whole = readFile(package(payload));
+        // The headers end before the middle; the last bytes only close the compressed stream.
+        for (std::size_t size = whole.size() / 2; size < whole.size() - 100; size += whole.size() / 20) {
+            writeFile(cut, whole.substr(0, size));
+            EXPECT_THAT([&] { extract(cut); },
+                        raises(ErrorCode::Internal, "Couldn't read content from rpm package"))
+                << size << " of " << whole.size();
+        }
     }
 }
 
-TEST_P(ExtractFileIteratorTest, SurvivesDamage) {
+TEST(ExtractFileIterator, SurvivesDamage) {
     const TemporaryDirectory directory;
     const fs::path damaged = directory.path() / "damaged.rpm";
-    const std::string whole = readFile(package(GetParam()));
+    const std::string whole = readFile(package("uncompressed"));
     CapturedOutput log;
     CapturedOutput complaints(CapturedOutput::Stream::Error);
     std::size_t refused = 0;
-    for (std::size_t at = 0; at < whole.size(); at += whole.size() / 100) {
+    for (std::size_t at = 0; at < whole.size(); at += whole.size() / 60) {
         std::string bytes = whole;
         bytes[at] = static_cast<char>(~bytes[at]);
         writeFile(damaged, bytes);

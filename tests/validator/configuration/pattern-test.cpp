@@ -108,15 +108,15 @@ TEST(Pattern, RefusesMalformedExpressions) {
 }
 
 TEST(Pattern, StaysBoundedOnHostileText) {
-    const std::string megabyte(std::size_t(1) << 20, 'a');
+    const std::string many(std::size_t(1) << 18, 'a');
     const std::string parentheses(std::size_t(1) << 20, '(');
-    EXPECT_TRUE(Pattern("^\\/usr\\/bin\\/.*$").matches("/usr/bin/" + megabyte));
-    EXPECT_FALSE(Pattern("^\\/usr\\/bin\\/.*$").matches("/usr/bin/" + megabyte + '\n'));
+    EXPECT_TRUE(Pattern("^\\/usr\\/bin\\/.*$").matches("/usr/bin/" + many));
+    EXPECT_FALSE(Pattern("^\\/usr\\/bin\\/.*$").matches("/usr/bin/" + many + '\n'));
     EXPECT_FALSE(Pattern("^libz\\.so\\.1(?:\\(.*\\))?$").matches("libz.so.1" + parentheses));
 
     // Without limits these would not end in the life of this program.
-    EXPECT_FALSE(Pattern("(a|aa|a)+[bc]").matches(megabyte)) << "needs exponential time";
-    EXPECT_FALSE(Pattern("((((a*)*)*)*)*[bc]").matches(megabyte));
+    EXPECT_FALSE(Pattern("(a|aa|a)+[bc]").matches(many)) << "needs exponential time";
+    EXPECT_FALSE(Pattern("((((a*)*)*)*)*[bc]").matches(many));
 }
 
 TEST(PatternSet, FoldsStringsAndKeepsExpressions) {

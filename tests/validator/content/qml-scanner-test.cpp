@@ -89,11 +89,4 @@ TEST(QmlScanner, TakesTimeInProportionToTheText) {
     EXPECT_EQ(collect(scanEmbeddedImports, repeated("import A 1.0 ", many)).size(), 0u);
 }
 
-TEST(QmlScanner, KnowsPlainVersions) {
-    for (const char *word : {"1.0", "0.0", "123.456"})
-        EXPECT_TRUE(isPlainVersion(word)) << word;
-    for (const char *word : {"", ".", "1", ".5", "1.", "1.2.3", "1..2", "a.1", "1.a", "-1.0", "1.0;"})
-        EXPECT_FALSE(isPlainVersion(word)) << word;
-}
-
 } // namespace

@@ -117,17 +117,6 @@ TEST_F(ContentValidatorTest, HandsAFileToEachCheckerInTurn) {
               "(ERROR)\t\t[/etc/run.qml] Hardcoded path found\n");
 }
 
-TEST_F(ContentValidatorTest, FinishesEachCheckerInTurn) {
-    begin(Profile::Antivirus);
-    const std::string missingIcon = "] Icon not found or file resolution is incorrect\n";
-    const std::string report = finish();
-    EXPECT_EQ(report.find("(WARNING)\tDesktop file is missing, no validation for fencebox section\n"
-                          "(ERROR)\t\t[binary] Main binary must exist, but it is not found\n"),
-              0U)
-        << report;
-    EXPECT_TRUE(report.ends_with(missingIcon)) << report;
-}
-
 TEST_F(ContentValidatorTest, WantsQmlOnlyPackagesToBeOfNoArchitecture) {
     struct Case {
         const char *architecture;
