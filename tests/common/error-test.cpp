@@ -12,13 +12,6 @@ namespace {
 using Common::ErrorCategory;
 using Common::ErrorCode;
 
-TEST(Error, WhatIsTheComposedTextAlone) {
-    const Common::Error error(ErrorCode::FileConflict, "X");
-    EXPECT_STREQ(error.what(), "X");
-    EXPECT_EQ(error.code().value(), 28);
-    EXPECT_EQ(&error.code().category(), &ErrorCategory::instance());
-}
-
 TEST(ErrorCategory, FallsBackToInternalAndKeepsAStrangersName) {
     EXPECT_STREQ(ErrorCategory::instance().name(), "Common::ErrorCategory");
     for (const int unassigned : {4, 7, 9, 12, 35, -1, 999})

@@ -60,14 +60,4 @@ TEST_F(MigrationDriverTest, AFailureIsRepeatedAndStopsNoOther) {
     EXPECT_TRUE(fs::exists(stamp("a")));
 }
 
-TEST_F(MigrationDriverTest, AnythingThatExistsIsAStampAndOneThatCannotBeWrittenIsSilent) {
-    fs::create_directory(stamp("directory"));
-    fs::create_symlink("directory", stamp("link"));
-    fs::create_symlink("nowhere", stamp("dangling"));
-    run({migration("directory"), migration("link"), migration("dangling"), migration("none/a")});
-    EXPECT_THAT(ran, ElementsAre("dangling", "none/a"));
-    EXPECT_THAT(out.take(), testing::Not(testing::HasSubstr("stamp")));
-    EXPECT_FALSE(fs::exists(root.path() / "none"));
-}
-
 } // namespace

@@ -10,8 +10,6 @@ namespace {
 
 using AppManifest::ManifestEntry;
 using namespace std::string_literals;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 class ManifestEntryTest : public testing::Test {
 protected:
@@ -44,28 +42,6 @@ TEST_F(ManifestEntryTest, RefusesWhatIsNoDesktopFile) {
         EXPECT_FALSE(read(text)) << text;
 }
 
-TEST_F(ManifestEntryTest, ResolvesEscapesOrGivesNothing) {
-    const std::pair<const char *, const char *> cases[] = {
-        {"Name=a\\sb\\tc\\\\d", "a b\tc\\d"}, {"Name=a\\xb", ""},    {"Name=a\\", ""}, {"Name=", ""},
-        {"Name =  padded", "padded"},         {"Name=a;b;", "a;b;"}, {"Icon=x", ""},   {"Name=x\r\n", "x"},
-    };
-    for (const auto &[line, name] : cases)
-        EXPECT_EQ(entry(line).nameUnlocalized(), name) << line;
-    EXPECT_EQ(entry("Name=first\nName=second").nameUnlocalized(), "second");
-    EXPECT_EQ(entry("Name=x").value("No Group", "Name"), "");
-}
-
-TEST_F(ManifestEntryTest, SplitsListsAtSemicolons) {
-    const std::pair<const char *, std::vector<std::string>> cases[] = {
-        {"A;B", {"A", "B"}},       {"A;B;", {"A", "B"}}, {"A;;B;;", {"A", "", "B", ""}},
-        {"A\\;B;C", {"A;B", "C"}}, {";", {""}},          {"", {}},
-        {"A;\\q;B", {}},           {"A,B", {"A,B"}},
-    };
-    for (const auto &[text, elements] : cases)
-        EXPECT_EQ(entry("List="s + text).stringVectorValue("Desktop Entry", "List"), elements) << text;
-    EXPECT_THAT(entry("").stringVectorValue("Desktop Entry", "List"), IsEmpty());
-}
-
 TEST_F(ManifestEntryTest, LastOfThreeSandboxSectionsCounts) {
     const std::string application = "[X-Application]\nApplicationName=one\nPermissions=A;\n";
     const std::string xFencebox = "[X-Fencebox]\nApplicationName=two\nOrganizationName=org\n";
@@ -90,16 +66,6 @@ TEST_F(ManifestEntryTest, LastOfThreeSandboxSectionsCounts) {
         EXPECT_EQ(manifest.appOrgname(), row.organisation) << row.sections;
         EXPECT_EQ(manifest.appPermissions(), row.permissions) << row.sections;
     }
-}
-
-TEST_F(ManifestEntryTest, ListsGroupsAndKeysInFileOrder) {
-    const ManifestEntry manifest = entry("# comment\nType=Application\nName[de]=y\n\n[Z]\n[A]\nk=v\n");
-    EXPECT_THAT(manifest.groups(), ElementsAre("Desktop Entry", "Z", "A"));
-    EXPECT_THAT(manifest.groupKeys("Desktop Entry"), ElementsAre("Type", "Name[de]"));
-    EXPECT_THAT(manifest.groupKeys("none"), IsEmpty());
-    EXPECT_TRUE(manifest.contains("A", "k"));
-    EXPECT_FALSE(manifest.contains("Z", "k"));
-    EXPECT_FALSE(manifest.contains("none", "k"));
 }
 
 TEST_F(ManifestEntryTest, BearsForeignBytes) {

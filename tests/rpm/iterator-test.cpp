@@ -142,16 +142,6 @@ TEST(ExtractFileIterator, GivesAllNamesOfAFileBeforeItStops) {
                             "10 /opt/kinds/two hardlink /opt/kinds/one"));
 }
 
-TEST(PackedFile, WritesToAPath) {
-    const TemporaryDirectory directory;
-    const fs::path target = directory.path() / "out";
-    writeFile(target, numbers() + "old");
-    withFile(package("gzip"), "/opt/kinds/numbers", [&](const PackedFile &file) { file.writeTo(target); });
-    EXPECT_TRUE(readFile(target) == numbers());
-    withFile(package("gzip"), "/opt/kinds/empty", [&](const PackedFile &file) { file.writeTo(target); });
-    EXPECT_EQ(readFile(target), "");
-}
-
 TEST(PackedFile, NamesTheFileThatCannotBeWritten) {
     const TemporaryDirectory directory;
     const fs::path orphan = directory.path() / "missing" / "out";

@@ -65,25 +65,4 @@ TEST(Reader, RefusesWhatIsNoPackage) {
                 raises(ErrorCode::FileNotFound, "Couldn't open rpm package"));
 }
 
-void openTwiceWithoutConfiguration() {
-    const TemporaryDirectory directory;
-    const ScopedEnvironment configuration("RPM_CONFIGDIR", directory.path());
-    CapturedOutput complaints(CapturedOutput::Stream::Error);
-    CapturedOutput log;
-    EXPECT_ANY_THROW(Reader(directory.path() / "missing"));
-    EXPECT_ANY_THROW(Reader(directory.path() / "missing"));
-    EXPECT_EQ(log.take(), "[W] Couldn't read RPM configuration files\n");
-}
-
-TEST(ReaderDeathTest, WarnsOnceOfMissingConfiguration) {
-    // The configuration is read once in a process, so that the case needs a new one.
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(
-        {
-            openTwiceWithoutConfiguration();
-            std::exit(HasFailure() ? 1 : 0);
-        },
-        testing::ExitedWithCode(0), "");
-}
-
 } // namespace

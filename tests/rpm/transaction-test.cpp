@@ -1,4 +1,3 @@
-#include "kelp/core/common/rpm/file-iterator.h"
 #include "kelp/core/common/rpm/tags.h"
 #include "kelp/core/common/rpm/transaction.h"
 
@@ -84,19 +83,6 @@ TEST_F(TransactionTest, AddsToTheFlagsThatAreSet) {
     transaction.forEachInstalled([&](const Reader &reader) { transaction.addErase(reader); });
     transaction.run();
     EXPECT_THAT(installed(), ElementsAre("org.example.one")) << "a trial run erases nothing";
-}
-
-TEST_F(TransactionTest, KeepsFileListsBeyondTheWalk) {
-    install("gzip");
-    std::optional<FileIterator> files;
-    Transaction(Transaction::WriteLock).forEachInstalled([&](const Reader &reader) {
-        files.emplace(reader);
-    });
-    ASSERT_TRUE(files);
-    std::size_t count = 0;
-    CapturedOutput log;
-    files->forEach([&](const FileIterator::Entry &) { return ++count == 0; });
-    EXPECT_EQ(count, 10u);
 }
 
 TEST_F(TransactionTest, RefusesAPackageFileAndNeedsTheDatabaseLock) {

@@ -349,8 +349,12 @@ TEST_F(FSDatabaseTest, ACorruptedPackageIsRemovedAndTheOthersAreListed) {
 
 TEST_F(FSDatabaseTest, NewerIsWhatRpmCallsNewer) {
     install("1.9-1", {});
-    for (const auto &[version, isNewer] :
-         {std::pair("1.10-1", true), {"1.9-2", true}, {"1.9-1", false}, {"1.9~rc1-1", false}, {"", false}})
+    for (const auto &[version, isNewer] : {std::pair("1.10-1", true),
+                                           {"1.9-2", true},
+                                           {"1:0.1-1", true},
+                                           {"1.9-1", false},
+                                           {"1.9~rc1-1", false},
+                                           {"", false}})
         EXPECT_EQ(database.isNewerThanInstalled(id, version), isNewer) << version;
     prepare("2-1", {});
     EXPECT_FALSE(database.isNewerThanInstalled(id, "2-1")) << "the prepared version counts";

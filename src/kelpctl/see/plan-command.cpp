@@ -40,7 +40,7 @@ const char *actionOn(const PlannedTakeOver &application) {
     return application.isMoved ? "move" : "stay";
 }
 
-json::object asJson(const PlannedTakeOver &application) {
+json::object plannedAsJson(const PlannedTakeOver &application) {
     json::object object = {{"id", jsonText(application.id)},
                            {"version", jsonText(application.version)},
                            {"action", actionOn(application)},
@@ -73,7 +73,7 @@ void printPlan(std::ostream &output, const TakeOverPlan &plan) {
 void printJson(std::ostream &output, const TakeOverPlan &plan) {
     json::array array;
     for (const PlannedTakeOver &application : plan.applications)
-        array.push_back(asJson(application));
+        array.push_back(plannedAsJson(application));
     output << array << '\n';
 }
 

@@ -141,8 +141,6 @@ TEST(Config, ReadsTheDeveloperMode) {
         {"[developermode]\nvalidationEnabled = 0 \n", false, ""},
         {"[developermode]\nvalidationEnabled=true\n", true, ""},
         {"[developermode]\nother=false\n", true, missing},
-        {"[other]\nvalidationEnabled=false\n", true, missing},
-        {"developermode.validationEnabled=false\n", true, missing},
         {"", true, missing},
         {"[developermode]\nvalidationEnabled=no\n", true,
          error + "conversion of data to type \"b\" failed" + fallback},

@@ -81,18 +81,6 @@ TEST_F(ElfReaderTest, ReadsEitherWordSizeAndByteOrder) {
     }
 }
 
-TEST_F(ElfReaderTest, StopsWhenTheVisitorSaysSo) {
-    ElfImage image;
-    image.addSymbols({"a", "b"});
-    image.addSymbols({"c"}, SHT_DYNSYM);
-    int visits = 0;
-    read(image.bytes())->forEachSymbol([&](const ElfSymbol &symbol) {
-        ++visits;
-        return symbol.name == "b";
-    });
-    EXPECT_EQ(visits, 2);
-}
-
 TEST_F(ElfReaderTest, OpensOnlyElfFiles) {
     const std::string sound = ElfImage().bytes();
     const struct {
@@ -120,16 +108,6 @@ TEST_F(ElfReaderTest, OpensOnlyElfFiles) {
     EXPECT_FALSE(ElfReader::create(directory_.path()));
     EXPECT_FALSE(ElfReader::create(directory_.path() / "absent"));
     EXPECT_FALSE(ElfReader::create("/dev/zero"));
-}
-
-TEST_F(ElfReaderTest, UnknownByteOrderIsNotValidAndHasNoSections) {
-    ElfImage image;
-    image.addSymbols({"main"});
-    const auto reader = read(image.bytes().replace(EI_DATA, 1, 1, '\7'));
-    EXPECT_FALSE(reader->isValid());
-    EXPECT_EQ(reader->encoding(), ElfEncoding::Unknown);
-    EXPECT_THAT(symbols(*reader), IsEmpty());
-    EXPECT_EQ(reader->rodata(), "");
 }
 
 /// Sections that lie, each next to a sound one that must still be seen.

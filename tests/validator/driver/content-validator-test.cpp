@@ -3,6 +3,7 @@
 #include "support/captured-output.h"
 #include "support/temporary-directory.h"
 #include "support/text-file.h"
+#include "validator/content/elf-image.h"
 
 #include <gtest/gtest.h>
 
@@ -21,15 +22,7 @@ const std::string desktopFile = "[Desktop Entry]\nType=Application\nName=Example
 
 const std::string qmlOnly = "(INFO)\t\t[desktop] Application is a QML-only app\n";
 
-/// The header of a little-endian program of 64 bits, with no sections.
-const std::string elf = [] {
-    std::string header("\x7f"
-                       "ELF\2\1\1",
-                       7);
-    header.resize(64);
-    header[20] = 1;
-    return header;
-}();
+const std::string elf = ElfImage().bytes();
 
 std::string hardcoded(const std::string &path) {
     return "(ERROR)\t\t[" + path + "] Hardcoded path found\n";
@@ -108,15 +101,6 @@ TEST_F(ContentValidatorTest, LetsErrorsPassInDeveloperMode) {
     EXPECT_FALSE(hasFailed_);
 }
 
-TEST_F(ContentValidatorTest, HandsAFileToEachCheckerInTurn) {
-    begin(Profile::Regular);
-    EXPECT_EQ(validate("/etc/run.qml", "import Halyard.Secret 1.0\n/home/defaultuser", true),
-              "(ERROR)\t\t[/etc/run.qml] Executable has a wrong format or encoding\n"
-              "(ERROR)\t\t[Halyard.Secret 1.0] Import is not allowed\n"
-              "(ERROR)\t\t[/etc/run.qml] Installation not allowed in this location\n"
-              "(ERROR)\t\t[/etc/run.qml] Hardcoded path found\n");
-}
-
 TEST_F(ContentValidatorTest, WantsQmlOnlyPackagesToBeOfNoArchitecture) {
     struct Case {
         const char *architecture;
@@ -135,22 +119,6 @@ TEST_F(ContentValidatorTest, WantsQmlOnlyPackagesToBeOfNoArchitecture) {
             validate("/usr/libexec/org.example.app/helper", elf, true);
         EXPECT_EQ(finish(), c.complaint);
         EXPECT_FALSE(hasFailed_);
-    }
-}
-
-TEST_F(ContentValidatorTest, TellsTheDesktopCheckerWhereThePackageLies) {
-    const std::string line = "ExecDBus=/usr/libexec/org.example.app/helper\n";
-    const std::vector<Core::KELP::Mapping> mappings = {{"helpers", "/usr/libexec/org.example.app/", 0, 0}};
-    const std::string misplaced =
-        "ExecDBus error: No such file or directory\n"
-        "(ERROR)\t\t[fencebox] ExecDBus is incorrect, template rules are equal to Exec section\n";
-    for (const bool isMapped : {false, true}) {
-        begin(Profile::Extended);
-        if (isMapped)
-            validator_->setPathMappings(mappings);
-        EXPECT_EQ(validate(desktopPath, desktopFile + line), qmlOnly);
-        validate("/usr/libexec/org.example.app/helper", elf, true);
-        EXPECT_EQ(finish(), isMapped ? misplaced : "");
     }
 }
 

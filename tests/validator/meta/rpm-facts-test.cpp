@@ -1,10 +1,7 @@
 #include "kelp/core/kelp/validator/framework/rpm-meta.h"
 
 #include "kelp/core/common/rpm/reader.h"
-#include "support/captured-output.h"
 #include "support/error-matcher.h"
-#include "support/temporary-directory.h"
-#include "support/text-file.h"
 
 #include <rpm/header.h>
 #include <rpm/rpmtd.h>
@@ -47,16 +44,6 @@ TEST(RpmFacts, HoldTheFileListWithDirectoriesAndLinks) {
     EXPECT_EQ(meta.files().at(0).mode, 0100755);
 
     EXPECT_EQ(meta.files().at(3).user + ' ' + meta.files().at(3).group, "daemon mail");
-}
-
-TEST(RpmFacts, CannotBeReadFromOtherFiles) {
-    const TemporaryDirectory directory;
-    writeFile(directory.path() / "text", "this is no package");
-    CapturedOutput complaints(CapturedOutput::Stream::Error);
-    EXPECT_THAT([&] { RpmMeta(directory.path() / "missing"); },
-                raises(Common::ErrorCode::FileNotFound, "Couldn't open rpm package"));
-    EXPECT_THAT([&] { RpmMeta(directory.path() / "text"); },
-                raises(Common::ErrorCode::BadPackageFileFormat, "Couldn't read rpm package"));
 }
 
 /// A header that a hostile packer changed by hand, which does not ask what types tags have.

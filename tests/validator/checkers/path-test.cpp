@@ -1,57 +1,36 @@
 #include "kelp/core/kelp/validator/program/path.h"
 
-#include "support/captured-output.h"
-#include "support/temporary-directory.h"
+#include "checker-fixture.h"
 #include "support/text-file.h"
-
-#include <gtest/gtest.h>
+#include "validator/content/elf-image.h"
 
 using namespace Validator;
+using testing::ElementsAre;
+using testing::IsEmpty;
 
 namespace {
 
-/// The header of a little-endian program of 64 bits, with no sections.
-const std::string elf = [] {
-    std::string header("\x7f"
-                       "ELF\2\1\1",
-                       7);
-    header.resize(64);
-    header[20] = 1;
-    return header;
-}();
-
-class PathTest : public testing::Test {
+class PathTest : public CheckerTest {
 protected:
-    PathTest() {
-        writeFile(root_.path() / "var/lib/developer-moded/developer-moded.conf",
-                  "[developermode]\nvalidationEnabled=true\n");
-        writeFile(realPath_, "text");
-    }
-
     /// The report on a file that a package org.example.app has at `path`.
-    std::string check(const std::string &path, Profile profile = Profile::Regular) {
-        RpmFacts facts;
-        facts.name = "org.example.app";
-        CapturedOutput report(CapturedOutput::Stream::Error);
-        Path checker(std::make_shared<RpmMeta>(facts), std::make_shared<Config>(profile),
-                     std::make_shared<Logger>());
-        EXPECT_TRUE(checker.canValidate(path, realPath_));
-        checker.validate(path, realPath_);
-        return report.take();
+    Lines check(const std::string &path, Profile profile = Profile::Regular) {
+        profile_ = profile;
+        const auto checker = make<Path>();
+        EXPECT_TRUE(checker->canValidate(path, realPath_));
+        return linesOf([&] { checker->validate(path, realPath_); });
     }
 
-    TemporaryRoot root_;
-    std::string realPath_ = root_.path() / "file";
+    std::string realPath_ = unpack("text");
 };
 
 TEST_F(PathTest, JudgesLocations) {
     struct Case {
         const char *path;
-        const char *complaint; ///< PATH stands for the path.
+        std::string complaint; ///< What follows the path, or all of it.
     };
-    const char *forbidden = "(ERROR)\t\t[PATH] Installation not allowed in this location\n";
-    const char *debug = "(ERROR)\t\t[debug] Debug symbols or sources must not be included\n";
-    const char *binDirectory = "(ERROR)\t\t[/usr/bin] Direct package ownership of /usr/bin is disallowed\n";
+    const std::string forbidden = "] Installation not allowed in this location";
+    const std::string debug = "[debug] Debug symbols or sources must not be included";
+    const std::string binDirectory = "[/usr/bin] Direct package ownership of /usr/bin is disallowed";
     const Case cases[] = {
         {"/usr/share/org.example.app", ""},
         {"/usr/share/org.example.apparatus/x", ""},
@@ -83,36 +62,32 @@ TEST_F(PathTest, JudgesLocations) {
         {"", forbidden},
     };
     for (const Case &c : cases) {
-        std::string expected = c.complaint;
-        if (const auto at = expected.find("PATH"); at != std::string::npos)
-            expected.replace(at, 4, c.path);
-        EXPECT_EQ(check(c.path), expected) << c.path;
+        const std::string start = c.complaint == forbidden ? '[' + std::string(c.path) : "";
+        EXPECT_EQ(check(c.path), c.complaint.empty() ? Lines{} : Lines{error(start + c.complaint)}) << c.path;
     }
 }
 
 TEST_F(PathTest, AsksTheProfile) {
-    const std::string complaint = "] Installation not allowed in this location\n";
     for (const char *path : {"/usr/lib/3rdparty/org.example.app/x", "/usr/lib/3rdparty/other/x",
                              "/usr/lib64/qt5/qml/A/qmldir", "/etc/connman/main.conf"}) {
-        EXPECT_EQ(check(path, Profile::Extended), "");
-        EXPECT_EQ(check(path), "(ERROR)\t\t[" + std::string(path) + complaint);
+        EXPECT_THAT(check(path, Profile::Extended), IsEmpty());
+        EXPECT_THAT(check(path), ElementsAre(error('[' + std::string(path) +
+                                                   "] Installation not allowed in this location")));
     }
-    EXPECT_EQ(check("/etc/userdata-wiper/override.json", Profile::Auth), "");
+    EXPECT_THAT(check("/etc/userdata-wiper/override.json", Profile::Auth), IsEmpty());
 }
 
 TEST_F(PathTest, AllowsOnlyProgramsInTheDirectoryForThem) {
     const std::string path = "/usr/libexec/org.example.app/helper";
-    const std::string complaint =
-        "(ERROR)\t\t[" + path + "] Installation not allowed in this location: bad executable format\n";
+    const Lines complaint{
+        error('[' + path + "] Installation not allowed in this location: bad executable format")};
     EXPECT_EQ(check(path), complaint);
-    writeFile(realPath_, elf);
-    EXPECT_EQ(check(path), "");
-    std::string bigEndian = elf;
-    bigEndian[5] = 2;
-    writeFile(realPath_, bigEndian);
+    writeFile(realPath_, ElfImage().bytes());
+    EXPECT_EQ(check(path), Lines());
+    writeFile(realPath_, ElfImage(ElfImage::Bits::Bits64, ElfImage::Order::Big).bytes());
     EXPECT_EQ(check(path), complaint);
     realPath_ = root_.path();
-    EXPECT_EQ(check(path), "");
+    EXPECT_EQ(check(path), Lines());
     realPath_ = root_.path() / "missing";
     EXPECT_EQ(check(path), complaint);
 }
@@ -120,19 +95,19 @@ TEST_F(PathTest, AllowsOnlyProgramsInTheDirectoryForThem) {
 TEST_F(PathTest, FindsTheHomeOfTheDefaultUser) {
     const std::string needle = "/home/defaultuser";
     const std::string path = "/usr/share/org.example.app/data";
-    const std::string complaint = "(ERROR)\t\t[" + path + "] Hardcoded path found\n";
+    const Lines complaint{error('[' + path + "] Hardcoded path found")};
     for (const std::size_t at : {0U, 1U, 4079U, 4080U, 4088U, 4095U, 4096U, 100'000U}) {
         writeFile(realPath_, std::string(at, '/') + needle + '\0' + needle);
         EXPECT_EQ(check(path), complaint) << at;
         writeFile(realPath_, std::string(at, '/') + needle.substr(0, needle.size() - 1));
-        EXPECT_EQ(check(path), "") << at;
+        EXPECT_EQ(check(path), Lines()) << at;
     }
     writeFile(realPath_, needle);
-    EXPECT_EQ(check("/etc/x"), "(ERROR)\t\t[/etc/x] Installation not allowed in this location\n"
-                               "(ERROR)\t\t[/etc/x] Hardcoded path found\n");
+    EXPECT_THAT(check("/etc/x"), ElementsAre(error("[/etc/x] Installation not allowed in this location"),
+                                             error("[/etc/x] Hardcoded path found")));
     for (const char *other : {"missing", "."}) {
         realPath_ = root_.path() / other;
-        EXPECT_EQ(check(path), "");
+        EXPECT_EQ(check(path), Lines());
     }
 }
 
