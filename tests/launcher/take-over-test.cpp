@@ -242,6 +242,11 @@ TEST_F(TakeOverTest, ARecordOfWhatTheStoreHoldsGoesOnlyWhenAllIsTheStores) {
     EXPECT_THAT(machine.launch(), HasSubstr("the store holds version 1-1\n"));
     machine.expectArrived("org.sound");
     EXPECT_TRUE(machine.isInRpm("org.app"));
+
+    machine.run(again +
+                "put org.sound --justdb; in_image ln -sf velura.pkg /opt/app/org.app/current/velura.pkg");
+    EXPECT_THAT(machine.launch(), HasSubstr("Couldn't read velura.pkg file of the org.app package\n"));
+    machine.expectArrived("org.sound");
 }
 
 TEST_F(TakeOverTest, OnlyItsOwnTemporaryDirectoryIsCleared) {

@@ -161,8 +161,14 @@ RpmSurvey::RpmSurvey(const Transaction &rpm, const InstalledVersion &installedVe
         rpm.forEachInstalled([&](const Reader &reader) { readRecord(reader, signatures, exceptIds); });
     isDamaged_ = walk == Transaction::Walk::Damaged;
     // Each walk uses what the one before has gathered of all: owners of files, owners outside, then targets.
-    for (const auto &candidate : candidates_)
-        judgeAlone(*candidate, installedVersion, pathResolver);
+    for (const auto &candidate : candidates_) {
+        try {
+            judgeAlone(*candidate, installedVersion, pathResolver);
+        } catch (const std::exception &error) {
+            // One descriptor that the disk does not give must not keep every other application in rpm.
+            candidate->stays = error.what();
+        }
+    }
     findForeignOwners(rpm);
     for (const auto &candidate : candidates_)
         judgeTargets(*candidate);
