@@ -85,6 +85,9 @@ class StoreOperation:
         installed = f"installed {self.id}" in output
         flaws = ["the application is lost"] if self.operation == "update" and not installed else []
         status, text = self._bring_in(machine, "update" if installed else "install", 3)
+        if status and not killed and f"Input/output error [{text.split()[-1]}]" in written:
+            # What a failing disk did not give up, as the log said, is in the way: told again, and for somebody to mend.
+            return [], output + text
         flaws += text.splitlines()[-1:] if status else machine.inside(flaws_in_store, self._version(3))
         status, more = machine.start(self._words("remove", 3))
         flaws += more.splitlines()[-1:] if status else []
@@ -93,10 +96,13 @@ class StoreOperation:
         return flaws + left, output + text + more
 
     def _was_refused(self, machine, flaw, written):
-        """Whether it is about directories alone that the disk refused to remove, and whoever removed them has said so."""
+        """Whether it is about what the disk refused to remove, with the directories that hold it, and the log has said so."""
         path = flaw.removeprefix("left ")
-        return path != flaw and f"Input/output error [{path}" in written and not any(
-            files for _, _, files in os.walk(machine.root / path.lstrip("/")))
+        place = machine.root / path.lstrip("/")
+        files = [f"/{os.path.relpath(os.path.join(directory, name), machine.root)}"
+                 for directory, _, names in os.walk(place) for name in names]
+        return path != flaw and f"Input/output error [{path}" in written and all(
+            f"Input/output error [{file}]" in written for file in files)
 
     def _words(self, operation, version):
         return ["/program", operation, self.id, f"{version}-1", self.subgroup]

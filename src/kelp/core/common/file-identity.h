@@ -25,6 +25,9 @@ FileIdentity identityOf(const struct stat &status);
 /// The file at `path`; links are not followed. Nothing when there is none, or when it cannot be asked for.
 std::optional<FileIdentity> identityAt(const std::filesystem::path &path);
 
+/// The same of the file that an open of `path` finds: links are followed.
+std::optional<FileIdentity> identityBehind(const std::filesystem::path &path);
+
 /// Compares identities that were noted at an earlier start with those of today. The numbers of devices are
 /// given out anew at each boot, so that they count as the same where the same number was noted.
 class IdentityComparison {

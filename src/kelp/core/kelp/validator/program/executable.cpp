@@ -64,7 +64,7 @@ bool Executable::canValidate(const std::string &path, const std::string &realPat
 
 void Executable::validate(const std::string &path, const std::string &realPath) {
     remember(path, realPath);
-    const Common::FileIdentity identity = Common::identityAt(realPath).value_or(Common::FileIdentity{});
+    const Common::FileIdentity identity = Common::identityBehind(realPath).value_or(Common::FileIdentity{});
     const auto known = contents_.find(identity);
     // Twenty thousand names of one large file would otherwise have it read as many times.
     if (known != contents_.end() && !isMainBinary())

@@ -52,7 +52,7 @@ void QmlImports::validate(const std::string &path, const std::string &realPath) 
 }
 
 void QmlImports::extractImports() {
-    const auto identity = Common::identityAt(realPath_);
+    const auto identity = Common::identityBehind(realPath_);
     if (!identity)
         return;
     if (const auto known = byFile_.find(*identity); known != byFile_.end()) {
