@@ -4,11 +4,11 @@
 #include "kelp/core/common/filesystem.h"
 #include "kelp/core/common/or-raise.h"
 #include "kelp/core/common/path-tests.h"
-#include "kelp/core/kelp/descriptor.h"
 #include "kelp/core/kelp/fs-database.h"
-#include "kelp/core/kelp/i-database-path-resolver.h"
-#include "kelp/core/kelp/publication-plan.h"
-#include "kelp/core/kelp/publication.h"
+#include "kelp/core/kelp/package/descriptor.h"
+#include "kelp/core/kelp/package/i-database-path-resolver.h"
+#include "kelp/core/kelp/publication/publication-plan.h"
+#include "kelp/core/kelp/publication/publication.h"
 
 namespace fs = std::filesystem;
 

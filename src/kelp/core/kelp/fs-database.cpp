@@ -9,11 +9,11 @@
 #include "kelp/core/common/or-raise.h"
 #include "kelp/core/common/path-tests.h"
 #include "kelp/core/common/rpm/version.h"
-#include "kelp/core/kelp/descriptor.h"
-#include "kelp/core/kelp/i-database-path-resolver.h"
-#include "kelp/core/kelp/publication-plan.h"
-#include "kelp/core/kelp/publication.h"
-#include "kelp/core/kelp/rpm-migration.h"
+#include "kelp/core/kelp/package/descriptor.h"
+#include "kelp/core/kelp/package/i-database-path-resolver.h"
+#include "kelp/core/kelp/publication/publication-plan.h"
+#include "kelp/core/kelp/publication/publication.h"
+#include "kelp/core/kelp/take-over/rpm-migration.h"
 
 #include "platform/event-log/log-event.h"
 

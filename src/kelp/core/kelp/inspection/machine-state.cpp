@@ -6,7 +6,7 @@
 #include "kelp/core/kelp/inspection/removal-view.h"
 #include "kelp/core/kelp/inspection/rpm-view.h"
 #include "kelp/core/kelp/inspection/store-view.h"
-#include "kelp/core/kelp/migration-stamps.h"
+#include "kelp/core/kelp/package/migration-stamps.h"
 
 #include <map>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kelp/core/kelp/registry-record.h"
+#include "kelp/core/kelp/registry/registry-record.h"
 
 #include <vector>
 

@@ -3,11 +3,11 @@
 #include "kelp/core/common/error.h"
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/common/path-tests.h"
-#include "kelp/core/kelp/database-path-resolver.h"
-#include "kelp/core/kelp/descriptor.h"
 #include "kelp/core/kelp/inspection/readable.h"
-#include "kelp/core/kelp/path-list.h"
-#include "kelp/core/kelp/publication-plan.h"
+#include "kelp/core/kelp/package/database-path-resolver.h"
+#include "kelp/core/kelp/package/descriptor.h"
+#include "kelp/core/kelp/package/path-list.h"
+#include "kelp/core/kelp/publication/publication-plan.h"
 
 #include <algorithm>
 

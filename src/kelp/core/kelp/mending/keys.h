@@ -1,7 +1,7 @@
 #pragma once
 
-#include "kelp/core/kelp/package-information.h"
-#include "kelp/core/kelp/registry-record.h"
+#include "kelp/core/kelp/package/package-information.h"
+#include "kelp/core/kelp/registry/registry-record.h"
 
 #include <optional>
 #include <string>

@@ -13,7 +13,7 @@
 #include "kelp/core/kelp/mending/keys.h"
 #include "kelp/core/kelp/mending/removal.h"
 #include "kelp/core/kelp/mending/rescue.h"
-#include "kelp/core/kelp/registry.h"
+#include "kelp/core/kelp/registry/registry.h"
 #include "kelp/core/trusted-sources/sqlite-database.h"
 
 #include <algorithm>

@@ -3,13 +3,13 @@
 #include "kelp/core/common/durable-file.h"
 #include "kelp/core/common/error.h"
 #include "kelp/core/common/filesystem.h"
-#include "kelp/core/kelp/database-path-resolver.h"
 #include "kelp/core/kelp/fs-database.h"
 #include "kelp/core/kelp/inspection/registry-view.h"
 #include "kelp/core/kelp/inspection/removal-view.h"
 #include "kelp/core/kelp/mending/keys.h"
 #include "kelp/core/kelp/mending/package-examination.h"
-#include "kelp/core/kelp/registry.h"
+#include "kelp/core/kelp/package/database-path-resolver.h"
+#include "kelp/core/kelp/registry/registry.h"
 #include "kelp/core/trusted-sources/sqlite-database.h"
 
 #include <ctime>

@@ -9,8 +9,8 @@
 #include "kelp/core/common/root-path.h"
 #include "kelp/core/common/rpm/installed-files.h"
 #include "kelp/core/common/rpm/transaction.h"
-#include "kelp/core/kelp/database-path-resolver.h"
-#include "kelp/core/kelp/path-list.h"
+#include "kelp/core/kelp/package/database-path-resolver.h"
+#include "kelp/core/kelp/package/path-list.h"
 #include "kelp/core/kelp/skid/unit-move.h"
 
 #include <boost/algorithm/string/replace.hpp>

@@ -1,0 +1,136 @@
+#include "kelp/core/kelp/take-over/staging-area.h"
+
+#include "kelp/core/common/durable-file.h"
+#include "kelp/core/common/error.h"
+#include "kelp/core/common/filesystem.h"
+#include "kelp/core/common/free-space.h"
+#include "kelp/core/common/i-configuration.h"
+#include "kelp/core/common/log-stream.h"
+#include "kelp/core/common/path-tests.h"
+#include "kelp/core/common/root-path.h"
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+using Common::Error;
+using Common::ErrorCode;
+using Common::LogLevel;
+using Common::LogStream;
+
+/// Says that the directory was made for the launcher, or given to it when it was empty.
+constexpr const char *markName = ".kelp-staging";
+
+/// For the descriptor, the lists, the links and the lines of the registry, with room to spare.
+constexpr std::uint64_t spacePerPackage = 64 * 1024;
+
+fs::path plain(const fs::path &path) {
+    const fs::path normal = fs::absolute(path).lexically_normal();
+    return normal.has_filename() ? normal : normal.parent_path();
+}
+
+bool isWithin(const fs::path &path, const fs::path &directory) {
+    const fs::path relative = plain(path).lexically_relative(plain(directory));
+    return !relative.empty() && *relative.begin() != "..";
+}
+
+Error foreignDirectory(const fs::path &directory) {
+    return {ErrorCode::Filesystem,
+            "The temporary directory is not the package manager's own: " + directory.string()};
+}
+
+} // namespace
+
+void StagingArea::requireOwn() const {
+    const fs::path &directory = configuration_->tempDirectory();
+    const fs::path &store = configuration_->databaseDirectory();
+    if (isWithin(store, directory) || isWithin(directory, store))
+        throw foreignDirectory(directory);
+    if (plain(directory) == plain(Common::rootPath() / "opt/kelp/tmp"))
+        return;
+    const fs::path mark = directory / markName;
+    Common::createDirectories(directory);
+    if (Common::exists(mark))
+        return;
+    if (!Common::isEmptyDirectory(directory))
+        throw foreignDirectory(directory);
+    // Killed before this, the next start finds an empty directory again.
+    Common::writeDurably(mark, "");
+}
+
+void StagingArea::clear(const std::set<fs::path> &kept) const {
+    try {
+        const fs::path &directory = configuration_->tempDirectory();
+        Common::removeAll(movedProbe());
+        if (!Common::exists(directory))
+            return;
+        for (const fs::directory_entry &entry : fs::directory_iterator(directory))
+            if (!kept.contains(entry.path()) && entry.path().filename() != markName)
+                Common::removeAll(entry.path());
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Warning) << "Couldn't cleanup database temporary directory";
+        LogStream(LogLevel::Warning) << error;
+    }
+}
+
+fs::path StagingArea::treeOf(const std::string &id) const {
+    return configuration_->tempDirectory() / id;
+}
+
+std::uint64_t StagingArea::room() const {
+    return Common::freeSpace(configuration_->tempDirectory());
+}
+
+std::uint64_t StagingArea::reservePerPackage() {
+    return spacePerPackage;
+}
+
+void StagingArea::secure(std::size_t count) const {
+    const fs::path &staged = configuration_->tempDirectory();
+    // With the store on another filesystem no copy could be moved there, and all would be lost.
+    const fs::path probe = staged / ".probe";
+    Common::createDirectories(probe);
+    Common::move(probe, movedProbe());
+    // Left by a kill, it is what clear() removes.
+    Common::removeAll(movedProbe());
+    // On a full disk the copies would be there and not the space for the store's own files.
+    Common::reserveSpace(reserve(), count * spacePerPackage);
+    // The staged copies are about to be the only ones: a power cut behind rpm's erasure would find copies
+    // without content.
+    Common::flushFilesystem(staged);
+}
+
+fs::path StagingArea::movedProbe() const {
+    return configuration_->databaseDirectory() / ".probe";
+}
+
+fs::path StagingArea::reserve() const {
+    return configuration_->tempDirectory() / ".ballast";
+}
+
+void StagingArea::releaseReserve() const {
+    std::error_code ignored;
+    fs::remove(reserve(), ignored);
+}
+
+fs::path StagingArea::rescuePlace(const std::string &id, const std::string &version) const {
+    return plain(configuration_->tempDirectory()).parent_path() / "rescued" / (id + "-" + version);
+}
+
+bool StagingArea::isRescued(const std::string &id, const std::string &version) const {
+    return Common::exists(rescuePlace(id, version));
+}
+
+fs::path StagingArea::rescue(const fs::path &tree, const std::string &id, const std::string &version) const {
+    const fs::path first = rescuePlace(id, version);
+    fs::path place = first;
+    for (int i = 2; Common::exists(place); ++i)
+        place = first.string() + "." + std::to_string(i);
+    // One rename: a kill finds the tree at its old place or at the new one.
+    Common::move(tree, place);
+    return place;
+}
+
+} // namespace Core::KELP
