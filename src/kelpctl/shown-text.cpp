@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <memory>
 
 namespace KelpCtl {
 
@@ -56,6 +57,12 @@ std::string shown(std::string_view text) {
         text.remove_prefix(size);
     }
     return result;
+}
+
+std::string jsonText(std::string_view text) {
+    const std::unique_ptr<char, decltype(&g_free)> valid(
+        g_utf8_make_valid(text.data(), static_cast<gssize>(text.size())), g_free);
+    return valid.get();
 }
 
 } // namespace KelpCtl

@@ -3,7 +3,7 @@
 #include "kelp/core/common/configuration.h"
 #include "kelp/core/common/log-stream.h"
 #include "kelp/core/common/path-tests.h"
-#include "kelp/core/common/root-path.h"
+#include "kelp/core/common/places.h"
 #include "kelp/core/common/stop-signals.h"
 #include "kelp/core/common/writer-lock.h"
 #include "launcher/migration-driver.h"

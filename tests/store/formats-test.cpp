@@ -1,8 +1,7 @@
 #include "store-fixture.h"
 
-#include "kelp/core/kelp/incoming/resolve-link.h"
+#include "kelp/core/kelp/incoming/link-targets.h"
 #include "kelp/core/kelp/package/descriptor.h"
-#include "kelp/core/kelp/package/emergency-package.h"
 #include "kelp/core/kelp/package/package.h"
 
 namespace {

@@ -3,7 +3,6 @@
 #include "kelpctl/validate/commands.h"
 #include "kelpctl/validate/explanation.h"
 #include "kelpctl/validate/package-report.h"
-#include "kelpctl/wrapped-text.h"
 
 #include "kelp/core/kelp/validator/all-findings.h"
 

@@ -1,4 +1,4 @@
-#include "kelpctl/validate/json-text.h"
+#include "kelpctl/shown-text.h"
 #include "kelpctl/validate/report-output.h"
 
 #include <boost/json/array.hpp>

@@ -1,7 +1,6 @@
 #include "kelpctl/shown-text.h"
 #include "kelpctl/terminal.h"
 #include "kelpctl/validate/report-output.h"
-#include "kelpctl/wrapped-text.h"
 
 #include <unistd.h>
 

@@ -2,7 +2,6 @@
 
 #include "kelp/core/common/directory.h"
 #include "kelp/core/common/extended-attributes.h"
-#include "kelp/core/common/file-content.h"
 #include "kelp/core/common/filesystem.h"
 #include "kelp/core/common/or-raise.h"
 #include "kelp/core/common/path-tests.h"

@@ -3,6 +3,8 @@
 #include "kelp/core/common/or-raise.h"
 #include "kelp/core/common/path-tests.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <fstream>
 #include <iterator>
@@ -40,6 +42,20 @@ void createLink(const char *kind, const fs::path &target, const fs::path &link, 
         fs::create_directories(link.parent_path());
         create(target, link);
     });
+}
+
+fs::path nearestExisting(const fs::path &path) {
+    fs::path existing = fs::absolute(path);
+    while (!Common::exists(existing) && existing.has_relative_path())
+        existing = existing.parent_path();
+    return existing;
+}
+
+dev_t deviceOf(const fs::path &path) {
+    struct stat status = {};
+    if (::stat(nearestExisting(path).c_str(), &status) != 0)
+        throw Error(ErrorCode::Filesystem, "Couldn't retrieve free space: " + path.string());
+    return status.st_dev;
 }
 
 } // namespace
@@ -107,6 +123,15 @@ bool hasSameContent(const fs::path &a, const fs::path &b) {
             throw std::ios_base::failure("cannot read");
         return same;
     });
+}
+
+std::uint64_t freeSpace(const fs::path &path) {
+    return orRaise(ErrorCode::Filesystem, "Couldn't retrieve free space: " + path.string(),
+                   [&] { return fs::space(nearestExisting(path)).available; });
+}
+
+bool isSameFilesystem(const fs::path &a, const fs::path &b) {
+    return deviceOf(a) == deviceOf(b);
 }
 
 } // namespace Common

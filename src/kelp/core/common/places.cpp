@@ -2,7 +2,6 @@
 
 #include "kelp/core/common/or-raise.h"
 #include "kelp/core/common/path-tests.h"
-#include "kelp/core/common/root-path.h"
 
 #include <boost/filesystem/operations.hpp>
 
@@ -13,6 +12,15 @@
 namespace fs = std::filesystem;
 
 namespace Common {
+
+fs::path rootPath() {
+    const char *prefix = std::getenv("KELP_ROOT_FS");
+    return prefix ? prefix : "/";
+}
+
+fs::path belowRoot(const fs::path &path) {
+    return rootPath() / path.relative_path();
+}
 
 fs::path homePath() {
     const char *home = std::getenv("HOME");

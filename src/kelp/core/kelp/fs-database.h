@@ -1,8 +1,8 @@
 #pragma once
 
 #include "kelp/core/common/durable-file.h"
-#include "kelp/core/kelp/package/package-for-migration.h"
-#include "kelp/core/kelp/package/package-slot.h"
+#include "kelp/core/kelp/package/i-database-path-resolver.h"
+#include "kelp/core/kelp/package/package-information.h"
 #include "kelp/core/kelp/take-over/take-over-store.h"
 
 #include <exception>

@@ -2,8 +2,8 @@
 
 #include "kelp/core/common/error-category.h"
 #include "kelp/core/common/error.h"
+#include "kelp/core/kelp/incoming/link-targets.h"
 #include "kelp/core/kelp/incoming/package-links.h"
-#include "kelp/core/kelp/incoming/resolve-link.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/validator/content-validator.h"
 #include "kelp/core/kelp/validator/header/header-checks.h"

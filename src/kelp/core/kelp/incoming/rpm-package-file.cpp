@@ -1,16 +1,16 @@
 // The part of RpmPackage that reads package files.
 
 #include "kelp/core/common/error.h"
-#include "kelp/core/common/file-name.h"
+#include "kelp/core/common/foreign-text.h"
 #include "kelp/core/common/rpm/extract-file-iterator.h"
 #include "kelp/core/common/rpm/file-iterator.h"
 #include "kelp/core/common/rpm/tags.h"
-#include "kelp/core/kelp/incoming/follow-links.h"
+#include "kelp/core/kelp/incoming/link-targets.h"
 #include "kelp/core/kelp/incoming/package-extraction.h"
 #include "kelp/core/kelp/incoming/rpm-package.h"
 #include "kelp/core/kelp/incoming/staging-directory.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
-#include "kelp/core/kelp/package/package-staging.h"
+#include "kelp/core/kelp/package/package-information.h"
 
 #include "platform/app-manifest/manifest-entry.h"
 

@@ -2,9 +2,9 @@
 
 #include "kelp/core/common/error.h"
 #include "kelp/core/common/filesystem.h"
-#include "kelp/core/kelp/incoming/resolve-link.h"
+#include "kelp/core/kelp/incoming/link-targets.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
-#include "kelp/core/kelp/package/package-staging.h"
+#include "kelp/core/kelp/package/package-information.h"
 
 namespace fs = std::filesystem;
 

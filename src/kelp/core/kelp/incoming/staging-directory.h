@@ -1,7 +1,7 @@
 #pragma once
 
 #include "kelp/core/common/file-descriptor.h"
-#include "kelp/core/kelp/incoming/follow-links.h"
+#include "kelp/core/kelp/incoming/link-targets.h"
 
 #include <filesystem>
 #include <map>

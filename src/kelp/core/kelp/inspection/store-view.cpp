@@ -3,7 +3,6 @@
 #include "kelp/core/common/error.h"
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/common/path-tests.h"
-#include "kelp/core/kelp/inspection/readable.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
 #include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/kelp/package/path-list.h"
@@ -19,7 +18,7 @@ namespace {
 
 /// The names in a directory, in byte order; none when there is no such directory.
 std::vector<std::string> namesIn(const fs::path &directory) {
-    requireReadable(directory);
+    Common::requireReadable(directory);
     std::vector<std::string> names;
     std::error_code error;
     for (fs::directory_iterator entry(directory, error), end; !error && entry != end; entry.increment(error))
@@ -34,7 +33,7 @@ std::optional<PackageInformation> informationAt(const fs::path &descriptor) {
     // Told by one look: readDescriptor() would log what is no news to somebody who looks for it.
     if (!Common::isThere(descriptor))
         return std::nullopt;
-    requireReadable(descriptor);
+    Common::requireReadable(descriptor);
     try {
         return readDescriptor(descriptor);
     } catch (const std::exception &) {
@@ -68,7 +67,7 @@ std::vector<StoredPackage> StoreView::packages() const {
 }
 
 std::optional<StoredPackage> StoreView::package(const std::string &id) const {
-    requireReadable(configuration_->databaseDirectory());
+    Common::requireReadable(configuration_->databaseDirectory());
     const bool isName = !id.empty() && id != "." && id != ".." && id.find('/') == std::string::npos;
     if (!isName || !Common::isThere(DatabasePathResolver(*configuration_).packageDirectory(id)))
         return std::nullopt;
@@ -89,7 +88,7 @@ StoredPackage StoreView::read(const std::string &id) const {
 
 std::optional<std::vector<fs::path>> StoreView::publishedFiles(const std::string &id) const {
     const fs::path list = DatabasePathResolver(*configuration_).symlinkListFile(id, PackageSlot::Current);
-    requireReadable(list);
+    Common::requireReadable(list);
     return Common::isThere(list) ? std::optional(readPathList(list)) : std::nullopt;
 }
 

@@ -1,8 +1,7 @@
 #include "kelp/core/kelp/mending/examination.h"
 
 #include "kelp/core/common/log-stream.h"
-#include "kelp/core/kelp/mending/package-examination.h"
-#include "kelp/core/kelp/mending/record-examination.h"
+#include "kelp/core/kelp/mending/partial-examinations.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "kelp/core/kelp/mending/publication-examination.h"
+#include "kelp/core/kelp/mending/partial-examinations.h"
 
 #include "kelp/core/common/durable-file.h"
 #include "kelp/core/common/filesystem.h"

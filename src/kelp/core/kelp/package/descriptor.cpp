@@ -1,7 +1,7 @@
 #include "kelp/core/kelp/package/descriptor.h"
 
 #include "kelp/core/common/error.h"
-#include "kelp/core/kelp/package/package-staging.h"
+#include "kelp/core/kelp/package/package-information.h"
 
 #include <boost/property_tree/ini_parser.hpp>
 #include <boost/property_tree/ptree.hpp>

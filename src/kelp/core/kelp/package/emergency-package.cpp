@@ -1,9 +1,8 @@
-#include "kelp/core/kelp/package/emergency-package.h"
+#include "kelp/core/kelp/package/package.h"
 
 #include "kelp/core/common/error.h"
 #include "kelp/core/kelp/package/descriptor.h"
-#include "kelp/core/kelp/package/package-staging.h"
-#include "kelp/core/kelp/package/package.h"
+#include "kelp/core/kelp/package/package-information.h"
 
 #include <algorithm>
 #include <string_view>

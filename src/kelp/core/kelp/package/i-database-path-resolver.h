@@ -1,11 +1,17 @@
 #pragma once
 
-#include "kelp/core/kelp/package/package-slot.h"
-
+#include <cstdint>
 #include <filesystem>
 #include <string>
 
 namespace Core::KELP {
+
+/// Chooses one of a package's three links.
+enum class PackageSlot : std::uint32_t {
+    Previous = 0,
+    Current = 1,
+    Next = 2,
+};
 
 /// Every path inside the package store. docs/formats.md tells what lies there.
 ///

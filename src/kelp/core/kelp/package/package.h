@@ -1,13 +1,22 @@
 #pragma once
 
-#include "kelp/core/kelp/package/package-signature-info.h"
+#include "kelp/core/kelp/package/package-information.h"
 
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace Core::KELP {
+
+/// The summary of one signature of a package.
+struct PackageSignatureInfo {
+    std::string keyId;
+    std::string subgroup;
+    std::vector<std::string> previousKeyIds; ///< Earlier key ids of the same signer.
+};
 
 struct PackageStaging;
 
@@ -52,5 +61,9 @@ private:
     std::optional<std::string> orgName_;
     std::optional<std::string> appName_;
 };
+
+/// The package of a descriptor whose package file is gone. It has its identity and its developer's signature;
+/// staging it raises ErrorCode::Internal. Null when the descriptor lacks a required key.
+std::shared_ptr<Package> makeEmergencyPackage(const PackageInformation &information);
 
 } // namespace Core::KELP

@@ -1,8 +1,8 @@
 #include "kelp/core/kelp/publication/publication-plan.h"
 
 #include "kelp/core/common/copy.h"
-#include "kelp/core/common/escaped-line.h"
 #include "kelp/core/common/filesystem.h"
+#include "kelp/core/common/foreign-text.h"
 #include "kelp/core/common/or-raise.h"
 #include "kelp/core/common/path-tests.h"
 #include "kelp/core/kelp/mappings/mapping.h"

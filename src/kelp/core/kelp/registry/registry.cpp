@@ -5,7 +5,7 @@
 #include "kelp/core/common/filesystem.h"
 #include "kelp/core/common/log-stream.h"
 #include "kelp/core/common/path-tests.h"
-#include "kelp/core/common/root-path.h"
+#include "kelp/core/common/places.h"
 #include "kelp/core/kelp/registry/registry-record.h"
 
 #include <boost/interprocess/exceptions.hpp>

@@ -3,7 +3,7 @@
 #include "kelp/core/common/directory.h"
 #include "kelp/core/common/filesystem.h"
 #include "kelp/core/common/path-tests.h"
-#include "kelp/core/kelp/incoming/resolve-link.h"
+#include "kelp/core/kelp/incoming/link-targets.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/mappings/mapping.h"
 

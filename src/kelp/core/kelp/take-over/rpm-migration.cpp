@@ -2,7 +2,6 @@
 
 #include "kelp/core/common/error.h"
 #include "kelp/core/common/filesystem.h"
-#include "kelp/core/common/free-space.h"
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/common/log-stream.h"
 #include "kelp/core/common/stop-signals.h"

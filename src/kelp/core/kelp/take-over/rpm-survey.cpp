@@ -1,6 +1,6 @@
 #include "kelp/core/kelp/take-over/rpm-survey.h"
 
-#include "kelp/core/common/file-name.h"
+#include "kelp/core/common/foreign-text.h"
 #include "kelp/core/common/log-stream.h"
 #include "kelp/core/common/path-tests.h"
 #include "kelp/core/common/rpm/file-iterator.h"

@@ -3,11 +3,10 @@
 #include "kelp/core/common/durable-file.h"
 #include "kelp/core/common/error.h"
 #include "kelp/core/common/filesystem.h"
-#include "kelp/core/common/free-space.h"
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/common/log-stream.h"
 #include "kelp/core/common/path-tests.h"
-#include "kelp/core/common/root-path.h"
+#include "kelp/core/common/places.h"
 
 namespace fs = std::filesystem;
 

@@ -2,9 +2,9 @@
 
 #include "kelp/core/common/durable-file.h"
 #include "kelp/core/common/error.h"
-#include "kelp/core/common/escaped-line.h"
 #include "kelp/core/common/filesystem.h"
-#include "kelp/core/common/root-path.h"
+#include "kelp/core/common/foreign-text.h"
+#include "kelp/core/common/places.h"
 
 #include <boost/lexical_cast.hpp>
 

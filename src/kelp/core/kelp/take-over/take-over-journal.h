@@ -1,7 +1,7 @@
 #pragma once
 
 #include "kelp/core/common/file-identity.h"
-#include "kelp/core/kelp/package/package-for-migration.h"
+#include "kelp/core/kelp/package/package-information.h"
 
 #include <cstdint>
 #include <filesystem>

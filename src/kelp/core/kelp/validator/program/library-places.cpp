@@ -1,9 +1,11 @@
-#include "kelp/core/kelp/validator/program/rpath.h"
+#include "kelp/core/kelp/validator/program/library-places.h"
 
+#include "kelp/core/kelp/validator/framework/rpm-meta.h"
 #include "kelp/core/kelp/validator/framework/text.h"
 
 #include <algorithm>
 #include <array>
+#include <span>
 
 namespace Validator {
 
@@ -34,6 +36,20 @@ bool isAllowed(std::string_view directory, const Places &places) {
     });
 }
 
+constexpr std::string_view thirdPartyDirectory = "/usr/lib/3rdparty/";
+constexpr std::string_view shareFolders[] = {"lib/", "libs/", "lib/qmlplugins/", "libs/qmlplugins/"};
+constexpr std::string_view thirdPartyFolders[] = {"", "lib/", "qmlplugins/", "lib/qmlplugins/"};
+
+bool isIn(const std::string &area, std::span<const std::string_view> folders, std::string_view library,
+          const RpmMeta &package) {
+    return std::ranges::any_of(folders, [&](std::string_view folder) {
+        std::string path = area;
+        path += folder;
+        path += library;
+        return package.holds(path);
+    });
+}
+
 } // namespace
 
 bool isAllowedRpath(std::string_view rpath, const std::string &package) {
@@ -45,6 +61,12 @@ bool isAllowedRpath(std::string_view rpath, const std::string &package) {
             return false;
     }
     return true;
+}
+
+bool isShippedLibrary(std::string_view library, const RpmMeta &package, const std::string &shareDirectory) {
+    const std::string own = package.name() + '/';
+    return isIn(shareDirectory + own, shareFolders, library, package) ||
+           isIn(std::string(thirdPartyDirectory) + own, thirdPartyFolders, library, package);
 }
 
 } // namespace Validator

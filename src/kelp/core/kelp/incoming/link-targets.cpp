@@ -1,4 +1,4 @@
-#include "kelp/core/kelp/incoming/follow-links.h"
+#include "kelp/core/kelp/incoming/link-targets.h"
 
 #include <string>
 #include <vector>
@@ -83,6 +83,14 @@ private:
     int steps_ = 0;
 };
 
+bool isPlainRelative(const fs::path &target) {
+    return !target.has_root_directory() && !target.empty() && target.native().front() != '.';
+}
+
+fs::path systemPathOf(const fs::path &target, const fs::path &link) {
+    return target.has_root_directory() ? target : fs::weakly_canonical(link.parent_path() / target);
+}
+
 } // namespace
 
 std::optional<TreePlace> followLinks(const fs::path &path, const fs::path &versionDirectory,
@@ -92,6 +100,15 @@ std::optional<TreePlace> followLinks(const fs::path &path, const fs::path &versi
     if (!walk.run())
         return std::nullopt;
     return walk.take();
+}
+
+std::pair<fs::path, fs::path> resolveLink(const fs::path &path, const fs::path &target,
+                                          const fs::path &destination, const fs::path &versionDirectory,
+                                          const PathTranslation &translate) {
+    const fs::path resolved = isPlainRelative(target)
+                                  ? target
+                                  : fs::absolute(versionDirectory / translate(systemPathOf(target, path)));
+    return {destination / translate(path), resolved};
 }
 
 } // namespace Core::KELP

@@ -1,9 +1,11 @@
-#include "kelp/core/kelp/mending/binding.h"
+#include "kelp/core/kelp/mending/package-records.h"
 
+#include "kelp/core/kelp/inspection/records-view.h"
 #include "kelp/core/trusted-sources/sqlite-database.h"
 
 #include "platform/package-signatures/database.h"
 
+#include <ctime>
 #include <filesystem>
 
 namespace Core::KELP {
@@ -24,6 +26,28 @@ void bindToItsSource(const IConfiguration &configuration, const std::string &id)
     const auto source = certifiedSource(id);
     TrustedSources::SQLiteDatabase(configuration)
         .bindPackage(id, source.value_or(TrustedSources::Source{reservedSource, "", {}}));
+}
+
+std::vector<std::string> previousKeys(const PackageInformation &information) {
+    std::vector<std::string> keys;
+    const std::string section = "prev_key_ids.";
+    for (auto entry = information.lower_bound(section);
+         entry != information.end() && entry->first.starts_with(section); ++entry)
+        keys.push_back(entry->second);
+    return keys;
+}
+
+RegistryRecord recordOf(RegistryEvent event, const PackageInformation &information) {
+    return {event, std::time(nullptr), information.at("general.id"), information.at("certificate.id"),
+            previousKeys(information)};
+}
+
+std::optional<RegistryRecord> lastRecord(const std::string &id) {
+    std::optional<RegistryRecord> last;
+    for (RegistryRecord &record : registryRecords())
+        if (record.packageId() == id)
+            last = std::move(record);
+    return last;
 }
 
 } // namespace Core::KELP

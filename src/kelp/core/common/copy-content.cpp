@@ -1,4 +1,4 @@
-#include "kelp/core/common/file-content.h"
+#include "kelp/core/common/copy.h"
 
 #include "kelp/core/common/file-descriptor.h"
 
