@@ -60,10 +60,6 @@ bool isFaultOfDisk(const std::exception &error) {
                     ours->code() == Common::ErrorCategory::make(ErrorCode::CorruptedInstalledPackage));
 }
 
-void renameLink(const fs::path &from, const fs::path &to) {
-    Common::move(from, to);
-}
-
 /// Whether the entry is the version that `current` names. Told by the text of the link, or by the directory
 /// itself when the store is seen below another root than the one below which the link was made.
 bool isCurrentVersion(const fs::path &entry, const fs::path &current, const fs::path &currentTarget) {
@@ -199,14 +195,14 @@ void FSDatabase::backUpCurrent(const std::string &id) {
     const fs::path current = pathResolver_->currentDirectory(id);
     if (!Common::exists(current))
         throw internalError("Missing current directory when trying to do backup for ", id);
-    renameLink(current, pathResolver_->previousDirectory(id));
+    Common::move(current, pathResolver_->previousDirectory(id));
 }
 
 void FSDatabase::promoteNext(const std::string &id) {
     const fs::path next = pathResolver_->nextDirectory(id);
     if (!Common::exists(next))
         throw internalError("Attempt to complete non-existent update for ", id);
-    renameLink(next, pathResolver_->currentDirectory(id));
+    Common::move(next, pathResolver_->currentDirectory(id));
 }
 
 void FSDatabase::recoverPrevious(const std::string &id) {
@@ -259,7 +255,7 @@ void FSDatabase::rollBackToPrevious(const std::string &id) {
     const fs::path previous = pathResolver_->previousDirectory(id);
     if (!Common::exists(previous))
         throw internalError("Missing backup directory when rolling back update for ", id);
-    renameLink(previous, pathResolver_->currentDirectory(id));
+    Common::move(previous, pathResolver_->currentDirectory(id));
 }
 
 void FSDatabase::remove(const std::string &id) {

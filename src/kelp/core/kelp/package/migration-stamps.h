@@ -11,11 +11,14 @@ struct MigrationStamp {
     const char *path;
 };
 
+inline constexpr MigrationStamp rpmToStoreStamp = {"rpm_to_kelp", "var/lib/kelp/.migration_done"};
+inline constexpr MigrationStamp organisationsToSkidStamp = {"org_to_skid",
+                                                            "var/lib/kelp/.migration_skid_done"};
+inline constexpr MigrationStamp integrityConfigurationStamp = {"new_integrityd",
+                                                               "var/lib/kelp/.migration_integrityd_done"};
+
 /// In the order in which they are carried out.
-inline constexpr std::array<MigrationStamp, 3> migrationStamps = {{
-    {"rpm_to_kelp", "var/lib/kelp/.migration_done"},
-    {"org_to_skid", "var/lib/kelp/.migration_skid_done"},
-    {"new_integrityd", "var/lib/kelp/.migration_integrityd_done"},
-}};
+inline constexpr std::array migrationStamps = {rpmToStoreStamp, organisationsToSkidStamp,
+                                               integrityConfigurationStamp};
 
 } // namespace Core::KELP
