@@ -1,7 +1,7 @@
 #include "kelp/core/common/durable-file.h"
 
 #include "kelp/core/common/file-descriptor.h"
-#include "kelp/core/common/or-raise.h"
+#include "kelp/core/common/reraise-as.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -56,9 +56,9 @@ std::string readAll(const FileDescriptor &file, const fs::path &path) {
 void writeAs(const fs::path &reported, const fs::path &path, int flags, std::string_view content,
              Durability durability) {
     const FileDescriptor file =
-        orRaise(ErrorCode::Filesystem, "Unable to open " + reported.string() + " file for writing",
-                [&] { return opened(path, O_WRONLY | O_CREAT | flags); });
-    orRaise(ErrorCode::Filesystem, "Failed to write data to " + reported.string() + " file", [&] {
+        reraiseAs(ErrorCode::Filesystem, "Unable to open " + reported.string() + " file for writing",
+                  [&] { return opened(path, O_WRONLY | O_CREAT | flags); });
+    reraiseAs(ErrorCode::Filesystem, "Failed to write data to " + reported.string() + " file", [&] {
         writeAll(file, content, path);
         if (durability == Durability::Flushed)
             check(::fsync(file.get()), path);
@@ -83,8 +83,8 @@ void replaceFile(const fs::path &path, std::string_view content, Durability dura
     try {
         // O_EXCL: a package that ships a link of this name must not choose what is written to.
         writeAs(path, next, O_EXCL, content, durability);
-        orRaise(ErrorCode::Filesystem, "Failed to write data to " + path.string() + " file",
-                [&] { fs::rename(next, path); });
+        reraiseAs(ErrorCode::Filesystem, "Failed to write data to " + path.string() + " file",
+                  [&] { fs::rename(next, path); });
     } catch (...) {
         fs::remove(next, ignored);
         throw;
@@ -92,14 +92,14 @@ void replaceFile(const fs::path &path, std::string_view content, Durability dura
 }
 
 void flushFile(const fs::path &path) {
-    orRaise(ErrorCode::Filesystem, "Couldn't flush file to disk: " + path.string(), [&] {
+    reraiseAs(ErrorCode::Filesystem, "Couldn't flush file to disk: " + path.string(), [&] {
         const FileDescriptor handle = opened(path, O_RDONLY);
         check(::fsync(handle.get()), path);
     });
 }
 
 void reserveSpace(const fs::path &path, std::uintmax_t size) {
-    orRaise(ErrorCode::Filesystem, "Couldn't reserve space: " + path.string(), [&] {
+    reraiseAs(ErrorCode::Filesystem, "Couldn't reserve space: " + path.string(), [&] {
         const FileDescriptor file = opened(path, O_WRONLY | O_CREAT | O_TRUNC);
         const int error = ::posix_fallocate(file.get(), 0, static_cast<off_t>(size));
         if (error == 0)
@@ -111,16 +111,16 @@ void reserveSpace(const fs::path &path, std::uintmax_t size) {
 }
 
 std::optional<std::string> readIfExists(const fs::path &path) {
-    return orRaise(ErrorCode::Filesystem, "Couldn't read file: " + path.string(),
-                   [&]() -> std::optional<std::string> {
-                       if (fs::symlink_status(path).type() == fs::file_type::not_found)
-                           return std::nullopt;
-                       return readAll(opened(path, O_RDONLY), path);
-                   });
+    return reraiseAs(ErrorCode::Filesystem, "Couldn't read file: " + path.string(),
+                     [&]() -> std::optional<std::string> {
+                         if (fs::symlink_status(path).type() == fs::file_type::not_found)
+                             return std::nullopt;
+                         return readAll(opened(path, O_RDONLY), path);
+                     });
 }
 
 void flushFilesystem(const fs::path &path) {
-    orRaise(ErrorCode::Filesystem, "Couldn't flush filesystem to disk: " + path.string(), [&] {
+    reraiseAs(ErrorCode::Filesystem, "Couldn't flush filesystem to disk: " + path.string(), [&] {
         const FileDescriptor handle = opened(path, O_RDONLY);
         check(::syncfs(handle.get()), path);
     });

@@ -1,7 +1,7 @@
 #include "kelp/core/common/filesystem.h"
 
-#include "kelp/core/common/or-raise.h"
 #include "kelp/core/common/path-tests.h"
+#include "kelp/core/common/reraise-as.h"
 
 #include <sys/stat.h>
 
@@ -38,7 +38,7 @@ void createLink(const char *kind, const fs::path &target, const fs::path &link, 
         std::string("Couldn't create ") + kind + " " + link.string() + " pointing to " + target.string();
     if (Common::exists(link))
         throw Error(ErrorCode::Filesystem, message + " (path already exists)");
-    orRaise(ErrorCode::Filesystem, message, [&] {
+    reraiseAs(ErrorCode::Filesystem, message, [&] {
         fs::create_directories(link.parent_path());
         create(target, link);
     });
@@ -61,27 +61,27 @@ dev_t deviceOf(const fs::path &path) {
 } // namespace
 
 void removeAll(const fs::path &path) {
-    orRaise(ErrorCode::Filesystem, "Couldn't remove filesystem entry: " + path.string(),
-            [&] { fs::remove_all(path); });
+    reraiseAs(ErrorCode::Filesystem, "Couldn't remove filesystem entry: " + path.string(),
+              [&] { fs::remove_all(path); });
 }
 
 void createDirectories(const fs::path &path) {
-    orRaise(ErrorCode::Filesystem, "Couldn't create directory: " + path.string(),
-            [&] { fs::create_directories(path); });
+    reraiseAs(ErrorCode::Filesystem, "Couldn't create directory: " + path.string(),
+              [&] { fs::create_directories(path); });
 }
 
 void setPermissions(const fs::path &path, fs::perms permissions) {
-    orRaise(ErrorCode::Filesystem, "Couldn't set permissions for " + path.string(),
-            [&] { fs::permissions(path, permissions, fs::perm_options::replace); });
+    reraiseAs(ErrorCode::Filesystem, "Couldn't set permissions for " + path.string(),
+              [&] { fs::permissions(path, permissions, fs::perm_options::replace); });
 }
 
 fs::path readSymlink(const fs::path &path) {
-    return orRaise(ErrorCode::Filesystem, "Couldn't read symlink: " + path.string(),
-                   [&] { return fs::read_symlink(path); });
+    return reraiseAs(ErrorCode::Filesystem, "Couldn't read symlink: " + path.string(),
+                     [&] { return fs::read_symlink(path); });
 }
 
 void move(const fs::path &from, const fs::path &to) {
-    orRaise(ErrorCode::Filesystem, "Couldn't move " + from.string() + " to " + to.string(), [&] {
+    reraiseAs(ErrorCode::Filesystem, "Couldn't move " + from.string() + " to " + to.string(), [&] {
         fs::create_directories(to.parent_path());
         fs::rename(from, to);
     });
@@ -96,7 +96,7 @@ void createHardlink(const fs::path &target, const fs::path &link) {
 }
 
 std::vector<fs::path> listDirectory(const fs::path &path, Listing listing) {
-    return orRaise(ErrorCode::Filesystem, "Couldn't read directory: " + path.string(), [&] {
+    return reraiseAs(ErrorCode::Filesystem, "Couldn't read directory: " + path.string(), [&] {
         auto entries = holds(listing, Listing::Recursive) ? entriesOf<fs::recursive_directory_iterator>(path)
                                                           : entriesOf<fs::directory_iterator>(path);
         if (holds(listing, Listing::SortByWriteTime))
@@ -111,7 +111,7 @@ std::vector<fs::path> listDirectory(const fs::path &path, Listing listing) {
 }
 
 bool hasSameContent(const fs::path &a, const fs::path &b) {
-    return orRaise(ErrorCode::Filesystem, "Couldn't compare " + a.string() + " with " + b.string(), [&] {
+    return reraiseAs(ErrorCode::Filesystem, "Couldn't compare " + a.string() + " with " + b.string(), [&] {
         if (fs::file_size(a) != fs::file_size(b))
             return false;
         std::ifstream first(a, std::ios::binary);
@@ -126,8 +126,8 @@ bool hasSameContent(const fs::path &a, const fs::path &b) {
 }
 
 std::uint64_t freeSpace(const fs::path &path) {
-    return orRaise(ErrorCode::Filesystem, "Couldn't retrieve free space: " + path.string(),
-                   [&] { return fs::space(nearestExisting(path)).available; });
+    return reraiseAs(ErrorCode::Filesystem, "Couldn't retrieve free space: " + path.string(),
+                     [&] { return fs::space(nearestExisting(path)).available; });
 }
 
 bool isSameFilesystem(const fs::path &a, const fs::path &b) {

@@ -1,7 +1,7 @@
 #include "kelp/core/common/places.h"
 
-#include "kelp/core/common/or-raise.h"
 #include "kelp/core/common/path-tests.h"
+#include "kelp/core/common/reraise-as.h"
 
 #include <boost/filesystem/operations.hpp>
 
@@ -30,8 +30,8 @@ fs::path homePath() {
 }
 
 fs::path tempDirectoryPath() {
-    return orRaise(ErrorCode::Filesystem, "Couldn't retrieve temp directory path",
-                   [] { return fs::temp_directory_path(); });
+    return reraiseAs(ErrorCode::Filesystem, "Couldn't retrieve temp directory path",
+                     [] { return fs::temp_directory_path(); });
 }
 
 fs::path uniquePath(const std::string &model) {

@@ -6,8 +6,8 @@
 #include "kelp/core/common/filesystem.h"
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/common/log-stream.h"
-#include "kelp/core/common/or-raise.h"
 #include "kelp/core/common/path-tests.h"
+#include "kelp/core/common/reraise-as.h"
 #include "kelp/core/common/rpm/version.h"
 #include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/kelp/package/i-database-path-resolver.h"
@@ -72,7 +72,7 @@ bool isCurrentVersion(const fs::path &entry, const fs::path &current, const fs::
 /// Removes all that is in the directory of an entry beside it.
 void removeAllBut(const fs::path &kept) {
     const fs::path directory = kept.parent_path();
-    Common::orRaise(ErrorCode::Filesystem, "Couldn't remove filesystem entry: " + directory.string(), [&] {
+    Common::reraiseAs(ErrorCode::Filesystem, "Couldn't remove filesystem entry: " + directory.string(), [&] {
         for (const fs::directory_entry &entry : fs::directory_iterator(directory))
             if (entry.path() != kept)
                 fs::remove_all(entry.path());

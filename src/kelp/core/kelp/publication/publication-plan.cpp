@@ -3,8 +3,8 @@
 #include "kelp/core/common/copy.h"
 #include "kelp/core/common/filesystem.h"
 #include "kelp/core/common/foreign-text.h"
-#include "kelp/core/common/or-raise.h"
 #include "kelp/core/common/path-tests.h"
+#include "kelp/core/common/reraise-as.h"
 #include "kelp/core/kelp/mappings/mapping.h"
 
 #include <sstream>
@@ -24,7 +24,7 @@ constexpr std::string_view endKey = "end ";
 std::vector<fs::path> entriesBelow(const fs::path &directory, DanglingLinks danglingLinks) {
     if (danglingLinks == DanglingLinks::Fail)
         return Common::listDirectory(directory, Common::Listing::Recursive);
-    return Common::orRaise(
+    return Common::reraiseAs(
         Common::ErrorCode::Filesystem, "Couldn't read directory: " + directory.string(), [&] {
             std::vector<fs::path> entries;
             for (const fs::directory_entry &entry : fs::recursive_directory_iterator(directory))

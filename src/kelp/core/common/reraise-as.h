@@ -13,8 +13,8 @@ namespace Common {
 /// that exception's text at `level` and raises Error(code, message) in its place; the first exception is not
 /// nested. Exceptions of other kinds pass.
 template<class Operation>
-auto orRaise(std::error_code code, std::string message, const Operation &operation,
-             LogLevel level = LogLevel::Error) {
+auto reraiseAs(std::error_code code, std::string message, const Operation &operation,
+               LogLevel level = LogLevel::Error) {
     try {
         return operation();
     } catch (const std::exception &error) {
@@ -25,9 +25,9 @@ auto orRaise(std::error_code code, std::string message, const Operation &operati
 
 /// The same with a code of Common::ErrorCategory.
 template<class Operation>
-auto orRaise(ErrorCode code, std::string message, const Operation &operation,
-             LogLevel level = LogLevel::Error) {
-    return orRaise(ErrorCategory::make(code), std::move(message), operation, level);
+auto reraiseAs(ErrorCode code, std::string message, const Operation &operation,
+               LogLevel level = LogLevel::Error) {
+    return reraiseAs(ErrorCategory::make(code), std::move(message), operation, level);
 }
 
 } // namespace Common
