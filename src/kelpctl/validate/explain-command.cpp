@@ -1,7 +1,7 @@
 #include "kelpctl/shown-text.h"
 #include "kelpctl/terminal.h"
 #include "kelpctl/validate/commands.h"
-#include "kelpctl/validate/explanation.h"
+#include "kelpctl/validate/explanations/explanation.h"
 #include "kelpctl/validate/package-report.h"
 
 #include "kelp/core/kelp/validator/all-findings.h"

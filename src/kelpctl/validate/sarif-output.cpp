@@ -1,5 +1,5 @@
 #include "kelpctl/shown-text.h"
-#include "kelpctl/validate/explanation.h"
+#include "kelpctl/validate/explanations/explanation.h"
 #include "kelpctl/validate/report-output.h"
 
 #include "kelp/core/kelp/validator/all-findings.h"

@@ -1,4 +1,4 @@
-#include "kelpctl/validate/explanation.h"
+#include "kelpctl/validate/explanations/explanation.h"
 
 namespace KelpCtl {
 

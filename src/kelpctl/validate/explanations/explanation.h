@@ -17,6 +17,9 @@ struct Explanation {
     std::string_view example; ///< Lines of a spec file, a desktop file or a shell; never empty.
 };
 
+/// "error", "critical", "warning" or "info".
+std::string nameOf(Validator::LogLevel level);
+
 /// The explanation of an id; one without texts for an unknown id.
 const Explanation &explanationOf(std::string_view id);
 

@@ -1,10 +1,13 @@
-#include "kelpctl/validate/explanation.h"
-
-#include "kelpctl/validate/package-report.h"
+#include "kelpctl/validate/explanations/explanation.h"
 
 #include <algorithm>
 
 namespace KelpCtl {
+
+std::string nameOf(Validator::LogLevel level) {
+    constexpr const char *names[] = {"warning", "error", "critical", "info"};
+    return names[static_cast<std::size_t>(level)];
+}
 
 const Explanation &explanationOf(std::string_view id) {
     static constexpr Explanation unknown{};
