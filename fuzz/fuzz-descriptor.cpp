@@ -1,7 +1,7 @@
 // Any file is refused with the one error or has all required keys with values.
 
 #include "kelp/core/common/error.h"
-#include "kelp/core/kelp/descriptor.h"
+#include "kelp/core/kelp/package/descriptor.h"
 #include "support/fuzz-file.h"
 
 using namespace Core::KELP;

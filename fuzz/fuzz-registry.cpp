@@ -1,7 +1,7 @@
 // Any line is refused or gives a record; a record without odd characters in it survives being written and
 // read.
 
-#include "kelp/core/kelp/registry-record.h"
+#include "kelp/core/kelp/registry/registry-record.h"
 #include "support/fuzz-file.h"
 
 #include <iostream>

@@ -1,7 +1,6 @@
-#include "kelpctl/command-line.h"
+#include "kelpctl/command.h"
 
 #include "kelpctl/terminal.h"
-#include "kelpctl/wrapped-text.h"
 
 #include <CLI/CLI.hpp>
 

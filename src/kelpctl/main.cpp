@@ -1,4 +1,4 @@
-#include "kelpctl/command-line.h"
+#include "kelpctl/command.h"
 #include "kelpctl/mend/commands.h"
 #include "kelpctl/see/commands.h"
 #include "kelpctl/shown-text.h"

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <memory>
 
 namespace KelpCtl {
 
@@ -59,6 +60,13 @@ std::string shown(std::string_view text) {
         text.remove_prefix(size);
     }
     return result;
+}
+
+/// A NUL, too, belongs to no character for GLib when the size is given, and cannot end the text early.
+std::string jsonText(std::string_view text) {
+    const std::unique_ptr<char, decltype(&g_free)> valid(
+        g_utf8_make_valid(text.data(), static_cast<gssize>(text.size())), g_free);
+    return valid.get();
 }
 
 } // namespace KelpCtl

@@ -11,4 +11,7 @@ namespace KelpCtl {
 /// another.
 std::string shown(std::string_view text);
 
+/// Text for a JSON string, which has to be UTF-8: bytes that belong to no character become U+FFFD.
+std::string jsonText(std::string_view text);
+
 } // namespace KelpCtl

@@ -3,9 +3,10 @@
 #include "kelp/core/common/configuration.h"
 #include "kelp/core/common/log-stream.h"
 #include "kelp/core/common/path-tests.h"
-#include "kelp/core/common/root-path.h"
+#include "kelp/core/common/places.h"
 #include "kelp/core/common/stop-signals.h"
 #include "kelp/core/common/writer-lock.h"
+#include "kelp/core/kelp/package/migration-stamps.h"
 #include "launcher/migration-driver.h"
 #include "launcher/migrations.h"
 
@@ -33,6 +34,10 @@ std::optional<Common::WriterLock> lockUnlessDone(const std::vector<Migration> &m
     }
 }
 
+Migration migrationOf(const Core::KELP::MigrationStamp &stamp, void (*migrate)(Core::Configuration &)) {
+    return {stamp.name, Common::rootPath() / stamp.path, migrate};
+}
+
 } // namespace
 
 int main() {
@@ -41,9 +46,9 @@ int main() {
     Common::deferStopSignals();
     Core::Configuration configuration;
     const std::vector<Migration> migrations = {
-        {"rpm_to_kelp", Common::rootPath() / rpmToStoreStamp, migrateRpmToStore},
-        {"org_to_skid", Common::rootPath() / organisationsToSkidStamp, migrateOrganisationsToSkid},
-        {"new_integrityd", Common::rootPath() / integrityConfigurationStamp, migrateIntegrityConfiguration},
+        migrationOf(Core::KELP::rpmToStoreStamp, migrateRpmToStore),
+        migrationOf(Core::KELP::organisationsToSkidStamp, migrateOrganisationsToSkid),
+        migrationOf(Core::KELP::integrityConfigurationStamp, migrateIntegrityConfiguration),
     };
     const auto lock = lockUnlessDone(migrations);
     runMigrations(migrations, configuration);

@@ -1,10 +1,22 @@
 #pragma once
 
-#include "launcher/migration.h"
-
+#include <filesystem>
+#include <functional>
+#include <string>
 #include <vector>
 
+namespace Core {
+class Configuration;
+}
+
 namespace Launcher {
+
+/// One thing that is done once in the life of a machine.
+struct Migration {
+    std::string name;
+    std::filesystem::path stampPath;                     ///< An empty file there says that it was done.
+    std::function<void(Core::Configuration &)> callback; ///< Fails by throwing.
+};
 
 /// Carries out those migrations that have left no stamp, in order, and stamps each that returns. One that
 /// throws a standard exception is logged and gets no stamp; the others run all the same. Any other exception

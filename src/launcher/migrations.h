@@ -6,12 +6,6 @@ class Configuration;
 
 namespace Launcher {
 
-// Files whose existence says that a migration is done.
-
-inline constexpr const char *rpmToStoreStamp = "var/lib/kelp/.migration_done";
-inline constexpr const char *organisationsToSkidStamp = "var/lib/kelp/.migration_skid_done";
-inline constexpr const char *integrityConfigurationStamp = "var/lib/kelp/.migration_integrityd_done";
-
 /// Moves the applications of the rpm database into the store, then binds each installed package to the source
 /// of its client certificate in the trusted-sources database, or to the reserved source ".no.source.apps".
 /// A package that comes when the

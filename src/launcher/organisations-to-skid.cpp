@@ -1,8 +1,8 @@
 #include "launcher/migrations.h"
 
 #include "kelp/core/common/configuration.h"
-#include "kelp/core/kelp/database-path-resolver.h"
 #include "kelp/core/kelp/fs-database.h"
+#include "kelp/core/kelp/package/database-path-resolver.h"
 #include "kelp/core/kelp/skid/patterns.h"
 
 namespace Launcher {

@@ -4,10 +4,11 @@
 #include "kelp/core/common/error.h"
 #include "kelp/core/common/log-stream.h"
 #include "kelp/core/common/path-tests.h"
-#include "kelp/core/common/root-path.h"
-#include "kelp/core/kelp/database-path-resolver.h"
+#include "kelp/core/common/places.h"
 #include "kelp/core/kelp/fs-database.h"
-#include "kelp/core/kelp/integrity-resource.h"
+#include "kelp/core/kelp/package/database-path-resolver.h"
+#include "kelp/core/kelp/package/integrity-resource.h"
+#include "kelp/core/kelp/package/migration-stamps.h"
 #include "kelp/core/kelp/skid/patterns.h"
 #include "kelp/core/trusted-sources/source.h"
 #include "kelp/core/trusted-sources/sqlite-database.h"
@@ -89,16 +90,16 @@ void bindRemainingPackages(Core::KELP::FSDatabase &store, IDatabase &sources) {
     }
 }
 
-bool isDone(const char *stamp) {
-    return Common::exists(Common::rootPath() / stamp);
+bool isDone(const Core::KELP::MigrationStamp &stamp) {
+    return Common::exists(Common::rootPath() / stamp.path);
 }
 
 /// Nobody looks at a migration again once its stamp is there.
 void catchUp(const Core::KELP::PackageInformation &package, Core::KELP::FSDatabase &store,
              const std::vector<std::filesystem::path> &inRpm) {
-    if (isDone(organisationsToSkidStamp))
+    if (isDone(Core::KELP::organisationsToSkidStamp))
         Core::KELP::SKID::Patterns::migrateLate(package, store.packages(), inRpm);
-    if (isDone(integrityConfigurationStamp))
+    if (isDone(Core::KELP::integrityConfigurationStamp))
         Core::KELP::migrateIntegrityFile(package);
 }
 
@@ -109,7 +110,7 @@ void migrateRpmToStore(Core::Configuration &configuration) {
     Core::TrustedSources::SQLiteDatabase sources(configuration);
     // Asked before the take-over, which has the process's one transaction.
     std::vector<std::filesystem::path> inRpm;
-    if (isDone(organisationsToSkidStamp))
+    if (isDone(Core::KELP::organisationsToSkidStamp))
         inRpm = Core::KELP::SKID::Patterns::sharedFilesInRpm();
     store.onArrival([&](const Core::KELP::PackageInformation &package) { catchUp(package, store, inRpm); });
     store.migrateRpmPackages();

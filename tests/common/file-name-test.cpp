@@ -1,4 +1,4 @@
-#include "kelp/core/common/file-name.h"
+#include "kelp/core/common/foreign-text.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
-#include "kelp/core/kelp/package-staging.h"
-#include "kelp/core/kelp/rpm-package.h"
-#include "kelp/core/kelp/staging-directory.h"
+#include "kelp/core/kelp/incoming/rpm-package.h"
+#include "kelp/core/kelp/incoming/staging-directory.h"
+#include "kelp/core/kelp/package/package-information.h"
 #include "kelp/core/kelp/validator/configuration/config.h"
 
 #include "rpm-writer.h"

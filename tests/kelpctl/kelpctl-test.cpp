@@ -2,7 +2,7 @@
 // was reviewed is accepted by running this program with KELP_ACCEPT_REPORTS=1.
 
 #include "kelp/core/kelp/validator/all-findings.h"
-#include "kelpctl/validate/explanation.h"
+#include "kelpctl/validate/explanations/explanation.h"
 #include "kelpctl/validate/package-report.h"
 
 #include "../extract/rpm-writer.h"

@@ -1,9 +1,8 @@
 #include "store-fixture.h"
 
-#include "kelp/core/kelp/descriptor.h"
-#include "kelp/core/kelp/emergency-package.h"
-#include "kelp/core/kelp/package.h"
-#include "kelp/core/kelp/resolve-link.h"
+#include "kelp/core/kelp/incoming/link-targets.h"
+#include "kelp/core/kelp/package/descriptor.h"
+#include "kelp/core/kelp/package/package.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
-#include "kelp/core/kelp/integrity-resource.h"
+#include "kelp/core/kelp/package/integrity-resource.h"
 
 #include "kelp/core/common/configuration.h"
-#include "kelp/core/kelp/database-path-resolver.h"
+#include "kelp/core/kelp/package/database-path-resolver.h"
 #include "support/captured-output.h"
 #include "support/error-matcher.h"
 #include "support/temporary-directory.h"

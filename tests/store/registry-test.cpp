@@ -1,5 +1,5 @@
-#include "kelp/core/kelp/registry-record.h"
-#include "kelp/core/kelp/registry.h"
+#include "kelp/core/kelp/registry/registry-record.h"
+#include "kelp/core/kelp/registry/registry.h"
 
 #include "support/captured-output.h"
 #include "support/temporary-directory.h"

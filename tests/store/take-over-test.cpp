@@ -2,7 +2,7 @@
 
 #include "kelp/core/common/copy.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
-#include "kelp/core/kelp/publication-plan.h"
+#include "kelp/core/kelp/publication/publication-plan.h"
 
 #include <algorithm>
 #include <functional>

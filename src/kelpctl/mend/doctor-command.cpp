@@ -1,5 +1,4 @@
 #include "kelpctl/mend/commands.h"
-#include "kelpctl/see/json-text.h"
 #include "kelpctl/see/machine.h"
 #include "kelpctl/see/presentation.h"
 #include "kelpctl/shown-text.h"

@@ -1,7 +1,6 @@
 // The commands about what the store holds.
 
 #include "kelpctl/see/commands.h"
-#include "kelpctl/see/json-text.h"
 #include "kelpctl/see/look-command.h"
 #include "kelpctl/see/presentation.h"
 #include "kelpctl/see/stored-application.h"

@@ -1,5 +1,4 @@
 #include "kelpctl/see/commands.h"
-#include "kelpctl/see/json-text.h"
 #include "kelpctl/see/look-command.h"
 #include "kelpctl/see/presentation.h"
 #include "kelpctl/shown-text.h"

@@ -1,7 +1,6 @@
 #include "kelpctl/see/presentation.h"
 
 #include "kelpctl/terminal.h"
-#include "kelpctl/wrapped-text.h"
 
 #include <unistd.h>
 

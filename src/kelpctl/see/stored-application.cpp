@@ -1,10 +1,9 @@
 #include "kelpctl/see/stored-application.h"
 
-#include "kelpctl/see/json-text.h"
 #include "kelpctl/see/presentation.h"
 #include "kelpctl/shown-text.h"
 
-#include "kelp/core/kelp/inspection/registry-view.h"
+#include "kelp/core/kelp/inspection/records-view.h"
 
 #include <boost/algorithm/string/join.hpp>
 #include <boost/json.hpp>

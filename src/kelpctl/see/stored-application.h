@@ -2,7 +2,7 @@
 
 #include "kelp/core/kelp/inspection/sources-view.h"
 #include "kelp/core/kelp/inspection/store-view.h"
-#include "kelp/core/kelp/registry-record.h"
+#include "kelp/core/kelp/registry/registry-record.h"
 
 #include <string>
 #include <vector>

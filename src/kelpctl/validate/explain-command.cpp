@@ -1,9 +1,8 @@
 #include "kelpctl/shown-text.h"
 #include "kelpctl/terminal.h"
 #include "kelpctl/validate/commands.h"
-#include "kelpctl/validate/explanation.h"
+#include "kelpctl/validate/explanations/explanation.h"
 #include "kelpctl/validate/package-report.h"
-#include "kelpctl/wrapped-text.h"
 
 #include "kelp/core/kelp/validator/all-findings.h"
 

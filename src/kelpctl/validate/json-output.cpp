@@ -1,4 +1,5 @@
-#include "kelpctl/validate/json-text.h"
+#include "kelpctl/shown-text.h"
+#include "kelpctl/validate/explanations/explanation.h"
 #include "kelpctl/validate/report-output.h"
 
 #include <boost/json/array.hpp>

@@ -9,7 +9,7 @@
 #include "kelp/core/common/rpm/initialise.h"
 #include "kelp/core/common/rpm/payload-digest.h"
 #include "kelp/core/common/rpm/tags.h"
-#include "kelp/core/kelp/rpm-package.h"
+#include "kelp/core/kelp/incoming/rpm-package.h"
 #include "kelp/core/kelp/validator/framework/content-findings.h"
 
 #include <future>

@@ -6,17 +6,10 @@
 
 namespace KelpCtl {
 
-using Validator::LogLevel;
-
 /// These names are in documents that tools read, and never change.
 std::string nameOf(Verdict verdict) {
     constexpr const char *names[] = {"accepted", "refused", "incomplete"};
     return names[static_cast<std::size_t>(verdict)];
-}
-
-std::string nameOf(LogLevel level) {
-    constexpr const char *names[] = {"warning", "error", "critical", "info"};
-    return names[static_cast<std::size_t>(level)];
 }
 
 std::string nameOf(Stage stage) {

@@ -36,9 +36,6 @@ struct PackageReport {
 /// "accepted", "refused" or "incomplete".
 std::string nameOf(Verdict verdict);
 
-/// "error", "critical", "warning" or "info".
-std::string nameOf(Validator::LogLevel level);
-
 /// "header" or "files".
 std::string nameOf(Stage stage);
 

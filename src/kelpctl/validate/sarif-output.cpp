@@ -1,5 +1,5 @@
-#include "kelpctl/validate/explanation.h"
-#include "kelpctl/validate/json-text.h"
+#include "kelpctl/shown-text.h"
+#include "kelpctl/validate/explanations/explanation.h"
 #include "kelpctl/validate/report-output.h"
 
 #include "kelp/core/kelp/validator/all-findings.h"

@@ -1,7 +1,7 @@
 #include "kelpctl/shown-text.h"
 #include "kelpctl/terminal.h"
+#include "kelpctl/validate/explanations/explanation.h"
 #include "kelpctl/validate/report-output.h"
-#include "kelpctl/wrapped-text.h"
 
 #include <unistd.h>
 

@@ -1,6 +1,6 @@
 #include "platform/package-signatures/database.h"
 
-#include "kelp/core/common/root-path.h"
+#include "kelp/core/common/places.h"
 
 #include <SQLiteCpp/Database.h>
 #include <SQLiteCpp/Statement.h>

@@ -1,7 +1,7 @@
 #include "kelp/core/kelp/validator/program/executable.h"
 
 #include "checker-fixture.h"
-#include "kelp/core/kelp/validator/program/rpath.h"
+#include "kelp/core/kelp/validator/program/library-places.h"
 #include "support/text-file.h"
 #include "validator/content/elf-image.h"
 

@@ -1,4 +1,4 @@
-#include "kelp/core/kelp/validator/desktop/display-name.h"
+#include "kelp/core/kelp/validator/desktop/desktop-checks.h"
 
 #include <gtest/gtest.h>
 

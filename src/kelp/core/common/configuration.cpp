@@ -1,7 +1,7 @@
 #include "kelp/core/common/configuration.h"
 
 #include "kelp/core/common/log-stream.h"
-#include "kelp/core/common/root-path.h"
+#include "kelp/core/common/places.h"
 
 #include <boost/property_tree/ini_parser.hpp>
 #include <boost/property_tree/ptree.hpp>

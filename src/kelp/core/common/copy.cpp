@@ -2,10 +2,9 @@
 
 #include "kelp/core/common/directory.h"
 #include "kelp/core/common/extended-attributes.h"
-#include "kelp/core/common/file-content.h"
 #include "kelp/core/common/filesystem.h"
-#include "kelp/core/common/or-raise.h"
 #include "kelp/core/common/path-tests.h"
+#include "kelp/core/common/reraise-as.h"
 
 namespace fs = std::filesystem;
 
@@ -69,7 +68,7 @@ void copyFileTo(const fs::path &from, const Place &to) {
     if (!isRegularFile(from))
         throw Error(ErrorCode::Filesystem,
                     "Attempt to copy file, but " + from.string() + " is not regular file");
-    orRaise(
+    reraiseAs(
         ErrorCode::Filesystem, "Coulnd't copy file " + from.string() + " to " + to.name.string(),
         [&] {
             fs::create_directories(to.path.parent_path());

@@ -1,7 +1,7 @@
 #include "kelp/core/common/durable-file.h"
 
 #include "kelp/core/common/file-descriptor.h"
-#include "kelp/core/common/or-raise.h"
+#include "kelp/core/common/reraise-as.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -56,9 +56,9 @@ std::string readAll(const FileDescriptor &file, const fs::path &path) {
 void writeAs(const fs::path &reported, const fs::path &path, int flags, std::string_view content,
              Durability durability) {
     const FileDescriptor file =
-        orRaise(ErrorCode::Filesystem, "Unable to open " + reported.string() + " file for writing",
-                [&] { return opened(path, O_WRONLY | O_CREAT | flags); });
-    orRaise(ErrorCode::Filesystem, "Failed to write data to " + reported.string() + " file", [&] {
+        reraiseAs(ErrorCode::Filesystem, "Unable to open " + reported.string() + " file for writing",
+                  [&] { return opened(path, O_WRONLY | O_CREAT | flags); });
+    reraiseAs(ErrorCode::Filesystem, "Failed to write data to " + reported.string() + " file", [&] {
         writeAll(file, content, path);
         // Here, before anything is renamed: a name can be on disk earlier than what it names.
         if (durability == Durability::Flushed)
@@ -85,8 +85,8 @@ void replaceFile(const fs::path &path, std::string_view content, Durability dura
     try {
         // O_EXCL: a package that ships a link of this name must not choose what is written to.
         writeAs(path, next, O_EXCL, content, durability);
-        orRaise(ErrorCode::Filesystem, "Failed to write data to " + path.string() + " file",
-                [&] { fs::rename(next, path); });
+        reraiseAs(ErrorCode::Filesystem, "Failed to write data to " + path.string() + " file",
+                  [&] { fs::rename(next, path); });
     } catch (...) {
         fs::remove(next, ignored);
         throw;
@@ -95,14 +95,14 @@ void replaceFile(const fs::path &path, std::string_view content, Durability dura
 
 /// A directory can be flushed so as well, and with it a rename or a removal in it.
 void flushFile(const fs::path &path) {
-    orRaise(ErrorCode::Filesystem, "Couldn't flush file to disk: " + path.string(), [&] {
+    reraiseAs(ErrorCode::Filesystem, "Couldn't flush file to disk: " + path.string(), [&] {
         const FileDescriptor handle = opened(path, O_RDONLY);
         check(::fsync(handle.get()), path);
     });
 }
 
 void reserveSpace(const fs::path &path, std::uintmax_t size) {
-    orRaise(ErrorCode::Filesystem, "Couldn't reserve space: " + path.string(), [&] {
+    reraiseAs(ErrorCode::Filesystem, "Couldn't reserve space: " + path.string(), [&] {
         const FileDescriptor file = opened(path, O_WRONLY | O_CREAT | O_TRUNC);
         // The result is the reason, and errno says nothing. A file that is merely long would take no space at
         // all.
@@ -116,18 +116,18 @@ void reserveSpace(const fs::path &path, std::uintmax_t size) {
 }
 
 std::optional<std::string> readIfExists(const fs::path &path) {
-    return orRaise(ErrorCode::Filesystem, "Couldn't read file: " + path.string(),
-                   [&]() -> std::optional<std::string> {
-                       // A link that leads nowhere is there, and cannot be read: whoever takes "none" for a
-                       // reason to clean up must not be told so.
-                       if (fs::symlink_status(path).type() == fs::file_type::not_found)
-                           return std::nullopt;
-                       return readAll(opened(path, O_RDONLY), path);
-                   });
+    return reraiseAs(ErrorCode::Filesystem, "Couldn't read file: " + path.string(),
+                     [&]() -> std::optional<std::string> {
+                         // A link that leads nowhere is there, and cannot be read: whoever takes "none" for a
+                         // reason to clean up must not be told so.
+                         if (fs::symlink_status(path).type() == fs::file_type::not_found)
+                             return std::nullopt;
+                         return readAll(opened(path, O_RDONLY), path);
+                     });
 }
 
 void flushFilesystem(const fs::path &path) {
-    orRaise(ErrorCode::Filesystem, "Couldn't flush filesystem to disk: " + path.string(), [&] {
+    reraiseAs(ErrorCode::Filesystem, "Couldn't flush filesystem to disk: " + path.string(), [&] {
         const FileDescriptor handle = opened(path, O_RDONLY);
         // One call for whatever was written there: a flush of each copied file would wait for the disk as
         // often.

@@ -1,7 +1,9 @@
 #include "kelp/core/common/filesystem.h"
 
-#include "kelp/core/common/or-raise.h"
 #include "kelp/core/common/path-tests.h"
+#include "kelp/core/common/reraise-as.h"
+
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <fstream>
@@ -39,37 +41,51 @@ void createLink(const char *kind, const fs::path &target, const fs::path &link, 
         std::string("Couldn't create ") + kind + " " + link.string() + " pointing to " + target.string();
     if (Common::exists(link))
         throw Error(ErrorCode::Filesystem, message + " (path already exists)");
-    orRaise(ErrorCode::Filesystem, message, [&] {
+    reraiseAs(ErrorCode::Filesystem, message, [&] {
         fs::create_directories(link.parent_path());
         create(target, link);
     });
 }
 
+fs::path nearestExisting(const fs::path &path) {
+    fs::path existing = fs::absolute(path);
+    while (!Common::exists(existing) && existing.has_relative_path())
+        existing = existing.parent_path();
+    return existing;
+}
+
+dev_t deviceOf(const fs::path &path) {
+    struct stat status = {};
+    if (::stat(nearestExisting(path).c_str(), &status) != 0)
+        throw Error(ErrorCode::Filesystem, "Couldn't retrieve free space: " + path.string());
+    return status.st_dev;
+}
+
 } // namespace
 
 void removeAll(const fs::path &path) {
-    orRaise(ErrorCode::Filesystem, "Couldn't remove filesystem entry: " + path.string(),
-            [&] { fs::remove_all(path); });
+    reraiseAs(ErrorCode::Filesystem, "Couldn't remove filesystem entry: " + path.string(),
+              [&] { fs::remove_all(path); });
 }
 
 void createDirectories(const fs::path &path) {
-    orRaise(ErrorCode::Filesystem, "Couldn't create directory: " + path.string(),
-            [&] { fs::create_directories(path); });
+    reraiseAs(ErrorCode::Filesystem, "Couldn't create directory: " + path.string(),
+              [&] { fs::create_directories(path); });
 }
 
 void setPermissions(const fs::path &path, fs::perms permissions) {
-    orRaise(ErrorCode::Filesystem, "Couldn't set permissions for " + path.string(),
-            [&] { fs::permissions(path, permissions, fs::perm_options::replace); });
+    reraiseAs(ErrorCode::Filesystem, "Couldn't set permissions for " + path.string(),
+              [&] { fs::permissions(path, permissions, fs::perm_options::replace); });
 }
 
 fs::path readSymlink(const fs::path &path) {
-    return orRaise(ErrorCode::Filesystem, "Couldn't read symlink: " + path.string(),
-                   [&] { return fs::read_symlink(path); });
+    return reraiseAs(ErrorCode::Filesystem, "Couldn't read symlink: " + path.string(),
+                     [&] { return fs::read_symlink(path); });
 }
 
 /// A kill in between leaves empty parents at worst.
 void move(const fs::path &from, const fs::path &to) {
-    orRaise(ErrorCode::Filesystem, "Couldn't move " + from.string() + " to " + to.string(), [&] {
+    reraiseAs(ErrorCode::Filesystem, "Couldn't move " + from.string() + " to " + to.string(), [&] {
         fs::create_directories(to.parent_path());
         fs::rename(from, to);
     });
@@ -84,7 +100,7 @@ void createHardlink(const fs::path &target, const fs::path &link) {
 }
 
 std::vector<fs::path> listDirectory(const fs::path &path, Listing listing) {
-    return orRaise(ErrorCode::Filesystem, "Couldn't read directory: " + path.string(), [&] {
+    return reraiseAs(ErrorCode::Filesystem, "Couldn't read directory: " + path.string(), [&] {
         auto entries = holds(listing, Listing::Recursive) ? entriesOf<fs::recursive_directory_iterator>(path)
                                                           : entriesOf<fs::directory_iterator>(path);
         if (holds(listing, Listing::SortByWriteTime))
@@ -99,7 +115,7 @@ std::vector<fs::path> listDirectory(const fs::path &path, Listing listing) {
 }
 
 bool hasSameContent(const fs::path &a, const fs::path &b) {
-    return orRaise(ErrorCode::Filesystem, "Couldn't compare " + a.string() + " with " + b.string(), [&] {
+    return reraiseAs(ErrorCode::Filesystem, "Couldn't compare " + a.string() + " with " + b.string(), [&] {
         if (fs::file_size(a) != fs::file_size(b))
             return false;
         std::ifstream first(a, std::ios::binary);
@@ -112,6 +128,15 @@ bool hasSameContent(const fs::path &a, const fs::path &b) {
             throw std::ios_base::failure("cannot read");
         return same;
     });
+}
+
+std::uint64_t freeSpace(const fs::path &path) {
+    return reraiseAs(ErrorCode::Filesystem, "Couldn't retrieve free space: " + path.string(),
+                     [&] { return fs::space(nearestExisting(path)).available; });
+}
+
+bool isSameFilesystem(const fs::path &a, const fs::path &b) {
+    return deviceOf(a) == deviceOf(b);
 }
 
 } // namespace Common

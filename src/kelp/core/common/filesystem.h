@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -51,5 +52,13 @@ constexpr Listing operator|(Listing a, Listing b) {
 /// Each entry's write time is read through links, so that one dangling link fails the whole listing.
 std::vector<std::filesystem::path> listDirectory(const std::filesystem::path &path,
                                                  Listing listing = Listing::Plain);
+
+/// The bytes that may still be written to the filesystem on which `path` lies, or would lie: what does not
+/// exist is looked for at its nearest parent that does. Raises ErrorCode::Filesystem "Couldn't retrieve free
+/// space: PATH".
+std::uint64_t freeSpace(const std::filesystem::path &path);
+
+/// Whether both lie, or would lie, on one filesystem. Raises as freeSpace does.
+bool isSameFilesystem(const std::filesystem::path &a, const std::filesystem::path &b);
 
 } // namespace Common

@@ -3,6 +3,11 @@
 #include "kelp/core/common/error.h"
 #include "kelp/core/common/log-stream.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+
 namespace fs = std::filesystem;
 
 namespace Common {
@@ -67,6 +72,13 @@ bool hasPermissions(const fs::path &path, fs::perms mask) {
         LogStream(LogLevel::Error) << error;
         throw Error(ErrorCode::Filesystem, "Couldn't get permissions for: " + path.string());
     }
+}
+
+void requireReadable(const fs::path &path) {
+    // As the effective user, who is the one that will read. What is not there, or fails otherwise, is for the
+    // reader to tell.
+    if (::faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) != 0 && errno == EACCES)
+        throw Error(ErrorCode::UnauthorizedAccess, "Only root can read " + path.string());
 }
 
 } // namespace Common

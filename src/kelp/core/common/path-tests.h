@@ -26,4 +26,8 @@ bool isEmptyDirectory(const std::filesystem::path &path);
 /// ErrorCode::Filesystem when the status cannot be read.
 bool hasPermissions(const std::filesystem::path &path, std::filesystem::perms mask);
 
+/// Raises ErrorCode::UnauthorizedAccess "Only root can read PATH" for a file or directory that exists, or may
+/// exist, and that this process may not read. For a look at a place that would otherwise be taken for empty.
+void requireReadable(const std::filesystem::path &path);
+
 } // namespace Common

@@ -1,8 +1,7 @@
 #include "kelp/core/common/places.h"
 
-#include "kelp/core/common/or-raise.h"
 #include "kelp/core/common/path-tests.h"
-#include "kelp/core/common/root-path.h"
+#include "kelp/core/common/reraise-as.h"
 
 #include <boost/filesystem/operations.hpp>
 
@@ -14,6 +13,15 @@ namespace fs = std::filesystem;
 
 namespace Common {
 
+fs::path rootPath() {
+    const char *prefix = std::getenv("KELP_ROOT_FS");
+    return prefix ? prefix : "/";
+}
+
+fs::path belowRoot(const fs::path &path) {
+    return rootPath() / path.relative_path();
+}
+
 fs::path homePath() {
     const char *home = std::getenv("HOME");
     if (!home)
@@ -22,8 +30,8 @@ fs::path homePath() {
 }
 
 fs::path tempDirectoryPath() {
-    return orRaise(ErrorCode::Filesystem, "Couldn't retrieve temp directory path",
-                   [] { return fs::temp_directory_path(); });
+    return reraiseAs(ErrorCode::Filesystem, "Couldn't retrieve temp directory path",
+                     [] { return fs::temp_directory_path(); });
 }
 
 /// The standard library has no such function.

@@ -4,7 +4,7 @@
 #include "kelp/core/common/error.h"
 #include "kelp/core/common/filesystem.h"
 #include "kelp/core/common/log-stream.h"
-#include "kelp/core/common/root-path.h"
+#include "kelp/core/common/places.h"
 
 #include <fcntl.h>
 #include <sys/file.h>

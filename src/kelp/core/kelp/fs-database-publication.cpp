@@ -5,13 +5,13 @@
 #include "kelp/core/common/filesystem.h"
 #include "kelp/core/common/log-stream.h"
 #include "kelp/core/common/path-tests.h"
-#include "kelp/core/kelp/descriptor.h"
 #include "kelp/core/kelp/fs-database.h"
-#include "kelp/core/kelp/i-database-path-resolver.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
-#include "kelp/core/kelp/path-list.h"
-#include "kelp/core/kelp/publication-plan.h"
-#include "kelp/core/kelp/publication.h"
+#include "kelp/core/kelp/package/descriptor.h"
+#include "kelp/core/kelp/package/i-database-path-resolver.h"
+#include "kelp/core/kelp/package/path-list.h"
+#include "kelp/core/kelp/publication/publication-plan.h"
+#include "kelp/core/kelp/publication/publication.h"
 
 #include <set>
 

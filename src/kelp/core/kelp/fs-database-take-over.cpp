@@ -2,13 +2,13 @@
 
 #include "kelp/core/common/error.h"
 #include "kelp/core/common/filesystem.h"
-#include "kelp/core/common/or-raise.h"
 #include "kelp/core/common/path-tests.h"
-#include "kelp/core/kelp/descriptor.h"
+#include "kelp/core/common/reraise-as.h"
 #include "kelp/core/kelp/fs-database.h"
-#include "kelp/core/kelp/i-database-path-resolver.h"
-#include "kelp/core/kelp/publication-plan.h"
-#include "kelp/core/kelp/publication.h"
+#include "kelp/core/kelp/package/descriptor.h"
+#include "kelp/core/kelp/package/i-database-path-resolver.h"
+#include "kelp/core/kelp/publication/publication-plan.h"
+#include "kelp/core/kelp/publication/publication.h"
 
 namespace fs = std::filesystem;
 
@@ -22,8 +22,8 @@ using Common::ErrorCode;
 
 /// Unlike exists(), which answers "no" for what the disk does not tell.
 bool isThere(const fs::path &path) {
-    return Common::orRaise(ErrorCode::Filesystem, "Couldn't look for " + path.string(),
-                           [&] { return fs::exists(fs::symlink_status(path)); });
+    return Common::reraiseAs(ErrorCode::Filesystem, "Couldn't look for " + path.string(),
+                             [&] { return fs::exists(fs::symlink_status(path)); });
 }
 
 } // namespace

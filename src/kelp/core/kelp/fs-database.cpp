@@ -6,14 +6,14 @@
 #include "kelp/core/common/filesystem.h"
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/common/log-stream.h"
-#include "kelp/core/common/or-raise.h"
 #include "kelp/core/common/path-tests.h"
+#include "kelp/core/common/reraise-as.h"
 #include "kelp/core/common/rpm/version.h"
-#include "kelp/core/kelp/descriptor.h"
-#include "kelp/core/kelp/i-database-path-resolver.h"
-#include "kelp/core/kelp/publication-plan.h"
-#include "kelp/core/kelp/publication.h"
-#include "kelp/core/kelp/rpm-migration.h"
+#include "kelp/core/kelp/package/descriptor.h"
+#include "kelp/core/kelp/package/i-database-path-resolver.h"
+#include "kelp/core/kelp/publication/publication-plan.h"
+#include "kelp/core/kelp/publication/publication.h"
+#include "kelp/core/kelp/take-over/rpm-migration.h"
 
 #include "platform/event-log/log-event.h"
 
@@ -61,11 +61,6 @@ bool isFaultOfDisk(const std::exception &error) {
                     ours->code() == Common::ErrorCategory::make(ErrorCode::CorruptedInstalledPackage));
 }
 
-/// The one step by which a package changes its state: a kill finds the link where it was, or where it goes.
-void renameLink(const fs::path &from, const fs::path &to) {
-    Common::move(from, to);
-}
-
 /// Whether the entry is the version that `current` names. Told by the text of the link, or by the directory
 /// itself when the store is seen below another root than the one below which the link was made.
 bool isCurrentVersion(const fs::path &entry, const fs::path &current, const fs::path &currentTarget) {
@@ -78,7 +73,7 @@ bool isCurrentVersion(const fs::path &entry, const fs::path &current, const fs::
 /// Removes all that is in the directory of an entry beside it.
 void removeAllBut(const fs::path &kept) {
     const fs::path directory = kept.parent_path();
-    Common::orRaise(ErrorCode::Filesystem, "Couldn't remove filesystem entry: " + directory.string(), [&] {
+    Common::reraiseAs(ErrorCode::Filesystem, "Couldn't remove filesystem entry: " + directory.string(), [&] {
         for (const fs::directory_entry &entry : fs::directory_iterator(directory))
             if (entry.path() != kept)
                 fs::remove_all(entry.path());
@@ -208,14 +203,14 @@ void FSDatabase::backUpCurrent(const std::string &id) {
     if (!Common::exists(current))
         throw internalError("Missing current directory when trying to do backup for ", id);
     // The old version keeps its directory, so that the way back is one rename as well.
-    renameLink(current, pathResolver_->previousDirectory(id));
+    Common::move(current, pathResolver_->previousDirectory(id));
 }
 
 void FSDatabase::promoteNext(const std::string &id) {
     const fs::path next = pathResolver_->nextDirectory(id);
     if (!Common::exists(next))
         throw internalError("Attempt to complete non-existent update for ", id);
-    renameLink(next, pathResolver_->currentDirectory(id));
+    Common::move(next, pathResolver_->currentDirectory(id));
 }
 
 void FSDatabase::recoverPrevious(const std::string &id) {
@@ -269,7 +264,7 @@ void FSDatabase::rollBackToPrevious(const std::string &id) {
     if (!Common::exists(previous))
         // A first installation has nothing to go back to: this failure is what has it removed.
         throw internalError("Missing backup directory when rolling back update for ", id);
-    renameLink(previous, pathResolver_->currentDirectory(id));
+    Common::move(previous, pathResolver_->currentDirectory(id));
 }
 
 void FSDatabase::remove(const std::string &id) {

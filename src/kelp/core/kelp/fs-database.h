@@ -1,9 +1,9 @@
 #pragma once
 
 #include "kelp/core/common/durable-file.h"
-#include "kelp/core/kelp/i-database.h"
-#include "kelp/core/kelp/package-for-migration.h"
-#include "kelp/core/kelp/package-slot.h"
+#include "kelp/core/kelp/package/i-database-path-resolver.h"
+#include "kelp/core/kelp/package/package-information.h"
+#include "kelp/core/kelp/take-over/take-over-store.h"
 
 #include <exception>
 #include <functional>
@@ -21,7 +21,7 @@ struct PublicationPlan;
 
 /// The package store over a directory tree. There is no index: the tree is the database. It is used from one
 /// thread of one process at a time; nothing keeps others away.
-class FSDatabase : public IDatabase {
+class FSDatabase : public TakeOverStore {
 public:
     using PackageForMigration = KELP::PackageForMigration;
 
@@ -43,6 +43,10 @@ public:
     void cleanupVersionsExceptCurrent(const std::string &id) override;
     void tryRemoveMappingsUsingCurrentDirectory(const std::string &id) override;
 
+    void describeStaged(const PackageStaging &staging, const PackageInformation &extras) override;
+    void takeOver(const PackageStaging &staging, const PackageInformation &extras) override;
+    void discardFailedInstallation(const std::string &id) override;
+
     /// `arrival` is called for each package that migrateRpmPackages() has brought to the store, before that
     /// forgets it: what it raises has the next migration call it again.
     void onArrival(std::function<void(const PackageInformation &)> arrival) { arrival_ = std::move(arrival); }
@@ -51,31 +55,9 @@ public:
     /// which itself goes on with the others.
     void requireCompleteMigration() const;
 
-    // The steps by which a staged tree that may be the only copy in the world becomes an installed package.
-    // Nothing is flushed: whoever takes them has something durable that has takeOver() called again after a
-    // power cut, until a flush of the filesystems follows its success.
-
-    /// Gives the staged tree its descriptor and takes the store's other names from it, so that both are as
-    /// durable as the tree when that is flushed next. What is right already is not written again. Raises
-    /// ErrorCode::Filesystem.
-    void describeStaged(const PackageStaging &staging, const PackageInformation &extras);
-
     /// What takeOver() will publish of a tree for which describeStaged() was called. Changes nothing. Raises
     /// as readDescriptor() and planPublication() do.
     PublicationPlan publicationOf(const PackageStaging &staging) const;
-
-    /// Goes on from whatever an earlier call has reached until the package is installed: the tree at
-    /// `staging.path`, in the version directory, with `next`, with `current`, with some or all of its
-    /// mappings. All mappings that are the package's own are made anew, since nothing tells which of them
-    /// survived. Raises what install() raises; a failure throws nothing of the tree away, and leaves it where
-    /// it stands, so that a later call goes on. After ErrorCode::FileConflict nothing is published. An id of
-    /// which another version is installed raises ErrorCode::Internal and stays as it was.
-    void takeOver(const PackageStaging &staging, const PackageInformation &extras);
-
-    /// Removes a package the first installation of which has failed, with the log lines and the event of
-    /// install(). Its version directory may have been moved away before. Raises ErrorCode::Filesystem when it
-    /// cannot make an empty one in its place; all other failures are logged.
-    void discardFailedInstallation(const std::string &id);
 
 private:
     enum class Recheck { No, Yes };

@@ -1,9 +1,22 @@
 #pragma once
 
 #include "kelp/core/common/category-of-rows.h"
-#include "kelp/core/trusted-sources/error-code.h"
+
+#include <cstdint>
 
 namespace Core::TrustedSources {
+
+/// What kind of thing went wrong with trusted sources. The numbers are shared with other programs of the
+/// platform; this system raises Internal alone.
+enum class ErrorCode : std::uint32_t {
+    Internal = 0,
+    SourceNotFound = 1,
+    UnauthorizedAccess = 2,
+    PackagesWithoutSourceNotAllowed = 3,
+    SourceRejectedByAdministrator = 4,
+    UserNotAuthorizedToManageTrustedSources = 5,
+    SourceNotAllowed = 6,
+};
 
 /// The error category of the trusted sources. It is apart from Common::ErrorCategory: nothing maps one to the
 /// other. Its name() is "Core::TrustedSources::ErrorCategory", and what no row holds counts as Internal.

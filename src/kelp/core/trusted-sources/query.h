@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kelp/core/common/or-raise.h"
+#include "kelp/core/common/reraise-as.h"
 #include "kelp/core/trusted-sources/error-category.h"
 
 #include <SQLiteCpp/Statement.h>
@@ -15,7 +15,7 @@ namespace Core::TrustedSources {
 /// Runs `operation`; a standard exception is logged and becomes Error(Internal, message).
 template<class Operation>
 auto orRaiseInternal(const char *message, const Operation &operation) {
-    return Common::orRaise(ErrorCategory::make(ErrorCode::Internal), message, operation);
+    return Common::reraiseAs(ErrorCategory::make(ErrorCode::Internal), message, operation);
 }
 
 /// Steps to a row that must be there.

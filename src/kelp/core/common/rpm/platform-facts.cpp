@@ -1,7 +1,7 @@
 #include "kelp/core/common/rpm/platform-facts.h"
 
 #include "kelp/core/common/error.h"
-#include "kelp/core/common/root-path.h"
+#include "kelp/core/common/places.h"
 
 #include <sys/utsname.h>
 

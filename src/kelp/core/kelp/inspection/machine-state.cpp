@@ -1,14 +1,13 @@
 #include "kelp/core/kelp/inspection/machine-state.h"
 
-#include "kelp/core/common/root-path.h"
-#include "kelp/core/kelp/inspection/readable.h"
-#include "kelp/core/kelp/inspection/registry-view.h"
-#include "kelp/core/kelp/inspection/removal-view.h"
+#include "kelp/core/common/path-tests.h"
+#include "kelp/core/common/places.h"
+#include "kelp/core/kelp/inspection/records-view.h"
 #include "kelp/core/kelp/inspection/rpm-view.h"
 #include "kelp/core/kelp/inspection/store-view.h"
 #include "kelp/core/kelp/inspection/take-over-plan.h"
 #include "kelp/core/kelp/inspection/take-over-view.h"
-#include "kelp/core/kelp/migration-stamps.h"
+#include "kelp/core/kelp/package/migration-stamps.h"
 
 #include <algorithm>
 #include <map>
@@ -140,7 +139,7 @@ void addLost(const std::map<std::string, bool> &installed, const SourcesView &so
 
 bool isDone(const MigrationStamp &stamp) {
     const fs::path path = Common::belowRoot(stamp.path);
-    requireReadable(path);
+    Common::requireReadable(path);
     std::error_code ignored;
     return fs::exists(path, ignored);
 }

@@ -1,11 +1,11 @@
 #include "kelp/core/kelp/inspection/rpm-view.h"
 
 #include "kelp/core/common/log-stream.h"
+#include "kelp/core/common/path-tests.h"
 #include "kelp/core/common/rpm/database-copy.h"
 #include "kelp/core/common/rpm/file-iterator.h"
 #include "kelp/core/common/rpm/tags.h"
 #include "kelp/core/common/rpm/transaction.h"
-#include "kelp/core/kelp/inspection/readable.h"
 
 #include "platform/package-signatures/database.h"
 
@@ -25,7 +25,7 @@ namespace Tag = Common::Rpm::Tag;
 /// A machine that has been given no signature database has no certificates.
 std::optional<Database> openSignatures() {
     const std::filesystem::path path = Database::defaultPath();
-    requireReadable(path);
+    Common::requireReadable(path);
     std::error_code ignored;
     if (!std::filesystem::exists(path, ignored))
         return std::nullopt;

@@ -2,8 +2,8 @@
 
 #include "kelp/core/common/error.h"
 #include "kelp/core/common/i-configuration.h"
+#include "kelp/core/common/path-tests.h"
 #include "kelp/core/common/scratch-directory.h"
-#include "kelp/core/kelp/inspection/readable.h"
 
 #include <SQLiteCpp/Database.h>
 #include <SQLiteCpp/Statement.h>
@@ -63,7 +63,7 @@ SourcesView readInterrupted(const std::filesystem::path &path) {
 
 SourcesView SourcesView::read(const IConfiguration &configuration) {
     const std::filesystem::path &path = configuration.trustedSourcesDatabasePath();
-    requireReadable(path);
+    Common::requireReadable(path);
     std::error_code ignored;
     if (!std::filesystem::exists(path, ignored))
         return {};

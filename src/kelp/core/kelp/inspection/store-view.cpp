@@ -3,12 +3,11 @@
 #include "kelp/core/common/error.h"
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/common/path-tests.h"
-#include "kelp/core/kelp/database-path-resolver.h"
-#include "kelp/core/kelp/descriptor.h"
-#include "kelp/core/kelp/inspection/readable.h"
-#include "kelp/core/kelp/path-list.h"
-#include "kelp/core/kelp/publication-plan.h"
-#include "kelp/core/kelp/staging-area.h"
+#include "kelp/core/kelp/package/database-path-resolver.h"
+#include "kelp/core/kelp/package/descriptor.h"
+#include "kelp/core/kelp/package/path-list.h"
+#include "kelp/core/kelp/publication/publication-plan.h"
+#include "kelp/core/kelp/take-over/staging-area.h"
 
 #include <algorithm>
 
@@ -20,7 +19,7 @@ namespace {
 
 /// The names in a directory, in byte order; none when there is no such directory.
 std::vector<std::string> namesIn(const fs::path &directory) {
-    requireReadable(directory);
+    Common::requireReadable(directory);
     std::vector<std::string> names;
     std::error_code error;
     for (fs::directory_iterator entry(directory, error), end; !error && entry != end; entry.increment(error))
@@ -35,7 +34,7 @@ std::optional<PackageInformation> informationAt(const fs::path &descriptor) {
     // Told by one look: readDescriptor() would log what is no news to somebody who looks for it.
     if (!Common::isThere(descriptor))
         return std::nullopt;
-    requireReadable(descriptor);
+    Common::requireReadable(descriptor);
     try {
         return readDescriptor(descriptor);
     } catch (const std::exception &) {
@@ -69,7 +68,7 @@ std::vector<StoredPackage> StoreView::packages() const {
 }
 
 std::optional<StoredPackage> StoreView::package(const std::string &id) const {
-    requireReadable(configuration_->databaseDirectory());
+    Common::requireReadable(configuration_->databaseDirectory());
     // It may be a word of the command line: no path leads out of the store.
     const bool isName = !id.empty() && id != "." && id != ".." && id.find('/') == std::string::npos;
     if (!isName || !Common::isThere(DatabasePathResolver(*configuration_).packageDirectory(id)))
@@ -103,7 +102,7 @@ std::optional<std::string> StoreView::versionOfRecord(const std::string &id) con
 
 std::optional<std::vector<fs::path>> StoreView::publishedFiles(const std::string &id) const {
     const fs::path list = DatabasePathResolver(*configuration_).symlinkListFile(id, PackageSlot::Current);
-    requireReadable(list);
+    Common::requireReadable(list);
     return Common::isThere(list) ? std::optional(readPathList(list)) : std::nullopt;
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kelp/core/kelp/package-information.h"
+#include "kelp/core/kelp/package/package-information.h"
 
 #include <cstdint>
 #include <filesystem>

@@ -1,20 +1,19 @@
 #include "kelp/core/kelp/inspection/take-over-plan.h"
 
 #include "kelp/core/common/error.h"
-#include "kelp/core/common/free-space.h"
+#include "kelp/core/common/filesystem.h"
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/common/path-tests.h"
 #include "kelp/core/common/rpm/database-copy.h"
 #include "kelp/core/common/rpm/transaction.h"
-#include "kelp/core/kelp/database-path-resolver.h"
+#include "kelp/core/kelp/package/database-path-resolver.h"
 #include "kelp/core/kelp/inspection/machine-state.h"
-#include "kelp/core/kelp/inspection/readable.h"
 #include "kelp/core/kelp/inspection/rpm-view.h"
 #include "kelp/core/kelp/inspection/store-view.h"
 #include "kelp/core/kelp/inspection/take-over-view.h"
-#include "kelp/core/kelp/migration-stamps.h"
-#include "kelp/core/kelp/rpm-migration.h"
-#include "kelp/core/kelp/staging-area.h"
+#include "kelp/core/kelp/package/migration-stamps.h"
+#include "kelp/core/kelp/take-over/rpm-migration.h"
+#include "kelp/core/kelp/take-over/staging-area.h"
 
 #include "platform/package-signatures/database.h"
 
@@ -39,7 +38,7 @@ public:
         // Asked before rpm works on a copy, which lies elsewhere.
         besideCopies_(RpmMigration::spaceBesideCopies(configuration, 1)),
         obstacle_(findObstacle()) {
-        requireReadable(configuration.databaseDirectory());
+        Common::requireReadable(configuration.databaseDirectory());
     }
 
     TakeOverPlan run() {

@@ -1,11 +1,11 @@
 #include "kelp/core/kelp/inspection/take-over-view.h"
 
-#include "kelp/core/kelp/inspection/readable.h"
+#include "kelp/core/common/path-tests.h"
 
 namespace Core::KELP {
 
 std::vector<JournalEntry> pendingTakeOvers() {
-    requireReadable(TakeOverJournal::path());
+    Common::requireReadable(TakeOverJournal::path());
     return TakeOverJournal::read();
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kelp/core/kelp/take-over-journal.h"
+#include "kelp/core/kelp/take-over/take-over-journal.h"
 
 #include <set>
 #include <string>

@@ -4,8 +4,8 @@
 #include "kelp/core/common/directory.h"
 #include "kelp/core/common/extended-attributes.h"
 #include "kelp/core/common/filesystem.h"
-#include "kelp/core/common/or-raise.h"
 #include "kelp/core/common/path-tests.h"
+#include "kelp/core/common/reraise-as.h"
 
 namespace fs = std::filesystem;
 
@@ -101,13 +101,13 @@ void requireFreeTarget(const fs::path &target) {
 
 void createMapping(const fs::path &source, const fs::path &target, MappingMode mode) {
     const std::string message = "Couldn't create mapping: " + source.string() + " -> " + target.string();
-    const Directory parent = Common::orRaise(
+    const Directory parent = Common::reraiseAs(
         ErrorCode::Filesystem, message, [&] { return Directory::makeByLinksOfRoot(target.parent_path()); });
     const std::string name = target.filename().string();
     removeIfBroken(target, parent, name);
     if (Common::exists(parent.reach(name)))
         throw conflictAt(target);
-    Common::orRaise(ErrorCode::Filesystem, message, [&] {
+    Common::reraiseAs(ErrorCode::Filesystem, message, [&] {
         if (isPublishedAsLink(source, mode))
             fs::create_symlink(source, parent.reach(name));
         else

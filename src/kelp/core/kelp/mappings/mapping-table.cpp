@@ -1,6 +1,6 @@
 #include "kelp/core/kelp/mappings/mapping-table.h"
 
-#include "kelp/core/common/root-path.h"
+#include "kelp/core/common/places.h"
 
 #include <string_view>
 

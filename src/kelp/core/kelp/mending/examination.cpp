@@ -1,12 +1,11 @@
 #include "kelp/core/kelp/mending/examination.h"
 
 #include "kelp/core/common/log-stream.h"
-#include "kelp/core/kelp/inspection/registry-view.h"
+#include "kelp/core/kelp/inspection/records-view.h"
 #include "kelp/core/kelp/inspection/rpm-view.h"
 #include "kelp/core/kelp/inspection/sources-view.h"
 #include "kelp/core/kelp/inspection/take-over-view.h"
-#include "kelp/core/kelp/mending/package-examination.h"
-#include "kelp/core/kelp/mending/record-examination.h"
+#include "kelp/core/kelp/mending/partial-examinations.h"
 
 #include <algorithm>
 #include <iterator>

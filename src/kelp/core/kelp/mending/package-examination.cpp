@@ -1,10 +1,9 @@
-#include "kelp/core/kelp/mending/package-examination.h"
+#include "kelp/core/kelp/mending/partial-examinations.h"
 
 #include "kelp/core/common/filesystem.h"
 #include "kelp/core/common/path-tests.h"
-#include "kelp/core/kelp/database-path-resolver.h"
 #include "kelp/core/kelp/fs-database.h"
-#include "kelp/core/kelp/mending/publication-examination.h"
+#include "kelp/core/kelp/package/database-path-resolver.h"
 
 #include <algorithm>
 #include <array>

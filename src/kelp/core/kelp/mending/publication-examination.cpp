@@ -1,14 +1,14 @@
-#include "kelp/core/kelp/mending/publication-examination.h"
+#include "kelp/core/kelp/mending/partial-examinations.h"
 
 #include "kelp/core/common/durable-file.h"
 #include "kelp/core/common/filesystem.h"
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/common/path-tests.h"
-#include "kelp/core/kelp/database-path-resolver.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
-#include "kelp/core/kelp/path-list.h"
-#include "kelp/core/kelp/publication-plan.h"
-#include "kelp/core/kelp/publication.h"
+#include "kelp/core/kelp/package/database-path-resolver.h"
+#include "kelp/core/kelp/package/path-list.h"
+#include "kelp/core/kelp/publication/publication-plan.h"
+#include "kelp/core/kelp/publication/publication.h"
 
 #include <algorithm>
 #include <fstream>

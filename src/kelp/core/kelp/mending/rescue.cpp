@@ -2,10 +2,10 @@
 
 #include "kelp/core/common/durable-file.h"
 #include "kelp/core/common/i-configuration.h"
-#include "kelp/core/kelp/database-path-resolver.h"
-#include "kelp/core/kelp/descriptor.h"
 #include "kelp/core/kelp/fs-database.h"
-#include "kelp/core/kelp/publication-plan.h"
+#include "kelp/core/kelp/package/database-path-resolver.h"
+#include "kelp/core/kelp/package/descriptor.h"
+#include "kelp/core/kelp/publication/publication-plan.h"
 
 #include <optional>
 

@@ -2,15 +2,14 @@
 
 #include "kelp/core/common/durable-file.h"
 #include "kelp/core/common/error.h"
-#include "kelp/core/common/file-name.h"
+#include "kelp/core/common/foreign-text.h"
 #include "kelp/core/common/log-stream.h"
 #include "kelp/core/common/path-tests.h"
 #include "kelp/core/common/places.h"
-#include "kelp/core/common/root-path.h"
 #include "kelp/core/common/rpm/installed-files.h"
 #include "kelp/core/common/rpm/transaction.h"
-#include "kelp/core/kelp/database-path-resolver.h"
-#include "kelp/core/kelp/path-list.h"
+#include "kelp/core/kelp/package/database-path-resolver.h"
+#include "kelp/core/kelp/package/path-list.h"
 #include "kelp/core/kelp/skid/unit-move.h"
 
 #include <boost/algorithm/string/replace.hpp>

@@ -2,7 +2,7 @@
 
 #include "kelp/core/common/log-stream.h"
 #include "kelp/core/common/path-tests.h"
-#include "kelp/core/common/root-path.h"
+#include "kelp/core/common/places.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
 #include "kelp/core/kelp/validator/configuration/config-base.h"
 
-#include "kelp/core/common/root-path.h"
+#include "kelp/core/common/places.h"
 #include "kelp/core/kelp/validator/configuration/profile-rows.h"
 
 #include <boost/property_tree/ini_parser.hpp>

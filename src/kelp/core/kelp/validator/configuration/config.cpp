@@ -1,7 +1,7 @@
 #include "kelp/core/kelp/validator/configuration/config.h"
 
 #include "kelp/core/common/rpm/platform-facts.h"
-#include "kelp/core/kelp/validator/configuration/small-profiles.h"
+#include "kelp/core/kelp/validator/configuration/config-regular.h"
 
 #include <algorithm>
 

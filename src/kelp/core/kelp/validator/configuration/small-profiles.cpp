@@ -1,4 +1,4 @@
-#include "kelp/core/kelp/validator/configuration/small-profiles.h"
+#include "kelp/core/kelp/validator/configuration/config-regular.h"
 
 #include "kelp/core/kelp/validator/configuration/profile-rows.h"
 

@@ -1,6 +1,5 @@
 #include "kelp/core/kelp/validator/data/integrity-file.h"
 
-#include "kelp/core/kelp/validator/data/json-roots.h"
 #include "kelp/core/kelp/validator/framework/mapped-file.h"
 
 #include <json-glib/json-glib.h>

@@ -1,4 +1,4 @@
-#include "kelp/core/kelp/validator/data/json-roots.h"
+#include "kelp/core/kelp/validator/data/integrity-file.h"
 
 #include <algorithm>
 

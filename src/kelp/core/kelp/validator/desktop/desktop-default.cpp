@@ -1,9 +1,8 @@
 #include "kelp/core/kelp/validator/desktop/desktop-default.h"
 
+#include "kelp/core/kelp/validator/desktop/desktop-checks.h"
 #include "kelp/core/kelp/validator/desktop/desktop-findings.h"
-#include "kelp/core/kelp/validator/desktop/desktop-groups.h"
 #include "kelp/core/kelp/validator/desktop/desktop-vocabulary.h"
-#include "kelp/core/kelp/validator/desktop/display-name.h"
 
 namespace Validator {
 

@@ -1,4 +1,4 @@
-#include "kelp/core/kelp/validator/desktop/desktop-groups.h"
+#include "kelp/core/kelp/validator/desktop/desktop-checks.h"
 
 #include "kelp/core/kelp/validator/desktop/desktop-findings.h"
 #include "kelp/core/kelp/validator/desktop/desktop-vocabulary.h"

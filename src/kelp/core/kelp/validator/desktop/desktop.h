@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kelp/core/kelp/validator/desktop/exec-dbus.h"
+#include "kelp/core/kelp/validator/desktop/desktop-checks.h"
 #include "kelp/core/kelp/validator/framework/checker.h"
 
 namespace AppManifest {

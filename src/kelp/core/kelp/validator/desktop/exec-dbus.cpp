@@ -1,4 +1,4 @@
-#include "kelp/core/kelp/validator/desktop/exec-dbus.h"
+#include "kelp/core/kelp/validator/desktop/desktop-checks.h"
 
 #include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/validator/desktop/desktop-vocabulary.h"

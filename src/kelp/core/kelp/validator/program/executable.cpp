@@ -3,9 +3,8 @@
 #include "kelp/core/common/path-tests.h"
 #include "kelp/core/kelp/validator/configuration/pattern-set.h"
 #include "kelp/core/kelp/validator/program/elf-reader.h"
+#include "kelp/core/kelp/validator/program/library-places.h"
 #include "kelp/core/kelp/validator/program/program-findings.h"
-#include "kelp/core/kelp/validator/program/rpath.h"
-#include "kelp/core/kelp/validator/program/shipped-library.h"
 #include "kelp/core/kelp/validator/qml/qml-findings.h"
 #include "kelp/core/kelp/validator/qml/qml-scanner.h"
 

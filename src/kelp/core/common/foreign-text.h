@@ -1,0 +1,29 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace Common {
+
+// Text that others chose, made fit for the names and the lines of our own files.
+
+/// Whether a foreign text can serve as the name of one directory entry and as one line of a text file: a
+/// single path component, neither "." nor "..", of printable characters (no controls, no ends of lines,
+/// nothing that only directs other characters) in well-formed UTF-8. Names that packages choose (of
+/// organisations, applications, the packages themselves) become directories of root's and lines of
+/// descriptors; one that is anything else could lead out of its place or write lines of its own.
+bool isFileName(const std::string &text);
+
+/// The text if it is such a name; any other counts as absent.
+std::optional<std::string> asFileName(std::string text);
+
+// A text as one line of a file: a line feed is written as "\n" and a backslash as "\\", everything else as it
+// is.
+
+std::string escapeLine(std::string_view text);
+
+/// The text again. A backslash before anything else stays as it is.
+std::string unescapeLine(std::string_view line);
+
+} // namespace Common

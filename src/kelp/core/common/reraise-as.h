@@ -1,0 +1,33 @@
+#pragma once
+
+#include "kelp/core/common/error-category.h"
+#include "kelp/core/common/error.h"
+#include "kelp/core/common/log-stream.h"
+
+#include <string>
+#include <utility>
+
+namespace Common {
+
+/// Runs `operation` and returns its result. When it throws an exception derived from the standard base, logs
+/// that exception's text at `level` and raises Error(code, message) in its place; the first exception is not
+/// nested. Exceptions of other kinds pass.
+template<class Operation>
+auto reraiseAs(std::error_code code, std::string message, const Operation &operation,
+               LogLevel level = LogLevel::Error) {
+    try {
+        return operation();
+    } catch (const std::exception &error) {
+        LogStream(level) << error;
+        throw Error(code, std::move(message));
+    }
+}
+
+/// The same with a code of Common::ErrorCategory.
+template<class Operation>
+auto reraiseAs(ErrorCode code, std::string message, const Operation &operation,
+               LogLevel level = LogLevel::Error) {
+    return reraiseAs(ErrorCategory::make(code), std::move(message), operation, level);
+}
+
+} // namespace Common

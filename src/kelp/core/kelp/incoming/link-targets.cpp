@@ -1,0 +1,117 @@
+#include "kelp/core/kelp/incoming/link-targets.h"
+
+#include <string>
+#include <vector>
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+constexpr int mostLinks = 40; ///< As the kernel has it.
+/// Forty links with long texts would be thousands of looks at the disk.
+constexpr int mostSteps = 512;
+
+/// One walk along a path; what is still to be walked lies in reverse.
+class Walk {
+public:
+    Walk(const fs::path &versionDirectory, const TreeLookup &lookUp) :
+        versionDirectory_(versionDirectory), lookUp_(lookUp) {}
+
+    void append(const fs::path &path) {
+        const std::vector<fs::path> names(path.begin(), path.end());
+        pending_.insert(pending_.end(), names.rbegin(), names.rend());
+    }
+
+    /// False when the path leads nowhere.
+    bool run() {
+        while (!pending_.empty()) {
+            const fs::path name = pending_.back();
+            pending_.pop_back();
+            if (++steps_ > mostSteps || !place_.isDirectory || !step(name))
+                return false;
+        }
+        return true;
+    }
+
+    TreePlace take() { return std::move(place_); }
+
+private:
+    bool step(const fs::path &name) {
+        if (name.empty() || name == ".")
+            return true;
+        return name == ".." ? ascend() : descend(name);
+    }
+
+    bool ascend() {
+        // Above the tree there is nothing of the package.
+        if (place_.path.empty())
+            return false;
+        place_.path = place_.path.parent_path();
+        return true;
+    }
+
+    bool descend(const fs::path &name) {
+        const auto node = lookUp_(place_.path / name);
+        if (!node)
+            return false;
+        if (node->kind == TreeNode::Kind::Link)
+            return follow(node->target);
+        place_ = {place_.path / name, node->kind == TreeNode::Kind::Directory};
+        return true;
+    }
+
+    bool follow(const fs::path &target) {
+        if (target.empty() || ++links_ > mostLinks)
+            return false;
+        if (target.is_relative()) {
+            append(target);
+            return true;
+        }
+        // What leads anywhere else brings in nothing of the package.
+        const fs::path inTree = target.lexically_relative(versionDirectory_);
+        if (inTree.empty() || *inTree.begin() == "..")
+            return false;
+        place_ = {{}, true};
+        append(inTree);
+        return true;
+    }
+
+    const fs::path &versionDirectory_;
+    const TreeLookup &lookUp_;
+    std::vector<fs::path> pending_;
+    TreePlace place_{{}, true};
+    int links_ = 0;
+    int steps_ = 0;
+};
+
+bool isPlainRelative(const fs::path &target) {
+    return !target.has_root_directory() && !target.empty() && target.native().front() != '.';
+}
+
+fs::path systemPathOf(const fs::path &target, const fs::path &link) {
+    return target.has_root_directory() ? target : fs::weakly_canonical(link.parent_path() / target);
+}
+
+} // namespace
+
+std::optional<TreePlace> followLinks(const fs::path &path, const fs::path &versionDirectory,
+                                     const TreeLookup &lookUp) {
+    Walk walk(versionDirectory, lookUp);
+    walk.append(path);
+    if (!walk.run())
+        return std::nullopt;
+    return walk.take();
+}
+
+std::pair<fs::path, fs::path> resolveLink(const fs::path &path, const fs::path &target,
+                                          const fs::path &destination, const fs::path &versionDirectory,
+                                          const PathTranslation &translate) {
+    const fs::path resolved = isPlainRelative(target)
+                                  ? target
+                                  : fs::absolute(versionDirectory / translate(systemPathOf(target, path)));
+    return {destination / translate(path), resolved};
+}
+
+} // namespace Core::KELP

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <utility>
+
+namespace Core::KELP {
+
+/// What lies at one place of a package's tree.
+struct TreeNode {
+    enum class Kind { File, Directory, Link };
+
+    Kind kind;
+    std::filesystem::path target = {}; ///< The text of a link.
+};
+
+/// Looks at one place; the path is relative to the tree, and none of its directories is a link. Empty when
+/// nothing is there.
+using TreeLookup = std::function<std::optional<TreeNode>(const std::filesystem::path &)>;
+
+/// A place of a package's tree that is no link. The tree itself has an empty path.
+struct TreePlace {
+    std::filesystem::path path;
+    bool isDirectory = false;
+};
+
+/// Where a path of a package's tree leads when all links are followed. What a link names below
+/// `versionDirectory` is meant in the tree; every other absolute path, and one that climbs above the tree, is
+/// outside. Empty for what lies outside or nowhere, and for more links, or more steps, than anybody means.
+std::optional<TreePlace> followLinks(const std::filesystem::path &path,
+                                     const std::filesystem::path &versionDirectory, const TreeLookup &lookUp);
+
+/// Translates a system path to a path in the package's tree.
+using PathTranslation = std::function<std::filesystem::path(const std::filesystem::path &)>;
+
+/// Where a link of a package goes and where it shall lead, so that a link within the package stays one within
+/// the version: the place below `destination`, the staging directory, and the target.
+///
+/// `path` is the system path of the link and `target` its text. A plain relative name stays as it is. An
+/// absolute target, and a relative one that begins with "." or is empty, become absolute paths below
+/// `versionDirectory`, which may be relative itself, where the translation puts them. An empty translation
+/// throws std::bad_function_call.
+std::pair<std::filesystem::path, std::filesystem::path>
+resolveLink(const std::filesystem::path &path, const std::filesystem::path &target,
+            const std::filesystem::path &destination, const std::filesystem::path &versionDirectory,
+            const PathTranslation &translate);
+
+} // namespace Core::KELP

@@ -1,0 +1,91 @@
+#pragma once
+
+#include "kelp/core/common/rpm/extract-file-iterator.h"
+#include "kelp/core/kelp/incoming/staging-directory.h"
+#include "kelp/core/kelp/mappings/mapping.h"
+#include "kelp/core/kelp/validator/configuration/config.h"
+#include "kelp/core/kelp/validator/framework/content-findings.h"
+#include "kelp/core/kelp/validator/framework/logger.h"
+
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <vector>
+
+namespace Core::KELP {
+
+/// Unpacks one package file under the validator's verdict. For one run.
+///
+/// The header is judged before anything is unpacked; then each file as soon as it lies in the staging
+/// directory, under each of its names; then the symbolic links, as PackageLinks does it; then the whole.
+///
+/// Files have their permissions when they are judged, and can be read and written by their owner beside, so
+/// that nothing is hidden from the checkers where they do not run as root. When the run ends, by whatever,
+/// all those that were judged have no more than their permissions.
+class PackageExtraction {
+public:
+    using Entry = Common::Rpm::ExtractFileIterator::Entry;
+
+    /// What a verdict of failure does.
+    enum class Failure {
+        Ends,      ///< The run ends at once.
+        IsReported ///< The run goes on for all findings.
+    };
+
+    /// By what a package is judged, and who is told of the findings of each stage; an empty sink prints them.
+    struct Judges {
+        std::shared_ptr<Validator::Config> config;
+        Validator::FindingSink header = {};
+        Validator::FindingSink content = {};
+    };
+
+    /// What is done beside the unpacking; empty functions do nothing. What they raise ends the run.
+    struct Steps {
+        std::function<void()> beforeEntry = {};
+        std::function<void()> beforeFile = {};
+        /// For a regular file that was passed.
+        std::function<void(const Entry &, const FileDescriptor &)> afterFile = {};
+    };
+
+    /// `versionDirectory` is where links shall lead; when it is empty, the destination.
+    PackageExtraction(const std::filesystem::path &destination, std::filesystem::path versionDirectory,
+                      std::vector<Mapping> mappings, Failure failure);
+
+    /// The verdict of failure is ErrorCode::BadPackageContent, with "package meta validation failed" for the
+    /// header and "package content validation failed" for the files, also for those that cannot be where the
+    /// package wants them. When it ends the run, it is raised; when it is reported, its text is returned, and
+    /// an empty one for a package that passed. Raises what StagingDirectory, ExtractFileIterator and the
+    /// checkers raise too. What was unpacked by then stays.
+    std::string run(const Common::Rpm::ExtractFileIterator &package, const Judges &judges,
+                    const Steps &steps);
+
+    /// Gives the directories their permissions.
+    void applyPermissions() const { staging_.applyPermissions(); }
+
+private:
+    struct Run;
+
+    void judge(Run &run);
+    void extractEntry(const Entry &entry, Run &run);
+    void extractDirectory(const Entry &entry, const std::filesystem::path &path, Run &run);
+    void extractFile(const Entry &entry, const std::filesystem::path &path, Run &run);
+    void writeFile(const Entry &entry, const std::filesystem::path &path, FileDescriptor file, Run &run);
+    void extractSymlink(const Entry &entry, const std::filesystem::path &path, Run &run);
+    void extractHardlink(const Entry &entry, const std::filesystem::path &path, Run &run);
+    void judgeLinks(Run &run);
+    void judgeFile(const std::string &name, const std::filesystem::path &path, Run &run);
+    void refuse(Validator::ContentRule reason, const std::string &name, Run &run);
+    template<class Make>
+    bool make(const Entry &entry, Run &run, const Make &make);
+    bool hasFailed(bool verdict, const char *text);
+    bool isMappingSource(const std::filesystem::path &path) const;
+    std::filesystem::path targetOf(const Entry &link) const;
+
+    StagingDirectory staging_;
+    std::filesystem::path versionDirectory_;
+    std::vector<Mapping> mappings_;
+    Failure failure_;
+    std::string firstFailure_;
+};
+
+} // namespace Core::KELP

@@ -1,0 +1,197 @@
+// The part of RpmPackage that reads package files.
+
+#include "kelp/core/common/error.h"
+#include "kelp/core/common/foreign-text.h"
+#include "kelp/core/common/rpm/extract-file-iterator.h"
+#include "kelp/core/common/rpm/file-iterator.h"
+#include "kelp/core/common/rpm/tags.h"
+#include "kelp/core/kelp/incoming/link-targets.h"
+#include "kelp/core/kelp/incoming/package-extraction.h"
+#include "kelp/core/kelp/incoming/rpm-package.h"
+#include "kelp/core/kelp/incoming/staging-directory.h"
+#include "kelp/core/kelp/mappings/mapping-table.h"
+#include "kelp/core/kelp/package/package-information.h"
+
+#include "platform/app-manifest/manifest-entry.h"
+
+#include <sys/mman.h>
+#include <sys/xattr.h>
+
+#include <algorithm>
+#include <string_view>
+#include <unordered_map>
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+using AppManifest::ManifestEntry;
+using Common::Error;
+using Common::ErrorCode;
+using Common::Rpm::ExtractFileIterator;
+using PackageSignatures::Cms;
+
+namespace Tag = Common::Rpm::Tag;
+
+constexpr std::uint64_t desktopFileLimit = 32 * 1024 * 1024; ///< What the reader of desktop files takes.
+
+/// The store makes a directory of the text.
+std::string checked(std::string text) {
+    if (!Common::isFileName(text))
+        throw Error(ErrorCode::BadPackageContent, "package content validation failed");
+    return text;
+}
+
+std::vector<RpmPackage::FileEntry> filesOf(const Common::Rpm::Reader &reader) {
+    std::vector<RpmPackage::FileEntry> files;
+    Common::Rpm::FileIterator(reader).forEach([&](const RpmPackage::FileEntry &entry) {
+        files.push_back(entry);
+        return false;
+    });
+    return files;
+}
+
+/// The reader wants a file: one that has no name and is gone when closed.
+std::optional<ManifestEntry> parse(const Common::Rpm::PackedFile &content) {
+    const FileDescriptor file(::memfd_create("desktop", MFD_CLOEXEC));
+    // No more is read than the size that is claimed: this is what keeps a packed file of zeros out of memory.
+    if (file.get() < 0 || content.size() > desktopFileLimit)
+        return std::nullopt;
+    const std::string name = "/proc/self/fd/" + std::to_string(file.get());
+    content.writeTo(file.get(), name);
+    return ManifestEntry::fromFilename(name);
+}
+
+/// The links among the files of a package, by their path.
+using Links = std::unordered_map<std::string_view, const std::string *>;
+
+Links linksAmong(const std::vector<RpmPackage::FileEntry> &files) {
+    Links links;
+    for (const RpmPackage::FileEntry &file : files)
+        if (const auto *link = std::get_if<Common::Rpm::Symlink>(&file.kind))
+            links[file.path] = &link->target;
+    return links;
+}
+
+/// Where a file of the system is when the package's links are followed.
+std::optional<fs::path> followed(const fs::path &systemPath, const Links &links) {
+    const auto place = followLinks(systemPath.relative_path(), "/", [&](const fs::path &path) {
+        const std::string system = "/" + path.string();
+        const auto link = links.find(system);
+        // Directories need not be in the list, so what is no link may be one.
+        return std::optional(link == links.end() ? TreeNode{TreeNode::Kind::Directory}
+                                                 : TreeNode{TreeNode::Kind::Link, *link->second});
+    });
+    return place ? std::optional("/" / place->path) : std::nullopt;
+}
+
+/// Whether there is a regular file of that path, under whichever of its names it has its content.
+bool listsFile(const ExtractFileIterator &package, const fs::path &path) {
+    bool isListed = false;
+    const auto look = [&](const RpmPackage::FileEntry &entry) {
+        return isListed = entry.path == path && std::holds_alternative<Common::Rpm::RegularFile>(entry.kind);
+    };
+    Common::Rpm::FileIterator(package).forEach(look, Common::Rpm::FileIterator::Names::All);
+    return isListed;
+}
+
+std::optional<ManifestEntry> desktopFileOf(const ExtractFileIterator &package, const fs::path &path) {
+    std::optional<ManifestEntry> manifest;
+    package.forEach([&](const ExtractFileIterator::Entry &entry) {
+        const auto *content = std::get_if<Common::Rpm::PackedFile>(&entry.kind);
+        if (!content || !package.isNameOf(path, entry))
+            return false;
+        manifest = parse(*content);
+        return true;
+    });
+    return manifest;
+}
+
+PackageSignatureInfo summaryOf(const std::vector<Cms> &signatures, PackageSignatures::Group group) {
+    const auto found = std::ranges::find(signatures, group, &Cms::group);
+    if (found == signatures.end())
+        return {};
+    const PackageSignatures::Certificate &certificate = found->certificate();
+    return {certificate.keyId(), PackageSignatures::subgroupToString(certificate.subgroup()), {}};
+}
+
+/// By the descriptor: a path could lead through what somebody put there in the meantime.
+void setAttribute(const FileDescriptor &file, const fs::path &path, const char *name,
+                  std::string_view value) {
+    if (!value.empty() && ::fsetxattr(file.get(), name, value.data(), value.size(), 0) != 0)
+        throw Error(ErrorCode::Filesystem,
+                    "Couldn't set extended attribute " + std::string(name) + " of " + path.string());
+}
+
+std::string textOf(const PackageSignatures::Bytes &bytes) {
+    return {bytes.begin(), bytes.end()};
+}
+
+void signFile(const FileDescriptor &file, const fs::path &path, const std::string &id,
+              const PackageSignatures::Cms &developer, int fileIndex) {
+    setAttribute(file, path, "user.TA.shdr", textOf(developer.trustletSignature(fileIndex)));
+    setAttribute(file, path, "security.appid", id);
+    setAttribute(file, path, "security.ima", textOf(developer.fileSignature(fileIndex)));
+}
+
+} // namespace
+
+RpmPackage RpmPackage::fromFile(const fs::path &path, std::vector<Cms> cmsSignatures,
+                                Common::Rpm::Signatures signatures) {
+    const ExtractFileIterator reader(path, signatures);
+    std::string id = checked(reader.tag(Tag::Name));
+    std::string version = checked(reader.tag(Tag::Version) + "-" + reader.tag(Tag::Release));
+    std::vector<FileEntry> files = filesOf(reader);
+
+    const auto desktopFile = followed("/usr/share/applications/" + id + ".desktop", linksAmong(files));
+    std::optional<ManifestEntry> manifest;
+    // Asked of the header first: a walk over the payload that finds nothing unpacks all of it.
+    if (desktopFile && listsFile(reader, *desktopFile))
+        manifest = desktopFileOf(reader, *desktopFile);
+    auto orgName = manifest ? Common::asFileName(manifest->appOrgname()) : std::nullopt;
+    auto appName = manifest ? Common::asFileName(manifest->appName()) : std::nullopt;
+
+    PackageSignatureInfo developer = summaryOf(cmsSignatures, PackageSignatures::Group::Developer);
+    auto mappings = buildMappings(id, developer.keyId, orgName, appName, Rooted::No);
+    RpmPackage package(std::move(id), std::move(version), reader.tag(Tag::Architecture), std::move(developer),
+                       summaryOf(cmsSignatures, PackageSignatures::Group::Client), std::move(orgName),
+                       std::move(appName), std::move(mappings), std::move(cmsSignatures), std::move(files));
+    // The payload can be walked once only: extraction opens the file again.
+    package.path_ = path;
+    package.signatures_ = signatures;
+    package.extractFile_ = &RpmPackage::extractPackageFile;
+    return package;
+}
+
+PackageStaging RpmPackage::extractPackageFile(const fs::path &destination,
+                                              const fs::path &versionDirectory) const {
+    const auto developer = PackageSignatures::developerCmsFromVector(cmsSignatures_);
+    const auto profile =
+        // Without a developer the first file ends it; up to there the header needs some judge.
+        developer ? Validator::profileFromCertificate(developer->certificate()) : Validator::Profile::Regular;
+
+    const auto requireSignature = [&] {
+        if (!developer)
+            throw Error(ErrorCode::MissingDeveloperSignature, "Package doesn't have developer signature");
+    };
+    const auto attachAttributes = [&](const PackageExtraction::Entry &entry, const FileDescriptor &file) {
+        if (entry.signable)
+            signFile(file, entry.path, id(), *developer, entry.fileIndex);
+    };
+    PackageExtraction extraction(destination, versionDirectory, mappings_, PackageExtraction::Failure::Ends);
+    extraction.run(ExtractFileIterator(path_, signatures_), {std::make_shared<Validator::Config>(profile)},
+                   {.beforeFile = requireSignature, .afterFile = attachAttributes});
+    extraction.applyPermissions();
+    return {destination, id(), version(), orgName(), appName()};
+}
+
+std::string RpmPackage::validate(const fs::path &destination, const Trial &trial) const {
+    PackageExtraction extraction(destination, {}, mappings_, PackageExtraction::Failure::IsReported);
+    return extraction.run(ExtractFileIterator(path_, signatures_),
+                          {trial.config, trial.headerFindings, trial.contentFindings},
+                          {.beforeEntry = trial.beforeEntry});
+}
+
+} // namespace Core::KELP

@@ -1,0 +1,98 @@
+#pragma once
+
+#include "kelp/core/common/rpm/package-entry.h"
+#include "kelp/core/common/rpm/reader.h"
+#include "kelp/core/kelp/mappings/mapping.h"
+#include "kelp/core/kelp/package/package.h"
+#include "kelp/core/kelp/validator/framework/logger.h"
+
+#include "platform/package-signatures/cms.h"
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace Validator {
+class Config;
+}
+
+namespace Core::KELP {
+
+/// A package of rpm: a package file, or the record of an installed one. Knows where in the package's tree
+/// each of its files goes.
+class RpmPackage final : public Package {
+public:
+    using FileEntry =
+        Common::Rpm::PackageEntry<Common::Rpm::Directory, Common::Rpm::RegularFile, Common::Rpm::Symlink>;
+
+    /// The record of an installed package. `mappings` are the rows for the way from the system to the
+    /// package.
+    RpmPackage(std::string id, std::string version, std::string architecture,
+               PackageSignatureInfo firstSignature, PackageSignatureInfo secondSignature,
+               std::optional<std::string> orgName, std::optional<std::string> appName,
+               std::vector<Mapping> mappings, std::vector<PackageSignatures::Cms> cmsSignatures,
+               std::vector<FileEntry> files);
+
+    /// A package file with its signatures. The names of organisation and application are those of the
+    /// package's desktop file; one that could not name a directory counts as absent.
+    ///
+    /// Raises as Common::Rpm::ExtractFileIterator and Reader::tag() do; and, as the store makes directories
+    /// of them, ErrorCode::BadPackageContent "package content validation failed" for an id or a version that
+    /// cannot be a file name.
+    static RpmPackage fromFile(const std::filesystem::path &path,
+                               std::vector<PackageSignatures::Cms> cmsSignatures,
+                               Common::Rpm::Signatures signatures = Common::Rpm::Signatures::OfMachine);
+
+    /// Unpacks the package under the validator's verdict, as PackageExtraction does it, and gives the files
+    /// that take them their signatures and the package id as extended attributes. A package without a
+    /// signature of its developer raises ErrorCode::MissingDeveloperSignature "Package doesn't have developer
+    /// signature" at its first regular file. Needs a package file: raises ErrorCode::FileNotFound, "Couldn't
+    /// open rpm package", for an installed package.
+    PackageStaging extract(const std::filesystem::path &destination,
+                           const std::filesystem::path &versionDirectory) const override;
+
+    /// How a package file is judged that is not to be installed.
+    struct Trial {
+        std::shared_ptr<Validator::Config> config;
+        Validator::FindingSink headerFindings;
+        Validator::FindingSink contentFindings;
+        std::function<void()> beforeEntry; ///< Called for each file of the package; what it raises passes.
+    };
+
+    /// Unpacks the package and reports all that the validator finds, without looking at signatures. Returns
+    /// with which words extract() would refuse it, or an empty text. Raises what prevents a verdict.
+    std::string validate(const std::filesystem::path &destination, const Trial &trial) const;
+
+    const std::vector<FileEntry> &files() const { return files_; }
+    const std::vector<Mapping> &mappings() const { return mappings_; }
+
+    // The steps for one entry of files(). `destination` is the staging directory. Both raise
+    // ErrorCode::Filesystem, and leave what they have made by then.
+
+    /// Makes the entry's directory, with its parents, and sets its permissions.
+    void extractDirectory(const std::filesystem::path &destination, const FileEntry &entry) const;
+
+    /// Makes the entry's symbolic link, with its parents; the link leads to where its target will lie when
+    /// the staging directory has become `versionDirectory`.
+    void extractLink(const std::filesystem::path &destination, const std::filesystem::path &versionDirectory,
+                     const FileEntry &entry) const;
+
+    /// Where in the package's tree the entry goes: a relative path.
+    std::filesystem::path packagePath(const FileEntry &entry) const;
+
+private:
+    PackageStaging extractPackageFile(const std::filesystem::path &destination,
+                                      const std::filesystem::path &versionDirectory) const;
+
+    std::vector<PackageSignatures::Cms> cmsSignatures_;
+    std::string path_; ///< Of the package file; empty for an installed package.
+    Common::Rpm::Signatures signatures_ = Common::Rpm::Signatures::OfMachine;
+    /// Set for package files only, so that programs that know none do not load what the validator needs.
+    PackageStaging (RpmPackage::*extractFile_)(const std::filesystem::path &,
+                                               const std::filesystem::path &) const = nullptr;
+    std::vector<FileEntry> files_;
+    std::vector<Mapping> mappings_;
+};
+
+} // namespace Core::KELP

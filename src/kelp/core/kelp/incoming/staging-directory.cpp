@@ -1,0 +1,221 @@
+#include "kelp/core/kelp/incoming/staging-directory.h"
+
+#include "kelp/core/common/error.h"
+#include "kelp/core/common/filesystem.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <memory>
+#include <string_view>
+#include <utility>
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+constexpr int directoryFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+/// While they are filled; what the package wants comes with applyPermissions().
+constexpr mode_t directoryMode = 0755;
+/// Until all of a file is there, nobody else can open it.
+constexpr mode_t fileMode = 0600;
+constexpr unsigned permissionBits = 0777;
+
+/// The other half is for the directory itself, so that no verdict depends on where that lies.
+constexpr std::size_t longestPath = PATH_MAX / 2;
+/// Each entry can have all of its parents made: twenty entries once cost 36,000 directories.
+constexpr std::ptrdiff_t deepestPath = 64;
+
+/// What the system answers when it is the package's path that is at fault.
+constexpr int refusals[] = {EEXIST, ENOTDIR, ELOOP, EXDEV, ENAMETOOLONG, EISDIR, ENOENT, EINVAL};
+
+[[noreturn]] void refuse() {
+    throw Common::Error(Common::ErrorCode::BadPackageContent, "package content validation failed");
+}
+
+[[noreturn]] void raiseUnwritable(const fs::path &path) {
+    throw Common::Error(Common::ErrorCode::Filesystem,
+                        "Couldn't write to staging directory: " + path.string());
+}
+
+/// Raises what errno says of an operation on `path`.
+[[noreturn]] void raiseSystemError(const fs::path &path) {
+    if (std::ranges::find(refusals, errno) != std::end(refusals))
+        refuse();
+    raiseUnwritable(path);
+}
+
+bool isPlainName(std::string_view name) {
+    return !name.empty() && name != "." && name != ".." && name.size() <= NAME_MAX &&
+           name.find('\0') == std::string_view::npos;
+}
+
+/// The standard path type would hide doubled slashes.
+bool isPlainPath(std::string_view path) {
+    for (std::size_t slash = 0; slash != std::string_view::npos;) {
+        slash = path.find('/');
+        if (!isPlainName(path.substr(0, slash)))
+            return false;
+        if (slash != std::string_view::npos)
+            path.remove_prefix(slash + 1);
+    }
+    return true;
+}
+
+/// The text of an open link.
+fs::path targetOf(const FileDescriptor &link) {
+    char text[PATH_MAX];
+    const ssize_t size = ::readlinkat(link.get(), "", text, sizeof text);
+    return size > 0 ? std::string(text, static_cast<std::size_t>(size)) : std::string();
+}
+
+struct CloseDirectory {
+    void operator()(DIR *directory) const { ::closedir(directory); }
+};
+
+} // namespace
+
+StagingDirectory::StagingDirectory(const fs::path &path) {
+    Common::createDirectories(path);
+    directory_ = FileDescriptor(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    std::error_code error;
+    path_ = fs::canonical(path, error);
+    // The checkers reach the files by their full path.
+    if (directory_.get() < 0 || error || path_.native().size() + 1 + longestPath >= PATH_MAX)
+        raiseUnwritable(path);
+}
+
+bool StagingDirectory::isPossible(const fs::path &path) {
+    const std::string &text = path.native();
+    return text.size() <= longestPath && std::ranges::count(text, '/') < deepestPath && isPlainPath(text);
+}
+
+void StagingDirectory::makeDirectory(const fs::path &path, fs::perms permissions) {
+    checkPath(path);
+    openDirectory(path);
+    permissions_[path.string()] = permissions;
+}
+
+FileDescriptor StagingDirectory::createFile(const fs::path &path) const {
+    checkPath(path);
+    const FileDescriptor parent = openDirectory(path.parent_path());
+    // Never into what is there: a second entry of the path would change a file after the verdict on it.
+    const int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+    FileDescriptor file(::openat(parent.get(), path.filename().c_str(), flags, fileMode));
+    if (file.get() < 0)
+        raiseSystemError(path);
+    return file;
+}
+
+void StagingDirectory::createSymlink(const fs::path &target, const fs::path &path) const {
+    checkPath(path);
+    const FileDescriptor parent = openDirectory(path.parent_path());
+    if (::symlinkat(target.c_str(), parent.get(), path.filename().c_str()) != 0)
+        raiseSystemError(path);
+}
+
+void StagingDirectory::createHardlink(const fs::path &target, const fs::path &path) const {
+    checkPath(target);
+    checkPath(path);
+    const FileDescriptor from = openDirectory(target.parent_path());
+    const FileDescriptor to = openDirectory(path.parent_path());
+    // Without AT_SYMLINK_FOLLOW: another name of a link is one of the link, not of what it leads to.
+    if (::linkat(from.get(), target.filename().c_str(), to.get(), path.filename().c_str(), 0) != 0)
+        raiseSystemError(path);
+}
+
+void StagingDirectory::applyPermissions() const {
+    // Children come behind their parents in the map, and must be reached before these are closed to us.
+    for (auto row = permissions_.rbegin(); row != permissions_.rend(); ++row)
+        setPermissions(openDirectory(row->first), row->second, row->first);
+}
+
+void StagingDirectory::hideLater(const fs::path &path, fs::perms permissions) {
+    hidden_[path.string()] = permissions;
+}
+
+void StagingDirectory::applyFilePermissions() const {
+    for (const auto &[path, permissions] : hidden_)
+        setPermissions(openExisting(path, O_RDONLY | O_NOFOLLOW | O_CLOEXEC), permissions, path);
+}
+
+std::optional<TreeNode> StagingDirectory::find(const fs::path &path) const {
+    const FileDescriptor found = openExisting(path, O_PATH | O_NOFOLLOW | O_CLOEXEC);
+    struct stat status {};
+    if (found.get() < 0 || ::fstat(found.get(), &status) != 0)
+        return std::nullopt;
+    if (S_ISLNK(status.st_mode))
+        return TreeNode{TreeNode::Kind::Link, targetOf(found)};
+    return TreeNode{S_ISDIR(status.st_mode) ? TreeNode::Kind::Directory : TreeNode::Kind::File};
+}
+
+std::vector<std::string> StagingDirectory::namesIn(const fs::path &path) const {
+    FileDescriptor file = openExisting(path, directoryFlags);
+    // It owns the descriptor only when there is one, hence the release behind it.
+    const std::unique_ptr<DIR, CloseDirectory> directory(::fdopendir(file.get()));
+    if (!directory)
+        raiseUnwritable(path);
+    file.release();
+    std::vector<std::string> names;
+    while (const dirent *entry = ::readdir(directory.get()))
+        if (isPlainName(entry->d_name))
+            names.emplace_back(entry->d_name);
+    std::ranges::sort(names);
+    return names;
+}
+
+FileDescriptor StagingDirectory::openDirectory(const fs::path &path) const {
+    FileDescriptor found = Common::openBeneath(directory_.get(), path.empty() ? "." : path, directoryFlags);
+    if (found.get() >= 0)
+        return found;
+    return makeByComponents(path); // Parts are missing, or the kernel does not know the call.
+}
+
+FileDescriptor StagingDirectory::makeByComponents(const fs::path &path) const {
+    FileDescriptor current(::openat(directory_.get(), ".", directoryFlags));
+    for (const fs::path &name : path) {
+        // What exists may be a link or a file: the next line does not go through either.
+        if (::mkdirat(current.get(), name.c_str(), directoryMode) != 0 && errno != EEXIST)
+            raiseSystemError(path);
+        FileDescriptor next(::openat(current.get(), name.c_str(), directoryFlags));
+        if (next.get() < 0)
+            raiseSystemError(path);
+        current = std::move(next);
+    }
+    return current;
+}
+
+FileDescriptor StagingDirectory::openExisting(const fs::path &path, int flags) const {
+    FileDescriptor found = Common::openBeneath(directory_.get(), path.empty() ? "." : path, flags);
+    if (found.get() < 0 && errno == ENOSYS)
+        return openExistingByComponents(path, flags);
+    return found;
+}
+
+FileDescriptor StagingDirectory::openExistingByComponents(const fs::path &path, int flags) const {
+    constexpr int searched = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+    FileDescriptor current(::openat(directory_.get(), ".", searched));
+    for (const fs::path &name : path.parent_path())
+        // One that is missing leaves nothing open, and all that follow fail.
+        current = FileDescriptor(::openat(current.get(), name.c_str(), searched));
+    return FileDescriptor(::openat(current.get(), path.empty() ? "." : path.filename().c_str(), flags));
+}
+
+void StagingDirectory::checkPath(const fs::path &path) const {
+    if (!isPossible(path))
+        refuse();
+}
+
+void setPermissions(const FileDescriptor &file, fs::perms permissions, const fs::path &name) {
+    if (::fchmod(file.get(), static_cast<mode_t>(permissions) & permissionBits) != 0)
+        raiseUnwritable(name);
+}
+
+} // namespace Core::KELP

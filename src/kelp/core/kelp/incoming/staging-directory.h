@@ -1,0 +1,80 @@
+#pragma once
+
+#include "kelp/core/common/file-descriptor.h"
+#include "kelp/core/kelp/incoming/link-targets.h"
+
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Core::KELP {
+
+using Common::FileDescriptor;
+
+/// The directory into which a foreign package is unpacked. Whatever paths the package names, nothing outside
+/// the directory is made, changed or linked to: paths go down only, through directories and never through
+/// links, and nothing that exists is replaced.
+///
+/// Paths are relative to the directory. One that isPossible() denies, and one whose place is taken or lies
+/// below something that is no directory, raises ErrorCode::BadPackageContent "package content validation
+/// failed". What the system cannot do raises ErrorCode::Filesystem "Couldn't write to staging directory:
+/// PATH".
+class StagingDirectory {
+public:
+    /// Makes the directory, with its parents, unless it exists.
+    explicit StagingDirectory(const std::filesystem::path &path);
+
+    /// Without links, whatever the constructor was given, as the checkers compare what they resolve with it.
+    const std::filesystem::path &path() const { return path_; }
+
+    /// Whether a package may have the path at all: not one that is empty, has an empty, "." or ".."
+    /// component, or is longer or deeper than any program makes its files. The last two bound what an entry
+    /// can cost, and do not depend on where the directory lies.
+    static bool isPossible(const std::filesystem::path &path);
+
+    /// Where a path of the package lies.
+    std::filesystem::path realPath(const std::filesystem::path &path) const { return path_ / path; }
+
+    /// Makes the directory and its parents; one that exists is fine. It stays writable until
+    /// applyPermissions().
+    void makeDirectory(const std::filesystem::path &path, std::filesystem::perms permissions);
+    /// Makes an empty file, and its parents.
+    FileDescriptor createFile(const std::filesystem::path &path) const;
+    /// Makes a symbolic link, and its parents. The target is not looked at.
+    void createSymlink(const std::filesystem::path &target, const std::filesystem::path &path) const;
+    /// Gives a file of the directory a further name.
+    void createHardlink(const std::filesystem::path &target, const std::filesystem::path &path) const;
+
+    /// Gives the directories the permissions that they were made with, when nothing more is to be made.
+    void applyPermissions() const;
+
+    /// Remembers the permissions of a file that its owner may not read, for applyFilePermissions().
+    void hideLater(const std::filesystem::path &path, std::filesystem::perms permissions);
+    /// Gives those files their permissions, when nobody has to read them any more.
+    void applyFilePermissions() const;
+
+    /// What lies at a path, of which no directory is a link. Empty when nothing does.
+    std::optional<TreeNode> find(const std::filesystem::path &path) const;
+    /// The names in a directory, none of whose parents is a link, in byte order.
+    std::vector<std::string> namesIn(const std::filesystem::path &path) const;
+
+private:
+    FileDescriptor openDirectory(const std::filesystem::path &path) const;
+    FileDescriptor makeByComponents(const std::filesystem::path &path) const;
+    FileDescriptor openExisting(const std::filesystem::path &path, int flags) const;
+    FileDescriptor openExistingByComponents(const std::filesystem::path &path, int flags) const;
+    void checkPath(const std::filesystem::path &path) const;
+
+    std::filesystem::path path_;
+    FileDescriptor directory_;
+    std::map<std::string, std::filesystem::perms> permissions_; ///< Of directories.
+    std::map<std::string, std::filesystem::perms> hidden_;      ///< Of files.
+};
+
+/// Sets the permission bits of an open file, without set-id and sticky bits. Raises ErrorCode::Filesystem.
+void setPermissions(const FileDescriptor &file, std::filesystem::perms permissions,
+                    const std::filesystem::path &name);
+
+} // namespace Core::KELP

@@ -1,0 +1,36 @@
+#include "kelp/core/kelp/inspection/records-view.h"
+
+#include "kelp/core/common/durable-file.h"
+#include "kelp/core/common/foreign-text.h"
+#include "kelp/core/common/path-tests.h"
+#include "kelp/core/common/places.h"
+
+#include <optional>
+#include <sstream>
+
+namespace Core::KELP {
+
+std::vector<RegistryRecord> registryRecords() {
+    const std::filesystem::path file = Common::belowRoot("var/lib/kelp/registry");
+    Common::requireReadable(file);
+    std::vector<RegistryRecord> records;
+    std::istringstream lines(Common::readIfExists(file).value_or(""));
+    for (std::string line; std::getline(lines, line);)
+        if (!line.empty())
+            if (auto record = parseRecord(line))
+                records.push_back(std::move(*record));
+    return records;
+}
+
+std::filesystem::path removalFile() {
+    return Common::belowRoot("var/lib/kelp/removal");
+}
+
+std::optional<std::string> unfinishedRemoval() {
+    Common::requireReadable(removalFile());
+    const std::string text = Common::readIfExists(removalFile()).value_or("");
+    // A text that leads elsewhere is no id: to complete that removal would remove what lies there.
+    return Common::asFileName(text.substr(0, text.find('\n')));
+}
+
+} // namespace Core::KELP

@@ -1,0 +1,56 @@
+#include "kelp/core/kelp/mending/package-records.h"
+
+#include "kelp/core/kelp/inspection/records-view.h"
+#include "kelp/core/trusted-sources/sqlite-database.h"
+
+#include "platform/package-signatures/database.h"
+
+#include <ctime>
+#include <filesystem>
+
+namespace Core::KELP {
+
+std::optional<TrustedSources::Source> certifiedSource(const std::string &id) {
+    const std::filesystem::path path = PackageSignatures::Database::defaultPath();
+    std::error_code ignored;
+    if (!std::filesystem::exists(path, ignored))
+        return std::nullopt;
+    const PackageSignatures::Database signatures(path.native());
+    const auto certificate = signatures.packageCertificateWithGroup(id, PackageSignatures::Group::Client);
+    if (!certificate)
+        return std::nullopt;
+    return TrustedSources::Source{certificate->keyId(), certificate->subject(), {}};
+}
+
+void bindToItsSource(const IConfiguration &configuration, const std::string &id) {
+    const auto source = certifiedSource(id);
+    // The reserved source brings no right with it: whether packages without a source may come in is
+    // somebody's decision.
+    TrustedSources::SQLiteDatabase(configuration)
+        .bindPackage(id, source.value_or(TrustedSources::Source{reservedSource, "", {}}));
+}
+
+std::vector<std::string> previousKeys(const PackageInformation &information) {
+    std::vector<std::string> keys;
+    const std::string section = "prev_key_ids.";
+    // Keys stand in the order of their text: 10 before 2, as everybody reads them.
+    for (auto entry = information.lower_bound(section);
+         entry != information.end() && entry->first.starts_with(section); ++entry)
+        keys.push_back(entry->second);
+    return keys;
+}
+
+RegistryRecord recordOf(RegistryEvent event, const PackageInformation &information) {
+    return {event, std::time(nullptr), information.at("general.id"), information.at("certificate.id"),
+            previousKeys(information)};
+}
+
+std::optional<RegistryRecord> lastRecord(const std::string &id) {
+    std::optional<RegistryRecord> last;
+    for (RegistryRecord &record : registryRecords())
+        if (record.packageId() == id)
+            last = std::move(record);
+    return last;
+}
+
+} // namespace Core::KELP

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "kelp/core/kelp/package/package-information.h"
+#include "kelp/core/kelp/registry/registry-record.h"
+#include "kelp/core/trusted-sources/source.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Core {
+class IConfiguration;
+}
+
+namespace Core::KELP {
+
+// What is kept of a package beside the store: its binding to a source, and its lines in the registry.
+
+/// The key id of the source that stands for all packages that came from nowhere.
+inline constexpr const char *reservedSource = ".no.source.apps";
+
+/// The source that sold a package, by its client certificate; nothing without one, or without a signature
+/// database. Raises when that cannot be read.
+std::optional<TrustedSources::Source> certifiedSource(const std::string &id);
+
+/// Binds a package to the source of its client certificate, or to the reserved one, whatever it was bound to.
+/// One transaction. The policy stays as it is. Raises as certifiedSource() and the sources' database do; then
+/// the binding is what it was.
+void bindToItsSource(const IConfiguration &configuration, const std::string &id);
+
+/// The earlier key ids of a package's developer, as its descriptor has them, in its order.
+std::vector<std::string> previousKeys(const PackageInformation &information);
+
+/// The record of an event of now, with the keys of a descriptor. Throws std::out_of_range without
+/// "general.id" or "certificate.id".
+RegistryRecord recordOf(RegistryEvent event, const PackageInformation &information);
+
+/// The last record of a package, whatever its keys. Raises as registryRecords() does.
+std::optional<RegistryRecord> lastRecord(const std::string &id);
+
+} // namespace Core::KELP

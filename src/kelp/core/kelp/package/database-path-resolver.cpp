@@ -1,0 +1,106 @@
+#include "kelp/core/kelp/package/database-path-resolver.h"
+
+#include "kelp/core/common/configuration.h"
+
+#include <memory>
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+/// Versions on all machines have files of these names: under another name, what they say is lost.
+constexpr const char *symlinkList = "symlink.list";
+constexpr const char *generatedDirList = "generated.dir.list";
+constexpr const char *descriptor = "velura.pkg";
+constexpr const char *resources = "@resources";
+constexpr const char *integrityResource = "integrityd.json";
+constexpr const char *manifest = "manifest.json";
+
+} // namespace
+
+DatabasePathResolver &DatabasePathResolver::instance() {
+    static std::unique_ptr<DatabasePathResolver> resolver;
+    if (!resolver)
+        resolver = std::make_unique<DatabasePathResolver>(Configuration::instance());
+    return *resolver;
+}
+
+fs::path DatabasePathResolver::packageDirectory(const std::string &id) const {
+    return configuration_->databaseDirectory() / id;
+}
+
+fs::path DatabasePathResolver::previousDirectory(const std::string &id) const {
+    return packageDirectory(id) / "prev";
+}
+
+fs::path DatabasePathResolver::currentDirectory(const std::string &id) const {
+    return packageDirectory(id) / "current";
+}
+
+fs::path DatabasePathResolver::nextDirectory(const std::string &id) const {
+    return packageDirectory(id) / "next";
+}
+
+fs::path DatabasePathResolver::versionDirectory(const std::string &id, const std::string &version) const {
+    // Both are names of one component: whoever lets a package in has seen to it (Common::isFileName()).
+    return packageDirectory(id) / version;
+}
+
+fs::path DatabasePathResolver::symlinkListFile(const std::string &id, PackageSlot slot) const {
+    return slotDirectory(id, slot) / symlinkList;
+}
+
+fs::path DatabasePathResolver::symlinkListFile(const std::string &id, const std::string &version) const {
+    return versionDirectory(id, version) / symlinkList;
+}
+
+fs::path DatabasePathResolver::generatedDirListFile(const std::string &id, PackageSlot slot) const {
+    return slotDirectory(id, slot) / generatedDirList;
+}
+
+fs::path DatabasePathResolver::generatedDirListFile(const std::string &id, const std::string &version) const {
+    return versionDirectory(id, version) / generatedDirList;
+}
+
+fs::path DatabasePathResolver::descriptorFile(const std::string &id, const std::string &version) const {
+    return versionDirectory(id, version) / descriptor;
+}
+
+fs::path DatabasePathResolver::descriptorFile(const std::string &id, PackageSlot slot) const {
+    return slotDirectory(id, slot) / descriptor;
+}
+
+fs::path DatabasePathResolver::resourcesDirectory(const std::string &id, const std::string &version) const {
+    return versionDirectory(id, version) / resources;
+}
+
+fs::path DatabasePathResolver::resourcesDirectory(const std::string &id, PackageSlot slot) const {
+    return slotDirectory(id, slot) / resources;
+}
+
+fs::path DatabasePathResolver::integrityResourceFile(const std::string &id,
+                                                     const std::string &version) const {
+    return resourcesDirectory(id, version) / integrityResource;
+}
+
+fs::path DatabasePathResolver::integrityResourceFile(const std::string &id, PackageSlot slot) const {
+    return resourcesDirectory(id, slot) / integrityResource;
+}
+
+fs::path DatabasePathResolver::manifestFile(const std::string &id, const std::string &version) const {
+    return versionDirectory(id, version) / manifest;
+}
+
+fs::path DatabasePathResolver::manifestFile(const std::string &id, PackageSlot slot) const {
+    return slotDirectory(id, slot) / manifest;
+}
+
+fs::path DatabasePathResolver::slotDirectory(const std::string &id, PackageSlot slot) const {
+    if (slot == PackageSlot::Next)
+        return nextDirectory(id);
+    return slot == PackageSlot::Previous ? previousDirectory(id) : currentDirectory(id);
+}
+
+} // namespace Core::KELP

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "kelp/core/kelp/package/i-database-path-resolver.h"
+
+namespace Core {
+class IConfiguration;
+}
+
+namespace Core::KELP {
+
+/// The paths below the configured database directory, which is asked for at each call. Composite paths are
+/// computed through the virtual operations, so that a derived resolver that changes one changes all that
+/// build on it.
+class DatabasePathResolver : public IDatabasePathResolver {
+public:
+    /// `configuration` must outlive the resolver.
+    explicit DatabasePathResolver(const IConfiguration &configuration) : configuration_(&configuration) {}
+
+    /// The process-wide resolver over the process-wide configuration, made at the first call.
+    static DatabasePathResolver &instance();
+
+    std::filesystem::path packageDirectory(const std::string &id) const override;
+    std::filesystem::path previousDirectory(const std::string &id) const override;
+    std::filesystem::path currentDirectory(const std::string &id) const override;
+    std::filesystem::path nextDirectory(const std::string &id) const override;
+    std::filesystem::path versionDirectory(const std::string &id, const std::string &version) const override;
+    std::filesystem::path symlinkListFile(const std::string &id, PackageSlot slot) const override;
+    std::filesystem::path symlinkListFile(const std::string &id, const std::string &version) const override;
+    std::filesystem::path generatedDirListFile(const std::string &id, PackageSlot slot) const override;
+    std::filesystem::path generatedDirListFile(const std::string &id,
+                                               const std::string &version) const override;
+    std::filesystem::path descriptorFile(const std::string &id, const std::string &version) const override;
+    std::filesystem::path descriptorFile(const std::string &id, PackageSlot slot) const override;
+    std::filesystem::path resourcesDirectory(const std::string &id,
+                                             const std::string &version) const override;
+    std::filesystem::path resourcesDirectory(const std::string &id, PackageSlot slot) const override;
+    std::filesystem::path integrityResourceFile(const std::string &id,
+                                                const std::string &version) const override;
+    std::filesystem::path integrityResourceFile(const std::string &id, PackageSlot slot) const override;
+    std::filesystem::path manifestFile(const std::string &id, const std::string &version) const override;
+    std::filesystem::path manifestFile(const std::string &id, PackageSlot slot) const override;
+
+private:
+    std::filesystem::path slotDirectory(const std::string &id, PackageSlot slot) const;
+
+    const IConfiguration *configuration_;
+};
+
+} // namespace Core::KELP

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "kelp/core/common/durable-file.h"
+#include "kelp/core/kelp/package/package-information.h"
+
+#include <array>
+#include <filesystem>
+
+namespace Core::KELP {
+
+struct PackageStaging;
+
+/// The keys that every descriptor has, in the order in which they are missed.
+inline constexpr std::array requiredDescriptorKeys = {"general.id", "general.version", "certificate.subgroup",
+                                                      "certificate.id"};
+
+/// Writes the descriptor of a version, an ini file with the sections [general], [certificate] and
+/// [prev_key_ids], as Common::replaceFile() does. `extras` are further values with keys "section.key". The
+/// names of organisation and application are written together or not at all. Raises ErrorCode::Filesystem,
+/// "Couldn't create velura.pkg file: " and the reason, and then leaves what was at `path`.
+void writeDescriptor(const std::filesystem::path &path, const PackageStaging &staging,
+                     const PackageInformation &extras, Common::Durability durability);
+
+/// Does the same unless the file is there with that content already, so that one that is on disk stays so.
+void ensureDescriptor(const std::filesystem::path &path, const PackageStaging &staging,
+                      const PackageInformation &extras, Common::Durability durability);
+
+/// Reads a descriptor. Keys without a value count as absent. Raises ErrorCode::Internal when there is no such
+/// file, when it does not parse and when one of requiredDescriptorKeys is absent; ErrorCode::Filesystem when
+/// the system cannot read a file that is there.
+PackageInformation readDescriptor(const std::filesystem::path &path);
+
+} // namespace Core::KELP

@@ -1,0 +1,55 @@
+#include "kelp/core/kelp/package/package.h"
+
+#include "kelp/core/common/error.h"
+#include "kelp/core/kelp/package/descriptor.h"
+#include "kelp/core/kelp/package/package-information.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace Core::KELP {
+
+namespace {
+
+constexpr std::string_view previousKeyPrefix = "prev_key_ids.";
+
+class EmergencyPackage final : public Package {
+public:
+    EmergencyPackage(std::string id, std::string version, PackageSignatureInfo developer,
+                     std::optional<std::string> orgName, std::optional<std::string> appName) :
+        Package(std::move(id), std::move(version), {}, std::move(developer), {}, std::move(orgName),
+                std::move(appName)) {}
+
+    /// There is no file to unpack: the package only tells whose the installed one is.
+    PackageStaging extract(const std::filesystem::path &, const std::filesystem::path &) const override {
+        throw Common::Error(Common::ErrorCode::Internal, "Unimplemented in EmergencyPackage");
+    }
+};
+
+/// Ordered by key as text, as the map is: "prev_key_ids.10" stands before "prev_key_ids.2".
+std::vector<std::string> previousKeyIds(const PackageInformation &information) {
+    std::vector<std::string> ids;
+    for (const auto &[key, value] : information)
+        if (key.starts_with(previousKeyPrefix))
+            ids.push_back(value);
+    return ids;
+}
+
+bool isComplete(const PackageInformation &information) {
+    return std::ranges::all_of(requiredDescriptorKeys,
+                               [&](const char *key) { return information.contains(key); });
+}
+
+} // namespace
+
+std::shared_ptr<Package> makeEmergencyPackage(const PackageInformation &information) {
+    if (!isComplete(information))
+        return nullptr;
+    PackageSignatureInfo developer{information.at("certificate.id"), information.at("certificate.subgroup"),
+                                   previousKeyIds(information)};
+    return std::make_shared<EmergencyPackage>(information.at("general.id"), information.at("general.version"),
+                                              std::move(developer), valueOf(information, "general.orgname"),
+                                              valueOf(information, "general.appname"));
+}
+
+} // namespace Core::KELP

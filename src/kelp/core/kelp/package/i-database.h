@@ -1,0 +1,76 @@
+#pragma once
+
+#include "kelp/core/kelp/package/package-information.h"
+
+#include <string>
+#include <vector>
+
+namespace Core::KELP {
+
+struct PackageStaging;
+
+/// The package store. docs/formats.md tells what it keeps on disk. A package is installed exactly when its
+/// link `current` leads somewhere; every change of state is the rename of a link, so that a crash leaves the
+/// old state or the new one. All failures are Common::Error; the codes named here are those of
+/// Common::ErrorCode.
+class IDatabase {
+public:
+    virtual ~IDatabase() = default;
+
+    /// Takes a version of a package over that is not installed, and publishes its files. `extras` are further
+    /// values for the descriptor, with keys "section.key". Raises Internal for an id that is installed, and
+    /// leaves it as it was. A failure after the version became current removes the package; after an earlier
+    /// one the package's directory may stay behind, and the package is not installed.
+    virtual void install(const PackageStaging &staging, const PackageInformation &extras) = 0;
+
+    /// Puts a version in place, to be made current by completeUpdate(). A failure leaves the current version
+    /// alone and removes all others.
+    virtual void prepareUpdate(const PackageStaging &staging, const PackageInformation &extras) = 0;
+
+    /// Makes the prepared version current: takes back the files that the old one published, publishes those
+    /// of the new one and removes the old one. Raises Internal when nothing is prepared. After any other
+    /// failure the old version is current again, and published unless the disk does not let it be; where it
+    /// cannot come back for another reason, the package is removed.
+    virtual void completeUpdate(const std::string &id) = 0;
+
+    /// Takes back what the package has published and removes all of its versions. Raises PackageNotExist for
+    /// an id that is not installed, and Filesystem when something cannot be removed: by then what it had
+    /// published was taken back, and once its descriptor is gone the next look at it removes the rest.
+    virtual void remove(const std::string &id) = 0;
+
+    /// What the descriptor says of the version of record: the prepared one, or else the current one. A
+    /// prepared version whose descriptor is absent or malformed is dropped. Raises PackageNotExist for an id
+    /// that is not installed, and CorruptedInstalledPackage when the descriptor is absent or malformed, which
+    /// removes the package, and when it cannot be read for another reason, which changes nothing.
+    virtual PackageInformation packageInfo(const std::string &id) = 0;
+
+    /// packageInfo() of every package, without those for which it fails, which are logged. In no defined
+    /// order.
+    virtual std::vector<PackageInformation> packages() = 0;
+
+    virtual bool isInstalled(const std::string &id) = 0;
+    virtual bool isVersionInstalled(const std::string &id, const std::string &version) = 0;
+
+    /// Whether `version` stands behind the version of record in rpm's order. False when either cannot be
+    /// read.
+    virtual bool isNewerThanInstalled(const std::string &id, const std::string &version) = 0;
+
+    virtual bool hasPendingUpdate(const std::string &id) = 0;
+
+    /// Takes over the applications that the rpm database holds: copies their files, has rpm erase them,
+    /// installs the copies and records that in the registry. Packages without a developer certificate, and
+    /// those of system developers, stay in rpm. Whatever fails for one package is logged, and the others go
+    /// on. Raises when the signature database or the rpm database cannot be used, or when the copies cannot
+    /// be brought to disk, cannot be moved into the store or leave it no space; rpm has then erased nothing.
+    virtual void migrateRpmPackages() = 0;
+
+    /// Removes from a package's directory everything but the link `current`, the version that it names and
+    /// entries with reserved names. Failures are logged.
+    virtual void cleanupVersionsExceptCurrent(const std::string &id) = 0;
+
+    /// Takes back what the current version has published. What is no mapping any more stays. Failures are
+    /// logged.
+    virtual void tryRemoveMappingsUsingCurrentDirectory(const std::string &id) = 0;
+};
+
+} // namespace Core::KELP

@@ -1,0 +1,75 @@
+#include "kelp/core/kelp/package/integrity-resource.h"
+
+#include "kelp/core/common/configuration.h"
+#include "kelp/core/common/durable-file.h"
+#include "kelp/core/common/error.h"
+#include "kelp/core/common/filesystem.h"
+#include "kelp/core/common/path-tests.h"
+#include "kelp/core/common/places.h"
+#include "kelp/core/kelp/package/database-path-resolver.h"
+
+#include <boost/algorithm/string/replace.hpp>
+
+#include <fstream>
+#include <sstream>
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+using Common::Error;
+using Common::ErrorCode;
+
+std::string readOldFile(const fs::path &path) {
+    std::ifstream stream(path, std::ios::binary);
+    if (!stream)
+        throw Error(ErrorCode::Filesystem, "Failed to open resource integrityd file");
+    std::ostringstream content;
+    // An empty file has nothing to insert, which fails the other stream.
+    if (stream.peek() != std::ifstream::traits_type::eof())
+        content << stream.rdbuf();
+    if (stream.bad() || !content)
+        throw Error(ErrorCode::Filesystem, "Failed to read resource integrityd file");
+    return content.str();
+}
+
+void writeResource(const fs::path &path, const std::string &content) {
+    Common::createDirectories(path.parent_path());
+    std::ofstream stream(path, std::ios::binary | std::ios::trunc);
+    if (!stream)
+        throw Error(ErrorCode::Filesystem, "Failed to open resource integrityd file");
+    stream << content << std::flush;
+    if (!stream)
+        throw Error(ErrorCode::Filesystem, "Failed to create resource integrityd file");
+    // The stamp of the migration must not survive a power cut that the content does not.
+    Common::flushFile(path);
+}
+
+} // namespace
+
+void migrateIntegrityFile(const PackageInformation &information) {
+    const std::string id = valueOf(information, "general.id").value_or("");
+    const std::string orgName = valueOf(information, "general.orgname").value_or("");
+    const std::string keyId = valueOf(information, "certificate.id").value_or("");
+    if (id.empty() || orgName.empty() || keyId.empty())
+        return;
+    const fs::path source = Common::belowRoot("etc/integrityd/config.d") / (id + ".json");
+    if (!Common::exists(source))
+        return;
+    std::string content = readOldFile(source);
+    const std::string shared = "/usr/share/common/" + orgName + "/";
+    // Always from the old file, which stays: done twice to one text, it would put the key in twice.
+    boost::algorithm::replace_all(content, shared, shared + keyId + "/");
+    const DatabasePathResolver resolver(Configuration::instance());
+    writeResource(resolver.integrityResourceFile(id, PackageSlot::Current), content);
+}
+
+void removeIntegrityResource(const IDatabasePathResolver &pathResolver, const std::string &id) {
+    const fs::path resource = pathResolver.integrityResourceFile(id, PackageSlot::Current);
+    if (Common::exists(resource))
+        Common::removeAll(resource);
+}
+
+} // namespace Core::KELP

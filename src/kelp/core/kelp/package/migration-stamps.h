@@ -1,0 +1,24 @@
+#pragma once
+
+#include <array>
+
+namespace Core::KELP {
+
+/// A migration that is carried out once in the life of a machine, and the place below the root prefix at
+/// which an empty file says that it was.
+struct MigrationStamp {
+    const char *name;
+    const char *path;
+};
+
+inline constexpr MigrationStamp rpmToStoreStamp = {"rpm_to_kelp", "var/lib/kelp/.migration_done"};
+inline constexpr MigrationStamp organisationsToSkidStamp = {"org_to_skid",
+                                                            "var/lib/kelp/.migration_skid_done"};
+inline constexpr MigrationStamp integrityConfigurationStamp = {"new_integrityd",
+                                                               "var/lib/kelp/.migration_integrityd_done"};
+
+/// In the order in which they are carried out.
+inline constexpr std::array migrationStamps = {rpmToStoreStamp, organisationsToSkidStamp,
+                                               integrityConfigurationStamp};
+
+} // namespace Core::KELP

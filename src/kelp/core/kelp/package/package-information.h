@@ -1,0 +1,34 @@
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <string>
+
+namespace Core::KELP {
+
+/// What a descriptor says of a version, keyed by section and key: "general.id", "certificate.id" and so on.
+/// docs/formats.md lists the keys.
+using PackageInformation = std::map<std::string, std::string>;
+
+/// What stands under a key, if anything does.
+inline std::optional<std::string> valueOf(const PackageInformation &information, const std::string &key) {
+    const auto found = information.find(key);
+    return found == information.end() ? std::nullopt : std::optional(found->second);
+}
+
+/// A version that is ready to enter the store.
+struct PackageStaging {
+    std::filesystem::path path; ///< The directory that holds the complete tree of the version.
+    std::string id;
+    std::string version;
+    std::optional<std::string> orgName;
+    std::optional<std::string> appName;
+};
+
+/// A staged version with the values that its descriptor gets beside the staging's own.
+struct PackageForMigration : PackageStaging {
+    PackageInformation extras;
+};
+
+} // namespace Core::KELP

@@ -1,0 +1,34 @@
+#include "kelp/core/kelp/package/path-list.h"
+
+#include "kelp/core/common/log-stream.h"
+
+#include <fstream>
+#include <string>
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+std::vector<fs::path> readPathList(const fs::path &file) {
+    std::ifstream stream(file);
+    // Nothing to go by, nothing to remove: a list that cannot be read takes nothing from the system.
+    if (!stream) {
+        Common::LogStream(Common::LogLevel::Warning) << "Couldn't open file: " << file;
+        return {};
+    }
+    std::vector<fs::path> paths;
+    for (std::string line; std::getline(stream, line);)
+        if (!line.empty())
+            paths.emplace_back(line, fs::path::generic_format);
+    return paths;
+}
+
+void writePathList(const fs::path &file, const std::vector<fs::path> &paths, Common::Durability durability) {
+    std::string content;
+    for (const fs::path &path : paths)
+        if (path.native().find('\n') == std::string::npos)
+            content += path.string() + "\n";
+    Common::replaceFile(file, content, durability);
+}
+
+} // namespace Core::KELP

@@ -1,0 +1,127 @@
+#include "kelp/core/kelp/publication/publication-plan.h"
+
+#include "kelp/core/common/copy.h"
+#include "kelp/core/common/filesystem.h"
+#include "kelp/core/common/foreign-text.h"
+#include "kelp/core/common/path-tests.h"
+#include "kelp/core/common/reraise-as.h"
+#include "kelp/core/kelp/mappings/mapping.h"
+
+#include <sstream>
+#include <string_view>
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+constexpr std::string_view targetKey = "target ";
+constexpr std::string_view sourceKey = "source ";
+constexpr std::string_view directoryKey = "directory ";
+constexpr std::string_view endKey = "end ";
+
+std::vector<fs::path> entriesBelow(const fs::path &directory, DanglingLinks danglingLinks) {
+    if (danglingLinks == DanglingLinks::Fail)
+        return Common::listDirectory(directory, Common::Listing::Recursive);
+    return Common::reraiseAs(
+        Common::ErrorCode::Filesystem, "Couldn't read directory: " + directory.string(), [&] {
+            std::vector<fs::path> entries;
+            for (const fs::directory_entry &entry : fs::recursive_directory_iterator(directory))
+                // Without the look through links that listDirectory() takes.
+                entries.push_back(entry.path());
+            return entries;
+        });
+}
+
+/// What a row names may be a link itself: that is one file, at the row's target.
+void planLink(const fs::path &link, const fs::path &target, const fs::path &source,
+              DanglingLinks danglingLinks, PublicationPlan &plan) {
+    if (danglingLinks == DanglingLinks::Count || Common::exists(link))
+        plan.files.push_back({target.parent_path(), source});
+}
+
+void planTree(const fs::path &tree, const fs::path &target, const fs::path &source,
+              DanglingLinks danglingLinks, PublicationPlan &plan) {
+    for (const fs::path &entry : entriesBelow(tree, danglingLinks)) {
+        const fs::path relative = entry.lexically_relative(tree);
+        if (!Common::isSymlink(entry) && Common::isDirectory(entry))
+            plan.directories.push_back(target / relative);
+        // A package may ship a file of the name: published, it would be removed as an unfinished copy.
+        else if (entry.filename() != Common::unfinishedCopyName)
+            plan.files.push_back({target / relative, source / relative});
+    }
+}
+
+/// Takes the line that begins with `key`; nothing when the next one does not.
+std::optional<std::string> takeLine(std::istringstream &lines, std::string_view key) {
+    const auto position = lines.tellg();
+    std::string line;
+    // The last line of a torn file has no line feed.
+    if (std::getline(lines, line) && !lines.eof() && line.starts_with(key))
+        return Common::unescapeLine(line.substr(key.size()));
+    lines.clear();
+    lines.seekg(position);
+    return std::nullopt;
+}
+
+void appendLine(std::string &content, std::string_view key, const fs::path &path) {
+    content.append(key).append(Common::escapeLine(path.native())).append("\n");
+}
+
+std::string countOf(const PublicationPlan &plan) {
+    return std::to_string(plan.files.size() + plan.directories.size());
+}
+
+} // namespace
+
+PublicationPlan planPublication(const fs::path &tree, const fs::path &current,
+                                const std::vector<Mapping> &mappings, DanglingLinks danglingLinks) {
+    PublicationPlan plan;
+    for (const Mapping &mapping : mappings) {
+        const fs::path below = tree / mapping.source();
+        const fs::path target = fs::absolute(mapping.target());
+        const fs::path source = current / mapping.source();
+        if (Common::isSymlink(below)) {
+            planLink(below, target, source, danglingLinks, plan);
+        } else if (Common::exists(below)) {
+            // A target ends in "/", and its parent is the same without it.
+            if (mapping.ownsDirectory())
+                plan.directories.push_back(target.parent_path());
+            planTree(below, target, source, danglingLinks, plan);
+        }
+    }
+    return plan;
+}
+
+void writePublicationPlan(const fs::path &file, const PublicationPlan &plan, Common::Durability durability) {
+    std::string content;
+    for (const fs::path &directory : plan.directories)
+        appendLine(content, directoryKey, directory);
+    for (const PlannedFile &planned : plan.files) {
+        appendLine(content, targetKey, planned.target);
+        appendLine(content, sourceKey, planned.source);
+    }
+    appendLine(content, endKey, countOf(plan));
+    Common::replaceFile(file, content, durability);
+    // The mappings may lie on another filesystem, and be on disk before the name of the plan.
+    if (durability == Common::Durability::Flushed)
+        Common::flushFile(file.parent_path());
+}
+
+std::optional<PublicationPlan> parsePublicationPlan(const std::string &text) {
+    std::istringstream lines(text);
+    PublicationPlan plan;
+    while (const auto directory = takeLine(lines, directoryKey))
+        plan.directories.emplace_back(*directory);
+    while (const auto target = takeLine(lines, targetKey)) {
+        // A target without its source cannot be told from somebody else's file.
+        const auto source = takeLine(lines, sourceKey);
+        if (!source)
+            return std::nullopt;
+        plan.files.push_back({*target, *source});
+    }
+    return takeLine(lines, endKey) == countOf(plan) ? std::optional(plan) : std::nullopt;
+}
+
+} // namespace Core::KELP

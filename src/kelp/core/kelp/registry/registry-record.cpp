@@ -1,0 +1,115 @@
+#include "kelp/core/kelp/registry/registry-record.h"
+
+#include "kelp/core/common/log-stream.h"
+
+#include <boost/algorithm/string/join.hpp>
+#include <boost/lexical_cast/try_lexical_convert.hpp>
+
+#include <map>
+#include <string_view>
+
+namespace Core::KELP {
+
+namespace {
+
+using Common::LogLevel;
+using Common::LogStream;
+
+const std::map<RegistryEvent, std::string> eventLetters = {
+    {RegistryEvent::Install, "I"},
+    {RegistryEvent::Update, "U"},
+    {RegistryEvent::Remove, "R"},
+};
+
+const std::map<std::string, RegistryEvent, std::less<>> events = {
+    {"I", RegistryEvent::Install},
+    {"U", RegistryEvent::Update},
+    {"R", RegistryEvent::Remove},
+};
+
+/// Calls `use` with each piece of `text` between separators that is not empty.
+template<class Use>
+void forEachPiece(std::string_view text, std::string_view separator, const Use &use) {
+    while (!text.empty()) {
+        const std::size_t end = text.find(separator);
+        if (const std::string_view piece = text.substr(0, end); !piece.empty())
+            use(piece);
+        text.remove_prefix(end == std::string_view::npos ? text.size() : end + separator.size());
+    }
+}
+
+/// The values of a line as they stand.
+/// Views of the line, which outlives them.
+struct Fields {
+    std::string_view timestamp;
+    std::string_view event;
+    std::string_view package;
+    std::string_view keyId;
+    std::vector<std::string> previousKeyIds;
+};
+
+void readToken(std::string_view token, Fields &fields) {
+    const std::pair<std::string_view, std::string_view *> plainFields[] = {
+        {"timestamp=", &fields.timestamp},
+        {"event=", &fields.event},
+        {"package=", &fields.package},
+        {"keyid=", &fields.keyId},
+    };
+    for (const auto &[key, value] : plainFields) {
+        if (token.starts_with(key)) {
+            *value = token.substr(key.size());
+            return;
+        }
+    }
+    constexpr std::string_view previous = "prev-keyids=";
+    if (token.starts_with(previous))
+        forEachPiece(token.substr(previous.size()), "->",
+                     [&](std::string_view id) { fields.previousKeyIds.emplace_back(id); });
+    else
+        LogStream(LogLevel::Warning) << "Registry record contains unknown key: " << token;
+}
+
+/// What is wrong with the fields, or nullptr.
+/// The texts keep their mistakes: they are what is looked for.
+const char *complaint(const Fields &fields) {
+    if (fields.timestamp.empty())
+        return "Registry record doesn't contains timestamp";
+    if (fields.event.empty())
+        return "Registry record doesn't contains event type";
+    if (!events.contains(fields.event))
+        return "Registry record contains unknown event type";
+    if (fields.package.empty())
+        return "Registry record doesn't contains package id";
+    if (fields.keyId.empty())
+        return "Registry record doesn't contains key id";
+    return nullptr;
+}
+
+} // namespace
+
+std::string formatRecord(const RegistryRecord &record) {
+    std::string line = "timestamp=" + std::to_string(record.timestamp()) +
+                       " event=" + eventLetters.at(record.event()) + " package=" + record.packageId() +
+                       " keyid=" + record.keyId();
+    if (!record.previousKeyIds().empty())
+        line += " prev-keyids=" + boost::algorithm::join(record.previousKeyIds(), "->");
+    return line;
+}
+
+std::optional<RegistryRecord> parseRecord(const std::string &line) {
+    Fields fields;
+    forEachPiece(line, " ", [&](std::string_view token) { readToken(token, fields); });
+    if (const char *words = complaint(fields)) {
+        LogStream(LogLevel::Warning) << words;
+        return std::nullopt;
+    }
+    std::int64_t timestamp = 0;
+    if (!boost::conversion::try_lexical_convert(fields.timestamp, timestamp)) {
+        LogStream(LogLevel::Warning) << "Couldn't parse timestamp from registry record: " << fields.timestamp;
+        return std::nullopt;
+    }
+    return RegistryRecord(events.find(fields.event)->second, timestamp, std::string(fields.package),
+                          std::string(fields.keyId), std::move(fields.previousKeyIds));
+}
+
+} // namespace Core::KELP

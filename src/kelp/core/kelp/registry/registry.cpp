@@ -1,0 +1,186 @@
+#include "kelp/core/kelp/registry/registry.h"
+
+#include "kelp/core/common/durable-file.h"
+#include "kelp/core/common/file-descriptor.h"
+#include "kelp/core/common/filesystem.h"
+#include "kelp/core/common/log-stream.h"
+#include "kelp/core/common/path-tests.h"
+#include "kelp/core/common/places.h"
+#include "kelp/core/kelp/registry/registry-record.h"
+
+#include <boost/interprocess/exceptions.hpp>
+#include <boost/interprocess/sync/file_lock.hpp>
+#include <boost/interprocess/sync/scoped_lock.hpp>
+#include <boost/range/adaptor/reversed.hpp>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <fstream>
+#include <set>
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+using Common::LogLevel;
+using Common::LogStream;
+
+fs::path registryFile() {
+    return Common::belowRoot("var/lib/kelp/registry");
+}
+
+fs::path neighbour(const char *ending) {
+    fs::path path = registryFile();
+    return path += ending;
+}
+
+/// Whoever may read the file may lock it, and would have us wait for as long as they please.
+bool createLockFile(const fs::path &path) {
+    constexpr mode_t rootAlone = 0600;
+    const Common::FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, rootAlone));
+    // An earlier version made it readable by everybody.
+    if (file.get() >= 0 && ::fchmod(file.get(), rootAlone) == 0)
+        return true;
+    LogStream(LogLevel::Error) << "Couldn't create the registry lock file: " << path;
+    return false;
+}
+
+/// On a file beside the registry, which itself is replaced while it is held. Made and closed before it is
+/// locked: a descriptor that closes later would end the lock.
+bool withExclusiveLock(const std::function<bool()> &function) {
+    namespace interprocess = boost::interprocess;
+    const fs::path path = neighbour(".lock");
+    try {
+        Common::createDirectories(path.parent_path());
+        if (!createLockFile(path))
+            return false;
+        interprocess::file_lock lock(path.c_str());
+        const interprocess::scoped_lock<interprocess::file_lock> guard(lock);
+        return function();
+    } catch (const interprocess::interprocess_exception &error) {
+        LogStream(LogLevel::Error) << error;
+        LogStream(LogLevel::Error) << "Couldn't get an exclusive registry lock";
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Error) << error;
+    }
+    return false;
+}
+
+bool loadRecords(const std::function<void(const RegistryRecord &)> &callback) {
+    const fs::path path = registryFile();
+    if (!Common::exists(path))
+        return true;
+    std::ifstream stream(path);
+    if (!stream) {
+        LogStream(LogLevel::Error) << "Couldn't open registry: " << path;
+        return false;
+    }
+    for (std::string line; std::getline(stream, line);) {
+        if (line.empty())
+            continue;
+        if (const auto record = parseRecord(line))
+            callback(*record);
+        else
+            // Passed over, and gone with the next write: one bad line must not take the history of all
+            // others.
+            LogStream(LogLevel::Warning) << "Bad registry record found: '" << line << "'";
+    }
+    return true;
+}
+
+bool staysBeside(const RegistryRecord &added, const RegistryRecord &old) {
+    switch (added.event()) {
+    case RegistryEvent::Install:
+    case RegistryEvent::Remove:
+        return false;
+    // When it was installed outlives its updates.
+    case RegistryEvent::Update:
+        return old.event() == RegistryEvent::Install;
+    }
+    return true;
+}
+
+/// The records with `added` behind those that it does not supersede. The walk from new to old follows the
+/// chain of keys back: each record of the chain adds the keys before it.
+std::vector<RegistryRecord> appended(const std::vector<RegistryRecord> &records,
+                                     const RegistryRecord &added) {
+    std::set<std::string> keys(added.previousKeyIds().begin(), added.previousKeyIds().end());
+    keys.insert(added.keyId());
+
+    std::vector<RegistryRecord> kept{added};
+    for (const RegistryRecord &record : boost::adaptors::reverse(records)) {
+        if (record.packageId() != added.packageId() || !keys.contains(record.keyId())) {
+            kept.push_back(record);
+            continue;
+        }
+        keys.insert(record.previousKeyIds().begin(), record.previousKeyIds().end());
+        if (staysBeside(added, record))
+            kept.push_back(record);
+    }
+    std::reverse(kept.begin(), kept.end());
+    return kept;
+}
+
+/// Has the new content on disk before the rename that makes it count: renamed earlier, a power cut could
+/// leave an empty registry and with it no memory of which key installed what.
+bool writeNext(const std::string &content) {
+    const fs::path next = neighbour(".next");
+    try {
+        Common::createDirectories(next.parent_path());
+        Common::writeDurably(next, content);
+        return true;
+    } catch (const std::exception &) {
+        LogStream(LogLevel::Error) << "Couldn't write records to the next registry: " << next;
+        return false;
+    }
+}
+
+bool replaceByNext() {
+    const fs::path next = neighbour(".next");
+    const fs::path registry = registryFile();
+    try {
+        // Not flushed: until the rename is on disk, the registry of before is there as a whole.
+        Common::move(next, registry);
+        return true;
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Error) << error;
+        LogStream(LogLevel::Error) << "Couldn't atomically update registry: " << next << " -> " << registry;
+        return false;
+    }
+}
+
+bool append(std::span<const RegistryRecord> added) {
+    std::vector<RegistryRecord> records;
+    if (!loadRecords([&](const RegistryRecord &record) { records.push_back(record); })) {
+        // Written without them, it would have forgotten all that is in them.
+        LogStream(LogLevel::Error) << "Couldn't load registry records";
+        return false;
+    }
+    for (const RegistryRecord &record : added)
+        records = appended(records, record);
+    std::string content;
+    for (const RegistryRecord &record : records)
+        content += formatRecord(record) + "\n";
+    // A kill between the two leaves a next registry that nobody reads, and the next write replaces.
+    return writeNext(content) && replaceByNext();
+}
+
+} // namespace
+
+bool Registry::foreachRecord(const std::function<void(const RegistryRecord &)> &callback) const {
+    return withExclusiveLock([&] { return loadRecords(callback); });
+}
+
+bool Registry::writeRecord(const RegistryRecord &record) const {
+    return writeRecords({&record, 1});
+}
+
+bool Registry::writeRecords(std::span<const RegistryRecord> records) const {
+    return withExclusiveLock([&] { return append(records); });
+}
+
+} // namespace Core::KELP

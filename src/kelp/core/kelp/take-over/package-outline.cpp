@@ -1,0 +1,187 @@
+#include "kelp/core/kelp/take-over/package-outline.h"
+
+#include "kelp/core/common/directory.h"
+#include "kelp/core/common/filesystem.h"
+#include "kelp/core/common/path-tests.h"
+#include "kelp/core/kelp/incoming/link-targets.h"
+#include "kelp/core/kelp/mappings/mapping-table.h"
+#include "kelp/core/kelp/mappings/mapping.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <deque>
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+constexpr int linksInARow = 40; ///< As many as the kernel follows.
+
+void prepend(std::deque<fs::path> &rest, const fs::path &path) {
+    rest.insert(rest.begin(), path.begin(), path.end());
+}
+
+bool pointsBesideItself(const fs::path &target) {
+    return !target.empty() && target.native().front() != '.' && target.native().front() != '/';
+}
+
+/// Whether nobody else can have us read a file of their choice, which the copy would show to everybody: a
+/// link in place of the file counts where root made it, and so do links on the way.
+bool isRootsToLead(const fs::path &installed) {
+    const auto directory = Common::Directory::byLinksOfRoot(installed.parent_path());
+    struct stat status = {};
+    if (!directory || ::lstat(directory->reach(installed.filename()).c_str(), &status) != 0)
+        return false;
+    if (!S_ISLNK(status.st_mode))
+        return true;
+    struct stat holder = {};
+    return status.st_uid == 0 && ::stat(installed.parent_path().c_str(), &holder) == 0 &&
+           holder.st_uid == 0 && (holder.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+}
+
+} // namespace
+
+PackageOutline::PackageOutline(const RpmPackage &package, const fs::path &versionDirectory) :
+    versionDirectory_(versionDirectory) {
+    for (const RpmPackage::FileEntry &entry : package.files())
+        add(package, entry);
+}
+
+void PackageOutline::add(const RpmPackage &package, const RpmPackage::FileEntry &entry) {
+    const fs::path path = package.packagePath(entry);
+    // The copy would be made outside of its tree.
+    if (std::ranges::find(path, "..") != path.end())
+        objection_ = objection_.value_or(entry.path + " is no place in the package");
+    else if (std::holds_alternative<Common::Rpm::Directory>(entry.kind)) {
+        put(path, {});
+    } else if (const auto *link = std::get_if<Common::Rpm::Symlink>(&entry.kind)) {
+        // As RpmPackage::extractLink() is going to make it.
+        const auto translate = [&](const fs::path &system) {
+            return packagePathOf(system, package.mappings());
+        };
+        put(path,
+            {Kind::Link, resolveLink(entry.path, link->target, "", versionDirectory_, translate).second});
+    } else {
+        addInstalledFile(entry.path, path);
+    }
+}
+
+/// As the copy will come out: somebody may have put something else in place of the file.
+void PackageOutline::addInstalledFile(const fs::path &installed, const fs::path &path) {
+    // It is left out of the copy as well, with a warning.
+    if (!Common::exists(installed))
+        return;
+    if (!isRootsToLead(installed)) {
+        objection_ = objection_.value_or("others than root decide what stands at " + installed.string());
+    } else if (Common::isSymlink(installed)) {
+        // Root has put it in the file's place: the copy is what Common::copy() makes of one.
+        const fs::path target = Common::readSymlink(installed);
+        put(path, pointsBesideItself(target) ? Node{Kind::Link, target} : Node{Kind::File, {}});
+    } else if (Common::isRegularFile(installed)) {
+        put(path, {Kind::File, {}});
+    } else if (!objection_) {
+        objection_ = installed.string() + " is not a file any more";
+    }
+}
+
+void PackageOutline::put(const fs::path &path, Node node) {
+    for (fs::path parent = path.parent_path(); !parent.empty(); parent = parent.parent_path()) {
+        const auto [found, isNew] = nodes_.try_emplace(parent.native());
+        if (found->second.kind != Kind::Directory && !objection_)
+            objection_ = parent.string() + " is not a directory";
+        // Its own parents were put with it.
+        if (!isNew)
+            break;
+    }
+    const bool isDirectory = node.kind == Kind::Directory;
+    const auto [found, isNew] = nodes_.try_emplace(path.native(), std::move(node));
+    if (!isNew && !(isDirectory && found->second.kind == Kind::Directory) && !objection_)
+        objection_ = "two of its files would be " + path.string();
+}
+
+const PackageOutline::Node *PackageOutline::find(const fs::path &path) const {
+    const auto found = nodes_.find(path.native());
+    return found == nodes_.end() ? nullptr : &found->second;
+}
+
+/// Walks as the kernel will once the tree lies in the version directory. A link that leaves the version leads
+/// to nothing: what lies there does not come along.
+bool PackageOutline::leadsSomewhere(const fs::path &link) const {
+    std::deque<fs::path> rest(link.begin(), link.end());
+    fs::path reached;
+    for (int links = 0; !rest.empty();) {
+        const fs::path step = rest.front();
+        rest.pop_front();
+        if (step == "..")
+            reached = reached.parent_path();
+        if (step.empty() || step == "." || step == "..")
+            continue;
+        const Node *node = find(reached / step);
+        if (!node)
+            return false;
+        if (node->kind != Kind::Link) {
+            reached /= step;
+            continue;
+        }
+        if (++links > linksInARow)
+            return false;
+        fs::path target = node->target;
+        if (target.is_absolute()) {
+            target = target.lexically_relative(versionDirectory_);
+            if (target.empty() || *target.begin() == "..")
+                return false;
+            reached.clear();
+        }
+        prepend(rest, target);
+    }
+    return true;
+}
+
+std::optional<std::string> PackageOutline::mappingObjection(const Mapping &mapping) const {
+    fs::path reached;
+    for (const fs::path &step : fs::path(mapping.source())) {
+        reached /= step;
+        const Node *node = find(reached);
+        if (!node)
+            return std::nullopt;
+        // A row's source may be a link, which is published as one file. One on the way there would bring in
+        // what lies elsewhere.
+        const bool isSource = reached == fs::path(mapping.source());
+        if (node->kind == Kind::File || (node->kind == Kind::Link && !isSource))
+            return reached.string() + " is not a directory";
+    }
+    return std::nullopt;
+}
+
+std::optional<std::string> PackageOutline::objection(const std::vector<Mapping> &mappings) const {
+    if (objection_)
+        return objection_;
+    for (const auto &[path, node] : nodes_)
+        if (node.kind == Kind::Link && !leadsSomewhere(path))
+            return "the link " + path + " leads to nothing in the package (" + node.target.string() + ")";
+    for (const Mapping &mapping : mappings)
+        if (auto found = mappingObjection(mapping))
+            return found;
+    return std::nullopt;
+}
+
+std::vector<std::string> PackageOutline::targets(const std::vector<Mapping> &mappings) const {
+    std::vector<std::string> places;
+    for (const Mapping &mapping : mappings) {
+        // In the order of their texts, paths below a directory stand together.
+        const std::string below = mapping.source() + "/";
+        if (const Node *source = find(mapping.source()); source && source->kind == Kind::Link)
+            // A target ends in "/", and its parent is the same without it.
+            places.push_back(fs::path(mapping.target()).parent_path().native());
+        for (auto node = nodes_.lower_bound(below); node != nodes_.end() && node->first.starts_with(below);
+             ++node)
+            if (node->second.kind != Kind::Directory)
+                places.push_back(mapping.target() + node->first.substr(below.size()));
+    }
+    return places;
+}
+
+} // namespace Core::KELP

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "kelp/core/kelp/incoming/rpm-package.h"
+
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Core::KELP {
+
+class Mapping;
+
+/// The tree that an installed package of rpm will have in the store, told by rpm's file list and by what of
+/// it stands on the disk; nothing is copied for it.
+class PackageOutline {
+public:
+    /// `versionDirectory` is where the tree will lie: links are made to lead there.
+    PackageOutline(const RpmPackage &package, const std::filesystem::path &versionDirectory);
+
+    /// Why the tree cannot be made or could not be published by `mappings`, the rows for the way from the
+    /// package to the system: two files at one place, a link that leads to nothing in the tree, something
+    /// else than a directory where a mapping has one. Nothing when all is well.
+    std::optional<std::string> objection(const std::vector<Mapping> &mappings) const;
+
+    /// The places in the system at which files of the tree will be published, in no particular order.
+    std::vector<std::string> targets(const std::vector<Mapping> &mappings) const;
+
+private:
+    enum class Kind { Directory, File, Link };
+
+    struct Node {
+        Kind kind = Kind::Directory;
+        std::filesystem::path target; ///< The text of a link.
+    };
+
+    void add(const RpmPackage &package, const RpmPackage::FileEntry &entry);
+    void addInstalledFile(const std::filesystem::path &installed, const std::filesystem::path &path);
+    void put(const std::filesystem::path &path, Node node);
+    bool leadsSomewhere(const std::filesystem::path &link) const;
+    const Node *find(const std::filesystem::path &path) const;
+    std::optional<std::string> mappingObjection(const Mapping &mapping) const;
+
+    std::filesystem::path versionDirectory_;
+    std::map<std::string, Node> nodes_; ///< By their paths in the tree, all directories among them.
+    std::optional<std::string> objection_;
+};
+
+} // namespace Core::KELP

@@ -1,0 +1,281 @@
+#include "kelp/core/kelp/take-over/rpm-migration.h"
+
+#include "kelp/core/common/error.h"
+#include "kelp/core/common/filesystem.h"
+#include "kelp/core/common/i-configuration.h"
+#include "kelp/core/common/log-stream.h"
+#include "kelp/core/common/stop-signals.h"
+#include "kelp/core/kelp/package/i-database-path-resolver.h"
+#include "kelp/core/kelp/take-over/rpm-staging.h"
+#include "kelp/core/kelp/take-over/take-over-store.h"
+
+#include <algorithm>
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+using Common::Error;
+using Common::ErrorCode;
+using Common::LogLevel;
+using Common::LogStream;
+using Common::Rpm::Reader;
+using Common::Rpm::Transaction;
+
+/// What rpm needs for its database and for the scripts that it writes before it runs them.
+constexpr std::uint64_t marginForRpm = 8 * 1024 * 1024;
+
+/// Below this the disk counts as full, whatever failed.
+constexpr std::uint64_t marginForCopies = 64 * 1024;
+
+void logStaying(const std::string &id, const std::string &reason) {
+    LogStream(LogLevel::Error) << "Failed to copy package " << id << " files with mappings: " << reason;
+}
+
+Error noRoom(const std::string &id) {
+    return {ErrorCode::Filesystem, "There is no room to take over " + id + " package"};
+}
+
+void requireMargin(const fs::path &directory) {
+    if (Common::freeSpace(directory) < marginForRpm)
+        throw Error(ErrorCode::Filesystem, "There is too little free space for rpm: " + directory.string());
+}
+
+} // namespace
+
+void RpmMigration::requireRoomForRpm() {
+    requireMargin(Common::Rpm::databaseDirectory());
+    requireMargin(Common::Rpm::scriptDirectory());
+}
+
+RpmMigration::RpmMigration(const IConfiguration &configuration, const IDatabasePathResolver &pathResolver,
+                           TakeOverStore &store, const TakeOverSettlement::Arrival &arrival) :
+    configuration_(&configuration),
+    pathResolver_(&pathResolver),
+    store_(&store),
+    area_(configuration),
+    rpm_(Transaction::WriteLock),
+    settlement_(rpm_, store, pathResolver, configuration, area_, arrival) {
+    rpm_.addFlags(Transaction::NoPlugins);
+    rpm_.setProgressCallback();
+}
+
+std::exception_ptr RpmMigration::failure() const {
+    return failure_ ? failure_ : settlement_.failure();
+}
+
+void RpmMigration::note(std::exception_ptr failure) {
+    if (!this->failure())
+        failure_ = std::move(failure);
+}
+
+std::set<std::string> RpmMigration::idsLeft() const {
+    std::set<std::string> ids;
+    for (const JournalEntry &entry : settlement_.left())
+        ids.insert(entry.id);
+    return ids;
+}
+
+void RpmMigration::run() {
+    // Before anything else, for what follows clears the directory.
+    area_.requireOwn();
+    takeUp();
+    const auto installedVersion = [this](const std::string &id) {
+        return store_->isInstalled(id) ? std::optional(store_->packageInfo(id).at("general.version"))
+                                       : std::nullopt;
+    };
+    RpmSurvey survey(rpm_, installedVersion, *pathResolver_, idsLeft());
+    if (survey.isDamaged()) {
+        const Error error(ErrorCode::Internal, "The rpm database has records that cannot be read");
+        if (!settlement_.left().empty())
+            // One of those that are left may be among them, and would be taken for erased.
+            throw error;
+        LogStream(LogLevel::Warning) << error;
+        settlement_.expectDamage();
+    }
+    dropStored(survey);
+    takeOverInGroups(survey);
+}
+
+void RpmMigration::takeUp() {
+    std::vector<JournalEntry> entries = TakeOverJournal::read();
+    if (!entries.empty()) {
+        // A kill behind the erasure has left it, and what follows is what it was set aside for.
+        area_.releaseReserve();
+        settlement_.settle(std::move(entries));
+    }
+    // Cleared only now: what the journal still names may be the only copy.
+    std::set<fs::path> kept;
+    for (const JournalEntry &entry : settlement_.left())
+        kept.insert(entry.path);
+    area_.clear(kept);
+}
+
+/// Records of packages that the store has as a whole.
+void RpmMigration::dropStored(const RpmSurvey &survey) {
+    std::set<std::uint32_t> instances;
+    for (const RpmSurvey::Item &item : survey.items())
+        if (item.candidate && item.candidate->isInStore)
+            instances.insert(item.candidate->entry.instance);
+    if (instances.empty())
+        return;
+    rpm_.forEachInstalled([&](const Reader &reader) {
+        if (instances.contains(Common::Rpm::databaseInstance(reader)))
+            rpm_.addErase(reader);
+    });
+    // No script may run: the package is in use, under the store.
+    rpm_.runOnDatabaseAlone();
+}
+
+void RpmMigration::takeOverInGroups(RpmSurvey &survey) {
+    Waiting waiting(survey.items().begin(), survey.items().end());
+    while (!waiting.empty()) {
+        // A group that has begun is brought to its end.
+        if (Common::stopRequested())
+            throw Error(ErrorCode::Internal, "Asked to stop between two groups of packages");
+        std::vector<JournalEntry> group = prepareRpmPackagesForMigration(survey, waiting);
+        // Nothing is left, or nothing of it fits even alone.
+        if (group.empty())
+            break;
+        secure(group);
+        erase(group);
+        settle(std::move(group));
+    }
+    for (const RpmSurvey::Item &item : waiting) {
+        const Error error = noRoom(item.id);
+        logStaying(item.id, error.what());
+        note(std::make_exception_ptr(error));
+    }
+}
+
+/// Stages as many of the waiting as fit; those that do not fit wait on. Each package's lines come here, in
+/// the order of rpm's database, and once.
+std::vector<JournalEntry> RpmMigration::prepareRpmPackagesForMigration(RpmSurvey &survey, Waiting &waiting) {
+    std::vector<RpmCandidate *> staged;
+    Waiting rest;
+    for (const RpmSurvey::Item &item : waiting) {
+        if (!item.candidate)
+            LogStream(LogLevel::Warning) << "Package " << item.id << " doesn't have developer certificate";
+        else if (item.candidate->stays)
+            logStaying(item.id, *item.candidate->stays);
+        else if (!item.candidate->isInStore && fits(*item.candidate, staged.size() + 1))
+            stage(survey, *item.candidate, staged, rest);
+        else if (!item.candidate->isInStore)
+            rest.push_back(item);
+    }
+    waiting = std::move(rest);
+    std::vector<JournalEntry> group;
+    for (RpmCandidate *candidate : staged)
+        group.push_back(std::move(candidate->entry));
+    return group;
+}
+
+std::uint64_t RpmMigration::spaceBesideCopies(const IConfiguration &configuration, std::size_t count) {
+    const std::uint64_t margin =
+        Common::isSameFilesystem(configuration.databaseDirectory(), Common::Rpm::databaseDirectory())
+            // rpm's database grows and shrinks on the same space.
+            ? marginForRpm
+            : marginForCopies;
+    return count * StagingArea::reservePerPackage() + margin;
+}
+
+/// What was staged before has taken its space by now, all but the reserve.
+bool RpmMigration::fits(const RpmCandidate &candidate, std::size_t count) const {
+    return candidate.bytes + spaceBesideCopies(*configuration_, count) <= area_.room();
+}
+
+void RpmMigration::stage(RpmSurvey &survey, RpmCandidate &candidate, std::vector<RpmCandidate *> &staged,
+                         Waiting &rest) {
+    JournalEntry &entry = candidate.entry;
+    entry.path = area_.treeOf(entry.id);
+    try {
+        stageInstalledPackage(candidate.package,
+                              fs::absolute(pathResolver_->versionDirectory(entry.id, entry.version)), entry);
+        // With its descriptor, so that the group's one flush has both on disk.
+        store_->describeStaged(entry, entry.extras);
+        staged.push_back(&candidate);
+    } catch (const std::exception &error) {
+        // Asked before the tree goes and makes room: what the disk alone kept out waits for the next group.
+        const bool isFull = area_.room() < marginForCopies;
+        discardTree(entry);
+        if (isFull)
+            rest.push_back({entry.id, &candidate});
+        else
+            leave(survey, candidate, error.what(), staged);
+    }
+}
+
+/// Nothing of the tree is needed: rpm has everything.
+void RpmMigration::discardTree(const JournalEntry &entry) {
+    std::error_code ignored;
+    fs::remove_all(entry.path, ignored);
+}
+
+/// Has a package stay, and with it those that share a file with it: here the staged ones, the others when
+/// their turn comes.
+void RpmMigration::leave(RpmSurvey &survey, RpmCandidate &candidate, const std::string &reason,
+                         std::vector<RpmCandidate *> &staged) {
+    logStaying(candidate.entry.id, reason);
+    survey.withdraw(candidate, reason);
+    std::erase_if(staged, [](const RpmCandidate *other) {
+        if (!other->stays)
+            return false;
+        logStaying(other->entry.id, *other->stays);
+        discardTree(other->entry);
+        return true;
+    });
+}
+
+/// From here on the journal is what the next start goes by.
+void RpmMigration::secure(const std::vector<JournalEntry> &group) {
+    try {
+        area_.secure(group.size());
+        // Too little shows here, and not in the middle of rpm's work on its database.
+        requireRoomForRpm();
+        // The file is replaced as a whole: without these it would forget trees that may be the only copies.
+        std::vector<JournalEntry> all = settlement_.left();
+        all.insert(all.end(), group.begin(), group.end());
+        TakeOverJournal::write(all);
+    } catch (...) {
+        // Nothing was erased. A disk that is full must not stay full of copies.
+        std::error_code ignored;
+        area_.releaseReserve();
+        // It may stand there already, when only its flush failed. In one that others need, the next start
+        // finds that rpm has these untouched.
+        if (settlement_.left().empty())
+            fs::remove(TakeOverJournal::path(), ignored);
+        std::ranges::for_each(group, discardTree);
+        throw;
+    }
+}
+
+void RpmMigration::erase(const std::vector<JournalEntry> &group) {
+    std::set<std::uint32_t> instances;
+    for (const JournalEntry &entry : group)
+        instances.insert(entry.instance);
+    try {
+        rpm_.forEachInstalled([&](const Reader &reader) {
+            if (instances.contains(Common::Rpm::databaseInstance(reader)))
+                rpm_.addErase(reader);
+        });
+        rpm_.run();
+    } catch (const std::exception &error) {
+        // What became of each package is asked for, whatever rpm says.
+        LogStream(LogLevel::Error) << error;
+        note(std::current_exception());
+    }
+    area_.releaseReserve();
+}
+
+void RpmMigration::settle(std::vector<JournalEntry> group) {
+    settlement_.settle(std::move(group));
+    for (const std::string &id : settlement_.untouched()) {
+        const Error error(ErrorCode::Internal, "Couldn't erase " + id + " package from rpm");
+        LogStream(LogLevel::Error) << error;
+        note(std::make_exception_ptr(error));
+    }
+}
+
+} // namespace Core::KELP

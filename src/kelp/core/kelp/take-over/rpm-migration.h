@@ -1,0 +1,77 @@
+#pragma once
+
+#include "kelp/core/common/rpm/transaction.h"
+#include "kelp/core/kelp/take-over/rpm-survey.h"
+#include "kelp/core/kelp/take-over/staging-area.h"
+#include "kelp/core/kelp/take-over/take-over-settlement.h"
+
+#include <deque>
+#include <exception>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Core::KELP {
+
+/// The take-over of the applications that rpm holds, by groups that fit the free space: staged, written to
+/// the journal, erased from rpm, installed. docs/architecture.md has the states of a take-over.
+///
+/// What holds at every moment:
+/// - A journal on disk means that every tree it names is complete and on disk.
+/// - An erasure has begun only under a journal on disk.
+/// - A staged tree goes only when its package is on disk in the store with both lists and its line in the
+///   registry, or in rpm with nothing of it erased.
+/// - The temporary directory is cleared only of what no journal names.
+class RpmMigration {
+public:
+    /// All arguments must outlive the object. `arrival`: see TakeOverSettlement.
+    RpmMigration(const IConfiguration &configuration, const IDatabasePathResolver &pathResolver,
+                 TakeOverStore &store, const TakeOverSettlement::Arrival &arrival);
+
+    /// Takes up what an earlier run left, and goes on with what rpm still holds. Raises what keeps it from
+    /// going on at all: rpm's lock or database, the signature database, a temporary directory that is not its
+    /// own, a journal that cannot be read. Nothing is lost then.
+    void run();
+
+    /// What kept an application from arriving, though the others were taken over; null when nothing did.
+    std::exception_ptr failure() const;
+
+    // What the migration goes by, for a look at what it would do.
+
+    /// The bytes that have to be free beside the copies of a group of so many packages: for the store's own
+    /// files and for rpm.
+    static std::uint64_t spaceBesideCopies(const IConfiguration &configuration, std::size_t count);
+
+    /// Raises ErrorCode::Filesystem when rpm has no room to work. Before anything is erased, it keeps all
+    /// where it is.
+    static void requireRoomForRpm();
+
+private:
+    using Waiting = std::deque<RpmSurvey::Item>;
+
+    void takeUp();
+    void dropStored(const RpmSurvey &survey);
+    void takeOverInGroups(RpmSurvey &survey);
+    std::vector<JournalEntry> prepareRpmPackagesForMigration(RpmSurvey &survey, Waiting &waiting);
+    bool fits(const RpmCandidate &candidate, std::size_t count) const;
+    void stage(RpmSurvey &survey, RpmCandidate &candidate, std::vector<RpmCandidate *> &staged,
+               Waiting &rest);
+    static void leave(RpmSurvey &survey, RpmCandidate &candidate, const std::string &reason,
+                      std::vector<RpmCandidate *> &staged);
+    static void discardTree(const JournalEntry &entry);
+    void erase(const std::vector<JournalEntry> &group);
+    void secure(const std::vector<JournalEntry> &group);
+    void settle(std::vector<JournalEntry> group);
+    void note(std::exception_ptr failure);
+    std::set<std::string> idsLeft() const;
+
+    const IConfiguration *configuration_;
+    const IDatabasePathResolver *pathResolver_;
+    TakeOverStore *store_;
+    StagingArea area_;
+    Common::Rpm::Transaction rpm_;
+    TakeOverSettlement settlement_;
+    std::exception_ptr failure_;
+};
+
+} // namespace Core::KELP

@@ -1,0 +1,100 @@
+#pragma once
+
+#include "kelp/core/kelp/incoming/rpm-package.h"
+#include "kelp/core/kelp/take-over/place-on-disk.h"
+#include "kelp/core/kelp/take-over/take-over-journal.h"
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace Common::Rpm {
+class Reader;
+class Transaction;
+} // namespace Common::Rpm
+namespace PackageSignatures {
+class Certificate;
+class Database;
+} // namespace PackageSignatures
+
+namespace Core::KELP {
+
+class IDatabasePathResolver;
+
+/// The digest that tells the header of one package from that of another.
+std::string headerDigest(const Common::Rpm::Reader &reader);
+
+/// An application that rpm holds and that has a developer's certificate.
+struct RpmCandidate {
+    RpmPackage package;
+    JournalEntry entry;               ///< All but the staging directory and the identities of the files.
+    std::uint64_t bytes = 0;          ///< That its copy takes, at the least.
+    std::vector<PlaceOnDisk> files;   ///< Of those that rpm would erase, in the order of entry.files.
+    bool isInStore = false;           ///< The store has this very version, and all files are its own by now.
+    std::optional<std::string> stays; ///< Why the application stays in rpm.
+};
+
+/// What the machine's rpm database holds, and what of it can be taken over without a loss: decided before
+/// anything is copied, from rpm's records and the disk alone. Nothing is changed.
+///
+/// An application stays in rpm when its tree could not be made or published as a whole: a link that would
+/// lead nowhere, a target at which something stands that rpm will not take away with it, a file or a target
+/// that it shares with a package that stays, a second record of the same name.
+class RpmSurvey {
+public:
+    /// One record of rpm's, in the order of the database.
+    struct Item {
+        std::string id;
+        RpmCandidate *candidate = nullptr; ///< Null for one without a developer's certificate.
+    };
+
+    /// The version of record of a package in the store, as IDatabase::packageInfo() tells it; nothing for one
+    /// that is not installed.
+    using InstalledVersion = std::function<std::optional<std::string>(const std::string &id)>;
+
+    /// `exceptIds` are left out: applications that are on their way already. Raises as the signature
+    /// database, Transaction::forEachInstalled and `installedVersion` do. A record that cannot be read is
+    /// logged and left in rpm.
+    RpmSurvey(const Common::Rpm::Transaction &rpm, const InstalledVersion &installedVersion,
+              const IDatabasePathResolver &pathResolver, const std::set<std::string> &exceptIds);
+
+    const std::vector<Item> &items() const { return items_; }
+
+    /// Whether rpm passed over records that it could not read.
+    bool isDamaged() const { return isDamaged_; }
+
+    /// Has a candidate stay after all, and with it those that share a file with it.
+    void withdraw(RpmCandidate &candidate, const std::string &reason);
+
+private:
+    void readRecord(const Common::Rpm::Reader &reader, const PackageSignatures::Database &signatures,
+                    const std::set<std::string> &exceptIds);
+    void judgeAlone(RpmCandidate &candidate, const InstalledVersion &installedVersion,
+                    const IDatabasePathResolver &pathResolver);
+    static void judgeStored(RpmCandidate &candidate, const std::string &installed,
+                            const IDatabasePathResolver &pathResolver);
+    void findForeignOwners(const Common::Rpm::Transaction &rpm);
+    void markForeign(const Common::Rpm::Reader &reader, const std::set<PlaceOnDisk> &directories);
+    void judgeTargets(RpmCandidate &candidate);
+    std::optional<std::string> targetObjection(const RpmCandidate &candidate,
+                                               const std::string &target) const;
+    void spread();
+
+    std::vector<Item> items_;
+    std::vector<std::unique_ptr<RpmCandidate>> candidates_;
+    std::map<std::string, int> records_; ///< How many of each name.
+    bool isDamaged_ = false;
+
+    mutable PlaceFinder places_;
+    std::map<PlaceOnDisk, std::vector<RpmCandidate *>> owners_;
+    std::map<PlaceOnDisk, std::vector<RpmCandidate *>> claims_; ///< Of targets.
+    std::map<PlaceOnDisk, std::string> foreign_;                ///< Files of owners_ that others have too.
+    std::map<const RpmCandidate *, std::vector<std::string>> targets_;
+};
+
+} // namespace Core::KELP

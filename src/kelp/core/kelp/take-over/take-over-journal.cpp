@@ -1,0 +1,203 @@
+#include "kelp/core/kelp/take-over/take-over-journal.h"
+
+#include "kelp/core/common/durable-file.h"
+#include "kelp/core/common/error.h"
+#include "kelp/core/common/filesystem.h"
+#include "kelp/core/common/foreign-text.h"
+#include "kelp/core/common/places.h"
+
+#include <boost/lexical_cast.hpp>
+
+#include <sstream>
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+using Common::Error;
+using Common::ErrorCode;
+using Common::escapeLine;
+using Common::unescapeLine;
+
+/// Another format gets another number: what this program does not know it refuses, and clears nothing.
+constexpr const char *title = "kelp take-over 1";
+
+void formatFile(std::ostream &lines, const JournalledFile &file) {
+    lines << "file " << (file.isShared ? 's' : '-') << (file.isConfiguration ? 'c' : '-');
+    if (const auto &identity = file.identity)
+        lines << ' ' << identity->device << ' ' << identity->inode << ' ' << identity->size << ' '
+              << identity->modified;
+    else
+        lines << " - - - -";
+    lines << ' ' << escapeLine(file.path) << '\n';
+}
+
+void formatEntry(std::ostream &lines, const JournalEntry &entry) {
+    lines << "package " << escapeLine(entry.id) << "\nversion " << escapeLine(entry.version) << "\nheader "
+          << entry.instance << ' ' << escapeLine(entry.digest) << "\nstaging "
+          << escapeLine(entry.path.native()) << '\n';
+    if (entry.orgName)
+        lines << "orgname " << escapeLine(*entry.orgName) << '\n';
+    if (entry.appName)
+        lines << "appname " << escapeLine(*entry.appName) << '\n';
+    for (const auto &[key, value] : entry.extras)
+        // Keys are this program's own words, without spaces; what a package or a certificate says is escaped.
+        lines << "extra " << key << ' ' << escapeLine(value) << '\n';
+    for (const JournalledFile &file : entry.files)
+        formatFile(lines, file);
+}
+
+Error damaged() {
+    return {ErrorCode::Internal, "Couldn't read the take-over journal: " + TakeOverJournal::path().string()};
+}
+
+/// The words of one line, from the left. Raises for a word that is missing or not of the kind asked for.
+class Words {
+public:
+    explicit Words(const std::string &line) : rest_(line) {}
+
+    std::string next() {
+        const std::size_t end = rest_.find(' ');
+        if (end == std::string::npos)
+            throw damaged();
+        std::string word = rest_.substr(0, end);
+        rest_.erase(0, end + 1);
+        return word;
+    }
+
+    template<class Number>
+    Number nextNumber() {
+        const std::string word = next();
+        // lexical_cast takes a negative number for a large one.
+        if (std::is_unsigned_v<Number> && word.starts_with('-'))
+            throw damaged();
+        try {
+            return boost::lexical_cast<Number>(word);
+        } catch (const boost::bad_lexical_cast &) {
+            throw damaged();
+        }
+    }
+
+    /// The last value of a line, which alone may hold spaces.
+    std::string rest() const { return unescapeLine(rest_); }
+
+private:
+    std::string rest_;
+};
+
+JournalledFile parseFile(Words words) {
+    JournalledFile file;
+    const std::string flags = words.next();
+    if (flags != "--" && flags != "s-" && flags != "-c" && flags != "sc")
+        throw damaged();
+    file.isShared = flags[0] == 's';
+    file.isConfiguration = flags[1] == 'c';
+    // A look ahead: what is no dash is the first of the four numbers.
+    Words absent = words;
+    if (absent.next() == "-") {
+        for (int i = 0; i < 4; ++i)
+            words.next();
+    } else {
+        Common::FileIdentity identity;
+        identity.device = words.nextNumber<std::uint64_t>();
+        identity.inode = words.nextNumber<std::uint64_t>();
+        identity.size = words.nextNumber<std::uint64_t>();
+        identity.modified = words.nextNumber<std::int64_t>();
+        file.identity = identity;
+    }
+    file.path = words.rest();
+    return file;
+}
+
+void parseFact(const std::string &name, Words words, JournalEntry &entry) {
+    if (name == "version") {
+        entry.version = words.rest();
+    } else if (name == "header") {
+        entry.instance = words.nextNumber<std::uint32_t>();
+        entry.digest = words.rest();
+    } else if (name == "staging") {
+        entry.path = words.rest();
+    } else if (name == "orgname") {
+        entry.orgName = words.rest();
+    } else if (name == "appname") {
+        entry.appName = words.rest();
+    } else if (name == "extra") {
+        const std::string key = words.next();
+        entry.extras[key] = words.rest();
+    } else if (name == "file") {
+        entry.files.push_back(parseFile(std::move(words)));
+    } else {
+        throw damaged();
+    }
+}
+
+/// Without these nothing could be done with the tree, nor could it be found.
+bool isComplete(const JournalEntry &entry) {
+    return !entry.id.empty() && !entry.version.empty() && !entry.path.empty();
+}
+
+} // namespace
+
+fs::path TakeOverJournal::path() {
+    return Common::rootPath() / "var/lib/kelp/takeover.journal";
+}
+
+std::string TakeOverJournal::format(const std::vector<JournalEntry> &entries) {
+    std::ostringstream lines;
+    lines << title << '\n';
+    for (const JournalEntry &entry : entries)
+        formatEntry(lines, entry);
+    lines << "end " << entries.size() << '\n';
+    return lines.str();
+}
+
+std::vector<JournalEntry> TakeOverJournal::parse(const std::string &content) {
+    std::istringstream lines(content);
+    std::vector<JournalEntry> entries;
+    std::string line;
+    if (!content.ends_with('\n') || !std::getline(lines, line) || line != title)
+        throw damaged();
+    while (std::getline(lines, line)) {
+        Words words(line);
+        const std::string name = words.next();
+        if (name == "end") {
+            // A file that was cut between two packages would look like a journal of fewer.
+            const bool whole = words.rest() == std::to_string(entries.size()) && !std::getline(lines, line);
+            if (!whole || !std::ranges::all_of(entries, isComplete))
+                throw damaged();
+            return entries;
+        }
+        if (name == "package")
+            entries.emplace_back().id = words.rest();
+        else if (entries.empty())
+            throw damaged();
+        else
+            // A word that nobody knows is damage as well: it may be the one on which the right deed depends.
+            parseFact(name, std::move(words), entries.back());
+    }
+    throw damaged();
+}
+
+std::vector<JournalEntry> TakeOverJournal::read() {
+    const std::optional<std::string> content = Common::readIfExists(path());
+    // No journal is no news; one that cannot be read may name the only copies, and raises.
+    return content ? parse(*content) : std::vector<JournalEntry>{};
+}
+
+void TakeOverJournal::write(const std::vector<JournalEntry> &entries) {
+    Common::createDirectories(path().parent_path());
+    // In one step, so that a kill leaves the journal before, whose packages are all still on their way.
+    Common::replaceDurably(path(), format(entries));
+    // Its name too must be there when the first package is gone from rpm.
+    Common::flushFile(path().parent_path());
+}
+
+void TakeOverJournal::remove() {
+    Common::removeAll(path());
+    // A journal that came back with the next power cut would only have the next start look once more.
+    Common::flushFile(path().parent_path());
+}
+
+} // namespace Core::KELP

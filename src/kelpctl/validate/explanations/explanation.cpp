@@ -1,0 +1,37 @@
+#include "kelpctl/validate/explanations/explanation.h"
+
+#include <algorithm>
+
+namespace KelpCtl {
+
+std::string nameOf(Validator::LogLevel level) {
+    constexpr const char *names[] = {"warning", "error", "critical", "info"};
+    return names[static_cast<std::size_t>(level)];
+}
+
+const Explanation &explanationOf(std::string_view id) {
+    static constexpr Explanation unknown{};
+    for (const auto &table : {headerExplanations(), contentExplanations(), desktopExplanations(),
+                              sandboxExplanations(), taskExplanations(), programExplanations()})
+        if (const auto found = std::ranges::find(table, id, &Explanation::id); found != table.end())
+            return *found;
+    return unknown;
+}
+
+std::string explained(const Validator::CatalogueEntry &entry) {
+    const Explanation &explanation = explanationOf(entry.id);
+    std::string text = std::string(entry.id) + " (" + nameOf(entry.level) + ")\n\n";
+    for (const auto &[heading, body] : {std::pair("What is wrong", explanation.what),
+                                        {"Why", explanation.why},
+                                        {"How to mend it", explanation.mend}})
+        text += heading + (": " + std::string(body)) + "\n\n";
+    text += "Example:\n";
+    for (std::string_view rest = explanation.example; !rest.empty();) {
+        const std::size_t end = std::min(rest.find('\n'), rest.size());
+        text += "    " + std::string(rest.substr(0, end)) + '\n';
+        rest.remove_prefix(std::min(end + 1, rest.size()));
+    }
+    return text;
+}
+
+} // namespace KelpCtl
