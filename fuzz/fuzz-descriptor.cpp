@@ -1,6 +1,6 @@
 // Any file is refused with the one error or has all required keys with values.
 
-#include "kelp/core/common/error.h"
+#include "kelp/core/common/errors/error.h"
 #include "kelp/core/kelp/package/descriptor.h"
 #include "support/fuzz-file.h"
 

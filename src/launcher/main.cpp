@@ -1,8 +1,8 @@
 // Brings a machine over to the package store, once. kelp-launcher(8) tells what it does.
 
 #include "kelp/core/common/configuration.h"
-#include "kelp/core/common/log-stream.h"
-#include "kelp/core/common/path-tests.h"
+#include "kelp/core/common/errors/log-stream.h"
+#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/places.h"
 #include "kelp/core/common/stop-signals.h"
 #include "kelp/core/common/writer-lock.h"

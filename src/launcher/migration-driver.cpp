@@ -1,7 +1,7 @@
 #include "launcher/migration-driver.h"
 
-#include "kelp/core/common/log-stream.h"
-#include "kelp/core/common/path-tests.h"
+#include "kelp/core/common/errors/log-stream.h"
+#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/stop-signals.h"
 
 #include <fstream>

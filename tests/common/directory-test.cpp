@@ -1,4 +1,4 @@
-#include "kelp/core/common/directory.h"
+#include "kelp/core/common/files/directory.h"
 
 #include "support/temporary-directory.h"
 #include "support/text-file.h"

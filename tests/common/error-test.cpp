@@ -1,7 +1,7 @@
-#include "kelp/core/common/error.h"
+#include "kelp/core/common/errors/error.h"
 
-#include "kelp/core/common/category-of-rows.h"
-#include "kelp/core/common/error-category.h"
+#include "kelp/core/common/errors/category-of-rows.h"
+#include "kelp/core/common/errors/error-category.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "kelp/core/common/log-stream.h"
+#include "kelp/core/common/errors/log-stream.h"
 
 #include "support/captured-output.h"
 #include "support/scoped-environment.h"

@@ -1,6 +1,6 @@
 #include "kelp/core/kelp/mappings/mapping-files.h"
 
-#include "kelp/core/common/extended-attributes.h"
+#include "kelp/core/common/files/extended-attributes.h"
 #include "support/captured-output.h"
 #include "support/error-matcher.h"
 #include "support/temporary-directory.h"

@@ -1,6 +1,6 @@
 #include "store-fixture.h"
 
-#include "kelp/core/common/extended-attributes.h"
+#include "kelp/core/common/files/extended-attributes.h"
 #include "kelp/core/kelp/mappings/mapping-files.h"
 
 #include <sys/resource.h>

@@ -1,6 +1,6 @@
 #include "store-fixture.h"
 
-#include "kelp/core/common/copy.h"
+#include "kelp/core/common/files/copy.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/publication/publication-plan.h"
 

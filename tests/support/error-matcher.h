@@ -1,7 +1,7 @@
 #pragma once
 
-#include "kelp/core/common/error-category.h"
-#include "kelp/core/common/error.h"
+#include "kelp/core/common/errors/error-category.h"
+#include "kelp/core/common/errors/error.h"
 
 #include <gmock/gmock.h>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "kelp/core/common/configuration.h"
-#include "kelp/core/common/error.h"
+#include "kelp/core/common/errors/error.h"
 #include "kelp/core/trusted-sources/error-category.h"
 #include "kelp/core/trusted-sources/sqlite-database.h"
 #include "support/captured-output.h"

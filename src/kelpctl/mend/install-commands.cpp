@@ -3,8 +3,8 @@
 #include "kelpctl/terminal.h"
 
 #include "kelp/core/common/configuration.h"
-#include "kelp/core/common/error-category.h"
-#include "kelp/core/common/error.h"
+#include "kelp/core/common/errors/error-category.h"
+#include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/writer-lock.h"
 #include "kelp/core/kelp/mending/installation.h"
 #include "kelp/core/kelp/mending/removal.h"

@@ -1,6 +1,6 @@
 #include "kelpctl/see/machine.h"
 
-#include "kelp/core/common/error.h"
+#include "kelp/core/common/errors/error.h"
 
 #include <CLI/CLI.hpp>
 

@@ -6,7 +6,7 @@
 #include "kelpctl/see/stored-application.h"
 #include "kelpctl/shown-text.h"
 
-#include "kelp/core/common/error.h"
+#include "kelp/core/common/errors/error.h"
 #include "kelp/core/kelp/mappings/mapping-files.h"
 
 #include <boost/json.hpp>

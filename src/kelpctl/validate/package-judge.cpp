@@ -4,8 +4,8 @@
 #include "kelpctl/validate/progress.h"
 #include "kelpctl/validate/workspace.h"
 
-#include "kelp/core/common/error-category.h"
-#include "kelp/core/common/error.h"
+#include "kelp/core/common/errors/error-category.h"
+#include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/rpm/initialise.h"
 #include "kelp/core/common/rpm/payload-digest.h"
 #include "kelp/core/common/rpm/tags.h"

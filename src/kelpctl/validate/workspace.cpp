@@ -1,6 +1,6 @@
 #include "kelpctl/validate/workspace.h"
 
-#include "kelp/core/common/filesystem.h"
+#include "kelp/core/common/files/filesystem.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,6 +1,6 @@
 #include "platform/managed-configuration/cpf-validator.h"
 
-#include "kelp/core/common/path-tests.h"
+#include "kelp/core/common/files/path-tests.h"
 #include "platform/managed-configuration/json-object-check.h"
 
 #include <array>

@@ -1,6 +1,6 @@
 #include "kelp/core/kelp/validator/data/png-size.h"
 
-#include "kelp/core/common/error.h"
+#include "kelp/core/common/errors/error.h"
 #include "png-image.h"
 #include "support/error-matcher.h"
 #include "support/temporary-directory.h"

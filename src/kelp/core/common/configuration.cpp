@@ -1,6 +1,6 @@
 #include "kelp/core/common/configuration.h"
 
-#include "kelp/core/common/log-stream.h"
+#include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/common/places.h"
 
 #include <boost/property_tree/ini_parser.hpp>

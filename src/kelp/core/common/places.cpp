@@ -1,7 +1,7 @@
 #include "kelp/core/common/places.h"
 
-#include "kelp/core/common/path-tests.h"
-#include "kelp/core/common/reraise-as.h"
+#include "kelp/core/common/errors/reraise-as.h"
+#include "kelp/core/common/files/path-tests.h"
 
 #include <boost/filesystem/operations.hpp>
 

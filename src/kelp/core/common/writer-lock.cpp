@@ -1,9 +1,9 @@
 #include "kelp/core/common/writer-lock.h"
 
-#include "kelp/core/common/durable-file.h"
-#include "kelp/core/common/error.h"
-#include "kelp/core/common/filesystem.h"
-#include "kelp/core/common/log-stream.h"
+#include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/errors/log-stream.h"
+#include "kelp/core/common/files/durable-file.h"
+#include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/places.h"
 
 #include <fcntl.h>

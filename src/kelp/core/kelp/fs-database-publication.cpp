@@ -1,10 +1,10 @@
 // The part of FSDatabase that publishes the files of the current version, so that it can be taken back after
 // any interruption: the plan of it is on disk before the first file is published, and until the lists are.
 
-#include "kelp/core/common/error.h"
-#include "kelp/core/common/filesystem.h"
-#include "kelp/core/common/log-stream.h"
-#include "kelp/core/common/path-tests.h"
+#include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/errors/log-stream.h"
+#include "kelp/core/common/files/filesystem.h"
+#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/kelp/fs-database.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/package/descriptor.h"

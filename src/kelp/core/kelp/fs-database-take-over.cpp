@@ -1,9 +1,9 @@
 // The part of FSDatabase that makes an installed package of a tree of which there may be no other copy.
 
-#include "kelp/core/common/error.h"
-#include "kelp/core/common/filesystem.h"
-#include "kelp/core/common/path-tests.h"
-#include "kelp/core/common/reraise-as.h"
+#include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/errors/reraise-as.h"
+#include "kelp/core/common/files/filesystem.h"
+#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/kelp/fs-database.h"
 #include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/kelp/package/i-database-path-resolver.h"

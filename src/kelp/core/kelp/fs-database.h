@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kelp/core/common/durable-file.h"
+#include "kelp/core/common/files/durable-file.h"
 #include "kelp/core/kelp/package/i-database-path-resolver.h"
 #include "kelp/core/kelp/package/package-information.h"
 #include "kelp/core/kelp/take-over/take-over-store.h"

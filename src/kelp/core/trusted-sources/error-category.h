@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kelp/core/common/category-of-rows.h"
+#include "kelp/core/common/errors/category-of-rows.h"
 
 #include <cstdint>
 

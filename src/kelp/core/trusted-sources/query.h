@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kelp/core/common/reraise-as.h"
+#include "kelp/core/common/errors/reraise-as.h"
 #include "kelp/core/trusted-sources/error-category.h"
 
 #include <SQLiteCpp/Statement.h>

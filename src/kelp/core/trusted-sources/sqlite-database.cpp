@@ -1,6 +1,6 @@
 #include "kelp/core/trusted-sources/sqlite-database.h"
 
-#include "kelp/core/common/file-descriptor.h"
+#include "kelp/core/common/files/file-descriptor.h"
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/trusted-sources/query.h"
 #include "kelp/core/trusted-sources/schema.h"

@@ -1,6 +1,6 @@
 #include "kelp/core/common/rpm/current-entry.h"
 
-#include "kelp/core/common/error.h"
+#include "kelp/core/common/errors/error.h"
 
 #include <rpm/rpmfiles.h>
 #include <rpm/rpmmacro.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kelp/core/common/log-stream.h"
+#include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/common/rpm/package-entry.h"
 #include "kelp/core/common/rpm/reader.h"
 

@@ -1,9 +1,9 @@
 #include "kelp/core/common/rpm/database-copy.h"
 
-#include "kelp/core/common/error.h"
-#include "kelp/core/common/file-descriptor.h"
+#include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/files/file-descriptor.h"
+#include "kelp/core/common/files/scratch-directory.h"
 #include "kelp/core/common/rpm/transaction.h"
-#include "kelp/core/common/scratch-directory.h"
 
 #include <rpm/rpmmacro.h>
 

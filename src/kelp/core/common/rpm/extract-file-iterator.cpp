@@ -1,6 +1,6 @@
 #include "kelp/core/common/rpm/extract-file-iterator.h"
 
-#include "kelp/core/common/error.h"
+#include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/rpm/current-entry.h"
 #include "kelp/core/common/rpm/tags.h"
 

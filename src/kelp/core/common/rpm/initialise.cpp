@@ -1,6 +1,6 @@
 #include "kelp/core/common/rpm/initialise.h"
 
-#include "kelp/core/common/log-stream.h"
+#include "kelp/core/common/errors/log-stream.h"
 
 #include <rpm/rpmlib.h>
 #include <rpm/rpmlog.h>

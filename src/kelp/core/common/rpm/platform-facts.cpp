@@ -1,6 +1,6 @@
 #include "kelp/core/common/rpm/platform-facts.h"
 
-#include "kelp/core/common/error.h"
+#include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/places.h"
 
 #include <sys/utsname.h>

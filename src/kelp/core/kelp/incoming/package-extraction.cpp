@@ -1,7 +1,7 @@
 #include "kelp/core/kelp/incoming/package-extraction.h"
 
-#include "kelp/core/common/error-category.h"
-#include "kelp/core/common/error.h"
+#include "kelp/core/common/errors/error-category.h"
+#include "kelp/core/common/errors/error.h"
 #include "kelp/core/kelp/incoming/link-targets.h"
 #include "kelp/core/kelp/incoming/package-links.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"

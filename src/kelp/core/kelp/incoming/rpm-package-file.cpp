@@ -1,6 +1,6 @@
 // The part of RpmPackage that reads package files.
 
-#include "kelp/core/common/error.h"
+#include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/foreign-text.h"
 #include "kelp/core/common/rpm/extract-file-iterator.h"
 #include "kelp/core/common/rpm/file-iterator.h"

@@ -1,7 +1,7 @@
 #include "kelp/core/kelp/incoming/staging-directory.h"
 
-#include "kelp/core/common/error.h"
-#include "kelp/core/common/filesystem.h"
+#include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/files/filesystem.h"
 
 #include <dirent.h>
 #include <fcntl.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kelp/core/common/file-descriptor.h"
+#include "kelp/core/common/files/file-descriptor.h"
 #include "kelp/core/kelp/incoming/link-targets.h"
 
 #include <filesystem>

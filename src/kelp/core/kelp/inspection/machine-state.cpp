@@ -1,6 +1,6 @@
 #include "kelp/core/kelp/inspection/machine-state.h"
 
-#include "kelp/core/common/path-tests.h"
+#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/places.h"
 #include "kelp/core/kelp/inspection/records-view.h"
 #include "kelp/core/kelp/inspection/rpm-view.h"

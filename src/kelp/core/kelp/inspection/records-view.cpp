@@ -1,8 +1,8 @@
 #include "kelp/core/kelp/inspection/records-view.h"
 
-#include "kelp/core/common/durable-file.h"
+#include "kelp/core/common/files/durable-file.h"
+#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/foreign-text.h"
-#include "kelp/core/common/path-tests.h"
 #include "kelp/core/common/places.h"
 
 #include <optional>

@@ -1,7 +1,7 @@
 #include "kelp/core/kelp/inspection/rpm-view.h"
 
-#include "kelp/core/common/log-stream.h"
-#include "kelp/core/common/path-tests.h"
+#include "kelp/core/common/errors/log-stream.h"
+#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/rpm/database-copy.h"
 #include "kelp/core/common/rpm/file-iterator.h"
 #include "kelp/core/common/rpm/tags.h"

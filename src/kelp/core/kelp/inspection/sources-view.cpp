@@ -1,9 +1,9 @@
 #include "kelp/core/kelp/inspection/sources-view.h"
 
-#include "kelp/core/common/error.h"
+#include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/files/path-tests.h"
+#include "kelp/core/common/files/scratch-directory.h"
 #include "kelp/core/common/i-configuration.h"
-#include "kelp/core/common/path-tests.h"
-#include "kelp/core/common/scratch-directory.h"
 
 #include <SQLiteCpp/Database.h>
 #include <SQLiteCpp/Statement.h>

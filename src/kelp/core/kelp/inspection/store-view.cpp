@@ -1,8 +1,8 @@
 #include "kelp/core/kelp/inspection/store-view.h"
 
-#include "kelp/core/common/error.h"
+#include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/i-configuration.h"
-#include "kelp/core/common/path-tests.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
 #include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/kelp/package/path-list.h"

@@ -1,6 +1,6 @@
 #include "kelp/core/kelp/inspection/take-over-view.h"
 
-#include "kelp/core/common/path-tests.h"
+#include "kelp/core/common/files/path-tests.h"
 
 namespace Core::KELP {
 

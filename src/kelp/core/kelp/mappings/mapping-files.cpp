@@ -1,11 +1,11 @@
 #include "kelp/core/kelp/mappings/mapping-files.h"
 
-#include "kelp/core/common/copy.h"
-#include "kelp/core/common/directory.h"
-#include "kelp/core/common/extended-attributes.h"
-#include "kelp/core/common/filesystem.h"
-#include "kelp/core/common/path-tests.h"
-#include "kelp/core/common/reraise-as.h"
+#include "kelp/core/common/errors/reraise-as.h"
+#include "kelp/core/common/files/copy.h"
+#include "kelp/core/common/files/directory.h"
+#include "kelp/core/common/files/extended-attributes.h"
+#include "kelp/core/common/files/filesystem.h"
+#include "kelp/core/common/files/path-tests.h"
 
 namespace fs = std::filesystem;
 

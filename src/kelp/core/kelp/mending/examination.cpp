@@ -1,6 +1,6 @@
 #include "kelp/core/kelp/mending/examination.h"
 
-#include "kelp/core/common/log-stream.h"
+#include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/kelp/inspection/records-view.h"
 #include "kelp/core/kelp/inspection/rpm-view.h"
 #include "kelp/core/kelp/inspection/sources-view.h"

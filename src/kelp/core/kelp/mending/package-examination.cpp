@@ -1,7 +1,7 @@
 #include "kelp/core/kelp/mending/partial-examinations.h"
 
-#include "kelp/core/common/filesystem.h"
-#include "kelp/core/common/path-tests.h"
+#include "kelp/core/common/files/filesystem.h"
+#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/kelp/fs-database.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
 

@@ -1,9 +1,9 @@
 #include "kelp/core/kelp/mending/partial-examinations.h"
 
-#include "kelp/core/common/durable-file.h"
-#include "kelp/core/common/filesystem.h"
+#include "kelp/core/common/files/durable-file.h"
+#include "kelp/core/common/files/filesystem.h"
+#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/i-configuration.h"
-#include "kelp/core/common/path-tests.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
 #include "kelp/core/kelp/package/path-list.h"

@@ -1,7 +1,7 @@
 #include "kelp/core/kelp/mending/partial-examinations.h"
 
-#include "kelp/core/common/error.h"
-#include "kelp/core/common/filesystem.h"
+#include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/kelp/inspection/records-view.h"
 #include "kelp/core/kelp/inspection/rpm-view.h"

@@ -1,8 +1,8 @@
 #include "kelp/core/kelp/mending/removal.h"
 
-#include "kelp/core/common/durable-file.h"
-#include "kelp/core/common/error.h"
-#include "kelp/core/common/filesystem.h"
+#include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/files/durable-file.h"
+#include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/kelp/fs-database.h"
 #include "kelp/core/kelp/inspection/records-view.h"
 #include "kelp/core/kelp/inspection/take-over-view.h"

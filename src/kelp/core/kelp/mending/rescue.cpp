@@ -1,6 +1,6 @@
 #include "kelp/core/kelp/mending/rescue.h"
 
-#include "kelp/core/common/durable-file.h"
+#include "kelp/core/common/files/durable-file.h"
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/kelp/fs-database.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"

@@ -1,6 +1,6 @@
 #include "kelp/core/kelp/package/package.h"
 
-#include "kelp/core/common/error.h"
+#include "kelp/core/common/errors/error.h"
 #include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/kelp/package/package-information.h"
 

@@ -1,10 +1,10 @@
 #include "kelp/core/kelp/package/integrity-resource.h"
 
 #include "kelp/core/common/configuration.h"
-#include "kelp/core/common/durable-file.h"
-#include "kelp/core/common/error.h"
-#include "kelp/core/common/filesystem.h"
-#include "kelp/core/common/path-tests.h"
+#include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/files/durable-file.h"
+#include "kelp/core/common/files/filesystem.h"
+#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/places.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
 

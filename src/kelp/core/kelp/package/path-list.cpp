@@ -1,6 +1,6 @@
 #include "kelp/core/kelp/package/path-list.h"
 
-#include "kelp/core/common/log-stream.h"
+#include "kelp/core/common/errors/log-stream.h"
 
 #include <fstream>
 #include <string>

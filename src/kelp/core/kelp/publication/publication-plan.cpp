@@ -1,10 +1,10 @@
 #include "kelp/core/kelp/publication/publication-plan.h"
 
-#include "kelp/core/common/copy.h"
-#include "kelp/core/common/filesystem.h"
+#include "kelp/core/common/errors/reraise-as.h"
+#include "kelp/core/common/files/copy.h"
+#include "kelp/core/common/files/filesystem.h"
+#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/foreign-text.h"
-#include "kelp/core/common/path-tests.h"
-#include "kelp/core/common/reraise-as.h"
 #include "kelp/core/kelp/mappings/mapping.h"
 
 #include <sstream>

@@ -1,10 +1,10 @@
 #include "kelp/core/kelp/publication/publication.h"
 
-#include "kelp/core/common/copy.h"
-#include "kelp/core/common/directory.h"
-#include "kelp/core/common/filesystem.h"
-#include "kelp/core/common/log-stream.h"
-#include "kelp/core/common/path-tests.h"
+#include "kelp/core/common/errors/log-stream.h"
+#include "kelp/core/common/files/copy.h"
+#include "kelp/core/common/files/directory.h"
+#include "kelp/core/common/files/filesystem.h"
+#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/kelp/mappings/mapping.h"
 #include "kelp/core/kelp/publication/publication-plan.h"
 

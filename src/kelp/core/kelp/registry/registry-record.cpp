@@ -1,6 +1,6 @@
 #include "kelp/core/kelp/registry/registry-record.h"
 
-#include "kelp/core/common/log-stream.h"
+#include "kelp/core/common/errors/log-stream.h"
 
 #include <boost/algorithm/string/join.hpp>
 #include <boost/lexical_cast/try_lexical_convert.hpp>

@@ -1,10 +1,10 @@
 #include "kelp/core/kelp/registry/registry.h"
 
-#include "kelp/core/common/durable-file.h"
-#include "kelp/core/common/file-descriptor.h"
-#include "kelp/core/common/filesystem.h"
-#include "kelp/core/common/log-stream.h"
-#include "kelp/core/common/path-tests.h"
+#include "kelp/core/common/errors/log-stream.h"
+#include "kelp/core/common/files/durable-file.h"
+#include "kelp/core/common/files/file-descriptor.h"
+#include "kelp/core/common/files/filesystem.h"
+#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/places.h"
 #include "kelp/core/kelp/registry/registry-record.h"
 

@@ -1,7 +1,7 @@
 #include "kelp/core/kelp/skid/unit-move.h"
 
-#include "kelp/core/common/log-stream.h"
-#include "kelp/core/common/path-tests.h"
+#include "kelp/core/common/errors/log-stream.h"
+#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/places.h"
 
 #include <algorithm>

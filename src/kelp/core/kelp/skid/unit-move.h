@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kelp/core/common/directory.h"
+#include "kelp/core/common/files/directory.h"
 
 #include <filesystem>
 #include <string>

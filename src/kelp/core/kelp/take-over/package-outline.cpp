@@ -1,8 +1,8 @@
 #include "kelp/core/kelp/take-over/package-outline.h"
 
-#include "kelp/core/common/directory.h"
-#include "kelp/core/common/filesystem.h"
-#include "kelp/core/common/path-tests.h"
+#include "kelp/core/common/files/directory.h"
+#include "kelp/core/common/files/filesystem.h"
+#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/kelp/incoming/link-targets.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/mappings/mapping.h"

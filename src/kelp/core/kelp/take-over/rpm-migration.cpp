@@ -1,9 +1,9 @@
 #include "kelp/core/kelp/take-over/rpm-migration.h"
 
-#include "kelp/core/common/error.h"
-#include "kelp/core/common/filesystem.h"
+#include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/errors/log-stream.h"
+#include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/i-configuration.h"
-#include "kelp/core/common/log-stream.h"
 #include "kelp/core/common/stop-signals.h"
 #include "kelp/core/kelp/package/i-database-path-resolver.h"
 #include "kelp/core/kelp/take-over/rpm-staging.h"

@@ -1,12 +1,12 @@
 #include "kelp/core/kelp/take-over/rpm-staging.h"
 
-#include "kelp/core/common/copy.h"
-#include "kelp/core/common/error.h"
-#include "kelp/core/common/extended-attributes.h"
-#include "kelp/core/common/file-descriptor.h"
-#include "kelp/core/common/filesystem.h"
-#include "kelp/core/common/log-stream.h"
-#include "kelp/core/common/path-tests.h"
+#include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/errors/log-stream.h"
+#include "kelp/core/common/files/copy.h"
+#include "kelp/core/common/files/extended-attributes.h"
+#include "kelp/core/common/files/file-descriptor.h"
+#include "kelp/core/common/files/filesystem.h"
+#include "kelp/core/common/files/path-tests.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

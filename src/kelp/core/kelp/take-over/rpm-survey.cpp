@@ -1,8 +1,8 @@
 #include "kelp/core/kelp/take-over/rpm-survey.h"
 
+#include "kelp/core/common/errors/log-stream.h"
+#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/foreign-text.h"
-#include "kelp/core/common/log-stream.h"
-#include "kelp/core/common/path-tests.h"
 #include "kelp/core/common/rpm/file-iterator.h"
 #include "kelp/core/common/rpm/installed-files.h"
 #include "kelp/core/common/rpm/tags.h"

@@ -1,11 +1,11 @@
 #include "kelp/core/kelp/take-over/staging-area.h"
 
-#include "kelp/core/common/durable-file.h"
-#include "kelp/core/common/error.h"
-#include "kelp/core/common/filesystem.h"
+#include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/errors/log-stream.h"
+#include "kelp/core/common/files/durable-file.h"
+#include "kelp/core/common/files/filesystem.h"
+#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/i-configuration.h"
-#include "kelp/core/common/log-stream.h"
-#include "kelp/core/common/path-tests.h"
 #include "kelp/core/common/places.h"
 
 #include <algorithm>

@@ -1,8 +1,8 @@
 #include "kelp/core/kelp/take-over/take-over-journal.h"
 
-#include "kelp/core/common/durable-file.h"
-#include "kelp/core/common/error.h"
-#include "kelp/core/common/filesystem.h"
+#include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/files/durable-file.h"
+#include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/foreign-text.h"
 #include "kelp/core/common/places.h"
 

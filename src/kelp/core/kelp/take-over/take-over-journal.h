@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kelp/core/common/file-identity.h"
+#include "kelp/core/common/files/file-identity.h"
 #include "kelp/core/kelp/package/package-information.h"
 
 #include <cstdint>

@@ -1,6 +1,6 @@
 #include "kelp/core/kelp/validator/data/icon.h"
 
-#include "kelp/core/common/error.h"
+#include "kelp/core/common/errors/error.h"
 #include "kelp/core/kelp/validator/data/data-findings.h"
 #include "kelp/core/kelp/validator/data/png-size.h"
 

@@ -1,6 +1,6 @@
 #include "kelp/core/kelp/validator/data/png-size.h"
 
-#include "kelp/core/common/error.h"
+#include "kelp/core/common/errors/error.h"
 #include "kelp/core/kelp/validator/framework/mapped-file.h"
 
 #include <glib.h>

@@ -1,7 +1,7 @@
 #include "kelp/core/kelp/validator/framework/mapped-file.h"
 
-#include "kelp/core/common/error.h"
-#include "kelp/core/common/file-descriptor.h"
+#include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/files/file-descriptor.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>

@@ -1,6 +1,6 @@
 #include "kelp/core/kelp/validator/framework/rpm-facts.h"
 
-#include "kelp/core/common/error.h"
+#include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/rpm/reader.h"
 #include "kelp/core/common/rpm/tags.h"
 

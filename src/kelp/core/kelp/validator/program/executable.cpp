@@ -1,6 +1,6 @@
 #include "kelp/core/kelp/validator/program/executable.h"
 
-#include "kelp/core/common/path-tests.h"
+#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/kelp/validator/configuration/pattern-set.h"
 #include "kelp/core/kelp/validator/program/elf-reader.h"
 #include "kelp/core/kelp/validator/program/library-places.h"

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "kelp/core/common/category-of-rows.h"
+#include "kelp/core/common/errors/category-of-rows.h"
 
 namespace Common {
 

@@ -1,6 +1,6 @@
-#include "kelp/core/common/scratch-directory.h"
+#include "kelp/core/common/files/scratch-directory.h"
 
-#include "kelp/core/common/error.h"
+#include "kelp/core/common/errors/error.h"
 
 #include <cstdlib>
 #include <string>

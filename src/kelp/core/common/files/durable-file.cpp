@@ -1,7 +1,7 @@
-#include "kelp/core/common/durable-file.h"
+#include "kelp/core/common/files/durable-file.h"
 
-#include "kelp/core/common/file-descriptor.h"
-#include "kelp/core/common/reraise-as.h"
+#include "kelp/core/common/errors/reraise-as.h"
+#include "kelp/core/common/files/file-descriptor.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,6 +1,6 @@
-#include "kelp/core/common/file-descriptor.h"
+#include "kelp/core/common/files/file-descriptor.h"
 
-#include "kelp/core/common/error.h"
+#include "kelp/core/common/errors/error.h"
 
 #include <linux/openat2.h>
 #include <sys/syscall.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kelp/core/common/error-category.h"
+#include "kelp/core/common/errors/error-category.h"
 
 #include <string>
 #include <system_error>

@@ -1,7 +1,7 @@
-#include "kelp/core/common/path-tests.h"
+#include "kelp/core/common/files/path-tests.h"
 
-#include "kelp/core/common/error.h"
-#include "kelp/core/common/log-stream.h"
+#include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/errors/log-stream.h"
 
 #include <fcntl.h>
 #include <unistd.h>

@@ -1,4 +1,4 @@
-#include "kelp/core/common/error-category.h"
+#include "kelp/core/common/errors/error-category.h"
 
 namespace Common {
 

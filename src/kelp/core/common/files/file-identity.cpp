@@ -1,4 +1,4 @@
-#include "kelp/core/common/file-identity.h"
+#include "kelp/core/common/files/file-identity.h"
 
 #include <sys/stat.h>
 

@@ -1,6 +1,6 @@
-#include "kelp/core/common/copy.h"
+#include "kelp/core/common/files/copy.h"
 
-#include "kelp/core/common/file-descriptor.h"
+#include "kelp/core/common/files/file-descriptor.h"
 
 #include <fcntl.h>
 #include <sys/sendfile.h>

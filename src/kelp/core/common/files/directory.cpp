@@ -1,4 +1,4 @@
-#include "kelp/core/common/directory.h"
+#include "kelp/core/common/files/directory.h"
 
 #include <dirent.h>
 #include <fcntl.h>

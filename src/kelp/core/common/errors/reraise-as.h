@@ -1,8 +1,8 @@
 #pragma once
 
-#include "kelp/core/common/error-category.h"
-#include "kelp/core/common/error.h"
-#include "kelp/core/common/log-stream.h"
+#include "kelp/core/common/errors/error-category.h"
+#include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/errors/log-stream.h"
 
 #include <string>
 #include <utility>

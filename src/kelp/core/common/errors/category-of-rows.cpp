@@ -1,4 +1,4 @@
-#include "kelp/core/common/category-of-rows.h"
+#include "kelp/core/common/errors/category-of-rows.h"
 
 namespace Common {
 

@@ -1,6 +1,6 @@
-#include "kelp/core/common/extended-attributes.h"
+#include "kelp/core/common/files/extended-attributes.h"
 
-#include "kelp/core/common/error.h"
+#include "kelp/core/common/errors/error.h"
 
 #include <sys/xattr.h>
 

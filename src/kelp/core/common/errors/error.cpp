@@ -1,6 +1,6 @@
-#include "kelp/core/common/error.h"
+#include "kelp/core/common/errors/error.h"
 
-#include "kelp/core/common/error-category.h"
+#include "kelp/core/common/errors/error-category.h"
 
 #include <utility>
 
