@@ -29,9 +29,6 @@ Error conflictAt(const fs::path &target) {
 /// A relative target counts from the mapping's own directory: counted from the working directory, a healthy
 /// link of the system such as "sh -> dash" would look broken and be lost.
 bool isBroken(const fs::path &mapping) {
-    // Nothing is there, as a rule: told by one look, without an exception on the way.
-    if (fs::symlink_status(mapping).type() == fs::file_type::not_found)
-        return false;
     return isMapping(mapping) && !Common::exists(mapping.parent_path() / mappingTarget(mapping));
 }
 
@@ -52,6 +49,12 @@ void copyAsMapping(const fs::path &source, const Directory &parent, const std::s
     Common::copyInOneStep(source, parent, name, [&](const fs::path &copy) {
         Common::setExtendedAttribute(copy, targetAttribute, source.string());
     });
+}
+
+/// Nothing is there, as a rule: told by one look, and by no exception.
+bool isPlainlyFree(const fs::path &place) {
+    std::error_code ignored;
+    return fs::symlink_status(place, ignored).type() == fs::file_type::not_found;
 }
 
 bool isPublishedAsLink(const fs::path &source, MappingMode mode) {
@@ -100,18 +103,26 @@ void requireFreeTarget(const fs::path &target) {
 }
 
 void createMapping(const fs::path &source, const fs::path &target, MappingMode mode) {
+    MappingMaker(mode).make(source, target);
+}
+
+void MappingMaker::make(const fs::path &source, const fs::path &target) {
     const std::string message = "Couldn't create mapping: " + source.string() + " -> " + target.string();
-    const Directory parent = Common::reraiseAs(
-        ErrorCode::Filesystem, message, [&] { return Directory::makeByLinksOfRoot(target.parent_path()); });
+    if (!parent_ || parent_->path() != target.parent_path())
+        parent_ = Common::reraiseAs(ErrorCode::Filesystem, message,
+                                    [&] { return Directory::makeByLinksOfRoot(target.parent_path()); });
     const std::string name = target.filename().string();
-    removeIfBroken(target, parent, name);
-    if (Common::exists(parent.reach(name)))
-        throw conflictAt(target);
+    const fs::path place = parent_->reach(name);
+    if (!isPlainlyFree(place)) {
+        removeIfBroken(target, *parent_, name);
+        if (Common::exists(place))
+            throw conflictAt(target);
+    }
     Common::reraiseAs(ErrorCode::Filesystem, message, [&] {
-        if (isPublishedAsLink(source, mode))
-            fs::create_symlink(source, parent.reach(name));
+        if (isPublishedAsLink(source, mode_))
+            fs::create_symlink(source, place);
         else
-            copyAsMapping(source, parent, name);
+            copyAsMapping(source, *parent_, name);
     });
 }
 

@@ -1,6 +1,9 @@
 #pragma once
 
+#include "kelp/core/common/files/directory.h"
+
 #include <filesystem>
+#include <optional>
 
 namespace Core::KELP {
 
@@ -35,5 +38,18 @@ void requireFreeTarget(const std::filesystem::path &target);
 /// at worst an unfinished copy as Common::copyInOneStep() does.
 void createMapping(const std::filesystem::path &source, const std::filesystem::path &target,
                    MappingMode mode);
+
+/// Publishes file after file as createMapping() does, and keeps the directory of the last one open for the
+/// next: thousands that lie side by side need one way to them.
+class MappingMaker {
+public:
+    explicit MappingMaker(MappingMode mode) : mode_(mode) {}
+
+    void make(const std::filesystem::path &source, const std::filesystem::path &target);
+
+private:
+    MappingMode mode_;
+    std::optional<Common::Directory> parent_;
+};
 
 } // namespace Core::KELP

@@ -2,7 +2,6 @@
 
 #include "kelp/core/common/errors/reraise-as.h"
 #include "kelp/core/common/files/copy.h"
-#include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/foreign-text.h"
 #include "kelp/core/kelp/mappings/mapping.h"
@@ -21,15 +20,23 @@ constexpr std::string_view sourceKey = "source ";
 constexpr std::string_view directoryKey = "directory ";
 constexpr std::string_view endKey = "end ";
 
-std::vector<fs::path> entriesBelow(const fs::path &directory, DanglingLinks danglingLinks) {
-    if (danglingLinks == DanglingLinks::Fail)
-        return Common::listDirectory(directory, Common::Listing::Recursive);
+struct Entry {
+    fs::path path;
+    bool isDirectory; ///< Not a link to one.
+};
+
+/// By what the directories themselves say of their entries: a look at each costs more than all else here.
+std::vector<Entry> entriesBelow(const fs::path &directory, DanglingLinks danglingLinks) {
     return Common::reraiseAs(
         Common::ErrorCode::Filesystem, "Couldn't read directory: " + directory.string(), [&] {
-            std::vector<fs::path> entries;
-            for (const fs::directory_entry &entry : fs::recursive_directory_iterator(directory))
-                // Without the look through links that listDirectory() takes.
-                entries.push_back(entry.path());
+            std::vector<Entry> entries;
+            for (const fs::directory_entry &entry : fs::recursive_directory_iterator(directory)) {
+                const bool isLink = entry.is_symlink();
+                // Raises where it leads nowhere.
+                if (isLink && danglingLinks == DanglingLinks::Fail)
+                    static_cast<void>(fs::last_write_time(entry.path()));
+                entries.push_back({entry.path(), !isLink && entry.is_directory()});
+            }
             return entries;
         });
 }
@@ -43,12 +50,12 @@ void planLink(const fs::path &link, const fs::path &target, const fs::path &sour
 
 void planTree(const fs::path &tree, const fs::path &target, const fs::path &source,
               DanglingLinks danglingLinks, PublicationPlan &plan) {
-    for (const fs::path &entry : entriesBelow(tree, danglingLinks)) {
-        const fs::path relative = entry.lexically_relative(tree);
-        if (!Common::isSymlink(entry) && Common::isDirectory(entry))
+    for (const Entry &entry : entriesBelow(tree, danglingLinks)) {
+        const fs::path relative = entry.path.lexically_relative(tree);
+        if (entry.isDirectory)
             plan.directories.push_back(target / relative);
         // A package may ship a file of the name: published, it would be removed as an unfinished copy.
-        else if (entry.filename() != Common::unfinishedCopyName)
+        else if (entry.path.filename() != Common::unfinishedCopyName)
             plan.files.push_back({target / relative, source / relative});
     }
 }

@@ -70,8 +70,9 @@ void requireFreeTargets(const PublicationPlan &plan) {
 }
 
 void publish(const PublicationPlan &plan, MappingMode mode, std::vector<fs::path> &made) {
+    MappingMaker maker(mode);
     for (const PlannedFile &file : plan.files) {
-        createMapping(file.source, file.target, mode);
+        maker.make(file.source, file.target);
         // Behind the making, which leaves all of a mapping or none.
         made.push_back(file.target);
     }

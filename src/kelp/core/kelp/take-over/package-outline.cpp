@@ -48,6 +48,7 @@ PackageOutline::PackageOutline(const RpmPackage &package, const fs::path &versio
     versionDirectory_(versionDirectory) {
     for (const RpmPackage::FileEntry &entry : package.files())
         add(package, entry);
+    directory_.reset();
 }
 
 void PackageOutline::add(const RpmPackage &package, const RpmPackage::FileEntry &entry) {
@@ -69,8 +70,25 @@ void PackageOutline::add(const RpmPackage &package, const RpmPackage::FileEntry 
     }
 }
 
+/// A file that root alone can have led us to, told by one look: whatever is not so plain is asked in detail.
+bool PackageOutline::isPlainFile(const fs::path &installed) {
+    try {
+        if (!directory_ || directory_->path() != installed.parent_path())
+            directory_ = Common::Directory::byLinksOfRoot(installed.parent_path());
+        struct stat status = {};
+        return directory_ && ::lstat(directory_->reach(installed.filename()).c_str(), &status) == 0 &&
+               S_ISREG(status.st_mode);
+    } catch (const std::system_error &) {
+        return false;
+    }
+}
+
 /// As the copy will come out: somebody may have put something else in place of the file.
 void PackageOutline::addInstalledFile(const fs::path &installed, const fs::path &path) {
+    if (isPlainFile(installed)) {
+        put(path, {Kind::File, {}});
+        return;
+    }
     // It is left out of the copy as well, with a warning.
     if (!Common::exists(installed))
         return;

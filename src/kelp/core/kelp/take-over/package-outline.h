@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kelp/core/common/files/directory.h"
 #include "kelp/core/kelp/incoming/rpm-package.h"
 
 #include <filesystem>
@@ -37,6 +38,7 @@ private:
 
     void add(const RpmPackage &package, const RpmPackage::FileEntry &entry);
     void addInstalledFile(const std::filesystem::path &installed, const std::filesystem::path &path);
+    bool isPlainFile(const std::filesystem::path &installed);
     void put(const std::filesystem::path &path, Node node);
     bool leadsSomewhere(const std::filesystem::path &link) const;
     const Node *find(const std::filesystem::path &path) const;
@@ -45,6 +47,8 @@ private:
     std::filesystem::path versionDirectory_;
     std::map<std::string, Node> nodes_; ///< By their paths in the tree, all directories among them.
     std::optional<std::string> objection_;
+    /// Of the file that was looked at last, while the outline is made: the next is beside it, as a rule.
+    std::optional<Common::Directory> directory_;
 };
 
 } // namespace Core::KELP

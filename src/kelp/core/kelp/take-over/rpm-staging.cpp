@@ -29,46 +29,49 @@ constexpr const char *applicationIdAttribute = "security.appid";
 /// Where the installed files that have several names were staged, by device and inode.
 using StagedInodes = std::map<std::pair<dev_t, ino_t>, fs::path>;
 
-/// The place in `staged` of a file with several names; null for a file that has one.
-fs::path *placeOfInode(const fs::path &path, StagedInodes &staged) {
-    struct stat status {};
-    if (::lstat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode) || status.st_nlink < 2)
-        return nullptr;
-    return &staged[{status.st_dev, status.st_ino}];
-}
-
-/// By a descriptor of the file itself: its directory may be somebody's who puts a link to another file there
-/// while it is copied.
-void copyAsFound(const fs::path &source, const fs::path &target) {
-    const Common::FileDescriptor file(::open(source.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
-    struct stat status = {};
-    if (file.get() >= 0 && ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode))
-        Common::copyFile("/proc/self/fd/" + std::to_string(file.get()), target);
-    else
-        Common::copy(source, target);
-}
-
-/// The names of one file stay names of one file: copied each, they would take its space several times.
-void copyOrLink(const fs::path &source, const fs::path &target, StagedInodes &staged) {
-    fs::path *first = placeOfInode(source, staged);
-    if (first && !first->empty()) {
-        Common::createHardlink(*first, target);
-        return;
+/// Whatever stands at a path, held by a descriptor: its directory may be somebody's who puts a link to
+/// another file there while it is copied.
+class FoundFile {
+public:
+    explicit FoundFile(const std::string &path) :
+        file_(::open(path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC)) {
+        if (file_.get() < 0 || ::fstat(file_.get(), &status_) != 0)
+            status_ = {};
     }
-    copyAsFound(source, target);
-    if (first)
-        *first = target;
-}
+
+    bool isRegular() const { return S_ISREG(status_.st_mode); }
+
+    /// Copies it, or links it to the place of another of its names: copied each, they would take its space
+    /// several times.
+    void copyOrLink(const fs::path &target, StagedInodes &staged) const {
+        fs::path *first = status_.st_nlink < 2 ? nullptr : &staged[{status_.st_dev, status_.st_ino}];
+        if (first && !first->empty()) {
+            Common::createHardlink(*first, target);
+            return;
+        }
+        Common::copyFile("/proc/self/fd/" + std::to_string(file_.get()), target);
+        if (first)
+            *first = target;
+    }
+
+private:
+    Common::FileDescriptor file_;
+    struct stat status_ = {};
+};
 
 void copyInstalledFile(const RpmPackage &package, const RpmPackage::FileEntry &entry, const fs::path &staging,
                        StagedInodes &staged) {
-    if (!Common::exists(entry.path)) {
+    const FoundFile found(entry.path);
+    if (!found.isRegular() && !Common::exists(entry.path)) {
         LogStream(LogLevel::Warning) << "Attempt to copy a non-existent file during package migration: "
                                      << entry.path;
         return;
     }
     const fs::path target = staging / package.packagePath(entry);
-    copyOrLink(entry.path, target, staged);
+    if (found.isRegular())
+        found.copyOrLink(target, staged);
+    else
+        Common::copy(entry.path, target);
     // Under each of its names: names of one file have the attribute together.
     if (entry.signable)
         Common::setExtendedAttribute(target, applicationIdAttribute, package.id());
