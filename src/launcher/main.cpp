@@ -29,6 +29,7 @@ std::optional<Common::WriterLock> lockUnlessDone(const std::vector<Migration> &m
     try {
         return std::optional<Common::WriterLock>(std::in_place, Common::WriterLock::Wait::Yes);
     } catch (const std::exception &error) {
+        // Asked to stop while it waited, it is told so by each migration as well, and none begins.
         Common::LogStream(Common::LogLevel::Error) << error;
         return std::nullopt;
     }

@@ -264,6 +264,17 @@ TEST_F(ExtractTest, TakesALongFileListInOrder) {
                 raises(ErrorCode::BadPackageFileFormat, "Couldn't read rpm package"));
 }
 
+TEST_F(ExtractTest, UnpacksNothingElseThanItHasReadBefore) {
+    RpmWriter writer;
+    writer.files = {{share, "a"}};
+    writer.write(package_);
+    const RpmPackage package = RpmPackage::fromFile(package_, {developerCms()});
+    writer.version = "2";
+    writer.write(package_);
+    EXPECT_THAT([&] { package.extract(staging_, root_.path() / "version"); },
+                raises(ErrorCode::BadPackageFileFormat, "The package file has changed meanwhile"));
+}
+
 TEST_F(ExtractTest, FailsInTheOrderOfTheChecks) {
     RpmWriter writer;
     writer.files = {{share, "a", directory}};

@@ -138,6 +138,14 @@ def build_packages(directory):
         verbs("build_rpm " + f"{workshop}/spec {directory}")
 
 
+def build_package_files(directory):
+    """Two versions of a package that the validator accepts."""
+    spec = PROJECT / "tests/kelpctl/sound.spec"
+    for version in [1, 2]:
+        verbs(f"build_rpm {spec} {directory}/built --define 'sound_version {version}'\n"
+              f"mv {directory}/built/org.example.sound.rpm {directory}/sound-{version}.rpm")
+
+
 def verbs(commands, **variables):
     """Runs commands with the functions of scripts/image-verbs."""
     run("bash", "-ec", f". {PROJECT}/scripts/image-verbs\n{commands}", env={**os.environ, **variables},

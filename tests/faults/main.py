@@ -1,7 +1,7 @@
 """Breaks a command at every call that changes something on disk, and judges what is left when it is over.
 
-Scenarios: the launcher's start that takes the applications over, and the store's operations, publishing by links and by
-copies. A point is the name of a system call and which of these calls it is. Modes:
+Scenarios: the launcher's start that takes the applications over; the store's operations, publishing by links and by
+copies; and kelpctl, as people bring a package file in, in place of an older one, and out. A point is the name of a system call and which of these calls it is. Modes:
   kill         the command is killed before the call
   powercut     the same, and the disks' files are copied at once, unflushed: what follows has the copies
   latecut      as powercut, after the file systems have committed their journals, but no contents, of their own accord
@@ -10,7 +10,8 @@ copies. A point is the name of a system call and which of these calls it is. Mod
 
 After a broken start the launcher is started twice more. Was it killed, everything must then be as if nothing had happened;
 else every application must be whole, in rpm or in the store, and nobody else's files may be lost. What is in the store must
-bear an update and a removal, and leave nothing behind; so must a package after a broken operation of the store.
+bear an update and a removal, and leave nothing behind; so must a package after a broken operation of the store. What a
+broken kelpctl leaves, doctor has to bring to the old state or the new one.
 """
 
 import argparse
@@ -26,7 +27,7 @@ import sys
 import time
 
 import injection
-from applications import PROJECT, build_packages
+from applications import PROJECT, build_package_files, build_packages
 from damages import DAMAGES
 from judgement import flaws_of_migration
 from machine import LAYOUTS, Machine, run
@@ -184,6 +185,7 @@ def main():
     place = PROJECT / "build/faults"
     run("mount", "-t", "tmpfs", "-o", "mode=0755", "kelp-faults", place)
     build_packages(place / "packages")
+    build_package_files(place)
     programs = pathlib.Path(os.environ["KELP_PROGRAMS"])
     wanted = [(name, layout) for name in options.scenarios for layout in options.layouts]
     for name, layout in wanted[:1] if options.point or options.prove else wanted:

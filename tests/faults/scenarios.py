@@ -3,7 +3,7 @@
 import os
 import shutil
 
-from applications import Application, Link, MOVED, RULES, furnish, write_tree
+from applications import KEY, STORE, Application, Link, MOVED, RULES, furnish, verbs, write_tree
 from judgement import differences, flaws_in_store, flaws_of_migration, snapshot, traces, unsound
 
 
@@ -117,6 +117,52 @@ class StoreOperation:
         return machine.start(self._words(operation, version))
 
 
+class PeopleCommand:
+    """kelpctl as it brings one package file in or out. What it leaves, doctor brings to the old state or the new one."""
+
+    programs, id = ["kelpctl"], "org.example.sound"
+    COMMANDS = {"install": ["install", "/sound-2.rpm"], "update": ["install", "/sound-2.rpm"], "remove": ["remove", id]}
+    INSTALLED = {"install": [], "update": [1], "remove": [2]}
+
+    def __init__(self, operation):
+        self.operation, self.command = operation, ["/program", *self.COMMANDS[operation]]
+
+    def prepare(self, machine, packages):
+        for version in [1, 2]:
+            shutil.copy(packages.parent / f"sound-{version}.rpm", machine.root)
+        verbs(f"make_signature_database; sign {self.id} developer {KEY} CN=Developer; sign {self.id} client {STORE} CN=Store",
+              IMAGE=str(machine.root))
+        # Once in and out, so that what every machine has by then is there.
+        for words in [["install", "/sound-2.rpm"], ["remove", self.id],
+                      *(["install", f"/sound-{version}.rpm"] for version in self.INSTALLED[self.operation])]:
+            status, output = machine.start(["/program", *words])
+            if status:
+                raise SystemExit(output)
+        self.old = self._state(machine)
+
+    def learn(self, machine):
+        self.new = self._state(machine)
+        flaws = [] if differences(self.old, self.new) else ["it has changed nothing"]
+        return flaws + self._sickness(machine)[0] + differences(self._state(machine), self.new)
+
+    def judge(self, machine, *_):
+        sickness, output = self._sickness(machine)
+        # What was to take a file's place in one step is in nobody's way, and written over by the next one.
+        state = {name: thing for name, thing in self._state(machine).items() if not name.endswith(".new")}
+        return sickness + min(differences(state, self.new), differences(state, self.old), key=len), output
+
+    def _sickness(self, machine):
+        outputs = [machine.start(["/program", *words])
+                   for words in [["doctor", "--repair"], ["doctor"], ["status", "--check"]]]
+        left = outputs[1][1].splitlines() if outputs[1][0] else []
+        return left + ["status --check wants somebody"] * outputs[2][0], "".join(text for _, text in outputs)
+
+    def _state(self, machine):
+        """All but the registry: there a repaired update is an installation."""
+        return {name: thing for name, thing in snapshot(machine).items() if name != "/var/lib/kelp/registry"}
+
+
 SCENARIOS = {"take-over": TakeOver()} | {
     f"{operation}-{mode}": StoreOperation(operation, subgroup) for operation in ["install", "update", "remove"]
-    for mode, subgroup in {"links": "regular", "copies": "mdm"}.items()}
+    for mode, subgroup in {"links": "regular", "copies": "mdm"}.items()} | {
+    f"people-{operation}": PeopleCommand(operation) for operation in PeopleCommand.COMMANDS}

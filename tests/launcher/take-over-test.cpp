@@ -281,11 +281,13 @@ TEST_F(TakeOverTest, ALateArrivalGetsWhatTheOtherMigrationsDid) {
 
 TEST_F(TakeOverTest, ASecondLauncherWaitsAndTouchesNothing) {
     const Machine machine;
-    machine.run("flock $IMAGE/var/lib/kelp/store.lock sleep 1 & while flock --nonblock "
-                "$IMAGE/var/lib/kelp/store.lock "
-                "true; do :; "
-                "done; launch >/tmp/second & sleep 0.5; test -e $IMAGE/usr/bin/org.sound -a ! -e "
-                "$IMAGE/opt/app; wait");
+    // The first of two is asked to stop while it waits.
+    EXPECT_THAT(machine.run("lock=$IMAGE/var/lib/kelp/store.lock; flock $lock sleep 2 & "
+                            "while flock --nonblock $lock true; do :; done; "
+                            "(restrictions=(timeout --preserve-status --kill-after=1 0.2); launch); "
+                            "launch >/tmp/second & sleep 0.5; "
+                            "test -e $IMAGE/usr/bin/org.sound -a ! -e $IMAGE/opt/app; wait"),
+                HasSubstr("[W] Asked to stop before migration: rpm_to_kelp\n"));
     machine.expectArrived("org.sound");
     EXPECT_EQ(machine.run("stat --format=%a $IMAGE/var/lib/kelp/store.lock"), "600\n");
 }

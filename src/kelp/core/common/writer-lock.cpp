@@ -5,6 +5,7 @@
 #include "kelp/core/common/files/durable-file.h"
 #include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/places.h"
+#include "kelp/core/common/stop-signals.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -12,6 +13,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
+#include <thread>
 
 namespace Common {
 
@@ -31,10 +34,10 @@ FileDescriptor openLock() {
 }
 
 /// flock(2) and not fcntl(2), whose locks end as soon as the process closes any other descriptor of the file.
-bool tryLock(int file, int operation) {
+bool tryLock(int file) {
     int result;
     do
-        result = ::flock(file, operation);
+        result = ::flock(file, LOCK_EX | LOCK_NB);
     while (result != 0 && errno == EINTR);
     if (result != 0 && errno != EWOULDBLOCK)
         throw lockError();
@@ -44,6 +47,18 @@ bool tryLock(int file, int operation) {
 std::string holder() {
     const std::string text = readIfExists(WriterLock::path()).value_or("");
     return text.empty() ? "unknown" : text.substr(0, text.find('\n'));
+}
+
+/// Looks again and again: a process that sleeps in flock(2) would not see a signal that it has blocked.
+void waitForLock(int file) {
+    constexpr std::chrono::milliseconds pause(100);
+    LogStream(LogLevel::Info) << "Waiting for another process that changes the store: " << holder();
+    while (!tryLock(file)) {
+        if (stopRequested())
+            throw Error(ErrorCode::Internal,
+                        "Asked to stop while another process changes the store: " + holder());
+        std::this_thread::sleep_for(pause);
+    }
 }
 
 /// For people alone: that it could not be written is no reason to stop.
@@ -60,12 +75,10 @@ std::filesystem::path WriterLock::path() {
 }
 
 WriterLock::WriterLock(Wait wait) : file_(openLock()) {
-    if (!tryLock(file_.get(), LOCK_EX | LOCK_NB)) {
+    if (!tryLock(file_.get())) {
         if (wait == Wait::No)
             throw Error(ErrorCode::Internal, "Another process changes the store: " + holder());
-        LogStream(LogLevel::Info) << "Waiting for another process that changes the store: " << holder();
-        // It comes back with the lock or raises.
-        tryLock(file_.get(), LOCK_EX);
+        waitForLock(file_.get());
     }
     writeHolder(file_.get());
 }

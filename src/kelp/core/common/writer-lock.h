@@ -15,7 +15,9 @@ public:
     enum class Wait { No, Yes };
 
     /// Takes the lock; makes the file's directory. With Wait::Yes it waits for another's end, and says on
-    /// whom; with Wait::No it raises ErrorCode::Internal "Another process changes the store: HOLDER". Raises
+    /// whom; a deferred stop signal (stop-signals.h) ends the wait with ErrorCode::Internal "Asked to stop
+    /// while another process changes the store: HOLDER". With Wait::No it raises ErrorCode::Internal "Another
+    /// process changes the store: HOLDER". Raises
     /// ErrorCode::Filesystem "Couldn't take the lock: PATH" when the file cannot be made or locked, and as
     /// createDirectories() does.
     explicit WriterLock(Wait wait);

@@ -5,12 +5,15 @@
 #include "kelp/core/common/rpm/tag-data.h"
 
 #include <rpm/header.h>
+#include <rpm/rpmcrypto.h>
 #include <rpm/rpmds.h>
 #include <rpm/rpmio.h>
 #include <rpm/rpmlib.h>
 #include <rpm/rpmtd.h>
 #include <rpm/rpmts.h>
 
+#include <cstdlib>
+#include <new>
 #include <optional>
 #include <sstream>
 
@@ -83,6 +86,19 @@ std::string Reader::tagOr(std::int32_t tag, const std::string &fallback) const {
     } catch (const std::exception &) {
         return fallback;
     }
+}
+
+std::string Reader::digest() const {
+    unsigned size = 0;
+    const std::unique_ptr<void, decltype(&std::free)> bytes(headerExport(header(), &size), std::free);
+    DIGEST_CTX context = rpmDigestInit(RPM_HASH_SHA256, RPMDIGEST_NONE);
+    rpmDigestUpdate(context, bytes.get(), size);
+    void *digest = nullptr;
+    rpmDigestFinal(context, &digest, nullptr, 1);
+    const std::unique_ptr<void, decltype(&std::free)> text(digest, std::free);
+    if (!bytes || !text)
+        throw std::bad_alloc();
+    return static_cast<const char *>(text.get());
 }
 
 std::vector<std::string> Reader::dependencies(std::int32_t tag) const {

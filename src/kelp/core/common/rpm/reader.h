@@ -44,6 +44,10 @@ public:
     /// dependency, "(a if b)", the first word comes back, with its parenthesis.
     std::vector<std::string> dependencies(std::int32_t tag) const;
 
+    /// The SHA-256 of all that the header says, in hexadecimal digits: whether two openings of a file gave
+    /// the same one. Raises std::bad_alloc.
+    std::string digest() const;
+
     /// librpm's header, owned by this object or, for a header that belongs to another, by that other.
     headerToken_s *header() const { return header_.get(); }
 

@@ -160,9 +160,18 @@ RpmPackage RpmPackage::fromFile(const fs::path &path, std::vector<Cms> cmsSignat
                        std::move(appName), std::move(mappings), std::move(cmsSignatures), std::move(files));
     // The payload can be walked once only: extraction opens the file again.
     package.path_ = path;
+    package.headerDigest_ = reader.digest();
     package.signatures_ = signatures;
     package.extractFile_ = &RpmPackage::extractPackageFile;
     return package;
+}
+
+/// What was decided upon is what is unpacked, whoever can exchange the file or write to it.
+ExtractFileIterator RpmPackage::reopened() const {
+    ExtractFileIterator reader(path_, signatures_);
+    if (reader.digest() != headerDigest_)
+        throw Error(ErrorCode::BadPackageFileFormat, "The package file has changed meanwhile");
+    return reader;
 }
 
 PackageStaging RpmPackage::extractPackageFile(const fs::path &destination,
@@ -181,7 +190,7 @@ PackageStaging RpmPackage::extractPackageFile(const fs::path &destination,
             signFile(file, entry.path, id(), *developer, entry.fileIndex);
     };
     PackageExtraction extraction(destination, versionDirectory, mappings_, PackageExtraction::Failure::Ends);
-    extraction.run(ExtractFileIterator(path_, signatures_), {std::make_shared<Validator::Config>(profile)},
+    extraction.run(reopened(), {std::make_shared<Validator::Config>(profile)},
                    {.beforeFile = requireSignature, .afterFile = attachAttributes});
     extraction.applyPermissions();
     return {destination, id(), version(), orgName(), appName()};
@@ -189,8 +198,7 @@ PackageStaging RpmPackage::extractPackageFile(const fs::path &destination,
 
 std::string RpmPackage::validate(const fs::path &destination, const Trial &trial) const {
     PackageExtraction extraction(destination, {}, mappings_, PackageExtraction::Failure::IsReported);
-    return extraction.run(ExtractFileIterator(path_, signatures_),
-                          {trial.config, trial.headerFindings, trial.contentFindings},
+    return extraction.run(reopened(), {trial.config, trial.headerFindings, trial.contentFindings},
                           {.beforeEntry = trial.beforeEntry});
 }
 

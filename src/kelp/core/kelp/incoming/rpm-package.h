@@ -17,6 +17,10 @@ namespace Validator {
 class Config;
 }
 
+namespace Common::Rpm {
+class ExtractFileIterator;
+}
+
 namespace Core::KELP {
 
 /// A package of rpm: a package file, or the record of an installed one. Knows where in the package's tree
@@ -48,7 +52,8 @@ public:
     /// that take them their signatures and the package id as extended attributes. A package without a
     /// signature of its developer raises ErrorCode::MissingDeveloperSignature "Package doesn't have developer
     /// signature" at its first regular file. Needs a package file: raises ErrorCode::FileNotFound, "Couldn't
-    /// open rpm package", for an installed package.
+    /// open rpm package", for an installed package; and ErrorCode::BadPackageFileFormat "The package file has
+    /// changed meanwhile" when its header is no longer the one that was read.
     PackageStaging extract(const std::filesystem::path &destination,
                            const std::filesystem::path &versionDirectory) const override;
 
@@ -82,11 +87,13 @@ public:
     std::filesystem::path packagePath(const FileEntry &entry) const;
 
 private:
+    Common::Rpm::ExtractFileIterator reopened() const;
     PackageStaging extractPackageFile(const std::filesystem::path &destination,
                                       const std::filesystem::path &versionDirectory) const;
 
     std::vector<PackageSignatures::Cms> cmsSignatures_;
     std::string path_; ///< Of the package file; empty for an installed package.
+    std::string headerDigest_;
     Common::Rpm::Signatures signatures_ = Common::Rpm::Signatures::OfMachine;
     /// Set for package files only, so that programs that know none do not load what the validator needs.
     PackageStaging (RpmPackage::*extractFile_)(const std::filesystem::path &,

@@ -6,6 +6,7 @@
 #include "kelp/core/common/files/durable-file.h"
 #include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/i-configuration.h"
+#include "kelp/core/common/rpm/payload-digest.h"
 #include "kelp/core/common/rpm/platform-facts.h"
 #include "kelp/core/common/rpm/version.h"
 #include "kelp/core/kelp/fs-database.h"
@@ -73,6 +74,13 @@ private:
     fs::path path_;
 };
 
+/// librpm looks at the header's digests alone.
+void requireWholePayload(const fs::path &file) {
+    const Common::Rpm::Reader header(file, Common::Rpm::Signatures::Unchecked);
+    if (!Common::Rpm::PayloadDigest(file, header).isRight())
+        throw Error(ErrorCode::BadPackageFileFormat, "The payload does not match its digest");
+}
+
 /// The installation of one package file.
 class Installation {
 public:
@@ -111,6 +119,8 @@ private:
     fs::path versionDirectory() const { return resolver_.versionDirectory(id_, package_.version()); }
 
     void check() {
+        if (package_.id() != id_)
+            throw Error(ErrorCode::BadPackageFileFormat, "The package file has changed meanwhile");
         if (package_.architecture() != "noarch" && package_.architecture() != Common::platformArchitecture())
             refuse(id_, ErrorCode::BadPackageArchitecture);
         const auto inRpm = rpmRecords();
@@ -197,6 +207,7 @@ fs::path installationDirectory(const IConfiguration &configuration) {
 
 Installed installPackage(const IConfiguration &configuration, const fs::path &file,
                          const InstallationOptions &options) {
+    requireWholePayload(file);
     if (!options.isDryRun)
         // Beside a `next` that was left half way no other version can be prepared.
         mend(configuration, {RpmPackage::fromFile(file, {}).id()});

@@ -3,6 +3,8 @@
 #include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/kelp/fs-database.h"
+#include "kelp/core/kelp/inspection/records-view.h"
+#include "kelp/core/kelp/inspection/sources-view.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
 
 #include <algorithm>
@@ -83,18 +85,38 @@ private:
     void examineWithoutCurrent() {
         const std::vector<fs::path> versions = otherVersions();
         for (const fs::path &version : versions)
-            if (versions.size() == 1 && Common::isThere(version / descriptor(PackageSlot::Next).filename()))
+            if (!Common::isThere(version / descriptor(PackageSlot::Next).filename()))
+                examinePart(version);
+            else if (versions.size() == 1)
                 add(FindingKind::UnfinishedUpdate, version,
                     "an installation was begun; --repair completes it",
                     [this_ = *this, version] { this_.prepare(version); });
             else
-                add(FindingKind::Leftover, version, "is named by no link and not whole, left of a killed run",
-                    {});
+                add(FindingKind::Leftover, version, "is named by no link, left of a killed run", {});
         if (versions.empty() && !Common::isThere(resolver_.currentDirectory(package_.id)))
             add(FindingKind::Leftover, resolver_.packageDirectory(package_.id),
                 "is empty, left of a killed run; --repair removes it",
                 // Fails, and removes nothing, if anything has come there by then.
                 [directory = resolver_.packageDirectory(package_.id)] { fs::remove(directory); });
+    }
+
+    /// The records are written behind the store: what they do not know was never in, and came out of a
+    /// package file that somebody still has. Of anything else it may be all that there is.
+    void examinePart(const fs::path &version) {
+        if (wasInstalled())
+            add(FindingKind::Leftover, version, "is named by no link and not whole", {});
+        else
+            add(FindingKind::Leftover, version, "is left of a broken installation; --repair removes it",
+                [version] { Common::removeAll(version); });
+    }
+
+    bool wasInstalled() const {
+        const std::vector<RegistryRecord> records = registryRecords();
+        const auto last = std::find_if(records.rbegin(), records.rend(), [&](const RegistryRecord &record) {
+            return record.packageId() == package_.id;
+        });
+        return (last != records.rend() && last->event() != RegistryEvent::Remove) ||
+               SourcesView::read(configuration_).sourceOf.contains(package_.id);
     }
 
     void examineCurrent() {

@@ -17,6 +17,7 @@
 #include "kelp/core/trusted-sources/sqlite-database.h"
 
 #include <algorithm>
+#include <fstream>
 #include <map>
 #include <set>
 
@@ -149,12 +150,12 @@ private:
                 [path = entry->path()] { Common::removeAll(path); });
     }
 
-    /// Whoever opens the database for writing next rolls it back.
+    /// Whoever opens the database for writing next rolls it back. One that does not begin yet belongs to a
+    /// write that has changed nothing, and is for the next write to replace.
     void examineJournal() {
         fs::path journal = configuration_.trustedSourcesDatabasePath();
         journal += "-journal";
-        std::error_code ignored;
-        if (fs::exists(journal, ignored))
+        if (std::ifstream(journal, std::ios::binary).get() > 0)
             add("", FindingKind::Leftover, journal, "is left of a killed run; --repair rolls it back",
                 [&configuration = configuration_] {
                     TrustedSources::SQLiteDatabase(configuration).missingSourceAllowed();
