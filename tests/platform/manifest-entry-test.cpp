@@ -4,7 +4,6 @@
 #include "support/text-file.h"
 
 #include <gmock/gmock.h>
-#include <sys/stat.h>
 
 namespace {
 
@@ -28,7 +27,6 @@ protected:
 TEST_F(ManifestEntryTest, RefusesWhatIsNoDesktopFile) {
     EXPECT_FALSE(ManifestEntry::fromFilename((directory.path() / "none").string()));
     EXPECT_FALSE(ManifestEntry::fromFilename(directory.path().string()));
-    EXPECT_FALSE(ManifestEntry::fromFilename("/dev/null"));
     const std::string refused[] = {
         "",
         "[X-Application]\nPermissions=Audio\n",
@@ -94,18 +92,6 @@ TEST_F(ManifestEntryTest, BearsForeignBytes) {
             EXPECT_EQ(manifest->stringVectorValue("Desktop Entry", "List"), row.list) << start;
         }
     }
-}
-
-TEST_F(ManifestEntryTest, DoesNotWaitForAPipeOrReadWithoutEnd) {
-    ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);
-    EXPECT_FALSE(ManifestEntry::fromFilename(file.string()));
-    std::filesystem::remove(file);
-    std::string largest = "[Desktop Entry]\nName=";
-    largest.resize(std::size_t(32) << 20, 'x');
-    EXPECT_TRUE(read(largest));
-    EXPECT_FALSE(read(largest + 'x'));
-    std::filesystem::resize_file(file, std::uintmax_t(1) << 40);
-    EXPECT_FALSE(ManifestEntry::fromFilename(file.string()));
 }
 
 } // namespace

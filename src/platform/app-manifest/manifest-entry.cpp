@@ -1,22 +1,14 @@
 #include "platform/app-manifest/manifest-entry.h"
 
-#include "platform/app-manifest/name-flood.h"
-
 #include <glib.h>
 
-#include <filesystem>
 #include <set>
-#include <string_view>
-#include <system_error>
 
 namespace AppManifest {
 
 namespace {
 
 constexpr const char *desktopEntry = "Desktop Entry";
-
-/// A thousand times what desktop files in all languages have.
-constexpr std::uintmax_t maximumSize = std::uintmax_t(32) << 20;
 
 /// Takes a text that came with an error as no text: GLib hands out what it had read by then.
 template<class Text, class Read>
@@ -47,31 +39,12 @@ std::vector<std::string> toVector(const Strings &strings) {
     return result;
 }
 
-/// Looks before it opens, as a pipe would be waited for.
-std::optional<std::string> readRegularFile(const std::string &path) {
-    std::error_code error;
-    if (!std::filesystem::is_regular_file(path, error))
-        return std::nullopt;
-    const std::uintmax_t size = std::filesystem::file_size(path, error);
-    gchar *content = nullptr;
-    gsize length = 0;
-    if (error || size > maximumSize || !g_file_get_contents(path.c_str(), &content, &length, nullptr))
-        return std::nullopt;
-    const OwnedText owner(content);
-    return std::string(content, length);
-}
-
 } // namespace
 
 std::optional<ManifestEntry> ManifestEntry::fromFilename(const std::string &path) {
-    const auto text = readRegularFile(path);
-    // Before the parser has it: what its tables cost is spent while it reads.
-    if (!text || isNameFlood(*text))
-        return std::nullopt;
     std::shared_ptr<GKeyFile> file(g_key_file_new(), g_key_file_unref);
     // Without translations the keys that a group holds would depend on the language of this process.
-    if (!g_key_file_load_from_data(file.get(), text->data(), text->size(), G_KEY_FILE_KEEP_TRANSLATIONS,
-                                   nullptr) ||
+    if (!g_key_file_load_from_file(file.get(), path.c_str(), G_KEY_FILE_KEEP_TRANSLATIONS, nullptr) ||
         !g_key_file_has_group(file.get(), desktopEntry))
         return std::nullopt;
     return ManifestEntry(std::move(file));

@@ -14,9 +14,6 @@ namespace AppManifest {
 class ManifestEntry {
 public:
     /// Empty when the file cannot be read, when it does not parse, or when it holds no group "Desktop Entry".
-    /// So that no file can take the reader's time or memory, one that is no regular file, is larger than
-    /// 32 MiB, names more than a million groups and keys, or holds dozens of names made to have one hash
-    /// counts as one that cannot be read.
     static std::optional<ManifestEntry> fromFilename(const std::string &path);
 
     /// Group names, in file order.

@@ -73,6 +73,8 @@ TEST(HostileDesktop, TakesTimeInProportionToItsSize) {
 TEST(HostileDesktop, CannotFloodTheTablesOfItsReader) {
     const std::size_t tooMany = (std::size_t(1) << 20) + 1;
     EXPECT_EQ(DesktopCheck().validate(launchEntry + sandbox + repeated("a=\n", tooMany)), broken);
+    EXPECT_EQ(DesktopCheck().validate(launchEntry + sandbox + "a=" + std::string(32 * megabyte, 'x')),
+              broken);
 
     // "aB" and "b!" have the same hash, and so have all strings of the same number of them.
     constexpr int pairs = 17;

@@ -5,6 +5,7 @@
 #include "kelp/core/common/rpm/extract-file-iterator.h"
 #include "kelp/core/common/rpm/file-iterator.h"
 #include "kelp/core/common/rpm/tags.h"
+#include "kelp/core/kelp/desktop-file/desktop-file.h"
 #include "kelp/core/kelp/incoming/link-targets.h"
 #include "kelp/core/kelp/incoming/package-extraction.h"
 #include "kelp/core/kelp/incoming/rpm-package.h"
@@ -35,8 +36,6 @@ using PackageSignatures::Cms;
 
 namespace Tag = Common::Rpm::Tag;
 
-constexpr std::uint64_t desktopFileLimit = 32 * 1024 * 1024; ///< What the reader of desktop files takes.
-
 /// The store makes a directory of the text.
 std::string checked(std::string text) {
     if (!Common::isFileName(text))
@@ -57,11 +56,11 @@ std::vector<RpmPackage::FileEntry> filesOf(const Common::Rpm::Reader &reader) {
 std::optional<ManifestEntry> parse(const Common::Rpm::PackedFile &content) {
     const FileDescriptor file(::memfd_create("desktop", MFD_CLOEXEC));
     // No more is read than the size that is claimed: this is what keeps a packed file of zeros out of memory.
-    if (file.get() < 0 || content.size() > desktopFileLimit)
+    if (file.get() < 0 || content.size() > maximumDesktopFileSize)
         return std::nullopt;
     const std::string name = "/proc/self/fd/" + std::to_string(file.get());
     content.writeTo(file.get(), name);
-    return ManifestEntry::fromFilename(name);
+    return readDesktopFile(name);
 }
 
 /// The links among the files of a package, by their path.

@@ -1,4 +1,5 @@
 #include "kelp/core/kelp/take-over/rpm-survey.h"
+#include "kelp/core/kelp/desktop-file/desktop-file.h"
 
 #include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/common/files/path-tests.h"
@@ -84,8 +85,7 @@ RpmPackage describe(const Reader &reader, const Identity &identity, const Certif
     // From the running system, as everything that rpm's records name, whatever the root prefix is.
     std::optional<std::string> orgName;
     std::optional<std::string> appName;
-    if (const auto manifest =
-            AppManifest::ManifestEntry::fromFilename("/usr/share/applications/" + identity.id + ".desktop")) {
+    if (const auto manifest = readDesktopFile("/usr/share/applications/" + identity.id + ".desktop")) {
         orgName = Common::asFileName(manifest->appOrgname());
         appName = Common::asFileName(manifest->appName());
     }

@@ -1,5 +1,6 @@
 #include "kelp/core/kelp/validator/desktop/desktop-attestation.h"
 
+#include "kelp/core/kelp/desktop-file/desktop-file.h"
 #include "kelp/core/kelp/validator/desktop/desktop-findings.h"
 #include "kelp/core/kelp/validator/desktop/desktop-vocabulary.h"
 
@@ -21,7 +22,7 @@ DesktopAttestation::DesktopAttestation(std::shared_ptr<RpmMeta> meta, std::share
 
 void DesktopAttestation::validate(const std::string &path, const std::string &realPath) {
     remember(path, realPath);
-    entry_ = AppManifest::ManifestEntry::fromFilename(realPath);
+    entry_ = Core::KELP::readDesktopFile(realPath);
     if (!entry_ || !entry_->containsGroup(attestationGroup))
         return;
     const std::vector<std::string> names = entry_->groupKeys(attestationGroup);

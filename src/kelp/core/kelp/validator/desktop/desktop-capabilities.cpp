@@ -27,8 +27,8 @@ constexpr ValueRow capabilities[] = {
     {"ScreenOrientation", screenOrientations},
 };
 
-/// Only for a file that ManifestEntry has accepted, whose bounds hold here too: of names alone, five million
-/// in 32 MiB made a tree of 3.7 GB.
+/// Only for a file that readDesktopFile() has accepted, whose bounds hold here too: of names alone, five
+/// million in 32 MiB made a tree of 3.7 GB.
 std::optional<Tree> readIni(const std::string &path) {
     try {
         // Read in place: a tree cannot be moved, and a copy of a large one hurts.

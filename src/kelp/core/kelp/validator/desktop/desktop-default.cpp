@@ -1,5 +1,6 @@
 #include "kelp/core/kelp/validator/desktop/desktop-default.h"
 
+#include "kelp/core/kelp/desktop-file/desktop-file.h"
 #include "kelp/core/kelp/validator/desktop/desktop-checks.h"
 #include "kelp/core/kelp/validator/desktop/desktop-findings.h"
 #include "kelp/core/kelp/validator/desktop/desktop-vocabulary.h"
@@ -35,7 +36,7 @@ void DesktopDefault::validate(const std::string &path, const std::string &realPa
     // The file has been parsed by now: without the flag it would count as missing at the end.
     logger_->setFlag(ValidatorFlag::DesktopSeen, true);
     remember(path, realPath);
-    entry_ = AppManifest::ManifestEntry::fromFilename(realPath);
+    entry_ = Core::KELP::readDesktopFile(realPath);
     if (!entry_)
         return;
     checkGroups(*entry_, *logger_);

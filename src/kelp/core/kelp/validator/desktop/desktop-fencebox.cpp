@@ -1,5 +1,6 @@
 #include "kelp/core/kelp/validator/desktop/desktop-fencebox.h"
 
+#include "kelp/core/kelp/desktop-file/desktop-file.h"
 #include "kelp/core/kelp/validator/configuration/pattern-set.h"
 #include "kelp/core/kelp/validator/desktop/desktop-vocabulary.h"
 #include "kelp/core/kelp/validator/framework/text.h"
@@ -79,7 +80,7 @@ DesktopFencebox::DesktopFencebox(std::shared_ptr<RpmMeta> meta, std::shared_ptr<
 
 void DesktopFencebox::validate(const std::string &path, const std::string &realPath) {
     remember(path, realPath);
-    entry_ = AppManifest::ManifestEntry::fromFilename(realPath);
+    entry_ = Core::KELP::readDesktopFile(realPath);
     // Without a section nothing is known of the application, and all rules about it would say so once more.
     section_ = entry_ ? sandboxSectionOf(*entry_) : nullptr;
     if (section_ == nullptr) {

@@ -1,5 +1,6 @@
 #include "kelp/core/kelp/validator/desktop/desktop-intents.h"
 
+#include "kelp/core/kelp/desktop-file/desktop-file.h"
 #include "kelp/core/kelp/validator/configuration/pattern.h"
 #include "kelp/core/kelp/validator/desktop/desktop-findings.h"
 #include "kelp/core/kelp/validator/desktop/desktop-vocabulary.h"
@@ -63,7 +64,7 @@ void DesktopIntents::validate(const std::string &path, const std::string &realPa
     if (logger_->getFlag(ValidatorFlag::NoSandboxSection))
         return;
     remember(path, realPath);
-    entry_ = AppManifest::ManifestEntry::fromFilename(realPath);
+    entry_ = Core::KELP::readDesktopFile(realPath);
     section_ = entry_ ? sandboxSectionOf(*entry_) : nullptr;
     if (section_ == nullptr)
         return;

@@ -1,5 +1,6 @@
 #include "kelp/core/kelp/validator/desktop/desktop.h"
 
+#include "kelp/core/kelp/desktop-file/desktop-file.h"
 #include "kelp/core/kelp/validator/desktop/desktop-attestation.h"
 #include "kelp/core/kelp/validator/desktop/desktop-capabilities.h"
 #include "kelp/core/kelp/validator/desktop/desktop-default.h"
@@ -27,7 +28,7 @@ Desktop::Desktop(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config,
 
 void Desktop::validate(const std::string &path, const std::string &realPath) {
     remember(path, realPath);
-    if (!ManifestEntry::fromFilename(realPath)) {
+    if (!Core::KELP::readDesktopFile(realPath)) {
         logger_->log(DesktopMessage::Broken);
         return;
     }
@@ -57,7 +58,7 @@ void Desktop::finish() {
     }
     // Read again and not kept: at the bounds of its reader it is a tree of a million names, which would lie
     // in memory while all other files are judged.
-    const auto entry = ManifestEntry::fromFilename(desktopRealPath_);
+    const auto entry = Core::KELP::readDesktopFile(desktopRealPath_);
     if (!entry) {
         logger_->log(DesktopMessage::Broken);
         return;

@@ -1,11 +1,11 @@
-#include "platform/app-manifest/name-flood.h"
+#include "kelp/core/kelp/desktop-file/name-flood.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <utility>
 #include <vector>
 
-namespace AppManifest {
+namespace Core::KELP {
 
 namespace {
 
@@ -72,4 +72,4 @@ bool isNameFlood(std::string_view text) {
     return false;
 }
 
-} // namespace AppManifest
+} // namespace Core::KELP
