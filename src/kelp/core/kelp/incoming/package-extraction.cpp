@@ -111,13 +111,14 @@ void PackageExtraction::extractFile(const Entry &entry, const fs::path &path, Ru
 void PackageExtraction::writeFile(const Entry &entry, const fs::path &path, FileDescriptor file, Run &run) {
     const auto &content = std::get<Common::Rpm::PackedFile>(entry.kind);
     content.writeTo(file.get(), staging_.realPath(path));
-    setPermissions(file, content.permissions | ownerAccess, path);
+    const fs::perms whileJudged = content.permissions | ownerAccess;
+    setPermissions(file, whileJudged, path);
     const bool failed =
         hasFailed(run.validator.validateFile(entry.path, staging_.realPath(path)), badContent);
     // Further names of the file, which are judged later, must not be hidden by what this one is given.
     if ((content.permissions & fs::perms::owner_read) == fs::perms::none)
         staging_.hideLater(path, content.permissions);
-    else
+    else if (content.permissions != whileJudged)
         setPermissions(file, content.permissions, path);
     // A file that did not pass gets no signature.
     if (!failed && run.steps.afterFile)

@@ -103,9 +103,9 @@ void StagingDirectory::makeDirectory(const fs::path &path, fs::perms permissions
     permissions_[path.string()] = permissions;
 }
 
-FileDescriptor StagingDirectory::createFile(const fs::path &path) const {
+FileDescriptor StagingDirectory::createFile(const fs::path &path) {
     checkPath(path);
-    const FileDescriptor parent = openDirectory(path.parent_path());
+    const FileDescriptor &parent = openParent(path);
     // Never into what is there: a second entry of the path would change a file after the verdict on it.
     const int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
     FileDescriptor file(::openat(parent.get(), path.filename().c_str(), flags, fileMode));
@@ -176,6 +176,16 @@ FileDescriptor StagingDirectory::openDirectory(const fs::path &path) const {
     if (found.get() >= 0)
         return found;
     return makeByComponents(path); // Parts are missing, or the kernel does not know the call.
+}
+
+/// The files of a directory come one behind the other, and are many.
+const FileDescriptor &StagingDirectory::openParent(const fs::path &path) {
+    fs::path parent = path.parent_path();
+    if (lastParentDirectory_.get() < 0 || parent != lastParent_) {
+        lastParentDirectory_ = openDirectory(parent);
+        lastParent_ = std::move(parent);
+    }
+    return lastParentDirectory_;
 }
 
 FileDescriptor StagingDirectory::makeByComponents(const fs::path &path) const {

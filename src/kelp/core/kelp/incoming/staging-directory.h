@@ -41,7 +41,7 @@ public:
     /// applyPermissions().
     void makeDirectory(const std::filesystem::path &path, std::filesystem::perms permissions);
     /// Makes an empty file, and its parents.
-    FileDescriptor createFile(const std::filesystem::path &path) const;
+    FileDescriptor createFile(const std::filesystem::path &path);
     /// Makes a symbolic link, and its parents. The target is not looked at.
     void createSymlink(const std::filesystem::path &target, const std::filesystem::path &path) const;
     /// Gives a file of the directory a further name.
@@ -62,6 +62,7 @@ public:
 
 private:
     FileDescriptor openDirectory(const std::filesystem::path &path) const;
+    const FileDescriptor &openParent(const std::filesystem::path &path);
     FileDescriptor makeByComponents(const std::filesystem::path &path) const;
     FileDescriptor openExisting(const std::filesystem::path &path, int flags) const;
     FileDescriptor openExistingByComponents(const std::filesystem::path &path, int flags) const;
@@ -69,6 +70,8 @@ private:
 
     std::filesystem::path path_;
     FileDescriptor directory_;
+    std::filesystem::path lastParent_;
+    FileDescriptor lastParentDirectory_; ///< Stays what it is: no directory is renamed or removed.
     std::map<std::string, std::filesystem::perms> permissions_; ///< Of directories.
     std::map<std::string, std::filesystem::perms> hidden_;      ///< Of files.
 };

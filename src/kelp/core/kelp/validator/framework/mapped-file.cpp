@@ -6,8 +6,10 @@
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <optional>
+#include <string>
 #include <utility>
 
 namespace Validator {
@@ -17,25 +19,33 @@ namespace {
 using Common::Error;
 using Common::ErrorCode;
 using Common::FileDescriptor;
+using Common::FileIdentity;
 
-/// The size when this is an open regular file.
-std::optional<off_t> fileSize(const FileDescriptor &file) {
+/// A mapping costs two calls and a fault, and waits for the other threads.
+constexpr std::uint64_t largestCopied = 0x4000;
+
+/// Nothing unless this is an open regular file.
+std::optional<FileIdentity> identityOfRegular(const FileDescriptor &file) {
     // Of the open file and not of its path, so that what was looked at is what is mapped.
     struct stat status;
     if (file.get() < 0 || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode))
         return std::nullopt;
-    return status.st_size;
+    return Common::identityOf(status);
+}
+
+[[noreturn]] void raiseUnreadable(const std::filesystem::path &path) {
+    throw Error(ErrorCode::Filesystem, "Couldn't map file: " + path.string());
 }
 
 /// All of the file. Fails for one that the address space of a small device cannot hold: judged by its first
 /// part, or as an empty one, it would have its rest slip past every checker.
-std::string_view map(const FileDescriptor &file, off_t size, const std::filesystem::path &path) {
+std::string_view map(const FileDescriptor &file, std::uint64_t size, const std::filesystem::path &path) {
     const auto length = static_cast<std::size_t>(size);
     void *address = std::cmp_equal(length, size)
                         ? ::mmap(nullptr, length, PROT_READ, MAP_PRIVATE, file.get(), 0)
                         : MAP_FAILED;
     if (address == MAP_FAILED)
-        throw Error(ErrorCode::Filesystem, "Couldn't map file: " + path.string());
+        raiseUnreadable(path);
     return {static_cast<const char *>(address), length};
 }
 
@@ -44,16 +54,27 @@ std::string_view map(const FileDescriptor &file, off_t size, const std::filesyst
 std::shared_ptr<const MappedFile> MappedFile::open(const std::filesystem::path &path) {
     // Without O_NONBLOCK the open itself would wait for a pipe's writer.
     const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    const auto size = fileSize(file);
-    if (!size)
+    const auto identity = identityOfRegular(file);
+    if (!identity)
         return nullptr;
-    // No system maps zero bytes.
-    const std::string_view bytes = *size == 0 ? std::string_view() : map(file, *size, path);
-    return std::shared_ptr<const MappedFile>(new MappedFile(bytes));
+    const std::shared_ptr<MappedFile> mapped(new MappedFile(*identity));
+    mapped->read(file, path);
+    return mapped;
+}
+
+void MappedFile::read(const FileDescriptor &file, const std::filesystem::path &path) {
+    if (identity_.size > largestCopied) {
+        bytes_ = map(file, identity_.size, path);
+        return;
+    }
+    copy_.resize(identity_.size);
+    if (::pread(file.get(), copy_.data(), copy_.size(), 0) != std::ssize(copy_))
+        raiseUnreadable(path);
+    bytes_ = copy_;
 }
 
 MappedFile::~MappedFile() {
-    if (!bytes_.empty())
+    if (copy_.empty() && !bytes_.empty())
         ::munmap(const_cast<char *>(bytes_.data()), bytes_.size());
 }
 

@@ -1,13 +1,17 @@
 #pragma once
 
+#include "kelp/core/common/files/file-descriptor.h"
+#include "kelp/core/common/files/file-identity.h"
+
 #include <filesystem>
 #include <memory>
+#include <string>
 #include <string_view>
 
 namespace Validator {
 
 /// A file of a package, mapped for reading: its checkers see all of it at the price of no memory but the
-/// page cache, however large it is.
+/// page cache, however large it is. A small one is copied, which takes less time.
 ///
 /// The file must not shrink as long as the object lives. The files of a package lie in a directory of the
 /// package manager's own while they are judged, so that nobody else can cut them.
@@ -15,7 +19,7 @@ class MappedFile {
 public:
     /// The file at `path`, links followed. Empty when it cannot be opened, and when it is anything but a
     /// regular file: a pipe or a device that a package ships is never waited for. Raises
-    /// ErrorCode::Filesystem "Couldn't map file: PATH" for a regular file that cannot be mapped as a whole.
+    /// ErrorCode::Filesystem "Couldn't map file: PATH" for a regular file that cannot be had as a whole.
     static std::shared_ptr<const MappedFile> open(const std::filesystem::path &path);
 
     MappedFile(const MappedFile &) = delete;
@@ -24,11 +28,16 @@ public:
 
     /// The content; the view lives as long as the object.
     std::string_view bytes() const { return bytes_; }
+    /// The same for all names of the file.
+    const Common::FileIdentity &identity() const { return identity_; }
 
 private:
-    explicit MappedFile(std::string_view bytes) : bytes_(bytes) {}
+    explicit MappedFile(const Common::FileIdentity &identity) : identity_(identity) {}
+    void read(const Common::FileDescriptor &file, const std::filesystem::path &path);
 
     std::string_view bytes_;
+    std::string copy_; ///< Empty for a file that is mapped.
+    Common::FileIdentity identity_;
 };
 
 } // namespace Validator

@@ -1,5 +1,6 @@
 #include "kelp/core/kelp/validator/program/executable.h"
 
+#include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/kelp/validator/configuration/pattern-set.h"
 #include "kelp/core/kelp/validator/program/elf-reader.h"
@@ -23,7 +24,11 @@ constexpr std::string_view vitrineImport = "Halyard.Vitrine 1.0";
 
 /// By the bits of the unpacked file, which are those of the package while it is judged.
 bool isOwnerExecutable(const std::string &path) {
-    return Common::isRegularFile(path) && Common::hasPermissions(path, std::filesystem::perms::owner_exec);
+    try {
+        return Common::hasPermissions(path, std::filesystem::perms::owner_exec);
+    } catch (const Common::Error &) {
+        return false; // It is in the log. What nobody can ask about, nobody can run.
+    }
 }
 
 /// The libraries that a file links and that are not among the allowed ones, each once, in the file's order.

@@ -16,6 +16,9 @@ namespace {
 /// The home of the first user on some devices; on others a program that has it built in finds nothing.
 constexpr std::string_view hardcodedPath = "/home/defaultuser";
 
+/// To search a smaller file again takes less time than to find the answer.
+constexpr std::size_t remembered = 0x10000;
+
 /// A file whose location is judged.
 struct Place {
     const std::string &path;
@@ -110,11 +113,22 @@ void Path::checkLocation() const {
     rule->judge(place, *logger_);
 }
 
-void Path::checkContent() const {
+void Path::checkContent() {
     // Directories cannot be mapped; files can be read by their owner as long as they are judged.
     const auto file = MappedFile::open(realPath_);
-    if (file && file->bytes().find(hardcodedPath) != std::string_view::npos)
+    if (file && holdsHardcodedPath(*file))
         logger_->log(ContentRule::HardcodedPath, {path_});
+}
+
+bool Path::holdsHardcodedPath(const MappedFile &file) {
+    const auto search = [&] { return file.bytes().find(hardcodedPath) != std::string_view::npos; };
+    if (file.bytes().size() < remembered)
+        return search();
+    // Twenty thousand names of one large file would otherwise have it searched as many times.
+    const auto [found, isNew] = isHardcodedIn_.try_emplace(file.identity());
+    if (isNew)
+        found->second = search();
+    return found->second;
 }
 
 } // namespace Validator

@@ -1,8 +1,13 @@
 #pragma once
 
+#include "kelp/core/common/files/file-identity.h"
 #include "kelp/core/kelp/validator/framework/checker.h"
 
+#include <map>
+
 namespace Validator {
+
+class MappedFile;
 
 /// Checks for every file of a package that it lies where the package may install, and that it does not hold
 /// the path of the default user's home, which is another one on other devices.
@@ -17,7 +22,10 @@ public:
 
 private:
     void checkLocation() const;
-    void checkContent() const;
+    void checkContent();
+    bool holdsHardcodedPath(const MappedFile &file);
+
+    std::map<Common::FileIdentity, bool> isHardcodedIn_; ///< Large files that were searched.
 };
 
 } // namespace Validator
