@@ -179,31 +179,40 @@ constexpr const char *killAfterErasure = "launch_killed_at unlink /opt/kelp/tmp/
 
 TEST_F(TakeOverTest, TheNextStartGoesByRpmAndTheDisk) {
     struct {
+        std::string id;
         const char *meanwhile;
         bool arrives;
-        const char *line;
+        std::string line;
     } const rows[] = {
-        {"", true, "[I] Package org.app successfully migrated from RPM to KELP\n"},
-        {"rm -r $IMAGE/opt/kelp/tmp/org.app", false,
-         "[E] Package org.app is neither in RPM nor in KELP, and nothing of it is left\n"},
-        {"put org.app", true, "the copy of before is kept in \"/opt/kelp/rescued/org.app-1-1\"\n"},
+        {"org.app", "", true, "[I] Package org.app successfully migrated from RPM to KELP\n"},
+        {"org.shared", "rm -r $IMAGE/opt/kelp/tmp/org.shared", false,
+         "[E] Package org.shared is neither in RPM nor in KELP, and nothing of it is left\n"},
+        {"org.twice", "put org.twice", true,
+         "the copy of before is kept in \"/opt/kelp/rescued/org.twice-1-1\"\n"},
         // The erasure had begun and did not end: what is left on the disk is a remnant.
-        {"put org.app --justdb; "
-         "sed --in-place 's/^header .* \\(.*\\)/header 3 \\1/' $IMAGE/var/lib/kelp/takeover.journal",
-         true, "[I] Package org.app successfully migrated from RPM to KELP\n"},
+        {"org.linked",
+         "put org.linked --justdb; hnum=$(in_image rpm --query --queryformat '%{DBINSTANCE}' org.linked); "
+         "sed --in-place \"/^package org.linked$/,/^header/s/^header .* /header $hnum /\" "
+         "$IMAGE/var/lib/kelp/takeover.journal",
+         true, "[I] Package org.linked successfully migrated from RPM to KELP\n"},
     };
+    const Machine machine;
+    for (const auto &row : rows)
+        machine.run("add " + row.id);
+    machine.run(killAfterErasure);
     for (const auto &row : rows) {
-        const Machine machine;
-        machine.run(std::string("add org.app; ") + killAfterErasure);
-        ASSERT_FALSE(machine.isInRpm("org.app"));
+        ASSERT_FALSE(machine.isInRpm(row.id));
         machine.run(row.meanwhile);
-        EXPECT_THAT(machine.launch(), HasSubstr(row.line)) << row.meanwhile;
-        if (row.arrives)
-            machine.expectArrived("org.app");
-        machine.expectArrived("org.sound");
-        EXPECT_FALSE(machine.holds("var/lib/kelp/takeover.journal"));
-        EXPECT_TRUE(machine.isStamped());
     }
+    const std::string log = machine.launch();
+    for (const auto &row : rows) {
+        EXPECT_THAT(log, HasSubstr(row.line));
+        if (row.arrives)
+            machine.expectArrived(row.id);
+    }
+    machine.expectArrived("org.sound");
+    EXPECT_FALSE(machine.holds("var/lib/kelp/takeover.journal"));
+    EXPECT_TRUE(machine.isStamped());
 }
 
 TEST_F(TakeOverTest, AJournalThatCannotBeReadClearsNothing) {
