@@ -19,16 +19,22 @@ class Machine {
 public:
     Machine() { run("add org.sound"); }
 
-    /// Runs commands with two functions for applications: put VARIANT [OPTION...] installs the package
-    /// VARIANT.rpm of this folder's CMakeLists.txt; add does so and gives it a developer's certificate.
+    /// Runs commands with two functions for applications: put VARIANT... [OPTION...] installs the packages
+    /// VARIANT.rpm of this folder's CMakeLists.txt; add does so and gives each a developer's certificate.
     std::string run(const std::string &commands) const {
         return image_.run(
             "set -e\n"
             "put() {\n"
-            "    cp " KELP_RPMS "/$1.rpm $IMAGE/tmp/application.rpm\n"
-            "    in_image rpm --install --force-debian --nodeps \"${@:2}\" /tmp/application.rpm\n"
+            "    local files=() options=()\n"
+            "    for word; do [[ $word == -* ]] && options+=($word) || files+=($word.rpm); done\n"
+            "    (cd " KELP_RPMS "; cp \"${files[@]}\" $IMAGE/tmp)\n"
+            "    in_image rpm --install --force-debian --nodeps \"${options[@]}\" \"${files[@]/#//tmp/}\"\n"
             "}\n"
-            "add() { put \"$@\"; sign ${1%%-*} developer KEY CN=Someone; }\n"
+            "add() {\n"
+            "    put \"$@\"\n"
+            "    for word; do [[ $word == -* ]] || note_certificate ${word%%-*} developer KEY CN=S; done\n"
+            "    sqlite3 $(signature_database) \"$noted_certificates\"; noted_certificates=\n"
+            "}\n"
             "layers=${IMAGE%/*}\n" +
             commands);
     }
@@ -50,18 +56,31 @@ public:
         return run("in_image rpm --query " + id + " || true").starts_with(id + "-");
     }
 
-    void expectStays(const std::string &id) const {
-        EXPECT_TRUE(isInRpm(id)) << id;
-        for (const char *place : {"opt/app/", "opt/kelp/tmp/"})
-            EXPECT_FALSE(holds(place + id + "/")) << id;
+    void expectStay(const std::vector<std::string> &ids) const {
+        std::string command = "in_image rpm --query --queryformat '%{NAME}\\n'";
+        std::string answer;
+        for (const std::string &id : ids) {
+            command += " " + id;
+            answer += id + "\n";
+            for (const char *place : {"opt/app/", "opt/kelp/tmp/"})
+                EXPECT_FALSE(holds(place + id + "/")) << id;
+        }
+        EXPECT_THAT(run(command + " || true"), testing::StartsWith(answer));
     }
-    void expectArrived(const std::string &id) const {
-        EXPECT_EQ(run("in_image sh -c 'rpm --query $0; $0; cat /usr/share/$0/words; "
-                      "grep -c package=$0 /var/lib/kelp/registry' " +
-                      id),
-                  "package " + id + " is not installed\n" + id + "\nwords\n1\n");
-        for (const char *file : {"velura.pkg", "symlink.list", "generated.dir.list"})
-            EXPECT_TRUE(holds("opt/app/" + id + "/1-1/" + file)) << id << " " << file;
+    void expectArrived(const std::vector<std::string> &ids) const {
+        std::string command =
+            "in_image sh -c 'for id; do $id; read words </usr/share/$id/words; echo $words; "
+            "grep -c package=$id /var/lib/kelp/registry; done; rpm --query \"$@\"' sh";
+        std::string answer;
+        std::string query;
+        for (const std::string &id : ids) {
+            command += " " + id;
+            answer += id + "\nwords\n1\n";
+            query += "package " + id + " is not installed\n";
+            for (const char *file : {"velura.pkg", "symlink.list", "generated.dir.list"})
+                EXPECT_TRUE(holds("opt/app/" + id + "/1-1/" + file)) << id << " " << file;
+        }
+        EXPECT_EQ(run(command + " || true"), answer + query);
     }
 
 private:
@@ -100,9 +119,9 @@ TEST_F(TakeOverTest, WhatCouldNotBePublishedStaysInRpm) {
     const std::string log = machine.launch();
     for (const auto &[id, commands, reason] : rows) {
         EXPECT_THAT(log, HasSubstr("Failed to copy package " + id + " files with mappings: " + reason));
-        machine.expectStays(id);
+        machine.expectStay({id});
     }
-    machine.expectArrived("org.sound");
+    machine.expectArrived({"org.sound"});
     EXPECT_TRUE(machine.isStamped());
 }
 
@@ -111,10 +130,10 @@ TEST_F(TakeOverTest, OneThatRpmCannotEraseStaysAndTheOthersAreInstalledAndBound)
     machine.run(
         "add_user alice; add org.app-clinging; echo data | put_file /usr/share/common/org.example/data");
     EXPECT_THAT(machine.launch(), HasSubstr("[E] Couldn't complete migration: rpm_to_kelp\n"));
-    machine.expectStays("org.app");
+    machine.expectStay({"org.app"});
     EXPECT_EQ(machine.run("in_image rpm --verify --nodeps org.app"), "");
     EXPECT_TRUE(machine.holds("usr/share/common/org.example/KEY/data"));
-    machine.expectArrived("org.sound");
+    machine.expectArrived({"org.sound"});
     EXPECT_EQ(machine.run("sqlite3 $IMAGE/var/lib/trusted-sources/db.sqlite3 'SELECT * FROM packages'"),
               "org.sound|.no.source.apps\n");
     EXPECT_FALSE(machine.isStamped());
@@ -124,17 +143,16 @@ TEST_F(TakeOverTest, OneThatRpmCannotEraseStaysAndTheOthersAreInstalledAndBound)
 TEST_F(TakeOverTest, ApplicationsThatFitOneByOneAreTakenOverOneByOne) {
     const Machine machine;
     machine.run(
-        "for id in org.one org.two org.three org.large; do add $id; done; rm $IMAGE/tmp/*.rpm; "
+        "add org.one org.two org.three org.large; rm $IMAGE/tmp/*.rpm; "
         "mount -o remount,size=$(($(df --output=used --block-size=1M $layers | tail -n 1) + 30))M $layers");
     EXPECT_THAT(machine.launch(), HasSubstr("There is no room to take over org.large package"));
-    for (const char *id : {"org.one", "org.two", "org.three", "org.sound"})
-        machine.expectArrived(id);
-    machine.expectStays("org.large");
+    machine.expectArrived({"org.one", "org.two", "org.three", "org.sound"});
+    machine.expectStay({"org.large"});
     EXPECT_FALSE(machine.isStamped());
 
     machine.run("mount -o remount,size=1G $layers");
     machine.launch();
-    machine.expectArrived("org.large");
+    machine.expectArrived({"org.large"});
     EXPECT_TRUE(machine.isStamped());
 }
 
@@ -146,15 +164,16 @@ TEST_F(TakeOverTest, NothingIsErasedWithoutRoomForRpm) {
                     place + "; cp -a /tmp/kept/. " + place);
         EXPECT_THAT(machine.launch(),
                     HasSubstr(std::string("[E] There is too little free space for rpm: ") + directory));
-        machine.expectStays("org.sound");
+        machine.expectStay({"org.sound"});
         EXPECT_FALSE(machine.holds("var/lib/kelp/takeover.journal"));
         machine.run("umount " + place + "; rm -r /tmp/kept");
     }
 }
 
-TEST_F(TakeOverTest, WhatCannotBePublishedAfterTheErasureIsRescued) {
+TEST_F(TakeOverTest, WhatCannotBePublishedIsRescuedAndChangedConfigurationComesAlong) {
     const Machine machine;
-    machine.run("add org.app-littering");
+    machine.run("add org.app-littering org.twice; echo changed >$IMAGE/etc/org.twice.conf; "
+                "echo other >$IMAGE/etc/org.sound.conf");
     const std::string log = machine.launch();
     EXPECT_THAT(log,
                 AllOf(HasSubstr("[E] Attempt to overwrite existing file using mapping: /usr/bin/org.app\n"),
@@ -162,16 +181,10 @@ TEST_F(TakeOverTest, WhatCannotBePublishedAfterTheErasureIsRescued) {
     EXPECT_EQ(readFile(machine.root() / "opt/kelp/rescued/org.app-1-1/data/words"), "words\n");
     EXPECT_EQ(readFile(machine.root() / "usr/bin/org.app"), "foreign\n");
     EXPECT_FALSE(machine.holds("opt/app/org.app"));
-    machine.expectArrived("org.sound");
+    machine.expectArrived({"org.sound", "org.twice"});
+    EXPECT_EQ(readFile(machine.root() / "opt/app/org.twice/1-1/etc/org.twice.conf"), "changed\n");
+    EXPECT_FALSE(machine.holds("etc/org.twice.conf.rpmsave"));
     EXPECT_TRUE(machine.isStamped());
-}
-
-TEST_F(TakeOverTest, ChangedConfigurationComesAlongAndLeavesNoCopy) {
-    const Machine machine;
-    machine.run("add org.app; echo changed >$IMAGE/etc/org.app.conf; echo other >$IMAGE/etc/org.sound.conf");
-    machine.launch();
-    EXPECT_EQ(readFile(machine.root() / "opt/app/org.app/1-1/etc/org.app.conf"), "changed\n");
-    EXPECT_FALSE(machine.holds("etc/org.app.conf.rpmsave"));
 }
 
 /// Ends a start right behind rpm's erasure, when the journal and the staged trees are all there is.
@@ -179,31 +192,33 @@ constexpr const char *killAfterErasure = "launch_killed_at unlink /opt/kelp/tmp/
 
 TEST_F(TakeOverTest, TheNextStartGoesByRpmAndTheDisk) {
     struct {
+        std::string id;
         const char *meanwhile;
-        bool arrives;
-        const char *line;
+        std::string line;
     } const rows[] = {
-        {"", true, "[I] Package org.app successfully migrated from RPM to KELP\n"},
-        {"rm -r $IMAGE/opt/kelp/tmp/org.app", false,
-         "[E] Package org.app is neither in RPM nor in KELP, and nothing of it is left\n"},
-        {"put org.app", true, "the copy of before is kept in \"/opt/kelp/rescued/org.app-1-1\"\n"},
+        {"org.app", "", "[I] Package org.app successfully migrated from RPM to KELP\n"},
+        {"org.shared", "rm -r $IMAGE/opt/kelp/tmp/org.shared",
+         "[E] Package org.shared is neither in RPM nor in KELP, and nothing of it is left\n"},
+        {"org.twice", "put org.twice", "the copy of before is kept in \"/opt/kelp/rescued/org.twice-1-1\"\n"},
         // The erasure had begun and did not end: what is left on the disk is a remnant.
-        {"put org.app --justdb; "
-         "sed --in-place 's/^header .* \\(.*\\)/header 3 \\1/' $IMAGE/var/lib/kelp/takeover.journal",
-         true, "[I] Package org.app successfully migrated from RPM to KELP\n"},
+        {"org.linked",
+         "put org.linked --justdb; hnum=$(in_image rpm --query --queryformat '%{DBINSTANCE}' org.linked); "
+         "sed --in-place \"/^package org.linked$/,/^header/s/^header .* /header $hnum /\" "
+         "$IMAGE/var/lib/kelp/takeover.journal",
+         "[I] Package org.linked successfully migrated from RPM to KELP\n"},
     };
+    const Machine machine;
+    machine.run(std::string("add org.app org.shared org.twice org.linked; ") + killAfterErasure);
     for (const auto &row : rows) {
-        const Machine machine;
-        machine.run(std::string("add org.app; ") + killAfterErasure);
-        ASSERT_FALSE(machine.isInRpm("org.app"));
+        ASSERT_FALSE(machine.isInRpm(row.id));
         machine.run(row.meanwhile);
-        EXPECT_THAT(machine.launch(), HasSubstr(row.line)) << row.meanwhile;
-        if (row.arrives)
-            machine.expectArrived("org.app");
-        machine.expectArrived("org.sound");
-        EXPECT_FALSE(machine.holds("var/lib/kelp/takeover.journal"));
-        EXPECT_TRUE(machine.isStamped());
     }
+    const std::string log = machine.launch();
+    for (const auto &row : rows)
+        EXPECT_THAT(log, HasSubstr(row.line));
+    machine.expectArrived({"org.app", "org.twice", "org.linked", "org.sound"});
+    EXPECT_FALSE(machine.holds("var/lib/kelp/takeover.journal"));
+    EXPECT_TRUE(machine.isStamped());
 }
 
 TEST_F(TakeOverTest, AJournalThatCannotBeReadClearsNothing) {
@@ -223,7 +238,7 @@ TEST_F(TakeOverTest, ADamagedRecordOfSomebodyElseMattersOnlyWhileAJournalExists)
     const Machine machine;
     machine.run(damage);
     EXPECT_THAT(machine.launch(), HasSubstr("[W] The rpm database has records that cannot be read\n"));
-    machine.expectArrived("org.sound");
+    machine.expectArrived({"org.sound"});
 
     const Machine killed;
     killed.run(killAfterErasure);
@@ -240,13 +255,13 @@ TEST_F(TakeOverTest, ARecordOfWhatTheStoreHoldsGoesOnlyWhenAllIsTheStores) {
     const std::string again = "rm $IMAGE/var/lib/kelp/.migration_done; ";
     machine.run(again + "put org.sound --justdb; put org.app-newer --justdb");
     EXPECT_THAT(machine.launch(), HasSubstr("the store holds version 1-1\n"));
-    machine.expectArrived("org.sound");
+    machine.expectArrived({"org.sound"});
     EXPECT_TRUE(machine.isInRpm("org.app"));
 
     machine.run(again +
                 "put org.sound --justdb; in_image ln -sf velura.pkg /opt/app/org.app/current/velura.pkg");
     EXPECT_THAT(machine.launch(), HasSubstr("Couldn't read velura.pkg file of the org.app package\n"));
-    machine.expectArrived("org.sound");
+    machine.expectArrived({"org.sound"});
 }
 
 TEST_F(TakeOverTest, OnlyItsOwnTemporaryDirectoryIsCleared) {
@@ -259,10 +274,10 @@ TEST_F(TakeOverTest, OnlyItsOwnTemporaryDirectoryIsCleared) {
     };
     for (const char *setting : {"", "/home", "/opt", "/opt/app/tmp"}) {
         EXPECT_THAT(launchWith(setting), refusal) << setting;
-        machine.expectStays("org.sound");
+        machine.expectStay({"org.sound"});
     }
     EXPECT_THAT(launchWith("/scratch"), Not(refusal));
-    machine.expectArrived("org.sound");
+    machine.expectArrived({"org.sound"});
     EXPECT_TRUE(machine.holds("home/somebody"));
 }
 
@@ -273,7 +288,7 @@ TEST_F(TakeOverTest, ALateArrivalGetsWhatTheOtherMigrationsDid) {
                 "put_file /etc/integrityd/config.d/org.sound.json; "
                 "touch $IMAGE/var/lib/kelp/.migration_{skid,integrityd}_done");
     machine.launch();
-    machine.expectArrived("org.sound");
+    machine.expectArrived({"org.sound"});
     EXPECT_TRUE(machine.holds("srv/shared/org.example/KEY/common/team"));
     EXPECT_EQ(readFile(machine.root() / "opt/app/org.sound/1-1/@resources/integrityd.json"),
               "{\"f\": \"/usr/share/common/org.example/KEY/x\"}\n");
@@ -288,7 +303,7 @@ TEST_F(TakeOverTest, ASecondLauncherWaitsAndTouchesNothing) {
                             "waits /tmp/second; test -e $IMAGE/usr/bin/org.sound -a ! -e $IMAGE/opt/app\n"
                             "exec 9>&-; wait )"),
                 HasSubstr("[W] Asked to stop before migration: rpm_to_kelp\n"));
-    machine.expectArrived("org.sound");
+    machine.expectArrived({"org.sound"});
     EXPECT_EQ(machine.run("stat --format=%a $IMAGE/var/lib/kelp/store.lock"), "600\n");
 }
 

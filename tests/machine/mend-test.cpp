@@ -68,8 +68,10 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
     };
     EXPECT_THAT(doctor(""), IsEmpty());
     for (const auto &round : rounds) {
+        std::string deeds;
         for (const Damage &damage : round)
-            there(damage.deed);
+            deeds += std::string(damage.deed) + '\n';
+        there(deeds);
         const std::string before = doctor("--json");
         const std::string left = doctor("--repair --json");
         for (const auto &[deed, id, kind, isRepairable] : round) {

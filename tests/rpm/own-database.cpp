@@ -1,0 +1,25 @@
+#include "kelp/core/common/rpm/initialise.h"
+
+#include "support/temporary-directory.h"
+
+#include <gtest/gtest.h>
+#include <rpm/rpmmacro.h>
+
+namespace {
+
+/// An empty rpm database for a test program. Debian's macro for the place of the machine's starts two shells
+/// each time that somebody asks for it, and makes the database in the home directory of whoever runs the
+/// tests.
+class OwnDatabase : public testing::Environment {
+    void SetUp() override {
+        Common::Rpm::initialise();
+        rpmPushMacro(nullptr, "_dbpath", nullptr, directory_.path().c_str(), RMIL_CMDLINE);
+    }
+
+    TemporaryDirectory directory_;
+};
+
+[[maybe_unused]] const testing::Environment *const ownDatabase =
+    testing::AddGlobalTestEnvironment(new OwnDatabase);
+
+} // namespace
