@@ -131,9 +131,8 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
         {"true", "--allow-downgrade /root/sound-1.rpm", "org.example.sound 1-1 installed in place of 2-1\n"},
         {"true", "3", "org.example.sound 3-1 installed in place of 1-1\n"},
         {"true", "2", refused + "Attempt to downgrade the package" + status},
-        {"cp $IMAGE/root/sound-2.rpm $IMAGE/root/odd.rpm; printf x | dd of=$IMAGE/root/odd.rpm bs=1 "
-         "conv=notrunc status=none seek=$(($(stat -c %s $IMAGE/root/odd.rpm) - 30))",
-         "/root/odd.rpm", "kelpctl: /root/odd.rpm: The payload does not match its digest" + status},
+        {"cp $IMAGE/root/sound-2.rpm $IMAGE/root/odd.rpm; echo >>$IMAGE/root/odd.rpm", "/root/odd.rpm",
+         "kelpctl: /root/odd.rpm: The payload does not match its digest" + status},
         {"true", "/root/none.rpm", "kelpctl: /root/none.rpm: Couldn't open rpm package\nstatus 2\n"},
     };
     const std::string before = run(traces);
