@@ -1,10 +1,13 @@
 #include "kelpctl/command.h"
 
+#include "kelpctl/shown-text.h"
 #include "kelpctl/terminal.h"
 
 #include <CLI/CLI.hpp>
 
 #include <unistd.h>
+
+#include <iostream>
 
 namespace KelpCtl {
 
@@ -45,6 +48,12 @@ std::variant<Command, ExitStatus> parseCommandLine(int argc, const char *const *
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
+        // CLI11 would say that there is none.
+        if (error.get_exit_code() != 0 && app.get_subcommands().empty() && !app.remaining().empty()) {
+            std::cerr << "No such command: " << shown(app.remaining().front())
+                      << "\nRun with --help for more information.\n";
+            return ExitStatus::Trouble;
+        }
         // Help and version come this way too. CLI11's own numbers of errors are not those of the program.
         return app.exit(error) == 0 ? ExitStatus::Accepted : ExitStatus::Trouble;
     }

@@ -1,7 +1,8 @@
 """Breaks a command at every call that changes something on disk, and judges what is left when it is over.
 
 Scenarios: the launcher's start that takes the applications over; the store's operations, publishing by links and by
-copies; and kelpctl, as people bring a package file in, in place of an older one, and out. A point is the name of a system call and which of these calls it is. Modes:
+copies; and kelpctl, as people bring a package file in, in place of an older one, and out. A point is the name of a system
+call and which of these calls it is. Modes:
   kill         the command is killed before the call
   powercut     the same, and the disks' files are copied at once, unflushed: what follows has the copies
   latecut      as powercut, after the file systems have committed their journals, but no contents, of their own accord
@@ -45,7 +46,6 @@ def arguments():
     parser.add_argument("--seed", default="", help="what the sample depends on, as a commit")
     parser.add_argument("--point", metavar="MODE:NAME:INDEX", help="only this point, of the first scenario and layout, and "
                         "tell all about it")
-    parser.add_argument("--shell", action="store_true", help="with --point: end with a shell in the machine's root directory")
     parser.add_argument("--prove", action="store_true", help="only show that each kind of damage would be seen")
     parser.add_argument("--jobs", type=int, default=os.cpu_count())
     return parser.parse_args()
@@ -74,7 +74,7 @@ class Trial:
         Machine(self.layout, self.place / "base", "").copy_disks(place / "disks")
         return Machine(self.layout, place / "disks", place / "root")
 
-    def broken(self, mode, point, slot, then=lambda machine: None):
+    def broken(self, mode, point, slot):
         """The flaws of a machine whose run was broken at a point, and what its runs wrote."""
         place = self.place / f"slot-{slot}"
         with self.machine(place) as machine:
@@ -85,16 +85,15 @@ class Trial:
             if not (status == -9 if killer else "(INJECTED)" in log.read_text()):
                 return ["the run did not come to this call"], output
             if mode not in ("powercut", "latecut"):
-                return self.judged(machine, mode, output, then)
+                return self.judged(machine, mode, output)
             if mode == "latecut":
                 machine.commit()
             machine.copy_disks(place / "cut")
             with Machine(self.layout, place / "cut", place / "cut-root") as cut:
-                return self.judged(cut, mode, output, then)
+                return self.judged(cut, mode, output)
 
-    def judged(self, machine, mode, output, then):
+    def judged(self, machine, mode, output):
         flaws, more = self.scenario.judge(machine, mode in injection.KILLING, output)
-        then(machine)
         return flaws, output + more
 
 
@@ -153,11 +152,7 @@ def tell(trial, options):
     if not points:
         raise SystemExit(f"an undisturbed run has no call {name}:{index} that changes something")
 
-    def shell(machine):
-        if options.shell:
-            run("bash", cwd=machine.root)
-
-    flaws, output = trial.broken(mode, points[0], "shown", shell)
+    flaws, output = trial.broken(mode, points[0], "shown")
     print(points[0].call, output, *(flaws or ["nothing is wrong"]), sep="\n")
     return bool(flaws)
 

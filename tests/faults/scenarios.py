@@ -121,11 +121,10 @@ class PeopleCommand:
     """kelpctl as it brings one package file in or out. What it leaves, doctor brings to the old state or the new one."""
 
     programs, id = ["kelpctl"], "org.example.sound"
-    COMMANDS = {"install": ["install", "/sound-2.rpm"], "update": ["install", "/sound-2.rpm"], "remove": ["remove", id]}
-    INSTALLED = {"install": [], "update": [1], "remove": [2]}
 
-    def __init__(self, operation):
-        self.operation, self.command = operation, ["/program", *self.COMMANDS[operation]]
+    def __init__(self, installed, *words):
+        # What is installed by then, and the command's words.
+        self.installed, self.command = installed, ["/program", *words]
 
     def prepare(self, machine, packages):
         for version in [1, 2]:
@@ -134,7 +133,7 @@ class PeopleCommand:
               IMAGE=str(machine.root))
         # Once in and out, so that what every machine has by then is there.
         for words in [["install", "/sound-2.rpm"], ["remove", self.id],
-                      *(["install", f"/sound-{version}.rpm"] for version in self.INSTALLED[self.operation])]:
+                      *(["install", f"/sound-{version}.rpm"] for version in self.installed)]:
             status, output = machine.start(["/program", *words])
             if status:
                 raise SystemExit(output)
@@ -165,4 +164,5 @@ class PeopleCommand:
 SCENARIOS = {"take-over": TakeOver()} | {
     f"{operation}-{mode}": StoreOperation(operation, subgroup) for operation in ["install", "update", "remove"]
     for mode, subgroup in {"links": "regular", "copies": "mdm"}.items()} | {
-    f"people-{operation}": PeopleCommand(operation) for operation in PeopleCommand.COMMANDS}
+    "people-install": PeopleCommand([], "install", "/sound-2.rpm"), "people-update": PeopleCommand([1], "install", "/sound-2.rpm"),
+    "people-remove": PeopleCommand([2], "remove", PeopleCommand.id)}

@@ -30,7 +30,7 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
          {"rm opt/app/org.example.ticker/current/symlink.list", "org.example.ticker", "unlisted", true},
          {"touch opt/app/org.example.reader/current/publication.plan", "org.example.reader",
           "unfinished-update", true},
-         {"mkdir opt/app/org.example.gone", "org.example.gone", "leftover", true},
+         {"mkdir -p opt/app/org.example.gone/1-1/data", "org.example.gone", "leftover", true},
          {"sqlite3 var/lib/trusted-sources/db.sqlite3 'DELETE FROM packages'", "org.example.notes", "unbound",
           true}},
         {{"sed -i 1d opt/app/org.example.notes/current/symlink.list", "org.example.notes", "unlisted", true},
@@ -60,6 +60,7 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
          {"rm usr/bin/org.example.notes; echo x >usr/bin/org.example.notes", "org.example.notes", "foreign",
           false},
          {"rm opt/app/org.example.notes/current/data/first.txt", "org.example.notes", "dead", false},
+         {"rm opt/app/com.example.devices/current/data/policy.json", "com.example.devices", "dead", false},
          {"echo >opt/app/org.example.ticker/current/velura.pkg", "org.example.ticker",
           "unreadable-descriptor", false},
          {"sqlite3 var/lib/trusted-sources/db.sqlite3 \"INSERT INTO packages VALUES('gone', "
@@ -132,9 +133,8 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
         {"true", "--allow-downgrade /root/sound-1.rpm", "org.example.sound 1-1 installed in place of 2-1\n"},
         {"true", "3", "org.example.sound 3-1 installed in place of 1-1\n"},
         {"true", "2", refused + "Attempt to downgrade the package" + status},
-        {"cp $IMAGE/root/sound-2.rpm $IMAGE/root/odd.rpm; printf x | dd of=$IMAGE/root/odd.rpm bs=1 "
-         "conv=notrunc status=none seek=$(($(stat -c %s $IMAGE/root/odd.rpm) - 30))",
-         "/root/odd.rpm", "kelpctl: /root/odd.rpm: The payload does not match its digest" + status},
+        {"cp $IMAGE/root/sound-2.rpm $IMAGE/root/odd.rpm; echo >>$IMAGE/root/odd.rpm", "/root/odd.rpm",
+         "kelpctl: /root/odd.rpm: The payload does not match its digest" + status},
         {"true", "/root/none.rpm", "kelpctl: /root/none.rpm: Couldn't open rpm package\nstatus 2\n"},
     };
     const std::string before = run(traces);

@@ -18,8 +18,6 @@ TEST_F(PlanTest, TheLauncherDoesWhatThePlanSays) {
         {"com.example.phone", R"("version":"1.0-1",)" + staying +
                                   R"("/usr/share/icons/hicolor/86x86/apps/phone.png belongs to )"
                                   R"(io.velura.dialer too","bytes":)"},
-        {"io.velura.dialer", R"("version":"11.2-1",)" + staying + R"("system developer","bytes":null})"},
-        {"org.example.notes", R"("version":"1.4.2-1",)" + moved},
         {"org.example.reader",
          R"("version":"0.9-3",)" + staying + R"("no developer certificate","bytes":null})"},
         {"org.example.ticker",

@@ -8,6 +8,8 @@
 #include <boost/algorithm/string/join.hpp>
 #include <boost/json.hpp>
 
+#include <algorithm>
+
 namespace KelpCtl {
 
 namespace {
@@ -78,11 +80,16 @@ json::object asJson(const RegistryRecord &record) {
 }
 
 std::vector<std::vector<std::string>> historyTable(const std::vector<RegistryRecord> &records) {
-    std::vector<std::vector<std::string>> rows = {{"TIME", "EVENT", "APPLICATION", "KEYS, THE NEWEST FIRST"}};
+    std::vector<std::vector<std::string>> rows = {
+        {"TIME", "EVENT", "APPLICATION", "SHORT KEYS, NEWEST FIRST"}};
     for (const RegistryRecord &record : records) {
         // The registry has the oldest first.
         std::vector<std::string> keys(record.previousKeyIds().rbegin(), record.previousKeyIds().rend());
         keys.insert(keys.begin(), record.keyId());
+        constexpr std::size_t shortKeySize = 12;
+        // Whole, one alone would fill half of a terminal's line.
+        for (std::string &key : keys)
+            key.resize(std::min(key.size(), shortKeySize));
         rows.push_back({shownTime(record.timestamp()), wordsOf(record.event()).word,
                         shown(record.packageId()), shown(boost::algorithm::join(keys, " "))});
     }

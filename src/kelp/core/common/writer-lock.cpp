@@ -27,6 +27,8 @@ Error lockError() {
 FileDescriptor openLock() {
     createDirectories(WriterLock::path().parent_path());
     FileDescriptor file(::open(WriterLock::path().c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+    if (file.get() < 0 && errno == EACCES)
+        throw Error(ErrorCode::UnauthorizedAccess, "Only root can change the store");
     // One made under another mask lets others lock us out.
     if (file.get() < 0 || ::fchmod(file.get(), 0600) != 0)
         throw lockError();

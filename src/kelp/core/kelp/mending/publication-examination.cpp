@@ -91,16 +91,17 @@ private:
         return std::ranges::find(plan_.files, target, &PlannedFile::target) != plan_.files.end();
     }
 
-    /// Of a file that the store has lost, the link is left.
+    /// Of a file that the store has lost, the link or the copy is left.
     void examineListed() {
-        for (const fs::path &target : listed_.value_or(std::vector<fs::path>())) {
-            std::error_code error;
-            if (!isPlanned(target) && fs::is_symlink(fs::symlink_status(target, error)) &&
-                fs::read_symlink(target, error).native().starts_with(current_.native() + "/") &&
-                !fs::exists(target, error))
-                // The version has lost the file; only its package file can bring it back.
-                add(FindingKind::Dead, target, "leads to a file that the store has lost", {});
-        }
+        for (const fs::path &target : listed_.value_or(std::vector<fs::path>()))
+            if (!isPlanned(target) && isMapping(target) && isLost(mappingTarget(target)))
+                // Only the package file can bring it back.
+                add(FindingKind::Dead, target, "comes from a file that the store has lost", {});
+    }
+
+    bool isLost(const fs::path &source) const {
+        std::error_code error;
+        return source.native().starts_with(current_.native() + "/") && !fs::exists(source, error);
     }
 
     /// What is published now, or will be when the findings before this one are mended, of what is listed or
