@@ -35,7 +35,7 @@ using PackageSignatures::Cms;
 
 namespace Tag = Common::Rpm::Tag;
 
-constexpr std::uint64_t desktopFileLimit = 32 * 1024 * 1024; ///< What the reader of desktop files takes.
+constexpr std::uint64_t desktopFileLimit = 32U << 20; ///< What the reader of desktop files takes.
 
 /// The store makes a directory of the text.
 std::string checked(std::string text) {
@@ -154,10 +154,11 @@ RpmPackage RpmPackage::fromFile(const fs::path &path, std::vector<Cms> cmsSignat
     auto appName = manifest ? Common::asFileName(manifest->appName()) : std::nullopt;
 
     PackageSignatureInfo developer = summaryOf(cmsSignatures, PackageSignatures::Group::Developer);
+    PackageSignatureInfo client = summaryOf(cmsSignatures, PackageSignatures::Group::Client);
     auto mappings = buildMappings(id, developer.keyId, orgName, appName, Rooted::No);
     RpmPackage package(std::move(id), std::move(version), reader.tag(Tag::Architecture), std::move(developer),
-                       summaryOf(cmsSignatures, PackageSignatures::Group::Client), std::move(orgName),
-                       std::move(appName), std::move(mappings), std::move(cmsSignatures), std::move(files));
+                       std::move(client), std::move(orgName), std::move(appName), std::move(mappings),
+                       std::move(cmsSignatures), std::move(files));
     // The payload can be walked once only: extraction opens the file again.
     package.path_ = path;
     package.signatures_ = signatures;
