@@ -45,16 +45,15 @@ TEST_F(ConfigurationTest, ValuesLandBelowTheRootPrefix) {
 }
 
 TEST_F(ConfigurationTest, OneBadLineDiscardsTheWholeFile) {
-    struct Row {
+    const struct {
         const char *content;
         const char *reason;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"[kelp]\ndatabase_directory=/d\nnonsense\n", "'=' character not found in line"},
         {"[kelp]\ndatabase_directory=/d\ndatabase_directory=/e\n", "duplicate key name"},
         {"[kelp]\ndatabase_directory=/d\n[kelp]\ntemp_directory=/e\n", "duplicate section name"},
     };
-    for (const Row &row : rows) {
+    for (const auto &row : rows) {
         const auto configuration = load(row.content);
         EXPECT_EQ(configuration.databaseDirectory(), root.path() / "opt/app") << row.content;
         EXPECT_THAT(out.take(), HasSubstr(row.reason));

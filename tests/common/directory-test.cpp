@@ -97,7 +97,7 @@ TEST_F(DirectoryTest, RemovesFilesAsFilesAndDirectoriesThatAreEmpty) {
 }
 
 TEST_F(DirectoryTest, TheWayMayTakeLinksThatOnlyRootCanHaveMade) {
-    struct Row {
+    const struct {
         const char *what;
         uid_t owner; ///< Of the link.
         uid_t holder;
@@ -105,8 +105,7 @@ TEST_F(DirectoryTest, TheWayMayTakeLinksThatOnlyRootCanHaveMade) {
         const char *path = "way/link";
         fs::path target = "../aim";
         bool counts = false;
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"root's in root's", 0, 0, 0755, "way/link", "../aim", true},
         {"absolute", 0, 0, 0755, "way/link", at("aim"), true},
         {"no link", 0, 1234, 0777, "way/real", "../aim", true},
@@ -117,7 +116,7 @@ TEST_F(DirectoryTest, TheWayMayTakeLinksThatOnlyRootCanHaveMade) {
         {"anybody can write", 0, 0, 01777},
         {"upwards from somebody's", 0, 1234, 0755, "way/real/../../aim"},
     };
-    for (const Row &row : rows) {
+    for (const auto &row : rows) {
         writeFile(at("aim/sub/file"), "");
         fs::create_directories(at("way/real/sub"));
         fs::create_symlink(row.target, at("way/link"));

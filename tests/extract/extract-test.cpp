@@ -144,11 +144,7 @@ TEST_F(ExtractTest, RefusesHostilePackagesAndTouchesNothingOutside) {
         {"longer payload", {{share, "a", 0100644, "content", 0, -3}}, ErrorCode::Internal, badPayload},
         {"bomb", {{share, "a", 0100644, bomb, 0, 1 - megabytes}}, ErrorCode::Internal, badPayload},
         {"other names in the payload", {{share, "a"}}, ErrorCode::Internal, badPayload, {{share, "b"}}},
-        {"missing in the payload",
-         {{share, "a"}, {share, "b"}},
-         ErrorCode::Internal,
-         badPayload,
-         {{share, "a"}}},
+        {"missing in payload", {{share, "a"}, {share, "b"}}, ErrorCode::Internal, badPayload, {{share, "a"}}},
     };
     fs::create_directories(staging_);
     fs::create_directories(root_.path() / "version/data/there/sub");

@@ -9,13 +9,12 @@ namespace {
 using namespace Core::KELP;
 
 TEST(MappingTable, ConditionalRowsFollowTheNamesAndTheKey) {
-    struct Row {
+    const struct {
         const char *keyId;
         std::optional<std::string> orgName;
         std::optional<std::string> appName;
         std::vector<std::string> targets; ///< Of the rows behind the fixed ones, for the forward direction.
-    };
-    const Row rows[] = {
+    } rows[] = {
         {"K", std::nullopt, "app", {}},
         {"K", "", "app", {}},
         {"", "acme", std::nullopt, {}},
@@ -25,7 +24,7 @@ TEST(MappingTable, ConditionalRowsFollowTheNamesAndTheKey) {
         {"K", "acme", "app", {"/mnt/x/usr/share/common/acme/K/", "/mnt/x/usr/share/common/acme/app/"}},
     };
     const ScopedEnvironment root("KELP_ROOT_FS", "/mnt/x");
-    for (const Row &row : rows) {
+    for (const auto &row : rows) {
         const auto mappings = buildMappings("p", row.keyId, row.orgName, row.appName, Rooted::Yes);
         ASSERT_EQ(mappings.size(), 19 + row.targets.size());
         EXPECT_EQ(mappings.front().target(), "/mnt/x/usr/bin/");

@@ -44,21 +44,20 @@ TEST_F(ManifestEntryTest, LastOfThreeSandboxSectionsCounts) {
     const std::string application = "[X-Application]\nApplicationName=one\nPermissions=A;\n";
     const std::string xFencebox = "[X-Fencebox]\nApplicationName=two\nOrganizationName=org\n";
     const std::string fencebox = "[Fencebox]\nApplicationName=three\nPermissions=B;C\n";
-    struct Row {
+    // Their order in the file plays no part, nor does a section take values of another.
+    const struct {
         std::string sections;
         const char *name;
         const char *organisation;
         std::vector<std::string> permissions;
-    };
-    // Their order in the file plays no part, nor does a section take values of another.
-    const Row cases[] = {
+    } cases[] = {
         {"", "", "", {}},
         {application, "one", "", {"A"}},
         {xFencebox + application, "two", "org", {}},
         {fencebox + xFencebox + application, "three", "", {"B", "C"}},
         {application + fencebox, "three", "", {"B", "C"}},
     };
-    for (const Row &row : cases) {
+    for (const auto &row : cases) {
         const ManifestEntry manifest = entry(row.sections);
         EXPECT_EQ(manifest.appName(), row.name) << row.sections;
         EXPECT_EQ(manifest.appOrgname(), row.organisation) << row.sections;

@@ -50,12 +50,11 @@ TEST_F(OpeningTest, MakesANewFileForRootAloneAndKeepsThePermissionsOfAnOldOne) {
 
 TEST_F(OpeningTest, BringsOldFilesUpAndWritesToNoOther) {
     const std::string odd = "[E] Unexpected trusted sources database version: ";
-    struct Row {
+    const struct {
         const char *before;
         std::string log; ///< Without one, nothing was to be written.
         const char *after;
-    };
-    const Row cases[] = {
+    } cases[] = {
         {"('version', 1), ('required', 0)", fromV1,
          "missing_source_allowed=1 version=2 web_pwa_source_allowed=0 "},
         {"('version', 1), ('required', 1)", fromV1,
@@ -71,7 +70,7 @@ TEST_F(OpeningTest, BringsOldFilesUpAndWritesToNoOther) {
         {"('version', 4294967297)", "", "version=4294967297 "},
         {"('version', -4294967295)", odd + "-4294967295\n", "version=-4294967295 "},
     };
-    for (const Row &row : cases) {
+    for (const auto &row : cases) {
         SCOPED_TRACE(row.before);
         makeFile(row.before);
         SQLite::Database other = connect();
@@ -85,13 +84,12 @@ TEST_F(OpeningTest, BringsOldFilesUpAndWritesToNoOther) {
 }
 
 TEST_F(OpeningTest, TellsWhyAFileCannotBeUsedAndLeavesItAsItWas) {
-    struct Row {
+    const struct {
         const char *what;
         std::function<void()> make;
         const char *reason; ///< What the log has before the two lines that each failure has.
         const char *failure;
-    };
-    const Row cases[] = {
+    } cases[] = {
         {"directory", [this] { fs::create_directory(file); }, "", "unable to open database file"},
         {"no parent", [this] { fs::remove(file.parent_path()); }, "", "unable to open database file"},
         {"garbage", [this] { writeFile(file, std::string(4096, 'x')); }, "[E] file is not a database\n",
@@ -107,7 +105,7 @@ TEST_F(OpeningTest, TellsWhyAFileCannotBeUsedAndLeavesItAsItWas) {
          "[E] UNIQUE constraint failed: configuration.id\n",
          "Couldn't migrate the trusted sources database from V1 to V2"},
     };
-    for (const Row &row : cases) {
+    for (const auto &row : cases) {
         SCOPED_TRACE(row.what);
         row.make();
         const std::string content = fs::is_regular_file(file) ? readFile(file) : "";

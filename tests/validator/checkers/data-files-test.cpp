@@ -98,41 +98,34 @@ std::string unknownKey(const std::string &key) {
 
 TEST_F(DataFilesTest, ManifestNamesAVersionThatTheSystemHas) {
     const struct {
-        std::string content;
         Lines lines;
+        std::vector<std::string> contents;
     } cases[] = {
-        {R"({"minOSVersion": "4.0.2"})", {}},
-        {R"({"minOSVersion": "4.0"})", {}},
-        {R"({"minOSVersion": ["5.0.1", "4.0.1"]})", {}},
-        {R"({"minOSVersion": ["5.0.1", "3.9.1"]})", {incompatible}},
-        {R"({"minOSVersion": []})", {incompatible}},
-        {R"({"minOSVersion": "4.x"})", {incompatible}},
-        {R"({})", {missing}},
-        {R"({"minOSVersion": null})", {missing}},
-        {R"({"minOSVersion": 5})", {invalid}},
-        {R"({"minOSVersion": {}})", {invalid}},
-        {R"({"minOSVersion": ["4.0", 5]})", {invalid}},
-        {R"({"minOSVersion": ["9.0", null]})", {invalid}},
-        {R"({"minOSVersion": "9.0", "minOSVersion": "4.0"})", {}},
-        {R"({"keepMediaActiveInBackground": true, "minOSVersion": "4.0"})", {}},
-        {R"({"minOSVersion": "4.0", "keepMediaActiveInBackground": "yes"})", {wrongType}},
-        {R"({"keepMediaActiveInBackground": null})", {wrongType, missing}},
-        {R"({"foo": 1, "minOSVersion": "9.0", "": []})", {unknownKey("foo"), unknownKey(""), incompatible}},
-        {"[1, 2]", {invalidJson}},
-        {"\"4.0\"", {invalidJson}},
-        {"null", {invalidJson}},
-        {"", {invalidJson}},
-        {"{} x", {invalidJson}},
-        {"{\"minOSVersion\": \"4.0\"", {invalidJson}},
-        {"{\"\xff\": 1}", {invalidJson}},
-        {repeated("[", 10'000) + repeated("]", 10'000), {invalidJson}},
-        {R"({"minOSVersion": )" + repeated("[", 10'000) + repeated("]", 10'000) + "}", {invalidJson}},
-        {R"({"minOSVersion": "4.0"})" + std::string(1'100'000, ' '), {invalidJson}},
-        {R"({"minOSVersion": [)" + repeated("\"4.0\",", 200'000) + "\"4.0\"]}", {invalidJson}},
-        {R"({"minOSVersion": [)" + repeated("\"9.1\",", 100'000) + "\"4.0\"]}", {}},
+        {{},
+         {R"({"minOSVersion": "4.0.2"})", R"({"minOSVersion": "4.0"})",
+          R"({"minOSVersion": ["5.0.1", "4.0.1"]})", R"({"minOSVersion": "9.0", "minOSVersion": "4.0"})",
+          R"({"keepMediaActiveInBackground": true, "minOSVersion": "4.0"})",
+          R"({"minOSVersion": [)" + repeated("\"9.1\",", 100'000) + "\"4.0\"]}"}},
+        {{incompatible},
+         {R"({"minOSVersion": ["5.0.1", "3.9.1"]})", R"({"minOSVersion": []})",
+          R"({"minOSVersion": "4.x"})"}},
+        {{missing}, {R"({})", R"({"minOSVersion": null})"}},
+        {{invalid},
+         {R"({"minOSVersion": 5})", R"({"minOSVersion": {}})", R"({"minOSVersion": ["4.0", 5]})",
+          R"({"minOSVersion": ["9.0", null]})"}},
+        {{wrongType}, {R"({"minOSVersion": "4.0", "keepMediaActiveInBackground": "yes"})"}},
+        {{invalidJson},
+         {"[1, 2]", "\"4.0\"", "null", "", "{} x", "{\"minOSVersion\": \"4.0\"", "{\"\xff\": 1}",
+          repeated("[", 10'000) + repeated("]", 10'000),
+          R"({"minOSVersion": )" + repeated("[", 10'000) + repeated("]", 10'000) + "}",
+          R"({"minOSVersion": "4.0"})" + std::string(1'100'000, ' '),
+          R"({"minOSVersion": [)" + repeated("\"4.0\",", 200'000) + "\"4.0\"]}"}},
+        {{wrongType, missing}, {R"({"keepMediaActiveInBackground": null})"}},
+        {{unknownKey("foo"), unknownKey(""), incompatible}, {R"({"foo": 1, "minOSVersion": "9.0", "": []})"}},
     };
     for (const auto &c : cases)
-        EXPECT_EQ(validateManifest(c.content), c.lines) << c.content.substr(0, 100);
+        for (const std::string &content : c.contents)
+            EXPECT_EQ(validateManifest(content), c.lines) << content.substr(0, 100);
 }
 
 TEST_F(DataFilesTest, ManifestMayEndTheValidation) {
@@ -183,25 +176,20 @@ TEST_F(DataFilesTest, ConfigurationParametersAreOneObject) {
     const std::string path = "/usr/share/org.example.app/managed-configuration/deep/a.json";
     const Lines bad{
         error("[" + path + "] Configuration parameter file for managed configuration is invalid")};
-    const struct {
-        std::string content;
-        bool isValid;
-    } cases[] = {
-        {"{}", true},
-        {" {\"a\": [1, -2, 1.5e3, \"\\u00e4\", null, true, {}]}\n", true},
-        {"{\"a\": \"" + std::string(10'000'000, 'x') + "\"}", true},
-        {"", false},
-        {"[]", false},
-        {"null", false},
-        {"{} {}", false},
-        {"{\"a\": }", false},
-        {std::string(4095, ' ') + "{}" + std::string(4094, ' '), true},
-        {"{}" + std::string(4094, ' ') + "x", false},
-        {"{\"a\":" + repeated("[", 10'000) + repeated("]", 10'000) + "}", false},
-    };
-    for (const auto &c : cases)
-        EXPECT_EQ(validate<ConfigurationParameterFile>(path, c.content), c.isValid ? Lines{} : bad)
-            << c.content.substr(0, 100);
+    const std::vector<std::string> sound{"{}", " {\"a\": [1, -2, 1.5e3, \"\\u00e4\", null, true, {}]}\n",
+                                         "{\"a\": \"" + std::string(10'000'000, 'x') + "\"}",
+                                         std::string(4095, ' ') + "{}" + std::string(4094, ' ')};
+    for (const std::string &content : sound)
+        EXPECT_EQ(validate<ConfigurationParameterFile>(path, content), Lines()) << content.substr(0, 100);
+    const std::vector<std::string> faulty{"",
+                                          "[]",
+                                          "null",
+                                          "{} {}",
+                                          "{\"a\": }",
+                                          "{}" + std::string(4094, ' ') + "x",
+                                          "{\"a\":" + repeated("[", 10'000) + repeated("]", 10'000) + "}"};
+    for (const std::string &content : faulty)
+        EXPECT_EQ(validate<ConfigurationParameterFile>(path, content), bad) << content.substr(0, 100);
     const auto checker = make<ConfigurationParameterFile>();
     for (const char *other : {"/usr/share/org.example.app/managed-configuration/a.jso",
                               "/usr/share/org.example.app/managed-configuration.json",

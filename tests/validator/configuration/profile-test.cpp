@@ -54,13 +54,12 @@ TEST(Profile, IsRefusedWhenUnknown) {
 }
 
 TEST(Config, HoldsTheRowsOfEachProfile) {
-    struct Case {
+    const struct {
         const char *name;
         bool isDesktopFileRequired;
         bool isIconRequired;
         std::vector<std::size_t> sizes;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"regular", true, true, {2, 28, 95, 9, 10, 92, 2, 5, 68, 5, 8, 14, 1}},
         {"extended", false, false, {9, 30, 96, 9, 11, 93, 2, 5, 69, 5, 10, 14, 1}},
         {"mdm", false, false, {9, 32, 97, 14, 11, 93, 2, 5, 69, 6, 10, 14, 1}},
@@ -70,7 +69,7 @@ TEST(Config, HoldsTheRowsOfEachProfile) {
         {"systemapp", true, true, {2, 30, 95, 9, 10, 92, 2, 5, 68, 5, 8, 14, 1}},
         {"pwa", true, true, {2, 29, 95, 9, 10, 92, 2, 5, 68, 5, 8, 14, 1}},
     };
-    for (const Case &c : cases) {
+    for (const auto &c : cases) {
         const Config config = quietConfig(profileFromName(c.name));
         std::vector<std::size_t> sizes;
         for (const auto list :
@@ -88,13 +87,12 @@ TEST(Config, HoldsTheRowsOfEachProfile) {
 }
 
 TEST(Config, AnswersFromTheListsOfItsProfile) {
-    struct Case {
+    const struct {
         Profile profile;
         const Configuration::PatternSet &(Config::*list)() const;
         const char *text;
         bool isContained;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {Profile::Regular, &Config::allowedLibraries, "libQt5Core.so.5", true},
         {Profile::Regular, &Config::allowedLibraries, "libQt5Core.so.5(Qt_5.6)", true},
         {Profile::Regular, &Config::allowedLibraries, "libQt5Core.so.5(Qt_5_PRIVATE_API)", false},
@@ -121,7 +119,7 @@ TEST(Config, AnswersFromTheListsOfItsProfile) {
         {Profile::Market, &Config::allowedPaths, "/etc/trusted-sources/a/b.pem", true},
         {Profile::Market, &Config::allowedPaths, "/etc/trusted-sources/.pem", false},
     };
-    for (const Case &c : cases)
+    for (const auto &c : cases)
         EXPECT_EQ((quietConfig(c.profile).*c.list)().contains(c.text), c.isContained)
             << profileName(c.profile) << ' ' << c.text;
 }
@@ -131,12 +129,11 @@ TEST(Config, ReadsTheDeveloperMode) {
     const std::string missing =
         "Config parameter 'developermode.validationEnabled' in developer-moded.conf not found" + fallback;
     const std::string error = "Error reading developer-moded.conf: ";
-    struct Case {
+    const struct {
         const char *content;
         bool isEnabled;
         std::string complaint; ///< FILE stands for the file's path.
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"[developermode]\nvalidationEnabled=false\n", false, ""},
         {"[developermode]\nvalidationEnabled = 0 \n", false, ""},
         {"[developermode]\nvalidationEnabled=true\n", true, ""},
@@ -147,7 +144,7 @@ TEST(Config, ReadsTheDeveloperMode) {
         {"[developermode\n", true, error + "FILE(1): unmatched '['" + fallback},
         {nullptr, true, error + "FILE: cannot open file" + fallback},
     };
-    for (Case c : cases) {
+    for (auto c : cases) {
         const TemporaryRoot root;
         const auto file = root.path() / "var/lib/developer-moded/developer-moded.conf";
         if (c.content != nullptr)

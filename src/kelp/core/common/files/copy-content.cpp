@@ -32,7 +32,7 @@ void requireDone(ssize_t result, const fs::path &from, const fs::path &to) {
 /// For filesystems that cannot be copied from within the kernel.
 void copyByHand(const FileDescriptor &source, const FileDescriptor &target, const fs::path &from,
                 const fs::path &to) {
-    std::vector<char> buffer(128 * 1024);
+    std::vector<char> buffer(128U << 10);
     for (ssize_t size; (size = ::read(source.get(), buffer.data(), buffer.size())) != 0;) {
         requireDone(size, from, to);
         for (ssize_t done = 0, written; done < size; done += written) {

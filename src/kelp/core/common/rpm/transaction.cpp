@@ -74,8 +74,8 @@ void Transaction::addFlags(Flags flags) {
 }
 
 void Transaction::setProgressCallback() {
-    // rpmShowProgress takes its flags in the place of a pointer.
     constexpr std::uintptr_t display = INSTALL_LABEL | INSTALL_HASH;
+    // It takes its flags in the place of a pointer. NOLINTNEXTLINE(performance-no-int-to-ptr)
     rpmtsSetNotifyCallback(transactionSet_.get(), rpmShowProgress, reinterpret_cast<void *>(display));
 }
 

@@ -39,10 +39,10 @@ struct PackageExtraction::Run {
     std::unordered_set<std::string> namedLinks = {}; ///< Those of which the header's judge said it already.
 };
 
-PackageExtraction::PackageExtraction(const fs::path &destination, fs::path versionDirectory,
+PackageExtraction::PackageExtraction(const fs::path &destination, const fs::path &versionDirectory,
                                      std::vector<Mapping> mappings, Failure failure) :
     staging_(destination),
-    versionDirectory_(versionDirectory.empty() ? staging_.path() : std::move(versionDirectory)),
+    versionDirectory_(versionDirectory.empty() ? staging_.path() : versionDirectory),
     mappings_(std::move(mappings)),
     failure_(failure) {}
 

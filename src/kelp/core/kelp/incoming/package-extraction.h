@@ -48,7 +48,7 @@ public:
     };
 
     /// `versionDirectory` is where links shall lead; when it is empty, the destination.
-    PackageExtraction(const std::filesystem::path &destination, std::filesystem::path versionDirectory,
+    PackageExtraction(const std::filesystem::path &destination, const std::filesystem::path &versionDirectory,
                       std::vector<Mapping> mappings, Failure failure);
 
     /// The verdict of failure is ErrorCode::BadPackageContent, with "package meta validation failed" for the

@@ -153,10 +153,11 @@ RpmPackage RpmPackage::fromFile(const fs::path &path, std::vector<Cms> cmsSignat
     auto appName = manifest ? Common::asFileName(manifest->appName()) : std::nullopt;
 
     PackageSignatureInfo developer = summaryOf(cmsSignatures, PackageSignatures::Group::Developer);
+    PackageSignatureInfo client = summaryOf(cmsSignatures, PackageSignatures::Group::Client);
     auto mappings = buildMappings(id, developer.keyId, orgName, appName, Rooted::No);
     RpmPackage package(std::move(id), std::move(version), reader.tag(Tag::Architecture), std::move(developer),
-                       summaryOf(cmsSignatures, PackageSignatures::Group::Client), std::move(orgName),
-                       std::move(appName), std::move(mappings), std::move(cmsSignatures), std::move(files));
+                       std::move(client), std::move(orgName), std::move(appName), std::move(mappings),
+                       std::move(cmsSignatures), std::move(files));
     // The payload can be walked once only: extraction opens the file again.
     package.path_ = path;
     package.headerDigest_ = reader.digest();

@@ -97,7 +97,7 @@ std::optional<std::vector<std::string>> Pattern::captures(std::string_view text)
         return std::nullopt;
     std::vector<std::string> groups;
     const PCRE2_SIZE *ends = pcre2_get_ovector_pointer(data.get());
-    for (std::uint32_t group = 1; group < pcre2_get_ovector_count(data.get()); ++group) {
+    for (std::size_t group = 1; group < pcre2_get_ovector_count(data.get()); ++group) {
         // Of alternatives only one takes part, and the data has room for all groups of the expression.
         const bool tookPart = ends[2 * group] != PCRE2_UNSET;
         groups.emplace_back(tookPart ? text.substr(ends[2 * group], ends[2 * group + 1] - ends[2 * group])
