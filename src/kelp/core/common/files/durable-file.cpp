@@ -40,7 +40,7 @@ void writeAll(const FileDescriptor &file, std::string_view content, const fs::pa
 
 std::string readAll(const FileDescriptor &file, const fs::path &path) {
     std::string content;
-    std::array<char, 64 * 1024> buffer;
+    std::array<char, std::size_t(64) << 10> buffer;
     for (;;) {
         const ssize_t got = ::read(file.get(), buffer.data(), buffer.size());
         if (got < 0 && errno == EINTR)

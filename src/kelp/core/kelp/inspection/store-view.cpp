@@ -9,12 +9,12 @@
 #include "kelp/core/kelp/publication/publication-plan.h"
 #include "kelp/core/kelp/take-over/staging-area.h"
 
-#include <limits.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <string_view>
 
 namespace fs = std::filesystem;

@@ -24,6 +24,21 @@ void prepend(std::deque<fs::path> &rest, const fs::path &path) {
     rest.insert(rest.begin(), path.begin(), path.end());
 }
 
+/// Has a walk go on where the link leads; false where that is outside of the version.
+bool followLink(const fs::path &target, const fs::path &version, fs::path &reached,
+                std::deque<fs::path> &rest) {
+    if (!target.is_absolute()) {
+        prepend(rest, target);
+        return true;
+    }
+    const fs::path inside = target.lexically_relative(version);
+    if (inside.empty() || *inside.begin() == "..")
+        return false;
+    reached.clear();
+    prepend(rest, inside);
+    return true;
+}
+
 bool pointsBesideItself(const fs::path &target) {
     return !target.empty() && target.native().front() != '.' && target.native().front() != '/';
 }
@@ -105,7 +120,7 @@ void PackageOutline::addInstalledFile(const fs::path &installed, const fs::path 
     }
 }
 
-void PackageOutline::put(const fs::path &path, Node node) {
+void PackageOutline::put(const fs::path &path, const Node &node) {
     for (fs::path parent = path.parent_path(); !parent.empty(); parent = parent.parent_path()) {
         const auto [found, isNew] = nodes_.try_emplace(parent.native());
         if (found->second.kind != Kind::Directory && !objection_)
@@ -115,7 +130,7 @@ void PackageOutline::put(const fs::path &path, Node node) {
             break;
     }
     const bool isDirectory = node.kind == Kind::Directory;
-    const auto [found, isNew] = nodes_.try_emplace(path.native(), std::move(node));
+    const auto [found, isNew] = nodes_.try_emplace(path.native(), node);
     if (!isNew && !(isDirectory && found->second.kind == Kind::Directory) && !objection_)
         objection_ = "two of its files would be " + path.string();
 }
@@ -144,16 +159,8 @@ bool PackageOutline::leadsSomewhere(const fs::path &link) const {
             reached /= step;
             continue;
         }
-        if (++links > linksInARow)
+        if (++links > linksInARow || !followLink(node->target, versionDirectory_, reached, rest))
             return false;
-        fs::path target = node->target;
-        if (target.is_absolute()) {
-            target = target.lexically_relative(versionDirectory_);
-            if (target.empty() || *target.begin() == "..")
-                return false;
-            reached.clear();
-        }
-        prepend(rest, target);
     }
     return true;
 }

@@ -39,7 +39,7 @@ private:
     void add(const RpmPackage &package, const RpmPackage::FileEntry &entry);
     void addInstalledFile(const std::filesystem::path &installed, const std::filesystem::path &path);
     bool isPlainFile(const std::filesystem::path &installed);
-    void put(const std::filesystem::path &path, Node node);
+    void put(const std::filesystem::path &path, const Node &node);
     bool leadsSomewhere(const std::filesystem::path &link) const;
     const Node *find(const std::filesystem::path &path) const;
     std::optional<std::string> mappingObjection(const Mapping &mapping) const;

@@ -25,10 +25,10 @@ using Common::Rpm::Reader;
 using Common::Rpm::Transaction;
 
 /// What rpm needs for its database and for the scripts that it writes before it runs them.
-constexpr std::uint64_t marginForRpm = 8 * 1024 * 1024;
+constexpr std::uint64_t marginForRpm = 8U << 20;
 
 /// Below this the disk counts as full, whatever failed.
-constexpr std::uint64_t marginForCopies = 64 * 1024;
+constexpr std::uint64_t marginForCopies = 64U << 10;
 
 void logStaying(const std::string &id, const std::string &reason) {
     LogStream(LogLevel::Error) << "Failed to copy package " << id << " files with mappings: " << reason;
@@ -167,6 +167,7 @@ std::vector<JournalEntry> RpmMigration::prepareRpmPackagesForMigration(RpmSurvey
     }
     waiting = std::move(rest);
     std::vector<JournalEntry> group;
+    group.reserve(staged.size());
     for (RpmCandidate *candidate : staged)
         group.push_back(std::move(candidate->entry));
     return group;

@@ -127,6 +127,17 @@ std::uint64_t bytesOf(const RpmPackage &package, const InstalledFiles &record) {
     return bytes;
 }
 
+RpmCandidate candidateOf(const Reader &reader, RpmPackage package, const Certificate &certificate) {
+    const InstalledFiles record(reader);
+    JournalEntry entry = makeEntry(reader, package, certificate);
+    const std::uint64_t bytes = bytesOf(package, record);
+    for (const RpmPackage::FileEntry &file : package.files())
+        // What rpm will take away. It leaves directories that hold anything, and what it never put there.
+        if (!record.isDirectory(file.fileIndex) && record.isInstalled(file.fileIndex))
+            entry.files.push_back({file.path, {}, false, record.isConfiguration(file.fileIndex)});
+    return {std::move(package), std::move(entry), bytes, {}, false, {}};
+}
+
 /// Whether rpm's file is by now one that the store published.
 bool isPublishedBy(const fs::path &file, const fs::path &current) {
     try {
@@ -193,17 +204,8 @@ void RpmSurvey::readRecord(const Reader &reader, const PackageSignatures::Databa
     // Without a word: such a package was never meant to leave rpm.
     if (certificate->isSystemDeveloperCertificate())
         return;
-    auto candidate = unlessUnreadable([&] {
-        RpmPackage package = describe(reader, *identity, *certificate);
-        const InstalledFiles record(reader);
-        JournalEntry entry = makeEntry(reader, package, *certificate);
-        const std::uint64_t bytes = bytesOf(package, record);
-        for (const RpmPackage::FileEntry &file : package.files())
-            // What rpm will take away. It leaves directories that hold anything, and what it never put there.
-            if (!record.isDirectory(file.fileIndex) && record.isInstalled(file.fileIndex))
-                entry.files.push_back({file.path, {}, false, record.isConfiguration(file.fileIndex)});
-        return RpmCandidate{std::move(package), std::move(entry), bytes, {}, false, {}};
-    });
+    auto candidate = unlessUnreadable(
+        [&] { return candidateOf(reader, describe(reader, *identity, *certificate), *certificate); });
     if (!candidate)
         return;
     candidates_.push_back(std::make_unique<RpmCandidate>(std::move(*candidate)));

@@ -25,7 +25,7 @@ using Common::LogStream;
 constexpr const char *markName = ".kelp-staging";
 
 /// For the descriptor, the lists, the links and the lines of the registry, with room to spare.
-constexpr std::uint64_t spacePerPackage = 64 * 1024;
+constexpr std::uint64_t spacePerPackage = 64U << 10;
 
 fs::path plain(const fs::path &path) {
     const fs::path normal = fs::absolute(path).lexically_normal();
