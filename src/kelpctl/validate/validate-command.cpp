@@ -136,7 +136,8 @@ ExitStatus validate(const ValidateArguments &arguments, std::ostream &results) {
     return worst;
 }
 
-void addOptions(CLI::App &validate, ValidateArguments &arguments) {
+/// What the package is held against.
+void addTarget(CLI::App &validate, ValidateArguments &arguments) {
     std::vector<std::string> profiles = profileNames;
     profiles.emplace_back(allProfiles);
     validate
@@ -150,6 +151,10 @@ void addOptions(CLI::App &validate, ValidateArguments &arguments) {
         ->option_text("VERSION");
     validate.add_flag("--developer-mode", arguments.developerMode,
                       "Judge as if the developer mode let errors pass");
+}
+
+/// What is said of it.
+void addReport(CLI::App &validate, ValidateArguments &arguments) {
     validate
         .add_option("--fail-on", arguments.failOn, "With \"warning\", exit with status 1 for warnings too")
         ->check(CLI::IsMember({"error", "warning"}))
@@ -172,7 +177,8 @@ void addOptions(CLI::App &validate, ValidateArguments &arguments) {
 void addValidate(CLI::App &app, Command &command) {
     const auto arguments = std::make_shared<ValidateArguments>();
     CLI::App *validate = app.add_subcommand("validate", "Judge packages as their installation would");
-    addOptions(*validate, *arguments);
+    addTarget(*validate, *arguments);
+    addReport(*validate, *arguments);
     validate->callback([arguments, &command] {
         command = [arguments](std::ostream &output) { return KelpCtl::validate(*arguments, output); };
     });

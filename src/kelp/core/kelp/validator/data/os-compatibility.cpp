@@ -24,6 +24,7 @@ std::optional<std::int32_t> parseComponent(std::string_view text) {
 
 std::vector<Version> parseAll(const std::vector<std::string_view> &texts) {
     std::vector<Version> versions;
+    versions.reserve(texts.size());
     for (const std::string_view text : texts)
         versions.push_back(parseVersion(text));
     return versions;
