@@ -297,12 +297,13 @@ TEST_F(TakeOverTest, ALateArrivalGetsWhatTheOtherMigrationsDid) {
 TEST_F(TakeOverTest, ASecondLauncherWaitsAndTouchesNothing) {
     const Machine machine;
     // The first of two is asked to stop while it waits.
-    EXPECT_THAT(machine.run("waits() { launch >$1 9>&- & until grep -q Waiting $1; do sleep 0.05; done; }\n"
-                            "( exec 9>$IMAGE/var/lib/kelp/store.lock; flock 9\n"
-                            "waits /tmp/first; pkill -x kelp-launcher; wait; cat /tmp/first\n"
-                            "waits /tmp/second; test -e $IMAGE/usr/bin/org.sound -a ! -e $IMAGE/opt/app\n"
-                            "exec 9>&-; wait )"),
-                HasSubstr("[W] Asked to stop before migration: rpm_to_kelp\n"));
+    EXPECT_THAT(
+        machine.run("waits() { launch >$1 9>&- & until grep -q Waiting $1; do sleep 0.05; done; }\n"
+                    "( exec 9>$IMAGE/var/lib/kelp/store.lock; flock 9\n"
+                    "waits $IMAGE/tmp/first; pkill -x kelp-launcher; wait; cat $IMAGE/tmp/first\n"
+                    "waits $IMAGE/tmp/second; test -e $IMAGE/usr/bin/org.sound -a ! -e $IMAGE/opt/app\n"
+                    "exec 9>&-; wait )"),
+        HasSubstr("[W] Asked to stop before migration: rpm_to_kelp\n"));
     machine.expectArrived({"org.sound"});
     EXPECT_EQ(machine.run("stat --format=%a $IMAGE/var/lib/kelp/store.lock"), "600\n");
 }
