@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 #include <rpm/rpmmacro.h>
 
+#include <filesystem>
+
 namespace {
 
 /// An empty rpm database for a test program. Debian's macro for the place of the machine's starts two shells
@@ -13,6 +15,8 @@ namespace {
 class OwnDatabase : public testing::Environment {
     void SetUp() override {
         Common::Rpm::initialise();
+        // For a test that goes on as nobody too: librpm loses memory over a database that it may not open.
+        std::filesystem::permissions(directory_.path(), std::filesystem::perms::all);
         rpmPushMacro(nullptr, "_dbpath", nullptr, directory_.path().c_str(), RMIL_CMDLINE);
     }
 
