@@ -113,8 +113,6 @@ void PackageOutline::addInstalledFile(const fs::path &installed, const fs::path 
         // Root has put it in the file's place: the copy is what Common::copy() makes of one.
         const fs::path target = Common::readSymlink(installed);
         put(path, pointsBesideItself(target) ? Node{Kind::Link, target} : Node{Kind::File, {}});
-    } else if (Common::isRegularFile(installed)) {
-        put(path, {Kind::File, {}});
     } else if (!objection_) {
         objection_ = installed.string() + " is not a file any more";
     }
