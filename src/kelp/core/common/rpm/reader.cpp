@@ -1,9 +1,11 @@
 #include "kelp/core/common/rpm/reader.h"
 
 #include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/files/file-descriptor.h"
 #include "kelp/core/common/rpm/initialise.h"
 #include "kelp/core/common/rpm/tag-data.h"
 
+#include <fcntl.h>
 #include <rpm/header.h>
 #include <rpm/rpmcrypto.h>
 #include <rpm/rpmds.h>
@@ -11,18 +13,25 @@
 #include <rpm/rpmlib.h>
 #include <rpm/rpmtd.h>
 #include <rpm/rpmts.h>
+#include <sys/stat.h>
 
 #include <cstdlib>
 #include <new>
 #include <optional>
 #include <sstream>
+#include <string>
 
 namespace Common::Rpm {
 
 namespace {
 
+/// By way of a descriptor, which is looked at: librpm's own open would wait for the writer of a pipe.
 std::shared_ptr<_FD_s> open(const std::filesystem::path &package) {
-    FD_t file = Fopen(package.c_str(), "r.ufdio");
+    const FileDescriptor found(::open(package.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    struct stat status = {};
+    if (found.get() >= 0 && (::fstat(found.get(), &status) != 0 || !S_ISREG(status.st_mode)))
+        throw Error(ErrorCode::BadPackageFileFormat, "Couldn't read rpm package");
+    FD_t file = Fopen(("/proc/self/fd/" + std::to_string(found.get())).c_str(), "r.ufdio");
     if (!file)
         throw Error(ErrorCode::FileNotFound, "Couldn't open rpm package");
     return {file, Fclose};
