@@ -13,6 +13,16 @@ def stage(machine, app):
     write_tree(app, staging, lambda path: path)
 
 
+def was_refused(machine, flaw, written):
+    """Whether it is about what the disk refused to remove, with the directories that hold it, and the log has said so."""
+    path = flaw.removeprefix("left ")
+    place = machine.root / path.lstrip("/")
+    files = [f"/{os.path.relpath(os.path.join(directory, name), machine.root)}"
+             for directory, _, names in os.walk(place) for name in names]
+    return path != flaw and f"Input/output error [{path}" in written and all(
+        f"Input/output error [{file}]" in written for file in files)
+
+
 class TakeOver:
     """A start of the launcher on a machine of the old world. It is started twice more."""
 
@@ -92,17 +102,8 @@ class StoreOperation:
         status, more = machine.start(self._words("remove", 3))
         flaws += more.splitlines()[-1:] if status else []
         left = [flaw for flaw in differences(snapshot(machine), self.empty)
-                if killed or not self._was_refused(machine, flaw, written)]
+                if killed or not was_refused(machine, flaw, written)]
         return flaws + left, output + text + more
-
-    def _was_refused(self, machine, flaw, written):
-        """Whether it is about what the disk refused to remove, with the directories that hold it, and the log has said so."""
-        path = flaw.removeprefix("left ")
-        place = machine.root / path.lstrip("/")
-        files = [f"/{os.path.relpath(os.path.join(directory, name), machine.root)}"
-                 for directory, _, names in os.walk(place) for name in names]
-        return path != flaw and f"Input/output error [{path}" in written and all(
-            f"Input/output error [{file}]" in written for file in files)
 
     def _words(self, operation, version):
         return ["/program", operation, self.id, f"{version}-1", self.subgroup]
@@ -144,11 +145,12 @@ class PeopleCommand:
         flaws = [] if differences(self.old, self.new) else ["it has changed nothing"]
         return flaws + self._sickness(machine)[0] + differences(self._state(machine), self.new)
 
-    def judge(self, machine, *_):
+    def judge(self, machine, killed, written):
         sickness, output = self._sickness(machine)
         # What was to take a file's place in one step is in nobody's way, and written over by the next one.
         state = {name: thing for name, thing in self._state(machine).items() if not name.endswith(".new")}
-        return sickness + min(differences(state, self.new), differences(state, self.old), key=len), output
+        left = min(differences(state, self.new), differences(state, self.old), key=len)
+        return sickness + [flaw for flaw in left if killed or not was_refused(machine, flaw, written)], output
 
     def _sickness(self, machine):
         outputs = [machine.start(["/program", *words])

@@ -51,7 +51,10 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
           "opt/kelp/rescued/org.example.ticker-3-1 && "
           "for f in $(cat opt/kelp/rescued/*/symlink.list); do rm $f; done; rm -r opt/app/org.example.ticker",
           "org.example.ticker", "rescued", true},
-         {"echo org.example.reader >var/lib/kelp/removal", "org.example.reader", "unfinished-update", true}},
+         // Behind the line of its removal: to mend what is missing of the package would register it again.
+         {"echo org.example.reader >var/lib/kelp/removal; rm usr/bin/org.example.reader; "
+          "echo timestamp=1 event=R package=org.example.reader keyid=1 >>var/lib/kelp/registry",
+          "org.example.reader", "unfinished-update", true}},
         {{"sqlite3 var/lib/trusted-sources/db.sqlite3 \"INSERT INTO packages VALUES('org.example.reader', "
           "'.no.source.apps')\"",
           "org.example.reader", "orphan-binding", true}},

@@ -49,9 +49,9 @@ std::vector<Finding> examine(const IConfiguration &configuration, const std::set
             if (ids.empty() || ids.contains(finding.id))
                 findings.push_back(std::move(finding));
     };
-    const std::set<std::string> onTheirWay = idsOnTheirWay();
+    const std::set<std::string> underWay = idsUnderWay();
     for (const StoredPackage &package : StoreView(configuration).packages())
-        if (!onTheirWay.contains(package.id) && (ids.empty() || ids.contains(package.id)))
+        if (!underWay.contains(package.id) && (ids.empty() || ids.contains(package.id)))
             add(examinePackage(configuration, package));
     add(examineRecords(configuration));
     // Of one package they stay in the order in which they can be mended.

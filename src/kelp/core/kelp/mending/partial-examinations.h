@@ -3,6 +3,8 @@
 #include "kelp/core/kelp/inspection/store-view.h"
 #include "kelp/core/kelp/mending/finding.h"
 
+#include <set>
+#include <string>
 #include <vector>
 
 namespace Core {
@@ -12,6 +14,10 @@ class IConfiguration;
 namespace Core::KELP {
 
 // What examine() is made of: package-examination.cpp, publication-examination.cpp, record-examination.cpp.
+
+/// The packages that are on their way from rpm into the store, or out of it. What is there of them and what
+/// is not says nothing, and is to be mended by nobody but who completes that.
+std::set<std::string> idsUnderWay();
 
 /// What is wrong with the directory of a package in the store, and with what it has published.
 std::vector<Finding> examinePackage(const IConfiguration &configuration, const StoredPackage &package);

@@ -36,7 +36,7 @@ public:
         sources_(SourcesView::read(configuration)),
         // All read once: each look at rpm copies its database.
         inRpm_(rpmRecords()),
-        onTheirWay_(idsOnTheirWay()) {
+        underWay_(idsUnderWay()) {
         for (const RegistryRecord &record : registryRecords())
             lastEvent_.insert_or_assign(record.packageId(), record.event());
     }
@@ -46,7 +46,7 @@ public:
         for (const StoredPackage &package : packages_)
             // A descriptor that names another package would have that one registered and bound.
             if (package.information && package.information->at("general.id") == package.id &&
-                !onTheirWay_.contains(package.id))
+                !underWay_.contains(package.id))
                 examineInstalled(package.id, *package.information);
         for (const auto &[id, keyId] : sources_.sourceOf)
             examineBinding(id);
@@ -94,7 +94,7 @@ private:
     /// What removed a package on purpose has said so in the registry; any other binding is the last trace of
     /// an application that was lost, and stays.
     void examineBinding(const std::string &id) {
-        if (onTheirWay_.contains(id) ||
+        if (underWay_.contains(id) ||
             std::ranges::find(packages_, id, &StoredPackage::id) != packages_.end() ||
             std::ranges::find(inRpm_, id, &RpmRecord::id) != inRpm_.end())
             return;
@@ -166,12 +166,19 @@ private:
     std::vector<StoredPackage> packages_;
     SourcesView sources_;
     std::vector<RpmRecord> inRpm_;
-    std::set<std::string> onTheirWay_;
+    std::set<std::string> underWay_;
     std::map<std::string, RegistryEvent> lastEvent_;
     std::vector<Finding> findings_;
 };
 
 } // namespace
+
+std::set<std::string> idsUnderWay() {
+    std::set<std::string> ids = idsOnTheirWay();
+    if (std::optional<std::string> id = unfinishedRemoval())
+        ids.insert(std::move(*id));
+    return ids;
+}
 
 std::vector<Finding> examineRecords(const IConfiguration &configuration) {
     return RecordExamination(configuration).run();

@@ -3,6 +3,7 @@
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/files/durable-file.h"
 #include "kelp/core/common/files/filesystem.h"
+#include "kelp/core/common/i-configuration.h"
 #include "kelp/core/kelp/fs-database.h"
 #include "kelp/core/kelp/inspection/records-view.h"
 #include "kelp/core/kelp/inspection/take-over-view.h"
@@ -37,6 +38,9 @@ void removeFromStore(const IConfiguration &configuration, const std::string &id)
     if (store.isInstalled(id))
         store.remove(id);
     Common::removeAll(resolver.packageDirectory(id));
+    // The records are flushed in any case. Would a power cut bring the package back alone, when nothing tells
+    // of its removal any more, it would be one that somebody has put there behind the store.
+    Common::flushFile(configuration.databaseDirectory());
 }
 
 } // namespace
