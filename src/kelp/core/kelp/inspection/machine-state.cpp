@@ -46,10 +46,10 @@ std::map<std::string, bool> installedByRegistry() {
     return installed;
 }
 
-std::string damage(const StoredPackage &package, const StoreView &store) {
+std::string damage(const StoredPackage &package, const PackageFiles &files) {
     if (!package.information)
         return "its descriptor cannot be read";
-    const std::size_t missing = store.missingFiles(package.id).size();
+    const std::size_t missing = files.missing.size();
     if (missing == 0)
         return {};
     return missing == 1 ? "a published file is missing"
@@ -73,17 +73,22 @@ void addUnfinished(const std::vector<JournalEntry> &takeOvers, const std::vector
     }
 }
 
-/// A directory without a current version is what an installation left that failed, unless it once succeeded.
-void addStored(const std::vector<StoredPackage> &packages, const StoreView &store,
-               const std::map<std::string, bool> &installed, Standings &standings) {
+/// Returns how large all of them are, in bytes. A directory without a current version is what an installation
+/// left that failed, unless it once succeeded.
+std::uintmax_t addStored(const std::vector<StoredPackage> &packages, const StoreView &store,
+                         const std::map<std::string, bool> &installed, Standings &standings) {
+    std::uintmax_t bytes = 0;
     for (const StoredPackage &package : packages) {
+        const PackageFiles files = store.files(package.id);
+        bytes += files.bytes;
         const auto known = installed.find(package.id);
         if (package.version.empty() && (known == installed.end() || !known->second))
             continue;
-        std::string reason = damage(package, store);
+        std::string reason = damage(package, files);
         const auto state = reason.empty() ? ApplicationState::Store : ApplicationState::Damaged;
         standings.add(package.id, package.version, state, std::move(reason));
     }
+    return bytes;
 }
 
 /// Why applications are still in rpm.
@@ -182,14 +187,12 @@ MachineState inspectMachine(const IConfiguration &configuration) {
     addUnfinished(takeOvers, packages, standings);
     for (const auto &[id, path] : store.rescued())
         standings.add(id, "", ApplicationState::Rescued, "its files are in " + path.string());
-    addStored(packages, store, installed, standings);
+    machine.storeBytes = addStored(packages, store, installed, standings);
     ReasonsOfRpm reasons(configuration, machine.migrations.front().second);
     for (const RpmRecord &record : rpmRecords())
         standings.add(record.id, record.version, ApplicationState::Rpm, reasons.of(record));
     addLost(installed, machine.sources, standings);
     machine.applications = standings.take();
-    for (const StoredPackage &package : packages)
-        machine.storeBytes += store.bytes(package.id);
     return machine;
 }
 

@@ -1,14 +1,17 @@
 #include "kelp/core/kelp/inspection/store-view.h"
 
 #include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/files/file-descriptor.h"
 #include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/i-configuration.h"
+#include "kelp/core/kelp/inspection/tree-view.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
 #include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/kelp/package/path-list.h"
 #include "kelp/core/kelp/publication/publication-plan.h"
 #include "kelp/core/kelp/take-over/staging-area.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -16,6 +19,7 @@
 #include <cerrno>
 #include <climits>
 #include <string_view>
+#include <utility>
 
 namespace fs = std::filesystem;
 
@@ -48,18 +52,52 @@ std::optional<PackageInformation> informationAt(const fs::path &descriptor) {
     }
 }
 
-/// A link that the store made leads to what it has of the file; that one may be a link to anywhere itself.
-/// `directory` is the package's, with a slash at its end.
-bool isPublished(const fs::path &target, const std::string &directory) {
-    // A machine has ten thousands of them: one call tells what there is, and two whether a link of ours leads
-    // to something.
-    std::array<char, PATH_MAX> text;
-    const ssize_t size = ::readlink(target.c_str(), text.data(), text.size());
-    if (size < 0)
-        return errno == EINVAL;
-    const std::string_view source(text.data(), static_cast<std::size_t>(size));
-    return !source.starts_with(directory) || Common::isThere(source);
-}
+/// The published files of one package, each asked for by one call in its directory, which stays open for
+/// those that follow.
+class PublishedFiles {
+public:
+    /// `directory` is the package's, `current` the link in it, and `tree` what lies there.
+    PublishedFiles(const fs::path &directory, const fs::path &current, const TreeView &tree) :
+        directory_(directory.string() + "/"), current_(current.string() + "/"), tree_(tree) {
+        std::error_code error;
+        version_ = fs::read_symlink(current, error).string() + "/";
+    }
+
+    /// Whether a file is there. A link that the store made has to lead to what the store has of the file;
+    /// that one may be a link to anywhere itself.
+    bool isThere(const fs::path &target) {
+        enter(target.parent_path());
+        const ssize_t size =
+            ::readlinkat(place_.get(), target.filename().c_str(), text_.data(), text_.size());
+        if (size < 0)
+            return errno == EINVAL;
+        const std::string_view source(text_.data(), static_cast<std::size_t>(size));
+        return !source.starts_with(directory_) || isInTree(source) || Common::isThere(source);
+    }
+
+private:
+    /// The links that the store makes lead by way of the current version's.
+    bool isInTree(std::string_view source) const {
+        return source.starts_with(current_) &&
+               tree_.holds(version_ + std::string(source.substr(current_.size())));
+    }
+
+    void enter(fs::path place) {
+        if (place == path_)
+            return;
+        path_ = std::move(place);
+        // Nothing is open when that is missing: then all in it are.
+        place_ = Common::FileDescriptor(::open(path_.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    }
+
+    std::string directory_;
+    std::string current_;
+    std::string version_; ///< To which `current` leads.
+    const TreeView &tree_;
+    fs::path path_;
+    Common::FileDescriptor place_;
+    std::array<char, PATH_MAX> text_;
+};
 
 } // namespace
 
@@ -116,29 +154,19 @@ std::optional<std::vector<fs::path>> StoreView::publishedFiles(const std::string
     return Common::isThere(list) ? std::optional(readPathList(list)) : std::nullopt;
 }
 
-std::vector<fs::path> StoreView::missingFiles(const std::string &id) const {
-    const std::string directory = DatabasePathResolver(*configuration_).packageDirectory(id).string() + "/";
-    std::vector<fs::path> missing;
+PackageFiles StoreView::files(const std::string &id) const {
+    const DatabasePathResolver resolver(*configuration_);
+    const TreeView tree(resolver.packageDirectory(id));
+    PublishedFiles published(resolver.packageDirectory(id), resolver.currentDirectory(id), tree);
+    PackageFiles files{tree.bytes(), {}};
     for (fs::path &target : publishedFiles(id).value_or(std::vector<fs::path>()))
-        if (!isPublished(target, directory))
-            missing.push_back(std::move(target));
-    return missing;
+        if (!published.isThere(target))
+            files.missing.push_back(std::move(target));
+    return files;
 }
 
 std::uintmax_t StoreView::bytes(const std::string &id) const {
-    return bytesBelow(DatabasePathResolver(*configuration_).packageDirectory(id));
-}
-
-std::uintmax_t bytesBelow(const fs::path &directory) {
-    std::uintmax_t sum = 0;
-    std::error_code error;
-    const auto options = fs::directory_options::skip_permission_denied;
-    for (fs::recursive_directory_iterator entry(directory, options, error), end; !error && entry != end;
-         entry.increment(error))
-        // What a link leads to is counted where it lies, or is not the package's at all.
-        if (!entry->is_symlink(error) && entry->is_regular_file(error))
-            sum += entry->file_size(error);
-    return sum;
+    return TreeView(DatabasePathResolver(*configuration_).packageDirectory(id)).bytes();
 }
 
 std::vector<std::pair<std::string, fs::path>> StoreView::rescued() const {

@@ -26,8 +26,11 @@ struct StoredPackage {
     std::string value(const char *key) const;
 };
 
-/// What the files below a directory hold, in bytes.
-std::uintmax_t bytesBelow(const std::filesystem::path &directory);
+/// What a look at all files of a package tells.
+struct PackageFiles {
+    std::uintmax_t bytes = 0;                   ///< Of the package's directory.
+    std::vector<std::filesystem::path> missing; ///< Published files that are not there, or lead to nothing.
+};
 
 /// The package store for somebody who only wants to look: nothing is recovered, removed or made, and nothing
 /// is logged.
@@ -49,8 +52,9 @@ public:
     /// The files that the list of the current version says are published; nothing when there is no list.
     std::optional<std::vector<std::filesystem::path>> publishedFiles(const std::string &id) const;
 
-    /// Those of the published files that are not there, or are links to a file that the store has lost.
-    std::vector<std::filesystem::path> missingFiles(const std::string &id) const;
+    /// Looks at the files of a package, in the store and in the system. Nothing is missing of a package
+    /// without a list.
+    PackageFiles files(const std::string &id) const;
 
     /// What the files of the package's directory hold, in bytes.
     std::uintmax_t bytes(const std::string &id) const;

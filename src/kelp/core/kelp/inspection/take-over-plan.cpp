@@ -10,6 +10,7 @@
 #include "kelp/core/kelp/inspection/rpm-view.h"
 #include "kelp/core/kelp/inspection/store-view.h"
 #include "kelp/core/kelp/inspection/take-over-view.h"
+#include "kelp/core/kelp/inspection/tree-view.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
 #include "kelp/core/kelp/package/migration-stamps.h"
 #include "kelp/core/kelp/take-over/rpm-migration.h"
@@ -81,7 +82,7 @@ private:
         std::uint64_t room = area_.room();
         if (area_.isOwn())
             for (const fs::path &leftover : area_.leftovers(pendingTrees_))
-                room += bytesBelow(leftover);
+                room += TreeView(leftover).bytes();
         return room;
     }
 
