@@ -4,7 +4,7 @@
 #include "kelpctl/validate/package-judge.h"
 #include "kelpctl/validate/report-output.h"
 
-#include "kelp/core/common/rpm/platform-facts.h"
+#include "kelp/core/common/platform-facts.h"
 #include "kelp/core/kelp/validator/all-findings.h"
 #include "kelp/core/kelp/validator/data/os-compatibility.h"
 

@@ -1,6 +1,6 @@
 #include "kelp/core/kelp/validator/configuration/config.h"
 
-#include "kelp/core/common/rpm/platform-facts.h"
+#include "kelp/core/common/platform-facts.h"
 #include "kelp/core/kelp/validator/configuration/config-regular.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-#include "kelp/core/common/rpm/platform-facts.h"
+#include "kelp/core/common/platform-facts.h"
 
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/places.h"

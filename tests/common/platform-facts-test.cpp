@@ -1,4 +1,4 @@
-#include "kelp/core/common/rpm/platform-facts.h"
+#include "kelp/core/common/platform-facts.h"
 
 #include "support/error-matcher.h"
 #include "support/temporary-directory.h"
