@@ -109,7 +109,7 @@ std::string idOfStored(const fs::path &target, const fs::path &store) {
 }
 
 ExitStatus owner(const Machine &machine, const std::string &argument, bool isJson, std::ostream &output) {
-    const fs::path path = fs::absolute(argument).lexically_normal();
+    const fs::path path = (fs::current_path() / argument).lexically_normal();
     std::optional<Core::KELP::StoredPackage> package;
     fs::path target;
     // Any link counts as a mapping, so that the target has to lie in the store for somebody to own it.
