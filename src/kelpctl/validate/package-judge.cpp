@@ -1,6 +1,7 @@
 #include "kelpctl/validate/package-judge.h"
 
 #include "kelpctl/validate/interruption.h"
+#include "kelpctl/validate/lookahead.h"
 #include "kelpctl/validate/progress.h"
 #include "kelpctl/validate/workspace.h"
 
@@ -116,12 +117,12 @@ private:
         trial.config = std::make_shared<Validator::Config>(profile_, options_.target);
         trial.headerFindings = [this](const Validator::Message &m) { report(Stage::Header, m); };
         trial.contentFindings = [this](const Validator::Message &m) { report(Stage::Files, m); };
-        trial.beforeEntry = [&progress] {
-            // Between two entries nothing is half done. A package of many files is so left soon, one of a
-            // huge file after that.
+        trial.beforeVerdict = [&progress] {
+            // A package of many files is so left soon, one of a huge file after that.
             Interruption::check();
             progress.step();
         };
+        trial.conveyance = std::make_shared<Lookahead>();
         const std::string refusal = package.validate(workspace.path(), trial);
         if (!refusal.empty())
             conclude(Verdict::Refused, refusal);

@@ -1,8 +1,5 @@
 #include "kelp/core/common/rpm/current-entry.h"
 
-#include "kelp/core/common/errors/error.h"
-
-#include <rpm/rpmfiles.h>
 #include <rpm/rpmmacro.h>
 
 namespace Common::Rpm {
@@ -18,15 +15,6 @@ std::filesystem::path pathOf(const char *text) {
 }
 
 } // namespace
-
-std::shared_ptr<rpmfiles_s> fileList(const Reader &reader) {
-    // The list keeps the header, which a walk over the database lets go at its next step.
-    std::shared_ptr<rpmfiles_s> files(rpmfilesNew(nullptr, reader.header(), 0, RPMFI_KEEPHEADER),
-                                      rpmfilesFree);
-    if (!files)
-        throw Error(ErrorCode::BadPackageFileFormat, "Couldn't read rpm package");
-    return files;
-}
 
 std::filesystem::path currentPath(rpmfi iterator) {
     return pathOf(rpmfiFN(iterator));

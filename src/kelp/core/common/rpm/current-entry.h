@@ -2,7 +2,6 @@
 
 #include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/common/rpm/package-entry.h"
-#include "kelp/core/common/rpm/reader.h"
 
 #include <rpm/rpmfi.h>
 
@@ -15,10 +14,6 @@
 namespace Common::Rpm {
 
 // What the two walks over a package have in common. For the sources of this folder only: it shows librpm.
-
-/// The file list of a package's header. Raises ErrorCode::BadPackageFileFormat "Couldn't read rpm package"
-/// when the list contradicts itself.
-std::shared_ptr<rpmfiles_s> fileList(const Reader &reader);
 
 // The file on which `iterator` stands. The texts are empty where the header has none.
 std::filesystem::path currentPath(rpmfi iterator);

@@ -29,7 +29,7 @@ std::shared_ptr<rpmfi_s> openPayload(FD_t file, const std::string &compressor, r
 }
 
 /// An archive reader's position cannot be moved, so that the names come from the list behind it.
-std::filesystem::path nameAt(rpmfiles files, int fileIndex) {
+std::string nameAt(rpmfiles files, int fileIndex) {
     const std::unique_ptr<char, decltype(&std::free)> name(rpmfilesFN(files, fileIndex), std::free);
     return name ? name.get() : "";
 }
@@ -49,12 +49,12 @@ std::vector<HardLinkDescription> furtherNames(rpmfiles files, int fileIndex) {
 /// are in order.
 std::shared_ptr<rpmfiles_s> searchableFileList(const Reader &reader) {
     constexpr rpm_count_t searchedAnyhow = 4096;
-    std::shared_ptr<rpmfiles_s> files = fileList(reader);
+    std::shared_ptr<rpmfiles_s> files = reader.fileList();
     const rpm_count_t count = rpmfilesFC(files.get());
-    std::filesystem::path last;
+    std::string last;
     for (rpm_count_t i = 0; count > searchedAnyhow && i < count; ++i) {
-        std::filesystem::path name = nameAt(files.get(), static_cast<int>(i));
-        if (name.native() < last.native())
+        std::string name = nameAt(files.get(), static_cast<int>(i));
+        if (name < last)
             throw Error(ErrorCode::BadPackageFileFormat, "Couldn't read rpm package");
         last = std::move(name);
     }

@@ -16,9 +16,7 @@ bool isNameWithContent(rpmfi iterator) {
 } // namespace
 
 FileIterator::FileIterator(const Reader &reader) :
-    Reader(reader),
-    files_(fileList(*this)),
-    iterator_(rpmfilesIter(files_.get(), RPMFI_ITER_FWD), rpmfiFree) {}
+    Reader(reader), files_(fileList()), iterator_(rpmfilesIter(files_.get(), RPMFI_ITER_FWD), rpmfiFree) {}
 
 FileIterator::FileIterator(const std::filesystem::path &package) : FileIterator(Reader(package)) {}
 

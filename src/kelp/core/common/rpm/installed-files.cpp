@@ -14,7 +14,7 @@ std::string_view textOf(const char *text) {
 
 } // namespace
 
-InstalledFiles::InstalledFiles(const Reader &reader) : files_(fileList(reader)) {}
+InstalledFiles::InstalledFiles(const Reader &reader) : files_(reader.fileList()) {}
 
 int InstalledFiles::count() const {
     return static_cast<int>(rpmfilesFC(files_.get()));

@@ -3,6 +3,7 @@
 #include "kelp/core/common/rpm/package-entry.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -13,11 +14,17 @@ namespace Common::Rpm {
 /// A regular file with its content, which stands in the payload and can be read once, until the callback that
 /// was given the entry returns. Content that nobody reads is passed over by the walk.
 ///
-/// Every operation reads in chunks of at most 128 KiB, whatever size the package claims, and raises
+/// Every operation reads in pieces of at most 128 KiB, whatever size the package claims, and raises
 /// ErrorCode::Internal "Couldn't read content from rpm package" when the payload ends before the claimed size
 /// or is damaged, and for a second reading.
 class PackedFile : public RegularFile {
 public:
+    /// A piece of a content, which its receiver may keep.
+    struct Piece {
+        std::unique_ptr<std::uint8_t[]> bytes;
+        std::size_t size = 0;
+    };
+
     /// The current file of an archive reader of librpm.
     PackedFile(std::filesystem::perms bits, std::shared_ptr<rpmfi_s> archive);
 
@@ -35,14 +42,14 @@ public:
     /// write rpm package content to PATH". A failed operation leaves the file with what it got.
     void writeTo(const std::filesystem::path &path) const;
 
-    /// Writes the content to an open file, from its present position. The file stays open. `path` only names
-    /// it in the error, which is the second one above.
-    void writeTo(int file, const std::filesystem::path &path) const;
+    /// Reads the content and gives it on piece by piece. What `sink` raises passes.
+    void read(const std::function<void(Piece)> &sink) const;
+
+    /// Writes a piece to an open file, from its present position. `path` only names it in the error, which is
+    /// the second one above.
+    static void write(int file, const Piece &piece, const std::filesystem::path &path);
 
 private:
-    template<class Sink>
-    void read(const Sink &sink) const;
-
     std::shared_ptr<rpmfi_s> archive_;
     std::uint64_t size_;
 };

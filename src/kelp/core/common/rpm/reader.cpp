@@ -9,6 +9,7 @@
 #include <rpm/header.h>
 #include <rpm/rpmcrypto.h>
 #include <rpm/rpmds.h>
+#include <rpm/rpmfiles.h>
 #include <rpm/rpmio.h>
 #include <rpm/rpmlib.h>
 #include <rpm/rpmtd.h>
@@ -108,6 +109,15 @@ std::string Reader::digest() const {
     if (!bytes || !text)
         throw std::bad_alloc();
     return static_cast<const char *>(text.get());
+}
+
+std::shared_ptr<rpmfiles_s> Reader::fileList() const {
+    // The list keeps the header, which a walk over the database lets go at its next step.
+    if (!fileList_)
+        fileList_ = {rpmfilesNew(nullptr, header(), 0, RPMFI_KEEPHEADER), rpmfilesFree};
+    if (!fileList_)
+        throw Error(ErrorCode::BadPackageFileFormat, "Couldn't read rpm package");
+    return fileList_;
 }
 
 std::vector<std::string> Reader::dependencies(std::int32_t tag) const {

@@ -8,6 +8,7 @@
 
 struct _FD_s;
 struct headerToken_s;
+struct rpmfiles_s;
 
 namespace Common::Rpm {
 
@@ -48,6 +49,11 @@ public:
     /// the same one. Raises std::bad_alloc.
     std::string digest() const;
 
+    /// librpm's list of the files, made once and kept with the header: it takes a while for many. Raises
+    /// ErrorCode::BadPackageFileFormat "Couldn't read rpm package" when the list contradicts itself. Not for
+    /// two threads at once.
+    std::shared_ptr<rpmfiles_s> fileList() const;
+
     /// librpm's header, owned by this object or, for a header that belongs to another, by that other.
     headerToken_s *header() const { return header_.get(); }
 
@@ -58,6 +64,7 @@ protected:
 private:
     std::shared_ptr<_FD_s> file_;
     std::shared_ptr<headerToken_s> header_;
+    mutable std::shared_ptr<rpmfiles_s> fileList_;
 };
 
 } // namespace Common::Rpm

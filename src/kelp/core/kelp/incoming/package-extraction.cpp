@@ -35,6 +35,7 @@ struct PackageExtraction::Run {
     const Validator::RpmMeta &meta;
     Validator::ContentValidator &validator;
     const Steps &steps;
+    Conveyance &conveyance;
     PackageLinks links;
     std::unordered_set<std::string> namedLinks = {}; ///< Those of which the header's judge said it already.
 };
@@ -47,10 +48,10 @@ PackageExtraction::PackageExtraction(const fs::path &destination, const fs::path
     failure_(failure) {}
 
 std::string PackageExtraction::run(const ExtractFileIterator &package, const Judges &judges,
-                                   const Steps &steps) {
+                                   const Steps &steps, Conveyance &conveyance) {
     const Validator::RpmMeta meta(package);
     Validator::ContentValidator validator(judges.config, meta, judges.content);
-    Run run{package, meta, validator, steps, PackageLinks(staging_, versionDirectory_)};
+    Run run{package, meta, validator, steps, conveyance, PackageLinks(staging_, versionDirectory_)};
     try {
         hasFailed(Validator::RpmMetaChecker(judges.config, meta, judges.header).validateMeta(),
                   "package meta validation failed");
@@ -67,82 +68,107 @@ std::string PackageExtraction::run(const ExtractFileIterator &package, const Jud
 void PackageExtraction::judge(Run &run) {
     run.validator.setInstallRoot(staging_.path());
     run.validator.setPathMappings(mappings_);
-    run.content.forEach([&](const Entry &entry) {
-        if (run.steps.beforeEntry)
-            run.steps.beforeEntry();
-        extractEntry(entry, run);
-        return false;
-    });
+    const auto unpackAll = [&](const Conveyance::Judge &next) {
+        run.content.forEach([&](const Entry &entry) {
+            next(unpack(entry, run));
+            return false;
+        });
+    };
+    const auto judgeOne = [&](UnpackedEntry unpacked) {
+        if (run.steps.beforeVerdict)
+            run.steps.beforeVerdict();
+        judgeEntry(std::move(unpacked), run);
+    };
+    run.conveyance.run(unpackAll, judgeOne);
     judgeLinks(run);
     hasFailed(run.validator.finishContent(), badContent);
 }
 
-void PackageExtraction::extractEntry(const Entry &entry, Run &run) {
+/// Touches nothing that a verdict looks at but the entry's own place.
+UnpackedEntry PackageExtraction::unpack(const Entry &entry, Run &run) {
     // The mapping drops slashes that stand behind a row's target, so that the package's own words count.
     const bool isPlain = entry.path.find("//") == std::string::npos && entry.path.starts_with('/');
-    const fs::path path = packagePathOf(entry.path, mappings_);
-    if (!isPlain || !StagingDirectory::isPossible(path))
-        refuse(ContentRule::ImpossiblePath, entry.path, run);
-    else if (std::holds_alternative<Common::Rpm::Directory>(entry.kind))
-        extractDirectory(entry, path, run);
-    else if (std::holds_alternative<Common::Rpm::PackedFile>(entry.kind))
-        extractFile(entry, path, run);
-    else if (std::holds_alternative<Common::Rpm::Symlink>(entry.kind))
-        extractSymlink(entry, path, run);
-    else
-        extractHardlink(entry, path, run);
+    UnpackedEntry unpacked{entry, packagePathOf(entry.path, mappings_)};
+    if (!isPlain || !StagingDirectory::isPossible(unpacked.path)) {
+        unpacked.refusal = ContentRule::ImpossiblePath;
+        return unpacked;
+    }
+    if (std::holds_alternative<Common::Rpm::Symlink>(entry.kind) && isMappingSource(unpacked.path)) {
+        unpacked.refusal = ContentRule::LinkInsteadOfDirectory;
+        return unpacked;
+    }
+    try {
+        unpacked.file = make(entry, unpacked.path, run);
+    } catch (const Error &error) {
+        if (error.code() != ErrorCategory::make(ErrorCode::BadPackageContent))
+            // The system's failures are no verdict on the package.
+            throw;
+        unpacked.refusal = ContentRule::PlaceTaken;
+    }
+    return unpacked;
 }
 
-void PackageExtraction::extractDirectory(const Entry &entry, const fs::path &path, Run &run) {
-    const fs::perms permissions = std::get<Common::Rpm::Directory>(entry.kind).permissions;
-    if (make(entry, run, [&] { staging_.makeDirectory(path, permissions); }))
-        judgeFile(entry.path, path, run);
+/// Makes what the entry is. Raises ErrorCode::BadPackageContent when its place is taken.
+FileDescriptor PackageExtraction::make(const Entry &entry, const fs::path &path, Run &run) {
+    if (const auto *directory = std::get_if<Common::Rpm::Directory>(&entry.kind)) {
+        staging_.makeDirectory(path, directory->permissions);
+    } else if (std::holds_alternative<Common::Rpm::PackedFile>(entry.kind)) {
+        // Ahead of the file: a package without a developer's signature leaves no content on the disk.
+        if (run.steps.beforeFile)
+            run.steps.beforeFile();
+        return makeFile(entry, path, run);
+    } else if (const auto *link = std::get_if<Common::Rpm::HardLink>(&entry.kind)) {
+        staging_.createHardlink(packagePathOf(link->target, mappings_), path);
+    } else {
+        staging_.createSymlink(targetOf(entry), path);
+    }
+    return FileDescriptor();
 }
 
-void PackageExtraction::extractFile(const Entry &entry, const fs::path &path, Run &run) {
-    // Ahead of the file: a package without a developer's signature leaves no content on the disk.
-    if (run.steps.beforeFile)
-        run.steps.beforeFile();
-    FileDescriptor file;
-    if (make(entry, run, [&] { file = staging_.createFile(path); }))
-        writeFile(entry, path, std::move(file), run);
-}
-
-void PackageExtraction::writeFile(const Entry &entry, const fs::path &path, FileDescriptor file, Run &run) {
+FileDescriptor PackageExtraction::makeFile(const Entry &entry, const fs::path &path, Run &run) {
     const auto &content = std::get<Common::Rpm::PackedFile>(entry.kind);
-    content.writeTo(file.get(), staging_.realPath(path));
-    const fs::perms whileJudged = content.permissions | ownerAccess;
-    setPermissions(file, whileJudged, path);
+    FileDescriptor file = staging_.createFile(path);
+    const fs::path realPath = staging_.realPath(path);
+    content.read([&](Common::Rpm::PackedFile::Piece piece) {
+        run.conveyance.write(file.get(), std::move(piece), realPath);
+    });
+    setPermissions(file, content.permissions | ownerAccess, path);
+    return file;
+}
+
+void PackageExtraction::judgeEntry(UnpackedEntry unpacked, Run &run) {
+    if (unpacked.refusal)
+        refuse(*unpacked.refusal, unpacked.entry.path, run);
+    else if (std::holds_alternative<Common::Rpm::PackedFile>(unpacked.entry.kind))
+        judgeContent(std::move(unpacked), run);
+    else if (std::holds_alternative<Common::Rpm::Symlink>(unpacked.entry.kind))
+        rememberLink(unpacked, run);
+    else
+        // A hard link under this name too: what a file may be depends on where it lies.
+        judgeFile(unpacked.entry.path, unpacked.path, run);
+}
+
+void PackageExtraction::judgeContent(UnpackedEntry file, Run &run) {
+    const fs::perms permissions = std::get<Common::Rpm::PackedFile>(file.entry.kind).permissions;
     const bool failed =
-        hasFailed(run.validator.validateFile(entry.path, staging_.realPath(path)), badContent);
+        hasFailed(run.validator.validateFile(file.entry.path, staging_.realPath(file.path)), badContent);
     // Further names of the file, which are judged later, must not be hidden by what this one is given.
-    if ((content.permissions & fs::perms::owner_read) == fs::perms::none)
-        staging_.hideLater(path, content.permissions);
-    else if (content.permissions != whileJudged)
-        setPermissions(file, content.permissions, path);
+    if ((permissions & fs::perms::owner_read) == fs::perms::none)
+        staging_.hideLater(file.path, permissions);
+    else if (permissions != (permissions | ownerAccess))
+        setPermissions(file.file, permissions, file.path);
     // A file that did not pass gets no signature.
     if (!failed && run.steps.afterFile)
-        run.steps.afterFile(entry, file);
+        run.steps.afterFile(file.entry, file.file);
     // Some filesystems say only now that there was no room.
-    file.close();
+    file.file.close();
 }
 
-void PackageExtraction::extractSymlink(const Entry &entry, const fs::path &path, Run &run) {
-    if (isMappingSource(path))
-        return refuse(ContentRule::LinkInsteadOfDirectory, entry.path, run);
-    if (!make(entry, run, [&] { staging_.createSymlink(targetOf(entry), path); }))
-        return;
-    run.links.add(entry.path, path);
-    const std::string target = std::get<Common::Rpm::Symlink>(entry.kind).target;
-    if (!Validator::leadsIntoPackage(run.meta, entry.path, target))
-        run.namedLinks.insert(entry.path);
-}
-
-void PackageExtraction::extractHardlink(const Entry &entry, const fs::path &path, Run &run) {
-    const fs::path target = packagePathOf(std::get<Common::Rpm::HardLink>(entry.kind).target, mappings_);
-    // Judged under this name too: what a file may be depends on where it lies.
-    if (make(entry, run, [&] { staging_.createHardlink(target, path); }))
-        judgeFile(entry.path, path, run);
+void PackageExtraction::rememberLink(const UnpackedEntry &link, Run &run) {
+    run.links.add(link.entry.path, link.path);
+    const std::string target = std::get<Common::Rpm::Symlink>(link.entry.kind).target;
+    if (!Validator::leadsIntoPackage(run.meta, link.entry.path, target))
+        run.namedLinks.insert(link.entry.path);
 }
 
 void PackageExtraction::judgeLinks(Run &run) {
@@ -163,21 +189,6 @@ void PackageExtraction::judgeFile(const std::string &name, const fs::path &path,
 
 void PackageExtraction::refuse(ContentRule reason, const std::string &name, Run &run) {
     hasFailed(run.validator.report(reason, name), badContent);
-}
-
-/// Makes what the entry is. False when its place is taken: then the package has failed.
-template<class Make>
-bool PackageExtraction::make(const Entry &entry, Run &run, const Make &make) {
-    try {
-        make();
-        return true;
-    } catch (const Error &error) {
-        if (error.code() != ErrorCategory::make(ErrorCode::BadPackageContent))
-            // The system's failures are no verdict on the package.
-            throw;
-        refuse(ContentRule::PlaceTaken, entry.path, run);
-        return false;
-    }
 }
 
 bool PackageExtraction::hasFailed(bool verdict, const char *text) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kelp/core/common/rpm/extract-file-iterator.h"
+#include "kelp/core/kelp/incoming/conveyance.h"
 #include "kelp/core/kelp/incoming/staging-directory.h"
 #include "kelp/core/kelp/mappings/mapping.h"
 #include "kelp/core/kelp/validator/configuration/config.h"
@@ -41,8 +42,10 @@ public:
 
     /// What is done beside the unpacking; empty functions do nothing. What they raise ends the run.
     struct Steps {
-        std::function<void()> beforeEntry = {};
+        /// Ahead of the unpacking of a regular file.
         std::function<void()> beforeFile = {};
+        /// Ahead of the verdict on an entry.
+        std::function<void()> beforeVerdict = {};
         /// For a regular file that was passed.
         std::function<void(const Entry &, const FileDescriptor &)> afterFile = {};
     };
@@ -56,8 +59,8 @@ public:
     /// package wants them. When it ends the run, it is raised; when it is reported, its text is returned, and
     /// an empty one for a package that passed. Raises what StagingDirectory, ExtractFileIterator and the
     /// checkers raise too. What was unpacked by then stays.
-    std::string run(const Common::Rpm::ExtractFileIterator &package, const Judges &judges,
-                    const Steps &steps);
+    std::string run(const Common::Rpm::ExtractFileIterator &package, const Judges &judges, const Steps &steps,
+                    Conveyance &conveyance);
 
     /// Gives the directories their permissions.
     void applyPermissions() const { staging_.applyPermissions(); }
@@ -66,17 +69,15 @@ private:
     struct Run;
 
     void judge(Run &run);
-    void extractEntry(const Entry &entry, Run &run);
-    void extractDirectory(const Entry &entry, const std::filesystem::path &path, Run &run);
-    void extractFile(const Entry &entry, const std::filesystem::path &path, Run &run);
-    void writeFile(const Entry &entry, const std::filesystem::path &path, FileDescriptor file, Run &run);
-    void extractSymlink(const Entry &entry, const std::filesystem::path &path, Run &run);
-    void extractHardlink(const Entry &entry, const std::filesystem::path &path, Run &run);
+    UnpackedEntry unpack(const Entry &entry, Run &run);
+    FileDescriptor make(const Entry &entry, const std::filesystem::path &path, Run &run);
+    FileDescriptor makeFile(const Entry &entry, const std::filesystem::path &path, Run &run);
+    void judgeEntry(UnpackedEntry unpacked, Run &run);
+    void judgeContent(UnpackedEntry file, Run &run);
+    void rememberLink(const UnpackedEntry &link, Run &run);
     void judgeLinks(Run &run);
     void judgeFile(const std::string &name, const std::filesystem::path &path, Run &run);
     void refuse(Validator::ContentRule reason, const std::string &name, Run &run);
-    template<class Make>
-    bool make(const Entry &entry, Run &run, const Make &make);
     bool hasFailed(bool verdict, const char *text);
     bool isMappingSource(const std::filesystem::path &path) const;
     std::filesystem::path targetOf(const Entry &link) const;

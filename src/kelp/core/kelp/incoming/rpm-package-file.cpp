@@ -59,7 +59,9 @@ std::optional<ManifestEntry> parse(const Common::Rpm::PackedFile &content) {
     if (file.get() < 0 || content.size() > maximumDesktopFileSize)
         return std::nullopt;
     const std::string name = "/proc/self/fd/" + std::to_string(file.get());
-    content.writeTo(file.get(), name);
+    content.read([&](const Common::Rpm::PackedFile::Piece &piece) {
+        Common::Rpm::PackedFile::write(file.get(), piece, name);
+    });
     return readDesktopFile(name);
 }
 
@@ -190,16 +192,19 @@ PackageStaging RpmPackage::extractPackageFile(const fs::path &destination,
             signFile(file, entry.path, id(), *developer, entry.fileIndex);
     };
     PackageExtraction extraction(destination, versionDirectory, mappings_, PackageExtraction::Failure::Ends);
+    Conveyance oneByOne;
     extraction.run(reopened(), {std::make_shared<Validator::Config>(profile)},
-                   {.beforeFile = requireSignature, .afterFile = attachAttributes});
+                   {.beforeFile = requireSignature, .afterFile = attachAttributes}, oneByOne);
     extraction.applyPermissions();
     return {destination, id(), version(), orgName(), appName()};
 }
 
 std::string RpmPackage::validate(const fs::path &destination, const Trial &trial) const {
     PackageExtraction extraction(destination, {}, mappings_, PackageExtraction::Failure::IsReported);
+    Conveyance oneByOne;
     return extraction.run(reopened(), {trial.config, trial.headerFindings, trial.contentFindings},
-                          {.beforeEntry = trial.beforeEntry});
+                          {.beforeVerdict = trial.beforeVerdict},
+                          trial.conveyance ? *trial.conveyance : oneByOne);
 }
 
 } // namespace Core::KELP

@@ -23,6 +23,8 @@ class ExtractFileIterator;
 
 namespace Core::KELP {
 
+class Conveyance;
+
 /// A package of rpm: a package file, or the record of an installed one. Knows where in the package's tree
 /// each of its files goes.
 class RpmPackage final : public Package {
@@ -62,7 +64,8 @@ public:
         std::shared_ptr<Validator::Config> config;
         Validator::FindingSink headerFindings;
         Validator::FindingSink contentFindings;
-        std::function<void()> beforeEntry; ///< Called for each file of the package; what it raises passes.
+        std::function<void()> beforeVerdict; ///< Called for each entry of the package; what it raises passes.
+        std::shared_ptr<Conveyance> conveyance; ///< Null: entry by entry.
     };
 
     /// Unpacks the package and reports all that the validator finds, without looking at signatures. Returns

@@ -21,8 +21,8 @@ using Common::ErrorCode;
 using Common::FileDescriptor;
 using Common::FileIdentity;
 
-/// A mapping costs two calls and a fault, and waits for the other threads.
-constexpr std::uint64_t largestCopied = 0x4000;
+/// A mapping costs two calls and a fault, and its end an interrupt of every other thread.
+constexpr std::uint64_t largestCopied = 0x10000;
 
 /// Nothing unless this is an open regular file.
 std::optional<FileIdentity> identityOfRegular(const FileDescriptor &file) {

@@ -1,11 +1,11 @@
 #include "kelp/core/kelp/validator/framework/rpm-facts.h"
 
-#include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/rpm/reader.h"
 #include "kelp/core/common/rpm/tags.h"
 
 #include <rpm/header.h>
 #include <rpm/rpmfi.h>
+#include <rpm/rpmfiles.h>
 #include <rpm/rpmtag.h>
 #include <rpm/rpmtd.h>
 
@@ -43,12 +43,10 @@ std::string textOf(const char *text) {
 }
 
 std::vector<FileInfo> filesOf(const Reader &reader) {
+    // Raises for a list that contradicts itself: to judge such a package as one without files would let all
+    // of them pass.
     const std::unique_ptr<rpmfi_s, decltype(&rpmfiFree)> iterator(
-        rpmfiNew(nullptr, reader.header(), RPMTAG_BASENAMES, 0), rpmfiFree);
-    // librpm refuses a list that contradicts itself; to judge such a package as one without files would let
-    // all of them pass.
-    if (!iterator)
-        throw Common::Error(Common::ErrorCode::BadPackageFileFormat, "Couldn't read rpm package");
+        rpmfilesIter(reader.fileList().get(), RPMFI_ITER_FWD), rpmfiFree);
     std::vector<FileInfo> files;
     // Directories come too, and files that are never in the payload: this is what the package claims to own.
     while (rpmfiNext(iterator.get()) >= 0)
