@@ -199,6 +199,19 @@ TEST_F(KelpCtlTest, SignaturesDoNotCountAndDigestsDo) {
     EXPECT_THAT(out(), HasSubstr("incomplete: "));
 }
 
+TEST_F(KelpCtlTest, GivesNoVerdictOnWhatCouldNotBeUnpacked) {
+    const std::string limited = "sh -c 'trap \"\" XFSZ; ulimit -f 16; exec \"$0\" \"$@\"'";
+    // Written by the thread that unpacks, and by the one behind it.
+    for (const std::size_t size : {12'000U, 1'000'000U}) {
+        RpmWriter writer;
+        writer.files = {{"/usr/share/org.example.app/", "a", 0100644, std::string(size, 'x')},
+                        {"/usr/share/org.example.app/", "b"}};
+        writer.write(root_.path() / "large.rpm");
+        EXPECT_EQ(run("validate " + (root_.path() / "large.rpm").string(), limited), 2) << size;
+        EXPECT_THAT(out(), HasSubstr("incomplete: Couldn't write rpm package content to ")) << size;
+    }
+}
+
 TEST_F(KelpCtlTest, ShowsNoTextAsALineOrASequenceOfItsOwn) {
     const std::pair<const char *, const char *> rows[] = {
         {"a\nb.rpm: accepted", "a\\x0ab.rpm: accepted"},
