@@ -49,19 +49,21 @@ Lookahead::Lookahead() : belts_(std::make_unique<Belts>()) {}
 Lookahead::~Lookahead() = default;
 
 void Lookahead::run(const UnpackAll &unpackAll, const Judge &judge) {
-    // When this is left by an exception, the belts are closed, and the futures wait for their threads.
-    std::future<void> unpacking = std::async(std::launch::async, [&] {
-        const Closing destination(belts_->unwritten);
+    std::future<void> unpacking;
+    std::future<void> writing;
+    // Behind the futures, so that the belts are closed when those wait for their threads: what is raised
+    // here, by a verdict or because there is no thread to be had, leaves none of them waiting.
+    const Closing source(belts_->unwritten);
+    const Closing destination(belts_->written);
+    unpacking = std::async(std::launch::async, [&] {
+        const Closing end(belts_->unwritten);
         unpackAll([this](UnpackedEntry entry) {
             belts_->isFileSplit = false;
             belts_->unwritten.put(std::move(entry));
         });
     });
-    std::future<void> writing = std::async(std::launch::async, [this] { belts_->write(); });
-    {
-        const Closing source(belts_->written);
-        belts_->written.takeAll(judge);
-    }
+    writing = std::async(std::launch::async, [this] { belts_->write(); });
+    belts_->written.takeAll(judge);
     // First, as what ended it has ended the unpacking as well, which was further.
     writing.get();
     unpacking.get();
