@@ -4,6 +4,8 @@
 #include "kelpctl/shown-text.h"
 #include "kelpctl/validate/commands.h"
 
+#include "kelp/core/common/errors/error.h"
+
 #include <sys/stat.h>
 
 #include <iostream>
@@ -32,7 +34,7 @@ ExitStatus run(const KelpCtl::Command &command) {
         }
     } catch (const std::exception &error) {
         // Texts of errors hold paths and ids, which may be anybody's.
-        std::cerr << "kelpctl: " << KelpCtl::shown(error.what()) << '\n';
+        std::cerr << "kelpctl: " << KelpCtl::shown(Common::explainedText(error)) << '\n';
     }
     std::cout.rdbuf(output.rdbuf());
     return status;

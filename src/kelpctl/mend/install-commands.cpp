@@ -55,11 +55,11 @@ ExitStatus attempt(const std::string &name, const Act &act) {
         act();
         return ExitStatus::Accepted;
     } catch (const Common::Error &error) {
-        std::cerr << "kelpctl: " << shown(name) << ": " << shown(error.what()) << '\n';
+        std::cerr << "kelpctl: " << shown(name) << ": " << shown(Common::explainedText(error)) << '\n';
         // The other errors of the core are answers: not let in, or not there.
         return isTrouble(error) ? ExitStatus::Trouble : ExitStatus::Refused;
     } catch (const std::exception &error) {
-        std::cerr << "kelpctl: " << shown(name) << ": " << shown(error.what()) << '\n';
+        std::cerr << "kelpctl: " << shown(name) << ": " << shown(Common::explainedText(error)) << '\n';
         return ExitStatus::Trouble;
     }
 }

@@ -76,7 +76,7 @@ public:
                 report(Stage::Header, messageOf(ContentRule::NameUnusable, {}));
             // Whatever else stops the judging says nothing about the package: it must look neither good nor
             // bad.
-            conclude(isRefusal ? Verdict::Refused : Verdict::Incomplete, error.what());
+            conclude(isRefusal ? Verdict::Refused : Verdict::Incomplete, explainedText(error));
         } catch (const std::exception &error) {
             conclude(Verdict::Incomplete, error.what());
         }
@@ -87,13 +87,32 @@ private:
 
     /// Reads what is only read beside the work of unpacking.
     std::shared_ptr<Digest> checkDigest() {
-        const Common::Rpm::Reader header(report_.file, Signatures::Unchecked);
+        const Common::Rpm::Reader header = readHeader();
         report_.id = header.tagOr(Tag::Name, "");
         report_.version = header.tagOr(Tag::Version, "") + "-" + header.tagOr(Tag::Release, "");
         const Common::Rpm::PayloadDigest digest(report_.file, header);
         // Its last owner waits for the thread, so that none outlives the judgement, even if that raises.
         return std::make_shared<Digest>(
             std::async(std::launch::async, [digest] { return digest.isRight(); }));
+    }
+
+    Common::Rpm::Reader readHeader() {
+        try {
+            return Common::Rpm::Reader(report_.file, Signatures::Unchecked);
+        } catch (const Error &) {
+            if (isReadable(Signatures::NorDigests))
+                report(Stage::Header, messageOf(ContentRule::HeaderDigestWrong, {}));
+            throw;
+        }
+    }
+
+    bool isReadable(Signatures signatures) const {
+        try {
+            const Common::Rpm::Reader header(report_.file, signatures);
+            return true;
+        } catch (const Error &) {
+            return false;
+        }
     }
 
     void finishDigest(const std::shared_ptr<Digest> &digest) {

@@ -26,7 +26,11 @@ constexpr mode_t mode = 0755;
 
 Workspace::Workspace() {
     // Made with mode 0700 and a name that nobody can guess: others may write in the directory.
-    std::string name = (fs::temp_directory_path() / "kelpctl-XXXXXX").string();
+    std::error_code error;
+    const fs::path parent = fs::temp_directory_path(error);
+    if (error)
+        throw std::runtime_error("TMPDIR is no directory that can be used: " + error.message());
+    std::string name = (parent / "kelpctl-XXXXXX").string();
     if (!::mkdtemp(name.data()))
         raise("Couldn't create temporary directory " + name);
     temporary_ = name;

@@ -2,6 +2,7 @@
 
 #include "kelp/core/common/errors/error-category.h"
 
+#include <exception>
 #include <string>
 #include <system_error>
 
@@ -18,11 +19,22 @@ public:
     /// The same with a code of Common::ErrorCategory.
     Error(ErrorCode code, std::string message);
 
+    /// For what the system refused: `systemError` is its errno.
+    Error(ErrorCode code, std::string message, int systemError);
+
     /// The text as given to the constructor: no category, no number, no fixed message.
     const char *what() const noexcept override { return message_.c_str(); }
 
+    /// What the system answered; empty when it was not asked, or nobody has kept the answer.
+    const std::string &systemReason() const { return systemReason_; }
+
 private:
     std::string message_;
+    std::string systemReason_;
 };
+
+/// The text of an exception for people: behind that of an Error stands what the system answered, "TEXT: No
+/// space left on device".
+std::string explainedText(const std::exception &error);
 
 } // namespace Common

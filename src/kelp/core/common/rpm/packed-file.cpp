@@ -18,7 +18,7 @@ namespace {
 constexpr std::size_t pieceSize = 0x20000;
 
 [[noreturn]] void raiseUnwritable(const std::filesystem::path &path) {
-    throw Error(ErrorCode::Filesystem, "Couldn't write rpm package content to " + path.string());
+    throw Error(ErrorCode::Filesystem, "Couldn't write rpm package content to " + path.string(), errno);
 }
 
 } // namespace
@@ -56,7 +56,8 @@ std::vector<std::uint8_t> PackedFile::readAll() const {
 void PackedFile::writeTo(const std::filesystem::path &path) const {
     FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
     if (file.get() < 0)
-        throw Error(ErrorCode::Filesystem, "Couldn't open file for writing rpm content: " + path.string());
+        throw Error(ErrorCode::Filesystem, "Couldn't open file for writing rpm content: " + path.string(),
+                    errno);
     read([&](const Piece &piece) { write(file.get(), piece, path); });
     // Some filesystems say only now that there was no room.
     if (::close(file.release()) != 0)

@@ -45,6 +45,8 @@ std::shared_ptr<headerToken_s> readHeader(FD_t file, const std::filesystem::path
     rpmtsSetRootDir(transactionSet.get(), nullptr);
     if (signatures == Signatures::Unchecked)
         rpmtsSetVSFlags(transactionSet.get(), RPMVSF_MASK_NOSIGNATURES);
+    else if (signatures == Signatures::NorDigests)
+        rpmtsSetVSFlags(transactionSet.get(), RPMVSF_MASK_NOSIGNATURES | RPMVSF_MASK_NODIGESTS);
 
     Header header = nullptr;
     const rpmRC result = rpmReadPackageFile(transactionSet.get(), file, package.c_str(), &header);

@@ -12,10 +12,11 @@ struct rpmfiles_s;
 
 namespace Common::Rpm {
 
-/// Whose policy decides on the signatures of a package file. Digests of the header are always checked.
+/// Whose policy decides on the signatures of a package file.
 enum class Signatures {
-    OfMachine, ///< The machine's rpm configuration and the keys that it knows.
-    Unchecked, ///< None is looked at; no database of keys is opened, or made.
+    OfMachine,  ///< The machine's rpm configuration and the keys that it knows.
+    Unchecked,  ///< None is looked at; no database of keys is opened, or made.
+    NorDigests, ///< Not even the digests of the header are: only to tell what is wrong with a package.
 };
 
 /// A package seen through its header. Copies share the header and the open file. What the tags say was

@@ -89,11 +89,13 @@ UnpackedEntry PackageExtraction::unpack(const Entry &entry, Run &run) {
     // The mapping drops slashes that stand behind a row's target, so that the package's own words count.
     const bool isPlain = entry.path.find("//") == std::string::npos && entry.path.starts_with('/');
     UnpackedEntry unpacked{entry, packagePathOf(entry.path, mappings_)};
-    if (!isPlain || !StagingDirectory::isPossible(unpacked.path)) {
+    const auto *link = std::get_if<Common::Rpm::Symlink>(&entry.kind);
+    if (!isPlain || !StagingDirectory::isPossible(unpacked.path) ||
+        (link && !StagingDirectory::isPossibleTarget(link->target))) {
         unpacked.refusal = ContentRule::ImpossiblePath;
         return unpacked;
     }
-    if (std::holds_alternative<Common::Rpm::Symlink>(entry.kind) && isMappingSource(unpacked.path)) {
+    if (link && isMappingSource(unpacked.path)) {
         unpacked.refusal = ContentRule::LinkInsteadOfDirectory;
         return unpacked;
     }

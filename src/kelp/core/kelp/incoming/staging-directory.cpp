@@ -42,7 +42,7 @@ constexpr int refusals[] = {EEXIST, ENOTDIR, ELOOP, EXDEV, ENAMETOOLONG, EISDIR,
 
 [[noreturn]] void raiseUnwritable(const fs::path &path) {
     throw Common::Error(Common::ErrorCode::Filesystem,
-                        "Couldn't write to staging directory: " + path.string());
+                        "Couldn't write to staging directory: " + path.string(), errno);
 }
 
 /// Raises what errno says of an operation on `path`.
@@ -95,6 +95,10 @@ StagingDirectory::StagingDirectory(const fs::path &path) {
 bool StagingDirectory::isPossible(const fs::path &path) {
     const std::string &text = path.native();
     return text.size() <= longestPath && std::ranges::count(text, '/') < deepestPath && isPlainPath(text);
+}
+
+bool StagingDirectory::isPossibleTarget(const std::string &text) {
+    return !text.empty() && text.size() <= longestPath;
 }
 
 void StagingDirectory::makeDirectory(const fs::path &path, fs::perms permissions) {

@@ -34,6 +34,10 @@ public:
     /// can cost, and do not depend on where the directory lies.
     static bool isPossible(const std::filesystem::path &path);
 
+    /// Whether a link of the package may have the text: not an empty one, or one so long that where the
+    /// directory lies would decide.
+    static bool isPossibleTarget(const std::string &text);
+
     /// Where a path of the package lies.
     std::filesystem::path realPath(const std::filesystem::path &path) const { return path_ / path; }
 

@@ -26,6 +26,7 @@ constexpr CatalogueEntry catalogue[] = {
     {LogLevel::Critical, "package-name-unusable",
      "[package] Name and version are not possible as the name of a directory"},
     {LogLevel::Critical, "payload-digest-wrong", "[package] Payload does not match its digest"},
+    {LogLevel::Critical, "header-digest-wrong", "[package] Header does not match its digest"},
 };
 
 } // namespace

@@ -20,6 +20,7 @@ enum class ContentRule : std::uint32_t {
     PlaceTaken = 9,             ///< path
     NameUnusable = 10,
     DigestWrong = 11,
+    HeaderDigestWrong = 12,
 };
 
 /// Throws as composeMessage() does.
