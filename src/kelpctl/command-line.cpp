@@ -28,6 +28,10 @@ void addGlobalOptions(CLI::App &app, ColourChoice &colour) {
     app.add_option("--color", colour, "When to colour: auto, always or never (auto)")
         ->transform(CLI::CheckedTransformer(colourChoices))
         ->option_text("WHEN");
+    // The words hold what was typed, or what a pattern of the shell found: a file name is anybody's.
+    app.failure_message([](const CLI::App *, const CLI::Error &error) {
+        return shown(error.what()) + "\nRun with --help for more information.\n";
+    });
     app.set_version_flag("--version", "kelpctl " KELP_VERSION);
     app.formatter(std::make_shared<WrappingFormatter>());
     // Lets them stand behind the subcommand as well, where people write them.
@@ -55,7 +59,7 @@ std::variant<Command, ExitStatus> parseCommandLine(int argc, const char *const *
             return ExitStatus::Trouble;
         }
         // Help and version come this way too. CLI11's own numbers of errors are not those of the program.
-        return app.exit(error) == 0 ? ExitStatus::Accepted : ExitStatus::Trouble;
+        return app.exit(error) == 0 && std::cout.flush() ? ExitStatus::Accepted : ExitStatus::Trouble;
     }
     setColour(colour);
     return command;

@@ -24,6 +24,7 @@ namespace json = boost::json;
 
 namespace {
 
+using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
@@ -138,7 +139,8 @@ TEST_F(KelpCtlTest, ExitStatusesTellVerdictFromTrouble) {
         {1, {"validate --developer-mode faulty.rpm", "validate --profile mdm sound.rpm"}},
         {2,
          {"validate " + (root_.path() / "text.rpm").string() + " sound.rpm",
-          "validate sound.rpm 3>/dev/full >&3 #", "validate --hide scripts sound.rpm",
+          "validate sound.rpm 3>/dev/full >&3 #", "--version >/dev/full #",
+          "validate --output report faulty.rpm 2>/dev/full >/dev/null #", "validate --hide scripts sound.rpm",
           "validate --hide nothing sound.rpm", "validate --os-version five sound.rpm", "explain nothing",
           ""}},
     };
@@ -194,6 +196,11 @@ TEST_F(KelpCtlTest, SignaturesDoNotCountAndDigestsDo) {
     writeFile(damaged, bytes + 'x');
     EXPECT_EQ(run("validate " + damaged), 2);
     EXPECT_THAT(out(), HasSubstr("[payload-digest-wrong]"));
+    std::string changed = bytes;
+    changed.at(changed.find("without a fault")) = 'W';
+    writeFile(damaged, changed);
+    EXPECT_EQ(run("validate " + damaged), 2);
+    EXPECT_THAT(out(), HasSubstr("[header-digest-wrong]"));
     writeFile(damaged, bytes.substr(0, bytes.size() / 2));
     EXPECT_EQ(run("validate " + damaged), 2);
     EXPECT_THAT(out(), HasSubstr("incomplete: "));
@@ -208,7 +215,9 @@ TEST_F(KelpCtlTest, GivesNoVerdictOnWhatCouldNotBeUnpacked) {
                         {"/usr/share/org.example.app/", "b"}};
         writer.write(root_.path() / "large.rpm");
         EXPECT_EQ(run("validate " + (root_.path() / "large.rpm").string(), limited), 2) << size;
-        EXPECT_THAT(out(), HasSubstr("incomplete: Couldn't write rpm package content to ")) << size;
+        EXPECT_THAT(out(),
+                    ContainsRegex("incomplete: Couldn't write rpm package content to .*: File too large"))
+            << size;
     }
 }
 
@@ -225,6 +234,11 @@ TEST_F(KelpCtlTest, ShowsNoTextAsALineOrASequenceOfItsOwn) {
         files += " '../" + std::string(name) + "'";
     }
     writer.write(root_.path() / "hostile.rpm");
+    // As a pattern of the shell gives file names.
+    for (const auto &[name, shown] : rows) {
+        EXPECT_EQ(run("validate '--" + std::string(name) + "' sound.rpm"), 2);
+        EXPECT_THAT(error(), HasSubstr(shown));
+    }
     for (const std::string form : {"text", "report"}) {
         EXPECT_EQ(run("validate --output " + form + " " + files), 2);
         for (const auto &[name, shown] : rows)

@@ -26,7 +26,7 @@ struct ExplainArguments {
 std::string checkId(const std::string &id) {
     const auto all = Validator::allFindings();
     const bool isKnown = std::ranges::find(all, id, &Validator::CatalogueEntry::id) != all.end();
-    return isKnown ? "" : "There is no finding " + shown(id) + "; see kelpctl explain --list";
+    return isKnown ? "" : "There is no finding " + id + "; see kelpctl explain --list";
 }
 
 ExitStatus explain(const ExplainArguments &arguments, std::ostream &output) {

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <iostream>
+#include <stdexcept>
 #include <utility>
 
 namespace KelpCtl {
@@ -139,12 +140,20 @@ public:
         for (const ReportedFinding &finding : report.findings)
             // Both streams are flushed line by line, so that they stay in order where they lead to one file.
             std::cerr << prefixOf(finding.message.level) << shownText(finding.message) << std::endl;
+        // The next package's judging puts the stream in order again.
+        hasLostLines_ = hasLostLines_ || !std::cerr;
         const std::string reason = report.reason.empty() ? "" : ": " + shown(report.reason);
         output_ << shown(report.file) << ": " << nameOf(report.verdict) << reason << std::endl;
     }
 
+    void finish() override {
+        if (hasLostLines_)
+            throw std::runtime_error("Couldn't write to standard error");
+    }
+
 private:
     std::ostream &output_;
+    bool hasLostLines_ = false;
 };
 
 } // namespace

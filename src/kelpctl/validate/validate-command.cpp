@@ -47,9 +47,8 @@ struct ValidateArguments {
 };
 
 std::string checkVersion(const std::string &text) {
-    return Validator::parseVersion(text).empty()
-               ? "A version is numbers with full stops between: " + shown(text)
-               : "";
+    return Validator::parseVersion(text).empty() ? "A version is numbers with full stops between: " + text
+                                                 : "";
 }
 
 /// Only what does not refuse a package may be hidden.
@@ -57,7 +56,7 @@ std::string checkHidden(const std::string &id) {
     const auto all = Validator::allFindings();
     const auto found = std::ranges::find(all, id, &Validator::CatalogueEntry::id);
     if (found == all.end())
-        return "There is no finding " + shown(id);
+        return "There is no finding " + id;
     const bool isMild = found->level == LogLevel::Warning || found->level == LogLevel::Info;
     return isMild ? "" : "Only warnings and notes can be hidden: " + id;
 }
@@ -109,6 +108,8 @@ ExitStatus judgeFile(const std::string &file, const ValidateArguments &arguments
     ExitStatus best = ExitStatus::Trouble;
     for (const std::string &name : isForAll ? profileNames : std::vector{arguments.profile}) {
         const PackageReport report = judgePackage(file, Validator::profileFromName(name), options);
+        // A package without entries, or that cannot be read, asks for no verdict.
+        Interruption::check();
         output.write(report);
         best = std::min(best, statusOf(report, arguments));
         // The directory must not exist, so that a second try would fail.
@@ -120,7 +121,9 @@ ExitStatus judgeFile(const std::string &file, const ValidateArguments &arguments
 ExitStatus validate(const ValidateArguments &arguments, std::ostream &results) {
     // In front of all that uses librpm, which reads its configuration once.
     leaveHome();
-    std::signal(SIGPIPE, SIG_IGN); // A reader that goes away must not leave trees behind.
+    // Neither a reader that goes away nor a limit on the size of files may leave trees behind.
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     const auto form = std::ranges::find(outputForms, arguments.output, &OutputForm::name);
     const auto output = form->make(results);
     ExitStatus worst = ExitStatus::Accepted;
