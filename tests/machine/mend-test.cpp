@@ -64,7 +64,8 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
           false},
          {"rm opt/app/org.example.notes/current/data/first.txt", "org.example.notes", "dead", false},
          {"rm opt/app/com.example.devices/current/data/policy.json", "com.example.devices", "dead", false},
-         {"echo >opt/app/org.example.ticker/current/velura.pkg", "org.example.ticker",
+         // A pipe, for whose writer nobody must wait.
+         {"(cd opt/app/org.example.ticker/current; rm velura.pkg; mkfifo velura.pkg)", "org.example.ticker",
           "unreadable-descriptor", false},
          {"sqlite3 var/lib/trusted-sources/db.sqlite3 \"INSERT INTO packages VALUES('gone', "
           "'.no.source.apps')\"",

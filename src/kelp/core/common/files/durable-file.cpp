@@ -38,6 +38,15 @@ void writeAll(const FileDescriptor &file, std::string_view content, const fs::pa
     }
 }
 
+/// A sparse file claims what no memory holds.
+void requireText(const FileDescriptor &file, std::uintmax_t longest, const fs::path &path) {
+    struct stat status {};
+    check(::fstat(file.get(), &status), path);
+    if (!S_ISREG(status.st_mode) || static_cast<std::uintmax_t>(status.st_size) > longest)
+        throw fs::filesystem_error("no file of a size to read", path,
+                                   std::make_error_code(std::errc::invalid_argument));
+}
+
 std::string readAll(const FileDescriptor &file, const fs::path &path) {
     std::string content;
     std::array<char, std::size_t(64) << 10> buffer;
@@ -115,14 +124,16 @@ void reserveSpace(const fs::path &path, std::uintmax_t size) {
     });
 }
 
-std::optional<std::string> readIfExists(const fs::path &path) {
+std::optional<std::string> readIfExists(const fs::path &path, std::uintmax_t longest) {
     return reraiseAs(ErrorCode::Filesystem, "Couldn't read file: " + path.string(),
                      [&]() -> std::optional<std::string> {
                          // A link that leads nowhere is there, and cannot be read: whoever takes "none" for a
                          // reason to clean up must not be told so.
                          if (fs::symlink_status(path).type() == fs::file_type::not_found)
                              return std::nullopt;
-                         return readAll(opened(path, O_RDONLY), path);
+                         const FileDescriptor file = opened(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+                         requireText(file, longest, path);
+                         return readAll(file, path);
                      });
 }
 

@@ -38,9 +38,13 @@ void flushFile(const std::filesystem::path &path);
 /// "Couldn't reserve space: PATH", and then leaves no file.
 void reserveSpace(const std::filesystem::path &path, std::uintmax_t size);
 
+/// More than any file of the system but the take-over journal comes to, in bytes.
+constexpr std::uintmax_t longestText = std::uintmax_t(64) << 20;
+
 /// What a file holds; nothing when there is none. Raises "Couldn't read file: PATH" for one that is there and
-/// cannot be read.
-std::optional<std::string> readIfExists(const std::filesystem::path &path);
+/// cannot be read, is longer than `longest`, or is no regular file: for the writer of a pipe nobody waits.
+std::optional<std::string> readIfExists(const std::filesystem::path &path,
+                                        std::uintmax_t longest = longestText);
 
 /// Has everything on disk that was written to the filesystem on which `path` lies.
 void flushFilesystem(const std::filesystem::path &path);

@@ -1,5 +1,6 @@
 #include "kelp/core/kelp/mending/partial-examinations.h"
 
+#include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/files/durable-file.h"
 #include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/files/path-tests.h"
@@ -11,8 +12,6 @@
 #include "kelp/core/kelp/publication/publication.h"
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 #include <set>
 
 namespace fs = std::filesystem;
@@ -21,19 +20,16 @@ namespace Core::KELP {
 
 namespace {
 
-std::string contentOf(const fs::path &path) {
-    std::ifstream stream(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
-
 /// Whether a published copy still is one; a link is its source by itself.
 bool hasContentOf(const fs::path &target, const fs::path &source) {
     std::error_code error;
     if (!fs::is_regular_file(fs::symlink_status(target, error)))
         return true;
-    // Sizes first, for contents are read as a whole.
-    return fs::file_size(target, error) == fs::file_size(source, error) &&
-           contentOf(target) == contentOf(source);
+    try {
+        return fs::is_regular_file(source, error) && Common::hasSameContent(target, source);
+    } catch (const Common::Error &) {
+        return false;
+    }
 }
 
 std::optional<std::string> optionalValue(const StoredPackage &package, const char *key) {

@@ -2,6 +2,7 @@
 
 #include "kelp/core/common/configuration.h"
 #include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/errors/reraise-as.h"
 #include "kelp/core/common/files/durable-file.h"
 #include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/files/path-tests.h"
@@ -11,7 +12,7 @@
 #include <boost/algorithm/string/replace.hpp>
 
 #include <fstream>
-#include <sstream>
+#include <utility>
 
 namespace fs = std::filesystem;
 
@@ -23,16 +24,11 @@ using Common::Error;
 using Common::ErrorCode;
 
 std::string readOldFile(const fs::path &path) {
-    std::ifstream stream(path, std::ios::binary);
-    if (!stream)
+    auto content = Common::reraiseAs(ErrorCode::Filesystem, "Failed to read resource integrityd file",
+                                     [&] { return Common::readIfExists(path); });
+    if (!content)
         throw Error(ErrorCode::Filesystem, "Failed to open resource integrityd file");
-    std::ostringstream content;
-    // An empty file has nothing to insert, which fails the other stream.
-    if (stream.peek() != std::ifstream::traits_type::eof())
-        content << stream.rdbuf();
-    if (stream.bad() || !content)
-        throw Error(ErrorCode::Filesystem, "Failed to read resource integrityd file");
-    return content.str();
+    return std::move(*content);
 }
 
 void writeResource(const fs::path &path, const std::string &content) {

@@ -1,22 +1,37 @@
 #include "kelp/core/kelp/package/path-list.h"
 
+#include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/errors/log-stream.h"
 
-#include <fstream>
+#include <optional>
+#include <sstream>
 #include <string>
 
 namespace fs = std::filesystem;
 
 namespace Core::KELP {
 
+namespace {
+
+std::optional<std::string> readIfPossible(const fs::path &file) {
+    try {
+        return Common::readIfExists(file);
+    } catch (const Common::Error &) {
+        return std::nullopt;
+    }
+}
+
+} // namespace
+
 std::vector<fs::path> readPathList(const fs::path &file) {
-    std::ifstream stream(file);
+    const std::optional<std::string> content = readIfPossible(file);
     // Nothing to go by, nothing to remove: a list that cannot be read takes nothing from the system.
-    if (!stream) {
+    if (!content) {
         Common::LogStream(Common::LogLevel::Warning) << "Couldn't open file: " << file;
         return {};
     }
     std::vector<fs::path> paths;
+    std::istringstream stream(*content);
     for (std::string line; std::getline(stream, line);)
         if (!line.empty())
             paths.emplace_back(line, fs::path::generic_format);

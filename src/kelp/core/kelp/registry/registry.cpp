@@ -1,5 +1,6 @@
 #include "kelp/core/kelp/registry/registry.h"
 
+#include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/common/files/durable-file.h"
 #include "kelp/core/common/files/file-descriptor.h"
@@ -17,8 +18,10 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <fstream>
+#include <optional>
 #include <set>
+#include <sstream>
+#include <string>
 
 namespace fs = std::filesystem;
 
@@ -70,15 +73,22 @@ bool withExclusiveLock(const std::function<bool()> &function) {
     return false;
 }
 
-bool loadRecords(const std::function<void(const RegistryRecord &)> &callback) {
+/// The text of the registry, empty when there is none; nothing when it cannot be read.
+std::optional<std::string> registryText() {
     const fs::path path = registryFile();
-    if (!Common::exists(path))
-        return true;
-    std::ifstream stream(path);
-    if (!stream) {
+    try {
+        return Common::exists(path) ? Common::readIfExists(path) : "";
+    } catch (const Common::Error &) {
         LogStream(LogLevel::Error) << "Couldn't open registry: " << path;
-        return false;
+        return std::nullopt;
     }
+}
+
+bool loadRecords(const std::function<void(const RegistryRecord &)> &callback) {
+    const std::optional<std::string> text = registryText();
+    if (!text)
+        return false;
+    std::istringstream stream(*text);
     for (std::string line; std::getline(stream, line);) {
         if (line.empty())
             continue;

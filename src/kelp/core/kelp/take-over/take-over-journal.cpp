@@ -8,6 +8,7 @@
 
 #include <boost/lexical_cast.hpp>
 
+#include <limits>
 #include <sstream>
 
 namespace fs = std::filesystem;
@@ -181,7 +182,9 @@ std::vector<JournalEntry> TakeOverJournal::parse(const std::string &content) {
 }
 
 std::vector<JournalEntry> TakeOverJournal::read() {
-    const std::optional<std::string> content = Common::readIfExists(path());
+    // It names every file that is on its way, and there is no end to their number.
+    constexpr std::uintmax_t anyLength = std::numeric_limits<std::uintmax_t>::max();
+    const std::optional<std::string> content = Common::readIfExists(path(), anyLength);
     // No journal is no news; one that cannot be read may name the only copies, and raises.
     return content ? parse(*content) : std::vector<JournalEntry>{};
 }
