@@ -5,6 +5,7 @@
 #include "kelpctl/validate/commands.h"
 
 #include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/errors/log-stream.h"
 
 #include <sys/stat.h>
 
@@ -44,6 +45,7 @@ ExitStatus run(const KelpCtl::Command &command) {
 
 int main(int argc, char **argv) {
     ::umask(022); // What it makes is what the launcher would have made.
+    Common::LogStream::showBy(KelpCtl::shown);
     const auto request = KelpCtl::parseCommandLine(argc, argv, commands);
     if (const auto *status = std::get_if<ExitStatus>(&request))
         return static_cast<int>(*status);

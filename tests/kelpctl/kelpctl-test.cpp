@@ -24,6 +24,7 @@ namespace json = boost::json;
 
 namespace {
 
+using testing::AllOf;
 using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::Not;
@@ -245,6 +246,11 @@ TEST_F(KelpCtlTest, ShowsNoTextAsALineOrASequenceOfItsOwn) {
             for (const std::string place : {"../", "/opt/"})
                 EXPECT_THAT(out() + error(), HasSubstr(place + shown)) << form;
     }
+    // In the core's log as well.
+    fs::create_directories(root_.path() / "opt/app/\033[2J/1/velura.pkg");
+    fs::create_symlink("1", root_.path() / "opt/app/\033[2J/current");
+    run("list");
+    EXPECT_THAT(error(), AllOf(HasSubstr("\\x1b[2J"), Not(HasSubstr("\033"))));
 }
 
 TEST_F(KelpCtlTest, KeepsTreesWhereNobodyPutAnything) {

@@ -61,13 +61,20 @@ const char *prefix(LogLevel level) {
     return "";
 }
 
+std::string (*shownBy)(std::string_view) = nullptr;
+
 } // namespace
+
+void LogStream::showBy(std::string (*shown)(std::string_view)) {
+    shownBy = shown;
+}
 
 LogStream::~LogStream() {
     if (stream_.tellp() <= 0)
         return;
     // Line by line, so that the log of a killed run holds all that was said.
-    const std::string message = prefix(level_) + std::move(stream_).str();
+    const std::string text = std::move(stream_).str();
+    const std::string message = prefix(level_) + (shownBy ? shownBy(text) : text);
     std::cout << (isOutputTheJournal() ? withPriority(level_, message) : message) << '\n' << std::flush;
 }
 

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <exception>
 #include <sstream>
+#include <string>
+#include <string_view>
 
 namespace Common {
 
@@ -28,6 +30,10 @@ public:
     LogStream(const LogStream &) = delete;
     LogStream &operator=(const LogStream &) = delete;
     ~LogStream();
+
+    /// Has the texts of all messages shown by `shown` from now on, for a program on whose terminal they
+    /// appear: they hold names that others chose. To be called before there are threads.
+    static void showBy(std::string (*shown)(std::string_view));
 
     template<class Value>
     LogStream &operator<<(const Value &value) {
