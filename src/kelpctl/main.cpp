@@ -6,6 +6,7 @@
 
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/errors/log-stream.h"
+#include "kelp/core/common/rpm/initialise.h"
 
 #include <sys/stat.h>
 
@@ -46,6 +47,7 @@ ExitStatus run(const KelpCtl::Command &command) {
 int main(int argc, char **argv) {
     ::umask(022); // What it makes is what the launcher would have made.
     Common::LogStream::showBy(KelpCtl::shown);
+    Common::Rpm::logLibrary();
     const auto request = KelpCtl::parseCommandLine(argc, argv, commands);
     if (const auto *status = std::get_if<ExitStatus>(&request))
         return static_cast<int>(*status);

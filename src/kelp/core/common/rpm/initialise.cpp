@@ -5,7 +5,26 @@
 #include <rpm/rpmlib.h>
 #include <rpm/rpmlog.h>
 
+#include <string>
+
 namespace Common::Rpm {
+
+namespace {
+
+/// Returns what has librpm do nothing more with the record.
+int logRecord(rpmlogRec record, rpmlogCallbackData) {
+    const rpmlogLvl priority = rpmlogRecPriority(record);
+    std::string text = rpmlogRecMessage(record);
+    while (text.ends_with('\n'))
+        text.pop_back();
+    LogStream(priority <= RPMLOG_ERR       ? LogLevel::Error
+              : priority == RPMLOG_WARNING ? LogLevel::Warning
+                                           : LogLevel::Info)
+        << text;
+    return 0;
+}
+
+} // namespace
 
 void initialise() {
     static bool started = false;
@@ -15,6 +34,10 @@ void initialise() {
     started = true;
     if (rpmReadConfigFiles(nullptr, nullptr) != 0)
         LogStream(LogLevel::Warning) << "Couldn't read RPM configuration files";
+}
+
+void logLibrary() {
+    rpmlogSetCallback(logRecord, nullptr);
 }
 
 void silenceLibrary() {

@@ -7,8 +7,11 @@ namespace Common::Rpm {
 /// constructor of this folder that reaches librpm calls this.
 void initialise();
 
-/// Lets librpm report nothing on standard error from now on: its lines hold names of files and packages as
-/// they are.
+/// Has what librpm reports written to the log from now on, and no longer to standard error: its lines hold
+/// names of files and packages as they are.
+void logLibrary();
+
+/// Lets librpm report nothing at all from now on.
 void silenceLibrary();
 
 } // namespace Common::Rpm
