@@ -16,19 +16,22 @@ namespace {
 
 using SQLite::Statement;
 
+/// What a database of an earlier version lacks, or one whose first writer was killed, is what it has when the
+/// next writer has completed it.
 bool isAllowed(SQLite::Database &database, const char *id) {
+    if (!database.tableExists("configuration"))
+        return false;
     Statement query(database, "SELECT data FROM configuration WHERE id = ?");
     query.bind(1, id);
-    if (!query.executeStep())
-        // A schema of another version shows by this.
-        throw std::runtime_error(std::string("no row: ") + id);
-    return query.getColumn(0).getInt64() == 1;
+    return query.executeStep() && query.getColumn(0).getInt64() == 1;
 }
 
 SourcesView readAll(SQLite::Database &database) {
     SourcesView view;
     view.missingSourceAllowed = isAllowed(database, "missing_source_allowed");
     view.webPwaSourceAllowed = isAllowed(database, "web_pwa_source_allowed");
+    if (!database.tableExists("sources") || !database.tableExists("packages"))
+        return view;
     Statement sources(database, "SELECT keyid, subject FROM sources ORDER BY subject DESC");
     while (sources.executeStep())
         view.sources.push_back({sources.getColumn(0).getString(), sources.getColumn(1).getString(), {}});
