@@ -17,6 +17,7 @@
 #include "kelp/core/kelp/inspection/take-over-view.h"
 #include "kelp/core/kelp/mending/examination.h"
 #include "kelp/core/kelp/mending/package-records.h"
+#include "kelp/core/kelp/mending/publication-obstacle.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
 #include "kelp/core/kelp/registry/registry.h"
 #include "kelp/core/kelp/take-over/staging-area.h"
@@ -78,7 +79,7 @@ private:
 void requireWholePayload(const fs::path &file) {
     const Common::Rpm::Reader header(file, Common::Rpm::Signatures::Unchecked);
     if (!Common::Rpm::PayloadDigest(file, header).isRight())
-        throw Error(ErrorCode::BadPackageFileFormat, "The payload does not match its digest");
+        throw Error(ErrorCode::BadPackageContent, "The payload does not match its digest");
 }
 
 /// The installation of one package file.
@@ -96,10 +97,15 @@ public:
     Installed run() {
         check();
         const Staging staging(installationDirectory(configuration_) / stagingName());
-        if (options_.isDryRun)
+        if (options_.isDryRun) {
             judge(staging.path());
-        else
-            bringIn(package_.extract(staging.path(), fs::absolute(versionDirectory())));
+            requirePublishable(staging.path());
+        } else {
+            const PackageStaging unpacked =
+                package_.extract(staging.path(), fs::absolute(versionDirectory()));
+            requirePublishable(staging.path());
+            bringIn(unpacked);
+        }
         return {id_, package_.version(), installed_.value("general.version")};
     }
 
@@ -114,6 +120,21 @@ private:
         trial.config = std::make_shared<Validator::Config>(Validator::profileFromCertificate(certificate_));
         if (const std::string refusal = package_.validate(staging, trial); !refusal.empty())
             throw Error(ErrorCode::BadPackageContent, refusal);
+    }
+
+    /// Before anything is made of it: the store would find out when the version before is down already.
+    void requirePublishable(const fs::path &tree) const {
+        PackageInformation information = extras();
+        information["general.id"] = id_;
+        if (package_.orgName() && package_.appName()) {
+            information["general.orgname"] = *package_.orgName();
+            information["general.appname"] = *package_.appName();
+        }
+        if (const std::string obstacle = publicationObstacle(configuration_, tree, information);
+            !obstacle.empty())
+            throw Error(ErrorCode::FileConflict,
+                        id_ + ": " + Common::ErrorCategory::make(ErrorCode::FileConflict).message() + ": " +
+                            obstacle);
     }
 
     fs::path versionDirectory() const { return resolver_.versionDirectory(id_, package_.version()); }

@@ -1,11 +1,16 @@
 #include "kelp/core/kelp/mending/partial-examinations.h"
 
+#include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/files/path-tests.h"
+#include "kelp/core/common/i-configuration.h"
+#include "kelp/core/common/places.h"
 #include "kelp/core/kelp/fs-database.h"
 #include "kelp/core/kelp/inspection/records-view.h"
 #include "kelp/core/kelp/inspection/sources-view.h"
+#include "kelp/core/kelp/mending/publication-obstacle.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
+#include "kelp/core/kelp/package/descriptor.h"
 
 #include <algorithm>
 #include <array>
@@ -60,12 +65,30 @@ private:
                 // Without a current version it may be all that there is of the application, and stays.
                 isCurrent ? [this_ = *this] { this_.dropOthers(); } : std::function<void()>());
         else if (isCurrent || leadsSomewhere(resolver_.previousDirectory(package_.id)))
-            add(FindingKind::UnfinishedUpdate, next, "an update was begun; --repair completes it",
-                [this_ = *this] { this_.completeUpdate(); });
+            examineUpdate(next);
         else
             add(FindingKind::UnfinishedUpdate, next, "an installation was begun; --repair completes it",
                 // Its files are the next round's: each of them is missing then.
                 [this_ = *this] { this_.promote(this_.resolver_.nextDirectory(this_.package_.id)); });
+    }
+
+    /// The store publishes all or nothing, and nothing is an application less.
+    void examineUpdate(const fs::path &next) {
+        const std::string obstacle = obstacleToUpdate();
+        if (obstacle.empty())
+            add(FindingKind::UnfinishedUpdate, next, "an update was begun; --repair completes it",
+                [this_ = *this] { this_.completeUpdate(); });
+        else
+            add(FindingKind::UnfinishedUpdate, next, "an update was begun, and is kept up: " + obstacle, {});
+    }
+
+    std::string obstacleToUpdate() const {
+        try {
+            return publicationObstacle(configuration_, fs::canonical(resolver_.nextDirectory(package_.id)),
+                                       readDescriptor(descriptor(PackageSlot::Next)));
+        } catch (const std::exception &error) {
+            return error.what();
+        }
     }
 
     void examinePrevious(bool isCurrent) {
@@ -93,7 +116,10 @@ private:
                     [this_ = *this, version] { this_.prepare(version); });
             else
                 add(FindingKind::Leftover, version, "is named by no link, left of a killed run", {});
-        if (versions.empty() && !Common::isThere(resolver_.currentDirectory(package_.id)))
+        if (versions.empty() && Common::isThere(resolver_.currentDirectory(package_.id)))
+            add(FindingKind::Dead, resolver_.currentDirectory(package_.id),
+                "leads to a version that is gone: install the package again, or remove it", {});
+        else if (versions.empty())
             add(FindingKind::Leftover, resolver_.packageDirectory(package_.id),
                 "is empty, left of a killed run; --repair removes it",
                 // Fails, and removes nothing, if anything has come there by then.
@@ -111,6 +137,10 @@ private:
     }
 
     bool wasInstalled() const {
+        // Where both are gone they say nothing.
+        if (!Common::isThere(Common::belowRoot("var/lib/kelp/registry")) &&
+            !Common::isThere(configuration_.trustedSourcesDatabasePath()))
+            return true;
         const std::vector<RegistryRecord> records = registryRecords();
         const auto last = std::find_if(records.rbegin(), records.rend(), [&](const RegistryRecord &record) {
             return record.packageId() == package_.id;
@@ -147,7 +177,12 @@ private:
         FSDatabase(configuration_, resolver_).cleanupVersionsExceptCurrent(package_.id);
     }
 
-    void completeUpdate() const { FSDatabase(configuration_, resolver_).completeUpdate(package_.id); }
+    void completeUpdate() const {
+        // Once more: what is mended meanwhile, and what people do, changes the answer.
+        if (const std::string obstacle = obstacleToUpdate(); !obstacle.empty())
+            throw Common::Error(Common::ErrorCode::FileConflict, obstacle);
+        FSDatabase(configuration_, resolver_).completeUpdate(package_.id);
+    }
 
     void prepare(const fs::path &version) const {
         Common::createSymlink(fs::absolute(version), resolver_.nextDirectory(package_.id));
