@@ -33,7 +33,8 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
          {"mkdir -p opt/app/org.example.gone/1-1/data", "org.example.gone", "leftover", true},
          {"sqlite3 var/lib/trusted-sources/db.sqlite3 'DELETE FROM packages'", "org.example.notes", "unbound",
           true}},
-        {{"sed -i 1d opt/app/org.example.notes/current/symlink.list", "org.example.notes", "unlisted", true},
+        {{"sed -i 1s/...$// opt/app/org.example.notes/current/symlink.list", "org.example.notes", "unlisted",
+          true},
          {"mkdir opt/app/org.example.ticker/0.1-1", "org.example.ticker", "stale-version", true},
          {"ln -s /nowhere opt/app/org.example.reader/next", "org.example.reader", "unfinished-update", true},
          {"mkdir -p opt/kelp/install/org.example.gone", "org.example.gone", "leftover", true},
@@ -41,7 +42,7 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
          {"sqlite3 var/lib/trusted-sources/db.sqlite3 \"UPDATE packages SET "
           "source_keyid='.no.source.apps'\"",
           "org.example.notes", "unbound", true}},
-        {{"rm opt/app/org.example.ticker/current/generated.dir.list", "org.example.ticker", "unlisted", true},
+        {{"> opt/app/org.example.ticker/current/generated.dir.list", "org.example.ticker", "unlisted", true},
          {"mv opt/app/org.example.notes/current opt/app/org.example.notes/next", "org.example.notes",
           "unfinished-update", true},
          {"mv opt/app/org.example.reader/current opt/app/org.example.reader/prev", "org.example.reader",
@@ -63,7 +64,8 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
          {"rm usr/bin/org.example.notes; echo x >usr/bin/org.example.notes", "org.example.notes", "foreign",
           false},
          {"rm opt/app/org.example.notes/current/data/first.txt", "org.example.notes", "dead", false},
-         {"rm opt/app/com.example.devices/current/data/policy.json", "com.example.devices", "dead", false},
+         {"rm opt/app/com.example.devices/current/data/policy.json usr/share/com.example.devices/policy.json",
+          "com.example.devices", "dead", false},
          // A pipe, for whose writer nobody must wait.
          {"(cd opt/app/org.example.ticker/current; rm velura.pkg; mkfifo velura.pkg)", "org.example.ticker",
           "unreadable-descriptor", false},
@@ -94,6 +96,7 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
         }
         if (round.front().isRepairable) {
             EXPECT_EQ(left, "{\"findings\":[]}\n") << before;
+            EXPECT_THAT(kelpctl("status --check"), Not(HasSubstr("damaged"))) << before;
         } else {
             EXPECT_THAT(kelpctl("list"), HasSubstr("org.example.notes    1.4.2-1"));
         }

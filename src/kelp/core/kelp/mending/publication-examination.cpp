@@ -72,7 +72,11 @@ private:
     fs::path planFile() const { return current_ / publicationPlanName; }
 
     void examineFile(const PlannedFile &file) {
-        if (!Common::isThere(file.target))
+        if (const fs::path obstacle = obstacleAbove(file.target); !obstacle.empty()) {
+            if (obstacles_.insert(obstacle).second)
+                add(FindingKind::Foreign, obstacle,
+                    "is somebody else's, where a directory of this application belongs", {});
+        } else if (!Common::isThere(file.target))
             add(FindingKind::Missing, file.target, "is not published; --repair publishes it",
                 [file, mode = mode_] { createMapping(file.source, file.target, mode); });
         else if (!isMappingOf(file.target, file.source))
@@ -83,16 +87,39 @@ private:
             add(FindingKind::Changed, file.target, "has another content than the file in the store", {});
     }
 
+    /// What stands in place of a directory above; empty when nothing does.
+    static fs::path obstacleAbove(const fs::path &target) {
+        fs::path above = target.parent_path();
+        while (!Common::isThere(above) && above.has_relative_path())
+            above = above.parent_path();
+        std::error_code error;
+        return fs::is_directory(above, error) ? fs::path() : above;
+    }
+
     bool isPlanned(const fs::path &target) const {
         return std::ranges::find(plan_.files, target, &PlannedFile::target) != plan_.files.end();
     }
 
-    /// Of a file that the store has lost, the link or the copy is left.
+    /// Whether a file of the package could have been published there: the beginning of another path is a line
+    /// that was torn.
+    bool isPossible(const fs::path &target) const {
+        const std::string &text = target.native();
+        return std::ranges::any_of(
+                   mappings_, [&](const Mapping &mapping) { return text.starts_with(mapping.target()); }) &&
+               std::ranges::none_of(plan_.files, [&](const PlannedFile &file) {
+                   return file.target.native().starts_with(text);
+               });
+    }
+
+    /// Of a file that the store has lost, the link or the copy is left, or no more than a line of the list.
     void examineListed() {
-        for (const fs::path &target : listed_.value_or(std::vector<fs::path>()))
-            if (!isPlanned(target) && isMapping(target) && isLost(mappingTarget(target)))
+        for (const fs::path &target : listed_.value_or(std::vector<fs::path>())) {
+            const bool isLeft = Common::isThere(target) ? isMapping(target) && isLost(mappingTarget(target))
+                                                        : isPossible(target);
+            if (!isPlanned(target) && isLeft)
                 // Only the package file can bring it back.
                 add(FindingKind::Dead, target, "comes from a file that the store has lost", {});
+        }
     }
 
     bool isLost(const fs::path &source) const {
@@ -101,9 +128,12 @@ private:
     }
 
     /// What is published now, or will be when the findings before this one are mended, of what is listed or
-    /// planned. A list that names more is no harm: what is not ours is passed over.
+    /// planned. Of what the list names beyond that, only lines that say nothing go, as a torn one.
     std::vector<fs::path> completeList() const {
         std::vector<fs::path> list = listed_.value_or(std::vector<fs::path>());
+        std::erase_if(list, [this](const fs::path &target) {
+            return !Common::isThere(target) && !isPlanned(target) && !isPossible(target);
+        });
         const std::set<fs::path> known(list.begin(), list.end());
         for (const PlannedFile &file : plan_.files)
             if (!known.contains(file.target) &&
@@ -113,13 +143,20 @@ private:
     }
 
     void examineLists() {
-        // The complete list only adds to the one that is there, so that sizes tell.
-        const bool isComplete = listed_ && completeList().size() == listed_->size();
-        const fs::path directories = resolver_.generatedDirListFile(id_, PackageSlot::Current);
-        if (!isComplete || !Common::isThere(directories))
+        if (!listed_ || completeList() != *listed_ || !areDirectoriesListed())
             add(FindingKind::Unlisted, resolver_.symlinkListFile(id_, PackageSlot::Current),
                 "does not list all that is published; --repair writes it anew",
                 [this_ = *this] { this_.writeLists(); });
+    }
+
+    bool areDirectoriesListed() const {
+        const fs::path file = resolver_.generatedDirListFile(id_, PackageSlot::Current);
+        if (!Common::isThere(file))
+            return false;
+        const std::vector<fs::path> list = readPathList(file);
+        const std::set<fs::path> listed(list.begin(), list.end());
+        return std::ranges::all_of(plan_.directories,
+                                   [&](const fs::path &directory) { return listed.contains(directory); });
     }
 
     /// Each list is replaced in one step: a kill leaves the old one, and the finding.
@@ -147,6 +184,7 @@ private:
     PublicationPlan plan_;
     bool hasPlan_;
     std::optional<std::vector<fs::path>> listed_;
+    std::set<fs::path> obstacles_;
     std::vector<Finding> findings_;
 };
 
