@@ -177,6 +177,11 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
     EXPECT_EQ(run(traces), before);
     EXPECT_THAT(kelpctl("history org.example.sound --json"), HasSubstr("\"event\":\"R\""));
 
+    run("rm -r $IMAGE/opt/app/org.example.reader");
+    EXPECT_THAT(kelpctl("status --check"), HasSubstr("lost"));
+    EXPECT_EQ(kelpctl("remove org.example.reader"), "org.example.reader removed\n");
+    EXPECT_THAT(kelpctl("status --check"), Not(HasSubstr("lost")));
+
     run("mkdir $IMAGE/root/rpm && cp " KELP_RPMS "/samples/org.example.ticker.rpm $IMAGE/root/; "
         "in_image kelpctl remove org.example.ticker && install_rpms $IMAGE/root/org.example.ticker.rpm");
     EXPECT_THAT(kelpctl("install /root/org.example.ticker.rpm"), HasSubstr("still in rpm"));

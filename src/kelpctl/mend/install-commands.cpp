@@ -1,6 +1,6 @@
 #include "kelpctl/mend/commands.h"
 #include "kelpctl/shown-text.h"
-#include "kelpctl/terminal.h"
+#include "kelpctl/validate/report-output.h"
 
 #include "kelp/core/common/configuration.h"
 #include "kelp/core/common/errors/error-category.h"
@@ -37,7 +37,9 @@ struct InstallArguments {
 /// Whether an error is about the machine and not about what was asked for.
 bool isTrouble(const Common::Error &error) {
     return error.code() == ErrorCategory::make(ErrorCode::FileNotFound) ||
-           error.code() == ErrorCategory::make(ErrorCode::Filesystem);
+           error.code() == ErrorCategory::make(ErrorCode::Filesystem) ||
+           error.code() == ErrorCategory::make(ErrorCode::UnauthorizedAccess) ||
+           error.code() == ErrorCategory::make(ErrorCode::BadPackageFileFormat);
 }
 
 std::string wordsFor(const Installed &installed, const InstallationOptions &options) {
@@ -65,8 +67,9 @@ ExitStatus attempt(const std::string &name, const Act &act) {
 }
 
 ExitStatus install(const InstallArguments &arguments, std::ostream &output) {
-    // Findings go to standard error by the validator's own report.
-    Validator::Logger::setPrinting(isColoured(STDERR_FILENO), shown);
+    Validator::Logger::setPrinting([](const Validator::Message &finding) {
+        std::cerr << findingLine(finding, STDERR_FILENO, 0) << std::endl;
+    });
     // Held over all files, so that nobody else's change comes between two of them.
     std::optional<WriterLock> lock;
     // A dry run changes nothing, and the lock is a file that only root can make.

@@ -2,8 +2,10 @@
 
 #include "kelpctl/validate/package-report.h"
 
+#include <cstddef>
 #include <iosfwd>
 #include <memory>
+#include <string>
 
 namespace KelpCtl {
 
@@ -28,5 +30,9 @@ std::unique_ptr<ReportOutput> linesOutput(std::ostream &output);
 std::unique_ptr<ReportOutput> jsonOutput(std::ostream &output);
 /// One document in the form 2.1.0 of the Static Analysis Results Interchange Format.
 std::unique_ptr<ReportOutput> sarifOutput(std::ostream &output);
+
+/// A finding as the form for people has it, "error: PATH: TEXT [ID]", behind `indent` blanks; broken and
+/// coloured as it suits the file descriptor to which it goes.
+std::string findingLine(const Validator::Message &message, int file, std::size_t indent);
 
 } // namespace KelpCtl

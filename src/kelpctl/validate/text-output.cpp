@@ -52,22 +52,14 @@ std::string lineOf(const Validator::Message &message) {
 }
 
 /// On a terminal, where lines may be broken.
-std::string fitted(const std::string &line, std::size_t indent) {
-    if (::isatty(STDOUT_FILENO) == 0)
+std::string fitted(const std::string &line, std::size_t indent, int file) {
+    if (::isatty(file) == 0)
         return std::string(indent, ' ') + line;
-    const std::size_t width = terminalWidth(STDOUT_FILENO);
+    const std::size_t width = terminalWidth(file);
     std::string text = wrapped(line, std::max<std::size_t>(width, indent + 22) - indent - 2);
     for (std::size_t at = 0; (at = text.find('\n', at)) != std::string::npos; at += indent + 3)
         text.replace(at, 1, '\n' + std::string(indent + 2, ' '));
     return std::string(indent, ' ') + text;
-}
-
-void writeFinding(std::ostream &output, const Validator::Message &message) {
-    std::string line = fitted(lineOf(message), 4);
-    const std::string level = nameOf(message.level);
-    // Behind the wrapping, to which the sequences would count as columns.
-    line.replace(4, level.size(), styled(level, styleOf(message.level), STDOUT_FILENO));
-    output << line << '\n';
 }
 
 std::string counted(std::ptrdiff_t count, const std::string &noun) {
@@ -118,7 +110,7 @@ private:
                 continue;
             if (std::exchange(isFirst, false))
                 output_ << "  " << nameOf(stage) << ":\n";
-            writeFinding(output_, finding.message);
+            output_ << findingLine(finding.message, STDOUT_FILENO, 4) << '\n';
         }
     }
 
@@ -157,6 +149,13 @@ private:
 };
 
 } // namespace
+
+std::string findingLine(const Validator::Message &message, int file, std::size_t indent) {
+    std::string line = fitted(lineOf(message), indent, file);
+    const std::string level = nameOf(message.level);
+    // Behind the wrapping, to which the sequences would count as columns.
+    return line.replace(indent, level.size(), styled(level, styleOf(message.level), file));
+}
 
 std::unique_ptr<ReportOutput> textOutput(std::ostream &output) {
     return std::make_unique<TextOutput>(output);

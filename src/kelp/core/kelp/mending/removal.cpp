@@ -6,6 +6,9 @@
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/kelp/fs-database.h"
 #include "kelp/core/kelp/inspection/records-view.h"
+#include "kelp/core/kelp/inspection/rpm-view.h"
+#include "kelp/core/kelp/inspection/sources-view.h"
+#include "kelp/core/kelp/inspection/store-view.h"
 #include "kelp/core/kelp/inspection/take-over-view.h"
 #include "kelp/core/kelp/mending/package-records.h"
 #include "kelp/core/kelp/mending/partial-examinations.h"
@@ -13,6 +16,7 @@
 #include "kelp/core/kelp/registry/registry.h"
 #include "kelp/core/trusted-sources/sqlite-database.h"
 
+#include <algorithm>
 #include <ctime>
 
 namespace Core::KELP {
@@ -43,6 +47,18 @@ void removeFromStore(const IConfiguration &configuration, const std::string &id)
     Common::flushFile(configuration.databaseDirectory());
 }
 
+/// Whether there is nothing left of a package but what is on record: people may give it up.
+bool isLost(const IConfiguration &configuration, const std::string &id) {
+    const auto inRpm = rpmRecords();
+    const auto rescued = StoreView(configuration).rescued();
+    if (std::ranges::find(inRpm, id, &RpmRecord::id) != inRpm.end() ||
+        std::ranges::find(rescued, id, [](const auto &entry) { return entry.first; }) != rescued.end())
+        return false;
+    const auto last = lastRecord(id);
+    return (last && last->event() != RegistryEvent::Remove) ||
+           SourcesView::read(configuration).sourceOf.contains(id);
+}
+
 } // namespace
 
 void completeRemoval(const IConfiguration &configuration) {
@@ -68,7 +84,7 @@ void removePackage(const IConfiguration &configuration, const std::string &id) {
     // So that the lists name all that is to go.
     settlePackage(configuration, id);
     const DatabasePathResolver resolver(configuration);
-    if (!FSDatabase(configuration, resolver).isInstalled(id))
+    if (!FSDatabase(configuration, resolver).isInstalled(id) && !isLost(configuration, id))
         throw Common::Error(Common::ErrorCode::PackageNotExist,
                             "Attempt to remove non existent package " + id);
     // From here on there is no way back: a kill has it completed.

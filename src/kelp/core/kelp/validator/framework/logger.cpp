@@ -11,33 +11,17 @@ namespace {
 /// As many as ValidatorFlag has; a new one is unknown to the report until it is counted here.
 constexpr std::uint32_t flagCount = 14;
 
-struct Style {
-    const char *prefix;
-    const char *colour;
-};
-
 /// By the number of the level. The form "report" of kelpctl validate has the same prefixes, tabs included.
-constexpr Style styles[] = {
-    {"(WARNING)\t", "\033[33m"},
-    {"(ERROR)\t\t", "\033[31m"},
-    {"(CRITICAL)\t", "\033[31m"},
-    {"(INFO)\t\t", "\033[1m"},
-};
-
-bool isColoured = false;
-std::string (*shownText)(std::string_view) = nullptr;
+constexpr const char *prefixes[] = {"(WARNING)\t", "(ERROR)\t\t", "(CRITICAL)\t", "(INFO)\t\t"};
 
 /// The text goes out as the package wrote it, control characters too, unless somebody wants it otherwise.
-void print(const Message &message) {
+void printLine(const Message &message) {
     const auto level = static_cast<std::size_t>(message.level);
-    if (level >= std::size(styles))
-        return;
-    if (isColoured)
-        std::cerr << styles[level].colour << styles[level].prefix << "\033[m";
-    else
-        std::cerr << styles[level].prefix;
-    std::cerr << (shownText ? shownText(message.text) : message.text) << '\n' << std::flush;
+    if (level < std::size(prefixes))
+        std::cerr << prefixes[level] << message.text << '\n' << std::flush;
 }
+
+void (*print)(const Message &) = printLine;
 
 void complain(const char *operation, ValidatorFlag flag) {
     std::cerr << "[validator] Unable to " << operation << " flag with key: \""
@@ -77,9 +61,8 @@ bool Logger::getFlag(ValidatorFlag flag) const {
     return false;
 }
 
-void Logger::setPrinting(bool coloured, std::string (*shown)(std::string_view)) {
-    isColoured = coloured;
-    shownText = shown;
+void Logger::setPrinting(void (*printing)(const Message &)) {
+    print = printing;
 }
 
 std::size_t Logger::Hash::operator()(const Message &message) const {

@@ -71,9 +71,9 @@ public:
     bool criticalSeen() const { return criticalSeen_; }
     void clearError() { errorSeen_ = false; }
 
-    /// How the reports of this process are printed: with coloured prefixes, and with each text as `shown`
-    /// gives it; without both at the start, and with the texts as the package wrote them.
-    static void setPrinting(bool isColoured, std::string (*shown)(std::string_view));
+    /// Has `print` print the findings of this process that no sink takes, in place of the report's own lines,
+    /// which hold the texts as the package wrote them.
+    static void setPrinting(void (*print)(const Message &));
 
 private:
     struct Hash {
