@@ -37,6 +37,8 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
           true},
          {"mkdir opt/app/org.example.ticker/0.1-1", "org.example.ticker", "stale-version", true},
          {"ln -s /nowhere opt/app/org.example.reader/next", "org.example.reader", "unfinished-update", true},
+         {"printf 'com.example.devices\\n2.0-7\\nU\\n' >var/lib/kelp/installation", "com.example.devices",
+          "unfinished-update", true},
          {"mkdir -p opt/kelp/install/org.example.gone", "org.example.gone", "leftover", true},
          {"rm var/lib/kelp/registry", "org.example.ticker", "unregistered", true},
          {"sqlite3 var/lib/trusted-sources/db.sqlite3 \"UPDATE packages SET "
@@ -101,6 +103,7 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
             EXPECT_THAT(kelpctl("list"), HasSubstr("org.example.notes    1.4.2-1"));
         }
     }
+    EXPECT_THAT(kelpctl("history com.example.devices --json"), HasSubstr("\"event\":\"U\""));
 }
 
 /// What is on the machine for the package of the test, its history excepted.

@@ -44,10 +44,8 @@ bool isTrouble(const Common::Error &error) {
 
 std::string wordsFor(const Installed &installed, const InstallationOptions &options) {
     const std::string name = installed.id + " " + installed.version;
-    if (options.isDryRun)
-        return name + " would be installed";
-    return name + (installed.previousVersion.empty() ? " installed"
-                                                     : " installed in place of " + installed.previousVersion);
+    return name + (options.isDryRun ? " would be installed" : " installed") +
+           (installed.previousVersion.empty() ? "" : " in place of " + installed.previousVersion);
 }
 
 /// Calls `act`, and turns what it raises into a line and a status: the others go on.
@@ -84,6 +82,9 @@ ExitStatus install(const InstallArguments &arguments, std::ostream &output) {
                              // Told at once: the next one may be interrupted, and this one is in the store by
                              // then.
                              output << shown(wordsFor(installed, arguments.options)) << std::endl;
+                             if (!installed.isComplete)
+                                 throw Common::Error(ErrorCode::Filesystem,
+                                                     "not all about it is on disk: see kelpctl doctor");
                          }));
     return worst;
 }

@@ -63,6 +63,9 @@ void addUnfinished(const std::vector<JournalEntry> &takeOvers, const std::vector
                       "its take-over from rpm was begun and not completed");
     if (const auto id = unfinishedRemoval())
         standings.add(*id, "", ApplicationState::Unfinished, "its removal was begun and not completed");
+    if (const auto begun = unfinishedInstallation())
+        standings.add(begun->id, begun->version, ApplicationState::Unfinished,
+                      "its installation was begun and is not on record");
     for (const StoredPackage &package : packages) {
         if (package.hasNext)
             standings.add(package.id, package.version, ApplicationState::Unfinished,

@@ -26,6 +26,22 @@ std::filesystem::path removalFile() {
     return Common::belowRoot("var/lib/kelp/removal");
 }
 
+std::filesystem::path installationFile() {
+    return Common::belowRoot("var/lib/kelp/installation");
+}
+
+std::optional<UnfinishedInstallation> unfinishedInstallation() {
+    Common::requireReadable(installationFile());
+    std::istringstream lines(Common::readIfExists(installationFile()).value_or(""));
+    std::string id, version, event;
+    std::getline(lines, id);
+    std::getline(lines, version);
+    std::getline(lines, event);
+    if (!Common::isFileName(id) || (event != "I" && event != "U"))
+        return std::nullopt;
+    return UnfinishedInstallation{id, version, event == "U" ? RegistryEvent::Update : RegistryEvent::Install};
+}
+
 std::optional<std::string> unfinishedRemoval() {
     Common::requireReadable(removalFile());
     const std::string text = Common::readIfExists(removalFile()).value_or("");

@@ -20,4 +20,18 @@ std::filesystem::path removalFile();
 /// The package of which the removal was begun and not completed.
 std::optional<std::string> unfinishedRemoval();
 
+/// An installation of which something is left to do: the version may not be current yet, or not on record.
+struct UnfinishedInstallation {
+    std::string id;
+    std::string version;
+    RegistryEvent event;
+};
+
+/// The file that names a version from before it comes into the store until registry and sources know of it:
+/// "ID", "VERSION" and "I" or "U", a line each.
+std::filesystem::path installationFile();
+
+/// What that file names; nothing when there is none, or none that was written to the end.
+std::optional<UnfinishedInstallation> unfinishedInstallation();
+
 } // namespace Core::KELP

@@ -11,6 +11,7 @@
 #include "kelp/core/common/rpm/version.h"
 #include "kelp/core/kelp/fs-database.h"
 #include "kelp/core/kelp/incoming/rpm-package.h"
+#include "kelp/core/kelp/inspection/records-view.h"
 #include "kelp/core/kelp/inspection/rpm-view.h"
 #include "kelp/core/kelp/inspection/sources-view.h"
 #include "kelp/core/kelp/inspection/store-view.h"
@@ -82,6 +83,35 @@ void requireWholePayload(const fs::path &file) {
         throw Error(ErrorCode::BadPackageContent, "The payload does not match its digest");
 }
 
+void beginInstallation(const UnfinishedInstallation &begun) {
+    const char *event = begun.event == RegistryEvent::Update ? "U" : "I";
+    Common::replaceDurably(installationFile(), begun.id + "\n" + begun.version + "\n" + event + "\n");
+    Common::flushFile(installationFile().parent_path());
+}
+
+/// One that a power cut brings back has the same records written once more, or is about a version that is not
+/// current.
+void forgetInstallation() {
+    std::error_code error;
+    fs::remove(installationFile(), error);
+    // The next examination does it.
+    if (error)
+        Common::LogStream(Common::LogLevel::Warning)
+            << "Couldn't remove " << installationFile() << ": " << error.message();
+}
+
+/// Returns whether the registry has it. The binding is made in any case.
+bool recordInstallation(const IConfiguration &configuration, RegistryEvent event,
+                        const PackageInformation &information) {
+    const std::string &id = information.at("general.id");
+    const bool isRecorded = Registry().writeRecord(recordOf(event, information));
+    if (!isRecorded)
+        Common::LogStream(Common::LogLevel::Warning)
+            << "Couldn't add a package installation record to the registry: " << id;
+    bindToItsSource(configuration, id);
+    return isRecorded;
+}
+
 /// The installation of one package file.
 class Installation {
 public:
@@ -106,10 +136,16 @@ public:
             requirePublishable(staging.path());
             bringIn(unpacked);
         }
-        return {id_, package_.version(), installed_.value("general.version")};
+        return {id_, package_.version(), installed_.value("general.version"),
+                options_.isDryRun || isComplete()};
     }
 
 private:
+    bool isComplete() const {
+        const auto stored = StoreView(configuration_).package(id_);
+        return stored && !stored->hasPlan && !unfinishedInstallation();
+    }
+
     /// A dry run holds no lock, and must not touch what an installation of the package unpacks meanwhile.
     std::string stagingName() const {
         return options_.isDryRun ? id_ + ".dry-run." + std::to_string(::getpid()) : id_;
@@ -194,21 +230,30 @@ private:
     void bringIn(const PackageStaging &staging) const {
         // Before a link names it: the version that a power cut leaves current has to be whole.
         Common::flushFilesystem(staging.path);
-        FSDatabase store(configuration_, resolver_);
-        if (installed_.information) {
-            store.prepareUpdate(staging, extras());
-            store.completeUpdate(id_);
-        } else {
-            store.install(staging, extras());
-        }
+        const auto event = installed_.information ? RegistryEvent::Update : RegistryEvent::Install;
+        // A kill from here on leaves the version in the store or not: where it is, the records follow.
+        beginInstallation({id_, package_.version(), event});
+        commit(staging);
         PackageInformation information = extras();
         information["general.id"] = id_;
-        const auto event = installed_.information ? RegistryEvent::Update : RegistryEvent::Install;
         // The package is in: what the registry lacks, an examination finds and mends.
-        if (!Registry().writeRecord(recordOf(event, information)))
-            Common::LogStream(Common::LogLevel::Warning)
-                << "Couldn't add a package installation record to the registry: " << id_;
-        bindToItsSource(configuration_, id_);
+        if (recordInstallation(configuration_, event, information))
+            forgetInstallation();
+    }
+
+    void commit(const PackageStaging &staging) const {
+        FSDatabase store(configuration_, resolver_);
+        try {
+            if (installed_.information) {
+                store.prepareUpdate(staging, extras());
+                store.completeUpdate(id_);
+            } else {
+                store.install(staging, extras());
+            }
+        } catch (...) {
+            forgetInstallation();
+            throw;
+        }
     }
 
     const IConfiguration &configuration_;
@@ -226,9 +271,22 @@ fs::path installationDirectory(const IConfiguration &configuration) {
     return StagingArea::surroundings(configuration) / "install";
 }
 
+void completeInstallation(const IConfiguration &configuration) {
+    const auto begun = unfinishedInstallation();
+    if (!begun)
+        return;
+    const auto package = StoreView(configuration).package(begun->id);
+    if (package && package->information && package->version == begun->version &&
+        !recordInstallation(configuration, begun->event, *package->information))
+        throw Error(ErrorCode::Filesystem, "Couldn't write the registry");
+    Common::removeAll(installationFile());
+}
+
 Installed installPackage(const IConfiguration &configuration, const fs::path &file,
                          const InstallationOptions &options) {
     requireWholePayload(file);
+    if (const auto begun = unfinishedInstallation(); begun && !options.isDryRun)
+        mend(configuration, {begun->id});
     if (!options.isDryRun)
         // Beside a `next` that was left half way no other version can be prepared.
         mend(configuration, {RpmPackage::fromFile(file, {}).id()});

@@ -19,6 +19,8 @@ struct Installed {
     std::string id;
     std::string version;
     std::string previousVersion; ///< Empty for a first installation.
+    bool isComplete =
+        true; ///< Lists, registry and binding are on disk as well; else an examination finds it.
 };
 
 /// Where packages are unpacked for their installation: on the store's filesystem, and not the launcher's to
@@ -35,5 +37,9 @@ std::filesystem::path installationDirectory(const IConfiguration &configuration)
 /// and the store raise. The caller holds the writers' lock, except for a dry run.
 Installed installPackage(const IConfiguration &configuration, const std::filesystem::path &file,
                          const InstallationOptions &options);
+
+/// Has the records follow an installation that was interrupted behind the store, if its version is current,
+/// and forgets it. Killed, it is done again. Raises what the records do, and then forgets nothing.
+void completeInstallation(const IConfiguration &configuration);
 
 } // namespace Core::KELP

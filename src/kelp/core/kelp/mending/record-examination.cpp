@@ -48,6 +48,8 @@ public:
             if (package.information && package.information->at("general.id") == package.id &&
                 !underWay_.contains(package.id))
                 examineInstalled(package.id, *package.information);
+        // Behind those, whose record of an installation would end that of an update.
+        examineInstallation();
         for (const auto &[id, keyId] : sources_.sourceOf)
             examineBinding(id);
         for (const auto &[id, path] : StoreView(configuration_).rescued())
@@ -69,6 +71,18 @@ private:
             add(*id, FindingKind::UnfinishedUpdate, removalFile(),
                 "its removal was begun; --repair completes it",
                 [&configuration = configuration_] { completeRemoval(configuration); });
+    }
+
+    /// While its version is not current, the package's links are what there is to mend.
+    void examineInstallation() {
+        const auto begun = unfinishedInstallation();
+        if (!begun)
+            return;
+        const auto package = std::ranges::find(packages_, begun->id, &StoredPackage::id);
+        if (package == packages_.end() || (!package->hasNext && !package->version.empty()))
+            add(begun->id, FindingKind::UnfinishedUpdate, installationFile(),
+                "its installation was begun and is not on record; --repair records it",
+                [&configuration = configuration_] { completeInstallation(configuration); });
     }
 
     void examineInstalled(const std::string &id, const PackageInformation &information) {

@@ -70,6 +70,8 @@ void completeRemoval(const IConfiguration &configuration) {
     removeFromStore(configuration, *id);
     recordRemoval(*id);
     TrustedSources::SQLiteDatabase(configuration).removePackage(*id);
+    if (const auto begun = unfinishedInstallation(); begun && begun->id == *id)
+        Common::removeAll(installationFile());
     // Last: each step before is done again without harm. Were it back after a power cut, it would have a
     // package removed that somebody has installed since.
     Common::removeAll(removalFile());
