@@ -2,6 +2,7 @@
 
 #include "kelp/core/common/errors/error.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <string>
 
@@ -13,7 +14,8 @@ ScratchDirectory::ScratchDirectory() {
     // Made with a name that nobody could foresee, for its owner alone: what is copied here no other user can
     // read or replace.
     if (error || !::mkdtemp(name.data()))
-        throw Error(ErrorCode::Filesystem, "Couldn't create temporary directory");
+        throw Error(ErrorCode::Filesystem, "Couldn't create temporary directory; TMPDIR names another place",
+                    error ? error.value() : errno);
     path_ = name;
 }
 

@@ -8,7 +8,7 @@ namespace Common {
 /// process leaves of it is for whoever clears the temporary directory.
 class ScratchDirectory {
 public:
-    /// Raises ErrorCode::Filesystem "Couldn't create temporary directory".
+    /// Raises ErrorCode::Filesystem "Couldn't create temporary directory; TMPDIR names another place".
     ScratchDirectory();
     ScratchDirectory(const ScratchDirectory &) = delete;
     ScratchDirectory &operator=(const ScratchDirectory &) = delete;

@@ -47,6 +47,8 @@ std::map<std::string, bool> installedByRegistry() {
 }
 
 std::string damage(const StoredPackage &package, const PackageFiles &files) {
+    if (package.version.empty())
+        return "no version of it is current";
     if (!package.information)
         return "its descriptor cannot be read";
     const std::size_t missing = files.missing.size();
