@@ -34,7 +34,7 @@ void TreeView::look(Common::FileDescriptor directory, const std::string &path) {
         if (name == "." || name == "..")
             continue;
         struct stat status {};
-        status.st_mode = DTTOIF(entry->d_type);
+        status.st_mode = static_cast<mode_t>(DTTOIF(entry->d_type));
         // Not every filesystem tells kinds with names; of directories and links nothing else counts.
         const bool isEnough = entry->d_type == DT_DIR || entry->d_type == DT_LNK;
         if (!isEnough && ::fstatat(place, entry->d_name, &status, AT_SYMLINK_NOFOLLOW) != 0)
