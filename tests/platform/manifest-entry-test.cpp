@@ -24,22 +24,6 @@ protected:
     const std::filesystem::path file = directory.path() / "app.desktop";
 };
 
-TEST_F(ManifestEntryTest, RefusesWhatIsNoDesktopFile) {
-    EXPECT_FALSE(ManifestEntry::fromFilename((directory.path() / "none").string()));
-    EXPECT_FALSE(ManifestEntry::fromFilename(directory.path().string()));
-    const std::string refused[] = {
-        "",
-        "[X-Application]\nPermissions=Audio\n",
-        "[desktop entry]\nName=x\n",
-        "Name=x\n[Desktop Entry]\n",
-        "[Desktop Entry]\nno assignment\n",
-        "[Desktop Entry\nName=x\n",
-        "[Desktop Entry]\n=x\n",
-    };
-    for (const std::string &text : refused)
-        EXPECT_FALSE(read(text)) << text;
-}
-
 TEST_F(ManifestEntryTest, LastOfThreeSandboxSectionsCounts) {
     const std::string application = "[X-Application]\nApplicationName=one\nPermissions=A;\n";
     const std::string xFencebox = "[X-Fencebox]\nApplicationName=two\nOrganizationName=org\n";
@@ -65,7 +49,7 @@ TEST_F(ManifestEntryTest, LastOfThreeSandboxSectionsCounts) {
     }
 }
 
-TEST_F(ManifestEntryTest, BearsForeignBytes) {
+TEST_F(ManifestEntryTest, RefusesWhatIsNoDesktopFileAndBearsForeignBytes) {
     struct Row {
         std::string text;
         std::optional<std::string> name; ///< Nothing for a file that is refused.
@@ -73,6 +57,12 @@ TEST_F(ManifestEntryTest, BearsForeignBytes) {
     };
     const std::string group = "[Desktop Entry]\n";
     const Row cases[] = {
+        {"", std::nullopt, {}},
+        {"[X-Application]\nPermissions=Audio\n", std::nullopt, {}},
+        {"[desktop entry]\nName=x\n", std::nullopt, {}},
+        {"Name=x\n" + group, std::nullopt, {}},
+        {group + "no assignment\n", std::nullopt, {}},
+        {group + "=x\n", std::nullopt, {}},
         {"\xEF\xBB\xBF" + group + "Name=x\n", std::nullopt, {}},
         {"\0"s + group + "Name=x\n", std::nullopt, {}},
         {group + std::string(1 << 16, '[') + "=x\n", std::nullopt, {}},

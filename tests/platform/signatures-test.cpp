@@ -6,14 +6,6 @@ namespace {
 
 using namespace PackageSignatures;
 
-TEST(Subgroup, HasTheNamesThatPatternsUse) {
-    const char *names[] = {"unknown", "regular", "antivirus", "extended", "mdm",
-                           "auth",    "market",  "systemapp", "unknown"};
-    for (int value = 0; value < 9; ++value)
-        EXPECT_EQ(subgroupToString(static_cast<Subgroup>(value)), names[value]) << value;
-    EXPECT_EQ(subgroupToString(static_cast<Subgroup>(-1)), "unknown");
-}
-
 Cms signedBy(Group group, const char *keyId) {
     return {group, Certificate(keyId, "subject", Subgroup::Regular, false), {{4, {1, 2}}}, {{5, {3}}}};
 }

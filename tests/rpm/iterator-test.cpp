@@ -178,24 +178,4 @@ TEST(ExtractFileIterator, RaisesWhereverThePayloadIsCutShort) {
     }
 }
 
-TEST(ExtractFileIterator, SurvivesDamage) {
-    const TemporaryDirectory directory;
-    const fs::path damaged = directory.path() / "damaged.rpm";
-    const std::string whole = readFile(package("uncompressed"));
-    CapturedOutput log;
-    CapturedOutput complaints(CapturedOutput::Stream::Error);
-    std::size_t refused = 0;
-    for (std::size_t at = 0; at < whole.size(); at += whole.size() / 60) {
-        std::string bytes = whole;
-        bytes[at] = static_cast<char>(~bytes[at]);
-        writeFile(damaged, bytes);
-        try {
-            extract(damaged);
-        } catch (const Common::Error &) {
-            ++refused;
-        }
-    }
-    EXPECT_GT(refused, 0u);
-}
-
 } // namespace

@@ -19,20 +19,6 @@ protected:
     CapturedOutput out;
 };
 
-TEST_F(PatternsTest, ExpandNamesTheOrganisationTheKeyAndTheHome) {
-    const auto units = Patterns::expand("acme", "K", "/h/u");
-    std::vector<std::string> lines;
-    for (const auto &unit : units)
-        lines.push_back(unit.from + " " + unit.to + " " + std::to_string(unit.kind));
-    const std::string prefix = root.path().string();
-    EXPECT_THAT(lines, testing::ElementsAre(
-                           prefix + "/srv/shared/acme/common/ " + prefix + "/srv/shared/acme/K/common/ 1",
-                           prefix + "/usr/share/common/acme/ " + prefix + "/usr/share/common/acme/K/ 0",
-                           "/h/u/.cache/acme/common/ /h/u/.cache/acme/K/common/ 0",
-                           "/h/u/.local/share/acme/common/ /h/u/.local/share/acme/K/common/ 0",
-                           "/h/u/.config/acme/common/ /h/u/.config/acme/K/common/ 0"));
-}
-
 TEST_F(PatternsTest, AFailureEndsThePackagesMovesAndALinkInTheWayPassesOneOver) {
     for (const char *name : {"1", "2", "3", "4"})
         writeFile(at(std::string("from/") + name + "/file"), name);

@@ -3,27 +3,17 @@
 #include <cstdlib>
 #include <utility>
 
-namespace {
-
-void set(const std::string &name, const std::optional<std::string> &value) {
-    if (value)
-        ::setenv(name.c_str(), value->c_str(), 1);
-    else
-        ::unsetenv(name.c_str());
-}
-
-std::optional<std::string> get(const std::string &name) {
-    const char *value = std::getenv(name.c_str());
-    return value ? std::optional<std::string>(value) : std::nullopt;
-}
-
-} // namespace
-
 ScopedEnvironment::ScopedEnvironment(std::string name, std::optional<std::string> value) :
-    name_(std::move(name)), old_(get(name_)) {
-    set(name_, value);
+    name_(std::move(name)) {
+    if (const char *old = std::getenv(name_.c_str()))
+        old_ = old;
+    set(value);
 }
 
 ScopedEnvironment::~ScopedEnvironment() {
-    set(name_, old_);
+    set(old_);
+}
+
+void ScopedEnvironment::set(const std::optional<std::string> &value) const {
+    value ? ::setenv(name_.c_str(), value->c_str(), 1) : ::unsetenv(name_.c_str());
 }

@@ -12,6 +12,8 @@ public:
     ~ScopedEnvironment();
 
 private:
+    void set(const std::optional<std::string> &value) const;
+
     std::string name_;
     std::optional<std::string> old_;
 };

@@ -91,16 +91,6 @@ TEST_F(ContentValidatorTest, FailsTheFileThatHasTheErrorAndNoOther) {
     EXPECT_TRUE(hasFailed_);
 }
 
-TEST_F(ContentValidatorTest, LetsErrorsPassInDeveloperMode) {
-    setValidation("false");
-    begin(Profile::Regular);
-    EXPECT_EQ(validate("/etc/x", "/home/defaultuser"),
-              "(ERROR)\t\t[/etc/x] Installation not allowed in this location\n" + hardcoded("/etc/x"));
-    EXPECT_FALSE(hasFailed_);
-    EXPECT_NE(finish(), "");
-    EXPECT_FALSE(hasFailed_);
-}
-
 TEST_F(ContentValidatorTest, WantsQmlOnlyPackagesToBeOfNoArchitecture) {
     struct Case {
         const char *architecture;
