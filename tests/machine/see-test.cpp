@@ -4,6 +4,8 @@
 
 namespace {
 
+using testing::AllOf;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
@@ -60,6 +62,31 @@ TEST_F(SeeTest, SaysHowEachApplicationStands) {
             EXPECT_THAT(status, Not(HasSubstr(found))) << deed;
     }
     EXPECT_THAT(kelpctl("status --check"), HasSubstr("status 1"));
+}
+
+TEST_F(SeeTest, ADamagedFileCostsWhatItAloneTells) {
+    const std::string isNone = ": file is not a database";
+    const struct {
+        std::string file;
+        std::string told;
+        std::vector<const char *> looks;
+    } rows[] = {
+        {"/var/lib/trusted-sources/db.sqlite3", isNone, {"status", "list", "info org.example.notes"}},
+        {"/var/lib/rpm/rpmdb.sqlite", ": Couldn't read the rpm database", {"status"}},
+        {"/var/lib/package-signatures/signatures.sqlite3", isNone, {"status"}},
+    };
+    for (const auto &[file, told, looks] : rows) {
+        const auto isTold = AllOf(HasSubstr(file + told + '\n'), EndsWith("\nstatus 2\n"));
+        there("cp " + file + " /root/kept; head -c 9000 /dev/zero >" + file +
+              "; rm usr/bin/org.example.notes");
+        for (const char *look : looks)
+            EXPECT_THAT(kelpctl(look), AllOf(isTold, HasSubstr("1.4.2-1"), Not(HasSubstr("lost")))) << look;
+        EXPECT_THAT(kelpctl("doctor --repair"),
+                    AllOf(isTold, HasSubstr("missing: /usr/bin/org.example.notes mended")));
+        EXPECT_THAT(kelpctl("doctor"), AllOf(isTold, Not(HasSubstr("org.example"))));
+        there("cp /root/kept " + file);
+        EXPECT_EQ(kelpctl("doctor"), "");
+    }
 }
 
 TEST_F(SeeTest, TellsWhatIsOnRecordToWhoeverMayKnow) {

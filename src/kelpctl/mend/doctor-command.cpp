@@ -78,7 +78,7 @@ ExitStatus doctor(const DoctorArguments &arguments, std::ostream &output) {
         const WriterLock lock(WriterLock::Wait::No);
         mending = Core::KELP::mend(machine.configuration(), arguments.ids);
     } else {
-        mending.left = Core::KELP::examine(machine.configuration(), arguments.ids);
+        mending.left = Core::KELP::examine(machine.configuration(), arguments.ids, mending.unread);
     }
     if (arguments.look.isJson)
         output << asJson(mending.left) << '\n';
@@ -87,7 +87,7 @@ ExitStatus doctor(const DoctorArguments &arguments, std::ostream &output) {
     if (!unknown.empty())
         return ExitStatus::Trouble;
     // What cannot be mended counts like what was not: a script has to know that somebody is needed.
-    return mending.left.empty() ? ExitStatus::Accepted : ExitStatus::Refused;
+    return tellUnread(mending.unread, mending.left.empty() ? ExitStatus::Accepted : ExitStatus::Refused);
 }
 
 } // namespace

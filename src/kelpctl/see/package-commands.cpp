@@ -7,6 +7,7 @@
 #include "kelpctl/shown-text.h"
 
 #include "kelp/core/common/errors/error.h"
+#include "kelp/core/kelp/inspection/unread.h"
 #include "kelp/core/kelp/mappings/mapping-files.h"
 
 #include <boost/json.hpp>
@@ -22,9 +23,10 @@ namespace KelpCtl {
 namespace {
 
 using Core::KELP::StoreView;
+using Core::KELP::Unread;
 
-StoredApplication storedApplication(const Machine &machine, const std::string &id) {
-    for (StoredApplication &application : storedApplications(machine.configuration()))
+StoredApplication storedApplication(const Machine &machine, const std::string &id, Unread &unread) {
+    for (StoredApplication &application : storedApplications(machine.configuration(), unread))
         if (application.package.id == id)
             return std::move(application);
     throw Common::Error(Common::ErrorCode::PackageNotExist, "Package " + id + " not installed");
@@ -39,9 +41,10 @@ std::vector<fs::path> filesOf(const Machine &machine, const std::string &id) {
 }
 
 ExitStatus list(const Machine &machine, const std::string &, bool isJson, std::ostream &output) {
+    Unread unread;
     json::array array;
     std::vector<std::vector<std::string>> rows = {{"APPLICATION", "VERSION", "SIZE", "ORGANISATION"}};
-    for (const StoredApplication &application : storedApplications(machine.configuration())) {
+    for (const StoredApplication &application : storedApplications(machine.configuration(), unread)) {
         array.push_back(asJson(application));
         rows.push_back({shown(application.package.id), shown(application.package.version),
                         shownBytes(application.bytes), shown(application.package.value("general.orgname"))});
@@ -51,13 +54,14 @@ ExitStatus list(const Machine &machine, const std::string &, bool isJson, std::o
     // An empty list is no output at all, for scripts that count lines.
     else if (rows.size() > 1)
         printTable(output, rows);
-    return ExitStatus::Accepted;
+    return tellUnread(unread, ExitStatus::Accepted);
 }
 
-void printInfo(std::ostream &output, const StoredApplication &application, const std::string &subject,
-               const std::vector<fs::path> &files) {
+void printInfo(std::ostream &output, const StoredApplication &application, const std::vector<fs::path> &files,
+               const std::vector<Core::KELP::RegistryRecord> &history) {
     const auto &package = application.package;
-    const std::string source = application.source + (subject.empty() ? "" : " (" + subject + ")");
+    const std::string source =
+        application.source + (application.subject.empty() ? "" : " (" + application.subject + ")");
     printTable(output, {{shown(package.id), shown(package.version)},
                         {"organisation", shown(package.value("general.orgname"))},
                         {"application", shown(package.value("general.appname"))},
@@ -70,25 +74,26 @@ void printInfo(std::ostream &output, const StoredApplication &application, const
     for (const fs::path &file : files)
         output << shown(file.native()) << '\n';
     output << '\n';
-    printTable(output, historyTable(historyOf(package.id)));
+    printTable(output, historyTable(history));
 }
 
 ExitStatus info(const Machine &machine, const std::string &id, bool isJson, std::ostream &output) {
-    const StoredApplication application = storedApplication(machine, id);
+    Unread unread;
+    const StoredApplication application = storedApplication(machine, id, unread);
     const std::vector<fs::path> files = filesOf(machine, id);
+    const auto records =
+        unread.attempt([&] { return historyOf(id); }).value_or(std::vector<Core::KELP::RegistryRecord>());
     if (isJson) {
         json::object object = asJson(application);
         object["files"] = asJson(files);
         json::array &history = object["history"].emplace_array();
-        for (const auto &record : historyOf(id))
+        for (const auto &record : records)
             history.push_back(asJson(record));
         output << object << '\n';
-        return ExitStatus::Accepted;
+    } else {
+        printInfo(output, application, files, records);
     }
-    const auto sources = Core::KELP::SourcesView::read(machine.configuration()).sources;
-    const auto source = std::ranges::find(sources, application.source, &Core::TrustedSources::Source::keyId);
-    printInfo(output, application, source == sources.end() ? "" : source->subject, files);
-    return ExitStatus::Accepted;
+    return tellUnread(unread, ExitStatus::Accepted);
 }
 
 ExitStatus files(const Machine &machine, const std::string &id, bool isJson, std::ostream &output) {

@@ -1,13 +1,16 @@
 #include "kelpctl/see/presentation.h"
 
+#include "kelpctl/shown-text.h"
 #include "kelpctl/terminal.h"
+
+#include "kelp/core/kelp/inspection/unread.h"
 
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <ctime>
-#include <ostream>
+#include <iostream>
 
 namespace KelpCtl {
 
@@ -86,6 +89,12 @@ std::string shownTime(std::int64_t time) {
 
 std::string counted(std::uintmax_t count, const std::string &noun) {
     return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+ExitStatus tellUnread(const Core::KELP::Unread &unread, ExitStatus status) {
+    for (const std::string &text : unread.texts())
+        std::cerr << "kelpctl: " << shown(text) << '\n';
+    return unread.texts().empty() ? status : ExitStatus::Trouble;
 }
 
 } // namespace KelpCtl

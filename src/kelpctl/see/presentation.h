@@ -1,10 +1,16 @@
 #pragma once
 
+#include "kelpctl/command.h"
+
 #include <cstdint>
 #include <iosfwd>
 #include <string>
 #include <string_view>
 #include <vector>
+
+namespace Core::KELP {
+class Unread;
+}
 
 namespace KelpCtl {
 
@@ -23,5 +29,9 @@ std::string shownTime(std::int64_t time);
 
 /// "1 file", "2 files".
 std::string counted(std::uintmax_t count, const std::string &noun);
+
+/// Tells on standard error what could not be read, a line each. Returns the status of a command that would
+/// have ended with `status` without.
+ExitStatus tellUnread(const Core::KELP::Unread &unread, ExitStatus status);
 
 } // namespace KelpCtl

@@ -24,6 +24,13 @@ struct StatusArguments {
     bool isCheck = false;
 };
 
+json::value policyAsJson(const std::optional<Core::KELP::SourcesView> &sources) {
+    if (!sources)
+        return nullptr;
+    return json::object{{"missing_source_allowed", sources->missingSourceAllowed},
+                        {"web_pwa_source_allowed", sources->webPwaSourceAllowed}};
+}
+
 json::object asJson(const MachineState &machine) {
     json::object migrations;
     for (const auto &[name, isDone] : machine.migrations)
@@ -36,8 +43,7 @@ json::object asJson(const MachineState &machine) {
                                             {"reason", jsonText(application.reason)}});
     return {{"migrations", migrations},
             {"applications", applications},
-            {"policy", json::object{{"missing_source_allowed", machine.sources.missingSourceAllowed},
-                                    {"web_pwa_source_allowed", machine.sources.webPwaSourceAllowed}}}};
+            {"policy", policyAsJson(machine.sources)}};
 }
 
 std::string allowed(bool isAllowed) {
@@ -57,9 +63,10 @@ void printSummary(std::ostream &output, const MachineState &machine) {
                               " from rpm is not finished.");
     printText(output, "Store: " + counted(static_cast<std::uintmax_t>(inStore), "whole application") + ", " +
                           shownBytes(machine.storeBytes));
-    printText(output, "Trusted sources: " + std::to_string(machine.sources.sources.size()) +
-                          "; packages without a source: " + allowed(machine.sources.missingSourceAllowed) +
-                          "; web applications: " + allowed(machine.sources.webPwaSourceAllowed));
+    if (const auto &sources = machine.sources)
+        printText(output, "Trusted sources: " + std::to_string(sources->sources.size()) +
+                              "; packages without a source: " + allowed(sources->missingSourceAllowed) +
+                              "; web applications: " + allowed(sources->webPwaSourceAllowed));
 }
 
 void printApplications(std::ostream &output, const MachineState &machine) {
@@ -85,7 +92,8 @@ ExitStatus status(const StatusArguments &arguments, std::ostream &output) {
     // Only with --check, by which a unit fails at boot: without it, to be told is no failure.
     const bool isNeeded =
         std::ranges::any_of(state.applications, Core::KELP::needsSomebody, &ApplicationStanding::state);
-    return arguments.isCheck && isNeeded ? ExitStatus::Refused : ExitStatus::Accepted;
+    return tellUnread(state.unread,
+                      arguments.isCheck && isNeeded ? ExitStatus::Refused : ExitStatus::Accepted);
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include "kelpctl/shown-text.h"
 
 #include "kelp/core/kelp/inspection/records-view.h"
+#include "kelp/core/kelp/inspection/unread.h"
 
 #include <boost/algorithm/string/join.hpp>
 #include <boost/json.hpp>
@@ -17,6 +18,7 @@ namespace {
 namespace json = boost::json;
 using Core::KELP::RegistryEvent;
 using Core::KELP::RegistryRecord;
+using Core::KELP::SourcesView;
 
 struct EventWords {
     const char *letter;
@@ -35,20 +37,31 @@ EventWords wordsOf(RegistryEvent event) {
     return {"R", "removed"};
 }
 
+/// Empty for a source that the database has not got.
+std::string subjectOf(const std::string &keyId, const SourcesView &view) {
+    const auto source = std::ranges::find(view.sources, keyId, &Core::TrustedSources::Source::keyId);
+    return source == view.sources.end() ? std::string() : source->subject;
+}
+
 } // namespace
 
-std::vector<StoredApplication> storedApplications(const Core::IConfiguration &configuration) {
-    const auto sources = Core::KELP::SourcesView::read(configuration);
+std::vector<StoredApplication> storedApplications(const Core::IConfiguration &configuration,
+                                                  Core::KELP::Unread &unread) {
+    const auto sources =
+        unread.attempt([&] { return SourcesView::read(configuration); }).value_or(SourcesView());
     const Core::KELP::StoreView store(configuration);
     std::vector<StoredApplication> applications;
     for (Core::KELP::StoredPackage &package : store.packages()) {
         // Without a current version it is not installed; status and doctor tell what has become of it.
         if (package.version.empty())
             continue;
-        const auto source = sources.sourceOf.find(package.id);
-        const std::uintmax_t bytes = store.bytes(package.id);
-        applications.push_back(
-            {std::move(package), source == sources.sourceOf.end() ? "" : source->second, bytes});
+        StoredApplication &application = applications.emplace_back();
+        application.bytes = store.bytes(package.id);
+        if (const auto bound = sources.sourceOf.find(package.id); bound != sources.sourceOf.end()) {
+            application.source = bound->second;
+            application.subject = subjectOf(bound->second, sources);
+        }
+        application.package = std::move(package);
     }
     return applications;
 }

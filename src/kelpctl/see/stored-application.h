@@ -7,6 +7,10 @@
 #include <string>
 #include <vector>
 
+namespace Core::KELP {
+class Unread;
+}
+
 namespace boost::json {
 class array;
 class object;
@@ -17,12 +21,15 @@ namespace KelpCtl {
 /// What people see of an application in the store.
 struct StoredApplication {
     Core::KELP::StoredPackage package;
-    std::string source; ///< The key id of its source; empty when it is bound to none.
+    std::string source;  ///< The key id of its source; empty when it is bound to none.
+    std::string subject; ///< That source's subject.
     std::uintmax_t bytes = 0;
 };
 
-/// Those that have a current version, by id. Raises as SourcesView and StoreView do.
-std::vector<StoredApplication> storedApplications(const Core::IConfiguration &configuration);
+/// Those that have a current version, by id; bound to no source where the sources cannot be read. Raises as
+/// StoreView does.
+std::vector<StoredApplication> storedApplications(const Core::IConfiguration &configuration,
+                                                  Core::KELP::Unread &unread);
 
 boost::json::object asJson(const StoredApplication &application);
 

@@ -2,11 +2,8 @@
 
 #include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/places.h"
-#include "kelp/core/kelp/inspection/records-view.h"
-#include "kelp/core/kelp/inspection/rpm-view.h"
-#include "kelp/core/kelp/inspection/store-view.h"
+#include "kelp/core/kelp/inspection/machine-views.h"
 #include "kelp/core/kelp/inspection/take-over-plan.h"
-#include "kelp/core/kelp/inspection/take-over-view.h"
 #include "kelp/core/kelp/package/migration-stamps.h"
 
 #include <algorithm>
@@ -38,9 +35,9 @@ private:
 };
 
 /// The packages that are installed by the last word of the registry.
-std::map<std::string, bool> installedByRegistry() {
+std::map<std::string, bool> installedBy(const std::vector<RegistryRecord> &records) {
     std::map<std::string, bool> installed;
-    for (const RegistryRecord &record : registryRecords())
+    for (const RegistryRecord &record : records)
         // In the order of the file, so that the last word stays.
         installed[record.packageId()] = record.event() != RegistryEvent::Remove;
     return installed;
@@ -58,17 +55,16 @@ std::string damage(const StoredPackage &package, const PackageFiles &files) {
                         : std::to_string(missing) + " published files are missing";
 }
 
-void addUnfinished(const std::vector<JournalEntry> &takeOvers, const std::vector<StoredPackage> &packages,
-                   Standings &standings) {
-    for (const JournalEntry &entry : takeOvers)
+void addUnfinished(const MachineViews &views, Standings &standings) {
+    for (const JournalEntry &entry : views.takeOvers.value_or(std::vector<JournalEntry>()))
         standings.add(entry.id, entry.version, ApplicationState::Unfinished,
                       "its take-over from rpm was begun and not completed");
-    if (const auto id = unfinishedRemoval())
+    if (const auto &id = views.removal)
         standings.add(*id, "", ApplicationState::Unfinished, "its removal was begun and not completed");
-    if (const auto begun = unfinishedInstallation())
+    if (const auto &begun = views.installation)
         standings.add(begun->id, begun->version, ApplicationState::Unfinished,
                       "its installation was begun and is not on record");
-    for (const StoredPackage &package : packages) {
+    for (const StoredPackage &package : views.packages.value_or(std::vector<StoredPackage>())) {
         if (package.hasNext)
             standings.add(package.id, package.version, ApplicationState::Unfinished,
                           "an update was begun and not completed");
@@ -177,27 +173,30 @@ bool needsSomebody(ApplicationState state) {
 }
 
 MachineState inspectMachine(const IConfiguration &configuration) {
-    const StoreView store(configuration);
     MachineState machine;
     for (const MigrationStamp &stamp : migrationStamps)
         machine.migrations.emplace_back(stamp.name, isDone(stamp));
-    machine.sources = SourcesView::read(configuration);
-    const auto installed = installedByRegistry();
-    const std::vector<StoredPackage> packages = store.packages();
-
+    MachineViews views = MachineViews::read(configuration);
+    const auto installed = installedBy(views.registry.value_or(std::vector<RegistryRecord>()));
     Standings standings;
-    const std::vector<JournalEntry> takeOvers = pendingTakeOvers();
-    machine.takeOvers = takeOvers.size();
     // What needs somebody stands before what is whole: an application can be both.
-    addUnfinished(takeOvers, packages, standings);
-    for (const auto &[id, path] : store.rescued())
+    addUnfinished(views, standings);
+    for (const auto &[id, path] : views.rescued.value_or(std::vector<RescuedTree>()))
         standings.add(id, "", ApplicationState::Rescued, "its files are in " + path.string());
-    machine.storeBytes = addStored(packages, store, installed, standings);
+    machine.storeBytes = addStored(views.packages.value_or(std::vector<StoredPackage>()),
+                                   StoreView(configuration), installed, standings);
     ReasonsOfRpm reasons(configuration, machine.migrations.front().second);
-    for (const RpmRecord &record : rpmRecords())
-        standings.add(record.id, record.version, ApplicationState::Rpm, reasons.of(record));
-    addLost(installed, machine.sources, standings);
+    const SourcesView sources = views.sources.value_or(SourcesView());
+    for (const RpmRecord &record : views.rpm.value_or(std::vector<RpmRecord>()))
+        // What may be an application, as nobody knows its certificate, is told when it was one before.
+        if (record.isApplication || installed.contains(record.id) || sources.sourceOf.contains(record.id))
+            standings.add(record.id, record.version, ApplicationState::Rpm, reasons.of(record));
+    if (views.isAllThere())
+        addLost(installed, sources, standings);
+    machine.takeOvers = views.takeOvers ? views.takeOvers->size() : 0;
     machine.applications = standings.take();
+    machine.sources = std::move(views.sources);
+    machine.unread = std::move(views.unread);
     return machine;
 }
 

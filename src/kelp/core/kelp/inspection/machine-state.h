@@ -1,8 +1,10 @@
 #pragma once
 
 #include "kelp/core/kelp/inspection/sources-view.h"
+#include "kelp/core/kelp/inspection/unread.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -43,13 +45,15 @@ struct MachineState {
     std::vector<ApplicationStanding> applications;        ///< By id.
     std::size_t takeOvers = 0;                            ///< Packages on their way from rpm into the store.
     std::uintmax_t storeBytes = 0;
-    SourcesView sources;
+    std::optional<SourcesView> sources; ///< Nothing when they cannot be read.
+    Unread unread;
 };
 
 /// Whether the migration has left its stamp. Raises ErrorCode::UnauthorizedAccess.
 bool isDone(const MigrationStamp &stamp);
 
-/// Looks at stamps, journal, store, rpm, registry and sources, and changes nothing. Raises as the views do.
+/// Looks at stamps, journal, store, rpm, registry and sources, and changes nothing. What cannot be read is
+/// left out, and nothing is concluded from that. Raises as isDone() does.
 MachineState inspectMachine(const IConfiguration &configuration);
 
 } // namespace Core::KELP

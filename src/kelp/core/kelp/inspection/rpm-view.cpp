@@ -1,15 +1,21 @@
 #include "kelp/core/kelp/inspection/rpm-view.h"
 
+#include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/rpm/database-copy.h"
 #include "kelp/core/common/rpm/file-iterator.h"
 #include "kelp/core/common/rpm/tags.h"
 #include "kelp/core/common/rpm/transaction.h"
-
-#include "platform/package-signatures/database.h"
+#include "kelp/core/kelp/inspection/certificates.h"
+#include "kelp/core/kelp/inspection/unread.h"
 
 #include <algorithm>
+#include <exception>
+#include <filesystem>
+#include <functional>
+
+namespace fs = std::filesystem;
 
 namespace Core::KELP {
 
@@ -17,47 +23,77 @@ namespace {
 
 using Common::Rpm::FileIterator;
 using Common::Rpm::Reader;
-using PackageSignatures::Database;
+using Common::Rpm::Transaction;
+using PackageSignatures::Certificate;
 using PackageSignatures::Group;
 
 namespace Tag = Common::Rpm::Tag;
 
-/// A machine that has been given no signature database has no certificates.
-std::optional<Database> openSignatures() {
-    const std::filesystem::path path = Database::defaultPath();
-    Common::requireReadable(path);
-    std::error_code ignored;
-    if (!std::filesystem::exists(path, ignored))
-        return std::nullopt;
-    return std::optional<Database>(std::in_place, path.native());
-}
+/// The certificate of a package, if it has one; nothing at all when nobody knows.
+using Answer = std::optional<std::optional<Certificate>>;
+using AskForCertificate = std::function<Answer(const std::string &id, Group group)>;
 
 bool hasDesktopFile(const Reader &package) {
     bool found = false;
     FileIterator(package).forEach([&](const FileIterator::Entry &entry) {
-        const std::filesystem::path path = entry.path;
+        const fs::path path = entry.path;
         found = path.parent_path() == "/usr/share/applications" && path.extension() == ".desktop";
         return found;
     });
     return found;
 }
 
-RpmRecord describe(const Reader &package, const std::optional<Database> &signatures) {
+RpmRecord describe(const Reader &package, const AskForCertificate &ask) {
     RpmRecord record;
     record.id = package.tag(Tag::Name);
     record.version = package.tag(Tag::Version) + "-" + package.tag(Tag::Release);
-    if (signatures)
-        record.developer = signatures->packageCertificateWithGroup(record.id, Group::Developer);
+    const auto developer = ask(record.id, Group::Developer);
+    record.isCertificateKnown = developer.has_value();
+    record.developer = developer.value_or(std::nullopt);
     record.isApplication =
-        record.developer ||
-        (signatures && signatures->packageCertificateWithGroup(record.id, Group::Client)) ||
-        hasDesktopFile(package);
+        record.developer || ask(record.id, Group::Client).value_or(std::nullopt) || hasDesktopFile(package);
     return record;
+}
+
+std::vector<RpmRecord> recordsOf(const Transaction &rpm, const AskForCertificate &ask) {
+    std::vector<RpmRecord> records;
+    const auto walk = rpm.forEachInstalled([&](const Reader &package) {
+        RpmRecord record = describe(package, ask);
+        if (record.isApplication || !record.isCertificateKnown)
+            records.push_back(std::move(record));
+    });
+    if (walk == Transaction::Walk::Damaged)
+        Common::LogStream(Common::LogLevel::Warning) << "The rpm database has records that cannot be read";
+    std::ranges::sort(records, {}, &RpmRecord::id);
+    return records;
+}
+
+/// The file that has the packages; the directory when none of those that rpm uses is there.
+fs::path databaseFile() {
+    const fs::path directory = Common::Rpm::databaseDirectory();
+    for (const char *name : {"rpmdb.sqlite", "Packages", "Packages.db"})
+        if (Common::isThere(directory / name))
+            return directory / name;
+    return directory;
+}
+
+/// Raises its failures behind the path of the machine's database: of the copy nobody has heard.
+std::vector<RpmRecord> recordsOfCopy(const AskForCertificate &ask) {
+    const fs::path file = databaseFile();
+    try {
+        // Before the transaction, which works on it, and ends before it.
+        const Common::Rpm::DatabaseCopy copy;
+        return copy.isThere() ? recordsOf(Transaction(0), ask) : std::vector<RpmRecord>();
+    } catch (const Common::Error &error) {
+        throw Common::Error(error.code(), file.string() + ": " + error.what());
+    }
 }
 
 } // namespace
 
 std::optional<std::string> whyNotMigrated(const RpmRecord &record) {
+    if (!record.isCertificateKnown)
+        return "the signature database cannot be read";
     if (!record.developer)
         return "no developer certificate";
     if (record.developer->isSystemDeveloperCertificate())
@@ -65,24 +101,37 @@ std::optional<std::string> whyNotMigrated(const RpmRecord &record) {
     return std::nullopt;
 }
 
-std::vector<RpmRecord> rpmRecords() {
-    // Before the transaction, which works on it, and ends before it.
-    const Common::Rpm::DatabaseCopy copy;
-    return copy.isThere() ? rpmRecords(Common::Rpm::Transaction(0)) : std::vector<RpmRecord>();
+std::optional<std::vector<RpmRecord>> rpmRecords(Unread &unread) {
+    Certificates certificates;
+    return unread.attempt([&] {
+        return recordsOfCopy([&](const std::string &id, Group group) {
+            return unread.attempt([&] { return certificates.of(id, group); });
+        });
+    });
 }
 
-std::vector<RpmRecord> rpmRecords(const Common::Rpm::Transaction &rpm) {
-    const auto signatures = openSignatures();
-    std::vector<RpmRecord> records;
-    const auto walk = rpm.forEachInstalled([&](const Reader &package) {
-        RpmRecord record = describe(package, signatures);
-        if (record.isApplication)
-            records.push_back(std::move(record));
+std::vector<RpmRecord> rpmRecords() {
+    Certificates certificates;
+    std::exception_ptr failure;
+    std::vector<RpmRecord> records = recordsOfCopy([&](const std::string &id, Group group) -> Answer {
+        try {
+            return Answer(std::in_place, certificates.of(id, group));
+        } catch (...) {
+            // Not raised in the walk, which would tell it as a failure of rpm's database.
+            failure = std::current_exception();
+            return std::nullopt;
+        }
     });
-    if (walk == Common::Rpm::Transaction::Walk::Damaged)
-        Common::LogStream(Common::LogLevel::Warning) << "The rpm database has records that cannot be read";
-    std::ranges::sort(records, {}, &RpmRecord::id);
+    if (failure)
+        std::rethrow_exception(failure);
     return records;
+}
+
+std::vector<RpmRecord> rpmRecords(const Transaction &rpm) {
+    Certificates certificates;
+    return recordsOf(rpm, [&](const std::string &id, Group group) {
+        return Answer(std::in_place, certificates.of(id, group));
+    });
 }
 
 } // namespace Core::KELP

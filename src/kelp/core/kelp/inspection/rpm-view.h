@@ -2,7 +2,6 @@
 
 #include "platform/package-signatures/certificate.h"
 
-#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -13,12 +12,15 @@ class Transaction;
 
 namespace Core::KELP {
 
+class Unread;
+
 /// A package that the rpm database has.
 struct RpmRecord {
     std::string id;
     std::string version; ///< VERSION-RELEASE
     std::optional<PackageSignatures::Certificate> developer;
-    bool isApplication = false; ///< It has a certificate, or a desktop file among the applications.
+    bool isCertificateKnown = true; ///< The signature database could be asked.
+    bool isApplication = false;     ///< It has a certificate, or a desktop file among the applications.
 };
 
 /// Why the first migration never moves a package, whatever its files: nothing for one that it may move.
@@ -26,11 +28,15 @@ std::optional<std::string> whyNotMigrated(const RpmRecord &record);
 
 /// The packages of the rpm database that concern the store, for somebody who only wants to look: those with a
 /// certificate and those with a desktop file among the applications. By id. A machine without an
-/// rpm database has none. Raises as Common::Rpm::DatabaseCopy and Transaction do, and when the signature
-/// database is there and cannot be read.
+/// rpm database has none. Nothing when the database cannot be read: nobody knows what is in it then. While
+/// certificates cannot be read, all packages count, as each may be an application.
+std::optional<std::vector<RpmRecord>> rpmRecords(Unread &unread);
+
+/// The same for whoever acts on it. Raises as Common::Rpm::DatabaseCopy and Transaction do, the text being
+/// behind the path of the database, and as Certificates::of().
 std::vector<RpmRecord> rpmRecords();
 
-/// The same of a database copy that is open already.
+/// The same of a database copy that is open already. Raises as Transaction and Certificates::of().
 std::vector<RpmRecord> rpmRecords(const Common::Rpm::Transaction &rpm);
 
 } // namespace Core::KELP

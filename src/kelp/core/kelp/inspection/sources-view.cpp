@@ -77,8 +77,8 @@ SourcesView SourcesView::read(const IConfiguration &configuration) {
         SQLite::Database database(path.string(), SQLite::OPEN_READONLY);
         return readAll(database);
     } catch (const std::exception &error) {
-        throw Common::Error(Common::ErrorCode::Internal,
-                            std::string("Couldn't read the trusted sources database: ") + error.what());
+        throw Common::Error(Common::ErrorCode::Internal, "Couldn't read the trusted sources database " +
+                                                             path.string() + ": " + error.what());
     }
 }
 

@@ -21,8 +21,8 @@ struct SourcesView {
     bool webPwaSourceAllowed = false;
 
     /// Reads the database; an absent file has no rows and allows nothing. Raises
-    /// ErrorCode::UnauthorizedAccess, and ErrorCode::Internal "Couldn't read the trusted sources database:
-    /// REASON" for a file that is none, or is of another version.
+    /// ErrorCode::UnauthorizedAccess, and ErrorCode::Internal "Couldn't read the trusted sources database
+    /// PATH: REASON" for a file that is none, or is of another version.
     static SourcesView read(const IConfiguration &configuration);
 };
 

@@ -169,9 +169,9 @@ std::uintmax_t StoreView::bytes(const std::string &id) const {
     return TreeView(DatabasePathResolver(*configuration_).packageDirectory(id)).bytes();
 }
 
-std::vector<std::pair<std::string, fs::path>> StoreView::rescued() const {
+std::vector<RescuedTree> StoreView::rescued() const {
     const fs::path place = StagingArea::surroundings(*configuration_) / "rescued";
-    std::vector<std::pair<std::string, fs::path>> all;
+    std::vector<RescuedTree> all;
     for (const std::string &name : namesIn(place)) {
         // The directory's name is no id: a version follows, and a number where there were several.
         const auto information = informationAt(place / name / "velura.pkg");

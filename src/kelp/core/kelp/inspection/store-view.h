@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Core {
@@ -31,6 +32,9 @@ struct PackageFiles {
     std::uintmax_t bytes = 0;                   ///< Of the package's directory.
     std::vector<std::filesystem::path> missing; ///< Published files that are not there, or lead to nothing.
 };
+
+/// The files of a package that were kept because they could not be published: its id, and where they are.
+using RescuedTree = std::pair<std::string, std::filesystem::path>;
 
 /// The package store for somebody who only wants to look: nothing is recovered, removed or made, and nothing
 /// is logged.
@@ -59,8 +63,7 @@ public:
     /// What the files of the package's directory hold, in bytes.
     std::uintmax_t bytes(const std::string &id) const;
 
-    /// The ids of packages whose files were kept because they could not be published, with where they are.
-    std::vector<std::pair<std::string, std::filesystem::path>> rescued() const;
+    std::vector<RescuedTree> rescued() const;
 
 private:
     StoredPackage read(const std::string &id) const;

@@ -1,10 +1,7 @@
 #include "kelp/core/kelp/mending/examination.h"
 
 #include "kelp/core/common/errors/log-stream.h"
-#include "kelp/core/kelp/inspection/records-view.h"
-#include "kelp/core/kelp/inspection/rpm-view.h"
-#include "kelp/core/kelp/inspection/sources-view.h"
-#include "kelp/core/kelp/inspection/take-over-view.h"
+#include "kelp/core/kelp/inspection/machine-views.h"
 #include "kelp/core/kelp/mending/partial-examinations.h"
 
 #include <algorithm>
@@ -42,18 +39,21 @@ bool mendAll(Mending &mending) {
 
 } // namespace
 
-std::vector<Finding> examine(const IConfiguration &configuration, const std::set<std::string> &ids) {
+std::vector<Finding> examine(const IConfiguration &configuration, const std::set<std::string> &ids,
+                             Unread &unread) {
     std::vector<Finding> findings;
     const auto add = [&](std::vector<Finding> more) {
         for (Finding &finding : more)
             if (ids.empty() || ids.contains(finding.id))
                 findings.push_back(std::move(finding));
     };
+    MachineViews views = MachineViews::read(configuration);
     const std::set<std::string> underWay = idsUnderWay();
-    for (const StoredPackage &package : StoreView(configuration).packages())
+    for (const StoredPackage &package : views.packages.value_or(std::vector<StoredPackage>()))
         if (!underWay.contains(package.id) && (ids.empty() || ids.contains(package.id)))
             add(examinePackage(configuration, package));
-    add(examineRecords(configuration));
+    add(examineRecords(configuration, views));
+    unread = std::move(views.unread);
     // Of one package they stay in the order in which they can be mended.
     std::ranges::stable_sort(findings, {}, &Finding::id);
     return findings;
@@ -62,16 +62,19 @@ std::vector<Finding> examine(const IConfiguration &configuration, const std::set
 std::vector<std::string> unknownIds(const IConfiguration &configuration, const std::set<std::string> &ids) {
     if (ids.empty())
         return {};
+    MachineViews views = MachineViews::read(configuration);
+    if (!views.unread.texts().empty())
+        return {};
     std::set<std::string> known = idsOnTheirWay();
-    for (const StoredPackage &package : StoreView(configuration).packages())
+    for (const StoredPackage &package : *views.packages)
         known.insert(package.id);
-    for (const RpmRecord &record : rpmRecords())
+    for (const RpmRecord &record : *views.rpm)
         known.insert(record.id);
-    for (const RegistryRecord &record : registryRecords())
+    for (const RegistryRecord &record : *views.registry)
         known.insert(record.packageId());
-    for (const auto &[id, keyId] : SourcesView::read(configuration).sourceOf)
+    for (const auto &[id, keyId] : views.sources->sourceOf)
         known.insert(id);
-    for (const Finding &finding : examineRecords(configuration))
+    for (const Finding &finding : examineRecords(configuration, views))
         known.insert(finding.id);
     std::vector<std::string> unknown;
     std::ranges::set_difference(ids, known, std::back_inserter(unknown));
@@ -80,10 +83,10 @@ std::vector<std::string> unknownIds(const IConfiguration &configuration, const s
 
 Mending mend(const IConfiguration &configuration, const std::set<std::string> &ids) {
     Mending mending;
-    mending.left = examine(configuration, ids);
+    mending.left = examine(configuration, ids, mending.unread);
     for (int round = 0; round < rounds && mendAll(mending); ++round)
         // Anew: what was mended has made findings of the round before untrue, and brought up others.
-        mending.left = examine(configuration, ids);
+        mending.left = examine(configuration, ids, mending.unread);
     return mending;
 }
 

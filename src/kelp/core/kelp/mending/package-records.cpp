@@ -1,22 +1,15 @@
 #include "kelp/core/kelp/mending/package-records.h"
 
+#include "kelp/core/kelp/inspection/certificates.h"
 #include "kelp/core/kelp/inspection/records-view.h"
 #include "kelp/core/trusted-sources/sqlite-database.h"
 
-#include "platform/package-signatures/database.h"
-
 #include <ctime>
-#include <filesystem>
 
 namespace Core::KELP {
 
 std::optional<TrustedSources::Source> certifiedSource(const std::string &id) {
-    const std::filesystem::path path = PackageSignatures::Database::defaultPath();
-    std::error_code ignored;
-    if (!std::filesystem::exists(path, ignored))
-        return std::nullopt;
-    const PackageSignatures::Database signatures(path.native());
-    const auto certificate = signatures.packageCertificateWithGroup(id, PackageSignatures::Group::Client);
+    const auto certificate = Certificates().of(id, PackageSignatures::Group::Client);
     if (!certificate)
         return std::nullopt;
     return TrustedSources::Source{certificate->keyId(), certificate->subject(), {}};

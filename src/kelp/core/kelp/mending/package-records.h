@@ -20,7 +20,7 @@ namespace Core::KELP {
 inline constexpr const char *reservedSource = ".no.source.apps";
 
 /// The source that sold a package, by its client certificate; nothing without one, or without a signature
-/// database. Raises when that cannot be read.
+/// database. Raises as Certificates::of().
 std::optional<TrustedSources::Source> certifiedSource(const std::string &id);
 
 /// Binds a package to the source of its client certificate, or to the reserved one, whatever it was bound to.

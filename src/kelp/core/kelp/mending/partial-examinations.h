@@ -13,6 +13,8 @@ class IConfiguration;
 
 namespace Core::KELP {
 
+struct MachineViews;
+
 // What examine() is made of: package-examination.cpp, publication-examination.cpp, record-examination.cpp.
 
 /// The packages that are on their way from rpm into the store, or out of it. What is there of them and what
@@ -31,7 +33,7 @@ void settlePackage(const IConfiguration &configuration, const std::string &id);
 std::vector<Finding> examinePublication(const IConfiguration &configuration, const StoredPackage &package);
 
 /// What is wrong with the registry, the bindings to sources, the files that were rescued and those that a
-/// killed run has left. By package within each.
-std::vector<Finding> examineRecords(const IConfiguration &configuration);
+/// killed run has left. By package within each. What cannot be read besides is added to the views.
+std::vector<Finding> examineRecords(const IConfiguration &configuration, MachineViews &views);
 
 } // namespace Core::KELP

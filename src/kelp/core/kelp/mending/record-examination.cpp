@@ -3,11 +3,7 @@
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/i-configuration.h"
-#include "kelp/core/kelp/inspection/records-view.h"
-#include "kelp/core/kelp/inspection/rpm-view.h"
-#include "kelp/core/kelp/inspection/sources-view.h"
-#include "kelp/core/kelp/inspection/store-view.h"
-#include "kelp/core/kelp/inspection/take-over-view.h"
+#include "kelp/core/kelp/inspection/machine-views.h"
 #include "kelp/core/kelp/mending/installation.h"
 #include "kelp/core/kelp/mending/package-records.h"
 #include "kelp/core/kelp/mending/removal.h"
@@ -30,14 +26,12 @@ namespace {
 /// The records of one machine under examination.
 class RecordExamination {
 public:
-    explicit RecordExamination(const IConfiguration &configuration) :
+    RecordExamination(const IConfiguration &configuration, MachineViews &views) :
         configuration_(configuration),
-        packages_(StoreView(configuration).packages()),
-        sources_(SourcesView::read(configuration)),
-        // All read once: each look at rpm copies its database.
-        inRpm_(rpmRecords()),
+        views_(views),
+        packages_(views.packages.value_or(std::vector<StoredPackage>())),
         underWay_(idsUnderWay()) {
-        for (const RegistryRecord &record : registryRecords())
+        for (const RegistryRecord &record : views.registry.value_or(std::vector<RegistryRecord>()))
             lastEvent_.insert_or_assign(record.packageId(), record.event());
     }
 
@@ -50,9 +44,10 @@ public:
                 examineInstalled(package.id, *package.information);
         // Behind those, whose record of an installation would end that of an update.
         examineInstallation();
-        for (const auto &[id, keyId] : sources_.sourceOf)
-            examineBinding(id);
-        for (const auto &[id, path] : StoreView(configuration_).rescued())
+        if (views_.sources && views_.registry && views_.isAllThere())
+            for (const auto &[id, keyId] : views_.sources->sourceOf)
+                examineBinding(id);
+        for (const auto &[id, path] : views_.rescued.value_or(std::vector<RescuedTree>()))
             examineRescued(id, path);
         examineTakeOvers();
         examineLeftovers(installationDirectory(configuration_));
@@ -61,13 +56,17 @@ public:
     }
 
 private:
+    bool isInRpm(const std::string &id) const {
+        return std::ranges::find(*views_.rpm, id, &RpmRecord::id) != views_.rpm->end();
+    }
+
     void add(const std::string &id, FindingKind kind, const fs::path &path, std::string text,
              std::function<void()> mend) {
         findings_.push_back({id, kind, path, std::move(text), std::move(mend)});
     }
 
     void examineRemoval() {
-        if (const auto id = unfinishedRemoval())
+        if (const auto &id = views_.removal)
             add(*id, FindingKind::UnfinishedUpdate, removalFile(),
                 "its removal was begun; --repair completes it",
                 [&configuration = configuration_] { completeRemoval(configuration); });
@@ -75,8 +74,8 @@ private:
 
     /// While its version is not current, the package's links are what there is to mend.
     void examineInstallation() {
-        const auto begun = unfinishedInstallation();
-        if (!begun)
+        const auto &begun = views_.installation;
+        if (!begun || !views_.packages)
             return;
         const auto package = std::ranges::find(packages_, begun->id, &StoredPackage::id);
         if (package == packages_.end() || (!package->hasNext && !package->version.empty()))
@@ -87,17 +86,20 @@ private:
 
     void examineInstalled(const std::string &id, const PackageInformation &information) {
         const auto last = lastEvent_.find(id);
-        if (last == lastEvent_.end() || last->second == RegistryEvent::Remove)
+        if (views_.registry && (last == lastEvent_.end() || last->second == RegistryEvent::Remove))
             add(id, FindingKind::Unregistered, "",
                 "the registry does not know that it is installed; --repair records it",
                 [information] { writeRegistry(information); });
-        const auto bound = sources_.sourceOf.find(id);
-        const auto wanted = certifiedSource(id);
-        // Without a certificate nothing says that it is bound to the wrong source.
-        const bool isRight = bound != sources_.sourceOf.end() && (!wanted || wanted->keyId == bound->second);
-        if (!isRight)
+        const auto wanted = views_.unread.attempt([&] { return certifiedSource(id); });
+        if (views_.sources && wanted && !isBoundRight(id, *wanted))
             add(id, FindingKind::Unbound, "", "is not bound to its source; --repair binds it",
                 [&configuration = configuration_, id] { bindToItsSource(configuration, id); });
+    }
+
+    /// Without a certificate nothing says that it is bound to the wrong source.
+    bool isBoundRight(const std::string &id, const std::optional<TrustedSources::Source> &wanted) const {
+        const auto bound = views_.sources->sourceOf.find(id);
+        return bound != views_.sources->sourceOf.end() && (!wanted || wanted->keyId == bound->second);
     }
 
     static void writeRegistry(const PackageInformation &information) {
@@ -108,9 +110,8 @@ private:
     /// What removed a package on purpose has said so in the registry; any other binding is the last trace of
     /// an application that was lost, and stays.
     void examineBinding(const std::string &id) {
-        if (underWay_.contains(id) ||
-            std::ranges::find(packages_, id, &StoredPackage::id) != packages_.end() ||
-            std::ranges::find(inRpm_, id, &RpmRecord::id) != inRpm_.end())
+        if (underWay_.contains(id) || isInRpm(id) ||
+            std::ranges::find(packages_, id, &StoredPackage::id) != packages_.end())
             return;
         const auto last = lastEvent_.find(id);
         if (last != lastEvent_.end() && last->second == RegistryEvent::Remove)
@@ -125,9 +126,7 @@ private:
     }
 
     void examineRescued(const std::string &id, const fs::path &path) {
-        // Installed by rpm since then, it is rpm's.
-        const bool isElsewhere = std::ranges::find(inRpm_, id, &RpmRecord::id) != inRpm_.end();
-        const std::string obstacle = isElsewhere ? "rpm has it too" : rescueObstacle(configuration_, path);
+        const std::string obstacle = obstacleToRescued(id, path);
         if (obstacle.empty())
             add(id, FindingKind::Rescued, path, "keeps its files; --repair installs them",
                 [&configuration = configuration_, path] { installRescued(configuration, path); });
@@ -135,10 +134,19 @@ private:
             add(id, FindingKind::Rescued, path, "keeps its files: " + obstacle, {});
     }
 
+    std::string obstacleToRescued(const std::string &id, const fs::path &path) const {
+        if (!views_.rpm)
+            return "nobody knows whether rpm has it too";
+        // Installed by rpm since then, it is rpm's.
+        return isInRpm(id) ? "rpm has it too" : rescueObstacle(configuration_, path);
+    }
+
     /// What the launcher began, it alone completes: the trees are the only copies.
     void examineTakeOvers() {
+        if (!views_.takeOvers)
+            return;
         std::set<fs::path> trees;
-        for (const JournalEntry &entry : pendingTakeOvers()) {
+        for (const JournalEntry &entry : *views_.takeOvers) {
             trees.insert(entry.path);
             add(entry.id, FindingKind::Staged, entry.path,
                 "is on its way from rpm into the store: the next start of kelp-launcher brings it home", {});
@@ -177,9 +185,8 @@ private:
     }
 
     const IConfiguration &configuration_;
+    MachineViews &views_;
     std::vector<StoredPackage> packages_;
-    SourcesView sources_;
-    std::vector<RpmRecord> inRpm_;
     std::set<std::string> underWay_;
     std::map<std::string, RegistryEvent> lastEvent_;
     std::vector<Finding> findings_;
@@ -194,8 +201,8 @@ std::set<std::string> idsUnderWay() {
     return ids;
 }
 
-std::vector<Finding> examineRecords(const IConfiguration &configuration) {
-    return RecordExamination(configuration).run();
+std::vector<Finding> examineRecords(const IConfiguration &configuration, MachineViews &views) {
+    return RecordExamination(configuration, views).run();
 }
 
 } // namespace Core::KELP

@@ -1,0 +1,20 @@
+#include "kelp/core/kelp/inspection/machine-views.h"
+
+namespace Core::KELP {
+
+MachineViews MachineViews::read(const IConfiguration &configuration) {
+    const StoreView store(configuration);
+    MachineViews views;
+    Unread &unread = views.unread;
+    views.packages = unread.attempt([&] { return store.packages(); });
+    views.rescued = unread.attempt([&] { return store.rescued(); });
+    views.takeOvers = unread.attempt(pendingTakeOvers);
+    views.rpm = rpmRecords(unread);
+    views.registry = unread.attempt(registryRecords);
+    views.sources = unread.attempt([&] { return SourcesView::read(configuration); });
+    views.removal = unread.attempt(unfinishedRemoval).value_or(std::nullopt);
+    views.installation = unread.attempt(unfinishedInstallation).value_or(std::nullopt);
+    return views;
+}
+
+} // namespace Core::KELP

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "kelp/core/kelp/inspection/records-view.h"
+#include "kelp/core/kelp/inspection/rpm-view.h"
+#include "kelp/core/kelp/inspection/sources-view.h"
+#include "kelp/core/kelp/inspection/store-view.h"
+#include "kelp/core/kelp/inspection/take-over-view.h"
+#include "kelp/core/kelp/inspection/unread.h"
+
+#include <optional>
+#include <vector>
+
+namespace Core::KELP {
+
+/// All that a machine knows of its applications, read in one look: rpm's database is copied for each. Of each
+/// view there is nothing when it could not be read, which says nothing about the applications.
+struct MachineViews {
+    std::optional<std::vector<StoredPackage>> packages;
+    std::optional<std::vector<RescuedTree>> rescued;
+    std::optional<std::vector<JournalEntry>> takeOvers;
+    std::optional<std::vector<RpmRecord>> rpm;
+    std::optional<std::vector<RegistryRecord>> registry;
+    std::optional<SourcesView> sources;
+    std::optional<std::string> removal;                 ///< The package whose removal was begun.
+    std::optional<UnfinishedInstallation> installation; ///< The one that was begun.
+    Unread unread;
+
+    static MachineViews read(const IConfiguration &configuration);
+
+    /// Whether all was read that could hold an application: what is nowhere is lost then.
+    bool isAllThere() const { return packages && rescued && takeOvers && rpm; }
+};
+
+} // namespace Core::KELP

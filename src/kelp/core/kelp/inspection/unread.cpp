@@ -1,0 +1,13 @@
+#include "kelp/core/kelp/inspection/unread.h"
+
+#include <algorithm>
+
+namespace Core::KELP {
+
+void Unread::add(const std::string &text) {
+    // Several looks come by the same file.
+    if (std::ranges::find(texts_, text) == texts_.end())
+        texts_.push_back(text);
+}
+
+} // namespace Core::KELP
