@@ -7,6 +7,7 @@
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/common/rpm/initialise.h"
+#include "kelp/core/common/stop-signals.h"
 
 #include <sys/stat.h>
 
@@ -45,6 +46,7 @@ ExitStatus run(const KelpCtl::Command &command) {
 } // namespace
 
 int main(int argc, char **argv) {
+    Common::ignoreBrokenPipes();
     ::umask(022); // What it makes is what the launcher would have made.
     Common::LogStream::showBy(KelpCtl::shown);
     Common::Rpm::logLibrary();

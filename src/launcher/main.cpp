@@ -1,6 +1,7 @@
 // Brings a machine over to the package store, once. kelp-launcher(8) tells what it does.
 
 #include "kelp/core/common/configuration.h"
+#include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/places.h"
@@ -19,20 +20,19 @@ using namespace Launcher;
 
 namespace {
 
-/// A start that finds all stamps waits for nobody. Without the lock, as on a file system that cannot be
-/// written to, the migrations have their turn all the same: none of them destroys anything before it has
-/// written to the same directory.
-std::optional<Common::WriterLock> lockUnlessDone(const std::vector<Migration> &migrations) {
+/// A start that finds all stamps waits for nobody. Without the lock nothing is done: somebody may have it.
+void migrateLocked(const std::vector<Migration> &migrations) {
     const auto isDone = [](const Migration &migration) { return Common::exists(migration.stampPath); };
-    if (std::ranges::all_of(migrations, isDone))
-        return std::nullopt;
+    std::optional<Common::WriterLock> lock;
     try {
-        return std::optional<Common::WriterLock>(std::in_place, Common::WriterLock::Wait::Yes);
+        if (!std::ranges::all_of(migrations, isDone))
+            lock.emplace(Common::WriterLock::Wait::Yes);
     } catch (const std::exception &error) {
-        // Asked to stop while it waited, it is told so by each migration as well, and none begins.
-        Common::LogStream(Common::LogLevel::Error) << error;
-        return std::nullopt;
+        Common::LogStream(Common::LogLevel::Error) << Common::explainedText(error);
+        return;
     }
+    Core::Configuration configuration;
+    runMigrations(migrations, configuration);
 }
 
 Migration migrationOf(const Core::KELP::MigrationStamp &stamp, void (*migrate)(Core::Configuration &)) {
@@ -45,14 +45,13 @@ int main() {
     // Inherited, it could make a store that no user can read, or one that everybody can write.
     ::umask(022);
     Common::deferStopSignals();
-    Core::Configuration configuration;
+    Common::ignoreBrokenPipes();
     const std::vector<Migration> migrations = {
         migrationOf(Core::KELP::rpmToStoreStamp, migrateRpmToStore),
         migrationOf(Core::KELP::organisationsToSkidStamp, migrateOrganisationsToSkid),
         migrationOf(Core::KELP::integrityConfigurationStamp, migrateIntegrityConfiguration),
     };
-    const auto lock = lockUnlessDone(migrations);
-    runMigrations(migrations, configuration);
+    migrateLocked(migrations);
     // Whatever failed: the start of the machine waits for this, and kelp-status.service says what is left to
     // do.
     return 0;

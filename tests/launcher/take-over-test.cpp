@@ -294,18 +294,34 @@ TEST_F(TakeOverTest, ALateArrivalGetsWhatTheOtherMigrationsDid) {
               "{\"f\": \"/usr/share/common/org.example/KEY/x\"}\n");
 }
 
-TEST_F(TakeOverTest, ASecondLauncherWaitsAndTouchesNothing) {
+TEST_F(TakeOverTest, WhoHasNotGotTheLockTouchesNothing) {
     const Machine machine;
-    // The first of two is asked to stop while it waits.
+    // The first of three cannot lock at all; the second is asked to stop while it waits, for a lock on what
+    // it cannot write to.
     EXPECT_THAT(
-        machine.run("waits() { launch >$1 9>&- & until grep -q Waiting $1; do sleep 0.05; done; }\n"
-                    "( exec 9>$IMAGE/var/lib/kelp/store.lock; flock 9\n"
-                    "waits $IMAGE/tmp/first; pkill -x kelp-launcher; wait; cat $IMAGE/tmp/first\n"
-                    "waits $IMAGE/tmp/second; test -e $IMAGE/usr/bin/org.sound -a ! -e $IMAGE/opt/app\n"
-                    "exec 9>&-; wait )"),
-        HasSubstr("[W] Asked to stop before migration: rpm_to_kelp\n"));
+        machine.run(
+            "waits() { launch >$1 9>&- & until grep -q Waiting $1; do sleep 0.05; done; }\n"
+            "restrictions=(strace -f -qq -o /dev/null -e inject=flock:error=ENOLCK); launch\n"
+            "restrictions=(); kelp=$IMAGE/var/lib/kelp\n"
+            "( exec 9>$kelp/store.lock; flock 9; mount --bind -o ro $kelp $kelp\n"
+            "waits $IMAGE/tmp/first; pkill -x kelp-launcher; wait; cat $IMAGE/tmp/first; umount $kelp\n"
+            "waits $IMAGE/tmp/second; test -e $IMAGE/usr/bin/org.sound -a ! -e $IMAGE/opt/app\n"
+            "exec 9>&-; wait )"),
+        AllOf(HasSubstr("[E] Couldn't take the lock: /var/lib/kelp/store.lock: No locks available\n"),
+              HasSubstr("[E] Asked to stop while another process changes the store: ")));
     machine.expectArrived({"org.sound"});
     EXPECT_EQ(machine.run("stat --format=%a $IMAGE/var/lib/kelp/store.lock"), "600\n");
+}
+
+TEST_F(TakeOverTest, NeitherReadersThatGoAwayNorMissingAttributesEndIt) {
+    const Machine machine;
+    // Both leave: the reader of the log, and the trigger to which rpm tells what it has removed.
+    machine.run(
+        "put org.deaf; add org.many; "
+        "restrictions=(strace -f --seccomp-bpf -qq -o /dev/null -e inject=listxattr:error=EOPNOTSUPP); "
+        "launch | head --lines=1");
+    machine.expectArrived({"org.sound", "org.many"});
+    EXPECT_TRUE(machine.isStamped());
 }
 
 } // namespace

@@ -121,8 +121,7 @@ ExitStatus judgeFile(const std::string &file, const ValidateArguments &arguments
 ExitStatus validate(const ValidateArguments &arguments, std::ostream &results) {
     // In front of all that uses librpm, which reads its configuration once.
     leaveHome();
-    // Neither a reader that goes away nor a limit on the size of files may leave trees behind.
-    std::signal(SIGPIPE, SIG_IGN);
+    // A limit on the size of files may not leave trees behind.
     std::signal(SIGXFSZ, SIG_IGN);
     const auto form = std::ranges::find(outputForms, arguments.output, &OutputForm::name);
     const auto output = form->make(results);

@@ -21,6 +21,15 @@ void deferStopSignals() {
     ::sigprocmask(SIG_BLOCK, &deferred, nullptr);
 }
 
+void ignoreBrokenPipes() {
+    struct sigaction action {};
+    // A handler that does nothing, as exec(2) takes it away: what is ignored stays so in all that is started,
+    // and scripts rely on a filter that ends with its reader.
+    action.sa_handler = [](int) {};
+    action.sa_flags = SA_RESTART;
+    ::sigaction(SIGPIPE, &action, nullptr);
+}
+
 bool stopRequested() {
     sigset_t pending;
     ::sigemptyset(&pending);

@@ -7,6 +7,11 @@ namespace Common {
 /// used, which has handlers of its own for these signals that would end the process anywhere.
 void deferStopSignals();
 
+/// Makes a write to a pipe that nobody reads any more a failed write (EPIPE), which ends no process. What
+/// this process starts, such as scripts of packages, has the signal's default again. To be called before
+/// librpm is used.
+void ignoreBrokenPipes();
+
 /// Whether one of the deferred signals has come: a shutdown, or a person at a terminal, wants an end.
 bool stopRequested();
 

@@ -21,12 +21,26 @@ namespace Common {
 namespace {
 
 Error lockError() {
-    return {ErrorCode::Filesystem, "Couldn't take the lock: " + WriterLock::path().string()};
+    return {ErrorCode::Filesystem, "Couldn't take the lock: " + WriterLock::path().string(), errno};
+}
+
+/// What can be locked where nothing can be written: the file if it is there, or else its directory. Whoever
+/// comes by the same filesystem finds the same.
+FileDescriptor openReadOnly() {
+    FileDescriptor file(::open(WriterLock::path().c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+    if (file.get() < 0)
+        file = FileDescriptor(
+            ::open(WriterLock::path().parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (file.get() < 0)
+        throw lockError();
+    return file;
 }
 
 FileDescriptor openLock() {
     createDirectories(WriterLock::path().parent_path());
     FileDescriptor file(::open(WriterLock::path().c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+    if (file.get() < 0 && errno == EROFS)
+        return openReadOnly();
     if (file.get() < 0 && errno == EACCES)
         throw Error(ErrorCode::UnauthorizedAccess, "Only root can change the store");
     // One made under another mask lets others lock us out.

@@ -8,8 +8,9 @@ namespace Common {
 
 /// The one lock of whoever changes the store: the launcher, and the commands of people. An advisory lock on
 /// the file var/lib/kelp/store.lock below the root prefix, root's alone so that nobody else can hold things
-/// up; the file names the process that holds it. The kernel ends the lock with the process, however that
-/// ends.
+/// up; the file names the process that holds it. On a filesystem that cannot be written to it is the same
+/// lock on what is there, the file or else its directory. The kernel ends the lock with the process, however
+/// that ends.
 class WriterLock {
 public:
     enum class Wait { No, Yes };
@@ -19,7 +20,7 @@ public:
     /// while another process changes the store: HOLDER". With Wait::No it raises ErrorCode::Internal "Another
     /// process changes the store: HOLDER". Raises ErrorCode::UnauthorizedAccess "Only root can change the
     /// store", ErrorCode::Filesystem "Couldn't take the lock: PATH" when the file cannot be made or locked,
-    /// and as createDirectories() does.
+    /// and as createDirectories() does. Whoever has not got the lock changes nothing.
     explicit WriterLock(Wait wait);
     WriterLock(const WriterLock &) = delete;
     WriterLock &operator=(const WriterLock &) = delete;

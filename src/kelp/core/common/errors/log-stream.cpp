@@ -76,6 +76,8 @@ LogStream::~LogStream() {
     const std::string text = std::move(stream_).str();
     const std::string message = prefix(level_) + (shownBy ? shownBy(text) : text);
     std::cout << (isOutputTheJournal() ? withPriority(level_, message) : message) << '\n' << std::flush;
+    // A line that could not be written is lost and fails nothing; the next one may go through again.
+    std::cout.clear();
 }
 
 } // namespace Common

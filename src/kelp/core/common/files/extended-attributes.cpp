@@ -4,6 +4,7 @@
 
 #include <sys/xattr.h>
 
+#include <cerrno>
 #include <cstring>
 
 namespace Common {
@@ -37,11 +38,11 @@ std::string extendedAttribute(const std::filesystem::path &path, const std::stri
 }
 
 std::vector<std::pair<std::string, std::string>> extendedAttributes(const std::filesystem::path &path) {
-    std::string names(checked(::listxattr(path.c_str(), nullptr, 0),
-                              "Couldn't retrieve size of extended attributes: " + path.string()),
-                      '\0');
-    if (names.empty())
+    const ssize_t size = ::listxattr(path.c_str(), nullptr, 0);
+    // A filesystem without attributes, such as that of a memory card, has files without any.
+    if (size == 0 || (size < 0 && errno == EOPNOTSUPP))
         return {};
+    std::string names(checked(size, "Couldn't retrieve size of extended attributes: " + path.string()), '\0');
     names.resize(checked(::listxattr(path.c_str(), names.data(), names.size()),
                          "Couldn't retrieve extended attributes: " + path.string()));
 

@@ -8,8 +8,8 @@
 namespace Common {
 
 // Extended attributes (xattr(7)). Values are bytes held in a string. Reading follows a link, writing does
-// not: a link itself receives the attribute. Any refusal by the system, also "not supported", raises
-// ErrorCode::Filesystem; nothing is logged.
+// not: a link itself receives the attribute. Any refusal by the system raises ErrorCode::Filesystem; nothing
+// is logged.
 
 /// Sets the attribute, replacing an old value. An empty value sets nothing and succeeds.
 void setExtendedAttribute(const std::filesystem::path &path, const std::string &name,
@@ -18,7 +18,8 @@ void setExtendedAttribute(const std::filesystem::path &path, const std::string &
 /// The value; raises when the attribute does not exist.
 std::string extendedAttribute(const std::filesystem::path &path, const std::string &name);
 
-/// All attributes as pairs of name and value, in the order in which the system lists them.
+/// All attributes as pairs of name and value, in the order in which the system lists them; none on a
+/// filesystem that has no attributes.
 std::vector<std::pair<std::string, std::string>> extendedAttributes(const std::filesystem::path &path);
 
 } // namespace Common
