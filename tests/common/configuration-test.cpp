@@ -45,18 +45,15 @@ TEST_F(ConfigurationTest, ValuesLandBelowTheRootPrefix) {
 }
 
 TEST_F(ConfigurationTest, OneBadLineDiscardsTheWholeFile) {
-    const struct {
-        const char *content;
-        const char *reason;
-    } rows[] = {
+    const std::pair<const char *, const char *> rows[] = {
         {"[kelp]\ndatabase_directory=/d\nnonsense\n", "'=' character not found in line"},
         {"[kelp]\ndatabase_directory=/d\ndatabase_directory=/e\n", "duplicate key name"},
         {"[kelp]\ndatabase_directory=/d\n[kelp]\ntemp_directory=/e\n", "duplicate section name"},
     };
-    for (const auto &row : rows) {
-        const auto configuration = load(row.content);
-        EXPECT_EQ(configuration.databaseDirectory(), root.path() / "opt/app") << row.content;
-        EXPECT_THAT(out.take(), HasSubstr(row.reason));
+    for (const auto &[content, reason] : rows) {
+        const auto configuration = load(content);
+        EXPECT_EQ(configuration.databaseDirectory(), root.path() / "opt/app") << content;
+        EXPECT_THAT(out.take(), HasSubstr(reason));
     }
 }
 

@@ -1,3 +1,4 @@
+#include "kelp/core/common/files/extended-attributes.h"
 #include "kelp/core/kelp/incoming/rpm-package.h"
 #include "kelp/core/kelp/incoming/staging-directory.h"
 #include "kelp/core/kelp/package/package-information.h"
@@ -11,7 +12,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <set>
@@ -307,13 +307,8 @@ TEST_F(ExtractTest, PutsFilesWhereTheStoreWantsThem) {
     for (const char *special : {"pipe", "socket", "terminal", "disk"})
         EXPECT_FALSE(fs::exists(staging_ / "data" / special)) << special;
     EXPECT_TRUE(fs::equivalent(staging_ / "data/first", staging_ / "data/second")) << "names of one file";
-    const auto attribute = [&](const char *name) {
-        char value[64];
-        const ssize_t size = getxattr((staging_ / "data/a").c_str(), name, value, sizeof value);
-        return size < 0 ? "none" : std::string(value, static_cast<std::size_t>(size));
-    };
-    EXPECT_EQ(attribute("security.appid"), "org.example.app");
-    EXPECT_EQ(attribute("security.ima"), "ima");
+    EXPECT_EQ(Common::extendedAttribute(staging_ / "data/a", "security.appid"), "org.example.app");
+    EXPECT_EQ(Common::extendedAttribute(staging_ / "data/a", "security.ima"), "ima");
 }
 
 TEST(StagingDirectoryTest, RefusesPathsThatAreNotPlain) {

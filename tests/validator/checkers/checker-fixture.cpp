@@ -32,8 +32,8 @@ void CheckerTest::list(const std::vector<std::string> &paths) {
         facts_.files.emplace_back().path = path;
 }
 
-std::string CheckerTest::unpack(std::string_view content, bool isExecutable) {
-    const fs::path path = root_.path() / "unpacked";
+std::string CheckerTest::unpack(std::string_view content, bool isExecutable, const std::string &name) {
+    const fs::path path = root_.path() / name;
     writeFile(path, content);
     fs::permissions(path, isExecutable ? fs::perms(0755) : fs::perms(0644));
     return path;

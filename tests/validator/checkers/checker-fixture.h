@@ -36,16 +36,16 @@ protected:
     void list(const std::vector<std::string> &paths);
 
     /// Writes the unpacked file that the next validation reads, and returns where it lies.
-    std::string unpack(std::string_view content, bool isExecutable = false);
+    std::string unpack(std::string_view content, bool isExecutable = false,
+                       const std::string &name = "unpacked");
 
     /// What the action adds to the report.
     static Lines linesOf(const std::function<void()> &action);
+
+    std::shared_ptr<Validator::Config> config();
 
     Validator::RpmFacts facts_;
     Validator::Profile profile_ = Validator::Profile::Regular;
     std::shared_ptr<Validator::Logger> logger_;
     TemporaryRoot root_;
-
-private:
-    std::shared_ptr<Validator::Config> config();
 };

@@ -151,18 +151,15 @@ TEST_F(DataFilesTest, IntegrityDaemonWatchesOnlyThePackage) {
     const auto noJson = error("[integrityd] integrityd configuration file contains invalid JSON");
     const std::string path = "/etc/integrityd/config.d/org.example.app.json";
     list({"/usr/bin/foo", "/usr/bin", "file:/usr/bin/foo"});
-    const struct {
-        std::string content;
-        Lines lines;
-    } cases[] = {
+    const std::pair<std::string, Lines> cases[] = {
         {R"({"watch": ["file:/usr/bin/foo", "elf:/usr/bin/foo", "/usr/bin/foo"]})", {}},
         {R"({"watch": ["elf:file:/usr/bin/bar"]})", {mismatch}},
         {R"({"watch": ["/usr/bin/foo", "/usr/bin/bar", "/etc/shadow"]})", {mismatch}},
         {R"({"watch": [1]})", {mismatch}},
         {"no JSON", {noJson}},
     };
-    for (const auto &c : cases)
-        EXPECT_EQ(validate<Integrityd>(path, c.content), c.lines) << c.content.substr(0, 100);
+    for (const auto &[content, lines] : cases)
+        EXPECT_EQ(validate<Integrityd>(path, content), lines) << content.substr(0, 100);
     const auto checker = make<Integrityd>();
     EXPECT_FALSE(checker->canValidate("/etc/integrityd/config.d/org.example.app2.json", ""));
     EXPECT_FALSE(checker->canValidate("/etc/integrityd/config.d/x/org.example.app.json", ""));

@@ -170,85 +170,60 @@ TEST(RpathRule, AllowsThePlacesOfLibraries) {
         EXPECT_FALSE(isAllowedRpath(rpath, "app")) << rpath;
 }
 
-TEST_F(ExecutableTest, KeepsWhatItSawOfTheMainBinary) {
-    const std::vector<Flag> all{Flag::ElfSeen,         Flag::MainBinaryExecutable, Flag::MainBinarySeen,
-                                Flag::ImportsVitrine,  Flag::LibcStartMainSeen,    Flag::MainSymbolSeen,
-                                Flag::OtherSymbolSeen, Flag::ShippedLibraryUsed,   Flag::RpathPresent,
-                                Flag::RpathAcceptable};
-    const std::vector<Flag> common{Flag::ElfSeen, Flag::MainBinaryExecutable, Flag::MainBinarySeen};
+TEST_F(ExecutableTest, FinishesWithTheRulesOnTheWholePackage) {
+    const Lines noBinary{error("[binary] Main binary must exist, but it is not found"),
+                         error("[binary] Main binary must be an executable"),
+                         warning("[rpath] The rpath in binary is empty")};
+    const Lines noStart{error("[binary] Binary does not link to __libc_start_main")};
+    const Lines noMain{warning("[binary] Binary does not export main() symbol - booster might fail")};
+    const Lines mustExport{
+        error("[binary] Binary must export main() symbol for booster to work (Q_DECL_EXPORT)")};
+    const Lines badRpath{warning("[rpath] This rpath in binary is not allowed")};
+    const Lines noRpath{warning("[rpath] The rpath in binary is empty")};
+    const Lines needsRpath{noRpath[0], error("[rpath] Rpath is missing where it is mandatory")};
+    const std::string start = "__libc_start_main";
+    const Dynamic rpath{{DT_RPATH, "/usr/lib64:"}};
+    list({"/usr/share/org.example.app/lib/libown.so"});
     const struct {
         std::vector<std::string> symbols;
         Dynamic dynamic;
-        std::vector<Flag> flags;
+        Lines lines;
+        const char *rodata = "";
     } cases[] = {
-        {{}, {}, {}},
-        {{"main"}, {}, {Flag::MainSymbolSeen}},
-        {{"__libc_start_main"}, {}, {Flag::LibcStartMainSeen}},
-        {{"_main"}, {}, {Flag::OtherSymbolSeen}},
-        {{"", "main"}, {}, {Flag::OtherSymbolSeen, Flag::MainSymbolSeen}},
-        {{}, {{DT_RPATH, "/opt"}}, {Flag::RpathPresent}},
-        {{}, {{DT_RPATH, "/usr/lib64:"}}, {Flag::RpathPresent, Flag::RpathAcceptable}},
-        {{}, {{DT_RPATH, "  "}}, {Flag::RpathPresent, Flag::RpathAcceptable}},
-        {{}, {{DT_RUNPATH, "/opt"}}, {}},
+        {{start, "main"}, rpath, {}},
+        {{start, "main"}, {{DT_RPATH, "  "}}, {}},
+        {{start, "main"}, {{DT_RPATH, "/opt"}}, badRpath},
+        {{start, "main"}, {{DT_RUNPATH, "/opt"}}, noRpath},
+        {{start, "main"}, {{DT_NEEDED, "libown.so"}}, needsRpath},
+        {{"main"}, rpath, noStart},
+        {{start}, rpath, noMain, "import Halyard.Vitrine 1.0\n"},
+        {{start, "_main"}, rpath, noMain},
+        {{start, "_main"}, rpath, mustExport, "import Halyard.Vitrine 1.0\n"},
+        {{start, ""}, rpath, mustExport, "import Halyard.Vitrine 1.0\n"},
     };
     for (const auto &c : cases) {
         ElfImage image;
         image.addSymbols(c.symbols, SHT_DYNSYM);
         image.addDynamic(c.dynamic);
-        validate(mainBinary, image.bytes());
-        for (const Flag flag : all)
-            EXPECT_EQ(logger_->getFlag(flag), std::ranges::find(common, flag) != common.end() ||
-                                                  std::ranges::find(c.flags, flag) != c.flags.end())
-                << &c - cases << ' ' << static_cast<int>(flag);
-    }
-}
-
-TEST_F(ExecutableTest, FinishesWithTheRulesOnTheWholePackage) {
-    const Lines noBinary{error("[binary] Main binary must exist, but it is not found"),
-                         error("[binary] Main binary must be an executable"),
-                         warning("[rpath] The rpath in binary is empty")};
-    const std::vector<Flag> sound{Flag::MainBinarySeen, Flag::MainBinaryExecutable, Flag::LibcStartMainSeen,
-                                  Flag::MainSymbolSeen, Flag::RpathPresent,         Flag::RpathAcceptable};
-    const auto without = [&](std::vector<Flag> gone, std::vector<Flag> more = {}) {
-        std::vector<Flag> flags = sound;
-        std::erase_if(flags, [&](Flag flag) { return std::ranges::find(gone, flag) != gone.end(); });
-        flags.insert(flags.end(), more.begin(), more.end());
-        return flags;
-    };
-    const struct {
-        std::vector<Flag> flags;
-        Lines lines;
-    } cases[] = {
-        {sound, {}},
-        {{}, noBinary},
-        {{Flag::QmlOnlyApp}, {}},
-        {{Flag::QmlOnlyApp, Flag::RpathPresent}, {}},
-        {without({}, {Flag::QmlOnlyApp}),
-         {error("[binary] Main binary must not exist. Desktop file uses halyard-qml")}},
-        {without({Flag::MainBinaryExecutable}), {error("[binary] Main binary must be an executable")}},
-        {without({Flag::LibcStartMainSeen}), {error("[binary] Binary does not link to __libc_start_main")}},
-        {without({Flag::MainSymbolSeen}, {Flag::ImportsVitrine}),
-         {warning("[binary] Binary does not export main() symbol - booster might fail")}},
-        {without({Flag::MainSymbolSeen}, {Flag::OtherSymbolSeen}),
-         {warning("[binary] Binary does not export main() symbol - booster might fail")}},
-        {without({Flag::MainSymbolSeen}, {Flag::OtherSymbolSeen, Flag::ImportsVitrine}),
-         {error("[binary] Binary must export main() symbol for booster to work (Q_DECL_EXPORT)")}},
-        {without({Flag::RpathAcceptable}), {warning("[rpath] This rpath in binary is not allowed")}},
-        {without({Flag::RpathPresent, Flag::RpathAcceptable}),
-         {warning("[rpath] The rpath in binary is empty")}},
-        {without({Flag::RpathPresent}, {Flag::ShippedLibraryUsed}),
-         {warning("[rpath] The rpath in binary is empty"),
-          error("[rpath] Rpath is missing where it is mandatory")}},
-    };
-    for (const auto &c : cases) {
+        image.add({".rodata", SHT_PROGBITS, c.rodata});
         const auto checker = make<Executable>();
-        for (const Flag flag : c.flags)
-            logger_->setFlag(flag, true);
+        checker->validate(mainBinary, unpack(image.bytes(), true));
         EXPECT_EQ(linesOf([&] { checker->finish(); }), c.lines) << &c - cases;
     }
+    const auto finish = [&](const std::vector<Flag> &flags) {
+        const auto checker = make<Executable>();
+        for (const Flag flag : flags)
+            logger_->setFlag(flag, true);
+        return linesOf([&] { checker->finish(); });
+    };
+    EXPECT_EQ(finish({}), noBinary);
+    EXPECT_EQ(finish({Flag::QmlOnlyApp}), Lines());
+    EXPECT_EQ(finish({Flag::QmlOnlyApp, Flag::MainBinarySeen, Flag::LibcStartMainSeen, Flag::MainSymbolSeen}),
+              Lines{error("[binary] Main binary must not exist. Desktop file uses halyard-qml")});
+    EXPECT_EQ(finish({Flag::MainBinarySeen, Flag::LibcStartMainSeen, Flag::MainSymbolSeen}),
+              (Lines{noBinary[1], noRpath[0]}));
     profile_ = Profile::Pwa;
-    const auto checker = make<Executable>();
-    EXPECT_THAT(linesOf([&] { checker->finish(); }), IsEmpty());
+    EXPECT_EQ(finish({}), Lines());
 }
 
 } // namespace

@@ -50,10 +50,7 @@ TEST_F(QmlImportsTest, TakesQmlFiles) {
 }
 
 TEST_F(QmlImportsTest, HoldsTheImportsOfAFileAgainstTheLists) {
-    const struct {
-        std::string content;
-        Lines lines;
-    } cases[] = {
+    const std::pair<const char *, Lines> cases[] = {
         {"", {}},
         {"import QtQuick 2.6;import Halyard.Vitrine 1.0\n", {}},
         {"import QtQuick", {notAllowed("QtQuick")}},
@@ -72,13 +69,13 @@ TEST_F(QmlImportsTest, HoldsTheImportsOfAFileAgainstTheLists) {
         {"import Halyard.X 1;import \"/a\";import QtVideoChat 1.0",
          {notAllowed("\"/a\""), unstable("QtVideoChat 1.0"), notAllowed("Halyard.X 1")}},
     };
-    for (const auto &c : cases) {
+    for (const auto &[content, lines] : cases) {
         start();
-        EXPECT_THAT(validate(c.content), testing::UnorderedElementsAreArray(c.lines)) << c.content;
+        EXPECT_THAT(validate(content), testing::UnorderedElementsAreArray(lines)) << content;
         EXPECT_EQ(
             logger_->errorSeen(),
-            std::ranges::any_of(c.lines, [](const std::string &line) { return line.starts_with("(ERROR)"); }))
-            << c.content;
+            std::ranges::any_of(lines, [](const std::string &line) { return line.starts_with("(ERROR)"); }))
+            << content;
     }
     profile_ = Profile::Extended;
     start();
@@ -87,25 +84,22 @@ TEST_F(QmlImportsTest, HoldsTheImportsOfAFileAgainstTheLists) {
 
 /// An import that is an error fails the files behind it too, without another line.
 TEST_F(QmlImportsTest, CarriesErrorsToTheFilesBehind) {
-    const struct {
-        std::string first;
-        bool fails;
-    } cases[] = {
+    const std::pair<const char *, bool> cases[] = {
         {"import Halyard.X 1.0", true},
         {"import \"/absolute\"", true},
         {"import QtVideoChat 1.0", false},
         {"import QtVideoChat 1.0;import QtWebEngine 1.0;import QtWebEngine 1.1;import Halyard.X 1.0", true},
         {"import Halyard.X 1.0;import QtVideoChat 1.0;import QtWebEngine 1.0;import \"/a\"", true},
     };
-    for (const auto &c : cases) {
+    for (const auto &[first, fails] : cases) {
         start();
-        validate(c.first);
-        EXPECT_EQ(logger_->errorSeen(), c.fails) << c.first;
+        validate(first);
+        EXPECT_EQ(logger_->errorSeen(), fails) << first;
         EXPECT_THAT(validate("import QtQuick 2.6"), IsEmpty());
-        EXPECT_EQ(logger_->errorSeen(), c.fails) << c.first;
+        EXPECT_EQ(logger_->errorSeen(), fails) << first;
         EXPECT_THAT(validate("import Halyard.Other 1.0"), ElementsAre(notAllowed("Halyard.Other 1.0")));
         EXPECT_THAT(validateAt("/usr/share/a.qml", "/absent"), IsEmpty());
-        EXPECT_TRUE(logger_->errorSeen()) << c.first;
+        EXPECT_TRUE(logger_->errorSeen()) << first;
     }
 }
 

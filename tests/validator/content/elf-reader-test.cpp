@@ -166,20 +166,17 @@ TEST_F(ElfReaderTest, WildSectionTableIsNoTable) {
 }
 
 TEST_F(ElfReaderTest, RodataIsTheSectionOfThatName) {
-    const struct {
-        ElfImage::Section section;
-        std::string_view bytes;
-    } cases[] = {
+    const std::pair<ElfImage::Section, std::string_view> cases[] = {
         {{".rodata", SHT_PROGBITS, "text"}, "text"},
         {{".rodata.str", SHT_PROGBITS, "text"}, ""},
         {{".rodat", SHT_PROGBITS, "text"}, ""},
         {{".rodata", SHT_NOBITS, "", 0, 0, std::nullopt, 64}, ""},
         {{".rodata", SHT_PROGBITS, "", 0, 0, 1 << 30, 64}, ""},
     };
-    for (const auto &c : cases) {
+    for (const auto &[section, bytes] : cases) {
         ElfImage image;
-        image.add(c.section);
-        EXPECT_EQ(read(image.bytes())->rodata(), c.bytes) << c.section.name;
+        image.add(section);
+        EXPECT_EQ(read(image.bytes())->rodata(), bytes) << section.name;
     }
 }
 

@@ -26,10 +26,7 @@ protected:
 };
 
 TEST_F(IntegrityFileTest, GivesTheWatchedFiles) {
-    const struct {
-        std::string text;
-        Files files;
-    } cases[] = {
+    const std::pair<const char *, Files> cases[] = {
         {"{}", {}},
         {"{\"watch\": []}", {}},
         {"{\"watch\": [\"file:/a\", \"elf:/b\", \"/c\"]}", {"/a", "/b", "/c"}},
@@ -43,8 +40,8 @@ TEST_F(IntegrityFileTest, GivesTheWatchedFiles) {
         {"{\"watch\": [\"/a\"]} {} [1]", {"/a"}},
         {"var a = {\"watch\": [\"/a\"]}; var b = {};", {"/a"}},
     };
-    for (const auto &c : cases)
-        EXPECT_EQ(read(c.text), c.files) << c.text;
+    for (const auto &[text, files] : cases)
+        EXPECT_EQ(read(text), files) << text;
     for (const char *text :
          {"{} 1", "{} {'watch'", "", " ", "no JSON", "{\"watch\": [\"/a\"]", "[\"/a\"]", "\"/a\"", "null",
           "{\"watch\": \"/a\"}", "{\"watch\": 1}", "{\"watch\": {\"0\": \"/a\"}}", "{\"watch\": [\"\xff\"]}",

