@@ -5,6 +5,7 @@
 #include <rpm/header.h>
 #include <rpm/rpmcrypto.h>
 #include <rpm/rpmtag.h>
+#include <rpm/rpmtd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -47,8 +48,9 @@ void appendFiles(Header header, const std::vector<WrittenFile> &files) {
         headerPutUint32(header, RPMTAG_FILEMTIMES, &none, 1);
         headerPutString(header, RPMTAG_FILELINKTOS,
                         (file.mode & 0170000) == 0120000 ? file.content.c_str() : "");
-        headerPutString(header, RPMTAG_FILEUSERNAME, "root");
-        headerPutString(header, RPMTAG_FILEGROUPNAME, "root");
+        headerPutString(header, RPMTAG_FILEUSERNAME, file.owner.c_str());
+        headerPutString(header, RPMTAG_FILEGROUPNAME, file.owner.c_str());
+        headerPutString(header, RPMTAG_FILECAPS, file.capabilities.c_str());
         headerPutString(header, RPMTAG_FILEDIGESTS, "");
         ++index;
     }
@@ -63,6 +65,19 @@ std::string blobOf(Header header, rpmTagVal region) {
            std::string(static_cast<const char *>(blob.get()), size);
 }
 
+/// librpm would put no list where it knows of none.
+void putList(Header header, std::int32_t tag, const std::vector<std::string> &texts) {
+    std::vector<const char *> pointers;
+    for (const std::string &text : texts)
+        pointers.push_back(text.c_str());
+    rpmtd_s data{};
+    data.tag = tag;
+    data.type = RPM_STRING_ARRAY_TYPE;
+    data.data = pointers.data();
+    data.count = static_cast<rpm_count_t>(texts.size());
+    headerPut(header, &data, HEADERPUT_DEFAULT);
+}
+
 std::string mainHeader(const RpmWriter &package) {
     Header header = headerNew();
     headerPutString(header, RPMTAG_NAME, package.id.c_str());
@@ -73,6 +88,8 @@ std::string mainHeader(const RpmWriter &package) {
     headerPutString(header, RPMTAG_PAYLOADFORMAT, "cpio");
     headerPutString(header, RPMTAG_PAYLOADCOMPRESSOR, "ufdio");
     appendFiles(header, package.files);
+    for (const auto &[tag, texts] : package.lists)
+        putList(header, tag, texts);
     return blobOf(header, RPMTAG_HEADERIMMUTABLE);
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,8 @@ struct WrittenFile {
     std::string content = {};      ///< The target of a link.
     std::uint32_t inode = 0;       ///< Files of one inode are hard links, the last with content; 0 for none.
     std::int32_t missingBytes = 0; ///< By how much the header claims more than the payload holds.
+    std::string owner = "root";    ///< User and group.
+    std::string capabilities = {};
 };
 
 /// Writes a package file that librpm takes, with the file list as it is: rpmbuild would refuse to.
@@ -20,7 +23,8 @@ struct RpmWriter {
     std::string id = "org.example.app";
     std::string version = "1";
     std::vector<WrittenFile> files = {};
-    std::vector<WrittenFile> payload = {}; ///< Empty for what `files` says.
+    std::vector<WrittenFile> payload = {};                       ///< Empty for what `files` says.
+    std::map<std::int32_t, std::vector<std::string>> lists = {}; ///< Further tags.
 
     bool isSigned = false; ///< By a key that nobody knows.
 

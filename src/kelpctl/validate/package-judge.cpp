@@ -12,6 +12,8 @@
 #include "kelp/core/common/rpm/tags.h"
 #include "kelp/core/kelp/incoming/rpm-package.h"
 #include "kelp/core/kelp/validator/framework/content-findings.h"
+#include "kelp/core/kelp/validator/hardening/hardening-findings.h"
+#include "kelp/core/kelp/validator/hardening/header-hardening.h"
 
 #include <future>
 #include <iostream>
@@ -71,9 +73,8 @@ public:
             throw;
         } catch (const Error &error) {
             const bool isRefusal = error.code() == Common::ErrorCategory::make(ErrorCode::BadPackageContent);
-            // The only thing that the reading of the header refuses.
             if (isRefusal)
-                report(Stage::Header, messageOf(ContentRule::NameUnusable, {}));
+                reportNames();
             // Whatever else stops the judging says nothing about the package: it must look neither good nor
             // bad.
             conclude(isRefusal ? Verdict::Refused : Verdict::Incomplete, explainedText(error));
@@ -113,6 +114,13 @@ private:
         } catch (const Error &) {
             return false;
         }
+    }
+
+    /// The only thing that the reading of the header refuses, before any check of it.
+    void reportNames() {
+        if (report_.version && !Validator::isUsableVersion(*report_.version))
+            report(Stage::Header, messageOf(Validator::HardeningRule::VersionUnusable, {*report_.version}));
+        report(Stage::Header, messageOf(ContentRule::NameUnusable, {}));
     }
 
     void finishDigest(const std::shared_ptr<Digest> &digest) {

@@ -11,8 +11,9 @@ std::string nameOf(Validator::LogLevel level) {
 
 const Explanation &explanationOf(std::string_view id) {
     static constexpr Explanation unknown{};
-    for (const auto &table : {headerExplanations(), contentExplanations(), desktopExplanations(),
-                              sandboxExplanations(), taskExplanations(), programExplanations()})
+    for (const auto &table :
+         {headerExplanations(), contentExplanations(), desktopExplanations(), sandboxExplanations(),
+          taskExplanations(), programExplanations(), hardeningExplanations()})
         if (const auto found = std::ranges::find(table, id, &Explanation::id); found != table.end())
             return *found;
     return unknown;

@@ -34,5 +34,6 @@ std::span<const Explanation> desktopExplanations();
 std::span<const Explanation> sandboxExplanations();
 std::span<const Explanation> taskExplanations();
 std::span<const Explanation> programExplanations();
+std::span<const Explanation> hardeningExplanations();
 
 } // namespace KelpCtl

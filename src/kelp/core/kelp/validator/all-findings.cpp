@@ -3,6 +3,7 @@
 #include "kelp/core/kelp/validator/data/data-findings.h"
 #include "kelp/core/kelp/validator/desktop/desktop-findings.h"
 #include "kelp/core/kelp/validator/framework/content-findings.h"
+#include "kelp/core/kelp/validator/hardening/hardening-findings.h"
 #include "kelp/core/kelp/validator/header/header-findings.h"
 #include "kelp/core/kelp/validator/program/program-findings.h"
 #include "kelp/core/kelp/validator/qml/qml-findings.h"
@@ -19,6 +20,7 @@ std::vector<CatalogueEntry> allFindings() {
     appendProgramFindings(all);
     appendQmlFindings(all);
     appendDataFindings(all);
+    appendHardeningFindings(all);
     return all;
 }
 

@@ -2,6 +2,7 @@
 
 #include "kelp/core/kelp/validator/framework/logger.h"
 #include "kelp/core/kelp/validator/framework/text.h"
+#include "kelp/core/kelp/validator/hardening/header-hardening.h"
 #include "kelp/core/kelp/validator/header/header-checks.h"
 
 namespace Validator {
@@ -30,6 +31,7 @@ bool RpmMetaChecker::validateMeta() {
     for (const FileInfo &file : meta_.files())
         checkFile(check, file);
     checkEmptyDirectories(check);
+    checkHeaderHardening(check);
     return takeVerdict(logger_, *config_);
 }
 

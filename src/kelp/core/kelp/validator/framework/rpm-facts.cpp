@@ -10,6 +10,7 @@
 #include <rpm/rpmtd.h>
 
 #include <algorithm>
+#include <span>
 
 namespace Validator {
 
@@ -26,14 +27,34 @@ constexpr std::int32_t scriptTags[] = {
     Tag::PostUninstallProgram, Tag::PreTransactionProgram, Tag::PostTransactionProgram,
 };
 
+/// What runs as root too, when this package or another comes or goes, or is verified. By numbers, as librpm
+/// has no names yet for the last four, which it would keep in its database all the same.
+constexpr std::int32_t otherScriptTags[] = {
+    Tag::TriggerScripts,
+    Tag::TriggerName,
+    Tag::TriggerProgram,
+    Tag::VerifyScript,
+    Tag::VerifyScriptProgram,
+    Tag::FileTriggerScripts,
+    Tag::FileTriggerProgram,
+    Tag::FileTriggerName,
+    Tag::TransactionFileTriggerScripts,
+    Tag::TransactionFileTriggerProgram,
+    Tag::TransactionFileTriggerName,
+    Tag::PreUninstallTransaction,
+    Tag::PostUninstallTransaction,
+    Tag::PreUninstallTransactionProgram,
+    Tag::PostUninstallTransactionProgram,
+};
+
 /// What a dependency on rpm itself, on the loader or on a file has in it, and one on a package has not.
 /// rpmbuild adds the like of these by itself, so that no maker may have chosen them.
 constexpr std::string_view marksOfNoPackage[] = {"rpmlib", "rtld", "/"};
 
 /// Asks for the entries and not for their texts: a script of another type, as no packing tool writes it, is
 /// one too.
-bool hasScripts(const Reader &reader) {
-    return std::ranges::any_of(scriptTags,
+bool hasAny(const Reader &reader, std::span<const std::int32_t> tags) {
+    return std::ranges::any_of(tags,
                                [&](std::int32_t tag) { return headerIsEntry(reader.header(), tag) != 0; });
 }
 
@@ -52,7 +73,7 @@ std::vector<FileInfo> filesOf(const Reader &reader) {
     while (rpmfiNext(iterator.get()) >= 0)
         files.push_back({rpmfiFMode(iterator.get()), textOf(rpmfiFN(iterator.get())),
                          textOf(rpmfiFLink(iterator.get())), textOf(rpmfiFUser(iterator.get())),
-                         textOf(rpmfiFGroup(iterator.get()))});
+                         textOf(rpmfiFGroup(iterator.get())), textOf(rpmfiFCaps(iterator.get()))});
     return files;
 }
 
@@ -84,15 +105,16 @@ void freeTagData(rpmtd data) {
 
 /// The names as they stand in the header: of a boolean dependency all of it, so that nothing of it can hide
 /// behind its first word.
-std::vector<std::string> requirementsOf(const Reader &reader) {
+void readRequirements(const Reader &reader, RpmFacts &facts) {
     const std::unique_ptr<rpmtd_s, decltype(&freeTagData)> data(rpmtdNew(), freeTagData);
     // The texts stay in the header, which the reader holds; without the tag there are none.
     headerGet(reader.header(), Tag::RequireName, data.get(), HEADERGET_MINMEM);
-    std::vector<std::string> requirements;
-    while (const char *dependency = rpmtdNextString(data.get()))
-        if (!isOnNoPackage(dependency))
-            requirements.push_back(shortened(dependency));
-    return requirements;
+    while (const char *dependency = rpmtdNextString(data.get())) {
+        if (isOnNoPackage(dependency))
+            facts.uncheckedRequirements.emplace_back(dependency);
+        else
+            facts.requirements.push_back(shortened(dependency));
+    }
 }
 
 } // namespace
@@ -109,9 +131,10 @@ RpmFacts readRpmFacts(const Reader &reader) {
     facts.provides = reader.dependencies(Tag::ProvideName);
     facts.obsoletes = reader.dependencies(Tag::ObsoleteName);
     facts.conflicts = reader.dependencies(Tag::ConflictName);
-    facts.hasScripts = hasScripts(reader);
+    facts.hasScripts = hasAny(reader, scriptTags);
+    facts.hasOtherScripts = hasAny(reader, otherScriptTags);
     facts.files = filesOf(reader);
-    facts.requirements = requirementsOf(reader);
+    readRequirements(reader, facts);
     return facts;
 }
 

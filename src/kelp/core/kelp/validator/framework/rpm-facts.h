@@ -17,6 +17,7 @@ struct FileInfo {
     std::string linkTarget; ///< Empty unless the entry is a link.
     std::string user;
     std::string group;
+    std::string capabilities = {}; ///< As cap_to_text(3) writes them.
 };
 
 /// What a package's header says of it, as the validator needs to know it. A text that the header lacks is
@@ -27,12 +28,14 @@ struct RpmFacts {
     std::string release;
     std::string vendor;
     std::string architecture;
-    bool hasScripts = false; ///< Whether there is any scriptlet, or a program for one.
+    bool hasScripts = false;      ///< Whether there is any scriptlet, or a program for one.
+    bool hasOtherScripts = false; ///< The same of triggers, verify scripts and what newer rpms know.
     std::vector<std::string> provides;
     std::vector<std::string> obsoletes;
     std::vector<std::string> conflicts;
     std::vector<std::string>
         requirements; ///< Without rpm's own, file and loader dependencies, and without "()(64bit)".
+    std::vector<std::string> uncheckedRequirements; ///< Those that the list above is without, as they are.
     std::vector<FileInfo> files;
 };
 

@@ -56,8 +56,16 @@ bool RpmMeta::hasScripts() const {
     return record_->facts.hasScripts;
 }
 
+bool RpmMeta::hasOtherScripts() const {
+    return record_->facts.hasOtherScripts;
+}
+
 const std::vector<std::string> &RpmMeta::requirements() const {
     return record_->facts.requirements;
+}
+
+const std::vector<std::string> &RpmMeta::uncheckedRequirements() const {
+    return record_->facts.uncheckedRequirements;
 }
 
 const std::vector<std::string> &RpmMeta::provides() const {
@@ -89,6 +97,21 @@ bool RpmMeta::holdsBelow(std::string_view beginning) const {
     // Paths with one beginning stand together, and the first of them is the first that is not less than it.
     const auto found = std::ranges::lower_bound(record_->sorted, beginning);
     return found != record_->sorted.end() && found->starts_with(beginning);
+}
+
+std::size_t RpmMeta::impliedDirectories() const {
+    std::size_t count = 0;
+    std::string_view previous;
+    // Paths below one directory stand together, so that what the path before does not begin with is new.
+    for (const std::string_view path : record_->sorted) {
+        const auto [end, unused] = std::ranges::mismatch(path, previous);
+        const auto common = static_cast<std::size_t>(end - path.begin());
+        for (std::size_t slash = path.find('/', std::max<std::size_t>(common, 1));
+             slash != std::string_view::npos; slash = path.find('/', slash + 1))
+            count += holds(path.substr(0, slash)) ? 0U : 1U;
+        previous = path;
+    }
+    return count;
 }
 
 } // namespace Validator

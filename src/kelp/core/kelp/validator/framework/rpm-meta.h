@@ -27,7 +27,9 @@ public:
     const std::string &vendor() const;
     const std::string &architecture() const;
     bool hasScripts() const;
+    bool hasOtherScripts() const;
     const std::vector<std::string> &requirements() const;
+    const std::vector<std::string> &uncheckedRequirements() const;
     const std::vector<std::string> &provides() const;
     const std::vector<std::string> &obsoletes() const;
     const std::vector<std::string> &conflicts() const;
@@ -38,6 +40,9 @@ public:
     bool holds(std::string_view path) const;
     /// Whether a path of the file list begins with this text. Takes logarithmic time.
     bool holdsBelow(std::string_view beginning) const;
+    /// How many directories lie above the paths of the file list and are not in it. Takes time by the length
+    /// of all paths together.
+    std::size_t impliedDirectories() const;
 
 private:
     struct Record;

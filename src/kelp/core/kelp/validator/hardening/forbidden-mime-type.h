@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string_view>
+
+namespace Validator {
+
+class Config;
+
+/// Whether no package may handle a MIME type, however it is written: blanks around it and the case of its
+/// letters do not matter to who looks the handler up. The older name of packages counts like their own.
+bool isForbiddenMimeType(const Config &config, std::string_view type);
+
+} // namespace Validator

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "kelp/core/kelp/validator/framework/message.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace Validator {
+
+/// The findings on what no rule of the platform looks at and no honest package has. The words behind say what
+/// the arguments are.
+enum class HardeningRule : std::uint32_t {
+    HalfExecutable = 0,      ///< path
+    SecondDesktopFile = 1,   ///< path, the one file that may lie there
+    SecondIntegrityFile = 2, ///< path, the one file that may lie there
+    TooManyDirectories = 3,  ///< path
+    ForbiddenMimeType = 4,   ///< MIME type
+    OtherScripts = 5,
+    DisguisedDependency = 6,       ///< dependency
+    DependencyWithSlash = 7,       ///< dependency
+    FileCapabilities = 8,          ///< path, capabilities
+    TolerableFileCapabilities = 9, ///< path, capabilities
+    DirectoryNotRoots = 10,        ///< path, owners
+    OwnDirectoryNotRoots = 11,     ///< path, owners
+    DirectorySpecialBits = 12,     ///< path
+    FileInPlaceOfDirectory = 13,   ///< path
+    VersionUnusable = 14,          ///< version and release
+    VersionLong = 15,              ///< version and release
+    NameOfAnotherApplication = 16, ///< path
+};
+
+/// Throws as composeMessage() does.
+Message messageOf(HardeningRule rule, const std::vector<std::string> &strings);
+
+/// Appends the entries of the catalogue above.
+void appendHardeningFindings(std::vector<CatalogueEntry> &all);
+
+} // namespace Validator

@@ -1,0 +1,155 @@
+#include "kelp/core/kelp/mappings/mapping-table.h"
+#include "kelp/core/kelp/validator/framework/content-findings.h"
+#include "kelp/core/kelp/validator/framework/text.h"
+#include "kelp/core/kelp/validator/hardening/code-points.h"
+#include "kelp/core/kelp/validator/hardening/hardening-findings.h"
+#include "kelp/core/kelp/validator/hardening/header-hardening.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+
+namespace Validator {
+
+namespace {
+
+constexpr unsigned specialBits = S_ISUID | S_ISGID | S_ISVTX;
+constexpr unsigned othersExecute = S_IXGRP | S_IXOTH;
+
+constexpr std::size_t mostDirectories = 1000;
+/// Twice what the most scattered of a thousand honest packages has.
+constexpr std::size_t mostDirectoriesOfEntry = 4;
+constexpr std::ptrdiff_t mostComponents = 64;
+
+/// A directory of the system in which a package has one file, and who reads the directory reads all files.
+struct SharedDirectory {
+    std::string_view beginning;
+    std::string_view ending; ///< Of the package's file, behind its name.
+    HardeningRule rule;
+};
+
+constexpr SharedDirectory sharedDirectories[] = {
+    {"/usr/share/applications/", ".desktop", HardeningRule::SecondDesktopFile},
+    {"/etc/integrityd/config.d/", ".json", HardeningRule::SecondIntegrityFile},
+};
+
+/// Profiles for packages that come with more of the system's rights.
+constexpr std::string_view trustedProfiles[] = {"extended", "mdm", "auth"};
+
+/// The package's own directories, each with its final slash.
+std::vector<std::string> ownDirectories(const std::string &id) {
+    std::vector<std::string> directories;
+    for (const auto &mapping : Core::KELP::buildMappings(id, {}, {}, {}, Core::KELP::Rooted::No))
+        if (mapping.ownsDirectory() != 0)
+            directories.push_back(mapping.target());
+    return directories;
+}
+
+/// The checks on one entry of the file list.
+class EntryChecks {
+public:
+    explicit EntryChecks(const HeaderCheck &check) : check_(check), own_(ownDirectories(check.meta.name())) {}
+
+    void run(const FileInfo &file) const {
+        checkText(file);
+        checkShared(file);
+        checkName(file);
+        checkCapabilities(file);
+        if (S_ISDIR(file.mode))
+            checkDirectory(file);
+        else if (std::ranges::find(own_, file.path + '/') != own_.end())
+            report(HardeningRule::FileInPlaceOfDirectory, file);
+        // Programs are looked into by the owner's bit. Another user would run this one all the same.
+        if (S_ISREG(file.mode) && (file.mode & S_IXUSR) == 0 && (file.mode & othersExecute) != 0)
+            report(HardeningRule::HalfExecutable, file);
+    }
+
+private:
+    void report(HardeningRule rule, const FileInfo &file) const { check_.logger.log(rule, {file.path}); }
+
+    /// Lists of published files hold one path a line.
+    void checkText(const FileInfo &file) const {
+        if (!isOneLine(file.path) || !isOneLine(file.linkTarget))
+            check_.logger.log(ContentRule::ImpossiblePath, {file.path});
+    }
+
+    void checkShared(const FileInfo &file) const {
+        for (const auto &[beginning, ending, rule] : sharedDirectories) {
+            const std::string allowed = std::string(beginning) + check_.meta.name() + std::string(ending);
+            const bool isAllowed = file.path == allowed && S_ISREG(file.mode);
+            if (file.path.starts_with(beginning) && file.path != beginning && !isAllowed)
+                check_.logger.log(rule, {file.path, allowed});
+        }
+    }
+
+    /// Whose name it is, that one could not be installed beside this package.
+    void checkName(const FileInfo &file) const {
+        std::string_view name = std::string_view(file.path).substr(file.path.rfind('/') + 1);
+        const bool isIcon = file.path.starts_with(check_.config.iconsDir());
+        if (S_ISDIR(file.mode) || (!isIcon && !file.path.starts_with(check_.config.binDir())))
+            return;
+        // A program has its name alone.
+        if (isIcon)
+            name = name.substr(0, name.rfind('.'));
+        if (isReverseDomain(name, 3) && !name.starts_with(check_.meta.name()))
+            report(HardeningRule::NameOfAnotherApplication, file);
+    }
+
+    void checkCapabilities(const FileInfo &file) const {
+        // Build tools write the second for a file without any, next to one with some.
+        if (file.capabilities.empty() || file.capabilities == "=")
+            return;
+        const bool isTolerated =
+            std::ranges::find(trustedProfiles, check_.config.name()) != std::end(trustedProfiles);
+        check_.logger.log(isTolerated ? HardeningRule::TolerableFileCapabilities
+                                      : HardeningRule::FileCapabilities,
+                          {file.path, file.capabilities});
+    }
+
+    void checkDirectory(const FileInfo &file) const {
+        // A build root on a set-gid directory gives the bit to all of them.
+        if ((file.mode & specialBits) != 0)
+            report(HardeningRule::DirectorySpecialBits, file);
+        if (file.user == "root" && file.group == "root")
+            return;
+        const std::string below = file.path + '/';
+        const bool isOwn = std::ranges::any_of(
+            own_, [&](const std::string &directory) { return below.starts_with(directory); });
+        check_.logger.log(isOwn ? HardeningRule::OwnDirectoryNotRoots : HardeningRule::DirectoryNotRoots,
+                          {file.path, file.user + ':' + file.group});
+    }
+
+    const HeaderCheck &check_;
+    std::vector<std::string> own_;
+};
+
+bool isTooDeep(const FileInfo &file) {
+    return std::ranges::count(file.path, '/') > mostComponents;
+}
+
+/// Whether the directories that nobody lists are so many that they alone are what the package brings.
+bool hasTooManyDirectories(const RpmMeta &meta) {
+    const std::size_t count = meta.impliedDirectories();
+    return count > mostDirectories && count > mostDirectoriesOfEntry * meta.files().size();
+}
+
+/// Before anything is unpacked: each directory takes a block of the disk, and time at its removal.
+void checkDirectories(const HeaderCheck &check) {
+    const auto &files = check.meta.files();
+    const auto deep = std::ranges::find_if(files, isTooDeep);
+    if (deep != files.end())
+        check.logger.log(HardeningRule::TooManyDirectories, {deep->path});
+    else if (hasTooManyDirectories(check.meta))
+        check.logger.log(HardeningRule::TooManyDirectories, {files.front().path});
+}
+
+} // namespace
+
+void checkPlaces(const HeaderCheck &check) {
+    checkDirectories(check);
+    const EntryChecks checks(check);
+    for (const FileInfo &file : check.meta.files())
+        checks.run(file);
+}
+
+} // namespace Validator
