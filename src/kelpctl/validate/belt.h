@@ -16,7 +16,7 @@ struct Abandoned {};
 template<class Item>
 class Belt {
 public:
-    /// As many items can wait on the belt, and as many be with the one who takes them.
+    /// As many items can wait on the belt, two at least, and as many be with the one who takes them.
     explicit Belt(std::size_t longest) : longest_(longest) {}
 
     /// Waits for room. Raises Abandoned when the belt is closed.

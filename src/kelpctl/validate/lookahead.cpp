@@ -2,6 +2,9 @@
 
 #include "kelpctl/validate/belt.h"
 
+#include <sys/resource.h>
+
+#include <algorithm>
 #include <future>
 #include <variant>
 
@@ -14,6 +17,20 @@ namespace {
 
 /// Pieces of at most 128 KiB, which are what takes memory, or entries, each of which has its file open.
 constexpr std::size_t longestBelt = 64;
+/// Below that a belt cannot go by halves.
+constexpr std::size_t shortestBelt = 2;
+/// What else is open in this process, a handful of it for each file that is judged.
+constexpr std::size_t otherFiles = 40;
+
+/// On each of the two belts, and with each of the two who take from them, as many files can be open.
+std::size_t beltLength() {
+    struct rlimit files {};
+    if (::getrlimit(RLIMIT_NOFILE, &files) != 0)
+        return shortestBelt;
+    const std::size_t left = files.rlim_cur - std::min<std::size_t>(files.rlim_cur, otherFiles);
+    return std::clamp(left / 4, shortestBelt, longestBelt);
+}
+
 /// A file of one smaller piece is written at once: to hand the piece on would cost more.
 constexpr std::size_t smallestPiece = 0x4000;
 
@@ -27,8 +44,8 @@ struct Load {
 } // namespace
 
 struct Lookahead::Belts {
-    Belt<std::variant<Load, UnpackedEntry>> unwritten{longestBelt};
-    Belt<UnpackedEntry> written{longestBelt};
+    Belt<std::variant<Load, UnpackedEntry>> unwritten{beltLength()};
+    Belt<UnpackedEntry> written{beltLength()};
     bool isFileSplit = false; ///< Whether a piece of the present file is on the belt. Of the unpacking alone.
 
     void write() {

@@ -1,11 +1,15 @@
 #include "platform/managed-configuration/cpf-validator.h"
 
-#include "kelp/core/common/files/path-tests.h"
+#include "kelp/core/common/files/file-descriptor.h"
 #include "platform/managed-configuration/json-object-check.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <array>
-#include <fstream>
+#include <cerrno>
 #include <map>
+#include <system_error>
 
 namespace ManagedConfiguration::Validator {
 
@@ -30,16 +34,20 @@ bool CPFValidator::isConfigurationParameterFile(const std::string &package,
 
 bool CPFValidator::isValid(const std::filesystem::path &path) const {
     // A pipe would be waited for without end.
-    if (!Common::isRegularFile(path))
+    if (!std::filesystem::is_regular_file(path))
         return false;
-    std::ifstream file(path, std::ios::binary);
+    const Common::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     JsonObjectCheck check;
     std::array<char, 4096> block{};
-    while (file.read(block.data(), block.size()) || file.gcount() > 0) {
+    ssize_t got = file.get();
+    while (got >= 0 && (got = ::read(file.get(), block.data(), block.size())) > 0) {
         // At the first byte that cannot be right: what is left of a file of any size is not read.
-        if (!check.feed({block.data(), static_cast<std::size_t>(file.gcount())}))
+        if (!check.feed({block.data(), static_cast<std::size_t>(got)}))
             return false;
     }
+    if (got < 0)
+        throw std::filesystem::filesystem_error("cannot read", path,
+                                                std::error_code(errno, std::system_category()));
     return check.finish();
 }
 

@@ -21,7 +21,8 @@ public:
     bool isConfigurationParameterFile(const std::string &package, const std::filesystem::path &path) const;
 
     /// Whether the file holds one JSON object. Takes a fixed amount of memory whatever the file is, and is
-    /// false for anything but a regular file, and for one that nests deeper than 32 levels.
+    /// false for anything but a regular file, and for one that nests deeper than 32 levels. Raises a standard
+    /// exception for a file that cannot be read.
     bool isValid(const std::filesystem::path &path) const;
 
 private:

@@ -98,7 +98,7 @@ TEST_F(QmlImportsTest, CarriesErrorsToTheFilesBehind) {
         EXPECT_THAT(validate("import QtQuick 2.6"), IsEmpty());
         EXPECT_EQ(logger_->errorSeen(), fails) << first;
         EXPECT_THAT(validate("import Halyard.Other 1.0"), ElementsAre(notAllowed("Halyard.Other 1.0")));
-        EXPECT_THAT(validateAt("/usr/share/a.qml", "/absent"), IsEmpty());
+        EXPECT_THAT(validateAt("/usr/share/a.qml", root_.path()), IsEmpty());
         EXPECT_TRUE(logger_->errorSeen()) << first;
     }
 }

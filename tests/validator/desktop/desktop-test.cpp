@@ -1,5 +1,7 @@
 #include "desktop-fixture.h"
 
+#include "support/error-matcher.h"
+
 #include <gtest/gtest.h>
 
 using namespace Validator;
@@ -398,7 +400,9 @@ TEST(Desktop, MissesADesktopFileThatTheProfileRequires) {
     DesktopCheck vanished;
     vanished.validate(soundAnd(""));
     std::filesystem::remove(vanished.desktopFile());
-    EXPECT_EQ(vanished.finish(), brokenFile);
+    EXPECT_THAT(
+        [&] { vanished.finish(); },
+        raises(Common::ErrorCode::Filesystem, "Couldn't look at file: " + vanished.desktopFile().string()));
 }
 
 TEST(Desktop, KeepsSharedDataWithinTheOrganisation) {

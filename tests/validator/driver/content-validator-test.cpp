@@ -3,6 +3,8 @@
 #include "validator/checkers/checker-fixture.h"
 #include "validator/content/elf-image.h"
 
+#include <sys/resource.h>
+
 using namespace Validator;
 
 namespace {
@@ -20,8 +22,8 @@ protected:
     ContentValidatorTest() { facts_.requirements = {"libhalyardapp-launcher"}; }
 
     /// Begins the stage for the package as it is now.
-    void begin() {
-        profile_ = Profile::Extended;
+    void begin(Profile profile = Profile::Extended) {
+        profile_ = profile;
         validator_ = std::make_unique<ContentValidator>(config(), RpmMeta(facts_));
         validator_->setInstallRoot(root_.path());
     }
@@ -73,6 +75,50 @@ TEST_F(ContentValidatorTest, WantsQmlOnlyPackagesToBeOfNoArchitecture) {
         EXPECT_EQ(finish(), lines) << architecture;
         EXPECT_FALSE(hasFailed_);
     }
+}
+
+/// Whether an error of the system comes up that names this file, while no more files can be opened.
+template<class Judge>
+bool isRaised(const std::string &file, rlim_t mostFiles, const Judge &judge) {
+    rlimit before{};
+    ::getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit limited{mostFiles, before.rlim_max};
+    ::setrlimit(RLIMIT_NOFILE, &limited);
+    bool isRaised = false;
+    try {
+        judge();
+    } catch (const std::system_error &error) {
+        isRaised = std::string(error.what()).find(file) != std::string::npos;
+    }
+    ::setrlimit(RLIMIT_NOFILE, &before);
+    return isRaised;
+}
+
+/// The machine's failures are no fault of the file, and no reason to let it pass.
+TEST_F(ContentValidatorTest, SaysNothingOfAFileThatCannotBeLookedInto) {
+    const std::string share = "/usr/share/org.example.app/";
+    const std::pair<std::string, std::string> files[] = {
+        {desktopPath, desktopFile},
+        {"/usr/bin/org.example.app", ElfImage().bytes()},
+        {"/usr/libexec/org.example.app/helper", ElfImage().bytes()},
+        {share + "a.qml", "import Halyard.X 1.0"},
+        {share + "data", "x"},
+        {share + "managed-configuration/a.json", "{}"},
+        {"/usr/share/icons/hicolor/86x86/apps/org.example.app.png", "x"},
+        {"/etc/integrityd/config.d/org.example.app.json", "{"},
+        {"/manifest.json", "{"},
+    };
+    for (const auto &[path, content] : files)
+        for (const bool isThere : {true, false}) {
+            begin(Profile::Regular);
+            const std::string real = unpack(content, false, path.substr(1));
+            if (!isThere)
+                std::filesystem::remove(real);
+            const auto judge = [&] { validator_->validateFile(path, real); };
+            const auto lines =
+                linesOf([&] { EXPECT_TRUE(isRaised(real, isThere ? 0 : 1024, judge)) << path << isThere; });
+            EXPECT_EQ(lines, Lines()) << path << isThere;
+        }
 }
 
 } // namespace

@@ -1,42 +1,100 @@
 #include "kelp/core/kelp/desktop-file/desktop-file.h"
 
+#include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/files/file-descriptor.h"
 #include "kelp/core/kelp/desktop-file/name-flood.h"
 
 #include "platform/app-manifest/manifest-entry.h"
 
-#include <filesystem>
-#include <fstream>
-#include <system_error>
+#include <fcntl.h>
+#include <glib.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <memory>
 
 namespace Core::KELP {
 
 namespace {
 
-/// Looks before it opens, as a pipe would be waited for.
-std::optional<std::string> readBounded(const std::string &path) {
-    std::error_code error;
-    if (!std::filesystem::is_regular_file(path, error))
-        return std::nullopt;
-    const std::uintmax_t size = std::filesystem::file_size(path, error);
-    if (error || size > maximumDesktopFileSize)
-        return std::nullopt;
-    std::string text(size, '\0');
-    std::ifstream file(path, std::ios::binary);
-    if (!file.read(text.data(), static_cast<std::streamsize>(size)))
-        return std::nullopt;
-    return text;
+using AppManifest::ManifestEntry;
+using Common::FileDescriptor;
+
+[[noreturn]] void raiseUnreadable(const std::string &name, int reason) {
+    throw Common::Error(Common::ErrorCode::Filesystem, "Couldn't read desktop file: " + name, reason);
 }
 
-/// Before the reader has it: what its tables cost is spent while it reads.
-bool isBearable(const std::string &path) {
-    const auto text = readBounded(path);
-    return text && !isNameFlood(*text);
+/// Calls `transfer(done)`, which answers as read(2) and write(2) do, until `size` bytes are done.
+template<class Transfer>
+void transferAll(std::size_t size, const std::string &name, const Transfer &transfer) {
+    for (std::size_t done = 0; done < size;) {
+        const ssize_t got = transfer(done);
+        if (got == 0 || (got < 0 && errno != EINTR))
+            raiseUnreadable(name, got == 0 ? EIO : errno);
+        done += got > 0 ? static_cast<std::size_t>(got) : 0;
+    }
+}
+
+bool isBearable(const std::string &text) {
+    return text.size() <= maximumDesktopFileSize && !isNameFlood(text);
+}
+
+/// Whether a reader of key files refuses the text. The platform's own answers for a file that it could not
+/// read as for one that it refuses.
+bool isRefused(const std::string &text) {
+    const std::unique_ptr<GKeyFile, decltype(&g_key_file_unref)> file(g_key_file_new(), g_key_file_unref);
+    return g_key_file_load_from_data(file.get(), text.data(), text.size(), G_KEY_FILE_KEEP_TRANSLATIONS,
+                                     nullptr) == 0 ||
+           g_key_file_has_group(file.get(), "Desktop Entry") == 0;
+}
+
+/// What the platform's reader finds at `path`, where the text lies.
+std::optional<ManifestEntry> parse(const std::string &path, const std::string &text,
+                                   const std::string &name) {
+    auto entry = ManifestEntry::fromFilename(path);
+    if (!entry && !isRefused(text))
+        raiseUnreadable(name, EIO);
+    return entry;
 }
 
 } // namespace
 
-std::optional<AppManifest::ManifestEntry> readDesktopFile(const std::string &path) {
-    return isBearable(path) ? AppManifest::ManifestEntry::fromFilename(path) : std::nullopt;
+std::optional<std::string> readDesktopText(const std::string &path) {
+    // Not to wait for the writer of a pipe.
+    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (file.get() < 0 && errno == ENOENT)
+        return std::nullopt;
+    struct stat status {};
+    if (file.get() < 0 || ::fstat(file.get(), &status) != 0)
+        raiseUnreadable(path, errno);
+    // Looked at first: a sparse file claims what no memory holds.
+    if (!S_ISREG(status.st_mode) || static_cast<std::uintmax_t>(status.st_size) > maximumDesktopFileSize)
+        return std::nullopt;
+    std::string text(static_cast<std::size_t>(status.st_size), '\0');
+    transferAll(text.size(), path,
+                [&](std::size_t done) { return ::read(file.get(), text.data() + done, text.size() - done); });
+    return isBearable(text) ? std::optional(std::move(text)) : std::nullopt;
+}
+
+std::optional<ManifestEntry> readDesktopFile(const std::string &path) {
+    // In front of the reader: what its tables cost is spent while it reads.
+    const auto text = readDesktopText(path);
+    return text ? parse(path, *text, path) : std::nullopt;
+}
+
+std::optional<ManifestEntry> parseDesktopText(const std::string &text, const std::string &name) {
+    if (!isBearable(text))
+        return std::nullopt;
+    // The reader wants a file: one that has no name and is gone when closed.
+    const FileDescriptor file(::memfd_create("desktop", MFD_CLOEXEC));
+    if (file.get() < 0)
+        raiseUnreadable(name, errno);
+    transferAll(text.size(), name, [&](std::size_t done) {
+        return ::write(file.get(), text.data() + done, text.size() - done);
+    });
+    return parse("/proc/self/fd/" + std::to_string(file.get()), text, name);
 }
 
 } // namespace Core::KELP

@@ -14,9 +14,17 @@ namespace Core::KELP {
 constexpr std::uintmax_t maximumDesktopFileSize = std::uintmax_t(32) << 20;
 
 /// The only way to the platform's reader of desktop files, for which it is no matter how much time and memory
-/// a file takes. Empty for what that one refuses, and for a file that it is never given: one that is no
-/// regular file, is larger than `maximumDesktopFileSize`, names more than a million groups and keys, or holds
-/// dozens of names made to have one hash.
+/// a file takes. Empty for what that one refuses, and for what it is never given: no file at all, what is no
+/// regular file, and a text that readDesktopText() refuses. Raises ErrorCode::Filesystem "Couldn't read
+/// desktop file: PATH" for one that is there and cannot be read.
 std::optional<AppManifest::ManifestEntry> readDesktopFile(const std::string &path);
+
+/// The same of a text that lies in no file, which `name` stands for where that cannot be had.
+std::optional<AppManifest::ManifestEntry> parseDesktopText(const std::string &text, const std::string &name);
+
+/// The content of a desktop file, for another reader. Empty where there is no regular file, and for a text
+/// that no reader can bear: one that is larger than `maximumDesktopFileSize`, names more than a million
+/// groups and keys, or holds dozens of names made to have one hash. Raises as readDesktopFile() does.
+std::optional<std::string> readDesktopText(const std::string &path);
 
 } // namespace Core::KELP

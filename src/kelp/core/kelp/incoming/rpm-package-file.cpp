@@ -15,7 +15,6 @@
 
 #include "platform/app-manifest/manifest-entry.h"
 
-#include <sys/mman.h>
 #include <sys/xattr.h>
 
 #include <algorithm>
@@ -52,17 +51,12 @@ std::vector<RpmPackage::FileEntry> filesOf(const Common::Rpm::Reader &reader) {
     return files;
 }
 
-/// The reader wants a file: one that has no name and is gone when closed.
-std::optional<ManifestEntry> parse(const Common::Rpm::PackedFile &content) {
-    const FileDescriptor file(::memfd_create("desktop", MFD_CLOEXEC));
+std::optional<ManifestEntry> parse(const Common::Rpm::PackedFile &content, const fs::path &name) {
     // No more is read than the size that is claimed: this is what keeps a packed file of zeros out of memory.
-    if (file.get() < 0 || content.size() > maximumDesktopFileSize)
+    if (content.size() > maximumDesktopFileSize)
         return std::nullopt;
-    const std::string name = "/proc/self/fd/" + std::to_string(file.get());
-    content.read([&](const Common::Rpm::PackedFile::Piece &piece) {
-        Common::Rpm::PackedFile::write(file.get(), piece, name);
-    });
-    return readDesktopFile(name);
+    const std::vector<std::uint8_t> bytes = content.readAll();
+    return parseDesktopText({bytes.begin(), bytes.end()}, name);
 }
 
 /// The links among the files of a package, by their path.
@@ -104,7 +98,7 @@ std::optional<ManifestEntry> desktopFileOf(const ExtractFileIterator &package, c
         const auto *content = std::get_if<Common::Rpm::PackedFile>(&entry.kind);
         if (!content || !package.isNameOf(path, entry))
             return false;
-        manifest = parse(*content);
+        manifest = parse(*content, path);
         return true;
     });
     return manifest;

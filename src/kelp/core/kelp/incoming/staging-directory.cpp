@@ -45,6 +45,11 @@ constexpr int refusals[] = {EEXIST, ENOTDIR, ELOOP, EXDEV, ENAMETOOLONG, EISDIR,
                         "Couldn't write to staging directory: " + path.string(), errno);
 }
 
+[[noreturn]] void raiseUnreadable(const fs::path &path) {
+    throw Common::Error(Common::ErrorCode::Filesystem,
+                        "Couldn't look into staging directory: " + path.string(), errno);
+}
+
 /// Raises what errno says of an operation on `path`.
 [[noreturn]] void raiseSystemError(const fs::path &path) {
     if (std::ranges::find(refusals, errno) != std::end(refusals))
@@ -70,10 +75,12 @@ bool isPlainPath(std::string_view path) {
 }
 
 /// The text of an open link.
-fs::path targetOf(const FileDescriptor &link) {
+fs::path targetOf(const FileDescriptor &link, const fs::path &path) {
     char text[PATH_MAX];
     const ssize_t size = ::readlinkat(link.get(), "", text, sizeof text);
-    return size > 0 ? std::string(text, static_cast<std::size_t>(size)) : std::string();
+    if (size < 0)
+        raiseUnreadable(path);
+    return std::string(text, static_cast<std::size_t>(size));
 }
 
 struct CloseDirectory {
@@ -146,31 +153,42 @@ void StagingDirectory::hideLater(const fs::path &path, fs::perms permissions) {
 }
 
 void StagingDirectory::applyFilePermissions() const {
-    for (const auto &[path, permissions] : hidden_)
-        setPermissions(openExisting(path, O_RDONLY | O_NOFOLLOW | O_CLOEXEC), permissions, path);
+    for (const auto &[path, permissions] : hidden_) {
+        const FileDescriptor file = openExisting(path, O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+        if (file.get() < 0)
+            raiseUnreadable(path);
+        setPermissions(file, permissions, path);
+    }
 }
 
 std::optional<TreeNode> StagingDirectory::find(const fs::path &path) const {
     const FileDescriptor found = openExisting(path, O_PATH | O_NOFOLLOW | O_CLOEXEC);
+    // A name that is too long is one that nothing has.
+    if (found.get() < 0 && (errno == ENOENT || errno == ENAMETOOLONG))
+        return std::nullopt;
     struct stat status {};
     if (found.get() < 0 || ::fstat(found.get(), &status) != 0)
-        return std::nullopt;
+        raiseUnreadable(path);
     if (S_ISLNK(status.st_mode))
-        return TreeNode{TreeNode::Kind::Link, targetOf(found)};
+        return TreeNode{TreeNode::Kind::Link, targetOf(found, path)};
     return TreeNode{S_ISDIR(status.st_mode) ? TreeNode::Kind::Directory : TreeNode::Kind::File};
 }
 
 std::vector<std::string> StagingDirectory::namesIn(const fs::path &path) const {
     FileDescriptor file = openExisting(path, directoryFlags);
     // It owns the descriptor only when there is one, hence the release behind it.
-    const std::unique_ptr<DIR, CloseDirectory> directory(::fdopendir(file.get()));
+    const std::unique_ptr<DIR, CloseDirectory> directory(file.get() < 0 ? nullptr : ::fdopendir(file.get()));
     if (!directory)
-        raiseUnwritable(path);
+        raiseUnreadable(path);
     file.release();
     std::vector<std::string> names;
+    errno = 0;
     while (const dirent *entry = ::readdir(directory.get()))
         if (isPlainName(entry->d_name))
             names.emplace_back(entry->d_name);
+    // It says no more at a failure than at the end.
+    if (errno != 0)
+        raiseUnreadable(path);
     std::ranges::sort(names);
     return names;
 }
@@ -194,6 +212,8 @@ const FileDescriptor &StagingDirectory::openParent(const fs::path &path) {
 
 FileDescriptor StagingDirectory::makeByComponents(const fs::path &path) const {
     FileDescriptor current(::openat(directory_.get(), ".", directoryFlags));
+    if (current.get() < 0)
+        raiseUnwritable(path);
     for (const fs::path &name : path) {
         // What exists may be a link or a file: the next line does not go through either.
         if (::mkdirat(current.get(), name.c_str(), directoryMode) != 0 && errno != EEXIST)
@@ -216,9 +236,13 @@ FileDescriptor StagingDirectory::openExisting(const fs::path &path, int flags) c
 FileDescriptor StagingDirectory::openExistingByComponents(const fs::path &path, int flags) const {
     constexpr int searched = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
     FileDescriptor current(::openat(directory_.get(), ".", searched));
-    for (const fs::path &name : path.parent_path())
-        // One that is missing leaves nothing open, and all that follow fail.
+    for (const fs::path &name : path.parent_path()) {
+        if (current.get() < 0)
+            return current;
         current = FileDescriptor(::openat(current.get(), name.c_str(), searched));
+    }
+    if (current.get() < 0)
+        return current;
     return FileDescriptor(::openat(current.get(), path.empty() ? "." : path.filename().c_str(), flags));
 }
 

@@ -20,7 +20,7 @@ using Common::FileDescriptor;
 /// Paths are relative to the directory. One that isPossible() denies, and one whose place is taken or lies
 /// below something that is no directory, raises ErrorCode::BadPackageContent "package content validation
 /// failed". What the system cannot do raises ErrorCode::Filesystem "Couldn't write to staging directory:
-/// PATH".
+/// PATH", or "Couldn't look into staging directory: PATH".
 class StagingDirectory {
 public:
     /// Makes the directory, with its parents, unless it exists.

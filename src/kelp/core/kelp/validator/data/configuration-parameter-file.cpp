@@ -1,6 +1,7 @@
 #include "kelp/core/kelp/validator/data/configuration-parameter-file.h"
 
 #include "kelp/core/kelp/validator/data/data-findings.h"
+#include "kelp/core/kelp/validator/framework/mapped-file.h"
 #include "platform/managed-configuration/cpf-validator.h"
 
 namespace Validator {
@@ -28,8 +29,11 @@ bool ConfigurationParameterFile::canValidate(const std::string &path, const std:
 
 void ConfigurationParameterFile::validate(const std::string &path, const std::string &realPath) {
     remember(path, realPath);
-    if (!platformValidator()->isValid(realPath_))
-        logger_->log(ConfigurationParameterFileRule::Invalid, {path_});
+    if (platformValidator()->isValid(realPath_))
+        return;
+    // The platform's answer is the same for a file that it could not read.
+    MappedFile::open(realPath_);
+    logger_->log(ConfigurationParameterFileRule::Invalid, {path_});
 }
 
 } // namespace Validator

@@ -1,5 +1,6 @@
 #include "kelp/core/kelp/validator/data/icon.h"
 
+#include "kelp/core/common/errors/error-category.h"
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/kelp/validator/data/data-findings.h"
 #include "kelp/core/kelp/validator/data/png-size.h"
@@ -15,7 +16,9 @@ bool hasSize(const std::string &file, std::int32_t size) {
     try {
         const PngSize actual = readPngSize(file);
         return std::cmp_equal(actual.width, size) && std::cmp_equal(actual.height, size);
-    } catch (const Common::Error &) {
+    } catch (const Common::Error &error) {
+        if (error.code() != Common::ErrorCategory::make(Common::ErrorCode::Internal))
+            throw; // It may well be one.
         return false;
     }
 }

@@ -12,7 +12,7 @@ class Icon final : public ValidatorBase<IValidator> {
 public:
     Icon(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config, std::shared_ptr<Logger> logger);
 
-    /// A file that cannot be read as PNG counts as one of the wrong size.
+    /// A file that is no PNG counts as one of the wrong size. Raises as MappedFile::open() does.
     void validate(const std::string &path, const std::string &realPath) override;
 
     /// True once for each icon that is expected.

@@ -39,7 +39,7 @@ const std::unordered_map<std::string_view, std::optional<json::kind>> &knownKeys
     return keys;
 }
 
-/// What the file holds, or null when it cannot be read or is no JSON.
+/// What the file holds, or null when it is no JSON.
 json::value parseFile(const std::string &path, json::storage_ptr storage) {
     const auto file = MappedFile::open(path);
     if (!file || file->bytes().size() > longestManifest)

@@ -7,9 +7,11 @@
 #include <png.h>
 
 #include <array>
+#include <cerrno>
 #include <csetjmp>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <stdexcept>
 #include <string>
 
@@ -73,16 +75,13 @@ PngSize sizeOf(std::string_view bytes) {
     if (!info)
         throw std::bad_alloc();
     png_set_read_fn(png.get(), &source, readBytes);
-    if (!readInfo(png.get(), info.get()))
+    errno = 0;
+    if (!readInfo(png.get(), info.get())) {
+        if (errno == ENOMEM)
+            throw std::bad_alloc();
         throw std::runtime_error(source.reason.data());
+    }
     return {png_get_image_width(png.get(), info.get()), png_get_image_height(png.get(), info.get())};
-}
-
-PngSize sizeOfFile(const std::filesystem::path &path) {
-    const auto file = MappedFile::open(path);
-    if (!file)
-        throw std::runtime_error("the file cannot be opened");
-    return sizeOf(file->bytes());
 }
 
 PngSize sizeOfBase64(const std::string &text) {
@@ -95,8 +94,11 @@ PngSize sizeOfBase64(const std::string &text) {
 } // namespace
 
 PngSize readPngSize(const std::filesystem::path &path) {
+    const auto file = MappedFile::open(path);
     try {
-        return sizeOfFile(path);
+        return sizeOf(file ? file->bytes() : throw std::runtime_error("it is no regular file"));
+    } catch (const std::bad_alloc &) {
+        throw;
     } catch (const std::exception &error) {
         throw Common::Error(ErrorCode::Internal, std::string("Failed to read PNG icon: ") + error.what());
     }

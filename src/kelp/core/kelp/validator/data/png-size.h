@@ -17,7 +17,7 @@ struct PngSize {
 // sound; what follows is not looked at.
 
 /// The dimensions of the PNG file at `path`. Raises ErrorCode::Internal, "Failed to read PNG icon: " and the
-/// reason, for a file that cannot be read as PNG.
+/// reason, for a file that is no PNG, and as MappedFile::open() does for one that cannot be read.
 PngSize readPngSize(const std::filesystem::path &path);
 
 /// The dimensions of a PNG given as a data URL (RFC 2397). Raises ErrorCode::InvalidArguments: "The icon has

@@ -1,5 +1,6 @@
 #include "kelp/core/kelp/validator/desktop/desktop-capabilities.h"
 
+#include "kelp/core/kelp/desktop-file/desktop-file.h"
 #include "kelp/core/kelp/validator/desktop/desktop-findings.h"
 #include "kelp/core/kelp/validator/desktop/desktop-vocabulary.h"
 
@@ -7,6 +8,8 @@
 #include <boost/algorithm/string/split.hpp>
 #include <boost/property_tree/ini_parser.hpp>
 #include <boost/property_tree/ptree.hpp>
+
+#include <sstream>
 
 namespace Validator {
 
@@ -27,15 +30,18 @@ constexpr ValueRow capabilities[] = {
     {"ScreenOrientation", screenOrientations},
 };
 
-/// Only for a file that readDesktopFile() has accepted, whose bounds hold here too: of names alone, five
-/// million in 32 MiB made a tree of 3.7 GB.
+/// Within the bounds of such texts: of names alone, five million in 32 MiB made a tree of 3.7 GB.
 std::optional<Tree> readIni(const std::string &path) {
+    std::optional<std::string> text = Core::KELP::readDesktopText(path);
+    if (!text)
+        return std::nullopt;
     try {
+        std::istringstream stream(std::move(*text));
         // Read in place: a tree cannot be moved, and a copy of a large one hurts.
         std::optional<Tree> tree(std::in_place);
-        boost::property_tree::read_ini(path, *tree);
+        boost::property_tree::read_ini(stream, *tree);
         return tree;
-    } catch (const std::exception &) {
+    } catch (const boost::property_tree::ini_parser_error &) {
         return std::nullopt;
     }
 }

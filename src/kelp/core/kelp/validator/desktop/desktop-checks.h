@@ -24,8 +24,9 @@ struct UnpackedTree {
 };
 
 /// Whether a D-Bus launch line starts the application's own binary, which is told by its name, or a program
-/// that lies, all links followed, in the application's directory below /usr/libexec. A program that cannot be
-/// resolved gives a line on standard error.
+/// that lies, all links followed, in the application's directory below /usr/libexec. A program that is not
+/// there gives a line on standard error; one that cannot be looked at raises ErrorCode::Filesystem "Couldn't
+/// look at file: PATH".
 bool isExecDBusAllowed(const std::string &launchLine, const std::string &packageName,
                        const UnpackedTree &tree); // exec-dbus.cpp
 

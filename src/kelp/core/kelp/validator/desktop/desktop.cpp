@@ -9,6 +9,7 @@
 #include "kelp/core/kelp/validator/desktop/desktop-intents.h"
 #include "kelp/core/kelp/validator/desktop/desktop-vocabulary.h"
 #include "kelp/core/kelp/validator/framework/content-findings.h"
+#include "kelp/core/kelp/validator/framework/file-status.h"
 
 #include "platform/app-manifest/manifest-entry.h"
 
@@ -20,6 +21,14 @@ using AppManifest::ManifestEntry;
 
 const std::string commonDirectory = "/usr/share/common/";
 
+/// Nothing for a file that is broken: for the reader one that has gone is none.
+std::optional<ManifestEntry> read(const std::string &path) {
+    auto entry = Core::KELP::readDesktopFile(path);
+    if (!entry)
+        statusOf(path);
+    return entry;
+}
+
 } // namespace
 
 Desktop::Desktop(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config,
@@ -28,7 +37,7 @@ Desktop::Desktop(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config,
 
 void Desktop::validate(const std::string &path, const std::string &realPath) {
     remember(path, realPath);
-    if (!Core::KELP::readDesktopFile(realPath)) {
+    if (!read(realPath)) {
         logger_->log(DesktopMessage::Broken);
         return;
     }
@@ -58,7 +67,7 @@ void Desktop::finish() {
     }
     // Read again and not kept: at the bounds of its reader it is a tree of a million names, which would lie
     // in memory while all other files are judged.
-    const auto entry = Core::KELP::readDesktopFile(desktopRealPath_);
+    const auto entry = read(desktopRealPath_);
     if (!entry) {
         logger_->log(DesktopMessage::Broken);
         return;

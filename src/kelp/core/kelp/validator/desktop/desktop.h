@@ -15,7 +15,8 @@ class Desktop final : public ValidatorBase<IValidator> {
 public:
     Desktop(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config, std::shared_ptr<Logger> logger);
 
-    /// A file that does not parse is reported as broken, and then as missing by finish().
+    /// A file that does not parse is reported as broken, and then as missing by finish(). Raises for one that
+    /// cannot be read, as finish() does.
     void validate(const std::string &path, const std::string &realPath) override;
     /// True for the desktop file that bears the package's name; remembers all paths of the shared data
     /// directory.

@@ -1,8 +1,10 @@
 #include "kelp/core/kelp/validator/desktop/desktop-checks.h"
 
+#include "kelp/core/common/errors/error.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/validator/desktop/desktop-vocabulary.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -17,12 +19,17 @@ struct Free {
     void operator()(char *text) const { std::free(text); }
 };
 
-/// The path without links, or nothing.
+/// What the package's own tree answers for a path that leads to no program.
+constexpr int faultsOfThePath[] = {ENOENT, ENOTDIR, ELOOP, ENAMETOOLONG};
+
+/// The path without links, or nothing where it leads nowhere.
 /// A link in the package's directory to a program of the system must not pass for one of the package.
 std::string resolved(const std::string &path) {
     const std::unique_ptr<char, Free> result(::realpath(path.c_str(), nullptr));
     if (result)
         return result.get();
+    if (std::ranges::find(faultsOfThePath, errno) == std::end(faultsOfThePath))
+        throw Common::Error(Common::ErrorCode::Filesystem, "Couldn't look at file: " + path, errno);
     std::cerr << "ExecDBus error: " << std::strerror(errno) << '\n';
     return {};
 }

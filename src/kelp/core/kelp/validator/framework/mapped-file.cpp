@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <optional>
 #include <string>
 #include <utility>
@@ -24,28 +25,30 @@ using Common::FileIdentity;
 /// A mapping costs two calls and a fault, and its end an interrupt of every other thread.
 constexpr std::uint64_t largestCopied = 0x10000;
 
-/// Nothing unless this is an open regular file.
-std::optional<FileIdentity> identityOfRegular(const FileDescriptor &file) {
-    // Of the open file and not of its path, so that what was looked at is what is mapped.
-    struct stat status;
-    if (file.get() < 0 || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode))
-        return std::nullopt;
-    return Common::identityOf(status);
+[[noreturn]] void raiseUnreadable(const std::filesystem::path &path, int reason) {
+    throw Error(ErrorCode::Filesystem, "Couldn't map file: " + path.string(), reason);
 }
 
-[[noreturn]] void raiseUnreadable(const std::filesystem::path &path) {
-    throw Error(ErrorCode::Filesystem, "Couldn't map file: " + path.string());
+/// Nothing unless this is a regular file.
+std::optional<FileIdentity> identityOfRegular(const FileDescriptor &file, const std::filesystem::path &path) {
+    // Of the open file and not of its path, so that what was looked at is what is mapped.
+    struct stat status {};
+    if (file.get() < 0 || ::fstat(file.get(), &status) != 0)
+        raiseUnreadable(path, errno);
+    if (!S_ISREG(status.st_mode))
+        return std::nullopt;
+    return Common::identityOf(status);
 }
 
 /// All of the file. Fails for one that the address space of a small device cannot hold: judged by its first
 /// part, or as an empty one, it would have its rest slip past every checker.
 std::string_view map(const FileDescriptor &file, std::uint64_t size, const std::filesystem::path &path) {
     const auto length = static_cast<std::size_t>(size);
-    void *address = std::cmp_equal(length, size)
-                        ? ::mmap(nullptr, length, PROT_READ, MAP_PRIVATE, file.get(), 0)
-                        : MAP_FAILED;
+    if (!std::cmp_equal(length, size))
+        raiseUnreadable(path, EFBIG);
+    void *address = ::mmap(nullptr, length, PROT_READ, MAP_PRIVATE, file.get(), 0);
     if (address == MAP_FAILED)
-        raiseUnreadable(path);
+        raiseUnreadable(path, errno);
     return {static_cast<const char *>(address), length};
 }
 
@@ -54,7 +57,7 @@ std::string_view map(const FileDescriptor &file, std::uint64_t size, const std::
 std::shared_ptr<const MappedFile> MappedFile::open(const std::filesystem::path &path) {
     // Without O_NONBLOCK the open itself would wait for a pipe's writer.
     const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    const auto identity = identityOfRegular(file);
+    const auto identity = identityOfRegular(file, path);
     if (!identity)
         return nullptr;
     const std::shared_ptr<MappedFile> mapped(new MappedFile(*identity));
@@ -68,8 +71,9 @@ void MappedFile::read(const FileDescriptor &file, const std::filesystem::path &p
         return;
     }
     copy_.resize(identity_.size);
-    if (::pread(file.get(), copy_.data(), copy_.size(), 0) != std::ssize(copy_))
-        raiseUnreadable(path);
+    const ssize_t got = ::pread(file.get(), copy_.data(), copy_.size(), 0);
+    if (got != std::ssize(copy_))
+        raiseUnreadable(path, got < 0 ? errno : EIO);
     bytes_ = copy_;
 }
 

@@ -17,9 +17,9 @@ namespace Validator {
 /// package manager's own while they are judged, so that nobody else can cut them.
 class MappedFile {
 public:
-    /// The file at `path`, links followed. Empty when it cannot be opened, and when it is anything but a
-    /// regular file: a pipe or a device that a package ships is never waited for. Raises
-    /// ErrorCode::Filesystem "Couldn't map file: PATH" for a regular file that cannot be had as a whole.
+    /// The file at `path`, links followed. Empty when it is anything but a regular file: a pipe or a device
+    /// that a package ships is never waited for. Raises ErrorCode::Filesystem "Couldn't map file: PATH" for
+    /// one that cannot be opened, and for a regular file that cannot be had as a whole.
     static std::shared_ptr<const MappedFile> open(const std::filesystem::path &path);
 
     MappedFile(const MappedFile &) = delete;

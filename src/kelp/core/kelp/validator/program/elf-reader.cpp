@@ -6,7 +6,9 @@
 #include <libelf.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
+#include <new>
 #include <optional>
 #include <utility>
 
@@ -45,6 +47,21 @@ ElfEncoding encodingOf(std::string_view bytes) {
     }
 }
 
+/// What libelf gave, or nothing. Without the memory to read a file, it would be one without sections.
+template<class Result, class Read>
+Result *unlessOutOfMemory(const Read &read) {
+    errno = 0;
+    Result *result = read();
+    if (result == nullptr && errno == ENOMEM)
+        throw std::bad_alloc();
+    return result;
+}
+
+/// False for a section whose header the file does not hold.
+bool readHeader(Elf_Scn *section, GElf_Shdr &header) {
+    return unlessOutOfMemory<GElf_Shdr>([&] { return gelf_getshdr(section, &header); }) != nullptr;
+}
+
 /// By its own bytes, before libelf sees them, which also takes archives.
 bool isElf(std::string_view bytes) {
     if (bytes.size() < EI_NIDENT || !bytes.starts_with(ELFMAG) || identAt(bytes, EI_VERSION) != EV_CURRENT)
@@ -70,7 +87,7 @@ std::optional<std::string_view> contentOf(std::string_view file, const GElf_Shdr
 
 std::optional<std::string_view> contentOf(std::string_view file, Elf *elf, std::size_t index) {
     GElf_Shdr header;
-    if (gelf_getshdr(elf_getscn(elf, index), &header) == nullptr)
+    if (!readHeader(elf_getscn(elf, index), header))
         return std::nullopt;
     return contentOf(file, header);
 }
@@ -127,7 +144,7 @@ void walkSections(std::string_view file, Elf *elf, const EntryKind &kind, Budget
     // Without a handle, for a file that libelf refuses, there is no section.
     for (Elf_Scn *section = nullptr; (section = elf_nextscn(elf, section)) != nullptr;) {
         GElf_Shdr header;
-        if (gelf_getshdr(section, &header) == nullptr ||
+        if (!readHeader(section, header) ||
             std::ranges::find(kind.sectionTypes, header.sh_type) == kind.sectionTypes.end())
             continue;
         const auto content = contentOf(file, header);
@@ -222,7 +239,7 @@ std::shared_ptr<IElfReader> ElfReader::create(const std::filesystem::path &path)
     // The image is only read: libelf's type just lacks the word. A file that libelf refuses, as one of
     // unknown byte order, is a file without sections.
     char *image = const_cast<char *>(file->bytes().data());
-    Handle elf(elf_memory(image, file->bytes().size()));
+    Handle elf(unlessOutOfMemory<Elf>([&] { return elf_memory(image, file->bytes().size()); }));
     if (elf && elf_kind(elf.get()) != ELF_K_ELF)
         elf.reset();
     return std::shared_ptr<IElfReader>(new ElfReader(std::move(file), std::move(elf)));
@@ -264,7 +281,7 @@ std::string_view ElfReader::rodata() const {
     const std::string_view names = contentOf(file_->bytes(), elf_.get(), namesIndex).value_or(""sv);
     for (Elf_Scn *section = nullptr; (section = elf_nextscn(elf_.get(), section)) != nullptr;) {
         GElf_Shdr header;
-        if (gelf_getshdr(section, &header) != nullptr && header.sh_name < names.size() &&
+        if (readHeader(section, header) && header.sh_name < names.size() &&
             names.substr(header.sh_name).starts_with(rodataName))
             return contentOf(file_->bytes(), header).value_or(""sv);
     }

@@ -13,10 +13,10 @@ class MappedFile;
 
 /// Reads ELF files (elf(5)) of either word size and byte order, whatever the machine's own are.
 ///
-/// Nothing in the file is trusted, and reading never fails once the object exists. Section headers that do
-/// not lie within the file make a file without sections; a section whose bytes do not all lie within the
-/// file, or whose entries are too small to be what the section's type says, is skipped; a name that is not
-/// terminated within its string table is empty.
+/// Nothing in the file is trusted, and reading fails for lack of memory alone, which is raised. Section
+/// headers that do not lie within the file make a file without sections; a section whose bytes do not all lie
+/// within the file, or whose entries are too small to be what the section's type says, is skipped; a name
+/// that is not terminated within its string table is empty.
 ///
 /// The sections of a sound file do not overlap. So one walk over symbols or dynamic entries reads no more
 /// bytes of entries, and of names, than the file has. A file that asks for more, such as one that points a
@@ -24,8 +24,8 @@ class MappedFile;
 /// is opened for the size of the sections, and behind the walk for the names. What is left is not read.
 class ElfReader final : public IElfReader {
 public:
-    /// The reader of the file at `path`. Empty when it cannot be opened, is no regular file, is no ELF file
-    /// of 32 or 64 bits and version 1, or ends within the ELF header.
+    /// The reader of the file at `path`. Empty when it is no regular file, is no ELF file of 32 or 64 bits
+    /// and version 1, or ends within the ELF header. Raises as MappedFile::open() does.
     static std::shared_ptr<IElfReader> create(const std::filesystem::path &path);
 
     bool isValid() const override;

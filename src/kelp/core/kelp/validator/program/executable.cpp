@@ -1,8 +1,7 @@
 #include "kelp/core/kelp/validator/program/executable.h"
 
-#include "kelp/core/common/errors/error.h"
-#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/kelp/validator/configuration/pattern-set.h"
+#include "kelp/core/kelp/validator/framework/file-status.h"
 #include "kelp/core/kelp/validator/program/elf-reader.h"
 #include "kelp/core/kelp/validator/program/library-places.h"
 #include "kelp/core/kelp/validator/program/program-findings.h"
@@ -24,11 +23,8 @@ constexpr std::string_view vitrineImport = "Halyard.Vitrine 1.0";
 
 /// By the bits of the unpacked file, which are those of the package while it is judged.
 bool isOwnerExecutable(const std::string &path) {
-    try {
-        return Common::hasPermissions(path, std::filesystem::perms::owner_exec);
-    } catch (const Common::Error &) {
-        return false; // It is in the log. What nobody can ask about, nobody can run.
-    }
+    const struct stat status = statusOf(path);
+    return S_ISREG(status.st_mode) && (status.st_mode & S_IXUSR) != 0;
 }
 
 /// The libraries that a file links and that are not among the allowed ones, each once, in the file's order.
@@ -68,7 +64,7 @@ bool Executable::canValidate(const std::string &path, const std::string &realPat
 
 void Executable::validate(const std::string &path, const std::string &realPath) {
     remember(path, realPath);
-    const Common::FileIdentity identity = Common::identityBehind(realPath).value_or(Common::FileIdentity{});
+    const Common::FileIdentity identity = Common::identityOf(statusOf(realPath));
     const auto known = contents_.find(identity);
     // Twenty thousand names of one large file would otherwise have it read as many times.
     if (known != contents_.end() && !isMainBinary())

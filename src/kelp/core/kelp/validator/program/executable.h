@@ -13,9 +13,9 @@ class IElfReader;
 /// what it links, where it looks for libraries, whether it exports what the launcher's booster calls, and
 /// which QML modules are imported by QML that was compiled in.
 ///
-/// A file that is no ELF file is a finding, never an exception. The time for a file grows with its size and
-/// not with the package's. A file with several names is read under the first one alone; what is judged of the
-/// others is their place.
+/// A file that is no ELF file is a finding, one that cannot be read is an exception. The time for a file
+/// grows with its size and not with the package's. A file with several names is read under the first one
+/// alone; what is judged of the others is their place.
 class Executable final : public ValidatorBase<IValidator> {
 public:
     Executable(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config, std::shared_ptr<Logger> logger);
@@ -23,7 +23,7 @@ public:
     void validate(const std::string &path, const std::string &realPath) override;
 
     /// True for the main binary, and for every regular file that its owner may execute, scripts too.
-    /// Raises ErrorCode::Filesystem when the file goes away meanwhile.
+    /// Raises as statusOf() does.
     bool canValidate(const std::string &path, const std::string &realPath) override;
 
     /// The rules on the main binary, its symbols and its rpath; none of them for a web application.

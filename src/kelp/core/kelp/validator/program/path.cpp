@@ -2,6 +2,7 @@
 
 #include "kelp/core/kelp/validator/configuration/pattern-set.h"
 #include "kelp/core/kelp/validator/framework/content-findings.h"
+#include "kelp/core/kelp/validator/framework/file-status.h"
 #include "kelp/core/kelp/validator/framework/mapped-file.h"
 #include "kelp/core/kelp/validator/framework/text.h"
 #include "kelp/core/kelp/validator/program/elf-reader.h"
@@ -30,8 +31,7 @@ struct Place {
 
 /// A script would be run without anybody having looked at what it runs.
 bool isValidElfOrDirectory(const std::string &realPath) {
-    std::error_code error;
-    if (std::filesystem::is_directory(realPath, error))
+    if (S_ISDIR(statusOf(realPath).st_mode))
         return true;
     const auto reader = ElfReader::create(realPath);
     return reader && reader->isValid();

@@ -1,6 +1,7 @@
 #include "kelp/core/kelp/validator/qml/qml-imports.h"
 
 #include "kelp/core/kelp/validator/configuration/pattern-set.h"
+#include "kelp/core/kelp/validator/framework/file-status.h"
 #include "kelp/core/kelp/validator/framework/mapped-file.h"
 #include "kelp/core/kelp/validator/qml/qml-scanner.h"
 
@@ -52,10 +53,8 @@ void QmlImports::validate(const std::string &path, const std::string &realPath) 
 }
 
 void QmlImports::extractImports() {
-    const auto identity = Common::identityBehind(realPath_);
-    if (!identity)
-        return;
-    if (const auto known = byFile_.find(*identity); known != byFile_.end()) {
+    const Common::FileIdentity identity = Common::identityOf(statusOf(realPath_));
+    if (const auto known = byFile_.find(identity); known != byFile_.end()) {
         imports_.insert(known->second.begin(), known->second.end());
         return;
     }
@@ -64,7 +63,7 @@ void QmlImports::extractImports() {
             return entry.first.size() <= longestRemembered;
         })) {
         remembered_ += found.size();
-        byFile_.emplace(*identity, std::move(found));
+        byFile_.emplace(identity, std::move(found));
     }
 }
 
