@@ -145,6 +145,21 @@ TEST_F(ExtractTest, RefusesHostilePackagesAndTouchesNothingOutside) {
         {"bomb", {{share, "a", 0100644, bomb, 0, 1 - megabytes}}, ErrorCode::Internal, badPayload},
         {"other names in the payload", {{share, "a"}}, ErrorCode::Internal, badPayload, {{share, "b"}}},
         {"missing in payload", {{share, "a"}, {share, "b"}}, ErrorCode::Internal, badPayload, {{share, "a"}}},
+        {"a directory missing",
+         {{share, "a"}, {share, "b", directory}},
+         ErrorCode::Internal,
+         badPayload,
+         {{share, "a"}}},
+        {"a link missing",
+         {{share, "a"}, {share, "b", symlink, "a"}},
+         ErrorCode::Internal,
+         badPayload,
+         {{share, "a"}}},
+        {"a name missing",
+         {{share, "a", 0100644, "", 7}, {share, "b", 0100644, "x", 7}},
+         ErrorCode::Internal,
+         badPayload,
+         {{share, "b", 0100644, "x", 7}}},
     };
     fs::create_directories(staging_);
     fs::create_directories(root_.path() / "version/data/there/sub");
@@ -290,13 +305,13 @@ TEST_F(ExtractTest, PutsFilesWhereTheStoreWantsThem) {
         GTEST_SKIP() << "needs root: only it may set security attributes";
     RpmWriter writer;
     writer.files = {{share, "a", 0104755, "content"},
+                    {share, "first", 0100644, "", 7},
                     {share, "d", 0041500},
                     {share, "l", symlink, "/usr/share/org.example.app/a"},
                     {share, "pipe", 0010644},
                     {share, "socket", 0140644},
                     {share, "terminal", 0020666},
                     {share, "disk", 0060666}};
-    writer.files.push_back({share, "first", 0100644, "", 7});
     writer.files.push_back({share, "second", 0100644, "both", 7});
     const PackageStaging staged = extract(writer);
     EXPECT_EQ(staged.version, "1-1");

@@ -21,11 +21,13 @@ struct HardLinkDescription {
 };
 
 std::shared_ptr<rpmfi_s> openPayload(FD_t file, const std::string &compressor, rpmfiles files) {
+    // Not by librpm's way to have the content of a set of hard links first: it reads on to the content, and
+    // drops what it finds in between.
     // The decompressor is laid upon the same file object, whose owner stays the same.
     FD_t payload = Fdopen(file, ("r." + compressor).c_str());
     if (!payload)
         throw Error(ErrorCode::BadPackageFileFormat, "Couldn't open rpm package for extraction");
-    return {rpmfiNewArchiveReader(payload, files, RPMFI_ITER_READ_ARCHIVE_CONTENT_FIRST), rpmfiFree};
+    return {rpmfiNewArchiveReader(payload, files, RPMFI_ITER_READ_ARCHIVE), rpmfiFree};
 }
 
 /// An archive reader's position cannot be moved, so that the names come from the list behind it.
@@ -42,6 +44,12 @@ std::vector<HardLinkDescription> furtherNames(rpmfiles files, int fileIndex) {
         if (indexes[i] != fileIndex)
             names.push_back({nameAt(files, indexes[i]), indexes[i]});
     return names;
+}
+
+/// The name that stands for all of a set of hard links.
+int firstName(rpmfiles files, int fileIndex) {
+    const int *indexes = nullptr;
+    return rpmfilesFLinks(files, fileIndex, &indexes) > 1 ? indexes[0] : fileIndex;
 }
 
 /// librpm looks each file of the payload up in the header by bisection, and file by file when that finds
@@ -70,14 +78,17 @@ ExtractFileIterator::ExtractFileIterator(const std::filesystem::path &package, S
 
 void ExtractFileIterator::forEach(const std::function<bool(const Entry &)> &callback) const {
     const auto makePackedFile = [&](auto permissions) -> std::optional<PackedFile> {
-        // A further name, which forEachFurtherName() gives behind the one that has the content.
+        // All names of a set come when the last of them does, which has the content.
         if (!rpmfiArchiveHasContent(archive_.get()))
             return std::nullopt;
         return PackedFile(permissions, archive_);
     };
+    const std::unique_ptr<rpmfi_s, decltype(&rpmfiFree)> list(rpmfilesIter(files_.get(), RPMFI_ITER_FWD),
+                                                              rpmfiFree);
     int next;
     while ((next = rpmfiNext(archive_.get())) >= 0) {
-        const auto entry = currentEntry<Entry>(archive_.get(), makePackedFile);
+        rpmfiSetFX(list.get(), firstName(files_.get(), next));
+        const auto entry = currentEntry<Entry>(list.get(), makePackedFile);
         if (!entry)
             continue;
         const bool stop = callback(*entry);
@@ -88,7 +99,8 @@ void ExtractFileIterator::forEach(const std::function<bool(const Entry &)> &call
         if (stop)
             return;
     }
-    // A payload that is damaged between two files would pass for a smaller package.
+    // A payload that is damaged between two files would pass for a smaller package. librpm has another end
+    // for one that lacks a file, directory or link of the list which is no ghost.
     if (next != RPMERR_ITER_END)
         throw Error(ErrorCode::Internal, "Couldn't read content from rpm package");
 }

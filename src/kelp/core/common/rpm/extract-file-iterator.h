@@ -22,12 +22,13 @@ public:
     explicit ExtractFileIterator(const std::filesystem::path &package,
                                  Signatures signatures = Signatures::OfMachine);
 
-    /// Calls `callback` for each entry, in the payload's order, until it returns true. The further names of a
-    /// regular file follow it at once, as entries of the kind HardLink, even when the callback returned true
-    /// for the file itself; their own return values do not matter. Device nodes and the like are logged as a
-    /// warning and left out. Raises ErrorCode::Internal "Couldn't read content from rpm package" when the
-    /// payload is damaged or lacks a file of the list; what was walked by then stays walked. An empty
-    /// `callback` raises std::bad_function_call; what the callback raises passes.
+    /// Calls `callback` for each entry, in the payload's order, until it returns true. A regular file of
+    /// several names comes where its content is, under the first of them. The others follow it at once, as
+    /// entries of the kind HardLink, even when the callback returned true for the file itself; their own
+    /// return values do not matter. Device nodes and the like are logged as a warning and left out. Raises
+    /// ErrorCode::Internal "Couldn't read content from rpm package" when the payload is damaged or lacks a
+    /// file of the list; what was walked by then stays walked. An empty `callback` raises
+    /// std::bad_function_call; what the callback raises passes.
     void forEach(const std::function<bool(const Entry &)> &callback) const;
 
     /// Whether `path` is one of the names of a regular file, hard links included.
