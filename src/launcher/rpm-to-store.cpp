@@ -22,9 +22,7 @@ namespace {
 using Common::LogLevel;
 using Common::LogStream;
 using Core::TrustedSources::IDatabase;
-
-/// Stands for all packages that came from nowhere.
-constexpr const char *reservedSource = ".no.source.apps";
+using Core::TrustedSources::reservedSource;
 
 void logBinding(const std::string &id, const std::string &keyId) {
     LogStream(LogLevel::Info) << "Successfully bound " << id << " package to source "

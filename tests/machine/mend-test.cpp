@@ -45,6 +45,7 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
           "source_keyid='.no.source.apps'\"",
           "org.example.notes", "unbound", true}},
         {{"> opt/app/org.example.ticker/current/generated.dir.list", "org.example.ticker", "unlisted", true},
+         {"printf 'x\\na y\\n' >>var/lib/kelp/registry", "", "unreadable-lines", true},
          {"mv opt/app/org.example.notes/current opt/app/org.example.notes/next", "org.example.notes",
           "unfinished-update", true},
          {"mv opt/app/org.example.reader/current opt/app/org.example.reader/prev", "org.example.reader",
@@ -68,12 +69,18 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
          {"rm opt/app/org.example.notes/current/data/first.txt", "org.example.notes", "dead", false},
          {"rm opt/app/com.example.devices/current/data/policy.json usr/share/com.example.devices/policy.json",
           "com.example.devices", "dead", false},
+         {"ln -fs /opt/app/com.example.devices/current/manifest/com.example.devices.desktop "
+          "usr/share/applications",
+          "com.example.devices", "changed", false},
          // A pipe, for whose writer nobody must wait.
          {"(cd opt/app/org.example.ticker/current; rm velura.pkg; mkfifo velura.pkg)", "org.example.ticker",
           "unreadable-descriptor", false},
          {"sqlite3 var/lib/trusted-sources/db.sqlite3 \"INSERT INTO packages VALUES('gone', "
           "'.no.source.apps')\"",
-          "gone", "orphan-binding", false}},
+          "gone", "orphan-binding", false},
+         {"sqlite3 var/lib/trusted-sources/db.sqlite3 \"UPDATE packages SET source_keyid='nowhere' WHERE "
+          "id='org.example.notes'\"",
+          "org.example.notes", "unbound", false}},
         // The foreign file of the round before is in its way: to complete it would take both versions.
         {{"cd opt/app/org.example.notes; cp -r 1.4.2-1 9-1; sed -i s/1.4.2-1/9-1/ 9-1/velura.pkg; "
           "ln -s /opt/app/org.example.notes/9-1 next",

@@ -13,13 +13,17 @@ using testing::StartsWith;
 class SeeTest : public MachineFixture {};
 
 TEST_F(SeeTest, ALookChangesNothing) {
-    there("rm -f var/lib/kelp/registry.lock; touch opt/app/org.example.ticker/next; "
-          "echo >opt/app/org.example.reader/current/velura.pkg");
-    const std::string before = everything();
-    run("for look in status plan list 'info org.example.notes' 'files org.example.reader'"
-        "    'owner /usr/bin/org.example.notes' history sources;"
-        "do in_image kelpctl $look || true; " KELPCTL " $look --root $IMAGE; done");
-    EXPECT_EQ(everything(), before);
+    for (const char *state : {"rm -f var/lib/kelp/registry.lock; touch opt/app/org.example.ticker/next; "
+                              "echo >opt/app/org.example.reader/current/velura.pkg",
+                              "mkdir -p opt/kelp/rescued; mv opt/app/com.example.devices/2.0-7 "
+                              "opt/kelp/rescued; rm -r opt/app"}) {
+        there(state);
+        const std::string before = everything();
+        run("for look in status plan list 'info org.example.notes' 'files org.example.reader'"
+            "    'owner /usr/bin/org.example.notes' history sources doctor;"
+            "do in_image kelpctl $look || true; " KELPCTL " $look --root $IMAGE || true; done");
+        EXPECT_EQ(everything(), before);
+    }
 }
 
 TEST_F(SeeTest, SaysHowEachApplicationStands) {

@@ -86,13 +86,23 @@ TEST_F(RegistryTest, BadLinesAreSkippedWithTheirReason) {
         {"timestamp=99999999999999999999 event=I package=p keyid=k",
          "Couldn't parse timestamp from registry record: 99999999999999999999"},
     };
+    int damaged = 0;
     for (const auto &[line, reason] : rows) {
-        writeFile(file(), std::string(line) + "\n\ntimestamp=-7 event=U package=good keyid=k\n");
+        const std::string before = std::string(line) + "\n\ntimestamp=-7 event=U package=good keyid=k\n";
+        writeFile(file(), before);
         std::vector<std::string> ids;
         EXPECT_TRUE(Registry().foreachRecord([&](const RegistryRecord &r) { ids.push_back(r.packageId()); }));
         EXPECT_THAT(ids, testing::ElementsAre("good"));
         EXPECT_EQ(out.take(),
                   std::string("[W] ") + reason + "\n[W] Bad registry record found: '" + line + "'\n");
+        // Killed behind the second name, it makes no third.
+        const std::string kept = file().string() + ".damaged-" + std::to_string(++damaged);
+        if (damaged == 2)
+            std::filesystem::create_hard_link(file(), kept);
+        EXPECT_TRUE(damaged % 2 == 0 ? write(RegistryEvent::Install, "k") : Registry().dropBadLines());
+        EXPECT_EQ(readFile(kept), before);
+        EXPECT_EQ(readFile(file()).find(line), std::string::npos);
+        out.take();
     }
 }
 

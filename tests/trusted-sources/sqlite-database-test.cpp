@@ -66,6 +66,14 @@ TEST_F(SQLiteDatabaseTest, PackageBelongsToOneKnownSource) {
     database.removePackage("org.example.notes");
     EXPECT_FALSE(database.packageExists("org.example.notes"));
     EXPECT_TRUE(database.sourceExists("ab01"));
+    // Who makes the reserved source allows it; who finds it has nothing to decide.
+    database.bindPackage("org.example.notes", {"ef03", "", {}});
+    EXPECT_FALSE(database.missingSourceAllowed());
+    for (const bool isNew : {true, false}) {
+        database.bindPackage("org.example.notes", {reservedSource, "", {}});
+        EXPECT_EQ(database.missingSourceAllowed(), isNew);
+        database.setMissingSourceAllowed(false);
+    }
 }
 
 TEST_F(SQLiteDatabaseTest, RemovedSourceTakesItsPackagesAlongOrNothing) {

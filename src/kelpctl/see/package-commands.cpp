@@ -81,8 +81,8 @@ ExitStatus info(const Machine &machine, const std::string &id, bool isJson, std:
     Unread unread;
     const StoredApplication application = storedApplication(machine, id, unread);
     const std::vector<fs::path> files = filesOf(machine, id);
-    const auto records =
-        unread.attempt([&] { return historyOf(id); }).value_or(std::vector<Core::KELP::RegistryRecord>());
+    const auto records = unread.attempt([&] { return historyOf(id, unread); })
+                             .value_or(std::vector<Core::KELP::RegistryRecord>());
     if (isJson) {
         json::object object = asJson(application);
         object["files"] = asJson(files);

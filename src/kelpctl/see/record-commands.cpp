@@ -6,6 +6,8 @@
 #include "kelpctl/see/stored-application.h"
 #include "kelpctl/shown-text.h"
 
+#include "kelp/core/kelp/inspection/unread.h"
+
 #include <boost/json.hpp>
 
 #include <ostream>
@@ -17,7 +19,8 @@ namespace KelpCtl {
 namespace {
 
 ExitStatus history(const Machine &, const std::string &id, bool isJson, std::ostream &output) {
-    const std::vector<Core::KELP::RegistryRecord> records = historyOf(id);
+    Core::KELP::Unread unread;
+    const std::vector<Core::KELP::RegistryRecord> records = historyOf(id, unread);
     if (isJson) {
         json::array array;
         for (const auto &record : records)
@@ -26,7 +29,7 @@ ExitStatus history(const Machine &, const std::string &id, bool isJson, std::ost
     } else if (!records.empty()) {
         printTable(output, historyTable(records));
     }
-    return ExitStatus::Accepted;
+    return tellUnread(unread, ExitStatus::Accepted);
 }
 
 ExitStatus sources(const Machine &machine, const std::string &, bool isJson, std::ostream &output) {

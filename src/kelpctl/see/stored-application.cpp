@@ -109,9 +109,13 @@ std::vector<std::vector<std::string>> historyTable(const std::vector<RegistryRec
     return rows;
 }
 
-std::vector<RegistryRecord> historyOf(const std::string &id) {
+std::vector<RegistryRecord> historyOf(const std::string &id, Core::KELP::Unread &unread) {
+    Core::KELP::RegistryView registry = Core::KELP::readRegistry();
+    if (registry.badLines > 0)
+        unread.add(counted(registry.badLines, "line") + " of " + Core::KELP::registryFile().string() +
+                   " cannot be read");
     std::vector<RegistryRecord> records;
-    for (RegistryRecord &record : Core::KELP::registryRecords())
+    for (RegistryRecord &record : registry.records)
         if (id.empty() || record.packageId() == id)
             records.push_back(std::move(record));
     return records;

@@ -41,7 +41,7 @@ boost::json::object asJson(const Core::KELP::RegistryRecord &record);
 std::vector<std::vector<std::string>> historyTable(const std::vector<Core::KELP::RegistryRecord> &records);
 
 /// The records of one package, or of all for an empty id.
-/// In the order of the registry, the oldest first. Raises as registryRecords() does.
-std::vector<Core::KELP::RegistryRecord> historyOf(const std::string &id);
+/// In the order of the registry, the oldest first. Raises as readRegistry() does.
+std::vector<Core::KELP::RegistryRecord> historyOf(const std::string &id, Core::KELP::Unread &unread);
 
 } // namespace KelpCtl

@@ -67,9 +67,10 @@ fs::path FSDatabase::planFile(const std::string &id) const {
     return pathResolver_->currentDirectory(id) / publicationPlanName;
 }
 
-PublicationPlan FSDatabase::publicationOf(const PackageStaging &staging) const {
-    const fs::path descriptor = pathResolver_->descriptorFile(staging.id, staging.version).filename();
-    return planPublication(staging.path, fs::absolute(pathResolver_->currentDirectory(staging.id)),
+PublicationPlan FSDatabase::publicationOf(const PackageStaging &staging,
+                                          const IDatabasePathResolver &pathResolver) {
+    const fs::path descriptor = pathResolver.descriptorFile(staging.id, staging.version).filename();
+    return planPublication(staging.path, fs::absolute(pathResolver.currentDirectory(staging.id)),
                            mappingsOf(staging.id, readDescriptor(staging.path / descriptor)),
                            DanglingLinks::Count);
 }

@@ -57,7 +57,8 @@ public:
 
     /// What takeOver() will publish of a tree for which describeStaged() was called. Changes nothing. Raises
     /// as readDescriptor() and planPublication() do.
-    PublicationPlan publicationOf(const PackageStaging &staging) const;
+    static PublicationPlan publicationOf(const PackageStaging &staging,
+                                         const IDatabasePathResolver &pathResolver);
 
 private:
     enum class Recheck { No, Yes };

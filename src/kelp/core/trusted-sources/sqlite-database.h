@@ -42,7 +42,8 @@ public:
     std::vector<Source> sources() override;
 
     /// Binds a package to a source, whatever it was bound to before, and adds the source where it is missing;
-    /// in one transaction.
+    /// in one transaction. With the reserved source, packages without a source become allowed: one is there.
+    /// Where the source is there already, the policy is somebody's decision and stays.
     void bindPackage(const std::string &packageId, const Source &source);
 
 private:

@@ -177,7 +177,7 @@ MachineState inspectMachine(const IConfiguration &configuration) {
     for (const MigrationStamp &stamp : migrationStamps)
         machine.migrations.emplace_back(stamp.name, isDone(stamp));
     MachineViews views = MachineViews::read(configuration);
-    const auto installed = installedBy(views.registry.value_or(std::vector<RegistryRecord>()));
+    const auto installed = installedBy(views.registry.value_or(RegistryView()).records);
     Standings standings;
     // What needs somebody stands before what is whole: an application can be both.
     addUnfinished(views, standings);

@@ -10,7 +10,7 @@ MachineViews MachineViews::read(const IConfiguration &configuration) {
     views.rescued = unread.attempt([&] { return store.rescued(); });
     views.takeOvers = unread.attempt(pendingTakeOvers);
     views.rpm = rpmRecords(unread);
-    views.registry = unread.attempt(registryRecords);
+    views.registry = unread.attempt(readRegistry);
     views.sources = unread.attempt([&] { return SourcesView::read(configuration); });
     views.removal = unread.attempt(unfinishedRemoval).value_or(std::nullopt);
     views.installation = unread.attempt(unfinishedInstallation).value_or(std::nullopt);

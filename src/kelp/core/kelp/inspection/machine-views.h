@@ -19,7 +19,7 @@ struct MachineViews {
     std::optional<std::vector<RescuedTree>> rescued;
     std::optional<std::vector<JournalEntry>> takeOvers;
     std::optional<std::vector<RpmRecord>> rpm;
-    std::optional<std::vector<RegistryRecord>> registry;
+    std::optional<RegistryView> registry;
     std::optional<SourcesView> sources;
     std::optional<std::string> removal;                 ///< The package whose removal was begun.
     std::optional<UnfinishedInstallation> installation; ///< The one that was begun.

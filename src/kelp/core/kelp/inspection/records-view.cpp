@@ -10,16 +10,27 @@
 
 namespace Core::KELP {
 
+std::filesystem::path registryFile() {
+    return Common::belowRoot("var/lib/kelp/registry");
+}
+
+RegistryView readRegistry() {
+    Common::requireReadable(registryFile());
+    RegistryView view;
+    std::istringstream lines(Common::readIfExists(registryFile()).value_or(""));
+    for (std::string line; std::getline(lines, line);) {
+        if (line.empty())
+            continue;
+        if (auto record = parseRecord(line, Complaints::Passed))
+            view.records.push_back(std::move(*record));
+        else
+            ++view.badLines;
+    }
+    return view;
+}
+
 std::vector<RegistryRecord> registryRecords() {
-    const std::filesystem::path file = Common::belowRoot("var/lib/kelp/registry");
-    Common::requireReadable(file);
-    std::vector<RegistryRecord> records;
-    std::istringstream lines(Common::readIfExists(file).value_or(""));
-    for (std::string line; std::getline(lines, line);)
-        if (!line.empty())
-            if (auto record = parseRecord(line))
-                records.push_back(std::move(*record));
-    return records;
+    return readRegistry().records;
 }
 
 std::filesystem::path removalFile() {

@@ -9,9 +9,19 @@
 
 namespace Core::KELP {
 
-/// The good records of the registry, in file order, for somebody who only wants to look: without the lock,
-/// which is a file that would be made. The registry is replaced in one step, so that what is read is one
-/// state of it. An absent registry is empty. Raises ErrorCode::UnauthorizedAccess and ErrorCode::Filesystem.
+struct RegistryView {
+    std::vector<RegistryRecord> records; ///< In file order.
+    std::size_t badLines = 0;            ///< Those that cannot be read.
+};
+
+std::filesystem::path registryFile();
+
+/// The registry for somebody who only wants to look: without the lock, which is a file that would be made.
+/// The registry is replaced in one step, so that what is read is one state of it. An absent one is empty.
+/// Raises ErrorCode::UnauthorizedAccess and ErrorCode::Filesystem.
+RegistryView readRegistry();
+
+/// Its good records. Raises as readRegistry() does.
 std::vector<RegistryRecord> registryRecords();
 
 /// The file that names a package from before the first step of its removal to behind the last.

@@ -70,7 +70,7 @@ std::vector<std::string> unknownIds(const IConfiguration &configuration, const s
         known.insert(package.id);
     for (const RpmRecord &record : *views.rpm)
         known.insert(record.id);
-    for (const RegistryRecord &record : *views.registry)
+    for (const RegistryRecord &record : views.registry->records)
         known.insert(record.packageId());
     for (const auto &[id, keyId] : views.sources->sourceOf)
         known.insert(id);

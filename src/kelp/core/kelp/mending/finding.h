@@ -17,8 +17,10 @@ enum class FindingKind {
     Changed,              ///< A published copy has another content than its source.
     Foreign,              ///< Something that is not ours is where a file is to be published.
     Unlisted,             ///< What is published is not on the version's lists.
+    Stray,                ///< What a version published that is gone, and that no list names.
     StaleVersion,         ///< A version that no link names.
     Leftover,             ///< What a killed run has left.
+    UnreadableLines,      ///< The registry has lines that nobody can read.
     Unregistered,         ///< The registry does not say that it is installed.
     Unbound,              ///< It is bound to no source, or to another than its certificate's.
     OrphanBinding,        ///< A binding of a package that is nowhere.

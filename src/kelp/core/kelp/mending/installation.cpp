@@ -192,7 +192,10 @@ private:
             if (installed_.information)
                 checkAgainstInstalled();
         }
-        if (!certifiedSource(id_) && !SourcesView::read(configuration_).missingSourceAllowed)
+        // In any case: into a database that cannot be read nothing can be written either, and the package
+        // would be in by then.
+        const SourcesView sources = SourcesView::read(configuration_);
+        if (!certifiedSource(id_) && !sources.missingSourceAllowed)
             refuse(id_, ErrorCode::PackagesWithoutSourceNotAllowed);
     }
 

@@ -1,6 +1,7 @@
 #include "kelp/core/kelp/mending/partial-examinations.h"
 
 #include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/i-configuration.h"
@@ -197,6 +198,17 @@ private:
     std::vector<Finding> findings_;
 };
 
+/// A tree that cannot be walked says nothing of what should be published: the lists do.
+std::vector<Finding> findingsOrNone(const IConfiguration &configuration, const std::string &id) {
+    try {
+        if (const auto package = StoreView(configuration).package(id))
+            return PackageExamination(configuration, *package).run();
+    } catch (const std::exception &error) {
+        Common::LogStream(Common::LogLevel::Warning) << error;
+    }
+    return {};
+}
+
 } // namespace
 
 std::vector<Finding> examinePackage(const IConfiguration &configuration, const StoredPackage &package) {
@@ -206,10 +218,9 @@ std::vector<Finding> examinePackage(const IConfiguration &configuration, const S
 void settlePackage(const IConfiguration &configuration, const std::string &id) {
     // One kind after the other, looked for anew: a completed update has other lists.
     for (const FindingKind kind : {FindingKind::UnfinishedUpdate, FindingKind::Unlisted})
-        if (const auto package = StoreView(configuration).package(id))
-            for (const Finding &finding : examinePackage(configuration, *package))
-                if (finding.kind == kind && finding.mend)
-                    finding.mend();
+        for (const Finding &finding : findingsOrNone(configuration, id))
+            if (finding.kind == kind && finding.mend)
+                finding.mend();
 }
 
 } // namespace Core::KELP

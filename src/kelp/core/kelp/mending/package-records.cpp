@@ -17,10 +17,8 @@ std::optional<TrustedSources::Source> certifiedSource(const std::string &id) {
 
 void bindToItsSource(const IConfiguration &configuration, const std::string &id) {
     const auto source = certifiedSource(id);
-    // The reserved source brings no right with it: whether packages without a source may come in is
-    // somebody's decision.
     TrustedSources::SQLiteDatabase(configuration)
-        .bindPackage(id, source.value_or(TrustedSources::Source{reservedSource, "", {}}));
+        .bindPackage(id, source.value_or(TrustedSources::Source{TrustedSources::reservedSource, "", {}}));
 }
 
 std::vector<std::string> previousKeys(const PackageInformation &information) {

@@ -16,16 +16,13 @@ namespace Core::KELP {
 
 // What is kept of a package beside the store: its binding to a source, and its lines in the registry.
 
-/// The key id of the source that stands for all packages that came from nowhere.
-inline constexpr const char *reservedSource = ".no.source.apps";
-
 /// The source that sold a package, by its client certificate; nothing without one, or without a signature
 /// database. Raises as Certificates::of().
 std::optional<TrustedSources::Source> certifiedSource(const std::string &id);
 
 /// Binds a package to the source of its client certificate, or to the reserved one, whatever it was bound to.
-/// One transaction. The policy stays as it is. Raises as certifiedSource() and the sources' database do; then
-/// the binding is what it was.
+/// One transaction; the policy follows as SQLiteDatabase::bindPackage() says. Raises as certifiedSource() and
+/// the sources' database do; then the binding is what it was.
 void bindToItsSource(const IConfiguration &configuration, const std::string &id);
 
 /// The earlier key ids of a package's developer, as its descriptor has them, in its order.

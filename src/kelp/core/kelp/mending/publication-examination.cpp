@@ -79,12 +79,25 @@ private:
         } else if (!Common::isThere(file.target))
             add(FindingKind::Missing, file.target, "is not published; --repair publishes it",
                 [file, mode = mode_] { createMapping(file.source, file.target, mode); });
-        else if (!isMappingOf(file.target, file.source))
+        else if (!isOurs(file))
             add(FindingKind::Foreign, file.target,
                 "is somebody else's, where a file of this application belongs", {});
+        else if (isLinkForCopy(file))
+            add(FindingKind::Changed, file.target, "is a link where a copy belongs", {});
         else if (!hasContentOf(file.target, file.source))
             // Nobody knows whose content is wanted: a copy may have been changed on purpose.
             add(FindingKind::Changed, file.target, "has another content than the file in the store", {});
+    }
+
+    /// A link that points beside itself is copied as it is, and carries no attribute.
+    bool isOurs(const PlannedFile &file) const {
+        return isMappingOf(file.target, file.source) ||
+               (mode_ == MappingMode::Copy && isCopiedLinkOf(file.target, file.source));
+    }
+
+    bool isLinkForCopy(const PlannedFile &file) const {
+        return mode_ == MappingMode::Copy && Common::isSymlink(file.target) &&
+               !Common::isSymlink(file.source);
     }
 
     /// What stands in place of a directory above; empty when nothing does.
@@ -136,8 +149,7 @@ private:
         });
         const std::set<fs::path> known(list.begin(), list.end());
         for (const PlannedFile &file : plan_.files)
-            if (!known.contains(file.target) &&
-                (!Common::isThere(file.target) || isMappingOf(file.target, file.source)))
+            if (!known.contains(file.target) && (!Common::isThere(file.target) || isOurs(file)))
                 list.push_back(file.target);
         return list;
     }

@@ -28,7 +28,7 @@ fs::path existingPart(fs::path path) {
 
 /// By now, by whatever version of the package.
 bool isPublishedBy(const fs::path &current, const PlannedFile &file) {
-    return isMappingOf(file.target, file.source) ||
+    return isMappingOf(file.target, file.source) || isCopiedLinkOf(file.target, file.source) ||
            (isMapping(file.target) &&
             mappingTarget(file.target).native().starts_with(current.native() + '/'));
 }

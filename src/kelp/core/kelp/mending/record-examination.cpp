@@ -31,11 +31,13 @@ public:
         views_(views),
         packages_(views.packages.value_or(std::vector<StoredPackage>())),
         underWay_(idsUnderWay()) {
-        for (const RegistryRecord &record : views.registry.value_or(std::vector<RegistryRecord>()))
+        const RegistryView registry = views.registry.value_or(RegistryView());
+        for (const RegistryRecord &record : registry.records)
             lastEvent_.insert_or_assign(record.packageId(), record.event());
     }
 
     std::vector<Finding> run() {
+        examineRegistry();
         examineRemoval();
         for (const StoredPackage &package : packages_)
             // A descriptor that names another package would have that one registered and bound.
@@ -46,7 +48,7 @@ public:
         examineInstallation();
         if (views_.sources && views_.registry && views_.isAllThere())
             for (const auto &[id, keyId] : views_.sources->sourceOf)
-                examineBinding(id);
+                examineBinding(id, keyId);
         for (const auto &[id, path] : views_.rescued.value_or(std::vector<RescuedTree>()))
             examineRescued(id, path);
         examineTakeOvers();
@@ -63,6 +65,20 @@ private:
     void add(const std::string &id, FindingKind kind, const fs::path &path, std::string text,
              std::function<void()> mend) {
         findings_.push_back({id, kind, path, std::move(text), std::move(mend)});
+    }
+
+    /// Before all that writes to it, and would log each of the lines.
+    void examineRegistry() {
+        const std::size_t bad = views_.registry ? views_.registry->badLines : 0;
+        if (bad > 0)
+            add("", FindingKind::UnreadableLines, registryFile(),
+                std::to_string(bad) + (bad == 1 ? " line" : " lines") +
+                    " cannot be read; --repair goes on without them, and keeps the file as "
+                    "registry.damaged-N",
+                [] {
+                    if (!Registry().dropBadLines())
+                        throw Common::Error(Common::ErrorCode::Filesystem, "Couldn't write the registry");
+                });
     }
 
     void examineRemoval() {
@@ -99,7 +115,21 @@ private:
     /// Without a certificate nothing says that it is bound to the wrong source.
     bool isBoundRight(const std::string &id, const std::optional<TrustedSources::Source> &wanted) const {
         const auto bound = views_.sources->sourceOf.find(id);
-        return bound != views_.sources->sourceOf.end() && (!wanted || wanted->keyId == bound->second);
+        if (bound == views_.sources->sourceOf.end())
+            return false;
+        return !wanted || wanted->keyId == bound->second || !hasRow(bound->second);
+    }
+
+    bool hasRow(const std::string &keyId) const {
+        const auto &sources = views_.sources->sources;
+        return std::ranges::find(sources, keyId, &TrustedSources::Source::keyId) != sources.end();
+    }
+
+    /// Nobody knows what the row said; and a program of somebody else may have been at work.
+    void examineSourceOf(const std::string &id, const std::string &keyId) {
+        if (!hasRow(keyId))
+            add(id, FindingKind::Unbound, "",
+                "is bound to the source " + keyId + ", which the trusted sources do not have", {});
     }
 
     static void writeRegistry(const PackageInformation &information) {
@@ -109,10 +139,13 @@ private:
 
     /// What removed a package on purpose has said so in the registry; any other binding is the last trace of
     /// an application that was lost, and stays.
-    void examineBinding(const std::string &id) {
-        if (underWay_.contains(id) || isInRpm(id) ||
-            std::ranges::find(packages_, id, &StoredPackage::id) != packages_.end())
+    void examineBinding(const std::string &id, const std::string &keyId) {
+        if (underWay_.contains(id))
             return;
+        if (isInRpm(id) || std::ranges::find(packages_, id, &StoredPackage::id) != packages_.end()) {
+            examineSourceOf(id, keyId);
+            return;
+        }
         const auto last = lastEvent_.find(id);
         if (last != lastEvent_.end() && last->second == RegistryEvent::Remove)
             add(id, FindingKind::OrphanBinding, "",

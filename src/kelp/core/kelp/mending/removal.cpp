@@ -10,6 +10,7 @@
 #include "kelp/core/kelp/inspection/sources-view.h"
 #include "kelp/core/kelp/inspection/store-view.h"
 #include "kelp/core/kelp/inspection/take-over-view.h"
+#include "kelp/core/kelp/inspection/unread.h"
 #include "kelp/core/kelp/mending/package-records.h"
 #include "kelp/core/kelp/mending/partial-examinations.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
@@ -47,6 +48,24 @@ void removeFromStore(const IConfiguration &configuration, const std::string &id)
     Common::flushFile(configuration.databaseDirectory());
 }
 
+/// A binding in a database that nobody can read holds up no removal: should the database come back, an
+/// examination finds it beside the line of the removal.
+void removeBinding(const IConfiguration &configuration, const std::string &id) {
+    Unread unread;
+    if (unread.attempt([&] { return SourcesView::read(configuration); }))
+        TrustedSources::SQLiteDatabase(configuration).removePackage(id);
+}
+
+/// What was left undone, when all else is done.
+void requireReadableSources(const IConfiguration &configuration) {
+    try {
+        SourcesView::read(configuration);
+    } catch (const Common::Error &error) {
+        throw Common::Error(Common::ErrorCode::Filesystem,
+                            std::string("It is removed, but its binding to a source stays: ") + error.what());
+    }
+}
+
 /// Whether there is nothing left of a package but what is on record: people may give it up.
 bool isLost(const IConfiguration &configuration, const std::string &id) {
     const auto inRpm = rpmRecords();
@@ -69,7 +88,7 @@ void completeRemoval(const IConfiguration &configuration) {
     // lost one.
     removeFromStore(configuration, *id);
     recordRemoval(*id);
-    TrustedSources::SQLiteDatabase(configuration).removePackage(*id);
+    removeBinding(configuration, *id);
     if (const auto begun = unfinishedInstallation(); begun && begun->id == *id)
         Common::removeAll(installationFile());
     // Last: each step before is done again without harm. Were it back after a power cut, it would have a
@@ -93,6 +112,7 @@ void removePackage(const IConfiguration &configuration, const std::string &id) {
     Common::replaceDurably(removalFile(), id + "\n");
     Common::flushFile(removalFile().parent_path());
     completeRemoval(configuration);
+    requireReadableSources(configuration);
 }
 
 } // namespace Core::KELP

@@ -1,6 +1,7 @@
 #include "kelp/core/kelp/mending/rescue.h"
 
 #include "kelp/core/common/files/durable-file.h"
+#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/kelp/fs-database.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
@@ -31,12 +32,12 @@ PackageInformation extrasOf(PackageInformation information) {
 }
 
 std::string obstacleTo(const IConfiguration &configuration, const fs::path &tree) {
+    // By no object of the store, which would make its directory: this is a look.
     const DatabasePathResolver resolver(configuration);
-    FSDatabase store(configuration, resolver);
     const PackageStaging staging = stagingOf(descriptorIn(tree), tree);
-    if (store.isInstalled(staging.id))
+    if (Common::exists(resolver.currentDirectory(staging.id)))
         return "the store has it already";
-    for (const PlannedFile &file : store.publicationOf(staging).files)
+    for (const PlannedFile &file : FSDatabase::publicationOf(staging, resolver).files)
         // A link that leads nowhere counts: mending replaces nothing of anybody's.
         if (fs::exists(fs::symlink_status(file.target)))
             return "something else is at " + file.target.string();

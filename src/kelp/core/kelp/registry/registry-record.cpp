@@ -48,7 +48,12 @@ struct Fields {
     std::vector<std::string> previousKeyIds;
 };
 
-void readToken(std::string_view token, Fields &fields) {
+void complain(Complaints complaints, const std::string &words) {
+    if (complaints == Complaints::Logged)
+        LogStream(LogLevel::Warning) << words;
+}
+
+void readToken(std::string_view token, Fields &fields, Complaints complaints) {
     const std::pair<std::string_view, std::string_view *> plainFields[] = {
         {"timestamp=", &fields.timestamp},
         {"event=", &fields.event},
@@ -66,7 +71,7 @@ void readToken(std::string_view token, Fields &fields) {
         forEachPiece(token.substr(previous.size()), "->",
                      [&](std::string_view id) { fields.previousKeyIds.emplace_back(id); });
     else
-        LogStream(LogLevel::Warning) << "Registry record contains unknown key: " << token;
+        complain(complaints, "Registry record contains unknown key: " + std::string(token));
 }
 
 /// What is wrong with the fields, or nullptr.
@@ -96,16 +101,17 @@ std::string formatRecord(const RegistryRecord &record) {
     return line;
 }
 
-std::optional<RegistryRecord> parseRecord(const std::string &line) {
+std::optional<RegistryRecord> parseRecord(const std::string &line, Complaints complaints) {
     Fields fields;
-    forEachPiece(line, " ", [&](std::string_view token) { readToken(token, fields); });
+    forEachPiece(line, " ", [&](std::string_view token) { readToken(token, fields, complaints); });
     if (const char *words = complaint(fields)) {
-        LogStream(LogLevel::Warning) << words;
+        complain(complaints, words);
         return std::nullopt;
     }
     std::int64_t timestamp = 0;
     if (!boost::conversion::try_lexical_convert(fields.timestamp, timestamp)) {
-        LogStream(LogLevel::Warning) << "Couldn't parse timestamp from registry record: " << fields.timestamp;
+        complain(complaints,
+                 "Couldn't parse timestamp from registry record: " + std::string(fields.timestamp));
         return std::nullopt;
     }
     return RegistryRecord(events.find(fields.event)->second, timestamp, std::string(fields.package),

@@ -84,22 +84,27 @@ std::optional<std::string> registryText() {
     }
 }
 
-bool loadRecords(const std::function<void(const RegistryRecord &)> &callback) {
+/// Returns how many lines are bad; nothing when the registry cannot be read.
+std::optional<std::size_t> loadRecords(const std::function<void(const RegistryRecord &)> &callback,
+                                       Complaints complaints = Complaints::Logged) {
     const std::optional<std::string> text = registryText();
     if (!text)
-        return false;
+        return std::nullopt;
+    std::size_t bad = 0;
     std::istringstream stream(*text);
     for (std::string line; std::getline(stream, line);) {
         if (line.empty())
             continue;
-        if (const auto record = parseRecord(line))
+        if (const auto record = parseRecord(line, complaints)) {
             callback(*record);
-        else
-            // Passed over, and gone with the next write: one bad line must not take the history of all
-            // others.
+            continue;
+        }
+        // Passed over: one bad line must not take the history of all others.
+        ++bad;
+        if (complaints == Complaints::Logged)
             LogStream(LogLevel::Warning) << "Bad registry record found: '" << line << "'";
     }
-    return true;
+    return bad;
 }
 
 bool staysBeside(const RegistryRecord &added, const RegistryRecord &old) {
@@ -163,13 +168,36 @@ bool replaceByNext() {
     }
 }
 
-bool append(std::span<const RegistryRecord> added) {
+/// By a second name for the file, which takes no space, and which the rename to come leaves alone. Killed
+/// behind it, the next write finds that name, and makes no other.
+bool keepDamaged() {
+    const fs::path registry = registryFile();
+    for (int number = 1;; ++number) {
+        const fs::path kept = neighbour((".damaged-" + std::to_string(number)).c_str());
+        std::error_code error;
+        fs::create_hard_link(registry, kept, error);
+        std::error_code ignored;
+        if (!error || fs::equivalent(registry, kept, ignored))
+            return true;
+        if (error != std::errc::file_exists) {
+            LogStream(LogLevel::Error)
+                << "Couldn't keep the damaged registry: " << kept << ": " << error.message();
+            return false;
+        }
+    }
+}
+
+bool append(std::span<const RegistryRecord> added, Complaints complaints = Complaints::Logged) {
     std::vector<RegistryRecord> records;
-    if (!loadRecords([&](const RegistryRecord &record) { records.push_back(record); })) {
+    const auto bad =
+        loadRecords([&](const RegistryRecord &record) { records.push_back(record); }, complaints);
+    if (!bad) {
         // Written without them, it would have forgotten all that is in them.
         LogStream(LogLevel::Error) << "Couldn't load registry records";
         return false;
     }
+    if (*bad > 0 && !keepDamaged())
+        return false;
     for (const RegistryRecord &record : added)
         records = appended(records, record);
     std::string content;
@@ -182,7 +210,7 @@ bool append(std::span<const RegistryRecord> added) {
 } // namespace
 
 bool Registry::foreachRecord(const std::function<void(const RegistryRecord &)> &callback) const {
-    return withExclusiveLock([&] { return loadRecords(callback); });
+    return withExclusiveLock([&] { return loadRecords(callback).has_value(); });
 }
 
 bool Registry::writeRecord(const RegistryRecord &record) const {
@@ -191,6 +219,10 @@ bool Registry::writeRecord(const RegistryRecord &record) const {
 
 bool Registry::writeRecords(std::span<const RegistryRecord> records) const {
     return withExclusiveLock([&] { return append(records); });
+}
+
+bool Registry::dropBadLines() const {
+    return withExclusiveLock([] { return append({}, Complaints::Passed); });
 }
 
 } // namespace Core::KELP

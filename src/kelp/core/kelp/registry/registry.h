@@ -23,11 +23,15 @@ public:
     /// Appends the record and drops those that it supersedes: those of the same package and the same chain of
     /// keys. An installation or removal supersedes all of them, an update all but the installation. The file
     /// is replaced in one step; after a failure or a power cut it holds what it held before, or all of the
-    /// new content.
+    /// new content. One with lines that cannot be read is kept before, as the neighbour ".damaged-N" with the
+    /// first N that is free: of what they told there may be no other trace.
     bool writeRecord(const RegistryRecord &record) const;
 
     /// The same for several, in their order and as one replacement: all of them are added, or none.
     bool writeRecords(std::span<const RegistryRecord> records) const;
+
+    /// Keeps a file with lines that cannot be read, and goes on without them. They are not logged.
+    bool dropBadLines() const;
 };
 
 } // namespace Core::KELP
