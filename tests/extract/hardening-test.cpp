@@ -4,9 +4,11 @@
 #include "rpm-writer.h"
 #include "support/temporary-directory.h"
 
+#include <elf.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstring>
 #include <map>
 
 using namespace Validator;
@@ -27,20 +29,6 @@ struct Row {
     std::string added;
     Profile profile = Profile::Regular;
 };
-
-std::string numbered(const std::string &text, int count) {
-    std::string path;
-    for (int i = 0; i < count; ++i)
-        path += text + std::to_string(i) + '/';
-    return path;
-}
-
-std::vector<WrittenFile> scattered(int count, int depth) {
-    std::vector<WrittenFile> files;
-    for (int i = 0; i < count; ++i)
-        files.push_back({share + numbered(std::to_string(i) + '.', depth), "file"});
-    return files;
-}
 
 class HardeningTest : public testing::Test {
 protected:
@@ -78,6 +66,9 @@ protected:
 };
 
 TEST_F(HardeningTest, FindsInTheFileListWhatNoHonestPackageHas) {
+    std::string deep;
+    for (int i = 0; i < 60; ++i)
+        deep += "d/";
     const std::string desktop = "org.example.app.desktop", json = "org.example.app.json",
                       daemon = "/etc/integrityd/config.d/";
     expect({
@@ -97,10 +88,8 @@ TEST_F(HardeningTest, FindsInTheFileListWhatNoHonestPackageHas) {
         {{.files = {{share, "a", symlink, "b\x7f"}, {share, "b\x7f"}}},
          "link-exclusive-paths path-impossible"},
         {{.files = {{share, "a\u00e9 \u202e"}}}, ""},
-        {{.files = scattered(200, 6)}, "directories-too-many"},
-        {{.files = scattered(333, 3)}, ""},
-        {{.files = scattered(1, 62)}, "directories-too-many"},
-        {{.files = scattered(1, 60)}, ""},
+        {{.files = {{share + deep + "a/", "a"}}}, "directories-too-many"},
+        {{.files = {{share + deep, "a"}}}, ""},
         {{.files = {{share, "a", 0100644, "", 0, 0, "root", "cap_net_raw=ep"}}}, "file-capabilities"},
         {{.files = {{share, "a", 0100644, "", 0, 0, "root", "cap_net_raw=ep"}}},
          "file-capabilities-tolerated",
@@ -142,6 +131,148 @@ TEST_F(HardeningTest, FindsInTheWordsOfAHeaderWhatNoHonestPackageHas) {
          {1065, 1066, 1079, 1091, 1092, 5066, 5067, 5069, 5076, 5077, 5079, 5103, 5104, 5105, 5106})
         rows.push_back({{.lists = {{tag, {"x"}}}}, "scripts-other"});
     expect(rows);
+}
+
+/// An ELF file of 64 bits: the program headers, the texts that they name, and a dynamic table, with or
+/// without a section that shows it.
+struct ElfFile {
+    static constexpr std::uint64_t texts = 0x1000, table = 0x2000, size = 0x4000;
+
+    std::vector<Elf64_Phdr> segments = {};
+    std::vector<Elf64_Dyn> entries = {{DT_NEEDED, {1}}, {DT_STRTAB, {texts}}};
+    bool hasSection = false;
+    Elf64_Ehdr header = {{'\x7f', 'E', 'L', 'F', ELFCLASS64, ELFDATA2LSB, EV_CURRENT},
+                         ET_DYN,
+                         EM_X86_64,
+                         EV_CURRENT,
+                         0,
+                         size,
+                         0,
+                         0,
+                         64,
+                         56,
+                         0,
+                         64,
+                         0,
+                         0};
+
+    operator std::string() const {
+        using namespace std::string_literals;
+        // At 1 an allowed library, at 11 one that nobody knows, at 19 the loader, at 47 another, at 55 an
+        // rpath, at 71 a word.
+        const std::string text =
+            "\0libc.so.6\0evil.so\0/lib64/ld-linux-x86-64.so.2\0/tmp/ld\0$ORIGIN/../../x\0word\0"s;
+        std::string file(size, '\0');
+        Elf64_Ehdr head = header;
+        head.e_phnum = static_cast<Elf64_Half>(segments.size());
+        const Elf64_Shdr sections[] = {
+            {},
+            {0, SHT_DYNAMIC, 0, 0, table, entries.size() * sizeof(Elf64_Dyn), 2, 0, 8, sizeof(Elf64_Dyn)},
+            {0, SHT_STRTAB, 0, 0, texts, text.size(), 0, 0, 1, 0}};
+        if (hasSection) {
+            head.e_shoff = 0x3000;
+            head.e_shnum = std::size(sections);
+            std::memcpy(&file[head.e_shoff], sections, sizeof sections);
+        }
+        std::memcpy(file.data(), &head, sizeof head);
+        file.replace(texts, text.size(), text);
+        std::memcpy(&file[table], entries.data(), entries.size() * sizeof(Elf64_Dyn));
+        for (const Elf64_Phdr &segment : segments)
+            file.append(reinterpret_cast<const char *>(&segment), sizeof segment);
+        return file;
+    }
+};
+
+Elf64_Phdr segment(std::uint32_t type, std::uint64_t offset, std::uint64_t address, std::uint64_t fileSize,
+                   std::uint64_t memorySize, std::uint32_t flags = PF_R | PF_W) {
+    return {type, flags, offset, address, address, fileSize, memorySize, 8};
+}
+
+Elf64_Phdr load(std::uint64_t offset, std::uint64_t size) {
+    return segment(PT_LOAD, offset, offset, size, size);
+}
+
+Elf64_Phdr dynamic(std::uint64_t address, std::uint64_t offset = ElfFile::table) {
+    return segment(PT_DYNAMIC, offset, address, 0x100, 0x100);
+}
+
+TEST_F(HardeningTest, ReadsOfElfFilesWhatTheLoaderReads) {
+    constexpr auto texts = ElfFile::texts, table = ElfFile::table, size = ElfFile::size;
+    const std::vector<Elf64_Dyn> evil = {{DT_NEEDED, {11}}, {DT_STRTAB, {texts}}};
+    const std::string elsewhere = "library-not-allowed-elsewhere", hidden = "elf-hidden-dynamic";
+    const std::pair<ElfFile, std::string> rows[] = {
+        {{{load(0, size), dynamic(table)}}, ""},
+        {{{load(0, size), dynamic(table)}, evil}, elsewhere + ' ' + hidden},
+        {{{load(0, size), dynamic(table)}, evil, true}, elsewhere},
+        {{{segment(PT_LOAD, texts, 0x5000, 0x2000, 0x2000), dynamic(0x6000, 0)},
+          {{DT_NEEDED, {11}}, {DT_STRTAB, {0x5000}}}},
+         elsewhere + ' ' + hidden},
+        {{{load(0, size), dynamic(0), dynamic(table)}, evil}, elsewhere + ' ' + hidden},
+        {{{load(0, size), dynamic(table)},
+          {{DT_NEEDED, {1}}, {DT_STRTAB, {texts}}, {DT_STRTAB, {texts + 10}}}},
+         elsewhere + ' ' + hidden},
+        {{{load(0, size), load(0x2800, 0x100), dynamic(table)}}, hidden},
+        {{{load(0, table), load(table, 0x100), dynamic(table)}}, ""},
+        {{{load(0, 0x1800), dynamic(table)}}, hidden},
+        {{{load(0, table), load(table, 0x80), dynamic(table + 0x90)}}, hidden},
+        {{{load(0, table), segment(PT_LOAD, table, table, 0x80, 0x1000), dynamic(table + 0x90)}}, ""},
+        {{{load(0, table), segment(PT_LOAD, table, table, 0x80, 0x1000, PF_R), dynamic(table + 0x90)}},
+         hidden},
+        {{{load(0, table), segment(PT_LOAD, size, table, 0, 0x1000, PF_R), dynamic(table)}}, ""},
+        {{{load(0, size), dynamic(table)}, {{DT_AUDIT, {1}}}}, "elf-loader-hook"},
+        {{{load(0, size), dynamic(table)}, {{DT_FILTER, {1}}}}, "elf-loader-hook"},
+        {{{load(0, size), dynamic(table)}, {{DT_AUXILIARY, {11}}, {DT_STRTAB, {texts}}}}, "elf-loader-hook"},
+        {{{load(0, size), dynamic(table)}, {{DT_AUXILIARY, {71}}, {DT_STRTAB, {texts}}}}, "elf-auxiliary"},
+        {{{load(0, size), dynamic(table)}, {{DT_NEEDED, {47}}, {DT_STRTAB, {texts}}}},
+         "library-by-path " + hidden},
+        {{{load(0, size), dynamic(table)}, {{DT_RPATH, {55}}, {DT_RPATH, {19}}, {DT_STRTAB, {texts}}}},
+         "rpath-twice rpath-leaves"},
+        {{{load(0, size), dynamic(table)}, {{DT_RUNPATH, {19}}, {DT_STRTAB, {texts}}}}, ""},
+    };
+    std::vector<Row> packages;
+    for (const auto &[file, added] : rows)
+        packages.push_back({{.files = {{share + "lib/", "a.so", 0100644, file}}}, added});
+    ElfFile other = rows[0].first;
+    other.header.e_machine = EM_MIPS;
+    packages.push_back({{.files = {{share + "lib/", "a.so", 0100644, other}}}, "elf-foreign-machine"});
+    packages.push_back({{.files = {{share, "data", 0100644, rows[1].first}}}, elsewhere});
+    expect(packages);
+}
+
+TEST_F(HardeningTest, TakesForProgramsWhatTheKernelRuns) {
+    constexpr auto texts = ElfFile::texts;
+    const auto loader = [](std::uint64_t place, std::uint64_t length) {
+        return segment(PT_INTERP, texts + place, 0, length, length);
+    };
+    const ElfFile sound{{load(0, ElfFile::size), loader(19, 28)}};
+    const auto with = [&](Elf64_Half Elf64_Ehdr::*field, Elf64_Half value) {
+        ElfFile file = sound;
+        file.header.*field = value;
+        return file;
+    };
+    ElfFile narrow = sound, far = sound;
+    narrow.header.e_ident[EI_CLASS] = ELFCLASS32;
+    far.header.e_phoff = ElfFile::size + 1;
+    const std::pair<ElfFile, std::string> rows[] = {
+        {sound, ""},
+        {with(&Elf64_Ehdr::e_type, ET_REL), "elf-not-a-program"},
+        {with(&Elf64_Ehdr::e_phentsize, 57), "elf-not-a-program"},
+        {with(&Elf64_Ehdr::e_machine, EM_AARCH64), "elf-not-a-program elf-interpreter"},
+        {narrow, "elf-not-a-program"},
+        {far, "elf-not-a-program"},
+        {{{}}, "elf-not-a-program"},
+        {{std::vector(1171, load(0, ElfFile::size))}, "elf-not-a-program"},
+        {{{load(ElfFile::size, 0x1000)}}, "elf-not-a-program"},
+        {{{load(0, 1), loader(19, 27)}}, "elf-not-a-program"},
+        {{{load(0, 1), loader(0, 1)}}, "elf-not-a-program"},
+        {{{load(0, 1), loader(47, 8)}}, "elf-interpreter"},
+    };
+    std::vector<Row> packages;
+    for (const auto &[file, added] : rows)
+        packages.push_back(
+            {{.architecture = "x86_64", .files = {{"/usr/libexec/org.example.app/", "tool", 0100755, file}}},
+             added});
+    expect(packages);
 }
 
 } // namespace

@@ -83,7 +83,7 @@ std::string mainHeader(const RpmWriter &package) {
     headerPutString(header, RPMTAG_NAME, package.id.c_str());
     headerPutString(header, RPMTAG_VERSION, package.version.c_str());
     headerPutString(header, RPMTAG_RELEASE, "1");
-    headerPutString(header, RPMTAG_ARCH, "noarch");
+    headerPutString(header, RPMTAG_ARCH, package.architecture.c_str());
     headerPutString(header, RPMTAG_OS, "linux");
     headerPutString(header, RPMTAG_PAYLOADFORMAT, "cpio");
     headerPutString(header, RPMTAG_PAYLOADCOMPRESSOR, "ufdio");

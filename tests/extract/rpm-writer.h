@@ -22,6 +22,7 @@ struct WrittenFile {
 struct RpmWriter {
     std::string id = "org.example.app";
     std::string version = "1";
+    std::string architecture = "noarch";
     std::vector<WrittenFile> files = {};
     std::vector<WrittenFile> payload = {};                       ///< Empty for what `files` says.
     std::map<std::int32_t, std::vector<std::string>> lists = {}; ///< Further tags.

@@ -204,6 +204,20 @@ TEST_F(RpmMetaCheckerTest, JudgesDirectories) {
               "(ERROR)\t\t[/p/.git] Installation not allowed in this location: forbidden file extension\n");
 }
 
+TEST_F(RpmMetaCheckerTest, CountsTheDirectoriesThatNobodyLists) {
+    for (const auto &[depth, count, isTooMany] :
+         {std::tuple(4, 251, true), {4, 249, false}, {3, 333, false}}) {
+        std::vector<FileInfo> files;
+        for (int i = 0; i < count; ++i) {
+            std::string path = "/usr/d" + std::to_string(i);
+            for (int level = 1; level < depth; ++level)
+                path += "/" + std::to_string(level);
+            files.push_back(file(0644, path + "/a"));
+        }
+        EXPECT_EQ(check(with(files)).empty(), !isTooMany) << depth << ' ' << count;
+    }
+}
+
 TEST_F(RpmMetaCheckerTest, LetsLinksLeadOnlyIntoThePackage) {
     const struct {
         const char *path;

@@ -6,6 +6,7 @@
 #include "kelp/core/kelp/validator/data/manifest.h"
 #include "kelp/core/kelp/validator/desktop/desktop.h"
 #include "kelp/core/kelp/validator/framework/logger.h"
+#include "kelp/core/kelp/validator/hardening/elf-hardening.h"
 #include "kelp/core/kelp/validator/program/executable.h"
 #include "kelp/core/kelp/validator/program/path.h"
 #include "kelp/core/kelp/validator/qml/qml-imports.h"
@@ -29,7 +30,8 @@ ContentValidator::ContentValidator(std::shared_ptr<Config> config, const RpmMeta
         {ContentChecker::Path, std::make_shared<Path>(meta_, config_, logger_)},
         {ContentChecker::ConfigurationParameterFile,
          std::make_shared<ConfigurationParameterFile>(meta_, config_, logger_)},
-    } {}
+    },
+    hardening_{std::make_shared<ElfHardening>(meta_, config_, logger_)} {}
 
 void ContentValidator::setInstallRoot(const std::string &root) {
     desktop_->setInstallRoot(root);
@@ -48,6 +50,9 @@ bool ContentValidator::validateFile(const std::string &path, const std::string &
     for (const auto &[key, checker] : checkers_)
         if (checker->canValidate(path_, realPath_))
             checker->validate(path_, realPath_);
+    for (const auto &checker : hardening_)
+        if (checker->canValidate(path_, realPath_))
+            checker->validate(path_, realPath_);
     // What is found behind the last file concerns the package, unless the finding names a file.
     logger_->setPath({});
     return takeVerdict(*logger_, *config_);
@@ -62,6 +67,8 @@ bool ContentValidator::finishContent() {
     for (const auto &[key, checker] : checkers_)
         checker->finish();
     checkArchitecture();
+    for (const auto &checker : hardening_)
+        checker->finish();
     return takeVerdict(*logger_, *config_);
 }
 

@@ -17,17 +17,28 @@ enum class HardeningRule : std::uint32_t {
     TooManyDirectories = 3,  ///< path
     ForbiddenMimeType = 4,   ///< MIME type
     OtherScripts = 5,
-    DisguisedDependency = 6,       ///< dependency
-    DependencyWithSlash = 7,       ///< dependency
-    FileCapabilities = 8,          ///< path, capabilities
-    TolerableFileCapabilities = 9, ///< path, capabilities
-    DirectoryNotRoots = 10,        ///< path, owners
-    OwnDirectoryNotRoots = 11,     ///< path, owners
-    DirectorySpecialBits = 12,     ///< path
-    FileInPlaceOfDirectory = 13,   ///< path
-    VersionUnusable = 14,          ///< version and release
-    VersionLong = 15,              ///< version and release
-    NameOfAnotherApplication = 16, ///< path
+    DisguisedDependency = 6,         ///< dependency
+    DependencyWithSlash = 7,         ///< dependency
+    FileCapabilities = 8,            ///< path, capabilities
+    TolerableFileCapabilities = 9,   ///< path, capabilities
+    DirectoryNotRoots = 10,          ///< path, owners
+    OwnDirectoryNotRoots = 11,       ///< path, owners
+    DirectorySpecialBits = 12,       ///< path
+    FileInPlaceOfDirectory = 13,     ///< path
+    VersionUnusable = 14,            ///< version and release
+    VersionLong = 15,                ///< version and release
+    NameOfAnotherApplication = 16,   ///< path
+    NotAProgram = 17,                ///< path
+    ForeignLoader = 18,              ///< path, loader
+    HiddenDynamic = 19,              ///< path, library or reason
+    LoaderHook = 20,                 ///< path, entry
+    ForeignMachine = 21,             ///< path
+    Auxiliary = 22,                  ///< path, library
+    LibraryNotAllowedElsewhere = 23, ///< path, library
+    LibraryByPath = 24,              ///< path, library
+    ShippedNoLibrary = 25,           ///< path
+    RpathLeaves = 26,                ///< path, piece
+    RpathTwice = 27,                 ///< path
 };
 
 /// Throws as composeMessage() does.

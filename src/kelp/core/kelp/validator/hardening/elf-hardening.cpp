@@ -1,0 +1,219 @@
+#include "kelp/core/kelp/validator/hardening/elf-hardening.h"
+
+#include "kelp/core/common/files/path-tests.h"
+#include "kelp/core/kelp/validator/configuration/pattern-set.h"
+#include "kelp/core/kelp/validator/framework/mapped-file.h"
+#include "kelp/core/kelp/validator/framework/text.h"
+#include "kelp/core/kelp/validator/hardening/hardening-findings.h"
+#include "kelp/core/kelp/validator/hardening/library-search.h"
+#include "kelp/core/kelp/validator/hardening/loader-table.h"
+#include "kelp/core/kelp/validator/hardening/program-headers.h"
+#include "kelp/core/kelp/validator/program/elf-reader.h"
+
+#include <elf.h>
+
+#include <algorithm>
+
+namespace Validator {
+
+namespace {
+
+constexpr std::string_view libraryMark = ".so";
+constexpr auto anyExecute = std::filesystem::perms::owner_exec | std::filesystem::perms::group_exec |
+                            std::filesystem::perms::others_exec;
+
+/// Where the rule on the libraries of the main binary finds those that the package ships.
+struct LibraryFolder {
+    std::string_view area;
+    std::string_view folder; ///< Behind the name of the package.
+};
+
+constexpr LibraryFolder libraryFolders[] = {
+    {"/usr/share/", "/lib/"},
+    {"/usr/share/", "/libs/"},
+    {"/usr/share/", "/lib/qmlplugins/"},
+    {"/usr/share/", "/libs/qmlplugins/"},
+    {"/usr/lib/3rdparty/", "/"},
+    {"/usr/lib/3rdparty/", "/lib/"},
+    {"/usr/lib/3rdparty/", "/qmlplugins/"},
+    {"/usr/lib/3rdparty/", "/lib/qmlplugins/"},
+};
+
+bool isLoadable(const ProgramHeaders &headers) {
+    return headers.type == ET_EXEC || headers.type == ET_DYN;
+}
+
+/// Calls `use` for each piece of an rpath. The loader takes an empty one for none at all.
+template<class Use>
+void forEachPiece(std::string_view rpath, const Use &use) {
+    while (!rpath.empty()) {
+        const std::size_t colon = rpath.find(':');
+        use(rpath.substr(0, colon));
+        // Behind a colon at the end one more piece, which is empty.
+        if (colon == rpath.size() - 1)
+            use(std::string_view());
+        rpath.remove_prefix(std::min(rpath.size(), std::min(colon, rpath.size()) + 1));
+    }
+}
+
+} // namespace
+
+ElfHardening::ElfHardening(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config,
+                           std::shared_ptr<Logger> logger) :
+    ValidatorBase(std::move(meta), std::move(config), std::move(logger)) {}
+
+void ElfHardening::validate(const std::string &path, const std::string &realPath) {
+    remember(path, realPath);
+    const auto file = MappedFile::open(realPath);
+    if (!file || !beginsAsElf(file->bytes()))
+        return;
+    if (isLibraryPlace())
+        libraries_.insert(path);
+    auto known = knowledge_.find(file->identity());
+    if (known == knowledge_.end())
+        known = knowledge_.emplace(file->identity(), examine(*file)).first;
+    judgePlace(known->second);
+}
+
+ElfHardening::Knowledge ElfHardening::examine(const MappedFile &file) {
+    const ProgramHeaders headers = readProgramHeaders(file.bytes());
+    Knowledge knowledge;
+    knowledge.machine = {headers.machine, headers.bits};
+    knowledge.isRunnable = isRunnable(file.bytes(), headers);
+    for (const std::string_view interpreter : interpretersOf(file.bytes(), headers))
+        if (!isLoaderOf(knowledge.machine, interpreter))
+            knowledge.foreignLoader = interpreter;
+    if (!isLoadable(headers))
+        return knowledge;
+    examineTable(readLoaderTable(file.bytes(), headers), knowledge);
+    // The kernel goes by the machine, and would see another file in one with the other size of words.
+    if (const ElfClass bits = bitsOf(headers.machine); bits != ElfClass::Unknown && bits != headers.bits)
+        examineTable(readLoaderTable(file.bytes(), readProgramHeaders(file.bytes(), bits)), knowledge);
+    return knowledge;
+}
+
+void ElfHardening::examineTable(const LoaderTable &table, Knowledge &knowledge) {
+    if (!table.isTold)
+        knowledge.hidden = "what the loader reads depends on the system";
+    else if (!knowledge.hidden)
+        knowledge.hidden = hiddenLibrary(table);
+    knowledge.hasHook = knowledge.hasHook || table.hasHook;
+    for (const std::string &filter : table.filters) {
+        const bool isLoaded = filter.find(libraryMark) != std::string::npos && !isKnown(filter);
+        (isLoaded ? knowledge.filter : knowledge.otherFilter) = filter;
+    }
+    reportLibraries(table);
+    reportRpaths(table);
+}
+
+/// One that no section shows, and that the main binary could not have either.
+std::optional<std::string> ElfHardening::hiddenLibrary(const LoaderTable &table) const {
+    std::set<std::string, std::less<>> hidden;
+    std::ranges::copy_if(table.needed, std::inserter(hidden, hidden.end()),
+                         [this](const std::string &library) { return !isKnown(library); });
+    if (hidden.empty())
+        return std::nullopt;
+    if (const auto reader = ElfReader::create(realPath_))
+        reader->forEachDynamicEntry([&](const ElfDynamicSection &entry) {
+            if (const auto shown = hidden.find(entry.value); entry.tag == DT_NEEDED && shown != hidden.end())
+                hidden.erase(shown);
+            return hidden.empty();
+        });
+    return hidden.empty() ? std::nullopt : std::optional(*hidden.begin());
+}
+
+void ElfHardening::reportLibraries(const LoaderTable &table) {
+    // Those of the main binary are held against the lists by its own rule.
+    const bool isMainBinary = path_ == config_->binDir() + meta_->name();
+    for (const std::string &library : table.needed) {
+        if (library.find('/') != std::string::npos)
+            logger_->log(HardeningRule::LibraryByPath, {path_, library});
+        else if (isShipped(library))
+            neededLibraries_.insert(library);
+        else if (!isMainBinary && !isKnown(library))
+            logger_->log(HardeningRule::LibraryNotAllowedElsewhere, {path_, library});
+    }
+}
+
+void ElfHardening::reportRpaths(const LoaderTable &table) {
+    if (table.rpaths.size() > 1)
+        logger_->log(HardeningRule::RpathTwice, {path_});
+    for (const auto *texts : {&table.rpaths, &table.runpaths})
+        for (const std::string &text : *texts)
+            forEachPiece(text, [this](std::string_view piece) {
+                if (leavesLibraries(piece, path_, meta_->name()))
+                    logger_->log(HardeningRule::RpathLeaves, {path_, piece});
+            });
+}
+
+void ElfHardening::judgePlace(const Knowledge &knowledge) const {
+    const bool isExecutable = Common::hasPermissions(realPath_, anyExecute);
+    const bool isNamedLibrary = path_.find(libraryMark) != std::string::npos;
+    if (isExecutable && isProgramPlace())
+        judgeProgram(knowledge);
+    else if (isNamedLibrary && !isOfArchitecture(knowledge.machine, meta_->architecture()))
+        logger_->log(HardeningRule::ForeignMachine, {path_});
+    if (isExecutable || isNamedLibrary || isLibraryPlace())
+        judgeTable(knowledge);
+}
+
+void ElfHardening::judgeProgram(const Knowledge &knowledge) const {
+    if (!knowledge.isRunnable || !isOfArchitecture(knowledge.machine, meta_->architecture()))
+        logger_->log(HardeningRule::NotAProgram, {path_});
+    if (knowledge.foreignLoader)
+        logger_->log(HardeningRule::ForeignLoader, {path_, *knowledge.foreignLoader});
+}
+
+void ElfHardening::judgeTable(const Knowledge &knowledge) const {
+    if (knowledge.hidden)
+        logger_->log(HardeningRule::HiddenDynamic, {path_, *knowledge.hidden});
+    if (knowledge.hasHook)
+        logger_->log(HardeningRule::LoaderHook, {path_, "DT_AUDIT, DT_DEPAUDIT or DT_FILTER"});
+    if (knowledge.filter)
+        logger_->log(HardeningRule::LoaderHook, {path_, "DT_AUXILIARY: " + *knowledge.filter});
+    if (knowledge.otherFilter)
+        logger_->log(HardeningRule::Auxiliary, {path_, *knowledge.otherFilter});
+}
+
+/// Where a file may be executable without the name of a library.
+bool ElfHardening::isProgramPlace() const {
+    return beginsWith(path_, {"/usr/bin/", meta_->name()}) ||
+           beginsWith(path_, {"/usr/libexec/", meta_->name(), "/"});
+}
+
+bool ElfHardening::isLibraryPlace() const {
+    return std::ranges::any_of(libraryFolders, [this](const LibraryFolder &place) {
+        return beginsWith(path_, {place.area, meta_->name(), place.folder});
+    });
+}
+
+/// The paths at which the package has a library of that name.
+std::vector<std::string> ElfHardening::placesOf(const std::string &library) const {
+    std::vector<std::string> places;
+    for (const auto &[area, folder] : libraryFolders) {
+        std::string path = std::string(area) + meta_->name() + std::string(folder) + library;
+        if (meta_->holds(path))
+            places.push_back(std::move(path));
+    }
+    return places;
+}
+
+/// A name with a slash is looked up where the program was started, whatever the package ships.
+bool ElfHardening::isShipped(const std::string &library) const {
+    return library.find('/') == std::string::npos && !placesOf(library).empty();
+}
+
+bool ElfHardening::isKnown(const std::string &library) const {
+    return config_->allowedLibraries().contains(library) || config_->unstableLibraries().contains(library) ||
+           config_->deprecatedLibraries().contains(library) || isShipped(library);
+}
+
+void ElfHardening::finish() {
+    for (const std::string &library : neededLibraries_) {
+        const std::vector<std::string> places = placesOf(library);
+        if (std::ranges::none_of(places, [&](const std::string &p) { return libraries_.contains(p); }))
+            logger_->log(HardeningRule::ShippedNoLibrary, {places.front()});
+    }
+}
+
+} // namespace Validator

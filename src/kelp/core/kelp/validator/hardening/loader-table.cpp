@@ -1,0 +1,130 @@
+#include "kelp/core/kelp/validator/hardening/loader-table.h"
+
+#include "kelp/core/kelp/validator/hardening/address-space.h"
+
+#include <elf.h>
+
+#include <cstring>
+#include <set>
+#include <unordered_set>
+
+namespace Validator {
+
+namespace {
+
+/// A longer one is no path that could be opened.
+constexpr std::size_t longestText = 0x1000;
+constexpr std::size_t mostTexts = 0x10000;
+constexpr std::size_t mostCharacters = std::size_t(4) << 20;
+
+struct Entry {
+    std::uint64_t tag = 0;
+    std::uint64_t value = 0;
+};
+
+/// One dynamic table, walked twice: once for the string table that counts, and once for the texts.
+class TableReader {
+public:
+    TableReader(std::string_view file, const ProgramHeaders &headers, LoaderTable &table) :
+        space_(file, headers),
+        is32_(headers.bits == ElfClass::Bits32),
+        entriesLeft_(2 * file.size() / sizeof(Elf32_Dyn)),
+        table_(table) {}
+
+    void read(std::uint64_t address) {
+        strings_ = 0;
+        seen_.clear();
+        walk(address, [this](const Entry &entry) {
+            if (entry.tag == DT_STRTAB)
+                strings_ = entry.value;
+        });
+        walk(address, [this](const Entry &entry) { take(entry); });
+    }
+
+private:
+    template<class Visit>
+    void walk(std::uint64_t address, const Visit &visit) {
+        while (table_.isTold) {
+            const Entry entry = is32_ ? entryAt<Elf32_Dyn>(address) : entryAt<Elf64_Dyn>(address);
+            if (entry.tag == DT_NULL)
+                return;
+            // More than two walks find in the file: segments that repeat its bytes.
+            table_.isTold = entriesLeft_-- > 0;
+            visit(entry);
+            address += is32_ ? sizeof(Elf32_Dyn) : sizeof(Elf64_Dyn);
+        }
+    }
+
+    /// The end of the table where nothing can be told.
+    template<class Dynamic>
+    Entry entryAt(std::uint64_t address) {
+        char bytes[sizeof(Dynamic)];
+        if (!space_.read(address, bytes, sizeof bytes)) {
+            table_.isTold = false;
+            return {DT_NULL};
+        }
+        Dynamic entry;
+        std::memcpy(&entry, bytes, sizeof entry);
+        return {static_cast<std::uint64_t>(entry.d_tag), entry.d_un.d_val};
+    }
+
+    void take(const Entry &entry) {
+        switch (entry.tag) {
+        case DT_NEEDED:
+            if (seen_.insert(entry.value).second)
+                takeText(entry, table_.needed);
+            break;
+        case DT_RPATH:
+            return takeText(entry, table_.rpaths);
+        case DT_RUNPATH:
+            return takeText(entry, table_.runpaths);
+        case DT_AUXILIARY:
+            return takeText(entry, table_.filters);
+        case DT_AUDIT:
+        case DT_DEPAUDIT:
+        case DT_FILTER:
+            table_.hasHook = true;
+            break;
+        default:
+            break;
+        }
+    }
+
+    void takeText(const Entry &entry, std::vector<std::string> &texts) {
+        auto text = space_.readText(strings_ + entry.value, longestText);
+        characters_ += text ? text->size() : 0;
+        table_.isTold = table_.isTold && text && ++texts_ <= mostTexts && characters_ <= mostCharacters;
+        if (table_.isTold)
+            texts.push_back(std::move(*text));
+    }
+
+    AddressSpace space_;
+    bool is32_;
+    std::size_t entriesLeft_;
+    LoaderTable &table_;
+    std::uint64_t strings_ = 0;
+    std::unordered_set<std::uint64_t> seen_; ///< Places of names of libraries.
+    std::size_t texts_ = 0;
+    std::size_t characters_ = 0;
+};
+
+/// Several names may stand at several places.
+void dropRepeated(std::vector<std::string> &texts) {
+    std::unordered_set<std::string> seen;
+    std::erase_if(texts, [&](const std::string &text) { return !seen.insert(text).second; });
+}
+
+} // namespace
+
+LoaderTable readLoaderTable(std::string_view file, const ProgramHeaders &headers) {
+    LoaderTable table;
+    TableReader reader(file, headers, table);
+    std::set<std::uint64_t> addresses;
+    for (const ElfSegment &segment : headers.segments)
+        if (segment.type == PT_DYNAMIC && addresses.insert(segment.address).second)
+            reader.read(segment.address);
+    dropRepeated(table.needed);
+    return table;
+}
+
+} // namespace Validator
