@@ -273,7 +273,8 @@ TEST_F(KelpCtlTest, LeavesNothingWhenItIsStopped) {
         const std::string stop = " & while [ -z \"$(ls " + temporary_.string() +
                                  ")\" ]; do sleep 0.01; done; " + "kill -" + signal +
                                  " $!; wait $!; exit $? #";
-        const int status = run("validate " + (root_.path() / "large.rpm").string() + stop, "env");
+        const int status =
+            run("validate " + (root_.path() / "large.rpm").string() + stop, "env --default-signal=HUP");
         EXPECT_GT(status, 128) << signal;
     }
 }
