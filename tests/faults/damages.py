@@ -34,3 +34,14 @@ DAMAGES = {
     "a stranger's file is gone": ("rm usr/share/org.example.links/mine.txt", True),
     "a stamp is missing": ("rm var/lib/kelp/.migration_skid_done", False),
 }
+
+# What a program can say that is not so, or do that it may not: a scenario, and shell commands in the program's place.
+LIES = {
+    "a stamp for applications that stay": ("take-over", ": >/var/lib/kelp/.migration_done"),
+    "an update that brings nothing": ("update-copies", "true"),
+    "a removal that removes nothing": ("people-remove", "true"),
+    "a repair that mends nothing": ("people-repair", "true"),
+    "all is well": ("people-status", "true"),
+    "a list that lacks a line": ("people-list", "true"),
+    "a look that leaves something": ("people-list", "/program list; : >/opt/left"),
+}

@@ -1,18 +1,20 @@
 """Breaks a command at every call that changes something on disk, and judges what is left when it is over.
 
 Scenarios: the launcher's start that takes the applications over; the store's operations, publishing by links and by
-copies; and kelpctl, as people bring a package file in, in place of an older one, and out. A point is the name of a system
-call and which of these calls it is. Modes:
+copies; and kelpctl, as people bring a package file in, in place of an older one, and out, have a machine mended, and look at
+it. A point is the name of a system call and which of these calls it is. Modes:
   kill         the command is killed before the call
   powercut     the same, and the disks' files are copied at once, unflushed: what follows has the copies
   latecut      as powercut, after the file systems have committed their journals, but no contents, of their own accord
   eio, enospc  the call fails
   enospc-from  this call and every later one that needs space fails with ENOSPC
+  ask-eio, ask-enomem, ask-emfile
+               the call, which only asks, and so many of its name after it as injection.py says, fail
 
-After a broken start the launcher is started twice more. Was it killed, everything must then be as if nothing had happened;
-else every application must be whole, in rpm or in the store, and nobody else's files may be lost. What is in the store must
+After a broken start the launcher is started twice more. Was it killed, or could only not ask, everything must then be as if
+nothing had happened; else every application must be whole, in rpm or in the store, and nobody else's files may be lost. What is in the store must
 bear an update and a removal, and leave nothing behind; so must a package after a broken operation of the store. What a
-broken kelpctl leaves, doctor has to bring to the old state or the new one.
+broken kelpctl leaves, doctor has to bring to the old state or the new one. Who could not ask says no success that is none.
 """
 
 import argparse
@@ -29,7 +31,7 @@ import time
 
 import injection
 from applications import PROJECT, build_package_files, build_packages
-from damages import DAMAGES
+from damages import DAMAGES, LIES
 from judgement import flaws_of_migration
 from machine import LAYOUTS, Machine, run
 from scenarios import SCENARIOS
@@ -84,6 +86,10 @@ class Trial:
             status, output = machine.start(self.scenario.command, point.strace(mode, log), *killer)
             if not (status == -9 if killer else "(INJECTED)" in log.read_text()):
                 return ["the run did not come to this call"], output
+            if mode in injection.WINDOWS:
+                claims = self.scenario.claims(machine, status, output)
+                flaws, output = self.judged(machine, mode, output)
+                return claims + flaws, output
             if mode not in ("powercut", "latecut"):
                 return self.judged(machine, mode, output)
             if mode == "latecut":
@@ -93,7 +99,7 @@ class Trial:
                 return self.judged(cut, mode, output)
 
     def judged(self, machine, mode, output):
-        flaws, more = self.scenario.judge(machine, mode in injection.KILLING, output)
+        flaws, more = self.scenario.judge(machine, mode in [*injection.KILLING, *injection.WINDOWS], output)
         return flaws, output + more
 
 
@@ -110,12 +116,13 @@ def attempt(work):
 
 
 def all_work(options):
-    work = [(trial, mode, point) for trial in range(len(trials)) for mode in options.modes
-            for point in range(len(trials[trial].points)) if trials[trial].points[point].name in injection.MODES[mode][1]]
-    if options.sample and options.sample < len(work):
-        chosen = random.Random(options.seed).sample(range(len(work)), options.sample)
-        work = [work[number] for number in sorted(chosen)]
-    return work
+    work = [[(trial, mode, point) for trial in range(len(trials)) for point in range(len(trials[trial].points))
+             if trials[trial].points[point].suits(mode)] for mode in options.modes]
+    if not options.sample:
+        return sum(work, [])
+    # Each mode as often as another: calls that ask are five times as many as others.
+    chance = random.Random(options.seed)
+    return sorted({chance.choice(points) for points in chance.choices([points for points in work if points], k=options.sample)})
 
 
 def report(trial, what, flaws):
@@ -150,7 +157,7 @@ def tell(trial, options):
     mode, name, index = options.point.split(":")
     points = [point for point in trial.points if str(point) == f"{name}:{index}"]
     if not points:
-        raise SystemExit(f"an undisturbed run has no call {name}:{index} that changes something")
+        raise SystemExit(f"an undisturbed run has no such call {name}:{index} of the program")
 
     flaws, output = trial.broken(mode, points[0], "shown")
     print(points[0].call, output, *(flaws or ["nothing is wrong"]), sep="\n")
@@ -174,6 +181,18 @@ def prove(trial, packages):
     return bool(unseen)
 
 
+def prove_claims(programs, packages, place):
+    """Does nothing, or too much, in place of each program, and says which one nobody sees."""
+    unseen = 0
+    trials = {name: Trial(name, "one", place).record(programs, packages) for name in {scenario for scenario, _ in LIES.values()}}
+    for name, (scenario, commands) in LIES.items():
+        with trials[scenario].machine(place / "lied-to") as machine:
+            seen = trials[scenario].scenario.claims(machine, *machine.start(["sh", "-c", commands]))
+        unseen += not seen
+        print(f"{name}: " + ("seen" if seen else "NOT SEEN"))
+    return bool(unseen)
+
+
 def main():
     options = arguments()
     # The mount goes with the namespace that scripts/faults has made.
@@ -186,7 +205,7 @@ def main():
     for name, layout in wanted[:1] if options.point or options.prove else wanted:
         trials.append(Trial(name, layout, place).record(programs, place / "packages"))
     if options.prove:
-        return prove(trials[0], place / "packages")
+        return prove(trials[0], place / "packages") | prove_claims(programs, place / "packages", place / "lies")
     return tell(trials[0], options) if options.point else walk(options)
 
 

@@ -4,6 +4,7 @@ import os
 import shutil
 
 from applications import KEY, STORE, Application, Link, MOVED, RULES, furnish, verbs, write_tree
+from machine import run
 from judgement import differences, flaws_in_store, flaws_of_migration, snapshot, traces, unsound
 
 
@@ -21,6 +22,12 @@ def was_refused(machine, flaw, written):
              for directory, _, names in os.walk(place) for name in names]
     return path != flaw and f"Input/output error [{path}" in written and all(
         f"Input/output error [{file}]" in written for file in files)
+
+
+def false_success(status, output, found, wanted):
+    """What a run that ended well has not done. An old version that stays is told, and the next repair takes it."""
+    return [] if status else [f"it says success, and {flaw}" for flaw in differences(found, wanted)
+                              if not (flaw.startswith("left /opt/app/") and flaw.removeprefix("left ") in output)]
 
 
 class TakeOver:
@@ -42,12 +49,19 @@ class TakeOver:
         """The flaws of a machine and what was written while they were looked for."""
         output = self._twice(machine)
         # A killed machine is held to be as the undisturbed one, whose applications bear all that follows.
-        return self.flaws(machine, killed) or (not killed and self._flaws_of_survivors(machine)), output
+        return self.flaws(machine, killed) or ([] if killed else self._flaws_of_survivors(machine)), output
 
     def flaws(self, machine, killed):
         if killed:
             return differences(snapshot(machine), self.wanted)
         return [flaw for flaw in unsound(machine, self.before) if flaw not in self.known]
+
+    def claims(self, machine, status, output):
+        """What the broken start itself has said that is not so: a stamp says that nobody stays who could come."""
+        if not os.path.exists(machine.root / "var/lib/kelp/.migration_done"):
+            return []
+        return [f"the stamp is made, and {app.id} stays" for app in MOVED
+                if not os.path.lexists(machine.root / f"opt/app/{app.id}/current")]
 
     def _flaws_of_survivors(self, machine):
         """What is wrong with an update and a removal of each application in the store."""
@@ -87,8 +101,12 @@ class StoreOperation:
             stage(machine, self._version(2))
 
     def learn(self, machine):
+        self.done = snapshot(machine)
         flaws = machine.inside(flaws_in_store, self._version(2)) if self.operation != "remove" else []
         return flaws + self.judge(machine, False, "")[0]
+
+    def claims(self, machine, status, output):
+        return false_success(status, output, snapshot(machine), self.done)
 
     def judge(self, machine, killed, written):
         output = machine.start(["/program", "recover", self.id])[1]
@@ -119,13 +137,13 @@ class StoreOperation:
 
 
 class PeopleCommand:
-    """kelpctl as it brings one package file in or out. What it leaves, doctor brings to the old state or the new one."""
+    """kelpctl as it brings one package file in or out, or mends. What it leaves, doctor brings to the old state or the new one."""
 
     programs, id = ["kelpctl"], "org.example.sound"
 
-    def __init__(self, installed, *words):
-        # What is installed by then, and the command's words.
-        self.installed, self.command = installed, ["/program", *words]
+    def __init__(self, installed, *words, damage="true"):
+        # What is installed by then, the command's words, and what befell the machine before it.
+        self.installed, self.command, self.damage = installed, ["/program", *words], damage
 
     def prepare(self, machine, packages):
         for version in [1, 2]:
@@ -138,12 +156,16 @@ class PeopleCommand:
             status, output = machine.start(["/program", *words])
             if status:
                 raise SystemExit(output)
+        run("sh", "-ec", self.damage, cwd=machine.root)
         self.old = self._state(machine)
 
     def learn(self, machine):
         self.new = self._state(machine)
         flaws = [] if differences(self.old, self.new) else ["it has changed nothing"]
         return flaws + self._sickness(machine)[0] + differences(self._state(machine), self.new)
+
+    def claims(self, machine, status, output):
+        return false_success(status, output, self._state(machine), self.new)
 
     def judge(self, machine, killed, written):
         sickness, output = self._sickness(machine)
@@ -163,8 +185,29 @@ class PeopleCommand:
         return {name: thing for name, thing in snapshot(machine).items() if name != "/var/lib/kelp/registry"}
 
 
+class Look(PeopleCommand):
+    """kelpctl as it looks at a machine. It says all that an undisturbed look says, or that it could not."""
+
+    def learn(self, machine):
+        self.lines = machine.start(self.command)[1].splitlines()
+        return differences(self._state(machine), self.old)
+
+    def claims(self, machine, status, output):
+        missing = [f"it says success without: {line}" for line in self.lines if line not in output.splitlines()]
+        return (missing if not status else []) + differences(self._state(machine), self.old)
+
+    def judge(self, *_):
+        return [], ""
+
+
+# What doctor mends: a link that is gone, an update that leads nowhere, a file of a killed run, a binding that is gone.
+DAMAGE = """rm usr/bin/org.example.sound; ln -s 9-9 opt/app/org.example.sound/next
+sqlite3 var/lib/trusted-sources/db.sqlite3 'DELETE FROM packages'"""
 SCENARIOS = {"take-over": TakeOver()} | {
     f"{operation}-{mode}": StoreOperation(operation, subgroup) for operation in ["install", "update", "remove"]
     for mode, subgroup in {"links": "regular", "copies": "mdm"}.items()} | {
     "people-install": PeopleCommand([], "install", "/sound-2.rpm"), "people-update": PeopleCommand([1], "install", "/sound-2.rpm"),
-    "people-remove": PeopleCommand([2], "remove", PeopleCommand.id)}
+    "people-remove": PeopleCommand([2], "remove", PeopleCommand.id),
+    "people-repair": PeopleCommand([2], "doctor", "--repair", damage=DAMAGE),
+    "people-list": Look([2], "list"), "people-status": Look([2], "status", damage=DAMAGE),
+    "people-doctor": Look([2], "doctor", damage=DAMAGE)}
