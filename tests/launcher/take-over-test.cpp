@@ -226,11 +226,61 @@ TEST_F(TakeOverTest, TheNextStartGoesByRpmAndTheDisk) {
 TEST_F(TakeOverTest, AJournalThatCannotBeReadClearsNothing) {
     const Machine machine;
     machine.run(killAfterErasure);
-    machine.run("sed --in-place '$ d' $IMAGE/var/lib/kelp/takeover.journal");
-    EXPECT_THAT(machine.launch(),
-                HasSubstr("[E] Couldn't read the take-over journal: /var/lib/kelp/takeover.journal\n"
-                          "[E] Couldn't complete migration: rpm_to_kelp\n"));
-    EXPECT_TRUE(machine.holds("opt/kelp/tmp/org.sound/data/words"));
+    for (const char *damage : {"s|^staging .*|staging /srv/org.sound|", "$ d"}) {
+        machine.run(std::string("sed --in-place '") + damage + "' $IMAGE/var/lib/kelp/takeover.journal");
+        EXPECT_THAT(machine.launch(),
+                    HasSubstr("[E] Couldn't read the take-over journal: /var/lib/kelp/takeover.journal\n"
+                              "[E] Couldn't complete migration: rpm_to_kelp\n"));
+        EXPECT_TRUE(machine.holds("opt/kelp/tmp/org.sound/data/words"));
+    }
+}
+
+TEST_F(TakeOverTest, ATreeWithoutAJournalGoesOnlyWhenRpmHasAllOfIt) {
+    const Machine machine;
+    machine.run(std::string("add org.app org.shared; ") + killAfterErasure +
+                "put org.app --justdb; put org.shared; cd $IMAGE; rm var/lib/kelp/takeover.journal; "
+                "mkdir srv/photos; ln -s /srv/photos opt/kelp/rescued; touch srv/photos/1");
+    const std::string mine = "[E] The rescue directory is not the package manager's own: /opt/kelp/rescued\n";
+    EXPECT_THAT(machine.launch(), HasSubstr(mine + mine));
+    machine.expectArrived({"org.shared"});
+    for (const char *id : {"org.app", "org.sound"})
+        EXPECT_TRUE(machine.holds(std::string("opt/kelp/tmp/") + id + "/data/words")) << id;
+
+    machine.run("rm $IMAGE/opt/kelp/rescued");
+    EXPECT_THAT(machine.launch(), HasSubstr("org.app files with mappings: files that it lacks are kept in "
+                                            "/opt/kelp/rescued/org.app-1-1\n"));
+    machine.expectStay({"org.app"});
+    EXPECT_TRUE(machine.holds("opt/kelp/rescued/org.sound-1-1/data/words"));
+    EXPECT_FALSE(machine.isStamped());
+
+    machine.run("put org.app --force");
+    machine.launch();
+    machine.expectArrived({"org.app"});
+    EXPECT_TRUE(machine.isStamped());
+}
+
+TEST_F(TakeOverTest, OnlyAJudgementHasAnApplicationStayForGood) {
+    const std::string words = "/usr/share/org.sound/words";
+    const std::string desktop = "/usr/share/applications/org.sound.desktop";
+    const struct {
+        std::string failure;
+        int startThatJudges;
+        std::string reason;
+    } rows[] = {
+        {"openat EIO " + words, 3, words + ": Input/output error, in 3 starts running"},
+        {"openat EPERM " + words, 1, words + ": Operation not permitted"},
+        {"openat ENOSPC " + words, 9, "waits for the first migration"},
+        {"openat EIO " + desktop, 9, "waits for the first migration"},
+    };
+    for (const auto &row : rows) {
+        const Machine machine;
+        for (int start = 1; start <= 3; ++start) {
+            machine.run("launch_failing " + row.failure);
+            EXPECT_EQ(machine.isStamped(), start >= row.startThatJudges) << row.failure << start;
+        }
+        machine.expectStay({"org.sound"});
+        EXPECT_THAT(machine.run(KELPCTL " status --root $IMAGE || true"), HasSubstr(row.reason));
+    }
 }
 
 TEST_F(TakeOverTest, ADamagedRecordOfSomebodyElseMattersOnlyWhileAJournalExists) {
@@ -268,19 +318,21 @@ TEST_F(TakeOverTest, ARecordOfWhatTheStoreHoldsGoesOnlyWhenAllIsTheStores) {
 
 TEST_F(TakeOverTest, OnlyItsOwnTemporaryDirectoryIsCleared) {
     const Machine machine;
-    machine.run("mkdir $IMAGE/home/somebody $IMAGE/scratch");
+    machine.run("cd $IMAGE; mkdir -p home/somebody scratch opt/kelp srv/photos/2024; "
+                "ln -s /srv/photos opt/kelp/tmp");
     const auto refusal = HasSubstr("[E] The temporary directory is not the package manager's own: ");
     const auto launchWith = [&](const std::string &setting) {
         machine.run("printf '[kelp]\\ntemp_directory = " + setting + "\\n' | put_file /etc/kelp/kelp.conf");
         return machine.launch();
     };
-    for (const char *setting : {"", "/home", "/opt", "/opt/app/tmp"}) {
+    for (const char *setting : {"", "/home", "/opt", "/opt/app/tmp", "/opt/kelp/tmp/"}) {
         EXPECT_THAT(launchWith(setting), refusal) << setting;
         machine.expectStay({"org.sound"});
     }
     EXPECT_THAT(launchWith("/scratch"), Not(refusal));
     machine.expectArrived({"org.sound"});
-    EXPECT_TRUE(machine.holds("home/somebody"));
+    for (const char *kept : {"home/somebody", "srv/photos/2024"})
+        EXPECT_TRUE(machine.holds(kept)) << kept;
 }
 
 TEST_F(TakeOverTest, ALateArrivalGetsWhatTheOtherMigrationsDid) {

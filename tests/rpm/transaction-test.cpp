@@ -66,6 +66,8 @@ TEST_F(TransactionTest, ErasesWhatWasAdded) {
         transaction.addFlags(isTrial ? RPMTRANS_FLAG_TEST : RPMTRANS_FLAG_JUSTDB);
         transaction.addFlags(Transaction::NoPlugins); // In addition.
         transaction.setProgressCallback();
+        transaction.forEachInstalled([&](const Reader &reader) { transaction.addErase(reader); });
+        transaction.forgetErasures();
         transaction.forEachInstalled([&](const Reader &reader) {
             if (reader.tag(Tag::Name) != "org.example.two")
                 transaction.addErase(reader);

@@ -2,6 +2,8 @@
 
 #include "kelp/core/common/errors/error-category.h"
 
+#include <cerrno>
+#include <new>
 #include <utility>
 
 namespace Common {
@@ -13,6 +15,23 @@ Error::Error(ErrorCode code, std::string message) : Error(ErrorCategory::make(co
 
 Error::Error(ErrorCode code, std::string message, int systemError) : Error(code, std::move(message)) {
     systemReason_ = std::generic_category().message(systemError);
+    systemError_ = systemError;
+}
+
+Error Error::causedBy(const std::exception &failure) && {
+    systemError_ = systemErrorOf(failure);
+    return std::move(*this);
+}
+
+int systemErrorOf(const std::exception &failure) {
+    if (const auto *own = dynamic_cast<const Error *>(&failure))
+        return own->systemError();
+    if (dynamic_cast<const std::bad_alloc *>(&failure))
+        return ENOMEM;
+    const auto *system = dynamic_cast<const std::system_error *>(&failure);
+    const bool isErrno = system && (system->code().category() == std::generic_category() ||
+                                    system->code().category() == std::system_category());
+    return isErrno ? system->code().value() : 0;
 }
 
 std::string explainedText(const std::exception &error) {

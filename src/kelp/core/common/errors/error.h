@@ -28,10 +28,20 @@ public:
     /// What the system answered; empty when it was not asked, or nobody has kept the answer.
     const std::string &systemReason() const { return systemReason_; }
 
+    /// Keeps the errno of the failure that this one is raised for.
+    Error causedBy(const std::exception &failure) &&;
+
+    /// That errno; 0 when the system was not asked, or nobody has kept it.
+    int systemError() const { return systemError_; }
+
 private:
     std::string message_;
     std::string systemReason_;
+    int systemError_ = 0;
 };
+
+/// The errno that an exception tells of, whatever its type; 0 for one that tells of none.
+int systemErrorOf(const std::exception &failure);
 
 /// The text of an exception for people: behind that of an Error stands what the system answered, "TEXT: No
 /// space left on device".

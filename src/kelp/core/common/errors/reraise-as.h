@@ -11,7 +11,7 @@ namespace Common {
 
 /// Runs `operation` and returns its result. When it throws an exception derived from the standard base, logs
 /// that exception's text at `level` and raises Error(code, message) in its place; the first exception is not
-/// nested. Exceptions of other kinds pass.
+/// nested, and its errno is kept. Exceptions of other kinds pass.
 template<class Operation>
 auto reraiseAs(std::error_code code, std::string message, const Operation &operation,
                LogLevel level = LogLevel::Error) {
@@ -19,7 +19,7 @@ auto reraiseAs(std::error_code code, std::string message, const Operation &opera
         return operation();
     } catch (const std::exception &error) {
         LogStream(level) << error;
-        throw Error(code, std::move(message));
+        throw Error(code, std::move(message)).causedBy(error);
     }
 }
 

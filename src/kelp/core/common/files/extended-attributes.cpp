@@ -13,7 +13,8 @@ namespace {
 
 std::size_t checked(ssize_t result, const std::string &message) {
     if (result < 0)
-        throw Error(ErrorCode::Filesystem, message);
+        throw Error(ErrorCode::Filesystem, message)
+            .causedBy(std::system_error(errno, std::generic_category()));
     return static_cast<std::size_t>(result);
 }
 

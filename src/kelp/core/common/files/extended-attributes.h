@@ -8,8 +8,8 @@
 namespace Common {
 
 // Extended attributes (xattr(7)). Values are bytes held in a string. Reading follows a link, writing does
-// not: a link itself receives the attribute. Any refusal by the system raises ErrorCode::Filesystem; nothing
-// is logged.
+// not: a link itself receives the attribute. Any refusal by the system raises ErrorCode::Filesystem, with its
+// errno; nothing is logged.
 
 /// Sets the attribute, replacing an old value. An empty value sets nothing and succeeds.
 void setExtendedAttribute(const std::filesystem::path &path, const std::string &name,

@@ -109,6 +109,10 @@ void Transaction::addErase(const Reader &package) {
         throw Error(ErrorCode::Internal, "Couldn't add erase element to the RPM transaction");
 }
 
+void Transaction::forgetErasures() {
+    rpmtsEmpty(transactionSet_.get());
+}
+
 void Transaction::run() {
     runAndForget(transactionSet_.get());
 }

@@ -55,6 +55,9 @@ public:
     /// RPM transaction" for a package that is not from the database.
     void addErase(const Reader &package);
 
+    /// Forgets what was added and not carried out.
+    void forgetErasures();
+
     /// Carries the erasures out, and forgets them. Raises ErrorCode::Internal "Couldn't run rpm transaction".
     /// That it returns says nothing: rpm answers the same for problems that it found before it started, and
     /// for a database that it could not write. What is installed afterwards is to be asked for.

@@ -5,6 +5,7 @@
 #include "kelp/core/kelp/inspection/machine-views.h"
 #include "kelp/core/kelp/inspection/take-over-plan.h"
 #include "kelp/core/kelp/package/migration-stamps.h"
+#include "kelp/core/kelp/take-over/copy-failures.h"
 
 #include <algorithm>
 #include <map>
@@ -101,6 +102,8 @@ public:
     std::string of(const RpmRecord &record) {
         if (const auto reason = whyNotMigrated(record))
             return *reason;
+        if (const auto failed = copyFailures_.find(record.id); failed != copyFailures_.end())
+            return failed->second.text();
         return isMigrated_ ? whyPassedOver(record) : "waits for the first migration";
     }
 
@@ -129,6 +132,7 @@ private:
 
     const IConfiguration &configuration_;
     bool isMigrated_;
+    std::map<std::string, CopyFailure> copyFailures_ = CopyFailures::read();
     std::optional<TakeOverPlan> plan_;
 };
 

@@ -8,7 +8,7 @@ MachineViews MachineViews::read(const IConfiguration &configuration) {
     Unread &unread = views.unread;
     views.packages = unread.attempt([&] { return store.packages(); });
     views.rescued = unread.attempt([&] { return store.rescued(); });
-    views.takeOvers = unread.attempt(pendingTakeOvers);
+    views.takeOvers = unread.attempt([&] { return pendingTakeOvers(configuration); });
     views.rpm = rpmRecords(unread);
     views.registry = unread.attempt(readRegistry);
     views.sources = unread.attempt([&] { return SourcesView::read(configuration); });

@@ -9,7 +9,7 @@
 #include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/kelp/package/path-list.h"
 #include "kelp/core/kelp/publication/publication-plan.h"
-#include "kelp/core/kelp/take-over/staging-area.h"
+#include "kelp/core/kelp/take-over/own-directory.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -170,9 +170,11 @@ std::uintmax_t StoreView::bytes(const std::string &id) const {
 }
 
 std::vector<RescuedTree> StoreView::rescued() const {
-    const fs::path place = StagingArea::surroundings(*configuration_) / "rescued";
+    const fs::path place = OwnDirectory::rescued(*configuration_).path();
     std::vector<RescuedTree> all;
     for (const std::string &name : namesIn(place)) {
+        if (name == OwnDirectory::markName)
+            continue;
         // The directory's name is no id: a version follows, and a number where there were several.
         const auto information = informationAt(place / name / "velura.pkg");
         all.emplace_back(information ? information->at("general.id") : name, place / name);

@@ -70,7 +70,7 @@ private:
     }
 
     void addPending() {
-        for (const JournalEntry &entry : pendingTakeOvers()) {
+        for (const JournalEntry &entry : pendingTakeOvers(configuration_)) {
             add(entry.id, entry.version, true, "its take-over was begun");
             pendingIds_.insert(entry.id);
             pendingTrees_.insert(entry.path);
@@ -86,6 +86,16 @@ private:
         return room;
     }
 
+    /// What the next start would find rescued, or would rescue.
+    std::vector<LeftTree> leftTrees() const {
+        std::vector<LeftTree> trees = LeftTree::rescued(configuration_);
+        if (area_.isOwn())
+            for (const fs::path &leftover : area_.leftovers(pendingTrees_))
+                if (!StagingArea::isScrap(leftover))
+                    trees.emplace_back(leftover);
+        return trees;
+    }
+
     static void requireSignatures() {
         const std::string path = PackageSignatures::Database::defaultPath();
         if (!Common::exists(path))
@@ -99,7 +109,7 @@ private:
         const auto installedVersion = [this](const std::string &id) {
             return StoreView(configuration_).versionOfRecord(id);
         };
-        const RpmSurvey survey(rpm, installedVersion, resolver_, pendingIds_);
+        const RpmSurvey survey(rpm, installedVersion, resolver_, pendingIds_, leftTrees());
         plan_.isDamaged = survey.isDamaged();
         std::set<std::string> judged = pendingIds_;
         for (const RpmSurvey::Item &item : survey.items())

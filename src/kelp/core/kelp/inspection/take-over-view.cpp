@@ -1,17 +1,18 @@
 #include "kelp/core/kelp/inspection/take-over-view.h"
 
 #include "kelp/core/common/files/path-tests.h"
+#include "kelp/core/common/i-configuration.h"
 
 namespace Core::KELP {
 
-std::vector<JournalEntry> pendingTakeOvers() {
+std::vector<JournalEntry> pendingTakeOvers(const IConfiguration &configuration) {
     Common::requireReadable(TakeOverJournal::path());
-    return TakeOverJournal::read();
+    return TakeOverJournal::read(configuration.tempDirectory());
 }
 
-std::set<std::string> idsOnTheirWay() {
+std::set<std::string> idsOnTheirWay(const IConfiguration &configuration) {
     std::set<std::string> ids;
-    for (JournalEntry &entry : pendingTakeOvers())
+    for (JournalEntry &entry : pendingTakeOvers(configuration))
         ids.insert(std::move(entry.id));
     return ids;
 }

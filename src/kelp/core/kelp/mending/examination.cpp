@@ -48,7 +48,7 @@ std::vector<Finding> examine(const IConfiguration &configuration, const std::set
                 findings.push_back(std::move(finding));
     };
     MachineViews views = MachineViews::read(configuration);
-    const std::set<std::string> underWay = idsUnderWay();
+    const std::set<std::string> underWay = idsUnderWay(configuration);
     for (const StoredPackage &package : views.packages.value_or(std::vector<StoredPackage>()))
         if (!underWay.contains(package.id) && (ids.empty() || ids.contains(package.id)))
             add(examinePackage(configuration, package));
@@ -65,7 +65,7 @@ std::vector<std::string> unknownIds(const IConfiguration &configuration, const s
     MachineViews views = MachineViews::read(configuration);
     if (!views.unread.texts().empty())
         return {};
-    std::set<std::string> known = idsOnTheirWay();
+    std::set<std::string> known = idsOnTheirWay(configuration);
     for (const StoredPackage &package : *views.packages)
         known.insert(package.id);
     for (const RpmRecord &record : *views.rpm)

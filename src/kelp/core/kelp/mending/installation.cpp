@@ -21,7 +21,7 @@
 #include "kelp/core/kelp/mending/publication-obstacle.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
 #include "kelp/core/kelp/registry/registry.h"
-#include "kelp/core/kelp/take-over/staging-area.h"
+#include "kelp/core/kelp/take-over/own-directory.h"
 #include "kelp/core/kelp/validator/configuration/config.h"
 
 #include "platform/package-signatures/database.h"
@@ -126,7 +126,9 @@ public:
 
     Installed run() {
         check();
-        const Staging staging(installationDirectory(configuration_) / stagingName());
+        const OwnDirectory directory = OwnDirectory::installing(configuration_);
+        directory.require();
+        const Staging staging(directory.path() / stagingName());
         if (options_.isDryRun) {
             judge(staging.path());
             requirePublishable(staging.path());
@@ -182,7 +184,8 @@ private:
             refuse(id_, ErrorCode::BadPackageArchitecture);
         const auto inRpm = rpmRecords();
         // Both would have their files at the same places, and rpm's next erasure would take them.
-        if (std::ranges::find(inRpm, id_, &RpmRecord::id) != inRpm.end() || idsOnTheirWay().contains(id_))
+        if (std::ranges::find(inRpm, id_, &RpmRecord::id) != inRpm.end() ||
+            idsOnTheirWay(configuration_).contains(id_))
             throw Error(ErrorCode::Internal, id_ + ": The package is still in rpm, from where kelp-launcher "
                                                    "takes it over");
         if (const auto found = StoreView(configuration_).package(id_)) {
@@ -269,10 +272,6 @@ private:
 };
 
 } // namespace
-
-fs::path installationDirectory(const IConfiguration &configuration) {
-    return StagingArea::surroundings(configuration) / "install";
-}
 
 void completeInstallation(const IConfiguration &configuration) {
     const auto begun = unfinishedInstallation();

@@ -23,10 +23,6 @@ struct Installed {
         true; ///< Lists, registry and binding are on disk as well; else an examination finds it.
 };
 
-/// Where packages are unpacked for their installation: on the store's filesystem, and not the launcher's to
-/// clear.
-std::filesystem::path installationDirectory(const IConfiguration &configuration);
-
 /// Brings a package file into the store: refuses what its certificate, its architecture, its version or its
 /// source speak against, before anything of it is unpacked; unpacks it under the validator's verdict; and
 /// installs it, or updates what is installed. What an earlier run left unfinished is completed first.

@@ -19,7 +19,7 @@ struct MachineViews;
 
 /// The packages that are on their way from rpm into the store, or out of it. What is there of them and what
 /// is not says nothing, and is to be mended by nobody but who completes that.
-std::set<std::string> idsUnderWay();
+std::set<std::string> idsUnderWay(const IConfiguration &configuration);
 
 /// What is wrong with the directory of a package in the store, and with what it has published.
 std::vector<Finding> examinePackage(const IConfiguration &configuration, const StoredPackage &package);

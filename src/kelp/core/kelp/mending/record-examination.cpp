@@ -9,6 +9,7 @@
 #include "kelp/core/kelp/mending/removal.h"
 #include "kelp/core/kelp/mending/rescue.h"
 #include "kelp/core/kelp/registry/registry.h"
+#include "kelp/core/kelp/take-over/own-directory.h"
 #include "kelp/core/kelp/take-over/staging-area.h"
 #include "kelp/core/trusted-sources/sqlite-database.h"
 
@@ -30,7 +31,7 @@ public:
         configuration_(configuration),
         views_(views),
         packages_(views.packages.value_or(std::vector<StoredPackage>())),
-        underWay_(idsUnderWay()) {
+        underWay_(idsUnderWay(configuration)) {
         const RegistryView registry = views.registry.value_or(RegistryView());
         for (const RegistryRecord &record : registry.records)
             lastEvent_.insert_or_assign(record.packageId(), record.event());
@@ -52,7 +53,7 @@ public:
         for (const auto &[id, path] : views_.rescued.value_or(std::vector<RescuedTree>()))
             examineRescued(id, path);
         examineTakeOvers();
-        examineLeftovers(installationDirectory(configuration_));
+        examineLeftovers(OwnDirectory::installing(configuration_));
         examineJournal();
         return std::move(findings_);
     }
@@ -190,19 +191,24 @@ private:
         for (const fs::path &path : area.leftovers(trees)) {
             const std::string name = path.filename().string();
             add(name.starts_with('.') ? "" : name, FindingKind::Leftover, path,
-                "is left of a killed run of kelp-launcher: its next take-over from rpm clears it", {});
+                "is left of a killed run of kelp-launcher: its next take-over from rpm clears it, or rescues "
+                "it",
+                {});
         }
     }
 
     /// What was unpacked for an installation came out of a package file that somebody still has.
-    void examineLeftovers(const fs::path &directory) {
+    void examineLeftovers(const OwnDirectory &directory) {
+        if (!directory.isOwn())
+            return;
         std::error_code error;
         // One that is under way looks the same. What mends holds the lock that an installation has.
-        for (fs::directory_iterator entry(directory, error), end; !error && entry != end;
+        for (fs::directory_iterator entry(directory.path(), error), end; !error && entry != end;
              entry.increment(error))
-            add(entry->path().filename().string(), FindingKind::Leftover, entry->path(),
-                "was unpacked for an installation that did not take place; --repair removes it",
-                [path = entry->path()] { Common::removeAll(path); });
+            if (entry->path().filename() != OwnDirectory::markName)
+                add(entry->path().filename().string(), FindingKind::Leftover, entry->path(),
+                    "was unpacked for an installation that did not take place; --repair removes it",
+                    [path = entry->path()] { Common::removeAll(path); });
     }
 
     /// Whoever opens the database for writing next rolls it back. One that does not begin yet belongs to a
@@ -227,8 +233,8 @@ private:
 
 } // namespace
 
-std::set<std::string> idsUnderWay() {
-    std::set<std::string> ids = idsOnTheirWay();
+std::set<std::string> idsUnderWay(const IConfiguration &configuration) {
+    std::set<std::string> ids = idsOnTheirWay(configuration);
     if (std::optional<std::string> id = unfinishedRemoval())
         ids.insert(std::move(*id));
     return ids;

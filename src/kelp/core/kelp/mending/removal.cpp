@@ -99,7 +99,7 @@ void completeRemoval(const IConfiguration &configuration) {
 
 void removePackage(const IConfiguration &configuration, const std::string &id) {
     completeRemoval(configuration);
-    if (idsOnTheirWay().contains(id))
+    if (idsOnTheirWay(configuration).contains(id))
         throw Common::Error(Common::ErrorCode::Internal,
                             "Package " + id + " is on its way from rpm: start kelp-launcher first");
     // So that the lists name all that is to go.

@@ -1,5 +1,6 @@
 #include "kelp/core/kelp/take-over/package-outline.h"
 
+#include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/files/directory.h"
 #include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/files/path-tests.h"
@@ -10,6 +11,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <deque>
 
 namespace fs = std::filesystem;
@@ -41,6 +43,16 @@ bool followLink(const fs::path &target, const fs::path &version, fs::path &reach
 
 bool pointsBesideItself(const fs::path &target) {
     return !target.empty() && target.native().front() != '.' && target.native().front() != '/';
+}
+
+/// Raises for what cannot be looked at: it is not missing.
+bool leadsToSomething(const fs::path &installed) {
+    struct stat status = {};
+    if (::stat(installed.c_str(), &status) == 0)
+        return true;
+    if (errno == ENOENT || errno == ENOTDIR)
+        return false;
+    throw Common::Error(Common::ErrorCode::Filesystem, "Couldn't look for " + installed.string(), errno);
 }
 
 /// Whether nobody else can have us read a file of their choice, which the copy would show to everybody: a
@@ -105,7 +117,7 @@ void PackageOutline::addInstalledFile(const fs::path &installed, const fs::path 
         return;
     }
     // It is left out of the copy as well, with a warning.
-    if (!Common::exists(installed))
+    if (!leadsToSomething(installed))
         return;
     if (!isRootsToLead(installed)) {
         objection_ = objection_.value_or("others than root decide what stands at " + installed.string());

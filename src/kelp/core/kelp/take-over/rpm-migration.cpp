@@ -4,8 +4,10 @@
 #include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/i-configuration.h"
+#include "kelp/core/common/rpm/tags.h"
 #include "kelp/core/common/stop-signals.h"
 #include "kelp/core/kelp/package/i-database-path-resolver.h"
+#include "kelp/core/kelp/take-over/rpm-erasure.h"
 #include "kelp/core/kelp/take-over/rpm-staging.h"
 #include "kelp/core/kelp/take-over/take-over-store.h"
 
@@ -24,6 +26,8 @@ using Common::LogStream;
 using Common::Rpm::Reader;
 using Common::Rpm::Transaction;
 
+namespace Tag = Common::Rpm::Tag;
+
 /// What rpm needs for its database and for the scripts that it writes before it runs them.
 constexpr std::uint64_t marginForRpm = 8U << 20;
 
@@ -36,6 +40,17 @@ void logStaying(const std::string &id, const std::string &reason) {
 
 Error noRoom(const std::string &id) {
     return {ErrorCode::Filesystem, "There is no room to take over " + id + " package"};
+}
+
+/// What cannot be told is no reason to give anything up.
+template<class Question>
+bool unlessItFails(const Question &question) {
+    try {
+        return question();
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Warning) << error;
+        return false;
+    }
 }
 
 void requireMargin(const fs::path &directory) {
@@ -71,6 +86,17 @@ void RpmMigration::note(std::exception_ptr failure) {
         failure_ = std::move(failure);
 }
 
+void RpmMigration::noteError(const Error &error) {
+    LogStream(LogLevel::Error) << error;
+    note(std::make_exception_ptr(error));
+}
+
+void RpmMigration::logStay(const RpmCandidate &candidate) {
+    logStaying(candidate.entry.id, *candidate.stays);
+    if (!candidate.isJudged)
+        note(std::make_exception_ptr(Error(ErrorCode::Internal, *candidate.stays)));
+}
+
 std::set<std::string> RpmMigration::idsLeft() const {
     std::set<std::string> ids;
     for (const JournalEntry &entry : settlement_.left())
@@ -86,7 +112,7 @@ void RpmMigration::run() {
         return store_->isInstalled(id) ? std::optional(store_->packageInfo(id).at("general.version"))
                                        : std::nullopt;
     };
-    RpmSurvey survey(rpm_, installedVersion, *pathResolver_, idsLeft());
+    RpmSurvey survey(rpm_, installedVersion, *pathResolver_, idsLeft(), leftTrees());
     if (survey.isDamaged()) {
         const Error error(ErrorCode::Internal, "The rpm database has records that cannot be read");
         if (!settlement_.left().empty())
@@ -97,10 +123,11 @@ void RpmMigration::run() {
     }
     dropStored(survey);
     takeOverInGroups(survey);
+    copyFailures_.conclude();
 }
 
 void RpmMigration::takeUp() {
-    std::vector<JournalEntry> entries = TakeOverJournal::read();
+    std::vector<JournalEntry> entries = TakeOverJournal::read(configuration_->tempDirectory());
     if (!entries.empty()) {
         // A kill behind the erasure has left it, and what follows is what it was set aside for.
         area_.releaseReserve();
@@ -110,7 +137,65 @@ void RpmMigration::takeUp() {
     std::set<fs::path> kept;
     for (const JournalEntry &entry : settlement_.left())
         kept.insert(entry.path);
-    area_.clear(kept);
+    try {
+        clearArea(kept);
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Warning) << "Couldn't cleanup database temporary directory";
+        LogStream(LogLevel::Warning) << error;
+    }
+}
+
+/// A tree that no journal names goes when rpm or the store has all that it holds, and is kept otherwise.
+void RpmMigration::clearArea(const std::set<fs::path> &kept) {
+    area_.clearScrap(kept);
+    std::vector<LeftTree> trees;
+    for (const fs::path &leftover : area_.leftovers(kept))
+        trees.emplace_back(leftover);
+    if (trees.empty())
+        return;
+    for (const LeftTree &tree : treesNeededNoMore(trees))
+        area_.giveUp(tree.path());
+    for (const LeftTree &tree : trees)
+        rescue(tree);
+}
+
+/// Takes them out of `trees`.
+std::vector<LeftTree> RpmMigration::treesNeededNoMore(std::vector<LeftTree> &trees) const {
+    std::set<fs::path> found;
+    std::set<fs::path> missed;
+    rpm_.forEachInstalled([&](const Reader &record) {
+        const std::string id = record.tagOr(Tag::Name, "");
+        const std::string version = record.tagOr(Tag::Version, "") + "-" + record.tagOr(Tag::Release, "");
+        for (const LeftTree &tree : trees)
+            if (tree.isOf(id, version))
+                (unlessItFails([&] { return !tree.holdsMissingFile(record); }) ? found : missed)
+                    .insert(tree.path());
+    });
+    const auto isNeeded = [&](const LeftTree &tree) {
+        const bool isInRpm = found.contains(tree.path()) && !missed.contains(tree.path());
+        return !isInRpm && !unlessItFails([&] { return tree.isWholeInStore(*pathResolver_); });
+    };
+    const auto end = std::stable_partition(trees.begin(), trees.end(), isNeeded);
+    std::vector<LeftTree> others(end, trees.end());
+    trees.erase(end, trees.end());
+    return others;
+}
+
+/// What cannot be moved away stays where it is, and keeps its application in rpm: there it could not be
+/// staged.
+void RpmMigration::rescue(const LeftTree &tree) {
+    try {
+        const fs::path place = area_.rescue(tree.path(), tree.name());
+        LogStream(LogLevel::Error) << "What an earlier start has left of " << tree.path().filename().string()
+                                   << " is kept in " << place;
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Error) << error;
+        note(std::current_exception());
+    }
+}
+
+std::vector<LeftTree> RpmMigration::leftTrees() const {
+    return LeftTree::rescued(*configuration_);
 }
 
 /// Records of packages that the store has as a whole.
@@ -121,12 +206,11 @@ void RpmMigration::dropStored(const RpmSurvey &survey) {
             instances.insert(item.candidate->entry.instance);
     if (instances.empty())
         return;
-    rpm_.forEachInstalled([&](const Reader &reader) {
-        if (instances.contains(Common::Rpm::databaseInstance(reader)))
-            rpm_.addErase(reader);
-    });
     // No script may run: the package is in use, under the store.
-    rpm_.runOnDatabaseAlone();
+    const auto left = Core::KELP::erase(rpm_, instances, ErasureOf::Records);
+    for (const RpmSurvey::Item &item : survey.items())
+        if (item.candidate && left.contains(item.candidate->entry.instance))
+            noteError({ErrorCode::Internal, "Couldn't erase " + item.id + " package from the rpm database"});
 }
 
 void RpmMigration::takeOverInGroups(RpmSurvey &survey) {
@@ -159,7 +243,7 @@ std::vector<JournalEntry> RpmMigration::prepareRpmPackagesForMigration(RpmSurvey
         if (!item.candidate)
             LogStream(LogLevel::Warning) << "Package " << item.id << " doesn't have developer certificate";
         else if (item.candidate->stays)
-            logStaying(item.id, *item.candidate->stays);
+            logStay(*item.candidate);
         else if (!item.candidate->isInStore && fits(*item.candidate, staged.size() + 1))
             stage(survey, *item.candidate, staged, rest);
         else if (!item.candidate->isInStore)
@@ -192,6 +276,14 @@ void RpmMigration::stage(RpmSurvey &survey, RpmCandidate &candidate, std::vector
     JournalEntry &entry = candidate.entry;
     entry.path = area_.treeOf(entry.id);
     try {
+        makeStagingDirectory(entry.path);
+    } catch (const std::exception &error) {
+        // What stands there is not of this start, and nobody's to throw away.
+        note(std::current_exception());
+        leave(survey, candidate, error.what(), staged);
+        return;
+    }
+    try {
         stageInstalledPackage(candidate.package,
                               fs::absolute(pathResolver_->versionDirectory(entry.id, entry.version)), entry);
         // With its descriptor, so that the group's one flush has both on disk.
@@ -201,26 +293,39 @@ void RpmMigration::stage(RpmSurvey &survey, RpmCandidate &candidate, std::vector
         // Asked before the tree goes and makes room: what the disk alone kept out waits for the next group.
         const bool isFull = area_.room() < marginForCopies;
         discardTree(entry);
-        if (isFull)
+        if (isFull) {
             rest.push_back({entry.id, &candidate});
-        else
+        } else {
+            noteCopyFailure(entry.id, error);
             leave(survey, candidate, error.what(), staged);
+        }
     }
 }
 
+/// What the machine failed at withholds the stamp, unless it fails at it for good.
+void RpmMigration::noteCopyFailure(const std::string &id, const std::exception &error) {
+    const auto *copyError = dynamic_cast<const CopyError *>(&error);
+    if (!copyError || !copyFailures_.note(id, *copyError))
+        note(std::current_exception());
+}
+
 /// Nothing of the tree is needed: rpm has everything.
-void RpmMigration::discardTree(const JournalEntry &entry) {
-    std::error_code ignored;
-    fs::remove_all(entry.path, ignored);
+void RpmMigration::discardTree(const JournalEntry &entry) const {
+    try {
+        area_.giveUp(entry.path);
+    } catch (const std::exception &error) {
+        // The next start finds it.
+        LogStream(LogLevel::Warning) << error;
+    }
 }
 
 /// Has a package stay, and with it those that share a file with it: here the staged ones, the others when
 /// their turn comes.
 void RpmMigration::leave(RpmSurvey &survey, RpmCandidate &candidate, const std::string &reason,
-                         std::vector<RpmCandidate *> &staged) {
+                         std::vector<RpmCandidate *> &staged) const {
     logStaying(candidate.entry.id, reason);
     survey.withdraw(candidate, reason);
-    std::erase_if(staged, [](const RpmCandidate *other) {
+    std::erase_if(staged, [this](const RpmCandidate *other) {
         if (!other->stays)
             return false;
         logStaying(other->entry.id, *other->stays);
@@ -247,7 +352,8 @@ void RpmMigration::secure(const std::vector<JournalEntry> &group) {
         // finds that rpm has these untouched.
         if (settlement_.left().empty())
             fs::remove(TakeOverJournal::path(), ignored);
-        std::ranges::for_each(group, discardTree);
+        for (const JournalEntry &entry : group)
+            discardTree(entry);
         throw;
     }
 }
@@ -256,27 +362,15 @@ void RpmMigration::erase(const std::vector<JournalEntry> &group) {
     std::set<std::uint32_t> instances;
     for (const JournalEntry &entry : group)
         instances.insert(entry.instance);
-    try {
-        rpm_.forEachInstalled([&](const Reader &reader) {
-            if (instances.contains(Common::Rpm::databaseInstance(reader)))
-                rpm_.addErase(reader);
-        });
-        rpm_.run();
-    } catch (const std::exception &error) {
-        // What became of each package is asked for, whatever rpm says.
-        LogStream(LogLevel::Error) << error;
-        note(std::current_exception());
-    }
+    // The settlement asks what became of each.
+    Core::KELP::erase(rpm_, instances, ErasureOf::Packages);
     area_.releaseReserve();
 }
 
 void RpmMigration::settle(std::vector<JournalEntry> group) {
     settlement_.settle(std::move(group));
-    for (const std::string &id : settlement_.untouched()) {
-        const Error error(ErrorCode::Internal, "Couldn't erase " + id + " package from rpm");
-        LogStream(LogLevel::Error) << error;
-        note(std::make_exception_ptr(error));
-    }
+    for (const std::string &id : settlement_.untouched())
+        noteError({ErrorCode::Internal, "Couldn't erase " + id + " package from rpm"});
 }
 
 } // namespace Core::KELP

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "kelp/core/common/rpm/transaction.h"
+#include "kelp/core/kelp/take-over/copy-failures.h"
+#include "kelp/core/kelp/take-over/left-tree.h"
 #include "kelp/core/kelp/take-over/rpm-survey.h"
 #include "kelp/core/kelp/take-over/staging-area.h"
 #include "kelp/core/kelp/take-over/take-over-settlement.h"
@@ -50,19 +52,26 @@ private:
     using Waiting = std::deque<RpmSurvey::Item>;
 
     void takeUp();
+    void clearArea(const std::set<std::filesystem::path> &kept);
+    std::vector<LeftTree> treesNeededNoMore(std::vector<LeftTree> &trees) const;
+    void rescue(const LeftTree &tree);
+    std::vector<LeftTree> leftTrees() const;
     void dropStored(const RpmSurvey &survey);
     void takeOverInGroups(RpmSurvey &survey);
     std::vector<JournalEntry> prepareRpmPackagesForMigration(RpmSurvey &survey, Waiting &waiting);
     bool fits(const RpmCandidate &candidate, std::size_t count) const;
     void stage(RpmSurvey &survey, RpmCandidate &candidate, std::vector<RpmCandidate *> &staged,
                Waiting &rest);
-    static void leave(RpmSurvey &survey, RpmCandidate &candidate, const std::string &reason,
-                      std::vector<RpmCandidate *> &staged);
-    static void discardTree(const JournalEntry &entry);
+    void leave(RpmSurvey &survey, RpmCandidate &candidate, const std::string &reason,
+               std::vector<RpmCandidate *> &staged) const;
+    void noteCopyFailure(const std::string &id, const std::exception &error);
+    void discardTree(const JournalEntry &entry) const;
     void erase(const std::vector<JournalEntry> &group);
     void secure(const std::vector<JournalEntry> &group);
     void settle(std::vector<JournalEntry> group);
     void note(std::exception_ptr failure);
+    void noteError(const Common::Error &error);
+    void logStay(const RpmCandidate &candidate);
     std::set<std::string> idsLeft() const;
 
     const IConfiguration *configuration_;
@@ -71,6 +80,7 @@ private:
     StagingArea area_;
     Common::Rpm::Transaction rpm_;
     TakeOverSettlement settlement_;
+    CopyFailures copyFailures_;
     std::exception_ptr failure_;
 };
 

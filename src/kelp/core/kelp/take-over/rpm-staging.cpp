@@ -2,15 +2,18 @@
 
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/errors/log-stream.h"
+#include "kelp/core/common/errors/reraise-as.h"
 #include "kelp/core/common/files/copy.h"
 #include "kelp/core/common/files/extended-attributes.h"
 #include "kelp/core/common/files/file-descriptor.h"
 #include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/files/path-tests.h"
+#include "kelp/core/kelp/take-over/copy-failures.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <map>
 
 namespace fs = std::filesystem;
@@ -33,12 +36,19 @@ using StagedInodes = std::map<std::pair<dev_t, ino_t>, fs::path>;
 /// another file there while it is copied.
 class FoundFile {
 public:
+    /// Raises for what cannot be looked at: it is not absent.
     explicit FoundFile(const std::string &path) :
         file_(::open(path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC)) {
-        if (file_.get() < 0 || ::fstat(file_.get(), &status_) != 0)
-            status_ = {};
+        if (file_.get() >= 0 ? ::fstat(file_.get(), &status_) != 0 : !isAbsence(errno))
+            throw Error(ErrorCode::Filesystem, "Couldn't open " + path, errno);
+        struct stat behind = {};
+        // What a link leads to is what would be copied.
+        isThere_ = isRegular() || ::stat(path.c_str(), &behind) == 0;
+        if (!isThere_ && !isAbsence(errno))
+            throw Error(ErrorCode::Filesystem, "Couldn't look for " + path, errno);
     }
 
+    bool isThere() const { return isThere_; }
     bool isRegular() const { return S_ISREG(status_.st_mode); }
 
     /// Copies it, or links it to the place of another of its names: copied each, they would take its space
@@ -55,14 +65,17 @@ public:
     }
 
 private:
+    static bool isAbsence(int error) { return error == ENOENT || error == ENOTDIR; }
+
     Common::FileDescriptor file_;
     struct stat status_ = {};
+    bool isThere_ = false;
 };
 
 void copyInstalledFile(const RpmPackage &package, const RpmPackage::FileEntry &entry, const fs::path &staging,
                        StagedInodes &staged) {
     const FoundFile found(entry.path);
-    if (!found.isRegular() && !Common::exists(entry.path)) {
+    if (!found.isThere()) {
         LogStream(LogLevel::Warning) << "Attempt to copy a non-existent file during package migration: "
                                      << entry.path;
         return;
@@ -87,15 +100,6 @@ void stageEntry(const RpmPackage &package, const RpmPackage::FileEntry &entry, c
         copyInstalledFile(package, entry, staging, staged);
 }
 
-/// Two packages of one name must not share a staging directory: the second would spoil the copies of the
-/// first, which is about to be erased.
-void makeStagingDirectory(const fs::path &staging) {
-    if (Common::exists(staging))
-        throw Error(ErrorCode::Filesystem,
-                    "Couldn't create directory: " + staging.string() + " (path already exists)");
-    Common::createDirectories(staging);
-}
-
 /// A later start compares with what was noted; it must be what was copied.
 void requireUnchanged(const std::vector<JournalledFile> &files) {
     for (const JournalledFile &file : files)
@@ -105,13 +109,24 @@ void requireUnchanged(const std::vector<JournalledFile> &files) {
 
 } // namespace
 
+void makeStagingDirectory(const fs::path &staging) {
+    const std::string failure = "Couldn't create directory: " + staging.string();
+    // By the making itself: a look that fails would find nothing.
+    if (!Common::reraiseAs(ErrorCode::Filesystem, failure, [&] { return fs::create_directory(staging); }))
+        throw Error(ErrorCode::Filesystem, failure + " (path already exists)");
+}
+
 void stageInstalledPackage(const RpmPackage &package, const fs::path &versionDirectory, JournalEntry &entry) {
     for (JournalledFile &file : entry.files)
         file.identity = Common::identityAt(file.path);
-    makeStagingDirectory(entry.path);
     StagedInodes staged;
-    for (const RpmPackage::FileEntry &file : package.files())
-        stageEntry(package, file, entry.path, versionDirectory, staged);
+    for (const RpmPackage::FileEntry &file : package.files()) {
+        try {
+            stageEntry(package, file, entry.path, versionDirectory, staged);
+        } catch (const std::exception &error) {
+            throw CopyError(file.path, error);
+        }
+    }
     requireUnchanged(entry.files);
 }
 

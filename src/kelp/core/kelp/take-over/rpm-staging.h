@@ -5,12 +5,17 @@
 
 namespace Core::KELP {
 
-/// Copies the files of an installed package to the directory `entry.path`, which must not exist, in the form
-/// of a version that will lie in `versionDirectory`; and notes in `entry.files` what stood there. A file that
-/// rpm lists and that is missing on the disk is logged as a warning and left out.
+/// Makes the directory of a tree. Raises ErrorCode::Filesystem, also when anything is there: two packages of
+/// one name must not share it, and what an earlier start has left may be the only copy.
+void makeStagingDirectory(const std::filesystem::path &staging);
+
+/// Copies the files of an installed package to the empty directory `entry.path`, in the form of a version
+/// that will lie in `versionDirectory`; and notes in `entry.files` what stood there. A file that rpm lists
+/// and that is missing on the disk is logged as a warning and left out; one that cannot be looked at is not
+/// missing.
 ///
-/// Raises ErrorCode::Filesystem, also for a file that changed while it was copied; what was made by then
-/// stays, below entry.path alone.
+/// Raises CopyError for a file that could not be copied, and ErrorCode::Filesystem for one that changed
+/// meanwhile; what was made by then stays, below entry.path alone.
 void stageInstalledPackage(const RpmPackage &package, const std::filesystem::path &versionDirectory,
                            JournalEntry &entry);
 

@@ -1,6 +1,7 @@
 #include "kelp/core/kelp/take-over/rpm-survey.h"
 #include "kelp/core/kelp/desktop-file/desktop-file.h"
 
+#include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/foreign-text.h"
@@ -12,6 +13,7 @@
 #include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/package/i-database-path-resolver.h"
 #include "kelp/core/kelp/package/i-database.h"
+#include "kelp/core/kelp/take-over/copy-failures.h"
 #include "kelp/core/kelp/take-over/package-outline.h"
 
 #include "platform/app-manifest/manifest-entry.h"
@@ -81,14 +83,27 @@ std::vector<RpmPackage::FileEntry> readFiles(const Reader &reader) {
     return files;
 }
 
-RpmPackage describe(const Reader &reader, const Identity &identity, const Certificate &certificate) {
-    // From the running system, as everything that rpm's records name, whatever the root prefix is.
-    std::optional<std::string> orgName;
-    std::optional<std::string> appName;
-    if (const auto manifest = readDesktopFile("/usr/share/applications/" + identity.id + ".desktop")) {
-        orgName = Common::asFileName(manifest->appOrgname());
-        appName = Common::asFileName(manifest->appName());
-    }
+struct Names {
+    std::optional<std::string> organisation;
+    std::optional<std::string> application;
+};
+
+/// From the running system, as everything that rpm's records name, whatever the root prefix is.
+Names namesOf(const std::string &id) {
+    const std::string path = "/usr/share/applications/" + id + ".desktop";
+    const auto manifest = readDesktopFile(path);
+    struct stat status = {};
+    const bool isThere = ::stat(path.c_str(), &status) == 0;
+    if (!manifest && (isThere ? !S_ISREG(status.st_mode) : errno != ENOENT))
+        throw Common::Error(Common::ErrorCode::Filesystem, path + " is not a file", isThere ? EISDIR : errno);
+    return manifest
+               ? Names{Common::asFileName(manifest->appOrgname()), Common::asFileName(manifest->appName())}
+               : Names();
+}
+
+RpmPackage describe(const Reader &reader, const Identity &identity, const Certificate &certificate,
+                    const Names &names) {
+    auto [orgName, appName] = names;
     auto mappings = buildMappings(identity.id, certificate.keyId(), orgName, appName, Rooted::No);
     return RpmPackage(identity.id, identity.version, identity.architecture, {}, {}, std::move(orgName),
                       std::move(appName), std::move(mappings), {}, readFiles(reader));
@@ -127,6 +142,37 @@ std::uint64_t bytesOf(const RpmPackage &package, const InstalledFiles &record) {
     return bytes;
 }
 
+struct Failure {
+    std::string reason;
+    bool isJudgement;
+};
+
+template<class Step>
+std::optional<Failure> failureOf(const Step &step) {
+    try {
+        step();
+        return std::nullopt;
+    } catch (const std::exception &error) {
+        return Failure{error.what(), isJudgement(Common::systemErrorOf(error))};
+    }
+}
+
+/// Has the application stay for what could not be done with it.
+void stayFor(const std::optional<Failure> &failure, RpmCandidate &candidate) {
+    if (!failure || candidate.stays)
+        return;
+    candidate.stays = failure->reason;
+    candidate.isJudged = failure->isJudgement;
+}
+
+/// A tree that was made of this application's files when they were all there may be the only copy by now.
+void requireNothingLost(const Reader &record, const Identity &identity, const std::vector<LeftTree> &left) {
+    for (const LeftTree &tree : left)
+        if (tree.isOf(identity.id) && tree.holdsMissingFile(record))
+            throw Common::Error(Common::ErrorCode::Internal,
+                                "files that it lacks are kept in " + tree.path().string());
+}
+
 RpmCandidate candidateOf(const Reader &reader, RpmPackage package, const Certificate &certificate) {
     const InstalledFiles record(reader);
     JournalEntry entry = makeEntry(reader, package, certificate);
@@ -135,7 +181,7 @@ RpmCandidate candidateOf(const Reader &reader, RpmPackage package, const Certifi
         // What rpm will take away. It leaves directories that hold anything, and what it never put there.
         if (!record.isDirectory(file.fileIndex) && record.isInstalled(file.fileIndex))
             entry.files.push_back({file.path, {}, false, record.isConfiguration(file.fileIndex)});
-    return {std::move(package), std::move(entry), bytes, {}, false, {}};
+    return {std::move(package), std::move(entry), bytes, {}, false, {}, true};
 }
 
 /// Whether rpm's file is by now one that the store published.
@@ -145,6 +191,15 @@ bool isPublishedBy(const fs::path &file, const fs::path &current) {
     } catch (const std::exception &) {
         return false;
     }
+}
+
+/// What cannot be looked at is not free.
+bool isThere(const fs::path &target, struct stat &status) {
+    if (::lstat(target.c_str(), &status) == 0)
+        return true;
+    if (errno == ENOENT)
+        return false;
+    throw Common::Error(Common::ErrorCode::Filesystem, target.string() + ": " + std::strerror(errno), errno);
 }
 
 /// A link that leads nowhere is replaced when the file is published, whoever made it.
@@ -167,19 +222,16 @@ std::string headerDigest(const Reader &reader) {
 }
 
 RpmSurvey::RpmSurvey(const Transaction &rpm, const InstalledVersion &installedVersion,
-                     const IDatabasePathResolver &pathResolver, const std::set<std::string> &exceptIds) {
+                     const IDatabasePathResolver &pathResolver, const std::set<std::string> &exceptIds,
+                     const std::vector<LeftTree> &left) {
     const PackageSignatures::Database signatures(PackageSignatures::Database::defaultPath());
     const auto walk =
-        rpm.forEachInstalled([&](const Reader &reader) { readRecord(reader, signatures, exceptIds); });
+        rpm.forEachInstalled([&](const Reader &reader) { readRecord(reader, signatures, exceptIds, left); });
     isDamaged_ = walk == Transaction::Walk::Damaged;
     // Each walk uses what the one before has gathered of all: owners of files, owners outside, then targets.
     for (const auto &candidate : candidates_) {
-        try {
-            judgeAlone(*candidate, installedVersion, pathResolver);
-        } catch (const std::exception &error) {
-            // One descriptor that the disk does not give must not keep every other application in rpm.
-            candidate->stays = error.what();
-        }
+        // One descriptor that the disk does not give must not keep every other application in rpm.
+        stayFor(failureOf([&] { judgeAlone(*candidate, installedVersion, pathResolver); }), *candidate);
     }
     findForeignOwners(rpm);
     for (const auto &candidate : candidates_)
@@ -188,7 +240,7 @@ RpmSurvey::RpmSurvey(const Transaction &rpm, const InstalledVersion &installedVe
 }
 
 void RpmSurvey::readRecord(const Reader &reader, const PackageSignatures::Database &signatures,
-                           const std::set<std::string> &exceptIds) {
+                           const std::set<std::string> &exceptIds, const std::vector<LeftTree> &left) {
     const auto identity = unlessUnreadable([&] { return readIdentity(reader); });
     if (!identity)
         return;
@@ -204,10 +256,15 @@ void RpmSurvey::readRecord(const Reader &reader, const PackageSignatures::Databa
     // Without a word: such a package was never meant to leave rpm.
     if (certificate->isSystemDeveloperCertificate())
         return;
+    Names names;
+    const auto failure = failureOf([&] { names = namesOf(identity->id); });
     auto candidate = unlessUnreadable(
-        [&] { return candidateOf(reader, describe(reader, *identity, *certificate), *certificate); });
+        [&] { return candidateOf(reader, describe(reader, *identity, *certificate, names), *certificate); });
     if (!candidate)
         return;
+    // Without its names its organisation's data would be left behind.
+    stayFor(failure, *candidate);
+    stayFor(failureOf([&] { requireNothingLost(reader, *identity, left); }), *candidate);
     candidates_.push_back(std::make_unique<RpmCandidate>(std::move(*candidate)));
     items_.push_back({identity->id, candidates_.back().get()});
 }
@@ -219,6 +276,8 @@ void RpmSurvey::judgeAlone(RpmCandidate &candidate, const InstalledVersion &inst
         candidate.files.push_back(places_.find(file.path));
         owners_[candidate.files.back()].push_back(&candidate);
     }
+    if (candidate.stays)
+        return;
     const fs::path directory = pathResolver.packageDirectory(entry.id);
     // First of all: the questions behind it make paths of the two.
     if (!Common::isFileName(entry.id) || !Common::isFileName(entry.version)) {
@@ -307,7 +366,7 @@ void RpmSurvey::judgeTargets(RpmCandidate &candidate) {
     for (const std::string &target : targets_[&candidate]) {
         if (candidate.stays)
             return;
-        candidate.stays = targetObjection(candidate, target);
+        stayFor(failureOf([&] { candidate.stays = targetObjection(candidate, target); }), candidate);
     }
 }
 
@@ -318,9 +377,8 @@ std::optional<std::string> RpmSurvey::targetObjection(const RpmCandidate &candid
     if (claiming.size() > 1)
         return target + " would be published by " + claimants(claiming);
     struct stat status = {};
-    if (::lstat(target.c_str(), &status) != 0)
-        // What cannot be looked at is not free.
-        return errno == ENOENT ? std::nullopt : std::optional(target + ": " + std::strerror(errno));
+    if (!isThere(target, status))
+        return std::nullopt;
     if (isFree(target))
         return std::nullopt;
     const auto owners = owners_.find(place);

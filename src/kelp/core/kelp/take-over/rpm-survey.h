@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kelp/core/kelp/incoming/rpm-package.h"
+#include "kelp/core/kelp/take-over/left-tree.h"
 #include "kelp/core/kelp/take-over/place-on-disk.h"
 #include "kelp/core/kelp/take-over/take-over-journal.h"
 
@@ -37,6 +38,8 @@ struct RpmCandidate {
     std::vector<PlaceOnDisk> files;   ///< Of those that rpm would erase, in the order of entry.files.
     bool isInStore = false;           ///< The store has this very version, and all files are its own by now.
     std::optional<std::string> stays; ///< Why the application stays in rpm.
+    /// Whether it stays by a judgement. What the machine failed at must be tried again at the next start.
+    bool isJudged = true;
 };
 
 /// What the machine's rpm database holds, and what of it can be taken over without a loss: decided before
@@ -57,11 +60,12 @@ public:
     /// that is not installed.
     using InstalledVersion = std::function<std::optional<std::string>(const std::string &id)>;
 
-    /// `exceptIds` are left out: applications that are on their way already. Raises as the signature
-    /// database, Transaction::forEachInstalled and `installedVersion` do. A record that cannot be read is
-    /// logged and left in rpm.
+    /// `exceptIds` are left out: applications that are on their way already. One of which a tree of `left`
+    /// holds what rpm has lost stays. Raises as the signature database, Transaction::forEachInstalled and
+    /// `installedVersion` do. A record that cannot be read is logged and left in rpm.
     RpmSurvey(const Common::Rpm::Transaction &rpm, const InstalledVersion &installedVersion,
-              const IDatabasePathResolver &pathResolver, const std::set<std::string> &exceptIds);
+              const IDatabasePathResolver &pathResolver, const std::set<std::string> &exceptIds,
+              const std::vector<LeftTree> &left);
 
     const std::vector<Item> &items() const { return items_; }
 
@@ -73,7 +77,7 @@ public:
 
 private:
     void readRecord(const Common::Rpm::Reader &reader, const PackageSignatures::Database &signatures,
-                    const std::set<std::string> &exceptIds);
+                    const std::set<std::string> &exceptIds, const std::vector<LeftTree> &left);
     void judgeAlone(RpmCandidate &candidate, const InstalledVersion &installedVersion,
                     const IDatabasePathResolver &pathResolver);
     static void judgeStored(RpmCandidate &candidate, const std::string &installed,

@@ -1,12 +1,11 @@
 #include "kelp/core/kelp/take-over/staging-area.h"
 
 #include "kelp/core/common/errors/error.h"
-#include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/common/files/durable-file.h"
 #include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/i-configuration.h"
-#include "kelp/core/common/places.h"
+#include "kelp/core/kelp/take-over/own-directory.h"
 
 #include <algorithm>
 
@@ -18,11 +17,11 @@ namespace {
 
 using Common::Error;
 using Common::ErrorCode;
-using Common::LogLevel;
-using Common::LogStream;
 
-/// Says that the directory was made for the launcher, or given to it when it was empty.
-constexpr const char *markName = ".kelp-staging";
+/// At the beginning of the names of trees of which nothing is needed any more.
+constexpr const char *givenUpPrefix = ".given-up.";
+constexpr const char *probeName = ".probe";
+constexpr const char *reserveName = ".ballast";
 
 /// For the descriptor, the lists, the links and the lines of the registry, with room to spare.
 constexpr std::uint64_t spacePerPackage = 64U << 10;
@@ -48,55 +47,57 @@ bool isAmong(const std::set<fs::path> &paths, const fs::path &entry) {
     return paths.contains(entry) || std::ranges::any_of(paths, isSame);
 }
 
-bool isDefaultPlace(const fs::path &directory) {
-    return plain(directory) == plain(Common::rootPath() / "opt/kelp/tmp");
-}
-
-Error foreignDirectory(const fs::path &directory) {
-    return {ErrorCode::Filesystem,
-            "The temporary directory is not the package manager's own: " + directory.string()};
-}
-
 } // namespace
 
-bool StagingArea::isOwn() const {
+bool StagingArea::isBesideStore() const {
     const fs::path &directory = configuration_->tempDirectory();
     const fs::path &store = configuration_->databaseDirectory();
-    if (isWithin(store, directory) || isWithin(directory, store))
-        return false;
-    return isDefaultPlace(directory) || !Common::exists(directory) || Common::exists(directory / markName) ||
-           Common::isEmptyDirectory(directory);
+    return !isWithin(store, directory) && !isWithin(directory, store);
+}
+
+bool StagingArea::isOwn() const {
+    return isBesideStore() && OwnDirectory::temporary(*configuration_).isOwn();
 }
 
 void StagingArea::requireOwn() const {
     const fs::path &directory = configuration_->tempDirectory();
-    if (!isOwn())
-        throw foreignDirectory(directory);
-    if (isDefaultPlace(directory) || Common::exists(directory / markName))
-        return;
-    Common::createDirectories(directory);
-    // Killed before this, the next start finds an empty directory again.
-    Common::writeDurably(directory / markName, "");
+    if (!isBesideStore())
+        throw Error(ErrorCode::Filesystem,
+                    "The temporary directory is not the package manager's own: " + directory.string());
+    OwnDirectory::temporary(*configuration_).require();
 }
 
 std::vector<fs::path> StagingArea::leftovers(const std::set<fs::path> &kept) const {
     std::vector<fs::path> leftovers;
     if (Common::exists(configuration_->tempDirectory()))
         for (const fs::directory_entry &entry : fs::directory_iterator(configuration_->tempDirectory()))
-            if (!isAmong(kept, entry.path()) && entry.path().filename() != markName)
+            if (!isAmong(kept, entry.path()) && entry.path().filename() != OwnDirectory::markName)
                 leftovers.push_back(entry.path());
     return leftovers;
 }
 
-void StagingArea::clear(const std::set<fs::path> &kept) const {
-    try {
-        Common::removeAll(movedProbe());
-        for (const fs::path &leftover : leftovers(kept))
+bool StagingArea::isScrap(const fs::path &leftover) {
+    const std::string name = leftover.filename().string();
+    std::error_code error;
+    return name == probeName || name == reserveName || name.starts_with(givenUpPrefix) ||
+           (fs::symlink_status(leftover, error).type() == fs::file_type::directory &&
+            fs::is_empty(leftover, error) && !error);
+}
+
+void StagingArea::clearScrap(const std::set<fs::path> &kept) const {
+    Common::removeAll(movedProbe());
+    for (const fs::path &leftover : leftovers(kept))
+        if (isScrap(leftover))
             Common::removeAll(leftover);
-    } catch (const std::exception &error) {
-        LogStream(LogLevel::Warning) << "Couldn't cleanup database temporary directory";
-        LogStream(LogLevel::Warning) << error;
-    }
+}
+
+void StagingArea::giveUp(const fs::path &tree) const {
+    fs::path scrap;
+    for (int i = 1; scrap.empty() || Common::isThere(scrap); ++i)
+        scrap = configuration_->tempDirectory() / (givenUpPrefix + std::to_string(i));
+    // One rename: killed in the removal, a part of a tree could pass for all that there was.
+    Common::move(tree, scrap);
+    Common::removeAll(scrap);
 }
 
 fs::path StagingArea::treeOf(const std::string &id) const {
@@ -114,7 +115,7 @@ std::uint64_t StagingArea::reservePerPackage() {
 void StagingArea::secure(std::size_t count) const {
     const fs::path &staged = configuration_->tempDirectory();
     // With the store on another filesystem no copy could be moved there, and all would be lost.
-    const fs::path probe = staged / ".probe";
+    const fs::path probe = staged / probeName;
     Common::createDirectories(probe);
     Common::move(probe, movedProbe());
     // Left by a kill, it is what clear() removes.
@@ -127,11 +128,11 @@ void StagingArea::secure(std::size_t count) const {
 }
 
 fs::path StagingArea::movedProbe() const {
-    return configuration_->databaseDirectory() / ".probe";
+    return configuration_->databaseDirectory() / probeName;
 }
 
 fs::path StagingArea::reserve() const {
-    return configuration_->tempDirectory() / ".ballast";
+    return configuration_->tempDirectory() / reserveName;
 }
 
 void StagingArea::releaseReserve() const {
@@ -139,23 +140,20 @@ void StagingArea::releaseReserve() const {
     fs::remove(reserve(), ignored);
 }
 
-fs::path StagingArea::surroundings(const IConfiguration &configuration) {
-    return plain(configuration.tempDirectory()).parent_path();
-}
-
-fs::path StagingArea::rescuePlace(const std::string &id, const std::string &version) const {
-    return surroundings(*configuration_) / "rescued" / (id + "-" + version);
+fs::path StagingArea::rescuePlace(const std::string &name) const {
+    return OwnDirectory::rescued(*configuration_).path() / name;
 }
 
 bool StagingArea::isRescued(const std::string &id, const std::string &version) const {
-    return Common::exists(rescuePlace(id, version));
+    return Common::exists(rescuePlace(id + "-" + version));
 }
 
-fs::path StagingArea::rescue(const fs::path &tree, const std::string &id, const std::string &version) const {
-    const fs::path first = rescuePlace(id, version);
+fs::path StagingArea::rescue(const fs::path &tree, const std::string &name) const {
+    OwnDirectory::rescued(*configuration_).require();
+    const fs::path first = rescuePlace(name);
     fs::path place = first;
     // Another tree of the version may be the only copy of something that this one does not hold.
-    for (int i = 2; Common::exists(place); ++i)
+    for (int i = 2; Common::isThere(place); ++i)
         place = first.string() + "." + std::to_string(i);
     // One rename: a kill finds the tree at its old place or at the new one.
     Common::move(tree, place);

@@ -8,6 +8,7 @@
 
 #include <boost/lexical_cast.hpp>
 
+#include <algorithm>
 #include <limits>
 #include <sstream>
 
@@ -181,12 +182,28 @@ std::vector<JournalEntry> TakeOverJournal::parse(const std::string &content) {
     throw damaged();
 }
 
-std::vector<JournalEntry> TakeOverJournal::read() {
+/// It is moved, and removed: only what this program has made may be.
+void TakeOverJournal::requireWithin(const fs::path &temporaryDirectory,
+                                    const std::vector<JournalEntry> &entries) {
+    const auto isWithin = [&](const JournalEntry &entry) {
+        const fs::path parent = entry.path.parent_path();
+        std::error_code ignored;
+        // Whatever the spelling is under which the directory was configured when the path was written down.
+        return Common::isFileName(entry.path.filename()) &&
+               (parent == temporaryDirectory || fs::equivalent(parent, temporaryDirectory, ignored));
+    };
+    if (!std::ranges::all_of(entries, isWithin))
+        throw damaged();
+}
+
+std::vector<JournalEntry> TakeOverJournal::read(const fs::path &temporaryDirectory) {
     // It names every file that is on its way, and there is no end to their number.
     constexpr std::uintmax_t anyLength = std::numeric_limits<std::uintmax_t>::max();
     const std::optional<std::string> content = Common::readIfExists(path(), anyLength);
     // No journal is no news; one that cannot be read may name the only copies, and raises.
-    return content ? parse(*content) : std::vector<JournalEntry>{};
+    std::vector<JournalEntry> entries = content ? parse(*content) : std::vector<JournalEntry>{};
+    requireWithin(temporaryDirectory, entries);
+    return entries;
 }
 
 void TakeOverJournal::write(const std::vector<JournalEntry> &entries) {

@@ -37,9 +37,9 @@ public:
     static std::filesystem::path path();
 
     /// The packages of the journal; none when there is no journal. Raises ErrorCode::Internal "Couldn't read
-    /// the take-over journal: PATH" for one that is damaged, and as Common::readIfExists() does for one that
-    /// cannot be read.
-    static std::vector<JournalEntry> read();
+    /// the take-over journal: PATH" for one that is damaged, as one is whose trees lie elsewhere than in the
+    /// temporary directory, and as Common::readIfExists() does for one that cannot be read.
+    static std::vector<JournalEntry> read(const std::filesystem::path &temporaryDirectory);
 
     /// Replaces the journal in one step, and has it on disk on return. Raises ErrorCode::Filesystem; then the
     /// journal before it stands.
@@ -51,6 +51,10 @@ public:
     /// The bytes of the file, and back. `parse` raises ErrorCode::Internal.
     static std::string format(const std::vector<JournalEntry> &entries);
     static std::vector<JournalEntry> parse(const std::string &content);
+
+private:
+    static void requireWithin(const std::filesystem::path &temporaryDirectory,
+                              const std::vector<JournalEntry> &entries);
 };
 
 } // namespace Core::KELP

@@ -14,6 +14,7 @@
 #include "kelp/core/kelp/package/path-list.h"
 #include "kelp/core/kelp/registry/registry-record.h"
 #include "kelp/core/kelp/registry/registry.h"
+#include "kelp/core/kelp/take-over/rpm-erasure.h"
 #include "kelp/core/kelp/take-over/rpm-survey.h"
 #include "kelp/core/kelp/take-over/staging-area.h"
 #include "kelp/core/kelp/take-over/take-over-store.h"
@@ -142,33 +143,25 @@ bool TakeOverSettlement::hasBegun(const JournalEntry &entry) {
 std::map<std::string, TakeOverSettlement::Header>
 TakeOverSettlement::dropHeaders(const std::vector<JournalEntry> &entries,
                                 std::map<std::string, Header> headers) {
-    std::map<std::uint32_t, bool> begun;
+    std::set<std::uint32_t> begun;
     for (const JournalEntry &entry : entries)
         if (headers.at(entry.id) == Header::Same) {
             if (hasBegun(entry))
-                begun[entry.instance] = true;
+                begun.insert(entry.instance);
             else
                 untouched_.insert(entry.id);
         }
     if (begun.empty())
         return headers;
-    rpm_->forEachInstalled([&](const Reader &reader) {
-        if (begun.contains(Common::Rpm::databaseInstance(reader)))
-            rpm_->addErase(reader);
-    });
-    try {
-        // Whether it did, the records say that are left.
-        rpm_->runOnDatabaseAlone();
-    } catch (const Error &error) {
-        LogStream(LogLevel::Error) << error;
-    }
+    erase(*rpm_, begun, ErasureOf::Records);
     return headersOf(entries);
 }
 
 void TakeOverSettlement::settleOne(const JournalEntry &entry, Header header) {
     if (untouched_.contains(entry.id)) {
         // Killed before the journal forgets it, the next start finds the same without the tree.
-        Common::removeAll(entry.path);
+        if (mayBeThere(entry.path))
+            area_->giveUp(entry.path);
     } else if (header == Header::Same) {
         // Not forward either: as long as rpm has the record, it may erase what would be published.
         throw Error(ErrorCode::Internal, "Couldn't erase " + entry.id + " package from the rpm database");
@@ -247,8 +240,8 @@ void TakeOverSettlement::removeSavedConfiguration(const JournalEntry &entry) con
 /// clean-up, whose last step is to remove what is left of the package. Killed between the two, the next start
 /// finds the rescued tree and an empty package.
 void TakeOverSettlement::rescueConflicting(const JournalEntry &entry) {
-    const fs::path place =
-        area_->rescue(pathResolver_->versionDirectory(entry.id, entry.version), entry.id, entry.version);
+    const fs::path place = area_->rescue(pathResolver_->versionDirectory(entry.id, entry.version),
+                                         entry.id + "-" + entry.version);
     store_->discardFailedInstallation(entry.id);
     clearEmptyPackage(entry);
     LogStream(LogLevel::Error) << "Package " << entry.id << " is kept in " << place;
@@ -275,7 +268,7 @@ void TakeOverSettlement::giveWayToRpm(const JournalEntry &entry) {
     if (tree == version)
         // They would lead nowhere.
         store_->tryRemoveMappingsUsingCurrentDirectory(entry.id);
-    const fs::path place = area_->rescue(tree, entry.id, entry.version);
+    const fs::path place = area_->rescue(tree, entry.id + "-" + entry.version);
     clearEmptyPackage(entry);
     LogStream(LogLevel::Warning) << "Package " << entry.id
                                  << " was installed by RPM again, and the copy of before is kept in "

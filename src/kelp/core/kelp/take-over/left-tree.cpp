@@ -1,0 +1,142 @@
+#include "kelp/core/kelp/take-over/left-tree.h"
+
+#include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/files/path-tests.h"
+#include "kelp/core/common/foreign-text.h"
+#include "kelp/core/common/rpm/file-iterator.h"
+#include "kelp/core/common/rpm/tags.h"
+#include "kelp/core/kelp/desktop-file/desktop-file.h"
+#include "kelp/core/kelp/mappings/mapping-table.h"
+#include "kelp/core/kelp/package/descriptor.h"
+#include "kelp/core/kelp/package/i-database-path-resolver.h"
+#include "kelp/core/kelp/take-over/own-directory.h"
+
+#include "platform/app-manifest/manifest-entry.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+using Common::Error;
+using Common::ErrorCode;
+using Common::Rpm::FileIterator;
+using Common::Rpm::Reader;
+
+constexpr const char *descriptorName = "velura.pkg";
+
+std::optional<PackageInformation> descriptorIn(const fs::path &tree) {
+    if (!Common::isThere(tree / descriptorName))
+        return std::nullopt;
+    try {
+        PackageInformation information = readDescriptor(tree / descriptorName);
+        // A directory is going to have this name.
+        const bool isUsable = Common::isFileName(information.at("general.id")) &&
+                              Common::isFileName(information.at("general.version"));
+        return isUsable ? std::optional(std::move(information)) : std::nullopt;
+    } catch (const Error &) {
+        return std::nullopt;
+    }
+}
+
+bool isRegular(const fs::path &path) {
+    struct stat status = {};
+    if (::lstat(path.c_str(), &status) == 0)
+        return S_ISREG(status.st_mode);
+    if (errno != ENOENT && errno != ENOTDIR)
+        throw Error(ErrorCode::Filesystem, "Couldn't look for " + path.string(), errno);
+    return false;
+}
+
+/// Through links: what a link there leads to has the content.
+bool isMissing(const fs::path &place) {
+    struct stat status = {};
+    if (::stat(place.c_str(), &status) == 0)
+        return false;
+    if (errno != ENOENT && errno != ENOTDIR && errno != ELOOP)
+        throw Error(ErrorCode::Filesystem, "Couldn't look for " + place.string(), errno);
+    return true;
+}
+
+/// As they were when the tree was made: by its own copy of the desktop file, where it has got one.
+std::vector<Mapping> mappingsOf(const fs::path &tree, const std::string &id) {
+    const std::string desktopFile = id + ".desktop";
+    const fs::path copy = tree / "manifest" / desktopFile;
+    const auto manifest =
+        readDesktopFile(isRegular(copy) ? copy.native() : "/usr/share/applications/" + desktopFile);
+    // This way round, the key only has to be there.
+    return manifest ? buildMappings(id, "KEY", Common::asFileName(manifest->appOrgname()),
+                                    Common::asFileName(manifest->appName()), Rooted::No)
+                    : buildMappings(id, "KEY", {}, {}, Rooted::No);
+}
+
+} // namespace
+
+LeftTree::LeftTree(fs::path path) : path_(std::move(path)), descriptor_(descriptorIn(path_)) {}
+
+std::vector<LeftTree> LeftTree::rescued(const IConfiguration &configuration) {
+    std::vector<LeftTree> trees;
+    const fs::path place = OwnDirectory::rescued(configuration).path();
+    if (fs::exists(place))
+        for (const fs::directory_entry &entry : fs::directory_iterator(place))
+            trees.emplace_back(entry.path());
+    return trees;
+}
+
+std::string LeftTree::name() const {
+    return descriptor_ ? descriptor_->at("general.id") + "-" + descriptor_->at("general.version")
+                       : path_.filename().string();
+}
+
+bool LeftTree::isOf(const std::string &id) const {
+    if (descriptor_)
+        return descriptor_->at("general.id") == id;
+    const std::string name = path_.filename().string();
+    // Of several trees of one name the later ones are numbered.
+    return name == id || (name.starts_with(id + ".") &&
+                          name.find_first_not_of("0123456789", id.size() + 1) == std::string::npos);
+}
+
+bool LeftTree::isOf(const std::string &id, const std::string &version) const {
+    return isOf(id) && (!descriptor_ || descriptor_->at("general.version") == version);
+}
+
+bool LeftTree::holdsMissingFile(const Reader &record) const {
+    const std::vector<Mapping> mappings = mappingsOf(path_, record.tag(Common::Rpm::Tag::Name));
+    bool found = false;
+    const auto look = [&](const FileIterator::Entry &entry) {
+        const bool isFile = std::holds_alternative<Common::Rpm::RegularFile>(entry.kind);
+        const fs::path inTree = packagePathOf(entry.path, mappings);
+        found = isFile && std::ranges::find(inTree, "..") == inTree.end() && isRegular(path_ / inTree) &&
+                isMissing(entry.path);
+        return found;
+    };
+    FileIterator(record).forEach(look, FileIterator::Names::All);
+    return found;
+}
+
+bool LeftTree::isWholeInStore(const IDatabasePathResolver &resolver) const {
+    if (!descriptor_)
+        return false;
+    const std::string &id = descriptor_->at("general.id");
+    const fs::path current = resolver.currentDirectory(id);
+    const fs::path version = resolver.versionDirectory(id, descriptor_->at("general.version"));
+    if (!fs::exists(current) || !fs::exists(version) || !fs::equivalent(current, version) ||
+        readDescriptor(current / descriptorName) != *descriptor_ ||
+        !fs::exists(resolver.symlinkListFile(id, PackageSlot::Current)) ||
+        !fs::exists(resolver.generatedDirListFile(id, PackageSlot::Current)))
+        return false;
+    const fs::recursive_directory_iterator files(path_);
+    return std::all_of(begin(files), end(files), [&](const fs::directory_entry &entry) {
+        return entry.is_directory() ||
+               fs::exists(fs::symlink_status(version / entry.path().lexically_relative(path_)));
+    });
+}
+
+} // namespace Core::KELP

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "kelp/core/kelp/package/package-information.h"
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Common::Rpm {
+class Reader;
+}
+namespace Core {
+class IConfiguration;
+}
+
+namespace Core::KELP {
+
+class IDatabasePathResolver;
+
+/// A tree that an earlier start has staged, or rescued, and of which no journal knows any more: it may be a
+/// remnant of no use, or all that is left of files that rpm has erased.
+class LeftTree {
+public:
+    /// Looks for the descriptor alone; one that cannot be read counts as absent.
+    explicit LeftTree(std::filesystem::path path);
+
+    /// The trees in the directory of rescued ones. Raises what std::filesystem raises.
+    static std::vector<LeftTree> rescued(const IConfiguration &configuration);
+
+    const std::filesystem::path &path() const { return path_; }
+
+    /// ID-VERSION by the descriptor, or else the directory's own name.
+    std::string name() const;
+
+    /// Whether it is of this application; by the directory's name where it has no descriptor.
+    bool isOf(const std::string &id) const;
+
+    /// Whether it is of this application, and of this version where its descriptor tells one.
+    bool isOf(const std::string &id, const std::string &version) const;
+
+    /// Whether it holds a regular file of rpm's record that is missing at its place. Raises
+    /// ErrorCode::Filesystem when a place cannot be looked at, and as readDesktopFile() does.
+    bool holdsMissingFile(const Common::Rpm::Reader &record) const;
+
+    /// Whether the store has this version with both lists and all of the tree's files. Raises what
+    /// std::filesystem and readDescriptor() raise.
+    bool isWholeInStore(const IDatabasePathResolver &resolver) const;
+
+private:
+    std::filesystem::path path_;
+    std::optional<PackageInformation> descriptor_;
+};
+
+} // namespace Core::KELP

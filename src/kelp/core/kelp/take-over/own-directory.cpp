@@ -1,0 +1,77 @@
+#include "kelp/core/kelp/take-over/own-directory.h"
+
+#include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/files/durable-file.h"
+#include "kelp/core/common/files/filesystem.h"
+#include "kelp/core/common/i-configuration.h"
+#include "kelp/core/common/places.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+/// Without a "/" at the end, by which a look at a link would be one at what it leads to.
+fs::path plain(const fs::path &path) {
+    const fs::path normal = fs::absolute(path).lexically_normal();
+    return normal.has_filename() ? normal : normal.parent_path();
+}
+
+bool isEmpty(const fs::path &directory) {
+    std::error_code error;
+    return fs::is_directory(directory, error) && fs::is_empty(directory, error) && !error;
+}
+
+} // namespace
+
+OwnDirectory::OwnDirectory(fs::path path, std::string purpose, const char *defaultName) :
+    path_(std::move(path)),
+    purpose_(std::move(purpose)),
+    defaultPlace_(Common::rootPath() / "opt/kelp" / defaultName) {}
+
+OwnDirectory OwnDirectory::temporary(const IConfiguration &configuration) {
+    return {configuration.tempDirectory(), "temporary", "tmp"};
+}
+
+OwnDirectory OwnDirectory::installing(const IConfiguration &configuration) {
+    return {plain(configuration.tempDirectory()).parent_path() / "install", "unpacking", "install"};
+}
+
+OwnDirectory OwnDirectory::rescued(const IConfiguration &configuration) {
+    return {plain(configuration.tempDirectory()).parent_path() / "rescued", "rescue", "rescued"};
+}
+
+bool OwnDirectory::isMarked() const {
+    std::error_code ignored;
+    return fs::is_regular_file(fs::symlink_status(path_ / markName, ignored));
+}
+
+bool OwnDirectory::isAtDefaultPlace() const {
+    return plain(path_) == plain(defaultPlace_);
+}
+
+bool OwnDirectory::isOwn() const {
+    struct stat status = {};
+    if (::lstat(plain(path_).c_str(), &status) != 0)
+        return errno == ENOENT;
+    return (isAtDefaultPlace() && S_ISDIR(status.st_mode)) || isMarked() || isEmpty(path_);
+}
+
+void OwnDirectory::require() const {
+    if (!isOwn())
+        throw Common::Error(Common::ErrorCode::Filesystem,
+                            "The " + purpose_ +
+                                " directory is not the package manager's own: " + path_.string());
+    Common::createDirectories(path_);
+    // Killed before it has its mark, the next start finds an empty directory again. With the mark somebody
+    // may move it to another disk, and leave a link to it.
+    if (isEmpty(path_))
+        Common::writeDurably(path_ / markName, "");
+}
+
+} // namespace Core::KELP

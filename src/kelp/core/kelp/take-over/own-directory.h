@@ -1,0 +1,49 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+namespace Core {
+class IConfiguration;
+}
+
+namespace Core::KELP {
+
+/// One of the directories that the package manager keeps for itself, and empties: the machine is not ours,
+/// and what stands at such a place may be somebody's, a link to their pictures for one.
+///
+/// It is ours when it is a real directory at its default place below opt/kelp (`opt` itself may be a link),
+/// or has the mark of an earlier run in it. One that is not there, or is empty, becomes ours.
+class OwnDirectory {
+public:
+    /// The file that says that a directory was made for the package manager, or given to it while it was
+    /// empty.
+    static constexpr const char *markName = ".kelp-staging";
+
+    /// Trees on their way into the store; what `kelpctl install` unpacks; trees that nobody could publish.
+    /// The latter two lie beside the first, wherever that is configured to be.
+    static OwnDirectory temporary(const IConfiguration &configuration);
+    static OwnDirectory installing(const IConfiguration &configuration);
+    static OwnDirectory rescued(const IConfiguration &configuration);
+
+    const std::filesystem::path &path() const { return path_; }
+
+    /// Whether it is ours, or would become so. What cannot be looked at is not.
+    bool isOwn() const;
+
+    /// Raises ErrorCode::Filesystem "The ... directory is not the package manager's own: PATH" unless it is
+    /// ours. Makes it, and marks one that is new or empty, durably.
+    void require() const;
+
+private:
+    OwnDirectory(std::filesystem::path path, std::string purpose, const char *defaultName);
+
+    bool isMarked() const;
+    bool isAtDefaultPlace() const;
+
+    std::filesystem::path path_;
+    std::string purpose_;
+    std::filesystem::path defaultPlace_;
+};
+
+} // namespace Core::KELP

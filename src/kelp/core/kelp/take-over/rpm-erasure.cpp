@@ -1,0 +1,50 @@
+#include "kelp/core/kelp/take-over/rpm-erasure.h"
+
+#include "kelp/core/common/errors/log-stream.h"
+#include "kelp/core/common/rpm/transaction.h"
+
+namespace Core::KELP {
+
+namespace {
+
+using Common::Rpm::Reader;
+using Common::Rpm::Transaction;
+
+template<class Step>
+void logged(const Step &step) {
+    try {
+        step();
+    } catch (const std::exception &error) {
+        Common::LogStream(Common::LogLevel::Error) << error;
+    }
+}
+
+void run(Transaction &rpm, const std::set<std::uint32_t> &instances, ErasureOf what) {
+    try {
+        rpm.forEachInstalled([&](const Reader &reader) {
+            if (instances.contains(Common::Rpm::databaseInstance(reader)))
+                logged([&] { rpm.addErase(reader); });
+        });
+        if (what == ErasureOf::Packages)
+            rpm.run();
+        else
+            rpm.runOnDatabaseAlone();
+    } catch (...) {
+        // What was added before the failure: the next run is another group's.
+        rpm.forgetErasures();
+        throw;
+    }
+}
+
+} // namespace
+
+std::set<std::uint32_t> erase(Transaction &rpm, const std::set<std::uint32_t> &instances, ErasureOf what) {
+    logged([&] { run(rpm, instances, what); });
+    std::set<std::uint32_t> left;
+    for (const std::uint32_t instance : instances)
+        if (rpm.lookUp(instance) != Transaction::Record::Gone)
+            left.insert(instance);
+    return left;
+}
+
+} // namespace Core::KELP

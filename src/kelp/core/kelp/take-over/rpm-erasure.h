@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstdint>
+#include <set>
+
+namespace Common::Rpm {
+class Transaction;
+}
+
+namespace Core::KELP {
+
+enum class ErasureOf {
+    Packages, ///< As rpm erases them: with their files, and with their scripts.
+    Records,  ///< Of the records alone: no script runs, and all files stay.
+};
+
+/// Has rpm erase the packages at these places of its database, and asks for each record afterwards, for what
+/// rpm answers to a run says nothing. Returns the places whose record may still be there. A package that
+/// cannot be added to the run is left out alone, and nothing of this run is ever carried out by a later one.
+/// What rpm fails at is logged.
+std::set<std::uint32_t> erase(Common::Rpm::Transaction &rpm, const std::set<std::uint32_t> &instances,
+                              ErasureOf what);
+
+} // namespace Core::KELP
