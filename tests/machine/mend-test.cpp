@@ -5,6 +5,7 @@
 namespace {
 
 using testing::AllOf;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
@@ -46,6 +47,12 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
           "org.example.notes", "unbound", true}},
         {{"> opt/app/org.example.ticker/current/generated.dir.list", "org.example.ticker", "unlisted", true},
          {"printf 'x\\na y\\n' >>var/lib/kelp/registry", "", "unreadable-lines", true},
+         {"ln -s /opt/app/org.example.gone/current/bin/fox usr/bin; mkdir -p usr/share/common/o/a; "
+          "ln -s /opt/app/org.example.gone/current/common/x usr/share/common/o/a; touch usr/bin/cub; "
+          "setfattr -n user.kelp.mapping.target -v /opt/app/org.example.gone/current/bin/cub usr/bin/cub; "
+          // At no place to which the table leads from there.
+          "ln -s /opt/app/org.example.gone/current/bin/fox usr/share/common/o/fox",
+          "org.example.gone", "stray", true},
          {"mv opt/app/org.example.notes/current opt/app/org.example.notes/next", "org.example.notes",
           "unfinished-update", true},
          {"mv opt/app/org.example.reader/current opt/app/org.example.reader/prev", "org.example.reader",
@@ -84,7 +91,8 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
         // The foreign file of the round before is in its way: to complete it would take both versions.
         {{"cd opt/app/org.example.notes; cp -r 1.4.2-1 9-1; sed -i s/1.4.2-1/9-1/ 9-1/velura.pkg; "
           "ln -s /opt/app/org.example.notes/9-1 next",
-          "org.example.notes", "unfinished-update", false}},
+          "org.example.notes", "unfinished-update", false},
+         {"rm -r /opt/app/org.example.ticker/3-1", "org.example.ticker", "stray", false}},
     };
     EXPECT_THAT(doctor(""), IsEmpty());
     for (const auto &round : rounds) {
@@ -111,6 +119,11 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
         }
     }
     EXPECT_THAT(kelpctl("history com.example.devices --json"), HasSubstr("\"event\":\"U\""));
+    // Nobody's list names them any more.
+    EXPECT_EQ(kelpctl("remove org.example.ticker"), "org.example.ticker removed\n");
+    EXPECT_EQ(there("find usr -path '*org.example.ticker*'; ls -d usr/bin/fox usr/bin/cub "
+                    "usr/share/common/o/* 2>&-||:"),
+              "usr/share/common/o/fox\n");
 }
 
 /// What is on the machine for the package of the test, its history excepted.
@@ -183,7 +196,15 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
         AllOf(HasSubstr("\"version\":\"3-1\""), HasSubstr("\"source\":\"S1\""),
               HasSubstr(
                   "\"event\":\"U\",\"id\":\"org.example.sound\",\"key\":\"K1\",\"previous_keys\":[\"K2\"]")));
-    EXPECT_EQ(kelpctl("remove org.example.sound"), "org.example.sound removed\n");
+
+    // What could not be taken back is remembered, and holds up nobody else.
+    run("mount --bind $IMAGE/usr/bin $IMAGE/usr/bin; mount -o remount,bind,ro $IMAGE/usr/bin");
+    EXPECT_THAT(kelpctl("remove org.example.sound"),
+                AllOf(HasSubstr("It is removed, but not all"), EndsWith(status)));
+    EXPECT_THAT(kelpctl("install /root/sound-1.rpm"), HasSubstr("Couldn't take back"));
+    EXPECT_EQ(kelpctl("remove org.example.ticker"), "org.example.ticker removed\n");
+    EXPECT_THAT(doctor("org.example.sound --json"), HasSubstr("unfinished-update"));
+    run("umount $IMAGE/usr/bin; in_image kelpctl doctor --repair");
     EXPECT_EQ(run(traces), before);
     EXPECT_THAT(kelpctl("history org.example.sound --json"), HasSubstr("\"event\":\"R\""));
 
@@ -193,7 +214,7 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
     EXPECT_THAT(kelpctl("status --check"), Not(HasSubstr("lost")));
 
     run("mkdir $IMAGE/root/rpm && cp " KELP_RPMS "/samples/org.example.ticker.rpm $IMAGE/root/; "
-        "in_image kelpctl remove org.example.ticker && install_rpms $IMAGE/root/org.example.ticker.rpm");
+        "install_rpms $IMAGE/root/org.example.ticker.rpm");
     EXPECT_THAT(kelpctl("install /root/org.example.ticker.rpm"), HasSubstr("still in rpm"));
 }
 

@@ -2,6 +2,7 @@
 
 #include "kelp/core/common/files/copy.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
+#include "kelp/core/kelp/publication/left-behind.h"
 #include "kelp/core/kelp/publication/publication-plan.h"
 
 #include <algorithm>
@@ -115,8 +116,14 @@ TEST_F(InterruptionTest, TheTakeOverGoesForwardFromEveryState) {
     const auto noDirectories = [&] { fs::remove(stored("current/generated.dir.list")); };
     const auto tornCopy = [&] { subgroup == "mdm" ? tear(at("usr/bin/tool")) : void(); };
     const auto moveUndone = [&] { fs::rename(stored("1-1"), staging.path), fs::remove(stored("current")); };
+    const auto behind = [&] {
+        const PlannedFile old{at("usr/bin/old"), stored("current/bin/old")};
+        fs::create_symlink(old.source, old.target);
+        noteLeftBehind(id, {{old}, {}});
+    };
     const std::vector<std::function<void()>> rows[] = {
         {},
+        {behind},
         {older, linkTo("next", "1-1"), linkTo("current", "gone")},
         {moved},
         {moved, tornDescriptor},

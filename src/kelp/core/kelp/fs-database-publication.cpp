@@ -10,9 +10,12 @@
 #include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/kelp/package/i-database-path-resolver.h"
 #include "kelp/core/kelp/package/path-list.h"
+#include "kelp/core/kelp/publication/left-behind.h"
 #include "kelp/core/kelp/publication/publication-plan.h"
 #include "kelp/core/kelp/publication/publication.h"
 
+#include <algorithm>
+#include <iterator>
 #include <set>
 
 namespace fs = std::filesystem;
@@ -161,10 +164,14 @@ void FSDatabase::tryRemoveMappingsUsingCurrentDirectory(const std::string &id) {
     const auto links = listed(pathResolver_->symlinkListFile(id, PackageSlot::Current));
     const auto directories = listed(pathResolver_->generatedDirListFile(id, PackageSlot::Current));
     // The files before the directories, which have to be empty.
-    removeMappings(links);
+    PublicationPlan left{removeMappings(links, fs::absolute(pathResolver_->currentDirectory(id))),
+                         {directories.rbegin(), directories.rend()}};
     removeEmptyDirectories(directories);
-    std::set<fs::path> places = parentsOf(targetsOf(takeBackUnfinished(id)));
+    std::set<fs::path> places = parentsOf(targetsOf(takeBackUnfinished(id, left)));
     places.merge(parentsOf(links));
+    // Raised: what names them is about to go.
+    if (!left.files.empty())
+        noteLeftBehind(id, left);
     try {
         // What says that they are ours may be about to go.
         Common::flushFilesystems(places);
@@ -173,18 +180,28 @@ void FSDatabase::tryRemoveMappingsUsingCurrentDirectory(const std::string &id) {
     }
 }
 
-PublicationPlan FSDatabase::takeBackUnfinished(const std::string &id) {
+/// Appends to `left` what could not be taken back.
+PublicationPlan FSDatabase::takeBackUnfinished(const std::string &id, PublicationPlan &left) {
     try {
         if (!Common::exists(planFile(id)))
             return {};
         // That it fails, as for a descriptor that is gone, must not keep the package from being updated or
         // removed.
         PublicationPlan plan = unfinishedPlan(id);
-        takeBack(plan);
+        std::ranges::move(takeBack(plan), std::back_inserter(left.files));
         return plan;
     } catch (const std::exception &error) {
         LogStream(LogLevel::Warning) << error;
         return {};
+    }
+}
+
+void FSDatabase::finishTakingBack(const std::string &id) const {
+    try {
+        takeBackLeftBehind(id);
+    } catch (const std::exception &error) {
+        // Nothing of it is in the way of a publication; an examination finds the file.
+        LogStream(LogLevel::Warning) << error;
     }
 }
 

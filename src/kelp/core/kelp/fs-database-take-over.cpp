@@ -41,6 +41,8 @@ void FSDatabase::takeOver(const PackageStaging &staging, const PackageInformatio
     // Only what an earlier call has left may be installed: this very version, and no staged tree beside it.
     if (isInstalled(id) && (isStaged || !isInSlot(directory, id, PackageSlot::Current)))
         throw Error(ErrorCode::Internal, "Package " + id + " already installed");
+    // While nothing is current, what an earlier removal has left leads nowhere.
+    finishTakingBack(id);
     if (isStaged)
         bringIntoStore(staging, extras);
     const fs::path descriptor = pathResolver_->descriptorFile(id, staging.version);
@@ -48,7 +50,9 @@ void FSDatabase::takeOver(const PackageStaging &staging, const PackageInformatio
     if (!isInSlot(directory, id, PackageSlot::Current))
         makeCurrent(id, directory);
 
-    takeBackUnfinished(id);
+    // Published over in a moment: of what could not be taken back there, publishing tells.
+    PublicationPlan left;
+    takeBackUnfinished(id, left);
     publishCurrent(id, readDescriptor(descriptor), Durability::Deferred);
     // It stays when a list could not be written, and without lists no removal finds the files.
     if (isThere(planFile(id)))

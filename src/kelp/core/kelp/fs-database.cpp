@@ -196,6 +196,8 @@ void FSDatabase::swapToNext(const std::string &id) {
     // With both versions still there: a failure brings the old one back.
     generateMappings(id);
     cleanupVersionsExceptCurrent(id);
+    // What of the version before could not be taken back, and is published again or leads nowhere now.
+    finishTakingBack(id);
 }
 
 void FSDatabase::backUpCurrent(const std::string &id) {
@@ -226,6 +228,7 @@ void FSDatabase::recoverPrevious(const std::string &id) {
             cleanupVersionsExceptCurrent(id);
         generateMappings(id);
         cleanupVersionsExceptCurrent(id);
+        finishTakingBack(id);
     } catch (const std::exception &error) {
         LogStream(LogLevel::Warning)
             << "Couldn't recover the previous version of the package corrupted by the upgrade: " << id;

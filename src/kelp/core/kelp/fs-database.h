@@ -89,7 +89,8 @@ private:
     void recordPublication(const std::string &id, const PublicationPlan &plan, Common::Durability durability);
     bool recordDirectories(const std::string &id, const PublicationPlan &plan, Common::Durability durability);
     void endPlan(const std::string &id, const PublicationPlan &plan, Common::Durability durability);
-    PublicationPlan takeBackUnfinished(const std::string &id);
+    PublicationPlan takeBackUnfinished(const std::string &id, PublicationPlan &left);
+    void finishTakingBack(const std::string &id) const;
     PublicationPlan unfinishedPlan(const std::string &id) const;
     std::filesystem::path planFile(const std::string &id) const;
 

@@ -65,6 +65,9 @@ void addUnfinished(const MachineViews &views, Standings &standings) {
     if (const auto &begun = views.installation)
         standings.add(begun->id, begun->version, ApplicationState::Unfinished,
                       "its installation was begun and is not on record");
+    for (const std::string &id : views.leftBehind)
+        standings.add(id, "", ApplicationState::Unfinished,
+                      "not all that it had published could be taken back");
     for (const StoredPackage &package : views.packages.value_or(std::vector<StoredPackage>())) {
         if (package.hasNext)
             standings.add(package.id, package.version, ApplicationState::Unfinished,

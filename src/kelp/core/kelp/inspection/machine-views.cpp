@@ -1,5 +1,7 @@
 #include "kelp/core/kelp/inspection/machine-views.h"
 
+#include "kelp/core/kelp/publication/left-behind.h"
+
 namespace Core::KELP {
 
 MachineViews MachineViews::read(const IConfiguration &configuration) {
@@ -12,6 +14,7 @@ MachineViews MachineViews::read(const IConfiguration &configuration) {
     views.rpm = rpmRecords(unread);
     views.registry = unread.attempt(readRegistry);
     views.sources = unread.attempt([&] { return SourcesView::read(configuration); });
+    views.leftBehind = unread.attempt(idsLeftBehind).value_or(std::vector<std::string>());
     views.removal = unread.attempt(unfinishedRemoval).value_or(std::nullopt);
     views.installation = unread.attempt(unfinishedInstallation).value_or(std::nullopt);
     return views;

@@ -21,7 +21,8 @@ struct MachineViews {
     std::optional<std::vector<RpmRecord>> rpm;
     std::optional<RegistryView> registry;
     std::optional<SourcesView> sources;
-    std::optional<std::string> removal;                 ///< The package whose removal was begun.
+    std::vector<std::string> leftBehind; ///< Packages of which published files could not be taken back.
+    std::optional<std::string> removal;  ///< The package whose removal was begun.
     std::optional<UnfinishedInstallation> installation; ///< The one that was begun.
     Unread unread;
 

@@ -7,6 +7,14 @@
 #include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/files/path-tests.h"
 
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+
 namespace fs = std::filesystem;
 
 namespace Core::KELP {
@@ -71,6 +79,21 @@ fs::path mappingTarget(const fs::path &path) {
         // Misspelt, and kept so for whoever looks for it.
         throw Error(ErrorCode::Internal, "Coulnd't retrieve target of " + path.string() + " mapping");
     }
+}
+
+std::optional<fs::path> findMapping(const fs::path &path) {
+    std::array<char, PATH_MAX> text;
+    ssize_t size = ::readlink(path.c_str(), text.data(), text.size());
+    // EINVAL tells of something else than a link.
+    if (size < 0 && errno == EINVAL)
+        size = ::lgetxattr(path.c_str(), targetAttribute, text.data(), text.size());
+    if (size >= 0)
+        return std::string(text.data(), static_cast<std::size_t>(size));
+    // The attribute of something else may be longer than any path.
+    constexpr std::array absences = {ENOENT, ENOTDIR, ENODATA, EOPNOTSUPP, ERANGE};
+    if (std::ranges::find(absences, errno) != absences.end())
+        return std::nullopt;
+    throw Error(ErrorCode::Filesystem, "Couldn't look for a mapping: " + path.string(), errno);
 }
 
 /// Any link is one, whoever made it: for what must be the package's own there is isMappingOf().

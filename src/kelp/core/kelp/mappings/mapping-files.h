@@ -18,6 +18,10 @@ enum class MappingMode {
 /// ErrorCode::Internal when `path` is neither.
 std::filesystem::path mappingTarget(const std::filesystem::path &path);
 
+/// The same, but nothing for what is neither, or is not there. A look that fails raises
+/// ErrorCode::Filesystem: for whoever must not take it for absence.
+std::optional<std::filesystem::path> findMapping(const std::filesystem::path &path);
+
 /// Whether `path` is a link, or a copy that still carries its attribute.
 bool isMapping(const std::filesystem::path &path);
 

@@ -3,6 +3,7 @@
 #include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/kelp/inspection/machine-views.h"
 #include "kelp/core/kelp/mending/partial-examinations.h"
+#include "kelp/core/kelp/mending/stray-mappings.h"
 
 #include <algorithm>
 #include <iterator>
@@ -53,6 +54,7 @@ std::vector<Finding> examine(const IConfiguration &configuration, const std::set
         if (!underWay.contains(package.id) && (ids.empty() || ids.contains(package.id)))
             add(examinePackage(configuration, package));
     add(examineRecords(configuration, views));
+    add(examineStrays(configuration, views, underWay, ids));
     unread = std::move(views.unread);
     // Of one package they stay in the order in which they can be mended.
     std::ranges::stable_sort(findings, {}, &Finding::id);

@@ -20,6 +20,7 @@
 #include "kelp/core/kelp/mending/package-records.h"
 #include "kelp/core/kelp/mending/publication-obstacle.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
+#include "kelp/core/kelp/publication/left-behind.h"
 #include "kelp/core/kelp/registry/registry.h"
 #include "kelp/core/kelp/take-over/own-directory.h"
 #include "kelp/core/kelp/validator/configuration/config.h"
@@ -292,6 +293,9 @@ Installed installPackage(const IConfiguration &configuration, const fs::path &fi
     if (!options.isDryRun)
         // Beside a `next` that was left half way no other version can be prepared.
         mend(configuration, {RpmPackage::fromFile(file, {}).id()});
+    if (!options.isDryRun)
+        // What leads nowhere would lead somewhere again.
+        takeBackLeftBehind(RpmPackage::fromFile(file, {}).id());
     return Installation(configuration, file, options).run();
 }
 

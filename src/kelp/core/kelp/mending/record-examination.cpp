@@ -8,6 +8,7 @@
 #include "kelp/core/kelp/mending/package-records.h"
 #include "kelp/core/kelp/mending/removal.h"
 #include "kelp/core/kelp/mending/rescue.h"
+#include "kelp/core/kelp/publication/left-behind.h"
 #include "kelp/core/kelp/registry/registry.h"
 #include "kelp/core/kelp/take-over/own-directory.h"
 #include "kelp/core/kelp/take-over/staging-area.h"
@@ -52,6 +53,8 @@ public:
                 examineBinding(id, keyId);
         for (const auto &[id, path] : views_.rescued.value_or(std::vector<RescuedTree>()))
             examineRescued(id, path);
+        for (const std::string &id : views_.leftBehind)
+            examineLeftBehind(id);
         examineTakeOvers();
         examineLeftovers(OwnDirectory::installing(configuration_));
         examineJournal();
@@ -173,6 +176,12 @@ private:
             return "nobody knows whether rpm has it too";
         // Installed by rpm since then, it is rpm's.
         return isInRpm(id) ? "rpm has it too" : rescueObstacle(configuration_, path);
+    }
+
+    void examineLeftBehind(const std::string &id) {
+        add(id, FindingKind::UnfinishedUpdate, leftBehindFile(id),
+            "not all that it had published could be taken back; --repair does it",
+            [id] { takeBackLeftBehind(id); });
     }
 
     /// What the launcher began, it alone completes: the trees are the only copies.

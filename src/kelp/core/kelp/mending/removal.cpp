@@ -13,7 +13,9 @@
 #include "kelp/core/kelp/inspection/unread.h"
 #include "kelp/core/kelp/mending/package-records.h"
 #include "kelp/core/kelp/mending/partial-examinations.h"
+#include "kelp/core/kelp/mending/stray-mappings.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
+#include "kelp/core/kelp/publication/left-behind.h"
 #include "kelp/core/kelp/registry/registry.h"
 #include "kelp/core/trusted-sources/sqlite-database.h"
 
@@ -56,7 +58,19 @@ void removeBinding(const IConfiguration &configuration, const std::string &id) {
         TrustedSources::SQLiteDatabase(configuration).removePackage(id);
 }
 
-/// What was left undone, when all else is done.
+// What was left undone is raised when all else is done.
+
+void requireAllTakenBack(const std::string &id) {
+    try {
+        // Once more: what was in the way may have been so for a moment.
+        takeBackLeftBehind(id);
+    } catch (const Common::Error &error) {
+        throw Common::Error(Common::ErrorCode::Internal,
+                            std::string("It is removed, but not all that it had published: ") + error.what() +
+                                "; kelpctl doctor --repair goes on with it");
+    }
+}
+
 void requireReadableSources(const IConfiguration &configuration) {
     try {
         SourcesView::read(configuration);
@@ -87,6 +101,7 @@ void completeRemoval(const IConfiguration &configuration) {
     // In this order: while the registry has it as installed, a binding without a package is the trace of a
     // lost one.
     removeFromStore(configuration, *id);
+    takeBackStrays(configuration, *id);
     recordRemoval(*id);
     removeBinding(configuration, *id);
     if (const auto begun = unfinishedInstallation(); begun && begun->id == *id)
@@ -112,6 +127,7 @@ void removePackage(const IConfiguration &configuration, const std::string &id) {
     Common::replaceDurably(removalFile(), id + "\n");
     Common::flushFile(removalFile().parent_path());
     completeRemoval(configuration);
+    requireAllTakenBack(id);
     requireReadableSources(configuration);
 }
 

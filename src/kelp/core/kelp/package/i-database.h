@@ -69,7 +69,7 @@ public:
     virtual void cleanupVersionsExceptCurrent(const std::string &id) = 0;
 
     /// Takes back what the current version has published. What is no mapping any more stays. Failures are
-    /// logged.
+    /// logged; what could not be taken back is noted on disk, and raises when that fails.
     virtual void tryRemoveMappingsUsingCurrentDirectory(const std::string &id) = 0;
 };
 

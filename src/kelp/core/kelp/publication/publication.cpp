@@ -23,15 +23,15 @@ using Common::LogStream;
 
 constexpr const char *copiedSubgroup = "mdm";
 
-/// Calls `use` for each path; what it throws is logged, and the walk goes on.
-template<class Use>
-void forEachLogged(const std::vector<fs::path> &paths, const Use &use) {
-    for (const fs::path &path : paths) {
-        try {
-            use(path);
-        } catch (const std::exception &error) {
-            LogStream(LogLevel::Warning) << error;
-        }
+/// Returns whether `act` came to its end; what it throws is logged, and its caller goes on.
+template<class Act>
+bool attempt(const Act &act) {
+    try {
+        act();
+        return true;
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Warning) << error;
+        return false;
     }
 }
 
@@ -44,13 +44,29 @@ void inParent(const fs::path &path, const Use &use) {
         use(*parent, path.filename().string());
 }
 
-/// The same for those of the paths that exist: most often none does, which is told by one look.
+/// The same if there is anything of that path: most often there is not, which is told by one look.
 template<class Use>
-void forEachThere(const std::vector<fs::path> &paths, const Use &use) {
-    forEachLogged(paths, [&](const fs::path &path) {
-        if (fs::exists(fs::symlink_status(path)))
-            inParent(path, use);
-    });
+void inParentIfThere(const fs::path &path, const Use &use) {
+    if (fs::exists(fs::symlink_status(path)))
+        inParent(path, use);
+}
+
+bool isAt(const fs::path &source, const fs::path &place) {
+    return source == place || source.native().starts_with(place.native() + "/");
+}
+
+/// A look that fails raises. A link counts from where it lies, as the kernel follows it.
+bool leadsNowhere(const fs::path &place, const fs::path &source) {
+    return fs::status(fs::is_symlink(fs::symlink_status(place)) ? place : source).type() ==
+           fs::file_type::not_found;
+}
+
+fs::path sourceOr(const fs::path &link, const fs::path &source) {
+    try {
+        return findMapping(link).value_or(source);
+    } catch (const std::exception &) {
+        return source;
+    }
 }
 
 } // namespace
@@ -81,47 +97,75 @@ void publish(const PublicationPlan &plan, MappingMode mode, std::vector<fs::path
 /// No look at whose they are is needed: their places were free a moment ago.
 void unpublish(const std::vector<fs::path> &links) {
     LogStream(LogLevel::Info) << "Cleaning up generated mappings";
-    forEachLogged(links, [](const fs::path &link) {
-        inParent(link, [](const Directory &parent, const std::string &name) { parent.removeFile(name); });
-    });
+    for (const fs::path &link : links)
+        attempt([&] {
+            inParent(link, [](const Directory &parent, const std::string &name) { parent.removeFile(name); });
+        });
 }
 
-void takeBackFiles(const PublicationPlan &plan, CopiedLinks copiedLinks) {
+std::vector<PlannedFile> takeBackFiles(const PublicationPlan &plan, CopiedLinks copiedLinks) {
     std::set<fs::path> unfinished;
+    std::vector<PlannedFile> left;
     for (const PlannedFile &file : plan.files) {
         unfinished.insert(file.target.parent_path() / Common::unfinishedCopyName);
-        forEachThere({file.target}, [&](const Directory &parent, const std::string &name) {
+        const auto removeOwn = [&](const Directory &parent, const std::string &name) {
             const fs::path place = parent.reach(name);
-            if (isMappingOf(place, file.source) ||
+            if (findMapping(place) == file.source ||
                 (copiedLinks == CopiedLinks::AreOurs && isCopiedLinkOf(place, file.source)))
                 parent.removeFile(name);
-        });
+        };
+        if (!attempt([&] { inParentIfThere(file.target, removeOwn); }))
+            left.push_back(file);
     }
     // Nothing tells whose copy it was to be; but nobody else is making one.
-    forEachThere({unfinished.begin(), unfinished.end()},
-                 [](const Directory &parent, const std::string &name) { parent.removeFile(name); });
-}
-
-void takeBack(const PublicationPlan &plan) {
-    // A plan is written only when its targets were found free.
-    takeBackFiles(plan, CopiedLinks::AreOurs);
-    removeEmptyDirectories({plan.directories.rbegin(), plan.directories.rend()});
-}
-
-void removeMappings(const std::vector<fs::path> &links) {
-    forEachLogged(links, [](const fs::path &link) {
-        inParent(link, [](const Directory &parent, const std::string &name) {
-            if (isMapping(parent.reach(name)))
-                parent.removeFile(name);
+    for (const fs::path &copy : unfinished)
+        attempt([&] {
+            inParentIfThere(
+                copy, [](const Directory &parent, const std::string &name) { parent.removeFile(name); });
         });
-    });
+    return left;
+}
+
+std::vector<PlannedFile> takeBack(const PublicationPlan &plan) {
+    // A plan is written only when its targets were found free.
+    std::vector<PlannedFile> left = takeBackFiles(plan, CopiedLinks::AreOurs);
+    removeEmptyDirectories({plan.directories.rbegin(), plan.directories.rend()});
+    return left;
+}
+
+std::vector<PlannedFile> takeBackDead(const PublicationPlan &plan) {
+    std::vector<PlannedFile> left;
+    for (const PlannedFile &file : plan.files) {
+        const auto removeDead = [&](const Directory &parent, const std::string &name) {
+            const fs::path place = parent.reach(name);
+            const auto source = findMapping(place);
+            if (source && isAt(*source, file.source) && leadsNowhere(place, *source))
+                parent.removeFile(name);
+        };
+        if (!attempt([&] { inParentIfThere(file.target, removeDead); }))
+            left.push_back(file);
+    }
+    return left;
+}
+
+std::vector<PlannedFile> removeMappings(const std::vector<fs::path> &links, const fs::path &source) {
+    std::vector<PlannedFile> left;
+    const auto removeMapping = [](const Directory &parent, const std::string &name) {
+        if (findMapping(parent.reach(name)))
+            parent.removeFile(name);
+    };
+    for (const fs::path &link : links)
+        if (!attempt([&] { inParent(link, removeMapping); }))
+            left.push_back({link, sourceOr(link, source)});
+    return left;
 }
 
 void removeEmptyDirectories(const std::vector<fs::path> &directories) {
-    forEachLogged(directories, [](const fs::path &directory) {
-        inParent(directory,
-                 [](const Directory &parent, const std::string &name) { parent.removeIfEmpty(name); });
-    });
+    for (const fs::path &directory : directories)
+        attempt([&] {
+            inParent(directory,
+                     [](const Directory &parent, const std::string &name) { parent.removeIfEmpty(name); });
+        });
 }
 
 } // namespace Core::KELP

@@ -9,6 +9,7 @@
 namespace Core::KELP {
 
 class Mapping;
+struct PlannedFile;
 struct PublicationPlan;
 
 /// How the files of a version are published: as copies for a package of the subgroup "mdm", and for one that
@@ -25,7 +26,8 @@ void requireFreeTargets(const PublicationPlan &plan);
 void publish(const PublicationPlan &plan, MappingMode mode, std::vector<std::filesystem::path> &made);
 
 // What takes back goes by Common::Directory::byLinksOfRoot: a file or a directory in whose way somebody has
-// put a link stays. Failures are logged.
+// put a link stays. Failures are logged; where files are returned, they are those at which the machine
+// failed, and which may still be there.
 
 /// Takes back files that were just made, by their paths alone.
 void unpublish(const std::vector<std::filesystem::path> &links);
@@ -38,13 +40,18 @@ enum class CopiedLinks {
 
 /// Takes back the files of a plan that are mappings of the planned sources, and unfinished copies. What is
 /// somebody else's stays.
-void takeBackFiles(const PublicationPlan &plan, CopiedLinks copiedLinks);
+std::vector<PlannedFile> takeBackFiles(const PublicationPlan &plan, CopiedLinks copiedLinks);
 
 /// Takes back what an interrupted publication has left: the files, and then the directories that are empty.
-void takeBack(const PublicationPlan &plan);
+std::vector<PlannedFile> takeBack(const PublicationPlan &plan);
 
-/// Takes back those of the listed files that are still mappings.
-void removeMappings(const std::vector<std::filesystem::path> &links);
+/// Takes back those of the files that are mappings of their source, or of one below it, and lead nowhere.
+std::vector<PlannedFile> takeBackDead(const PublicationPlan &plan);
+
+/// Takes back those of the listed files that are still mappings. The source of one that is returned is its
+/// own, or `source` where that could not be read.
+std::vector<PlannedFile> removeMappings(const std::vector<std::filesystem::path> &links,
+                                        const std::filesystem::path &source);
 
 /// Removes those of the listed directories that exist and are empty.
 void removeEmptyDirectories(const std::vector<std::filesystem::path> &directories);

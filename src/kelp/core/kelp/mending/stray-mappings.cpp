@@ -1,0 +1,254 @@
+#include "kelp/core/kelp/mending/stray-mappings.h"
+
+#include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/files/durable-file.h"
+#include "kelp/core/common/files/path-tests.h"
+#include "kelp/core/common/i-configuration.h"
+#include "kelp/core/common/places.h"
+#include "kelp/core/kelp/inspection/machine-views.h"
+#include "kelp/core/kelp/mappings/mapping-files.h"
+#include "kelp/core/kelp/mappings/mapping-table.h"
+#include "kelp/core/kelp/package/database-path-resolver.h"
+#include "kelp/core/kelp/publication/left-behind.h"
+#include "kelp/core/kelp/publication/publication.h"
+
+#include <algorithm>
+#include <map>
+#include <optional>
+#include <sstream>
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+struct PublishedMapping {
+    std::string id;
+    PlannedFile file;
+    std::string path;                  ///< Of its source in the version.
+    std::vector<fs::path> directories; ///< That may have been made for it, deepest first.
+};
+
+/// Where shared data lies, by the names of organisations.
+fs::path commonDirectory() {
+    return fs::absolute(Common::belowRoot("usr/share/common"));
+}
+
+/// The table for a package whose names nobody may know any more: of what lies below the shared data, the
+/// place itself tells them.
+std::vector<Mapping> mappingsAt(const std::string &id, const fs::path &place) {
+    const fs::path relative = place.lexically_relative(commonDirectory());
+    auto name = relative.begin();
+    const std::string first = name->string();
+    if (first == ".." || ++name == relative.end())
+        return buildMappings(id, "", std::nullopt, std::nullopt, Rooted::Yes);
+    // The second is the key of one row, and the application's name of another.
+    return buildMappings(id, name->string(), first, name->string(), Rooted::Yes);
+}
+
+/// Where a row publishes what the version has at a path; nothing for what is not below the row.
+std::optional<fs::path> targetOf(const Mapping &mapping, const std::string &path) {
+    const fs::path target = fs::absolute(mapping.target());
+    if (path == mapping.source())
+        return target.parent_path();
+    const std::string below = mapping.source() + "/";
+    return path.starts_with(below) ? std::optional(target / path.substr(below.size())) : std::nullopt;
+}
+
+std::vector<fs::path> directoriesUpTo(const fs::path &place, const Mapping &mapping) {
+    const fs::path top = fs::absolute(mapping.target()).parent_path();
+    std::vector<fs::path> directories;
+    fs::path directory = place.parent_path();
+    for (; directory.native().size() > top.native().size(); directory = directory.parent_path())
+        directories.push_back(directory);
+    if (mapping.ownsDirectory() && directory == top)
+        directories.push_back(top);
+    return directories;
+}
+
+/// The mappings that lie where packages publish.
+class MappingSearch {
+public:
+    /// For the packages of these ids, and whichever else have something in the directories of all.
+    MappingSearch(const IConfiguration &configuration, std::set<std::string> ids) :
+        store_(fs::absolute(configuration.databaseDirectory()).native() + "/"), ids_(std::move(ids)) {}
+
+    std::vector<PublishedMapping> run() {
+        walk(commonDirectory());
+        for (std::set<std::string> known; known != ids_;) {
+            known = ids_;
+            for (const std::string &id : known)
+                for (const Mapping &mapping : buildMappings(id, "", std::nullopt, std::nullopt, Rooted::Yes))
+                    walk(fs::absolute(mapping.target()).parent_path());
+        }
+        return std::move(found_);
+    }
+
+private:
+    /// Raises for a directory that is there and cannot be read: what it holds is unknown.
+    void walk(const fs::path &directory) {
+        if (!walked_.insert(directory).second || fs::status(directory).type() != fs::file_type::directory)
+            return;
+        for (const fs::directory_entry &entry : fs::recursive_directory_iterator(directory))
+            if (entry.is_symlink() || entry.is_regular_file())
+                look(entry.path());
+    }
+
+    void look(const fs::path &place) {
+        const auto source = findMapping(place);
+        if (!source || !source->native().starts_with(store_))
+            return;
+        const std::string way = source->native().substr(store_.size());
+        const std::string id = way.substr(0, way.find('/'));
+        const std::string current = id + "/current/";
+        if (!way.starts_with(current))
+            return;
+        const std::string path = way.substr(current.size());
+        for (const Mapping &mapping : mappingsAt(id, place))
+            if (targetOf(mapping, path) == place) {
+                ids_.insert(id);
+                found_.push_back({id, {place, *source}, path, directoriesUpTo(place, mapping)});
+                return;
+            }
+    }
+
+    std::string store_;
+    std::set<std::string> ids_;
+    std::set<fs::path> walked_;
+    std::vector<PublishedMapping> found_;
+};
+
+bool isGone(const fs::path &source) {
+    std::error_code error;
+    return fs::status(source, error).type() == fs::file_type::not_found;
+}
+
+void takeBackStray(const PublishedMapping &mapping) {
+    if (!takeBackDead({{mapping.file}, {}}).empty())
+        throw Common::Error(Common::ErrorCode::Filesystem,
+                            "Couldn't take back " + mapping.file.target.string());
+    removeEmptyDirectories(mapping.directories);
+}
+
+/// The mappings of one machine under examination.
+class StrayExamination {
+public:
+    StrayExamination(const IConfiguration &configuration, MachineViews &views,
+                     const std::set<std::string> &underWay) :
+        configuration_(configuration), resolver_(configuration), views_(views), underWay_(underWay) {
+        for (const RegistryRecord &record : views.registry->records)
+            isInstalled_[record.packageId()] = record.event() != RegistryEvent::Remove;
+    }
+
+    std::vector<Finding> run(const std::set<std::string> &ids) {
+        std::set<std::string> known = ids;
+        if (ids.empty())
+            for (const auto &[id, isInstalled] : isInstalled_)
+                known.insert(id);
+        for (const PublishedMapping &mapping : MappingSearch(configuration_, known).run())
+            if (ids.empty() || ids.contains(mapping.id))
+                examine(mapping);
+        return std::move(findings_);
+    }
+
+private:
+    void examine(const PublishedMapping &mapping) {
+        const auto &listed = listedOf(mapping.id);
+        if (!listed || listed->contains(mapping.file.target))
+            return;
+        const StoredPackage *package = find(mapping.id);
+        const bool isCurrent = package && Common::isDirectory(resolver_.currentDirectory(mapping.id));
+        if (!isGone(mapping.file.source)) {
+            // What belongs there is for the examination of the lists.
+            if (isCurrent && package->information && !isPublishedBy(*package, mapping))
+                add(mapping, "is not what its application publishes there", {});
+        } else if (!isCurrent && isInstalled_[mapping.id]) {
+            // Perhaps the store is not mounted.
+            add(mapping, "is left of a version that is gone: kelpctl remove takes it", {});
+        } else {
+            add(mapping, "leads to what is gone, and is on no list; --repair removes it",
+                [mapping] { takeBackStray(mapping); });
+        }
+    }
+
+    void add(const PublishedMapping &mapping, const char *text, std::function<void()> mend) {
+        findings_.push_back({mapping.id, FindingKind::Stray, mapping.file.target, text, std::move(mend)});
+    }
+
+    static bool isPublishedBy(const StoredPackage &package, const PublishedMapping &mapping) {
+        const auto value = [&](const char *key) { return valueOf(*package.information, key); };
+        const auto table = buildMappings(package.id, value("certificate.id").value_or(""),
+                                         value("general.orgname"), value("general.appname"), Rooted::Yes);
+        return std::ranges::any_of(
+            table, [&](const Mapping &row) { return targetOf(row, mapping.path) == mapping.file.target; });
+    }
+
+    /// What the package's lists name; nothing while they may be about to change, or cannot be read.
+    const std::optional<std::set<fs::path>> &listedOf(const std::string &id) {
+        const auto [entry, isNew] = listed_.try_emplace(id);
+        if (isNew && !isUnderWay(id))
+            entry->second = views_.unread.attempt([&] { return readLists(id); });
+        return entry->second;
+    }
+
+    bool isUnderWay(const std::string &id) const {
+        const StoredPackage *package = find(id);
+        return underWay_.contains(id) || (views_.installation && views_.installation->id == id) ||
+               (package && (package->hasNext || package->hasPlan)) ||
+               Common::isThere(resolver_.previousDirectory(id));
+    }
+
+    std::set<fs::path> readLists(const std::string &id) const {
+        std::set<fs::path> paths;
+        std::istringstream lines(
+            Common::readIfExists(resolver_.symlinkListFile(id, PackageSlot::Current)).value_or(""));
+        for (std::string line; std::getline(lines, line);)
+            paths.insert(line);
+        for (const PlannedFile &file : leftBehind(id).files)
+            paths.insert(file.target);
+        return paths;
+    }
+
+    const StoredPackage *find(const std::string &id) const {
+        const auto package = std::ranges::find(*views_.packages, id, &StoredPackage::id);
+        return package == views_.packages->end() ? nullptr : &*package;
+    }
+
+    const IConfiguration &configuration_;
+    DatabasePathResolver resolver_;
+    MachineViews &views_;
+    const std::set<std::string> &underWay_;
+    std::map<std::string, bool> isInstalled_;
+    std::map<std::string, std::optional<std::set<fs::path>>> listed_;
+    std::vector<Finding> findings_;
+};
+
+} // namespace
+
+std::vector<Finding> examineStrays(const IConfiguration &configuration, MachineViews &views,
+                                   const std::set<std::string> &underWay, const std::set<std::string> &ids) {
+    // What is not known of a package may be what the mapping belongs to.
+    if (!views.registry || !views.packages || !views.takeOvers)
+        return {};
+    return views.unread.attempt([&] { return StrayExamination(configuration, views, underWay).run(ids); })
+        .value_or(std::vector<Finding>());
+}
+
+void takeBackStrays(const IConfiguration &configuration, const std::string &id) {
+    PublicationPlan strays;
+    std::set<fs::path> directories;
+    for (PublishedMapping &mapping : MappingSearch(configuration, {id}).run())
+        if (mapping.id == id) {
+            strays.files.push_back(std::move(mapping.file));
+            directories.insert(mapping.directories.begin(), mapping.directories.end());
+        }
+    // In the order of their text each stands before what lies in it.
+    strays.directories.assign(directories.begin(), directories.end());
+    strays.files = takeBackDead(strays);
+    removeEmptyDirectories({strays.directories.rbegin(), strays.directories.rend()});
+    if (!strays.files.empty())
+        noteLeftBehind(id, strays);
+}
+
+} // namespace Core::KELP

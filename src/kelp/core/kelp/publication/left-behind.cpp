@@ -1,0 +1,92 @@
+#include "kelp/core/kelp/publication/left-behind.h"
+
+#include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/errors/reraise-as.h"
+#include "kelp/core/common/files/filesystem.h"
+#include "kelp/core/common/places.h"
+#include "kelp/core/kelp/publication/publication.h"
+
+#include <algorithm>
+#include <set>
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+using Common::Error;
+using Common::ErrorCode;
+
+fs::path leftBehindDirectory() {
+    return Common::belowRoot("var/lib/kelp/left-behind");
+}
+
+std::optional<PublicationPlan> readLeftBehind(const std::string &id) {
+    const auto text = Common::readIfExists(leftBehindFile(id));
+    if (!text)
+        return std::nullopt;
+    auto left = parsePublicationPlan(*text);
+    if (!left)
+        throw Error(ErrorCode::Filesystem, "Couldn't read file: " + leftBehindFile(id).string());
+    return left;
+}
+
+template<class Entry>
+void addMissing(std::vector<Entry> &all, const std::vector<Entry> &added) {
+    for (const Entry &entry : added)
+        if (std::ranges::find(all, entry) == all.end())
+            all.push_back(entry);
+}
+
+} // namespace
+
+fs::path leftBehindFile(const std::string &id) {
+    return leftBehindDirectory() / id;
+}
+
+std::vector<std::string> idsLeftBehind() {
+    const fs::path directory = leftBehindDirectory();
+    return Common::reraiseAs(ErrorCode::Filesystem, "Couldn't read directory: " + directory.string(), [&] {
+        std::vector<std::string> ids;
+        if (fs::status(directory).type() != fs::file_type::not_found)
+            for (const fs::directory_entry &entry : fs::directory_iterator(directory))
+                // The neighbour of a file, which a killed run has left: the next one replaces it.
+                if (entry.path().extension() != ".new")
+                    ids.push_back(entry.path().filename().string());
+        std::ranges::sort(ids);
+        return ids;
+    });
+}
+
+PublicationPlan leftBehind(const std::string &id) {
+    return readLeftBehind(id).value_or(PublicationPlan());
+}
+
+void noteLeftBehind(const std::string &id, const PublicationPlan &left) {
+    PublicationPlan all = leftBehind(id);
+    addMissing(all.directories, left.directories);
+    addMissing(all.files, left.files);
+    Common::createDirectories(leftBehindDirectory());
+    writePublicationPlan(leftBehindFile(id), all, Common::Durability::Flushed);
+    // The directory may be new.
+    Common::flushFile(leftBehindDirectory().parent_path());
+}
+
+void takeBackLeftBehind(const std::string &id) {
+    const auto plan = readLeftBehind(id);
+    if (!plan)
+        return;
+    if (!takeBackDead(*plan).empty())
+        throw Error(ErrorCode::Filesystem,
+                    "Couldn't take back what " + id + " has published: see " + leftBehindFile(id).string());
+    removeEmptyDirectories({plan->directories.rbegin(), plan->directories.rend()});
+    std::set<fs::path> places;
+    for (const PlannedFile &file : plan->files)
+        places.insert(file.target.parent_path());
+    // Were the links back after a power cut, nothing would tell of them any more.
+    Common::flushFilesystems(places);
+    Common::removeAll(leftBehindFile(id));
+}
+
+} // namespace Core::KELP
