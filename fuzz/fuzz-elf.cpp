@@ -1,10 +1,13 @@
-// Any file makes no reader or one whose walks end, read within the file and hand out no more than it holds.
-// As a main binary it fails unless a device can run it, and the report knows of it what the reader knows.
+// Any file makes no reader or one whose walks end, read within the file and hand out no more than it holds,
+// but for names that several symbols share. As a main binary it fails unless a device can run it, and the
+// report knows of it what the reader knows.
 
 #include "kelp/core/kelp/validator/program/elf-reader.h"
 #include "kelp/core/kelp/validator/program/executable.h"
 #include "support/fuzz-checker.h"
 #include "support/fuzz-file.h"
+
+#include <set>
 
 using namespace Validator;
 
@@ -15,9 +18,10 @@ void read(const IElfReader *reader, std::size_t size) {
         return;
     std::size_t symbols = 0;
     std::size_t text = 0;
+    std::set<const char *> names;
     reader->forEachSymbol([&](const ElfSymbol &symbol) {
         ++symbols;
-        text += symbol.name.size();
+        text += names.insert(symbol.name.data()).second ? symbol.name.size() : 0;
         return false;
     });
     require(symbols * 16 <= size && text <= size);

@@ -195,6 +195,11 @@ TEST_F(ExtractTest, JudgesLinksLikeCopies) {
         {{{share, "a", symlink, "d/data"}}, share + "a", content},
         {{{share + "e/", "up", symlink, ".."}}, share + "e/up/d/data", content},
         {{{share, "a", symlink, "d/data"}}, share + "a", "Executable has a wrong format or encoding"},
+        {{{"/usr/share/common/", "org.example", symlink, share + "d"},
+          {"/usr/share/applications/", "org.example.app.desktop", 0100644,
+           "[Desktop Entry]\n[X-Application]\nOrganizationName=org.example\n"}},
+         "/usr/share/common/org.example",
+         "Symbolic link is not allowed in place of this directory"},
     };
     for (const auto &[links, path, finding] : rows) {
         RpmWriter writer;

@@ -13,6 +13,7 @@
 
 using namespace Validator;
 namespace fs = std::filesystem;
+using namespace std::string_literals;
 
 namespace {
 
@@ -22,18 +23,27 @@ constexpr std::int32_t provides = 1047, requirements = 1049;
 const std::string share = "/usr/share/org.example.app/";
 const std::string applications = "/usr/share/applications/";
 
-/// A package with what it adds to the findings on one without files, by their ids. Nothing for the honest
-/// neighbour of the row before.
+/// A package with what it adds, by their ids, to the findings on one without files or with an empty desktop
+/// file. Nothing for the honest neighbour of the row before.
 struct Row {
     RpmWriter package;
     std::string added;
     Profile profile = Profile::Regular;
+    bool isStrict = true;
 };
+
+RpmWriter withDesktopFile(const std::string &lines) {
+    return {.files = {{applications, "org.example.app.desktop", 0100644, "[Desktop Entry]\n" + lines}}};
+}
+
+RpmWriter withIntegrityFile(const std::string &text) {
+    return {.files = {{"/etc/integrityd/config.d/", "org.example.app.json", 0100644, text}}};
+}
 
 class HardeningTest : public testing::Test {
 protected:
     /// The ids of all findings, in the order of the report, each once.
-    std::vector<std::string> idsOf(const RpmWriter &writer, Profile profile) {
+    std::vector<std::string> idsOf(const RpmWriter &writer, Profile profile, bool isStrict = true) {
         const fs::path package = root_.path() / "package.rpm";
         std::vector<std::string> ids;
         const auto note = [&](const Message &message) {
@@ -43,7 +53,7 @@ protected:
         writer.write(package);
         fs::remove_all(root_.path() / "staging");
         const Core::KELP::RpmPackage::Trial trial{
-            std::make_shared<Config>(profile, Target{}), note, note, {}, nullptr};
+            std::make_shared<Config>(profile, Target{isStrict, "5.0"}), note, note, {}, nullptr};
         Core::KELP::RpmPackage::fromFile(package, {}).validate(root_.path() / "staging", trial);
         return ids;
     }
@@ -52,9 +62,10 @@ protected:
         for (const Row &row : rows) {
             std::vector<std::string> &plain = plain_[row.profile];
             if (plain.empty())
-                plain = idsOf(RpmWriter(), row.profile);
+                for (const RpmWriter &package : {RpmWriter(), withDesktopFile("")})
+                    std::ranges::copy(idsOf(package, row.profile), std::back_inserter(plain));
             std::string added;
-            for (const std::string &id : idsOf(row.package, row.profile))
+            for (const std::string &id : idsOf(row.package, row.profile, row.isStrict))
                 if (std::ranges::find(plain, id) == plain.end())
                     added += (added.empty() ? "" : " ") + id;
             EXPECT_EQ(added, row.added) << &row - rows.data();
@@ -133,6 +144,36 @@ TEST_F(HardeningTest, FindsInTheWordsOfAHeaderWhatNoHonestPackageHas) {
     expect(rows);
 }
 
+TEST_F(HardeningTest, FindsInFilesWhatTheirReadersDoNotAgreeOn) {
+    std::vector<Row> rows{
+        {withDesktopFile("# \x01\r\nA=\tb\r\n"), ""},
+        {withDesktopFile("Name=A\u202eB\u202cC\u2067D\u202aE\u2069\n"), "desktop-direction"},
+        {withDesktopFile("Comment[he]=\u200f\u061c\u05d0"), ""},
+        {withDesktopFile("MimeType=text/plain;application/x-rpms;"), ""},
+        {withIntegrityFile(R"({"watch": []} /* {} */)"), ""},
+        {withIntegrityFile(R"({"a": {"watch": 1}, "watch": []})"), ""},
+        {{.files = {{share, "a", symlink, "/outside"}}}, "link-exclusive-paths link-target-not-allowed"},
+        {{.files = {{share, "a", symlink, "/outside"}}},
+         "link-exclusive-paths link-target-not-allowed link-to-nothing",
+         Profile::Regular,
+         false},
+    };
+    for (const std::string &line :
+         {"A=b\rExec=c"s, "A=\0"s, "A=\x1b[m"s, "A=\x7f"s, "A=\u009b"s, "A=\u2028b"s, "A=b\r"s})
+        rows.push_back({withDesktopFile(line), "desktop-bytes"});
+    for (const char *open : {"\u202a", "\u2066\u202c", "\u202b\u2069", "\u202e\u2067\u202a\u2069"})
+        rows.push_back({withDesktopFile("Comment=" + std::string(open) + "A\n"), "desktop-bytes"});
+    for (const char *type :
+         {"application/x-rpm", "text/plain; Application/X-Rpm\\s;", "application/x-redhat-package-manager"})
+        for (const std::string &key : {"MimeType="s, "MimeType[de]="s})
+            for (const Profile profile : {Profile::Regular, Profile::Market})
+                rows.push_back({withDesktopFile(key + type), "desktop-mime-type-forbidden", profile});
+    for (const char *text :
+         {R"({"watch": [], "w\u0061tch": []})", R"({"watch": []} {})", R"(var a = {}; var b = {};)"})
+        rows.push_back({withIntegrityFile(text), "integrity-file-ambiguous"});
+    expect(rows);
+}
+
 /// An ELF file of 64 bits: the program headers, the texts that they name, and a dynamic table, with or
 /// without a section that shows it.
 struct ElfFile {
@@ -157,7 +198,6 @@ struct ElfFile {
                          0};
 
     operator std::string() const {
-        using namespace std::string_literals;
         // At 1 an allowed library, at 11 one that nobody knows, at 19 the loader, at 47 another, at 55 an
         // rpath, at 71 a word.
         const std::string text =

@@ -32,6 +32,34 @@ namespace Tag = Common::Rpm::Tag;
 
 constexpr const char *wrongDigest = "The payload does not match its digest";
 
+/// Takes what goes to standard error, and keeps the one line of it that belongs to the validator's report.
+class ReportLines final : public std::streambuf {
+public:
+    std::vector<std::string> take() { return std::exchange(lines_, {}); }
+
+protected:
+    int_type overflow(int_type character) override {
+        if (character == '\n')
+            end();
+        else if (line_.size() < longestLine)
+            line_ += static_cast<char>(character);
+        return character;
+    }
+
+private:
+    static constexpr std::string_view beginning = "ExecDBus error: ";
+    static constexpr std::size_t longestLine = 4096;
+
+    void end() {
+        if (line_.starts_with(beginning))
+            lines_.push_back(line_);
+        line_.clear();
+    }
+
+    std::string line_;
+    std::vector<std::string> lines_;
+};
+
 /// Keeps what the core logs, which holds texts of packages as they are, from the streams: all that it has to
 /// say of a package is in the report.
 class Silence {
@@ -45,21 +73,27 @@ public:
         std::cerr.rdbuf(error_);
     }
 
+    ReportLines &lines() { return lines_; }
+
 private:
+    ReportLines lines_;
     std::streambuf *out_ = std::cout.rdbuf(nullptr);
-    std::streambuf *error_ = std::cerr.rdbuf(nullptr);
+    std::streambuf *error_ = std::cerr.rdbuf(&lines_);
 };
 
 /// One package under one profile.
 class Judgement {
 public:
-    Judgement(std::string file, Validator::Profile profile, const JudgeOptions &options) :
-        profile_(profile), options_(options) {
+    Judgement(std::string file, Validator::Profile profile, const JudgeOptions &options, ReportLines &lines) :
+        profile_(profile), options_(options), lines_(lines) {
         report_.file = std::move(file);
         report_.profile = Validator::profileName(profile);
     }
 
-    PackageReport take() && { return std::move(report_); }
+    PackageReport take() && {
+        takeLines();
+        return std::move(report_);
+    }
 
     void judge() {
         try {
@@ -155,7 +189,13 @@ private:
             conclude(Verdict::Refused, refusal);
     }
 
+    void takeLines() {
+        for (std::string &line : lines_.take())
+            report_.lines.push_back({report_.findings.size(), std::move(line)});
+    }
+
     void report(Stage stage, const Validator::Message &message) {
+        takeLines();
         // Hidden from the report and its counts. The verdict is the validator's and stays: only what refuses
         // nothing can be hidden.
         if (!options_.hidden.contains(std::string(message.entry.id)))
@@ -170,14 +210,15 @@ private:
     PackageReport report_;
     Validator::Profile profile_;
     const JudgeOptions &options_;
+    ReportLines &lines_;
 };
 
 } // namespace
 
 PackageReport judgePackage(const std::string &file, Validator::Profile profile, const JudgeOptions &options) {
     // One package at a time: the streams are the whole program's.
-    const Silence silence;
-    Judgement judgement(file, profile, options);
+    Silence silence;
+    Judgement judgement(file, profile, options, silence.lines());
     judgement.judge();
     return std::move(judgement).take();
 }

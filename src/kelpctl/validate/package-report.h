@@ -22,6 +22,12 @@ struct ReportedFinding {
     Validator::Message message;
 };
 
+/// A line that the validator prints beside its findings.
+struct ReportedLine {
+    std::size_t position; ///< In front of the finding of that number.
+    std::string text;
+};
+
 /// What is to be said of one package under one profile. The texts are the package's own, not escaped.
 struct PackageReport {
     std::string file;
@@ -31,6 +37,7 @@ struct PackageReport {
     Verdict verdict = Verdict::Accepted;
     std::string reason; ///< Of any verdict but Accepted.
     std::vector<ReportedFinding> findings;
+    std::vector<ReportedLine> lines; ///< In the order of their positions.
 };
 
 /// "accepted", "refused" or "incomplete".

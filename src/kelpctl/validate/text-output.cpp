@@ -129,9 +129,16 @@ public:
     explicit LinesOutput(std::ostream &output) : output_(output) {}
 
     void write(const PackageReport &report) override {
-        for (const ReportedFinding &finding : report.findings)
+        auto line = report.lines.begin();
+        for (std::size_t i = 0; i <= report.findings.size(); ++i) {
+            for (; line != report.lines.end() && line->position == i; ++line)
+                std::cerr << shown(line->text) << std::endl;
+            if (i == report.findings.size())
+                break;
             // Both streams are flushed line by line, so that they stay in order where they lead to one file.
-            std::cerr << prefixOf(finding.message.level) << shownText(finding.message) << std::endl;
+            const Validator::Message &message = report.findings[i].message;
+            std::cerr << prefixOf(message.level) << shownText(message) << std::endl;
+        }
         // The next package's judging puts the stream in order again.
         hasLostLines_ = hasLostLines_ || !std::cerr;
         const std::string reason = report.reason.empty() ? "" : ": " + shown(report.reason);

@@ -136,6 +136,7 @@ TEST_F(DataFilesTest, ManifestMayEndTheValidation) {
     EXPECT_THAT([&] { validateManifest(R"({"minOSVersion": "4.0"})"); },
                 raises(Common::ErrorCode::Internal, "Couldn't retrieve Velura OS version"));
     EXPECT_THAT(validateManifest("{}"), ElementsAre(missing));
+    EXPECT_THAT(validateManifest(R"({"minOSVersion": ["5.0", "x"]})"), ElementsAre(incompatible));
 }
 
 TEST_F(DataFilesTest, ManifestLiesAtOnePlace) {

@@ -6,6 +6,8 @@
 
 #include <gmock/gmock.h>
 
+#include <numeric>
+
 using namespace Validator;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -184,8 +186,14 @@ TEST_F(ElfReaderTest, FilesThatAskForMoreThanTheyHoldAreNotValid) {
     ElfImage overlapping;
     const std::string text(std::size_t(2) << 20, 'x');
     overlapping.add({"names", SHT_STRTAB, text + '\0'});
-    overlapping.add(
-        {"s", SHT_SYMTAB, overlapping.symbolEntries(std::vector<std::uint64_t>(50000, 1)), 24, 1});
+    std::vector<std::uint64_t> places(50000, 1);
+    ElfImage shared = overlapping;
+    shared.add({"s", SHT_SYMTAB, shared.symbolEntries(places), 24, 1});
+    const auto sharing = read(shared.bytes());
+    sharing->forEachSymbol([](const ElfSymbol &symbol) { return symbol.name.empty(); });
+    EXPECT_TRUE(sharing->isValid()) << "one name of two megabytes for all";
+    std::iota(places.begin(), places.end(), 1);
+    overlapping.add({"s", SHT_SYMTAB, overlapping.symbolEntries(places), 24, 1});
     ElfImage names = overlapping;
     for (int i = 0; i < 5000; ++i)
         overlapping.add({"t", SHT_SYMTAB, "", 24, 1, 64 + 8 + text.size(), 1200000});

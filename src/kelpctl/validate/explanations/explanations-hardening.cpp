@@ -125,6 +125,20 @@ constexpr Explanation hardeningRows[] = {
      "g++ -Wl,-rpath,/usr/share/org.example.notes/lib -Wl,--disable-new-dtags ..."},
     {"rpath-twice", "A file has more than one rpath.", "The loader heeds the last, and the rules the first.",
      "Link with one rpath.", "chrpath -l %{buildroot}%{_bindir}/%{name}"},
+    {"desktop-bytes",
+     "The desktop file holds control characters, or characters that end lines in some programs and not in "
+     "others, or a Name or Comment that leaves the direction of reading turned.",
+     "Its readers do not agree on such text: one shows another application than the next starts.",
+     "Remove the characters. In comments they may stay.",
+     "tr -d '\\000-\\010\\013-\\037\\177' <notes.desktop"},
+    {"desktop-direction", "A Name or Comment changes the direction of reading by characters for that alone.",
+     "It may look like another text than it is.",
+     "Leave the characters out where the letters themselves give the direction.",
+     "[Desktop Entry]\nName=Notes"},
+    {"integrity-file-ambiguous",
+     "The configuration of the integrity daemon has \"watch\" twice, or a second value behind the first.",
+     "Which of the two counts differs from reader to reader.", "Write one object with one \"watch\".",
+     "{\"watch\": [\"file:/usr/bin/org.example.notes\"]}"},
 };
 
 } // namespace

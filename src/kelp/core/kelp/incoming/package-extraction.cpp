@@ -36,6 +36,7 @@ struct PackageExtraction::Run {
     Validator::ContentValidator &validator;
     const Steps &steps;
     Conveyance &conveyance;
+    bool isStrict; ///< Whether an error refuses the package.
     PackageLinks links;
     std::unordered_set<std::string> namedLinks = {}; ///< Those of which the header's judge said it already.
 };
@@ -51,7 +52,8 @@ std::string PackageExtraction::run(const ExtractFileIterator &package, const Jud
                                    const Steps &steps, Conveyance &conveyance) {
     const Validator::RpmMeta meta(package);
     Validator::ContentValidator validator(judges.config, meta, judges.content);
-    Run run{package, meta, validator, steps, conveyance, PackageLinks(staging_, versionDirectory_)};
+    const bool isStrict = judges.config->validationEnabled();
+    Run run{package, meta, validator, steps, conveyance, isStrict, PackageLinks(staging_, versionDirectory_)};
     try {
         hasFailed(Validator::RpmMetaChecker(judges.config, meta, judges.header).validateMeta(),
                   "package meta validation failed");
@@ -176,8 +178,9 @@ void PackageExtraction::rememberLink(const UnpackedEntry &link, Run &run) {
 void PackageExtraction::judgeLinks(Run &run) {
     const auto judgeName = [&](const std::string &name, const fs::path &path) { judgeFile(name, path, run); };
     const auto refuseName = [&](ContentRule reason, const std::string &name) {
-        if (run.namedLinks.contains(name))
+        if (run.isStrict && run.namedLinks.contains(name))
             // The header's judge has told of it already, once is enough; the verdict stands all the same.
+            // Where that one was forgiven, this is what refuses the package.
             hasFailed(true, badContent);
         else
             refuse(reason, name, run);

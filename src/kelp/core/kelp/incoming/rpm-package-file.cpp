@@ -35,6 +35,10 @@ using PackageSignatures::Cms;
 
 namespace Tag = Common::Rpm::Tag;
 
+/// In place of the key of a developer who is not known. Without one there would be no row for the shared data
+/// of the organisation, and a link there would be judged otherwise than at its installation.
+constexpr const char *someKeyId = "0";
+
 /// The store makes a directory of the text.
 std::string checked(std::string text) {
     if (!Common::isFileName(text))
@@ -150,7 +154,8 @@ RpmPackage RpmPackage::fromFile(const fs::path &path, std::vector<Cms> cmsSignat
 
     PackageSignatureInfo developer = summaryOf(cmsSignatures, PackageSignatures::Group::Developer);
     PackageSignatureInfo client = summaryOf(cmsSignatures, PackageSignatures::Group::Client);
-    auto mappings = buildMappings(id, developer.keyId, orgName, appName, Rooted::No);
+    auto mappings = buildMappings(id, developer.keyId.empty() ? someKeyId : developer.keyId, orgName, appName,
+                                  Rooted::No);
     RpmPackage package(std::move(id), std::move(version), reader.tag(Tag::Architecture), std::move(developer),
                        std::move(client), std::move(orgName), std::move(appName), std::move(mappings),
                        std::move(cmsSignatures), std::move(files));

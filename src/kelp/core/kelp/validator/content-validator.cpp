@@ -6,7 +6,9 @@
 #include "kelp/core/kelp/validator/data/manifest.h"
 #include "kelp/core/kelp/validator/desktop/desktop.h"
 #include "kelp/core/kelp/validator/framework/logger.h"
+#include "kelp/core/kelp/validator/hardening/desktop-hardening.h"
 #include "kelp/core/kelp/validator/hardening/elf-hardening.h"
+#include "kelp/core/kelp/validator/hardening/integrity-hardening.h"
 #include "kelp/core/kelp/validator/program/executable.h"
 #include "kelp/core/kelp/validator/program/path.h"
 #include "kelp/core/kelp/validator/qml/qml-imports.h"
@@ -31,7 +33,9 @@ ContentValidator::ContentValidator(std::shared_ptr<Config> config, const RpmMeta
         {ContentChecker::ConfigurationParameterFile,
          std::make_shared<ConfigurationParameterFile>(meta_, config_, logger_)},
     },
-    hardening_{std::make_shared<ElfHardening>(meta_, config_, logger_)} {}
+    hardening_{std::make_shared<ElfHardening>(meta_, config_, logger_),
+               std::make_shared<DesktopHardening>(meta_, config_, logger_),
+               std::make_shared<IntegrityHardening>(meta_, config_, logger_)} {}
 
 void ContentValidator::setInstallRoot(const std::string &root) {
     desktop_->setInstallRoot(root);

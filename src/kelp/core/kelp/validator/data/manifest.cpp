@@ -109,6 +109,11 @@ void Manifest::validate(const std::string &path, const std::string &realPath) {
 }
 
 void Manifest::checkVersions(const std::vector<std::string_view> &needed) const {
+    // No system could have it, so that none needs to be known.
+    if (!areVersions(needed)) {
+        logger_->log(ManifestRule::VersionIncompatible);
+        return;
+    }
     const std::optional<std::string> system = config_->osVersion();
     try {
         if (!system)

@@ -64,12 +64,16 @@ int compareVersions(const Version &a, const Version &b) {
     return static_cast<int>(std::ssize(a) - std::ssize(b));
 }
 
+bool areVersions(const std::vector<std::string_view> &versions) {
+    return !versions.empty() &&
+           std::ranges::none_of(versions, [](std::string_view text) { return parseVersion(text).empty(); });
+}
+
 bool isCompatible(std::string_view osVersion, const std::vector<std::string_view> &versions) {
     // Before any comparison: one bad version spoils the list on every system, not on some.
-    std::vector<Version> needed = parseAll(versions);
-    if (needed.empty() ||
-        std::any_of(needed.begin(), needed.end(), [](const Version &v) { return v.empty(); }))
+    if (!areVersions(versions))
         return false;
+    std::vector<Version> needed = parseAll(versions);
     std::sort(needed.begin(), needed.end(),
               [](const Version &a, const Version &b) { return compareVersions(a, b) > 0; });
     const Version system = parseVersion(osVersion);

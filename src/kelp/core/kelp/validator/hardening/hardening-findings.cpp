@@ -50,6 +50,11 @@ constexpr CatalogueEntry catalogue[] = {
     {LogLevel::Warning, "rpath-leaves",
      "[{0}] Rpath leads out of the package and the libraries of the system: {1}", Subject::File},
     {LogLevel::Warning, "rpath-twice", "[{0}] File has several rpaths", Subject::File},
+    {LogLevel::Error, "desktop-bytes", "[{0}] Characters are not allowed in a desktop file: {1}",
+     Subject::File},
+    {LogLevel::Warning, "desktop-direction", "[{0}] Text changes the direction of reading: {1}",
+     Subject::File},
+    {LogLevel::Error, "integrity-file-ambiguous", "[{0}] File can be read in two ways", Subject::File},
 };
 
 } // namespace

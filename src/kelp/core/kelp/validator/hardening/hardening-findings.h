@@ -39,6 +39,9 @@ enum class HardeningRule : std::uint32_t {
     ShippedNoLibrary = 25,           ///< path
     RpathLeaves = 26,                ///< path, piece
     RpathTwice = 27,                 ///< path
+    DesktopBytes = 28,               ///< path, character or key
+    DesktopDirection = 29,           ///< path, key
+    IntegrityFileAmbiguous = 30,     ///< path
 };
 
 /// Throws as composeMessage() does.

@@ -10,7 +10,9 @@
 #include <cstring>
 #include <new>
 #include <optional>
+#include <unordered_map>
 #include <utility>
+#include <vector>
 
 namespace Validator {
 
@@ -109,25 +111,79 @@ struct Budget {
     }
 };
 
+/// The names that one walk has read, by their places in the file: linkers give one string to all symbols of a
+/// name, so that it counts once.
+class ReadNames {
+public:
+    explicit ReadNames(std::size_t fileSize) : fileSize_(fileSize) {}
+
+    /// Whether a name begins at this place that was read before.
+    bool contains(std::size_t place) const { return place < isRead_.size() && isRead_[place]; }
+
+    /// The size of a long name that was read before; nothing for another.
+    std::optional<std::size_t> sizeOfLong(std::size_t place) const {
+        const auto found = longNames_.find(place);
+        return found != longNames_.end() ? std::optional(found->second) : std::nullopt;
+    }
+
+    void add(std::size_t place, std::size_t size) {
+        // In a file beyond the bound a name counts as often as it is read: it has room for that.
+        if (fileSize_ > largestFile)
+            return;
+        isRead_.resize(fileSize_);
+        isRead_[place] = true;
+        if (size > longestSearched)
+            longNames_.emplace(place, size);
+    }
+
+private:
+    static constexpr std::size_t largestFile = std::size_t(128) << 20; ///< A bit of memory for each byte.
+    static constexpr std::size_t longestSearched = 1024;
+
+    std::size_t fileSize_;
+    std::vector<bool> isRead_;
+    std::unordered_map<std::size_t, std::size_t> longNames_; ///< Of which nobody looks for the end again.
+};
+
 /// The strings of one string table.
 class Names {
 public:
-    Names(std::string_view table, Budget &budget) : table_(table), budget_(budget) {}
+    Names(std::string_view file, std::string_view table, Budget &budget, ReadNames &read) :
+        place_(table.empty() ? 0 : static_cast<std::size_t>(table.data() - file.data())),
+        table_(table),
+        budget_(budget),
+        read_(read) {}
 
     std::string_view at(std::uint64_t offset) const {
         if (offset >= table_.size())
             return {};
+        const std::size_t place = place_ + offset;
+        if (read_.contains(place))
+            return readBefore(place, offset);
         // The search for the end is within the budget as well: a million names without one would each run
         // through the whole table.
         const std::string_view rest = table_.substr(offset, budget_.text + 1);
         const std::size_t end = rest.find('\0');
         const bool isRead = budget_.take(budget_.text, std::min(end, rest.size()));
-        return end == std::string_view::npos || !isRead ? std::string_view() : rest.substr(0, end);
+        if (end == std::string_view::npos || !isRead)
+            return {};
+        read_.add(place, end);
+        return rest.substr(0, end);
     }
 
 private:
+    /// Of another table maybe, which ends later.
+    std::string_view readBefore(std::size_t place, std::uint64_t offset) const {
+        const std::string_view rest = table_.substr(offset);
+        const auto known = read_.sizeOfLong(place);
+        const std::size_t size = known ? *known : rest.find('\0');
+        return size < rest.size() ? rest.substr(0, size) : std::string_view();
+    }
+
+    std::size_t place_; ///< Of the table in the file.
     std::string_view table_;
     Budget &budget_;
+    ReadNames &read_;
 };
 
 /// The sections of one kind of entry.
@@ -161,8 +217,9 @@ void walkSections(std::string_view file, Elf *elf, const EntryKind &kind, Budget
 template<class Visit>
 bool walk(std::string_view file, Elf *elf, const EntryKind &kind, const Visit &visit) {
     Budget budget(file);
+    ReadNames read(file.size());
     walkSections(file, elf, kind, budget, [&](const GElf_Shdr &header, std::string_view content) {
-        const Names names(contentOf(file, elf, header.sh_link).value_or(""sv), budget);
+        const Names names(file, contentOf(file, elf, header.sh_link).value_or(""sv), budget, read);
         // By the size that the section gives, which may be more than the part that is read.
         for (; content.size() >= header.sh_entsize; content.remove_prefix(header.sh_entsize)) {
             if (visit(content, names) || budget.isExceeded)

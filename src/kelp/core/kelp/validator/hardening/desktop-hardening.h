@@ -1,0 +1,37 @@
+#pragma once
+
+#include "kelp/core/kelp/validator/framework/checker.h"
+
+#include <string_view>
+
+namespace Validator {
+
+/// Checks the bytes of the application's desktop file: its readers do not agree on characters that control
+/// something, and on types of files that are written in an unusual way.
+class DesktopHardening final : public ValidatorBase<IValidator> {
+public:
+    DesktopHardening(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config,
+                     std::shared_ptr<Logger> logger);
+
+    /// One finding for all bytes of a file. A file that cannot be opened has none.
+    void validate(const std::string &path, const std::string &realPath) override;
+    bool canValidate(const std::string &path, const std::string &realPath) override;
+    void finish() override {}
+
+private:
+    void checkLine(std::string_view line);
+    void checkValue(std::string_view key, std::string_view value);
+
+    bool hasReported_ = false;
+};
+
+/// What a text does to the direction in which it, and what stands behind it, is read.
+enum class Direction : std::uint32_t {
+    Plain,    ///< Nothing, beyond what its letters do.
+    Restored, ///< It embeds, overrides or isolates, and ends all of that.
+    Turned,   ///< It leaves something of that open.
+};
+
+Direction directionOf(std::string_view text);
+
+} // namespace Validator
