@@ -205,6 +205,10 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
     EXPECT_EQ(kelpctl("remove org.example.ticker"), "org.example.ticker removed\n");
     EXPECT_THAT(doctor("org.example.sound --json"), HasSubstr("unfinished-update"));
     run("umount $IMAGE/usr/bin; in_image kelpctl doctor --repair");
+    // What cannot be looked at is not absent: the program would not be published.
+    EXPECT_THAT(run("in_image strace -qq -o /dev/null -P /opt/app/org.example.sound/current/bin "
+                    "-e inject=newfstatat:error=EIO kelpctl install /root/sound-1.rpm || true"),
+                HasSubstr("kelpctl: /root/sound-1.rpm: Couldn't look at file: "));
     EXPECT_EQ(run(traces), before);
     EXPECT_THAT(kelpctl("history org.example.sound --json"), HasSubstr("\"event\":\"R\""));
 

@@ -2,7 +2,6 @@
 
 #include "kelp/core/common/errors/reraise-as.h"
 #include "kelp/core/common/files/copy.h"
-#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/foreign-text.h"
 #include "kelp/core/kelp/mappings/mapping.h"
 
@@ -41,10 +40,25 @@ std::vector<Entry> entriesBelow(const fs::path &directory, DanglingLinks danglin
         });
 }
 
+/// Raises where the system does not say: taken for absence, that would leave out all that the row names.
+fs::file_type typeOf(const fs::path &path) {
+    return Common::reraiseAs(Common::ErrorCode::Filesystem, "Couldn't look at file: " + path.string(),
+                             [&] { return fs::symlink_status(path).type(); });
+}
+
+bool leadsSomewhere(const fs::path &link) {
+    std::error_code error;
+    const bool isThere = fs::exists(link, error);
+    if (error && error != std::errc::too_many_symbolic_link_levels)
+        throw Common::Error(Common::ErrorCode::Filesystem, "Couldn't look at file: " + link.string(),
+                            error.value());
+    return isThere;
+}
+
 /// What a row names may be a link itself: that is one file, at the row's target.
 void planLink(const fs::path &link, const fs::path &target, const fs::path &source,
               DanglingLinks danglingLinks, PublicationPlan &plan) {
-    if (danglingLinks == DanglingLinks::Count || Common::exists(link))
+    if (danglingLinks == DanglingLinks::Count || leadsSomewhere(link))
         plan.files.push_back({target.parent_path(), source});
 }
 
@@ -89,9 +103,10 @@ PublicationPlan planPublication(const fs::path &tree, const fs::path &current,
         const fs::path below = tree / mapping.source();
         const fs::path target = fs::absolute(mapping.target());
         const fs::path source = current / mapping.source();
-        if (Common::isSymlink(below)) {
+        const fs::file_type type = typeOf(below);
+        if (type == fs::file_type::symlink) {
             planLink(below, target, source, danglingLinks, plan);
-        } else if (Common::exists(below)) {
+        } else if (type != fs::file_type::not_found) {
             // A target ends in "/", and its parent is the same without it.
             if (mapping.ownsDirectory())
                 plan.directories.push_back(target.parent_path());

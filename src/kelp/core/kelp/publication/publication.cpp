@@ -1,10 +1,10 @@
 #include "kelp/core/kelp/publication/publication.h"
 
 #include "kelp/core/common/errors/log-stream.h"
+#include "kelp/core/common/errors/reraise-as.h"
 #include "kelp/core/common/files/copy.h"
 #include "kelp/core/common/files/directory.h"
 #include "kelp/core/common/files/filesystem.h"
-#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/kelp/mappings/mapping.h"
 #include "kelp/core/kelp/publication/publication-plan.h"
 
@@ -74,7 +74,10 @@ fs::path sourceOr(const fs::path &link, const fs::path &source) {
 MappingMode publicationMode(const fs::path &tree, const std::vector<Mapping> &mappings,
                             const std::string &subgroup) {
     const auto needsCopies = [&](const Mapping &mapping) {
-        return mapping.requiresCopy() && Common::exists(tree / mapping.source());
+        const fs::path source = tree / mapping.source();
+        return mapping.requiresCopy() &&
+               Common::reraiseAs(Common::ErrorCode::Filesystem, "Couldn't look at file: " + source.string(),
+                                 [&] { return fs::exists(source); });
     };
     return subgroup == copiedSubgroup || std::ranges::any_of(mappings, needsCopies) ? MappingMode::Copy
                                                                                     : MappingMode::Link;

@@ -14,6 +14,7 @@ struct PublicationPlan;
 
 /// How the files of a version are published: as copies for a package of the subgroup "mdm", and for one that
 /// holds something below a mapping that requires copies; else as links. `tree` is the version's directory.
+/// Raises ErrorCode::Filesystem "Couldn't look at file: PATH" where that cannot be told.
 MappingMode publicationMode(const std::filesystem::path &tree, const std::vector<Mapping> &mappings,
                             const std::string &subgroup);
 
