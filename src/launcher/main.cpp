@@ -3,7 +3,6 @@
 #include "kelp/core/common/configuration.h"
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/errors/log-stream.h"
-#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/places.h"
 #include "kelp/core/common/stop-signals.h"
 #include "kelp/core/common/writer-lock.h"
@@ -22,7 +21,6 @@ namespace {
 
 /// A start that finds all stamps waits for nobody. Without the lock nothing is done: somebody may have it.
 void migrateLocked(const std::vector<Migration> &migrations) {
-    const auto isDone = [](const Migration &migration) { return Common::exists(migration.stampPath); };
     std::optional<Common::WriterLock> lock;
     try {
         if (!std::ranges::all_of(migrations, isDone))
@@ -36,7 +34,8 @@ void migrateLocked(const std::vector<Migration> &migrations) {
 }
 
 Migration migrationOf(const Core::KELP::MigrationStamp &stamp, void (*migrate)(Core::Configuration &)) {
-    return {stamp.name, Common::rootPath() / stamp.path, migrate};
+    const auto root = Common::rootPath();
+    return {stamp.name, root / stamp.path, migrate, stamp.pending ? root / stamp.pending : ""};
 }
 
 } // namespace

@@ -25,7 +25,7 @@ void stamp(const Migration &migration) {
 }
 
 void run(const Migration &migration, Core::Configuration &configuration) {
-    if (Common::exists(migration.stampPath)) {
+    if (isDone(migration)) {
         LogStream(LogLevel::Info) << "Migration '" << migration.name << "' already completed, skipping.";
         return;
     }
@@ -45,6 +45,13 @@ void run(const Migration &migration, Core::Configuration &configuration) {
 }
 
 } // namespace
+
+bool isDone(const Migration &migration) {
+    std::error_code ignored;
+    const auto pending = std::filesystem::symlink_status(migration.pendingPath, ignored).type();
+    const bool isPending = !migration.pendingPath.empty() && pending != std::filesystem::file_type::not_found;
+    return Common::exists(migration.stampPath) && !isPending;
+}
 
 void runMigrations(const std::vector<Migration> &migrations, Core::Configuration &configuration) {
     for (const Migration &migration : migrations)

@@ -4,6 +4,7 @@
 #include "kelp/core/kelp/fs-database.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
 #include "kelp/core/kelp/skid/patterns.h"
+#include "kelp/core/kelp/take-over/empty-database.h"
 
 namespace Launcher {
 
@@ -11,7 +12,8 @@ void migrateOrganisationsToSkid(Core::Configuration &configuration) {
     using Core::KELP::SKID::Patterns;
     Core::KELP::FSDatabase store(configuration, Core::KELP::DatabasePathResolver::instance());
     // All is listed before anything moves: what fails up to there has moved nothing.
-    for (const auto &units : Patterns::migrationUnits(store.packages(), Patterns::sharedFilesInRpm()))
+    const auto inRpm = Patterns::sharedFilesInRpm([&] { Core::KELP::requireEmptyDatabaseOf(configuration); });
+    for (const auto &units : Patterns::migrationUnits(store.packages(), inRpm))
         Patterns::migrate(units);
     // The stamp is about to say that they are done.
     Patterns::flushMoves();

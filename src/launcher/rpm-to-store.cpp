@@ -10,10 +10,14 @@
 #include "kelp/core/kelp/package/integrity-resource.h"
 #include "kelp/core/kelp/package/migration-stamps.h"
 #include "kelp/core/kelp/skid/patterns.h"
+#include "kelp/core/kelp/take-over/empty-database.h"
 #include "kelp/core/trusted-sources/source.h"
 #include "kelp/core/trusted-sources/sqlite-database.h"
 
 #include "platform/package-signatures/database.h"
+
+#include <exception>
+#include <optional>
 
 namespace Launcher {
 
@@ -92,11 +96,35 @@ bool isDone(const Core::KELP::MigrationStamp &stamp) {
     return Common::exists(Common::rootPath() / stamp.path);
 }
 
+/// What rpm says of shared files, asked before the take-over, which has the process's one transaction.
+class SharedFiles {
+public:
+    explicit SharedFiles(const Core::Configuration &configuration) {
+        try {
+            inRpm_ = Core::KELP::SKID::Patterns::sharedFilesInRpm(
+                [&] { Core::KELP::requireEmptyDatabaseOf(configuration); });
+        } catch (const std::exception &) {
+            failure_ = std::current_exception();
+        }
+    }
+
+    /// Raises what kept rpm from telling: who arrives now waits for the next start, and nobody else does.
+    const std::vector<std::filesystem::path> &inRpm() const {
+        if (failure_)
+            std::rethrow_exception(failure_);
+        return inRpm_;
+    }
+
+private:
+    std::vector<std::filesystem::path> inRpm_;
+    std::exception_ptr failure_;
+};
+
 /// Nobody looks at a migration again once its stamp is there.
 void catchUp(const Core::KELP::PackageInformation &package, Core::KELP::FSDatabase &store,
-             const std::vector<std::filesystem::path> &inRpm) {
-    if (isDone(Core::KELP::organisationsToSkidStamp))
-        Core::KELP::SKID::Patterns::migrateLate(package, store.packages(), inRpm);
+             const std::optional<SharedFiles> &shared) {
+    if (shared)
+        Core::KELP::SKID::Patterns::migrateLate(package, store.packages(), shared->inRpm());
     if (isDone(Core::KELP::integrityConfigurationStamp))
         Core::KELP::migrateIntegrityFile(package);
 }
@@ -106,11 +134,10 @@ void catchUp(const Core::KELP::PackageInformation &package, Core::KELP::FSDataba
 void migrateRpmToStore(Core::Configuration &configuration) {
     Core::KELP::FSDatabase store(configuration, Core::KELP::DatabasePathResolver::instance());
     Core::TrustedSources::SQLiteDatabase sources(configuration);
-    // Asked before the take-over, which has the process's one transaction.
-    std::vector<std::filesystem::path> inRpm;
+    std::optional<SharedFiles> shared;
     if (isDone(Core::KELP::organisationsToSkidStamp))
-        inRpm = Core::KELP::SKID::Patterns::sharedFilesInRpm();
-    store.onArrival([&](const Core::KELP::PackageInformation &package) { catchUp(package, store, inRpm); });
+        shared.emplace(configuration);
+    store.onArrival([&](const Core::KELP::PackageInformation &package) { catchUp(package, store, shared); });
     store.migrateRpmPackages();
     bindClientCertificates(sources);
     bindRemainingPackages(store, sources);

@@ -21,10 +21,12 @@ class MigrationDriverTest : public testing::Test {
 protected:
     Migration migration(
         const std::string &name, const std::function<void()> &body = [] {}) {
-        return {name, stamp(name), [this, name, body](Core::Configuration &) {
+        return {name, stamp(name),
+                [this, name, body](Core::Configuration &) {
                     ran.push_back(name);
                     body();
-                }};
+                },
+                stamp(name + ".pending")};
     }
 
     fs::path stamp(const std::string &name) const { return root.path() / name; }
@@ -58,6 +60,10 @@ TEST_F(MigrationDriverTest, AFailureIsRepeatedAndStopsNoOther) {
     EXPECT_EQ(out.take(), "[I] Migration 'b' already completed, skipping.\n"
                           "[I] Migration 'c' already completed, skipping.\n");
     EXPECT_TRUE(fs::exists(stamp("a")));
+
+    fs::create_symlink("nowhere", stamp("b.pending"));
+    run(migrations);
+    EXPECT_THAT(ran, ElementsAre("b"));
 }
 
 } // namespace

@@ -283,6 +283,30 @@ TEST_F(TakeOverTest, OnlyAJudgementHasAnApplicationStayForGood) {
     }
 }
 
+TEST_F(TakeOverTest, ADatabaseThatIsNotThereIsNoEmptyOne) {
+    const std::string unread = "[E] Couldn't read the rpm database";
+    const std::string away = "mv $IMAGE/var/lib/rpm $IMAGE/var/lib/away; ";
+    const std::string back = "rm -rf $IMAGE/var/lib/rpm; mv $IMAGE/var/lib/away $IMAGE/var/lib/rpm";
+    const std::string macros = "echo '%_dbpath /var/lib/rpm' >$IMAGE/etc/rpm/macros; ";
+    const std::string skid = "\n[E] Couldn't complete migration: org_to_skid\n";
+    const std::tuple<std::string, std::string, std::string> rows[] = {
+        {away + "launch", back, unread + ": there is none in /var/lib/rpm" + skid},
+        {away + "in_image rpm --initdb; launch", back,
+         unread + ": it has no record at all, and nobody knows where org.sound is" + skid},
+        {"launch_failing openat EIO /etc/rpm/macros", "",
+         unread + ": /etc/rpm/macros: Input/output error" + skid},
+        {macros + "echo '%_db_backend nonsense' >>$IMAGE/etc/rpm/macros; launch", macros,
+         unread + "\n[E] Couldn't complete migration: rpm_to_kelp\n"},
+    };
+    const Machine machine;
+    for (const auto &[absence, end, line] : rows) {
+        EXPECT_THAT(machine.run(absence), HasSubstr(line));
+        EXPECT_FALSE(machine.isStamped()) << absence;
+        machine.run(end);
+        machine.expectStay({"org.sound"});
+    }
+}
+
 TEST_F(TakeOverTest, ADamagedRecordOfSomebodyElseMattersOnlyWhileAJournalExists) {
     const char *damage =
         "put org.other; sqlite3 $IMAGE/var/lib/rpm/rpmdb.sqlite \"UPDATE Packages SET blob = "
@@ -291,6 +315,7 @@ TEST_F(TakeOverTest, ADamagedRecordOfSomebodyElseMattersOnlyWhileAJournalExists)
     machine.run(damage);
     EXPECT_THAT(machine.launch(), HasSubstr("[W] The rpm database has records that cannot be read\n"));
     machine.expectArrived({"org.sound"});
+    EXPECT_FALSE(machine.holds("var/lib/kelp/.migration_skid_done")) << "it may own what would be moved";
 
     const Machine killed;
     killed.run(killAfterErasure);

@@ -47,7 +47,7 @@ TEST_F(PlanTest, WhatTheLauncherBeganIsToldAndLeftToIt) {
                 HasSubstr(began + R"("action":"move","reason":"its take-over was begun","bytes":null})"));
     EXPECT_THAT(kelpctl("status --json"), HasSubstr(began + R"("state":"unfinished",)"));
     EXPECT_THAT(kelpctl("remove org.example.notes"),
-                HasSubstr("is on its way from rpm: start kelp-launcher first\nstatus 1\n"));
+                HasSubstr("is on its way from rpm: systemctl restart kelp-launcher\nstatus 1\n"));
 
     const char *trees = "cd $IMAGE/opt && find -printf '%p %y %m %s %T@\\n' | sort";
     const std::string before = run(trees);

@@ -54,6 +54,9 @@ TEST_F(SeeTest, SaysHowEachApplicationStands) {
          "'.no.source.apps')\"",
          "gone", R"("version":"","state":"lost","reason":"bound to a source, and nowhere")"},
         {"mkdir opt/app/leftover", "leftover", nullptr},
+        {"mv var/lib/rpm var/lib/away", "gone",
+         R"("version":"","state":"unknown","reason":"bound to a source, and not all could be read that may )"
+         R"(have it")"},
     };
     EXPECT_THAT(kelpctl("status --check"), Not(HasSubstr("status 1"))) << "all is well";
     for (const auto &[deed, id, standing] : rows) {
@@ -65,7 +68,9 @@ TEST_F(SeeTest, SaysHowEachApplicationStands) {
         else
             EXPECT_THAT(status, Not(HasSubstr(found))) << deed;
     }
-    EXPECT_THAT(kelpctl("status --check"), HasSubstr("status 1"));
+    for (const char *look : {"status --check", "plan", "doctor --repair"})
+        EXPECT_THAT(kelpctl(look), AllOf(EndsWith("status 2\n"), HasSubstr("there is none in "))) << look;
+    EXPECT_THAT(kelpctl("remove gone"), HasSubstr("Couldn't read the rpm database: there is none in "));
 }
 
 TEST_F(SeeTest, ADamagedFileCostsWhatItAloneTells) {

@@ -83,11 +83,20 @@ TEST_F(TransactionTest, ErasesWhatWasAdded) {
 TEST_F(TransactionTest, RefusesAPackageFileAndNeedsTheDatabaseLock) {
     EXPECT_THAT([&] { Transaction(Transaction::WriteLock).addErase(Reader(package("bare-one"))); },
                 raises(ErrorCode::Internal, "Couldn't add erase element to the RPM transaction"));
-    rpmPushMacro(nullptr, "_dbpath", nullptr, "/dev/null/rpmdb", RMIL_CMDLINE);
     CapturedOutput complaints(CapturedOutput::Stream::Error);
-    EXPECT_THAT([] { Transaction(Transaction::WriteLock); },
-                raises(ErrorCode::Internal, "Couldn't begin rpm transaction"));
-    rpmPopMacro(nullptr, "_dbpath");
+    std::filesystem::rename(database() + "/.rpm.lock", database() + "/lock");
+    std::filesystem::create_directory(database() + "/.rpm.lock");
+    const std::string unread = "Couldn't read the rpm database";
+    const std::pair<std::string, std::string> rows[] = {
+        {database(), "Couldn't begin rpm transaction"},
+        {"/dev/null/rpmdb", unread + ": there is none in /dev/null/rpmdb"},
+        {"rpmdb", unread + ": rpm's configuration does not say where it is"},
+    };
+    for (const auto &[path, text] : rows) {
+        rpmPushMacro(nullptr, "_dbpath", nullptr, path.c_str(), RMIL_CMDLINE);
+        EXPECT_THAT([] { Transaction(Transaction::WriteLock); }, raises(ErrorCode::Internal, text));
+        rpmPopMacro(nullptr, "_dbpath");
+    }
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/files/file-descriptor.h"
 #include "kelp/core/common/files/scratch-directory.h"
+#include "kelp/core/common/rpm/database-presence.h"
 #include "kelp/core/common/rpm/transaction.h"
 
 #include <rpm/rpmmacro.h>
@@ -53,18 +54,13 @@ std::vector<fs::path> databaseFiles(const fs::path &directory) {
 } // namespace
 
 DatabaseCopy::DatabaseCopy() {
+    requireDatabase();
     const fs::path original = databaseDirectory();
-    std::error_code ignored;
-    if (!fs::is_directory(original, ignored))
-        return;
     try {
         // Over the whole copying: database and log of two moments do not belong together.
         const FileDescriptor lock = lockOutWriters(original);
-        const std::vector<fs::path> files = databaseFiles(original);
-        if (files.empty())
-            return;
         auto copy = std::make_unique<ScratchDirectory>();
-        for (const fs::path &file : files)
+        for (const fs::path &file : databaseFiles(original))
             fs::copy_file(file, copy->path() / file.filename());
         directory_ = std::move(copy);
     } catch (const fs::filesystem_error &error) {
@@ -76,8 +72,7 @@ DatabaseCopy::DatabaseCopy() {
 }
 
 DatabaseCopy::~DatabaseCopy() {
-    if (isThere())
-        rpmPopMacro(nullptr, directoryMacro);
+    rpmPopMacro(nullptr, directoryMacro);
 }
 
 } // namespace Common::Rpm

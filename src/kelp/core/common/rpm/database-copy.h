@@ -15,15 +15,13 @@ namespace Common::Rpm {
 class DatabaseCopy {
 public:
     /// Raises ErrorCode::Internal "Another process changes the rpm database" while one does, and
-    /// ErrorCode::Filesystem "Couldn't copy the rpm database: REASON"; and as ScratchDirectory does. There
+    /// ErrorCode::Filesystem "Couldn't copy the rpm database: REASON"; and as requireDatabase() and
+    /// ScratchDirectory do. There
     /// must be no Transaction in the process by then, which would lose its lock.
     DatabaseCopy();
     DatabaseCopy(const DatabaseCopy &) = delete;
     DatabaseCopy &operator=(const DatabaseCopy &) = delete;
     ~DatabaseCopy();
-
-    /// Whether the machine has a database; without one, a Transaction has nothing to work on.
-    bool isThere() const { return directory_ != nullptr; }
 
 private:
     std::unique_ptr<ScratchDirectory> directory_;

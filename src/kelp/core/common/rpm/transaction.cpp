@@ -1,6 +1,7 @@
 #include "kelp/core/common/rpm/transaction.h"
 
 #include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/rpm/database-presence.h"
 #include "kelp/core/common/rpm/initialise.h"
 
 #include <rpm/rpmcli.h>
@@ -9,7 +10,10 @@
 #include <rpm/rpmmacro.h>
 #include <rpm/rpmts.h>
 
+#include <fcntl.h>
+
 #include <cstdlib>
+#include <cstring>
 
 namespace Common::Rpm {
 
@@ -19,7 +23,7 @@ static_assert(Transaction::NoPlugins == RPMTRANS_FLAG_NOPLUGINS);
 namespace {
 
 std::shared_ptr<rpmts_s> makeTransactionSet() {
-    initialise();
+    requireDatabase();
     std::shared_ptr<rpmts_s> transactionSet(rpmtsCreate(), rpmtsFree);
     // Whatever the root prefix is: where its database lies is for rpm's own configuration to say.
     rpmtsSetRootDir(transactionSet.get(), nullptr);
@@ -38,7 +42,9 @@ public:
 
 private:
     static int notice(rpmlogRec record, rpmlogCallbackData watch) {
-        if (rpmlogRecPriority(record) <= RPMLOG_ERR)
+        // That one answers as one without any record does, and is told by a warning.
+        const bool isDummy = std::strstr(rpmlogRecMessage(record), "using dummy database") != nullptr;
+        if (rpmlogRecPriority(record) <= RPMLOG_ERR || isDummy)
             static_cast<ErrorWatch *>(watch)->sawError_ = true;
         return RPMLOG_DEFAULT;
     }
@@ -67,6 +73,12 @@ Transaction::Transaction(Flags lock) :
     transactionSet_(makeTransactionSet()), lock_(rpmtxnBegin(transactionSet_.get(), lock), rpmtxnEnd) {
     if (!lock_)
         throw Error(ErrorCode::Internal, "Couldn't begin rpm transaction");
+    const ErrorWatch watch;
+    // A walk would have it opened too, and would take a failure of that for one of a record. As a run opens
+    // it: that it could not be written to must not show when something is on its way.
+    if (rpmtsOpenDB(transactionSet_.get(), lock == WriteLock ? O_RDWR | O_CREAT : O_RDONLY) != 0 ||
+        watch.sawError())
+        throw Error(ErrorCode::Internal, "Couldn't read the rpm database");
 }
 
 void Transaction::addFlags(Flags flags) {

@@ -29,8 +29,9 @@ public:
         Damaged ///< rpm logged an error on the way: it passes over a record that it cannot read.
     };
 
-    /// Takes the database's lock. Raises ErrorCode::Internal "Couldn't begin rpm transaction" when another
-    /// process has it; librpm waits for its release only when standard input is a terminal.
+    /// Takes the database's lock and opens it. Raises ErrorCode::Internal "Couldn't begin rpm transaction"
+    /// when another process has it (librpm waits for its release only when standard input is a terminal), and
+    /// "Couldn't read the rpm database: REASON" as requireDatabase() does, and for one that cannot be opened.
     explicit Transaction(Flags lock);
 
     /// Adds to the flags of the run, which are the RPMTRANS_FLAG values of librpm's rpmts.h.

@@ -139,13 +139,16 @@ private:
     std::optional<TakeOverPlan> plan_;
 };
 
-/// By now whatever is anywhere has its standing: what these two add is nowhere.
-void addLost(const std::map<std::string, bool> &installed, const SourcesView &sources, Standings &standings) {
+/// By now whatever is anywhere has its standing: what these two add is nowhere, or where nobody could look.
+void addOthers(const std::map<std::string, bool> &installed, const SourcesView &sources, bool isAllThere,
+               Standings &standings) {
+    const auto state = isAllThere ? ApplicationState::Lost : ApplicationState::Unknown;
+    const std::string place = isAllThere ? ", and nowhere" : ", and not all could be read that may have it";
     for (const auto &[id, isInstalled] : installed)
         if (isInstalled)
-            standings.add(id, "", ApplicationState::Lost, "installed by the registry, and nowhere");
+            standings.add(id, "", state, "installed by the registry" + place);
     for (const auto &[id, keyId] : sources.sourceOf)
-        standings.add(id, "", ApplicationState::Lost, "bound to a source, and nowhere");
+        standings.add(id, "", state, "bound to a source" + place);
 }
 
 } // namespace
@@ -154,7 +157,7 @@ bool isDone(const MigrationStamp &stamp) {
     const fs::path path = Common::belowRoot(stamp.path);
     Common::requireReadable(path);
     std::error_code ignored;
-    return fs::exists(path, ignored);
+    return fs::exists(path, ignored) && !(stamp.pending && Common::isThere(Common::belowRoot(stamp.pending)));
 }
 
 const char *nameOf(ApplicationState state) {
@@ -169,6 +172,8 @@ const char *nameOf(ApplicationState state) {
         return "store";
     case ApplicationState::Rpm:
         return "rpm";
+    case ApplicationState::Unknown:
+        return "unknown";
     case ApplicationState::Lost:
         break;
     }
@@ -198,8 +203,7 @@ MachineState inspectMachine(const IConfiguration &configuration) {
         // What may be an application, as nobody knows its certificate, is told when it was one before.
         if (record.isApplication || installed.contains(record.id) || sources.sourceOf.contains(record.id))
             standings.add(record.id, record.version, ApplicationState::Rpm, reasons.of(record));
-    if (views.isAllThere())
-        addLost(installed, sources, standings);
+    addOthers(installed, sources, views.isAllThere(), standings);
     machine.takeOvers = views.takeOvers ? views.takeOvers->size() : 0;
     machine.applications = standings.take();
     machine.sources = std::move(views.sources);

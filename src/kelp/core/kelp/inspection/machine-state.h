@@ -24,6 +24,7 @@ enum class ApplicationState {
     Damaged,    ///< It is in the store, and its descriptor, its current version or a published file is not.
     Store,      ///< It is whole in the store.
     Rpm,        ///< It is in rpm.
+    Unknown,    ///< It was installed, and what may have it cannot be read.
     Lost,       ///< It was installed, by the registry or a binding to a source, and is nowhere.
 };
 
@@ -49,7 +50,7 @@ struct MachineState {
     Unread unread;
 };
 
-/// Whether the migration has left its stamp. Raises ErrorCode::UnauthorizedAccess.
+/// Whether the migration has left its stamp, and nothing to go on with. Raises ErrorCode::UnauthorizedAccess.
 bool isDone(const MigrationStamp &stamp);
 
 /// Looks at stamps, journal, store, rpm, registry and sources, and changes nothing. What cannot be read is

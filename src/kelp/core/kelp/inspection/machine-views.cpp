@@ -11,7 +11,7 @@ MachineViews MachineViews::read(const IConfiguration &configuration) {
     views.packages = unread.attempt([&] { return store.packages(); });
     views.rescued = unread.attempt([&] { return store.rescued(); });
     views.takeOvers = unread.attempt([&] { return pendingTakeOvers(configuration); });
-    views.rpm = rpmRecords(unread);
+    views.rpm = rpmRecords(configuration, unread);
     views.registry = unread.attempt(readRegistry);
     views.sources = unread.attempt([&] { return SourcesView::read(configuration); });
     views.leftBehind = unread.attempt(idsLeftBehind).value_or(std::vector<std::string>());

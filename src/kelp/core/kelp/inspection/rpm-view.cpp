@@ -9,6 +9,7 @@
 #include "kelp/core/common/rpm/transaction.h"
 #include "kelp/core/kelp/inspection/certificates.h"
 #include "kelp/core/kelp/inspection/unread.h"
+#include "kelp/core/kelp/take-over/empty-database.h"
 
 #include <algorithm>
 #include <exception>
@@ -55,15 +56,20 @@ RpmRecord describe(const Reader &package, const AskForCertificate &ask) {
     return record;
 }
 
-std::vector<RpmRecord> recordsOf(const Transaction &rpm, const AskForCertificate &ask) {
+std::vector<RpmRecord> recordsOf(const IConfiguration &configuration, const Transaction &rpm,
+                                 const AskForCertificate &ask) {
     std::vector<RpmRecord> records;
+    bool isEmpty = true;
     const auto walk = rpm.forEachInstalled([&](const Reader &package) {
+        isEmpty = false;
         RpmRecord record = describe(package, ask);
         if (record.isApplication || !record.isCertificateKnown)
             records.push_back(std::move(record));
     });
     if (walk == Transaction::Walk::Damaged)
         Common::LogStream(Common::LogLevel::Warning) << "The rpm database has records that cannot be read";
+    else if (isEmpty)
+        requireEmptyDatabaseOf(configuration);
     std::ranges::sort(records, {}, &RpmRecord::id);
     return records;
 }
@@ -78,12 +84,12 @@ fs::path databaseFile() {
 }
 
 /// Raises its failures behind the path of the machine's database: of the copy nobody has heard.
-std::vector<RpmRecord> recordsOfCopy(const AskForCertificate &ask) {
+std::vector<RpmRecord> recordsOfCopy(const IConfiguration &configuration, const AskForCertificate &ask) {
     const fs::path file = databaseFile();
     try {
         // Before the transaction, which works on it, and ends before it.
         const Common::Rpm::DatabaseCopy copy;
-        return copy.isThere() ? recordsOf(Transaction(0), ask) : std::vector<RpmRecord>();
+        return recordsOf(configuration, Transaction(0), ask);
     } catch (const Common::Error &error) {
         throw Common::Error(error.code(), file.string() + ": " + error.what());
     }
@@ -101,35 +107,36 @@ std::optional<std::string> whyNotMigrated(const RpmRecord &record) {
     return std::nullopt;
 }
 
-std::optional<std::vector<RpmRecord>> rpmRecords(Unread &unread) {
+std::optional<std::vector<RpmRecord>> rpmRecords(const IConfiguration &configuration, Unread &unread) {
     Certificates certificates;
     return unread.attempt([&] {
-        return recordsOfCopy([&](const std::string &id, Group group) {
+        return recordsOfCopy(configuration, [&](const std::string &id, Group group) {
             return unread.attempt([&] { return certificates.of(id, group); });
         });
     });
 }
 
-std::vector<RpmRecord> rpmRecords() {
+std::vector<RpmRecord> rpmRecords(const IConfiguration &configuration) {
     Certificates certificates;
     std::exception_ptr failure;
-    std::vector<RpmRecord> records = recordsOfCopy([&](const std::string &id, Group group) -> Answer {
-        try {
-            return Answer(std::in_place, certificates.of(id, group));
-        } catch (...) {
-            // Not raised in the walk, which would tell it as a failure of rpm's database.
-            failure = std::current_exception();
-            return std::nullopt;
-        }
-    });
+    std::vector<RpmRecord> records =
+        recordsOfCopy(configuration, [&](const std::string &id, Group group) -> Answer {
+            try {
+                return Answer(std::in_place, certificates.of(id, group));
+            } catch (...) {
+                // Not raised in the walk, which would tell it as a failure of rpm's database.
+                failure = std::current_exception();
+                return std::nullopt;
+            }
+        });
     if (failure)
         std::rethrow_exception(failure);
     return records;
 }
 
-std::vector<RpmRecord> rpmRecords(const Transaction &rpm) {
+std::vector<RpmRecord> rpmRecords(const IConfiguration &configuration, const Transaction &rpm) {
     Certificates certificates;
-    return recordsOf(rpm, [&](const std::string &id, Group group) {
+    return recordsOf(configuration, rpm, [&](const std::string &id, Group group) {
         return Answer(std::in_place, certificates.of(id, group));
     });
 }

@@ -10,6 +10,10 @@ namespace Common::Rpm {
 class Transaction;
 }
 
+namespace Core {
+class IConfiguration;
+}
+
 namespace Core::KELP {
 
 class Unread;
@@ -27,16 +31,18 @@ struct RpmRecord {
 std::optional<std::string> whyNotMigrated(const RpmRecord &record);
 
 /// The packages of the rpm database that concern the store, for somebody who only wants to look: those with a
-/// certificate and those with a desktop file among the applications. By id. A machine without an
-/// rpm database has none. Nothing when the database cannot be read: nobody knows what is in it then. While
+/// certificate and those with a desktop file among the applications. By id. Nothing when the database cannot
+/// be read or is not there, and when one without records cannot be this machine's (requireEmptyDatabaseOf()):
+/// nobody knows what is installed then. While
 /// certificates cannot be read, all packages count, as each may be an application.
-std::optional<std::vector<RpmRecord>> rpmRecords(Unread &unread);
+std::optional<std::vector<RpmRecord>> rpmRecords(const IConfiguration &configuration, Unread &unread);
 
 /// The same for whoever acts on it. Raises as Common::Rpm::DatabaseCopy and Transaction do, the text being
-/// behind the path of the database, and as Certificates::of().
-std::vector<RpmRecord> rpmRecords();
+/// behind the path of the database, and as Certificates::of()
+/// and requireEmptyDatabaseOf().
+std::vector<RpmRecord> rpmRecords(const IConfiguration &configuration);
 
 /// The same of a database copy that is open already. Raises as Transaction and Certificates::of().
-std::vector<RpmRecord> rpmRecords(const Common::Rpm::Transaction &rpm);
+std::vector<RpmRecord> rpmRecords(const IConfiguration &configuration, const Common::Rpm::Transaction &rpm);
 
 } // namespace Core::KELP

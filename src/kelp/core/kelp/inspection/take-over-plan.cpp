@@ -46,8 +46,7 @@ public:
         addPending();
         plan_.room = room();
         const Common::Rpm::DatabaseCopy copy;
-        if (copy.isThere())
-            addInstalled(Transaction(0));
+        addInstalled(Transaction(0));
         std::ranges::stable_sort(plan_.applications, {}, &PlannedTakeOver::id);
         plan_.isDone = isDone(migrationStamps.front());
         return std::move(plan_);
@@ -105,7 +104,7 @@ private:
 
     void addInstalled(const Transaction &rpm) {
         requireSignatures();
-        const std::vector<RpmRecord> records = rpmRecords(rpm);
+        const std::vector<RpmRecord> records = rpmRecords(configuration_, rpm);
         const auto installedVersion = [this](const std::string &id) {
             return StoreView(configuration_).versionOfRecord(id);
         };

@@ -192,7 +192,8 @@ private:
         for (const JournalEntry &entry : *views_.takeOvers) {
             trees.insert(entry.path);
             add(entry.id, FindingKind::Staged, entry.path,
-                "is on its way from rpm into the store: the next start of kelp-launcher brings it home", {});
+                "is on its way from rpm into the store: \"systemctl restart kelp-launcher\" brings it home",
+                {});
         }
         const StagingArea area(configuration_);
         if (!area.isOwn())

@@ -82,7 +82,7 @@ void requireReadableSources(const IConfiguration &configuration) {
 
 /// Whether there is nothing left of a package but what is on record: people may give it up.
 bool isLost(const IConfiguration &configuration, const std::string &id) {
-    const auto inRpm = rpmRecords();
+    const auto inRpm = rpmRecords(configuration);
     const auto rescued = StoreView(configuration).rescued();
     if (std::ranges::find(inRpm, id, &RpmRecord::id) != inRpm.end() ||
         std::ranges::find(rescued, id, [](const auto &entry) { return entry.first; }) != rescued.end())
@@ -116,7 +116,7 @@ void removePackage(const IConfiguration &configuration, const std::string &id) {
     completeRemoval(configuration);
     if (idsOnTheirWay(configuration).contains(id))
         throw Common::Error(Common::ErrorCode::Internal,
-                            "Package " + id + " is on its way from rpm: start kelp-launcher first");
+                            "Package " + id + " is on its way from rpm: systemctl restart kelp-launcher");
     // So that the lists name all that is to go.
     settlePackage(configuration, id);
     const DatabasePathResolver resolver(configuration);

@@ -9,9 +9,11 @@ namespace Core::KELP {
 struct MigrationStamp {
     const char *name;
     const char *path;
+    const char *pending = nullptr; ///< A file that says that there is something to go on with all the same.
 };
 
-inline constexpr MigrationStamp rpmToStoreStamp = {"rpm_to_kelp", "var/lib/kelp/.migration_done"};
+inline constexpr MigrationStamp rpmToStoreStamp = {"rpm_to_kelp", "var/lib/kelp/.migration_done",
+                                                   "var/lib/kelp/takeover.journal"};
 inline constexpr MigrationStamp organisationsToSkidStamp = {"org_to_skid",
                                                             "var/lib/kelp/.migration_skid_done"};
 inline constexpr MigrationStamp integrityConfigurationStamp = {"new_integrityd",

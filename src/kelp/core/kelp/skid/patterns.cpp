@@ -14,7 +14,6 @@
 
 #include <boost/algorithm/string/replace.hpp>
 
-#include <functional>
 #include <map>
 #include <optional>
 #include <set>
@@ -213,14 +212,20 @@ void Patterns::migrateLate(const PackageInformation &package,
     flushMoves();
 }
 
-std::vector<fs::path> Patterns::sharedFilesInRpm() {
+std::vector<fs::path> Patterns::sharedFilesInRpm(const std::function<void()> &ifEmpty) {
     const fs::path shared = sharedDirectory();
     std::vector<fs::path> files;
-    // What rpm cannot tell of one package keeps no other's files from being told.
+    bool isEmpty = true;
     const auto add = [&](const Common::Rpm::Reader &package) {
-        logged([&] { addFilesBelow(shared, package, files); });
+        isEmpty = false;
+        addFilesBelow(shared, package, files);
     };
-    logged([&] { Common::Rpm::Transaction(0).forEachInstalled(add); });
+    const auto walk = Common::Rpm::Transaction(0).forEachInstalled(add);
+    // One of those that rpm passes over may own what would be moved from under it.
+    if (walk == Common::Rpm::Transaction::Walk::Damaged)
+        throw Common::Error(Common::ErrorCode::Internal, "The rpm database has records that cannot be read");
+    if (isEmpty)
+        ifEmpty();
     return files;
 }
 

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -67,9 +68,11 @@ public:
                             const std::vector<PackageInformation> &installed,
                             const std::vector<std::filesystem::path> &inRpm = {});
 
-    /// The files below usr/share/common/ that belong to packages in rpm. What rpm cannot tell is logged and
-    /// left out. There must be no other transaction in the process.
-    static std::vector<std::filesystem::path> sharedFilesInRpm();
+    /// The files below usr/share/common/ that belong to packages in rpm. Raises as Common::Rpm::Transaction
+    /// does, and ErrorCode::Internal for records that cannot be read: what rpm does not tell must not be
+    /// moved from under it. For a database without any record `ifEmpty` is asked first, which raises for one
+    /// that cannot be right. There must be no other transaction in the process.
+    static std::vector<std::filesystem::path> sharedFilesInRpm(const std::function<void()> &ifEmpty);
 
     /// Has all moves on disk: on filesystems of their own, what says that they were done could survive a
     /// power cut that they do not. Raises ErrorCode::Filesystem.

@@ -7,6 +7,7 @@
 #include "kelp/core/common/rpm/tags.h"
 #include "kelp/core/common/stop-signals.h"
 #include "kelp/core/kelp/package/i-database-path-resolver.h"
+#include "kelp/core/kelp/take-over/empty-database.h"
 #include "kelp/core/kelp/take-over/rpm-erasure.h"
 #include "kelp/core/kelp/take-over/rpm-staging.h"
 #include "kelp/core/kelp/take-over/take-over-store.h"
@@ -113,6 +114,8 @@ void RpmMigration::run() {
                                        : std::nullopt;
     };
     RpmSurvey survey(rpm_, installedVersion, *pathResolver_, idsLeft(), leftTrees());
+    if (survey.isEmpty())
+        requireEmptyDatabaseOf(*configuration_);
     if (survey.isDamaged()) {
         const Error error(ErrorCode::Internal, "The rpm database has records that cannot be read");
         if (!settlement_.left().empty())

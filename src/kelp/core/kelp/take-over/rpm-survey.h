@@ -69,6 +69,9 @@ public:
 
     const std::vector<Item> &items() const { return items_; }
 
+    /// Whether rpm has no record at all.
+    bool isEmpty() const { return records_.empty() && !isDamaged_; }
+
     /// Whether rpm passed over records that it could not read.
     bool isDamaged() const { return isDamaged_; }
 

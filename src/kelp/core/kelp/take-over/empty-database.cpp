@@ -1,0 +1,55 @@
+#include "kelp/core/kelp/take-over/empty-database.h"
+
+#include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/i-configuration.h"
+#include "kelp/core/kelp/package/database-path-resolver.h"
+#include "kelp/core/kelp/take-over/left-tree.h"
+#include "kelp/core/kelp/take-over/take-over-journal.h"
+
+#include "platform/package-signatures/database.h"
+
+#include <algorithm>
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+/// While the journal cannot be read, which is told where it is needed, any may be in it.
+bool isJournalled(const std::string &id, const IConfiguration &configuration) {
+    try {
+        const auto entries = TakeOverJournal::read(configuration.tempDirectory());
+        return std::ranges::find(entries, id, &JournalEntry::id) != entries.end();
+    } catch (const Common::Error &) {
+        return true;
+    }
+}
+
+bool isKnown(const std::string &id, const IConfiguration &configuration) {
+    std::error_code ignored;
+    const auto isRescued = [&](const LeftTree &tree) { return tree.isOf(id); };
+    return fs::exists(DatabasePathResolver(configuration).currentDirectory(id), ignored) ||
+           isJournalled(id, configuration) ||
+           std::ranges::any_of(LeftTree::rescued(configuration), isRescued);
+}
+
+} // namespace
+
+void requireEmptyDatabaseOf(const IConfiguration &configuration) {
+    const std::string path = PackageSignatures::Database::defaultPath();
+    if (!fs::exists(path))
+        return;
+    const PackageSignatures::Database signatures(path);
+    for (const std::string &id : signatures.packages()) {
+        const auto certificate =
+            signatures.packageCertificateWithGroup(id, PackageSignatures::Group::Developer);
+        if (certificate && !certificate->isSystemDeveloperCertificate() && !isKnown(id, configuration))
+            throw Common::Error(
+                Common::ErrorCode::Internal,
+                "Couldn't read the rpm database: it has no record at all, and nobody knows where " + id +
+                    " is");
+    }
+}
+
+} // namespace Core::KELP
