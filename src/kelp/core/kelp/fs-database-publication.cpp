@@ -57,6 +57,16 @@ std::vector<fs::path> listed(const fs::path &list) {
     return Common::exists(list) ? readPathList(list) : std::vector<fs::path>();
 }
 
+/// Whether it can be read, or is not there.
+bool isReadable(const fs::path &list) {
+    try {
+        Common::readIfExists(list);
+        return true;
+    } catch (const std::exception &) {
+        return false;
+    }
+}
+
 std::set<fs::path> parentsOf(const std::vector<fs::path> &paths) {
     std::set<fs::path> parents;
     for (const fs::path &path : paths)
@@ -166,6 +176,7 @@ void FSDatabase::tryRemoveMappingsUsingCurrentDirectory(const std::string &id) {
     // The files before the directories, which have to be empty.
     PublicationPlan left{removeMappings(links, fs::absolute(pathResolver_->currentDirectory(id))),
                          {directories.rbegin(), directories.rend()}};
+    takeBackUnlisted(id, left);
     removeEmptyDirectories(directories);
     std::set<fs::path> places = parentsOf(targetsOf(takeBackUnfinished(id, left)));
     places.merge(parentsOf(links));
@@ -175,6 +186,19 @@ void FSDatabase::tryRemoveMappingsUsingCurrentDirectory(const std::string &id) {
     try {
         // What says that they are ours may be about to go.
         Common::flushFilesystems(places);
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Warning) << error;
+    }
+}
+
+/// A list that is there and cannot be read is no empty one: then what the version has to publish is taken
+/// back, as far as it can be told to be ours.
+void FSDatabase::takeBackUnlisted(const std::string &id, PublicationPlan &left) {
+    if (isReadable(pathResolver_->symlinkListFile(id, PackageSlot::Current)))
+        return;
+    try {
+        std::ranges::move(takeBackFiles(planOfTree(id), CopiedLinks::AreOurs),
+                          std::back_inserter(left.files));
     } catch (const std::exception &error) {
         LogStream(LogLevel::Warning) << error;
     }
@@ -209,6 +233,10 @@ void FSDatabase::finishTakingBack(const std::string &id) const {
 PublicationPlan FSDatabase::unfinishedPlan(const std::string &id) const {
     if (auto plan = parsePublicationPlan(Common::readIfExists(planFile(id)).value_or("")))
         return *plan;
+    return planOfTree(id);
+}
+
+PublicationPlan FSDatabase::planOfTree(const std::string &id) const {
     const fs::path current = fs::absolute(pathResolver_->currentDirectory(id));
     const auto information = readDescriptor(pathResolver_->descriptorFile(id, PackageSlot::Current));
     return planPublication(current, current, mappingsOf(id, information), DanglingLinks::Count);

@@ -92,6 +92,8 @@ private:
     PublicationPlan takeBackUnfinished(const std::string &id, PublicationPlan &left);
     void finishTakingBack(const std::string &id) const;
     PublicationPlan unfinishedPlan(const std::string &id) const;
+    PublicationPlan planOfTree(const std::string &id) const;
+    void takeBackUnlisted(const std::string &id, PublicationPlan &left);
     std::filesystem::path planFile(const std::string &id) const;
 
     const IConfiguration *configuration_;
