@@ -4,6 +4,7 @@
 #include "kelpctl/shown-text.h"
 #include "kelpctl/validate/commands.h"
 
+#include "kelp/core/common/errors/error-category.h"
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/common/rpm/initialise.h"
@@ -24,6 +25,12 @@ constexpr KelpCtl::AddCommand commands[] = {
     KelpCtl::addRemove, KelpCtl::addValidate, KelpCtl::addExplain, KelpCtl::addRules,
 };
 
+/// That there is nothing of the name is what was asked for; all else kept the answer from being given.
+bool isAnswer(const std::exception &error) {
+    const auto *ours = dynamic_cast<const Common::Error *>(&error);
+    return ours && ours->code() == Common::ErrorCategory::make(Common::ErrorCode::PackageNotExist);
+}
+
 ExitStatus run(const KelpCtl::Command &command) {
     // Standard output is for the results: what the core logs there goes to standard error.
     std::ostream output(std::cout.rdbuf(std::cerr.rdbuf()));
@@ -36,6 +43,7 @@ ExitStatus run(const KelpCtl::Command &command) {
             status = ExitStatus::Trouble;
         }
     } catch (const std::exception &error) {
+        status = isAnswer(error) ? ExitStatus::Refused : ExitStatus::Trouble;
         // Texts of errors hold paths and ids, which may be anybody's.
         std::cerr << "kelpctl: " << KelpCtl::shown(Common::explainedText(error)) << '\n';
     }

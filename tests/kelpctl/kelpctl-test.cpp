@@ -249,9 +249,12 @@ TEST_F(KelpCtlTest, ShowsNoTextAsALineOrASequenceOfItsOwn) {
                 EXPECT_THAT(out() + error(), HasSubstr(place + shown)) << form;
     }
     // In the core's log as well.
-    fs::create_directories(root_.path() / "opt/app/\033[2J/1/velura.pkg");
-    fs::create_symlink("1", root_.path() / "opt/app/\033[2J/current");
-    run("list");
+    const fs::path version = root_.path() / "opt/\033[2J/p/1";
+    writeFile(root_.path() / "etc/kelp/kelp.conf", "[kelp]\ndatabase_directory=/opt/\033[2J\n");
+    writeFile(version / "velura.pkg", "[general]\nid=p\nversion=1\n[certificate]\nid=K\nsubgroup=mdm\n");
+    fs::create_directories(version / "symlink.list");
+    fs::create_symlink("1", version.parent_path() / "current");
+    run("files p");
     EXPECT_THAT(error(), AllOf(HasSubstr("\\x1b[2J"), Not(HasSubstr("\033"))));
 }
 

@@ -59,7 +59,7 @@ TEST_F(PlanTest, WhatTheLauncherBeganIsToldAndLeftToIt) {
     run("launch");
     EXPECT_EQ(kelpctl("doctor"), "");
     EXPECT_EQ(kelpctl("doctor org.example.nobody org.example.notes"),
-              "kelpctl: this machine knows nothing of org.example.nobody\nstatus 2\n");
+              "kelpctl: this machine knows nothing of org.example.nobody\nstatus 1\n");
 }
 
 } // namespace

@@ -144,14 +144,16 @@ TEST_F(FSDatabaseTest, EveryStateIsReadAndCompleted) {
     }
 }
 
-TEST_F(FSDatabaseTest, CleanupKeepsCurrentAndReservedNamesAndDropsLinksThatLeadNowhere) {
+TEST_F(FSDatabaseTest, CleanupKeepsCurrentAndWhatIsNotOurs) {
     install("2-1", {});
-    for (const char *name : {"1.0-1", ".install", ".upgrade", ".remove"})
+    for (const char *name : {"photos", ".install", ".upgrade", ".remove"})
         writeFile(stored(name) / "file", "");
+    describe("1.0-1");
     fs::create_symlink(stored("gone"), stored("prev"));
     fs::create_symlink(stored("2-1"), stored("next"));
     database.cleanupVersionsExceptCurrent(id);
-    EXPECT_THAT(slots(), UnorderedElementsAre("2-1", "current -> 2-1", ".install", ".upgrade", ".remove"));
+    EXPECT_THAT(slots(),
+                UnorderedElementsAre("2-1", "current -> 2-1", "photos", ".install", ".upgrade", ".remove"));
 
     // The same store below another name of its root: the link's text is not the path by which the version is
     // seen.
@@ -193,9 +195,13 @@ TEST_F(FSDatabaseTest, WhatCouldNotBeMovedOrRemovedCostsNoVersion) {
     install("1-1", {{"bin/tool", "old"}});
     prepare("2-1", {{"bin/tool", "new"}});
     writeFile(stored("prev/in the way"), "of the backup");
-    EXPECT_THROW(database.completeUpdate(id), Common::Error);
-    EXPECT_THAT(slots(), UnorderedElementsAre("1-1", "current -> 1-1"));
+    EXPECT_THAT([&] { database.completeUpdate(id); },
+                raises(ErrorCode::FileConflict,
+                       text("opt/app/org.app/prev") + " does not lead to a version of the package"));
     EXPECT_EQ(readFile(at("usr/bin/tool")), "old");
+    fs::remove_all(stored("prev"));
+    database.cleanupVersionsExceptCurrent(id);
+    EXPECT_THAT(slots(), UnorderedElementsAre("1-1", "current -> 1-1"));
 
     // A list that does not name a mapping leaves it where a removal that fails does.
     writeFile(stored("1-1/symlink.list"), "");
@@ -360,8 +366,9 @@ TEST_F(FSDatabaseTest, NewerIsWhatRpmCallsNewer) {
     EXPECT_FALSE(database.isNewerThanInstalled(id, "2-1")) << "the prepared version counts";
     std::string descriptor = readFile(stored("2-1/velura.pkg"));
     writeFile(stored("2-1/velura.pkg"), descriptor.insert(descriptor.find("2-1"), 1, '\0'));
-    EXPECT_TRUE(database.isNewerThanInstalled(id, "1.10-1")) << "one that is no version does not";
-    EXPECT_THAT(slots(), UnorderedElementsAre("1.9-1", "current -> 1.9-1"));
+    EXPECT_TRUE(database.isNewerThanInstalled(id, "1.10-1")) << "one with another's descriptor does not";
+    EXPECT_THROW(database.completeUpdate(id), Common::Error);
+    EXPECT_THAT(slots(), UnorderedElementsAre("1.9-1", "current -> 1.9-1", "2-1", "next -> 2-1"));
     EXPECT_FALSE(database.isNewerThanInstalled("org.none", "1"));
 }
 

@@ -21,7 +21,11 @@ protected:
 
     static constexpr const char *id = "org.app";
 
-    StoreFixture() { recordedEvents().clear(); }
+    StoreFixture() {
+        recordedEvents().clear();
+        // Of a package without a descriptor it says that it is one.
+        writeFile(at("var/lib/kelp/registry"), "timestamp=1 event=I package=org.app keyid=K1\n");
+    }
 
     /// A failed expectation prints to the captured stream as well.
     void TearDown() override {
@@ -51,6 +55,11 @@ protected:
 
     void prepare(const std::string &version, const Files &files) {
         database.prepareUpdate(stage(version, files), extras());
+    }
+
+    void describe(const std::string &version) const {
+        writeFile(stored(version + "/velura.pkg"),
+                  "[general]\nid=org.app\nversion=" + version + "\n[certificate]\nid=K1\nsubgroup=regular\n");
     }
 
     void breakDescriptor(const std::string &slot) { writeFile(stored(slot + "/velura.pkg"), "[general\n"); }

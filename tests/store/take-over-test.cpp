@@ -105,7 +105,7 @@ TEST_F(InterruptionTest, TheTakeOverGoesForwardFromEveryState) {
         return [=, this] { fs::create_directory_symlink(stored(version), stored(link)); };
     };
     const auto torn = [&](const char *file) { return [=, this] { tear(stored("current") / file); }; };
-    const auto older = [&] { writeFile(stored("1-1/bin/old"), ""), writeFile(stored("0-1/bin/old"), ""); };
+    const auto older = [&] { writeFile(stored("1-1/bin/old"), ""), describe("0-1"); };
     const auto moved = [&] {
         fs::create_directories(stored(""));
         fs::rename(staging.path, stored("1-1"));

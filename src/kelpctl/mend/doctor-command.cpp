@@ -84,10 +84,9 @@ ExitStatus doctor(const DoctorArguments &arguments, std::ostream &output) {
         output << asJson(mending.left) << '\n';
     else
         print(output, mending);
-    if (!unknown.empty())
-        return ExitStatus::Trouble;
     // What cannot be mended counts like what was not: a script has to know that somebody is needed.
-    return tellUnread(mending.unread, mending.left.empty() ? ExitStatus::Accepted : ExitStatus::Refused);
+    const bool isWell = mending.left.empty() && unknown.empty();
+    return tellUnread(mending.unread, isWell ? ExitStatus::Accepted : ExitStatus::Refused);
 }
 
 } // namespace

@@ -95,8 +95,11 @@ ExitStatus remove(const InstallArguments &arguments, std::ostream &output) {
     ExitStatus worst = ExitStatus::Accepted;
     for (const std::string &id : arguments.names)
         worst = std::max(worst, attempt(id, [&] {
-                             Core::KELP::removePackage(configuration, id);
+                             const auto left = Core::KELP::removePackage(configuration, id);
                              output << shown(id) << " removed" << std::endl;
+                             for (const std::filesystem::path &path : left)
+                                 std::cerr << "kelpctl: " << shown(path.native())
+                                           << " is somebody else's, and stays\n";
                          }));
     return worst;
 }

@@ -25,7 +25,17 @@ namespace {
 using Core::KELP::StoreView;
 using Core::KELP::Unread;
 
+/// Raises ErrorCode::PackageNotExist, and ErrorCode::Filesystem for one that could not be looked at.
+void requireInstalled(const StoreView &store, const std::string &id) {
+    const auto package = store.package(id);
+    if (!package)
+        throw Common::Error(Common::ErrorCode::PackageNotExist, "Package " + id + " not installed");
+    if (!package->failure.empty())
+        throw Common::Error(Common::ErrorCode::Filesystem, package->failure);
+}
+
 StoredApplication storedApplication(const Machine &machine, const std::string &id, Unread &unread) {
+    requireInstalled(StoreView(machine.configuration()), id);
     for (StoredApplication &application : storedApplications(machine.configuration(), unread))
         if (application.package.id == id)
             return std::move(application);
@@ -35,8 +45,7 @@ StoredApplication storedApplication(const Machine &machine, const std::string &i
 std::vector<fs::path> filesOf(const Machine &machine, const std::string &id) {
     // One package alone is read here, where the list of all would measure the size of each.
     const StoreView store(machine.configuration());
-    if (!store.package(id))
-        throw Common::Error(Common::ErrorCode::PackageNotExist, "Package " + id + " not installed");
+    requireInstalled(store, id);
     return store.publishedFiles(id).value_or(std::vector<fs::path>());
 }
 

@@ -6,6 +6,7 @@
 #include "kelpctl/see/stored-application.h"
 #include "kelpctl/shown-text.h"
 
+#include "kelp/core/common/errors/error.h"
 #include "kelp/core/kelp/inspection/unread.h"
 
 #include <boost/json.hpp>
@@ -21,6 +22,8 @@ namespace {
 ExitStatus history(const Machine &, const std::string &id, bool isJson, std::ostream &output) {
     Core::KELP::Unread unread;
     const std::vector<Core::KELP::RegistryRecord> records = historyOf(id, unread);
+    if (!id.empty() && records.empty() && unread.texts().empty())
+        throw Common::Error(Common::ErrorCode::PackageNotExist, "The registry knows nothing of " + id);
     if (isJson) {
         json::array array;
         for (const auto &record : records)

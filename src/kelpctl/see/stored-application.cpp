@@ -52,6 +52,8 @@ std::vector<StoredApplication> storedApplications(const Core::IConfiguration &co
     const Core::KELP::StoreView store(configuration);
     std::vector<StoredApplication> applications;
     for (Core::KELP::StoredPackage &package : store.packages()) {
+        if (!package.failure.empty())
+            unread.add(package.failure);
         // Without a current version it is not installed; status and doctor tell what has become of it.
         if (package.version.empty())
             continue;

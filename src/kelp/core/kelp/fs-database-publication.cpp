@@ -171,6 +171,9 @@ void FSDatabase::endPlan(const std::string &id, const PublicationPlan &plan, Dur
 }
 
 void FSDatabase::tryRemoveMappingsUsingCurrentDirectory(const std::string &id) {
+    // The lists behind any other `current` tell of the files of whoever they belong to.
+    if (!isInstalled(id))
+        return;
     const auto links = listed(pathResolver_->symlinkListFile(id, PackageSlot::Current));
     const auto directories = listed(pathResolver_->generatedDirListFile(id, PackageSlot::Current));
     // The files before the directories, which have to be empty.

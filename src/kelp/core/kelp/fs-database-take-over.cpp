@@ -29,17 +29,25 @@ bool isThere(const fs::path &path) {
 } // namespace
 
 void FSDatabase::describeStaged(const PackageStaging &staging, const PackageInformation &extras) {
-    dropOwnNames(staging.path, staging);
-    const fs::path name = pathResolver_->descriptorFile(staging.id, staging.version).filename();
-    ensureDescriptor(staging.path / name, staging, extras, Durability::Deferred);
+    describe(staging, extras, Durability::Deferred);
+}
+
+bool FSDatabase::isInSlot(const PackageStaging &staging, PackageSlot slot) const {
+    const StoreEntry::Slot found = entry(staging.id).slot(slot);
+    return found.counts() && found.version == staging.version;
 }
 
 void FSDatabase::takeOver(const PackageStaging &staging, const PackageInformation &extras) {
     const std::string &id = staging.id;
     const fs::path directory = pathResolver_->versionDirectory(id, staging.version);
+    // The caller tells of the version, so that one in the way is its own. No conflict: the tree stays where
+    // it is until people have looked.
+    if (const std::string objection = entry(id).objectionTo(staging.version, {staging.version});
+        !objection.empty())
+        throw Error(ErrorCode::Filesystem, objection);
     const bool isStaged = isThere(staging.path);
     // Only what an earlier call has left may be installed: this very version, and no staged tree beside it.
-    if (isInstalled(id) && (isStaged || !isInSlot(directory, id, PackageSlot::Current)))
+    if (isInstalled(id) && (isStaged || !isInSlot(staging, PackageSlot::Current)))
         throw Error(ErrorCode::Internal, "Package " + id + " already installed");
     // While nothing is current, what an earlier removal has left leads nowhere.
     finishTakingBack(id);
@@ -47,8 +55,8 @@ void FSDatabase::takeOver(const PackageStaging &staging, const PackageInformatio
         bringIntoStore(staging, extras);
     const fs::path descriptor = pathResolver_->descriptorFile(id, staging.version);
     ensureDescriptor(descriptor, staging, extras, Durability::Deferred);
-    if (!isInSlot(directory, id, PackageSlot::Current))
-        makeCurrent(id, directory);
+    if (!isInSlot(staging, PackageSlot::Current))
+        makeCurrent(staging, directory);
 
     // Published over in a moment: of what could not be taken back there, publishing tells.
     PublicationPlan left;
@@ -69,25 +77,25 @@ void FSDatabase::bringIntoStore(const PackageStaging &staging, const PackageInfo
           pathResolver_->nextDirectory(staging.id)})
         Common::removeAll(link);
     const fs::path directory = pathResolver_->versionDirectory(staging.id, staging.version);
-    dropLeftover(directory, staging.id);
+    Common::removeAll(directory);
     Common::move(staging.path, directory);
 }
 
 /// A kill leaves no link, `next`, or `current`; each is gone on from.
-void FSDatabase::makeCurrent(const std::string &id, const fs::path &directory) {
-    if (!isInSlot(directory, id, PackageSlot::Next)) {
-        Common::removeAll(pathResolver_->nextDirectory(id));
-        Common::createSymlink(fs::absolute(directory), pathResolver_->nextDirectory(id));
+void FSDatabase::makeCurrent(const PackageStaging &staging, const fs::path &directory) {
+    if (!isInSlot(staging, PackageSlot::Next)) {
+        Common::removeAll(pathResolver_->nextDirectory(staging.id));
+        Common::createSymlink(fs::absolute(directory), pathResolver_->nextDirectory(staging.id));
     }
-    promoteNext(id);
+    promoteNext(staging.id);
 }
 
 void FSDatabase::discardFailedInstallation(const std::string &id) {
     // Where the version was moved away, `current` leads to an empty one until the package goes; a kill in
     // between leaves a package without descriptor, which the next look at it removes.
-    const fs::path current = pathResolver_->currentDirectory(id);
-    if (!isInstalled(id) && Common::isSymlink(current))
-        Common::createDirectories(Common::readSymlink(current));
+    const StoreEntry::Slot current = entry(id).slot(PackageSlot::Current);
+    if (current.lead == StoreEntry::Lead::Nowhere)
+        Common::createDirectories(pathResolver_->versionDirectory(id, current.version));
     recoverPrevious(id);
     cleanupFailedInstallation(id);
 }

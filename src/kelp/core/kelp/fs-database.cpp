@@ -11,15 +11,14 @@
 #include "kelp/core/common/rpm/version.h"
 #include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/kelp/package/i-database-path-resolver.h"
+#include "kelp/core/kelp/package/store-entry.h"
 #include "kelp/core/kelp/publication/publication-plan.h"
 #include "kelp/core/kelp/publication/publication.h"
+#include "kelp/core/kelp/registry/registry-record.h"
+#include "kelp/core/kelp/registry/registry.h"
 #include "kelp/core/kelp/take-over/rpm-migration.h"
 
-#include "platform/event-log/log-event.h"
-
-#include <algorithm>
-#include <array>
-#include <string_view>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -32,12 +31,6 @@ using Common::Error;
 using Common::ErrorCode;
 using Common::LogLevel;
 using Common::LogStream;
-
-constexpr std::array<std::string_view, 3> reservedNames = {".install", ".upgrade", ".remove"};
-
-/// As the platform's event log numbers them.
-constexpr int packageCategory = 1;
-constexpr int packageRemoved = 14;
 
 Error internalError(const char *words, const std::string &id) {
     return {ErrorCode::Internal, words + id + " package"};
@@ -61,31 +54,39 @@ bool isFaultOfDisk(const std::exception &error) {
                     ours->code() == Common::ErrorCategory::make(ErrorCode::CorruptedInstalledPackage));
 }
 
-/// Whether the entry is the version that `current` names. Told by the text of the link, or by the directory
-/// itself when the store is seen below another root than the one below which the link was made.
-bool isCurrentVersion(const fs::path &entry, const fs::path &current, const fs::path &currentTarget) {
-    if (entry == currentTarget)
-        return true;
-    std::error_code ignored;
-    return !fs::is_symlink(entry, ignored) && fs::equivalent(entry, current, ignored);
+/// By the registry alone, which knows of every package from its installation on.
+bool isOnRecord(const std::string &id) {
+    bool isInstalled = false;
+    const auto note = [&](const RegistryRecord &record) {
+        if (record.packageId() == id)
+            isInstalled = record.event() != RegistryEvent::Remove;
+    };
+    return Registry().foreachRecord(note) && isInstalled;
 }
 
-/// Removes all that is in the directory of an entry beside it.
-void removeAllBut(const fs::path &kept) {
-    const fs::path directory = kept.parent_path();
-    Common::reraiseAs(ErrorCode::Filesystem, "Couldn't remove filesystem entry: " + directory.string(), [&] {
-        for (const fs::directory_entry &entry : fs::directory_iterator(directory))
-            if (entry.path() != kept)
-                fs::remove_all(entry.path());
+void requireFree(const std::string &objection) {
+    if (!objection.empty())
+        throw Error(ErrorCode::FileConflict, objection);
+}
+
+std::string foreignDescriptor(const fs::path &version) {
+    return "The velura.pkg file in " + version.string() + " is that of another package or version";
+}
+
+/// What lies in a directory of packages and never is one, whatever is in it: what tools and filesystems keep.
+bool isKeptByOthers(const std::string &name) {
+    return name.starts_with('.') || name == "lost+found";
+}
+
+/// Not listDirectory(), which one link that leads nowhere fails.
+std::vector<std::string> idsIn(const fs::path &store) {
+    return Common::reraiseAs(ErrorCode::Filesystem, "Couldn't read directory: " + store.string(), [&] {
+        std::vector<std::string> ids;
+        for (const fs::directory_entry &entry : fs::directory_iterator(store))
+            if (std::string id = entry.path().filename().string(); !isKeptByOthers(id))
+                ids.push_back(std::move(id));
+        return ids;
     });
-}
-
-void removeLegacy(const fs::path &entry) {
-    try {
-        Common::removeAll(entry);
-    } catch (const std::exception &error) {
-        LogStream(LogLevel::Warning) << "Couldn't cleanup legacy version of the package: " << entry << error;
-    }
 }
 
 } // namespace
@@ -128,9 +129,13 @@ void FSDatabase::cleanupFailedInstallation(const std::string &id) {
 }
 
 void FSDatabase::prepareUpdate(const PackageStaging &staging, const PackageInformation &extras) {
+    const bool isNew = entry(staging.id).kind() == StoreEntry::Kind::Absent;
     try {
         putInPlace(staging, extras);
     } catch (...) {
+        // Empty and without a package it would be somebody's.
+        if (isNew)
+            ::rmdir(pathResolver_->packageDirectory(staging.id).c_str());
         // Without a current version nothing tells what to keep, and nothing goes.
         cleanupVersionsExceptCurrent(staging.id);
         throw;
@@ -139,15 +144,21 @@ void FSDatabase::prepareUpdate(const PackageStaging &staging, const PackageInfor
 
 void FSDatabase::putInPlace(const PackageStaging &staging, const PackageInformation &extras) {
     const fs::path directory = pathResolver_->versionDirectory(staging.id, staging.version);
+    requireFree(entry(staging.id).objection());
     dropLeftover(directory, staging.id);
+    requireFree(entry(staging.id).objectionTo(staging.version));
+    // Before the move, so that no version is in the store without the descriptor that says whose it is.
+    describe(staging, extras, Durability::Flushed);
     Common::move(staging.path, directory);
-    dropOwnNames(directory, staging);
-    // A version whose link survived a power cut without its descriptor would be taken for corrupted, and
-    // removed.
-    writeDescriptor(pathResolver_->descriptorFile(staging.id, staging.version), staging, extras,
-                    Durability::Flushed);
     // Absolute whatever the root prefix is: a relative text would count from the package's directory.
     Common::createSymlink(fs::absolute(directory), pathResolver_->nextDirectory(staging.id));
+}
+
+void FSDatabase::describe(const PackageStaging &staging, const PackageInformation &extras,
+                          Durability durability) const {
+    dropOwnNames(staging.path, staging);
+    const fs::path name = pathResolver_->descriptorFile(staging.id, staging.version).filename();
+    ensureDescriptor(staging.path / name, staging, extras, durability);
 }
 
 /// What a package ships under the names of the store's own files is not its to say: the lists and the plan
@@ -161,36 +172,39 @@ void FSDatabase::dropOwnNames(const fs::path &tree, const PackageStaging &stagin
         Common::removeAll(tree / own.filename());
 }
 
-/// A directory that no link names was left by an installation that failed, and would fail all later ones.
-void FSDatabase::dropLeftover(const fs::path &directory, const std::string &id) const {
-    for (const PackageSlot slot : {PackageSlot::Previous, PackageSlot::Current, PackageSlot::Next})
-        if (isInSlot(directory, id, slot))
-            return;
-    Common::removeAll(directory);
-}
-
-bool FSDatabase::isInSlot(const fs::path &directory, const std::string &id, PackageSlot slot) const {
-    const fs::path link = pathResolver_->descriptorFile(id, slot).parent_path();
-    std::error_code ignored;
-    return fs::equivalent(directory, link, ignored);
+StoreEntry FSDatabase::entry(const std::string &id) const {
+    return {*pathResolver_, id};
 }
 
 void FSDatabase::completeUpdate(const std::string &id) {
     if (!hasPendingUpdate(id))
         throw internalError("Attempt to complete non-existent update for ", id);
+    requireOwnUpdate(id);
     try {
         swapToNext(id);
     } catch (...) {
-        // Whatever comes of this, the caller hears why the update failed.
-        recoverPrevious(id);
+        try {
+            recoverPrevious(id);
+        } catch (const std::exception &error) {
+            // Whatever comes of this, the caller hears why the update failed.
+            LogStream(LogLevel::Error) << error;
+        }
         throw;
     }
+}
+
+/// Before anything is taken down for it.
+void FSDatabase::requireOwnUpdate(const std::string &id) const {
+    const StoreEntry entry = this->entry(id);
+    requireFree(entry.objection());
+    if (entry.descriptor(entry.slot(PackageSlot::Next).version).state != StoreEntry::DescriptorState::Own)
+        throw unreadableDescriptor(id);
 }
 
 void FSDatabase::swapToNext(const std::string &id) {
     // The new version's files may claim the targets of the old one's.
     tryRemoveMappingsUsingCurrentDirectory(id);
-    if (Common::exists(pathResolver_->currentDirectory(id)))
+    if (isInstalled(id))
         backUpCurrent(id);
     promoteNext(id);
     // With both versions still there: a failure brings the old one back.
@@ -201,18 +215,18 @@ void FSDatabase::swapToNext(const std::string &id) {
 }
 
 void FSDatabase::backUpCurrent(const std::string &id) {
-    const fs::path current = pathResolver_->currentDirectory(id);
-    if (!Common::exists(current))
+    if (!isInstalled(id))
         throw internalError("Missing current directory when trying to do backup for ", id);
+    // Of an earlier update that was not cleaned up after: without a link nobody would finish its removal.
+    dropPrevious(id);
     // The old version keeps its directory, so that the way back is one rename as well.
-    Common::move(current, pathResolver_->previousDirectory(id));
+    Common::move(pathResolver_->currentDirectory(id), pathResolver_->previousDirectory(id));
 }
 
 void FSDatabase::promoteNext(const std::string &id) {
-    const fs::path next = pathResolver_->nextDirectory(id);
-    if (!Common::exists(next))
+    if (!hasPendingUpdate(id))
         throw internalError("Attempt to complete non-existent update for ", id);
-    Common::move(next, pathResolver_->currentDirectory(id));
+    Common::move(pathResolver_->nextDirectory(id), pathResolver_->currentDirectory(id));
 }
 
 void FSDatabase::recoverPrevious(const std::string &id) {
@@ -243,7 +257,7 @@ void FSDatabase::recoverPrevious(const std::string &id) {
 /// The package is whole in the store, only not published. Without the version that failed a full disk has
 /// room again; and if it has not, the next update publishes.
 void FSDatabase::keepUnpublished(const std::string &id) {
-    if (Common::exists(pathResolver_->previousDirectory(id)))
+    if (entry(id).slot(PackageSlot::Previous).counts())
         return; // Not even the link could be renamed.
     cleanupVersionsExceptCurrent(id);
     try {
@@ -263,46 +277,10 @@ void FSDatabase::removeUnrecoverable(const std::string &id) {
 }
 
 void FSDatabase::rollBackToPrevious(const std::string &id) {
-    const fs::path previous = pathResolver_->previousDirectory(id);
-    if (!Common::exists(previous))
+    if (!entry(id).slot(PackageSlot::Previous).counts())
         // A first installation has nothing to go back to: this failure is what has it removed.
         throw internalError("Missing backup directory when rolling back update for ", id);
-    Common::move(previous, pathResolver_->currentDirectory(id));
-}
-
-void FSDatabase::remove(const std::string &id) {
-    if (!isInstalled(id))
-        throw Error(ErrorCode::PackageNotExist, "Attempt to remove non existent package " + id);
-    tryRemoveMappingsUsingCurrentDirectory(id);
-    // From here on a kill leaves a package that the next look at it finds corrupted and removes, and at the
-    // very end a link that leads nowhere: never a package that is there in part.
-    Common::removeAll(pathResolver_->nextDirectory(id));
-    Common::removeAll(pathResolver_->descriptorFile(id, PackageSlot::Current));
-    removeAllBut(pathResolver_->currentDirectory(id));
-    Common::removeAll(pathResolver_->packageDirectory(id));
-}
-
-void FSDatabase::cleanupCorrupted(const std::string &id) {
-    remove(id);
-    const std::string text =
-        "Package: " + id + "\nVersion: cannot be accurately determined\nReason: corrupted";
-    log_event(packageCategory, packageRemoved, text.c_str());
-}
-
-void FSDatabase::cleanupVersionsExceptCurrent(const std::string &id) {
-    const fs::path current = pathResolver_->currentDirectory(id);
-    try {
-        const fs::path target = Common::readSymlink(current);
-        // Not listDirectory(), which a dangling link fails: `next` and `prev` are among the entries, and one
-        // that leads nowhere would never go.
-        for (const fs::directory_entry &entry : fs::directory_iterator(pathResolver_->packageDirectory(id)))
-            if (std::ranges::find(reservedNames, entry.path().filename().string()) == reservedNames.end() &&
-                entry.path() != current && !isCurrentVersion(entry.path(), current, target))
-                removeLegacy(entry.path());
-    } catch (const std::exception &error) {
-        LogStream(LogLevel::Warning) << "Couldn't determinate actual version directory";
-        LogStream(LogLevel::Warning) << error;
-    }
+    Common::move(pathResolver_->previousDirectory(id), pathResolver_->currentDirectory(id));
 }
 
 PackageInformation FSDatabase::packageInfo(const std::string &id) {
@@ -312,6 +290,9 @@ PackageInformation FSDatabase::packageInfo(const std::string &id) {
         return *information;
     if (auto information = currentInformation(id))
         return *information;
+    // A directory of which no record and no descriptor says that it is a package is somebody's.
+    if (entry(id).kind() != StoreEntry::Kind::Directory || !isOnRecord(id))
+        throw unreadableDescriptor(id);
     LogStream(LogLevel::Info) << "Cleaning up corrupted installed package " << id;
     try {
         cleanupCorrupted(id);
@@ -322,39 +303,50 @@ PackageInformation FSDatabase::packageInfo(const std::string &id) {
     throw unreadableDescriptor(id);
 }
 
+/// A version whose descriptor is another's is nobody's to drop, and is not of record either.
 std::optional<PackageInformation> FSDatabase::nextInformation(const std::string &id) {
-    if (!hasPendingUpdate(id))
+    const StoreEntry::Slot next = entry(id).slot(PackageSlot::Next);
+    if (!next.counts())
         return std::nullopt;
     try {
-        return readDescriptor(pathResolver_->descriptorFile(id, PackageSlot::Next));
+        PackageInformation information = readDescriptor(pathResolver_->descriptorFile(id, PackageSlot::Next));
+        if (isDescriptorOf(information, id, next.version))
+            return information;
+        LogStream(LogLevel::Warning) << foreignDescriptor(pathResolver_->nextDirectory(id));
     } catch (const Error &error) {
         requireCorrupted(id, error);
         LogStream(LogLevel::Warning) << "Corrupted package next directory: "
                                      << pathResolver_->nextDirectory(id);
         LogStream(LogLevel::Info) << "Cleaning all package versions except current: " << id;
         cleanupVersionsExceptCurrent(id);
-        return std::nullopt;
     }
+    return std::nullopt;
 }
 
 std::optional<PackageInformation> FSDatabase::currentInformation(const std::string &id) {
-    if (!Common::exists(pathResolver_->currentDirectory(id)))
+    const StoreEntry::Slot current = entry(id).slot(PackageSlot::Current);
+    if (!current.counts())
         return std::nullopt;
     try {
-        return readDescriptor(pathResolver_->descriptorFile(id, PackageSlot::Current));
+        PackageInformation information =
+            readDescriptor(pathResolver_->descriptorFile(id, PackageSlot::Current));
+        if (isDescriptorOf(information, id, current.version))
+            return information;
     } catch (const Error &error) {
         requireCorrupted(id, error);
         LogStream(LogLevel::Error) << error;
         return std::nullopt;
     }
+    LogStream(LogLevel::Error) << foreignDescriptor(pathResolver_->currentDirectory(id));
+    throw unreadableDescriptor(id);
 }
 
 std::vector<PackageInformation> FSDatabase::packages() {
     std::vector<PackageInformation> all;
-    for (const fs::path &directory : Common::listDirectory(configuration_->databaseDirectory())) {
+    for (const std::string &id : idsIn(configuration_->databaseDirectory())) {
         try {
             // This look heals: what it finds corrupted is removed on the way.
-            all.push_back(packageInfo(directory.filename().string()));
+            all.push_back(packageInfo(id));
         } catch (const std::exception &error) {
             LogStream(LogLevel::Warning) << error;
         }
@@ -363,7 +355,7 @@ std::vector<PackageInformation> FSDatabase::packages() {
 }
 
 bool FSDatabase::isInstalled(const std::string &id) {
-    return Common::exists(pathResolver_->currentDirectory(id));
+    return entry(id).slot(PackageSlot::Current).counts();
 }
 
 bool FSDatabase::isVersionInstalled(const std::string &id, const std::string &version) {
@@ -372,7 +364,7 @@ bool FSDatabase::isVersionInstalled(const std::string &id, const std::string &ve
 }
 
 bool FSDatabase::hasPendingUpdate(const std::string &id) {
-    return Common::exists(pathResolver_->nextDirectory(id));
+    return entry(id).slot(PackageSlot::Next).counts();
 }
 
 bool FSDatabase::isNewerThanInstalled(const std::string &id, const std::string &version) {

@@ -3,6 +3,7 @@
 #include "kelp/core/common/files/durable-file.h"
 #include "kelp/core/kelp/package/i-database-path-resolver.h"
 #include "kelp/core/kelp/package/package-information.h"
+#include "kelp/core/kelp/package/store-entry.h"
 #include "kelp/core/kelp/take-over/take-over-store.h"
 
 #include <exception>
@@ -55,6 +56,13 @@ public:
     /// which itself goes on with the others.
     void requireCompleteMigration() const;
 
+    /// Removes what of a package's directory is the package's own: its versions, the current one last, and
+    /// its three links, wherever they lead. Publishes and takes back nothing. What is somebody else's stays,
+    /// and is returned; without any the directory goes too. Raises ErrorCode::FileConflict, and changes
+    /// nothing, where the directory is a link or something else; and ErrorCode::Filesystem. Killed, it is
+    /// called again.
+    std::vector<std::filesystem::path> dropPackage(const std::string &id) const;
+
     /// What takeOver() will publish of a tree for which describeStaged() was called. Changes nothing. Raises
     /// as readDescriptor() and planPublication() do.
     static PublicationPlan publicationOf(const PackageStaging &staging,
@@ -76,11 +84,20 @@ private:
     std::optional<PackageInformation> nextInformation(const std::string &id);
     std::optional<PackageInformation> currentInformation(const std::string &id);
     bool isNewerThanInstalled(const std::string &id, const std::string &version, Recheck recheck);
+    StoreEntry entry(const std::string &id) const;
+    void requireOwnUpdate(const std::string &id) const;
+    void describe(const PackageStaging &staging, const PackageInformation &extras,
+                  Common::Durability durability) const;
     void dropOwnNames(const std::filesystem::path &tree, const PackageStaging &staging) const;
     void dropLeftover(const std::filesystem::path &directory, const std::string &id) const;
-    bool isInSlot(const std::filesystem::path &directory, const std::string &id, PackageSlot slot) const;
+    bool isInSlot(const PackageStaging &staging, PackageSlot slot) const;
+    void dropVersion(const std::string &id, const std::string &version) const;
+    void dropPrevious(const std::string &id) const;
+    void dropByPrevious(const std::string &id, const std::function<void()> &makePrevious) const;
+    std::exception_ptr dropOthers(const std::string &id, const std::string &kept) const;
+    void dropCurrent(const std::string &id) const;
     void bringIntoStore(const PackageStaging &staging, const PackageInformation &extras);
-    void makeCurrent(const std::string &id, const std::filesystem::path &directory);
+    void makeCurrent(const PackageStaging &staging, const std::filesystem::path &directory);
 
     void generateMappings(const std::string &id);
     void publishCurrent(const std::string &id, const PackageInformation &information,

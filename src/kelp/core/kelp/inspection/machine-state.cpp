@@ -45,6 +45,8 @@ std::map<std::string, bool> installedBy(const std::vector<RegistryRecord> &recor
 }
 
 std::string damage(const StoredPackage &package, const PackageFiles &files) {
+    if (!package.failure.empty())
+        return package.failure;
     if (package.version.empty())
         return "no version of it is current";
     if (!package.information)
@@ -87,10 +89,13 @@ std::uintmax_t addStored(const std::vector<StoredPackage> &packages, const Store
         const PackageFiles files = store.files(package.id);
         bytes += files.bytes;
         const auto known = installed.find(package.id);
-        if (package.version.empty() && (known == installed.end() || !known->second))
+        if (package.version.empty() && package.failure.empty() &&
+            (known == installed.end() || !known->second))
             continue;
         std::string reason = damage(package, files);
         const auto state = reason.empty() ? ApplicationState::Store : ApplicationState::Damaged;
+        if (reason.empty() && package.isLink)
+            reason = "its directory is a link, and is neither updated nor removed";
         standings.add(package.id, package.version, state, std::move(reason));
     }
     return bytes;

@@ -1,5 +1,6 @@
 #include "kelp/core/kelp/inspection/store-view.h"
 
+#include "kelp/core/common/errors/error-category.h"
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/files/file-descriptor.h"
 #include "kelp/core/common/files/path-tests.h"
@@ -8,6 +9,7 @@
 #include "kelp/core/kelp/package/database-path-resolver.h"
 #include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/kelp/package/path-list.h"
+#include "kelp/core/kelp/package/store-entry.h"
 #include "kelp/core/kelp/publication/publication-plan.h"
 #include "kelp/core/kelp/take-over/own-directory.h"
 
@@ -111,47 +113,93 @@ std::string StoredPackage::value(const char *key) const {
 std::vector<StoredPackage> StoreView::packages() const {
     std::vector<StoredPackage> all;
     for (const std::string &id : namesIn(configuration_->databaseDirectory()))
-        all.push_back(read(id));
+        if (auto package = read(id))
+            all.push_back(std::move(*package));
+    return all;
+}
+
+std::vector<fs::path> StoreView::foreign() const {
+    std::vector<fs::path> all;
+    for (const std::string &name : namesIn(configuration_->databaseDirectory()))
+        if (!name.starts_with('.') && name != "lost+found" && !read(name))
+            all.push_back(configuration_->databaseDirectory() / name);
     return all;
 }
 
 std::optional<StoredPackage> StoreView::package(const std::string &id) const {
     Common::requireReadable(configuration_->databaseDirectory());
-    // It may be a word of the command line: no path leads out of the store.
-    const bool isName = !id.empty() && id != "." && id != ".." && id.find('/') == std::string::npos;
-    if (!isName || !Common::isThere(DatabasePathResolver(*configuration_).packageDirectory(id)))
-        return std::nullopt;
     return read(id);
 }
 
-StoredPackage StoreView::read(const std::string &id) const {
+/// A look that fails is no reason to take a package for anybody's, nor for others not to be told.
+std::optional<StoredPackage> StoreView::read(const std::string &id) const {
+    try {
+        return isPackage(id) ? std::optional(details(id)) : std::nullopt;
+    } catch (const Common::Error &error) {
+        if (error.code() != Common::ErrorCategory::make(Common::ErrorCode::Filesystem))
+            throw;
+        StoredPackage package;
+        package.id = id;
+        package.failure = Common::explainedText(error);
+        return package;
+    }
+}
+
+bool StoreView::isPackage(const std::string &id) const {
     const DatabasePathResolver resolver(*configuration_);
+    const StoreEntry entry(resolver, id);
+    const StoreEntry::Kind kind = entry.kind();
+    if (kind == StoreEntry::Kind::Link)
+        return records_.knows(id);
+    if (kind != StoreEntry::Kind::Directory)
+        return false;
+    // The descriptor first: no record need be read for a package as it should be.
+    if (entry.isNamedByDescriptor() || records_.isInstalled(id))
+        return true;
+    // Of a package that was removed, only what is its own makes it one; not what others have left there.
+    return records_.knows(id) && (entry.slot(PackageSlot::Current).isOurs() ||
+                                  entry.slot(PackageSlot::Next).isOurs() || !entry.content().own.empty());
+}
+
+StoredPackage StoreView::details(const std::string &id) const {
+    const DatabasePathResolver resolver(*configuration_);
+    const StoreEntry entry(resolver, id);
     StoredPackage package;
     package.id = id;
-    std::error_code error;
-    // The text of the link: what it names may be gone, and that is worth telling.
-    package.version = fs::read_symlink(resolver.currentDirectory(id), error).filename().string();
-    package.information = informationAt(resolver.descriptorFile(id, PackageSlot::Current));
-    package.hasNext = Common::isThere(resolver.nextDirectory(id));
-    package.hasPlan = Common::isThere(resolver.currentDirectory(id) / publicationPlanName);
+    package.isLink = entry.kind() == StoreEntry::Kind::Link;
+    const StoreEntry::Slot current = entry.slot(PackageSlot::Current);
+    package.version = current.version;
+    if (current.counts()) {
+        Common::requireReadable(resolver.descriptorFile(id, PackageSlot::Current));
+        StoreEntry::Descriptor descriptor = entry.descriptor(current.version);
+        if (descriptor.state == StoreEntry::DescriptorState::Own)
+            package.information = std::move(descriptor.information);
+        package.hasPlan = Common::isThere(resolver.currentDirectory(id) / publicationPlanName);
+    }
+    package.hasNext = entry.slot(PackageSlot::Next).isOurs();
     return package;
 }
 
 std::optional<std::string> StoreView::versionOfRecord(const std::string &id) const {
     const DatabasePathResolver resolver(*configuration_);
-    if (!Common::exists(resolver.currentDirectory(id)))
+    const StoreEntry entry(resolver, id);
+    if (!entry.slot(PackageSlot::Current).counts())
         return std::nullopt;
-    for (const PackageSlot slot : {PackageSlot::Next, PackageSlot::Current})
-        if (const auto information = informationAt(resolver.descriptorFile(id, slot)))
-            return information->at("general.version");
+    for (const PackageSlot which : {PackageSlot::Next, PackageSlot::Current})
+        if (const StoreEntry::Slot slot = entry.slot(which);
+            slot.counts() && entry.descriptor(slot.version).state == StoreEntry::DescriptorState::Own)
+            return slot.version;
     throw Common::Error(Common::ErrorCode::CorruptedInstalledPackage,
                         "Couldn't read velura.pkg file of the " + id + " package");
 }
 
 std::optional<std::vector<fs::path>> StoreView::publishedFiles(const std::string &id) const {
-    const fs::path list = DatabasePathResolver(*configuration_).symlinkListFile(id, PackageSlot::Current);
+    const DatabasePathResolver resolver(*configuration_);
+    const fs::path list = resolver.symlinkListFile(id, PackageSlot::Current);
     Common::requireReadable(list);
-    return Common::isThere(list) ? std::optional(readPathList(list)) : std::nullopt;
+    // Behind any other link is the list of somebody else.
+    const bool isOurs = StoreEntry(resolver, id).slot(PackageSlot::Current).counts();
+    return isOurs && Common::isThere(list) ? std::optional(readPathList(list)) : std::nullopt;
 }
 
 PackageFiles StoreView::files(const std::string &id) const {

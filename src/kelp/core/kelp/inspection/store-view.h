@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kelp/core/kelp/inspection/recorded-packages.h"
 #include "kelp/core/kelp/package/package-information.h"
 
 #include <cstdint>
@@ -18,10 +19,15 @@ namespace Core::KELP {
 /// What lies in the store for one package.
 struct StoredPackage {
     std::string id;
-    std::string version;                           ///< That the link `current` names; empty without one.
-    std::optional<PackageInformation> information; ///< Of the current version; nothing when it is unreadable.
-    bool hasNext = false;                          ///< An update was prepared and not completed.
-    bool hasPlan = false;                          ///< A publication was begun and not completed.
+    /// That the link `current` names, though it may be gone; empty without such a link, and for one that
+    /// leads to anything but a version of this package.
+    std::string version;
+    /// Of the current version; nothing when it is unreadable, or that of another package or version.
+    std::optional<PackageInformation> information;
+    bool isLink = false;  ///< The machine's owner has moved it: it works, and is not to be changed.
+    std::string failure;  ///< Why it could not be looked at; then nothing else is known of it.
+    bool hasNext = false; ///< An update was prepared and not completed.
+    bool hasPlan = false; ///< A publication was begun and not completed.
 
     /// A value of the descriptor, or "".
     std::string value(const char *key) const;
@@ -40,18 +46,28 @@ using RescuedTree = std::pair<std::string, std::filesystem::path>;
 /// is logged.
 class StoreView {
 public:
-    explicit StoreView(const IConfiguration &configuration) : configuration_(&configuration) {}
+    explicit StoreView(const IConfiguration &configuration) :
+        configuration_(&configuration), records_(configuration) {}
 
-    /// All packages by id, those whose current version is gone included. Raises ErrorCode::UnauthorizedAccess
-    /// and ErrorCode::Filesystem when the store's directory cannot be read; one that does not exist is empty.
+    /// All packages by id, those whose current version is gone included: the real directories that the
+    /// records know or that a descriptor of their own names, and links in place of what the records know.
+    /// Raises ErrorCode::UnauthorizedAccess and ErrorCode::Filesystem when the store's directory cannot be
+    /// read; one that does not exist is empty. Also raises as RecordedPackages does where these are asked.
     std::vector<StoredPackage> packages() const;
 
-    /// One package, or nothing when the store has no directory of the name.
+    /// The entries of the store's directory that are no packages, without those that tools and filesystems
+    /// keep: names with a leading dot, and lost+found. Raises as packages() does.
+    std::vector<std::filesystem::path> foreign() const;
+
+    /// One package, or nothing when the store has none of the name.
     std::optional<StoredPackage> package(const std::string &id) const;
 
     /// The version that IDatabase::packageInfo() would tell, without the removal of what it cannot read: that
     /// raises ErrorCode::CorruptedInstalledPackage. Nothing for a package that is not installed.
     std::optional<std::string> versionOfRecord(const std::string &id) const;
+
+    /// What the records know, read once for this view.
+    const RecordedPackages &records() const { return records_; }
 
     /// The files that the list of the current version says are published; nothing when there is no list.
     std::optional<std::vector<std::filesystem::path>> publishedFiles(const std::string &id) const;
@@ -66,9 +82,12 @@ public:
     std::vector<RescuedTree> rescued() const;
 
 private:
-    StoredPackage read(const std::string &id) const;
+    std::optional<StoredPackage> read(const std::string &id) const;
+    bool isPackage(const std::string &id) const;
+    StoredPackage details(const std::string &id) const;
 
     const IConfiguration *configuration_;
+    RecordedPackages records_;
 };
 
 } // namespace Core::KELP

@@ -38,6 +38,14 @@ bool mendAll(Mending &mending) {
     return mending.mended.size() > before;
 }
 
+std::vector<Finding> foreignEntries(const StoreView &store) {
+    std::vector<Finding> findings;
+    for (const std::filesystem::path &path : store.foreign())
+        findings.push_back(
+            {"", FindingKind::Foreign, path, "is no application's: no program touches it", {}});
+    return findings;
+}
+
 } // namespace
 
 std::vector<Finding> examine(const IConfiguration &configuration, const std::set<std::string> &ids,
@@ -49,10 +57,12 @@ std::vector<Finding> examine(const IConfiguration &configuration, const std::set
                 findings.push_back(std::move(finding));
     };
     MachineViews views = MachineViews::read(configuration);
+    const StoreView store(configuration);
     const std::set<std::string> underWay = idsUnderWay(configuration);
     for (const StoredPackage &package : views.packages.value_or(std::vector<StoredPackage>()))
         if (!underWay.contains(package.id) && (ids.empty() || ids.contains(package.id)))
-            add(examinePackage(configuration, package));
+            add(examinePackage(configuration, package, store.records()));
+    add(views.unread.attempt([&] { return foreignEntries(store); }).value_or(std::vector<Finding>()));
     add(examineRecords(configuration, views));
     add(examineStrays(configuration, views, underWay, ids));
     unread = std::move(views.unread);

@@ -6,14 +6,23 @@ namespace Core::KELP {
 
 const char *nameOf(FindingKind kind) {
     // In the order of the enumeration; docs/recovery.md tells people what each of them means.
-    constexpr std::array names = {"staged",           "unfinished-update",
-                                  "rescued",          "unreadable-descriptor",
-                                  "missing",          "dead",
-                                  "changed",          "foreign",
-                                  "unlisted",         "stray",
-                                  "stale-version",    "leftover",
-                                  "unreadable-lines", "unregistered",
-                                  "unbound",          "orphan-binding"};
+    constexpr std::array names = {"staged",
+                                  "unfinished-update",
+                                  "rescued",
+                                  "unexamined",
+                                  "unreadable-descriptor",
+                                  "missing",
+                                  "dead",
+                                  "changed",
+                                  "foreign",
+                                  "unlisted",
+                                  "stray",
+                                  "stale-version",
+                                  "leftover",
+                                  "unreadable-lines",
+                                  "unregistered",
+                                  "unbound",
+                                  "orphan-binding"};
     return names.at(static_cast<std::size_t>(kind));
 }
 

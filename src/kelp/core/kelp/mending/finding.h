@@ -11,11 +11,12 @@ enum class FindingKind {
     Staged,               ///< It is on its way from rpm into the store.
     UnfinishedUpdate,     ///< An installation, an update, a publication or a removal was begun.
     Rescued,              ///< Its files are kept aside, as they could not be published.
-    UnreadableDescriptor, ///< Nobody knows what its current version is.
+    Unexamined,           ///< Looking at it failed, and nothing is known.
+    UnreadableDescriptor, ///< Nobody knows what its current version is, or the descriptor is another's.
     Missing,              ///< A file of the version is not published.
     Dead,                 ///< A published link leads nowhere.
     Changed,              ///< A published copy has another content than its source.
-    Foreign,              ///< Something that is not ours is where a file is to be published.
+    Foreign,              ///< Something that is not ours is in the store, or where a file is to be published.
     Unlisted,             ///< What is published is not on the version's lists.
     Stray,                ///< What a version published that is gone, and that no list names.
     StaleVersion,         ///< A version that no link names.

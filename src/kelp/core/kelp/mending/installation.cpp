@@ -20,6 +20,7 @@
 #include "kelp/core/kelp/mending/package-records.h"
 #include "kelp/core/kelp/mending/publication-obstacle.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
+#include "kelp/core/kelp/package/store-entry.h"
 #include "kelp/core/kelp/publication/left-behind.h"
 #include "kelp/core/kelp/registry/registry.h"
 #include "kelp/core/kelp/take-over/own-directory.h"
@@ -169,14 +170,17 @@ private:
             information["general.orgname"] = *package_.orgName();
             information["general.appname"] = *package_.appName();
         }
-        if (const std::string obstacle = publicationObstacle(configuration_, tree, information);
-            !obstacle.empty())
+        refuseForeign(publicationObstacle(configuration_, tree, information));
+    }
+
+    fs::path versionDirectory() const { return resolver_.versionDirectory(id_, package_.version()); }
+
+    void refuseForeign(const std::string &obstacle) const {
+        if (!obstacle.empty())
             throw Error(ErrorCode::FileConflict,
                         id_ + ": " + Common::ErrorCategory::make(ErrorCode::FileConflict).message() + ": " +
                             obstacle);
     }
-
-    fs::path versionDirectory() const { return resolver_.versionDirectory(id_, package_.version()); }
 
     void check() {
         if (package_.id() != id_)
@@ -189,6 +193,7 @@ private:
             idsOnTheirWay(configuration_).contains(id_))
             throw Error(ErrorCode::Internal, id_ + ": The package is still in rpm, from where kelp-launcher "
                                                    "takes it over");
+        refuseForeign(StoreEntry(resolver_, id_).objectionTo(package_.version()));
         if (const auto found = StoreView(configuration_).package(id_)) {
             installed_ = *found;
             // With a descriptor that cannot be read there is nothing to compare: the store refuses to install

@@ -3,19 +3,16 @@
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/common/files/filesystem.h"
-#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/i-configuration.h"
-#include "kelp/core/common/places.h"
 #include "kelp/core/kelp/fs-database.h"
-#include "kelp/core/kelp/inspection/records-view.h"
-#include "kelp/core/kelp/inspection/sources-view.h"
+#include "kelp/core/kelp/inspection/recorded-packages.h"
+#include "kelp/core/kelp/mending/package-records.h"
 #include "kelp/core/kelp/mending/publication-obstacle.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
 #include "kelp/core/kelp/package/descriptor.h"
+#include "kelp/core/kelp/package/store-entry.h"
 
-#include <algorithm>
-#include <array>
-#include <string_view>
+#include <utility>
 
 namespace fs = std::filesystem;
 
@@ -23,159 +20,248 @@ namespace Core::KELP {
 
 namespace {
 
-bool leadsSomewhere(const fs::path &link) {
-    std::error_code ignored;
-    return fs::exists(link, ignored);
-}
+using Lead = StoreEntry::Lead;
+using State = StoreEntry::DescriptorState;
+
+/// What has no repair, and the words for one that has.
+struct Repair {
+    const char *words = nullptr;
+    std::function<void()> mend;
+};
 
 /// One package of the store under examination.
 class PackageExamination {
 public:
-    PackageExamination(const IConfiguration &configuration, const StoredPackage &package) :
-        configuration_(configuration), resolver_(configuration), package_(package) {}
+    PackageExamination(const IConfiguration &configuration, const StoredPackage &package,
+                       const RecordedPackages &records) :
+        configuration_(configuration),
+        resolver_(configuration),
+        package_(package),
+        underWay_(records.underWay(package.id)),
+        keys_(records.keysOf(package.id)) {}
 
     std::vector<Finding> run() {
-        const bool isCurrent = leadsSomewhere(resolver_.currentDirectory(package_.id));
+        if (!entry().objection().empty()) {
+            examineForeign();
+            return std::move(findings_);
+        }
+        current_ = look(PackageSlot::Current);
+        next_ = look(PackageSlot::Next);
+        previous_ = look(PackageSlot::Previous);
         // The links first: they say what was under way, and the publication comes after it.
-        if (Common::isThere(resolver_.nextDirectory(package_.id)))
-            examineNext(isCurrent);
-        else if (Common::isThere(resolver_.previousDirectory(package_.id)))
-            examinePrevious(isCurrent);
-        else if (!isCurrent)
-            examineWithoutCurrent();
-        else if (!package_.information)
-            add(FindingKind::UnreadableDescriptor, descriptor(PackageSlot::Current),
-                "cannot be read; the files are left as they are", {});
+        if (current_.slot.counts())
+            examineInstalled();
+        else if (next_.slot.isOurs() || previous_.slot.isOurs())
+            examineInterrupted();
         else
-            examineCurrent();
+            examineWithoutCurrent();
+        for (const std::string &name : entry().content(underWay_).foreign)
+            add(FindingKind::Foreign, resolver_.versionDirectory(package_.id, name),
+                "is no version of this application");
         return std::move(findings_);
     }
 
 private:
-    void add(FindingKind kind, const fs::path &path, std::string text, std::function<void()> mend) {
-        // What mends has a copy of all but the configuration: findings outlive their examination.
-        findings_.push_back({package_.id, kind, path, std::move(text), std::move(mend)});
+    struct Look {
+        StoreEntry::Slot slot;
+        State descriptor = State::Absent;
+
+        bool isWhole() const { return descriptor == State::Own; }
+        /// What the store may drop: nothing is known of one that could not be read, or is another's.
+        bool isBroken() const {
+            return slot.lead == Lead::Nowhere ||
+                   (slot.counts() && (descriptor == State::Absent || descriptor == State::Malformed));
+        }
+    };
+
+    StoreEntry entry() const { return {resolver_, package_.id}; }
+
+    Look look(PackageSlot slot) const {
+        Look look{entry().slot(slot), State::Absent};
+        if (look.slot.counts())
+            look.descriptor = entry().descriptor(look.slot.version).state;
+        return look;
     }
 
+    fs::path link(PackageSlot slot) const { return entry().link(slot); }
     fs::path descriptor(PackageSlot slot) const { return resolver_.descriptorFile(package_.id, slot); }
 
-    void examineNext(bool isCurrent) {
-        const fs::path next = resolver_.nextDirectory(package_.id);
-        if (!Common::isThere(descriptor(PackageSlot::Next)))
-            add(FindingKind::UnfinishedUpdate, next, "the prepared version is not whole; --repair drops it",
-                // Without a current version it may be all that there is of the application, and stays.
-                isCurrent ? [this_ = *this] { this_.dropOthers(); } : std::function<void()>());
-        else if (isCurrent || leadsSomewhere(resolver_.previousDirectory(package_.id)))
-            examineUpdate(next);
+    void add(FindingKind kind, const fs::path &path, const std::string &text, Repair repair = {}) {
+        // What mends has a copy of all but the configuration: findings outlive their examination.
+        findings_.push_back({package_.id, kind, path,
+                             repair.mend ? text + "; --repair " + repair.words : text,
+                             std::move(repair.mend)});
+    }
+
+    /// What is reached by way of somebody's link is told, and no more.
+    void examineForeign() {
+        for (const PackageSlot slot : {PackageSlot::Current, PackageSlot::Next, PackageSlot::Previous})
+            if (entry().slot(slot).isForeign())
+                add(FindingKind::Foreign, link(slot), "does not lead to a version of this application");
+        if (package_.isLink)
+            add(FindingKind::Foreign, resolver_.packageDirectory(package_.id),
+                "is a link: the application is neither updated nor removed");
+    }
+
+    void examineInstalled() {
+        if (!current_.isWhole())
+            return addUnreadable(PackageSlot::Current, current_);
+        if (const std::string mismatch = foreignKey(*package_.information); !mismatch.empty())
+            add(FindingKind::UnreadableDescriptor, descriptor(PackageSlot::Current), mismatch);
+        else if (next_.slot.isOurs())
+            examineNext();
+        else if (previous_.slot.isOurs())
+            add(FindingKind::UnfinishedUpdate, link(PackageSlot::Previous),
+                "an update was not cleaned up after", {"does it", [this_ = *this] { this_.dropOthers(); }});
         else
-            add(FindingKind::UnfinishedUpdate, next, "an installation was begun; --repair completes it",
-                // Its files are the next round's: each of them is missing then.
-                [this_ = *this] { this_.promote(this_.resolver_.nextDirectory(this_.package_.id)); });
+            examineCurrent();
+    }
+
+    void addUnreadable(PackageSlot slot, const Look &look) {
+        add(FindingKind::UnreadableDescriptor, descriptor(slot),
+            look.descriptor == State::Another ? "is that of another application or version"
+                                              : "cannot be read; the files are left as they are");
+    }
+
+    /// Why a descriptor is not this package's by its key; empty when it is, and where no key is known.
+    std::string foreignKey(const PackageInformation &information) const {
+        const auto key = information.find("certificate.id");
+        if (key == information.end() || keys_.contains(key->second))
+            return {};
+        try {
+            const auto certificate = developerKey(package_.id);
+            if (certificate == key->second || (keys_.empty() && !certificate))
+                return {};
+        } catch (const std::exception &) {
+            // What the certificate says is unknown: it may be this very key.
+            return {};
+        }
+        return "has the key of another developer than registry and certificate";
+    }
+
+    void examineNext() {
+        const fs::path next = link(PackageSlot::Next);
+        if (next_.isWhole())
+            examineUpdate(next);
+        else if (next_.isBroken())
+            add(FindingKind::UnfinishedUpdate, next, "the prepared version is not whole",
+                {"drops it", [this_ = *this] { this_.dropOthers(); }});
+        else
+            addUnreadable(PackageSlot::Next, next_);
     }
 
     /// The store publishes all or nothing, and nothing is an application less.
     void examineUpdate(const fs::path &next) {
         const std::string obstacle = obstacleToUpdate();
         if (obstacle.empty())
-            add(FindingKind::UnfinishedUpdate, next, "an update was begun; --repair completes it",
-                [this_ = *this] { this_.completeUpdate(); });
+            add(FindingKind::UnfinishedUpdate, next, "an update was begun",
+                {"completes it", [this_ = *this] { this_.completeUpdate(); }});
         else
-            add(FindingKind::UnfinishedUpdate, next, "an update was begun, and is kept up: " + obstacle, {});
+            add(FindingKind::UnfinishedUpdate, next, "an update was begun, and is kept up: " + obstacle);
     }
 
     std::string obstacleToUpdate() const {
         try {
-            return publicationObstacle(configuration_, fs::canonical(resolver_.nextDirectory(package_.id)),
-                                       readDescriptor(descriptor(PackageSlot::Next)));
+            const PackageInformation information = readDescriptor(descriptor(PackageSlot::Next));
+            if (std::string mismatch = foreignKey(information); !mismatch.empty())
+                return "its descriptor " + mismatch;
+            return publicationObstacle(configuration_, fs::canonical(link(PackageSlot::Next)), information);
         } catch (const std::exception &error) {
             return error.what();
         }
     }
 
-    void examinePrevious(bool isCurrent) {
-        const fs::path previous = resolver_.previousDirectory(package_.id);
-        if (isCurrent)
-            add(FindingKind::UnfinishedUpdate, previous,
-                "an update was not cleaned up after; --repair does it",
-                [this_ = *this] { this_.dropOthers(); });
+    /// An update or a first installation that has no current version at the moment.
+    void examineInterrupted() {
+        const fs::path next = link(PackageSlot::Next);
+        const fs::path previous = link(PackageSlot::Previous);
+        if (next_.isWhole() && previous_.slot.counts())
+            examineUpdate(next);
+        else if (next_.isWhole())
+            add(FindingKind::UnfinishedUpdate, next, "an installation was begun",
+                // Its files are the next round's: each of them is missing then.
+                {"completes it", [this_ = *this, next] { this_.promote(next); }});
+        else if (previous_.isWhole())
+            add(FindingKind::UnfinishedUpdate, previous, "an update was begun",
+                // What is left of the other version goes when there is a current one.
+                {"takes it back", [this_ = *this, previous] { this_.promote(previous); }});
         else
-            add(FindingKind::UnfinishedUpdate, previous, "an update was begun; --repair takes it back",
-                leadsSomewhere(previous) ? [this_ = *this, previous] { this_.promote(previous); }
-                                         : std::function<void()>());
+            for (const auto &[slot, look] :
+                 {std::pair(PackageSlot::Next, next_), std::pair(PackageSlot::Previous, previous_)})
+                examineBroken(slot, look);
     }
 
-    /// A tree comes to its place in one rename, and its descriptor is written last: one that has a descriptor
-    /// is whole, and its installation goes on. Two cannot be told apart.
+    /// Without a current version it may be all that there is of the application, and stays.
+    void examineBroken(PackageSlot slot, const Look &look) {
+        const fs::path link = this->link(slot);
+        if (look.slot.lead == Lead::Nowhere)
+            add(FindingKind::UnfinishedUpdate, link, "leads to a version that is gone",
+                {"removes the link", [link] { Common::removeAll(link); }});
+        else if (look.slot.counts() && !look.isBroken())
+            addUnreadable(slot, look);
+        else if (look.slot.counts())
+            add(FindingKind::UnfinishedUpdate, link, "the prepared version is not whole");
+    }
+
+    /// A tree comes to its place with its descriptor: one that has a descriptor is whole, and its
+    /// installation goes on. Two cannot be told apart.
     void examineWithoutCurrent() {
-        const std::vector<fs::path> versions = otherVersions();
-        for (const fs::path &version : versions)
-            if (!Common::isThere(version / descriptor(PackageSlot::Next).filename()))
+        const std::vector<std::string> versions = entry().content(underWay_).own;
+        for (const std::string &version : versions)
+            if (entry().descriptor(version).state != State::Own)
                 examinePart(version);
             else if (versions.size() == 1)
-                add(FindingKind::UnfinishedUpdate, version,
-                    "an installation was begun; --repair completes it",
-                    [this_ = *this, version] { this_.prepare(version); });
+                add(FindingKind::UnfinishedUpdate, place(version), "an installation was begun",
+                    {"completes it", [this_ = *this, version] { this_.prepare(version); }});
             else
-                add(FindingKind::Leftover, version, "is named by no link, left of a killed run", {});
-        if (versions.empty() && Common::isThere(resolver_.currentDirectory(package_.id)))
-            add(FindingKind::Dead, resolver_.currentDirectory(package_.id),
-                "leads to a version that is gone: install the package again, or remove it", {});
-        else if (versions.empty())
+                add(FindingKind::Leftover, place(version), "is named by no link, left of a killed run");
+        if (!versions.empty())
+            return;
+        if (current_.slot.lead == Lead::Nowhere)
+            add(FindingKind::Dead, link(PackageSlot::Current),
+                "leads to a version that is gone: install the package again, or remove it");
+        else if (entry().content().foreign.empty())
             add(FindingKind::Leftover, resolver_.packageDirectory(package_.id),
-                "is empty, left of a killed run; --repair removes it",
+                "is empty, left of a killed run",
                 // Fails, and removes nothing, if anything has come there by then.
-                [directory = resolver_.packageDirectory(package_.id)] { fs::remove(directory); });
+                {"removes it",
+                 [directory = resolver_.packageDirectory(package_.id)] { fs::remove(directory); }});
     }
 
-    /// The records are written behind the store: what they do not know was never in, and came out of a
-    /// package file that somebody still has. Of anything else it may be all that there is.
-    void examinePart(const fs::path &version) {
-        if (wasInstalled())
-            add(FindingKind::Leftover, version, "is named by no link and not whole", {});
-        else
-            add(FindingKind::Leftover, version, "is left of a broken installation; --repair removes it",
-                [version] { Common::removeAll(version); });
-    }
-
-    bool wasInstalled() const {
-        // Where both are gone they say nothing.
-        if (!Common::isThere(Common::belowRoot("var/lib/kelp/registry")) &&
-            !Common::isThere(configuration_.trustedSourcesDatabasePath()))
-            return true;
-        const std::vector<RegistryRecord> records = registryRecords();
-        const auto last = std::find_if(records.rbegin(), records.rend(), [&](const RegistryRecord &record) {
-            return record.packageId() == package_.id;
-        });
-        return (last != records.rend() && last->event() != RegistryEvent::Remove) ||
-               SourcesView::read(configuration_).sourceOf.contains(package_.id);
+    /// A note says that it came out of a package file, which somebody still has.
+    void examinePart(const std::string &version) {
+        const fs::path directory = place(version);
+        add(FindingKind::Leftover, directory, "is left of a broken installation",
+            {"removes it", [directory] {
+                 Common::removeAll(directory);
+                 // With the note gone, an empty directory would be nobody's.
+                 std::error_code ignored;
+                 fs::remove(directory.parent_path(), ignored);
+             }});
     }
 
     void examineCurrent() {
         for (Finding &finding : examinePublication(configuration_, package_))
             findings_.push_back(std::move(finding));
-        for (const fs::path &version : otherVersions())
-            add(FindingKind::StaleVersion, version, "is named by no link; --repair removes it",
-                [this_ = *this] { this_.dropOthers(); });
+        for (const std::string &version : entry().content(underWay_).own)
+            if (version != current_.slot.version)
+                add(FindingKind::StaleVersion, place(version), "is named by no link",
+                    {"removes it", [this_ = *this, version] { this_.dropStale(version); }});
     }
 
-    /// What lies beside the links and the current version, without what the store leaves alone as well.
-    std::vector<fs::path> otherVersions() const {
-        constexpr std::array<std::string_view, 6> kept = {"current",  "next",     "prev",
-                                                          ".install", ".upgrade", ".remove"};
-        std::vector<fs::path> others;
-        std::error_code error;
-        for (fs::directory_iterator entry(resolver_.packageDirectory(package_.id), error), end;
-             !error && entry != end; entry.increment(error)) {
-            const std::string name = entry->path().filename().string();
-            if (name != package_.version && std::ranges::find(kept, name) == kept.end())
-                others.push_back(entry->path());
-        }
-        std::ranges::sort(others);
-        return others;
+    fs::path place(const std::string &version) const {
+        return resolver_.versionDirectory(package_.id, version);
     }
 
     void dropOthers() const {
         FSDatabase(configuration_, resolver_).cleanupVersionsExceptCurrent(package_.id);
+    }
+
+    void dropStale(const std::string &version) const {
+        dropOthers();
+        // One without a descriptor, which a note has named: the store does not know of that.
+        if (underWay_.contains(version))
+            Common::removeAll(place(version));
     }
 
     void completeUpdate() const {
@@ -185,8 +271,8 @@ private:
         FSDatabase(configuration_, resolver_).completeUpdate(package_.id);
     }
 
-    void prepare(const fs::path &version) const {
-        Common::createSymlink(fs::absolute(version), resolver_.nextDirectory(package_.id));
+    void prepare(const std::string &version) const {
+        Common::createSymlink(fs::absolute(place(version)), resolver_.nextDirectory(package_.id));
     }
 
     /// One rename: after a kill the link is the one or the other, and found again.
@@ -195,32 +281,40 @@ private:
     const IConfiguration &configuration_;
     DatabasePathResolver resolver_;
     StoredPackage package_;
+    std::set<std::string> underWay_;
+    std::set<std::string> keys_;
+    Look current_, next_, previous_;
     std::vector<Finding> findings_;
 };
 
-/// A tree that cannot be walked says nothing of what should be published: the lists do.
-std::vector<Finding> findingsOrNone(const IConfiguration &configuration, const std::string &id) {
-    try {
-        if (const auto package = StoreView(configuration).package(id))
-            return PackageExamination(configuration, *package).run();
-    } catch (const std::exception &error) {
-        Common::LogStream(Common::LogLevel::Warning) << error;
-    }
-    return {};
+/// What fails for one package is that one's finding: all others are looked at all the same.
+Finding failed(const std::string &id, const fs::path &directory, const std::string &reason) {
+    return {id, FindingKind::Unexamined, directory, "could not be examined: " + reason, {}};
 }
 
 } // namespace
 
-std::vector<Finding> examinePackage(const IConfiguration &configuration, const StoredPackage &package) {
-    return PackageExamination(configuration, package).run();
+std::vector<Finding> examinePackage(const IConfiguration &configuration, const StoredPackage &package,
+                                    const RecordedPackages &records) {
+    const fs::path directory = DatabasePathResolver(configuration).packageDirectory(package.id);
+    if (!package.failure.empty())
+        return {failed(package.id, directory, package.failure)};
+    try {
+        return PackageExamination(configuration, package, records).run();
+    } catch (const std::exception &error) {
+        return {failed(package.id, directory, Common::explainedText(error))};
+    }
 }
 
 void settlePackage(const IConfiguration &configuration, const std::string &id) {
     // One kind after the other, looked for anew: a completed update has other lists.
-    for (const FindingKind kind : {FindingKind::UnfinishedUpdate, FindingKind::Unlisted})
-        for (const Finding &finding : findingsOrNone(configuration, id))
-            if (finding.kind == kind && finding.mend)
-                finding.mend();
+    for (const FindingKind kind : {FindingKind::UnfinishedUpdate, FindingKind::Unlisted}) {
+        const StoreView view(configuration);
+        if (const auto package = view.package(id))
+            for (const Finding &finding : examinePackage(configuration, *package, view.records()))
+                if (finding.kind == kind && finding.mend)
+                    finding.mend();
+    }
 }
 
 } // namespace Core::KELP

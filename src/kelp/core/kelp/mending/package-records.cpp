@@ -15,6 +15,11 @@ std::optional<TrustedSources::Source> certifiedSource(const std::string &id) {
     return TrustedSources::Source{certificate->keyId(), certificate->subject(), {}};
 }
 
+std::optional<std::string> developerKey(const std::string &id) {
+    const auto certificate = Certificates().of(id, PackageSignatures::Group::Developer);
+    return certificate ? std::optional(certificate->keyId()) : std::nullopt;
+}
+
 void bindToItsSource(const IConfiguration &configuration, const std::string &id) {
     const auto source = certifiedSource(id);
     TrustedSources::SQLiteDatabase(configuration)

@@ -20,6 +20,9 @@ namespace Core::KELP {
 /// database. Raises as Certificates::of().
 std::optional<TrustedSources::Source> certifiedSource(const std::string &id);
 
+/// The key of the developer's certificate; nothing without one. Raises as Certificates does.
+std::optional<std::string> developerKey(const std::string &id);
+
 /// Binds a package to the source of its client certificate, or to the reserved one, whatever it was bound to.
 /// One transaction; the policy follows as SQLiteDatabase::bindPackage() says. Raises as certifiedSource() and
 /// the sources' database do; then the binding is what it was.

@@ -21,8 +21,10 @@ struct MachineViews;
 /// is not says nothing, and is to be mended by nobody but who completes that.
 std::set<std::string> idsUnderWay(const IConfiguration &configuration);
 
-/// What is wrong with the directory of a package in the store, and with what it has published.
-std::vector<Finding> examinePackage(const IConfiguration &configuration, const StoredPackage &package);
+/// What is wrong with the directory of a package in the store, and with what it has published. What cannot be
+/// examined is a finding as well.
+std::vector<Finding> examinePackage(const IConfiguration &configuration, const StoredPackage &package,
+                                    const RecordedPackages &records);
 
 /// Completes or takes back what was begun with a package, and has its lists tell all that is published, so
 /// that an update or a removal finds it whole. Raises what the store raises.

@@ -1,8 +1,10 @@
 #include "kelp/core/kelp/mending/removal.h"
 
 #include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/common/files/durable-file.h"
 #include "kelp/core/common/files/filesystem.h"
+#include "kelp/core/common/foreign-text.h"
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/kelp/fs-database.h"
 #include "kelp/core/kelp/inspection/records-view.h"
@@ -15,12 +17,16 @@
 #include "kelp/core/kelp/mending/partial-examinations.h"
 #include "kelp/core/kelp/mending/stray-mappings.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
+#include "kelp/core/kelp/package/store-entry.h"
 #include "kelp/core/kelp/publication/left-behind.h"
 #include "kelp/core/kelp/registry/registry.h"
 #include "kelp/core/trusted-sources/sqlite-database.h"
 
 #include <algorithm>
 #include <ctime>
+#include <stdexcept>
+
+namespace fs = std::filesystem;
 
 namespace Core::KELP {
 
@@ -39,15 +45,22 @@ void recordRemoval(const std::string &id) {
 }
 
 /// A kill in the middle of the tree's removal leaves a directory without `current`, or the whole package.
-void removeFromStore(const IConfiguration &configuration, const std::string &id) {
+/// Returns what lies in the directory and is not the package's.
+std::vector<fs::path> removeFromStore(const IConfiguration &configuration, const std::string &id) {
     const DatabasePathResolver resolver(configuration);
     FSDatabase store(configuration, resolver);
-    if (store.isInstalled(id))
-        store.remove(id);
-    Common::removeAll(resolver.packageDirectory(id));
-    // The records are flushed in any case. Would a power cut bring the package back alone, when nothing tells
-    // of its removal any more, it would be one that somebody has put there behind the store.
+    const fs::path directory = resolver.packageDirectory(id);
+    const StoreEntry::Kind kind = StoreEntry(resolver, id).kind();
+    if (kind == StoreEntry::Kind::Absent)
+        return {};
+    if (kind != StoreEntry::Kind::Directory)
+        return {directory};
+    store.tryRemoveMappingsUsingCurrentDirectory(id);
+    std::vector<fs::path> left = store.dropPackage(id);
+    // Without this flush a power cut could undo the removal after its note is gone. The package would then
+    // look as if somebody had copied it here by hand.
     Common::flushFile(configuration.databaseDirectory());
+    return left;
 }
 
 /// A binding in a database that nobody can read holds up no removal: should the database come back, an
@@ -92,15 +105,24 @@ bool isLost(const IConfiguration &configuration, const std::string &id) {
            SourcesView::read(configuration).sourceOf.contains(id);
 }
 
+/// So that the lists name all that is to go. Where that fails, it goes by the lists as they are.
+void settle(const IConfiguration &configuration, const std::string &id) {
+    try {
+        settlePackage(configuration, id);
+    } catch (const std::exception &error) {
+        Common::LogStream(Common::LogLevel::Warning) << error;
+    }
+}
+
 } // namespace
 
-void completeRemoval(const IConfiguration &configuration) {
+std::vector<fs::path> completeRemoval(const IConfiguration &configuration) {
     const std::optional<std::string> id = unfinishedRemoval();
     if (!id)
-        return;
+        return {};
     // In this order: while the registry has it as installed, a binding without a package is the trace of a
     // lost one.
-    removeFromStore(configuration, *id);
+    std::vector<fs::path> left = removeFromStore(configuration, *id);
     takeBackStrays(configuration, *id);
     recordRemoval(*id);
     removeBinding(configuration, *id);
@@ -110,25 +132,32 @@ void completeRemoval(const IConfiguration &configuration) {
     // package removed that somebody has installed since.
     Common::removeAll(removalFile());
     Common::flushFile(removalFile().parent_path());
+    return left;
 }
 
-void removePackage(const IConfiguration &configuration, const std::string &id) {
+std::vector<fs::path> removePackage(const IConfiguration &configuration, const std::string &id) {
+    if (!Common::isFileName(id))
+        throw std::invalid_argument("This is no id of an application");
     completeRemoval(configuration);
     if (idsOnTheirWay(configuration).contains(id))
         throw Common::Error(Common::ErrorCode::Internal,
                             "Package " + id + " is on its way from rpm: systemctl restart kelp-launcher");
-    // So that the lists name all that is to go.
-    settlePackage(configuration, id);
-    const DatabasePathResolver resolver(configuration);
-    if (!FSDatabase(configuration, resolver).isInstalled(id) && !isLost(configuration, id))
+    const auto package = StoreView(configuration).package(id);
+    if (package && package->isLink)
+        throw Common::Error(Common::ErrorCode::FileConflict,
+                            "The directory of package " + id +
+                                " is a link: it is removed by whoever made it");
+    settle(configuration, id);
+    if (!package && !isLost(configuration, id))
         throw Common::Error(Common::ErrorCode::PackageNotExist,
                             "Attempt to remove non existent package " + id);
     // From here on there is no way back: a kill has it completed.
     Common::replaceDurably(removalFile(), id + "\n");
     Common::flushFile(removalFile().parent_path());
-    completeRemoval(configuration);
+    std::vector<fs::path> left = completeRemoval(configuration);
     requireAllTakenBack(id);
     requireReadableSources(configuration);
+    return left;
 }
 
 } // namespace Core::KELP

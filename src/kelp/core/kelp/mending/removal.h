@@ -1,6 +1,8 @@
 #pragma once
 
+#include <filesystem>
 #include <string>
+#include <vector>
 
 namespace Core {
 class IConfiguration;
@@ -9,9 +11,10 @@ class IConfiguration;
 namespace Core::KELP {
 
 /// Removes a package from the store, and has registry and sources know. What was begun with it is completed
-/// or taken back before. Raises ErrorCode::PackageNotExist for one that is not there,
-/// ErrorCode::Internal for one on its way from rpm, and what the store raises. The caller holds the writers'
-/// lock.
+/// or taken back before, where that can be. Returns what is left in its directory, which is somebody else's.
+/// Raises std::invalid_argument for a text that can be no id, ErrorCode::PackageNotExist for a package that
+/// is not there, ErrorCode::FileConflict for one in whose place its owner has put a link, ErrorCode::Internal
+/// for one on its way from rpm, and what the store raises. The caller holds the writers' lock.
 /// What it has published and could not be taken back is noted (left-behind.h), and raises
 /// ErrorCode::Internal when all else is done; other packages are removed meanwhile.
 /// A database of sources that cannot be read raises ErrorCode::Filesystem when all else is done.
@@ -20,10 +23,10 @@ namespace Core::KELP {
 /// removal that was killed anywhere is found and completed by the next one or by an examination. So it is
 /// after a failure behind the first step, ErrorCode::Filesystem "Couldn't add a package removal record to the
 /// registry: ID" among them.
-void removePackage(const IConfiguration &configuration, const std::string &id);
+std::vector<std::filesystem::path> removePackage(const IConfiguration &configuration, const std::string &id);
 
 /// Completes the removal that the file names, if there is one. Raises as removePackage() does; then the file
 /// stays.
-void completeRemoval(const IConfiguration &configuration);
+std::vector<std::filesystem::path> completeRemoval(const IConfiguration &configuration);
 
 } // namespace Core::KELP

@@ -1,11 +1,11 @@
 #include "kelp/core/kelp/mending/rescue.h"
 
 #include "kelp/core/common/files/durable-file.h"
-#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/kelp/fs-database.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
 #include "kelp/core/kelp/package/descriptor.h"
+#include "kelp/core/kelp/package/store-entry.h"
 #include "kelp/core/kelp/publication/publication-plan.h"
 
 #include <optional>
@@ -35,8 +35,11 @@ std::string obstacleTo(const IConfiguration &configuration, const fs::path &tree
     // By no object of the store, which would make its directory: this is a look.
     const DatabasePathResolver resolver(configuration);
     const PackageStaging staging = stagingOf(descriptorIn(tree), tree);
-    if (Common::exists(resolver.currentDirectory(staging.id)))
+    if (StoreEntry(resolver, staging.id).slot(PackageSlot::Current).counts())
         return "the store has it already";
+    if (std::string objection = StoreEntry(resolver, staging.id).objectionTo(staging.version);
+        !objection.empty())
+        return objection;
     for (const PlannedFile &file : FSDatabase::publicationOf(staging, resolver).files)
         // A link that leads nowhere counts: mending replaces nothing of anybody's.
         if (fs::exists(fs::symlink_status(file.target)))

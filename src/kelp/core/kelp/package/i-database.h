@@ -10,9 +10,9 @@ namespace Core::KELP {
 struct PackageStaging;
 
 /// The package store. docs/formats.md tells what it keeps on disk. A package is installed exactly when its
-/// link `current` leads somewhere; every change of state is the rename of a link, so that a crash leaves the
-/// old state or the new one. All failures are Common::Error; the codes named here are those of
-/// Common::ErrorCode.
+/// link `current` leads to a version of its own, as StoreEntry tells; every change of state is the rename of
+/// a link, so that a crash leaves the old state or the new one. All failures are Common::Error; the codes
+/// named here are those of Common::ErrorCode.
 class IDatabase {
 public:
     virtual ~IDatabase() = default;
@@ -24,30 +24,35 @@ public:
     virtual void install(const PackageStaging &staging, const PackageInformation &extras) = 0;
 
     /// Puts a version in place, to be made current by completeUpdate(). A failure leaves the current version
-    /// alone and removes all others.
+    /// alone and removes all others. Raises FileConflict where something that is not the package's own is in
+    /// the way: a link or a file for its directory, a directory of the version, or one of the three links.
     virtual void prepareUpdate(const PackageStaging &staging, const PackageInformation &extras) = 0;
 
     /// Makes the prepared version current: takes back the files that the old one published, publishes those
-    /// of the new one and removes the old one. Raises Internal when nothing is prepared. After any other
-    /// failure the old version is current again, and published unless the disk does not let it be; where it
-    /// cannot come back for another reason, the package is removed.
+    /// of the new one and removes the old one. Raises Internal when nothing is prepared, FileConflict as
+    /// prepareUpdate() and CorruptedInstalledPackage where the prepared version has not its own descriptor;
+    /// these change nothing. After any other failure the old version is current again, and published unless
+    /// the disk does not let it be; where it cannot come back for another reason, the package is removed.
     virtual void completeUpdate(const std::string &id) = 0;
 
-    /// Takes back what the package has published and removes all of its versions. Raises PackageNotExist for
-    /// an id that is not installed, and Filesystem when something cannot be removed: by then what it had
+    /// Takes back what the package has published and removes all of its versions; what else lies in its
+    /// directory stays. Raises PackageNotExist for an id that is not installed, FileConflict for one whose
+    /// directory is a link, and Filesystem when something cannot be removed: by then what it had
     /// published was taken back, and once its descriptor is gone the next look at it removes the rest.
     virtual void remove(const std::string &id) = 0;
 
     /// What the descriptor says of the version of record: the prepared one, or else the current one. A
     /// prepared version whose descriptor is absent or malformed is dropped. Raises PackageNotExist for an id
     /// that is not installed, and CorruptedInstalledPackage when the descriptor is absent or malformed, which
-    /// removes the package, and when it cannot be read for another reason, which changes nothing.
+    /// removes a package that the registry has as installed, and when it cannot be read for another reason or
+    /// is that of another id or version, which changes nothing.
     virtual PackageInformation packageInfo(const std::string &id) = 0;
 
     /// packageInfo() of every package, without those for which it fails, which are logged. In no defined
     /// order.
     virtual std::vector<PackageInformation> packages() = 0;
 
+    /// Raises Filesystem when the look fails, as hasPendingUpdate() does.
     virtual bool isInstalled(const std::string &id) = 0;
     virtual bool isVersionInstalled(const std::string &id, const std::string &version) = 0;
 
@@ -64,8 +69,8 @@ public:
     /// be brought to disk, cannot be moved into the store or leave it no space; rpm has then erased nothing.
     virtual void migrateRpmPackages() = 0;
 
-    /// Removes from a package's directory everything but the link `current`, the version that it names and
-    /// entries with reserved names. Failures are logged.
+    /// Removes from a package's directory the links `next` and `prev` and all versions of its own but the one
+    /// that `current` names. Failures are logged.
     virtual void cleanupVersionsExceptCurrent(const std::string &id) = 0;
 
     /// Takes back what the current version has published. What is no mapping any more stays. Failures are

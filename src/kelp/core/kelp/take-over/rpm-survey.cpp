@@ -13,6 +13,7 @@
 #include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/package/i-database-path-resolver.h"
 #include "kelp/core/kelp/package/i-database.h"
+#include "kelp/core/kelp/package/store-entry.h"
 #include "kelp/core/kelp/take-over/copy-failures.h"
 #include "kelp/core/kelp/take-over/package-outline.h"
 
@@ -278,15 +279,15 @@ void RpmSurvey::judgeAlone(RpmCandidate &candidate, const InstalledVersion &inst
     }
     if (candidate.stays)
         return;
-    const fs::path directory = pathResolver.packageDirectory(entry.id);
     // First of all: the questions behind it make paths of the two.
     if (!Common::isFileName(entry.id) || !Common::isFileName(entry.version)) {
         candidate.stays = "its name or version cannot name a directory";
     } else if (records_[entry.id] > 1) {
         // The store has one directory for both.
         candidate.stays = "rpm holds it more than once";
-    } else if (Common::exists(directory) && !Common::isDirectory(directory)) {
-        candidate.stays = directory.string() + " is not a directory";
+    } else if (std::string objection = StoreEntry(pathResolver, entry.id).objectionTo(entry.version);
+               !objection.empty()) {
+        candidate.stays = std::move(objection);
     } else if (const auto installed = installedVersion(entry.id)) {
         judgeStored(candidate, *installed, pathResolver);
     } else {

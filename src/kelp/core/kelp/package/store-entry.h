@@ -1,0 +1,108 @@
+#pragma once
+
+#include "kelp/core/kelp/package/i-database-path-resolver.h"
+#include "kelp/core/kelp/package/package-information.h"
+
+#include <sys/types.h>
+
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace Core::KELP {
+
+/// Whose is a name in the store's directory, and whose are the names in it? Told by the disk alone; what the
+/// records say beside that is for whoever reads them. Nothing is changed.
+///
+///     DATABASE/ID            a package can only be a real directory. The machine's owner may have moved a
+///                            package and put a link in its place: it is read through the link, never
+///                            changed.
+///     ID/{current,next,prev} count only when they lead to a real directory directly below the package's own,
+///                            by device and inode: /opt or ID may be a link, and a copy of a package's
+///                            directory has links into the original.
+///     ID/VERSION             is the package's own when it is a real directory that one of these links names,
+///                            that holds a descriptor of just this id and version, or that a note or journal
+///                            names as under way. Anything else is foreign: nobody moves or removes it.
+///
+/// Each operation looks anew. A look that fails is no absence: it raises ErrorCode::Filesystem "Couldn't look
+/// at PATH".
+class StoreEntry {
+public:
+    enum class Kind { Absent, Directory, Link, Other };
+
+    /// What is at the place of one of the three links.
+    enum class Lead {
+        Absent,
+        Version,   ///< A link to a version of this package: the only one that counts.
+        Nowhere,   ///< A link the target of which is gone. It counts as absent, and may be replaced.
+        Elsewhere, ///< A link to anything else. It may be another package's version.
+        NoLink,    ///< Somebody's file or directory.
+    };
+
+    struct Slot {
+        Lead lead = Lead::Absent;
+        std::string version; ///< Of Version, the directory's name; of Nowhere, the last name of the text.
+
+        bool counts() const { return lead == Lead::Version; }
+        bool isOurs() const { return counts() || lead == Lead::Nowhere; }
+        bool isForeign() const { return lead == Lead::Elsewhere || lead == Lead::NoLink; }
+    };
+
+    enum class DescriptorState {
+        Absent,
+        Malformed,
+        Unreadable, ///< The system did not give it: nothing is known.
+        Another,    ///< It names another package, or another version than its directory does.
+        Own,
+    };
+
+    struct Descriptor {
+        DescriptorState state = DescriptorState::Absent;
+        PackageInformation information; ///< Of Own and Another.
+    };
+
+    /// What a package's directory holds beside the three links and the reserved names, in byte order.
+    struct Content {
+        std::vector<std::string> own;
+        std::vector<std::string> foreign;
+    };
+
+    /// `resolver` must outlive the object. A text that can be no name of a directory entry is Absent.
+    StoreEntry(const IDatabasePathResolver &resolver, std::string id) :
+        resolver_(&resolver), id_(std::move(id)) {}
+
+    Kind kind() const;
+    Slot slot(PackageSlot slot) const;
+    std::filesystem::path link(PackageSlot slot) const;
+
+    /// The descriptor in the directory of a version. Does not raise.
+    Descriptor descriptor(const std::string &version) const;
+
+    /// `underWay` are versions that a note or journal names.
+    Content content(const std::set<std::string> &underWay = {}) const;
+
+    /// Whether a version has a descriptor that names this package, so that no record has to know it.
+    bool isNamedByDescriptor() const;
+
+    /// Why nothing can come in or be made current here: the entry or one of its links is somebody's. Empty
+    /// when that is not so.
+    std::string objection() const;
+
+    /// The same, or that a directory of the version is in the way which is not the package's own.
+    std::string objectionTo(const std::string &version, const std::set<std::string> &underWay = {}) const;
+
+private:
+    std::filesystem::path directory() const { return resolver_->packageDirectory(id_); }
+    Slot leadTo(const std::pair<dev_t, ino_t> &target, const std::string &name) const;
+    std::vector<std::string> names() const;
+    bool isOwn(const std::string &name) const;
+
+    const IDatabasePathResolver *resolver_;
+    std::string id_;
+};
+
+/// Whether a descriptor's values name this version of this package.
+bool isDescriptorOf(const PackageInformation &information, const std::string &id, const std::string &version);
+
+} // namespace Core::KELP
