@@ -73,7 +73,9 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
           "'.no.source.apps')\"",
           "org.example.reader", "orphan-binding", true}},
         // This is left for people.
-        {{"echo x >>usr/bin/com.example.devices", "com.example.devices", "changed", false},
+        {{"rm -r opt/kelp/*; mkdir -p srv/2024; ln -s /srv opt/kelp/install; ln -s /srv opt/kelp/rescued; "
+          "echo x >>usr/bin/com.example.devices",
+          "com.example.devices", "changed", false},
          {"rm usr/bin/org.example.notes; echo x >usr/bin/org.example.notes", "org.example.notes", "foreign",
           false},
          {"rm opt/app/org.example.notes/current/data/first.txt", "org.example.notes", "dead", false},
@@ -149,7 +151,11 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
         std::string answer;
     } rows[] = {
         {"true", "2", refused + "The package does not have a developer's signature" + status},
-        {sign + "K1 CN=D", "--dry-run /root/sound-2.rpm", "org.example.sound 2-1 would be installed\n"},
+        {sign + "K1 CN=D; touch $IMAGE/srv/1; ln -s /srv $IMAGE/opt/kelp/install", "2",
+         "kelpctl: /root/sound-2.rpm: The unpacking directory is not the package manager's own: "
+         "/opt/kelp/install\nstatus 2\n"},
+        {"rm $IMAGE/opt/kelp/install", "--dry-run /root/sound-2.rpm",
+         "org.example.sound 2-1 would be installed\n"},
         {certify + "subgroup = 9" + sound, "2",
          refused + "The package has a developer signature with a disallowed subgroup" + status},
         {certify + "subgroup = 1, system_developer = 1" + sound, "2",

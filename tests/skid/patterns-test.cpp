@@ -11,15 +11,10 @@ namespace {
 namespace fs = std::filesystem;
 using Core::KELP::SKID::Patterns;
 
-class PatternsTest : public testing::Test {
-protected:
-    fs::path at(const std::string &path) const { return root.path() / path; }
-
-    TemporaryRoot root;
+TEST(PatternsTest, AFailureEndsThePackagesMovesAndALinkInTheWayPassesOneOver) {
+    const TemporaryRoot root;
     CapturedOutput out;
-};
-
-TEST_F(PatternsTest, AFailureEndsThePackagesMovesAndALinkInTheWayPassesOneOver) {
+    const auto at = [&](const std::string &path) { return root.path() / path; };
     for (const char *name : {"1", "2", "3", "4"})
         writeFile(at(std::string("from/") + name + "/file"), name);
     fs::create_directory_symlink("2", at("from/link"));

@@ -48,6 +48,8 @@ protected:
 
 TEST_F(UnitMoveTest, GoesOnFromWhereverItStoppedAndTakesNothingThatStays) {
     const std::vector<std::string> keys = {"K", "K2", "published"};
+    const char *const taken = "shouldn't exists concurrently";
+    const char *const left = "[W] Left at its old place, since the new one is taken: ";
     const struct {
         const char *what;
         const char *before;
@@ -62,24 +64,14 @@ TEST_F(UnitMoveTest, GoesOnFromWhereverItStoppedAndTakesNothingThatStays) {
         {"all", "o/common/f", "o/K/common/", {}, "o/K/common/f=o/common/f"},
         {"killed behind the parent", "o/common/f o/K/", "o/K/common/", {}, "o/K/common/f=o/common/f"},
         {"empty destination", "o/common/f o/K/common/", "o/K/common/", {}, "o/K/common/f=o/common/f"},
-        {"both",
-         "o/common/f o/K/common/g",
-         "o/K/common/",
-         {},
-         "o/K/common/g o/common/f",
-         "shouldn't exists concurrently"},
-        {"file in the way",
-         "o/common/f o/K/common",
-         "o/K/common/",
-         {},
-         "o/K/common o/common/f",
-         "shouldn't exists concurrently"},
+        {"both", "o/common/f o/K/common/g", "o/K/common/", {}, "o/K/common/g o/common/f", taken},
+        {"file in the way", "o/common/f o/K/common", "o/K/common/", {}, "o/K/common o/common/f", taken},
         {"merged",
          "o/common/f o/common/d/g o/common/e/h o/K/common/f o/K/common/d/i",
          "o/K/common/",
          {},
          "o/K/common/d/g=o/common/d/g o/K/common/d/i o/K/common/e/h=o/common/e/h o/K/common/f o/common/f",
-         "[W] Left at its old place, since the new one is taken: ",
+         left,
          Clash::IsMerged},
         {"merged whole",
          "o/common/f o/K/common/g",
@@ -99,8 +91,7 @@ TEST_F(UnitMoveTest, GoesOnFromWhereverItStoppedAndTakesNothingThatStays) {
         {"beside what is published there", "o/common/f o/common/K/g", "o/common/K/", keys,
          "o/common/K/f=o/common/f o/common/K/g"},
         {"what exists wins", "o/common/d/f o/common/d/g o/common/K/d/f", "o/common/K/", keys,
-         "o/common/K/d/f o/common/K/d/g=o/common/d/g o/common/d/f",
-         "[W] Left at its old place, since the new one is taken: "},
+         "o/common/K/d/f o/common/K/d/g=o/common/d/g o/common/d/f", left},
         {"second key", "o/common/K/f", "o/common/K2/", keys, "o/common/K/f"},
         {"set aside with what stays", "o/.tmp.common/f o/.tmp.common/K2/g", "o/common/K/", keys,
          "o/common/K/f=o/.tmp.common/f o/common/K2/g=o/.tmp.common/K2/g"},

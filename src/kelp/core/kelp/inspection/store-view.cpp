@@ -218,8 +218,11 @@ std::uintmax_t StoreView::bytes(const std::string &id) const {
 }
 
 std::vector<RescuedTree> StoreView::rescued() const {
-    const fs::path place = OwnDirectory::rescued(*configuration_).path();
+    const OwnDirectory directory = OwnDirectory::rescued(*configuration_);
+    const fs::path &place = directory.path();
     std::vector<RescuedTree> all;
+    if (!directory.isOwn())
+        return all;
     for (const std::string &name : namesIn(place)) {
         if (name == OwnDirectory::markName)
             continue;

@@ -82,9 +82,9 @@ LeftTree::LeftTree(fs::path path) : path_(std::move(path)), descriptor_(descript
 
 std::vector<LeftTree> LeftTree::rescued(const IConfiguration &configuration) {
     std::vector<LeftTree> trees;
-    const fs::path place = OwnDirectory::rescued(configuration).path();
-    if (fs::exists(place))
-        for (const fs::directory_entry &entry : fs::directory_iterator(place))
+    const OwnDirectory directory = OwnDirectory::rescued(configuration);
+    if (directory.isOwn() && fs::exists(directory.path()))
+        for (const fs::directory_entry &entry : fs::directory_iterator(directory.path()))
             trees.emplace_back(entry.path());
     return trees;
 }
