@@ -12,7 +12,8 @@ void migrateOrganisationsToSkid(Core::Configuration &configuration) {
     using Core::KELP::SKID::Patterns;
     Core::KELP::FSDatabase store(configuration, Core::KELP::DatabasePathResolver::instance());
     // All is listed before anything moves: what fails up to there has moved nothing.
-    const auto inRpm = Patterns::sharedFilesInRpm([&] { Core::KELP::requireEmptyDatabaseOf(configuration); });
+    const auto inRpm = Patterns::sharedFilesInRpm(
+        [&] { Core::KELP::requireEmptyDatabaseOf(configuration, Core::KELP::removedByRegistry()); });
     for (const auto &units : Patterns::migrationUnits(store.packages(), inRpm))
         Patterns::migrate(units);
     // The stamp is about to say that they are done.

@@ -102,7 +102,7 @@ public:
     explicit SharedFiles(const Core::Configuration &configuration) {
         try {
             inRpm_ = Core::KELP::SKID::Patterns::sharedFilesInRpm(
-                [&] { Core::KELP::requireEmptyDatabaseOf(configuration); });
+                [&] { Core::KELP::requireEmptyDatabaseOf(configuration, Core::KELP::removedByRegistry()); });
         } catch (const std::exception &) {
             failure_ = std::current_exception();
         }

@@ -262,24 +262,20 @@ TEST_F(TakeOverTest, ATreeWithoutAJournalGoesOnlyWhenRpmHasAllOfIt) {
 TEST_F(TakeOverTest, OnlyAJudgementHasAnApplicationStayForGood) {
     const std::string words = "/usr/share/org.sound/words";
     const std::string desktop = "/usr/share/applications/org.sound.desktop";
-    const struct {
-        std::string failure;
-        int startThatJudges;
-        std::string reason;
-    } rows[] = {
+    const std::tuple<std::string, int, std::string> rows[] = {
         {"openat EIO " + words, 3, words + ": Input/output error, in 3 starts running"},
         {"openat EPERM " + words, 1, words + ": Operation not permitted"},
         {"openat ENOSPC " + words, 9, "waits for the first migration"},
         {"openat EIO " + desktop, 9, "waits for the first migration"},
     };
-    for (const auto &row : rows) {
+    for (const auto &[failure, startThatJudges, reason] : rows) {
         const Machine machine;
         for (int start = 1; start <= 3; ++start) {
-            machine.run("launch_failing " + row.failure);
-            EXPECT_EQ(machine.isStamped(), start >= row.startThatJudges) << row.failure << start;
+            machine.run("launch_failing " + failure);
+            EXPECT_EQ(machine.isStamped(), start >= startThatJudges) << failure << start;
         }
         machine.expectStay({"org.sound"});
-        EXPECT_THAT(machine.run(KELPCTL " status --root $IMAGE || true"), HasSubstr(row.reason));
+        EXPECT_THAT(machine.run(KELPCTL " status --root $IMAGE || true"), HasSubstr(reason));
     }
 }
 

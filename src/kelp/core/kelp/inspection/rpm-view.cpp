@@ -8,6 +8,7 @@
 #include "kelp/core/common/rpm/tags.h"
 #include "kelp/core/common/rpm/transaction.h"
 #include "kelp/core/kelp/inspection/certificates.h"
+#include "kelp/core/kelp/inspection/records-view.h"
 #include "kelp/core/kelp/inspection/unread.h"
 #include "kelp/core/kelp/take-over/empty-database.h"
 
@@ -15,6 +16,7 @@
 #include <exception>
 #include <filesystem>
 #include <functional>
+#include <set>
 
 namespace fs = std::filesystem;
 
@@ -56,8 +58,24 @@ RpmRecord describe(const Reader &package, const AskForCertificate &ask) {
     return record;
 }
 
+/// Without the registry's lock, which a look must not make.
+std::set<std::string> removedIds() {
+    std::set<std::string> removed;
+    try {
+        for (const RegistryRecord &record : readRegistry().records)
+            if (record.event() == RegistryEvent::Remove)
+                removed.insert(record.packageId());
+            else
+                removed.erase(record.packageId());
+    } catch (const Common::Error &) {
+        // Told where the registry is read: here nobody is known to have been removed then.
+        removed.clear();
+    }
+    return removed;
+}
+
 std::vector<RpmRecord> recordsOf(const IConfiguration &configuration, const Transaction &rpm,
-                                 const AskForCertificate &ask) {
+                                 const AskForCertificate &ask, const std::string &newId = {}) {
     std::vector<RpmRecord> records;
     bool isEmpty = true;
     const auto walk = rpm.forEachInstalled([&](const Reader &package) {
@@ -68,8 +86,11 @@ std::vector<RpmRecord> recordsOf(const IConfiguration &configuration, const Tran
     });
     if (walk == Transaction::Walk::Damaged)
         Common::LogStream(Common::LogLevel::Warning) << "The rpm database has records that cannot be read";
-    else if (isEmpty)
-        requireEmptyDatabaseOf(configuration);
+    else if (isEmpty) {
+        std::set<std::string> accountedFor = removedIds();
+        accountedFor.insert(newId);
+        requireEmptyDatabaseOf(configuration, accountedFor);
+    }
     std::ranges::sort(records, {}, &RpmRecord::id);
     return records;
 }
@@ -84,12 +105,13 @@ fs::path databaseFile() {
 }
 
 /// Raises its failures behind the path of the machine's database: of the copy nobody has heard.
-std::vector<RpmRecord> recordsOfCopy(const IConfiguration &configuration, const AskForCertificate &ask) {
+std::vector<RpmRecord> recordsOfCopy(const IConfiguration &configuration, const AskForCertificate &ask,
+                                     const std::string &newId = {}) {
     const fs::path file = databaseFile();
     try {
         // Before the transaction, which works on it, and ends before it.
         const Common::Rpm::DatabaseCopy copy;
-        return recordsOf(configuration, Transaction(0), ask);
+        return recordsOf(configuration, Transaction(0), ask, newId);
     } catch (const Common::Error &error) {
         throw Common::Error(error.code(), file.string() + ": " + error.what());
     }
@@ -116,11 +138,12 @@ std::optional<std::vector<RpmRecord>> rpmRecords(const IConfiguration &configura
     });
 }
 
-std::vector<RpmRecord> rpmRecords(const IConfiguration &configuration) {
+std::vector<RpmRecord> rpmRecords(const IConfiguration &configuration, const std::string &newId) {
     Certificates certificates;
     std::exception_ptr failure;
-    std::vector<RpmRecord> records =
-        recordsOfCopy(configuration, [&](const std::string &id, Group group) -> Answer {
+    std::vector<RpmRecord> records = recordsOfCopy(
+        configuration,
+        [&](const std::string &id, Group group) -> Answer {
             try {
                 return Answer(std::in_place, certificates.of(id, group));
             } catch (...) {
@@ -128,7 +151,8 @@ std::vector<RpmRecord> rpmRecords(const IConfiguration &configuration) {
                 failure = std::current_exception();
                 return std::nullopt;
             }
-        });
+        },
+        newId);
     if (failure)
         std::rethrow_exception(failure);
     return records;

@@ -37,10 +37,11 @@ std::optional<std::string> whyNotMigrated(const RpmRecord &record);
 /// certificates cannot be read, all packages count, as each may be an application.
 std::optional<std::vector<RpmRecord>> rpmRecords(const IConfiguration &configuration, Unread &unread);
 
-/// The same for whoever acts on it. Raises as Common::Rpm::DatabaseCopy and Transaction do, the text being
+/// The same for whoever acts on it; `newId` is a package that is only about to come, and has its certificate
+/// already. Raises as Common::Rpm::DatabaseCopy and Transaction do, the text being
 /// behind the path of the database, and as Certificates::of()
 /// and requireEmptyDatabaseOf().
-std::vector<RpmRecord> rpmRecords(const IConfiguration &configuration);
+std::vector<RpmRecord> rpmRecords(const IConfiguration &configuration, const std::string &newId = {});
 
 /// The same of a database copy that is open already. Raises as Transaction and Certificates::of().
 std::vector<RpmRecord> rpmRecords(const IConfiguration &configuration, const Common::Rpm::Transaction &rpm);

@@ -187,7 +187,7 @@ private:
             throw Error(ErrorCode::BadPackageFileFormat, "The package file has changed meanwhile");
         if (package_.architecture() != "noarch" && package_.architecture() != Common::platformArchitecture())
             refuse(id_, ErrorCode::BadPackageArchitecture);
-        const auto inRpm = rpmRecords(configuration_);
+        const auto inRpm = rpmRecords(configuration_, id_);
         // Both would have their files at the same places, and rpm's next erasure would take them.
         if (std::ranges::find(inRpm, id_, &RpmRecord::id) != inRpm.end() ||
             idsOnTheirWay(configuration_).contains(id_))

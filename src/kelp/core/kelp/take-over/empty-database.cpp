@@ -3,6 +3,8 @@
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
+#include "kelp/core/kelp/registry/registry-record.h"
+#include "kelp/core/kelp/registry/registry.h"
 #include "kelp/core/kelp/take-over/left-tree.h"
 #include "kelp/core/kelp/take-over/take-over-journal.h"
 
@@ -36,7 +38,18 @@ bool isKnown(const std::string &id, const IConfiguration &configuration) {
 
 } // namespace
 
-void requireEmptyDatabaseOf(const IConfiguration &configuration) {
+std::set<std::string> removedByRegistry() {
+    std::set<std::string> removed;
+    Registry().foreachRecord([&](const RegistryRecord &record) {
+        if (record.event() == RegistryEvent::Remove)
+            removed.insert(record.packageId());
+        else
+            removed.erase(record.packageId());
+    });
+    return removed;
+}
+
+void requireEmptyDatabaseOf(const IConfiguration &configuration, const std::set<std::string> &accountedFor) {
     const std::string path = PackageSignatures::Database::defaultPath();
     if (!fs::exists(path))
         return;
@@ -44,7 +57,8 @@ void requireEmptyDatabaseOf(const IConfiguration &configuration) {
     for (const std::string &id : signatures.packages()) {
         const auto certificate =
             signatures.packageCertificateWithGroup(id, PackageSignatures::Group::Developer);
-        if (certificate && !certificate->isSystemDeveloperCertificate() && !isKnown(id, configuration))
+        if (certificate && !certificate->isSystemDeveloperCertificate() && !accountedFor.contains(id) &&
+            !isKnown(id, configuration))
             throw Common::Error(
                 Common::ErrorCode::Internal,
                 "Couldn't read the rpm database: it has no record at all, and nobody knows where " + id +

@@ -115,7 +115,7 @@ void RpmMigration::run() {
     };
     RpmSurvey survey(rpm_, installedVersion, *pathResolver_, idsLeft(), leftTrees());
     if (survey.isEmpty())
-        requireEmptyDatabaseOf(*configuration_);
+        requireEmptyDatabaseOf(*configuration_, removedByRegistry());
     if (survey.isDamaged()) {
         const Error error(ErrorCode::Internal, "The rpm database has records that cannot be read");
         if (!settlement_.left().empty())
