@@ -15,7 +15,7 @@ PASSED_OVER = {"/proc", "/dev", "/tmp", "/var/tmp", "/var/lib/rpm", "/var/lib/tr
                "/lost+found", "/usr/lost+found", "/var/lost+found", "/opt/lost+found", "/var/lib/kelp/registry.next",
                *("/" + directory for directory in BOUND)}
 # Directories that may stay when they are empty.
-WORKSHOP = {"/opt/kelp", "/opt/kelp/tmp", "/opt/kelp/install"}
+WORKSHOP = {"/opt/kelp", "/opt/kelp/tmp", "/opt/kelp/install", "/var/lib/kelp/left-behind"}
 
 
 def contents(path):

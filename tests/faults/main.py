@@ -25,6 +25,7 @@ import multiprocessing
 import os
 import pathlib
 import random
+import re
 import subprocess
 import sys
 import time
@@ -46,6 +47,7 @@ def arguments():
                         help="one: a single disk. many: /usr, /var, /opt and rpm's database have disks of their own")
     parser.add_argument("--sample", type=int, metavar="N", help="only N of all points")
     parser.add_argument("--seed", default="", help="what the sample depends on, as a commit")
+    parser.add_argument("--calls", default="", metavar="REGEX", help="only points whose calls, as strace prints them, match")
     parser.add_argument("--point", metavar="MODE:NAME:INDEX", help="only this point, of the first scenario and layout, and "
                         "tell all about it")
     parser.add_argument("--prove", action="store_true", help="only show that each kind of damage would be seen")
@@ -117,7 +119,8 @@ def attempt(work):
 
 def all_work(options):
     work = [[(trial, mode, point) for trial in range(len(trials)) for point in range(len(trials[trial].points))
-             if trials[trial].points[point].suits(mode)] for mode in options.modes]
+             if trials[trial].points[point].suits(mode) and re.search(options.calls, trials[trial].points[point].call)]
+            for mode in options.modes]
     if not options.sample:
         return sum(work, [])
     # Each mode as often as another: calls that ask are five times as many as others.
