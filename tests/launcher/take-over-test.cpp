@@ -223,18 +223,6 @@ TEST_F(TakeOverTest, TheNextStartGoesByRpmAndTheDisk) {
     EXPECT_TRUE(machine.isStamped());
 }
 
-TEST_F(TakeOverTest, AJournalThatCannotBeReadClearsNothing) {
-    const Machine machine;
-    machine.run(killAfterErasure);
-    for (const char *damage : {"s|^staging .*|staging /srv/org.sound|", "$ d"}) {
-        machine.run(std::string("sed --in-place '") + damage + "' $IMAGE/var/lib/kelp/takeover.journal");
-        EXPECT_THAT(machine.launch(),
-                    HasSubstr("[E] Couldn't read the take-over journal: /var/lib/kelp/takeover.journal\n"
-                              "[E] Couldn't complete migration: rpm_to_kelp\n"));
-        EXPECT_TRUE(machine.holds("opt/kelp/tmp/org.sound/data/words"));
-    }
-}
-
 TEST_F(TakeOverTest, ATreeWithoutAJournalGoesOnlyWhenRpmHasAllOfIt) {
     const Machine machine;
     machine.run(std::string("add org.app org.shared; ") + killAfterErasure +
@@ -303,7 +291,7 @@ TEST_F(TakeOverTest, ADatabaseThatIsNotThereIsNoEmptyOne) {
     }
 }
 
-TEST_F(TakeOverTest, ADamagedRecordOfSomebodyElseMattersOnlyWhileAJournalExists) {
+TEST_F(TakeOverTest, WhatCannotBeReadClearsNothingWhileAJournalExists) {
     const char *damage =
         "put org.other; sqlite3 $IMAGE/var/lib/rpm/rpmdb.sqlite \"UPDATE Packages SET blob = "
         "substr(blob, 1, 100) WHERE hnum = (SELECT max(hnum) FROM Packages)\"";
@@ -314,10 +302,20 @@ TEST_F(TakeOverTest, ADamagedRecordOfSomebodyElseMattersOnlyWhileAJournalExists)
     EXPECT_FALSE(machine.holds("var/lib/kelp/.migration_skid_done")) << "it may own what would be moved";
 
     const Machine killed;
-    killed.run(killAfterErasure);
-    killed.run(damage);
-    EXPECT_THAT(killed.launch(), HasSubstr("[E] The rpm database has records that cannot be read\n"));
-    EXPECT_TRUE(killed.holds("opt/kelp/tmp/org.sound/data/words"));
+    const std::string journal = "$IMAGE/var/lib/kelp/takeover.journal";
+    killed.run(killAfterErasure + ("cp " + journal + " $IMAGE/root"));
+    const std::string unreadable = "Couldn't read the take-over journal: /var/lib/kelp/takeover.journal";
+    const std::pair<std::string, std::string> rows[] = {
+        {"sed --in-place 's|^staging .*|staging /srv/org.sound|' " + journal, unreadable},
+        {"sed --in-place '$ d' " + journal, unreadable},
+        {"cp $IMAGE/root/takeover.journal " + journal + "; " + damage,
+         "The rpm database has records that cannot be read"}};
+    for (const auto &[deed, line] : rows) {
+        killed.run(deed);
+        EXPECT_THAT(killed.launch(),
+                    HasSubstr("[E] " + line + "\n[E] Couldn't complete migration: rpm_to_kelp\n"));
+        EXPECT_TRUE(killed.holds("opt/kelp/tmp/org.sound/data/words")) << deed;
+    }
     EXPECT_FALSE(killed.isStamped());
 }
 
