@@ -408,6 +408,7 @@ TEST_F(FSDatabaseTest, NothingWalksThroughALinkThatSomebodyPutInItsWay) {
     EXPECT_TRUE(fs::is_symlink(at("home/elsewhere/x")));
     EXPECT_TRUE(fs::exists(at("home/elsewhere/empty")));
     EXPECT_TRUE(fs::is_symlink(at("usr/share/org.app/sub")));
+    EXPECT_FALSE(fs::exists(at("var/lib/kelp/left-behind"))) << "it is nothing of ours";
 
     EXPECT_THROW(install("2-1", {{"data/sub/new/z", "z"}}), Common::Error);
     EXPECT_FALSE(fs::exists(at("home/elsewhere/new")));

@@ -81,7 +81,10 @@ fs::path mappingTarget(const fs::path &path) {
     }
 }
 
-std::optional<fs::path> findMapping(const fs::path &path) {
+namespace {
+
+/// `name` is for people.
+std::optional<fs::path> findMappingAt(const fs::path &path, const fs::path &name) {
     std::array<char, PATH_MAX> text;
     ssize_t size = ::readlink(path.c_str(), text.data(), text.size());
     // EINVAL tells of something else than a link.
@@ -93,7 +96,17 @@ std::optional<fs::path> findMapping(const fs::path &path) {
     constexpr std::array absences = {ENOENT, ENOTDIR, ENODATA, EOPNOTSUPP, ERANGE};
     if (std::ranges::find(absences, errno) != absences.end())
         return std::nullopt;
-    throw Error(ErrorCode::Filesystem, "Couldn't look for a mapping: " + path.string(), errno);
+    throw Error(ErrorCode::Filesystem, "Couldn't look for a mapping: " + name.string(), errno);
+}
+
+} // namespace
+
+std::optional<fs::path> findMapping(const fs::path &path) {
+    return findMappingAt(path, path);
+}
+
+std::optional<fs::path> findMapping(const Directory &directory, const std::string &name) {
+    return findMappingAt(directory.reach(name), directory.path() / name);
 }
 
 /// Any link is one, whoever made it: for what must be the package's own there is isMappingOf().

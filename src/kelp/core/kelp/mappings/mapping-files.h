@@ -22,6 +22,9 @@ std::filesystem::path mappingTarget(const std::filesystem::path &path);
 /// ErrorCode::Filesystem: for whoever must not take it for absence.
 std::optional<std::filesystem::path> findMapping(const std::filesystem::path &path);
 
+/// The same of an entry of an open directory.
+std::optional<std::filesystem::path> findMapping(const Common::Directory &directory, const std::string &name);
+
 /// Whether `path` is a link, or a copy that still carries its attribute.
 bool isMapping(const std::filesystem::path &path);
 

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <set>
+#include <system_error>
 
 namespace fs = std::filesystem;
 
@@ -23,12 +24,16 @@ using Common::LogStream;
 
 constexpr const char *copiedSubgroup = "mdm";
 
-/// Returns whether `act` came to its end; what it throws is logged, and its caller goes on.
+/// Returns whether there is nothing left to do; what `act` throws is logged, and its caller goes on.
 template<class Act>
 bool attempt(const Act &act) {
     try {
         act();
         return true;
+    } catch (const std::system_error &error) {
+        LogStream(LogLevel::Warning) << error;
+        // Behind somebody's link nothing is ours, and never will be.
+        return Directory::isRefusal(error);
     } catch (const std::exception &error) {
         LogStream(LogLevel::Warning) << error;
         return false;
@@ -56,9 +61,14 @@ bool isAt(const fs::path &source, const fs::path &place) {
 }
 
 /// A look that fails raises. A link counts from where it lies, as the kernel follows it.
-bool leadsNowhere(const fs::path &place, const fs::path &source) {
-    return fs::status(fs::is_symlink(fs::symlink_status(place)) ? place : source).type() ==
-           fs::file_type::not_found;
+bool leadsNowhere(const Directory &parent, const std::string &name, const fs::path &source) {
+    const fs::path place = parent.reach(name);
+    std::error_code error;
+    const bool isLink = fs::is_symlink(fs::symlink_status(place, error));
+    const fs::file_type type = fs::status(isLink ? place : source, error).type();
+    if (type == fs::file_type::none)
+        throw fs::filesystem_error("cannot look where it leads", parent.path() / name, error);
+    return type == fs::file_type::not_found;
 }
 
 fs::path sourceOr(const fs::path &link, const fs::path &source) {
@@ -112,9 +122,8 @@ std::vector<PlannedFile> takeBackFiles(const PublicationPlan &plan, CopiedLinks 
     for (const PlannedFile &file : plan.files) {
         unfinished.insert(file.target.parent_path() / Common::unfinishedCopyName);
         const auto removeOwn = [&](const Directory &parent, const std::string &name) {
-            const fs::path place = parent.reach(name);
-            if (findMapping(place) == file.source ||
-                (copiedLinks == CopiedLinks::AreOurs && isCopiedLinkOf(place, file.source)))
+            if (findMapping(parent, name) == file.source ||
+                (copiedLinks == CopiedLinks::AreOurs && isCopiedLinkOf(parent.reach(name), file.source)))
                 parent.removeFile(name);
         };
         if (!attempt([&] { inParentIfThere(file.target, removeOwn); }))
@@ -140,9 +149,8 @@ std::vector<PlannedFile> takeBackDead(const PublicationPlan &plan) {
     std::vector<PlannedFile> left;
     for (const PlannedFile &file : plan.files) {
         const auto removeDead = [&](const Directory &parent, const std::string &name) {
-            const fs::path place = parent.reach(name);
-            const auto source = findMapping(place);
-            if (source && isAt(*source, file.source) && leadsNowhere(place, *source))
+            const auto source = findMapping(parent, name);
+            if (source && isAt(*source, file.source) && leadsNowhere(parent, name, *source))
                 parent.removeFile(name);
         };
         if (!attempt([&] { inParentIfThere(file.target, removeDead); }))
@@ -154,7 +162,7 @@ std::vector<PlannedFile> takeBackDead(const PublicationPlan &plan) {
 std::vector<PlannedFile> removeMappings(const std::vector<fs::path> &links, const fs::path &source) {
     std::vector<PlannedFile> left;
     const auto removeMapping = [](const Directory &parent, const std::string &name) {
-        if (findMapping(parent.reach(name)))
+        if (findMapping(parent, name))
             parent.removeFile(name);
     };
     for (const fs::path &link : links)
