@@ -44,6 +44,8 @@ void FSDatabase::remove(const std::string &id) {
         throw Error(ErrorCode::FileConflict, entry(id).objection());
     tryRemoveMappingsUsingCurrentDirectory(id);
     dropPackage(id);
+    // Once more: what failed may have failed for a moment.
+    finishTakingBack(id);
 }
 
 std::vector<fs::path> FSDatabase::dropPackage(const std::string &id) const {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "kelp/core/common/rpm/initialise.h"
+
 #include <memory>
 
 namespace Common {
@@ -11,7 +13,7 @@ namespace Common::Rpm {
 /// The machine's rpm database for somebody who only wants to look. librpm writes beside a database when it
 /// opens it, even for reading; so this makes a copy in the temporary directory, and every Transaction of this
 /// process works on that as long as the object lives. Nothing is written to the database's directory. One
-/// object at a time.
+/// object at a time; librpm is quiet meanwhile.
 class DatabaseCopy {
 public:
     /// Raises ErrorCode::Internal "Another process changes the rpm database" while one does, and
@@ -24,6 +26,7 @@ public:
     ~DatabaseCopy();
 
 private:
+    QuietLibrary quiet_;
     std::unique_ptr<ScratchDirectory> directory_;
 };
 

@@ -11,8 +11,12 @@ namespace Common::Rpm {
 
 namespace {
 
+int quiet = 0; ///< The objects that live.
+
 /// Returns what has librpm do nothing more with the record.
 int logRecord(rpmlogRec record, rpmlogCallbackData) {
+    if (quiet > 0)
+        return 0;
     const rpmlogLvl priority = rpmlogRecPriority(record);
     std::string text = rpmlogRecMessage(record);
     while (text.ends_with('\n'))
@@ -42,6 +46,17 @@ void logLibrary() {
 
 void silenceLibrary() {
     rpmlogSetMask(RPMLOG_MASK(RPMLOG_EMERG));
+}
+
+QuietLibrary::QuietLibrary() : nowhere_(std::fopen("/dev/null", "we")), before_(rpmlogSetFile(nowhere_)) {
+    ++quiet;
+}
+
+QuietLibrary::~QuietLibrary() {
+    --quiet;
+    rpmlogSetFile(before_);
+    if (nowhere_)
+        std::fclose(nowhere_);
 }
 
 } // namespace Common::Rpm

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdio>
+
 namespace Common::Rpm {
 
 /// Has librpm read its configuration and macro files at the first call in the process; later calls do
@@ -13,5 +15,19 @@ void logLibrary();
 
 /// Lets librpm report nothing at all from now on.
 void silenceLibrary();
+
+/// While one lives, what librpm reports goes nowhere: on a copy of the database it names files of which
+/// nobody has heard. Whatever fails raises as ever.
+class QuietLibrary {
+public:
+    QuietLibrary();
+    QuietLibrary(const QuietLibrary &) = delete;
+    QuietLibrary &operator=(const QuietLibrary &) = delete;
+    ~QuietLibrary();
+
+private:
+    std::FILE *nowhere_;
+    std::FILE *before_;
+};
 
 } // namespace Common::Rpm

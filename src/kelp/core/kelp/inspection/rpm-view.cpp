@@ -95,29 +95,24 @@ std::vector<RpmRecord> recordsOf(const IConfiguration &configuration, const Tran
     return records;
 }
 
-/// The file that has the packages; the directory when none of those that rpm uses is there.
-fs::path databaseFile() {
+std::vector<RpmRecord> recordsOfCopy(const IConfiguration &configuration, const AskForCertificate &ask,
+                                     const std::string &newId = {}) {
+    return behindRpmPath([&] {
+        // Before the transaction, which works on it, and ends before it.
+        const Common::Rpm::DatabaseCopy copy;
+        return recordsOf(configuration, Transaction(0), ask, newId);
+    });
+}
+
+} // namespace
+
+fs::path rpmDatabaseFile() {
     const fs::path directory = Common::Rpm::databaseDirectory();
     for (const char *name : {"rpmdb.sqlite", "Packages", "Packages.db"})
         if (Common::isThere(directory / name))
             return directory / name;
     return directory;
 }
-
-/// Raises its failures behind the path of the machine's database: of the copy nobody has heard.
-std::vector<RpmRecord> recordsOfCopy(const IConfiguration &configuration, const AskForCertificate &ask,
-                                     const std::string &newId = {}) {
-    const fs::path file = databaseFile();
-    try {
-        // Before the transaction, which works on it, and ends before it.
-        const Common::Rpm::DatabaseCopy copy;
-        return recordsOf(configuration, Transaction(0), ask, newId);
-    } catch (const Common::Error &error) {
-        throw Common::Error(error.code(), file.string() + ": " + error.what());
-    }
-}
-
-} // namespace
 
 std::optional<std::string> whyNotMigrated(const RpmRecord &record) {
     if (!record.isCertificateKnown)

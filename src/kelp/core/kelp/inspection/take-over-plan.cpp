@@ -45,8 +45,11 @@ public:
     TakeOverPlan run() {
         addPending();
         plan_.room = room();
-        const Common::Rpm::DatabaseCopy copy;
-        addInstalled(Transaction(0));
+        std::optional<Common::Rpm::DatabaseCopy> copy;
+        addInstalled(behindRpmPath([&] {
+            copy.emplace();
+            return Transaction(0);
+        }));
         std::ranges::stable_sort(plan_.applications, {}, &PlannedTakeOver::id);
         plan_.isDone = isDone(migrationStamps.front());
         return std::move(plan_);

@@ -87,6 +87,8 @@ void takeBackLeftBehind(const std::string &id) {
     // Were the links back after a power cut, nothing would tell of them any more.
     Common::flushFilesystems(places);
     Common::removeAll(leftBehindFile(id));
+    std::error_code ignored;
+    fs::remove(leftBehindDirectory(), ignored); // Unless others have a file there.
 }
 
 } // namespace Core::KELP
