@@ -14,8 +14,6 @@
 #include "kelp/core/kelp/publication/publication-plan.h"
 #include "kelp/core/kelp/publication/publication.h"
 
-#include <algorithm>
-#include <iterator>
 #include <set>
 
 namespace fs = std::filesystem;
@@ -72,6 +70,11 @@ std::set<fs::path> parentsOf(const std::vector<fs::path> &paths) {
     for (const fs::path &path : paths)
         parents.insert(path.parent_path());
     return parents;
+}
+
+void append(PublicationPlan &plan, const PublicationPlan &more) {
+    plan.files.insert(plan.files.end(), more.files.begin(), more.files.end());
+    plan.directories.insert(plan.directories.end(), more.directories.begin(), more.directories.end());
 }
 
 } // namespace
@@ -177,14 +180,14 @@ void FSDatabase::tryRemoveMappingsUsingCurrentDirectory(const std::string &id) {
     const auto links = listed(pathResolver_->symlinkListFile(id, PackageSlot::Current));
     const auto directories = listed(pathResolver_->generatedDirListFile(id, PackageSlot::Current));
     // The files before the directories, which have to be empty.
-    PublicationPlan left{removeMappings(links, fs::absolute(pathResolver_->currentDirectory(id))),
-                         {directories.rbegin(), directories.rend()}};
+    PublicationPlan left{removeMappings(links, fs::absolute(pathResolver_->currentDirectory(id))), {}};
+    if (!removeEmptyDirectories(directories).empty() || !left.files.empty())
+        left.directories = {directories.rbegin(), directories.rend()};
     takeBackUnlisted(id, left);
-    removeEmptyDirectories(directories);
     std::set<fs::path> places = parentsOf(targetsOf(takeBackUnfinished(id, left)));
     places.merge(parentsOf(links));
     // Raised: what names them is about to go.
-    if (!left.files.empty())
+    if (left != PublicationPlan())
         noteLeftBehind(id, left);
     try {
         // What says that they are ours may be about to go.
@@ -197,11 +200,11 @@ void FSDatabase::tryRemoveMappingsUsingCurrentDirectory(const std::string &id) {
 /// A list that is there and cannot be read is no empty one: then what the version has to publish is taken
 /// back, as far as it can be told to be ours.
 void FSDatabase::takeBackUnlisted(const std::string &id, PublicationPlan &left) {
-    if (isReadable(pathResolver_->symlinkListFile(id, PackageSlot::Current)))
+    if (isReadable(pathResolver_->symlinkListFile(id, PackageSlot::Current)) &&
+        isReadable(pathResolver_->generatedDirListFile(id, PackageSlot::Current)))
         return;
     try {
-        std::ranges::move(takeBackFiles(planOfTree(id), CopiedLinks::AreOurs),
-                          std::back_inserter(left.files));
+        append(left, takeBack(planOfTree(id)));
     } catch (const std::exception &error) {
         LogStream(LogLevel::Warning) << error;
     }
@@ -215,7 +218,7 @@ PublicationPlan FSDatabase::takeBackUnfinished(const std::string &id, Publicatio
         // That it fails, as for a descriptor that is gone, must not keep the package from being updated or
         // removed.
         PublicationPlan plan = unfinishedPlan(id);
-        std::ranges::move(takeBack(plan), std::back_inserter(left.files));
+        append(left, takeBack(plan));
         return plan;
     } catch (const std::exception &error) {
         LogStream(LogLevel::Warning) << error;

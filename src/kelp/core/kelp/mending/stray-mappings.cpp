@@ -125,10 +125,10 @@ bool isGone(const fs::path &source) {
 }
 
 void takeBackStray(const PublishedMapping &mapping) {
-    if (!takeBackDead({{mapping.file}, {}}).empty())
+    const std::vector<fs::path> directories(mapping.directories.rbegin(), mapping.directories.rend());
+    if (takeBackDead({{mapping.file}, directories}) != PublicationPlan())
         throw Common::Error(Common::ErrorCode::Filesystem,
                             "Couldn't take back " + mapping.file.target.string());
-    removeEmptyDirectories(mapping.directories);
 }
 
 /// The mappings of one machine under examination.
@@ -245,10 +245,8 @@ void takeBackStrays(const IConfiguration &configuration, const std::string &id) 
         }
     // In the order of their text each stands before what lies in it.
     strays.directories.assign(directories.begin(), directories.end());
-    strays.files = takeBackDead(strays);
-    removeEmptyDirectories({strays.directories.rbegin(), strays.directories.rend()});
-    if (!strays.files.empty())
-        noteLeftBehind(id, strays);
+    if (const PublicationPlan left = takeBackDead(strays); left != PublicationPlan())
+        noteLeftBehind(id, left);
 }
 
 } // namespace Core::KELP

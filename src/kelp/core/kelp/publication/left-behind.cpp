@@ -77,10 +77,9 @@ void takeBackLeftBehind(const std::string &id) {
     const auto plan = readLeftBehind(id);
     if (!plan)
         return;
-    if (!takeBackDead(*plan).empty())
+    if (takeBackDead(*plan) != PublicationPlan())
         throw Error(ErrorCode::Filesystem,
                     "Couldn't take back what " + id + " has published: see " + leftBehindFile(id).string());
-    removeEmptyDirectories({plan->directories.rbegin(), plan->directories.rend()});
     std::set<fs::path> places;
     for (const PlannedFile &file : plan->files)
         places.insert(file.target.parent_path());

@@ -71,6 +71,13 @@ bool leadsNowhere(const Directory &parent, const std::string &name, const fs::pa
     return type == fs::file_type::not_found;
 }
 
+/// Behind the files of a plan its directories go. All of them are left with one file, or with one of them.
+PublicationPlan withDirectories(std::vector<PlannedFile> left, const PublicationPlan &plan) {
+    const bool isClear = removeEmptyDirectories({plan.directories.rbegin(), plan.directories.rend()}).empty();
+    const bool isAll = isClear && left.empty();
+    return {std::move(left), isAll ? std::vector<fs::path>() : plan.directories};
+}
+
 fs::path sourceOr(const fs::path &link, const fs::path &source) {
     try {
         return findMapping(link).value_or(source);
@@ -138,14 +145,12 @@ std::vector<PlannedFile> takeBackFiles(const PublicationPlan &plan, CopiedLinks 
     return left;
 }
 
-std::vector<PlannedFile> takeBack(const PublicationPlan &plan) {
+PublicationPlan takeBack(const PublicationPlan &plan) {
     // A plan is written only when its targets were found free.
-    std::vector<PlannedFile> left = takeBackFiles(plan, CopiedLinks::AreOurs);
-    removeEmptyDirectories({plan.directories.rbegin(), plan.directories.rend()});
-    return left;
+    return withDirectories(takeBackFiles(plan, CopiedLinks::AreOurs), plan);
 }
 
-std::vector<PlannedFile> takeBackDead(const PublicationPlan &plan) {
+PublicationPlan takeBackDead(const PublicationPlan &plan) {
     std::vector<PlannedFile> left;
     for (const PlannedFile &file : plan.files) {
         const auto removeDead = [&](const Directory &parent, const std::string &name) {
@@ -156,7 +161,7 @@ std::vector<PlannedFile> takeBackDead(const PublicationPlan &plan) {
         if (!attempt([&] { inParentIfThere(file.target, removeDead); }))
             left.push_back(file);
     }
-    return left;
+    return withDirectories(std::move(left), plan);
 }
 
 std::vector<PlannedFile> removeMappings(const std::vector<fs::path> &links, const fs::path &source) {
@@ -171,12 +176,13 @@ std::vector<PlannedFile> removeMappings(const std::vector<fs::path> &links, cons
     return left;
 }
 
-void removeEmptyDirectories(const std::vector<fs::path> &directories) {
+std::vector<fs::path> removeEmptyDirectories(const std::vector<fs::path> &directories) {
+    std::vector<fs::path> left;
+    const auto remove = [](const Directory &parent, const std::string &name) { parent.removeIfEmpty(name); };
     for (const fs::path &directory : directories)
-        attempt([&] {
-            inParent(directory,
-                     [](const Directory &parent, const std::string &name) { parent.removeIfEmpty(name); });
-        });
+        if (!attempt([&] { inParent(directory, remove); }))
+            left.push_back(directory);
+    return left;
 }
 
 } // namespace Core::KELP

@@ -27,8 +27,8 @@ void requireFreeTargets(const PublicationPlan &plan);
 void publish(const PublicationPlan &plan, MappingMode mode, std::vector<std::filesystem::path> &made);
 
 // What takes back goes by Common::Directory::byLinksOfRoot: a file or a directory in whose way somebody has
-// put a link stays. Failures are logged; where files are returned, they are those at which the machine
-// failed, and which may still be there.
+// put a link stays. Failures are logged; what is returned is that at which the machine failed, and which may
+// still be there.
 
 /// Takes back files that were just made, by their paths alone.
 void unpublish(const std::vector<std::filesystem::path> &links);
@@ -44,10 +44,11 @@ enum class CopiedLinks {
 std::vector<PlannedFile> takeBackFiles(const PublicationPlan &plan, CopiedLinks copiedLinks);
 
 /// Takes back what an interrupted publication has left: the files, and then the directories that are empty.
-std::vector<PlannedFile> takeBack(const PublicationPlan &plan);
+PublicationPlan takeBack(const PublicationPlan &plan);
 
-/// Takes back those of the files that are mappings of their source, or of one below it, and lead nowhere.
-std::vector<PlannedFile> takeBackDead(const PublicationPlan &plan);
+/// The same, but of the files only those that are mappings of their source, or of one below it, and lead
+/// nowhere.
+PublicationPlan takeBackDead(const PublicationPlan &plan);
 
 /// Takes back those of the listed files that are still mappings. The source of one that is returned is its
 /// own, or `source` where that could not be read.
@@ -55,6 +56,7 @@ std::vector<PlannedFile> removeMappings(const std::vector<std::filesystem::path>
                                         const std::filesystem::path &source);
 
 /// Removes those of the listed directories that exist and are empty.
-void removeEmptyDirectories(const std::vector<std::filesystem::path> &directories);
+std::vector<std::filesystem::path>
+removeEmptyDirectories(const std::vector<std::filesystem::path> &directories);
 
 } // namespace Core::KELP
