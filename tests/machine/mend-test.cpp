@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <array>
+
 namespace {
 
 using testing::AllOf;
@@ -12,7 +14,7 @@ using testing::Not;
 
 /// Damage that doctor has to tell: what is done to the machine, in "/", and what it says of it.
 struct Damage {
-    const char *deed;
+    std::string deed;
     const char *id;
     const char *kind;
     bool isRepairable;
@@ -24,6 +26,7 @@ protected:
 };
 
 TEST_F(MendTest, MendsWhatLosesNothing) {
+    const std::string sources = "sqlite3 var/lib/trusted-sources/db.sqlite3 ";
     // Damage of one round does not touch that of another row in it.
     const std::vector<Damage> rounds[] = {
         {{"rm usr/bin/org.example.notes", "org.example.notes", "missing", true},
@@ -34,8 +37,7 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
          {"mkdir -p opt/app/org.example.gone/1-1/data; "
           "printf 'org.example.gone\\n1-1\\nI\\n' >var/lib/kelp/installation",
           "org.example.gone", "leftover", true},
-         {"sqlite3 var/lib/trusted-sources/db.sqlite3 'DELETE FROM packages'", "org.example.notes", "unbound",
-          true}},
+         {sources + "'DELETE FROM packages'", "org.example.notes", "unbound", true}},
         {{"sed -i 1s/...$// opt/app/org.example.notes/current/symlink.list", "org.example.notes", "unlisted",
           true},
          {"cd opt/app/org.example.ticker; cp -r 3-1 2-1; sed -i s/3-1/2-1/ 2-1/velura.pkg; cd /",
@@ -45,9 +47,8 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
           "unfinished-update", true},
          {"mkdir -p opt/kelp/install/org.example.gone", "org.example.gone", "leftover", true},
          {"rm var/lib/kelp/registry", "org.example.ticker", "unregistered", true},
-         {"sqlite3 var/lib/trusted-sources/db.sqlite3 \"UPDATE packages SET "
-          "source_keyid='.no.source.apps'\"",
-          "org.example.notes", "unbound", true}},
+         {sources + "\"UPDATE packages SET source_keyid='.no.source.apps'\"", "org.example.notes", "unbound",
+          true}},
         {{"> opt/app/org.example.ticker/current/generated.dir.list", "org.example.ticker", "unlisted", true},
          {"printf 'x\\na y\\n' >>var/lib/kelp/registry", "", "unreadable-lines", true},
          {"ln -s /opt/app/org.example.gone/current/bin/fox usr/bin; mkdir -p usr/share/common/o/a; "
@@ -69,8 +70,7 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
          {"echo org.example.reader >var/lib/kelp/removal; rm usr/bin/org.example.reader; "
           "echo timestamp=1 event=R package=org.example.reader keyid=1 >>var/lib/kelp/registry",
           "org.example.reader", "unfinished-update", true}},
-        {{"sqlite3 var/lib/trusted-sources/db.sqlite3 \"INSERT INTO packages VALUES('org.example.reader', "
-          "'.no.source.apps')\"",
+        {{sources + "\"INSERT INTO packages VALUES('org.example.reader', '.no.source.apps')\"",
           "org.example.reader", "orphan-binding", true}},
         // This is left for people.
         {{"rm -r opt/kelp/*; mkdir -p srv/2024; ln -s /srv opt/kelp/install; ln -s /srv opt/kelp/rescued; "
@@ -87,11 +87,9 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
          // A pipe, for whose writer nobody must wait.
          {"(cd opt/app/org.example.ticker/current; rm velura.pkg; mkfifo velura.pkg)", "org.example.ticker",
           "unreadable-descriptor", false},
-         {"sqlite3 var/lib/trusted-sources/db.sqlite3 \"INSERT INTO packages VALUES('gone', "
-          "'.no.source.apps')\"",
-          "gone", "orphan-binding", false},
-         {"sqlite3 var/lib/trusted-sources/db.sqlite3 \"UPDATE packages SET source_keyid='nowhere' WHERE "
-          "id='org.example.notes'\"",
+         {sources + "\"INSERT INTO packages VALUES('gone', '.no.source.apps')\"", "gone", "orphan-binding",
+          false},
+         {sources + "\"UPDATE packages SET source_keyid='no' WHERE id='org.example.notes'\"",
           "org.example.notes", "unbound", false}},
         // The foreign file of the round before is in its way: to complete it would take both versions.
         {{"cd opt/app/org.example.notes; cp -r 1.4.2-1 9-1; sed -i s/1.4.2-1/9-1/ 9-1/velura.pkg; "
@@ -103,7 +101,7 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
     for (const auto &round : rounds) {
         std::string deeds;
         for (const Damage &damage : round)
-            deeds += std::string(damage.deed) + '\n';
+            deeds += damage.deed + '\n';
         there(deeds);
         const std::string before = doctor("--json");
         const std::string left = doctor("--repair --json");
@@ -145,11 +143,7 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
     const std::string policy =
         "sqlite3 $IMAGE/var/lib/trusted-sources/db.sqlite3 \"UPDATE configuration SET data = ";
     const std::string descriptor = "$IMAGE/opt/app/org.example.sound/1-1/velura.pkg";
-    const struct {
-        std::string deed;
-        std::string arguments;
-        std::string answer;
-    } rows[] = {
+    const std::array<std::string, 3> rows[] = {
         {"true", "2", refused + "The package does not have a developer's signature" + status},
         {sign + "K1 CN=D; touch $IMAGE/srv/1; ln -s /srv $IMAGE/opt/kelp/install", "2",
          "kelpctl: /root/sound-2.rpm: The unpacking directory is not the package manager's own: "

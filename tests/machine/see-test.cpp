@@ -2,6 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <array>
+#include <tuple>
+
 namespace {
 
 using testing::AllOf;
@@ -27,11 +30,7 @@ TEST_F(SeeTest, ALookChangesNothing) {
 }
 
 TEST_F(SeeTest, SaysHowEachApplicationStands) {
-    const struct {
-        const char *deed;
-        const char *id;
-        const char *standing;
-    } rows[] = {
+    const std::array<const char *, 3> rows[] = {
         {"true", "org.example.notes", R"("version":"1.4.2-1","state":"store","reason":"")"},
         {"true", "io.velura.dialer", R"("version":"11.2-1","state":"rpm","reason":"system developer")"},
         {"true", "com.example.phone",
@@ -75,11 +74,7 @@ TEST_F(SeeTest, SaysHowEachApplicationStands) {
 
 TEST_F(SeeTest, ADamagedFileCostsWhatItAloneTells) {
     const std::string isNone = ": file is not a database";
-    const struct {
-        std::string file;
-        std::string told;
-        std::vector<const char *> looks;
-    } rows[] = {
+    const std::tuple<std::string, std::string, std::vector<const char *>> rows[] = {
         {"/var/lib/trusted-sources/db.sqlite3", isNone, {"status", "list", "info org.example.notes"}},
         {"/var/lib/rpm/rpmdb.sqlite", ": Couldn't read the rpm database", {"status"}},
         {"/var/lib/package-signatures/signatures.sqlite3", isNone, {"status"}},

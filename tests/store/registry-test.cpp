@@ -11,6 +11,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <tuple>
+
 namespace {
 
 using namespace Core::KELP;
@@ -46,12 +48,7 @@ TEST_F(RegistryTest, ANewRecordDropsThoseOfItsChainOfKeys) {
                                 "timestamp=5 event=I package=p keyid=X\n";
     const std::string others =
         "timestamp=2 event=I package=q keyid=K1\ntimestamp=5 event=I package=p keyid=X\n";
-    const struct {
-        RegistryEvent event;
-        std::string key;
-        std::vector<std::string> previous;
-        std::string result;
-    } rows[] = {
+    const std::tuple<RegistryEvent, std::string, std::vector<std::string>, std::string> rows[] = {
         {RegistryEvent::Install, "K1", {}, others + "timestamp=9 event=I package=p keyid=K1\n"},
         {RegistryEvent::Remove, "K1", {}, others + "timestamp=9 event=R package=p keyid=K1\n"},
         {RegistryEvent::Install,
@@ -66,11 +63,11 @@ TEST_F(RegistryTest, ANewRecordDropsThoseOfItsChainOfKeys) {
          "timestamp=9 event=U package=p keyid=K1\n"},
         {RegistryEvent::Install, "Y", {}, history + "timestamp=9 event=I package=p keyid=Y\n"},
     };
-    for (const auto &row : rows) {
+    for (const auto &[event, key, previous, result] : rows) {
         writeFile(file(), history);
         writeFile(file().string() + ".next", "left behind by a crash");
-        EXPECT_TRUE(write(row.event, row.key, row.previous));
-        EXPECT_EQ(readFile(file()), row.result);
+        EXPECT_TRUE(write(event, key, previous));
+        EXPECT_EQ(readFile(file()), result);
     }
     EXPECT_EQ(out.take(), "");
 }

@@ -202,4 +202,15 @@ TEST_F(InterruptionTest, UpdateAndRemovalTakeBackWhatWasPublishedAndNothingElse)
     }
 }
 
+TEST_F(InterruptionTest, WhatWasLeftBehindGoesWhereItIsOursAndDead) {
+    database.install(stageAll(), extras());
+    fs::create_symlink(stored("current/bin/gone"), at("usr/bin/gone"));
+    fs::create_symlink(at("nowhere"), at("usr/bin/other"));
+    for (const char *name : {"tool", "gone", "other"})
+        noteLeftBehind(id, {{{at("usr/bin") / name, stored("current")}}, {}});
+    takeBackLeftBehind(id);
+    EXPECT_THAT(contentOf("usr/bin"), UnorderedElementsAre("tool", "other"));
+    EXPECT_FALSE(fs::exists(leftBehindFile(id)));
+}
+
 } // namespace
