@@ -2,7 +2,10 @@
 
 #include "kelp/core/common/errors/category-of-rows.h"
 #include "kelp/core/common/errors/error-category.h"
+#include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/files/file-descriptor.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 
 #include <string>
@@ -27,6 +30,14 @@ TEST(ErrorCategory, FallsBackToInternalAndKeepsAStrangersName) {
         EXPECT_EQ(described.name, "");
         EXPECT_EQ(described.shortName, name);
     }
+}
+
+TEST(Error, NamesWhatWasReachedByADescriptor) {
+    const Common::FileDescriptor directory(::open("/usr", O_RDONLY | O_CLOEXEC));
+    const std::string path = "/proc/self/fd/" + std::to_string(directory.get());
+    EXPECT_STREQ(Common::Error(ErrorCode::Internal, "of " + path + "/x and " + path).what(),
+                 "of /usr/x and /usr");
+    EXPECT_STREQ(Common::Error(ErrorCode::Internal, "/proc/self/fd/9999/x").what(), ".../x");
 }
 
 } // namespace

@@ -118,13 +118,14 @@ TEST_F(KelpCtlTest, DocumentsHoldWhatToolsNeed) {
                             {"text", "[/opt/place/file] Installation not allowed in this location"}};
     EXPECT_THAT(first.at("findings").as_array(), testing::Contains(found));
     EXPECT_THAT(out(), Not(HasSubstr("directory-empty")));
-    EXPECT_EQ(document.at("packages").at(1), (json::value{{"file", "/nowhere.rpm"},
-                                                          {"id", nullptr},
-                                                          {"version", nullptr},
-                                                          {"profile", "regular"},
-                                                          {"verdict", "incomplete"},
-                                                          {"reason", "Couldn't open rpm package"},
-                                                          {"findings", json::array()}}));
+    EXPECT_EQ(document.at("packages").at(1),
+              (json::value{{"file", "/nowhere.rpm"},
+                           {"id", nullptr},
+                           {"version", nullptr},
+                           {"profile", "regular"},
+                           {"verdict", "incomplete"},
+                           {"reason", "Couldn't open rpm package: No such file or directory"},
+                           {"findings", json::array()}}));
 
     EXPECT_EQ(run("validate --output sarif faulty.rpm"), 1);
     const json::value sarif = json::parse(out()).at("runs").at(0);

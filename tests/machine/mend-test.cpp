@@ -181,7 +181,8 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
         {"true", "2", refused + "Attempt to downgrade the package" + status},
         {"cp $IMAGE/root/sound-2.rpm $IMAGE/root/odd.rpm; echo >>$IMAGE/root/odd.rpm", "/root/odd.rpm",
          "kelpctl: /root/odd.rpm: The payload does not match its digest" + status},
-        {"true", "/root/none.rpm", "kelpctl: /root/none.rpm: Couldn't open rpm package\nstatus 2\n"},
+        {"true", "/root/none.rpm",
+         "kelpctl: /root/none.rpm: Couldn't open rpm package: No such file or directory\nstatus 2\n"},
     };
     const std::string before = run(traces);
     run("cp " KELP_RPMS "/sound-?.rpm $IMAGE/root; put_file /var/lib/developer-moded/developer-moded.conf "
@@ -214,6 +215,11 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
                 HasSubstr("kelpctl: /root/sound-1.rpm: Couldn't look at file: "));
     EXPECT_EQ(run(traces), before);
     EXPECT_THAT(kelpctl("history org.example.sound --json"), HasSubstr("\"event\":\"R\""));
+
+    run("put_file /etc/kelp/kelp.conf <<<$'[kelp]\ndatabase_directory=/opt/apps\nhook=x'");
+    EXPECT_THAT(doctor("org.example.notes"),
+                AllOf(HasSubstr("the key kelp.hook has no effect"), HasSubstr("the store is at /opt/apps")));
+    run("rm $IMAGE/etc/kelp/kelp.conf");
 
     run("rm -r $IMAGE/opt/app/org.example.reader");
     EXPECT_THAT(kelpctl("status --check"), HasSubstr("lost"));

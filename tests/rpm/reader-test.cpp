@@ -51,14 +51,22 @@ TEST(Reader, RefusesWhatIsNoPackage) {
     writeFile(directory.path() / "empty", "");
     writeFile(directory.path() / "in-lead", whole.substr(0, 50));
     writeFile(directory.path() / "in-header", whole.substr(0, 1500));
+    writeFile(directory.path() / "damaged", std::string(whole).replace(whole.find("Files of"), 5, "Piles"));
 
     // Nobody writes to it: who waits for that waits for good.
     ASSERT_EQ(::mkfifo((directory.path() / "pipe").c_str(), 0600), 0);
 
     CapturedOutput complaints(CapturedOutput::Stream::Error);
-    for (const char *name : {"text", "empty", "in-lead", "in-header", ".", "pipe"})
+    const std::pair<const char *, const char *> rows[] = {
+        {"text", "it is no rpm package"},    {"empty", "it is no rpm package"},
+        {"in-lead", "it is cut short"},      {"in-header", "it is cut short"},
+        {".", "it is a directory"},          {"pipe", "it is no regular file"},
+        {"damaged", "its header is damaged"}};
+    for (const auto &[name, reason] : rows)
         EXPECT_THAT([&] { Reader(directory.path() / name); },
-                    raises(ErrorCode::BadPackageFileFormat, "Couldn't read rpm package"))
+                    testing::Throws<Common::Error>(testing::AllOf(
+                        testing::Property(&Common::Error::what, testing::StrEq("Couldn't read rpm package")),
+                        testing::Property(&Common::Error::systemReason, reason))))
             << name;
     EXPECT_THAT([&] { Reader(directory.path() / "missing"); },
                 raises(ErrorCode::FileNotFound, "Couldn't open rpm package"));

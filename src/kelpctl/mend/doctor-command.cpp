@@ -4,6 +4,7 @@
 #include "kelpctl/shown-text.h"
 #include "kelpctl/terminal.h"
 
+#include "kelp/core/common/configuration.h"
 #include "kelp/core/common/writer-lock.h"
 #include "kelp/core/kelp/mending/examination.h"
 
@@ -69,6 +70,8 @@ ExitStatus doctor(const DoctorArguments &arguments, std::ostream &output) {
     if (arguments.isRepair && !arguments.look.root.empty())
         throw std::runtime_error("--repair works on the running machine: chroot into an image for it");
     const Machine machine(arguments.look);
+    for (const std::string &remark : Core::configurationRemarks())
+        std::cerr << "kelpctl: /etc/kelp/kelp.conf: " << shown(remark) << '\n';
     const auto unknown = Core::KELP::unknownIds(machine.configuration(), arguments.ids);
     for (const std::string &id : unknown)
         std::cerr << "kelpctl: this machine knows nothing of " << shown(id) << '\n';

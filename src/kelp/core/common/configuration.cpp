@@ -6,6 +6,8 @@
 #include <boost/property_tree/ini_parser.hpp>
 #include <boost/property_tree/ptree.hpp>
 
+#include <algorithm>
+#include <array>
 #include <memory>
 #include <string>
 
@@ -15,6 +17,14 @@ namespace {
 
 using Common::LogLevel;
 using Common::LogStream;
+
+constexpr const char *configurationFile = "/etc/kelp/kelp.conf";
+
+constexpr const char *databaseDirectoryKey = "kelp.database_directory";
+constexpr const char *tempDirectoryKey = "kelp.temp_directory";
+constexpr const char *hookDirectoryKey = "kelp.hook_directory";
+constexpr const char *sourcesKey = "trusted_sources.database_path";
+constexpr const char *defaultDatabaseDirectory = "/opt/app";
 
 boost::property_tree::ptree load(const std::filesystem::path &file, Configuration::Missing missing) {
     boost::property_tree::ptree tree;
@@ -41,15 +51,36 @@ std::filesystem::path value(const boost::property_tree::ptree &tree, const char 
 } // namespace
 
 Configuration::Configuration(Missing missing) :
-    Configuration(Common::belowRoot("/etc/kelp/kelp.conf"), missing) {}
+    Configuration(Common::belowRoot(configurationFile), missing) {}
 
 Configuration::Configuration(const std::filesystem::path &file, Missing missing) {
     const boost::property_tree::ptree tree = load(file, missing);
-    databaseDirectory_ = value(tree, "kelp.database_directory", "/opt/app");
-    tempDirectory_ = value(tree, "kelp.temp_directory", "/opt/kelp/tmp");
-    hookDirectory_ = value(tree, "kelp.hook_directory", "/usr/share/kelp/hooks.d");
-    trustedSourcesDatabasePath_ =
-        value(tree, "trusted_sources.database_path", "/var/lib/trusted-sources/db.sqlite3");
+    databaseDirectory_ = value(tree, databaseDirectoryKey, defaultDatabaseDirectory);
+    tempDirectory_ = value(tree, tempDirectoryKey, "/opt/kelp/tmp");
+    hookDirectory_ = value(tree, hookDirectoryKey, "/usr/share/kelp/hooks.d");
+    trustedSourcesDatabasePath_ = value(tree, sourcesKey, "/var/lib/trusted-sources/db.sqlite3");
+}
+
+std::vector<std::string> configurationRemarks() {
+    constexpr std::array known = {databaseDirectoryKey, tempDirectoryKey, hookDirectoryKey, sourcesKey};
+    std::vector<std::string> remarks;
+    boost::property_tree::ptree tree;
+    try {
+        boost::property_tree::read_ini(Common::belowRoot(configurationFile).string(), tree);
+    } catch (const boost::property_tree::ini_parser_error &) {
+        return {}; // Whoever loads it has told.
+    }
+    for (const auto &[section, keys] : tree) {
+        if (keys.empty())
+            remarks.push_back("the key " + section + " has no effect");
+        for (const auto &[key, text] : keys)
+            if (std::ranges::find(known, section + '.' + key) == known.end())
+                remarks.push_back("the key " + section + '.' + key + " has no effect");
+    }
+    const auto store = tree.get<std::string>(databaseDirectoryKey, defaultDatabaseDirectory);
+    if (std::filesystem::path("/") / store != defaultDatabaseDirectory)
+        remarks.push_back("the store is at " + store + ", and not at " + defaultDatabaseDirectory);
+    return remarks;
 }
 
 Configuration &Configuration::instance() {

@@ -2,7 +2,15 @@
 
 #include "kelp/core/common/i-configuration.h"
 
+#include <string>
+#include <vector>
+
 namespace Core {
+
+/// What of etc/kelp/kelp.conf below the root prefix its writer may not have meant, a text each: keys that
+/// have no effect, and a store at another place than the usual one. None for a file that is missing or
+/// malformed.
+std::vector<std::string> configurationRemarks();
 
 /// The configuration as an ini file gives it:
 ///

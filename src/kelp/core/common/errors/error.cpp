@@ -1,5 +1,6 @@
 #include "kelp/core/common/errors/error.h"
 
+#include "kelp/core/common/errors/descriptor-names.h"
 #include "kelp/core/common/errors/error-category.h"
 
 #include <cerrno>
@@ -9,13 +10,18 @@
 namespace Common {
 
 Error::Error(std::error_code code, std::string message) :
-    std::system_error(code), message_(std::move(message)) {}
+    std::system_error(code), message_(withNames(std::move(message))) {}
 
 Error::Error(ErrorCode code, std::string message) : Error(ErrorCategory::make(code), std::move(message)) {}
 
 Error::Error(ErrorCode code, std::string message, int systemError) : Error(code, std::move(message)) {
     systemReason_ = std::generic_category().message(systemError);
     systemError_ = systemError;
+}
+
+Error Error::because(std::string reason) && {
+    systemReason_ = std::move(reason);
+    return std::move(*this);
 }
 
 Error Error::causedBy(const std::exception &failure) && {
@@ -37,7 +43,7 @@ int systemErrorOf(const std::exception &failure) {
 std::string explainedText(const std::exception &error) {
     const auto *own = dynamic_cast<const Error *>(&error);
     const std::string reason = own ? own->systemReason() : "";
-    return error.what() + (reason.empty() ? "" : ": " + reason);
+    return withNames(error.what()) + (reason.empty() ? "" : ": " + reason);
 }
 
 } // namespace Common

@@ -25,8 +25,12 @@ public:
     /// The text as given to the constructor: no category, no number, no fixed message.
     const char *what() const noexcept override { return message_.c_str(); }
 
-    /// What the system answered; empty when it was not asked, or nobody has kept the answer.
+    /// What the system answered, or what was found in place of that; empty when it was not asked, or nobody
+    /// has kept the answer.
     const std::string &systemReason() const { return systemReason_; }
+
+    /// Keeps why, for people.
+    Error because(std::string reason) &&;
 
     /// Keeps the errno of the failure that this one is raised for.
     Error causedBy(const std::exception &failure) &&;

@@ -1,5 +1,7 @@
 #include "kelp/core/common/errors/log-stream.h"
 
+#include "kelp/core/common/errors/descriptor-names.h"
+
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -73,7 +75,7 @@ LogStream::~LogStream() {
     if (stream_.tellp() <= 0)
         return;
     // Line by line, so that the log of a killed run holds all that was said.
-    const std::string text = std::move(stream_).str();
+    const std::string text = withNames(std::move(stream_).str());
     const std::string message = prefix(level_) + (shownBy ? shownBy(text) : text);
     std::cout << (isOutputTheJournal() ? withPriority(level_, message) : message) << '\n' << std::flush;
     // A line that could not be written is lost and fails nothing; the next one may go through again.

@@ -17,14 +17,14 @@ namespace Common {
 namespace {
 
 /// Turns the -1 of a system call into an exception with that call's errno.
-void check(ssize_t result, const fs::path &path) {
+void check(ssize_t result, const fs::path &path, const char *what = "cannot write") {
     if (result < 0)
-        throw fs::filesystem_error("cannot write", path, std::error_code(errno, std::system_category()));
+        throw fs::filesystem_error(what, path, std::error_code(errno, std::system_category()));
 }
 
 FileDescriptor opened(const fs::path &path, int flags) {
     FileDescriptor file(::open(path.c_str(), flags | O_CLOEXEC, 0666));
-    check(file.get(), path);
+    check(file.get(), path, "cannot open");
     return file;
 }
 
@@ -38,10 +38,12 @@ void writeAll(const FileDescriptor &file, std::string_view content, const fs::pa
     }
 }
 
+constexpr const char *cannotRead = "cannot read";
+
 /// A sparse file claims what no memory holds.
 void requireText(const FileDescriptor &file, std::uintmax_t longest, const fs::path &path) {
     struct stat status {};
-    check(::fstat(file.get(), &status), path);
+    check(::fstat(file.get(), &status), path, cannotRead);
     if (!S_ISREG(status.st_mode) || static_cast<std::uintmax_t>(status.st_size) > longest)
         throw fs::filesystem_error("no file of a size to read", path,
                                    std::make_error_code(std::errc::invalid_argument));
@@ -54,7 +56,7 @@ std::string readAll(const FileDescriptor &file, const fs::path &path) {
         const ssize_t got = ::read(file.get(), buffer.data(), buffer.size());
         if (got < 0 && errno == EINTR)
             continue;
-        check(got, path);
+        check(got, path, cannotRead);
         if (got == 0)
             return content;
         content.append(buffer.data(), static_cast<std::size_t>(got));
@@ -132,9 +134,13 @@ std::optional<std::string> readIfExists(const fs::path &path, std::uintmax_t lon
                          if (fs::symlink_status(path).type() == fs::file_type::not_found)
                              return std::nullopt;
                          const FileDescriptor file = opened(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
-                         requireText(file, longest, path);
-                         return readAll(file, path);
+                         return readText(file, path, longest);
                      });
+}
+
+std::string readText(const FileDescriptor &file, const fs::path &path, std::uintmax_t longest) {
+    requireText(file, longest, path);
+    return readAll(file, path);
 }
 
 void flushFilesystem(const fs::path &path) {

@@ -9,6 +9,8 @@
 
 namespace Common {
 
+class FileDescriptor;
+
 // Writing that survives a power cut. All raise ErrorCode::Filesystem after logging the system's reason.
 
 /// Writes `content` to `path`, replacing what it held, and has it on disk on return. Raises "Unable to open
@@ -45,6 +47,10 @@ constexpr std::uintmax_t longestText = std::uintmax_t(64) << 20;
 /// cannot be read, is longer than `longest`, or is no regular file: for the writer of a pipe nobody waits.
 std::optional<std::string> readIfExists(const std::filesystem::path &path,
                                         std::uintmax_t longest = longestText);
+
+/// The same of an open file, which `path` names. Raises std::filesystem::filesystem_error.
+std::string readText(const FileDescriptor &file, const std::filesystem::path &path,
+                     std::uintmax_t longest = longestText);
 
 /// Has everything on disk that was written to the filesystem on which `path` lies.
 void flushFilesystem(const std::filesystem::path &path);

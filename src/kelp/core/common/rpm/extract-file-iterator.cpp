@@ -63,7 +63,8 @@ std::shared_ptr<rpmfiles_s> searchableFileList(const Reader &reader) {
     for (rpm_count_t i = 0; count > searchedAnyhow && i < count; ++i) {
         std::string name = nameAt(files.get(), static_cast<int>(i));
         if (name < last)
-            throw Error(ErrorCode::BadPackageFileFormat, "Couldn't read rpm package");
+            throw Error(ErrorCode::BadPackageFileFormat, "Couldn't read rpm package")
+                .because("its long file list is out of order");
         last = std::move(name);
     }
     return files;

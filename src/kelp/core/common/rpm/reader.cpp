@@ -3,6 +3,7 @@
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/files/file-descriptor.h"
 #include "kelp/core/common/rpm/initialise.h"
+#include "kelp/core/common/rpm/package-defect.h"
 #include "kelp/core/common/rpm/tag-data.h"
 
 #include <fcntl.h>
@@ -16,6 +17,7 @@
 #include <rpm/rpmts.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <new>
 #include <optional>
@@ -26,16 +28,28 @@ namespace Common::Rpm {
 
 namespace {
 
+[[noreturn]] void refuse(const std::string &reason) {
+    throw Error(ErrorCode::BadPackageFileFormat, "Couldn't read rpm package").because(reason);
+}
+
 /// By way of a descriptor, which is looked at: librpm's own open would wait for the writer of a pipe.
 std::shared_ptr<_FD_s> open(const std::filesystem::path &package) {
     const FileDescriptor found(::open(package.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status = {};
-    if (found.get() >= 0 && (::fstat(found.get(), &status) != 0 || !S_ISREG(status.st_mode)))
-        throw Error(ErrorCode::BadPackageFileFormat, "Couldn't read rpm package");
+    if (found.get() < 0 || ::fstat(found.get(), &status) != 0)
+        throw Error(ErrorCode::FileNotFound, "Couldn't open rpm package", errno);
+    if (!S_ISREG(status.st_mode))
+        refuse(S_ISDIR(status.st_mode) ? "it is a directory" : "it is no regular file");
     FD_t file = Fopen(("/proc/self/fd/" + std::to_string(found.get())).c_str(), "r.ufdio");
     if (!file)
-        throw Error(ErrorCode::FileNotFound, "Couldn't open rpm package");
+        throw Error(ErrorCode::FileNotFound, "Couldn't open rpm package", errno);
     return {file, Fclose};
+}
+
+std::string reasonOf(rpmRC result, FD_t file) {
+    if (result == RPMRC_NOKEY || result == RPMRC_NOTTRUSTED)
+        return "its signature is not trusted";
+    return packageDefect(Fileno(file));
 }
 
 std::shared_ptr<headerToken_s> readHeader(FD_t file, const std::filesystem::path &package,
@@ -53,7 +67,10 @@ std::shared_ptr<headerToken_s> readHeader(FD_t file, const std::filesystem::path
     // A package that the policy refuses comes with a header all the same.
     std::shared_ptr<headerToken_s> owner(header, headerFree);
     if (result != RPMRC_OK)
-        throw Error(ErrorCode::BadPackageFileFormat, "Couldn't read rpm package");
+        refuse(reasonOf(result, file));
+    // Its files are what a package is built from, and belong to no place of a system.
+    if (headerIsEntry(header, RPMTAG_SOURCEPACKAGE) != 0)
+        refuse("it is a source package");
     return owner;
 }
 
@@ -118,7 +135,7 @@ std::shared_ptr<rpmfiles_s> Reader::fileList() const {
     if (!fileList_)
         fileList_ = {rpmfilesNew(nullptr, header(), 0, RPMFI_KEEPHEADER), rpmfilesFree};
     if (!fileList_)
-        throw Error(ErrorCode::BadPackageFileFormat, "Couldn't read rpm package");
+        refuse("its file list contradicts itself");
     return fileList_;
 }
 

@@ -26,7 +26,8 @@ public:
     /// Opens a package file and reads its header; librpm reports what it objects to on standard error. The
     /// file stays open as long as a copy of the reader lives. Raises ErrorCode::FileNotFound "Couldn't open
     /// rpm package", or ErrorCode::BadPackageFileFormat "Couldn't read rpm package" for a file that is no
-    /// package, as a pipe or a directory, is cut short or is refused by the policy.
+    /// package of programs, as a pipe, a directory or a source package, is cut short or is refused by the
+    /// policy; the error's reason says which.
     explicit Reader(const std::filesystem::path &package, Signatures signatures = Signatures::OfMachine);
 
     /// Looks at a header, not null, that belongs to another: the reader and its copies are valid only as long

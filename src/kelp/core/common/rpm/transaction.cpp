@@ -30,25 +30,33 @@ std::shared_ptr<rpmts_s> makeTransactionSet() {
     return transactionSet;
 }
 
-/// Notices whether rpm logs an error while the object lives; the log's readers see it all the same.
+/// Notices whether rpm logs an error while the object lives; whoever reads the log sees it all the same, then
+/// and later.
 class ErrorWatch {
 public:
-    ErrorWatch() { rpmlogSetCallback(notice, this); }
+    ErrorWatch() : outer_(innermost_), reader_(rpmlogSetCallback(notice, this)) { innermost_ = this; }
     ErrorWatch(const ErrorWatch &) = delete;
     ErrorWatch &operator=(const ErrorWatch &) = delete;
-    ~ErrorWatch() { rpmlogSetCallback(nullptr, nullptr); }
+    ~ErrorWatch() {
+        innermost_ = outer_;
+        rpmlogSetCallback(reader_, outer_);
+    }
 
     bool sawError() const { return sawError_; }
 
 private:
-    static int notice(rpmlogRec record, rpmlogCallbackData watch) {
+    static int notice(rpmlogRec record, rpmlogCallbackData data) {
+        auto &watch = *static_cast<ErrorWatch *>(data);
         // That one answers as one without any record does, and is told by a warning.
         const bool isDummy = std::strstr(rpmlogRecMessage(record), "using dummy database") != nullptr;
         if (rpmlogRecPriority(record) <= RPMLOG_ERR || isDummy)
-            static_cast<ErrorWatch *>(watch)->sawError_ = true;
-        return RPMLOG_DEFAULT;
+            watch.sawError_ = true;
+        return watch.reader_ ? watch.reader_(record, watch.outer_) : RPMLOG_DEFAULT;
     }
 
+    static inline ErrorWatch *innermost_ = nullptr;
+    ErrorWatch *outer_;     ///< The one whose walk looks something up here.
+    rpmlogCallback reader_; ///< Of `outer_`, or of the whole program, which takes no data.
     bool sawError_ = false;
 };
 

@@ -4,6 +4,7 @@
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/errors/reraise-as.h"
 #include "kelp/core/common/files/durable-file.h"
+#include "kelp/core/common/files/file-descriptor.h"
 #include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/places.h"
@@ -11,8 +12,10 @@
 
 #include <boost/algorithm/string/replace.hpp>
 
+#include <fcntl.h>
+
+#include <cerrno>
 #include <fstream>
-#include <utility>
 
 namespace fs = std::filesystem;
 
@@ -24,11 +27,12 @@ using Common::Error;
 using Common::ErrorCode;
 
 std::string readOldFile(const fs::path &path) {
-    auto content = Common::reraiseAs(ErrorCode::Filesystem, "Failed to read resource integrityd file",
-                                     [&] { return Common::readIfExists(path); });
-    if (!content)
-        throw Error(ErrorCode::Filesystem, "Failed to open resource integrityd file");
-    return std::move(*content);
+    // Not to wait for the writer of a pipe.
+    const Common::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (file.get() < 0)
+        throw Error(ErrorCode::Filesystem, "Failed to open resource integrityd file", errno);
+    return Common::reraiseAs(ErrorCode::Filesystem, "Failed to read resource integrityd file",
+                             [&] { return Common::readText(file, path); });
 }
 
 void writeResource(const fs::path &path, const std::string &content) {

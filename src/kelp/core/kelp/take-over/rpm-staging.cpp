@@ -77,7 +77,7 @@ void copyInstalledFile(const RpmPackage &package, const RpmPackage::FileEntry &e
     const FoundFile found(entry.path);
     if (!found.isThere()) {
         LogStream(LogLevel::Warning) << "Attempt to copy a non-existent file during package migration: "
-                                     << entry.path;
+                                     << fs::path(entry.path);
         return;
     }
     const fs::path target = staging / package.packagePath(entry);

@@ -1,0 +1,56 @@
+#include "kelp/core/common/rpm/package-defect.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+namespace Common::Rpm {
+
+namespace {
+
+using namespace std::string_view_literals;
+
+constexpr auto leadMagic = "\xed\xab\xee\xdb"sv;
+constexpr off_t leadSize = 96;
+constexpr std::size_t introSize = 16; ///< Of a header: magic, number of entries, size of the data.
+
+off_t numberAt(const std::array<char, introSize> &bytes, std::size_t offset) {
+    std::uint32_t number = 0;
+    for (std::size_t i = offset; i < offset + 4; ++i)
+        number = number << 8 | static_cast<unsigned char>(bytes[i]);
+    return number;
+}
+
+/// Where the header that begins at `start` ends; nothing when its beginning is not there.
+std::optional<off_t> endOfHeader(int file, off_t start) {
+    std::array<char, introSize> intro{};
+    if (::pread(file, intro.data(), intro.size(), start) != std::ssize(intro))
+        return std::nullopt;
+    return start + static_cast<off_t>(introSize) + 16 * numberAt(intro, 8) + numberAt(intro, 12);
+}
+
+/// Signatures, filled up to a multiple of eight, and the header behind them.
+std::optional<off_t> endOfHeaders(int file) {
+    const auto signatures = endOfHeader(file, leadSize);
+    return signatures ? endOfHeader(file, (*signatures + 7) / 8 * 8) : std::nullopt;
+}
+
+} // namespace
+
+std::string packageDefect(int file) {
+    std::array<char, leadMagic.size()> magic{};
+    if (::pread(file, magic.data(), magic.size(), 0) != std::ssize(magic) ||
+        std::string_view(magic.data(), magic.size()) != leadMagic)
+        return "it is no rpm package";
+    struct stat status {};
+    const auto end = endOfHeaders(file);
+    if (::fstat(file, &status) != 0 || !end || *end > status.st_size)
+        return "it is cut short";
+    return "its header is damaged";
+}
+
+} // namespace Common::Rpm
