@@ -17,6 +17,7 @@
 
 #include <future>
 #include <iostream>
+#include <map>
 
 namespace KelpCtl {
 
@@ -32,10 +33,14 @@ namespace Tag = Common::Rpm::Tag;
 
 constexpr const char *wrongDigest = "The payload does not match its digest";
 
-/// Takes what goes to standard error, and keeps the one line of it that belongs to the validator's report.
+/// Of one id. More of them nobody reads.
+constexpr std::size_t mostShown = 100;
+constexpr std::string_view moreText = "and {0} more reports";
+
+/// Takes what goes to standard error, and gives on the one line of it that belongs to the validator's report.
 class ReportLines final : public std::streambuf {
 public:
-    std::vector<std::string> take() { return std::exchange(lines_, {}); }
+    explicit ReportLines(const LiveReport &live) : live_(live) {}
 
 protected:
     int_type overflow(int_type character) override {
@@ -51,13 +56,13 @@ private:
     static constexpr std::size_t longestLine = 4096;
 
     void end() {
-        if (line_.starts_with(beginning))
-            lines_.push_back(line_);
+        if (live_.line && line_.starts_with(beginning))
+            live_.line(line_);
         line_.clear();
     }
 
+    const LiveReport &live_;
     std::string line_;
-    std::vector<std::string> lines_;
 };
 
 /// Keeps what the core logs, which holds texts of packages as they are, from the streams: all that it has to
@@ -65,15 +70,13 @@ private:
 class Silence {
 public:
     // A stream without a buffer takes what it is given and drops it; with its buffer it is good again.
-    Silence() { Common::Rpm::silenceLibrary(); }
+    explicit Silence(const LiveReport &live) : lines_(live) { Common::Rpm::silenceLibrary(); }
     Silence(const Silence &) = delete;
     Silence &operator=(const Silence &) = delete;
     ~Silence() {
         std::cout.rdbuf(out_);
         std::cerr.rdbuf(error_);
     }
-
-    ReportLines &lines() { return lines_; }
 
 private:
     ReportLines lines_;
@@ -84,14 +87,16 @@ private:
 /// One package under one profile.
 class Judgement {
 public:
-    Judgement(std::string file, Validator::Profile profile, const JudgeOptions &options, ReportLines &lines) :
-        profile_(profile), options_(options), lines_(lines) {
+    Judgement(std::string file, Validator::Profile profile, const JudgeOptions &options) :
+        profile_(profile), options_(options) {
         report_.file = std::move(file);
         report_.profile = Validator::profileName(profile);
     }
 
     PackageReport take() && {
-        takeLines();
+        for (const auto &[id, shown] : shown_)
+            if (shown.more > 0)
+                tellMore(shown);
         return std::move(report_);
     }
 
@@ -184,22 +189,42 @@ private:
             progress.step();
         };
         trial.conveyance = std::make_shared<Lookahead>();
+        trial.mostOfId = options_.live.finding ? Validator::allOfId : mostShown;
         const std::string refusal = package.validate(workspace.path(), trial);
         if (!refusal.empty())
             conclude(Verdict::Refused, refusal);
     }
 
-    void takeLines() {
-        for (std::string &line : lines_.take())
-            report_.lines.push_back({report_.findings.size(), std::move(line)});
-    }
+    /// Of one id.
+    struct Shown {
+        std::size_t count = 0;
+        std::size_t more = 0;
+        std::size_t place = 0; ///< Of the finding that tells how many more there are.
+    };
 
     void report(Stage stage, const Validator::Message &message) {
-        takeLines();
         // Hidden from the report and its counts. The verdict is the validator's and stays: only what refuses
         // nothing can be hidden.
-        if (!options_.hidden.contains(std::string(message.entry.id)))
-            report_.findings.push_back({stage, message});
+        if (options_.hidden.contains(std::string(message.entry.id)))
+            return;
+        ++report_.counts[message.level];
+        if (options_.live.finding)
+            return options_.live.finding(message);
+        Shown &shown = shown_[message.entry.id];
+        if (shown.count < mostShown)
+            ++shown.count;
+        else if (++shown.more > 1)
+            return;
+        shown.place = report_.findings.size();
+        report_.findings.push_back({stage, message});
+    }
+
+    void tellMore(const Shown &shown) {
+        Validator::Message &message = report_.findings[shown.place].message;
+        message.strings = {std::to_string(shown.more)};
+        message.text = Validator::composeText(moreText, message.strings);
+        message.entry.text = moreText;
+        message.path.clear();
     }
 
     void conclude(Verdict verdict, const std::string &reason) {
@@ -210,15 +235,15 @@ private:
     PackageReport report_;
     Validator::Profile profile_;
     const JudgeOptions &options_;
-    ReportLines &lines_;
+    std::map<std::string_view, Shown> shown_;
 };
 
 } // namespace
 
 PackageReport judgePackage(const std::string &file, Validator::Profile profile, const JudgeOptions &options) {
     // One package at a time: the streams are the whole program's.
-    Silence silence;
-    Judgement judgement(file, profile, options, silence.lines());
+    const Silence silence(options.live);
+    Judgement judgement(file, profile, options);
     judgement.judge();
     return std::move(judgement).take();
 }

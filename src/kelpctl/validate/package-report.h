@@ -3,6 +3,7 @@
 #include "kelp/core/kelp/validator/framework/message.h"
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -22,12 +23,6 @@ struct ReportedFinding {
     Validator::Message message;
 };
 
-/// A line that the validator prints beside its findings.
-struct ReportedLine {
-    std::size_t position; ///< In front of the finding of that number.
-    std::string text;
-};
-
 /// What is to be said of one package under one profile. The texts are the package's own, not escaped.
 struct PackageReport {
     std::string file;
@@ -36,8 +31,9 @@ struct PackageReport {
     std::string profile;
     Verdict verdict = Verdict::Accepted;
     std::string reason; ///< Of any verdict but Accepted.
+    /// A hundred of each id, behind which one tells how many more there are.
     std::vector<ReportedFinding> findings;
-    std::vector<ReportedLine> lines; ///< In the order of their positions.
+    std::map<Validator::LogLevel, std::size_t> counts; ///< Of all findings.
 };
 
 /// "accepted", "refused" or "incomplete".

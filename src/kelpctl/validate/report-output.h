@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kelpctl/validate/package-judge.h"
 #include "kelpctl/validate/package-report.h"
 
 #include <cstddef>
@@ -14,6 +15,8 @@ class ReportOutput {
 public:
     virtual ~ReportOutput() = default;
 
+    /// Who takes the findings of a report before it is written; they are not in it then.
+    virtual LiveReport live() { return {}; }
     /// Called for each report as soon as there is one.
     virtual void write(const PackageReport &report) = 0;
     /// Called once, behind all of them.

@@ -62,7 +62,7 @@ std::string fitted(const std::string &line, std::size_t indent, int file) {
     return std::string(indent, ' ') + text;
 }
 
-std::string counted(std::ptrdiff_t count, const std::string &noun) {
+std::string counted(std::size_t count, const std::string &noun) {
     return std::to_string(count) + ' ' + noun + (count == 1 ? "" : "s");
 }
 
@@ -70,9 +70,11 @@ std::string counted(std::ptrdiff_t count, const std::string &noun) {
 std::string countsOf(const PackageReport &report) {
     std::string counts;
     const auto add = [&](const std::string &noun, auto... levels) {
-        const auto count = std::ranges::count_if(report.findings, [&](const ReportedFinding &finding) {
-            return ((finding.message.level == levels) || ...);
-        });
+        const auto of = [&](LogLevel level) {
+            const auto found = report.counts.find(level);
+            return found == report.counts.end() ? 0 : found->second;
+        };
+        const std::size_t count = (of(levels) + ...);
         if (count > 0)
             counts += (counts.empty() ? "" : ", ") + counted(count, noun);
     };
@@ -128,31 +130,27 @@ class LinesOutput final : public ReportOutput {
 public:
     explicit LinesOutput(std::ostream &output) : output_(output) {}
 
+    /// At once, as there may be millions.
+    LiveReport live() override {
+        // Both streams are flushed line by line, so that they stay in order where they lead to one file.
+        return {[this](const Validator::Message &message) {
+                    error_ << prefixOf(message.level) << shownText(message) << std::endl;
+                },
+                [this](const std::string &line) { error_ << shown(line) << std::endl; }};
+    }
     void write(const PackageReport &report) override {
-        auto line = report.lines.begin();
-        for (std::size_t i = 0; i <= report.findings.size(); ++i) {
-            for (; line != report.lines.end() && line->position == i; ++line)
-                std::cerr << shown(line->text) << std::endl;
-            if (i == report.findings.size())
-                break;
-            // Both streams are flushed line by line, so that they stay in order where they lead to one file.
-            const Validator::Message &message = report.findings[i].message;
-            std::cerr << prefixOf(message.level) << shownText(message) << std::endl;
-        }
-        // The next package's judging puts the stream in order again.
-        hasLostLines_ = hasLostLines_ || !std::cerr;
         const std::string reason = report.reason.empty() ? "" : ": " + shown(report.reason);
         output_ << shown(report.file) << ": " << nameOf(report.verdict) << reason << std::endl;
     }
 
     void finish() override {
-        if (hasLostLines_)
+        if (!error_)
             throw std::runtime_error("Couldn't write to standard error");
     }
 
 private:
     std::ostream &output_;
-    bool hasLostLines_ = false;
+    std::ostream error_{std::cerr.rdbuf()}; ///< While a package is judged, std::cerr leads nowhere.
 };
 
 } // namespace

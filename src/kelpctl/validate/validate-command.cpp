@@ -88,9 +88,7 @@ JudgeOptions optionsOf(const ValidateArguments &arguments) {
 ExitStatus statusOf(const PackageReport &report, const ValidateArguments &arguments) {
     if (report.verdict == Verdict::Incomplete)
         return ExitStatus::Trouble;
-    const bool hasWarning = std::ranges::any_of(report.findings, [](const ReportedFinding &finding) {
-        return finding.message.level == LogLevel::Warning;
-    });
+    const bool hasWarning = report.counts.contains(LogLevel::Warning);
     const bool fails = report.verdict == Verdict::Refused || (hasWarning && arguments.failOn == "warning");
     return fails ? ExitStatus::Refused : ExitStatus::Accepted;
 }
@@ -105,6 +103,7 @@ void leaveHome() {
 ExitStatus judgeFile(const std::string &file, const ValidateArguments &arguments, ReportOutput &output) {
     const bool isForAll = arguments.profile == allProfiles;
     JudgeOptions options = optionsOf(arguments);
+    options.live = output.live();
     ExitStatus best = ExitStatus::Trouble;
     for (const std::string &name : isForAll ? profileNames : std::vector{arguments.profile}) {
         const PackageReport report = judgePackage(file, Validator::profileFromName(name), options);

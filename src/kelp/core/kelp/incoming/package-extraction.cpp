@@ -51,12 +51,13 @@ PackageExtraction::PackageExtraction(const fs::path &destination, const fs::path
 std::string PackageExtraction::run(const ExtractFileIterator &package, const Judges &judges,
                                    const Steps &steps, Conveyance &conveyance) {
     const Validator::RpmMeta meta(package);
-    Validator::ContentValidator validator(judges.config, meta, judges.content);
+    Validator::ContentValidator validator(judges.config, meta, judges.content, judges.mostOfId);
     const bool isStrict = judges.config->validationEnabled();
     Run run{package, meta, validator, steps, conveyance, isStrict, PackageLinks(staging_, versionDirectory_)};
     try {
-        hasFailed(Validator::RpmMetaChecker(judges.config, meta, judges.header).validateMeta(),
-                  "package meta validation failed");
+        hasFailed(
+            Validator::RpmMetaChecker(judges.config, meta, judges.header, judges.mostOfId).validateMeta(),
+            "package meta validation failed");
         judge(run);
     } catch (...) {
         // What was unpacked by then stays, with no more than its permissions.

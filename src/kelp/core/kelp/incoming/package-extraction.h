@@ -38,6 +38,7 @@ public:
         std::shared_ptr<Validator::Config> config;
         Validator::FindingSink header = {};
         Validator::FindingSink content = {};
+        std::size_t mostOfId = Validator::allOfId; ///< As Validator::Logger takes it.
     };
 
     /// What is done beside the unpacking; empty functions do nothing. What they raise ends the run.

@@ -201,9 +201,9 @@ PackageStaging RpmPackage::extractPackageFile(const fs::path &destination,
 std::string RpmPackage::validate(const fs::path &destination, const Trial &trial) const {
     PackageExtraction extraction(destination, {}, mappings_, PackageExtraction::Failure::IsReported);
     Conveyance oneByOne;
-    return extraction.run(reopened(), {trial.config, trial.headerFindings, trial.contentFindings},
-                          {.beforeVerdict = trial.beforeVerdict},
-                          trial.conveyance ? *trial.conveyance : oneByOne);
+    return extraction.run(
+        reopened(), {trial.config, trial.headerFindings, trial.contentFindings, trial.mostOfId},
+        {.beforeVerdict = trial.beforeVerdict}, trial.conveyance ? *trial.conveyance : oneByOne);
 }
 
 } // namespace Core::KELP

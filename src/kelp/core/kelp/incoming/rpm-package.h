@@ -65,7 +65,8 @@ public:
         Validator::FindingSink headerFindings;
         Validator::FindingSink contentFindings;
         std::function<void()> beforeVerdict; ///< Called for each entry of the package; what it raises passes.
-        std::shared_ptr<Conveyance> conveyance; ///< Null: entry by entry.
+        std::shared_ptr<Conveyance> conveyance;    ///< Null: entry by entry.
+        std::size_t mostOfId = Validator::allOfId; ///< As Validator::Logger takes it.
     };
 
     /// Unpacks the package and reports all that the validator finds, without looking at signatures. Returns

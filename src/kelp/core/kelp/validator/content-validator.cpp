@@ -15,10 +15,11 @@
 
 namespace Validator {
 
-ContentValidator::ContentValidator(std::shared_ptr<Config> config, const RpmMeta &meta, FindingSink sink) :
+ContentValidator::ContentValidator(std::shared_ptr<Config> config, const RpmMeta &meta, FindingSink sink,
+                                   std::size_t mostOfId) :
     config_(std::move(config)),
     meta_(std::make_shared<RpmMeta>(meta)),
-    logger_(std::make_shared<Logger>(std::move(sink))),
+    logger_(std::make_shared<Logger>(std::move(sink), mostOfId)),
     desktop_(std::make_shared<Desktop>(meta_, config_, logger_)),
     // Files come in the order of the payload, so that what one checker needs of another is known in finish()
     // alone; the order here is that of the lines of the report.

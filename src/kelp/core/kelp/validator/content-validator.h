@@ -35,8 +35,9 @@ enum class ContentChecker : std::uint32_t {
 /// What a checker finds is never an exception. What prevents a checker from working is one, and passes.
 class ContentValidator {
 public:
-    /// The findings go to the sink; to standard error when it is empty.
-    ContentValidator(std::shared_ptr<Config> config, const RpmMeta &meta, FindingSink sink = {});
+    /// The findings go to the sink as Logger does it; to standard error when it is empty.
+    ContentValidator(std::shared_ptr<Config> config, const RpmMeta &meta, FindingSink sink = {},
+                     std::size_t mostOfId = allOfId);
 
     /// The directory below which the package is unpacked, and how the layout there differs from the system's.
     /// Called before finishContent().

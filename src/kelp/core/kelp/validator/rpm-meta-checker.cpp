@@ -14,8 +14,9 @@ constexpr std::string_view discouragedVendor = "ondine";
 
 } // namespace
 
-RpmMetaChecker::RpmMetaChecker(std::shared_ptr<Config> config, const RpmMeta &meta, FindingSink sink) :
-    config_(std::move(config)), meta_(meta), logger_(std::move(sink)) {}
+RpmMetaChecker::RpmMetaChecker(std::shared_ptr<Config> config, const RpmMeta &meta, FindingSink sink,
+                               std::size_t mostOfId) :
+    config_(std::move(config)), meta_(meta), logger_(std::move(sink), mostOfId) {}
 
 bool RpmMetaChecker::validateMeta() {
     const HeaderCheck check{meta_, *config_, logger_};

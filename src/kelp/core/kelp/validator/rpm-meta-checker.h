@@ -12,8 +12,9 @@ namespace Validator {
 /// scripts and the file list. It has a report of its own.
 class RpmMetaChecker {
 public:
-    /// The findings go to the sink; to standard error when it is empty.
-    RpmMetaChecker(std::shared_ptr<Config> config, const RpmMeta &meta, FindingSink sink = {});
+    /// The findings go to the sink as Logger does it; to standard error when it is empty.
+    RpmMetaChecker(std::shared_ptr<Config> config, const RpmMeta &meta, FindingSink sink = {},
+                   std::size_t mostOfId = allOfId);
 
     /// Runs all checks and returns whether the package failed. Takes
     /// n log n time for a package of n files.

@@ -30,7 +30,8 @@ void complain(const char *operation, ValidatorFlag flag) {
 
 } // namespace
 
-Logger::Logger(FindingSink sink) : sink_(sink ? std::move(sink) : print) {
+Logger::Logger(FindingSink sink, std::size_t mostOfId) :
+    sink_(sink ? std::move(sink) : print), mostOfId_(mostOfId) {
     for (std::uint32_t key = 0; key < flagCount; ++key)
         flags_.emplace(static_cast<ValidatorFlag>(key), false);
 }
@@ -41,10 +42,12 @@ void Logger::report(Message message) {
     errorSeen_ = errorSeen_ || message.level == LogLevel::Error;
     if (message.path.empty())
         message.path = path_;
-    // Level and text alone, as only these are compared: strings and path would double what a report keeps of
-    // a package that is all findings.
-    if (printed_.insert({message.level, message.text}).second)
-        sink_(message);
+    std::size_t &count = counts_[message.entry.id];
+    const bool isCounted = count >= mostOfId_;
+    if (!isCounted && !printed_.insert(static_cast<std::uint32_t>(message.level), message.text))
+        return;
+    count += isCounted ? 0U : 1U;
+    sink_(message);
 }
 
 void Logger::setFlag(ValidatorFlag flag, bool value) {
@@ -63,10 +66,6 @@ bool Logger::getFlag(ValidatorFlag flag) const {
 
 void Logger::setPrinting(void (*printing)(const Message &)) {
     print = printing;
-}
-
-std::size_t Logger::Hash::operator()(const Message &message) const {
-    return (std::hash<std::string>{}(message.text) * 2) ^ static_cast<std::size_t>(message.level);
 }
 
 bool takeVerdict(Logger &logger, const Config &config) {

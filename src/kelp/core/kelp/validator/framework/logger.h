@@ -1,15 +1,16 @@
 #pragma once
 
 #include "kelp/core/kelp/validator/framework/message.h"
+#include "kelp/core/kelp/validator/framework/text-set.h"
 
 #include <cstdint>
 #include <functional>
 #include <initializer_list>
+#include <limits>
 #include <new>
 #include <string>
 #include <string_view>
 #include <unordered_map>
-#include <unordered_set>
 #include <utility>
 
 namespace Validator {
@@ -37,13 +38,17 @@ enum class ValidatorFlag : std::uint32_t {
 /// Takes the findings of a stage, each distinct one once.
 using FindingSink = std::function<void(const Message &)>;
 
+/// No bound on what Logger remembers of one id.
+constexpr std::size_t allOfId = std::numeric_limits<std::size_t>::max();
+
 /// The report of one validation stage: turns findings into lines on standard error, or hands them to a sink
 /// in place of that, each distinct one once; keeps what the verdict needs, and holds the flags by which
 /// checkers leave facts for each other.
 class Logger {
 public:
-    /// An empty sink prints.
-    explicit Logger(FindingSink sink = {});
+    /// An empty sink prints. From an id's finding of the number `mostOfId` on, repeated ones are handed on
+    /// too: who shows no more than that has nothing to remember for the rest.
+    explicit Logger(FindingSink sink = {}, std::size_t mostOfId = allOfId);
 
     /// Reports a finding. The catalogue of the rule's type is the function
     ///
@@ -76,10 +81,6 @@ public:
     static void setPrinting(void (*print)(const Message &));
 
 private:
-    struct Hash {
-        std::size_t operator()(const Message &message) const;
-    };
-
     template<class Compose>
     void report(const Compose &compose) {
         Message message{LogLevel::Info, "[validator] Error while construct message"};
@@ -95,7 +96,9 @@ private:
 
     FindingSink sink_;
     std::string path_;
-    std::unordered_set<Message, Hash> printed_;
+    std::size_t mostOfId_;
+    std::unordered_map<std::string_view, std::size_t> counts_; ///< Of distinct findings, by id.
+    TextSet printed_;
     std::unordered_map<ValidatorFlag, bool> flags_;
     bool errorSeen_ = false;
     bool criticalSeen_ = false;

@@ -42,14 +42,6 @@ std::vector<std::string_view> foreignLibraries(const IElfReader &reader,
     return foreign;
 }
 
-std::unordered_set<std::string> embeddedImports(std::string_view rodata) {
-    std::unordered_set<std::string> imports;
-    scanEmbeddedImports(rodata, [&](const QmlImport &import) {
-        imports.insert(std::string(import.module) + ' ' + std::string(import.version));
-    });
-    return imports;
-}
-
 } // namespace
 
 Executable::Executable(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config,
@@ -165,14 +157,15 @@ void Executable::checkElfTabs() const {
 }
 
 void Executable::scanEmbeddedImports() const {
-    const std::unordered_set<std::string> imports = embeddedImports(reader_->rodata());
-    if (imports.contains(std::string(vitrineImport)))
-        logger_->setFlag(ValidatorFlag::ImportsVitrine, true);
-    for (const std::string &import : imports) {
+    // Each as soon as it is found: data of nothing but imports would else be kept as a whole.
+    Validator::scanEmbeddedImports(reader_->rodata(), [this](const QmlImport &embedded) {
+        const std::string import = std::string(embedded.module) + ' ' + std::string(embedded.version);
+        if (import == vitrineImport)
+            logger_->setFlag(ValidatorFlag::ImportsVitrine, true);
         // A note and no more: text that looks like an import may be a message or a template.
         if (!config_->allowedQmlImports().contains(import))
             logger_->log(QmlRule::EmbeddedImport, {import});
-    }
+    });
 }
 
 void Executable::finish() {
