@@ -62,17 +62,16 @@ TEST(HostileDesktop, TakesTimeInProportionToItsSize) {
          1},
         {sound + "Intents=" + std::string(megabyte, 'A') + "\n", 1},
         {sound + "Intents=Start:" + repeated("gui|", many) + "gui\n", 0},
-        {sound + "[X-Velura-Capabilities]\nInput=" + std::string(megabyte, ';') + "\n", 1},
+        {sound + "[X-Velura-Capabilities]\nInput=" + std::string(100'000, ';') + "\n", 1},
     };
     for (const auto &[text, count] : cases)
         EXPECT_EQ(reportedLines(text), count) << text.substr(text.size() - 40);
 }
 
 TEST(HostileDesktop, CannotFloodTheTablesOfItsReader) {
-    const std::size_t tooMany = (std::size_t(1) << 20) + 1;
+    const std::size_t tooMany = 50'001;
     EXPECT_EQ(DesktopCheck().validate(launchEntry + sandbox + repeated("a=\n", tooMany)), broken);
-    EXPECT_EQ(DesktopCheck().validate(launchEntry + sandbox + "a=" + std::string(32 * megabyte, 'x')),
-              broken);
+    EXPECT_EQ(DesktopCheck().validate(launchEntry + sandbox + "a=" + std::string(2 * megabyte, 'x')), broken);
 
     // "aB" and "b!" have the same hash, and so have all strings of the same number of them.
     constexpr int pairs = 17;

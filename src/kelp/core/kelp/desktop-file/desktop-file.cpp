@@ -12,6 +12,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <memory>
 
@@ -37,8 +38,12 @@ void transferAll(std::size_t size, const std::string &name, const Transfer &tran
     }
 }
 
+/// Each is a text of its own, and a finding maybe.
+constexpr std::ptrdiff_t mostElements = 200'000;
+
 bool isBearable(const std::string &text) {
-    return text.size() <= maximumDesktopFileSize && !isNameFlood(text);
+    return text.size() <= maximumDesktopFileSize && std::ranges::count(text, ';') <= mostElements &&
+           !isNameFlood(text);
 }
 
 /// Whether a reader of key files refuses the text. The platform's own answers for a file that it could not

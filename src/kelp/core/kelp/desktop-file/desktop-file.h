@@ -10,8 +10,8 @@ class ManifestEntry;
 
 namespace Core::KELP {
 
-/// A thousand times what desktop files in all languages have.
-constexpr std::uintmax_t maximumDesktopFileSize = std::uintmax_t(32) << 20;
+/// Fifty times what desktop files in all languages have. Readers keep several copies of a text.
+constexpr std::uintmax_t maximumDesktopFileSize = std::uintmax_t(2) << 20;
 
 /// The only way to the platform's reader of desktop files, for which it is no matter how much time and memory
 /// a file takes. Empty for what that one refuses, and for what it is never given: no file at all, what is no
@@ -23,8 +23,9 @@ std::optional<AppManifest::ManifestEntry> readDesktopFile(const std::string &pat
 std::optional<AppManifest::ManifestEntry> parseDesktopText(const std::string &text, const std::string &name);
 
 /// The content of a desktop file, for another reader. Empty where there is no regular file, and for a text
-/// that no reader can bear: one that is larger than `maximumDesktopFileSize`, names more than a million
-/// groups and keys, or holds dozens of names made to have one hash. Raises as readDesktopFile() does.
+/// that no reader can bear: one that is larger than `maximumDesktopFileSize`, names more than fifty
+/// thousand groups and keys, has lists of more than two hundred thousand elements, or holds dozens of names
+/// made to have one hash. Raises as readDesktopFile() does.
 std::optional<std::string> readDesktopText(const std::string &path);
 
 } // namespace Core::KELP

@@ -12,9 +12,10 @@ namespace Validator {
 
 namespace {
 
-/// Several times what a package of fifty thousand files would need. json-glib takes up to a hundred bytes of
-/// memory for each byte of a file that is all brackets and commas.
+/// Several times what a package of fifty thousand files would need. json-glib takes some hundred and fifty
+/// bytes of memory for each value.
 constexpr std::size_t longestIntegrityFile = std::size_t(4) << 20;
+constexpr std::ptrdiff_t mostValues = 200'000;
 constexpr std::string_view prefixes[] = {"file:", "elf:"};
 
 template<class Object, auto release>
@@ -41,10 +42,17 @@ bool isEmpty(const Parser &parser) {
     return parser && json_parser_get_root(parser.get()) == nullptr;
 }
 
+/// Whether the text is short, and has few values: all but the first of a list or object follow a comma, and
+/// the first a bracket. Those in strings and comments count too.
+bool isBearable(std::string_view text) {
+    return text.size() <= longestIntegrityFile &&
+           std::ranges::count_if(text, [](char c) { return c == ',' || c == '[' || c == '{'; }) <= mostValues;
+}
+
 /// The first root of the text, which is the one that json-glib gives, if it takes the others as well.
 Parser parseFirst(std::string_view text) {
     // The bounds come before any parsing: json-glib's stack and memory grow with what it is given.
-    const auto pieces = text.size() <= longestIntegrityFile ? splitJsonRoots(text) : std::nullopt;
+    const auto pieces = isBearable(text) ? splitJsonRoots(text) : std::nullopt;
     if (!pieces || pieces->empty())
         return nullptr;
     const bool hasOnlyContainers =

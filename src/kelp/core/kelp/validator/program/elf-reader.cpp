@@ -94,6 +94,9 @@ std::optional<std::string_view> contentOf(std::string_view file, Elf *elf, std::
     return contentOf(file, header);
 }
 
+/// Of libraries and the like in one file, which those who ask keep.
+constexpr std::size_t mostTexts = 0x10000;
+
 /// What one walk may read: the sections of a sound file do not overlap.
 struct Budget {
     explicit Budget(std::string_view file) : entries(file.size()), text(file.size()) {}
@@ -327,7 +330,12 @@ void ElfReader::forEachSymbol(const std::function<bool(const ElfSymbol &)> &visi
 
 void ElfReader::forEachDynamicEntry(const std::function<bool(const ElfDynamicSection &)> &visit) const {
     const auto walkAll = elfClass_ == ElfClass::Bits32 ? walkDynamic<Elf32_Dyn> : walkDynamic<Elf64_Dyn>;
-    isOverBudget_ = isOverBudget_ || walkAll(file_->bytes(), elf_.get(), visit);
+    std::size_t texts = 0;
+    const auto visitFew = [&](const ElfDynamicSection &entry) {
+        texts += hasText(entry.tag) ? 1U : 0U;
+        return texts > mostTexts || visit(entry);
+    };
+    isOverBudget_ = isOverBudget_ || walkAll(file_->bytes(), elf_.get(), visitFew) || texts > mostTexts;
 }
 
 std::string_view ElfReader::rodata() const {

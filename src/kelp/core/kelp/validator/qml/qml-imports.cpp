@@ -45,17 +45,21 @@ bool QmlImports::canValidate(const std::string &path, const std::string &) {
 
 void QmlImports::validate(const std::string &path, const std::string &realPath) {
     remember(path, realPath);
+    // An import that is an error fails the files behind it as well.
+    if (failing_)
+        report(failing_->first, failing_->second);
     extractImports();
-    reportAbsolute();
     dropShipped();
-    reportListed();
-    forgetReported();
+    for (const auto &[import, objections] : imports_)
+        report(import, objections);
+    std::erase_if(imports_, [](const auto &entry) { return !entry.second.fail(); });
 }
 
 void QmlImports::extractImports() {
     const Common::FileIdentity identity = Common::identityOf(statusOf(realPath_));
     if (const auto known = byFile_.find(identity); known != byFile_.end()) {
-        imports_.insert(known->second.begin(), known->second.end());
+        for (const auto &[import, objections] : known->second)
+            judge(import, objections);
         return;
     }
     Imports found = scan();
@@ -82,8 +86,30 @@ void QmlImports::take(std::string import, Imports &found) {
     const Objections objections = objectionsTo(import);
     if (!objections.any())
         return;
-    imports_.emplace(import, objections);
-    found.emplace(std::move(import), objections);
+    // Beyond what is remembered, one more shows that it was too much.
+    if (found.size() <= mostRemembered)
+        found.emplace(import, objections);
+    judge(import, objections);
+}
+
+/// At once, and not when all imports of the file are known: a file of nothing but imports would else be kept
+/// as a whole. Only a relative path waits for what this file and those behind it turn out to ship.
+void QmlImports::judge(const std::string &import, const Objections &objections) {
+    if (isQuoted(import) && !objections.isAbsolute) {
+        imports_.emplace(import, objections);
+        return;
+    }
+    report(import, objections);
+    // A repeated line is not printed, so that for the files behind this one import stands for all.
+    if (objections.fail() && !failing_)
+        failing_ = {import, objections};
+}
+
+void QmlImports::report(const std::string &import, const Objections &objections) const {
+    if (objections.isAbsolute)
+        logger_->log(QmlRule::AbsoluteImport, {import});
+    if (objections.listed)
+        logger_->log(*objections.listed, {import});
 }
 
 QmlImports::Objections QmlImports::objectionsTo(const std::string &import) {
@@ -98,6 +124,7 @@ QmlImports::Objections QmlImports::objectionsTo(const std::string &import) {
     return objections;
 }
 
+/// A module in no list passes: what the platform does not know is taken for the application's own.
 std::optional<QmlRule> QmlImports::listed(const std::string &import) const {
     // Allowed first: the reserved expressions take all versions of all modules of the system.
     if (config_->allowedQmlImports().contains(import))
@@ -109,19 +136,9 @@ std::optional<QmlRule> QmlImports::listed(const std::string &import) const {
     return std::nullopt;
 }
 
-void QmlImports::reportAbsolute() const {
-    for (const auto &[import, objections] : imports_) {
-        if (objections.isAbsolute)
-            logger_->log(QmlRule::AbsoluteImport, {import});
-    }
-}
-
 /// Takes out the relative paths that lead from this file to a file of the package.
 void QmlImports::dropShipped() {
-    std::erase_if(imports_, [this](const auto &entry) {
-        const auto &[import, objections] = entry;
-        return isQuoted(import) && !objections.isAbsolute && isShipped(import);
-    });
+    std::erase_if(imports_, [this](const auto &entry) { return isShipped(entry.first); });
 }
 
 /// With today's lists nothing comes here: no row begins with a quote, so that a relative import passes
@@ -131,27 +148,6 @@ bool QmlImports::isShipped(const std::string &import) const {
     const auto directory = std::filesystem::path(path_).parent_path();
     const std::string file = (directory / targetOf(import)).lexically_normal().string();
     return file.starts_with(config_->shareDir() + meta_->name() + "/qml/") && meta_->holds(file);
-}
-
-/// A module in no list passes: what the platform does not know is taken for the application's own.
-void QmlImports::reportListed() const {
-    for (const auto &[import, objections] : imports_) {
-        if (objections.listed)
-            logger_->log(*objections.listed, {import});
-    }
-}
-
-/// A repeated line is not printed, so the files behind this one need but one import that fails them, and
-/// those that one of them may turn out to ship.
-void QmlImports::forgetReported() {
-    bool isKept = false;
-    std::erase_if(imports_, [&](const auto &entry) {
-        const auto &[import, objections] = entry;
-        const bool mayBeShipped = isQuoted(import) && !objections.isAbsolute;
-        const bool isNeeded = objections.fail() && (mayBeShipped || !isKept);
-        isKept = isKept || (isNeeded && !mayBeShipped);
-        return !isNeeded;
-    });
 }
 
 void QmlImports::finish() {

@@ -8,15 +8,15 @@
 #include <optional>
 #include <string_view>
 #include <unordered_map>
-#include <unordered_set>
+#include <utility>
 
 namespace Validator {
 
 /// Holds the imports at the top of a package's QML files against the profile's lists.
 ///
 /// The imports of one file are judged again with every file behind it, so that an import that is an error
-/// fails all of them. Only imports to which there is any objection are kept for that, and of those that
-/// later files cannot settle only one; so a thousand files take a thousand times as long as one. A file with
+/// fails all of them. Only relative paths to which there is any objection are kept for that, and one import
+/// that fails; so a thousand files take a thousand times as long as one. A file with
 /// several names is read under the first one alone, unless it has thousands of objectionable imports.
 class QmlImports final : public ValidatorBase<IValidator> {
 public:
@@ -48,14 +48,15 @@ private:
     void take(std::string import, Imports &found);
     Objections objectionsTo(const std::string &import);
     std::optional<QmlRule> listed(const std::string &import) const;
-    void reportAbsolute() const;
+    void judge(const std::string &import, const Objections &objections);
+    void report(const std::string &import, const Objections &objections) const;
     void dropShipped();
-    void reportListed() const;
-    void forgetReported();
     bool isShipped(const std::string &import) const;
 
-    Imports imports_; ///< Of this file and of those before.
-    Imports judged_;  ///< Spares matching an import again.
+    Imports imports_; ///< The relative paths in this file and in those before.
+    std::optional<std::pair<std::string, Objections>>
+        failing_;    ///< One that fails this file and all behind it.
+    Imports judged_; ///< Spares matching an import again.
     std::map<Common::FileIdentity, Imports>
         byFile_;                 ///< What there is to object to in the files that were read.
     std::size_t remembered_ = 0; ///< Imports in byFile_.
