@@ -1,9 +1,10 @@
-// Reads paths of ELF files and rpms from standard input and says what the hardening has against each: what it
-// says against an honest one is to be judged by hand.
+// Reads paths of ELF files, rpms and desktop files from standard input and says what the hardening has
+// against each: what it says against an honest one is to be judged by hand.
 
 #include "kelp/core/common/rpm/initialise.h"
 #include "kelp/core/common/rpm/reader.h"
 #include "kelp/core/kelp/validator/framework/mapped-file.h"
+#include "kelp/core/kelp/validator/hardening/desktop-hardening.h"
 #include "kelp/core/kelp/validator/hardening/elf-hardening.h"
 #include "kelp/core/kelp/validator/hardening/hardening-findings.h"
 #include "kelp/core/kelp/validator/hardening/header-hardening.h"
@@ -26,6 +27,7 @@ struct Survey {
     std::shared_ptr<Config> config = std::make_shared<Config>(Profile::Regular, Target{});
     std::size_t elfFiles = 0;
     std::size_t rpms = 0;
+    std::size_t desktopFiles = 0;
 
     FindingSink sinkFor(const std::string &file) {
         return [file](const Message &message) {
@@ -59,7 +61,17 @@ struct Survey {
         ++rpms;
     }
 
+    void judgeDesktopFile(const std::string &file) {
+        RpmFacts facts;
+        facts.name = package;
+        DesktopHardening(std::make_shared<RpmMeta>(facts), config, std::make_shared<Logger>(sinkFor(file)))
+            .validate(config->applicationsDir() + package + ".desktop", file);
+        ++desktopFiles;
+    }
+
     void judge(const std::string &file) {
+        if (file.ends_with(".desktop"))
+            return judgeDesktopFile(file);
         const auto mapped = MappedFile::open(file);
         if (mapped && beginsAsElf(mapped->bytes()))
             judgeElf(file, *mapped);
@@ -79,5 +91,6 @@ int main() {
         } catch (const std::exception &error) {
             std::cout << "unread\t\t" << file << '\t' << error.what() << '\n';
         }
-    std::cout << survey.elfFiles << " ELF files, " << survey.rpms << " rpms\n";
+    std::cout << survey.elfFiles << " ELF files, " << survey.rpms << " rpms, " << survey.desktopFiles
+              << " desktop files\n";
 }

@@ -225,6 +225,30 @@ TEST_F(KelpCtlTest, GivesNoVerdictOnWhatCouldNotBeUnpacked) {
     }
 }
 
+/// What costs more than somebody wants to spend says nothing about the package.
+TEST_F(KelpCtlTest, KeepsToBounds) {
+    RpmWriter writer;
+    std::string imports;
+    for (int i = 0; i < 300; ++i)
+        imports += "import Qt" + std::to_string(i % 150) + " 1\n";
+    writer.files = {{"/usr/share/org.example.app/", "a.qml", 0100644, imports}};
+    const std::string file = (root_.path() / "package.rpm").string();
+    writer.write(file);
+    EXPECT_EQ(run("validate --max-unpacked 1K " + file), 2);
+    EXPECT_THAT(out(), HasSubstr("incomplete: Couldn't unpack package: "));
+    EXPECT_EQ(run("validate --max-unpacked 1M --timeout 100 " + file), 1);
+    // A hundred that differ, fifty more, and the second half, which is not held against the first.
+    EXPECT_THAT(out(), AllOf(HasSubstr("error: and 200 more reports [qml-import-not-allowed]"),
+                             ContainsRegex("refused: .* 307 errors")));
+    EXPECT_EQ(run("validate --output report " + file), 1);
+    EXPECT_EQ(static_cast<std::size_t>(std::ranges::count(error(), '\n')), 158U);
+    writer.files.front().missingBytes = 0x7fffffff;
+    writer.files.resize(5'000, writer.files.front());
+    writer.write(file);
+    EXPECT_EQ(run("validate " + file), 2);
+    EXPECT_THAT(out(), HasSubstr("incomplete: Couldn't unpack package: no room for "));
+}
+
 TEST_F(KelpCtlTest, ShowsNoTextAsALineOrASequenceOfItsOwn) {
     const std::pair<const char *, const char *> rows[] = {
         {"a\nb.rpm: accepted", "a\\x0ab.rpm: accepted"},

@@ -1,5 +1,9 @@
 #include "kelpctl/validate/interruption.h"
 
+#include "kelpctl/shown-text.h"
+
+#include <unistd.h>
+
 #include <cstdlib>
 #include <iterator>
 
@@ -12,7 +16,17 @@ constexpr int requests[] = {SIGINT, SIGTERM, SIGHUP};
 /// All that a handler may do: what was unpacked is removed on the way out, by the destructors.
 volatile std::sig_atomic_t received = 0;
 
+/// What there is to tell when the tree stays. Written before the handler may find it.
+char farewell[8192];
+volatile std::sig_atomic_t farewellSize = 0;
+
 void note(int signal) {
+    if (received != 0) {
+        [[maybe_unused]] const ssize_t written =
+            ::write(STDERR_FILENO, farewell, static_cast<std::size_t>(farewellSize));
+        std::signal(signal, SIG_DFL);
+        std::raise(signal);
+    }
     received = signal;
 }
 
@@ -37,6 +51,15 @@ Interruption::~Interruption() {
 void Interruption::check() {
     if (received != 0)
         throw Interrupted();
+}
+
+Interruption::Tree::Tree(const std::string &path) {
+    const std::string text = "kelpctl: " + shown(path) + " is left\n";
+    farewellSize = static_cast<std::sig_atomic_t>(text.copy(farewell, sizeof farewell));
+}
+
+Interruption::Tree::~Tree() {
+    farewellSize = 0;
 }
 
 void Interruption::die() {

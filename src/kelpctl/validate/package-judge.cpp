@@ -65,6 +65,24 @@ private:
     std::string line_;
 };
 
+/// How long a judgement may take.
+class Deadline {
+public:
+    explicit Deadline(std::optional<std::chrono::seconds> patience) : patience_(patience) {}
+
+    void check() const {
+        if (patience_ && Clock::now() - begin_ > *patience_)
+            throw std::runtime_error("It takes longer than " + std::to_string(patience_->count()) +
+                                     " seconds");
+    }
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    std::optional<std::chrono::seconds> patience_;
+    Clock::time_point begin_ = Clock::now();
+};
+
 /// Keeps what the core logs, which holds texts of packages as they are, from the streams: all that it has to
 /// say of a package is in the report.
 class Silence {
@@ -88,7 +106,7 @@ private:
 class Judgement {
 public:
     Judgement(std::string file, Validator::Profile profile, const JudgeOptions &options) :
-        profile_(profile), options_(options) {
+        profile_(profile), options_(options), deadline_(options.timeout) {
         report_.file = std::move(file);
         report_.profile = Validator::profileName(profile);
     }
@@ -183,10 +201,11 @@ private:
         trial.config = std::make_shared<Validator::Config>(profile_, options_.target);
         trial.headerFindings = [this](const Validator::Message &m) { report(Stage::Header, m); };
         trial.contentFindings = [this](const Validator::Message &m) { report(Stage::Files, m); };
-        trial.beforeVerdict = [&progress] {
-            // A package of many files is so left soon, one of a huge file after that.
+        trial.beforeVerdict = [&progress] { progress.step(); };
+        trial.mostUnpacked = options_.mostUnpacked;
+        trial.duringWork = [this] {
             Interruption::check();
-            progress.step();
+            deadline_.check();
         };
         trial.conveyance = std::make_shared<Lookahead>();
         trial.mostOfId = options_.live.finding ? Validator::allOfId : mostShown;
@@ -235,6 +254,7 @@ private:
     PackageReport report_;
     Validator::Profile profile_;
     const JudgeOptions &options_;
+    Deadline deadline_;
     std::map<std::string_view, Shown> shown_;
 };
 

@@ -5,8 +5,11 @@
 #include "kelp/core/kelp/validator/configuration/config.h"
 #include "kelp/core/kelp/validator/configuration/profile.h"
 
+#include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <set>
 #include <string>
 
@@ -21,9 +24,11 @@ struct LiveReport {
 /// How packages are judged.
 struct JudgeOptions {
     Validator::Target target = {};
-    std::filesystem::path keep = {};   ///< Where the unpacked tree stays; empty for nowhere.
-    std::set<std::string> hidden = {}; ///< Ids of findings that are not reported.
-    LiveReport live = {};              ///< Empty functions for nobody.
+    std::filesystem::path keep = {};                ///< Where the unpacked tree stays; empty for nowhere.
+    std::set<std::string> hidden = {};              ///< Ids of findings that are not reported.
+    std::optional<std::uint64_t> mostUnpacked = {}; ///< Bytes of all files together.
+    std::optional<std::chrono::seconds> timeout = {};
+    LiveReport live = {}; ///< Empty functions for nobody.
 };
 
 /// Judges a package file under a profile. Whatever prevents a verdict is in the report, as its reason, but

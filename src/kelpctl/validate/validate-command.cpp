@@ -44,6 +44,8 @@ struct ValidateArguments {
     std::vector<std::string> hidden;
     std::string output = "text";
     std::string keep;
+    std::optional<std::uint64_t> mostUnpacked;
+    std::optional<std::uint32_t> timeout;
 };
 
 std::string checkVersion(const std::string &text) {
@@ -80,6 +82,9 @@ JudgeOptions optionsOf(const ValidateArguments &arguments) {
     options.target.osVersion =
         arguments.osVersion.empty() ? versionOfImage() : std::optional(arguments.osVersion);
     options.keep = arguments.keep;
+    options.mostUnpacked = arguments.mostUnpacked;
+    if (arguments.timeout)
+        options.timeout = std::chrono::seconds(*arguments.timeout);
     options.hidden.insert(arguments.hidden.begin(), arguments.hidden.end());
     return options;
 }
@@ -154,6 +159,19 @@ void addTarget(CLI::App &validate, ValidateArguments &arguments) {
                       "Judge as if the developer mode let errors pass");
 }
 
+/// What it may cost.
+void addBounds(CLI::App &validate, ValidateArguments &arguments) {
+    validate
+        .add_option("--max-unpacked", arguments.mostUnpacked,
+                    "Judge no package whose files take more bytes together; K, M and G may follow")
+        ->transform(CLI::AsSizeValue(false))
+        ->option_text("SIZE");
+    validate
+        .add_option("--timeout", arguments.timeout, "Judge no package to the end for which this is too short")
+        ->check(CLI::PositiveNumber)
+        ->option_text("SECONDS");
+}
+
 /// What is said of it.
 void addReport(CLI::App &validate, ValidateArguments &arguments) {
     validate
@@ -179,6 +197,7 @@ void addValidate(CLI::App &app, Command &command) {
     const auto arguments = std::make_shared<ValidateArguments>();
     CLI::App *validate = app.add_subcommand("validate", "Judge packages as their installation would");
     addTarget(*validate, *arguments);
+    addBounds(*validate, *arguments);
     addReport(*validate, *arguments);
     validate->callback([arguments, &command] {
         command = [arguments](std::ostream &output) { return KelpCtl::validate(*arguments, output); };

@@ -34,6 +34,7 @@ Workspace::Workspace() {
     if (!::mkdtemp(name.data()))
         raise("Couldn't create temporary directory " + name);
     temporary_ = name;
+    tree_.emplace(name);
     open(temporary_);
 }
 

@@ -1,8 +1,11 @@
 #pragma once
 
+#include "kelpctl/validate/interruption.h"
+
 #include "kelp/core/common/files/file-descriptor.h"
 
 #include <filesystem>
+#include <optional>
 #include <string>
 
 namespace KelpCtl {
@@ -12,7 +15,7 @@ namespace KelpCtl {
 class Workspace {
 public:
     /// One below the directory for temporary files, which is gone, with all in it, at the end. A program that
-    /// is killed leaves it there.
+    /// is killed leaves it there, and one that is interrupted twice, which tells where.
     /// Raises std::runtime_error when it cannot be made.
     Workspace();
     /// `directory`/`name`, with its parents, which stays. Raises std::runtime_error when it exists.
@@ -28,6 +31,7 @@ private:
     void open(const std::filesystem::path &path);
 
     std::filesystem::path temporary_; ///< Empty for one that stays.
+    std::optional<Interruption::Tree> tree_;
     Common::FileDescriptor directory_;
 };
 

@@ -19,6 +19,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <limits>
 #include <new>
 #include <optional>
 #include <sstream>
@@ -137,6 +138,23 @@ std::shared_ptr<rpmfiles_s> Reader::fileList() const {
     if (!fileList_)
         refuse("its file list contradicts itself");
     return fileList_;
+}
+
+std::uint64_t Reader::contentSize() const {
+    const auto files = fileList();
+    std::uint64_t sum = 0;
+    for (int i = 0, count = static_cast<int>(rpmfilesFC(files.get())); i < count; ++i) {
+        const int *names = nullptr;
+        const bool isFirstName = rpmfilesFLinks(files.get(), i, &names) < 2 || names[0] == i;
+        if (!S_ISREG(rpmfilesFMode(files.get(), i)) || !isFirstName ||
+            (rpmfilesFFlags(files.get(), i) & RPMFILE_GHOST) != 0)
+            continue;
+        const std::uint64_t size = rpmfilesFSize(files.get(), i);
+        sum = size > std::numeric_limits<std::uint64_t>::max() - sum
+                  ? std::numeric_limits<std::uint64_t>::max()
+                  : sum + size;
+    }
+    return sum;
 }
 
 std::vector<std::string> Reader::dependencies(std::int32_t tag) const {

@@ -56,6 +56,11 @@ public:
     /// two threads at once.
     std::shared_ptr<rpmfiles_s> fileList() const;
 
+    /// The bytes that the contents of all regular files take by what the header says: without those that are
+    /// never in the payload, and with the names of one file counted once. The highest number in place of one
+    /// that does not fit. Raises as fileList() does.
+    std::uint64_t contentSize() const;
+
     /// librpm's header, owned by this object or, for a header that belongs to another, by that other.
     headerToken_s *header() const { return header_.get(); }
 

@@ -2,6 +2,7 @@
 
 #include "kelp/core/common/errors/error-category.h"
 #include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/kelp/incoming/link-targets.h"
 #include "kelp/core/kelp/incoming/package-links.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
@@ -27,6 +28,10 @@ using Validator::ContentRule;
 constexpr const char *badContent = "package content validation failed";
 constexpr fs::perms ownerAccess = fs::perms::owner_read | fs::perms::owner_write;
 
+[[noreturn]] void raiseTooLarge(const std::string &reason) {
+    throw Error(ErrorCode::Filesystem, "Couldn't unpack package: " + reason);
+}
+
 } // namespace
 
 /// One package on its way.
@@ -39,14 +44,21 @@ struct PackageExtraction::Run {
     bool isStrict; ///< Whether an error refuses the package.
     PackageLinks links;
     std::unordered_set<std::string> namedLinks = {}; ///< Those of which the header's judge said it already.
+
+    void work() const {
+        if (steps.duringWork)
+            steps.duringWork();
+    }
 };
 
 PackageExtraction::PackageExtraction(const fs::path &destination, const fs::path &versionDirectory,
-                                     std::vector<Mapping> mappings, Failure failure) :
+                                     std::vector<Mapping> mappings, Failure failure,
+                                     std::optional<std::uint64_t> mostUnpacked) :
     staging_(destination),
     versionDirectory_(versionDirectory.empty() ? staging_.path() : versionDirectory),
     mappings_(std::move(mappings)),
-    failure_(failure) {}
+    failure_(failure),
+    mostUnpacked_(mostUnpacked) {}
 
 std::string PackageExtraction::run(const ExtractFileIterator &package, const Judges &judges,
                                    const Steps &steps, Conveyance &conveyance) {
@@ -58,6 +70,7 @@ std::string PackageExtraction::run(const ExtractFileIterator &package, const Jud
         hasFailed(
             Validator::RpmMetaChecker(judges.config, meta, judges.header, judges.mostOfId).validateMeta(),
             "package meta validation failed");
+        requireRoom(package);
         judge(run);
     } catch (...) {
         // What was unpacked by then stays, with no more than its permissions.
@@ -66,6 +79,21 @@ std::string PackageExtraction::run(const ExtractFileIterator &package, const Jud
     }
     staging_.applyFilePermissions();
     return firstFailure_;
+}
+
+/// By what the header claims: a disk that is full stops others too. No more is unpacked than that.
+void PackageExtraction::requireRoom(const ExtractFileIterator &package) const {
+    const std::uint64_t size = package.contentSize();
+    if (mostUnpacked_ && size > *mostUnpacked_)
+        raiseTooLarge("its files take " + std::to_string(size) + " bytes");
+    if (size > Common::freeSpace(staging_.path()))
+        raiseTooLarge("no room for " + std::to_string(size) + " bytes");
+}
+
+void PackageExtraction::take(std::size_t bytes) {
+    unpacked_ += bytes;
+    if (mostUnpacked_ && unpacked_ > *mostUnpacked_)
+        raiseTooLarge("its files take more than " + std::to_string(*mostUnpacked_) + " bytes");
 }
 
 void PackageExtraction::judge(Run &run) {
@@ -78,6 +106,7 @@ void PackageExtraction::judge(Run &run) {
         });
     };
     const auto judgeOne = [&](UnpackedEntry unpacked) {
+        run.work();
         if (run.steps.beforeVerdict)
             run.steps.beforeVerdict();
         judgeEntry(std::move(unpacked), run);
@@ -135,6 +164,8 @@ FileDescriptor PackageExtraction::makeFile(const Entry &entry, const fs::path &p
     FileDescriptor file = staging_.createFile(path);
     const fs::path realPath = staging_.realPath(path);
     content.read([&](Common::Rpm::PackedFile::Piece piece) {
+        run.work();
+        take(piece.size);
         run.conveyance.write(file.get(), std::move(piece), realPath);
     });
     setPermissions(file, content.permissions | ownerAccess, path);
@@ -190,6 +221,8 @@ void PackageExtraction::judgeLinks(Run &run) {
 }
 
 void PackageExtraction::judgeFile(const std::string &name, const fs::path &path, Run &run) {
+    // A link may bring in twenty thousand names.
+    run.work();
     hasFailed(run.validator.validateFile(name, staging_.realPath(path)), badContent);
 }
 

@@ -47,19 +47,25 @@ public:
         std::function<void()> beforeFile = {};
         /// Ahead of the verdict on an entry.
         std::function<void()> beforeVerdict = {};
+        /// Again and again, by each of the threads that the conveyance has.
+        std::function<void()> duringWork = {};
         /// For a regular file that was passed.
         std::function<void(const Entry &, const FileDescriptor &)> afterFile = {};
     };
 
-    /// `versionDirectory` is where links shall lead; when it is empty, the destination.
+    /// `versionDirectory` is where links shall lead; when it is empty, the destination. `mostUnpacked` bounds
+    /// the bytes of all files together.
     PackageExtraction(const std::filesystem::path &destination, const std::filesystem::path &versionDirectory,
-                      std::vector<Mapping> mappings, Failure failure);
+                      std::vector<Mapping> mappings, Failure failure,
+                      std::optional<std::uint64_t> mostUnpacked = {});
 
     /// The verdict of failure is ErrorCode::BadPackageContent, with "package meta validation failed" for the
     /// header and "package content validation failed" for the files, also for those that cannot be where the
     /// package wants them. When it ends the run, it is raised; when it is reported, its text is returned, and
     /// an empty one for a package that passed. Raises what StagingDirectory, ExtractFileIterator and the
-    /// checkers raise too. What was unpacked by then stays.
+    /// checkers raise too; and ErrorCode::Filesystem "Couldn't unpack package: REASON", which is no verdict,
+    /// when the files take more than `mostUnpacked` or than is free where they go. What was unpacked by then
+    /// stays.
     std::string run(const Common::Rpm::ExtractFileIterator &package, const Judges &judges, const Steps &steps,
                     Conveyance &conveyance);
 
@@ -69,6 +75,8 @@ public:
 private:
     struct Run;
 
+    void requireRoom(const Common::Rpm::ExtractFileIterator &package) const;
+    void take(std::size_t bytes);
     void judge(Run &run);
     UnpackedEntry unpack(const Entry &entry, Run &run);
     FileDescriptor make(const Entry &entry, const std::filesystem::path &path, Run &run);
@@ -87,6 +95,8 @@ private:
     std::filesystem::path versionDirectory_;
     std::vector<Mapping> mappings_;
     Failure failure_;
+    std::optional<std::uint64_t> mostUnpacked_;
+    std::uint64_t unpacked_ = 0; ///< Of the thread that unpacks.
     std::string firstFailure_;
 };
 

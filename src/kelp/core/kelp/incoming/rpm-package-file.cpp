@@ -199,11 +199,13 @@ PackageStaging RpmPackage::extractPackageFile(const fs::path &destination,
 }
 
 std::string RpmPackage::validate(const fs::path &destination, const Trial &trial) const {
-    PackageExtraction extraction(destination, {}, mappings_, PackageExtraction::Failure::IsReported);
+    PackageExtraction extraction(destination, {}, mappings_, PackageExtraction::Failure::IsReported,
+                                 trial.mostUnpacked);
     Conveyance oneByOne;
-    return extraction.run(
-        reopened(), {trial.config, trial.headerFindings, trial.contentFindings, trial.mostOfId},
-        {.beforeVerdict = trial.beforeVerdict}, trial.conveyance ? *trial.conveyance : oneByOne);
+    return extraction.run(reopened(),
+                          {trial.config, trial.headerFindings, trial.contentFindings, trial.mostOfId},
+                          {.beforeVerdict = trial.beforeVerdict, .duringWork = trial.duringWork},
+                          trial.conveyance ? *trial.conveyance : oneByOne);
 }
 
 } // namespace Core::KELP

@@ -65,8 +65,10 @@ public:
         Validator::FindingSink headerFindings;
         Validator::FindingSink contentFindings;
         std::function<void()> beforeVerdict; ///< Called for each entry of the package; what it raises passes.
-        std::shared_ptr<Conveyance> conveyance;    ///< Null: entry by entry.
-        std::size_t mostOfId = Validator::allOfId; ///< As Validator::Logger takes it.
+        std::shared_ptr<Conveyance> conveyance;         ///< Null: entry by entry.
+        std::size_t mostOfId = Validator::allOfId;      ///< As Validator::Logger takes it.
+        std::optional<std::uint64_t> mostUnpacked = {}; ///< As PackageExtraction takes it.
+        std::function<void()> duringWork = {};          ///< As PackageExtraction::Steps has it.
     };
 
     /// Unpacks the package and reports all that the validator finds, without looking at signatures. Returns
