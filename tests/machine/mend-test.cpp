@@ -11,6 +11,7 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
+using std::string_literals::operator""s;
 
 /// Damage that doctor has to tell: what is done to the machine, in "/", and what it says of it.
 struct Damage {
@@ -62,6 +63,10 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
          {"mv opt/app/org.example.reader/current opt/app/org.example.reader/prev", "org.example.reader",
           "unfinished-update", true},
          {"rm opt/app/com.example.devices/current", "com.example.devices", "unfinished-update", true}},
+        {{"cd opt/app/org.example.notes; mv current prev; ln -s /nowhere next; cd /", "org.example.notes",
+          "unfinished-update", true},
+         {"cd opt/app/org.example.reader; mkdir 9-1; ln -s 9-1 next; cd /", "org.example.reader",
+          "unfinished-update", true}},
         {{"mkdir -p opt/kelp/rescued && mv opt/app/org.example.ticker/3-1 "
           "opt/kelp/rescued/org.example.ticker-3-1 && "
           "for f in $(cat opt/kelp/rescued/*/symlink.list); do rm $f; done; rm -r opt/app/org.example.ticker",
@@ -91,6 +96,22 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
           false},
          {sources + "\"UPDATE packages SET source_keyid='no' WHERE id='org.example.notes'\"",
           "org.example.notes", "unbound", false}},
+        // And so is what is somebody else's, or may be.
+        {{"ln -s /srv opt/app/photos", "", "foreign", false},
+         {"mkdir opt/app/org.example.notes/2-1", "org.example.notes", "foreign", false},
+         {"cp -a opt/app/org.example.notes/1.4.2-1 opt/app/com.example.devices/; "
+          "ln -s 1.4.2-1 opt/app/com.example.devices/next",
+          "com.example.devices", "unreadable-descriptor", false},
+         {"cd opt/app/org.example.ticker; rm current; ln -s /opt/app/org.example.notes/1.4.2-1 current; cd /",
+          "org.example.ticker", "foreign", false}},
+        {{"rm opt/app/com.example.devices/next; sed -i 's/^id=[0-9a-f]\\{40\\}/id=0/' "
+          "opt/app/com.example.devices/current/velura.pkg",
+          "com.example.devices", "unreadable-descriptor", false}},
+        {{"cd opt/app/org.example.notes/1.4.2-1; rm -r data; echo >data; cd /", "org.example.notes",
+          "unexamined", false}},
+        {{"cd opt/app; rm org.example.notes/1.4.2-1/data; mkdir org.example.notes/1.4.2-1/data; "
+          "rm -r org.example.notes/2-1; ln -snf 3-1 org.example.ticker/current",
+          "", "foreign", false}},
         // The foreign file of the round before is in its way: to complete it would take both versions.
         {{"cd opt/app/org.example.notes; cp -r 1.4.2-1 9-1; sed -i s/1.4.2-1/9-1/ 9-1/velura.pkg; "
           "ln -s /opt/app/org.example.notes/9-1 next",
@@ -142,7 +163,10 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
     const std::string sound = " WHERE package = 'org.example.sound' AND cert_group = 1\"";
     const std::string policy =
         "sqlite3 $IMAGE/var/lib/trusted-sources/db.sqlite3 \"UPDATE configuration SET data = ";
-    const std::string descriptor = "$IMAGE/opt/app/org.example.sound/1-1/velura.pkg";
+    const std::string stored = "$IMAGE/opt/app/org.example.sound";
+    const std::string descriptor = stored + "/1-1/velura.pkg";
+    const std::string conflict =
+        refused + "File conflict found when installing the package: " + "/opt/app/org.example.sound";
     const std::array<std::string, 3> rows[] = {
         {"true", "2", refused + "The package does not have a developer's signature" + status},
         {sign + "K1 CN=D; touch $IMAGE/srv/1; ln -s /srv $IMAGE/opt/kelp/install", "2",
@@ -159,7 +183,12 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
         {"rm $IMAGE/etc/rpm/platform; " + policy + "0 WHERE id = 'missing_source_allowed'\"", "2",
          refused + "Installation of packages without a source signature is not allowed" + status},
         {policy + "1 WHERE id = 'missing_source_allowed'\"", "1", "org.example.sound 1-1 installed\n"},
-        {"rm $IMAGE/usr/bin/org.example.sound; echo x >$IMAGE/usr/bin/org.example.sound", "2",
+        {"mkdir " + stored + "/2-1", "2", conflict + "/2-1 is somebody else's" + status},
+        {"rmdir " + stored + "/2-1; mv " + stored + " $IMAGE/srv/; ln -s /srv/org.example.sound " + stored,
+         "2", conflict + " is a link" + status},
+        {"rm " + stored + "; mv $IMAGE/srv/org.example.sound " + stored +
+             "; rm $IMAGE/usr/bin/org.example.sound; echo x >$IMAGE/usr/bin/org.example.sound",
+         "2",
          refused +
              "File conflict found when installing the package: /usr/bin/org.example.sound is somebody "
              "else's" +

@@ -36,6 +36,9 @@ TEST_F(SeeTest, SaysHowEachApplicationStands) {
         {"true", "com.example.phone",
          R"("version":"1.0-1","state":"rpm","reason":"could not be published: )"
          R"(/usr/share/icons/hicolor/86x86/apps/phone.png belongs to io.velura.dialer too")"},
+        {"mv opt/app/org.example.reader srv/; ln -s /srv/org.example.reader opt/app", "org.example.reader",
+         R"("version":"0.9-3","state":"store",)"
+         R"("reason":"its directory is a link, and is neither updated nor removed")"},
         {"rm usr/bin/com.example.devices", "com.example.devices",
          R"("version":"2.0-7","state":"damaged","reason":"a published file is missing")"},
         {"rm opt/app/com.example.devices/current/velura.pkg", "com.example.devices",

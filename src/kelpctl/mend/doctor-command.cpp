@@ -66,29 +66,39 @@ void print(std::ostream &output, const Mending &mending) {
     }
 }
 
+Mending look(const Machine &machine, const std::set<std::string> &ids, bool isRepair) {
+    if (isRepair) {
+        // Whoever holds it may be at work on what looks broken; it is named, and not waited for.
+        const WriterLock lock(WriterLock::Wait::No);
+        return Core::KELP::mend(machine.configuration(), ids);
+    }
+    Mending mending;
+    mending.left = Core::KELP::examine(machine.configuration(), ids, mending.unread);
+    return mending;
+}
+
 ExitStatus doctor(const DoctorArguments &arguments, std::ostream &output) {
     if (arguments.isRepair && !arguments.look.root.empty())
         throw std::runtime_error("--repair works on the running machine: chroot into an image for it");
     const Machine machine(arguments.look);
     for (const std::string &remark : Core::configurationRemarks())
         std::cerr << "kelpctl: /etc/kelp/kelp.conf: " << shown(remark) << '\n';
-    const auto unknown = Core::KELP::unknownIds(machine.configuration(), arguments.ids);
-    for (const std::string &id : unknown)
+    std::set<std::string> ids = arguments.ids;
+    for (const std::string &id : Core::KELP::unknownIds(machine.configuration(), ids)) {
         std::cerr << "kelpctl: this machine knows nothing of " << shown(id) << '\n';
-    Mending mending;
-    if (arguments.isRepair) {
-        // Whoever holds it may be at work on what looks broken; it is named, and not waited for.
-        const WriterLock lock(WriterLock::Wait::No);
-        mending = Core::KELP::mend(machine.configuration(), arguments.ids);
-    } else {
-        mending.left = Core::KELP::examine(machine.configuration(), arguments.ids, mending.unread);
+        ids.erase(id);
     }
+    const bool isKnown = ids == arguments.ids;
+    Mending mending;
+    // Without any id all would be looked at.
+    if (isKnown || !ids.empty())
+        mending = look(machine, ids, arguments.isRepair);
     if (arguments.look.isJson)
         output << asJson(mending.left) << '\n';
     else
         print(output, mending);
     // What cannot be mended counts like what was not: a script has to know that somebody is needed.
-    const bool isWell = mending.left.empty() && unknown.empty();
+    const bool isWell = mending.left.empty() && isKnown;
     return tellUnread(mending.unread, isWell ? ExitStatus::Accepted : ExitStatus::Refused);
 }
 

@@ -96,8 +96,10 @@ void FSDatabase::cleanupVersionsExceptCurrent(const std::string &id) {
         // For its text: why there is none.
         Common::readSymlink(current);
         const StoreEntry::Slot slot = entry(id).slot(PackageSlot::Current);
-        if (!slot.counts() || entry(id).kind() != StoreEntry::Kind::Directory)
-            throw Error(ErrorCode::Filesystem, current.string() + " is not the link of a version to keep");
+        const std::string objection = entry(id).objection();
+        if (!slot.counts() || !objection.empty())
+            throw Error(ErrorCode::Filesystem,
+                        objection.empty() ? current.string() + " leads nowhere" : objection);
         dropOthers(id, slot.version);
     } catch (const std::exception &error) {
         LogStream(LogLevel::Warning) << "Couldn't determinate actual version directory";

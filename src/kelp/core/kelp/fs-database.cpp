@@ -129,7 +129,9 @@ void FSDatabase::cleanupFailedInstallation(const std::string &id) {
 }
 
 void FSDatabase::prepareUpdate(const PackageStaging &staging, const PackageInformation &extras) {
-    const bool isNew = entry(staging.id).kind() == StoreEntry::Kind::Absent;
+    const StoreEntry entry = this->entry(staging.id);
+    requireFree(entry.objection());
+    const bool isNew = entry.kind() == StoreEntry::Kind::Absent;
     try {
         putInPlace(staging, extras);
     } catch (...) {
@@ -144,7 +146,6 @@ void FSDatabase::prepareUpdate(const PackageStaging &staging, const PackageInfor
 
 void FSDatabase::putInPlace(const PackageStaging &staging, const PackageInformation &extras) {
     const fs::path directory = pathResolver_->versionDirectory(staging.id, staging.version);
-    requireFree(entry(staging.id).objection());
     dropLeftover(directory, staging.id);
     requireFree(entry(staging.id).objectionTo(staging.version));
     // Before the move, so that no version is in the store without the descriptor that says whose it is.
@@ -345,8 +346,10 @@ std::vector<PackageInformation> FSDatabase::packages() {
     std::vector<PackageInformation> all;
     for (const std::string &id : idsIn(configuration_->databaseDirectory())) {
         try {
-            // This look heals: what it finds corrupted is removed on the way.
-            all.push_back(packageInfo(id));
+            // This look heals: what it finds corrupted is removed on the way. Of what never was a package
+            // there is nothing to tell.
+            if (isInstalled(id) || isOnRecord(id))
+                all.push_back(packageInfo(id));
         } catch (const std::exception &error) {
             LogStream(LogLevel::Warning) << error;
         }

@@ -176,7 +176,10 @@ StoredPackage StoreView::details(const std::string &id) const {
             package.information = std::move(descriptor.information);
         package.hasPlan = Common::isThere(resolver.currentDirectory(id) / publicationPlanName);
     }
-    package.hasNext = entry.slot(PackageSlot::Next).isOurs();
+    const StoreEntry::Slot next = entry.slot(PackageSlot::Next);
+    package.hasNext = next.isOurs();
+    package.isObstructed =
+        current.isForeign() || next.isForeign() || entry.slot(PackageSlot::Previous).isForeign();
     return package;
 }
 

@@ -24,7 +24,10 @@ struct StoredPackage {
     std::string version;
     /// Of the current version; nothing when it is unreadable, or that of another package or version.
     std::optional<PackageInformation> information;
-    bool isLink = false;  ///< The machine's owner has moved it: it works, and is not to be changed.
+    bool isLink = false; ///< The machine's owner has moved it: it works, and is not to be changed.
+    /// One of its links is somebody's and leads anywhere: the list of what it has published may be where
+    /// nobody can look.
+    bool isObstructed = false;
     std::string failure;  ///< Why it could not be looked at; then nothing else is known of it.
     bool hasNext = false; ///< An update was prepared and not completed.
     bool hasPlan = false; ///< A publication was begun and not completed.

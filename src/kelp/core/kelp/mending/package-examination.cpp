@@ -41,7 +41,7 @@ public:
         keys_(records.keysOf(package.id)) {}
 
     std::vector<Finding> run() {
-        if (!entry().objection().empty()) {
+        if (package_.isLink || package_.isObstructed) {
             examineForeign();
             return std::move(findings_);
         }
@@ -98,9 +98,19 @@ private:
         for (const PackageSlot slot : {PackageSlot::Current, PackageSlot::Next, PackageSlot::Previous})
             if (entry().slot(slot).isForeign())
                 add(FindingKind::Foreign, link(slot), "does not lead to a version of this application");
-        if (package_.isLink)
-            add(FindingKind::Foreign, resolver_.packageDirectory(package_.id),
-                "is a link: the application is neither updated nor removed");
+        if (!package_.isLink)
+            return;
+        add(FindingKind::Foreign, resolver_.packageDirectory(package_.id),
+            "is a link: the application is neither updated nor removed");
+        if (package_.information)
+            examineMoved();
+    }
+
+    /// It goes on working: what it has published is looked at, and nothing behind the link is changed.
+    void examineMoved() {
+        for (Finding &finding : examinePublication(configuration_, package_))
+            if (finding.kind != FindingKind::Unlisted && finding.kind != FindingKind::UnfinishedUpdate)
+                findings_.push_back(std::move(finding));
     }
 
     void examineInstalled() {

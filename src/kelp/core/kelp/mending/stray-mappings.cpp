@@ -195,7 +195,8 @@ private:
     bool isUnderWay(const std::string &id) const {
         const StoredPackage *package = find(id);
         return underWay_.contains(id) || (views_.installation && views_.installation->id == id) ||
-               (package && (package->hasNext || package->hasPlan)) ||
+               (package && (package->hasNext || package->hasPlan || package->isObstructed ||
+                            !package->failure.empty())) ||
                Common::isThere(resolver_.previousDirectory(id));
     }
 

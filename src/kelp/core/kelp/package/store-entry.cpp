@@ -175,9 +175,13 @@ std::string StoreEntry::objection() const {
         return directory().string() + " is a link";
     if (found == Kind::Other)
         return directory().string() + " is not a directory";
-    for (const PackageSlot which : slots)
-        if (slot(which).isForeign())
+    for (const PackageSlot which : slots) {
+        const Slot slot = this->slot(which);
+        const bool isAnothers = slot.counts() && which != PackageSlot::Current &&
+                                descriptor(slot.version).state == DescriptorState::Another;
+        if (slot.isForeign() || isAnothers)
             return link(which).string() + " does not lead to a version of the package";
+    }
     return {};
 }
 

@@ -85,8 +85,8 @@ public:
     /// Whether a version has a descriptor that names this package, so that no record has to know it.
     bool isNamedByDescriptor() const;
 
-    /// Why nothing can come in or be made current here: the entry or one of its links is somebody's. Empty
-    /// when that is not so.
+    /// Why nothing can come in, be made current or go here: the entry or one of its links is somebody's, or
+    /// `next` or `prev` leads to a version with the descriptor of another. Empty when that is not so.
     std::string objection() const;
 
     /// The same, or that a directory of the version is in the way which is not the package's own.
