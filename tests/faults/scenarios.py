@@ -94,6 +94,9 @@ class StoreOperation:
             if "{" not in target:
                 (machine.root / target.lstrip("/")).mkdir(parents=True, exist_ok=True)
         (machine.root / "usr/bin/somebodys").write_text("foreign")
+        # Whoever uses the store has it on record: without, a package that has lost its descriptor is somebody's.
+        (machine.root / "var/lib/kelp/registry").write_text(f"timestamp=1 event=I package={self.id} keyid=AB12\n")
+        (machine.root / "var/lib/kelp/registry.lock").touch(0o600)
         machine.start(["/program", "recover", self.id])
         self.empty = snapshot(machine)
         if self.operation != "install":

@@ -35,6 +35,13 @@ void removeAllBut(const fs::path &directory, const fs::path &kept) {
     });
 }
 
+/// By their paths: an update that succeeded otherwise has said what it has left.
+void tellWhatStays(const fs::path &directory) {
+    std::error_code error;
+    for (fs::directory_iterator entry(directory, error), end; !error && entry != end; entry.increment(error))
+        LogStream(LogLevel::Warning) << "Left as it is: " << entry->path();
+}
+
 } // namespace
 
 void FSDatabase::remove(const std::string &id) {
@@ -104,6 +111,7 @@ void FSDatabase::cleanupVersionsExceptCurrent(const std::string &id) {
     } catch (const std::exception &error) {
         LogStream(LogLevel::Warning) << "Couldn't determinate actual version directory";
         LogStream(LogLevel::Warning) << error;
+        tellWhatStays(pathResolver_->packageDirectory(id));
     }
 }
 
