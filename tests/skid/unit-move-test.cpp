@@ -47,54 +47,44 @@ protected:
 };
 
 TEST_F(UnitMoveTest, GoesOnFromWhereverItStoppedAndTakesNothingThatStays) {
-    const std::vector<std::string> keys = {"K", "K2", "published"};
-    const char *const taken = "shouldn't exists concurrently";
-    const char *const left = "[W] Left at its old place, since the new one is taken: ";
+    const std::vector<std::string> none, keys = {"K", "K2", "published"};
+    const std::string beside = "o/K/common/", inside = "o/common/K/";
+    const char *const both = "shouldn't exists concurrently";
+    const char *const taken = "[W] Left at its old place, since the new one is taken: ";
     const struct {
-        const char *what;
-        const char *before;
-        const char *to;
-        std::vector<std::string> stays;
-        const char *after;
+        const char *what, *before, *after;
+        std::string to;
+        const std::vector<std::string> &stays;
         const char *log = "";
         Clash clash = Clash::IsReported;
     } rows[] = {
         // From "o/common/".
-        {"nothing", "o/", "o/K/common/", {}, "o/"},
-        {"all", "o/common/f", "o/K/common/", {}, "o/K/common/f=o/common/f"},
-        {"killed behind the parent", "o/common/f o/K/", "o/K/common/", {}, "o/K/common/f=o/common/f"},
-        {"empty destination", "o/common/f o/K/common/", "o/K/common/", {}, "o/K/common/f=o/common/f"},
-        {"both", "o/common/f o/K/common/g", "o/K/common/", {}, "o/K/common/g o/common/f", taken},
-        {"file in the way", "o/common/f o/K/common", "o/K/common/", {}, "o/K/common o/common/f", taken},
-        {"merged",
-         "o/common/f o/common/d/g o/common/e/h o/K/common/f o/K/common/d/i",
-         "o/K/common/",
-         {},
+        {"nothing", "o/", "o/", beside, none},
+        {"all", "o/common/f", "o/K/common/f=o/common/f", beside, none},
+        {"killed after the parent", "o/common/f o/K/", "o/K/common/f=o/common/f", beside, none},
+        {"empty destination", "o/common/f o/K/common/", "o/K/common/f=o/common/f", beside, none},
+        {"both", "o/common/f o/K/common/g", "o/K/common/g o/common/f", beside, none, both},
+        {"file in the way", "o/common/f o/K/common", "o/K/common o/common/f", beside, none, both},
+        {"merged", "o/common/f o/common/d/g o/common/e/h o/K/common/f o/K/common/d/i",
          "o/K/common/d/g=o/common/d/g o/K/common/d/i o/K/common/e/h=o/common/e/h o/K/common/f o/common/f",
-         left,
-         Clash::IsMerged},
-        {"merged whole",
-         "o/common/f o/K/common/g",
-         "o/K/common/",
-         {},
-         "o/K/common/f=o/common/f o/K/common/g",
-         "",
+         beside, none, taken, Clash::IsMerged},
+        {"merged whole", "o/common/f o/K/common/g", "o/K/common/f=o/common/f o/K/common/g", beside, none, "",
          Clash::IsMerged},
         // Into itself.
-        {"all", "o/common/f", "o/common/K/", {}, "o/common/K/f=o/common/f"},
-        {"set aside", "o/.tmp.common/f", "o/common/K/", {}, "o/common/K/f=o/.tmp.common/f"},
-        {"and made again", "o/.tmp.common/f o/common/", "o/common/K/", {}, "o/common/K/f=o/.tmp.common/f"},
-        {"done before", "o/common/f o/common/K/g", "o/common/K/", {}, "o/common/K/g o/common/f"},
-        {"empty destination", "o/common/f o/common/K/", "o/common/K/", {}, "o/common/K/f=o/common/f"},
-        {"beside others", "o/common/f o/common/K2/g o/common/published/h", "o/common/K/", keys,
-         "o/common/K/f=o/common/f o/common/K2/g o/common/published/h"},
-        {"beside what is published there", "o/common/f o/common/K/g", "o/common/K/", keys,
-         "o/common/K/f=o/common/f o/common/K/g"},
-        {"what exists wins", "o/common/d/f o/common/d/g o/common/K/d/f", "o/common/K/", keys,
-         "o/common/K/d/f o/common/K/d/g=o/common/d/g o/common/d/f", left},
-        {"second key", "o/common/K/f", "o/common/K2/", keys, "o/common/K/f"},
-        {"set aside with what stays", "o/.tmp.common/f o/.tmp.common/K2/g", "o/common/K/", keys,
-         "o/common/K/f=o/.tmp.common/f o/common/K2/g=o/.tmp.common/K2/g"},
+        {"all", "o/common/f", "o/common/K/f=o/common/f", inside, none},
+        {"set aside", "o/.tmp.common/f", "o/common/K/f=o/.tmp.common/f", inside, none},
+        {"and made again", "o/.tmp.common/f o/common/", "o/common/K/f=o/.tmp.common/f", inside, none},
+        {"done before", "o/common/f o/common/K/g", "o/common/K/g o/common/f", inside, none},
+        {"empty destination", "o/common/f o/common/K/", "o/common/K/f=o/common/f", inside, none},
+        {"beside others", "o/common/f o/common/K2/g o/common/published/h",
+         "o/common/K/f=o/common/f o/common/K2/g o/common/published/h", inside, keys},
+        {"beside what is published there", "o/common/f o/common/K/g", "o/common/K/f=o/common/f o/common/K/g",
+         inside, keys},
+        {"what exists wins", "o/common/d/f o/common/d/g o/common/K/d/f",
+         "o/common/K/d/f o/common/K/d/g=o/common/d/g o/common/d/f", inside, keys, taken},
+        {"second key", "o/common/K/f", "o/common/K/f", "o/common/K2/", keys},
+        {"set aside with what stays", "o/.tmp.common/f o/.tmp.common/K2/g",
+         "o/common/K/f=o/.tmp.common/f o/common/K2/g=o/.tmp.common/K2/g", inside, keys},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(std::string(row.what) + ": " + row.before);

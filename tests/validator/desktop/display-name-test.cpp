@@ -16,23 +16,9 @@ TEST(DisplayName, IsVisibleText) {
 
 TEST(DisplayName, HoldsNothingElse) {
     const std::string names[] = {
-        "",
-        " \xc2\xa0",
-        std::string("a\0b", 3),
-        "a\x7f",
-        "a\n",
-        "a\xe2\x80\x83",     // EM SPACE
-        "a\xe2\x80\xa8",     // LINE SEPARATOR
-        "a\xe2\x80\xa9",     // PARAGRAPH SEPARATOR
-        "a\xe2\x80\xae",     // RIGHT-TO-LEFT OVERRIDE
-        "a\xee\x80\x80",     // private use
-        "a\xef\xbf\xbf",     // not assigned
-        "a\xc1\xa1",         // overlong
-        "a\xed\xa0\x80",     // surrogate
-        "a\xf4\x90\x80\x80", // beyond Unicode
-        "a\xe9",             // Latin-1
-        "a\xe2\x82",         // cut off
-    };
+        "", " \u00a0", std::string("a\0b", 3), "a\x7f", "a\n", "a\u2003", "a\u2028", "a\u2029", "a\u202e",
+        // Private use, not assigned; an overlong form, a surrogate, beyond Unicode, Latin-1, cut off.
+        "a\ue000", "a\uffff", "a\xc1\xa1", "a\xed\xa0\x80", "a\xf4\x90\x80\x80", "a\xe9", "a\xe2\x82"};
     for (const std::string &name : names)
         EXPECT_FALSE(isDisplayName(name)) << testing::PrintToString(name);
 }
