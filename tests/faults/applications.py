@@ -95,7 +95,7 @@ DATA = {
     f"/usr/share/common/{org}/list.txt": f"/usr/share/common/{org}/{key}/list.txt"
     for org, key in [("org.example", KEY), ("com.example", OTHER_KEY)]}
 FOREIGN = ["/usr/share/org.example.links/mine.txt", "/usr/bin/somebodys", "/usr/share/common/com.other/file",
-           "/opt/somebodys/file"]
+           "/opt/somebodys/file", "/opt/app/photos/picture", "/opt/app/.snapshots/1/file"]
 
 
 def write_tree(app, directory, place_of):
@@ -152,6 +152,16 @@ def verbs(commands, **variables):
         stdout=subprocess.DEVNULL)
 
 
+def furnish_foreign(root):
+    """What people have put where the store is, one of it behind a link."""
+    (root / "srv/photos").mkdir(parents=True, exist_ok=True)
+    (root / "opt/app").mkdir(parents=True, exist_ok=True)
+    (root / "opt/app/photos").symlink_to("../../srv/photos")
+    for place in FOREIGN:
+        (root / place.lstrip("/")).parent.mkdir(parents=True, exist_ok=True)
+        (root / place.lstrip("/")).write_text("content of " + place)
+
+
 def furnish(machine, packages):
     """Makes the machine of the old world: all packages installed, and people's data."""
     root = machine.root
@@ -161,7 +171,8 @@ def furnish(machine, packages):
         raise SystemExit(output)
     shutil.rmtree(root / "tmp/rpms")
     (root / "usr/share/org.example.links/colours.conf").write_text(CHANGED[1])
-    for place in [*DATA, *FOREIGN]:
+    furnish_foreign(root)
+    for place in DATA:
         file = root / place.lstrip("/")
         file.parent.mkdir(parents=True, exist_ok=True)
         file.write_text("content of " + place)

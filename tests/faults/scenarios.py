@@ -1,9 +1,10 @@
 """What is broken: a machine to begin with, a command on it, what follows, and how the end is judged."""
 
 import os
+import re
 import shutil
 
-from applications import KEY, STORE, Application, Link, MOVED, RULES, furnish, verbs, write_tree
+from applications import KEY, STORE, Application, Link, MOVED, RULES, furnish, furnish_foreign, verbs, write_tree
 from machine import run
 from judgement import differences, flaws_in_store, flaws_of_migration, snapshot, traces, unsound
 
@@ -156,6 +157,7 @@ class PeopleCommand:
         shutil.copy(packages / "io.velura.dialer.rpm", machine.root)
         # A part of the system, for an rpm database without a record is taken for a lost one.
         machine.start(["rpm", "--force-debian", "--nodeps", "--install", "/io.velura.dialer.rpm"])
+        furnish_foreign(machine.root)
         verbs(f"make_signature_database; sign {self.id} developer {KEY} CN=Developer; sign {self.id} client {STORE} CN=Store",
               IMAGE=str(machine.root))
         # Once in and out, so that what every machine has by then is there.
@@ -185,7 +187,7 @@ class PeopleCommand:
     def _sickness(self, machine):
         outputs = [machine.start(["/program", *words])
                    for words in [["doctor", "--repair"], ["doctor"], ["status", "--check"]]]
-        left = outputs[1][1].splitlines() if outputs[1][0] else []
+        left = [line for line in outputs[1][1].splitlines() if outputs[1][0] and not re.match("this machine|  foreign:", line)]
         return left + ["status --check wants somebody"] * outputs[2][0], "".join(text for _, text in outputs)
 
     def _state(self, machine):
