@@ -13,7 +13,7 @@ from machine import BOUND
 # What may differ between machines that are equally well: the contents of databases are compared as what they say.
 PASSED_OVER = {"/proc", "/dev", "/tmp", "/var/tmp", "/var/lib/rpm", "/var/lib/trusted-sources",
                "/lost+found", "/usr/lost+found", "/var/lost+found", "/opt/lost+found", "/var/lib/kelp/registry.next",
-               *("/" + directory for directory in BOUND)}
+               "/opt/kelp/tmp/.kelp-staging", *("/" + directory for directory in BOUND)}
 # Directories that may stay when they are empty.
 WORKSHOP = {"/opt/kelp", "/opt/kelp/tmp", "/opt/kelp/install", "/var/lib/kelp/left-behind"}
 

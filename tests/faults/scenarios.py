@@ -47,11 +47,15 @@ class TakeOver:
         self.wanted, self.known = snapshot(machine), unsound(machine, self.before)
         return flaws_of_migration(machine, self.before) + self._flaws_of_survivors(machine)
 
-    def judge(self, machine, killed, _):
+    def judge(self, machine, killed, written):
         """The flaws of a machine and what was written while they were looked for."""
         output = self._twice(machine)
+        # A binding that fails is told, never tried again, and for doctor to mend.
+        settled = "lost|left" if re.search("Failed to add client certificate|Couldn't bind", written) else "nothing"
+        flaws = [flaw for flaw in self.flaws(machine, killed)
+                 if not re.match(rf"({settled}) (packages|sources|configuration|trusted sources)\b", flaw)]
         # A killed machine is held to be as the undisturbed one, whose applications bear all that follows.
-        return self.flaws(machine, killed) or ([] if killed else self._flaws_of_survivors(machine)), output
+        return flaws or ([] if killed else self._flaws_of_survivors(machine)), output
 
     def flaws(self, machine, killed):
         if killed:
