@@ -255,6 +255,7 @@ TEST_F(TakeOverTest, OnlyAJudgementHasAnApplicationStayForGood) {
         {"openat EPERM " + words, 1, words + ": Operation not permitted"},
         {"openat ENOSPC " + words, 9, "waits for the first migration"},
         {"openat EIO " + desktop, 9, "waits for the first migration"},
+        {"newfstatat EIO /usr/share/org.sound", 9, "waits for the first migration"},
     };
     for (const auto &[failure, startThatJudges, reason] : rows) {
         const Machine machine;

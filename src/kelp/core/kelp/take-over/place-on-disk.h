@@ -1,5 +1,7 @@
 #pragma once
 
+#include "kelp/core/common/errors/error.h"
+
 #include <compare>
 #include <cstdint>
 #include <filesystem>
@@ -20,11 +22,17 @@ struct PlaceOnDisk {
     auto operator<=>(const PlaceOnDisk &) const = default;
 };
 
+/// A directory could not be looked at: whoever compares places knows of nothing then whether it is free.
+class UnknownPlace : public Common::Error {
+public:
+    using Common::Error::Error;
+};
+
 /// Finds places, and remembers directories, so that many paths of few directories cost little. Right as long
 /// as nobody changes directories.
 class PlaceFinder {
 public:
-    /// The place of an absolute path. A link at its end is not followed.
+    /// The place of an absolute path. A link at its end is not followed. Raises UnknownPlace.
     PlaceOnDisk find(const std::filesystem::path &path);
 
 private:
@@ -34,6 +42,7 @@ private:
 };
 
 /// The place of a directory, links followed, without the memory: for walks over all directories of a machine.
+/// Raises UnknownPlace with ErrorCode::Filesystem "Couldn't look at directory: PATH" when the machine fails.
 PlaceOnDisk placeOfDirectory(const std::filesystem::path &path);
 
 } // namespace Core::KELP

@@ -153,6 +153,8 @@ std::optional<Failure> failureOf(const Step &step) {
     try {
         step();
         return std::nullopt;
+    } catch (const UnknownPlace &) {
+        throw; // What one application claims would count as free for the others.
     } catch (const std::exception &error) {
         return Failure{error.what(), isJudgement(Common::systemErrorOf(error))};
     }
