@@ -43,6 +43,7 @@ public:
     }
 
     bool sawError() const { return sawError_; }
+    bool sawFailedQuery() const { return sawFailedQuery_; }
 
 private:
     static int notice(rpmlogRec record, rpmlogCallbackData data) {
@@ -51,6 +52,9 @@ private:
         const bool isDummy = std::strstr(rpmlogRecMessage(record), "using dummy database") != nullptr;
         if (rpmlogRecPriority(record) <= RPMLOG_ERR || isDummy)
             watch.sawError_ = true;
+        // Its line begins with the statement; rpm takes the failure for the end of all records.
+        if (std::strncmp(rpmlogRecMessage(record), "SELECT ", 7) == 0)
+            watch.sawFailedQuery_ = true;
         return watch.reader_ ? watch.reader_(record, watch.outer_) : RPMLOG_DEFAULT;
     }
 
@@ -58,6 +62,7 @@ private:
     ErrorWatch *outer_;     ///< The one whose walk looks something up here.
     rpmlogCallback reader_; ///< Of `outer_`, or of the whole program, which takes no data.
     bool sawError_ = false;
+    bool sawFailedQuery_ = false;
 };
 
 void runAndForget(rpmts transactionSet) {
@@ -109,6 +114,8 @@ Transaction::Walk Transaction::forEachInstalled(const std::function<void(const R
     // What rpm cannot read it passes over, and says so in its log alone: hence the watch.
     while (Header header = rpmdbNextIterator(packages.get()))
         callback(Reader(header));
+    if (watch.sawFailedQuery())
+        return Walk::Cut;
     return watch.sawError() ? Walk::Damaged : Walk::Complete;
 }
 

@@ -26,7 +26,8 @@ public:
     /// What a walk over the installed packages saw.
     enum class Walk {
         Complete,
-        Damaged ///< rpm logged an error on the way: it passes over a record that it cannot read.
+        Damaged, ///< rpm logged an error on the way: it passes over a record that it cannot read.
+        Cut      ///< The database failed on the way, and gave no more records.
     };
 
     /// Takes the database's lock and opens it. Raises ErrorCode::Internal "Couldn't begin rpm transaction"

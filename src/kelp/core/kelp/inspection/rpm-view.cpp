@@ -84,7 +84,7 @@ std::vector<RpmRecord> recordsOf(const IConfiguration &configuration, const Tran
         if (record.isApplication || !record.isCertificateKnown)
             records.push_back(std::move(record));
     });
-    if (walk == Transaction::Walk::Damaged)
+    if (walk != Transaction::Walk::Complete)
         Common::LogStream(Common::LogLevel::Warning) << "The rpm database has records that cannot be read";
     else if (isEmpty) {
         std::set<std::string> accountedFor = removedIds();

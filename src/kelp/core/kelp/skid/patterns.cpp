@@ -222,7 +222,7 @@ std::vector<fs::path> Patterns::sharedFilesInRpm(const std::function<void()> &if
     };
     const auto walk = Common::Rpm::Transaction(0).forEachInstalled(add);
     // One of those that rpm passes over may own what would be moved from under it.
-    if (walk == Common::Rpm::Transaction::Walk::Damaged)
+    if (walk != Common::Rpm::Transaction::Walk::Complete)
         throw Common::Error(Common::ErrorCode::Internal, "The rpm database has records that cannot be read");
     if (isEmpty)
         ifEmpty();

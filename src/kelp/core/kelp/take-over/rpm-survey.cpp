@@ -168,6 +168,12 @@ void stayFor(const std::optional<Failure> &failure, RpmCandidate &candidate) {
     candidate.isJudged = failure->isJudgement;
 }
 
+/// Whoever was not seen would stay for good, and what it owns would count as nobody's.
+void requireNotCut(Transaction::Walk walk) {
+    if (walk == Transaction::Walk::Cut)
+        throw Common::Error(Common::ErrorCode::Internal, "Couldn't read the rpm database");
+}
+
 /// A tree that was made of this application's files when they were all there may be the only copy by now.
 void requireNothingLost(const Reader &record, const Identity &identity, const std::vector<LeftTree> &left) {
     for (const LeftTree &tree : left)
@@ -230,6 +236,7 @@ RpmSurvey::RpmSurvey(const Transaction &rpm, const InstalledVersion &installedVe
     const PackageSignatures::Database signatures(PackageSignatures::Database::defaultPath());
     const auto walk =
         rpm.forEachInstalled([&](const Reader &reader) { readRecord(reader, signatures, exceptIds, left); });
+    requireNotCut(walk);
     isDamaged_ = walk == Transaction::Walk::Damaged;
     // Each walk uses what the one before has gathered of all: owners of files, owners outside, then targets.
     for (const auto &candidate : candidates_) {
@@ -331,10 +338,10 @@ void RpmSurvey::findForeignOwners(const Transaction &rpm) {
     std::set<std::uint32_t> instances;
     for (const auto &candidate : candidates_)
         instances.insert(candidate->entry.instance);
-    rpm.forEachInstalled([&](const Reader &reader) {
+    requireNotCut(rpm.forEachInstalled([&](const Reader &reader) {
         if (!instances.contains(Common::Rpm::databaseInstance(reader)))
             markForeign(reader, directories);
-    });
+    }));
 }
 
 void RpmSurvey::markForeign(const Reader &reader, const std::set<PlaceOnDisk> &directories) {

@@ -98,7 +98,7 @@ TakeOverSettlement::ask(const std::vector<JournalEntry> &entries) const {
             wanted->second.push_back({Common::Rpm::databaseInstance(reader), headerDigest(reader)});
     });
     // A record that cannot be read may be the one that is asked for: it would look erased.
-    if (walk == Transaction::Walk::Damaged && !(isDamageExpected_ && areReadable(entries)))
+    if (walk != Transaction::Walk::Complete && !(isDamageExpected_ && areReadable(entries)))
         throw Error(ErrorCode::Internal, "The rpm database has records that cannot be read");
     return records;
 }
