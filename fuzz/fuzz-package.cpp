@@ -1,17 +1,23 @@
 // Any package file is judged or ends in an exception that tells why not; and whatever it holds, nothing is
-// made but the tree below the staging directory. The seeds have no digests, which would make every change of
-// a header one that librpm refuses.
+// made but the tree below the staging directory. Neither the tree nor the memory that is taken is larger than
+// it may be, and repeated findings come only where nobody would see them. The seeds have no digests, which
+// would make every change of a header one that librpm refuses.
 
 #include "kelp/core/common/rpm/initialise.h"
 #include "kelp/core/kelp/incoming/rpm-package.h"
 #include "support/fuzz-checker.h"
 #include "support/fuzz-file.h"
 
+#include <sanitizer/allocator_interface.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <exception>
 #include <iostream>
+#include <map>
+#include <set>
 
 using Core::KELP::RpmPackage;
 namespace fs = std::filesystem;
@@ -46,9 +52,57 @@ private:
     fs::path path_;
 };
 
+constexpr std::uint64_t mostUnpacked = std::uint64_t(8) << 20;
+constexpr std::ptrdiff_t mostMemory = std::ptrdiff_t(64) << 20;
+/// What the decompressors take that decide on that by the payload.
+constexpr std::ptrdiff_t mostOfDecompressor = std::ptrdiff_t(144) << 20;
+constexpr std::size_t mostOfId = 100;
+
+std::atomic<std::ptrdiff_t> allocated = 0;
+std::atomic<std::ptrdiff_t> mostAllocated = 0;
+
+void noteAllocation(const volatile void *, std::size_t size) {
+    allocated += static_cast<std::ptrdiff_t>(size);
+    mostAllocated = std::max(mostAllocated.load(), allocated.load());
+}
+
+void noteRelease(const volatile void *memory) {
+    if (memory != nullptr)
+        allocated -= static_cast<std::ptrdiff_t>(__sanitizer_get_allocated_size(memory));
+}
+
+/// What is taken while it lives is no more than may be for a package of that size, whose header librpm has
+/// several times.
+class MemoryBound {
+public:
+    explicit MemoryBound(std::size_t size) :
+        bound_(allocated + mostMemory + mostOfDecompressor + 8 * static_cast<std::ptrdiff_t>(size)) {
+        mostAllocated = allocated.load();
+    }
+    MemoryBound(const MemoryBound &) = delete;
+    MemoryBound &operator=(const MemoryBound &) = delete;
+    ~MemoryBound() { require(mostAllocated <= bound_); }
+
+private:
+    std::ptrdiff_t bound_;
+};
+
+std::uint64_t sizeOf(const fs::path &tree) {
+    std::uint64_t sum = 0;
+    for (const fs::directory_entry &entry : fs::recursive_directory_iterator(tree))
+        if (entry.is_regular_file() && !entry.is_symlink())
+            sum += entry.file_size() / entry.hard_link_count();
+    return sum;
+}
+
 void judge(const fs::path &package, const fs::path &staging) {
     bool isRefused = false;
+    std::map<std::string_view, std::set<std::string>> texts;
     const auto note = [&](const Validator::Message &message) {
+        auto &seen = texts[message.entry.id];
+        // The two stages have a report each.
+        require(seen.size() >= mostOfId || seen.insert(message.text).second ||
+                message.entry.id == "path-impossible");
         isRefused = isRefused || message.level == Validator::LogLevel::Error ||
                     message.level == Validator::LogLevel::Critical;
     };
@@ -56,9 +110,12 @@ void judge(const fs::path &package, const fs::path &staging) {
     trial.config = fuzzConfig();
     trial.headerFindings = note;
     trial.contentFindings = note;
+    trial.mostOfId = mostOfId;
+    trial.mostUnpacked = mostUnpacked;
     const auto file = RpmPackage::fromFile(package, {}, Common::Rpm::Signatures::Unchecked);
     const std::string refusal = file.validate(staging, trial);
     require(refusal.empty() != isRefused);
+    require(sizeOf(staging) <= mostUnpacked);
 }
 
 } // namespace
@@ -67,7 +124,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     static const Scratch scratch;
     std::cout.rdbuf(nullptr);
     Common::Rpm::silenceLibrary();
+    static const int hooks = __sanitizer_install_malloc_and_free_hooks(noteAllocation, noteRelease);
+    require(hooks > 0);
     const FuzzFile file(data, size);
+    const MemoryBound bound(size);
     try {
         judge(file.path(), scratch.staging());
     } catch (const std::exception &) {

@@ -19,11 +19,13 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <limits>
 #include <new>
 #include <optional>
 #include <sstream>
 #include <string>
+#include <vector>
 
 namespace Common::Rpm {
 
@@ -131,12 +133,38 @@ std::string Reader::digest() const {
     return static_cast<const char *>(text.get());
 }
 
+namespace {
+
+/// Whether the paths together are not far longer than the header, which has each directory once: one long
+/// name of a directory, shared by a thousand files, would be a gigabyte of paths. Those of sound packages are
+/// about as long as the header.
+bool hasBearablePaths(rpmfiles files, std::size_t headerSize) {
+    std::vector<std::size_t> directories;
+    for (int i = 0, count = static_cast<int>(rpmfilesDC(files)); i < count; ++i) {
+        const char *name = rpmfilesDN(files, i);
+        directories.push_back(name != nullptr ? std::strlen(name) : 0);
+    }
+    std::size_t left = (std::size_t(1) << 20) + 4 * headerSize;
+    for (int i = 0, count = static_cast<int>(rpmfilesFC(files)); i < count; ++i) {
+        const auto directory = static_cast<std::size_t>(rpmfilesDI(files, i));
+        const std::size_t size = directory < directories.size() ? directories[directory] : 0;
+        if (size > left)
+            return false;
+        left -= size;
+    }
+    return true;
+}
+
+} // namespace
+
 std::shared_ptr<rpmfiles_s> Reader::fileList() const {
     // The list keeps the header, which a walk over the database lets go at its next step.
     if (!fileList_)
         fileList_ = {rpmfilesNew(nullptr, header(), 0, RPMFI_KEEPHEADER), rpmfilesFree};
     if (!fileList_)
         refuse("its file list contradicts itself");
+    if (!hasBearablePaths(fileList_.get(), headerSizeof(header(), HEADER_MAGIC_NO)))
+        refuse("its paths are too long together");
     return fileList_;
 }
 

@@ -52,8 +52,8 @@ public:
     std::string digest() const;
 
     /// librpm's list of the files, made once and kept with the header: it takes a while for many. Raises
-    /// ErrorCode::BadPackageFileFormat "Couldn't read rpm package" when the list contradicts itself. Not for
-    /// two threads at once.
+    /// ErrorCode::BadPackageFileFormat "Couldn't read rpm package" when the list contradicts itself, or has
+    /// paths that are many times as long as the header. Not for two threads at once.
     std::shared_ptr<rpmfiles_s> fileList() const;
 
     /// The bytes that the contents of all regular files take by what the header says: without those that are

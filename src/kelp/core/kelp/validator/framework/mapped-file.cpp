@@ -77,6 +77,13 @@ void MappedFile::read(const FileDescriptor &file, const std::filesystem::path &p
     bytes_ = copy_;
 }
 
+void MappedFile::letGo(std::size_t size) const {
+    const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+    // Nothing is lost where it fails.
+    if (copy_.empty() && size >= page)
+        ::madvise(const_cast<char *>(bytes_.data()), size / page * page, MADV_DONTNEED);
+}
+
 MappedFile::~MappedFile() {
     if (copy_.empty() && !bytes_.empty())
         ::munmap(const_cast<char *>(bytes_.data()), bytes_.size());

@@ -28,6 +28,9 @@ public:
 
     /// The content; the view lives as long as the object.
     std::string_view bytes() const { return bytes_; }
+    /// Gives the memory of the first `size` bytes back, which who reads them again has read from the file
+    /// again.
+    void letGo(std::size_t size) const;
     /// The same for all names of the file.
     const Common::FileIdentity &identity() const { return identity_; }
 

@@ -20,6 +20,20 @@ constexpr std::string_view hardcodedPath = "/home/defaultuser";
 /// To search a smaller file again takes less time than to find the answer.
 constexpr std::size_t remembered = 0x10000;
 
+/// Piece by piece: all of a file of three gigabytes would be in memory at the end.
+bool isHardcodedIn(const MappedFile &file) {
+    constexpr std::size_t piece = std::size_t(4) << 20;
+    const std::string_view bytes = file.bytes();
+    for (std::size_t at = 0; at < bytes.size(); at += piece) {
+        // With the beginning of the next one, where a match may end.
+        if (bytes.substr(at, piece + hardcodedPath.size() - 1).find(hardcodedPath) != std::string_view::npos)
+            return true;
+        if (bytes.size() > piece)
+            file.letGo(at);
+    }
+    return false;
+}
+
 /// A file whose location is judged.
 struct Place {
     const std::string &path;
@@ -121,13 +135,12 @@ void Path::checkContent() {
 }
 
 bool Path::holdsHardcodedPath(const MappedFile &file) {
-    const auto search = [&] { return file.bytes().find(hardcodedPath) != std::string_view::npos; };
     if (file.bytes().size() < remembered)
-        return search();
+        return isHardcodedIn(file);
     // Twenty thousand names of one large file would otherwise have it searched as many times.
     const auto [found, isNew] = isHardcodedIn_.try_emplace(file.identity());
     if (isNew)
-        found->second = search();
+        found->second = isHardcodedIn(file);
     return found->second;
 }
 
