@@ -16,6 +16,8 @@
 
 #include "platform/package-signatures/database.h"
 
+#include <set>
+
 #include <exception>
 #include <optional>
 
@@ -25,72 +27,123 @@ namespace {
 
 using Common::LogLevel;
 using Common::LogStream;
-using Core::TrustedSources::IDatabase;
 using Core::TrustedSources::reservedSource;
 
-void logBinding(const std::string &id, const std::string &keyId) {
-    LogStream(LogLevel::Info) << "Successfully bound " << id << " package to source "
-                              << "(keyid=" << keyId << ")";
+void logClientFailure(const std::string &id, const std::exception &error) {
+    LogStream(LogLevel::Error) << "Failed to add client certificate for package " << id << error;
 }
 
-void bind(const std::string &id, const PackageSignatures::Certificate &certificate, IDatabase &sources) {
-    const std::string &keyId = certificate.keyId();
-    if (!sources.sourceExists(keyId)) {
-        sources.addSource({keyId, certificate.subject(), {}});
-        LogStream(LogLevel::Info) << "Successfully added trusted source "
-                                  << "(keyid=" << keyId << ")";
-    }
-    if (sources.packageExists(id))
-        return;
-    sources.addPackage(id, keyId);
-    logBinding(id, keyId);
+void logReservedFailure(const std::string &id, const std::exception &error) {
+    LogStream(LogLevel::Error) << "Couldn't bind " << id << " package to source "
+                               << "(keyid=" << reservedSource << ")";
+    LogStream(LogLevel::Error) << error;
 }
 
-void bindClientCertificates(IDatabase &sources) {
-    const PackageSignatures::Database signatures(PackageSignatures::Database::defaultPath());
-    for (const std::string &id : signatures.packages()) {
-        const auto certificate = signatures.packageCertificateWithGroup(id, PackageSignatures::Group::Client);
-        if (!certificate)
-            continue;
+/// The bindings of one start. All are committed in one transaction, and told when that is done.
+class Bindings {
+public:
+    Bindings(Core::KELP::FSDatabase &store, Core::TrustedSources::SQLiteDatabase &sources) :
+        store_(store), sources_(sources) {}
+
+    void run() {
         try {
-            bind(id, *certificate, sources);
+            sources_.together([this] {
+                bindClientCertificates();
+                bindRemainingPackages();
+            });
         } catch (const Common::Error &error) {
-            // Not tried at the next start, for which one lost binding is no reason: kelpctl doctor finds it.
-            // What the signature database raises ends the migration.
-            LogStream(LogLevel::Error) << "Failed to add client certificate for package " << id << error;
+            for (const Bound &bound : bound_)
+                if (!bound.id.empty())
+                    bound.logFailure(bound.id, error);
+            return;
         }
+        for (const Bound &bound : bound_)
+            logBinding(bound);
     }
-}
 
-void bindToReservedSource(const std::string &id, IDatabase &sources) {
-    if (sources.packageExists(id))
-        return;
-    if (!sources.sourceExists(reservedSource)) {
-        // In this order: the source says to the next run that both were done.
-        sources.setMissingSourceAllowed(true);
-        sources.addSource({reservedSource, "", {}});
-    }
-    // For good, as far as the launcher goes: it binds no package twice.
-    sources.addPackage(id, reservedSource);
-    logBinding(id, reservedSource);
-}
+private:
+    struct Bound {
+        std::string id; ///< Empty for a source that is new.
+        std::string keyId;
+        bool isNewSource;
+        void (*logFailure)(const std::string &id, const std::exception &error);
+    };
 
-void bindRemainingPackages(Core::KELP::FSDatabase &store, IDatabase &sources) {
-    for (const Core::KELP::PackageInformation &package : store.packages()) {
-        const auto id = package.find("general.id");
-        if (id == package.end()) {
-            LogStream(LogLevel::Warning) << "Couldn't retrieve ID of installed package";
-            continue;
+    static void logBinding(const Bound &bound) {
+        if (bound.isNewSource)
+            LogStream(LogLevel::Info) << "Successfully added trusted source "
+                                      << "(keyid=" << bound.keyId << ")";
+        if (!bound.id.empty())
+            LogStream(LogLevel::Info) << "Successfully bound " << bound.id << " package to source "
+                                      << "(keyid=" << bound.keyId << ")";
+    }
+
+    void bind(const std::string &id, const PackageSignatures::Certificate &certificate) {
+        const std::string &keyId = certificate.keyId();
+        if (!sources_.sourceExists(keyId)) {
+            sources_.addSource({keyId, certificate.subject(), {}});
+            bound_.push_back({"", keyId, true, logClientFailure});
         }
-        try {
-            bindToReservedSource(id->second, sources);
-        } catch (const Common::Error &error) {
-            LogStream(LogLevel::Error) << "Couldn't bind " << id->second << " package to source "
-                                       << "(keyid=" << reservedSource << ")";
-            LogStream(LogLevel::Error) << error;
+        if (sources_.packageExists(id))
+            return;
+        sources_.addPackage(id, keyId);
+        bound_.push_back({id, keyId, false, logClientFailure});
+    }
+
+    void bindClientCertificates() {
+        const PackageSignatures::Database signatures(PackageSignatures::Database::defaultPath());
+        for (const std::string &id : signatures.packages()) {
+            const auto certificate =
+                signatures.packageCertificateWithGroup(id, PackageSignatures::Group::Client);
+            if (!certificate)
+                continue;
+            try {
+                bind(id, *certificate);
+            } catch (const Common::Error &error) {
+                // Not tried at the next start, for which one lost binding is no reason: kelpctl doctor finds
+                // it. What the signature database raises ends the migration.
+                logClientFailure(id, error);
+                failed_.insert(id);
+            }
         }
     }
-}
+
+    void bindToReservedSource(const std::string &id) {
+        if (sources_.packageExists(id))
+            return;
+        if (!sources_.sourceExists(reservedSource)) {
+            // In this order: the source says to the next run that both were done.
+            sources_.setMissingSourceAllowed(true);
+            sources_.addSource({reservedSource, "", {}});
+        }
+        // For good, as far as the launcher goes: it binds no package twice.
+        sources_.addPackage(id, reservedSource);
+        bound_.push_back({id, reservedSource, false, logReservedFailure});
+    }
+
+    void bindRemainingPackages() {
+        for (const Core::KELP::PackageInformation &package : store_.packages()) {
+            const auto id = package.find("general.id");
+            if (id == package.end()) {
+                LogStream(LogLevel::Warning) << "Couldn't retrieve ID of installed package";
+                continue;
+            }
+            // One that a store has sold must not pass for one of no source, for good.
+            if (failed_.contains(id->second))
+                continue;
+            try {
+                bindToReservedSource(id->second);
+            } catch (const Common::Error &error) {
+                logReservedFailure(id->second, error);
+            }
+        }
+    }
+
+    Core::KELP::FSDatabase &store_;
+    Core::TrustedSources::SQLiteDatabase &sources_;
+    std::vector<Bound> bound_;
+    std::set<std::string> failed_; ///< Those whose client certificate could not be bound.
+};
 
 bool isDone(const Core::KELP::MigrationStamp &stamp) {
     return Common::exists(Common::rootPath() / stamp.path);
@@ -139,8 +192,7 @@ void migrateRpmToStore(Core::Configuration &configuration) {
         shared.emplace(configuration);
     store.onArrival([&](const Core::KELP::PackageInformation &package) { catchUp(package, store, shared); });
     store.migrateRpmPackages();
-    bindClientCertificates(sources);
-    bindRemainingPackages(store, sources);
+    Bindings(store, sources).run();
     // What kept one application from arriving keeps the stamp away, and nobody else from being bound.
     store.requireCompleteMigration();
 }

@@ -176,6 +176,9 @@ def furnish(machine, packages):
         file = root / place.lstrip("/")
         file.parent.mkdir(parents=True, exist_ok=True)
         file.write_text("content of " + place)
+    # What a staged tree cannot have as a further name: a file of somebody's, and one that has a name elsewhere.
+    os.chown(root / "usr/share/org.example.shared/book.txt", 1000, 0)
+    os.link(root / "usr/share/org.example.links/first.txt", root / "usr/share/another-name")
     signatures = ["make_signature_database"]
     for app in APPLICATIONS:
         if app.id != "net.example.unsigned":

@@ -129,6 +129,12 @@ def traces(app):
     return [f"{path} is left of {app.id}" for path, description in walk() if path == home or f"{home}/" in str(description[2:])]
 
 
+def closed_paths():
+    """The paths that do not read as rpm brought them and the store publishes them: at no moment may one."""
+    return [flaw for app in MOVED for path in app.files if app.system_path(path) == app.system_path(path, published=True)
+            for flaw in flaws_of_file(app, path, app.system_path(path))]
+
+
 def flaws_of_migration(machine, before):
     """What an undisturbed migration has not done, judged by the tables of applications.py alone."""
     names = headers(machine)
@@ -166,4 +172,5 @@ def unsound(machine, before):
         if objections != before[f"rpm: {app.id}"] and missing:
             flaws.append(f"{app.id} is whole neither in rpm ({objections[0]}) nor in the store ({missing[0]})")
     return flaws + machine.inside(lambda: [f"lost {old}" for old, new in [*DATA.items(), *zip(FOREIGN, FOREIGN)]
-                                           if "content of " + old not in (read(old), read(new))])
+                                           if "content of " + old not in (read(old), read(new))] +
+                                   [f"{path} is left" for path, _ in walk() if re.search(r"/\.kelp-[0-9a-f]{12}-\d+$", path)])

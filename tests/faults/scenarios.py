@@ -6,7 +6,7 @@ import shutil
 
 from applications import KEY, STORE, Application, Link, MOVED, RULES, furnish, furnish_foreign, verbs, write_tree
 from machine import run
-from judgement import differences, flaws_in_store, flaws_of_migration, snapshot, traces, unsound
+from judgement import closed_paths, differences, flaws_in_store, flaws_of_migration, snapshot, traces, unsound
 
 
 def stage(machine, app):
@@ -49,13 +49,14 @@ class TakeOver:
 
     def judge(self, machine, killed, written):
         """The flaws of a machine and what was written while they were looked for."""
+        closed = [f"before the next start {flaw}" for flaw in machine.inside(closed_paths)]
         output = self._twice(machine)
         # A binding that fails is told, never tried again, and for doctor to mend.
         settled = "lost|left" if re.search("Failed to add client certificate|Couldn't bind", written) else "nothing"
         flaws = [flaw for flaw in self.flaws(machine, killed)
                  if not re.match(rf"({settled}) (packages|sources|configuration|trusted sources)\b", flaw)]
         # A killed machine is held to be as the undisturbed one, whose applications bear all that follows.
-        return flaws or ([] if killed else self._flaws_of_survivors(machine)), output
+        return closed + (flaws or ([] if killed else self._flaws_of_survivors(machine))), output
 
     def flaws(self, machine, killed):
         if killed:

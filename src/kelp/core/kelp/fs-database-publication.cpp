@@ -41,14 +41,19 @@ std::vector<fs::path> targetsOf(const PublicationPlan &plan) {
     return targets;
 }
 
-bool isRecorded(const fs::path &list, const std::vector<fs::path> &paths) {
+bool isListed(const fs::path &list, const std::vector<fs::path> &paths) {
     return Common::exists(list) && readPathList(list) == paths;
 }
 
 /// What is right on the disk is not written again: a full disk has no room for it.
-void record(const fs::path &list, const std::vector<fs::path> &paths, Durability durability) {
-    if (!isRecorded(list, paths))
-        writePathList(list, paths, durability);
+void list(const fs::path &file, const std::vector<fs::path> &paths, Durability durability) {
+    if (!isListed(file, paths))
+        writePathList(file, paths, durability);
+}
+
+/// So that a later removal finds each directory emptied.
+std::vector<fs::path> deepestFirst(const std::vector<fs::path> &directories) {
+    return {directories.rbegin(), directories.rend()};
 }
 
 std::vector<fs::path> listed(const fs::path &list) {
@@ -91,8 +96,8 @@ PublicationPlan FSDatabase::publicationOf(const PackageStaging &staging,
                            DanglingLinks::Count);
 }
 
-void FSDatabase::publishCurrent(const std::string &id, const PackageInformation &information,
-                                Durability durability) {
+void FSDatabase::generateMappings(const std::string &id) {
+    const PackageInformation information = packageInfo(id);
     const fs::path current = fs::absolute(pathResolver_->currentDirectory(id));
     const auto mappings = mappingsOf(id, information);
     const MappingMode mode =
@@ -101,38 +106,35 @@ void FSDatabase::publishCurrent(const std::string &id, const PackageInformation 
     std::vector<fs::path> made;
     try {
         plan = planPublication(current, current, mappings, DanglingLinks::Fail);
-        // Something of ours is in the way where it could not be removed, and where an attempt that was not
-        // flushed has left it with or without its plan.
-        takeBackFiles(plan,
-                      durability == Durability::Deferred ? CopiedLinks::AreOurs : CopiedLinks::AreForeign);
+        // Something of ours is in the way where it could not be removed.
+        takeBackFiles(plan, CopiedLinks::AreForeign);
         // While there is no plan: what a plan names is taken for ours, whoever made it.
         requireFreeTargets(plan);
-        writePlan(id, plan, durability);
+        writePlan(id, plan);
         publish(plan, mode, made);
     } catch (const std::exception &error) {
         LogStream(LogLevel::Error) << error;
         unpublish(made);
         throw;
     }
-    recordPublication(id, plan, durability);
+    recordPublication(id, plan);
 }
 
-void FSDatabase::writePlan(const std::string &id, const PublicationPlan &plan, Durability durability) {
+void FSDatabase::writePlan(const std::string &id, const PublicationPlan &plan) {
     try {
-        writePublicationPlan(planFile(id), plan, durability);
+        writePublicationPlan(planFile(id), plan);
     } catch (const std::exception &error) {
         // A full disk must not cost a version that comes back after an update: its lists name all of it.
-        if (!isRecorded(pathResolver_->symlinkListFile(id, PackageSlot::Current), targetsOf(plan)))
+        if (!isListed(pathResolver_->symlinkListFile(id, PackageSlot::Current), targetsOf(plan)))
             throw;
         LogStream(LogLevel::Warning) << error;
     }
 }
 
-void FSDatabase::recordPublication(const std::string &id, const PublicationPlan &plan,
-                                   Durability durability) {
+void FSDatabase::recordPublication(const std::string &id, const PublicationPlan &plan) {
     const std::vector<fs::path> targets = targetsOf(plan);
     try {
-        record(pathResolver_->symlinkListFile(id, PackageSlot::Current), targets, durability);
+        list(pathResolver_->symlinkListFile(id, PackageSlot::Current), targets, Durability::Flushed);
     } catch (const std::exception &error) {
         // Without a list no removal would find what was published.
         LogStream(LogLevel::Error) << error;
@@ -140,16 +142,14 @@ void FSDatabase::recordPublication(const std::string &id, const PublicationPlan 
         throw Error(ErrorCode::Filesystem, "Failed to store generated mappings list for " + id + " package");
     }
     // Where the list of the directories is missing, the plan stays and tells of them.
-    if (recordDirectories(id, plan, durability))
-        endPlan(id, plan, durability);
+    if (recordDirectories(id, plan))
+        endPlan(id, plan);
 }
 
-bool FSDatabase::recordDirectories(const std::string &id, const PublicationPlan &plan,
-                                   Durability durability) {
+bool FSDatabase::recordDirectories(const std::string &id, const PublicationPlan &plan) {
     try {
-        // Deepest first, so that a later removal finds each directory emptied.
-        record(pathResolver_->generatedDirListFile(id, PackageSlot::Current),
-               {plan.directories.rbegin(), plan.directories.rend()}, durability);
+        list(pathResolver_->generatedDirListFile(id, PackageSlot::Current), deepestFirst(plan.directories),
+             Durability::Flushed);
         return true;
     } catch (const std::exception &error) {
         LogStream(LogLevel::Warning) << error;
@@ -160,17 +160,29 @@ bool FSDatabase::recordDirectories(const std::string &id, const PublicationPlan 
 
 /// The plan goes when everything else is on disk. One that stays has the next update or removal look once
 /// more for what it names.
-void FSDatabase::endPlan(const std::string &id, const PublicationPlan &plan, Durability durability) {
+void FSDatabase::endPlan(const std::string &id, const PublicationPlan &plan) {
     try {
-        if (durability == Durability::Flushed) {
-            std::set<fs::path> places = parentsOf(targetsOf(plan));
-            places.insert(pathResolver_->currentDirectory(id));
-            Common::flushFilesystems(places);
-        }
+        std::set<fs::path> places = parentsOf(targetsOf(plan));
+        places.insert(pathResolver_->currentDirectory(id));
+        Common::flushFilesystems(places);
         Common::removeAll(planFile(id));
     } catch (const std::exception &error) {
         LogStream(LogLevel::Warning) << error;
     }
+}
+
+/// The list of the files last: where it is, the package is published as a whole.
+void FSDatabase::record(const std::string &id, const std::vector<fs::path> &files,
+                        const std::vector<fs::path> &directories) {
+    list(pathResolver_->generatedDirListFile(id, PackageSlot::Current), deepestFirst(directories),
+         Durability::Deferred);
+    list(pathResolver_->symlinkListFile(id, PackageSlot::Current), files, Durability::Deferred);
+}
+
+bool FSDatabase::isRecorded(const std::string &id, const std::vector<fs::path> &files,
+                            const std::vector<fs::path> &directories) {
+    return isListed(pathResolver_->symlinkListFile(id, PackageSlot::Current), files) &&
+           isListed(pathResolver_->generatedDirListFile(id, PackageSlot::Current), deepestFirst(directories));
 }
 
 void FSDatabase::tryRemoveMappingsUsingCurrentDirectory(const std::string &id) {

@@ -17,6 +17,7 @@
 #include "kelp/core/kelp/registry/registry-record.h"
 #include "kelp/core/kelp/registry/registry.h"
 #include "kelp/core/kelp/take-over/rpm-migration.h"
+#include "kelp/core/kelp/take-over/take-over-journal.h"
 
 #include <unistd.h>
 
@@ -292,7 +293,7 @@ PackageInformation FSDatabase::packageInfo(const std::string &id) {
     if (auto information = currentInformation(id))
         return *information;
     // A directory of which no record and no descriptor says that it is a package is somebody's.
-    if (entry(id).kind() != StoreEntry::Kind::Directory || !isOnRecord(id))
+    if (entry(id).kind() != StoreEntry::Kind::Directory || !isOnRecord(id) || idsOnTheirWay().contains(id))
         throw unreadableDescriptor(id);
     LogStream(LogLevel::Info) << "Cleaning up corrupted installed package " << id;
     try {
@@ -318,6 +319,8 @@ std::optional<PackageInformation> FSDatabase::nextInformation(const std::string 
         requireCorrupted(id, error);
         LogStream(LogLevel::Warning) << "Corrupted package next directory: "
                                      << pathResolver_->nextDirectory(id);
+        if (idsOnTheirWay().contains(id))
+            return std::nullopt;
         LogStream(LogLevel::Info) << "Cleaning all package versions except current: " << id;
         cleanupVersionsExceptCurrent(id);
     }
@@ -342,9 +345,22 @@ std::optional<PackageInformation> FSDatabase::currentInformation(const std::stri
     throw unreadableDescriptor(id);
 }
 
+/// Of a package that the journal names, the take-over alone completes or takes back what is there.
+std::set<std::string> FSDatabase::idsOnTheirWay() const {
+    std::set<std::string> ids;
+    for (JournalEntry &entry : TakeOverJournal::read(configuration_->tempDirectory()))
+        ids.insert(std::move(entry.id));
+    return ids;
+}
+
 std::vector<PackageInformation> FSDatabase::packages() {
+    const std::set<std::string> onTheirWay = idsOnTheirWay();
     std::vector<PackageInformation> all;
     for (const std::string &id : idsIn(configuration_->databaseDirectory())) {
+        // Without its lists it is not whole: what the caller does for others is done when it has arrived.
+        if (onTheirWay.contains(id) &&
+            !Common::isThere(pathResolver_->symlinkListFile(id, PackageSlot::Current)))
+            continue;
         try {
             // This look heals: what it finds corrupted is removed on the way. Of what never was a package
             // there is nothing to tell.
@@ -402,10 +418,6 @@ bool FSDatabase::isNewerThanInstalled(const std::string &id, const std::string &
     cleanupVersionsExceptCurrent(id);
     LogStream(LogLevel::Info) << "Re-checking the package for downgrade: " << id;
     return isNewerThanInstalled(id, version, Recheck::No);
-}
-
-void FSDatabase::generateMappings(const std::string &id) {
-    publishCurrent(id, packageInfo(id), Durability::Flushed);
 }
 
 void FSDatabase::migrateRpmPackages() {

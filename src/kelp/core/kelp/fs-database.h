@@ -9,6 +9,8 @@
 #include <exception>
 #include <functional>
 #include <optional>
+#include <set>
+#include <string>
 #include <utility>
 
 namespace Core {
@@ -45,8 +47,11 @@ public:
     void tryRemoveMappingsUsingCurrentDirectory(const std::string &id) override;
 
     void describeStaged(const PackageStaging &staging, const PackageInformation &extras) override;
-    void takeOver(const PackageStaging &staging, const PackageInformation &extras) override;
-    void discardFailedInstallation(const std::string &id) override;
+    void place(const PackageStaging &staging) override;
+    void record(const std::string &id, const std::vector<std::filesystem::path> &files,
+                const std::vector<std::filesystem::path> &directories) override;
+    bool isRecorded(const std::string &id, const std::vector<std::filesystem::path> &files,
+                    const std::vector<std::filesystem::path> &directories) override;
 
     /// `arrival` is called for each package that migrateRpmPackages() has brought to the store, before that
     /// forgets it: what it raises has the next migration call it again.
@@ -63,7 +68,7 @@ public:
     /// called again.
     std::vector<std::filesystem::path> dropPackage(const std::string &id) const;
 
-    /// What takeOver() will publish of a tree for which describeStaged() was called. Changes nothing. Raises
+    /// What install() would publish of a tree for which describeStaged() was called. Changes nothing. Raises
     /// as readDescriptor() and planPublication() do.
     static PublicationPlan publicationOf(const PackageStaging &staging,
                                          const IDatabasePathResolver &pathResolver);
@@ -85,6 +90,7 @@ private:
     std::optional<PackageInformation> currentInformation(const std::string &id);
     bool isNewerThanInstalled(const std::string &id, const std::string &version, Recheck recheck);
     StoreEntry entry(const std::string &id) const;
+    std::set<std::string> idsOnTheirWay() const;
     void requireOwnUpdate(const std::string &id) const;
     void describe(const PackageStaging &staging, const PackageInformation &extras,
                   Common::Durability durability) const;
@@ -96,16 +102,12 @@ private:
     void dropByPrevious(const std::string &id, const std::function<void()> &makePrevious) const;
     std::exception_ptr dropOthers(const std::string &id, const std::string &kept) const;
     void dropCurrent(const std::string &id) const;
-    void bringIntoStore(const PackageStaging &staging, const PackageInformation &extras);
-    void makeCurrent(const PackageStaging &staging, const std::filesystem::path &directory);
 
     void generateMappings(const std::string &id);
-    void publishCurrent(const std::string &id, const PackageInformation &information,
-                        Common::Durability durability);
-    void writePlan(const std::string &id, const PublicationPlan &plan, Common::Durability durability);
-    void recordPublication(const std::string &id, const PublicationPlan &plan, Common::Durability durability);
-    bool recordDirectories(const std::string &id, const PublicationPlan &plan, Common::Durability durability);
-    void endPlan(const std::string &id, const PublicationPlan &plan, Common::Durability durability);
+    void writePlan(const std::string &id, const PublicationPlan &plan);
+    void recordPublication(const std::string &id, const PublicationPlan &plan);
+    bool recordDirectories(const std::string &id, const PublicationPlan &plan);
+    void endPlan(const std::string &id, const PublicationPlan &plan);
     PublicationPlan takeBackUnfinished(const std::string &id, PublicationPlan &left);
     void finishTakingBack(const std::string &id) const;
     PublicationPlan unfinishedPlan(const std::string &id) const;

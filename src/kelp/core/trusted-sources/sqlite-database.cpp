@@ -6,9 +6,10 @@
 #include "kelp/core/trusted-sources/schema.h"
 
 #include <SQLiteCpp/Database.h>
-#include <SQLiteCpp/Transaction.h>
 #include <SQLiteCpp/VariadicBind.h>
 #include <fcntl.h>
+
+#include <optional>
 
 namespace Core::TrustedSources {
 
@@ -74,11 +75,36 @@ void execute(SQLite::Database &database, const char *sql, const Values &...value
     statement.exec();
 }
 
+/// A transaction, or a part of the one that is open, which commits with that. The library's own leaves the
+/// transaction open when it is rolled back.
+class Step {
+public:
+    explicit Step(SQLite::Database &database) : database_(&database) { database.exec("SAVEPOINT step"); }
+    Step(const Step &) = delete;
+    Step &operator=(const Step &) = delete;
+    ~Step() {
+        if (isDone_)
+            return;
+        // Errors are told by what made us roll back.
+        static_cast<void>(database_->tryExec("ROLLBACK TO step"));
+        static_cast<void>(database_->tryExec("RELEASE step"));
+    }
+
+    void commit() {
+        database_->exec("RELEASE step");
+        isDone_ = true;
+    }
+
+private:
+    SQLite::Database *database_;
+    bool isDone_ = false;
+};
+
 template<class... Values>
 void executeAlone(SQLite::Database &database, const char *sql, const Values &...values) {
-    SQLite::Transaction transaction(database);
+    Step step(database);
     execute(database, sql, values...);
-    transaction.commit();
+    step.commit();
 }
 
 } // namespace
@@ -136,11 +162,11 @@ void SQLiteDatabase::addSource(const Source &source) {
 
 void SQLiteDatabase::removeSource(const std::string &keyId) {
     run("Couldn't remove source from trusted sources database by key id", [&](auto &database) {
-        SQLite::Transaction transaction(database);
+        Step step(database);
         // Before the source, without which a binding may not be.
         execute(database, "DELETE FROM packages WHERE source_keyid = ?", keyId);
         execute(database, "DELETE FROM sources WHERE keyid = ?", keyId);
-        transaction.commit();
+        step.commit();
     });
 }
 
@@ -174,7 +200,7 @@ void SQLiteDatabase::addPackage(const std::string &packageId, const std::string 
 
 void SQLiteDatabase::bindPackage(const std::string &packageId, const Source &source) {
     run("Couldn't insert package into the trusted sources database", [&](auto &database) {
-        SQLite::Transaction transaction(database);
+        Step step(database);
         execute(database, "INSERT OR IGNORE INTO sources (keyid,subject) VALUES (?,?)", source.keyId,
                 source.subject);
         if (database.getChanges() > 0 && source.keyId == reservedSource)
@@ -182,8 +208,21 @@ void SQLiteDatabase::bindPackage(const std::string &packageId, const Source &sou
         // Behind the source: each statement by itself has to find the one that it names.
         execute(database, "INSERT OR REPLACE INTO packages (id,source_keyid) VALUES (?,?)", packageId,
                 source.keyId);
-        transaction.commit();
+        step.commit();
     });
+}
+
+void SQLiteDatabase::together(const std::function<void()> &operations) {
+    constexpr const char *message = "Couldn't commit to the trusted sources database";
+    if (!database_) {
+        // Each of them says so.
+        operations();
+        return;
+    }
+    std::optional<Step> step;
+    orRaiseInternal(message, [&] { step.emplace(*database_); });
+    operations();
+    orRaiseInternal(message, [&] { step->commit(); });
 }
 
 void SQLiteDatabase::removePackage(const std::string &packageId) {

@@ -2,6 +2,7 @@
 
 #include "kelp/core/trusted-sources/i-database.h"
 
+#include <functional>
 #include <memory>
 
 namespace SQLite {
@@ -45,6 +46,12 @@ public:
     /// in one transaction. With the reserved source, packages without a source become allowed: one is there.
     /// Where the source is there already, the policy is somebody's decision and stays.
     void bindPackage(const std::string &packageId, const Source &source);
+
+    /// Has what the operations write committed in one transaction, in which each of them is a step of its
+    /// own: one that fails changes nothing, and the others stand. Raises "Couldn't commit to the trusted
+    /// sources database" when none of it could be written, and what `operations` raises; then nothing is
+    /// written.
+    void together(const std::function<void()> &operations);
 
 private:
     std::vector<std::string> packagesOf(const std::string &keyId);

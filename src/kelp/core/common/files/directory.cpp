@@ -282,6 +282,15 @@ bool Directory::move(const std::string &name, const Directory &to, const std::st
     return true;
 }
 
+bool Directory::exchange(const std::string &name, const std::string &other) const {
+    const int here = directory_.get();
+    if (::renameat2(here, name.c_str(), here, other.c_str(), RENAME_EXCHANGE) == 0)
+        return true;
+    if (errno != EINVAL && errno != ENOSYS)
+        raise("cannot exchange", name);
+    return false;
+}
+
 bool Directory::removeFile(const std::string &name) const {
     if (::unlinkat(directory_.get(), name.c_str(), 0) == 0)
         return true;

@@ -53,6 +53,10 @@ public:
     /// taken there. One atomic step; raises across filesystems.
     bool move(const std::string &name, const Directory &to, const std::string &newName) const;
 
+    /// Has two entries change their names with each other, in one atomic step: at no moment does either name
+    /// lead nowhere. False where the filesystem cannot; raises when one of the two is not there.
+    bool exchange(const std::string &name, const std::string &other) const;
+
     /// Removes an entry that is no directory. False when there is none.
     bool removeFile(const std::string &name) const;
 

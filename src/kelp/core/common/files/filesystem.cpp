@@ -54,13 +54,6 @@ fs::path nearestExisting(const fs::path &path) {
     return existing;
 }
 
-dev_t deviceOf(const fs::path &path) {
-    struct stat status = {};
-    if (::stat(nearestExisting(path).c_str(), &status) != 0)
-        throw Error(ErrorCode::Filesystem, "Couldn't retrieve free space: " + path.string());
-    return status.st_dev;
-}
-
 } // namespace
 
 void removeAll(const fs::path &path) {
@@ -133,6 +126,13 @@ bool hasSameContent(const fs::path &a, const fs::path &b) {
 std::uint64_t freeSpace(const fs::path &path) {
     return reraiseAs(ErrorCode::Filesystem, "Couldn't retrieve free space: " + path.string(),
                      [&] { return fs::space(nearestExisting(path)).available; });
+}
+
+std::uint64_t deviceOf(const fs::path &path) {
+    struct stat status = {};
+    if (::stat(nearestExisting(path).c_str(), &status) != 0)
+        throw Error(ErrorCode::Filesystem, "Couldn't retrieve free space: " + path.string());
+    return status.st_dev;
 }
 
 bool isSameFilesystem(const fs::path &a, const fs::path &b) {

@@ -58,6 +58,9 @@ std::vector<std::filesystem::path> listDirectory(const std::filesystem::path &pa
 /// space: PATH".
 std::uint64_t freeSpace(const std::filesystem::path &path);
 
+/// The number of the filesystem on which `path` lies, or would lie. Raises as freeSpace does.
+std::uint64_t deviceOf(const std::filesystem::path &path);
+
 /// Whether both lie, or would lie, on one filesystem. Raises as freeSpace does.
 bool isSameFilesystem(const std::filesystem::path &a, const std::filesystem::path &b);
 

@@ -13,6 +13,7 @@
 #include <fstream>
 #include <memory>
 #include <optional>
+#include <sstream>
 #include <vector>
 
 namespace Common::Rpm {
@@ -91,6 +92,11 @@ bool PayloadDigest::isRight() const {
         throw Error(ErrorCode::FileNotFound, "Couldn't open rpm package");
     seekCovered(file, coversHeader_);
     return digestOf(file, algorithm_) == expected_;
+}
+
+std::string sha256Of(const std::string &text) {
+    std::istringstream stream(text);
+    return digestOf(stream, RPM_HASH_SHA256);
 }
 
 } // namespace Common::Rpm

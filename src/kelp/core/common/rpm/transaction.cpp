@@ -9,6 +9,7 @@
 #include <rpm/rpmlog.h>
 #include <rpm/rpmmacro.h>
 #include <rpm/rpmts.h>
+#include <sqlite3.h>
 
 #include <fcntl.h>
 
@@ -73,6 +74,29 @@ void runAndForget(rpmts transactionSet) {
         throw Error(ErrorCode::Internal, "Couldn't run rpm transaction");
 }
 
+/// The connections to SQLite that are opened while the object lives do not flush each commit: librpm commits
+/// header by header, and whoever has it do so flushes the filesystem at the end. A power cut before that
+/// leaves the database whole, with some of the last commits undone.
+class RelaxedCommits {
+public:
+    RelaxedCommits() { ::sqlite3_auto_extension(asExtension()); }
+    RelaxedCommits(const RelaxedCommits &) = delete;
+    RelaxedCommits &operator=(const RelaxedCommits &) = delete;
+    ~RelaxedCommits() { ::sqlite3_cancel_auto_extension(asExtension()); }
+
+private:
+    using Extension = void (*)();
+
+    static int relax(sqlite3 *database, char **, const struct sqlite3_api_routines *) {
+        // What refuses it flushes each commit.
+        static_cast<void>(::sqlite3_exec(database, "PRAGMA synchronous = NORMAL", nullptr, nullptr, nullptr));
+        return SQLITE_OK;
+    }
+
+    /// SQLite takes it in this form. NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast)
+    static Extension asExtension() { return reinterpret_cast<Extension>(relax); }
+};
+
 std::filesystem::path expanded(const char *macro) {
     initialise();
     // Before rpm has read its configuration a macro expands to its own text.
@@ -131,6 +155,13 @@ Transaction::Record Transaction::lookUp(std::uint32_t instance) const {
     return watch.sawError() ? Record::Unreadable : Record::Gone;
 }
 
+bool Transaction::isOwned(const std::string &path) const {
+    const ErrorWatch watch;
+    const std::shared_ptr<rpmdbMatchIterator_s> owners(
+        rpmtsInitIterator(transactionSet_.get(), RPMDBI_INSTFILENAMES, path.c_str(), 0), rpmdbFreeIterator);
+    return (owners && rpmdbNextIterator(owners.get())) || watch.sawError();
+}
+
 void Transaction::addErase(const Reader &package) {
     if (rpmtsAddEraseElement(transactionSet_.get(), package.header(), 0) != 0)
         throw Error(ErrorCode::Internal, "Couldn't add erase element to the RPM transaction");
@@ -149,6 +180,7 @@ void Transaction::runOnDatabaseAlone() {
     const rpmtransFlags flags = rpmtsSetFlags(transactionSet_.get(), RPMTRANS_FLAG_JUSTDB | NoPlugins);
     const std::unique_ptr<rpmts_s, std::function<void(rpmts)>> restored(
         transactionSet_.get(), [flags](rpmts set) { rpmtsSetFlags(set, flags); });
+    const RelaxedCommits relaxed;
     runAndForget(transactionSet_.get());
 }
 
@@ -158,10 +190,6 @@ std::uint32_t databaseInstance(const Reader &installed) {
 
 std::filesystem::path databaseDirectory() {
     return expanded("%{_dbpath}");
-}
-
-std::filesystem::path scriptDirectory() {
-    return expanded("%{_tmppath}");
 }
 
 } // namespace Common::Rpm

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <string>
 
 struct rpmts_s;
 struct rpmtxn_s;
@@ -53,6 +54,10 @@ public:
     /// Looks for the record at one place of the database, whatever others are like. Raises as the walk does.
     Record lookUp(std::uint32_t instance) const;
 
+    /// Whether a record lists the absolute `path`, by whatever links of the system. What the database does
+    /// not tell counts as owned.
+    bool isOwned(const std::string &path) const;
+
     /// Has the run erase an installed package. Raises ErrorCode::Internal "Couldn't add erase element to the
     /// RPM transaction" for a package that is not from the database.
     void addErase(const Reader &package);
@@ -66,7 +71,7 @@ public:
     void run();
 
     /// Takes the packages out of the database alone: no script runs, and their files stay. The same holds as
-    /// for run().
+    /// for run(). What it did is on disk only after the filesystem of databaseDirectory() is flushed.
     void runOnDatabaseAlone();
 
 private:
@@ -77,9 +82,7 @@ private:
 /// The place of a package's record in the database. A package that is installed again gets another one.
 std::uint32_t databaseInstance(const Reader &installed);
 
-/// The directory of the machine's rpm database, and the one in which rpm writes the scripts that it runs, as
-/// rpm's configuration has them.
+/// The directory of the machine's rpm database, as rpm's configuration has it.
 std::filesystem::path databaseDirectory();
-std::filesystem::path scriptDirectory();
 
 } // namespace Common::Rpm

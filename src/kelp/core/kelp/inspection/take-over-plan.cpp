@@ -111,7 +111,8 @@ private:
         const auto installedVersion = [this](const std::string &id) {
             return StoreView(configuration_).versionOfRecord(id);
         };
-        const RpmSurvey survey(rpm, installedVersion, resolver_, pendingIds_, leftTrees());
+        const RpmSurvey survey(rpm, installedVersion, resolver_, pendingIds_, leftTrees(),
+                               Common::deviceOf(configuration_.tempDirectory()));
         plan_.isDamaged = survey.isDamaged();
         std::set<std::string> judged = pendingIds_;
         for (const RpmSurvey::Item &item : survey.items())

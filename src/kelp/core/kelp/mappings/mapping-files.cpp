@@ -34,22 +34,14 @@ Error conflictAt(const fs::path &target) {
     return {ErrorCode::FileConflict, "Attempt to overwrite existing file using mapping: " + target.string()};
 }
 
+std::string failureAt(const fs::path &source, const fs::path &target) {
+    return "Couldn't create mapping: " + source.string() + " -> " + target.string();
+}
+
 /// A relative target counts from the mapping's own directory: counted from the working directory, a healthy
 /// link of the system such as "sh -> dash" would look broken and be lost.
 bool isBroken(const fs::path &mapping) {
     return isMapping(mapping) && !Common::exists(mapping.parent_path() / mappingTarget(mapping));
-}
-
-void removeIfBroken(const fs::path &mapping, const Directory &parent, const std::string &name) {
-    try {
-        if (!isBroken(parent.reach(name)))
-            return;
-        LogStream(LogLevel::Info) << "Cleaning up broken mapping: " << mapping;
-        parent.removeFile(name);
-    } catch (const std::exception &error) {
-        LogStream(LogLevel::Warning) << error;
-        LogStream(LogLevel::Warning) << "Couldn't clean up broken mapping";
-    }
 }
 
 /// A copy has its attribute before it has its name: one without would be nobody's, and stay for good.
@@ -138,25 +130,52 @@ void requireFreeTarget(const fs::path &target) {
         throw conflictAt(target);
 }
 
+bool removeIfBroken(const fs::path &mapping, const Directory &parent, const std::string &name) {
+    try {
+        if (!isBroken(parent.reach(name)))
+            return false;
+        LogStream(LogLevel::Info) << "Cleaning up broken mapping: " << mapping;
+        return parent.removeFile(name);
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Warning) << error;
+        LogStream(LogLevel::Warning) << "Couldn't clean up broken mapping";
+        return false;
+    }
+}
+
 void createMapping(const fs::path &source, const fs::path &target, MappingMode mode) {
     MappingMaker(mode).make(source, target);
 }
 
-void MappingMaker::make(const fs::path &source, const fs::path &target) {
-    const std::string message = "Couldn't create mapping: " + source.string() + " -> " + target.string();
+const Directory &MappingMaker::enter(const fs::path &source, const fs::path &target) {
     if (!parent_ || parent_->path() != target.parent_path())
-        parent_ = Common::reraiseAs(ErrorCode::Filesystem, message,
+        parent_ = Common::reraiseAs(ErrorCode::Filesystem, failureAt(source, target),
                                     [&] { return Directory::makeByLinksOfRoot(target.parent_path()); });
+    return *parent_;
+}
+
+void MappingMaker::make(const fs::path &source, const fs::path &target) {
+    const Directory &parent = enter(source, target);
     const std::string name = target.filename().string();
-    const fs::path place = parent_->reach(name);
+    const fs::path place = parent.reach(name);
     if (!isPlainlyFree(place)) {
-        removeIfBroken(target, *parent_, name);
+        removeIfBroken(target, parent, name);
         if (Common::exists(place))
             throw conflictAt(target);
     }
-    Common::reraiseAs(ErrorCode::Filesystem, message, [&] {
+    create(source, target, name);
+}
+
+void MappingMaker::makeBeside(const fs::path &source, const fs::path &target, const std::string &name) {
+    // What has the name by now fails the making itself.
+    static_cast<void>(enter(source, target));
+    create(source, target, name);
+}
+
+void MappingMaker::create(const fs::path &source, const fs::path &target, const std::string &name) const {
+    Common::reraiseAs(ErrorCode::Filesystem, failureAt(source, target), [&] {
         if (isPublishedAsLink(source, mode_))
-            fs::create_symlink(source, place);
+            fs::create_symlink(source, parent_->reach(name));
         else
             copyAsMapping(source, *parent_, name);
     });

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <optional>
+#include <string>
 
 namespace Core::KELP {
 
@@ -38,6 +39,11 @@ bool isCopiedLinkOf(const std::filesystem::path &path, const std::filesystem::pa
 /// Raises the ErrorCode::FileConflict that createMapping() would raise.
 void requireFreeTarget(const std::filesystem::path &target);
 
+/// Removes the mapping `name` of the directory when its own target is gone, and returns whether it did.
+/// `mapping` is its path, for the log. A failure is logged.
+bool removeIfBroken(const std::filesystem::path &mapping, const Common::Directory &parent,
+                    const std::string &name);
+
 /// Publishes `source` at `target`, making the parents of `target`, which is not reached through links that
 /// others than root can exchange (Common::Directory::byLinksOfRoot). A mapping at `target` whose own target
 /// is gone is replaced. Anything else that exists there stays and raises ErrorCode::FileConflict. A mapping
@@ -54,7 +60,18 @@ public:
 
     void make(const std::filesystem::path &source, const std::filesystem::path &target);
 
+    /// The directory of `target`, held open. Made where it is missing, as make() does. Raises as that.
+    const Common::Directory &enter(const std::filesystem::path &source, const std::filesystem::path &target);
+
+    /// Makes the mapping under another name beside `target`, from where one rename brings it there. Raises
+    /// ErrorCode::Filesystem, also when anything has that name, which stays.
+    void makeBeside(const std::filesystem::path &source, const std::filesystem::path &target,
+                    const std::string &name);
+
 private:
+    void create(const std::filesystem::path &source, const std::filesystem::path &target,
+                const std::string &name) const;
+
     MappingMode mode_;
     std::optional<Common::Directory> parent_;
 };

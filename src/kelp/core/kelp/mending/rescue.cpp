@@ -64,7 +64,7 @@ std::string rescueObstacle(const IConfiguration &configuration, const fs::path &
 void installRescued(const IConfiguration &configuration, const fs::path &tree) {
     const PackageInformation information = descriptorIn(tree);
     const DatabasePathResolver resolver(configuration);
-    FSDatabase(configuration, resolver).takeOver(stagingOf(information, tree), extrasOf(information));
+    FSDatabase(configuration, resolver).install(stagingOf(information, tree), extrasOf(information));
     // What a power cut undoes up to here, an examination finds at one of the tree's two places.
     Common::flushFilesystem(configuration.databaseDirectory());
 }

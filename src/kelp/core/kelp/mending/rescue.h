@@ -13,7 +13,7 @@ namespace Core::KELP {
 std::string rescueObstacle(const IConfiguration &configuration, const std::filesystem::path &tree);
 
 /// Brings such a tree into the store and publishes it. Killed at any call, it leaves the tree where it was,
-/// or an installation that was begun and goes on. Raises what FSDatabase::takeOver() raises.
+/// or an installation that was begun and goes on. Raises what FSDatabase::install() raises.
 void installRescued(const IConfiguration &configuration, const std::filesystem::path &tree);
 
 } // namespace Core::KELP

@@ -68,7 +68,7 @@ void noteLeftBehind(const std::string &id, const PublicationPlan &left) {
     addMissing(all.directories, left.directories);
     addMissing(all.files, left.files);
     Common::createDirectories(leftBehindDirectory());
-    writePublicationPlan(leftBehindFile(id), all, Common::Durability::Flushed);
+    writePublicationPlan(leftBehindFile(id), all);
     // The directory may be new.
     Common::flushFile(leftBehindDirectory().parent_path());
 }

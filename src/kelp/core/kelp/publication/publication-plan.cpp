@@ -116,7 +116,7 @@ PublicationPlan planPublication(const fs::path &tree, const fs::path &current,
     return plan;
 }
 
-void writePublicationPlan(const fs::path &file, const PublicationPlan &plan, Common::Durability durability) {
+void writePublicationPlan(const fs::path &file, const PublicationPlan &plan) {
     std::string content;
     for (const fs::path &directory : plan.directories)
         appendLine(content, directoryKey, directory);
@@ -125,10 +125,9 @@ void writePublicationPlan(const fs::path &file, const PublicationPlan &plan, Com
         appendLine(content, sourceKey, planned.source);
     }
     appendLine(content, endKey, countOf(plan));
-    Common::replaceFile(file, content, durability);
+    Common::replaceDurably(file, content);
     // The mappings may lie on another filesystem, and be on disk before the name of the plan.
-    if (durability == Common::Durability::Flushed)
-        Common::flushFile(file.parent_path());
+    Common::flushFile(file.parent_path());
 }
 
 std::optional<PublicationPlan> parsePublicationPlan(const std::string &text) {

@@ -43,10 +43,9 @@ enum class DanglingLinks {
 PublicationPlan planPublication(const std::filesystem::path &tree, const std::filesystem::path &current,
                                 const std::vector<Mapping> &mappings, DanglingLinks danglingLinks);
 
-/// Writes the file of a plan. Raises ErrorCode::Filesystem, and then leaves the plan of before, if there was
-/// one, or the new one.
-void writePublicationPlan(const std::filesystem::path &file, const PublicationPlan &plan,
-                          Common::Durability durability);
+/// Writes the file of a plan, and has it on disk on return. Raises ErrorCode::Filesystem, and then leaves the
+/// plan of before, if there was one, or the new one.
+void writePublicationPlan(const std::filesystem::path &file, const PublicationPlan &plan);
 
 /// The plan of which this is the text; nothing when the text is not all there.
 std::optional<PublicationPlan> parsePublicationPlan(const std::string &text);

@@ -55,12 +55,21 @@ bool leadsToSomething(const fs::path &installed) {
     throw Common::Error(Common::ErrorCode::Filesystem, "Couldn't look for " + installed.string(), errno);
 }
 
+/// Whether something of the name is in the directory. Raises for what cannot be looked at.
+bool isIn(const Common::Directory &directory, const fs::path &installed, struct stat &status) {
+    if (::lstat(directory.reach(installed.filename()).c_str(), &status) == 0)
+        return true;
+    if (errno == ENOENT)
+        return false;
+    throw Common::Error(Common::ErrorCode::Filesystem, "Couldn't look for " + installed.string(), errno);
+}
+
 /// Whether nobody else can have us read a file of their choice, which the copy would show to everybody: a
 /// link in place of the file counts where root made it, and so do links on the way.
 bool isRootsToLead(const fs::path &installed) {
     const auto directory = Common::Directory::byLinksOfRoot(installed.parent_path());
     struct stat status = {};
-    if (!directory || ::lstat(directory->reach(installed.filename()).c_str(), &status) != 0)
+    if (!directory || !isIn(*directory, installed, status))
         return false;
     if (!S_ISLNK(status.st_mode))
         return true;
@@ -103,10 +112,11 @@ bool PackageOutline::isPlainFile(const fs::path &installed) {
         if (!directory_ || directory_->path() != installed.parent_path())
             directory_ = Common::Directory::byLinksOfRoot(installed.parent_path());
         struct stat status = {};
-        return directory_ && ::lstat(directory_->reach(installed.filename()).c_str(), &status) == 0 &&
-               S_ISREG(status.st_mode);
-    } catch (const std::system_error &) {
-        return false;
+        return directory_ && isIn(*directory_, installed, status) && S_ISREG(status.st_mode);
+    } catch (const fs::filesystem_error &error) {
+        if (Common::Directory::isRefusal(error))
+            return false;
+        throw;
     }
 }
 

@@ -8,7 +8,7 @@
 #include "kelp/core/common/stop-signals.h"
 #include "kelp/core/kelp/package/i-database-path-resolver.h"
 #include "kelp/core/kelp/take-over/empty-database.h"
-#include "kelp/core/kelp/take-over/rpm-erasure.h"
+#include "kelp/core/kelp/take-over/forgotten-records.h"
 #include "kelp/core/kelp/take-over/rpm-staging.h"
 #include "kelp/core/kelp/take-over/take-over-store.h"
 
@@ -29,8 +29,11 @@ using Common::Rpm::Transaction;
 
 namespace Tag = Common::Rpm::Tag;
 
-/// What rpm needs for its database and for the scripts that it writes before it runs them.
+/// What rpm needs for its database.
 constexpr std::uint64_t marginForRpm = 8U << 20;
+
+/// Each group costs a few flushes, and is kept in memory as a whole.
+constexpr std::size_t groupAtMost = 64;
 
 /// Below this the disk counts as full, whatever failed.
 constexpr std::uint64_t marginForCopies = 64U << 10;
@@ -54,32 +57,28 @@ bool unlessItFails(const Question &question) {
     }
 }
 
-void requireMargin(const fs::path &directory) {
+} // namespace
+
+void RpmMigration::requireRoomForRpm() {
+    const fs::path directory = Common::Rpm::databaseDirectory();
     if (Common::freeSpace(directory) < marginForRpm)
         throw Error(ErrorCode::Filesystem, "There is too little free space for rpm: " + directory.string());
 }
 
-} // namespace
-
-void RpmMigration::requireRoomForRpm() {
-    requireMargin(Common::Rpm::databaseDirectory());
-    requireMargin(Common::Rpm::scriptDirectory());
-}
-
 RpmMigration::RpmMigration(const IConfiguration &configuration, const IDatabasePathResolver &pathResolver,
-                           TakeOverStore &store, const TakeOverSettlement::Arrival &arrival) :
+                           TakeOverStore &store, const TakeOver::Arrival &arrival) :
     configuration_(&configuration),
     pathResolver_(&pathResolver),
     store_(&store),
     area_(configuration),
     rpm_(Transaction::WriteLock),
-    settlement_(rpm_, store, pathResolver, configuration, area_, arrival) {
+    takeOver_(rpm_, store, pathResolver, configuration, area_, arrival) {
     rpm_.addFlags(Transaction::NoPlugins);
     rpm_.setProgressCallback();
 }
 
 std::exception_ptr RpmMigration::failure() const {
-    return failure_ ? failure_ : settlement_.failure();
+    return failure_ ? failure_ : takeOver_.failure();
 }
 
 void RpmMigration::note(std::exception_ptr failure) {
@@ -100,7 +99,7 @@ void RpmMigration::logStay(const RpmCandidate &candidate) {
 
 std::set<std::string> RpmMigration::idsLeft() const {
     std::set<std::string> ids;
-    for (const JournalEntry &entry : settlement_.left())
+    for (const JournalEntry &entry : takeOver_.left())
         ids.insert(entry.id);
     return ids;
 }
@@ -113,16 +112,17 @@ void RpmMigration::run() {
         return store_->isInstalled(id) ? std::optional(store_->packageInfo(id).at("general.version"))
                                        : std::nullopt;
     };
-    RpmSurvey survey(rpm_, installedVersion, *pathResolver_, idsLeft(), leftTrees());
+    RpmSurvey survey(rpm_, installedVersion, *pathResolver_, idsLeft(), leftTrees(),
+                     Common::deviceOf(configuration_->tempDirectory()));
     if (survey.isEmpty())
         requireEmptyDatabaseOf(*configuration_, removedByRegistry());
     if (survey.isDamaged()) {
         const Error error(ErrorCode::Internal, "The rpm database has records that cannot be read");
-        if (!settlement_.left().empty())
+        if (!takeOver_.left().empty())
             // One of those that are left may be among them, and would be taken for erased.
             throw error;
         LogStream(LogLevel::Warning) << error;
-        settlement_.expectDamage();
+        takeOver_.expectDamage();
     }
     dropStored(survey);
     takeOverInGroups(survey);
@@ -131,14 +131,11 @@ void RpmMigration::run() {
 
 void RpmMigration::takeUp() {
     std::vector<JournalEntry> entries = TakeOverJournal::read(configuration_->tempDirectory());
-    if (!entries.empty()) {
-        // A kill behind the erasure has left it, and what follows is what it was set aside for.
-        area_.releaseReserve();
-        settlement_.settle(std::move(entries));
-    }
+    if (!entries.empty())
+        takeOver_.settle(std::move(entries));
     // Cleared only now: what the journal still names may be the only copy.
     std::set<fs::path> kept;
-    for (const JournalEntry &entry : settlement_.left())
+    for (const JournalEntry &entry : takeOver_.left())
         kept.insert(entry.path);
     try {
         clearArea(kept);
@@ -210,7 +207,7 @@ void RpmMigration::dropStored(const RpmSurvey &survey) {
     if (instances.empty())
         return;
     // No script may run: the package is in use, under the store.
-    const auto left = Core::KELP::erase(rpm_, instances, ErasureOf::Records);
+    const auto left = forgetRecords(rpm_, instances);
     for (const RpmSurvey::Item &item : survey.items())
         if (item.candidate && left.contains(item.candidate->entry.instance))
             noteError({ErrorCode::Internal, "Couldn't erase " + item.id + " package from the rpm database"});
@@ -227,8 +224,7 @@ void RpmMigration::takeOverInGroups(RpmSurvey &survey) {
         if (group.empty())
             break;
         secure(group);
-        erase(group);
-        settle(std::move(group));
+        takeOver_.carryOut(std::move(group));
     }
     for (const RpmSurvey::Item &item : waiting) {
         const Error error = noRoom(item.id);
@@ -247,7 +243,8 @@ std::vector<JournalEntry> RpmMigration::prepareRpmPackagesForMigration(RpmSurvey
             LogStream(LogLevel::Warning) << "Package " << item.id << " doesn't have developer certificate";
         else if (item.candidate->stays)
             logStay(*item.candidate);
-        else if (!item.candidate->isInStore && fits(*item.candidate, staged.size() + 1))
+        else if (!item.candidate->isInStore && staged.size() < groupAtMost &&
+                 fits(*item.candidate, staged.size() + 1))
             stage(survey, *item.candidate, staged, rest);
         else if (!item.candidate->isInStore)
             rest.push_back(item);
@@ -266,10 +263,10 @@ std::uint64_t RpmMigration::spaceBesideCopies(const IConfiguration &configuratio
             // rpm's database grows and shrinks on the same space.
             ? marginForRpm
             : marginForCopies;
-    return count * StagingArea::reservePerPackage() + margin;
+    return count * StagingArea::spacePerPackage() + margin;
 }
 
-/// What was staged before has taken its space by now, all but the reserve.
+/// What was staged before has taken its space by now, all but what the store writes beside it.
 bool RpmMigration::fits(const RpmCandidate &candidate, std::size_t count) const {
     return candidate.bytes + spaceBesideCopies(*configuration_, count) <= area_.room();
 }
@@ -291,6 +288,9 @@ void RpmMigration::stage(RpmSurvey &survey, RpmCandidate &candidate, std::vector
                               fs::absolute(pathResolver_->versionDirectory(entry.id, entry.version)), entry);
         // With its descriptor, so that the group's one flush has both on disk.
         store_->describeStaged(entry, entry.extras);
+        noteTargets(candidate.package, fs::absolute(pathResolver_->currentDirectory(entry.id)), entry);
+        entry.store = markOf(configuration_->databaseDirectory());
+        entry.staging = markOf(configuration_->tempDirectory());
         staged.push_back(&candidate);
     } catch (const std::exception &error) {
         // Asked before the tree goes and makes room: what the disk alone kept out waits for the next group.
@@ -340,40 +340,23 @@ void RpmMigration::leave(RpmSurvey &survey, RpmCandidate &candidate, const std::
 /// From here on the journal is what the next start goes by.
 void RpmMigration::secure(const std::vector<JournalEntry> &group) {
     try {
-        area_.secure(group.size());
+        area_.secure();
         // Too little shows here, and not in the middle of rpm's work on its database.
         requireRoomForRpm();
-        // The file is replaced as a whole: without these it would forget trees that may be the only copies.
-        std::vector<JournalEntry> all = settlement_.left();
+        // The file is replaced as a whole: without these it would forget packages that are on their way.
+        std::vector<JournalEntry> all = takeOver_.left();
         all.insert(all.end(), group.begin(), group.end());
         TakeOverJournal::write(all);
     } catch (...) {
-        // Nothing was erased. A disk that is full must not stay full of copies.
-        std::error_code ignored;
-        area_.releaseReserve();
         // It may stand there already, when only its flush failed. In one that others need, the next start
-        // finds that rpm has these untouched.
-        if (settlement_.left().empty())
+        // finds that nothing of these was published.
+        std::error_code ignored;
+        if (takeOver_.left().empty())
             fs::remove(TakeOverJournal::path(), ignored);
         for (const JournalEntry &entry : group)
             discardTree(entry);
         throw;
     }
-}
-
-void RpmMigration::erase(const std::vector<JournalEntry> &group) {
-    std::set<std::uint32_t> instances;
-    for (const JournalEntry &entry : group)
-        instances.insert(entry.instance);
-    // The settlement asks what became of each.
-    Core::KELP::erase(rpm_, instances, ErasureOf::Packages);
-    area_.releaseReserve();
-}
-
-void RpmMigration::settle(std::vector<JournalEntry> group) {
-    settlement_.settle(std::move(group));
-    for (const std::string &id : settlement_.untouched())
-        noteError({ErrorCode::Internal, "Couldn't erase " + id + " package from rpm"});
 }
 
 } // namespace Core::KELP

@@ -5,7 +5,7 @@
 #include "kelp/core/kelp/take-over/left-tree.h"
 #include "kelp/core/kelp/take-over/rpm-survey.h"
 #include "kelp/core/kelp/take-over/staging-area.h"
-#include "kelp/core/kelp/take-over/take-over-settlement.h"
+#include "kelp/core/kelp/take-over/take-over.h"
 
 #include <deque>
 #include <exception>
@@ -16,19 +16,17 @@
 namespace Core::KELP {
 
 /// The take-over of the applications that rpm holds, by groups that fit the free space: staged, written to
-/// the journal, erased from rpm, installed. docs/architecture.md has the states of a take-over.
+/// the journal, published, and forgotten by rpm (TakeOver). docs/architecture.md has its states.
 ///
 /// What holds at every moment:
 /// - A journal on disk means that every tree it names is complete and on disk.
-/// - An erasure has begun only under a journal on disk.
-/// - A staged tree goes only when its package is on disk in the store with both lists and its line in the
-///   registry, or in rpm with nothing of it erased.
+/// - No target is touched that a journal on disk does not name.
 /// - The temporary directory is cleared only of what no journal names.
 class RpmMigration {
 public:
-    /// All arguments must outlive the object. `arrival`: see TakeOverSettlement.
+    /// All arguments must outlive the object. `arrival`: see TakeOver.
     RpmMigration(const IConfiguration &configuration, const IDatabasePathResolver &pathResolver,
-                 TakeOverStore &store, const TakeOverSettlement::Arrival &arrival);
+                 TakeOverStore &store, const TakeOver::Arrival &arrival);
 
     /// Takes up what an earlier run left, and goes on with what rpm still holds. Raises what keeps it from
     /// going on at all: rpm's lock or database, the signature database, a temporary directory that is not its
@@ -44,8 +42,7 @@ public:
     /// files and for rpm.
     static std::uint64_t spaceBesideCopies(const IConfiguration &configuration, std::size_t count);
 
-    /// Raises ErrorCode::Filesystem when rpm has no room to work. Before anything is erased, it keeps all
-    /// where it is.
+    /// Raises ErrorCode::Filesystem when rpm's database has no room to change.
     static void requireRoomForRpm();
 
 private:
@@ -66,9 +63,7 @@ private:
                std::vector<RpmCandidate *> &staged) const;
     void noteCopyFailure(const std::string &id, const std::exception &error);
     void discardTree(const JournalEntry &entry) const;
-    void erase(const std::vector<JournalEntry> &group);
     void secure(const std::vector<JournalEntry> &group);
-    void settle(std::vector<JournalEntry> group);
     void note(std::exception_ptr failure);
     void noteError(const Common::Error &error);
     void logStay(const RpmCandidate &candidate);
@@ -79,7 +74,7 @@ private:
     TakeOverStore *store_;
     StagingArea area_;
     Common::Rpm::Transaction rpm_;
-    TakeOverSettlement settlement_;
+    TakeOver takeOver_;
     CopyFailures copyFailures_;
     std::exception_ptr failure_;
 };

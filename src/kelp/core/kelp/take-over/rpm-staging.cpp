@@ -8,13 +8,21 @@
 #include "kelp/core/common/files/file-descriptor.h"
 #include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/files/path-tests.h"
+#include "kelp/core/kelp/mappings/mapping-table.h"
+#include "kelp/core/kelp/publication/publication-plan.h"
 #include "kelp/core/kelp/take-over/copy-failures.h"
+#include "kelp/core/kelp/take-over/place-on-disk.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <map>
+#include <optional>
+#include <set>
+#include <utility>
 
 namespace fs = std::filesystem;
 
@@ -28,9 +36,30 @@ using Common::LogLevel;
 using Common::LogStream;
 
 constexpr const char *applicationIdAttribute = "security.appid";
+constexpr const char *capabilityAttribute = "security.capability";
 
-/// Where the installed files that have several names were staged, by device and inode.
-using StagedInodes = std::map<std::pair<dev_t, ino_t>, fs::path>;
+using Inode = std::pair<dev_t, ino_t>;
+
+/// An installed file that has several names.
+struct Names {
+    std::set<PlaceOnDisk> listed; ///< Those that the package lists.
+    std::size_t made = 0;         ///< Those that the staged tree has added.
+    fs::path copy;                ///< Where the first of them was copied to.
+};
+
+/// The files of one package that have several names.
+using LinkedFiles = std::map<Inode, Names>;
+
+LinkedFiles linkedFilesOf(const RpmPackage &package) {
+    LinkedFiles linked;
+    PlaceFinder places;
+    for (const RpmPackage::FileEntry &entry : package.files()) {
+        struct stat status = {};
+        if (::lstat(entry.path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink > 1)
+            linked[{status.st_dev, status.st_ino}].listed.insert(places.find(entry.path));
+    }
+    return linked;
+}
 
 /// Whatever stands at a path, held by a descriptor: its directory may be somebody's who puts a link to
 /// another file there while it is copied.
@@ -51,60 +80,165 @@ public:
     bool isThere() const { return isThere_; }
     bool isRegular() const { return S_ISREG(status_.st_mode); }
 
-    /// Copies it, or links it to the place of another of its names: copied each, they would take its space
-    /// several times.
-    void copyOrLink(const fs::path &target, StagedInodes &staged) const {
-        fs::path *first = status_.st_nlink < 2 ? nullptr : &staged[{status_.st_dev, status_.st_ino}];
-        if (first && !first->empty()) {
-            Common::createHardlink(*first, target);
-            return;
+    /// Gives it a further name at `target`, or copies it there. Returns whether it is the former.
+    bool bring(const fs::path &target, LinkedFiles &linked) const {
+        const auto found = linked.find({status_.st_dev, status_.st_ino});
+        Names *names = found == linked.end() ? nullptr : &found->second;
+        fs::create_directories(target.parent_path());
+        if (isEqualToCopy(names ? names->listed.size() + names->made : 1) && linkTo(target)) {
+            if (names)
+                ++names->made;
+            return true;
         }
-        Common::copyFile("/proc/self/fd/" + std::to_string(file_.get()), target);
-        if (first)
-            *first = target;
+        if (names && !names->copy.empty()) {
+            // Copied each, they would take its space several times.
+            Common::createHardlink(names->copy, target);
+            return false;
+        }
+        Common::copyFile(reach(), target);
+        touch();
+        if (names)
+            names->copy = target;
+        return false;
+    }
+
+    /// Sets what it has already. In an overlay it comes to the upper layer by that, and has the number by
+    /// which it will be known from then on.
+    void touch() const {
+        const std::string path = reach();
+        // That it cannot be done shows where the file is exchanged.
+        if (isRegular())
+            static_cast<void>(::chmod(path.c_str(), status_.st_mode & 07777));
+        else if (S_ISLNK(status_.st_mode))
+            static_cast<void>(::fchownat(file_.get(), "", status_.st_uid, status_.st_gid, AT_EMPTY_PATH) ==
+                              0);
     }
 
 private:
     static bool isAbsence(int error) { return error == ENOENT || error == ENOTDIR; }
+
+    std::string reach() const { return "/proc/self/fd/" + std::to_string(file_.get()); }
+
+    /// A name outside of the package would go on leading to the store's file.
+    bool isEqualToCopy(std::size_t ownNames) const {
+        return status_.st_uid == ::geteuid() && status_.st_gid == ::getegid() &&
+               (status_.st_mode & (S_ISUID | S_ISGID)) == 0 && status_.st_nlink == ownNames &&
+               ::getxattr(reach().c_str(), capabilityAttribute, nullptr, 0) < 0 &&
+               (errno == ENODATA || errno == ENOTSUP);
+    }
+
+    /// Some filesystems answer that they have linked, and have copied.
+    bool linkTo(const fs::path &target) const {
+        struct stat made = {};
+        struct stat now = {};
+        if (::linkat(AT_FDCWD, reach().c_str(), AT_FDCWD, target.c_str(), AT_SYMLINK_FOLLOW) != 0)
+            return false;
+        if (::fstat(file_.get(), &now) == 0 && ::lstat(target.c_str(), &made) == 0 &&
+            made.st_dev == now.st_dev && made.st_ino == now.st_ino)
+            return true;
+        Common::removeAll(target);
+        return false;
+    }
 
     Common::FileDescriptor file_;
     struct stat status_ = {};
     bool isThere_ = false;
 };
 
-void copyInstalledFile(const RpmPackage &package, const RpmPackage::FileEntry &entry, const fs::path &staging,
-                       StagedInodes &staged) {
+/// Returns whether the tree has the file itself.
+bool bringInstalledFile(const RpmPackage &package, const RpmPackage::FileEntry &entry,
+                        const fs::path &staging, LinkedFiles &linked) {
     const FoundFile found(entry.path);
     if (!found.isThere()) {
         LogStream(LogLevel::Warning) << "Attempt to copy a non-existent file during package migration: "
                                      << fs::path(entry.path);
-        return;
+        return false;
     }
     const fs::path target = staging / package.packagePath(entry);
-    if (found.isRegular())
-        found.copyOrLink(target, staged);
-    else
+    const bool isLinked = found.isRegular() && found.bring(target, linked);
+    if (!found.isRegular()) {
         Common::copy(entry.path, target);
+        found.touch();
+    }
     // Under each of its names: names of one file have the attribute together.
     if (entry.signable)
         Common::setExtendedAttribute(target, applicationIdAttribute, package.id());
+    return isLinked;
 }
 
-void stageEntry(const RpmPackage &package, const RpmPackage::FileEntry &entry, const fs::path &staging,
-                const fs::path &versionDirectory, StagedInodes &staged) {
-    if (std::holds_alternative<Common::Rpm::Directory>(entry.kind))
+/// Returns whether the tree has rpm's file itself.
+bool stageEntry(const RpmPackage &package, const RpmPackage::FileEntry &entry, const fs::path &staging,
+                const fs::path &versionDirectory, LinkedFiles &linked) {
+    if (std::holds_alternative<Common::Rpm::Directory>(entry.kind)) {
         package.extractDirectory(staging, entry);
-    else if (std::holds_alternative<Common::Rpm::Symlink>(entry.kind))
-        package.extractLink(staging, versionDirectory, entry);
-    else
-        copyInstalledFile(package, entry, staging, staged);
+        return false;
+    }
+    if (!std::holds_alternative<Common::Rpm::Symlink>(entry.kind))
+        return bringInstalledFile(package, entry, staging, linked);
+    package.extractLink(staging, versionDirectory, entry);
+    FoundFile(entry.path).touch();
+    return false;
 }
+
+/// With the installed file in the error: it is counted by that.
+bool stageOrExplain(const RpmPackage &package, const RpmPackage::FileEntry &entry, const fs::path &staging,
+                    const fs::path &versionDirectory, LinkedFiles &linked) {
+    try {
+        return stageEntry(package, entry, staging, versionDirectory, linked);
+    } catch (const std::exception &error) {
+        throw CopyError(entry.path, error);
+    }
+}
+
+/// The same content. In an overlay the file may have another number by now.
+bool isSameContent(const std::optional<Common::FileIdentity> &before,
+                   const std::optional<Common::FileIdentity> &now) {
+    return before && now ? before->size == now->size && before->modified == now->modified
+                         : before.has_value() == now.has_value();
+}
+
+Error changedFile(const std::string &path) {
+    return {ErrorCode::Filesystem, path + " changed while it was copied"};
+}
+
+/// Directories by their paths, each before what lies in it.
+class Directories {
+public:
+    JournalledDirectory &add(const fs::path &path) {
+        const auto [found, isNew] = directories_.try_emplace(path.native());
+        if (isNew)
+            found->second = {path, false, isAbsent(path), false};
+        return found->second;
+    }
+
+    /// Those above a target that the publication will have to make.
+    void addParents(const fs::path &target) {
+        for (fs::path parent = target.parent_path();
+             !directories_.contains(parent.native()) && isAbsent(parent); parent = parent.parent_path())
+            add(parent);
+    }
+
+    std::vector<JournalledDirectory> take() {
+        std::vector<JournalledDirectory> all;
+        for (auto &[path, directory] : directories_)
+            all.push_back(std::move(directory));
+        return all;
+    }
+
+private:
+    static bool isAbsent(const fs::path &path) {
+        return Common::reraiseAs(ErrorCode::Filesystem, "Couldn't look for " + path.string(),
+                                 [&] { return !fs::exists(fs::symlink_status(path)); });
+    }
+
+    std::map<std::string, JournalledDirectory> directories_;
+};
 
 /// A later start compares with what was noted; it must be what was copied.
 void requireUnchanged(const std::vector<JournalledFile> &files) {
     for (const JournalledFile &file : files)
         if (Common::identityAt(file.path) != file.identity)
-            throw Error(ErrorCode::Filesystem, file.path + " changed while it was copied");
+            throw changedFile(file.path);
 }
 
 } // namespace
@@ -117,17 +251,45 @@ void makeStagingDirectory(const fs::path &staging) {
 }
 
 void stageInstalledPackage(const RpmPackage &package, const fs::path &versionDirectory, JournalEntry &entry) {
-    for (JournalledFile &file : entry.files)
-        file.identity = Common::identityAt(file.path);
-    StagedInodes staged;
+    LinkedFiles linked = linkedFilesOf(package);
+    auto noted = entry.files.begin();
     for (const RpmPackage::FileEntry &file : package.files()) {
-        try {
-            stageEntry(package, file, entry.path, versionDirectory, staged);
-        } catch (const std::exception &error) {
-            throw CopyError(file.path, error);
-        }
+        const auto before = Common::identityAt(file.path);
+        const bool isLinked = stageOrExplain(package, file, entry.path, versionDirectory, linked);
+        // Those that rpm never installed are among the package's files alone.
+        if (noted == entry.files.end() || noted->path != file.path)
+            continue;
+        noted->identity = Common::identityAt(file.path);
+        noted->isLinked = isLinked;
+        if (!isSameContent(before, noted->identity))
+            throw changedFile(file.path);
+        ++noted;
     }
     requireUnchanged(entry.files);
+}
+
+void noteTargets(const RpmPackage &package, const fs::path &current, JournalEntry &entry) {
+    const auto mappings =
+        buildMappings(entry.id, entry.extras.at("certificate.id"), entry.orgName, entry.appName, Rooted::Yes);
+    const PublicationPlan plan = planPublication(entry.path, current, mappings, DanglingLinks::Count);
+    PlaceFinder places;
+    std::map<PlaceOnDisk, std::size_t> files;
+    for (std::size_t i = 0; i < entry.files.size(); ++i)
+        if (entry.files[i].identity)
+            files.emplace(places.find(entry.files[i].path), i);
+    Directories directories;
+    for (const PlannedFile &file : plan.files) {
+        const auto found = files.find(places.find(file.target));
+        entry.targets.push_back({file.target, file.source.native().substr(current.native().size() + 1),
+                                 found == files.end() ? std::nullopt : std::optional(found->second)});
+        directories.addParents(file.target);
+    }
+    for (const fs::path &directory : plan.directories)
+        directories.add(directory).isGenerated = true;
+    for (const RpmPackage::FileEntry &file : package.files())
+        if (std::holds_alternative<Common::Rpm::Directory>(file.kind))
+            directories.add(file.path).isRecorded = true;
+    entry.directories = directories.take();
 }
 
 } // namespace Core::KELP

@@ -16,11 +16,13 @@
 #include "kelp/core/kelp/package/store-entry.h"
 #include "kelp/core/kelp/take-over/copy-failures.h"
 #include "kelp/core/kelp/take-over/package-outline.h"
+#include "kelp/core/kelp/take-over/target-exchange.h"
 
 #include "platform/app-manifest/manifest-entry.h"
 #include "platform/package-signatures/database.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -128,9 +130,16 @@ std::uint64_t onDisk(std::uint64_t size) {
     return (size / blockSize + 1) * blockSize;
 }
 
-/// What the copy takes: the record's word counts as well as the disk's, for who lies small must not fill the
+/// Whether the tree will have a further name of the file, which takes no space (stageInstalledPackage()).
+/// What turns out to need a copy all the same waits for room.
+bool canBeLinked(const struct stat &status, std::uint64_t stagingDevice) {
+    return status.st_dev == stagingDevice && status.st_uid == ::geteuid() && status.st_gid == ::getegid() &&
+           (status.st_mode & (S_ISUID | S_ISGID)) == 0 && status.st_nlink == 1;
+}
+
+/// What the tree takes: the record's word counts as well as the disk's, for who lies small must not fill the
 /// disk, and a sparse file is not copied as one.
-std::uint64_t bytesOf(const RpmPackage &package, const InstalledFiles &record) {
+std::uint64_t bytesOf(const RpmPackage &package, const InstalledFiles &record, std::uint64_t stagingDevice) {
     std::uint64_t bytes = 0;
     for (const RpmPackage::FileEntry &entry : package.files()) {
         struct stat status = {};
@@ -138,9 +147,21 @@ std::uint64_t bytesOf(const RpmPackage &package, const InstalledFiles &record) {
         const bool stands = ::stat(entry.path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
         const bool isFile = std::holds_alternative<Common::Rpm::RegularFile>(entry.kind);
         const std::uint64_t found = stands ? static_cast<std::uint64_t>(status.st_size) : 0;
-        bytes += isFile ? onDisk(std::max(record.size(entry.fileIndex), found)) : blockSize;
+        bytes += isFile && !(stands && canBeLinked(status, stagingDevice))
+                     ? onDisk(std::max(record.size(entry.fileIndex), found))
+                     : blockSize;
     }
     return bytes;
+}
+
+/// A path that a list or a log could not hold, or a name that the exchange of files needs for itself.
+std::optional<std::string> nameObjection(const std::string &target) {
+    const auto isControl = [](unsigned char character) { return character < 0x20 || character == 0x7f; };
+    if (std::ranges::any_of(target, isControl))
+        return "it publishes a path with a control character";
+    if (isTemporaryName(fs::path(target).filename()))
+        return target + " has a name that the take-over uses itself";
+    return std::nullopt;
 }
 
 struct Failure {
@@ -182,14 +203,15 @@ void requireNothingLost(const Reader &record, const Identity &identity, const st
                                 "files that it lacks are kept in " + tree.path().string());
 }
 
-RpmCandidate candidateOf(const Reader &reader, RpmPackage package, const Certificate &certificate) {
+RpmCandidate candidateOf(const Reader &reader, RpmPackage package, const Certificate &certificate,
+                         std::uint64_t stagingDevice) {
     const InstalledFiles record(reader);
     JournalEntry entry = makeEntry(reader, package, certificate);
-    const std::uint64_t bytes = bytesOf(package, record);
+    const std::uint64_t bytes = bytesOf(package, record, stagingDevice);
     for (const RpmPackage::FileEntry &file : package.files())
         // What rpm will take away. It leaves directories that hold anything, and what it never put there.
         if (!record.isDirectory(file.fileIndex) && record.isInstalled(file.fileIndex))
-            entry.files.push_back({file.path, {}, false, record.isConfiguration(file.fileIndex)});
+            entry.files.push_back({file.path, {}, false, false});
     return {std::move(package), std::move(entry), bytes, {}, false, {}, true};
 }
 
@@ -232,7 +254,8 @@ std::string headerDigest(const Reader &reader) {
 
 RpmSurvey::RpmSurvey(const Transaction &rpm, const InstalledVersion &installedVersion,
                      const IDatabasePathResolver &pathResolver, const std::set<std::string> &exceptIds,
-                     const std::vector<LeftTree> &left) {
+                     const std::vector<LeftTree> &left, std::uint64_t stagingDevice) :
+    rpm_(&rpm), stagingDevice_(stagingDevice) {
     const PackageSignatures::Database signatures(PackageSignatures::Database::defaultPath());
     const auto walk =
         rpm.forEachInstalled([&](const Reader &reader) { readRecord(reader, signatures, exceptIds, left); });
@@ -268,8 +291,10 @@ void RpmSurvey::readRecord(const Reader &reader, const PackageSignatures::Databa
         return;
     Names names;
     const auto failure = failureOf([&] { names = namesOf(identity->id); });
-    auto candidate = unlessUnreadable(
-        [&] { return candidateOf(reader, describe(reader, *identity, *certificate, names), *certificate); });
+    auto candidate = unlessUnreadable([&] {
+        return candidateOf(reader, describe(reader, *identity, *certificate, names), *certificate,
+                           stagingDevice_);
+    });
     if (!candidate)
         return;
     // Without its names its organisation's data would be left behind.
@@ -299,6 +324,10 @@ void RpmSurvey::judgeAlone(RpmCandidate &candidate, const InstalledVersion &inst
         candidate.stays = std::move(objection);
     } else if (const auto installed = installedVersion(entry.id)) {
         judgeStored(candidate, *installed, pathResolver);
+    } else if (const auto foreign = StoreEntry(pathResolver, entry.id).content().foreign; !foreign.empty()) {
+        // What a failure gives back to rpm leaves the store as a whole.
+        candidate.stays =
+            (pathResolver.packageDirectory(entry.id) / foreign.front()).string() + " is somebody else's";
     } else {
         const PackageOutline outline(candidate.package,
                                      fs::absolute(pathResolver.versionDirectory(entry.id, entry.version)));
@@ -307,8 +336,11 @@ void RpmSurvey::judgeAlone(RpmCandidate &candidate, const InstalledVersion &inst
         candidate.stays = outline.objection(mappings);
         // Of one that stays as well: what it claims is not free for others.
         targets_[&candidate] = outline.targets(mappings);
-        for (const std::string &target : targets_[&candidate])
+        for (const std::string &target : targets_[&candidate]) {
+            if (!candidate.stays)
+                candidate.stays = nameObjection(target);
             claims_[places_.find(fs::absolute(target))].push_back(&candidate);
+        }
     }
 }
 
@@ -378,6 +410,22 @@ void RpmSurvey::judgeTargets(RpmCandidate &candidate) {
             return;
         stayFor(failureOf([&] { candidate.stays = targetObjection(candidate, target); }), candidate);
     }
+    if (!candidate.stays && !candidate.isInStore)
+        stayFor(failureOf([&] { judgeMachine(candidate); }), candidate);
+}
+
+/// What the machine does not let now it may let at the next start.
+void RpmSurvey::judgeMachine(RpmCandidate &candidate) {
+    std::string obstacle;
+    for (const std::string &target : targets_[&candidate])
+        if (obstacle.empty())
+            obstacle = targetPlaces_.obstacle(fs::absolute(target));
+    if (obstacle.empty())
+        obstacle = targetPlaces_.shortage(0);
+    if (obstacle.empty())
+        return;
+    candidate.stays = obstacle;
+    candidate.isJudged = false;
 }
 
 std::optional<std::string> RpmSurvey::targetObjection(const RpmCandidate &candidate,
@@ -389,11 +437,10 @@ std::optional<std::string> RpmSurvey::targetObjection(const RpmCandidate &candid
     struct stat status = {};
     if (!isThere(target, status))
         return std::nullopt;
-    if (isFree(target))
-        return std::nullopt;
     const auto owners = owners_.find(place);
-    // Only a file of its own is sure to be gone when the package is published: then there is no rpm to go
-    // back to.
+    if (owners == owners_.end() && isFree(target) && !rpm_->isOwned(target))
+        return std::nullopt;
+    // Only a file of its own can be exchanged: nobody else would miss it.
     if (S_ISDIR(status.st_mode) || owners == owners_.end() ||
         std::ranges::find(owners->second, &candidate) == owners->second.end())
         return "what stands at " + target + " would not go with the package";

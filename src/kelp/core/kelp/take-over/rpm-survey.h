@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kelp/core/kelp/incoming/rpm-package.h"
+#include "kelp/core/kelp/publication/target-places.h"
 #include "kelp/core/kelp/take-over/left-tree.h"
 #include "kelp/core/kelp/take-over/place-on-disk.h"
 #include "kelp/core/kelp/take-over/take-over-journal.h"
@@ -34,7 +35,7 @@ std::string headerDigest(const Common::Rpm::Reader &reader);
 struct RpmCandidate {
     RpmPackage package;
     JournalEntry entry;               ///< All but the staging directory and the identities of the files.
-    std::uint64_t bytes = 0;          ///< That its copy takes, at the least.
+    std::uint64_t bytes = 0;          ///< That its staged tree takes, at the least.
     std::vector<PlaceOnDisk> files;   ///< Of those that rpm would erase, in the order of entry.files.
     bool isInStore = false;           ///< The store has this very version, and all files are its own by now.
     std::optional<std::string> stays; ///< Why the application stays in rpm.
@@ -42,12 +43,14 @@ struct RpmCandidate {
     bool isJudged = true;
 };
 
-/// What the machine's rpm database holds, and what of it can be taken over without a loss: decided before
-/// anything is copied, from rpm's records and the disk alone. Nothing is changed.
+/// What the machine's rpm database holds, and what of it can be taken over: decided before anything is
+/// staged, from rpm's records and the disk alone. Nothing is changed.
 ///
-/// An application stays in rpm when its tree could not be made or published as a whole: a link that would
-/// lead nowhere, a target at which something stands that rpm will not take away with it, a file or a target
-/// that it shares with a package that stays, a second record of the same name.
+/// By a judgement an application stays in rpm when its tree could not be made or published as a whole: a link
+/// that would lead nowhere, a target at which something of somebody else's stands, a file or a target that it
+/// shares with a package that stays, a second record of the same name. As long as the machine is as it is,
+/// one stays for which a target's place is read-only, immutable, a mount point, full, or not root's to lead
+/// to.
 class RpmSurvey {
 public:
     /// One record of rpm's, in the order of the database.
@@ -61,11 +64,12 @@ public:
     using InstalledVersion = std::function<std::optional<std::string>(const std::string &id)>;
 
     /// `exceptIds` are left out: applications that are on their way already. One of which a tree of `left`
-    /// holds what rpm has lost stays. Raises as the signature database, Transaction::forEachInstalled and
-    /// `installedVersion` do. A record that cannot be read is logged and left in rpm.
+    /// holds what rpm has lost stays. `stagingDevice` is the filesystem of the staged trees. Raises as the
+    /// signature database, Transaction::forEachInstalled and `installedVersion` do. A record that cannot be
+    /// read is logged and left in rpm.
     RpmSurvey(const Common::Rpm::Transaction &rpm, const InstalledVersion &installedVersion,
               const IDatabasePathResolver &pathResolver, const std::set<std::string> &exceptIds,
-              const std::vector<LeftTree> &left);
+              const std::vector<LeftTree> &left, std::uint64_t stagingDevice);
 
     const std::vector<Item> &items() const { return items_; }
 
@@ -88,10 +92,14 @@ private:
     void findForeignOwners(const Common::Rpm::Transaction &rpm);
     void markForeign(const Common::Rpm::Reader &reader, const std::set<PlaceOnDisk> &directories);
     void judgeTargets(RpmCandidate &candidate);
+    void judgeMachine(RpmCandidate &candidate);
     std::optional<std::string> targetObjection(const RpmCandidate &candidate,
                                                const std::string &target) const;
     void spread();
 
+    const Common::Rpm::Transaction *rpm_;
+    std::uint64_t stagingDevice_;
+    TargetPlaces targetPlaces_;
     std::vector<Item> items_;
     std::vector<std::unique_ptr<RpmCandidate>> candidates_;
     std::map<std::string, int> records_; ///< How many of each name.

@@ -1,6 +1,7 @@
 #include "kelp/core/kelp/take-over/staging-area.h"
 
 #include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/common/files/durable-file.h"
 #include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/files/path-tests.h"
@@ -24,7 +25,7 @@ constexpr const char *probeName = ".probe";
 constexpr const char *reserveName = ".ballast";
 
 /// For the descriptor, the lists, the links and the lines of the registry, with room to spare.
-constexpr std::uint64_t spacePerPackage = 64U << 10;
+constexpr std::uint64_t spaceBesideFiles = 64U << 10;
 
 fs::path plain(const fs::path &path) {
     const fs::path normal = fs::absolute(path).lexically_normal();
@@ -97,7 +98,11 @@ void StagingArea::giveUp(const fs::path &tree) const {
         scrap = configuration_->tempDirectory() / (givenUpPrefix + std::to_string(i));
     // One rename: killed in the removal, a part of a tree could pass for all that there was.
     Common::move(tree, scrap);
-    Common::removeAll(scrap);
+    try {
+        Common::removeAll(scrap);
+    } catch (const std::exception &error) {
+        Common::LogStream(Common::LogLevel::Warning) << error;
+    }
 }
 
 fs::path StagingArea::treeOf(const std::string &id) const {
@@ -108,22 +113,19 @@ std::uint64_t StagingArea::room() const {
     return Common::freeSpace(configuration_->tempDirectory());
 }
 
-std::uint64_t StagingArea::reservePerPackage() {
-    return spacePerPackage;
+std::uint64_t StagingArea::spacePerPackage() {
+    return spaceBesideFiles;
 }
 
-void StagingArea::secure(std::size_t count) const {
+void StagingArea::secure() const {
     const fs::path &staged = configuration_->tempDirectory();
-    // With the store on another filesystem no copy could be moved there, and all would be lost.
+    // With the store on another filesystem no tree could be moved there.
     const fs::path probe = staged / probeName;
     Common::createDirectories(probe);
     Common::move(probe, movedProbe());
-    // Left by a kill, it is what clear() removes.
+    // Left by a kill, it is what clearScrap() removes.
     Common::removeAll(movedProbe());
-    // On a full disk the copies would be there and not the space for the store's own files.
-    Common::reserveSpace(reserve(), count * spacePerPackage);
-    // The staged copies are about to be the only ones: a power cut behind rpm's erasure would find copies
-    // without content.
+    // The journal will say that every tree is complete and on disk.
     Common::flushFilesystem(staged);
 }
 
@@ -131,21 +133,8 @@ fs::path StagingArea::movedProbe() const {
     return configuration_->databaseDirectory() / probeName;
 }
 
-fs::path StagingArea::reserve() const {
-    return configuration_->tempDirectory() / reserveName;
-}
-
-void StagingArea::releaseReserve() const {
-    std::error_code ignored;
-    fs::remove(reserve(), ignored);
-}
-
 fs::path StagingArea::rescuePlace(const std::string &name) const {
     return OwnDirectory::rescued(*configuration_).path() / name;
-}
-
-bool StagingArea::isRescued(const std::string &id, const std::string &version) const {
-    return Common::exists(rescuePlace(id + "-" + version));
 }
 
 fs::path StagingArea::rescue(const fs::path &tree, const std::string &name) const {

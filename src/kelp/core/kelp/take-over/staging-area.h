@@ -30,15 +30,16 @@ public:
     /// What lies there at none of the paths of `kept`. Raises what std::filesystem raises.
     std::vector<std::filesystem::path> leftovers(const std::set<std::filesystem::path> &kept) const;
 
-    /// Whether a leftover is nothing that anybody can need: a probe, the reserve, a tree that was given up,
-    /// or one with nothing in it.
+    /// Whether a leftover is nothing that anybody can need: a probe, the reserve of an earlier version, a
+    /// tree that was given up, or one with nothing in it.
     static bool isScrap(const std::filesystem::path &leftover);
 
     /// Removes those. Raises ErrorCode::Filesystem, and what leftovers() raises.
     void clearScrap(const std::set<std::filesystem::path> &kept) const;
 
-    /// Removes a staged tree of which nothing is needed. Killed at any moment, it leaves the tree, or scrap.
-    /// Raises ErrorCode::Filesystem.
+    /// Removes a tree of which nothing is needed, on this filesystem. Killed at any moment, it leaves the
+    /// tree, or scrap. Raises ErrorCode::Filesystem when it cannot be renamed; that it cannot be removed then
+    /// is logged.
     void giveUp(const std::filesystem::path &tree) const;
 
     /// Where the tree of a package is made.
@@ -47,27 +48,21 @@ public:
     /// Bytes that copies may take: what the filesystem has free. Raises as Common::freeSpace() does.
     std::uint64_t room() const;
 
-    /// Makes sure that the trees of `count` packages will survive what follows, while rpm still has
-    /// everything: that they can be moved into the store, that there is space for the store's own files,
-    /// which releaseReserve() gives back, and that they are on disk. Raises ErrorCode::Filesystem.
-    void secure(std::size_t count) const;
-    void releaseReserve() const;
+    /// Makes sure that staged trees can be moved into the store, and that they are on disk. Raises
+    /// ErrorCode::Filesystem.
+    void secure() const;
 
-    /// What secure() sets aside for one package.
-    static std::uint64_t reservePerPackage();
+    /// What the store writes beside the files of one package, in bytes.
+    static std::uint64_t spacePerPackage();
 
     /// Takes a tree out of harm's way, to the directory of rescued trees (OwnDirectory), in one step and
     /// never over another tree; returns the place. `name` is ID-VERSION where both are known. Raises
     /// ErrorCode::Filesystem, and then the tree is where it was.
     std::filesystem::path rescue(const std::filesystem::path &tree, const std::string &name) const;
 
-    /// Whether a tree of this version was rescued at some time.
-    bool isRescued(const std::string &id, const std::string &version) const;
-
 private:
     bool isBesideStore() const;
     std::filesystem::path movedProbe() const;
-    std::filesystem::path reserve() const;
     std::filesystem::path rescuePlace(const std::string &name) const;
 
     const IConfiguration *configuration_;

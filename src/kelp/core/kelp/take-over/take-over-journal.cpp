@@ -8,9 +8,15 @@
 
 #include <boost/lexical_cast.hpp>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <limits>
 #include <sstream>
+#include <string_view>
+#include <system_error>
 
 namespace fs = std::filesystem;
 
@@ -24,10 +30,14 @@ using Common::escapeLine;
 using Common::unescapeLine;
 
 /// Another format gets another number: what this program does not know it refuses, and clears nothing.
-constexpr const char *title = "kelp take-over 1";
+constexpr const char *title = "kelp take-over 2";
+
+char flag(bool isSet, char letter) {
+    return isSet ? letter : '-';
+}
 
 void formatFile(std::ostream &lines, const JournalledFile &file) {
-    lines << "file " << (file.isShared ? 's' : '-') << (file.isConfiguration ? 'c' : '-');
+    lines << "file " << flag(file.isShared, 's') << flag(file.isLinked, 'l');
     if (const auto &identity = file.identity)
         lines << ' ' << identity->device << ' ' << identity->inode << ' ' << identity->size << ' '
               << identity->modified;
@@ -36,9 +46,24 @@ void formatFile(std::ostream &lines, const JournalledFile &file) {
     lines << ' ' << escapeLine(file.path) << '\n';
 }
 
+void formatTarget(std::ostream &lines, const JournalledTarget &target) {
+    lines << "source " << escapeLine(target.source) << "\ntarget ";
+    if (target.file)
+        lines << *target.file;
+    else
+        lines << '-';
+    lines << ' ' << escapeLine(target.path) << '\n';
+}
+
+void formatDirectory(std::ostream &lines, const JournalledDirectory &directory) {
+    lines << "directory " << flag(directory.isGenerated, 'g') << flag(directory.isAbsent, 'a')
+          << flag(directory.isRecorded, 'r') << ' ' << escapeLine(directory.path) << '\n';
+}
+
 void formatEntry(std::ostream &lines, const JournalEntry &entry) {
     lines << "package " << escapeLine(entry.id) << "\nversion " << escapeLine(entry.version) << "\nheader "
-          << entry.instance << ' ' << escapeLine(entry.digest) << "\nstaging "
+          << entry.instance << ' ' << escapeLine(entry.digest) << "\ndisks " << entry.store.inode << ' '
+          << entry.store.born << ' ' << entry.staging.inode << ' ' << entry.staging.born << "\nstaging "
           << escapeLine(entry.path.native()) << '\n';
     if (entry.orgName)
         lines << "orgname " << escapeLine(*entry.orgName) << '\n';
@@ -49,6 +74,10 @@ void formatEntry(std::ostream &lines, const JournalEntry &entry) {
         lines << "extra " << key << ' ' << escapeLine(value) << '\n';
     for (const JournalledFile &file : entry.files)
         formatFile(lines, file);
+    for (const JournalledTarget &target : entry.targets)
+        formatTarget(lines, target);
+    for (const JournalledDirectory &directory : entry.directories)
+        formatDirectory(lines, directory);
 }
 
 Error damaged() {
@@ -71,7 +100,20 @@ public:
 
     template<class Number>
     Number nextNumber() {
-        const std::string word = next();
+        return numberOf<Number>(next());
+    }
+
+    /// The last value of a line, which alone may hold spaces.
+    std::string rest() const { return unescapeLine(rest_); }
+
+    template<class Number>
+    Number lastNumber() const {
+        return numberOf<Number>(rest_);
+    }
+
+private:
+    template<class Number>
+    static Number numberOf(const std::string &word) {
         // lexical_cast takes a negative number for a large one.
         if (std::is_unsigned_v<Number> && word.starts_with('-'))
             throw damaged();
@@ -82,20 +124,25 @@ public:
         }
     }
 
-    /// The last value of a line, which alone may hold spaces.
-    std::string rest() const { return unescapeLine(rest_); }
-
-private:
     std::string rest_;
 };
 
+/// A letter of `letters` or a dash at each place.
+std::string parseFlags(Words &words, std::string_view letters) {
+    std::string flags = words.next();
+    bool isRight = flags.size() == letters.size();
+    for (std::size_t i = 0; isRight && i < letters.size(); ++i)
+        isRight = flags[i] == letters[i] || flags[i] == '-';
+    if (!isRight)
+        throw damaged();
+    return flags;
+}
+
 JournalledFile parseFile(Words words) {
     JournalledFile file;
-    const std::string flags = words.next();
-    if (flags != "--" && flags != "s-" && flags != "-c" && flags != "sc")
-        throw damaged();
+    const std::string flags = parseFlags(words, "sl");
     file.isShared = flags[0] == 's';
-    file.isConfiguration = flags[1] == 'c';
+    file.isLinked = flags[1] == 'l';
     // A look ahead: what is no dash is the first of the four numbers.
     Words absent = words;
     if (absent.next() == "-") {
@@ -113,12 +160,61 @@ JournalledFile parseFile(Words words) {
     return file;
 }
 
+/// Each target stands right after its source.
+bool lacksTarget(const JournalEntry &entry) {
+    return !entry.targets.empty() && entry.targets.back().path.empty();
+}
+
+void parseSource(const Words &words, JournalEntry &entry) {
+    if (lacksTarget(entry))
+        throw damaged();
+    entry.targets.push_back({"", words.rest(), {}});
+}
+
+void parseTarget(Words words, JournalEntry &entry) {
+    Words absent = words;
+    if (!lacksTarget(entry))
+        throw damaged();
+    JournalledTarget &target = entry.targets.back();
+    if (absent.next() == "-")
+        words.next();
+    else
+        target.file = words.nextNumber<std::size_t>();
+    target.path = words.rest();
+    if (target.path.empty() || (target.file && *target.file >= entry.files.size()))
+        throw damaged();
+}
+
+JournalledDirectory parseDirectory(Words words) {
+    const std::string flags = parseFlags(words, "gar");
+    return {words.rest(), flags[0] == 'g', flags[1] == 'a', flags[2] == 'r'};
+}
+
+void parsePart(const std::string &name, Words words, JournalEntry &entry) {
+    if (name == "file")
+        entry.files.push_back(parseFile(std::move(words)));
+    else if (name == "source")
+        parseSource(words, entry);
+    else if (name == "target")
+        parseTarget(std::move(words), entry);
+    else if (name == "directory")
+        entry.directories.push_back(parseDirectory(std::move(words)));
+    else
+        // A word that nobody knows may be the one on which the right deed depends.
+        throw damaged();
+}
+
 void parseFact(const std::string &name, Words words, JournalEntry &entry) {
     if (name == "version") {
         entry.version = words.rest();
     } else if (name == "header") {
         entry.instance = words.nextNumber<std::uint32_t>();
         entry.digest = words.rest();
+    } else if (name == "disks") {
+        entry.store.inode = words.nextNumber<std::uint64_t>();
+        entry.store.born = words.nextNumber<std::int64_t>();
+        entry.staging.inode = words.nextNumber<std::uint64_t>();
+        entry.staging.born = words.lastNumber<std::int64_t>();
     } else if (name == "staging") {
         entry.path = words.rest();
     } else if (name == "orgname") {
@@ -128,19 +224,28 @@ void parseFact(const std::string &name, Words words, JournalEntry &entry) {
     } else if (name == "extra") {
         const std::string key = words.next();
         entry.extras[key] = words.rest();
-    } else if (name == "file") {
-        entry.files.push_back(parseFile(std::move(words)));
     } else {
-        throw damaged();
+        parsePart(name, std::move(words), entry);
     }
 }
 
 /// Without these nothing could be done with the tree, nor could it be found.
 bool isComplete(const JournalEntry &entry) {
-    return !entry.id.empty() && !entry.version.empty() && !entry.path.empty();
+    return !entry.id.empty() && !entry.version.empty() && !entry.path.empty() && entry.store.inode != 0 &&
+           !lacksTarget(entry);
 }
 
 } // namespace
+
+DirectoryMark markOf(const fs::path &path) {
+    constexpr std::int64_t nanoseconds = 1'000'000'000;
+    struct statx status = {};
+    if (::statx(AT_FDCWD, path.c_str(), 0, STATX_INO | STATX_BTIME, &status) != 0)
+        throw Error(ErrorCode::Filesystem,
+                    "Couldn't look at " + path.string() + ": " + std::generic_category().message(errno));
+    const bool isKept = (status.stx_mask & STATX_BTIME) != 0;
+    return {status.stx_ino, isKept ? status.stx_btime.tv_sec * nanoseconds + status.stx_btime.tv_nsec : 0};
+}
 
 fs::path TakeOverJournal::path() {
     return Common::rootPath() / "var/lib/kelp/takeover.journal";
@@ -176,7 +281,6 @@ std::vector<JournalEntry> TakeOverJournal::parse(const std::string &content) {
         else if (entries.empty())
             throw damaged();
         else
-            // A word that nobody knows is damage as well: it may be the one on which the right deed depends.
             parseFact(name, std::move(words), entries.back());
     }
     throw damaged();

@@ -11,26 +11,57 @@
 
 namespace Core::KELP {
 
-/// A file of a package that rpm is to erase, as it stood on the disk when it was staged.
+/// A file of rpm's record, as it stood on the disk when its package was staged.
 struct JournalledFile {
     std::string path; ///< Absolute. Text, for a machine has thousands of them and path objects are large.
     std::optional<Common::FileIdentity> identity; ///< Nothing where nothing stood.
     bool isShared = false;                        ///< Another record of rpm has it too.
-    bool isConfiguration = false;
+    bool isLinked = false; ///< The tree holds a further name of this very file, and no copy.
 };
+
+/// A place at which the store publishes a file of the package. Its number in the journal is part of the
+/// temporary name beside it (TargetExchange).
+struct JournalledTarget {
+    std::string path;                ///< Absolute.
+    std::string source;              ///< The file's path in the package's tree.
+    std::optional<std::size_t> file; ///< Which of rpm's files stood there; nothing where none did.
+};
+
+/// A directory that the take-over makes or removes.
+struct JournalledDirectory {
+    std::string path;         ///< Absolute.
+    bool isGenerated = false; ///< It belongs on the version's list of directories.
+    bool isAbsent = false;    ///< It was not there when the package was staged.
+    bool isRecorded = false;  ///< rpm's record lists it.
+};
+
+/// Tells a directory from another one at the same path, and so one filesystem from another or from none.
+struct DirectoryMark {
+    std::uint64_t inode = 0;
+    std::int64_t born = 0; ///< Nanoseconds since the epoch; 0 where the filesystem does not keep it.
+
+    bool operator==(const DirectoryMark &) const = default;
+};
+
+/// The mark of the directory at `path`; links are followed. Raises ErrorCode::Filesystem.
+DirectoryMark markOf(const std::filesystem::path &path);
 
 /// One package on its way from rpm into the store: what there is to know of it once rpm has forgotten it.
 struct JournalEntry : PackageForMigration {
     std::string digest;         ///< Of the header: the same for a package that is installed again.
     std::uint32_t instance = 0; ///< Of the header: another for a package that is installed again.
+    DirectoryMark store;        ///< Of the store's directory: its disk may not be mounted.
+    DirectoryMark staging;      ///< Of the temporary directory.
     std::vector<JournalledFile> files;
+    std::vector<JournalledTarget> targets;
+    std::vector<JournalledDirectory> directories; ///< Each before what lies in it.
 };
 
-/// The list of the packages that rpm is erasing or has erased and that are not whole in the store yet: the
-/// file var/lib/kelp/takeover.journal below the root prefix. That it is there says that every tree it names
-/// is complete and on disk; no package is erased that a journal on disk does not name.
+/// The list of the packages that are being published and that rpm has not forgotten yet, or whose remains are
+/// not cleared yet: the file var/lib/kelp/takeover.journal below the root prefix. That it is there says that
+/// every tree it names is complete and on disk. No target is touched that a journal on disk does not name.
 ///
-/// The format, "kelp take-over 1", is a line for each fact, a word and its value; docs/formats.md has it. It
+/// The format, "kelp take-over 2", is a line for each fact, a word and its values; docs/formats.md has it. It
 /// ends in a line "end" with the number of packages, so that a torn file shows.
 class TakeOverJournal {
 public:

@@ -1,4 +1,4 @@
-#include "kelp/core/kelp/take-over/rpm-erasure.h"
+#include "kelp/core/kelp/take-over/forgotten-records.h"
 
 #include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/common/rpm/transaction.h"
@@ -19,16 +19,13 @@ void logged(const Step &step) {
     }
 }
 
-void run(Transaction &rpm, const std::set<std::uint32_t> &instances, ErasureOf what) {
+void run(Transaction &rpm, const std::set<std::uint32_t> &instances) {
     try {
         rpm.forEachInstalled([&](const Reader &reader) {
             if (instances.contains(Common::Rpm::databaseInstance(reader)))
                 logged([&] { rpm.addErase(reader); });
         });
-        if (what == ErasureOf::Packages)
-            rpm.run();
-        else
-            rpm.runOnDatabaseAlone();
+        rpm.runOnDatabaseAlone();
     } catch (...) {
         // What was added before the failure: the next run is another group's.
         rpm.forgetErasures();
@@ -38,8 +35,10 @@ void run(Transaction &rpm, const std::set<std::uint32_t> &instances, ErasureOf w
 
 } // namespace
 
-std::set<std::uint32_t> erase(Transaction &rpm, const std::set<std::uint32_t> &instances, ErasureOf what) {
-    logged([&] { run(rpm, instances, what); });
+std::set<std::uint32_t> forgetRecords(Transaction &rpm, const std::set<std::uint32_t> &instances) {
+    if (instances.empty())
+        return {};
+    logged([&] { run(rpm, instances); });
     std::set<std::uint32_t> left;
     for (const std::uint32_t instance : instances)
         if (rpm.lookUp(instance) != Transaction::Record::Gone)

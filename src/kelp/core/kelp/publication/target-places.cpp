@@ -1,0 +1,137 @@
+#include "kelp/core/kelp/publication/target-places.h"
+
+#include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/files/directory.h"
+#include "kelp/core/common/files/path-tests.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <optional>
+#include <system_error>
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+using Common::Error;
+using Common::ErrorCode;
+
+constexpr std::uint64_t blockSize = 4096;
+
+std::string reason(int error) {
+    return std::generic_category().message(error);
+}
+
+Error unreadable(const fs::path &path) {
+    return {ErrorCode::Filesystem, "Couldn't look at " + path.string(), errno};
+}
+
+/// Nothing where nothing stands. A link at the end is not followed.
+std::optional<struct statx> lookAt(const fs::path &path) {
+    struct statx status = {};
+    if (::statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, STATX_TYPE, &status) == 0)
+        return status;
+    if (errno != ENOENT && errno != ENOTDIR)
+        throw unreadable(path);
+    return std::nullopt;
+}
+
+/// An append-only directory lets names in and never out.
+bool isUnchangeable(const struct statx &status) {
+    return (status.stx_attributes & (STATX_ATTR_IMMUTABLE | STATX_ATTR_APPEND)) != 0;
+}
+
+fs::path existingPart(fs::path path) {
+    while (!lookAt(path) && path.has_relative_path())
+        path = path.parent_path();
+    return path;
+}
+
+std::string obstacleOf(const fs::path &directory) {
+    struct statx status = {};
+    if (::statx(AT_FDCWD, directory.c_str(), 0, STATX_TYPE, &status) != 0)
+        return directory.string() + ": " + reason(errno);
+    if (!S_ISDIR(status.stx_mode))
+        return directory.string() + " is no directory";
+    if (isUnchangeable(status))
+        return directory.string() + " is immutable or append-only";
+    // Root may write everywhere but on a filesystem that is read-only.
+    if (::access(directory.c_str(), W_OK) != 0)
+        return directory.string() + ": " + reason(errno);
+    try {
+        static_cast<void>(Common::Directory::byLinksOfRoot(directory));
+        return {};
+    } catch (const std::system_error &error) {
+        if (!Common::Directory::isRefusal(error))
+            throw Error(ErrorCode::Filesystem, error.what(), error.code().value());
+        return "others than root decide where " + directory.string() + " leads";
+    }
+}
+
+struct statvfs statusOf(const fs::path &path) {
+    struct statvfs status = {};
+    if (::statvfs(path.c_str(), &status) != 0)
+        throw unreadable(path);
+    return status;
+}
+
+} // namespace
+
+const TargetPlaces::Place &TargetPlaces::place(const fs::path &directory) {
+    const auto [found, isNew] = places_.try_emplace(directory.native());
+    if (isNew) {
+        found->second.existing = existingPart(directory);
+        found->second.obstacle = obstacleOf(found->second.existing);
+    }
+    return found->second;
+}
+
+std::string TargetPlaces::obstacle(const fs::path &target) {
+    const Place &parent = place(target.parent_path());
+    if (!parent.obstacle.empty())
+        return parent.obstacle;
+    ++wanted_[parent.existing.native()];
+    if (const auto found = lookAt(target)) {
+        if ((found->stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0)
+            return target.string() + " is a mount point";
+        if (isUnchangeable(*found))
+            return target.string() + " is immutable or append-only";
+    }
+    return {};
+}
+
+std::string TargetPlaces::shortage(std::uint64_t copiedBytes) {
+    struct Filesystem {
+        struct statvfs status = {};
+        std::uint64_t wanted = 0;
+        fs::path place;
+    };
+    std::map<dev_t, Filesystem> filesystems;
+    for (const auto &[directory, wanted] : wanted_) {
+        struct stat status = {};
+        if (::stat(directory.c_str(), &status) != 0)
+            throw unreadable(directory);
+        const auto [found, isNew] = filesystems.try_emplace(status.st_dev);
+        if (isNew)
+            found->second = {statusOf(directory), 0, directory};
+        found->second.wanted += wanted;
+    }
+    wanted_.clear();
+    for (const auto &[device, filesystem] : filesystems) {
+        const auto &[status, wanted, place] = filesystem;
+        // Some filesystems have no number of files.
+        const bool hasFiles = status.f_files == 0 || status.f_favail >= wanted;
+        const std::uint64_t free = std::uint64_t(status.f_bavail) * status.f_frsize;
+        if (!hasFiles || free < wanted * blockSize + copiedBytes)
+            return "there is no room for its files on the disk of " + place.string();
+    }
+    return {};
+}
+
+} // namespace Core::KELP

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <string>
+
+namespace Core::KELP {
+
+/// Whether the machine, as it is by now, lets files be published at their targets, whoever owns what stands
+/// there: asked before a package is taken over or installed. Directories are looked at once, so that many
+/// targets cost little; what the machine changes meanwhile is not seen.
+class TargetPlaces {
+public:
+    /// Why nothing can be published at `target`, or empty. Its directory, or the nearest one above that is
+    /// there, is read-only, immutable or append-only, is no directory, or is reached by a link that others
+    /// than root can exchange; or what stands at the target is a mount point, or immutable. Raises
+    /// ErrorCode::Filesystem when that cannot be looked at.
+    std::string obstacle(const std::filesystem::path &target);
+
+    /// Why the targets for which obstacle() was called do not fit on their filesystems, as links or as copies
+    /// of `copiedBytes` in all, or empty. Forgets those targets. Raises as obstacle().
+    std::string shortage(std::uint64_t copiedBytes);
+
+private:
+    struct Place {
+        std::filesystem::path existing; ///< The directory, or the nearest one above that is there.
+        std::string obstacle;
+    };
+
+    const Place &place(const std::filesystem::path &directory);
+
+    std::map<std::string, Place> places_;
+    std::map<std::string, std::uint64_t> wanted_; ///< Targets by the directory that is there.
+};
+
+} // namespace Core::KELP

@@ -1,0 +1,460 @@
+#include "kelp/core/kelp/take-over/take-over.h"
+
+#include "kelp/core/common/errors/error-category.h"
+#include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/errors/log-stream.h"
+#include "kelp/core/common/files/directory.h"
+#include "kelp/core/common/files/durable-file.h"
+#include "kelp/core/common/files/path-tests.h"
+#include "kelp/core/common/i-configuration.h"
+#include "kelp/core/common/rpm/tags.h"
+#include "kelp/core/common/rpm/transaction.h"
+#include "kelp/core/kelp/package/i-database-path-resolver.h"
+#include "kelp/core/kelp/package/store-entry.h"
+#include "kelp/core/kelp/registry/registry.h"
+#include "kelp/core/kelp/take-over/forgotten-records.h"
+#include "kelp/core/kelp/take-over/rpm-survey.h"
+#include "kelp/core/kelp/take-over/staging-area.h"
+#include "kelp/core/kelp/take-over/take-over-store.h"
+#include "kelp/core/kelp/take-over/target-exchange.h"
+
+#include <algorithm>
+#include <ctime>
+#include <iterator>
+#include <ranges>
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+using Common::Directory;
+using Common::Error;
+using Common::ErrorCode;
+using Common::LogLevel;
+using Common::LogStream;
+using Common::Rpm::Reader;
+using Common::Rpm::Transaction;
+
+namespace Tag = Common::Rpm::Tag;
+
+constexpr const char *enabledUnits = "/etc/systemd";
+
+/// Somebody's file at a target is a judgement of the package, and not a failure of the machine.
+bool isConflict(const std::exception &error) {
+    const auto *ours = dynamic_cast<const Error *>(&error);
+    return ours && ours->code() == Common::ErrorCategory::make(ErrorCode::FileConflict);
+}
+
+/// What the disk does not tell counts as there: then nothing is given up.
+bool mayBeThere(const fs::path &path) {
+    std::error_code ignored;
+    return fs::symlink_status(path, ignored).type() != fs::file_type::not_found;
+}
+
+void logFailure(const std::string &id, const std::exception &error) {
+    LogStream(LogLevel::Error) << "Failed to migrate " << id << " package from RPM to KELP";
+    LogStream(LogLevel::Error) << error;
+}
+
+void removeIfEmpty(const fs::path &path) {
+    if (const auto parent = Directory::byLinksOfRoot(path.parent_path()))
+        parent->removeIfEmpty(path.filename());
+}
+
+/// Removes the links that enable a unit which is gone.
+void removeLinksTo(const std::set<std::string> &files) {
+    std::error_code error;
+    for (fs::recursive_directory_iterator entry(enabledUnits, error), end; !error && entry != end;
+         entry.increment(error)) {
+        std::error_code ignored;
+        if (entry->is_symlink(ignored) && files.contains(fs::read_symlink(entry->path(), ignored).native()))
+            if (const auto parent = Directory::byLinksOfRoot(entry->path().parent_path()))
+                parent->removeFile(entry->path().filename());
+    }
+}
+
+std::vector<fs::path> generatedDirectories(const JournalEntry &entry) {
+    std::vector<fs::path> directories;
+    for (const JournalledDirectory &directory : entry.directories)
+        if (directory.isGenerated)
+            directories.emplace_back(directory.path);
+    return directories;
+}
+
+std::vector<fs::path> targetsOf(const JournalEntry &entry) {
+    std::vector<fs::path> targets;
+    for (const JournalledTarget &target : entry.targets)
+        targets.emplace_back(target.path);
+    return targets;
+}
+
+} // namespace
+
+TakeOver::TakeOver(Transaction &rpm, TakeOverStore &store, const IDatabasePathResolver &pathResolver,
+                   const IConfiguration &configuration, const StagingArea &area, const Arrival &arrival) :
+    rpm_(&rpm),
+    store_(&store),
+    pathResolver_(&pathResolver),
+    configuration_(&configuration),
+    area_(&area),
+    arrival_(&arrival) {}
+
+void TakeOver::settle(std::vector<JournalEntry> entries) {
+    requireDisks(entries);
+    std::vector<const JournalEntry *> asked;
+    for (const JournalEntry &entry : entries)
+        asked.push_back(&entry);
+    const auto headers = headersOf(asked);
+    Group group;
+    for (JournalEntry &entry : entries) {
+        try {
+            const Header header = headers.at(entry.id);
+            if (goesOn(entry, header))
+                group.push_back({std::move(entry), header == Header::Same});
+        } catch (const std::exception &error) {
+            logFailure(entry.id, error);
+            failure_ = failure_ ? failure_ : std::current_exception();
+            keep(entry);
+        }
+    }
+    carryOut(group);
+}
+
+void TakeOver::carryOut(std::vector<JournalEntry> entries) {
+    Group group;
+    for (JournalEntry &entry : entries)
+        group.push_back({std::move(entry), true});
+    carryOut(group);
+}
+
+/// A disk that is not mounted looks as if nothing had been staged.
+void TakeOver::requireDisks(const std::vector<JournalEntry> &entries) const {
+    for (const JournalEntry &entry : entries)
+        if (markOf(configuration_->databaseDirectory()) != entry.store ||
+            markOf(configuration_->tempDirectory()) != entry.staging)
+            throw Error(ErrorCode::Internal, "The disks of the store and of the temporary directory are not "
+                                             "those of the take-over journal");
+}
+
+std::map<std::string, TakeOver::Header>
+TakeOver::headersOf(const std::vector<const JournalEntry *> &entries) const {
+    std::map<std::string, const JournalEntry *> wanted;
+    std::map<std::string, Header> headers;
+    for (const JournalEntry *entry : entries) {
+        wanted[entry->id] = entry;
+        headers[entry->id] = Header::Gone;
+    }
+    const auto walk = rpm_->forEachInstalled([&](const Reader &reader) {
+        const auto found = wanted.find(reader.tagOr(Tag::Name, ""));
+        if (found == wanted.end())
+            return;
+        Header &header = headers.at(found->first);
+        const JournalEntry &entry = *found->second;
+        if (header != Header::Gone || headerDigest(reader) != entry.digest)
+            header = Header::Other;
+        else
+            header = Common::Rpm::databaseInstance(reader) == entry.instance ? Header::Same : Header::Again;
+    });
+    // A record that cannot be read may be the one that is asked for: it would look gone.
+    if (walk == Transaction::Walk::Damaged && !(isDamageExpected_ && areReadable(entries)))
+        throw Error(ErrorCode::Internal, "The rpm database has records that cannot be read");
+    return headers;
+}
+
+bool TakeOver::areReadable(const std::vector<const JournalEntry *> &entries) const {
+    return std::ranges::none_of(entries, [&](const JournalEntry *entry) {
+        return rpm_->lookUp(entry->instance) == Transaction::Record::Unreadable;
+    });
+}
+
+/// A tree is renamed from the one place to the other, and the staged one is dropped in one step as well.
+bool TakeOver::isStaged(const JournalEntry &entry) const {
+    return mayBeThere(entry.path);
+}
+
+fs::path TakeOver::treeOf(const JournalEntry &entry) const {
+    return isStaged(entry) ? entry.path : pathResolver_->versionDirectory(entry.id, entry.version);
+}
+
+TargetExchange TakeOver::exchangeOf(const JournalEntry &entry) {
+    return {entry, treeOf(entry), fs::absolute(pathResolver_->currentDirectory(entry.id)), identities_};
+}
+
+/// Puts in order what a killed run has left of a package, and tells whether its take-over goes on.
+bool TakeOver::goesOn(const JournalEntry &entry, Header header) {
+    const fs::path version = pathResolver_->versionDirectory(entry.id, entry.version);
+    const StoreEntry::Slot current = StoreEntry(*pathResolver_, entry.id).slot(PackageSlot::Current);
+    if (current.isForeign() || (current.counts() && current.version != entry.version))
+        throw Error(ErrorCode::Internal, "Package " + entry.id + " already installed");
+    const bool isPlaced = !isStaged(entry) && mayBeThere(version);
+    TargetExchange exchange = exchangeOf(entry);
+    if (header == Header::Again || header == Header::Other) {
+        giveWayToRpm(entry, header);
+        return false;
+    }
+    exchange.settleNames(isPlaced || header == Header::Gone);
+    if (header == Header::Same && !isPlaced) {
+        // Nothing was published, or it was taken back: rpm has the application.
+        dropTree(entry);
+        return false;
+    }
+    if (isPlaced || isStaged(entry))
+        return true;
+    exchange.takeBack();
+    LogStream(LogLevel::Error) << "Package " << entry.id
+                               << " is neither in RPM nor in KELP, and nothing of it is left";
+    return false;
+}
+
+template<class Step>
+void TakeOver::forEach(Group &group, const Step &step) {
+    std::erase_if(group, [&](Moving &package) {
+        try {
+            step(package);
+            return false;
+        } catch (const std::exception &error) {
+            abandon(package, error);
+            return true;
+        }
+    });
+}
+
+void TakeOver::carryOut(Group &group) {
+    forEach(group, [&](const Moving &package) { store_->place(package.entry); });
+    // A power cut must not leave a staged tree beside targets that are the store's.
+    flush(group, {configuration_->databaseDirectory()});
+    prepare(group);
+    forEach(group, [&](Moving &package) { publish(package); });
+    std::set<fs::path> places = ownPlaces();
+    for (const Moving &package : group)
+        places.merge(placesOf(package.entry));
+    flush(group, places);
+    forget(group);
+    forEach(group, [&](const Moving &package) { clear(package.entry); });
+    conclude();
+}
+
+/// A flush that fails says of none of the packages that it is on disk.
+void TakeOver::flush(Group &group, const std::set<fs::path> &places) {
+    if (group.empty())
+        return;
+    try {
+        Common::flushFilesystems(places);
+    } catch (const std::exception &error) {
+        for (const Moving &package : group)
+            abandon(package, error);
+        group.clear();
+    }
+}
+
+/// One flush for the copies of all packages.
+void TakeOver::prepare(Group &group) {
+    std::set<fs::path> places;
+    forEach(group, [&](const Moving &package) {
+        if (exchangeOf(package.entry).prepare())
+            places.merge(placesOf(package.entry));
+    });
+    if (!places.empty())
+        flush(group, places);
+}
+
+void TakeOver::publish(Moving &package) {
+    const JournalEntry &entry = package.entry;
+    const auto directories = generatedDirectories(entry);
+    package.isWhole = store_->isRecorded(entry.id, targetsOf(entry), directories);
+    TargetExchange exchange = exchangeOf(entry);
+    // With its header gone there is no way back, and what is whole was published before.
+    const bool mayFail = package.hasHeader && !package.isWhole;
+    exchange.publish(mayFail ? TargetExchange::Obstacles::Raise : TargetExchange::Obstacles::PassOver);
+    store_->record(entry.id, exchange.published(), directories);
+    package.isWhole = true;
+}
+
+/// The application is not removed, it moves: no script may run.
+void TakeOver::forget(Group &group) {
+    std::vector<const JournalEntry *> entries;
+    std::set<std::uint32_t> instances;
+    for (const Moving &package : group) {
+        entries.push_back(&package.entry);
+        if (package.hasHeader)
+            instances.insert(package.entry.instance);
+    }
+    forgetRecords(*rpm_, instances);
+    // By name as well: what rpm answers to the run says nothing, and a record may have come since.
+    const auto headers = headersOf(entries);
+    forEach(group, [&](Moving &package) {
+        const std::string &id = package.entry.id;
+        if (headers.at(id) != Header::Gone)
+            throw Error(ErrorCode::Internal, "Couldn't erase " + id + " package from the rpm database");
+        package.hasHeader = false;
+    });
+    // What is cleared cannot be had back: no power cut may bring the header back without it.
+    flush(group, {Common::Rpm::databaseDirectory()});
+}
+
+/// From here on the store is the only place of the package. Each step is done again after a kill.
+void TakeOver::clear(const JournalEntry &entry) {
+    written_.merge(placesOf(entry));
+    for (const JournalledFile &file : entry.files)
+        written_.insert(fs::path(file.path).parent_path());
+    exchangeOf(entry).clear();
+    removeLinksTo(clearFiles(entry));
+    clearDirectories(entry);
+    LogStream(LogLevel::Info) << "Package " << entry.id << " successfully migrated from RPM to KELP";
+    noteInstallation(entry);
+    // Last, with the package in its place: what it raises keeps the entry, and all of this is gone through
+    // again.
+    if (*arrival_)
+        (*arrival_)(store_->packageInfo(entry.id));
+}
+
+/// Files at which nothing is published: documents, and what no mapping knows. Returns those that went.
+std::set<std::string> TakeOver::clearFiles(const JournalEntry &entry) {
+    std::set<std::size_t> published;
+    for (const JournalledTarget &target : entry.targets)
+        if (target.file)
+            published.insert(*target.file);
+    std::set<std::string> cleared;
+    for (std::size_t i = 0; i < entry.files.size(); ++i) {
+        const JournalledFile &file = entry.files[i];
+        const auto now = published.contains(i) ? std::nullopt : Common::identityAt(file.path);
+        if (!file.identity || !now || !identities_.isSame(*file.identity, *now) || rpm_->isOwned(file.path))
+            continue;
+        const fs::path path = file.path;
+        if (const auto parent = Directory::byLinksOfRoot(path.parent_path()))
+            if (parent->removeFile(path.filename()))
+                cleared.insert(file.path);
+    }
+    return cleared;
+}
+
+void TakeOver::clearDirectories(const JournalEntry &entry) const {
+    for (const JournalledDirectory &directory : entry.directories | std::views::reverse)
+        if (directory.isRecorded && !directory.isGenerated && !rpm_->isOwned(directory.path))
+            removeIfEmpty(directory.path);
+}
+
+/// What failed for one package: rpm gets it back, unless it is whole in the store or rpm has forgotten it.
+void TakeOver::abandon(const Moving &package, const std::exception &error) {
+    logFailure(package.entry.id, error);
+    if (!isConflict(error))
+        failure_ = failure_ ? failure_ : std::current_exception();
+    if (!package.hasHeader || package.isWhole) {
+        keep(package.entry);
+        return;
+    }
+    try {
+        takeBack(package.entry);
+    } catch (const std::exception &second) {
+        LogStream(LogLevel::Error) << second;
+        LogStream(LogLevel::Error) << "Couldn't give " << package.entry.id << " package back to RPM";
+        failure_ = failure_ ? failure_ : std::current_exception();
+        keep(package.entry);
+    }
+}
+
+/// With its tree and its place in the journal: the next start tries again.
+void TakeOver::keep(const JournalEntry &entry) {
+    left_.push_back(entry);
+}
+
+/// The targets are on disk before the tree goes. Killed before that, the next start publishes anew; after it,
+/// it finds that rpm has the application.
+void TakeOver::takeBack(const JournalEntry &entry) {
+    exchangeOf(entry).takeBack();
+    for (const JournalledDirectory &directory : entry.directories | std::views::reverse)
+        if (directory.isAbsent)
+            removeIfEmpty(directory.path);
+    Common::flushFilesystems(placesOf(entry));
+    dropTree(entry);
+}
+
+/// One rename takes all of a package out of the store: by pieces, a crash would leave a remnant that looks
+/// like a package.
+void TakeOver::dropTree(const JournalEntry &entry) const {
+    const fs::path package = pathResolver_->packageDirectory(entry.id);
+    if (isStaged(entry)) {
+        area_->giveUp(entry.path);
+        std::error_code ignored;
+        // Made for the tree that did not come.
+        fs::remove(package, ignored);
+    } else if (mayBeThere(package)) {
+        rescueForeign(entry);
+        area_->giveUp(package);
+    }
+}
+
+void TakeOver::rescueForeign(const JournalEntry &entry) const {
+    const std::set<std::string> own = {entry.version, "current", "next"};
+    std::vector<fs::path> foreign;
+    for (const fs::directory_entry &found : fs::directory_iterator(pathResolver_->packageDirectory(entry.id)))
+        if (!own.contains(found.path().filename()))
+            foreign.push_back(found.path());
+    for (const fs::path &path : foreign)
+        LogStream(LogLevel::Warning) << path << " is not of the package, and is kept in "
+                                     << area_->rescue(path, entry.id + "-" + path.filename().string());
+}
+
+/// Somebody has used rpm since. rpm's package counts, and the survey finds it again.
+void TakeOver::giveWayToRpm(const JournalEntry &entry, Header header) {
+    exchangeOf(entry).giveBack([&](const std::string &path) { return rpm_->isOwned(path); });
+    Common::flushFilesystems(placesOf(entry));
+    const fs::path tree = treeOf(entry);
+    if (header == Header::Other && mayBeThere(tree)) {
+        const fs::path place = area_->rescue(tree, entry.id + "-" + entry.version);
+        LogStream(LogLevel::Warning) << "Package " << entry.id
+                                     << " was installed by RPM again, and the copy of before is kept in "
+                                     << place;
+    }
+    dropTree(entry);
+}
+
+void TakeOver::noteInstallation(const JournalEntry &entry) {
+    const auto keyId = entry.extras.find("certificate.id");
+    if (keyId == entry.extras.end())
+        LogStream(LogLevel::Warning) << "A record of package installation cannot be saved to the registry: "
+                                     // Misspelt for good: these are the words that are looked for.
+                                     << entry.id << " (udefined developer key id)";
+    else
+        installations_.emplace_back(RegistryEvent::Install, std::time(nullptr), entry.id, keyId->second);
+}
+
+/// One replacement of the registry for the whole group. Killed before it, the next start finds the journal
+/// and notes them all again.
+void TakeOver::recordInstallations() {
+    if (!installations_.empty() && !Registry().writeRecords(installations_))
+        for (const RegistryRecord &record : installations_)
+            LogStream(LogLevel::Warning)
+                << "Couldn't add a package installation record to the registry: " << record.packageId();
+    // A registry that cannot be written holds nothing up: the doctor finds what it lacks.
+    installations_.clear();
+}
+
+std::set<fs::path> TakeOver::placesOf(const JournalEntry &entry) const {
+    std::set<fs::path> places;
+    for (const JournalledTarget &target : entry.targets)
+        places.insert(fs::path(target.path).parent_path());
+    return places;
+}
+
+std::set<fs::path> TakeOver::ownPlaces() const {
+    return {configuration_->databaseDirectory(), configuration_->tempDirectory(),
+            TakeOverJournal::path().parent_path()};
+}
+
+/// The journal forgets what is whole, and only after it is on disk as a whole.
+void TakeOver::conclude() {
+    recordInstallations();
+    written_.merge(ownPlaces());
+    written_.insert(Common::Rpm::databaseDirectory());
+    Common::flushFilesystems(written_);
+    written_.clear();
+    if (left_.empty())
+        TakeOverJournal::remove();
+    else
+        TakeOverJournal::write(left_);
+}
+
+} // namespace Core::KELP

@@ -1,0 +1,139 @@
+#pragma once
+
+#include "kelp/core/common/files/file-identity.h"
+#include "kelp/core/kelp/package/package-information.h"
+#include "kelp/core/kelp/registry/registry-record.h"
+#include "kelp/core/kelp/take-over/take-over-journal.h"
+
+#include <exception>
+#include <functional>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace Common::Rpm {
+class Transaction;
+}
+namespace Core {
+class IConfiguration;
+}
+
+namespace Core::KELP {
+
+class IDatabasePathResolver;
+class StagingArea;
+class TakeOverStore;
+class TargetExchange;
+
+/// Brings staged packages into the store and out of rpm, whatever moment the last run ended at. For all
+/// packages of a journal together:
+///
+/// 1. Each tree goes to its version directory and becomes current. The store is flushed, so that a tree that
+///    is still staged says that none of its targets was touched.
+/// 2. Package by package the targets go from rpm's files to the store's (TargetExchange), and the lists are
+///    written. A failure takes its package back, and nobody else's.
+/// 3. Every filesystem that was written to is flushed.
+/// 4. rpm forgets the packages: their headers go, no script runs, and all files stay. rpm's database is
+///    flushed, so that a header that is there says that nothing was cleared.
+/// 5. What rpm has left of the packages is cleared, they are registered, and the journal forgets them.
+///
+/// What holds at every moment:
+/// - A published path holds rpm's file or the store's, and opens.
+/// - rpm forgets a package only after it is published as a whole, and on disk.
+/// - A file of rpm's is removed only after its header is gone from the disk.
+/// - A package whose lists stand is whole in the store, and is not taken back any more.
+class TakeOver {
+public:
+    using Arrival = std::function<void(const PackageInformation &)>;
+
+    /// All arguments must outlive the object. `arrival` is called for each package that has come to the
+    /// store, before the journal forgets it; what it raises keeps the package in the journal.
+    TakeOver(Common::Rpm::Transaction &rpm, TakeOverStore &store, const IDatabasePathResolver &pathResolver,
+             const IConfiguration &configuration, const StagingArea &area, const Arrival &arrival);
+
+    /// Says that there were records of others that could not be read before rpm forgot anything: the next
+    /// question to rpm looks for each of its own.
+    void expectDamage() { isDamageExpected_ = true; }
+
+    /// Goes on with the packages of a journal that an earlier run has left; docs/architecture.md has the
+    /// table. Raises ErrorCode::Internal when rpm's database cannot be read as a whole, or when the disks of
+    /// store and temporary directory are not those of the journal: then nothing was done. What fails for one
+    /// package is logged, and noted in failure().
+    void settle(std::vector<JournalEntry> entries);
+
+    /// The steps for packages that were staged just now, and that the journal on disk names. Raises as
+    /// settle() does.
+    void carryOut(std::vector<JournalEntry> group);
+
+    /// The packages that the journal still holds.
+    const std::vector<JournalEntry> &left() const { return left_; }
+
+    /// The first failure of all calls but conflicts; null when there was none.
+    std::exception_ptr failure() const { return failure_; }
+
+private:
+    /// What rpm says of the header of the journal.
+    enum class Header {
+        Gone,
+        Same,
+        Again, ///< The same package, at another place of the database.
+        Other, ///< Another package of the name, or several.
+    };
+
+    /// One package on its way.
+    struct Moving {
+        JournalEntry entry;
+        bool hasHeader = false;
+        bool isWhole = false; ///< Its lists stand.
+    };
+
+    using Group = std::vector<Moving>;
+
+    std::map<std::string, Header> headersOf(const std::vector<const JournalEntry *> &entries) const;
+    bool areReadable(const std::vector<const JournalEntry *> &entries) const;
+    void requireDisks(const std::vector<JournalEntry> &entries) const;
+    bool goesOn(const JournalEntry &entry, Header header);
+
+    void carryOut(Group &group);
+    template<class Step>
+    void forEach(Group &group, const Step &step);
+    void prepare(Group &group);
+    void publish(Moving &package);
+    void flush(Group &group, const std::set<std::filesystem::path> &places);
+    void forget(Group &group);
+    void clear(const JournalEntry &entry);
+    std::set<std::string> clearFiles(const JournalEntry &entry);
+    void clearDirectories(const JournalEntry &entry) const;
+    void abandon(const Moving &package, const std::exception &error);
+    void keep(const JournalEntry &entry);
+    void takeBack(const JournalEntry &entry);
+    void dropTree(const JournalEntry &entry) const;
+    void rescueForeign(const JournalEntry &entry) const;
+    void giveWayToRpm(const JournalEntry &entry, Header header);
+
+    bool isStaged(const JournalEntry &entry) const;
+    std::filesystem::path treeOf(const JournalEntry &entry) const;
+    TargetExchange exchangeOf(const JournalEntry &entry);
+    void noteInstallation(const JournalEntry &entry);
+    void recordInstallations();
+    std::set<std::filesystem::path> placesOf(const JournalEntry &entry) const;
+    std::set<std::filesystem::path> ownPlaces() const;
+    void conclude();
+
+    Common::Rpm::Transaction *rpm_;
+    TakeOverStore *store_;
+    const IDatabasePathResolver *pathResolver_;
+    const IConfiguration *configuration_;
+    const StagingArea *area_;
+    const Arrival *arrival_;
+
+    bool isDamageExpected_ = false;
+    std::vector<JournalEntry> left_;
+    std::vector<RegistryRecord> installations_; ///< Not yet in the registry.
+    std::set<std::filesystem::path> written_;   ///< Not yet flushed.
+    std::exception_ptr failure_;
+    Common::IdentityComparison identities_;
+};
+
+} // namespace Core::KELP

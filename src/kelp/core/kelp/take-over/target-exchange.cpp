@@ -1,0 +1,286 @@
+#include "kelp/core/kelp/take-over/target-exchange.h"
+
+#include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/errors/log-stream.h"
+#include "kelp/core/common/files/copy.h"
+#include "kelp/core/common/files/filesystem.h"
+#include "kelp/core/common/files/path-tests.h"
+#include "kelp/core/common/rpm/payload-digest.h"
+#include "kelp/core/kelp/mappings/mapping-table.h"
+#include "kelp/core/kelp/publication/publication.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <exception>
+#include <string_view>
+#include <system_error>
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+using Common::Directory;
+using Common::Error;
+using Common::ErrorCode;
+using Common::LogLevel;
+using Common::LogStream;
+
+constexpr std::string_view namePrefix = ".kelp-";
+constexpr std::size_t digestLength = 12;
+
+MappingMode modeOf(const JournalEntry &entry, const fs::path &tree) {
+    const auto keyId = valueOf(entry.extras, "certificate.id");
+    const auto subgroup = valueOf(entry.extras, "certificate.subgroup");
+    const auto mappings =
+        buildMappings(entry.id, keyId.value_or(""), entry.orgName, entry.appName, Rooted::Yes);
+    return publicationMode(tree, mappings, subgroup.value_or(""));
+}
+
+/// Whether the record had something at the target tells a change from somebody's file.
+Error obstacleAt(const JournalledTarget &target) {
+    if (target.file)
+        return {ErrorCode::Internal, target.path + " changed while it was taken over"};
+    return {ErrorCode::FileConflict, "Attempt to overwrite existing file using mapping: " + target.path};
+}
+
+Error unreadable(const std::string &path) {
+    return {ErrorCode::Filesystem, "Couldn't look at " + path, errno};
+}
+
+} // namespace
+
+bool isTemporaryName(const std::string &name) {
+    constexpr std::string_view digits = "0123456789abcdef";
+    const std::size_t end = namePrefix.size() + digestLength;
+    return name.starts_with(namePrefix) && name.size() > end + 1 && name[end] == '-' &&
+           name.find_first_not_of(digits, namePrefix.size()) == end &&
+           name.find_first_not_of(digits.substr(0, 10), end + 1) == std::string::npos;
+}
+
+TargetExchange::TargetExchange(const JournalEntry &entry, fs::path tree, fs::path current,
+                               Common::IdentityComparison &identities) :
+    entry_(&entry),
+    tree_(std::move(tree)),
+    current_(std::move(current)),
+    identities_(&identities),
+    mode_(modeOf(entry, tree_)),
+    prefix_(std::string(namePrefix) + Common::Rpm::sha256Of(entry.id).substr(0, digestLength) + "-") {}
+
+fs::path TargetExchange::source(const JournalledTarget &target) const {
+    return current_ / target.source;
+}
+
+std::string TargetExchange::temporaryName(std::size_t number) const {
+    return prefix_ + std::to_string(number);
+}
+
+bool TargetExchange::isRpms(const struct stat &status, const JournalledTarget &target) const {
+    if (!target.file)
+        return false;
+    const JournalledFile &file = entry_->files[*target.file];
+    if (file.identity && identities_->isSame(*file.identity, Common::identityOf(status)))
+        return true;
+    // Somebody may have written to it since: it is the same file as long as it is the one in the tree.
+    struct stat staged = {};
+    return file.isLinked && ::lstat((tree_ / target.source).c_str(), &staged) == 0 &&
+           staged.st_dev == status.st_dev && staged.st_ino == status.st_ino;
+}
+
+/// A link of the package that was copied carries no attribute: it has the words of the one in the tree.
+bool TargetExchange::isOurs(const fs::path &place, bool isLink, const JournalledTarget &target) const {
+    const auto leads = findMapping(place);
+    return leads && (*leads == source(target) ||
+                     (isLink && mode_ == MappingMode::Copy && leads == findMapping(tree_ / target.source)));
+}
+
+TargetExchange::Occupant TargetExchange::occupant(const Spot &spot, const std::string &name) const {
+    struct stat status = {};
+    const fs::path place = spot.parent.reach(name);
+    if (::lstat(place.c_str(), &status) != 0) {
+        if (errno == ENOENT)
+            return Occupant::Nothing;
+        throw unreadable(spot.target.path);
+    }
+    if (isRpms(status, spot.target))
+        return Occupant::Rpms;
+    return isOurs(place, S_ISLNK(status.st_mode), spot.target) ? Occupant::Ours : Occupant::Somebodys;
+}
+
+/// The targets whose directories are there. Neighbours share the open directory.
+void TargetExchange::forEachTarget(const std::function<void(const Spot &)> &use) const {
+    std::optional<Directory> parent;
+    std::exception_ptr failure;
+    for (std::size_t number = 0; number < entry_->targets.size(); ++number) {
+        const JournalledTarget &target = entry_->targets[number];
+        const fs::path path = target.path;
+        try {
+            if (!parent || parent->path() != path.parent_path())
+                parent = Directory::byLinksOfRoot(path.parent_path());
+            if (parent)
+                use({target, *parent, path.filename(), temporaryName(number)});
+        } catch (const std::exception &error) {
+            LogStream(LogLevel::Error) << error;
+            failure = failure ? failure : std::current_exception();
+        }
+    }
+    if (failure)
+        std::rethrow_exception(failure);
+}
+
+void TargetExchange::publish(Obstacles obstacles) {
+    published_.clear();
+    MappingMaker maker(mode_);
+    for (std::size_t number = 0; number < entry_->targets.size(); ++number) {
+        const auto obstacle = publishOne(maker, number);
+        if (!obstacle)
+            published_.emplace_back(entry_->targets[number].path);
+        else if (obstacles == Obstacles::Raise)
+            throw *obstacle;
+        else
+            LogStream(LogLevel::Error) << *obstacle;
+    }
+}
+
+TargetExchange::Spot TargetExchange::enter(MappingMaker &maker, std::size_t number) const {
+    const JournalledTarget &target = entry_->targets[number];
+    const fs::path path = target.path;
+    return {target, maker.enter(source(target), path), path.filename(), temporaryName(number)};
+}
+
+/// What stands at a target, before the store's file comes there.
+TargetExchange::Occupant TargetExchange::judge(const Spot &spot) const {
+    const Occupant found = occupant(spot, spot.name);
+    // A link that leads nowhere is in nobody's way, unless rpm had a file there.
+    const bool isFree = found == Occupant::Somebodys && !spot.target.file &&
+                        removeIfBroken(spot.target.path, spot.parent, spot.name);
+    return isFree ? Occupant::Nothing : found;
+}
+
+bool TargetExchange::prepare() {
+    if (mode_ != MappingMode::Copy)
+        return false;
+    MappingMaker maker(mode_);
+    bool isAnyMade = false;
+    for (std::size_t number = 0; number < entry_->targets.size(); ++number) {
+        const Spot spot = enter(maker, number);
+        const Occupant found = judge(spot);
+        if (found == Occupant::Ours || found == Occupant::Somebodys)
+            continue;
+        maker.makeBeside(source(spot.target), spot.target.path, spot.temporary);
+        isAnyMade = true;
+    }
+    return isAnyMade;
+}
+
+std::optional<Error> TargetExchange::publishOne(MappingMaker &maker, std::size_t number) {
+    const Spot spot = enter(maker, number);
+    const Occupant found = judge(spot);
+    if (found == Occupant::Ours)
+        return std::nullopt;
+    if (found == Occupant::Somebodys) {
+        spot.parent.removeFile(spot.temporary);
+        return obstacleAt(spot.target);
+    }
+    // Killed after this, the next start removes what it finds of ours under the temporary name.
+    if (mode_ == MappingMode::Link || occupant(spot, spot.temporary) != Occupant::Ours)
+        maker.makeBeside(source(spot.target), spot.target.path, spot.temporary);
+    return bringIn(spot, found == Occupant::Nothing);
+}
+
+/// What came out is looked at: between the look and the exchange anybody may have put a file there.
+std::optional<Error> TargetExchange::bringIn(const Spot &spot, bool isFree) const {
+    if (isFree) {
+        if (spot.parent.move(spot.temporary, spot.parent, spot.name))
+            return std::nullopt;
+    } else if (!spot.parent.exchange(spot.temporary, spot.name)) {
+        spot.parent.removeFile(spot.temporary);
+        throw Error(ErrorCode::FileConflict,
+                    "Two files cannot be exchanged on the filesystem of " + spot.target.path);
+    } else if (occupant(spot, spot.temporary) == Occupant::Rpms) {
+        return std::nullopt;
+    } else {
+        spot.parent.exchange(spot.temporary, spot.name);
+    }
+    spot.parent.removeFile(spot.temporary);
+    return obstacleAt(spot.target);
+}
+
+void TargetExchange::takeBack() {
+    forEachTarget([&](const Spot &spot) { returnOne(spot, spot.target.file.has_value()); });
+}
+
+void TargetExchange::giveBack(const std::function<bool(const std::string &path)> &isListed) {
+    forEachTarget([&](const Spot &spot) { returnOne(spot, isListed(spot.target.path)); });
+}
+
+/// Each step leaves rpm's file or ours at the target. A kill has the next start do it again.
+void TargetExchange::returnOne(const Spot &spot, bool isListed) const {
+    settleName(spot, true);
+    if (occupant(spot, spot.name) != Occupant::Ours)
+        return;
+    if (!isListed) {
+        spot.parent.removeFile(spot.name);
+    } else {
+        if (occupant(spot, spot.temporary) != Occupant::Rpms)
+            makeFromTree(spot);
+        exchangeBack(spot);
+    }
+    spot.parent.removeFile(spot.temporary);
+}
+
+void TargetExchange::exchangeBack(const Spot &spot) const {
+    if (!spot.parent.exchange(spot.temporary, spot.name))
+        throw Error(ErrorCode::Filesystem, "Couldn't exchange " + spot.target.path);
+    if (occupant(spot, spot.temporary) == Occupant::Ours)
+        return;
+    spot.parent.exchange(spot.temporary, spot.name);
+    throw obstacleAt(spot.target);
+}
+
+/// A file of rpm's that is gone, out of the tree, which holds it or its copy.
+void TargetExchange::makeFromTree(const Spot &spot) const {
+    const fs::path staged = tree_ / spot.target.source;
+    if (!Common::isSymlink(staged)) {
+        Common::copyInOneStep(staged, spot.parent, spot.temporary, [](const fs::path &) {});
+        return;
+    }
+    fs::path text = Common::readSymlink(staged);
+    // A link that was made to lead into the version leads to what is published of that by now.
+    for (const JournalledTarget &other : entry_->targets)
+        if (text.is_absolute() && text.native().ends_with("/" + entry_->version + "/" + other.source))
+            text = other.path;
+    fs::create_symlink(text, spot.parent.reach(spot.temporary));
+}
+
+void TargetExchange::settleNames(bool keepsRpms) {
+    forEachTarget([&](const Spot &spot) { settleName(spot, keepsRpms); });
+}
+
+void TargetExchange::settleName(const Spot &spot, bool keepsRpms) const {
+    const Occupant beside = occupant(spot, spot.temporary);
+    if (beside == Occupant::Nothing)
+        return;
+    const Occupant found = occupant(spot, spot.name);
+    if (beside != Occupant::Ours && found == Occupant::Nothing)
+        spot.parent.move(spot.temporary, spot.parent, spot.name);
+    else if (beside == Occupant::Rpms && found == Occupant::Ours && keepsRpms)
+        return;
+    else if (beside != Occupant::Ours && found == Occupant::Ours)
+        // Killed between an exchange and the look at what came out.
+        exchangeBack(spot);
+    spot.parent.removeFile(spot.temporary);
+}
+
+void TargetExchange::clear() {
+    forEachTarget([&](const Spot &spot) {
+        const Occupant beside = occupant(spot, spot.temporary);
+        if (beside == Occupant::Rpms || beside == Occupant::Ours)
+            spot.parent.removeFile(spot.temporary);
+    });
+}
+
+} // namespace Core::KELP

@@ -1,0 +1,108 @@
+#pragma once
+
+#include "kelp/core/common/files/directory.h"
+#include "kelp/core/common/files/file-identity.h"
+#include "kelp/core/kelp/mappings/mapping-files.h"
+#include "kelp/core/kelp/take-over/take-over-journal.h"
+
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Common {
+class Error;
+}
+
+namespace Core::KELP {
+
+/// The targets of one package, where rpm's files and the store's change places. A target holds the one or the
+/// other at every moment, and opens.
+///
+/// The store's file is made beside its target, under a temporary name, and the two are exchanged in one step.
+/// rpm's file then has the temporary name until rpm has forgotten the package, and can be exchanged back. The
+/// name is ".kelp-", the first 12 hexadecimal digits of the id's SHA-256, "-" and the number of the target in
+/// the journal. Killed at any call, the next start finds by the journal which of the two stands where.
+///
+/// Directories are reached by Common::Directory::byLinksOfRoot. Operations raise what it raises, and
+/// ErrorCode::Filesystem for what cannot be looked at.
+class TargetExchange {
+public:
+    /// `tree` is where the package's tree lies by now, and `current` its link of that name, absolute. All
+    /// references must outlive the object.
+    TargetExchange(const JournalEntry &entry, std::filesystem::path tree, std::filesystem::path current,
+                   Common::IdentityComparison &identities);
+
+    /// What to do about a target that is neither rpm's, free, nor ours.
+    enum class Obstacles {
+        Raise,   ///< ErrorCode::FileConflict for somebody's file, ErrorCode::Internal for a changed one.
+        PassOver ///< It is logged and left.
+    };
+
+    /// Makes the copies that publish() will exchange, where the package is published by copies, and returns
+    /// whether it made any. They have to be on disk before: a target must not lose its content to a power
+    /// cut. A target that publish() will object to is passed over.
+    bool prepare();
+
+    /// Brings each target to the store's file, in the order of the journal. What was exchanged stays so when
+    /// it raises.
+    void publish(Obstacles obstacles);
+
+    /// The targets that publish() has found or made the store's.
+    const std::vector<std::filesystem::path> &published() const { return published_; }
+
+    /// Gives each target that is the store's back to rpm's file, and takes it away where none stood. What is
+    /// somebody's stays. A failure is raised at the end; the other targets are given back all the same.
+    void takeBack();
+
+    /// The same for a header that somebody has installed since: a target for which `isListed` does not hold
+    /// goes. A file that is not under its temporary name comes out of the tree.
+    void giveBack(const std::function<bool(const std::string &path)> &isListed);
+
+    /// Puts in order what a killed run has left under the temporary names, before anything else is done.
+    /// `keepsRpms`: rpm's file stays beside a target that is the store's, for publish() or takeBack().
+    void settleNames(bool keepsRpms);
+
+    /// Removes rpm's files under the temporary names. To be called only after rpm's database without the
+    /// header is on disk.
+    void clear();
+
+private:
+    enum class Occupant { Nothing, Rpms, Ours, Somebodys };
+
+    struct Spot {
+        const JournalledTarget &target;
+        const Common::Directory &parent;
+        std::string name;
+        std::string temporary;
+    };
+
+    std::filesystem::path source(const JournalledTarget &target) const;
+    std::string temporaryName(std::size_t number) const;
+    bool isRpms(const struct stat &status, const JournalledTarget &target) const;
+    bool isOurs(const std::filesystem::path &place, bool isLink, const JournalledTarget &target) const;
+    Occupant occupant(const Spot &spot, const std::string &name) const;
+    void forEachTarget(const std::function<void(const Spot &)> &use) const;
+    Spot enter(MappingMaker &maker, std::size_t number) const;
+    Occupant judge(const Spot &spot) const;
+    std::optional<Common::Error> publishOne(MappingMaker &maker, std::size_t number);
+    std::optional<Common::Error> bringIn(const Spot &spot, bool isFree) const;
+    void returnOne(const Spot &spot, bool isListed) const;
+    void exchangeBack(const Spot &spot) const;
+    void makeFromTree(const Spot &spot) const;
+    void settleName(const Spot &spot, bool keepsRpms) const;
+
+    const JournalEntry *entry_;
+    std::filesystem::path tree_;
+    std::filesystem::path current_;
+    Common::IdentityComparison *identities_;
+    MappingMode mode_;
+    std::string prefix_; ///< Of the temporary names.
+    std::vector<std::filesystem::path> published_;
+};
+
+/// Whether a file name is one that TargetExchange may use for any package: who ships it cannot be taken over.
+bool isTemporaryName(const std::string &name);
+
+} // namespace Core::KELP
