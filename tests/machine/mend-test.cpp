@@ -193,6 +193,11 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
              "File conflict found when installing the package: /usr/bin/org.example.sound is somebody "
              "else's" +
              status},
+        {"ln -sfn /opt/app/org.other/current/bin/a $IMAGE/usr/bin/org.example.sound", "2",
+         refused +
+             "File conflict found when installing the package: /usr/bin/org.example.sound belongs to "
+             "org.other" +
+             status},
         {"rm $IMAGE/usr/bin/org.example.sound; in_image kelpctl doctor --repair >/dev/null; " + certify +
              "key_id = 'K2'" + sound,
          "2",

@@ -21,6 +21,15 @@ bool isPublishedBy(const fs::path &current, const PlannedFile &file) {
             mappingTarget(file.target).native().starts_with(current.native() + '/'));
 }
 
+/// Whose the file at a target is, by the link or copy that a package of the store has there.
+std::string ownershipOf(const fs::path &target, const fs::path &store) {
+    const auto source = findMapping(target);
+    const fs::path inStore = source ? source->lexically_relative(fs::absolute(store)) : fs::path();
+    if (inStore.empty() || *inStore.begin() == ".." || *inStore.begin() == ".")
+        return " is somebody else's";
+    return " belongs to " + inStore.begin()->string();
+}
+
 } // namespace
 
 std::string publicationObstacle(const IConfiguration &configuration, const fs::path &tree,
@@ -33,7 +42,7 @@ std::string publicationObstacle(const IConfiguration &configuration, const fs::p
     TargetPlaces places;
     for (const PlannedFile &file : planPublication(tree, current, mappings, DanglingLinks::Count).files) {
         if (Common::isThere(file.target) && !isPublishedBy(current, file))
-            return file.target.string() + " is somebody else's";
+            return file.target.string() + ownershipOf(file.target, configuration.databaseDirectory());
         if (std::string obstacle = places.obstacle(file.target); !obstacle.empty())
             return obstacle;
     }

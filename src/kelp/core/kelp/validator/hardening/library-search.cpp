@@ -11,8 +11,8 @@ namespace fs = std::filesystem;
 
 constexpr std::string_view systemDirectories[] = {"/lib/", "/lib64/", "/usr/lib/", "/usr/lib64/"};
 constexpr std::string_view thirdParty = "3rdparty/";
-constexpr std::string_view ownDirectories[] = {"/usr/share/", "/usr/libexec/", "/usr/lib/3rdparty/",
-                                               "/usr/lib64/3rdparty/"};
+constexpr std::string_view packageDirectories[] = {"/usr/share/", "/usr/libexec/", "/usr/lib/3rdparty/",
+                                                   "/usr/lib64/3rdparty/"};
 
 /// The loader's own words in place of which it takes a directory, both with and without braces.
 std::string replaced(std::string text, const std::string &word, const std::string &meaning) {
@@ -36,7 +36,7 @@ bool leavesLibraries(std::string_view piece, std::string_view path, const std::s
     if (!directory.is_absolute())
         return true;
     const std::string resolved = (directory / "").lexically_normal();
-    return !isOfSystem(resolved) && std::ranges::none_of(ownDirectories, [&](std::string_view own) {
+    return !isOfSystem(resolved) && std::ranges::none_of(packageDirectories, [&](std::string_view own) {
         return resolved.starts_with(std::string(own) + package + '/');
     });
 }
