@@ -13,6 +13,7 @@ void migrateIntegrityConfiguration(Core::Configuration &configuration) {
     // package: the old files stay, so that writing twice does no harm.
     for (const Core::KELP::PackageInformation &package : store.packages())
         Core::KELP::migrateIntegrityFile(package);
+    store.requireCompleteLook();
 }
 
 } // namespace Launcher

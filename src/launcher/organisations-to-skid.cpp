@@ -14,7 +14,10 @@ void migrateOrganisationsToSkid(Core::Configuration &configuration) {
     // All is listed before anything moves: what fails up to there has moved nothing.
     const auto inRpm = Patterns::sharedFilesInRpm(
         [&] { Core::KELP::requireEmptyDatabaseOf(configuration, Core::KELP::removedByRegistry()); });
-    for (const auto &units : Patterns::migrationUnits(store.packages(), inRpm))
+    const auto packages = store.packages();
+    // A package that could not be looked at may have files, or a key's directory, where another's data moves.
+    store.requireCompleteLook();
+    for (const auto &units : Patterns::migrationUnits(packages, inRpm))
         Patterns::migrate(units);
     // The stamp is about to say that they are done.
     Patterns::flushMoves();

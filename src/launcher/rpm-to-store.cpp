@@ -176,8 +176,11 @@ private:
 /// Nobody looks at a migration again once its stamp is there.
 void catchUp(const Core::KELP::PackageInformation &package, Core::KELP::FSDatabase &store,
              const std::optional<SharedFiles> &shared) {
-    if (shared)
-        Core::KELP::SKID::Patterns::migrateLate(package, store.packages(), shared->inRpm());
+    if (shared) {
+        const auto installed = store.packages();
+        store.requireCompleteLook();
+        Core::KELP::SKID::Patterns::migrateLate(package, installed, shared->inRpm());
+    }
     if (isDone(Core::KELP::integrityConfigurationStamp))
         Core::KELP::migrateIntegrityFile(package);
 }
@@ -193,6 +196,7 @@ void migrateRpmToStore(Core::Configuration &configuration) {
     store.onArrival([&](const Core::KELP::PackageInformation &package) { catchUp(package, store, shared); });
     store.migrateRpmPackages();
     Bindings(store, sources).run();
+    store.requireCompleteLook();
     // What kept one application from arriving keeps the stamp away, and nobody else from being bound.
     store.requireCompleteMigration();
 }

@@ -31,7 +31,6 @@ TEST_F(SeeTest, ALookChangesNothing) {
 
 TEST_F(SeeTest, SaysHowEachApplicationStands) {
     const std::array<const char *, 3> rows[] = {
-        {"true", "org.example.notes", R"("version":"1.4.2-1","state":"store","reason":"")"},
         {"true", "io.velura.dialer", R"("version":"11.2-1","state":"rpm","reason":"system developer")"},
         {"true", "com.example.phone",
          R"("version":"1.0-1","state":"rpm","reason":"could not be published: )"
@@ -59,6 +58,7 @@ TEST_F(SeeTest, SaysHowEachApplicationStands) {
         {"mv var/lib/rpm var/lib/away", "gone",
          R"("version":"","state":"unknown","reason":"bound to a source, and not all could be read that may )"
          R"(have it")"},
+        {"echo timestamp=1 event=R package=gone keyid=k >>var/lib/kelp/registry", "gone", nullptr},
     };
     EXPECT_THAT(kelpctl("status --check"), Not(HasSubstr("status 1"))) << "all is well";
     for (const auto &[deed, id, standing] : rows) {
@@ -95,13 +95,14 @@ TEST_F(SeeTest, ADamagedFileCostsWhatItAloneTells) {
         there("cp /root/kept " + file);
         EXPECT_EQ(kelpctl("doctor"), "");
     }
+    there("mkdir opt/app/photos; echo x >var/lib/kelp/takeover.journal");
+    EXPECT_THAT(kelpctl("status"), HasSubstr("org.example.reader   0.9-3    store"));
 }
 
 TEST_F(SeeTest, TellsWhatIsOnRecordToWhoeverMayKnow) {
     const std::pair<const char *, const char *> rows[] = {
         {"/usr/bin/org.example.notes", "org.example.notes 1.4.2-1\n"},
         {"/usr/bin/com.example.devices", "com.example.devices 2.0-7\n"},
-        {"/usr/bin/kelpctl", "kelpctl: no application has published /usr/bin/kelpctl\nstatus 1\n"},
         {"/bin", "kelpctl: no application has published /bin\nstatus 1\n"},
     };
     for (const auto &[path, answer] : rows)

@@ -16,6 +16,7 @@
 #include "kelp/core/kelp/publication/publication.h"
 #include "kelp/core/kelp/registry/registry-record.h"
 #include "kelp/core/kelp/registry/registry.h"
+#include "kelp/core/kelp/take-over/copy-failures.h"
 #include "kelp/core/kelp/take-over/rpm-migration.h"
 #include "kelp/core/kelp/take-over/take-over-journal.h"
 
@@ -45,7 +46,13 @@ Error unreadableDescriptor(const std::string &id) {
 /// it cleaned up.
 void requireCorrupted(const std::string &id, const Error &error) {
     if (error.code() != Common::ErrorCategory::make(ErrorCode::Internal))
-        throw unreadableDescriptor(id);
+        throw unreadableDescriptor(id).causedBy(error);
+}
+
+/// Whether the next look may succeed, so that nothing may be concluded from this one.
+bool isFailedLook(const std::exception &error) {
+    const int reason = Common::systemErrorOf(error);
+    return reason == 0 ? dynamic_cast<const Error *>(&error) == nullptr : !isJudgement(reason);
 }
 
 /// Whether the disk is at fault, and not the package: it was full, or did not give what is there.
@@ -356,6 +363,7 @@ std::set<std::string> FSDatabase::idsOnTheirWay() const {
 std::vector<PackageInformation> FSDatabase::packages() {
     const std::set<std::string> onTheirWay = idsOnTheirWay();
     std::vector<PackageInformation> all;
+    lookFailure_ = nullptr;
     for (const std::string &id : idsIn(configuration_->databaseDirectory())) {
         // Without its lists it is not whole: what the caller does for others is done when it has arrived.
         if (onTheirWay.contains(id) &&
@@ -368,9 +376,16 @@ std::vector<PackageInformation> FSDatabase::packages() {
                 all.push_back(packageInfo(id));
         } catch (const std::exception &error) {
             LogStream(LogLevel::Warning) << error;
+            if (!lookFailure_ && isFailedLook(error))
+                lookFailure_ = std::current_exception();
         }
     }
     return all;
+}
+
+void FSDatabase::requireCompleteLook() const {
+    if (lookFailure_)
+        std::rethrow_exception(lookFailure_);
 }
 
 bool FSDatabase::isInstalled(const std::string &id) {

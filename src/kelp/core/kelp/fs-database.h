@@ -61,6 +61,10 @@ public:
     /// which itself goes on with the others.
     void requireCompleteMigration() const;
 
+    /// Raises the first failure for which the last packages() lacks a package that may be whole: whoever
+    /// concludes something from all packages cannot, and has to be called again.
+    void requireCompleteLook() const;
+
     /// Removes what of a package's directory is the package's own: its versions, the current one last, and
     /// its three links, wherever they lead. Publishes and takes back nothing. What is somebody else's stays,
     /// and is returned; without any the directory goes too. Raises ErrorCode::FileConflict, and changes
@@ -119,6 +123,7 @@ private:
     const IDatabasePathResolver *pathResolver_;
     std::function<void(const PackageInformation &)> arrival_;
     std::exception_ptr migrationFailure_;
+    std::exception_ptr lookFailure_;
 };
 
 } // namespace Core::KELP

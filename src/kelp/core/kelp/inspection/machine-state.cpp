@@ -149,11 +149,17 @@ void addOthers(const std::map<std::string, bool> &installed, const SourcesView &
                Standings &standings) {
     const auto state = isAllThere ? ApplicationState::Lost : ApplicationState::Unknown;
     const std::string place = isAllThere ? ", and nowhere" : ", and not all could be read that may have it";
+    const auto isRemoved = [&](const std::string &id) {
+        const auto found = installed.find(id);
+        return found != installed.end() && !found->second;
+    };
     for (const auto &[id, isInstalled] : installed)
         if (isInstalled)
             standings.add(id, "", state, "installed by the registry" + place);
+    // The launcher binds by the certificates, also whom people have removed since.
     for (const auto &[id, keyId] : sources.sourceOf)
-        standings.add(id, "", state, "bound to a source" + place);
+        if (!isRemoved(id))
+            standings.add(id, "", state, "bound to a source" + place);
 }
 
 } // namespace

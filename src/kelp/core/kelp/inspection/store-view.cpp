@@ -136,7 +136,8 @@ std::optional<StoredPackage> StoreView::read(const std::string &id) const {
     try {
         return isPackage(id) ? std::optional(details(id)) : std::nullopt;
     } catch (const Common::Error &error) {
-        if (error.code() != Common::ErrorCategory::make(Common::ErrorCode::Filesystem))
+        // Whoever may not look is told that of all.
+        if (error.code() == Common::ErrorCategory::make(Common::ErrorCode::UnauthorizedAccess))
             throw;
         StoredPackage package;
         package.id = id;

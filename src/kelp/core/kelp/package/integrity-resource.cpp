@@ -26,6 +26,16 @@ namespace {
 using Common::Error;
 using Common::ErrorCode;
 
+/// A failed look must not let the stamp be made without the file.
+bool isOldFileThere(const fs::path &path) {
+    std::error_code error;
+    const fs::file_type type = fs::status(path, error).type();
+    if (type == fs::file_type::none && error != std::errc::filename_too_long &&
+        error != std::errc::too_many_symbolic_link_levels)
+        throw Error(ErrorCode::Filesystem, "Failed to open resource integrityd file", error.value());
+    return type != fs::file_type::not_found && type != fs::file_type::none;
+}
+
 std::string readOldFile(const fs::path &path) {
     // Not to wait for the writer of a pipe.
     const Common::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
@@ -56,7 +66,7 @@ void migrateIntegrityFile(const PackageInformation &information) {
     if (id.empty() || orgName.empty() || keyId.empty())
         return;
     const fs::path source = Common::belowRoot("etc/integrityd/config.d") / (id + ".json");
-    if (!Common::exists(source))
+    if (!isOldFileThere(source))
         return;
     std::string content = readOldFile(source);
     const std::string shared = "/usr/share/common/" + orgName + "/";

@@ -21,7 +21,20 @@ std::optional<std::string> readIfPossible(const fs::path &file) {
     }
 }
 
+std::vector<fs::path> pathsIn(const std::string &content) {
+    std::vector<fs::path> paths;
+    std::istringstream stream(content);
+    for (std::string line; std::getline(stream, line);)
+        if (!line.empty())
+            paths.emplace_back(line, fs::path::generic_format);
+    return paths;
+}
+
 } // namespace
+
+std::vector<fs::path> requirePathList(const fs::path &file) {
+    return pathsIn(Common::readIfExists(file).value_or(""));
+}
 
 std::vector<fs::path> readPathList(const fs::path &file) {
     const std::optional<std::string> content = readIfPossible(file);
@@ -30,12 +43,7 @@ std::vector<fs::path> readPathList(const fs::path &file) {
         Common::LogStream(Common::LogLevel::Warning) << "Couldn't open file: " << file;
         return {};
     }
-    std::vector<fs::path> paths;
-    std::istringstream stream(*content);
-    for (std::string line; std::getline(stream, line);)
-        if (!line.empty())
-            paths.emplace_back(line, fs::path::generic_format);
-    return paths;
+    return pathsIn(*content);
 }
 
 void writePathList(const fs::path &file, const std::vector<fs::path> &paths, Common::Durability durability) {

@@ -12,6 +12,10 @@ namespace Core::KELP {
 /// The paths of a list, without empty lines. A file that cannot be opened is logged and gives none.
 std::vector<std::filesystem::path> readPathList(const std::filesystem::path &file);
 
+/// The same; none where there is no file. Raises as Common::readIfExists() does: for whoever concludes
+/// something from what is on no list.
+std::vector<std::filesystem::path> requirePathList(const std::filesystem::path &file);
+
 /// Replaces the list in one step, as Common::replaceFile() does. A path that holds a line feed
 /// is left out: read back, it would be several paths, and those could be anybody's. Raises
 /// ErrorCode::Filesystem, and then leaves the old list, if there was one.

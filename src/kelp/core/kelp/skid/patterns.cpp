@@ -93,8 +93,7 @@ void addHolders(const std::vector<fs::path> &files, const fs::path &directory, s
 
 void addPublished(const std::string &id, const fs::path &organisation, std::set<std::string> &names) {
     const fs::path list = DatabasePathResolver::instance().symlinkListFile(id, PackageSlot::Current);
-    if (Common::exists(list))
-        addHolders(readPathList(list), organisation, names);
+    addHolders(requirePathList(list), organisation, names);
 }
 
 void addFilesBelow(const fs::path &directory, const Common::Rpm::Reader &package,
