@@ -166,8 +166,13 @@ PublicationPlan takeBackDead(const PublicationPlan &plan) {
 
 std::vector<PlannedFile> removeMappings(const std::vector<fs::path> &links, const fs::path &source) {
     std::vector<PlannedFile> left;
-    const auto removeMapping = [](const Directory &parent, const std::string &name) {
-        if (findMapping(parent, name))
+    // A list may be a copy of another's, and another may have published where a file of this list is gone.
+    const auto isAnothers = [package = source.parent_path()](const fs::path &found) {
+        return isAt(found, package.parent_path()) && !isAt(found, package);
+    };
+    const auto removeMapping = [&](const Directory &parent, const std::string &name) {
+        const auto found = findMapping(parent, name);
+        if (found && !isAnothers(*found))
             parent.removeFile(name);
     };
     for (const fs::path &link : links)

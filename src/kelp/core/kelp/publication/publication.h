@@ -50,8 +50,9 @@ PublicationPlan takeBack(const PublicationPlan &plan);
 /// nowhere.
 PublicationPlan takeBackDead(const PublicationPlan &plan);
 
-/// Takes back those of the listed files that are still mappings. The source of one that is returned is its
-/// own, or `source` where that could not be read.
+/// Takes back those of the listed files that are still mappings, but not into another package of the store:
+/// `source` is the link to the current version of theirs. The source of one that is returned is its own, or
+/// `source` where that could not be read.
 std::vector<PlannedFile> removeMappings(const std::vector<std::filesystem::path> &links,
                                         const std::filesystem::path &source);
 
