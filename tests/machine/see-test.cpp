@@ -72,7 +72,8 @@ TEST_F(SeeTest, SaysHowEachApplicationStands) {
     }
     for (const char *look : {"status --check", "plan", "doctor --repair"})
         EXPECT_THAT(kelpctl(look), AllOf(EndsWith("status 2\n"), HasSubstr("there is none in "))) << look;
-    EXPECT_THAT(kelpctl("remove gone"), HasSubstr("Couldn't read the rpm database: there is none in "));
+    for (const char *deed : {"install --dry-run /etc/passwd", "remove gone"})
+        EXPECT_THAT(kelpctl(deed), HasSubstr("Couldn't read the rpm database: there is none in ")) << deed;
 }
 
 TEST_F(SeeTest, ADamagedFileCostsWhatItAloneTells) {

@@ -7,6 +7,7 @@
 #include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/common/platform-facts.h"
+#include "kelp/core/common/rpm/database-presence.h"
 #include "kelp/core/common/rpm/payload-digest.h"
 #include "kelp/core/common/rpm/version.h"
 #include "kelp/core/kelp/fs-database.h"
@@ -292,6 +293,9 @@ void completeInstallation(const IConfiguration &configuration) {
 
 Installed installPackage(const IConfiguration &configuration, const fs::path &file,
                          const InstallationOptions &options) {
+    // librpm looks for keys in the rpm database and makes one where there is none, which would pass for that
+    // of a machine with nothing installed.
+    Common::Rpm::requireDatabase();
     requireWholePayload(file);
     if (const auto begun = unfinishedInstallation(); begun && !options.isDryRun)
         mend(configuration, {begun->id});
