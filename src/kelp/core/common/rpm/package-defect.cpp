@@ -15,10 +15,10 @@ namespace {
 using namespace std::string_view_literals;
 
 constexpr auto leadMagic = "\xed\xab\xee\xdb"sv;
-constexpr off_t leadSize = 96;
-constexpr std::size_t introSize = 16; ///< Of a header: magic, number of entries, size of the data.
+constexpr off_t sizeOfLead = 96;
+constexpr std::size_t sizeOfIntro = 16; ///< Of a header: magic, number of entries, size of the data.
 
-off_t numberAt(const std::array<char, introSize> &bytes, std::size_t offset) {
+off_t numberAt(const std::array<char, sizeOfIntro> &bytes, std::size_t offset) {
     std::uint32_t number = 0;
     for (std::size_t i = offset; i < offset + 4; ++i)
         number = number << 8 | static_cast<unsigned char>(bytes[i]);
@@ -27,15 +27,15 @@ off_t numberAt(const std::array<char, introSize> &bytes, std::size_t offset) {
 
 /// Where the header that begins at `start` ends; nothing when its beginning is not there.
 std::optional<off_t> endOfHeader(int file, off_t start) {
-    std::array<char, introSize> intro{};
+    std::array<char, sizeOfIntro> intro{};
     if (::pread(file, intro.data(), intro.size(), start) != std::ssize(intro))
         return std::nullopt;
-    return start + static_cast<off_t>(introSize) + 16 * numberAt(intro, 8) + numberAt(intro, 12);
+    return start + static_cast<off_t>(sizeOfIntro) + 16 * numberAt(intro, 8) + numberAt(intro, 12);
 }
 
 /// Signatures, filled up to a multiple of eight, and the header behind them.
 std::optional<off_t> endOfHeaders(int file) {
-    const auto signatures = endOfHeader(file, leadSize);
+    const auto signatures = endOfHeader(file, sizeOfLead);
     return signatures ? endOfHeader(file, (*signatures + 7) / 8 * 8) : std::nullopt;
 }
 
