@@ -1,9 +1,9 @@
 #pragma once
 
 #include "kelp/core/kelp/validator/desktop/desktop.h"
-#include "support/captured-output.h"
 #include "support/temporary-directory.h"
 #include "support/text-file.h"
+#include "validator/noted-findings.h"
 
 #include <string>
 #include <utility>
@@ -25,17 +25,7 @@ inline std::string with(std::string text, const std::string &old, const std::str
     return text.replace(text.find(old), old.size(), replacement);
 }
 
-inline std::string error(const std::string &text) {
-    return "(ERROR)\t\t" + text + "\n";
-}
-inline std::string warning(const std::string &text) {
-    return "(WARNING)\t" + text + "\n";
-}
-inline std::string info(const std::string &text) {
-    return "(INFO)\t\t" + text + "\n";
-}
-
-/// One package before the checker of desktop files: what lies in it, and what the report says.
+/// One package before the checker of desktop files: what lies in it, and what it finds.
 class DesktopCheck {
 public:
     explicit DesktopCheck(Profile profile = Profile::Regular, const std::string &name = package,
@@ -44,43 +34,38 @@ public:
         RpmFacts facts;
         facts.name = name;
         facts.requirements = std::move(requirements);
-        CapturedOutput profileChatter(CapturedOutput::Stream::Error);
-        logger_ = std::make_shared<Logger>();
         checker_ = std::make_unique<Desktop>(std::make_shared<RpmMeta>(facts),
-                                             std::make_shared<Config>(profile), logger_);
-        checker_->setInstallRoot(root());
+                                             std::make_shared<Config>(profile, Target()),
+                                             std::make_shared<Logger>(findings_.sink()));
+        checker_->setInstallRoot(root_.path().string());
     }
 
-    std::string root() const { return root_.path().string(); }
     std::filesystem::path desktopFile() const { return root_.path() / "file.desktop"; }
     Desktop &checker() { return *checker_; }
-    Logger &logger() { return *logger_; }
 
     /// Offers a file; what the checker takes it judges.
-    void offer(const std::string &path, const std::string &realPath) {
+    std::string offer(const std::string &path, const std::string &realPath) {
         if (checker_->canValidate(path, realPath))
             checker_->validate(path, realPath);
+        return findings_.take();
     }
-    void offerDesktopFile() { offer(desktopPath_, desktopFile()); }
+    std::string offerDesktopFile() { return offer(desktopPath_, desktopFile()); }
 
     /// What the desktop file alone gives.
     std::string validate(const std::string &text) {
         writeFile(desktopFile(), text);
-        CapturedOutput output(CapturedOutput::Stream::Error);
-        offerDesktopFile();
-        return output.take();
+        return offerDesktopFile();
     }
 
     std::string finish() {
-        CapturedOutput output(CapturedOutput::Stream::Error);
         checker_->finish();
-        return output.take();
+        return findings_.take();
     }
 
 private:
-    TemporaryRoot root_;
+    TemporaryDirectory root_;
     std::string desktopPath_;
-    std::shared_ptr<Logger> logger_;
+    NotedFindings findings_;
     std::unique_ptr<Desktop> checker_;
 };
 

@@ -11,7 +11,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-const std::string broken = error("[desktop] Broken desktop file");
+const std::string broken = "desktop-file-broken";
 constexpr std::size_t megabyte = std::size_t(1) << 20;
 
 template<class Line>
@@ -22,11 +22,11 @@ std::string lines(std::size_t count, const Line &line) {
     return text;
 }
 
-std::size_t reportedLines(const std::string &text) {
+std::size_t findings(const std::string &text) {
     DesktopCheck check;
-    std::string report = check.validate(text);
-    report += check.finish();
-    return static_cast<std::size_t>(std::ranges::count(report, '\n'));
+    std::string found = check.validate(text);
+    found += check.finish();
+    return found.empty() ? 0 : 1 + static_cast<std::size_t>(std::ranges::count(found, ' '));
 }
 
 TEST(HostileDesktop, IsReadOnlyAsARegularFileOfBoundedSize) {
@@ -36,11 +36,8 @@ TEST(HostileDesktop, IsReadOnlyAsARegularFileOfBoundedSize) {
     fs::create_directory(directory.desktopFile());
     DesktopCheck device;
     fs::create_symlink("/dev/zero", device.desktopFile());
-    for (DesktopCheck *check : {&pipe, &directory, &device}) {
-        CapturedOutput output(CapturedOutput::Stream::Error);
-        check->offerDesktopFile();
-        EXPECT_EQ(output.take(), broken);
-    }
+    for (DesktopCheck *check : {&pipe, &directory, &device})
+        EXPECT_EQ(check->offerDesktopFile(), broken);
 }
 
 // Each of these would take minutes if the work grew by the square of the size.
@@ -65,7 +62,7 @@ TEST(HostileDesktop, TakesTimeInProportionToItsSize) {
         {sound + "[X-Velura-Capabilities]\nInput=" + std::string(100'000, ';') + "\n", 1},
     };
     for (const auto &[text, count] : cases)
-        EXPECT_EQ(reportedLines(text), count) << text.substr(text.size() - 40);
+        EXPECT_EQ(findings(text), count) << text.substr(text.size() - 40);
 }
 
 TEST(HostileDesktop, CannotFloodTheTablesOfItsReader) {

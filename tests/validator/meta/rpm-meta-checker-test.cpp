@@ -1,48 +1,29 @@
 #include "kelp/core/kelp/validator/rpm-meta-checker.h"
 
-#include "support/captured-output.h"
-#include "support/temporary-directory.h"
-#include "support/text-file.h"
+#include "validator/noted-findings.h"
 
 #include <gtest/gtest.h>
-
-#include <functional>
 
 using namespace Validator;
 
 namespace {
 
-constexpr std::string_view developerMode = "var/lib/developer-moded/developer-moded.conf";
-
-class RpmMetaCheckerTest : public testing::Test {
-protected:
-    RpmMetaCheckerTest() { setValidation("true"); }
-
-    void setValidation(const std::string &value) {
-        writeFile(root_.path() / developerMode, "[developermode]\nvalidationEnabled=" + value + '\n');
-    }
-
-    /// The report on the package.
-    std::string check(const RpmFacts &facts, Profile profile = Profile::Regular) {
-        CapturedOutput report(CapturedOutput::Stream::Error);
-        hasFailed_ = RpmMetaChecker(std::make_shared<Config>(profile), RpmMeta(facts)).validateMeta();
-        return report.take();
-    }
-
-    bool hasFailed_ = false; ///< What the last check() came to.
-
-private:
-    TemporaryRoot root_;
-};
-
-RpmFacts sound() {
-    RpmFacts facts;
-    facts.name = "org.example.app";
-    return facts;
+/// What is found in the header of a package; exactly an error, or what is critical, fails it.
+std::string check(const RpmFacts &facts, Profile profile = Profile::Regular, bool forgivesErrors = false) {
+    NotedFindings findings;
+    bool fails = false;
+    const auto note = [&, sink = findings.sink()](const Message &message) {
+        fails |= message.level == LogLevel::Critical || (message.level == LogLevel::Error && !forgivesErrors);
+        sink(message);
+    };
+    const auto config = std::make_shared<Config>(profile, Target{!forgivesErrors, {}});
+    EXPECT_EQ(RpmMetaChecker(config, RpmMeta(facts), note).validateMeta(), fails);
+    return findings.take();
 }
 
 RpmFacts with(std::vector<FileInfo> files) {
-    RpmFacts facts = sound();
+    RpmFacts facts;
+    facts.name = "org.example.app";
     facts.files = std::move(files);
     return facts;
 }
@@ -53,107 +34,75 @@ FileInfo file(int mode, std::string path) {
 FileInfo directory(int mode, std::string path) {
     return {static_cast<std::uint16_t>(040000 | mode), std::move(path), "", "root", "root"};
 }
-FileInfo link(std::string path, std::string target) {
-    return {0120777, std::move(path), std::move(target), "nobody", "nobody"};
-}
 
-TEST_F(RpmMetaCheckerTest, JudgesNames) {
-    const std::string complaint =
-        "(ERROR)\t\tPackage name should follow reverse domain notation (e.g. \"org.example.app\")\n";
+TEST(RpmMetaChecker, JudgesNames) {
+    RpmFacts facts;
     for (const char *name : {"a.b.c", "org.example.app.more", "o-g.e_x.9"}) {
-        RpmFacts facts;
         facts.name = name;
         EXPECT_EQ(check(facts), "") << name;
-        EXPECT_FALSE(hasFailed_);
     }
     for (const char *name :
          {"", "app", "org.example", ".org.example.app", "org..app", "org.example.", "..."}) {
-        RpmFacts facts;
         facts.name = name;
-        EXPECT_EQ(check(facts), complaint) << name;
-        EXPECT_TRUE(hasFailed_);
+        EXPECT_EQ(check(facts), "name-not-reverse-domain") << name;
     }
 }
 
-TEST_F(RpmMetaCheckerTest, JudgesVendors) {
-    RpmFacts facts = sound();
-    facts.vendor = "ondine";
-    EXPECT_EQ(check(facts), "(WARNING)\t[vendor] Vendor is set to ondine, this is not recommended\n");
-    EXPECT_FALSE(hasFailed_);
-    facts.vendor = "Ondine";
-    EXPECT_EQ(check(facts),
-              "(ERROR)\t\t[vendor] Vendor is set to Ondine. Setting a vendor in RPM is not allowed\n");
-    EXPECT_TRUE(hasFailed_);
-}
-
-TEST_F(RpmMetaCheckerTest, JudgesProvides) {
-    const auto provide = [&](const std::string &name) {
-        RpmFacts facts = sound();
-        facts.provides = {name};
-        return check(facts);
-    };
-    // The last is what a profile demands that demands nothing.
-    for (const char *name : {"application()", "application(org.example.app.desktop)", "org.example.app",
-                             "org.example.apparatus", "mimehandler(text/plain)", "mimehandler()", ""})
-        EXPECT_EQ(provide(name), "") << name;
-    EXPECT_FALSE(hasFailed_);
-    for (const std::string name :
+TEST(RpmMetaChecker, JudgesTheWordsOfTheHeader) {
+    const struct {
+        std::vector<std::string> RpmFacts::*list;
+        std::vector<std::string> words;
+        std::string findings;
+        Profile profile = Profile::Regular;
+    } cases[] = {
+        // The last is what a profile demands that demands nothing.
+        {&RpmFacts::provides,
+         {"application()", "application(org.example.app.desktop)", "org.example.app", "org.example.apparatus",
+          "mimehandler(text/plain)", "mimehandler()", ""},
+         ""},
+        {&RpmFacts::provides,
          {"application(org.example.other.desktop)", "org.example", "mimehandler(", "mimehandler(text/plain",
-          "mimehandler(application/x-rpm)", "mdm-client"}) {
-        EXPECT_EQ(provide(name), "(ERROR)\t\t[" + name + "] Provides: " + name + " is not allowed in RPM\n");
-        EXPECT_TRUE(hasFailed_) << name;
+          "mimehandler(application/x-rpm)"},
+         "provides-not-allowed(application(org.example.other.desktop)) provides-not-allowed(org.example) "
+         "provides-not-allowed(mimehandler() provides-not-allowed(mimehandler(text/plain) "
+         "provides-not-allowed(mimehandler(application/x-rpm))"},
+        {&RpmFacts::provides, {"mdm-client"}, "provides-not-allowed(mdm-client)"},
+        {&RpmFacts::provides, {"mdm-client"}, "conflicts-missing(mdm-client)", Profile::MDM},
+        {&RpmFacts::conflicts, {"mdm-client"}, "conflicts-not-allowed(mdm-client)"},
+        {&RpmFacts::conflicts, {"mdm-client"}, "provides-missing(mdm-client)", Profile::MDM},
+        {&RpmFacts::conflicts,
+         {""},
+         "provides-missing(mdm-client) conflicts-missing(mdm-client) conflicts-not-allowed()",
+         Profile::MDM},
+        {&RpmFacts::conflicts, {""}, ""},
+        {&RpmFacts::requirements, {"libQt5Core.so.5", "nfcd", "libcrypto.so.1.1(OPENSSL_1_1_0)"}, ""},
+        // Lists of libraries count too.
+        {&RpmFacts::requirements,
+         {"velura-controls", "libwebrtc.so.104.0.0", "libhalyardapp", "libpng15.so.15"},
+         "dependency-unstable(velura-controls) dependency-unstable(libwebrtc.so.104.0.0) "
+         "dependency-unstable(libhalyardapp) dependency-unstable(libpng15.so.15)"},
+        {&RpmFacts::requirements,
+         {"bash", "bash", "libc.so.6(GLIBC_PRIVATE)"},
+         "dependency-not-allowed(bash) dependency-not-allowed(libc.so.6(GLIBC_PRIVATE))"},
+    };
+    for (const auto &c : cases) {
+        RpmFacts facts = with({});
+        facts.*c.list = c.words;
+        EXPECT_EQ(check(facts, c.profile), c.findings) << c.words.front();
+    }
+    RpmFacts facts = with({});
+    facts.vendor = "ondine";
+    EXPECT_EQ(check(facts), "vendor-discouraged(ondine)");
+    facts.vendor = "Ondine";
+    EXPECT_EQ(check(facts), "vendor-not-allowed(Ondine)");
+    for (const bool hasScripts : {false, true}) {
+        facts.hasScripts = hasScripts;
+        EXPECT_EQ(check(facts, Profile::Regular, true),
+                  hasScripts ? "vendor-not-allowed(Ondine) scripts" : "vendor-not-allowed(Ondine)");
     }
 }
 
-TEST_F(RpmMetaCheckerTest, DemandsTheRequiredPackage) {
-    const std::string missingProvides =
-        "(ERROR)\t\t[mdm-client] Provides: mdm-client must be specified in RPM\n";
-    const std::string missingConflicts =
-        "(ERROR)\t\t[mdm-client] Conflicts: mdm-client must be specified in RPM\n";
-    RpmFacts facts = sound();
-    EXPECT_EQ(check(facts, Profile::MDM), missingProvides + missingConflicts);
-    facts.conflicts = {"mdm-client"};
-    EXPECT_EQ(check(facts, Profile::MDM), missingProvides);
-    EXPECT_EQ(check(facts), "(ERROR)\t\t[mdm-client] Conflicts: mdm-client is not allowed in RPM\n");
-    facts.provides = {"mdm-client"};
-    EXPECT_EQ(check(facts, Profile::MDM), "");
-    EXPECT_FALSE(hasFailed_);
-    facts.conflicts = {""};
-    EXPECT_EQ(check(facts, Profile::MDM),
-              missingConflicts + "(ERROR)\t\t[] Conflicts:  is not allowed in RPM\n");
-    facts.provides = {};
-    EXPECT_EQ(check(facts), "") << "without a required package an empty name equals it";
-}
-
-TEST_F(RpmMetaCheckerTest, HoldsRequirementsAgainstLibrariesToo) {
-    RpmFacts facts = sound();
-    facts.requirements = {"libQt5Core.so.5", "nfcd", "libcrypto.so.1.1(OPENSSL_1_1_0)"};
-    EXPECT_EQ(check(facts), "");
-    facts.requirements = {"velura-controls", "libwebrtc.so.104.0.0", "libhalyardapp", "libpng15.so.15"};
-    std::string expected;
-    for (const std::string &dependency : facts.requirements)
-        expected += "(WARNING)\t[" + dependency + "] Dependency is unstable or deprecated\n";
-    EXPECT_EQ(check(facts), expected);
-    EXPECT_FALSE(hasFailed_);
-    facts.requirements = {"bash", "bash", "libc.so.6(GLIBC_PRIVATE)"};
-    EXPECT_EQ(check(facts), "(ERROR)\t\t[bash] Dependency is not allowed\n"
-                            "(ERROR)\t\t[libc.so.6(GLIBC_PRIVATE)] Dependency is not allowed\n");
-    EXPECT_TRUE(hasFailed_);
-}
-
-TEST_F(RpmMetaCheckerTest, ForgivesErrorsInDeveloperModeButNoScripts) {
-    setValidation("false");
-    RpmFacts facts = sound();
-    facts.obsoletes = {"former"};
-    EXPECT_EQ(check(facts), "(ERROR)\t\t[former] Obsoletes: former is not allowed in RPM\n");
-    EXPECT_FALSE(hasFailed_);
-    facts.hasScripts = true;
-    EXPECT_EQ(check(facts), "(ERROR)\t\t[former] Obsoletes: former is not allowed in RPM\n"
-                            "(CRITICAL)\t[scripts] Script sections are not allowed in RPM\n");
-    EXPECT_TRUE(hasFailed_);
-}
-
-TEST_F(RpmMetaCheckerTest, AllowsExecutablesWhereTheyBelong) {
+TEST(RpmMetaChecker, AllowsExecutablesWhereTheyBelong) {
     for (const char *path :
          {"/usr/bin/org.example.app", "/usr/bin/org.example.app2", "/usr/libexec/org.example.app/helper",
           "/usr/share/org.example.app/lib/libfoo.so.1", "/usr/share/org.example.app/x.so/run",
@@ -166,45 +115,36 @@ TEST_F(RpmMetaCheckerTest, AllowsExecutablesWhereTheyBelong) {
     for (const std::string path :
          {"/usr/bin/other", "/usr/libexec/org.example.app2", "/usr/share/org.example.app/run",
           "/usr/share/org.example.app2/libfoo.so", "/opt/extension/qca-plugins/libfoo.so"})
-        EXPECT_EQ(check(with({file(0744, path)})), "(ERROR)\t\t[" + path + "] File must not be executable\n");
+        EXPECT_EQ(check(with({file(0744, path)})), "executable-mode(" + path + ")");
 }
 
-TEST_F(RpmMetaCheckerTest, JudgesModesAndOwners) {
-    const std::string path = "/usr/bin/org.example.app";
-    for (const int special : {04000, 02000, 01000})
-        EXPECT_EQ(check(with({file(special | 0755, path)})),
-                  "(ERROR)\t\t[" + path + "] Found setuid, setgid or sticky bit set\n");
-    for (const int writable : {0020, 0002}) {
-        EXPECT_EQ(check(with({file(writable, path)})),
-                  "(ERROR)\t\t[" + path + "] Group or World writable file\n");
-        EXPECT_TRUE(hasFailed_);
-        EXPECT_EQ(check(with({file(writable, path)}), Profile::Auth),
-                  "(WARNING)\t[" + path + "] Group or World writable file\n");
-        EXPECT_FALSE(hasFailed_);
-    }
-    FileInfo foreign = file(0644, path);
-    foreign.user = "rooted";
-    foreign.group = "";
-    EXPECT_EQ(check(with({foreign})), "(ERROR)\t\t[" + path + "] User owner should be root\n" + //
-                                          "(ERROR)\t\t[" + path + "] Group owner should be root\n");
-    for (const int kind : {0, 0010000, 0020000, 0060000, 0140000}) {
-        foreign.mode = static_cast<std::uint16_t>(kind);
-        EXPECT_EQ(check(with({foreign})), "(ERROR)\t\t[" + path + "] Failed to read file attributes\n");
-    }
+TEST(RpmMetaChecker, JudgesModesOwnersAndDirectories) {
+    const auto foreign = [](int mode) {
+        return FileInfo{static_cast<std::uint16_t>(mode), "/p/a", "", "rooted", ""};
+    };
+    const std::pair<std::vector<FileInfo>, std::string> cases[] = {
+        {{file(04755, "/usr/bin/a")}, "special-mode-bits(/usr/bin/a) executable-mode(/usr/bin/a)"},
+        {{file(02644, "/p/a")}, "special-mode-bits(/p/a)"},
+        {{file(01644, "/p/a")}, "special-mode-bits(/p/a)"},
+        {{file(0664, "/p/a")}, "writable-by-others(/p/a,file)"},
+        {{file(0646, "/p/a")}, "writable-by-others(/p/a,file)"},
+        {{foreign(0100644)}, "owner-not-root(/p/a) group-not-root(/p/a)"},
+        {{foreign(0)}, "file-kind-unknown(/p/a)"},
+        {{foreign(0010000)}, "file-kind-unknown(/p/a)"},
+        {{foreign(0020000)}, "file-kind-unknown(/p/a)"},
+        {{foreign(0060000)}, "file-kind-unknown(/p/a)"},
+        {{foreign(0140000)}, "file-kind-unknown(/p/a)"},
+        {{directory(0755, "/p"), file(0644, "/p/a")}, ""},
+        {{directory(0775, "/p"), file(0644, "/p.d/a"), directory(0755, "/q")},
+         "writable-by-others(/p,directory) directory-empty(/p) directory-empty(/q)"},
+        {{file(0644, "/p/.git/HEAD"), directory(0755, "/p/.git")}, "file-extension-forbidden(/p/.git)"},
+    };
+    for (const auto &[files, findings] : cases)
+        EXPECT_EQ(check(with(files)), findings) << files.front().mode;
+    EXPECT_EQ(check(with({file(0646, "/p/a")}), Profile::Auth), "writable-by-others-tolerated(/p/a,file)");
 }
 
-TEST_F(RpmMetaCheckerTest, JudgesDirectories) {
-    const std::string empty = "] Empty directory (can be omitted during package installation)\n";
-    EXPECT_EQ(check(with({directory(0755, "/p"), file(0644, "/p/a")})), "");
-    EXPECT_EQ(check(with({directory(0775, "/p"), file(0644, "/p.d/a"), directory(0755, "/q")})),
-              "(ERROR)\t\t[/p] Group or World writable directory\n"
-              "(WARNING)\t[/p" +
-                  empty + "(WARNING)\t[/q" + empty);
-    EXPECT_EQ(check(with({file(0644, "/p/.git/HEAD"), directory(0755, "/p/.git")})),
-              "(ERROR)\t\t[/p/.git] Installation not allowed in this location: forbidden file extension\n");
-}
-
-TEST_F(RpmMetaCheckerTest, CountsTheDirectoriesThatNobodyLists) {
+TEST(RpmMetaChecker, CountsTheDirectoriesThatNobodyLists) {
     for (const auto &[depth, count, isTooMany] :
          {std::tuple(4, 251, true), {4, 249, false}, {3, 333, false}}) {
         std::vector<FileInfo> files;
@@ -218,7 +158,7 @@ TEST_F(RpmMetaCheckerTest, CountsTheDirectoriesThatNobodyLists) {
     }
 }
 
-TEST_F(RpmMetaCheckerTest, LetsLinksLeadOnlyIntoThePackage) {
+TEST(RpmMetaChecker, LetsLinksLeadOnlyIntoThePackage) {
     const struct {
         const char *path;
         const char *target;
@@ -239,16 +179,15 @@ TEST_F(RpmMetaCheckerTest, LetsLinksLeadOnlyIntoThePackage) {
         {"b", "../../c", "c"},
         {"", "", nullptr},
     };
-    for (const auto &c : cases) {
-        const std::string path = c.path;
-        std::string expected =
-            "(INFO)\t\t[" + path + "] Beware that symbolic links are only allowed for exclusive paths\n";
-        if (c.complaint)
-            expected += "(ERROR)\t\t[" + path +
-                        "] Symbolic link is targeting to not allowed path for it: " + c.complaint + '\n';
-        const RpmFacts facts = with({link(c.path, c.target), directory(0755, "/usr/share/p/lib"),
-                                     file(0644, "/usr/share/p/lib/libfoo.so")});
-        EXPECT_EQ(check(facts), expected) << c.path << " to " << c.target;
+    for (const auto &[path, target, complaint] : cases) {
+        std::string expected = "link-exclusive-paths(" + std::string(path) + ")";
+        if (complaint)
+            expected += std::string(" link-target-not-allowed(") + path + "," + complaint + ")";
+        EXPECT_EQ(check(with({{0120777, path, target, "nobody", "nobody"},
+                              directory(0755, "/usr/share/p/lib"),
+                              file(0644, "/usr/share/p/lib/libfoo.so")})),
+                  expected)
+            << path << " to " << target;
     }
 }
 
