@@ -4,9 +4,10 @@
 
 #include <string>
 #include <utility>
+#include <vector>
 
-/// Notes findings by their ids, one behind the other, each with its strings if it has any:
-/// "desktop-qml-only desktop-value-invalid(All,X-Velura-Application,IconMode)".
+/// Notes findings by their ids, each with its strings if it has any: "desktop-qml-only",
+/// "desktop-value-invalid(All,X-Velura-Application,IconMode)".
 class NotedFindings {
 public:
     Validator::FindingSink sink() {
@@ -14,14 +15,21 @@ public:
             std::string strings;
             for (const std::string &string : message.strings)
                 strings += (strings.empty() ? "(" : ",") + string;
-            text_ += (text_.empty() ? "" : " ") + std::string(message.entry.id);
-            text_ += strings.empty() ? "" : strings + ')';
+            noted_.push_back(std::string(message.entry.id) + (strings.empty() ? "" : strings + ')'));
         };
     }
 
     /// What was noted since the last call.
-    std::string take() { return std::exchange(text_, ""); }
+    std::vector<std::string> takeEach() { return std::exchange(noted_, {}); }
+
+    /// The same with blanks between.
+    std::string take() {
+        std::string text;
+        for (const std::string &finding : takeEach())
+            text += (text.empty() ? "" : " ") + finding;
+        return text;
+    }
 
 private:
-    std::string text_;
+    std::vector<std::string> noted_;
 };

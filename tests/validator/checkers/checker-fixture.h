@@ -1,9 +1,10 @@
 #pragma once
 
 #include "kelp/core/kelp/validator/configuration/config.h"
-#include "kelp/core/kelp/validator/framework/logger.h"
 #include "kelp/core/kelp/validator/framework/rpm-meta.h"
+#include "support/captured-output.h"
 #include "support/temporary-directory.h"
+#include "validator/noted-findings.h"
 
 #include <gmock/gmock.h>
 
@@ -12,12 +13,8 @@
 #include <string>
 #include <vector>
 
+/// Findings as NotedFindings gives them.
 using Lines = std::vector<std::string>;
-
-// Lines of the report as it prints them.
-std::string error(const std::string &text);
-std::string warning(const std::string &text);
-std::string info(const std::string &text);
 
 /// A checker with the package, the profile and the report that it works on. Change facts_ and profile_, then
 /// make the checker.
@@ -28,7 +25,7 @@ protected:
     /// A checker for a new stage of validation.
     template<class Checker>
     std::shared_ptr<Checker> make() {
-        logger_ = std::make_shared<Validator::Logger>();
+        logger_ = std::make_shared<Validator::Logger>(findings_.sink());
         return std::make_shared<Checker>(std::make_shared<Validator::RpmMeta>(facts_), config(), logger_);
     }
 
@@ -39,13 +36,17 @@ protected:
     std::string unpack(std::string_view content, bool isExecutable = false,
                        const std::string &name = "unpacked");
 
-    /// What the action adds to the report.
-    static Lines linesOf(const std::function<void()> &action);
+    /// What the action finds.
+    Lines linesOf(const std::function<void()> &action);
 
-    std::shared_ptr<Validator::Config> config();
+    std::shared_ptr<Validator::Config> config() const {
+        const CapturedOutput noDeveloperMode(CapturedOutput::Stream::Error);
+        return std::make_shared<Validator::Config>(profile_);
+    }
 
     Validator::RpmFacts facts_;
     Validator::Profile profile_ = Validator::Profile::Regular;
     std::shared_ptr<Validator::Logger> logger_;
+    NotedFindings findings_;
     TemporaryRoot root_;
 };

@@ -44,10 +44,6 @@ std::string iconPath(int size) {
     return "/usr/share/icons/hicolor/" + side + "x" + side + "/apps/org.example.app.png";
 }
 
-std::string badIcon(int size) {
-    return error("[" + iconPath(size) + "] Icon not found or file resolution is incorrect");
-}
-
 TEST_F(DataFilesTest, IconHasTheSizeOfItsPath) {
     const std::string sound = pngImage(86, 86);
     const struct {
@@ -62,7 +58,8 @@ TEST_F(DataFilesTest, IconHasTheSizeOfItsPath) {
         {"a text", "no image", false},
     };
     for (const auto &c : cases)
-        EXPECT_EQ(validate<Icon>(iconPath(86), c.content), c.isSound ? Lines{} : Lines{badIcon(86)})
+        EXPECT_EQ(validate<Icon>(iconPath(86), c.content),
+                  c.isSound ? Lines{} : Lines{"icon-wrong-size(" + iconPath(86) + ")"})
             << c.what;
 }
 
@@ -74,7 +71,9 @@ TEST_F(DataFilesTest, EverySizeOfTheIconIsThere) {
     EXPECT_TRUE(checker->canValidate(iconPath(108), wrong));
     EXPECT_FALSE(checker->canValidate(iconPath(64), wrong));
     EXPECT_FALSE(checker->canValidate("/usr/share/icons/hicolor/128x128/apps/other.png", wrong));
-    EXPECT_THAT(linesOf([&] { checker->finish(); }), UnorderedElementsAre(badIcon(128), badIcon(172)));
+    EXPECT_THAT(linesOf([&] { checker->finish(); }),
+                UnorderedElementsAre("icon-wrong-size(" + iconPath(128) + ")",
+                                     "icon-wrong-size(" + iconPath(172) + ")"));
 }
 
 TEST_F(DataFilesTest, SomeProfilesNeedNoIcon) {
@@ -84,16 +83,6 @@ TEST_F(DataFilesTest, SomeProfilesNeedNoIcon) {
         EXPECT_FALSE(checker->canValidate(iconPath(86), unpack("no image")));
         EXPECT_THAT(linesOf([&] { checker->finish(); }), IsEmpty());
     }
-}
-
-const std::string invalidJson = error("[manifest] manifest file contains invalid JSON");
-const std::string missing = error("[manifest] missing minOSVersion field");
-const std::string invalid = error("[manifest] invalid version in minOSVersion field");
-const std::string incompatible = error("[manifest] package minOSVersion incompatible with this OS version");
-const std::string wrongType = error("[keepMediaActiveInBackground] Manifest key has wrong type");
-
-std::string unknownKey(const std::string &key) {
-    return warning("[" + key + "] Unknown manifest key");
 }
 
 TEST_F(DataFilesTest, ManifestNamesAVersionThatTheSystemHas) {
@@ -106,22 +95,25 @@ TEST_F(DataFilesTest, ManifestNamesAVersionThatTheSystemHas) {
           R"({"minOSVersion": ["5.0.1", "4.0.1"]})", R"({"minOSVersion": "9.0", "minOSVersion": "4.0"})",
           R"({"keepMediaActiveInBackground": true, "minOSVersion": "4.0"})",
           R"({"minOSVersion": [)" + repeated("\"9.1\",", 100'000) + "\"4.0\"]}"}},
-        {{incompatible},
+        {{"manifest-version-incompatible"},
          {R"({"minOSVersion": ["5.0.1", "3.9.1"]})", R"({"minOSVersion": []})",
           R"({"minOSVersion": "4.x"})"}},
-        {{missing}, {R"({})", R"({"minOSVersion": null})"}},
-        {{invalid},
+        {{"manifest-version-missing"}, {R"({})", R"({"minOSVersion": null})"}},
+        {{"manifest-version-invalid"},
          {R"({"minOSVersion": 5})", R"({"minOSVersion": {}})", R"({"minOSVersion": ["4.0", 5]})",
           R"({"minOSVersion": ["9.0", null]})"}},
-        {{wrongType}, {R"({"minOSVersion": "4.0", "keepMediaActiveInBackground": "yes"})"}},
-        {{invalidJson},
+        {{"manifest-key-type(keepMediaActiveInBackground)"},
+         {R"({"minOSVersion": "4.0", "keepMediaActiveInBackground": "yes"})"}},
+        {{"manifest-invalid-json"},
          {"[1, 2]", "\"4.0\"", "null", "", "{} x", "{\"minOSVersion\": \"4.0\"", "{\"\xff\": 1}",
           repeated("[", 10'000) + repeated("]", 10'000),
           R"({"minOSVersion": )" + repeated("[", 10'000) + repeated("]", 10'000) + "}",
           R"({"minOSVersion": "4.0"})" + std::string(1'100'000, ' '),
           R"({"minOSVersion": [)" + repeated("\"4.0\",", 200'000) + "\"4.0\"]}"}},
-        {{wrongType, missing}, {R"({"keepMediaActiveInBackground": null})"}},
-        {{unknownKey("foo"), unknownKey(""), incompatible}, {R"({"foo": 1, "minOSVersion": "9.0", "": []})"}},
+        {{"manifest-key-type(keepMediaActiveInBackground)", "manifest-version-missing"},
+         {R"({"keepMediaActiveInBackground": null})"}},
+        {{"manifest-key-unknown(foo)", "manifest-key-unknown()", "manifest-version-incompatible"},
+         {R"({"foo": 1, "minOSVersion": "9.0", "": []})"}},
     };
     for (const auto &c : cases)
         for (const std::string &content : c.contents)
@@ -130,34 +122,33 @@ TEST_F(DataFilesTest, ManifestNamesAVersionThatTheSystemHas) {
 
 TEST_F(DataFilesTest, ManifestMayEndTheValidation) {
     EXPECT_THAT(validateManifest(R"({"minOSVersion": ["5.0", "4"]})"),
-                ElementsAre(error("[manifest] minOSVersion holds a version of one component, which names no "
-                                  "release line")));
+                ElementsAre("manifest-version-incomparable"));
     std::filesystem::remove(root_.path() / "etc/os-release");
     EXPECT_THAT([&] { validateManifest(R"({"minOSVersion": "4.0"})"); },
                 raises(Common::ErrorCode::Internal, "Couldn't retrieve Velura OS version"));
-    EXPECT_THAT(validateManifest("{}"), ElementsAre(missing));
-    EXPECT_THAT(validateManifest(R"({"minOSVersion": ["5.0", "x"]})"), ElementsAre(incompatible));
+    EXPECT_THAT(validateManifest("{}"), ElementsAre("manifest-version-missing"));
+    EXPECT_THAT(validateManifest(R"({"minOSVersion": ["5.0", "x"]})"),
+                ElementsAre("manifest-version-incompatible"));
 }
 
 TEST_F(DataFilesTest, ManifestLiesAtOnePlace) {
     const auto checker = make<Manifest>();
     for (const char *path : {"manifest.json", "/usr/manifest.json", "/manifest.json2", ""})
         EXPECT_FALSE(checker->canValidate(path, ""));
-    EXPECT_THAT(linesOf([&] { checker->validate("/manifest.json", "/dev/zero"); }), ElementsAre(invalidJson));
+    EXPECT_THAT(linesOf([&] { checker->validate("/manifest.json", "/dev/zero"); }),
+                ElementsAre("manifest-invalid-json"));
     EXPECT_THAT(linesOf([&] { checker->finish(); }), IsEmpty());
 }
 
 TEST_F(DataFilesTest, IntegrityDaemonWatchesOnlyThePackage) {
-    const auto mismatch = error("[integrityd] integrityd configuration file mismatching package content");
-    const auto noJson = error("[integrityd] integrityd configuration file contains invalid JSON");
     const std::string path = "/etc/integrityd/config.d/org.example.app.json";
     list({"/usr/bin/foo", "/usr/bin", "file:/usr/bin/foo"});
     const std::pair<std::string, Lines> cases[] = {
         {R"({"watch": ["file:/usr/bin/foo", "elf:/usr/bin/foo", "/usr/bin/foo"]})", {}},
-        {R"({"watch": ["elf:file:/usr/bin/bar"]})", {mismatch}},
-        {R"({"watch": ["/usr/bin/foo", "/usr/bin/bar", "/etc/shadow"]})", {mismatch}},
-        {R"({"watch": [1]})", {mismatch}},
-        {"no JSON", {noJson}},
+        {R"({"watch": ["elf:file:/usr/bin/bar"]})", {"integrity-file-mismatch"}},
+        {R"({"watch": ["/usr/bin/foo", "/usr/bin/bar", "/etc/shadow"]})", {"integrity-file-mismatch"}},
+        {R"({"watch": [1]})", {"integrity-file-mismatch"}},
+        {"no JSON", {"integrity-file-invalid-json"}},
     };
     for (const auto &[content, lines] : cases)
         EXPECT_EQ(validate<Integrityd>(path, content), lines) << content.substr(0, 100);
@@ -168,8 +159,7 @@ TEST_F(DataFilesTest, IntegrityDaemonWatchesOnlyThePackage) {
 
 TEST_F(DataFilesTest, ConfigurationParametersAreOneObject) {
     const std::string path = "/usr/share/org.example.app/managed-configuration/deep/a.json";
-    const Lines bad{
-        error("[" + path + "] Configuration parameter file for managed configuration is invalid")};
+    const Lines bad{"parameter-file-invalid(" + path + ")"};
     const std::vector<std::string> sound{"{}", " {\"a\": [1, -2, 1.5e3, \"\\u00e4\", null, true, {}]}\n",
                                          "{\"a\": \"" + std::string(10'000'000, 'x') + "\"}",
                                          std::string(4095, ' ') + "{}" + std::string(4094, ' ')};

@@ -54,12 +54,7 @@ TEST_F(ExecutableTest, TakesTheMainBinaryAndWhatItsOwnerMayExecute) {
 
 TEST_F(ExecutableTest, JudgesTheFormatAndThePlaceOfAFile) {
     const std::string sound = ElfImage().bytes();
-    const auto badFormat = [](const std::string &path) {
-        return error("[" + path + "] Executable has a wrong format or encoding");
-    };
-    const auto badPlace = [](const std::string &path) {
-        return error("[" + path + "] Executable is in wrong location");
-    };
+    const Lines badFormat{"executable-format(/usr/bin/org.example.app)"};
     const std::string share = "/usr/share/org.example.app/tool";
     const struct {
         const char *what;
@@ -73,32 +68,31 @@ TEST_F(ExecutableTest, JudgesTheFormatAndThePlaceOfAFile) {
         {"another's libexec",
          "/usr/libexec/org.example.app2/tool",
          sound,
-         {badPlace("/usr/libexec/org.example.app2/tool")}},
-        {"libexec itself", "/usr/libexec/org.example.app", sound, {badPlace("/usr/libexec/org.example.app")}},
+         {"executable-location(/usr/libexec/org.example.app2/tool)"}},
+        {"libexec itself",
+         "/usr/libexec/org.example.app",
+         sound,
+         {"executable-location(/usr/libexec/org.example.app)"}},
         {"a third party library", "/usr/lib/3rdparty/org.example.app/liba.so.1", sound, {}},
-        {"a program among the data", share, sound, {badPlace(share)}},
-        {"a script", mainBinary, "#!/bin/sh\n", {badFormat(mainBinary)}},
-        {"nothing", mainBinary, "", {badFormat(mainBinary)}},
-        {"a beginning", mainBinary, sound.substr(0, 40), {badFormat(mainBinary)}},
-        {"big endian", mainBinary, image("", ElfImage::Order::Big), {badFormat(mainBinary)}},
+        {"a program among the data", share, sound, {"executable-location(" + share + ")"}},
+        {"a script", mainBinary, "#!/bin/sh\n", badFormat},
+        {"nothing", mainBinary, "", badFormat},
+        {"a beginning", mainBinary, sound.substr(0, 40), badFormat},
+        {"big endian", mainBinary, image("", ElfImage::Order::Big), badFormat},
     };
     for (const auto &c : cases)
         EXPECT_EQ(validate(c.path, c.content), c.lines) << c.what;
     EXPECT_THAT(validate(share, sound, false), IsEmpty());
 
     facts_.architecture = "noarch";
-    EXPECT_THAT(validate(mainBinary, sound),
-                ElementsAre(warning("[arch] RPMs containing arch-specific content should not be noarch")));
+    EXPECT_THAT(validate(mainBinary, sound), ElementsAre("noarch-with-programs"));
 }
 
 TEST_F(ExecutableTest, FindsImportsWithinBinaries) {
-    const auto beware = [](const std::string &import) {
-        return info("[" + import + "] Beware only allowed imports can be used");
-    };
     EXPECT_THAT(
         validate(mainBinary, image("\1import Halyard.Vitrine 1.0\nimport Foo 1.0\nimport Bar 2.0 as B\n"
                                    "import Foo 1.0\nimport Bar 2\nimport Last 1.0")),
-        UnorderedElementsAre(beware("Foo 1.0"), beware("Bar 2.0")));
+        UnorderedElementsAre("qml-import-embedded(Foo 1.0)", "qml-import-embedded(Bar 2.0)"));
     EXPECT_TRUE(logger_->getFlag(Flag::ImportsVitrine));
     EXPECT_THAT(validate(mainBinary, image("import Halyard.Vitrine 1.0")), IsEmpty());
     EXPECT_FALSE(logger_->getFlag(Flag::ImportsVitrine));
@@ -111,12 +105,6 @@ TEST_F(ExecutableTest, HoldsTheNeededLibrariesAgainstTheLists) {
             entries.emplace_back(DT_NEEDED, name);
         return dynamicImage(entries);
     };
-    const auto unstable = [](const std::string &name) {
-        return warning("[" + name + "] Library is unstable or deprecated");
-    };
-    const auto forbidden = [](const std::string &name) {
-        return error("[" + name + "] Library is not allowed");
-    };
     list({"/usr/share/org.example.app/lib/libown.so", "/usr/share/org.example.app/lib/libpng15.so.15"});
     const struct {
         std::vector<std::string> needed;
@@ -125,12 +113,12 @@ TEST_F(ExecutableTest, HoldsTheNeededLibrariesAgainstTheLists) {
     } cases[] = {
         {{"ld-linux-aarch64.so.1", "libQt5Core.so.5"}, {}, false},
         {{"libown.so"}, {}, true},
-        {{"libpng15.so.15"}, {unstable("libpng15.so.15")}, false},
+        {{"libpng15.so.15"}, {"library-unstable(libpng15.so.15)"}, false},
         {{"z.so", "libwebrtc.so.104.0.0", "a.so", "z.so", "libown.so", "libQmfClient.so.5"},
-         {unstable("libwebrtc.so.104.0.0"), unstable("libQmfClient.so.5"), forbidden("a.so"),
-          forbidden("z.so")},
+         {"library-unstable(libwebrtc.so.104.0.0)", "library-unstable(libQmfClient.so.5)",
+          "library-not-allowed(a.so)", "library-not-allowed(z.so)"},
          true},
-        {{"../lib/libown.so", ""}, {forbidden(""), forbidden("../lib/libown.so")}, false},
+        {{"../lib/libown.so", ""}, {"library-not-allowed()", "library-not-allowed(../lib/libown.so)"}, false},
     };
     for (const auto &c : cases) {
         EXPECT_EQ(validate(mainBinary, needed(c.needed)), c.lines) << c.needed.front();
@@ -168,16 +156,6 @@ TEST(RpathRule, AllowsThePlacesOfLibraries) {
 }
 
 TEST_F(ExecutableTest, FinishesWithTheRulesOnTheWholePackage) {
-    const Lines noBinary{error("[binary] Main binary must exist, but it is not found"),
-                         error("[binary] Main binary must be an executable"),
-                         warning("[rpath] The rpath in binary is empty")};
-    const Lines noStart{error("[binary] Binary does not link to __libc_start_main")};
-    const Lines noMain{warning("[binary] Binary does not export main() symbol - booster might fail")};
-    const Lines mustExport{
-        error("[binary] Binary must export main() symbol for booster to work (Q_DECL_EXPORT)")};
-    const Lines badRpath{warning("[rpath] This rpath in binary is not allowed")};
-    const Lines noRpath{warning("[rpath] The rpath in binary is empty")};
-    const Lines needsRpath{noRpath[0], error("[rpath] Rpath is missing where it is mandatory")};
     const std::string start = "__libc_start_main";
     const Dynamic rpath{{DT_RPATH, "/usr/lib64:"}};
     list({"/usr/share/org.example.app/lib/libown.so"});
@@ -189,14 +167,14 @@ TEST_F(ExecutableTest, FinishesWithTheRulesOnTheWholePackage) {
     } cases[] = {
         {{start, "main"}, rpath, {}},
         {{start, "main"}, {{DT_RPATH, "  "}}, {}},
-        {{start, "main"}, {{DT_RPATH, "/opt"}}, badRpath},
-        {{start, "main"}, {{DT_RUNPATH, "/opt"}}, noRpath},
-        {{start, "main"}, {{DT_NEEDED, "libown.so"}}, needsRpath},
-        {{"main"}, rpath, noStart},
-        {{start}, rpath, noMain, "import Halyard.Vitrine 1.0\n"},
-        {{start, "_main"}, rpath, noMain},
-        {{start, "_main"}, rpath, mustExport, "import Halyard.Vitrine 1.0\n"},
-        {{start, ""}, rpath, mustExport, "import Halyard.Vitrine 1.0\n"},
+        {{start, "main"}, {{DT_RPATH, "/opt"}}, {"rpath-not-allowed"}},
+        {{start, "main"}, {{DT_RUNPATH, "/opt"}}, {"rpath-empty"}},
+        {{start, "main"}, {{DT_NEEDED, "libown.so"}}, {"rpath-empty", "rpath-missing"}},
+        {{"main"}, rpath, {"libc-start-main-missing"}},
+        {{start}, rpath, {"main-not-exported"}, "import Halyard.Vitrine 1.0\n"},
+        {{start, "_main"}, rpath, {"main-not-exported"}},
+        {{start, "_main"}, rpath, {"main-must-be-exported"}, "import Halyard.Vitrine 1.0\n"},
+        {{start, ""}, rpath, {"main-must-be-exported"}, "import Halyard.Vitrine 1.0\n"},
     };
     for (const auto &c : cases) {
         ElfImage image;
@@ -213,12 +191,12 @@ TEST_F(ExecutableTest, FinishesWithTheRulesOnTheWholePackage) {
             logger_->setFlag(flag, true);
         return linesOf([&] { checker->finish(); });
     };
-    EXPECT_EQ(finish({}), noBinary);
+    EXPECT_THAT(finish({}), ElementsAre("main-binary-missing", "main-binary-not-executable", "rpath-empty"));
     EXPECT_EQ(finish({Flag::QmlOnlyApp}), Lines());
     EXPECT_EQ(finish({Flag::QmlOnlyApp, Flag::MainBinarySeen, Flag::LibcStartMainSeen, Flag::MainSymbolSeen}),
-              Lines{error("[binary] Main binary must not exist. Desktop file uses halyard-qml")});
+              Lines{"main-binary-forbidden"});
     EXPECT_EQ(finish({Flag::MainBinarySeen, Flag::LibcStartMainSeen, Flag::MainSymbolSeen}),
-              (Lines{noBinary[1], noRpath[0]}));
+              (Lines{"main-binary-not-executable", "rpath-empty"}));
     profile_ = Profile::Pwa;
     EXPECT_EQ(finish({}), Lines());
 }

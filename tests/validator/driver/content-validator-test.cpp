@@ -24,7 +24,7 @@ protected:
     /// Begins the stage for the package as it is now.
     void begin(Profile profile = Profile::Extended) {
         profile_ = profile;
-        validator_ = std::make_unique<ContentValidator>(config(), RpmMeta(facts_));
+        validator_ = std::make_unique<ContentValidator>(config(), RpmMeta(facts_), findings_.sink());
         validator_->setInstallRoot(root_.path());
     }
 
@@ -50,25 +50,25 @@ TEST_F(ContentValidatorTest, FailsTheFileThatHasTheErrorAndNoOther) {
         Lines lines;
         bool fails;
     } files[] = {{"x", {}, false},
-                 {"/home/defaultuser", {error("[" + path + "] Hardcoded path found")}, true},
+                 {"/home/defaultuser", {"hardcoded-path(" + path + ")"}, true},
                  {"x", {}, false},
                  {"/home/defaultuser", {}, true}}; // It was reported.
     for (const auto &file : files) {
         EXPECT_EQ(validate(path, file.content), file.lines);
         EXPECT_EQ(hasFailed_, file.fails);
     }
-    EXPECT_THAT(finish(), testing::Contains(error("[binary] Main binary must exist, but it is not found")));
+    EXPECT_THAT(finish(), testing::Contains("main-binary-missing"));
     EXPECT_TRUE(hasFailed_);
 }
 
 TEST_F(ContentValidatorTest, WantsQmlOnlyPackagesToBeOfNoArchitecture) {
-    const Lines complaint{warning("[arch] QML-only RPMs should be noarch")};
+    const Lines complaint{"qml-only-not-noarch"};
     const std::tuple<const char *, bool, Lines> cases[] = {
         {"noarch", false, {}}, {"aarch64", false, complaint}, {"", false, complaint}, {"aarch64", true, {}}};
     for (const auto &[architecture, hasProgram, lines] : cases) {
         facts_.architecture = architecture;
         begin();
-        EXPECT_EQ(validate(desktopPath, desktopFile), Lines{info("[desktop] Application is a QML-only app")});
+        EXPECT_EQ(validate(desktopPath, desktopFile), Lines{"desktop-qml-only"});
         EXPECT_FALSE(hasFailed_);
         if (hasProgram)
             validate("/usr/libexec/org.example.app/helper", ElfImage().bytes(), true);
