@@ -13,11 +13,6 @@ using testing::StartsWith;
 
 class ConfigurationTest : public testing::Test {
 protected:
-    Core::Configuration load(const std::string &content) {
-        writeFile(root.path() / "etc/kelp/kelp.conf", content);
-        return {};
-    }
-
     TemporaryRoot root;
     CapturedOutput out;
 };
@@ -34,26 +29,21 @@ TEST_F(ConfigurationTest, MissingFileGivesTheDefaultsAndTwoWarnings) {
     EXPECT_THAT(log, HasSubstr("cannot open file"));
 }
 
-TEST_F(ConfigurationTest, ValuesLandBelowTheRootPrefix) {
-    const auto configuration =
-        load("; comment\n[kelp]\ndatabase_directory = /data/apps\ntemp_directory = tmp/x\n"
-             "stranger = 1\n[other]\na=b\n");
-    EXPECT_EQ(configuration.databaseDirectory(), root.path() / "data/apps");
-    EXPECT_EQ(configuration.tempDirectory(), root.path() / "tmp/x");
-    EXPECT_EQ(configuration.hookDirectory(), root.path() / "usr/share/kelp/hooks.d");
-    EXPECT_EQ(out.take(), "");
-}
-
-TEST_F(ConfigurationTest, OneBadLineDiscardsTheWholeFile) {
-    const std::pair<const char *, const char *> rows[] = {
-        {"[kelp]\ndatabase_directory=/d\nnonsense\n", "'=' character not found in line"},
-        {"[kelp]\ndatabase_directory=/d\ndatabase_directory=/e\n", "duplicate key name"},
-        {"[kelp]\ndatabase_directory=/d\n[kelp]\ntemp_directory=/e\n", "duplicate section name"},
+TEST_F(ConfigurationTest, ValuesLandBelowTheRootPrefixAndOneBadLineDiscardsThemAll) {
+    const std::string sound = "; comment\n[kelp]\ndatabase_directory = /data/apps\ntemp_directory = tmp/x\n";
+    const std::pair<std::string, const char *> rows[] = {
+        {sound + "stranger = 1\n[other]\na=b\n", ""},
+        {sound + "nonsense\n", "'=' character not found in line"},
+        {sound + "temp_directory=/e\n", "duplicate key name"},
+        {sound + "[kelp]\nhook_directory=/e\n", "duplicate section name"},
     };
     for (const auto &[content, reason] : rows) {
-        const auto configuration = load(content);
-        EXPECT_EQ(configuration.databaseDirectory(), root.path() / "opt/app") << content;
-        EXPECT_THAT(out.take(), HasSubstr(reason));
+        writeFile(root.path() / "etc/kelp/kelp.conf", content);
+        const Core::Configuration configuration;
+        EXPECT_EQ(configuration.databaseDirectory(), root.path() / (*reason ? "opt/app" : "data/apps"));
+        EXPECT_EQ(configuration.tempDirectory(), root.path() / (*reason ? "opt/kelp/tmp" : "tmp/x"));
+        EXPECT_EQ(configuration.hookDirectory(), root.path() / "usr/share/kelp/hooks.d") << content;
+        EXPECT_THAT(out.take(), *reason ? HasSubstr(reason) : testing::Matcher<std::string>(""));
     }
 }
 

@@ -159,7 +159,6 @@ TEST_F(KelpCtlTest, ShellsCompleteWhatTheHelpLists) {
         "_kelpctl " KELPCTL " \"${@: -1}\" \"${@: -2:1}\"; echo \"${COMPREPLY[*]}\"' bash kelpctl ";
     const std::pair<const char *, const char *> rows[] = {
         {"val", "validate\n"},
-        {"--color n", "never\n"},
         {"--color never doctor --re", "--repair\n"},
         {"validate --output s", "sarif\n"},
     };

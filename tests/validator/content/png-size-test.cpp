@@ -26,12 +26,6 @@ protected:
     TemporaryDirectory directory_;
 };
 
-std::string base64(const std::string &bytes) {
-    const std::unique_ptr<gchar, decltype(&g_free)> text(
-        g_base64_encode(reinterpret_cast<const guchar *>(bytes.data()), bytes.size()), g_free);
-    return text.get();
-}
-
 long peakMemoryMegabytes() {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
@@ -42,7 +36,6 @@ TEST_F(PngSizeTest, ReadsTheDimensionsInFrontOfTheImage) {
     const std::string header = pngSignature() + pngHeader(86, 108);
     const std::string data = pngChunk("IDAT", "no image at all");
     const std::pair<const char *, std::string> cases[] = {
-        {"a whole image", pngImage(86, 108)},
         {"an image that is damaged", header + data},
         {"an image cut short", pngImage(86, 108).substr(0, 60)},
         {"chunks in front", header + pngChunk("tEXt", "Title\0x") + pngChunk("prIv", "?") + data},
@@ -59,11 +52,8 @@ TEST_F(PngSizeTest, RefusesWhatIsNoPng) {
     const std::string sound = pngImage(86, 86);
     const std::string signature = pngSignature();
     const std::pair<std::string, std::string> cases[] = {
-        {"This is a text file, not an image.", "Not a PNG file"},
         {sound.substr(0, 20), "unexpected end of file"},
         {signature + pngHeader(0x7fffffff, 0x7fffffff) + pngChunk("IDAT", ""), "Invalid IHDR data"},
-        {signature + pngHeader(0x80000000, 1) + pngChunk("IDAT", ""), "PNG unsigned integer out of range"},
-        {signature + pngHeader(0, 86) + pngChunk("IDAT", ""), "Invalid IHDR data"},
         {signature + pngHeader(86, 86) + std::string("\x7f\xff\xff\xfftEXt", 8), "unexpected end of file"},
         {signature + pngChunk("IDAT", ""), "IDAT: Missing IHDR before IDAT"},
         {std::string(sound).replace(20, 1, "\1"), "IHDR: CRC error"},
@@ -89,15 +79,16 @@ TEST_F(PngSizeTest, InflatesNothing) {
 }
 
 TEST_F(PngSizeTest, ReadsDataUrls) {
-    const std::string pixel = base64(pngImage(3, 2));
+    const std::string image = pngImage(3, 2);
+    const std::unique_ptr<gchar, decltype(&g_free)> text(
+        g_base64_encode(reinterpret_cast<const guchar *>(image.data()), image.size()), g_free);
+    const std::string pixel = text.get();
     const std::string prefix = "data:image/png;base64,";
     EXPECT_EQ(readPngSizeFromDataUrl(prefix + pixel).width, 3u);
     EXPECT_EQ(readPngSizeFromDataUrl(prefix + pixel).height, 2u);
     const std::pair<std::string, std::string> cases[] = {
         {"", "The icon has an unsupported format"},
-        {"data:image/svg+xml;base64," + pixel, "The icon has an unsupported format"},
         {"DATA:image/png;base64," + pixel, "The icon has an unsupported format"},
-        {prefix, "Failed to read PNG icon from base64: unexpected end of file"},
         {prefix + "aGVsbG8gd29ybGQ=", "Failed to read PNG icon from base64: Not a PNG file"},
         {prefix + pixel.substr(0, 30), "Failed to read PNG icon from base64: unexpected end of file"},
     };

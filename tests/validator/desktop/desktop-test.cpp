@@ -41,7 +41,6 @@ TEST(Desktop, JudgesTheLaunchEntry) {
         {soundAnd(""), ""},
         {entryWith("Name=Example", ""), "desktop-name-missing desktop-name-illegal"},
         {entryWith("Example", "\\s\xc2\xa0"), "desktop-name-illegal"},
-        {entryWith("Example", "a\\tb"), "desktop-name-illegal"},
         {entryWith("com.example.app\n", "com.example.other\n"), "desktop-icon-invalid(com.example.app)"},
         {entryWith("Type=Application", "Type=Link"), "desktop-type-invalid"},
         {entryWith(exec, "Exec=com.example.app %u\n"), ""},
@@ -53,8 +52,6 @@ TEST(Desktop, JudgesTheLaunchEntry) {
         {entryWith(exec, ""), "desktop-exec-invalid"},
         {entryWith(applicationType, ""), "application-type-missing"},
         {entryWith("vitrine-qt5", "vitrine-qt6"), "application-type-missing"},
-        {entryWith("vitrine-qt5", "no-invoker"), "application-type-should-be-vitrine"},
-        {entryWith("vitrine-qt5", "generic"), "application-type-should-be-vitrine"},
         {entryWith("vitrine-qt5", "qtquick2"), "application-type-should-be-vitrine"},
         {entryWith("vitrine-qt5", "qt5"), "application-type-should-be-vitrine"},
         {"[Desktop Entry]\n" + sandbox,
@@ -107,9 +104,6 @@ TEST(Desktop, JudgesTheGroups) {
          "desktop-colour-invalid(#0000,X-Velura-SplashScreen,GradientStartColor) "
          "desktop-colour-invalid(#00000g,X-Velura-SplashScreen,GradientEndColor) "
          "desktop-field-unknown(Color,X-Velura-SplashScreen)"},
-        {soundAnd("[X-Velura-SplashScreen]\nGradientStartColor=0000000\nGradientEndColor=\n"),
-         "desktop-colour-invalid(0000000,X-Velura-SplashScreen,GradientStartColor) "
-         "desktop-colour-invalid(,X-Velura-SplashScreen,GradientEndColor)"},
         // The groups come before the name, and those with options before those that must not be.
         {with(soundAnd("[Other]\n[X-Velura-Application]\nIcon=\n"), "Name=Example", "Name="),
          "desktop-field-unknown(Icon,X-Velura-SplashScreen) desktop-group-not-allowed(Other) "
@@ -138,11 +132,9 @@ TEST(Desktop, JudgesTheSandboxSection) {
     // Each of these names is at odds with the package's too.
     const std::pair<const char *, const char *> organisations[] = {
         {"com.Example", "organization-name-illegal"},
-        {"1com.example", "organization-name-digit-first"},
         {"com.2example", "organization-name-digit-first"},
         {"com3", "organization-name-not-reverse-domain"},
         {"com..example", "organization-name-not-reverse-domain"},
-        {".com.example", "organization-name-not-reverse-domain"},
         {"com.example.", "organization-name-not-reverse-domain"},
         {"", "organization-name-illegal organization-name-not-reverse-domain"},
     };
@@ -222,7 +214,6 @@ TEST(Desktop, JudgesBackgroundTasks) {
         {soundAnd("[X-Task good]\nType=Push\nName=x\nIcon=y\n"),
          "task-key-not-allowed(Name) task-key-not-allowed(Icon) task-type-unsupported(Push)"},
         {task("Exec=\n"), ""},
-        {task("Exec=com.example.app --task\n"), ""},
         {task("Exec=/usr/bin/com.example.app.part-2_x arg\n"), ""},
         {task("Exec=com.example.app.2nd\n"), "task-executable-name(com.example.app.2nd)"},
         {task("Exec=/usr/bin/com.example.app.a\n"), "task-executable-name(/usr/bin/com.example.app.a)"},
@@ -231,7 +222,6 @@ TEST(Desktop, JudgesBackgroundTasks) {
         {task("Exec=\\scom.example.app\n"), "task-executable-misplaced()"},
         {task("Exec=/usr/libexec/com.example.app arg\n"),
          "task-executable-misplaced(/usr/libexec/com.example.app)"},
-        {task("Permissions=Internet;\n"), ""},
         {task("Permissions=Base;Audio;Camera;Microphone;BaseTask;Internet;Contacts\n"),
          "task-permission-not-allowed(Base) task-permission-not-allowed(Audio) "
          "task-permission-not-allowed(Camera) task-permission-not-allowed(Microphone) "
@@ -262,9 +252,7 @@ TEST(Desktop, JudgesAttestationAndCapabilities) {
     const std::string capabilities = "[X-Velura-Capabilities]\n";
     const std::string missing = "attestation-key-missing(ActionOnBadAttestation,Attestation)";
     expect({
-        {soundAnd(attestation), missing},
         {soundAnd(attestation + "Other=1\n"), missing},
-        {soundAnd(attestation + "ActionOnBadAttestation=None\n"), ""},
         {soundAnd(attestation + "ActionOnBadAttestation=RemoveAll\n"), ""},
         {soundAnd(attestation + "ActionOnBadAttestation=none\n"),
          "attestation-value-invalid(none,ActionOnBadAttestation)"},

@@ -1,9 +1,8 @@
 #include "kelp/core/kelp/validator/content-validator.h"
 
+#include "support/no-more-files.h"
 #include "validator/checkers/checker-fixture.h"
 #include "validator/content/elf-image.h"
-
-#include <sys/resource.h>
 
 using namespace Validator;
 
@@ -77,21 +76,15 @@ TEST_F(ContentValidatorTest, WantsQmlOnlyPackagesToBeOfNoArchitecture) {
     }
 }
 
-/// Whether an error of the system comes up that names this file, while no more files can be opened.
+/// Whether an error of the system comes up that names this file.
 template<class Judge>
-bool isRaised(const std::string &file, rlim_t mostFiles, const Judge &judge) {
-    rlimit before{};
-    ::getrlimit(RLIMIT_NOFILE, &before);
-    const rlimit limited{mostFiles, before.rlim_max};
-    ::setrlimit(RLIMIT_NOFILE, &limited);
-    bool isRaised = false;
+bool isRaised(const std::string &file, const Judge &judge) {
     try {
         judge();
     } catch (const std::system_error &error) {
-        isRaised = std::string(error.what()).find(file) != std::string::npos;
+        return std::string(error.what()).find(file) != std::string::npos;
     }
-    ::setrlimit(RLIMIT_NOFILE, &before);
-    return isRaised;
+    return false;
 }
 
 /// The machine's failures are no fault of the file, and no reason to let it pass.
@@ -114,9 +107,14 @@ TEST_F(ContentValidatorTest, SaysNothingOfAFileThatCannotBeLookedInto) {
             const std::string real = unpack(content, false, path.substr(1));
             if (!isThere)
                 std::filesystem::remove(real);
-            const auto judge = [&] { validator_->validateFile(path, real); };
-            const auto lines =
-                linesOf([&] { EXPECT_TRUE(isRaised(real, isThere ? 0 : 1024, judge)) << path << isThere; });
+            const auto lines = linesOf([&] {
+                std::optional<NoMoreFiles> limit;
+                if (isThere)
+                    limit.emplace();
+                const bool raised = isRaised(real, [&] { validator_->validateFile(path, real); });
+                limit.reset();
+                EXPECT_TRUE(raised) << path << isThere;
+            });
             EXPECT_EQ(lines, Lines()) << path << isThere;
         }
 }

