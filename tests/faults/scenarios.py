@@ -25,11 +25,24 @@ def was_refused(machine, flaw, written):
         f"Input/output error [{file}]" in written for file in files)
 
 
+# What fails for good where the log has said so, and what it leaves undone: it is for doctor, or for people, to mend.
+SETTLED = {"Failed to add client certificate|Couldn't bind": "(lost|left) (packages|sources|configuration|trusted sources)",
+           "Couldn't move /": "(lost|left) /(home|srv|usr/share/common)/",
+           "Couldn't add a package installation record": "(lost )?/var/lib/kelp/registry",
+           "Couldn't determinate actual version directory": ".*left /opt/app/"}
+
+
+def unsettled(flaws, written):
+    told = [flaw for log, flaw in SETTLED.items() if re.search(log, written)]
+    return [flaw for flaw in flaws if not any(re.match(settled, flaw) for settled in told)]
+
+
 def false_success(status, output, notes, found, wanted):
     """What a run that ended well has not done. An old version that stays is told, and the next repair takes it; of published
     files there are notes."""
-    return [] if status else [f"it says success, and {flaw}" for flaw in differences(found, wanted)
-                              if flaw.removeprefix("left ") not in (output if flaw.startswith("left /opt/app/") else notes)]
+    flaws = [] if status else [f"it says success, and {flaw}" for flaw in differences(found, wanted)
+                               if flaw.removeprefix("left ") not in (output if flaw.startswith("left /opt/app/") else notes)]
+    return unsettled(flaws, output)
 
 
 class TakeOver:
@@ -51,10 +64,7 @@ class TakeOver:
         """The flaws of a machine and what was written while they were looked for."""
         closed = [f"before the next start {flaw}" for flaw in machine.inside(closed_paths)]
         output = self._twice(machine)
-        # A binding that fails is told, never tried again, and for doctor to mend.
-        settled = "lost|left" if re.search("Failed to add client certificate|Couldn't bind", written) else "nothing"
-        flaws = [flaw for flaw in self.flaws(machine, killed)
-                 if not re.match(rf"({settled}) (packages|sources|configuration|trusted sources)\b", flaw)]
+        flaws = unsettled(self.flaws(machine, killed), written)
         # A killed machine is held to be as the undisturbed one, whose applications bear all that follows.
         return closed + (flaws or ([] if killed else self._flaws_of_survivors(machine))), output
 

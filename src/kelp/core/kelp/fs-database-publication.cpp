@@ -56,20 +56,6 @@ std::vector<fs::path> deepestFirst(const std::vector<fs::path> &directories) {
     return {directories.rbegin(), directories.rend()};
 }
 
-std::vector<fs::path> listed(const fs::path &list) {
-    return Common::exists(list) ? readPathList(list) : std::vector<fs::path>();
-}
-
-/// Whether it can be read, or is not there.
-bool isReadable(const fs::path &list) {
-    try {
-        Common::readIfExists(list);
-        return true;
-    } catch (const std::exception &) {
-        return false;
-    }
-}
-
 std::set<fs::path> parentsOf(const std::vector<fs::path> &paths) {
     std::set<fs::path> parents;
     for (const fs::path &path : paths)
@@ -115,6 +101,8 @@ void FSDatabase::generateMappings(const std::string &id) {
     } catch (const std::exception &error) {
         LogStream(LogLevel::Error) << error;
         unpublish(made);
+        // With the version the plan may go, which names them.
+        removeEmptyDirectories(deepestFirst(plan.directories));
         throw;
     }
     recordPublication(id, plan);
@@ -189,13 +177,16 @@ void FSDatabase::tryRemoveMappingsUsingCurrentDirectory(const std::string &id) {
     // The lists behind any other `current` tell of the files of whoever they belong to.
     if (!isInstalled(id))
         return;
-    const auto links = listed(pathResolver_->symlinkListFile(id, PackageSlot::Current));
-    const auto directories = listed(pathResolver_->generatedDirListFile(id, PackageSlot::Current));
+    const auto linkList = findPathList(pathResolver_->symlinkListFile(id, PackageSlot::Current));
+    const auto directoryList = findPathList(pathResolver_->generatedDirListFile(id, PackageSlot::Current));
+    const auto links = linkList.value_or(std::vector<fs::path>());
+    const auto directories = directoryList.value_or(std::vector<fs::path>());
     // The files before the directories, which have to be empty.
     PublicationPlan left{removeMappings(links, fs::absolute(pathResolver_->currentDirectory(id))), {}};
     if (!removeEmptyDirectories(directories).empty() || !left.files.empty())
         left.directories = {directories.rbegin(), directories.rend()};
-    takeBackUnlisted(id, left);
+    if (!linkList || !directoryList)
+        takeBackUnlisted(id, left);
     std::set<fs::path> places = parentsOf(targetsOf(takeBackUnfinished(id, left)));
     places.merge(parentsOf(links));
     // Raised: what names them is about to go.
@@ -212,9 +203,6 @@ void FSDatabase::tryRemoveMappingsUsingCurrentDirectory(const std::string &id) {
 /// A list that is there and cannot be read is no empty one: then what the version has to publish is taken
 /// back, as far as it can be told to be ours.
 void FSDatabase::takeBackUnlisted(const std::string &id, PublicationPlan &left) {
-    if (isReadable(pathResolver_->symlinkListFile(id, PackageSlot::Current)) &&
-        isReadable(pathResolver_->generatedDirListFile(id, PackageSlot::Current)))
-        return;
     try {
         append(left, takeBack(planOfTree(id)));
     } catch (const std::exception &error) {

@@ -3,7 +3,6 @@
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/errors/log-stream.h"
 
-#include <optional>
 #include <sstream>
 #include <string>
 
@@ -13,12 +12,8 @@ namespace Core::KELP {
 
 namespace {
 
-std::optional<std::string> readIfPossible(const fs::path &file) {
-    try {
-        return Common::readIfExists(file);
-    } catch (const Common::Error &) {
-        return std::nullopt;
-    }
+void logUnreadable(const fs::path &file) {
+    Common::LogStream(Common::LogLevel::Warning) << "Couldn't open file: " << file;
 }
 
 std::vector<fs::path> pathsIn(const std::string &content) {
@@ -37,13 +32,23 @@ std::vector<fs::path> requirePathList(const fs::path &file) {
 }
 
 std::vector<fs::path> readPathList(const fs::path &file) {
-    const std::optional<std::string> content = readIfPossible(file);
-    // Nothing to go by, nothing to remove: a list that cannot be read takes nothing from the system.
-    if (!content) {
-        Common::LogStream(Common::LogLevel::Warning) << "Couldn't open file: " << file;
-        return {};
+    try {
+        if (const auto content = Common::readIfExists(file))
+            return pathsIn(*content);
+    } catch (const Common::Error &) {
+        // As an absent one: nothing to go by, nothing to remove.
     }
-    return pathsIn(*content);
+    logUnreadable(file);
+    return {};
+}
+
+std::optional<std::vector<fs::path>> findPathList(const fs::path &file) {
+    try {
+        return requirePathList(file);
+    } catch (const Common::Error &) {
+        logUnreadable(file);
+        return std::nullopt;
+    }
 }
 
 void writePathList(const fs::path &file, const std::vector<fs::path> &paths, Common::Durability durability) {

@@ -3,6 +3,7 @@
 #include "kelp/core/common/files/durable-file.h"
 
 #include <filesystem>
+#include <optional>
 #include <vector>
 
 namespace Core::KELP {
@@ -15,6 +16,10 @@ std::vector<std::filesystem::path> readPathList(const std::filesystem::path &fil
 /// The same; none where there is no file. Raises as Common::readIfExists() does: for whoever concludes
 /// something from what is on no list.
 std::vector<std::filesystem::path> requirePathList(const std::filesystem::path &file);
+
+/// The same of a list that may be absent, which is empty; nothing for one that is there and cannot be read,
+/// which is logged.
+std::optional<std::vector<std::filesystem::path>> findPathList(const std::filesystem::path &file);
 
 /// Replaces the list in one step, as Common::replaceFile() does. A path that holds a line feed
 /// is left out: read back, it would be several paths, and those could be anybody's. Raises
