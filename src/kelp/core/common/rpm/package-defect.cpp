@@ -18,7 +18,7 @@ constexpr auto leadMagic = "\xed\xab\xee\xdb"sv;
 constexpr off_t sizeOfLead = 96;
 constexpr std::size_t sizeOfIntro = 16; ///< Of a header: magic, number of entries, size of the data.
 
-off_t numberAt(const std::array<char, sizeOfIntro> &bytes, std::size_t offset) {
+off_t offsetAt(const std::array<char, sizeOfIntro> &bytes, std::size_t offset) {
     std::uint32_t number = 0;
     for (std::size_t i = offset; i < offset + 4; ++i)
         number = number << 8 | static_cast<unsigned char>(bytes[i]);
@@ -30,7 +30,7 @@ std::optional<off_t> endOfHeader(int file, off_t start) {
     std::array<char, sizeOfIntro> intro{};
     if (::pread(file, intro.data(), intro.size(), start) != std::ssize(intro))
         return std::nullopt;
-    return start + static_cast<off_t>(sizeOfIntro) + 16 * numberAt(intro, 8) + numberAt(intro, 12);
+    return start + static_cast<off_t>(sizeOfIntro) + 16 * offsetAt(intro, 8) + offsetAt(intro, 12);
 }
 
 /// Signatures, filled up to a multiple of eight, and the header behind them.
