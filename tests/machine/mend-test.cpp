@@ -92,6 +92,8 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
          // A pipe, for whose writer nobody must wait.
          {"(cd opt/app/org.example.ticker/current; rm velura.pkg; mkfifo velura.pkg)", "org.example.ticker",
           "unreadable-descriptor", false},
+         {"mkdir opt/app/left; echo timestamp=1 event=R package=left keyid=1 >>var/lib/kelp/registry", "",
+          "foreign", false},
          {sources + "\"INSERT INTO packages VALUES('gone', '.no.source.apps')\"", "gone", "orphan-binding",
           false},
          {sources + "\"UPDATE packages SET source_keyid='no' WHERE id='org.example.notes'\"",
@@ -143,17 +145,19 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
         }
     }
     EXPECT_THAT(kelpctl("history com.example.devices --json"), HasSubstr("\"event\":\"U\""));
-    // Nobody's list names them any more.
+    // Nobody's list names them any more; and the note of another's installation stays.
+    there("printf 'org.example.gone\\n1-1\\nI\\n' >var/lib/kelp/installation");
     EXPECT_EQ(kelpctl("remove org.example.ticker"), "org.example.ticker removed\n");
     EXPECT_EQ(there("find usr -path '*org.example.ticker*'; ls -d usr/bin/fox usr/bin/cub "
-                    "usr/share/common/o/* 2>&-||:"),
-              "usr/share/common/o/fox\n");
+                    "usr/share/common/o/* var/lib/kelp/installation 2>&-||:"),
+              "usr/share/common/o/fox\nvar/lib/kelp/installation\n");
 }
 
 /// What is on the machine for the package of the test, its history excepted.
-constexpr const char *traces = "(cd ${IMAGE%/*}/upper && find . -name '*org.example.sound*'); "
-                               "sqlite3 $IMAGE/var/lib/trusted-sources/db.sqlite3 \"SELECT * FROM packages "
-                               "WHERE id = 'org.example.sound'\"";
+constexpr const char *traces =
+    "(cd ${IMAGE%/*}/upper && find . -name '*org.example.sound*' -o -name installation); "
+    "sqlite3 $IMAGE/var/lib/trusted-sources/db.sqlite3 \"SELECT * FROM packages "
+    "WHERE id = 'org.example.sound'\"";
 
 TEST_F(MendTest, LetsPackagesInAndOut) {
     const std::string refused = "kelpctl: /root/sound-2.rpm: org.example.sound: ";
@@ -172,9 +176,9 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
         {sign + "K1 CN=D; touch $IMAGE/srv/1; ln -s /srv $IMAGE/opt/kelp/install", "2",
          "kelpctl: /root/sound-2.rpm: The unpacking directory is not the package manager's own: "
          "/opt/kelp/install\nstatus 2\n"},
-        {"rm $IMAGE/opt/kelp/install", "--dry-run /root/sound-2.rpm",
-         "org.example.sound 2-1 would be installed\n"},
-        {certify + "subgroup = 9" + sound, "2",
+        {"rm $IMAGE/opt/kelp/install; mkdir -p $IMAGE/opt/kelp/install/org.example.sound",
+         "--dry-run /root/sound-2.rpm", "org.example.sound 2-1 would be installed\n"},
+        {"rmdir $IMAGE/opt/kelp/install/org.example.sound && " + certify + "subgroup = 9" + sound, "2",
          refused + "The package has a developer signature with a disallowed subgroup" + status},
         {certify + "subgroup = 1, system_developer = 1" + sound, "2",
          refused + "Attempt to install a package with system developer signature" + status},
@@ -226,7 +230,7 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
         const std::string files = arguments.size() > 1 ? arguments : "/root/sound-" + arguments + ".rpm";
         EXPECT_EQ(kelpctl("install " + files), answer) << deed;
         if (answer.find("-1 installed") != answer.npos) {
-            EXPECT_THAT(doctor("org.example.sound"), IsEmpty()) << deed;
+            EXPECT_THAT(doctor(""), IsEmpty()) << deed;
         }
     }
     EXPECT_THAT(
@@ -235,12 +239,17 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
               HasSubstr(
                   "\"event\":\"U\",\"id\":\"org.example.sound\",\"key\":\"K1\",\"previous_keys\":[\"K2\"]")));
 
+    run("mkdir -p $IMAGE/var/lib/kelp/registry.next/x");
+    EXPECT_THAT(kelpctl("install --allow-downgrade /root/sound-1.rpm"), HasSubstr("see kelpctl doctor"));
+    run("rm -r $IMAGE/var/lib/kelp/registry.next; in_image kelpctl doctor --repair");
     // What could not be taken back is remembered, and holds up nobody else.
     run("mount --bind $IMAGE/usr/bin $IMAGE/usr/bin; mount -o remount,bind,ro $IMAGE/usr/bin");
+    EXPECT_THAT(kelpctl("install /root/sound-3.rpm"), HasSubstr("/usr/bin: Read-only file system"));
     EXPECT_THAT(kelpctl("remove org.example.sound"),
                 AllOf(HasSubstr("It is removed, but not all"), EndsWith(status)));
     EXPECT_THAT(kelpctl("install /root/sound-1.rpm"), HasSubstr("Couldn't take back"));
-    EXPECT_EQ(kelpctl("remove org.example.ticker"), "org.example.ticker removed\n");
+    EXPECT_THAT(run("in_image strace -qq -P /opt/app -e trace=fsync kelpctl remove org.example.ticker"),
+                AllOf(HasSubstr("fsync("), HasSubstr("org.example.ticker removed\n")));
     EXPECT_THAT(doctor("org.example.sound --json"), HasSubstr("unfinished-update"));
     run("umount $IMAGE/usr/bin; in_image kelpctl doctor --repair");
     // What cannot be looked at is not absent: the program would not be published.
@@ -255,7 +264,9 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
                 AllOf(HasSubstr("the key kelp.hook has no effect"), HasSubstr("the store is at /opt/apps")));
     run("rm $IMAGE/etc/kelp/kelp.conf");
 
-    run("rm -r $IMAGE/opt/app/org.example.reader");
+    run("cd $IMAGE/opt; mkdir -p kelp/rescued; mv app/org.example.reader kelp/rescued");
+    EXPECT_THAT(kelpctl("remove org.example.reader"), HasSubstr("non existent"));
+    run("rm -r $IMAGE/opt/kelp/rescued");
     EXPECT_THAT(kelpctl("status --check"), HasSubstr("lost"));
     EXPECT_EQ(kelpctl("remove org.example.reader"), "org.example.reader removed\n");
     EXPECT_THAT(kelpctl("status --check"), Not(HasSubstr("lost")));

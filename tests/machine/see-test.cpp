@@ -38,8 +38,8 @@ TEST_F(SeeTest, SaysHowEachApplicationStands) {
         {"mv opt/app/org.example.reader srv/; ln -s /srv/org.example.reader opt/app", "org.example.reader",
          R"("version":"0.9-3","state":"store",)"
          R"("reason":"its directory is a link, and is neither updated nor removed")"},
-        {"rm usr/bin/com.example.devices", "com.example.devices",
-         R"("version":"2.0-7","state":"damaged","reason":"a published file is missing")"},
+        {"rm -r usr/bin/com.example.devices usr/share/com.example.devices", "com.example.devices",
+         R"("version":"2.0-7","state":"damaged","reason":"2 published files are missing")"},
         {"rm opt/app/com.example.devices/current/velura.pkg", "com.example.devices",
          R"("version":"2.0-7","state":"damaged","reason":"its descriptor cannot be read")"},
         {"touch opt/app/com.example.devices/current/publication.plan", "com.example.devices",
@@ -54,7 +54,6 @@ TEST_F(SeeTest, SaysHowEachApplicationStands) {
         {"sqlite3 var/lib/trusted-sources/db.sqlite3 \"INSERT INTO packages VALUES('gone', "
          "'.no.source.apps')\"",
          "gone", R"("version":"","state":"lost","reason":"bound to a source, and nowhere")"},
-        {"mkdir opt/app/leftover", "leftover", nullptr},
         {"mv var/lib/rpm var/lib/away", "gone",
          R"("version":"","state":"unknown","reason":"bound to a source, and not all could be read that may )"
          R"(have it")"},
@@ -74,6 +73,10 @@ TEST_F(SeeTest, SaysHowEachApplicationStands) {
         EXPECT_THAT(kelpctl(look), AllOf(EndsWith("status 2\n"), HasSubstr("there is none in "))) << look;
     for (const char *deed : {"install --dry-run /etc/passwd", "remove gone"})
         EXPECT_THAT(kelpctl(deed), HasSubstr("Couldn't read the rpm database: there is none in ")) << deed;
+    there("rpm --initdb; sed -i '/com.example.devices/{h;s/event=./event=R/p;x}' var/lib/kelp/registry");
+    EXPECT_THAT(kelpctl("plan"), HasSubstr("nobody knows where com.example.devices is"));
+    there("mkdir -p opt/kelp/rescued/com.example.devices");
+    EXPECT_THAT(kelpctl("plan"), HasSubstr("nobody knows where com.example.phone is"));
 }
 
 TEST_F(SeeTest, ADamagedFileCostsWhatItAloneTells) {
@@ -108,6 +111,11 @@ TEST_F(SeeTest, TellsWhatIsOnRecordToWhoeverMayKnow) {
     };
     for (const auto &[path, answer] : rows)
         EXPECT_EQ(kelpctl("owner " + std::string(path)), answer);
+
+    // What a killed writer has written does not count.
+    there("cd var/lib/trusted-sources; sqlite3 db.sqlite3 'PRAGMA synchronous=OFF; BEGIN' 'DELETE FROM "
+          "packages' '.shell cp db.sqlite3-journal kept' COMMIT; mv kept db.sqlite3-journal");
+    EXPECT_THAT(kelpctl("info org.example.notes --json"), HasSubstr("\"source\":\"c11e"));
 
     run("chmod 700 $IMAGE/var/lib/kelp $IMAGE/var/lib/trusted-sources");
     const std::string asUser = "in_image setpriv --reuid 1000 --regid 1000 --clear-groups kelpctl ";

@@ -68,6 +68,12 @@ TEST_F(FSDatabaseTest, RemovalTakesBackWhatIsStillAMappingAndEmpty) {
     EXPECT_FALSE(fs::exists(stored("")));
     EXPECT_THAT([&] { database.remove(id); },
                 raises(ErrorCode::PackageNotExist, "Attempt to remove non existent package org.app"));
+
+    install("1-1", {});
+    prepare("2-1", {});
+    fs::create_symlink(at("usr"), stored("prev"));
+    EXPECT_THROW(database.remove(id), Common::Error) << "2-1 cannot go";
+    EXPECT_TRUE(database.isInstalled(id));
 }
 
 /// A state of a package by its three links, and what completeUpdate() makes of it.
@@ -159,7 +165,6 @@ TEST_F(FSDatabaseTest, AFailedUpdateBringsThePreviousVersionBack) {
                   "\n[I] Cleaning up generated mappings\n"
                   "[I] Recovering the previous version package corrupted by the upgrade: org.app\n");
     EXPECT_THAT(slots(), UnorderedElementsAre("1-1", "current -> 1-1"));
-    EXPECT_EQ(versionOfRecord(), "1-1");
     EXPECT_EQ(readFile(at("usr/bin/tool")), "old");
     EXPECT_EQ(readFile(at("usr/bin/stranger")), "a user's own");
     EXPECT_FALSE(fs::exists(fs::symlink_status(at("usr/bin/aaa"))));
@@ -299,6 +304,10 @@ TEST_F(FSDatabaseTest, LinksAreAbsoluteWhateverTheRootPrefixIs) {
 TEST_F(FSDatabaseTest, ACorruptedPackageIsRemovedAndTheOthersAreListed) {
     install("1-1", {{"bin/tool", "x"}});
     breakDescriptor("1-1");
+    writeFile(at("var/lib/kelp/registry"), "timestamp=2 event=R package=org.app keyid=K1\n");
+    database.packages();
+    EXPECT_TRUE(database.isInstalled(id)) << "of what was removed, nothing says that this is a package";
+    writeFile(at("var/lib/kelp/registry"), "timestamp=1 event=I package=org.app keyid=K1\n");
     auto other = stage("1-1", {});
     other.id = "org.other";
     database.install(other, extras());

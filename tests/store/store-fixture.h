@@ -57,9 +57,9 @@ protected:
         database.prepareUpdate(stage(version, files), extras());
     }
 
-    void describe(const std::string &version) const {
-        writeFile(stored(version + "/velura.pkg"),
-                  "[general]\nid=org.app\nversion=" + version + "\n[certificate]\nid=K1\nsubgroup=regular\n");
+    void describe(const std::string &version, const std::string &key = "K1") const {
+        writeFile(stored(version + "/velura.pkg"), "[general]\nid=org.app\nversion=" + version +
+                                                       "\n[certificate]\nid=" + key + "\nsubgroup=regular\n");
     }
 
     void breakDescriptor(const std::string &slot) { writeFile(stored(slot + "/velura.pkg"), "[general\n"); }
