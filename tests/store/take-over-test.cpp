@@ -290,51 +290,6 @@ TEST_F(TakeOverTest, AFileIsLinkedWhereACopyWouldBeEqual) {
     EXPECT_TRUE(fs::equivalent(entry.path / "bin/his", entry.path / "bin/too")) << "one copy is enough";
 }
 
-TEST_F(TakeOverTest, EveryStateOfATreeBecomesWhatAnInstallationMakes) {
-    const RpmPackage package(id, "1-1", "", {}, {}, "org", "app", {}, {}, {});
-    const auto linkTo = [&](const char *link, const char *version) {
-        return [=, this] { fs::create_directory_symlink(stored(version), stored(link)); };
-    };
-    const auto moved = [&] { fs::create_directories(stored("")), fs::rename(entry.path, stored("1-1")); };
-    const auto behind = [&] {
-        const PlannedFile old{at("usr/bin/old"), stored("current/bin/old")};
-        fs::create_symlink(old.source, old.target);
-        noteLeftBehind(id, {{old}, {}});
-    };
-    const auto published = [&] {
-        database.place(entry), exchange().publish(TargetExchange::Obstacles::Raise);
-    };
-    const std::vector<std::function<void()>> rows[] = {
-        {},
-        {behind},
-        {moved},
-        {moved, linkTo("next", "gone"), linkTo("current", "gone")},
-        {moved, linkTo("next", "1-1")},
-        {moved, linkTo("current", "1-1")},
-        {published},
-    };
-    for (const char *subgroup : {"regular", "mdm"}) {
-        database.install(stageAll(), extras(subgroup));
-        const auto installed = everything();
-        database.remove(id);
-        for (const auto &row : rows) {
-            SCOPED_TRACE(std::string(subgroup) + ", row " + std::to_string(&row - rows));
-            enter(stageAll(), subgroup);
-            note(package);
-            for (const auto &step : row)
-                step();
-            published();
-            const std::vector<fs::path> files = {tool, at("usr/share/org.app/sub/one")};
-            EXPECT_FALSE(database.isRecorded(id, files, {}));
-            database.record(id, files, {});
-            EXPECT_TRUE(database.isRecorded(id, files, {}));
-            EXPECT_EQ(everything(), installed);
-            exchange().takeBack();
-            database.remove(id);
-        }
-    }
-}
-
 TEST_F(TakeOverTest, UpdateAndRemovalTakeBackWhatWasPublishedAndNothingElse) {
     const fs::path foreign = at("usr/libexec/org.app/x");
     for (const char *subgroup : {"regular", "mdm"}) {
@@ -376,6 +331,18 @@ TEST_F(TakeOverTest, WhatWasLeftBehindGoesWhereItIsOursAndDead) {
     for (const char *name : {"tool", "other"})
         EXPECT_TRUE(fs::is_symlink(at("usr/bin") / name)) << name;
     EXPECT_FALSE(fs::exists(leftBehindFile(id)));
+
+    // Before a tree takes its place, nothing is current: all of it is dead, and so are links of a killed run.
+    database.remove(id);
+    enter(stageAll(), "regular");
+    fs::create_directories(stored(""));
+    for (const char *link : {"next", "current"})
+        fs::create_directory_symlink(stored("gone"), stored(link));
+    fs::create_symlink(stored("current/bin/tool"), tool);
+    noteLeftBehind(id, {{{tool, stored("current/bin/tool")}}, {}});
+    database.place(entry);
+    EXPECT_FALSE(fs::exists(fs::symlink_status(tool)));
+    EXPECT_THAT(slots(), UnorderedElementsAre("1-1", "current -> 1-1"));
 }
 
 } // namespace

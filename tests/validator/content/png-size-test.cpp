@@ -79,20 +79,13 @@ TEST_F(PngSizeTest, InflatesNothing) {
 }
 
 TEST_F(PngSizeTest, ReadsDataUrls) {
-    const std::string image = pngImage(3, 2);
+    const std::string image = pngImage(3, 2), prefix = "data:image/png;base64,";
     const std::unique_ptr<gchar, decltype(&g_free)> text(
         g_base64_encode(reinterpret_cast<const guchar *>(image.data()), image.size()), g_free);
-    const std::string pixel = text.get();
-    const std::string prefix = "data:image/png;base64,";
-    EXPECT_EQ(readPngSizeFromDataUrl(prefix + pixel).width, 3u);
-    EXPECT_EQ(readPngSizeFromDataUrl(prefix + pixel).height, 2u);
-    const std::pair<std::string, std::string> cases[] = {
-        {"", "The icon has an unsupported format"},
-        {"DATA:image/png;base64," + pixel, "The icon has an unsupported format"},
-        {prefix + "aGVsbG8gd29ybGQ=", "Failed to read PNG icon from base64: Not a PNG file"},
-        {prefix + pixel.substr(0, 30), "Failed to read PNG icon from base64: unexpected end of file"},
-    };
-    for (const auto &[url, message] : cases)
+    EXPECT_EQ(readPngSizeFromDataUrl(prefix + text.get()).height, 2u);
+    for (const auto &[url, message] :
+         {std::pair("DATA:image/png;base64,", "The icon has an unsupported format"),
+          {"data:image/png;base64,aGVsbG8gd29ybGQ=", "Failed to read PNG icon from base64: Not a PNG file"}})
         EXPECT_THAT([&] { readPngSizeFromDataUrl(url); }, raises(ErrorCode::InvalidArguments, message));
 }
 
