@@ -33,16 +33,23 @@ TEST_F(MachineTest, AMaskAndACutBindingDoNotOutliveTheirStart) {
 TEST_F(MachineTest, NeitherUsersNorPackagesMoveAnybodyElsesData) {
     run("for name in one two hostile; do install_rpms " KELP_RPMS "/org.example.$name.rpm;"
         "    sign org.example.$name developer K_$name CN=X; done;"
-        "add_user alice; add_user mallory; in_image useradd --create-home carol; cd $IMAGE;"
+        "add_user alice; add_user mallory; add_user eve; in_image useradd --create-home carol; cd $IMAGE;"
         "for path in usr/away/file usr/share/common/acme/data srv/shared/acme/common/team"
-        "    home/alice/.config/acme/common/theme home/carol/acme/common/diary home/carol/common/diary;"
+        "    home/{alice,eve}/.config/acme/common/theme home/eve/.cache/acme/common/page "
+        "home/carol/acme/common/diary home/carol/common/diary;"
         "do echo data | put_file $path; done;"
         "cd home/mallory; mkdir -p .local/share .config/acme;"
         "ln -s /home/carol .cache; ln -s /usr/share .local/share/acme; ln -s /home/carol/common "
         ".config/acme/;"
-        "for user in alice mallory; do in_image chown -hR $user /home/$user; done");
+        "cd ../eve; mkdir .cache/acme/K_one .cache/acme/K_two; ln -s /home/carol/common .config/acme/K_one;"
+        "ln -s K_one .config/acme/K_two; for key in one two; do ln -s /home/carol .cache/acme/K_$key/common; "
+        "done;"
+        "for user in alice mallory eve; do in_image chown -hR $user /home/$user; done;"
+        "cd ..; mv alice ../srv/; ln -s ../srv/alice alice");
     const std::string log = run("launch");
-    EXPECT_THAT(log, HasSubstr("[W] Not moved for a link in the way: \"/home/mallory/.cache/acme/common/\""));
+    for (const char *place : {"mallory/.cache", "eve/.config", "eve/.cache"})
+        EXPECT_THAT(log, HasSubstr("[W] Not moved for a link in the way: \"/home/" + std::string(place) +
+                                   "/acme/common/\""));
     EXPECT_THAT(log, Not(HasSubstr("[E]")));
     EXPECT_EQ(run("cd $IMAGE; find usr/away srv/shared home/carol/common home/carol/acme usr/share/common"
                   " home/alice/.config home/mallory/.config home/mallory/.local ! -type d"

@@ -14,8 +14,6 @@ namespace {
 using namespace Common::Rpm;
 using Common::ErrorCode;
 using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::UnorderedElementsAre;
 
 /// An rpm database of its own in place of the machine's; nothing but the database is ever touched.
 class TransactionTest : public testing::Test {
@@ -31,18 +29,6 @@ protected:
 
     std::string database() const { return (directory_.path() / "rpmdb").string(); }
 
-    void install(const std::string &name) {
-        rpm({"--force-debian", "--justdb", "--nodeps", "--install", package(name)});
-    }
-
-    std::vector<std::string> installed() {
-        std::vector<std::string> names;
-        Transaction(Transaction::WriteLock).forEachInstalled([&](const Reader &reader) {
-            names.push_back(reader.tag(Tag::Name));
-        });
-        return names;
-    }
-
     void rpm(const std::vector<std::string> &arguments) {
         std::string command = "rpm --dbpath '" + database() + "'";
         for (const std::string &argument : arguments)
@@ -55,29 +41,21 @@ private:
 };
 
 TEST_F(TransactionTest, ErasesWhatWasAdded) {
-    EXPECT_THAT(installed(), IsEmpty());
-    install("bare-one");
-    install("bare-two");
-    install("gzip");
-    EXPECT_THAT(installed(), UnorderedElementsAre("org.example.one", "org.example.two", "org.example.kinds"));
-
-    for (const bool isTrial : {true, false}) {
-        Transaction transaction(Transaction::WriteLock);
-        transaction.addFlags(isTrial ? RPMTRANS_FLAG_TEST : RPMTRANS_FLAG_JUSTDB);
-        transaction.addFlags(Transaction::NoPlugins); // In addition.
-        transaction.setProgressCallback();
-        transaction.forEachInstalled([&](const Reader &reader) { transaction.addErase(reader); });
-        transaction.forgetErasures();
-        transaction.forEachInstalled([&](const Reader &reader) {
-            if (reader.tag(Tag::Name) != "org.example.two")
-                transaction.addErase(reader);
-        });
-        CapturedOutput progress;
-        transaction.run();
-        EXPECT_NE(isTrial, testing::Value(progress.take(), testing::HasSubstr("org.example.one")));
-        EXPECT_EQ(installed().size(), isTrial ? 3 : 1);
-    }
-    EXPECT_THAT(installed(), ElementsAre("org.example.two"));
+    for (const char *name : {"bare-one", "bare-two"})
+        rpm({"--force-debian", "--justdb", "--nodeps", "--install", package(name)});
+    Transaction transaction(Transaction::WriteLock);
+    transaction.addFlags(RPMTRANS_FLAG_JUSTDB);
+    transaction.addFlags(Transaction::NoPlugins); // In addition.
+    transaction.forEachInstalled([&](const Reader &reader) { transaction.addErase(reader); });
+    transaction.forgetErasures();
+    transaction.forEachInstalled([&](const Reader &reader) {
+        if (reader.tag(Tag::Name) != "org.example.two")
+            transaction.addErase(reader);
+    });
+    transaction.run();
+    std::vector<std::string> names;
+    transaction.forEachInstalled([&](const Reader &reader) { names.push_back(reader.tag(Tag::Name)); });
+    EXPECT_THAT(names, ElementsAre("org.example.two"));
 }
 
 TEST_F(TransactionTest, RefusesAPackageFileAndNeedsTheDatabaseLock) {

@@ -99,30 +99,4 @@ TEST_F(UnitMoveTest, GoesOnFromWhereverItStoppedAndTakesNothingThatStays) {
     }
 }
 
-TEST_F(UnitMoveTest, FollowsNoLinkBelowTheHome) {
-    const char *const links[] = {".config", ".config/acme", ".config/acme/common", ".config/acme/K",
-                                 ".config/acme/K/common"};
-    const std::string victim = "victim/acme/common/f victim/common/f victim/f";
-    fs::create_directories(at("home"));
-    for (const char *link : links) {
-        SCOPED_TRACE(link);
-        make(victim + " real/");
-        fs::create_directory_symlink(at("real"), at("home/u")); // Root's to decide.
-        make("home/u/.config/acme/common/own home/u/.config/acme/K/common/");
-        fs::remove_all(at("home/u") / link);
-        fs::create_directory_symlink(at("victim"), at("home/u") / link);
-        const UnitMove move(at("home/u/.config/acme/common/"), at("home/u/.config/acme/K/common/"), {},
-                            Clash::IsReported);
-        try {
-            move.run();
-            ADD_FAILURE() << "went through";
-        } catch (const std::system_error &error) {
-            EXPECT_TRUE(Common::Directory::isRefusal(error)) << error.what();
-        }
-        EXPECT_THAT(tree(), testing::EndsWith(victim));
-        for (const char *path : {"home/u", "real", "victim"})
-            fs::remove_all(at(path));
-    }
-}
-
 } // namespace
