@@ -177,13 +177,13 @@ TEST_F(TakeOverTest, ApplicationsThatFitOneByOneAreTakenOverOneByOne) {
 
 TEST_F(TakeOverTest, NoScriptRunsAndChangedConfigurationComesAlong) {
     const Machine machine;
-    machine.run("add org.scripted; echo changed >$IMAGE/etc/org.scripted.conf; cd $IMAGE/etc/systemd/system; "
-                "ln -s /etc/org.scripted.conf enabled");
+    machine.run("cd $IMAGE/etc; mount --bind hosts org.sound.conf; add org.scripted; echo changed "
+                ">org.scripted.conf; ln -s /etc/org.scripted.conf systemd/system/enabled; "
+                "launch_killed_at unlinkat /etc/systemd/system");
     machine.launch();
     machine.expectArrived({"org.sound", "org.scripted"});
     EXPECT_EQ(readFile(machine.root() / "opt/app/org.scripted/1-1/etc/org.scripted.conf"), "changed\n");
-    for (const char *gone :
-         {"ran", "etc/org.scripted.conf", "etc/org.scripted.conf.rpmsave", "etc/systemd/system/enabled"})
+    for (const char *gone : {"ran", "etc/org.scripted.conf", "etc/systemd/system/enabled"})
         EXPECT_FALSE(machine.holds(gone)) << gone;
     EXPECT_TRUE(machine.isStamped());
 }
@@ -198,7 +198,6 @@ TEST_F(TakeOverTest, TheNextStartGoesByRpmAndTheDisk) {
         const char *meanwhile;
         std::string line;
     } rows[] = {
-        {killStaged, "org.app", "", moved},
         {killStaged, "org.shared", "in_image rpm --erase org.shared", moved},
         {killStaged, "org.linked", "in_image rpm --erase org.linked; put org.linked", moved},
         {killStaged, "org.twice", "put org.twice-newer --upgrade", replaced},
@@ -282,16 +281,17 @@ TEST_F(TakeOverTest, OnlyAJudgementHasAnApplicationStayForGood) {
     const std::string words = "/usr/share/org.sound/words";
     const std::string desktop = "/usr/share/applications/org.sound.desktop";
     const std::tuple<std::string, int, std::string> rows[] = {
-        {"openat EIO " + words, 3, words + ": Input/output error, in 3 starts running"},
-        {"openat EPERM " + words, 1, words + ": Operation not permitted"},
-        {"openat ENOSPC " + words, 9, "waits for the first migration"},
-        {"openat EIO " + desktop, 9, "waits for the first migration"},
-        {"newfstatat EIO /usr/share/org.sound", 9, "waits for the first migration"},
+        {"launch_failing openat EIO " + words, 3, words + ": Input/output error, in 3 starts running"},
+        {"launch_failing openat EPERM " + words, 1, words + ": Operation not permitted"},
+        {"launch_failing openat ENOSPC " + words, 9, "waits for the first migration"},
+        {"launch_failing openat EIO " + desktop, 9, "waits for the first migration"},
+        {"launch_failing newfstatat EIO /usr/share/org.sound", 9, "waits for the first migration"},
+        {"cd $IMAGE/usr/share; mv -nT org.sound 7; ln -sfT 7 org.sound; chown -h 7 org.sound; launch", 9, ""},
     };
     for (const auto &[failure, startThatJudges, reason] : rows) {
         const Machine machine;
         for (int start = 1; start <= 3; ++start) {
-            machine.run("launch_failing " + failure);
+            machine.run(failure);
             EXPECT_EQ(machine.isStamped(), start >= startThatJudges) << failure << start;
         }
         machine.expectStay({"org.sound"});

@@ -18,6 +18,11 @@ public:
     /// ErrorCode::Filesystem when that cannot be looked at.
     std::string obstacle(const std::filesystem::path &target);
 
+    /// Why no name can come to a directory or leave it, or empty: that part of obstacle().
+    const std::string &obstacleIn(const std::filesystem::path &directory) {
+        return place(directory).obstacle;
+    }
+
     /// Why the targets for which obstacle() was called do not fit on their filesystems, as links or as copies
     /// of `copiedBytes` in all, or empty. Forgets those targets. Raises as obstacle().
     std::string shortage(std::uint64_t copiedBytes);

@@ -3,6 +3,7 @@
 
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/errors/log-stream.h"
+#include "kelp/core/common/files/directory.h"
 #include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/foreign-text.h"
 #include "kelp/core/common/rpm/file-iterator.h"
@@ -27,6 +28,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <system_error>
 
 namespace fs = std::filesystem;
 
@@ -177,7 +179,10 @@ std::optional<Failure> failureOf(const Step &step) {
     } catch (const UnknownPlace &) {
         throw; // What one application claims would count as free for the others.
     } catch (const std::exception &error) {
-        return Failure{error.what(), isJudgement(Common::systemErrorOf(error))};
+        // Where a link on the way is not root's, its owner may take it away again.
+        const auto *system = dynamic_cast<const std::system_error *>(&error);
+        const bool isOfMachine = system && Common::Directory::isRefusal(*system);
+        return Failure{error.what(), !isOfMachine && isJudgement(Common::systemErrorOf(error))};
     }
 }
 
@@ -420,6 +425,10 @@ void RpmSurvey::judgeMachine(RpmCandidate &candidate) {
     for (const std::string &target : targets_[&candidate])
         if (obstacle.empty())
             obstacle = targetPlaces_.obstacle(fs::absolute(target));
+    // Those that are not published are removed in the end.
+    for (const JournalledFile &file : candidate.entry.files)
+        if (obstacle.empty())
+            obstacle = targetPlaces_.obstacleIn(fs::path(file.path).parent_path());
     if (obstacle.empty())
         obstacle = targetPlaces_.shortage(0);
     if (obstacle.empty())

@@ -19,6 +19,7 @@
 #include "kelp/core/kelp/take-over/target-exchange.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <ctime>
 #include <iterator>
 #include <ranges>
@@ -58,9 +59,29 @@ void logFailure(const std::string &id, const std::exception &error) {
     LogStream(LogLevel::Error) << error;
 }
 
+/// What the machine refuses for good must not hold up a package that rpm has forgotten: it is left and told.
+template<class Removal>
+void unlessRefused(const Removal &removal) {
+    try {
+        removal();
+    } catch (const fs::filesystem_error &error) {
+        const int reason = error.code().value();
+        if (reason != EPERM && reason != EBUSY && reason != EROFS && !Directory::isRefusal(error))
+            throw;
+        LogStream(LogLevel::Warning) << error;
+    }
+}
+
 void removeIfEmpty(const fs::path &path) {
     if (const auto parent = Directory::byLinksOfRoot(path.parent_path()))
         parent->removeIfEmpty(path.filename());
+}
+
+void removeFile(const fs::path &path) {
+    unlessRefused([&] {
+        if (const auto parent = Directory::byLinksOfRoot(path.parent_path()))
+            parent->removeFile(path.filename());
+    });
 }
 
 /// Removes the links that enable a unit which is gone.
@@ -70,8 +91,7 @@ void removeLinksTo(const std::set<std::string> &files) {
          entry.increment(error)) {
         std::error_code ignored;
         if (entry->is_symlink(ignored) && files.contains(fs::read_symlink(entry->path(), ignored).native()))
-            if (const auto parent = Directory::byLinksOfRoot(entry->path().parent_path()))
-                parent->removeFile(entry->path().filename());
+            removeFile(entry->path());
     }
 }
 
@@ -310,30 +330,31 @@ void TakeOver::clear(const JournalEntry &entry) {
         (*arrival_)(store_->packageInfo(entry.id));
 }
 
-/// Files at which nothing is published: documents, and what no mapping knows. Returns those that went.
+/// Files at which nothing is published: documents, and what no mapping knows. Returns those that are gone,
+/// also those that a killed start removed, whose links it may have left.
 std::set<std::string> TakeOver::clearFiles(const JournalEntry &entry) {
     std::set<std::size_t> published;
     for (const JournalledTarget &target : entry.targets)
         if (target.file)
             published.insert(*target.file);
-    std::set<std::string> cleared;
+    std::set<std::string> gone;
     for (std::size_t i = 0; i < entry.files.size(); ++i) {
         const JournalledFile &file = entry.files[i];
-        const auto now = published.contains(i) ? std::nullopt : Common::identityAt(file.path);
-        if (!file.identity || !now || !identities_.isSame(*file.identity, *now) || rpm_->isOwned(file.path))
+        if (!file.identity || published.contains(i))
             continue;
-        const fs::path path = file.path;
-        if (const auto parent = Directory::byLinksOfRoot(path.parent_path()))
-            if (parent->removeFile(path.filename()))
-                cleared.insert(file.path);
+        const auto now = Common::identityAt(file.path);
+        if (now && identities_.isSame(*file.identity, *now) && !rpm_->isOwned(file.path))
+            removeFile(file.path);
+        if (!mayBeThere(file.path))
+            gone.insert(file.path);
     }
-    return cleared;
+    return gone;
 }
 
 void TakeOver::clearDirectories(const JournalEntry &entry) const {
     for (const JournalledDirectory &directory : entry.directories | std::views::reverse)
         if (directory.isRecorded && !directory.isGenerated && !rpm_->isOwned(directory.path))
-            removeIfEmpty(directory.path);
+            unlessRefused([&] { removeIfEmpty(directory.path); });
 }
 
 /// What failed for one package: rpm gets it back, unless it is whole in the store or rpm has forgotten it.
