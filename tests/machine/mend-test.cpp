@@ -61,10 +61,10 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
          {"mv opt/app/org.example.notes/current opt/app/org.example.notes/next", "org.example.notes",
           "unfinished-update", true},
          {"mv opt/app/org.example.reader/current opt/app/org.example.reader/prev", "org.example.reader",
-          "unfinished-update", true},
-         {"rm opt/app/com.example.devices/current", "com.example.devices", "unfinished-update", true}},
+          "unfinished-update", true}},
         {{"cd opt/app/org.example.notes; mv current prev; ln -s /nowhere next; cd /", "org.example.notes",
           "unfinished-update", true},
+         {"rm opt/app/com.example.devices/current", "com.example.devices", "unfinished-update", true},
          {"cd opt/app/org.example.reader; mkdir 9-1; ln -s 9-1 next; cd /", "org.example.reader",
           "unfinished-update", true}},
         {{"mkdir -p opt/kelp/rescued && mv opt/app/org.example.ticker/3-1 "
@@ -120,15 +120,15 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
           "org.example.notes", "unfinished-update", false},
          {"rm -r /opt/app/org.example.ticker/3-1", "org.example.ticker", "stray", false}},
     };
-    EXPECT_THAT(doctor(""), IsEmpty());
     for (const auto &round : rounds) {
         std::string deeds;
         for (const Damage &damage : round)
-            deeds += damage.deed + '\n';
+            deeds += damage.deed + " # " + damage.kind + '\n';
         there(deeds);
         const std::string before = doctor("--json");
         const std::string left = doctor("--repair --json");
         for (const auto &[deed, id, kind, isRepairable] : round) {
+        EXPECT_EQ(before.find("\"stray\"") == before.npos, deeds.find("# stray") == deeds.npos) << before;
             const std::string found = "{\"id\":\"" + std::string(id) + "\",\"kind\":\"" + kind + "\",";
             EXPECT_THAT(before, HasSubstr(found)) << deed;
             if (!isRepairable) {
@@ -139,7 +139,6 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
         }
         if (round.front().isRepairable) {
             EXPECT_EQ(left, "{\"findings\":[]}\n") << before;
-            EXPECT_THAT(kelpctl("status --check"), Not(HasSubstr("damaged"))) << before;
         } else {
             EXPECT_THAT(kelpctl("list"), HasSubstr("org.example.notes    1.4.2-1"));
         }

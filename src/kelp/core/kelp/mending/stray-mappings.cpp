@@ -9,6 +9,7 @@
 #include "kelp/core/kelp/mappings/mapping-files.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
+#include "kelp/core/kelp/package/store-entry.h"
 #include "kelp/core/kelp/publication/left-behind.h"
 #include "kelp/core/kelp/publication/publication.h"
 
@@ -195,9 +196,16 @@ private:
     bool isUnderWay(const std::string &id) const {
         const StoredPackage *package = find(id);
         return underWay_.contains(id) || (views_.installation && views_.installation->id == id) ||
-               (package && (package->hasNext || package->hasPlan || package->isObstructed ||
-                            !package->failure.empty())) ||
-               Common::isThere(resolver_.previousDirectory(id));
+               (package && (package->hasNext || package->hasPlan || !package->failure.empty())) ||
+               Common::isThere(resolver_.previousDirectory(id)) || areListsHidden(id);
+    }
+
+    /// Without a link `current` of the package's own, nobody looks into the lists of its versions.
+    bool areListsHidden(const std::string &id) const {
+        const StoreEntry entry(resolver_, id);
+        const StoreEntry::Slot current = entry.slot(PackageSlot::Current);
+        return current.isForeign() || entry.slot(PackageSlot::Next).isForeign() ||
+               (!current.counts() && !entry.content().own.empty());
     }
 
     std::set<fs::path> readLists(const std::string &id) const {
