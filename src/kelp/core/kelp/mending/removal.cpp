@@ -84,6 +84,20 @@ void requireAllTakenBack(const std::string &id) {
     }
 }
 
+/// Somebody's directory in place of the link `current` keeps alive what was published by way of it.
+void requireNothingPublished(const IConfiguration &configuration, const std::string &id) {
+    const DatabasePathResolver resolver(configuration);
+    if (!StoreEntry(resolver, id).slot(PackageSlot::Current).isForeign())
+        return;
+    std::string stays;
+    for (const fs::path &place : placesOfMappings(configuration, id))
+        stays += (stays.empty() ? "" : ", ") + place.string();
+    if (!stays.empty())
+        throw Common::Error(Common::ErrorCode::Internal,
+                            "It is removed, but " + resolver.currentDirectory(id).string() +
+                                " is somebody else's, and what leads there stays published: " + stays);
+}
+
 void requireReadableSources(const IConfiguration &configuration) {
     try {
         SourcesView::read(configuration);
@@ -103,6 +117,16 @@ bool isLost(const IConfiguration &configuration, const std::string &id) {
     const auto last = lastRecord(id);
     return (last && last->event() != RegistryEvent::Remove) ||
            SourcesView::read(configuration).sourceOf.contains(id);
+}
+
+/// Whether the store has anything of the package's own. What somebody has put into its directory is no
+/// application, and rpm may have that.
+bool isStored(const IConfiguration &configuration, const std::string &id) {
+    const DatabasePathResolver resolver(configuration);
+    const StoreEntry entry(resolver, id);
+    return entry.slot(PackageSlot::Current).isOurs() || entry.slot(PackageSlot::Next).isOurs() ||
+           entry.slot(PackageSlot::Previous).isOurs() ||
+           !entry.content(StoreView(configuration).records().underWay(id)).own.empty();
 }
 
 /// So that the lists name all that is to go. Where that fails, it goes by the lists as they are.
@@ -147,15 +171,16 @@ std::vector<fs::path> removePackage(const IConfiguration &configuration, const s
         throw Common::Error(Common::ErrorCode::FileConflict,
                             "The directory of package " + id +
                                 " is a link: it is removed by whoever made it");
-    settle(configuration, id);
-    if (!package && !isLost(configuration, id))
+    if (!(package && isStored(configuration, id)) && !isLost(configuration, id))
         throw Common::Error(Common::ErrorCode::PackageNotExist,
                             "Attempt to remove non existent package " + id);
+    settle(configuration, id);
     // From here on there is no way back: a kill has it completed.
     Common::replaceDurably(removalFile(), id + "\n");
     Common::flushFile(removalFile().parent_path());
     std::vector<fs::path> left = completeRemoval(configuration);
     requireAllTakenBack(id);
+    requireNothingPublished(configuration, id);
     requireReadableSources(configuration);
     return left;
 }

@@ -17,6 +17,7 @@ namespace Core::KELP {
 /// for one on its way from rpm, and what the store raises. The caller holds the writers' lock.
 /// What it has published and could not be taken back is noted (left-behind.h), and raises
 /// ErrorCode::Internal when all else is done; other packages are removed meanwhile.
+/// What stays published, as somebody's directory stands in place of the link `current`, raises the same.
 /// A database of sources that cannot be read raises ErrorCode::Filesystem when all else is done.
 ///
 /// The file var/lib/kelp/removal names the package from before the first step to behind the last, so that a

@@ -258,4 +258,12 @@ void takeBackStrays(const IConfiguration &configuration, const std::string &id) 
         noteLeftBehind(id, left);
 }
 
+std::vector<fs::path> placesOfMappings(const IConfiguration &configuration, const std::string &id) {
+    std::vector<fs::path> places;
+    for (const PublishedMapping &mapping : MappingSearch(configuration, {id}).run())
+        if (mapping.id == id)
+            places.push_back(mapping.file.target);
+    return places;
+}
+
 } // namespace Core::KELP

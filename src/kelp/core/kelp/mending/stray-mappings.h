@@ -2,6 +2,7 @@
 
 #include "kelp/core/kelp/mending/finding.h"
 
+#include <filesystem>
 #include <set>
 #include <string>
 #include <vector>
@@ -26,5 +27,10 @@ std::vector<Finding> examineStrays(const IConfiguration &configuration, MachineV
 /// Takes back those of a package that has just left the store. What could not be is noted (left-behind.h).
 /// Raises ErrorCode::Filesystem when they cannot be looked for or noted.
 void takeBackStrays(const IConfiguration &configuration, const std::string &id);
+
+/// Where links and copies of a package stand, whether or not they lead anywhere. Raises
+/// ErrorCode::Filesystem when they cannot be looked for.
+std::vector<std::filesystem::path> placesOfMappings(const IConfiguration &configuration,
+                                                    const std::string &id);
 
 } // namespace Core::KELP
