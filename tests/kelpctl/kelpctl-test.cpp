@@ -146,7 +146,7 @@ TEST_F(KelpCtlTest, ExitStatusesTellVerdictFromTrouble) {
           "validate sound.rpm 3>/dev/full >&3 #", "--version >/dev/full #",
           "validate --output report faulty.rpm 2>/dev/full >/dev/null #", "validate --hide scripts sound.rpm",
           "validate --hide nothing sound.rpm", "validate --os-version five sound.rpm", "explain nothing",
-          ""}},
+          "history ''", "doctor ''", "owner ''", ""}},
     };
     for (const auto &[status, lines] : rows)
         for (const std::string &arguments : lines)

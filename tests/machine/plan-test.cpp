@@ -15,9 +15,6 @@ TEST_F(PlanTest, TheLauncherDoesWhatThePlanSays) {
     const std::string staying = R"("action":"stay","reason":)";
     const std::pair<const char *, std::string> rows[] = {
         {"com.example.devices", R"("version":"2.0-7",)" + moved},
-        {"com.example.phone", R"("version":"1.0-1",)" + staying +
-                                  R"("/usr/share/icons/hicolor/86x86/apps/phone.png belongs to )"
-                                  R"(io.velura.dialer too","bytes":)"},
         {"org.example.reader",
          R"("version":"0.9-3",)" + staying + R"("no developer certificate","bytes":null})"},
         {"org.example.ticker",

@@ -105,12 +105,13 @@ TEST_F(SeeTest, ADamagedFileCostsWhatItAloneTells) {
 
 TEST_F(SeeTest, TellsWhatIsOnRecordToWhoeverMayKnow) {
     const std::pair<const char *, const char *> rows[] = {
-        {"/usr/bin/org.example.notes", "org.example.notes 1.4.2-1\n"},
-        {"/usr/bin/com.example.devices", "com.example.devices 2.0-7\n"},
-        {"/bin", "kelpctl: no application has published /bin\nstatus 1\n"},
+        {"owner /usr/bin/org.example.notes", "org.example.notes 1.4.2-1\n"},
+        {"owner /bin", "kelpctl: no application has published /bin\nstatus 1\n"},
+        {"files org.example.ticker", "kelpctl: Package org.example.ticker not installed\nstatus 1\n"},
     };
-    for (const auto &[path, answer] : rows)
-        EXPECT_EQ(kelpctl("owner " + std::string(path)), answer);
+    there("ln -sfn /srv opt/app/org.example.ticker/current");
+    for (const auto &[arguments, answer] : rows)
+        EXPECT_EQ(kelpctl(arguments), answer);
 
     // What a killed writer has written does not count.
     there("cd var/lib/trusted-sources; sqlite3 db.sqlite3 'PRAGMA synchronous=OFF; BEGIN' 'DELETE FROM "

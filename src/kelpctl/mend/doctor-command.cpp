@@ -80,6 +80,8 @@ Mending look(const Machine &machine, const std::set<std::string> &ids, bool isRe
 ExitStatus doctor(const DoctorArguments &arguments, std::ostream &output) {
     if (arguments.isRepair && !arguments.look.root.empty())
         throw std::runtime_error("--repair works on the running machine: chroot into an image for it");
+    if (arguments.ids.contains(""))
+        throw std::invalid_argument("This is no id of an application");
     const Machine machine(arguments.look);
     for (const std::string &remark : Core::configurationRemarks())
         std::cerr << "kelpctl: /etc/kelp/kelp.conf: " << shown(remark) << '\n';

@@ -2,13 +2,16 @@
 
 #include <CLI/CLI.hpp>
 
+#include <optional>
+#include <stdexcept>
+
 namespace KelpCtl {
 
 namespace {
 
 struct LookArguments {
     LookOptions look;
-    std::string argument;
+    std::optional<std::string> argument;
 };
 
 } // namespace
@@ -26,7 +29,11 @@ void addLookCommand(CLI::App &app, Command &command, const LookCommand &look) {
         // The machine is entered by the command and not while the line is read: another root is for the rest
         // of the process.
         command = [arguments, run](std::ostream &output) {
-            return run(Machine(arguments->look), arguments->argument, arguments->look.isJson, output);
+            // A script's variable that is empty must not ask for all.
+            if (arguments->argument == "")
+                throw std::invalid_argument("An empty argument names nothing");
+            return run(Machine(arguments->look), arguments->argument.value_or(""), arguments->look.isJson,
+                       output);
         };
     });
 }

@@ -28,10 +28,10 @@ using Core::KELP::Unread;
 /// Raises ErrorCode::PackageNotExist, and ErrorCode::Filesystem for one that could not be looked at.
 void requireInstalled(const StoreView &store, const std::string &id) {
     const auto package = store.package(id);
-    if (!package)
-        throw Common::Error(Common::ErrorCode::PackageNotExist, "Package " + id + " not installed");
-    if (!package->failure.empty())
+    if (package && !package->failure.empty())
         throw Common::Error(Common::ErrorCode::Filesystem, package->failure);
+    if (!package || package->version.empty())
+        throw Common::Error(Common::ErrorCode::PackageNotExist, "Package " + id + " not installed");
 }
 
 StoredApplication storedApplication(const Machine &machine, const std::string &id, Unread &unread) {
