@@ -221,7 +221,9 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
         {"true", "2", refused + "Attempt to downgrade the package" + status},
         {"cp $IMAGE/root/sound-2.rpm $IMAGE/root/odd.rpm; echo >>$IMAGE/root/odd.rpm", "/root/odd.rpm",
          "kelpctl: /root/odd.rpm: The payload does not match its digest" + status},
-        {"true", "/root/none.rpm",
+        {"head -c 96 $IMAGE/root/sound-2.rpm >$IMAGE/root/odd.rpm", "/root/odd.rpm /root/none.rpm",
+         "[E] /root/odd.rpm: signature hdr size(16): BAD, read returned 0\n"
+         "kelpctl: /root/odd.rpm: Couldn't read rpm package: it is cut short\n"
          "kelpctl: /root/none.rpm: Couldn't open rpm package: No such file or directory\nstatus 2\n"},
     };
     const std::string before = run(traces);
@@ -237,9 +239,7 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
     }
     EXPECT_THAT(
         kelpctl("info org.example.sound --json"),
-        AllOf(HasSubstr("\"version\":\"3-1\""), HasSubstr("\"source\":\"S1\""),
-              HasSubstr(
-                  "\"event\":\"U\",\"id\":\"org.example.sound\",\"key\":\"K1\",\"previous_keys\":[\"K2\"]")));
+        HasSubstr("\"event\":\"U\",\"id\":\"org.example.sound\",\"key\":\"K1\",\"previous_keys\":[\"K2\"]"));
 
     run("mkdir -p $IMAGE/var/lib/kelp/registry.next/x");
     EXPECT_THAT(kelpctl("install --allow-downgrade /root/sound-1.rpm"), HasSubstr("see kelpctl doctor"));

@@ -35,14 +35,18 @@ namespace {
     throw Error(ErrorCode::BadPackageFileFormat, "Couldn't read rpm package").because(reason);
 }
 
-/// By way of a descriptor, which is looked at: librpm's own open would wait for the writer of a pipe.
-std::shared_ptr<_FD_s> open(const std::filesystem::path &package) {
-    const FileDescriptor found(::open(package.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+/// librpm's own open would wait for the writer of a pipe.
+FileDescriptor openRegular(const std::filesystem::path &package) {
+    FileDescriptor found(::open(package.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat status = {};
     if (found.get() < 0 || ::fstat(found.get(), &status) != 0)
         throw Error(ErrorCode::FileNotFound, "Couldn't open rpm package", errno);
     if (!S_ISREG(status.st_mode))
         refuse(S_ISDIR(status.st_mode) ? "it is a directory" : "it is no regular file");
+    return found;
+}
+
+std::shared_ptr<_FD_s> open(const FileDescriptor &found) {
     FD_t file = Fopen(("/proc/self/fd/" + std::to_string(found.get())).c_str(), "r.ufdio");
     if (!file)
         throw Error(ErrorCode::FileNotFound, "Couldn't open rpm package", errno);
@@ -94,7 +98,9 @@ std::optional<std::string> dependencyName(const char *rendering) {
 
 Reader::Reader(const std::filesystem::path &package, Signatures signatures) {
     initialise();
-    file_ = open(package);
+    // Open while librpm reads: its messages name the file by way of the descriptor.
+    const FileDescriptor found = openRegular(package);
+    file_ = open(found);
     header_ = readHeader(file_.get(), package, signatures);
 }
 
