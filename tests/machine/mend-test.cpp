@@ -101,6 +101,7 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
         // And so is what is somebody else's, or may be.
         {{"ln -s /srv opt/app/photos", "", "foreign", false},
          {"mkdir opt/app/org.example.notes/2-1", "org.example.notes", "foreign", false},
+         {"cd var/lib/kelp; mkdir left-behind; echo >left-behind/t; cd /", "t", "unfinished-update", false},
          {"cp -a opt/app/org.example.notes/1.4.2-1 opt/app/com.example.devices/; "
           "ln -s 1.4.2-1 opt/app/com.example.devices/next",
           "com.example.devices", "unreadable-descriptor", false},
@@ -127,8 +128,8 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
         there(deeds);
         const std::string before = doctor("--json");
         const std::string left = doctor("--repair --json");
-        for (const auto &[deed, id, kind, isRepairable] : round) {
         EXPECT_EQ(before.find("\"stray\"") == before.npos, deeds.find("# stray") == deeds.npos) << before;
+        for (const auto &[deed, id, kind, isRepairable] : round) {
             const std::string found = "{\"id\":\"" + std::string(id) + "\",\"kind\":\"" + kind + "\",";
             EXPECT_THAT(before, HasSubstr(found)) << deed;
             if (!isRepairable) {

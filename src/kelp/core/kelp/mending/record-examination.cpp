@@ -179,6 +179,13 @@ private:
     }
 
     void examineLeftBehind(const std::string &id) {
+        try {
+            leftBehind(id);
+        } catch (const std::exception &) {
+            add(id, FindingKind::UnfinishedUpdate, leftBehindFile(id),
+                "cannot be read, and no version of it is installed meanwhile", {});
+            return;
+        }
         add(id, FindingKind::UnfinishedUpdate, leftBehindFile(id),
             "not all that it had published could be taken back; --repair does it",
             [id] { takeBackLeftBehind(id); });
