@@ -4,8 +4,6 @@
 
 #include <gmock/gmock.h>
 
-#include <sstream>
-
 namespace {
 
 namespace fs = std::filesystem;
@@ -27,13 +25,8 @@ protected:
 
     /// The launcher's own lines of one start. `environment` is NAME=VALUE.
     std::string launch(const std::string &environment = "A=") const {
-        std::istringstream output(run("launch " + environment));
-        std::string lines;
-        for (std::string line; std::getline(output, line);)
-            if (line.starts_with("[") && line.find("onfiguration") == line.npos &&
-                line.find("kelp.conf") == line.npos)
-                lines += line + "\n";
-        return lines;
+        return run("set -o pipefail; launch " + environment +
+                   " | sed --quiet '/onfiguration/d; /kelp.conf/d; /^\\[/p'");
     }
 
     bool holds(const std::string &path) const {

@@ -4,8 +4,6 @@
 
 #include <gmock/gmock.h>
 
-#include <sstream>
-
 namespace {
 
 namespace fs = std::filesystem;
@@ -40,21 +38,11 @@ public:
     }
 
     /// The launcher's own lines of one start.
-    std::string launch() const {
-        std::istringstream output(run("launch"));
-        std::string lines;
-        for (std::string line; std::getline(output, line);)
-            if (line.starts_with("["))
-                lines += line + "\n";
-        return lines;
-    }
+    std::string launch() const { return run("set -o pipefail; launch | sed --quiet '/^\\[/p'"); }
 
     const fs::path &root() const { return image_.root(); }
     bool holds(const std::string &path) const { return fs::exists(fs::symlink_status(root() / path)); }
     bool isStamped() const { return holds("var/lib/kelp/.migration_done"); }
-    bool isInRpm(const std::string &id) const {
-        return run("in_image rpm --query " + id + " || true").starts_with(id + "-");
-    }
 
     void expectStay(const std::vector<std::string> &ids) const {
         std::string command = "in_image rpm --query --queryformat '%{NAME}\\n'";
@@ -162,9 +150,13 @@ TEST_F(TakeOverTest, AFailureGivesItsApplicationBackAndTheOthersAreInstalledAndB
 TEST_F(TakeOverTest, ApplicationsThatFitOneByOneAreTakenOverOneByOne) {
     const Machine machine;
     machine.run(
-        "add org.one org.two org.three org.large; rm $IMAGE/tmp/*.rpm; "
+        std::string("add org.one org.two org.three org.large; ") + damageRecord +
+        "; rm $IMAGE/tmp/*.rpm; "
         "mount -o remount,size=$(($(df --output=used --block-size=1M $layers | tail -n 1) + 30))M $layers");
-    EXPECT_THAT(machine.launch(), HasSubstr("There is no room to take over org.large package"));
+    EXPECT_THAT(machine.launch(), AllOf(HasSubstr("There is no room to take over org.large package"),
+                                        HasSubstr("[W] The rpm database has records that cannot be read\n")));
+    EXPECT_FALSE(machine.holds("var/lib/kelp/.migration_skid_done"))
+        << "the record may own what would be moved";
     machine.expectArrived({"org.one", "org.two", "org.three", "org.sound"});
     machine.expectStay({"org.large"});
     EXPECT_FALSE(machine.isStamped());
@@ -201,10 +193,8 @@ TEST_F(TakeOverTest, TheNextStartGoesByRpmAndTheDisk) {
         {killStaged, "org.shared", "in_image rpm --erase org.shared", moved},
         {killStaged, "org.linked", "in_image rpm --erase org.linked; put org.linked", moved},
         {killStaged, "org.twice", "put org.twice-newer --upgrade", replaced},
-        {killPublishing, "org.app", "", moved},
         {killPublishing, "org.shared", "in_image rpm --erase org.shared", moved},
         {killPublishing, "org.linked", "in_image rpm --rebuilddb", moved},
-        {killForgotten, "org.app", "", moved},
         {killForgotten, "org.shared", "rm -r $IMAGE/opt/app/org.shared",
          " is neither in RPM nor in KELP, and nothing of it is left\n"},
         {killForgotten, "org.linked", "put org.linked --justdb", moved},
@@ -212,7 +202,7 @@ TEST_F(TakeOverTest, TheNextStartGoesByRpmAndTheDisk) {
     };
     for (const char *kill : {killStaged, killPublishing, killForgotten}) {
         const Machine machine;
-        machine.run(std::string("add org.app org.shared org.linked org.twice; ") + kill);
+        machine.run(std::string("add org.shared org.linked org.twice; ") + kill);
         for (const auto &row : rows)
             if (row.kill == kill)
                 machine.run(row.meanwhile);
@@ -326,14 +316,6 @@ TEST_F(TakeOverTest, NothingIsTouchedWithoutADatabaseThatCanBeReadAndHasRoom) {
     }
 }
 
-TEST_F(TakeOverTest, ADamagedRecordOfSomebodyElseHoldsNobodyUp) {
-    const Machine machine;
-    machine.run(damageRecord);
-    EXPECT_THAT(machine.launch(), HasSubstr("[W] The rpm database has records that cannot be read\n"));
-    machine.expectArrived({"org.sound"});
-    EXPECT_FALSE(machine.holds("var/lib/kelp/.migration_skid_done")) << "it may own what would be moved";
-}
-
 TEST_F(TakeOverTest, ARecordOfWhatTheStoreHoldsGoesOnlyWhenAllIsTheStores) {
     const Machine machine;
     machine.run("add org.app");
@@ -342,7 +324,7 @@ TEST_F(TakeOverTest, ARecordOfWhatTheStoreHoldsGoesOnlyWhenAllIsTheStores) {
     machine.run(again + "put org.sound --justdb; put org.app-newer --justdb");
     EXPECT_THAT(machine.launch(), HasSubstr("the store holds version 1-1\n"));
     machine.expectArrived({"org.sound"});
-    EXPECT_TRUE(machine.isInRpm("org.app"));
+    machine.run("in_image rpm --query org.app");
 
     machine.run(again +
                 "put org.sound --justdb; in_image ln -sf velura.pkg /opt/app/org.app/current/velura.pkg");
@@ -375,7 +357,10 @@ TEST_F(TakeOverTest, ALateArrivalGetsWhatTheOtherMigrationsDid) {
                 "echo '{\"f\": \"/usr/share/common/org.example/x\"}' | "
                 "put_file /etc/integrityd/config.d/org.sound.json; "
                 "touch $IMAGE/var/lib/kelp/.migration_{skid,integrityd}_done");
-    machine.launch();
+    // Neither a reader that goes away nor attributes that the disk does not have end it.
+    machine.run(
+        "restrictions=(strace -f --seccomp-bpf -qq -o /dev/null -e inject=listxattr:error=EOPNOTSUPP); "
+        "launch | head --lines=1");
     machine.expectArrived({"org.sound"});
     EXPECT_TRUE(machine.holds("srv/shared/org.example/KEY/common/team"));
     EXPECT_EQ(readFile(machine.root() / "opt/app/org.sound/1-1/@resources/integrityd.json"),
@@ -399,15 +384,6 @@ TEST_F(TakeOverTest, WhoHasNotGotTheLockTouchesNothing) {
               HasSubstr("[E] Asked to stop while another process changes the store: ")));
     machine.expectArrived({"org.sound"});
     EXPECT_EQ(machine.run("stat --format=%a $IMAGE/var/lib/kelp/store.lock"), "600\n");
-}
-
-TEST_F(TakeOverTest, NeitherAReaderThatGoesAwayNorMissingAttributesEndIt) {
-    const Machine machine;
-    machine.run(
-        "restrictions=(strace -f --seccomp-bpf -qq -o /dev/null -e inject=listxattr:error=EOPNOTSUPP); "
-        "launch | head --lines=1");
-    machine.expectArrived({"org.sound"});
-    EXPECT_TRUE(machine.isStamped());
 }
 
 } // namespace
