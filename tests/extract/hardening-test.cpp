@@ -17,10 +17,10 @@ using namespace std::string_literals;
 
 namespace {
 
-constexpr std::uint16_t directory = 0040755;
-constexpr std::uint16_t symlink = 0120777;
+constexpr std::uint16_t directoryMode = 0040755;
+constexpr std::uint16_t linkMode = 0120777;
 constexpr std::int32_t provides = 1047, requirements = 1049;
-const std::string share = "/usr/share/org.example.app/";
+const std::string ownShare = "/usr/share/org.example.app/";
 const std::string applications = "/usr/share/applications/";
 
 /// A package with what it adds, by their ids, to the findings on one without files or with an empty desktop
@@ -83,32 +83,32 @@ TEST_F(HardeningTest, FindsInTheFileListWhatNoHonestPackageHas) {
     const std::string desktop = "org.example.app.desktop", json = "org.example.app.json",
                       daemon = "/etc/integrityd/config.d/";
     expect({
-        {{.files = {{share, "a", 0100611}}}, "mode-half-executable"},
+        {{.files = {{ownShare, "a", 0100611}}}, "mode-half-executable"},
         {{.files = {{applications, desktop + ".desktop"}}}, "desktop-file-second"},
-        {{.files = {{applications, desktop, directory}}},
+        {{.files = {{applications, desktop, directoryMode}}},
          "directory-empty desktop-file-second desktop-file-broken"},
-        {{.files = {{applications, desktop, symlink, share + "a"}, {share, "a"}}},
+        {{.files = {{applications, desktop, linkMode, ownShare + "a"}, {ownShare, "a"}}},
          "link-exclusive-paths desktop-file-second desktop-file-broken"},
         {{.files = {{applications, desktop}}}, "desktop-file-broken"},
         {{.files = {{daemon, json + "x", 0100644, "{}"}}}, "integrity-file-second"},
         {{.files = {{daemon, json, 0100644, "{}"}}}, ""},
-        {{.files = {{share, "a\nb"}}}, "path-impossible"},
-        {{.files = {{share, "a\xff"}}}, "path-impossible"},
-        {{.files = {{share, "a", symlink, "b\x7f"}, {share, "b\x7f"}}},
+        {{.files = {{ownShare, "a\nb"}}}, "path-impossible"},
+        {{.files = {{ownShare, "a\xff"}}}, "path-impossible"},
+        {{.files = {{ownShare, "a", linkMode, "b\x7f"}, {ownShare, "b\x7f"}}},
          "link-exclusive-paths path-impossible"},
-        {{.files = {{share, "a\u00e9 \u202e"}}}, ""},
-        {{.files = {{share + deep + "a/", "a"}}}, "directories-too-many"},
-        {{.files = {{share + deep, "a"}}}, ""},
-        {{.files = {{share, "a", 0100644, "", 0, 0, "root", "cap_net_raw=ep"}}}, "file-capabilities"},
-        {{.files = {{share, "a", 0100644, "", 0, 0, "root", "cap_net_raw=ep"}}},
+        {{.files = {{ownShare, "a\u00e9 \u202e"}}}, ""},
+        {{.files = {{ownShare + deep + "a/", "a"}}}, "directories-too-many"},
+        {{.files = {{ownShare + deep, "a"}}}, ""},
+        {{.files = {{ownShare, "a", 0100644, "", 0, 0, "root", "cap_net_raw=ep"}}}, "file-capabilities"},
+        {{.files = {{ownShare, "a", 0100644, "", 0, 0, "root", "cap_net_raw=ep"}}},
          "file-capabilities-tolerated",
          Profile::Extended},
-        {{.files = {{share, "a", 0100644, "", 0, 0, "root", "="}}}, ""},
-        {{.files = {{"/usr/bin/", "d", directory, "", 0, 0, "nobody"}}},
+        {{.files = {{ownShare, "a", 0100644, "", 0, 0, "root", "="}}}, ""},
+        {{.files = {{"/usr/bin/", "d", directoryMode, "", 0, 0, "nobody"}}},
          "directory-empty owner-not-root-directory"},
-        {{.files = {{share, "d", directory, "", 0, 0, "nobody"}}},
+        {{.files = {{ownShare, "d", directoryMode, "", 0, 0, "nobody"}}},
          "directory-empty owner-not-root-own-directory"},
-        {{.files = {{share, "d", 0042755}}}, "directory-empty special-mode-bits-directory"},
+        {{.files = {{ownShare, "d", 0042755}}}, "directory-empty special-mode-bits-directory"},
         {{.files = {{"/usr/libexec/", "org.example.app"}}}, "file-in-place-of-directory"},
         {{.files = {{"/usr/bin/", "org.example.other"}}}, "name-of-another"},
         {{.files = {{"/usr/bin/", "org.example.app.task"},
@@ -148,8 +148,8 @@ TEST_F(HardeningTest, FindsInFilesWhatTheirReadersDoNotAgreeOn) {
         {withDesktopFile("Comment[he]=\u200f\u061c\u05d0"), ""},
         {withIntegrityFile(R"({"watch": []} /* {} */)"), ""},
         {withIntegrityFile(R"({"a": {"watch": 1}, "watch": []})"), ""},
-        {{.files = {{share, "a", symlink, "/outside"}}}, "link-exclusive-paths link-target-not-allowed"},
-        {{.files = {{share, "a", symlink, "/outside"}}},
+        {{.files = {{ownShare, "a", linkMode, "/outside"}}}, "link-exclusive-paths link-target-not-allowed"},
+        {{.files = {{ownShare, "a", linkMode, "/outside"}}},
          "link-exclusive-paths link-target-not-allowed link-to-nothing",
          Profile::Regular,
          false},
@@ -267,11 +267,11 @@ TEST_F(HardeningTest, ReadsOfElfFilesWhatTheLoaderReads) {
     };
     std::vector<Row> packages;
     for (const auto &[file, added] : rows)
-        packages.push_back({{.files = {{share + "lib/", "a.so", 0100644, file}}}, added});
+        packages.push_back({{.files = {{ownShare + "lib/", "a.so", 0100644, file}}}, added});
     ElfFile other = rows[0].first;
     other.header.e_machine = EM_MIPS;
-    packages.push_back({{.files = {{share + "lib/", "a.so", 0100644, other}}}, "elf-foreign-machine"});
-    packages.push_back({{.files = {{share, "data", 0100644, rows[1].first}}}, elsewhere});
+    packages.push_back({{.files = {{ownShare + "lib/", "a.so", 0100644, other}}}, "elf-foreign-machine"});
+    packages.push_back({{.files = {{ownShare, "data", 0100644, rows[1].first}}}, elsewhere});
     expect(packages);
 }
 

@@ -77,12 +77,12 @@ void execute(SQLite::Database &database, const char *sql, const Values &...value
 
 /// A transaction, or a part of the one that is open, which commits with that. The library's own leaves the
 /// transaction open when it is rolled back.
-class Step {
+class Nested {
 public:
-    explicit Step(SQLite::Database &database) : database_(&database) { database.exec("SAVEPOINT step"); }
-    Step(const Step &) = delete;
-    Step &operator=(const Step &) = delete;
-    ~Step() {
+    explicit Nested(SQLite::Database &database) : database_(&database) { database.exec("SAVEPOINT step"); }
+    Nested(const Nested &) = delete;
+    Nested &operator=(const Nested &) = delete;
+    ~Nested() {
         if (isDone_)
             return;
         // Errors are told by what made us roll back.
@@ -102,7 +102,7 @@ private:
 
 template<class... Values>
 void executeAlone(SQLite::Database &database, const char *sql, const Values &...values) {
-    Step step(database);
+    Nested step(database);
     execute(database, sql, values...);
     step.commit();
 }
@@ -162,7 +162,7 @@ void SQLiteDatabase::addSource(const Source &source) {
 
 void SQLiteDatabase::removeSource(const std::string &keyId) {
     run("Couldn't remove source from trusted sources database by key id", [&](auto &database) {
-        Step step(database);
+        Nested step(database);
         // Before the source, without which a binding may not be.
         execute(database, "DELETE FROM packages WHERE source_keyid = ?", keyId);
         execute(database, "DELETE FROM sources WHERE keyid = ?", keyId);
@@ -200,7 +200,7 @@ void SQLiteDatabase::addPackage(const std::string &packageId, const std::string 
 
 void SQLiteDatabase::bindPackage(const std::string &packageId, const Source &source) {
     run("Couldn't insert package into the trusted sources database", [&](auto &database) {
-        Step step(database);
+        Nested step(database);
         execute(database, "INSERT OR IGNORE INTO sources (keyid,subject) VALUES (?,?)", source.keyId,
                 source.subject);
         if (database.getChanges() > 0 && source.keyId == reservedSource)
@@ -219,7 +219,7 @@ void SQLiteDatabase::together(const std::function<void()> &operations) {
         operations();
         return;
     }
-    std::optional<Step> step;
+    std::optional<Nested> step;
     orRaiseInternal(message, [&] { step.emplace(*database_); });
     operations();
     orRaiseInternal(message, [&] { step->commit(); });

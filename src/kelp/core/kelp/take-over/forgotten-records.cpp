@@ -11,7 +11,7 @@ using Common::Rpm::Reader;
 using Common::Rpm::Transaction;
 
 template<class Step>
-void logged(const Step &step) {
+void unlessItRaises(const Step &step) {
     try {
         step();
     } catch (const std::exception &error) {
@@ -23,7 +23,7 @@ void run(Transaction &rpm, const std::set<std::uint32_t> &instances) {
     try {
         rpm.forEachInstalled([&](const Reader &reader) {
             if (instances.contains(Common::Rpm::databaseInstance(reader)))
-                logged([&] { rpm.addErase(reader); });
+                unlessItRaises([&] { rpm.addErase(reader); });
         });
         rpm.runOnDatabaseAlone();
     } catch (...) {
@@ -38,7 +38,7 @@ void run(Transaction &rpm, const std::set<std::uint32_t> &instances) {
 std::set<std::uint32_t> forgetRecords(Transaction &rpm, const std::set<std::uint32_t> &instances) {
     if (instances.empty())
         return {};
-    logged([&] { run(rpm, instances); });
+    unlessItRaises([&] { run(rpm, instances); });
     std::set<std::uint32_t> left;
     for (const std::uint32_t instance : instances)
         if (rpm.lookUp(instance) != Transaction::Record::Gone)

@@ -17,17 +17,17 @@ namespace Core::KELP {
 namespace {
 
 /// Without a "/" at the end, by which a look at a link would be one at what it leads to.
-fs::path plain(const fs::path &path) {
-    const fs::path normal = fs::absolute(path).lexically_normal();
-    return normal.has_filename() ? normal : normal.parent_path();
-}
-
 bool isEmpty(const fs::path &directory) {
     std::error_code error;
     return fs::is_directory(directory, error) && fs::is_empty(directory, error) && !error;
 }
 
 } // namespace
+
+fs::path plainPath(const fs::path &path) {
+    const fs::path normal = fs::absolute(path).lexically_normal();
+    return normal.has_filename() ? normal : normal.parent_path();
+}
 
 OwnDirectory::OwnDirectory(fs::path path, std::string purpose, const char *defaultName) :
     path_(std::move(path)),
@@ -39,11 +39,11 @@ OwnDirectory OwnDirectory::temporary(const IConfiguration &configuration) {
 }
 
 OwnDirectory OwnDirectory::installing(const IConfiguration &configuration) {
-    return {plain(configuration.tempDirectory()).parent_path() / "install", "unpacking", "install"};
+    return {plainPath(configuration.tempDirectory()).parent_path() / "install", "unpacking", "install"};
 }
 
 OwnDirectory OwnDirectory::rescued(const IConfiguration &configuration) {
-    return {plain(configuration.tempDirectory()).parent_path() / "rescued", "rescue", "rescued"};
+    return {plainPath(configuration.tempDirectory()).parent_path() / "rescued", "rescue", "rescued"};
 }
 
 bool OwnDirectory::isMarked() const {
@@ -52,12 +52,12 @@ bool OwnDirectory::isMarked() const {
 }
 
 bool OwnDirectory::isAtDefaultPlace() const {
-    return plain(path_) == plain(defaultPlace_);
+    return plainPath(path_) == plainPath(defaultPlace_);
 }
 
 bool OwnDirectory::isOwn() const {
     struct stat status = {};
-    if (::lstat(plain(path_).c_str(), &status) != 0)
+    if (::lstat(plainPath(path_).c_str(), &status) != 0)
         return errno == ENOENT;
     return (isAtDefaultPlace() && S_ISDIR(status.st_mode)) || isMarked() || isEmpty(path_);
 }

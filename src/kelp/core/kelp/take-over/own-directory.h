@@ -9,6 +9,9 @@ class IConfiguration;
 
 namespace Core::KELP {
 
+/// A path made absolute and normal by its words alone, without a "/" at its end.
+std::filesystem::path plainPath(const std::filesystem::path &path);
+
 /// One of the directories that the package manager keeps for itself, and empties: the machine is not ours,
 /// and what stands at such a place may be somebody's, a link to their pictures for one.
 ///

@@ -41,14 +41,14 @@ constexpr const char *capabilityAttribute = "security.capability";
 using Inode = std::pair<dev_t, ino_t>;
 
 /// An installed file that has several names.
-struct Names {
+struct FileNames {
     std::set<PlaceOnDisk> listed; ///< Those that the package lists.
     std::size_t made = 0;         ///< Those that the staged tree has added.
     fs::path copy;                ///< Where the first of them was copied to.
 };
 
 /// The files of one package that have several names.
-using LinkedFiles = std::map<Inode, Names>;
+using LinkedFiles = std::map<Inode, FileNames>;
 
 LinkedFiles linkedFilesOf(const RpmPackage &package) {
     LinkedFiles linked;
@@ -83,7 +83,7 @@ public:
     /// Gives it a further name at `target`, or copies it there. Returns whether it is the former.
     bool bring(const fs::path &target, LinkedFiles &linked) const {
         const auto found = linked.find({status_.st_dev, status_.st_ino});
-        Names *names = found == linked.end() ? nullptr : &found->second;
+        FileNames *names = found == linked.end() ? nullptr : &found->second;
         fs::create_directories(target.parent_path());
         if (isEqualToCopy(names ? names->listed.size() + names->made : 1) && linkTo(target)) {
             if (names)

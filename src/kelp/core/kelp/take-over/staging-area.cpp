@@ -27,14 +27,9 @@ constexpr const char *reserveName = ".ballast";
 /// For the descriptor, the lists, the links and the lines of the registry, with room to spare.
 constexpr std::uint64_t spaceBesideFiles = 64U << 10;
 
-fs::path plain(const fs::path &path) {
-    const fs::path normal = fs::absolute(path).lexically_normal();
-    return normal.has_filename() ? normal : normal.parent_path();
-}
-
 /// By their words alone: what does not exist yet has no other form.
 bool isWithin(const fs::path &path, const fs::path &directory) {
-    const fs::path relative = plain(path).lexically_relative(plain(directory));
+    const fs::path relative = plainPath(path).lexically_relative(plainPath(directory));
     return !relative.empty() && *relative.begin() != "..";
 }
 
