@@ -7,7 +7,6 @@
 namespace {
 
 namespace fs = std::filesystem;
-using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -72,29 +71,8 @@ TEST_F(MigrationsTest, ARemovedStampRepeatsItsMigrationHarmlessly) {
         EXPECT_EQ(run(snapshot), before) << stamp;
         EXPECT_TRUE(holds("var/lib/kelp/" + stamp));
     }
-}
-
-TEST_F(MigrationsTest, WhatTheFirstMigrationNeedsFailsItAlone) {
-    const std::string before = rpms();
-    run("mv $IMAGE/var/lib/package-signatures $IMAGE/var/lib/elsewhere");
-    EXPECT_THAT(launch(), AllOf(HasSubstr("[E] unable to open database file\n"
-                                          "[E] Couldn't complete migration: rpm_to_kelp\n"),
-                                Not(HasSubstr("skid")), Not(HasSubstr("integrityd"))));
-    EXPECT_TRUE(holds("var/lib/kelp/.migration_skid_done"));
-    EXPECT_TRUE(holds("var/lib/kelp/.migration_integrityd_done"));
-    EXPECT_THAT(run("in_image /tmp/kelp-launcher --help one two; echo status $?"),
-                AllOf(HasSubstr("Couldn't complete migration: rpm_to_kelp"), HasSubstr("status 0\n")));
-
-    run("mv $IMAGE/var/lib/elsewhere $IMAGE/var/lib/package-signatures; mkdir -p $IMAGE/opt/app; "
-        "mount -t tmpfs other $IMAGE/opt/app");
-    EXPECT_THAT(launch(), HasSubstr("[E] Couldn't move /opt/kelp/tmp/.probe to /opt/app/.probe\n"
-                                    "[E] Couldn't complete migration: rpm_to_kelp\n"));
-    EXPECT_EQ(rpms(), before);
-    EXPECT_FALSE(holds("var/lib/kelp/.migration_done"));
-
-    run("umount $IMAGE/opt/app");
-    launch();
-    EXPECT_TRUE(holds("opt/app/org.example.notes/current"));
+    run("ln -s nowhere $IMAGE/var/lib/kelp/takeover.journal");
+    EXPECT_THAT(launch(), Not(HasSubstr("'rpm_to_kelp' already"))) << "there is something to go on with";
 }
 
 TEST_F(MigrationsTest, UnusableTrustedSourcesDoNotStopTheFirstMigration) {

@@ -306,6 +306,11 @@ TEST_F(TakeOverTest, NothingIsTouchedWithoutADatabaseThatCanBeReadAndHasRoom) {
         {"cd $IMAGE/var/lib/rpm; cp rpmdb.* $IMAGE/tmp; mount -t tmpfs -o size=7M small .; "
          "cp $IMAGE/tmp/rpmdb.* $IMAGE/var/lib/rpm; launch",
          "umount $IMAGE/var/lib/rpm", "[E] There is too little free space for rpm: /var/lib/rpm\n"},
+        {"mv $IMAGE/var/lib/package-signatures $IMAGE/var/lib/away; in_image /tmp/kelp-launcher --help one",
+         "mv $IMAGE/var/lib/away $IMAGE/var/lib/package-signatures",
+         "[E] unable to open database file\n[E] Couldn't complete migration: rpm_to_kelp\n"},
+        {"mkdir -p $IMAGE/opt/app; mount -t tmpfs other $IMAGE/opt/app; launch", "umount $IMAGE/opt/app",
+         "[E] Couldn't move /opt/kelp/tmp/.probe to /opt/app/.probe\n"},
     };
     const Machine machine;
     for (const auto &[absence, end, line] : rows) {
@@ -314,6 +319,10 @@ TEST_F(TakeOverTest, NothingIsTouchedWithoutADatabaseThatCanBeReadAndHasRoom) {
         machine.run(end);
         machine.expectStay({"org.sound"});
     }
+    for (const char *stamp : {"skid", "integrityd"})
+        EXPECT_TRUE(machine.holds(std::string("var/lib/kelp/.migration_") + stamp + "_done")) << stamp;
+    machine.launch();
+    machine.expectArrived({"org.sound"});
 }
 
 TEST_F(TakeOverTest, ARecordOfWhatTheStoreHoldsGoesOnlyWhenAllIsTheStores) {
