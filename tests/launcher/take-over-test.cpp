@@ -128,13 +128,15 @@ TEST_F(TakeOverTest, WhatCouldNotBePublishedStaysInRpm) {
 
 TEST_F(TakeOverTest, AFailureGivesItsApplicationBackAndTheOthersAreInstalledAndBound) {
     for (const char *failure :
-         {"renameat2 EIO /usr/share/org.app", "rename EIO /opt/app/org.app/current/symlink.list.new"}) {
+         {"launch_failing renameat2 EIO /usr/share/org.app",
+          "sqlite3 $(signature_database) 'UPDATE certificates SET subgroup = 4 WHERE rowid = 2'; "
+          "launch_killed_at renameat2 /usr/share/applications; launch_failing renameat2 EIO "
+          "/usr/share/org.app"}) {
         const Machine machine;
         machine.run("add_user alice; add org.app; echo data | put_file /usr/share/common/org.example/data");
-        machine.run(std::string("launch_failing ") + failure);
+        machine.run(failure);
         machine.expectStay({"org.app"});
-        EXPECT_EQ(machine.run(std::string("in_image rpm --verify --nodeps org.app; ") + waiting), "")
-            << failure;
+        EXPECT_EQ(machine.run(std::string("in_image rpm --verify --nodeps org.app; ") + waiting), "");
         EXPECT_TRUE(machine.holds("usr/share/common/org.example/KEY/data"));
         machine.expectArrived({"org.sound"});
         EXPECT_EQ(machine.run("sqlite3 $IMAGE/var/lib/trusted-sources/db.sqlite3 'SELECT * FROM packages'"),

@@ -261,6 +261,9 @@ void TargetExchange::settleNames(bool keepsRpms) {
 }
 
 void TargetExchange::settleName(const Spot &spot, bool keepsRpms) const {
+    // Of a copy that was killed. Looked for first: on a read-only disk even that removal fails.
+    if (occupant(spot, Common::unfinishedCopyName) != Occupant::Nothing)
+        spot.parent.removeFile(Common::unfinishedCopyName);
     const Occupant beside = occupant(spot, spot.temporary);
     if (beside == Occupant::Nothing)
         return;
