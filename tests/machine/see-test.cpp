@@ -8,6 +8,7 @@
 namespace {
 
 using testing::AllOf;
+using testing::ContainsRegex;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
@@ -122,6 +123,13 @@ TEST_F(SeeTest, TellsWhatIsOnRecordToWhoeverMayKnow) {
     EXPECT_EQ(run(asUser + "history || echo status $?"),
               "kelpctl: Only root can read /var/lib/kelp/registry\nstatus 2\n");
     EXPECT_EQ(run(asUser + "owner /usr/bin/org.example.notes"), "org.example.notes 1.4.2-1\n");
+    there("chmod 700 opt/app/org.example.notes/1.4.2-1/bin opt/app/org.example.reader");
+    EXPECT_THAT(
+        run(asUser + "list || echo status $?"),
+        AllOf(
+            ContainsRegex("org.example.notes +1.4.2-1 +\\? +"), ContainsRegex("org.example.reader +\\? +\\?"),
+            HasSubstr("Couldn't read directory: /opt/app/org.example.notes/1.4.2-1/bin: Permission denied\n"),
+            EndsWith("status 2\n")));
 
     run("printf 'timestamp=1 event=I package=a\\033[2Jb keyid=K\\377\\n' >$IMAGE/var/lib/kelp/registry");
     EXPECT_THAT(kelpctl("history"), HasSubstr("a\\x1b[2Jb"));

@@ -49,14 +49,21 @@ std::vector<fs::path> filesOf(const Machine &machine, const std::string &id) {
     return store.publishedFiles(id).value_or(std::vector<fs::path>());
 }
 
+std::string shownSize(const StoredApplication &application) {
+    return application.bytes ? shownBytes(*application.bytes) : "?";
+}
+
 ExitStatus list(const Machine &machine, const std::string &, bool isJson, std::ostream &output) {
     Unread unread;
     json::array array;
     std::vector<std::vector<std::string>> rows = {{"APPLICATION", "VERSION", "SIZE", "ORGANISATION"}};
     for (const StoredApplication &application : storedApplications(machine.configuration(), unread)) {
         array.push_back(asJson(application));
-        rows.push_back({shown(application.package.id), shown(application.package.version),
-                        shownBytes(application.bytes), shown(application.package.value("general.orgname"))});
+        const auto &package = application.package;
+        const std::string unknown = package.failure.empty() ? "" : "?";
+        rows.push_back({shown(package.id), package.version.empty() ? unknown : shown(package.version),
+                        shownSize(application),
+                        package.information ? shown(package.value("general.orgname")) : unknown});
     }
     if (isJson)
         output << array << '\n';
@@ -77,7 +84,7 @@ void printInfo(std::ostream &output, const StoredApplication &application, const
                         {"developer's key", shown(package.value("certificate.id"))},
                         {"subgroup", shown(package.value("certificate.subgroup"))},
                         {"source", shown(source)},
-                        {"size", shownBytes(application.bytes)},
+                        {"size", shownSize(application)},
                         {"published", counted(files.size(), "file")}});
     output << '\n';
     for (const fs::path &file : files)
@@ -127,8 +134,8 @@ ExitStatus owner(const Machine &machine, const std::string &argument, bool isJso
     std::optional<Core::KELP::StoredPackage> package;
     fs::path target;
     // Any link counts as a mapping, so that the target has to lie in the store for somebody to own it.
-    if (Core::KELP::isMapping(path)) {
-        target = Core::KELP::mappingTarget(path);
+    if (const auto found = Core::KELP::findMapping(path)) {
+        target = *found;
         package = StoreView(machine.configuration())
                       .package(idOfStored(target, machine.configuration().databaseDirectory()));
     }

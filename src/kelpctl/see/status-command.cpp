@@ -34,7 +34,7 @@ json::value policyAsJson(const std::optional<Core::KELP::SourcesView> &sources) 
 json::object asJson(const MachineState &machine) {
     json::object migrations;
     for (const auto &[name, isDone] : machine.migrations)
-        migrations[name] = isDone;
+        migrations[name] = isDone ? json::value(*isDone) : json::value();
     json::array applications;
     for (const ApplicationStanding &application : machine.applications)
         applications.push_back(json::object{{"id", jsonText(application.id)},
@@ -53,7 +53,7 @@ std::string allowed(bool isAllowed) {
 void printSummary(std::ostream &output, const MachineState &machine) {
     std::vector<std::vector<std::string>> rows = {{"MIGRATION", "DONE"}};
     for (const auto &[name, isDone] : machine.migrations)
-        rows.push_back({name, isDone ? "yes" : "no"});
+        rows.push_back({name, isDone ? *isDone ? "yes" : "no" : "?"});
     printTable(output, rows);
     const auto inStore = std::ranges::count(machine.applications, Core::KELP::ApplicationState::Store,
                                             &ApplicationStanding::state);
@@ -61,8 +61,11 @@ void printSummary(std::ostream &output, const MachineState &machine) {
     if (machine.takeOvers > 0)
         printText(output, "A take-over of " + counted(machine.takeOvers, "application") +
                               " from rpm is not finished.");
-    printText(output, "Store: " + counted(static_cast<std::uintmax_t>(inStore), "whole application") + ", " +
-                          shownBytes(machine.storeBytes));
+    // Where not all could be looked at, a number would pass for that of all.
+    printText(output, "Store: " + (machine.storeBytes
+                                       ? counted(static_cast<std::uintmax_t>(inStore), "whole application") +
+                                             ", " + shownBytes(*machine.storeBytes)
+                                       : "?"));
     if (const auto &sources = machine.sources)
         printText(output, "Trusted sources: " + std::to_string(sources->sources.size()) +
                               "; packages without a source: " + allowed(sources->missingSourceAllowed) +

@@ -55,10 +55,11 @@ std::vector<StoredApplication> storedApplications(const Core::IConfiguration &co
         if (!package.failure.empty())
             unread.add(package.failure);
         // Without a current version it is not installed; status and doctor tell what has become of it.
-        if (package.version.empty())
+        if (package.version.empty() && package.failure.empty())
             continue;
         StoredApplication &application = applications.emplace_back();
-        application.bytes = store.bytes(package.id);
+        if (package.failure.empty())
+            application.bytes = unread.attempt([&] { return store.bytes(package.id); });
         if (const auto bound = sources.sourceOf.find(package.id); bound != sources.sourceOf.end()) {
             application.source = bound->second;
             application.subject = subjectOf(bound->second, sources);
@@ -70,10 +71,14 @@ std::vector<StoredApplication> storedApplications(const Core::IConfiguration &co
 
 json::object asJson(const StoredApplication &application) {
     const auto value = [&](const char *key) { return jsonText(application.package.value(key)); };
-    return {{"id", jsonText(application.package.id)}, {"version", jsonText(application.package.version)},
-            {"orgname", value("general.orgname")},    {"appname", value("general.appname")},
-            {"key", value("certificate.id")},         {"subgroup", value("certificate.subgroup")},
-            {"source", jsonText(application.source)}, {"bytes", application.bytes}};
+    json::object object = {
+        {"id", jsonText(application.package.id)}, {"version", jsonText(application.package.version)},
+        {"orgname", value("general.orgname")},    {"appname", value("general.appname")},
+        {"key", value("certificate.id")},         {"subgroup", value("certificate.subgroup")},
+        {"source", jsonText(application.source)}, {"bytes", nullptr}};
+    if (application.bytes)
+        object["bytes"] = *application.bytes;
+    return object;
 }
 
 json::array asJson(const std::vector<std::filesystem::path> &paths) {

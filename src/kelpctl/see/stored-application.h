@@ -4,6 +4,8 @@
 #include "kelp/core/kelp/inspection/store-view.h"
 #include "kelp/core/kelp/registry/registry-record.h"
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,13 +23,13 @@ namespace KelpCtl {
 /// What people see of an application in the store.
 struct StoredApplication {
     Core::KELP::StoredPackage package;
-    std::string source;  ///< The key id of its source; empty when it is bound to none.
-    std::string subject; ///< That source's subject.
-    std::uintmax_t bytes = 0;
+    std::string source;                  ///< The key id of its source; empty when it is bound to none.
+    std::string subject;                 ///< That source's subject.
+    std::optional<std::uintmax_t> bytes; ///< Nothing when not all of its files could be looked at.
 };
 
-/// Those that have a current version, by id; bound to no source where the sources cannot be read. Raises as
-/// StoreView does.
+/// Those that have a current version, by id, and those of which nobody could tell; bound to no source where
+/// the sources cannot be read. Raises as StoreView does.
 std::vector<StoredApplication> storedApplications(const Core::IConfiguration &configuration,
                                                   Core::KELP::Unread &unread);
 

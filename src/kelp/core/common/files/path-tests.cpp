@@ -40,6 +40,18 @@ bool isThere(const fs::path &path) {
     return fs::exists(fs::symlink_status(path, ignored));
 }
 
+bool lookFor(const fs::path &path) {
+    std::error_code error;
+    const fs::file_type type = fs::symlink_status(path, error).type();
+    if (type == fs::file_type::none && !provesAbsence(error.value()))
+        throw Error(ErrorCode::Filesystem, "Couldn't look for " + path.string(), error.value());
+    return type != fs::file_type::none && type != fs::file_type::not_found;
+}
+
+bool provesAbsence(int error) {
+    return error == ENOENT || error == ENOTDIR || error == ELOOP || error == ENAMETOOLONG;
+}
+
 bool isDirectory(const fs::path &path) {
     return logged([&] { return fs::status(path).type() == fs::file_type::directory; });
 }

@@ -18,6 +18,13 @@ bool isSocket(const std::filesystem::path &path);
 /// and the answer is false.
 bool isThere(const std::filesystem::path &path);
 
+/// Whether anything is there, a dangling link too: for whoever concludes something from "no". Raises
+/// ErrorCode::Filesystem "Couldn't look for PATH" where the system's answer proves nothing.
+bool lookFor(const std::filesystem::path &path);
+
+/// Whether an errno of a look at a path proves that nothing can be reached by it.
+bool provesAbsence(int error);
+
 /// Whether a directory holds nothing. Raises ErrorCode::Filesystem when `path` is no directory; a directory
 /// that cannot be read is logged and counts as not empty.
 bool isEmptyDirectory(const std::filesystem::path &path);

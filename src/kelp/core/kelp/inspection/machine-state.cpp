@@ -1,5 +1,6 @@
 #include "kelp/core/kelp/inspection/machine-state.h"
 
+#include "kelp/core/common/errors/reraise-as.h"
 #include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/places.h"
 #include "kelp/core/kelp/inspection/machine-views.h"
@@ -45,8 +46,6 @@ std::map<std::string, bool> installedBy(const std::vector<RegistryRecord> &recor
 }
 
 std::string damage(const StoredPackage &package, const PackageFiles &files) {
-    if (!package.failure.empty())
-        return package.failure;
     if (package.version.empty())
         return "no version of it is current";
     if (!package.information)
@@ -80,19 +79,40 @@ void addUnfinished(const MachineViews &views, Standings &standings) {
     }
 }
 
-/// Returns how large all of them are, in bytes. A directory without a current version is what an installation
-/// left that failed, unless it once succeeded.
-std::uintmax_t addStored(const std::vector<StoredPackage> &packages, const StoreView &store,
-                         const std::map<std::string, bool> &installed, Standings &standings) {
-    std::uintmax_t bytes = 0;
+/// Of what cannot be looked at nothing is known: it is no damage.
+std::optional<PackageFiles> filesOf(const StoredPackage &package, const StoreView &store, Unread &unread,
+                                    std::string &failure) {
+    failure = package.failure;
+    try {
+        if (failure.empty())
+            return store.files(package.id);
+    } catch (const std::exception &error) {
+        failure = Common::explainedText(error);
+    }
+    unread.add(failure);
+    return std::nullopt;
+}
+
+/// Returns how large all of them are, in bytes, where that is known. A directory without a current version is
+/// what an installation left that failed, unless it once succeeded.
+std::optional<std::uintmax_t> addStored(const std::vector<StoredPackage> &packages, const StoreView &store,
+                                        const std::map<std::string, bool> &installed, Standings &standings,
+                                        Unread &unread) {
+    std::optional<std::uintmax_t> bytes = 0;
     for (const StoredPackage &package : packages) {
-        const PackageFiles files = store.files(package.id);
-        bytes += files.bytes;
-        const auto known = installed.find(package.id);
-        if (package.version.empty() && package.failure.empty() &&
-            (known == installed.end() || !known->second))
+        std::string failure;
+        const auto files = filesOf(package, store, unread, failure);
+        if (!files) {
+            bytes.reset();
+            standings.add(package.id, package.version, ApplicationState::Unknown, failure);
             continue;
-        std::string reason = damage(package, files);
+        }
+        if (bytes)
+            *bytes += files->bytes;
+        const auto known = installed.find(package.id);
+        if (package.version.empty() && (known == installed.end() || !known->second))
+            continue;
+        std::string reason = damage(package, *files);
         const auto state = reason.empty() ? ApplicationState::Store : ApplicationState::Damaged;
         if (reason.empty() && package.isLink)
             reason = "its directory is a link, and is neither updated nor removed";
@@ -104,22 +124,27 @@ std::uintmax_t addStored(const std::vector<StoredPackage> &packages, const Store
 /// Why applications are still in rpm.
 class ReasonsOfRpm {
 public:
-    ReasonsOfRpm(const IConfiguration &configuration, bool isMigrated) :
-        configuration_(configuration), isMigrated_(isMigrated) {}
+    ReasonsOfRpm(const IConfiguration &configuration, std::optional<bool> isMigrated, Unread &unread) :
+        configuration_(configuration),
+        isMigrated_(isMigrated),
+        unread_(unread),
+        copyFailures_(unread.attempt(CopyFailures::read).value_or(std::map<std::string, CopyFailure>())) {}
 
     std::string of(const RpmRecord &record) {
         if (const auto reason = whyNotMigrated(record))
             return *reason;
         if (const auto failed = copyFailures_.find(record.id); failed != copyFailures_.end())
             return failed->second.text();
-        return isMigrated_ ? whyPassedOver(record) : "waits for the first migration";
+        if (!isMigrated_)
+            return {};
+        return *isMigrated_ ? whyPassedOver(record) : "waits for the first migration";
     }
 
 private:
     /// Found out for the first that needs it: a machine as it should be has none.
     std::string whyPassedOver(const RpmRecord &record) {
         if (!plan_)
-            plan_ = plan();
+            plan_ = unread_.attempt([&] { return planTakeOver(configuration_); }).value_or(TakeOverPlan());
         const auto planned = std::ranges::find_if(plan_->applications, [&](const PlannedTakeOver &other) {
             return other.id == record.id && other.version == record.version;
         });
@@ -129,18 +154,10 @@ private:
                                 : "could not be published: " + planned->reason;
     }
 
-    /// Without one, the others are told all the same.
-    TakeOverPlan plan() const {
-        try {
-            return planTakeOver(configuration_);
-        } catch (const std::exception &) {
-            return {};
-        }
-    }
-
     const IConfiguration &configuration_;
-    bool isMigrated_;
-    std::map<std::string, CopyFailure> copyFailures_ = CopyFailures::read();
+    std::optional<bool> isMigrated_;
+    Unread &unread_;
+    std::map<std::string, CopyFailure> copyFailures_;
     std::optional<TakeOverPlan> plan_;
 };
 
@@ -167,8 +184,9 @@ void addOthers(const std::map<std::string, bool> &installed, const SourcesView &
 bool isDone(const MigrationStamp &stamp) {
     const fs::path path = Common::belowRoot(stamp.path);
     Common::requireReadable(path);
-    std::error_code ignored;
-    return fs::exists(path, ignored) && !(stamp.pending && Common::isThere(Common::belowRoot(stamp.pending)));
+    return Common::reraiseAs(Common::ErrorCode::Filesystem, "Couldn't look for " + path.string(),
+                             [&] { return fs::exists(path); }) &&
+           !(stamp.pending && Common::lookFor(Common::belowRoot(stamp.pending)));
 }
 
 const char *nameOf(ApplicationState state) {
@@ -197,18 +215,19 @@ bool needsSomebody(ApplicationState state) {
 
 MachineState inspectMachine(const IConfiguration &configuration) {
     MachineState machine;
-    for (const MigrationStamp &stamp : migrationStamps)
-        machine.migrations.emplace_back(stamp.name, isDone(stamp));
     MachineViews views = MachineViews::read(configuration);
+    for (const MigrationStamp &stamp : migrationStamps)
+        machine.migrations.emplace_back(stamp.name, views.unread.attempt([&] { return isDone(stamp); }));
     const auto installed = installedBy(views.registry.value_or(RegistryView()).records);
     Standings standings;
     // What needs somebody stands before what is whole: an application can be both.
     addUnfinished(views, standings);
     for (const auto &[id, path] : views.rescued.value_or(std::vector<RescuedTree>()))
         standings.add(id, "", ApplicationState::Rescued, "its files are in " + path.string());
-    machine.storeBytes = addStored(views.packages.value_or(std::vector<StoredPackage>()),
-                                   StoreView(configuration), installed, standings);
-    ReasonsOfRpm reasons(configuration, machine.migrations.front().second);
+    if (views.packages)
+        machine.storeBytes =
+            addStored(*views.packages, StoreView(configuration), installed, standings, views.unread);
+    ReasonsOfRpm reasons(configuration, machine.migrations.front().second, views.unread);
     const SourcesView sources = views.sources.value_or(SourcesView());
     for (const RpmRecord &record : views.rpm.value_or(std::vector<RpmRecord>()))
         // What may be an application, as nobody knows its certificate, is told when it was one before.

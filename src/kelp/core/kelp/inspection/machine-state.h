@@ -24,7 +24,7 @@ enum class ApplicationState {
     Damaged,    ///< It is in the store, and its descriptor, its current version or a published file is not.
     Store,      ///< It is whole in the store.
     Rpm,        ///< It is in rpm.
-    Unknown,    ///< It was installed, and what may have it cannot be read.
+    Unknown,    ///< It, or what may have it, cannot be looked at.
     Lost,       ///< It was installed, by the registry or a binding to a source, and is nowhere.
 };
 
@@ -42,19 +42,21 @@ struct ApplicationStanding {
 
 /// What there is to know of a machine at one look.
 struct MachineState {
-    std::vector<std::pair<std::string, bool>> migrations; ///< By name, whether they are done.
-    std::vector<ApplicationStanding> applications;        ///< By id.
-    std::size_t takeOvers = 0;                            ///< Packages on their way from rpm into the store.
-    std::uintmax_t storeBytes = 0;
-    std::optional<SourcesView> sources; ///< Nothing when they cannot be read.
+    /// By name, whether they are done; nothing where nobody knows.
+    std::vector<std::pair<std::string, std::optional<bool>>> migrations;
+    std::vector<ApplicationStanding> applications; ///< By id.
+    std::size_t takeOvers = 0;                     ///< Packages on their way from rpm into the store.
+    std::optional<std::uintmax_t> storeBytes;      ///< Nothing when not all of it could be looked at.
+    std::optional<SourcesView> sources;            ///< Nothing when they cannot be read.
     Unread unread;
 };
 
-/// Whether the migration has left its stamp, and nothing to go on with. Raises ErrorCode::UnauthorizedAccess.
+/// Whether the migration has left its stamp, and nothing to go on with. Raises ErrorCode::UnauthorizedAccess,
+/// and ErrorCode::Filesystem where the system does not say.
 bool isDone(const MigrationStamp &stamp);
 
 /// Looks at stamps, journal, store, rpm, registry and sources, and changes nothing. What cannot be read is
-/// left out, and nothing is concluded from that. Raises as isDone() does.
+/// left out, and nothing is concluded from that.
 MachineState inspectMachine(const IConfiguration &configuration);
 
 } // namespace Core::KELP

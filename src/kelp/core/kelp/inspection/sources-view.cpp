@@ -8,7 +8,10 @@
 #include <SQLiteCpp/Database.h>
 #include <SQLiteCpp/Statement.h>
 
+#include <sqlite3.h>
+
 #include <algorithm>
+#include <array>
 
 namespace Core::KELP {
 
@@ -62,23 +65,30 @@ SourcesView readInterrupted(const std::filesystem::path &path) {
     return readAll(database);
 }
 
+/// Not so what the machine failed at: the next look may succeed.
+bool isDamage(const std::exception &error) {
+    const auto *failure = dynamic_cast<const SQLite::Exception *>(&error);
+    constexpr std::array codes = {SQLITE_ERROR, SQLITE_CORRUPT, SQLITE_NOTADB, SQLITE_MISMATCH};
+    return failure && std::ranges::find(codes, failure->getErrorCode()) != codes.end();
+}
+
 } // namespace
 
 SourcesView SourcesView::read(const IConfiguration &configuration) {
     const std::filesystem::path &path = configuration.trustedSourcesDatabasePath();
     Common::requireReadable(path);
-    std::error_code ignored;
-    if (!std::filesystem::exists(path, ignored))
-        return {};
     try {
+        if (!std::filesystem::exists(path))
+            return {};
         // A connection that may only read refuses a file that has one.
-        if (std::filesystem::exists(journalOf(path), ignored))
+        if (std::filesystem::exists(journalOf(path)))
             return readInterrupted(path);
         SQLite::Database database(path.string(), SQLite::OPEN_READONLY);
         return readAll(database);
     } catch (const std::exception &error) {
-        throw Common::Error(Common::ErrorCode::Internal, "Couldn't read the trusted sources database " +
-                                                             path.string() + ": " + error.what());
+        throw Common::Error(isDamage(error) ? Common::ErrorCode::Internal : Common::ErrorCode::Filesystem,
+                            "Couldn't read the trusted sources database " + path.string() + ": " +
+                                error.what());
     }
 }
 

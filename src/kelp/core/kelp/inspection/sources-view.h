@@ -22,7 +22,8 @@ struct SourcesView {
 
     /// Reads the database; an absent file has no rows and allows nothing. Raises
     /// ErrorCode::UnauthorizedAccess, and ErrorCode::Internal "Couldn't read the trusted sources database
-    /// PATH: REASON" for a file that is none, or is of another version.
+    /// PATH: REASON" for a file that is none, or is of another version; ErrorCode::Filesystem with the same
+    /// text when the system does not give it.
     static SourcesView read(const IConfiguration &configuration);
 };
 

@@ -37,25 +37,28 @@ std::vector<std::string> namesIn(const fs::path &directory) {
     for (fs::directory_iterator entry(directory, error), end; !error && entry != end; entry.increment(error))
         names.push_back(entry->path().filename().string());
     if (error && error != std::errc::no_such_file_or_directory)
-        throw Common::Error(Common::ErrorCode::Filesystem, "Couldn't read directory: " + directory.string());
+        throw Common::Error(Common::ErrorCode::Filesystem, "Couldn't read directory: " + directory.string(),
+                            error.value());
     std::ranges::sort(names);
     return names;
 }
 
 std::optional<PackageInformation> informationAt(const fs::path &descriptor) {
     // Told by one look: readDescriptor() would log what is no news to somebody who looks for it.
-    if (!Common::isThere(descriptor))
+    if (!Common::lookFor(descriptor))
         return std::nullopt;
     Common::requireReadable(descriptor);
     try {
         return readDescriptor(descriptor);
-    } catch (const std::exception &) {
+    } catch (const Common::Error &error) {
+        if (isFaultOfMachine(error))
+            throw;
         return std::nullopt;
     }
 }
 
 /// The published files of one package, each asked for by one call in its directory, which stays open for
-/// those that follow.
+/// those that follow. Raises where the system's answer proves nothing.
 class PublishedFiles {
 public:
     /// `directory` is the package's, `current` the link in it, and `tree` what lies there.
@@ -63,18 +66,25 @@ public:
         directory_(directory.string() + "/"), current_(current.string() + "/"), tree_(tree) {
         std::error_code error;
         version_ = fs::read_symlink(current, error).string() + "/";
+        if (error && error != std::errc::invalid_argument)
+            requireAbsence(error.value(), current);
     }
 
     /// Whether a file is there. A link that the store made has to lead to what the store has of the file;
     /// that one may be a link to anywhere itself.
     bool isThere(const fs::path &target) {
-        enter(target.parent_path());
+        if (!enter(target.parent_path()))
+            return false;
         const ssize_t size =
             ::readlinkat(place_.get(), target.filename().c_str(), text_.data(), text_.size());
-        if (size < 0)
-            return errno == EINVAL;
+        if (size < 0) {
+            if (errno == EINVAL)
+                return true;
+            requireAbsence(errno, target);
+            return false;
+        }
         const std::string_view source(text_.data(), static_cast<std::size_t>(size));
-        return !source.starts_with(directory_) || isInTree(source) || Common::isThere(source);
+        return !source.starts_with(directory_) || isInTree(source) || Common::lookFor(source);
     }
 
 private:
@@ -84,12 +94,20 @@ private:
                tree_.holds(version_ + std::string(source.substr(current_.size())));
     }
 
-    void enter(fs::path place) {
-        if (place == path_)
-            return;
-        path_ = std::move(place);
-        // Nothing is open when that is missing: then all in it are.
-        place_ = Common::FileDescriptor(::open(path_.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    /// Whether it is there; when it is missing, all in it are.
+    bool enter(fs::path place) {
+        if (place != path_) {
+            path_ = std::move(place);
+            place_ = Common::FileDescriptor(::open(path_.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+            if (place_.get() < 0)
+                requireAbsence(errno, path_);
+        }
+        return place_.get() >= 0;
+    }
+
+    static void requireAbsence(int error, const fs::path &path) {
+        if (!Common::provesAbsence(error))
+            throw Common::Error(Common::ErrorCode::Filesystem, "Couldn't look at " + path.string(), error);
     }
 
     std::string directory_;
@@ -133,17 +151,19 @@ std::optional<StoredPackage> StoreView::package(const std::string &id) const {
 
 /// A look that fails is no reason to take a package for anybody's, nor for others not to be told.
 std::optional<StoredPackage> StoreView::read(const std::string &id) const {
+    StoredPackage package;
+    package.id = id;
     try {
-        return isPackage(id) ? std::optional(details(id)) : std::nullopt;
+        if (!isPackage(id))
+            return std::nullopt;
+        addDetails(package);
     } catch (const Common::Error &error) {
         // Whoever may not look is told that of all.
         if (error.code() == Common::ErrorCategory::make(Common::ErrorCode::UnauthorizedAccess))
             throw;
-        StoredPackage package;
-        package.id = id;
         package.failure = Common::explainedText(error);
-        return package;
     }
+    return package;
 }
 
 bool StoreView::isPackage(const std::string &id) const {
@@ -162,26 +182,26 @@ bool StoreView::isPackage(const std::string &id) const {
                                   entry.slot(PackageSlot::Next).isOurs() || !entry.content().own.empty());
 }
 
-StoredPackage StoreView::details(const std::string &id) const {
+void StoreView::addDetails(StoredPackage &package) const {
+    const std::string &id = package.id;
     const DatabasePathResolver resolver(*configuration_);
     const StoreEntry entry(resolver, id);
-    StoredPackage package;
-    package.id = id;
     package.isLink = entry.kind() == StoreEntry::Kind::Link;
     const StoreEntry::Slot current = entry.slot(PackageSlot::Current);
     package.version = current.version;
     if (current.counts()) {
         Common::requireReadable(resolver.descriptorFile(id, PackageSlot::Current));
         StoreEntry::Descriptor descriptor = entry.descriptor(current.version);
+        if (!descriptor.failure.empty())
+            throw Common::Error(Common::ErrorCode::Filesystem, descriptor.failure);
         if (descriptor.state == StoreEntry::DescriptorState::Own)
             package.information = std::move(descriptor.information);
-        package.hasPlan = Common::isThere(resolver.currentDirectory(id) / publicationPlanName);
+        package.hasPlan = Common::lookFor(resolver.currentDirectory(id) / publicationPlanName);
     }
     const StoreEntry::Slot next = entry.slot(PackageSlot::Next);
     package.hasNext = next.isOurs();
     package.isObstructed =
         current.isForeign() || next.isForeign() || entry.slot(PackageSlot::Previous).isForeign();
-    return package;
 }
 
 std::optional<std::string> StoreView::versionOfRecord(const std::string &id) const {
@@ -203,7 +223,7 @@ std::optional<std::vector<fs::path>> StoreView::publishedFiles(const std::string
     Common::requireReadable(list);
     // Behind any other link is the list of somebody else.
     const bool isOurs = StoreEntry(resolver, id).slot(PackageSlot::Current).counts();
-    return isOurs && Common::isThere(list) ? std::optional(readPathList(list)) : std::nullopt;
+    return isOurs && Common::lookFor(list) ? std::optional(requirePathList(list)) : std::nullopt;
 }
 
 PackageFiles StoreView::files(const std::string &id) const {

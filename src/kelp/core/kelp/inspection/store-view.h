@@ -28,7 +28,7 @@ struct StoredPackage {
     /// One of its links is somebody's and leads anywhere: the list of what it has published may be where
     /// nobody can look.
     bool isObstructed = false;
-    std::string failure;  ///< Why it could not be looked at; then nothing else is known of it.
+    std::string failure;  ///< Why it could not be looked at; then little else is known of it.
     bool hasNext = false; ///< An update was prepared and not completed.
     bool hasPlan = false; ///< A publication was begun and not completed.
 
@@ -73,21 +73,23 @@ public:
     const RecordedPackages &records() const { return records_; }
 
     /// The files that the list of the current version says are published; nothing when there is no list.
+    /// Raises ErrorCode::Filesystem when it cannot be read.
     std::optional<std::vector<std::filesystem::path>> publishedFiles(const std::string &id) const;
 
     /// Looks at the files of a package, in the store and in the system. Nothing is missing of a package
-    /// without a list.
+    /// without a list. Raises ErrorCode::Filesystem when one look fails: then nobody knows.
     PackageFiles files(const std::string &id) const;
 
-    /// What the files of the package's directory hold, in bytes.
+    /// What the files of the package's directory hold, in bytes. Raises as files() does.
     std::uintmax_t bytes(const std::string &id) const;
 
+    /// Raises ErrorCode::Filesystem when one of them cannot be looked at.
     std::vector<RescuedTree> rescued() const;
 
 private:
     std::optional<StoredPackage> read(const std::string &id) const;
     bool isPackage(const std::string &id) const;
-    StoredPackage details(const std::string &id) const;
+    void addDetails(StoredPackage &package) const;
 
     const IConfiguration *configuration_;
     RecordedPackages records_;

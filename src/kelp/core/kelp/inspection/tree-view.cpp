@@ -1,9 +1,14 @@
 #include "kelp/core/kelp/inspection/tree-view.h"
 
+#include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/files/file-descriptor.h"
+#include "kelp/core/common/files/path-tests.h"
+
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <memory>
 #include <utility>
 
@@ -11,44 +16,65 @@ namespace Core::KELP {
 
 namespace {
 
-constexpr int directoryFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+using Common::Error;
+using Common::ErrorCode;
 
 struct CloseDirectory {
     void operator()(DIR *directory) const { ::closedir(directory); }
 };
 
+[[noreturn]] void raiseUnreadable(const std::string &path) {
+    const int reason = errno;
+    throw Error(ErrorCode::Filesystem, "Couldn't read directory: " + path, reason);
+}
+
 } // namespace
 
 TreeView::TreeView(const std::filesystem::path &directory) {
-    look(Common::FileDescriptor(::open(directory.c_str(), directoryFlags)), directory.string() + '/');
+    look(AT_FDCWD, directory.string(), 0, directory.string());
 }
 
-void TreeView::look(Common::FileDescriptor directory, const std::string &path) {
+void TreeView::look(int parent, const std::string &name, int flags, const std::string &path) {
+    Common::FileDescriptor directory(
+        ::openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | flags));
+    // It may be removed meanwhile, and may never have been there.
+    if (directory.get() < 0 && Common::provesAbsence(errno))
+        return;
+    if (directory.get() < 0)
+        raiseUnreadable(path);
     const std::unique_ptr<DIR, CloseDirectory> stream(::fdopendir(directory.get()));
     if (!stream)
-        return;
+        raiseUnreadable(path);
     // The stream owns it from now on.
     const int place = directory.release();
+    errno = 0;
     while (const dirent *entry = ::readdir(stream.get())) {
-        const std::string_view name = entry->d_name;
-        if (name == "." || name == "..")
-            continue;
-        struct stat status {};
-        status.st_mode = static_cast<mode_t>(DTTOIF(entry->d_type));
-        // Not every filesystem tells kinds with names; of directories and links nothing else counts.
-        const bool isEnough = entry->d_type == DT_DIR || entry->d_type == DT_LNK;
-        if (!isEnough && ::fstatat(place, entry->d_name, &status, AT_SYMLINK_NOFOLLOW) != 0)
-            continue;
-        if (S_ISDIR(status.st_mode)) {
-            look(Common::FileDescriptor(::openat(place, entry->d_name, directoryFlags | O_NOFOLLOW)),
-                 path + entry->d_name + '/');
-            continue;
-        }
-        paths_.insert(path + entry->d_name);
-        // What a link leads to is counted where it lies, or is not the package's at all.
-        if (S_ISREG(status.st_mode))
-            bytes_ += static_cast<std::uintmax_t>(status.st_size);
+        const std::string_view entryName = entry->d_name;
+        if (entryName != "." && entryName != "..")
+            count(place, *entry, path + '/' + entry->d_name);
+        errno = 0;
     }
+    // The end is told as a failure is, but for that.
+    if (errno != 0)
+        raiseUnreadable(path);
+}
+
+void TreeView::count(int directory, const dirent &entry, const std::string &path) {
+    struct stat status {};
+    status.st_mode = static_cast<mode_t>(DTTOIF(entry.d_type));
+    // Not every filesystem tells kinds with names; of directories and links nothing else counts.
+    const bool isEnough = entry.d_type == DT_DIR || entry.d_type == DT_LNK;
+    if (!isEnough && ::fstatat(directory, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
+        if (Common::provesAbsence(errno))
+            return;
+        throw Error(ErrorCode::Filesystem, "Couldn't look at " + path, errno);
+    }
+    if (S_ISDIR(status.st_mode))
+        return look(directory, entry.d_name, O_NOFOLLOW, path);
+    paths_.insert(path);
+    // What a link leads to is counted where it lies, or is not the package's at all.
+    if (S_ISREG(status.st_mode))
+        bytes_ += static_cast<std::uintmax_t>(status.st_size);
 }
 
 } // namespace Core::KELP

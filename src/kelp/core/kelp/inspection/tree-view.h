@@ -1,20 +1,20 @@
 #pragma once
 
-#include "kelp/core/common/files/file-descriptor.h"
-
 #include <cstdint>
 #include <filesystem>
 #include <string>
 #include <string_view>
 #include <unordered_set>
 
+struct dirent;
+
 namespace Core::KELP {
 
 /// What lay below a directory at one look, which asks once for each file: a store has ten thousands of them.
-/// What cannot be read counts as not there.
 class TreeView {
 public:
-    /// Links are not followed, but those on the way to the directory.
+    /// Links are not followed, but those on the way to the directory. One that is not there holds nothing.
+    /// Raises ErrorCode::Filesystem "Couldn't read directory: PATH" or "Couldn't look at PATH".
     explicit TreeView(const std::filesystem::path &directory);
 
     /// What the regular files hold, in bytes.
@@ -25,7 +25,8 @@ public:
     bool holds(std::string_view path) const { return paths_.contains(std::string(path)); }
 
 private:
-    void look(Common::FileDescriptor directory, const std::string &path);
+    void look(int parent, const std::string &name, int flags, const std::string &path);
+    void count(int directory, const dirent &entry, const std::string &path);
 
     std::uintmax_t bytes_ = 0;
     std::unordered_set<std::string> paths_;

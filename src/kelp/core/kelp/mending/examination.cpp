@@ -62,9 +62,12 @@ std::vector<Finding> examine(const IConfiguration &configuration, const std::set
     for (const StoredPackage &package : views.packages.value_or(std::vector<StoredPackage>()))
         if (!underWay.contains(package.id) && (ids.empty() || ids.contains(package.id)))
             add(examinePackage(configuration, package, store.records()));
-    add(views.unread.attempt([&] { return foreignEntries(store); }).value_or(std::vector<Finding>()));
-    add(examineRecords(configuration, views));
-    add(examineStrays(configuration, views, underWay, ids));
+    const auto attempt = [&](const auto &examination) {
+        add(views.unread.attempt(examination).value_or(std::vector<Finding>()));
+    };
+    attempt([&] { return foreignEntries(store); });
+    attempt([&] { return examineRecords(configuration, views); });
+    attempt([&] { return examineStrays(configuration, views, underWay, ids); });
     unread = std::move(views.unread);
     // Of one package they stay in the order in which they can be mended.
     std::ranges::stable_sort(findings, {}, &Finding::id);

@@ -148,7 +148,7 @@ public:
 private:
     bool isComplete() const {
         const auto stored = StoreView(configuration_).package(id_);
-        return stored && !stored->hasPlan && !unfinishedInstallation();
+        return stored && stored->failure.empty() && !stored->hasPlan && !unfinishedInstallation();
     }
 
     /// A dry run holds no lock, and must not touch what an installation of the package unpacks meanwhile.
@@ -196,6 +196,8 @@ private:
                                                    "takes it over");
         refuseForeign(StoreEntry(resolver_, id_).objectionTo(package_.version()));
         if (const auto found = StoreView(configuration_).package(id_)) {
+            if (!found->failure.empty())
+                throw Error(ErrorCode::Filesystem, found->failure);
             installed_ = *found;
             // With a descriptor that cannot be read there is nothing to compare: the store refuses to install
             // over it.
@@ -285,6 +287,8 @@ void completeInstallation(const IConfiguration &configuration) {
     if (!begun)
         return;
     const auto package = StoreView(configuration).package(begun->id);
+    if (package && !package->failure.empty())
+        throw Error(ErrorCode::Filesystem, package->failure);
     if (package && package->information && package->version == begun->version &&
         !recordInstallation(configuration, begun->event, *package->information))
         throw Error(ErrorCode::Filesystem, "Couldn't write the registry");

@@ -2,6 +2,7 @@
 
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/files/filesystem.h"
+#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/kelp/inspection/machine-views.h"
 #include "kelp/core/kelp/mending/installation.h"
@@ -226,6 +227,9 @@ private:
                 add(entry->path().filename().string(), FindingKind::Leftover, entry->path(),
                     "was unpacked for an installation that did not take place; --repair removes it",
                     [path = entry->path()] { Common::removeAll(path); });
+        if (error && !Common::provesAbsence(error.value()))
+            throw Common::Error(Common::ErrorCode::Filesystem,
+                                "Couldn't read directory: " + directory.path().string(), error.value());
     }
 
     /// Whoever opens the database for writing next rolls it back. One that does not begin yet belongs to a

@@ -1,11 +1,13 @@
 #include "kelp/core/kelp/package/descriptor.h"
 
 #include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/kelp/package/package-information.h"
 
 #include <boost/property_tree/ini_parser.hpp>
 #include <boost/property_tree/ptree.hpp>
 
+#include <cerrno>
 #include <sstream>
 
 namespace fs = std::filesystem;
@@ -104,6 +106,11 @@ PackageInformation readDescriptor(const fs::path &path) {
             throw Error(ErrorCode::Internal,
                         std::string("The velura.pkg file doesn't contains required key: ") + key);
     return information;
+}
+
+bool isFaultOfMachine(const std::exception &error) {
+    const int reason = Common::systemErrorOf(error);
+    return reason != 0 && reason != EINVAL && reason != ENXIO && !Common::provesAbsence(reason);
 }
 
 } // namespace Core::KELP

@@ -4,6 +4,7 @@
 #include "kelp/core/kelp/package/package-information.h"
 
 #include <array>
+#include <exception>
 #include <filesystem>
 
 namespace Core::KELP {
@@ -29,5 +30,9 @@ void ensureDescriptor(const std::filesystem::path &path, const PackageStaging &s
 /// file, when it does not parse and when one of requiredDescriptorKeys is absent; ErrorCode::Filesystem when
 /// the system cannot read a file that is there.
 PackageInformation readDescriptor(const std::filesystem::path &path);
+
+/// Whether what it raised tells of the machine, and of nothing that lies there: a pipe or a link to nowhere
+/// in the descriptor's place is for people to see to, where a read that failed may succeed the next time.
+bool isFaultOfMachine(const std::exception &error);
 
 } // namespace Core::KELP

@@ -118,10 +118,12 @@ StoreEntry::Descriptor StoreEntry::descriptor(const std::string &version) const 
             return {};
         PackageInformation information = readDescriptor(path);
         const bool isOwn = isDescriptorOf(information, id_, version);
-        return {isOwn ? DescriptorState::Own : DescriptorState::Another, std::move(information)};
+        return {isOwn ? DescriptorState::Own : DescriptorState::Another, std::move(information), {}};
     } catch (const Error &error) {
         const bool isRead = error.code() == Common::ErrorCategory::make(ErrorCode::Internal);
-        return {isRead ? DescriptorState::Malformed : DescriptorState::Unreadable, {}};
+        return {isRead ? DescriptorState::Malformed : DescriptorState::Unreadable,
+                {},
+                isFaultOfMachine(error) ? Common::explainedText(error) : std::string()};
     }
 }
 
@@ -160,13 +162,22 @@ StoreEntry::Content StoreEntry::content(const std::set<std::string> &underWay) c
 }
 
 bool StoreEntry::isNamedByDescriptor() const {
+    std::string failure;
     const auto namesIt = [&](const std::string &version) {
-        return directoryAt(directory() / version) &&
-               valueOf(descriptor(version).information, "general.id") == id_;
+        if (!directoryAt(directory() / version))
+            return false;
+        const Descriptor found = descriptor(version);
+        if (!found.failure.empty())
+            failure = found.failure;
+        return valueOf(found.information, "general.id") == id_;
     };
     // As a rule the current one does, and the others need not be read.
     const Slot current = slot(PackageSlot::Current);
-    return (current.counts() && namesIt(current.version)) || std::ranges::any_of(names(), namesIt);
+    if ((current.counts() && namesIt(current.version)) || std::ranges::any_of(names(), namesIt))
+        return true;
+    if (!failure.empty())
+        throw Error(ErrorCode::Filesystem, failure);
+    return false;
 }
 
 std::string StoreEntry::objection() const {

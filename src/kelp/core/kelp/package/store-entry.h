@@ -60,6 +60,7 @@ public:
     struct Descriptor {
         DescriptorState state = DescriptorState::Absent;
         PackageInformation information; ///< Of Own and Another.
+        std::string failure;            ///< Of Unreadable, where the machine failed.
     };
 
     /// What a package's directory holds beside the three links and the reserved names, in byte order.
@@ -82,7 +83,8 @@ public:
     /// `underWay` are versions that a note or journal names.
     Content content(const std::set<std::string> &underWay = {}) const;
 
-    /// Whether a version has a descriptor that names this package, so that no record has to know it.
+    /// Whether a version has a descriptor that names this package, so that no record has to know it. Raises
+    /// where the machine failed at one that may.
     bool isNamedByDescriptor() const;
 
     /// Why nothing can come in, be made current or go here: the entry or one of its links is somebody's, or

@@ -3,6 +3,7 @@
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/files/durable-file.h"
 #include "kelp/core/common/files/filesystem.h"
+#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/common/places.h"
 
@@ -48,7 +49,8 @@ OwnDirectory OwnDirectory::rescued(const IConfiguration &configuration) {
 
 bool OwnDirectory::isMarked() const {
     std::error_code ignored;
-    return fs::is_regular_file(fs::symlink_status(path_ / markName, ignored));
+    return Common::lookFor(path_ / markName) &&
+           fs::is_regular_file(fs::symlink_status(path_ / markName, ignored));
 }
 
 bool OwnDirectory::isAtDefaultPlace() const {
@@ -57,8 +59,11 @@ bool OwnDirectory::isAtDefaultPlace() const {
 
 bool OwnDirectory::isOwn() const {
     struct stat status = {};
-    if (::lstat(plainPath(path_).c_str(), &status) != 0)
+    if (::lstat(plainPath(path_).c_str(), &status) != 0) {
+        if (!Common::provesAbsence(errno))
+            throw Common::Error(Common::ErrorCode::Filesystem, "Couldn't look for " + path_.string(), errno);
         return errno == ENOENT;
+    }
     return (isAtDefaultPlace() && S_ISDIR(status.st_mode)) || isMarked() || isEmpty(path_);
 }
 

@@ -31,7 +31,7 @@ public:
 
     const std::filesystem::path &path() const { return path_; }
 
-    /// Whether it is ours, or would become so. What cannot be looked at is not.
+    /// Whether it is ours, or would become so. Raises ErrorCode::Filesystem "Couldn't look for PATH".
     bool isOwn() const;
 
     /// Raises ErrorCode::Filesystem "The ... directory is not the package manager's own: PATH" unless it is
