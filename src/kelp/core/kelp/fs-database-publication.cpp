@@ -63,6 +63,14 @@ std::set<fs::path> parentsOf(const std::vector<fs::path> &paths) {
     return parents;
 }
 
+/// In a handler. A descriptor that is gone must not keep a package from being updated or removed. Where the
+/// machine fails to tell what is published, the version must not go, which tells of it the next time.
+void logUnlessFaultOfMachine(const std::exception &error) {
+    if (isFaultOfMachine(error))
+        throw;
+    LogStream(LogLevel::Warning) << error;
+}
+
 void append(PublicationPlan &plan, const PublicationPlan &more) {
     plan.files.insert(plan.files.end(), more.files.begin(), more.files.end());
     plan.directories.insert(plan.directories.end(), more.directories.begin(), more.directories.end());
@@ -206,22 +214,20 @@ void FSDatabase::takeBackUnlisted(const std::string &id, PublicationPlan &left) 
     try {
         append(left, takeBack(planOfTree(id)));
     } catch (const std::exception &error) {
-        LogStream(LogLevel::Warning) << error;
+        logUnlessFaultOfMachine(error);
     }
 }
 
 /// Appends to `left` what could not be taken back.
 PublicationPlan FSDatabase::takeBackUnfinished(const std::string &id, PublicationPlan &left) {
     try {
-        if (!Common::exists(planFile(id)))
+        if (!Common::lookFor(planFile(id)))
             return {};
-        // That it fails, as for a descriptor that is gone, must not keep the package from being updated or
-        // removed.
         PublicationPlan plan = unfinishedPlan(id);
         append(left, takeBack(plan));
         return plan;
     } catch (const std::exception &error) {
-        LogStream(LogLevel::Warning) << error;
+        logUnlessFaultOfMachine(error);
         return {};
     }
 }

@@ -98,9 +98,11 @@ void requireNothingPublished(const IConfiguration &configuration, const std::str
                                 " is somebody else's, and what leads there stays published: " + stays);
 }
 
-void requireReadableSources(const IConfiguration &configuration) {
+void requireUnbound(const IConfiguration &configuration, const std::string &id) {
     try {
-        SourcesView::read(configuration);
+        // That nobody could read them may have been so for a moment.
+        if (SourcesView::read(configuration).sourceOf.contains(id))
+            TrustedSources::SQLiteDatabase(configuration).removePackage(id);
     } catch (const Common::Error &error) {
         throw Common::Error(Common::ErrorCode::Filesystem,
                             std::string("It is removed, but its binding to a source stays: ") + error.what());
@@ -181,7 +183,7 @@ std::vector<fs::path> removePackage(const IConfiguration &configuration, const s
     std::vector<fs::path> left = completeRemoval(configuration);
     requireAllTakenBack(id);
     requireNothingPublished(configuration, id);
-    requireReadableSources(configuration);
+    requireUnbound(configuration, id);
     return left;
 }
 

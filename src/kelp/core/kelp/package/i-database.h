@@ -74,7 +74,8 @@ public:
     virtual void cleanupVersionsExceptCurrent(const std::string &id) = 0;
 
     /// Takes back what the current version has published. What is no mapping any more stays. Failures are
-    /// logged; what could not be taken back is noted on disk, and raises when that fails.
+    /// logged; what could not be taken back is noted on disk, and raises when that fails. Also raises when
+    /// the machine fails to tell what is published.
     virtual void tryRemoveMappingsUsingCurrentDirectory(const std::string &id) = 0;
 };
 
