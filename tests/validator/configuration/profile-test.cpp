@@ -68,15 +68,12 @@ TEST(Config, AnswersFromTheListsOfItsProfile) {
     } cases[] = {
         {Profile::Regular, &Config::allowedLibraries, "libQt5Core.so.5(Qt_5.6)", true},
         {Profile::Regular, &Config::allowedLibraries, "libQt5Core.so.5(Qt_5_PRIVATE_API)", false},
-        {Profile::Regular, &Config::allowedQmlImports, "Halyard.Vitrine 1.0", true},
         {Profile::Regular, &Config::reservedQmlImports, "Halyard.Vitrine 1.0", true},
         {Profile::Regular, &Config::deprecatedQmlImports, "Halyard.Lipstick 1.1", false},
-        {Profile::Extended, &Config::deprecatedQmlImports, "Halyard.Lipstick 1.1", true},
         {Profile::Auth, &Config::allowedLibraries, "libudev.so.1(LIBUDEV_183)", true},
         {Profile::Extended, &Config::allowedLibraries, "libudev.so.1(LIBUDEV_183)", false},
         {Profile::MDM, &Config::allowedLibraries, "libtvklog.so.1", true},
         {Profile::Regular, &Config::allowedLibraries, "libtvklog.so.1", false},
-        {Profile::Pwa, &Config::allowedPaths, "/manifest.json", true},
         {Profile::Pwa, &Config::allowedPaths, "/usr/lib64/qt5/qml/A/qmldir", false},
         {Profile::Market, &Config::allowedPaths, "/etc/trusted-sources/a/b.pem", true},
     };

@@ -2,7 +2,6 @@
 
 #include <zlib.h>
 
-#include <algorithm>
 #include <stdexcept>
 
 namespace {
@@ -33,12 +32,7 @@ std::string pngHeader(std::uint32_t width, std::uint32_t height) {
 }
 
 std::string pngImage(std::uint32_t width, std::uint32_t height) {
-    const std::string row(std::min(width, 4096u) + 1, '\0');
-    std::string rows;
-    for (std::uint32_t y = 0; y < std::min(height, 256u); ++y)
-        rows += row;
-    return pngSignature() + pngHeader(width, height) + pngChunk("IDAT", deflated(rows)) +
-           pngChunk("IEND", "");
+    return pngSignature() + pngHeader(width, height) + pngChunk("IDAT", "no pixels") + pngChunk("IEND", "");
 }
 
 std::string deflated(std::string_view data) {

@@ -36,8 +36,7 @@ TEST_F(PngSizeTest, ReadsTheDimensionsInFrontOfTheImage) {
     const std::string header = pngSignature() + pngHeader(86, 108);
     const std::string data = pngChunk("IDAT", "no image at all");
     const std::pair<const char *, std::string> cases[] = {
-        {"an image that is damaged", header + data},
-        {"an image cut short", pngImage(86, 108).substr(0, 60)},
+        {"an image cut short", pngImage(86, 108).substr(0, 45)},
         {"chunks in front", header + pngChunk("tEXt", "Title\0x") + pngChunk("prIv", "?") + data},
         {"a damaged comment", header + pngChunk("zTXt", "not deflated") + data},
     };
