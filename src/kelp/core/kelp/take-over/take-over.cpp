@@ -131,8 +131,12 @@ void TakeOver::settle(std::vector<JournalEntry> entries) {
     for (JournalEntry &entry : entries) {
         try {
             const Header header = headers.at(entry.id);
-            if (goesOn(entry, header))
-                group.push_back({std::move(entry), header == Header::Same});
+            if (goesOn(entry, header)) {
+                // Before anything can fail that would take it back.
+                const bool isWhole =
+                    store_->isRecorded(entry.id, targetsOf(entry), generatedDirectories(entry));
+                group.push_back({std::move(entry), header == Header::Same, isWhole});
+            }
         } catch (const std::exception &error) {
             logFailure(entry.id, error);
             failure_ = failure_ ? failure_ : std::current_exception();
@@ -282,13 +286,11 @@ void TakeOver::prepare(Group &group) {
 
 void TakeOver::publish(Moving &package) {
     const JournalEntry &entry = package.entry;
-    const auto directories = generatedDirectories(entry);
-    package.isWhole = store_->isRecorded(entry.id, targetsOf(entry), directories);
     TargetExchange exchange = exchangeOf(entry);
     // With its header gone there is no way back, and what is whole was published before.
     const bool mayFail = package.hasHeader && !package.isWhole;
     exchange.publish(mayFail ? TargetExchange::Obstacles::Raise : TargetExchange::Obstacles::PassOver);
-    store_->record(entry.id, exchange.published(), directories);
+    store_->record(entry.id, exchange.published(), generatedDirectories(entry));
     package.isWhole = true;
 }
 
