@@ -68,20 +68,6 @@ TEST_F(DirectoryTest, WhatIsMadeIsLikeItsParentAlsoAfterAKill) {
     }
 }
 
-TEST_F(DirectoryTest, MovesOverNothing) {
-    writeFile(at("a/file"), "new");
-    writeFile(at("b/file"), "old");
-    fs::create_directory(at("b/empty"));
-    const Directory a(at("a"));
-    const Directory b(at("b"));
-    EXPECT_FALSE(a.move("file", b, "file"));
-    EXPECT_FALSE(a.move("file", b, "empty"));
-    EXPECT_EQ(readFile(at("b/file")), "old");
-    EXPECT_TRUE(a.move("file", b, "other"));
-    EXPECT_EQ(readFile(at("b/other")), "new");
-    EXPECT_THROW(a.move("file", b, "third"), fs::filesystem_error);
-}
-
 TEST_F(DirectoryTest, RemovesFilesAsFilesAndDirectoriesThatAreEmpty) {
     writeFile(at("d/file"), "");
     fs::create_directory(at("empty"));

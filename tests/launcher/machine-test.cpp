@@ -71,4 +71,10 @@ TEST_F(MachineTest, NeitherUsersNorPackagesMoveAnybodyElsesData) {
                 AllOf(HasSubstr("id=K_hostile\n"), Not(HasSubstr("orgname")), Not(HasSubstr("other"))));
 }
 
+TEST_F(MachineTest, NothingInAnImageCanWriteToTheMachineOfTheTests) {
+    for (const std::string path :
+         {"/proc/sys/kernel/hostname", "/sys/kernel/mm/transparent_hugepage/enabled", "/dev/kelp"})
+        EXPECT_THROW(run("in_image sh -c 'true >>\"$0\"' " + path), std::runtime_error) << path;
+}
+
 } // namespace

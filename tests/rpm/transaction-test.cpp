@@ -22,18 +22,15 @@ protected:
         // Reading the configuration would hide the macro, had it not been read by then.
         const Reader reader(package("bare-one"));
         rpmPushMacro(nullptr, "_dbpath", nullptr, database().c_str(), RMIL_CMDLINE);
-        rpm({"--initdb"});
+        rpm("--initdb");
     }
 
     void TearDown() override { rpmPopMacro(nullptr, "_dbpath"); }
 
     std::string database() const { return (directory_.path() / "rpmdb").string(); }
 
-    void rpm(const std::vector<std::string> &arguments) {
-        std::string command = "rpm --dbpath '" + database() + "'";
-        for (const std::string &argument : arguments)
-            command += " '" + argument + "'";
-        ASSERT_EQ(std::system(command.c_str()), 0) << command;
+    void rpm(const std::string &arguments) {
+        ASSERT_EQ(std::system(("rpm --dbpath '" + database() + "' " + arguments).c_str()), 0) << arguments;
     }
 
 private:
@@ -42,7 +39,7 @@ private:
 
 TEST_F(TransactionTest, ErasesWhatWasAdded) {
     for (const char *name : {"bare-one", "bare-two"})
-        rpm({"--force-debian", "--justdb", "--nodeps", "--install", package(name)});
+        rpm("--force-debian --justdb --nodeps --install '" + package(name).string() + "'");
     Transaction transaction(Transaction::WriteLock);
     transaction.addFlags(RPMTRANS_FLAG_JUSTDB);
     transaction.addFlags(Transaction::NoPlugins); // In addition.
