@@ -369,9 +369,9 @@ TEST_F(TakeOverTest, ALateArrivalGetsWhatTheOtherMigrationsDid) {
                 "put_file /etc/integrityd/config.d/org.sound.json; "
                 "touch $IMAGE/var/lib/kelp/.migration_{skid,integrityd}_done");
     // Neither a reader that goes away nor attributes that the disk does not have end it.
-    machine.run(
-        "restrictions=(strace -f --seccomp-bpf -qq -o /dev/null -e inject=listxattr:error=EOPNOTSUPP); "
-        "launch | head --lines=1");
+    machine.run("restrictions=(strace -E ASAN_OPTIONS=detect_leaks=0 -f --seccomp-bpf -qq -o /dev/null -e "
+                "inject=listxattr:error=EOPNOTSUPP); "
+                "launch | head --lines=1");
     machine.expectArrived({"org.sound"});
     EXPECT_TRUE(machine.holds("srv/shared/org.example/KEY/common/team"));
     EXPECT_EQ(readFile(machine.root() / "opt/app/org.sound/1-1/@resources/integrityd.json"),
@@ -385,7 +385,8 @@ TEST_F(TakeOverTest, WhoHasNotGotTheLockTouchesNothing) {
     EXPECT_THAT(
         machine.run(
             "waits() { launch >$1 9>&- & until grep -q Waiting $1; do sleep 0.05; done; }\n"
-            "restrictions=(strace -f -qq -o /dev/null -e inject=flock:error=ENOLCK); launch\n"
+            "restrictions=(strace -E ASAN_OPTIONS=detect_leaks=0 -f -qq -o /dev/null -e "
+            "inject=flock:error=ENOLCK); launch\n"
             "restrictions=(); kelp=$IMAGE/var/lib/kelp\n"
             "( exec 9>$kelp/store.lock; flock 9; mount --bind -o ro $kelp $kelp\n"
             "waits $IMAGE/tmp/first; pkill -x kelp-launcher; wait; cat $IMAGE/tmp/first; umount $kelp\n"
