@@ -22,7 +22,6 @@
 #include <cerrno>
 #include <ctime>
 #include <iterator>
-#include <ranges>
 
 namespace fs = std::filesystem;
 
@@ -93,6 +92,10 @@ void removeLinksTo(const std::set<std::string> &files) {
         if (entry->is_symlink(ignored) && files.contains(fs::read_symlink(entry->path(), ignored).native()))
             removeFile(entry->path());
     }
+}
+
+std::vector<JournalledDirectory> deepestFirst(const std::vector<JournalledDirectory> &directories) {
+    return {directories.rbegin(), directories.rend()};
 }
 
 std::vector<fs::path> generatedDirectories(const JournalEntry &entry) {
@@ -354,7 +357,7 @@ std::set<std::string> TakeOver::clearFiles(const JournalEntry &entry) {
 }
 
 void TakeOver::clearDirectories(const JournalEntry &entry) const {
-    for (const JournalledDirectory &directory : entry.directories | std::views::reverse)
+    for (const JournalledDirectory &directory : deepestFirst(entry.directories))
         if (directory.isRecorded && !directory.isGenerated && !rpm_->isOwned(directory.path))
             unlessRefused([&] { removeIfEmpty(directory.path); });
 }
@@ -387,7 +390,7 @@ void TakeOver::keep(const JournalEntry &entry) {
 /// it finds that rpm has the application.
 void TakeOver::takeBack(const JournalEntry &entry) {
     exchangeOf(entry).takeBack();
-    for (const JournalledDirectory &directory : entry.directories | std::views::reverse)
+    for (const JournalledDirectory &directory : deepestFirst(entry.directories))
         if (directory.isAbsent)
             removeIfEmpty(directory.path);
     Common::flushFilesystems(placesOf(entry));
