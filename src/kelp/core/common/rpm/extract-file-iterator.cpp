@@ -8,7 +8,10 @@
 #include <rpm/rpmfiles.h>
 #include <rpm/rpmio.h>
 
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <climits>
 #include <cstdlib>
 
 namespace Common::Rpm {
@@ -52,12 +55,22 @@ int firstName(rpmfiles files, int fileIndex) {
     return rpmfilesFLinks(files, fileIndex, &indexes) > 1 ? indexes[0] : fileIndex;
 }
 
+/// librpm takes as much memory for the text of a link as the header says that the link is long.
+void requireShortLinks(rpmfiles files) {
+    const rpm_count_t count = rpmfilesFC(files);
+    for (int i = 0; static_cast<rpm_count_t>(i) < count; ++i)
+        if (S_ISLNK(rpmfilesFMode(files, i)) && rpmfilesFSize(files, i) > PATH_MAX)
+            throw Error(ErrorCode::BadPackageFileFormat, "Couldn't read rpm package")
+                .because("a link of it is longer than any path");
+}
+
 /// librpm looks each file of the payload up in the header by bisection, and file by file when that finds
 /// nothing, as in a list that is not in order: for a list of a million that would take days. rpmbuild's lists
 /// are in order.
 std::shared_ptr<rpmfiles_s> searchableFileList(const Reader &reader) {
     constexpr rpm_count_t searchedAnyhow = 4096;
     std::shared_ptr<rpmfiles_s> files = reader.fileList();
+    requireShortLinks(files.get());
     const rpm_count_t count = rpmfilesFC(files.get());
     std::string last;
     for (rpm_count_t i = 0; count > searchedAnyhow && i < count; ++i) {
