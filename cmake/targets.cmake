@@ -1,11 +1,12 @@
-# kelp_library(NAME [DEPENDS our-target...] [PUBLIC lib...] [PRIVATE lib...] [HEADERS_ONLY])
+# kelp_library(NAME [DEPENDS our-target...] [PRIVATE lib...])
 #
 # Makes one library of the current folder; a main.cpp is left to the program. Its headers are reachable, as
 # "folder/below/src/name.h", only from targets that link the library: every library has an include directory of
 # its own that holds links to its headers and nothing else. A DEPENDS that is not defined yet is an error, so that
-# the order of the add_subdirectory lines in src/ is the order of the layers and no cycle can be written.
+# the order of the add_subdirectory lines in src/ is the order of the layers and no cycle can be written. Include
+# directories pass on to whoever links a library; tests/layers.py holds the includes of a folder against its own list.
 function(kelp_library NAME)
-    cmake_parse_arguments(ARG "HEADERS_ONLY" "" "DEPENDS;PUBLIC;PRIVATE" ${ARGN})
+    cmake_parse_arguments(ARG "" "" "DEPENDS;PRIVATE" ${ARGN})
     foreach(dependency IN LISTS ARG_DEPENDS)
         if(NOT TARGET ${dependency})
             message(FATAL_ERROR "${NAME} may not depend on ${dependency}, which stands above it")
@@ -24,15 +25,9 @@ function(kelp_library NAME)
         file(CREATE_LINK ${header} ${include_directory}/${folder}/${name} SYMBOLIC)
     endforeach()
 
-    if(ARG_HEADERS_ONLY)
-        add_library(${NAME} INTERFACE)
-        target_include_directories(${NAME} INTERFACE ${include_directory})
-        target_link_libraries(${NAME} INTERFACE ${ARG_DEPENDS} ${ARG_PUBLIC})
-    else()
-        add_library(${NAME} STATIC ${sources} ${headers})
-        target_include_directories(${NAME} PUBLIC ${include_directory})
-        target_link_libraries(${NAME} PUBLIC ${ARG_DEPENDS} ${ARG_PUBLIC} PRIVATE ${ARG_PRIVATE} kelp-warnings)
-    endif()
+    add_library(${NAME} STATIC ${sources} ${headers})
+    target_include_directories(${NAME} PUBLIC ${include_directory})
+    target_link_libraries(${NAME} PUBLIC ${ARG_DEPENDS} PRIVATE ${ARG_PRIVATE} kelp-warnings)
 endfunction()
 
 # The warnings that every target of ours is built with; the dev preset turns them into errors.
