@@ -1,5 +1,6 @@
 #include "kelpctl/command.h"
 
+#include "kelpctl/closest-word.h"
 #include "kelpctl/shown-text.h"
 #include "kelpctl/terminal.h"
 
@@ -24,18 +25,68 @@ public:
 const std::map<std::string, ColourChoice> colourChoices{
     {"auto", ColourChoice::Auto}, {"always", ColourChoice::Always}, {"never", ColourChoice::Never}};
 
+std::vector<std::string> namesOf(const std::vector<const CLI::App *> &commands) {
+    std::vector<std::string> names;
+    for (const CLI::App *command : commands)
+        names.push_back(command->get_name());
+    return names;
+}
+
+/// Of the command that was chosen, and of all commands.
+std::vector<std::string> optionsOf(const CLI::App &app) {
+    std::vector<std::string> names;
+    for (const CLI::App *place : {static_cast<const CLI::App *>(app.get_subcommands().front()), &app})
+        for (const CLI::Option *option : place->get_options())
+            for (const std::string &name : option->get_lnames())
+                names.push_back("--" + name);
+    return names;
+}
+
+/// What CLI11 has to say, with the word that was probably meant.
+std::string wordsFor(const CLI::App &app, const CLI::Error &error) {
+    const std::vector<std::string> extras = app.remaining(true);
+    if (extras.empty())
+        return error.what();
+    // CLI11 would say that there is none.
+    if (app.get_subcommands().empty())
+        return "No such command: " + extras.front() +
+               suggestion(extras.front(), namesOf(app.get_subcommands(nullptr)));
+    const std::string option = extras.front().substr(0, extras.front().find('='));
+    const bool isOption = dynamic_cast<const CLI::ExtrasError *>(&error) && option.starts_with("--");
+    return error.what() + (isOption ? suggestion(option, optionsOf(app)) : "");
+}
+
+constexpr const char *rootOption = "--root";
+
 void addGlobalOptions(CLI::App &app, ColourChoice &colour) {
+    app.add_option(rootOption, "With commands that look: the root directory of another machine")
+        ->option_text("DIR");
     app.add_option("--color", colour, "When to colour: auto, always or never (auto)")
         ->transform(CLI::CheckedTransformer(colourChoices))
         ->option_text("WHEN");
     // The words hold what was typed, or what a pattern of the shell found: a file name is anybody's.
-    app.failure_message([](const CLI::App *, const CLI::Error &error) {
-        return shown(error.what()) + "\nRun with --help for more information.\n";
+    app.failure_message([](const CLI::App *failed, const CLI::Error &error) {
+        return shown(wordsFor(*failed, error)) + "\nRun with --help for more information.\n";
     });
     app.set_version_flag("--version", "kelpctl " KELP_VERSION);
     app.formatter(std::make_shared<WrappingFormatter>());
     // Lets them stand behind the subcommand as well, where people write them.
     app.fallthrough();
+}
+
+/// Behind the command it is that command's own. In front of it, it is handed on to a command that has it; any
+/// other is not to work on this machine instead.
+void handRootOn(CLI::App &app) {
+    const CLI::Option &given = *app.get_option(rootOption);
+    if (given.count() == 0)
+        return;
+    CLI::App &chosen = *app.get_subcommands().front();
+    CLI::Option *own = chosen.get_option_no_throw(rootOption);
+    if (!own)
+        throw CLI::ParseError(chosen.get_name() + " takes no --root: chroot into an image for it",
+                              CLI::ExitCodes::ExtrasError);
+    own->add_result(given.results());
+    own->run_callback();
 }
 
 } // namespace
@@ -51,13 +102,8 @@ std::variant<Command, ExitStatus> parseCommandLine(int argc, const char *const *
         add(app, command);
     try {
         app.parse(argc, argv);
+        handRootOn(app);
     } catch (const CLI::ParseError &error) {
-        // CLI11 would say that there is none.
-        if (error.get_exit_code() != 0 && app.get_subcommands().empty() && !app.remaining().empty()) {
-            std::cerr << "No such command: " << shown(app.remaining().front())
-                      << "\nRun with --help for more information.\n";
-            return ExitStatus::Trouble;
-        }
         // Help and version come this way too. CLI11's own numbers of errors are not those of the program.
         return app.exit(error) == 0 && std::cout.flush() ? ExitStatus::Accepted : ExitStatus::Trouble;
     }

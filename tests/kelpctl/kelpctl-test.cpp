@@ -15,6 +15,7 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
+#include <array>
 #include <cstdlib>
 #include <map>
 #include <set>
@@ -146,11 +147,27 @@ TEST_F(KelpCtlTest, ExitStatusesTellVerdictFromTrouble) {
           "validate sound.rpm 3>/dev/full >&3 #", "--version >/dev/full #",
           "validate --output report faulty.rpm 2>/dev/full >/dev/null #", "validate --hide scripts sound.rpm",
           "validate --hide nothing sound.rpm", "validate --os-version five sound.rpm", "explain nothing",
-          "history ''", "doctor ''", "owner ''", ""}},
+          "history ''", "doctor ''", "owner ''", "", "--root / install x",
+          "policy missing-source allow --root /"}},
     };
     for (const auto &[status, lines] : rows)
         for (const std::string &arguments : lines)
             EXPECT_EQ(run(arguments), status) << arguments << '\n' << out() << error();
+}
+
+TEST_F(KelpCtlTest, NamesTheWordThatWasMeant) {
+    const std::array<const char *, 2> rows[] = {
+        {"stat", "No such command: stat; did you mean status?\n"},
+        {"docotr", "did you mean doctor?\n"},
+        {"walk", "No such command: walk\n"},
+        {"doctor --repir=x", "not expected: --repir=x; did you mean --repair?\n"},
+        {"explain scripst", "did you mean scripts?\n"},
+        {"--root /nowhere status", "--root: Directory does not exist: /nowhere\n"},
+    };
+    for (const auto &[arguments, words] : rows) {
+        EXPECT_EQ(run(arguments), 2);
+        EXPECT_THAT(error(), HasSubstr(words)) << arguments;
+    }
 }
 
 TEST_F(KelpCtlTest, ShellsCompleteWhatTheHelpLists) {

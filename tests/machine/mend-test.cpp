@@ -168,8 +168,7 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
     const std::string sign = "sign org.example.sound developer ";
     const std::string certify = "sqlite3 $(signature_database) \"UPDATE certificates SET ";
     const std::string sound = " WHERE package = 'org.example.sound' AND cert_group = 1\"";
-    const std::string policy =
-        "sqlite3 $IMAGE/var/lib/trusted-sources/db.sqlite3 \"UPDATE configuration SET data = ";
+    const std::string policy = "in_image kelpctl policy missing-source ";
     const std::string stored = "$IMAGE/opt/app/org.example.sound";
     const std::string descriptor = stored + "/1-1/velura.pkg";
     const std::string conflict =
@@ -187,9 +186,12 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
          refused + "Attempt to install a package with system developer signature" + status},
         {certify + "system_developer = 0" + sound + "; echo alien-linux >$IMAGE/etc/rpm/platform", "2",
          refused + "The package architecture does not match the system architecture" + status},
-        {"rm $IMAGE/etc/rpm/platform; " + policy + "0 WHERE id = 'missing_source_allowed'\"", "2",
-         refused + "Installation of packages without a source signature is not allowed" + status},
-        {policy + "1 WHERE id = 'missing_source_allowed'\"", "1", "org.example.sound 1-1 installed\n"},
+        {"rm $IMAGE/etc/rpm/platform; " + policy + "deny", "2",
+         refused +
+             "Installation of packages without a source signature is not allowed; "
+             "\"kelpctl policy missing-source allow\" would let it in" +
+             status},
+        {policy + "allow", "1", "org.example.sound 1-1 installed\n"},
         {"mkdir " + stored + "/2-1", "2", conflict + "/2-1 is somebody else's" + status},
         {"rmdir " + stored + "/2-1; mv " + stored + " $IMAGE/srv/; ln -s /srv/org.example.sound " + stored,
          "2", conflict + " is a link" + status},

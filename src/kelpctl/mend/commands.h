@@ -8,6 +8,7 @@ namespace KelpCtl {
 // do.
 
 void addDoctor(CLI::App &app, Command &command);
+void addPolicy(CLI::App &app, Command &command);
 void addInstall(CLI::App &app, Command &command);
 void addRemove(CLI::App &app, Command &command);
 

@@ -1,3 +1,4 @@
+#include "kelpctl/closest-word.h"
 #include "kelpctl/shown-text.h"
 #include "kelpctl/terminal.h"
 #include "kelpctl/validate/commands.h"
@@ -24,9 +25,14 @@ struct ExplainArguments {
 
 /// Told as wrong usage: an id that is spelt wrong must not look like a finding without an explanation.
 std::string checkId(const std::string &id) {
-    const auto all = Validator::allFindings();
-    const bool isKnown = std::ranges::find(all, id, &Validator::CatalogueEntry::id) != all.end();
-    return isKnown ? "" : "There is no finding " + id + "; see kelpctl explain --list";
+    std::vector<std::string> known;
+    for (const Validator::CatalogueEntry &entry : Validator::allFindings())
+        known.emplace_back(entry.id);
+    if (std::ranges::find(known, id) != known.end())
+        return "";
+    const std::string closest = closestWord(id, known);
+    return "There is no finding " + id + "; " +
+           (closest.empty() ? "see kelpctl explain --list" : "did you mean " + closest + "?");
 }
 
 ExitStatus explain(const ExplainArguments &arguments, std::ostream &output) {

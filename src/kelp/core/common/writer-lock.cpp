@@ -37,7 +37,7 @@ FileDescriptor openReadOnly() {
 }
 
 FileDescriptor openLock() {
-    createDirectories(WriterLock::path().parent_path());
+    createPrivateDirectory(WriterLock::path().parent_path());
     FileDescriptor file(::open(WriterLock::path().c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
     if (file.get() < 0 && errno == EROFS)
         return openReadOnly();

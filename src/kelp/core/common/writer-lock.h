@@ -15,12 +15,13 @@ class WriterLock {
 public:
     enum class Wait { No, Yes };
 
-    /// Takes the lock; makes the file's directory. With Wait::Yes it waits for another's end, and says on
-    /// whom; a deferred stop signal (stop-signals.h) ends the wait with ErrorCode::Internal "Asked to stop
-    /// while another process changes the store: HOLDER". With Wait::No it raises ErrorCode::Internal "Another
-    /// process changes the store: HOLDER". Raises ErrorCode::UnauthorizedAccess "Only root can change the
-    /// store", ErrorCode::Filesystem "Couldn't take the lock: PATH" when the file cannot be made or locked,
-    /// and as createDirectories() does. Whoever has not got the lock changes nothing.
+    /// Takes the lock; makes the file's directory, for root alone. With Wait::Yes it waits for another's end,
+    /// and says on whom; a deferred stop signal (stop-signals.h) ends the wait with ErrorCode::Internal
+    /// "Asked to stop while another process changes the store: HOLDER". With Wait::No it raises
+    /// ErrorCode::Internal "Another process changes the store: HOLDER". Raises
+    /// ErrorCode::UnauthorizedAccess "Only root can change the store", ErrorCode::Filesystem "Couldn't take
+    /// the lock: PATH" when the file cannot be made or locked, and as createPrivateDirectory() does. Whoever
+    /// has not got the lock changes nothing.
     explicit WriterLock(Wait wait);
     WriterLock(const WriterLock &) = delete;
     WriterLock &operator=(const WriterLock &) = delete;

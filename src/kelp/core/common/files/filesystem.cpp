@@ -66,6 +66,13 @@ void createDirectories(const fs::path &path) {
               [&] { fs::create_directories(path); });
 }
 
+void createPrivateDirectory(const fs::path &path) {
+    createDirectories(path.parent_path());
+    // With its mode from the first moment: others could open it in between, and keep it open.
+    if (::mkdir(path.c_str(), 0700) != 0 && errno != EEXIST)
+        throw Error(ErrorCode::Filesystem, "Couldn't create directory: " + path.string(), errno);
+}
+
 void setPermissions(const fs::path &path, fs::perms permissions) {
     reraiseAs(ErrorCode::Filesystem, "Couldn't set permissions for " + path.string(),
               [&] { fs::permissions(path, permissions, fs::perm_options::replace); });

@@ -18,6 +18,9 @@ void removeAll(const std::filesystem::path &path);
 /// Makes the directory and its parents. One that exists is fine.
 void createDirectories(const std::filesystem::path &path);
 
+/// The same, but makes the directory itself for its owner alone (0700). One that exists keeps its mode.
+void createPrivateDirectory(const std::filesystem::path &path);
+
 /// Replaces the permission bits.
 void setPermissions(const std::filesystem::path &path, std::filesystem::perms permissions);
 

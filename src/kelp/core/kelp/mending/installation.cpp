@@ -44,8 +44,12 @@ using Common::ErrorCode;
 using PackageSignatures::Certificate;
 using PackageSignatures::Group;
 
+std::string textOf(const std::string &id, ErrorCode code) {
+    return id + ": " + Common::ErrorCategory::make(code).message();
+}
+
 [[noreturn]] void refuse(const std::string &id, ErrorCode code) {
-    throw Error(code, id + ": " + Common::ErrorCategory::make(code).message());
+    throw Error(code, textOf(id, code));
 }
 
 Certificate developerOf(const std::string &id) {
@@ -178,9 +182,7 @@ private:
 
     void refuseForeign(const std::string &obstacle) const {
         if (!obstacle.empty())
-            throw Error(ErrorCode::FileConflict,
-                        id_ + ": " + Common::ErrorCategory::make(ErrorCode::FileConflict).message() + ": " +
-                            obstacle);
+            throw Error(ErrorCode::FileConflict, textOf(id_, ErrorCode::FileConflict) + ": " + obstacle);
     }
 
     void check() {
@@ -208,7 +210,9 @@ private:
         // would be in by then.
         const SourcesView sources = SourcesView::read(configuration_);
         if (!certifiedSource(id_) && !sources.missingSourceAllowed)
-            refuse(id_, ErrorCode::PackagesWithoutSourceNotAllowed);
+            throw Error(ErrorCode::PackagesWithoutSourceNotAllowed,
+                        textOf(id_, ErrorCode::PackagesWithoutSourceNotAllowed) +
+                            "; \"kelpctl policy missing-source allow\" would let it in");
     }
 
     void checkAgainstInstalled() const {

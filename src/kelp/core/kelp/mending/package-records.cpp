@@ -1,5 +1,7 @@
 #include "kelp/core/kelp/mending/package-records.h"
 
+#include "kelp/core/common/files/filesystem.h"
+#include "kelp/core/common/i-configuration.h"
 #include "kelp/core/kelp/inspection/certificates.h"
 #include "kelp/core/kelp/inspection/records-view.h"
 #include "kelp/core/trusted-sources/sqlite-database.h"
@@ -22,6 +24,8 @@ std::optional<std::string> developerKey(const std::string &id) {
 
 void bindToItsSource(const IConfiguration &configuration, const std::string &id) {
     const auto source = certifiedSource(id);
+    // A machine may have kelpctl without the launcher, whose package brings the directory.
+    Common::createPrivateDirectory(configuration.trustedSourcesDatabasePath().parent_path());
     TrustedSources::SQLiteDatabase(configuration)
         .bindPackage(id, source.value_or(TrustedSources::Source{TrustedSources::reservedSource, "", {}}));
 }

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace KelpCtl {
+
+/// The word that somebody may have meant who wrote `word`: the one with the fewest letters left out, added,
+/// replaced, or exchanged with the next one. Empty when none is close; of several that are as close, the
+/// first.
+std::string closestWord(std::string_view word, const std::vector<std::string> &words);
+
+/// The same as "; did you mean WORD?", or "".
+std::string suggestion(std::string_view word, const std::vector<std::string> &words);
+
+} // namespace KelpCtl
