@@ -116,7 +116,8 @@ TEST_F(KelpCtlTest, DocumentsHoldWhatToolsNeed) {
     const json::value found{{"id", "location-not-allowed"},
                             {"level", "error"},
                             {"path", "/opt/place/file"},
-                            {"text", "[/opt/place/file] Installation not allowed in this location"}};
+                            {"text", "[/opt/place/file] Installation not allowed in this location"},
+                            {"hint", nullptr}};
     EXPECT_THAT(first.at("findings").as_array(), testing::Contains(found));
     EXPECT_THAT(out(), Not(HasSubstr("directory-empty")));
     EXPECT_EQ(document.at("packages").at(1),

@@ -19,17 +19,19 @@ json::value textOrNull(const std::string &text) {
     return text.empty() ? json::value(nullptr) : json::value(jsonText(text));
 }
 
-json::object objectOf(const Validator::Message &message) {
+json::object objectOf(const ReportedFinding &finding) {
+    const Validator::Message &message = finding.message;
     return {{"id", message.entry.id},
             {"level", nameOf(message.level)},
             {"path", textOrNull(message.path)},
-            {"text", jsonText(message.text)}};
+            {"text", jsonText(message.text)},
+            {"hint", textOrNull(finding.hint)}};
 }
 
 json::object objectOf(const PackageReport &report) {
     json::array findings;
     for (const ReportedFinding &finding : report.findings)
-        findings.push_back(objectOf(finding.message));
+        findings.push_back(objectOf(finding));
     return {{"file", jsonText(report.file)},
             {"id", textOrNull(report.id.value_or(""))},
             {"version", textOrNull(report.version.value_or(""))},

@@ -1,5 +1,6 @@
 #include "kelpctl/validate/package-judge.h"
 
+#include "kelpctl/validate/hints.h"
 #include "kelpctl/validate/interruption.h"
 #include "kelpctl/validate/lookahead.h"
 #include "kelpctl/validate/progress.h"
@@ -106,7 +107,9 @@ private:
 class Judgement {
 public:
     Judgement(std::string file, Validator::Profile profile, const JudgeOptions &options) :
-        profile_(profile), options_(options), deadline_(options.timeout) {
+        config_(std::make_shared<Validator::Config>(profile, options.target)),
+        options_(options),
+        deadline_(options.timeout) {
         report_.file = std::move(file);
         report_.profile = Validator::profileName(profile);
     }
@@ -198,7 +201,7 @@ private:
     void judge(const RpmPackage &package, const Workspace &workspace) {
         Progress progress(report_.file, package.files().size());
         RpmPackage::Trial trial;
-        trial.config = std::make_shared<Validator::Config>(profile_, options_.target);
+        trial.config = config_;
         trial.headerFindings = [this](const Validator::Message &m) { report(Stage::Header, m); };
         trial.contentFindings = [this](const Validator::Message &m) { report(Stage::Files, m); };
         trial.beforeVerdict = [&progress] { progress.step(); };
@@ -235,7 +238,7 @@ private:
         else if (++shown.more > 1)
             return;
         shown.place = report_.findings.size();
-        report_.findings.push_back({stage, message});
+        report_.findings.push_back({stage, message, hints_.of(message)});
     }
 
     void tellMore(const Shown &shown) {
@@ -244,6 +247,7 @@ private:
         message.text = Validator::composeText(moreText, message.strings);
         message.entry.text = moreText;
         message.path.clear();
+        report_.findings[shown.place].hint.clear();
     }
 
     void conclude(Verdict verdict, const std::string &reason) {
@@ -252,7 +256,8 @@ private:
     }
 
     PackageReport report_;
-    Validator::Profile profile_;
+    std::shared_ptr<Validator::Config> config_;
+    Hints hints_{*config_};
     const JudgeOptions &options_;
     Deadline deadline_;
     std::map<std::string_view, Shown> shown_;

@@ -21,6 +21,7 @@ enum class Stage : std::uint32_t { Header, Files };
 struct ReportedFinding {
     Stage stage;
     Validator::Message message;
+    std::string hint; ///< What the maker may have meant; empty when nothing is near.
 };
 
 /// What is to be said of one package under one profile. The texts are the package's own, not escaped.

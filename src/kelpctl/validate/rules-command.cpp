@@ -1,7 +1,7 @@
 #include "kelpctl/validate/commands.h"
 
+#include "kelp/core/kelp/validator/all-rules.h"
 #include "kelp/core/kelp/validator/configuration/config.h"
-#include "kelp/core/kelp/validator/configuration/pattern-set.h"
 
 #include <CLI/CLI.hpp>
 
@@ -12,76 +12,52 @@ namespace KelpCtl {
 
 namespace {
 
-using Configuration::PatternSet;
-using Validator::Config;
-
-struct List {
-    const char *kind;
-    const char *status;
-    const PatternSet &(Config::*rows)() const;
+struct RulesArguments {
+    std::string profile = "regular";
+    std::string topic;
 };
 
-constexpr List lists[] = {
-    {"path", "allowed", &Config::allowedPaths},
-    {"permission", "allowed", &Config::allowedPermissions},
-    {"library", "allowed", &Config::allowedLibraries},
-    {"library", "unstable", &Config::unstableLibraries},
-    {"library", "deprecated", &Config::deprecatedLibraries},
-    {"requires", "allowed", &Config::allowedRequires},
-    {"requires", "unstable", &Config::unstableRequires},
-    {"requires", "deprecated", &Config::deprecatedRequires},
-    {"import", "allowed", &Config::allowedQmlImports},
-    {"import", "unstable", &Config::unstableQmlImports},
-    {"import", "deprecated", &Config::deprecatedQmlImports},
-    {"import", "reserved", &Config::reservedQmlImports},
-    {"mime-type", "forbidden", &Config::forbiddenMimeTypes},
-};
-
-/// In byte order, so that the rules of two profiles or versions can be compared by diff.
-void write(std::ostream &output, const List &list, const PatternSet &rows) {
-    std::vector<std::string> texts = rows.texts();
-    std::ranges::sort(texts);
-    for (const std::string &text : texts)
-        output << list.kind << '\t' << list.status << '\t' << text << '\n';
+/// For a target, lest the developer mode of this machine is read and talked about.
+Validator::Rules rulesOf(const std::string &profile) {
+    return Validator::allRules(Validator::Config(Validator::profileFromName(profile), Validator::Target{}));
 }
 
-/// Where every package may install, ID being its name.
-void writePlaces(std::ostream &output, const Config &config) {
-    for (const std::string &place :
-         {config.binDir() + "ID", config.libexecDir() + "ID", config.libexecDir() + "ID/...",
-          config.shareDir() + "ID...", config.shareDir() + "common/ORGANIZATION/...",
-          config.iconsDir() + "...", config.applicationsDir() + "ID.desktop",
-          std::string("/etc/integrityd/config.d/ID.json")})
-        output << "path\tallowed\t" << place << '\n';
+/// All profiles have the same topics, but those of which one demands something that others do not know.
+std::string checkTopic(const std::string &topic) {
+    std::vector<std::string_view> topics;
+    for (const Validator::Rule &rule : rulesOf("mdm"))
+        if (topics.empty() || topics.back() != rule.topic)
+            topics.push_back(rule.topic);
+    if (std::ranges::find(topics, topic) != topics.end())
+        return "";
+    std::string names;
+    for (const std::string_view name : topics)
+        names += (names.empty() ? "" : ", ") + std::string(name);
+    return "There is no topic " + topic + "; the topics are " + names;
 }
 
-ExitStatus writeRules(const std::string &profile, std::ostream &output) {
-    // For a target, lest the developer mode of this machine is read and talked about.
-    const Config config(Validator::profileFromName(profile), Validator::Target{});
-    output << "desktop-file\t" << (config.isDesktopFileRequired() ? "required" : "optional") << '\n';
-    for (const std::int32_t size : config.iconSizes())
-        output << "icon\t" << (config.isIconRequired({}) ? "required" : "optional") << '\t' << size << 'x'
-               << size << '\n';
-    if (!config.requiredPackage().empty())
-        output << "provides\trequired\t" << config.requiredPackage() << "\nconflicts\trequired\t"
-               << config.requiredPackage() << '\n';
-    writePlaces(output, config);
-    for (const List &list : lists)
-        write(output, list, (config.*list.rows)());
+/// In byte order, so that the rules of two profiles can be compared by diff.
+ExitStatus writeRules(const RulesArguments &arguments, std::ostream &output) {
+    for (const auto &[topic, status, text] : rulesOf(arguments.profile))
+        if (arguments.topic.empty() || topic == arguments.topic)
+            output << topic << '\t' << status << '\t' << text << '\n';
     return ExitStatus::Accepted;
 }
 
 } // namespace
 
 void addRules(CLI::App &app, Command &command) {
-    const auto profile = std::make_shared<std::string>("regular");
+    const auto arguments = std::make_shared<RulesArguments>();
     CLI::App *rules = app.add_subcommand("rules", "Tell what a profile allows, a line for each rule");
-    rules->add_option("--profile", *profile, "The profile")
+    rules->add_option("--profile", arguments->profile, "The profile")
         ->check(
             CLI::IsMember({"regular", "extended", "mdm", "antivirus", "auth", "market", "systemapp", "pwa"}))
         ->option_text("NAME (regular)");
-    rules->callback([profile, &command] {
-        command = [profile](std::ostream &output) { return writeRules(*profile, output); };
+    rules->add_option("TOPIC", arguments->topic, "The first word of the lines to tell; all without one")
+        ->check(CLI::Validator(checkTopic, "TOPIC"))
+        ->option_text("");
+    rules->callback([arguments, &command] {
+        command = [arguments](std::ostream &output) { return writeRules(*arguments, output); };
     });
 }
 

@@ -35,7 +35,7 @@ json::object ruleOf(const CatalogueEntry &entry) {
     return {{"id", entry.id},
             {"shortDescription", textObject(std::string(explanation.what))},
             {"fullDescription", textObject(std::string(explanation.why))},
-            {"help", textObject(explained(entry))},
+            {"help", textObject(proseOf(entry) + exampleOf(entry))},
             {"defaultConfiguration", json::object{{"level", sarifLevelOf(entry.level)}}}};
 }
 

@@ -113,6 +113,8 @@ private:
             if (std::exchange(isFirst, false))
                 output_ << "  " << nameOf(stage) << ":\n";
             output_ << findingLine(finding.message, STDOUT_FILENO, 4) << '\n';
+            if (!finding.hint.empty())
+                output_ << "      Did you mean \"" << finding.hint << "\"?\n";
         }
     }
 

@@ -4,9 +4,25 @@
 
 namespace KelpCtl {
 
+namespace {
+
+const char *placeOf(ExampleKind kind) {
+    constexpr const char *places[] = {"in the spec file", "in the desktop file", "/manifest.json",
+                                      "path of a file in the package", "in a shell"};
+    return places[static_cast<std::size_t>(kind)];
+}
+
+} // namespace
+
 std::string nameOf(Validator::LogLevel level) {
     constexpr const char *names[] = {"warning", "error", "critical", "info"};
     return names[static_cast<std::size_t>(level)];
+}
+
+/// Tools read these names, which never change.
+std::string nameOf(ExampleKind kind) {
+    constexpr const char *names[] = {"spec", "desktop", "manifest", "path", "shell"};
+    return names[static_cast<std::size_t>(kind)];
 }
 
 const Explanation &explanationOf(std::string_view id) {
@@ -19,17 +35,25 @@ const Explanation &explanationOf(std::string_view id) {
     return unknown;
 }
 
-std::string explained(const Validator::CatalogueEntry &entry) {
+std::string proseOf(const Validator::CatalogueEntry &entry) {
     const Explanation &explanation = explanationOf(entry.id);
     std::string text = std::string(entry.id) + " (" + nameOf(entry.level) + ")\n\n";
     for (const auto &[heading, body] : {std::pair("What is wrong", explanation.what),
                                         {"Why", explanation.why},
                                         {"How to mend it", explanation.mend}})
         text += heading + (": " + std::string(body)) + "\n\n";
-    text += "Example:\n";
+    if (!explanation.topic.empty())
+        text += "What is allowed: kelpctl rules " + std::string(explanation.topic) + "\n\n";
+    return text;
+}
+
+std::string exampleOf(const Validator::CatalogueEntry &entry) {
+    const Explanation &explanation = explanationOf(entry.id);
+    std::string text = std::string("Example, ") + placeOf(explanation.kind) + ":\n";
     for (std::string_view rest = explanation.example; !rest.empty();) {
         const std::size_t end = std::min(rest.find('\n'), rest.size());
-        text += "    " + std::string(rest.substr(0, end)) + '\n';
+        // No blanks at the ends of lines.
+        text += end == 0 ? "\n" : "    " + std::string(rest.substr(0, end)) + '\n';
         rest.remove_prefix(std::min(end + 1, rest.size()));
     }
     return text;

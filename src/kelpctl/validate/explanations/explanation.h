@@ -2,29 +2,48 @@
 
 #include "kelp/core/kelp/validator/framework/message.h"
 
+#include <cstdint>
 #include <span>
 #include <string>
 #include <string_view>
 
 namespace KelpCtl {
 
+/// Where the lines of an example belong.
+enum class ExampleKind : std::uint32_t {
+    Spec,     ///< A spec file: its first part, or the sections that the example names.
+    Desktop,  ///< The desktop file.
+    Manifest, ///< The file /manifest.json.
+    Path,     ///< Each line is the path of a file in the package.
+    Shell     ///< A shell, where the package is built.
+};
+
 /// What makers want to know of a finding.
 struct Explanation {
     std::string_view id;
-    std::string_view what;    ///< What is wrong.
-    std::string_view why;     ///< Why a device refuses it, or what would go wrong there.
-    std::string_view mend;    ///< How to mend it.
-    std::string_view example; ///< Lines of a spec file, a desktop file or a shell; never empty.
+    std::string_view what; ///< What is wrong.
+    std::string_view why;  ///< Why a device refuses it, or what would go wrong there.
+    std::string_view mend; ///< How to mend it.
+    ExampleKind kind;
+    std::string_view example;    ///< Lines of that kind; never empty.
+    std::string_view topic = {}; ///< Of the rules that tell what is allowed; empty for none.
 };
 
 /// "error", "critical", "warning" or "info".
 std::string nameOf(Validator::LogLevel level);
 
+/// "spec", "desktop", "manifest", "path" or "shell".
+std::string nameOf(ExampleKind kind);
+
 /// The explanation of an id; one without texts for an unknown id.
 const Explanation &explanationOf(std::string_view id);
 
-/// All of it as plain text.
-std::string explained(const Validator::CatalogueEntry &entry);
+// An explanation as plain text, in two parts.
+
+/// All but the example, in paragraphs that may be broken anywhere, with an empty line behind the last.
+std::string proseOf(const Validator::CatalogueEntry &entry);
+/// The example with a heading. Its lines are to be copied, and must not be broken.
+std::string exampleOf(const Validator::CatalogueEntry &entry);
 
 // The tables, one for each catalogue.
 

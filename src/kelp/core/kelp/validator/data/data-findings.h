@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kelp/core/kelp/validator/framework/message.h"
+#include "kelp/core/kelp/validator/framework/rule.h"
 
 #include <cstdint>
 #include <string>
@@ -46,5 +47,8 @@ Message messageOf(ConfigurationParameterFileRule rule, const std::vector<std::st
 
 /// Appends the entries of the catalogues above.
 void appendDataFindings(std::vector<CatalogueEntry> &all);
+
+/// Appends the keys that the manifest of a package may have.
+void appendDataRules(Rules &rules); // manifest.cpp
 
 } // namespace Validator

@@ -126,4 +126,9 @@ void Manifest::checkVersions(const std::vector<std::string_view> &needed) const 
     }
 }
 
+void appendDataRules(Rules &rules) {
+    for (const auto &[key, kind] : knownKeys())
+        rules.push_back({"manifest-key", key == minOsVersion ? "required" : "allowed", std::string(key)});
+}
+
 } // namespace Validator

@@ -2,6 +2,7 @@
 
 #include "kelp/core/kelp/desktop-file/desktop-file.h"
 #include "kelp/core/kelp/validator/desktop/desktop-findings.h"
+#include "kelp/core/kelp/validator/desktop/desktop-rules.h"
 #include "kelp/core/kelp/validator/desktop/desktop-vocabulary.h"
 
 namespace Validator {
@@ -62,6 +63,10 @@ void DesktopAttestation::checkValues(const Keys &keys) {
         if (!isOneOf(findRow(allowed, key)->values, value))
             logger_->log(KeyValueMessage::ValueInvalid, {value, key});
     }
+}
+
+void appendAttestationRules(Rules &rules) {
+    appendValueRules(rules, "key", attestationGroup + '/', allowed);
 }
 
 } // namespace Validator

@@ -2,6 +2,7 @@
 
 #include "kelp/core/kelp/desktop-file/desktop-file.h"
 #include "kelp/core/kelp/validator/desktop/desktop-findings.h"
+#include "kelp/core/kelp/validator/desktop/desktop-rules.h"
 #include "kelp/core/kelp/validator/desktop/desktop-vocabulary.h"
 
 #include <boost/algorithm/string/classification.hpp>
@@ -80,6 +81,10 @@ void DesktopCapabilities::check(const std::string &key, const std::string &value
         if (!isOneOf(row->values, piece))
             logger_->log(CapabilitiesMessage::ValueInvalid, {piece, key});
     }
+}
+
+void appendCapabilityRules(Rules &rules) {
+    appendValueRules(rules, "capability", {}, capabilities);
 }
 
 } // namespace Validator

@@ -3,6 +3,7 @@
 #include "kelp/core/kelp/desktop-file/desktop-file.h"
 #include "kelp/core/kelp/validator/desktop/desktop-checks.h"
 #include "kelp/core/kelp/validator/desktop/desktop-findings.h"
+#include "kelp/core/kelp/validator/desktop/desktop-rules.h"
 #include "kelp/core/kelp/validator/desktop/desktop-vocabulary.h"
 
 namespace Validator {
@@ -93,6 +94,15 @@ void DesktopDefault::checkApplicationType() {
         logger_->log(DesktopMessage::ShouldBeVitrine);
     else
         logger_->log(DesktopMessage::ApplicationTypeMissing);
+}
+
+void appendLaunchRules(Rules &rules, const Config &config) {
+    const std::string_view group = "Desktop Entry/";
+    appendRules(rules, "key", "allowed", launchForms(config.name(), "ID"), std::string(group) + "Exec=");
+    appendRules(rules, "key", "allowed", otherTypes, std::string(group) + "X-Pelago-Application-Type=");
+    appendRules(rules, "key", "required", std::vector{"Icon=ID", "Name=NAME", "Type=Application"}, group);
+    appendRules(rules, "key", "allowed", std::vector{vitrineType},
+                std::string(group) + "X-Pelago-Application-Type=");
 }
 
 } // namespace Validator

@@ -2,6 +2,7 @@
 
 #include "kelp/core/kelp/desktop-file/desktop-file.h"
 #include "kelp/core/kelp/validator/configuration/pattern-set.h"
+#include "kelp/core/kelp/validator/desktop/desktop-rules.h"
 #include "kelp/core/kelp/validator/desktop/desktop-vocabulary.h"
 #include "kelp/core/kelp/validator/framework/text.h"
 
@@ -22,6 +23,7 @@ constexpr std::string_view deviceManagerKeys[] = {
     "ExecSystemServiceGroup",
     "ExecSystemServiceAutostart",
 };
+constexpr std::string_view deviceManager = "mdm";
 /// A system service is described by all of these or by none.
 constexpr const char *serviceKeys[] = {
     "ExecSystemService",
@@ -214,7 +216,17 @@ bool DesktopFencebox::hasService() const {
 }
 
 bool DesktopFencebox::isDeviceManager() const {
-    return config_->name() == "mdm";
+    return config_->name() == deviceManager;
+}
+
+void appendSandboxRules(Rules &rules, const Config &config) {
+    appendRules(rules, "key", "allowed", allowedKeys, sandboxSections.front() + '/');
+    if (config.name() == deviceManager)
+        appendRules(rules, "key", "allowed", deviceManagerKeys, sandboxSections.front() + '/');
+    for (const std::string_view prefix : reservedPrefixes)
+        rules.push_back({"name", "reserved", "ApplicationName=*" + std::string(prefix) + '*'});
+    rules.push_back({"name", "allowed", "OrganizationName.ApplicationName=ID"});
+    rules.push_back({"permission", "allowed", "NAME@NAME"});
 }
 
 } // namespace Validator

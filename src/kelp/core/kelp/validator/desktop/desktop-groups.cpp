@@ -1,6 +1,7 @@
 #include "kelp/core/kelp/validator/desktop/desktop-checks.h"
 
 #include "kelp/core/kelp/validator/desktop/desktop-findings.h"
+#include "kelp/core/kelp/validator/desktop/desktop-rules.h"
 #include "kelp/core/kelp/validator/desktop/desktop-vocabulary.h"
 #include "kelp/core/kelp/validator/framework/logger.h"
 
@@ -107,6 +108,19 @@ void checkGroups(const ManifestEntry &entry, Logger &logger) {
         if (!allowed.contains(group) && !isTaskGroup(group))
             logger.log(DesktopMessage::GroupDisallowed, {group});
     }
+}
+
+void appendGroupRules(Rules &rules) {
+    for (const char *group : fixedGroups) {
+        // All names of the sandbox section but the first are older ones.
+        const bool isOld =
+            std::find(sandboxSections.begin() + 1, sandboxSections.end(), group) != sandboxSections.end();
+        rules.push_back({"group", isOld ? "deprecated" : "allowed", group});
+    }
+    appendRules(rules, "group", "allowed",
+                std::vector{"X-Share Method NAME", "X-Task NAME", "X-Service NAME"});
+    appendValueRules(rules, "key", optionsGroup + '/', options);
+    appendRules(rules, "key", "allowed", splashColours, splashGroup + '/');
 }
 
 } // namespace Validator

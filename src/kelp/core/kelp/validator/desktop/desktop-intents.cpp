@@ -3,6 +3,7 @@
 #include "kelp/core/kelp/desktop-file/desktop-file.h"
 #include "kelp/core/kelp/validator/configuration/pattern.h"
 #include "kelp/core/kelp/validator/desktop/desktop-findings.h"
+#include "kelp/core/kelp/validator/desktop/desktop-rules.h"
 #include "kelp/core/kelp/validator/desktop/desktop-vocabulary.h"
 
 namespace Validator {
@@ -181,6 +182,22 @@ void DesktopIntents::checkCondition(const std::string &condition) {
         logger_->log(TasksMessage::ConditionUnknown, {name});
     else if (!subtype.empty() && !isOneOf(row->values, subtype))
         logger_->log(TasksMessage::ConditionSubtypeUnknown, {name, subtype});
+}
+
+void appendTaskRules(Rules &rules) {
+    for (const std::string_view key : taskKeys)
+        if (key != "Type")
+            rules.push_back({"task", "allowed", std::string(key)});
+    appendRules(rules, "task", "allowed", taskTypes, "Type=");
+    appendRules(rules, "task", "forbidden", forbiddenPermissions, "Permissions=");
+    rules.push_back({"task", "forbidden", "Permissions=BaseTask"});
+    for (const auto &[name, subtypes] : conditions) {
+        rules.push_back({"condition", "allowed", std::string(name)});
+        appendRules(rules, "condition", "allowed", subtypes, std::string(name) + ':');
+    }
+    appendRules(rules, "intent", "allowed", standardIntents);
+    rules.push_back({"intent", "allowed", "X-NAME"});
+    appendRules(rules, "intent", "allowed", intentFlags, "NAME:");
 }
 
 } // namespace Validator

@@ -17,4 +17,14 @@ const std::string *sandboxSectionOf(const AppManifest::ManifestEntry &entry) {
     return inUse;
 }
 
+void appendValueRules(Rules &rules, std::string_view topic, std::string_view prefix,
+                      std::span<const ValueRow> table) {
+    for (const auto &[key, values] : table) {
+        const std::string name = std::string(prefix) + std::string(key);
+        if (values.empty())
+            rules.push_back({topic, "allowed", name});
+        appendRules(rules, topic, "allowed", values, name + '=');
+    }
+}
+
 } // namespace Validator

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "kelp/core/kelp/validator/framework/rule.h"
+
 #include <algorithm>
 #include <array>
 #include <ranges>
@@ -46,5 +48,10 @@ constexpr const ValueRow *findRow(std::span<const ValueRow> table, std::string_v
     const auto found = std::ranges::find(table, key, &ValueRow::key);
     return found == table.end() ? nullptr : &*found;
 }
+
+/// Appends an allowed rule for each value of each key, "KEY=VALUE", or "KEY" for one without values, with
+/// `prefix` in front.
+void appendValueRules(Rules &rules, std::string_view topic, std::string_view prefix,
+                      std::span<const ValueRow> table);
 
 } // namespace Validator

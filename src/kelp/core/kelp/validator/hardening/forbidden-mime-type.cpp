@@ -11,7 +11,6 @@ namespace Validator {
 
 namespace {
 
-constexpr std::string_view olderName = "application/x-redhat-package-manager";
 constexpr std::string_view usualName = "application/x-rpm";
 
 char lower(char c) {
@@ -26,7 +25,7 @@ bool isForbiddenMimeType(const Config &config, std::string_view type) {
         type.remove_suffix(1);
     std::string name(type);
     std::ranges::transform(name, name.begin(), lower);
-    return config.forbiddenMimeTypes().contains(name == olderName ? std::string(usualName) : name);
+    return config.forbiddenMimeTypes().contains(name == olderNameOfRpm ? std::string(usualName) : name);
 }
 
 } // namespace Validator

@@ -6,6 +6,9 @@ namespace Validator {
 
 class Config;
 
+/// Another name of the MIME type of packages.
+constexpr std::string_view olderNameOfRpm = "application/x-redhat-package-manager";
+
 /// Whether no package may handle a MIME type, however it is written: blanks around it and the case of its
 /// letters do not matter to who looks the handler up. The older name of packages counts like their own.
 bool isForbiddenMimeType(const Config &config, std::string_view type);

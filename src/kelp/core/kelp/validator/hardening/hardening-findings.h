@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kelp/core/kelp/validator/framework/message.h"
+#include "kelp/core/kelp/validator/framework/rule.h"
 
 #include <cstdint>
 #include <string>
@@ -49,5 +50,8 @@ Message messageOf(HardeningRule rule, const std::vector<std::string> &strings);
 
 /// Appends the entries of the catalogue above.
 void appendHardeningFindings(std::vector<CatalogueEntry> &all);
+
+/// Appends the loaders of the system, and another name of a MIME type that the lists have.
+void appendHardeningRules(Rules &rules); // machines.cpp
 
 } // namespace Validator

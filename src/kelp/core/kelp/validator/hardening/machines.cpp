@@ -1,5 +1,8 @@
 #include "kelp/core/kelp/validator/hardening/machines.h"
 
+#include "kelp/core/kelp/validator/hardening/forbidden-mime-type.h"
+#include "kelp/core/kelp/validator/hardening/hardening-findings.h"
+
 #include <elf.h>
 
 #include <algorithm>
@@ -65,6 +68,13 @@ bool isLoaderOf(const ElfMachine &machine, std::string_view path) {
     return row != nullptr && std::ranges::any_of(loaderDirectories, [&](std::string_view directory) {
                return path.starts_with(directory) && path.substr(directory.size()) == row->loader;
            });
+}
+
+void appendHardeningRules(Rules &rules) {
+    for (const LoaderRow &row : loaders)
+        for (const std::string_view directory : loaderDirectories)
+            rules.push_back({"interpreter", "allowed", std::string(directory) + std::string(row.loader)});
+    rules.push_back({"mime-type", "forbidden", std::string(olderNameOfRpm)});
 }
 
 } // namespace Validator

@@ -83,4 +83,14 @@ void checkRequirements(const HeaderCheck &check) {
             check.logger.log(*objection, {dependency});
 }
 
+void appendHeaderRules(Rules &rules, const Config &config) {
+    const std::string &required = config.requiredPackage();
+    for (const std::string_view topic : {"provides", "conflicts"})
+        if (!required.empty())
+            rules.push_back({topic, "required", required});
+    appendRules(rules, "provides", "allowed",
+                std::vector{"ID*", "application()", "application(ID.desktop)", "mimehandler(*)"});
+    appendFileRules(rules);
+}
+
 } // namespace Validator

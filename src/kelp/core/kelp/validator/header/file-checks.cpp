@@ -114,4 +114,12 @@ void checkEmptyDirectories(const HeaderCheck &check) {
     }
 }
 
+void appendFileRules(Rules &rules) {
+    appendRules(rules, "extension", "forbidden", forbiddenEndings, "*");
+    appendRules(rules, "path", "executable", std::vector{"/usr/bin/ID*", "/usr/libexec/ID/*"});
+    for (const auto &[beginning, ends] : libraryDirectories)
+        rules.push_back(
+            {"path", "executable", std::string(beginning) + (ends == Ends::Here ? "*.so*" : "ID/*.so*")});
+}
+
 } // namespace Validator

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kelp/core/kelp/validator/framework/message.h"
+#include "kelp/core/kelp/validator/framework/rule.h"
 
 #include <cstdint>
 #include <string>
@@ -39,5 +40,11 @@ Message messageOf(PathRule rule, const std::vector<std::string> &strings);
 
 /// Appends the entries of the catalogues above.
 void appendHeaderFindings(std::vector<CatalogueEntry> &all);
+
+class Config;
+
+/// Appends what the header of a package is held against beyond the lists of its profile.
+void appendHeaderRules(Rules &rules, const Config &config); // dependency-checks.cpp
+void appendFileRules(Rules &rules);                         // file-checks.cpp
 
 } // namespace Validator

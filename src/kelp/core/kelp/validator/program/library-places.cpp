@@ -74,4 +74,13 @@ bool isShippedLibrary(std::string_view library, const RpmMeta &package, const st
            isIn(std::string(thirdPartyDirectory) + own, thirdPartyFolders, library, package);
 }
 
+void appendLibraryRules(Rules &rules) {
+    appendRules(rules, "rpath", "allowed", placesOf("ID"));
+    for (const std::string_view folder : shareFolders)
+        rules.push_back({"library", "shipped", "/usr/share/ID/" + std::string(folder) + "*"});
+    for (const std::string_view folder : thirdPartyFolders)
+        rules.push_back(
+            {"library", "shipped", std::string(thirdPartyDirectory) + "ID/" + std::string(folder) + "*"});
+}
+
 } // namespace Validator

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "kelp/core/kelp/validator/framework/rule.h"
+
 #include <string>
 #include <string_view>
 
@@ -17,5 +19,8 @@ bool isAllowedRpath(std::string_view rpath, const std::string &package);
 /// libraries of its own. `shareDirectory` is where the system keeps the data of packages, with its final
 /// slash. Takes the same time whatever the size of the package.
 bool isShippedLibrary(std::string_view library, const RpmMeta &package, const std::string &shareDirectory);
+
+/// Appends where a program of a package may look for libraries, and where a package may ship them.
+void appendLibraryRules(Rules &rules);
 
 } // namespace Validator
