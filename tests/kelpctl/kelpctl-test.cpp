@@ -73,6 +73,11 @@ TEST_F(KelpCtlTest, ReportsReadAsTheyWereReviewed) {
     EXPECT_EQ(run("validate --os-version 5.0 faulty.rpm"), 1);
     expectGolden("faulty.txt", out());
     EXPECT_EQ(error(), "");
+    EXPECT_EQ(run("validate --profile mdm --explain faulty.rpm"), 1);
+    EXPECT_THAT(
+        out(),
+        AllOf(HasSubstr("rules --profile mdm provides\n      Example, in the spec file:\n          %global"),
+              HasSubstr("\n      How to mend it: Take the Conflicts out.\n")));
     EXPECT_EQ(run("validate sound.rpm"), 0);
     EXPECT_EQ(out(), "org.example.sound 1-1 (sound.rpm), profile regular\n  accepted: no findings\n");
     EXPECT_EQ(run("validate --output report faulty.rpm sound.rpm"), 1);

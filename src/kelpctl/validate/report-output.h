@@ -27,6 +27,8 @@ public:
 
 /// For people.
 std::unique_ptr<ReportOutput> textOutput(std::ostream &output);
+/// The same, with how to mend each finding.
+std::unique_ptr<ReportOutput> explainingOutput(std::ostream &output);
 /// The validator's lines, on standard error, and a line for each verdict.
 std::unique_ptr<ReportOutput> linesOutput(std::ostream &output);
 /// One document of the tool's own form.

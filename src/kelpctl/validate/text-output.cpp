@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <iostream>
+#include <set>
 #include <stdexcept>
 #include <utility>
 
@@ -62,6 +63,27 @@ std::string fitted(const std::string &line, std::size_t indent, int file) {
     return std::string(indent, ' ') + text;
 }
 
+/// Each line of the text behind `indent` blanks.
+std::string indented(std::string_view text, std::size_t indent) {
+    std::string result;
+    while (!text.empty()) {
+        const std::string_view line = text.substr(0, text.find('\n'));
+        result += (line.empty() ? "" : std::string(indent, ' ')) + std::string(line) + '\n';
+        text.remove_prefix(std::min(line.size() + 1, text.size()));
+    }
+    return result;
+}
+
+/// How to mend a finding, below its line.
+std::string remedyOf(const Validator::CatalogueEntry &entry, const std::string &profile) {
+    const Explanation &explanation = explanationOf(entry.id);
+    std::string text = fitted("How to mend it: " + std::string(explanation.mend), 6, STDOUT_FILENO) + '\n';
+    const std::string option = profile == "regular" ? "" : "--profile " + profile + ' ';
+    if (!explanation.topic.empty())
+        text += indented("What is allowed: kelpctl rules " + option + std::string(explanation.topic), 6);
+    return text + indented(exampleOf(entry), 6);
+}
+
 std::string counted(std::size_t count, const std::string &noun) {
     return std::to_string(count) + ' ' + noun + (count == 1 ? "" : "s");
 }
@@ -84,14 +106,17 @@ std::string countsOf(const PackageReport &report) {
     return counts.empty() ? "no findings" : counts;
 }
 
+enum class Remedies { Hidden, Shown };
+
 class TextOutput final : public ReportOutput {
 public:
-    explicit TextOutput(std::ostream &output) : output_(output) {}
+    TextOutput(std::ostream &output, Remedies remedies) : output_(output), remedies_(remedies) {}
 
     void write(const PackageReport &report) override {
         output_ << styled(headingOf(report), Style::Bold, STDOUT_FILENO) << '\n';
+        std::set<std::string_view> explained;
         for (const Stage stage : {Stage::Header, Stage::Files})
-            writeStage(report, stage);
+            writeStage(report, stage, explained);
         // Flushed, so that people see each package as soon as it is judged.
         output_ << "  " << styled(nameOf(report.verdict), styleOf(report.verdict), STDOUT_FILENO) << ": "
                 << (report.reason.empty() ? "" : shown(report.reason) + "; ") << countsOf(report)
@@ -100,12 +125,14 @@ public:
     }
 
     void finish() override {
-        if (hasFindings_)
-            output_ << "\"kelpctl explain ID\" tells what a finding in [] means and how to mend it.\n";
+        if (hasFindings_ && remedies_ == Remedies::Hidden)
+            output_ << "\"kelpctl validate --explain\" shows how to mend each finding, and \"kelpctl explain "
+                       "ID\" tells all about one.\n";
     }
 
 private:
-    void writeStage(const PackageReport &report, Stage stage) {
+    /// A remedy stands below the first finding of its id.
+    void writeStage(const PackageReport &report, Stage stage, std::set<std::string_view> &explained) {
         bool isFirst = true;
         for (const ReportedFinding &finding : report.findings) {
             if (finding.stage != stage)
@@ -115,10 +142,13 @@ private:
             output_ << findingLine(finding.message, STDOUT_FILENO, 4) << '\n';
             if (!finding.hint.empty())
                 output_ << "      Did you mean \"" << finding.hint << "\"?\n";
+            if (remedies_ == Remedies::Shown && explained.insert(finding.message.entry.id).second)
+                output_ << remedyOf(finding.message.entry, report.profile);
         }
     }
 
     std::ostream &output_;
+    Remedies remedies_;
     bool hasFindings_ = false;
 };
 
@@ -165,7 +195,11 @@ std::string findingLine(const Validator::Message &message, int file, std::size_t
 }
 
 std::unique_ptr<ReportOutput> textOutput(std::ostream &output) {
-    return std::make_unique<TextOutput>(output);
+    return std::make_unique<TextOutput>(output, Remedies::Hidden);
+}
+
+std::unique_ptr<ReportOutput> explainingOutput(std::ostream &output) {
+    return std::make_unique<TextOutput>(output, Remedies::Shown);
 }
 
 std::unique_ptr<ReportOutput> linesOutput(std::ostream &output) {

@@ -43,6 +43,7 @@ struct ValidateArguments {
     std::string failOn = "error";
     std::vector<std::string> hidden;
     std::string output = "text";
+    bool isExplaining = false;
     std::string keep;
     std::optional<std::uint64_t> mostUnpacked;
     std::optional<std::uint32_t> timeout;
@@ -128,7 +129,7 @@ ExitStatus validate(const ValidateArguments &arguments, std::ostream &results) {
     // A limit on the size of files may not leave trees behind.
     std::signal(SIGXFSZ, SIG_IGN);
     const auto form = std::ranges::find(outputForms, arguments.output, &OutputForm::name);
-    const auto output = form->make(results);
+    const auto output = arguments.isExplaining ? explainingOutput(results) : form->make(results);
     ExitStatus worst = ExitStatus::Accepted;
     try {
         // Within the block: the handlers are the old ones again when the program ends by the signal.
@@ -183,9 +184,12 @@ void addReport(CLI::App &validate, ValidateArguments &arguments) {
         ->check(CLI::Validator(checkHidden, "ID"))
         ->option_text("ID")
         ->allow_extra_args(false);
-    validate.add_option("--output", arguments.output, "The form of the report: text, report, json or sarif")
-        ->check(CLI::IsMember({"text", "report", "json", "sarif"}))
-        ->option_text("FORM (text)");
+    auto *output =
+        validate
+            .add_option("--output", arguments.output, "The form of the report: text, report, json or sarif")
+            ->check(CLI::IsMember({"text", "report", "json", "sarif"}))
+            ->option_text("FORM (text)");
+    validate.add_flag("--explain", arguments.isExplaining, "Show how to mend each finding")->excludes(output);
     validate.add_option("--keep", arguments.keep, "Keep what was unpacked of each in DIR/ID-VERSION")
         ->option_text("DIR");
     validate.add_option("FILE.rpm", arguments.files, "The package files")->required()->option_text("");

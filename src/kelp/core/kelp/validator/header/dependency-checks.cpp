@@ -84,9 +84,11 @@ void checkRequirements(const HeaderCheck &check) {
 }
 
 void appendHeaderRules(Rules &rules, const Config &config) {
-    const std::string &required = config.requiredPackage();
-    for (const std::string_view topic : {"provides", "conflicts"})
-        if (!required.empty())
+    rules.push_back({"obsoletes", "forbidden", "*"});
+    if (const std::string &required = config.requiredPackage(); required.empty())
+        rules.push_back({"conflicts", "forbidden", "*"});
+    else
+        for (const std::string_view topic : {"provides", "conflicts"})
             rules.push_back({topic, "required", required});
     appendRules(rules, "provides", "allowed",
                 std::vector{"ID*", "application()", "application(ID.desktop)", "mimehandler(*)"});
