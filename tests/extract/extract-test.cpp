@@ -1,4 +1,5 @@
 #include "kelp/core/common/files/extended-attributes.h"
+#include "kelp/core/common/rpm/digest.h"
 #include "kelp/core/kelp/incoming/rpm-package.h"
 #include "kelp/core/kelp/incoming/staging-directory.h"
 #include "kelp/core/kelp/package/package-information.h"
@@ -300,7 +301,8 @@ TEST_F(ExtractTest, PutsFilesWhereTheStoreWantsThem) {
                     {share, "pipe", 0010644},
                     {share, "socket", 0140644},
                     {share, "terminal", 0020666},
-                    {share, "disk", 0060666}};
+                    {share, "disk", 0060666},
+                    {"/", "contents.list", 0100644, "the package's"}};
     writer.files.push_back({share, "second", 0100644, "both", 7});
     const PackageStaging staged = extract(writer);
     EXPECT_EQ(staged.version, "1-1");
@@ -313,6 +315,12 @@ TEST_F(ExtractTest, PutsFilesWhereTheStoreWantsThem) {
     EXPECT_TRUE(fs::equivalent(staging_ / "data/first", staging_ / "data/second")) << "names of one file";
     EXPECT_EQ(Common::extendedAttribute(staging_ / "data/a", "security.appid"), "org.example.app");
     EXPECT_EQ(Common::extendedAttribute(staging_ / "data/a", "security.ima"), "ima");
+    const std::string both = " 0 0 4 " + Common::Rpm::sha256Of("both") + " - -s-h data/";
+    EXPECT_EQ(readFile(staging_ / "contents.list"),
+              "kelp contents 1\nd 755 0 0 0 - - ---- data\nf 755 0 0 7 " + Common::Rpm::sha256Of("content") +
+                  " - -s-h data/a\nd 500 0 0 0 - - ---- data/d\nf 644" + both + "first\nl 777 0 0 0 - " +
+                  (root_.path() / "version/data/a").string() + " ---- data/l\nf 644" + both +
+                  "second\nend 6\n");
 }
 
 TEST(StagingDirectoryTest, RefusesPathsThatAreNotPlain) {

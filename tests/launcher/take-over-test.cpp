@@ -327,6 +327,23 @@ TEST_F(TakeOverTest, NothingIsTouchedWithoutADatabaseThatCanBeReadAndHasRoom) {
     machine.expectArrived({"org.sound"});
 }
 
+TEST_F(TakeOverTest, ListsWhatWasStagedAndReadsOnlyWhatIsNotAsPacked) {
+    const Machine machine;
+    EXPECT_EQ(
+        machine.run(
+            "add org.app; cd $IMAGE; echo other >etc/org.app.conf; chmod 0 usr/bin/org.app\n"
+            "touch --date=@5 usr/share/org.app/words; rm usr/share/org.app/help\n"
+            "restrictions=(strace -E ASAN_OPTIONS=detect_leaks=0 -f -qq -y -e trace=read -o /root/reads)\n"
+            "launch >/dev/null; grep --only-matching '/opt/kelp/tmp/[^>]*' root/reads | sort -u\n"
+            "cd opt/app/org.app/1-1; cut -d ' ' -f 1,2,8- contents.list\n"
+            "sed -n 's/^f \\S* \\S* \\S* \\S* \\(\\S*\\) - \\S* /\\1  /p' contents.list | sha256sum --check "
+            "--quiet"),
+        "/opt/kelp/tmp/org.app/data/words\n/opt/kelp/tmp/org.app/etc/org.app.conf\n"
+        "kelp contents\nd 755 ---- bin\nf 0 -s-- bin/org.app\nd 755 ---- data\nf 644 -s-- data/large\n"
+        "f 644 -s-h data/words\nd 755 ---- etc\nf 644 c-mh etc/org.app.conf\nd 755 ---- manifest\n"
+        "f 644 -s-- manifest/org.app.desktop\nend 9\n");
+}
+
 TEST_F(TakeOverTest, ARecordOfWhatTheStoreHoldsGoesOnlyWhenAllIsTheStores) {
     const Machine machine;
     machine.run("add org.app");

@@ -1,6 +1,7 @@
 #include "store-fixture.h"
 
 #include "kelp/core/kelp/incoming/link-targets.h"
+#include "kelp/core/kelp/package/contents-list.h"
 #include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/kelp/package/package.h"
 
@@ -59,6 +60,48 @@ TEST_F(DescriptorTest, AFailureToWriteTellsTheReasonAndKeepsTheOldFile) {
     EXPECT_THAT(write, testing::ThrowsMessage<Common::Error>(
                            testing::StartsWith("Couldn't create velura.pkg file: ")));
     EXPECT_EQ(readFile(file()), "old");
+}
+
+TEST(ContentsList, ComesBackAndTearsWhole) {
+    using Type = ContentsEntry::Type;
+    const std::string digest(64, 'a');
+    const ContentsList list{
+        "2026-11-26",
+        {{Type::Directory, 0750, 1, 2, 0, "", "", true, false, false, false, "bin"},
+         {Type::File, 0, 0, 0, 1ULL << 40, digest, "", false, true, false, true, "bin/a b\\n\nc"},
+         {Type::Link, 0777, 0, 0, 0, "", "to \\s\n- x", false, false, true, false, "data/ link"}}};
+    const std::string text = list.format();
+    const auto again = ContentsList::parse(text);
+    ASSERT_TRUE(again);
+    EXPECT_EQ(again->foundOn, list.foundOn);
+    EXPECT_EQ(again->entries, list.entries);
+    for (std::size_t size = 0; size < text.size(); ++size)
+        EXPECT_FALSE(ContentsList::parse(text.substr(0, size))) << size;
+    // Whoever repairs acts as root on what a list names.
+    const std::string rows[] = {"end 3 > end 2",
+                                "end 3\n > end 3\n\n",
+                                "contents 1 > contents 2",
+                                "d 750 > d 1750",
+                                "d 750 > d 758",
+                                "d 750 > p 750",
+                                "d 750 > d -1",
+                                "1 2 0 - > 1 2 1a -",
+                                "c--- > x---",
+                                "c--- > c--",
+                                digest + " > " + "-",
+                                digest + " > " + digest + "a",
+                                "-s-h bin/a > -s-h /bin/a",
+                                "-s-h bin/a > -s-h bin/../a",
+                                "-s-h bin/a > -s-h bin//a",
+                                "c--- bin > c--- velura.pkg",
+                                "data/  > @resources/",
+                                "c--- bin > c--- "};
+    for (const std::string &row : rows) {
+        const std::string from = row.substr(0, row.find(" > "));
+        std::string torn = text;
+        torn.replace(torn.find(from), from.size(), row.substr(from.size() + 3));
+        EXPECT_FALSE(ContentsList::parse(torn)) << row;
+    }
 }
 
 TEST(EmergencyPackage, IsMadeOfADescriptor) {

@@ -34,6 +34,44 @@ bool isPrintable(const std::string &text) {
     return true;
 }
 
+/// What is escaped, with the letter that stands for each behind a backslash.
+struct Escapes {
+    std::string_view characters;
+    std::string_view letters;
+};
+
+constexpr Escapes ofLine{"\n\\", "n\\"};
+constexpr Escapes ofWord{"\n\\ ", "n\\s"};
+
+std::string escape(std::string_view text, const Escapes &escapes) {
+    std::string escaped;
+    escaped.reserve(text.size());
+    for (const char character : text) {
+        const std::size_t found = escapes.characters.find(character);
+        if (found == std::string_view::npos)
+            escaped += character;
+        else
+            (escaped += '\\') += escapes.letters[found];
+    }
+    return escaped;
+}
+
+std::string unescape(std::string_view escaped, const Escapes &escapes) {
+    std::string text;
+    text.reserve(escaped.size());
+    for (std::size_t i = 0; i < escaped.size(); ++i) {
+        const std::size_t found = escaped[i] == '\\' && i + 1 < escaped.size()
+                                      ? escapes.letters.find(escaped[i + 1])
+                                      : std::string_view::npos;
+        if (found == std::string_view::npos)
+            text += escaped[i];
+        else
+            text += escapes.characters[found];
+        i += found == std::string_view::npos ? 0 : 1;
+    }
+    return text;
+}
+
 } // namespace
 
 bool isFileName(const std::string &text) {
@@ -46,31 +84,19 @@ std::optional<std::string> asFileName(std::string text) {
 }
 
 std::string escapeLine(std::string_view text) {
-    std::string line;
-    line.reserve(text.size());
-    for (const char character : text) {
-        if (character == '\n')
-            line += "\\n";
-        else if (character == '\\')
-            line += "\\\\";
-        else
-            line += character;
-    }
-    return line;
+    return escape(text, ofLine);
 }
 
 std::string unescapeLine(std::string_view line) {
-    std::string text;
-    text.reserve(line.size());
-    for (std::size_t i = 0; i < line.size(); ++i) {
-        const bool escaped =
-            line[i] == '\\' && i + 1 < line.size() && (line[i + 1] == 'n' || line[i + 1] == '\\');
-        if (!escaped)
-            text += line[i];
-        else
-            text += line[++i] == 'n' ? '\n' : '\\';
-    }
-    return text;
+    return unescape(line, ofLine);
+}
+
+std::string escapeWord(std::string_view text) {
+    return escape(text, ofWord);
+}
+
+std::string unescapeWord(std::string_view word) {
+    return unescape(word, ofWord);
 }
 
 } // namespace Common

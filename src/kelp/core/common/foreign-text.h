@@ -26,4 +26,9 @@ std::string escapeLine(std::string_view text);
 /// The text again. A backslash before anything else stays as it is.
 std::string unescapeLine(std::string_view line);
 
+// The same for a text that is one word of a line: a blank is written as "\s" too.
+
+std::string escapeWord(std::string_view text);
+std::string unescapeWord(std::string_view word);
+
 } // namespace Common

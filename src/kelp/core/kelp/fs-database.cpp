@@ -9,6 +9,7 @@
 #include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/common/rpm/version.h"
+#include "kelp/core/kelp/package/contents-list.h"
 #include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/kelp/package/i-database-path-resolver.h"
 #include "kelp/core/kelp/package/store-entry.h"
@@ -179,6 +180,8 @@ void FSDatabase::dropOwnNames(const fs::path &tree, const PackageStaging &stagin
           pathResolver_->generatedDirListFile(staging.id, staging.version),
           pathResolver_->resourcesDirectory(staging.id, staging.version), fs::path(publicationPlanName)})
         Common::removeAll(tree / own.filename());
+    if (!staging.hasContentsList)
+        Common::removeAll(tree / ContentsList::fileName);
 }
 
 StoreEntry FSDatabase::entry(const std::string &id) const {

@@ -2,9 +2,13 @@
 
 #include "kelp/core/common/errors/error.h"
 
+#include <fcntl.h>
 #include <linux/openat2.h>
 #include <sys/syscall.h>
 #include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
 
 namespace Common {
 
@@ -28,13 +32,32 @@ void FileDescriptor::close() {
         throw Error(ErrorCode::Filesystem, "Couldn't finish writing a file");
 }
 
+namespace {
+
+/// For kernels before 5.6, which do not know openat2.
+FileDescriptor openByComponents(int directory, const std::filesystem::path &path, int flags) {
+    constexpr int searched = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+    errno = EXDEV;
+    if (std::ranges::find(path, "..") != path.end())
+        return FileDescriptor();
+    FileDescriptor current(::openat(directory, ".", searched));
+    for (const std::filesystem::path &name : path.parent_path())
+        if (current.get() >= 0)
+            current = FileDescriptor(::openat(current.get(), name.c_str(), searched));
+    if (current.get() < 0)
+        return current;
+    return FileDescriptor(::openat(current.get(), path.filename().c_str(), flags | O_NOFOLLOW));
+}
+
+} // namespace
+
 FileDescriptor openBeneath(int directory, const std::filesystem::path &path, int flags) {
     open_how how{};
     how.flags = static_cast<unsigned>(flags);
     how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
     // The C library has no function for it.
-    return FileDescriptor(
-        static_cast<int>(::syscall(SYS_openat2, directory, path.c_str(), &how, sizeof how)));
+    FileDescriptor found(static_cast<int>(::syscall(SYS_openat2, directory, path.c_str(), &how, sizeof how)));
+    return found.get() < 0 && errno == ENOSYS ? openByComponents(directory, path, flags) : std::move(found);
 }
 
 } // namespace Common

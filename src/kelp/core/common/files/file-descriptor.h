@@ -26,9 +26,8 @@ private:
     int file_;
 };
 
-/// Opens what lies at a path below an open directory. No link is followed, and no path leaves the directory
-/// (openat2). Nothing is open, and errno tells why, when that cannot be done: ENOSYS by kernels before 5.6,
-/// with which the same has to be done name by name.
+/// Opens what lies at a relative path below an open directory. No link is followed, and no path leaves the
+/// directory. Nothing is open, and errno tells why, when that cannot be done.
 FileDescriptor openBeneath(int directory, const std::filesystem::path &path, int flags);
 
 } // namespace Common

@@ -2,7 +2,12 @@
 
 #include "kelp/core/common/rpm/current-entry.h"
 
+#include <rpm/rpmcrypto.h>
 #include <rpm/rpmfiles.h>
+
+#include <algorithm>
+#include <functional>
+#include <span>
 
 namespace Common::Rpm {
 
@@ -34,6 +39,28 @@ bool InstalledFiles::isDirectory(int index) const {
 
 bool InstalledFiles::isConfiguration(int index) const {
     return (rpmfilesFFlags(files_.get(), index) & RPMFILE_CONFIG) != 0;
+}
+
+bool InstalledFiles::isGhost(int index) const {
+    return (rpmfilesFFlags(files_.get(), index) & RPMFILE_GHOST) != 0;
+}
+
+std::uint32_t InstalledFiles::modified(int index) const {
+    return rpmfilesFMtime(files_.get(), index);
+}
+
+std::optional<std::string> InstalledFiles::sha256(int index) const {
+    constexpr std::string_view digits = "0123456789abcdef";
+    int algorithm = 0;
+    std::size_t length = 0;
+    const unsigned char *bytes = rpmfilesFDigest(files_.get(), index, &algorithm, &length);
+    // A file without a digest has one of zeros.
+    if (!bytes || algorithm != RPM_HASH_SHA256 || std::all_of(bytes, bytes + length, std::logical_not<>()))
+        return std::nullopt;
+    std::string text;
+    for (const unsigned char byte : std::span(bytes, length))
+        (text += digits[byte >> 4]) += digits[byte & 15];
+    return text;
 }
 
 bool InstalledFiles::isInstalled(int index) const {

@@ -5,14 +5,17 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <optional>
+#include <string>
 #include <string_view>
 
 struct rpmfiles_s;
 
 namespace Common::Rpm {
 
-/// What rpm's record of an installed package says of its files, by their place in the record's list, the
-/// `fileIndex` of a walk. The disk is not looked at. The record's list is kept alive by the object.
+/// What a package's header says of its files, by their place in its list, the `fileIndex` of a walk; most of
+/// it is asked of rpm's records of installed packages. The disk is not looked at. The record's list is kept
+/// alive by the object.
 class InstalledFiles {
 public:
     /// Raises ErrorCode::BadPackageFileFormat "Couldn't read rpm package" when the list contradicts itself.
@@ -23,6 +26,15 @@ public:
     std::uint64_t size(int index) const;
     bool isDirectory(int index) const;
     bool isConfiguration(int index) const;
+
+    /// Whether the package only names the file, and does not bring it.
+    bool isGhost(int index) const;
+
+    /// Seconds since the epoch.
+    std::uint32_t modified(int index) const;
+
+    /// In lower-case hexadecimal digits; nothing where the header has a digest of another kind, or none.
+    std::optional<std::string> sha256(int index) const;
 
     /// Whether rpm put the file there and takes it away with the package. It leaves alone what it never
     /// installed (documentation that was excluded, languages, colours), and what another package replaced.

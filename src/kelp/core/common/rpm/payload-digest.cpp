@@ -1,6 +1,7 @@
 #include "kelp/core/common/rpm/payload-digest.h"
 
 #include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/rpm/digest.h"
 #include "kelp/core/common/rpm/tag-data.h"
 
 #include <rpm/header.h>
@@ -13,7 +14,6 @@
 #include <fstream>
 #include <memory>
 #include <optional>
-#include <sstream>
 #include <vector>
 
 namespace Common::Rpm {
@@ -62,15 +62,12 @@ void seekCovered(std::istream &file, bool coversHeader) {
 }
 
 std::string digestOf(std::istream &rest, int algorithm) {
-    // Null for an algorithm that librpm does not know; there is no digest then, and the package is not right.
-    DIGEST_CTX context = rpmDigestInit(algorithm, RPMDIGEST_NONE);
+    // None for an algorithm that librpm does not know, and the package is not right.
+    Digest digest(algorithm);
     std::vector<char> chunk(readSize);
     while (rest.read(chunk.data(), static_cast<std::streamsize>(chunk.size())) || rest.gcount() > 0)
-        rpmDigestUpdate(context, chunk.data(), static_cast<std::size_t>(rest.gcount()));
-    void *digest = nullptr;
-    rpmDigestFinal(context, &digest, nullptr, 1);
-    const std::unique_ptr<void, decltype(&std::free)> owner(digest, std::free);
-    return digest ? static_cast<const char *>(digest) : "";
+        digest.update({chunk.data(), static_cast<std::size_t>(rest.gcount())});
+    return digest.finish();
 }
 
 } // namespace
@@ -92,11 +89,6 @@ bool PayloadDigest::isRight() const {
         throw Error(ErrorCode::FileNotFound, "Couldn't open rpm package");
     seekCovered(file, coversHeader_);
     return digestOf(file, algorithm_) == expected_;
-}
-
-std::string sha256Of(const std::string &text) {
-    std::istringstream stream(text);
-    return digestOf(stream, RPM_HASH_SHA256);
 }
 
 } // namespace Common::Rpm

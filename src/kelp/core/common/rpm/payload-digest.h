@@ -25,7 +25,4 @@ private:
     bool coversHeader_ = false;
 };
 
-/// The SHA-256 of a text, in lower-case hexadecimal digits.
-std::string sha256Of(const std::string &text);
-
 } // namespace Common::Rpm

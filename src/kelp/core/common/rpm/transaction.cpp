@@ -143,15 +143,19 @@ Transaction::Walk Transaction::forEachInstalled(const std::function<void(const R
     return watch.sawError() ? Walk::Damaged : Walk::Complete;
 }
 
-Transaction::Record Transaction::lookUp(std::uint32_t instance) const {
+Transaction::Record Transaction::lookUp(std::uint32_t instance,
+                                        const std::function<void(const Reader &)> &found) const {
     const ErrorWatch watch;
     const std::shared_ptr<rpmdbMatchIterator_s> records(
         rpmtsInitIterator(transactionSet_.get(), RPMDBI_PACKAGES, &instance, sizeof instance),
         rpmdbFreeIterator);
     if (!records)
         throw Error(ErrorCode::Internal, "Couldn't read the rpm database");
-    if (rpmdbNextIterator(records.get()))
+    if (const Header record = rpmdbNextIterator(records.get())) {
+        if (found)
+            found(Reader(record));
         return Record::There;
+    }
     return watch.sawError() ? Record::Unreadable : Record::Gone;
 }
 

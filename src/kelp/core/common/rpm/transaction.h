@@ -51,8 +51,9 @@ public:
     /// What one look for a record found.
     enum class Record { Gone, There, Unreadable };
 
-    /// Looks for the record at one place of the database, whatever others are like. Raises as the walk does.
-    Record lookUp(std::uint32_t instance) const;
+    /// Looks for the record at one place of the database, whatever others are like. `found`, where there is
+    /// one, is called with it, as by the walk. Raises as the walk does.
+    Record lookUp(std::uint32_t instance, const std::function<void(const Reader &)> &found = {}) const;
 
     /// Whether a record lists the absolute `path`, by whatever links of the system. What the database does
     /// not tell counts as owned.

@@ -9,6 +9,7 @@
 #include "kelp/core/kelp/incoming/link-targets.h"
 #include "kelp/core/kelp/incoming/package-extraction.h"
 #include "kelp/core/kelp/incoming/rpm-package.h"
+#include "kelp/core/kelp/incoming/staged-contents.h"
 #include "kelp/core/kelp/incoming/staging-directory.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/package/package-information.h"
@@ -192,10 +193,13 @@ PackageStaging RpmPackage::extractPackageFile(const fs::path &destination,
     };
     PackageExtraction extraction(destination, versionDirectory, mappings_, PackageExtraction::Failure::Ends);
     Conveyance oneByOne;
-    extraction.run(reopened(), {std::make_shared<Validator::Config>(profile)},
+    const ExtractFileIterator content = reopened();
+    extraction.run(content, {std::make_shared<Validator::Config>(profile)},
                    {.beforeFile = requireSignature, .afterFile = attachAttributes}, oneByOne);
     extraction.applyPermissions();
-    return {destination, id(), version(), orgName(), appName()};
+    // Whoever moves the tree flushes it, and the list with it.
+    listStagedContents(destination, *this, content, [](const auto &...) { return true; });
+    return {destination, id(), version(), orgName(), appName(), true};
 }
 
 std::string RpmPackage::validate(const fs::path &destination, const Trial &trial) const {

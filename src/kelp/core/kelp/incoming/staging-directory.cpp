@@ -197,7 +197,7 @@ FileDescriptor StagingDirectory::openDirectory(const fs::path &path) const {
     FileDescriptor found = Common::openBeneath(directory_.get(), path.empty() ? "." : path, directoryFlags);
     if (found.get() >= 0)
         return found;
-    return makeByComponents(path); // Parts are missing, or the kernel does not know the call.
+    return makeByComponents(path);
 }
 
 /// The files of a directory come one behind the other, and are many.
@@ -227,23 +227,7 @@ FileDescriptor StagingDirectory::makeByComponents(const fs::path &path) const {
 }
 
 FileDescriptor StagingDirectory::openExisting(const fs::path &path, int flags) const {
-    FileDescriptor found = Common::openBeneath(directory_.get(), path.empty() ? "." : path, flags);
-    if (found.get() < 0 && errno == ENOSYS)
-        return openExistingByComponents(path, flags);
-    return found;
-}
-
-FileDescriptor StagingDirectory::openExistingByComponents(const fs::path &path, int flags) const {
-    constexpr int searched = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
-    FileDescriptor current(::openat(directory_.get(), ".", searched));
-    for (const fs::path &name : path.parent_path()) {
-        if (current.get() < 0)
-            return current;
-        current = FileDescriptor(::openat(current.get(), name.c_str(), searched));
-    }
-    if (current.get() < 0)
-        return current;
-    return FileDescriptor(::openat(current.get(), path.empty() ? "." : path.filename().c_str(), flags));
+    return Common::openBeneath(directory_.get(), path.empty() ? "." : path, flags);
 }
 
 void StagingDirectory::checkPath(const fs::path &path) const {

@@ -69,7 +69,6 @@ private:
     const FileDescriptor &openParent(const std::filesystem::path &path);
     FileDescriptor makeByComponents(const std::filesystem::path &path) const;
     FileDescriptor openExisting(const std::filesystem::path &path, int flags) const;
-    FileDescriptor openExistingByComponents(const std::filesystem::path &path, int flags) const;
     void checkPath(const std::filesystem::path &path) const;
 
     std::filesystem::path path_;

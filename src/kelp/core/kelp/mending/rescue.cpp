@@ -3,6 +3,7 @@
 #include "kelp/core/common/files/durable-file.h"
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/kelp/fs-database.h"
+#include "kelp/core/kelp/package/contents-list.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
 #include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/kelp/package/store-entry.h"
@@ -21,8 +22,12 @@ PackageInformation descriptorIn(const fs::path &tree) {
 }
 
 PackageStaging stagingOf(const PackageInformation &information, const fs::path &tree) {
-    return {tree, information.at("general.id"), information.at("general.version"),
-            valueOf(information, "general.orgname"), valueOf(information, "general.appname")};
+    return {tree,
+            information.at("general.id"),
+            information.at("general.version"),
+            valueOf(information, "general.orgname"),
+            valueOf(information, "general.appname"),
+            ContentsList::read(tree).has_value()};
 }
 
 /// What the descriptor gets beside the staging's own values.

@@ -24,6 +24,7 @@ struct PackageStaging {
     std::string version;
     std::optional<std::string> orgName;
     std::optional<std::string> appName;
+    bool hasContentsList = false; ///< Otherwise a file of its name is the package's, and is dropped.
 };
 
 /// A staged version with the values that its descriptor gets beside the staging's own.

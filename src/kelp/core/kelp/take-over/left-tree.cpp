@@ -7,6 +7,7 @@
 #include "kelp/core/common/rpm/tags.h"
 #include "kelp/core/kelp/desktop-file/desktop-file.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
+#include "kelp/core/kelp/package/contents-list.h"
 #include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/kelp/package/i-database-path-resolver.h"
 #include "kelp/core/kelp/take-over/own-directory.h"
@@ -134,7 +135,8 @@ bool LeftTree::isWholeInStore(const IDatabasePathResolver &resolver) const {
         return false;
     const fs::recursive_directory_iterator files(path_);
     return std::all_of(begin(files), end(files), [&](const fs::directory_entry &entry) {
-        return entry.is_directory() ||
+        // An earlier kelp may have placed the version without the list.
+        return entry.is_directory() || entry.path() == path_ / ContentsList::fileName ||
                fs::exists(fs::symlink_status(version / entry.path().lexically_relative(path_)));
     });
 }

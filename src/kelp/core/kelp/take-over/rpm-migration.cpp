@@ -286,6 +286,7 @@ void RpmMigration::stage(RpmSurvey &survey, RpmCandidate &candidate, std::vector
     try {
         stageInstalledPackage(candidate.package,
                               fs::absolute(pathResolver_->versionDirectory(entry.id, entry.version)), entry);
+        listContents(rpm_, candidate.package, entry);
         // With its descriptor, so that the group's one flush has both on disk.
         store_->describeStaged(entry, entry.extras);
         noteTargets(candidate.package, fs::absolute(pathResolver_->currentDirectory(entry.id)), entry);

@@ -8,6 +8,8 @@
 #include "kelp/core/common/files/file-descriptor.h"
 #include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/files/path-tests.h"
+#include "kelp/core/common/rpm/transaction.h"
+#include "kelp/core/kelp/incoming/staged-contents.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/publication/publication-plan.h"
 #include "kelp/core/kelp/take-over/copy-failures.h"
@@ -22,6 +24,7 @@
 #include <map>
 #include <optional>
 #include <set>
+#include <string_view>
 #include <utility>
 
 namespace fs = std::filesystem;
@@ -266,6 +269,25 @@ void stageInstalledPackage(const RpmPackage &package, const fs::path &versionDir
         ++noted;
     }
     requireUnchanged(entry.files);
+}
+
+void listContents(const Common::Rpm::Transaction &rpm, const RpmPackage &package, JournalEntry &entry) {
+    constexpr std::int64_t nanoseconds = 1'000'000'000;
+    std::map<std::string_view, const Common::FileIdentity *> staged;
+    for (const JournalledFile &file : entry.files)
+        if (file.identity)
+            staged.emplace(file.path, &*file.identity);
+    const auto isAsPacked = [&](const std::string &path, std::uint64_t size, std::uint32_t modified) {
+        const auto found = staged.find(path);
+        return found != staged.end() && found->second->size == size &&
+               found->second->modified / nanoseconds == modified;
+    };
+    const auto list = [&](const Common::Rpm::Reader &record) {
+        listStagedContents(entry.path, package, record, isAsPacked);
+    };
+    if (rpm.lookUp(entry.instance, list) != Common::Rpm::Transaction::Record::There)
+        throw Error(ErrorCode::Internal, "Couldn't read the rpm record of " + entry.id);
+    entry.hasContentsList = true;
 }
 
 void noteTargets(const RpmPackage &package, const fs::path &current, JournalEntry &entry) {

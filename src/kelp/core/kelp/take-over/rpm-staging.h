@@ -3,6 +3,10 @@
 #include "kelp/core/kelp/incoming/rpm-package.h"
 #include "kelp/core/kelp/take-over/take-over-journal.h"
 
+namespace Common::Rpm {
+class Transaction;
+}
+
 namespace Core::KELP {
 
 /// Makes the directory of a tree. Raises ErrorCode::Filesystem, also when anything is there: two packages of
@@ -19,6 +23,11 @@ void makeStagingDirectory(const std::filesystem::path &staging);
 /// meanwhile; what was made by then stays, below entry.path alone.
 void stageInstalledPackage(const RpmPackage &package, const std::filesystem::path &versionDirectory,
                            JournalEntry &entry);
+
+/// Lists the contents of the staged tree in it, by rpm's record and by what `entry.files` say was staged, and
+/// marks the entry. Raises ErrorCode::Internal where rpm gives no record of it, and as listStagedContents()
+/// does.
+void listContents(const Common::Rpm::Transaction &rpm, const RpmPackage &package, JournalEntry &entry);
 
 /// Notes in the entry what the publication of its staged tree will touch: the targets, with rpm's file at
 /// each, and the directories. `current` is the link of that name, absolute. Raises ErrorCode::Filesystem.

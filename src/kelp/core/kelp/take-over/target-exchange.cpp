@@ -5,7 +5,7 @@
 #include "kelp/core/common/files/copy.h"
 #include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/files/path-tests.h"
-#include "kelp/core/common/rpm/payload-digest.h"
+#include "kelp/core/common/rpm/digest.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/publication/publication.h"
 

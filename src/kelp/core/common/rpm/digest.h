@@ -1,0 +1,39 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+struct DIGEST_CTX_s;
+
+namespace Common::Rpm {
+
+/// A digest by librpm, which every program of ours has loaded, and which was as fast as any (see
+/// docs/benchmarks.md).
+class Digest {
+public:
+    static constexpr int sha256 = 8; ///< As rpm numbers the algorithms.
+
+    /// With an algorithm that librpm does not know, the digest is empty.
+    explicit Digest(int algorithm = sha256);
+
+    void update(std::string_view bytes);
+
+    /// In lower-case hexadecimal digits. Nothing can be added after that.
+    std::string finish();
+
+private:
+    struct Release {
+        void operator()(DIGEST_CTX_s *context) const;
+    };
+    std::unique_ptr<DIGEST_CTX_s, Release> context_;
+};
+
+/// The SHA-256 of a text, in lower-case hexadecimal digits.
+std::string sha256Of(const std::string &text);
+
+/// The same of an open file, from its present position; `path` names it in the error. Raises
+/// ErrorCode::Filesystem "Couldn't read file: PATH".
+std::string sha256Of(int file, const std::string &path);
+
+} // namespace Common::Rpm

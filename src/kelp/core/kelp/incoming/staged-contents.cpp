@@ -1,0 +1,91 @@
+#include "kelp/core/kelp/incoming/staged-contents.h"
+
+#include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/files/file-descriptor.h"
+#include "kelp/core/common/files/filesystem.h"
+#include "kelp/core/common/rpm/digest.h"
+#include "kelp/core/common/rpm/file-iterator.h"
+#include "kelp/core/common/rpm/installed-files.h"
+#include "kelp/core/kelp/incoming/rpm-package.h"
+#include "kelp/core/kelp/package/contents-list.h"
+
+#include <fcntl.h>
+
+#include <cerrno>
+#include <unordered_map>
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+using Common::Rpm::FileIterator;
+
+/// What the header says of the files of one package, by their paths in its tree.
+class PackedFiles {
+public:
+    PackedFiles(const RpmPackage &package, const Common::Rpm::Reader &header) : record_(header) {
+        const auto note = [&](const FileIterator::Entry &entry) {
+            files_[package.packagePath(entry)] = {entry.path, entry.fileIndex, entry.signable};
+            return false;
+        };
+        FileIterator(header).forEach(note, FileIterator::Names::All);
+    }
+
+    /// All but the digest of a file, which is returned where the header's holds for it.
+    std::string describe(ContentsEntry &entry, const IsAsPacked &isAsPacked) const {
+        const auto found = files_.find(entry.path);
+        if (found == files_.end())
+            return {};
+        const auto &[path, index, isSignable] = found->second;
+        entry.isConfiguration = record_.isConfiguration(index);
+        if (entry.type != ContentsEntry::Type::File)
+            return {};
+        entry.isSignable = isSignable;
+        entry.isChanged = record_.isGhost(index) || entry.size != record_.size(index) ||
+                          !isAsPacked(path, record_.size(index), record_.modified(index));
+        return record_.sha256(index).value_or("");
+    }
+
+private:
+    struct Packed {
+        std::string path;
+        int index;
+        bool isSignable;
+    };
+
+    Common::Rpm::InstalledFiles record_;
+    std::unordered_map<std::string, Packed> files_;
+};
+
+std::string digestOf(int tree, const ContentsEntry &entry) {
+    const Common::FileDescriptor file =
+        Common::openBeneath(tree, entry.path, O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+    if (file.get() < 0)
+        throw Common::Error(Common::ErrorCode::Filesystem, "Couldn't read file: " + entry.path, errno);
+    return Common::Rpm::sha256Of(file.get(), entry.path);
+}
+
+} // namespace
+
+void listStagedContents(const fs::path &tree, const RpmPackage &package, const Common::Rpm::Reader &header,
+                        const IsAsPacked &isAsPacked) {
+    Common::removeAll(tree / ContentsList::fileName);
+    const PackedFiles packed(package, header);
+    const Common::FileDescriptor directory(::open(tree.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    ContentsList list{{}, contentsOfTree(tree)};
+    for (ContentsEntry &entry : list.entries) {
+        entry.digest = packed.describe(entry, isAsPacked);
+        if (entry.type != ContentsEntry::Type::File || (!entry.isChanged && !entry.digest.empty()))
+            continue;
+        std::string digest = digestOf(directory.get(), entry);
+        // Only the time told against it, as after a restore of the same file.
+        entry.isChanged = entry.isChanged && digest != entry.digest;
+        entry.isHashed = true;
+        entry.digest = std::move(digest);
+    }
+    list.write(tree, Common::Durability::Deferred);
+}
+
+} // namespace Core::KELP

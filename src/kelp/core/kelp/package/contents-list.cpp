@@ -1,0 +1,188 @@
+#include "kelp/core/kelp/package/contents-list.h"
+
+#include "kelp/core/common/foreign-text.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <sstream>
+#include <string_view>
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+using Type = ContentsEntry::Type;
+
+constexpr std::string_view header = "kelp contents 1";
+constexpr std::string_view types = "dfl"; ///< In the order of the enumeration.
+constexpr std::size_t digestLength = 64;
+constexpr unsigned allModeBits = 0777;
+
+/// In the order in which a list has their letters.
+struct Flag {
+    char letter;
+    bool ContentsEntry::*isSet;
+};
+constexpr std::array flags = {Flag{'c', &ContentsEntry::isConfiguration},
+                              Flag{'s', &ContentsEntry::isSignable}, Flag{'m', &ContentsEntry::isChanged},
+                              Flag{'h', &ContentsEntry::isHashed}};
+
+void formatEntry(std::ostream &lines, const ContentsEntry &entry) {
+    lines << types.at(static_cast<std::size_t>(entry.type)) << ' ' << std::oct << entry.mode << std::dec
+          << ' ' << entry.owner << ' ' << entry.group << ' ' << entry.size << ' '
+          << (entry.digest.empty() ? "-" : entry.digest) << ' '
+          << (entry.target.empty() ? "-" : Common::escapeWord(entry.target)) << ' ';
+    for (const Flag &flag : flags)
+        lines << (entry.*flag.isSet ? flag.letter : '-');
+    lines << ' ' << Common::escapeLine(entry.path) << '\n';
+}
+
+/// The words of one line, with what was wrong among them.
+class Words {
+public:
+    explicit Words(std::string_view line) : rest_(line) {}
+
+    std::string_view next() {
+        const std::size_t end = rest_.find(' ');
+        const std::string_view word = rest_.substr(0, end);
+        isWhole_ = isWhole_ && end != std::string_view::npos && !word.empty();
+        rest_.remove_prefix(end == std::string_view::npos ? rest_.size() : end + 1);
+        return word;
+    }
+
+    template<class Number>
+    Number number(int base = 10) {
+        const std::string_view word = next();
+        Number number = 0;
+        const auto result = std::from_chars(word.begin(), word.end(), number, base);
+        isWhole_ = isWhole_ && result.ec == std::errc() && result.ptr == word.end();
+        return number;
+    }
+
+    std::string_view rest() const { return rest_; }
+    bool isWhole() const { return isWhole_; }
+
+private:
+    std::string_view rest_;
+    bool isWhole_ = true;
+};
+
+bool parseFlags(std::string_view word, ContentsEntry &entry) {
+    bool isWhole = word.size() == flags.size();
+    for (std::size_t i = 0; isWhole && i < flags.size(); ++i) {
+        entry.*flags.at(i).isSet = word[i] == flags.at(i).letter;
+        isWhole = word[i] == flags.at(i).letter || word[i] == '-';
+    }
+    return isWhole;
+}
+
+/// Whoever goes by the list acts as root on what it names.
+bool isWithin(const std::string &path) {
+    for (std::size_t begin = 0; begin <= path.size();) {
+        const std::size_t end = std::min(path.find('/', begin), path.size());
+        const std::string_view name(path.data() + begin, end - begin);
+        if (name.empty() || name == "." || name == ".." || name.find('\0') != std::string_view::npos)
+            return false;
+        begin = end + 1;
+    }
+    return !isStoreOwn(path);
+}
+
+bool isDigest(std::string_view word) {
+    return word.size() == digestLength &&
+           word.find_first_not_of("0123456789abcdef") == std::string_view::npos;
+}
+
+std::optional<ContentsEntry> parseEntry(std::string_view line) {
+    Words words(line);
+    ContentsEntry entry;
+    const std::string_view letter = words.next();
+    entry.mode = words.number<unsigned>(8);
+    entry.owner = words.number<std::uint32_t>();
+    entry.group = words.number<std::uint32_t>();
+    entry.size = words.number<std::uint64_t>();
+    const std::string_view digest = words.next();
+    const std::string_view target = words.next();
+    const bool hasFlags = parseFlags(words.next(), entry);
+    const std::size_t type = letter.size() == 1 ? types.find(letter) : std::string_view::npos;
+    if (!words.isWhole() || !hasFlags || type == std::string_view::npos || entry.mode > allModeBits)
+        return std::nullopt;
+    entry.type = static_cast<Type>(type);
+    entry.path = Common::unescapeLine(words.rest());
+    if (entry.type == Type::File)
+        entry.digest = digest;
+    else if (entry.type == Type::Link)
+        entry.target = Common::unescapeWord(target);
+    const bool isWhole = entry.type == Type::File ? isDigest(digest) : digest == "-";
+    return isWhole && (entry.type == Type::Link || target == "-") && isWithin(entry.path)
+               ? std::optional(std::move(entry))
+               : std::nullopt;
+}
+
+/// Takes the first line off a text; nothing when no line is ended in it.
+std::optional<std::string_view> takeLine(std::string_view &text) {
+    const std::size_t end = text.find('\n');
+    if (end == std::string_view::npos)
+        return std::nullopt;
+    const std::string_view line = text.substr(0, end);
+    text.remove_prefix(end + 1);
+    return line;
+}
+
+} // namespace
+
+std::string ContentsList::format() const {
+    std::ostringstream lines;
+    lines << header << '\n';
+    if (!foundOn.empty())
+        lines << "found " << foundOn << '\n';
+    for (const ContentsEntry &entry : entries)
+        formatEntry(lines, entry);
+    lines << "end " << entries.size() << '\n';
+    return lines.str();
+}
+
+std::optional<ContentsList> ContentsList::parse(const std::string &text) {
+    constexpr std::string_view found = "found ";
+    std::string_view rest = text;
+    if (takeLine(rest) != header)
+        return std::nullopt;
+    ContentsList list;
+    if (rest.starts_with(found))
+        list.foundOn = takeLine(rest).value_or(found).substr(found.size());
+    while (const auto line = takeLine(rest)) {
+        if (line->starts_with("end "))
+            return rest.empty() && *line == "end " + std::to_string(list.entries.size())
+                       ? std::optional(std::move(list))
+                       : std::nullopt;
+        auto entry = parseEntry(*line);
+        if (!entry)
+            return std::nullopt;
+        list.entries.push_back(std::move(*entry));
+    }
+    return std::nullopt;
+}
+
+std::optional<ContentsList> ContentsList::read(const fs::path &version) {
+    const auto text = Common::readIfExists(version / fileName);
+    return text ? parse(*text) : std::nullopt;
+}
+
+void ContentsList::write(const fs::path &version, Common::Durability durability) const {
+    Common::replaceFile(version / fileName, format(), durability);
+}
+
+bool isStoreOwn(const std::string &path) {
+    constexpr std::array<std::string_view, 6> names = {"velura.pkg",         "symlink.list",
+                                                       "generated.dir.list", "contents.list",
+                                                       "publication.plan",   "@resources"};
+    std::string_view name = std::string_view(path).substr(0, path.find('/'));
+    if (name.size() == path.size() && name.ends_with(".new"))
+        name.remove_suffix(4);
+    return std::ranges::find(names, name) != names.end();
+}
+
+} // namespace Core::KELP

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "kelp/core/common/files/durable-file.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Core::KELP {
+
+/// One entry of a version's tree.
+struct ContentsEntry {
+    enum class Type { Directory, File, Link, Other };
+
+    Type type = Type::Other;
+    unsigned mode = 0; ///< The low nine bits.
+    std::uint32_t owner = 0;
+    std::uint32_t group = 0;
+    std::uint64_t size = 0;       ///< Of a file, in bytes.
+    std::string digest;           ///< Of a file: the SHA-256 in lower-case hexadecimal digits.
+    std::string target;           ///< Of a link: its text.
+    bool isConfiguration = false; ///< The package expects people to change it.
+    bool isSignable = false;      ///< The file carries the application's id as "security.appid".
+    bool isChanged = false;       ///< It was not what the package brought when it was staged.
+    bool isHashed = false;        ///< The digest was computed, and not taken from the package's header.
+    std::string path;             ///< Relative. Text, for lists are long and path objects are large.
+
+    bool operator==(const ContentsEntry &) const = default;
+};
+
+/// What was staged of a version: the file "contents.list" in its directory. docs/formats.md has the form.
+struct ContentsList {
+    static constexpr const char *fileName = "contents.list";
+
+    /// The day, as YYYY-MM-DD, for a list that tells what was found of a version that had none; empty for
+    /// one that tells what was staged.
+    std::string foundOn;
+    std::vector<ContentsEntry> entries; ///< Each directory before what lies in it.
+
+    /// The bytes of the file, and back; nothing for text that is torn, that names a path outside of the
+    /// version, or that is anything else.
+    std::string format() const;
+    static std::optional<ContentsList> parse(const std::string &text);
+
+    /// The list of the version in a directory; nothing when it has none, or one that says nothing. Raises as
+    /// Common::readIfExists() does.
+    static std::optional<ContentsList> read(const std::filesystem::path &version);
+
+    /// Replaces it in one step, as Common::replaceFile() does.
+    void write(const std::filesystem::path &version, Common::Durability durability) const;
+};
+
+/// Whether a path in a version's directory is one of the store's own, of which no list tells: the
+/// descriptor, the lists, the plan and the resources, and what a killed run left of writing one of them.
+bool isStoreOwn(const std::string &path);
+
+/// What lies in a version's tree, in byte order of the paths' names; no digest is computed, and no flag set.
+/// The store's own names are left out. Links are not followed. Raises ErrorCode::Filesystem "Couldn't read
+/// directory: PATH" or "Couldn't look at PATH".
+std::vector<ContentsEntry> contentsOfTree(const std::filesystem::path &version);
+
+} // namespace Core::KELP
