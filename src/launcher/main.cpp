@@ -4,6 +4,7 @@
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/common/places.h"
+#include "kelp/core/common/rpm/initialise.h"
 #include "kelp/core/common/stop-signals.h"
 #include "kelp/core/common/writer-lock.h"
 #include "kelp/core/kelp/package/migration-stamps.h"
@@ -45,6 +46,9 @@ int main() {
     ::umask(022);
     Common::deferStopSignals();
     Common::ignoreBrokenPipes();
+    // librpm's own lines carry no priority: the journal would take its errors for information.
+    if (Common::isOutputTheJournal())
+        Common::Rpm::logLibrary();
     const std::vector<Migration> migrations = {
         migrationOf(Core::KELP::rpmToStoreStamp, migrateRpmToStore),
         migrationOf(Core::KELP::organisationsToSkidStamp, migrateOrganisationsToSkid),

@@ -14,14 +14,6 @@ namespace Common {
 
 namespace {
 
-/// systemd names in this variable, as "DEVICE:INODE", the stream that it has connected with the journal.
-bool isOutputTheJournal() {
-    const char *stream = std::getenv("JOURNAL_STREAM");
-    struct stat output {};
-    return stream && ::fstat(STDOUT_FILENO, &output) == 0 &&
-           stream == std::to_string(output.st_dev) + ":" + std::to_string(output.st_ino);
-}
-
 /// What the journal takes for the priority of a line (sd-daemon(3)).
 std::string_view priority(LogLevel level) {
     switch (level) {
@@ -66,6 +58,14 @@ const char *prefix(LogLevel level) {
 std::string (*shownBy)(std::string_view) = nullptr;
 
 } // namespace
+
+bool isOutputTheJournal() {
+    // systemd names in this variable, as "DEVICE:INODE", the stream that it has connected with the journal.
+    const char *stream = std::getenv("JOURNAL_STREAM");
+    struct stat output {};
+    return stream && ::fstat(STDOUT_FILENO, &output) == 0 &&
+           stream == std::to_string(output.st_dev) + ":" + std::to_string(output.st_ino);
+}
 
 void LogStream::showBy(std::string (*shown)(std::string_view)) {
     shownBy = shown;

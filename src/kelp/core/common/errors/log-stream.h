@@ -16,14 +16,17 @@ enum class LogLevel : std::int32_t {
     Event = 3,   ///< no prefix
 };
 
+/// Whether systemd has connected standard output with the journal: there each line is a record.
+bool isOutputTheJournal();
+
 /// One log message: made, filled with operator<< and printed, all in one statement.
 ///
 ///     LogStream(LogLevel::Warning) << "Couldn't open file: " << path;
 ///
 /// The destructor writes the level's prefix, the text and a line feed to standard output and flushes it. A
 /// message into which nothing was inserted prints nothing. A std::filesystem::path comes out in double
-/// quotes, an exception as its what(). When systemd has connected standard output with the journal, each line
-/// gets the journal's mark of its level in front, "<3>" for an error.
+/// quotes, an exception as its what(). In the journal each line gets the mark of its level in front, "<3>"
+/// for an error.
 class LogStream {
 public:
     explicit LogStream(LogLevel level) : level_(level) {}

@@ -1,6 +1,7 @@
 #include "kelp/core/common/rpm/transaction.h"
 
 #include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/common/rpm/database-presence.h"
 #include "kelp/core/common/rpm/initialise.h"
 
@@ -123,6 +124,8 @@ void Transaction::addFlags(Flags flags) {
 }
 
 void Transaction::setProgressCallback() {
+    if (isOutputTheJournal())
+        return;
     constexpr std::uintptr_t display = INSTALL_LABEL | INSTALL_HASH;
     // It takes its flags in the place of a pointer. NOLINTNEXTLINE(performance-no-int-to-ptr)
     rpmtsSetNotifyCallback(transactionSet_.get(), rpmShowProgress, reinterpret_cast<void *>(display));

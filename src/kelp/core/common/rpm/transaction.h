@@ -39,7 +39,8 @@ public:
     /// Adds to the flags of the run, which are the RPMTRANS_FLAG values of librpm's rpmts.h.
     void addFlags(Flags flags);
 
-    /// Has the run show labels and hash marks on standard output.
+    /// Has the run show labels and hash marks on standard output, unless that is the journal: there a bar
+    /// would be records, and part of others.
     void setProgressCallback();
 
     /// Calls `callback` for each installed package. The reader and its copies are valid until the callback
