@@ -32,7 +32,7 @@ class Name(str):
 class Application:
     """`files` has the content, the Link or the Name of each package path."""
 
-    def __init__(self, id, files, key=KEY, subgroup="regular", client=False, org="", stays=False, script=False):
+    def __init__(self, id, files, key=KEY, subgroup="regular", client=False, org="", stays=False, script=""):
         self.id, self.key, self.subgroup, self.client, self.org = id, key, subgroup, client, org
         self.stays, self.script = stays, script
         self.files = {f"bin/{id}": "#!/bin/sh\necho " + id, **files}
@@ -74,7 +74,7 @@ APPLICATIONS = [
         "icons/hicolor/86x86/apps/links.png": "icon", "integrityd/org.example.links.json": SHARED_FILE}),
     Application("org.example.shared", client=True, org="org.example", files={
         "vendor-common/words.txt": "note", "data/book.txt": "Call me Ishmael."}),
-    Application("com.example.devices", key=OTHER_KEY, subgroup="mdm", client=True, script=True, files={
+    Application("com.example.devices", key=OTHER_KEY, subgroup="mdm", client=True, script="true", files={
         "data/policy.json": "{}", "data/deep/er/file": "deep"}),
     Application("com.example.vpn", key=OTHER_KEY, subgroup="extended", files={
         "connman/plugin/example.so": "plugin", "connman/config/example.conf": "[example]"}),
@@ -122,7 +122,7 @@ def spec(app):
         mode = "" if isinstance(app.files[path], Link) else f"%attr({app.mode(path):o},root,root) "
         listed.append(("%config " if place.suffix == ".conf" else "") + mode + str(place))
     return [f"%package -n {app.id}", "Summary: An application", f"%description -n {app.id}",
-            *([f"%preun -n {app.id}", "true"] if app.script else []), f"%files -n {app.id}", *sorted(set(listed))]
+            *([f"%preun -n {app.id}", app.script] if app.script else []), f"%files -n {app.id}", *sorted(set(listed))]
 
 
 def build_packages(directory):

@@ -8,12 +8,7 @@ import stat
 from pathlib import PurePath
 
 from applications import APPLICATIONS, DATA, FOREIGN, KEY, Link, MOVED, STORE
-from machine import BOUND
 
-# What may differ between machines that are equally well: the contents of databases are compared as what they say.
-PASSED_OVER = {"/proc", "/dev", "/tmp", "/var/tmp", "/var/lib/rpm", "/var/lib/trusted-sources",
-               "/lost+found", "/usr/lost+found", "/var/lost+found", "/opt/lost+found", "/var/lib/kelp/registry.next",
-               "/opt/kelp/tmp/.kelp-staging", *("/" + directory for directory in BOUND)}
 # Directories that may stay when they are empty.
 WORKSHOP = {"/opt/kelp", "/opt/kelp/tmp", "/opt/kelp/install", "/var/lib/kelp/left-behind"}
 
@@ -47,17 +42,17 @@ def trusted_sources():
         return {"trusted sources": [str(error)]}
 
 
-def walk(directory="/"):
+def walk(passed_over, directory="/"):
     for entry in os.scandir(directory):
-        if entry.path not in PASSED_OVER:
+        if entry.path not in passed_over:
             if entry.path not in WORKSHOP:
                 yield entry.path, describe(entry.path, entry.stat(follow_symlinks=False))
             if entry.is_dir(follow_symlinks=False):
-                yield from walk(entry.path)
+                yield from walk(passed_over, entry.path)
 
 
-def holdings():
-    return {**dict(walk()), **trusted_sources()}
+def holdings(passed_over):
+    return {**dict(walk(passed_over)), **trusted_sources()}
 
 
 def headers(machine):
@@ -67,7 +62,7 @@ def headers(machine):
 
 
 def snapshot(machine):
-    return {**machine.inside(holdings), **headers(machine)}
+    return {**machine.inside(holdings, machine.passed_over), **headers(machine)}
 
 
 def differences(found, wanted):
@@ -123,10 +118,11 @@ def flaws_in_store(app):
     return [*flaws, *flaws_of_lists(app, current, published.values())]
 
 
-def traces(app):
+def traces(app, passed_over):
     """What a removed application has left."""
     home = f"/opt/app/{app.id}"
-    return [f"{path} is left of {app.id}" for path, description in walk() if path == home or f"{home}/" in str(description[2:])]
+    return [f"{path} is left of {app.id}" for path, description in walk(passed_over)
+            if path == home or f"{home}/" in str(description[2:])]
 
 
 def closed_paths():
@@ -138,14 +134,15 @@ def closed_paths():
 def flaws_of_migration(machine, before):
     """What an undisturbed migration has not done, judged by the tables of applications.py alone."""
     names = headers(machine)
-    return (machine.inside(flaws_outside_rpm) + unsound(machine, before) +
+    return (machine.inside(flaws_outside_rpm, machine.passed_over) + unsound(machine, before) +
             [f"rpm still has {app.id}" for app in MOVED if f"rpm: {app.id}" in names])
 
 
-def flaws_outside_rpm():
+def flaws_outside_rpm(passed_over):
     flaws = [flaw for app in MOVED for flaw in flaws_in_store(app)]
     lines = [f"event=I package={app.id} keyid={app.key}" for app in MOVED]
-    if contents("/var/lib/kelp/registry") != sorted(lines):
+    moved = {f"package={app.id}" for app in MOVED}  # Others may be there as well.
+    if [line for line in contents("/var/lib/kelp/registry") if moved & set(line.split())] != sorted(lines):
         flaws.append("the registry does not have a line for each application")
     bindings = trusted_sources()
     flaws += [f"{app.id} is not bound to its source" for app in MOVED
@@ -156,7 +153,7 @@ def flaws_outside_rpm():
               if read(new) != "content of " + old]
     if f"/org.example/{KEY}/words.txt" not in (read("/opt/app/org.example.links/current/@resources/integrityd.json") or ""):
         flaws.append("the integrity file does not name the moved data")
-    flaws += [f"{path} is left" for path, _ in walk()
+    flaws += [f"{path} is left" for path, _ in walk(passed_over)
               if re.fullmatch(r"/var/lib/kelp/(?!registry$|.*\.lock$|\.migration_).*|.*\.rpmsave|/opt/kelp/tmp/[^.].*", path)]
     flaws += [f"{stamp} is missing" for stamp in ["done", "skid_done", "integrityd_done"]
               if not os.path.exists(f"/var/lib/kelp/.migration_{stamp}")]
@@ -173,4 +170,4 @@ def unsound(machine, before):
             flaws.append(f"{app.id} is whole neither in rpm ({objections[0]}) nor in the store ({missing[0]})")
     return flaws + machine.inside(lambda: [f"lost {old}" for old, new in [*DATA.items(), *zip(FOREIGN, FOREIGN)]
                                            if "content of " + old not in (read(old), read(new))] +
-                                   [f"{path} is left" for path, _ in walk() if re.search(r"/\.kelp-[0-9a-f]{12}-\d+$", path)])
+                                   [f"{path} is left" for path, _ in walk(machine.passed_over) if re.search(r"/\.kelp-[0-9a-f]{12}-\d+$", path)])

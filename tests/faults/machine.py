@@ -15,6 +15,9 @@ LAYOUTS = {
 ENVIRONMENT = {"HOME": "/", "PATH": "/usr/sbin:/usr/bin", "LC_ALL": "C.UTF-8"}
 # The machine's own libraries. A launcher that loses its way cannot write to them.
 BOUND = ["usr/lib/" + sysconfig.get_config_var("MULTIARCH"), "usr/lib/rpm"]
+# What may differ between machines that are equally well: the contents of databases are compared as what they say.
+PASSED_OVER = ["/proc", "/dev", "/tmp", "/var/tmp", "/var/lib/rpm", "/var/lib/trusted-sources", "/lost+found", "/usr/lost+found",
+               "/var/lost+found", "/opt/lost+found", "/var/lib/kelp/registry.next", "/opt/kelp/tmp/.kelp-staging"]
 
 
 def run(*command, **options):
@@ -23,6 +26,8 @@ def run(*command, **options):
 
 class Machine:
     """The disks `disks`/N.img, mounted at `root` while the object is used in a with statement."""
+
+    bound, passed_over = BOUND, [*PASSED_OVER, *("/" + directory for directory in BOUND)]
 
     def __init__(self, layout, disks, root):
         self.layout, self.disks, self.root = LAYOUTS[layout], pathlib.Path(disks), pathlib.Path(root)
@@ -45,7 +50,7 @@ class Machine:
         for image, place in zip(self._images(), self.layout):
             os.makedirs(self.root / place, exist_ok=True)
             run("mount", "-o", "loop", image, self.root / place)
-        for directory in BOUND:
+        for directory in self.bound:
             os.makedirs(self.root / directory, exist_ok=True)
             run("mount", "-o", "bind,ro", "/" + directory, self.root / directory)
         os.makedirs(self.root / "proc", exist_ok=True)

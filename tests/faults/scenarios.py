@@ -89,7 +89,7 @@ class TakeOver:
                 for operation in ["update", "remove"]:
                     status, output = machine.start(["/driver", operation, app.id, "2-1", app.subgroup])
                     flaws += output.splitlines()[-1:] if status else []
-                flaws += machine.inside(traces, app)
+                flaws += machine.inside(traces, app, machine.passed_over)
         return flaws
 
     def _twice(self, machine):
