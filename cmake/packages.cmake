@@ -25,7 +25,7 @@ set(CPACK_RPM_USER_FILELIST
 # Directories that belong to the system.
 set(CPACK_RPM_EXCLUDE_FROM_AUTO_FILELIST_ADDITION
     /usr/sbin /usr/lib/systemd /usr/lib/systemd/system
-    /usr/lib/systemd/system/basic.target.wants /usr/lib/systemd/system/multi-user.target.wants
+    /usr/lib/systemd/system/basic.target.wants /usr/lib/systemd/system/timers.target.wants
     /usr/share/man /usr/share/man/man1 /usr/share/man/man8 /usr/share/doc
     /usr/share/bash-completion /usr/share/bash-completion/completions
     /usr/share/zsh /usr/share/zsh/vendor-completions /usr/share/zsh/site-functions /var /var/lib)

@@ -9,6 +9,7 @@
 #include <boost/json.hpp>
 
 #include <algorithm>
+#include <iterator>
 #include <ostream>
 
 namespace KelpCtl {
@@ -22,6 +23,7 @@ using Core::KELP::MachineState;
 struct StatusArguments {
     LookOptions look;
     bool isCheck = false;
+    bool isBrief = false;
 };
 
 json::value policyAsJson(const std::optional<Core::KELP::SourcesView> &sources) {
@@ -72,31 +74,38 @@ void printSummary(std::ostream &output, const MachineState &machine) {
                               "; web applications: " + allowed(sources->webPwaSourceAllowed));
 }
 
-void printApplications(std::ostream &output, const MachineState &machine) {
-    if (machine.applications.empty())
+void printApplications(std::ostream &output, const std::vector<ApplicationStanding> &applications) {
+    if (applications.empty())
         return;
     std::vector<std::vector<std::string>> rows = {{"APPLICATION", "VERSION", "STATE", "REASON"}};
-    for (const ApplicationStanding &application : machine.applications)
+    for (const ApplicationStanding &application : applications)
         rows.push_back({shown(application.id), shown(application.version), nameOf(application.state),
                         shown(application.reason)});
-    output << '\n';
     printTable(output, rows);
+}
+
+void print(std::ostream &output, const MachineState &machine) {
+    printSummary(output, machine);
+    if (!machine.applications.empty())
+        output << '\n';
+    printApplications(output, machine.applications);
 }
 
 ExitStatus status(const StatusArguments &arguments, std::ostream &output) {
     const Machine machine(arguments.look);
     const MachineState state = Core::KELP::inspectMachine(machine.configuration());
-    if (arguments.look.isJson) {
+    std::vector<ApplicationStanding> needy;
+    std::ranges::copy_if(state.applications, std::back_inserter(needy), Core::KELP::needsSomebody,
+                         &ApplicationStanding::state);
+    if (arguments.look.isJson)
         output << asJson(state) << '\n';
-    } else {
-        printSummary(output, state);
-        printApplications(output, state);
-    }
+    else if (arguments.isBrief)
+        printApplications(output, needy);
+    else
+        print(output, state);
     // Only with --check, by which a unit fails at boot: without it, to be told is no failure.
-    const bool isNeeded =
-        std::ranges::any_of(state.applications, Core::KELP::needsSomebody, &ApplicationStanding::state);
     return tellUnread(state.unread,
-                      arguments.isCheck && isNeeded ? ExitStatus::Refused : ExitStatus::Accepted);
+                      arguments.isCheck && !needy.empty() ? ExitStatus::Refused : ExitStatus::Accepted);
 }
 
 } // namespace
@@ -106,6 +115,8 @@ void addStatus(CLI::App &app, Command &command) {
     CLI::App *status = app.add_subcommand("status", "Tell how the machine and its applications stand");
     addLookOptions(*status, arguments->look);
     status->add_flag("--check", arguments->isCheck, "Exit with 1 when an application needs somebody");
+    status->add_flag("--brief", arguments->isBrief, "Print only the applications that need somebody")
+        ->excludes(status->get_option("--json"));
     status->callback([arguments, &command] {
         command = [arguments](std::ostream &output) { return KelpCtl::status(*arguments, output); };
     });

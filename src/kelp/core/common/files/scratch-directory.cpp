@@ -8,15 +8,32 @@
 
 namespace Common {
 
+namespace {
+
+/// Made with a name that nobody could foresee, for its owner alone: what is copied here no other user can
+/// read or replace. Empty, with the reason in `error`, when it cannot be made.
+std::filesystem::path makeBelow(const std::filesystem::path &directory, std::error_code &error) {
+    std::string name = (directory / "kelp-XXXXXX").string();
+    if (::mkdtemp(name.data()))
+        return name;
+    error.assign(errno, std::generic_category());
+    return {};
+}
+
+} // namespace
+
 ScratchDirectory::ScratchDirectory() {
     std::error_code error;
-    std::string name = (std::filesystem::temp_directory_path(error) / "kelp-XXXXXX").string();
-    // Made with a name that nobody could foresee, for its owner alone: what is copied here no other user can
-    // read or replace.
-    if (error || !::mkdtemp(name.data()))
+    const std::filesystem::path temporary = std::filesystem::temp_directory_path(error);
+    if (!error)
+        path_ = makeBelow(temporary, error);
+    std::error_code ignored; // What is wrong with the temporary directory is what people can mend.
+    const char *runtime = std::getenv("RUNTIME_DIRECTORY");
+    if (path_.empty())
+        path_ = makeBelow(runtime ? runtime : "/run", ignored);
+    if (path_.empty())
         throw Error(ErrorCode::Filesystem, "Couldn't create temporary directory; TMPDIR names another place",
-                    error ? error.value() : errno);
-    path_ = name;
+                    error.value());
 }
 
 ScratchDirectory::~ScratchDirectory() {

@@ -4,8 +4,9 @@
 
 namespace Common {
 
-/// A directory of its own in the temporary directory, gone with all in it when the object goes. What a killed
-/// process leaves of it is for whoever clears the temporary directory.
+/// A directory of its own, gone with all in it when the object goes: in the temporary directory, or where
+/// that cannot be written, as on a read-only root, in the service's RUNTIME_DIRECTORY, else in /run. What a
+/// killed process leaves of it is for whoever clears these.
 class ScratchDirectory {
 public:
     /// Raises ErrorCode::Filesystem "Couldn't create temporary directory; TMPDIR names another place".
