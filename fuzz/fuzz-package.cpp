@@ -4,6 +4,7 @@
 // would make every change of a header one that librpm refuses.
 
 #include "kelp/core/common/rpm/initialise.h"
+#include "kelp/core/kelp/incoming/judge.h"
 #include "kelp/core/kelp/incoming/rpm-package.h"
 #include "support/fuzz-checker.h"
 #include "support/fuzz-file.h"
@@ -107,15 +108,11 @@ void judge(const fs::path &package, const fs::path &staging) {
                     message.level == Validator::LogLevel::Critical;
     };
     RpmPackage::Trial trial;
-    trial.config = fuzzConfig();
-    trial.headerFindings = note;
-    trial.contentFindings = note;
-    trial.mostOfId = mostOfId;
     trial.mostUnpacked = mostUnpacked;
     const auto file = RpmPackage::fromFile(package, {}, Common::Rpm::Signatures::Unchecked);
     // Only now: librpm takes as much as a header claims to hold before it finds that the file is shorter.
     const MemoryBound bound(fs::file_size(package));
-    const std::string refusal = file.validate(staging, trial);
+    const std::string refusal = file.validate(staging, {{fuzzConfig(), note, note, mostOfId}}, trial).front();
     require(refusal.empty() != isRefused);
     require(sizeOf(staging) <= mostUnpacked);
 }

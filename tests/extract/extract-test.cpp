@@ -1,5 +1,6 @@
 #include "kelp/core/common/files/extended-attributes.h"
 #include "kelp/core/common/rpm/digest.h"
+#include "kelp/core/kelp/incoming/judge.h"
 #include "kelp/core/kelp/incoming/rpm-package.h"
 #include "kelp/core/kelp/incoming/staging-directory.h"
 #include "kelp/core/kelp/package/package-information.h"
@@ -63,9 +64,8 @@ protected:
         CapturedOutput report(CapturedOutput::Stream::Error);
         writer.write(package_);
         fs::remove_all(staging_);
-        RpmPackage::Trial trial;
-        trial.config = std::make_shared<Validator::Config>(Validator::Profile::Regular);
-        RpmPackage::fromFile(package_, {}).validate(staging_, trial);
+        const PackageJudge judge{std::make_shared<Validator::Config>(Validator::Profile::Regular)};
+        RpmPackage::fromFile(package_, {}).validate(staging_, {judge}, {});
         return report.take();
     }
 

@@ -1,3 +1,4 @@
+#include "kelp/core/kelp/incoming/judge.h"
 #include "kelp/core/kelp/incoming/rpm-package.h"
 #include "kelp/core/kelp/validator/configuration/config.h"
 
@@ -52,9 +53,9 @@ protected:
         };
         writer.write(package);
         fs::remove_all(root_.path() / "staging");
-        const Core::KELP::RpmPackage::Trial trial{
-            std::make_shared<Config>(profile, Target{isStrict, "5.0"}), note, note, {}, nullptr};
-        Core::KELP::RpmPackage::fromFile(package, {}).validate(root_.path() / "staging", trial);
+        const auto config = std::make_shared<Config>(profile, Target{isStrict, "5.0"});
+        Core::KELP::RpmPackage::fromFile(package, {})
+            .validate(root_.path() / "staging", {{config, note, note}}, {});
         return ids;
     }
 

@@ -1,6 +1,6 @@
 #include "kelpctl/validate/package-judge.h"
 
-#include "kelpctl/validate/hints.h"
+#include "kelpctl/validate/collected-report.h"
 #include "kelpctl/validate/interruption.h"
 #include "kelpctl/validate/lookahead.h"
 #include "kelpctl/validate/progress.h"
@@ -11,6 +11,7 @@
 #include "kelp/core/common/rpm/initialise.h"
 #include "kelp/core/common/rpm/payload-digest.h"
 #include "kelp/core/common/rpm/tags.h"
+#include "kelp/core/kelp/incoming/judge.h"
 #include "kelp/core/kelp/incoming/rpm-package.h"
 #include "kelp/core/kelp/validator/framework/content-findings.h"
 #include "kelp/core/kelp/validator/hardening/hardening-findings.h"
@@ -18,7 +19,7 @@
 
 #include <future>
 #include <iostream>
-#include <map>
+#include <vector>
 
 namespace KelpCtl {
 
@@ -34,14 +35,12 @@ namespace Tag = Common::Rpm::Tag;
 
 constexpr const char *wrongDigest = "The payload does not match its digest";
 
-/// Of one id. More of them nobody reads.
-constexpr std::size_t mostShown = 100;
-constexpr std::string_view moreText = "and {0} more reports";
-
 /// Takes what goes to standard error, and gives on the one line of it that belongs to the validator's report.
 class ReportLines final : public std::streambuf {
 public:
-    explicit ReportLines(const LiveReport &live) : live_(live) {}
+    using Take = std::function<void(const std::string &)>;
+
+    explicit ReportLines(Take take) : take_(std::move(take)) {}
 
 protected:
     int_type overflow(int_type character) override {
@@ -57,12 +56,12 @@ private:
     static constexpr std::size_t longestLine = 4096;
 
     void end() {
-        if (live_.line && line_.starts_with(beginning))
-            live_.line(line_);
+        if (line_.starts_with(beginning))
+            take_(line_);
         line_.clear();
     }
 
-    const LiveReport &live_;
+    Take take_;
     std::string line_;
 };
 
@@ -89,7 +88,9 @@ private:
 class Silence {
 public:
     // A stream without a buffer takes what it is given and drops it; with its buffer it is good again.
-    explicit Silence(const LiveReport &live) : lines_(live) { Common::Rpm::silenceLibrary(); }
+    explicit Silence(ReportLines::Take takeLine) : lines_(std::move(takeLine)) {
+        Common::Rpm::silenceLibrary();
+    }
     Silence(const Silence &) = delete;
     Silence &operator=(const Silence &) = delete;
     ~Silence() {
@@ -103,30 +104,31 @@ private:
     std::streambuf *error_ = std::cerr.rdbuf(&lines_);
 };
 
-/// One package under one profile.
+/// One package under all profiles.
 class Judgement {
 public:
-    Judgement(std::string file, Validator::Profile profile, const JudgeOptions &options) :
-        config_(std::make_shared<Validator::Config>(profile, options.target)),
-        options_(options),
-        deadline_(options.timeout) {
-        report_.file = std::move(file);
-        report_.profile = Validator::profileName(profile);
+    Judgement(std::string file, const JudgeOptions &options) :
+        file_(std::move(file)), options_(options), deadline_(options.timeout) {
+        for (const auto &profile : options.profiles)
+            reports_.emplace_back(file_, *profile, options);
     }
 
-    PackageReport take() && {
-        for (const auto &[id, shown] : shown_)
-            if (shown.more > 0)
-                tellMore(shown);
-        return std::move(report_);
+    std::vector<PackageReport> take() && {
+        std::vector<PackageReport> reports;
+        for (CollectedReport &report : reports_)
+            reports.push_back(std::move(report).take());
+        return reports;
     }
+
+    /// What the validator prints is about the verdict of the profile in hand.
+    void takeLine(const std::string &line) { reports_[inHand_].addLine(line); }
 
     void judge() {
         try {
             // First, as it also fills in name and version, which a report has even if the package cannot be
             // judged.
             const auto digest = checkDigest();
-            unpackAndJudge(RpmPackage::fromFile(report_.file, {}, Signatures::Unchecked));
+            unpackAndJudge(RpmPackage::fromFile(file_, {}, Signatures::Unchecked));
             finishDigest(digest);
         } catch (const Interrupted &) {
             // No verdict: the whole run ends.
@@ -149,9 +151,11 @@ private:
     /// Reads what is only read beside the work of unpacking.
     std::shared_ptr<Digest> checkDigest() {
         const Common::Rpm::Reader header = readHeader();
-        report_.id = header.tagOr(Tag::Name, "");
-        report_.version = header.tagOr(Tag::Version, "") + "-" + header.tagOr(Tag::Release, "");
-        const Common::Rpm::PayloadDigest digest(report_.file, header);
+        id_ = header.tagOr(Tag::Name, "");
+        version_ = header.tagOr(Tag::Version, "") + "-" + header.tagOr(Tag::Release, "");
+        for (CollectedReport &report : reports_)
+            report.name(id_, version_);
+        const Common::Rpm::PayloadDigest digest(file_, header);
         // Its last owner waits for the thread, so that none outlives the judgement, even if that raises.
         return std::make_shared<Digest>(
             std::async(std::launch::async, [digest] { return digest.isRight(); }));
@@ -159,7 +163,7 @@ private:
 
     Common::Rpm::Reader readHeader() {
         try {
-            return Common::Rpm::Reader(report_.file, Signatures::Unchecked);
+            return Common::Rpm::Reader(file_, Signatures::Unchecked);
         } catch (const Error &) {
             if (isReadable(Signatures::NorDigests))
                 report(Stage::Header, messageOf(ContentRule::HeaderDigestWrong, {}));
@@ -169,7 +173,7 @@ private:
 
     bool isReadable(Signatures signatures) const {
         try {
-            const Common::Rpm::Reader header(report_.file, signatures);
+            const Common::Rpm::Reader header(file_, signatures);
             return true;
         } catch (const Error &) {
             return false;
@@ -178,8 +182,8 @@ private:
 
     /// The only thing that the reading of the header refuses, before any check of it.
     void reportNames() {
-        if (report_.version && !Validator::isUsableVersion(*report_.version))
-            report(Stage::Header, messageOf(Validator::HardeningRule::VersionUnusable, {*report_.version}));
+        if (!Validator::isUsableVersion(version_))
+            report(Stage::Header, messageOf(Validator::HardeningRule::VersionUnusable, {version_}));
         report(Stage::Header, messageOf(ContentRule::NameUnusable, {}));
     }
 
@@ -199,11 +203,8 @@ private:
     }
 
     void judge(const RpmPackage &package, const Workspace &workspace) {
-        Progress progress(report_.file, package.files().size());
+        Progress progress(file_, package.files().size());
         RpmPackage::Trial trial;
-        trial.config = config_;
-        trial.headerFindings = [this](const Validator::Message &m) { report(Stage::Header, m); };
-        trial.contentFindings = [this](const Validator::Message &m) { report(Stage::Files, m); };
         trial.beforeVerdict = [&progress] { progress.step(); };
         trial.mostUnpacked = options_.mostUnpacked;
         trial.duringWork = [this] {
@@ -211,64 +212,48 @@ private:
             deadline_.check();
         };
         trial.conveyance = std::make_shared<Lookahead>();
-        trial.mostOfId = options_.live.finding ? Validator::allOfId : mostShown;
-        const std::string refusal = package.validate(workspace.path(), trial);
-        if (!refusal.empty())
-            conclude(Verdict::Refused, refusal);
+        const std::vector<std::string> refusals = package.validate(workspace.path(), judges(), trial);
+        for (std::size_t i = 0; i < refusals.size(); ++i)
+            if (!refusals[i].empty())
+                reports_[i].conclude(Verdict::Refused, refusals[i]);
     }
 
-    /// Of one id.
-    struct Shown {
-        std::size_t count = 0;
-        std::size_t more = 0;
-        std::size_t place = 0; ///< Of the finding that tells how many more there are.
-    };
+    std::vector<Core::KELP::PackageJudge> judges() {
+        std::vector<Core::KELP::PackageJudge> judges;
+        for (std::size_t i = 0; i < reports_.size(); ++i)
+            judges.push_back(
+                {options_.profiles[i],
+                 [this, i](const Validator::Message &message) { reports_[i].add(Stage::Header, message); },
+                 [this, i](const Validator::Message &message) { reports_[i].add(Stage::Files, message); },
+                 options_.lineOf ? Validator::allOfId : mostShown, [this, i] { inHand_ = i; }});
+        return judges;
+    }
 
     void report(Stage stage, const Validator::Message &message) {
-        // Hidden from the report and its counts. The verdict is the validator's and stays: only what refuses
-        // nothing can be hidden.
-        if (options_.hidden.contains(std::string(message.entry.id)))
-            return;
-        ++report_.counts[message.level];
-        if (options_.live.finding)
-            return options_.live.finding(message);
-        Shown &shown = shown_[message.entry.id];
-        if (shown.count < mostShown)
-            ++shown.count;
-        else if (++shown.more > 1)
-            return;
-        shown.place = report_.findings.size();
-        report_.findings.push_back({stage, message, hints_.of(message)});
-    }
-
-    void tellMore(const Shown &shown) {
-        Validator::Message &message = report_.findings[shown.place].message;
-        message.strings = {std::to_string(shown.more)};
-        message.text = Validator::composeText(moreText, message.strings);
-        message.entry.text = moreText;
-        message.path.clear();
-        report_.findings[shown.place].hint.clear();
+        for (CollectedReport &report : reports_)
+            report.add(stage, message);
     }
 
     void conclude(Verdict verdict, const std::string &reason) {
-        report_.verdict = verdict;
-        report_.reason = reason;
+        for (CollectedReport &report : reports_)
+            report.conclude(verdict, reason);
     }
 
-    PackageReport report_;
-    std::shared_ptr<Validator::Config> config_;
-    Hints hints_{*config_};
+    std::string file_;
+    std::string id_;
+    std::string version_;
     const JudgeOptions &options_;
     Deadline deadline_;
-    std::map<std::string_view, Shown> shown_;
+    std::vector<CollectedReport> reports_;
+    std::size_t inHand_ = 0; ///< Of them.
 };
 
 } // namespace
 
-PackageReport judgePackage(const std::string &file, Validator::Profile profile, const JudgeOptions &options) {
+std::vector<PackageReport> judgePackage(const std::string &file, const JudgeOptions &options) {
+    Judgement judgement(file, options);
     // One package at a time: the streams are the whole program's.
-    const Silence silence(options.live);
-    Judgement judgement(file, profile, options);
+    const Silence silence([&judgement](const std::string &line) { judgement.takeLine(line); });
     judgement.judge();
     return std::move(judgement).take();
 }

@@ -3,36 +3,37 @@
 #include "kelpctl/validate/package-report.h"
 
 #include "kelp/core/kelp/validator/configuration/config.h"
-#include "kelp/core/kelp/validator/configuration/profile.h"
 
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
 namespace KelpCtl {
 
-/// Who takes what the validator says as soon as it says it, in place of the report.
-struct LiveReport {
-    std::function<void(const Validator::Message &)> finding = {};
-    std::function<void(const std::string &)> line = {}; ///< What stands beside the findings.
-};
+/// Of one id. More of them nobody reads.
+constexpr std::size_t mostShown = 100;
 
 /// How packages are judged.
 struct JudgeOptions {
-    Validator::Target target = {};
+    /// By which each package is judged. They are made once: a profile compiles dozens of expressions.
+    std::vector<std::shared_ptr<Validator::Config>> profiles = {};
     std::filesystem::path keep = {};                ///< Where the unpacked tree stays; empty for nowhere.
     std::set<std::string> hidden = {};              ///< Ids of findings that are not reported.
     std::optional<std::uint64_t> mostUnpacked = {}; ///< Bytes of all files together.
     std::optional<std::chrono::seconds> timeout = {};
-    LiveReport live = {}; ///< Empty functions for nobody.
+    /// Has the reports hold all findings, as the lines that this makes of them; empty for the findings
+    /// themselves.
+    std::function<std::string(const Validator::Message &)> lineOf = {};
 };
 
-/// Judges a package file under a profile. Whatever prevents a verdict is in the report, as its reason, but
-/// Interrupted, which is raised.
-PackageReport judgePackage(const std::string &file, Validator::Profile profile, const JudgeOptions &options);
+/// Unpacks a package file once and judges it by each of the profiles. Returns their reports, in their order.
+/// Whatever prevents a verdict is in the reports, as their reason, but Interrupted, which is raised.
+std::vector<PackageReport> judgePackage(const std::string &file, const JudgeOptions &options);
 
 } // namespace KelpCtl

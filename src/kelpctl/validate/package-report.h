@@ -1,9 +1,12 @@
 #pragma once
 
+#include "kelpctl/validate/spool.h"
+
 #include "kelp/core/kelp/validator/framework/message.h"
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -35,6 +38,7 @@ struct PackageReport {
     /// A hundred of each id, behind which one tells how many more there are.
     std::vector<ReportedFinding> findings;
     std::map<Validator::LogLevel, std::size_t> counts; ///< Of all findings.
+    std::shared_ptr<Spool> lines; ///< All findings, in place of `findings`, where somebody wants lines.
 };
 
 /// "accepted", "refused" or "incomplete".

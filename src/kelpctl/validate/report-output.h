@@ -1,9 +1,9 @@
 #pragma once
 
-#include "kelpctl/validate/package-judge.h"
 #include "kelpctl/validate/package-report.h"
 
 #include <cstddef>
+#include <functional>
 #include <iosfwd>
 #include <memory>
 #include <string>
@@ -15,8 +15,8 @@ class ReportOutput {
 public:
     virtual ~ReportOutput() = default;
 
-    /// Who takes the findings of a report before it is written; they are not in it then.
-    virtual LiveReport live() { return {}; }
+    /// Has all findings of a report be lines, as JudgeOptions takes it.
+    virtual std::function<std::string(const Validator::Message &)> lineOf() const { return {}; }
     /// Called for each report as soon as there is one.
     virtual void write(const PackageReport &report) = 0;
     /// Called once, behind all of them.

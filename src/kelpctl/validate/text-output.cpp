@@ -162,15 +162,18 @@ class LinesOutput final : public ReportOutput {
 public:
     explicit LinesOutput(std::ostream &output) : output_(output) {}
 
-    /// At once, as there may be millions.
-    LiveReport live() override {
-        // Both streams are flushed line by line, so that they stay in order where they lead to one file.
-        return {[this](const Validator::Message &message) {
-                    error_ << prefixOf(message.level) << shownText(message) << std::endl;
-                },
-                [this](const std::string &line) { error_ << shown(line) << std::endl; }};
+    /// As there may be millions.
+    std::function<std::string(const Validator::Message &)> lineOf() const override {
+        return [](const Validator::Message &message) {
+            return prefixOf(message.level) + shownText(message) + '\n';
+        };
     }
+
     void write(const PackageReport &report) override {
+        for (std::string piece; !(piece = report.lines->take(pieceSize)).empty();)
+            error_ << piece;
+        // Both streams are flushed, so that they stay in order where they lead to one file.
+        error_.flush();
         const std::string reason = report.reason.empty() ? "" : ": " + shown(report.reason);
         output_ << shown(report.file) << ": " << nameOf(report.verdict) << reason << std::endl;
     }
@@ -181,8 +184,10 @@ public:
     }
 
 private:
+    static constexpr std::size_t pieceSize = 0x10000;
+
     std::ostream &output_;
-    std::ostream error_{std::cerr.rdbuf()}; ///< While a package is judged, std::cerr leads nowhere.
+    std::ostream error_{std::cerr.rdbuf()};
 };
 
 } // namespace

@@ -6,6 +6,7 @@
 
 #include "kelp/core/common/platform-facts.h"
 #include "kelp/core/kelp/validator/all-findings.h"
+#include "kelp/core/kelp/validator/configuration/profile.h"
 #include "kelp/core/kelp/validator/data/os-compatibility.h"
 
 #include <CLI/CLI.hpp>
@@ -79,9 +80,13 @@ std::optional<std::string> versionOfImage() {
 
 JudgeOptions optionsOf(const ValidateArguments &arguments) {
     JudgeOptions options;
-    options.target.validationEnabled = !arguments.developerMode;
-    options.target.osVersion =
-        arguments.osVersion.empty() ? versionOfImage() : std::optional(arguments.osVersion);
+    const Validator::Target target{!arguments.developerMode, arguments.osVersion.empty()
+                                                                 ? versionOfImage()
+                                                                 : std::optional(arguments.osVersion)};
+    const bool isForAll = arguments.profile == allProfiles;
+    for (const std::string &name : isForAll ? profileNames : std::vector{arguments.profile})
+        options.profiles.push_back(
+            std::make_shared<Validator::Config>(Validator::profileFromName(name), target));
     options.keep = arguments.keep;
     options.mostUnpacked = arguments.mostUnpacked;
     if (arguments.timeout)
@@ -106,19 +111,15 @@ void leaveHome() {
 }
 
 /// One file under the profiles that were asked for: of several, the best verdict counts.
-ExitStatus judgeFile(const std::string &file, const ValidateArguments &arguments, ReportOutput &output) {
-    const bool isForAll = arguments.profile == allProfiles;
-    JudgeOptions options = optionsOf(arguments);
-    options.live = output.live();
+ExitStatus judgeFile(const std::string &file, const ValidateArguments &arguments, const JudgeOptions &options,
+                     ReportOutput &output) {
     ExitStatus best = ExitStatus::Trouble;
-    for (const std::string &name : isForAll ? profileNames : std::vector{arguments.profile}) {
-        const PackageReport report = judgePackage(file, Validator::profileFromName(name), options);
-        // A package without entries, or that cannot be read, asks for no verdict.
-        Interruption::check();
+    const std::vector<PackageReport> reports = judgePackage(file, options);
+    // A package without entries, or that cannot be read, asks for no verdict.
+    Interruption::check();
+    for (const PackageReport &report : reports) {
         output.write(report);
         best = std::min(best, statusOf(report, arguments));
-        // The directory must not exist, so that a second try would fail.
-        options.keep.clear(); // The tree is the same for all profiles.
     }
     return best;
 }
@@ -130,12 +131,14 @@ ExitStatus validate(const ValidateArguments &arguments, std::ostream &results) {
     std::signal(SIGXFSZ, SIG_IGN);
     const auto form = std::ranges::find(outputForms, arguments.output, &OutputForm::name);
     const auto output = arguments.isExplaining ? explainingOutput(results) : form->make(results);
+    JudgeOptions options = optionsOf(arguments);
+    options.lineOf = output->lineOf();
     ExitStatus worst = ExitStatus::Accepted;
     try {
         // Within the block: the handlers are the old ones again when the program ends by the signal.
         const Interruption interruption;
         for (const std::string &file : arguments.files)
-            worst = std::max(worst, judgeFile(file, arguments, *output));
+            worst = std::max(worst, judgeFile(file, arguments, options, *output));
     } catch (const Interrupted &) {
         Interruption::die();
     }

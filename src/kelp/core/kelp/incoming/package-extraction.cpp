@@ -25,6 +25,7 @@ using Common::ErrorCode;
 using Common::Rpm::ExtractFileIterator;
 using Validator::ContentRule;
 
+constexpr const char *badHeader = "package meta validation failed";
 constexpr const char *badContent = "package content validation failed";
 constexpr fs::perms ownerAccess = fs::perms::owner_read | fs::perms::owner_write;
 
@@ -34,14 +35,26 @@ constexpr fs::perms ownerAccess = fs::perms::owner_read | fs::perms::owner_write
 
 } // namespace
 
+/// Where one judge sits for one package.
+struct PackageExtraction::Seat {
+    Seat(const PackageJudge &its, const Validator::RpmMeta &meta) :
+        judge(its), validator(its.config, meta, its.content, its.mostOfId) {}
+
+    /// Whether an error refuses the package.
+    bool isStrict() const { return judge.config->validationEnabled(); }
+
+    const PackageJudge &judge;
+    Validator::ContentValidator validator;
+    std::string firstFailure = {};
+};
+
 /// One package on its way.
 struct PackageExtraction::Run {
     const ExtractFileIterator &content;
     const Validator::RpmMeta &meta;
-    Validator::ContentValidator &validator;
+    std::vector<Seat> seats;
     const Steps &steps;
     Conveyance &conveyance;
-    bool isStrict; ///< Whether an error refuses the package.
     PackageLinks links;
     std::unordered_set<std::string> namedLinks = {}; ///< Those of which the header's judge said it already.
 
@@ -60,16 +73,18 @@ PackageExtraction::PackageExtraction(const fs::path &destination, const fs::path
     failure_(failure),
     mostUnpacked_(mostUnpacked) {}
 
-std::string PackageExtraction::run(const ExtractFileIterator &package, const Judges &judges,
-                                   const Steps &steps, Conveyance &conveyance) {
+std::vector<std::string> PackageExtraction::run(const ExtractFileIterator &package,
+                                                const std::vector<PackageJudge> &judges, const Steps &steps,
+                                                Conveyance &conveyance) {
     const Validator::RpmMeta meta(package);
-    Validator::ContentValidator validator(judges.config, meta, judges.content, judges.mostOfId);
-    const bool isStrict = judges.config->validationEnabled();
-    Run run{package, meta, validator, steps, conveyance, isStrict, PackageLinks(staging_, versionDirectory_)};
+    Run run{package, meta, {}, steps, conveyance, PackageLinks(staging_, versionDirectory_)};
+    for (const PackageJudge &judge : judges)
+        run.seats.emplace_back(judge, meta);
     try {
-        hasFailed(
-            Validator::RpmMetaChecker(judges.config, meta, judges.header, judges.mostOfId).validateMeta(),
-            "package meta validation failed");
+        ask(run, badHeader, [&](const Seat &seat) {
+            return Validator::RpmMetaChecker(seat.judge.config, meta, seat.judge.header, seat.judge.mostOfId)
+                .validateMeta();
+        });
         requireRoom(package);
         judge(run);
     } catch (...) {
@@ -78,7 +93,10 @@ std::string PackageExtraction::run(const ExtractFileIterator &package, const Jud
         throw;
     }
     staging_.applyFilePermissions();
-    return firstFailure_;
+    std::vector<std::string> failures;
+    for (Seat &seat : run.seats)
+        failures.push_back(std::move(seat.firstFailure));
+    return failures;
 }
 
 /// By what the header claims: a disk that is full stops others too. No more is unpacked than that.
@@ -97,8 +115,10 @@ void PackageExtraction::take(std::size_t bytes) {
 }
 
 void PackageExtraction::judge(Run &run) {
-    run.validator.setInstallRoot(staging_.path());
-    run.validator.setPathMappings(mappings_);
+    for (Seat &seat : run.seats) {
+        seat.validator.setInstallRoot(staging_.path());
+        seat.validator.setPathMappings(mappings_);
+    }
     const auto unpackAll = [&](const Conveyance::Judge &next) {
         run.content.forEach([&](const Entry &entry) {
             next(unpack(entry, run));
@@ -113,7 +133,7 @@ void PackageExtraction::judge(Run &run) {
     };
     run.conveyance.run(unpackAll, judgeOne);
     judgeLinks(run);
-    hasFailed(run.validator.finishContent(), badContent);
+    ask(run, badContent, [](Seat &seat) { return seat.validator.finishContent(); });
 }
 
 /// Touches nothing that a verdict looks at but the entry's own place.
@@ -186,8 +206,7 @@ void PackageExtraction::judgeEntry(UnpackedEntry unpacked, Run &run) {
 
 void PackageExtraction::judgeContent(UnpackedEntry file, Run &run) {
     const fs::perms permissions = std::get<Common::Rpm::PackedFile>(file.entry.kind).permissions;
-    const bool failed =
-        hasFailed(run.validator.validateFile(file.entry.path, staging_.realPath(file.path)), badContent);
+    const bool failed = judgeFile(file.entry.path, file.path, run);
     // Further names of the file, which are judged later, must not be hidden by what this one is given.
     if ((permissions & fs::perms::owner_read) == fs::perms::none)
         staging_.hideLater(file.path, permissions);
@@ -210,31 +229,46 @@ void PackageExtraction::rememberLink(const UnpackedEntry &link, Run &run) {
 void PackageExtraction::judgeLinks(Run &run) {
     const auto judgeName = [&](const std::string &name, const fs::path &path) { judgeFile(name, path, run); };
     const auto refuseName = [&](ContentRule reason, const std::string &name) {
-        if (run.isStrict && run.namedLinks.contains(name))
-            // The header's judge has told of it already, once is enough; the verdict stands all the same.
-            // Where that one was forgiven, this is what refuses the package.
-            hasFailed(true, badContent);
-        else
-            refuse(reason, name, run);
+        refuseLink(reason, name, run);
     };
     run.links.judge(judgeName, refuseName);
 }
 
-void PackageExtraction::judgeFile(const std::string &name, const fs::path &path, Run &run) {
+void PackageExtraction::refuseLink(ContentRule reason, const std::string &name, Run &run) {
+    ask(run, badContent, [&](Seat &seat) {
+        // Where the header's judge has told of it already, once is enough; the verdict stands all the same.
+        // Where that one was forgiven, this is what refuses the package.
+        return (seat.isStrict() && run.namedLinks.contains(name)) || seat.validator.report(reason, name);
+    });
+}
+
+bool PackageExtraction::judgeFile(const std::string &name, const fs::path &path, Run &run) {
     // A link may bring in twenty thousand names.
     run.work();
-    hasFailed(run.validator.validateFile(name, staging_.realPath(path)), badContent);
+    const fs::path realPath = staging_.realPath(path);
+    return ask(run, badContent, [&](Seat &seat) { return seat.validator.validateFile(name, realPath); });
 }
 
 void PackageExtraction::refuse(ContentRule reason, const std::string &name, Run &run) {
-    hasFailed(run.validator.report(reason, name), badContent);
+    ask(run, badContent, [&](Seat &seat) { return seat.validator.report(reason, name); });
 }
 
-bool PackageExtraction::hasFailed(bool verdict, const char *text) {
+/// Every one of the judges, whatever those before it said. Returns whether the package failed with any.
+bool PackageExtraction::ask(Run &run, const char *text, const std::function<bool(Seat &)> &verdict) {
+    bool failed = false;
+    for (Seat &seat : run.seats) {
+        if (seat.judge.begins)
+            seat.judge.begins();
+        failed = hasFailed(verdict(seat), text, seat) || failed;
+    }
+    return failed;
+}
+
+bool PackageExtraction::hasFailed(bool verdict, const char *text, Seat &seat) const {
     if (verdict && failure_ == Failure::Ends)
         throw Error(ErrorCode::BadPackageContent, text);
-    if (verdict && firstFailure_.empty())
-        firstFailure_ = text;
+    if (verdict && seat.firstFailure.empty())
+        seat.firstFailure = text;
     return verdict;
 }
 

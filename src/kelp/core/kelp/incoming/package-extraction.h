@@ -2,11 +2,10 @@
 
 #include "kelp/core/common/rpm/extract-file-iterator.h"
 #include "kelp/core/kelp/incoming/conveyance.h"
+#include "kelp/core/kelp/incoming/judge.h"
 #include "kelp/core/kelp/incoming/staging-directory.h"
 #include "kelp/core/kelp/mappings/mapping.h"
-#include "kelp/core/kelp/validator/configuration/config.h"
 #include "kelp/core/kelp/validator/framework/content-findings.h"
-#include "kelp/core/kelp/validator/framework/logger.h"
 
 #include <filesystem>
 #include <functional>
@@ -33,14 +32,6 @@ public:
         IsReported ///< The run goes on for all findings.
     };
 
-    /// By what a package is judged, and who is told of the findings of each stage; an empty sink prints them.
-    struct Judges {
-        std::shared_ptr<Validator::Config> config;
-        Validator::FindingSink header = {};
-        Validator::FindingSink content = {};
-        std::size_t mostOfId = Validator::allOfId; ///< As Validator::Logger takes it.
-    };
-
     /// What is done beside the unpacking; empty functions do nothing. What they raise ends the run.
     struct Steps {
         /// Ahead of the unpacking of a regular file.
@@ -59,20 +50,22 @@ public:
                       std::vector<Mapping> mappings, Failure failure,
                       std::optional<std::uint64_t> mostUnpacked = {});
 
-    /// The verdict of failure is ErrorCode::BadPackageContent, with "package meta validation failed" for the
+    /// A verdict of failure is ErrorCode::BadPackageContent, with "package meta validation failed" for the
     /// header and "package content validation failed" for the files, also for those that cannot be where the
-    /// package wants them. When it ends the run, it is raised; when it is reported, its text is returned, and
-    /// an empty one for a package that passed. Raises what StagingDirectory, ExtractFileIterator and the
-    /// checkers raise too; and ErrorCode::Filesystem "Couldn't unpack package: REASON", which is no verdict,
-    /// when the files take more than `mostUnpacked` or than is free where they go. What was unpacked by then
-    /// stays.
-    std::string run(const Common::Rpm::ExtractFileIterator &package, const Judges &judges, const Steps &steps,
-                    Conveyance &conveyance);
+    /// package wants them. When it ends the run, it is raised; when it is reported, its text is returned for
+    /// each of the judges, and an empty one for a package that passed. Raises what StagingDirectory,
+    /// ExtractFileIterator and the checkers raise too; and ErrorCode::Filesystem "Couldn't unpack package:
+    /// REASON", which is no verdict, when the files take more than `mostUnpacked` or than is free where they
+    /// go. What was unpacked by then stays.
+    std::vector<std::string> run(const Common::Rpm::ExtractFileIterator &package,
+                                 const std::vector<PackageJudge> &judges, const Steps &steps,
+                                 Conveyance &conveyance);
 
     /// Gives the directories their permissions.
     void applyPermissions() const { staging_.applyPermissions(); }
 
 private:
+    struct Seat;
     struct Run;
 
     void requireRoom(const Common::Rpm::ExtractFileIterator &package) const;
@@ -85,9 +78,11 @@ private:
     void judgeContent(UnpackedEntry file, Run &run);
     void rememberLink(const UnpackedEntry &link, Run &run);
     void judgeLinks(Run &run);
-    void judgeFile(const std::string &name, const std::filesystem::path &path, Run &run);
+    bool judgeFile(const std::string &name, const std::filesystem::path &path, Run &run);
     void refuse(Validator::ContentRule reason, const std::string &name, Run &run);
-    bool hasFailed(bool verdict, const char *text);
+    void refuseLink(Validator::ContentRule reason, const std::string &name, Run &run);
+    bool ask(Run &run, const char *text, const std::function<bool(Seat &)> &verdict);
+    bool hasFailed(bool verdict, const char *text, Seat &seat) const;
     bool isMappingSource(const std::filesystem::path &path) const;
     std::filesystem::path targetOf(const Entry &link) const;
 
@@ -97,7 +92,6 @@ private:
     Failure failure_;
     std::optional<std::uint64_t> mostUnpacked_;
     std::uint64_t unpacked_ = 0; ///< Of the thread that unpacks.
-    std::string firstFailure_;
 };
 
 } // namespace Core::KELP

@@ -194,7 +194,7 @@ PackageStaging RpmPackage::extractPackageFile(const fs::path &destination,
     PackageExtraction extraction(destination, versionDirectory, mappings_, PackageExtraction::Failure::Ends);
     Conveyance oneByOne;
     const ExtractFileIterator content = reopened();
-    extraction.run(content, {std::make_shared<Validator::Config>(profile)},
+    extraction.run(content, {{std::make_shared<Validator::Config>(profile)}},
                    {.beforeFile = requireSignature, .afterFile = attachAttributes}, oneByOne);
     extraction.applyPermissions();
     // Whoever moves the tree flushes it, and the list with it.
@@ -202,12 +202,13 @@ PackageStaging RpmPackage::extractPackageFile(const fs::path &destination,
     return {destination, id(), version(), orgName(), appName(), true};
 }
 
-std::string RpmPackage::validate(const fs::path &destination, const Trial &trial) const {
+std::vector<std::string> RpmPackage::validate(const fs::path &destination,
+                                              const std::vector<PackageJudge> &judges,
+                                              const Trial &trial) const {
     PackageExtraction extraction(destination, {}, mappings_, PackageExtraction::Failure::IsReported,
                                  trial.mostUnpacked);
     Conveyance oneByOne;
-    return extraction.run(reopened(),
-                          {trial.config, trial.headerFindings, trial.contentFindings, trial.mostOfId},
+    return extraction.run(reopened(), judges,
                           {.beforeVerdict = trial.beforeVerdict, .duringWork = trial.duringWork},
                           trial.conveyance ? *trial.conveyance : oneByOne);
 }

@@ -4,7 +4,6 @@
 #include "kelp/core/common/rpm/reader.h"
 #include "kelp/core/kelp/mappings/mapping.h"
 #include "kelp/core/kelp/package/package.h"
-#include "kelp/core/kelp/validator/framework/logger.h"
 
 #include "platform/package-signatures/cms.h"
 
@@ -13,10 +12,6 @@
 #include <memory>
 #include <vector>
 
-namespace Validator {
-class Config;
-}
-
 namespace Common::Rpm {
 class ExtractFileIterator;
 }
@@ -24,6 +19,7 @@ class ExtractFileIterator;
 namespace Core::KELP {
 
 class Conveyance;
+struct PackageJudge;
 
 /// A package of rpm: a package file, or the record of an installed one. Knows where in the package's tree
 /// each of its files goes.
@@ -61,19 +57,18 @@ public:
 
     /// How a package file is judged that is not to be installed.
     struct Trial {
-        std::shared_ptr<Validator::Config> config;
-        Validator::FindingSink headerFindings;
-        Validator::FindingSink contentFindings;
-        std::function<void()> beforeVerdict; ///< Called for each entry of the package; what it raises passes.
-        std::shared_ptr<Conveyance> conveyance;         ///< Null: entry by entry.
-        std::size_t mostOfId = Validator::allOfId;      ///< As Validator::Logger takes it.
+        std::function<void()> beforeVerdict =
+            {}; ///< Called for each entry of the package; what it raises passes.
+        std::shared_ptr<Conveyance> conveyance = {};    ///< Null: entry by entry.
         std::optional<std::uint64_t> mostUnpacked = {}; ///< As PackageExtraction takes it.
         std::function<void()> duringWork = {};          ///< As PackageExtraction::Steps has it.
     };
 
-    /// Unpacks the package and reports all that the validator finds, without looking at signatures. Returns
-    /// with which words extract() would refuse it, or an empty text. Raises what prevents a verdict.
-    std::string validate(const std::filesystem::path &destination, const Trial &trial) const;
+    /// Unpacks the package once and reports all that the validator finds by the rules of each judge, without
+    /// looking at signatures. Returns for each with which words extract() would refuse the package, or an
+    /// empty text. Raises what prevents a verdict.
+    std::vector<std::string> validate(const std::filesystem::path &destination,
+                                      const std::vector<PackageJudge> &judges, const Trial &trial) const;
 
     const std::vector<FileEntry> &files() const { return files_; }
     const std::vector<Mapping> &mappings() const { return mappings_; }

@@ -11,6 +11,7 @@
 #include "kelp/core/common/rpm/payload-digest.h"
 #include "kelp/core/common/rpm/version.h"
 #include "kelp/core/kelp/fs-database.h"
+#include "kelp/core/kelp/incoming/judge.h"
 #include "kelp/core/kelp/incoming/rpm-package.h"
 #include "kelp/core/kelp/inspection/records-view.h"
 #include "kelp/core/kelp/inspection/rpm-view.h"
@@ -161,9 +162,9 @@ private:
     }
 
     void judge(const fs::path &staging) const {
-        RpmPackage::Trial trial;
-        trial.config = std::make_shared<Validator::Config>(Validator::profileFromCertificate(certificate_));
-        if (const std::string refusal = package_.validate(staging, trial); !refusal.empty())
+        const PackageJudge judge{
+            std::make_shared<Validator::Config>(Validator::profileFromCertificate(certificate_))};
+        if (const std::string refusal = package_.validate(staging, {judge}, {}).front(); !refusal.empty())
             throw Error(ErrorCode::BadPackageContent, refusal);
     }
 
