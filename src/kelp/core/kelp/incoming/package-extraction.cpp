@@ -7,6 +7,7 @@
 #include "kelp/core/kelp/incoming/package-links.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/validator/content-validator.h"
+#include "kelp/core/kelp/validator/framework/mapped-file.h"
 #include "kelp/core/kelp/validator/header/header-checks.h"
 #include "kelp/core/kelp/validator/rpm-meta-checker.h"
 
@@ -246,6 +247,7 @@ bool PackageExtraction::judgeFile(const std::string &name, const fs::path &path,
     // A link may bring in twenty thousand names.
     run.work();
     const fs::path realPath = staging_.realPath(path);
+    const Validator::MappedFile::Sharing sharing(realPath);
     return ask(run, badContent, [&](Seat &seat) { return seat.validator.validateFile(name, realPath); });
 }
 

@@ -25,6 +25,14 @@ using Common::FileIdentity;
 /// A mapping costs two calls and a fault, and its end an interrupt of every other thread.
 constexpr std::uint64_t largestCopied = 0x10000;
 
+/// The path for which a Sharing lives, and its file as soon as somebody has opened it.
+struct Shared {
+    std::filesystem::path path;
+    std::shared_ptr<const MappedFile> file;
+};
+
+thread_local Shared shared;
+
 [[noreturn]] void raiseUnreadable(const std::filesystem::path &path, int reason) {
     throw Error(ErrorCode::Filesystem, "Couldn't map file: " + path.string(), reason);
 }
@@ -54,7 +62,23 @@ std::string_view map(const FileDescriptor &file, std::uint64_t size, const std::
 
 } // namespace
 
+MappedFile::Sharing::Sharing(const std::filesystem::path &path) {
+    shared = {path, nullptr};
+}
+
+MappedFile::Sharing::~Sharing() {
+    shared = {};
+}
+
 std::shared_ptr<const MappedFile> MappedFile::open(const std::filesystem::path &path) {
+    if (shared.path.empty() || shared.path.native() != path.native())
+        return openAnew(path);
+    if (!shared.file)
+        shared.file = openAnew(path);
+    return shared.file;
+}
+
+std::shared_ptr<const MappedFile> MappedFile::openAnew(const std::filesystem::path &path) {
     // Without O_NONBLOCK the open itself would wait for a pipe's writer.
     const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     const auto identity = identityOfRegular(file, path);

@@ -22,6 +22,17 @@ public:
     /// one that cannot be opened, and for a regular file that cannot be had as a whole.
     static std::shared_ptr<const MappedFile> open(const std::filesystem::path &path);
 
+    /// As long as one lives, all openings of its path by its thread share one: a file is asked for by several
+    /// checkers of each profile, and to open a small one takes longer than to judge it. One at a time; it
+    /// lives no longer than the file stays as it is.
+    class Sharing {
+    public:
+        explicit Sharing(const std::filesystem::path &path);
+        Sharing(const Sharing &) = delete;
+        Sharing &operator=(const Sharing &) = delete;
+        ~Sharing();
+    };
+
     MappedFile(const MappedFile &) = delete;
     MappedFile &operator=(const MappedFile &) = delete;
     ~MappedFile();
@@ -37,6 +48,7 @@ public:
 private:
     explicit MappedFile(const Common::FileIdentity &identity) : identity_(identity) {}
     void read(const Common::FileDescriptor &file, const std::filesystem::path &path);
+    static std::shared_ptr<const MappedFile> openAnew(const std::filesystem::path &path);
 
     std::string_view bytes_;
     std::string copy_; ///< Empty for a file that is mapped.
