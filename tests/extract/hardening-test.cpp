@@ -95,6 +95,7 @@ TEST_F(HardeningTest, FindsInTheFileListWhatNoHonestPackageHas) {
         {{.files = {{daemon, json, 0100644, "{}"}}}, ""},
         {{.files = {{ownShare, "a\nb"}}}, "path-impossible"},
         {{.files = {{ownShare, "a\xff"}}}, "path-impossible"},
+        {{.files = {{ownShare, ""}}}, "path-impossible"},
         {{.files = {{ownShare, "a", linkMode, "b\x7f"}, {ownShare, "b\x7f"}}},
          "link-exclusive-paths path-impossible"},
         {{.files = {{ownShare, "a\u00e9 \u202e"}}}, ""},
@@ -122,7 +123,8 @@ TEST_F(HardeningTest, FindsInTheWordsOfAHeaderWhatNoHonestPackageHas) {
     std::vector<Row> rows{
         {{.version = "1 2"}, "version-unusable"},
         {{.version = "1..2"}, "version-unusable"},
-        {{.version = std::string(150, '1')}, "version-long"},
+        {{.version = std::string(126, '1')}, ""},
+        {{.version = std::string(127, '1')}, "version-long"},
         {{.version = "1.2_3+4~5^6%{7}"}, ""},
         {{.lists = {{provides, {"mimehandler(application/X-RPM)"}}}}, "desktop-mime-type-forbidden"},
         {{.lists = {{provides, {"mimehandler(application/x-redhat-package-manager)"}}}},
@@ -136,8 +138,8 @@ TEST_F(HardeningTest, FindsInTheWordsOfAHeaderWhatNoHonestPackageHas) {
     rows.push_back({{.lists = {{requirements, {"golang(host/x)"}}}}, "dependency-with-slash"});
     rows.push_back(
         {{.lists = {{requirements, {"rpmlib(PayloadIsXz)", "rtld(GNU_HASH)", "/usr/bin/env"}}}}, ""});
-    for (const std::int32_t tag :
-         {1065, 1066, 1079, 1091, 1092, 5066, 5067, 5069, 5076, 5077, 5079, 5103, 5104, 5105, 5106})
+    for (const std::int32_t tag : {1065, 1066, 1079, 1091, 1092, 5066, 5067, 5069, 5076, 5077, 5079, 5103,
+                                   5104, 5105, 5106, 5107, 5108})
         rows.push_back({{.lists = {{tag, {"x"}}}}, "scripts-other"});
     expect(rows);
 }
@@ -146,6 +148,8 @@ TEST_F(HardeningTest, FindsInFilesWhatTheirReadersDoNotAgreeOn) {
     std::vector<Row> rows{
         {withDesktopFile("# \x01\r\nA=\tb\r\n"), ""},
         {withDesktopFile("Name=A\u202eB\u202cC\u2067D\u202aE\u2069\n"), "desktop-direction"},
+        {withDesktopFile("Name[ckb]=\u202aA\u202bB\n"), "desktop-direction"},
+        {withDesktopFile("Name=A\xff\n"), ""},
         {withDesktopFile("Comment[he]=\u200f\u061c\u05d0"), ""},
         {withIntegrityFile(R"({"watch": []} /* {} */)"), ""},
         {withIntegrityFile(R"({"a": {"watch": 1}, "watch": []})"), ""},
@@ -155,13 +159,14 @@ TEST_F(HardeningTest, FindsInFilesWhatTheirReadersDoNotAgreeOn) {
          Profile::Regular,
          false},
     };
-    for (const std::string &line :
-         {"A=b\rExec=c"s, "A=\0"s, "A=\x1b[m"s, "A=\x7f"s, "A=\u009b"s, "A=\u2028b"s, "A=b\r"s})
+    for (const std::string &line : {"A=b\rExec=c"s, "A=\0"s, "A=\x1b[m"s, "A=\x7f"s, "A=\u009b"s,
+                                    "A=\u2028b"s, "A=b\r"s, "A=\xe2\x1b[m"s, "#\rExec=c"s})
         rows.push_back({withDesktopFile(line), "desktop-bytes"});
-    for (const char *open : {"\u202a", "\u2066\u202c", "\u202b\u2069", "\u202e\u2067\u202a\u2069"})
+    for (const char *open :
+         {"\u202d", "\u2068\u2066\u2069", "\u202c", "\u202b\u2069", "\u2067\u202e\u2069", "\xe2\u202e"})
         rows.push_back({withDesktopFile("Comment=" + std::string(open) + "A\n"), "desktop-bytes"});
-    for (const char *type :
-         {"application/x-rpm", "text/plain; Application/X-Rpm\\s;", "application/x-redhat-package-manager"})
+    for (const char *type : {"application/x-rpm", "text/plain; Application/X-Rpm\\s;",
+                             "application/x-redhat-package-manager", "application/x-\\rpm\\"})
         for (const std::string &key : {"MimeType="s, "MimeType[de]="s})
             for (const Profile profile : {Profile::Regular, Profile::Market})
                 rows.push_back({withDesktopFile(key + type), "desktop-mime-type-forbidden", profile});
@@ -174,7 +179,7 @@ TEST_F(HardeningTest, FindsInFilesWhatTheirReadersDoNotAgreeOn) {
 /// An ELF file of 64 bits: the program headers, the texts that they name, and a dynamic table, with or
 /// without a section that shows it.
 struct ElfFile {
-    static constexpr std::uint64_t texts = 0x1000, table = 0x2000, size = 0x4000;
+    static constexpr std::uint64_t texts = 0x1000, table = 0x2000, size = 0x4000, withHeaders = 0x5000;
 
     std::vector<Elf64_Phdr> segments = {};
     std::vector<Elf64_Dyn> entries = {{DT_NEEDED, {1}}, {DT_STRTAB, {texts}}};
@@ -216,6 +221,7 @@ struct ElfFile {
         std::memcpy(&file[table], entries.data(), entries.size() * sizeof(Elf64_Dyn));
         for (const Elf64_Phdr &segment : segments)
             file.append(reinterpret_cast<const char *>(&segment), sizeof segment);
+        file.resize(std::max<std::size_t>(file.size(), withHeaders));
         return file;
     }
 };
@@ -265,6 +271,8 @@ TEST_F(HardeningTest, ReadsOfElfFilesWhatTheLoaderReads) {
         {{{load(0, size), dynamic(table)}, {{DT_RPATH, {55}}, {DT_RPATH, {19}}, {DT_STRTAB, {texts}}}},
          "rpath-twice rpath-leaves"},
         {{{load(0, size), dynamic(table)}, {{DT_RUNPATH, {19}}, {DT_STRTAB, {texts}}}}, ""},
+        // A page of the file in front of a segment without any.
+        {{{load(0, table), segment(PT_LOAD, table + 0xf00, table + 0xf00, 0, 8), dynamic(table)}}, hidden},
     };
     std::vector<Row> packages;
     for (const auto &[file, added] : rows)
@@ -273,7 +281,33 @@ TEST_F(HardeningTest, ReadsOfElfFilesWhatTheLoaderReads) {
     other.header.e_machine = EM_MIPS;
     packages.push_back({{.files = {{ownShare + "lib/", "a.so", 0100644, other}}}, "elf-foreign-machine"});
     packages.push_back({{.files = {{ownShare, "data", 0100644, rows[1].first}}}, elsewhere});
+    for (const auto &[content, added] : {std::pair("text"s, "library-shipped-not-elf"), {rows[0].first, ""}})
+        packages.push_back({{.files = {{ownShare + "lib/", "a.so", 0100644, rows[1].first},
+                                       {ownShare + "lib/", "evil.so", 0100644, content}}},
+                            added});
     expect(packages);
+}
+
+/// One of 32 bits: its header, and the segment that loads it.
+std::string armProgram(Elf32_Word flags, Elf32_Addr entry) {
+    constexpr Elf32_Half head = sizeof(Elf32_Ehdr);
+    const std::pair<Elf32_Ehdr, Elf32_Phdr> program{
+        {{'\x7f', 'E', 'L', 'F', ELFCLASS32, ELFDATA2LSB, EV_CURRENT},
+         ET_EXEC,
+         EM_ARM,
+         EV_CURRENT,
+         entry,
+         head,
+         0,
+         flags,
+         head,
+         sizeof(Elf32_Phdr),
+         1,
+         0,
+         0,
+         0},
+        {PT_LOAD, 0, 0x10000, 0x10000, head, head, PF_R | PF_X, 0x1000}};
+    return {reinterpret_cast<const char *>(&program), sizeof program};
 }
 
 TEST_F(HardeningTest, TakesForProgramsWhatTheKernelRuns) {
@@ -281,7 +315,8 @@ TEST_F(HardeningTest, TakesForProgramsWhatTheKernelRuns) {
     const auto loader = [](std::uint64_t place, std::uint64_t length) {
         return segment(PT_INTERP, texts + place, 0, length, length);
     };
-    const ElfFile sound{{load(0, ElfFile::size), loader(19, 28)}};
+    const Elf64_Phdr all = load(0, ElfFile::withHeaders);
+    const ElfFile sound{{all, loader(19, 28)}};
     const auto with = [&](Elf64_Half Elf64_Ehdr::*field, Elf64_Half value) {
         ElfFile file = sound;
         file.header.*field = value;
@@ -298,17 +333,36 @@ TEST_F(HardeningTest, TakesForProgramsWhatTheKernelRuns) {
         {narrow, "elf-not-a-program"},
         {far, "elf-not-a-program"},
         {{{}}, "elf-not-a-program"},
-        {{std::vector(1171, load(0, ElfFile::size))}, "elf-not-a-program"},
-        {{{load(ElfFile::size, 0x1000)}}, "elf-not-a-program"},
-        {{{load(0, 1), loader(19, 27)}}, "elf-not-a-program"},
-        {{{load(0, 1), loader(0, 1)}}, "elf-not-a-program"},
-        {{{load(0, 1), loader(47, 8)}}, "elf-interpreter"},
+        {{std::vector(73, load(0, ElfFile::size))}, ""},
+        {{std::vector(74, load(0, ElfFile::size))}, "elf-not-a-program"},
+        {{{load(ElfFile::withHeaders, 0x1000)}}, "elf-not-a-program"},
+        {{{all, loader(19, 27)}}, "elf-not-a-program"},
+        {{{all, loader(0, 1)}}, "elf-not-a-program"},
+        {{{all, loader(47, 8)}}, "elf-interpreter"},
+        // The loader finds its table by what it finds of these headers in memory.
+        {{{all, loader(19, 28), segment(PT_PHDR, 0, ElfFile::size, 0, 0)}}, ""},
+        {{{all, loader(19, 28), segment(PT_PHDR, 0, ElfFile::size - 0x800, 0, 0)}}, "elf-hidden-dynamic"},
+        {{{all, loader(19, 28), load(ElfFile::size, 1)}}, "elf-hidden-dynamic"},
+        {{{segment(PT_LOAD, 0, 0x8000, 1, 1), all, loader(19, 28)}}, "elf-hidden-dynamic"},
     };
     std::vector<Row> packages;
+    const auto add = [&](const std::string &architecture, const std::string &file, const char *added) {
+        packages.push_back({{.architecture = architecture,
+                             .files = {{"/usr/libexec/org.example.app/", "tool", 0100755, file}}},
+                            added});
+    };
     for (const auto &[file, added] : rows)
-        packages.push_back(
-            {{.architecture = "x86_64", .files = {{"/usr/libexec/org.example.app/", "tool", 0100755, file}}},
-             added});
+        add("x86_64", file, added.c_str());
+    add("armv7hl", armProgram(EF_ARM_EABI_VER5, 0x10001), "");
+    add("armv7hl", armProgram(EF_ARM_EABI_VER5, 0x10002), "elf-not-a-program");
+    add("aarch64", armProgram(0, 0x10001), "elf-not-a-program");
+    ElfFile noted{{all, segment(PT_GNU_PROPERTY, 0x800, 0x800, 32, 32)}};
+    noted.header.e_machine = EM_AARCH64;
+    add("aarch64", noted, "elf-not-a-program");
+    add("aarch64",
+        std::string(noted).replace(0x800, 32,
+                                   "\4\0\0\0\20\0\0\0\5\0\0\0GNU\0\0\0\0\xc0\4\0\0\0\3\0\0\0\0\0\0\0"s),
+        "");
     expect(packages);
 }
 

@@ -264,6 +264,11 @@ TEST_F(KelpCtlTest, KeepsToBounds) {
                              ContainsRegex("refused: .* 307 errors")));
     EXPECT_EQ(run("validate --output report " + file), 1);
     EXPECT_EQ(static_cast<std::size_t>(std::ranges::count(error(), '\n')), 158U);
+    writer.version = std::string(254, '1');
+    writer.write(file);
+    EXPECT_EQ(run("validate " + file), 1);
+    EXPECT_THAT(out(), ContainsRegex("version-unusable.*package-name-unusable"));
+    writer.version = "1";
     writer.files.front().missingBytes = 0x7fffffff;
     writer.files.resize(5'000, writer.files.front());
     writer.write(file);

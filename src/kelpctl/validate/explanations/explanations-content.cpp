@@ -68,7 +68,8 @@ constexpr Explanation contentRows[] = {
      "%files\n"
      "%dir %{_datadir}/%{name}"},
     {"path-impossible",
-     "The path of an entry leads outside, is not plain, is longer than 2048 bytes or deeper than 64 "
+     "The path of an entry leads outside, is not plain, is that of a file and ends in a slash, is longer "
+     "than 2048 bytes or deeper than 64 "
      "directories; or the text of a link is empty or longer than that.",
      "It could write over files outside the directory into which the package is unpacked.",
      "Build the package with rpmbuild, from plain paths.", Path, "/usr/share/org.example.notes/data.txt"},

@@ -114,7 +114,7 @@ constexpr Explanation hardeningRows[] = {
      "Link the program in the ordinary way.", Shell, "readelf -l notes | grep interpreter", "interpreter"},
     {"elf-hidden-dynamic",
      "The loader would read other libraries than the sections of the file show, or it depends on the system "
-     "what it reads.",
+     "what it reads, or it would find other program headers in memory than the file has.",
      "Libraries are held against the lists by the sections, and loaded by the program headers.",
      "Build the file by an ordinary linker, and do not change it afterwards.", Shell, "readelf -d notes"},
     {"elf-loader-hook",
@@ -157,11 +157,14 @@ constexpr Explanation hardeningRows[] = {
      "Link with one rpath.", Shell, "chrpath -l notes"},
     {"desktop-bytes",
      "The desktop file holds control characters, or characters that end lines in some programs and not in "
-     "others, or a Name or Comment that leaves the direction of reading turned.",
+     "others, or a Name or Comment that leaves an override (U+202D, U+202E) or an isolate (U+2066 to U+2068) "
+     "open, or ends what it has not begun.",
      "Its readers do not agree on such text: one shows another application than the next starts.",
-     "Remove the characters. In comments they may stay.", Shell,
+     "Remove the characters. In comments those may stay that end no line.", Shell,
      "tr -d '\\000-\\010\\013-\\037\\177' <notes.desktop"},
-    {"desktop-direction", "A Name or Comment changes the direction of reading by characters for that alone.",
+    {"desktop-direction",
+     "A Name or Comment changes the direction of reading by characters for that alone "
+     "(U+202A to U+202E, U+2066 to U+2069), and ends that again, or leaves an embedding open.",
      "It may look like another text than it is.",
      "Leave the characters out where the letters themselves give the direction.", Desktop,
      "[Desktop Entry]\n"

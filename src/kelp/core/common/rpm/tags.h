@@ -45,5 +45,7 @@ constexpr std::int32_t PreUninstallTransaction = 5103;
 constexpr std::int32_t PostUninstallTransaction = 5104;
 constexpr std::int32_t PreUninstallTransactionProgram = 5105;
 constexpr std::int32_t PostUninstallTransactionProgram = 5106;
+constexpr std::int32_t PreUninstallTransactionFlags = 5107;
+constexpr std::int32_t PostUninstallTransactionFlags = 5108;
 
 } // namespace Common::Rpm::Tag

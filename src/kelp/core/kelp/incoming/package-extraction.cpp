@@ -139,8 +139,11 @@ void PackageExtraction::judge(Run &run) {
 
 /// Touches nothing that a verdict looks at but the entry's own place.
 UnpackedEntry PackageExtraction::unpack(const Entry &entry, Run &run) {
-    // The mapping drops slashes that stand behind a row's target, so that the package's own words count.
-    const bool isPlain = entry.path.find("//") == std::string::npos && entry.path.starts_with('/');
+    // The mapping drops slashes that stand behind a row's target, so that the package's own words count: with
+    // one at the end, a file would stand in the place of a row's directory.
+    const bool mayEndInSlash = std::holds_alternative<Common::Rpm::Directory>(entry.kind);
+    const bool isPlain = entry.path.find("//") == std::string::npos && entry.path.starts_with('/') &&
+                         (mayEndInSlash || !entry.path.ends_with('/'));
     UnpackedEntry unpacked{entry, packagePathOf(entry.path, mappings_)};
     const auto *link = std::get_if<Common::Rpm::Symlink>(&entry.kind);
     if (!isPlain || !StagingDirectory::isPossible(unpacked.path) ||

@@ -28,7 +28,7 @@ constexpr std::int32_t scriptTags[] = {
 };
 
 /// What runs as root too, when this package or another comes or goes, or is verified. By numbers, as librpm
-/// has no names yet for the last four, which it would keep in its database all the same.
+/// has no names yet for the last six, which it would keep in its database all the same.
 constexpr std::int32_t otherScriptTags[] = {
     Tag::TriggerScripts,
     Tag::TriggerName,
@@ -45,6 +45,8 @@ constexpr std::int32_t otherScriptTags[] = {
     Tag::PostUninstallTransaction,
     Tag::PreUninstallTransactionProgram,
     Tag::PostUninstallTransactionProgram,
+    Tag::PreUninstallTransactionFlags,
+    Tag::PostUninstallTransactionFlags,
 };
 
 /// What a dependency on rpm itself, on the loader or on a file has in it, and one on a package has not.

@@ -122,9 +122,9 @@ std::optional<AddressSpace::Run> AddressSpace::inSegment(const ElfSegment &segme
         return offset < file_.size() ? Run{file_.substr(offset, size)} : Run{{}, size};
     }
     // The tail of the last page that comes from the file: whoever maps a segment that cannot be written
-    // leaves it there.
-    const bool isFileTail = segment.fileSize > 0 && address < behindPageOf(fileEnd);
-    if (address >= memoryEnd || (isFileTail && (segment.flags & PF_W) == 0))
+    // leaves it there. A segment without bytes that begins within a page has such a page too.
+    const bool isFileTail = address < behindPageOf(fileEnd);
+    if (address < segment.address || address >= memoryEnd || (isFileTail && (segment.flags & PF_W) == 0))
         return std::nullopt;
     return Run{{}, std::min(memoryEnd - address, most)};
 }

@@ -8,8 +8,10 @@ std::optional<char32_t> takeCodePoint(std::string_view &text) {
     namespace utf = boost::locale::utf;
     const auto *position = text.data();
     const utf::code_point character = utf::utf_traits<char>::decode(position, text.data() + text.size());
-    text.remove_prefix(static_cast<std::size_t>(position - text.data()));
-    return utf::is_valid_codepoint(character) ? std::optional<char32_t>(character) : std::nullopt;
+    const bool isValid = utf::is_valid_codepoint(character);
+    // The decoder takes the byte with which it finds out, a control character maybe.
+    text.remove_prefix(isValid ? static_cast<std::size_t>(position - text.data()) : 1);
+    return isValid ? std::optional<char32_t>(character) : std::nullopt;
 }
 
 bool isOneLine(std::string_view text) {

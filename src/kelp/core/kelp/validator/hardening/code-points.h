@@ -5,8 +5,8 @@
 
 namespace Validator {
 
-/// Takes the first character off a text of UTF-8, which is not empty. For bytes that are none it takes one
-/// byte or more, and gives nothing.
+/// Takes the first character off a text of UTF-8, which is not empty. Of bytes that are none it takes one,
+/// and gives nothing.
 std::optional<char32_t> takeCodePoint(std::string_view &text);
 
 /// Whether a character does something to a terminal or a line of text in place of being shown: C0, DEL, C1.

@@ -1,6 +1,6 @@
 #include "kelp/core/kelp/validator/hardening/desktop-hardening.h"
 
-#include "kelp/core/kelp/validator/framework/mapped-file.h"
+#include "kelp/core/kelp/desktop-file/desktop-file.h"
 #include "kelp/core/kelp/validator/framework/text.h"
 #include "kelp/core/kelp/validator/hardening/code-points.h"
 #include "kelp/core/kelp/validator/hardening/forbidden-mime-type.h"
@@ -16,13 +16,14 @@ namespace {
 constexpr std::string_view shownKeys[] = {"Name", "Comment"};
 constexpr std::string_view typesKey = "MimeType";
 
-constexpr char32_t lineSeparator = 0x2028;
-constexpr char32_t paragraphSeparator = 0x2029;
 constexpr char32_t endOfEmbedding = 0x202c;
 constexpr char32_t endOfIsolate = 0x2069;
 
 bool isEmbedding(char32_t c) {
     return c >= 0x202a && c <= 0x202e && c != endOfEmbedding;
+}
+bool isOverride(char32_t c) {
+    return c == 0x202d || c == 0x202e;
 }
 bool isIsolate(char32_t c) {
     return c >= 0x2066 && c < endOfIsolate;
@@ -40,15 +41,21 @@ bool isFormOf(std::string_view key, std::string_view name) {
     return key.starts_with(name) && (key.size() == name.size() || key[name.size()] == '[');
 }
 
+/// For some readers, who would take what stands behind it in a comment for a line of the file.
+bool endsLine(char32_t c) {
+    return (c >= '\n' && c <= '\r') || (c >= 0x1c && c <= 0x1e) || c == 0x85 || c == 0x2028 || c == 0x2029;
+}
+
 bool isForbidden(char32_t c) {
-    return (isControl(c) && c != '\t') || c == lineSeparator || c == paragraphSeparator;
+    return (isControl(c) && c != '\t') || endsLine(c);
 }
 
 /// The first character of a line that may not stand there, if there is one.
 std::optional<char32_t> forbiddenIn(std::string_view line) {
+    const bool isComment = trimmed(line).starts_with('#');
     while (!line.empty())
-        if (const auto character = takeCodePoint(line); character && isForbidden(*character))
-            return character;
+        if (const auto c = takeCodePoint(line); c && (isComment ? endsLine(*c) : isForbidden(*c)))
+            return c;
     return std::nullopt;
 }
 
@@ -59,13 +66,31 @@ std::string nameOf(char32_t character) {
 }
 
 /// The next element of a list. What a backslash does to a semicolon differs from reader to reader, so that it
-/// does nothing here; behind any other letter it makes a blank, if it makes anything.
-std::string takeElement(std::string_view &list) {
-    std::string element(takeLeading(list, [](char c) { return c != ';'; }));
+/// does nothing here.
+std::string_view takeElement(std::string_view &list) {
+    const std::string_view element = takeLeading(list, [](char c) { return c != ';'; });
     list.remove_prefix(list.empty() ? 0 : 1);
-    for (std::size_t at = 0; (at = element.find('\\', at)) != std::string::npos; ++at)
-        element.replace(at, 2, " ");
     return element;
+}
+
+/// Without backslashes, each of which makes a blank of some letters, if the reader knows that, and nothing of
+/// others.
+std::string unescaped(std::string_view text, std::string_view blanks) {
+    std::string result;
+    bool isEscaped = false;
+    for (const char c : text) {
+        if (c != '\\')
+            result += isEscaped && blanks.find(c) != std::string_view::npos ? ' ' : c;
+        isEscaped = c == '\\';
+    }
+    return result;
+}
+
+constexpr std::string_view escapedBlanks = "sntr";
+
+bool isForbiddenElement(const Config &config, std::string_view element) {
+    return isForbiddenMimeType(config, unescaped(element, escapedBlanks)) ||
+           isForbiddenMimeType(config, unescaped(element, {}));
 }
 
 } // namespace
@@ -81,15 +106,15 @@ bool DesktopHardening::canValidate(const std::string &path, const std::string &)
 void DesktopHardening::validate(const std::string &path, const std::string &realPath) {
     remember(path, realPath);
     hasReported_ = false;
-    const auto file = MappedFile::open(realPath);
-    for (std::string_view rest = file ? file->bytes() : std::string_view(); !rest.empty();) {
+    // Of what no reader can bear, the checker of desktop files says that it is broken.
+    const std::string text = Core::KELP::readDesktopText(realPath).value_or("");
+    for (std::string_view rest = text; !rest.empty();) {
         std::string_view line = takeLeading(rest, [](char c) { return c != '\n'; });
         const bool isEnded = !rest.empty();
         rest.remove_prefix(isEnded ? 1 : 0);
         if (isEnded && line.ends_with('\r'))
             line.remove_suffix(1);
-        if (!trimmed(line).starts_with('#'))
-            checkLine(line);
+        checkLine(line);
     }
 }
 
@@ -98,6 +123,7 @@ void DesktopHardening::checkLine(std::string_view line) {
         hasReported_ = true;
         logger_->log(HardeningRule::DesktopBytes, {path_, nameOf(*character)});
     }
+    // That of a comment begins with a mark.
     const std::string_view key = trimmed(takeLeading(line, [](char c) { return c != '='; }));
     if (!line.empty())
         checkValue(key, line.substr(1));
@@ -113,27 +139,71 @@ void DesktopHardening::checkValue(std::string_view key, std::string_view value) 
     }
     if (isFormOf(key, typesKey))
         while (!value.empty())
-            if (const std::string type = takeElement(value); isForbiddenMimeType(*config_, type))
+            if (const std::string_view type = takeElement(value); isForbiddenElement(*config_, type))
                 logger_->log(HardeningRule::ForbiddenMimeType, {type});
 }
 
-Direction directionOf(std::string_view text) {
-    std::u32string open;
-    bool isTouched = false;
-    while (!text.empty()) {
-        const char32_t c = takeCodePoint(text).value_or(0);
-        if (isEmbedding(c) || isIsolate(c))
-            open += c;
-        else if (c == endOfEmbedding && !open.empty() && isEmbedding(open.back()))
-            open.pop_back();
-        else if (c == endOfIsolate && std::ranges::any_of(open, isIsolate))
-            // With what was begun within.
-            open.resize(open.find_last_of(U"\u2066\u2067\u2068"));
-        isTouched = isTouched || isEmbedding(c) || isIsolate(c) || c == endOfEmbedding || c == endOfIsolate;
+namespace {
+
+/// The marks of a text, as one who reads it character by character has them open.
+class OpenMarks {
+public:
+    void take(char32_t c) {
+        const bool isOpening = isEmbedding(c) || isIsolate(c);
+        isTouched_ = isTouched_ || isOpening || c == endOfEmbedding || c == endOfIsolate;
+        isolates_ += isIsolate(c) ? 1U : 0U;
+        if (isOpening)
+            open_ += c;
+        else if (c == endOfEmbedding)
+            endEmbedding();
+        else if (c == endOfIsolate)
+            endIsolate();
     }
-    if (!open.empty())
-        return Direction::Turned;
-    return isTouched ? Direction::Restored : Direction::Plain;
+
+    Direction direction() const {
+        // An embedding that is left open turns no letters around, and honest files have some.
+        const bool isOpen =
+            std::ranges::any_of(open_, [](char32_t c) { return isOverride(c) || isIsolate(c); });
+        if (isTurned_ || isOpen)
+            return Direction::Turned;
+        return isTouched_ ? Direction::Restored : Direction::Plain;
+    }
+
+private:
+    // An end of nothing is one of what stands around the text.
+
+    void endEmbedding() {
+        if (!open_.empty() && isEmbedding(open_.back()))
+            open_.pop_back();
+        else
+            isTurned_ = true;
+    }
+
+    /// With what was begun within. Older systems know no isolates, and would not have an override end there.
+    void endIsolate() {
+        if (isolates_ == 0) {
+            isTurned_ = true;
+            return;
+        }
+        for (; isEmbedding(open_.back()); open_.pop_back())
+            isTurned_ = isTurned_ || isOverride(open_.back());
+        open_.pop_back();
+        --isolates_;
+    }
+
+    std::u32string open_;
+    std::size_t isolates_ = 0; ///< Among these.
+    bool isTouched_ = false;
+    bool isTurned_ = false;
+};
+
+} // namespace
+
+Direction directionOf(std::string_view text) {
+    OpenMarks marks;
+    while (!text.empty())
+        marks.take(takeCodePoint(text).value_or(0));
+    return marks.direction();
 }
 
 } // namespace Validator

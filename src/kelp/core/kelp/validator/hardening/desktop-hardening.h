@@ -28,8 +28,8 @@ private:
 /// What a text does to the direction in which it, and what stands behind it, is read.
 enum class Direction : std::uint32_t {
     Plain,    ///< Nothing, beyond what its letters do.
-    Restored, ///< It embeds, overrides or isolates, and ends all of that.
-    Turned,   ///< It leaves something of that open.
+    Restored, ///< It embeds, overrides or isolates, and ends all of that, but for embeddings maybe.
+    Turned,   ///< It leaves an override or an isolate open, or ends what it has not begun.
 };
 
 Direction directionOf(std::string_view text);

@@ -204,8 +204,11 @@ bool ElfHardening::isShipped(const std::string &library) const {
 }
 
 bool ElfHardening::isKnown(const std::string &library) const {
-    return config_->allowedLibraries().contains(library) || config_->unstableLibraries().contains(library) ||
-           config_->deprecatedLibraries().contains(library) || isShipped(library);
+    // Some rows of the lists match any ending, also one that makes a path of the name.
+    const bool isListed = config_->allowedLibraries().contains(library) ||
+                          config_->unstableLibraries().contains(library) ||
+                          config_->deprecatedLibraries().contains(library);
+    return (isListed && library.find('/') == std::string::npos) || isShipped(library);
 }
 
 void ElfHardening::finish() {

@@ -1,7 +1,11 @@
 #include "kelp/core/kelp/validator/hardening/library-search.h"
 
+#include "kelp/core/kelp/validator/framework/text.h"
+
 #include <algorithm>
+#include <climits>
 #include <filesystem>
+#include <utility>
 
 namespace Validator {
 
@@ -14,11 +18,27 @@ constexpr std::string_view thirdParty = "3rdparty/";
 constexpr std::string_view packageDirectories[] = {"/usr/share/", "/usr/libexec/", "/usr/lib/3rdparty/",
                                                    "/usr/lib64/3rdparty/"};
 
-/// The loader's own words in place of which it takes a directory, both with and without braces.
-std::string replaced(std::string text, const std::string &word, const std::string &meaning) {
-    for (const std::string &form : {"${" + word + "}", "$" + word})
-        for (std::size_t at = 0; (at = text.find(form, at)) != std::string::npos; at += meaning.size())
-            text.replace(at, form.size(), meaning);
+/// Whether the text begins with a word of the loader's. A longer word is another one, which it leaves as it
+/// is.
+bool beginsWithWord(std::string_view text, std::string_view word) {
+    if (!text.starts_with(word))
+        return false;
+    const char next = word.size() < text.size() ? text[word.size()] : '/';
+    return word.ends_with('}') || !(isAlpha(next) || isDigit(next) || next == '_');
+}
+
+/// The piece with a directory in place of each such word.
+std::string expanded(std::string_view piece, std::string_view origin) {
+    const std::pair<std::string_view, std::string_view> words[] = {
+        {"$ORIGIN", origin}, {"${ORIGIN}", origin}, {"$LIB", "lib64"}, {"${LIB}", "lib64"}};
+    std::string text;
+    while (!piece.empty()) {
+        const auto *word =
+            std::ranges::find_if(words, [&](const auto &w) { return beginsWithWord(piece, w.first); });
+        const bool isWord = word != std::end(words);
+        text += isWord ? word->second : piece.substr(0, 1);
+        piece.remove_prefix(isWord ? word->first.size() : 1);
+    }
     return text;
 }
 
@@ -31,9 +51,9 @@ bool isOfSystem(std::string_view directory) {
 } // namespace
 
 bool leavesLibraries(std::string_view piece, std::string_view path, const std::string &package) {
-    const std::string origin = fs::path(path).parent_path();
-    const fs::path directory = replaced(replaced(std::string(piece), "ORIGIN", origin), "LIB", "lib64");
-    if (!directory.is_absolute())
+    // Longer ones can be no directory.
+    const fs::path directory = expanded(piece.substr(0, PATH_MAX), path.substr(0, path.rfind('/')));
+    if (!directory.is_absolute() || piece.size() > PATH_MAX)
         return true;
     const std::string resolved = (directory / "").lexically_normal();
     return !isOfSystem(resolved) && std::ranges::none_of(packageDirectories, [&](std::string_view own) {

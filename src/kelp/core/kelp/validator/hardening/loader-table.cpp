@@ -12,8 +12,9 @@ namespace Validator {
 
 namespace {
 
-/// A longer one is no path that could be opened.
-constexpr std::size_t longestText = 0x1000;
+/// A longer name is no path that could be opened.
+constexpr std::size_t longestName = 0x1000;
+constexpr std::size_t longestRpath = 0x10000;
 constexpr std::size_t mostTexts = 0x10000;
 constexpr std::size_t mostCharacters = std::size_t(4) << 20;
 
@@ -25,8 +26,9 @@ struct Entry {
 /// One dynamic table, walked twice: once for the string table that counts, and once for the texts.
 class TableReader {
 public:
-    TableReader(std::string_view file, const ProgramHeaders &headers, LoaderTable &table) :
-        space_(file, headers),
+    TableReader(std::string_view file, const ProgramHeaders &headers, const AddressSpace &space,
+                LoaderTable &table) :
+        space_(space),
         is32_(headers.bits == ElfClass::Bits32),
         entriesLeft_(2 * file.size() / sizeof(Elf32_Dyn)),
         table_(table) {}
@@ -72,14 +74,14 @@ private:
         switch (entry.tag) {
         case DT_NEEDED:
             if (seen_.insert(entry.value).second)
-                takeText(entry, table_.needed);
+                takeText(entry, longestName, table_.needed);
             break;
         case DT_RPATH:
-            return takeText(entry, table_.rpaths);
+            return takeRpath(entry, table_.rpaths);
         case DT_RUNPATH:
-            return takeText(entry, table_.runpaths);
+            return takeRpath(entry, table_.runpaths);
         case DT_AUXILIARY:
-            return takeText(entry, table_.filters);
+            return takeText(entry, longestName, table_.filters);
         case DT_AUDIT:
         case DT_DEPAUDIT:
         case DT_FILTER:
@@ -90,15 +92,21 @@ private:
         }
     }
 
-    void takeText(const Entry &entry, std::vector<std::string> &texts) {
-        auto text = space_.readText(strings_ + entry.value, longestText);
+    /// Of an rpath the end counts too.
+    void takeRpath(const Entry &entry, std::vector<std::string> &texts) {
+        takeText(entry, longestRpath, texts);
+        table_.isTold = table_.isTold && texts.back().size() < longestRpath;
+    }
+
+    void takeText(const Entry &entry, std::size_t longest, std::vector<std::string> &texts) {
+        auto text = space_.readText(strings_ + entry.value, longest);
         characters_ += text ? text->size() : 0;
         table_.isTold = table_.isTold && text && ++texts_ <= mostTexts && characters_ <= mostCharacters;
         if (table_.isTold)
             texts.push_back(std::move(*text));
     }
 
-    AddressSpace space_;
+    const AddressSpace &space_;
     bool is32_;
     std::size_t entriesLeft_;
     LoaderTable &table_;
@@ -114,11 +122,42 @@ void dropRepeated(std::vector<std::string> &texts) {
     std::erase_if(texts, [&](const std::string &text) { return !seen.insert(text).second; });
 }
 
+/// Where the headers are in memory, as they say themselves and as the kernel tells the loader of a program:
+/// by the segment that holds them, and in older kernels by the first one.
+std::set<std::uint64_t> placesOfHeaders(const ProgramHeaders &headers) {
+    std::set<std::uint64_t> places;
+    bool isFirst = true;
+    for (const ElfSegment &segment : headers.segments) {
+        const std::uint64_t distance = headers.place - segment.offset;
+        if (segment.type == PT_PHDR)
+            places.insert(segment.address);
+        if (segment.type != PT_LOAD)
+            continue;
+        if (isFirst || distance < segment.fileSize)
+            places.insert(segment.address + distance);
+        isFirst = false;
+    }
+    return places;
+}
+
+/// Whether the loader finds the headers in memory that the file has. It takes the place of everything else
+/// from what they say of their own: headers that lie would have it read another table.
+bool findsHeaders(std::string_view file, const ProgramHeaders &headers, const AddressSpace &space) {
+    const auto places = placesOfHeaders(headers);
+    std::string found(headers.segments.size() *
+                          (headers.bits == ElfClass::Bits32 ? sizeof(Elf32_Phdr) : sizeof(Elf64_Phdr)),
+                      '\0');
+    return places.size() == 1 && space.read(*places.begin(), found.data(), found.size()) &&
+           file.substr(headers.place, found.size()) == found;
+}
+
 } // namespace
 
 LoaderTable readLoaderTable(std::string_view file, const ProgramHeaders &headers) {
     LoaderTable table;
-    TableReader reader(file, headers, table);
+    const AddressSpace space(file, headers);
+    table.isTold = interpretersOf(file, headers).empty() || findsHeaders(file, headers, space);
+    TableReader reader(file, headers, space, table);
     std::set<std::uint64_t> addresses;
     for (const ElfSegment &segment : headers.segments)
         if (segment.type == PT_DYNAMIC && addresses.insert(segment.address).second)

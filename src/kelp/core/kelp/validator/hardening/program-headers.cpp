@@ -6,6 +6,7 @@
 #include <bit>
 #include <climits>
 #include <cstring>
+#include <optional>
 
 namespace Validator {
 
@@ -14,8 +15,8 @@ namespace {
 // The devices' own order, which is the only one that they run.
 static_assert(std::endian::native == std::endian::little);
 
-/// What the kernel reads of program headers.
-constexpr std::size_t largestTable = 0x10000;
+/// What every kernel reads of program headers: new ones take 64 KiB, older ones no more than a page.
+constexpr std::size_t largestTable = 0x1000;
 constexpr std::size_t shortestInterpreter = 2;
 
 bool liesIn(std::string_view file, std::uint64_t offset, std::uint64_t size) {
@@ -28,7 +29,8 @@ ProgramHeaders readAs(std::string_view file, ElfClass bits) {
     if (file.size() < sizeof header)
         return {bits};
     std::memcpy(&header, file.data(), sizeof header);
-    ProgramHeaders headers{bits, header.e_type, header.e_machine};
+    ProgramHeaders headers{bits,           header.e_type,  header.e_machine,
+                           header.e_flags, header.e_entry, header.e_phoff};
     const std::size_t size = std::size_t(header.e_phnum) * sizeof(Segment);
     if (header.e_phentsize != sizeof(Segment) || !liesIn(file, header.e_phoff, size))
         return headers;
@@ -54,6 +56,72 @@ bool isSoundInterpreter(std::string_view file, const ElfSegment &segment) {
     return segment.fileSize >= shortestInterpreter && segment.fileSize <= PATH_MAX &&
            liesIn(file, segment.offset, segment.fileSize) &&
            file[segment.offset + segment.fileSize - 1] == '\0';
+}
+
+/// The kernel takes no such program without a number of its interface, nor one that begins where no
+/// instruction can stand.
+bool isArmProgram(const ProgramHeaders &headers) {
+    const bool isThumb = (headers.entry & 1) != 0;
+    return (headers.flags & EF_ARM_EABIMASK) != 0 && (isThumb || headers.entry % 4 == 0);
+}
+
+template<class Head>
+std::optional<Head> takeHead(std::string_view &bytes) {
+    if (bytes.size() < sizeof(Head))
+        return std::nullopt;
+    Head head;
+    std::memcpy(&head, bytes.data(), sizeof head);
+    bytes.remove_prefix(sizeof head);
+    return head;
+}
+
+struct Property {
+    std::uint32_t type;
+    std::uint32_t size;
+};
+
+/// Whether the properties are in order, each once, and of the size that they need.
+bool areSoundProperties(std::string_view bytes) {
+    constexpr std::uint64_t alignment = 8;
+    for (std::uint64_t least = 0; !bytes.empty();) {
+        const auto property = takeHead<Property>(bytes);
+        if (!property || property->type < least || property->size > bytes.size())
+            return false;
+        const std::uint64_t step = (property->size + alignment - 1) / alignment * alignment;
+        if (step > bytes.size() ||
+            (property->type == GNU_PROPERTY_AARCH64_FEATURE_1_AND && property->size != sizeof(std::uint32_t)))
+            return false;
+        least = std::uint64_t(property->type) + 1;
+        bytes.remove_prefix(step);
+    }
+    return true;
+}
+
+/// Whether the kernel is content with a note that it reads of programs of 64-bit ARM without a loader.
+bool isSoundPropertyNote(std::string_view file, const ElfSegment &segment) {
+    constexpr std::size_t largest = 0x400;
+    constexpr std::string_view owner("GNU", 4);
+    if (segment.fileSize > largest || !liesIn(file, segment.offset, segment.fileSize))
+        return false;
+    std::string_view note = file.substr(segment.offset, segment.fileSize);
+    const auto head = takeHead<Elf64_Nhdr>(note);
+    if (!head || head->n_type != NT_GNU_PROPERTY_TYPE_0 || head->n_namesz != owner.size() ||
+        !note.starts_with(owner) || head->n_descsz > note.size() - owner.size())
+        return false;
+    return areSoundProperties(note.substr(owner.size(), head->n_descsz));
+}
+
+/// What the kernel asks of programs of one machine.
+bool isSoundForMachine(std::string_view file, const ProgramHeaders &headers) {
+    const auto has = [&](std::uint32_t type) {
+        return std::ranges::find(headers.segments, type, &ElfSegment::type) != headers.segments.end();
+    };
+    if (headers.machine == EM_ARM)
+        return isArmProgram(headers);
+    return headers.machine != EM_AARCH64 || has(PT_INTERP) ||
+           std::ranges::all_of(headers.segments, [&](const ElfSegment &s) {
+               return s.type != PT_GNU_PROPERTY || isSoundPropertyNote(file, s);
+           });
 }
 
 } // namespace
@@ -83,6 +151,7 @@ ProgramHeaders readProgramHeaders(std::string_view file, ElfClass bits) {
 bool isRunnable(std::string_view file, const ProgramHeaders &headers) {
     const auto &segments = headers.segments;
     return (headers.type == ET_EXEC || headers.type == ET_DYN) && tableSize(headers) <= largestTable &&
+           isSoundForMachine(file, headers) &&
            std::ranges::any_of(segments, [&](const ElfSegment &s) { return isLoaded(file, s); }) &&
            std::ranges::all_of(segments, [&](const ElfSegment &s) {
                return s.type != PT_INTERP || isSoundInterpreter(file, s);

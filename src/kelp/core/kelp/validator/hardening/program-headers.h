@@ -23,6 +23,9 @@ struct ProgramHeaders {
     ElfClass bits = ElfClass::Unknown;
     std::uint16_t type = 0;
     std::uint16_t machine = 0;
+    std::uint32_t flags = 0;
+    std::uint64_t entry = 0; ///< The address where the program begins.
+    std::uint64_t place = 0; ///< Of the table in the file.
     /// Empty also for a table that is not in the file, or has entries of another size than the word size
     /// asks for: neither kernel nor loader takes such a file.
     std::vector<ElfSegment> segments = {};
