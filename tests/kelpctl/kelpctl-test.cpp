@@ -9,8 +9,6 @@
 #include "support/temporary-directory.h"
 #include "support/text-file.h"
 
-#include <boost/json/parse.hpp>
-#include <boost/json/value.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -21,7 +19,6 @@
 #include <set>
 
 namespace fs = std::filesystem;
-namespace json = boost::json;
 
 namespace {
 
@@ -113,33 +110,26 @@ TEST_F(KelpCtlTest, EveryFindingHasAnIdThatStaysAndAnExplanation) {
         EXPECT_THAT(out(), HasSubstr(line));
 }
 
-TEST_F(KelpCtlTest, DocumentsHoldWhatToolsNeed) {
-    EXPECT_EQ(run("validate --output json --hide directory-empty faulty.rpm /nowhere.rpm"), 2);
-    const json::value document = json::parse(out());
-    const json::object &first = document.at("packages").at(0).as_object();
-    EXPECT_EQ(first.at("id"), "org.example.faulty");
-    const json::value found{{"id", "location-not-allowed"},
-                            {"level", "error"},
-                            {"path", "/opt/place/file"},
-                            {"text", "[/opt/place/file] Installation not allowed in this location"},
-                            {"hint", nullptr}};
-    EXPECT_THAT(first.at("findings").as_array(), testing::Contains(found));
-    EXPECT_THAT(out(), Not(HasSubstr("directory-empty")));
-    EXPECT_EQ(document.at("packages").at(1),
-              (json::value{{"file", "/nowhere.rpm"},
-                           {"id", nullptr},
-                           {"version", nullptr},
-                           {"profile", "regular"},
-                           {"verdict", "incomplete"},
-                           {"reason", "Couldn't open rpm package: No such file or directory"},
-                           {"findings", json::array()}}));
-
-    EXPECT_EQ(run("validate --output sarif faulty.rpm"), 1);
-    const json::value sarif = json::parse(out()).at("runs").at(0);
-    for (const json::value &result : sarif.at("results").as_array()) {
-        const auto index = static_cast<std::size_t>(result.at("ruleIndex").as_int64());
-        EXPECT_EQ(sarif.at("tool").at("driver").at("rules").at(index).at("id"), result.at("ruleId"));
-    }
+TEST_F(KelpCtlTest, OverriddenFindingsDoNotCount) {
+    RpmWriter writer;
+    for (int i = 0; i < 150; ++i)
+        writer.files.push_back({"/usr/share/org.example.app/", std::to_string(i), 0040755});
+    writer.files.push_back({"/usr/share/org.example.app-2/", "last", 0040755});
+    writer.write(root_.path() / "empty.rpm");
+    const fs::path overrides = root_.path() / "overrides";
+    const auto judge = [&](const std::string &lines) {
+        writeFile(overrides, "rpath-empty * It has no program.\n" + lines);
+        return run("validate --developer-mode --fail-on warning --overrides " + overrides.string() + ' ' +
+                   (root_.path() / "empty.rpm").string());
+    };
+    // Behind a hundred that are overridden, one that is not.
+    EXPECT_EQ(judge("# Known\ndirectory-empty */org.example.app/* Made here.\nversion-long * It is.\n"), 1);
+    EXPECT_THAT(out(), AllOf(HasSubstr("/last: Empty directory"), Not(HasSubstr("/149")),
+                             HasSubstr(" 1 warning, 151 overridden\n")));
+    EXPECT_THAT(error(), testing::EndsWith("/overrides:4: no finding for version-long *\n"));
+    EXPECT_EQ(judge("directory-empty * Made here.\r\n"), 0) << out();
+    for (const char *unusable : {"scripts * No.\n", "nothing * No.\n", "directory-empty *\n"})
+        EXPECT_EQ(judge(unusable), 2) << unusable;
 }
 
 TEST_F(KelpCtlTest, ExitStatusesTellVerdictFromTrouble) {

@@ -2,6 +2,8 @@
 
 #include "kelpctl/shown-text.h"
 
+#include <algorithm>
+
 namespace KelpCtl {
 
 namespace {
@@ -15,6 +17,7 @@ CollectedReport::CollectedReport(const std::string &file, const Validator::Confi
     options_(options), hints_(profile) {
     report_.file = file;
     report_.profile = profile.name();
+    report_.osVersion = profile.osVersion();
     if (options.lineOf)
         report_.lines = std::make_shared<Spool>();
 }
@@ -29,16 +32,34 @@ void CollectedReport::add(Stage stage, const Validator::Message &message) {
     // nothing can be hidden.
     if (options_.hidden.contains(std::string(message.entry.id)))
         return;
-    ++report_.counts[message.level];
-    if (report_.lines)
-        return report_.lines->append(options_.lineOf(message));
-    Shown &shown = shown_[message.entry.id];
-    if (shown.count < mostShown)
-        ++shown.count;
-    else if (++shown.more > 1)
+    const Override *override = findOverride(options_.overrides, message);
+    count(message, override);
+    if (report_.lines) {
+        if (override == nullptr)
+            report_.lines->append(options_.lineOf(message));
         return;
-    shown.place = report_.findings.size();
-    report_.findings.push_back({stage, message, hints_.of(message)});
+    }
+    Shown &shown = shown_[{message.entry.id, override != nullptr}];
+    // From the hundredth of an id on, repeated ones come as well; those may all have been overridden.
+    if (shown.places.size() < mostShown ? isShown(shown, message) : ++shown.more > 1)
+        return;
+    shown.places.push_back(report_.findings.size());
+    report_.findings.push_back({stage, message, hints_.of(message), override ? override->reason : ""});
+}
+
+void CollectedReport::count(const Validator::Message &message, const Override *override) {
+    if (override == nullptr) {
+        ++report_.counts[message.level];
+        return;
+    }
+    ++report_.overridden;
+    report_.usedOverrides.insert(override->line);
+}
+
+bool CollectedReport::isShown(const Shown &shown, const Validator::Message &message) const {
+    return !options_.overrides.empty() && std::ranges::any_of(shown.places, [&](std::size_t place) {
+        return report_.findings[place].message == message;
+    });
 }
 
 void CollectedReport::addLine(const std::string &line) {
@@ -52,19 +73,19 @@ void CollectedReport::conclude(Verdict verdict, const std::string &reason) {
 }
 
 PackageReport CollectedReport::take() && {
-    for (const auto &[id, shown] : shown_)
+    for (const auto &[which, shown] : shown_)
         if (shown.more > 0)
             tellMore(shown);
     return std::move(report_);
 }
 
 void CollectedReport::tellMore(const Shown &shown) {
-    Validator::Message &message = report_.findings[shown.place].message;
-    message.strings = {std::to_string(shown.more)};
-    message.text = Validator::composeText(moreText, message.strings);
-    message.entry.text = moreText;
-    message.path.clear();
-    report_.findings[shown.place].hint.clear();
+    ReportedFinding &finding = report_.findings[shown.places.back()];
+    finding.message.strings = {std::to_string(shown.more)};
+    finding.message.text = Validator::composeText(moreText, finding.message.strings);
+    finding.message.entry.text = moreText;
+    finding.message.path.clear();
+    finding.hint.clear();
 }
 
 } // namespace KelpCtl

@@ -5,6 +5,8 @@
 
 #include <map>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace KelpCtl {
 
@@ -15,6 +17,9 @@ public:
     CollectedReport(const std::string &file, const Validator::Config &profile, const JudgeOptions &options);
 
     void name(const std::string &id, const std::string &version);
+
+    /// The SHA-256 of the package file.
+    void setDigest(const std::string &sha256) { report_.sha256 = sha256; }
 
     /// Adds a finding, unless its id is hidden. Raises as Spool::append() does.
     void add(Stage stage, const Validator::Message &message);
@@ -28,19 +33,20 @@ public:
     PackageReport take() &&;
 
 private:
-    /// Of one id.
+    /// Of one id, those that are overridden and the others apart.
     struct Shown {
-        std::size_t count = 0;
+        std::vector<std::size_t> places; ///< In the report; the last tells how many more there are.
         std::size_t more = 0;
-        std::size_t place = 0; ///< Of the finding that tells how many more there are.
     };
 
+    void count(const Validator::Message &message, const Override *override);
+    bool isShown(const Shown &shown, const Validator::Message &message) const;
     void tellMore(const Shown &shown);
 
     PackageReport report_;
     const JudgeOptions &options_;
     Hints hints_;
-    std::map<std::string_view, Shown> shown_;
+    std::map<std::pair<std::string_view, bool>, Shown> shown_;
 };
 
 } // namespace KelpCtl

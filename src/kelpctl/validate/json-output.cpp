@@ -7,12 +7,16 @@
 #include <boost/json/serialize.hpp>
 
 #include <ostream>
+#include <utility>
 
 namespace KelpCtl {
 
 namespace {
 
 namespace json = boost::json;
+
+/// Changes when a reader of today would misread what is written then; a new field is no such change.
+constexpr int formatVersion = 1;
 
 /// What a package does not say is null, so that tools need not tell an empty text from a missing one.
 json::value textOrNull(const std::string &text) {
@@ -21,11 +25,9 @@ json::value textOrNull(const std::string &text) {
 
 json::object objectOf(const ReportedFinding &finding) {
     const Validator::Message &message = finding.message;
-    return {{"id", message.entry.id},
-            {"level", nameOf(message.level)},
-            {"path", textOrNull(message.path)},
-            {"text", jsonText(message.text)},
-            {"hint", textOrNull(finding.hint)}};
+    return {{"id", message.entry.id},           {"level", nameOf(message.level)},
+            {"path", textOrNull(message.path)}, {"text", jsonText(message.text)},
+            {"hint", textOrNull(finding.hint)}, {"overridden", textOrNull(finding.overridden)}};
 }
 
 json::object objectOf(const PackageReport &report) {
@@ -33,25 +35,39 @@ json::object objectOf(const PackageReport &report) {
     for (const ReportedFinding &finding : report.findings)
         findings.push_back(objectOf(finding));
     return {{"file", jsonText(report.file)},
+            {"sha256", textOrNull(report.sha256)},
             {"id", textOrNull(report.id.value_or(""))},
             {"version", textOrNull(report.version.value_or(""))},
             {"profile", report.profile},
+            {"os_version", textOrNull(report.osVersion.value_or(""))},
             {"verdict", nameOf(report.verdict)},
             {"reason", textOrNull(report.reason)},
             {"findings", std::move(findings)}};
 }
 
-/// Collects all packages, as one document is written: a run that is interrupted writes none, not half of one.
+/// Writes each package when it is judged: memory does not grow with their number.
 class JsonOutput final : public ReportOutput {
 public:
     explicit JsonOutput(std::ostream &output) : output_(output) {}
 
-    void write(const PackageReport &report) override { packages_.push_back(objectOf(report)); }
-    void finish() override { output_ << json::object{{"packages", std::move(packages_)}} << '\n'; }
+    void write(const PackageReport &report) override { begin() << objectOf(report); }
+    void finish() override {
+        // Without a package as well: an empty text is no document.
+        if (!std::exchange(isBegun_, true))
+            output_ << head();
+        output_ << "\n]}" << std::endl;
+    }
 
 private:
+    static std::string head() {
+        return "{\"format\":" + std::to_string(formatVersion) +
+               ",\"kelpctl\":\"" KELP_VERSION "\",\"packages\":[";
+    }
+
+    std::ostream &begin() { return output_ << (std::exchange(isBegun_, true) ? "," : head()) << '\n'; }
+
     std::ostream &output_;
-    json::array packages_;
+    bool isBegun_ = false;
 };
 
 } // namespace

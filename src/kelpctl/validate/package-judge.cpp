@@ -8,6 +8,8 @@
 
 #include "kelp/core/common/errors/error-category.h"
 #include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/files/file-descriptor.h"
+#include "kelp/core/common/rpm/digest.h"
 #include "kelp/core/common/rpm/initialise.h"
 #include "kelp/core/common/rpm/payload-digest.h"
 #include "kelp/core/common/rpm/tags.h"
@@ -16,6 +18,8 @@
 #include "kelp/core/kelp/validator/framework/content-findings.h"
 #include "kelp/core/kelp/validator/hardening/hardening-findings.h"
 #include "kelp/core/kelp/validator/hardening/header-hardening.h"
+
+#include <fcntl.h>
 
 #include <future>
 #include <iostream>
@@ -104,6 +108,11 @@ private:
     std::streambuf *error_ = std::cerr.rdbuf(&lines_);
 };
 
+std::string sha256OfFile(const std::string &path) {
+    const Common::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    return Common::Rpm::sha256Of(file.get(), path);
+}
+
 /// One package under all profiles.
 class Judgement {
 public:
@@ -127,9 +136,8 @@ public:
         try {
             // First, as it also fills in name and version, which a report has even if the package cannot be
             // judged.
-            const auto digest = checkDigest();
+            beginDigests();
             unpackAndJudge(RpmPackage::fromFile(file_, {}, Signatures::Unchecked));
-            finishDigest(digest);
         } catch (const Interrupted &) {
             // No verdict: the whole run ends.
             throw;
@@ -143,22 +151,27 @@ public:
         } catch (const std::exception &error) {
             conclude(Verdict::Incomplete, error.what());
         }
+        judgeDigests();
     }
 
 private:
-    using Digest = std::future<bool>;
+    struct Digests {
+        bool isPayloadRight;
+        std::string file;
+    };
 
     /// Reads what is only read beside the work of unpacking.
-    std::shared_ptr<Digest> checkDigest() {
+    void beginDigests() {
         const Common::Rpm::Reader header = readHeader();
         id_ = header.tagOr(Tag::Name, "");
         version_ = header.tagOr(Tag::Version, "") + "-" + header.tagOr(Tag::Release, "");
         for (CollectedReport &report : reports_)
             report.name(id_, version_);
         const Common::Rpm::PayloadDigest digest(file_, header);
-        // Its last owner waits for the thread, so that none outlives the judgement, even if that raises.
-        return std::make_shared<Digest>(
-            std::async(std::launch::async, [digest] { return digest.isRight(); }));
+        // Its destructor waits for the thread, so that none outlives the judgement, even if that raises.
+        digests_ = std::async(std::launch::async, [digest, file = file_] {
+            return Digests{digest.isRight(), sha256OfFile(file)};
+        });
     }
 
     Common::Rpm::Reader readHeader() {
@@ -187,8 +200,23 @@ private:
         report(Stage::Header, messageOf(ContentRule::NameUnusable, {}));
     }
 
-    void finishDigest(const std::shared_ptr<Digest> &digest) {
-        if (digest->get())
+    /// Of a package that was refused or not judged to the end as well: what is wrong with it may come of
+    /// that.
+    void judgeDigests() {
+        if (!digests_.valid())
+            return;
+        try {
+            finishDigests();
+        } catch (const std::exception &error) {
+            conclude(Verdict::Incomplete, error.what());
+        }
+    }
+
+    void finishDigests() {
+        const Digests digests = digests_.get();
+        for (CollectedReport &report : reports_)
+            report.setDigest(digests.file);
+        if (digests.isPayloadRight)
             return;
         report(Stage::Files, messageOf(ContentRule::DigestWrong, {}));
         // In place of a refusal as well: the findings are about bytes that the maker did not build.
@@ -245,6 +273,7 @@ private:
     const JudgeOptions &options_;
     Deadline deadline_;
     std::vector<CollectedReport> reports_;
+    std::future<Digests> digests_;
     std::size_t inHand_ = 0; ///< Of them.
 };
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kelpctl/validate/overrides.h"
 #include "kelpctl/validate/package-report.h"
 
 #include "kelp/core/kelp/validator/configuration/config.h"
@@ -25,6 +26,7 @@ struct JudgeOptions {
     std::vector<std::shared_ptr<Validator::Config>> profiles = {};
     std::filesystem::path keep = {};                ///< Where the unpacked tree stays; empty for nowhere.
     std::set<std::string> hidden = {};              ///< Ids of findings that are not reported.
+    std::vector<Override> overrides = {};           ///< Of findings that do not count.
     std::optional<std::uint64_t> mostUnpacked = {}; ///< Bytes of all files together.
     std::optional<std::chrono::seconds> timeout = {};
     /// Has the reports hold all findings, as the lines that this makes of them; empty for the findings

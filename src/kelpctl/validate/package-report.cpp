@@ -2,6 +2,8 @@
 
 #include "kelpctl/shown-text.h"
 
+#include "kelp/core/common/rpm/digest.h"
+
 #include <algorithm>
 
 namespace KelpCtl {
@@ -14,6 +16,14 @@ std::string nameOf(Verdict verdict) {
 
 std::string nameOf(Stage stage) {
     return stage == Stage::Header ? "header" : "files";
+}
+
+std::string fingerprintOf(const Validator::Message &message) {
+    // A NUL is in no path and in no argument.
+    std::string text = std::string(message.entry.id) + '\0' + message.path;
+    for (const std::string &argument : message.strings)
+        text += '\0' + argument;
+    return Common::Rpm::sha256Of(text);
 }
 
 std::string shownText(const Validator::Message &message) {

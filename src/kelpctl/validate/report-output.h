@@ -35,6 +35,10 @@ std::unique_ptr<ReportOutput> linesOutput(std::ostream &output);
 std::unique_ptr<ReportOutput> jsonOutput(std::ostream &output);
 /// One document in the form 2.1.0 of the Static Analysis Results Interchange Format.
 std::unique_ptr<ReportOutput> sarifOutput(std::ostream &output);
+/// A Code Quality report of GitLab.
+std::unique_ptr<ReportOutput> gitlabOutput(std::ostream &output);
+/// One document in the form of JUnit, which build services show as tests.
+std::unique_ptr<ReportOutput> junitOutput(std::ostream &output);
 
 /// A finding as the form for people has it, "error: PATH: TEXT [ID]", behind `indent` blanks; broken and
 /// coloured as it suits the file descriptor to which it goes.

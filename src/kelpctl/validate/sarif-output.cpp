@@ -2,8 +2,6 @@
 #include "kelpctl/validate/explanations/explanation.h"
 #include "kelpctl/validate/report-output.h"
 
-#include "kelp/core/kelp/validator/all-findings.h"
-
 #include <boost/json/array.hpp>
 #include <boost/json/object.hpp>
 #include <boost/json/serialize.hpp>
@@ -11,6 +9,8 @@
 
 #include <map>
 #include <ostream>
+#include <set>
+#include <utility>
 
 namespace KelpCtl {
 
@@ -32,11 +32,12 @@ json::object textObject(const std::string &text) {
 
 json::object ruleOf(const CatalogueEntry &entry) {
     const Explanation &explanation = explanationOf(entry.id);
-    return {{"id", entry.id},
-            {"shortDescription", textObject(std::string(explanation.what))},
-            {"fullDescription", textObject(std::string(explanation.why))},
-            {"help", textObject(proseOf(entry) + exampleOf(entry))},
-            {"defaultConfiguration", json::object{{"level", sarifLevelOf(entry.level)}}}};
+    return {
+        {"id", entry.id},
+        {"shortDescription", textObject(std::string(explanation.what))},
+        {"fullDescription", textObject(std::string(explanation.why))},
+        {"help", json::object{{"text", proseOf(entry) + exampleOf(entry)}, {"markdown", markdownOf(entry)}}},
+        {"defaultConfiguration", json::object{{"level", sarifLevelOf(entry.level)}}}};
 }
 
 /// A URI reference, relative for a relative file name.
@@ -58,18 +59,18 @@ json::array locationsOf(const PackageReport &report, const std::string &path) {
     return {std::move(location)};
 }
 
+/// Writes results when their package is judged, and behind them what is known only then: the rules that
+/// occurred and the profiles.
 class SarifOutput final : public ReportOutput {
 public:
-    explicit SarifOutput(std::ostream &output) : output_(output) {
-        for (const CatalogueEntry &entry : Validator::allFindings()) {
-            indexes_.emplace(entry.id, rules_.size());
-            rules_.push_back(ruleOf(entry));
-        }
-    }
+    explicit SarifOutput(std::ostream &output) : output_(output) {}
 
     void write(const PackageReport &report) override {
+        profiles_.insert(report.profile);
+        begin();
         for (const ReportedFinding &finding : report.findings)
-            results_.push_back(resultOf(report, finding.message));
+            output_ << (std::exchange(hasResults_, true) ? ",\n" : "\n") << resultOf(report, finding);
+        output_.flush();
         // Not a result: what could not be judged is a failure of the run, and tools must not count the
         // package as free of findings.
         if (report.verdict == Verdict::Incomplete)
@@ -78,37 +79,59 @@ public:
     }
 
     void finish() override {
-        const json::object driver{
-            {"name", "kelpctl"}, {"version", KELP_VERSION}, {"rules", std::move(rules_)}};
-        json::object invocation{{"executionSuccessful", notifications_.empty()},
-                                {"toolExecutionNotifications", std::move(notifications_)}};
-        json::object run{{"tool", json::object{{"driver", driver}}},
-                         {"invocations", json::array{std::move(invocation)}},
-                         {"results", std::move(results_)},
-                         {"columnKind", "unicodeCodePoints"}};
-        output_ << json::object{{"$schema", "https://json.schemastore.org/sarif-2.1.0.json"},
-                                {"version", "2.1.0"},
-                                {"runs", json::array{std::move(run)}}}
-                << '\n';
+        begin();
+        const json::object driver{{"name", "kelpctl"},
+                                  {"version", KELP_VERSION},
+                                  {"informationUri", KELP_HOMEPAGE},
+                                  {"rules", std::move(rules_)}};
+        const json::object invocation{{"executionSuccessful", notifications_.empty()},
+                                      {"toolExecutionNotifications", std::move(notifications_)}};
+        output_ << "\n],\"tool\":" << json::object{{"driver", driver}}
+                << ",\"invocations\":" << json::array{invocation}
+                << ",\"automationDetails\":" << json::object{{"id", "kelpctl/" + profile() + '/'}}
+                << R"(,"columnKind":"unicodeCodePoints"}]})" << std::endl;
     }
 
 private:
-    json::object resultOf(const PackageReport &report, const Validator::Message &message) const {
+    void begin() {
+        if (!std::exchange(isBegun_, true))
+            output_ << R"({"$schema":"https://json.schemastore.org/sarif-2.1.0.json","version":"2.1.0",)"
+                    << R"("runs":[{"results":[)";
+    }
+
+    std::string profile() const {
+        return profiles_.size() == 1 ? *profiles_.begin() : profiles_.empty() ? "none" : "all";
+    }
+
+    json::object resultOf(const PackageReport &report, const ReportedFinding &finding) {
+        const Validator::Message &message = finding.message;
+        const std::string hint = finding.hint.empty() ? "" : "; did you mean " + finding.hint + '?';
         json::object result{{"ruleId", message.entry.id},
+                            {"ruleIndex", indexOf(message.entry)},
                             {"level", sarifLevelOf(message.level)},
-                            {"message", textObject(jsonText(message.text))},
+                            {"message", textObject(jsonText(message.text) + hint)},
                             {"locations", locationsOf(report, message.path)},
+                            {"partialFingerprints", json::object{{"finding/v1", fingerprintOf(message)}}},
                             {"properties", json::object{{"profile", report.profile}}}};
-        // A message that could not be composed has an id that is in no catalogue.
-        if (const auto index = indexes_.find(message.entry.id); index != indexes_.end())
-            result["ruleIndex"] = index->second;
+        if (!finding.overridden.empty())
+            result["suppressions"] = json::array{
+                json::object{{"kind", "external"}, {"justification", jsonText(finding.overridden)}}};
         return result;
     }
 
+    std::size_t indexOf(const CatalogueEntry &entry) {
+        const auto [index, isNew] = indexes_.emplace(entry.id, rules_.size());
+        if (isNew)
+            rules_.push_back(ruleOf(entry));
+        return index->second;
+    }
+
     std::ostream &output_;
+    bool isBegun_ = false;
+    bool hasResults_ = false;
     std::map<std::string_view, std::size_t> indexes_;
+    std::set<std::string> profiles_;
     json::array rules_;
-    json::array results_;
     json::array notifications_;
 };
 

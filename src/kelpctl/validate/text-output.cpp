@@ -103,6 +103,8 @@ std::string countsOf(const PackageReport &report) {
     add("error", LogLevel::Error, LogLevel::Critical);
     add("warning", LogLevel::Warning);
     add("note", LogLevel::Info);
+    if (report.overridden > 0)
+        counts += (counts.empty() ? "" : ", ") + std::to_string(report.overridden) + " overridden";
     return counts.empty() ? "no findings" : counts;
 }
 
@@ -121,7 +123,7 @@ public:
         output_ << "  " << styled(nameOf(report.verdict), styleOf(report.verdict), STDOUT_FILENO) << ": "
                 << (report.reason.empty() ? "" : shown(report.reason) + "; ") << countsOf(report)
                 << std::endl;
-        hasFindings_ = hasFindings_ || !report.findings.empty();
+        hasFindings_ = hasFindings_ || !report.counts.empty();
     }
 
     void finish() override {
@@ -135,7 +137,7 @@ private:
     void writeStage(const PackageReport &report, Stage stage, std::set<std::string_view> &explained) {
         bool isFirst = true;
         for (const ReportedFinding &finding : report.findings) {
-            if (finding.stage != stage)
+            if (finding.stage != stage || !finding.overridden.empty())
                 continue;
             if (std::exchange(isFirst, false))
                 output_ << "  " << nameOf(stage) << ":\n";

@@ -33,8 +33,9 @@ struct OutputForm {
     std::unique_ptr<ReportOutput> (*make)(std::ostream &output);
 };
 
-constexpr OutputForm outputForms[] = {
-    {"text", textOutput}, {"report", linesOutput}, {"json", jsonOutput}, {"sarif", sarifOutput}};
+constexpr OutputForm outputForms[] = {{"text", textOutput},     {"report", linesOutput},
+                                      {"json", jsonOutput},     {"sarif", sarifOutput},
+                                      {"gitlab", gitlabOutput}, {"junit", junitOutput}};
 
 struct ValidateArguments {
     std::vector<std::string> files;
@@ -43,6 +44,7 @@ struct ValidateArguments {
     bool developerMode = false;
     std::string failOn = "error";
     std::vector<std::string> hidden;
+    std::string overrides;
     std::string output = "text";
     bool isExplaining = false;
     std::string keep;
@@ -53,16 +55,6 @@ struct ValidateArguments {
 std::string checkVersion(const std::string &text) {
     return Validator::parseVersion(text).empty() ? "A version is numbers with full stops between: " + text
                                                  : "";
-}
-
-/// Only what does not refuse a package may be hidden.
-std::string checkHidden(const std::string &id) {
-    const auto all = Validator::allFindings();
-    const auto found = std::ranges::find(all, id, &Validator::CatalogueEntry::id);
-    if (found == all.end())
-        return "There is no finding " + id;
-    const bool isMild = found->level == LogLevel::Warning || found->level == LogLevel::Info;
-    return isMild ? "" : "Only warnings and notes can be hidden: " + id;
 }
 
 /// The version of the image that KELP_ROOT_FS names. The machine on which packages are made says nothing
@@ -91,6 +83,8 @@ JudgeOptions optionsOf(const ValidateArguments &arguments) {
     options.mostUnpacked = arguments.mostUnpacked;
     if (arguments.timeout)
         options.timeout = std::chrono::seconds(*arguments.timeout);
+    if (!arguments.overrides.empty())
+        options.overrides = readOverrides(arguments.overrides);
     options.hidden.insert(arguments.hidden.begin(), arguments.hidden.end());
     return options;
 }
@@ -112,13 +106,14 @@ void leaveHome() {
 
 /// One file under the profiles that were asked for: of several, the best verdict counts.
 ExitStatus judgeFile(const std::string &file, const ValidateArguments &arguments, const JudgeOptions &options,
-                     ReportOutput &output) {
+                     ReportOutput &output, std::set<std::size_t> &usedOverrides) {
     ExitStatus best = ExitStatus::Trouble;
     const std::vector<PackageReport> reports = judgePackage(file, options);
     // A package without entries, or that cannot be read, asks for no verdict.
     Interruption::check();
     for (const PackageReport &report : reports) {
         output.write(report);
+        usedOverrides.insert(report.usedOverrides.begin(), report.usedOverrides.end());
         best = std::min(best, statusOf(report, arguments));
     }
     return best;
@@ -133,16 +128,20 @@ ExitStatus validate(const ValidateArguments &arguments, std::ostream &results) {
     const auto output = arguments.isExplaining ? explainingOutput(results) : form->make(results);
     JudgeOptions options = optionsOf(arguments);
     options.lineOf = output->lineOf();
+    std::set<std::size_t> usedOverrides;
     ExitStatus worst = ExitStatus::Accepted;
     try {
         // Within the block: the handlers are the old ones again when the program ends by the signal.
         const Interruption interruption;
         for (const std::string &file : arguments.files)
-            worst = std::max(worst, judgeFile(file, arguments, options, *output));
+            worst = std::max(worst, judgeFile(file, arguments, options, *output, usedOverrides));
     } catch (const Interrupted &) {
         Interruption::die();
     }
     output->finish();
+    // What could not be judged to the end may have what they are for.
+    if (worst != ExitStatus::Trouble)
+        tellUnused(options.overrides, usedOverrides, arguments.overrides);
     return worst;
 }
 
@@ -184,14 +183,18 @@ void addReport(CLI::App &validate, ValidateArguments &arguments) {
         ->option_text("LEVEL (error)");
     // One id for each option, or the package files behind it would be taken for more ids.
     validate.add_option("--hide", arguments.hidden, "Do not report this warning or note; may be repeated")
-        ->check(CLI::Validator(checkHidden, "ID"))
+        ->check(CLI::Validator(objectionToSilence, "ID"))
         ->option_text("ID")
         ->allow_extra_args(false);
-    auto *output =
-        validate
-            .add_option("--output", arguments.output, "The form of the report: text, report, json or sarif")
-            ->check(CLI::IsMember({"text", "report", "json", "sarif"}))
-            ->option_text("FORM (text)");
+    validate
+        .add_option("--overrides", arguments.overrides,
+                    "Do not count the warnings and notes that FILE names: id, pattern of paths, reason")
+        ->option_text("FILE");
+    auto *output = validate
+                       .add_option("--output", arguments.output,
+                                   "The form of the report: text, report, json, sarif, gitlab or junit")
+                       ->check(CLI::IsMember({"text", "report", "json", "sarif", "gitlab", "junit"}))
+                       ->option_text("FORM (text)");
     validate.add_flag("--explain", arguments.isExplaining, "Show how to mend each finding")->excludes(output);
     validate.add_option("--keep", arguments.keep, "Keep what was unpacked of each in DIR/ID-VERSION")
         ->option_text("DIR");

@@ -1,6 +1,8 @@
 #include "kelpctl/validate/explanations/explanation.h"
 
 #include <algorithm>
+#include <array>
+#include <utility>
 
 namespace KelpCtl {
 
@@ -10,6 +12,20 @@ const char *placeOf(ExampleKind kind) {
     constexpr const char *places[] = {"in the spec file", "in the desktop file", "/manifest.json",
                                       "path of a file in the package", "in a shell"};
     return places[static_cast<std::size_t>(kind)];
+}
+
+std::array<std::pair<const char *, std::string_view>, 3> paragraphsOf(const Explanation &explanation) {
+    return {{{"What is wrong", explanation.what},
+             {"Why", explanation.why},
+             {"How to mend it", explanation.mend}}};
+}
+
+/// Our texts have asterisks in paths, where none is a mark.
+std::string withoutEmphasis(std::string_view text) {
+    std::string result;
+    for (const char c : text)
+        (result += c == '*' ? "\\" : "") += c;
+    return result;
 }
 
 } // namespace
@@ -38,9 +54,7 @@ const Explanation &explanationOf(std::string_view id) {
 std::string proseOf(const Validator::CatalogueEntry &entry) {
     const Explanation &explanation = explanationOf(entry.id);
     std::string text = std::string(entry.id) + " (" + nameOf(entry.level) + ")\n\n";
-    for (const auto &[heading, body] : {std::pair("What is wrong", explanation.what),
-                                        {"Why", explanation.why},
-                                        {"How to mend it", explanation.mend}})
+    for (const auto &[heading, body] : paragraphsOf(explanation))
         text += heading + (": " + std::string(body)) + "\n\n";
     if (!explanation.topic.empty())
         text += "What is allowed: kelpctl rules " + std::string(explanation.topic) + "\n\n";
@@ -57,6 +71,17 @@ std::string exampleOf(const Validator::CatalogueEntry &entry) {
         rest.remove_prefix(std::min(end + 1, rest.size()));
     }
     return text;
+}
+
+std::string markdownOf(const Validator::CatalogueEntry &entry) {
+    const Explanation &explanation = explanationOf(entry.id);
+    std::string text;
+    for (const auto &[heading, body] : paragraphsOf(explanation))
+        text += std::string("**") + heading + ":** " + withoutEmphasis(body) + "\n\n";
+    if (!explanation.topic.empty())
+        text += "**What is allowed:** `kelpctl rules " + std::string(explanation.topic) + "`\n\n";
+    return text + "**Example**, " + placeOf(explanation.kind) + ":\n\n```\n" +
+           std::string(explanation.example) + "\n```\n";
 }
 
 } // namespace KelpCtl

@@ -45,6 +45,9 @@ std::string proseOf(const Validator::CatalogueEntry &entry);
 /// The example with a heading. Its lines are to be copied, and must not be broken.
 std::string exampleOf(const Validator::CatalogueEntry &entry);
 
+/// All of it in GitHub's kind of Markdown.
+std::string markdownOf(const Validator::CatalogueEntry &entry);
+
 // The tables, one for each catalogue.
 
 std::span<const Explanation> headerExplanations();
