@@ -34,7 +34,7 @@ class Machine:
 
     def make(self):
         self.disks.mkdir(parents=True)
-        for disk, size in zip(self._images(), self.layout.values()):
+        for disk, size in zip(self.images(), self.layout.values()):
             run("truncate", f"--size={size}M", disk)
             # Names and numbers that do not differ from run to run keep the order of directories the same.
             run("mkfs.ext4", "-q", "-N", 4096, "-U", "6b656c70-0000-4000-8000-000000000000", "-E",
@@ -44,10 +44,10 @@ class Machine:
     def copy_disks(self, disks):
         """Copies the disks as they are, with nothing flushed to them: the copies have what a power cut leaves."""
         pathlib.Path(disks).mkdir(parents=True, exist_ok=True)
-        run("cp", "--sparse=always", *self._images(), disks)
+        run("cp", "--sparse=always", *self.images(), disks)
 
     def __enter__(self):
-        for image, place in zip(self._images(), self.layout):
+        for image, place in zip(self.images(), self.layout):
             os.makedirs(self.root / place, exist_ok=True)
             run("mount", "-o", "loop", image, self.root / place)
         for directory in self.bound:
@@ -116,5 +116,5 @@ class Machine:
             os.fsync(directory)
             os.close(directory)
 
-    def _images(self):
+    def images(self):
         return [self.disks / f"{number}.img" for number in range(len(self.layout))]
