@@ -26,9 +26,4 @@ std::string styled(std::string_view text, Style style, int file);
 /// Columns of the terminal behind the file descriptor; 80 when it is none.
 std::size_t terminalWidth(int file);
 
-/// Breaks the lines of a text at blanks so that none is longer than `width`, if its words allow. What
-/// continues a line is indented as that is; in a table, where two blanks part the columns, as the last
-/// column.
-std::string wrapped(std::string_view text, std::size_t width);
-
 } // namespace KelpCtl

@@ -2,6 +2,7 @@
 // was reviewed is accepted by running this program with KELP_ACCEPT_REPORTS=1.
 
 #include "kelp/core/kelp/validator/all-findings.h"
+#include "kelpctl/text-width.h"
 #include "kelpctl/validate/explanations/explanation.h"
 #include "kelpctl/validate/package-report.h"
 
@@ -217,9 +218,15 @@ TEST_F(KelpCtlTest, SignaturesDoNotCountAndDigestsDo) {
     writeFile(damaged, changed);
     EXPECT_EQ(run("validate " + damaged), 2);
     EXPECT_THAT(out(), HasSubstr("[header-digest-wrong]"));
-    writeFile(damaged, bytes.substr(0, bytes.size() / 2));
-    EXPECT_EQ(run("validate " + damaged), 2);
-    EXPECT_THAT(out(), HasSubstr("incomplete: "));
+    std::string source = bytes;
+    source.at(7) = 1;
+    for (const auto &[content, words] : {std::pair(source, "It is a source package: "),
+                                         {"!<arch>\ndebian-binary", "It is a Debian package: "},
+                                         {bytes.substr(0, bytes.size() / 2), "incomplete: "}}) {
+        writeFile(damaged, content);
+        EXPECT_EQ(run("validate " + damaged), 2);
+        EXPECT_THAT(out(), HasSubstr(words));
+    }
 }
 
 TEST_F(KelpCtlTest, GivesNoVerdictOnWhatCouldNotBeUnpacked) {
@@ -298,6 +305,17 @@ TEST_F(KelpCtlTest, ShowsNoTextAsALineOrASequenceOfItsOwn) {
     fs::create_symlink("1", version.parent_path() / "current");
     run("files p");
     EXPECT_THAT(error(), AllOf(HasSubstr("\\x1b[2J"), Not(HasSubstr("\033"))));
+}
+
+TEST_F(KelpCtlTest, WrapsByColumnsAndKeepsPathsWhole) {
+    const std::pair<const char *, const char *> rows[] = {
+        {"  ab /usr/share/app-name/file.txt c", "  ab\n  /usr/share/app-name/file.txt\n  c"},
+        {"漢字の名前 is wide", "漢字の名\n前 is\nwide"},
+        {"e\u0301e\u0301e\u0301 e\u0301e\u0301e\u0301e\u0301",
+         "e\u0301e\u0301e\u0301 e\u0301e\u0301e\u0301e\u0301"},
+        {"a  b  c d e f g", "a  b  c\n      d\n      e\n      f\n      g"}};
+    for (const auto &[text, lines] : rows)
+        EXPECT_EQ(KelpCtl::wrapped(text, 8), lines);
 }
 
 TEST_F(KelpCtlTest, KeepsTreesWhereNobodyPutAnything) {

@@ -2,6 +2,7 @@
 
 #include "kelpctl/shown-text.h"
 #include "kelpctl/terminal.h"
+#include "kelpctl/text-width.h"
 
 #include "kelp/core/kelp/inspection/unread.h"
 
@@ -18,18 +19,12 @@ namespace {
 
 using Row = std::vector<std::string>;
 
-/// The bytes that begin a character: close enough to the columns of a terminal for ids and paths.
-std::size_t widthOf(const std::string &text) {
-    return static_cast<std::size_t>(
-        std::ranges::count_if(text, [](char character) { return (character & 0xc0) != 0x80; }));
-}
-
 std::vector<std::size_t> columnWidths(const std::vector<Row> &rows) {
     std::vector<std::size_t> widths;
     for (const Row &row : rows) {
         widths.resize(std::max(widths.size(), row.size()));
         for (std::size_t column = 0; column < row.size(); ++column)
-            widths[column] = std::max(widths[column], widthOf(row[column]));
+            widths[column] = std::max(widths[column], columnsOf(row[column]));
     }
     return widths;
 }
@@ -38,7 +33,7 @@ std::string lineOf(const Row &row, const std::vector<std::size_t> &widths) {
     std::string line;
     for (std::size_t column = 0; column < row.size(); ++column) {
         line += row[column];
-        line.append(widths[column] - widthOf(row[column]) + 2, ' ');
+        line.append(widths[column] - columnsOf(row[column]) + 2, ' ');
     }
     line.erase(line.find_last_not_of(' ') + 1);
     return line;

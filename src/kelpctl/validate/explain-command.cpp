@@ -1,6 +1,7 @@
 #include "kelpctl/closest-word.h"
 #include "kelpctl/shown-text.h"
 #include "kelpctl/terminal.h"
+#include "kelpctl/text-width.h"
 #include "kelpctl/validate/commands.h"
 #include "kelpctl/validate/explanations/explanation.h"
 #include "kelpctl/validate/package-report.h"

@@ -60,7 +60,8 @@ public:
 private:
     void add(const PackageReport &report, const std::string &name, const std::string &text,
              const std::string &severity, const std::string &fingerprint) {
-        const json::object location{{"path", jsonText(report.file)}, {"lines", json::object{{"begin", 1}}}};
+        const json::object location{{"path", jsonText(report.file)},
+                                    {"lines", json::object{{"begin", 1}, {"end", 1}}}};
         output_ << (std::exchange(hasEntries_, true) ? ",\n" : "[\n")
                 << json::object{{"type", "issue"},
                                 {"check_name", name},

@@ -1,6 +1,7 @@
 #include "kelpctl/validate/package-judge.h"
 
 #include "kelpctl/validate/collected-report.h"
+#include "kelpctl/validate/file-kind.h"
 #include "kelpctl/validate/interruption.h"
 #include "kelpctl/validate/lookahead.h"
 #include "kelpctl/validate/progress.h"
@@ -134,6 +135,8 @@ public:
 
     void judge() {
         try {
+            if (const std::string advice = adviceOn(kindOf(file_)); !advice.empty())
+                throw std::runtime_error(advice);
             // First, as it also fills in name and version, which a report has even if the package cannot be
             // judged.
             beginDigests();

@@ -1,5 +1,6 @@
 #include "kelpctl/shown-text.h"
 #include "kelpctl/terminal.h"
+#include "kelpctl/text-width.h"
 #include "kelpctl/validate/explanations/explanation.h"
 #include "kelpctl/validate/report-output.h"
 
