@@ -293,7 +293,10 @@ void TakeOver::publish(Moving &package) {
     // With its header gone there is no way back, and what is whole was published before.
     const bool mayFail = package.hasHeader && !package.isWhole;
     exchange.publish(mayFail ? TargetExchange::Obstacles::Raise : TargetExchange::Obstacles::PassOver);
-    store_->record(entry.id, exchange.published(), generatedDirectories(entry));
+    // Lists that stand while its header is there say that it is whole. Without what is somebody's by now they
+    // would not say so any more, and the next start would take it back.
+    if (mayFail || !package.hasHeader)
+        store_->record(entry.id, exchange.published(), generatedDirectories(entry));
     package.isWhole = true;
 }
 
@@ -390,11 +393,16 @@ void TakeOver::keep(const JournalEntry &entry) {
 /// it finds that rpm has the application.
 void TakeOver::takeBack(const JournalEntry &entry) {
     exchangeOf(entry).takeBack();
-    for (const JournalledDirectory &directory : deepestFirst(entry.directories))
-        if (directory.isAbsent)
-            removeIfEmpty(directory.path);
+    removeMadeDirectories(entry);
     Common::flushFilesystems(placesOf(entry));
     dropTree(entry);
+}
+
+/// Those that were not there before the publication.
+void TakeOver::removeMadeDirectories(const JournalEntry &entry) const {
+    for (const JournalledDirectory &directory : deepestFirst(entry.directories))
+        if (directory.isAbsent && !rpm_->isOwned(directory.path))
+            removeIfEmpty(directory.path);
 }
 
 /// One rename takes all of a package out of the store: by pieces, a crash would leave a remnant that looks
@@ -426,6 +434,7 @@ void TakeOver::rescueForeign(const JournalEntry &entry) const {
 /// Somebody has used rpm since. rpm's package counts, and the survey finds it again.
 void TakeOver::giveWayToRpm(const JournalEntry &entry, Header header) {
     exchangeOf(entry).giveBack([&](const std::string &path) { return rpm_->isOwned(path); });
+    removeMadeDirectories(entry);
     Common::flushFilesystems(placesOf(entry));
     const fs::path tree = treeOf(entry);
     if (header == Header::Other && mayBeThere(tree)) {

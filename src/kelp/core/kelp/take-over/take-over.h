@@ -108,6 +108,7 @@ private:
     void abandon(const Moving &package, const std::exception &error);
     void keep(const JournalEntry &entry);
     void takeBack(const JournalEntry &entry);
+    void removeMadeDirectories(const JournalEntry &entry) const;
     void dropTree(const JournalEntry &entry) const;
     void rescueForeign(const JournalEntry &entry) const;
     void giveWayToRpm(const JournalEntry &entry, Header header);

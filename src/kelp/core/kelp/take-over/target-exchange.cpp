@@ -3,6 +3,7 @@
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/common/files/copy.h"
+#include "kelp/core/common/files/durable-file.h"
 #include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/rpm/digest.h"
@@ -203,7 +204,7 @@ std::optional<Error> TargetExchange::bringIn(const Spot &spot, bool isFree) cons
     } else if (occupant(spot, spot.temporary) == Occupant::Rpms) {
         return std::nullopt;
     } else {
-        spot.parent.exchange(spot.temporary, spot.name);
+        exchangeBack(spot);
     }
     spot.parent.removeFile(spot.temporary);
     return obstacleAt(spot.target);
@@ -232,6 +233,7 @@ void TargetExchange::returnOne(const Spot &spot, bool isListed) const {
     spot.parent.removeFile(spot.temporary);
 }
 
+/// Should somebody have put a file there once more, that one stays.
 void TargetExchange::exchangeBack(const Spot &spot) const {
     if (!spot.parent.exchange(spot.temporary, spot.name))
         throw Error(ErrorCode::Filesystem, "Couldn't exchange " + spot.target.path);
@@ -241,11 +243,12 @@ void TargetExchange::exchangeBack(const Spot &spot) const {
     throw obstacleAt(spot.target);
 }
 
-/// A file of rpm's that is gone, out of the tree, which holds it or its copy.
+/// A file of rpm's that is gone, out of the tree, which holds it or its copy. On disk before it is exchanged:
+/// a target must not lose its content to a power cut.
 void TargetExchange::makeFromTree(const Spot &spot) const {
     const fs::path staged = tree_ / spot.target.source;
     if (!Common::isSymlink(staged)) {
-        Common::copyInOneStep(staged, spot.parent, spot.temporary, [](const fs::path &) {});
+        Common::copyInOneStep(staged, spot.parent, spot.temporary, Common::flushFile);
         return;
     }
     fs::path text = Common::readSymlink(staged);
