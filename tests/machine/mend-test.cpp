@@ -38,6 +38,14 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
          {"mkdir -p opt/app/org.example.gone/1-1/data; "
           "printf 'org.example.gone\\n1-1\\nI\\n' >var/lib/kelp/installation",
           "org.example.gone", "leftover", true},
+         {"chmod 700 opt/app", "", "mode", true},
+         {"chmod 0 opt/app/org.example.notes/current/bin/org.example.notes", "org.example.notes", "mode",
+          true},
+         {"chown -h daemon:daemon opt/app/org.example.notes/current/data/program", "org.example.notes",
+          "owner", true},
+         {"rm -r opt/app/org.example.notes/current/@resources", "org.example.notes", "gone", true},
+         {"setfattr -x security.appid opt/app/org.example.reader/current/bin/org.example.reader",
+          "org.example.reader", "attribute", true},
          {sources + "'DELETE FROM packages'", "org.example.notes", "unbound", true}},
         {{"sed -i 1s/...$// opt/app/org.example.notes/current/symlink.list", "org.example.notes", "unlisted",
           true},
@@ -78,7 +86,10 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
         {{sources + "\"INSERT INTO packages VALUES('org.example.reader', '.no.source.apps')\"",
           "org.example.reader", "orphan-binding", true}},
         // This is left for people.
-        {{"rm -r opt/kelp/*; mkdir -p srv/2024; ln -s /srv opt/kelp/install; ln -s /srv opt/kelp/rescued; "
+        {{"chown daemon opt", "", "owner", false},
+         {"echo x >>opt/app/org.example.notes/current/integrityd/org.example.notes.json", "org.example.notes",
+          "altered", false},
+         {"rm -r opt/kelp/*; mkdir -p srv/2024; ln -s /srv opt/kelp/install; ln -s /srv opt/kelp/rescued; "
           "echo x >>usr/bin/com.example.devices",
           "com.example.devices", "changed", false},
          {"rm usr/bin/org.example.notes; echo x >usr/bin/org.example.notes", "org.example.notes", "foreign",
@@ -139,7 +150,7 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
             }
         }
         if (round.front().isRepairable) {
-            EXPECT_EQ(left, "{\"findings\":[]}\n") << before;
+            EXPECT_EQ(left, "{\"findings\":[],\"unlistable\":[]}\n") << before;
         } else {
             EXPECT_THAT(kelpctl("list"), HasSubstr("org.example.notes    1.4.2-1"));
         }
@@ -154,6 +165,59 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
     EXPECT_EQ(there("find usr -path '*org.example.ticker*'; ls -d usr/bin/fox usr/bin/cub "
                     "usr/share/common/o/* var/lib/kelp/installation 2>&-||:"),
               "usr/share/common/o/fox\nvar/lib/kelp/installation\n");
+}
+
+TEST_F(MendTest, TellsAndBringsBackWhatWasStaged) {
+    const std::string notes = "/opt/app/org.example.notes/1.4.2-1", repair = "install --repair ";
+    run("cp " KELP_RPMS "/sound-?.rpm " KELP_RPMS "/samples/org.example.{notes,ticker}.rpm $IMAGE/root; "
+        "sign org.example.sound developer K1 CN=D; in_image kelpctl install /root/sound-1.rpm");
+    EXPECT_EQ(kelpctl("verify org.example.notes gone"),
+              "kelpctl: Package gone not installed\norg.example.notes 1.4.2-1: verified\nstatus 1\n");
+    there("rm opt/app/org.example.ticker/current/contents.list; cd " + notes +
+          "; echo 'Buy silk.' >data/first.txt; echo a=b >data/notes.conf; rm data/qml/pages/note.qml; "
+          "mkdir own; echo own >own/x; chmod 600 data/qml/main.qml; chown daemon bin; "
+          "setfattr -n security.appid -v x integrityd/*; cd icons/hicolor/86x86/apps; ln -fs x *");
+    const std::string extra = "  extra: " + notes + "/own is on no list\n";
+    const std::string found =
+        "org.example.notes 1.4.2-1: 8 findings\n  owner: " + notes + "/bin belongs to 1:0, and not to 0:0\n" +
+        "  changed configuration: " + notes + "/data/notes.conf has 4 bytes, and not 11\n" +
+        "  mode: " + notes + "/data/qml/main.qml has mode 600, and not 644\n" + "  gone: " + notes +
+        "/data/qml/pages/note.qml is gone\n" + "  type: " + notes +
+        "/icons/hicolor/86x86/apps/org.example.notes.png is a link, and not a file\n" +
+        "  attribute: " + notes +
+        "/integrityd/org.example.notes.json has another application's security.appid\n" + extra +
+        "  altered: " + notes + "/data/first.txt has other content\n" + "  altered: " + notes +
+        "/data/second.txt has other content\n";
+    EXPECT_EQ(kelpctl("verify"),
+              "com.example.devices 2.0-7: verified\n" + found +
+                  "org.example.reader 0.9-3: verified\norg.example.sound 1-1: verified\n"
+                  "org.example.ticker 3-1: unlistable: it came without a list of contents, "
+                  "which kelpctl doctor --repair makes\nstatus 1\n");
+    const std::pair<std::string, std::string> repairs[] = {
+        {"sound-2", "org.example.sound: Version 1-1 is installed, and not 2-1\nstatus 1\n"},
+        {"org.example.ticker",
+         "org.example.ticker: The installed version came without a list of contents\nstatus 1\n"},
+        {"org.example.notes.rpm --dry-run /root/org.example.notes",
+         "org.example.notes 1.4.2-1 would be repaired\n"},
+        {"org.example.notes", "org.example.notes 1.4.2-1 repaired\n"}};
+    for (const auto &[file, answer] : repairs) {
+        EXPECT_THAT(kelpctl("verify org.example.notes"), testing::StartsWith(found)) << file;
+        EXPECT_THAT(kelpctl(repair + "/root/" + file + ".rpm"), EndsWith(answer));
+    }
+    EXPECT_EQ(kelpctl("verify org.example.notes"),
+              "org.example.notes 1.4.2-1: 1 finding\n" + extra + "status 1\n");
+    EXPECT_EQ(there("cd " + notes + "; cat own/x data/notes.conf; ls data; stat -c %h data/first.txt"),
+              "own\na=b\nfirst.txt\nlatest.txt\nnotes.conf\nprogram\nqml\nsecond.txt\n2\n");
+    EXPECT_THAT(doctor(""),
+                AllOf(testing::StartsWith("1 application without a list"), Not(HasSubstr("status"))));
+    EXPECT_EQ(doctor("--repair"), "org.example.ticker: contents listed as found\n");
+    EXPECT_THAT(kelpctl("verify org.example.ticker"), HasSubstr("3-1: as found on 20"));
+    EXPECT_THAT(kelpctl(repair + "/root/org.example.ticker.rpm"), HasSubstr("only what was found on 20"));
+    there("chmod 700 " + notes + "/data");
+    EXPECT_THAT(
+        run("in_image setpriv --reuid 1000 --regid 1000 --clear-groups kelpctl verify org.example.notes || "
+            "echo status $?"),
+        AllOf(HasSubstr("/data: Permission denied\n"), EndsWith("status 2\n"), Not(HasSubstr("gone"))));
 }
 
 /// What is on the machine for the package of the test, its history excepted.

@@ -78,25 +78,10 @@ TEST(ContentsList, ComesBackAndTearsWhole) {
     for (std::size_t size = 0; size < text.size(); ++size)
         EXPECT_FALSE(ContentsList::parse(text.substr(0, size))) << size;
     // Whoever repairs acts as root on what a list names.
-    const std::string rows[] = {"end 3 > end 2",
-                                "end 3\n > end 3\n\n",
-                                "contents 1 > contents 2",
-                                "d 750 > d 1750",
-                                "d 750 > d 758",
-                                "d 750 > p 750",
-                                "d 750 > d -1",
-                                "1 2 0 - > 1 2 1a -",
-                                "c--- > x---",
-                                "c--- > c--",
-                                digest + " > " + "-",
-                                digest + " > " + digest + "a",
-                                "-s-h bin/a > -s-h /bin/a",
-                                "-s-h bin/a > -s-h bin/../a",
-                                "-s-h bin/a > -s-h bin//a",
-                                "c--- bin > c--- velura.pkg",
-                                "data/  > @resources/",
-                                "c--- bin > c--- "};
-    for (const std::string &row : rows) {
+    for (const std::string row :
+         {"end 3 > end 2", "end 3\n > end 3\n\n", "d 750 > d 1750", "d 750 > d -1", "c--- > x---",
+          "a - -s > - -s", "a - -s > aa - -s", "h bin/a > h /bin/a", "h bin/a > h bin/../a",
+          "h bin/a > h bin//a", "c--- bin > c--- velura.pkg", "data/  > @resources/", "c--- bin > c--- "}) {
         const std::string from = row.substr(0, row.find(" > "));
         std::string torn = text;
         torn.replace(torn.find(from), from.size(), row.substr(from.size() + 3));

@@ -6,6 +6,7 @@
 
 #include "kelp/core/common/configuration.h"
 #include "kelp/core/common/writer-lock.h"
+#include "kelp/core/kelp/mending/contents-examination.h"
 #include "kelp/core/kelp/mending/examination.h"
 
 #include <CLI/CLI.hpp>
@@ -14,6 +15,7 @@
 #include <unistd.h>
 
 #include <iostream>
+#include <optional>
 
 namespace KelpCtl {
 
@@ -23,6 +25,7 @@ namespace json = boost::json;
 using Common::WriterLock;
 using Core::KELP::Finding;
 using Core::KELP::Mending;
+using Core::KELP::StoredPackage;
 using std::string_literals::operator""s;
 
 struct DoctorArguments {
@@ -31,16 +34,25 @@ struct DoctorArguments {
     std::set<std::string> ids;
 };
 
+/// What a look or a repair comes to.
+struct Examined : Mending {
+    std::vector<std::string> withoutList; ///< Applications the versions of which have no list of contents.
+    std::vector<std::string> listed;      ///< Those that have got one of what was found.
+};
+
 /// Only what is left: to a tool, what has been mended is no finding any more.
-json::object asJson(const std::vector<Finding> &findings) {
+json::object asJson(const Examined &examined) {
     json::array array;
-    for (const Finding &finding : findings)
+    for (const Finding &finding : examined.left)
         array.push_back(json::object{{"id", jsonText(finding.id)},
                                      {"kind", nameOf(finding.kind)},
                                      {"path", jsonText(finding.path.native())},
                                      {"text", jsonText(finding.text)},
                                      {"repairable", finding.mend != nullptr}});
-    return {{"findings", array}};
+    json::array withoutList;
+    for (const std::string &id : examined.withoutList)
+        withoutList.emplace_back(jsonText(id));
+    return {{"findings", array}, {"unlistable", withoutList}};
 }
 
 std::string nameOf(const Finding &finding) {
@@ -53,7 +65,9 @@ std::string lineOf(const Finding &finding) {
 }
 
 /// A line for each finding below the application that has it.
-void print(std::ostream &output, const Mending &mending) {
+void print(std::ostream &output, const Examined &mending) {
+    for (const std::string &id : mending.listed)
+        printText(output, shown(id) + ": contents listed as found");
     for (const Finding &finding : mending.mended)
         printText(output, nameOf(finding) + lineOf(finding).substr(1) + "mended");
     std::string last;
@@ -64,17 +78,44 @@ void print(std::ostream &output, const Mending &mending) {
         last = finding.id;
         printText(output, lineOf(finding) + shown(finding.text));
     }
+    if (!mending.withoutList.empty())
+        printText(
+            output,
+            counted(mending.withoutList.size(), "application") +
+                " without a list of contents, from before there were any; --repair lists what is there");
 }
 
-Mending look(const Machine &machine, const std::set<std::string> &ids, bool isRepair) {
+/// A failure for one leaves the others: it is told like what cannot be read, and tried again the next time.
+void listWhatIsThere(const Machine &machine, const std::vector<StoredPackage> &packages, Examined &examined) {
+    for (const StoredPackage &package : packages)
+        if (examined.unread.attempt([&] {
+                Core::KELP::listAsFound(machine.configuration(), package);
+                return true;
+            }))
+            examined.listed.push_back(package.id);
+        else
+            examined.withoutList.push_back(package.id);
+}
+
+Examined look(const Machine &machine, const std::set<std::string> &ids, bool isRepair) {
+    Examined examined;
+    std::optional<WriterLock> lock;
     if (isRepair) {
         // Whoever holds it may be at work on what looks broken; it is named, and not waited for.
-        const WriterLock lock(WriterLock::Wait::No);
-        return Core::KELP::mend(machine.configuration(), ids);
+        lock.emplace(WriterLock::Wait::No);
+        static_cast<Mending &>(examined) = Core::KELP::mend(machine.configuration(), ids);
+    } else {
+        examined.left = Core::KELP::examine(machine.configuration(), ids, examined.unread);
     }
-    Mending mending;
-    mending.left = Core::KELP::examine(machine.configuration(), ids, mending.unread);
-    return mending;
+    const auto packages =
+        examined.unread.attempt([&] { return Core::KELP::packagesWithoutList(machine.configuration(), ids); })
+            .value_or(std::vector<StoredPackage>());
+    if (isRepair)
+        listWhatIsThere(machine, packages, examined);
+    else
+        for (const StoredPackage &package : packages)
+            examined.withoutList.push_back(package.id);
+    return examined;
 }
 
 ExitStatus doctor(const DoctorArguments &arguments, std::ostream &output) {
@@ -91,12 +132,12 @@ ExitStatus doctor(const DoctorArguments &arguments, std::ostream &output) {
         ids.erase(id);
     }
     const bool isKnown = ids == arguments.ids;
-    Mending mending;
+    Examined mending;
     // Without any id all would be looked at.
     if (isKnown || !ids.empty())
         mending = look(machine, ids, arguments.isRepair);
     if (arguments.look.isJson)
-        output << asJson(mending.left) << '\n';
+        output << asJson(mending) << '\n';
     else
         print(output, mending);
     // What cannot be mended counts like what was not: a script has to know that somebody is needed.

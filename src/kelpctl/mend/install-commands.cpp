@@ -8,6 +8,7 @@
 #include "kelp/core/common/writer-lock.h"
 #include "kelp/core/kelp/mending/installation.h"
 #include "kelp/core/kelp/mending/removal.h"
+#include "kelp/core/kelp/mending/repair.h"
 #include "kelp/core/kelp/validator/framework/logger.h"
 
 #include <CLI/CLI.hpp>
@@ -31,6 +32,7 @@ using Core::KELP::Installed;
 
 struct InstallArguments {
     InstallationOptions options;
+    bool isRepair = false;
     std::vector<std::string> names;
 };
 
@@ -42,8 +44,11 @@ bool isTrouble(const Common::Error &error) {
            error.code() == ErrorCategory::make(ErrorCode::BadPackageFileFormat);
 }
 
-std::string wordsFor(const Installed &installed, const InstallationOptions &options) {
+std::string wordsFor(const Installed &installed, const InstallArguments &arguments) {
+    const InstallationOptions &options = arguments.options;
     const std::string name = installed.id + " " + installed.version;
+    if (arguments.isRepair)
+        return name + (options.isDryRun ? " would be repaired" : " repaired");
     return name + (options.isDryRun ? " would be installed" : " installed") +
            (installed.previousVersion.empty() ? "" : " in place of " + installed.previousVersion);
 }
@@ -77,11 +82,12 @@ ExitStatus install(const InstallArguments &arguments, std::ostream &output) {
     ExitStatus worst = ExitStatus::Accepted;
     for (const std::string &file : arguments.names)
         worst = std::max(worst, attempt(file, [&] {
-                             const Installed installed =
-                                 installPackage(configuration, file, arguments.options);
+                             const Installed installed = (arguments.isRepair ? Core::KELP::repairPackage
+                                                                             : Core::KELP::installPackage)(
+                                 configuration, file, arguments.options);
                              // Told at once: the next one may be interrupted, and this one is in the store by
                              // then.
-                             output << shown(wordsFor(installed, arguments.options)) << std::endl;
+                             output << shown(wordsFor(installed, arguments)) << std::endl;
                              if (!installed.isComplete)
                                  throw Common::Error(ErrorCode::Filesystem,
                                                      "not all about it is on disk: see kelpctl doctor");
@@ -109,9 +115,13 @@ ExitStatus remove(const InstallArguments &arguments, std::ostream &output) {
 void addInstall(CLI::App &app, Command &command) {
     const auto arguments = std::make_shared<InstallArguments>();
     CLI::App *install = app.add_subcommand("install", "Bring package files into the store");
+    CLI::Option *repair =
+        install->add_flag("--repair", arguments->isRepair, "Bring back the files of the installed versions");
     install->add_flag("--dry-run", arguments->options.isDryRun, "Only tell whether they would be let in");
-    install->add_flag("--allow-downgrade", arguments->options.isDowngradeAllowed,
-                      "Let older versions take the place of newer ones");
+    install
+        ->add_flag("--allow-downgrade", arguments->options.isDowngradeAllowed,
+                   "Let older versions take the place of newer ones")
+        ->excludes(repair);
     install->add_option("FILE.rpm", arguments->names, "The package files")->required();
     install->callback([arguments, &command] {
         command = [arguments](std::ostream &output) { return KelpCtl::install(*arguments, output); };

@@ -13,6 +13,7 @@ void addInfo(CLI::App &app, Command &command);
 void addFiles(CLI::App &app, Command &command);
 void addOwner(CLI::App &app, Command &command);
 void addHistory(CLI::App &app, Command &command);
+void addVerify(CLI::App &app, Command &command);
 void addSources(CLI::App &app, Command &command);
 
 } // namespace KelpCtl

@@ -1,10 +1,10 @@
 #include "kelpctl/validate/package-judge.h"
 
+#include "kelpctl/progress.h"
 #include "kelpctl/validate/collected-report.h"
 #include "kelpctl/validate/file-kind.h"
 #include "kelpctl/validate/interruption.h"
 #include "kelpctl/validate/lookahead.h"
-#include "kelpctl/validate/progress.h"
 #include "kelpctl/validate/workspace.h"
 
 #include "kelp/core/common/errors/error-category.h"

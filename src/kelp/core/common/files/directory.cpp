@@ -283,8 +283,12 @@ bool Directory::move(const std::string &name, const Directory &to, const std::st
 }
 
 bool Directory::exchange(const std::string &name, const std::string &other) const {
-    const int here = directory_.get();
-    if (::renameat2(here, name.c_str(), here, other.c_str(), RENAME_EXCHANGE) == 0)
+    return exchange(name, *this, other);
+}
+
+bool Directory::exchange(const std::string &name, const Directory &place, const std::string &other) const {
+    if (::renameat2(directory_.get(), name.c_str(), place.directory_.get(), other.c_str(), RENAME_EXCHANGE) ==
+        0)
         return true;
     if (errno != EINVAL && errno != ENOSYS)
         raise("cannot exchange", name);

@@ -57,6 +57,9 @@ public:
     /// lead nowhere. False where the filesystem cannot; raises when one of the two is not there.
     bool exchange(const std::string &name, const std::string &other) const;
 
+    /// The same with an entry of another directory.
+    bool exchange(const std::string &name, const Directory &place, const std::string &other) const;
+
     /// Removes an entry that is no directory. False when there is none.
     bool removeFile(const std::string &name) const;
 

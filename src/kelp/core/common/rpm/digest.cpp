@@ -1,9 +1,11 @@
 #include "kelp/core/common/rpm/digest.h"
 
 #include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/files/file-descriptor.h"
 
 #include <rpm/rpmcrypto.h>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <array>
@@ -35,18 +37,26 @@ std::string sha256Of(const std::string &text) {
     return digest.finish();
 }
 
-std::string sha256Of(int file, const std::string &path) {
+std::string sha256Of(int file, const std::filesystem::path &name) {
     constexpr std::size_t pieceSize = 64U << 10;
     std::array<char, pieceSize> piece;
     Digest digest;
-    ssize_t size;
-    while ((size = ::read(file, piece.data(), piece.size())) != 0) {
+    for (ssize_t size = 1; size != 0;) {
+        size = ::read(file, piece.data(), piece.size());
         if (size > 0)
             digest.update({piece.data(), static_cast<std::size_t>(size)});
-        else if (errno != EINTR)
-            throw Error(ErrorCode::Filesystem, "Couldn't read file: " + path, errno);
+        else if (size < 0 && errno != EINTR)
+            throw Error(ErrorCode::Filesystem, "Couldn't read file: " + name.string(), errno);
     }
     return digest.finish();
+}
+
+std::string sha256Beneath(int directory, const std::string &path, const std::filesystem::path &name) {
+    const FileDescriptor file =
+        openBeneath(directory, path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (file.get() < 0)
+        throw Error(ErrorCode::Filesystem, "Couldn't read file: " + name.string(), errno);
+    return sha256Of(file.get(), name);
 }
 
 } // namespace Common::Rpm

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -32,8 +33,12 @@ private:
 /// The SHA-256 of a text, in lower-case hexadecimal digits.
 std::string sha256Of(const std::string &text);
 
-/// The same of an open file, from its present position; `path` names it in the error. Raises
-/// ErrorCode::Filesystem "Couldn't read file: PATH".
-std::string sha256Of(int file, const std::string &path);
+/// The same of an open file, from its present position; `name` names it in the error. Raises
+/// ErrorCode::Filesystem "Couldn't read file: NAME".
+std::string sha256Of(int file, const std::filesystem::path &name);
+
+/// The same of a file below an open directory, by a relative path on which no link is followed. A
+/// pipe is not waited for.
+std::string sha256Beneath(int directory, const std::string &path, const std::filesystem::path &name);
 
 } // namespace Common::Rpm

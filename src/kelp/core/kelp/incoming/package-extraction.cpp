@@ -255,6 +255,8 @@ bool PackageExtraction::judgeFile(const std::string &name, const fs::path &path,
 }
 
 void PackageExtraction::refuse(ContentRule reason, const std::string &name, Run &run) {
+    if (run.seats.empty())
+        throw Error(ErrorCode::BadPackageContent, badContent);
     ask(run, badContent, [&](Seat &seat) { return seat.validator.report(reason, name); });
 }
 

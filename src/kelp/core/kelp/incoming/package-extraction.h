@@ -56,7 +56,8 @@ public:
     /// each of the judges, and an empty one for a package that passed. Raises what StagingDirectory,
     /// ExtractFileIterator and the checkers raise too; and ErrorCode::Filesystem "Couldn't unpack package:
     /// REASON", which is no verdict, when the files take more than `mostUnpacked` or than is free where they
-    /// go. What was unpacked by then stays.
+    /// go. What was unpacked by then stays. Without any judge the package is unpacked and not judged: what
+    /// cannot be where it wants it raises then.
     std::vector<std::string> run(const Common::Rpm::ExtractFileIterator &package,
                                  const std::vector<PackageJudge> &judges, const Steps &steps,
                                  Conveyance &conveyance);

@@ -178,11 +178,20 @@ ExtractFileIterator RpmPackage::reopened() const {
 
 PackageStaging RpmPackage::extractPackageFile(const fs::path &destination,
                                               const fs::path &versionDirectory) const {
-    const auto developer = PackageSignatures::developerCmsFromVector(cmsSignatures_);
-    const auto profile =
-        // Without a developer the first file ends it; up to there the header needs some judge.
-        developer ? Validator::profileFromCertificate(developer->certificate()) : Validator::Profile::Regular;
+    const ExtractFileIterator content = reopened();
+    unpack(destination, versionDirectory, content, Judged::Yes);
+    // Whoever moves the tree flushes it, and the list with it.
+    listStagedContents(destination, *this, content, [](const auto &...) { return true; });
+    return {destination, id(), version(), orgName(), appName(), true};
+}
 
+void RpmPackage::restage(const fs::path &destination, const fs::path &versionDirectory) const {
+    unpack(destination, versionDirectory, reopened(), Judged::No);
+}
+
+void RpmPackage::unpack(const fs::path &destination, const fs::path &versionDirectory,
+                        const ExtractFileIterator &content, Judged judged) const {
+    const auto developer = PackageSignatures::developerCmsFromVector(cmsSignatures_);
     const auto requireSignature = [&] {
         if (!developer)
             throw Error(ErrorCode::MissingDeveloperSignature, "Package doesn't have developer signature");
@@ -191,15 +200,17 @@ PackageStaging RpmPackage::extractPackageFile(const fs::path &destination,
         if (entry.signable)
             signFile(file, entry.path, id(), *developer, entry.fileIndex);
     };
+    const PackageExtraction::Steps steps{.beforeFile = requireSignature, .afterFile = attachAttributes};
     PackageExtraction extraction(destination, versionDirectory, mappings_, PackageExtraction::Failure::Ends);
     Conveyance oneByOne;
-    const ExtractFileIterator content = reopened();
-    extraction.run(content, {{std::make_shared<Validator::Config>(profile)}},
-                   {.beforeFile = requireSignature, .afterFile = attachAttributes}, oneByOne);
+    std::vector<PackageJudge> judges;
+    if (judged == Judged::Yes)
+        // Without a developer the first file ends it; up to there the header needs some judge.
+        judges.push_back({std::make_shared<Validator::Config>(
+            developer ? Validator::profileFromCertificate(developer->certificate())
+                      : Validator::Profile::Regular)});
+    extraction.run(content, judges, steps, oneByOne);
     extraction.applyPermissions();
-    // Whoever moves the tree flushes it, and the list with it.
-    listStagedContents(destination, *this, content, [](const auto &...) { return true; });
-    return {destination, id(), version(), orgName(), appName(), true};
 }
 
 std::vector<std::string> RpmPackage::validate(const fs::path &destination,

@@ -55,6 +55,11 @@ public:
     PackageStaging extract(const std::filesystem::path &destination,
                            const std::filesystem::path &versionDirectory) const override;
 
+    /// Unpacks as extract() does, without asking the validator, and lists no contents: for a package of which
+    /// the store knows that it was let in. What cannot be unpacked raises ErrorCode::BadPackageContent.
+    void restage(const std::filesystem::path &destination,
+                 const std::filesystem::path &versionDirectory) const;
+
     /// How a package file is judged that is not to be installed.
     struct Trial {
         std::function<void()> beforeVerdict =
@@ -88,7 +93,11 @@ public:
     std::filesystem::path packagePath(const FileEntry &entry) const;
 
 private:
+    enum class Judged { No, Yes };
+
     Common::Rpm::ExtractFileIterator reopened() const;
+    void unpack(const std::filesystem::path &destination, const std::filesystem::path &versionDirectory,
+                const Common::Rpm::ExtractFileIterator &content, Judged judged) const;
     PackageStaging extractPackageFile(const std::filesystem::path &destination,
                                       const std::filesystem::path &versionDirectory) const;
 

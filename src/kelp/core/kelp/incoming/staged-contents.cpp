@@ -1,6 +1,5 @@
 #include "kelp/core/kelp/incoming/staged-contents.h"
 
-#include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/files/file-descriptor.h"
 #include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/rpm/digest.h"
@@ -11,7 +10,6 @@
 
 #include <fcntl.h>
 
-#include <cerrno>
 #include <unordered_map>
 
 namespace fs = std::filesystem;
@@ -59,14 +57,6 @@ private:
     std::unordered_map<std::string, Packed> files_;
 };
 
-std::string digestOf(int tree, const ContentsEntry &entry) {
-    const Common::FileDescriptor file =
-        Common::openBeneath(tree, entry.path, O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
-    if (file.get() < 0)
-        throw Common::Error(Common::ErrorCode::Filesystem, "Couldn't read file: " + entry.path, errno);
-    return Common::Rpm::sha256Of(file.get(), entry.path);
-}
-
 } // namespace
 
 void listStagedContents(const fs::path &tree, const RpmPackage &package, const Common::Rpm::Reader &header,
@@ -79,7 +69,7 @@ void listStagedContents(const fs::path &tree, const RpmPackage &package, const C
         entry.digest = packed.describe(entry, isAsPacked);
         if (entry.type != ContentsEntry::Type::File || (!entry.isChanged && !entry.digest.empty()))
             continue;
-        std::string digest = digestOf(directory.get(), entry);
+        std::string digest = Common::Rpm::sha256Beneath(directory.get(), entry.path, tree / entry.path);
         // Only the time told against it, as after a restore of the same file.
         entry.isChanged = entry.isChanged && digest != entry.digest;
         entry.isHashed = true;

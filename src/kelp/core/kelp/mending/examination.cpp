@@ -2,6 +2,7 @@
 
 #include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/kelp/inspection/machine-views.h"
+#include "kelp/core/kelp/mending/contents-examination.h"
 #include "kelp/core/kelp/mending/partial-examinations.h"
 #include "kelp/core/kelp/mending/stray-mappings.h"
 
@@ -66,6 +67,7 @@ std::vector<Finding> examine(const IConfiguration &configuration, const std::set
         add(views.unread.attempt(examination).value_or(std::vector<Finding>()));
     };
     attempt([&] { return foreignEntries(store); });
+    attempt([&] { return examineStoreDirectory(configuration); });
     attempt([&] { return examineRecords(configuration, views); });
     attempt([&] { return examineStrays(configuration, views, underWay, ids); });
     unread = std::move(views.unread);

@@ -22,7 +22,13 @@ const char *nameOf(FindingKind kind) {
                                   "unreadable-lines",
                                   "unregistered",
                                   "unbound",
-                                  "orphan-binding"};
+                                  "orphan-binding",
+                                  "altered",
+                                  "mode",
+                                  "owner",
+                                  "type",
+                                  "gone",
+                                  "attribute"};
     return names.at(static_cast<std::size_t>(kind));
 }
 

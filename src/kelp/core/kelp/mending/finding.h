@@ -25,6 +25,12 @@ enum class FindingKind {
     Unregistered,         ///< The registry does not say that it is installed.
     Unbound,              ///< It is bound to no source, or to another than its certificate's.
     OrphanBinding,        ///< A binding of a package that is nowhere.
+    Altered,              ///< A file of the version is not what was staged.
+    Mode,                 ///< A file or directory has other permissions than it had.
+    Owner,                ///< A file or directory belongs to somebody else than it did.
+    Type,                 ///< Something of another kind is in the place of a file of the version.
+    Gone,                 ///< A file of the version is not there, and was not published.
+    Attribute,            ///< A file does not carry the application's id.
 };
 
 /// "missing", "unfinished-update".

@@ -8,7 +8,6 @@
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/common/platform-facts.h"
 #include "kelp/core/common/rpm/database-presence.h"
-#include "kelp/core/common/rpm/payload-digest.h"
 #include "kelp/core/common/rpm/version.h"
 #include "kelp/core/kelp/fs-database.h"
 #include "kelp/core/kelp/incoming/judge.h"
@@ -18,7 +17,9 @@
 #include "kelp/core/kelp/inspection/sources-view.h"
 #include "kelp/core/kelp/inspection/store-view.h"
 #include "kelp/core/kelp/inspection/take-over-view.h"
+#include "kelp/core/kelp/mending/contents-examination.h"
 #include "kelp/core/kelp/mending/examination.h"
+#include "kelp/core/kelp/mending/package-file.h"
 #include "kelp/core/kelp/mending/package-records.h"
 #include "kelp/core/kelp/mending/publication-obstacle.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
@@ -27,8 +28,6 @@
 #include "kelp/core/kelp/registry/registry.h"
 #include "kelp/core/kelp/take-over/own-directory.h"
 #include "kelp/core/kelp/validator/configuration/config.h"
-
-#include "platform/package-signatures/database.h"
 
 #include <unistd.h>
 
@@ -47,48 +46,6 @@ using PackageSignatures::Group;
 
 std::string textOf(const std::string &id, ErrorCode code) {
     return id + ": " + Common::ErrorCategory::make(code).message();
-}
-
-[[noreturn]] void refuse(const std::string &id, ErrorCode code) {
-    throw Error(code, textOf(id, code));
-}
-
-Certificate developerOf(const std::string &id) {
-    const PackageSignatures::Database signatures(PackageSignatures::Database::defaultPath());
-    const auto certificate = signatures.packageCertificateWithGroup(id, Group::Developer);
-    if (!certificate)
-        refuse(id, ErrorCode::MissingDeveloperSignature);
-    // The validator has no profile for it, and would end in an error of its own.
-    if (PackageSignatures::subgroupToString(certificate->subgroup()) == "unknown")
-        refuse(id, ErrorCode::DisallowedDeveloperSubgroup);
-    if (certificate->isSystemDeveloperCertificate())
-        refuse(id, ErrorCode::SystemPackageInstallationAttempt);
-    return *certificate;
-}
-
-/// A tree that is gone at the end, wherever that is.
-class Staging {
-public:
-    // What a killed run has left here came out of a package file, and can again.
-    explicit Staging(fs::path path) : path_(std::move(path)) { Common::removeAll(path_); }
-    Staging(const Staging &) = delete;
-    Staging &operator=(const Staging &) = delete;
-    ~Staging() {
-        std::error_code ignored;
-        fs::remove_all(path_, ignored);
-    }
-
-    const fs::path &path() const { return path_; }
-
-private:
-    fs::path path_;
-};
-
-/// librpm looks at the header's digests alone.
-void requireWholePayload(const fs::path &file) {
-    const Common::Rpm::Reader header(file, Common::Rpm::Signatures::Unchecked);
-    if (!Common::Rpm::PayloadDigest(file, header).isRight())
-        throw Error(ErrorCode::BadPackageContent, "The payload does not match its digest");
 }
 
 void beginInstallation(const UnfinishedInstallation &begun) {
@@ -128,7 +85,7 @@ public:
         resolver_(configuration),
         // The file is read twice, as the id leads to the certificate, and the certificate to the mappings.
         id_(RpmPackage::fromFile(file, {}).id()),
-        certificate_(developerOf(id_)),
+        certificate_(requiredDeveloper(id_)),
         package_(RpmPackage::fromFile(file, {PackageSignatures::Cms(Group::Developer, certificate_)})),
         options_(options) {}
 
@@ -136,7 +93,7 @@ public:
         check();
         const OwnDirectory directory = OwnDirectory::installing(configuration_);
         directory.require();
-        const Staging staging(directory.path() / stagingName());
+        const ScratchTree staging(directory.path() / stagingName());
         if (options_.isDryRun) {
             judge(staging.path());
             requirePublishable(staging.path());
@@ -190,7 +147,7 @@ private:
         if (package_.id() != id_)
             throw Error(ErrorCode::BadPackageFileFormat, "The package file has changed meanwhile");
         if (package_.architecture() != "noarch" && package_.architecture() != Common::platformArchitecture())
-            refuse(id_, ErrorCode::BadPackageArchitecture);
+            refusePackage(id_, ErrorCode::BadPackageArchitecture);
         const auto inRpm = rpmRecords(configuration_, id_);
         // Both would have their files at the same places, and rpm's next erasure would take them.
         if (std::ranges::find(inRpm, id_, &RpmRecord::id) != inRpm.end() ||
@@ -220,12 +177,12 @@ private:
         const auto given = Common::Rpm::Version::parse(package_.version());
         const auto installed = Common::Rpm::Version::parse(installed_.value("general.version"));
         if (!given || !installed)
-            refuse(id_, ErrorCode::BadPackageVersion);
+            refusePackage(id_, ErrorCode::BadPackageVersion);
         const int order = given->compare(*installed);
         if (order == 0)
-            refuse(id_, ErrorCode::SamePackageIsInstalled);
+            refusePackage(id_, ErrorCode::SamePackageIsInstalled);
         if (order < 0 && !options_.isDowngradeAllowed)
-            refuse(id_, ErrorCode::DowngradeAttempt);
+            refusePackage(id_, ErrorCode::DowngradeAttempt);
         checkKey();
     }
 
@@ -235,7 +192,7 @@ private:
         const std::vector<std::string> earlier = previousKeys(*installed_.information);
         // Told apart for people: the one is the developer's own old key, the other somebody else.
         const bool isEarlier = std::ranges::find(earlier, certificate_.keyId()) != earlier.end();
-        refuse(id_, isEarlier ? ErrorCode::DeveloperKeySuperseded : ErrorCode::DeveloperMismatch);
+        refusePackage(id_, isEarlier ? ErrorCode::DeveloperKeySuperseded : ErrorCode::DeveloperMismatch);
     }
 
     /// The descriptor's values beside those of the package, the earlier keys of the installed one included.
@@ -254,11 +211,24 @@ private:
         // A kill from here on leaves the version in the store or not: where it is, the records follow.
         beginInstallation({id_, package_.version(), event});
         commit(staging);
+        makeResource();
         PackageInformation information = extras();
         information["general.id"] = id_;
         // The package is in: what the registry lacks, an examination finds and mends.
         if (recordInstallation(configuration_, event, information))
             forgetInstallation();
+    }
+
+    /// As the migration of the integrity files has done for the version before. What fails here, or a kill
+    /// prevents, an examination finds and mends.
+    void makeResource() const {
+        const auto stored = StoreView(configuration_).package(id_);
+        if (!stored || !stored->information)
+            return;
+        const fs::path resource = resolver_.integrityResourceFile(id_, package_.version());
+        for (const Finding &finding : examineContents(configuration_, *stored))
+            if (finding.path == resource && finding.mend)
+                finding.mend();
     }
 
     void commit(const PackageStaging &staging) const {

@@ -6,6 +6,7 @@
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/kelp/fs-database.h"
 #include "kelp/core/kelp/inspection/recorded-packages.h"
+#include "kelp/core/kelp/mending/contents-examination.h"
 #include "kelp/core/kelp/mending/package-records.h"
 #include "kelp/core/kelp/mending/publication-obstacle.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
@@ -251,6 +252,8 @@ private:
     }
 
     void examineCurrent() {
+        for (Finding &finding : examineContents(configuration_, package_))
+            findings_.push_back(std::move(finding));
         for (Finding &finding : examinePublication(configuration_, package_))
             findings_.push_back(std::move(finding));
         for (const std::string &version : entry().content(underWay_).own)

@@ -1,9 +1,11 @@
 #pragma once
 
+#include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/files/durable-file.h"
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -57,8 +59,12 @@ struct ContentsList {
 bool isStoreOwn(const std::string &path);
 
 /// What lies in a version's tree, in byte order of the paths' names; no digest is computed, and no flag set.
-/// The store's own names are left out. Links are not followed. Raises ErrorCode::Filesystem "Couldn't read
-/// directory: PATH" or "Couldn't look at PATH".
-std::vector<ContentsEntry> contentsOfTree(const std::filesystem::path &version);
+/// The store's own names are left out. Links are not followed. What cannot be looked at, and all below it, is
+/// left out as well, and given to `missed`: the path in the version, "" for the version itself, and the
+/// error, ErrorCode::Filesystem "Couldn't read directory: PATH" or "Couldn't look at PATH". Without `missed`
+/// that is raised.
+using MissedContents = std::function<void(const std::string &path, const Common::Error &error)>;
+std::vector<ContentsEntry> contentsOfTree(const std::filesystem::path &version,
+                                          const MissedContents &missed = {});
 
 } // namespace Core::KELP

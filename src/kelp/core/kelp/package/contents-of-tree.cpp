@@ -32,15 +32,26 @@ struct CloseStream {
 /// By descriptors: a directory of the tree may have come into somebody else's hands.
 class TreeLook {
 public:
-    explicit TreeLook(const fs::path &version) : version_(version) {}
+    TreeLook(const fs::path &version, const MissedContents &missed) : version_(version), missed_(missed) {}
 
     std::vector<ContentsEntry> run() {
-        lookInto(AT_FDCWD, version_, {});
+        attempt({}, [&] { lookInto(AT_FDCWD, version_, {}); });
         return std::move(entries_);
     }
 
 private:
     static constexpr int directoryFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+
+    template<class Look>
+    void attempt(const std::string &path, const Look &look) {
+        try {
+            look();
+        } catch (const Error &error) {
+            if (!missed_)
+                throw;
+            missed_(path, error);
+        }
+    }
 
     void lookInto(int parent, const std::string &name, const std::string &path) {
         FileDescriptor directory(::openat(parent, name.c_str(), directoryFlags));
@@ -52,7 +63,7 @@ private:
         const int place = directory.release();
         for (const std::string &entry : namesIn(stream.get(), path))
             if (std::string below = path.empty() ? entry : path + '/' + entry; !isStoreOwn(below))
-                lookAt(place, entry, std::move(below));
+                attempt(below, [&] { lookAt(place, entry, below); });
     }
 
     std::vector<std::string> namesIn(DIR *stream, const std::string &path) const {
@@ -68,8 +79,8 @@ private:
         return names;
     }
 
-    void lookAt(int directory, const std::string &name, std::string path) {
-        constexpr unsigned allModeBits = 0777;
+    void lookAt(int directory, const std::string &name, const std::string &path) {
+        constexpr unsigned lowModeBits = 0777;
         struct stat status = {};
         if (::fstatat(directory, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
             raise("Couldn't look at ", path);
@@ -78,7 +89,7 @@ private:
                      : S_ISREG(status.st_mode) ? Type::File
                      : S_ISLNK(status.st_mode) ? Type::Link
                                                : Type::Other;
-        entry.mode = status.st_mode & allModeBits;
+        entry.mode = status.st_mode & lowModeBits;
         entry.owner = status.st_uid;
         entry.group = status.st_gid;
         entry.size = entry.type == Type::File ? static_cast<std::uint64_t>(status.st_size) : 0;
@@ -105,13 +116,14 @@ private:
     }
 
     fs::path version_;
+    const MissedContents &missed_;
     std::vector<ContentsEntry> entries_;
 };
 
 } // namespace
 
-std::vector<ContentsEntry> contentsOfTree(const fs::path &version) {
-    return TreeLook(version).run();
+std::vector<ContentsEntry> contentsOfTree(const fs::path &version, const MissedContents &missed) {
+    return TreeLook(version, missed).run();
 }
 
 } // namespace Core::KELP

@@ -45,6 +45,12 @@ std::string readOldFile(const fs::path &path) {
                              [&] { return Common::readText(file, path); });
 }
 
+/// Whether the package shares data with others of its organisation, below the developer's key.
+bool hasOwnDirectory(const PackageInformation &information) {
+    const auto isThere = [&](const char *key) { return !valueOf(information, key).value_or("").empty(); };
+    return isThere("general.id") && isThere("general.orgname") && isThere("certificate.id");
+}
+
 void writeResource(const fs::path &path, const std::string &content) {
     Common::createDirectories(path.parent_path());
     std::ofstream stream(path, std::ios::binary | std::ios::trunc);
@@ -61,19 +67,23 @@ void writeResource(const fs::path &path, const std::string &content) {
 
 void migrateIntegrityFile(const PackageInformation &information) {
     const std::string id = valueOf(information, "general.id").value_or("");
-    const std::string orgName = valueOf(information, "general.orgname").value_or("");
-    const std::string keyId = valueOf(information, "certificate.id").value_or("");
-    if (id.empty() || orgName.empty() || keyId.empty())
-        return;
     const fs::path source = Common::belowRoot("etc/integrityd/config.d") / (id + ".json");
-    if (!isOldFileThere(source))
+    if (!hasOwnDirectory(information) || !isOldFileThere(source))
         return;
-    std::string content = readOldFile(source);
-    const std::string shared = "/usr/share/common/" + orgName + "/";
-    // Always from the old file, which stays: done twice to one text, it would put the key in twice.
-    boost::algorithm::replace_all(content, shared, shared + keyId + "/");
     const DatabasePathResolver resolver(Configuration::instance());
-    writeResource(resolver.integrityResourceFile(id, PackageSlot::Current), content);
+    writeResource(resolver.integrityResourceFile(id, PackageSlot::Current),
+                  integrityResourceText(information, source).value_or(""));
+}
+
+std::optional<std::string> integrityResourceText(const PackageInformation &information,
+                                                 const fs::path &source) {
+    if (!hasOwnDirectory(information))
+        return std::nullopt;
+    std::string content = readOldFile(source);
+    const std::string shared = "/usr/share/common/" + information.at("general.orgname") + "/";
+    // Always from the old file, which stays: done twice to one text, it would put the key in twice.
+    boost::algorithm::replace_all(content, shared, shared + information.at("certificate.id") + "/");
+    return content;
 }
 
 void removeIntegrityResource(const IDatabasePathResolver &pathResolver, const std::string &id) {

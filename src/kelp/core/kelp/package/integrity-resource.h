@@ -16,6 +16,11 @@ class IDatabasePathResolver;
 /// leaves a resource of undefined content, to be written again.
 void migrateIntegrityFile(const PackageInformation &information);
 
+/// The text that the resource has when `source` is the file that it is made from; nothing for a package
+/// without an organisation. Raises as migrateIntegrityFile() does.
+std::optional<std::string> integrityResourceText(const PackageInformation &information,
+                                                 const std::filesystem::path &source);
+
 /// Removes the resource of the current version, if there is one. Raises ErrorCode::Filesystem when it cannot.
 void removeIntegrityResource(const IDatabasePathResolver &pathResolver, const std::string &id);
 

@@ -1,4 +1,4 @@
-#include "kelpctl/validate/progress.h"
+#include "kelpctl/progress.h"
 
 #include "kelpctl/shown-text.h"
 

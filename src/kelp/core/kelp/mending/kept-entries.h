@@ -1,0 +1,41 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <filesystem>
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
+
+namespace Core::KELP {
+
+/// Entries of an installed version that are to stand in the version that repairs it.
+class KeptEntries {
+public:
+    KeptEntries(std::filesystem::path installed, std::filesystem::path repaired) :
+        installed_(std::move(installed)), repaired_(std::move(repaired)) {}
+
+    /// A path in both trees, below directories alone.
+    void add(const std::string &path) { paths_.insert(path); }
+
+    bool contains(const std::string &path) const { return paths_.contains(path); }
+
+    /// Brings them over, with modes, owners and attributes, in place of what stands there. A file that has
+    /// several names in the repaired version comes under all of them that are installed, and names of one
+    /// installed file are names of one file again. Pipes and the like, which hold nothing, stay behind.
+    /// Raises ErrorCode::Filesystem, with a part of them brought over.
+    void carryOver();
+
+private:
+    void completeNames();
+    void bring(const std::string &path);
+    void requireDirectoryAbove(const std::string &path) const;
+
+    std::filesystem::path installed_;
+    std::filesystem::path repaired_;
+    std::set<std::string> paths_; ///< Each directory before what lies in it.
+    std::map<std::pair<dev_t, ino_t>, std::filesystem::path> brought_;
+};
+
+} // namespace Core::KELP

@@ -1,0 +1,174 @@
+// What of the applications' files is not what was staged.
+
+#include "kelpctl/progress.h"
+#include "kelpctl/see/commands.h"
+#include "kelpctl/see/machine.h"
+#include "kelpctl/see/presentation.h"
+#include "kelpctl/shown-text.h"
+#include "kelpctl/terminal.h"
+
+#include "kelp/core/kelp/inspection/contents-check.h"
+#include "kelp/core/kelp/inspection/store-view.h"
+#include "kelp/core/kelp/package/database-path-resolver.h"
+
+#include <CLI/CLI.hpp>
+#include <boost/json.hpp>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <iostream>
+
+namespace fs = std::filesystem;
+namespace json = boost::json;
+
+namespace KelpCtl {
+
+namespace {
+
+using Core::KELP::ContentsEntry;
+using Core::KELP::ContentsList;
+using Core::KELP::Difference;
+using Core::KELP::StoredPackage;
+using Core::KELP::StoreView;
+using Core::KELP::Unread;
+
+struct VerifyArguments {
+    LookOptions look;
+    std::set<std::string> ids;
+};
+
+/// What became of one application's current version.
+struct Verified {
+    std::string id;
+    std::string version;
+    fs::path directory;
+    std::optional<ContentsList> list = {}; ///< None: what was staged is unknown.
+    bool isRead = true;                    ///< Whether all of it could be.
+    std::vector<Difference> differences = {};
+
+    std::size_t faults() const {
+        return static_cast<std::size_t>(
+            std::ranges::count(differences, false, [](const Difference &one) { return one.isExpected; }));
+    }
+
+    /// In one word.
+    const char *state() const {
+        if (!list)
+            return isRead ? "unlistable" : "unread";
+        if (faults() > 0)
+            return "damaged";
+        return !isRead ? "unread" : list->foundOn.empty() ? "verified" : "as-found";
+    }
+
+    std::string words() const {
+        const std::string state = this->state();
+        if (state == "damaged")
+            return counted(faults(), "finding");
+        if (state == "as-found")
+            return "as found on " + shown(list->foundOn) + ", which says nothing of the time before";
+        if (state == "unlistable")
+            return "unlistable: it came without a list of contents, which kelpctl doctor --repair makes";
+        return state == "unread" ? "not all could be read" : state;
+    }
+};
+
+Verified verified(const Machine &machine, const StoredPackage &package, Unread &unread) {
+    const Core::KELP::DatabasePathResolver resolver(machine.configuration());
+    Verified result{package.id, package.version, resolver.versionDirectory(package.id, package.version)};
+    const auto note = [&](const std::string &text) {
+        unread.add(text);
+        result.isRead = false;
+    };
+    if (!package.failure.empty() || package.version.empty() || !package.information) {
+        note(package.id + ": " +
+             (package.failure.empty() ? "no version of it is current, see kelpctl doctor" : package.failure));
+        return result;
+    }
+    Unread missed;
+    result.list = missed.attempt([&] { return ContentsList::read(result.directory); }).value_or(std::nullopt);
+    if (result.list) {
+        const auto isFile = [](const ContentsEntry &entry) {
+            return entry.type == ContentsEntry::Type::File;
+        };
+        Progress progress(package.id,
+                          static_cast<std::size_t>(std::ranges::count_if(result.list->entries, isFile)));
+        result.differences =
+            Core::KELP::ContentsCheck(package.id, result.directory, *result.list).verify(missed, [&] {
+                progress.step();
+            });
+    }
+    std::ranges::for_each(missed.texts(), note);
+    return result;
+}
+
+json::object asJson(const std::vector<Verified> &all) {
+    json::array versions;
+    json::array findings;
+    json::array configuration;
+    for (const Verified &one : all) {
+        versions.push_back(json::object{{"id", jsonText(one.id)},
+                                        {"version", jsonText(one.version)},
+                                        {"state", one.state()},
+                                        {"found_on", jsonText(one.list ? one.list->foundOn : "")}});
+        for (const Difference &difference : one.differences)
+            (difference.isExpected ? configuration : findings)
+                .push_back(json::object{{"id", jsonText(one.id)},
+                                        {"kind", nameOf(difference.kind)},
+                                        {"path", jsonText((one.directory / difference.path).native())},
+                                        {"text", jsonText(difference.text)}});
+    }
+    return {{"versions", versions}, {"findings", findings}, {"changed_configuration", configuration}};
+}
+
+void print(std::ostream &output, const Verified &one) {
+    printText(output, styled(shown(one.id) + " " + shown(one.version), Style::Bold, STDOUT_FILENO) + ": " +
+                          one.words());
+    for (const Difference &difference : one.differences)
+        printText(output, std::string("  ") +
+                              (difference.isExpected ? "changed configuration" : nameOf(difference.kind)) +
+                              ": " + shown((one.directory / difference.path).native()) + " " +
+                              shown(difference.text));
+}
+
+/// Those of the store that were asked for; tells of the others.
+std::vector<StoredPackage> packagesToVerify(const Machine &machine, std::set<std::string> &unknown) {
+    std::vector<StoredPackage> packages = StoreView(machine.configuration()).packages();
+    if (unknown.empty())
+        return packages;
+    std::erase_if(packages, [&](const StoredPackage &package) { return unknown.erase(package.id) == 0; });
+    for (const std::string &id : unknown)
+        std::cerr << "kelpctl: Package " << shown(id) << " not installed\n";
+    return packages;
+}
+
+ExitStatus verify(const VerifyArguments &arguments, std::ostream &output) {
+    const Machine machine(arguments.look);
+    Unread unread;
+    std::set<std::string> unknown = arguments.ids;
+    std::vector<Verified> all;
+    for (const StoredPackage &package : packagesToVerify(machine, unknown)) {
+        all.push_back(verified(machine, package, unread));
+        if (!arguments.look.isJson)
+            print(output, all.back());
+    }
+    if (arguments.look.isJson)
+        output << asJson(all) << '\n';
+    const bool isWell =
+        unknown.empty() && std::ranges::all_of(all, [](const Verified &one) { return one.faults() == 0; });
+    return tellUnread(unread, isWell ? ExitStatus::Accepted : ExitStatus::Refused);
+}
+
+} // namespace
+
+void addVerify(CLI::App &app, Command &command) {
+    const auto arguments = std::make_shared<VerifyArguments>();
+    CLI::App *verify = app.add_subcommand("verify", "Read all files of applications, and tell what differs");
+    addLookOptions(*verify, arguments->look);
+    verify->add_option("ID", arguments->ids, "The applications; all without one");
+    verify->callback([arguments, &command] {
+        command = [arguments](std::ostream &output) { return KelpCtl::verify(*arguments, output); };
+    });
+}
+
+} // namespace KelpCtl
