@@ -227,12 +227,17 @@ class Look(PeopleCommand):
 
 # What doctor mends: a link that is gone, an update that leads nowhere, a file of a killed run, a binding that is gone.
 DAMAGE = """rm usr/bin/org.example.sound; ln -s 9-9 opt/app/org.example.sound/next
-sqlite3 var/lib/trusted-sources/db.sqlite3 'DELETE FROM packages'"""
+sqlite3 var/lib/trusted-sources/db.sqlite3 'DELETE FROM packages'
+chmod 0 opt/app/org.example.sound/2-1/bin/*; chown -h 1:1 opt/app/org.example.sound/2-1; setfattr -x security.appid opt/app/org.example.sound/2-1/libexec/*"""
+# What doctor does not see: content of the same length, of two files that change.
+ALTERED = "cd opt/app/org.example.sound/2-1; for file in data/qml/*; do printf X | dd of=$file conv=notrunc status=none; done"
 SCENARIOS = {"take-over": TakeOver()} | {
     f"{operation}-{mode}": StoreOperation(operation, subgroup) for operation in ["install", "update", "remove"]
     for mode, subgroup in {"links": "regular", "copies": "mdm"}.items()} | {
     "people-install": PeopleCommand([], "install", "/sound-2.rpm"), "people-update": PeopleCommand([1], "install", "/sound-2.rpm"),
     "people-remove": PeopleCommand([2], "remove", PeopleCommand.id),
     "people-repair": PeopleCommand([2], "doctor", "--repair", damage=DAMAGE),
+    "people-mend": PeopleCommand([2], "install", "--repair", "/sound-2.rpm", damage=ALTERED),
+    "people-found": PeopleCommand([2], "doctor", "--repair", damage="rm opt/app/org.example.sound/2-1/contents.list"),
     "people-list": Look([2], "list"), "people-status": Look([2], "status", damage=DAMAGE),
     "people-doctor": Look([2], "doctor", damage=DAMAGE)}

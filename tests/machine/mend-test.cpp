@@ -188,11 +188,10 @@ TEST_F(MendTest, TellsAndBringsBackWhatWasStaged) {
         "/integrityd/org.example.notes.json has another application's security.appid\n" + extra +
         "  altered: " + notes + "/data/first.txt has other content\n" + "  altered: " + notes +
         "/data/second.txt has other content\n";
-    EXPECT_EQ(kelpctl("verify"),
-              "com.example.devices 2.0-7: verified\n" + found +
-                  "org.example.reader 0.9-3: verified\norg.example.sound 1-1: verified\n"
-                  "org.example.ticker 3-1: unlistable: it came without a list of contents, "
-                  "which kelpctl doctor --repair makes\nstatus 1\n");
+    EXPECT_EQ(kelpctl("verify"), "com.example.devices 2.0-7: verified\n" + found +
+                                     "org.example.reader 0.9-3: verified\norg.example.sound 1-1: verified\n"
+                                     "org.example.ticker 3-1: unlistable: it has no list of contents; "
+                                     "kelpctl doctor --repair lists what is there\nstatus 1\n");
     const std::pair<std::string, std::string> repairs[] = {
         {"sound-2", "org.example.sound: Version 1-1 is installed, and not 2-1\nstatus 1\n"},
         {"org.example.ticker",

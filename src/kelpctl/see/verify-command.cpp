@@ -68,7 +68,7 @@ struct Verified {
         if (state == "as-found")
             return "as found on " + shown(list->foundOn) + ", which says nothing of the time before";
         if (state == "unlistable")
-            return "unlistable: it came without a list of contents, which kelpctl doctor --repair makes";
+            return "unlistable: it has no list of contents; kelpctl doctor --repair lists what is there";
         return state == "unread" ? "not all could be read" : state;
     }
 };

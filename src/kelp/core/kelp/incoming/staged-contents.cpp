@@ -1,5 +1,7 @@
 #include "kelp/core/kelp/incoming/staged-contents.h"
 
+#include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/common/files/file-descriptor.h"
 #include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/rpm/digest.h"
@@ -10,6 +12,7 @@
 
 #include <fcntl.h>
 
+#include <cerrno>
 #include <unordered_map>
 
 namespace fs = std::filesystem;
@@ -57,6 +60,25 @@ private:
     std::unordered_map<std::string, Packed> files_;
 };
 
+/// A file that the disk does not give is none that anybody lost here: it is taken over as it is.
+void hash(ContentsEntry &entry, int tree, const fs::path &name) {
+    constexpr std::size_t digestLength = 64;
+    try {
+        std::string digest = Common::Rpm::sha256Beneath(tree, entry.path, name);
+        // Only the time told against it, as after a restore of the same file.
+        entry.isChanged = entry.isChanged && digest != entry.digest;
+        entry.isHashed = true;
+        entry.digest = std::move(digest);
+    } catch (const Common::Error &error) {
+        if (Common::systemErrorOf(error) != EIO)
+            throw;
+        Common::LogStream(Common::LogLevel::Warning) << error;
+        entry.isChanged = true;
+        if (entry.digest.empty())
+            entry.digest.assign(digestLength, '0');
+    }
+}
+
 } // namespace
 
 void listStagedContents(const fs::path &tree, const RpmPackage &package, const Common::Rpm::Reader &header,
@@ -67,13 +89,8 @@ void listStagedContents(const fs::path &tree, const RpmPackage &package, const C
     ContentsList list{{}, contentsOfTree(tree)};
     for (ContentsEntry &entry : list.entries) {
         entry.digest = packed.describe(entry, isAsPacked);
-        if (entry.type != ContentsEntry::Type::File || (!entry.isChanged && !entry.digest.empty()))
-            continue;
-        std::string digest = Common::Rpm::sha256Beneath(directory.get(), entry.path, tree / entry.path);
-        // Only the time told against it, as after a restore of the same file.
-        entry.isChanged = entry.isChanged && digest != entry.digest;
-        entry.isHashed = true;
-        entry.digest = std::move(digest);
+        if (entry.type == ContentsEntry::Type::File && (entry.isChanged || entry.digest.empty()))
+            hash(entry, directory.get(), tree / entry.path);
     }
     list.write(tree, Common::Durability::Deferred);
 }
