@@ -86,5 +86,13 @@ for finding in json.loads(subprocess.check_output([kelpctl, "explain", "--list",
 wrong = []
 for number, (places, findings) in enumerate(filter(lambda package: package[1], packages)):
     wrong += drawn(places[("profile",)], build(number, places)) & set(findings)
+# The sample that makers begin with, as docs/makers.md has it built.
+sample = os.path.dirname(os.path.abspath(__file__)) + "/../../samples/compiled"
+subprocess.run(["rpmbuild", "-bb", "--quiet", "--nodeps", "--define", f"_sourcedir {sample}", "--define", f"_topdir {directory}/build",
+                "--define", f"_rpmdir {directory}", "--define", "_rpmfilename sample.rpm", sample + "/org.example.tally.spec"],
+               check=True, stderr=subprocess.DEVNULL)
+report = subprocess.run([kelpctl, "validate", "--overrides", sample + "/overrides", "--fail-on", "warning",
+                         directory + "/sample.rpm"], stdout=subprocess.PIPE, text=True)
+assert report.returncode == 0 and report.stdout.endswith("\n  accepted: 1 overridden\n"), report.stdout
 print(f"{sum(len(findings) for _, findings in packages)} examples in {len(packages)} packages; wrong: {wrong}")
 sys.exit(bool(wrong))
