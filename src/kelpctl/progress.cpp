@@ -21,10 +21,10 @@ void write(const std::string &text) {
 
 } // namespace
 
-Progress::Progress(std::string name, std::size_t total) :
+Progress::Progress(std::string name, std::size_t total, bool isAlone) :
     name_(std::move(name)),
     total_(total),
-    isTerminal_(::isatty(STDERR_FILENO) != 0),
+    isSeen_(isAlone && ::isatty(STDERR_FILENO) != 0),
     next_(Clock::now() + patience) {}
 
 Progress::~Progress() {
@@ -35,7 +35,7 @@ Progress::~Progress() {
 void Progress::step() {
     ++done_;
     // In a log each step would be a line of its own.
-    if (!isTerminal_ || Clock::now() < next_)
+    if (!isSeen_ || Clock::now() < next_)
         return;
     next_ = Clock::now() + interval;
     isShown_ = true;

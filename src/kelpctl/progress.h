@@ -9,7 +9,8 @@ namespace KelpCtl {
 /// longer than a second. It is gone at the end.
 class Progress {
 public:
-    Progress(std::string name, std::size_t total);
+    /// One of several that are shown at once shows nothing.
+    Progress(std::string name, std::size_t total, bool isAlone = true);
     Progress(const Progress &) = delete;
     Progress &operator=(const Progress &) = delete;
     ~Progress();
@@ -22,7 +23,7 @@ private:
     std::string name_;
     std::size_t total_;
     std::size_t done_ = 0;
-    bool isTerminal_;
+    bool isSeen_;
     bool isShown_ = false;
     Clock::time_point next_;
 };

@@ -329,18 +329,88 @@ TEST_F(KelpCtlTest, KeepsTreesWhereNobodyPutAnything) {
     EXPECT_FALSE(fs::exists(root_.path() / "elsewhere"));
 }
 
-TEST_F(KelpCtlTest, LeavesNothingWhenItIsStopped) {
+TEST_F(KelpCtlTest, ReportsDependNeitherOnOtherProfilesNorOnJobs) {
+    const std::string bytes = readFile(sound), cut = (root_.path() / "cut.rpm").string();
+    writeFile(cut, bytes.substr(0, bytes.size() / 2));
+    std::string each;
+    for (const char *profile :
+         {"regular", "extended", "mdm", "antivirus", "auth", "market", "systemapp", "pwa"}) {
+        run("validate --output jsonl faulty.rpm --profile " + std::string(profile));
+        each += out();
+    }
+    EXPECT_EQ(run("validate --output jsonl --profile all faulty.rpm"), 1);
+    EXPECT_EQ(out(), each);
+    std::string names = " faulty.rpm";
+    for (int i = 0; i < 3; ++i)
+        names += " sound.rpm " + cut;
+    for (const auto &[form, jobs] :
+         {std::pair("text", "auto"), {"report", "3"}, {"json", "3"}, {"sarif", "3"}}) {
+        const std::string command = "validate --profile all" + names + " --output " + form;
+        EXPECT_EQ(run(command), 2);
+        const std::string byOne = out() + error();
+        EXPECT_EQ(run(command + " --jobs " + jobs), 2);
+        EXPECT_TRUE(out() + error() == byOne) << form;
+    }
+}
+
+TEST_F(KelpCtlTest, TakesPackagesFromDirectoriesAndLists) {
+    const fs::path stock = root_.path() / "stock", list = root_.path() / "list";
+    for (const char *name : {"b.rpm", "a/z.rpm", "a.rpm", "x\ny.rpm"}) {
+        fs::create_directories((stock / name).parent_path());
+        fs::copy_file(sound, stock / name);
+    }
+    std::string source = readFile(sound);
+    source.at(7) = 1;
+    writeFile(stock / "source.rpm", source);
+    writeFile(stock / "text", "no package");
+    fs::create_directory_symlink("/", stock / "root");
+    fs::create_symlink("a.rpm", stock / "link.rpm");
+    const std::string at = stock.string() + '/', end = ".rpm: accepted\n";
+    EXPECT_EQ(run("validate --output report " + stock.string()), 0);
+    EXPECT_EQ(out(), at + "a" + end + at + "a/z" + end + at + "b" + end + at + "x\\x0ay" + end);
+    EXPECT_THAT(error(), HasSubstr("stock: 1 source packages passed over\n"));
+    writeFile(list, at + "b.rpm\n\n" + at + "a.rpm");
+    EXPECT_EQ(run("validate --output report sound.rpm --files-from - <" + list.string()), 0);
+    EXPECT_EQ(out(), "sound" + end + at + "b" + end + at + "a" + end);
+    writeFile(list, at + "x\ny.rpm" + '\0' + at + "b.rpm");
+    EXPECT_EQ(run("validate --output report --null --files-from " + list.string()), 0);
+    EXPECT_EQ(out(), at + "x\\x0ay" + end + at + "b" + end);
+    EXPECT_EQ(run("validate sound.rpm " + home_.string()), 2);
+    EXPECT_THAT(error(), HasSubstr("home holds no packages\n"));
+}
+
+TEST_F(KelpCtlTest, LosesOnePackageByTheEndOfItsJudgeAndNothingByItsOwn) {
     RpmWriter writer;
-    for (int i = 10'000; i < 16'000; ++i)
+    for (int i = 10'000; i < 14'000; ++i)
         writer.files.push_back({"/usr/share/org.example.app/", std::to_string(i)});
-    writer.write(root_.path() / "large.rpm");
-    for (const char *signal : {"TERM", "HUP"}) {
-        const std::string stop = " & while [ -z \"$(ls " + temporary_.string() +
-                                 ")\" ]; do sleep 0.01; done; " + "kill -" + signal +
-                                 " $!; wait $!; exit $? #";
+    const std::string large = (root_.path() / "large.rpm").string(), first = "sound.rpm: accepted\n";
+    writer.write(large);
+    const std::string isBusy = "test -e " + temporary_.string() + "/kelpctl-*/tree/data/10099";
+    const std::string isClean = "test -z \"$(ls -A " + temporary_.string() + ")\"";
+    struct Row {
+        std::string options;
+        std::string act;         ///< What befalls the judge or the run in the midst of a package.
+        std::string reason = {}; ///< Empty where the run ends.
+    };
+    const std::string judge = "$(cat /proc/$!/task/$!/children)";
+    const Row rows[] = {
+        {"", "kill -KILL " + judge, "Its judge was ended by the signal SIGKILL"},
+        {"--timeout 3", "kill -STOP " + judge, "It takes longer than 3 seconds"},
+        {"", "kill -INT $!"},
+        {"", "kill -HUP $!"},
+        {"", "kill -KILL $!"},
+    };
+    for (const Row &row : rows) {
         const int status =
-            run("validate " + (root_.path() / "large.rpm").string() + stop, "env --default-signal=HUP");
-        EXPECT_GT(status, 128) << signal;
+            run("validate --output report sound.rpm " + large + " sound.rpm " + row.options + " >" +
+                    out_.string() + " 2>/dev/null & for i in $(seq 999); do " + isBusy +
+                    " && break; sleep 0.01; done; " + row.act + "; wait $!; s=$?; for i in $(seq 999); do " +
+                    isClean + " && break; sleep 0.01; done; exit $s #",
+                "env --default-signal=HUP,INT");
+        EXPECT_EQ(status > 2, row.reason.empty()) << row.act;
+        EXPECT_EQ(out(),
+                  row.reason.empty() ? first : first + large + ": incomplete: " + row.reason + '\n' + first)
+            << row.act;
     }
 }
 

@@ -6,12 +6,6 @@
 
 namespace KelpCtl {
 
-namespace {
-
-constexpr std::string_view moreText = "and {0} more reports";
-
-} // namespace
-
 CollectedReport::CollectedReport(const std::string &file, const Validator::Config &profile,
                                  const JudgeOptions &options) :
     options_(options), hints_(profile) {

@@ -70,7 +70,22 @@ private:
     bool isBegun_ = false;
 };
 
+/// Flushes each line: a run that is killed loses none that it has finished.
+class JsonLinesOutput final : public ReportOutput {
+public:
+    explicit JsonLinesOutput(std::ostream &output) : output_(output) {}
+
+    void write(const PackageReport &report) override { output_ << objectOf(report) << std::endl; }
+
+private:
+    std::ostream &output_;
+};
+
 } // namespace
+
+std::unique_ptr<ReportOutput> jsonLinesOutput(std::ostream &output) {
+    return std::make_unique<JsonLinesOutput>(output);
+}
 
 std::unique_ptr<ReportOutput> jsonOutput(std::ostream &output) {
     return std::make_unique<JsonOutput>(output);

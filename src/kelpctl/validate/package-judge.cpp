@@ -3,9 +3,10 @@
 #include "kelpctl/progress.h"
 #include "kelpctl/validate/collected-report.h"
 #include "kelpctl/validate/file-kind.h"
-#include "kelpctl/validate/interruption.h"
 #include "kelpctl/validate/lookahead.h"
-#include "kelpctl/validate/workspace.h"
+#include "kelpctl/validate/run/interruption.h"
+#include "kelpctl/validate/run/workspace-place.h"
+#include "kelpctl/validate/run/workspace.h"
 
 #include "kelp/core/common/errors/error-category.h"
 #include "kelp/core/common/errors/error.h"
@@ -22,6 +23,7 @@
 
 #include <fcntl.h>
 
+#include <cerrno>
 #include <future>
 #include <iostream>
 #include <vector>
@@ -77,8 +79,7 @@ public:
 
     void check() const {
         if (patience_ && Clock::now() - begin_ > *patience_)
-            throw std::runtime_error("It takes longer than " + std::to_string(patience_->count()) +
-                                     " seconds");
+            throw std::runtime_error(tooLong(*patience_));
     }
 
 private:
@@ -117,11 +118,8 @@ std::string sha256OfFile(const std::string &path) {
 /// One package under all profiles.
 class Judgement {
 public:
-    Judgement(std::string file, const JudgeOptions &options) :
-        file_(std::move(file)), options_(options), deadline_(options.timeout) {
-        for (const auto &profile : options.profiles)
-            reports_.emplace_back(file_, *profile, options);
-    }
+    Judgement(std::string file, const JudgeOptions &options, bool mayBeLarge) :
+        file_(std::move(file)), options_(options), mayBeLarge_(mayBeLarge), deadline_(options.timeout) {}
 
     std::vector<PackageReport> take() && {
         std::vector<PackageReport> reports;
@@ -134,6 +132,7 @@ public:
     void takeLine(const std::string &line) { reports_[inHand_].addLine(line); }
 
     void judge() {
+        begin();
         try {
             if (const std::string advice = adviceOn(kindOf(file_)); !advice.empty())
                 throw std::runtime_error(advice);
@@ -143,6 +142,8 @@ public:
             unpackAndJudge(RpmPackage::fromFile(file_, {}, Signatures::Unchecked));
         } catch (const Interrupted &) {
             // No verdict: the whole run ends.
+            throw;
+        } catch (const TooLargeNow &) {
             throw;
         } catch (const Error &error) {
             const bool isRefusal = error.code() == Common::ErrorCategory::make(ErrorCode::BadPackageContent);
@@ -163,18 +164,33 @@ private:
         std::string file;
     };
 
+    void begin() {
+        reports_.clear();
+        for (const auto &profile : options_.profiles)
+            reports_.emplace_back(file_, *profile, options_);
+        nameReports();
+    }
+
+    /// By the header, when that could be read.
+    void nameReports() {
+        for (CollectedReport &report : reports_)
+            if (!version_.empty())
+                report.name(id_, version_);
+    }
+
     /// Reads what is only read beside the work of unpacking.
     void beginDigests() {
         const Common::Rpm::Reader header = readHeader();
+        size_ = header.contentSize();
         id_ = header.tagOr(Tag::Name, "");
         version_ = header.tagOr(Tag::Version, "") + "-" + header.tagOr(Tag::Release, "");
-        for (CollectedReport &report : reports_)
-            report.name(id_, version_);
+        nameReports();
         const Common::Rpm::PayloadDigest digest(file_, header);
         // Its destructor waits for the thread, so that none outlives the judgement, even if that raises.
-        digests_ = std::async(std::launch::async, [digest, file = file_] {
-            return Digests{digest.isRight(), sha256OfFile(file)};
-        });
+        digests_ = std::async(options_.jobs > 1 ? std::launch::deferred : std::launch::async,
+                              [digest, file = file_] {
+                                  return Digests{digest.isRight(), sha256OfFile(file)};
+                              });
     }
 
     Common::Rpm::Reader readHeader() {
@@ -228,13 +244,36 @@ private:
 
     void unpackAndJudge(const RpmPackage &package) {
         // A workspace for each package: what one leaves behind cannot be in the way of the next.
-        if (options_.keep.empty())
-            return judge(package, Workspace());
-        judge(package, Workspace(options_.keep, package.id() + "-" + package.version()));
+        if (!options_.keep.empty()) {
+            requireTurn(isInMemory(options_.keep));
+            return judge(package, Workspace(options_.keep, package.id() + "-" + package.version()));
+        }
+        const WorkspacePlace place = workspacePlace(size_, options_.jobs);
+        requireTurn(place.isMemory);
+        try {
+            judge(package, Workspace(place.directory));
+        } catch (const std::exception &error) {
+            if (!place.isMemory || Common::systemErrorOf(error) != ENOSPC)
+                throw;
+            judgeOnDisk(package);
+        }
+    }
+
+    /// The header's sum is not all that files take in memory, nor is anybody else kept out of that.
+    void judgeOnDisk(const RpmPackage &package) {
+        const WorkspacePlace place = workspacePlaceOnDisk();
+        requireTurn(place.isMemory);
+        begin();
+        judge(package, Workspace(place.directory));
+    }
+
+    void requireTurn(bool isInMemory) const {
+        if (!mayBeLarge_ && (size_ > largestSmall || !isInMemory))
+            throw TooLargeNow();
     }
 
     void judge(const RpmPackage &package, const Workspace &workspace) {
-        Progress progress(file_, package.files().size());
+        Progress progress(file_, package.files().size(), options_.jobs == 1);
         RpmPackage::Trial trial;
         trial.beforeVerdict = [&progress] { progress.step(); };
         trial.mostUnpacked = options_.mostUnpacked;
@@ -242,7 +281,8 @@ private:
             Interruption::check();
             deadline_.check();
         };
-        trial.conveyance = std::make_shared<Lookahead>();
+        if (options_.jobs == 1)
+            trial.conveyance = std::make_shared<Lookahead>();
         const std::vector<std::string> refusals = package.validate(workspace.path(), judges(), trial);
         for (std::size_t i = 0; i < refusals.size(); ++i)
             if (!refusals[i].empty())
@@ -273,7 +313,9 @@ private:
     std::string file_;
     std::string id_;
     std::string version_;
+    std::uint64_t size_ = 0; ///< Of all its files, by its header.
     const JudgeOptions &options_;
+    bool mayBeLarge_;
     Deadline deadline_;
     std::vector<CollectedReport> reports_;
     std::future<Digests> digests_;
@@ -282,12 +324,17 @@ private:
 
 } // namespace
 
-std::vector<PackageReport> judgePackage(const std::string &file, const JudgeOptions &options) {
-    Judgement judgement(file, options);
+std::vector<PackageReport> judgePackage(const std::string &file, const JudgeOptions &options,
+                                        bool mayBeLarge) {
+    Judgement judgement(file, options, mayBeLarge);
     // One package at a time: the streams are the whole program's.
     const Silence silence([&judgement](const std::string &line) { judgement.takeLine(line); });
     judgement.judge();
     return std::move(judgement).take();
+}
+
+std::string tooLong(std::chrono::seconds time) {
+    return "It takes longer than " + std::to_string(time.count()) + " seconds";
 }
 
 } // namespace KelpCtl

@@ -6,7 +6,9 @@
 #include "kelp/core/kelp/validator/configuration/config.h"
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -20,6 +22,9 @@ namespace KelpCtl {
 /// Of one id. More of them nobody reads.
 constexpr std::size_t mostShown = 100;
 
+/// Raised for a large package by a judge that may not have one now.
+class TooLargeNow : public std::exception {};
+
 /// How packages are judged.
 struct JudgeOptions {
     /// By which each package is judged. They are made once: a profile compiles dozens of expressions.
@@ -29,13 +34,21 @@ struct JudgeOptions {
     std::vector<Override> overrides = {};           ///< Of findings that do not count.
     std::optional<std::uint64_t> mostUnpacked = {}; ///< Bytes of all files together.
     std::optional<std::chrono::seconds> timeout = {};
+    /// Packages that are judged at once. With more than one a judge has no threads of its own.
+    std::size_t jobs = 1;
     /// Has the reports hold all findings, as the lines that this makes of them; empty for the findings
     /// themselves.
     std::function<std::string(const Validator::Message &)> lineOf = {};
 };
 
 /// Unpacks a package file once and judges it by each of the profiles. Returns their reports, in their order.
-/// Whatever prevents a verdict is in the reports, as their reason, but Interrupted, which is raised.
-std::vector<PackageReport> judgePackage(const std::string &file, const JudgeOptions &options);
+/// Whatever prevents a verdict is in the reports, as their reason, but Interrupted, which is raised. So is
+/// TooLargeNow for a package that is large and may not be: whose files take more than largestSmall together,
+/// or are unpacked to a disk.
+std::vector<PackageReport> judgePackage(const std::string &file, const JudgeOptions &options,
+                                        bool mayBeLarge = true);
+
+/// Why there is no verdict on a package that took longer than that.
+std::string tooLong(std::chrono::seconds time);
 
 } // namespace KelpCtl

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kelpctl/validate/spool.h"
+#include "kelpctl/validate/run/spool.h"
 
 #include "kelp/core/kelp/validator/framework/message.h"
 
@@ -10,6 +10,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace KelpCtl {
@@ -28,6 +29,9 @@ struct ReportedFinding {
     std::string hint;       ///< What the maker may have meant; empty when nothing is near.
     std::string overridden; ///< The reason for which it does not count; empty for one that does.
 };
+
+/// The text of the finding that stands for those of its id that are not in a report.
+inline constexpr std::string_view moreText = "and {0} more reports";
 
 /// What is to be said of one package under one profile. The texts are the package's own, not escaped.
 struct PackageReport {

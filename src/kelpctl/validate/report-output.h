@@ -33,6 +33,8 @@ std::unique_ptr<ReportOutput> explainingOutput(std::ostream &output);
 std::unique_ptr<ReportOutput> linesOutput(std::ostream &output);
 /// One document of the tool's own form.
 std::unique_ptr<ReportOutput> jsonOutput(std::ostream &output);
+/// A document of its own for each package and profile, on a line.
+std::unique_ptr<ReportOutput> jsonLinesOutput(std::ostream &output);
 /// One document in the form 2.1.0 of the Static Analysis Results Interchange Format.
 std::unique_ptr<ReportOutput> sarifOutput(std::ostream &output);
 /// A Code Quality report of GitLab.

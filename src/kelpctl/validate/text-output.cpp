@@ -179,9 +179,6 @@ public:
         error_.flush();
         const std::string reason = report.reason.empty() ? "" : ": " + shown(report.reason);
         output_ << shown(report.file) << ": " << nameOf(report.verdict) << reason << std::endl;
-    }
-
-    void finish() override {
         if (!error_)
             throw std::runtime_error("Couldn't write to standard error");
     }

@@ -1,8 +1,11 @@
 #include "kelpctl/shown-text.h"
 #include "kelpctl/validate/commands.h"
-#include "kelpctl/validate/interruption.h"
+#include "kelpctl/validate/judge-pool.h"
 #include "kelpctl/validate/package-judge.h"
 #include "kelpctl/validate/report-output.h"
+#include "kelpctl/validate/run/interruption.h"
+#include "kelpctl/validate/run/machine-limits.h"
+#include "kelpctl/validate/run/package-source.h"
 
 #include "kelp/core/common/platform-facts.h"
 #include "kelp/core/kelp/validator/all-findings.h"
@@ -33,9 +36,9 @@ struct OutputForm {
     std::unique_ptr<ReportOutput> (*make)(std::ostream &output);
 };
 
-constexpr OutputForm outputForms[] = {{"text", textOutput},     {"report", linesOutput},
-                                      {"json", jsonOutput},     {"sarif", sarifOutput},
-                                      {"gitlab", gitlabOutput}, {"junit", junitOutput}};
+constexpr OutputForm outputForms[] = {
+    {"text", textOutput},   {"report", linesOutput},  {"json", jsonOutput},  {"jsonl", jsonLinesOutput},
+    {"sarif", sarifOutput}, {"gitlab", gitlabOutput}, {"junit", junitOutput}};
 
 struct ValidateArguments {
     std::vector<std::string> files;
@@ -50,7 +53,22 @@ struct ValidateArguments {
     std::string keep;
     std::optional<std::uint64_t> mostUnpacked;
     std::optional<std::uint32_t> timeout;
+    std::string jobs = "1";
+    std::string list; ///< A file of package files; empty for none.
+    bool hasZeros = false;
 };
+
+constexpr const char *autoJobs = "auto";
+constexpr std::size_t mostJobs = 1024;
+
+std::string checkJobs(const std::string &text) {
+    const bool isNumber = !text.empty() && text.size() <= 4 &&
+                          std::ranges::all_of(text, [](char c) { return c >= '0' && c <= '9'; });
+    const std::size_t number = isNumber ? std::stoul(text) : 0;
+    return text == autoJobs || (number > 0 && number <= mostJobs)
+               ? ""
+               : "A number of jobs is auto, or from 1 to " + std::to_string(mostJobs) + ": " + text;
+}
 
 std::string checkVersion(const std::string &text) {
     return Validator::parseVersion(text).empty() ? "A version is numbers with full stops between: " + text
@@ -85,6 +103,7 @@ JudgeOptions optionsOf(const ValidateArguments &arguments) {
         options.timeout = std::chrono::seconds(*arguments.timeout);
     if (!arguments.overrides.empty())
         options.overrides = readOverrides(arguments.overrides);
+    options.jobs = arguments.jobs == autoJobs ? usableProcessors() : std::stoul(arguments.jobs);
     options.hidden.insert(arguments.hidden.begin(), arguments.hidden.end());
     return options;
 }
@@ -104,19 +123,33 @@ void leaveHome() {
     ::unsetenv("XDG_CONFIG_HOME");
 }
 
-/// One file under the profiles that were asked for: of several, the best verdict counts.
-ExitStatus judgeFile(const std::string &file, const ValidateArguments &arguments, const JudgeOptions &options,
-                     ReportOutput &output, std::set<std::size_t> &usedOverrides) {
-    ExitStatus best = ExitStatus::Trouble;
-    const std::vector<PackageReport> reports = judgePackage(file, options);
-    // A package without entries, or that cannot be read, asks for no verdict.
-    Interruption::check();
-    for (const PackageReport &report : reports) {
-        output.write(report);
-        usedOverrides.insert(report.usedOverrides.begin(), report.usedOverrides.end());
-        best = std::min(best, statusOf(report, arguments));
+/// What the run comes to: of several profiles the best verdict on a package counts, and of several packages
+/// the worst.
+class Outcome {
+public:
+    explicit Outcome(std::size_t profiles) : profiles_(profiles) {}
+
+    void add(ExitStatus status) {
+        best_ = std::min(best_, status);
+        if (++count_ % profiles_ != 0)
+            return;
+        worst_ = std::max(worst_, best_);
+        best_ = ExitStatus::Trouble;
     }
-    return best;
+
+    ExitStatus worst() const { return worst_; }
+
+private:
+    std::size_t profiles_;
+    std::size_t count_ = 0;
+    ExitStatus best_ = ExitStatus::Trouble;
+    ExitStatus worst_ = ExitStatus::Accepted;
+};
+
+PackageSource sourceOf(const ValidateArguments &arguments) {
+    return {arguments.files, arguments.list.empty()
+                                 ? std::nullopt
+                                 : std::optional(PackageSource::List{arguments.list, arguments.hasZeros})};
 }
 
 ExitStatus validate(const ValidateArguments &arguments, std::ostream &results) {
@@ -129,16 +162,20 @@ ExitStatus validate(const ValidateArguments &arguments, std::ostream &results) {
     JudgeOptions options = optionsOf(arguments);
     options.lineOf = output->lineOf();
     std::set<std::size_t> usedOverrides;
-    ExitStatus worst = ExitStatus::Accepted;
-    try {
-        // Within the block: the handlers are the old ones again when the program ends by the signal.
-        const Interruption interruption;
-        for (const std::string &file : arguments.files)
-            worst = std::max(worst, judgeFile(file, arguments, options, *output, usedOverrides));
-    } catch (const Interrupted &) {
-        Interruption::die();
-    }
+    Outcome outcome(options.profiles.size());
+    PackageSource source = sourceOf(arguments);
+    const Interruption interruption;
+    JudgePool(options, arguments.jobs == autoJobs).run(source, [&](const PackageReport &report) {
+        output->write(report);
+        usedOverrides.insert(report.usedOverrides.begin(), report.usedOverrides.end());
+        outcome.add(statusOf(report, arguments));
+        return results.good();
+    });
+    // After an end that somebody asked for as well: what was judged is reported as a whole document.
     output->finish();
+    if (Interruption::isRequested() && results.flush())
+        Interruption::die();
+    const ExitStatus worst = source.hadTrouble() ? ExitStatus::Trouble : outcome.worst();
     // What could not be judged to the end may have what they are for.
     if (worst != ExitStatus::Trouble)
         tellUnused(options.overrides, usedOverrides, arguments.overrides);
@@ -190,15 +227,34 @@ void addReport(CLI::App &validate, ValidateArguments &arguments) {
         .add_option("--overrides", arguments.overrides,
                     "Do not count the warnings and notes that FILE names: id, pattern of paths, reason")
         ->option_text("FILE");
-    auto *output = validate
-                       .add_option("--output", arguments.output,
-                                   "The form of the report: text, report, json, sarif, gitlab or junit")
-                       ->check(CLI::IsMember({"text", "report", "json", "sarif", "gitlab", "junit"}))
-                       ->option_text("FORM (text)");
+    auto *output =
+        validate
+            .add_option("--output", arguments.output,
+                        "The form of the report: text, report, json, jsonl, sarif, gitlab or junit")
+            ->check(CLI::IsMember({"text", "report", "json", "jsonl", "sarif", "gitlab", "junit"}))
+            ->option_text("FORM (text)");
     validate.add_flag("--explain", arguments.isExplaining, "Show how to mend each finding")->excludes(output);
     validate.add_option("--keep", arguments.keep, "Keep what was unpacked of each in DIR/ID-VERSION")
         ->option_text("DIR");
-    validate.add_option("FILE.rpm", arguments.files, "The package files")->required()->option_text("");
+}
+
+/// Which packages, and by how many at once.
+void addPackages(CLI::App &validate, ValidateArguments &arguments) {
+    validate
+        .add_option("--jobs", arguments.jobs,
+                    "Judge so many packages at once; auto goes by the processors, the memory and the disk")
+        ->check(CLI::Validator(checkJobs, "N"))
+        ->option_text("N (1)");
+    auto *list = validate
+                     .add_option("--files-from", arguments.list,
+                                 "Judge also the packages that FILE names; - is standard input")
+                     ->option_text("FILE");
+    validate
+        .add_flag("--null", arguments.hasZeros,
+                  "In that FILE each name ends with a zero byte, and not with its line")
+        ->needs(list);
+    validate.add_option("FILE.rpm", arguments.files, "The package files, and directories of them")
+        ->option_text("");
 }
 
 } // namespace
@@ -209,7 +265,10 @@ void addValidate(CLI::App &app, Command &command) {
     addTarget(*validate, *arguments);
     addBounds(*validate, *arguments);
     addReport(*validate, *arguments);
+    addPackages(*validate, *arguments);
     validate->callback([arguments, &command] {
+        if (arguments->files.empty() && arguments->list.empty())
+            throw CLI::RequiredError("FILE.rpm");
         command = [arguments](std::ostream &output) { return KelpCtl::validate(*arguments, output); };
     });
 }

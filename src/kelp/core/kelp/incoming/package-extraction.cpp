@@ -12,6 +12,7 @@
 #include "kelp/core/kelp/validator/rpm-meta-checker.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <unordered_set>
 
 namespace fs = std::filesystem;
@@ -106,7 +107,8 @@ void PackageExtraction::requireRoom(const ExtractFileIterator &package) const {
     if (mostUnpacked_ && size > *mostUnpacked_)
         raiseTooLarge("its files take " + std::to_string(size) + " bytes");
     if (size > Common::freeSpace(staging_.path()))
-        raiseTooLarge("no room for " + std::to_string(size) + " bytes");
+        throw Error(ErrorCode::Filesystem,
+                    "Couldn't unpack package: no room for " + std::to_string(size) + " bytes", ENOSPC);
 }
 
 void PackageExtraction::take(std::size_t bytes) {

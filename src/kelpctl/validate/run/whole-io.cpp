@@ -1,4 +1,4 @@
-#include "kelpctl/validate/whole-io.h"
+#include "kelpctl/validate/run/whole-io.h"
 
 #include <unistd.h>
 

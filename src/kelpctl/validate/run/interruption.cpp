@@ -1,9 +1,10 @@
-#include "kelpctl/validate/interruption.h"
+#include "kelpctl/validate/run/interruption.h"
 
-#include "kelpctl/shown-text.h"
-
+#include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <iterator>
 
@@ -12,28 +13,35 @@ namespace KelpCtl {
 namespace {
 
 constexpr int requests[] = {SIGINT, SIGTERM, SIGHUP};
+constexpr unsigned patience = 30; // Seconds.
 
 /// All that a handler may do: what was unpacked is removed on the way out, by the destructors.
 volatile std::sig_atomic_t received = 0;
-
-/// What there is to tell when the tree stays. Written before the handler may find it.
-char farewell[8192];
-volatile std::sig_atomic_t farewellSize = 0;
+volatile std::sig_atomic_t servesAnother = 0;
+volatile std::sig_atomic_t isWatched = 0;
+volatile std::sig_atomic_t event = -1;
 
 void note(int signal) {
-    if (received != 0) {
-        [[maybe_unused]] const ssize_t written =
-            ::write(STDERR_FILENO, farewell, static_cast<std::size_t>(farewellSize));
+    const int error = errno;
+    if (servesAnother != 0) {
+        if (received == 0 && isWatched != 0)
+            ::alarm(patience);
+    } else if (received != 0) {
         std::signal(signal, SIG_DFL);
         std::raise(signal);
     }
     received = signal;
+    const std::uint64_t one = 1;
+    // A write that fails has nobody who waits for it.
+    [[maybe_unused]] const ssize_t written = ::write(event, &one, sizeof one);
+    errno = error;
 }
 
 } // namespace
 
 Interruption::Interruption() {
     received = 0;
+    event = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     struct sigaction action {};
     action.sa_handler = note;
     for (std::size_t i = 0; i < std::size(requests); ++i) {
@@ -46,20 +54,36 @@ Interruption::Interruption() {
 Interruption::~Interruption() {
     for (std::size_t i = 0; i < std::size(requests); ++i)
         ::sigaction(requests[i], &old_[i], nullptr);
+    ::close(event);
+}
+
+bool Interruption::isRequested() {
+    return received != 0;
+}
+
+int Interruption::descriptor() {
+    return event;
 }
 
 void Interruption::check() {
-    if (received != 0)
-        throw Interrupted();
+    if (received == 0)
+        return;
+    // To remove a tree of hundreds of thousands of directories takes minutes.
+    ::alarm(0);
+    throw Interrupted();
 }
 
-Interruption::Tree::Tree(const std::string &path) {
-    const std::string text = "kelpctl: " + shown(path) + " is left\n";
-    farewellSize = static_cast<std::sig_atomic_t>(text.copy(farewell, sizeof farewell));
+void Interruption::serveAnother() {
+    servesAnother = 1;
 }
 
-Interruption::Tree::~Tree() {
-    farewellSize = 0;
+Interruption::Watch::Watch() {
+    isWatched = 1;
+}
+
+Interruption::Watch::~Watch() {
+    isWatched = 0;
+    ::alarm(0);
 }
 
 void Interruption::die() {

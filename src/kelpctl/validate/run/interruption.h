@@ -2,7 +2,6 @@
 
 #include <csignal>
 #include <exception>
-#include <string>
 
 namespace KelpCtl {
 
@@ -14,7 +13,7 @@ public:
 };
 
 /// Takes SIGINT, SIGTERM and SIGHUP as requests to stop, as long as it lives. A second one ends the program
-/// at once: to remove a tree of hundreds of thousands of directories takes minutes.
+/// at once; its judges end by themselves then.
 class Interruption {
 public:
     Interruption();
@@ -22,20 +21,31 @@ public:
     Interruption &operator=(const Interruption &) = delete;
     ~Interruption();
 
+    /// Whether one was received.
+    static bool isRequested();
+
+    /// Becomes readable when one is received, for whoever waits for other files too.
+    static int descriptor();
+
     /// Raises Interrupted when one was received.
     static void check();
 
-    /// The tree that a second signal leaves, and tells of. As long as it lives.
-    class Tree {
+    /// To be called by a process that was forked to judge. A second request, as that which the first process
+    /// gives on, does not end it: it removes what it has made.
+    static void serveAnother();
+
+    /// As long as one lives, such a process is ended when it does not come to check() within half a minute
+    /// after a request.
+    class Watch {
     public:
-        explicit Tree(const std::string &path);
-        Tree(const Tree &) = delete;
-        Tree &operator=(const Tree &) = delete;
-        ~Tree();
+        Watch();
+        Watch(const Watch &) = delete;
+        Watch &operator=(const Watch &) = delete;
+        ~Watch();
     };
 
     /// Ends the program by the signal that was received, as it would have done at once.
-    /// To be called only when Interrupted was raised.
+    /// To be called only when one was.
     [[noreturn]] static void die();
 
 private:

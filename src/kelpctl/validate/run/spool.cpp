@@ -1,6 +1,6 @@
-#include "kelpctl/validate/spool.h"
+#include "kelpctl/validate/run/spool.h"
 
-#include "kelpctl/validate/whole-io.h"
+#include "kelpctl/validate/run/whole-io.h"
 
 #include <fcntl.h>
 #include <unistd.h>

@@ -1,0 +1,305 @@
+#include "kelpctl/validate/judge-pool.h"
+
+#include "kelpctl/validate/judge-process.h"
+#include "kelpctl/validate/report-transfer.h"
+#include "kelpctl/validate/run/interruption.h"
+#include "kelpctl/validate/run/whole-io.h"
+#include "kelpctl/validate/run/workspace-place.h"
+#include "kelpctl/validate/run/workspace.h"
+
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <stdexcept>
+#include <system_error>
+
+namespace KelpCtl {
+
+namespace {
+
+/// Packages that were begun and not reported: as many results can wait for a slow one.
+constexpr std::size_t window = 64;
+constexpr std::size_t chunkSize = 0x40000;
+/// How much longer than its time a judge has to see itself that it took too long.
+constexpr std::chrono::seconds grace(2);
+
+std::string endOf(int status) {
+    if (WIFEXITED(status))
+        return "Its judge ended with status " + std::to_string(WEXITSTATUS(status));
+    const char *name = ::sigabbrev_np(WTERMSIG(status));
+    return "Its judge was ended by the signal " + (name ? "SIG" + std::string(name) : "of an unknown name");
+}
+
+PackageReport incompleteReport(const std::string &file, const Validator::Config &profile,
+                               const std::string &reason) {
+    PackageReport report;
+    report.file = file;
+    report.profile = profile.name();
+    report.osVersion = profile.osVersion();
+    report.verdict = Verdict::Incomplete;
+    report.reason = reason;
+    report.lines = std::make_shared<Spool>();
+    return report;
+}
+
+} // namespace
+
+JudgePool::JudgePool(const JudgeOptions &options, bool keepsLargeApart) :
+    options_(options), keepsLargeApart_(keepsLargeApart) {
+    for (const auto &place : workspacePlaces())
+        Workspace::clearLeft(place);
+}
+
+JudgePool::~JudgePool() {
+    endAll();
+}
+
+void JudgePool::run(PackageSource &source, const Take &take) {
+    isAtEnd_ = false;
+    do {
+        handOut(source);
+        if (isBusy() || source.isWaiting())
+            wait({{Interruption::descriptor(), POLLIN, 0},
+                  {source.isWaiting() ? source.descriptor() : -1, POLLIN, 0}});
+        endLate();
+        if (!giveOn(take, Gaps::Wait))
+            return;
+    } while (!Interruption::isRequested() && (isBusy() || !isAtEnd_ || !large_.empty()));
+    endAll();
+    giveOn(take, Gaps::Pass);
+}
+
+void JudgePool::handOut(PackageSource &source) {
+    while (Judge *judge = idleJudge()) {
+        auto task = nextTask(source);
+        if (!task)
+            return;
+        judge->begin = Clock::now();
+        judge->task = std::move(task);
+        try {
+            writeFrame(judge->channel.get(), Frame::Kind::Task,
+                       (judge->task->mayBeLarge ? '1' : '0') + judge->task->file);
+        } catch (const std::system_error &) {
+            // It was ended meanwhile, and is found to be when its channel is read.
+        }
+    }
+}
+
+/// One that has nothing to do; null when all are at work. A process is made when there is none.
+JudgePool::Judge *JudgePool::idleJudge() {
+    const auto idle = std::ranges::find_if(judges_, [](const Judge &judge) { return !judge.task; });
+    if (idle != judges_.end())
+        return &*idle;
+    return judges_.size() < options_.jobs && makeJudge() ? &judges_.back() : nullptr;
+}
+
+/// Fewer than were asked for will do, but for none.
+bool JudgePool::makeJudge() {
+    int ends[2];
+    const bool hasChannel = ::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) == 0;
+    Common::FileDescriptor ours(hasChannel ? ends[0] : -1), its(hasChannel ? ends[1] : -1);
+    const pid_t self = ::getpid();
+    const pid_t process = hasChannel ? ::fork() : -1;
+    if (process == 0) {
+        // The other judges' channels, which must end with their own processes.
+        judges_.clear();
+        ours = Common::FileDescriptor();
+        Interruption::serveAnother();
+        ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+        if (::getppid() != self)
+            ::_exit(0);
+        judgeForOther(its.get(), options_);
+    }
+    if (process > 0)
+        judges_.push_back({process, std::move(ours)});
+    else if (judges_.empty())
+        throw std::system_error(errno, std::generic_category(), "Couldn't start a judge");
+    return process > 0;
+}
+
+std::optional<JudgePool::Task> JudgePool::nextTask(PackageSource &source) {
+    if (!large_.empty() && !isLargeAtWork()) {
+        auto first = large_.extract(large_.begin());
+        return Task{first.key(), std::move(first.mapped()), true};
+    }
+    if (isAtEnd_ || nextIn_ >= nextOut_ + window)
+        return std::nullopt;
+    auto file = source.next();
+    if (!file) {
+        isAtEnd_ = !source.isWaiting();
+        return std::nullopt;
+    }
+    results_[nextIn_].file = *file;
+    return Task{nextIn_++, std::move(*file), !keepsLargeApart_};
+}
+
+bool JudgePool::isLargeAtWork() const {
+    return std::ranges::any_of(judges_,
+                               [](const Judge &judge) { return judge.task && judge.task->mayBeLarge; });
+}
+
+bool JudgePool::isBusy() const {
+    return std::ranges::any_of(judges_, [](const Judge &judge) { return judge.task.has_value(); });
+}
+
+/// Until a judge has something to say, or one takes too long, or one of the other files does.
+void JudgePool::wait(std::vector<pollfd> files) {
+    const auto others = static_cast<std::ptrdiff_t>(files.size());
+    for (const Judge &judge : judges_)
+        files.push_back({judge.channel.get(), POLLIN, 0});
+    if (::poll(files.data(), files.size(), isBusy() ? patience() : -1) <= 0)
+        return;
+    auto file = files.begin() + others;
+    for (auto judge = judges_.begin(); judge != judges_.end(); ++file)
+        if (const auto current = judge++; file->revents != 0)
+            hear(current);
+}
+
+void JudgePool::hear(std::list<Judge>::iterator judge) {
+    try {
+        receive(*judge);
+    } catch (const std::exception &error) {
+        judge->ending = error.what();
+    }
+    if (judge->channel.get() < 0 || !judge->ending.empty())
+        bury(judge);
+}
+
+/// Milliseconds to the time at which the next judge takes too long, or for ever.
+int JudgePool::patience() const {
+    if (!options_.timeout)
+        return -1;
+    auto left = *options_.timeout + grace;
+    for (const Judge &judge : judges_)
+        if (judge.task)
+            left = std::min(left, std::chrono::ceil<std::chrono::seconds>(judge.begin + *options_.timeout +
+                                                                          grace - Clock::now()));
+    return static_cast<int>(std::clamp<std::chrono::milliseconds>(left, {}, std::chrono::hours(1)).count());
+}
+
+/// Closes the channel of one that has ended.
+void JudgePool::receive(Judge &judge) {
+    const std::string bytes = readSome(judge.channel.get(), chunkSize);
+    if (bytes.empty())
+        judge.channel = Common::FileDescriptor();
+    judge.answers.add(bytes);
+    while (const auto frame = judge.answers.next())
+        answer(judge, *frame);
+}
+
+void JudgePool::answer(Judge &judge, const Frame &frame) {
+    if (!judge.task)
+        throw std::runtime_error("The judge answers what nobody has asked");
+    Result &result = results_.at(judge.task->number);
+    if (frame.kind == Frame::Kind::Returned)
+        large_.emplace(judge.task->number, judge.task->file);
+    else
+        result.isDone = frame.kind == Frame::Kind::Done;
+    if (frame.kind == Frame::Kind::Returned || result.isDone)
+        judge.task.reset();
+    else
+        keep(frame, result);
+}
+
+/// For its turn. What is no report is found out now, while its judge can be blamed.
+void JudgePool::keep(const Frame &frame, Result &result) const {
+    if (frame.kind == Frame::Kind::Report) {
+        static_cast<void>(unpacked(frame.bytes));
+        if (++result.reports > options_.profiles.size())
+            throw std::runtime_error("The judge's answer is malformed");
+    }
+    result.frames.append(packFrame(frame.kind, frame.bytes));
+}
+
+/// Of one that has ended by itself or must.
+void JudgePool::bury(std::list<Judge>::iterator judge) {
+    if (!judge->ending.empty())
+        ::kill(judge->process, SIGKILL);
+    int status = 0;
+    while (::waitpid(judge->process, &status, 0) < 0 && errno == EINTR) {
+    }
+    if (judge->task && !Interruption::isRequested()) {
+        Result &result = results_.at(judge->task->number);
+        result.isDone = true;
+        result.failure = judge->ending.empty() ? endOf(status) : judge->ending;
+    }
+    judges_.erase(judge);
+    // What it was killed over lies there still.
+    for (const auto &place : workspacePlaces())
+        Workspace::clearLeft(place);
+}
+
+void JudgePool::endLate() {
+    if (!options_.timeout)
+        return;
+    for (Judge &judge : judges_)
+        if (judge.task && judge.ending.empty() && Clock::now() > judge.begin + *options_.timeout + grace) {
+            judge.ending = tooLong(*options_.timeout);
+            ::kill(judge.process, SIGKILL);
+        }
+}
+
+/// Reports in the order of the packages. False when they are of no use any more.
+bool JudgePool::giveOn(const Take &take, Gaps gaps) {
+    auto next = results_.begin();
+    for (; next != results_.end() && (next->second.isDone || gaps == Gaps::Pass);
+         next = results_.erase(next), ++nextOut_)
+        if (!giveOn(next->second, take))
+            return false;
+    return true;
+}
+
+bool JudgePool::giveOn(Result &result, const Take &take) const {
+    std::size_t given = 0;
+    auto lines = std::make_shared<Spool>();
+    const auto use = [&](const Frame &frame) {
+        if (frame.kind == Frame::Kind::Lines) {
+            lines->append(frame.bytes);
+            return true;
+        }
+        PackageReport report = unpacked(frame.bytes);
+        // Not by the judge's word: it has read what is hostile.
+        report.file = result.file;
+        report.profile = options_.profiles.at(given++)->name();
+        report.lines = std::exchange(lines, std::make_shared<Spool>());
+        return take(report);
+    };
+    FrameReader frames;
+    for (std::string bytes; !(bytes = result.frames.take(chunkSize)).empty();) {
+        frames.add(bytes);
+        while (const auto frame = frames.next())
+            if (!use(*frame))
+                return false;
+    }
+    return giveFailure(result, given, take);
+}
+
+/// In place of the reports that are missing.
+bool JudgePool::giveFailure(const Result &result, std::size_t given, const Take &take) const {
+    if (!result.isDone)
+        return true;
+    const std::string reason = result.failure.empty() ? "The judge's answer is malformed" : result.failure;
+    for (std::size_t i = given; i < options_.profiles.size(); ++i)
+        if (!take(incompleteReport(result.file, *options_.profiles[i], reason)))
+            return false;
+    return true;
+}
+
+void JudgePool::endAll() {
+    for (const Judge &judge : judges_) {
+        ::shutdown(judge.channel.get(), SHUT_WR);
+        if (judge.task)
+            ::kill(judge.process, SIGTERM);
+    }
+    while (!judges_.empty())
+        wait({});
+}
+
+} // namespace KelpCtl

@@ -1,0 +1,106 @@
+#pragma once
+
+#include "kelpctl/validate/package-judge.h"
+#include "kelpctl/validate/run/channel.h"
+#include "kelpctl/validate/run/package-source.h"
+#include "kelpctl/validate/run/spool.h"
+
+#include "kelp/core/common/files/file-descriptor.h"
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <functional>
+#include <list>
+#include <map>
+#include <vector>
+
+struct pollfd;
+
+namespace KelpCtl {
+
+/// Judges packages by processes, since librpm's state is a process's own, and since a package that ends its
+/// judge costs no other package then. They are forked from this process, which must not have used librpm or
+/// started a thread.
+///
+/// Reports come in the order of the packages. As many as 64 packages are under way at once, of which those
+/// that are judged wait for one that takes longer.
+class JudgePool {
+public:
+    /// Takes the next report. Whether it could be used: when not, the run ends.
+    using Take = std::function<bool(const PackageReport &)>;
+
+    /// `keepsLargeApart` has one large package at a time. The options must live as long as the pool.
+    JudgePool(const JudgeOptions &options, bool keepsLargeApart);
+    JudgePool(const JudgePool &) = delete;
+    JudgePool &operator=(const JudgePool &) = delete;
+    /// Ends all judges, and waits until they have removed what they unpacked.
+    ~JudgePool();
+
+    /// Has all packages judged. A package whose judge ends is incomplete, for that reason, and so is one that
+    /// takes longer than it may and whose judge does not see to that itself.
+    ///
+    /// When Interruption::isRequested(), ends all judges, gives on the reports that are finished, and
+    /// returns. Raises std::runtime_error when there are no processes to be had.
+    void run(PackageSource &source, const Take &take);
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    struct Task {
+        std::size_t number; ///< In the order of the packages.
+        std::string file;
+        bool mayBeLarge;
+    };
+
+    struct Judge {
+        pid_t process;
+        Common::FileDescriptor channel;
+        FrameReader answers = {};
+        std::optional<Task> task = {};
+        Clock::time_point begin = {};
+        std::string ending = {}; ///< Why it was ended from here; empty when it was not.
+    };
+
+    /// What came of one package.
+    struct Result {
+        std::string file;
+        Spool frames = {};
+        std::size_t reports = 0; ///< Among them.
+        bool isDone = false;
+        std::string failure = {}; ///< Of what is missing.
+    };
+
+    /// Where a package is not done yet.
+    enum class Gaps { Wait, Pass };
+
+    void handOut(PackageSource &source);
+    Judge *idleJudge();
+    bool makeJudge();
+    std::optional<Task> nextTask(PackageSource &source);
+    bool isLargeAtWork() const;
+    bool isBusy() const;
+    void wait(std::vector<pollfd> files);
+    int patience() const;
+    void hear(std::list<Judge>::iterator judge);
+    void receive(Judge &judge);
+    void answer(Judge &judge, const Frame &frame);
+    void keep(const Frame &frame, Result &result) const;
+    void bury(std::list<Judge>::iterator judge);
+    void endLate();
+    bool giveOn(const Take &take, Gaps gaps);
+    bool giveOn(Result &result, const Take &take) const;
+    bool giveFailure(const Result &result, std::size_t given, const Take &take) const;
+    void endAll();
+
+    const JudgeOptions &options_;
+    bool keepsLargeApart_;
+    std::list<Judge> judges_;
+    std::map<std::size_t, Result> results_;
+    std::map<std::size_t, std::string> large_; ///< That wait for their turn.
+    std::size_t nextIn_ = 0;
+    std::size_t nextOut_ = 0;
+    bool isAtEnd_ = false;
+};
+
+} // namespace KelpCtl

@@ -1,0 +1,63 @@
+#include "kelpctl/validate/judge-process.h"
+
+#include "kelpctl/validate/report-transfer.h"
+#include "kelpctl/validate/run/channel.h"
+#include "kelpctl/validate/run/interruption.h"
+#include "kelpctl/validate/run/whole-io.h"
+
+#include <unistd.h>
+
+namespace KelpCtl {
+
+namespace {
+
+constexpr std::size_t chunkSize = 0x10000;
+
+void send(int channel, const PackageReport &report) {
+    if (report.lines)
+        for (std::string piece; !(piece = report.lines->take(chunkSize)).empty();)
+            writeFrame(channel, Frame::Kind::Lines, piece);
+    writeFrame(channel, Frame::Kind::Report, packed(report));
+}
+
+std::vector<PackageReport> judged(std::string_view task, const JudgeOptions &options) {
+    const Interruption::Watch watch;
+    // A package without entries, or that cannot be read, asks for no end.
+    Interruption::check();
+    auto reports = judgePackage(std::string(task.substr(1)), options, task.front() == '1');
+    Interruption::check();
+    return reports;
+}
+
+void judgeOne(int channel, std::string_view task, const JudgeOptions &options) {
+    try {
+        for (const PackageReport &report : judged(task, options))
+            send(channel, report);
+        writeFrame(channel, Frame::Kind::Done);
+    } catch (const TooLargeNow &) {
+        writeFrame(channel, Frame::Kind::Returned);
+    }
+}
+
+void judgeAll(int channel, const JudgeOptions &options) {
+    FrameReader tasks;
+    for (std::string bytes; !(bytes = readSome(channel, chunkSize)).empty();) {
+        tasks.add(bytes);
+        while (const auto task = tasks.next())
+            judgeOne(channel, task->bytes, options);
+    }
+}
+
+} // namespace
+
+void judgeForOther(int channel, const JudgeOptions &options) {
+    try {
+        judgeAll(channel, options);
+    } catch (const std::exception &) {
+        // Interrupted, or nobody takes the reports any more: the other side knows.
+    }
+    // Not exit(): what the other has not written yet is in this process's buffers too.
+    ::_exit(0);
+}
+
+} // namespace KelpCtl

@@ -1,0 +1,66 @@
+#pragma once
+
+#include "kelp/core/common/files/file-descriptor.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace KelpCtl {
+
+/// The package files of a run, in their order: those that were named, then those of a list, which is read as
+/// they are asked for. A directory stands for all regular files *.rpm in it and below, in byte order; links
+/// in it are not followed, and source packages are passed over and counted. What is wrong with a directory or
+/// the list is told on standard error.
+class PackageSource {
+public:
+    /// A file of names, one a line or each ended by a zero byte; "-" is standard input.
+    struct List {
+        std::string file;
+        bool hasZeros = false;
+    };
+
+    /// Raises std::system_error when there is no such list.
+    PackageSource(std::vector<std::string> names, const std::optional<List> &list);
+
+    /// The next package file; nothing at the end, and as long as isWaiting().
+    std::optional<std::string> next();
+
+    /// Whether more names may come from a list that has none right now.
+    bool isWaiting() const { return isWaiting_; }
+    /// What becomes readable then.
+    int descriptor() const { return list_.get(); }
+
+    /// Whether a directory held no packages, or could not be read; or the list could not.
+    bool hadTrouble() const { return hadTrouble_; }
+
+private:
+    /// A directory on its way: what is left of it, the last first.
+    struct Level {
+        std::string path;
+        std::vector<std::string> names; ///< Of directories with "/" at the end.
+    };
+
+    std::optional<std::string> nextName();
+    std::optional<std::string> nextOfList();
+    std::optional<std::string> nextOfWalk();
+    void beginWalk(const std::string &directory);
+    void endWalk();
+    void enter(const std::string &directory);
+    bool isWanted(const std::string &file);
+    void complain(const std::string &text);
+
+    std::vector<std::string> names_; ///< The last first.
+    Common::FileDescriptor list_;
+    char separator_ = '\n';
+    std::string buffer_; ///< What was read of the list and not given out.
+    bool isWaiting_ = false;
+    bool hadTrouble_ = false;
+
+    std::vector<Level> walk_;
+    std::string walked_; ///< The directory that was named.
+    std::size_t found_ = 0;
+    std::size_t sources_ = 0;
+};
+
+} // namespace KelpCtl
