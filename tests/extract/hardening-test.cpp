@@ -112,6 +112,8 @@ TEST_F(HardeningTest, FindsInTheFileListWhatNoHonestPackageHas) {
          "directory-empty owner-not-root-own-directory"},
         {{.files = {{ownShare, "d", 0042755}}}, "directory-empty special-mode-bits-directory"},
         {{.files = {{"/usr/libexec/", "org.example.app"}}}, "file-in-place-of-directory"},
+        {{.files = {{"/usr/share/common/", "org"}, {"/usr/share/icons/hicolor/86x86/", "apps"}}},
+         "file-in-place-of-directory"},
         {{.files = {{"/usr/bin/", "org.example.other"}}}, "name-of-another"},
         {{.files = {{"/usr/bin/", "org.example.app.task"},
                     {"/usr/share/icons/hicolor/1x1/", "org.other.png"}}},
@@ -281,6 +283,12 @@ TEST_F(HardeningTest, ReadsOfElfFilesWhatTheLoaderReads) {
     other.header.e_machine = EM_MIPS;
     packages.push_back({{.files = {{ownShare + "lib/", "a.so", 0100644, other}}}, "elf-foreign-machine"});
     packages.push_back({{.files = {{ownShare, "data", 0100644, rows[1].first}}}, elsewhere});
+    // An rpath that leaves behind its 4096th byte.
+    const ElfFile far{{load(0, size), dynamic(table)}, {{DT_RUNPATH, {0x1800}}, {DT_STRTAB, {texts}}}};
+    packages.push_back(
+        {{.files = {{ownShare + "lib/", "a.so", 0100644,
+                     std::string(far).replace(0x2800, 5000, std::string(4995, '/') + ":/tmp")}}},
+         "rpath-leaves"});
     for (const auto &[content, added] : {std::pair("text"s, "library-shipped-not-elf"), {rows[0].first, ""}})
         packages.push_back({{.files = {{ownShare + "lib/", "a.so", 0100644, rows[1].first},
                                        {ownShare + "lib/", "evil.so", 0100644, content}}},
@@ -289,25 +297,13 @@ TEST_F(HardeningTest, ReadsOfElfFilesWhatTheLoaderReads) {
 }
 
 /// One of 32 bits: its header, and the segment that loads it.
-std::string armProgram(Elf32_Word flags, Elf32_Addr entry) {
-    constexpr Elf32_Half head = sizeof(Elf32_Ehdr);
-    const std::pair<Elf32_Ehdr, Elf32_Phdr> program{
-        {{'\x7f', 'E', 'L', 'F', ELFCLASS32, ELFDATA2LSB, EV_CURRENT},
-         ET_EXEC,
-         EM_ARM,
-         EV_CURRENT,
-         entry,
-         head,
-         0,
-         flags,
-         head,
-         sizeof(Elf32_Phdr),
-         1,
-         0,
-         0,
-         0},
-        {PT_LOAD, 0, 0x10000, 0x10000, head, head, PF_R | PF_X, 0x1000}};
-    return {reinterpret_cast<const char *>(&program), sizeof program};
+std::string armProgram(std::uint32_t flags, std::uint32_t entry) {
+    const std::uint32_t words[] = {0x464c457f,    0x00010101, 0,  0,       ET_EXEC | EM_ARM << 16,
+                                   EV_CURRENT,    entry,      52, 0,       flags,
+                                   52 | 32 << 16, 1,          0,  PT_LOAD, 0,
+                                   0x10000,       0x10000,    52, 52,      PF_R | PF_X,
+                                   0x1000};
+    return {reinterpret_cast<const char *>(words), sizeof words};
 }
 
 TEST_F(HardeningTest, TakesForProgramsWhatTheKernelRuns) {

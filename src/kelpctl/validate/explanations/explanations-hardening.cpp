@@ -83,7 +83,7 @@ constexpr Explanation hardeningRows[] = {
      "Give the directory plain permissions.", Spec,
      "%files\n"
      "%attr(0755,root,root) %dir %{_datadir}/%{name}"},
-    {"file-in-place-of-directory", "A file or a link stands where the package has its own directory.",
+    {"file-in-place-of-directory", "A file or a link stands where a directory is published from.",
      "The store puts a directory there. The package could never be installed.",
      "Install the file below the directory.", Spec,
      "%install\n"

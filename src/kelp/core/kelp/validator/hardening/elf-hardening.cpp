@@ -93,24 +93,25 @@ ElfHardening::Knowledge ElfHardening::examine(const MappedFile &file) {
 }
 
 void ElfHardening::examineTable(const LoaderTable &table, Knowledge &knowledge) {
+    // Once for all that is asked of it: the lists have expressions, and a file may need thousands.
+    Libraries unknown;
+    std::ranges::copy_if(table.needed, std::inserter(unknown, unknown.end()),
+                         [this](const std::string &library) { return !isKnown(library); });
     if (!table.isTold)
         knowledge.hidden = "what the loader reads depends on the system";
     else if (!knowledge.hidden)
-        knowledge.hidden = hiddenLibrary(table);
+        knowledge.hidden = hiddenLibrary(unknown);
     knowledge.hasHook = knowledge.hasHook || table.hasHook;
     for (const std::string &filter : table.filters) {
         const bool isLoaded = filter.find(libraryMark) != std::string::npos && !isKnown(filter);
         (isLoaded ? knowledge.filter : knowledge.otherFilter) = filter;
     }
-    reportLibraries(table);
+    reportLibraries(table, unknown);
     reportRpaths(table);
 }
 
 /// One that no section shows, and that the main binary could not have either.
-std::optional<std::string> ElfHardening::hiddenLibrary(const LoaderTable &table) const {
-    std::set<std::string, std::less<>> hidden;
-    std::ranges::copy_if(table.needed, std::inserter(hidden, hidden.end()),
-                         [this](const std::string &library) { return !isKnown(library); });
+std::optional<std::string> ElfHardening::hiddenLibrary(Libraries hidden) const {
     if (hidden.empty())
         return std::nullopt;
     if (const auto reader = ElfReader::create(realPath_))
@@ -122,7 +123,7 @@ std::optional<std::string> ElfHardening::hiddenLibrary(const LoaderTable &table)
     return hidden.empty() ? std::nullopt : std::optional(*hidden.begin());
 }
 
-void ElfHardening::reportLibraries(const LoaderTable &table) {
+void ElfHardening::reportLibraries(const LoaderTable &table, const Libraries &unknown) {
     // Those of the main binary are held against the lists by its own rule.
     const bool isMainBinary = path_ == config_->binDir() + meta_->name();
     for (const std::string &library : table.needed) {
@@ -130,7 +131,7 @@ void ElfHardening::reportLibraries(const LoaderTable &table) {
             logger_->log(HardeningRule::LibraryByPath, {path_, library});
         else if (isShipped(library))
             neededLibraries_.insert(library);
-        else if (!isMainBinary && !isKnown(library))
+        else if (!isMainBinary && unknown.contains(library))
             logger_->log(HardeningRule::LibraryNotAllowedElsewhere, {path_, library});
     }
 }

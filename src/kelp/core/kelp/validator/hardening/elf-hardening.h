@@ -40,10 +40,12 @@ private:
         std::optional<std::string> otherFilter = {}; ///< Of DT_AUXILIARY, anything else.
     };
 
+    using Libraries = std::set<std::string, std::less<>>;
+
     Knowledge examine(const MappedFile &file);
     void examineTable(const LoaderTable &table, Knowledge &knowledge);
-    std::optional<std::string> hiddenLibrary(const LoaderTable &table) const;
-    void reportLibraries(const LoaderTable &table);
+    std::optional<std::string> hiddenLibrary(Libraries unknown) const;
+    void reportLibraries(const LoaderTable &table, const Libraries &unknown);
     void reportRpaths(const LoaderTable &table);
     void judgePlace(const Knowledge &knowledge) const;
     void judgeProgram(const Knowledge &knowledge) const;

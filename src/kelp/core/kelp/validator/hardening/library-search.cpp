@@ -51,6 +51,8 @@ bool isOfSystem(std::string_view directory) {
 } // namespace
 
 bool leavesLibraries(std::string_view piece, std::string_view path, const std::string &package) {
+    if (!piece.starts_with('/') && !piece.starts_with('$'))
+        return true;
     // Longer ones can be no directory.
     const fs::path directory = expanded(piece.substr(0, PATH_MAX), path.substr(0, path.rfind('/')));
     if (!directory.is_absolute() || piece.size() > PATH_MAX)

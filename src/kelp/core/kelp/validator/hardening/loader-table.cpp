@@ -4,6 +4,7 @@
 
 #include <elf.h>
 
+#include <algorithm>
 #include <cstring>
 #include <set>
 #include <unordered_set>
@@ -16,6 +17,7 @@ namespace {
 constexpr std::size_t longestName = 0x1000;
 constexpr std::size_t longestRpath = 0x10000;
 constexpr std::size_t mostTexts = 0x10000;
+/// Of a file, the texts of which do not overlap but at their ends.
 constexpr std::size_t mostCharacters = std::size_t(4) << 20;
 
 struct Entry {
@@ -31,6 +33,7 @@ public:
         space_(space),
         is32_(headers.bits == ElfClass::Bits32),
         entriesLeft_(2 * file.size() / sizeof(Elf32_Dyn)),
+        charactersLeft_(std::min(mostCharacters, file.size())),
         table_(table) {}
 
     void read(std::uint64_t address) {
@@ -100,20 +103,21 @@ private:
 
     void takeText(const Entry &entry, std::size_t longest, std::vector<std::string> &texts) {
         auto text = space_.readText(strings_ + entry.value, longest);
-        characters_ += text ? text->size() : 0;
-        table_.isTold = table_.isTold && text && ++texts_ <= mostTexts && characters_ <= mostCharacters;
-        if (table_.isTold)
-            texts.push_back(std::move(*text));
+        table_.isTold = table_.isTold && text && ++texts_ <= mostTexts && text->size() <= charactersLeft_;
+        if (!table_.isTold)
+            return;
+        charactersLeft_ -= text->size();
+        texts.push_back(std::move(*text));
     }
 
     const AddressSpace &space_;
     bool is32_;
     std::size_t entriesLeft_;
+    std::size_t charactersLeft_;
     LoaderTable &table_;
     std::uint64_t strings_ = 0;
     std::unordered_set<std::uint64_t> seen_; ///< Places of names of libraries.
     std::size_t texts_ = 0;
-    std::size_t characters_ = 0;
 };
 
 /// Several names may stand at several places.

@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <map>
 
 namespace Validator {
 
@@ -36,19 +37,23 @@ constexpr SharedDirectory sharedDirectories[] = {
 /// Profiles for packages that come with more of the system's rights.
 constexpr std::string_view trustedProfiles[] = {"extended", "mdm", "auth"};
 
-/// The package's own directories, each with its final slash.
-std::vector<std::string> ownDirectories(const std::string &id) {
-    std::vector<std::string> directories;
+/// What organisations share, each in a directory of its own.
+constexpr std::string_view sharedData = "/usr/share/common/";
+
+/// The directories from which files are published, each with its final slash, and whether they are the
+/// package's own.
+std::map<std::string, bool> publishedDirectories(const std::string &id) {
+    std::map<std::string, bool> directories;
     for (const auto &mapping : Core::KELP::buildMappings(id, {}, {}, {}, Core::KELP::Rooted::No))
-        if (mapping.ownsDirectory() != 0)
-            directories.push_back(mapping.target());
+        directories.emplace(mapping.target(), mapping.ownsDirectory() != 0);
     return directories;
 }
 
 /// The checks on one entry of the file list.
 class EntryChecks {
 public:
-    explicit EntryChecks(const HeaderCheck &check) : check_(check), own_(ownDirectories(check.meta.name())) {}
+    explicit EntryChecks(const HeaderCheck &check) :
+        check_(check), published_(publishedDirectories(check.meta.name())) {}
 
     void run(const FileInfo &file) const {
         checkText(file);
@@ -57,7 +62,7 @@ public:
         checkCapabilities(file);
         if (S_ISDIR(file.mode))
             checkDirectory(file);
-        else if (std::ranges::find(own_, file.path + '/') != own_.end())
+        else if (isPlaceOfDirectory(file.path))
             report(HardeningRule::FileInPlaceOfDirectory, file);
         // Programs are looked into by the owner's bit. Another user would run this one all the same.
         if (S_ISREG(file.mode) && (file.mode & S_IXUSR) == 0 && (file.mode & othersExecute) != 0)
@@ -65,6 +70,13 @@ public:
     }
 
 private:
+    /// Whose organisation's directory it would be does not matter.
+    bool isPlaceOfDirectory(const std::string &path) const {
+        return published_.contains(path + '/') ||
+               (path.starts_with(sharedData) && path.size() > sharedData.size() &&
+                path.find('/', sharedData.size()) == std::string::npos);
+    }
+
     void report(HardeningRule rule, const FileInfo &file) const { check_.logger.log(rule, {file.path}); }
 
     /// Lists of published files hold one path a line.
@@ -114,13 +126,13 @@ private:
             return;
         const std::string below = file.path + '/';
         const bool isOwn = std::ranges::any_of(
-            own_, [&](const std::string &directory) { return below.starts_with(directory); });
+            published_, [&](const auto &row) { return row.second && below.starts_with(row.first); });
         check_.logger.log(isOwn ? HardeningRule::OwnDirectoryNotRoots : HardeningRule::DirectoryNotRoots,
                           {file.path, file.user + ':' + file.group});
     }
 
     const HeaderCheck &check_;
-    std::vector<std::string> own_;
+    std::map<std::string, bool> published_;
 };
 
 bool isTooDeep(const FileInfo &file) {
