@@ -75,7 +75,8 @@ TEST_F(KelpCtlTest, ReportsReadAsTheyWereReviewed) {
     EXPECT_THAT(
         out(),
         AllOf(HasSubstr("rules --profile mdm provides\n      Example, in the spec file:\n          %global"),
-              HasSubstr("\n      How to mend it: Take the Conflicts out.\n")));
+              HasSubstr("\n      How to mend it: Name the program after the whole package, "
+                        "/usr/bin/org.example.faulty,")));
     EXPECT_EQ(run("validate sound.rpm"), 0);
     EXPECT_EQ(out(), "org.example.sound 1-1 (sound.rpm), profile regular\n  accepted: no findings\n");
     EXPECT_EQ(run("validate --output report faulty.rpm sound.rpm"), 1);

@@ -1,5 +1,6 @@
 #include "kelpctl/validate/overrides.h"
 
+#include "kelpctl/closest-word.h"
 #include "kelpctl/shown-text.h"
 
 #include "kelp/core/common/files/durable-file.h"
@@ -79,8 +80,12 @@ std::string objectionToSilence(const std::string &id) {
     using Validator::LogLevel;
     const auto all = Validator::allFindings();
     const auto found = std::ranges::find(all, id, &Validator::CatalogueEntry::id);
-    if (found == all.end())
-        return "There is no finding " + id;
+    if (found == all.end()) {
+        std::vector<std::string> known;
+        for (const Validator::CatalogueEntry &entry : all)
+            known.emplace_back(entry.id);
+        return "There is no finding " + id + suggestion(id, known);
+    }
     const bool isMild = found->level == LogLevel::Warning || found->level == LogLevel::Info;
     return isMild ? "" : "Only warnings and notes can be hidden or overridden: " + id;
 }

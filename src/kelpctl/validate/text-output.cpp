@@ -4,6 +4,8 @@
 #include "kelpctl/validate/explanations/explanation.h"
 #include "kelpctl/validate/report-output.h"
 
+#include "kelp/core/kelp/validator/framework/text.h"
+
 #include <unistd.h>
 
 #include <algorithm>
@@ -76,13 +78,19 @@ std::string indented(std::string_view text, std::size_t indent) {
 }
 
 /// How to mend a finding, below its line.
-std::string remedyOf(const Validator::CatalogueEntry &entry, const std::string &profile) {
+std::string remedyOf(const Validator::CatalogueEntry &entry, const PackageReport &report) {
+    // A name that is not good itself is no example.
+    const bool isGood = Validator::isReverseDomain(report.id.value_or(""), 3);
+    const auto addressed = [&](const std::string &text) {
+        return isGood ? addressedTo(shown(*report.id), text) : text;
+    };
     const Explanation &explanation = explanationOf(entry.id);
-    std::string text = fitted("How to mend it: " + std::string(explanation.mend), 6, STDOUT_FILENO) + '\n';
-    const std::string option = profile == "regular" ? "" : "--profile " + profile + ' ';
+    const std::string mend = addressed("How to mend it: " + std::string(explanation.mend));
+    std::string text = fitted(mend, 6, STDOUT_FILENO) + '\n';
+    const std::string option = report.profile == "regular" ? "" : "--profile " + report.profile + ' ';
     if (!explanation.topic.empty())
         text += indented("What is allowed: kelpctl rules " + option + std::string(explanation.topic), 6);
-    return text + indented(exampleOf(entry), 6);
+    return text + indented(addressed(exampleOf(entry)), 6);
 }
 
 std::string counted(std::size_t count, const std::string &noun) {
@@ -146,7 +154,7 @@ private:
             if (!finding.hint.empty())
                 output_ << "      Did you mean \"" << finding.hint << "\"?\n";
             if (remedies_ == Remedies::Shown && explained.insert(finding.message.entry.id).second)
-                output_ << remedyOf(finding.message.entry, report.profile);
+                output_ << remedyOf(finding.message.entry, report);
         }
     }
 

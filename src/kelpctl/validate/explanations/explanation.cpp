@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <utility>
 
 namespace KelpCtl {
@@ -18,6 +19,14 @@ std::array<std::pair<const char *, std::string_view>, 3> paragraphsOf(const Expl
     return {{{"What is wrong", explanation.what},
              {"Why", explanation.why},
              {"How to mend it", explanation.mend}}};
+}
+
+/// What stands for the name of a package in texts and examples.
+constexpr std::string_view placeholder = "ID";
+constexpr std::string_view exampleName = "org.example.notes";
+
+bool isWordEnd(char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) == 0;
 }
 
 /// Our texts have asterisks in paths, where none is a mark.
@@ -51,6 +60,19 @@ const Explanation &explanationOf(std::string_view id) {
     return unknown;
 }
 
+std::string addressedTo(const std::string &name, std::string_view text) {
+    std::string result;
+    while (!text.empty()) {
+        const bool isPlaceholder = text.starts_with(placeholder) &&
+                                   isWordEnd(result.empty() ? ' ' : result.back()) &&
+                                   (text.size() == placeholder.size() || isWordEnd(text[placeholder.size()]));
+        const bool isExample = text.starts_with(exampleName);
+        result += isPlaceholder || isExample ? name : std::string(text.substr(0, 1));
+        text.remove_prefix(isPlaceholder ? placeholder.size() : isExample ? exampleName.size() : 1);
+    }
+    return result;
+}
+
 std::string proseOf(const Validator::CatalogueEntry &entry) {
     const Explanation &explanation = explanationOf(entry.id);
     std::string text = std::string(entry.id) + " (" + nameOf(entry.level) + ")\n\n";
@@ -58,6 +80,8 @@ std::string proseOf(const Validator::CatalogueEntry &entry) {
         text += heading + (": " + std::string(body)) + "\n\n";
     if (!explanation.topic.empty())
         text += "What is allowed: kelpctl rules " + std::string(explanation.topic) + "\n\n";
+    if (addressedTo("", text) != text)
+        text += "ID stands for the name of the package.\n\n";
     return text;
 }
 

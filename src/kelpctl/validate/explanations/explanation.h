@@ -45,6 +45,10 @@ std::string proseOf(const Validator::CatalogueEntry &entry);
 /// The example with a heading. Its lines are to be copied, and must not be broken.
 std::string exampleOf(const Validator::CatalogueEntry &entry);
 
+/// The text of an explanation for the makers of one package: "ID", and the name of the package in the
+/// examples, become `name`, which must be escaped for people.
+std::string addressedTo(const std::string &name, std::string_view text);
+
 /// All of it in GitHub's kind of Markdown.
 std::string markdownOf(const Validator::CatalogueEntry &entry);
 

@@ -69,8 +69,7 @@ constexpr Explanation contentRows[] = {
      "%dir %{_datadir}/%{name}"},
     {"path-impossible",
      "The path of an entry leads outside, is not plain, is that of a file and ends in a slash, is longer "
-     "than 2048 bytes or deeper than 64 "
-     "directories; or the text of a link is empty or longer than that.",
+     "than 2048 bytes or deeper than 64 directories; or the text of a link is empty or longer than that.",
      "It could write over files outside the directory into which the package is unpacked.",
      "Build the package with rpmbuild, from plain paths.", Path, "/usr/share/org.example.notes/data.txt"},
     {"place-taken",

@@ -32,14 +32,18 @@ constexpr Explanation desktopRows[] = {
      "key"},
     {"application-type-should-be-vitrine", "The application is of another type than vitrine-qt5.",
      "Applications that use Vitrine start faster with that type.",
-     "Set the type if the application uses Vitrine.", Desktop,
+     "Set the type if the application uses Vitrine. If it does not, give that as the reason in a file for "
+     "--overrides.",
+     Desktop,
      "[Desktop Entry]\n"
      "X-Pelago-Application-Type=vitrine-qt5",
      "key"},
     {"application-type-missing",
      "The desktop file does not say of which type the application is, or names an unknown one.",
      "The system would not know how to start it.",
-     "Set one of vitrine-qt5, qt5, qtquick2, generic and no-invoker.", Desktop,
+     "Set vitrine-qt5 for an application that uses Vitrine, qt5 or qtquick2 for another of Qt, generic for "
+     "one without Qt, and no-invoker for one that no booster is to start.",
+     Desktop,
      "[Desktop Entry]\n"
      "X-Pelago-Application-Type=vitrine-qt5",
      "key"},
@@ -50,7 +54,8 @@ constexpr Explanation desktopRows[] = {
      "X-Pelago-Application-Type=vitrine-qt5",
      "key"},
     {"desktop-name-missing", "The desktop file has no Name.",
-     "The launcher would show an application without a name.", "Add a Name.", Desktop,
+     "The launcher would show an application without a name.",
+     "Add a Name. One in a language, like Name[de], does not do.", Desktop,
      "[Desktop Entry]\n"
      "Name=Notes",
      "key"},
@@ -65,7 +70,10 @@ constexpr Explanation desktopRows[] = {
      "[Desktop Entry]\n"
      "Name=Notes"},
     {"desktop-icon-invalid", "The Icon is not the name of the package.",
-     "The launcher looks icons up by the name of the package.", "Set the Icon.", Desktop,
+     "The launcher looks icons up by the name of the package.",
+     "Set Icon to the whole name of the package. The files of the icons have .png behind it, the key has "
+     "not.",
+     Desktop,
      "[Desktop Entry]\n"
      "Icon=org.example.notes",
      "key"},
@@ -75,7 +83,7 @@ constexpr Explanation desktopRows[] = {
      "behind it. A wrapper like `env` or `sh -c` is not allowed.",
      Desktop,
      "[Desktop Entry]\n"
-     "Exec=halyard-qml org.example.notes",
+     "Exec=/usr/bin/org.example.notes",
      "key"},
     {"desktop-type-invalid", "The Type is not Application.", "Nothing else is shown in the launcher.",
      "Set the Type.", Desktop,

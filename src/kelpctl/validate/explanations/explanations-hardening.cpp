@@ -16,7 +16,9 @@ constexpr Explanation hardeningRows[] = {
      "Something else than the application's desktop file lies in the directory of desktop files.",
      "Every file there starts something, and only the application's own is looked into. A link or a "
      "directory could become another one.",
-     "Take it out; a package has one desktop file, which is a file.", Spec,
+     "Name the application's own desktop file after the whole package, ID.desktop, and take all others out. "
+     "It is a file, and no link.",
+     Spec,
      "%install\n"
      "install -D -m 0644 notes.desktop %{buildroot}%{_datadir}/applications/%{name}.desktop\n"
      "\n"
@@ -132,8 +134,9 @@ constexpr Explanation hardeningRows[] = {
     {"library-not-allowed-elsewhere",
      "Another file than the main program needs a library that is neither allowed nor in the package.",
      "It may not be on the device, or give access that the profile does not have.",
-     "Use an allowed library, or ship your own in /usr/share/ID/lib.", Shell,
-     "readelf -d libnotes.so.1 | grep NEEDED", "library"},
+     "Use an allowed library, link it into the program, or ship your own in /usr/share/ID/lib, with an rpath "
+     "to there.",
+     Shell, "readelf -d libnotes.so.1 | grep NEEDED", "library"},
     {"library-by-path", "A file needs a library by a path.",
      "The loader takes the path from where the program was started, and looks nowhere else.",
      "Give the library a soname, and link by that.", Shell,
@@ -163,8 +166,8 @@ constexpr Explanation hardeningRows[] = {
      "Remove the characters. In comments those may stay that end no line.", Shell,
      "tr -d '\\000-\\010\\013-\\037\\177' <notes.desktop"},
     {"desktop-direction",
-     "A Name or Comment changes the direction of reading by characters for that alone "
-     "(U+202A to U+202E, U+2066 to U+2069), and ends that again, or leaves an embedding open.",
+     "A Name or Comment changes the direction of reading by characters for that alone (U+202A to U+202E, "
+     "U+2066 to U+2069), and ends that again, or leaves an embedding open.",
      "It may look like another text than it is.",
      "Leave the characters out where the letters themselves give the direction.", Desktop,
      "[Desktop Entry]\n"

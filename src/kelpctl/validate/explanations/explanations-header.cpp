@@ -11,7 +11,9 @@ constexpr Explanation headerRows[] = {
      "The name of the package is not of three or more parts with full stops between.",
      "The name decides where the application may put its files; without a domain of your own in front, two "
      "developers take the same one.",
-     "Name the package after a domain that you own, its parts reversed.", Spec, "Name: org.example.notes"},
+     "Name the package after a domain that you own, its parts reversed. The program, the desktop file and "
+     "the icons have the same name.",
+     Spec, "Name: org.example.notes"},
     {"dependency-unstable", "The package requires something whose interface may change or go away.",
      "A later system may lack it, and the application stops working there.",
      "Use one that is listed as allowed, if there is such a thing. `rpm -qp --filerequire FILE.rpm` tells "
@@ -31,8 +33,9 @@ constexpr Explanation headerRows[] = {
     {"provides-not-allowed", "The package claims to provide something that is not its own.",
      "Other packages that need it would get this application in its place.",
      "A package may provide its own name, with whatever stands behind it, and the types that its desktop "
-     "file handles. All else is mostly generated: by rpmbuild, of each library in the package its soname. "
-     "Exclude those as below; take out a Provides of your own that begins otherwise.",
+     "file handles. All else is mostly generated: by rpmbuild, of each library in the package its soname, "
+     "and of each desktop file application(ITS-NAME). Exclude those as below, and name the desktop file "
+     "after the whole package; take out a Provides of your own that begins otherwise.",
      Spec,
      "%global __provides_exclude_from ^%{_datadir}/%{name}/.*$\n"
      "Provides: %{name}-viewer",
@@ -60,7 +63,7 @@ constexpr Explanation headerRows[] = {
     {"scripts", "The package has a scriptlet, or a program for one.",
      "Scriptlets run as root, outside the sandbox. This is refused in developer mode too.",
      "Take %pre, %post, %preun, %postun, %pretrans and %posttrans out; do at the start of the application "
-     "what they did.",
+     "what they did. Libraries in /usr/share/ID/lib need no ldconfig.",
      Spec, "# no \"%post -p /sbin/ldconfig\""},
     {"special-mode-bits", "A file has the set-user-id, set-group-id or sticky bit.",
      "It would run with rights that the application does not have.", "Give the file plain permissions.", Spec,
@@ -68,8 +71,8 @@ constexpr Explanation headerRows[] = {
      "%attr(0755,root,root) %{_bindir}/%{name}"},
     {"executable-mode", "A file that is not where programs are can be executed.",
      "Programs may only lie where they are checked as programs.",
-     "Take the execute bits away, or move the program to /usr/libexec/ID. Of libraries, whose names hold "
-     "\".so\", the bits may stay.",
+     "Name the program after the whole package, /usr/bin/ID, or move it to /usr/libexec/ID; take the execute "
+     "bits away from what is no program. Of libraries, whose names hold \".so\", the bits may stay.",
      Spec,
      "%install\n"
      "install -D -m 0644 notes.db %{buildroot}%{_datadir}/%{name}/data.txt\n"
@@ -100,8 +103,9 @@ constexpr Explanation headerRows[] = {
      "%defattr(-,root,root,-)"},
     {"link-exclusive-paths", "The package has a symbolic link.",
      "A link is judged as if what it leads to were in its place, so that it has to be allowed there.",
-     "Nothing, if the link is meant. It must lead to something in the package.", Shell,
-     "rpm -qlvp FILE.rpm | grep \"^l\""},
+     "Nothing, if the link is meant. It must lead to something in the package. For rpmbuild's own links in "
+     "/usr/lib/.build-id see location-not-allowed.",
+     Shell, "rpm -qlvp FILE.rpm | grep \"^l\""},
     {"link-target-not-allowed", "A symbolic link leads to no entry of the package.",
      "It could hand out files of the system or of other applications.",
      "Let the link lead to a file that the package lists; \"./\" and inner \"..\" are not followed.", Spec,

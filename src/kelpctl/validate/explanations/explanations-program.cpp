@@ -27,8 +27,8 @@ constexpr Explanation programRows[] = {
     {"rpath-empty", "The main program has no rpath.",
      "A program that needs no library of the package needs no rpath either. Otherwise its libraries are not "
      "found.",
-     "Set an rpath if the package ships libraries. If it ships none, say so in a file of overrides, with "
-     "rpath-empty as the id.",
+     "Set an rpath if the package ships libraries. If it ships none, give that as the reason in a file for "
+     "--overrides.",
      Shell, "g++ -o notes main.cpp -Wl,-rpath,/usr/share/org.example.notes/lib -Wl,--disable-new-dtags",
      "rpath"},
     {"rpath-not-allowed", "The rpath of the main program leads elsewhere than to libraries of the package.",
@@ -56,7 +56,8 @@ constexpr Explanation programRows[] = {
      "%{_bindir}/%{name}"},
     {"libexec-not-elf", "A file below /usr/libexec/ID is no valid ELF file.",
      "The directory is for programs alone; scripts are not checked for what they run.",
-     "Move data to /usr/share/ID.", Path, "/usr/share/org.example.notes/data.txt", "path"},
+     "Move data to /usr/share/ID. What a script does has to be in a compiled program.", Path,
+     "/usr/share/org.example.notes/data.txt", "path"},
     {"noarch-with-programs", "The package holds programs, but says that it is for every architecture.",
      "It would be installed where the programs do not run.", "Take BuildArch out.", Spec,
      "# no \"BuildArch: noarch\""},
@@ -64,13 +65,15 @@ constexpr Explanation programRows[] = {
      "An executable file is no ELF file of a supported word size and byte order, or its sections claim more "
      "than the file holds.",
      "It could not run, or hides what it needs. Scripts are not allowed.",
-     "Take the execute bits away if it is data or a script, or build it for the device.", Shell,
-     "file notes"},
+     "Build it for the device. A script is not allowed: what it does has to be in a compiled program. Take "
+     "the execute bits away if it is data.",
+     Shell, "file notes"},
     {"executable-location", "A program lies where programs may not be.",
      "Only programs in /usr/bin/ID and /usr/libexec/ID/ run in the sandbox of the application. A link to a "
      "program counts like a program in its place.",
-     "Move it to /usr/libexec/ID. The links in /usr/lib/.build-id are rpmbuild's own, and count like the "
-     "program to which they lead: switch them off.",
+     "Name the main program after the whole package, /usr/bin/ID, and move others to /usr/libexec/ID. The "
+     "links in /usr/lib/.build-id are rpmbuild's own, and count like the program to which they lead: switch "
+     "them off.",
      Spec,
      "%define _build_id_links none\n"
      "\n"
@@ -90,8 +93,9 @@ constexpr Explanation programRows[] = {
      "kelpctl rules library | grep allowed", "library"},
     {"library-not-allowed", "The main program needs a library that is neither allowed nor in the package.",
      "It may not be on the device, or give access that the profile does not have.",
-     "Use an allowed library, or ship your own in /usr/share/ID/lib.", Shell,
-     "readelf -d notes | grep NEEDED", "library"},
+     "Use an allowed library, link it into the program, or ship your own in /usr/share/ID/lib, with an rpath "
+     "to there.",
+     Shell, "readelf -d notes | grep NEEDED", "library"},
     {"qml-import-absolute", "A QML file imports a directory by its full path.",
      "It would run files that are not of the package.",
      "Import by a relative path, as in `import \"../components\"`.", Shell, "grep -rn '^import \"/' qml"},

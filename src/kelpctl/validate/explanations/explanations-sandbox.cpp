@@ -38,7 +38,8 @@ constexpr Explanation sandboxRows[] = {
      "key"},
     {"sandbox-permission-not-allowed",
      "The application asks for a permission that its profile does not have.",
-     "The sandbox would not grant it.", "Take it out; `kelpctl rules` lists those that there are.", Desktop,
+     "The sandbox would not grant it.", "Take it out, correct its name, or ask for a profile that has it.",
+     Desktop,
      "[X-Application]\n"
      "Permissions=Internet;Pictures",
      "permission"},
@@ -50,7 +51,10 @@ constexpr Explanation sandboxRows[] = {
      "group"},
     {"application-name-illegal",
      "ApplicationName is empty, or holds other characters than letters, digits, \"_\", \"-\" and \".\".",
-     "Directories and D-Bus names are made of it.", "Begin with a letter and use those characters.", Desktop,
+     "Directories and D-Bus names are made of it.",
+     "Begin with a letter, and go on with letters, digits, \"_\" and \".\". A key that is missing counts as "
+     "empty.",
+     Desktop,
      "[X-Application]\n"
      "ApplicationName=notes"},
     {"application-name-reserved",
@@ -76,7 +80,8 @@ constexpr Explanation sandboxRows[] = {
     {"organization-name-illegal",
      "OrganizationName is empty, or holds other characters than small letters, digits, \".\", \"_\" and "
      "\"-\".",
-     "Directories and D-Bus names are made of it.", "Use those characters.", Desktop,
+     "Directories and D-Bus names are made of it.",
+     "Use small letters, digits, \".\", \"_\" and \"-\". A key that is missing counts as empty.", Desktop,
      "[X-Application]\n"
      "OrganizationName=org.example"},
     {"organization-name-digit-first", "A part of OrganizationName begins with a digit.",

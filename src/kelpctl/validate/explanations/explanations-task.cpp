@@ -52,7 +52,9 @@ constexpr Explanation taskRows[] = {
      "Exec=org.example.notes.sync"},
     {"task-executable-misplaced", "Exec of a task does not start a program of the package.",
      "A task may start programs of its own package alone.",
-     "Use the name of the package, with /usr/bin/ in front or a suffix behind it if need be.", Desktop,
+     "A task starts /usr/bin/ID, or another program of the package in /usr/bin whose name is ID, a full stop "
+     "and a word. Programs in /usr/libexec are not for tasks.",
+     Desktop,
      "[X-Task sync]\n"
      "Type=worker\n"
      "Exec=/usr/bin/org.example.notes --sync"},
@@ -85,7 +87,9 @@ constexpr Explanation taskRows[] = {
      "Conditions=internet:wifi;charging",
      "condition"},
     {"task-condition-unknown", "A condition of a task is not known.",
-     "The system would not know when to start the task.", "Use internet, battery-not-low, charging and idle.",
+     "The system would not know when to start the task.",
+     "Use internet, battery-not-low, charging and idle. A kind of connection stands behind internet, as in "
+     "internet:wifi.",
      Desktop,
      "[X-Task sync]\n"
      "Type=worker\n"
