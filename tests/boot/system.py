@@ -46,7 +46,7 @@ SCRIPTS = {
     "tell": 'echo "$@ $(systemctl is-active kelp-launcher)" >/dev/ttyS1',
     "early": "exec >/dev/ttyS1 2>&1\nexec 3<>/dev/tcp/127.0.0.1/7070\n. /watch/meanwhile\nread -u 3\ntrue",
     "mark": 'mkdir -p /var/watch && echo "the launcher $1" >/var/watch/$1 && sync -f /var/watch',
-    "ask": 'for command in "busctl list" "systemctl start late"; do timeout 10 $command >/dev/null 2>&1\n'
+    "ask": 'for command in "busctl list" "systemctl start late"; do timeout 30 $command >/dev/null 2>&1\n'
            'echo "$command: status $?"; done',
     "late": "exec >/dev/ttyS1 2>&1\n"
             'echo "start: $(systemctl is-system-running --wait)"\n. /watch/afterwards\necho "the end"\n'
@@ -71,8 +71,8 @@ class Disks(Machine):
         with self:
             run("cp", "-a", *(path for path in tree.iterdir() if path.name not in ["dev", "proc", "lost+found"]), self.root)
             for name in self.links:
-                (self.root / name).rename(self.root / f"var/{name}.d")
-                (self.root / name).symlink_to(f"var/{name}.d")
+                (self.root / name).rename(self.root / "var" / name)
+                (self.root / name).symlink_to(f"var/{name}")
         return self
 
     def remount(self, read_only):
