@@ -20,10 +20,10 @@ namespace {
 
 /// In the order in which --help lists them.
 constexpr KelpCtl::AddCommand commands[] = {
-    KelpCtl::addStatus, KelpCtl::addPlan,     KelpCtl::addList,    KelpCtl::addInfo,
-    KelpCtl::addFiles,  KelpCtl::addOwner,    KelpCtl::addHistory, KelpCtl::addSources,
-    KelpCtl::addPolicy, KelpCtl::addVerify,   KelpCtl::addDoctor,  KelpCtl::addInstall,
-    KelpCtl::addRemove, KelpCtl::addValidate, KelpCtl::addExplain, KelpCtl::addRules,
+    KelpCtl::addStatus,  KelpCtl::addPlan,    KelpCtl::addList,    KelpCtl::addInfo,   KelpCtl::addFiles,
+    KelpCtl::addOwner,   KelpCtl::addHistory, KelpCtl::addSources, KelpCtl::addPolicy, KelpCtl::addVerify,
+    KelpCtl::addDoctor,  KelpCtl::addInstall, KelpCtl::addRemove,  KelpCtl::addReport, KelpCtl::addValidate,
+    KelpCtl::addExplain, KelpCtl::addRules,
 };
 
 /// That there is nothing of the name is what was asked for; all else kept the answer from being given.

@@ -4,6 +4,7 @@
 #include "kelp/core/kelp/validator/all-findings.h"
 #include "kelpctl/text-width.h"
 #include "kelpctl/validate/explanations/explanation.h"
+#include "kelpctl/validate/explanations/machine-words.h"
 #include "kelpctl/validate/package-report.h"
 
 #include "../extract/rpm-writer.h"
@@ -106,7 +107,15 @@ TEST_F(KelpCtlTest, EveryFindingHasAnIdThatStaysAndAnExplanation) {
     EXPECT_EQ(run("explain scripts"), 0);
     EXPECT_THAT(out(), StartsWith("scripts (critical)\n"));
     EXPECT_EQ(run("explain --list"), 0);
-    EXPECT_EQ(static_cast<std::size_t>(std::ranges::count(out(), '\n')), ids.size());
+    EXPECT_EQ(static_cast<std::size_t>(std::ranges::count(out(), '\n')),
+              ids.size() + KelpCtl::machineWords().size());
+    const std::string headings = readFile(fs::path(KELP_GOLDEN) / "../../docs/recovery.md");
+    for (const KelpCtl::MachineWord &word : KelpCtl::machineWords()) {
+        const std::string text = (word.isHeading ? "\n## " : "") + std::string(word.help);
+        EXPECT_NE(headings.find(text), headings.npos) << text;
+    }
+    EXPECT_EQ(run("explain rescued"), 0);
+    EXPECT_THAT(out(), AllOf(StartsWith("rescued (doctor)\n"), HasSubstr("\nrescued (status)\n")));
     EXPECT_EQ(run("rules --profile mdm"), 0);
     for (const char *line : {"provides\trequired\tmdm-client\n", "permission\tallowed\tInternet\n"})
         EXPECT_THAT(out(), HasSubstr(line));

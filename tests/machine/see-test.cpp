@@ -114,10 +114,14 @@ TEST_F(SeeTest, ADamagedFileCostsWhatItAloneTells) {
 TEST_F(SeeTest, TellsWhatIsOnRecordToWhoeverMayKnow) {
     const std::pair<const char *, const char *> rows[] = {
         {"owner /usr/bin/org.example.notes", "org.example.notes 1.4.2-1\n"},
+        {"--root / owner /opt/app/org.example.notes/current/bin/gone", "org.example.notes 1.4.2-1\n"},
+        {"owner /usr/share/org.example.notes/", "org.example.notes 1.4.2-1\n"},
+        {"owner /opt/app/org.example.notes/9-1/x",
+         "kelpctl: no application has published /opt/app/org.example.notes/9-1/x\nstatus 1\n"},
         {"owner /bin", "kelpctl: no application has published /bin\nstatus 1\n"},
         {"files org.example.ticker", "kelpctl: Package org.example.ticker not installed\nstatus 1\n"},
     };
-    there("ln -sfn /srv opt/app/org.example.ticker/current");
+    there("ln -sfn /srv opt/app/org.example.ticker/current; mkdir opt/app/org.example.notes/9-1");
     for (const auto &[arguments, answer] : rows)
         EXPECT_EQ(kelpctl(arguments), answer);
 
@@ -138,6 +142,13 @@ TEST_F(SeeTest, TellsWhatIsOnRecordToWhoeverMayKnow) {
             ContainsRegex("org.example.notes +1.4.2-1 +\\? +"), ContainsRegex("org.example.reader +\\? +\\?"),
             HasSubstr("Couldn't read directory: /opt/app/org.example.notes/1.4.2-1/bin: Permission denied\n"),
             EndsWith("status 2\n")));
+
+    there("ln -s '/home/alice/My Photos' opt/app/photos; kelpctl report /root/report");
+    EXPECT_THAT(there("stat -c %a root/report; cat root/report/*.txt"),
+                AllOf(StartsWith("700\n"), HasSubstr("/opt/app/photos -> <home>\n"),
+                      HasSubstr("/symlink.list\n"), HasSubstr("== /var/lib/kelp/registry\ntimestamp="),
+                      Not(HasSubstr("Photos"))));
+    EXPECT_THAT(kelpctl("report /root/report"), HasSubstr("/root/report: File exists\nstatus 2\n"));
 
     run("printf 'timestamp=1 event=I package=a\\033[2Jb keyid=K\\377\\n' >$IMAGE/var/lib/kelp/registry");
     EXPECT_THAT(kelpctl("history"), HasSubstr("a\\x1b[2Jb"));

@@ -11,5 +11,6 @@ void addDoctor(CLI::App &app, Command &command);
 void addPolicy(CLI::App &app, Command &command);
 void addInstall(CLI::App &app, Command &command);
 void addRemove(CLI::App &app, Command &command);
+void addReport(CLI::App &app, Command &command);
 
 } // namespace KelpCtl

@@ -3,6 +3,7 @@
 #include "kelpctl/see/presentation.h"
 #include "kelpctl/shown-text.h"
 #include "kelpctl/terminal.h"
+#include "kelpctl/validate/explanations/machine-words.h"
 
 #include "kelp/core/common/configuration.h"
 #include "kelp/core/common/writer-lock.h"
@@ -40,6 +41,11 @@ struct Examined : Mending {
     std::vector<std::string> listed;      ///< Those that have got one of what was found.
 };
 
+/// The command that helps, or the heading in recovery.md.
+std::string helpFor(const Finding &finding) {
+    return finding.mend ? "kelpctl doctor --repair" : KelpCtl::helpFor(nameOf(finding.kind));
+}
+
 /// Only what is left: to a tool, what has been mended is no finding any more.
 json::object asJson(const Examined &examined) {
     json::array array;
@@ -48,7 +54,8 @@ json::object asJson(const Examined &examined) {
                                      {"kind", nameOf(finding.kind)},
                                      {"path", jsonText(finding.path.native())},
                                      {"text", jsonText(finding.text)},
-                                     {"repairable", finding.mend != nullptr}});
+                                     {"repairable", finding.mend != nullptr},
+                                     {"help", helpFor(finding)}});
     json::array withoutList;
     for (const std::string &id : examined.withoutList)
         withoutList.emplace_back(jsonText(id));
@@ -76,7 +83,9 @@ void print(std::ostream &output, const Examined &mending) {
         if (finding.id != last || &finding == mending.left.data())
             output << styled(nameOf(finding), Style::Bold, STDOUT_FILENO) << '\n';
         last = finding.id;
-        printText(output, lineOf(finding) + shown(finding.text));
+        // One that can be repaired says what --repair does.
+        printText(output,
+                  lineOf(finding) + shown(finding.text) + (finding.mend ? "" : "; " + helpFor(finding)));
     }
     if (!mending.withoutList.empty())
         printText(

@@ -6,12 +6,14 @@
 #include "kelp/core/common/errors/error-category.h"
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/writer-lock.h"
+#include "kelp/core/kelp/incoming/rpm-package.h"
 #include "kelp/core/kelp/mending/installation.h"
 #include "kelp/core/kelp/mending/removal.h"
 #include "kelp/core/kelp/mending/repair.h"
 #include "kelp/core/kelp/validator/framework/logger.h"
 
 #include <CLI/CLI.hpp>
+#include <boost/json.hpp>
 
 #include <unistd.h>
 
@@ -23,6 +25,7 @@ namespace KelpCtl {
 
 namespace {
 
+namespace json = boost::json;
 using Common::ErrorCategory;
 using Common::ErrorCode;
 using Common::WriterLock;
@@ -33,6 +36,7 @@ using Core::KELP::Installed;
 struct InstallArguments {
     InstallationOptions options;
     bool isRepair = false;
+    bool isJson = false;
     std::vector<std::string> names;
 };
 
@@ -53,26 +57,94 @@ std::string wordsFor(const Installed &installed, const InstallArguments &argumen
            (installed.previousVersion.empty() ? "" : " in place of " + installed.previousVersion);
 }
 
+/// What has happened to a package, for a tool; a member that is empty is null there.
+struct Happening {
+    const char *event;
+    std::string id = {};
+    std::string version = {};
+    std::string path = {};
+    std::string reason = {};
+};
+
+/// A line for each, at once: the next package may be interrupted, and this one is in the store by then.
+void writeJson(std::ostream &output, const Happening &happening) {
+    const auto value = [](const std::string &text) {
+        return text.empty() ? json::value() : json::value(jsonText(text));
+    };
+    output << json::object{{"event", happening.event},
+                           {"id", value(happening.id)},
+                           {"version", value(happening.version)},
+                           {"path", value(happening.path)},
+                           {"reason", value(happening.reason)}}
+           << std::endl;
+}
+
+/// What a tool is told a file by. One that cannot be read has only its name.
+Happening subjectOf(const std::string &file) {
+    try {
+        const auto package = Core::KELP::RpmPackage::fromFile(file, {});
+        return {"", package.id(), package.version(), file};
+    } catch (const std::exception &) {
+        return {"", "", "", file};
+    }
+}
+
+/// Where findings go as JSON. The validator's printing is a plain function, without a place for it.
+std::ostream *findingsOutput = nullptr;
+
+void tellFinding(const Validator::Message &finding) {
+    if (findingsOutput)
+        writeJson(*findingsOutput, {"finding", "", "", finding.path, finding.text});
+    else
+        std::cerr << findingLine(finding, STDERR_FILENO, 0) << std::endl;
+}
+
 /// Calls `act`, and turns what it raises into a line and a status: the others go on.
 template<class Act>
-ExitStatus attempt(const std::string &name, const Act &act) {
+ExitStatus attempt(const InstallArguments &arguments, const Happening &subject, std::ostream &output,
+                   const Act &act) {
+    const std::string &name = subject.path.empty() ? subject.id : subject.path;
+    ExitStatus status = ExitStatus::Trouble;
+    std::string reason;
     try {
         act();
         return ExitStatus::Accepted;
     } catch (const Common::Error &error) {
-        std::cerr << "kelpctl: " << shown(name) << ": " << shown(Common::explainedText(error)) << '\n';
+        reason = Common::explainedText(error);
         // The other errors of the core are answers: not let in, or not there.
-        return isTrouble(error) ? ExitStatus::Trouble : ExitStatus::Refused;
+        status = isTrouble(error) ? ExitStatus::Trouble : ExitStatus::Refused;
     } catch (const std::exception &error) {
-        std::cerr << "kelpctl: " << shown(name) << ": " << shown(Common::explainedText(error)) << '\n';
-        return ExitStatus::Trouble;
+        reason = Common::explainedText(error);
     }
+    std::cerr << "kelpctl: " << shown(name) << ": " << shown(reason) << '\n';
+    if (arguments.isJson)
+        writeJson(output, {status == ExitStatus::Refused ? "refused" : "failed", subject.id, subject.version,
+                           subject.path, reason});
+    return status;
+}
+
+const char *eventOf(const InstallArguments &arguments, const Installed &installed) {
+    if (arguments.options.isDryRun)
+        return "accepted";
+    if (arguments.isRepair)
+        return "repaired";
+    return installed.previousVersion.empty() ? "installed" : "updated";
+}
+
+void tellInstalled(const InstallArguments &arguments, const std::string &file, const Installed &installed,
+                   std::ostream &output) {
+    if (arguments.isJson)
+        writeJson(output,
+                  {eventOf(arguments, installed), installed.id, installed.version, file,
+                   installed.previousVersion.empty() ? "" : "in place of " + installed.previousVersion});
+    else
+        // Told at once: the next one may be interrupted, and this one is in the store by then.
+        output << shown(wordsFor(installed, arguments)) << std::endl;
 }
 
 ExitStatus install(const InstallArguments &arguments, std::ostream &output) {
-    Validator::Logger::setPrinting([](const Validator::Message &finding) {
-        std::cerr << findingLine(finding, STDERR_FILENO, 0) << std::endl;
-    });
+    findingsOutput = arguments.isJson ? &output : nullptr;
+    Validator::Logger::setPrinting(tellFinding);
     // Held over all files, so that nobody else's change comes between two of them.
     std::optional<WriterLock> lock;
     // A dry run changes nothing, and the lock is a file that only root can make.
@@ -81,18 +153,31 @@ ExitStatus install(const InstallArguments &arguments, std::ostream &output) {
     const Configuration configuration(Configuration::Missing::IsFine);
     ExitStatus worst = ExitStatus::Accepted;
     for (const std::string &file : arguments.names)
-        worst = std::max(worst, attempt(file, [&] {
-                             const Installed installed = (arguments.isRepair ? Core::KELP::repairPackage
-                                                                             : Core::KELP::installPackage)(
-                                 configuration, file, arguments.options);
-                             // Told at once: the next one may be interrupted, and this one is in the store by
-                             // then.
-                             output << shown(wordsFor(installed, arguments)) << std::endl;
-                             if (!installed.isComplete)
-                                 throw Common::Error(ErrorCode::Filesystem,
-                                                     "not all about it is on disk: see kelpctl doctor");
-                         }));
+        worst = std::max(
+            worst,
+            attempt(arguments, arguments.isJson ? subjectOf(file) : Happening{"", "", "", file}, output, [&] {
+                const Installed installed =
+                    (arguments.isRepair ? Core::KELP::repairPackage
+                                        : Core::KELP::installPackage)(configuration, file, arguments.options);
+                tellInstalled(arguments, file, installed, output);
+                if (!installed.isComplete)
+                    throw Common::Error(ErrorCode::Filesystem,
+                                        "not all about it is on disk: see kelpctl doctor");
+            }));
     return worst;
+}
+
+void tellRemoved(const InstallArguments &arguments, const std::string &id,
+                 const std::vector<std::filesystem::path> &left, std::ostream &output) {
+    if (arguments.isJson)
+        writeJson(output, {"removed", id});
+    else
+        output << shown(id) << " removed" << std::endl;
+    for (const std::filesystem::path &path : left)
+        if (arguments.isJson)
+            writeJson(output, {"kept", id, "", path.native(), "is somebody else's, and stays"});
+        else
+            std::cerr << "kelpctl: " << shown(path.native()) << " is somebody else's, and stays\n";
 }
 
 ExitStatus remove(const InstallArguments &arguments, std::ostream &output) {
@@ -100,12 +185,8 @@ ExitStatus remove(const InstallArguments &arguments, std::ostream &output) {
     const Configuration configuration(Configuration::Missing::IsFine);
     ExitStatus worst = ExitStatus::Accepted;
     for (const std::string &id : arguments.names)
-        worst = std::max(worst, attempt(id, [&] {
-                             const auto left = Core::KELP::removePackage(configuration, id);
-                             output << shown(id) << " removed" << std::endl;
-                             for (const std::filesystem::path &path : left)
-                                 std::cerr << "kelpctl: " << shown(path.native())
-                                           << " is somebody else's, and stays\n";
+        worst = std::max(worst, attempt(arguments, {"", id}, output, [&] {
+                             tellRemoved(arguments, id, Core::KELP::removePackage(configuration, id), output);
                          }));
     return worst;
 }
@@ -122,6 +203,7 @@ void addInstall(CLI::App &app, Command &command) {
         ->add_flag("--allow-downgrade", arguments->options.isDowngradeAllowed,
                    "Let older versions take the place of newer ones")
         ->excludes(repair);
+    install->add_flag("--json", arguments->isJson, "Write JSON, an object a line as things happen");
     install->add_option("FILE.rpm", arguments->names, "The package files")->required();
     install->callback([arguments, &command] {
         command = [arguments](std::ostream &output) { return KelpCtl::install(*arguments, output); };
@@ -131,6 +213,7 @@ void addInstall(CLI::App &app, Command &command) {
 void addRemove(CLI::App &app, Command &command) {
     const auto arguments = std::make_shared<InstallArguments>();
     CLI::App *remove = app.add_subcommand("remove", "Remove applications from the store");
+    remove->add_flag("--json", arguments->isJson, "Write JSON, an object a line as things happen");
     remove->add_option("ID", arguments->names, "The applications")->required();
     remove->callback([arguments, &command] {
         command = [arguments](std::ostream &output) { return KelpCtl::remove(*arguments, output); };

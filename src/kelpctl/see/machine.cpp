@@ -69,10 +69,14 @@ void enter(const std::filesystem::path &root) {
 
 } // namespace
 
-void addLookOptions(CLI::App &command, LookOptions &options) {
+void addRootOption(CLI::App &command, LookOptions &options) {
     command.add_option("--root", options.root, "Look at the machine whose root is DIR")
         ->option_text("DIR")
         ->check(CLI::ExistingDirectory);
+}
+
+void addLookOptions(CLI::App &command, LookOptions &options) {
+    addRootOption(command, options);
     command.add_flag("--json", options.isJson, "Write JSON");
 }
 

@@ -17,6 +17,9 @@ struct LookOptions {
     bool isJson = false;
 };
 
+/// Adds --root; `options` is written when the line is parsed and has to live until then.
+void addRootOption(CLI::App &command, LookOptions &options);
+
 /// Adds --root and --json; `options` is written when the line is parsed and has to live until then.
 void addLookOptions(CLI::App &command, LookOptions &options);
 

@@ -9,6 +9,8 @@
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/kelp/inspection/unread.h"
 #include "kelp/core/kelp/mappings/mapping-files.h"
+#include "kelp/core/kelp/package/database-path-resolver.h"
+#include "kelp/core/kelp/package/store-entry.h"
 
 #include <boost/json.hpp>
 
@@ -122,36 +124,72 @@ ExitStatus files(const Machine &machine, const std::string &id, bool isJson, std
     return ExitStatus::Accepted;
 }
 
-/// The id of the package of which `target` is a file in the store; empty for any other place.
-std::string idOfStored(const fs::path &target, const fs::path &store) {
-    const fs::path relative = target.lexically_normal().lexically_relative(store.lexically_normal());
-    // By the words alone: the target may be gone, and its owner is still to be told.
-    return relative.empty() || *relative.begin() == ".." ? std::string() : relative.begin()->string();
+/// An application that a path belongs to.
+struct Owner {
+    std::string id;
+    std::string version;
+    fs::path target; ///< The file in the store; empty for a directory that was made for an application.
+};
+
+/// What a place in the store belongs to: nothing for any other place, and for what is no application's. By
+/// the words alone, since the target of a link may be gone, and its owner is still to be told.
+std::optional<Owner> ownerOfStored(const Machine &machine, const fs::path &target) {
+    const fs::path store = machine.configuration().databaseDirectory().lexically_normal();
+    const fs::path relative = target.lexically_normal().lexically_relative(store);
+    if (relative.empty() || *relative.begin() == "..")
+        return std::nullopt;
+    const std::string id = relative.begin()->string();
+    const auto package = StoreView(machine.configuration()).package(id);
+    if (!package)
+        return std::nullopt;
+    const Core::KELP::DatabasePathResolver resolver(machine.configuration());
+    const Core::KELP::StoreEntry entry(resolver, id);
+    const auto content = entry.content();
+    const std::string name =
+        std::next(relative.begin()) == relative.end() ? std::string() : std::next(relative.begin())->string();
+    if (std::ranges::find(content.foreign, name) != content.foreign.end())
+        return std::nullopt;
+    // In a version that is not the current one, it is that one's.
+    const bool isVersion = std::ranges::find(content.own, name) != content.own.end();
+    return Owner{id, isVersion ? name : package->version, target};
+}
+
+std::vector<Owner> ownersOf(const Machine &machine, const fs::path &path, Unread &unread) {
+    // Any link counts as a mapping, so that the target has to lie in the store for somebody to own it.
+    for (const auto &place : {Core::KELP::findMapping(path), std::optional(path)})
+        if (auto owner = place ? ownerOfStored(machine, *place) : std::nullopt)
+            return {std::move(*owner)};
+    std::vector<Owner> owners;
+    const StoreView store(machine.configuration());
+    if (!fs::is_directory(fs::symlink_status(path)))
+        return owners;
+    for (const Core::KELP::StoredPackage &package : store.packages()) {
+        const auto made = unread.attempt(
+            [&] { return store.madeDirectories(package.id).value_or(std::vector<fs::path>()); });
+        if (made && std::ranges::find(*made, path) != made->end())
+            owners.push_back({package.id, package.version, {}});
+    }
+    return owners;
 }
 
 ExitStatus owner(const Machine &machine, const std::string &argument, bool isJson, std::ostream &output) {
-    const fs::path path = (fs::current_path() / argument).lexically_normal();
-    std::optional<Core::KELP::StoredPackage> package;
-    fs::path target;
-    // Any link counts as a mapping, so that the target has to lie in the store for somebody to own it.
-    if (const auto found = Core::KELP::findMapping(path)) {
-        target = *found;
-        package = StoreView(machine.configuration())
-                      .package(idOfStored(target, machine.configuration().databaseDirectory()));
-    }
-    if (!package) {
+    fs::path path = (fs::current_path() / argument).lexically_normal();
+    if (!path.has_filename())
+        path = path.parent_path();
+    Unread unread;
+    const std::vector<Owner> owners = ownersOf(machine, path, unread);
+    if (owners.empty())
         std::cerr << "kelpctl: no application has published " << shown(path.native()) << '\n';
-        return ExitStatus::Refused;
-    }
-    if (isJson)
-        output << json::object{{"path", jsonText(path.native())},
-                               {"id", jsonText(package->id)},
-                               {"version", jsonText(package->version)},
-                               {"target", jsonText(target.native())}}
-               << '\n';
-    else
-        output << shown(package->id) << ' ' << shown(package->version) << '\n';
-    return ExitStatus::Accepted;
+    for (const Owner &owner : owners)
+        if (isJson)
+            output << json::object{{"path", jsonText(path.native())},
+                                   {"id", jsonText(owner.id)},
+                                   {"version", jsonText(owner.version)},
+                                   {"target", jsonText(owner.target.native())}}
+                   << '\n';
+        else
+            output << shown(owner.id) << ' ' << shown(owner.version) << '\n';
+    return tellUnread(unread, owners.empty() ? ExitStatus::Refused : ExitStatus::Accepted);
 }
 
 } // namespace
@@ -174,8 +212,9 @@ void addFiles(CLI::App &app, Command &command) {
 
 void addOwner(CLI::App &app, Command &command) {
     addLookCommand(app, command,
-                   {"owner", "Tell which application has published a file", owner,
-                    LookCommand::Argument::Required, "PATH", "The file"});
+                   {"owner", "Tell which application a path belongs to", owner,
+                    LookCommand::Argument::Required, "PATH",
+                    "A file or directory, in the system or the store"});
 }
 
 } // namespace KelpCtl

@@ -4,6 +4,7 @@
 #include "kelpctl/text-width.h"
 #include "kelpctl/validate/commands.h"
 #include "kelpctl/validate/explanations/explanation.h"
+#include "kelpctl/validate/explanations/machine-words.h"
 #include "kelpctl/validate/package-report.h"
 
 #include "kelp/core/kelp/validator/all-findings.h"
@@ -37,6 +38,8 @@ std::string checkId(const std::string &id) {
     std::vector<std::string> known;
     for (const Validator::CatalogueEntry &entry : Validator::allFindings())
         known.emplace_back(entry.id);
+    for (const MachineWord &word : machineWords())
+        known.emplace_back(word.word);
     if (std::ranges::find(known, id) != known.end())
         return "";
     const std::string closest = closestWord(id, known);
@@ -50,10 +53,21 @@ std::vector<CatalogueEntry> entriesOf(const ExplainArguments &arguments) {
     if (arguments.isList)
         return all;
     std::vector<CatalogueEntry> entries;
-    for (const std::string &id : arguments.ids)
-        if (std::ranges::find(entries, id, &CatalogueEntry::id) == entries.end())
-            entries.push_back(*std::ranges::find(all, id, &CatalogueEntry::id));
+    for (const std::string &id : arguments.ids) {
+        const auto found = std::ranges::find(all, id, &CatalogueEntry::id);
+        if (found != all.end() && std::ranges::find(entries, id, &CatalogueEntry::id) == entries.end())
+            entries.push_back(*found);
+    }
     return entries;
+}
+
+/// A word that doctor and status both have is explained for both.
+std::vector<MachineWord> wordsOf(const ExplainArguments &arguments) {
+    std::vector<MachineWord> words;
+    for (const MachineWord &word : machineWords())
+        if (arguments.isList || std::ranges::find(arguments.ids, word.word) != arguments.ids.end())
+            words.push_back(word);
+    return words;
 }
 
 json::object objectOf(const CatalogueEntry &entry) {
@@ -70,28 +84,43 @@ json::object objectOf(const CatalogueEntry &entry) {
             {"example", json::object{{"kind", nameOf(explanation.kind)}, {"text", explanation.example}}}};
 }
 
-void writeJson(const std::vector<CatalogueEntry> &entries, std::ostream &output) {
+void writeJson(const std::vector<CatalogueEntry> &entries, const std::vector<MachineWord> &words,
+               std::ostream &output) {
     json::array findings;
     for (const CatalogueEntry &entry : entries)
         findings.push_back(objectOf(entry));
-    output << json::object{{"findings", std::move(findings)}} << '\n';
+    json::array machine;
+    for (const MachineWord &word : words)
+        machine.push_back(json::object{{"word", word.word},
+                                       {"place", word.place},
+                                       {"what", word.what},
+                                       {"mend", word.mend},
+                                       {"help", helpOf(word)}});
+    output << json::object{{"findings", std::move(findings)}, {"machine", std::move(machine)}} << '\n';
 }
 
-void writeTexts(const std::vector<CatalogueEntry> &entries, std::ostream &output) {
+void writeTexts(const std::vector<CatalogueEntry> &entries, const std::vector<MachineWord> &words,
+                std::ostream &output) {
+    const std::size_t width = terminalWidth(STDOUT_FILENO);
     for (const CatalogueEntry &entry : entries)
-        output << (&entry == entries.data() ? "" : "\n")
-               << wrapped(proseOf(entry), terminalWidth(STDOUT_FILENO)) << exampleOf(entry);
+        output << (&entry == entries.data() ? "" : "\n") << wrapped(proseOf(entry), width)
+               << exampleOf(entry);
+    for (const MachineWord &word : words)
+        output << (entries.empty() && &word == words.data() ? "" : "\n") << wrapped(proseOf(word), width);
+}
+
+void writeList(const std::vector<CatalogueEntry> &entries, const std::vector<MachineWord> &words,
+               std::ostream &output) {
+    for (const CatalogueEntry &entry : entries)
+        output << entry.id << '\t' << nameOf(entry.level) << '\t' << explanationOf(entry.id).what << '\n';
+    for (const MachineWord &word : words)
+        output << word.word << '\t' << word.place << '\t' << word.what << '\n';
 }
 
 ExitStatus explain(const ExplainArguments &arguments, std::ostream &output) {
     const std::vector<CatalogueEntry> entries = entriesOf(arguments);
-    if (arguments.isJson)
-        writeJson(entries, output);
-    else if (!arguments.isList)
-        writeTexts(entries, output);
-    else
-        for (const CatalogueEntry &entry : entries)
-            output << entry.id << '\t' << nameOf(entry.level) << '\t' << explanationOf(entry.id).what << '\n';
+    const std::vector<MachineWord> words = wordsOf(arguments);
+    (arguments.isJson ? writeJson : arguments.isList ? writeList : writeTexts)(entries, words, output);
     return ExitStatus::Accepted;
 }
 
@@ -99,11 +128,12 @@ ExitStatus explain(const ExplainArguments &arguments, std::ostream &output) {
 
 void addExplain(CLI::App &app, Command &command) {
     const auto arguments = std::make_shared<ExplainArguments>();
-    CLI::App *explain = app.add_subcommand("explain", "Tell what findings mean and how to mend them");
-    auto *ids = explain->add_option("ID", arguments->ids, "The ids of the findings")
-                    ->check(CLI::Validator(checkId, "ID"))
-                    ->option_text("");
-    explain->add_flag("--list", arguments->isList, "List all findings: id, level, what is wrong")
+    CLI::App *explain = app.add_subcommand("explain", "Tell what findings and states mean and what to do");
+    auto *ids =
+        explain->add_option("ID", arguments->ids, "The ids of findings, or the words of doctor and status")
+            ->check(CLI::Validator(checkId, "ID"))
+            ->option_text("");
+    explain->add_flag("--list", arguments->isList, "List all of them: id, level or command, meaning")
         ->excludes(ids);
     explain->add_flag("--json", arguments->isJson, "Write JSON");
     explain->callback([arguments, &command] {

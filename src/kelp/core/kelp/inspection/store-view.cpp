@@ -218,10 +218,17 @@ std::optional<std::string> StoreView::versionOfRecord(const std::string &id) con
 }
 
 std::optional<std::vector<fs::path>> StoreView::publishedFiles(const std::string &id) const {
-    const DatabasePathResolver resolver(*configuration_);
-    const fs::path list = resolver.symlinkListFile(id, PackageSlot::Current);
+    return paths(id, DatabasePathResolver(*configuration_).symlinkListFile(id, PackageSlot::Current));
+}
+
+std::optional<std::vector<fs::path>> StoreView::madeDirectories(const std::string &id) const {
+    return paths(id, DatabasePathResolver(*configuration_).generatedDirListFile(id, PackageSlot::Current));
+}
+
+std::optional<std::vector<fs::path>> StoreView::paths(const std::string &id, const fs::path &list) const {
     Common::requireReadable(list);
     // Behind any other link is the list of somebody else.
+    const DatabasePathResolver resolver(*configuration_);
     const bool isOurs = StoreEntry(resolver, id).slot(PackageSlot::Current).counts();
     return isOurs && Common::lookFor(list) ? std::optional(requirePathList(list)) : std::nullopt;
 }

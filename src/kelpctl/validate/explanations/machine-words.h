@@ -1,0 +1,32 @@
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace KelpCtl {
+
+/// A word by which kelpctl says how an application of a machine stands, or what is wrong with it.
+struct MachineWord {
+    std::string_view word;
+    std::string_view place; ///< The commands that use it: "doctor", "verify", "doctor, verify" or "status".
+    std::string_view what;  ///< What it means.
+    std::string_view mend;  ///< What to do.
+    std::string_view help;  ///< The command that helps, or the heading in docs/recovery.md.
+    bool isHeading = false;
+};
+
+/// All of them: those of doctor and verify in doctor's order, then those of status.
+std::span<const MachineWord> machineWords();
+
+/// What helps against a finding that is not repaired by itself, as "kelpctl remove ID" or "see HEADING in
+/// recovery.md"; empty for a word that is no finding.
+std::string helpFor(std::string_view finding);
+
+/// What helps, as helpFor() says it.
+std::string helpOf(const MachineWord &word);
+
+/// All about a word as plain text.
+std::string proseOf(const MachineWord &word);
+
+} // namespace KelpCtl
