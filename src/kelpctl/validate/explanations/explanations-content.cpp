@@ -144,7 +144,8 @@ constexpr Explanation contentRows[] = {
      "echo '{\"watch\": [\"elf:%{_bindir}/%{name}\"]}' >%{buildroot}/etc/integrityd/config.d/%{name}.json\n"
      "\n"
      "%files\n"
-     "/etc/integrityd/config.d/%{name}.json"},
+     "/etc/integrityd/config.d/%{name}.json",
+     "watch"},
     {"integrity-file-invalid-json",
      "The configuration of the integrity daemon is no JSON object, or \"watch\" is no list.",
      "The daemon could not read it, and would watch nothing.", "Write an object with a list.", Spec,

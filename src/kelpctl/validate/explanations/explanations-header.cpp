@@ -56,10 +56,11 @@ constexpr Explanation headerRows[] = {
      "obsoletes"},
     {"vendor-discouraged", "The package names a vendor that is tolerated.",
      "The vendor is told by the signature, and the tag will not be accepted for ever.",
-     "Undefine the vendor in the .spec file.", Spec, "%undefine vendor"},
+     "Undefine the vendor in the .spec file.", Spec, "%undefine vendor", "vendor"},
     {"vendor-not-allowed", "The package names a vendor.",
      "Who made a package is told by its signature alone; a tag that says something else misleads.",
-     "Undefine the vendor in the .spec file: build services set it by themselves.", Spec, "%undefine vendor"},
+     "Undefine the vendor in the .spec file: build services set it by themselves.", Spec, "%undefine vendor",
+     "vendor"},
     {"scripts", "The package has a scriptlet, or a program for one.",
      "Scriptlets run as root, outside the sandbox. This is refused in developer mode too.",
      "Take %pre, %post, %preun, %postun, %pretrans and %posttrans out; do at the start of the application "

@@ -60,7 +60,7 @@ constexpr Explanation programRows[] = {
      "/usr/share/org.example.notes/data.txt", "path"},
     {"noarch-with-programs", "The package holds programs, but says that it is for every architecture.",
      "It would be installed where the programs do not run.", "Take BuildArch out.", Spec,
-     "# no \"BuildArch: noarch\""},
+     "# no \"BuildArch: noarch\"", "architecture"},
     {"executable-format",
      "An executable file is no ELF file of a supported word size and byte order, or its sections claim more "
      "than the file holds.",

@@ -70,8 +70,10 @@ Rules allRules(const Config &config) {
     appendHeaderRules(rules, config);
     appendDesktopRules(rules, config);
     appendLibraryRules(rules);
-    appendDataRules(rules);
+    appendManifestRules(rules);
+    appendWatchRules(rules);
     appendHardeningRules(rules);
+    appendSearchRules(rules);
     std::ranges::sort(rules, {},
                       [](const Rule &rule) { return std::tie(rule.topic, rule.status, rule.text); });
     return rules;

@@ -7,13 +7,6 @@
 
 namespace Validator {
 
-namespace {
-
-/// Tolerated for packages that have it already: who made a package is told by its signature.
-constexpr std::string_view discouragedVendor = "ondine";
-
-} // namespace
-
 RpmMetaChecker::RpmMetaChecker(std::shared_ptr<Config> config, const RpmMeta &meta, FindingSink sink,
                                std::size_t mostOfId) :
     config_(std::move(config)), meta_(meta), logger_(std::move(sink), mostOfId) {}

@@ -49,6 +49,8 @@ Message messageOf(ConfigurationParameterFileRule rule, const std::vector<std::st
 void appendDataFindings(std::vector<CatalogueEntry> &all);
 
 /// Appends the keys that the manifest of a package may have.
-void appendDataRules(Rules &rules); // manifest.cpp
+void appendManifestRules(Rules &rules); // manifest.cpp
+/// Appends what the configuration of the integrity daemon may watch.
+void appendWatchRules(Rules &rules); // integrity-file.cpp
 
 } // namespace Validator

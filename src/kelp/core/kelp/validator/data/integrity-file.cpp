@@ -1,5 +1,6 @@
 #include "kelp/core/kelp/validator/data/integrity-file.h"
 
+#include "kelp/core/kelp/validator/data/data-findings.h"
 #include "kelp/core/kelp/validator/framework/mapped-file.h"
 
 #include <json-glib/json-glib.h>
@@ -99,6 +100,11 @@ std::optional<std::vector<std::string>> readWatchedFiles(const std::filesystem::
     for (guint i = 0; i < json_array_get_length(array); ++i)
         files.push_back(watchedFile(json_array_get_element(array, i)));
     return files;
+}
+
+void appendWatchRules(Rules &rules) {
+    for (const std::string_view prefix : {prefixes[0], prefixes[1], std::string_view()})
+        rules.push_back({"watch", "allowed", std::string(prefix) + "/PATH"});
 }
 
 } // namespace Validator

@@ -126,7 +126,7 @@ void Manifest::checkVersions(const std::vector<std::string_view> &needed) const 
     }
 }
 
-void appendDataRules(Rules &rules) {
+void appendManifestRules(Rules &rules) {
     for (const auto &[key, kind] : knownKeys())
         rules.push_back({"manifest-key", key == minOsVersion ? "required" : "allowed", std::string(key)});
 }

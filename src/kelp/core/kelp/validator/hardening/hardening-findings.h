@@ -51,7 +51,9 @@ Message messageOf(HardeningRule rule, const std::vector<std::string> &strings);
 /// Appends the entries of the catalogue above.
 void appendHardeningFindings(std::vector<CatalogueEntry> &all);
 
-/// Appends the loaders of the system, and another name of a MIME type that the lists have.
+/// Appends the architectures and loaders of the system, and another name of a MIME type that the lists have.
 void appendHardeningRules(Rules &rules); // machines.cpp
+/// Appends where the rpath of any file may lead without a warning.
+void appendSearchRules(Rules &rules); // library-search.cpp
 
 } // namespace Validator

@@ -1,5 +1,7 @@
 #include "kelp/core/kelp/validator/hardening/library-search.h"
 
+#include "kelp/core/kelp/validator/hardening/hardening-findings.h"
+
 #include "kelp/core/kelp/validator/framework/text.h"
 
 #include <algorithm>
@@ -61,6 +63,13 @@ bool leavesLibraries(std::string_view piece, std::string_view path, const std::s
     return !isOfSystem(resolved) && std::ranges::none_of(packageDirectories, [&](std::string_view own) {
         return resolved.starts_with(std::string(own) + package + '/');
     });
+}
+
+void appendSearchRules(Rules &rules) {
+    for (const std::string_view directory : systemDirectories)
+        rules.push_back({"rpath", "harmless", std::string(directory) + '*'});
+    for (const std::string_view directory : packageDirectories)
+        rules.push_back({"rpath", "harmless", std::string(directory) + "ID/*"});
 }
 
 } // namespace Validator

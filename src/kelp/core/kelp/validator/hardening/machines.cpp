@@ -35,11 +35,17 @@ struct ArchitectureRow {
     std::string_view beginning;
     ElfMachine machine;
     ElfMachine companion;
+    std::string_view machines; ///< The two, as readelf(1) names them.
 };
 
 constexpr ArchitectureRow architectures[] = {
-    {"aarch64", aarch64, arm}, {"arm", arm, arm}, {"x86_64", x86_64, x86}, {"i3", x86, x86},
-    {"i4", x86, x86},          {"i5", x86, x86},  {"i6", x86, x86},
+    {"aarch64", aarch64, arm, "AArch64, ARM"},
+    {"arm", arm, arm, "ARM"},
+    {"x86_64", x86_64, x86, "Advanced Micro Devices X86-64, Intel 80386"},
+    {"i3", x86, x86, "Intel 80386"},
+    {"i4", x86, x86, "Intel 80386"},
+    {"i5", x86, x86, "Intel 80386"},
+    {"i6", x86, x86, "Intel 80386"},
 };
 
 const LoaderRow *rowOf(const ElfMachine &machine) {
@@ -74,6 +80,9 @@ void appendHardeningRules(Rules &rules) {
     for (const LoaderRow &row : loaders)
         for (const std::string_view directory : loaderDirectories)
             rules.push_back({"interpreter", "allowed", std::string(directory) + std::string(row.loader)});
+    for (const ArchitectureRow &row : architectures)
+        rules.push_back(
+            {"architecture", "allowed", std::string(row.beginning) + "*=" + std::string(row.machines)});
     rules.push_back({"mime-type", "forbidden", std::string(olderNameOfRpm)});
 }
 

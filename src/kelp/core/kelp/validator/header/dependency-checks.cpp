@@ -85,6 +85,8 @@ void checkRequirements(const HeaderCheck &check) {
 
 void appendHeaderRules(Rules &rules, const Config &config) {
     rules.push_back({"obsoletes", "forbidden", "*"});
+    rules.push_back({"vendor", "deprecated", std::string(discouragedVendor)});
+    rules.push_back({"vendor", "forbidden", "*"});
     if (const std::string &required = config.requiredPackage(); required.empty())
         rules.push_back({"conflicts", "forbidden", "*"});
     else

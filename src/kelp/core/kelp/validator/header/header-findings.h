@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Validator {
@@ -42,6 +43,9 @@ Message messageOf(PathRule rule, const std::vector<std::string> &strings);
 void appendHeaderFindings(std::vector<CatalogueEntry> &all);
 
 class Config;
+
+/// The vendor that is tolerated for packages that have it already: who made a package, its signature tells.
+constexpr std::string_view discouragedVendor = "ondine";
 
 /// Appends what the header of a package is held against beyond the lists of its profile.
 void appendHeaderRules(Rules &rules, const Config &config); // dependency-checks.cpp
