@@ -12,6 +12,12 @@ PROJECT = pathlib.Path(__file__).resolve().parents[2]
 KEY, OTHER_KEY, STORE = "5a0c1e77d2f04b6e9a3381c4f7be20d91c5d6a01", "9be2740f1d6c48a3b5e1f09c2a7d84361f3e5b02", "c11e47a6"
 ICONS = "/usr/share/icons/hicolor/86x86/apps"
 
+# The mark of a script, or of a trigger, that has run.
+RAN = "/srv/ran"
+
+# Cannot be published on a disk of small blocks, which a link's text does not fit into. Not on disk, but in one scenario.
+DEEP = "/usr/share/org.example.links" + ("/" + "x" * 240) * 4 + "/" + "y" * 60
+
 # The package's tree and where the system has it; {id} and {org} are the application's.
 RULES = {
     "bin": "/usr/bin", "connman/plugin": "/usr/lib/connman/plugins-vpn", "3rdparty": "/usr/lib/3rdparty/{id}",
@@ -32,7 +38,7 @@ class Name(str):
 class Application:
     """`files` has the content, the Link or the Name of each package path."""
 
-    def __init__(self, id, files, key=KEY, subgroup="regular", client=False, org="", stays=False, script=""):
+    def __init__(self, id, files, key=KEY, subgroup="regular", client=False, org="", stays=False, script=f": >{RAN}"):
         self.id, self.key, self.subgroup, self.client, self.org = id, key, subgroup, client, org
         self.stays, self.script = stays, script
         self.files = {f"bin/{id}": "#!/bin/sh\necho " + id, **files}
@@ -52,20 +58,20 @@ class Application:
         return "/" + path
 
     def mode(self, path):
-        return 0o755 if path.startswith("bin/") else 0o644
+        return 0o4755 if path.startswith("libexec/") else 0o755 if path.startswith("bin/") else 0o644
 
     def content(self, path):
         """What reading the path gives; nothing for a directory."""
-        if path == CHANGED[0]:
-            return CHANGED[1]
+        if (self.id, path) in CHANGED:
+            return CHANGED[self.id, path]
         entry = self.files.get(path)
         if isinstance(entry, Name):
             return self.content(entry)
         return self.content(os.path.join(os.path.dirname(path), entry)) if isinstance(entry, Link) else entry
 
 
-# A configuration file of org.example.links that somebody has edited.
-CHANGED = ("data/colours.conf", "paper=yellow")
+# What somebody has edited, and what somebody puts at a target while it is published.
+CHANGED, MET = {("org.example.links", "data/colours.conf"): "paper=yellow"}, "somebody's work"
 SHARED_FILE = '{"files": ["/usr/share/common/org.example/words.txt"]}'
 APPLICATIONS = [
     Application("org.example.links", client=True, org="org.example", files={
@@ -74,16 +80,18 @@ APPLICATIONS = [
         "icons/hicolor/86x86/apps/links.png": "icon", "integrityd/org.example.links.json": SHARED_FILE}),
     Application("org.example.shared", client=True, org="org.example", files={
         "vendor-common/words.txt": "note", "data/book.txt": "Call me Ishmael."}),
-    Application("com.example.devices", key=OTHER_KEY, subgroup="mdm", client=True, script="true", files={
+    Application("com.example.devices", key=OTHER_KEY, subgroup="mdm", client=True, files={
         "data/policy.json": "{}", "data/deep/er/file": "deep"}),
     Application("com.example.vpn", key=OTHER_KEY, subgroup="extended", files={
         "connman/plugin/example.so": "plugin", "connman/config/example.conf": "[example]"}),
-    Application("com.example.bundle", key=OTHER_KEY, org="com.example", files={"3rdparty/lib/libx.so": "library", "libexec/helper": "help"}),
+    Application("com.example.bundle", key=OTHER_KEY, org="com.example", files={
+        "3rdparty/lib/libx.so": "library", "libexec/helper": "help", "data/one": "both", "data/two": Name("data/one")}),
     # What rpm keeps: a part of the system, what nobody signed, what claims the system's icon, what leads out of itself.
     Application("io.velura.dialer", stays=True, files={"icons/hicolor/86x86/apps/phone.png": "phone"}),
     Application("net.example.unsigned", stays=True, files={}),
     Application("com.example.clash", key=OTHER_KEY, stays=True, files={"icons/hicolor/86x86/apps/phone.png": "phone"}),
-    Application("com.example.outside", key=OTHER_KEY, stays=True, files={"data/zones": Link("../zoneinfo")}),
+    Application("com.example.outside", key=OTHER_KEY, stays=True, files={
+        "data/deep/file": "", "data/loop": Link("deep/../../../data")}),
 ]
 MOVED = [app for app in APPLICATIONS if not app.stays]
 
@@ -95,7 +103,12 @@ DATA = {
     f"/usr/share/common/{org}/list.txt": f"/usr/share/common/{org}/{key}/list.txt"
     for org, key in [("org.example", KEY), ("com.example", OTHER_KEY)]}
 FOREIGN = ["/usr/share/org.example.links/mine.txt", "/usr/bin/somebodys", "/usr/share/common/com.other/file",
-           "/opt/somebodys/file", "/opt/app/photos/picture", "/opt/app/.snapshots/1/file"]
+           "/usr/data/file", "/opt/somebodys/file", "/opt/app/photos/picture", "/opt/app/.snapshots/1/file"]
+
+
+def published(target):
+    """The applications that publish a path, each with its path of it."""
+    return [(app, path) for app in MOVED for path in app.files if app.system_path(path, published=True) == target]
 
 
 def write_tree(app, directory, place_of):
@@ -122,7 +135,9 @@ def spec(app):
         mode = "" if isinstance(app.files[path], Link) else f"%attr({app.mode(path):o},root,root) "
         listed.append(("%config " if place.suffix == ".conf" else "") + mode + str(place))
     return [f"%package -n {app.id}", "Summary: An application", f"%description -n {app.id}",
-            *([f"%preun -n {app.id}", app.script] if app.script else []), f"%files -n {app.id}", *sorted(set(listed))]
+            f"%preun -n {app.id}", app.script, f"%postun -n {app.id}", app.script,
+            *([f"%filetriggerun -n {app.id} -- /usr", app.script, f"%transfiletriggerpostun -n {app.id} -- /usr", app.script]
+              if app.id == "io.velura.dialer" else []), f"%files -n {app.id}", *[DEEP] * (app.id in DEEP), *sorted(set(listed))]
 
 
 def build_packages(directory):
@@ -133,6 +148,8 @@ def build_packages(directory):
             f"cp -a {workshop}/source/. %{{buildroot}}"]
         for app in APPLICATIONS:
             write_tree(app, source, app.system_path)
+            os.makedirs(source / os.path.dirname(DEEP)[1:], exist_ok=True)
+            (source / DEEP[1:]).touch()
             lines += spec(app)
         pathlib.Path(workshop, "spec").write_text("\n".join(lines) + "\n")
         verbs("build_rpm " + f"{workshop}/spec {directory}")
@@ -170,13 +187,15 @@ def furnish(machine, packages):
     if status:
         raise SystemExit(output)
     shutil.rmtree(root / "tmp/rpms")
-    (root / "usr/share/org.example.links/colours.conf").write_text(CHANGED[1])
+    (root / "usr/share/org.example.links/colours.conf").write_text(*CHANGED.values())
+    shutil.rmtree(root / DEEP[1:].split("/x")[0] / ("x" * 240))
     furnish_foreign(root)
     for place in DATA:
         file = root / place.lstrip("/")
         file.parent.mkdir(parents=True, exist_ok=True)
         file.write_text("content of " + place)
-    # What a staged tree cannot have as a further name: a file of somebody's, and one that has a name elsewhere.
+    # What a staged tree cannot have as a further name: a file with a capability, one of somebody's, one with a name elsewhere.
+    os.setxattr(root / "usr/bin/com.example.vpn", "security.capability", bytes([0, 0, 0, 2, 0, 32, *[0] * 14]))
     os.chown(root / "usr/share/org.example.shared/book.txt", 1000, 0)
     os.link(root / "usr/share/org.example.links/first.txt", root / "usr/share/another-name")
     signatures = ["make_signature_database"]

@@ -26,7 +26,7 @@ DAMAGES = {
     "the integrity file is gone": ("rm opt/app/org.example.links/1-1/@resources/integrityd.json", False),
     "a journal is left": ("touch var/lib/kelp/journal", False),
     "a staged tree is left": ("mkdir -p opt/kelp/tmp/org.example.links", False),
-    "a saved configuration is left": ("touch usr/share/com.example.devices/policy.json.rpmsave", False),
+    "a script has run": ("touch srv/ran", True),
     "a stranger's file is gone": ("rm usr/share/org.example.links/mine.txt", True),
     "a stamp is missing": ("rm var/lib/kelp/.migration_skid_done", False),
 }

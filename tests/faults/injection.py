@@ -5,6 +5,7 @@ import re
 import signal
 import time
 
+from applications import MET, published
 from machine import BOUND
 
 MAKING = ["open", "openat", "creat", "write", "pwrite64", "writev", "pwritev", "mkdir", "mkdirat", "mknodat", "symlink", "symlinkat",
@@ -25,6 +26,7 @@ MODES = {
     **{mode: ("delay_enter=1000s", MAKING + OTHERS + END) for mode in KILLING},
     "eio": ("error=EIO", MAKING + OTHERS), "enospc": ("error=ENOSPC", MAKING),
     "enospc-from": ("error=ENOSPC", [name for name in MAKING if name not in OPENING]),
+    "meet": ("delay_enter=300000", ["renameat2"]),
     "ask-eio": ("error=EIO", ASKING), "ask-enomem": ("error=ENOMEM", ASKING), "ask-emfile": ("error=EMFILE", ["openat"]),
 }
 
@@ -39,7 +41,12 @@ class Point:
         return f"{self.name}:{self.index}"
 
     def suits(self, mode):
-        return self.name in MODES[mode][1] and self.asks == (mode in WINDOWS)
+        return self.name in MODES[mode][1] and self.asks == (mode in WINDOWS) and (mode != "meet" or bool(self.target()))
+
+    def target(self):
+        """The published path that the call brings a file to. Without its desktop file an application is another one."""
+        found = re.match(r'renameat2\(\d+<([^>]*)>, "\.kelp-[0-9a-f]+-\d+", \d+<.*>, "([^"]*)"', self.call)
+        return "/".join(found.groups()) if found and "/applications>" not in self.call else ""
 
     def strace(self, mode, log):
         """The strace that breaks a command here. It follows other processes, which rpm's scripts are, only because that lets
@@ -53,18 +60,31 @@ class Point:
         return [*strace, "-e", "trace=" + ",".join("?" + name for name in names),
                 *(word for name in names for word in ["-e", f"inject=?{name}:{fault}:when={counts[name]}+"])]
 
-    def kill(self, log, strace):
-        """Waits until `strace` holds the command here, and kills both: a strace that lives on holds the dead as well."""
+    def caller(self, log, strace):
+        """Waits until `strace` holds the command here. Nothing where it has ended."""
         while strace.poll() is None:
             lines = log.read_text(errors="replace").splitlines() if log.exists() else []
             callers = [line.split()[0] for line in lines if f" {self.name}(" in line]
             if callers and callers.count(callers[0]) == self.index:
-                os.kill(int(callers[0]), signal.SIGKILL)
-                strace.kill()
-                while os.path.exists("/proc/" + callers[0]):
-                    time.sleep(0.001)
-                return
+                return int(callers[0])
             time.sleep(0.001)
+
+    def kill(self, log, strace):
+        """Kills the command here, and `strace`: one that lives on holds the dead as well."""
+        if caller := self.caller(log, strace):
+            os.kill(caller, signal.SIGKILL)
+            strace.kill()
+            while os.path.exists(f"/proc/{caller}"):
+                time.sleep(0.001)
+
+    def meet(self, root, log, strace):
+        """Puts somebody's file at the target here, between the look and the exchange."""
+        if self.caller(log, strace):
+            target = root / self.target().lstrip("/")
+            made = target.with_name("met")
+            made.write_text(MET)
+            made.chmod(next(app.mode(path) for app, path in published(self.target())))
+            made.replace(target)
 
 
 def recording(log):

@@ -7,7 +7,7 @@ import sqlite3
 import stat
 from pathlib import PurePath
 
-from applications import APPLICATIONS, DATA, FOREIGN, KEY, Link, MOVED, STORE
+from applications import APPLICATIONS, DATA, FOREIGN, KEY, Link, MOVED, RAN, STORE
 
 # Directories that may stay when they are empty.
 WORKSHOP = {"/opt/kelp", "/opt/kelp/tmp", "/opt/kelp/install", "/var/lib/kelp/left-behind"}
@@ -154,7 +154,7 @@ def flaws_outside_rpm(passed_over):
     if f"/org.example/{KEY}/words.txt" not in (read("/opt/app/org.example.links/current/@resources/integrityd.json") or ""):
         flaws.append("the integrity file does not name the moved data")
     flaws += [f"{path} is left" for path, _ in walk(passed_over)
-              if re.fullmatch(r"/var/lib/kelp/(?!registry$|.*\.lock$|\.migration_).*|.*\.rpmsave|/opt/kelp/tmp/[^.].*", path)]
+              if re.fullmatch(rf"{RAN}|/var/lib/kelp/(?!registry$|.*\.lock$|\.migration_).*|/opt/kelp/tmp/[^.].*", path)]
     flaws += [f"{stamp} is missing" for stamp in ["done", "skid_done", "integrityd_done"]
               if not os.path.exists(f"/var/lib/kelp/.migration_{stamp}")]
     return flaws
@@ -170,4 +170,4 @@ def unsound(machine, before):
             flaws.append(f"{app.id} is whole neither in rpm ({objections[0]}) nor in the store ({missing[0]})")
     return flaws + machine.inside(lambda: [f"lost {old}" for old, new in [*DATA.items(), *zip(FOREIGN, FOREIGN)]
                                            if "content of " + old not in (read(old), read(new))] +
-                                   [f"{path} is left" for path, _ in walk(machine.passed_over) if re.search(r"/\.kelp-[0-9a-f]{12}-\d+$", path)])
+                                   [f"{path} is left" for path, _ in walk(machine.passed_over) if re.search(rf"^{RAN}$|/\.kelp-[0-9a-f]{{12}}-\d+$", path)])

@@ -11,6 +11,8 @@ import traceback
 LAYOUTS = {
     "one": {"": 64},
     "many": {"": 16, "usr": 32, "var": 32, "opt": 32, "var/lib/rpm": 16},
+    # What the machine begins with lies in the lower layer.
+    "overlay": {"-lower": 64, "-upper": 64},
 }
 ENVIRONMENT = {"HOME": "/", "PATH": "/usr/sbin:/usr/bin", "LC_ALL": "C.UTF-8"}
 # The machine's own libraries. A launcher that loses its way cannot write to them.
@@ -27,13 +29,15 @@ def run(*command, **options):
 class Machine:
     """The disks `disks`/N.img, mounted at `root` while the object is used in a with statement."""
 
-    bound, passed_over = BOUND, [*PASSED_OVER, *("/" + directory for directory in BOUND)]
+    bound, passed_over, is_overlay, is_new, second = BOUND, [*PASSED_OVER, *("/" + place for place in BOUND)], False, False, None
 
     def __init__(self, layout, disks, root):
         self.layout, self.disks, self.root = LAYOUTS[layout], pathlib.Path(disks), pathlib.Path(root)
+        self.name, self.is_overlay = layout, layout == "overlay"
 
     def make(self):
         self.disks.mkdir(parents=True)
+        self.is_new = True
         for disk, size in zip(self.images(), self.layout.values()):
             run("truncate", f"--size={size}M", disk)
             # Names and numbers that do not differ from run to run keep the order of directories the same.
@@ -48,8 +52,17 @@ class Machine:
 
     def __enter__(self):
         for image, place in zip(self.images(), self.layout):
-            os.makedirs(self.root / place, exist_ok=True)
-            run("mount", "-o", "loop", image, self.root / place)
+            place = f"{self.root}{place}" if self.is_overlay else self.root / place
+            os.makedirs(place, exist_ok=True)
+            run("mount", "-o", "loop", image, place)
+        if self.is_overlay:
+            for directory in [f"{self.root}-upper/files", f"{self.root}-upper/work", self.root]:
+                os.makedirs(directory, exist_ok=True)
+            layers = "redirect_dir=on,lowerdir={0}-lower,upperdir={0}-upper/files,workdir={0}-upper/work".format(self.root)
+            how = ["--bind", f"{self.root}-lower"] if self.is_new else ["-t", "overlay", "-o", layers, "layers"]
+            run("mount", *how, self.root)
+        if os.path.exists(self.root / "read-only"):
+            run("mount", "-o", "remount,ro", self.root / "usr")
         for directory in self.bound:
             os.makedirs(self.root / directory, exist_ok=True)
             run("mount", "-o", "bind,ro", "/" + directory, self.root / directory)
@@ -59,6 +72,8 @@ class Machine:
 
     def __exit__(self, *_):
         run("umount", "-R", self.root)
+        if self.is_overlay:
+            run("umount", *(f"{self.root}{place}" for place in self.layout))
 
     def start(self, command, around=(), meanwhile=lambda process: None):
         """Runs a command of the machine, below the command `around` of this one. Returns its status and what it wrote."""
@@ -110,7 +125,7 @@ class Machine:
 
     def commit(self):
         """Has every disk's file system commit its journal: names and sizes, but not contents that nobody has flushed."""
-        for place in self.layout:
+        for place in [""] if self.is_overlay else self.layout:
             directory = os.open(self.root / place / "lost+found", os.O_RDONLY)
             os.utime(directory)
             os.fsync(directory)

@@ -1,13 +1,13 @@
 """Breaks a command at every call that changes something on disk, and judges what is left when it is over.
 
-Scenarios: the launcher's start that takes the applications over; the store's operations, publishing by links and by
-copies; and kelpctl, as people bring a package file in, in place of an older one, and out, have a machine mended, and look at
-it. A point is the name of a system call and which of these calls it is. Modes:
+Scenarios: the launcher's start that takes the applications over, as it is and hindered at first; the store's operations,
+publishing by links and by copies; and kelpctl, as people use it. A point is the name of a system call and which of these calls it is. Modes:
   kill         the command is killed before the call
   powercut     the same, and the disks' files are copied at once, unflushed: what follows has the copies
   latecut      as powercut, after the file systems have committed their journals, but no contents, of their own accord
   eio, enospc  the call fails
   enospc-from  this call and every later one that needs space fails with ENOSPC
+  meet         before the call, which exchanges a published path, somebody puts a file there
   ask-eio, ask-enomem, ask-emfile
                the call, which only asks, and so many of its name after it as injection.py says, fail
 
@@ -44,12 +44,15 @@ def arguments():
     parser.add_argument("--scenarios", nargs="+", choices=SCENARIOS, default=list(SCENARIOS))
     parser.add_argument("--modes", nargs="+", choices=injection.MODES, default=list(injection.MODES))
     parser.add_argument("--layouts", nargs="+", choices=LAYOUTS, default=list(LAYOUTS),
-                        help="one: a single disk. many: /usr, /var, /opt and rpm's database have disks of their own")
+                        help="one: a single disk. many: /usr, /var, /opt and rpm's database have disks of their own. overlay: the "
+                        "applications are in the lower layer")
     parser.add_argument("--sample", type=int, metavar="N", help="only N of all points")
     parser.add_argument("--seed", default="", help="what the sample depends on, as a commit")
     parser.add_argument("--calls", default="", metavar="REGEX", help="only points whose calls, as strace prints them, match")
     parser.add_argument("--point", metavar="MODE:NAME:INDEX", help="only this point, of the first scenario and layout, and "
                         "tell all about it")
+    parser.add_argument("--twice", action="store_true", help="break the next start too, where chance will have it")
+    parser.add_argument("--second", metavar="MODE:NAME:INDEX", help="with --point: where the next start is broken")
     parser.add_argument("--prove", action="store_true", help="only show that each kind of damage would be seen")
     parser.add_argument("--jobs", type=int, default=os.cpu_count())
     return parser.parse_args()
@@ -69,8 +72,10 @@ class Trial:
             self.scenario.prepare(machine, packages)
         with self.machine(self.place / "recorded") as machine:
             log = self.place / "calls"
-            machine.start(self.scenario.command, injection.recording(log))
+            watch = [functools.partial(self.scenario.watch, machine)] if hasattr(self.scenario, "watch") else []
+            machine.start(self.scenario.command, injection.recording(log), *watch)
             self.points = injection.points(log, machine.root)
+            self.points = self.scenario.window(self.points, self.layout) if watch else self.points
             self.flaws = self.scenario.learn(machine)
         return self
 
@@ -78,30 +83,40 @@ class Trial:
         Machine(self.layout, self.place / "base", "").copy_disks(place / "disks")
         return Machine(self.layout, place / "disks", place / "root")
 
-    def broken(self, mode, point, slot):
-        """The flaws of a machine whose run was broken at a point, and what its runs wrote."""
+    def broken(self, mode, point, slot, second=None):
+        """The flaws of a machine whose run was broken at a point, and the next one at `second`; and what its runs wrote."""
         place = self.place / f"slot-{slot}"
         with self.machine(place) as machine:
             log = place / "calls"
-            log.unlink(missing_ok=True)
-            killer = [functools.partial(point.kill, log)] if mode in injection.KILLING else []
-            status, output = machine.start(self.scenario.command, point.strace(mode, log), *killer)
-            if not (status == -9 if killer else "(INJECTED)" in log.read_text()):
+            point_after = second and injection.Point(*second[1:], {}, "", False)
+            machine.second = second and self.breaking(second[0], point_after, place / "next-calls", "")
+            status, output = machine.start(self.scenario.command, *self.breaking(mode, point, log, machine.root))
+            if not (status == -9 if mode in injection.KILLING else re.search("INJECTED|DELAYED", log.read_text())):
                 return ["the run did not come to this call"], output
+            if mode == "meet":
+                return self.scenario.judge_met(machine, point.target())
             if mode in injection.WINDOWS:
                 claims = self.scenario.claims(machine, status, output)
-                flaws, output = self.judged(machine, mode, output)
+                flaws, output = self.judged(machine, mode, output, second)
                 return claims + flaws, output
             if mode not in ("powercut", "latecut"):
-                return self.judged(machine, mode, output)
+                return self.judged(machine, mode, output, second)
             if mode == "latecut":
                 machine.commit()
             machine.copy_disks(place / "cut")
             with Machine(self.layout, place / "cut", place / "cut-root") as cut:
-                return self.judged(cut, mode, output)
+                cut.second = machine.second
+                return self.judged(cut, mode, output, second)
 
-    def judged(self, machine, mode, output):
-        flaws, more = self.scenario.judge(machine, mode in [*injection.KILLING, *injection.WINDOWS], output)
+    def breaking(self, mode, point, log, root):
+        """What to start a command with, so that it is broken at a point."""
+        log.unlink(missing_ok=True)
+        deed = {**dict.fromkeys(injection.KILLING, point.kill), "meet": functools.partial(point.meet, root)}.get(mode)
+        return [point.strace(mode, log), *([functools.partial(deed, log)] if deed else [])]
+
+    def judged(self, machine, mode, output, second):
+        modes = {mode, second[0] if second else mode}
+        flaws, more = self.scenario.judge(machine, modes <= {*injection.KILLING, *injection.WINDOWS}, output)
         return flaws, output + more
 
 
@@ -109,23 +124,30 @@ trials = []
 
 
 def attempt(work):
-    trial, mode, point = work
+    trial, mode, point, second = work
     slot = multiprocessing.current_process().name
     try:
-        return work, trials[trial].broken(mode, trials[trial].points[point], slot)[0]
+        return work, trials[trial].broken(mode, trials[trial].points[point], slot, second)[0]
     except Exception as error:
         return work, [f"the harness failed: {error!r}"]
 
 
 def all_work(options):
-    work = [[(trial, mode, point) for trial in range(len(trials)) for point in range(len(trials[trial].points))
+    work = [[(trial, mode, point, None) for trial in range(len(trials)) for point in range(len(trials[trial].points))
              if trials[trial].points[point].suits(mode) and re.search(options.calls, trials[trial].points[point].call)]
             for mode in options.modes]
     if not options.sample:
         return sum(work, [])
     # Each mode as often as another: calls that ask are five times as many as others.
     chance = random.Random(options.seed)
-    return sorted({chance.choice(points) for points in chance.choices([points for points in work if points], k=options.sample)})
+    work = sorted({chance.choice(points) for points in chance.choices([points for points in work if points], k=options.sample)})
+    return [(*item[:3], second(chance, trials[item[0]].points)) for item in work] if options.twice else work
+
+
+def second(chance, points):
+    mode = chance.choice(["kill", "eio"])
+    point = chance.choice([point for point in points if point.suits(mode)])
+    return mode, point.name, chance.randint(1, point.index)
 
 
 def report(trial, what, flaws):
@@ -146,9 +168,10 @@ def walk(options):
         count(trial, "none", "undisturbed", trial.flaws)
     start = time.monotonic()
     with multiprocessing.Pool(options.jobs) as pool:
-        for (trial, mode, point), flaws in pool.imap(attempt, all_work(options)):
+        for (trial, mode, point, second), flaws in pool.imap(attempt, all_work(options)):
             point = trials[trial].points[point]
-            count(trials[trial], mode, f"--point {mode}:{point}\n    {point.call[:150]}", flaws)
+            again = " --second {}:{}:{}".format(*second) if second else ""
+            count(trials[trial], mode, f"--point {mode}:{point}{again}\n    {point.call[:150]}", flaws)
     print(f"\n{tried.total()} points in {time.monotonic() - start:.0f} s, {failed.total()} failed\n")
     print("| scenario | layout | mode | points | failed |\n| --- | --- | --- | ---: | ---: |")
     for key in tried:
@@ -162,7 +185,8 @@ def tell(trial, options):
     if not points:
         raise SystemExit(f"an undisturbed run has no such call {name}:{index} of the program")
 
-    flaws, output = trial.broken(mode, points[0], "shown")
+    second = options.second and options.second.split(":")
+    flaws, output = trial.broken(mode, points[0], "shown", second and (*second[:2], int(second[2])))
     print(points[0].call, output, *(flaws or ["nothing is wrong"]), sep="\n")
     return bool(flaws)
 
@@ -204,7 +228,8 @@ def main():
     build_packages(place / "packages")
     build_package_files(place)
     programs = pathlib.Path(os.environ["KELP_PROGRAMS"])
-    wanted = [(name, layout) for name in options.scenarios for layout in options.layouts]
+    wanted = [(name, layout) for name in options.scenarios for layout in options.layouts
+              if layout in getattr(SCENARIOS[name], "layouts", ["one", "many"])]
     for name, layout in wanted[:1] if options.point or options.prove else wanted:
         trials.append(Trial(name, layout, place).record(programs, place / "packages"))
     if options.prove:

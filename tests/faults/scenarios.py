@@ -4,9 +4,10 @@ import os
 import re
 import shutil
 
-from applications import KEY, STORE, Application, Link, MOVED, RULES, furnish, furnish_foreign, verbs, write_tree
-from machine import run
-from judgement import closed_paths, differences, flaws_in_store, flaws_of_migration, snapshot, traces, unsound
+from applications import (CHANGED, DEEP, KEY, MET, STORE, Application, Link, MOVED, Name, RULES, furnish, furnish_foreign, published,
+                          verbs, write_tree)
+from machine import LAYOUTS, run
+from judgement import closed_paths, differences, flaws_in_store, flaws_of_migration, read, snapshot, traces, unsound
 
 
 def stage(machine, app):
@@ -48,21 +49,54 @@ def false_success(status, output, notes, found, wanted):
 class TakeOver:
     """A start of the launcher on a machine of the old world. It is started twice more."""
 
-    programs, command = ["kelp-launcher", "store-driver"], ["/program"]
+    programs, command, layouts, is_hindered = ["kelp-launcher", "store-driver"], ["/program"], list(LAYOUTS), False
 
     def prepare(self, machine, packages):
         furnish(machine, packages)
         self.before = snapshot(machine)
 
+    def window(self, points, layout):
+        """The points to break. An overlay answers as other disks do."""
+        return [point for point in points if layout != "overlay" or not point.asks]
+
+    def watch(self, machine, process):
+        """Opens all paths as long as the start runs."""
+        self.closed = []
+        while process.poll() is None:
+            self.closed += machine.inside(closed_paths)
+
     def learn(self, machine):
         """The flaws of a machine that nothing has disturbed; every other is held against it."""
+        if os.path.exists(machine.root / "var/lib/kelp/.migration_done") == self.is_hindered:
+            self.closed.append("one start is not enough, or seems to be")
         self._twice(machine)
         self.wanted, self.known = snapshot(machine), unsound(machine, self.before)
-        return flaws_of_migration(machine, self.before) + self._flaws_of_survivors(machine)
+        return self.closed + flaws_of_migration(machine, self.before) + self._flaws_of_survivors(machine)
+
+    def judge_met(self, machine, target):
+        """What is wrong but that somebody's file stands at a target: it is the application's now, or in the way."""
+        [(app, path)] = published(target)
+        before = dict(CHANGED)
+        CHANGED.update({(app.id, other): app.content(other) for other, entry in app.files.items() if isinstance(entry, Name)})
+        CHANGED[app.id, path] = MET
+        flaws = machine.inside(closed_paths)
+        output = self._twice(machine)
+        flaws += [] if machine.inside(read, target) == MET else [f"lost {target}"]
+        if isinstance(app.files[path], Link):
+            # It stays in rpm, which objects to nothing else.
+            run("ln", "-sfT", app.files[path], f"{machine.root}{target}")
+            del CHANGED[app.id, path]
+        flaws += self.flaws(machine, False)
+        CHANGED.clear()
+        CHANGED.update(before)
+        return flaws, output
 
     def judge(self, machine, killed, written):
         """The flaws of a machine and what was written while they were looked for."""
         closed = [f"before the next start {flaw}" for flaw in machine.inside(closed_paths)]
+        if machine.second:
+            machine.start(self.command, *machine.second)
+            closed += [f"before the start after it {flaw}" for flaw in machine.inside(closed_paths)]
         output = self._twice(machine)
         flaws = unsettled(self.flaws(machine, killed), written)
         # A killed machine is held to be as the undisturbed one, whose applications bear all that follows.
@@ -94,6 +128,31 @@ class TakeOver:
 
     def _twice(self, machine):
         return "".join("-- again\n" + machine.start(self.command)[1] for _ in range(2))
+
+
+class HinderedTakeOver(TakeOver):
+    """A first start that the machine hinders, and the next ones do not find hindered. On one disk a file that cannot be
+    published, which shows only when all others of its application are, an immutable file and a user's link; else a /usr that
+    is read-only. Points: of the taking back, or all that change something."""
+
+    layouts, is_hindered, hindrance = ["one", "many"], True, {"one": f"""mkdir -p .{os.path.dirname(DEEP)}; echo >.{DEEP}
+        chattr +i usr/share/org.example.shared/book.txt; cd usr/share; mv com.example.bundle moved
+        ln -s moved com.example.bundle; chown -h 1000 com.example.bundle""", "many": "touch read-only"}
+    relief = f"""[ ! -e read-only ] || mount -o remount,rw usr; rm -f read-only .{DEEP}
+        chattr -i usr/share/org.example.shared/book.txt; cd usr/share
+        [ ! -d moved ] || {{ rm com.example.bundle; mv moved com.example.bundle; }}"""
+
+    def prepare(self, machine, packages):
+        super().prepare(machine, packages)
+        run("sh", "-ec", self.hindrance[machine.name], cwd=machine.root)
+
+    def window(self, points, layout):
+        ends = [n for n, point in enumerate(points) if re.search("ENAMETOOLONG|given-up", point.call)]
+        return points[ends[0]:ends[-1] + 1] if layout == "one" else [point for point in points if not point.asks]
+
+    def _twice(self, machine):
+        run("sh", "-ec", self.relief, cwd=machine.root)
+        return super()._twice(machine)
 
 
 class StoreOperation:
@@ -231,7 +290,7 @@ sqlite3 var/lib/trusted-sources/db.sqlite3 'DELETE FROM packages'
 chmod 0 opt/app/org.example.sound/2-1/bin/*; chown -h 1:1 opt/app/org.example.sound/2-1; setfattr -x security.appid opt/app/org.example.sound/2-1/libexec/*"""
 # What doctor does not see: content of the same length, of two files that change.
 ALTERED = "cd opt/app/org.example.sound/2-1; for file in data/qml/*; do printf X | dd of=$file conv=notrunc status=none; done"
-SCENARIOS = {"take-over": TakeOver()} | {
+SCENARIOS = {"take-over": TakeOver(), "take-over-hindered": HinderedTakeOver()} | {
     f"{operation}-{mode}": StoreOperation(operation, subgroup) for operation in ["install", "update", "remove"]
     for mode, subgroup in {"links": "regular", "copies": "mdm"}.items()} | {
     "people-install": PeopleCommand([], "install", "/sound-2.rpm"), "people-update": PeopleCommand([1], "install", "/sound-2.rpm"),

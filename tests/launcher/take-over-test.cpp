@@ -239,7 +239,7 @@ TEST_F(TakeOverTest, AJournalThatSaysTooLittleClearsNothing) {
     const std::string edit = "cd $IMAGE/var/lib/kelp; sed --in-place ";
     const std::pair<std::string, std::string> rows[] = {
         {damageRecord, "The rpm database has records that cannot be read"},
-        {edit + "'s/^disks [0-9]*/disks 1/' takeover.journal",
+        {edit + "'s/^disks [0-9]* [0-9]*/disks 1 2/' takeover.journal",
          "The disks of the store and of the temporary directory are not those of the take-over journal"},
         {edit + "'s|^staging .*|staging /srv/org.sound|' takeover.journal", unreadable},
     };

@@ -55,6 +55,16 @@ bool leadsToSomething(const fs::path &installed) {
     throw Common::Error(Common::ErrorCode::Filesystem, "Couldn't look for " + installed.string(), errno);
 }
 
+/// Whether something else stands where the package had a link. Raises for what cannot be looked at.
+bool isAnotherThing(const fs::path &link, const fs::path &target) {
+    std::error_code error;
+    const fs::file_status status = fs::symlink_status(link, error);
+    if (status.type() == fs::file_type::none)
+        throw Common::Error(Common::ErrorCode::Filesystem, "Couldn't look for " + link.string(),
+                            error.value());
+    return fs::exists(status) && (!fs::is_symlink(status) || Common::readSymlink(link) != target);
+}
+
 /// Whether something of the name is in the directory. Raises for what cannot be looked at.
 bool isIn(const Common::Directory &directory, const fs::path &installed, struct stat &status) {
     if (::lstat(directory.reach(installed.filename()).c_str(), &status) == 0)
@@ -95,6 +105,9 @@ void PackageOutline::add(const RpmPackage &package, const RpmPackage::FileEntry 
     else if (std::holds_alternative<Common::Rpm::Directory>(entry.kind)) {
         put(path, {});
     } else if (const auto *link = std::get_if<Common::Rpm::Symlink>(&entry.kind)) {
+        // The tree gets the record's link: somebody's work in its place would go.
+        if (!objection_ && isAnotherThing(entry.path, link->target))
+            objection_ = entry.path + " is not the package's link any more";
         // As RpmPackage::extractLink() is going to make it.
         const auto translate = [&](const fs::path &system) {
             return packagePathOf(system, package.mappings());
@@ -168,8 +181,12 @@ bool PackageOutline::leadsSomewhere(const fs::path &link) const {
     for (int links = 0; !rest.empty();) {
         const fs::path step = rest.front();
         rest.pop_front();
-        if (step == "..")
+        if (step == "..") {
+            // Out of the version, whatever way leads back in from there.
+            if (reached.empty())
+                return false;
             reached = reached.parent_path();
+        }
         if (step.empty() || step == "." || step == "..")
             continue;
         const Node *node = find(reached / step);

@@ -290,8 +290,6 @@ void RpmMigration::stage(RpmSurvey &survey, RpmCandidate &candidate, std::vector
         // With its descriptor, so that the group's one flush has both on disk.
         store_->describeStaged(entry, entry.extras);
         noteTargets(candidate.package, fs::absolute(pathResolver_->currentDirectory(entry.id)), entry);
-        entry.store = markOf(configuration_->databaseDirectory());
-        entry.staging = markOf(configuration_->tempDirectory());
         staged.push_back(&candidate);
     } catch (const std::exception &error) {
         // Asked before the tree goes and makes room: what the disk alone kept out waits for the next group.
@@ -339,9 +337,14 @@ void RpmMigration::leave(RpmSurvey &survey, RpmCandidate &candidate, const std::
 }
 
 /// From here on the journal is what the next start goes by.
-void RpmMigration::secure(const std::vector<JournalEntry> &group) {
+void RpmMigration::secure(std::vector<JournalEntry> &group) {
     try {
         area_.secure();
+        // Only now: in an overlay a directory is another one once something was made in it.
+        for (JournalEntry &entry : group) {
+            entry.store = markOf(configuration_->databaseDirectory());
+            entry.staging = markOf(configuration_->tempDirectory());
+        }
         // Too little shows here, and not in the middle of rpm's work on its database.
         requireRoomForRpm();
         // The file is replaced as a whole: without these it would forget packages that are on their way.

@@ -63,7 +63,7 @@ private:
                std::vector<RpmCandidate *> &staged) const;
     void noteCopyFailure(const std::string &id, const std::exception &error);
     void discardTree(const JournalEntry &entry) const;
-    void secure(const std::vector<JournalEntry> &group);
+    void secure(std::vector<JournalEntry> &group);
     void note(std::exception_ptr failure);
     void noteError(const Common::Error &error);
     void logStay(const RpmCandidate &candidate);

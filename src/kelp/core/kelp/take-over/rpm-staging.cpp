@@ -96,6 +96,7 @@ public:
         if (names && !names->copy.empty()) {
             // Copied each, they would take its space several times.
             Common::createHardlink(names->copy, target);
+            touch();
             return false;
         }
         Common::copyFile(reach(), target);

@@ -9,7 +9,9 @@
 #include <boost/lexical_cast.hpp>
 
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -243,8 +245,13 @@ DirectoryMark markOf(const fs::path &path) {
     if (::statx(AT_FDCWD, path.c_str(), 0, STATX_INO | STATX_BTIME, &status) != 0)
         throw Error(ErrorCode::Filesystem,
                     "Couldn't look at " + path.string() + ": " + std::generic_category().message(errno));
-    const bool isKept = (status.stx_mask & STATX_BTIME) != 0;
-    return {status.stx_ino, isKept ? status.stx_btime.tv_sec * nanoseconds + status.stx_btime.tv_nsec : 0};
+    if ((status.stx_mask & STATX_BTIME) == 0)
+        return {status.stx_ino, 0};
+    // An overlay of several disks numbers its directories anew at each mount.
+    struct statfs filesystem = {};
+    const bool isOverlay =
+        ::statfs(path.c_str(), &filesystem) == 0 && filesystem.f_type == OVERLAYFS_SUPER_MAGIC;
+    return {isOverlay ? 1 : status.stx_ino, status.stx_btime.tv_sec * nanoseconds + status.stx_btime.tv_nsec};
 }
 
 fs::path TakeOverJournal::path() {

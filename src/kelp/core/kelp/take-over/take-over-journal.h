@@ -35,7 +35,8 @@ struct JournalledDirectory {
     bool isRecorded = false;  ///< rpm's record lists it.
 };
 
-/// Tells a directory from another one at the same path, and so one filesystem from another or from none.
+/// Tells a directory from another one at the same path, and so one filesystem from another or from none. Of
+/// an overlay by the time alone: its inode is 1.
 struct DirectoryMark {
     std::uint64_t inode = 0;
     std::int64_t born = 0; ///< Nanoseconds since the epoch; 0 where the filesystem does not keep it.
