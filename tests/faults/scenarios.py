@@ -296,6 +296,7 @@ SCENARIOS = {"take-over": TakeOver(), "take-over-hindered": HinderedTakeOver()} 
     "people-install": PeopleCommand([], "install", "/sound-2.rpm"), "people-update": PeopleCommand([1], "install", "/sound-2.rpm"),
     "people-remove": PeopleCommand([2], "remove", PeopleCommand.id),
     "people-repair": PeopleCommand([2], "doctor", "--repair", damage=DAMAGE),
+    "people-policy": PeopleCommand([2], "policy", "missing-source", "allow"),
     "people-mend": PeopleCommand([2], "install", "--repair", "/sound-2.rpm", damage=ALTERED),
     "people-found": PeopleCommand([2], "doctor", "--repair", damage="rm opt/app/org.example.sound/2-1/contents.list"),
     "people-list": Look([2], "list"), "people-status": Look([2], "status", damage=DAMAGE),

@@ -81,8 +81,9 @@ Verified verified(const Machine &machine, const StoredPackage &package, Unread &
         result.isRead = false;
     };
     if (!package.failure.empty() || package.version.empty() || !package.information) {
-        note(package.id + ": " +
-             (package.failure.empty() ? "no version of it is current, see kelpctl doctor" : package.failure));
+        const char *reason = package.version.empty() ? "no version of it is current, see kelpctl doctor"
+                                                     : "its descriptor cannot be read, see kelpctl doctor";
+        note(package.id + ": " + (package.failure.empty() ? reason : package.failure));
         return result;
     }
     Unread missed;

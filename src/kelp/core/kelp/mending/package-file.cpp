@@ -6,6 +6,8 @@
 
 #include "platform/package-signatures/database.h"
 
+#include <optional>
+
 namespace fs = std::filesystem;
 
 namespace Core::KELP {
@@ -17,9 +19,24 @@ void refusePackage(const std::string &id, ErrorCode code) {
     throw Error(code, id + ": " + Common::ErrorCategory::make(code).message());
 }
 
+namespace {
+
+/// Its own errors do not name the file.
+std::optional<PackageSignatures::Certificate> developerOf(const std::string &id) {
+    const std::string path = PackageSignatures::Database::defaultPath();
+    try {
+        return PackageSignatures::Database(path).packageCertificateWithGroup(
+            id, PackageSignatures::Group::Developer);
+    } catch (const std::exception &error) {
+        throw Error(ErrorCode::Filesystem,
+                    "Couldn't read the signature database " + path + ": " + error.what());
+    }
+}
+
+} // namespace
+
 PackageSignatures::Certificate requiredDeveloper(const std::string &id) {
-    const PackageSignatures::Database signatures(PackageSignatures::Database::defaultPath());
-    const auto certificate = signatures.packageCertificateWithGroup(id, PackageSignatures::Group::Developer);
+    const auto certificate = developerOf(id);
     if (!certificate)
         refusePackage(id, ErrorCode::MissingDeveloperSignature);
     // The validator has no profile for it, and would end in an error of its own.

@@ -166,7 +166,7 @@ private:
                 add(mapping, "is not what its application publishes there", {});
         } else if (!isCurrent && isInstalled_[mapping.id]) {
             // Perhaps the store is not mounted.
-            add(mapping, "is left of a version that is gone: kelpctl remove takes it", {});
+            add(mapping, "is left of a version that is gone, or not mounted", {});
         } else {
             add(mapping, "leads to what is gone, and is on no list; --repair removes it",
                 [mapping] { takeBackStray(mapping); });
