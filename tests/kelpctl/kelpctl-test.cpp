@@ -389,6 +389,47 @@ TEST_F(KelpCtlTest, TakesPackagesFromDirectoriesAndLists) {
     EXPECT_THAT(error(), HasSubstr("home holds no packages\n"));
 }
 
+TEST_F(KelpCtlTest, ResumesWithoutJudgingAgain) {
+    const fs::path file = root_.path() / "reports";
+    const std::string cut = (root_.path() / "cut.rpm").string(), resume = " --resume " + file.string();
+    writeFile(cut, readFile(sound) + 'x');
+    struct Row {
+        std::string arguments;
+        int status;
+        std::ptrdiff_t added; ///< Lines.
+        std::string end = {}; ///< What a run has left behind them.
+    };
+    const Row rows[] = {
+        {"sound.rpm", 0, 1},
+        {"sound.rpm faulty.rpm", 1, 1},
+        {"sound.rpm faulty.rpm", 1, 0, "{\"format\":1,\"kel"},
+        {"sound.rpm", 0, 0, "{\"fo"},
+        {"sound.rpm --profile all", 0, 7},
+        {"sound.rpm --profile mdm", 1, 0},
+        {"sound.rpm --hide directory-empty", 0, 1},
+        {"sound.rpm --os-version 5.0 --jobs 2", 0, 1},
+        {"sound.rpm --developer-mode", 0, 1},
+        {cut, 2, 1},
+        {cut + " sound.rpm", 2, 1},
+        {"sound.rpm --output jsonl", 2, 0},
+    };
+    for (const Row &row : rows) {
+        const std::string before = fs::exists(file) ? readFile(file) : "";
+        writeFile(file, before + row.end);
+        EXPECT_EQ(run("validate " + row.arguments + resume), row.status) << row.arguments << error();
+        EXPECT_EQ(out(), "");
+        const std::string after = readFile(file);
+        EXPECT_EQ(after.substr(0, before.size()), before) << row.arguments;
+        EXPECT_EQ(std::ranges::count(after, '\n') - std::ranges::count(before, '\n'), row.added)
+            << row.arguments;
+    }
+    for (const char *foreign : {"notes", "notes\n", "{}\n"}) {
+        writeFile(file, foreign);
+        EXPECT_EQ(run("validate sound.rpm" + resume), 2) << foreign;
+        EXPECT_EQ(readFile(file), foreign);
+    }
+}
+
 TEST_F(KelpCtlTest, LosesOnePackageByTheEndOfItsJudgeAndNothingByItsOwn) {
     RpmWriter writer;
     for (int i = 10'000; i < 14'000; ++i)

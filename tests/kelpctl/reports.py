@@ -6,7 +6,7 @@ import xml.etree.ElementTree as xml
 
 kelpctl, packages, document = sys.argv[1:]
 listed = {}
-for form, fields in re.findall(r"^\| `(json|sarif|gitlab|junit)` \| (.*?) \|", open(document).read(), re.M):
+for form, fields in re.findall(r"^\| `(jsonl?|sarif|gitlab|junit)` \| (.*?) \|", open(document).read(), re.M):
     listed.setdefault(form, set()).update(re.findall(r"`(.*?)`", fields))
 
 
@@ -37,6 +37,8 @@ for form, value in parsed.items():
     assert fields(value) == listed[form], (form, fields(value) ^ listed[form])
 
 faulty, missing = parsed["json"]["packages"]
+line = json.loads(run("jsonl").splitlines()[0])
+assert set(line) == set(faulty) | listed["jsonl"], set(line) ^ set(faulty)
 assert (missing["verdict"], missing["reason"], missing["id"], missing["sha256"]) == (
     "incomplete", "Couldn't open rpm package: No such file or directory", None, None), missing
 digest = subprocess.check_output(["sha256sum", packages + "/faulty.rpm"], text=True).split()[0]

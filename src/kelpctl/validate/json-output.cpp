@@ -73,18 +73,30 @@ private:
 /// Flushes each line: a run that is killed loses none that it has finished.
 class JsonLinesOutput final : public ReportOutput {
 public:
-    explicit JsonLinesOutput(std::ostream &output) : output_(output) {}
+    JsonLinesOutput(std::ostream &output, json::object conditions) :
+        output_(output), conditions_(std::move(conditions)) {}
 
-    void write(const PackageReport &report) override { output_ << objectOf(report) << std::endl; }
+    void write(const PackageReport &report) override {
+        output_ << jsonLine(report, conditions_) << std::flush;
+    }
 
 private:
     std::ostream &output_;
+    json::object conditions_;
 };
 
 } // namespace
 
-std::unique_ptr<ReportOutput> jsonLinesOutput(std::ostream &output) {
-    return std::make_unique<JsonLinesOutput>(output);
+std::string jsonLine(const PackageReport &report, const json::object &conditions) {
+    json::object line{{"format", formatVersion}};
+    for (const json::object &part : {conditions, objectOf(report)})
+        for (const auto &field : part)
+            line[field.key()] = field.value();
+    return json::serialize(line) + '\n';
+}
+
+std::unique_ptr<ReportOutput> jsonLinesOutput(std::ostream &output, json::object conditions) {
+    return std::make_unique<JsonLinesOutput>(output, std::move(conditions));
 }
 
 std::unique_ptr<ReportOutput> jsonOutput(std::ostream &output) {

@@ -30,6 +30,8 @@ constexpr std::size_t chunkSize = 0x40000;
 /// How much longer than its time a judge has to see itself that it took too long.
 constexpr std::chrono::seconds grace(2);
 
+constexpr const char *malformed = "The judge's answer is malformed";
+
 std::string endOf(int status) {
     if (WIFEXITED(status))
         return "Its judge ended with status " + std::to_string(WEXITSTATUS(status));
@@ -61,7 +63,7 @@ JudgePool::~JudgePool() {
     endAll();
 }
 
-void JudgePool::run(PackageSource &source, const Take &take) {
+void JudgePool::run(PackageSource &source, const Takers &takers) {
     isAtEnd_ = false;
     do {
         handOut(source);
@@ -69,11 +71,11 @@ void JudgePool::run(PackageSource &source, const Take &take) {
             wait({{Interruption::descriptor(), POLLIN, 0},
                   {source.isWaiting() ? source.descriptor() : -1, POLLIN, 0}});
         endLate();
-        if (!giveOn(take, Gaps::Wait))
+        if (!giveOn(takers, Gaps::Wait))
             return;
     } while (!Interruption::isRequested() && (isBusy() || !isAtEnd_ || !large_.empty()));
     endAll();
-    giveOn(take, Gaps::Pass);
+    giveOn(takers, Gaps::Pass);
 }
 
 void JudgePool::handOut(PackageSource &source) {
@@ -136,7 +138,7 @@ std::optional<JudgePool::Task> JudgePool::nextTask(PackageSource &source) {
         isAtEnd_ = !source.isWaiting();
         return std::nullopt;
     }
-    results_[nextIn_].file = *file;
+    prepareResult(nextIn_, *file);
     return Task{nextIn_++, std::move(*file), !keepsLargeApart_};
 }
 
@@ -197,24 +199,36 @@ void JudgePool::receive(Judge &judge) {
 void JudgePool::answer(Judge &judge, const Frame &frame) {
     if (!judge.task)
         throw std::runtime_error("The judge answers what nobody has asked");
-    Result &result = results_.at(judge.task->number);
     if (frame.kind == Frame::Kind::Returned)
-        large_.emplace(judge.task->number, judge.task->file);
+        giveBack(*judge.task);
+    else if (frame.kind == Frame::Kind::Done)
+        results_.at(judge.task->number).isDone = true;
     else
-        result.isDone = frame.kind == Frame::Kind::Done;
-    if (frame.kind == Frame::Kind::Returned || result.isDone)
-        judge.task.reset();
-    else
-        keep(frame, result);
+        return keep(frame, results_.at(judge.task->number));
+    judge.task.reset();
+}
+
+/// As if it had not been begun.
+void JudgePool::giveBack(const Task &task) {
+    large_.emplace(task.number, task.file);
+    results_.erase(task.number);
+    prepareResult(task.number, task.file);
+}
+
+void JudgePool::prepareResult(std::size_t number, const std::string &file) {
+    Result &result = results_[number];
+    result.file = file;
+    for (const auto &profile : options_.profiles)
+        result.missing.insert(profile->name());
 }
 
 /// For its turn. What is no report is found out now, while its judge can be blamed.
-void JudgePool::keep(const Frame &frame, Result &result) const {
-    if (frame.kind == Frame::Kind::Report) {
-        static_cast<void>(unpacked(frame.bytes));
-        if (++result.reports > options_.profiles.size())
-            throw std::runtime_error("The judge's answer is malformed");
-    }
+void JudgePool::keep(const Frame &frame, Result &result) {
+    const std::string profile = frame.kind == Frame::Kind::Report  ? unpacked(frame.bytes).profile
+                                : frame.kind == Frame::Kind::Known ? unpackedKnown(frame.bytes).second
+                                                                   : "";
+    if (frame.kind != Frame::Kind::Lines && result.missing.erase(profile) == 0)
+        throw std::runtime_error(malformed);
     result.frames.append(packFrame(frame.kind, frame.bytes));
 }
 
@@ -247,49 +261,52 @@ void JudgePool::endLate() {
 }
 
 /// Reports in the order of the packages. False when they are of no use any more.
-bool JudgePool::giveOn(const Take &take, Gaps gaps) {
+bool JudgePool::giveOn(const Takers &takers, Gaps gaps) {
     auto next = results_.begin();
     for (; next != results_.end() && (next->second.isDone || gaps == Gaps::Pass);
          next = results_.erase(next), ++nextOut_)
-        if (!giveOn(next->second, take))
+        if (!giveOn(next->second, takers))
             return false;
     return true;
 }
 
-bool JudgePool::giveOn(Result &result, const Take &take) const {
-    std::size_t given = 0;
+bool JudgePool::giveOn(Result &result, const Takers &takers) const {
     auto lines = std::make_shared<Spool>();
-    const auto use = [&](const Frame &frame) {
-        if (frame.kind == Frame::Kind::Lines) {
-            lines->append(frame.bytes);
-            return true;
-        }
-        PackageReport report = unpacked(frame.bytes);
-        // Not by the judge's word: it has read what is hostile.
-        report.file = result.file;
-        report.profile = options_.profiles.at(given++)->name();
-        report.lines = std::exchange(lines, std::make_shared<Spool>());
-        return take(report);
-    };
     FrameReader frames;
     for (std::string bytes; !(bytes = result.frames.take(chunkSize)).empty();) {
         frames.add(bytes);
         while (const auto frame = frames.next())
-            if (!use(*frame))
+            if (!giveFrame(*frame, result, lines, takers))
                 return false;
     }
-    return giveFailure(result, given, take);
+    return giveFailure(result, takers);
+}
+
+bool JudgePool::giveFrame(const Frame &frame, const Result &result, std::shared_ptr<Spool> &lines,
+                          const Takers &takers) {
+    if (frame.kind == Frame::Kind::Lines) {
+        lines->append(frame.bytes);
+        return true;
+    }
+    if (frame.kind == Frame::Kind::Known) {
+        takers.known(unpackedKnown(frame.bytes).first);
+        return true;
+    }
+    PackageReport report = unpacked(frame.bytes);
+    report.file = result.file; // Not by the judge's word: it has read what is hostile.
+    report.lines = std::exchange(lines, std::make_shared<Spool>());
+    return takers.report(report);
 }
 
 /// In place of the reports that are missing.
-bool JudgePool::giveFailure(const Result &result, std::size_t given, const Take &take) const {
+bool JudgePool::giveFailure(const Result &result, const Takers &takers) const {
     if (!result.isDone)
         return true;
-    const std::string reason = result.failure.empty() ? "The judge's answer is malformed" : result.failure;
-    for (std::size_t i = given; i < options_.profiles.size(); ++i)
-        if (!take(incompleteReport(result.file, *options_.profiles[i], reason)))
-            return false;
-    return true;
+    const std::string reason = result.failure.empty() ? malformed : result.failure;
+    return std::ranges::all_of(options_.profiles, [&](const auto &profile) {
+        return !result.missing.contains(profile->name()) ||
+               takers.report(incompleteReport(result.file, *profile, reason));
+    });
 }
 
 void JudgePool::endAll() {

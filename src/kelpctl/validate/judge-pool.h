@@ -13,6 +13,7 @@
 #include <functional>
 #include <list>
 #include <map>
+#include <set>
 #include <vector>
 
 struct pollfd;
@@ -27,8 +28,13 @@ namespace KelpCtl {
 /// that are judged wait for one that takes longer.
 class JudgePool {
 public:
-    /// Takes the next report. Whether it could be used: when not, the run ends.
-    using Take = std::function<bool(const PackageReport &)>;
+    /// Who takes what comes of the packages.
+    struct Takers {
+        /// The next report. Whether it could be used: when not, the run ends.
+        std::function<bool(const PackageReport &)> report;
+        /// A verdict that stands since an earlier run.
+        std::function<void(const KnownVerdict &)> known;
+    };
 
     /// `keepsLargeApart` has one large package at a time. The options must live as long as the pool.
     JudgePool(const JudgeOptions &options, bool keepsLargeApart);
@@ -42,7 +48,7 @@ public:
     ///
     /// When Interruption::isRequested(), ends all judges, gives on the reports that are finished, and
     /// returns. Raises std::runtime_error when there are no processes to be had.
-    void run(PackageSource &source, const Take &take);
+    void run(PackageSource &source, const Takers &takers);
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -66,7 +72,7 @@ private:
     struct Result {
         std::string file;
         Spool frames = {};
-        std::size_t reports = 0; ///< Among them.
+        std::set<std::string> missing = {}; ///< The profiles of which they say nothing.
         bool isDone = false;
         std::string failure = {}; ///< Of what is missing.
     };
@@ -85,12 +91,16 @@ private:
     void hear(std::list<Judge>::iterator judge);
     void receive(Judge &judge);
     void answer(Judge &judge, const Frame &frame);
-    void keep(const Frame &frame, Result &result) const;
+    static void keep(const Frame &frame, Result &result);
+    void giveBack(const Task &task);
+    void prepareResult(std::size_t number, const std::string &file);
     void bury(std::list<Judge>::iterator judge);
     void endLate();
-    bool giveOn(const Take &take, Gaps gaps);
-    bool giveOn(Result &result, const Take &take) const;
-    bool giveFailure(const Result &result, std::size_t given, const Take &take) const;
+    bool giveOn(const Takers &takers, Gaps gaps);
+    bool giveOn(Result &result, const Takers &takers) const;
+    static bool giveFrame(const Frame &frame, const Result &result, std::shared_ptr<Spool> &lines,
+                          const Takers &takers);
+    bool giveFailure(const Result &result, const Takers &takers) const;
     void endAll();
 
     const JudgeOptions &options_;

@@ -20,19 +20,41 @@ void send(int channel, const PackageReport &report) {
     writeFrame(channel, Frame::Kind::Report, packed(report));
 }
 
-std::vector<PackageReport> judged(std::string_view task, const JudgeOptions &options) {
+std::vector<PackageReport> judged(const std::string &file, const JudgeOptions &options, bool mayBeLarge) {
     const Interruption::Watch watch;
     // A package without entries, or that cannot be read, asks for no end.
     Interruption::check();
-    auto reports = judgePackage(std::string(task.substr(1)), options, task.front() == '1');
+    auto reports = judgePackage(file, options, mayBeLarge);
     Interruption::check();
     return reports;
 }
 
-void judgeOne(int channel, std::string_view task, const JudgeOptions &options) {
+/// Tells of the verdicts that stand, and leaves in the options what is still to be judged.
+void tellKnown(int channel, const std::string &file, JudgeOptions &options) {
+    std::string sha256;
     try {
-        for (const PackageReport &report : judged(task, options))
-            send(channel, report);
+        sha256 = sha256OfFile(file);
+    } catch (const std::exception &) {
+        // What it lacks is said by who judges it.
+        return;
+    }
+    std::erase_if(options.profiles, [&](const auto &profile) {
+        const auto verdict = options.known(sha256, profile->name());
+        if (verdict)
+            writeFrame(channel, Frame::Kind::Known, packed(*verdict, profile->name()));
+        return verdict.has_value();
+    });
+}
+
+void judgeOne(int channel, std::string_view task, const JudgeOptions &options) {
+    const std::string file(task.substr(1));
+    JudgeOptions rest = options;
+    if (options.known)
+        tellKnown(channel, file, rest);
+    try {
+        if (!rest.profiles.empty())
+            for (const PackageReport &report : judged(file, rest, task.front() == '1'))
+                send(channel, report);
         writeFrame(channel, Frame::Kind::Done);
     } catch (const TooLargeNow &) {
         writeFrame(channel, Frame::Kind::Returned);

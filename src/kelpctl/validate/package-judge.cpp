@@ -2,8 +2,8 @@
 
 #include "kelpctl/progress.h"
 #include "kelpctl/validate/collected-report.h"
-#include "kelpctl/validate/file-kind.h"
 #include "kelpctl/validate/lookahead.h"
+#include "kelpctl/validate/run/file-kind.h"
 #include "kelpctl/validate/run/interruption.h"
 #include "kelpctl/validate/run/workspace-place.h"
 #include "kelpctl/validate/run/workspace.h"
@@ -109,11 +109,6 @@ private:
     std::streambuf *out_ = std::cout.rdbuf(nullptr);
     std::streambuf *error_ = std::cerr.rdbuf(&lines_);
 };
-
-std::string sha256OfFile(const std::string &path) {
-    const Common::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    return Common::Rpm::sha256Of(file.get(), path);
-}
 
 /// One package under all profiles.
 class Judgement {
@@ -331,6 +326,11 @@ std::vector<PackageReport> judgePackage(const std::string &file, const JudgeOpti
     const Silence silence([&judgement](const std::string &line) { judgement.takeLine(line); });
     judgement.judge();
     return std::move(judgement).take();
+}
+
+std::string sha256OfFile(const std::string &path) {
+    const Common::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    return Common::Rpm::sha256Of(file.get(), path);
 }
 
 std::string tooLong(std::chrono::seconds time) {

@@ -34,6 +34,10 @@ struct JudgeOptions {
     std::vector<Override> overrides = {};           ///< Of findings that do not count.
     std::optional<std::uint64_t> mostUnpacked = {}; ///< Bytes of all files together.
     std::optional<std::chrono::seconds> timeout = {};
+    /// The verdict of an earlier run, by digest and profile; empty where there was none. What has one is not
+    /// judged again.
+    std::function<std::optional<KnownVerdict>(const std::string &sha256, const std::string &profile)> known =
+        {};
     /// Packages that are judged at once. With more than one a judge has no threads of its own.
     std::size_t jobs = 1;
     /// Has the reports hold all findings, as the lines that this makes of them; empty for the findings
@@ -47,6 +51,9 @@ struct JudgeOptions {
 /// or are unpacked to a disk.
 std::vector<PackageReport> judgePackage(const std::string &file, const JudgeOptions &options,
                                         bool mayBeLarge = true);
+
+/// The SHA-256 of a package file, in hexadecimal digits. Raises as Common::Rpm::sha256Of() does.
+std::string sha256OfFile(const std::string &file);
 
 /// Why there is no verdict on a package that took longer than that.
 std::string tooLong(std::chrono::seconds time);

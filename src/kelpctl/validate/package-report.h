@@ -33,6 +33,12 @@ struct ReportedFinding {
 /// The text of the finding that stands for those of its id that are not in a report.
 inline constexpr std::string_view moreText = "and {0} more reports";
 
+/// What an earlier run has said of a package under one profile.
+struct KnownVerdict {
+    bool isRefused;
+    bool hasWarning;
+};
+
 /// What is to be said of one package under one profile. The texts are the package's own, not escaped.
 struct PackageReport {
     std::string file;

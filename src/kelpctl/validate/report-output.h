@@ -2,11 +2,14 @@
 
 #include "kelpctl/validate/package-report.h"
 
+#include <boost/json/object.hpp>
+
 #include <cstddef>
 #include <functional>
 #include <iosfwd>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace KelpCtl {
 
@@ -33,14 +36,20 @@ std::unique_ptr<ReportOutput> explainingOutput(std::ostream &output);
 std::unique_ptr<ReportOutput> linesOutput(std::ostream &output);
 /// One document of the tool's own form.
 std::unique_ptr<ReportOutput> jsonOutput(std::ostream &output);
-/// A document of its own for each package and profile, on a line.
-std::unique_ptr<ReportOutput> jsonLinesOutput(std::ostream &output);
+/// A document of its own for each package and profile, as jsonLine() makes it.
+std::unique_ptr<ReportOutput> jsonLinesOutput(std::ostream &output, boost::json::object conditions);
 /// One document in the form 2.1.0 of the Static Analysis Results Interchange Format.
 std::unique_ptr<ReportOutput> sarifOutput(std::ostream &output);
 /// A Code Quality report of GitLab.
 std::unique_ptr<ReportOutput> gitlabOutput(std::ostream &output);
 /// One document in the form of JUnit, which build services show as tests.
 std::unique_ptr<ReportOutput> junitOutput(std::ostream &output);
+
+/// How each such line begins.
+constexpr std::string_view jsonLineBeginning = "{\"format\":";
+
+/// A report as one line, with fields of the whole run in front, and its end.
+std::string jsonLine(const PackageReport &report, const boost::json::object &conditions);
 
 /// A finding as the form for people has it, "error: PATH: TEXT [ID]", behind `indent` blanks; broken and
 /// coloured as it suits the file descriptor to which it goes.

@@ -33,7 +33,7 @@ public:
     Packer &optionalText(const std::optional<std::string> &value) {
         return number(value ? 1 : 0).text(value.value_or(""));
     }
-    std::string take() && { return std::move(bytes_); }
+    std::string take() { return std::move(bytes_); }
 
 private:
     std::string bytes_;
@@ -111,6 +111,19 @@ Message unpackMessage(Unpacker &unpacker) {
 
 } // namespace
 
+std::string packed(const KnownVerdict &verdict, const std::string &profile) {
+    return Packer().number(verdict.isRefused).number(verdict.hasWarning).text(profile).take();
+}
+
+std::pair<KnownVerdict, std::string> unpackedKnown(std::string_view bytes) {
+    Unpacker unpacker(bytes);
+    const bool isRefused = unpacker.number() != 0;
+    const bool hasWarning = unpacker.number() != 0;
+    std::string profile = unpacker.text();
+    unpacker.requireEnd();
+    return {{isRefused, hasWarning}, std::move(profile)};
+}
+
 std::string packed(const PackageReport &report) {
     Packer packer;
     packer.text(report.file).optionalText(report.id).optionalText(report.version);
@@ -128,7 +141,7 @@ std::string packed(const PackageReport &report) {
         pack(packer, finding.message);
         packer.text(finding.hint).text(finding.overridden);
     }
-    return std::move(packer).take();
+    return packer.take();
 }
 
 PackageReport unpacked(std::string_view bytes) {

@@ -1,6 +1,7 @@
 #include "kelpctl/shown-text.h"
 #include "kelpctl/validate/commands.h"
 #include "kelpctl/validate/judge-pool.h"
+#include "kelpctl/validate/judged-before.h"
 #include "kelpctl/validate/package-judge.h"
 #include "kelpctl/validate/report-output.h"
 #include "kelpctl/validate/run/interruption.h"
@@ -36,9 +37,11 @@ struct OutputForm {
     std::unique_ptr<ReportOutput> (*make)(std::ostream &output);
 };
 
-constexpr OutputForm outputForms[] = {
-    {"text", textOutput},   {"report", linesOutput},  {"json", jsonOutput},  {"jsonl", jsonLinesOutput},
-    {"sarif", sarifOutput}, {"gitlab", gitlabOutput}, {"junit", junitOutput}};
+constexpr OutputForm outputForms[] = {{"text", textOutput},     {"report", linesOutput},
+                                      {"json", jsonOutput},     {"sarif", sarifOutput},
+                                      {"gitlab", gitlabOutput}, {"junit", junitOutput}};
+
+constexpr const char *jsonLines = "jsonl";
 
 struct ValidateArguments {
     std::vector<std::string> files;
@@ -56,6 +59,7 @@ struct ValidateArguments {
     std::string jobs = "1";
     std::string list; ///< A file of package files; empty for none.
     bool hasZeros = false;
+    std::string resumed; ///< A file of earlier reports; empty for none.
 };
 
 constexpr const char *autoJobs = "auto";
@@ -109,12 +113,17 @@ JudgeOptions optionsOf(const ValidateArguments &arguments) {
 }
 
 /// Incomplete is worse than refused: what could not be judged must not end a build as a mere "no".
+ExitStatus statusOf(const KnownVerdict &verdict, const ValidateArguments &arguments) {
+    const bool fails = verdict.isRefused || (verdict.hasWarning && arguments.failOn == "warning");
+    return fails ? ExitStatus::Refused : ExitStatus::Accepted;
+}
+
 ExitStatus statusOf(const PackageReport &report, const ValidateArguments &arguments) {
     if (report.verdict == Verdict::Incomplete)
         return ExitStatus::Trouble;
-    const bool hasWarning = report.counts.contains(LogLevel::Warning);
-    const bool fails = report.verdict == Verdict::Refused || (hasWarning && arguments.failOn == "warning");
-    return fails ? ExitStatus::Refused : ExitStatus::Accepted;
+    return statusOf(
+        KnownVerdict{report.verdict == Verdict::Refused, report.counts.contains(LogLevel::Warning)},
+        arguments);
 }
 
 /// Whatever an rpm of this name would read of the home directory, or make there, is nobody's target.
@@ -152,34 +161,70 @@ PackageSource sourceOf(const ValidateArguments &arguments) {
                                  : std::optional(PackageSource::List{arguments.list, arguments.hasZeros})};
 }
 
+ExitStatus judgeAll(const ValidateArguments &arguments, const JudgeOptions &options, ReportOutput &output,
+                    std::ostream &results) {
+    std::set<std::size_t> usedOverrides;
+    Outcome outcome(options.profiles.size());
+    PackageSource source = sourceOf(arguments);
+    const Interruption interruption;
+    const auto take = [&](const PackageReport &report) {
+        output.write(report);
+        usedOverrides.insert(report.usedOverrides.begin(), report.usedOverrides.end());
+        outcome.add(statusOf(report, arguments));
+        return results.good();
+    };
+    const auto takeKnown = [&](const KnownVerdict &verdict) { outcome.add(statusOf(verdict, arguments)); };
+    JudgePool(options, arguments.jobs == autoJobs).run(source, {take, takeKnown});
+    // After an end that somebody asked for as well: what was judged is reported as a whole document.
+    output.finish();
+    if (Interruption::isRequested() && results.flush())
+        Interruption::die();
+    const ExitStatus worst = source.hadTrouble() ? ExitStatus::Trouble : outcome.worst();
+    // What could not be judged to the end, or was judged before, may have what they are for.
+    if (worst != ExitStatus::Trouble && !options.known)
+        tellUnused(options.overrides, usedOverrides, arguments.overrides);
+    return worst;
+}
+
+/// Adds the reports to a file of earlier ones.
+class ResumedOutput final : public ReportOutput {
+public:
+    ResumedOutput(JudgedBefore &before, boost::json::object conditions) :
+        before_(before), conditions_(std::move(conditions)) {}
+
+    void write(const PackageReport &report) override { before_.add(jsonLine(report, conditions_)); }
+
+private:
+    JudgedBefore &before_;
+    boost::json::object conditions_;
+};
+
+std::unique_ptr<ReportOutput> outputOf(const ValidateArguments &arguments, const JudgeOptions &options,
+                                       JudgedBefore *before, std::ostream &results) {
+    if (before)
+        return std::make_unique<ResumedOutput>(*before, conditionsOf(options, arguments.overrides));
+    if (arguments.output == jsonLines)
+        return jsonLinesOutput(results, conditionsOf(options, arguments.overrides));
+    const auto form = std::ranges::find(outputForms, arguments.output, &OutputForm::name);
+    return arguments.isExplaining ? explainingOutput(results) : form->make(results);
+}
+
 ExitStatus validate(const ValidateArguments &arguments, std::ostream &results) {
     // In front of all that uses librpm, which reads its configuration once.
     leaveHome();
     // A limit on the size of files may not leave trees behind.
     std::signal(SIGXFSZ, SIG_IGN);
-    const auto form = std::ranges::find(outputForms, arguments.output, &OutputForm::name);
-    const auto output = arguments.isExplaining ? explainingOutput(results) : form->make(results);
     JudgeOptions options = optionsOf(arguments);
+    std::optional<JudgedBefore> before;
+    if (!arguments.resumed.empty())
+        before.emplace(arguments.resumed, conditionsOf(options, arguments.overrides));
+    if (before)
+        options.known = [&before](const std::string &sha256, const std::string &profile) {
+            return before->find(sha256, profile);
+        };
+    const auto output = outputOf(arguments, options, before ? &*before : nullptr, results);
     options.lineOf = output->lineOf();
-    std::set<std::size_t> usedOverrides;
-    Outcome outcome(options.profiles.size());
-    PackageSource source = sourceOf(arguments);
-    const Interruption interruption;
-    JudgePool(options, arguments.jobs == autoJobs).run(source, [&](const PackageReport &report) {
-        output->write(report);
-        usedOverrides.insert(report.usedOverrides.begin(), report.usedOverrides.end());
-        outcome.add(statusOf(report, arguments));
-        return results.good();
-    });
-    // After an end that somebody asked for as well: what was judged is reported as a whole document.
-    output->finish();
-    if (Interruption::isRequested() && results.flush())
-        Interruption::die();
-    const ExitStatus worst = source.hadTrouble() ? ExitStatus::Trouble : outcome.worst();
-    // What could not be judged to the end may have what they are for.
-    if (worst != ExitStatus::Trouble)
-        tellUnused(options.overrides, usedOverrides, arguments.overrides);
-    return worst;
+    return judgeAll(arguments, options, *output, results);
 }
 
 /// What the package is held against.
@@ -233,7 +278,15 @@ void addReport(CLI::App &validate, ValidateArguments &arguments) {
                         "The form of the report: text, report, json, jsonl, sarif, gitlab or junit")
             ->check(CLI::IsMember({"text", "report", "json", "jsonl", "sarif", "gitlab", "junit"}))
             ->option_text("FORM (text)");
-    validate.add_flag("--explain", arguments.isExplaining, "Show how to mend each finding")->excludes(output);
+    auto *explain = validate.add_flag("--explain", arguments.isExplaining, "Show how to mend each finding")
+                        ->excludes(output);
+    validate
+        .add_option(
+            "--resume", arguments.resumed,
+            "Add the reports to those in FILE, as lines of jsonl, and judge nothing again that stands there")
+        ->option_text("FILE")
+        ->excludes(output)
+        ->excludes(explain);
     validate.add_option("--keep", arguments.keep, "Keep what was unpacked of each in DIR/ID-VERSION")
         ->option_text("DIR");
 }

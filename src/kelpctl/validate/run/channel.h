@@ -13,6 +13,7 @@ struct Frame {
         Task,  ///< To the judge: whether it may be a large one, and the package file.
         Lines, ///< Of the report that comes next.
         Report,
+        Known,    ///< A profile, whose verdict stands since an earlier run.
         Returned, ///< The package is a large one, and was not begun.
         Done      ///< There is no more of the package.
     };

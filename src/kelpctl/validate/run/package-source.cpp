@@ -1,6 +1,7 @@
 #include "kelpctl/validate/run/package-source.h"
 
 #include "kelpctl/shown-text.h"
+#include "kelpctl/validate/run/file-kind.h"
 #include "kelpctl/validate/run/whole-io.h"
 
 #include <dirent.h>
@@ -64,17 +65,6 @@ std::optional<std::vector<std::string>> namesIn(const std::string &directory) {
         errno = 0;
     }
     return errno == 0 ? std::optional(std::move(names)) : std::nullopt;
-}
-
-/// By the lead of the file, where every rpm has the kind; a name is anybody's.
-bool isSourcePackage(const std::string &file) {
-    constexpr std::string_view magic = "\xed\xab\xee\xdb";
-    constexpr std::size_t typeAt = 6;
-    const Common::FileDescriptor package(
-        ::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
-    char lead[typeAt + 2] = {};
-    return package.get() >= 0 && ::read(package.get(), lead, sizeof lead) == ssize_t{sizeof lead} &&
-           std::string_view(lead, magic.size()) == magic && lead[typeAt + 1] == 1;
 }
 
 } // namespace
@@ -166,7 +156,7 @@ std::optional<std::string> PackageSource::nextOfWalk() {
 }
 
 bool PackageSource::isWanted(const std::string &file) {
-    const bool isSource = isSourcePackage(file);
+    const bool isSource = kindOf(file) == FileKind::SourcePackage;
     ++(isSource ? sources_ : found_);
     return !isSource;
 }

@@ -1,4 +1,4 @@
-#include "kelpctl/validate/file-kind.h"
+#include "kelpctl/validate/run/file-kind.h"
 
 #include "kelp/core/common/files/file-descriptor.h"
 

@@ -1,0 +1,179 @@
+#include "kelpctl/validate/judged-before.h"
+
+#include "kelpctl/validate/report-output.h"
+#include "kelpctl/validate/run/build-id.h"
+#include "kelpctl/validate/run/whole-io.h"
+
+#include <boost/json/array.hpp>
+#include <boost/json/parse.hpp>
+#include <boost/json/serialize.hpp>
+#include <fcntl.h>
+#include <glib.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <system_error>
+
+namespace KelpCtl {
+
+namespace {
+
+namespace json = boost::json;
+
+constexpr mode_t mode = 0644;
+
+[[noreturn]] void raise(const std::string &text) {
+    throw std::runtime_error(text + ": " + std::generic_category().message(errno));
+}
+
+Common::FileDescriptor locked(const std::string &file) {
+    Common::FileDescriptor lock(::open(file.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, mode));
+    if (lock.get() < 0)
+        raise("Couldn't open " + file);
+    if (::flock(lock.get(), LOCK_EX | LOCK_NB) != 0)
+        raise("Another run holds " + file);
+    return lock;
+}
+
+/// Not by librpm, which this process leaves to its judges.
+class Digest {
+public:
+    Digest() = default;
+    Digest(const Digest &) = delete;
+    Digest &operator=(const Digest &) = delete;
+    ~Digest() { g_checksum_free(checksum_); }
+
+    void add(std::string_view text) {
+        g_checksum_update(checksum_, reinterpret_cast<const guchar *>(text.data()), std::ssize(text));
+    }
+    std::string digits() { return g_checksum_get_string(checksum_); }
+
+private:
+    GChecksum *checksum_ = g_checksum_new(G_CHECKSUM_SHA256);
+};
+
+/// One that a line lacks counts as null.
+JudgedBefore::Key keyOf(const json::object &line, const json::object &conditions) {
+    Digest digest;
+    const auto add = [&](std::string_view name) {
+        const json::value *value = line.if_contains(name);
+        digest.add(json::serialize(value ? *value : json::value(nullptr)) + '\n');
+    };
+    for (const auto &condition : conditions)
+        add(condition.key());
+    add("profile");
+    add("sha256");
+    constexpr std::size_t digits = 16;
+    const std::string text = digest.digits();
+    return {std::stoull(text.substr(0, digits), nullptr, 16),
+            std::stoull(text.substr(digits, digits), nullptr, 16)};
+}
+
+std::string digestOf(const std::string &file) {
+    if (file.empty())
+        return {};
+    std::ifstream input(file, std::ios::binary);
+    std::ostringstream text;
+    text << input.rdbuf();
+    Digest digest;
+    digest.add(text.str());
+    return digest.digits();
+}
+
+json::value textOrNull(const std::string &text) {
+    return text.empty() ? json::value(nullptr) : json::value(text);
+}
+
+bool hasWarning(const json::object &line) {
+    return std::ranges::any_of(line.at("findings").as_array(), [](const json::value &finding) {
+        const json::value *overridden = finding.as_object().if_contains("overridden");
+        return finding.at("level") == "warning" && (!overridden || overridden->is_null());
+    });
+}
+
+} // namespace
+
+json::object conditionsOf(const JudgeOptions &options, const std::string &overridesFile) {
+    const Validator::Config &profile = *options.profiles.front();
+    return {{"kelpctl", KELP_VERSION},
+            {"build", textOrNull(buildId())},
+            {"os_version", textOrNull(profile.osVersion().value_or(""))},
+            {"developer_mode", !profile.validationEnabled()},
+            {"hidden", json::array(options.hidden.begin(), options.hidden.end())},
+            {"overrides", textOrNull(digestOf(overridesFile))}};
+}
+
+JudgedBefore::JudgedBefore(const std::filesystem::path &file, json::object conditions) :
+    name_(file), conditions_(std::move(conditions)), file_(locked(file)) {
+    readLines();
+    // Of what was found twice, the last.
+    std::ranges::stable_sort(verdicts_, {}, &Verdicts::value_type::first);
+    Verdicts newest;
+    for (auto &verdict : verdicts_)
+        if (newest.empty() || newest.back().first != verdict.first)
+            newest.push_back(verdict);
+        else
+            newest.back() = verdict;
+    verdicts_ = std::move(newest);
+}
+
+void JudgedBefore::readLines() {
+    std::ifstream input("/proc/self/fd/" + std::to_string(file_.get()));
+    std::string line;
+    off_t end = 0;
+    for (std::size_t number = 1; std::getline(input, line) && !input.eof(); ++number) {
+        remember(line, number);
+        end += std::ssize(line) + 1;
+    }
+    if (input.bad())
+        raise("Couldn't read " + name_);
+    // What a run was writing when it ended; any other text is somebody's.
+    if (!line.starts_with(jsonLineBeginning) && !jsonLineBeginning.starts_with(line))
+        throw std::runtime_error(name_ + " holds something else than reports");
+    if (!line.empty() && ::ftruncate(file_.get(), end) != 0)
+        raise("Couldn't cut " + name_);
+}
+
+void JudgedBefore::remember(const std::string &line, std::size_t number) {
+    try {
+        const json::value value = json::parse(line);
+        const json::object &report = value.as_object();
+        const json::string &verdict = report.at("verdict").as_string();
+        const Newest newest = verdict == nameOf(Verdict::Refused)    ? Newest::Refused
+                              : verdict != nameOf(Verdict::Accepted) ? Newest::Incomplete
+                              : hasWarning(report)                   ? Newest::AcceptedWithWarning
+                                                                     : Newest::Accepted;
+        verdicts_.emplace_back(keyOf(report, conditions_), newest);
+    } catch (const std::exception &) {
+        throw std::runtime_error("Line " + std::to_string(number) + " of " + name_ + " is no report");
+    }
+}
+
+std::optional<KnownVerdict> JudgedBefore::find(const std::string &sha256, const std::string &profile) const {
+    json::object line = conditions_;
+    line["profile"] = profile;
+    line["sha256"] = sha256;
+    const Key key = keyOf(line, conditions_);
+    const auto found = std::ranges::lower_bound(verdicts_, key, {}, &Verdicts::value_type::first);
+    if (found == verdicts_.end() || found->first != key || found->second == Newest::Incomplete)
+        return std::nullopt;
+    return KnownVerdict{found->second == Newest::Refused, found->second == Newest::AcceptedWithWarning};
+}
+
+void JudgedBefore::add(const std::string &text) {
+    const off_t end = ::lseek(file_.get(), 0, SEEK_END);
+    try {
+        writeWhole(file_.get(), text);
+    } catch (const std::system_error &error) {
+        // The next run would cut it too; whoever reads the file before that has whole lines.
+        [[maybe_unused]] const int result = ::ftruncate(file_.get(), end);
+        throw std::runtime_error("Couldn't write to " + name_ + ": " + error.code().message());
+    }
+}
+
+} // namespace KelpCtl
