@@ -36,7 +36,6 @@ constexpr Row table[] = {
     {"intent-not-standard", "intent"},
     {"intent-flag-unknown", "intent", "NAME:"},
     {"manifest-key-unknown", "manifest-key"},
-    {"qml-import-not-allowed", "import"},
 };
 
 /// The word of a rule behind the prefix; empty for a rule in which there is none.

@@ -21,7 +21,8 @@ constexpr Explanation contentRows[] = {
      "rm -rf %{buildroot}%{_docdir} %{buildroot}%{_mandir} %{buildroot}%{_datadir}/licenses\n"
      "\n"
      "%files\n"
-     "%{_datadir}/%{name}",
+     "%{_datadir}/%{name}\n"
+     "%{_datadir}/applications/%{name}.desktop",
      "path"},
     {"qml-only-not-noarch", "The application is all QML, but the package is for one architecture.",
      "Devices of other architectures could not install it for no reason.",

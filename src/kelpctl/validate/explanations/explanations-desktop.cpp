@@ -99,7 +99,8 @@ constexpr Explanation desktopRows[] = {
      "Orientation=Portrait",
      "key"},
     {"desktop-value-invalid", "A key of the desktop file has a value that is not known.",
-     "It has no effect; perhaps another was meant.", "Use one of the values of the key.", Desktop,
+     "It has no effect; perhaps another was meant.", "Use one of the values of the key that are listed.",
+     Desktop,
      "[X-Velura-Application]\n"
      "Orientation=Portrait\n"
      "IconMode=Crop",
@@ -141,7 +142,7 @@ constexpr Explanation desktopRows[] = {
      "capability"},
     {"capability-value-invalid", "A capability has an unknown value, or an empty one by a \";\" at the end.",
      "The application would not be offered on devices that have what it supports.",
-     "Use the values of the key, with \";\" between them and none at the end.", Desktop,
+     "Use the values of the key that are listed, with \";\" between them and none at the end.", Desktop,
      "[X-Velura-Capabilities]\n"
      "ScreenOrientation=Landscape;Portrait",
      "capability"},

@@ -108,7 +108,7 @@ constexpr Explanation programRows[] = {
     {"qml-import-not-allowed", "A QML file imports a module of the system that is not allowed.",
      "The module is not for applications of this profile, and may not be on the device.",
      "Import an allowed module, in a version that is listed, or ship your own below /usr/share/ID/qml.",
-     Shell, "kelpctl rules import | grep allowed", "import"},
+     Shell, "kelpctl rules import | grep QtQuick", "import"},
 };
 
 } // namespace

@@ -25,7 +25,8 @@ constexpr Explanation taskRows[] = {
      "Intents=Start",
      "intent"},
     {"intent-not-standard", "An intent is neither Start nor OpenURI, and does not begin with X-.",
-     "Other names are reserved for later systems.", "Put X- in front of a name of your own.", Desktop,
+     "Other names are reserved for later systems.",
+     "Use Start or OpenURI, or put X- in front of a name of your own.", Desktop,
      "[X-Application]\n"
      "Intents=X-Notes",
      "intent"},
