@@ -81,6 +81,10 @@ TEST_F(HardeningTest, FindsInTheFileListWhatNoHonestPackageHas) {
     std::string deep;
     for (int i = 0; i < 60; ++i)
         deep += "d/";
+    // Not unpacked, so that nobody finds that the first cannot be there.
+    std::vector<WrittenFile> scattered{{"/opt/", "a"}};
+    for (int i = 0; i < 20; ++i)
+        scattered.push_back({ownShare + std::to_string(i) + '/' + deep.substr(20), "a"});
     const std::string desktop = "org.example.app.desktop", json = "org.example.app.json",
                       daemon = "/etc/integrityd/config.d/";
     expect({
@@ -101,6 +105,7 @@ TEST_F(HardeningTest, FindsInTheFileListWhatNoHonestPackageHas) {
         {{.files = {{ownShare, "a\u00e9 \u202e"}}}, ""},
         {{.files = {{ownShare + deep + "a/", "a"}}}, "directories-too-many"},
         {{.files = {{ownShare + deep, "a"}}}, ""},
+        {{.files = scattered}, "directories-too-many"},
         {{.files = {{ownShare, "a", 0100644, "", 0, 0, "root", "cap_net_raw=ep"}}}, "file-capabilities"},
         {{.files = {{ownShare, "a", 0100644, "", 0, 0, "root", "cap_net_raw=ep"}}},
          "file-capabilities-tolerated",

@@ -8,6 +8,7 @@
 #include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/validator/content-validator.h"
 #include "kelp/core/kelp/validator/framework/mapped-file.h"
+#include "kelp/core/kelp/validator/hardening/header-hardening.h"
 #include "kelp/core/kelp/validator/header/header-checks.h"
 #include "kelp/core/kelp/validator/rpm-meta-checker.h"
 
@@ -88,7 +89,9 @@ std::vector<std::string> PackageExtraction::run(const ExtractFileIterator &packa
                 .validateMeta();
         });
         requireRoom(package);
-        judge(run);
+        // Directories by the hundred thousand are not made to find more in what is refused for them.
+        if (!isRefused(run) || !Validator::hasTooManyDirectories(meta))
+            judge(run);
     } catch (...) {
         // What was unpacked by then stays, with no more than its permissions.
         staging_.applyFilePermissions();
@@ -99,6 +102,12 @@ std::vector<std::string> PackageExtraction::run(const ExtractFileIterator &packa
     for (Seat &seat : run.seats)
         failures.push_back(std::move(seat.firstFailure));
     return failures;
+}
+
+/// By all judges, if there are any.
+bool PackageExtraction::isRefused(const Run &run) {
+    const auto isRefusal = [](const Seat &seat) { return !seat.firstFailure.empty(); };
+    return !run.seats.empty() && std::ranges::all_of(run.seats, isRefusal);
 }
 
 /// By what the header claims: a disk that is full stops others too. No more is unpacked than that.

@@ -69,6 +69,7 @@ private:
     struct Seat;
     struct Run;
 
+    static bool isRefused(const Run &run);
     void requireRoom(const Common::Rpm::ExtractFileIterator &package) const;
     void take(std::size_t bytes);
     void judge(Run &run);

@@ -16,6 +16,9 @@ void checkWords(const HeaderCheck &check);
 /// The file list (place-checks.cpp).
 void checkPlaces(const HeaderCheck &check);
 
+/// Whether the directories that nobody lists are so many that they alone are what the package brings.
+bool hasTooManyDirectories(const RpmMeta &meta);
+
 /// Whether VERSION-RELEASE can name a directory of the store that nobody mistakes for another, or for a path.
 bool isUsableVersion(std::string_view text);
 

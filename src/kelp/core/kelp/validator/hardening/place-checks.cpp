@@ -139,12 +139,6 @@ bool isTooDeep(const FileInfo &file) {
     return std::ranges::count(file.path, '/') > mostComponents;
 }
 
-/// Whether the directories that nobody lists are so many that they alone are what the package brings.
-bool hasTooManyDirectories(const RpmMeta &meta) {
-    const std::size_t count = meta.impliedDirectories();
-    return count > mostDirectories && count > mostDirectoriesOfEntry * meta.files().size();
-}
-
 /// Before anything is unpacked: each directory takes a block of the disk, and time at its removal.
 void checkDirectories(const HeaderCheck &check) {
     const auto &files = check.meta.files();
@@ -156,6 +150,11 @@ void checkDirectories(const HeaderCheck &check) {
 }
 
 } // namespace
+
+bool hasTooManyDirectories(const RpmMeta &meta) {
+    const std::size_t count = meta.impliedDirectories();
+    return count > mostDirectories && count > mostDirectoriesOfEntry * meta.files().size();
+}
 
 void checkPlaces(const HeaderCheck &check) {
     checkDirectories(check);
