@@ -4,8 +4,10 @@
 // would make every change of a header one that librpm refuses.
 
 #include "kelp/core/common/rpm/initialise.h"
+#include "kelp/core/common/rpm/reader.h"
 #include "kelp/core/kelp/incoming/judge.h"
 #include "kelp/core/kelp/incoming/rpm-package.h"
+#include "kelp/core/kelp/validator/framework/rpm-meta.h"
 #include "support/fuzz-checker.h"
 #include "support/fuzz-file.h"
 
@@ -88,6 +90,18 @@ private:
     std::ptrdiff_t bound_;
 };
 
+/// Directories that nobody lists are few, or a few for each file.
+std::ptrdiff_t mostDirectories(const fs::path &package) {
+    const Validator::RpmMeta meta(Common::Rpm::Reader(package, Common::Rpm::Signatures::Unchecked));
+    return std::max<std::ptrdiff_t>(1000, 4 * std::ssize(meta.files())) + std::ssize(meta.files());
+}
+
+std::ptrdiff_t directoriesIn(const fs::path &tree) {
+    return std::ranges::count_if(
+        fs::recursive_directory_iterator(tree),
+        [](const fs::directory_entry &entry) { return entry.is_directory() && !entry.is_symlink(); });
+}
+
 std::uint64_t sizeOf(const fs::path &tree) {
     std::uint64_t sum = 0;
     for (const fs::directory_entry &entry : fs::recursive_directory_iterator(tree))
@@ -115,6 +129,7 @@ void judge(const fs::path &package, const fs::path &staging) {
     const std::string refusal = file.validate(staging, {{fuzzConfig(), note, note, mostOfId}}, trial).front();
     require(refusal.empty() != isRefused);
     require(sizeOf(staging) <= mostUnpacked);
+    require(directoriesIn(staging) <= mostDirectories(package));
 }
 
 } // namespace
