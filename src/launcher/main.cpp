@@ -11,6 +11,7 @@
 #include "launcher/migration-driver.h"
 #include "launcher/migrations.h"
 
+#include <malloc.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -19,6 +20,10 @@
 using namespace Launcher;
 
 namespace {
+
+/// Blocks of this size go back to the system when they are freed. Left to itself the limit grows with the
+/// first header of librpm's, which may have megabytes, and the holes of the later ones stay.
+constexpr int largeBlock = 128 << 10;
 
 /// A start that finds all stamps waits for nobody. Without the lock nothing is done: somebody may have it.
 void migrateLocked(const std::vector<Migration> &migrations) {
@@ -44,6 +49,7 @@ Migration migrationOf(const Core::KELP::MigrationStamp &stamp, void (*migrate)(C
 int main() {
     // Inherited, it could make a store that no user can read, or one that everybody can write.
     ::umask(022);
+    ::mallopt(M_MMAP_THRESHOLD, largeBlock);
     Common::deferStopSignals();
     Common::ignoreBrokenPipes();
     // librpm's own lines carry no priority: the journal would take its errors for information.

@@ -39,22 +39,21 @@ TEST(PublicationPlanTest, IsReadWholeOrNotAtAll) {
 }
 
 TEST(TakeOverJournalTest, IsReadWholeOrNotAtAll) {
-    const std::string text =
-        "kelp take-over 2\n"
-        "package org.app\nversion 1-1\nheader 7 abc\ndisks 11 -12 13 14\n"
-        "staging /opt/kelp/tmp/org.app\norgname org\nappname an app\n"
-        "extra certificate.id K\\n1\\\\n\n"
-        "file s- 1 2 3 -4 /usr/bin/to ol\nfile -l 1 5 6 7 /etc/x\nfile -- - - - - /gone\n"
-        "source bin/to ol\ntarget 0 /usr/bin/to ol\nsource data/x\ntarget - /usr/x\n"
-        "directory gar /usr/share\ndirectory --- /usr/share/x\n"
-        "package org.b\nversion 2-1\nheader 8 \ndisks 11 0 13 0\nstaging /b\nend 2\n";
+    const std::string text = "kelp take-over 2\n"
+                             "package org.app\nversion 1-1\nheader 7 abc\ndisks 11 -12 13 14\n"
+                             "staging /opt/kelp/tmp/org.app\norgname org\nappname an app\n"
+                             "extra certificate.id K\\n1\\\\n\n"
+                             "file - 1 2 3 -4 /usr/bin/to ol\nfile l 1 5 6 7 /etc/x\nfile - - - - - /gone\n"
+                             "source bin/to ol\ntarget 0 /usr/bin/to ol\nsource data/x\ntarget - /usr/x\n"
+                             "directory gar /usr/share\ndirectory --- /usr/share/x\n"
+                             "package org.b\nversion 2-1\nheader 8 \ndisks 11 0 13 0\nstaging /b\nend 2\n";
     const auto entries = TakeOverJournal::parse(text);
     EXPECT_EQ(TakeOverJournal::format(entries), text);
     const JournalEntry &entry = entries.at(0);
     EXPECT_EQ(entry.store, (DirectoryMark{11, -12}));
     EXPECT_EQ(entry.extras, (PackageInformation{{"certificate.id", "K\n1\\n"}}));
-    EXPECT_EQ(entry.files.at(0).identity, (Common::FileIdentity{1, 2, 3, -4}));
-    EXPECT_TRUE(entry.files[0].isShared && entry.files[1].isLinked && !entry.files[2].identity);
+    EXPECT_EQ(entry.files[0].identity, (Common::FileIdentity{1, 2, 3, -4}));
+    EXPECT_TRUE(!entry.files[0].isLinked && entry.files[1].isLinked && !entry.files[2].identity);
     EXPECT_TRUE(entry.directories.at(0).isAbsent && !entry.directories[1].isAbsent);
 
     const auto damaged = raises(ErrorCode::Internal,
@@ -70,8 +69,8 @@ TEST(TakeOverJournalTest, IsReadWholeOrNotAtAll) {
                                   "header 8 > header -8",
                                   "14\n > 14 15\n",
                                   "appname > nickname",
-                                  "file s- > file -s",
-                                  "file s- > file s",
+                                  "file l > file s",
+                                  "file l > file l-",
                                   "3 -4 > -3 4",
                                   "3 -4 > 3 ",
                                   "source bin/to ol\n > ",
@@ -110,11 +109,12 @@ protected:
         enter(stage("1-1", {}), subgroup);
         for (const std::string &name : programs) {
             files.push_back({text("usr/bin/" + name), Common::Rpm::RegularFile{fs::perms(0644)}, false, 0});
-            entry.files.push_back({files.back().path, {}, false, false});
         }
         const RpmPackage package(id, "1-1", "", {}, {}, "org", "app",
                                  buildMappings(id, "K1", "org", "app", Rooted::Yes), {}, files);
-        stageInstalledPackage(package, stored("1-1"), entry);
+        stageInstalledPackage(
+            {package, std::vector<std::uint64_t>(files.size()), std::vector<bool>(files.size(), true)},
+            stored("1-1"), entry);
         note(package);
     }
 
@@ -223,7 +223,10 @@ TEST_F(TakeOverTest, ATargetHoldsRpmsFileOrTheStoresAndWhatIsSomebodysStays) {
     };
     EXPECT_TRUE(isTemporaryName(beside.filename()));
     const auto expectOutcome = [&](const auto &row, const std::string &outcome) {
-        entry.targets[0].file = row.isRecorded ? std::optional(std::size_t{0}) : std::nullopt;
+        JournalledTarget target = entry.targets[0];
+        target.file = row.isRecorded ? std::optional(std::size_t{0}) : std::nullopt;
+        entry.targets = {};
+        entry.targets.push_back(target);
         fs::remove(tool), fs::remove(beside);
         const std::string before = outcome.substr(0, outcome.find(" > "));
         put(before.substr(0, before.find(' ')), tool);
@@ -264,7 +267,7 @@ TEST_F(TakeOverTest, AFileIsLinkedWhereACopyWouldBeEqual) {
     stageInstalled(
         {"plain", "setuid", "setgid", "owner", "group", "capable", "outside", "one", "two", "his", "too"},
         "regular");
-    for (const JournalledFile &file : entry.files) {
+    for (const JournalledFile file : entry.files) {
         const fs::path staged = entry.path / "bin" / fs::path(file.path).filename();
         EXPECT_EQ(file.isLinked, linked.contains(staged.filename())) << file.path;
         EXPECT_EQ(file.isLinked, fs::equivalent(file.path, staged)) << file.path;

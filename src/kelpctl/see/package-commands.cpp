@@ -48,7 +48,8 @@ std::vector<fs::path> filesOf(const Machine &machine, const std::string &id) {
     // One package alone is read here, where the list of all would measure the size of each.
     const StoreView store(machine.configuration());
     requireInstalled(store, id);
-    return store.publishedFiles(id).value_or(std::vector<fs::path>());
+    const auto files = store.publishedFiles(id).value_or(std::vector<std::string>());
+    return {files.begin(), files.end()};
 }
 
 std::string shownSize(const StoredApplication &application) {

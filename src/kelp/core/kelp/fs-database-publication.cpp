@@ -33,33 +33,33 @@ std::vector<Mapping> mappingsOf(const std::string &id, const PackageInformation 
                          valueOf(information, "general.appname"), Rooted::Yes);
 }
 
-std::vector<fs::path> targetsOf(const PublicationPlan &plan) {
-    std::vector<fs::path> targets;
+std::vector<std::string> targetsOf(const PublicationPlan &plan) {
+    std::vector<std::string> targets;
     targets.reserve(plan.files.size());
     for (const PlannedFile &file : plan.files)
         targets.push_back(file.target);
     return targets;
 }
 
-bool isListed(const fs::path &list, const std::vector<fs::path> &paths) {
+bool isListed(const fs::path &list, const std::vector<std::string> &paths) {
     return Common::exists(list) && readPathList(list) == paths;
 }
 
 /// What is right on the disk is not written again: a full disk has no room for it.
-void list(const fs::path &file, const std::vector<fs::path> &paths, Durability durability) {
+void list(const fs::path &file, const std::vector<std::string> &paths, Durability durability) {
     if (!isListed(file, paths))
         writePathList(file, paths, durability);
 }
 
 /// So that a later removal finds each directory emptied.
-std::vector<fs::path> deepestFirst(const std::vector<fs::path> &directories) {
+std::vector<std::string> deepestFirst(const std::vector<std::string> &directories) {
     return {directories.rbegin(), directories.rend()};
 }
 
-std::set<fs::path> parentsOf(const std::vector<fs::path> &paths) {
+std::set<fs::path> parentsOf(const std::vector<std::string> &paths) {
     std::set<fs::path> parents;
-    for (const fs::path &path : paths)
-        parents.insert(path.parent_path());
+    for (const std::string &path : paths)
+        parents.insert(fs::path(path).parent_path());
     return parents;
 }
 
@@ -97,7 +97,7 @@ void FSDatabase::generateMappings(const std::string &id) {
     const MappingMode mode =
         publicationMode(current, mappings, valueOf(information, "certificate.subgroup").value_or(""));
     PublicationPlan plan;
-    std::vector<fs::path> made;
+    std::vector<std::string> made;
     try {
         plan = planPublication(current, current, mappings, DanglingLinks::Fail);
         // Something of ours is in the way where it could not be removed.
@@ -128,7 +128,7 @@ void FSDatabase::writePlan(const std::string &id, const PublicationPlan &plan) {
 }
 
 void FSDatabase::recordPublication(const std::string &id, const PublicationPlan &plan) {
-    const std::vector<fs::path> targets = targetsOf(plan);
+    const std::vector<std::string> targets = targetsOf(plan);
     try {
         list(pathResolver_->symlinkListFile(id, PackageSlot::Current), targets, Durability::Flushed);
     } catch (const std::exception &error) {
@@ -168,15 +168,15 @@ void FSDatabase::endPlan(const std::string &id, const PublicationPlan &plan) {
 }
 
 /// The list of the files last: where it is, the package is published as a whole.
-void FSDatabase::record(const std::string &id, const std::vector<fs::path> &files,
-                        const std::vector<fs::path> &directories) {
+void FSDatabase::record(const std::string &id, const std::vector<std::string> &files,
+                        const std::vector<std::string> &directories) {
     list(pathResolver_->generatedDirListFile(id, PackageSlot::Current), deepestFirst(directories),
          Durability::Deferred);
     list(pathResolver_->symlinkListFile(id, PackageSlot::Current), files, Durability::Deferred);
 }
 
-bool FSDatabase::isRecorded(const std::string &id, const std::vector<fs::path> &files,
-                            const std::vector<fs::path> &directories) {
+bool FSDatabase::isRecorded(const std::string &id, const std::vector<std::string> &files,
+                            const std::vector<std::string> &directories) {
     return isListed(pathResolver_->symlinkListFile(id, PackageSlot::Current), files) &&
            isListed(pathResolver_->generatedDirListFile(id, PackageSlot::Current), deepestFirst(directories));
 }
@@ -187,8 +187,8 @@ void FSDatabase::tryRemoveMappingsUsingCurrentDirectory(const std::string &id) {
         return;
     const auto linkList = findPathList(pathResolver_->symlinkListFile(id, PackageSlot::Current));
     const auto directoryList = findPathList(pathResolver_->generatedDirListFile(id, PackageSlot::Current));
-    const auto links = linkList.value_or(std::vector<fs::path>());
-    const auto directories = directoryList.value_or(std::vector<fs::path>());
+    const auto links = linkList.value_or(std::vector<std::string>());
+    const auto directories = directoryList.value_or(std::vector<std::string>());
     // The files before the directories, which have to be empty.
     PublicationPlan left{removeMappings(links, fs::absolute(pathResolver_->currentDirectory(id))), {}};
     if (!removeEmptyDirectories(directories).empty() || !left.files.empty())

@@ -48,10 +48,10 @@ public:
 
     void describeStaged(const PackageStaging &staging, const PackageInformation &extras) override;
     void place(const PackageStaging &staging) override;
-    void record(const std::string &id, const std::vector<std::filesystem::path> &files,
-                const std::vector<std::filesystem::path> &directories) override;
-    bool isRecorded(const std::string &id, const std::vector<std::filesystem::path> &files,
-                    const std::vector<std::filesystem::path> &directories) override;
+    void record(const std::string &id, const std::vector<std::string> &files,
+                const std::vector<std::string> &directories) override;
+    bool isRecorded(const std::string &id, const std::vector<std::string> &files,
+                    const std::vector<std::string> &directories) override;
 
     /// `arrival` is called for each package that migrateRpmPackages() has brought to the store, before that
     /// forgets it: what it raises has the next migration call it again.

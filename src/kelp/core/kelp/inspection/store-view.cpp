@@ -217,15 +217,15 @@ std::optional<std::string> StoreView::versionOfRecord(const std::string &id) con
                         "Couldn't read velura.pkg file of the " + id + " package");
 }
 
-std::optional<std::vector<fs::path>> StoreView::publishedFiles(const std::string &id) const {
+std::optional<std::vector<std::string>> StoreView::publishedFiles(const std::string &id) const {
     return paths(id, DatabasePathResolver(*configuration_).symlinkListFile(id, PackageSlot::Current));
 }
 
-std::optional<std::vector<fs::path>> StoreView::madeDirectories(const std::string &id) const {
+std::optional<std::vector<std::string>> StoreView::madeDirectories(const std::string &id) const {
     return paths(id, DatabasePathResolver(*configuration_).generatedDirListFile(id, PackageSlot::Current));
 }
 
-std::optional<std::vector<fs::path>> StoreView::paths(const std::string &id, const fs::path &list) const {
+std::optional<std::vector<std::string>> StoreView::paths(const std::string &id, const fs::path &list) const {
     Common::requireReadable(list);
     // Behind any other link is the list of somebody else.
     const DatabasePathResolver resolver(*configuration_);
@@ -238,9 +238,9 @@ PackageFiles StoreView::files(const std::string &id) const {
     const TreeView tree(resolver.packageDirectory(id));
     PublishedFiles published(resolver.packageDirectory(id), resolver.currentDirectory(id), tree);
     PackageFiles files{tree.bytes(), {}};
-    for (fs::path &target : publishedFiles(id).value_or(std::vector<fs::path>()))
+    for (const std::string &target : publishedFiles(id).value_or(std::vector<std::string>()))
         if (!published.isThere(target))
-            files.missing.push_back(std::move(target));
+            files.missing.emplace_back(target);
     return files;
 }
 

@@ -74,7 +74,7 @@ public:
 
     /// The files that the list of the current version says are published; nothing when there is no list.
     /// Raises ErrorCode::Filesystem when it cannot be read.
-    std::optional<std::vector<std::filesystem::path>> publishedFiles(const std::string &id) const;
+    std::optional<std::vector<std::string>> publishedFiles(const std::string &id) const;
 
     /// The same of the directories that were made for them.
     std::optional<std::vector<std::filesystem::path>> madeDirectories(const std::string &id) const;

@@ -109,24 +109,22 @@ private:
         return fs::is_directory(above, error) ? fs::path() : above;
     }
 
-    bool isPlanned(const fs::path &target) const {
+    bool isPlanned(const std::string &target) const {
         return std::ranges::find(plan_.files, target, &PlannedFile::target) != plan_.files.end();
     }
 
     /// Whether a file of the package could have been published there: the beginning of another path is a line
     /// that was torn.
-    bool isPossible(const fs::path &target) const {
-        const std::string &text = target.native();
-        return std::ranges::any_of(
-                   mappings_, [&](const Mapping &mapping) { return text.starts_with(mapping.target()); }) &&
-               std::ranges::none_of(plan_.files, [&](const PlannedFile &file) {
-                   return file.target.native().starts_with(text);
-               });
+    bool isPossible(const std::string &target) const {
+        return std::ranges::any_of(mappings_,
+                                   [&](const Mapping &row) { return target.starts_with(row.target()); }) &&
+               std::ranges::none_of(plan_.files,
+                                    [&](const PlannedFile &file) { return file.target.starts_with(target); });
     }
 
     /// Of a file that the store has lost, the link or the copy is left, or no more than a line of the list.
     void examineListed() {
-        for (const fs::path &target : listed_.value_or(std::vector<fs::path>())) {
+        for (const std::string &target : listed_.value_or(std::vector<std::string>())) {
             const bool isLeft = Common::isThere(target) ? isMapping(target) && isLost(mappingTarget(target))
                                                         : isPossible(target);
             if (!isPlanned(target) && isLeft)
@@ -142,12 +140,12 @@ private:
 
     /// What is published now, or will be when the findings before this one are mended, of what is listed or
     /// planned. Of what the list names beyond that, only lines that say nothing go, as a torn one.
-    std::vector<fs::path> completeList() const {
-        std::vector<fs::path> list = listed_.value_or(std::vector<fs::path>());
-        std::erase_if(list, [this](const fs::path &target) {
+    std::vector<std::string> completeList() const {
+        std::vector<std::string> list = listed_.value_or(std::vector<std::string>());
+        std::erase_if(list, [this](const std::string &target) {
             return !Common::isThere(target) && !isPlanned(target) && !isPossible(target);
         });
-        const std::set<fs::path> known(list.begin(), list.end());
+        const std::set<std::string> known(list.begin(), list.end());
         for (const PlannedFile &file : plan_.files)
             if (!known.contains(file.target) && (!Common::isThere(file.target) || isOurs(file)))
                 list.push_back(file.target);
@@ -165,10 +163,10 @@ private:
         const fs::path file = resolver_.generatedDirListFile(id_, PackageSlot::Current);
         if (!Common::isThere(file))
             return false;
-        const std::vector<fs::path> list = readPathList(file);
-        const std::set<fs::path> listed(list.begin(), list.end());
+        const std::vector<std::string> list = readPathList(file);
+        const std::set<std::string> listed(list.begin(), list.end());
         return std::ranges::all_of(plan_.directories,
-                                   [&](const fs::path &directory) { return listed.contains(directory); });
+                                   [&](const std::string &directory) { return listed.contains(directory); });
     }
 
     /// Each list is replaced in one step: a kill leaves the old one, and the finding.
@@ -183,7 +181,7 @@ private:
     void endPublication() const {
         std::set<fs::path> places = {current_};
         for (const PlannedFile &file : plan_.files)
-            places.insert(file.target.parent_path());
+            places.insert(fs::path(file.target).parent_path());
         Common::flushFilesystems(places);
         Common::removeAll(planFile());
     }
@@ -195,7 +193,7 @@ private:
     MappingMode mode_;
     PublicationPlan plan_;
     bool hasPlan_;
-    std::optional<std::vector<fs::path>> listed_;
+    std::optional<std::vector<std::string>> listed_;
     std::set<fs::path> obstacles_;
     std::vector<Finding> findings_;
 };

@@ -42,7 +42,7 @@ std::string publicationObstacle(const IConfiguration &configuration, const fs::p
     TargetPlaces places;
     for (const PlannedFile &file : planPublication(tree, current, mappings, DanglingLinks::Count).files) {
         if (Common::isThere(file.target) && !isPublishedBy(current, file))
-            return file.target.string() + ownershipOf(file.target, configuration.databaseDirectory());
+            return file.target + ownershipOf(file.target, configuration.databaseDirectory());
         if (std::string obstacle = places.obstacle(file.target); !obstacle.empty())
             return obstacle;
     }

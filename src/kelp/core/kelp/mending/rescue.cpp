@@ -48,7 +48,7 @@ std::string obstacleTo(const IConfiguration &configuration, const fs::path &tree
     for (const PlannedFile &file : FSDatabase::publicationOf(staging, resolver).files)
         // A link that leads nowhere counts: mending replaces nothing of anybody's.
         if (fs::exists(fs::symlink_status(file.target)))
-            return "something else is at " + file.target.string();
+            return "something else is at " + file.target;
     return {};
 }
 

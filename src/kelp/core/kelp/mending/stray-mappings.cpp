@@ -126,10 +126,9 @@ bool isGone(const fs::path &source) {
 }
 
 void takeBackStray(const PublishedMapping &mapping) {
-    const std::vector<fs::path> directories(mapping.directories.rbegin(), mapping.directories.rend());
+    const std::vector<std::string> directories(mapping.directories.rbegin(), mapping.directories.rend());
     if (takeBackDead({{mapping.file}, directories}) != PublicationPlan())
-        throw Common::Error(Common::ErrorCode::Filesystem,
-                            "Couldn't take back " + mapping.file.target.string());
+        throw Common::Error(Common::ErrorCode::Filesystem, "Couldn't take back " + mapping.file.target);
 }
 
 /// The mappings of one machine under examination.

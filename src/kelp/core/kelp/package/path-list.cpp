@@ -16,25 +16,25 @@ void logUnreadable(const fs::path &file) {
     Common::LogStream(Common::LogLevel::Warning) << "Couldn't open file: " << file;
 }
 
-std::vector<fs::path> pathsIn(const std::string &content) {
-    std::vector<fs::path> paths;
-    std::istringstream stream(content);
+std::vector<std::string> pathsIn(std::string content) {
+    std::vector<std::string> paths;
+    std::istringstream stream(std::move(content));
     for (std::string line; std::getline(stream, line);)
         if (!line.empty())
-            paths.emplace_back(line, fs::path::generic_format);
+            paths.push_back(line);
     return paths;
 }
 
 } // namespace
 
-std::vector<fs::path> requirePathList(const fs::path &file) {
+std::vector<std::string> requirePathList(const fs::path &file) {
     return pathsIn(Common::readIfExists(file).value_or(""));
 }
 
-std::vector<fs::path> readPathList(const fs::path &file) {
+std::vector<std::string> readPathList(const fs::path &file) {
     try {
-        if (const auto content = Common::readIfExists(file))
-            return pathsIn(*content);
+        if (auto content = Common::readIfExists(file))
+            return pathsIn(std::move(*content));
     } catch (const Common::Error &) {
         // As an absent one: nothing to go by, nothing to remove.
     }
@@ -42,7 +42,7 @@ std::vector<fs::path> readPathList(const fs::path &file) {
     return {};
 }
 
-std::optional<std::vector<fs::path>> findPathList(const fs::path &file) {
+std::optional<std::vector<std::string>> findPathList(const fs::path &file) {
     try {
         return requirePathList(file);
     } catch (const Common::Error &) {
@@ -51,11 +51,12 @@ std::optional<std::vector<fs::path>> findPathList(const fs::path &file) {
     }
 }
 
-void writePathList(const fs::path &file, const std::vector<fs::path> &paths, Common::Durability durability) {
+void writePathList(const fs::path &file, const std::vector<std::string> &paths,
+                   Common::Durability durability) {
     std::string content;
-    for (const fs::path &path : paths)
-        if (path.native().find('\n') == std::string::npos)
-            content += path.string() + "\n";
+    for (const std::string &path : paths)
+        if (path.find('\n') == std::string::npos)
+            content.append(path).append("\n");
     Common::replaceFile(file, content, durability);
 }
 

@@ -82,7 +82,7 @@ void takeBackLeftBehind(const std::string &id) {
                     "Couldn't take back what " + id + " has published: see " + leftBehindFile(id).string());
     std::set<fs::path> places;
     for (const PlannedFile &file : plan->files)
-        places.insert(file.target.parent_path());
+        places.insert(fs::path(file.target).parent_path());
     // Were the links back after a power cut, nothing would tell of them any more.
     Common::flushFilesystems(places);
     Common::removeAll(leftBehindFile(id));

@@ -20,7 +20,7 @@ constexpr std::string_view directoryKey = "directory ";
 constexpr std::string_view endKey = "end ";
 
 struct Entry {
-    fs::path path;
+    std::string path; ///< Below the directory.
     bool isDirectory; ///< Not a link to one.
 };
 
@@ -34,7 +34,8 @@ std::vector<Entry> entriesBelow(const fs::path &directory, DanglingLinks danglin
                 // Raises where it leads nowhere.
                 if (isLink && danglingLinks == DanglingLinks::Fail)
                     static_cast<void>(fs::last_write_time(entry.path()));
-                entries.push_back({entry.path(), !isLink && entry.is_directory()});
+                entries.push_back({entry.path().native().substr(directory.native().size() + 1),
+                                   !isLink && entry.is_directory()});
             }
             return entries;
         });
@@ -55,24 +56,56 @@ bool leadsSomewhere(const fs::path &link) {
     return isThere;
 }
 
-/// What a row names may be a link itself: that is one file, at the row's target.
-void planLink(const fs::path &link, const fs::path &target, const fs::path &source,
-              DanglingLinks danglingLinks, PublicationPlan &plan) {
-    if (danglingLinks == DanglingLinks::Count || leadsSomewhere(link))
-        plan.files.push_back({target.parent_path(), source});
+bool isUnfinishedCopy(std::string_view path) {
+    return path.substr(path.rfind('/') + 1) == Common::unfinishedCopyName;
 }
 
-void planTree(const fs::path &tree, const fs::path &target, const fs::path &source,
-              DanglingLinks danglingLinks, PublicationPlan &plan) {
-    for (const Entry &entry : entriesBelow(tree, danglingLinks)) {
-        const fs::path relative = entry.path.lexically_relative(tree);
-        if (entry.isDirectory)
-            plan.directories.push_back(target / relative);
-        // A package may ship a file of the name: published, it would be removed as an unfinished copy.
-        else if (entry.path.filename() != Common::unfinishedCopyName)
-            plan.files.push_back({target / relative, source / relative});
+/// The walk over one version.
+class PublicationWalk {
+public:
+    PublicationWalk(const fs::path &tree, const fs::path &current, DanglingLinks danglingLinks,
+                    const std::function<void(PlannedFile)> &useFile,
+                    const std::function<void(std::string)> &useDirectory) :
+        tree_(tree),
+        current_(current),
+        danglingLinks_(danglingLinks),
+        useFile_(useFile),
+        useDirectory_(useDirectory) {}
+
+    void take(const Mapping &mapping) const {
+        const fs::path below = tree_ / mapping.source();
+        const fs::path target = fs::absolute(mapping.target());
+        const fs::path source = current_ / mapping.source();
+        const fs::file_type type = typeOf(below);
+        // A target ends in "/", and its parent is the same without it.
+        const std::string place = target.parent_path().native();
+        if (type == fs::file_type::symlink) {
+            // What a row names may be a link itself: that is one file, at the row's target.
+            if (danglingLinks_ == DanglingLinks::Count || leadsSomewhere(below))
+                useFile_({place, source.native()});
+        } else if (type != fs::file_type::not_found) {
+            if (mapping.ownsDirectory())
+                useDirectory_(place);
+            takeTree(below, place + "/", source.native() + "/");
+        }
     }
-}
+
+private:
+    void takeTree(const fs::path &tree, const std::string &target, const std::string &source) const {
+        for (const Entry &entry : entriesBelow(tree, danglingLinks_))
+            if (entry.isDirectory)
+                useDirectory_(target + entry.path);
+            // A package may ship a file of the name: published, it would be removed as an unfinished copy.
+            else if (!isUnfinishedCopy(entry.path))
+                useFile_({target + entry.path, source + entry.path});
+    }
+
+    const fs::path &tree_;
+    const fs::path &current_;
+    DanglingLinks danglingLinks_;
+    const std::function<void(PlannedFile)> &useFile_;
+    const std::function<void(std::string)> &useDirectory_;
+};
 
 /// Takes the line that begins with `key`; nothing when the next one does not.
 std::optional<std::string> takeLine(std::istringstream &lines, std::string_view key) {
@@ -86,8 +119,8 @@ std::optional<std::string> takeLine(std::istringstream &lines, std::string_view 
     return std::nullopt;
 }
 
-void appendLine(std::string &content, std::string_view key, const fs::path &path) {
-    content.append(key).append(Common::escapeLine(path.native())).append("\n");
+void appendLine(std::string &content, std::string_view key, const std::string &path) {
+    content.append(key).append(Common::escapeLine(path)).append("\n");
 }
 
 std::string countOf(const PublicationPlan &plan) {
@@ -96,29 +129,27 @@ std::string countOf(const PublicationPlan &plan) {
 
 } // namespace
 
+void walkPublication(const fs::path &tree, const fs::path &current, const std::vector<Mapping> &mappings,
+                     DanglingLinks danglingLinks, const std::function<void(PlannedFile)> &useFile,
+                     const std::function<void(std::string)> &useDirectory) {
+    const PublicationWalk walk(tree, current, danglingLinks, useFile, useDirectory);
+    for (const Mapping &mapping : mappings)
+        walk.take(mapping);
+}
+
 PublicationPlan planPublication(const fs::path &tree, const fs::path &current,
                                 const std::vector<Mapping> &mappings, DanglingLinks danglingLinks) {
     PublicationPlan plan;
-    for (const Mapping &mapping : mappings) {
-        const fs::path below = tree / mapping.source();
-        const fs::path target = fs::absolute(mapping.target());
-        const fs::path source = current / mapping.source();
-        const fs::file_type type = typeOf(below);
-        if (type == fs::file_type::symlink) {
-            planLink(below, target, source, danglingLinks, plan);
-        } else if (type != fs::file_type::not_found) {
-            // A target ends in "/", and its parent is the same without it.
-            if (mapping.ownsDirectory())
-                plan.directories.push_back(target.parent_path());
-            planTree(below, target, source, danglingLinks, plan);
-        }
-    }
+    walkPublication(
+        tree, current, mappings, danglingLinks,
+        [&](PlannedFile file) { plan.files.push_back(std::move(file)); },
+        [&](std::string directory) { plan.directories.push_back(std::move(directory)); });
     return plan;
 }
 
 void writePublicationPlan(const fs::path &file, const PublicationPlan &plan) {
     std::string content;
-    for (const fs::path &directory : plan.directories)
+    for (const std::string &directory : plan.directories)
         appendLine(content, directoryKey, directory);
     for (const PlannedFile &planned : plan.files) {
         appendLine(content, targetKey, planned.target);

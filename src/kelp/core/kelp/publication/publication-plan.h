@@ -3,6 +3,7 @@
 #include "kelp/core/common/files/durable-file.h"
 
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -15,9 +16,10 @@ class Mapping;
 inline constexpr const char *publicationPlanName = "publication.plan";
 
 /// A file that is published at `target` from `source` below the package's link `current`. Both are absolute.
+/// Text, for a version may have tens of thousands of them and path objects are large.
 struct PlannedFile {
-    std::filesystem::path target;
-    std::filesystem::path source;
+    std::string target;
+    std::string source;
 
     bool operator==(const PlannedFile &) const = default;
 };
@@ -25,8 +27,8 @@ struct PlannedFile {
 /// What the publication of a version makes. On disk before the first file is published, and until the lists
 /// of what was made are, it tells a later start what an interrupted publication may have left.
 struct PublicationPlan {
-    std::vector<PlannedFile> files;                 ///< In the order in which they are made.
-    std::vector<std::filesystem::path> directories; ///< Each before what lies in it.
+    std::vector<PlannedFile> files;       ///< In the order in which they are made.
+    std::vector<std::string> directories; ///< Each before what lies in it.
 
     bool operator==(const PublicationPlan &) const = default;
 };
@@ -42,6 +44,13 @@ enum class DanglingLinks {
 /// read.
 PublicationPlan planPublication(const std::filesystem::path &tree, const std::filesystem::path &current,
                                 const std::vector<Mapping> &mappings, DanglingLinks danglingLinks);
+
+/// The same, file by file and directory by directory, for whoever keeps another list of them. What the two
+/// raise passes.
+void walkPublication(const std::filesystem::path &tree, const std::filesystem::path &current,
+                     const std::vector<Mapping> &mappings, DanglingLinks danglingLinks,
+                     const std::function<void(PlannedFile)> &useFile,
+                     const std::function<void(std::string)> &useDirectory);
 
 /// Writes the file of a plan, and has it on disk on return. Raises ErrorCode::Filesystem, and then leaves the
 /// plan of before, if there was one, or the new one.

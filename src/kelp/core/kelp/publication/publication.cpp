@@ -75,7 +75,7 @@ bool leadsNowhere(const Directory &parent, const std::string &name, const fs::pa
 PublicationPlan withDirectories(std::vector<PlannedFile> left, const PublicationPlan &plan) {
     const bool isClear = removeEmptyDirectories({plan.directories.rbegin(), plan.directories.rend()}).empty();
     const bool isAll = isClear && left.empty();
-    return {std::move(left), isAll ? std::vector<fs::path>() : plan.directories};
+    return {std::move(left), isAll ? std::vector<std::string>() : plan.directories};
 }
 
 fs::path sourceOr(const fs::path &link, const fs::path &source) {
@@ -105,7 +105,7 @@ void requireFreeTargets(const PublicationPlan &plan) {
         requireFreeTarget(file.target);
 }
 
-void publish(const PublicationPlan &plan, MappingMode mode, std::vector<fs::path> &made) {
+void publish(const PublicationPlan &plan, MappingMode mode, std::vector<std::string> &made) {
     MappingMaker maker(mode);
     for (const PlannedFile &file : plan.files) {
         maker.make(file.source, file.target);
@@ -115,9 +115,9 @@ void publish(const PublicationPlan &plan, MappingMode mode, std::vector<fs::path
 }
 
 /// No look at whose they are is needed: their places were free a moment ago.
-void unpublish(const std::vector<fs::path> &links) {
+void unpublish(const std::vector<std::string> &links) {
     LogStream(LogLevel::Info) << "Cleaning up generated mappings";
-    for (const fs::path &link : links)
+    for (const std::string &link : links)
         attempt([&] {
             inParent(link, [](const Directory &parent, const std::string &name) { parent.removeFile(name); });
         });
@@ -127,7 +127,7 @@ std::vector<PlannedFile> takeBackFiles(const PublicationPlan &plan, CopiedLinks 
     std::set<fs::path> unfinished;
     std::vector<PlannedFile> left;
     for (const PlannedFile &file : plan.files) {
-        unfinished.insert(file.target.parent_path() / Common::unfinishedCopyName);
+        unfinished.insert(fs::path(file.target).parent_path() / Common::unfinishedCopyName);
         const auto removeOwn = [&](const Directory &parent, const std::string &name) {
             if (findMapping(parent, name) == file.source ||
                 (copiedLinks == CopiedLinks::AreOurs && isCopiedLinkOf(parent.reach(name), file.source)))
@@ -164,7 +164,7 @@ PublicationPlan takeBackDead(const PublicationPlan &plan) {
     return withDirectories(std::move(left), plan);
 }
 
-std::vector<PlannedFile> removeMappings(const std::vector<fs::path> &links, const fs::path &source) {
+std::vector<PlannedFile> removeMappings(const std::vector<std::string> &links, const fs::path &source) {
     std::vector<PlannedFile> left;
     // A list may be a copy of another's, and another may have published where a file of this list is gone.
     const auto isAnothers = [package = source.parent_path()](const fs::path &found) {
@@ -175,16 +175,16 @@ std::vector<PlannedFile> removeMappings(const std::vector<fs::path> &links, cons
         if (found && !isAnothers(*found))
             parent.removeFile(name);
     };
-    for (const fs::path &link : links)
+    for (const std::string &link : links)
         if (!attempt([&] { inParent(link, removeMapping); }))
             left.push_back({link, sourceOr(link, source)});
     return left;
 }
 
-std::vector<fs::path> removeEmptyDirectories(const std::vector<fs::path> &directories) {
-    std::vector<fs::path> left;
+std::vector<std::string> removeEmptyDirectories(const std::vector<std::string> &directories) {
+    std::vector<std::string> left;
     const auto remove = [](const Directory &parent, const std::string &name) { parent.removeIfEmpty(name); };
-    for (const fs::path &directory : directories)
+    for (const std::string &directory : directories)
         if (!attempt([&] { inParent(directory, remove); }))
             left.push_back(directory);
     return left;

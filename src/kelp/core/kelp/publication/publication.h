@@ -24,14 +24,14 @@ void requireFreeTargets(const PublicationPlan &plan);
 
 /// Publishes the files of a plan and appends to `made` what it has made, also when it raises. Raises what
 /// createMapping() raises; what was made by then stays.
-void publish(const PublicationPlan &plan, MappingMode mode, std::vector<std::filesystem::path> &made);
+void publish(const PublicationPlan &plan, MappingMode mode, std::vector<std::string> &made);
 
 // What takes back goes by Common::Directory::byLinksOfRoot: a file or a directory in whose way somebody has
 // put a link stays. Failures are logged; what is returned is that at which the machine failed, and which may
 // still be there.
 
 /// Takes back files that were just made, by their paths alone.
-void unpublish(const std::vector<std::filesystem::path> &links);
+void unpublish(const std::vector<std::string> &links);
 
 /// What to take a link for that may be a copy of one of the package, or somebody else's of the same text.
 enum class CopiedLinks {
@@ -53,11 +53,10 @@ PublicationPlan takeBackDead(const PublicationPlan &plan);
 /// Takes back those of the listed files that are still mappings, but not into another package of the store:
 /// `source` is the link to the current version of theirs. The source of one that is returned is its own, or
 /// `source` where that could not be read.
-std::vector<PlannedFile> removeMappings(const std::vector<std::filesystem::path> &links,
+std::vector<PlannedFile> removeMappings(const std::vector<std::string> &links,
                                         const std::filesystem::path &source);
 
 /// Removes those of the listed directories that exist and are empty.
-std::vector<std::filesystem::path>
-removeEmptyDirectories(const std::vector<std::filesystem::path> &directories);
+std::vector<std::string> removeEmptyDirectories(const std::vector<std::string> &directories);
 
 } // namespace Core::KELP

@@ -82,9 +82,10 @@ fs::path sharedDirectory() {
     return fs::absolute(Common::rootPath() / "usr/share/common");
 }
 
-/// The children of a directory that hold, or are, one of the files.
-void addHolders(const std::vector<fs::path> &files, const fs::path &directory, std::set<std::string> &names) {
-    for (const fs::path &file : files) {
+/// The children of a directory that hold, or are, one of the files, whose paths are objects or text.
+template<class Paths>
+void addHolders(const Paths &files, const fs::path &directory, std::set<std::string> &names) {
+    for (const auto &file : files) {
         const fs::path relative = fs::absolute(file).lexically_relative(directory);
         if (!relative.empty() && *relative.begin() != "..")
             names.insert(*relative.begin());

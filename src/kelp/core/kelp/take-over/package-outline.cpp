@@ -223,15 +223,15 @@ std::optional<std::string> PackageOutline::objection(const std::vector<Mapping> 
         return objection_;
     for (const auto &[path, node] : nodes_)
         if (node.kind == Kind::Link && !leadsSomewhere(path))
-            return "the link " + path + " leads to nothing in the package (" + node.target.string() + ")";
+            return "the link " + path + " leads to nothing in the package (" + node.target + ")";
     for (const Mapping &mapping : mappings)
         if (auto found = mappingObjection(mapping))
             return found;
     return std::nullopt;
 }
 
-std::vector<std::string> PackageOutline::targets(const std::vector<Mapping> &mappings) const {
-    std::vector<std::string> places;
+CompactPaths PackageOutline::targets(const std::vector<Mapping> &mappings) const {
+    CompactPaths places;
     for (const Mapping &mapping : mappings) {
         // In the order of their texts, paths below a directory stand together.
         const std::string below = mapping.source() + "/";

@@ -2,6 +2,7 @@
 
 #include "kelp/core/common/files/directory.h"
 #include "kelp/core/kelp/incoming/rpm-package.h"
+#include "kelp/core/kelp/take-over/compact-paths.h"
 
 #include <filesystem>
 #include <map>
@@ -26,14 +27,14 @@ public:
     std::optional<std::string> objection(const std::vector<Mapping> &mappings) const;
 
     /// The places in the system at which files of the tree will be published, in no particular order.
-    std::vector<std::string> targets(const std::vector<Mapping> &mappings) const;
+    CompactPaths targets(const std::vector<Mapping> &mappings) const;
 
 private:
     enum class Kind { Directory, File, Link };
 
     struct Node {
         Kind kind = Kind::Directory;
-        std::filesystem::path target; ///< The text of a link.
+        std::string target; ///< The text of a link.
     };
 
     void add(const RpmPackage &package, const RpmPackage::FileEntry &entry);

@@ -4,13 +4,17 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <functional>
 #include <iterator>
+#include <random>
 
 namespace fs = std::filesystem;
 
 namespace Core::KELP {
 
 namespace {
+
+constexpr std::size_t directoriesAtMost = 256;
 
 PlaceOnDisk below(PlaceOnDisk directory, const fs::path &name) {
     directory.below += "/" + name.native();
@@ -41,6 +45,8 @@ PlaceOnDisk placeOfDirectory(const fs::path &path) {
 
 const PlaceOnDisk &PlaceFinder::directory(const fs::path &path) {
     auto found = directories_.find(path.native());
+    if (found == directories_.end() && directories_.size() >= directoriesAtMost)
+        directories_.clear();
     if (found == directories_.end())
         found = directories_.emplace(path.native(), placeOfDirectory(path)).first;
     return found->second;
@@ -48,6 +54,29 @@ const PlaceOnDisk &PlaceFinder::directory(const fs::path &path) {
 
 PlaceOnDisk PlaceFinder::find(const fs::path &path) {
     return below(directory(path.parent_path()), path.filename());
+}
+
+PlaceHash hash(const PlaceOnDisk &place) {
+    static const std::string seed = std::to_string(std::random_device()());
+    return std::hash<std::string>()(seed + " " + std::to_string(place.device) + " " +
+                                    std::to_string(place.inode) + place.below);
+}
+
+PlaceIndex::PlaceIndex(PlaceFinder &places, std::size_t count, PathOf pathOf) :
+    places_(&places), pathOf_(std::move(pathOf)) {
+    for (std::size_t number = 0; number < count; ++number)
+        if (const auto path = pathOf_(number))
+            hashes_.emplace_back(hash(places_->find(*path)), number);
+    std::ranges::sort(hashes_);
+}
+
+std::optional<std::size_t> PlaceIndex::find(const PlaceOnDisk &place) const {
+    const PlaceHash wanted = hash(place);
+    auto found = std::ranges::lower_bound(hashes_, std::pair(wanted, std::size_t{0}));
+    for (; found != hashes_.end() && found->first == wanted; ++found)
+        if (const auto path = pathOf_(found->second); path && places_->find(*path) == place)
+            return found->second;
+    return std::nullopt;
 }
 
 } // namespace Core::KELP

@@ -5,9 +5,13 @@
 #include <compare>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace Core::KELP {
 
@@ -22,14 +26,19 @@ struct PlaceOnDisk {
     auto operator<=>(const PlaceOnDisk &) const = default;
 };
 
+/// A number that equal places have in common, and seldom others. Another at each start, so that nobody can
+/// make places whose numbers are equal. Whoever finds two equal ones compares the places.
+using PlaceHash = std::uint64_t;
+PlaceHash hash(const PlaceOnDisk &place);
+
 /// A directory could not be looked at: whoever compares places knows of nothing then whether it is free.
 class UnknownPlace : public Common::Error {
 public:
     using Common::Error::Error;
 };
 
-/// Finds places, and remembers directories, so that many paths of few directories cost little. Right as long
-/// as nobody changes directories.
+/// Finds places, and remembers the last directories, so that many paths of few directories cost little. Right
+/// as long as nobody changes directories.
 class PlaceFinder {
 public:
     /// The place of an absolute path. A link at its end is not followed. Raises UnknownPlace.
@@ -39,6 +48,27 @@ private:
     const PlaceOnDisk &directory(const std::filesystem::path &path);
 
     std::map<std::string, PlaceOnDisk> directories_;
+};
+
+/// The places of many paths, by which a path is found again: whatever the list itself is kept as.
+class PlaceIndex {
+public:
+    /// The path of a number below `count`; nothing for one that is not to be found.
+    using PathOf = std::function<std::optional<std::string>(std::size_t number)>;
+
+    /// `places` must outlive the object. Raises UnknownPlace.
+    PlaceIndex(PlaceFinder &places, std::size_t count, PathOf pathOf);
+
+    /// The first number whose path is at that place. Raises UnknownPlace.
+    std::optional<std::size_t> find(const PlaceOnDisk &place) const;
+
+    /// In the order of the hashes.
+    const std::vector<std::pair<PlaceHash, std::size_t>> &hashes() const { return hashes_; }
+
+private:
+    PlaceFinder *places_;
+    PathOf pathOf_;
+    std::vector<std::pair<PlaceHash, std::size_t>> hashes_;
 };
 
 /// The place of a directory, links followed, without the memory: for walks over all directories of a machine.

@@ -236,7 +236,7 @@ void RpmMigration::takeOverInGroups(RpmSurvey &survey) {
 /// Stages as many of the waiting as fit; those that do not fit wait on. Each package's lines come here, in
 /// the order of rpm's database, and once.
 std::vector<JournalEntry> RpmMigration::prepareRpmPackagesForMigration(RpmSurvey &survey, Waiting &waiting) {
-    std::vector<RpmCandidate *> staged;
+    std::vector<Staged> staged;
     Waiting rest;
     for (const RpmSurvey::Item &item : waiting) {
         if (!item.candidate)
@@ -252,8 +252,8 @@ std::vector<JournalEntry> RpmMigration::prepareRpmPackagesForMigration(RpmSurvey
     waiting = std::move(rest);
     std::vector<JournalEntry> group;
     group.reserve(staged.size());
-    for (RpmCandidate *candidate : staged)
-        group.push_back(std::move(candidate->entry));
+    for (Staged &package : staged)
+        group.push_back(std::move(package.entry));
     return group;
 }
 
@@ -271,9 +271,9 @@ bool RpmMigration::fits(const RpmCandidate &candidate, std::size_t count) const 
     return candidate.bytes + spaceBesideCopies(*configuration_, count) <= area_.room();
 }
 
-void RpmMigration::stage(RpmSurvey &survey, RpmCandidate &candidate, std::vector<RpmCandidate *> &staged,
+void RpmMigration::stage(RpmSurvey &survey, RpmCandidate &candidate, std::vector<Staged> &staged,
                          Waiting &rest) {
-    JournalEntry &entry = candidate.entry;
+    JournalEntry entry = candidate.entry;
     entry.path = area_.treeOf(entry.id);
     try {
         makeStagingDirectory(entry.path);
@@ -284,13 +284,8 @@ void RpmMigration::stage(RpmSurvey &survey, RpmCandidate &candidate, std::vector
         return;
     }
     try {
-        stageInstalledPackage(candidate.package,
-                              fs::absolute(pathResolver_->versionDirectory(entry.id, entry.version)), entry);
-        listContents(rpm_, candidate.package, entry);
-        // With its descriptor, so that the group's one flush has both on disk.
-        store_->describeStaged(entry, entry.extras);
-        noteTargets(candidate.package, fs::absolute(pathResolver_->currentDirectory(entry.id)), entry);
-        staged.push_back(&candidate);
+        makeTree(survey.read(candidate), entry);
+        staged.push_back({&candidate, std::move(entry)});
     } catch (const std::exception &error) {
         // Asked before the tree goes and makes room: what the disk alone kept out waits for the next group.
         const bool isFull = area_.room() < marginForCopies;
@@ -302,6 +297,14 @@ void RpmMigration::stage(RpmSurvey &survey, RpmCandidate &candidate, std::vector
             leave(survey, candidate, error.what(), staged);
         }
     }
+}
+
+void RpmMigration::makeTree(const InstalledApplication &application, JournalEntry &entry) {
+    stageInstalledPackage(application, fs::absolute(pathResolver_->versionDirectory(entry.id, entry.version)),
+                          entry);
+    // With its descriptor, so that the group's one flush has both on disk.
+    store_->describeStaged(entry, entry.extras);
+    noteTargets(application.package, fs::absolute(pathResolver_->currentDirectory(entry.id)), entry);
 }
 
 /// What the machine failed at withholds the stamp, unless it fails at it for good.
@@ -324,14 +327,14 @@ void RpmMigration::discardTree(const JournalEntry &entry) const {
 /// Has a package stay, and with it those that share a file with it: here the staged ones, the others when
 /// their turn comes.
 void RpmMigration::leave(RpmSurvey &survey, RpmCandidate &candidate, const std::string &reason,
-                         std::vector<RpmCandidate *> &staged) const {
+                         std::vector<Staged> &staged) const {
     logStaying(candidate.entry.id, reason);
     survey.withdraw(candidate, reason);
-    std::erase_if(staged, [this](const RpmCandidate *other) {
-        if (!other->stays)
+    std::erase_if(staged, [this](const Staged &other) {
+        if (!other.candidate->stays)
             return false;
-        logStaying(other->entry.id, *other->stays);
-        discardTree(other->entry);
+        logStaying(other.entry.id, *other.candidate->stays);
+        discardTree(other.entry);
         return true;
     });
 }
@@ -348,9 +351,7 @@ void RpmMigration::secure(std::vector<JournalEntry> &group) {
         // Too little shows here, and not in the middle of rpm's work on its database.
         requireRoomForRpm();
         // The file is replaced as a whole: without these it would forget packages that are on their way.
-        std::vector<JournalEntry> all = takeOver_.left();
-        all.insert(all.end(), group.begin(), group.end());
-        TakeOverJournal::write(all);
+        TakeOverJournal::write(takeOver_.left(), group);
     } catch (...) {
         // It may stand there already, when only its flush failed. In one that others need, the next start
         // finds that nothing of these was published.

@@ -48,6 +48,11 @@ public:
 private:
     using Waiting = std::deque<RpmSurvey::Item>;
 
+    struct Staged {
+        RpmCandidate *candidate;
+        JournalEntry entry;
+    };
+
     void takeUp();
     void clearArea(const std::set<std::filesystem::path> &kept);
     std::vector<LeftTree> treesNeededNoMore(std::vector<LeftTree> &trees) const;
@@ -57,10 +62,10 @@ private:
     void takeOverInGroups(RpmSurvey &survey);
     std::vector<JournalEntry> prepareRpmPackagesForMigration(RpmSurvey &survey, Waiting &waiting);
     bool fits(const RpmCandidate &candidate, std::size_t count) const;
-    void stage(RpmSurvey &survey, RpmCandidate &candidate, std::vector<RpmCandidate *> &staged,
-               Waiting &rest);
+    void stage(RpmSurvey &survey, RpmCandidate &candidate, std::vector<Staged> &staged, Waiting &rest);
+    void makeTree(const InstalledApplication &application, JournalEntry &entry);
     void leave(RpmSurvey &survey, RpmCandidate &candidate, const std::string &reason,
-               std::vector<RpmCandidate *> &staged) const;
+               std::vector<Staged> &staged) const;
     void noteCopyFailure(const std::string &id, const std::exception &error);
     void discardTree(const JournalEntry &entry) const;
     void secure(std::vector<JournalEntry> &group);

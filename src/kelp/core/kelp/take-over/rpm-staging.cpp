@@ -239,8 +239,8 @@ private:
 };
 
 /// A later start compares with what was noted; it must be what was copied.
-void requireUnchanged(const std::vector<JournalledFile> &files) {
-    for (const JournalledFile &file : files)
+void requireUnchanged(const JournalledFiles &files) {
+    for (const JournalledFile file : files)
         if (Common::identityAt(file.path) != file.identity)
             throw changedFile(file.path);
 }
@@ -254,34 +254,35 @@ void makeStagingDirectory(const fs::path &staging) {
         throw Error(ErrorCode::Filesystem, failure + " (path already exists)");
 }
 
-void stageInstalledPackage(const RpmPackage &package, const fs::path &versionDirectory, JournalEntry &entry) {
+void stageInstalledPackage(const InstalledApplication &application, const fs::path &versionDirectory,
+                           JournalEntry &entry) {
+    const RpmPackage &package = application.package;
     LinkedFiles linked = linkedFilesOf(package);
-    auto noted = entry.files.begin();
-    for (const RpmPackage::FileEntry &file : package.files()) {
+    entry.files = {};
+    for (std::size_t i = 0; i < package.files().size(); ++i) {
+        const RpmPackage::FileEntry &file = package.files()[i];
         const auto before = Common::identityAt(file.path);
         const bool isLinked = stageOrExplain(package, file, entry.path, versionDirectory, linked);
-        // Those that rpm never installed are among the package's files alone.
-        if (noted == entry.files.end() || noted->path != file.path)
+        // What rpm never put there, or leaves, is no business of the journal.
+        if (!application.isErased[i])
             continue;
-        noted->identity = Common::identityAt(file.path);
-        noted->isLinked = isLinked;
-        if (!isSameContent(before, noted->identity))
+        entry.files.push_back({file.path, Common::identityAt(file.path), isLinked});
+        if (!isSameContent(before, entry.files[entry.files.size() - 1].identity))
             throw changedFile(file.path);
-        ++noted;
     }
     requireUnchanged(entry.files);
 }
 
 void listContents(const Common::Rpm::Transaction &rpm, const RpmPackage &package, JournalEntry &entry) {
     constexpr std::int64_t nanoseconds = 1'000'000'000;
-    std::map<std::string_view, const Common::FileIdentity *> staged;
-    for (const JournalledFile &file : entry.files)
+    std::map<std::string, Common::FileIdentity> staged;
+    for (const JournalledFile file : entry.files)
         if (file.identity)
-            staged.emplace(file.path, &*file.identity);
+            staged.emplace(file.path, *file.identity);
     const auto isAsPacked = [&](const std::string &path, std::uint64_t size, std::uint32_t modified) {
         const auto found = staged.find(path);
-        return found != staged.end() && found->second->size == size &&
-               found->second->modified / nanoseconds == modified;
+        return found != staged.end() && found->second.size == size &&
+               found->second.modified / nanoseconds == modified;
     };
     const auto list = [&](const Common::Rpm::Reader &record) {
         listStagedContents(entry.path, package, record, isAsPacked);
@@ -294,25 +295,29 @@ void listContents(const Common::Rpm::Transaction &rpm, const RpmPackage &package
 void noteTargets(const RpmPackage &package, const fs::path &current, JournalEntry &entry) {
     const auto mappings =
         buildMappings(entry.id, entry.extras.at("certificate.id"), entry.orgName, entry.appName, Rooted::Yes);
-    const PublicationPlan plan = planPublication(entry.path, current, mappings, DanglingLinks::Count);
     PlaceFinder places;
-    std::map<PlaceOnDisk, std::size_t> files;
-    for (std::size_t i = 0; i < entry.files.size(); ++i)
-        if (entry.files[i].identity)
-            files.emplace(places.find(entry.files[i].path), i);
+    const auto pathOf = [&](std::size_t number) {
+        const JournalledFile file = entry.files[number];
+        return file.identity ? std::optional(file.path) : std::nullopt;
+    };
+    const PlaceIndex files(places, entry.files.size(), pathOf);
     Directories directories;
-    for (const PlannedFile &file : plan.files) {
-        const auto found = files.find(places.find(file.target));
-        entry.targets.push_back({file.target, file.source.native().substr(current.native().size() + 1),
-                                 found == files.end() ? std::nullopt : std::optional(found->second)});
+    entry.targets = {};
+    const auto noteFile = [&](const PlannedFile &file) {
+        entry.targets.push_back({file.target, file.source.substr(current.native().size() + 1),
+                                 files.find(places.find(file.target))});
         directories.addParents(file.target);
-    }
-    for (const fs::path &directory : plan.directories)
+    };
+    const auto noteDirectory = [&](const fs::path &directory) {
         directories.add(directory).isGenerated = true;
+    };
+    walkPublication(entry.path, current, mappings, DanglingLinks::Count, noteFile, noteDirectory);
     for (const RpmPackage::FileEntry &file : package.files())
         if (std::holds_alternative<Common::Rpm::Directory>(file.kind))
             directories.add(file.path).isRecorded = true;
     entry.directories = directories.take();
+    entry.files.shrinkToFit();
+    entry.targets.shrinkToFit();
 }
 
 } // namespace Core::KELP

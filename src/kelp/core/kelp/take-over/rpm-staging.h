@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kelp/core/kelp/incoming/rpm-package.h"
+#include "kelp/core/kelp/take-over/installed-application.h"
 #include "kelp/core/kelp/take-over/take-over-journal.h"
 
 namespace Common::Rpm {
@@ -21,8 +21,8 @@ void makeStagingDirectory(const std::filesystem::path &staging);
 ///
 /// Raises CopyError for a file that could not be staged, and ErrorCode::Filesystem for one that changed
 /// meanwhile; what was made by then stays, below entry.path alone.
-void stageInstalledPackage(const RpmPackage &package, const std::filesystem::path &versionDirectory,
-                           JournalEntry &entry);
+void stageInstalledPackage(const InstalledApplication &application,
+                           const std::filesystem::path &versionDirectory, JournalEntry &entry);
 
 /// Lists the contents of the staged tree in it, by rpm's record and by what `entry.files` say was staged, and
 /// marks the entry. Raises ErrorCode::Internal where rpm gives no record of it, and as listStagedContents()

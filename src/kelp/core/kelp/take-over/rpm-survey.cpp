@@ -77,17 +77,6 @@ auto unlessUnreadable(const Read &read) -> std::optional<decltype(read())> {
     }
 }
 
-std::vector<RpmPackage::FileEntry> readFiles(const Reader &reader) {
-    std::vector<RpmPackage::FileEntry> files;
-    const auto append = [&](const FileIterator::Entry &entry) {
-        files.push_back(entry);
-        return false;
-    };
-    // Every name of a file that has several: with rpm's erasure all of them go.
-    FileIterator(reader).forEach(append, FileIterator::Names::All);
-    return files;
-}
-
 struct Names {
     std::optional<std::string> organisation;
     std::optional<std::string> application;
@@ -106,20 +95,10 @@ Names namesOf(const std::string &id) {
                : Names();
 }
 
-RpmPackage describe(const Reader &reader, const Identity &identity, const Certificate &certificate,
-                    const Names &names) {
-    auto [orgName, appName] = names;
-    auto mappings = buildMappings(identity.id, certificate.keyId(), orgName, appName, Rooted::No);
-    return RpmPackage(identity.id, identity.version, identity.architecture, {}, {}, std::move(orgName),
-                      std::move(appName), std::move(mappings), {}, readFiles(reader));
-}
-
-JournalEntry makeEntry(const Reader &reader, const RpmPackage &package, const Certificate &certificate) {
+JournalEntry makeEntry(const Reader &reader, const Identity &identity, const Certificate &certificate) {
     JournalEntry entry;
-    entry.id = package.id();
-    entry.version = package.version();
-    entry.orgName = package.orgName();
-    entry.appName = package.appName();
+    entry.id = identity.id;
+    entry.version = identity.version;
     entry.extras = {{"certificate.subgroup", PackageSignatures::subgroupToString(certificate.subgroup())},
                     {"certificate.id", certificate.keyId()}};
     entry.digest = headerDigest(reader);
@@ -141,17 +120,18 @@ bool canBeLinked(const struct stat &status, std::uint64_t stagingDevice) {
 
 /// What the tree takes: the record's word counts as well as the disk's, for who lies small must not fill the
 /// disk, and a sparse file is not copied as one.
-std::uint64_t bytesOf(const RpmPackage &package, const InstalledFiles &record, std::uint64_t stagingDevice) {
+std::uint64_t bytesOf(const InstalledApplication &application, std::uint64_t stagingDevice) {
     std::uint64_t bytes = 0;
-    for (const RpmPackage::FileEntry &entry : package.files()) {
+    auto recorded = application.sizes.begin();
+    for (const RpmPackage::FileEntry &entry : application.package.files()) {
+        const std::uint64_t size = *recorded++;
         struct stat status = {};
         // Through a link: what it leads to may be what is copied.
         const bool stands = ::stat(entry.path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
         const bool isFile = std::holds_alternative<Common::Rpm::RegularFile>(entry.kind);
         const std::uint64_t found = stands ? static_cast<std::uint64_t>(status.st_size) : 0;
-        bytes += isFile && !(stands && canBeLinked(status, stagingDevice))
-                     ? onDisk(std::max(record.size(entry.fileIndex), found))
-                     : blockSize;
+        bytes += isFile && !(stands && canBeLinked(status, stagingDevice)) ? onDisk(std::max(size, found))
+                                                                           : blockSize;
     }
     return bytes;
 }
@@ -166,13 +146,8 @@ std::optional<std::string> nameObjection(const std::string &target) {
     return std::nullopt;
 }
 
-struct Failure {
-    std::string reason;
-    bool isJudgement;
-};
-
 template<class Step>
-std::optional<Failure> failureOf(const Step &step) {
+std::optional<RpmSurvey::Failure> failureOf(const Step &step) {
     try {
         step();
         return std::nullopt;
@@ -182,12 +157,12 @@ std::optional<Failure> failureOf(const Step &step) {
         // Where a link on the way is not root's, its owner may take it away again.
         const auto *system = dynamic_cast<const std::system_error *>(&error);
         const bool isOfMachine = system && Common::Directory::isRefusal(*system);
-        return Failure{error.what(), !isOfMachine && isJudgement(Common::systemErrorOf(error))};
+        return RpmSurvey::Failure{error.what(), !isOfMachine && isJudgement(Common::systemErrorOf(error))};
     }
 }
 
 /// Has the application stay for what could not be done with it.
-void stayFor(const std::optional<Failure> &failure, RpmCandidate &candidate) {
+void stayFor(const std::optional<RpmSurvey::Failure> &failure, RpmCandidate &candidate) {
     if (!failure || candidate.stays)
         return;
     candidate.stays = failure->reason;
@@ -208,16 +183,17 @@ void requireNothingLost(const Reader &record, const Identity &identity, const st
                                 "files that it lacks are kept in " + tree.path().string());
 }
 
-RpmCandidate candidateOf(const Reader &reader, RpmPackage package, const Certificate &certificate,
-                         std::uint64_t stagingDevice) {
-    const InstalledFiles record(reader);
-    JournalEntry entry = makeEntry(reader, package, certificate);
-    const std::uint64_t bytes = bytesOf(package, record, stagingDevice);
-    for (const RpmPackage::FileEntry &file : package.files())
-        // What rpm will take away. It leaves directories that hold anything, and what it never put there.
-        if (!record.isDirectory(file.fileIndex) && record.isInstalled(file.fileIndex))
-            entry.files.push_back({file.path, {}, false, false});
-    return {std::move(package), std::move(entry), bytes, {}, false, {}, true};
+/// The files that rpm would take away, by their numbers among the package's.
+PlaceIndex::PathOf erasedFiles(const InstalledApplication &application) {
+    return [&application](std::size_t number) {
+        return application.isErased[number] ? std::optional(application.package.files()[number].path)
+                                            : std::nullopt;
+    };
+}
+
+std::vector<Mapping> publicationOf(const JournalEntry &entry) {
+    return buildMappings(entry.id, entry.extras.at("certificate.id"), entry.orgName, entry.appName,
+                         Rooted::Yes);
 }
 
 /// Whether rpm's file is by now one that the store published.
@@ -246,7 +222,7 @@ bool isFree(const fs::path &target) {
 std::string claimants(const std::vector<RpmCandidate *> &candidates) {
     std::string ids;
     for (const RpmCandidate *candidate : candidates)
-        ids += (ids.empty() ? "" : " and ") + candidate->package.id();
+        ids += (ids.empty() ? "" : " and ") + candidate->entry.id;
     return ids;
 }
 
@@ -260,20 +236,28 @@ std::string headerDigest(const Reader &reader) {
 RpmSurvey::RpmSurvey(const Transaction &rpm, const InstalledVersion &installedVersion,
                      const IDatabasePathResolver &pathResolver, const std::set<std::string> &exceptIds,
                      const std::vector<LeftTree> &left, std::uint64_t stagingDevice) :
-    rpm_(&rpm), stagingDevice_(stagingDevice) {
+    rpm_(&rpm),
+    installedVersion_(&installedVersion),
+    pathResolver_(&pathResolver),
+    stagingDevice_(stagingDevice) {
     const PackageSignatures::Database signatures(PackageSignatures::Database::defaultPath());
     const auto walk =
         rpm.forEachInstalled([&](const Reader &reader) { readRecord(reader, signatures, exceptIds, left); });
     requireNotCut(walk);
     isDamaged_ = walk == Transaction::Walk::Damaged;
-    // Each walk uses what the one before has gathered of all: owners of files, owners outside, then targets.
-    for (const auto &candidate : candidates_) {
-        // One descriptor that the disk does not give must not keep every other application in rpm.
-        stayFor(failureOf([&] { judgeAlone(*candidate, installedVersion, pathResolver); }), *candidate);
-    }
-    findForeignOwners(rpm);
-    for (const auto &candidate : candidates_)
-        judgeTargets(*candidate);
+    // Each walk uses what the one before has gathered of all.
+    for (std::size_t number = 0; number < candidates_.size(); ++number)
+        judgeAlone(number);
+    shared_.sort();
+    findForeignOwners();
+    shared_.findShared();
+    for (const std::size_t number : shared_.sharers())
+        lookAgain(number);
+    // Of all places: the journal of a large application needs the memory.
+    shared_ = {};
+    directories_ = {};
+    for (std::size_t number = 0; number < candidates_.size(); ++number)
+        judgeTogether(number);
     spread();
 }
 
@@ -294,94 +278,197 @@ void RpmSurvey::readRecord(const Reader &reader, const PackageSignatures::Databa
     // Without a word: such a package was never meant to leave rpm.
     if (certificate->isSystemDeveloperCertificate())
         return;
-    Names names;
-    const auto failure = failureOf([&] { names = namesOf(identity->id); });
-    auto candidate = unlessUnreadable([&] {
-        return candidateOf(reader, describe(reader, *identity, *certificate, names), *certificate,
-                           stagingDevice_);
-    });
-    if (!candidate)
+    // Its files are read when its turn comes: a list that contradicts itself is none to take over.
+    if (!unlessUnreadable([&] { return InstalledFiles(reader); }))
         return;
+    RpmCandidate &candidate = *candidates_.emplace_back(std::make_unique<RpmCandidate>());
+    candidate.entry = makeEntry(reader, *identity, *certificate);
+    items_.push_back({identity->id, &candidate});
     // Without its names its organisation's data would be left behind.
-    stayFor(failure, *candidate);
-    stayFor(failureOf([&] { requireNothingLost(reader, *identity, left); }), *candidate);
-    candidates_.push_back(std::make_unique<RpmCandidate>(std::move(*candidate)));
-    items_.push_back({identity->id, candidates_.back().get()});
+    stayFor(failureOf([&] {
+                const auto [orgName, appName] = namesOf(identity->id);
+                candidate.entry.orgName = orgName;
+                candidate.entry.appName = appName;
+            }),
+            candidate);
+    stayFor(failureOf([&] { requireNothingLost(reader, *identity, left); }), candidate);
 }
 
-void RpmSurvey::judgeAlone(RpmCandidate &candidate, const InstalledVersion &installedVersion,
-                           const IDatabasePathResolver &pathResolver) {
-    JournalEntry &entry = candidate.entry;
-    for (const JournalledFile &file : entry.files) {
-        candidate.files.push_back(places_.find(file.path));
-        owners_[candidate.files.back()].push_back(&candidate);
-    }
+InstalledApplication RpmSurvey::read(const RpmCandidate &candidate) const {
+    const JournalEntry &entry = candidate.entry;
+    std::optional<InstalledApplication> application;
+    rpm_->lookUp(entry.instance, [&](const Reader &record) {
+        application.emplace(
+            readApplication(record, entry.extras.at("certificate.id"), entry.orgName, entry.appName));
+    });
+    if (!application)
+        throw Common::Error(Common::ErrorCode::Internal, "Couldn't read the rpm database");
+    return std::move(*application);
+}
+
+/// By the record and the disk, as if nobody else had anything at its places.
+void RpmSurvey::judgeAlone(std::size_t number) {
+    RpmCandidate &candidate = *candidates_[number];
+    const InstalledApplication application = read(candidate);
+    candidate.bytes = bytesOf(application, stagingDevice_);
+    const PlaceIndex files(places_, application.isErased.size(), erasedFiles(application));
+    for (const auto &[place, ignored] : files.hashes())
+        shared_.addFile(place, number);
+    addDirectories(application);
+    CompactPaths targets;
+    // One descriptor that the disk does not give must not keep every other application in rpm.
+    stayFor(failureOf([&] {
+                if (mayPublish(candidate, application))
+                    targets = judgeTree(candidate, application);
+            }),
+            candidate);
+    // Of one that stays as well: what it claims is not free for others.
+    for (std::size_t i = 0; i < targets.size(); ++i)
+        shared_.addTarget(hash(places_.find(fs::absolute(targets[i]))), number);
+    if (targets.size() != 0)
+        claiming_.insert(number);
+    if (!candidate.stays && !candidate.isInStore)
+        objections_[number] = objectionAlone(application, targets, files);
+}
+
+/// Once for the neighbours that lie in it.
+void RpmSurvey::addDirectories(const InstalledApplication &application) {
+    std::string last;
+    const auto pathOf = erasedFiles(application);
+    for (std::size_t i = 0; i < application.isErased.size(); ++i)
+        if (const auto path = pathOf(i)) {
+            std::string directory = path->substr(0, path->rfind('/') + 1);
+            if (directory == std::exchange(last, directory))
+                continue;
+            const PlaceOnDisk place = places_.find(*path);
+            directories_.push_back(hash({place.device, place.inode, ""}));
+        }
+}
+
+/// Whether it is for the tree to say. What the store has is judged as a whole.
+bool RpmSurvey::mayPublish(RpmCandidate &candidate, const InstalledApplication &application) {
+    const JournalEntry &entry = candidate.entry;
     if (candidate.stays)
-        return;
+        return false;
     // First of all: the questions behind it make paths of the two.
     if (!Common::isFileName(entry.id) || !Common::isFileName(entry.version)) {
         candidate.stays = "its name or version cannot name a directory";
     } else if (records_[entry.id] > 1) {
         // The store has one directory for both.
         candidate.stays = "rpm holds it more than once";
-    } else if (std::string objection = StoreEntry(pathResolver, entry.id).objectionTo(entry.version);
+    } else if (std::string objection = StoreEntry(*pathResolver_, entry.id).objectionTo(entry.version);
                !objection.empty()) {
         candidate.stays = std::move(objection);
-    } else if (const auto installed = installedVersion(entry.id)) {
-        judgeStored(candidate, *installed, pathResolver);
-    } else if (const auto foreign = StoreEntry(pathResolver, entry.id).content().foreign; !foreign.empty()) {
+    } else if (const auto installed = (*installedVersion_)(entry.id)) {
+        judgeStored(candidate, *installed, application);
+    } else if (const auto foreign = StoreEntry(*pathResolver_, entry.id).content().foreign;
+               !foreign.empty()) {
         // What a failure gives back to rpm leaves the store as a whole.
         candidate.stays =
-            (pathResolver.packageDirectory(entry.id) / foreign.front()).string() + " is somebody else's";
+            (pathResolver_->packageDirectory(entry.id) / foreign.front()).string() + " is somebody else's";
     } else {
-        const PackageOutline outline(candidate.package,
-                                     fs::absolute(pathResolver.versionDirectory(entry.id, entry.version)));
-        const auto mappings = buildMappings(entry.id, entry.extras.at("certificate.id"), entry.orgName,
-                                            entry.appName, Rooted::Yes);
-        candidate.stays = outline.objection(mappings);
-        // Of one that stays as well: what it claims is not free for others.
-        targets_[&candidate] = outline.targets(mappings);
-        for (const std::string &target : targets_[&candidate]) {
-            if (!candidate.stays)
-                candidate.stays = nameObjection(target);
-            claims_[places_.find(fs::absolute(target))].push_back(&candidate);
-        }
+        return true;
     }
+    return false;
 }
 
 /// A record that outlived the take-over of its package, as after a power cut that undid rpm's last step.
 void RpmSurvey::judgeStored(RpmCandidate &candidate, const std::string &installed,
-                            const IDatabasePathResolver &pathResolver) {
+                            const InstalledApplication &application) const {
     const JournalEntry &entry = candidate.entry;
-    const fs::path current = fs::absolute(pathResolver.currentDirectory(entry.id));
-    const auto isOurs = [&](const JournalledFile &file) {
-        return !Common::identityAt(file.path) || isPublishedBy(file.path, current);
-    };
+    const fs::path current = fs::absolute(pathResolver_->currentDirectory(entry.id));
+    const auto pathOf = erasedFiles(application);
+    bool areOurs = true;
+    for (std::size_t i = 0; areOurs && i < application.isErased.size(); ++i)
+        if (const auto path = pathOf(i))
+            areOurs = !Common::identityAt(*path) || isPublishedBy(*path, current);
     if (installed != entry.version)
         candidate.stays = "the store holds version " + installed;
-    else if (!std::ranges::all_of(entry.files, isOurs))
+    else if (!areOurs)
         // The record goes without its files: one that is nobody's would be left for good.
         candidate.stays = "the store holds this version, and not all of the files are the store's";
     else
         candidate.isInStore = true;
 }
 
-void RpmSurvey::findForeignOwners(const Transaction &rpm) {
-    std::set<PlaceOnDisk> directories;
-    for (const auto &[place, ignored] : owners_)
-        directories.insert({place.device, place.inode, ""});
-    if (directories.empty())
+PackageOutline RpmSurvey::outlineOf(const JournalEntry &entry,
+                                    const InstalledApplication &application) const {
+    return {application.package, fs::absolute(pathResolver_->versionDirectory(entry.id, entry.version))};
+}
+
+/// Returns its targets.
+CompactPaths RpmSurvey::judgeTree(RpmCandidate &candidate, const InstalledApplication &application) const {
+    const PackageOutline outline = outlineOf(candidate.entry, application);
+    const auto mappings = publicationOf(candidate.entry);
+    candidate.stays = outline.objection(mappings);
+    CompactPaths targets = outline.targets(mappings);
+    for (std::size_t i = 0; !candidate.stays && i < targets.size(); ++i)
+        candidate.stays = nameObjection(targets[i]);
+    return targets;
+}
+
+std::optional<RpmSurvey::Objection> RpmSurvey::objectionAlone(const InstalledApplication &application,
+                                                              const CompactPaths &targets,
+                                                              const PlaceIndex &files) {
+    std::size_t number = 0;
+    for (; number < targets.size(); ++number) {
+        const std::string target = targets[number];
+        std::optional<std::string> reason;
+        const auto failure = failureOf([&] {
+            const bool isOwn = files.find(places_.find(fs::absolute(target))).has_value();
+            reason = standingObjection(target, isOwn, isOwn);
+        });
+        if (failure)
+            return Objection{number, *failure};
+        if (reason)
+            return Objection{number, {*reason, true}};
+    }
+    std::string obstacle;
+    if (const auto failure = failureOf([&] { obstacle = obstacleOfMachine(application, targets); }))
+        return Objection{number, *failure};
+    // What the machine does not let now it may let at the next start.
+    return obstacle.empty() ? std::nullopt : std::optional(Objection{number, {obstacle, false}});
+}
+
+/// What speaks against what stands at a target now.
+std::optional<std::string> RpmSurvey::standingObjection(const std::string &target, bool isOwned,
+                                                        bool isOwn) const {
+    struct stat status = {};
+    if (!isThere(target, status) || (!isOwned && isFree(target) && !rpm_->isOwned(target)))
+        return std::nullopt;
+    // Only a file of its own can be exchanged: nobody else would miss it.
+    if (S_ISDIR(status.st_mode) || !isOwn)
+        return "what stands at " + target + " would not go with the package";
+    return std::nullopt;
+}
+
+std::string RpmSurvey::obstacleOfMachine(const InstalledApplication &application,
+                                         const CompactPaths &targets) {
+    std::string obstacle;
+    for (std::size_t i = 0; obstacle.empty() && i < targets.size(); ++i)
+        obstacle = targetPlaces_.obstacle(fs::absolute(targets[i]));
+    // Those that are not published are removed in the end.
+    const auto pathOf = erasedFiles(application);
+    for (std::size_t i = 0; obstacle.empty() && i < application.isErased.size(); ++i)
+        if (const auto path = pathOf(i))
+            obstacle = targetPlaces_.obstacleIn(fs::path(*path).parent_path());
+    return obstacle.empty() ? targetPlaces_.shortage(0) : obstacle;
+}
+
+void RpmSurvey::findForeignOwners() {
+    std::ranges::sort(directories_);
+    if (directories_.empty())
         return;
     std::set<std::uint32_t> instances;
     for (const auto &candidate : candidates_)
         instances.insert(candidate->entry.instance);
-    requireNotCut(rpm.forEachInstalled([&](const Reader &reader) {
+    requireNotCut(rpm_->forEachInstalled([&](const Reader &reader) {
         if (!instances.contains(Common::Rpm::databaseInstance(reader)))
-            markForeign(reader, directories);
+            markForeign(reader);
     }));
 }
 
-void RpmSurvey::markForeign(const Reader &reader, const std::set<PlaceOnDisk> &directories) {
+void RpmSurvey::markForeign(const Reader &reader) {
     const auto record = unlessUnreadable([&] { return InstalledFiles(reader); });
     if (!record)
         return;
@@ -389,7 +476,8 @@ void RpmSurvey::markForeign(const Reader &reader, const std::set<PlaceOnDisk> &d
     for (int i = 0; i < record->directoryCount(); ++i) {
         PlaceOnDisk place = placeOfDirectory(record->directory(i));
         // A machine has hundreds of thousands of files and few directories that matter here.
-        interesting.push_back(directories.contains(place) ? std::optional(std::move(place)) : std::nullopt);
+        const bool matters = place.below.empty() && std::ranges::binary_search(directories_, hash(place));
+        interesting.push_back(matters ? std::optional(std::move(place)) : std::nullopt);
     }
     for (int i = 0; i < record->count(); ++i) {
         const auto &directory = interesting.at(static_cast<std::size_t>(record->directoryOf(i)));
@@ -397,65 +485,65 @@ void RpmSurvey::markForeign(const Reader &reader, const std::set<PlaceOnDisk> &d
             continue;
         PlaceOnDisk place = *directory;
         place.below = "/" + std::string(record->name(i));
-        if (owners_.contains(place))
-            foreign_.emplace(std::move(place), reader.tagOr(Tag::Name, "another package"));
+        if (!shared_.mayHaveFile(hash(place)))
+            continue;
+        shared_.share(hash(place));
+        foreign_.emplace(std::move(place), reader.tagOr(Tag::Name, "another package"));
     }
 }
 
-void RpmSurvey::judgeTargets(RpmCandidate &candidate) {
-    for (std::size_t i = 0; i < candidate.files.size(); ++i) {
-        // rpm leaves it to the other package, in the way of what would be published.
-        const auto foreign = foreign_.find(candidate.files[i]);
-        if (foreign != foreign_.end() && !candidate.stays)
-            candidate.stays = candidate.entry.files[i].path + " belongs to " + foreign->second + " too";
-        candidate.entry.files[i].isShared = owners_[candidate.files[i]].size() > 1;
-    }
-    for (const std::string &target : targets_[&candidate]) {
-        if (candidate.stays)
-            return;
-        stayFor(failureOf([&] { candidate.stays = targetObjection(candidate, target); }), candidate);
-    }
-    if (!candidate.stays && !candidate.isInStore)
-        stayFor(failureOf([&] { judgeMachine(candidate); }), candidate);
-}
-
-/// What the machine does not let now it may let at the next start.
-void RpmSurvey::judgeMachine(RpmCandidate &candidate) {
-    std::string obstacle;
-    for (const std::string &target : targets_[&candidate])
-        if (obstacle.empty())
-            obstacle = targetPlaces_.obstacle(fs::absolute(target));
-    // Those that are not published are removed in the end.
-    for (const JournalledFile &file : candidate.entry.files)
-        if (obstacle.empty())
-            obstacle = targetPlaces_.obstacleIn(fs::path(file.path).parent_path());
-    if (obstacle.empty())
-        obstacle = targetPlaces_.shortage(0);
-    if (obstacle.empty())
+/// Notes what it has at places that may concern others.
+void RpmSurvey::lookAgain(std::size_t number) {
+    RpmCandidate &candidate = *candidates_[number];
+    Sharing &sharing = sharing_[number];
+    const InstalledApplication application = read(candidate);
+    const auto pathOf = erasedFiles(application);
+    for (std::size_t i = 0; i < application.isErased.size(); ++i)
+        if (const auto path = pathOf(i))
+            if (PlaceOnDisk place = places_.find(*path); shared_.isShared(hash(place))) {
+                owners_[place].push_back(&candidate);
+                sharing.files.push_back({*path, std::move(place), i});
+            }
+    if (!claiming_.contains(number))
         return;
-    candidate.stays = obstacle;
-    candidate.isJudged = false;
+    const CompactPaths targets =
+        outlineOf(candidate.entry, application).targets(publicationOf(candidate.entry));
+    for (std::size_t i = 0; i < targets.size(); ++i)
+        if (PlaceOnDisk place = places_.find(fs::absolute(targets[i])); shared_.isShared(hash(place))) {
+            claims_[place].push_back(&candidate);
+            sharing.targets.push_back({targets[i], std::move(place), i});
+        }
+}
+
+void RpmSurvey::judgeTogether(std::size_t number) {
+    RpmCandidate &candidate = *candidates_[number];
+    const Sharing &sharing = sharing_[number];
+    for (const Sharing::Path &file : sharing.files)
+        // rpm leaves it to the other package, in the way of what would be published.
+        if (const auto foreign = foreign_.find(file.place); foreign != foreign_.end() && !candidate.stays)
+            candidate.stays = file.path + " belongs to " + foreign->second + " too";
+    const auto &alone = objections_[number];
+    for (const Sharing::Path &target : sharing.targets)
+        // The first target that is objected to counts.
+        if (!candidate.stays && (!alone || target.number <= alone->target))
+            stayFor(failureOf([&] { candidate.stays = targetObjection(candidate, target); }), candidate);
+    if (alone)
+        stayFor(alone->failure, candidate);
 }
 
 std::optional<std::string> RpmSurvey::targetObjection(const RpmCandidate &candidate,
-                                                      const std::string &target) const {
-    const PlaceOnDisk place = places_.find(fs::absolute(target));
-    const auto &claiming = claims_.at(place);
+                                                      const Sharing::Path &target) const {
+    const auto &claiming = claims_.at(target.place);
     if (claiming.size() > 1)
-        return target + " would be published by " + claimants(claiming);
+        return target.path + " would be published by " + claimants(claiming);
+    const auto found = owners_.find(target.place);
+    const auto owners = found == owners_.end() ? std::vector<RpmCandidate *>() : found->second;
+    const bool isOwn = std::ranges::find(owners, &candidate) != owners.end();
+    auto objection = standingObjection(target.path, !owners.empty(), isOwn);
     struct stat status = {};
-    if (!isThere(target, status))
-        return std::nullopt;
-    const auto owners = owners_.find(place);
-    if (owners == owners_.end() && isFree(target) && !rpm_->isOwned(target))
-        return std::nullopt;
-    // Only a file of its own can be exchanged: nobody else would miss it.
-    if (S_ISDIR(status.st_mode) || owners == owners_.end() ||
-        std::ranges::find(owners->second, &candidate) == owners->second.end())
-        return "what stands at " + target + " would not go with the package";
-    if (owners->second.size() > 1)
-        return target + " belongs to " + claimants(owners->second);
-    return std::nullopt;
+    if (!objection && owners.size() > 1 && isThere(target.path, status))
+        return target.path + " belongs to " + claimants(owners);
+    return objection;
 }
 
 void RpmSurvey::withdraw(RpmCandidate &candidate, const std::string &reason) {
@@ -476,7 +564,7 @@ void RpmSurvey::spread() {
                 continue;
             for (RpmCandidate *owner : owners)
                 if (!owner->stays) {
-                    owner->stays = "shares a file with " + (*staying)->package.id() + ", which stays";
+                    owner->stays = "shares a file with " + (*staying)->entry.id + ", which stays";
                     changed = true;
                 }
         }

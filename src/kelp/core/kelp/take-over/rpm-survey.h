@@ -1,9 +1,11 @@
 #pragma once
 
-#include "kelp/core/kelp/incoming/rpm-package.h"
 #include "kelp/core/kelp/publication/target-places.h"
+#include "kelp/core/kelp/take-over/installed-application.h"
 #include "kelp/core/kelp/take-over/left-tree.h"
+#include "kelp/core/kelp/take-over/package-outline.h"
 #include "kelp/core/kelp/take-over/place-on-disk.h"
+#include "kelp/core/kelp/take-over/shared-places.h"
 #include "kelp/core/kelp/take-over/take-over-journal.h"
 
 #include <cstdint>
@@ -31,12 +33,11 @@ class IDatabasePathResolver;
 /// The digest that tells the header of one package from that of another.
 std::string headerDigest(const Common::Rpm::Reader &reader);
 
-/// An application that rpm holds and that has a developer's certificate.
+/// An application that rpm holds and that has a developer's certificate: what decides about it, and no list
+/// of its files, for a machine may have a thousand applications.
 struct RpmCandidate {
-    RpmPackage package;
-    JournalEntry entry;               ///< All but the staging directory and the identities of the files.
+    JournalEntry entry = {};          ///< All but what its staging notes.
     std::uint64_t bytes = 0;          ///< That its staged tree takes, at the least.
-    std::vector<PlaceOnDisk> files;   ///< Of those that rpm would erase, in the order of entry.files.
     bool isInStore = false;           ///< The store has this very version, and all files are its own by now.
     std::optional<std::string> stays; ///< Why the application stays in rpm.
     /// Whether it stays by a judgement. What the machine failed at must be tried again at the next start.
@@ -51,6 +52,10 @@ struct RpmCandidate {
 /// shares with a package that stays, a second record of the same name. As long as the machine is as it is,
 /// one stays for which a target's place is read-only, immutable, a mount point, full, or not root's to lead
 /// to.
+///
+/// Each application is looked at by itself first, with its record read again by its place in the database.
+/// Of its places hashes are kept, which tell who may share one with somebody. Those are looked at once more,
+/// together and by the places themselves: equal hashes alone decide nothing.
 class RpmSurvey {
 public:
     /// One record of rpm's, in the order of the database.
@@ -66,7 +71,7 @@ public:
     /// `exceptIds` are left out: applications that are on their way already. One of which a tree of `left`
     /// holds what rpm has lost stays. `stagingDevice` is the filesystem of the staged trees. Raises as the
     /// signature database, Transaction::forEachInstalled and `installedVersion` do. A record that cannot be
-    /// read is logged and left in rpm.
+    /// read is logged and left in rpm. `rpm` must outlive the object.
     RpmSurvey(const Common::Rpm::Transaction &rpm, const InstalledVersion &installedVersion,
               const IDatabasePathResolver &pathResolver, const std::set<std::string> &exceptIds,
               const std::vector<LeftTree> &left, std::uint64_t stagingDevice);
@@ -79,25 +84,63 @@ public:
     /// Whether rpm passed over records that it could not read.
     bool isDamaged() const { return isDamaged_; }
 
+    /// Reads a candidate's record. Raises ErrorCode::Internal "Couldn't read the rpm database" when it is not
+    /// to be had any more, and as readApplication() does.
+    InstalledApplication read(const RpmCandidate &candidate) const;
+
     /// Has a candidate stay after all, and with it those that share a file with it.
     void withdraw(RpmCandidate &candidate, const std::string &reason);
 
+    /// Why an application stays.
+    struct Failure {
+        std::string reason;
+        bool isJudgement = true;
+    };
+
 private:
+    /// What speaks against a candidate that shares nothing, and at which of its targets it shows: beyond all
+    /// of them for what the machine does not let.
+    struct Objection {
+        std::size_t target = 0;
+        Failure failure;
+    };
+
+    /// What a candidate has at places that may concern others.
+    struct Sharing {
+        struct Path {
+            std::string path;
+            PlaceOnDisk place;
+            std::size_t number = 0;
+        };
+
+        std::vector<Path> files;
+        std::vector<Path> targets;
+    };
+
     void readRecord(const Common::Rpm::Reader &reader, const PackageSignatures::Database &signatures,
                     const std::set<std::string> &exceptIds, const std::vector<LeftTree> &left);
-    void judgeAlone(RpmCandidate &candidate, const InstalledVersion &installedVersion,
-                    const IDatabasePathResolver &pathResolver);
-    static void judgeStored(RpmCandidate &candidate, const std::string &installed,
-                            const IDatabasePathResolver &pathResolver);
-    void findForeignOwners(const Common::Rpm::Transaction &rpm);
-    void markForeign(const Common::Rpm::Reader &reader, const std::set<PlaceOnDisk> &directories);
-    void judgeTargets(RpmCandidate &candidate);
-    void judgeMachine(RpmCandidate &candidate);
+    void judgeAlone(std::size_t number);
+    void addDirectories(const InstalledApplication &application);
+    bool mayPublish(RpmCandidate &candidate, const InstalledApplication &application);
+    void judgeStored(RpmCandidate &candidate, const std::string &installed,
+                     const InstalledApplication &application) const;
+    PackageOutline outlineOf(const JournalEntry &entry, const InstalledApplication &application) const;
+    CompactPaths judgeTree(RpmCandidate &candidate, const InstalledApplication &application) const;
+    std::optional<Objection> objectionAlone(const InstalledApplication &application,
+                                            const CompactPaths &targets, const PlaceIndex &files);
+    std::optional<std::string> standingObjection(const std::string &target, bool isOwned, bool isOwn) const;
+    std::string obstacleOfMachine(const InstalledApplication &application, const CompactPaths &targets);
+    void findForeignOwners();
+    void markForeign(const Common::Rpm::Reader &reader);
+    void lookAgain(std::size_t number);
+    void judgeTogether(std::size_t number);
     std::optional<std::string> targetObjection(const RpmCandidate &candidate,
-                                               const std::string &target) const;
+                                               const Sharing::Path &target) const;
     void spread();
 
     const Common::Rpm::Transaction *rpm_;
+    const InstalledVersion *installedVersion_;
+    const IDatabasePathResolver *pathResolver_;
     std::uint64_t stagingDevice_;
     TargetPlaces targetPlaces_;
     std::vector<Item> items_;
@@ -105,11 +148,17 @@ private:
     std::map<std::string, int> records_; ///< How many of each name.
     bool isDamaged_ = false;
 
-    mutable PlaceFinder places_;
+    PlaceFinder places_;
+    SharedPlaces shared_;
+    std::vector<PlaceHash> directories_; ///< Of all candidates' files.
+    std::set<std::size_t> claiming_;     ///< The candidates that have targets.
+    std::map<std::size_t, std::optional<Objection>> objections_;
+
+    // Of shared places alone.
+    std::map<std::size_t, Sharing> sharing_;
     std::map<PlaceOnDisk, std::vector<RpmCandidate *>> owners_;
     std::map<PlaceOnDisk, std::vector<RpmCandidate *>> claims_; ///< Of targets.
-    std::map<PlaceOnDisk, std::string> foreign_;                ///< Files of owners_ that others have too.
-    std::map<const RpmCandidate *, std::vector<std::string>> targets_;
+    std::map<PlaceOnDisk, std::string> foreign_;                ///< Files that another package has too.
 };
 
 } // namespace Core::KELP

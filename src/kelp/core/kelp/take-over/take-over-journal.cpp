@@ -19,6 +19,7 @@
 #include <sstream>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 namespace fs = std::filesystem;
 
@@ -39,7 +40,7 @@ char flag(bool isSet, char letter) {
 }
 
 void formatFile(std::ostream &lines, const JournalledFile &file) {
-    lines << "file " << flag(file.isShared, 's') << flag(file.isLinked, 'l');
+    lines << "file " << flag(file.isLinked, 'l');
     if (const auto &identity = file.identity)
         lines << ' ' << identity->device << ' ' << identity->inode << ' ' << identity->size << ' '
               << identity->modified;
@@ -142,9 +143,7 @@ std::string parseFlags(Words &words, std::string_view letters) {
 
 JournalledFile parseFile(Words words) {
     JournalledFile file;
-    const std::string flags = parseFlags(words, "sl");
-    file.isShared = flags[0] == 's';
-    file.isLinked = flags[1] == 'l';
+    file.isLinked = parseFlags(words, "l") == "l";
     // A look ahead: what is no dash is the first of the four numbers.
     Words absent = words;
     if (absent.next() == "-") {
@@ -162,29 +161,18 @@ JournalledFile parseFile(Words words) {
     return file;
 }
 
-/// Each target stands right after its source.
-bool lacksTarget(const JournalEntry &entry) {
-    return !entry.targets.empty() && entry.targets.back().path.empty();
-}
-
-void parseSource(const Words &words, JournalEntry &entry) {
-    if (lacksTarget(entry))
-        throw damaged();
-    entry.targets.push_back({"", words.rest(), {}});
-}
-
-void parseTarget(Words words, JournalEntry &entry) {
+JournalledTarget parseTarget(Words words, const std::string &source, const JournalledFiles &files) {
+    JournalledTarget target;
+    target.source = source;
     Words absent = words;
-    if (!lacksTarget(entry))
-        throw damaged();
-    JournalledTarget &target = entry.targets.back();
     if (absent.next() == "-")
         words.next();
     else
         target.file = words.nextNumber<std::size_t>();
     target.path = words.rest();
-    if (target.path.empty() || (target.file && *target.file >= entry.files.size()))
+    if (target.path.empty() || (target.file && *target.file >= files.size()))
         throw damaged();
+    return target;
 }
 
 JournalledDirectory parseDirectory(Words words) {
@@ -192,13 +180,18 @@ JournalledDirectory parseDirectory(Words words) {
     return {words.rest(), flags[0] == 'g', flags[1] == 'a', flags[2] == 'r'};
 }
 
-void parsePart(const std::string &name, Words words, JournalEntry &entry) {
+/// `source` is that of the target whose line comes next.
+void parsePart(const std::string &name, Words words, JournalEntry &entry,
+               std::optional<std::string> &source) {
+    // Each target stands right after its source.
+    if (source.has_value() != (name == "target"))
+        throw damaged();
     if (name == "file")
         entry.files.push_back(parseFile(std::move(words)));
     else if (name == "source")
-        parseSource(words, entry);
+        source = words.rest();
     else if (name == "target")
-        parseTarget(std::move(words), entry);
+        entry.targets.push_back(parseTarget(std::move(words), *std::exchange(source, {}), entry.files));
     else if (name == "directory")
         entry.directories.push_back(parseDirectory(std::move(words)));
     else
@@ -206,7 +199,8 @@ void parsePart(const std::string &name, Words words, JournalEntry &entry) {
         throw damaged();
 }
 
-void parseFact(const std::string &name, Words words, JournalEntry &entry) {
+void parseFact(const std::string &name, Words words, JournalEntry &entry,
+               std::optional<std::string> &source) {
     if (name == "version") {
         entry.version = words.rest();
     } else if (name == "header") {
@@ -227,17 +221,43 @@ void parseFact(const std::string &name, Words words, JournalEntry &entry) {
         const std::string key = words.next();
         entry.extras[key] = words.rest();
     } else {
-        parsePart(name, std::move(words), entry);
+        parsePart(name, std::move(words), entry, source);
     }
 }
 
 /// Without these nothing could be done with the tree, nor could it be found.
 bool isComplete(const JournalEntry &entry) {
-    return !entry.id.empty() && !entry.version.empty() && !entry.path.empty() && entry.store.inode != 0 &&
-           !lacksTarget(entry);
+    return !entry.id.empty() && !entry.version.empty() && !entry.path.empty() && entry.store.inode != 0;
 }
 
 } // namespace
+
+void JournalledTargets::push_back(const JournalledTarget &target) {
+    const auto [path, source] =
+        std::mismatch(target.path.rbegin(), target.path.rend(), target.source.rbegin(), target.source.rend());
+    const std::string_view pathBegin(target.path.data(), static_cast<std::size_t>(target.path.rend() - path));
+    const std::string_view sourceBegin(target.source.data(),
+                                       static_cast<std::size_t>(target.source.rend() - source));
+    if (beginnings_.empty() || beginnings_.back().path != pathBegin ||
+        beginnings_.back().source != sourceBegin)
+        beginnings_.push_back({std::string(pathBegin), std::string(sourceBegin), size()});
+    ends_.push_back(std::string_view(target.path).substr(pathBegin.size()));
+    files_.push_back(target.file ? static_cast<std::uint32_t>(*target.file) : none);
+}
+
+JournalledTarget JournalledTargets::operator[](std::size_t number) const {
+    const auto next = std::ranges::upper_bound(beginnings_, number, {}, &Beginnings::first);
+    const std::string end = ends_[number];
+    const std::uint32_t file = files_[number];
+    return {std::prev(next)->path + end, std::prev(next)->source + end,
+            file == none ? std::nullopt : std::optional<std::size_t>(file)};
+}
+
+void JournalledTargets::shrinkToFit() {
+    beginnings_.shrink_to_fit();
+    ends_.shrinkToFit();
+    files_.shrink_to_fit();
+}
 
 DirectoryMark markOf(const fs::path &path) {
     constexpr std::int64_t nanoseconds = 1'000'000'000;
@@ -258,37 +278,43 @@ fs::path TakeOverJournal::path() {
     return Common::rootPath() / "var/lib/kelp/takeover.journal";
 }
 
-std::string TakeOverJournal::format(const std::vector<JournalEntry> &entries) {
+std::string TakeOverJournal::format(const std::vector<JournalEntry> &entries,
+                                    const std::vector<JournalEntry> &more) {
     std::ostringstream lines;
     lines << title << '\n';
-    for (const JournalEntry &entry : entries)
-        formatEntry(lines, entry);
-    lines << "end " << entries.size() << '\n';
-    return lines.str();
+    for (const auto *list : {&entries, &more})
+        for (const JournalEntry &entry : *list)
+            formatEntry(lines, entry);
+    lines << "end " << entries.size() + more.size() << '\n';
+    // Moved: the text is long.
+    return std::move(lines).str();
 }
 
-std::vector<JournalEntry> TakeOverJournal::parse(const std::string &content) {
-    std::istringstream lines(content);
+std::vector<JournalEntry> TakeOverJournal::parse(std::string content) {
+    const bool isTorn = !content.ends_with('\n');
+    std::istringstream lines(std::move(content));
     std::vector<JournalEntry> entries;
+    std::optional<std::string> source;
     std::string line;
-    if (!content.ends_with('\n') || !std::getline(lines, line) || line != title)
+    if (isTorn || !std::getline(lines, line) || line != title)
         throw damaged();
     while (std::getline(lines, line)) {
         Words words(line);
         const std::string name = words.next();
         if (name == "end") {
             // A file that was cut between two packages would look like a journal of fewer.
-            const bool whole = words.rest() == std::to_string(entries.size()) && !std::getline(lines, line);
+            const bool whole =
+                !source && words.rest() == std::to_string(entries.size()) && !std::getline(lines, line);
             if (!whole || !std::ranges::all_of(entries, isComplete))
                 throw damaged();
             return entries;
         }
-        if (name == "package")
+        if (name == "package" && !source)
             entries.emplace_back().id = words.rest();
         else if (entries.empty())
             throw damaged();
         else
-            parseFact(name, std::move(words), entries.back());
+            parseFact(name, std::move(words), entries.back(), source);
     }
     throw damaged();
 }
@@ -310,17 +336,17 @@ void TakeOverJournal::requireWithin(const fs::path &temporaryDirectory,
 std::vector<JournalEntry> TakeOverJournal::read(const fs::path &temporaryDirectory) {
     // It names every file that is on its way, and there is no end to their number.
     constexpr std::uintmax_t anyLength = std::numeric_limits<std::uintmax_t>::max();
-    const std::optional<std::string> content = Common::readIfExists(path(), anyLength);
+    std::optional<std::string> content = Common::readIfExists(path(), anyLength);
     // No journal is no news; one that cannot be read may name the only copies, and raises.
-    std::vector<JournalEntry> entries = content ? parse(*content) : std::vector<JournalEntry>{};
+    std::vector<JournalEntry> entries = content ? parse(std::move(*content)) : std::vector<JournalEntry>{};
     requireWithin(temporaryDirectory, entries);
     return entries;
 }
 
-void TakeOverJournal::write(const std::vector<JournalEntry> &entries) {
+void TakeOverJournal::write(const std::vector<JournalEntry> &entries, const std::vector<JournalEntry> &more) {
     Common::createDirectories(path().parent_path());
     // In one step, so that a kill leaves the journal before, whose packages are all still on their way.
-    Common::replaceDurably(path(), format(entries));
+    Common::replaceDurably(path(), format(entries, more));
     // Its name too must be there when the first package is gone from rpm.
     Common::flushFile(path().parent_path());
 }

@@ -2,9 +2,11 @@
 
 #include "kelp/core/common/files/file-identity.h"
 #include "kelp/core/kelp/package/package-information.h"
+#include "kelp/core/kelp/take-over/compact-paths.h"
 
 #include <cstdint>
 #include <filesystem>
+#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
@@ -13,9 +15,8 @@ namespace Core::KELP {
 
 /// A file of rpm's record, as it stood on the disk when its package was staged.
 struct JournalledFile {
-    std::string path; ///< Absolute. Text, for a machine has thousands of them and path objects are large.
+    std::string path;                             ///< Absolute.
     std::optional<Common::FileIdentity> identity; ///< Nothing where nothing stood.
-    bool isShared = false;                        ///< Another record of rpm has it too.
     bool isLinked = false; ///< The tree holds a further name of this very file, and no copy.
 };
 
@@ -25,6 +26,83 @@ struct JournalledTarget {
     std::string path;                ///< Absolute.
     std::string source;              ///< The file's path in the package's tree.
     std::optional<std::size_t> file; ///< Which of rpm's files stood there; nothing where none did.
+};
+
+/// The element of a list that makes its elements up, for a loop over them.
+template<class List>
+struct Position {
+    const List *list;
+    std::size_t number;
+
+    auto operator*() const { return (*list)[number]; }
+    Position &operator++() {
+        ++number;
+        return *this;
+    }
+    bool operator==(const Position &) const = default;
+};
+
+/// rpm's files of one package. One may have tens of thousands, and a group is in memory as a whole.
+class JournalledFiles {
+public:
+    std::size_t size() const { return notes_.size(); }
+    JournalledFile operator[](std::size_t number) const {
+        const Note &note = notes_[number];
+        return {paths_[number], note.isThere ? std::optional(note.identity) : std::nullopt, note.isLinked};
+    }
+    Position<JournalledFiles> begin() const { return {this, 0}; }
+    Position<JournalledFiles> end() const { return {this, size()}; }
+
+    void push_back(const JournalledFile &file) {
+        paths_.push_back(file.path);
+        notes_.push_back(
+            {file.identity.value_or(Common::FileIdentity()), file.identity.has_value(), file.isLinked});
+    }
+
+    /// Gives back what growing has reserved.
+    void shrinkToFit() {
+        paths_.shrinkToFit();
+        notes_.shrink_to_fit();
+    }
+
+private:
+    struct Note {
+        Common::FileIdentity identity;
+        bool isThere;
+        bool isLinked;
+    };
+
+    CompactPaths paths_;
+    std::vector<Note> notes_;
+};
+
+/// The targets of one package, kept likewise: a target and its source end in the same words, and begin as
+/// those of their neighbours do.
+class JournalledTargets {
+public:
+    std::size_t size() const { return ends_.size(); }
+    JournalledTarget operator[](std::size_t number) const;
+    Position<JournalledTargets> begin() const { return {this, 0}; }
+    Position<JournalledTargets> end() const { return {this, size()}; }
+
+    void push_back(const JournalledTarget &target);
+
+    /// Gives back what growing has reserved.
+    void shrinkToFit();
+
+private:
+    /// No list is as long as this: CompactPaths has an end before.
+    static constexpr std::uint32_t none = std::numeric_limits<std::uint32_t>::max();
+
+    struct Beginnings {
+        std::string path;
+        std::string source;
+        std::size_t first; ///< The number of the first target that begins so.
+    };
+
+    std::vector<Beginnings> beginnings_;
+    CompactPaths ends_;
+    std::vector<std::uint32_t> files_;
 };
 
 /// A directory that the take-over makes or removes.
@@ -53,8 +131,8 @@ struct JournalEntry : PackageForMigration {
     std::uint32_t instance = 0; ///< Of the header: another for a package that is installed again.
     DirectoryMark store;        ///< Of the store's directory: its disk may not be mounted.
     DirectoryMark staging;      ///< Of the temporary directory.
-    std::vector<JournalledFile> files;
-    std::vector<JournalledTarget> targets;
+    JournalledFiles files;
+    JournalledTargets targets;
     std::vector<JournalledDirectory> directories; ///< Each before what lies in it.
 };
 
@@ -73,16 +151,17 @@ public:
     /// temporary directory, and as Common::readIfExists() does for one that cannot be read.
     static std::vector<JournalEntry> read(const std::filesystem::path &temporaryDirectory);
 
-    /// Replaces the journal in one step, and has it on disk on return. Raises ErrorCode::Filesystem; then the
-    /// journal before it stands.
-    static void write(const std::vector<JournalEntry> &entries);
+    /// Replaces the journal by the packages of both lists in one step, and has it on disk on return. Raises
+    /// ErrorCode::Filesystem; then the journal before it stands.
+    static void write(const std::vector<JournalEntry> &entries, const std::vector<JournalEntry> &more = {});
 
     /// Ends the journal, on disk too. Raises ErrorCode::Filesystem.
     static void remove();
 
     /// The bytes of the file, and back. `parse` raises ErrorCode::Internal.
-    static std::string format(const std::vector<JournalEntry> &entries);
-    static std::vector<JournalEntry> parse(const std::string &content);
+    static std::string format(const std::vector<JournalEntry> &entries,
+                              const std::vector<JournalEntry> &more = {});
+    static std::vector<JournalEntry> parse(std::string content);
 
 private:
     static void requireWithin(const std::filesystem::path &temporaryDirectory,

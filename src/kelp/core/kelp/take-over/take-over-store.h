@@ -23,12 +23,12 @@ public:
 
     /// Writes the lists of a current version: the files that are published, and the directories, each before
     /// what lies in it. A list that is right already is not written again. Raises ErrorCode::Filesystem.
-    virtual void record(const std::string &id, const std::vector<std::filesystem::path> &files,
-                        const std::vector<std::filesystem::path> &directories) = 0;
+    virtual void record(const std::string &id, const std::vector<std::string> &files,
+                        const std::vector<std::string> &directories) = 0;
 
     /// Whether both lists say what record() would write.
-    virtual bool isRecorded(const std::string &id, const std::vector<std::filesystem::path> &files,
-                            const std::vector<std::filesystem::path> &directories) = 0;
+    virtual bool isRecorded(const std::string &id, const std::vector<std::string> &files,
+                            const std::vector<std::string> &directories) = 0;
 };
 
 } // namespace Core::KELP

@@ -18,6 +18,8 @@
 #include "kelp/core/kelp/take-over/take-over-store.h"
 #include "kelp/core/kelp/take-over/target-exchange.h"
 
+#include <malloc.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <ctime>
@@ -98,18 +100,19 @@ std::vector<JournalledDirectory> deepestFirst(const std::vector<JournalledDirect
     return {directories.rbegin(), directories.rend()};
 }
 
-std::vector<fs::path> generatedDirectories(const JournalEntry &entry) {
-    std::vector<fs::path> directories;
+std::vector<std::string> generatedDirectories(const JournalEntry &entry) {
+    std::vector<std::string> directories;
     for (const JournalledDirectory &directory : entry.directories)
         if (directory.isGenerated)
             directories.emplace_back(directory.path);
     return directories;
 }
 
-std::vector<fs::path> targetsOf(const JournalEntry &entry) {
-    std::vector<fs::path> targets;
-    for (const JournalledTarget &target : entry.targets)
-        targets.emplace_back(target.path);
+std::vector<std::string> targetsOf(const JournalEntry &entry) {
+    std::vector<std::string> targets;
+    targets.reserve(entry.targets.size());
+    for (const JournalledTarget target : entry.targets)
+        targets.push_back(target.path);
     return targets;
 }
 
@@ -309,6 +312,8 @@ void TakeOver::forget(Group &group) {
         if (package.hasHeader)
             instances.insert(package.entry.instance);
     }
+    // librpm takes several times a header, beside all that staging and publication have used and freed.
+    ::malloc_trim(0);
     forgetRecords(*rpm_, instances);
     // By name as well: what rpm answers to the run says nothing, and a record may have come since.
     const auto headers = headersOf(entries);
@@ -325,7 +330,7 @@ void TakeOver::forget(Group &group) {
 /// From here on the store is the only place of the package. Each step is done again after a kill.
 void TakeOver::clear(const JournalEntry &entry) {
     written_.merge(placesOf(entry));
-    for (const JournalledFile &file : entry.files)
+    for (const JournalledFile file : entry.files)
         written_.insert(fs::path(file.path).parent_path());
     exchangeOf(entry).clear();
     removeLinksTo(clearFiles(entry));
@@ -342,12 +347,12 @@ void TakeOver::clear(const JournalEntry &entry) {
 /// also those that a killed start removed, whose links it may have left.
 std::set<std::string> TakeOver::clearFiles(const JournalEntry &entry) {
     std::set<std::size_t> published;
-    for (const JournalledTarget &target : entry.targets)
+    for (const JournalledTarget target : entry.targets)
         if (target.file)
             published.insert(*target.file);
     std::set<std::string> gone;
     for (std::size_t i = 0; i < entry.files.size(); ++i) {
-        const JournalledFile &file = entry.files[i];
+        const JournalledFile file = entry.files[i];
         if (!file.identity || published.contains(i))
             continue;
         const auto now = Common::identityAt(file.path);
@@ -469,7 +474,7 @@ void TakeOver::recordInstallations() {
 
 std::set<fs::path> TakeOver::placesOf(const JournalEntry &entry) const {
     std::set<fs::path> places;
-    for (const JournalledTarget &target : entry.targets)
+    for (const JournalledTarget target : entry.targets)
         places.insert(fs::path(target.path).parent_path());
     return places;
 }

@@ -82,7 +82,7 @@ std::string TargetExchange::temporaryName(std::size_t number) const {
 bool TargetExchange::isRpms(const struct stat &status, const JournalledTarget &target) const {
     if (!target.file)
         return false;
-    const JournalledFile &file = entry_->files[*target.file];
+    const JournalledFile file = entry_->files[*target.file];
     if (file.identity && identities_->isSame(*file.identity, Common::identityOf(status)))
         return true;
     // Somebody may have written to it since: it is the same file as long as it is the one in the tree.
@@ -116,7 +116,7 @@ void TargetExchange::forEachTarget(const std::function<void(const Spot &)> &use)
     std::optional<Directory> parent;
     std::exception_ptr failure;
     for (std::size_t number = 0; number < entry_->targets.size(); ++number) {
-        const JournalledTarget &target = entry_->targets[number];
+        const JournalledTarget target = entry_->targets[number];
         const fs::path path = target.path;
         try {
             if (!parent || parent->path() != path.parent_path())
@@ -138,7 +138,7 @@ void TargetExchange::publish(Obstacles obstacles) {
     for (std::size_t number = 0; number < entry_->targets.size(); ++number) {
         const auto obstacle = publishOne(maker, number);
         if (!obstacle)
-            published_.emplace_back(entry_->targets[number].path);
+            published_.push_back(entry_->targets[number].path);
         else if (obstacles == Obstacles::Raise)
             throw *obstacle;
         else
@@ -147,7 +147,7 @@ void TargetExchange::publish(Obstacles obstacles) {
 }
 
 TargetExchange::Spot TargetExchange::enter(MappingMaker &maker, std::size_t number) const {
-    const JournalledTarget &target = entry_->targets[number];
+    const JournalledTarget target = entry_->targets[number];
     const fs::path path = target.path;
     return {target, maker.enter(source(target), path), path.filename(), temporaryName(number)};
 }
@@ -253,7 +253,7 @@ void TargetExchange::makeFromTree(const Spot &spot) const {
     }
     fs::path text = Common::readSymlink(staged);
     // A link that was made to lead into the version leads to what is published of that by now.
-    for (const JournalledTarget &other : entry_->targets)
+    for (const JournalledTarget other : entry_->targets)
         if (text.is_absolute() && text.native().ends_with("/" + entry_->version + "/" + other.source))
             text = other.path;
     fs::create_symlink(text, spot.parent.reach(spot.temporary));

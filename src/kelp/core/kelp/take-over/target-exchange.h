@@ -50,7 +50,7 @@ public:
     void publish(Obstacles obstacles);
 
     /// The targets that publish() has found or made the store's.
-    const std::vector<std::filesystem::path> &published() const { return published_; }
+    const std::vector<std::string> &published() const { return published_; }
 
     /// Gives each target that is the store's back to rpm's file, and takes it away where none stood. What is
     /// somebody's stays. A failure is raised at the end; the other targets are given back all the same.
@@ -72,7 +72,7 @@ private:
     enum class Occupant { Nothing, Rpms, Ours, Somebodys };
 
     struct Spot {
-        const JournalledTarget &target;
+        JournalledTarget target;
         const Common::Directory &parent;
         std::string name;
         std::string temporary;
@@ -99,7 +99,7 @@ private:
     Common::IdentityComparison *identities_;
     MappingMode mode_;
     std::string prefix_; ///< Of the temporary names.
-    std::vector<std::filesystem::path> published_;
+    std::vector<std::string> published_;
 };
 
 /// Whether a file name is one that TargetExchange may use for any package: who ships it cannot be taken over.

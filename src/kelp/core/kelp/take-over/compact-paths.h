@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Core::KELP {
+
+/// Many paths as they follow each other in a list of files: the text of a directory is kept once for the
+/// neighbours that lie in it. Of a package of 40,000 files the paths take a tenth of what strings would.
+class CompactPaths {
+public:
+    std::size_t size() const { return names_.size(); }
+
+    void push_back(std::string_view path);
+    std::string operator[](std::size_t number) const;
+
+    /// Gives back what growing has reserved.
+    void shrinkToFit();
+
+private:
+    struct Directory {
+        std::string path;  ///< Up to its last "/".
+        std::size_t first; ///< The number of the first path in it.
+    };
+
+    std::vector<Directory> directories_;
+    std::string text_;                 ///< All names, one after the other.
+    std::vector<std::uint32_t> names_; ///< Where each begins.
+};
+
+} // namespace Core::KELP

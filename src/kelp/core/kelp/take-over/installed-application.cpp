@@ -1,0 +1,36 @@
+#include "kelp/core/kelp/take-over/installed-application.h"
+
+#include "kelp/core/common/rpm/file-iterator.h"
+#include "kelp/core/common/rpm/installed-files.h"
+#include "kelp/core/common/rpm/tags.h"
+#include "kelp/core/kelp/mappings/mapping-table.h"
+
+namespace Core::KELP {
+
+namespace Tag = Common::Rpm::Tag;
+
+using Common::Rpm::FileIterator;
+
+InstalledApplication readApplication(const Common::Rpm::Reader &record, const std::string &keyId,
+                                     const std::optional<std::string> &orgName,
+                                     const std::optional<std::string> &appName) {
+    const std::string id = record.tag(Tag::Name);
+    const Common::Rpm::InstalledFiles installed(record);
+    std::vector<RpmPackage::FileEntry> files;
+    std::vector<std::uint64_t> sizes;
+    std::vector<bool> isErased;
+    files.reserve(static_cast<std::size_t>(installed.count()));
+    const auto append = [&](const FileIterator::Entry &file) {
+        files.push_back(file);
+        sizes.push_back(installed.size(file.fileIndex));
+        isErased.push_back(!installed.isDirectory(file.fileIndex) && installed.isInstalled(file.fileIndex));
+        return false;
+    };
+    FileIterator(record).forEach(append, FileIterator::Names::All);
+    return {RpmPackage(id, record.tag(Tag::Version) + "-" + record.tag(Tag::Release),
+                       record.tag(Tag::Architecture), {}, {}, orgName, appName,
+                       buildMappings(id, keyId, orgName, appName, Rooted::No), {}, std::move(files)),
+            std::move(sizes), std::move(isErased)};
+}
+
+} // namespace Core::KELP

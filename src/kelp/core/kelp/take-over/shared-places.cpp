@@ -1,0 +1,45 @@
+#include "kelp/core/kelp/take-over/shared-places.h"
+
+namespace Core::KELP {
+
+void SharedPlaces::sort() {
+    std::ranges::sort(files_);
+    std::ranges::sort(targets_);
+}
+
+bool SharedPlaces::mayHaveFile(PlaceHash place) const {
+    const auto found = std::ranges::lower_bound(files_, place, {}, &Claim::place);
+    return found != files_.end() && found->place == place;
+}
+
+void SharedPlaces::shareRepeated(const std::vector<Claim> &claims) {
+    for (std::size_t i = 1; i < claims.size(); ++i)
+        if (claims[i].place == claims[i - 1].place)
+            share(claims[i].place);
+}
+
+void SharedPlaces::findShared() {
+    shareRepeated(files_);
+    shareRepeated(targets_);
+    for (const Claim &target : targets_)
+        // Its own file alone is what a target should hold.
+        if (mayHaveFile(target.place) && !std::ranges::binary_search(files_, target))
+            share(target.place);
+    std::ranges::sort(shared_);
+    const auto [rest, end] = std::ranges::unique(shared_);
+    shared_.erase(rest, end);
+}
+
+std::vector<std::size_t> SharedPlaces::sharers() const {
+    std::vector<std::size_t> owners;
+    for (const auto *claims : {&files_, &targets_})
+        for (const Claim &claim : *claims)
+            if (isShared(claim.place))
+                owners.push_back(claim.owner);
+    std::ranges::sort(owners);
+    const auto [rest, end] = std::ranges::unique(owners);
+    owners.erase(rest, end);
+    return owners;
+}
+
+} // namespace Core::KELP
