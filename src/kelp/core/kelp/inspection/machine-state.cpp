@@ -9,6 +9,8 @@
 #include "kelp/core/kelp/take-over/copy-failures.h"
 
 #include <algorithm>
+#include <atomic>
+#include <future>
 #include <map>
 #include <optional>
 
@@ -80,17 +82,34 @@ void addUnfinished(const MachineViews &views, Standings &standings) {
 }
 
 /// Of what cannot be looked at nothing is known: it is no damage.
-std::optional<PackageFiles> filesOf(const StoredPackage &package, const StoreView &store, Unread &unread,
-                                    std::string &failure) {
-    failure = package.failure;
+struct FilesLook {
+    std::optional<PackageFiles> files;
+    std::string failure; ///< Why there are none.
+};
+
+FilesLook lookAtFiles(const StoredPackage &package, const StoreView &store) {
     try {
-        if (failure.empty())
-            return store.files(package.id);
+        if (package.failure.empty())
+            return {store.files(package.id), {}};
+        return {std::nullopt, package.failure};
     } catch (const std::exception &error) {
-        failure = Common::explainedText(error);
+        return {std::nullopt, Common::explainedText(error)};
     }
-    unread.add(failure);
-    return std::nullopt;
+}
+
+/// In the order of the packages. Two threads share them, for nearly all of a look at a machine is this.
+std::vector<FilesLook> lookAtAllFiles(const std::vector<StoredPackage> &packages, const StoreView &store) {
+    std::vector<FilesLook> looks(packages.size());
+    std::atomic<std::size_t> next = 0;
+    const auto work = [&] {
+        for (std::size_t i = next++; i < packages.size(); i = next++)
+            looks[i] = lookAtFiles(packages[i], store);
+    };
+    // Where no thread is to be had, this one finds nothing left to do in the end.
+    const std::future<void> other = std::async(work);
+    work();
+    other.wait();
+    return looks;
 }
 
 /// Returns how large all of them are, in bytes, where that is known. A directory without a current version is
@@ -99,10 +118,12 @@ std::optional<std::uintmax_t> addStored(const std::vector<StoredPackage> &packag
                                         const std::map<std::string, bool> &installed, Standings &standings,
                                         Unread &unread) {
     std::optional<std::uintmax_t> bytes = 0;
+    const std::vector<FilesLook> looks = lookAtAllFiles(packages, store);
+    auto next = looks.begin();
     for (const StoredPackage &package : packages) {
-        std::string failure;
-        const auto files = filesOf(package, store, unread, failure);
+        const auto &[files, failure] = *next++;
         if (!files) {
+            unread.add(failure);
             bytes.reset();
             standings.add(package.id, package.version, ApplicationState::Unknown, failure);
             continue;
