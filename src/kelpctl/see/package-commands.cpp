@@ -166,8 +166,8 @@ std::vector<Owner> ownersOf(const Machine &machine, const fs::path &path, Unread
         return owners;
     for (const Core::KELP::StoredPackage &package : store.packages()) {
         const auto made = unread.attempt(
-            [&] { return store.madeDirectories(package.id).value_or(std::vector<fs::path>()); });
-        if (made && std::ranges::find(*made, path) != made->end())
+            [&] { return store.madeDirectories(package.id).value_or(std::vector<std::string>()); });
+        if (made && std::ranges::find(*made, path.native()) != made->end())
             owners.push_back({package.id, package.version, {}});
     }
     return owners;

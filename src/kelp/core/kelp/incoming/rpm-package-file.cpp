@@ -181,7 +181,7 @@ PackageStaging RpmPackage::extractPackageFile(const fs::path &destination,
     const ExtractFileIterator content = reopened();
     unpack(destination, versionDirectory, content, Judged::Yes);
     // Whoever moves the tree flushes it, and the list with it.
-    listStagedContents(destination, *this, content, [](const auto &...) { return true; });
+    listStagedContents(destination, mappings_, content, [](const auto &...) { return true; });
     return {destination, id(), version(), orgName(), appName(), true};
 }
 

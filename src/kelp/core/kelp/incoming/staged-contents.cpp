@@ -7,13 +7,13 @@
 #include "kelp/core/common/rpm/digest.h"
 #include "kelp/core/common/rpm/file-iterator.h"
 #include "kelp/core/common/rpm/installed-files.h"
-#include "kelp/core/kelp/incoming/rpm-package.h"
+#include "kelp/core/common/text-index.h"
+#include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/package/contents-list.h"
 
 #include <fcntl.h>
 
 #include <cerrno>
-#include <unordered_map>
 
 namespace fs = std::filesystem;
 
@@ -26,9 +26,14 @@ using Common::Rpm::FileIterator;
 /// What the header says of the files of one package, by their paths in its tree.
 class PackedFiles {
 public:
-    PackedFiles(const RpmPackage &package, const Common::Rpm::Reader &header) : record_(header) {
+    PackedFiles(const std::vector<Mapping> &mappings, const Common::Rpm::Reader &header) :
+        record_(header),
+        isSignable_(static_cast<std::size_t>(record_.count())),
+        files_(isSignable_.size(), [this, &mappings](std::size_t number) {
+            return packagePathOf(record_.path(static_cast<int>(number)), mappings).native();
+        }) {
         const auto note = [&](const FileIterator::Entry &entry) {
-            files_[package.packagePath(entry)] = {entry.path, entry.fileIndex, entry.signable};
+            isSignable_[static_cast<std::size_t>(entry.fileIndex)] = entry.signable;
             return false;
         };
         FileIterator(header).forEach(note, FileIterator::Names::All);
@@ -37,27 +42,22 @@ public:
     /// All but the digest of a file, which is returned where the header's holds for it.
     std::string describe(ContentsEntry &entry, const IsAsPacked &isAsPacked) const {
         const auto found = files_.find(entry.path);
-        if (found == files_.end())
+        if (!found)
             return {};
-        const auto &[path, index, isSignable] = found->second;
+        const int index = static_cast<int>(*found);
         entry.isConfiguration = record_.isConfiguration(index);
         if (entry.type != ContentsEntry::Type::File)
             return {};
-        entry.isSignable = isSignable;
+        entry.isSignable = isSignable_[*found];
         entry.isChanged = record_.isGhost(index) || entry.size != record_.size(index) ||
-                          !isAsPacked(path, record_.size(index), record_.modified(index));
+                          !isAsPacked(record_.path(index), record_.size(index), record_.modified(index));
         return record_.sha256(index).value_or("");
     }
 
 private:
-    struct Packed {
-        std::string path;
-        int index;
-        bool isSignable;
-    };
-
     Common::Rpm::InstalledFiles record_;
-    std::unordered_map<std::string, Packed> files_;
+    std::vector<bool> isSignable_;
+    Common::TextIndex files_;
 };
 
 /// A file that the disk does not give is none that anybody lost here: it is taken over as it is.
@@ -81,18 +81,19 @@ void hash(ContentsEntry &entry, int tree, const fs::path &name) {
 
 } // namespace
 
-void listStagedContents(const fs::path &tree, const RpmPackage &package, const Common::Rpm::Reader &header,
-                        const IsAsPacked &isAsPacked) {
+void listStagedContents(const fs::path &tree, const std::vector<Mapping> &mappings,
+                        const Common::Rpm::Reader &header, const IsAsPacked &isAsPacked) {
     Common::removeAll(tree / ContentsList::fileName);
-    const PackedFiles packed(package, header);
+    const PackedFiles packed(mappings, header);
     const Common::FileDescriptor directory(::open(tree.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-    ContentsList list{{}, contentsOfTree(tree)};
-    for (ContentsEntry &entry : list.entries) {
+    ContentsText list;
+    forEachOfTree(tree, [&](ContentsEntry entry) {
         entry.digest = packed.describe(entry, isAsPacked);
         if (entry.type == ContentsEntry::Type::File && (entry.isChanged || entry.digest.empty()))
             hash(entry, directory.get(), tree / entry.path);
-    }
-    list.write(tree, Common::Durability::Deferred);
+        list.add(entry);
+    });
+    Common::replaceFile(tree / ContentsList::fileName, list.finish(), Common::Durability::Deferred);
 }
 
 } // namespace Core::KELP

@@ -77,7 +77,7 @@ public:
     std::optional<std::vector<std::string>> publishedFiles(const std::string &id) const;
 
     /// The same of the directories that were made for them.
-    std::optional<std::vector<std::filesystem::path>> madeDirectories(const std::string &id) const;
+    std::optional<std::vector<std::string>> madeDirectories(const std::string &id) const;
 
     /// Looks at the files of a package, in the store and in the system. Nothing is missing of a package
     /// without a list. Raises ErrorCode::Filesystem when one look fails: then nobody knows.
@@ -93,8 +93,8 @@ private:
     std::optional<StoredPackage> read(const std::string &id) const;
     bool isPackage(const std::string &id) const;
     void addDetails(StoredPackage &package) const;
-    std::optional<std::vector<std::filesystem::path>> paths(const std::string &id,
-                                                            const std::filesystem::path &list) const;
+    std::optional<std::vector<std::string>> paths(const std::string &id,
+                                                  const std::filesystem::path &list) const;
 
     const IConfiguration *configuration_;
     RecordedPackages records_;

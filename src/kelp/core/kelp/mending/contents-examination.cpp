@@ -193,14 +193,14 @@ private:
     bool isPublished(const std::string &path) {
         if (!published_)
             published_ =
-                StoreView(configuration_).publishedFiles(package_.id).value_or(std::vector<fs::path>());
+                StoreView(configuration_).publishedFiles(package_.id).value_or(std::vector<std::string>());
         const auto mappings =
             buildMappings(package_.id, package_.value("certificate.id"), optional("general.orgname"),
                           optional("general.appname"), Rooted::Yes);
         return std::ranges::any_of(mappings, [&](const Mapping &mapping) {
             const std::string source = mapping.source() + "/";
             return path.starts_with(source) &&
-                   std::ranges::find(*published_, fs::path(mapping.target() + path.substr(source.size()))) !=
+                   std::ranges::find(*published_, mapping.target() + path.substr(source.size())) !=
                        published_->end();
         });
     }
@@ -237,7 +237,7 @@ private:
     DatabasePathResolver resolver_;
     StoredPackage package_;
     fs::path version_;
-    std::optional<std::vector<fs::path>> published_;
+    std::optional<std::vector<std::string>> published_;
     std::vector<Finding> findings_;
 };
 

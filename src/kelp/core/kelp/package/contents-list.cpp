@@ -134,15 +134,27 @@ std::optional<std::string_view> takeLine(std::string_view &text) {
 
 } // namespace
 
-std::string ContentsList::format() const {
-    std::ostringstream lines;
-    lines << header << '\n';
+ContentsText::ContentsText(const std::string &foundOn) {
+    lines_ << header << '\n';
     if (!foundOn.empty())
-        lines << "found " << foundOn << '\n';
+        lines_ << "found " << foundOn << '\n';
+}
+
+void ContentsText::add(const ContentsEntry &entry) {
+    formatEntry(lines_, entry);
+    ++count_;
+}
+
+std::string ContentsText::finish() {
+    lines_ << "end " << count_ << '\n';
+    return std::move(lines_).str();
+}
+
+std::string ContentsList::format() const {
+    ContentsText text(foundOn);
     for (const ContentsEntry &entry : entries)
-        formatEntry(lines, entry);
-    lines << "end " << entries.size() << '\n';
-    return lines.str();
+        text.add(entry);
+    return text.finish();
 }
 
 std::optional<ContentsList> ContentsList::parse(const std::string &text) {

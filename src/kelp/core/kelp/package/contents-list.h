@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <functional>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -54,6 +55,21 @@ struct ContentsList {
     void write(const std::filesystem::path &version, Common::Durability durability) const;
 };
 
+/// The text of a list in the making, for whoever need not have all entries at once.
+class ContentsText {
+public:
+    explicit ContentsText(const std::string &foundOn = {});
+
+    void add(const ContentsEntry &entry);
+
+    /// Ends the text, and gives it away.
+    std::string finish();
+
+private:
+    std::ostringstream lines_;
+    std::size_t count_ = 0;
+};
+
 /// Whether a path in a version's directory is one of the store's own, of which no list tells: the
 /// descriptor, the lists, the plan and the resources, and what a killed run left of writing one of them.
 bool isStoreOwn(const std::string &path);
@@ -66,5 +82,8 @@ bool isStoreOwn(const std::string &path);
 using MissedContents = std::function<void(const std::string &path, const Common::Error &error)>;
 std::vector<ContentsEntry> contentsOfTree(const std::filesystem::path &version,
                                           const MissedContents &missed = {});
+
+/// The same, one after the other. What `use` raises passes.
+void forEachOfTree(const std::filesystem::path &version, const std::function<void(ContentsEntry)> &use);
 
 } // namespace Core::KELP

@@ -32,11 +32,12 @@ struct CloseStream {
 /// By descriptors: a directory of the tree may have come into somebody else's hands.
 class TreeLook {
 public:
-    TreeLook(const fs::path &version, const MissedContents &missed) : version_(version), missed_(missed) {}
+    TreeLook(const fs::path &version, const MissedContents &missed,
+             const std::function<void(ContentsEntry)> &use) :
+        version_(version), missed_(missed), use_(use) {}
 
-    std::vector<ContentsEntry> run() {
+    void run() {
         attempt({}, [&] { lookInto(AT_FDCWD, version_, {}); });
-        return std::move(entries_);
     }
 
 private:
@@ -96,7 +97,7 @@ private:
         if (entry.type == Type::Link)
             entry.target = targetOf(directory, name, path);
         entry.path = path;
-        entries_.push_back(std::move(entry));
+        use_(std::move(entry));
         if (S_ISDIR(status.st_mode))
             lookInto(directory, name, path);
     }
@@ -117,13 +118,19 @@ private:
 
     fs::path version_;
     const MissedContents &missed_;
-    std::vector<ContentsEntry> entries_;
+    const std::function<void(ContentsEntry)> &use_;
 };
 
 } // namespace
 
 std::vector<ContentsEntry> contentsOfTree(const fs::path &version, const MissedContents &missed) {
-    return TreeLook(version, missed).run();
+    std::vector<ContentsEntry> entries;
+    TreeLook(version, missed, [&](ContentsEntry entry) { entries.push_back(std::move(entry)); }).run();
+    return entries;
+}
+
+void forEachOfTree(const fs::path &version, const std::function<void(ContentsEntry)> &use) {
+    TreeLook(version, {}, use).run();
 }
 
 } // namespace Core::KELP

@@ -23,6 +23,7 @@ using Common::Error;
 using Common::ErrorCode;
 
 constexpr std::uint64_t blockSize = 4096;
+constexpr std::size_t directoriesAtMost = 256;
 
 std::string reason(int error) {
     return std::generic_category().message(error);
@@ -84,9 +85,11 @@ struct statvfs statusOf(const fs::path &path) {
 } // namespace
 
 const TargetPlaces::Place &TargetPlaces::place(const fs::path &directory) {
+    if (places_.size() >= directoriesAtMost && !places_.contains(directory.native()))
+        places_.clear();
     const auto [found, isNew] = places_.try_emplace(directory.native());
     if (isNew) {
-        found->second.existing = existingPart(directory);
+        found->second.existing = existingPart(directory).native();
         found->second.obstacle = obstacleOf(found->second.existing);
     }
     return found->second;
@@ -96,7 +99,7 @@ std::string TargetPlaces::obstacle(const fs::path &target) {
     const Place &parent = place(target.parent_path());
     if (!parent.obstacle.empty())
         return parent.obstacle;
-    ++wanted_[parent.existing.native()];
+    ++wanted_[parent.existing];
     if (const auto found = lookAt(target)) {
         if ((found->stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0)
             return target.string() + " is a mount point";

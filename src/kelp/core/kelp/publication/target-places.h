@@ -8,8 +8,8 @@
 namespace Core::KELP {
 
 /// Whether the machine, as it is by now, lets files be published at their targets, whoever owns what stands
-/// there: asked before a package is taken over or installed. Directories are looked at once, so that many
-/// targets cost little; what the machine changes meanwhile is not seen.
+/// there: asked before a package is taken over or installed. The last directories are remembered, so that
+/// many targets cost little; what the machine changes meanwhile is not seen.
 class TargetPlaces {
 public:
     /// Why nothing can be published at `target`, or empty. Its directory, or the nearest one above that is
@@ -29,7 +29,7 @@ public:
 
 private:
     struct Place {
-        std::filesystem::path existing; ///< The directory, or the nearest one above that is there.
+        std::string existing; ///< The directory, or the nearest one above that is there.
         std::string obstacle;
     };
 

@@ -12,6 +12,8 @@
 #include "kelp/core/kelp/take-over/rpm-staging.h"
 #include "kelp/core/kelp/take-over/take-over-store.h"
 
+#include <malloc.h>
+
 #include <algorithm>
 
 namespace fs = std::filesystem;
@@ -34,6 +36,9 @@ constexpr std::uint64_t marginForRpm = 8U << 20;
 
 /// Each group costs a few flushes, and is kept in memory as a whole.
 constexpr std::size_t groupAtMost = 64;
+
+/// The texts of so many take megabytes.
+constexpr std::size_t manyFiles = 10'000;
 
 /// Below this the disk counts as full, whatever failed.
 constexpr std::uint64_t marginForCopies = 64U << 10;
@@ -284,7 +289,7 @@ void RpmMigration::stage(RpmSurvey &survey, RpmCandidate &candidate, std::vector
         return;
     }
     try {
-        makeTree(survey.read(candidate), entry);
+        makeTree(survey, candidate, entry);
         staged.push_back({&candidate, std::move(entry)});
     } catch (const std::exception &error) {
         // Asked before the tree goes and makes room: what the disk alone kept out waits for the next group.
@@ -299,12 +304,19 @@ void RpmMigration::stage(RpmSurvey &survey, RpmCandidate &candidate, std::vector
     }
 }
 
-void RpmMigration::makeTree(const InstalledApplication &application, JournalEntry &entry) {
-    stageInstalledPackage(application, fs::absolute(pathResolver_->versionDirectory(entry.id, entry.version)),
-                          entry);
+void RpmMigration::makeTree(const RpmSurvey &survey, const RpmCandidate &candidate, JournalEntry &entry) {
+    {
+        const InstalledApplication application = survey.read(candidate);
+        stageInstalledPackage(application,
+                              fs::absolute(pathResolver_->versionDirectory(entry.id, entry.version)), entry);
+        noteTargets(application.package, fs::absolute(pathResolver_->currentDirectory(entry.id)), entry);
+    }
+    // librpm's header comes beside what was used up to here.
+    if (entry.files.size() > manyFiles)
+        ::malloc_trim(0);
+    listContents(rpm_, entry);
     // With its descriptor, so that the group's one flush has both on disk.
     store_->describeStaged(entry, entry.extras);
-    noteTargets(application.package, fs::absolute(pathResolver_->currentDirectory(entry.id)), entry);
 }
 
 /// What the machine failed at withholds the stamp, unless it fails at it for good.

@@ -63,7 +63,7 @@ private:
     std::vector<JournalEntry> prepareRpmPackagesForMigration(RpmSurvey &survey, Waiting &waiting);
     bool fits(const RpmCandidate &candidate, std::size_t count) const;
     void stage(RpmSurvey &survey, RpmCandidate &candidate, std::vector<Staged> &staged, Waiting &rest);
-    void makeTree(const InstalledApplication &application, JournalEntry &entry);
+    void makeTree(const RpmSurvey &survey, const RpmCandidate &candidate, JournalEntry &entry);
     void leave(RpmSurvey &survey, RpmCandidate &candidate, const std::string &reason,
                std::vector<Staged> &staged) const;
     void noteCopyFailure(const std::string &id, const std::exception &error);

@@ -9,6 +9,7 @@
 #include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/rpm/transaction.h"
+#include "kelp/core/common/text-index.h"
 #include "kelp/core/kelp/incoming/staged-contents.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/publication/publication-plan.h"
@@ -50,19 +51,37 @@ struct FileNames {
     fs::path copy;                ///< Where the first of them was copied to.
 };
 
-/// The files of one package that have several names.
-using LinkedFiles = std::map<Inode, FileNames>;
+/// The files of one package that have several names. Looked for when the first one is met: most packages have
+/// none.
+class LinkedFiles {
+public:
+    explicit LinkedFiles(const RpmPackage &package) : package_(package) {}
 
-LinkedFiles linkedFilesOf(const RpmPackage &package) {
-    LinkedFiles linked;
-    PlaceFinder places;
-    for (const RpmPackage::FileEntry &entry : package.files()) {
-        struct stat status = {};
-        if (::lstat(entry.path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink > 1)
-            linked[{status.st_dev, status.st_ino}].listed.insert(places.find(entry.path));
+    /// Null for a file that has one name.
+    FileNames *find(const struct stat &status) {
+        if (status.st_nlink < 2)
+            return nullptr;
+        if (!areKnown_)
+            lookForAll();
+        const auto found = names_.find({status.st_dev, status.st_ino});
+        return found == names_.end() ? nullptr : &found->second;
     }
-    return linked;
-}
+
+private:
+    void lookForAll() {
+        PlaceFinder places;
+        for (const RpmPackage::FileEntry &entry : package_.files()) {
+            struct stat status = {};
+            if (::lstat(entry.path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink > 1)
+                names_[{status.st_dev, status.st_ino}].listed.insert(places.find(entry.path));
+        }
+        areKnown_ = true;
+    }
+
+    const RpmPackage &package_;
+    std::map<Inode, FileNames> names_;
+    bool areKnown_ = false;
+};
 
 /// Whatever stands at a path, held by a descriptor: its directory may be somebody's who puts a link to
 /// another file there while it is copied.
@@ -85,8 +104,7 @@ public:
 
     /// Gives it a further name at `target`, or copies it there. Returns whether it is the former.
     bool bring(const fs::path &target, LinkedFiles &linked) const {
-        const auto found = linked.find({status_.st_dev, status_.st_ino});
-        FileNames *names = found == linked.end() ? nullptr : &found->second;
+        FileNames *names = linked.find(status_);
         fs::create_directories(target.parent_path());
         if (isEqualToCopy(names ? names->listed.size() + names->made : 1) && linkTo(target)) {
             if (names)
@@ -257,7 +275,7 @@ void makeStagingDirectory(const fs::path &staging) {
 void stageInstalledPackage(const InstalledApplication &application, const fs::path &versionDirectory,
                            JournalEntry &entry) {
     const RpmPackage &package = application.package;
-    LinkedFiles linked = linkedFilesOf(package);
+    LinkedFiles linked(package);
     entry.files = {};
     for (std::size_t i = 0; i < package.files().size(); ++i) {
         const RpmPackage::FileEntry &file = package.files()[i];
@@ -273,19 +291,19 @@ void stageInstalledPackage(const InstalledApplication &application, const fs::pa
     requireUnchanged(entry.files);
 }
 
-void listContents(const Common::Rpm::Transaction &rpm, const RpmPackage &package, JournalEntry &entry) {
+void listContents(const Common::Rpm::Transaction &rpm, JournalEntry &entry) {
     constexpr std::int64_t nanoseconds = 1'000'000'000;
-    std::map<std::string, Common::FileIdentity> staged;
-    for (const JournalledFile file : entry.files)
-        if (file.identity)
-            staged.emplace(file.path, *file.identity);
+    const auto mappings =
+        buildMappings(entry.id, entry.extras.at("certificate.id"), entry.orgName, entry.appName, Rooted::No);
+    const Common::TextIndex staged(entry.files.size(),
+                                   [&](std::size_t number) { return entry.files[number].path; });
     const auto isAsPacked = [&](const std::string &path, std::uint64_t size, std::uint32_t modified) {
-        const auto found = staged.find(path);
-        return found != staged.end() && found->second.size == size &&
-               found->second.modified / nanoseconds == modified;
+        const auto number = staged.find(path);
+        const auto found = number ? entry.files[*number].identity : std::nullopt;
+        return found && found->size == size && found->modified / nanoseconds == modified;
     };
     const auto list = [&](const Common::Rpm::Reader &record) {
-        listStagedContents(entry.path, package, record, isAsPacked);
+        listStagedContents(entry.path, mappings, record, isAsPacked);
     };
     if (rpm.lookUp(entry.instance, list) != Common::Rpm::Transaction::Record::There)
         throw Error(ErrorCode::Internal, "Couldn't read the rpm record of " + entry.id);

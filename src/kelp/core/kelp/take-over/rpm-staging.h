@@ -27,7 +27,7 @@ void stageInstalledPackage(const InstalledApplication &application,
 /// Lists the contents of the staged tree in it, by rpm's record and by what `entry.files` say was staged, and
 /// marks the entry. Raises ErrorCode::Internal where rpm gives no record of it, and as listStagedContents()
 /// does.
-void listContents(const Common::Rpm::Transaction &rpm, const RpmPackage &package, JournalEntry &entry);
+void listContents(const Common::Rpm::Transaction &rpm, JournalEntry &entry);
 
 /// Notes in the entry what the publication of its staged tree will touch: the targets, with rpm's file at
 /// each, and the directories. `current` is the link of that name, absolute. Raises ErrorCode::Filesystem.
