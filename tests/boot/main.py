@@ -176,7 +176,8 @@ def ends(bench):
     for name, command in ENDS.items():
         disks = bench.copy(name)
         report = bench.boot(name, disks, meanwhile="until [ -e /var/lib/kelp/takeover.journal ]; do :; done\n"
-                            f"echo on the way\n{command}")
+                            # stty waits until the line is out: a reset takes along what is not.
+                            f"echo on the way\nstty -F /dev/ttyS1 -echo\n{command}")
         bench.holds(f"{name}: comes while applications are on their way, and the guest ends", report, "on the way",
                     never=["THE GUEST DID NOT END", *(["sentinel"] if name != "SIGTERM" else [])])
         bench.boot(f"the boot after {name}", disks)
