@@ -1,6 +1,7 @@
 #include "kelpctl/shown-text.h"
 #include "kelpctl/validate/explanations/explanation.h"
 #include "kelpctl/validate/report-output.h"
+#include "kelpctl/validate/run/spool.h"
 
 #include <boost/json/array.hpp>
 #include <boost/json/object.hpp>
@@ -74,8 +75,8 @@ public:
         // Not a result: what could not be judged is a failure of the run, and tools must not count the
         // package as free of findings.
         if (report.verdict == Verdict::Incomplete)
-            notifications_.push_back(json::object{
-                {"level", "error"}, {"message", textObject(jsonText(report.file + ": " + report.reason))}});
+            notify(json::object{{"level", "error"},
+                                {"message", textObject(jsonText(report.file + ": " + report.reason))}});
     }
 
     void finish() override {
@@ -84,15 +85,24 @@ public:
                                   {"version", KELP_VERSION},
                                   {"informationUri", KELP_HOMEPAGE},
                                   {"rules", std::move(rules_)}};
-        const json::object invocation{{"executionSuccessful", notifications_.empty()},
-                                      {"toolExecutionNotifications", std::move(notifications_)}};
         output_ << "\n],\"tool\":" << json::object{{"driver", driver}}
-                << ",\"invocations\":" << json::array{invocation}
+                << R"(,"invocations":[{"executionSuccessful":)"
+                << (notifications_.size() == 0 ? "true" : "false") << R"(,"toolExecutionNotifications":[)";
+        for (std::string piece; !(piece = notifications_.take(pieceSize)).empty();)
+            output_ << piece;
+        output_ << "]}]"
                 << ",\"automationDetails\":" << json::object{{"id", "kelpctl/" + profile() + '/'}}
                 << R"(,"columnKind":"unicodeCodePoints"}]})" << std::endl;
     }
 
 private:
+    static constexpr std::size_t pieceSize = 0x10000;
+
+    /// For the end: a stock may have any number of packages that cannot be judged.
+    void notify(const json::object &notification) {
+        notifications_.append((notifications_.size() == 0 ? "" : ",") + json::serialize(notification));
+    }
+
     void begin() {
         if (!std::exchange(isBegun_, true))
             output_ << R"({"$schema":"https://json.schemastore.org/sarif-2.1.0.json","version":"2.1.0",)"
@@ -132,7 +142,7 @@ private:
     std::map<std::string_view, std::size_t> indexes_;
     std::set<std::string> profiles_;
     json::array rules_;
-    json::array notifications_;
+    Spool notifications_;
 };
 
 } // namespace
