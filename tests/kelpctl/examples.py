@@ -82,6 +82,8 @@ for finding in json.loads(subprocess.check_output([kelpctl, "explain", "--list",
     if wanted:
         # What only a client of the device management may have.
         wanted[("profile",)] = "mdm" if "mdm" in text else "regular"
+        # rpmbuild adds nothing to a package of no architecture, of which a remedy could be wanting.
+        wanted[("architecture",)] = "noarch" if "noarch" in text else "native"
         fitting = (p for p in packages if all(p[0].get(place, value) == value for place, value in wanted.items()))
         places, ids = next(fitting, None) or (packages.append(({}, [])) or packages[-1])
         places.update(wanted)
