@@ -7,6 +7,7 @@
 #include "kelp/core/common/rpm/digest.h"
 #include "kelp/core/common/rpm/file-iterator.h"
 #include "kelp/core/common/rpm/installed-files.h"
+#include "kelp/core/common/rpm/tags.h"
 #include "kelp/core/common/text-index.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/package/contents-list.h"
@@ -26,7 +27,10 @@ using Common::Rpm::FileIterator;
 /// What the header says of the files of one package, by their paths in its tree.
 class PackedFiles {
 public:
-    PackedFiles(const std::vector<Mapping> &mappings, const Common::Rpm::Reader &header) :
+    PackedFiles(const fs::path &tree, const std::vector<Mapping> &mappings,
+                const Common::Rpm::Reader &header) :
+        tree_(tree),
+        id_(header.tag(Common::Rpm::Tag::Name)),
         record_(header),
         isSignable_(static_cast<std::size_t>(record_.count())),
         files_(isSignable_.size(), [this, &mappings](std::size_t number) {
@@ -48,13 +52,16 @@ public:
         entry.isConfiguration = record_.isConfiguration(index);
         if (entry.type != ContentsEntry::Type::File)
             return {};
-        entry.isSignable = isSignable_[*found];
+        // Of a file with several names, the one that has the content decides for all.
+        entry.isSignable = isSignable_[*found] && carriesId(tree_ / entry.path, id_);
         entry.isChanged = record_.isGhost(index) || entry.size != record_.size(index) ||
                           !isAsPacked(record_.path(index), record_.size(index), record_.modified(index));
         return record_.sha256(index).value_or("");
     }
 
 private:
+    fs::path tree_;
+    std::string id_;
     Common::Rpm::InstalledFiles record_;
     std::vector<bool> isSignable_;
     Common::TextIndex files_;
@@ -84,7 +91,7 @@ void hash(ContentsEntry &entry, int tree, const fs::path &name) {
 void listStagedContents(const fs::path &tree, const std::vector<Mapping> &mappings,
                         const Common::Rpm::Reader &header, const IsAsPacked &isAsPacked) {
     Common::removeAll(tree / ContentsList::fileName);
-    const PackedFiles packed(mappings, header);
+    const PackedFiles packed(tree, mappings, header);
     const Common::FileDescriptor directory(::open(tree.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     ContentsText list;
     forEachOfTree(tree, [&](ContentsEntry entry) {

@@ -25,9 +25,6 @@ struct Difference {
 /// "altered", "mode".
 const char *nameOf(Difference::Kind kind);
 
-/// The attribute by which the platform knows whose a file is.
-inline constexpr const char *applicationIdAttribute = "security.appid";
-
 /// Holds the tree of a version of the package against its list.
 class ContentsCheck {
 public:

@@ -23,7 +23,6 @@
 #include <cerrno>
 #include <ctime>
 #include <sstream>
-#include <string_view>
 
 namespace fs = std::filesystem;
 
@@ -265,12 +264,6 @@ std::string today() {
     std::tm parts = {};
     ::localtime_r(&now, &parts);
     return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%d", &parts)};
-}
-
-bool carriesId(const fs::path &path, const std::string &id) {
-    std::string value(id.size() + 1, '\0');
-    const ssize_t size = ::lgetxattr(path.c_str(), applicationIdAttribute, value.data(), value.size());
-    return size >= 0 && value.substr(0, static_cast<std::size_t>(size)) == id;
 }
 
 } // namespace

@@ -25,7 +25,7 @@ struct ContentsEntry {
     std::string digest;           ///< Of a file: the SHA-256 in lower-case hexadecimal digits.
     std::string target;           ///< Of a link: its text.
     bool isConfiguration = false; ///< The package expects people to change it.
-    bool isSignable = false;      ///< The file carries the application's id as "security.appid".
+    bool isSignable = false;      ///< The file carries the application's id.
     bool isChanged = false;       ///< It was not what the package brought when it was staged.
     bool isHashed = false;        ///< The digest was computed, and not taken from the package's header.
     std::string path;             ///< Relative. Text, for lists are long and path objects are large.
@@ -69,6 +69,12 @@ private:
     std::ostringstream lines_;
     std::size_t count_ = 0;
 };
+
+/// The attribute by which the platform knows whose a file is: its application's id.
+inline constexpr const char *applicationIdAttribute = "security.appid";
+
+/// Whether a file, and not what a link there leads to, carries this id.
+bool carriesId(const std::filesystem::path &file, const std::string &id);
 
 /// Whether a path in a version's directory is one of the store's own, of which no list tells: the
 /// descriptor, the lists, the plan and the resources, and what a killed run left of writing one of them.

@@ -7,12 +7,14 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <memory>
+#include <string_view>
 
 namespace fs = std::filesystem;
 
@@ -122,6 +124,13 @@ private:
 };
 
 } // namespace
+
+bool carriesId(const fs::path &file, const std::string &id) {
+    // One more than it may have, so that a longer one is another.
+    std::string value(id.size() + 1, '\0');
+    const ssize_t size = ::lgetxattr(file.c_str(), applicationIdAttribute, value.data(), value.size());
+    return size >= 0 && std::string_view(value).substr(0, static_cast<std::size_t>(size)) == id;
+}
 
 std::vector<ContentsEntry> contentsOfTree(const fs::path &version, const MissedContents &missed) {
     std::vector<ContentsEntry> entries;

@@ -12,6 +12,7 @@
 #include "kelp/core/common/text-index.h"
 #include "kelp/core/kelp/incoming/staged-contents.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
+#include "kelp/core/kelp/package/contents-list.h"
 #include "kelp/core/kelp/publication/publication-plan.h"
 #include "kelp/core/kelp/take-over/copy-failures.h"
 #include "kelp/core/kelp/take-over/place-on-disk.h"
@@ -39,7 +40,6 @@ using Common::ErrorCode;
 using Common::LogLevel;
 using Common::LogStream;
 
-constexpr const char *applicationIdAttribute = "security.appid";
 constexpr const char *capabilityAttribute = "security.capability";
 
 using Inode = std::pair<dev_t, ino_t>;
