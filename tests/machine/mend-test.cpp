@@ -179,15 +179,15 @@ TEST_F(MendTest, TellsAndBringsBackWhatWasStaged) {
           "setfattr -n security.appid -v x integrityd/*; cd icons/hicolor/86x86/apps; ln -fs x *");
     const std::string extra = "  extra: " + notes + "/own is on no list\n";
     const std::string found =
-        "org.example.notes 1.4.2-1: 8 findings\n  owner: " + notes + "/bin belongs to 1:0, and not to 0:0\n" +
-        "  changed configuration: " + notes + "/data/notes.conf has 4 bytes, and not 11\n" +
-        "  mode: " + notes + "/data/qml/main.qml has mode 600, and not 644\n" + "  gone: " + notes +
-        "/data/qml/pages/note.qml is gone\n" + "  type: " + notes +
-        "/icons/hicolor/86x86/apps/org.example.notes.png is a link, and not a file\n" +
-        "  attribute: " + notes +
-        "/integrityd/org.example.notes.json has another application's security.appid\n" + extra +
-        "  altered: " + notes + "/data/first.txt has other content\n" + "  altered: " + notes +
-        "/data/second.txt has other content\n";
+        "org.example.notes 1.4.2-1: 8 findings\n" + extra + "  owner: " + notes +
+        "/bin belongs to 1:0, and not to 0:0\n" + "  altered: " + notes +
+        "/data/first.txt has other content\n  changed configuration: " + notes +
+        "/data/notes.conf has 4 bytes, and not 11\n  mode: " + notes +
+        "/data/qml/main.qml has mode 600, and not 644\n  gone: " + notes +
+        "/data/qml/pages/note.qml is gone\n  altered: " + notes +
+        "/data/second.txt has other content\n  type: " + notes +
+        "/icons/hicolor/86x86/apps/org.example.notes.png is a link, and not a file\n  attribute: " + notes +
+        "/integrityd/org.example.notes.json does not carry the application's id as security.appid\n";
     EXPECT_EQ(kelpctl("verify"), "com.example.devices 2.0-7: verified\n" + found +
                                      "org.example.reader 0.9-3: verified\norg.example.sound 1-1: verified\n"
                                      "org.example.ticker 3-1: unlistable: it has no list of contents; "

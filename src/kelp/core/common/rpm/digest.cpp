@@ -37,7 +37,7 @@ std::string sha256Of(const std::string &text) {
     return digest.finish();
 }
 
-std::string sha256Of(int file, const std::filesystem::path &name) {
+std::string sha256Of(int file, const std::string &name) {
     constexpr std::size_t pieceSize = 64U << 10;
     std::array<char, pieceSize> piece;
     Digest digest;
@@ -46,16 +46,16 @@ std::string sha256Of(int file, const std::filesystem::path &name) {
         if (size > 0)
             digest.update({piece.data(), static_cast<std::size_t>(size)});
         else if (size < 0 && errno != EINTR)
-            throw Error(ErrorCode::Filesystem, "Couldn't read file: " + name.string(), errno);
+            throw Error(ErrorCode::Filesystem, "Couldn't read file: " + name, errno);
     }
     return digest.finish();
 }
 
-std::string sha256Beneath(int directory, const std::string &path, const std::filesystem::path &name) {
+std::string sha256Beneath(int directory, const std::string &path, const std::string &name) {
     const FileDescriptor file =
         openBeneath(directory, path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     if (file.get() < 0)
-        throw Error(ErrorCode::Filesystem, "Couldn't read file: " + name.string(), errno);
+        throw Error(ErrorCode::Filesystem, "Couldn't read file: " + name, errno);
     return sha256Of(file.get(), name);
 }
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -35,10 +34,10 @@ std::string sha256Of(const std::string &text);
 
 /// The same of an open file, from its present position; `name` names it in the error. Raises
 /// ErrorCode::Filesystem "Couldn't read file: NAME".
-std::string sha256Of(int file, const std::filesystem::path &name);
+std::string sha256Of(int file, const std::string &name);
 
 /// The same of a file below an open directory, by a relative path on which no link is followed. A
 /// pipe is not waited for.
-std::string sha256Beneath(int directory, const std::string &path, const std::filesystem::path &name);
+std::string sha256Beneath(int directory, const std::string &path, const std::string &name);
 
 } // namespace Common::Rpm

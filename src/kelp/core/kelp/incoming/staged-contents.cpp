@@ -94,7 +94,7 @@ void listStagedContents(const fs::path &tree, const std::vector<Mapping> &mappin
     const PackedFiles packed(tree, mappings, header);
     const Common::FileDescriptor directory(::open(tree.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     ContentsText list;
-    forEachOfTree(tree, [&](ContentsEntry entry) {
+    forEachOfTree(tree, [&](ContentsEntry &entry, int, const std::string &) {
         entry.digest = packed.describe(entry, isAsPacked);
         if (entry.type == ContentsEntry::Type::File && (entry.isChanged || entry.digest.empty()))
             hash(entry, directory.get(), tree / entry.path);

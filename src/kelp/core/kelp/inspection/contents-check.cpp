@@ -12,8 +12,6 @@
 #include <cerrno>
 #include <sstream>
 #include <string_view>
-#include <unordered_map>
-#include <unordered_set>
 
 namespace fs = std::filesystem;
 
@@ -65,36 +63,96 @@ const char *nameOf(Kind kind) {
 }
 
 std::vector<Difference> ContentsCheck::look(Unread &unread) {
-    compare(unread);
-    return std::move(differences_);
+    return compare(unread, [&](ContentsEntry &found, int, const std::string &) {
+        const ContentsEntry *listed = find(found.path);
+        const std::string path = version_.native() + '/' + found.path;
+        if (listed && listed->isSignable && found.type == Type::File)
+            found.isSignable = carriesOwnId(path, unread, [&](char *value, std::size_t size) {
+                return ::lgetxattr(path.c_str(), applicationIdAttribute, value, size);
+            });
+    });
 }
 
+/// In one walk, each file by the name that it has in its open directory: ways through the tree would take as
+/// long as small files.
 std::vector<Difference> ContentsCheck::verify(Unread &unread, const std::function<void()> &step) {
-    compare(unread);
-    readAll(unread, step);
-    return std::move(differences_);
+    return compare(unread, [&](ContentsEntry &found, int directory, const std::string &name) {
+        const ContentsEntry *listed = find(found.path);
+        if (!listed || listed->type != Type::File || found.type != Type::File)
+            return;
+        // Nothing is said of one that cannot be read.
+        found.isSignable = listed->isSignable;
+        unread.attempt([&] {
+            readFile(*listed, found, directory, name, unread);
+            return true;
+        });
+        step();
+    });
 }
 
-void ContentsCheck::compare(Unread &unread) {
-    std::vector<std::string> unseen;
-    const std::vector<ContentsEntry> tree =
-        contentsOfTree(version_, [&](const std::string &path, const Common::Error &error) {
-            unread.add(Common::explainedText(error));
-            unseen.push_back(path);
+void ContentsCheck::readFile(const ContentsEntry &listed, ContentsEntry &found, int directory,
+                             const std::string &name, Unread &unread) const {
+    constexpr int flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    // As text: a path object for each file would cost more than what is asked of it.
+    const std::string path = version_.native() + '/' + found.path;
+    const Common::FileDescriptor file(::openat(directory, name.c_str(), flags));
+    if (file.get() < 0)
+        throw Common::Error(Common::ErrorCode::Filesystem, "Couldn't read file: " + path, errno);
+    if (listed.isSignable)
+        found.isSignable = carriesOwnId(path, unread, [&](char *value, std::size_t size) {
+            return ::fgetxattr(file.get(), applicationIdAttribute, value, size);
         });
-    std::unordered_map<std::string_view, const ContentsEntry *> found;
+    if (found.size == listed.size)
+        found.digest = Common::Rpm::sha256Of(file.get(), path);
+}
+
+/// What cannot be asked for counts as carried, and is told.
+bool ContentsCheck::carriesOwnId(const std::string &path, Unread &unread, const GetAttribute &get) const {
+    std::array<char, 256> value{};
+    const ssize_t size = get(value.data(), value.size());
+    if (size >= 0)
+        return std::string_view(value.data(), static_cast<std::size_t>(size)) == id_;
+    if (errno == ENODATA || errno == ENOTSUP || errno == ERANGE)
+        return false;
+    unread.add("Couldn't look at the attributes of " + path);
+    return true;
+}
+
+/// The next one as a rule: list and tree have one order.
+const ContentsEntry *ContentsCheck::find(const std::string &path) {
+    const std::vector<ContentsEntry> &entries = list_->entries;
+    if (next_ < entries.size() && entries[next_].path == path)
+        return &entries[next_++];
+    if (places_.empty())
+        for (std::size_t i = 0; i < entries.size(); ++i)
+            places_.emplace(entries[i].path, i);
+    const auto found = places_.find(path);
+    if (found == places_.end())
+        return nullptr;
+    next_ = found->second + 1;
+    return &entries[found->second];
+}
+
+std::vector<Difference> ContentsCheck::compare(Unread &unread, const ContentsVisit &visit) {
+    std::vector<std::string> unseen;
+    const auto miss = [&](const std::string &path, const Common::Error &error) {
+        unread.add(Common::explainedText(error));
+        unseen.push_back(path);
+    };
+    const std::vector<ContentsEntry> tree = contentsOfTree(version_, miss, visit);
+    std::vector<const ContentsEntry *> found(list_->entries.size());
+    next_ = 0;
     for (const ContentsEntry &entry : tree)
-        found.emplace(entry.path, &entry);
-    for (const ContentsEntry &listed : list_->entries) {
-        if (const auto entry = found.find(listed.path); entry != found.end()) {
-            compareEntry(listed, *entry->second);
-            if (listed.isSignable && entry->second->type == Type::File)
-                compareAttribute(listed, unread);
-        } else if (!isWithinAny(listed.path, unseen)) {
+        if (const ContentsEntry *listed = find(entry.path))
+            found[static_cast<std::size_t>(listed - list_->entries.data())] = &entry;
+        else
+            addExtra(entry.path);
+    for (std::size_t i = 0; i < found.size(); ++i)
+        if (const ContentsEntry &listed = list_->entries[i]; found[i])
+            compareEntry(listed, *found[i]);
+        else if (!isWithinAny(listed.path, unseen))
             add(Kind::Gone, listed, "is gone");
-        }
-    }
-    addExtra(tree);
+    return std::move(differences_);
 }
 
 void ContentsCheck::compareEntry(const ContentsEntry &listed, const ContentsEntry &found) {
@@ -110,47 +168,20 @@ void ContentsCheck::compareEntry(const ContentsEntry &listed, const ContentsEntr
     if (found.size != listed.size)
         add(Kind::Altered, listed,
             "has " + std::to_string(found.size) + " bytes, and not " + std::to_string(listed.size));
-    else if (listed.type == Type::File)
-        comparable_.push_back(&listed);
+    else if (!found.digest.empty() && found.digest != listed.digest)
+        add(Kind::Altered, listed, "has other content");
+    if (listed.type == Type::File && listed.isSignable && !found.isSignable)
+        add(Kind::Attribute, listed,
+            std::string("does not carry the application's id as ") + applicationIdAttribute);
 }
 
-void ContentsCheck::compareAttribute(const ContentsEntry &listed, Unread &unread) {
-    const fs::path path = version_ / listed.path;
-    std::array<char, 256> value{};
-    const ssize_t size = ::lgetxattr(path.c_str(), applicationIdAttribute, value.data(), value.size());
-    const std::string name = applicationIdAttribute;
-    if (size < 0 && errno != ENODATA && errno != ENOTSUP && errno != ERANGE)
-        unread.add("Couldn't look at " + name + " of " + path.string());
-    else if (size < 0 && errno != ERANGE)
-        add(Kind::Attribute, listed, "has no " + name);
-    else if (size < 0 || std::string_view(value.data(), static_cast<std::size_t>(size)) != id_)
-        add(Kind::Attribute, listed, "has another application's " + name);
-}
-
-void ContentsCheck::readAll(Unread &unread, const std::function<void()> &step) {
-    const Common::FileDescriptor tree(::open(version_.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-    for (const ContentsEntry *listed : comparable_) {
-        const auto digest = unread.attempt(
-            [&] { return Common::Rpm::sha256Beneath(tree.get(), listed->path, version_ / listed->path); });
-        if (digest && *digest != listed->digest)
-            add(Kind::Altered, *listed, "has other content");
-        step();
-    }
-}
-
-void ContentsCheck::addExtra(const std::vector<ContentsEntry> &found) {
-    std::unordered_set<std::string_view> listed;
-    for (const ContentsEntry &entry : list_->entries)
-        listed.insert(entry.path);
-    std::unordered_set<std::string_view> extra;
-    for (const ContentsEntry &entry : found) {
-        if (listed.contains(entry.path) || isReserved(entry.path))
-            continue;
-        // Of a whole directory that is too much, one line is enough.
-        if (!extra.contains(parentOf(entry.path)))
-            differences_.push_back({Kind::Extra, entry.path, "is on no list"});
-        extra.insert(entry.path);
-    }
+void ContentsCheck::addExtra(const std::string &path) {
+    if (isReserved(path))
+        return;
+    // Of a whole directory that is too much, one line is enough.
+    if (!extra_.contains(std::string(parentOf(path))))
+        differences_.push_back({Kind::Extra, path, "is on no list"});
+    extra_.insert(path);
 }
 
 void ContentsCheck::add(Kind kind, const ContentsEntry &listed, std::string text) {

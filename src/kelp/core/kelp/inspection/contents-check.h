@@ -6,6 +6,9 @@
 #include <filesystem>
 #include <functional>
 #include <string>
+#include <string_view>
+#include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 namespace Core::KELP {
@@ -29,6 +32,7 @@ const char *nameOf(Difference::Kind kind);
 class ContentsCheck {
 public:
     /// `version` is the version's directory itself, and no link to it.
+    /// `list` must outlive the object.
     ContentsCheck(std::string id, std::filesystem::path version, const ContentsList &list) :
         id_(std::move(id)), version_(std::move(version)), list_(&list) {}
 
@@ -36,22 +40,29 @@ public:
     /// at goes to `unread`, and nothing below it differs.
     std::vector<Difference> look(Unread &unread);
 
-    /// The same, and the content of each file is read; `step` is called for each of them.
+    /// The same, and the content of each file is read that may have the listed one; `step` is called for
+    /// each.
     std::vector<Difference> verify(Unread &unread, const std::function<void()> &step);
 
 private:
-    void compare(Unread &unread);
+    using GetAttribute = std::function<long(char *value, std::size_t size)>;
+
+    std::vector<Difference> compare(Unread &unread, const ContentsVisit &visit);
     void compareEntry(const ContentsEntry &listed, const ContentsEntry &found);
-    void compareAttribute(const ContentsEntry &listed, Unread &unread);
-    void readAll(Unread &unread, const std::function<void()> &step);
-    void addExtra(const std::vector<ContentsEntry> &found);
+    void addExtra(const std::string &path);
     void add(Difference::Kind kind, const ContentsEntry &listed, std::string text);
+    void readFile(const ContentsEntry &listed, ContentsEntry &found, int directory, const std::string &name,
+                  Unread &unread) const;
+    bool carriesOwnId(const std::string &path, Unread &unread, const GetAttribute &get) const;
+    const ContentsEntry *find(const std::string &path);
 
     std::string id_;
     std::filesystem::path version_;
     const ContentsList *list_;
+    std::size_t next_ = 0; ///< The entry after the one that was found last.
+    std::unordered_map<std::string_view, std::size_t> places_; ///< Of all entries, once one is out of order.
+    std::unordered_set<std::string> extra_;
     std::vector<Difference> differences_;
-    std::vector<const ContentsEntry *> comparable_; ///< Files that may have the content of their entry.
 };
 
 } // namespace Core::KELP

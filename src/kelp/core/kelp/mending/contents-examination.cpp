@@ -306,16 +306,15 @@ std::vector<StoredPackage> packagesWithoutList(const IConfiguration &configurati
 void listAsFound(const IConfiguration &configuration, const StoredPackage &package) {
     const fs::path version =
         DatabasePathResolver(configuration).versionDirectory(package.id, package.version);
-    const FileDescriptor tree(::open(version.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-    ContentsList list{today(), contentsOfTree(version)};
+    const auto describe = [&](ContentsEntry &file, int directory, const std::string &name) {
+        if (file.type != Type::File)
+            return;
+        file.digest = Common::Rpm::sha256Beneath(directory, name, version / file.path);
+        file.isHashed = true;
+        file.isSignable = carriesId(version / file.path, package.id);
+    };
+    ContentsList list{today(), contentsOfTree(version, {}, describe)};
     std::erase_if(list.entries, [](const ContentsEntry &entry) { return entry.type == Type::Other; });
-    for (ContentsEntry &entry : list.entries) {
-        if (entry.type != Type::File)
-            continue;
-        entry.digest = Common::Rpm::sha256Beneath(tree.get(), entry.path, version / entry.path);
-        entry.isHashed = true;
-        entry.isSignable = carriesId(version / entry.path, package.id);
-    }
     list.write(version, Common::Durability::Flushed);
 }
 

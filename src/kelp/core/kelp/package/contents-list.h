@@ -80,16 +80,20 @@ bool carriesId(const std::filesystem::path &file, const std::string &id);
 /// descriptor, the lists, the plan and the resources, and what a killed run left of writing one of them.
 bool isStoreOwn(const std::string &path);
 
-/// What lies in a version's tree, in byte order of the paths' names; no digest is computed, and no flag set.
-/// The store's own names are left out. Links are not followed. What cannot be looked at, and all below it, is
-/// left out as well, and given to `missed`: the path in the version, "" for the version itself, and the
-/// error, ErrorCode::Filesystem "Couldn't read directory: PATH" or "Couldn't look at PATH". Without `missed`
-/// that is raised.
+/// What could not be looked at: its path in the version, "" for the version itself, and the error,
+/// ErrorCode::Filesystem "Couldn't read directory: PATH" or "Couldn't look at PATH".
 using MissedContents = std::function<void(const std::string &path, const Common::Error &error)>;
-std::vector<ContentsEntry> contentsOfTree(const std::filesystem::path &version,
-                                          const MissedContents &missed = {});
 
-/// The same, one after the other. What `use` raises passes.
-void forEachOfTree(const std::filesystem::path &version, const std::function<void(ContentsEntry)> &use);
+/// Sees each entry, by the name that it has in an open directory, and may fill in what it finds there.
+using ContentsVisit = std::function<void(ContentsEntry &entry, int directory, const std::string &name)>;
+
+/// What lies in a version's tree, in byte order of the paths' names; without `visit` no digest is computed,
+/// and no flag set. The store's own names are left out. Links are not followed. What cannot be looked at, and
+/// all below it, is left out as well and given to `missed`; without that, its error is raised.
+std::vector<ContentsEntry> contentsOfTree(const std::filesystem::path &version,
+                                          const MissedContents &missed = {}, const ContentsVisit &visit = {});
+
+/// The same, one after the other. What `visit` raises passes.
+void forEachOfTree(const std::filesystem::path &version, const ContentsVisit &visit);
 
 } // namespace Core::KELP

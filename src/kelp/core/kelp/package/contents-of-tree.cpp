@@ -34,9 +34,8 @@ struct CloseStream {
 /// By descriptors: a directory of the tree may have come into somebody else's hands.
 class TreeLook {
 public:
-    TreeLook(const fs::path &version, const MissedContents &missed,
-             const std::function<void(ContentsEntry)> &use) :
-        version_(version), missed_(missed), use_(use) {}
+    TreeLook(const fs::path &version, const MissedContents &missed, const ContentsVisit &visit) :
+        version_(version), missed_(missed), visit_(visit) {}
 
     void run() {
         attempt({}, [&] { lookInto(AT_FDCWD, version_, {}); });
@@ -99,7 +98,7 @@ private:
         if (entry.type == Type::Link)
             entry.target = targetOf(directory, name, path);
         entry.path = path;
-        use_(std::move(entry));
+        visit_(entry, directory, name);
         if (S_ISDIR(status.st_mode))
             lookInto(directory, name, path);
     }
@@ -120,7 +119,7 @@ private:
 
     fs::path version_;
     const MissedContents &missed_;
-    const std::function<void(ContentsEntry)> &use_;
+    const ContentsVisit &visit_;
 };
 
 } // namespace
@@ -132,14 +131,20 @@ bool carriesId(const fs::path &file, const std::string &id) {
     return size >= 0 && std::string_view(value).substr(0, static_cast<std::size_t>(size)) == id;
 }
 
-std::vector<ContentsEntry> contentsOfTree(const fs::path &version, const MissedContents &missed) {
+std::vector<ContentsEntry> contentsOfTree(const fs::path &version, const MissedContents &missed,
+                                          const ContentsVisit &visit) {
     std::vector<ContentsEntry> entries;
-    TreeLook(version, missed, [&](ContentsEntry entry) { entries.push_back(std::move(entry)); }).run();
+    const ContentsVisit keep = [&](ContentsEntry &entry, int directory, const std::string &name) {
+        if (visit)
+            visit(entry, directory, name);
+        entries.push_back(entry);
+    };
+    TreeLook(version, missed, keep).run();
     return entries;
 }
 
-void forEachOfTree(const fs::path &version, const std::function<void(ContentsEntry)> &use) {
-    TreeLook(version, {}, use).run();
+void forEachOfTree(const fs::path &version, const ContentsVisit &visit) {
+    TreeLook(version, {}, visit).run();
 }
 
 } // namespace Core::KELP
