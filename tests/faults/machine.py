@@ -127,7 +127,8 @@ class Machine:
         """Has every disk's file system commit its journal: names and sizes, but not contents that nobody has flushed."""
         for place in [""] if self.is_overlay else self.layout:
             directory = os.open(self.root / place / "lost+found", os.O_RDONLY)
-            os.utime(directory)
+            if not os.fstatvfs(directory).f_flag & os.ST_RDONLY:
+                os.utime(directory)
             os.fsync(directory)
             os.close(directory)
 
