@@ -11,11 +11,11 @@ namespace KelpCtl {
 
 namespace {
 
-constexpr std::size_t chunkSize = 0x10000;
+constexpr std::size_t pieceSize = 0x10000;
 
 void send(int channel, const PackageReport &report) {
     if (report.lines)
-        for (std::string piece; !(piece = report.lines->take(chunkSize)).empty();)
+        for (std::string piece; !(piece = report.lines->take(pieceSize)).empty();)
             writeFrame(channel, Frame::Kind::Lines, piece);
     writeFrame(channel, Frame::Kind::Report, packed(report));
 }
@@ -63,7 +63,7 @@ void judgeOne(int channel, std::string_view task, const JudgeOptions &options) {
 
 void judgeAll(int channel, const JudgeOptions &options) {
     FrameReader tasks;
-    for (std::string bytes; !(bytes = readSome(channel, chunkSize)).empty();) {
+    for (std::string bytes; !(bytes = readSome(channel, pieceSize)).empty();) {
         tasks.add(bytes);
         while (const auto task = tasks.next())
             judgeOne(channel, task->bytes, options);

@@ -85,7 +85,7 @@ std::string digestOf(const std::string &file) {
     return digest.digits();
 }
 
-json::value textOrNull(const std::string &text) {
+json::value nullIfEmpty(const std::string &text) {
     return text.empty() ? json::value(nullptr) : json::value(text);
 }
 
@@ -101,11 +101,11 @@ bool hasWarning(const json::object &line) {
 json::object conditionsOf(const JudgeOptions &options, const std::string &overridesFile) {
     const Validator::Config &profile = *options.profiles.front();
     return {{"kelpctl", KELP_VERSION},
-            {"build", textOrNull(buildId())},
-            {"os_version", textOrNull(profile.osVersion().value_or(""))},
+            {"build", nullIfEmpty(buildId())},
+            {"os_version", nullIfEmpty(profile.osVersion().value_or(""))},
             {"developer_mode", !profile.validationEnabled()},
             {"hidden", json::array(options.hidden.begin(), options.hidden.end())},
-            {"overrides", textOrNull(digestOf(overridesFile))}};
+            {"overrides", nullIfEmpty(digestOf(overridesFile))}};
 }
 
 JudgedBefore::JudgedBefore(const std::filesystem::path &file, json::object conditions) :
