@@ -1,6 +1,7 @@
 #include "kelp/core/kelp/mending/package-file.h"
 
 #include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/rpm/payload-digest.h"
 
@@ -58,8 +59,12 @@ ScratchTree::ScratchTree(fs::path path) : path_(std::move(path)) {
 }
 
 ScratchTree::~ScratchTree() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
+    try {
+        Common::removeAll(path_);
+    } catch (const std::exception &error) {
+        // What it was made for is done; the next run of its kind takes the tree, and doctor.
+        Common::LogStream(Common::LogLevel::Warning) << error;
+    }
 }
 
 } // namespace Core::KELP
