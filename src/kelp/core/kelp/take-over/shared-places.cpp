@@ -26,8 +26,7 @@ void SharedPlaces::findShared() {
         if (mayHaveFile(target.place) && !std::ranges::binary_search(files_, target))
             share(target.place);
     std::ranges::sort(shared_);
-    const auto [rest, end] = std::ranges::unique(shared_);
-    shared_.erase(rest, end);
+    shared_.erase(std::unique(shared_.begin(), shared_.end()), shared_.end());
 }
 
 std::vector<std::size_t> SharedPlaces::sharers() const {
@@ -37,8 +36,7 @@ std::vector<std::size_t> SharedPlaces::sharers() const {
             if (isShared(claim.place))
                 owners.push_back(claim.owner);
     std::ranges::sort(owners);
-    const auto [rest, end] = std::ranges::unique(owners);
-    owners.erase(rest, end);
+    owners.erase(std::unique(owners.begin(), owners.end()), owners.end());
     return owners;
 }
 
