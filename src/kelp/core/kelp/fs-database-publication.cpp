@@ -193,6 +193,7 @@ void FSDatabase::tryRemoveMappingsUsingCurrentDirectory(const std::string &id) {
     PublicationPlan left{removeMappings(links, fs::absolute(pathResolver_->currentDirectory(id))), {}};
     if (!removeEmptyDirectories(directories).empty() || !left.files.empty())
         left.directories = {directories.rbegin(), directories.rend()};
+    noteCopiedLinks(id, left);
     if (!linkList || !directoryList)
         takeBackUnlisted(id, left);
     std::set<fs::path> places = parentsOf(targetsOf(takeBackUnfinished(id, left)));
@@ -203,6 +204,24 @@ void FSDatabase::tryRemoveMappingsUsingCurrentDirectory(const std::string &id) {
     try {
         // What says that they are ours may be about to go.
         Common::flushFilesystems(places);
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Warning) << error;
+    }
+}
+
+/// A link that was published as a copy has words of its own. Where it could not be looked at, they are noted
+/// beside the version, which goes: nothing else tells later whose it is.
+void FSDatabase::noteCopiedLinks(const std::string &id, PublicationPlan &left) {
+    std::set<std::string> unseen;
+    for (const PlannedFile &file : left.files)
+        if (file.source == fs::absolute(pathResolver_->currentDirectory(id)))
+            unseen.insert(file.target);
+    if (unseen.empty())
+        return;
+    try {
+        for (const PlannedFile &file : planOfTree(id).files)
+            if (unseen.contains(file.target) && Common::isSymlink(file.source))
+                left.files.push_back({file.target, Common::readSymlink(file.source)});
     } catch (const std::exception &error) {
         LogStream(LogLevel::Warning) << error;
     }

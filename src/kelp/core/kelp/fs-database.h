@@ -116,6 +116,7 @@ private:
     void finishTakingBack(const std::string &id) const;
     PublicationPlan unfinishedPlan(const std::string &id) const;
     PublicationPlan planOfTree(const std::string &id) const;
+    void noteCopiedLinks(const std::string &id, PublicationPlan &left);
     void takeBackUnlisted(const std::string &id, PublicationPlan &left);
     std::filesystem::path planFile(const std::string &id) const;
 
