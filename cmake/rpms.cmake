@@ -2,8 +2,8 @@ find_program(RPMBUILD rpmbuild REQUIRED)
 
 # kelp_rpm(TARGET NAME SPEC [DEFINES "macro body"...])
 #
-# Builds the package that a spec file describes before TARGET, a test program of the same folder, as NAME.rpm in
-# the directory that the program knows as KELP_RPMS. A spec file makes its files in %install; it needs no sources
+# Builds the package that a .spec file describes before TARGET, a test program of the same folder, as NAME.rpm in
+# the directory that the program knows as KELP_RPMS. A .spec file makes its files in %install; it needs no sources
 # and no privileges, and owners and device nodes are as %attr and %dev say. Packages are made of files as they
 # are: no stripping, no build ids, no generated dependencies.
 function(kelp_rpm TARGET NAME SPEC)

@@ -75,7 +75,7 @@ TEST_F(KelpCtlTest, ReportsReadAsTheyWereReviewed) {
     EXPECT_EQ(run("validate --profile mdm --explain faulty.rpm"), 1);
     EXPECT_THAT(
         out(),
-        AllOf(HasSubstr("rules --profile mdm provides\n      Example, in the spec file:\n          %global"),
+        AllOf(HasSubstr("rules --profile mdm provides\n      Example, in the .spec file:\n          %global"),
               HasSubstr("\n      How to mend it: Name the program after the whole package, "
                         "/usr/bin/org.example.faulty,")));
     EXPECT_EQ(run("validate sound.rpm"), 0);

@@ -10,7 +10,7 @@ namespace KelpCtl {
 namespace {
 
 const char *placeOf(ExampleKind kind) {
-    constexpr const char *places[] = {"in the spec file", "in the desktop file", "/manifest.json",
+    constexpr const char *places[] = {"in the .spec file", "in the desktop file", "/manifest.json",
                                       "path of a file in the package", "in a shell"};
     return places[static_cast<std::size_t>(kind)];
 }

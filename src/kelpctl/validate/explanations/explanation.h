@@ -11,7 +11,7 @@ namespace KelpCtl {
 
 /// Where the lines of an example belong.
 enum class ExampleKind : std::uint32_t {
-    Spec,     ///< A spec file: its first part, or the sections that the example names.
+    Spec,     ///< A .spec file: its first part, or the sections that the example names.
     Desktop,  ///< The desktop file.
     Manifest, ///< The file /manifest.json.
     Path,     ///< Each line is the path of a file in the package.
