@@ -393,7 +393,7 @@ TEST_F(KelpCtlTest, ResumesWithoutJudgingAgain) {
         std::string end = {}; ///< What a run has left behind them.
     };
     const Row rows[] = {
-        {"sound.rpm", 0, 1},
+        {"sound.rpm sound.rpm", 0, 1},
         {"sound.rpm faulty.rpm", 1, 1},
         {"sound.rpm faulty.rpm", 1, 0, "{\"format\":1,\"kel"},
         {"sound.rpm", 0, 0, "{\"fo"},

@@ -50,6 +50,7 @@ class JsonOutput final : public ReportOutput {
 public:
     explicit JsonOutput(std::ostream &output) : output_(output) {}
 
+    bool hasDigest() const override { return true; }
     void write(const PackageReport &report) override { begin() << objectOf(report); }
     void finish() override {
         // Without a package as well: an empty text is no document.
@@ -76,6 +77,7 @@ public:
     JsonLinesOutput(std::ostream &output, json::object conditions) :
         output_(output), conditions_(std::move(conditions)) {}
 
+    bool hasDigest() const override { return true; }
     void write(const PackageReport &report) override {
         output_ << jsonLine(report, conditions_) << std::flush;
     }

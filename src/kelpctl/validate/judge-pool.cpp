@@ -39,10 +39,16 @@ std::string endOf(int status) {
     return "Its judge was ended by the signal " + (name ? "SIG" + std::string(name) : "of an unknown name");
 }
 
-PackageReport incompleteReport(const std::string &file, const Validator::Config &profile,
-                               const std::string &reason) {
+/// A judge that was ended meanwhile is found to be when its channel is read.
+void tell(int channel, Frame::Kind kind, const std::string &bytes) {
+    try {
+        writeFrame(channel, kind, bytes);
+    } catch (const std::system_error &) {
+    }
+}
+
+PackageReport incompleteReport(const Validator::Config &profile, const std::string &reason) {
     PackageReport report;
-    report.file = file;
     report.profile = profile.name();
     report.osVersion = profile.osVersion();
     report.verdict = Verdict::Incomplete;
@@ -85,12 +91,8 @@ void JudgePool::handOut(PackageSource &source) {
             return;
         judge->begin = Clock::now();
         judge->task = std::move(task);
-        try {
-            writeFrame(judge->channel.get(), Frame::Kind::Task,
-                       (judge->task->mayBeLarge ? '1' : '0') + judge->task->file);
-        } catch (const std::system_error &) {
-            // It was ended meanwhile, and is found to be when its channel is read.
-        }
+        tell(judge->channel.get(), Frame::Kind::Task,
+             (judge->task->mayBeLarge ? '1' : '0') + judge->task->file);
     }
 }
 
@@ -203,6 +205,8 @@ void JudgePool::answer(Judge &judge, const Frame &frame) {
         giveBack(*judge.task);
     else if (frame.kind == Frame::Kind::Done)
         results_.at(judge.task->number).isDone = true;
+    else if (frame.kind == Frame::Kind::Digest)
+        return tellUnknown(judge, frame.bytes);
     else
         return keep(frame, results_.at(judge.task->number));
     judge.task.reset();
@@ -222,12 +226,28 @@ void JudgePool::prepareResult(std::size_t number, const std::string &file) {
         result.missing.insert(profile->name());
 }
 
+/// Of the package that the judge has.
+void JudgePool::tellUnknown(const Judge &judge, const std::string &sha256) {
+    Result &result = results_.at(judge.task->number);
+    if (!options_.known || !result.sha256.empty())
+        throw std::runtime_error(malformed);
+    result.sha256 = sha256;
+    std::string unknown;
+    for (const auto &profile : options_.profiles)
+        if (const auto verdict = options_.known(sha256, profile->name())) {
+            result.known.push_back(*verdict);
+            result.missing.erase(profile->name());
+        } else {
+            unknown += profile->name() + '\n';
+        }
+    tell(judge.channel.get(), Frame::Kind::Unknown, unknown);
+}
+
 /// For its turn. What is no report is found out now, while its judge can be blamed.
 void JudgePool::keep(const Frame &frame, Result &result) {
-    const std::string profile = frame.kind == Frame::Kind::Report  ? unpacked(frame.bytes).profile
-                                : frame.kind == Frame::Kind::Known ? unpackedKnown(frame.bytes).second
-                                                                   : "";
-    if (frame.kind != Frame::Kind::Lines && result.missing.erase(profile) == 0)
+    const bool isReport = frame.kind == Frame::Kind::Report;
+    if (isReport ? result.missing.erase(unpacked(frame.bytes).profile) == 0
+                 : frame.kind != Frame::Kind::Lines)
         throw std::runtime_error(malformed);
     result.frames.append(packFrame(frame.kind, frame.bytes));
 }
@@ -271,6 +291,8 @@ bool JudgePool::giveOn(const Takers &takers, Gaps gaps) {
 }
 
 bool JudgePool::giveOn(Result &result, const Takers &takers) const {
+    for (const KnownVerdict &verdict : result.known)
+        takers.known(verdict);
     auto lines = std::make_shared<Spool>();
     FrameReader frames;
     for (std::string bytes; !(bytes = result.frames.take(chunkSize)).empty();) {
@@ -288,10 +310,6 @@ bool JudgePool::giveFrame(const Frame &frame, const Result &result, std::shared_
         lines->append(frame.bytes);
         return true;
     }
-    if (frame.kind == Frame::Kind::Known) {
-        takers.known(unpackedKnown(frame.bytes).first);
-        return true;
-    }
     PackageReport report = unpacked(frame.bytes);
     report.file = result.file; // Not by the judge's word: it has read what is hostile.
     report.lines = std::exchange(lines, std::make_shared<Spool>());
@@ -304,8 +322,12 @@ bool JudgePool::giveFailure(const Result &result, const Takers &takers) const {
         return true;
     const std::string reason = result.failure.empty() ? malformed : result.failure;
     return std::ranges::all_of(options_.profiles, [&](const auto &profile) {
-        return !result.missing.contains(profile->name()) ||
-               takers.report(incompleteReport(result.file, *profile, reason));
+        if (!result.missing.contains(profile->name()))
+            return true;
+        PackageReport report = incompleteReport(*profile, reason);
+        report.file = result.file;
+        report.sha256 = result.sha256;
+        return takers.report(report);
     });
 }
 

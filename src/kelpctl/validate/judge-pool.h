@@ -32,7 +32,7 @@ public:
     struct Takers {
         /// The next report. Whether it could be used: when not, the run ends.
         std::function<bool(const PackageReport &)> report;
-        /// A verdict that stands since an earlier run.
+        /// A verdict that stands already.
         std::function<void(const KnownVerdict &)> known;
     };
 
@@ -71,8 +71,10 @@ private:
     /// What came of one package.
     struct Result {
         std::string file;
+        std::string sha256 = {}; ///< When its judge has asked.
         Spool frames = {};
-        std::set<std::string> missing = {}; ///< The profiles of which they say nothing.
+        std::vector<KnownVerdict> known = {};
+        std::set<std::string> missing = {}; ///< The profiles of which neither says anything.
         bool isDone = false;
         std::string failure = {}; ///< Of what is missing.
     };
@@ -91,6 +93,7 @@ private:
     void hear(std::list<Judge>::iterator judge);
     void receive(Judge &judge);
     void answer(Judge &judge, const Frame &frame);
+    void tellUnknown(const Judge &judge, const std::string &sha256);
     static void keep(const Frame &frame, Result &result);
     void giveBack(const Task &task);
     void prepareResult(std::size_t number, const std::string &file);

@@ -7,6 +7,9 @@
 
 #include <unistd.h>
 
+#include <set>
+#include <sstream>
+
 namespace KelpCtl {
 
 namespace {
@@ -29,52 +32,70 @@ std::vector<PackageReport> judged(const std::string &file, const JudgeOptions &o
     return reports;
 }
 
-/// Tells of the verdicts that stand, and leaves in the options what is still to be judged.
-void tellKnown(int channel, const std::string &file, JudgeOptions &options) {
-    std::string sha256;
-    try {
-        sha256 = sha256OfFile(file);
-    } catch (const std::exception &) {
-        // What it lacks is said by who judges it.
-        return;
-    }
-    std::erase_if(options.profiles, [&](const auto &profile) {
-        const auto verdict = options.known(sha256, profile->name());
-        if (verdict)
-            writeFrame(channel, Frame::Kind::Known, packed(*verdict, profile->name()));
-        return verdict.has_value();
-    });
-}
+/// The one process's side of a channel.
+class Judge {
+public:
+    Judge(int channel, const JudgeOptions &options) : channel_(channel), options_(options) {}
 
-void judgeOne(int channel, std::string_view task, const JudgeOptions &options) {
-    const std::string file(task.substr(1));
-    JudgeOptions rest = options;
-    if (options.known)
-        tellKnown(channel, file, rest);
-    try {
-        if (!rest.profiles.empty())
-            for (const PackageReport &report : judged(file, rest, task.front() == '1'))
-                send(channel, report);
-        writeFrame(channel, Frame::Kind::Done);
-    } catch (const TooLargeNow &) {
-        writeFrame(channel, Frame::Kind::Returned);
+    void judgeAll() {
+        while (const auto task = receive())
+            judge(task->bytes.substr(1), task->bytes.front() == '1');
     }
-}
 
-void judgeAll(int channel, const JudgeOptions &options) {
-    FrameReader tasks;
-    for (std::string bytes; !(bytes = readSome(channel, pieceSize)).empty();) {
-        tasks.add(bytes);
-        while (const auto task = tasks.next())
-            judgeOne(channel, task->bytes, options);
+private:
+    /// Nothing at the end.
+    std::optional<Frame> receive() {
+        while (true) {
+            if (auto frame = frames_.next())
+                return frame;
+            const std::string bytes = readSome(channel_, pieceSize);
+            if (bytes.empty())
+                return std::nullopt;
+            frames_.add(bytes);
+        }
     }
-}
+
+    void judge(const std::string &file, bool mayBeLarge) {
+        JudgeOptions rest = options_;
+        if (options_.known)
+            leaveUnknown(file, rest);
+        try {
+            if (!rest.profiles.empty())
+                for (const PackageReport &report : judged(file, rest, mayBeLarge))
+                    send(channel_, report);
+            writeFrame(channel_, Frame::Kind::Done);
+        } catch (const TooLargeNow &) {
+            writeFrame(channel_, Frame::Kind::Returned);
+        }
+    }
+
+    /// Leaves in the options what is still to be judged. The other side knows, as it goes on learning.
+    void leaveUnknown(const std::string &file, JudgeOptions &options) {
+        try {
+            options.sha256 = sha256OfFile(file);
+        } catch (const std::exception &) {
+            // What it lacks is said by who judges it.
+            return;
+        }
+        writeFrame(channel_, Frame::Kind::Digest, options.sha256);
+        std::istringstream answer(receive().value().bytes);
+        std::set<std::string> unknown;
+        for (std::string profile; std::getline(answer, profile);)
+            unknown.insert(profile);
+        std::erase_if(options.profiles,
+                      [&unknown](const auto &profile) { return !unknown.contains(profile->name()); });
+    }
+
+    int channel_;
+    const JudgeOptions &options_;
+    FrameReader frames_;
+};
 
 } // namespace
 
 void judgeForOther(int channel, const JudgeOptions &options) {
     try {
-        judgeAll(channel, options);
+        Judge(channel, options).judgeAll();
     } catch (const std::exception &) {
         // Interrupted, or nobody takes the reports any more: the other side knows.
     }

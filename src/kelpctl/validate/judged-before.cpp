@@ -111,15 +111,6 @@ json::object conditionsOf(const JudgeOptions &options, const std::string &overri
 JudgedBefore::JudgedBefore(const std::filesystem::path &file, json::object conditions) :
     name_(file), conditions_(std::move(conditions)), file_(locked(file)) {
     readLines();
-    // Of what was found twice, the last.
-    std::ranges::stable_sort(verdicts_, {}, &Verdicts::value_type::first);
-    Verdicts newest;
-    for (auto &verdict : verdicts_)
-        if (newest.empty() || newest.back().first != verdict.first)
-            newest.push_back(verdict);
-        else
-            newest.back() = verdict;
-    verdicts_ = std::move(newest);
 }
 
 void JudgedBefore::readLines() {
@@ -127,7 +118,11 @@ void JudgedBefore::readLines() {
     std::string line;
     off_t end = 0;
     for (std::size_t number = 1; std::getline(input, line) && !input.eof(); ++number) {
-        remember(line, number);
+        try {
+            remember(line);
+        } catch (const std::exception &) {
+            throw std::runtime_error("Line " + std::to_string(number) + " of " + name_ + " is no report");
+        }
         end += std::ssize(line) + 1;
     }
     if (input.bad())
@@ -139,28 +134,23 @@ void JudgedBefore::readLines() {
         raise("Couldn't cut " + name_);
 }
 
-void JudgedBefore::remember(const std::string &line, std::size_t number) {
-    try {
-        const json::value value = json::parse(line);
-        const json::object &report = value.as_object();
-        const json::string &verdict = report.at("verdict").as_string();
-        const Newest newest = verdict == nameOf(Verdict::Refused)    ? Newest::Refused
-                              : verdict != nameOf(Verdict::Accepted) ? Newest::Incomplete
-                              : hasWarning(report)                   ? Newest::AcceptedWithWarning
-                                                                     : Newest::Accepted;
-        verdicts_.emplace_back(keyOf(report, conditions_), newest);
-    } catch (const std::exception &) {
-        throw std::runtime_error("Line " + std::to_string(number) + " of " + name_ + " is no report");
-    }
+/// In place of what an earlier line says. Raises some exception for one that is no report.
+void JudgedBefore::remember(const std::string &line) {
+    const json::value value = json::parse(line);
+    const json::object &report = value.as_object();
+    const json::string &verdict = report.at("verdict").as_string();
+    verdicts_[keyOf(report, conditions_)] = verdict == nameOf(Verdict::Refused)    ? Newest::Refused
+                                            : verdict != nameOf(Verdict::Accepted) ? Newest::Incomplete
+                                            : hasWarning(report) ? Newest::AcceptedWithWarning
+                                                                 : Newest::Accepted;
 }
 
 std::optional<KnownVerdict> JudgedBefore::find(const std::string &sha256, const std::string &profile) const {
     json::object line = conditions_;
     line["profile"] = profile;
     line["sha256"] = sha256;
-    const Key key = keyOf(line, conditions_);
-    const auto found = std::ranges::lower_bound(verdicts_, key, {}, &Verdicts::value_type::first);
-    if (found == verdicts_.end() || found->first != key || found->second == Newest::Incomplete)
+    const auto found = verdicts_.find(keyOf(line, conditions_));
+    if (found == verdicts_.end() || found->second == Newest::Incomplete)
         return std::nullopt;
     return KnownVerdict{found->second == Newest::Refused, found->second == Newest::AcceptedWithWarning};
 }
@@ -174,6 +164,7 @@ void JudgedBefore::add(const std::string &text) {
         [[maybe_unused]] const int result = ::ftruncate(file_.get(), end);
         throw std::runtime_error("Couldn't write to " + name_ + ": " + error.code().message());
     }
+    remember(text);
 }
 
 } // namespace KelpCtl

@@ -8,17 +8,18 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <map>
 #include <optional>
 #include <string>
 #include <utility>
-#include <vector>
 
 namespace KelpCtl {
 
 /// All that a verdict depends on beside the package and the profile, as fields of a line.
 boost::json::object conditionsOf(const JudgeOptions &options, const std::string &overridesFile);
 
-/// The reports of earlier runs in a file of lines, to which this run adds its own. Held by one run at a time.
+/// The reports in a file of lines, of earlier runs and of this one, which adds its own. Held by one run at a
+/// time.
 class JudgedBefore {
 public:
     /// Opens the file, or makes it, and cuts a last line that a run could not finish. `conditions` are those
@@ -30,7 +31,7 @@ public:
     /// The newest verdict on the package of that digest; nothing when there is none, or it is incomplete.
     std::optional<KnownVerdict> find(const std::string &sha256, const std::string &profile) const;
 
-    /// Adds a line, which `text` ends. When it cannot be written as a whole nothing of it stays, as far as
+    /// Adds a line, with its end. When it cannot be written as a whole nothing of it stays, as far as
     /// the disk lets that be, and std::runtime_error is raised.
     void add(const std::string &text);
 
@@ -39,15 +40,13 @@ public:
 private:
     enum class Newest : std::uint8_t { Incomplete, Accepted, AcceptedWithWarning, Refused };
 
-    using Verdicts = std::vector<std::pair<Key, Newest>>;
-
     void readLines();
-    void remember(const std::string &line, std::size_t number);
+    void remember(const std::string &line);
 
     std::string name_;
     boost::json::object conditions_;
     Common::FileDescriptor file_;
-    Verdicts verdicts_; ///< By key, the newest alone: a stock has a million.
+    std::map<Key, Newest> verdicts_;
 };
 
 } // namespace KelpCtl

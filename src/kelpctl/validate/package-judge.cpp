@@ -162,7 +162,7 @@ private:
     void begin() {
         reports_.clear();
         for (const auto &profile : options_.profiles)
-            reports_.emplace_back(file_, *profile, options_);
+            reports_.emplace_back(file_, *profile, options_).setDigest(options_.sha256);
         nameReports();
     }
 
@@ -182,9 +182,10 @@ private:
         nameReports();
         const Common::Rpm::PayloadDigest digest(file_, header);
         // Its destructor waits for the thread, so that none outlives the judgement, even if that raises.
+        const bool isDigestWanted = options_.hasDigest && options_.sha256.empty();
         digests_ = std::async(options_.jobs > 1 ? std::launch::deferred : std::launch::async,
-                              [digest, file = file_] {
-                                  return Digests{digest.isRight(), sha256OfFile(file)};
+                              [digest, file = file_, isDigestWanted] {
+                                  return Digests{digest.isRight(), isDigestWanted ? sha256OfFile(file) : ""};
                               });
     }
 
@@ -228,8 +229,9 @@ private:
 
     void finishDigests() {
         const Digests digests = digests_.get();
-        for (CollectedReport &report : reports_)
-            report.setDigest(digests.file);
+        if (!digests.file.empty())
+            for (CollectedReport &report : reports_)
+                report.setDigest(digests.file);
         if (digests.isPayloadRight)
             return;
         report(Stage::Files, messageOf(ContentRule::DigestWrong, {}));

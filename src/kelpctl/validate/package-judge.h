@@ -34,10 +34,13 @@ struct JudgeOptions {
     std::vector<Override> overrides = {};           ///< Of findings that do not count.
     std::optional<std::uint64_t> mostUnpacked = {}; ///< Bytes of all files together.
     std::optional<std::chrono::seconds> timeout = {};
-    /// The verdict of an earlier run, by digest and profile; empty where there was none. What has one is not
+    /// The verdict that stands already, by digest and profile; empty for none of all. What has one is not
     /// judged again.
     std::function<std::optional<KnownVerdict>(const std::string &sha256, const std::string &profile)> known =
         {};
+    /// Whether the reports need the package file's digest.
+    bool hasDigest = false;
+    std::string sha256 = {}; ///< Of the one package that is judged, where it was computed before.
     /// Packages that are judged at once. With more than one a judge has no threads of its own.
     std::size_t jobs = 1;
     /// Has the reports hold all findings, as the lines that this makes of them; empty for the findings

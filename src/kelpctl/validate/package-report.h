@@ -33,7 +33,7 @@ struct ReportedFinding {
 /// The text of the finding that stands for those of its id that are not in a report.
 inline constexpr std::string_view moreText = "and {0} more reports";
 
-/// What an earlier run has said of a package under one profile.
+/// What was said before of a package under one profile.
 struct KnownVerdict {
     bool isRefused;
     bool hasWarning;

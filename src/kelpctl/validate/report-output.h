@@ -20,6 +20,8 @@ public:
 
     /// Has all findings of a report be lines, as JudgeOptions takes it.
     virtual std::function<std::string(const Validator::Message &)> lineOf() const { return {}; }
+    /// Whether it writes the digests of package files.
+    virtual bool hasDigest() const { return false; }
     /// Called for each report as soon as there is one.
     virtual void write(const PackageReport &report) = 0;
     /// Called once, behind all of them.

@@ -111,19 +111,6 @@ Message unpackMessage(Unpacker &unpacker) {
 
 } // namespace
 
-std::string packed(const KnownVerdict &verdict, const std::string &profile) {
-    return Packer().number(verdict.isRefused).number(verdict.hasWarning).text(profile).take();
-}
-
-std::pair<KnownVerdict, std::string> unpackedKnown(std::string_view bytes) {
-    Unpacker unpacker(bytes);
-    const bool isRefused = unpacker.number() != 0;
-    const bool hasWarning = unpacker.number() != 0;
-    std::string profile = unpacker.text();
-    unpacker.requireEnd();
-    return {{isRefused, hasWarning}, std::move(profile)};
-}
-
 std::string packed(const PackageReport &report) {
     Packer packer;
     packer.text(report.file).optionalText(report.id).optionalText(report.version);

@@ -192,6 +192,7 @@ public:
     ResumedOutput(JudgedBefore &before, boost::json::object conditions) :
         before_(before), conditions_(std::move(conditions)) {}
 
+    bool hasDigest() const override { return true; }
     void write(const PackageReport &report) override { before_.add(jsonLine(report, conditions_)); }
 
 private:
@@ -224,6 +225,7 @@ ExitStatus validate(const ValidateArguments &arguments, std::ostream &results) {
         };
     const auto output = outputOf(arguments, options, before ? &*before : nullptr, results);
     options.lineOf = output->lineOf();
+    options.hasDigest = output->hasDigest();
     return judgeAll(arguments, options, *output, results);
 }
 

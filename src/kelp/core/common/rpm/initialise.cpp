@@ -12,6 +12,7 @@ namespace Common::Rpm {
 namespace {
 
 int quiet = 0; ///< The objects that live.
+bool isLogged = false;
 
 /// Returns what has librpm do nothing more with the record.
 int logRecord(rpmlogRec record, rpmlogCallbackData) {
@@ -36,12 +37,14 @@ void initialise() {
         return;
     // Before it is tried: what failed once is told once.
     started = true;
+    if (isLogged)
+        rpmlogSetCallback(logRecord, nullptr);
     if (rpmReadConfigFiles(nullptr, nullptr) != 0)
         LogStream(LogLevel::Warning) << "Couldn't read RPM configuration files";
 }
 
 void logLibrary() {
-    rpmlogSetCallback(logRecord, nullptr);
+    isLogged = true;
 }
 
 void silenceLibrary() {

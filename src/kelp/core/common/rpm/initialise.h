@@ -9,8 +9,8 @@ namespace Common::Rpm {
 /// constructor of this folder that reaches librpm calls this.
 void initialise();
 
-/// Has what librpm reports written to the log from now on, and no longer to standard error: its lines hold
-/// names of files and packages as they are.
+/// Has what librpm reports written to the log once it is initialised, and not to standard error: its lines
+/// hold names of files and packages as they are. Does not touch the library.
 void logLibrary();
 
 /// Lets librpm report nothing at all from now on.
