@@ -175,9 +175,9 @@ TEST_F(MendTest, TellsAndBringsBackWhatWasStaged) {
               "kelpctl: Package gone not installed\norg.example.notes 1.4.2-1: verified\nstatus 1\n");
     there("rm opt/app/org.example.ticker/current/contents.list; cd " + notes +
           "; echo 'Buy silk.' >data/first.txt; echo a=b >data/notes.conf; rm data/qml/pages/note.qml; "
-          "mkdir own; echo own >own/x; chmod 600 data/qml/main.qml; chown daemon bin; "
+          "mkdir data/own; echo own >data/own/x; chmod 600 data/qml/main.qml; chown daemon bin; "
           "setfattr -n security.appid -v x integrityd/*; cd icons/hicolor/86x86/apps; ln -fs x *");
-    const std::string extra = "  extra: " + notes + "/own is on no list\n";
+    const std::string extra = "  extra: " + notes + "/data/own is on no list\n";
     const std::string found =
         "org.example.notes 1.4.2-1: 8 findings\n" + extra + "  owner: " + notes +
         "/bin belongs to 1:0, and not to 0:0\n" + "  altered: " + notes +
@@ -205,8 +205,8 @@ TEST_F(MendTest, TellsAndBringsBackWhatWasStaged) {
     }
     EXPECT_EQ(kelpctl("verify org.example.notes"),
               "org.example.notes 1.4.2-1: 1 finding\n" + extra + "status 1\n");
-    EXPECT_EQ(there("cd " + notes + "; cat own/x data/notes.conf; ls data; stat -c %h data/first.txt"),
-              "own\na=b\nfirst.txt\nlatest.txt\nnotes.conf\nprogram\nqml\nsecond.txt\n2\n");
+    EXPECT_EQ(there("cd " + notes + "; cat data/own/x data/notes.conf; ls data; stat -c %h data/first.txt"),
+              "own\na=b\nfirst.txt\nlatest.txt\nnotes.conf\nown\nprogram\nqml\nsecond.txt\n2\n");
     EXPECT_THAT(doctor(""),
                 AllOf(testing::StartsWith("1 application without a list"), Not(HasSubstr("status"))));
     EXPECT_EQ(doctor("--repair"), "org.example.ticker: contents listed as found\n");

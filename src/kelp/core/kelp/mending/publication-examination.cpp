@@ -6,6 +6,7 @@
 #include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
+#include "kelp/core/kelp/package/contents-list.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
 #include "kelp/core/kelp/package/path-list.h"
 #include "kelp/core/kelp/publication/publication-plan.h"
@@ -13,6 +14,7 @@
 
 #include <algorithm>
 #include <set>
+#include <unordered_set>
 
 namespace fs = std::filesystem;
 
@@ -51,7 +53,9 @@ public:
         // Links that lead nowhere count, so that one of them does not hide what is wrong with the rest.
         plan_(planPublication(current_, current_, mappings_, DanglingLinks::Count)),
         hasPlan_(package.hasPlan),
-        listed_(StoreView(configuration).publishedFiles(id_)) {}
+        listed_(StoreView(configuration).publishedFiles(id_)) {
+        dropExtra();
+    }
 
     std::vector<Finding> run() {
         for (const PlannedFile &file : plan_.files)
@@ -70,6 +74,26 @@ private:
     }
 
     fs::path planFile() const { return current_ / publicationPlanName; }
+
+    /// What somebody has put into the version must not get a place in the system by a repair. Where one got
+    /// it before, it stays planned, so that the lists name it and a removal takes it back.
+    void dropExtra() {
+        const auto list = ContentsList::read(current_);
+        if (!list)
+            return;
+        std::unordered_set<std::string> staged;
+        for (const ContentsEntry &entry : list->entries)
+            staged.insert(entry.path);
+        const std::size_t start = current_.native().size() + 1;
+        for (const PlannedFile &file : plan_.files)
+            if (!staged.contains(file.source.substr(start)) &&
+                (!Common::isThere(file.target) || !isOurs(file)))
+                extra_.insert(file.target);
+        std::erase_if(plan_.files, [&](const PlannedFile &file) { return extra_.contains(file.target); });
+        std::erase_if(plan_.directories, [&](const std::string &directory) {
+            return !staged.contains(packagePathOf(directory, mappings_)) && !Common::isThere(directory);
+        });
+    }
 
     void examineFile(const PlannedFile &file) {
         if (const fs::path obstacle = obstacleAbove(file.target); !obstacle.empty()) {
@@ -116,10 +140,11 @@ private:
     /// Whether a file of the package could have been published there: the beginning of another path is a line
     /// that was torn.
     bool isPossible(const std::string &target) const {
-        return std::ranges::any_of(mappings_,
-                                   [&](const Mapping &row) { return target.starts_with(row.target()); }) &&
-               std::ranges::none_of(plan_.files,
-                                    [&](const PlannedFile &file) { return file.target.starts_with(target); });
+        return !extra_.contains(target) && std::ranges::any_of(mappings_, [&](const Mapping &row) {
+            return target.starts_with(row.target());
+        }) && std::ranges::none_of(plan_.files, [&](const PlannedFile &file) {
+            return file.target.starts_with(target);
+        });
     }
 
     /// Of a file that the store has lost, the link or the copy is left, or no more than a line of the list.
@@ -192,6 +217,7 @@ private:
     std::vector<Mapping> mappings_;
     MappingMode mode_;
     PublicationPlan plan_;
+    std::set<std::string> extra_; ///< Targets of files that nobody staged.
     bool hasPlan_;
     std::optional<std::vector<std::string>> listed_;
     std::set<fs::path> obstacles_;
