@@ -69,4 +69,8 @@ std::string jsonText(std::string_view text) {
     return valid.get();
 }
 
+std::string counted(std::uintmax_t count, const std::string &noun) {
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
 } // namespace KelpCtl

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -13,5 +14,8 @@ std::string shown(std::string_view text);
 
 /// Text for a JSON string, which has to be UTF-8: bytes that belong to no character become U+FFFD.
 std::string jsonText(std::string_view text);
+
+/// "1 file", "2 files".
+std::string counted(std::uintmax_t count, const std::string &noun);
 
 } // namespace KelpCtl

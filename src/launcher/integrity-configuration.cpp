@@ -1,9 +1,9 @@
 #include "launcher/migrations.h"
 
 #include "kelp/core/common/configuration.h"
-#include "kelp/core/kelp/fs-database.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
 #include "kelp/core/kelp/package/integrity-resource.h"
+#include "kelp/core/kelp/store/fs-database.h"
 
 namespace Launcher {
 

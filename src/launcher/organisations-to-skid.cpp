@@ -1,9 +1,9 @@
 #include "launcher/migrations.h"
 
 #include "kelp/core/common/configuration.h"
-#include "kelp/core/kelp/fs-database.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
 #include "kelp/core/kelp/skid/patterns.h"
+#include "kelp/core/kelp/store/fs-database.h"
 #include "kelp/core/kelp/take-over/empty-database.h"
 
 namespace Launcher {

@@ -6,8 +6,8 @@
 //   installed
 
 #include "kelp/core/common/configuration.h"
-#include "kelp/core/kelp/fs-database.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
+#include "kelp/core/kelp/store/fs-database.h"
 
 #include <iostream>
 

@@ -2,9 +2,9 @@
 // was reviewed is accepted by running this program with KELP_ACCEPT_REPORTS=1.
 
 #include "kelp/core/kelp/validator/all-findings.h"
+#include "kelpctl/explanations/explanation.h"
+#include "kelpctl/explanations/machine-words.h"
 #include "kelpctl/text-width.h"
-#include "kelpctl/validate/explanations/explanation.h"
-#include "kelpctl/validate/explanations/machine-words.h"
 #include "kelpctl/validate/package-report.h"
 
 #include "../extract/rpm-writer.h"

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "kelp/core/common/configuration.h"
-#include "kelp/core/kelp/fs-database.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
+#include "kelp/core/kelp/store/fs-database.h"
 
 #include "recorded-events.h"
 #include "support/captured-output.h"

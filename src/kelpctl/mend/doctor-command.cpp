@@ -1,9 +1,9 @@
+#include "kelpctl/explanations/machine-words.h"
 #include "kelpctl/mend/commands.h"
 #include "kelpctl/see/machine.h"
 #include "kelpctl/see/presentation.h"
 #include "kelpctl/shown-text.h"
 #include "kelpctl/terminal.h"
-#include "kelpctl/validate/explanations/machine-words.h"
 
 #include "kelp/core/common/configuration.h"
 #include "kelp/core/common/writer-lock.h"

@@ -1,15 +1,15 @@
+#include "kelpctl/explanations/shown-finding.h"
 #include "kelpctl/mend/commands.h"
 #include "kelpctl/shown-text.h"
-#include "kelpctl/validate/report-output.h"
 
 #include "kelp/core/common/configuration.h"
 #include "kelp/core/common/errors/error-category.h"
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/writer-lock.h"
 #include "kelp/core/kelp/incoming/rpm-package.h"
-#include "kelp/core/kelp/mending/installation.h"
-#include "kelp/core/kelp/mending/removal.h"
-#include "kelp/core/kelp/mending/repair.h"
+#include "kelp/core/kelp/installing/installation.h"
+#include "kelp/core/kelp/installing/removal.h"
+#include "kelp/core/kelp/installing/repair.h"
 #include "kelp/core/kelp/validator/framework/logger.h"
 
 #include <CLI/CLI.hpp>

@@ -5,7 +5,7 @@
 #include "kelp/core/common/configuration.h"
 #include "kelp/core/common/writer-lock.h"
 #include "kelp/core/kelp/inspection/sources-view.h"
-#include "kelp/core/kelp/mending/policy.h"
+#include "kelp/core/trusted-sources/policy.h"
 
 #include <CLI/CLI.hpp>
 #include <boost/json.hpp>
@@ -18,8 +18,8 @@ namespace {
 
 namespace json = boost::json;
 using Common::WriterLock;
-using Core::KELP::PolicySetting;
 using Core::KELP::SourcesView;
+using Core::TrustedSources::PolicySetting;
 
 struct PolicyArguments {
     LookOptions look;

@@ -82,10 +82,6 @@ std::string shownTime(std::int64_t time) {
     return text;
 }
 
-std::string counted(std::uintmax_t count, const std::string &noun) {
-    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
-}
-
 ExitStatus tellUnread(const Core::KELP::Unread &unread, ExitStatus status) {
     for (const std::string &text : unread.texts())
         std::cerr << "kelpctl: " << shown(text) << '\n';

@@ -27,9 +27,6 @@ std::string shownBytes(std::uintmax_t bytes);
 /// Seconds since the epoch as local time: "2026-11-25 02:51:10".
 std::string shownTime(std::int64_t time);
 
-/// "1 file", "2 files".
-std::string counted(std::uintmax_t count, const std::string &noun);
-
 /// Tells on standard error what could not be read, a line each. Returns the status of a command that would
 /// have ended with `status` without.
 ExitStatus tellUnread(const Core::KELP::Unread &unread, ExitStatus status);

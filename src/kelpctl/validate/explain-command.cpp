@@ -1,10 +1,10 @@
 #include "kelpctl/closest-word.h"
+#include "kelpctl/explanations/explanation.h"
+#include "kelpctl/explanations/machine-words.h"
 #include "kelpctl/shown-text.h"
 #include "kelpctl/terminal.h"
 #include "kelpctl/text-width.h"
 #include "kelpctl/validate/commands.h"
-#include "kelpctl/validate/explanations/explanation.h"
-#include "kelpctl/validate/explanations/machine-words.h"
 #include "kelpctl/validate/package-report.h"
 
 #include "kelp/core/kelp/validator/all-findings.h"

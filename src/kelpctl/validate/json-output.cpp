@@ -1,5 +1,5 @@
+#include "kelpctl/explanations/explanation.h"
 #include "kelpctl/shown-text.h"
-#include "kelpctl/validate/explanations/explanation.h"
 #include "kelpctl/validate/report-output.h"
 
 #include <boost/json/array.hpp>

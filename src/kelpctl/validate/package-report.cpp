@@ -1,10 +1,6 @@
 #include "kelpctl/validate/package-report.h"
 
-#include "kelpctl/shown-text.h"
-
 #include "kelp/core/common/rpm/digest.h"
-
-#include <algorithm>
 
 namespace KelpCtl {
 
@@ -24,15 +20,6 @@ std::string fingerprintOf(const Validator::Message &message) {
     for (const std::string &argument : message.strings)
         text += '\0' + argument;
     return Common::Rpm::sha256Of(text);
-}
-
-std::string shownText(const Validator::Message &message) {
-    // Each string by itself: a text that is escaped as a whole would have the catalogue's own line feed
-    // escaped too.
-    std::vector<std::string> strings;
-    std::ranges::transform(message.strings, std::back_inserter(strings),
-                           [](const std::string &text) { return shown(text); });
-    return Validator::composeText(message.entry.text, strings);
 }
 
 } // namespace KelpCtl

@@ -67,7 +67,4 @@ std::string fingerprintOf(const Validator::Message &message);
 /// "header" or "files".
 std::string nameOf(Stage stage);
 
-/// The text of a finding in which everything that is not of the catalogue is escaped for people.
-std::string shownText(const Validator::Message &message);
-
 } // namespace KelpCtl

@@ -53,8 +53,4 @@ constexpr std::string_view jsonLineBeginning = "{\"format\":";
 /// A report as one line, with fields of the whole run in front, and its end.
 std::string jsonLine(const PackageReport &report, const boost::json::object &conditions);
 
-/// A finding as the form for people has it, "error: PATH: TEXT [ID]", behind `indent` blanks; broken and
-/// coloured as it suits the file descriptor to which it goes.
-std::string findingLine(const Validator::Message &message, int file, std::size_t indent);
-
 } // namespace KelpCtl

@@ -1,7 +1,8 @@
+#include "kelpctl/explanations/explanation.h"
+#include "kelpctl/explanations/shown-finding.h"
 #include "kelpctl/shown-text.h"
 #include "kelpctl/terminal.h"
 #include "kelpctl/text-width.h"
-#include "kelpctl/validate/explanations/explanation.h"
 #include "kelpctl/validate/report-output.h"
 
 #include "kelp/core/kelp/validator/framework/text.h"
@@ -20,10 +21,6 @@ namespace {
 
 using Validator::LogLevel;
 
-Style styleOf(LogLevel level) {
-    return level == LogLevel::Warning ? Style::Yellow : level == LogLevel::Info ? Style::Bold : Style::Red;
-}
-
 Style styleOf(Verdict verdict) {
     return verdict == Verdict::Accepted ? Style::Green : Style::Red;
 }
@@ -37,36 +34,7 @@ std::string headingOf(const PackageReport &report) {
            profile;
 }
 
-/// The text without the path in brackets that many begin with.
-/// Every line begins with the path where there is one, and would name it twice. One text of the catalogue has
-/// a line feed.
-std::string textBehind(const std::string &path, std::string text) {
-    const std::string beginning = '[' + path + "] ";
-    if (!path.empty() && text.starts_with(beginning))
-        text.erase(0, beginning.size());
-    std::ranges::replace(text, '\n', ' ');
-    return text;
-}
-
-std::string lineOf(const Validator::Message &message) {
-    const std::string path = shown(message.path);
-    const std::string text = textBehind(path, shownText(message));
-    return nameOf(message.level) + ": " + (path.empty() ? "" : path + ": ") + text + " [" +
-           std::string(message.entry.id) + ']';
-}
-
-/// On a terminal, where lines may be broken.
-std::string fitted(const std::string &line, std::size_t indent, int file) {
-    if (::isatty(file) == 0)
-        return std::string(indent, ' ') + line;
-    const std::size_t width = terminalWidth(file);
-    std::string text = wrapped(line, std::max<std::size_t>(width, indent + 22) - indent - 2);
-    for (std::size_t at = 0; (at = text.find('\n', at)) != std::string::npos; at += indent + 3)
-        text.replace(at, 1, '\n' + std::string(indent + 2, ' '));
-    return std::string(indent, ' ') + text;
-}
-
-/// Each line of the text behind `indent` blanks.
+/// Each line of the text after `indent` blanks.
 std::string indented(std::string_view text, std::size_t indent) {
     std::string result;
     while (!text.empty()) {
@@ -86,15 +54,11 @@ std::string remedyOf(const Validator::CatalogueEntry &entry, const PackageReport
     };
     const Explanation &explanation = explanationOf(entry.id);
     const std::string mend = addressed("How to mend it: " + std::string(explanation.mend));
-    std::string text = fitted(mend, 6, STDOUT_FILENO) + '\n';
+    std::string text = fittedLine(mend, 6, STDOUT_FILENO) + '\n';
     const std::string option = report.profile == "regular" ? "" : "--profile " + report.profile + ' ';
     if (!explanation.topic.empty())
         text += indented("What is allowed: kelpctl rules " + option + std::string(explanation.topic), 6);
     return text + indented(addressed(exampleOf(entry)), 6);
-}
-
-std::string counted(std::size_t count, const std::string &noun) {
-    return std::to_string(count) + ' ' + noun + (count == 1 ? "" : "s");
 }
 
 /// "2 errors, 1 warning", or "no findings".
@@ -166,7 +130,7 @@ private:
 /// The prefixes of the validator's own report.
 std::string prefixOf(LogLevel level) {
     constexpr const char *prefixes[] = {"(WARNING)\t", "(ERROR)\t\t", "(CRITICAL)\t", "(INFO)\t\t"};
-    return styled(prefixes[static_cast<std::size_t>(level)], styleOf(level), STDERR_FILENO);
+    return styled(prefixes[static_cast<std::size_t>(level)], KelpCtl::styleOf(level), STDERR_FILENO);
 }
 
 class LinesOutput final : public ReportOutput {
@@ -199,13 +163,6 @@ private:
 };
 
 } // namespace
-
-std::string findingLine(const Validator::Message &message, int file, std::size_t indent) {
-    std::string line = fitted(lineOf(message), indent, file);
-    const std::string level = nameOf(message.level);
-    // Behind the wrapping, to which the sequences would count as columns.
-    return line.replace(indent, level.size(), styled(level, styleOf(message.level), file));
-}
 
 std::unique_ptr<ReportOutput> textOutput(std::ostream &output) {
     return std::make_unique<TextOutput>(output, Remedies::Hidden);

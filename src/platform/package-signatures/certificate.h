@@ -1,11 +1,30 @@
 #pragma once
 
-#include "platform/package-signatures/subgroup.h"
-
+#include <cstdint>
 #include <string>
 #include <utility>
 
 namespace PackageSignatures {
+
+/// Who signed a package.
+enum class Group : std::int32_t {
+    Developer = 1,
+    Client = 3, ///< The source that sold it.
+};
+
+/// What a developer certificate entitles to.
+enum class Subgroup : std::int32_t {
+    Regular = 1,
+    Antivirus = 2,
+    Extended = 3,
+    Mdm = 4,
+    Auth = 5,
+    Market = 6,
+    SystemApp = 7,
+};
+
+/// The name in lower case, "systemapp" for example; "unknown" for any other value.
+std::string subgroupToString(Subgroup subgroup);
 
 /// What a package's certificate says.
 class Certificate {
@@ -16,9 +35,8 @@ public:
         subgroup_(subgroup),
         isSystemDeveloper_(isSystemDeveloper) {}
 
-    const std::string &keyId() const {
-        return keyId_;
-    } ///< The subject key identifier, in hexadecimal digits.
+    /// The subject key identifier, in hexadecimal digits.
+    const std::string &keyId() const { return keyId_; }
     const std::string &subject() const { return subject_; }
     Subgroup subgroup() const { return subgroup_; }
     bool isSystemDeveloperCertificate() const { return isSystemDeveloper_; }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "platform/package-signatures/certificate.h"
-#include "platform/package-signatures/group.h"
 
 #include <memory>
 #include <optional>

@@ -4,7 +4,7 @@
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/kelp/incoming/link-targets.h"
-#include "kelp/core/kelp/incoming/package-links.h"
+#include "kelp/core/kelp/incoming/symbolic-links.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/validator/content-validator.h"
 #include "kelp/core/kelp/validator/framework/mapped-file.h"
@@ -58,7 +58,7 @@ struct PackageExtraction::Run {
     std::vector<Seat> seats;
     const Steps &steps;
     Conveyance &conveyance;
-    PackageLinks links;
+    SymbolicLinks links;
     std::unordered_set<std::string> namedLinks = {}; ///< Those of which the header's judge said it already.
 
     void work() const {
@@ -80,7 +80,7 @@ std::vector<std::string> PackageExtraction::run(const ExtractFileIterator &packa
                                                 const std::vector<PackageJudge> &judges, const Steps &steps,
                                                 Conveyance &conveyance) {
     const Validator::RpmMeta meta(package);
-    Run run{package, meta, {}, steps, conveyance, PackageLinks(staging_, versionDirectory_)};
+    Run run{package, meta, {}, steps, conveyance, SymbolicLinks(staging_, versionDirectory_)};
     for (const PackageJudge &judge : judges)
         run.seats.emplace_back(judge, meta);
     try {

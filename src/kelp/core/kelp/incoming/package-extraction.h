@@ -17,7 +17,7 @@ namespace Core::KELP {
 /// Unpacks one package file under the validator's verdict. For one run.
 ///
 /// The header is judged before anything is unpacked; then each file as soon as it lies in the staging
-/// directory, under each of its names; then the symbolic links, as PackageLinks does it; then the whole.
+/// directory, under each of its names; then the symbolic links, as SymbolicLinks does it; then the whole.
 ///
 /// Files have their permissions when they are judged, and can be read and written by their owner beside, so
 /// that nothing is hidden from the checkers where they do not run as root. When the run ends, by whatever,

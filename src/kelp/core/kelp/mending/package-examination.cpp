@@ -4,7 +4,6 @@
 #include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/i-configuration.h"
-#include "kelp/core/kelp/fs-database.h"
 #include "kelp/core/kelp/inspection/recorded-packages.h"
 #include "kelp/core/kelp/mending/contents-examination.h"
 #include "kelp/core/kelp/mending/package-records.h"
@@ -12,6 +11,7 @@
 #include "kelp/core/kelp/package/database-path-resolver.h"
 #include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/kelp/package/store-entry.h"
+#include "kelp/core/kelp/store/fs-database.h"
 
 #include <utility>
 

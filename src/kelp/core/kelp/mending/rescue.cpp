@@ -2,12 +2,12 @@
 
 #include "kelp/core/common/files/durable-file.h"
 #include "kelp/core/common/i-configuration.h"
-#include "kelp/core/kelp/fs-database.h"
 #include "kelp/core/kelp/package/contents-list.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
 #include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/kelp/package/store-entry.h"
 #include "kelp/core/kelp/publication/publication-plan.h"
+#include "kelp/core/kelp/store/fs-database.h"
 
 #include <optional>
 

@@ -15,7 +15,7 @@
 #include "kelp/core/kelp/package/contents-list.h"
 #include "kelp/core/kelp/publication/publication-plan.h"
 #include "kelp/core/kelp/take-over/copy-failures.h"
-#include "kelp/core/kelp/take-over/place-on-disk.h"
+#include "kelp/core/kelp/take-over/path-identity.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -46,9 +46,9 @@ using Inode = std::pair<dev_t, ino_t>;
 
 /// An installed file that has several names.
 struct FileNames {
-    std::set<PlaceOnDisk> listed; ///< Those that the package lists.
-    std::size_t made = 0;         ///< Those that the staged tree has added.
-    fs::path copy;                ///< Where the first of them was copied to.
+    std::set<PathIdentity> listed; ///< Those that the package lists.
+    std::size_t made = 0;          ///< Those that the staged tree has added.
+    fs::path copy;                 ///< Where the first of them was copied to.
 };
 
 /// The files of one package that have several names. Looked for when the first one is met: most packages have
@@ -69,7 +69,7 @@ public:
 
 private:
     void lookForAll() {
-        PlaceFinder places;
+        PathFinder places;
         for (const RpmPackage::FileEntry &entry : package_.files()) {
             struct stat status = {};
             if (::lstat(entry.path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink > 1)
@@ -313,12 +313,12 @@ void listContents(const Common::Rpm::Transaction &rpm, JournalEntry &entry) {
 void noteTargets(const RpmPackage &package, const fs::path &current, JournalEntry &entry) {
     const auto mappings =
         buildMappings(entry.id, entry.extras.at("certificate.id"), entry.orgName, entry.appName, Rooted::Yes);
-    PlaceFinder places;
+    PathFinder places;
     const auto pathOf = [&](std::size_t number) {
         const JournalledFile file = entry.files[number];
         return file.identity ? std::optional(file.path) : std::nullopt;
     };
-    const PlaceIndex files(places, entry.files.size(), pathOf);
+    const PathIndex files(places, entry.files.size(), pathOf);
     Directories directories;
     entry.targets = {};
     const auto noteFile = [&](const PlannedFile &file) {

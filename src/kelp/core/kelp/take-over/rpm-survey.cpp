@@ -151,7 +151,7 @@ std::optional<RpmSurvey::Failure> failureOf(const Step &step) {
     try {
         step();
         return std::nullopt;
-    } catch (const UnknownPlace &) {
+    } catch (const UnknownPath &) {
         throw; // What one application claims would count as free for the others.
     } catch (const std::exception &error) {
         // Where a link on the way is not root's, its owner may take it away again.
@@ -184,7 +184,7 @@ void requireNothingLost(const Reader &record, const Identity &identity, const st
 }
 
 /// The files that rpm would take away, by their numbers among the package's.
-PlaceIndex::PathOf erasedFiles(const InstalledApplication &application) {
+PathIndex::PathOf erasedFiles(const InstalledApplication &application) {
     return [&application](std::size_t number) {
         return application.isErased[number] ? std::optional(application.package.files()[number].path)
                                             : std::nullopt;
@@ -311,7 +311,7 @@ void RpmSurvey::judgeAlone(std::size_t number) {
     RpmCandidate &candidate = *candidates_[number];
     const InstalledApplication application = read(candidate);
     candidate.bytes = bytesOf(application, stagingDevice_);
-    const PlaceIndex files(places_, application.isErased.size(), erasedFiles(application));
+    const PathIndex files(places_, application.isErased.size(), erasedFiles(application));
     for (const auto &[place, ignored] : files.hashes())
         shared_.addFile(place, number);
     addDirectories(application);
@@ -340,7 +340,7 @@ void RpmSurvey::addDirectories(const InstalledApplication &application) {
             std::string directory = path->substr(0, path->rfind('/') + 1);
             if (directory == std::exchange(last, directory))
                 continue;
-            const PlaceOnDisk place = places_.find(*path);
+            const PathIdentity place = places_.find(*path);
             directories_.push_back(hash({place.device, place.inode, ""}));
         }
 }
@@ -409,7 +409,7 @@ CompactPaths RpmSurvey::judgeTree(RpmCandidate &candidate, const InstalledApplic
 
 std::optional<RpmSurvey::Objection> RpmSurvey::objectionAlone(const InstalledApplication &application,
                                                               const CompactPaths &targets,
-                                                              const PlaceIndex &files) {
+                                                              const PathIndex &files) {
     std::size_t number = 0;
     for (; number < targets.size(); ++number) {
         const std::string target = targets[number];
@@ -472,9 +472,9 @@ void RpmSurvey::markForeign(const Reader &reader) {
     const auto record = unlessUnreadable([&] { return InstalledFiles(reader); });
     if (!record)
         return;
-    std::vector<std::optional<PlaceOnDisk>> interesting;
+    std::vector<std::optional<PathIdentity>> interesting;
     for (int i = 0; i < record->directoryCount(); ++i) {
-        PlaceOnDisk place = placeOfDirectory(record->directory(i));
+        PathIdentity place = identityOfDirectory(record->directory(i));
         // A machine has hundreds of thousands of files and few directories that matter here.
         const bool matters = place.below.empty() && std::ranges::binary_search(directories_, hash(place));
         interesting.push_back(matters ? std::optional(std::move(place)) : std::nullopt);
@@ -483,7 +483,7 @@ void RpmSurvey::markForeign(const Reader &reader) {
         const auto &directory = interesting.at(static_cast<std::size_t>(record->directoryOf(i)));
         if (!directory || !record->isInstalled(i) || record->isDirectory(i))
             continue;
-        PlaceOnDisk place = *directory;
+        PathIdentity place = *directory;
         place.below = "/" + std::string(record->name(i));
         if (!shared_.mayHaveFile(hash(place)))
             continue;
@@ -500,7 +500,7 @@ void RpmSurvey::lookAgain(std::size_t number) {
     const auto pathOf = erasedFiles(application);
     for (std::size_t i = 0; i < application.isErased.size(); ++i)
         if (const auto path = pathOf(i))
-            if (PlaceOnDisk place = places_.find(*path); shared_.isShared(hash(place))) {
+            if (PathIdentity place = places_.find(*path); shared_.isShared(hash(place))) {
                 owners_[place].push_back(&candidate);
                 sharing.files.push_back({*path, std::move(place), i});
             }
@@ -509,7 +509,7 @@ void RpmSurvey::lookAgain(std::size_t number) {
     const CompactPaths targets =
         outlineOf(candidate.entry, application).targets(publicationOf(candidate.entry));
     for (std::size_t i = 0; i < targets.size(); ++i)
-        if (PlaceOnDisk place = places_.find(fs::absolute(targets[i])); shared_.isShared(hash(place))) {
+        if (PathIdentity place = places_.find(fs::absolute(targets[i])); shared_.isShared(hash(place))) {
             claims_[place].push_back(&candidate);
             sharing.targets.push_back({targets[i], std::move(place), i});
         }

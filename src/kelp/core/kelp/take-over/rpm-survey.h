@@ -4,8 +4,8 @@
 #include "kelp/core/kelp/take-over/installed-application.h"
 #include "kelp/core/kelp/take-over/left-tree.h"
 #include "kelp/core/kelp/take-over/package-outline.h"
-#include "kelp/core/kelp/take-over/place-on-disk.h"
-#include "kelp/core/kelp/take-over/shared-places.h"
+#include "kelp/core/kelp/take-over/path-identity.h"
+#include "kelp/core/kelp/take-over/shared-paths.h"
 #include "kelp/core/kelp/take-over/take-over-journal.h"
 
 #include <cstdint>
@@ -109,7 +109,7 @@ private:
     struct Sharing {
         struct Path {
             std::string path;
-            PlaceOnDisk place;
+            PathIdentity place;
             std::size_t number = 0;
         };
 
@@ -127,7 +127,7 @@ private:
     PackageOutline outlineOf(const JournalEntry &entry, const InstalledApplication &application) const;
     CompactPaths judgeTree(RpmCandidate &candidate, const InstalledApplication &application) const;
     std::optional<Objection> objectionAlone(const InstalledApplication &application,
-                                            const CompactPaths &targets, const PlaceIndex &files);
+                                            const CompactPaths &targets, const PathIndex &files);
     std::optional<std::string> standingObjection(const std::string &target, bool isOwned, bool isOwn) const;
     std::string obstacleOfMachine(const InstalledApplication &application, const CompactPaths &targets);
     void findForeignOwners();
@@ -148,17 +148,17 @@ private:
     std::map<std::string, int> records_; ///< How many of each name.
     bool isDamaged_ = false;
 
-    PlaceFinder places_;
-    SharedPlaces shared_;
-    std::vector<PlaceHash> directories_; ///< Of all candidates' files.
-    std::set<std::size_t> claiming_;     ///< The candidates that have targets.
+    PathFinder places_;
+    SharedPaths shared_;
+    std::vector<PathHash> directories_; ///< Of all candidates' files.
+    std::set<std::size_t> claiming_;    ///< The candidates that have targets.
     std::map<std::size_t, std::optional<Objection>> objections_;
 
     // Of shared places alone.
     std::map<std::size_t, Sharing> sharing_;
-    std::map<PlaceOnDisk, std::vector<RpmCandidate *>> owners_;
-    std::map<PlaceOnDisk, std::vector<RpmCandidate *>> claims_; ///< Of targets.
-    std::map<PlaceOnDisk, std::string> foreign_;                ///< Files that another package has too.
+    std::map<PathIdentity, std::vector<RpmCandidate *>> owners_;
+    std::map<PathIdentity, std::vector<RpmCandidate *>> claims_; ///< Of targets.
+    std::map<PathIdentity, std::string> foreign_;                ///< Files that another package has too.
 };
 
 } // namespace Core::KELP

@@ -1,0 +1,265 @@
+#include "kelp/core/kelp/installing/installation.h"
+
+#include "kelp/core/common/errors/error-category.h"
+#include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/errors/log-stream.h"
+#include "kelp/core/common/files/durable-file.h"
+#include "kelp/core/common/files/filesystem.h"
+#include "kelp/core/common/i-configuration.h"
+#include "kelp/core/common/platform-facts.h"
+#include "kelp/core/common/rpm/database-presence.h"
+#include "kelp/core/common/rpm/version.h"
+#include "kelp/core/kelp/incoming/judge.h"
+#include "kelp/core/kelp/incoming/rpm-package.h"
+#include "kelp/core/kelp/inspection/records-view.h"
+#include "kelp/core/kelp/inspection/rpm-view.h"
+#include "kelp/core/kelp/inspection/sources-view.h"
+#include "kelp/core/kelp/inspection/store-view.h"
+#include "kelp/core/kelp/inspection/take-over-view.h"
+#include "kelp/core/kelp/installing/package-file.h"
+#include "kelp/core/kelp/mending/contents-examination.h"
+#include "kelp/core/kelp/mending/examination.h"
+#include "kelp/core/kelp/mending/package-records.h"
+#include "kelp/core/kelp/mending/publication-obstacle.h"
+#include "kelp/core/kelp/mending/unfinished-operations.h"
+#include "kelp/core/kelp/package/database-path-resolver.h"
+#include "kelp/core/kelp/package/store-entry.h"
+#include "kelp/core/kelp/publication/left-behind.h"
+#include "kelp/core/kelp/store/fs-database.h"
+#include "kelp/core/kelp/take-over/own-directory.h"
+#include "kelp/core/kelp/validator/configuration/config.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+using Common::Error;
+using Common::ErrorCode;
+using PackageSignatures::Certificate;
+using PackageSignatures::Group;
+
+std::string textOf(const std::string &id, ErrorCode code) {
+    return id + ": " + Common::ErrorCategory::make(code).message();
+}
+
+void beginInstallation(const UnfinishedInstallation &begun) {
+    const char *event = begun.event == RegistryEvent::Update ? "U" : "I";
+    Common::replaceDurably(installationFile(), begun.id + "\n" + begun.version + "\n" + event + "\n");
+    Common::flushFile(installationFile().parent_path());
+}
+
+/// One that a power cut brings back has the same records written once more, or is about a version that is not
+/// current.
+void forgetInstallation() {
+    std::error_code error;
+    fs::remove(installationFile(), error);
+    // The next examination does it.
+    if (error)
+        Common::LogStream(Common::LogLevel::Warning)
+            << "Couldn't remove " << installationFile() << ": " << error.message();
+}
+
+/// The installation of one package file.
+class Installation {
+public:
+    Installation(const IConfiguration &configuration, const fs::path &file, InstallationOptions options) :
+        configuration_(configuration),
+        resolver_(configuration),
+        // The file is read twice, as the id leads to the certificate, and the certificate to the mappings.
+        id_(RpmPackage::fromFile(file, {}).id()),
+        certificate_(requiredDeveloper(id_)),
+        package_(RpmPackage::fromFile(file, {PackageSignatures::Cms(Group::Developer, certificate_)})),
+        options_(options) {}
+
+    Installed run() {
+        check();
+        const OwnDirectory directory = OwnDirectory::installing(configuration_);
+        directory.require();
+        const ScratchTree staging(directory.path() / stagingName());
+        if (options_.isDryRun) {
+            judge(staging.path());
+            requirePublishable(staging.path());
+        } else {
+            const PackageStaging unpacked =
+                package_.extract(staging.path(), fs::absolute(versionDirectory()));
+            requirePublishable(staging.path());
+            bringIn(unpacked);
+        }
+        return {id_, package_.version(), installed_.value("general.version"),
+                options_.isDryRun || isComplete()};
+    }
+
+private:
+    bool isComplete() const {
+        const auto stored = StoreView(configuration_).package(id_);
+        return stored && stored->failure.empty() && !stored->hasPlan && !unfinishedInstallation();
+    }
+
+    /// A dry run holds no lock, and must not touch what an installation of the package unpacks meanwhile.
+    std::string stagingName() const {
+        return options_.isDryRun ? id_ + ".dry-run." + std::to_string(::getpid()) : id_;
+    }
+
+    void judge(const fs::path &staging) const {
+        const PackageJudge judge{
+            std::make_shared<Validator::Config>(Validator::profileFromCertificate(certificate_))};
+        if (const std::string refusal = package_.validate(staging, {judge}, {}).front(); !refusal.empty())
+            throw Error(ErrorCode::BadPackageContent, refusal);
+    }
+
+    /// Before anything is made of it: the store would find out when the version before is down already.
+    void requirePublishable(const fs::path &tree) const {
+        PackageInformation information = extras();
+        information["general.id"] = id_;
+        if (package_.orgName() && package_.appName()) {
+            information["general.orgname"] = *package_.orgName();
+            information["general.appname"] = *package_.appName();
+        }
+        refuseForeign(publicationObstacle(configuration_, tree, information));
+    }
+
+    fs::path versionDirectory() const { return resolver_.versionDirectory(id_, package_.version()); }
+
+    void refuseForeign(const std::string &obstacle) const {
+        if (!obstacle.empty())
+            throw Error(ErrorCode::FileConflict, textOf(id_, ErrorCode::FileConflict) + ": " + obstacle);
+    }
+
+    void check() {
+        if (package_.id() != id_)
+            throw Error(ErrorCode::BadPackageFileFormat, "The package file has changed meanwhile");
+        if (package_.architecture() != "noarch" && package_.architecture() != Common::platformArchitecture())
+            refusePackage(id_, ErrorCode::BadPackageArchitecture);
+        const auto inRpm = rpmRecords(configuration_, id_);
+        // Both would have their files at the same places, and rpm's next erasure would take them.
+        if (std::ranges::find(inRpm, id_, &RpmRecord::id) != inRpm.end() ||
+            idsOnTheirWay(configuration_).contains(id_))
+            throw Error(ErrorCode::Internal, id_ + ": The package is still in rpm, from where kelp-launcher "
+                                                   "takes it over");
+        refuseForeign(StoreEntry(resolver_, id_).objectionTo(package_.version()));
+        if (const auto found = StoreView(configuration_).package(id_)) {
+            if (!found->failure.empty())
+                throw Error(ErrorCode::Filesystem, found->failure);
+            installed_ = *found;
+            // With a descriptor that cannot be read there is nothing to compare: the store refuses to install
+            // over it.
+            if (installed_.information)
+                checkAgainstInstalled();
+        }
+        // In any case: into a database that cannot be read nothing can be written either, and the package
+        // would be in by then.
+        const SourcesView sources = SourcesView::read(configuration_);
+        if (!certifiedSource(id_) && !sources.missingSourceAllowed)
+            throw Error(ErrorCode::PackagesWithoutSourceNotAllowed,
+                        textOf(id_, ErrorCode::PackagesWithoutSourceNotAllowed) +
+                            "; \"kelpctl policy missing-source allow\" would let it in");
+    }
+
+    void checkAgainstInstalled() const {
+        const auto given = Common::Rpm::Version::parse(package_.version());
+        const auto installed = Common::Rpm::Version::parse(installed_.value("general.version"));
+        if (!given || !installed)
+            refusePackage(id_, ErrorCode::BadPackageVersion);
+        const int order = given->compare(*installed);
+        if (order == 0)
+            refusePackage(id_, ErrorCode::SamePackageIsInstalled);
+        if (order < 0 && !options_.isDowngradeAllowed)
+            refusePackage(id_, ErrorCode::DowngradeAttempt);
+        checkKey();
+    }
+
+    void checkKey() const {
+        if (certificate_.keyId() == installed_.value("certificate.id"))
+            return;
+        const std::vector<std::string> earlier = previousKeys(*installed_.information);
+        // Told apart for people: the one is the developer's own old key, the other somebody else.
+        const bool isEarlier = std::ranges::find(earlier, certificate_.keyId()) != earlier.end();
+        refusePackage(id_, isEarlier ? ErrorCode::DeveloperKeySuperseded : ErrorCode::DeveloperMismatch);
+    }
+
+    /// The descriptor's values beside those of the package, the earlier keys of the installed one included.
+    PackageInformation extras() const {
+        PackageInformation extras = installed_.information.value_or(PackageInformation());
+        std::erase_if(extras, [](const auto &entry) { return !entry.first.starts_with("prev_key_ids."); });
+        extras["certificate.id"] = certificate_.keyId();
+        extras["certificate.subgroup"] = PackageSignatures::subgroupToString(certificate_.subgroup());
+        return extras;
+    }
+
+    void bringIn(const PackageStaging &staging) const {
+        // Before a link names it: the version that a power cut leaves current has to be whole.
+        Common::flushFilesystem(staging.path);
+        const auto event = installed_.information ? RegistryEvent::Update : RegistryEvent::Install;
+        // A kill from here on leaves the version in the store or not: where it is, the records follow.
+        beginInstallation({id_, package_.version(), event});
+        commit(staging);
+        makeResource();
+        PackageInformation information = extras();
+        information["general.id"] = id_;
+        // The package is in: what the registry lacks, an examination finds and mends.
+        if (recordInstallation(configuration_, event, information))
+            forgetInstallation();
+    }
+
+    /// As the migration of the integrity files has done for the version before. What fails here, or a kill
+    /// prevents, an examination finds and mends.
+    void makeResource() const {
+        const auto stored = StoreView(configuration_).package(id_);
+        if (!stored || !stored->information)
+            return;
+        const fs::path resource = resolver_.integrityResourceFile(id_, package_.version());
+        for (const Finding &finding : examineContents(configuration_, *stored))
+            if (finding.path == resource && finding.mend)
+                finding.mend();
+    }
+
+    void commit(const PackageStaging &staging) const {
+        FSDatabase store(configuration_, resolver_);
+        try {
+            if (installed_.information) {
+                store.prepareUpdate(staging, extras());
+                store.completeUpdate(id_);
+            } else {
+                store.install(staging, extras());
+            }
+        } catch (...) {
+            forgetInstallation();
+            throw;
+        }
+    }
+
+    const IConfiguration &configuration_;
+    DatabasePathResolver resolver_;
+    std::string id_;
+    Certificate certificate_;
+    RpmPackage package_;
+    InstallationOptions options_;
+    StoredPackage installed_;
+};
+
+} // namespace
+
+Installed installPackage(const IConfiguration &configuration, const fs::path &file,
+                         const InstallationOptions &options) {
+    // librpm looks for keys in the rpm database and makes one where there is none, which would pass for that
+    // of a machine with nothing installed.
+    Common::Rpm::requireDatabase();
+    requireWholePayload(file);
+    if (const auto begun = unfinishedInstallation(); begun && !options.isDryRun)
+        mend(configuration, {begun->id});
+    if (!options.isDryRun)
+        // Beside a `next` that was left half way no other version can be prepared.
+        mend(configuration, {RpmPackage::fromFile(file, {}).id()});
+    if (!options.isDryRun)
+        // What leads nowhere would lead somewhere again.
+        takeBackLeftBehind(RpmPackage::fromFile(file, {}).id());
+    return Installation(configuration, file, options).run();
+}
+
+} // namespace Core::KELP

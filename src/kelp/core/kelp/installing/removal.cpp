@@ -1,0 +1,131 @@
+#include "kelp/core/kelp/installing/removal.h"
+
+#include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/errors/log-stream.h"
+#include "kelp/core/common/files/durable-file.h"
+#include "kelp/core/common/files/filesystem.h"
+#include "kelp/core/common/foreign-text.h"
+#include "kelp/core/common/i-configuration.h"
+#include "kelp/core/kelp/inspection/records-view.h"
+#include "kelp/core/kelp/inspection/rpm-view.h"
+#include "kelp/core/kelp/inspection/sources-view.h"
+#include "kelp/core/kelp/inspection/store-view.h"
+#include "kelp/core/kelp/inspection/take-over-view.h"
+#include "kelp/core/kelp/inspection/unread.h"
+#include "kelp/core/kelp/mending/package-records.h"
+#include "kelp/core/kelp/mending/partial-examinations.h"
+#include "kelp/core/kelp/mending/stray-mappings.h"
+#include "kelp/core/kelp/mending/unfinished-operations.h"
+#include "kelp/core/kelp/package/database-path-resolver.h"
+#include "kelp/core/kelp/package/store-entry.h"
+#include "kelp/core/kelp/publication/left-behind.h"
+#include "kelp/core/kelp/store/fs-database.h"
+#include "kelp/core/trusted-sources/sqlite-database.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+// What was left undone is raised when all else is done.
+
+void requireAllTakenBack(const std::string &id) {
+    try {
+        // Once more: what was in the way may have been so for a moment.
+        takeBackLeftBehind(id);
+    } catch (const Common::Error &error) {
+        throw Common::Error(Common::ErrorCode::Internal,
+                            std::string("It is removed, but not all that it had published: ") + error.what() +
+                                "; kelpctl doctor --repair goes on with it");
+    }
+}
+
+/// Somebody's directory in place of the link `current` keeps alive what was published by way of it.
+void requireNothingPublished(const IConfiguration &configuration, const std::string &id) {
+    const DatabasePathResolver resolver(configuration);
+    if (!StoreEntry(resolver, id).slot(PackageSlot::Current).isForeign())
+        return;
+    std::string stays;
+    for (const fs::path &place : placesOfMappings(configuration, id))
+        stays += (stays.empty() ? "" : ", ") + place.string();
+    if (!stays.empty())
+        throw Common::Error(Common::ErrorCode::Internal,
+                            "It is removed, but " + resolver.currentDirectory(id).string() +
+                                " is somebody else's, and what leads there stays published: " + stays);
+}
+
+void requireUnbound(const IConfiguration &configuration, const std::string &id) {
+    try {
+        // That nobody could read them may have been so for a moment.
+        if (SourcesView::read(configuration).sourceOf.contains(id))
+            TrustedSources::SQLiteDatabase(configuration).removePackage(id);
+    } catch (const Common::Error &error) {
+        throw Common::Error(Common::ErrorCode::Filesystem,
+                            std::string("It is removed, but its binding to a source stays: ") + error.what());
+    }
+}
+
+/// Whether there is nothing left of a package but what is on record: people may give it up.
+bool isLost(const IConfiguration &configuration, const std::string &id) {
+    const auto inRpm = rpmRecords(configuration);
+    const auto rescued = StoreView(configuration).rescued();
+    if (std::ranges::find(inRpm, id, &RpmRecord::id) != inRpm.end() ||
+        std::ranges::find(rescued, id, [](const auto &entry) { return entry.first; }) != rescued.end())
+        return false;
+    const auto last = lastRecord(id);
+    return (last && last->event() != RegistryEvent::Remove) ||
+           SourcesView::read(configuration).sourceOf.contains(id);
+}
+
+/// Whether the store has anything of the package's own. What somebody has put into its directory is no
+/// application, and rpm may have that.
+bool isStored(const IConfiguration &configuration, const std::string &id) {
+    const DatabasePathResolver resolver(configuration);
+    const StoreEntry entry(resolver, id);
+    return entry.slot(PackageSlot::Current).isOurs() || entry.slot(PackageSlot::Next).isOurs() ||
+           entry.slot(PackageSlot::Previous).isOurs() ||
+           !entry.content(StoreView(configuration).records().underWay(id)).own.empty();
+}
+
+/// So that the lists name all that is to go. Where that fails, it goes by the lists as they are.
+void settle(const IConfiguration &configuration, const std::string &id) {
+    try {
+        settlePackage(configuration, id);
+    } catch (const std::exception &error) {
+        Common::LogStream(Common::LogLevel::Warning) << error;
+    }
+}
+
+} // namespace
+
+std::vector<fs::path> removePackage(const IConfiguration &configuration, const std::string &id) {
+    if (!Common::isFileName(id))
+        throw std::invalid_argument("This is no id of an application");
+    completeRemoval(configuration);
+    if (idsOnTheirWay(configuration).contains(id))
+        throw Common::Error(Common::ErrorCode::Internal,
+                            "Package " + id + " is on its way from rpm: systemctl restart kelp-launcher");
+    const auto package = StoreView(configuration).package(id);
+    if (package && package->isLink)
+        throw Common::Error(Common::ErrorCode::FileConflict,
+                            "The directory of package " + id +
+                                " is a link: it is removed by whoever made it");
+    if (!(package && isStored(configuration, id)) && !isLost(configuration, id))
+        throw Common::Error(Common::ErrorCode::PackageNotExist,
+                            "Attempt to remove non existent package " + id);
+    settle(configuration, id);
+    // From here on there is no way back: a kill has it completed.
+    Common::replaceDurably(removalFile(), id + "\n");
+    Common::flushFile(removalFile().parent_path());
+    std::vector<fs::path> left = completeRemoval(configuration);
+    requireAllTakenBack(id);
+    requireNothingPublished(configuration, id);
+    requireUnbound(configuration, id);
+    return left;
+}
+
+} // namespace Core::KELP

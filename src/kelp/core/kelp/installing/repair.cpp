@@ -1,0 +1,260 @@
+#include "kelp/core/kelp/installing/repair.h"
+
+#include "kelp/core/common/errors/error-category.h"
+#include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/errors/reraise-as.h"
+#include "kelp/core/common/files/directory.h"
+#include "kelp/core/common/files/durable-file.h"
+#include "kelp/core/common/files/file-descriptor.h"
+#include "kelp/core/common/rpm/database-presence.h"
+#include "kelp/core/common/rpm/digest.h"
+#include "kelp/core/kelp/incoming/rpm-package.h"
+#include "kelp/core/kelp/inspection/store-view.h"
+#include "kelp/core/kelp/inspection/take-over-view.h"
+#include "kelp/core/kelp/installing/kept-entries.h"
+#include "kelp/core/kelp/installing/package-file.h"
+#include "kelp/core/kelp/mending/partial-examinations.h"
+#include "kelp/core/kelp/package/contents-list.h"
+#include "kelp/core/kelp/package/database-path-resolver.h"
+#include "kelp/core/kelp/package/package-information.h"
+#include "kelp/core/kelp/take-over/own-directory.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <map>
+#include <set>
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+using Common::Error;
+using Common::ErrorCode;
+using Common::FileDescriptor;
+using Type = ContentsEntry::Type;
+
+/// The tree of a version, held by its directory.
+class HeldTree {
+public:
+    explicit HeldTree(fs::path path) :
+        path_(std::move(path)), directory_(::open(path_.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {
+        for (ContentsEntry &entry : contentsOfTree(path_))
+            entries_.emplace(entry.path, std::move(entry));
+    }
+
+    const std::map<std::string, ContentsEntry> &entries() const { return entries_; }
+
+    const ContentsEntry *find(const std::string &path) const {
+        const auto found = entries_.find(path);
+        return found == entries_.end() ? nullptr : &found->second;
+    }
+
+    /// Whether the entry of the list has its content here.
+    bool holds(const ContentsEntry &listed) const {
+        const ContentsEntry *found = find(listed.path);
+        return found && found->type == Type::File && found->size == listed.size &&
+               digest(listed.path) == listed.digest;
+    }
+
+    std::string digest(const std::string &path) const {
+        return Common::Rpm::sha256Beneath(directory_.get(), path, path_ / path);
+    }
+
+private:
+    fs::path path_;
+    FileDescriptor directory_;
+    std::map<std::string, ContentsEntry> entries_;
+};
+
+/// The repair of one version.
+class VersionRepair {
+public:
+    VersionRepair(const IConfiguration &configuration, const fs::path &file, bool isDryRun) :
+        configuration_(configuration),
+        resolver_(configuration),
+        id_(RpmPackage::fromFile(file, {}).id()),
+        certificate_(requiredDeveloper(id_)),
+        package_(RpmPackage::fromFile(
+            file, {PackageSignatures::Cms(PackageSignatures::Group::Developer, certificate_)})),
+        isDryRun_(isDryRun) {}
+
+    Installed run() {
+        if (!isDryRun_)
+            // What was begun comes to its end first: the version may be another one then.
+            settlePackage(configuration_, id_);
+        requireInstalled();
+        requireList();
+        const OwnDirectory directory = OwnDirectory::installing(configuration_);
+        directory.require();
+        const ScratchTree scratch(directory.path() /
+                                  (isDryRun_ ? id_ + ".dry-run." + std::to_string(::getpid()) : id_));
+        make(scratch.path());
+        if (!isDryRun_)
+            exchange(scratch.path());
+        return {id_, package_.version(), package_.version(), true};
+    }
+
+private:
+    fs::path version() const { return resolver_.versionDirectory(id_, package_.version()); }
+
+    [[noreturn]] void refuse(ErrorCode code, const std::string &reason) const {
+        throw Error(code, id_ + ": " + reason);
+    }
+
+    void requireInstalled() const {
+        if (package_.id() != id_)
+            throw Error(ErrorCode::BadPackageFileFormat, "The package file has changed meanwhile");
+        const auto installed = StoreView(configuration_).package(id_);
+        if (installed && !installed->failure.empty())
+            throw Error(ErrorCode::Filesystem, installed->failure);
+        if (!installed || !installed->information)
+            refuse(ErrorCode::PackageNotExist, "There is no installed version that it could repair");
+        if (idsOnTheirWay(configuration_).contains(id_))
+            refuse(ErrorCode::Internal,
+                   "The package is still in rpm, from where kelp-launcher takes it over");
+        if (installed->isLink || installed->isObstructed || installed->hasNext || installed->hasPlan)
+            refuse(ErrorCode::FileConflict, "See to what kelpctl doctor says of it first");
+        if (installed->version != package_.version())
+            refuse(ErrorCode::BadPackageVersion,
+                   "Version " + installed->version + " is installed, and not " + package_.version());
+        if (installed->value("certificate.id") != certificate_.keyId())
+            refusePackage(id_, ErrorCode::DeveloperMismatch);
+    }
+
+    void requireList() {
+        auto list = ContentsList::read(version());
+        if (!list)
+            refuse(ErrorCode::BadPackageContent, "The installed version came without a list of contents");
+        if (!list->foundOn.empty())
+            refuse(ErrorCode::BadPackageContent,
+                   "The list of contents tells only what was found on " + list->foundOn);
+        list_ = std::move(*list);
+    }
+
+    void make(const fs::path &scratch) const {
+        package_.restage(scratch, fs::absolute(version()));
+        const HeldTree packed(scratch);
+        requirePacked(packed);
+        dropUnlisted(packed, scratch);
+        KeptEntries kept(version(), scratch);
+        keepPeoples(packed, kept);
+        kept.carryOver();
+        repairedList(scratch, kept).write(scratch, Common::Durability::Deferred);
+        keepOwn(scratch);
+        Common::flushFilesystem(scratch);
+    }
+
+    /// What the installed version was made of, and no other package that has its name.
+    void requirePacked(const HeldTree &packed) const {
+        for (const ContentsEntry &listed : list_.entries)
+            if (listed.type == Type::File && !listed.isChanged && !packed.holds(listed))
+                refuse(ErrorCode::BadPackageContent,
+                       "The package has not the content of " + listed.path + " that was installed");
+    }
+
+    void keepPeoples(const HeldTree &packed, KeptEntries &kept) const {
+        const HeldTree installed(version());
+        std::set<std::string> listed;
+        for (const ContentsEntry &entry : list_.entries) {
+            listed.insert(entry.path);
+            const ContentsEntry *found = installed.find(entry.path);
+            const bool isChanged = entry.isConfiguration && found && found->type != Type::Directory &&
+                                   (entry.isChanged || !isSame(installed, entry, *found));
+            if (found && (isChanged || !packed.find(entry.path)))
+                kept.add(entry.path);
+        }
+        for (const auto &[path, entry] : installed.entries())
+            if (!listed.contains(path))
+                kept.add(path);
+    }
+
+    static bool isSame(const HeldTree &installed, const ContentsEntry &listed, const ContentsEntry &found) {
+        return listed.type == Type::File ? installed.holds(listed)
+                                         : listed.type == found.type && listed.target == found.target;
+    }
+
+    /// With what is known of the entries by now. What was on no list is on none.
+    ContentsList repairedList(const fs::path &scratch, const KeptEntries &kept) const {
+        const HeldTree repaired(scratch);
+        ContentsList list;
+        for (const ContentsEntry &listed : list_.entries)
+            if (const ContentsEntry *found = repaired.find(listed.path)) {
+                ContentsEntry entry = *found;
+                entry.isConfiguration = listed.isConfiguration;
+                entry.isSignable = listed.isSignable;
+                const bool isRead =
+                    entry.type == Type::File && (kept.contains(entry.path) || listed.isChanged);
+                if (entry.type == Type::File)
+                    entry.digest = isRead ? repaired.digest(entry.path) : listed.digest;
+                entry.isHashed = isRead || listed.isHashed;
+                entry.isChanged =
+                    kept.contains(entry.path) &&
+                    (listed.isChanged || entry.digest != listed.digest || entry.target != listed.target);
+                list.entries.push_back(std::move(entry));
+            }
+        return list;
+    }
+
+    /// The descriptor, the lists of what is published, and the resources.
+    void keepOwn(const fs::path &scratch) const {
+        Common::reraiseAs(
+            ErrorCode::Filesystem, "Couldn't copy the store's files of " + version().string(), [&] {
+                for (const fs::directory_entry &entry : fs::directory_iterator(version()))
+                    if (const std::string name = entry.path().filename();
+                        isStoreOwn(name) && !name.ends_with(".new") && name != ContentsList::fileName)
+                        fs::copy(entry.path(), scratch / name,
+                                 fs::copy_options::recursive | fs::copy_options::copy_symlinks |
+                                     fs::copy_options::overwrite_existing);
+            });
+    }
+
+    /// What the package has and was not installed, as documentation that rpm left out, would have to be
+    /// published. Names of the store's own are not the package's to have.
+    void dropUnlisted(const HeldTree &packed, const fs::path &scratch) const {
+        std::set<std::string> listed;
+        for (const ContentsEntry &entry : list_.entries)
+            listed.insert(entry.path);
+        for (const auto &[path, entry] : packed.entries())
+            if (!listed.contains(path))
+                fs::remove_all(scratch / path);
+        const fs::directory_iterator names(scratch);
+        const std::vector<fs::directory_entry> all(begin(names), end(names));
+        for (const fs::directory_entry &entry : all)
+            if (isStoreOwn(entry.path().filename()))
+                fs::remove_all(entry.path());
+    }
+
+    /// Power cut or kill, before it or after: the version's directory is a whole one.
+    void exchange(const fs::path &scratch) const {
+        const fs::path place = version();
+        if (!Common::Directory(place.parent_path())
+                 .exchange(place.filename(), Common::Directory(scratch.parent_path()), scratch.filename()))
+            throw Error(ErrorCode::Filesystem,
+                        "The filesystem cannot exchange two directories: " + place.string());
+        // Before the other one goes.
+        Common::flushFilesystem(place);
+    }
+
+    const IConfiguration &configuration_;
+    DatabasePathResolver resolver_;
+    std::string id_;
+    PackageSignatures::Certificate certificate_;
+    RpmPackage package_;
+    bool isDryRun_;
+    ContentsList list_;
+};
+
+} // namespace
+
+Installed repairPackage(const IConfiguration &configuration, const fs::path &file,
+                        const InstallationOptions &options) {
+    Common::Rpm::requireDatabase();
+    requireWholePayload(file);
+    return VersionRepair(configuration, file, options.isDryRun).run();
+}
+
+} // namespace Core::KELP

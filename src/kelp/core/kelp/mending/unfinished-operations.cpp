@@ -1,0 +1,112 @@
+#include "kelp/core/kelp/mending/unfinished-operations.h"
+
+#include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/errors/log-stream.h"
+#include "kelp/core/common/files/durable-file.h"
+#include "kelp/core/common/files/filesystem.h"
+#include "kelp/core/common/i-configuration.h"
+#include "kelp/core/kelp/inspection/records-view.h"
+#include "kelp/core/kelp/inspection/sources-view.h"
+#include "kelp/core/kelp/inspection/store-view.h"
+#include "kelp/core/kelp/inspection/unread.h"
+#include "kelp/core/kelp/mending/package-records.h"
+#include "kelp/core/kelp/mending/stray-mappings.h"
+#include "kelp/core/kelp/package/database-path-resolver.h"
+#include "kelp/core/kelp/package/store-entry.h"
+#include "kelp/core/kelp/registry/registry.h"
+#include "kelp/core/kelp/store/fs-database.h"
+#include "kelp/core/trusted-sources/sqlite-database.h"
+
+#include <ctime>
+
+namespace fs = std::filesystem;
+
+namespace Core::KELP {
+
+namespace {
+
+/// By the registry, which outlives the descriptor. A package of which it knows nothing has no history to end.
+void recordRemoval(const std::string &id) {
+    const auto last = lastRecord(id);
+    if (!last || last->event() == RegistryEvent::Remove)
+        return;
+    const RegistryRecord record(RegistryEvent::Remove, std::time(nullptr), id, last->keyId(),
+                                last->previousKeyIds());
+    if (!Registry().writeRecord(record))
+        throw Common::Error(Common::ErrorCode::Filesystem,
+                            "Couldn't add a package removal record to the registry: " + id);
+}
+
+/// A kill in the middle of the tree's removal leaves a directory without `current`, or the whole package.
+/// Returns what lies in the directory and is not the package's.
+std::vector<fs::path> removeFromStore(const IConfiguration &configuration, const std::string &id) {
+    const DatabasePathResolver resolver(configuration);
+    FSDatabase store(configuration, resolver);
+    const fs::path directory = resolver.packageDirectory(id);
+    const StoreEntry::Kind kind = StoreEntry(resolver, id).kind();
+    if (kind == StoreEntry::Kind::Absent)
+        return {};
+    if (kind != StoreEntry::Kind::Directory)
+        return {directory};
+    store.tryRemoveMappingsUsingCurrentDirectory(id);
+    std::vector<fs::path> left = store.dropPackage(id);
+    // Without this flush a power cut could undo the removal after its note is gone. The package would then
+    // look as if somebody had copied it here by hand.
+    Common::flushFile(configuration.databaseDirectory());
+    return left;
+}
+
+/// A binding in a database that nobody can read holds up no removal: should the database come back, an
+/// examination finds it beside the line of the removal.
+void removeBinding(const IConfiguration &configuration, const std::string &id) {
+    Unread unread;
+    if (unread.attempt([&] { return SourcesView::read(configuration); }))
+        TrustedSources::SQLiteDatabase(configuration).removePackage(id);
+}
+
+} // namespace
+
+bool recordInstallation(const IConfiguration &configuration, RegistryEvent event,
+                        const PackageInformation &information) {
+    const std::string &id = information.at("general.id");
+    const bool isRecorded = Registry().writeRecord(recordOf(event, information));
+    if (!isRecorded)
+        Common::LogStream(Common::LogLevel::Warning)
+            << "Couldn't add a package installation record to the registry: " << id;
+    bindToItsSource(configuration, id);
+    return isRecorded;
+}
+
+void completeInstallation(const IConfiguration &configuration) {
+    const auto begun = unfinishedInstallation();
+    if (!begun)
+        return;
+    const auto package = StoreView(configuration).package(begun->id);
+    if (package && !package->failure.empty())
+        throw Common::Error(Common::ErrorCode::Filesystem, package->failure);
+    if (package && package->information && package->version == begun->version &&
+        !recordInstallation(configuration, begun->event, *package->information))
+        throw Common::Error(Common::ErrorCode::Filesystem, "Couldn't write the registry");
+    Common::removeAll(installationFile());
+}
+
+std::vector<fs::path> completeRemoval(const IConfiguration &configuration) {
+    const std::optional<std::string> id = unfinishedRemoval();
+    if (!id)
+        return {};
+    // In this order: while the registry has it as installed, a binding without a package is the trace of a
+    // lost one.
+    std::vector<fs::path> left = removeFromStore(configuration, *id);
+    takeBackStrays(configuration, *id);
+    recordRemoval(*id);
+    removeBinding(configuration, *id);
+    if (const auto begun = unfinishedInstallation(); begun && begun->id == *id)
+        Common::removeAll(installationFile());
+    // Last: each step before is done again without harm. Were it back after a power cut, it would have a
+    // package removed that somebody has installed since.
+    Common::removeAll(removalFile());
+    Common::flushFile(removalFile().parent_path());
+    return left;
+}
+
+} // namespace Core::KELP

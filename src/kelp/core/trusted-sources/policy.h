@@ -1,0 +1,21 @@
+#pragma once
+
+namespace Core {
+class IConfiguration;
+}
+
+namespace Core::TrustedSources {
+
+/// The two switches of the trusted sources.
+enum class PolicySetting {
+    MissingSource, ///< Whether packages without a source may be installed.
+    WebPwa,        ///< Whether the source of web applications is allowed.
+};
+
+/// Sets a switch, and returns when that is on disk: killed before, the switch has its old value or the new
+/// one. A database that does not exist is made, with its directory. Raises as SQLiteDatabase
+/// does, also for a database that lacks the switch; then nothing is changed. The caller holds the writers'
+/// lock.
+void setPolicy(const IConfiguration &configuration, PolicySetting setting, bool isAllowed);
+
+} // namespace Core::TrustedSources
