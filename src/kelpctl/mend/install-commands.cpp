@@ -1,4 +1,5 @@
 #include "kelpctl/explanations/shown-finding.h"
+#include "kelpctl/file-kind.h"
 #include "kelpctl/mend/commands.h"
 #include "kelpctl/shown-text.h"
 
@@ -123,6 +124,12 @@ ExitStatus attempt(const InstallArguments &arguments, const Happening &subject, 
     return status;
 }
 
+/// What installation refuses such a file for, a tag that it lacks, would not tell what it is.
+void requireNoOtherKind(const std::string &file) {
+    if (const std::string advice = adviceOn(kindOf(file)); !advice.empty())
+        throw Common::Error(ErrorCode::BadPackageFileFormat, advice);
+}
+
 const char *eventOf(const InstallArguments &arguments, const Installed &installed) {
     if (arguments.options.isDryRun)
         return "accepted";
@@ -156,6 +163,7 @@ ExitStatus install(const InstallArguments &arguments, std::ostream &output) {
         worst = std::max(
             worst,
             attempt(arguments, arguments.isJson ? subjectOf(file) : Happening{"", "", "", file}, output, [&] {
+                requireNoOtherKind(file);
                 const Installed installed =
                     (arguments.isRepair ? Core::KELP::repairPackage
                                         : Core::KELP::installPackage)(configuration, file, arguments.options);

@@ -1,9 +1,9 @@
 #include "kelpctl/validate/package-judge.h"
 
+#include "kelpctl/file-kind.h"
 #include "kelpctl/progress.h"
 #include "kelpctl/validate/collected-report.h"
 #include "kelpctl/validate/lookahead.h"
-#include "kelpctl/validate/run/file-kind.h"
 #include "kelpctl/validate/run/interruption.h"
 #include "kelpctl/validate/run/workspace-place.h"
 #include "kelpctl/validate/run/workspace.h"

@@ -1,7 +1,7 @@
 #include "kelpctl/validate/run/package-source.h"
 
+#include "kelpctl/file-kind.h"
 #include "kelpctl/shown-text.h"
-#include "kelpctl/validate/run/file-kind.h"
 #include "kelpctl/validate/run/whole-io.h"
 
 #include <dirent.h>

@@ -1,4 +1,4 @@
-#include "kelpctl/validate/run/file-kind.h"
+#include "kelpctl/file-kind.h"
 
 #include "kelp/core/common/files/file-descriptor.h"
 
@@ -48,9 +48,9 @@ FileKind kindOf(const std::string &file) {
 std::string adviceOn(FileKind kind) {
     constexpr const char *advice[] = {
         "",
-        "It is a source package: build it by rpmbuild --rebuild, and judge the package that comes out",
+        "It is a source package: build it by rpmbuild --rebuild, and take the package that comes out",
         "It is a Debian package: applications are rpm packages, which rpmbuild makes of a .spec file",
-        "It is a .spec file: build it by rpmbuild -bb, and judge the package that comes out",
+        "It is a .spec file: build it by rpmbuild -bb, and take the package that comes out",
     };
     return advice[static_cast<std::size_t>(kind)];
 }
