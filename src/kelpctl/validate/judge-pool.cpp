@@ -59,8 +59,7 @@ PackageReport incompleteReport(const Validator::Config &profile, const std::stri
 
 } // namespace
 
-JudgePool::JudgePool(const JudgeOptions &options, bool keepsLargeApart) :
-    options_(options), keepsLargeApart_(keepsLargeApart) {
+JudgePool::JudgePool(const JudgeOptions &options) : options_(options) {
     for (const auto &place : workspacePlaces())
         Workspace::clearLeft(place);
 }
@@ -79,7 +78,7 @@ void JudgePool::run(PackageSource &source, const Takers &takers) {
         endLate();
         if (!giveOn(takers, Gaps::Wait))
             return;
-    } while (!Interruption::isRequested() && (isBusy() || !isAtEnd_ || !large_.empty()));
+    } while (!Interruption::isRequested() && (isBusy() || !isAtEnd_));
     endAll();
     giveOn(takers, Gaps::Pass);
 }
@@ -91,8 +90,7 @@ void JudgePool::handOut(PackageSource &source) {
             return;
         judge->begin = Clock::now();
         judge->task = std::move(task);
-        tell(judge->channel.get(), Frame::Kind::Task,
-             (judge->task->mayBeLarge ? '1' : '0') + judge->task->file);
+        tell(judge->channel.get(), Frame::Kind::Task, judge->task->file);
     }
 }
 
@@ -129,10 +127,6 @@ bool JudgePool::makeJudge() {
 }
 
 std::optional<JudgePool::Task> JudgePool::nextTask(PackageSource &source) {
-    if (!large_.empty() && !isLargeAtWork()) {
-        auto first = large_.extract(large_.begin());
-        return Task{first.key(), std::move(first.mapped()), true};
-    }
     if (isAtEnd_ || nextIn_ >= nextOut_ + window)
         return std::nullopt;
     auto file = source.next();
@@ -141,12 +135,7 @@ std::optional<JudgePool::Task> JudgePool::nextTask(PackageSource &source) {
         return std::nullopt;
     }
     prepareResult(nextIn_, *file);
-    return Task{nextIn_++, std::move(*file), !keepsLargeApart_};
-}
-
-bool JudgePool::isLargeAtWork() const {
-    return std::ranges::any_of(judges_,
-                               [](const Judge &judge) { return judge.task && judge.task->mayBeLarge; });
+    return Task{nextIn_++, std::move(*file)};
 }
 
 bool JudgePool::isBusy() const {
@@ -201,22 +190,12 @@ void JudgePool::receive(Judge &judge) {
 void JudgePool::answer(Judge &judge, const Frame &frame) {
     if (!judge.task)
         throw std::runtime_error("The judge answers what nobody has asked");
-    if (frame.kind == Frame::Kind::Returned)
-        giveBack(*judge.task);
-    else if (frame.kind == Frame::Kind::Done)
-        results_.at(judge.task->number).isDone = true;
-    else if (frame.kind == Frame::Kind::Digest)
+    if (frame.kind == Frame::Kind::Digest)
         return tellUnknown(judge, frame.bytes);
-    else
+    if (frame.kind != Frame::Kind::Done)
         return keep(frame, results_.at(judge.task->number));
+    results_.at(judge.task->number).isDone = true;
     judge.task.reset();
-}
-
-/// As if it had not been begun.
-void JudgePool::giveBack(const Task &task) {
-    large_.emplace(task.number, task.file);
-    results_.erase(task.number);
-    prepareResult(task.number, task.file);
 }
 
 void JudgePool::prepareResult(std::size_t number, const std::string &file) {

@@ -36,8 +36,8 @@ public:
         std::function<void(const KnownVerdict &)> known;
     };
 
-    /// `keepsLargeApart` has one large package at a time. The options must live as long as the pool.
-    JudgePool(const JudgeOptions &options, bool keepsLargeApart);
+    /// The options must live as long as the pool.
+    explicit JudgePool(const JudgeOptions &options);
     JudgePool(const JudgePool &) = delete;
     JudgePool &operator=(const JudgePool &) = delete;
     /// Ends all judges, and waits until they have removed what they unpacked.
@@ -56,7 +56,6 @@ private:
     struct Task {
         std::size_t number; ///< In the order of the packages.
         std::string file;
-        bool mayBeLarge;
     };
 
     struct Judge {
@@ -86,7 +85,6 @@ private:
     Judge *idleJudge();
     bool makeJudge();
     std::optional<Task> nextTask(PackageSource &source);
-    bool isLargeAtWork() const;
     bool isBusy() const;
     void wait(std::vector<pollfd> files);
     int patience() const;
@@ -95,7 +93,6 @@ private:
     void answer(Judge &judge, const Frame &frame);
     void tellUnknown(const Judge &judge, const std::string &sha256);
     static void keep(const Frame &frame, Result &result);
-    void giveBack(const Task &task);
     void prepareResult(std::size_t number, const std::string &file);
     void bury(std::list<Judge>::iterator judge);
     void endLate();
@@ -107,10 +104,8 @@ private:
     void endAll();
 
     const JudgeOptions &options_;
-    bool keepsLargeApart_;
     std::list<Judge> judges_;
     std::map<std::size_t, Result> results_;
-    std::map<std::size_t, std::string> large_; ///< That wait for their turn.
     std::size_t nextIn_ = 0;
     std::size_t nextOut_ = 0;
     bool isAtEnd_ = false;

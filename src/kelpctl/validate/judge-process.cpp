@@ -23,11 +23,11 @@ void send(int channel, const PackageReport &report) {
     writeFrame(channel, Frame::Kind::Report, packed(report));
 }
 
-std::vector<PackageReport> judged(const std::string &file, const JudgeOptions &options, bool mayBeLarge) {
+std::vector<PackageReport> judged(const std::string &file, const JudgeOptions &options) {
     const Interruption::Watch watch;
     // A package without entries, or that cannot be read, asks for no end.
     Interruption::check();
-    auto reports = judgePackage(file, options, mayBeLarge);
+    auto reports = judgePackage(file, options);
     Interruption::check();
     return reports;
 }
@@ -39,7 +39,7 @@ public:
 
     void judgeAll() {
         while (const auto task = receive())
-            judge(task->bytes.substr(1), task->bytes.front() == '1');
+            judge(task->bytes);
     }
 
 private:
@@ -55,18 +55,14 @@ private:
         }
     }
 
-    void judge(const std::string &file, bool mayBeLarge) {
+    void judge(const std::string &file) {
         JudgeOptions rest = options_;
         if (options_.known)
             leaveUnknown(file, rest);
-        try {
-            if (!rest.profiles.empty())
-                for (const PackageReport &report : judged(file, rest, mayBeLarge))
-                    send(channel_, report);
-            writeFrame(channel_, Frame::Kind::Done);
-        } catch (const TooLargeNow &) {
-            writeFrame(channel_, Frame::Kind::Returned);
-        }
+        if (!rest.profiles.empty())
+            for (const PackageReport &report : judged(file, rest))
+                send(channel_, report);
+        writeFrame(channel_, Frame::Kind::Done);
     }
 
     /// Leaves in the options what is still to be judged. The other side knows, as it goes on learning.

@@ -113,8 +113,8 @@ private:
 /// One package under all profiles.
 class Judgement {
 public:
-    Judgement(std::string file, const JudgeOptions &options, bool mayBeLarge) :
-        file_(std::move(file)), options_(options), mayBeLarge_(mayBeLarge), deadline_(options.timeout) {}
+    Judgement(std::string file, const JudgeOptions &options) :
+        file_(std::move(file)), options_(options), deadline_(options.timeout) {}
 
     std::vector<PackageReport> take() && {
         std::vector<PackageReport> reports;
@@ -137,8 +137,6 @@ public:
             unpackAndJudge(RpmPackage::fromFile(file_, {}, Signatures::Unchecked));
         } catch (const Interrupted &) {
             // No verdict: the whole run ends.
-            throw;
-        } catch (const TooLargeNow &) {
             throw;
         } catch (const Error &error) {
             const bool isRefusal = error.code() == Common::ErrorCategory::make(ErrorCode::BadPackageContent);
@@ -241,32 +239,24 @@ private:
 
     void unpackAndJudge(const RpmPackage &package) {
         // A workspace for each package: what one leaves behind cannot be in the way of the next.
-        if (!options_.keep.empty()) {
-            requireTurn(isInMemory(options_.keep));
+        if (!options_.keep.empty())
             return judge(package, Workspace(options_.keep, package.id() + "-" + package.version()));
-        }
-        const WorkspacePlace place = workspacePlace(size_, options_.jobs);
-        requireTurn(place.isMemory);
+        if (!fitsMemory(size_, options_.jobs) || !isJudgedInMemory(package))
+            judge(package, Workspace(std::filesystem::temp_directory_path()));
+    }
+
+    /// The header's sum is not all that files take in memory, nor is anybody else kept out of that. False,
+    /// and all is as it was, when there was not enough.
+    bool isJudgedInMemory(const RpmPackage &package) {
         try {
-            judge(package, Workspace(place.directory));
+            judge(package, Workspace(memoryDirectory));
+            return true;
         } catch (const std::exception &error) {
-            if (!place.isMemory || Common::systemErrorOf(error) != ENOSPC)
+            if (Common::systemErrorOf(error) != ENOSPC)
                 throw;
-            judgeOnDisk(package);
+            begin();
+            return false;
         }
-    }
-
-    /// The header's sum is not all that files take in memory, nor is anybody else kept out of that.
-    void judgeOnDisk(const RpmPackage &package) {
-        const WorkspacePlace place = workspacePlaceOnDisk();
-        requireTurn(place.isMemory);
-        begin();
-        judge(package, Workspace(place.directory));
-    }
-
-    void requireTurn(bool isInMemory) const {
-        if (!mayBeLarge_ && (size_ > largestSmall || !isInMemory))
-            throw TooLargeNow();
     }
 
     void judge(const RpmPackage &package, const Workspace &workspace) {
@@ -312,7 +302,6 @@ private:
     std::string version_;
     std::uint64_t size_ = 0; ///< Of all its files, by its header.
     const JudgeOptions &options_;
-    bool mayBeLarge_;
     Deadline deadline_;
     std::vector<CollectedReport> reports_;
     std::future<Digests> digests_;
@@ -321,9 +310,8 @@ private:
 
 } // namespace
 
-std::vector<PackageReport> judgePackage(const std::string &file, const JudgeOptions &options,
-                                        bool mayBeLarge) {
-    Judgement judgement(file, options, mayBeLarge);
+std::vector<PackageReport> judgePackage(const std::string &file, const JudgeOptions &options) {
+    Judgement judgement(file, options);
     // One package at a time: the streams are the whole program's.
     const Silence silence([&judgement](const std::string &line) { judgement.takeLine(line); });
     judgement.judge();

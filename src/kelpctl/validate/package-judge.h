@@ -8,7 +8,6 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <exception>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -21,9 +20,6 @@ namespace KelpCtl {
 
 /// Of one id. More of them nobody reads.
 constexpr std::size_t mostShown = 100;
-
-/// Raised for a large package by a judge that may not have one now.
-class TooLargeNow : public std::exception {};
 
 /// How packages are judged.
 struct JudgeOptions {
@@ -49,11 +45,8 @@ struct JudgeOptions {
 };
 
 /// Unpacks a package file once and judges it by each of the profiles. Returns their reports, in their order.
-/// Whatever prevents a verdict is in the reports, as their reason, but Interrupted, which is raised. So is
-/// TooLargeNow for a package that is large and may not be: whose files take more than largestSmall together,
-/// or are unpacked to a disk.
-std::vector<PackageReport> judgePackage(const std::string &file, const JudgeOptions &options,
-                                        bool mayBeLarge = true);
+/// Whatever prevents a verdict is in the reports, as their reason, but Interrupted, which is raised.
+std::vector<PackageReport> judgePackage(const std::string &file, const JudgeOptions &options);
 
 /// The SHA-256 of a package file, in hexadecimal digits. Raises as Common::Rpm::sha256Of() does.
 std::string sha256OfFile(const std::string &file);

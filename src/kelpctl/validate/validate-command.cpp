@@ -174,7 +174,7 @@ ExitStatus judgeAll(const ValidateArguments &arguments, const JudgeOptions &opti
         return results.good();
     };
     const auto takeKnown = [&](const KnownVerdict &verdict) { outcome.add(statusOf(verdict, arguments)); };
-    JudgePool(options, arguments.jobs == autoJobs).run(source, {take, takeKnown});
+    JudgePool(options).run(source, {take, takeKnown});
     // After an end that somebody asked for as well: what was judged is reported as a whole document.
     output.finish();
     if (Interruption::isRequested() && results.flush())
@@ -297,7 +297,7 @@ void addReport(CLI::App &validate, ValidateArguments &arguments) {
 void addPackages(CLI::App &validate, ValidateArguments &arguments) {
     validate
         .add_option("--jobs", arguments.jobs,
-                    "Judge so many packages at once; auto goes by the processors, the memory and the disk")
+                    "Judge so many packages at once; auto is as many as there are processors")
         ->check(CLI::Validator(checkJobs, "N"))
         ->option_text("N (1)");
     auto *list = validate

@@ -10,13 +10,12 @@ namespace KelpCtl {
 /// What goes between the run and one of its judges, in frames: a kind, a size, and as many bytes.
 struct Frame {
     enum class Kind : std::uint32_t {
-        Task,    ///< To the judge: whether it may be a large one, and the package file.
+        Task,    ///< To the judge: the package file.
         Digest,  ///< Of the package file, asked about before it is judged.
         Unknown, ///< To the judge, in answer: the profiles without a verdict, a line each.
         Lines,   ///< Of the report that comes next.
         Report,
-        Returned, ///< The package is a large one, and was not begun.
-        Done      ///< There is no more of the package.
+        Done ///< There is no more of the package.
     };
 
     Kind kind;

@@ -7,28 +7,15 @@
 
 namespace KelpCtl {
 
-/// A directory in which packages are unpacked.
-struct WorkspacePlace {
-    std::filesystem::path directory;
-    bool isMemory = false; ///< Of the machine, and not on a disk.
-};
+/// Where packages are unpacked in memory.
+constexpr const char *memoryDirectory = "/dev/shm";
 
-/// From this size on, in bytes of all its files, a package is a large one: it is not unpacked to memory that
-/// others need, and by more than one processor of its own only where that is asked for.
-constexpr std::uint64_t largestSmall = std::uint64_t{64} << 20U;
+/// Whether a package of that size is unpacked there while `jobs` of them are at once: TMPDIR names no other
+/// place, and half of what is left of the memory would do. All others go to the directory for temporary
+/// files.
+bool fitsMemory(std::uint64_t size, std::size_t jobs);
 
-/// Where a package of that size is unpacked while `jobs` of them are at once: in the directory that TMPDIR
-/// names, or else in memory as long as half of what is left there would do, or else in /tmp.
-/// Raises std::filesystem::filesystem_error when TMPDIR names no directory.
-WorkspacePlace workspacePlace(std::uint64_t size, std::size_t jobs);
-
-/// Where one goes for which there was no room in memory after all.
-WorkspacePlace workspacePlaceOnDisk();
-
-/// All directories that the others may answer.
+/// Both places, as far as they are in question.
 std::vector<std::filesystem::path> workspacePlaces();
-
-/// Whether the directory lies in memory.
-bool isInMemory(const std::filesystem::path &directory);
 
 } // namespace KelpCtl
