@@ -20,16 +20,17 @@ bool isWithin(std::string_view piece, std::string_view text) {
     return piece.data() >= text.data() && piece.data() + piece.size() <= text.data() + text.size();
 }
 
-void scan(void (*scanner)(std::string_view, const std::function<void(const QmlImport &)> &),
-          std::string_view text, const std::function<bool(std::string_view)> &isVersion) {
+void scan(decltype(scanQmlImports) *scanner, std::string_view text,
+          const std::function<bool(std::string_view)> &isVersion) {
     const char *last = text.data();
-    scanner(text, [&](const QmlImport &import) {
+    const auto check = [&](const QmlImport &import) {
         require(isWithin(import.module, text) && isWithin(import.version, text));
         require(!import.module.empty() && isVersion(import.version));
         require(import.module.data() >= last && import.version.data() >= import.module.data());
         require(import.module.find('\n') == std::string_view::npos);
         last = import.module.data();
-    });
+    };
+    scanner(text, check, Passage());
 }
 
 const std::vector<std::string> files{"/usr/share/app/qml/a", "/usr/share/app/qml/pages/b"};
@@ -68,10 +69,11 @@ void check(std::string_view text) {
     for (std::size_t i = 0; !text.empty(); ++i) {
         const std::string_view piece = text.substr(0, text.find('\0'));
         text.remove_prefix(std::min(piece.size() + 1, text.size()));
-        scanQmlImports(piece, [&](const QmlImport &import) {
+        const auto keep = [&](const QmlImport &import) {
             imports.insert(std::string(import.module) + (import.version.empty() ? "" : " ") +
                            std::string(import.version));
-        });
+        };
+        scanQmlImports(piece, keep, Passage());
         const FuzzFile file(reinterpret_cast<const std::uint8_t *>(piece.data()), piece.size());
         run.report->clearError();
         run.checker->validate(paths[i % 2], file.path());

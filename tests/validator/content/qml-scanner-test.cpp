@@ -16,9 +16,10 @@ using Imports = std::vector<std::string>;
 template<class Scan>
 Imports collect(Scan scan, std::string_view text) {
     Imports imports;
-    scan(text, [&](const QmlImport &import) {
+    const auto keep = [&](const QmlImport &import) {
         imports.push_back(std::string(import.module) + '|' + std::string(import.version));
-    });
+    };
+    scan(text, keep, Passage());
     return imports;
 }
 

@@ -87,10 +87,10 @@ std::optional<std::vector<std::string>> readWatchedFiles(const std::filesystem::
     JsonNode *root = parser ? json_parser_get_root(parser.get()) : nullptr;
     if (root == nullptr || !JSON_NODE_HOLDS_OBJECT(root))
         return std::nullopt;
-    // Not as an array at once: json-glib would give none for a member of another type, and a configuration
-    // that the daemon cannot read would pass as one that watches nothing.
+    // Not as an array at once: json-glib would give none for null or another type, and a configuration that
+    // the daemon cannot read would pass as one that watches nothing.
     JsonNode *watch = json_object_get_member(json_node_get_object(root), "watch");
-    if (watch == nullptr || JSON_NODE_HOLDS_NULL(watch))
+    if (watch == nullptr)
         return std::vector<std::string>();
     if (!JSON_NODE_HOLDS_ARRAY(watch))
         return std::nullopt;

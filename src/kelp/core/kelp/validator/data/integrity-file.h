@@ -15,8 +15,8 @@ namespace Validator {
 /// What JSON is, json-glib decides, which reads single quotes and comments too, and takes the first value of
 /// a file that holds several. Nothing when the file is no JSON, is larger than four megabytes, has more
 /// than two hundred thousand values or more than splitJsonRoots() bears, when its root is no object, or when
-/// "watch" is there and is neither an array nor null. An object without "watch" watches nothing. Raises as
-/// MappedFile::open() does.
+/// "watch" is there and is no array. An object without "watch" watches nothing. Raises as MappedFile::open()
+/// does.
 std::optional<std::vector<std::string>> readWatchedFiles(const std::filesystem::path &path);
 
 /// Cuts a text into the values at its top level, comments and a "var x =" with them, as json-glib's scanner

@@ -1,7 +1,7 @@
 #include "kelp/core/kelp/validator/data/png-size.h"
 
 #include "kelp/core/common/errors/error.h"
-#include "kelp/core/kelp/validator/framework/mapped-file.h"
+#include "kelp/core/kelp/validator/framework/passage.h"
 
 #include <glib.h>
 #include <png.h>
@@ -26,6 +26,7 @@ constexpr std::string_view dataUrlPrefix = "data:image/png;base64,";
 /// What libpng's callbacks need. Without destructors, as failures leave libpng by a long jump.
 struct Source {
     std::string_view rest;
+    Passage passage;
     std::array<char, 128> reason{};
 };
 
@@ -35,6 +36,7 @@ void readBytes(png_structp png, png_bytep target, std::size_t size) {
     if (size > source.rest.size())
         png_error(png, "unexpected end of file");
     std::memcpy(target, source.rest.data(), size);
+    source.passage.passed(size);
     source.rest.remove_prefix(size);
 }
 
@@ -61,8 +63,8 @@ bool readInfo(png_structp png, png_infop info) {
 /// Throws the reason when the bytes are no PNG.
 /// Not by the reader of Boost.GIL, which lets libpng decode all that stands in front of the image: a hostile
 /// icon of 308 kB cost it 320 MiB and 2.4 s.
-PngSize sizeOf(std::string_view bytes) {
-    Source source{bytes};
+PngSize sizeOf(std::string_view bytes, Passage passage) {
+    Source source{bytes, passage};
     const std::shared_ptr<png_struct> png(
         png_create_read_struct(PNG_LIBPNG_VER_STRING, &source, keepReason, ignoreWarning),
         [](png_structp object) { png_destroy_read_struct(&object, nullptr, nullptr); });
@@ -88,7 +90,7 @@ PngSize sizeOfBase64(const std::string &text) {
     gsize size = 0;
     // GLib passes over what is no Base64, and never fails: libpng judges what comes out.
     const std::unique_ptr<guchar, decltype(&g_free)> bytes(g_base64_decode(text.c_str(), &size), g_free);
-    return sizeOf({reinterpret_cast<const char *>(bytes.get()), size});
+    return sizeOf({reinterpret_cast<const char *>(bytes.get()), size}, Passage());
 }
 
 } // namespace
@@ -96,7 +98,9 @@ PngSize sizeOfBase64(const std::string &text) {
 PngSize readPngSize(const std::filesystem::path &path) {
     const auto file = MappedFile::open(path);
     try {
-        return sizeOf(file ? file->bytes() : throw std::runtime_error("it is no regular file"));
+        if (!file)
+            throw std::runtime_error("it is no regular file");
+        return sizeOf(file->bytes(), Passage(*file));
     } catch (const std::bad_alloc &) {
         throw;
     } catch (const std::exception &error) {

@@ -101,11 +101,11 @@ void MappedFile::read(const FileDescriptor &file, const std::filesystem::path &p
     bytes_ = copy_;
 }
 
-void MappedFile::letGo(std::size_t size) const {
-    const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+void MappedFile::letGo() const {
+    passed_ = 0;
     // Nothing is lost where it fails.
-    if (copy_.empty() && size >= page)
-        ::madvise(const_cast<char *>(bytes_.data()), size / page * page, MADV_DONTNEED);
+    if (copy_.empty())
+        ::madvise(const_cast<char *>(bytes_.data()), bytes_.size(), MADV_DONTNEED);
 }
 
 MappedFile::~MappedFile() {

@@ -10,8 +10,8 @@
 
 namespace Validator {
 
-/// A file of a package, mapped for reading: its checkers see all of it at the price of no memory but the
-/// page cache, however large it is. A small one is copied, which takes less time.
+/// A file of a package, mapped for reading: its checkers see all of it, and it takes no memory but
+/// the page cache, however large it is. A small one is copied, which takes less time.
 ///
 /// The file must not shrink as long as the object lives. The files of a package lie in a directory of the
 /// package manager's own while they are judged, so that nobody else can cut them.
@@ -39,9 +39,13 @@ public:
 
     /// The content; the view lives as long as the object.
     std::string_view bytes() const { return bytes_; }
-    /// Gives the memory of the first `size` bytes back, which who reads them again has read from the file
-    /// again.
-    void letGo(std::size_t size) const;
+    /// Tells that a reader went over `size` more bytes. Lets go of all memory of the file each 16 MiB:
+    /// whoever reads on, or again, has it from the page cache. All views stay as they are.
+    void passed(std::size_t size) const {
+        passed_ += size;
+        if (passed_ >= mostInUse)
+            letGo();
+    }
     /// The same for all names of the file.
     const Common::FileIdentity &identity() const { return identity_; }
 
@@ -49,10 +53,14 @@ private:
     explicit MappedFile(const Common::FileIdentity &identity) : identity_(identity) {}
     void read(const Common::FileDescriptor &file, const std::filesystem::path &path);
     static std::shared_ptr<const MappedFile> openAnew(const std::filesystem::path &path);
+    void letGo() const;
+
+    static constexpr std::size_t mostInUse = std::size_t(16) << 20;
 
     std::string_view bytes_;
     std::string copy_; ///< Empty for a file that is mapped.
     Common::FileIdentity identity_;
+    mutable std::size_t passed_ = 0; ///< Since memory was let go.
 };
 
 } // namespace Validator

@@ -48,7 +48,7 @@ std::vector<Edge> edgesOf(const std::vector<ElfSegment> &segments) {
 
 } // namespace
 
-AddressSpace::AddressSpace(std::string_view file, const ProgramHeaders &headers) :
+AddressSpace::AddressSpace(const MappedFile &file, const ProgramHeaders &headers) :
     file_(file), addressMask_(headers.bits == ElfClass::Bits32 ? 0xffffffffU : highest) {
     std::ranges::copy_if(headers.segments, std::back_inserter(segments_), [](const ElfSegment &segment) {
         return segment.type == PT_LOAD && (segment.fileSize > 0 || segment.memorySize > 0);
@@ -79,6 +79,7 @@ bool AddressSpace::read(std::uint64_t address, char *bytes, std::size_t size) co
             std::copy_n(run->bytes.data(), part, bytes);
         else
             std::fill_n(bytes, part, '\0');
+        file_.passed(part);
         address += part;
         bytes += part;
         size -= part;
@@ -95,6 +96,7 @@ std::optional<std::string> AddressSpace::readText(std::uint64_t address, std::si
         const std::string_view bytes = run->bytes.substr(0, longest - text.size());
         const std::size_t end = std::min(bytes.find('\0'), bytes.size());
         text += bytes.substr(0, end);
+        file_.passed(end);
         if (end < bytes.size() || bytes.empty())
             return text;
     }
@@ -119,7 +121,8 @@ std::optional<AddressSpace::Run> AddressSpace::inSegment(const ElfSegment &segme
         const std::uint64_t size = std::min(fileEnd - address, most);
         // Zeros up to the end of the file's last page. Behind that the loader would end, and nothing is
         // loaded: debug files have such headers.
-        return offset < file_.size() ? Run{file_.substr(offset, size)} : Run{{}, size};
+        const std::string_view bytes = file_.bytes();
+        return offset < bytes.size() ? Run{bytes.substr(offset, size)} : Run{{}, size};
     }
     // The tail of the last page that comes from the file: whoever maps a segment that cannot be written
     // leaves it there. A segment without bytes that begins within a page has such a page too.

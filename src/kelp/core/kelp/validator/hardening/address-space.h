@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kelp/core/kelp/validator/framework/mapped-file.h"
 #include "kelp/core/kelp/validator/hardening/program-headers.h"
 
 #include <cstdint>
@@ -17,7 +18,7 @@ namespace Validator {
 /// The file must outlive the object. Asking takes logarithmic time in the number of segments.
 class AddressSpace {
 public:
-    AddressSpace(std::string_view file, const ProgramHeaders &headers);
+    AddressSpace(const MappedFile &file, const ProgramHeaders &headers);
     AddressSpace(const AddressSpace &) = delete;
     AddressSpace &operator=(const AddressSpace &) = delete;
 
@@ -44,7 +45,7 @@ private:
     std::optional<Run> at(std::uint64_t address) const;
     std::optional<Run> inSegment(const ElfSegment &segment, std::uint64_t address, std::uint64_t most) const;
 
-    std::string_view file_;
+    const MappedFile &file_;
     std::uint64_t addressMask_;
     std::vector<ElfSegment> segments_;
     std::vector<Piece> pieces_;

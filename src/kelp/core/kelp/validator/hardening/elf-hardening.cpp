@@ -85,10 +85,10 @@ ElfHardening::Knowledge ElfHardening::examine(const MappedFile &file) {
             knowledge.foreignLoader = interpreter;
     if (!isLoadable(headers))
         return knowledge;
-    examineTable(readLoaderTable(file.bytes(), headers), knowledge);
+    examineTable(readLoaderTable(file, headers), knowledge);
     // The kernel goes by the machine, and would see another file in one with the other size of words.
     if (const ElfClass bits = bitsOf(headers.machine); bits != ElfClass::Unknown && bits != headers.bits)
-        examineTable(readLoaderTable(file.bytes(), readProgramHeaders(file.bytes(), bits)), knowledge);
+        examineTable(readLoaderTable(file, readProgramHeaders(file.bytes(), bits)), knowledge);
     return knowledge;
 }
 

@@ -157,11 +157,12 @@ bool findsHeaders(std::string_view file, const ProgramHeaders &headers, const Ad
 
 } // namespace
 
-LoaderTable readLoaderTable(std::string_view file, const ProgramHeaders &headers) {
+LoaderTable readLoaderTable(const MappedFile &file, const ProgramHeaders &headers) {
     LoaderTable table;
     const AddressSpace space(file, headers);
-    table.isTold = interpretersOf(file, headers).empty() || findsHeaders(file, headers, space);
-    TableReader reader(file, headers, space, table);
+    const std::string_view bytes = file.bytes();
+    table.isTold = interpretersOf(bytes, headers).empty() || findsHeaders(bytes, headers, space);
+    TableReader reader(bytes, headers, space, table);
     std::set<std::uint64_t> addresses;
     for (const ElfSegment &segment : headers.segments)
         if (segment.type == PT_DYNAMIC && addresses.insert(segment.address).second)

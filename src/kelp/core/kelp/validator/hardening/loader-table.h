@@ -23,6 +23,6 @@ struct LoaderTable {
 
 /// Of a file with several tables, of which the loader takes one, all of them together. Takes no more time and
 /// memory than a sound file of its size can, whatever the file is.
-LoaderTable readLoaderTable(std::string_view file, const ProgramHeaders &headers);
+LoaderTable readLoaderTable(const MappedFile &file, const ProgramHeaders &headers);
 
 } // namespace Validator

@@ -99,7 +99,7 @@ constexpr std::size_t mostTexts = 0x10000;
 
 /// What one walk may read: the sections of a sound file do not overlap.
 struct Budget {
-    explicit Budget(std::string_view file) : entries(file.size()), text(file.size()) {}
+    explicit Budget(std::size_t fileSize) : entries(fileSize), text(fileSize) {}
 
     std::size_t entries;
     std::size_t text;
@@ -151,8 +151,9 @@ private:
 /// The strings of one string table.
 class Names {
 public:
-    Names(std::string_view file, std::string_view table, Budget &budget, ReadNames &read) :
-        place_(table.empty() ? 0 : static_cast<std::size_t>(table.data() - file.data())),
+    Names(const MappedFile &file, std::string_view table, Budget &budget, ReadNames &read) :
+        passage_(file),
+        place_(table.empty() ? 0 : static_cast<std::size_t>(table.data() - file.bytes().data())),
         table_(table),
         budget_(budget),
         read_(read) {}
@@ -166,7 +167,7 @@ public:
         // The search for the end is within the budget as well: a million names without one would each run
         // through the whole table.
         const std::string_view rest = table_.substr(offset, budget_.text + 1);
-        const std::size_t end = rest.find('\0');
+        const std::size_t end = passage_.find(rest, '\0');
         const bool isRead = budget_.take(budget_.text, std::min(end, rest.size()));
         if (end == std::string_view::npos || !isRead)
             return {};
@@ -183,6 +184,7 @@ private:
         return size < rest.size() ? rest.substr(0, size) : std::string_view();
     }
 
+    Passage passage_;
     std::size_t place_; ///< Of the table in the file.
     std::string_view table_;
     Budget &budget_;
@@ -218,15 +220,17 @@ void walkSections(std::string_view file, Elf *elf, const EntryKind &kind, Budget
 /// Calls `visit(entry bytes, names of the section)` for each entry until it answers true. Returns whether the
 /// file went over its budget.
 template<class Visit>
-bool walk(std::string_view file, Elf *elf, const EntryKind &kind, const Visit &visit) {
-    Budget budget(file);
-    ReadNames read(file.size());
-    walkSections(file, elf, kind, budget, [&](const GElf_Shdr &header, std::string_view content) {
-        const Names names(file, contentOf(file, elf, header.sh_link).value_or(""sv), budget, read);
+bool walk(const MappedFile &file, Elf *elf, const EntryKind &kind, const Visit &visit) {
+    const std::string_view bytes = file.bytes();
+    Budget budget(bytes.size());
+    ReadNames read(bytes.size());
+    walkSections(bytes, elf, kind, budget, [&](const GElf_Shdr &header, std::string_view content) {
+        const Names names(file, contentOf(bytes, elf, header.sh_link).value_or(""sv), budget, read);
         // By the size that the section gives, which may be more than the part that is read.
         for (; content.size() >= header.sh_entsize; content.remove_prefix(header.sh_entsize)) {
             if (visit(content, names) || budget.isExceeded)
                 return true;
+            file.passed(header.sh_entsize);
         }
         return false;
     });
@@ -238,7 +242,7 @@ bool claimsTooMuch(std::string_view file, Elf *elf) {
     // Known before any walk: a section as large as the file, in front of the others, would use up what may be
     // read and hide the libraries behind it. Sections count whatever the size of their entries.
     for (const EntryKind &kind : {EntryKind{{SHT_SYMTAB, SHT_DYNSYM}, 1}, EntryKind{{SHT_DYNAMIC}, 1}}) {
-        Budget budget(file);
+        Budget budget(file.size());
         walkSections(file, elf, kind, budget, [](const GElf_Shdr &, std::string_view) { return false; });
         if (budget.isExceeded)
             return true;
@@ -267,7 +271,7 @@ bool hasText(std::uint64_t tag) {
 }
 
 template<class Symbol>
-bool walkSymbols(std::string_view file, Elf *elf, const std::function<bool(const ElfSymbol &)> &visit) {
+bool walkSymbols(const MappedFile &file, Elf *elf, const std::function<bool(const ElfSymbol &)> &visit) {
     return walk(file, elf, {{SHT_SYMTAB, SHT_DYNSYM}, sizeof(Symbol)},
                 [&](std::string_view raw, const Names &names) {
                     return visit({names.at(translated<Symbol>(elf, raw, ELF_T_SYM).st_name)});
@@ -275,7 +279,7 @@ bool walkSymbols(std::string_view file, Elf *elf, const std::function<bool(const
 }
 
 template<class Dynamic>
-bool walkDynamic(std::string_view file, Elf *elf,
+bool walkDynamic(const MappedFile &file, Elf *elf,
                  const std::function<bool(const ElfDynamicSection &)> &visit) {
     return walk(file, elf, {{SHT_DYNAMIC}, sizeof(Dynamic)}, [&](std::string_view raw, const Names &names) {
         const auto entry = translated<Dynamic>(elf, raw, ELF_T_DYN);
@@ -325,7 +329,7 @@ bool ElfReader::isValid() const {
 void ElfReader::forEachSymbol(const std::function<bool(const ElfSymbol &)> &visit) const {
     // A file that is over its budget is not read any more: it is refused, whatever else it holds.
     const auto walkAll = elfClass_ == ElfClass::Bits32 ? walkSymbols<Elf32_Sym> : walkSymbols<Elf64_Sym>;
-    isOverBudget_ = isOverBudget_ || walkAll(file_->bytes(), elf_.get(), visit);
+    isOverBudget_ = isOverBudget_ || walkAll(*file_, elf_.get(), visit);
 }
 
 void ElfReader::forEachDynamicEntry(const std::function<bool(const ElfDynamicSection &)> &visit) const {
@@ -335,7 +339,7 @@ void ElfReader::forEachDynamicEntry(const std::function<bool(const ElfDynamicSec
         texts += hasText(entry.tag) ? 1U : 0U;
         return texts > mostTexts || visit(entry);
     };
-    isOverBudget_ = isOverBudget_ || walkAll(file_->bytes(), elf_.get(), visitFew) || texts > mostTexts;
+    isOverBudget_ = isOverBudget_ || walkAll(*file_, elf_.get(), visitFew) || texts > mostTexts;
 }
 
 std::string_view ElfReader::rodata() const {

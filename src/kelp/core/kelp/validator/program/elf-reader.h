@@ -9,8 +9,6 @@ struct Elf;
 
 namespace Validator {
 
-class MappedFile;
-
 /// Reads ELF files (elf(5)) of either word size and byte order, whatever the machine's own are.
 ///
 /// Nothing in the file is trusted, and reading fails for lack of memory alone, which is raised. Section
@@ -34,6 +32,7 @@ public:
     void forEachSymbol(const std::function<bool(const ElfSymbol &)> &visit) const override;
     void forEachDynamicEntry(const std::function<bool(const ElfDynamicSection &)> &visit) const override;
     std::string_view rodata() const override;
+    Passage passage() const override { return Passage(*file_); }
 
 private:
     struct Release {

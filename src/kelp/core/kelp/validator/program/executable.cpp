@@ -158,14 +158,15 @@ void Executable::checkElfTabs() const {
 
 void Executable::scanEmbeddedImports() const {
     // Each as soon as it is found: data of nothing but imports would else be kept as a whole.
-    Validator::scanEmbeddedImports(reader_->rodata(), [this](const QmlImport &embedded) {
+    const auto judge = [this](const QmlImport &embedded) {
         const std::string import = std::string(embedded.module) + ' ' + std::string(embedded.version);
         if (import == vitrineImport)
             logger_->setFlag(ValidatorFlag::ImportsVitrine, true);
         // A note and no more: text that looks like an import may be a message or a template.
         if (!config_->allowedQmlImports().contains(import))
             logger_->log(QmlRule::EmbeddedImport, {import});
-    });
+    };
+    Validator::scanEmbeddedImports(reader_->rodata(), judge, reader_->passage());
 }
 
 void Executable::finish() {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "kelp/core/kelp/validator/framework/passage.h"
+
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -56,6 +58,9 @@ public:
     /// The bytes of the section ".rodata" as they lie in the file, compressed ones too. Empty when there is
     /// none. The view lives as long as the reader.
     virtual std::string_view rodata() const = 0;
+
+    /// Through the bytes of the file, for whoever reads that section.
+    virtual Passage passage() const = 0;
 };
 
 } // namespace Validator

@@ -3,7 +3,7 @@
 #include "kelp/core/kelp/validator/configuration/pattern-set.h"
 #include "kelp/core/kelp/validator/framework/content-findings.h"
 #include "kelp/core/kelp/validator/framework/file-status.h"
-#include "kelp/core/kelp/validator/framework/mapped-file.h"
+#include "kelp/core/kelp/validator/framework/passage.h"
 #include "kelp/core/kelp/validator/framework/text.h"
 #include "kelp/core/kelp/validator/program/elf-reader.h"
 #include "kelp/core/kelp/validator/program/program-findings.h"
@@ -20,18 +20,8 @@ constexpr std::string_view hardcodedPath = "/home/defaultuser";
 /// To search a smaller file again takes less time than to find the answer.
 constexpr std::size_t remembered = 0x10000;
 
-/// Piece by piece: all of a file of three gigabytes would be in memory at the end.
 bool isHardcodedIn(const MappedFile &file) {
-    constexpr std::size_t piece = std::size_t(4) << 20;
-    const std::string_view bytes = file.bytes();
-    for (std::size_t at = 0; at < bytes.size(); at += piece) {
-        // With the beginning of the next one, where a match may end.
-        if (bytes.substr(at, piece + hardcodedPath.size() - 1).find(hardcodedPath) != std::string_view::npos)
-            return true;
-        if (bytes.size() > piece)
-            file.letGo(at);
-    }
-    return false;
+    return Passage(file).find(file.bytes(), hardcodedPath) != std::string_view::npos;
 }
 
 /// A file whose location is judged.

@@ -75,7 +75,8 @@ QmlImports::Imports QmlImports::scan() {
     Imports found;
     // Each import as soon as it is found: a file of nothing but imports would else be kept as a whole.
     if (const auto file = MappedFile::open(realPath_))
-        scanQmlImports(file->bytes(), [&](const QmlImport &import) { take(textOf(import), found); });
+        scanQmlImports(
+            file->bytes(), [&](const QmlImport &import) { take(textOf(import), found); }, Passage(*file));
     return found;
 }
 

@@ -22,8 +22,8 @@ bool isVersionCharacter(char c) {
 }
 
 /// Takes everything up to and including the end mark, or all when there is none.
-std::string_view takeThrough(std::string_view &text, char end, std::size_t from) {
-    const std::size_t at = text.find(end, from);
+std::string_view takeThrough(std::string_view &text, char end, std::size_t from, Passage passage) {
+    const std::size_t at = passage.find(text, end, from);
     const std::string_view taken = text.substr(0, at == std::string_view::npos ? at : at + 1);
     text.remove_prefix(taken.size());
     return taken;
@@ -37,22 +37,22 @@ bool takeKeyword(std::string_view &line) {
     return true;
 }
 
-std::string_view takeModule(std::string_view &line) {
+std::string_view takeModule(std::string_view &line, Passage passage) {
     if (!line.starts_with('"'))
-        return takeLeading(line, isModuleCharacter);
-    return line.size() == 1 ? std::string_view() : takeThrough(line, '"', 1);
+        return passage.takeLeading(line, isModuleCharacter);
+    return line.size() == 1 ? std::string_view() : takeThrough(line, '"', 1, passage);
 }
 
-void scanLine(std::string_view line, const std::function<void(const QmlImport &)> &visit) {
+void scanLine(std::string_view line, const std::function<void(const QmlImport &)> &visit, Passage passage) {
     while (!line.empty()) {
-        takeLeading(line, isSeparator);
+        passage.takeLeading(line, isSeparator);
         if (!takeKeyword(line))
             return;
-        takeLeading(line, isSpace);
+        passage.takeLeading(line, isSpace);
         QmlImport import;
-        import.module = takeModule(line);
-        takeLeading(line, isSpace);
-        import.version = takeLeading(line, isVersionCharacter);
+        import.module = takeModule(line, passage);
+        passage.takeLeading(line, isSpace);
+        import.version = passage.takeLeading(line, isVersionCharacter);
         if (import.module.empty())
             return;
         visit(import);
@@ -60,37 +60,41 @@ void scanLine(std::string_view line, const std::function<void(const QmlImport &)
 }
 
 /// Takes white space and the word behind it.
-std::string_view takeWord(std::string_view &text) {
-    takeLeading(text, isSpace);
-    return takeLeading(text, [](char c) { return !isSpace(c); });
+std::string_view takeWord(std::string_view &text, Passage passage) {
+    passage.takeLeading(text, isSpace);
+    return passage.takeLeading(text, [](char c) { return !isSpace(c); });
 }
 
 } // namespace
 
-void scanQmlImports(std::string_view text, const std::function<void(const QmlImport &)> &visit) {
+void scanQmlImports(std::string_view text, const std::function<void(const QmlImport &)> &visit,
+                    Passage passage) {
     for (bool inHead = true; inHead && !text.empty();) {
-        const std::string_view line = takeThrough(text, '\n', 0);
+        std::string_view line = takeThrough(text, '\n', 0, passage);
         // The line itself is looked at still: an import may stand in front of the brace.
-        inHead = line.find('{') == std::string_view::npos;
-        scanLine(line.substr(0, line.find('\n')), visit);
+        inHead = passage.find(line, '{') == std::string_view::npos;
+        if (line.ends_with('\n'))
+            line.remove_suffix(1);
+        scanLine(line, visit, passage);
     }
 }
 
-void scanEmbeddedImports(std::string_view data, const std::function<void(const QmlImport &)> &visit) {
+void scanEmbeddedImports(std::string_view data, const std::function<void(const QmlImport &)> &visit,
+                         Passage passage) {
     // All occurrences within one word give the same statement, and the search goes on behind the word: a
     // million "import" in a row would else have the words behind them read a million times.
     std::size_t lineEnd = 0;
     std::size_t wordEnd = 0;
-    for (std::size_t at = 0; (at = data.find(keyword, at)) != std::string_view::npos; at = wordEnd) {
+    for (std::size_t at = 0; (at = passage.find(data, keyword, at)) != std::string_view::npos; at = wordEnd) {
         if (at >= lineEnd)
-            lineEnd = data.find('\n', at);
+            lineEnd = passage.find(data, '\n', at);
         if (lineEnd == std::string_view::npos)
             return;
         std::string_view statement = data.substr(at, lineEnd - at);
-        wordEnd = at + takeWord(statement).size();
+        wordEnd = at + takeWord(statement, passage).size();
         QmlImport import;
-        import.module = takeWord(statement);
-        import.version = takeWord(statement);
+        import.module = takeWord(statement, passage);
+        import.version = takeWord(statement, passage);
         if (isPlainVersion(import.version))
             visit(import);
     }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "kelp/core/kelp/validator/framework/passage.h"
+
 #include <functional>
 #include <string_view>
 
@@ -17,14 +19,16 @@ struct QmlImport {
 /// statements that stand at its beginning, separated by white space or ";".
 ///
 /// Calls `visit` for each, in order, with repetitions. Takes time in proportion to the text and no memory.
-void scanQmlImports(std::string_view text, const std::function<void(const QmlImport &)> &visit);
+void scanQmlImports(std::string_view text, const std::function<void(const QmlImport &)> &visit,
+                    Passage passage);
 
 /// Finds the imports in the read-only data of a binary, where QML that was compiled in shows up as text. Each
 /// "import", also one within a word, begins a statement that ends with the next line feed; of its words the
 /// second is the module and the third the version. Statements whose version is not plain are left out.
 ///
 /// Calls `visit` for each, in order, with repetitions. Takes time in proportion to the data and no memory.
-void scanEmbeddedImports(std::string_view data, const std::function<void(const QmlImport &)> &visit);
+void scanEmbeddedImports(std::string_view data, const std::function<void(const QmlImport &)> &visit,
+                         Passage passage);
 
 /// Whether the word is two runs of decimal digits around one full stop: "1.0", not ".5", "1." or "1.2.3".
 bool isPlainVersion(std::string_view word);
