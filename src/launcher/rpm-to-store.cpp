@@ -16,10 +16,9 @@
 
 #include "platform/package-signatures/database.h"
 
-#include <set>
-
 #include <exception>
 #include <optional>
+#include <set>
 
 namespace Launcher {
 
@@ -27,6 +26,7 @@ namespace {
 
 using Common::LogLevel;
 using Common::LogStream;
+using Core::KELP::PackageInformation;
 using Core::TrustedSources::reservedSource;
 
 void logClientFailure(const std::string &id, const std::exception &error) {
@@ -122,7 +122,7 @@ private:
     }
 
     void bindRemainingPackages() {
-        for (const Core::KELP::PackageInformation &package : store_.packages()) {
+        for (const PackageInformation &package : store_.packages()) {
             const auto id = package.find("general.id");
             if (id == package.end()) {
                 LogStream(LogLevel::Warning) << "Couldn't retrieve ID of installed package";
@@ -173,27 +173,48 @@ private:
     std::exception_ptr failure_;
 };
 
-/// Nobody looks at a migration again once its stamp is there.
-void catchUp(const Core::KELP::PackageInformation &package, Core::KELP::FSDatabase &store,
-             const std::optional<SharedFiles> &shared) {
-    if (shared) {
-        const auto installed = store.packages();
-        store.requireCompleteLook();
-        Core::KELP::SKID::Patterns::migrateLate(package, installed, shared->inRpm());
+/// Nobody looks at a migration again once its stamp is there: who arrives later gets here what it would have
+/// done.
+class LateArrivals {
+public:
+    LateArrivals(const Core::Configuration &configuration, Core::KELP::FSDatabase &store) : store_(store) {
+        if (isDone(Core::KELP::organisationsToSkidStamp))
+            shared_.emplace(configuration);
     }
-    if (isDone(Core::KELP::integrityConfigurationStamp))
-        Core::KELP::migrateIntegrityFile(package);
-}
+
+    Core::KELP::TakeOver::ArrivalFailures operator()(const std::vector<PackageInformation> &arrived) const {
+        Core::KELP::TakeOver::ArrivalFailures failures;
+        for (const PackageInformation &package : arrived) {
+            try {
+                catchUp(package);
+            } catch (const std::exception &) {
+                failures.emplace(package.at("general.id"), std::current_exception());
+            }
+        }
+        return failures;
+    }
+
+private:
+    void catchUp(const PackageInformation &package) const {
+        if (shared_) {
+            const auto installed = store_.packages();
+            store_.requireCompleteLook();
+            Core::KELP::SKID::Patterns::migrateLate(package, installed, shared_->inRpm());
+        }
+        if (isDone(Core::KELP::integrityConfigurationStamp))
+            Core::KELP::migrateIntegrityFile(package);
+    }
+
+    Core::KELP::FSDatabase &store_;
+    std::optional<SharedFiles> shared_;
+};
 
 } // namespace
 
 void migrateRpmToStore(Core::Configuration &configuration) {
     Core::KELP::FSDatabase store(configuration, Core::KELP::DatabasePathResolver::instance());
     Core::TrustedSources::SQLiteDatabase sources(configuration);
-    std::optional<SharedFiles> shared;
-    if (isDone(Core::KELP::organisationsToSkidStamp))
-        shared.emplace(configuration);
-    store.onArrival([&](const Core::KELP::PackageInformation &package) { catchUp(package, store, shared); });
+    store.onArrival(LateArrivals(configuration, store));
     store.migrateRpmPackages();
     Bindings(store, sources).run();
     store.requireCompleteLook();

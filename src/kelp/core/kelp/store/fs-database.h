@@ -5,6 +5,7 @@
 #include "kelp/core/kelp/package/package-information.h"
 #include "kelp/core/kelp/package/store-entry.h"
 #include "kelp/core/kelp/take-over/take-over-store.h"
+#include "kelp/core/kelp/take-over/take-over.h"
 
 #include <exception>
 #include <functional>
@@ -53,9 +54,10 @@ public:
     bool isRecorded(const std::string &id, const std::vector<std::string> &files,
                     const std::vector<std::string> &directories) override;
 
-    /// `arrival` is called for each package that migrateRpmPackages() has brought to the store, before that
-    /// forgets it: what it raises has the next migration call it again.
-    void onArrival(std::function<void(const PackageInformation &)> arrival) { arrival_ = std::move(arrival); }
+    /// `arrival` is called with the packages that migrateRpmPackages() has brought to the store, group by
+    /// group and before it forgets them. For those that it returns failures of, the next migration calls it
+    /// again.
+    void onArrival(TakeOver::Arrival arrival) { arrival_ = std::move(arrival); }
 
     /// Raises the first failure that kept an application from arriving at the last migrateRpmPackages(),
     /// which itself goes on with the others.
@@ -122,7 +124,7 @@ private:
 
     const IConfiguration *configuration_;
     const IDatabasePathResolver *pathResolver_;
-    std::function<void(const PackageInformation &)> arrival_;
+    TakeOver::Arrival arrival_;
     std::exception_ptr migrationFailure_;
     std::exception_ptr lookFailure_;
 };

@@ -263,6 +263,7 @@ void TakeOver::carryOut(Group &group) {
     flush(group, places);
     forget(group);
     forEach(group, [&](const Moving &package) { clear(package.entry); });
+    arrive(group);
     conclude();
 }
 
@@ -337,10 +338,20 @@ void TakeOver::clear(const JournalEntry &entry) {
     clearDirectories(entry);
     LogStream(LogLevel::Info) << "Package " << entry.id << " successfully migrated from RPM to KELP";
     noteInstallation(entry);
-    // Last, with the package in its place: what it raises keeps the entry, and all of this is gone through
-    // again.
-    if (*arrival_)
-        (*arrival_)(store_->packageInfo(entry.id));
+}
+
+/// Last, with the packages in their places. One for which it fails stays in the journal, and the next start
+/// goes through all of this again.
+void TakeOver::arrive(Group &group) {
+    if (!*arrival_ || group.empty())
+        return;
+    std::vector<PackageInformation> arrived;
+    forEach(group, [&](const Moving &package) { arrived.push_back(store_->packageInfo(package.entry.id)); });
+    const ArrivalFailures failures = (*arrival_)(arrived);
+    forEach(group, [&](const Moving &package) {
+        if (const auto failure = failures.find(package.entry.id); failure != failures.end())
+            std::rethrow_exception(failure->second);
+    });
 }
 
 /// Files at which nothing is published: documents, and what no mapping knows. Returns those that are gone,

@@ -45,10 +45,12 @@ class TargetExchange;
 /// - A package whose lists stand is whole in the store, and is not taken back any more.
 class TakeOver {
 public:
-    using Arrival = std::function<void(const PackageInformation &)>;
+    /// What kept packages from arriving, by id.
+    using ArrivalFailures = std::map<std::string, std::exception_ptr>;
+    using Arrival = std::function<ArrivalFailures(const std::vector<PackageInformation> &)>;
 
-    /// All arguments must outlive the object. `arrival` is called for each package that has come to the
-    /// store, before the journal forgets it; what it raises keeps the package in the journal.
+    /// All arguments must outlive the object. `arrival` is called at the end of each group, for those of it
+    /// that have come to the store, before the journal forgets them; it keeps those for which that failed.
     TakeOver(Common::Rpm::Transaction &rpm, TakeOverStore &store, const IDatabasePathResolver &pathResolver,
              const IConfiguration &configuration, const StagingArea &area, const Arrival &arrival);
 
@@ -103,6 +105,7 @@ private:
     void flush(Group &group, const std::set<std::filesystem::path> &places);
     void forget(Group &group);
     void clear(const JournalEntry &entry);
+    void arrive(Group &group);
     std::set<std::string> clearFiles(const JournalEntry &entry);
     void clearDirectories(const JournalEntry &entry) const;
     void abandon(const Moving &package, const std::exception &error);
