@@ -2,7 +2,6 @@
 // it is cut into pieces.
 
 #include "platform/managed-configuration/cpf-validator.h"
-#include "platform/managed-configuration/json-object-check.h"
 #include "support/fuzz-file.h"
 
 #include <boost/json/parse.hpp>

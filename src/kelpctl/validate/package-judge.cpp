@@ -13,7 +13,6 @@
 #include "kelp/core/common/files/file-descriptor.h"
 #include "kelp/core/common/rpm/digest.h"
 #include "kelp/core/common/rpm/initialise.h"
-#include "kelp/core/common/rpm/payload-digest.h"
 #include "kelp/core/common/rpm/tags.h"
 #include "kelp/core/kelp/incoming/judge.h"
 #include "kelp/core/kelp/incoming/rpm-package.h"

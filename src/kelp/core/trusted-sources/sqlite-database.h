@@ -2,6 +2,7 @@
 
 #include "kelp/core/trusted-sources/i-database.h"
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 

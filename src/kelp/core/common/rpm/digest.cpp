@@ -2,15 +2,23 @@
 
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/files/file-descriptor.h"
-
-#include <rpm/rpmcrypto.h>
+#include "kelp/core/common/rpm/tag-data.h"
 
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <rpm/header.h>
+#include <rpm/rpmcrypto.h>
+#include <rpm/rpmtag.h>
+#include <rpm/rpmtd.h>
+
 #include <array>
 #include <cerrno>
 #include <cstdlib>
+#include <fstream>
+#include <memory>
+#include <optional>
+#include <vector>
 
 namespace Common::Rpm {
 
@@ -57,6 +65,79 @@ std::string sha256Beneath(int directory, const std::string &path, const std::str
     if (file.get() < 0)
         throw Error(ErrorCode::Filesystem, "Couldn't read file: " + name, errno);
     return sha256Of(file.get(), name);
+}
+
+namespace {
+
+constexpr std::streamoff leadSize = 96;
+constexpr std::size_t introSize = 16; ///< Of a header: magic, number of entries, size of the data.
+constexpr std::size_t readSize = 0x40000;
+
+/// The first text or number of a tag, or all its bytes in hexadecimal digits; empty when it is not there.
+std::string textOf(const Reader &reader, rpmTagVal tag) {
+    const TagData data = makeTagData();
+    if (headerGet(reader.header(), tag, data.get(), HEADERGET_MINMEM) == 0)
+        return {};
+    const std::unique_ptr<char, decltype(&std::free)> text(
+        rpmtdFormat(data.get(), RPMTD_FORMAT_STRING, nullptr), std::free);
+    return text ? text.get() : "";
+}
+
+std::uint32_t numberAt(const std::array<char, introSize> &bytes, std::size_t offset) {
+    std::uint32_t number = 0;
+    for (std::size_t i = offset; i < offset + 4; ++i)
+        number = number << 8 | static_cast<unsigned char>(bytes[i]);
+    return number;
+}
+
+/// The size of the header that begins here.
+std::streamoff headerSize(std::istream &file) {
+    std::array<char, introSize> intro{};
+    file.read(intro.data(), intro.size());
+    return static_cast<std::streamoff>(introSize) + 16 * std::streamoff(numberAt(intro, 8)) +
+           numberAt(intro, 12);
+}
+
+/// Moves behind the signatures, and behind the header if that is not covered.
+void seekCovered(std::istream &file, bool coversHeader) {
+    file.seekg(leadSize);
+    // Sizes that lie lead to other bytes, or behind the end, where there are none: no digest fits those.
+    const std::streamoff signatures = headerSize(file);
+    // Only the signatures are filled up to a multiple of eight.
+    const std::streamoff header = leadSize + (signatures + 7) / 8 * 8;
+    file.seekg(header);
+    if (!coversHeader)
+        file.seekg(header + headerSize(file));
+}
+
+std::string digestOf(std::istream &rest, int algorithm) {
+    // None for an algorithm that librpm does not know, and the package is not right.
+    Digest digest(algorithm);
+    std::vector<char> chunk(readSize);
+    while (rest.read(chunk.data(), static_cast<std::streamsize>(chunk.size())) || rest.gcount() > 0)
+        digest.update({chunk.data(), static_cast<std::size_t>(rest.gcount())});
+    return digest.finish();
+}
+
+} // namespace
+
+PayloadDigest::PayloadDigest(std::filesystem::path package, const Reader &header) :
+    package_(std::move(package)), expected_(textOf(header, RPMTAG_PAYLOADDIGEST)) {
+    // Packages of old have one over header and payload together, in MD5.
+    coversHeader_ = expected_.empty();
+    if (coversHeader_)
+        expected_ = textOf(header, RPMTAG_SIGMD5);
+    algorithm_ = coversHeader_ ? RPM_HASH_MD5 : std::atoi(textOf(header, RPMTAG_PAYLOADDIGESTALGO).c_str());
+}
+
+bool PayloadDigest::isRight() const {
+    if (expected_.empty())
+        return true;
+    std::ifstream file(package_, std::ios::binary);
+    if (!file)
+        throw Error(ErrorCode::FileNotFound, "Couldn't open rpm package");
+    seekCovered(file, coversHeader_);
+    return digestOf(file, algorithm_) == expected_;
 }
 
 } // namespace Common::Rpm

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "kelp/core/common/rpm/reader.h"
+
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -39,5 +42,23 @@ std::string sha256Of(int file, const std::string &name);
 /// The same of a file below an open directory, by a relative path on which no link is followed. A
 /// pipe is not waited for.
 std::string sha256Beneath(int directory, const std::string &path, const std::string &name);
+
+/// What a package says of the bytes of its payload, which librpm does not check when it reads a package.
+class PayloadDigest {
+public:
+    /// Reads the header; the payload is not touched.
+    PayloadDigest(std::filesystem::path package, const Reader &header);
+
+    /// Reads the payload and holds it against its digest, or, in packages of old, header and payload against
+    /// theirs. True for a package that has none. Raises ErrorCode::FileNotFound "Couldn't open rpm package".
+    /// Needs nothing but the file, so that it may run in a thread of its own.
+    bool isRight() const;
+
+private:
+    std::filesystem::path package_;
+    std::string expected_; ///< In hexadecimal digits; empty for none.
+    int algorithm_ = 0;    ///< As rpm numbers them.
+    bool coversHeader_ = false;
+};
 
 } // namespace Common::Rpm

@@ -3,7 +3,7 @@
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/common/files/filesystem.h"
-#include "kelp/core/common/rpm/payload-digest.h"
+#include "kelp/core/common/rpm/digest.h"
 
 #include "platform/package-signatures/database.h"
 

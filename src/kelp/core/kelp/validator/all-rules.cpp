@@ -3,7 +3,7 @@
 #include "kelp/core/kelp/validator/configuration/config.h"
 #include "kelp/core/kelp/validator/configuration/pattern-set.h"
 #include "kelp/core/kelp/validator/data/data-findings.h"
-#include "kelp/core/kelp/validator/desktop/desktop-rules.h"
+#include "kelp/core/kelp/validator/desktop/desktop-vocabulary.h"
 #include "kelp/core/kelp/validator/hardening/hardening-findings.h"
 #include "kelp/core/kelp/validator/header/header-findings.h"
 #include "kelp/core/kelp/validator/program/library-places.h"

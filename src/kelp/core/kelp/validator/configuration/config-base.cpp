@@ -1,8 +1,43 @@
 #include "kelp/core/kelp/validator/configuration/config-base.h"
 
+#include "kelp/core/common/places.h"
 #include "kelp/core/kelp/validator/configuration/profile-rows.h"
 
+#include <boost/property_tree/ini_parser.hpp>
+#include <boost/property_tree/ptree.hpp>
+
+#include <iostream>
+#include <string_view>
+
 namespace Configuration {
+
+namespace {
+
+/// Whatever is wrong with the file, errors go on to fail packages: to break it must not let them in.
+constexpr std::string_view fallback = "Using default value for validation enabled: true\n";
+
+bool readValidationEnabled() {
+    try {
+        boost::property_tree::ptree tree;
+        boost::property_tree::read_ini(
+            Common::belowRoot("var/lib/developer-moded/developer-moded.conf").string(), tree);
+        // A text that is no truth value raises, and ends below like a file that is absent or malformed.
+        if (const auto value = tree.get_child_optional("developermode.validationEnabled"))
+            return value->get_value<bool>();
+        // Where the report goes as well, so that who reads a verdict sees by which mode it was given.
+        std::cerr << "Config parameter 'developermode.validationEnabled' in developer-moded.conf not found. "
+                  << fallback;
+    } catch (const std::exception &error) {
+        std::cerr << "Error reading developer-moded.conf: " << error.what() << ". " << fallback;
+    }
+    return true;
+}
+
+} // namespace
+
+DeveloperMode DeveloperMode::ofMachine() {
+    return {readValidationEnabled()};
+}
 
 ConfigBase::ConfigBase(const DeveloperMode &mode) :
     validationEnabled(mode.validationEnabled),

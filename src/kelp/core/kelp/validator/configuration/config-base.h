@@ -1,6 +1,5 @@
 #pragma once
 
-#include "kelp/core/kelp/validator/configuration/developer-mode.h"
 #include "kelp/core/kelp/validator/configuration/pattern-set.h"
 
 #include <cstdint>
@@ -8,6 +7,15 @@
 #include <vector>
 
 namespace Configuration {
+
+/// Whether errors fail a package.
+struct DeveloperMode {
+    /// Reads var/lib/developer-moded/developer-moded.conf below the root prefix, an ini file with the key
+    /// "developermode.validationEnabled"; says so on standard error when it takes the default, true.
+    static DeveloperMode ofMachine();
+
+    bool validationEnabled = true;
+};
 
 /// What a package of one kind may do. A derived class only ever adds to what its base has built.
 class ConfigBase {

@@ -2,7 +2,6 @@
 
 #include "kelp/core/kelp/desktop-file/desktop-file.h"
 #include "kelp/core/kelp/validator/desktop/desktop-findings.h"
-#include "kelp/core/kelp/validator/desktop/desktop-rules.h"
 #include "kelp/core/kelp/validator/desktop/desktop-vocabulary.h"
 
 #include <boost/algorithm/string/classification.hpp>

@@ -3,7 +3,6 @@
 #include "kelp/core/kelp/desktop-file/desktop-file.h"
 #include "kelp/core/kelp/validator/desktop/desktop-checks.h"
 #include "kelp/core/kelp/validator/desktop/desktop-findings.h"
-#include "kelp/core/kelp/validator/desktop/desktop-rules.h"
 #include "kelp/core/kelp/validator/desktop/desktop-vocabulary.h"
 
 namespace Validator {

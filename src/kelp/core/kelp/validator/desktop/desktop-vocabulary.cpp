@@ -4,6 +4,15 @@
 
 namespace Validator {
 
+void appendDesktopRules(Rules &rules, const Config &config) {
+    appendGroupRules(rules);
+    appendLaunchRules(rules, config);
+    appendSandboxRules(rules, config);
+    appendTaskRules(rules);
+    appendAttestationRules(rules);
+    appendCapabilityRules(rules);
+}
+
 const std::array<std::string, 3> sandboxSections = {"X-Application", "X-Fencebox", "Fencebox"};
 
 /// As ManifestEntry chooses it for names and permissions: to judge another one than it reads would let

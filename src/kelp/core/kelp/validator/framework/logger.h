@@ -1,7 +1,6 @@
 #pragma once
 
 #include "kelp/core/kelp/validator/framework/message.h"
-#include "kelp/core/kelp/validator/framework/text-set.h"
 
 #include <cstdint>
 #include <functional>
@@ -12,8 +11,24 @@
 #include <string_view>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 namespace Validator {
+
+/// The texts that were seen, by their digests: a million of them take sixteen megabytes, whatever their size.
+class TextSet {
+public:
+    /// Whether the text is a new one. Of more than three million the set forgets all, so that it takes no
+    /// more than 48 megabytes, and may take a text for new again.
+    bool insert(std::uint32_t kind, std::string_view text);
+
+private:
+    bool place(std::uint64_t digest);
+    void grow();
+
+    std::vector<std::uint64_t> slots_; ///< 0 for an empty one.
+    std::size_t count_ = 0;
+};
 
 class Config;
 

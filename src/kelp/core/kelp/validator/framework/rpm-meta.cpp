@@ -1,12 +1,146 @@
 #include "kelp/core/kelp/validator/framework/rpm-meta.h"
 
 #include "kelp/core/common/rpm/reader.h"
+#include "kelp/core/common/rpm/tags.h"
+
+#include <rpm/header.h>
+#include <rpm/rpmfi.h>
+#include <rpm/rpmfiles.h>
+#include <rpm/rpmtag.h>
+#include <rpm/rpmtd.h>
 
 #include <algorithm>
+#include <span>
 #include <unordered_set>
 #include <utility>
 
 namespace Validator {
+
+namespace {
+
+using Common::Rpm::Reader;
+namespace Tag = Common::Rpm::Tag;
+
+/// The programs count by themselves: "%post -p PROGRAM" leaves no script, and rpm runs the program.
+constexpr std::int32_t scriptTags[] = {
+    Tag::PreInstall,           Tag::PreUninstall,          Tag::PostInstall,
+    Tag::PostUninstall,        Tag::PreTransaction,        Tag::PostTransaction,
+    Tag::PreInstallProgram,    Tag::PreUninstallProgram,   Tag::PostInstallProgram,
+    Tag::PostUninstallProgram, Tag::PreTransactionProgram, Tag::PostTransactionProgram,
+};
+
+/// What runs as root too, when this package or another comes or goes, or is verified. By numbers, as librpm
+/// has no names yet for the last six, which it would keep in its database all the same.
+constexpr std::int32_t otherScriptTags[] = {
+    Tag::TriggerScripts,
+    Tag::TriggerName,
+    Tag::TriggerProgram,
+    Tag::VerifyScript,
+    Tag::VerifyScriptProgram,
+    Tag::FileTriggerScripts,
+    Tag::FileTriggerProgram,
+    Tag::FileTriggerName,
+    Tag::TransactionFileTriggerScripts,
+    Tag::TransactionFileTriggerProgram,
+    Tag::TransactionFileTriggerName,
+    Tag::PreUninstallTransaction,
+    Tag::PostUninstallTransaction,
+    Tag::PreUninstallTransactionProgram,
+    Tag::PostUninstallTransactionProgram,
+    Tag::PreUninstallTransactionFlags,
+    Tag::PostUninstallTransactionFlags,
+};
+
+/// What a dependency on rpm itself, on the loader or on a file has in it, and one on a package has not.
+/// rpmbuild adds the like of these by itself, so that no maker may have chosen them.
+constexpr std::string_view marksOfNoPackage[] = {"rpmlib", "rtld", "/"};
+
+/// Asks for the entries and not for their texts: a script of another type, as no packing tool writes it, is
+/// one too.
+bool hasAny(const Reader &reader, std::span<const std::int32_t> tags) {
+    return std::ranges::any_of(tags,
+                               [&](std::int32_t tag) { return headerIsEntry(reader.header(), tag) != 0; });
+}
+
+/// librpm has null for what the header lacks: a file without an owner is then one that is not root's.
+std::string textOf(const char *text) {
+    return text != nullptr ? text : "";
+}
+
+std::vector<FileInfo> filesOf(const Reader &reader) {
+    // Raises for a list that contradicts itself: to judge such a package as one without files would let all
+    // of them pass.
+    const std::unique_ptr<rpmfi_s, decltype(&rpmfiFree)> iterator(
+        rpmfilesIter(reader.fileList().get(), RPMFI_ITER_FWD), rpmfiFree);
+    std::vector<FileInfo> files;
+    // Directories come too, and files that are never in the payload: this is what the package claims to own.
+    while (rpmfiNext(iterator.get()) >= 0)
+        files.push_back({rpmfiFMode(iterator.get()), textOf(rpmfiFN(iterator.get())),
+                         textOf(rpmfiFLink(iterator.get())), textOf(rpmfiFUser(iterator.get())),
+                         textOf(rpmfiFGroup(iterator.get())), textOf(rpmfiFCaps(iterator.get()))});
+    return files;
+}
+
+/// "(a if b)" and the like, which begin with a parenthesis as no name does.
+bool isBoolean(std::string_view dependency) {
+    return dependency.starts_with('(');
+}
+
+bool isOnNoPackage(std::string_view dependency) {
+    return !isBoolean(dependency) && std::ranges::any_of(marksOfNoPackage, [&](std::string_view mark) {
+        return dependency.find(mark) != std::string_view::npos;
+    });
+}
+
+/// The soname of "libz.so.1()(64bit)"; "libz.so.1(ZLIB_1.2)(64bit)" keeps its tag.
+std::string shortened(std::string_view dependency) {
+    // The tag stays: the lists refuse a library by it, as for GLIBC_PRIVATE and Qt_5_PRIVATE_API. Nothing is
+    // cut off a boolean dependency, which would hide what it says.
+    for (const std::string_view ending : {"(64bit)", "()", "(64bit)", "()"})
+        if (!isBoolean(dependency) && dependency.ends_with(ending))
+            dependency.remove_suffix(ending.size());
+    return std::string(dependency);
+}
+
+void freeTagData(rpmtd data) {
+    rpmtdFreeData(data);
+    rpmtdFree(data);
+}
+
+/// The names as they stand in the header: of a boolean dependency all of it, so that nothing of it can hide
+/// behind its first word.
+void readRequirements(const Reader &reader, RpmFacts &facts) {
+    const std::unique_ptr<rpmtd_s, decltype(&freeTagData)> data(rpmtdNew(), freeTagData);
+    // The texts stay in the header, which the reader holds; without the tag there are none.
+    headerGet(reader.header(), Tag::RequireName, data.get(), HEADERGET_MINMEM);
+    while (const char *dependency = rpmtdNextString(data.get())) {
+        if (isOnNoPackage(dependency))
+            facts.uncheckedRequirements.emplace_back(dependency);
+        else
+            facts.requirements.push_back(shortened(dependency));
+    }
+}
+
+} // namespace
+
+RpmFacts readRpmFacts(const Reader &reader) {
+    RpmFacts facts;
+    // What is lacking is empty and not an error here: the checks refuse an empty name, and the list of files
+    // below is what must not be lacking in part.
+    facts.name = reader.tagOr(Tag::Name, "");
+    facts.version = reader.tagOr(Tag::Version, "");
+    facts.release = reader.tagOr(Tag::Release, "");
+    facts.vendor = reader.tagOr(Tag::Vendor, "");
+    facts.architecture = reader.tagOr(Tag::Architecture, "");
+    facts.provides = reader.dependencies(Tag::ProvideName);
+    facts.obsoletes = reader.dependencies(Tag::ObsoleteName);
+    facts.conflicts = reader.dependencies(Tag::ConflictName);
+    facts.hasScripts = hasAny(reader, scriptTags);
+    facts.hasOtherScripts = hasAny(reader, otherScriptTags);
+    facts.files = filesOf(reader);
+    readRequirements(reader, facts);
+    return facts;
+}
 
 /// The views point into `fileNames`, which never changes.
 struct RpmMeta::Record {

@@ -1,5 +1,7 @@
 #include "launcher/migrations.h"
 
+#include "platform/package-signatures/database.h"
+
 #include "kelp/core/common/configuration.h"
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/errors/log-stream.h"
@@ -13,8 +15,6 @@
 #include "kelp/core/kelp/take-over/empty-database.h"
 #include "kelp/core/trusted-sources/source.h"
 #include "kelp/core/trusted-sources/sqlite-database.h"
-
-#include "platform/package-signatures/database.h"
 
 #include <exception>
 #include <optional>
@@ -220,6 +220,30 @@ void migrateRpmToStore(Core::Configuration &configuration) {
     store.requireCompleteLook();
     // What kept one application from arriving keeps the stamp away, and nobody else from being bound.
     store.requireCompleteMigration();
+}
+
+void migrateOrganisationsToSkid(Core::Configuration &configuration) {
+    using Core::KELP::SKID::Patterns;
+    Core::KELP::FSDatabase store(configuration, Core::KELP::DatabasePathResolver::instance());
+    // All is listed before anything moves: what fails up to there has moved nothing.
+    const auto inRpm = Patterns::sharedFilesInRpm(
+        [&] { Core::KELP::requireEmptyDatabaseOf(configuration, Core::KELP::removedByRegistry()); });
+    const auto packages = store.packages();
+    // A package that could not be looked at may have files, or a key's directory, where another's data moves.
+    store.requireCompleteLook();
+    for (const auto &units : Patterns::migrationUnits(packages, inRpm))
+        Patterns::migrate(units);
+    // The stamp is about to say that they are done.
+    Patterns::flushMoves();
+}
+
+void migrateIntegrityConfiguration(Core::Configuration &configuration) {
+    Core::KELP::FSDatabase store(configuration, Core::KELP::DatabasePathResolver::instance());
+    // The first failure ends the walk and keeps the stamp away. The next start begins again with the first
+    // package: the old files stay, so that writing twice does no harm.
+    for (const Core::KELP::PackageInformation &package : store.packages())
+        Core::KELP::migrateIntegrityFile(package);
+    store.requireCompleteLook();
 }
 
 } // namespace Launcher
