@@ -57,6 +57,9 @@ std::string escape(std::string_view text, const Escapes &escapes) {
 }
 
 std::string unescape(std::string_view escaped, const Escapes &escapes) {
+    // As it is for all but a few of the lines of long lists.
+    if (escaped.find('\\') == std::string_view::npos)
+        return std::string(escaped);
     std::string text;
     text.reserve(escaped.size());
     for (std::size_t i = 0; i < escaped.size(); ++i) {

@@ -12,6 +12,7 @@
 #include <rpm/rpmtag.h>
 #include <rpm/rpmtd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
@@ -45,16 +46,19 @@ std::string sha256Of(const std::string &text) {
     return digest.finish();
 }
 
-std::string sha256Of(int file, const std::string &name) {
+std::string sha256Of(int file, const std::string &name, std::uint64_t size) {
     constexpr std::size_t pieceSize = 64U << 10;
     std::array<char, pieceSize> piece;
     Digest digest;
-    for (ssize_t size = 1; size != 0;) {
-        size = ::read(file, piece.data(), piece.size());
-        if (size > 0)
-            digest.update({piece.data(), static_cast<std::size_t>(size)});
-        else if (size < 0 && errno != EINTR)
+    for (ssize_t got = 1; got != 0 && size > 0;) {
+        got =
+            ::read(file, piece.data(), static_cast<std::size_t>(std::min<std::uint64_t>(piece.size(), size)));
+        if (got > 0) {
+            digest.update({piece.data(), static_cast<std::size_t>(got)});
+            size -= static_cast<std::uint64_t>(got);
+        } else if (got < 0 && errno != EINTR) {
             throw Error(ErrorCode::Filesystem, "Couldn't read file: " + name, errno);
+        }
     }
     return digest.finish();
 }

@@ -2,7 +2,9 @@
 
 #include "kelp/core/common/rpm/reader.h"
 
+#include <cstdint>
 #include <filesystem>
+#include <limits>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -35,9 +37,11 @@ private:
 /// The SHA-256 of a text, in lower-case hexadecimal digits.
 std::string sha256Of(const std::string &text);
 
-/// The same of an open file, from its present position; `name` names it in the error. Raises
-/// ErrorCode::Filesystem "Couldn't read file: NAME".
-std::string sha256Of(int file, const std::string &name);
+/// The same of an open file, from its present position and of no more than `size` bytes, for whoever knows
+/// how many there are: of a small file the look for its end costs as much as its bytes. `name` names it in
+/// the error. Raises ErrorCode::Filesystem "Couldn't read file: NAME".
+std::string sha256Of(int file, const std::string &name,
+                     std::uint64_t size = std::numeric_limits<std::uint64_t>::max());
 
 /// The same of a file below an open directory, by a relative path on which no link is followed. A
 /// pipe is not waited for.

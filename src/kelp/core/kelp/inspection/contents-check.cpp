@@ -1,15 +1,12 @@
 #include "kelp/core/kelp/inspection/contents-check.h"
 
 #include "kelp/core/common/errors/error.h"
-#include "kelp/core/common/files/file-descriptor.h"
-#include "kelp/core/common/rpm/digest.h"
+#include "kelp/core/kelp/inspection/contents-reading.h"
 
-#include <fcntl.h>
 #include <sys/xattr.h>
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <sstream>
 #include <string_view>
 
@@ -63,59 +60,22 @@ const char *nameOf(Kind kind) {
 }
 
 std::vector<Difference> ContentsCheck::look(Unread &unread) {
-    return compare(unread, [&](ContentsEntry &found, int, const std::string &) {
-        const ContentsEntry *listed = find(found.path);
-        const std::string path = version_.native() + '/' + found.path;
-        if (listed && listed->isSignable && found.type == Type::File)
-            found.isSignable = carriesOwnId(path, unread, [&](char *value, std::size_t size) {
+    return compare(unread, [&](const std::vector<FoundFile> &files) {
+        for (const auto &[listed, found] : files) {
+            // As text: a path object for each file would cost more than what is asked of it.
+            const std::string path = version_.native() + '/' + found->path;
+            const auto get = [&](char *value, std::size_t size) {
                 return ::lgetxattr(path.c_str(), applicationIdAttribute, value, size);
-            });
+            };
+            found->isSignable = listed->isSignable && carriesOwnId(id_, path, unread, get);
+        }
     });
 }
 
-/// In one walk, each file by the name that it has in its open directory: ways through the tree would take as
-/// long as small files.
 std::vector<Difference> ContentsCheck::verify(Unread &unread, const std::function<void()> &step) {
-    return compare(unread, [&](ContentsEntry &found, int directory, const std::string &name) {
-        const ContentsEntry *listed = find(found.path);
-        if (!listed || listed->type != Type::File || found.type != Type::File)
-            return;
-        // Nothing is said of one that cannot be read.
-        found.isSignable = listed->isSignable;
-        unread.attempt([&] {
-            readFile(*listed, found, directory, name, unread);
-            return true;
-        });
-        step();
+    return compare(unread, [&](const std::vector<FoundFile> &files) {
+        ContentsReading(id_, version_, files, step).run(unread);
     });
-}
-
-void ContentsCheck::readFile(const ContentsEntry &listed, ContentsEntry &found, int directory,
-                             const std::string &name, Unread &unread) const {
-    constexpr int flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-    // As text: a path object for each file would cost more than what is asked of it.
-    const std::string path = version_.native() + '/' + found.path;
-    const Common::FileDescriptor file(::openat(directory, name.c_str(), flags));
-    if (file.get() < 0)
-        throw Common::Error(Common::ErrorCode::Filesystem, "Couldn't read file: " + path, errno);
-    if (listed.isSignable)
-        found.isSignable = carriesOwnId(path, unread, [&](char *value, std::size_t size) {
-            return ::fgetxattr(file.get(), applicationIdAttribute, value, size);
-        });
-    if (found.size == listed.size)
-        found.digest = Common::Rpm::sha256Of(file.get(), path);
-}
-
-/// What cannot be asked for counts as carried, and is told.
-bool ContentsCheck::carriesOwnId(const std::string &path, Unread &unread, const GetAttribute &get) const {
-    std::array<char, 256> value{};
-    const ssize_t size = get(value.data(), value.size());
-    if (size >= 0)
-        return std::string_view(value.data(), static_cast<std::size_t>(size)) == id_;
-    if (errno == ENODATA || errno == ENOTSUP || errno == ERANGE)
-        return false;
-    unread.add("Couldn't look at the attributes of " + path);
-    return true;
 }
 
 /// The next one as a rule: list and tree have one order.
@@ -133,20 +93,26 @@ const ContentsEntry *ContentsCheck::find(const std::string &path) {
     return &entries[found->second];
 }
 
-std::vector<Difference> ContentsCheck::compare(Unread &unread, const ContentsVisit &visit) {
+std::vector<Difference>
+ContentsCheck::compare(Unread &unread,
+                       const std::function<void(const std::vector<FoundFile> &files)> &examine) {
     std::vector<std::string> unseen;
     const auto miss = [&](const std::string &path, const Common::Error &error) {
         unread.add(Common::explainedText(error));
         unseen.push_back(path);
     };
-    const std::vector<ContentsEntry> tree = contentsOfTree(version_, miss, visit);
+    std::vector<ContentsEntry> tree = contentsOfTree(version_, miss);
     std::vector<const ContentsEntry *> found(list_->entries.size());
-    next_ = 0;
-    for (const ContentsEntry &entry : tree)
-        if (const ContentsEntry *listed = find(entry.path))
+    std::vector<FoundFile> files;
+    for (ContentsEntry &entry : tree)
+        if (const ContentsEntry *listed = find(entry.path)) {
             found[static_cast<std::size_t>(listed - list_->entries.data())] = &entry;
-        else
+            if (listed->type == Type::File && entry.type == Type::File)
+                files.push_back({listed, &entry});
+        } else {
             addExtra(entry.path);
+        }
+    examine(files);
     for (std::size_t i = 0; i < found.size(); ++i)
         if (const ContentsEntry &listed = list_->entries[i]; found[i])
             compareEntry(listed, *found[i]);

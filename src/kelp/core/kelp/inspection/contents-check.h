@@ -28,6 +28,8 @@ struct Difference {
 /// "altered", "mode".
 const char *nameOf(Difference::Kind kind);
 
+struct FoundFile;
+
 /// Holds the tree of a version of the package against its list.
 class ContentsCheck {
 public:
@@ -40,20 +42,16 @@ public:
     /// at goes to `unread`, and nothing below it differs.
     std::vector<Difference> look(Unread &unread);
 
-    /// The same, and the content of each file is read that may have the listed one; `step` is called for
-    /// each.
+    /// The same, and the content of each file is read that may have the listed one, by two threads; `step` is
+    /// called for each file, by one of them at a time.
     std::vector<Difference> verify(Unread &unread, const std::function<void()> &step);
 
 private:
-    using GetAttribute = std::function<long(char *value, std::size_t size)>;
-
-    std::vector<Difference> compare(Unread &unread, const ContentsVisit &visit);
+    std::vector<Difference> compare(Unread &unread,
+                                    const std::function<void(const std::vector<FoundFile> &files)> &examine);
     void compareEntry(const ContentsEntry &listed, const ContentsEntry &found);
     void addExtra(const std::string &path);
     void add(Difference::Kind kind, const ContentsEntry &listed, std::string text);
-    void readFile(const ContentsEntry &listed, ContentsEntry &found, int directory, const std::string &name,
-                  Unread &unread) const;
-    bool carriesOwnId(const std::string &path, Unread &unread, const GetAttribute &get) const;
     const ContentsEntry *find(const std::string &path);
 
     std::string id_;

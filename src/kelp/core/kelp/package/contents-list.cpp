@@ -147,7 +147,7 @@ std::vector<ContentsEntry> contentsOfTree(const fs::path &version, const MissedC
     const ContentsVisit keep = [&](ContentsEntry &entry, int directory, const std::string &name) {
         if (visit)
             visit(entry, directory, name);
-        entries.push_back(entry);
+        entries.push_back(std::move(entry));
     };
     TreeLook(version, missed, keep).run();
     return entries;
@@ -314,6 +314,7 @@ std::optional<ContentsList> ContentsList::parse(const std::string &text) {
     if (takeLine(rest) != header)
         return std::nullopt;
     ContentsList list;
+    list.entries.reserve(static_cast<std::size_t>(std::ranges::count(rest, '\n')));
     if (rest.starts_with(found))
         list.foundOn = takeLine(rest).value_or(found).substr(found.size());
     while (const auto line = takeLine(rest)) {

@@ -84,7 +84,8 @@ bool isStoreOwn(const std::string &path);
 /// ErrorCode::Filesystem "Couldn't read directory: PATH" or "Couldn't look at PATH".
 using MissedContents = std::function<void(const std::string &path, const Common::Error &error)>;
 
-/// Sees each entry, by the name that it has in an open directory, and may fill in what it finds there.
+/// Sees each entry, by the name that it has in an open directory, may fill in what it finds there, and take
+/// the entry.
 using ContentsVisit = std::function<void(ContentsEntry &entry, int directory, const std::string &name)>;
 
 /// What lies in a version's tree, in byte order of the paths' names; without `visit` no digest is computed,
