@@ -112,6 +112,8 @@ Transaction::Transaction(Flags lock) :
     if (!lock_)
         throw Error(ErrorCode::Internal, "Couldn't begin rpm transaction");
     const ErrorWatch watch;
+    // The run uses this connection, and opens none.
+    const auto relaxed = lock == WriteLock ? std::make_unique<RelaxedCommits>() : nullptr;
     // A walk would have it opened too, and would take a failure of that for one of a record. As a run opens
     // it: that it could not be written to must not show when something is on its way.
     if (rpmtsOpenDB(transactionSet_.get(), lock == WriteLock ? O_RDWR | O_CREAT : O_RDONLY) != 0 ||
@@ -187,7 +189,6 @@ void Transaction::runOnDatabaseAlone() {
     const rpmtransFlags flags = rpmtsSetFlags(transactionSet_.get(), RPMTRANS_FLAG_JUSTDB | NoPlugins);
     const std::unique_ptr<rpmts_s, std::function<void(rpmts)>> restored(
         transactionSet_.get(), [flags](rpmts set) { rpmtsSetFlags(set, flags); });
-    const RelaxedCommits relaxed;
     runAndForget(transactionSet_.get());
 }
 

@@ -21,7 +21,9 @@ class Transaction {
 public:
     using Flags = std::uint32_t;
 
-    static constexpr Flags WriteLock = 2;    ///< For the constructor: keeps all others from the database.
+    /// For the constructor: keeps all others from the database. What a run did to it is on disk only after the
+    /// filesystem of databaseDirectory() is flushed.
+    static constexpr Flags WriteLock = 2;
     static constexpr Flags NoPlugins = 0x80; ///< For addFlags: rpm's plugins stay out of the run.
 
     /// What a walk over the installed packages saw.
@@ -73,7 +75,7 @@ public:
     void run();
 
     /// Takes the packages out of the database alone: no script runs, and their files stay. The same holds as
-    /// for run(). What it did is on disk only after the filesystem of databaseDirectory() is flushed.
+    /// for run().
     void runOnDatabaseAlone();
 
 private:
