@@ -37,6 +37,7 @@ namespace {
 
 using Common::Error;
 using Common::ErrorCode;
+using Common::FileIdentity;
 using Common::LogLevel;
 using Common::LogStream;
 
@@ -102,26 +103,32 @@ public:
     bool isThere() const { return isThere_; }
     bool isRegular() const { return S_ISREG(status_.st_mode); }
 
-    /// Gives it a further name at `target`, or copies it there. Returns whether it is the former.
-    bool bring(const fs::path &target, LinkedFiles &linked) const {
+    /// A link itself, where one stands there.
+    std::optional<FileIdentity> identity() const {
+        return file_.get() >= 0 ? std::optional(Common::identityOf(status_)) : std::nullopt;
+    }
+
+    /// Gives it a further name at `target`, or copies it there. Returns what it is by that in the former
+    /// case.
+    std::optional<FileIdentity> bring(const fs::path &target, LinkedFiles &linked) const {
         FileNames *names = linked.find(status_);
-        fs::create_directories(target.parent_path());
-        if (isEqualToCopy(names ? names->listed.size() + names->made : 1) && linkTo(target)) {
-            if (names)
-                ++names->made;
-            return true;
-        }
+        if (isEqualToCopy(names ? names->listed.size() + names->made : 1))
+            if (const auto made = linkTo(target)) {
+                if (names)
+                    ++names->made;
+                return made;
+            }
         if (names && !names->copy.empty()) {
             // Copied each, they would take its space several times.
             Common::createHardlink(names->copy, target);
             touch();
-            return false;
+            return std::nullopt;
         }
         Common::copyFile(reach(), target);
         touch();
         if (names)
             names->copy = target;
-        return false;
+        return std::nullopt;
     }
 
     /// Sets what it has already. In an overlay it comes to the upper layer by that, and has the number by
@@ -150,16 +157,16 @@ private:
     }
 
     /// Some filesystems answer that they have linked, and have copied.
-    bool linkTo(const fs::path &target) const {
+    std::optional<FileIdentity> linkTo(const fs::path &target) const {
         struct stat made = {};
         struct stat now = {};
         if (::linkat(AT_FDCWD, reach().c_str(), AT_FDCWD, target.c_str(), AT_SYMLINK_FOLLOW) != 0)
-            return false;
+            return std::nullopt;
         if (::fstat(file_.get(), &now) == 0 && ::lstat(target.c_str(), &made) == 0 &&
             made.st_dev == now.st_dev && made.st_ino == now.st_ino)
-            return true;
+            return Common::identityOf(made);
         Common::removeAll(target);
-        return false;
+        return std::nullopt;
     }
 
     Common::FileDescriptor file_;
@@ -167,54 +174,79 @@ private:
     bool isThere_ = false;
 };
 
-/// Returns whether the tree has the file itself.
-bool bringInstalledFile(const RpmPackage &package, const RpmPackage::FileEntry &entry,
-                        const fs::path &staging, LinkedFiles &linked) {
-    const FoundFile found(entry.path);
-    if (!found.isThere()) {
-        LogStream(LogLevel::Warning) << "Attempt to copy a non-existent file during package migration: "
-                                     << fs::path(entry.path);
-        return false;
-    }
-    const fs::path target = staging / package.packagePath(entry);
-    const bool isLinked = found.isRegular() && found.bring(target, linked);
-    if (!found.isRegular()) {
-        Common::copy(entry.path, target);
-        found.touch();
-    }
-    // Under each of its names: names of one file have the attribute together.
-    if (entry.signable)
-        Common::setExtendedAttribute(target, applicationIdAttribute, package.id());
-    return isLinked;
-}
+/// What stood at a path before it was staged, nothing of a directory; and what the file is by now, where the
+/// tree has rpm's file itself.
+struct StagedFile {
+    std::optional<FileIdentity> before;
+    std::optional<FileIdentity> linked;
+};
 
-/// Returns whether the tree has rpm's file itself.
-bool stageEntry(const RpmPackage &package, const RpmPackage::FileEntry &entry, const fs::path &staging,
-                const fs::path &versionDirectory, LinkedFiles &linked) {
-    if (std::holds_alternative<Common::Rpm::Directory>(entry.kind)) {
-        package.extractDirectory(staging, entry);
-        return false;
-    }
-    if (!std::holds_alternative<Common::Rpm::Symlink>(entry.kind))
-        return bringInstalledFile(package, entry, staging, linked);
-    package.extractLink(staging, versionDirectory, entry);
-    FoundFile(entry.path).touch();
-    return false;
-}
+/// Makes the tree of one package, entry by entry.
+class Stager {
+public:
+    Stager(const RpmPackage &package, const fs::path &staging, const fs::path &versionDirectory) :
+        package_(package), staging_(staging), versionDirectory_(versionDirectory), linked_(package) {}
 
-/// With the installed file in the error: it is counted by that.
-bool stageOrExplain(const RpmPackage &package, const RpmPackage::FileEntry &entry, const fs::path &staging,
-                    const fs::path &versionDirectory, LinkedFiles &linked) {
-    try {
-        return stageEntry(package, entry, staging, versionDirectory, linked);
-    } catch (const std::exception &error) {
-        throw CopyError(entry.path, error);
+    /// With the installed file in the error: it is counted by that.
+    StagedFile stage(const RpmPackage::FileEntry &entry) {
+        try {
+            if (!std::holds_alternative<Common::Rpm::Directory>(entry.kind))
+                return bring(entry, FoundFile(entry.path));
+            package_.extractDirectory(staging_, entry);
+            return {};
+        } catch (const std::exception &error) {
+            throw CopyError(entry.path, error);
+        }
     }
-}
+
+private:
+    StagedFile bring(const RpmPackage::FileEntry &entry, const FoundFile &found) {
+        StagedFile staged{found.identity(), {}};
+        if (std::holds_alternative<Common::Rpm::Symlink>(entry.kind)) {
+            package_.extractLink(staging_, versionDirectory_, entry);
+            found.touch();
+        } else if (!found.isThere()) {
+            LogStream(LogLevel::Warning)
+                << "Attempt to copy a non-existent file during package migration: " << fs::path(entry.path);
+        } else {
+            staged.linked = bringFile(entry, found);
+        }
+        return staged;
+    }
+
+    std::optional<FileIdentity> bringFile(const RpmPackage::FileEntry &entry, const FoundFile &found) {
+        const fs::path target = staging_ / package_.packagePath(entry);
+        std::optional<FileIdentity> linked;
+        if (found.isRegular()) {
+            makeParent(target);
+            linked = found.bring(target, linked_);
+        } else {
+            Common::copy(entry.path, target);
+            found.touch();
+        }
+        // Under each of its names: names of one file have the attribute together.
+        if (entry.signable)
+            Common::setExtendedAttribute(target, applicationIdAttribute, package_.id());
+        return linked;
+    }
+
+    /// Once for the neighbours in it.
+    void makeParent(const fs::path &target) {
+        if (fs::path parent = target.parent_path(); parent != madeLast_) {
+            fs::create_directories(parent);
+            madeLast_ = std::move(parent);
+        }
+    }
+
+    const RpmPackage &package_;
+    const fs::path &staging_;
+    const fs::path &versionDirectory_;
+    LinkedFiles linked_;
+    fs::path madeLast_;
+};
 
 /// The same content. In an overlay the file may have another number by now.
-bool isSameContent(const std::optional<Common::FileIdentity> &before,
-                   const std::optional<Common::FileIdentity> &now) {
+bool isSameContent(const std::optional<FileIdentity> &before, const std::optional<FileIdentity> &now) {
     return before && now ? before->size == now->size && before->modified == now->modified
                          : before.has_value() == now.has_value();
 }
@@ -275,18 +307,18 @@ void makeStagingDirectory(const fs::path &staging) {
 void stageInstalledPackage(const InstalledApplication &application, const fs::path &versionDirectory,
                            JournalEntry &entry) {
     const RpmPackage &package = application.package;
-    LinkedFiles linked(package);
+    Stager stager(package, entry.path, versionDirectory);
     entry.files = {};
     for (std::size_t i = 0; i < package.files().size(); ++i) {
         const RpmPackage::FileEntry &file = package.files()[i];
-        const auto before = Common::identityAt(file.path);
-        const bool isLinked = stageOrExplain(package, file, entry.path, versionDirectory, linked);
+        const StagedFile staged = stager.stage(file);
         // What rpm never put there, or leaves, is no business of the journal.
         if (!application.isErased[i])
             continue;
-        entry.files.push_back({file.path, Common::identityAt(file.path), isLinked});
-        if (!isSameContent(before, entry.files[entry.files.size() - 1].identity))
+        const auto now = staged.linked ? staged.linked : Common::identityAt(file.path);
+        if (!isSameContent(staged.before, now))
             throw changedFile(file.path);
+        entry.files.push_back({file.path, now, staged.linked.has_value()});
     }
     requireUnchanged(entry.files);
 }
