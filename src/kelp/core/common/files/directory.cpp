@@ -246,6 +246,27 @@ Directory Directory::makeStep(const std::string &name) const {
     return made;
 }
 
+bool Directory::look(const std::string &name, struct stat &status) const {
+    if (::fstatat(directory_.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0)
+        return true;
+    if (errno != ENOENT)
+        raise("cannot look at", name);
+    return false;
+}
+
+bool Directory::look(const std::string &name, struct statx &status) const {
+    if (::statx(directory_.get(), name.c_str(), AT_SYMLINK_NOFOLLOW, STATX_BASIC_STATS, &status) == 0)
+        return true;
+    if (errno != ENOENT)
+        raise("cannot look at", name);
+    return false;
+}
+
+void Directory::makeLink(const fs::path &target, const std::string &name) const {
+    if (::symlinkat(target.c_str(), directory_.get(), name.c_str()) != 0)
+        raise("cannot make link", name);
+}
+
 std::vector<std::string> Directory::names() const {
     // What is read from a descriptor is read: another call needs another.
     const std::unique_ptr<DIR, int (*)(DIR *)> stream(::fdopendir(again().directory_.release()), ::closedir);

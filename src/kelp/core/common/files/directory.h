@@ -7,6 +7,9 @@
 #include <string>
 #include <vector>
 
+struct stat;
+struct statx;
+
 namespace Common {
 
 /// A directory that is held open. Whoever acts as root where others can write must not act by paths: between
@@ -42,6 +45,15 @@ public:
     /// so that people can go on using what was made in their homes. Killed in between, it leaves directories
     /// that are empty.
     Directory make(const std::filesystem::path &path) const;
+
+    /// What an entry is, a link itself where it is one. False when there is none.
+    bool look(const std::string &name, struct stat &status) const;
+
+    /// The same with what statx(2) tells more.
+    bool look(const std::string &name, struct statx &status) const;
+
+    /// Makes a symbolic link. Raises when anything has that name.
+    void makeLink(const std::filesystem::path &target, const std::string &name) const;
 
     /// Everything in the directory.
     std::vector<std::string> names() const;

@@ -21,8 +21,8 @@ class Transaction {
 public:
     using Flags = std::uint32_t;
 
-    /// For the constructor: keeps all others from the database. What a run did to it is on disk only after the
-    /// filesystem of databaseDirectory() is flushed.
+    /// For the constructor: keeps all others from the database. What a run did to it is on disk only after
+    /// the filesystem of databaseDirectory() is flushed.
     static constexpr Flags WriteLock = 2;
     static constexpr Flags NoPlugins = 0x80; ///< For addFlags: rpm's plugins stay out of the run.
 

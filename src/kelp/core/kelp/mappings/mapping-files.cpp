@@ -175,7 +175,7 @@ void MappingMaker::makeBeside(const fs::path &source, const fs::path &target, co
 void MappingMaker::create(const fs::path &source, const fs::path &target, const std::string &name) const {
     Common::reraiseAs(ErrorCode::Filesystem, failureAt(source, target), [&] {
         if (isPublishedAsLink(source, mode_))
-            fs::create_symlink(source, parent_->reach(name));
+            parent_->makeLink(source, name);
         else
             copyAsMapping(source, *parent_, name);
     });

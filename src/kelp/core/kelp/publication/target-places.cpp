@@ -43,9 +43,14 @@ std::optional<struct statx> lookAt(const fs::path &path) {
     return std::nullopt;
 }
 
+std::uint64_t attributesOf(const fs::path &path) {
+    const auto status = lookAt(path);
+    return status ? status->stx_attributes : 0;
+}
+
 /// An append-only directory lets names in and never out.
-bool isUnchangeable(const struct statx &status) {
-    return (status.stx_attributes & (STATX_ATTR_IMMUTABLE | STATX_ATTR_APPEND)) != 0;
+bool isUnchangeable(std::uint64_t attributes) {
+    return (attributes & (STATX_ATTR_IMMUTABLE | STATX_ATTR_APPEND)) != 0;
 }
 
 fs::path existingPart(fs::path path) {
@@ -60,7 +65,7 @@ std::string obstacleOf(const fs::path &directory) {
         return directory.string() + ": " + reason(errno);
     if (!S_ISDIR(status.stx_mode))
         return directory.string() + " is no directory";
-    if (isUnchangeable(status))
+    if (isUnchangeable(status.stx_attributes))
         return directory.string() + " is immutable or append-only";
     // Root may write everywhere but on a filesystem that is read-only.
     if (::access(directory.c_str(), W_OK) != 0)
@@ -95,17 +100,16 @@ const TargetPlaces::Place &TargetPlaces::place(const fs::path &directory) {
     return found->second;
 }
 
-std::string TargetPlaces::obstacle(const fs::path &target) {
+std::string TargetPlaces::obstacle(const fs::path &target, std::optional<std::uint32_t> attributes) {
     const Place &parent = place(target.parent_path());
     if (!parent.obstacle.empty())
         return parent.obstacle;
     ++wanted_[parent.existing];
-    if (const auto found = lookAt(target)) {
-        if ((found->stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0)
-            return target.string() + " is a mount point";
-        if (isUnchangeable(*found))
-            return target.string() + " is immutable or append-only";
-    }
+    const std::uint64_t found = attributes ? *attributes : attributesOf(target);
+    if ((found & STATX_ATTR_MOUNT_ROOT) != 0)
+        return target.string() + " is a mount point";
+    if (isUnchangeable(found))
+        return target.string() + " is immutable or append-only";
     return {};
 }
 

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <map>
+#include <optional>
 #include <string>
 
 namespace Core::KELP {
@@ -15,8 +16,10 @@ public:
     /// Why nothing can be published at `target`, or empty. Its directory, or the nearest one above that is
     /// there, is read-only, immutable or append-only, is no directory, or is reached by a link that others
     /// than root can exchange; or what stands at the target is a mount point, or immutable. Raises
-    /// ErrorCode::Filesystem when that cannot be looked at.
-    std::string obstacle(const std::filesystem::path &target);
+    /// ErrorCode::Filesystem when that cannot be looked at. `attributes`, as statx(2) has them, stand for the
+    /// look at the target of who has had one.
+    std::string obstacle(const std::filesystem::path &target,
+                         std::optional<std::uint32_t> attributes = std::nullopt);
 
     /// Why no name can come to a directory or leave it, or empty: that part of obstacle().
     const std::string &obstacleIn(const std::filesystem::path &directory) {

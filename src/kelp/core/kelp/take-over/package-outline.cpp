@@ -65,21 +65,12 @@ bool isAnotherThing(const fs::path &link, const fs::path &target) {
     return fs::exists(status) && (!fs::is_symlink(status) || Common::readSymlink(link) != target);
 }
 
-/// Whether something of the name is in the directory. Raises for what cannot be looked at.
-bool isIn(const Common::Directory &directory, const fs::path &installed, struct stat &status) {
-    if (::lstat(directory.reach(installed.filename()).c_str(), &status) == 0)
-        return true;
-    if (errno == ENOENT)
-        return false;
-    throw Common::Error(Common::ErrorCode::Filesystem, "Couldn't look for " + installed.string(), errno);
-}
-
 /// Whether nobody else can have us read a file of their choice, which the copy would show to everybody: a
 /// link in place of the file counts where root made it, and so do links on the way.
 bool isRootsToLead(const fs::path &installed) {
     const auto directory = Common::Directory::byLinksOfRoot(installed.parent_path());
     struct stat status = {};
-    if (!directory || !isIn(*directory, installed, status))
+    if (!directory || !directory->look(installed.filename(), status))
         return false;
     if (!S_ISLNK(status.st_mode))
         return true;
@@ -90,14 +81,15 @@ bool isRootsToLead(const fs::path &installed) {
 
 } // namespace
 
-PackageOutline::PackageOutline(const RpmPackage &package, const fs::path &versionDirectory) :
+PackageOutline::PackageOutline(const RpmPackage &package, const StandingFiles &standing,
+                               const fs::path &versionDirectory) :
     versionDirectory_(versionDirectory) {
-    for (const RpmPackage::FileEntry &entry : package.files())
-        add(package, entry);
-    directory_.reset();
+    for (std::size_t number = 0; number < package.files().size(); ++number)
+        add(package, standing, number);
 }
 
-void PackageOutline::add(const RpmPackage &package, const RpmPackage::FileEntry &entry) {
+void PackageOutline::add(const RpmPackage &package, const StandingFiles &standing, std::size_t number) {
+    const RpmPackage::FileEntry &entry = package.files()[number];
     const fs::path path = package.packagePath(entry);
     // The copy would be made outside of its tree.
     if (std::ranges::find(path, "..") != path.end())
@@ -114,31 +106,16 @@ void PackageOutline::add(const RpmPackage &package, const RpmPackage::FileEntry 
         };
         put(path,
             {Kind::Link, resolveLink(entry.path, link->target, "", versionDirectory_, translate).second});
+    } else if (const StandingFiles::File &file = standing[number]; file.isByRoot && S_ISREG(file.mode)) {
+        put(path, {Kind::File, {}});
     } else {
         addInstalledFile(entry.path, path);
     }
 }
 
-/// A file that root alone can have led us to, told by one look: whatever is not so plain is asked in detail.
-bool PackageOutline::isPlainFile(const fs::path &installed) {
-    try {
-        if (!directory_ || directory_->path() != installed.parent_path())
-            directory_ = Common::Directory::byLinksOfRoot(installed.parent_path());
-        struct stat status = {};
-        return directory_ && isIn(*directory_, installed, status) && S_ISREG(status.st_mode);
-    } catch (const fs::filesystem_error &error) {
-        if (Common::Directory::isRefusal(error))
-            return false;
-        throw;
-    }
-}
-
-/// As the copy will come out: somebody may have put something else in place of the file.
+/// As the copy will come out: somebody may have put something else in place of the file, which is asked in
+/// detail.
 void PackageOutline::addInstalledFile(const fs::path &installed, const fs::path &path) {
-    if (isPlainFile(installed)) {
-        put(path, {Kind::File, {}});
-        return;
-    }
     // It is left out of the copy as well, with a warning.
     if (!leadsToSomething(installed))
         return;

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "kelp/core/common/files/directory.h"
 #include "kelp/core/kelp/incoming/rpm-package.h"
 #include "kelp/core/kelp/take-over/compact-paths.h"
+#include "kelp/core/kelp/take-over/standing-files.h"
 
 #include <filesystem>
 #include <map>
@@ -19,7 +19,8 @@ class Mapping;
 class PackageOutline {
 public:
     /// `versionDirectory` is where the tree will lie: links are made to lead there.
-    PackageOutline(const RpmPackage &package, const std::filesystem::path &versionDirectory);
+    PackageOutline(const RpmPackage &package, const StandingFiles &standing,
+                   const std::filesystem::path &versionDirectory);
 
     /// Why the tree cannot be made or could not be published by `mappings`, the rows for the way from the
     /// package to the system: two files at one place, a link that leads to nothing in the tree, something
@@ -37,9 +38,8 @@ private:
         std::string target; ///< The text of a link.
     };
 
-    void add(const RpmPackage &package, const RpmPackage::FileEntry &entry);
+    void add(const RpmPackage &package, const StandingFiles &standing, std::size_t number);
     void addInstalledFile(const std::filesystem::path &installed, const std::filesystem::path &path);
-    bool isPlainFile(const std::filesystem::path &installed);
     void put(const std::filesystem::path &path, const Node &node);
     bool leadsSomewhere(const std::filesystem::path &link) const;
     const Node *find(const std::filesystem::path &path) const;
@@ -48,8 +48,6 @@ private:
     std::filesystem::path versionDirectory_;
     std::map<std::string, Node> nodes_; ///< By their paths in the tree, all directories among them.
     std::optional<std::string> objection_;
-    /// Of the file that was looked at last, while the outline is made: the next is beside it, as a rule.
-    std::optional<Common::Directory> directory_;
 };
 
 } // namespace Core::KELP

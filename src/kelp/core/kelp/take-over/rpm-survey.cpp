@@ -23,7 +23,6 @@
 #include "platform/package-signatures/database.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -46,8 +45,6 @@ using PackageSignatures::Certificate;
 using PackageSignatures::Group;
 
 namespace Tag = Common::Rpm::Tag;
-
-constexpr std::uint64_t blockSize = 4096;
 
 struct Identity {
     std::string id;
@@ -104,36 +101,6 @@ JournalEntry makeEntry(const Reader &reader, const Identity &identity, const Cer
     entry.digest = headerDigest(reader);
     entry.instance = Common::Rpm::databaseInstance(reader);
     return entry;
-}
-
-/// In blocks, and never none: an empty file takes space for its name and its inode.
-std::uint64_t onDisk(std::uint64_t size) {
-    return (size / blockSize + 1) * blockSize;
-}
-
-/// Whether the tree will have a further name of the file, which takes no space (stageInstalledPackage()).
-/// What turns out to need a copy all the same waits for room.
-bool canBeLinked(const struct stat &status, std::uint64_t stagingDevice) {
-    return status.st_dev == stagingDevice && status.st_uid == ::geteuid() && status.st_gid == ::getegid() &&
-           (status.st_mode & (S_ISUID | S_ISGID)) == 0 && status.st_nlink == 1;
-}
-
-/// What the tree takes: the record's word counts as well as the disk's, for who lies small must not fill the
-/// disk, and a sparse file is not copied as one.
-std::uint64_t bytesOf(const InstalledApplication &application, std::uint64_t stagingDevice) {
-    std::uint64_t bytes = 0;
-    auto recorded = application.sizes.begin();
-    for (const RpmPackage::FileEntry &entry : application.package.files()) {
-        const std::uint64_t size = *recorded++;
-        struct stat status = {};
-        // Through a link: what it leads to may be what is copied.
-        const bool stands = ::stat(entry.path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
-        const bool isFile = std::holds_alternative<Common::Rpm::RegularFile>(entry.kind);
-        const std::uint64_t found = stands ? static_cast<std::uint64_t>(status.st_size) : 0;
-        bytes += isFile && !(stands && canBeLinked(status, stagingDevice)) ? onDisk(std::max(size, found))
-                                                                           : blockSize;
-    }
-    return bytes;
 }
 
 /// A path that a list or a log could not hold, or a name that the exchange of files needs for itself.
@@ -217,6 +184,15 @@ bool isThere(const fs::path &target, struct stat &status) {
 /// A link that leads nowhere is replaced when the file is published, whoever made it.
 bool isFree(const fs::path &target) {
     return !Common::exists(target) && isMapping(target);
+}
+
+std::string wouldNotGo(const std::string &target) {
+    return "what stands at " + target + " would not go with the package";
+}
+
+/// What speaks against what stands in place of its own file.
+std::optional<std::string> objectionToOwn(const std::string &target, mode_t mode) {
+    return S_ISDIR(mode) ? std::optional(wouldNotGo(target)) : std::nullopt;
 }
 
 std::string claimants(const std::vector<RpmCandidate *> &candidates) {
@@ -310,7 +286,8 @@ InstalledApplication RpmSurvey::read(const RpmCandidate &candidate) const {
 void RpmSurvey::judgeAlone(std::size_t number) {
     RpmCandidate &candidate = *candidates_[number];
     const InstalledApplication application = read(candidate);
-    candidate.bytes = bytesOf(application, stagingDevice_);
+    const StandingFiles standing(application.package, stagingDevice_);
+    candidate.bytes = standing.bytes(application.sizes);
     const PathIndex files(places_, application.isErased.size(), erasedFiles(application));
     for (const auto &[place, ignored] : files.hashes())
         shared_.addFile(place, number);
@@ -319,7 +296,7 @@ void RpmSurvey::judgeAlone(std::size_t number) {
     // One descriptor that the disk does not give must not keep every other application in rpm.
     stayFor(failureOf([&] {
                 if (mayPublish(candidate, application))
-                    targets = judgeTree(candidate, application);
+                    targets = judgeTree(candidate, application, standing);
             }),
             candidate);
     // Of one that stays as well: what it claims is not free for others.
@@ -328,7 +305,7 @@ void RpmSurvey::judgeAlone(std::size_t number) {
     if (targets.size() != 0)
         claiming_.insert(number);
     if (!candidate.stays && !candidate.isInStore)
-        objections_[number] = objectionAlone(application, targets, files);
+        objections_[number] = objectionAlone(application, standing, targets, files);
 }
 
 /// Once for the neighbours that lie in it.
@@ -391,14 +368,16 @@ void RpmSurvey::judgeStored(RpmCandidate &candidate, const std::string &installe
         candidate.isInStore = true;
 }
 
-PackageOutline RpmSurvey::outlineOf(const JournalEntry &entry,
-                                    const InstalledApplication &application) const {
-    return {application.package, fs::absolute(pathResolver_->versionDirectory(entry.id, entry.version))};
+PackageOutline RpmSurvey::outlineOf(const JournalEntry &entry, const InstalledApplication &application,
+                                    const StandingFiles &standing) const {
+    return {application.package, standing,
+            fs::absolute(pathResolver_->versionDirectory(entry.id, entry.version))};
 }
 
 /// Returns its targets.
-CompactPaths RpmSurvey::judgeTree(RpmCandidate &candidate, const InstalledApplication &application) const {
-    const PackageOutline outline = outlineOf(candidate.entry, application);
+CompactPaths RpmSurvey::judgeTree(RpmCandidate &candidate, const InstalledApplication &application,
+                                  const StandingFiles &standing) const {
+    const PackageOutline outline = outlineOf(candidate.entry, application, standing);
     const auto mappings = publicationOf(candidate.entry);
     candidate.stays = outline.objection(mappings);
     CompactPaths targets = outline.targets(mappings);
@@ -408,15 +387,21 @@ CompactPaths RpmSurvey::judgeTree(RpmCandidate &candidate, const InstalledApplic
 }
 
 std::optional<RpmSurvey::Objection> RpmSurvey::objectionAlone(const InstalledApplication &application,
+                                                              const StandingFiles &standing,
                                                               const CompactPaths &targets,
                                                               const PathIndex &files) {
+    Attributes attributes(targets.size());
     std::size_t number = 0;
     for (; number < targets.size(); ++number) {
         const std::string target = targets[number];
         std::optional<std::string> reason;
         const auto failure = failureOf([&] {
-            const bool isOwn = files.find(places_.find(fs::absolute(target))).has_value();
-            reason = standingObjection(target, isOwn, isOwn);
+            if (const auto own = files.find(places_.find(fs::absolute(target)))) {
+                attributes[number] = standing[*own].attributes;
+                reason = objectionToOwn(target, standing[*own].mode);
+            } else {
+                reason = standingObjection(target, false, false);
+            }
         });
         if (failure)
             return Objection{number, *failure};
@@ -424,7 +409,8 @@ std::optional<RpmSurvey::Objection> RpmSurvey::objectionAlone(const InstalledApp
             return Objection{number, {*reason, true}};
     }
     std::string obstacle;
-    if (const auto failure = failureOf([&] { obstacle = obstacleOfMachine(application, targets); }))
+    if (const auto failure =
+            failureOf([&] { obstacle = obstacleOfMachine(application, targets, attributes); }))
         return Objection{number, *failure};
     // What the machine does not let now it may let at the next start.
     return obstacle.empty() ? std::nullopt : std::optional(Objection{number, {obstacle, false}});
@@ -437,16 +423,14 @@ std::optional<std::string> RpmSurvey::standingObjection(const std::string &targe
     if (!isThere(target, status) || (!isOwned && isFree(target) && !rpm_->isOwned(target)))
         return std::nullopt;
     // Only a file of its own can be exchanged: nobody else would miss it.
-    if (S_ISDIR(status.st_mode) || !isOwn)
-        return "what stands at " + target + " would not go with the package";
-    return std::nullopt;
+    return isOwn ? objectionToOwn(target, status.st_mode) : wouldNotGo(target);
 }
 
-std::string RpmSurvey::obstacleOfMachine(const InstalledApplication &application,
-                                         const CompactPaths &targets) {
+std::string RpmSurvey::obstacleOfMachine(const InstalledApplication &application, const CompactPaths &targets,
+                                         const Attributes &attributes) {
     std::string obstacle;
     for (std::size_t i = 0; obstacle.empty() && i < targets.size(); ++i)
-        obstacle = targetPlaces_.obstacle(fs::absolute(targets[i]));
+        obstacle = targetPlaces_.obstacle(fs::absolute(targets[i]), attributes[i]);
     // Those that are not published are removed in the end.
     const auto pathOf = erasedFiles(application);
     for (std::size_t i = 0; obstacle.empty() && i < application.isErased.size(); ++i)
@@ -507,7 +491,8 @@ void RpmSurvey::lookAgain(std::size_t number) {
     if (!claiming_.contains(number))
         return;
     const CompactPaths targets =
-        outlineOf(candidate.entry, application).targets(publicationOf(candidate.entry));
+        outlineOf(candidate.entry, application, StandingFiles(application.package, stagingDevice_))
+            .targets(publicationOf(candidate.entry));
     for (std::size_t i = 0; i < targets.size(); ++i)
         if (PathIdentity place = places_.find(fs::absolute(targets[i])); shared_.isShared(hash(place))) {
             claims_[place].push_back(&candidate);

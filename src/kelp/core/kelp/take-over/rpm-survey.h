@@ -117,6 +117,9 @@ private:
         std::vector<Path> targets;
     };
 
+    /// Of what stands at each target, where that was looked at already.
+    using Attributes = std::vector<std::optional<std::uint32_t>>;
+
     void readRecord(const Common::Rpm::Reader &reader, const PackageSignatures::Database &signatures,
                     const std::set<std::string> &exceptIds, const std::vector<LeftTree> &left);
     void judgeAlone(std::size_t number);
@@ -124,12 +127,16 @@ private:
     bool mayPublish(RpmCandidate &candidate, const InstalledApplication &application);
     void judgeStored(RpmCandidate &candidate, const std::string &installed,
                      const InstalledApplication &application) const;
-    PackageOutline outlineOf(const JournalEntry &entry, const InstalledApplication &application) const;
-    CompactPaths judgeTree(RpmCandidate &candidate, const InstalledApplication &application) const;
+    PackageOutline outlineOf(const JournalEntry &entry, const InstalledApplication &application,
+                             const StandingFiles &standing) const;
+    CompactPaths judgeTree(RpmCandidate &candidate, const InstalledApplication &application,
+                           const StandingFiles &standing) const;
     std::optional<Objection> objectionAlone(const InstalledApplication &application,
-                                            const CompactPaths &targets, const PathIndex &files);
+                                            const StandingFiles &standing, const CompactPaths &targets,
+                                            const PathIndex &files);
     std::optional<std::string> standingObjection(const std::string &target, bool isOwned, bool isOwn) const;
-    std::string obstacleOfMachine(const InstalledApplication &application, const CompactPaths &targets);
+    std::string obstacleOfMachine(const InstalledApplication &application, const CompactPaths &targets,
+                                  const Attributes &attributes);
     void findForeignOwners();
     void markForeign(const Common::Rpm::Reader &reader);
     void lookAgain(std::size_t number);

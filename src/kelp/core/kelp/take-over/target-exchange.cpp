@@ -13,7 +13,6 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <exception>
 #include <string_view>
 #include <system_error>
@@ -46,10 +45,6 @@ Error obstacleAt(const JournalledTarget &target) {
     if (target.file)
         return {ErrorCode::Internal, target.path + " changed while it was taken over"};
     return {ErrorCode::FileConflict, "Attempt to overwrite existing file using mapping: " + target.path};
-}
-
-Error unreadable(const std::string &path) {
-    return {ErrorCode::Filesystem, "Couldn't look at " + path, errno};
 }
 
 } // namespace
@@ -100,15 +95,12 @@ bool TargetExchange::isOurs(const fs::path &place, bool isLink, const Journalled
 
 TargetExchange::Occupant TargetExchange::occupant(const Spot &spot, const std::string &name) const {
     struct stat status = {};
-    const fs::path place = spot.parent.reach(name);
-    if (::lstat(place.c_str(), &status) != 0) {
-        if (errno == ENOENT)
-            return Occupant::Nothing;
-        throw unreadable(spot.target.path);
-    }
+    if (!spot.parent.look(name, status))
+        return Occupant::Nothing;
     if (isRpms(status, spot.target))
         return Occupant::Rpms;
-    return isOurs(place, S_ISLNK(status.st_mode), spot.target) ? Occupant::Ours : Occupant::Somebodys;
+    return isOurs(spot.parent.reach(name), S_ISLNK(status.st_mode), spot.target) ? Occupant::Ours
+                                                                                 : Occupant::Somebodys;
 }
 
 /// The targets whose directories are there. Neighbours share the open directory.
@@ -256,7 +248,7 @@ void TargetExchange::makeFromTree(const Spot &spot) const {
     for (const JournalledTarget other : entry_->targets)
         if (text.is_absolute() && text.native().ends_with("/" + entry_->version + "/" + other.source))
             text = other.path;
-    fs::create_symlink(text, spot.parent.reach(spot.temporary));
+    spot.parent.makeLink(text, spot.temporary);
 }
 
 void TargetExchange::settleNames(bool keepsRpms) {

@@ -25,8 +25,8 @@ namespace Core::KELP {
 /// name is ".kelp-", the first 12 hexadecimal digits of the id's SHA-256, "-" and the number of the target in
 /// the journal. Killed at any call, the next start finds by the journal which of the two stands where.
 ///
-/// Directories are reached by Common::Directory::byLinksOfRoot. Operations raise what it raises, and
-/// ErrorCode::Filesystem for what cannot be looked at.
+/// Directories are reached by Common::Directory::byLinksOfRoot. Operations raise what Common::Directory
+/// raises, and as findMapping() does.
 class TargetExchange {
 public:
     /// `tree` is where the package's tree lies by now, and `current` its link of that name, absolute. All
