@@ -262,7 +262,7 @@ bool Directory::look(const std::string &name, struct statx &status) const {
     return false;
 }
 
-void Directory::makeLink(const fs::path &target, const std::string &name) const {
+void Directory::makeLink(const std::string &target, const std::string &name) const {
     if (::symlinkat(target.c_str(), directory_.get(), name.c_str()) != 0)
         raise("cannot make link", name);
 }

@@ -53,7 +53,7 @@ public:
     bool look(const std::string &name, struct statx &status) const;
 
     /// Makes a symbolic link. Raises when anything has that name.
-    void makeLink(const std::filesystem::path &target, const std::string &name) const;
+    void makeLink(const std::string &target, const std::string &name) const;
 
     /// Everything in the directory.
     std::vector<std::string> names() const;

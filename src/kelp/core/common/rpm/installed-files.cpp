@@ -25,7 +25,7 @@ int InstalledFiles::count() const {
     return static_cast<int>(rpmfilesFC(files_.get()));
 }
 
-std::filesystem::path InstalledFiles::path(int index) const {
+std::string InstalledFiles::path(int index) const {
     return std::string(directory(directoryOf(index))) + std::string(name(index));
 }
 
@@ -39,6 +39,11 @@ bool InstalledFiles::isDirectory(int index) const {
 
 bool InstalledFiles::isConfiguration(int index) const {
     return (rpmfilesFFlags(files_.get(), index) & RPMFILE_CONFIG) != 0;
+}
+
+bool InstalledFiles::hasSeveralNames(int index) const {
+    const int *names = nullptr;
+    return rpmfilesFLinks(files_.get(), index, &names) > 1;
 }
 
 bool InstalledFiles::isGhost(int index) const {

@@ -22,10 +22,13 @@ public:
     explicit InstalledFiles(const Reader &reader);
 
     int count() const;
-    std::filesystem::path path(int index) const;
+    std::string path(int index) const;
     std::uint64_t size(int index) const;
     bool isDirectory(int index) const;
     bool isConfiguration(int index) const;
+
+    /// Whether the package has the file under further names.
+    bool hasSeveralNames(int index) const;
 
     /// Whether the package only names the file, and does not bring it.
     bool isGhost(int index) const;

@@ -53,7 +53,8 @@ public:
         if (entry.type != ContentsEntry::Type::File)
             return {};
         // Of a file with several names, the one that has the content decides for all.
-        entry.isSignable = isSignable_[*found] && carriesId(tree_ / entry.path, id_);
+        entry.isSignable =
+            isSignable_[*found] && (!record_.hasSeveralNames(index) || carriesId(tree_ / entry.path, id_));
         entry.isChanged = record_.isGhost(index) || entry.size != record_.size(index) ||
                           !isAsPacked(record_.path(index), record_.size(index), record_.modified(index));
         return record_.sha256(index).value_or("");

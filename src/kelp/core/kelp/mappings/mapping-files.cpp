@@ -34,8 +34,8 @@ Error conflictAt(const fs::path &target) {
     return {ErrorCode::FileConflict, "Attempt to overwrite existing file using mapping: " + target.string()};
 }
 
-std::string failureAt(const fs::path &source, const fs::path &target) {
-    return "Couldn't create mapping: " + source.string() + " -> " + target.string();
+std::string failureAt(const std::string &source, const std::string &target) {
+    return "Couldn't create mapping: " + source + " -> " + target;
 }
 
 /// A relative target counts from the mapping's own directory: counted from the working directory, a healthy
@@ -57,8 +57,13 @@ bool isPlainlyFree(const fs::path &place) {
     return fs::symlink_status(place, ignored).type() == fs::file_type::not_found;
 }
 
-bool isPublishedAsLink(const fs::path &source, MappingMode mode) {
-    return mode == MappingMode::Link || (Common::isSymlink(source) && Common::isDirectory(source));
+bool isLinkToDirectory(const fs::path &path) {
+    return Common::isSymlink(path) && Common::isDirectory(path);
+}
+
+/// Of two texts.
+bool isIn(const std::string &directory, const std::string &path) {
+    return path.rfind('/') == directory.size() && path.starts_with(directory);
 }
 
 } // namespace
@@ -147,10 +152,11 @@ void createMapping(const fs::path &source, const fs::path &target, MappingMode m
     MappingMaker(mode).make(source, target);
 }
 
-const Directory &MappingMaker::enter(const fs::path &source, const fs::path &target) {
-    if (!parent_ || parent_->path() != target.parent_path())
-        parent_ = Common::reraiseAs(ErrorCode::Filesystem, failureAt(source, target),
-                                    [&] { return Directory::makeByLinksOfRoot(target.parent_path()); });
+const Directory &MappingMaker::enter(const std::string &source, const std::string &target) {
+    if (!parent_ || !isIn(parent_->path(), target))
+        parent_ = Common::reraiseAs(ErrorCode::Filesystem, failureAt(source, target), [&] {
+            return Directory::makeByLinksOfRoot(fs::path(target).parent_path());
+        });
     return *parent_;
 }
 
@@ -166,15 +172,16 @@ void MappingMaker::make(const fs::path &source, const fs::path &target) {
     create(source, target, name);
 }
 
-void MappingMaker::makeBeside(const fs::path &source, const fs::path &target, const std::string &name) {
+void MappingMaker::makeBeside(const std::string &source, const std::string &target, const std::string &name) {
     // What has the name by now fails the making itself.
     static_cast<void>(enter(source, target));
     create(source, target, name);
 }
 
-void MappingMaker::create(const fs::path &source, const fs::path &target, const std::string &name) const {
+void MappingMaker::create(const std::string &source, const std::string &target,
+                          const std::string &name) const {
     Common::reraiseAs(ErrorCode::Filesystem, failureAt(source, target), [&] {
-        if (isPublishedAsLink(source, mode_))
+        if (mode_ == MappingMode::Link || isLinkToDirectory(source))
             parent_->makeLink(source, name);
         else
             copyAsMapping(source, *parent_, name);

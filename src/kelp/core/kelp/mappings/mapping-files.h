@@ -61,16 +61,14 @@ public:
     void make(const std::filesystem::path &source, const std::filesystem::path &target);
 
     /// The directory of `target`, held open. Made where it is missing, as make() does. Raises as that.
-    const Common::Directory &enter(const std::filesystem::path &source, const std::filesystem::path &target);
+    const Common::Directory &enter(const std::string &source, const std::string &target);
 
     /// Makes the mapping under another name beside `target`, from where one rename brings it there. Raises
     /// ErrorCode::Filesystem, also when anything has that name, which stays.
-    void makeBeside(const std::filesystem::path &source, const std::filesystem::path &target,
-                    const std::string &name);
+    void makeBeside(const std::string &source, const std::string &target, const std::string &name);
 
 private:
-    void create(const std::filesystem::path &source, const std::filesystem::path &target,
-                const std::string &name) const;
+    void create(const std::string &source, const std::string &target, const std::string &name) const;
 
     MappingMode mode_;
     std::optional<Common::Directory> parent_;

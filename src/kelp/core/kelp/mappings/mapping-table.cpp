@@ -2,6 +2,7 @@
 
 #include "kelp/core/common/places.h"
 
+#include <algorithm>
 #include <string_view>
 
 namespace Core::KELP {
@@ -106,20 +107,20 @@ std::vector<Mapping> buildMappings(const std::string &id, const std::string &key
     return mappings;
 }
 
-std::filesystem::path packagePathOf(const std::filesystem::path &systemPath,
-                                    const std::vector<Mapping> &mappings) {
-    const std::string path = systemPath.string();
-    const std::string directoryForm = path.ends_with('/') ? path : path + "/";
+std::filesystem::path packagePathOf(const std::string &systemPath, const std::vector<Mapping> &mappings) {
+    const std::string directoryForm = systemPath.ends_with('/') ? systemPath : systemPath + "/";
     for (const Mapping &mapping : mappings) {
         const std::string &target = mapping.target();
         if (target == directoryForm)
             return mapping.source();
+        if (!systemPath.starts_with(target))
+            continue;
         // A remainder with a root of its own, as in "/usr/bin//x", would replace the source instead of
         // following it.
-        if (path.starts_with(target))
-            return mapping.source() / std::filesystem::path(path.substr(target.size())).relative_path();
+        const std::size_t remainder = systemPath.find_first_not_of('/', target.size());
+        return mapping.source() + "/" + systemPath.substr(std::min(remainder, systemPath.size()));
     }
-    return systemPath.relative_path();
+    return std::filesystem::path(systemPath).relative_path();
 }
 
 } // namespace Core::KELP

@@ -25,7 +25,6 @@ std::vector<Mapping> buildMappings(const std::string &id, const std::string &key
 /// The path in the package's tree of what the system knows as `systemPath`, by the first row that matches. A
 /// path that no row matches is kept under its own name. The result is relative; whatever ".." components
 /// `systemPath` holds are still in it.
-std::filesystem::path packagePathOf(const std::filesystem::path &systemPath,
-                                    const std::vector<Mapping> &mappings);
+std::filesystem::path packagePathOf(const std::string &systemPath, const std::vector<Mapping> &mappings);
 
 } // namespace Core::KELP

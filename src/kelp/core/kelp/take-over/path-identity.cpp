@@ -43,17 +43,20 @@ PathIdentity identityOfDirectory(const fs::path &path) {
     return below(identityOfDirectory(path.parent_path()), path.filename());
 }
 
-const PathIdentity &PathFinder::directory(const fs::path &path) {
-    auto found = directories_.find(path.native());
+const PathIdentity &PathFinder::directory(const std::string &path) {
+    auto found = directories_.find(path);
     if (found == directories_.end() && directories_.size() >= directoriesAtMost)
         directories_.clear();
     if (found == directories_.end())
-        found = directories_.emplace(path.native(), identityOfDirectory(path)).first;
+        found = directories_.emplace(path, identityOfDirectory(path)).first;
     return found->second;
 }
 
-PathIdentity PathFinder::find(const fs::path &path) {
-    return below(directory(path.parent_path()), path.filename());
+PathIdentity PathFinder::find(const std::string &path) {
+    const std::size_t nameBegin = path.rfind('/') + 1; // 0 for a name alone.
+    PathIdentity found = directory(path.substr(0, nameBegin));
+    found.below.append("/").append(path, nameBegin);
+    return found;
 }
 
 PathHash hash(const PathIdentity &place) {

@@ -42,10 +42,10 @@ public:
 class PathFinder {
 public:
     /// The place of an absolute path. A link at its end is not followed. Raises UnknownPath.
-    PathIdentity find(const std::filesystem::path &path);
+    PathIdentity find(const std::string &path);
 
 private:
-    const PathIdentity &directory(const std::filesystem::path &path);
+    const PathIdentity &directory(const std::string &path);
 
     std::map<std::string, PathIdentity> directories_;
 };

@@ -108,7 +108,7 @@ std::optional<std::string> nameObjection(const std::string &target) {
     const auto isControl = [](unsigned char character) { return character < 0x20 || character == 0x7f; };
     if (std::ranges::any_of(target, isControl))
         return "it publishes a path with a control character";
-    if (isTemporaryName(fs::path(target).filename()))
+    if (isTemporaryName(target.substr(target.rfind('/') + 1)))
         return target + " has a name that the take-over uses itself";
     return std::nullopt;
 }
@@ -433,9 +433,14 @@ std::string RpmSurvey::obstacleOfMachine(const InstalledApplication &application
         obstacle = targetPlaces_.obstacle(fs::absolute(targets[i]), attributes[i]);
     // Those that are not published are removed in the end.
     const auto pathOf = erasedFiles(application);
+    std::string last;
     for (std::size_t i = 0; obstacle.empty() && i < application.isErased.size(); ++i)
-        if (const auto path = pathOf(i))
-            obstacle = targetPlaces_.obstacleIn(fs::path(*path).parent_path());
+        if (const auto path = pathOf(i)) {
+            std::string directory = path->substr(0, path->rfind('/') + 1);
+            if (directory != last)
+                obstacle = targetPlaces_.obstacleIn(fs::path(directory).parent_path());
+            last = std::move(directory);
+        }
     return obstacle.empty() ? targetPlaces_.shortage(0) : obstacle;
 }
 

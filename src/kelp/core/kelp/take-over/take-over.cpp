@@ -96,6 +96,18 @@ void removeLinksTo(const std::set<std::string> &files) {
     }
 }
 
+/// Adds the directory of each path, once for the neighbours in it.
+template<class List>
+void addDirectories(const List &list, std::set<fs::path> &places) {
+    std::string last;
+    for (const auto entry : list) {
+        std::string directory = entry.path.substr(0, entry.path.rfind('/') + 1);
+        if (directory != last)
+            places.insert(directory);
+        last = std::move(directory);
+    }
+}
+
 std::vector<JournalledDirectory> deepestFirst(const std::vector<JournalledDirectory> &directories) {
     return {directories.rbegin(), directories.rend()};
 }
@@ -330,9 +342,8 @@ void TakeOver::forget(Group &group) {
 
 /// From here on the store is the only place of the package. Each step is done again after a kill.
 void TakeOver::clear(const JournalEntry &entry) {
-    written_.merge(placesOf(entry));
-    for (const JournalledFile file : entry.files)
-        written_.insert(fs::path(file.path).parent_path());
+    addDirectories(entry.targets, written_);
+    addDirectories(entry.files, written_);
     exchangeOf(entry).clear();
     removeLinksTo(clearFiles(entry));
     clearDirectories(entry);
@@ -485,8 +496,7 @@ void TakeOver::recordInstallations() {
 
 std::set<fs::path> TakeOver::placesOf(const JournalEntry &entry) const {
     std::set<fs::path> places;
-    for (const JournalledTarget target : entry.targets)
-        places.insert(fs::path(target.path).parent_path());
+    addDirectories(entry.targets, places);
     return places;
 }
 

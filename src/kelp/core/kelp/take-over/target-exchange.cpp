@@ -66,8 +66,8 @@ TargetExchange::TargetExchange(const JournalEntry &entry, fs::path tree, fs::pat
     mode_(modeOf(entry, tree_)),
     prefix_(std::string(namePrefix) + Common::Rpm::sha256Of(entry.id).substr(0, digestLength) + "-") {}
 
-fs::path TargetExchange::source(const JournalledTarget &target) const {
-    return current_ / target.source;
+std::string TargetExchange::source(const JournalledTarget &target) const {
+    return current_.native() + "/" + target.source;
 }
 
 std::string TargetExchange::temporaryName(std::size_t number) const {
@@ -106,15 +106,19 @@ TargetExchange::Occupant TargetExchange::occupant(const Spot &spot, const std::s
 /// The targets whose directories are there. Neighbours share the open directory.
 void TargetExchange::forEachTarget(const std::function<void(const Spot &)> &use) const {
     std::optional<Directory> parent;
+    std::string last;
     std::exception_ptr failure;
     for (std::size_t number = 0; number < entry_->targets.size(); ++number) {
         const JournalledTarget target = entry_->targets[number];
-        const fs::path path = target.path;
+        const std::size_t nameBegin = target.path.rfind('/') + 1;
         try {
-            if (!parent || parent->path() != path.parent_path())
-                parent = Directory::byLinksOfRoot(path.parent_path());
+            if (std::string directory = target.path.substr(0, nameBegin); directory != last) {
+                last.clear();
+                parent = Directory::byLinksOfRoot(fs::path(directory).parent_path());
+                last = std::move(directory);
+            }
             if (parent)
-                use({target, *parent, path.filename(), temporaryName(number)});
+                use({target, *parent, target.path.substr(nameBegin), temporaryName(number)});
         } catch (const std::exception &error) {
             LogStream(LogLevel::Error) << error;
             failure = failure ? failure : std::current_exception();
@@ -140,8 +144,8 @@ void TargetExchange::publish(Obstacles obstacles) {
 
 TargetExchange::Spot TargetExchange::enter(MappingMaker &maker, std::size_t number) const {
     const JournalledTarget target = entry_->targets[number];
-    const fs::path path = target.path;
-    return {target, maker.enter(source(target), path), path.filename(), temporaryName(number)};
+    return {target, maker.enter(source(target), target.path), target.path.substr(target.path.rfind('/') + 1),
+            temporaryName(number)};
 }
 
 /// What stands at a target, before the store's file comes there.

@@ -78,7 +78,7 @@ private:
         std::string temporary;
     };
 
-    std::filesystem::path source(const JournalledTarget &target) const;
+    std::string source(const JournalledTarget &target) const;
     std::string temporaryName(std::size_t number) const;
     bool isRpms(const struct stat &status, const JournalledTarget &target) const;
     bool isOurs(const std::filesystem::path &place, bool isLink, const JournalledTarget &target) const;
