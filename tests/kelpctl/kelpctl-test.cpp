@@ -234,11 +234,11 @@ TEST_F(KelpCtlTest, SignaturesDoNotCountAndDigestsDo) {
 
 TEST_F(KelpCtlTest, GivesNoVerdictOnWhatCouldNotBeUnpacked) {
     const std::string limited = "sh -c 'trap \"\" XFSZ; ulimit -f 16; exec \"$0\" \"$@\"'";
-    // Written by the thread that unpacks, and by the one behind it.
-    for (const std::size_t size : {12'000U, 1'000'000U}) {
+    // Written by the thread that judges, by that which unpacks, and by the one behind it.
+    for (const auto &[size, last] : {std::pair(12'000U, 1U), {12'000U, 0x80000U}, {1'000'000U, 1U}}) {
         RpmWriter writer;
         writer.files = {{"/usr/share/org.example.app/", "a", 0100644, std::string(size, 'x')},
-                        {"/usr/share/org.example.app/", "b"}};
+                        {"/usr/share/org.example.app/", "b", 0100644, std::string(last, 'x')}};
         writer.write(root_.path() / "large.rpm");
         EXPECT_EQ(run("validate " + (root_.path() / "large.rpm").string(), limited), 2) << size;
         EXPECT_THAT(out(),

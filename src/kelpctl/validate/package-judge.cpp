@@ -180,7 +180,7 @@ private:
         const Common::Rpm::PayloadDigest digest(file_, header);
         // Its destructor waits for the thread, so that none outlives the judgement, even if that raises.
         const bool isDigestWanted = options_.hasDigest && options_.sha256.empty();
-        digests_ = std::async(options_.jobs > 1 ? std::launch::deferred : std::launch::async,
+        digests_ = std::async(hasThreads() ? std::launch::async : std::launch::deferred,
                               [digest, file = file_, isDigestWanted] {
                                   return Digests{digest.isRight(), isDigestWanted ? sha256OfFile(file) : ""};
                               });
@@ -258,6 +258,12 @@ private:
         }
     }
 
+    /// For few bytes they would cost more than they gain.
+    bool hasThreads() const {
+        constexpr std::uint64_t fewBytes = 0x80000;
+        return options_.jobs == 1 && size_ >= fewBytes;
+    }
+
     void judge(const RpmPackage &package, const Workspace &workspace) {
         Progress progress(file_, package.files().size(), options_.jobs == 1);
         RpmPackage::Trial trial;
@@ -267,7 +273,7 @@ private:
             Interruption::check();
             deadline_.check();
         };
-        if (options_.jobs == 1)
+        if (hasThreads())
             trial.conveyance = std::make_shared<Lookahead>();
         const std::vector<std::string> refusals = package.validate(workspace.path(), judges(), trial);
         for (std::size_t i = 0; i < refusals.size(); ++i)

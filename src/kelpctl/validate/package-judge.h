@@ -37,7 +37,8 @@ struct JudgeOptions {
     /// Whether the reports need the package file's digest.
     bool hasDigest = false;
     std::string sha256 = {}; ///< Of the one package that is judged, where it was computed before.
-    /// Packages that are judged at once. With more than one a judge has no threads of its own.
+    /// Packages that are judged at once. With more than one a judge has no threads of its own, nor has it for
+    /// a small package.
     std::size_t jobs = 1;
     /// Has the reports hold all findings, as the lines that this makes of them; empty for the findings
     /// themselves.
