@@ -71,11 +71,11 @@ void addGlobalOptions(CLI::App &app, ColourChoice &colour) {
     });
     app.set_version_flag("--version", "kelpctl " KELP_VERSION);
     app.formatter(std::make_shared<WrappingFormatter>());
-    // Lets them stand behind the subcommand as well, where people write them.
+    // Lets them stand after the subcommand as well, where people write them.
     app.fallthrough();
 }
 
-/// Behind the command it is that command's own. In front of it, it is handed on to a command that has it; any
+/// After the command it is that command's own. In front of it, it is handed on to a command that has it; any
 /// other is not to work on this machine instead.
 void handRootOn(CLI::App &app) {
     const CLI::Option &given = *app.get_option(rootOption);

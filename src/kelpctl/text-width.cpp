@@ -71,7 +71,7 @@ std::vector<bool> opportunitiesOf(std::string_view line) {
 }
 
 /// Where lines are broken if need be, the end last. At all blanks: ICU would have a path on the line of the
-/// word in front of it, as if its slash were a mark behind that.
+/// word in front of it, as if its slash were a mark after that.
 std::vector<std::size_t> breaksOf(std::string_view line) {
     const std::vector<bool> opportunities = opportunitiesOf(line);
     std::vector<std::size_t> breaks;

@@ -114,7 +114,7 @@ TEST_F(ExtractTest, RefusesHostilePackagesAndTouchesNothingOutside) {
     const HostileCase contents[] = {
         {"climbs out by the directory", {{share + "../../../../../outside/", "new"}}},
         {"climbs out by the name", {{share, "../../../../../../outside/new"}}},
-        {"doubled slash behind a mapped directory", {{"/usr/bin//outside/", "new"}}},
+        {"doubled slash after a mapped directory", {{"/usr/bin//outside/", "new"}}},
         {"over-long name", {{share, std::string(300, 'x')}}},
         {"deep path", {{share + deep, "x"}}},
         {"writes through a link", {{share, "a", symlink, "../../../outside"}, {share + "a/", "new"}}},

@@ -126,7 +126,7 @@ TEST_F(KelpCtlTest, OverriddenFindingsDoNotCount) {
         return run("validate --developer-mode --fail-on warning --overrides " + overrides.string() + ' ' +
                    (root_.path() / "empty.rpm").string());
     };
-    // Behind a hundred that are overridden, one that is not.
+    // After a hundred that are overridden, one that is not.
     EXPECT_EQ(judge("# Known\ndirectory-empty */org.example.app/* Made here.\nversion-long * It is.\n"), 1);
     EXPECT_THAT(out(), AllOf(HasSubstr("/last: Empty directory"), Not(HasSubstr("/149")),
                              HasSubstr(" 1 warning, 151 overridden\n")));
@@ -234,7 +234,7 @@ TEST_F(KelpCtlTest, SignaturesDoNotCountAndDigestsDo) {
 
 TEST_F(KelpCtlTest, GivesNoVerdictOnWhatCouldNotBeUnpacked) {
     const std::string limited = "sh -c 'trap \"\" XFSZ; ulimit -f 16; exec \"$0\" \"$@\"'";
-    // Written by the thread that judges, by that which unpacks, and by the one behind it.
+    // Written by the thread that judges, by that which unpacks, and by the one after it.
     for (const auto &[size, last] : {std::pair(12'000U, 1U), {12'000U, 0x80000U}, {1'000'000U, 1U}}) {
         RpmWriter writer;
         writer.files = {{"/usr/share/org.example.app/", "a", 0100644, std::string(size, 'x')},

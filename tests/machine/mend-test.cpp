@@ -79,7 +79,7 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
           "opt/kelp/rescued/org.example.ticker-3-1 && "
           "for f in $(cat opt/kelp/rescued/*/symlink.list); do rm $f; done; rm -r opt/app/org.example.ticker",
           "org.example.ticker", "rescued", true},
-         // Behind the line of its removal: to mend what is missing of the package would register it again.
+         // After the line of its removal: to mend what is missing of the package would register it again.
          {"echo org.example.reader >var/lib/kelp/removal; rm usr/bin/org.example.reader; "
           "echo timestamp=1 event=R package=org.example.reader keyid=1 >>var/lib/kelp/registry",
           "org.example.reader", "unfinished-update", true}},

@@ -32,7 +32,7 @@ struct Describe {
     }
 };
 
-/// "7 /opt/kinds/link symlink ../up", with a "-" behind the index of an entry that is not signable.
+/// "7 /opt/kinds/link symlink ../up", with a "-" after the index of an entry that is not signable.
 template<class Entry>
 std::string line(const Entry &entry) {
     return std::to_string(entry.fileIndex) + (entry.signable ? " " : "- ") + entry.path + ' ' +

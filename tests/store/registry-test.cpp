@@ -93,7 +93,7 @@ TEST_F(RegistryTest, BadLinesAreSkippedWithTheirReason) {
         EXPECT_THAT(ids, testing::ElementsAre("good"));
         EXPECT_EQ(out.take(),
                   std::string("[W] ") + reason + "\n[W] Bad registry record found: '" + line + "'\n");
-        // Killed behind the second name, it makes no third.
+        // Killed after the second name, it makes no third.
         const std::string kept = file().string() + ".damaged-" + std::to_string(++damaged);
         if (damaged == 2)
             std::filesystem::create_hard_link(file(), kept);

@@ -40,7 +40,7 @@ const Explanation &explanationOf(std::string_view id);
 
 // An explanation as plain text, in two parts.
 
-/// All but the example, in paragraphs that may be broken anywhere, with an empty line behind the last.
+/// All but the example, in paragraphs that may be broken anywhere, with an empty line after the last.
 std::string proseOf(const Validator::CatalogueEntry &entry);
 /// The example with a heading. Its lines are to be copied, and must not be broken.
 std::string exampleOf(const Validator::CatalogueEntry &entry);

@@ -71,7 +71,7 @@ constexpr Explanation desktopRows[] = {
      "Name=Notes"},
     {"desktop-icon-invalid", "The Icon is not the name of the package.",
      "The launcher looks icons up by the name of the package.",
-     "Set Icon to the whole name of the package. The files of the icons have .png behind it, the key has "
+     "Set Icon to the whole name of the package. The files of the icons have .png after it, the key has "
      "not.",
      Desktop,
      "[Desktop Entry]\n"
@@ -80,7 +80,7 @@ constexpr Explanation desktopRows[] = {
     {"desktop-exec-invalid", "The Exec line does not start the program of the package.",
      "An application may start its own program alone, or the QML runner with its own name.",
      "Start the program by its name or as /usr/bin/ID, or the runner with the name of the package, arguments "
-     "behind it. A wrapper like `env` or `sh -c` is not allowed.",
+     "after it. A wrapper like `env` or `sh -c` is not allowed.",
      Desktop,
      "[Desktop Entry]\n"
      "Exec=/usr/bin/org.example.notes",

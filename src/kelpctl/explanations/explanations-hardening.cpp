@@ -173,7 +173,7 @@ constexpr Explanation hardeningRows[] = {
      "[Desktop Entry]\n"
      "Name=Notes"},
     {"integrity-file-ambiguous",
-     "The configuration of the integrity daemon has \"watch\" twice, or a second value behind the first.",
+     "The configuration of the integrity daemon has \"watch\" twice, or a second value after the first.",
      "Which of the two counts differs from reader to reader.", "Write one object with one \"watch\".", Spec,
      "%install\n"
      "install -d %{buildroot}/etc/integrityd/config.d\n"

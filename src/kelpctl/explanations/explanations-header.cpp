@@ -33,7 +33,7 @@ constexpr Explanation headerRows[] = {
      "requires"},
     {"provides-not-allowed", "The package claims to provide something that is not its own.",
      "Other packages that need it would get this application in its place.",
-     "A package may provide its own name, with whatever stands behind it, and the types that its desktop "
+     "A package may provide its own name, with whatever stands after it, and the types that its desktop "
      "file handles, but packages. All else is mostly generated: by rpmbuild, of each library in the package "
      "its soname, and of each desktop file application(ITS-NAME). Exclude those as below, and name the "
      "desktop file after the whole package; take out a Provides of your own that begins otherwise.",

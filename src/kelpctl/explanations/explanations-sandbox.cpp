@@ -58,7 +58,7 @@ constexpr Explanation sandboxRows[] = {
      "[X-Application]\n"
      "ApplicationName=notes"},
     {"application-name-reserved",
-     "ApplicationName holds .instance_, .task_, .velura_ or .service_, which the system puts behind names.",
+     "ApplicationName holds .instance_, .task_, .velura_ or .service_, which the system puts after names.",
      "It would be taken for an instance, a task or a service of another application.", "Choose another name.",
      Desktop,
      "[X-Application]\n"

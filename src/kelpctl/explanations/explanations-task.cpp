@@ -46,7 +46,7 @@ constexpr Explanation taskRows[] = {
      "[X-Task sync]\n"
      "Type=periodic",
      "task"},
-    {"task-executable-name", "What stands behind the name of the program in Exec of a task is malformed.",
+    {"task-executable-name", "What stands after the name of the program in Exec of a task is malformed.",
      "The program could not be found.", "Write a letter, then letters, digits, \"-\" and \"_\".", Desktop,
      "[X-Task sync]\n"
      "Type=worker\n"
@@ -89,7 +89,7 @@ constexpr Explanation taskRows[] = {
      "condition"},
     {"task-condition-unknown", "A condition of a task is not known.",
      "The system would not know when to start the task.",
-     "Use internet, battery-not-low, charging and idle. A kind of connection stands behind internet, as in "
+     "Use internet, battery-not-low, charging and idle. A kind of connection stands after internet, as in "
      "internet:wifi.",
      Desktop,
      "[X-Task sync]\n"

@@ -83,7 +83,7 @@ void addLookOptions(CLI::App &command, LookOptions &options) {
 Machine::Machine(const LookOptions &options) {
     if (!options.root.empty())
         enter(options.root);
-    // Behind the change of root, since it reads the configuration file of the machine that is looked at.
+    // After the change of root, since it reads the configuration file of the machine that is looked at.
     configuration_.emplace(Core::Configuration::Missing::IsFine);
 }
 

@@ -49,7 +49,7 @@ std::string fitted(const std::string &text) {
 void printTable(std::ostream &output, const std::vector<Row> &rows) {
     const std::vector<std::size_t> widths = columnWidths(rows);
     for (const Row &row : rows) {
-        // Styled behind the fitting, as the sequences would count as columns.
+        // Styled after the fitting, as the sequences would count as columns.
         const Style style = &row == rows.data() ? Style::Bold : Style::Plain;
         output << styled(fitted(lineOf(row, widths)), style, STDOUT_FILENO) << '\n';
     }

@@ -38,7 +38,7 @@ constexpr Row table[] = {
     {"manifest-key-unknown", "manifest-key"},
 };
 
-/// The word of a rule behind the prefix; empty for a rule in which there is none.
+/// The word of a rule after the prefix; empty for a rule in which there is none.
 std::string_view wordOf(const Validator::Rule &rule, std::string_view prefix) {
     const std::string_view text = rule.text;
     // Expressions between slashes are no words.

@@ -55,7 +55,7 @@ struct Lookahead::Belts {
             if (const auto *load = std::get_if<Load>(&item))
                 PackedFile::write(load->file, load->piece, load->path);
             else
-                // Behind its pieces, so that its file is open until they are written.
+                // After its pieces, so that its file is open until they are written.
                 written.put(std::move(std::get<UnpackedEntry>(item)));
         });
     }
@@ -68,7 +68,7 @@ Lookahead::~Lookahead() = default;
 void Lookahead::run(const UnpackAll &unpackAll, const Judge &judge) {
     std::future<void> unpacking;
     std::future<void> writing;
-    // Behind the futures, so that the belts are closed when those wait for their threads: what is raised
+    // After the futures, so that the belts are closed when those wait for their threads: what is raised
     // here, by a verdict or because there is no thread to be had, leaves none of them waiting.
     const Closing source(belts_->unwritten);
     const Closing destination(belts_->written);

@@ -19,7 +19,7 @@ namespace {
 
 constexpr std::uintmax_t longestFile = std::uintmax_t(1) << 20;
 
-/// The three parts of a line, in which those behind a missing one are empty.
+/// The three parts of a line, in which those after a missing one are empty.
 Override parse(const std::string &line) {
     Override result;
     std::istringstream words(line);

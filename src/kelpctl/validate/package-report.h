@@ -49,7 +49,7 @@ struct PackageReport {
     std::optional<std::string> osVersion; ///< Of the target.
     Verdict verdict = Verdict::Accepted;
     std::string reason; ///< Of any verdict but Accepted.
-    /// A hundred of each id, behind which one tells how many more there are, and as many overridden ones.
+    /// A hundred of each id, after which one tells how many more there are, and as many overridden ones.
     std::vector<ReportedFinding> findings;
     std::map<Validator::LogLevel, std::size_t> counts; ///< Of all findings that are not overridden.
     std::size_t overridden = 0;                        ///< How many are.

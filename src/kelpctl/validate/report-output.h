@@ -24,7 +24,7 @@ public:
     virtual bool hasDigest() const { return false; }
     /// Called for each report as soon as there is one.
     virtual void write(const PackageReport &report) = 0;
-    /// Called once, behind all of them.
+    /// Called once, after all of them.
     virtual void finish() {}
 };
 

@@ -60,7 +60,7 @@ json::array locationsOf(const PackageReport &report, const std::string &path) {
     return {std::move(location)};
 }
 
-/// Writes results when their package is judged, and behind them what is known only then: the rules that
+/// Writes results when their package is judged, and after them what is known only then: the rules that
 /// occurred and the profiles.
 class SarifOutput final : public ReportOutput {
 public:

@@ -265,7 +265,7 @@ void addReport(CLI::App &validate, ValidateArguments &arguments) {
         .add_option("--fail-on", arguments.failOn, "With \"warning\", exit with status 1 for warnings too")
         ->check(CLI::IsMember({"error", "warning"}))
         ->option_text("LEVEL (error)");
-    // One id for each option, or the package files behind it would be taken for more ids.
+    // One id for each option, or the package files after it would be taken for more ids.
     validate.add_option("--hide", arguments.hidden, "Do not report this warning or note; may be repeated")
         ->check(CLI::Validator(objectionToSilence, "ID"))
         ->option_text("ID")

@@ -68,7 +68,7 @@ JsonObjectCheck::~JsonObjectCheck() = default;
 bool JsonObjectCheck::feed(std::string_view piece) {
     Error error;
     const std::size_t read = parser_->write_some(true, piece.data(), piece.size(), error);
-    // The parser stops behind the root: what it did not read is more than white space.
+    // The parser stops after the root: what it did not read is more than white space.
     return !error && read == piece.size();
 }
 

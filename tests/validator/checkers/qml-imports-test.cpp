@@ -78,7 +78,7 @@ TEST_F(QmlImportsTest, HoldsTheImportsOfAFileAgainstTheLists) {
     EXPECT_THAT(validate("import Halyard.Lipstick 1.1"), ElementsAre(unstable("Halyard.Lipstick 1.1")));
 }
 
-/// An import that is an error fails the files behind it too, without another line.
+/// An import that is an error fails the files after it too, without another line.
 TEST_F(QmlImportsTest, CarriesErrorsToTheFilesBehind) {
     const std::pair<const char *, bool> cases[] = {
         {"import Halyard.X 1.0", true},

@@ -26,7 +26,7 @@ public:
 
     explicit ElfImage(Bits bits = Bits::Bits64, Order order = Order::Little) : bits_(bits), order_(order) {}
 
-    /// Adds a section behind the others and returns its index.
+    /// Adds a section after the others and returns its index.
     std::uint32_t add(Section section);
 
     /// Adds a symbol table of this type with an entry for each name, and its string table.

@@ -118,7 +118,7 @@ TEST_F(ElfReaderTest, SkipsSectionsThatLie) {
     } cases[] = {
         {"sound", {"s", SHT_SYMTAB, entries, 24, 1}, {"good", "good", "good"}},
         {"entries too small", {"s", SHT_SYMTAB, entries, 23, 1}, {"good"}},
-        {"entries with room behind", {"s", SHT_SYMTAB, entries, 25, 1}, {"good", "good"}},
+        {"entries with room after", {"s", SHT_SYMTAB, entries, 25, 1}, {"good", "good"}},
         {"beyond the file", {"s", SHT_SYMTAB, entries, 24, 1, huge}, {"good"}},
         {"too large from its place on", {"s", SHT_SYMTAB, entries, 24, 1, std::nullopt, 456}, {"good"}},
         {"size that overflows", {"s", SHT_SYMTAB, entries, 24, 1, std::nullopt, ~std::uint64_t(0)}, {"good"}},
@@ -173,7 +173,7 @@ TEST_F(ElfReaderTest, RodataIsTheSectionOfThatName) {
     }
 }
 
-/// Sections that share bytes could cost hours, or use up what is read and hide what stands behind them.
+/// Sections that share bytes could cost hours, or use up what is read and hide what stands after them.
 TEST_F(ElfReaderTest, FilesThatAskForMoreThanTheyHoldAreNotValid) {
     ElfImage overlapping;
     const std::string text(std::size_t(2) << 20, 'x');

@@ -31,7 +31,7 @@ std::string entryWith(const std::string &old, const std::string &replacement) {
 std::string sandboxWith(const std::string &old, const std::string &replacement) {
     return launchEntry + with(sandbox, old, replacement);
 }
-/// The sound file with more lines behind it.
+/// The sound file with more lines after it.
 std::string soundAnd(const std::string &more) {
     return launchEntry + sandbox + more;
 }

@@ -34,7 +34,7 @@ bool isPrintable(const std::string &text) {
     return true;
 }
 
-/// What is escaped, with the letter that stands for each behind a backslash.
+/// What is escaped, with the letter that stands for each after a backslash.
 struct Escapes {
     std::string_view characters;
     std::string_view letters;

@@ -4,7 +4,7 @@
 
 namespace Common {
 
-/// The version of the operating system: what stands behind "VERSION_ID=" in the first such line of
+/// The version of the operating system: what stands after "VERSION_ID=" in the first such line of
 /// etc/os-release below the root prefix (os-release(5)), quotes included; may be empty. Raises
 /// ErrorCode::Internal "Couldn't retrieve Velura OS version" when there is no such file or line.
 std::string osVersion();

@@ -118,7 +118,7 @@ using Common::LogStream;
 using SQLite::Statement;
 
 /// A file that others may read they may lock as well, and hold up whoever writes. One that exists keeps the
-/// permissions that it was given; where none can be made, SQLite tells why. Killed behind this, it leaves an
+/// permissions that it was given; where none can be made, SQLite tells why. Killed after this, it leaves an
 /// empty file, which SQLite takes for a new one.
 void makeForRootAlone(const std::filesystem::path &path) {
     const Common::FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
@@ -303,7 +303,7 @@ void SQLiteDatabase::bindPackage(const std::string &packageId, const Source &sou
                 source.subject);
         if (database.getChanges() > 0 && source.keyId == reservedSource)
             execute(database, "UPDATE configuration SET data = 1 WHERE id = 'missing_source_allowed'");
-        // Behind the source: each statement by itself has to find the one that it names.
+        // After the source: each statement by itself has to find the one that it names.
         execute(database, "INSERT OR REPLACE INTO packages (id,source_keyid) VALUES (?,?)", packageId,
                 source.keyId);
         step.commit();

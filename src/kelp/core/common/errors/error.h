@@ -47,7 +47,7 @@ private:
 /// The errno that an exception tells of, whatever its type; 0 for one that tells of none.
 int systemErrorOf(const std::exception &failure);
 
-/// The text of an exception for people: behind that of an Error stands what the system answered, "TEXT: No
+/// The text of an exception for people: after that of an Error stands what the system answered, "TEXT: No
 /// space left on device".
 std::string explainedText(const std::exception &error);
 

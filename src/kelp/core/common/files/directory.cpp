@@ -208,7 +208,7 @@ std::optional<Directory> Directory::find(const fs::path &path) const {
 }
 
 FileDescriptor Directory::step(const std::string &name) const {
-    const char *entry = name.empty() ? "." : name.c_str(); // What stands behind a last "/".
+    const char *entry = name.empty() ? "." : name.c_str(); // What stands after a last "/".
     // Of a link the kernel says the same here as of a file, ENOTDIR: which of the two it is must be asked
     // for.
     FileDescriptor next(::openat(directory_.get(), entry, directoryFlags | O_NOFOLLOW));

@@ -25,7 +25,7 @@ enum class Durability { Flushed, Deferred };
 
 /// Gives `path` the new content in one step: after a failure or a kill it holds the old content or the new,
 /// never a mix and never less; after a power cut too with Durability::Flushed, while a deferred one may then
-/// have any content. Writes a neighbour with ".new" behind the name and renames it over `path`; the rename
+/// have any content. Writes a neighbour with ".new" after the name and renames it over `path`; the rename
 /// itself reaches the disk with what the filesystem writes next, in order. Raises as writeDurably does, with
 /// the text naming `path`, and leaves no neighbour behind.
 void replaceFile(const std::filesystem::path &path, std::string_view content, Durability durability);

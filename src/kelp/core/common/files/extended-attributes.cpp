@@ -48,7 +48,7 @@ std::vector<std::pair<std::string, std::string>> extendedAttributes(const std::f
                          "Couldn't retrieve extended attributes: " + path.string()));
 
     std::vector<std::pair<std::string, std::string>> attributes;
-    // One name behind the other, each with a zero at its end.
+    // One name after the other, each with a zero at its end.
     for (std::size_t position = 0; position < names.size();) {
         const std::string name(names.c_str() + position);
         attributes.emplace_back(name, extendedAttribute(path, name));

@@ -66,7 +66,7 @@ DatabaseCopy::DatabaseCopy() {
     } catch (const fs::filesystem_error &error) {
         throw Error(ErrorCode::Filesystem, std::string("Couldn't copy the rpm database: ") + error.what());
     }
-    // Behind rpm's configuration, which databaseDirectory() has had read: read later, it would lay its own
+    // After rpm's configuration, which databaseDirectory() has had read: read later, it would lay its own
     // path on top. rpm's lock file is in that directory too, so that the original's is not touched.
     rpmPushMacro(nullptr, directoryMacro, nullptr, directory_->path().c_str(), RMIL_CMDLINE);
 }

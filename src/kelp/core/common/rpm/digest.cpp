@@ -102,10 +102,10 @@ std::streamoff headerSize(std::istream &file) {
            numberAt(intro, 12);
 }
 
-/// Moves behind the signatures, and behind the header if that is not covered.
+/// Moves past the signatures, and past the header if that is not covered.
 void seekCovered(std::istream &file, bool coversHeader) {
     file.seekg(leadSize);
-    // Sizes that lie lead to other bytes, or behind the end, where there are none: no digest fits those.
+    // Sizes that lie lead to other bytes, or past the end, where there are none: no digest fits those.
     const std::streamoff signatures = headerSize(file);
     // Only the signatures are filled up to a multiple of eight.
     const std::streamoff header = leadSize + (signatures + 7) / 8 * 8;

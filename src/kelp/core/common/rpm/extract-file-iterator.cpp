@@ -33,7 +33,7 @@ std::shared_ptr<rpmfi_s> openPayload(FD_t file, const std::string &compressor, r
     return {rpmfiNewArchiveReader(payload, files, RPMFI_ITER_READ_ARCHIVE), rpmfiFree};
 }
 
-/// An archive reader's position cannot be moved, so that the names come from the list behind it.
+/// An archive reader's position cannot be moved, so that the names come from the list after it.
 std::string nameAt(rpmfiles files, int fileIndex) {
     const std::unique_ptr<char, decltype(&std::free)> name(rpmfilesFN(files, fileIndex), std::free);
     return name ? name.get() : "";

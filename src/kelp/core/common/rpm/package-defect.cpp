@@ -33,7 +33,7 @@ std::optional<off_t> endOfHeader(int file, off_t start) {
     return start + static_cast<off_t>(sizeOfIntro) + 16 * offsetAt(intro, 8) + offsetAt(intro, 12);
 }
 
-/// Signatures, filled up to a multiple of eight, and the header behind them.
+/// Signatures, filled up to a multiple of eight, and the header after them.
 std::optional<off_t> endOfHeaders(int file) {
     const auto signatures = endOfHeader(file, sizeOfLead);
     return signatures ? endOfHeader(file, (*signatures + 7) / 8 * 8) : std::nullopt;

@@ -10,7 +10,7 @@ struct rpmver_s;
 namespace Common::Rpm {
 
 /// A package version "[EPOCH:]VERSION[-RELEASE]" with rpm's order: segments of digits compare as numbers,
-/// segments of letters as text, "~" stands before everything and "^" behind (rpm-version(7)).
+/// segments of letters as text, "~" stands before everything and "^" after (rpm-version(7)).
 class Version {
 public:
     /// None when rpm refuses the text, as it does an empty one.

@@ -33,7 +33,7 @@ public:
     /// What either of them raises ends both, and is raised when all that was unpacked before has been judged.
     virtual void run(const UnpackAll &unpackAll, const Judge &judge) { unpackAll(judge); }
 
-    /// Writes a piece of a file that is being unpacked: before that is judged, and behind the pieces that
+    /// Writes a piece of a file that is being unpacked: before that is judged, and after the pieces that
     /// came earlier. Raises as PackedFile::write() does, from here or from run().
     virtual void write(int file, Common::Rpm::PackedFile::Piece piece, const std::filesystem::path &path) {
         Common::Rpm::PackedFile::write(file, piece, path);

@@ -150,7 +150,7 @@ void PackageExtraction::judge(Run &run) {
 
 /// Touches nothing that a verdict looks at but the entry's own place.
 UnpackedEntry PackageExtraction::unpack(const Entry &entry, Run &run) {
-    // The mapping drops slashes that stand behind a row's target, so that the package's own words count: with
+    // The mapping drops slashes that stand after a row's target, so that the package's own words count: with
     // one at the end, a file would stand in the place of a row's directory.
     const bool mayEndInSlash = std::holds_alternative<Common::Rpm::Directory>(entry.kind);
     const bool isPlain = entry.path.find("//") == std::string::npos && entry.path.starts_with('/') &&

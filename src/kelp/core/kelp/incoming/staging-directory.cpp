@@ -143,7 +143,7 @@ void StagingDirectory::createHardlink(const fs::path &target, const fs::path &pa
 }
 
 void StagingDirectory::applyPermissions() const {
-    // Children come behind their parents in the map, and must be reached before these are closed to us.
+    // Children come after their parents in the map, and must be reached before these are closed to us.
     for (auto row = permissions_.rbegin(); row != permissions_.rend(); ++row)
         setPermissions(openDirectory(row->first), row->second, row->first);
 }
@@ -176,7 +176,7 @@ std::optional<TreeNode> StagingDirectory::find(const fs::path &path) const {
 
 std::vector<std::string> StagingDirectory::namesIn(const fs::path &path) const {
     FileDescriptor file = openExisting(path, directoryFlags);
-    // It owns the descriptor only when there is one, hence the release behind it.
+    // It owns the descriptor only when there is one, hence the release after it.
     const std::unique_ptr<DIR, CloseDirectory> directory(file.get() < 0 ? nullptr : ::fdopendir(file.get()));
     if (!directory)
         raiseUnreadable(path);
@@ -200,7 +200,7 @@ FileDescriptor StagingDirectory::openDirectory(const fs::path &path) const {
     return makeByComponents(path);
 }
 
-/// The files of a directory come one behind the other, and are many.
+/// The files of a directory come one after the other, and are many.
 const FileDescriptor &StagingDirectory::openParent(const fs::path &path) {
     fs::path parent = path.parent_path();
     if (lastParentDirectory_.get() < 0 || parent != lastParent_) {

@@ -24,7 +24,7 @@ RegistryView readRegistry();
 /// Its good records. Raises as readRegistry() does.
 std::vector<RegistryRecord> registryRecords();
 
-/// The file that names a package from before the first step of its removal to behind the last.
+/// The file that names a package from before the first step of its removal until after the last.
 std::filesystem::path removalFile();
 
 /// The package of which the removal was begun and not completed.

@@ -57,7 +57,7 @@ std::optional<std::string> whyNotMigrated(const RpmRecord &record);
 std::optional<std::vector<RpmRecord>> rpmRecords(const IConfiguration &configuration, Unread &unread);
 
 /// The same for whoever acts on it; `newId` is a package that is only about to come, and has its certificate
-/// already. Raises as Common::Rpm::DatabaseCopy and Transaction do, the text being behind the path of
+/// already. Raises as Common::Rpm::DatabaseCopy and Transaction do, the text being after the path of
 /// the database, and as Certificates::of() and requireEmptyDatabaseOf().
 std::vector<RpmRecord> rpmRecords(const IConfiguration &configuration, const std::string &newId = {});
 

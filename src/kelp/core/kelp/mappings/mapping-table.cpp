@@ -11,7 +11,7 @@ namespace {
 
 struct Rule {
     std::string_view source;
-    std::string_view target; ///< Behind the prefix.
+    std::string_view target; ///< After the prefix.
     bool targetNamesPackage; ///< The package id and a "/" follow the target.
     std::int32_t requiresCopy;
     std::int32_t ownsDirectory;

@@ -46,7 +46,7 @@ public:
             if (package.information && package.information->at("general.id") == package.id &&
                 !underWay_.contains(package.id))
                 examineInstalled(package.id, *package.information);
-        // Behind those, whose record of an installation would end that of an update.
+        // After those, whose record of an installation would end that of an update.
         examineInstallation();
         if (views_.sources && views_.registry && views_.isAllThere())
             for (const auto &[id, keyId] : views_.sources->sourceOf)

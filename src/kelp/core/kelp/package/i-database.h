@@ -56,7 +56,7 @@ public:
     virtual bool isInstalled(const std::string &id) = 0;
     virtual bool isVersionInstalled(const std::string &id, const std::string &version) = 0;
 
-    /// Whether `version` stands behind the version of record in rpm's order. False when either cannot be
+    /// Whether `version` stands after the version of record in rpm's order. False when either cannot be
     /// read.
     virtual bool isNewerThanInstalled(const std::string &id, const std::string &version) = 0;
 

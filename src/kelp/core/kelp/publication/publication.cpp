@@ -71,7 +71,7 @@ bool leadsNowhere(const Directory &parent, const std::string &name, const fs::pa
     return type == fs::file_type::not_found;
 }
 
-/// Behind the files of a plan its directories go. All of them are left with one file, or with one of them.
+/// After the files of a plan its directories go. All of them are left with one file, or with one of them.
 PublicationPlan withDirectories(std::vector<PlannedFile> left, const PublicationPlan &plan) {
     const bool isClear = removeEmptyDirectories({plan.directories.rbegin(), plan.directories.rend()}).empty();
     const bool isAll = isClear && left.empty();
@@ -109,7 +109,7 @@ void publish(const PublicationPlan &plan, MappingMode mode, std::vector<std::str
     MappingMaker maker(mode);
     for (const PlannedFile &file : plan.files) {
         maker.make(file.source, file.target);
-        // Behind the making, which leaves all of a mapping or none.
+        // After the making, which leaves all of a mapping or none.
         made.push_back(file.target);
     }
 }

@@ -119,7 +119,7 @@ bool staysBeside(const RegistryRecord &added, const RegistryRecord &old) {
     return true;
 }
 
-/// The records with `added` behind those that it does not supersede. The walk from new to old follows the
+/// The records with `added` after those that it does not supersede. The walk from new to old follows the
 /// chain of keys back: each record of the chain adds the keys before it.
 std::vector<RegistryRecord> appended(const std::vector<RegistryRecord> &records,
                                      const RegistryRecord &added) {
@@ -169,7 +169,7 @@ bool replaceByNext() {
 }
 
 /// By a second name for the file, which takes no space, and which the rename to come leaves alone. Killed
-/// behind it, the next write finds that name, and makes no other.
+/// after it, the next write finds that name, and makes no other.
 bool keepDamaged() {
     const fs::path registry = registryFile();
     for (int number = 1;; ++number) {

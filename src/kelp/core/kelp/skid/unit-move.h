@@ -18,7 +18,7 @@ enum class Clash {
 /// usr/share/common/ below the root prefix) is trusted as it is; below it no link is followed, nothing is
 /// replaced but an empty directory, and nothing leaves it.
 ///
-/// Each step is one rename, and a move that was killed behind any of them is completed by another of the same
+/// Each step is one rename, and a move that was killed after any of them is completed by another of the same
 /// arguments: what lies where says how far it came.
 class UnitMove {
 public:

@@ -327,7 +327,7 @@ bool RpmSurvey::mayPublish(RpmCandidate &candidate, const InstalledApplication &
     const JournalEntry &entry = candidate.entry;
     if (candidate.stays)
         return false;
-    // First of all: the questions behind it make paths of the two.
+    // First of all: the questions after it make paths of the two.
     if (!Common::isFileName(entry.id) || !Common::isFileName(entry.version)) {
         candidate.stays = "its name or version cannot name a directory";
     } else if (records_[entry.id] > 1) {

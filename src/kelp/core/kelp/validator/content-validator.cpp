@@ -58,7 +58,7 @@ bool ContentValidator::validateFile(const std::string &path, const std::string &
     for (const auto &checker : hardening_)
         if (checker->canValidate(path_, realPath_))
             checker->validate(path_, realPath_);
-    // What is found behind the last file concerns the package, unless the finding names a file.
+    // What is found after the last file concerns the package, unless the finding names a file.
     logger_->setPath({});
     return takeVerdict(*logger_, *config_);
 }

@@ -65,7 +65,7 @@ private:
     std::shared_ptr<Logger> logger_;
     std::shared_ptr<Desktop> desktop_; ///< The first of the checkers.
     std::map<ContentChecker, std::shared_ptr<IValidator>> checkers_;
-    std::vector<std::shared_ptr<IValidator>> hardening_; ///< What their rules let by, so behind them.
+    std::vector<std::shared_ptr<IValidator>> hardening_; ///< What their rules let by, so after them.
 };
 
 } // namespace Validator

@@ -32,7 +32,7 @@ Parser parse(std::string_view text) {
     return parser;
 }
 
-/// Behind its first value json-glib takes objects and arrays alone: a bare word there spoils the whole text.
+/// After its first value json-glib takes objects and arrays alone: a bare word there spoils the whole text.
 bool isContainer(const Parser &parser) {
     JsonNode *root = parser ? json_parser_get_root(parser.get()) : nullptr;
     return root != nullptr && !JSON_NODE_HOLDS_VALUE(root) && !JSON_NODE_HOLDS_NULL(root);

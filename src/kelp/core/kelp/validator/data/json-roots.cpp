@@ -9,7 +9,7 @@ namespace {
 constexpr std::size_t deepestNesting = 512;
 constexpr std::size_t mostRoots = 1000;
 
-/// Behind the next `end` from `from` on; the end of the text when there is none.
+/// After the next `end` from `from` on; the end of the text when there is none.
 std::size_t behind(std::string_view text, std::string_view end, std::size_t from) {
     const std::size_t found = text.find(end, from);
     return found == std::string_view::npos ? text.size() : found + end.size();
@@ -22,7 +22,7 @@ std::size_t behindEscapedString(std::string_view text, std::size_t from) {
     return std::min(from + 1, text.size());
 }
 
-/// Behind the string, the comment or the single character that begins at `from`.
+/// After the string, the comment or the single character that begins at `from`.
 /// Brackets in strings and comments must not count: they could end a value early, or hide how deep it is.
 std::size_t behindToken(std::string_view text, std::size_t from) {
     switch (text[from]) {
@@ -37,7 +37,7 @@ std::size_t behindToken(std::string_view text, std::size_t from) {
     }
 }
 
-/// Behind what may end a value, as in "var x = {};".
+/// After what may end a value, as in "var x = {};".
 std::size_t behindEnd(std::string_view text, std::size_t from) {
     return std::min(text.find_first_not_of(" \t\r\n;", from), text.size());
 }

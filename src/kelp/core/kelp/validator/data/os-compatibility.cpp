@@ -79,7 +79,7 @@ bool isCompatible(std::string_view osVersion, const std::vector<std::string_view
     const Version system = parseVersion(osVersion);
     if (compareVersions(system, needed.front()) >= 0)
         return true;
-    // Behind the greatest, which takes all that is later, each is good for its own release line alone.
+    // After the greatest, which takes all that is later, each is good for its own release line alone.
     return std::any_of(needed.begin() + 1, needed.end(), [&](const Version &version) {
         return compareVersions(system, version) >= 0 && isOfReleaseLine(system, version);
     });

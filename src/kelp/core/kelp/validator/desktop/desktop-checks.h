@@ -33,7 +33,7 @@ bool isExecDBusAllowed(const std::string &launchLine, const std::string &package
 /// Whether a text can stand below an icon: well-formed UTF-8 with at least one character that is no blank,
 /// and without control, format, separator, private and unassigned characters. U+0020 and U+00A0 are the two
 /// blanks that it may hold.
-bool isDisplayName(std::string_view text); // display-name.cpp
+bool isDisplayName(std::string_view text);
 
 /// Reports each group of a desktop file that no application may have, and each bad key and value of the
 /// groups that tell how its window and its splash screen look. Groups of background tasks are let through:

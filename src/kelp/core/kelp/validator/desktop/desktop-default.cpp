@@ -44,7 +44,7 @@ void DesktopDefault::validate(const std::string &path, const std::string &realPa
     checkIcon();
     checkType();
     checkExec();
-    // Behind checkExec(), for whose flag it asks.
+    // After checkExec(), for whose flag it asks.
     checkApplicationType();
 }
 

@@ -32,7 +32,7 @@ constexpr const char *serviceKeys[] = {
 
 /// Directories and D-Bus names are made of it: a slash would lead out of the directory that it is for.
 constexpr std::string_view organisationCharacters = "0123456789abcdefghijklmnopqrstuvwxyz._-";
-/// The system puts these behind the names of applications: one that holds them anywhere could be taken for an
+/// The system puts these after the names of applications: one that holds them anywhere could be taken for an
 /// instance, a task or a service of another.
 constexpr std::string_view reservedPrefixes[] = {".instance_", ".task_", ".velura_", ".service_"};
 /// What starts applications that have no program.
@@ -44,7 +44,7 @@ bool hasOrganisationCharacters(std::string_view name) {
 
 /// D-Bus names cannot have such parts.
 bool hasPartWithLeadingDigit(std::string_view name) {
-    // The first part begins behind nothing as the others behind a full stop.
+    // The first part follows nothing, the others a full stop.
     char previous = '.';
     for (const char c : name) {
         if (previous == '.' && isDigit(c))
@@ -67,7 +67,7 @@ bool isApplicationName(std::string_view name) {
 }
 
 /// A name and what it is asked of, as in "name@service".
-/// No list could hold all that may stand behind the sign, so that these pass with any name in front as well.
+/// No list could hold all that may stand after the sign, so that these pass with any name in front as well.
 bool isParameterised(std::string_view permission) {
     return std::ranges::count(permission, '@') == 1 && !permission.starts_with('@') &&
            !permission.ends_with('@');

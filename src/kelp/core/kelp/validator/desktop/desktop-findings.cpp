@@ -81,7 +81,7 @@ constexpr CatalogueEntry sandboxTexts[] = {
 constexpr CatalogueEntry taskTexts[] = {
     {LogLevel::Error, "task-key-not-allowed", "[desktop] Key '{0}' disallowed for background tasks"},
     {LogLevel::Error, "intent-invalid", "Invalid intent specification: {0}"},
-    // Raised by no check: what has no name is malformed. The row keeps the numbers of those behind it.
+    // Raised by no check: what has no name is malformed. The row keeps the numbers of those after it.
     {LogLevel::Error, "intent-name-missing", "Missing intent name: {0}"},
     {LogLevel::Error, "intent-not-standard", "Non standard intent name: {0}"},
     {LogLevel::Error, "intent-flag-unknown", "Unknown intent flag: {0}"},

@@ -8,7 +8,7 @@
 
 namespace Validator {
 
-/// The findings on the desktop file as a whole and on its launch entry. The arguments stand behind each.
+/// The findings on the desktop file as a whole and on its launch entry. The arguments stand after each.
 enum class DesktopMessage : std::uint32_t {
     Missing = 0,
     MissingUnchecked = 1,
@@ -30,7 +30,7 @@ enum class DesktopMessage : std::uint32_t {
 
 Message messageOf(DesktopMessage message, const std::vector<std::string> &strings);
 
-/// The findings on the sandbox section. The arguments stand behind each.
+/// The findings on the sandbox section. The arguments stand after each.
 enum class SandboxMessage : std::uint32_t {
     MultipleSections = 0,
     SectionMissing = 1,
@@ -57,7 +57,7 @@ enum class SandboxMessage : std::uint32_t {
 
 Message messageOf(SandboxMessage message, const std::vector<std::string> &strings);
 
-/// The findings on intents and background tasks. The arguments stand behind each.
+/// The findings on intents and background tasks. The arguments stand after each.
 enum class TasksMessage : std::uint32_t {
     KeyDisallowed = 0,         ///< key
     IntentInvalid = 1,         ///< intent
@@ -78,7 +78,7 @@ enum class TasksMessage : std::uint32_t {
 
 Message messageOf(TasksMessage message, const std::vector<std::string> &strings);
 
-/// The findings on a group of mandatory keys with fixed values. The arguments stand behind each.
+/// The findings on a group of mandatory keys with fixed values. The arguments stand after each.
 enum class KeyValueMessage : std::uint32_t {
     KeyInvalid = 0,   ///< key, group
     ValueInvalid = 1, ///< value, key
@@ -87,7 +87,7 @@ enum class KeyValueMessage : std::uint32_t {
 
 Message messageOf(KeyValueMessage message, const std::vector<std::string> &strings);
 
-/// The findings on the declared capabilities. The arguments stand behind each.
+/// The findings on the declared capabilities. The arguments stand after each.
 enum class CapabilitiesMessage : std::uint32_t {
     KeyInvalid = 0,   ///< key, group
     ValueInvalid = 1, ///< value, key

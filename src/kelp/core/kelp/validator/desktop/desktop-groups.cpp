@@ -74,7 +74,7 @@ namespace {
 // ICU's macro narrows from int in its own arithmetic.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wconversion"
-/// Decodes the character at `position` and moves behind it. Negative for what is not well-formed.
+/// Decodes the character at `position` and moves past it. Negative for what is not well-formed.
 UChar32 nextCharacter(const std::uint8_t *text, std::int32_t &position, std::int32_t size) {
     UChar32 character = U_SENTINEL;
     U8_NEXT(text, position, size, character);
@@ -155,7 +155,7 @@ constexpr ValueRow options[] = {
 
 constexpr std::string_view splashColours[] = {"GradientStartColor", "GradientEndColor"};
 
-/// Three digits or six behind a "#", as an integer is read: a sign or "0x" among them is accepted.
+/// Three digits or six after a "#", as an integer is read: a sign or "0x" among them is accepted.
 bool isColour(const std::string &text) {
     if ((text.size() != 4 && text.size() != 7) || text.front() != '#')
         return false;

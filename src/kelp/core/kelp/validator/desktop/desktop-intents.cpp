@@ -87,7 +87,7 @@ void DesktopIntents::checkIntent(const std::string &intent) {
         return;
     }
     const std::string &name = captures->at(0);
-    // The part behind the name is free: only the intent itself is the system's.
+    // The part after the name is free: only the intent itself is the system's.
     if (!isOneOf(standardIntents, name) && !name.starts_with("X-")) {
         logger_->log(TasksMessage::IntentNotStandard, {name});
         return;
@@ -145,7 +145,7 @@ void DesktopIntents::checkExec(const IntentSpec &task) {
     if (task.exec.empty())
         return;
     const std::string_view program = programOf(task.exec);
-    // A form with something behind it is judged by that and ends the search: the other form cannot apply.
+    // A form with something after it is judged by that and ends the search: the other form cannot apply.
     for (const std::string &form : {meta_->name(), "/usr/bin/" + meta_->name()}) {
         if (program == form)
             return;

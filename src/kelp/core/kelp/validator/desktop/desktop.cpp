@@ -41,7 +41,7 @@ void Desktop::validate(const std::string &path, const std::string &realPath) {
         logger_->log(DesktopMessage::Broken);
         return;
     }
-    // Each leaves flags for those behind it, and drops the file that it has read before the next reads it.
+    // Each leaves flags for those after it, and drops the file that it has read before the next reads it.
     DesktopDefault(meta_, config_, logger_).validate(path, realPath);
     DesktopFencebox(meta_, config_, logger_).validate(path, realPath);
     DesktopIntents(meta_, config_, logger_).validate(path, realPath);
@@ -73,7 +73,7 @@ void Desktop::finish() {
         return;
     }
     checkCommonPaths(entry->appOrgname());
-    // Only now, as the program may come behind the desktop file and through a link.
+    // Only now, as the program may come after the desktop file and through a link.
     if (!logger_->getFlag(ValidatorFlag::NoSandboxSection))
         checkExecDBus(*entry);
 }

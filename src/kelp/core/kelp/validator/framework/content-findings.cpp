@@ -4,7 +4,7 @@ namespace Validator {
 
 namespace {
 
-/// Rows stand by the number of their rule: one in between would give all rules behind it another's text and
+/// Rows stand by the number of their rule: one in between would give all rules after it another's text and
 /// id.
 constexpr CatalogueEntry catalogue[] = {
     {LogLevel::Error, "location-not-allowed", "[{0}] Installation not allowed in this location",

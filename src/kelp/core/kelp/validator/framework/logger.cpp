@@ -122,7 +122,7 @@ void Logger::setPrinting(void (*printing)(const Message &)) {
 }
 
 bool takeVerdict(Logger &logger, const Config &config) {
-    // An error counts for the file that has it; the files behind are judged for themselves. A critical
+    // An error counts for the file that has it; the files after are judged for themselves. A critical
     // finding stays, and fails every verdict from then on.
     const bool errorSeen = logger.errorSeen();
     logger.clearError();

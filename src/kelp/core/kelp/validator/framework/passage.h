@@ -22,7 +22,7 @@ public:
             file_->passed(size);
     }
 
-    /// Where the first `wanted` at or behind `from` begins; npos when there is none. `wanted` is not empty.
+    /// Where the first `wanted` at or after `from` begins; npos when there is none. `wanted` is not empty.
     std::size_t find(std::string_view text, std::string_view wanted, std::size_t from = 0) const {
         return search(text, wanted, wanted.size(), from);
     }

@@ -108,7 +108,7 @@ void freeTagData(rpmtd data) {
 }
 
 /// The names as they stand in the header: of a boolean dependency all of it, so that nothing of it can hide
-/// behind its first word.
+/// after its first word.
 void readRequirements(const Reader &reader, RpmFacts &facts) {
     const std::unique_ptr<rpmtd_s, decltype(&freeTagData)> data(rpmtdNew(), freeTagData);
     // The texts stay in the header, which the reader holds; without the tag there are none.

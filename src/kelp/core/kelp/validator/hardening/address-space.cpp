@@ -119,7 +119,7 @@ std::optional<AddressSpace::Run> AddressSpace::inSegment(const ElfSegment &segme
         // Also in front of the segment in its first page, where the mapping begins.
         const std::uint64_t offset = segment.offset + (address - segment.address);
         const std::uint64_t size = std::min(fileEnd - address, most);
-        // Zeros up to the end of the file's last page. Behind that the loader would end, and nothing is
+        // Zeros up to the end of the file's last page. After that the loader would end, and nothing is
         // loaded: debug files have such headers.
         const std::string_view bytes = file_.bytes();
         return offset < bytes.size() ? Run{bytes.substr(offset, size)} : Run{{}, size};

@@ -12,7 +12,7 @@
 namespace Validator {
 
 /// The memory of a program as the load segments of its file make it, by whole pages of 4 KiB. What depends on
-/// which segment is mapped last, on the size of the host's pages, or on what stands behind a segment in the
+/// which segment is mapped last, on the size of the host's pages, or on what stands after a segment in the
 /// file, cannot be told.
 ///
 /// The file must outlive the object. Asking takes logarithmic time in the number of segments.

@@ -41,7 +41,7 @@ bool isFormOf(std::string_view key, std::string_view name) {
     return key.starts_with(name) && (key.size() == name.size() || key[name.size()] == '[');
 }
 
-/// For some readers, who would take what stands behind it in a comment for a line of the file.
+/// For some readers, who would take what stands after it in a comment for a line of the file.
 bool endsLine(char32_t c) {
     return (c >= '\n' && c <= '\r') || (c >= 0x1c && c <= 0x1e) || c == 0x85 || c == 0x2028 || c == 0x2029;
 }

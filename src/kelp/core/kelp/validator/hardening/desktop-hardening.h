@@ -25,7 +25,7 @@ private:
     bool hasReported_ = false;
 };
 
-/// What a text does to the direction in which it, and what stands behind it, is read.
+/// What a text does to the direction in which it, and what stands after it, is read.
 enum class Direction : std::uint32_t {
     Plain,    ///< Nothing, beyond what its letters do.
     Restored, ///< It embeds, overrides or isolates, and ends all of that, but for embeddings maybe.

@@ -25,7 +25,7 @@ constexpr auto anyExecute = std::filesystem::perms::owner_exec | std::filesystem
 /// Where the rule on the libraries of the main binary finds those that the package ships.
 struct LibraryFolder {
     std::string_view area;
-    std::string_view folder; ///< Behind the name of the package.
+    std::string_view folder; ///< After the name of the package.
 };
 
 constexpr LibraryFolder libraryFolders[] = {
@@ -49,7 +49,7 @@ void forEachPiece(std::string_view rpath, const Use &use) {
     while (!rpath.empty()) {
         const std::size_t colon = rpath.find(':');
         use(rpath.substr(0, colon));
-        // Behind a colon at the end one more piece, which is empty.
+        // After a colon at the end one more piece, which is empty.
         if (colon == rpath.size() - 1)
             use(std::string_view());
         rpath.remove_prefix(std::min(rpath.size(), std::min(colon, rpath.size()) + 1));

@@ -9,7 +9,7 @@
 
 namespace Validator {
 
-/// The findings on what no rule of the platform looks at and no honest package has. The words behind say what
+/// The findings on what no rule of the platform looks at and no honest package has. The words after say what
 /// the arguments are.
 enum class HardeningRule : std::uint32_t {
     HalfExecutable = 0,      ///< path

@@ -4,7 +4,7 @@
 
 namespace Validator {
 
-/// What the rules on a package's header let by and no honest package has. Reports behind their findings, and
+/// What the rules on a package's header let by and no honest package has. Reports after their findings, and
 /// repeats none of them but ContentRule::ImpossiblePath, which the unpacking raises for other reasons.
 /// Takes n log n time for a package of n files.
 void checkHeaderHardening(const HeaderCheck &check);

@@ -25,7 +25,7 @@ constexpr std::ptrdiff_t mostComponents = 64;
 /// A directory of the system in which a package has one file, and who reads the directory reads all files.
 struct SharedDirectory {
     std::string_view beginning;
-    std::string_view ending; ///< Of the package's file, behind its name.
+    std::string_view ending; ///< Of the package's file, after its name.
     HardeningRule rule;
 };
 

@@ -45,10 +45,10 @@ bool isBelow(std::string_view path, const LibraryDirectory &directory, std::stri
 }
 
 bool mayBeExecutable(std::string_view path, std::string_view name) {
-    // No slash behind the name in /usr/bin: programs of background tasks are called NAME.SUFFIX.
+    // No slash after the name in /usr/bin: programs of background tasks are called NAME.SUFFIX.
     if (beginsWith(path, {"/usr/bin/", name}) || beginsWith(path, {"/usr/libexec/", name, "/"}))
         return true;
-    // Anywhere in the path, as versions stand behind: "libnotes.so.1.2".
+    // Anywhere in the path, as versions stand after: "libnotes.so.1.2".
     return path.find(".so") != std::string_view::npos &&
            std::ranges::any_of(libraryDirectories, [&](const LibraryDirectory &directory) {
                return isBelow(path, directory, name);

@@ -10,7 +10,7 @@
 
 namespace Validator {
 
-/// The findings on what a package's header declares. The words behind say what the arguments are.
+/// The findings on what a package's header declares. The words after say what the arguments are.
 enum class PathRule : std::uint32_t {
     NotReverseDomain = 0,
     UnstableDependency = 1,  ///< dependency

@@ -106,7 +106,7 @@ struct Budget {
     bool isExceeded = false;
 
     bool take(std::size_t &allowance, std::size_t amount) {
-        // Exceeded once is exceeded for good: a smaller amount behind a large one must not be read either.
+        // Exceeded once is exceeded for good: a smaller amount after a large one must not be read either.
         isExceeded = isExceeded || amount > allowance;
         if (!isExceeded)
             allowance -= amount;
@@ -240,7 +240,7 @@ bool walk(const MappedFile &file, Elf *elf, const EntryKind &kind, const Visit &
 /// Whether the sections alone, entries unread, go over the budget.
 bool claimsTooMuch(std::string_view file, Elf *elf) {
     // Known before any walk: a section as large as the file, in front of the others, would use up what may be
-    // read and hide the libraries behind it. Sections count whatever the size of their entries.
+    // read and hide the libraries after it. Sections count whatever the size of their entries.
     for (const EntryKind &kind : {EntryKind{{SHT_SYMTAB, SHT_DYNSYM}, 1}, EntryKind{{SHT_DYNAMIC}, 1}}) {
         Budget budget(file.size());
         walkSections(file, elf, kind, budget, [](const GElf_Shdr &, std::string_view) { return false; });

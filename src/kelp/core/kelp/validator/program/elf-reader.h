@@ -19,7 +19,7 @@ namespace Validator {
 /// The sections of a sound file do not overlap. So one walk over symbols or dynamic entries reads no more
 /// bytes of entries, and of names, than the file has. A file that asks for more, such as one that points a
 /// thousand sections at the same megabytes, is not valid from the moment on at which that is known: when it
-/// is opened for the size of the sections, and behind the walk for the names. What is left is not read.
+/// is opened for the size of the sections, and after the walk for the names. What is left is not read.
 class ElfReader final : public IElfReader {
 public:
     /// The reader of the file at `path`. Empty when it is no regular file, is no ELF file of 32 or 64 bits

@@ -73,7 +73,7 @@ Executable::Content Executable::judgeWhole() {
         checkRpath();
         checkElfTabs();
     }
-    // Behind the walks above: a file that goes over the reader's budget in them is not valid from then on.
+    // After the walks above: a file that goes over the reader's budget in them is not valid from then on.
     const Content content = reader_ && reader_->isValid() ? Content::Elf : Content::NotValid;
     judgePlace(content);
     if (reader_)
@@ -99,7 +99,7 @@ bool Executable::isMainBinary() const {
 }
 
 void Executable::checkLocation() const {
-    // With whatever stands behind the name: programs of tasks lie there as NAME.SUFFIX.
+    // With whatever stands after the name: programs of tasks lie there as NAME.SUFFIX.
     if (path_.find(config_->binDir() + meta_->name()) != std::string::npos)
         logger_->setFlag(ValidatorFlag::MainBinaryExecutable, true);
     else if (!path_.starts_with(config_->libexecDir() + meta_->name() + '/') &&
@@ -135,7 +135,7 @@ void Executable::checkRpath() const {
 }
 
 void Executable::checkElfTabs() const {
-    // Kept here and set behind the walk: a program may have a million symbols, and flags are looked up.
+    // Kept here and set after the walk: a program may have a million symbols, and flags are looked up.
     bool startSeen = false;
     bool mainSeen = false;
     bool otherSeen = false;

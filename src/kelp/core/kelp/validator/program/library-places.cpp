@@ -68,7 +68,7 @@ bool isAllowedRpath(std::string_view rpath, const std::string &package) {
 }
 
 bool isShippedLibrary(std::string_view library, const RpmMeta &package, const std::string &shareDirectory) {
-    // By the list of files, as the library may be unpacked behind the program that needs it.
+    // By the list of files, as the library may be unpacked after the program that needs it.
     const std::string own = package.name() + '/';
     return isIn(shareDirectory + own, shareFolders, library, package) ||
            isIn(std::string(thirdPartyDirectory) + own, thirdPartyFolders, library, package);

@@ -61,7 +61,7 @@ struct LocationRule {
     void (*judge)(const Place &, Logger &);
 };
 
-/// The first rule that applies judges. Where no slash stands behind the package's name, longer names pass
+/// The first rule that applies judges. Where no slash stands after the package's name, longer names pass
 /// too.
 constexpr LocationRule locationRules[] = {
     {[](const Place &p) {
@@ -94,7 +94,7 @@ constexpr LocationRule locationRules[] = {
          return beginsWith(p.path, {p.config.libexecDir(), p.name, "/"});
      },
      requireElf},
-    // Behind all that have a finding of their own, which would else be lost for a profile that lists more.
+    // After all that have a finding of their own, which would else be lost for a profile that lists more.
     {[](const Place &p) { return p.isAllowed; }, pass},
     {[](const Place &) { return true; }, refuse},
 };

@@ -45,7 +45,7 @@ bool QmlImports::canValidate(const std::string &path, const std::string &) {
 
 void QmlImports::validate(const std::string &path, const std::string &realPath) {
     remember(path, realPath);
-    // An import that is an error fails the files behind it as well.
+    // An import that is an error fails the files after it as well.
     if (failing_)
         report(failing_->first, failing_->second);
     extractImports();
@@ -94,14 +94,14 @@ void QmlImports::take(std::string import, Imports &found) {
 }
 
 /// At once, and not when all imports of the file are known: a file of nothing but imports would else be kept
-/// as a whole. Only a relative path waits for what this file and those behind it turn out to ship.
+/// as a whole. Only a relative path waits for what this file and those after it turn out to ship.
 void QmlImports::judge(const std::string &import, const Objections &objections) {
     if (isQuoted(import) && !objections.isAbsolute) {
         imports_.emplace(import, objections);
         return;
     }
     report(import, objections);
-    // A repeated line is not printed, so that for the files behind this one import stands for all.
+    // A repeated line is not printed, so that for the files after this one import stands for all.
     if (objections.fail() && !failing_)
         failing_ = {import, objections};
 }

@@ -14,7 +14,7 @@ namespace Validator {
 
 /// Holds the imports at the top of a package's QML files against the profile's lists.
 ///
-/// The imports of one file are judged again with every file behind it, so that an import that is an error
+/// The imports of one file are judged again with every file after it, so that an import that is an error
 /// fails all of them. Only relative paths to which there is any objection are kept for that, and one import
 /// that fails; so a thousand files take a thousand times as long as one. A file with
 /// several names is read under the first one alone, unless it has thousands of objectionable imports.
@@ -55,7 +55,7 @@ private:
 
     Imports imports_; ///< The relative paths in this file and in those before.
     std::optional<std::pair<std::string, Objections>>
-        failing_;    ///< One that fails this file and all behind it.
+        failing_;    ///< One that fails this file and all after it.
     Imports judged_; ///< Spares matching an import again.
     std::map<Common::FileIdentity, Imports>
         byFile_;                 ///< What there is to object to in the files that were read.

@@ -29,7 +29,7 @@ std::string_view takeThrough(std::string_view &text, char end, std::size_t from,
     return taken;
 }
 
-/// "import" and one character behind it that is no letter; the latter stays.
+/// "import" and one character after it that is no letter; the latter stays.
 bool takeKeyword(std::string_view &line) {
     if (line.size() <= keyword.size() || !line.starts_with(keyword) || isAlpha(line[keyword.size()]))
         return false;
@@ -59,7 +59,7 @@ void scanLine(std::string_view line, const std::function<void(const QmlImport &)
     }
 }
 
-/// Takes white space and the word behind it.
+/// Takes white space and the word after it.
 std::string_view takeWord(std::string_view &text, Passage passage) {
     passage.takeLeading(text, isSpace);
     return passage.takeLeading(text, [](char c) { return !isSpace(c); });
@@ -81,8 +81,8 @@ void scanQmlImports(std::string_view text, const std::function<void(const QmlImp
 
 void scanEmbeddedImports(std::string_view data, const std::function<void(const QmlImport &)> &visit,
                          Passage passage) {
-    // All occurrences within one word give the same statement, and the search goes on behind the word: a
-    // million "import" in a row would else have the words behind them read a million times.
+    // All occurrences within one word give the same statement, and the search goes on after the word: a
+    // million "import" in a row would else have the words after them read a million times.
     std::size_t lineEnd = 0;
     std::size_t wordEnd = 0;
     for (std::size_t at = 0; (at = passage.find(data, keyword, at)) != std::string_view::npos; at = wordEnd) {
