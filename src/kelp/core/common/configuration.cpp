@@ -29,12 +29,12 @@ constexpr const char *defaultDatabaseDirectory = "/opt/app";
 boost::property_tree::ptree load(const std::filesystem::path &file, Configuration::Missing missing) {
     boost::property_tree::ptree tree;
     std::error_code ignored;
-    // Only that there is none is no news: one that is malformed is told of to everybody.
+    // A missing file is no news to a person at a terminal; a malformed one is reported to everybody.
     if (missing == Configuration::Missing::IsFine && !std::filesystem::exists(file, ignored))
         return tree;
     try {
-        // One malformed line spoils all of it: half of a file could name a temporary directory that does not
-        // go with the store.
+        // One malformed line discards the whole file: half of it could name a temporary directory that does
+        // not go with the store.
         boost::property_tree::read_ini(file.string(), tree);
     } catch (const std::exception &error) {
         LogStream(LogLevel::Warning) << "Couldn't load configuration: " << file;
@@ -68,7 +68,7 @@ std::vector<std::string> configurationRemarks() {
     try {
         boost::property_tree::read_ini(Common::belowRoot(configurationFile).string(), tree);
     } catch (const boost::property_tree::ini_parser_error &) {
-        return {}; // Whoever loads it has told.
+        return {}; // Loading the file has logged it.
     }
     for (const auto &[section, keys] : tree) {
         if (keys.empty())

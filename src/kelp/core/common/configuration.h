@@ -7,9 +7,8 @@
 
 namespace Core {
 
-/// What of etc/kelp/kelp.conf below the root prefix its writer may not have meant, a text each: keys that
-/// have no effect, and a store at another place than the usual one. None for a file that is missing or
-/// malformed.
+/// Possible mistakes in etc/kelp/kelp.conf below the root prefix, a text each: keys without effect, and a
+/// store at an unusual place. None for a file that is missing or malformed.
 std::vector<std::string> configurationRemarks();
 
 /// The configuration as an ini file gives it:
@@ -28,7 +27,7 @@ class Configuration final : public IConfiguration {
 public:
     enum class Missing {
         IsReported,
-        IsFine ///< For somebody at a terminal, for whom the warnings are no news.
+        IsFine ///< No warnings: for a person at a terminal, who knows.
     };
 
     /// Loads etc/kelp/kelp.conf below the root prefix.

@@ -13,13 +13,13 @@ namespace {
 using Utf8 = boost::locale::utf::utf_traits<char>;
 using CodePoint = boost::locale::utf::code_point;
 
-/// Characters that are no mark on paper: controls, ends of lines, and what only directs other characters.
+/// Characters that print nothing: controls, ends of lines, and marks that only direct other characters.
 constexpr std::pair<CodePoint, CodePoint> unprintable[] = {
     {0x00, 0x1f},     {0x7f, 0x9f},     {0xad, 0xad},     {0x200b, 0x200f},
     {0x2028, 0x202e}, {0x2060, 0x206f}, {0xfeff, 0xfeff},
 };
 
-/// What is not valid UTF-8 decodes to values that are no code point.
+/// Invalid UTF-8 decodes to values that are no code point.
 bool isPrintable(CodePoint character) {
     return boost::locale::utf::is_valid_codepoint(character) &&
            std::ranges::none_of(unprintable, [&](const auto &range) {
@@ -34,7 +34,7 @@ bool isPrintable(const std::string &text) {
     return true;
 }
 
-/// What is escaped, with the letter that stands for each after a backslash.
+/// The escaped characters, and the letter for each after a backslash.
 struct Escapes {
     std::string_view characters;
     std::string_view letters;

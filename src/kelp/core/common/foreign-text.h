@@ -6,13 +6,13 @@
 
 namespace Common {
 
-// Text that others chose, made fit for the names and the lines of our own files.
+// Foreign text, made fit for the names and the lines of our own files.
 
 /// Whether a foreign text can serve as the name of one directory entry and as one line of a text file: a
-/// single path component, neither "." nor "..", of printable characters (no controls, no ends of lines,
-/// nothing that only directs other characters) in well-formed UTF-8. Names that packages choose (of
-/// organisations, applications, the packages themselves) become directories of root's and lines of
-/// descriptors; one that is anything else could lead out of its place or write lines of its own.
+/// single path component, neither "." nor "..", of printable characters (no controls, ends of lines or marks
+/// that only direct other characters) in well-formed UTF-8. Packages choose names (of organisations,
+/// applications, themselves) that become root's directories and lines of descriptors. Any other text could
+/// lead out of its place or add lines of its own.
 bool isFileName(const std::string &text);
 
 /// The text if it is such a name; any other counts as absent.

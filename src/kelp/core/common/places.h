@@ -25,8 +25,8 @@ std::filesystem::path tempDirectoryPath();
 std::filesystem::path uniquePath(const std::string &model);
 
 /// The home directories of the members of the group "users", in the group's order: the directories
-/// "home/NAME" below the root prefix, where they exist. Where the password database has a user's home does
-/// not matter. Raises ErrorCode::Internal when the group database does not answer.
+/// "home/NAME" below the root prefix, where they exist. The homes of the password database do not matter.
+/// Raises ErrorCode::Internal when the group database does not answer.
 std::vector<std::filesystem::path> usersHomes();
 
 } // namespace Common

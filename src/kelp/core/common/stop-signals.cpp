@@ -23,8 +23,8 @@ void deferStopSignals() {
 
 void ignoreBrokenPipes() {
     struct sigaction action {};
-    // A handler that does nothing, as exec(2) takes it away: what is ignored stays so in all that is started,
-    // and scripts rely on a filter that ends with its reader.
+    // An empty handler, and not SIG_IGN: exec(2) resets a handler, but started programs inherit an ignored
+    // signal. Scripts rely on filters that end with their reader.
     action.sa_handler = [](int) {};
     action.sa_flags = SA_RESTART;
     ::sigaction(SIGPIPE, &action, nullptr);
@@ -33,7 +33,7 @@ void ignoreBrokenPipes() {
 bool stopRequested() {
     sigset_t pending;
     ::sigemptyset(&pending);
-    // Nobody takes a signal out: once there was one, every later look sees it.
+    // A pending signal is never taken: every later look sees it again.
     ::sigpending(&pending);
     return std::ranges::any_of(stopSignals, [&](int signal) { return ::sigismember(&pending, signal) == 1; });
 }

@@ -8,8 +8,8 @@
 
 namespace Common {
 
-/// Finds a text in a long list that is kept in another form: by hashes, of which several may be equal, and
-/// then by the text itself.
+/// Finds a text in a long list that is kept in another form: by its hash, and among equal hashes by the text
+/// itself.
 class TextIndex {
 public:
     using TextOf = std::function<std::string(std::size_t number)>;

@@ -24,8 +24,8 @@ Error lockError() {
     return {ErrorCode::Filesystem, "Couldn't take the lock: " + WriterLock::path().string(), errno};
 }
 
-/// What can be locked where nothing can be written: the file if it is there, or else its directory. Whoever
-/// comes by the same filesystem finds the same.
+/// Opens a lockable file on a read-only filesystem: the lock file if it exists, or else its directory. Every
+/// process finds the same one there.
 FileDescriptor openReadOnly() {
     FileDescriptor file(::open(WriterLock::path().c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
     if (file.get() < 0)
@@ -43,7 +43,7 @@ FileDescriptor openLock() {
         return openReadOnly();
     if (file.get() < 0 && errno == EACCES)
         throw Error(ErrorCode::UnauthorizedAccess, "Only root can change the store");
-    // One made under another mask lets others lock us out.
+    // A file made under another umask would let others lock us out.
     if (file.get() < 0 || ::fchmod(file.get(), 0600) != 0)
         throw lockError();
     return file;
@@ -65,7 +65,7 @@ std::string holder() {
     return text.empty() ? "unknown" : text.substr(0, text.find('\n'));
 }
 
-/// Looks again and again: a process that sleeps in flock(2) would not see a signal that it has blocked.
+/// Polls: a process that sleeps in flock(2) would not see a blocked signal.
 void waitForLock(int file) {
     constexpr std::chrono::milliseconds pause(100);
     LogStream(LogLevel::Info) << "Waiting for another process that changes the store: " << holder();
@@ -77,7 +77,7 @@ void waitForLock(int file) {
     }
 }
 
-/// For people alone: that it could not be written is no reason to stop.
+/// Only for people: a failure to write it does not stop us.
 void writeHolder(int file) {
     const std::string text = std::to_string(::getpid()) + " " + ::program_invocation_short_name + "\n";
     if (::ftruncate(file, 0) == 0) [[maybe_unused]]
@@ -100,7 +100,7 @@ WriterLock::WriterLock(Wait wait) : file_(openLock()) {
 }
 
 WriterLock::~WriterLock() {
-    // A file that names nobody says that the last holder came to its end.
+    // An empty file means that the last holder ended properly.
     [[maybe_unused]] const int ignored = ::ftruncate(file_.get(), 0);
 }
 

@@ -10,7 +10,7 @@ auto valueOr(const Map &map, const Key &key, const typename Map::mapped_type &fa
     return found == map.end() ? fallback : found->second;
 }
 
-/// Where there is none, npos + 1 is 0, and the whole name comes back.
+/// Without a full stop npos + 1 is 0, and the whole name comes back.
 std::string_view behindLastFullStop(std::string_view name) {
     return name.substr(name.rfind('.') + 1);
 }

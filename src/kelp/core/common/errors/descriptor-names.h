@@ -4,8 +4,8 @@
 
 namespace Common {
 
-/// The text with names in place of "/proc/self/fd/N", by which open directories and files are reached where a
-/// call takes paths alone. The number tells a reader nothing, and is somebody else's by the time he reads it.
+/// Replaces "/proc/self/fd/N" in a text by names. Calls that take only paths reach open directories and files
+/// that way. The number tells a reader nothing, and is another file's by then.
 std::string withNames(std::string text);
 
 } // namespace Common

@@ -6,8 +6,8 @@
 
 namespace Common {
 
-/// What kind of thing went wrong. The numbers are shared with other programs of the platform and cross
-/// process boundaries as unsigned 32-bit integers; 4, 7, 9 and 12 are unassigned.
+/// The kind of a failure. The numbers are shared with other programs of the platform and cross process
+/// boundaries as unsigned 32-bit integers; 4, 7, 9 and 12 are unassigned.
 enum class ErrorCode : std::uint32_t {
     None = 0,
     Filesystem = 1,

@@ -8,8 +8,8 @@
 
 namespace Common {
 
-/// The one exception of the system: a code that says what kind of thing went wrong and a text, composed where
-/// it went wrong, that says what exactly. Paths stand plain in the text.
+/// The one exception of the system: a code for the kind of failure, and a text with the details, composed
+/// where it happened. Paths stand plain in the text.
 class Error : public std::system_error {
 public:
     /// Takes a code of either error category. The base holds the category's fixed message and none of
@@ -19,23 +19,22 @@ public:
     /// The same with a code of Common::ErrorCategory.
     Error(ErrorCode code, std::string message);
 
-    /// For what the system refused: `systemError` is its errno.
+    /// For a failed system call: `systemError` is its errno.
     Error(ErrorCode code, std::string message, int systemError);
 
     /// The text as given to the constructor: no category, no number, no fixed message.
     const char *what() const noexcept override { return message_.c_str(); }
 
-    /// What the system answered, or what was found in place of that; empty when it was not asked, or nobody
-    /// has kept the answer.
+    /// The system's reason, or because()'s; empty when neither was kept.
     const std::string &systemReason() const { return systemReason_; }
 
-    /// Keeps why, for people.
+    /// Keeps the reason, for people.
     Error because(std::string reason) &&;
 
     /// Keeps the errno of the failure that this one is raised for.
     Error causedBy(const std::exception &failure) &&;
 
-    /// That errno; 0 when the system was not asked, or nobody has kept it.
+    /// The errno; 0 when none was kept.
     int systemError() const { return systemError_; }
 
 private:
@@ -44,11 +43,11 @@ private:
     int systemError_ = 0;
 };
 
-/// The errno that an exception tells of, whatever its type; 0 for one that tells of none.
+/// The errno of an exception of any type; 0 without one.
 int systemErrorOf(const std::exception &failure);
 
-/// The text of an exception for people: after that of an Error stands what the system answered, "TEXT: No
-/// space left on device".
+/// The text of an exception for people: an Error's text is followed by the system's reason, "TEXT: No space
+/// left on device".
 std::string explainedText(const std::exception &error);
 
 } // namespace Common

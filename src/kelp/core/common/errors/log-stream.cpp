@@ -14,7 +14,7 @@ namespace Common {
 
 namespace {
 
-/// What the journal takes for the priority of a line (sd-daemon(3)).
+/// The journal's mark of a line's priority (sd-daemon(3)).
 std::string_view priority(LogLevel level) {
     switch (level) {
     case LogLevel::Error:
@@ -29,8 +29,8 @@ std::string_view priority(LogLevel level) {
     return "<6>";
 }
 
-/// Puts the priority in front of each line: without one of its own, a further line would be mere information,
-/// and a text from outside could choose one.
+/// Puts the priority in front of each line. Otherwise further lines would count as information, and a foreign
+/// text could choose its own priority.
 std::string withPriority(LogLevel level, std::string_view message) {
     std::string lines(priority(level));
     for (const char character : message) {
@@ -74,11 +74,11 @@ void LogStream::showBy(std::string (*shown)(std::string_view)) {
 LogStream::~LogStream() {
     if (stream_.tellp() <= 0)
         return;
-    // Line by line, so that the log of a killed run holds all that was said.
+    // Flushed line by line, so that a killed run loses no line.
     const std::string text = withNames(std::move(stream_).str());
     const std::string message = prefix(level_) + (shownBy ? shownBy(text) : text);
     std::cout << (isOutputTheJournal() ? withPriority(level_, message) : message) << '\n' << std::flush;
-    // A line that could not be written is lost and fails nothing; the next one may go through again.
+    // A line that cannot be written is lost, without a failure; the next one may succeed.
     std::cout.clear();
 }
 

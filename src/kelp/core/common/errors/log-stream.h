@@ -34,8 +34,8 @@ public:
     LogStream &operator=(const LogStream &) = delete;
     ~LogStream();
 
-    /// Has the texts of all messages shown by `shown` from now on, for a program on whose terminal they
-    /// appear: they hold names that others chose. To be called before there are threads.
+    /// From now on passes all messages through `shown`, for a program that prints them on a terminal: they
+    /// hold foreign names. To be called before there are threads.
     static void showBy(std::string (*shown)(std::string_view));
 
     template<class Value>

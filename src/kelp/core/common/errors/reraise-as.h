@@ -9,9 +9,9 @@
 
 namespace Common {
 
-/// Runs `operation` and returns its result. When it throws an exception derived from the standard base, logs
-/// that exception's text at `level` and raises Error(code, message) in its place; the first exception is not
-/// nested, and its errno is kept. Exceptions of other kinds pass.
+/// Runs `operation` and returns its result. When it throws a std::exception, logs that one's text at `level`
+/// and raises Error(code, message) in its place. The first exception is not nested, but its errno is kept.
+/// Other exceptions pass.
 template<class Operation>
 auto reraiseAs(std::error_code code, std::string message, const Operation &operation,
                LogLevel level = LogLevel::Error) {

@@ -67,7 +67,7 @@ void transfer(const FileDescriptor &source, const FileDescriptor &target, const 
         requireDone(copied, from, to);
 }
 
-/// The bits that a copy may have: to run as somebody is the owner's to give, and the copy has another.
+/// The bits that a copy may have: not set-id bits if its owner differs, since only the owner may grant them.
 mode_t permissionsForCopy(const struct stat &original, const struct stat &copy) {
     mode_t permissions = original.st_mode & 07777;
     if (original.st_uid != copy.st_uid)
@@ -80,9 +80,8 @@ mode_t permissionsForCopy(const struct stat &original, const struct stat &copy) 
 } // namespace
 
 void copyContent(const fs::path &from, const fs::path &to) {
-    // Opened first and asked about then, so that bits and content are those of one file, whatever happens to
-    // the path.
-    // What has become a pipe since somebody looked must not keep us waiting.
+    // Opened first and stat'ed then, so that bits and content come from one file, even if the path changes.
+    // O_NONBLOCK: the file may have become a pipe since the last look.
     const FileDescriptor source = openFile(from, O_RDONLY | O_NONBLOCK | O_NOCTTY);
     struct stat original = {};
     requireDone(::fstat(source.get(), &original), from, to);
@@ -91,10 +90,10 @@ void copyContent(const fs::path &from, const fs::path &to) {
     transfer(source, target, from, to);
     struct stat copy = {};
     requireDone(::fstat(target.get(), &copy), from, to);
-    // When the content is there: until then others cannot see half of it, nor run it with somebody's rights.
-    // The umask has no say in it.
+    // After the content: until then nobody else can read half of it, or run it with the owner's rights.
+    // fchmod ignores the umask.
     requireDone(::fchmod(target.get(), permissionsForCopy(original, copy)), from, to);
-    // Some filesystems say only now that there was no room.
+    // Some filesystems report a full disk only at the close.
     target.close();
 }
 
@@ -122,19 +121,19 @@ void orCleanup(const char *kind, const fs::path &made, const Fill &fill) {
         } catch (const Error &) {
             LogStream(LogLevel::Warning) << "Couldn't cleanup bad copied " << kind << ": " << made;
         }
-        // The caller hears of the failure that came first.
+        // The caller gets the first failure.
         throw;
     }
 }
 
-/// Where a copy is made, and what it is called in texts.
-/// They differ where it is reached by an open directory, whose path by /proc tells nobody anything.
+/// The path at which a copy is made, and its name in texts. They differ when it is reached by an open
+/// directory: that path leads through /proc.
 struct Place {
     fs::path path;
     fs::path name;
 };
 
-/// PackageOutline foretells by the same rule what becomes of a link: who changes one changes both.
+/// PackageOutline predicts copied links by the same rule: change both together.
 bool pointsBesideItself(const std::string &target) {
     return !target.empty() && target.front() != '.' && target.front() != '/';
 }
@@ -145,7 +144,7 @@ bool recreateLink(const std::string &target, const fs::path &from, const Place &
         fs::create_symlink(target, to.path);
         return true;
     } catch (const std::exception &) {
-        // Misspelt, as the texts below are: whoever searches a log searches for these words.
+        // Misspelt, like the texts below: people search logs for these words.
         LogStream(LogLevel::Warning) << "Coulnd't copy symlink " << from << " to " << to.name;
         return false;
     }
@@ -213,12 +212,12 @@ void copyInOneStep(const fs::path &from, const Directory &directory, const std::
     requireFreePlace(from, to);
     const auto copyFileInOneStep = [&](const fs::path &file) {
         const Place unfinished{directory.reach(unfinishedCopyName), to.name};
-        // Left by a kill: two copies are never made at once, as whoever publishes has the store to itself.
+        // A kill left it: publishing holds the writers' lock, so no other copy is under way.
         directory.removeFile(unfinishedCopyName);
         orCleanup("file", unfinished.path, [&] {
             copyFileTo(file, unfinished);
             finish(unfinished.path);
-            // Something may have come to the target since it was looked for; it stays.
+            // A file that has appeared at the target since the look stays.
             if (!directory.move(unfinishedCopyName, directory, name))
                 throw copyError("Couldn't copy ", from, to.name, " (path already exists)");
         });
@@ -249,7 +248,7 @@ void copyDirectory(const fs::path &from, const fs::path &to) {
     } catch (const std::exception &) {
         throw copyError("Coulnd't copy directory ", from, to);
     }
-    // What a failure leaves of a tree would pass for the whole of it.
+    // Otherwise a part of a tree would pass for the whole.
     orCleanup("directory", to, [&] {
         for (const fs::path &entry : listDirectory(from))
             Common::copy(entry, to / entry.filename());

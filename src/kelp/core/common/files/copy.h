@@ -8,11 +8,11 @@ namespace Common {
 
 class Directory;
 
-// Copies carry content, permission bits and non-empty extended attributes along; not owner nor times, and
-// with the owner go the set-user-id and set-group-id bits, unless the copy has the same (copyContent). They
-// refuse to overwrite. All raise ErrorCode::Filesystem, and remove what they made; only where the content of
-// a single file could not be copied, copy(), copyFile() and copySymlink() leave what there is of it, which
-// nobody else can open. Parents that were made stay.
+// Copies have the content, permission bits and non-empty extended attributes of the original, but not its
+// owner and times. They have its set-user-id and set-group-id bits only if the owner or group is the same
+// (copyContent). They refuse to overwrite. All raise ErrorCode::Filesystem, and remove what they made. There
+// is one exception: if the content of a single file could not be copied, copy(), copyFile() and copySymlink()
+// leave a part of it, which nobody else can open. Parents that were made stay.
 
 /// Copies whatever `from` is: a link as copySymlink does, a directory, a regular file. Raises when `from`
 /// does not exist (a dangling link does not), when `to` exists, and for any other kind of entry.
@@ -21,10 +21,10 @@ void copy(const std::filesystem::path &from, const std::filesystem::path &to);
 /// The name that a copy has in its directory while copyInOneStep() makes it.
 inline constexpr const char *unfinishedCopyName = ".kelp-unfinished-copy";
 
-/// Copies a regular file or a link as copy() does, to an entry of a directory. The copy gets its name when it
-/// is complete and `finish` has had it by its unfinished one. A kill leaves it complete or absent, and an
-/// unfinished copy at worst, which the next one in that directory replaces. `finish` is not called for a link
-/// that is copied as a link. Raises as copy() does, for a directory too.
+/// Copies a regular file or a link as copy() does, to an entry of a directory. First the copy is completed
+/// under its unfinished name, then `finish` is called with that, then it gets its name. A kill leaves it
+/// complete or absent, and at worst an unfinished copy, which the next one in that directory replaces.
+/// `finish` is not called for a link that is copied as a link. Raises as copy() does, for a directory too.
 void copyInOneStep(const std::filesystem::path &from, const Directory &directory, const std::string &name,
                    const std::function<void(const std::filesystem::path &)> &finish);
 
@@ -33,8 +33,8 @@ void copyInOneStep(const std::filesystem::path &from, const Directory &directory
 void copyFile(const std::filesystem::path &from, const std::filesystem::path &to);
 
 /// Copies a link as a link when its text begins with neither "." nor "/", that is, when it points beside
-/// itself. Any other link, and one that cannot be made, is logged and replaced by the content it names: its
-/// text is used as it stands, so that a relative one is taken from the working directory.
+/// itself. Any other link, and one that cannot be made, is logged and replaced by its target's content. Its
+/// text is used as it stands: a relative one counts from the working directory.
 void copySymlink(const std::filesystem::path &from, const std::filesystem::path &to);
 
 /// Copies a directory with all below it. On failure `to` is removed, even if it existed before the call, and
@@ -42,11 +42,10 @@ void copySymlink(const std::filesystem::path &from, const std::filesystem::path 
 void copyDirectory(const std::filesystem::path &from, const std::filesystem::path &to);
 
 /// Makes `to` with the content and the permission bits of the regular file `from`, which may be reached by a
-/// link. The copy belongs to whoever makes it: where that is not the owner of `from`, or not its group, it
-/// does not have the bit by which programs run as their owner or as their group, at no moment. Raises
-/// std::filesystem::filesystem_error, also when `to` exists, and ErrorCode::Filesystem for what the system
-/// tells only when the file is closed; a copy that is not complete, left by a failure or a kill, can be
-/// opened by nobody else.
+/// link. The copy belongs to the process. If its owner or group is not that of `from`, it never has the
+/// set-user-id or set-group-id bit. Raises std::filesystem::filesystem_error, also when `to` exists, and
+/// ErrorCode::Filesystem for a failure at the close. An incomplete copy, left by a failure or a kill, cannot
+/// be opened by others.
 void copyContent(const std::filesystem::path &from, const std::filesystem::path &to);
 
 } // namespace Common

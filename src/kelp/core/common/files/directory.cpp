@@ -19,9 +19,9 @@ namespace Common {
 namespace {
 
 constexpr int directoryFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
-/// As many as the kernel follows.
+/// The kernel's limit.
 constexpr int linksAtMost = 40;
-/// Of a directory that has not got its owner yet, and the mark by which a later start knows one.
+/// The mode of a directory without its final owner; a later start recognises it by that.
 constexpr mode_t unfinishedMode = 0700;
 constexpr mode_t permissionBits = 07777;
 
@@ -59,7 +59,7 @@ void requireDownward(const fs::path &path) {
 /// The directory, if there is no link on its way.
 FileDescriptor openWithoutLinks(const fs::path &path) {
     if (leadsUp(path))
-        // Left to the walk, which asks whose the directory is: the kernel does not.
+        // Left to the walk, which checks the directory's owner: the kernel does not.
         return FileDescriptor();
     const FileDescriptor start(::open(path.is_absolute() ? "/" : ".", O_PATH | O_DIRECTORY | O_CLOEXEC));
     return openBeneath(start.get(), path.relative_path(), directoryFlags);
@@ -70,7 +70,7 @@ class WayByLinksOfRoot {
 public:
     explicit WayByLinksOfRoot(const fs::path &path) : path_(path), rest_(path.begin(), path.end()) {}
 
-    /// Where the path ends; nothing is open when there is no such place.
+    /// The end of the path; nothing is open when it does not exist.
     FileDescriptor walk() {
         enter(".");
         while (!rest_.empty() && here_.get() >= 0) {
@@ -86,7 +86,7 @@ private:
         if (name.is_absolute())
             enter("/");
         else if (name == ".." && !isOfRootAlone())
-            refuse(path_); // Somebody may have moved the directory to below another parent.
+            refuse(path_); // The directory may have been moved to another parent.
         else if (!name.empty())
             step(name);
     }
@@ -98,7 +98,7 @@ private:
     }
 
     void step(const fs::path &name) {
-        // The link itself, where it is one: it is judged before it is followed.
+        // Opens a link itself: it is judged before it is followed.
         FileDescriptor next(::openat(here_.get(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
         if (next.get() < 0 && errno != ENOENT && errno != ENOTDIR)
             throw failure("cannot open directory", path_, errno);
@@ -110,16 +110,16 @@ private:
 
     void follow(const FileDescriptor &link) {
         char text[PATH_MAX];
-        // By the descriptor that is judged: under its name there may be another link by now.
+        // By the judged descriptor: its name may hold another link by now.
         const ssize_t size = ::readlinkat(link.get(), "", text, sizeof text);
         if (size < 0 || ++links_ > linksAtMost || statusOf(link, path_).st_uid != 0 || !isOfRootAlone())
             refuse(path_);
         const fs::path target(std::string(text, static_cast<std::size_t>(size)));
-        // A relative text counts from where the link lies, which is where the walk stands.
+        // A relative text counts from the link's directory, where the walk stands.
         rest_.insert(rest_.begin(), target.begin(), target.end());
     }
 
-    /// Where others can write, a link of root's says nothing: they may have moved it there.
+    /// A link of root's counts only where others cannot write: they could have moved it there.
     bool isOfRootAlone() const {
         const struct stat status = statusOf(here_, path_);
         return status.st_uid == 0 && (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
@@ -131,13 +131,12 @@ private:
     int links_ = 0;
 };
 
-/// For what is made in a directory: who could write there can write to it as well.
-/// Killed between owner and permissions, it leaves a directory of the right owner that is closed to all
-/// others.
+/// Gives a made directory the owner and permissions of its parent, so that the same people can write to it. A
+/// kill between the two leaves a directory of the right owner, closed to all others.
 void makeLike(const FileDescriptor &parent, const FileDescriptor &made, const fs::path &path) {
     const struct stat status = statusOf(parent, path);
     const bool isOurs = status.st_uid == ::geteuid() && status.st_gid == ::getegid();
-    // Without root nothing can be given away.
+    // Only root can change the owner.
     if (!isOurs && ::geteuid() == 0 && ::fchown(made.get(), status.st_uid, status.st_gid) != 0)
         throw failure("cannot give away directory", path, errno);
     if (::fchmod(made.get(), status.st_mode & permissionBits) != 0)
@@ -155,7 +154,7 @@ Directory::Directory(FileDescriptor directory, fs::path path) :
     directory_(std::move(directory)), path_(std::move(path)) {}
 
 std::optional<Directory> Directory::byLinksOfRoot(const fs::path &path) {
-    // One look, most often, instead of one for each directory on the way.
+    // Usually one look instead of one for each directory on the way.
     if (FileDescriptor found = openWithoutLinks(path); found.get() >= 0)
         return Directory(std::move(found), path);
     const FileDescriptor place = WayByLinksOfRoot(path).walk();
@@ -175,7 +174,7 @@ Directory Directory::makeByLinksOfRoot(const fs::path &path) {
     const Directory parent = makeByLinksOfRoot(path.parent_path());
     if (::mkdirat(parent.directory_.get(), path.filename().c_str(), 0777) != 0 && errno != EEXIST)
         parent.raise("cannot make directory", path.filename());
-    // Looked for without following: somebody may have put a link in its place.
+    // Opened without following: others may have put a link in its place.
     if (auto made = parent.find(path.filename()))
         return std::move(*made);
     throw failure("cannot make directory", path, ENOTDIR);
@@ -196,7 +195,7 @@ std::optional<Directory> Directory::find(const fs::path &path) const {
     requireDownward(path);
     if (FileDescriptor found = openBeneath(directory_.get(), path, directoryFlags); found.get() >= 0)
         return Directory(std::move(found), path_ / path);
-    // The kernel may not know the call; and a single step tells what is in the way.
+    // The kernel may not know the call. And single steps show what is in the way.
     Directory here = again();
     for (const fs::path &name : path) {
         FileDescriptor next = here.step(name);
@@ -209,8 +208,7 @@ std::optional<Directory> Directory::find(const fs::path &path) const {
 
 FileDescriptor Directory::step(const std::string &name) const {
     const char *entry = name.empty() ? "." : name.c_str(); // What stands after a last "/".
-    // Of a link the kernel says the same here as of a file, ENOTDIR: which of the two it is must be asked
-    // for.
+    // The kernel says ENOTDIR for a link as for a file: another look must tell which it is.
     FileDescriptor next(::openat(directory_.get(), entry, directoryFlags | O_NOFOLLOW));
     if (next.get() >= 0 || errno == ENOENT)
         return next;
@@ -237,8 +235,8 @@ Directory Directory::makeStep(const std::string &name) const {
     Directory made(step(name), path_ / name);
     if (made.directory_.get() < 0)
         throw failure("cannot make directory", path_ / name, ENOTDIR);
-    // Ours, closed and empty is what was made just now, or by a start that was killed right here; and not
-    // what somebody has put in its place.
+    // A directory that is ours, closed and empty was made just now, or by a start that was killed right here.
+    // Any other is foreign.
     const struct stat status = statusOf(made.directory_, made.path_);
     if (status.st_uid == ::geteuid() && (status.st_mode & ACCESSPERMS) == unfinishedMode &&
         made.names().empty())
@@ -268,7 +266,7 @@ void Directory::makeLink(const std::string &target, const std::string &name) con
 }
 
 std::vector<std::string> Directory::names() const {
-    // What is read from a descriptor is read: another call needs another.
+    // A descriptor's entries can be read once: each call needs its own.
     const std::unique_ptr<DIR, int (*)(DIR *)> stream(::fdopendir(again().directory_.release()), ::closedir);
     if (!stream)
         raise("cannot read directory", {});
@@ -281,7 +279,7 @@ std::vector<std::string> Directory::names() const {
     return found;
 }
 
-/// For calls that take paths alone: the kernel starts from the open directory, whatever became of its path.
+/// For calls that take only paths: the kernel starts from the open directory, even if its path has changed.
 fs::path Directory::reach(const std::string &name) const {
     return "/proc/self/fd/" + std::to_string(directory_.get()) + "/" + name;
 }
@@ -297,7 +295,7 @@ bool Directory::move(const std::string &name, const Directory &to, const std::st
     struct stat status = {};
     if (isUnknown && ::fstatat(to.directory_.get(), newName.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0)
         return false;
-    // Two steps, then: what comes to the new name in between is replaced.
+    // Two steps, then: a file that appears at the new name in between is replaced.
     if (!isUnknown || ::renameat(from, name.c_str(), to.directory_.get(), newName.c_str()) != 0)
         raise("cannot move", name);
     return true;
@@ -327,7 +325,7 @@ bool Directory::removeFile(const std::string &name) const {
 bool Directory::removeIfEmpty(const std::string &name) const {
     if (::unlinkat(directory_.get(), name.c_str(), AT_REMOVEDIR) == 0)
         return true;
-    // EEXIST is the other name that POSIX lets filesystems have for "not empty".
+    // POSIX lets filesystems say EEXIST for "not empty".
     if (errno != ENOENT && errno != ENOTDIR && errno != ENOTEMPTY && errno != EEXIST)
         raise("cannot remove", name);
     return false;

@@ -12,9 +12,9 @@ struct statx;
 
 namespace Common {
 
-/// A directory that is held open. Whoever acts as root where others can write must not act by paths: between
-/// a look and a deed anything on the way can be replaced by a link. What is done here by a name is done to
-/// the entry of that name in this very directory, wherever the directory itself may have been moved to.
+/// A directory that is held open. Root must not act by paths where others can write: between a look and an
+/// action any part of the path can become a link. Operations here act on the entry of that name in this very
+/// directory, even if the directory has been moved.
 ///
 /// Operations raise std::filesystem::filesystem_error with the system's reason and the path. A link that is
 /// not to be followed, and a path that would leave the directory, are refused with the reason ELOOP.
@@ -23,15 +23,15 @@ public:
     /// Opens a directory whose path is trusted as it is: links on the way are followed.
     explicit Directory(const std::filesystem::path &path);
 
-    /// Opens a directory that only root can have led us to: a link counts where root owns it and the
-    /// directory that holds it, and nobody else can write to that one; any other is refused. Nothing when
-    /// there is no such directory.
+    /// Opens a directory by a path that only root can have made. A link is followed if root owns it and its
+    /// directory, and nobody else can write to that directory; any other link is refused. Nothing when there
+    /// is no such directory.
     static std::optional<Directory> byLinksOfRoot(const std::filesystem::path &path);
 
     /// The same, making what is missing: directories of the caller's own, with the permissions of its umask.
     static Directory makeByLinksOfRoot(const std::filesystem::path &path);
 
-    /// Whether the error tells of a refusal, and not of something that the system could not do.
+    /// Whether the error is a refusal, and not a failure of the system.
     static bool isRefusal(const std::system_error &error);
 
     /// The path by which the directory was found, for people to read.
@@ -41,9 +41,8 @@ public:
     /// is none, or something else of that name.
     std::optional<Directory> find(const std::filesystem::path &path) const;
 
-    /// The same, making what is missing. A made directory belongs to the owner of the one that it is made in,
-    /// so that people can go on using what was made in their homes. Killed in between, it leaves directories
-    /// that are empty.
+    /// The same, making what is missing. A made directory belongs to the owner of its parent, so that people
+    /// can use it in their homes. A kill in between leaves empty directories.
     Directory make(const std::filesystem::path &path) const;
 
     /// What an entry is, a link itself where it is one. False when there is none.
@@ -65,14 +64,14 @@ public:
     /// taken there. One atomic step; raises across filesystems.
     bool move(const std::string &name, const Directory &to, const std::string &newName) const;
 
-    /// Has two entries change their names with each other, in one atomic step: at no moment does either name
-    /// lead nowhere. False where the filesystem cannot; raises when one of the two is not there.
+    /// Exchanges the names of two entries, in one atomic step: both names exist at every moment. False where
+    /// the filesystem cannot; raises when one of the two is not there.
     bool exchange(const std::string &name, const std::string &other) const;
 
     /// The same with an entry of another directory.
     bool exchange(const std::string &name, const Directory &place, const std::string &other) const;
 
-    /// Removes an entry that is no directory. False when there is none.
+    /// Removes an entry other than a directory. False when there is none.
     bool removeFile(const std::string &name) const;
 
     /// Removes a directory with nothing in it. False when there is none, or anything else of that name.

@@ -40,7 +40,7 @@ void writeAll(const FileDescriptor &file, std::string_view content, const fs::pa
 
 constexpr const char *cannotRead = "cannot read";
 
-/// A sparse file claims what no memory holds.
+/// A sparse file can claim more than fits in memory.
 void requireText(const FileDescriptor &file, std::uintmax_t longest, const fs::path &path) {
     struct stat status {};
     check(::fstat(file.get(), &status), path, cannotRead);
@@ -71,7 +71,7 @@ void writeAs(const fs::path &reported, const fs::path &path, int flags, std::str
                   [&] { return opened(path, O_WRONLY | O_CREAT | flags); });
     reraiseAs(ErrorCode::Filesystem, "Failed to write data to " + reported.string() + " file", [&] {
         writeAll(file, content, path);
-        // Here, before anything is renamed: a name can be on disk earlier than what it names.
+        // Flushed before the rename: a name can reach the disk before its content.
         if (durability == Durability::Flushed)
             check(::fsync(file.get()), path);
     });
@@ -88,13 +88,13 @@ void replaceDurably(const fs::path &path, std::string_view content) {
 }
 
 void replaceFile(const fs::path &path, std::string_view content, Durability durability) {
-    // A neighbour, as only within one directory the rename is sure to be one step.
+    // A neighbour: only within one directory is the rename sure to be one step.
     fs::path next = path;
     next += ".new";
     std::error_code ignored;
     fs::remove(next, ignored);
     try {
-        // O_EXCL: a package that ships a link of this name must not choose what is written to.
+        // O_EXCL: a package that ships a link of this name must not choose the written file.
         writeAs(path, next, O_EXCL, content, durability);
         reraiseAs(ErrorCode::Filesystem, "Failed to write data to " + path.string() + " file",
                   [&] { fs::rename(next, path); });
@@ -104,7 +104,7 @@ void replaceFile(const fs::path &path, std::string_view content, Durability dura
     }
 }
 
-/// A directory can be flushed so as well, and with it a rename or a removal in it.
+/// Also flushes a directory, and with it a rename or a removal in it.
 void flushFile(const fs::path &path) {
     reraiseAs(ErrorCode::Filesystem, "Couldn't flush file to disk: " + path.string(), [&] {
         const FileDescriptor handle = opened(path, O_RDONLY);
@@ -115,8 +115,7 @@ void flushFile(const fs::path &path) {
 void reserveSpace(const fs::path &path, std::uintmax_t size) {
     reraiseAs(ErrorCode::Filesystem, "Couldn't reserve space: " + path.string(), [&] {
         const FileDescriptor file = opened(path, O_WRONLY | O_CREAT | O_TRUNC);
-        // The result is the reason, and errno says nothing. A file that is merely long would take no space at
-        // all.
+        // The result is the error; errno is not set. ftruncate would reserve no space.
         const int error = ::posix_fallocate(file.get(), 0, static_cast<off_t>(size));
         if (error == 0)
             return;
@@ -129,8 +128,8 @@ void reserveSpace(const fs::path &path, std::uintmax_t size) {
 std::optional<std::string> readIfExists(const fs::path &path, std::uintmax_t longest) {
     return reraiseAs(ErrorCode::Filesystem, "Couldn't read file: " + path.string(),
                      [&]() -> std::optional<std::string> {
-                         // A link that leads nowhere is there, and cannot be read: whoever takes "none" for a
-                         // reason to clean up must not be told so.
+                         // A dangling link exists, and cannot be read: a caller that cleans up on "none" must
+                         // not get that answer.
                          if (fs::symlink_status(path).type() == fs::file_type::not_found)
                              return std::nullopt;
                          const FileDescriptor file = opened(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
@@ -146,8 +145,7 @@ std::string readText(const FileDescriptor &file, const fs::path &path, std::uint
 void flushFilesystem(const fs::path &path) {
     reraiseAs(ErrorCode::Filesystem, "Couldn't flush filesystem to disk: " + path.string(), [&] {
         const FileDescriptor handle = opened(path, O_RDONLY);
-        // One call for whatever was written there: a flush of each copied file would wait for the disk as
-        // often.
+        // One call for all files written there: a flush of each would wait for the disk each time.
         check(::syncfs(handle.get()), path);
     });
 }
@@ -157,7 +155,7 @@ void flushFilesystems(const std::set<fs::path> &paths) {
     for (const fs::path &path : paths) {
         struct stat status {};
         fs::path place = path;
-        // Of what was removed, the directory that held it has to be flushed.
+        // For a removed file, its directory must be flushed.
         while (::stat(place.c_str(), &status) != 0 && place.has_relative_path())
             place = place.parent_path();
         if (flushed.insert(status.st_dev).second)

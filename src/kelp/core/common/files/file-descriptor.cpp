@@ -15,7 +15,7 @@ namespace Common {
 FileDescriptor::FileDescriptor(FileDescriptor &&other) noexcept : file_(other.release()) {}
 
 FileDescriptor &FileDescriptor::operator=(FileDescriptor &&other) noexcept {
-    // What was open here closes with the other.
+    // The file that was open here closes with `other`.
     std::swap(file_, other.file_);
     return *this;
 }
@@ -26,7 +26,7 @@ FileDescriptor::~FileDescriptor() {
 }
 
 void FileDescriptor::close() {
-    // Given up first: Linux closes it even when it reports an error, and the number may be another file's by
+    // Released first: Linux closes it even when it reports an error, and the number may be another file's by
     // then.
     if (::close(release()) != 0)
         throw Error(ErrorCode::Filesystem, "Couldn't finish writing a file");

@@ -19,15 +19,15 @@ public:
     /// Gives the file up to the caller.
     int release() { return std::exchange(file_, -1); }
 
-    /// Raises ErrorCode::Filesystem when the system had still to write and could not.
+    /// Raises ErrorCode::Filesystem when a pending write fails.
     void close();
 
 private:
     int file_;
 };
 
-/// Opens what lies at a relative path below an open directory. No link is followed, and no path leaves the
-/// directory. Nothing is open, and errno tells why, when that cannot be done.
+/// Opens a relative path below an open directory. Follows no link, and never leaves the directory. On failure
+/// nothing is open, and errno tells why.
 FileDescriptor openBeneath(int directory, const std::filesystem::path &path, int flags);
 
 } // namespace Common

@@ -27,7 +27,7 @@ std::optional<FileIdentity> identityBehind(const std::filesystem::path &path) {
 bool IdentityComparison::isSame(const FileIdentity &noted, const FileIdentity &now) {
     if (noted.inode != now.inode || noted.size != now.size || noted.modified != now.modified)
         return false;
-    // The first file that is the same in everything else says which device the noted number stands for.
+    // The first file that matches in everything else tells which device the noted number means.
     return devices_.emplace(noted.device, now.device).first->second == now.device;
 }
 

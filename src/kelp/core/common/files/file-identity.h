@@ -10,7 +10,7 @@ struct stat;
 
 namespace Common {
 
-/// What tells one file from another that stands at its place later: the link itself where it is one.
+/// Tells a file from a later one at the same path. A link is a file of its own.
 struct FileIdentity {
     std::uint64_t device = 0;
     std::uint64_t inode = 0;
@@ -22,14 +22,14 @@ struct FileIdentity {
 
 FileIdentity identityOf(const struct stat &status);
 
-/// The file at `path`; links are not followed. Nothing when there is none, or when it cannot be asked for.
+/// The file at `path`; links are not followed. Nothing when there is none, or when the look fails.
 std::optional<FileIdentity> identityAt(const std::filesystem::path &path);
 
 /// The same of the file that an open of `path` finds: links are followed.
 std::optional<FileIdentity> identityBehind(const std::filesystem::path &path);
 
-/// Compares identities that were noted at an earlier start with those of today. The numbers of devices are
-/// given out anew at each boot, so that they count as the same where the same number was noted.
+/// Compares identities that were noted at an earlier start with those of today. Devices get new numbers at
+/// each boot: two files are on one device if the same number was noted for both.
 class IdentityComparison {
 public:
     bool isSame(const FileIdentity &noted, const FileIdentity &now);

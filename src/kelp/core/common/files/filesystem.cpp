@@ -28,14 +28,14 @@ template<class Iterator>
 std::vector<TimestampedPath> entriesOf(const fs::path &directory) {
     std::vector<TimestampedPath> entries;
     for (const fs::directory_entry &entry : Iterator(directory))
-        // Through links, and for every listing: that a link of a version which leads nowhere keeps it from
-        // being published shows here (DanglingLinks::Fail).
+        // Through links, in every listing: a dangling link of a version must fail here, so that it is not
+        // published (DanglingLinks::Fail).
         entries.push_back({entry.path(), fs::last_write_time(entry.path())});
     return entries;
 }
 
 template<class Create>
-/// A dangling link at the place passes the look and fails the making, so that nothing is ever replaced.
+/// A dangling link at the place passes the look but fails the creation, so nothing is ever replaced.
 void createLink(const char *kind, const fs::path &target, const fs::path &link, const Create &create) {
     const std::string message =
         std::string("Couldn't create ") + kind + " " + link.string() + " pointing to " + target.string();
@@ -68,7 +68,7 @@ void createDirectories(const fs::path &path) {
 
 void createPrivateDirectory(const fs::path &path) {
     createDirectories(path.parent_path());
-    // With its mode from the first moment: others could open it in between, and keep it open.
+    // With its mode from the first moment: otherwise others could open it in between, and keep it open.
     if (::mkdir(path.c_str(), 0700) != 0 && errno != EEXIST)
         throw Error(ErrorCode::Filesystem, "Couldn't create directory: " + path.string(), errno);
 }
@@ -120,7 +120,7 @@ bool hasSameContent(const fs::path &a, const fs::path &b) {
             return false;
         std::ifstream first(a, std::ios::binary);
         std::ifstream second(b, std::ios::binary);
-        // These iterators take an error for the end: two files that cannot be read would be the same.
+        // These iterators take an error for the end: two unreadable files would seem the same.
         const bool isOpen = first.is_open() && second.is_open();
         const bool same =
             std::equal(std::istreambuf_iterator<char>(first), {}, std::istreambuf_iterator<char>(second));

@@ -8,8 +8,8 @@
 namespace Common {
 
 // File operations with one way of failing: the system's reason goes to the log at error level, then Error is
-// raised with ErrorCode::Filesystem and a text that names the operation and the paths. Where nothing else is
-// said, a failed operation leaves what the standard library's call of that name leaves.
+// raised with ErrorCode::Filesystem and a text that names the operation and the paths. Unless stated
+// otherwise, a failed operation leaves the same state as the standard library's call of that name.
 
 /// Removes `path` and all below it; links are removed, not followed. Part of a tree may be gone after a
 /// failure.
@@ -40,10 +40,10 @@ void createHardlink(const std::filesystem::path &target, const std::filesystem::
 /// Whether two regular files, links followed, hold the same bytes. Raises as the others do.
 bool hasSameContent(const std::filesystem::path &a, const std::filesystem::path &b);
 
-/// What listDirectory shall do; the values can be combined with |.
+/// Options of listDirectory; combine them with |.
 enum class Listing : unsigned {
     Plain = 0,
-    Recursive = 1, ///< Also what lies in subdirectories, each before its content. Links are not entered.
+    Recursive = 1,       ///< Subdirectories too, each before its entries. Links are not entered.
     SortByWriteTime = 2, ///< Oldest first; ties in no defined order.
 };
 
@@ -56,9 +56,8 @@ constexpr Listing operator|(Listing a, Listing b) {
 std::vector<std::filesystem::path> listDirectory(const std::filesystem::path &path,
                                                  Listing listing = Listing::Plain);
 
-/// The bytes that may still be written to the filesystem on which `path` lies, or would lie: what does not
-/// exist is looked for at its nearest parent that does. Raises ErrorCode::Filesystem "Couldn't retrieve free
-/// space: PATH".
+/// The free bytes of the filesystem on which `path` lies, or would lie: that of its nearest existing parent.
+/// Raises ErrorCode::Filesystem "Couldn't retrieve free space: PATH".
 std::uint64_t freeSpace(const std::filesystem::path &path);
 
 /// The number of the filesystem on which `path` lies, or would lie. Raises as freeSpace does.

@@ -14,8 +14,7 @@ namespace Common {
 
 namespace {
 
-/// A look that fails counts as "no" here. Whoever must not take "cannot tell" for "not there" asks the
-/// filesystem itself, as FSDatabase::takeOver() does.
+/// A failed look counts as "no" here. Callers that must not take it for absence use lookFor().
 template<class Test>
 bool logged(const Test &test) {
     try {
@@ -72,7 +71,7 @@ bool isEmptyDirectory(const fs::path &path) {
     if (!isDirectory(path))
         throw Error(ErrorCode::Filesystem,
                     "Attempt to check if the path is an empty directory, but the path is not a directory");
-    // "No" is what costs nothing: a directory that counts as empty is given to the launcher to clear.
+    // "No" is the safe answer: the launcher clears a directory that counts as empty.
     return logged([&] { return fs::is_empty(path); });
 }
 
@@ -87,8 +86,7 @@ bool hasPermissions(const fs::path &path, fs::perms mask) {
 }
 
 void requireReadable(const fs::path &path) {
-    // As the effective user, who is the one that will read. What is not there, or fails otherwise, is for the
-    // reader to tell.
+    // As the effective user, who will read. The reader reports absence and other failures itself.
     if (::faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) != 0 && errno == EACCES)
         throw Error(ErrorCode::UnauthorizedAccess, "Only root can read " + path.string());
 }

@@ -5,8 +5,8 @@
 namespace Common {
 
 // Tests of existence and type. They follow links, except isSymlink, so that a dangling link does not exist.
-// None of them raises: when the system's answer is an error, as for a path in a directory that may not be
-// searched, its text is logged at error level and the answer is false.
+// None of them raises. If the look fails, as in a directory that may not be searched, they log the error and
+// answer false.
 
 bool exists(const std::filesystem::path &path);
 bool isDirectory(const std::filesystem::path &path);
@@ -14,12 +14,11 @@ bool isRegularFile(const std::filesystem::path &path);
 bool isSymlink(const std::filesystem::path &path);
 bool isSocket(const std::filesystem::path &path);
 
-/// Whether anything is there, a dangling link too. Where the system's answer is an error, that is not logged,
-/// and the answer is false.
+/// Whether anything is there, a dangling link too. A failed look is not logged, and gives false.
 bool isThere(const std::filesystem::path &path);
 
-/// Whether anything is there, a dangling link too: for whoever concludes something from "no". Raises
-/// ErrorCode::Filesystem "Couldn't look for PATH" where the system's answer proves nothing.
+/// The same for callers that rely on "no". Raises ErrorCode::Filesystem "Couldn't look for PATH" when the
+/// look fails.
 bool lookFor(const std::filesystem::path &path);
 
 /// Whether an errno of a look at a path proves that nothing can be reached by it.
@@ -34,7 +33,7 @@ bool isEmptyDirectory(const std::filesystem::path &path);
 bool hasPermissions(const std::filesystem::path &path, std::filesystem::perms mask);
 
 /// Raises ErrorCode::UnauthorizedAccess "Only root can read PATH" for a file or directory that exists, or may
-/// exist, and that this process may not read. For a look at a place that would otherwise be taken for empty.
+/// exist, and that this process may not read. Otherwise a look at it would find it empty.
 void requireReadable(const std::filesystem::path &path);
 
 } // namespace Common

@@ -10,8 +10,8 @@ namespace Common {
 
 namespace {
 
-/// Made with a name that nobody could foresee, for its owner alone: what is copied here no other user can
-/// read or replace. Empty, with the reason in `error`, when it cannot be made.
+/// Makes it for its owner alone, with an unpredictable name: no other user can read or replace the copies in
+/// it. Empty, with the reason in `error`, when it cannot be made.
 std::filesystem::path makeBelow(const std::filesystem::path &directory, std::error_code &error) {
     std::string name = (directory / "kelp-XXXXXX").string();
     if (::mkdtemp(name.data()))
@@ -27,7 +27,7 @@ ScratchDirectory::ScratchDirectory() {
     const std::filesystem::path temporary = std::filesystem::temp_directory_path(error);
     if (!error)
         path_ = makeBelow(temporary, error);
-    std::error_code ignored; // What is wrong with the temporary directory is what people can mend.
+    std::error_code ignored; // People can mend the temporary directory: its error counts.
     const char *runtime = std::getenv("RUNTIME_DIRECTORY");
     if (path_.empty())
         path_ = makeBelow(runtime ? runtime : "/run", ignored);

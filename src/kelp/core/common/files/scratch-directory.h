@@ -4,9 +4,9 @@
 
 namespace Common {
 
-/// A directory of its own, gone with all in it when the object goes: in the temporary directory, or where
-/// that cannot be written, as on a read-only root, in the service's RUNTIME_DIRECTORY, else in /run. What a
-/// killed process leaves of it is for whoever clears these.
+/// A private directory, removed with all in it by the destructor. It lies in the temporary directory; if that
+/// cannot be written, as on a read-only root, in the service's RUNTIME_DIRECTORY, else in /run. After a kill
+/// it stays, until the system clears those places.
 class ScratchDirectory {
 public:
     /// Raises ErrorCode::Filesystem "Couldn't create temporary directory; TMPDIR names another place".

@@ -7,7 +7,7 @@ namespace Common::Rpm {
 namespace {
 
 constexpr unsigned executeBits = 0111;
-/// To run as somebody else is nothing that a package can give a file by itself.
+/// Without set-id bits: a package cannot grant those by itself.
 constexpr unsigned permissionBits = 0777;
 
 std::filesystem::path pathOf(const char *text) {
@@ -28,8 +28,8 @@ std::filesystem::perms currentPermissions(rpmfi iterator) {
     return std::filesystem::perms{rpmfiFMode(iterator) & permissionBits};
 }
 
-/// By the rule by which rpm itself writes such signatures: a configuration file is there to be changed, which
-/// no signature survives, unless it is a program or rpm's configuration wants it.
+/// The rule of rpm's own signatures. A configuration file may be changed, which breaks its signature, so it
+/// takes none unless it is a program or rpm's configuration wants one.
 bool isCurrentSignable(rpmfi iterator) {
     if (!(rpmfiFFlags(iterator) & RPMFILE_CONFIG))
         return true;

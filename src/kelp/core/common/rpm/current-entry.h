@@ -13,7 +13,7 @@
 
 namespace Common::Rpm {
 
-// What the two walks over a package have in common. For the sources of this folder only: it shows librpm.
+// Shared code of the two walks over a package. For the sources of this folder only: it includes librpm.
 
 // The file on which `iterator` stands. The texts are empty where the header has none.
 std::filesystem::path currentPath(rpmfi iterator);
@@ -21,8 +21,8 @@ std::filesystem::path currentTarget(rpmfi iterator);
 std::filesystem::perms currentPermissions(rpmfi iterator);
 bool isCurrentSignable(rpmfi iterator);
 
-/// The entry for the file on which `iterator` stands; none for a regular file for which `makeRegularFile` has
-/// none and, with a warning, for a file of a kind that packages may not hold.
+/// The entry for the file on which `iterator` stands. None for a regular file that `makeRegularFile` skips,
+/// or, with a warning, for a kind of file that packages may not hold.
 template<class Entry, class MakeRegularFile>
 std::optional<Entry> currentEntry(rpmfi iterator, const MakeRegularFile &makeRegularFile) {
     const auto entry = [&](auto kind) {

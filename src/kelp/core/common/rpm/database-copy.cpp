@@ -26,10 +26,9 @@ namespace {
 constexpr const char *directoryMacro = "_dbpath";
 constexpr const char *lockName = ".rpm.lock";
 
-/// Takes the lock that whoever changes the database has, for as long as the result lives. That changes
-/// nothing: where rpm has made no lock file, nobody has it.
-/// An fcntl lock ends with any descriptor of the file that the process closes: there must be no Transaction
-/// on the machine's own database beside it.
+/// Holds the lock of the database's writers for as long as the result lives. Makes no lock file: without one
+/// no writer holds the lock. An fcntl lock ends when the process closes any descriptor of the file, so there
+/// must be no Transaction on the machine's own database.
 FileDescriptor lockOutWriters(const fs::path &directory) {
     FileDescriptor lock(::open((directory / lockName).c_str(), O_RDONLY | O_CLOEXEC));
     struct flock shared {};
@@ -40,7 +39,7 @@ FileDescriptor lockOutWriters(const fs::path &directory) {
     return lock;
 }
 
-/// The index of SQLite's write-ahead log, "-shm", is none: whoever opens the database makes it anew.
+/// Without the index of SQLite's write-ahead log, "-shm": each opening makes it anew.
 std::vector<fs::path> databaseFiles(const fs::path &directory) {
     std::vector<fs::path> files;
     for (const fs::directory_entry &entry : fs::directory_iterator(directory)) {
@@ -57,7 +56,7 @@ DatabaseCopy::DatabaseCopy() {
     requireDatabase();
     const fs::path original = databaseDirectory();
     try {
-        // Over the whole copying: database and log of two moments do not belong together.
+        // Held during the whole copy: a database and a log of different moments do not fit.
         const FileDescriptor lock = lockOutWriters(original);
         auto copy = std::make_unique<ScratchDirectory>();
         for (const fs::path &file : databaseFiles(original))
@@ -66,8 +65,8 @@ DatabaseCopy::DatabaseCopy() {
     } catch (const fs::filesystem_error &error) {
         throw Error(ErrorCode::Filesystem, std::string("Couldn't copy the rpm database: ") + error.what());
     }
-    // After rpm's configuration, which databaseDirectory() has had read: read later, it would lay its own
-    // path on top. rpm's lock file is in that directory too, so that the original's is not touched.
+    // After databaseDirectory() has read rpm's configuration: read later, that would override this path.
+    // rpm's lock file is in that directory too, so the original's is not touched.
     rpmPushMacro(nullptr, directoryMacro, nullptr, directory_->path().c_str(), RMIL_CMDLINE);
 }
 

@@ -10,16 +10,15 @@ class ScratchDirectory;
 
 namespace Common::Rpm {
 
-/// The machine's rpm database for somebody who only wants to look. librpm writes beside a database when it
-/// opens it, even for reading; so this makes a copy in the temporary directory, and every Transaction of this
-/// process works on that as long as the object lives. Nothing is written to the database's directory. One
-/// object at a time; librpm is quiet meanwhile.
+/// The machine's rpm database, read only. librpm writes beside a database when it opens it, even for reading.
+/// So this makes a copy in the temporary directory, and every Transaction of this process uses that as long
+/// as the object lives. Nothing is written to the database's directory. One object at a time; librpm is quiet
+/// meanwhile.
 class DatabaseCopy {
 public:
     /// Raises ErrorCode::Internal "Another process changes the rpm database" while one does, and
     /// ErrorCode::Filesystem "Couldn't copy the rpm database: REASON"; and as requireDatabase() and
-    /// ScratchDirectory do. There
-    /// must be no Transaction in the process by then, which would lose its lock.
+    /// ScratchDirectory do. There must be no Transaction in the process: it would lose its lock.
     DatabaseCopy();
     DatabaseCopy(const DatabaseCopy &) = delete;
     DatabaseCopy &operator=(const DatabaseCopy &) = delete;

@@ -44,7 +44,7 @@ int endForUnreadable(const char *, int error) {
     return isAbsence(error) ? 0 : 1;
 }
 
-/// librpm passes over one that it cannot read, and over whatever that says of the database's place.
+/// librpm skips a file that it cannot read, even if that has the database's place.
 void requireReadableMacros(const std::string &path) {
     struct stat status = {};
     if (::stat(path.c_str(), &status) != 0 && !isAbsence(errno))

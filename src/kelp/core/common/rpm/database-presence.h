@@ -2,10 +2,10 @@
 
 namespace Common::Rpm {
 
-/// Raises ErrorCode::Internal "Couldn't read the rpm database: REASON" unless the machine's rpm database
-/// stands where rpm's configuration says: librpm makes one where there is none, even for a reader, and an
-/// empty database says that nothing is installed. Also when a file of that configuration cannot be read, as
-/// another place of the database may stand in it. To be asked before librpm opens the database.
+/// Raises ErrorCode::Internal "Couldn't read the rpm database: REASON" if the machine's rpm database is not
+/// where rpm's configuration says. librpm would make an empty one there, even for a reader, and nothing would
+/// seem installed. Also raises when a file of that configuration cannot be read: it may name another place of
+/// the database. Call it before librpm opens the database.
 void requireDatabase();
 
 } // namespace Common::Rpm

@@ -105,9 +105,9 @@ std::streamoff headerSize(std::istream &file) {
 /// Moves past the signatures, and past the header if that is not covered.
 void seekCovered(std::istream &file, bool coversHeader) {
     file.seekg(leadSize);
-    // Sizes that lie lead to other bytes, or past the end, where there are none: no digest fits those.
+    // Wrong sizes lead to other bytes or past the end: no digest fits those.
     const std::streamoff signatures = headerSize(file);
-    // Only the signatures are filled up to a multiple of eight.
+    // Only the signatures are padded to a multiple of eight.
     const std::streamoff header = leadSize + (signatures + 7) / 8 * 8;
     file.seekg(header);
     if (!coversHeader)
@@ -115,7 +115,7 @@ void seekCovered(std::istream &file, bool coversHeader) {
 }
 
 std::string digestOf(std::istream &rest, int algorithm) {
-    // None for an algorithm that librpm does not know, and the package is not right.
+    // Empty for an algorithm that librpm does not know: then the package is not right.
     Digest digest(algorithm);
     std::vector<char> chunk(readSize);
     while (rest.read(chunk.data(), static_cast<std::streamsize>(chunk.size())) || rest.gcount() > 0)
@@ -127,7 +127,7 @@ std::string digestOf(std::istream &rest, int algorithm) {
 
 PayloadDigest::PayloadDigest(std::filesystem::path package, const Reader &header) :
     package_(std::move(package)), expected_(textOf(header, RPMTAG_PAYLOADDIGEST)) {
-    // Packages of old have one over header and payload together, in MD5.
+    // Old packages have one MD5 digest over header and payload.
     coversHeader_ = expected_.empty();
     if (coversHeader_)
         expected_ = textOf(header, RPMTAG_SIGMD5);

@@ -13,8 +13,7 @@ struct DIGEST_CTX_s;
 
 namespace Common::Rpm {
 
-/// A digest by librpm, which every program of ours has loaded, and which was as fast as any (see
-/// docs/benchmarks.md).
+/// A digest by librpm, which all our programs load anyway, and which is as fast as any (docs/benchmarks.md).
 class Digest {
 public:
     static constexpr int sha256 = 8; ///< As rpm numbers the algorithms.
@@ -43,19 +42,19 @@ std::string sha256Of(const std::string &text);
 std::string sha256Of(int file, const std::string &name,
                      std::uint64_t size = std::numeric_limits<std::uint64_t>::max());
 
-/// The same of a file below an open directory, by a relative path on which no link is followed. A
-/// pipe is not waited for.
+/// The same of a file below an open directory, by a relative path on which no link is followed. Does not wait
+/// for a pipe's writer.
 std::string sha256Beneath(int directory, const std::string &path, const std::string &name);
 
-/// What a package says of the bytes of its payload, which librpm does not check when it reads a package.
+/// A package's digest of its payload, which librpm does not check when it reads a package.
 class PayloadDigest {
 public:
     /// Reads the header; the payload is not touched.
     PayloadDigest(std::filesystem::path package, const Reader &header);
 
-    /// Reads the payload and holds it against its digest, or, in packages of old, header and payload against
-    /// theirs. True for a package that has none. Raises ErrorCode::FileNotFound "Couldn't open rpm package".
-    /// Needs nothing but the file, so that it may run in a thread of its own.
+    /// Reads the payload and compares its digest; in old packages, that of header and payload. True for a
+    /// package that has none. Raises ErrorCode::FileNotFound "Couldn't open rpm package". Needs nothing but
+    /// the file, so that it may run in a thread of its own.
     bool isRight() const;
 
 private:

@@ -24,16 +24,16 @@ struct HardLinkDescription {
 };
 
 std::shared_ptr<rpmfi_s> openPayload(FD_t file, const std::string &compressor, rpmfiles files) {
-    // Not by librpm's way to have the content of a set of hard links first: it reads on to the content, and
-    // drops what it finds in between.
-    // The decompressor is laid upon the same file object, whose owner stays the same.
+    // Does not use librpm's order with the content of a set of hard links first: that reads on to the
+    // content, and drops the files in between. The decompressor is laid upon the same file object, whose
+    // owner stays the same.
     FD_t payload = Fdopen(file, ("r." + compressor).c_str());
     if (!payload)
         throw Error(ErrorCode::BadPackageFileFormat, "Couldn't open rpm package for extraction");
     return {rpmfiNewArchiveReader(payload, files, RPMFI_ITER_READ_ARCHIVE), rpmfiFree};
 }
 
-/// An archive reader's position cannot be moved, so that the names come from the list after it.
+/// An archive reader cannot be moved, so the names come from the list after it.
 std::string nameAt(rpmfiles files, int fileIndex) {
     const std::unique_ptr<char, decltype(&std::free)> name(rpmfilesFN(files, fileIndex), std::free);
     return name ? name.get() : "";
@@ -55,7 +55,7 @@ int firstName(rpmfiles files, int fileIndex) {
     return rpmfilesFLinks(files, fileIndex, &indexes) > 1 ? indexes[0] : fileIndex;
 }
 
-/// librpm takes as much memory for the text of a link as the header says that the link is long.
+/// librpm allocates for a link's text the length that the header claims.
 void requireShortLinks(rpmfiles files) {
     const rpm_count_t count = rpmfilesFC(files);
     for (int i = 0; static_cast<rpm_count_t>(i) < count; ++i)
@@ -64,9 +64,8 @@ void requireShortLinks(rpmfiles files) {
                 .because("a link of it is longer than any path");
 }
 
-/// librpm looks each file of the payload up in the header by bisection, and file by file when that finds
-/// nothing, as in a list that is not in order: for a list of a million that would take days. rpmbuild's lists
-/// are in order.
+/// librpm looks up each file of the payload in the header: by bisection, then, if the list is out of order,
+/// file by file. For a million files that would take days. rpmbuild's lists are in order.
 std::shared_ptr<rpmfiles_s> searchableFileList(const Reader &reader) {
     constexpr rpm_count_t searchedAnyhow = 4096;
     std::shared_ptr<rpmfiles_s> files = reader.fileList();
@@ -108,13 +107,12 @@ void ExtractFileIterator::forEach(const std::function<bool(const Entry &)> &call
         const bool stop = callback(*entry);
         if (std::holds_alternative<PackedFile>(entry->kind))
             forEachFurtherName(*entry, callback);
-        // Only now: whoever has seen enough at the first name would otherwise miss what else the file is
-        // called.
+        // Only now: a caller that stops at the first name still gets the file's other names.
         if (stop)
             return;
     }
-    // A payload that is damaged between two files would pass for a smaller package. librpm has another end
-    // for one that lacks a file, directory or link of the list which is no ghost.
+    // Otherwise a payload that is damaged between two files would pass for a smaller package. librpm also
+    // ends differently when a listed file, directory or link, other than a ghost, is missing.
     if (next != RPMERR_ITER_END)
         throw Error(ErrorCode::Internal, "Couldn't read content from rpm package");
 }

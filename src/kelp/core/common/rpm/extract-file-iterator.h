@@ -11,24 +11,24 @@ struct rpmfiles_s;
 namespace Common::Rpm {
 
 /// The walk over the payload of a package file, with the content of the regular files. The payload is a
-/// stream: there is one walk for an object and its copies together.
+/// stream: an object and its copies share one walk.
 class ExtractFileIterator : public Reader {
 public:
     using Entry = PackageEntry<Directory, PackedFile, Symlink, HardLink>;
 
     /// Opens the package and its payload. Raises as Reader does, and ErrorCode::BadPackageFileFormat
     /// "Couldn't read rpm package" for a file list that contradicts itself or is long and out of order, and
-    /// "Couldn't open rpm package for extraction" when there is no way to decompress the payload.
+    /// "Couldn't open rpm package for extraction" when the payload cannot be decompressed.
     explicit ExtractFileIterator(const std::filesystem::path &package,
                                  Signatures signatures = Signatures::OfMachine);
 
-    /// Calls `callback` for each entry, in the payload's order, until it returns true. A regular file of
-    /// several names comes where its content is, under the first of them. The others follow it at once, as
-    /// entries of the kind HardLink, even when the callback returned true for the file itself; their own
-    /// return values do not matter. Device nodes and the like are logged as a warning and left out. Raises
-    /// ErrorCode::Internal "Couldn't read content from rpm package" when the payload is damaged or lacks a
-    /// file of the list; what was walked by then stays walked. An empty `callback` raises
-    /// std::bad_function_call; what the callback raises passes.
+    /// Calls `callback` for each entry, in the payload's order, until it returns true. A regular file with
+    /// several names comes where its content is, under the first name. The other names follow at once, as
+    /// HardLink entries, even if the callback returned true for the file; their return values do not matter.
+    /// Device nodes and the like are logged as a warning and left out. Raises ErrorCode::Internal "Couldn't
+    /// read content from rpm package" when the payload is damaged or lacks a file of the list; entries before
+    /// that have been walked. An empty `callback` raises std::bad_function_call; exceptions of the callback
+    /// pass.
     void forEach(const std::function<bool(const Entry &)> &callback) const;
 
     /// Whether `path` is one of the names of a regular file, hard links included.

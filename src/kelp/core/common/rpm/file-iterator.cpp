@@ -6,8 +6,8 @@ namespace Common::Rpm {
 
 namespace {
 
-/// Whether this is the name under which the walk over the payload finds the content. librpm answers that for
-/// a walk over the payload alone; for a walk over the header it denies all names of a set of hard links.
+/// Whether this is the name under which the walk over the payload finds the content. librpm tells that only
+/// in a walk over the payload; in a walk over the header it denies all names of a set of hard links.
 bool isNameWithContent(rpmfi iterator) {
     const int *indexes = nullptr;
     return rpmfiFLinks(iterator, &indexes) < 2 || indexes[0] == rpmfiFX(iterator);

@@ -12,12 +12,12 @@ namespace Common::Rpm {
 
 /// The walk over the file list of a package's header. The payload is not read: a file that is listed may be
 /// missing from it, as a %ghost file is. The header's list is kept alive by the iterator. Copies share the
-/// position, so that a walk must not be started within a walk of a copy.
+/// position: do not start a walk within a walk of a copy.
 class FileIterator : public Reader {
 public:
     using Entry = PackageEntry<Directory, RegularFile, Symlink>;
 
-    /// Which names of a set of hard links a walk gives.
+    /// The names of a set of hard links in a walk.
     enum class Names {
         WithContent, ///< The one that has the content in the walk over the payload.
         All,         ///< Each of them, as a regular file.
@@ -32,7 +32,7 @@ public:
 
     /// Calls `callback` for each entry, in the header's order and from the first one at each call, until it
     /// returns true. Device nodes and the like are logged as a warning and left out. An empty `callback`
-    /// raises std::bad_function_call; what the callback raises passes.
+    /// raises std::bad_function_call; exceptions of the callback pass.
     void forEach(const std::function<bool(const Entry &)> &callback, Names names = Names::WithContent) const;
 
 private:

@@ -14,7 +14,7 @@ namespace {
 int quiet = 0; ///< The objects that live.
 bool isLogged = false;
 
-/// Returns what has librpm do nothing more with the record.
+/// Returns the value that stops librpm's own handling of the record.
 int logRecord(rpmlogRec record, rpmlogCallbackData) {
     if (quiet > 0)
         return 0;
@@ -35,7 +35,7 @@ void initialise() {
     static bool started = false;
     if (started)
         return;
-    // Before it is tried: what failed once is told once.
+    // Set before the attempt: a failure is reported once.
     started = true;
     if (isLogged)
         rpmlogSetCallback(logRecord, nullptr);

@@ -4,20 +4,20 @@
 
 namespace Common::Rpm {
 
-/// Has librpm read its configuration and macro files at the first call in the process; later calls do
-/// nothing. When they cannot be read, one warning is logged and the library's built-in values serve. Every
+/// Makes librpm read its configuration and macro files at the first call in the process; later calls do
+/// nothing. If they cannot be read, logs one warning, and the library's built-in values apply. Every
 /// constructor of this folder that reaches librpm calls this.
 void initialise();
 
-/// Has what librpm reports written to the log once it is initialised, and not to standard error: its lines
-/// hold names of files and packages as they are. Does not touch the library.
+/// Sends librpm's messages to the log once it is initialised, and not to standard error: they hold raw names
+/// of files and packages. Does not touch the library.
 void logLibrary();
 
-/// Lets librpm report nothing at all from now on.
+/// Silences librpm from now on.
 void silenceLibrary();
 
-/// While one lives, what librpm reports goes nowhere: on a copy of the database it names files of which
-/// nobody has heard. Whatever fails raises as ever.
+/// While one lives, librpm is silent: on a copy of the database it would name files that nobody knows.
+/// Failures raise as ever.
 class QuietLibrary {
 public:
     QuietLibrary();

@@ -13,9 +13,8 @@ struct rpmfiles_s;
 
 namespace Common::Rpm {
 
-/// What a package's header says of its files, by their place in its list, the `fileIndex` of a walk; most of
-/// it is asked of rpm's records of installed packages. The disk is not looked at. The record's list is kept
-/// alive by the object.
+/// The files in a package's header, by their place in its list, the `fileIndex` of a walk. Used mostly for
+/// rpm's records of installed packages. Does not look at the disk. The object keeps the record's list alive.
 class InstalledFiles {
 public:
     /// Raises ErrorCode::BadPackageFileFormat "Couldn't read rpm package" when the list contradicts itself.
@@ -30,17 +29,17 @@ public:
     /// Whether the package has the file under further names.
     bool hasSeveralNames(int index) const;
 
-    /// Whether the package only names the file, and does not bring it.
+    /// Whether the package names the file but does not bring it.
     bool isGhost(int index) const;
 
     /// Seconds since the epoch.
     std::uint32_t modified(int index) const;
 
-    /// In lower-case hexadecimal digits; nothing where the header has a digest of another kind, or none.
+    /// In lower-case hexadecimal digits; nothing when the header has no digest, or another kind.
     std::optional<std::string> sha256(int index) const;
 
-    /// Whether rpm put the file there and takes it away with the package. It leaves alone what it never
-    /// installed (documentation that was excluded, languages, colours), and what another package replaced.
+    /// Whether rpm put the file there and takes it away with the package. It leaves files that it never
+    /// installed (excluded documentation, languages, colours), and files that another package replaced.
     bool isInstalled(int index) const;
 
     // The list as rpm keeps it, for walks over many packages that look at few directories: each directory

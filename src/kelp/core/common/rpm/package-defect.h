@@ -4,8 +4,8 @@
 
 namespace Common::Rpm {
 
-/// Why librpm refuses an open package file, for people: that it is another kind of file, that it is cut
-/// short, or that its header is damaged. Says nothing about the payload.
+/// Why librpm refuses an open package file, for people: another kind of file, cut short, or a damaged header.
+/// Says nothing about the payload.
 std::string packageDefect(int file);
 
 } // namespace Common::Rpm

@@ -24,11 +24,11 @@ struct HardLink {
     std::string target; ///< The path of that entry.
 };
 
-/// One entry of a package. Path and link target are the words of the package: nothing says that the path is
-/// absolute, that it holds no ".." or that it occurs once.
+/// One entry of a package. Path and link target are unchecked texts of the package: the path may be relative,
+/// hold ".." or occur twice.
 template<class... Kinds>
 struct PackageEntry {
-    std::string path; ///< Text, for lists of entries are long and path objects are large.
+    std::string path; ///< Text, not a path object: those are large, and lists are long.
     std::variant<Kinds...> kind;
     bool signable; ///< Whether the file takes signature attributes: not for plain configuration files.
     int fileIndex; ///< The place in the header's file list, by which signatures are found.

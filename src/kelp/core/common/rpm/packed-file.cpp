@@ -29,10 +29,10 @@ PackedFile::PackedFile(std::filesystem::perms bits, std::shared_ptr<rpmfi_s> arc
 void PackedFile::read(const std::function<void(Piece)> &sink) const {
     for (std::uint64_t remaining = size_; remaining > 0;) {
         const std::size_t wanted = std::min<std::uint64_t>(remaining, pieceSize);
-        // Not filled with zeros: they would be as many bytes to write as the content.
+        // Not filled with zeros: that would double the bytes to write.
         Piece piece{std::make_unique_for_overwrite<std::uint8_t[]>(wanted)};
         const ssize_t got = rpmfiArchiveRead(archive_.get(), piece.bytes.get(), wanted);
-        // The end, too, is damage as long as the size that the header claims is not reached.
+        // An end before the header's size is damage too.
         if (got < 1)
             throw Error(ErrorCode::Internal, "Couldn't read content from rpm package");
         piece.size = static_cast<std::size_t>(got);
@@ -59,7 +59,7 @@ void PackedFile::writeTo(const std::filesystem::path &path) const {
         throw Error(ErrorCode::Filesystem, "Couldn't open file for writing rpm content: " + path.string(),
                     errno);
     read([&](const Piece &piece) { write(file.get(), piece, path); });
-    // Some filesystems say only now that there was no room.
+    // Some filesystems report a full disk only at the close.
     if (::close(file.release()) != 0)
         raiseUnwritable(path);
 }

@@ -11,12 +11,12 @@ struct rpmfi_s;
 
 namespace Common::Rpm {
 
-/// A regular file with its content, which stands in the payload and can be read once, until the callback that
-/// was given the entry returns. Content that nobody reads is passed over by the walk.
+/// A regular file with its content in the payload. It can be read once, until the callback with the entry
+/// returns. The walk skips unread content.
 ///
-/// Every operation reads in pieces of at most 128 KiB, whatever size the package claims, and raises
-/// ErrorCode::Internal "Couldn't read content from rpm package" when the payload ends before the claimed size
-/// or is damaged, and for a second reading.
+/// Every operation reads in pieces of at most 128 KiB, whatever size the package claims. Each raises
+/// ErrorCode::Internal "Couldn't read content from rpm package" when the payload is damaged or ends before
+/// the claimed size, and at a second read.
 class PackedFile : public RegularFile {
 public:
     /// A piece of a content, which its receiver may keep.
@@ -28,13 +28,13 @@ public:
     /// The current file of an archive reader of librpm.
     PackedFile(std::filesystem::perms bits, std::shared_ptr<rpmfi_s> archive);
 
-    /// The size in bytes that the header claims: no more will be read, but nothing says that it is there.
+    /// The size in bytes that the header claims: no more will be read, but there may be less.
     std::uint64_t size() const { return size_; }
 
     /// Reads the content and drops it.
     void skip() const;
 
-    /// The whole content. Memory follows what the payload holds, which can be as much as the disk takes.
+    /// The whole content. Takes as much memory as the payload holds, which has no bound.
     std::vector<std::uint8_t> readAll() const;
 
     /// Writes the content to a new file, or over an old one; parents must exist, permissions are left to the
@@ -42,7 +42,7 @@ public:
     /// write rpm package content to PATH". A failed operation leaves the file with what it got.
     void writeTo(const std::filesystem::path &path) const;
 
-    /// Reads the content and gives it on piece by piece. What `sink` raises passes.
+    /// Reads the content and gives it to `sink` piece by piece. Exceptions of `sink` pass.
     void read(const std::function<void(Piece)> &sink) const;
 
     /// Writes a piece to an open file, from its present position. `path` only names it in the error, which is

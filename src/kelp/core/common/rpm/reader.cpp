@@ -62,7 +62,7 @@ std::string reasonOf(rpmRC result, FD_t file) {
 std::shared_ptr<headerToken_s> readHeader(FD_t file, const std::filesystem::path &package,
                                           Signatures signatures) {
     const std::unique_ptr<rpmts_s, decltype(&rpmtsFree)> transactionSet(rpmtsCreate(), rpmtsFree);
-    // Whatever the root prefix is: keys and policy are those of the rpm that runs here.
+    // Without the root prefix: keys and policy are those of the rpm that runs here.
     rpmtsSetRootDir(transactionSet.get(), nullptr);
     if (signatures == Signatures::Unchecked)
         rpmtsSetVSFlags(transactionSet.get(), RPMVSF_MASK_NOSIGNATURES);
@@ -71,11 +71,11 @@ std::shared_ptr<headerToken_s> readHeader(FD_t file, const std::filesystem::path
 
     Header header = nullptr;
     const rpmRC result = rpmReadPackageFile(transactionSet.get(), file, package.c_str(), &header);
-    // A package that the policy refuses comes with a header all the same.
+    // Even a package that the policy refuses has a header.
     std::shared_ptr<headerToken_s> owner(header, headerFree);
     if (result != RPMRC_OK)
         refuse(reasonOf(result, file));
-    // Its files are what a package is built from, and belong to no place of a system.
+    // The files of a source package belong to no place of a system.
     if (headerIsEntry(header, RPMTAG_SOURCEPACKAGE) != 0)
         refuse("it is a source package");
     return owner;
@@ -98,7 +98,7 @@ std::optional<std::string> dependencyName(const char *rendering) {
 
 Reader::Reader(const std::filesystem::path &package, Signatures signatures) {
     initialise();
-    // Open while librpm reads: its messages name the file by way of the descriptor.
+    // Kept open while librpm reads: its messages name the file by the descriptor.
     const FileDescriptor found = openRegular(package);
     file_ = open(found);
     header_ = readHeader(file_.get(), package, signatures);
@@ -141,9 +141,8 @@ std::string Reader::digest() const {
 
 namespace {
 
-/// Whether the paths together are not far longer than the header, which has each directory once: one long
-/// name of a directory, shared by a thousand files, would be a gigabyte of paths. Those of sound packages are
-/// about as long as the header.
+/// Whether the paths together are about as long as the header, as in sound packages. The header has each
+/// directory once: a long directory shared by many files could expand to a gigabyte of paths.
 bool hasBearablePaths(rpmfiles files, std::size_t headerSize) {
     std::vector<std::size_t> directories;
     for (int i = 0, count = static_cast<int>(rpmfilesDC(files)); i < count; ++i) {
@@ -164,7 +163,7 @@ bool hasBearablePaths(rpmfiles files, std::size_t headerSize) {
 } // namespace
 
 std::shared_ptr<rpmfiles_s> Reader::fileList() const {
-    // The list keeps the header, which a walk over the database lets go at its next step.
+    // The list keeps the header alive, which a walk over the database drops at its next step.
     if (!fileList_)
         fileList_ = {rpmfilesNew(nullptr, header(), 0, RPMFI_KEEPHEADER), rpmfilesFree};
     if (!fileList_)

@@ -15,23 +15,23 @@ namespace Common::Rpm {
 /// Whose policy decides on the signatures of a package file.
 enum class Signatures {
     OfMachine,  ///< The machine's rpm configuration and the keys that it knows.
-    Unchecked,  ///< None is looked at; no database of keys is opened, or made.
-    NorDigests, ///< Not even the digests of the header are: only to tell what is wrong with a package.
+    Unchecked,  ///< None is checked; no database of keys is opened, or made.
+    NorDigests, ///< Nor are the header's digests: only to find out what is wrong with a package.
 };
 
-/// A package seen through its header. Copies share the header and the open file. What the tags say was
-/// written by the maker of the package and is not judged here.
+/// A package seen through its header. Copies share the header and the open file. The tags' values are the
+/// package maker's, and are not judged here.
 class Reader {
 public:
     /// Opens a package file and reads its header; librpm reports what it objects to on standard error. The
     /// file stays open as long as a copy of the reader lives. Raises ErrorCode::FileNotFound "Couldn't open
-    /// rpm package", or ErrorCode::BadPackageFileFormat "Couldn't read rpm package" for a file that is no
-    /// package of programs, as a pipe, a directory or a source package, is cut short or is refused by the
-    /// policy; the error's reason says which.
+    /// rpm package", or ErrorCode::BadPackageFileFormat "Couldn't read rpm package" for a file that is not a
+    /// binary package (a pipe, a directory, a source package), is cut short or is refused by the policy; the
+    /// error's reason says which.
     explicit Reader(const std::filesystem::path &package, Signatures signatures = Signatures::OfMachine);
 
-    /// Looks at a header, not null, that belongs to another: the reader and its copies are valid only as long
-    /// as the header, for one of Transaction::forEachInstalled until the callback returns.
+    /// Borrows a header, not null. The reader and its copies are valid only as long as the header; with
+    /// Transaction::forEachInstalled, until the callback returns.
     explicit Reader(headerToken_s *header);
 
     /// The text of a string tag, or the first text of a list (see tags.h). Raises
@@ -47,8 +47,8 @@ public:
     /// dependency, "(a if b)", the first word comes back, with its parenthesis.
     std::vector<std::string> dependencies(std::int32_t tag) const;
 
-    /// The SHA-256 of all that the header says, in hexadecimal digits: whether two openings of a file gave
-    /// the same one. Raises std::bad_alloc.
+    /// The SHA-256 of the whole header, in hexadecimal digits: tells whether two openings of a file gave the
+    /// same one. Raises std::bad_alloc.
     std::string digest() const;
 
     /// librpm's list of the files, made once and kept with the header: it takes a while for many. Raises
@@ -56,16 +56,15 @@ public:
     /// paths that are many times as long as the header. Not for two threads at once.
     std::shared_ptr<rpmfiles_s> fileList() const;
 
-    /// The bytes that the contents of all regular files take by what the header says: without those that are
-    /// never in the payload, and with the names of one file counted once. The highest number in place of one
-    /// that does not fit. Raises as fileList() does.
+    /// The bytes of all regular files by the header, without those that are never in the payload; hard links
+    /// count once. A sum that does not fit becomes the highest number. Raises as fileList() does.
     std::uint64_t contentSize() const;
 
-    /// librpm's header, owned by this object or, for a header that belongs to another, by that other.
+    /// librpm's header, owned by this object or, for a borrowed header, by its owner.
     headerToken_s *header() const { return header_.get(); }
 
 protected:
-    /// The package file, read up to the payload; null when the header belongs to another.
+    /// The package file, read up to the payload; null for a borrowed header.
     _FD_s *file() const { return file_.get(); }
 
 private:

@@ -13,7 +13,7 @@ struct FreeTagData {
     }
 };
 
-/// librpm's container for what a header holds under a tag, freed with the data that it points at.
+/// librpm's container for the value of a header's tag, freed with its data.
 using TagData = std::unique_ptr<rpmtd_s, FreeTagData>;
 
 inline TagData makeTagData() {

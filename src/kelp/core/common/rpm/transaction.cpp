@@ -27,13 +27,13 @@ namespace {
 std::shared_ptr<rpmts_s> makeTransactionSet() {
     requireDatabase();
     std::shared_ptr<rpmts_s> transactionSet(rpmtsCreate(), rpmtsFree);
-    // Whatever the root prefix is: where its database lies is for rpm's own configuration to say.
+    // Without the root prefix: rpm's own configuration names the place of its database.
     rpmtsSetRootDir(transactionSet.get(), nullptr);
     return transactionSet;
 }
 
-/// Notices whether rpm logs an error while the object lives; whoever reads the log sees it all the same, then
-/// and later.
+/// Notices whether rpm logs an error while the object lives. The program's own log callback still gets each
+/// record.
 class ErrorWatch {
 public:
     ErrorWatch() : outer_(innermost_), reader_(rpmlogSetCallback(notice, this)) { innermost_ = this; }
@@ -50,11 +50,12 @@ public:
 private:
     static int notice(rpmlogRec record, rpmlogCallbackData data) {
         auto &watch = *static_cast<ErrorWatch *>(data);
-        // That one answers as one without any record does, and is told by a warning.
+        // The dummy database seems to have no records; only this warning tells of it.
         const bool isDummy = std::strstr(rpmlogRecMessage(record), "using dummy database") != nullptr;
         if (rpmlogRecPriority(record) <= RPMLOG_ERR || isDummy)
             watch.sawError_ = true;
-        // Its line begins with the statement; rpm takes the failure for the end of all records.
+        // The log line of a failed query begins with its statement; rpm takes the failure for the end of all
+        // records.
         if (std::strncmp(rpmlogRecMessage(record), "SELECT ", 7) == 0)
             watch.sawFailedQuery_ = true;
         return watch.reader_ ? watch.reader_(record, watch.outer_) : RPMLOG_DEFAULT;
@@ -69,15 +70,15 @@ private:
 
 void runAndForget(rpmts transactionSet) {
     const int result = rpmtsRun(transactionSet, nullptr, RPMPROB_FILTER_NONE);
-    // After a failure too: the next run would carry the same erasures out, scripts included.
+    // After a failure too: otherwise the next run would repeat the same erasures, with scripts.
     rpmtsEmpty(transactionSet);
     if (result < 0)
         throw Error(ErrorCode::Internal, "Couldn't run rpm transaction");
 }
 
-/// The connections to SQLite that are opened while the object lives do not flush each commit: librpm commits
-/// header by header, and whoever has it do so flushes the filesystem at the end. A power cut before that
-/// leaves the database whole, with some of the last commits undone.
+/// SQLite connections that are opened while the object lives do not flush each commit. librpm commits header
+/// by header, and the caller flushes the filesystem at the end. A power cut before that leaves the database
+/// whole, with some of the last commits undone.
 class RelaxedCommits {
 public:
     RelaxedCommits() { ::sqlite3_auto_extension(asExtension()); }
@@ -89,7 +90,7 @@ private:
     using Extension = void (*)();
 
     static int relax(sqlite3 *database, char **, const struct sqlite3_api_routines *) {
-        // What refuses it flushes each commit.
+        // A connection that refuses this flushes each commit.
         static_cast<void>(::sqlite3_exec(database, "PRAGMA synchronous = NORMAL", nullptr, nullptr, nullptr));
         return SQLITE_OK;
     }
@@ -114,8 +115,8 @@ Transaction::Transaction(Flags lock) :
     const ErrorWatch watch;
     // The run uses this connection, and opens none.
     const auto relaxed = lock == WriteLock ? std::make_unique<RelaxedCommits>() : nullptr;
-    // A walk would have it opened too, and would take a failure of that for one of a record. As a run opens
-    // it: that it could not be written to must not show when something is on its way.
+    // A walk would open it too, but would take a failure for one of a record. Opened as a run will open it: a
+    // failure to write must not show later, during a take-over.
     if (rpmtsOpenDB(transactionSet_.get(), lock == WriteLock ? O_RDWR | O_CREAT : O_RDONLY) != 0 ||
         watch.sawError())
         throw Error(ErrorCode::Internal, "Couldn't read the rpm database");
@@ -140,7 +141,7 @@ Transaction::Walk Transaction::forEachInstalled(const std::function<void(const R
     // An empty database has an iterator too.
     if (!packages)
         throw Error(ErrorCode::Internal, "Couldn't read the rpm database");
-    // What rpm cannot read it passes over, and says so in its log alone: hence the watch.
+    // rpm skips records that it cannot read, and tells only its log: hence the watch.
     while (Header header = rpmdbNextIterator(packages.get()))
         callback(Reader(header));
     if (watch.sawFailedQuery())
@@ -185,7 +186,7 @@ void Transaction::run() {
 }
 
 void Transaction::runOnDatabaseAlone() {
-    // In place of the run's flags, not beside them, and for this run alone.
+    // Replaces the run's flags, for this run only.
     const rpmtransFlags flags = rpmtsSetFlags(transactionSet_.get(), RPMTRANS_FLAG_JUSTDB | NoPlugins);
     const std::unique_ptr<rpmts_s, std::function<void(rpmts)>> restored(
         transactionSet_.get(), [flags](rpmts set) { rpmtsSetFlags(set, flags); });
