@@ -33,17 +33,17 @@ struct ContentsEntry {
     bool operator==(const ContentsEntry &) const = default;
 };
 
-/// What was staged of a version: the file "contents.list" in its directory. docs/formats.md has the form.
+/// The staged contents of a version: the file "contents.list" in its directory. docs/formats.md has the form.
 struct ContentsList {
     static constexpr const char *fileName = "contents.list";
 
-    /// The day, as YYYY-MM-DD, for a list that tells what was found of a version that had none; empty for
-    /// one that tells what was staged.
+    /// Empty for a list made at the staging. A list made later, of a version that had none, has its day, as
+    /// YYYY-MM-DD.
     std::string foundOn;
     std::vector<ContentsEntry> entries; ///< Each directory before what lies in it.
 
-    /// The bytes of the file, and back; nothing for text that is torn, that names a path outside of the
-    /// version, or that is anything else.
+    /// The bytes of the file, and back. Nothing for text that is torn, is no such list, or names a path
+    /// outside of the version.
     std::string format() const;
     static std::optional<ContentsList> parse(const std::string &text);
 
@@ -55,7 +55,7 @@ struct ContentsList {
     void write(const std::filesystem::path &version, Common::Durability durability) const;
 };
 
-/// The text of a list in the making, for whoever need not have all entries at once.
+/// The text of a list, added entry by entry: its maker need not hold all entries at once.
 class ContentsText {
 public:
     explicit ContentsText(const std::string &foundOn = {});
@@ -76,25 +76,25 @@ inline constexpr const char *applicationIdAttribute = "security.appid";
 /// Whether a file, and not what a link there leads to, carries this id.
 bool carriesId(const std::filesystem::path &file, const std::string &id);
 
-/// Whether a path in a version's directory is one of the store's own, of which no list tells: the
-/// descriptor, the lists, the plan and the resources, and what a killed run left of writing one of them.
+/// Whether a path in a version's directory is one of the store's own, which no list names: the descriptor,
+/// the lists, the plan, the resources, and the temporary files of a killed run that wrote one.
 bool isStoreOwn(const std::string &path);
 
-/// What could not be looked at: its path in the version, "" for the version itself, and the error,
-/// ErrorCode::Filesystem "Couldn't read directory: PATH" or "Couldn't look at PATH".
+/// Takes an entry that could not be looked at: its path in the version, "" for the version itself, and the
+/// error, ErrorCode::Filesystem "Couldn't read directory: PATH" or "Couldn't look at PATH".
 using MissedContents = std::function<void(const std::string &path, const Common::Error &error)>;
 
 /// Sees each entry, by the name that it has in an open directory, may fill in what it finds there, and take
 /// the entry.
 using ContentsVisit = std::function<void(ContentsEntry &entry, int directory, const std::string &name)>;
 
-/// What lies in a version's tree, in byte order of the paths' names; without `visit` no digest is computed,
-/// and no flag set. The store's own names are left out. Links are not followed. What cannot be looked at, and
-/// all below it, is left out as well and given to `missed`; without that, its error is raised.
+/// The entries of a version's tree, in byte order of the paths' names. Without `visit` no digest is computed,
+/// and no flag set. The store's own names are left out. Links are not followed. An entry that cannot be
+/// looked at, and all below it, is left out and given to `missed`. Without `missed` its error is raised.
 std::vector<ContentsEntry> contentsOfTree(const std::filesystem::path &version,
                                           const MissedContents &missed = {}, const ContentsVisit &visit = {});
 
-/// The same, one after the other. What `visit` raises passes.
+/// The same, one after the other. Raises what `visit` raises.
 void forEachOfTree(const std::filesystem::path &version, const ContentsVisit &visit);
 
 } // namespace Core::KELP

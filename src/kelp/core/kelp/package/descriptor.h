@@ -26,13 +26,13 @@ void writeDescriptor(const std::filesystem::path &path, const PackageStaging &st
 void ensureDescriptor(const std::filesystem::path &path, const PackageStaging &staging,
                       const PackageInformation &extras, Common::Durability durability);
 
-/// Reads a descriptor. Keys without a value count as absent. Raises ErrorCode::Internal when there is no such
-/// file, when it does not parse and when one of requiredDescriptorKeys is absent; ErrorCode::Filesystem when
-/// the system cannot read a file that is there.
+/// Reads a descriptor. Keys without a value count as absent. Raises ErrorCode::Internal when the file is
+/// missing, does not parse or lacks one of requiredDescriptorKeys; ErrorCode::Filesystem when the system
+/// cannot read it.
 PackageInformation readDescriptor(const std::filesystem::path &path);
 
-/// Whether what it raised tells of the machine, and of nothing that lies there: a pipe or a link to nowhere
-/// in the descriptor's place is for people to see to, where a read that failed may succeed the next time.
+/// Whether the error that it raised is the machine's: a failed read may succeed the next time. A pipe or a
+/// link to nowhere in the descriptor's place needs a person.
 bool isFaultOfMachine(const std::exception &error);
 
 } // namespace Core::KELP

@@ -10,9 +10,9 @@ namespace Core::KELP {
 struct PackageStaging;
 
 /// The package store. docs/formats.md tells what it keeps on disk. A package is installed exactly when its
-/// link `current` leads to a version of its own, as StoreEntry tells; every change of state is the rename of
-/// a link, so that a crash leaves the old state or the new one. All failures are Common::Error; the codes
-/// named here are those of Common::ErrorCode.
+/// link `current` leads to a version of its own (StoreEntry). Every change of state is the rename of a link,
+/// so a crash leaves the old state or the new one. All failures are Common::Error; the codes named here are
+/// those of Common::ErrorCode.
 class IDatabase {
 public:
     virtual ~IDatabase() = default;
@@ -20,32 +20,32 @@ public:
     /// Takes a version of a package over that is not installed, and publishes its files. `extras` are further
     /// values for the descriptor, with keys "section.key". Raises Internal for an id that is installed, and
     /// leaves it as it was. A failure after the version became current removes the package; after an earlier
-    /// one the package's directory may stay behind, and the package is not installed.
+    /// one the package's directory may stay, and the package is not installed.
     virtual void install(const PackageStaging &staging, const PackageInformation &extras) = 0;
 
     /// Puts a version in place, to be made current by completeUpdate(). A failure leaves the current version
-    /// alone and removes all others. Raises FileConflict where something that is not the package's own is in
-    /// the way: a link or a file for its directory, a directory of the version, or one of the three links.
+    /// alone and removes all others. Raises FileConflict where a foreign entry is in the way: a link or a
+    /// file for the package's directory, a directory of the version, or one of the three links.
     virtual void prepareUpdate(const PackageStaging &staging, const PackageInformation &extras) = 0;
 
     /// Makes the prepared version current: takes back the files that the old one published, publishes those
     /// of the new one and removes the old one. Raises Internal when nothing is prepared, FileConflict as
     /// prepareUpdate() and CorruptedInstalledPackage where the prepared version has not its own descriptor;
-    /// these change nothing. After any other failure the old version is current again, and published unless
-    /// the disk does not let it be; where it cannot come back for another reason, the package is removed.
+    /// these change nothing. After any other failure the old version is current again, and published as far
+    /// as the disk allows. If it cannot come back for another reason, the package is removed.
     virtual void completeUpdate(const std::string &id) = 0;
 
     /// Takes back what the package has published and removes all of its versions; what else lies in its
     /// directory stays. Raises PackageNotExist for an id that is not installed, FileConflict for one whose
-    /// directory is a link, and Filesystem when something cannot be removed: by then what it had
-    /// published was taken back, and once its descriptor is gone the next look at it removes the rest.
+    /// directory is a link, and Filesystem when something cannot be removed. Its published files are gone by
+    /// then; once its descriptor is gone too, the next look at the package removes the rest.
     virtual void remove(const std::string &id) = 0;
 
-    /// What the descriptor says of the version of record: the prepared one, or else the current one. A
-    /// prepared version whose descriptor is absent or malformed is dropped. Raises PackageNotExist for an id
-    /// that is not installed, and CorruptedInstalledPackage when the descriptor is absent or malformed, which
-    /// removes a package that the registry has as installed, and when it cannot be read for another reason or
-    /// is that of another id or version, which changes nothing.
+    /// The descriptor of the version of record: the prepared version, or else the current one. A prepared
+    /// version whose descriptor is absent or malformed is dropped. Raises PackageNotExist for an id that is
+    /// not installed, and CorruptedInstalledPackage when the descriptor is absent or malformed, which removes
+    /// a package that the registry has as installed, and when it cannot be read for another reason or is that
+    /// of another id or version, which changes nothing.
     virtual PackageInformation packageInfo(const std::string &id) = 0;
 
     /// packageInfo() of every package, without those for which it fails, which are logged. In no defined
@@ -73,9 +73,9 @@ public:
     /// that `current` names. Failures are logged.
     virtual void cleanupVersionsExceptCurrent(const std::string &id) = 0;
 
-    /// Takes back what the current version has published. What is no mapping any more stays. Failures are
-    /// logged; what could not be taken back is noted on disk, and raises when that fails. Also raises when
-    /// the machine fails to tell what is published.
+    /// Takes back what the current version has published. A listed file that is no mapping any more stays.
+    /// Failures are logged; what could not be taken back is noted on disk, and raises when that fails. Also
+    /// raises when the machine fails to tell what is published.
     virtual void tryRemoveMappingsUsingCurrentDirectory(const std::string &id) = 0;
 };
 

@@ -4,8 +4,8 @@
 
 namespace Core::KELP {
 
-/// A migration that is carried out once in the life of a machine, and the place below the root prefix at
-/// which an empty file says that it was.
+/// A migration that is carried out once in the life of a machine, and the path of its stamp below the root
+/// prefix: an empty file that says that it is done.
 struct MigrationStamp {
     const char *name;
     const char *path;

@@ -7,11 +7,11 @@
 
 namespace Core::KELP {
 
-/// What a descriptor says of a version, keyed by section and key: "general.id", "certificate.id" and so on.
+/// The values of a version's descriptor, by section and key: "general.id", "certificate.id" and so on.
 /// docs/formats.md lists the keys.
 using PackageInformation = std::map<std::string, std::string>;
 
-/// What stands under a key, if anything does.
+/// The value of a key, if it has one.
 inline std::optional<std::string> valueOf(const PackageInformation &information, const std::string &key) {
     const auto found = information.find(key);
     return found == information.end() ? std::nullopt : std::optional(found->second);

@@ -15,17 +15,17 @@ namespace Core::KELP {
 /// The paths of a list, without empty lines. A file that cannot be opened is logged and gives none.
 std::vector<std::string> readPathList(const std::filesystem::path &file);
 
-/// The same; none where there is no file. Raises as Common::readIfExists() does: for whoever concludes
-/// something from what is on no list.
+/// The same; none where there is no file. Raises as Common::readIfExists() does: a caller that draws
+/// conclusions from a missing line needs to know.
 std::vector<std::string> requirePathList(const std::filesystem::path &file);
 
 /// The same of a list that may be absent, which is empty; nothing for one that is there and cannot be read,
 /// which is logged.
 std::optional<std::vector<std::string>> findPathList(const std::filesystem::path &file);
 
-/// Replaces the list in one step, as Common::replaceFile() does. A path that holds a line feed
-/// is left out: read back, it would be several paths, and those could be anybody's. Raises
-/// ErrorCode::Filesystem, and then leaves the old list, if there was one.
+/// Replaces the list in one step, as Common::replaceFile() does. A path with a line feed is left out: read
+/// back, it would be several paths, which could be foreign. Raises ErrorCode::Filesystem, and then leaves the
+/// old list, if there was one.
 void writePathList(const std::filesystem::path &file, const std::vector<std::string> &paths,
                    Common::Durability durability);
 

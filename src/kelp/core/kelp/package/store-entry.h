@@ -12,8 +12,8 @@
 
 namespace Core::KELP {
 
-/// Whose is a name in the store's directory, and whose are the names in it? Told by the disk alone; what the
-/// records say beside that is for whoever reads them. Nothing is changed.
+/// Whose is a name in the store's directory, and whose are the names in it? It goes by the disk alone, and
+/// reads no records. Nothing is changed.
 ///
 ///     DATABASE/ID            a package can only be a real directory. The machine's owner may have moved a
 ///                            package and put a link in its place: it is read through the link, never
@@ -23,7 +23,7 @@ namespace Core::KELP {
 ///                            directory has links into the original.
 ///     ID/VERSION             is the package's own when it is a real directory that one of these links names,
 ///                            that holds a descriptor of just this id and version, or that a note or journal
-///                            names as under way. Anything else is foreign: nobody moves or removes it.
+///                            names as under way. Anything else is foreign, and is never moved or removed.
 ///
 /// Each operation looks anew. A look that fails is no absence: it raises ErrorCode::Filesystem "Couldn't look
 /// at PATH".
@@ -31,13 +31,13 @@ class StoreEntry {
 public:
     enum class Kind { Absent, Directory, Link, Other };
 
-    /// What is at the place of one of the three links.
+    /// The entry at the place of one of the three links.
     enum class Lead {
         Absent,
         Version,   ///< A link to a version of this package: the only one that counts.
         Nowhere,   ///< A link the target of which is gone. It counts as absent, and may be replaced.
         Elsewhere, ///< A link to anything else. It may be another package's version.
-        NoLink,    ///< Somebody's file or directory.
+        NoLink,    ///< A foreign file or directory.
     };
 
     struct Slot {
@@ -63,7 +63,7 @@ public:
         std::string failure;            ///< Of Unreadable, where the machine failed.
     };
 
-    /// What a package's directory holds beside the three links and the reserved names, in byte order.
+    /// The entries of a package's directory beside the three links and the reserved names, in byte order.
     struct Content {
         std::vector<std::string> own;
         std::vector<std::string> foreign;
@@ -87,7 +87,7 @@ public:
     /// where the machine failed at one that may.
     bool isNamedByDescriptor() const;
 
-    /// Why nothing can come in, be made current or go here: the entry or one of its links is somebody's, or
+    /// Why nothing can come in, be made current or go here: the entry or one of its links is foreign, or
     /// `next` or `prev` leads to a version with the descriptor of another. Empty when that is not so.
     std::string objection() const;
 

@@ -16,7 +16,7 @@ class Mapping;
 inline constexpr const char *publicationPlanName = "publication.plan";
 
 /// A file that is published at `target` from `source` below the package's link `current`. Both are absolute.
-/// Text, for a version may have tens of thousands of them and path objects are large.
+/// Text, not path objects: those are large, and a version may have tens of thousands.
 struct PlannedFile {
     std::string target;
     std::string source;
@@ -24,8 +24,9 @@ struct PlannedFile {
     bool operator==(const PlannedFile &) const = default;
 };
 
-/// What the publication of a version makes. On disk before the first file is published, and until the lists
-/// of what was made are, it tells a later start what an interrupted publication may have left.
+/// The files and directories that the publication of a version makes. The plan is on disk from before the
+/// first file is published until the lists are written. From it a later start knows what an interrupted
+/// publication may have left.
 struct PublicationPlan {
     std::vector<PlannedFile> files;       ///< In the order in which they are made.
     std::vector<std::string> directories; ///< Each before what lies in it.
@@ -45,18 +46,18 @@ enum class DanglingLinks {
 PublicationPlan planPublication(const std::filesystem::path &tree, const std::filesystem::path &current,
                                 const std::vector<Mapping> &mappings, DanglingLinks danglingLinks);
 
-/// The same, file by file and directory by directory, for whoever keeps another list of them. What the two
-/// raise passes.
+/// The same, file by file and directory by directory, for callers that keep another list of them. Raises what
+/// the two raise.
 void walkPublication(const std::filesystem::path &tree, const std::filesystem::path &current,
                      const std::vector<Mapping> &mappings, DanglingLinks danglingLinks,
                      const std::function<void(PlannedFile)> &useFile,
                      const std::function<void(std::string)> &useDirectory);
 
 /// Writes the file of a plan, and has it on disk on return. Raises ErrorCode::Filesystem, and then leaves the
-/// plan of before, if there was one, or the new one.
+/// earlier plan, if there was one, or the new one.
 void writePublicationPlan(const std::filesystem::path &file, const PublicationPlan &plan);
 
-/// The plan of which this is the text; nothing when the text is not all there.
+/// The plan of a text; nothing when the text is torn.
 std::optional<PublicationPlan> parsePublicationPlan(const std::string &text);
 
 } // namespace Core::KELP

@@ -12,9 +12,9 @@ class Mapping;
 struct PlannedFile;
 struct PublicationPlan;
 
-/// How the files of a version are published: as copies for a package of the subgroup "mdm", and for one that
-/// holds something below a mapping that requires copies; else as links. `tree` is the version's directory.
-/// Raises ErrorCode::Filesystem "Couldn't look at file: PATH" where that cannot be told.
+/// How the files of a version are published: as copies if the package is of the subgroup "mdm", or has
+/// something below a mapping that requires copies; else as links. `tree` is the version's directory. Raises
+/// ErrorCode::Filesystem "Couldn't look at file: PATH" where that cannot be told.
 MappingMode publicationMode(const std::filesystem::path &tree, const std::vector<Mapping> &mappings,
                             const std::string &subgroup);
 
@@ -26,37 +26,36 @@ void requireFreeTargets(const PublicationPlan &plan);
 /// createMapping() raises; what was made by then stays.
 void publish(const PublicationPlan &plan, MappingMode mode, std::vector<std::string> &made);
 
-// What takes back goes by Common::Directory::byLinksOfRoot: a file or a directory in whose way somebody has
-// put a link stays. Failures are logged; what is returned is that at which the machine failed, and which may
-// still be there.
+// The removals below go by Common::Directory::byLinksOfRoot: behind a link that others could have made, files
+// and directories stay. Failures are logged. The removals return what the machine failed to remove, and which
+// may still be there.
 
-/// Takes back files that were just made, by their paths alone.
+/// Removes files that were just made, by their paths alone.
 void unpublish(const std::vector<std::string> &links);
 
-/// What to take a link for that may be a copy of one of the package, or somebody else's of the same text.
+/// Whether a link whose text matches counts as our copy of a packaged link.
 enum class CopiedLinks {
     AreForeign,
-    AreOurs, ///< Where it is known that nothing stood there before: requireFreeTargets() was passed.
+    AreOurs, ///< Only after requireFreeTargets(): nothing stood there before.
 };
 
-/// Takes back the files of a plan that are mappings of the planned sources, and unfinished copies. What is
-/// somebody else's stays.
+/// Removes the files of a plan that are mappings of the planned sources, and unfinished copies. Foreign files
+/// stay.
 std::vector<PlannedFile> takeBackFiles(const PublicationPlan &plan, CopiedLinks copiedLinks);
 
-/// Takes back what an interrupted publication has left: the files, and then the directories that are empty.
+/// Rolls back an interrupted publication: removes its files, and then its empty directories.
 PublicationPlan takeBack(const PublicationPlan &plan);
 
-/// The same, but of the files only those that are mappings of their source, or of one below it, and lead
-/// nowhere.
+/// The same, but removes only files that lead nowhere and are mappings of their source, or of one below it.
 PublicationPlan takeBackDead(const PublicationPlan &plan);
 
-/// Takes back those of the listed files that are still mappings, but not into another package of the store:
-/// `source` is the link to the current version of theirs. The source of one that is returned is its own, or
-/// `source` where that could not be read.
+/// Removes the listed files that are still mappings, except those into another package of the store. `source`
+/// is the link `current` of theirs. A returned file has its own source, or `source` where that could not be
+/// read.
 std::vector<PlannedFile> removeMappings(const std::vector<std::string> &links,
                                         const std::filesystem::path &source);
 
-/// Removes those of the listed directories that exist and are empty.
+/// Removes the listed directories that exist and are empty.
 std::vector<std::string> removeEmptyDirectories(const std::vector<std::string> &directories);
 
 } // namespace Core::KELP

@@ -8,16 +8,16 @@
 
 namespace Core::KELP {
 
-/// Whether the machine, as it is by now, lets files be published at their targets, whoever owns what stands
-/// there: asked before a package is taken over or installed. The last directories are remembered, so that
-/// many targets cost little; what the machine changes meanwhile is not seen.
+/// Whether the machine lets files be published at their targets now, regardless of who owns a file there.
+/// Asked before a package is taken over or installed. The last directories are remembered, so many targets
+/// cost little; later changes of the machine are not seen.
 class TargetPlaces {
 public:
-    /// Why nothing can be published at `target`, or empty. Its directory, or the nearest one above that is
-    /// there, is read-only, immutable or append-only, is no directory, or is reached by a link that others
-    /// than root can exchange; or what stands at the target is a mount point, or immutable. Raises
-    /// ErrorCode::Filesystem when that cannot be looked at. `attributes`, as statx(2) has them, stand for the
-    /// look at the target of who has had one.
+    /// Why nothing can be published at `target`, or empty. Its directory, or the nearest existing one above,
+    /// is read-only, immutable, append-only, no directory, or reached by a link that others than root can
+    /// exchange. Or the target itself is a mount point, or immutable. Raises ErrorCode::Filesystem when that
+    /// cannot be looked at. `attributes`, as statx(2) has them, stand for the look at the target of who has
+    /// had one.
     std::string obstacle(const std::filesystem::path &target,
                          std::optional<std::uint32_t> attributes = std::nullopt);
 

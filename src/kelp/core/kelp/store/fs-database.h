@@ -63,19 +63,18 @@ public:
     /// which itself goes on with the others.
     void requireCompleteMigration() const;
 
-    /// Raises the first failure for which the last packages() lacks a package that may be whole: whoever
-    /// concludes something from all packages cannot, and has to be called again.
+    /// Raises the first failure for which the last packages() lacks a package that may be whole. Work that
+    /// needs all packages must then be retried later.
     void requireCompleteLook() const;
 
-    /// Removes what of a package's directory is the package's own: its versions, the current one last, and
-    /// its three links, wherever they lead. Publishes and takes back nothing. What is somebody else's stays,
-    /// and is returned; without any the directory goes too. Raises ErrorCode::FileConflict, and changes
-    /// nothing, where the directory is a link or something else; and ErrorCode::Filesystem. Killed, it is
-    /// called again.
+    /// Removes the package's own entries from its directory: its versions, the current one last, and its
+    /// three links, wherever they lead. Published files stay. Foreign entries stay, and are returned; if
+    /// there are none, the directory goes too. Raises ErrorCode::FileConflict, and changes nothing, where the
+    /// directory is a link or something else; and ErrorCode::Filesystem. Killed, it is called again.
     std::vector<std::filesystem::path> dropPackage(const std::string &id) const;
 
-    /// What install() would publish of a tree for which describeStaged() was called. Changes nothing. Raises
-    /// as readDescriptor() and planPublication() do.
+    /// The plan by which install() would publish a tree for which describeStaged() was called. Changes
+    /// nothing. Raises as readDescriptor() and planPublication() do.
     static PublicationPlan publicationOf(const PackageStaging &staging,
                                          const IDatabasePathResolver &pathResolver);
 

@@ -8,7 +8,7 @@
 
 namespace Core::KELP {
 
-/// That a file of an installed package could not be copied.
+/// A file of an installed package could not be copied.
 class CopyError : public Common::Error {
 public:
     /// `file` is the installed one; text and errno are those of `reason`.
@@ -24,19 +24,19 @@ private:
 struct CopyFailure {
     std::string file;
     int error = 0;  ///< An errno.
-    int starts = 0; ///< In how many starts running this file failed.
+    int starts = 0; ///< Consecutive starts at which this file failed.
 
     /// For people.
     std::string text() const;
 };
 
-/// Whether an errno tells of what is there, and not of a machine that could not do its work just now: the
-/// next start would fail in the same way.
+/// Whether an errno is the file's fault, so that the next start would fail likewise, and not a passing
+/// failure of the machine.
 bool isJudgement(int error);
 
-/// For which applications the copy failed at this start, and in how many starts running: the file
-/// var/lib/kelp/takeover.failures below the root prefix. What fails at the same file again and again is no
-/// accident any more, and must not have every start of the machine try for ever.
+/// The applications whose copy failed at this start, with the number of consecutive starts: the file
+/// var/lib/kelp/takeover.failures below the root prefix. A copy that keeps failing at the same file must not
+/// be retried at every start for ever.
 class CopyFailures {
 public:
     static std::filesystem::path path();
@@ -49,10 +49,10 @@ public:
     CopyFailures();
 
     /// Notes a failure of this start, durably, and tells whether the application stays in rpm for good. A
-    /// full or read-only disk never says so. That it could not be written is logged; then it is not counted.
+    /// full or read-only disk never makes it stay. A note that cannot be written is logged, and not counted.
     bool note(const std::string &id, const CopyError &failure);
 
-    /// Forgets the applications that did not fail at this start, and logs that it could not.
+    /// Forgets the applications that did not fail at this start. A failure is logged.
     void conclude();
 
 private:

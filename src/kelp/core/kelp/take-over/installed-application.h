@@ -11,8 +11,7 @@ class Reader;
 
 namespace Core::KELP {
 
-/// What rpm's record says of an application that is to be taken over, without librpm's header, which is
-/// large.
+/// rpm's record of an application to take over, without librpm's header, which is large.
 struct InstalledApplication {
     RpmPackage package;
     std::vector<std::uint64_t> sizes; ///< Of each of the package's files, as the record has it.
@@ -20,8 +19,8 @@ struct InstalledApplication {
                                 ///< that holds anything, nor what it never put there.
 };
 
-/// Reads the record with every name of a file that has several: rpm has all of them. Raises as
-/// Reader::tag() and FileIterator do.
+/// Reads the record, with all names of a hard-linked file, as rpm has them. Raises as Reader::tag() and
+/// FileIterator do.
 InstalledApplication readApplication(const Common::Rpm::Reader &record, const std::string &keyId,
                                      const std::optional<std::string> &orgName,
                                      const std::optional<std::string> &appName);

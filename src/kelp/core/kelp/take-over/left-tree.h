@@ -18,11 +18,11 @@ namespace Core::KELP {
 
 class IDatabasePathResolver;
 
-/// A tree that an earlier start has staged, or rescued, and of which no journal knows any more: it may be a
-/// remnant of no use, or all that is left of files that rpm has erased.
+/// A tree that an earlier start staged or rescued, and that no journal names any more. It may be useless, or
+/// the last copy of files that rpm has erased.
 class LeftTree {
 public:
-    /// Looks for the descriptor alone; one that cannot be read counts as absent.
+    /// Reads the descriptor alone; an unreadable one counts as absent.
     explicit LeftTree(std::filesystem::path path);
 
     /// The trees in the directory of rescued ones. Raises what std::filesystem raises.
@@ -36,7 +36,7 @@ public:
     /// Whether it is of this application; by the directory's name where it has no descriptor.
     bool isOf(const std::string &id) const;
 
-    /// Whether it is of this application, and of this version where its descriptor tells one.
+    /// Whether it is of this application, and of this version if its descriptor has one.
     bool isOf(const std::string &id, const std::string &version) const;
 
     /// Whether it holds a regular file of rpm's record that is missing at its place. Raises

@@ -12,18 +12,17 @@ namespace Core::KELP {
 /// A path made absolute and normal by its words alone, without a "/" at its end.
 std::filesystem::path plainPath(const std::filesystem::path &path);
 
-/// One of the directories that the package manager keeps for itself, and empties: the machine is not ours,
-/// and what stands at such a place may be somebody's, a link to their pictures for one.
+/// A directory that the package manager keeps for itself, and empties. The machine is not ours: at such a
+/// path may stand a foreign file or link, to a user's pictures for one.
 ///
 /// It is ours when it is a real directory at its default place below opt/kelp (`opt` itself may be a link),
 /// or has the mark of an earlier run in it. One that is not there, or is empty, becomes ours.
 class OwnDirectory {
 public:
-    /// The file that says that a directory was made for the package manager, or given to it while it was
-    /// empty.
+    /// The mark of a directory that the package manager made, or that was empty when it took it.
     static constexpr const char *markName = ".kelp-staging";
 
-    /// Trees on their way into the store; what `kelpctl install` unpacks; trees that nobody could publish.
+    /// For trees on their way into the store; for unpacked packages of `kelpctl install`; for rescued trees.
     /// The latter two lie beside the first, wherever that is configured to be.
     static OwnDirectory temporary(const IConfiguration &configuration);
     static OwnDirectory installing(const IConfiguration &configuration);

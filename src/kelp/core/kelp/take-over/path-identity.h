@@ -15,9 +15,8 @@
 
 namespace Core::KELP {
 
-/// A place in the system by the directory in which it lies, and not by the text of its path: two paths
-/// through a linked directory are one place. What does not exist yet is told by the nearest directory that
-/// does.
+/// A place in the system, told by its directory and not by the text of its path: two paths through a linked
+/// directory are one place. A place that does not exist yet is told by the nearest directory that does.
 struct PathIdentity {
     std::uint64_t device = 0;
     std::uint64_t inode = 0;
@@ -26,19 +25,19 @@ struct PathIdentity {
     auto operator<=>(const PathIdentity &) const = default;
 };
 
-/// A number that equal places have in common, and seldom others. Another at each start, so that nobody can
-/// make places whose numbers are equal. Whoever finds two equal ones compares the places.
+/// The hash of a place, seeded anew at each start, so that no package can be made to collide. Equal hashes do
+/// not prove equal places: compare those.
 using PathHash = std::uint64_t;
 PathHash hash(const PathIdentity &place);
 
-/// A directory could not be looked at: whoever compares places knows of nothing then whether it is free.
+/// A directory could not be looked at, so a comparison of places cannot tell whether one is free.
 class UnknownPath : public Common::Error {
 public:
     using Common::Error::Error;
 };
 
-/// Finds places, and remembers the last directories, so that many paths of few directories cost little. Right
-/// as long as nobody changes directories.
+/// Finds places, and remembers the last directories, so that many paths of few directories cost little.
+/// Correct only while no directory changes.
 class PathFinder {
 public:
     /// The place of an absolute path. A link at its end is not followed. Raises UnknownPath.
@@ -50,7 +49,7 @@ private:
     std::map<std::string, PathIdentity> directories_;
 };
 
-/// The places of many paths, by which a path is found again: whatever the list itself is kept as.
+/// An index of many paths by their places. The owner of the paths keeps them in any form.
 class PathIndex {
 public:
     /// The path of a number below `count`; nothing for one that is not to be found.
@@ -71,7 +70,7 @@ private:
     std::vector<std::pair<PathHash, std::size_t>> hashes_;
 };
 
-/// The place of a directory, links followed, without the memory: for walks over all directories of a machine.
+/// The place of a directory, links followed. Remembers nothing: for walks over all directories of a machine.
 /// Raises UnknownPath with ErrorCode::Filesystem "Couldn't look at directory: PATH" when the machine fails.
 PathIdentity identityOfDirectory(const std::filesystem::path &path);
 

@@ -28,17 +28,18 @@ public:
     RpmMigration(const IConfiguration &configuration, const IDatabasePathResolver &pathResolver,
                  TakeOverStore &store, const TakeOver::Arrival &arrival);
 
-    /// Takes up what an earlier run left, and goes on with what rpm still holds. Raises what keeps it from
-    /// going on at all: rpm's lock or database, the signature database, a temporary directory that is not its
-    /// own, a journal that cannot be read. Nothing is lost then.
+    /// Ends what an earlier run left, and goes on with what rpm still holds. Raises what stops it altogether:
+    /// rpm's lock or database, the signature database, a temporary directory that is not its own, a journal
+    /// that cannot be read. Nothing is lost then.
     void run();
 
-    /// What kept an application from arriving, though the others were taken over; null when nothing did.
+    /// The first failure that kept an application from arriving while the others were taken over; null
+    /// without one.
     std::exception_ptr failure() const;
 
-    // What the migration goes by, for a look at what it would do.
+    // The migration's own criteria, for `kelpctl plan`.
 
-    /// The bytes that have to be free beside the copies of a group of so many packages: for the store's own
+    /// The bytes that must be free for a group of `count` packages, beside their copies: for the store's own
     /// files and for rpm.
     static std::uint64_t spaceBesideCopies(const IConfiguration &configuration, std::size_t count);
 

@@ -9,18 +9,18 @@ class Transaction;
 
 namespace Core::KELP {
 
-/// Makes the directory of a tree. Raises ErrorCode::Filesystem, also when anything is there: two packages of
-/// one name must not share it, and what an earlier start has left may be the only copy.
+/// Makes the directory of a tree. Raises ErrorCode::Filesystem, also when something has that name: two
+/// packages of one name must not share a directory, and a tree of an earlier start may be the only copy.
 void makeStagingDirectory(const std::filesystem::path &staging);
 
 /// Brings the files of an installed package to the empty directory `entry.path`, in the form of a version
-/// that will lie in `versionDirectory`, and notes in `entry.files` what stood there. A file gets a further
-/// name in the tree where a copy of it would be equal, and is copied otherwise. Its attribute
-/// "security.appid" then shows at rpm's name too. A file that rpm lists and that is missing on the disk is
-/// logged as a warning and left out; one that cannot be looked at is not missing.
+/// that will lie in `versionDirectory`, and notes in `entry.files` what stood there. A file is hard-linked
+/// where a copy would be equal, and copied otherwise. Its attribute "security.appid" then shows at rpm's name
+/// too. A listed file that is missing on disk is logged as a warning and left out. A file that cannot be
+/// looked at does not count as missing.
 ///
 /// Raises CopyError for a file that could not be staged, and ErrorCode::Filesystem for one that changed
-/// meanwhile; what was made by then stays, below entry.path alone.
+/// meanwhile; files made by then stay, all below entry.path.
 void stageInstalledPackage(const InstalledApplication &application,
                            const std::filesystem::path &versionDirectory, JournalEntry &entry);
 

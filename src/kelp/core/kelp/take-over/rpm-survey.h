@@ -33,29 +33,28 @@ class IDatabasePathResolver;
 /// The digest that tells the header of one package from that of another.
 std::string headerDigest(const Common::Rpm::Reader &reader);
 
-/// An application that rpm holds and that has a developer's certificate: what decides about it, and no list
-/// of its files, for a machine may have a thousand applications.
+/// An application that rpm holds and that has a developer's certificate. Holds no list of its files: a
+/// machine may have a thousand applications.
 struct RpmCandidate {
     JournalEntry entry = {};          ///< All but what its staging notes.
-    std::uint64_t bytes = 0;          ///< That its staged tree takes, at the least.
+    std::uint64_t bytes = 0;          ///< Of its staged tree, at the least.
     bool isInStore = false;           ///< The store has this very version, and all files are its own by now.
     std::optional<std::string> stays; ///< Why the application stays in rpm.
-    /// Whether it stays by a judgement. What the machine failed at must be tried again at the next start.
+    /// Whether it stays by a judgement. A failure of the machine is retried at the next start.
     bool isJudged = true;
 };
 
-/// What the machine's rpm database holds, and what of it can be taken over: decided before anything is
-/// staged, from rpm's records and the disk alone. Nothing is changed.
+/// The applications in the machine's rpm database, and which can be taken over. Decided before anything is
+/// staged, from rpm's records and the disk alone. Changes nothing.
 ///
-/// By a judgement an application stays in rpm when its tree could not be made or published as a whole: a link
-/// that would lead nowhere, a target at which something of somebody else's stands, a file or a target that it
-/// shares with a package that stays, a second record of the same name. As long as the machine is as it is,
-/// one stays for which a target's place is read-only, immutable, a mount point, full, or not root's to lead
-/// to.
+/// By a judgement an application stays in rpm when its tree could not be made or published as a whole. Its
+/// link would lead nowhere, a foreign file stands at its target, it shares a file or target with a package
+/// that stays, or rpm has a second record of its name. Until the machine changes it stays when a target's
+/// place is read-only, immutable, a mount point, full, or reached by a link that is not root's.
 ///
 /// Each application is looked at by itself first, with its record read again by its place in the database.
-/// Of its places hashes are kept, which tell who may share one with somebody. Those are looked at once more,
-/// together and by the places themselves: equal hashes alone decide nothing.
+/// Only the hashes of its places are kept. Applications with equal hashes may share a place; they are
+/// compared once more, by the places themselves.
 class RpmSurvey {
 public:
     /// One record of rpm's, in the order of the database.
@@ -88,7 +87,7 @@ public:
     /// to be had any more, and as readApplication() does.
     InstalledApplication read(const RpmCandidate &candidate) const;
 
-    /// Has a candidate stay after all, and with it those that share a file with it.
+    /// Makes a candidate stay after all, and with it those that share a file with it.
     void withdraw(RpmCandidate &candidate, const std::string &reason);
 
     /// Why an application stays.
@@ -98,14 +97,14 @@ public:
     };
 
 private:
-    /// What speaks against a candidate that shares nothing, and at which of its targets it shows: beyond all
-    /// of them for what the machine does not let.
+    /// The objection to a candidate that shares nothing, and the number of the target that shows it. An
+    /// objection of the machine comes after all targets.
     struct Objection {
         std::size_t target = 0;
         Failure failure;
     };
 
-    /// What a candidate has at places that may concern others.
+    /// A candidate's files and targets at places that others may share.
     struct Sharing {
         struct Path {
             std::string path;

@@ -8,8 +8,8 @@
 
 namespace Core::KELP {
 
-/// Which places may concern more than one application of a machine: of all places hashes alone are kept, and
-/// two equal ones only say that their owners are worth a second look.
+/// The places that more than one application of a machine may have. It keeps only hashes: two equal ones mean
+/// that their owners need a second look.
 class SharedPaths {
 public:
     /// `owner` is the application's number. A target of its own file is no second place.
@@ -22,7 +22,7 @@ public:
     /// Whether an application may have a file there.
     bool mayHaveFile(PathHash place) const;
 
-    /// Somebody else has a file there.
+    /// A package that is no candidate has a file there.
     void share(PathHash place) { shared_.push_back(place); }
 
     /// Finds the places that occur more than once, beside those that share() was called for.
@@ -30,7 +30,7 @@ public:
 
     bool isShared(PathHash place) const { return std::ranges::binary_search(shared_, place); }
 
-    /// The applications that have a file or a target at one of them, in their order.
+    /// The applications that have a file or a target at a shared place, in their order.
     std::vector<std::size_t> sharers() const;
 
 private:

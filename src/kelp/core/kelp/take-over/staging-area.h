@@ -13,25 +13,25 @@ class IConfiguration;
 
 namespace Core::KELP {
 
-/// The temporary directory in which the trees of packages wait to be moved into the store, and the place
-/// beside it to which trees go that nobody can publish any more.
+/// The temporary directory in which the trees of packages wait to be moved into the store, and beside it the
+/// directory of rescued trees, which cannot be published any more.
 class StagingArea {
 public:
     /// `configuration` must outlive the object.
     explicit StagingArea(const IConfiguration &configuration) : configuration_(&configuration) {}
 
     /// Whether the directory is the launcher's to clear (OwnDirectory), and the store is not in it. Otherwise
-    /// a slip in the configuration ("temp_directory = /home") would remove what is there.
+    /// a slip in the configuration ("temp_directory = /home") would remove foreign files.
     bool isOwn() const;
 
     /// Raises ErrorCode::Filesystem unless it is. Makes it, and has it marked.
     void requireOwn() const;
 
-    /// What lies there at none of the paths of `kept`. Raises what std::filesystem raises.
+    /// The entries there that are not in `kept`. Raises what std::filesystem raises.
     std::vector<std::filesystem::path> leftovers(const std::set<std::filesystem::path> &kept) const;
 
-    /// Whether a leftover is nothing that anybody can need: a probe, the reserve of an earlier version, a
-    /// tree that was given up, or one with nothing in it.
+    /// Whether a leftover is useless: a probe, the reserve of an earlier version, a tree that was given up,
+    /// or an empty one.
     static bool isScrap(const std::filesystem::path &leftover);
 
     /// Removes those. Raises ErrorCode::Filesystem, and what leftovers() raises.

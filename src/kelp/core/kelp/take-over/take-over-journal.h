@@ -113,8 +113,8 @@ struct JournalledDirectory {
     bool isRecorded = false;  ///< rpm's record lists it.
 };
 
-/// Tells a directory from another one at the same path, and so one filesystem from another or from none. Of
-/// an overlay by the time alone: its inode is 1.
+/// Tells a directory from another one at the same path, and so a filesystem from another or an unmounted one.
+/// In an overlay only the time tells: its inode is 1.
 struct DirectoryMark {
     std::uint64_t inode = 0;
     std::int64_t born = 0; ///< Nanoseconds since the epoch; 0 where the filesystem does not keep it.
@@ -125,7 +125,7 @@ struct DirectoryMark {
 /// The mark of the directory at `path`; links are followed. Raises ErrorCode::Filesystem.
 DirectoryMark markOf(const std::filesystem::path &path);
 
-/// One package on its way from rpm into the store: what there is to know of it once rpm has forgotten it.
+/// One package on its way from rpm into the store: all that is known of it once rpm has forgotten it.
 struct JournalEntry : PackageForMigration {
     std::string digest;         ///< Of the header: the same for a package that is installed again.
     std::uint32_t instance = 0; ///< Of the header: another for a package that is installed again.
@@ -136,9 +136,9 @@ struct JournalEntry : PackageForMigration {
     std::vector<JournalledDirectory> directories; ///< Each before what lies in it.
 };
 
-/// The list of the packages that are being published and that rpm has not forgotten yet, or whose remains are
-/// not cleared yet: the file var/lib/kelp/takeover.journal below the root prefix. That it is there says that
-/// every tree it names is complete and on disk. No target is touched that a journal on disk does not name.
+/// The packages that are being published, that rpm has not forgotten yet, or whose remains are not cleared
+/// yet: the file var/lib/kelp/takeover.journal below the root prefix. While it exists, every tree that it
+/// names is complete and on disk. Only targets that a journal on disk names are touched.
 ///
 /// The format, "kelp take-over 2", is a line for each fact, a word and its values; docs/formats.md has it. It
 /// ends in a line "end" with the number of packages, so that a torn file shows.
@@ -147,8 +147,8 @@ public:
     static std::filesystem::path path();
 
     /// The packages of the journal; none when there is no journal. Raises ErrorCode::Internal "Couldn't read
-    /// the take-over journal: PATH" for one that is damaged, as one is whose trees lie elsewhere than in the
-    /// temporary directory, and as Common::readIfExists() does for one that cannot be read.
+    /// the take-over journal: PATH" for one that is damaged or whose trees lie outside the temporary
+    /// directory, and as Common::readIfExists() does for one that cannot be read.
     static std::vector<JournalEntry> read(const std::filesystem::path &temporaryDirectory);
 
     /// Replaces the journal by the packages of both lists in one step, and has it on disk on return. Raises

@@ -26,41 +26,42 @@ class StagingArea;
 class TakeOverStore;
 class TargetExchange;
 
-/// Brings staged packages into the store and out of rpm, whatever moment the last run ended at. For all
-/// packages of a journal together:
+/// Brings staged packages into the store and out of rpm, also when the last run was killed at any moment. For
+/// all packages of a journal together:
 ///
-/// 1. Each tree goes to its version directory and becomes current. The store is flushed, so that a tree that
-///    is still staged says that none of its targets was touched.
+/// 1. Each tree goes to its version directory and becomes current. The store is flushed: so a tree that is
+///    still staged proves that none of its targets was touched.
 /// 2. Package by package the targets go from rpm's files to the store's (TargetExchange), and the lists are
-///    written. A failure takes its package back, and nobody else's.
+///    written. A failure rolls back its own package only.
 /// 3. Every filesystem that was written to is flushed.
 /// 4. rpm forgets the packages: their headers go, no script runs, and all files stay. rpm's database is
-///    flushed, so that a header that is there says that nothing was cleared.
-/// 5. What rpm has left of the packages is cleared, they are registered, and the journal forgets them.
+///    flushed: so a header that still exists proves that nothing was cleared.
+/// 5. rpm's files are cleared, the packages registered, and the journal forgets them.
 ///
 /// What holds at every moment:
 /// - A published path holds rpm's file or the store's, and opens.
 /// - rpm forgets a package only after it is published as a whole, and on disk.
-/// - A file of rpm's is removed only after its header is gone from the disk.
-/// - A package whose lists stand is whole in the store, and is not taken back any more.
+/// - A file of rpm's is removed only after its header is durably gone.
+/// - A package whose lists stand is whole in the store, and is no longer rolled back.
 class TakeOver {
 public:
-    /// What kept packages from arriving, by id.
+    /// The failures of packages that did not arrive, by id.
     using ArrivalFailures = std::map<std::string, std::exception_ptr>;
     using Arrival = std::function<ArrivalFailures(const std::vector<PackageInformation> &)>;
 
-    /// All arguments must outlive the object. `arrival` is called at the end of each group, for those of it
-    /// that have come to the store, before the journal forgets them; it keeps those for which that failed.
+    /// All arguments must outlive the object. `arrival` is called at the end of each group, with its packages
+    /// that came to the store, before the journal forgets them. The journal keeps those that `arrival` failed
+    /// for.
     TakeOver(Common::Rpm::Transaction &rpm, TakeOverStore &store, const IDatabasePathResolver &pathResolver,
              const IConfiguration &configuration, const StagingArea &area, const Arrival &arrival);
 
-    /// Says that there were records of others that could not be read before rpm forgot anything: the next
-    /// question to rpm looks for each of its own.
+    /// To be called if some records were unreadable before rpm forgot anything. The next look then checks
+    /// each of its own records.
     void expectDamage() { isDamageExpected_ = true; }
 
     /// Goes on with the packages of a journal that an earlier run has left; docs/architecture.md has the
     /// table. Raises ErrorCode::Internal when rpm's database cannot be read as a whole, or when the disks of
-    /// store and temporary directory are not those of the journal: then nothing was done. What fails for one
+    /// store and temporary directory are not those of the journal: then nothing was done. A failure of one
     /// package is logged, and noted in failure().
     void settle(std::vector<JournalEntry> entries);
 
@@ -71,11 +72,11 @@ public:
     /// The packages that the journal still holds.
     const std::vector<JournalEntry> &left() const { return left_; }
 
-    /// The first failure of all calls but conflicts; null when there was none.
+    /// The first failure of all calls, conflicts excepted; null without one.
     std::exception_ptr failure() const { return failure_; }
 
 private:
-    /// What rpm says of the header of the journal.
+    /// The state in rpm of a journalled header.
     enum class Header {
         Gone,
         Same,

@@ -23,7 +23,8 @@ namespace Core::KELP {
 /// The store's file is made beside its target, under a temporary name, and the two are exchanged in one step.
 /// rpm's file then has the temporary name until rpm has forgotten the package, and can be exchanged back. The
 /// name is ".kelp-", the first 12 hexadecimal digits of the id's SHA-256, "-" and the number of the target in
-/// the journal. Killed at any call, the next start finds by the journal which of the two stands where.
+/// the journal. After a kill at any call the next start finds out by the journal which of the two stands
+/// where.
 ///
 /// Directories are reached by Common::Directory::byLinksOfRoot. Operations raise what Common::Directory
 /// raises, and as findMapping() does.
@@ -34,9 +35,9 @@ public:
     TargetExchange(const JournalEntry &entry, std::filesystem::path tree, std::filesystem::path current,
                    Common::IdentityComparison &identities);
 
-    /// What to do about a target that is neither rpm's, free, nor ours.
+    /// What to do about a target that has a foreign or changed file.
     enum class Obstacles {
-        Raise,   ///< ErrorCode::FileConflict for somebody's file, ErrorCode::Internal for a changed one.
+        Raise,   ///< ErrorCode::FileConflict for a foreign file, ErrorCode::Internal for a changed one.
         PassOver ///< It is logged and left.
     };
 
@@ -45,27 +46,27 @@ public:
     /// cut. A target that publish() will object to is passed over.
     bool prepare();
 
-    /// Brings each target to the store's file, in the order of the journal. What was exchanged stays so when
-    /// it raises.
+    /// Brings each target to the store's file, in the order of the journal. Targets exchanged before it
+    /// raises stay so.
     void publish(Obstacles obstacles);
 
     /// The targets that publish() has found or made the store's.
     const std::vector<std::string> &published() const { return published_; }
 
-    /// Gives each target that is the store's back to rpm's file, and takes it away where none stood. What is
-    /// somebody's stays. A failure is raised at the end; the other targets are given back all the same.
+    /// Puts rpm's file back at each target that is the store's, or removes the store's file where none stood.
+    /// Foreign files stay. A failure is raised at the end, after the other targets.
     void takeBack();
 
-    /// The same for a header that somebody has installed since: a target for which `isListed` does not hold
-    /// goes. A file that is not under its temporary name comes out of the tree.
+    /// The same for a package that rpm has installed since. A target that `isListed` denies goes. A file that
+    /// is not under its temporary name comes out of the tree.
     void giveBack(const std::function<bool(const std::string &path)> &isListed);
 
-    /// Puts in order what a killed run has left under the temporary names, before anything else is done.
-    /// `keepsRpms`: rpm's file stays beside a target that is the store's, for publish() or takeBack().
+    /// Puts the temporary names of a killed run in order, before anything else is done. `keepsRpms`: rpm's
+    /// file stays beside a target that is the store's, for publish() or takeBack().
     void settleNames(bool keepsRpms);
 
-    /// Removes rpm's files under the temporary names. To be called only after rpm's database without the
-    /// header is on disk.
+    /// Removes rpm's files under the temporary names. Call it only after rpm's database is on disk without
+    /// the header.
     void clear();
 
 private:
@@ -102,7 +103,8 @@ private:
     std::vector<std::string> published_;
 };
 
-/// Whether a file name is one that TargetExchange may use for any package: who ships it cannot be taken over.
+/// Whether TargetExchange may use this file name for any package. A package that ships such a name cannot be
+/// taken over.
 bool isTemporaryName(const std::string &name);
 
 } // namespace Core::KELP
