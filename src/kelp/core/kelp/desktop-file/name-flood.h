@@ -4,9 +4,9 @@
 
 namespace Core::KELP {
 
-/// Whether a key file holds more names than its readers can bear: more than fifty thousand, as each costs
-/// them hundreds of bytes, or so many of one hash that reading it would take time by the square of its size.
-/// GLib's tables of groups and keys use a hash for which everybody can make such names.
+/// Whether the names of a key file would overload its readers. More than fifty thousand do, at hundreds of
+/// bytes each. So do many names of one hash: reading them takes time by the square of their number. GLib's
+/// tables of groups and keys use a hash for which such names are easy to make.
 bool isNameFlood(std::string_view text);
 
 } // namespace Core::KELP

@@ -10,7 +10,7 @@
 
 namespace Core::KELP {
 
-/// An entry of a package that lies in the staging directory, or does not, and is to be judged.
+/// An entry of a package that is to be judged, in the staging directory or not.
 struct UnpackedEntry {
     Common::Rpm::ExtractFileIterator::Entry entry;
     std::filesystem::path path;    ///< Below the staging directory.
@@ -18,9 +18,8 @@ struct UnpackedEntry {
     std::optional<Validator::ContentRule> refusal = {};
 };
 
-/// How entries come from the unpacking to their verdicts: here each is judged before the next is unpacked.
-/// One that derives from it may have them unpacked ahead, by other threads, as no verdict on an entry looks
-/// at another.
+/// Takes entries from the unpacking to their verdicts: here each is judged before the next is unpacked. A
+/// derived class may unpack ahead in other threads, since no verdict on an entry looks at another.
 class Conveyance {
 public:
     using Judge = std::function<void(UnpackedEntry)>;
@@ -29,8 +28,8 @@ public:
 
     virtual ~Conveyance() = default;
 
-    /// Has all entries unpacked, and has `judge` called for each, in their order and by the calling thread.
-    /// What either of them raises ends both, and is raised when all that was unpacked before has been judged.
+    /// Calls `unpackAll` for all entries, and `judge` for each, in their order and in the calling thread. An
+    /// exception of either ends both; it is raised once all entries unpacked before are judged.
     virtual void run(const UnpackAll &unpackAll, const Judge &judge) { unpackAll(judge); }
 
     /// Writes a piece of a file that is being unpacked: before that is judged, and after the pieces that

@@ -8,14 +8,14 @@
 
 namespace Core::KELP {
 
-/// By what a package is judged, and who is told of the findings of each stage; an empty sink prints them.
-/// Several may judge one package while it is unpacked once. None of them sees what another has found.
+/// The rules by which a package is judged, and a sink for the findings of each stage; an empty sink prints
+/// them. Several judges may share one unpacking. None sees another's findings.
 struct PackageJudge {
     std::shared_ptr<Validator::Config> config;
     Validator::FindingSink header = {};
     Validator::FindingSink content = {};
     std::size_t mostOfId = Validator::allOfId; ///< As Validator::Logger takes it.
-    /// Called before this one looks at anything: what is printed from then on is about its verdict.
+    /// Called before this judge looks at anything: later prints belong to its verdict.
     std::function<void()> begins = {};
 };
 

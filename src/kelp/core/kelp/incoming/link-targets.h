@@ -7,7 +7,7 @@
 
 namespace Core::KELP {
 
-/// What lies at one place of a package's tree.
+/// The entry at one place of a package's tree.
 struct TreeNode {
     enum class Kind { File, Directory, Link };
 
@@ -19,23 +19,23 @@ struct TreeNode {
 /// nothing is there.
 using TreeLookup = std::function<std::optional<TreeNode>(const std::filesystem::path &)>;
 
-/// A place of a package's tree that is no link. The tree itself has an empty path.
+/// A place of a package's tree, other than a link. The tree itself has an empty path.
 struct TreePlace {
     std::filesystem::path path;
     bool isDirectory = false;
 };
 
-/// Where a path of a package's tree leads when all links are followed. What a link names below
-/// `versionDirectory` is meant in the tree; every other absolute path, and one that climbs above the tree, is
-/// outside. Empty for what lies outside or nowhere, and for more links, or more steps, than anybody means.
+/// Where a path of a package's tree leads when all links are followed. A link's target below
+/// `versionDirectory` counts as in the tree. Every other absolute path, and one that climbs above the tree,
+/// is outside. Empty for a path that leads outside or nowhere, or takes absurdly many links or steps.
 std::optional<TreePlace> followLinks(const std::filesystem::path &path,
                                      const std::filesystem::path &versionDirectory, const TreeLookup &lookUp);
 
 /// Translates a system path to a path in the package's tree.
 using PathTranslation = std::function<std::filesystem::path(const std::filesystem::path &)>;
 
-/// Where a link of a package goes and where it shall lead, so that a link within the package stays one within
-/// the version: the place below `destination`, the staging directory, and the target.
+/// The place of a package's link below `destination`, the staging directory, and its new target. So a link
+/// within the package stays a link within the version.
 ///
 /// `path` is the system path of the link and `target` its text. A plain relative name stays as it is. An
 /// absolute target, and a relative one that begins with "." or is empty, become absolute paths below

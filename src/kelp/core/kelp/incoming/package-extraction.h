@@ -19,20 +19,19 @@ namespace Core::KELP {
 /// The header is judged before anything is unpacked; then each file as soon as it lies in the staging
 /// directory, under each of its names; then the symbolic links, as SymbolicLinks does it; then the whole.
 ///
-/// Files have their permissions when they are judged, and can be read and written by their owner beside, so
-/// that nothing is hidden from the checkers where they do not run as root. When the run ends, by whatever,
-/// all those that were judged have no more than their permissions.
+/// While files are judged their owner can also read and write them: so checkers that do not run as root see
+/// everything. When the run ends, in whatever way, each judged file has just its own permissions.
 class PackageExtraction {
 public:
     using Entry = Common::Rpm::ExtractFileIterator::Entry;
 
-    /// What a verdict of failure does.
+    /// The effect of a verdict of failure.
     enum class Failure {
         Ends,      ///< The run ends at once.
         IsReported ///< The run goes on for all findings.
     };
 
-    /// What is done beside the unpacking; empty functions do nothing. What they raise ends the run.
+    /// Steps beside the unpacking; empty functions do nothing. An exception of theirs ends the run.
     struct Steps {
         /// Ahead of the unpacking of a regular file.
         std::function<void()> beforeFile = {};
@@ -51,13 +50,13 @@ public:
                       std::optional<std::uint64_t> mostUnpacked = {});
 
     /// A verdict of failure is ErrorCode::BadPackageContent, with "package meta validation failed" for the
-    /// header and "package content validation failed" for the files, also for those that cannot be where the
-    /// package wants them. When it ends the run, it is raised; when it is reported, its text is returned for
-    /// each of the judges, and an empty one for a package that passed. Raises what StagingDirectory,
-    /// ExtractFileIterator and the checkers raise too; and ErrorCode::Filesystem "Couldn't unpack package:
-    /// REASON", which is no verdict, when the files take more than `mostUnpacked` or than is free where they
-    /// go. What was unpacked by then stays. Without any judge the package is unpacked and not judged: what
-    /// cannot be where it wants it raises then.
+    /// header and "package content validation failed" for the files, also for files that cannot be where the
+    /// package wants them. With Failure::Ends it is raised. Otherwise the call returns for each judge its
+    /// text, or an empty one for a package that passed. Also raises what StagingDirectory,
+    /// ExtractFileIterator and the checkers raise, and ErrorCode::Filesystem "Couldn't unpack package:
+    /// REASON", which is no verdict, when the files take more than `mostUnpacked` or than the free space.
+    /// Files unpacked by then stay. Without any judge the package is only unpacked; a file that cannot be
+    /// where the package wants it then raises.
     std::vector<std::string> run(const Common::Rpm::ExtractFileIterator &package,
                                  const std::vector<PackageJudge> &judges, const Steps &steps,
                                  Conveyance &conveyance);

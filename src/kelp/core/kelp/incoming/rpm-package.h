@@ -39,15 +39,15 @@ public:
     /// A package file with its signatures. The names of organisation and application are those of the
     /// package's desktop file; one that could not name a directory counts as absent.
     ///
-    /// Raises as Common::Rpm::ExtractFileIterator and Reader::tag() do; and, as the store makes directories
-    /// of them, ErrorCode::BadPackageContent "package content validation failed" for an id or a version that
-    /// cannot be a file name.
+    /// Raises as Common::Rpm::ExtractFileIterator and Reader::tag() do. Also ErrorCode::BadPackageContent
+    /// "package content validation failed" for an id or a version that cannot be a file name, since the store
+    /// makes directories of them.
     static RpmPackage fromFile(const std::filesystem::path &path,
                                std::vector<PackageSignatures::Cms> cmsSignatures,
                                Common::Rpm::Signatures signatures = Common::Rpm::Signatures::OfMachine);
 
-    /// Unpacks the package under the validator's verdict, as PackageExtraction does it, and gives the files
-    /// that take them their signatures and the package id as extended attributes. A package without a
+    /// Unpacks the package under the validator's verdict (PackageExtraction). Regular files get their
+    /// signatures and the package id as extended attributes, where they take them. A package without a
     /// signature of its developer raises ErrorCode::MissingDeveloperSignature "Package doesn't have developer
     /// signature" at its first regular file. Needs a package file: raises ErrorCode::FileNotFound, "Couldn't
     /// open rpm package", for an installed package; and ErrorCode::BadPackageFileFormat "The package file has
@@ -55,23 +55,23 @@ public:
     PackageStaging extract(const std::filesystem::path &destination,
                            const std::filesystem::path &versionDirectory) const override;
 
-    /// Unpacks as extract() does, without asking the validator, and lists no contents: for a package of which
-    /// the store knows that it was let in. What cannot be unpacked raises ErrorCode::BadPackageContent.
+    /// Unpacks as extract() does, but without the validator and without a list of contents: for a package
+    /// that was let in already. Raises ErrorCode::BadPackageContent for a file that cannot be unpacked.
     void restage(const std::filesystem::path &destination,
                  const std::filesystem::path &versionDirectory) const;
 
-    /// How a package file is judged that is not to be installed.
+    /// How to judge a package file that is not to be installed.
     struct Trial {
         std::function<void()> beforeVerdict =
             {}; ///< Called for each entry of the package; what it raises passes.
         std::shared_ptr<Conveyance> conveyance = {};    ///< Null: entry by entry.
         std::optional<std::uint64_t> mostUnpacked = {}; ///< As PackageExtraction takes it.
-        std::function<void()> duringWork = {};          ///< As PackageExtraction::Steps has it.
+        std::function<void()> duringWork = {};          ///< As in PackageExtraction::Steps.
     };
 
-    /// Unpacks the package once and reports all that the validator finds by the rules of each judge, without
-    /// looking at signatures. Returns for each with which words extract() would refuse the package, or an
-    /// empty text. Raises what prevents a verdict.
+    /// Unpacks the package once and reports all findings by the rules of each judge. Ignores signatures.
+    /// Returns for each judge the text with which extract() would refuse the package, or an empty one. Raises
+    /// what prevents a verdict.
     std::vector<std::string> validate(const std::filesystem::path &destination,
                                       const std::vector<PackageJudge> &judges, const Trial &trial) const;
 

@@ -13,14 +13,14 @@ namespace Core::KELP {
 
 using Common::FileDescriptor;
 
-/// The directory into which a foreign package is unpacked. Whatever paths the package names, nothing outside
-/// the directory is made, changed or linked to: paths go down only, through directories and never through
-/// links, and nothing that exists is replaced.
+/// The directory into which a foreign package is unpacked. No path of the package can make, change or link to
+/// anything outside the directory. Paths go down only, through directories and never through links, and
+/// replace nothing.
 ///
-/// Paths are relative to the directory. One that isPossible() denies, and one whose place is taken or lies
-/// below something that is no directory, raises ErrorCode::BadPackageContent "package content validation
-/// failed". What the system cannot do raises ErrorCode::Filesystem "Couldn't write to staging directory:
-/// PATH", or "Couldn't look into staging directory: PATH".
+/// Paths are relative to the directory. A path that isPossible() denies, whose place is taken, or that lies
+/// below a file or link raises ErrorCode::BadPackageContent "package content validation failed". A failure of
+/// the system raises ErrorCode::Filesystem "Couldn't write to staging directory: PATH", or "Couldn't look
+/// into staging directory: PATH".
 class StagingDirectory {
 public:
     /// Makes the directory, with its parents, unless it exists.
@@ -29,13 +29,13 @@ public:
     /// Without links, whatever the constructor was given, as the checkers compare what they resolve with it.
     const std::filesystem::path &path() const { return path_; }
 
-    /// Whether a package may have the path at all: not one that is empty, has an empty, "." or ".."
-    /// component, or is longer or deeper than any program makes its files. The last two bound what an entry
-    /// can cost, and do not depend on where the directory lies.
+    /// Whether a package may have the path at all. It must not be empty, have an empty, "." or ".."
+    /// component, or be absurdly long or deep. The last two bound the cost of an entry, wherever the
+    /// directory lies.
     static bool isPossible(const std::filesystem::path &path);
 
-    /// Whether a link of the package may have the text: not an empty one, or one so long that where the
-    /// directory lies would decide.
+    /// Whether a link of the package may have the text: neither empty nor so long that it would depend on
+    /// where the directory lies.
     static bool isPossibleTarget(const std::string &text);
 
     /// Where a path of the package lies.
@@ -56,10 +56,10 @@ public:
 
     /// Remembers the permissions of a file that its owner may not read, for applyFilePermissions().
     void hideLater(const std::filesystem::path &path, std::filesystem::perms permissions);
-    /// Gives those files their permissions, when nobody has to read them any more.
+    /// Gives those files their permissions. Call it when all reading is done.
     void applyFilePermissions() const;
 
-    /// What lies at a path, of which no directory is a link. Empty when nothing does.
+    /// The entry at a path, none of whose directories is a link. Empty when there is none.
     std::optional<TreeNode> find(const std::filesystem::path &path) const;
     /// The names in a directory, none of whose parents is a link, in byte order.
     std::vector<std::string> namesIn(const std::filesystem::path &path) const;

@@ -12,8 +12,8 @@ namespace Core::KELP {
 
 class StagingDirectory;
 
-/// The symbolic links of a package that is unpacked, which are judged when all of it is there: each as if
-/// what it leads to were itself in the link's place, so that a link brings in nothing that a copy could not.
+/// The symbolic links of a package, judged when all of it is unpacked. Each is judged as if its target lay in
+/// the link's place, so a link brings in nothing that a copy could not.
 class SymbolicLinks {
 public:
     /// Judges what lies at `real`, a path of the tree, as the file `name` of the system.
@@ -27,9 +27,9 @@ public:
     /// Remembers a link that lies at `path` of the tree, the system's `name`.
     void add(std::string name, std::filesystem::path path);
 
-    /// Judges all of them, and everything below the directories to which they lead under the name that it
-    /// has by the link. Links that lead to nothing in the package are refused, and so is what leads to more
-    /// names, or deeper, than could be looked at in a bearable time.
+    /// Judges all links, and the files below the directories that they lead to, under their names by the
+    /// link. Refuses links that lead to nothing in the package, and links that lead to too many names or too
+    /// deep.
     void judge(const Judge &judge, const Refuse &refuse) const;
 
 private:

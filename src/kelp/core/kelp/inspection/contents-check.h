@@ -13,14 +13,14 @@
 
 namespace Core::KELP {
 
-/// One way in which a version's tree is not what its list says.
+/// One difference between a version's tree and its list.
 struct Difference {
     enum class Kind { Altered, Mode, Owner, Type, Gone, Extra, Attribute };
 
     Kind kind;
     std::string path; ///< In the version's directory.
     std::string text; ///< "has mode 600, and not 644".
-    /// Of a configuration file, whose content people may change: to be told, and no fault.
+    /// In a configuration file, whose content people may change: reported, but no fault.
     bool isExpected = false;
     ContentsEntry listed = {}; ///< Nothing of Extra.
 };
@@ -38,12 +38,12 @@ public:
     ContentsCheck(std::string id, std::filesystem::path version, const ContentsList &list) :
         id_(std::move(id)), version_(std::move(version)), list_(&list) {}
 
-    /// What can be told without reading a file: all but content of the same length. What could not be looked
-    /// at goes to `unread`, and nothing below it differs.
+    /// The differences that show without reading a file: all but content of the same length. An entry that
+    /// could not be looked at goes to `unread`; no difference below it is reported.
     std::vector<Difference> look(Unread &unread);
 
-    /// The same, and the content of each file is read that may have the listed one, by two threads; `step` is
-    /// called for each file, by one of them at a time.
+    /// The same, and reads the content of each file whose size fits, by two threads. Calls `step` for each
+    /// file, from one thread at a time.
     std::vector<Difference> verify(Unread &unread, const std::function<void()> &step);
 
 private:

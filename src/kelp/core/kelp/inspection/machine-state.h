@@ -17,32 +17,32 @@ namespace Core::KELP {
 
 struct MigrationStamp;
 
-/// Where an application stands. Of several that hold, the first counts.
+/// Where an application stands. If several hold, the first counts.
 enum class ApplicationState {
     Unfinished, ///< A take-over, an update or a publication was begun and not completed.
     Rescued,    ///< Its files are kept aside, as they could not be published.
-    Damaged,    ///< It is in the store, and its descriptor, its current version or a published file is not.
+    Damaged,    ///< It is in the store without its descriptor, its current version or a published file.
     Store,      ///< It is whole in the store.
     Rpm,        ///< It is in rpm.
-    Unknown,    ///< It, or what may have it, cannot be looked at.
+    Unknown,    ///< It, or a place that may hold it, cannot be looked at.
     Lost,       ///< It was installed, by the registry or a binding to a source, and is nowhere.
 };
 
 const char *nameOf(ApplicationState state);
 
-/// Whether the state is one that somebody has to see to.
+/// Whether the state needs a person.
 bool needsSomebody(ApplicationState state);
 
 struct ApplicationStanding {
     std::string id;
-    std::string version; ///< Empty where nobody knows.
+    std::string version; ///< Empty if unknown.
     ApplicationState state;
     std::string reason; ///< Empty where there is nothing to say.
 };
 
-/// What there is to know of a machine at one look.
+/// The state of a machine at one look.
 struct MachineState {
-    /// By name, whether they are done; nothing where nobody knows.
+    /// By name, whether they are done; nothing if unknown.
     std::vector<std::pair<std::string, std::optional<bool>>> migrations;
     std::vector<ApplicationStanding> applications; ///< By id.
     std::size_t takeOvers = 0;                     ///< Packages on their way from rpm into the store.
@@ -51,12 +51,12 @@ struct MachineState {
     Unread unread;
 };
 
-/// Whether the migration has left its stamp, and nothing to go on with. Raises ErrorCode::UnauthorizedAccess,
-/// and ErrorCode::Filesystem where the system does not say.
+/// Whether the migration has left its stamp, and no work. Raises ErrorCode::UnauthorizedAccess, and
+/// ErrorCode::Filesystem when the look fails.
 bool isDone(const MigrationStamp &stamp);
 
-/// Looks at stamps, journal, store, rpm, registry and sources, and changes nothing. What cannot be read is
-/// left out, and nothing is concluded from that.
+/// Looks at stamps, journal, store, rpm, registry and sources, and changes nothing. Leaves out what cannot be
+/// read, and draws no conclusion from that.
 MachineState inspectMachine(const IConfiguration &configuration);
 
 } // namespace Core::KELP

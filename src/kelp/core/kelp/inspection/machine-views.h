@@ -12,8 +12,8 @@
 
 namespace Core::KELP {
 
-/// All that a machine knows of its applications, read in one look: rpm's database is copied for each. Of each
-/// view there is nothing when it could not be read, which says nothing about the applications.
+/// All that a machine knows of its applications, read in one look: rpm's database is copied for each. A view
+/// that could not be read is empty, which says nothing about the applications.
 struct MachineViews {
     std::optional<std::vector<StoredPackage>> packages;
     std::optional<std::vector<RescuedTree>> rescued;
@@ -21,14 +21,15 @@ struct MachineViews {
     std::optional<std::vector<RpmRecord>> rpm;
     std::optional<RegistryView> registry;
     std::optional<SourcesView> sources;
-    std::vector<std::string> leftBehind; ///< Packages of which published files could not be taken back.
+    std::vector<std::string> leftBehind; ///< Packages with published files that could not be removed.
     std::optional<std::string> removal;  ///< The package whose removal was begun.
     std::optional<UnfinishedInstallation> installation; ///< The one that was begun.
     Unread unread;
 
     static MachineViews read(const IConfiguration &configuration);
 
-    /// Whether all was read that could hold an application: what is nowhere is lost then.
+    /// Whether every place that could hold an application was read. Then an application that is nowhere is
+    /// lost.
     bool isAllThere() const { return packages && rescued && takeOvers && rpm; }
 };
 

@@ -11,9 +11,9 @@ class IConfiguration;
 
 namespace Core::KELP {
 
-/// What the records know of packages, whatever the store holds of them: the registry, the bindings to
-/// sources, the journal of the take-over, and the note of an installation under way. Read once, at the first
-/// question, which raises as the views of these do; bindings in a database that is damaged count as none.
+/// The packages in the records, in the store or not: the registry, the bindings to sources, the journal of
+/// the take-over, and the note of an installation under way. Read once, at the first question, which raises
+/// as their views do. A damaged database counts as one without bindings.
 class RecordedPackages {
 public:
     explicit RecordedPackages(const IConfiguration &configuration) : configuration_(&configuration) {}
@@ -21,10 +21,10 @@ public:
     /// Whether any of them names the package, its removal included.
     bool knows(const std::string &id) const;
 
-    /// Whether one says that it is, or is about to be, installed.
+    /// Whether a record says that it is installed, or about to be.
     bool isInstalled(const std::string &id) const;
 
-    /// The versions that journal or note name: whatever is in their directories is the package's own.
+    /// The versions that the journal or the note names: all in their directories is the package's own.
     std::set<std::string> underWay(const std::string &id) const;
 
     /// The keys that the registry has ever had for the package.

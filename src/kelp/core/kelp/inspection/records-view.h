@@ -16,9 +16,9 @@ struct RegistryView {
 
 std::filesystem::path registryFile();
 
-/// The registry for somebody who only wants to look: without the lock, which is a file that would be made.
-/// The registry is replaced in one step, so that what is read is one state of it. An absent one is empty.
-/// Raises ErrorCode::UnauthorizedAccess and ErrorCode::Filesystem.
+/// Reads the registry without its lock, since the lock is a file that a look must not make. The registry is
+/// replaced in one step, so a reader sees one state of it. An absent one is empty. Raises
+/// ErrorCode::UnauthorizedAccess and ErrorCode::Filesystem.
 RegistryView readRegistry();
 
 /// Its good records. Raises as readRegistry() does.
@@ -27,10 +27,10 @@ std::vector<RegistryRecord> registryRecords();
 /// The file that names a package from before the first step of its removal until after the last.
 std::filesystem::path removalFile();
 
-/// The package of which the removal was begun and not completed.
+/// The package whose removal was begun and not completed.
 std::optional<std::string> unfinishedRemoval();
 
-/// An installation of which something is left to do: the version may not be current yet, or not on record.
+/// An installation that is not complete: the version may not be current yet, or not on record.
 struct UnfinishedInstallation {
     std::string id;
     std::string version;
@@ -41,7 +41,7 @@ struct UnfinishedInstallation {
 /// "ID", "VERSION" and "I" or "U", a line each.
 std::filesystem::path installationFile();
 
-/// What that file names; nothing when there is none, or none that was written to the end.
+/// The installation that the file names; nothing when the file is missing or torn.
 std::optional<UnfinishedInstallation> unfinishedInstallation();
 
 } // namespace Core::KELP

@@ -30,12 +30,12 @@ struct RpmRecord {
     bool isApplication = false;     ///< It has a certificate, or a desktop file among the applications.
 };
 
-/// The file in which rpm's database has the packages; its directory when none of those that rpm uses is
-/// there.
+/// The file of packages of rpm's database; the database's directory when that has none of the files that rpm
+/// uses.
 std::filesystem::path rpmDatabaseFile();
 
-/// Calls `act`, which opens a copy of that database: what it raises of Common::Error is raised with the path
-/// of the machine's own before its text. Of the copy nobody has heard.
+/// Calls `act`, which opens a copy of that database. Puts the path of the machine's own database before the
+/// text of a Common::Error: nobody knows the copy's.
 template<class Act>
 auto behindRpmPath(const Act &act) {
     const std::filesystem::path file = rpmDatabaseFile();
@@ -49,16 +49,15 @@ auto behindRpmPath(const Act &act) {
 /// Why the first migration never moves a package, whatever its files: nothing for one that it may move.
 std::optional<std::string> whyNotMigrated(const RpmRecord &record);
 
-/// The packages of the rpm database that concern the store, for somebody who only wants to look: those with a
-/// certificate and those with a desktop file among the applications. By id. Nothing when the database cannot
-/// be read or is not there, and when one without records cannot be this machine's (requireEmptyDatabaseOf()):
-/// nobody knows what is installed then. While certificates cannot be read, all packages count, as each may be
-/// an application.
+/// The packages of the rpm database that concern the store, by id: those with a certificate and those with a
+/// desktop file among the applications. Changes nothing. Nothing when the database is missing or cannot be
+/// read, or has no record and cannot be this machine's (requireEmptyDatabaseOf()). If certificates cannot be
+/// read, all packages count: each may be an application.
 std::optional<std::vector<RpmRecord>> rpmRecords(const IConfiguration &configuration, Unread &unread);
 
-/// The same for whoever acts on it; `newId` is a package that is only about to come, and has its certificate
-/// already. Raises as Common::Rpm::DatabaseCopy and Transaction do, the text being after the path of
-/// the database, and as Certificates::of() and requireEmptyDatabaseOf().
+/// The same for callers that act on it. `newId` is a package that is about to be installed, and has its
+/// certificate already. Raises as Common::Rpm::DatabaseCopy and Transaction do, with the database's path
+/// before the text, and as Certificates::of() and requireEmptyDatabaseOf().
 std::vector<RpmRecord> rpmRecords(const IConfiguration &configuration, const std::string &newId = {});
 
 /// The same of a database copy that is open already. Raises as Transaction and Certificates::of().

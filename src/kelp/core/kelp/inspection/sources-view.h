@@ -12,8 +12,8 @@ class IConfiguration;
 
 namespace Core::KELP {
 
-/// What the trusted-sources database holds, for somebody who only wants to look: the file is neither made nor
-/// brought to another version.
+/// The content of the trusted-sources database, read only: the file is neither made nor brought to another
+/// version.
 struct SourcesView {
     std::vector<TrustedSources::Source> sources; ///< By descending subject.
     std::map<std::string, std::string> sourceOf; ///< The key id of a package's source by the package's id.
@@ -22,8 +22,8 @@ struct SourcesView {
 
     /// Reads the database; an absent file has no rows and allows nothing. Raises
     /// ErrorCode::UnauthorizedAccess, and ErrorCode::Internal "Couldn't read the trusted sources database
-    /// PATH: REASON" for a file that is none, or is of another version; ErrorCode::Filesystem with the same
-    /// text when the system does not give it.
+    /// PATH: REASON" for a file that is no such database, or of another version; ErrorCode::Filesystem with
+    /// the same text when the system cannot read it.
     static SourcesView read(const IConfiguration &configuration);
 };
 

@@ -16,17 +16,16 @@ class IConfiguration;
 
 namespace Core::KELP {
 
-/// What lies in the store for one package.
+/// One package in the store.
 struct StoredPackage {
     std::string id;
-    /// That the link `current` names, though it may be gone; empty without such a link, and for one that
-    /// leads to anything but a version of this package.
+    /// The version that the link `current` names, which may be gone. Empty without the link, or if it leads
+    /// to anything but a version of this package.
     std::string version;
     /// Of the current version; nothing when it is unreadable, or that of another package or version.
     std::optional<PackageInformation> information;
-    bool isLink = false; ///< The machine's owner has moved it: it works, and is not to be changed.
-    /// One of its links is somebody's and leads anywhere: the list of what it has published may be where
-    /// nobody can look.
+    bool isLink = false; ///< The machine's owner has moved it: it works, and must not be changed.
+    /// One of its links is foreign and may lead anywhere, so the list of published files may be out of reach.
     bool isObstructed = false;
     std::string failure;  ///< Why it could not be looked at; then little else is known of it.
     bool hasNext = false; ///< An update was prepared and not completed.
@@ -36,7 +35,7 @@ struct StoredPackage {
     std::string value(const char *key) const;
 };
 
-/// What a look at all files of a package tells.
+/// The result of a look at all files of a package.
 struct PackageFiles {
     std::uintmax_t bytes = 0;                   ///< Of the package's directory.
     std::vector<std::filesystem::path> missing; ///< Published files that are not there, or lead to nothing.
@@ -45,17 +44,16 @@ struct PackageFiles {
 /// The files of a package that were kept because they could not be published: its id, and where they are.
 using RescuedTree = std::pair<std::string, std::filesystem::path>;
 
-/// The package store for somebody who only wants to look: nothing is recovered, removed or made, and nothing
-/// is logged.
+/// The package store, read only: recovers, removes, makes and logs nothing.
 class StoreView {
 public:
     explicit StoreView(const IConfiguration &configuration) :
         configuration_(&configuration), records_(configuration) {}
 
-    /// All packages by id, those whose current version is gone included: the real directories that the
-    /// records know or that a descriptor of their own names, and links in place of what the records know.
-    /// Raises ErrorCode::UnauthorizedAccess and ErrorCode::Filesystem when the store's directory cannot be
-    /// read; one that does not exist is empty. Also raises as RecordedPackages does where these are asked.
+    /// All packages by id, also those whose current version is gone. These are the real directories that the
+    /// records or a descriptor in them name, and links with a name in the records. Raises
+    /// ErrorCode::UnauthorizedAccess and ErrorCode::Filesystem when the store's directory cannot be read; one
+    /// that does not exist is empty. Also raises as RecordedPackages does.
     std::vector<StoredPackage> packages() const;
 
     /// The entries of the store's directory that are no packages, without those that tools and filesystems
@@ -65,28 +63,28 @@ public:
     /// One package, or nothing when the store has none of the name.
     std::optional<StoredPackage> package(const std::string &id) const;
 
-    /// The version that IDatabase::packageInfo() would tell, without the removal of what it cannot read: that
-    /// raises ErrorCode::CorruptedInstalledPackage. Nothing for a package that is not installed.
+    /// The version that IDatabase::packageInfo() would tell. For a descriptor that this would remove, raises
+    /// ErrorCode::CorruptedInstalledPackage instead. Nothing for a package that is not installed.
     std::optional<std::string> versionOfRecord(const std::string &id) const;
 
-    /// What the records know, read once for this view.
+    /// The records, read once for this view.
     const RecordedPackages &records() const { return records_; }
 
-    /// The files that the list of the current version says are published; nothing when there is no list.
-    /// Raises ErrorCode::Filesystem when it cannot be read.
+    /// The published files by the list of the current version; nothing when there is no list. Raises
+    /// ErrorCode::Filesystem when it cannot be read.
     std::optional<std::vector<std::string>> publishedFiles(const std::string &id) const;
 
     /// The same of the directories that were made for them.
     std::optional<std::vector<std::string>> madeDirectories(const std::string &id) const;
 
-    /// Looks at the files of a package, in the store and in the system. Nothing is missing of a package
-    /// without a list. Raises ErrorCode::Filesystem when one look fails: then nobody knows.
+    /// Looks at the files of a package, in the store and in the system. A package without a list has no
+    /// missing files. Raises ErrorCode::Filesystem when one look fails.
     PackageFiles files(const std::string &id) const;
 
-    /// What the files of the package's directory hold, in bytes. Raises as files() does.
+    /// The bytes in the files of the package's directory. Raises as files() does.
     std::uintmax_t bytes(const std::string &id) const;
 
-    /// Raises ErrorCode::Filesystem when one of them cannot be looked at.
+    /// Raises ErrorCode::Filesystem when a look at one fails.
     std::vector<RescuedTree> rescued() const;
 
 private:

@@ -12,11 +12,11 @@ class IConfiguration;
 
 namespace Core::KELP {
 
-/// The packages on their way from rpm into the store, for somebody who only wants to look. Raises
-/// ErrorCode::UnauthorizedAccess, and as TakeOverJournal::read() does.
+/// The packages on their way from rpm into the store. Changes nothing. Raises ErrorCode::UnauthorizedAccess,
+/// and as TakeOverJournal::read() does.
 std::vector<JournalEntry> pendingTakeOvers(const IConfiguration &configuration);
 
-/// Their ids. What the store has of them may be the only copy, and is the launcher's alone to touch.
+/// Their ids. Their files in the store may be the only copy: only the launcher may touch them.
 std::set<std::string> idsOnTheirWay(const IConfiguration &configuration);
 
 } // namespace Core::KELP

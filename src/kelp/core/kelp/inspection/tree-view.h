@@ -10,18 +10,18 @@ struct dirent;
 
 namespace Core::KELP {
 
-/// What lay below a directory at one look, which asks once for each file: a store has ten thousands of them.
+/// The entries below a directory at one look. Each file is looked at once: a store has tens of thousands.
 class TreeView {
 public:
-    /// Links are not followed, but those on the way to the directory. One that is not there holds nothing.
+    /// Follows no links but those on the way to the directory. A directory that does not exist holds nothing.
     /// Raises ErrorCode::Filesystem "Couldn't read directory: PATH" or "Couldn't look at PATH".
     explicit TreeView(const std::filesystem::path &directory);
 
-    /// What the regular files hold, in bytes.
+    /// The bytes in the regular files.
     std::uintmax_t bytes() const { return bytes_; }
 
-    /// Whether anything but a directory lies at a path, by its text: it begins with that of the directory,
-    /// and no link is on its way below that.
+    /// Whether anything but a directory lies at a path, by its text. The path begins with the directory's,
+    /// and no link is on the way below that.
     bool holds(std::string_view path) const { return paths_.contains(std::string(path)); }
 
 private:

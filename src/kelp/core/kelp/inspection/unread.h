@@ -8,12 +8,12 @@
 
 namespace Core::KELP {
 
-/// What could not be read in one look at a machine. One damaged file must not keep people from all others:
-/// who looks goes on with what can be known, and tells these lines as well.
+/// The failed reads of one look at a machine. One damaged file must not hide all others: the look goes on,
+/// and shows these lines as well.
 class Unread {
 public:
-    /// Returns what `read` returns. When that raises, its text is kept, and nothing is returned: what is
-    /// there is unknown then, and must not be taken for absent.
+    /// Returns what `read` returns. If that raises, keeps its text and returns nothing. The caller must take
+    /// that for unknown, not for absent.
     template<class Read>
     auto attempt(const Read &read) -> std::optional<decltype(read())> {
         try {
@@ -24,10 +24,10 @@ public:
         }
     }
 
-    /// Keeps a text, once however often it is added.
+    /// Keeps a text, but only once.
     void add(const std::string &text);
 
-    /// In the order in which they were added; none when all could be read.
+    /// In the order in which they were added; empty when all could be read.
     const std::vector<std::string> &texts() const { return texts_; }
 
 private:

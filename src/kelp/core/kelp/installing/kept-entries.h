@@ -10,7 +10,7 @@
 
 namespace Core::KELP {
 
-/// Entries of an installed version that are to stand in the version that repairs it.
+/// Entries of an installed version that its repaired version keeps.
 class KeptEntries {
 public:
     KeptEntries(std::filesystem::path installed, std::filesystem::path repaired) :
@@ -21,10 +21,10 @@ public:
 
     bool contains(const std::string &path) const { return paths_.contains(path); }
 
-    /// Brings them over, with modes, owners and attributes, in place of what stands there. A file that has
-    /// several names in the repaired version comes under all of them that are installed, and names of one
-    /// installed file are names of one file again. Pipes and the like, which hold nothing, stay behind.
-    /// Raises ErrorCode::Filesystem, with a part of them brought over.
+    /// Copies them over, with modes, owners and attributes, in place of the entries there. A file with
+    /// several names in the repaired version comes under all of them that are installed. Hard links of the
+    /// installed version stay hard links. Pipes and the like, which hold nothing, are left out. Raises
+    /// ErrorCode::Filesystem, with some copied over.
     void carryOver();
 
 private:

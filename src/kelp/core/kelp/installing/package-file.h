@@ -9,21 +9,21 @@
 
 namespace Core::KELP {
 
-// What an installation and a repair ask of a package file, and of where they unpack it.
+// Checks of a package file, and the place to unpack it, for installation and repair.
 
 /// Raises the code with the id and the code's own message.
 [[noreturn]] void refusePackage(const std::string &id, Common::ErrorCode code);
 
-/// The certificate by which a package is judged. Raises the code of the refusal for a package without one, or
-/// with one under which nothing is installed.
+/// The certificate by which a package is judged. Raises the code of the refusal for a package without a
+/// certificate, or with one that may not install.
 PackageSignatures::Certificate requiredDeveloper(const std::string &id);
 
 /// librpm looks at the header's digests alone. Raises ErrorCode::BadPackageContent "The payload does not
 /// match its digest", and as Reader does.
 void requireWholePayload(const std::filesystem::path &file);
 
-/// A tree that is gone at the end, wherever that is. What a killed run has left at its place goes at the
-/// beginning: it came out of a package file, and can again.
+/// A tree that is removed by the destructor. Its constructor removes what a killed run left at its place: a
+/// package file can bring that again.
 class ScratchTree {
 public:
     explicit ScratchTree(std::filesystem::path path);

@@ -19,8 +19,8 @@ enum class MappingMode {
 /// ErrorCode::Internal when `path` is neither.
 std::filesystem::path mappingTarget(const std::filesystem::path &path);
 
-/// The same, but nothing for what is neither, or is not there. A look that fails raises
-/// ErrorCode::Filesystem: for whoever must not take it for absence.
+/// The same, but nothing for any other file, or none. A failed look raises ErrorCode::Filesystem, for callers
+/// that must not take it for absence.
 std::optional<std::filesystem::path> findMapping(const std::filesystem::path &path);
 
 /// The same of an entry of an open directory.
@@ -33,7 +33,7 @@ bool isMapping(const std::filesystem::path &path);
 bool isMappingOf(const std::filesystem::path &path, const std::filesystem::path &source);
 
 /// Whether `path` may be the copy of `source` that createMapping() makes of a link which points beside
-/// itself. Nothing tells it from a link of the same text that is somebody else's.
+/// itself. It cannot be told from a foreign link of the same text.
 bool isCopiedLinkOf(const std::filesystem::path &path, const std::filesystem::path &source);
 
 /// Raises the ErrorCode::FileConflict that createMapping() would raise.
@@ -52,8 +52,8 @@ bool removeIfBroken(const std::filesystem::path &mapping, const Common::Director
 void createMapping(const std::filesystem::path &source, const std::filesystem::path &target,
                    MappingMode mode);
 
-/// Publishes file after file as createMapping() does, and keeps the directory of the last one open for the
-/// next: thousands that lie side by side need one way to them.
+/// Publishes file after file as createMapping() does, and keeps the last directory open for the next file:
+/// thousands of neighbours are reached by one walk.
 class MappingMaker {
 public:
     explicit MappingMaker(MappingMode mode) : mode_(mode) {}

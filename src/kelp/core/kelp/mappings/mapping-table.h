@@ -17,14 +17,14 @@ enum class Rooted : std::uint32_t {
 };
 
 /// The mapping rules of one package. The order of the rows decides when a path is looked up. `keyId` is the
-/// developer's key id; the rows of shared organisation data exist only when the names are known.
+/// developer's key id; rows for shared organisation data need the names.
 std::vector<Mapping> buildMappings(const std::string &id, const std::string &keyId,
                                    const std::optional<std::string> &orgName,
                                    const std::optional<std::string> &appName, Rooted rooted);
 
 /// The path in the package's tree of what the system knows as `systemPath`, by the first row that matches. A
-/// path that no row matches is kept under its own name. The result is relative; whatever ".." components
-/// `systemPath` holds are still in it.
+/// path that no row matches is kept under its own name. The result is relative; it keeps the ".." components
+/// of `systemPath`.
 std::filesystem::path packagePathOf(const std::string &systemPath, const std::vector<Mapping> &mappings);
 
 } // namespace Core::KELP

@@ -6,8 +6,8 @@
 
 namespace Core::KELP {
 
-/// One rule by which files of a stored package are published into the system: what lies below `source` in the
-/// package's tree appears below `target` in the system.
+/// One rule by which files of a stored package are published into the system: files below `source` in the
+/// package's tree appear below `target` in the system.
 class Mapping {
 public:
     Mapping(std::string source, std::string target, std::int32_t requiresCopy, std::int32_t ownsDirectory) :

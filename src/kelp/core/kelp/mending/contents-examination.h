@@ -13,19 +13,20 @@ class IConfiguration;
 
 namespace Core::KELP {
 
-/// What of a package's own directories, and of the tree of its current version by its list of contents, is
-/// not as it was: all that needs no reading. What was lost with a published file is told as that file.
+/// Findings in a package's own directories, and differences of its current version from its list of contents,
+/// as far as they show without reading files. A loss that a missing published file shows is reported only as
+/// that file.
 std::vector<Finding> examineContents(const IConfiguration &configuration, const StoredPackage &package);
 
-/// The same of the directory of the store, and of those that lead there.
+/// The same for the directory of the store, and for those above it.
 std::vector<Finding> examineStoreDirectory(const IConfiguration &configuration);
 
 /// The packages, of these ids or of all, the current version of which came without a list of contents.
 std::vector<StoredPackage> packagesWithoutList(const IConfiguration &configuration,
                                                const std::set<std::string> &ids);
 
-/// Writes down what lies there of such a version, with the day; reads all of it. Raises
-/// ErrorCode::Filesystem, and then there is no list. The list is replaced in one step, and on disk.
+/// Reads all files of such a version and writes its list of contents, with the day, in one step and durably.
+/// Raises ErrorCode::Filesystem, and then there is no list.
 void listAsFound(const IConfiguration &configuration, const StoredPackage &package);
 
 } // namespace Core::KELP

@@ -13,26 +13,25 @@ class IConfiguration;
 
 namespace Core::KELP {
 
-/// Looks for everything that is wrong with the packages of these ids, or with all and what belongs to none
-/// when there are no ids, and changes nothing. In the order in which the findings are to be mended, by
-/// package. What cannot be read goes to `unread`, and nothing is found that rests on it; without the
-/// take-over journal nobody knows whose files are whose, and that raises as idsOnTheirWay() does.
-/// `configuration` outlives the findings.
+/// Looks for all faults of the packages of these ids; without ids, of all packages and of files that belong
+/// to none. Changes nothing. Returns findings by package, in the order in which to mend them. What cannot be
+/// read goes to `unread`, and no finding rests on it. Raises as idsOnTheirWay() does: without the take-over
+/// journal the owners of files are unknown. `configuration` outlives the findings.
 std::vector<Finding> examine(const IConfiguration &configuration, const std::set<std::string> &ids,
                              Unread &unread);
 
-/// Those of the ids that neither store, rpm, registry, sources nor a take-over has ever heard of; none while
-/// one of these cannot be read.
+/// The ids that are unknown to store, rpm, registry, sources and take-over; none while one of these cannot be
+/// read.
 std::vector<std::string> unknownIds(const IConfiguration &configuration, const std::set<std::string> &ids);
 
 struct Mending {
     std::vector<Finding> mended;
     std::vector<Finding> left;
-    Unread unread; ///< What could not be read at the last look.
+    Unread unread; ///< The failed reads of the last look.
 };
 
-/// Mends what can be mended, item by item, until nothing more can be: a failure is logged, and the others go
-/// on. Raises as examine() does. The caller holds the writers' lock.
+/// Mends item by item, until nothing more can be mended. A failure is logged, and does not stop the others.
+/// Raises as examine() does. The caller holds the writers' lock.
 Mending mend(const IConfiguration &configuration, const std::set<std::string> &ids);
 
 } // namespace Core::KELP

@@ -6,28 +6,28 @@
 
 namespace Core::KELP {
 
-/// What can be wrong with a package.
+/// The kinds of faults of a package.
 enum class FindingKind {
     Staged,               ///< It is on its way from rpm into the store.
     UnfinishedUpdate,     ///< An installation, an update, a publication or a removal was begun.
     Rescued,              ///< Its files are kept aside, as they could not be published.
-    Unexamined,           ///< Looking at it failed, and nothing is known.
-    UnreadableDescriptor, ///< Nobody knows what its current version is, or the descriptor is another's.
+    Unexamined,           ///< A look at it failed.
+    UnreadableDescriptor, ///< Its current version is unknown, or the descriptor is another package's.
     Missing,              ///< A file of the version is not published.
     Dead,                 ///< A published link leads nowhere.
     Changed,              ///< A published copy has another content than its source.
     Foreign,              ///< Something that is not ours is in the store, or where a file is to be published.
-    Unlisted,             ///< What is published is not on the version's lists.
-    Stray,                ///< What a version published that is gone, and that no list names.
+    Unlisted,             ///< A published file is not on the version's lists.
+    Stray,                ///< A file that a version now gone had published, and that no list names.
     StaleVersion,         ///< A version that no link names.
-    Leftover,             ///< What a killed run has left.
-    UnreadableLines,      ///< The registry has lines that nobody can read.
+    Leftover,             ///< A remnant of a killed run.
+    UnreadableLines,      ///< The registry has unreadable lines.
     Unregistered,         ///< The registry does not say that it is installed.
     Unbound,              ///< It is bound to no source, or to another than its certificate's.
     OrphanBinding,        ///< A binding of a package that is nowhere.
     Altered,              ///< A file of the version is not what was staged.
     Mode,                 ///< A file or directory has other permissions than it had.
-    Owner,                ///< A file or directory belongs to somebody else than it did.
+    Owner,                ///< A file or directory has another owner than it had.
     Type,                 ///< Something of another kind is in the place of a file of the version.
     Gone,                 ///< A file of the version is not there, and was not published.
     Attribute,            ///< A file does not carry the application's id.
@@ -38,12 +38,12 @@ const char *nameOf(FindingKind kind);
 
 /// One thing that is wrong.
 struct Finding {
-    std::string id; ///< Empty for what belongs to no package.
+    std::string id; ///< Empty for a fault of no package.
     FindingKind kind;
     std::filesystem::path path;
-    std::string text; ///< What is wrong, and what mending would do.
-    /// Mends this one thing, and loses nothing by it; empty when nobody but a person can. Killed at any call,
-    /// it leaves what the next examination finds and goes on with. Raises what the store raises.
+    std::string text; ///< The fault, and what its repair would do.
+    /// Mends this one fault and loses nothing; empty when only a person can. After a kill at any call the
+    /// next examination finds the rest and goes on. Raises what the store raises.
     std::function<void()> mend;
 };
 

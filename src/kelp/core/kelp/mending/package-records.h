@@ -14,7 +14,7 @@ class IConfiguration;
 
 namespace Core::KELP {
 
-// What is kept of a package beside the store: its binding to a source, and its lines in the registry.
+// The records of a package beside the store: its binding to a source, and its lines in the registry.
 
 /// The source that sold a package, by its client certificate; nothing without one, or without a signature
 /// database. Raises as Certificates::of().

@@ -16,16 +16,16 @@ namespace Core::KELP {
 struct MachineViews;
 
 // Links and copies that a package has published and that no list names, as when its version was removed by
-// other means. Ours is what createMapping() would have written at that very place: the text of the link, or
-// the attribute of the copy, is what the mapping table gives for it.
+// other means. A mapping is ours if createMapping() would have written it at that very place: the link's
+// text, or the copy's attribute, is the mapping table's for it.
 
-/// Those of all packages but the ones of `underWay`, which may be publishing, or of `ids` alone where there
-/// are any. A place that cannot be read is told in the views.
+/// Those of `ids`, or of all packages without ids; never of `underWay`, which may be publishing. A place that
+/// cannot be read is noted in the views.
 std::vector<Finding> examineStrays(const IConfiguration &configuration, MachineViews &views,
                                    const std::set<std::string> &underWay, const std::set<std::string> &ids);
 
-/// Takes back those of a package that has just left the store. What could not be is noted (left-behind.h).
-/// Raises ErrorCode::Filesystem when they cannot be looked for or noted.
+/// Removes those of a package that has just left the store. Failures are noted (left-behind.h). Raises
+/// ErrorCode::Filesystem when they cannot be looked for or noted.
 void takeBackStrays(const IConfiguration &configuration, const std::string &id);
 
 /// Where links and copies of a package stand, whether or not they lead anywhere. Raises

@@ -13,23 +13,22 @@ class IConfiguration;
 
 namespace Core::KELP {
 
-// The ends of an installation and of a removal, which an examination reaches as well after a kill. The files
-// that name what was begun are those of records-view.h.
+// The last steps of an installation and of a removal; after a kill an examination takes them. records-view.h
+// has the files that name unfinished operations.
 
-/// Has registry and sources know of an installed version. Returns whether the registry does; the binding is
+/// Records an installed version in registry and sources. Returns whether the registry does; the binding is
 /// made in any case. Raises as bindToItsSource() does.
 bool recordInstallation(const IConfiguration &configuration, RegistryEvent event,
                         const PackageInformation &information);
 
-/// Has the records follow an installation that was interrupted after the store had the version, if that is
-/// still current, and forgets it. Killed, it is done again. Raises what the records do, and then forgets
-/// nothing.
+/// Records an interrupted installation if its version is current, and removes its note. After a kill it is
+/// repeated. Raises what the records raise, and then the note stays.
 void completeInstallation(const IConfiguration &configuration);
 
-/// Completes the removal that its file names, if there is one. Returns what is left in the package's
-/// directory, which is somebody else's. After any failure the file stays, and the next removal or examination
-/// goes on with it. Raises ErrorCode::Filesystem "Couldn't add a package removal record to the registry: ID",
-/// and what the store raises.
+/// Completes the removal that its file names, if there is one. Returns the foreign entries left in the
+/// package's directory. After any failure the file stays, and the next removal or examination goes on with
+/// it. Raises ErrorCode::Filesystem "Couldn't add a package removal record to the registry: ID", and what the
+/// store raises.
 std::vector<std::filesystem::path> completeRemoval(const IConfiguration &configuration);
 
 } // namespace Core::KELP

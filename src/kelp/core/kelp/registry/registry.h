@@ -12,8 +12,8 @@ class RegistryRecord;
 /// docs/formats.md describes it.
 ///
 /// Several processes may use it at once: every operation, reading included, waits for the advisory lock
-/// (fcntl(2)) on the neighbour ".lock", which is created when needed and never removed. Threads of one
-/// process are not kept apart. A failure is logged and comes back as false.
+/// (fcntl(2)) on the neighbour ".lock", which is created when needed and never removed. It does not keep
+/// threads of one process apart. A failure is logged and comes back as false.
 class Registry {
 public:
     /// Calls `callback` for each good record, in file order. A bad line is logged and skipped; an absent file
@@ -22,12 +22,12 @@ public:
 
     /// Appends the record and drops those that it supersedes: those of the same package and the same chain of
     /// keys. An installation or removal supersedes all of them, an update all but the installation. The file
-    /// is replaced in one step; after a failure or a power cut it holds what it held before, or all of the
-    /// new content. One with lines that cannot be read is kept before, as the neighbour ".damaged-N" with the
-    /// first N that is free: of what they told there may be no other trace.
+    /// is replaced in one step; after a failure or a power cut it has the old content or the new one. A file
+    /// with unreadable lines is first kept as the neighbour ".damaged-N", with the first free N: those lines
+    /// may be the only trace of an event.
     bool writeRecord(const RegistryRecord &record) const;
 
-    /// The same for several, in their order and as one replacement: all of them are added, or none.
+    /// The same for several, in their order and as one replacement: adds all or none.
     bool writeRecords(std::span<const RegistryRecord> records) const;
 
     /// Keeps a file with lines that cannot be read, and goes on without them. They are not logged.

@@ -8,26 +8,26 @@
 
 namespace Core::KELP::SKID {
 
-/// What to do where the old and the new directory both hold something.
+/// What to do when the old and the new directory both hold something.
 enum class Clash {
     IsReported, ///< Nothing: it is logged.
     IsMerged,   ///< Move entry by entry what the new one does not have, and log the rest.
 };
 
 /// The move of one directory in a place where others can write. The base of the place (a home, or srv/ or
-/// usr/share/common/ below the root prefix) is trusted as it is; below it no link is followed, nothing is
-/// replaced but an empty directory, and nothing leaves it.
+/// usr/share/common/ below the root prefix) is trusted as it is. Below it the move follows no link, replaces
+/// nothing but an empty directory, and never leaves it.
 ///
-/// Each step is one rename, and a move that was killed after any of them is completed by another of the same
-/// arguments: what lies where says how far it came.
+/// Each step is one rename. After a kill at any step another move of the same arguments completes it: the
+/// directories show how far it came.
 class UnitMove {
 public:
-    /// `stays` has the names of the children of `from` that must not go along into a directory below `from`.
+    /// `stays` names the children of `from` that must not move into a directory below `from`.
     UnitMove(const std::filesystem::path &from, const std::filesystem::path &to,
              const std::vector<std::string> &stays, Clash clash);
 
-    /// Raises std::system_error: a refusal (Common::Directory::isRefusal) where a link is in the way, or what
-    /// the system could not do. Whatever has not been moved by then is where it was.
+    /// Raises std::system_error: a refusal (Common::Directory::isRefusal) where a link is in the way, or a
+    /// failure of the system. Entries not moved by then are where they were.
     void run() const;
 
 private:
