@@ -4,6 +4,7 @@
 #include "kelp/core/common/foreign-text.h"
 #include "kelp/core/common/rpm/extract-file-iterator.h"
 #include "kelp/core/common/rpm/file-iterator.h"
+#include "kelp/core/common/rpm/installed-files.h"
 #include "kelp/core/common/rpm/tags.h"
 #include "kelp/core/kelp/desktop-file/desktop-file.h"
 #include "kelp/core/kelp/incoming/link-targets.h"
@@ -49,6 +50,7 @@ std::string checked(std::string text) {
 
 std::vector<RpmPackage::FileEntry> filesOf(const Common::Rpm::Reader &reader) {
     std::vector<RpmPackage::FileEntry> files;
+    files.reserve(static_cast<std::size_t>(Common::Rpm::InstalledFiles(reader).count()));
     Common::Rpm::FileIterator(reader).forEach([&](const RpmPackage::FileEntry &entry) {
         files.push_back(entry);
         return false;
@@ -64,14 +66,16 @@ std::optional<ManifestEntry> parse(const Common::Rpm::PackedFile &content, const
     return parseDesktopText({bytes.begin(), bytes.end()}, name);
 }
 
-/// The links among the files of a package, by their path.
-using Links = std::unordered_map<std::string_view, const std::string *>;
+/// The targets of a package's links, by the links' paths.
+using Links = std::unordered_map<std::string, std::string>;
 
-Links linksAmong(const std::vector<RpmPackage::FileEntry> &files) {
+Links linksOf(const Common::Rpm::Reader &reader) {
     Links links;
-    for (const RpmPackage::FileEntry &file : files)
-        if (const auto *link = std::get_if<Common::Rpm::Symlink>(&file.kind))
-            links[file.path] = &link->target;
+    Common::Rpm::FileIterator(reader).forEach([&](const RpmPackage::FileEntry &entry) {
+        if (const auto *link = std::get_if<Common::Rpm::Symlink>(&entry.kind))
+            links[entry.path] = link->target;
+        return false;
+    });
     return links;
 }
 
@@ -82,7 +86,7 @@ std::optional<fs::path> followed(const fs::path &systemPath, const Links &links)
         const auto link = links.find(system);
         // Directories need not be in the list, so what is no link may be one.
         return std::optional(link == links.end() ? TreeNode{TreeNode::Kind::Directory}
-                                                 : TreeNode{TreeNode::Kind::Link, *link->second});
+                                                 : TreeNode{TreeNode::Kind::Link, link->second});
     });
     return place ? std::optional("/" / place->path) : std::nullopt;
 }
@@ -143,9 +147,8 @@ RpmPackage RpmPackage::fromFile(const fs::path &path, std::vector<Cms> cmsSignat
     const ExtractFileIterator reader(path, signatures);
     std::string id = checked(reader.tag(Tag::Name));
     std::string version = checked(reader.tag(Tag::Version) + "-" + reader.tag(Tag::Release));
-    std::vector<FileEntry> files = filesOf(reader);
 
-    const auto desktopFile = followed("/usr/share/applications/" + id + ".desktop", linksAmong(files));
+    const auto desktopFile = followed("/usr/share/applications/" + id + ".desktop", linksOf(reader));
     std::optional<ManifestEntry> manifest;
     // Asked of the header first: a walk over the payload that finds nothing unpacks all of it.
     if (desktopFile && listsFile(reader, *desktopFile))
@@ -159,11 +162,13 @@ RpmPackage RpmPackage::fromFile(const fs::path &path, std::vector<Cms> cmsSignat
                                   Rooted::No);
     RpmPackage package(std::move(id), std::move(version), reader.tag(Tag::Architecture), std::move(developer),
                        std::move(client), std::move(orgName), std::move(appName), std::move(mappings),
-                       std::move(cmsSignatures), std::move(files));
+                       std::move(cmsSignatures), {});
     // The payload can be walked once only: extraction opens the file again.
     package.path_ = path;
     package.headerDigest_ = reader.digest();
     package.signatures_ = signatures;
+    package.files_.reset();
+    package.readFiles_ = &RpmPackage::readFiles;
     package.extractFile_ = &RpmPackage::extractPackageFile;
     return package;
 }
@@ -174,6 +179,10 @@ ExtractFileIterator RpmPackage::reopened() const {
     if (reader.digest() != headerDigest_)
         throw Error(ErrorCode::BadPackageFileFormat, "The package file has changed meanwhile");
     return reader;
+}
+
+std::vector<RpmPackage::FileEntry> RpmPackage::readFiles() const {
+    return filesOf(reopened());
 }
 
 PackageStaging RpmPackage::extractPackageFile(const fs::path &destination,

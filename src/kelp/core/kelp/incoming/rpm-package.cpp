@@ -21,6 +21,12 @@ RpmPackage::RpmPackage(std::string id, std::string version, std::string architec
     files_(std::move(files)),
     mappings_(std::move(mappings)) {}
 
+const std::vector<RpmPackage::FileEntry> &RpmPackage::files() const {
+    if (!files_)
+        files_ = (this->*readFiles_)();
+    return *files_;
+}
+
 PackageStaging RpmPackage::extract(const fs::path &destination, const fs::path &versionDirectory) const {
     if (!extractFile_)
         throw Common::Error(Common::ErrorCode::FileNotFound, "Couldn't open rpm package");

@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace Common::Rpm {
@@ -75,7 +76,9 @@ public:
     std::vector<std::string> validate(const std::filesystem::path &destination,
                                       const std::vector<PackageJudge> &judges, const Trial &trial) const;
 
-    const std::vector<FileEntry> &files() const { return files_; }
+    /// Those of a package file are read when they are asked for: an installation has no use for them. Raises
+    /// then as extract() does for a file that has changed.
+    const std::vector<FileEntry> &files() const;
     const std::vector<Mapping> &mappings() const { return mappings_; }
 
     // The steps for one entry of files(). `destination` is the staging directory. Both raise
@@ -96,6 +99,7 @@ private:
     enum class Judged { No, Yes };
 
     Common::Rpm::ExtractFileIterator reopened() const;
+    std::vector<FileEntry> readFiles() const;
     void unpack(const std::filesystem::path &destination, const std::filesystem::path &versionDirectory,
                 const Common::Rpm::ExtractFileIterator &content, Judged judged) const;
     PackageStaging extractPackageFile(const std::filesystem::path &destination,
@@ -105,10 +109,12 @@ private:
     std::string path_; ///< Of the package file; empty for an installed package.
     std::string headerDigest_;
     Common::Rpm::Signatures signatures_ = Common::Rpm::Signatures::OfMachine;
-    /// Set for package files only, so that programs that know none do not load what the validator needs.
+    // Set for package files only, so that programs that know none do not load what the validator needs.
+
+    std::vector<FileEntry> (RpmPackage::*readFiles_)() const = nullptr;
     PackageStaging (RpmPackage::*extractFile_)(const std::filesystem::path &,
                                                const std::filesystem::path &) const = nullptr;
-    std::vector<FileEntry> files_;
+    mutable std::optional<std::vector<FileEntry>> files_;
     std::vector<Mapping> mappings_;
 };
 

@@ -10,6 +10,7 @@
 #include <rpm/rpmtd.h>
 
 #include <algorithm>
+#include <mutex>
 #include <span>
 #include <unordered_set>
 #include <utility>
@@ -73,6 +74,7 @@ std::vector<FileInfo> filesOf(const Reader &reader) {
     const std::unique_ptr<rpmfi_s, decltype(&rpmfiFree)> iterator(
         rpmfilesIter(reader.fileList().get(), RPMFI_ITER_FWD), rpmfiFree);
     std::vector<FileInfo> files;
+    files.reserve(rpmfilesFC(reader.fileList().get()));
     // Directories come too, and files that are never in the payload: this is what the package claims to own.
     while (rpmfiNext(iterator.get()) >= 0)
         files.push_back({rpmfiFMode(iterator.get()), textOf(rpmfiFN(iterator.get())),
@@ -142,22 +144,23 @@ RpmFacts readRpmFacts(const Reader &reader) {
     return facts;
 }
 
-/// The views point into `fileNames`, which never changes.
+/// The views point into the paths of `facts`, which never change.
 struct RpmMeta::Record {
     // Both look-ups are built once: checks that walk the list for each link, import and library take time by
     // the square of a package, which may hold fifty thousand files.
     explicit Record(RpmFacts given) : facts(std::move(given)) {
-        fileNames.reserve(facts.files.size());
-        std::ranges::transform(facts.files, std::back_inserter(fileNames), &FileInfo::path);
-        hashed.insert(fileNames.begin(), fileNames.end());
-        sorted.assign(fileNames.begin(), fileNames.end());
+        sorted.reserve(facts.files.size());
+        std::ranges::transform(facts.files, std::back_inserter(sorted), &FileInfo::path);
+        hashed.insert(sorted.begin(), sorted.end());
         std::ranges::sort(sorted);
     }
 
     RpmFacts facts;
-    std::vector<std::string> fileNames;
     std::unordered_set<std::string_view> hashed;
     std::vector<std::string_view> sorted;
+    // Copies of what `files` has, made when they are asked for.
+    mutable std::once_flag areNamed;
+    mutable std::vector<std::string> fileNames;
 };
 
 RpmMeta::RpmMeta(const std::filesystem::path &package) : RpmMeta(Common::Rpm::Reader(package)) {}
@@ -215,6 +218,10 @@ const std::vector<std::string> &RpmMeta::conflicts() const {
 }
 
 const std::vector<std::string> &RpmMeta::fileNames() const {
+    std::call_once(record_->areNamed, [this] {
+        for (const FileInfo &file : record_->facts.files)
+            record_->fileNames.push_back(file.path);
+    });
     return record_->fileNames;
 }
 
