@@ -313,8 +313,13 @@ TEST_F(ExtractTest, PutsFilesWhereTheStoreWantsThem) {
     for (const char *special : {"pipe", "socket", "terminal", "disk"})
         EXPECT_FALSE(fs::exists(staging_ / "data" / special)) << special;
     EXPECT_TRUE(fs::equivalent(staging_ / "data/first", staging_ / "data/second")) << "names of one file";
-    EXPECT_EQ(Common::extendedAttribute(staging_ / "data/a", "security.appid"), "org.example.app");
-    EXPECT_EQ(Common::extendedAttribute(staging_ / "data/a", "security.ima"), "ima");
+    const fs::path repaired = root_.path() / "repaired";
+    RpmPackage::fromFile(package_, {developerCms()}).restage(repaired, root_.path() / "version");
+    for (const fs::path &tree : {staging_, repaired}) {
+        EXPECT_EQ(Common::extendedAttribute(tree / "data/a", "security.appid"), "org.example.app");
+        EXPECT_EQ(Common::extendedAttribute(tree / "data/a", "security.ima"), "ima");
+        EXPECT_EQ(Common::extendedAttribute(tree / "data/a", "user.TA.shdr"), "ta");
+    }
     const std::string both = " 0 0 4 " + Common::Rpm::sha256Of("both") + " - -s-h data/";
     EXPECT_EQ(readFile(staging_ / "contents.list"),
               "kelp contents 1\nd 755 0 0 0 - - ---- data\nf 755 0 0 7 " + Common::Rpm::sha256Of("content") +
