@@ -107,6 +107,11 @@ TEST_F(SeeTest, ADamagedFileCostsWhatItAloneTells) {
         EXPECT_THAT(look("doctor"), AllOf(isTold, Not(HasSubstr("org.example"))));
         there("cp /root/kept " + file);
     }
+    // Nobody knows then to which source to bind.
+    there("rm /var/lib/package-signatures/*; sqlite3 /var/lib/trusted-sources/db.sqlite3 'DELETE FROM "
+          "packages'");
+    EXPECT_THAT(look("doctor --repair"),
+                AllOf(EndsWith("signatures.sqlite3: there is none\nstatus 2\n"), Not(HasSubstr("bound"))));
     there("mkdir opt/app/photos; echo x >var/lib/kelp/takeover.journal");
     EXPECT_THAT(kelpctl("status"), HasSubstr("org.example.reader   0.9-3    store"));
 }

@@ -16,8 +16,8 @@ namespace Core::KELP {
 
 // The records of a package beside the store: its binding to a source, and its lines in the registry.
 
-/// The source that sold a package, by its client certificate; nothing without one, or without a signature
-/// database. Raises as Certificates::of().
+/// The source that sold a package, by its client certificate; nothing without one. Raises as
+/// Certificates::of(), and ErrorCode::Filesystem where there is no signature database.
 std::optional<TrustedSources::Source> certifiedSource(const std::string &id);
 
 /// The key of the developer's certificate; nothing without one. Raises as Certificates does.
