@@ -42,11 +42,12 @@ std::vector<double> numbersIn(const fs::path &path) {
     return numbers;
 }
 
-std::uint64_t availableMemory() {
-    std::ifstream file("/proc/meminfo");
+/// That behind a word of a file; 0 when it is not there.
+double numberAfter(const std::string &wanted, const fs::path &path) {
+    std::ifstream file(path);
     for (std::string word; file >> word;)
-        if (std::uint64_t kibibytes = 0; word == "MemAvailable:" && file >> kibibytes)
-            return kibibytes << 10U;
+        if (double number = 0; word == wanted && file >> number)
+            return number;
     return 0;
 }
 
@@ -64,14 +65,18 @@ std::size_t usableProcessors() {
 }
 
 std::uint64_t usableMemory() {
-    std::uint64_t least = availableMemory();
+    constexpr double kibibyte = 1024;
+    double least = numberAfter("MemAvailable:", "/proc/meminfo") * kibibyte;
     for (const fs::path &group : controlGroups()) {
         const auto most = numbersIn(group / "memory.max");
-        const auto taken = numbersIn(group / "memory.current");
-        if (most.size() == 1 && taken.size() == 1)
-            least = std::min(least, static_cast<std::uint64_t>(std::max(0.0, most[0] - taken[0])));
+        const auto current = numbersIn(group / "memory.current");
+        if (most.size() == 1 && current.size() == 1)
+            // The cache of files that were read is given up when memory is needed. A group that reads a stock
+            // reaches its bound by that cache alone.
+            least =
+                std::min(least, most[0] - current[0] + numberAfter("inactive_file", group / "memory.stat"));
     }
-    return least;
+    return static_cast<std::uint64_t>(std::max(0.0, least));
 }
 
 } // namespace KelpCtl

@@ -10,7 +10,8 @@ namespace KelpCtl {
 std::size_t usableProcessors();
 
 /// The bytes of memory that this process may still take: what the system has available, bounded by what
-/// memory.max of its control group and those above leaves. 0 when nobody tells.
+/// memory.max of its control group and those above leaves beside what they cannot give up. 0 when nobody
+/// tells.
 std::uint64_t usableMemory();
 
 } // namespace KelpCtl
