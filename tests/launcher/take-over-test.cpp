@@ -113,6 +113,11 @@ TEST_F(TakeOverTest, WhatCouldNotBePublishedStaysInRpm) {
          "others than root decide what stands at /usr/share/org.owned/words"},
         {"org.blocked", "add org.blocked; mkdir -p $IMAGE/opt/app; touch $IMAGE/opt/app/org.blocked",
          "/opt/app/org.blocked is not a directory"},
+        {"org.named", "add org.named",
+         "/usr/share/org.named/.kelp-0123456789ab-1 has a name that the take-over uses itself"},
+        {"org.same", "add org.same", "two of its files would be data/words"},
+        {"org.claim", "add org.claim org.claimed",
+         "/usr/lib/qt5/qml/acme.qml would be published by org.claimed and org.claim"},
     };
     const Machine machine;
     for (const auto &row : rows)
@@ -188,7 +193,7 @@ TEST_F(TakeOverTest, NoScriptRunsAndChangedConfigurationComesAlong) {
 TEST_F(TakeOverTest, TheNextStartGoesByRpmAndTheDisk) {
     const std::string moved = " successfully migrated from RPM to KELP\n";
     const std::string replaced = " was installed by RPM again, and the copy of before is kept in "
-                                 "\"/opt/kelp/rescued/org.twice-1-1\"\n";
+                                 "\"/opt/kelp/rescued/org.twice-1-1.2\"\n";
     const struct {
         const char *kill;
         std::string id;
@@ -211,7 +216,9 @@ TEST_F(TakeOverTest, TheNextStartGoesByRpmAndTheDisk) {
     };
     for (const char *kill : {killStaged, killPublishing, killForgotten}) {
         const Machine machine;
-        machine.run(std::string("add org.shared org.linked org.twice; ") + kill);
+        machine.run(std::string("mkdir -p $IMAGE/opt/kelp/rescued/org.twice-1-1/kept; "
+                                "add org.shared org.linked org.twice; ") +
+                    kill);
         for (const auto &row : rows)
             if (row.kill == kill)
                 machine.run(row.meanwhile);
@@ -318,6 +325,8 @@ TEST_F(TakeOverTest, NothingIsTouchedWithoutADatabaseThatCanBeReadAndHasRoom) {
         {"mv $IMAGE/var/lib/package-signatures $IMAGE/var/lib/away; in_image /tmp/kelp-launcher --help one",
          "mv $IMAGE/var/lib/away $IMAGE/var/lib/package-signatures",
          "[E] unable to open database file\n[E] Couldn't complete migration: rpm_to_kelp\n"},
+        {"mount --bind -o ro $IMAGE/etc $IMAGE/etc; launch", "umount $IMAGE/etc",
+         "org.sound files with mappings: /etc: Read-only file system\n"},
         {"mkdir -p $IMAGE/opt/app; mount -t tmpfs other $IMAGE/opt/app; launch", "umount $IMAGE/opt/app",
          "[E] Couldn't move /opt/kelp/tmp/.probe to /opt/app/.probe\n"},
     };
