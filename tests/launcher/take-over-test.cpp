@@ -237,6 +237,21 @@ TEST_F(TakeOverTest, TheNextStartGoesByRpmAndTheDisk) {
     }
 }
 
+TEST_F(TakeOverTest, WhatCannotBeSettledYetIsKeptAndHoldsNobodyUp) {
+    const Machine machine;
+    machine.run(
+        std::string("add org.shared; ") + killStaged +
+        "in_image rpm --erase org.shared; mkdir -p $IMAGE/opt/app/org.shared/current; add org.linked; " +
+        killForgotten);
+    machine.launch();
+    machine.expectArrived({"org.sound", "org.linked"});
+    EXPECT_TRUE(machine.holds("opt/kelp/tmp/org.shared/data/words"));
+    EXPECT_FALSE(machine.isStamped());
+    machine.run("rmdir $IMAGE/opt/app/org.shared/current");
+    machine.launch();
+    machine.expectArrived({"org.shared"});
+}
+
 TEST_F(TakeOverTest, AJournalThatSaysTooLittleClearsNothing) {
     const Machine machine;
     machine.run(killForgotten);
