@@ -20,7 +20,7 @@ using Common::LogStream;
 
 constexpr int startsThatJudge = 3;
 
-/// These end with room or a writable disk, however long that takes.
+/// These errors end once the disk has room or is writable.
 bool isOfDisk(int error) {
     return error == ENOSPC || error == EDQUOT || error == EROFS;
 }
@@ -80,7 +80,7 @@ bool CopyFailures::note(const std::string &id, const CopyError &failure) {
     const bool isAgain = last != before_.end() && last->second.file == failure.file();
     const int starts = isAgain ? last->second.starts + 1 : 1;
     now_[id] = {failure.file(), error, starts};
-    // The counts of those whose turn comes yet stay: a kill must not have them begin anew.
+    // Keeps the counts of applications that are still to come: a kill must not reset them.
     auto all = before_;
     for (const auto &[other, its] : now_)
         all[other] = its;

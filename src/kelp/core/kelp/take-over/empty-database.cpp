@@ -18,7 +18,7 @@ namespace Core::KELP {
 
 namespace {
 
-/// While the journal cannot be read, which is told where it is needed, any may be in it.
+/// If the journal cannot be read, any id may be in it; the migration itself reports that.
 bool isJournalled(const std::string &id, const IConfiguration &configuration) {
     try {
         const auto entries = TakeOverJournal::read(configuration.tempDirectory());

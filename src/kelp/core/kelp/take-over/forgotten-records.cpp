@@ -27,7 +27,7 @@ void run(Transaction &rpm, const std::set<std::uint32_t> &instances) {
         });
         rpm.runOnDatabaseAlone();
     } catch (...) {
-        // What was added before the failure: the next run is another group's.
+        // Drops the erasures added before the failure: the next run is another group's.
         rpm.forgetErasures();
         throw;
     }

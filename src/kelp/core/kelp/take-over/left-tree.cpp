@@ -55,7 +55,7 @@ bool isRegular(const fs::path &path) {
     return false;
 }
 
-/// Through links: what a link there leads to has the content.
+/// Follows links: the content is at a link's target.
 bool isMissing(const fs::path &place) {
     struct stat status = {};
     if (::stat(place.c_str(), &status) == 0)
@@ -65,13 +65,13 @@ bool isMissing(const fs::path &place) {
     return true;
 }
 
-/// As they were when the tree was made: by its own copy of the desktop file, where it has got one.
+/// As they were when the tree was made: by the desktop file in it, if it has one.
 std::vector<Mapping> mappingsOf(const fs::path &tree, const std::string &id) {
     const std::string desktopFile = id + ".desktop";
     const fs::path copy = tree / "manifest" / desktopFile;
     const auto manifest =
         readDesktopFile(isRegular(copy) ? copy.native() : "/usr/share/applications/" + desktopFile);
-    // This way round, the key only has to be there.
+    // In this direction any key will do.
     return manifest ? buildMappings(id, "KEY", Common::asFileName(manifest->appOrgname()),
                                     Common::asFileName(manifest->appName()), Rooted::No)
                     : buildMappings(id, "KEY", {}, {}, Rooted::No);

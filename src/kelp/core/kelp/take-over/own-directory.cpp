@@ -17,7 +17,7 @@ namespace Core::KELP {
 
 namespace {
 
-/// Without a "/" at the end, by which a look at a link would be one at what it leads to.
+/// Expects no "/" at the end: with that, a look at a link would follow it.
 bool isEmpty(const fs::path &directory) {
     std::error_code error;
     return fs::is_directory(directory, error) && fs::is_empty(directory, error) && !error;
@@ -73,8 +73,8 @@ void OwnDirectory::require() const {
                             "The " + purpose_ +
                                 " directory is not the package manager's own: " + path_.string());
     Common::createDirectories(path_);
-    // Killed before it has its mark, the next start finds an empty directory again. With the mark somebody
-    // may move it to another disk, and leave a link to it.
+    // After a kill before the mark the next start finds an empty directory again. With the mark it may be
+    // moved to another disk, and a link put in its place.
     if (isEmpty(path_))
         Common::writeDurably(path_ / markName, "");
 }

@@ -9,14 +9,14 @@ class IConfiguration;
 
 namespace Core::KELP {
 
-/// A path made absolute and normal by its words alone, without a "/" at its end.
+/// A path made absolute and normal by its text alone, without a "/" at its end.
 std::filesystem::path plainPath(const std::filesystem::path &path);
 
 /// A directory that the package manager keeps for itself, and empties. The machine is not ours: at such a
 /// path may stand a foreign file or link, to a user's pictures for one.
 ///
 /// It is ours when it is a real directory at its default place below opt/kelp (`opt` itself may be a link),
-/// or has the mark of an earlier run in it. One that is not there, or is empty, becomes ours.
+/// or has the mark of an earlier run in it. A missing or empty one becomes ours.
 class OwnDirectory {
 public:
     /// The mark of a directory that the package manager made, or that was empty when it took it.

@@ -20,13 +20,13 @@ namespace Core::KELP {
 
 namespace {
 
-constexpr int linksInARow = 40; ///< As many as the kernel follows.
+constexpr int linksInARow = 40; ///< The kernel's limit.
 
 void prepend(std::deque<fs::path> &rest, const fs::path &path) {
     rest.insert(rest.begin(), path.begin(), path.end());
 }
 
-/// Has a walk go on where the link leads; false where that is outside of the version.
+/// Continues a walk at the link's target; false if that is outside of the version.
 bool followLink(const fs::path &target, const fs::path &version, fs::path &reached,
                 std::deque<fs::path> &rest) {
     if (!target.is_absolute()) {
@@ -45,7 +45,7 @@ bool pointsBesideItself(const fs::path &target) {
     return !target.empty() && target.native().front() != '.' && target.native().front() != '/';
 }
 
-/// Raises for what cannot be looked at: it is not missing.
+/// Raises if the look fails: that is not absence.
 bool leadsToSomething(const fs::path &installed) {
     struct stat status = {};
     if (::stat(installed.c_str(), &status) == 0)
@@ -55,7 +55,7 @@ bool leadsToSomething(const fs::path &installed) {
     throw Common::Error(Common::ErrorCode::Filesystem, "Couldn't look for " + installed.string(), errno);
 }
 
-/// Whether something else stands where the package had a link. Raises for what cannot be looked at.
+/// Whether something else stands where the package had a link. Raises if the look fails.
 bool isAnotherThing(const fs::path &link, const fs::path &target) {
     std::error_code error;
     const fs::file_status status = fs::symlink_status(link, error);
@@ -65,8 +65,8 @@ bool isAnotherThing(const fs::path &link, const fs::path &target) {
     return fs::exists(status) && (!fs::is_symlink(status) || Common::readSymlink(link) != target);
 }
 
-/// Whether nobody else can have us read a file of their choice, which the copy would show to everybody: a
-/// link in place of the file counts where root made it, and so do links on the way.
+/// Whether only root decides which file we read: the copy would show another user's choice to everybody.
+/// Links at the place and on the way must be root's.
 bool isRootsToLead(const fs::path &installed) {
     const auto directory = Common::Directory::byLinksOfRoot(installed.parent_path());
     struct stat status = {};
@@ -97,10 +97,10 @@ void PackageOutline::add(const RpmPackage &package, const StandingFiles &standin
     else if (std::holds_alternative<Common::Rpm::Directory>(entry.kind)) {
         put(path, {});
     } else if (const auto *link = std::get_if<Common::Rpm::Symlink>(&entry.kind)) {
-        // The tree gets the record's link: somebody's work in its place would go.
+        // The tree gets the record's link: a changed file in its place would be lost.
         if (!objection_ && isAnotherThing(entry.path, link->target))
             objection_ = entry.path + " is not the package's link any more";
-        // As RpmPackage::extractLink() is going to make it.
+        // As RpmPackage::extractLink() will make it.
         const auto translate = [&](const fs::path &system) {
             return packagePathOf(system, package.mappings());
         };
@@ -113,16 +113,15 @@ void PackageOutline::add(const RpmPackage &package, const StandingFiles &standin
     }
 }
 
-/// As the copy will come out: somebody may have put something else in place of the file, which is asked in
-/// detail.
+/// As the copy will come out. The file may have been replaced, so its place is examined in detail.
 void PackageOutline::addInstalledFile(const fs::path &installed, const fs::path &path) {
-    // It is left out of the copy as well, with a warning.
+    // The copy leaves it out as well, with a warning.
     if (!leadsToSomething(installed))
         return;
     if (!isRootsToLead(installed)) {
         objection_ = objection_.value_or("others than root decide what stands at " + installed.string());
     } else if (Common::isSymlink(installed)) {
-        // Root has put it in the file's place: the copy is what Common::copy() makes of one.
+        // Root has put a link in the file's place: Common::copy() makes the copy of it.
         const fs::path target = Common::readSymlink(installed);
         put(path, pointsBesideItself(target) ? Node{Kind::Link, target} : Node{Kind::File, {}});
     } else if (!objection_) {
@@ -150,8 +149,8 @@ const PackageOutline::Node *PackageOutline::find(const fs::path &path) const {
     return found == nodes_.end() ? nullptr : &found->second;
 }
 
-/// Walks as the kernel will once the tree lies in the version directory. A link that leaves the version leads
-/// to nothing: what lies there does not come along.
+/// Walks as the kernel will once the tree lies in the version directory. A link that leaves the version
+/// counts as dangling: its target does not come along.
 bool PackageOutline::leadsSomewhere(const fs::path &link) const {
     std::deque<fs::path> rest(link.begin(), link.end());
     fs::path reached;
@@ -159,7 +158,7 @@ bool PackageOutline::leadsSomewhere(const fs::path &link) const {
         const fs::path step = rest.front();
         rest.pop_front();
         if (step == "..") {
-            // Out of the version, whatever way leads back in from there.
+            // Out of the version, even if the rest leads back in.
             if (reached.empty())
                 return false;
             reached = reached.parent_path();
@@ -186,8 +185,8 @@ std::optional<std::string> PackageOutline::mappingObjection(const Mapping &mappi
         const Node *node = find(reached);
         if (!node)
             return std::nullopt;
-        // A row's source may be a link, which is published as one file. One on the way there would bring in
-        // what lies elsewhere.
+        // A row's source may be a link, which is published as one file. A link on the way would bring in
+        // files from elsewhere.
         const bool isSource = reached == fs::path(mapping.source());
         if (node->kind == Kind::File || (node->kind == Kind::Link && !isSource))
             return reached.string() + " is not a directory";
@@ -210,7 +209,7 @@ std::optional<std::string> PackageOutline::objection(const std::vector<Mapping> 
 CompactPaths PackageOutline::targets(const std::vector<Mapping> &mappings) const {
     CompactPaths places;
     for (const Mapping &mapping : mappings) {
-        // In the order of their texts, paths below a directory stand together.
+        // Sorted by their texts, the paths below a directory are neighbours.
         const std::string below = mapping.source() + "/";
         if (const Node *source = find(mapping.source()); source && source->kind == Kind::Link)
             // A target ends in "/", and its parent is the same without it.

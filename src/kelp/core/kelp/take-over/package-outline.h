@@ -14,17 +14,17 @@ namespace Core::KELP {
 
 class Mapping;
 
-/// The tree that an installed package of rpm will have in the store, told by rpm's file list and by what of
-/// it stands on the disk; nothing is copied for it.
+/// The tree that an installed rpm package will have in the store, by rpm's file list and the files on disk.
+/// Copies nothing.
 class PackageOutline {
 public:
     /// `versionDirectory` is where the tree will lie: links are made to lead there.
     PackageOutline(const RpmPackage &package, const StandingFiles &standing,
                    const std::filesystem::path &versionDirectory);
 
-    /// Why the tree cannot be made or could not be published by `mappings`, the rows for the way from the
-    /// package to the system: two files at one place, a link that leads to nothing in the tree, something
-    /// else than a directory where a mapping has one. Nothing when all is well.
+    /// Why the tree cannot be made, or not be published by `mappings`, the rows from the package to the
+    /// system. There are two files at one place, a link that is dangling in the tree, or a file where a
+    /// mapping has a directory. Nothing when all is well.
     std::optional<std::string> objection(const std::vector<Mapping> &mappings) const;
 
     /// The places in the system at which files of the tree will be published, in no particular order.

@@ -21,8 +21,8 @@ PathIdentity below(PathIdentity directory, const fs::path &name) {
     return directory;
 }
 
-/// Whether an error says what is there, as a mount of a server that is away does, and that it is none of the
-/// directories that can be used. Any other may come at a directory that is there the next time.
+/// Whether an error proves that there is no usable directory, as a mount of a dead server does. After any
+/// other error the next look may find one.
 bool isAnswer(int error) {
     const int answers[] = {ENOENT, ENOTDIR, ELOOP, ENAMETOOLONG, EACCES, EPERM, ENOTCONN, ESTALE, EHOSTDOWN};
     return std::ranges::find(answers, error) != std::end(answers);

@@ -31,16 +31,16 @@ using Common::Rpm::Transaction;
 
 namespace Tag = Common::Rpm::Tag;
 
-/// What rpm needs for its database.
+/// Room that rpm needs for its database.
 constexpr std::uint64_t marginForRpm = 8U << 20;
 
-/// Each group costs a few flushes, and is kept in memory as a whole.
+/// A group costs a few flushes, and is kept in memory as a whole.
 constexpr std::size_t groupAtMost = 64;
 
-/// The texts of so many take megabytes.
+/// The texts of more files take megabytes.
 constexpr std::size_t manyFiles = 10'000;
 
-/// Below this the disk counts as full, whatever failed.
+/// Below this the disk counts as full, after any failure.
 constexpr std::uint64_t marginForCopies = 64U << 10;
 
 void logStaying(const std::string &id, const std::string &reason) {
@@ -51,7 +51,7 @@ Error noRoom(const std::string &id) {
     return {ErrorCode::Filesystem, "There is no room to take over " + id + " package"};
 }
 
-/// What cannot be told is no reason to give anything up.
+/// An unanswered question counts as "no": then nothing is given up.
 template<class Question>
 bool unlessItFails(const Question &question) {
     try {
@@ -110,7 +110,7 @@ std::set<std::string> RpmMigration::idsLeft() const {
 }
 
 void RpmMigration::run() {
-    // Before anything else, for what follows clears the directory.
+    // First: the later steps clear the directory.
     area_.requireOwn();
     takeUp();
     const auto installedVersion = [this](const std::string &id) {
@@ -124,7 +124,7 @@ void RpmMigration::run() {
     if (survey.isDamaged()) {
         const Error error(ErrorCode::Internal, "The rpm database has records that cannot be read");
         if (!takeOver_.left().empty())
-            // One of those that are left may be among them, and would be taken for erased.
+            // A journalled package may be among the unreadable ones, and would seem erased.
             throw error;
         LogStream(LogLevel::Warning) << error;
         takeOver_.expectDamage();
@@ -138,7 +138,7 @@ void RpmMigration::takeUp() {
     std::vector<JournalEntry> entries = TakeOverJournal::read(configuration_->tempDirectory());
     if (!entries.empty())
         takeOver_.settle(std::move(entries));
-    // Cleared only now: what the journal still names may be the only copy.
+    // Cleared only now: trees that the journal still names may be the only copies.
     std::set<fs::path> kept;
     for (const JournalEntry &entry : takeOver_.left())
         kept.insert(entry.path);
@@ -150,7 +150,7 @@ void RpmMigration::takeUp() {
     }
 }
 
-/// A tree that no journal names goes when rpm or the store has all that it holds, and is kept otherwise.
+/// Removes trees that no journal names, if rpm or the store has all their files, and keeps the others.
 void RpmMigration::clearArea(const std::set<fs::path> &kept) {
     area_.clearScrap(kept);
     std::vector<LeftTree> trees;
@@ -186,8 +186,8 @@ std::vector<LeftTree> RpmMigration::treesNeededNoMore(std::vector<LeftTree> &tre
     return others;
 }
 
-/// What cannot be moved away stays where it is, and keeps its application in rpm: there it could not be
-/// staged.
+/// A tree that cannot be moved away stays. Its application then stays in rpm, since the tree is in the way of
+/// staging.
 void RpmMigration::rescue(const LeftTree &tree) {
     try {
         const fs::path place = area_.rescue(tree.path(), tree.name());
@@ -203,7 +203,7 @@ std::vector<LeftTree> RpmMigration::leftTrees() const {
     return LeftTree::rescued(*configuration_);
 }
 
-/// Records of packages that the store has as a whole.
+/// Drops rpm's records of packages that are whole in the store.
 void RpmMigration::dropStored(const RpmSurvey &survey) {
     std::set<std::uint32_t> instances;
     for (const RpmSurvey::Item &item : survey.items())
@@ -211,7 +211,7 @@ void RpmMigration::dropStored(const RpmSurvey &survey) {
             instances.insert(item.candidate->entry.instance);
     if (instances.empty())
         return;
-    // No script may run: the package is in use, under the store.
+    // No script may run: the package is in use, from the store.
     const auto left = forgetRecords(rpm_, instances);
     for (const RpmSurvey::Item &item : survey.items())
         if (item.candidate && left.contains(item.candidate->entry.instance))
@@ -221,11 +221,11 @@ void RpmMigration::dropStored(const RpmSurvey &survey) {
 void RpmMigration::takeOverInGroups(RpmSurvey &survey) {
     Waiting waiting(survey.items().begin(), survey.items().end());
     while (!waiting.empty()) {
-        // A group that has begun is brought to its end.
+        // A group that has begun is completed.
         if (Common::stopRequested())
             throw Error(ErrorCode::Internal, "Asked to stop between two groups of packages");
         std::vector<JournalEntry> group = prepareRpmPackagesForMigration(survey, waiting);
-        // Nothing is left, or nothing of it fits even alone.
+        // Nothing is waiting, or nothing of it fits even alone.
         if (group.empty())
             break;
         secure(group);
@@ -271,7 +271,7 @@ std::uint64_t RpmMigration::spaceBesideCopies(const IConfiguration &configuratio
     return count * StagingArea::spacePerPackage() + margin;
 }
 
-/// What was staged before has taken its space by now, all but what the store writes beside it.
+/// Trees staged before have taken their space by now, except for the store's own files beside them.
 bool RpmMigration::fits(const RpmCandidate &candidate, std::size_t count) const {
     return candidate.bytes + spaceBesideCopies(*configuration_, count) <= area_.room();
 }
@@ -283,7 +283,7 @@ void RpmMigration::stage(RpmSurvey &survey, RpmCandidate &candidate, std::vector
     try {
         makeStagingDirectory(entry.path);
     } catch (const std::exception &error) {
-        // What stands there is not of this start, and nobody's to throw away.
+        // The tree there is of an earlier start, and must not be thrown away.
         note(std::current_exception());
         leave(survey, candidate, error.what(), staged);
         return;
@@ -292,7 +292,8 @@ void RpmMigration::stage(RpmSurvey &survey, RpmCandidate &candidate, std::vector
         makeTree(survey, candidate, entry);
         staged.push_back({&candidate, std::move(entry)});
     } catch (const std::exception &error) {
-        // Asked before the tree goes and makes room: what the disk alone kept out waits for the next group.
+        // Asked before the removal of the tree makes room: an application that only lacked space waits for
+        // the next group.
         const bool isFull = area_.room() < marginForCopies;
         discardTree(entry);
         if (isFull) {
@@ -311,22 +312,22 @@ void RpmMigration::makeTree(const RpmSurvey &survey, const RpmCandidate &candida
                               fs::absolute(pathResolver_->versionDirectory(entry.id, entry.version)), entry);
         noteTargets(application.package, fs::absolute(pathResolver_->currentDirectory(entry.id)), entry);
     }
-    // librpm's header comes beside what was used up to here.
+    // Returns the memory that staging has freed, before librpm loads a header.
     if (entry.files.size() > manyFiles)
         ::malloc_trim(0);
     listContents(rpm_, entry);
-    // With its descriptor, so that the group's one flush has both on disk.
+    // The descriptor now, so that the group's one flush covers both.
     store_->describeStaged(entry, entry.extras);
 }
 
-/// What the machine failed at withholds the stamp, unless it fails at it for good.
+/// A failure of the machine withholds the stamp, unless it is permanent.
 void RpmMigration::noteCopyFailure(const std::string &id, const std::exception &error) {
     const auto *copyError = dynamic_cast<const CopyError *>(&error);
     if (!copyError || !copyFailures_.note(id, *copyError))
         note(std::current_exception());
 }
 
-/// Nothing of the tree is needed: rpm has everything.
+/// The tree is useless: rpm has everything.
 void RpmMigration::discardTree(const JournalEntry &entry) const {
     try {
         area_.giveUp(entry.path);
@@ -336,8 +337,8 @@ void RpmMigration::discardTree(const JournalEntry &entry) const {
     }
 }
 
-/// Has a package stay, and with it those that share a file with it: here the staged ones, the others when
-/// their turn comes.
+/// Makes a package stay, and with it those that share a file with it: staged ones here, the others when their
+/// turn comes.
 void RpmMigration::leave(RpmSurvey &survey, RpmCandidate &candidate, const std::string &reason,
                          std::vector<Staged> &staged) const {
     logStaying(candidate.entry.id, reason);
@@ -351,22 +352,22 @@ void RpmMigration::leave(RpmSurvey &survey, RpmCandidate &candidate, const std::
     });
 }
 
-/// From here on the journal is what the next start goes by.
+/// From here on the next start goes by the journal.
 void RpmMigration::secure(std::vector<JournalEntry> &group) {
     try {
         area_.secure();
-        // Only now: in an overlay a directory is another one once something was made in it.
+        // Only now: in an overlay a directory changes its identity with the first entry made in it.
         for (JournalEntry &entry : group) {
             entry.store = markOf(configuration_->databaseDirectory());
             entry.staging = markOf(configuration_->tempDirectory());
         }
-        // Too little shows here, and not in the middle of rpm's work on its database.
+        // A lack of room must show here, and not in the middle of rpm's work on its database.
         requireRoomForRpm();
         // The file is replaced as a whole: without these it would forget packages that are on their way.
         TakeOverJournal::write(takeOver_.left(), group);
     } catch (...) {
-        // It may stand there already, when only its flush failed. In one that others need, the next start
-        // finds that nothing of these was published.
+        // The journal may be written already, with only its flush failed. If it must stay for other packages,
+        // the next start finds that nothing of these was published.
         std::error_code ignored;
         if (takeOver_.left().empty())
             fs::remove(TakeOverJournal::path(), ignored);

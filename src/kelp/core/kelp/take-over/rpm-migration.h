@@ -15,8 +15,8 @@
 
 namespace Core::KELP {
 
-/// The take-over of the applications that rpm holds, by groups that fit the free space: staged, written to
-/// the journal, published, and forgotten by rpm (TakeOver). docs/architecture.md has its states.
+/// The take-over of rpm's applications, by groups that fit the free space. A group is staged, written to the
+/// journal, published, and forgotten by rpm (TakeOver). docs/architecture.md has its states.
 ///
 /// What holds at every moment:
 /// - A journal on disk means that every tree it names is complete and on disk.

@@ -47,9 +47,9 @@ using Inode = std::pair<dev_t, ino_t>;
 
 /// An installed file that has several names.
 struct FileNames {
-    std::set<PathIdentity> listed; ///< Those that the package lists.
-    std::size_t made = 0;          ///< Those that the staged tree has added.
-    fs::path copy;                 ///< Where the first of them was copied to.
+    std::set<PathIdentity> listed; ///< Names that the package lists.
+    std::size_t made = 0;          ///< Names that the staged tree has added.
+    fs::path copy;                 ///< The place of the first copy.
 };
 
 /// The files of one package that have several names. Looked for when the first one is met: most packages have
@@ -84,17 +84,17 @@ private:
     bool areKnown_ = false;
 };
 
-/// Whatever stands at a path, held by a descriptor: its directory may be somebody's who puts a link to
-/// another file there while it is copied.
+/// The file at a path, held by a descriptor: the owner of its directory could exchange it for a link during
+/// the copy.
 class FoundFile {
 public:
-    /// Raises for what cannot be looked at: it is not absent.
+    /// Raises if the look fails: that is not absence.
     explicit FoundFile(const std::string &path) :
         file_(::open(path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC)) {
         if (file_.get() >= 0 ? ::fstat(file_.get(), &status_) != 0 : !isAbsence(errno))
             throw Error(ErrorCode::Filesystem, "Couldn't open " + path, errno);
         struct stat behind = {};
-        // What a link leads to is what would be copied.
+        // A copy would follow a link.
         isThere_ = isRegular() || ::stat(path.c_str(), &behind) == 0;
         if (!isThere_ && !isAbsence(errno))
             throw Error(ErrorCode::Filesystem, "Couldn't look for " + path, errno);
@@ -103,13 +103,12 @@ public:
     bool isThere() const { return isThere_; }
     bool isRegular() const { return S_ISREG(status_.st_mode); }
 
-    /// A link itself, where one stands there.
+    /// Of a link itself, not of its target.
     std::optional<FileIdentity> identity() const {
         return file_.get() >= 0 ? std::optional(Common::identityOf(status_)) : std::nullopt;
     }
 
-    /// Gives it a further name at `target`, or copies it there. Returns what it is by that in the former
-    /// case.
+    /// Hard-links it to `target`, or copies it there. Returns its new identity after a link.
     std::optional<FileIdentity> bring(const fs::path &target, LinkedFiles &linked) const {
         FileNames *names = linked.find(status_);
         if (isEqualToCopy(names ? names->listed.size() + names->made : 1))
@@ -119,7 +118,7 @@ public:
                 return made;
             }
         if (names && !names->copy.empty()) {
-            // Copied each, they would take its space several times.
+            // Separate copies would take the space several times.
             Common::createHardlink(names->copy, target);
             touch();
             return std::nullopt;
@@ -131,11 +130,11 @@ public:
         return std::nullopt;
     }
 
-    /// Sets what it has already. In an overlay it comes to the upper layer by that, and has the number by
-    /// which it will be known from then on.
+    /// Sets the values that it has already. In an overlay that copies it to the upper layer, which gives it
+    /// its final inode number.
     void touch() const {
         const std::string path = reach();
-        // That it cannot be done shows where the file is exchanged.
+        // A failure shows later, at the exchange.
         if (isRegular())
             static_cast<void>(::chmod(path.c_str(), status_.st_mode & 07777));
         else if (S_ISLNK(status_.st_mode))
@@ -148,7 +147,7 @@ private:
 
     std::string reach() const { return "/proc/self/fd/" + std::to_string(file_.get()); }
 
-    /// A name outside of the package would go on leading to the store's file.
+    /// A hard link outside of the package would go on leading to the store's file.
     bool isEqualToCopy(std::size_t ownNames) const {
         return status_.st_uid == ::geteuid() && status_.st_gid == ::getegid() &&
                (status_.st_mode & (S_ISUID | S_ISGID)) == 0 && status_.st_nlink == ownNames &&
@@ -156,7 +155,7 @@ private:
                (errno == ENODATA || errno == ENOTSUP);
     }
 
-    /// Some filesystems answer that they have linked, and have copied.
+    /// Some filesystems report a link, but have made a copy.
     std::optional<FileIdentity> linkTo(const fs::path &target) const {
         struct stat made = {};
         struct stat now = {};
@@ -174,8 +173,8 @@ private:
     bool isThere_ = false;
 };
 
-/// What stood at a path before it was staged, nothing of a directory; and what the file is by now, where the
-/// tree has rpm's file itself.
+/// The identity of the file at a path before it was staged, none for a directory; and its identity now, if
+/// the tree links rpm's file itself.
 struct StagedFile {
     std::optional<FileIdentity> before;
     std::optional<FileIdentity> linked;
@@ -187,7 +186,7 @@ public:
     Stager(const RpmPackage &package, const fs::path &staging, const fs::path &versionDirectory) :
         package_(package), staging_(staging), versionDirectory_(versionDirectory), linked_(package) {}
 
-    /// With the installed file in the error: it is counted by that.
+    /// The error names the installed file: failures are counted by it.
     StagedFile stage(const RpmPackage::FileEntry &entry) {
         try {
             if (!std::holds_alternative<Common::Rpm::Directory>(entry.kind))
@@ -288,7 +287,7 @@ private:
     std::map<std::string, JournalledDirectory> directories_;
 };
 
-/// A later start compares with what was noted; it must be what was copied.
+/// Later starts compare files with these notes: they must match the copied files.
 void requireUnchanged(const JournalledFiles &files) {
     for (const JournalledFile file : files)
         if (Common::identityAt(file.path) != file.identity)
@@ -299,7 +298,7 @@ void requireUnchanged(const JournalledFiles &files) {
 
 void makeStagingDirectory(const fs::path &staging) {
     const std::string failure = "Couldn't create directory: " + staging.string();
-    // By the making itself: a look that fails would find nothing.
+    // mkdir itself tells: a failed look would find nothing.
     if (!Common::reraiseAs(ErrorCode::Filesystem, failure, [&] { return fs::create_directory(staging); }))
         throw Error(ErrorCode::Filesystem, failure + " (path already exists)");
 }
@@ -312,7 +311,7 @@ void stageInstalledPackage(const InstalledApplication &application, const fs::pa
     for (std::size_t i = 0; i < package.files().size(); ++i) {
         const RpmPackage::FileEntry &file = package.files()[i];
         const StagedFile staged = stager.stage(file);
-        // What rpm never put there, or leaves, is no business of the journal.
+        // The journal does not cover files that rpm never installed or would leave.
         if (!application.isErased[i])
             continue;
         const auto now = staged.linked ? staged.linked : Common::identityAt(file.path);

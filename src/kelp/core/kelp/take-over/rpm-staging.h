@@ -13,24 +13,23 @@ namespace Core::KELP {
 /// packages of one name must not share a directory, and a tree of an earlier start may be the only copy.
 void makeStagingDirectory(const std::filesystem::path &staging);
 
-/// Brings the files of an installed package to the empty directory `entry.path`, in the form of a version
-/// that will lie in `versionDirectory`, and notes in `entry.files` what stood there. A file is hard-linked
-/// where a copy would be equal, and copied otherwise. Its attribute "security.appid" then shows at rpm's name
-/// too. A listed file that is missing on disk is logged as a warning and left out. A file that cannot be
-/// looked at does not count as missing.
+/// Stages the files of an installed package in the empty directory `entry.path`, as a version that will lie
+/// in `versionDirectory`. Notes the original files in `entry.files`. A file is hard-linked where a copy would
+/// be equal, and copied otherwise. Its attribute "security.appid" then shows at rpm's name too. A listed file
+/// that is missing on disk is logged as a warning and left out. A file that cannot be looked at does not
+/// count as missing.
 ///
 /// Raises CopyError for a file that could not be staged, and ErrorCode::Filesystem for one that changed
 /// meanwhile; files made by then stay, all below entry.path.
 void stageInstalledPackage(const InstalledApplication &application,
                            const std::filesystem::path &versionDirectory, JournalEntry &entry);
 
-/// Lists the contents of the staged tree in it, by rpm's record and by what `entry.files` say was staged, and
-/// marks the entry. Raises ErrorCode::Internal where rpm gives no record of it, and as listStagedContents()
-/// does.
+/// Writes the list of contents into the staged tree, by rpm's record and `entry.files`, and marks the entry.
+/// Raises ErrorCode::Internal where rpm gives no record of it, and as listStagedContents() does.
 void listContents(const Common::Rpm::Transaction &rpm, JournalEntry &entry);
 
-/// Notes in the entry what the publication of its staged tree will touch: the targets, with rpm's file at
-/// each, and the directories. `current` is the link of that name, absolute. Raises ErrorCode::Filesystem.
+/// Notes the targets of the staged tree's publication in the entry, with rpm's file at each, and the
+/// directories. `current` is the link of that name, absolute. Raises ErrorCode::Filesystem.
 void noteTargets(const RpmPackage &package, const std::filesystem::path &current, JournalEntry &entry);
 
 } // namespace Core::KELP

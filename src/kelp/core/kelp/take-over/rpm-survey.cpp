@@ -52,7 +52,7 @@ struct Identity {
     std::string architecture;
 };
 
-/// A record that lacks one of these, as those of rpm's own keys do, is none that could be taken over.
+/// A record without one of these, such as rpm's own keys, cannot be taken over.
 Identity readIdentity(const Reader &reader) {
     Identity identity;
     identity.id = reader.tag(Tag::Name);
@@ -79,7 +79,7 @@ struct Names {
     std::optional<std::string> application;
 };
 
-/// From the running system, as everything that rpm's records name, whatever the root prefix is.
+/// From the running system, like all files of rpm's records, without the root prefix.
 Names namesOf(const std::string &id) {
     const std::string path = "/usr/share/applications/" + id + ".desktop";
     const auto manifest = readDesktopFile(path);
@@ -103,7 +103,8 @@ JournalEntry makeEntry(const Reader &reader, const Identity &identity, const Cer
     return entry;
 }
 
-/// A path that a list or a log could not hold, or a name that the exchange of files needs for itself.
+/// Objects to a path that a list or a log could not hold, and to a name that the exchange of files uses
+/// itself.
 std::optional<std::string> nameObjection(const std::string &target) {
     const auto isControl = [](unsigned char character) { return character < 0x20 || character == 0x7f; };
     if (std::ranges::any_of(target, isControl))
@@ -119,16 +120,16 @@ std::optional<RpmSurvey::Failure> failureOf(const Step &step) {
         step();
         return std::nullopt;
     } catch (const UnknownPath &) {
-        throw; // What one application claims would count as free for the others.
+        throw; // Otherwise this application's targets would count as free for the others.
     } catch (const std::exception &error) {
-        // Where a link on the way is not root's, its owner may take it away again.
+        // A link on the way that is not root's may go again.
         const auto *system = dynamic_cast<const std::system_error *>(&error);
         const bool isOfMachine = system && Common::Directory::isRefusal(*system);
         return RpmSurvey::Failure{error.what(), !isOfMachine && isJudgement(Common::systemErrorOf(error))};
     }
 }
 
-/// Has the application stay for what could not be done with it.
+/// Makes the application stay after a failure.
 void stayFor(const std::optional<RpmSurvey::Failure> &failure, RpmCandidate &candidate) {
     if (!failure || candidate.stays)
         return;
@@ -136,13 +137,13 @@ void stayFor(const std::optional<RpmSurvey::Failure> &failure, RpmCandidate &can
     candidate.isJudged = failure->isJudgement;
 }
 
-/// Whoever was not seen would stay for good, and what it owns would count as nobody's.
+/// An application that was not seen would stay for good, and its files would seem free.
 void requireNotCut(Transaction::Walk walk) {
     if (walk == Transaction::Walk::Cut)
         throw Common::Error(Common::ErrorCode::Internal, "Couldn't read the rpm database");
 }
 
-/// A tree that was made of this application's files when they were all there may be the only copy by now.
+/// A tree that was made while all of this application's files existed may now be the only copy.
 void requireNothingLost(const Reader &record, const Identity &identity, const std::vector<LeftTree> &left) {
     for (const LeftTree &tree : left)
         if (tree.isOf(identity.id) && tree.holdsMissingFile(record))
@@ -172,7 +173,7 @@ bool isPublishedBy(const fs::path &file, const fs::path &current) {
     }
 }
 
-/// What cannot be looked at is not free.
+/// A failed look does not make it free.
 bool isThere(const fs::path &target, struct stat &status) {
     if (::lstat(target.c_str(), &status) == 0)
         return true;
@@ -181,7 +182,7 @@ bool isThere(const fs::path &target, struct stat &status) {
     throw Common::Error(Common::ErrorCode::Filesystem, target.string() + ": " + std::strerror(errno), errno);
 }
 
-/// A link that leads nowhere is replaced when the file is published, whoever made it.
+/// Publishing replaces any dangling link.
 bool isFree(const fs::path &target) {
     return !Common::exists(target) && isMapping(target);
 }
@@ -190,7 +191,7 @@ std::string wouldNotGo(const std::string &target) {
     return "what stands at " + target + " would not go with the package";
 }
 
-/// What speaks against what stands in place of its own file.
+/// The objection to the entry in place of its own file.
 std::optional<std::string> objectionToOwn(const std::string &target, mode_t mode) {
     return S_ISDIR(mode) ? std::optional(wouldNotGo(target)) : std::nullopt;
 }
@@ -204,7 +205,7 @@ std::string claimants(const std::vector<RpmCandidate *> &candidates) {
 
 } // namespace
 
-/// Packages of old have SHA-1 alone. Of one that has neither, its place in the database has to do.
+/// Old packages have only SHA-1. Without either, the place in the database must suffice.
 std::string headerDigest(const Reader &reader) {
     return reader.tagOr(Tag::Sha256Header, reader.tagOr(Tag::Sha1Header, ""));
 }
@@ -221,7 +222,7 @@ RpmSurvey::RpmSurvey(const Transaction &rpm, const InstalledVersion &installedVe
         rpm.forEachInstalled([&](const Reader &reader) { readRecord(reader, signatures, exceptIds, left); });
     requireNotCut(walk);
     isDamaged_ = walk == Transaction::Walk::Damaged;
-    // Each walk uses what the one before has gathered of all.
+    // Each walk uses the results of the one before for all candidates.
     for (std::size_t number = 0; number < candidates_.size(); ++number)
         judgeAlone(number);
     shared_.sort();
@@ -229,7 +230,7 @@ RpmSurvey::RpmSurvey(const Transaction &rpm, const InstalledVersion &installedVe
     shared_.findShared();
     for (const std::size_t number : shared_.sharers())
         lookAgain(number);
-    // Of all places: the journal of a large application needs the memory.
+    // Frees the hashes of all places: the journal of a large application needs the memory.
     shared_ = {};
     directories_ = {};
     for (std::size_t number = 0; number < candidates_.size(); ++number)
@@ -242,7 +243,7 @@ void RpmSurvey::readRecord(const Reader &reader, const PackageSignatures::Databa
     const auto identity = unlessUnreadable([&] { return readIdentity(reader); });
     if (!identity)
         return;
-    // Before anything is left out: a second record of the name matters whatever becomes of that one.
+    // Before any return: a second record of the name counts, even if this one is left out.
     ++records_[identity->id];
     if (exceptIds.contains(identity->id))
         return;
@@ -254,13 +255,13 @@ void RpmSurvey::readRecord(const Reader &reader, const PackageSignatures::Databa
     // Without a word: such a package was never meant to leave rpm.
     if (certificate->isSystemDeveloperCertificate())
         return;
-    // Its files are read when its turn comes: a list that contradicts itself is none to take over.
+    // The files are read later: here a list that contradicts itself is refused.
     if (!unlessUnreadable([&] { return InstalledFiles(reader); }))
         return;
     RpmCandidate &candidate = *candidates_.emplace_back(std::make_unique<RpmCandidate>());
     candidate.entry = makeEntry(reader, *identity, *certificate);
     items_.push_back({identity->id, &candidate});
-    // Without its names its organisation's data would be left behind.
+    // Without its names its organisation's data would not move.
     stayFor(failureOf([&] {
                 const auto [orgName, appName] = namesOf(identity->id);
                 candidate.entry.orgName = orgName;
@@ -282,7 +283,7 @@ InstalledApplication RpmSurvey::read(const RpmCandidate &candidate) const {
     return std::move(*application);
 }
 
-/// By the record and the disk, as if nobody else had anything at its places.
+/// By the record and the disk alone, as if it shared no place.
 void RpmSurvey::judgeAlone(std::size_t number) {
     RpmCandidate &candidate = *candidates_[number];
     const InstalledApplication application = read(candidate);
@@ -293,13 +294,13 @@ void RpmSurvey::judgeAlone(std::size_t number) {
         shared_.addFile(place, number);
     addDirectories(application);
     CompactPaths targets;
-    // One descriptor that the disk does not give must not keep every other application in rpm.
+    // One unreadable descriptor must not keep every other application in rpm.
     stayFor(failureOf([&] {
                 if (mayPublish(candidate, application))
                     targets = judgeTree(candidate, application, standing);
             }),
             candidate);
-    // Of one that stays as well: what it claims is not free for others.
+    // Also for one that stays: its targets are not free for others.
     for (std::size_t i = 0; i < targets.size(); ++i)
         shared_.addTarget(hash(places_.find(fs::absolute(targets[i]))), number);
     if (targets.size() != 0)
@@ -322,12 +323,12 @@ void RpmSurvey::addDirectories(const InstalledApplication &application) {
         }
 }
 
-/// Whether it is for the tree to say. What the store has is judged as a whole.
+/// Whether its tree decides. A package in the store is judged as a whole.
 bool RpmSurvey::mayPublish(RpmCandidate &candidate, const InstalledApplication &application) {
     const JournalEntry &entry = candidate.entry;
     if (candidate.stays)
         return false;
-    // First of all: the questions after it make paths of the two.
+    // First: the later checks make paths of the two.
     if (!Common::isFileName(entry.id) || !Common::isFileName(entry.version)) {
         candidate.stays = "its name or version cannot name a directory";
     } else if (records_[entry.id] > 1) {
@@ -340,7 +341,7 @@ bool RpmSurvey::mayPublish(RpmCandidate &candidate, const InstalledApplication &
         judgeStored(candidate, *installed, application);
     } else if (const auto foreign = StoreEntry(*pathResolver_, entry.id).content().foreign;
                !foreign.empty()) {
-        // What a failure gives back to rpm leaves the store as a whole.
+        // If the take-over failed, the whole directory would leave the store.
         candidate.stays =
             (pathResolver_->packageDirectory(entry.id) / foreign.front()).string() + " is somebody else's";
     } else {
@@ -362,7 +363,7 @@ void RpmSurvey::judgeStored(RpmCandidate &candidate, const std::string &installe
     if (installed != entry.version)
         candidate.stays = "the store holds version " + installed;
     else if (!areOurs)
-        // The record goes without its files: one that is nobody's would be left for good.
+        // Only the record goes: a file that is not the store's would be left for good.
         candidate.stays = "the store holds this version, and not all of the files are the store's";
     else
         candidate.isInStore = true;
@@ -412,17 +413,17 @@ std::optional<RpmSurvey::Objection> RpmSurvey::objectionAlone(const InstalledApp
     if (const auto failure =
             failureOf([&] { obstacle = obstacleOfMachine(application, targets, attributes); }))
         return Objection{number, *failure};
-    // What the machine does not let now it may let at the next start.
+    // The machine may allow it at the next start.
     return obstacle.empty() ? std::nullopt : std::optional(Objection{number, {obstacle, false}});
 }
 
-/// What speaks against what stands at a target now.
+/// The objection to the present entry at a target.
 std::optional<std::string> RpmSurvey::standingObjection(const std::string &target, bool isOwned,
                                                         bool isOwn) const {
     struct stat status = {};
     if (!isThere(target, status) || (!isOwned && isFree(target) && !rpm_->isOwned(target)))
         return std::nullopt;
-    // Only a file of its own can be exchanged: nobody else would miss it.
+    // Only its own file can be exchanged: no other package misses it.
     return isOwn ? objectionToOwn(target, status.st_mode) : wouldNotGo(target);
 }
 
@@ -431,7 +432,7 @@ std::string RpmSurvey::obstacleOfMachine(const InstalledApplication &application
     std::string obstacle;
     for (std::size_t i = 0; obstacle.empty() && i < targets.size(); ++i)
         obstacle = targetPlaces_.obstacle(fs::absolute(targets[i]), attributes[i]);
-    // Those that are not published are removed in the end.
+    // Unpublished files are removed in the end.
     const auto pathOf = erasedFiles(application);
     std::string last;
     for (std::size_t i = 0; obstacle.empty() && i < application.isErased.size(); ++i)
@@ -481,7 +482,7 @@ void RpmSurvey::markForeign(const Reader &reader) {
     }
 }
 
-/// Notes what it has at places that may concern others.
+/// Notes its files and targets at places that others may share.
 void RpmSurvey::lookAgain(std::size_t number) {
     RpmCandidate &candidate = *candidates_[number];
     Sharing &sharing = sharing_[number];
@@ -509,12 +510,12 @@ void RpmSurvey::judgeTogether(std::size_t number) {
     RpmCandidate &candidate = *candidates_[number];
     const Sharing &sharing = sharing_[number];
     for (const Sharing::Path &file : sharing.files)
-        // rpm leaves it to the other package, in the way of what would be published.
+        // rpm would leave the file to the other package, in the way of a published one.
         if (const auto foreign = foreign_.find(file.place); foreign != foreign_.end() && !candidate.stays)
             candidate.stays = file.path + " belongs to " + foreign->second + " too";
     const auto &alone = objections_[number];
     for (const Sharing::Path &target : sharing.targets)
-        // The first target that is objected to counts.
+        // The first objection in the order of targets counts.
         if (!candidate.stays && (!alone || target.number <= alone->target))
             stayFor(failureOf([&] { candidate.stays = targetObjection(candidate, target); }), candidate);
     if (alone)
@@ -541,13 +542,13 @@ void RpmSurvey::withdraw(RpmCandidate &candidate, const std::string &reason) {
     spread();
 }
 
-/// Who shares a file with one that stays, stays: until nothing changes any more.
+/// An application that shares a file with one that stays, stays too; repeated until nothing changes.
 void RpmSurvey::spread() {
     bool changed = true;
     while (changed) {
         changed = false;
         for (const auto &[place, owners] : owners_) {
-            // rpm leaves the file to the one that stays, in the way of the one that goes.
+            // rpm would leave the file to the one that stays, in the way of the other.
             const auto staying = std::ranges::find_if(
                 owners, [](const RpmCandidate *owner) { return owner->stays.has_value(); });
             if (staying == owners.end())

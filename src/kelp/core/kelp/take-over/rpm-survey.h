@@ -67,10 +67,10 @@ public:
     /// that is not installed.
     using InstalledVersion = std::function<std::optional<std::string>(const std::string &id)>;
 
-    /// `exceptIds` are left out: applications that are on their way already. One of which a tree of `left`
-    /// holds what rpm has lost stays. `stagingDevice` is the filesystem of the staged trees. Raises as the
-    /// signature database, Transaction::forEachInstalled and `installedVersion` do. A record that cannot be
-    /// read is logged and left in rpm. `rpm` must outlive the object.
+    /// Leaves out `exceptIds`, applications that are on their way already. An application stays if a tree of
+    /// `left` holds files that rpm has lost. `stagingDevice` is the filesystem of the staged trees. Raises as
+    /// the signature database, Transaction::forEachInstalled and `installedVersion` do. A record that cannot
+    /// be read is logged and left in rpm. `rpm` must outlive the object.
     RpmSurvey(const Common::Rpm::Transaction &rpm, const InstalledVersion &installedVersion,
               const IDatabasePathResolver &pathResolver, const std::set<std::string> &exceptIds,
               const std::vector<LeftTree> &left, std::uint64_t stagingDevice);
@@ -83,8 +83,8 @@ public:
     /// Whether rpm passed over records that it could not read.
     bool isDamaged() const { return isDamaged_; }
 
-    /// Reads a candidate's record. Raises ErrorCode::Internal "Couldn't read the rpm database" when it is not
-    /// to be had any more, and as readApplication() does.
+    /// Reads a candidate's record. Raises ErrorCode::Internal "Couldn't read the rpm database" when it is
+    /// gone, and as readApplication() does.
     InstalledApplication read(const RpmCandidate &candidate) const;
 
     /// Makes a candidate stay after all, and with it those that share a file with it.

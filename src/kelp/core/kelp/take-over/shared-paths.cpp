@@ -22,7 +22,7 @@ void SharedPaths::findShared() {
     shareRepeated(files_);
     shareRepeated(targets_);
     for (const Claim &target : targets_)
-        // Its own file alone is what a target should hold.
+        // A target should hold only its own application's file.
         if (mayHaveFile(target.place) && !std::ranges::binary_search(files_, target))
             share(target.place);
     std::ranges::sort(shared_);

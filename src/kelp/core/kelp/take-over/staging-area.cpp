@@ -19,7 +19,7 @@ namespace {
 using Common::Error;
 using Common::ErrorCode;
 
-/// At the beginning of the names of trees of which nothing is needed any more.
+/// The prefix of the names of useless trees.
 constexpr const char *givenUpPrefix = ".given-up.";
 constexpr const char *probeName = ".probe";
 constexpr const char *reserveName = ".ballast";
@@ -27,14 +27,14 @@ constexpr const char *reserveName = ".ballast";
 /// For the descriptor, the lists, the links and the lines of the registry, with room to spare.
 constexpr std::uint64_t spaceBesideFiles = 64U << 10;
 
-/// By their words alone: what does not exist yet has no other form.
+/// By their texts: a path that does not exist yet cannot be resolved.
 bool isWithin(const fs::path &path, const fs::path &directory) {
     const fs::path relative = plainPath(path).lexically_relative(plainPath(directory));
     return !relative.empty() && *relative.begin() != "..";
 }
 
-/// Whatever the spelling is under which the directory was configured when its path was written down: the tree
-/// may be the only copy of an application.
+/// Even if the directory was configured in another spelling when the path was written: the tree may be the
+/// only copy of an application.
 bool isAmong(const std::set<fs::path> &paths, const fs::path &entry) {
     const auto isSame = [&](const fs::path &path) {
         std::error_code ignored;
@@ -91,7 +91,7 @@ void StagingArea::giveUp(const fs::path &tree) const {
     fs::path scrap;
     for (int i = 1; scrap.empty() || Common::isThere(scrap); ++i)
         scrap = configuration_->tempDirectory() / (givenUpPrefix + std::to_string(i));
-    // One rename: killed in the removal, a part of a tree could pass for all that there was.
+    // One rename: after a kill during the removal a part of the tree could pass for the whole.
     Common::move(tree, scrap);
     try {
         Common::removeAll(scrap);
@@ -118,7 +118,7 @@ void StagingArea::secure() const {
     const fs::path probe = staged / probeName;
     Common::createDirectories(probe);
     Common::move(probe, movedProbe());
-    // Left by a kill, it is what clearScrap() removes.
+    // After a kill clearScrap() removes it.
     Common::removeAll(movedProbe());
     // The journal will say that every tree is complete and on disk.
     Common::flushFilesystem(staged);
@@ -136,7 +136,7 @@ fs::path StagingArea::rescue(const fs::path &tree, const std::string &name) cons
     OwnDirectory::rescued(*configuration_).require();
     const fs::path first = rescuePlace(name);
     fs::path place = first;
-    // Another tree of the version may be the only copy of something that this one does not hold.
+    // Another tree of the version may be the only copy of files that this one lacks.
     for (int i = 2; Common::isThere(place); ++i)
         place = first.string() + "." + std::to_string(i);
     // One rename: a kill finds the tree at its old place or at the new one.

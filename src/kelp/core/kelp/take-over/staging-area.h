@@ -24,7 +24,7 @@ public:
     /// a slip in the configuration ("temp_directory = /home") would remove foreign files.
     bool isOwn() const;
 
-    /// Raises ErrorCode::Filesystem unless it is. Makes it, and has it marked.
+    /// Raises ErrorCode::Filesystem unless it is. Makes and marks it.
     void requireOwn() const;
 
     /// The entries there that are not in `kept`. Raises what std::filesystem raises.
@@ -37,9 +37,9 @@ public:
     /// Removes those. Raises ErrorCode::Filesystem, and what leftovers() raises.
     void clearScrap(const std::set<std::filesystem::path> &kept) const;
 
-    /// Removes a tree of which nothing is needed, on this filesystem. Killed at any moment, it leaves the
-    /// tree, or scrap. Raises ErrorCode::Filesystem when it cannot be renamed; that it cannot be removed then
-    /// is logged.
+    /// Removes a tree of which nothing is needed, on this filesystem. A kill at any moment leaves the tree,
+    /// or scrap. Raises ErrorCode::Filesystem when it cannot be renamed; that it cannot be removed then is
+    /// logged.
     void giveUp(const std::filesystem::path &tree) const;
 
     /// Where the tree of a package is made.
@@ -52,12 +52,12 @@ public:
     /// ErrorCode::Filesystem.
     void secure() const;
 
-    /// What the store writes beside the files of one package, in bytes.
+    /// The bytes that the store writes beside the files of one package.
     static std::uint64_t spacePerPackage();
 
-    /// Takes a tree out of harm's way, to the directory of rescued trees (OwnDirectory), in one step and
-    /// never over another tree; returns the place. `name` is ID-VERSION where both are known. Raises
-    /// ErrorCode::Filesystem, and then the tree is where it was.
+    /// Moves a tree to the directory of rescued trees (OwnDirectory), in one step and never over another
+    /// tree. Returns its place. `name` is ID-VERSION if both are known. Raises ErrorCode::Filesystem, and
+    /// then the tree is where it was.
     std::filesystem::path rescue(const std::filesystem::path &tree, const std::string &name) const;
 
 private:

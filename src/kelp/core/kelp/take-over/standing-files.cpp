@@ -113,12 +113,12 @@ const StandingFiles::File &StandingFiles::operator[](std::size_t number) const {
     return file;
 }
 
-/// The record's word counts as well as the disk's, for who lies small must not fill the disk, and a sparse
-/// file is not copied as one.
+/// The larger of the record's size and the disk's: a wrong record must not fill the disk, and a sparse file
+/// is copied in full.
 std::uint64_t StandingFiles::bytes(const std::vector<std::uint64_t> &recordedSizes) const {
     std::uint64_t bytes = 0;
     for (std::size_t i = 0; i < files_.size(); ++i)
-        // A further name takes no space. What turns out to need a copy all the same waits for room.
+        // A hard link takes no space. If it turns out to need a copy, its application waits for room.
         bytes += isRegularEntry(package_->files()[i]) && !files_[i].canBeLinked
                      ? onDisk(std::max(recordedSizes[i], files_[i].size))
                      : bytesOfBlock;

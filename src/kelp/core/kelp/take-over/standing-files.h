@@ -8,27 +8,27 @@
 
 namespace Core::KELP {
 
-/// What stands at the places of an application's files. Each is looked at once, for all that is to be known
-/// before anything is staged; what changes meanwhile is not seen.
+/// The files at the places of an application's files. Each is looked at once, before the staging; later
+/// changes are not seen.
 class StandingFiles {
 public:
     struct File {
         std::uint64_t size = 0;       ///< Of the file that would be copied: a link may lead to it.
         std::uint32_t attributes = 0; ///< As statx(2) has them.
-        std::uint16_t mode = 0;       ///< With the type. Of a link itself; 0 where nothing stands.
-        std::uint16_t error = 0;      ///< Why it could not be looked at, an errno.
-        bool isByRoot = false;    ///< Root alone can have led us there (Common::Directory::byLinksOfRoot).
-        bool canBeLinked = false; ///< The tree will have a further name of it, as far as the status tells.
+        std::uint16_t mode = 0;       ///< With the type. Of a link itself; 0 for a missing file.
+        std::uint16_t error = 0;      ///< The errno of a failed look.
+        bool isByRoot = false; ///< Only root can have made the way there (Common::Directory::byLinksOfRoot).
+        bool canBeLinked = false; ///< By its status the tree can have a hard link of it.
     };
 
-    /// `stagingDevice` is the filesystem of the staged trees. What cannot be looked at raises nothing here.
+    /// `stagingDevice` is the filesystem of the staged trees. A failed look raises nothing here.
     StandingFiles(const RpmPackage &package, std::uint64_t stagingDevice);
 
-    /// By the numbers of the package's files; of a directory there is nothing to know. Raises
-    /// ErrorCode::Filesystem for what could not be looked at.
+    /// By the numbers of the package's files; a directory has no values. Raises ErrorCode::Filesystem after a
+    /// failed look.
     const File &operator[](std::size_t number) const;
 
-    /// The blocks that the tree takes, at the least. `recordedSizes` are rpm's.
+    /// The least bytes of the tree, in whole blocks. `recordedSizes` are rpm's.
     std::uint64_t bytes(const std::vector<std::uint64_t> &recordedSizes) const;
 
 private:

@@ -32,7 +32,7 @@ using Common::ErrorCode;
 using Common::escapeLine;
 using Common::unescapeLine;
 
-/// Another format gets another number: what this program does not know it refuses, and clears nothing.
+/// Another format gets another number: a program refuses an unknown one, and clears nothing.
 constexpr const char *title = "kelp take-over 2";
 
 char flag(bool isSet, char letter) {
@@ -73,7 +73,7 @@ void formatEntry(std::ostream &lines, const JournalEntry &entry) {
     if (entry.appName)
         lines << "appname " << escapeLine(*entry.appName) << '\n';
     for (const auto &[key, value] : entry.extras)
-        // Keys are this program's own words, without spaces; what a package or a certificate says is escaped.
+        // Keys are our own words, without spaces; values of packages and certificates are escaped.
         lines << "extra " << key << ' ' << escapeLine(value) << '\n';
     for (const JournalledFile &file : entry.files)
         formatFile(lines, file);
@@ -87,7 +87,7 @@ Error damaged() {
     return {ErrorCode::Internal, "Couldn't read the take-over journal: " + TakeOverJournal::path().string()};
 }
 
-/// The words of one line, from the left. Raises for a word that is missing or not of the kind asked for.
+/// The words of one line, from the left. Raises for a word that is missing or of the wrong kind.
 class Words {
 public:
     explicit Words(const std::string &line) : rest_(line) {}
@@ -144,7 +144,7 @@ std::string parseFlags(Words &words, std::string_view letters) {
 JournalledFile parseFile(Words words) {
     JournalledFile file;
     file.isLinked = parseFlags(words, "l") == "l";
-    // A look ahead: what is no dash is the first of the four numbers.
+    // A look ahead: anything but a dash is the first of the four numbers.
     Words absent = words;
     if (absent.next() == "-") {
         for (int i = 0; i < 4; ++i)
@@ -195,7 +195,7 @@ void parsePart(const std::string &name, Words words, JournalEntry &entry,
     else if (name == "directory")
         entry.directories.push_back(parseDirectory(std::move(words)));
     else
-        // A word that nobody knows may be the one on which the right deed depends.
+        // The right action may depend on an unknown word.
         throw damaged();
 }
 
@@ -225,7 +225,7 @@ void parseFact(const std::string &name, Words words, JournalEntry &entry,
     }
 }
 
-/// Without these nothing could be done with the tree, nor could it be found.
+/// Without these values the tree could be neither found nor used.
 bool isComplete(const JournalEntry &entry) {
     return !entry.id.empty() && !entry.version.empty() && !entry.path.empty() && entry.store.inode != 0;
 }
@@ -319,13 +319,13 @@ std::vector<JournalEntry> TakeOverJournal::parse(std::string content) {
     throw damaged();
 }
 
-/// It is moved, and removed: only what this program has made may be.
+/// The tree will be moved or removed: it must be one that this program made.
 void TakeOverJournal::requireWithin(const fs::path &temporaryDirectory,
                                     const std::vector<JournalEntry> &entries) {
     const auto isWithin = [&](const JournalEntry &entry) {
         const fs::path parent = entry.path.parent_path();
         std::error_code ignored;
-        // Whatever the spelling is under which the directory was configured when the path was written down.
+        // Even if the directory was configured in another spelling when the path was written.
         return Common::isFileName(entry.path.filename()) &&
                (parent == temporaryDirectory || fs::equivalent(parent, temporaryDirectory, ignored));
     };
@@ -334,10 +334,10 @@ void TakeOverJournal::requireWithin(const fs::path &temporaryDirectory,
 }
 
 std::vector<JournalEntry> TakeOverJournal::read(const fs::path &temporaryDirectory) {
-    // It names every file that is on its way, and there is no end to their number.
+    // It names every file on its way, and their number has no bound.
     constexpr std::uintmax_t anyLength = std::numeric_limits<std::uintmax_t>::max();
     std::optional<std::string> content = Common::readIfExists(path(), anyLength);
-    // No journal is no news; one that cannot be read may name the only copies, and raises.
+    // A missing journal is normal. An unreadable one raises: it may name the only copies.
     std::vector<JournalEntry> entries = content ? parse(std::move(*content)) : std::vector<JournalEntry>{};
     requireWithin(temporaryDirectory, entries);
     return entries;
@@ -345,15 +345,15 @@ std::vector<JournalEntry> TakeOverJournal::read(const fs::path &temporaryDirecto
 
 void TakeOverJournal::write(const std::vector<JournalEntry> &entries, const std::vector<JournalEntry> &more) {
     Common::createDirectories(path().parent_path());
-    // In one step, so that a kill leaves the journal before, whose packages are all still on their way.
+    // In one step: a kill leaves the earlier journal, whose packages are all still on their way.
     Common::replaceDurably(path(), format(entries, more));
-    // Its name too must be there when the first package is gone from rpm.
+    // Its name too must be durable before the first package leaves rpm.
     Common::flushFile(path().parent_path());
 }
 
 void TakeOverJournal::remove() {
     Common::removeAll(path());
-    // A journal that came back with the next power cut would only have the next start look once more.
+    // A journal that a power cut restores would only make the next start look again.
     Common::flushFile(path().parent_path());
 }
 

@@ -140,8 +140,8 @@ struct JournalEntry : PackageForMigration {
 /// yet: the file var/lib/kelp/takeover.journal below the root prefix. While it exists, every tree that it
 /// names is complete and on disk. Only targets that a journal on disk names are touched.
 ///
-/// The format, "kelp take-over 2", is a line for each fact, a word and its values; docs/formats.md has it. It
-/// ends in a line "end" with the number of packages, so that a torn file shows.
+/// docs/formats.md has the format, "kelp take-over 2": a line for each fact, a word and its values. It ends
+/// in a line "end" with the number of packages, so that a torn file shows.
 class TakeOverJournal {
 public:
     static std::filesystem::path path();
@@ -151,7 +151,7 @@ public:
     /// directory, and as Common::readIfExists() does for one that cannot be read.
     static std::vector<JournalEntry> read(const std::filesystem::path &temporaryDirectory);
 
-    /// Replaces the journal by the packages of both lists in one step, and has it on disk on return. Raises
+    /// Replaces the journal by the packages of both lists, in one step and durably. Raises
     /// ErrorCode::Filesystem; then the journal before it stands.
     static void write(const std::vector<JournalEntry> &entries, const std::vector<JournalEntry> &more = {});
 

@@ -43,13 +43,13 @@ namespace Tag = Common::Rpm::Tag;
 
 constexpr const char *enabledUnits = "/etc/systemd";
 
-/// Somebody's file at a target is a judgement of the package, and not a failure of the machine.
+/// A foreign file at a target is a judgement on the package, and not a failure of the machine.
 bool isConflict(const std::exception &error) {
     const auto *ours = dynamic_cast<const Error *>(&error);
     return ours && ours->code() == Common::ErrorCategory::make(ErrorCode::FileConflict);
 }
 
-/// What the disk does not tell counts as there: then nothing is given up.
+/// A failed look counts as there: then nothing is given up.
 bool mayBeThere(const fs::path &path) {
     std::error_code ignored;
     return fs::symlink_status(path, ignored).type() != fs::file_type::not_found;
@@ -60,7 +60,8 @@ void logFailure(const std::string &id, const std::exception &error) {
     LogStream(LogLevel::Error) << error;
 }
 
-/// What the machine refuses for good must not hold up a package that rpm has forgotten: it is left and told.
+/// A file that the machine never lets go must not block a package that rpm has forgotten: it is logged and
+/// left.
 template<class Removal>
 void unlessRefused(const Removal &removal) {
     try {
@@ -150,7 +151,7 @@ void TakeOver::settle(std::vector<JournalEntry> entries) {
         try {
             const Header header = headers.at(entry.id);
             if (goesOn(entry, header)) {
-                // Before anything can fail that would take it back.
+                // Known before any failure could roll it back.
                 const bool isWhole =
                     store_->isRecorded(entry.id, targetsOf(entry), generatedDirectories(entry));
                 group.push_back({std::move(entry), header == Header::Same, isWhole});
@@ -171,7 +172,7 @@ void TakeOver::carryOut(std::vector<JournalEntry> entries) {
     carryOut(group);
 }
 
-/// A disk that is not mounted looks as if nothing had been staged.
+/// With an unmounted disk it would seem that nothing was staged.
 void TakeOver::requireDisks(const std::vector<JournalEntry> &entries) const {
     for (const JournalEntry &entry : entries)
         if (markOf(configuration_->databaseDirectory()) != entry.store ||
@@ -199,7 +200,7 @@ TakeOver::headersOf(const std::vector<const JournalEntry *> &entries) const {
         else
             header = Common::Rpm::databaseInstance(reader) == entry.instance ? Header::Same : Header::Again;
     });
-    // A record that cannot be read may be the one that is asked for: it would look gone.
+    // An unreadable record may be the wanted one, which would then seem gone.
     if (walk == Transaction::Walk::Damaged && !(isDamageExpected_ && areReadable(entries)))
         throw Error(ErrorCode::Internal, "The rpm database has records that cannot be read");
     return headers;
@@ -211,7 +212,7 @@ bool TakeOver::areReadable(const std::vector<const JournalEntry *> &entries) con
     });
 }
 
-/// A tree is renamed from the one place to the other, and the staged one is dropped in one step as well.
+/// One rename moves the tree between its places, and one drops the staged tree.
 bool TakeOver::isStaged(const JournalEntry &entry) const {
     return mayBeThere(entry.path);
 }
@@ -224,7 +225,7 @@ TargetExchange TakeOver::exchangeOf(const JournalEntry &entry) {
     return {entry, treeOf(entry), fs::absolute(pathResolver_->currentDirectory(entry.id)), identities_};
 }
 
-/// Puts in order what a killed run has left of a package, and tells whether its take-over goes on.
+/// Puts the remnants of a killed run in order, and tells whether the package's take-over goes on.
 bool TakeOver::goesOn(const JournalEntry &entry, Header header) {
     const fs::path version = pathResolver_->versionDirectory(entry.id, entry.version);
     const StoreEntry::Slot current = StoreEntry(*pathResolver_, entry.id).slot(PackageSlot::Current);
@@ -238,7 +239,7 @@ bool TakeOver::goesOn(const JournalEntry &entry, Header header) {
     }
     exchange.settleNames(isPlaced || header == Header::Gone);
     if (header == Header::Same && !isPlaced) {
-        // Nothing was published, or it was taken back: rpm has the application.
+        // Nothing was published, or it was rolled back: rpm has the application.
         dropTree(entry);
         return false;
     }
@@ -279,7 +280,7 @@ void TakeOver::carryOut(Group &group) {
     conclude();
 }
 
-/// A flush that fails says of none of the packages that it is on disk.
+/// After a failed flush none of the packages counts as durable.
 void TakeOver::flush(Group &group, const std::set<fs::path> &places) {
     if (group.empty())
         return;
@@ -306,11 +307,11 @@ void TakeOver::prepare(Group &group) {
 void TakeOver::publish(Moving &package) {
     const JournalEntry &entry = package.entry;
     TargetExchange exchange = exchangeOf(entry);
-    // With its header gone there is no way back, and what is whole was published before.
+    // Without its header there is no way back, and a whole package was published before.
     const bool mayFail = package.hasHeader && !package.isWhole;
     exchange.publish(mayFail ? TargetExchange::Obstacles::Raise : TargetExchange::Obstacles::PassOver);
-    // Lists that stand while its header is there say that it is whole. Without what is somebody's by now they
-    // would not say so any more, and the next start would take it back.
+    // Lists that stand while the header exists prove that the package is whole. Rewritten without files that
+    // are foreign by now they would not, and the next start would roll it back.
     if (mayFail || !package.hasHeader)
         store_->record(entry.id, exchange.published(), generatedDirectories(entry));
     package.isWhole = true;
@@ -325,10 +326,10 @@ void TakeOver::forget(Group &group) {
         if (package.hasHeader)
             instances.insert(package.entry.instance);
     }
-    // librpm takes several times a header, beside all that staging and publication have used and freed.
+    // Returns the memory that staging and publication have freed: librpm takes several times a header.
     ::malloc_trim(0);
     forgetRecords(*rpm_, instances);
-    // By name as well: what rpm answers to the run says nothing, and a record may have come since.
+    // By name as well: rpm's result proves nothing, and a new record may have appeared.
     const auto headers = headersOf(entries);
     forEach(group, [&](Moving &package) {
         const std::string &id = package.entry.id;
@@ -336,11 +337,11 @@ void TakeOver::forget(Group &group) {
             throw Error(ErrorCode::Internal, "Couldn't erase " + id + " package from the rpm database");
         package.hasHeader = false;
     });
-    // What is cleared cannot be had back: no power cut may bring the header back without it.
+    // Cleared files cannot be restored: no power cut may bring the header back after that.
     flush(group, {Common::Rpm::databaseDirectory()});
 }
 
-/// From here on the store is the only place of the package. Each step is done again after a kill.
+/// From here on only the store has the package. Each step is repeated after a kill.
 void TakeOver::clear(const JournalEntry &entry) {
     addDirectories(entry.targets, written_);
     addDirectories(entry.files, written_);
@@ -351,8 +352,8 @@ void TakeOver::clear(const JournalEntry &entry) {
     noteInstallation(entry);
 }
 
-/// Last, with the packages in their places. One for which it fails stays in the journal, and the next start
-/// goes through all of this again.
+/// Last, with the packages in place. If it fails for one, that stays in the journal, and the next start
+/// repeats all of this.
 void TakeOver::arrive(Group &group) {
     if (!*arrival_ || group.empty())
         return;
@@ -365,8 +366,8 @@ void TakeOver::arrive(Group &group) {
     });
 }
 
-/// Files at which nothing is published: documents, and what no mapping knows. Returns those that are gone,
-/// also those that a killed start removed, whose links it may have left.
+/// Removes files whose places get no published file: documents, and files without a mapping. Returns those
+/// that are gone. Files that a killed start removed count too: their links may remain.
 std::set<std::string> TakeOver::clearFiles(const JournalEntry &entry) {
     std::set<std::size_t> published;
     for (const JournalledTarget target : entry.targets)
@@ -392,7 +393,7 @@ void TakeOver::clearDirectories(const JournalEntry &entry) const {
             unlessRefused([&] { removeIfEmpty(directory.path); });
 }
 
-/// What failed for one package: rpm gets it back, unless it is whole in the store or rpm has forgotten it.
+/// Gives a failed package back to rpm, unless it is whole in the store or rpm has forgotten it.
 void TakeOver::abandon(const Moving &package, const std::exception &error) {
     logFailure(package.entry.id, error);
     if (!isConflict(error))
@@ -411,13 +412,13 @@ void TakeOver::abandon(const Moving &package, const std::exception &error) {
     }
 }
 
-/// With its tree and its place in the journal: the next start tries again.
+/// Keeps its tree and its place in the journal: the next start retries.
 void TakeOver::keep(const JournalEntry &entry) {
     left_.push_back(entry);
 }
 
-/// The targets are on disk before the tree goes. Killed before that, the next start publishes anew; after it,
-/// it finds that rpm has the application.
+/// The targets are on disk before the tree goes. After an earlier kill the next start publishes anew; after a
+/// later one it finds that rpm has the application.
 void TakeOver::takeBack(const JournalEntry &entry) {
     exchangeOf(entry).takeBack();
     removeMadeDirectories(entry);
@@ -425,21 +426,21 @@ void TakeOver::takeBack(const JournalEntry &entry) {
     dropTree(entry);
 }
 
-/// Those that were not there before the publication.
+/// Removes the directories that did not exist before the publication.
 void TakeOver::removeMadeDirectories(const JournalEntry &entry) const {
     for (const JournalledDirectory &directory : deepestFirst(entry.directories))
         if (directory.isAbsent && !rpm_->isOwned(directory.path))
             removeIfEmpty(directory.path);
 }
 
-/// One rename takes all of a package out of the store: by pieces, a crash would leave a remnant that looks
-/// like a package.
+/// One rename takes the whole package out of the store: piece by piece, a crash would leave a remnant that
+/// looks like a package.
 void TakeOver::dropTree(const JournalEntry &entry) const {
     const fs::path package = pathResolver_->packageDirectory(entry.id);
     if (isStaged(entry)) {
         area_->giveUp(entry.path);
         std::error_code ignored;
-        // Made for the tree that did not come.
+        // The directory was made for the tree that did not come.
         fs::remove(package, ignored);
     } else if (mayBeThere(package)) {
         rescueForeign(entry);
@@ -458,7 +459,7 @@ void TakeOver::rescueForeign(const JournalEntry &entry) const {
                                      << area_->rescue(path, entry.id + "-" + path.filename().string());
 }
 
-/// Somebody has used rpm since. rpm's package counts, and the survey finds it again.
+/// rpm has installed the package again since. That one counts, and the survey finds it.
 void TakeOver::giveWayToRpm(const JournalEntry &entry, Header header) {
     exchangeOf(entry).giveBack([&](const std::string &path) { return rpm_->isOwned(path); });
     removeMadeDirectories(entry);
@@ -477,20 +478,20 @@ void TakeOver::noteInstallation(const JournalEntry &entry) {
     const auto keyId = entry.extras.find("certificate.id");
     if (keyId == entry.extras.end())
         LogStream(LogLevel::Warning) << "A record of package installation cannot be saved to the registry: "
-                                     // Misspelt for good: these are the words that are looked for.
+                                     // Misspelt on purpose: people search logs for these words.
                                      << entry.id << " (udefined developer key id)";
     else
         installations_.emplace_back(RegistryEvent::Install, std::time(nullptr), entry.id, keyId->second);
 }
 
-/// One replacement of the registry for the whole group. Killed before it, the next start finds the journal
-/// and notes them all again.
+/// One replacement of the registry for the whole group. After an earlier kill the next start finds the
+/// journal and notes them all again.
 void TakeOver::recordInstallations() {
     if (!installations_.empty() && !Registry().writeRecords(installations_))
         for (const RegistryRecord &record : installations_)
             LogStream(LogLevel::Warning)
                 << "Couldn't add a package installation record to the registry: " << record.packageId();
-    // A registry that cannot be written holds nothing up: the doctor finds what it lacks.
+    // An unwritable registry stops nothing: `kelpctl doctor` finds the missing lines.
     installations_.clear();
 }
 
@@ -505,7 +506,7 @@ std::set<fs::path> TakeOver::ownPlaces() const {
             TakeOverJournal::path().parent_path()};
 }
 
-/// The journal forgets what is whole, and only after it is on disk as a whole.
+/// The journal forgets packages only after they are whole and durable.
 void TakeOver::conclude() {
     recordInstallations();
     written_.merge(ownPlaces());

@@ -55,14 +55,14 @@ public:
     TakeOver(Common::Rpm::Transaction &rpm, TakeOverStore &store, const IDatabasePathResolver &pathResolver,
              const IConfiguration &configuration, const StagingArea &area, const Arrival &arrival);
 
-    /// To be called if some records were unreadable before rpm forgot anything. The next look then checks
-    /// each of its own records.
+    /// Call it if some records were unreadable before rpm forgot anything. The next look then checks each of
+    /// its own records.
     void expectDamage() { isDamageExpected_ = true; }
 
     /// Goes on with the packages of a journal that an earlier run has left; docs/architecture.md has the
-    /// table. Raises ErrorCode::Internal when rpm's database cannot be read as a whole, or when the disks of
-    /// store and temporary directory are not those of the journal: then nothing was done. A failure of one
-    /// package is logged, and noted in failure().
+    /// table. Raises ErrorCode::Internal, and does nothing, when rpm's database cannot be read as a whole, or
+    /// when store and temporary directory are not on the journal's disks. A failure of one package is logged,
+    /// and noted in failure().
     void settle(std::vector<JournalEntry> entries);
 
     /// The steps for packages that were staged just now, and that the journal on disk names. Raises as

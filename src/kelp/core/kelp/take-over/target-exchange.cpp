@@ -40,7 +40,7 @@ MappingMode modeOf(const JournalEntry &entry, const fs::path &tree) {
     return publicationMode(tree, mappings, subgroup.value_or(""));
 }
 
-/// Whether the record had something at the target tells a change from somebody's file.
+/// If rpm had a file at the target, it was changed; otherwise the file there is foreign.
 Error obstacleAt(const JournalledTarget &target) {
     if (target.file)
         return {ErrorCode::Internal, target.path + " changed while it was taken over"};
@@ -80,13 +80,13 @@ bool TargetExchange::isRpms(const struct stat &status, const JournalledTarget &t
     const JournalledFile file = entry_->files[*target.file];
     if (file.identity && identities_->isSame(*file.identity, Common::identityOf(status)))
         return true;
-    // Somebody may have written to it since: it is the same file as long as it is the one in the tree.
+    // It may have been written to since: a file that is linked in the tree is still the same.
     struct stat staged = {};
     return file.isLinked && ::lstat((tree_ / target.source).c_str(), &staged) == 0 &&
            staged.st_dev == status.st_dev && staged.st_ino == status.st_ino;
 }
 
-/// A link of the package that was copied carries no attribute: it has the words of the one in the tree.
+/// A copied link of the package has no attribute, but the text of the one in the tree.
 bool TargetExchange::isOurs(const fs::path &place, bool isLink, const JournalledTarget &target) const {
     const auto leads = findMapping(place);
     return leads && (*leads == source(target) ||
@@ -148,10 +148,10 @@ TargetExchange::Spot TargetExchange::enter(MappingMaker &maker, std::size_t numb
             temporaryName(number)};
 }
 
-/// What stands at a target, before the store's file comes there.
+/// The entry at a target, before the store's file comes there.
 TargetExchange::Occupant TargetExchange::judge(const Spot &spot) const {
     const Occupant found = occupant(spot, spot.name);
-    // A link that leads nowhere is in nobody's way, unless rpm had a file there.
+    // A dangling link may go, unless rpm had a file there.
     const bool isFree = found == Occupant::Somebodys && !spot.target.file &&
                         removeIfBroken(spot.target.path, spot.parent, spot.name);
     return isFree ? Occupant::Nothing : found;
@@ -182,13 +182,13 @@ std::optional<Error> TargetExchange::publishOne(MappingMaker &maker, std::size_t
         spot.parent.removeFile(spot.temporary);
         return obstacleAt(spot.target);
     }
-    // Killed after this, the next start removes what it finds of ours under the temporary name.
+    // After a later kill the next start removes our file under the temporary name.
     if (mode_ == MappingMode::Link || occupant(spot, spot.temporary) != Occupant::Ours)
         maker.makeBeside(source(spot.target), spot.target.path, spot.temporary);
     return bringIn(spot, found == Occupant::Nothing);
 }
 
-/// What came out is looked at: between the look and the exchange anybody may have put a file there.
+/// Checks the file that came out: another may have appeared between the look and the exchange.
 std::optional<Error> TargetExchange::bringIn(const Spot &spot, bool isFree) const {
     if (isFree) {
         if (spot.parent.move(spot.temporary, spot.parent, spot.name))
@@ -214,7 +214,7 @@ void TargetExchange::giveBack(const std::function<bool(const std::string &path)>
     forEachTarget([&](const Spot &spot) { returnOne(spot, isListed(spot.target.path)); });
 }
 
-/// Each step leaves rpm's file or ours at the target. A kill has the next start do it again.
+/// Each step leaves rpm's file or ours at the target. After a kill the next start repeats it.
 void TargetExchange::returnOne(const Spot &spot, bool isListed) const {
     settleName(spot, true);
     if (occupant(spot, spot.name) != Occupant::Ours)
@@ -229,7 +229,7 @@ void TargetExchange::returnOne(const Spot &spot, bool isListed) const {
     spot.parent.removeFile(spot.temporary);
 }
 
-/// Should somebody have put a file there once more, that one stays.
+/// If another file has appeared there again, that one stays.
 void TargetExchange::exchangeBack(const Spot &spot) const {
     if (!spot.parent.exchange(spot.temporary, spot.name))
         throw Error(ErrorCode::Filesystem, "Couldn't exchange " + spot.target.path);
@@ -239,8 +239,8 @@ void TargetExchange::exchangeBack(const Spot &spot) const {
     throw obstacleAt(spot.target);
 }
 
-/// A file of rpm's that is gone, out of the tree, which holds it or its copy. On disk before it is exchanged:
-/// a target must not lose its content to a power cut.
+/// Restores a missing file of rpm's from the tree, which has it or its copy. Flushed before the exchange: a
+/// target must not lose its content to a power cut.
 void TargetExchange::makeFromTree(const Spot &spot) const {
     const fs::path staged = tree_ / spot.target.source;
     if (!Common::isSymlink(staged)) {
@@ -248,7 +248,7 @@ void TargetExchange::makeFromTree(const Spot &spot) const {
         return;
     }
     fs::path text = Common::readSymlink(staged);
-    // A link that was made to lead into the version leads to what is published of that by now.
+    // A link into the version is made to lead to the published file instead.
     for (const JournalledTarget other : entry_->targets)
         if (text.is_absolute() && text.native().ends_with("/" + entry_->version + "/" + other.source))
             text = other.path;
@@ -260,7 +260,8 @@ void TargetExchange::settleNames(bool keepsRpms) {
 }
 
 void TargetExchange::settleName(const Spot &spot, bool keepsRpms) const {
-    // Of a copy that was killed. Looked for first: on a read-only disk even that removal fails.
+    // A killed copy left it. Looked for first: on a read-only disk the removal fails even when nothing is
+    // there.
     if (occupant(spot, Common::unfinishedCopyName) != Occupant::Nothing)
         spot.parent.removeFile(Common::unfinishedCopyName);
     const Occupant beside = occupant(spot, spot.temporary);
@@ -272,7 +273,7 @@ void TargetExchange::settleName(const Spot &spot, bool keepsRpms) const {
     else if (beside == Occupant::Rpms && found == Occupant::Ours && keepsRpms)
         return;
     else if (beside != Occupant::Ours && found == Occupant::Ours)
-        // Killed between an exchange and the look at what came out.
+        // A kill came between an exchange and the check of the file that came out.
         exchangeBack(spot);
     spot.parent.removeFile(spot.temporary);
 }
