@@ -38,7 +38,7 @@ void transferAll(std::size_t size, const std::string &name, const Transfer &tran
     }
 }
 
-/// Each is a text of its own, and a finding maybe.
+/// Each becomes a text of its own, and maybe a finding.
 constexpr std::ptrdiff_t mostElements = 200'000;
 
 bool isBearable(const std::string &text) {
@@ -46,8 +46,8 @@ bool isBearable(const std::string &text) {
            !isNameFlood(text);
 }
 
-/// Whether a reader of key files refuses the text. The platform's own answers for a file that it could not
-/// read as for one that it refuses.
+/// Whether a reader of key files refuses the text. The platform's own reader gives the same answer for a file
+/// that it could not read.
 bool isRefused(const std::string &text) {
     const std::unique_ptr<GKeyFile, decltype(&g_key_file_unref)> file(g_key_file_new(), g_key_file_unref);
     return g_key_file_load_from_data(file.get(), text.data(), text.size(), G_KEY_FILE_KEEP_TRANSLATIONS,
@@ -55,7 +55,7 @@ bool isRefused(const std::string &text) {
            g_key_file_has_group(file.get(), "Desktop Entry") == 0;
 }
 
-/// What the platform's reader finds at `path`, where the text lies.
+/// Gives `path`, which holds the text, to the platform's reader.
 std::optional<ManifestEntry> parse(const std::string &path, const std::string &text,
                                    const std::string &name) {
     auto entry = ManifestEntry::fromFilename(path);
@@ -67,14 +67,14 @@ std::optional<ManifestEntry> parse(const std::string &path, const std::string &t
 } // namespace
 
 std::optional<std::string> readDesktopText(const std::string &path) {
-    // Not to wait for the writer of a pipe.
+    // O_NONBLOCK: does not wait for the writer of a pipe.
     const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (file.get() < 0 && errno == ENOENT)
         return std::nullopt;
     struct stat status {};
     if (file.get() < 0 || ::fstat(file.get(), &status) != 0)
         raiseUnreadable(path, errno);
-    // Looked at first: a sparse file claims what no memory holds.
+    // Checked before the read: a sparse file can claim more than fits in memory.
     if (!S_ISREG(status.st_mode) || static_cast<std::uintmax_t>(status.st_size) > maximumDesktopFileSize)
         return std::nullopt;
     std::string text(static_cast<std::size_t>(status.st_size), '\0');
@@ -84,7 +84,7 @@ std::optional<std::string> readDesktopText(const std::string &path) {
 }
 
 std::optional<ManifestEntry> readDesktopFile(const std::string &path) {
-    // In front of the reader: what its tables cost is spent while it reads.
+    // Checked before the reader runs: its tables cost memory while it reads.
     const auto text = readDesktopText(path);
     return text ? parse(path, *text, path) : std::nullopt;
 }
@@ -92,7 +92,7 @@ std::optional<ManifestEntry> readDesktopFile(const std::string &path) {
 std::optional<ManifestEntry> parseDesktopText(const std::string &text, const std::string &name) {
     if (!isBearable(text))
         return std::nullopt;
-    // The reader wants a file: one that has no name and is gone when closed.
+    // The reader needs a file: this one has no name and vanishes when closed.
     const FileDescriptor file(::memfd_create("desktop", MFD_CLOEXEC));
     if (file.get() < 0)
         raiseUnreadable(name, errno);

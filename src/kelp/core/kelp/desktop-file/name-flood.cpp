@@ -11,7 +11,7 @@ namespace {
 
 using namespace std::string_view_literals;
 
-/// Names that nobody has chosen to collide hold no more than a handful of one hash.
+/// Of names that were not made to collide, only a handful share a hash.
 constexpr std::ptrdiff_t maximumOfOneHash = 64;
 
 /// Fifty times what desktop files in all languages have. The reader takes some seven hundred bytes for each.
@@ -21,11 +21,11 @@ constexpr std::string_view blanks = " \t\r\v\f";
 /// A zero ends the reader's texts as well.
 constexpr auto endsOfName = "=]\0"sv;
 
-/// What g_str_hash() makes of the name.
+/// The hash of g_str_hash().
 std::uint32_t hashOf(std::string_view name) {
     std::uint32_t hash = 5381;
     for (const char c : name)
-        // The reader takes bytes as signed, also where char is not.
+        // The reader takes bytes as signed, even where char is unsigned.
         hash = hash * 33 + static_cast<std::uint32_t>(static_cast<signed char>(c));
     return hash;
 }
@@ -41,7 +41,7 @@ std::string_view nameIn(std::string_view line) {
 
 using HashedName = std::pair<std::uint32_t, std::string_view>;
 
-/// One entry for each line that names something, up to one more than is bearable.
+/// One entry for each line with a name, up to one above the limit.
 std::vector<HashedName> namesIn(std::string_view text) {
     std::vector<HashedName> names;
     while (!text.empty() && names.size() <= maximumNames) {
@@ -61,7 +61,7 @@ bool isNameFlood(std::string_view text) {
     if (names.size() > maximumNames)
         return true;
     std::ranges::sort(names);
-    // A name that comes again is no further entry of the reader's tables.
+    // A repeated name is no new entry in the reader's tables.
     names.erase(std::unique(names.begin(), names.end()), names.end());
     for (auto first = names.begin(); first != names.end();) {
         const auto last = std::find_if(first, names.end(),

@@ -38,20 +38,20 @@ std::string failureAt(const std::string &source, const std::string &target) {
     return "Couldn't create mapping: " + source + " -> " + target;
 }
 
-/// A relative target counts from the mapping's own directory: counted from the working directory, a healthy
-/// link of the system such as "sh -> dash" would look broken and be lost.
+/// A relative target counts from the mapping's own directory: from the working directory, a healthy link such
+/// as "sh -> dash" would look broken and be lost.
 bool isBroken(const fs::path &mapping) {
     return isMapping(mapping) && !Common::exists(mapping.parent_path() / mappingTarget(mapping));
 }
 
-/// A copy has its attribute before it has its name: one without would be nobody's, and stay for good.
+/// A copy gets its attribute before its name: one without the attribute would stay for good.
 void copyAsMapping(const fs::path &source, const Directory &parent, const std::string &name) {
     Common::copyInOneStep(source, parent, name, [&](const fs::path &copy) {
         Common::setExtendedAttribute(copy, targetAttribute, source.string());
     });
 }
 
-/// Nothing is there, as a rule: told by one look, and by no exception.
+/// Usually nothing is there: one look tells, without an exception.
 bool isPlainlyFree(const fs::path &place) {
     std::error_code ignored;
     return fs::symlink_status(place, ignored).type() == fs::file_type::not_found;
@@ -61,7 +61,7 @@ bool isLinkToDirectory(const fs::path &path) {
     return Common::isSymlink(path) && Common::isDirectory(path);
 }
 
-/// Of two texts.
+/// Compares the texts.
 bool isIn(const std::string &directory, const std::string &path) {
     return path.rfind('/') == directory.size() && path.starts_with(directory);
 }
@@ -73,7 +73,7 @@ fs::path mappingTarget(const fs::path &path) {
         return Common::isSymlink(path) ? Common::readSymlink(path)
                                        : fs::path(Common::extendedAttribute(path, targetAttribute));
     } catch (const std::exception &) {
-        // Misspelt, and kept so for whoever looks for it.
+        // Misspelt on purpose: people search logs for it.
         throw Error(ErrorCode::Internal, "Coulnd't retrieve target of " + path.string() + " mapping");
     }
 }
@@ -84,12 +84,12 @@ namespace {
 std::optional<fs::path> findMappingAt(const fs::path &path, const fs::path &name) {
     std::array<char, PATH_MAX> text;
     ssize_t size = ::readlink(path.c_str(), text.data(), text.size());
-    // EINVAL tells of something else than a link.
+    // EINVAL means that it is not a link.
     if (size < 0 && errno == EINVAL)
         size = ::lgetxattr(path.c_str(), targetAttribute, text.data(), text.size());
     if (size >= 0)
         return std::string(text.data(), static_cast<std::size_t>(size));
-    // The attribute of something else may be longer than any path.
+    // A foreign attribute may be longer than any path.
     constexpr std::array absences = {ENOENT, ENOTDIR, ENODATA, EOPNOTSUPP, ERANGE};
     if (std::ranges::find(absences, errno) != absences.end())
         return std::nullopt;
@@ -106,7 +106,7 @@ std::optional<fs::path> findMapping(const Directory &directory, const std::strin
     return findMappingAt(directory.reach(name), directory.path() / name);
 }
 
-/// Any link is one, whoever made it: for what must be the package's own there is isMappingOf().
+/// Any link counts, also a foreign one: isMappingOf() tells whether it is the package's own.
 bool isMapping(const fs::path &path) {
     try {
         mappingTarget(path);
@@ -173,7 +173,7 @@ void MappingMaker::make(const fs::path &source, const fs::path &target) {
 }
 
 void MappingMaker::makeBeside(const std::string &source, const std::string &target, const std::string &name) {
-    // What has the name by now fails the making itself.
+    // If the name is taken by now, the creation itself fails.
     static_cast<void>(enter(source, target));
     create(source, target, name);
 }

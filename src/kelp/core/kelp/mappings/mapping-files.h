@@ -60,7 +60,7 @@ public:
 
     void make(const std::filesystem::path &source, const std::filesystem::path &target);
 
-    /// The directory of `target`, held open. Made where it is missing, as make() does. Raises as that.
+    /// The directory of `target`, held open. Makes it if it is missing, as make() does. Raises as that.
     const Common::Directory &enter(const std::string &source, const std::string &target);
 
     /// Makes the mapping under another name beside `target`, from where one rename brings it there. Raises

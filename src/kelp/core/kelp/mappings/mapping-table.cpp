@@ -20,8 +20,7 @@ struct Rule {
 constexpr bool perPackage = true;
 constexpr bool shared = false;
 
-/// Where copies are required links do not do, and one file below such a row makes copies of the whole
-/// package.
+/// One file below a row that requires copies makes the whole package published by copies.
 constexpr Rule rules[] = {
     {"bin", "usr/bin/", shared, 0, 0},
     {"connman/plugin", "usr/lib/connman/plugins-vpn/", shared, 1, 0},
@@ -75,7 +74,7 @@ void appendOrganisationRow(std::vector<Mapping> &mappings, const std::string &pr
 
 void appendLib64Variants(std::vector<Mapping> &mappings) {
     const std::size_t count = mappings.size();
-    // At once: the row that is referred to below would not outlive a move of the vector.
+    // Reserved once: the reference to a row below must stay valid.
     mappings.reserve(2 * count);
     for (std::size_t i = 0; i < count; ++i) {
         const Mapping &row = mappings[i];
@@ -101,7 +100,7 @@ std::vector<Mapping> buildMappings(const std::string &id, const std::string &key
     if (!organisation.empty() && !application.empty())
         mappings.emplace_back("common", prefix + "usr/share/common/" + organisation + "/" + application + "/",
                               0, 1);
-    // Images with 64 bits have rpms with either directory; the store publishes in one.
+    // 64-bit images have rpms with either directory; the store publishes in one.
     if (rooted == Rooted::No)
         appendLib64Variants(mappings);
     return mappings;
@@ -115,8 +114,7 @@ std::filesystem::path packagePathOf(const std::string &systemPath, const std::ve
             return mapping.source();
         if (!systemPath.starts_with(target))
             continue;
-        // A remainder with a root of its own, as in "/usr/bin//x", would replace the source instead of
-        // following it.
+        // An absolute remainder, as in "/usr/bin//x", would replace the source instead of following it.
         const std::size_t remainder = systemPath.find_first_not_of('/', target.size());
         return mapping.source() + "/" + systemPath.substr(std::min(remainder, systemPath.size()));
     }

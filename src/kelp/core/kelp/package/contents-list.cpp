@@ -8,7 +8,7 @@
 #include <sstream>
 #include <string_view>
 
-// The look at a version's tree, in the words of its list.
+// The walk over a version's tree, in the words of its list.
 
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/files/file-descriptor.h"
@@ -41,7 +41,7 @@ struct CloseStream {
     void operator()(DIR *stream) const { ::closedir(stream); }
 };
 
-/// By descriptors: a directory of the tree may have come into somebody else's hands.
+/// By descriptors: a directory of the tree may have another owner by now.
 class TreeLook {
 public:
     TreeLook(const fs::path &version, const MissedContents &missed, const ContentsVisit &visit) :
@@ -71,7 +71,7 @@ private:
                                                                            : ::fdopendir(directory.get()));
         if (!stream)
             raise("Couldn't read directory: ", path);
-        // The stream owns it from now on.
+        // The stream owns the descriptor from now on.
         const int place = directory.release();
         for (const std::string &entry : namesIn(stream.get(), path))
             if (std::string below = path.empty() ? entry : path + '/' + entry; !isStoreOwn(below))
@@ -84,7 +84,7 @@ private:
         while (const dirent *entry = ::readdir(stream))
             if (const std::string name = entry->d_name; name != "." && name != "..")
                 names.push_back(name);
-        // The end is told as a failure is, but for that.
+        // Only errno tells the end from a failure.
         if (errno != 0)
             raise("Couldn't read directory: ", path);
         std::ranges::sort(names);
@@ -135,7 +135,7 @@ private:
 } // namespace
 
 bool carriesId(const fs::path &file, const std::string &id) {
-    // One more than it may have, so that a longer one is another.
+    // One byte more than the id, so that a longer value differs.
     std::string value(id.size() + 1, '\0');
     const ssize_t size = ::lgetxattr(file.c_str(), applicationIdAttribute, value.data(), value.size());
     return size >= 0 && std::string_view(value).substr(0, static_cast<std::size_t>(size)) == id;
@@ -191,7 +191,7 @@ void formatEntry(std::ostream &lines, const ContentsEntry &entry) {
     lines << ' ' << Common::escapeLine(entry.path) << '\n';
 }
 
-/// The words of one line, with what was wrong among them.
+/// The words of one line; remembers whether one was wrong.
 class Words {
 public:
     explicit Words(std::string_view line) : rest_(line) {}
@@ -230,7 +230,7 @@ bool parseFlags(std::string_view word, ContentsEntry &entry) {
     return isWhole;
 }
 
-/// Whoever goes by the list acts as root on what it names.
+/// Root acts on the paths of the list: they must not lead out.
 bool isWithin(const std::string &path) {
     for (std::size_t begin = 0; begin <= path.size();) {
         const std::size_t end = std::min(path.find('/', begin), path.size());
@@ -273,7 +273,7 @@ std::optional<ContentsEntry> parseEntry(std::string_view line) {
                : std::nullopt;
 }
 
-/// Takes the first line off a text; nothing when no line is ended in it.
+/// Takes the first line off a text; nothing when it has no complete line.
 std::optional<std::string_view> takeLine(std::string_view &text) {
     const std::size_t end = text.find('\n');
     if (end == std::string_view::npos)

@@ -84,8 +84,7 @@ bool isStoreOwn(const std::string &path);
 /// error, ErrorCode::Filesystem "Couldn't read directory: PATH" or "Couldn't look at PATH".
 using MissedContents = std::function<void(const std::string &path, const Common::Error &error)>;
 
-/// Sees each entry, by the name that it has in an open directory, may fill in what it finds there, and take
-/// the entry.
+/// Visits each entry, by its name in an open directory. May fill in values, and take the entry.
 using ContentsVisit = std::function<void(ContentsEntry &entry, int directory, const std::string &name)>;
 
 /// The entries of a version's tree, in byte order of the paths' names. Without `visit` no digest is computed,

@@ -10,7 +10,7 @@ namespace Core::KELP {
 
 namespace {
 
-/// Versions on all machines have files of these names: under another name, what they say is lost.
+/// Versions on all machines have files of these names: renamed here, those would be lost.
 constexpr const char *symlinkList = "symlink.list";
 constexpr const char *generatedDirList = "generated.dir.list";
 constexpr const char *descriptor = "velura.pkg";
@@ -44,7 +44,7 @@ fs::path DatabasePathResolver::nextDirectory(const std::string &id) const {
 }
 
 fs::path DatabasePathResolver::versionDirectory(const std::string &id, const std::string &version) const {
-    // Both are names of one component: whoever lets a package in has seen to it (Common::isFileName()).
+    // Both are single components: packages are let in only with such names (Common::isFileName()).
     return packageDirectory(id) / version;
 }
 

@@ -8,7 +8,7 @@ class IConfiguration;
 
 namespace Core::KELP {
 
-/// The paths below the configured database directory, which is asked for at each call. Composite paths are
+/// The paths below the configured database directory, which is read at each call. Composite paths are
 /// computed through the virtual operations, so that a derived resolver that changes one changes all that
 /// build on it.
 class DatabasePathResolver : public IDatabasePathResolver {

@@ -21,8 +21,8 @@ using Common::Durability;
 using Common::Error;
 using Common::ErrorCode;
 
-/// No value that a package has chosen holds a line feed, which would write lines of its own: ids, versions
-/// and names are checked where they are read (Common::isFileName()).
+/// No value of a package holds a line feed, which would add lines: ids, versions and names are checked when
+/// they are read (Common::isFileName()).
 ptree descriptorTree(const PackageStaging &staging, const PackageInformation &extras) {
     ptree tree;
     tree.put("general.id", staging.id);
@@ -42,7 +42,7 @@ std::string descriptorText(const PackageStaging &staging, const PackageInformati
     return std::move(content).str();
 }
 
-/// A file of the package may stand there, of any size, or a link to anything.
+/// The package may have put a file of any size there, or a link to anything.
 bool holds(const fs::path &path, const std::string &text) {
     return fs::is_regular_file(fs::symlink_status(path)) && fs::file_size(path) == text.size() &&
            Common::readIfExists(path) == text;
@@ -64,7 +64,7 @@ ptree parse(const fs::path &path, const std::string &content) {
         boost::property_tree::read_ini(stream, tree);
         return tree;
     } catch (const boost::property_tree::ini_parser_error &) {
-        // The text is at fault. Anything else that fails here says nothing of the package.
+        // The text is at fault. Any other failure here says nothing about the package.
         throw Error(ErrorCode::Internal, "Couldn't parse velura.pkg file: " + path.string());
     }
 }
@@ -89,7 +89,7 @@ void ensureDescriptor(const fs::path &path, const PackageStaging &staging, const
                       Durability durability) {
     orRaiseReason([&] {
         const std::string text = descriptorText(staging, extras);
-        // One that is on disk stays so, and a full disk is asked for nothing.
+        // A correct descriptor stays durable, and needs no room on a full disk.
         if (!holds(path, text))
             Common::replaceFile(path, text, durability);
     });
@@ -98,7 +98,7 @@ void ensureDescriptor(const fs::path &path, const PackageStaging &staging, const
 PackageInformation readDescriptor(const fs::path &path) {
     const auto content = Common::readIfExists(path);
     if (!content)
-        // Internal, here and below, has the store clean the package up; what readIfExists() raises has not.
+        // Internal, here and below, makes the store remove the package; readIfExists()'s error does not.
         throw Error(ErrorCode::Internal, "Couldn't find velura.pkg file: " + path.string());
     PackageInformation information = flatten(parse(path, *content));
     for (const char *key : requiredDescriptorKeys)

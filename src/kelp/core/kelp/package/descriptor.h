@@ -18,7 +18,7 @@ inline constexpr std::array requiredDescriptorKeys = {"general.id", "general.ver
 /// Writes the descriptor of a version, an ini file with the sections [general], [certificate] and
 /// [prev_key_ids], as Common::replaceFile() does. `extras` are further values with keys "section.key". The
 /// names of organisation and application are written together or not at all. Raises ErrorCode::Filesystem,
-/// "Couldn't create velura.pkg file: " and the reason, and then leaves what was at `path`.
+/// "Couldn't create velura.pkg file: " and the reason; then `path` is unchanged.
 void writeDescriptor(const std::filesystem::path &path, const PackageStaging &staging,
                      const PackageInformation &extras, Common::Durability durability);
 

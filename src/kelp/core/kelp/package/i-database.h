@@ -9,73 +9,72 @@ namespace Core::KELP {
 
 struct PackageStaging;
 
-/// The package store. docs/formats.md tells what it keeps on disk. A package is installed exactly when its
-/// link `current` leads to a version of its own (StoreEntry). Every change of state is the rename of a link,
-/// so a crash leaves the old state or the new one. All failures are Common::Error; the codes named here are
-/// those of Common::ErrorCode.
+/// The package store; docs/formats.md has its files. A package is installed exactly when its link `current`
+/// leads to a version of its own (StoreEntry). Every change of state is the rename of a link, so a crash
+/// leaves the old state or the new one. All failures are Common::Error; the codes named here are those of
+/// Common::ErrorCode.
 class IDatabase {
 public:
     virtual ~IDatabase() = default;
 
-    /// Takes a version of a package over that is not installed, and publishes its files. `extras` are further
+    /// Installs a version of a package that is not installed, and publishes its files. `extras` are further
     /// values for the descriptor, with keys "section.key". Raises Internal for an id that is installed, and
     /// leaves it as it was. A failure after the version became current removes the package; after an earlier
     /// one the package's directory may stay, and the package is not installed.
     virtual void install(const PackageStaging &staging, const PackageInformation &extras) = 0;
 
-    /// Puts a version in place, to be made current by completeUpdate(). A failure leaves the current version
-    /// alone and removes all others. Raises FileConflict where a foreign entry is in the way: a link or a
-    /// file for the package's directory, a directory of the version, or one of the three links.
+    /// Puts a version in place for completeUpdate(). A failure leaves the current version alone and removes
+    /// all others. Raises FileConflict where a foreign entry is in the way: a link or a file for the
+    /// package's directory, a directory of the version, or one of the three links.
     virtual void prepareUpdate(const PackageStaging &staging, const PackageInformation &extras) = 0;
 
-    /// Makes the prepared version current: takes back the files that the old one published, publishes those
-    /// of the new one and removes the old one. Raises Internal when nothing is prepared, FileConflict as
-    /// prepareUpdate() and CorruptedInstalledPackage where the prepared version has not its own descriptor;
+    /// Makes the prepared version current: removes the published files of the old one, publishes those of the
+    /// new one and removes the old one. Raises Internal when nothing is prepared, FileConflict as
+    /// prepareUpdate() and CorruptedInstalledPackage when the prepared version lacks its own descriptor;
     /// these change nothing. After any other failure the old version is current again, and published as far
     /// as the disk allows. If it cannot come back for another reason, the package is removed.
     virtual void completeUpdate(const std::string &id) = 0;
 
-    /// Takes back what the package has published and removes all of its versions; what else lies in its
-    /// directory stays. Raises PackageNotExist for an id that is not installed, FileConflict for one whose
-    /// directory is a link, and Filesystem when something cannot be removed. Its published files are gone by
-    /// then; once its descriptor is gone too, the next look at the package removes the rest.
+    /// Removes the package's published files and all of its versions. Foreign entries of its directory stay.
+    /// Raises PackageNotExist for an id that is not installed, FileConflict for one whose directory is a
+    /// link, and Filesystem when something cannot be removed. Its published files are gone by then; once its
+    /// descriptor is gone too, the next look at the package removes the rest.
     virtual void remove(const std::string &id) = 0;
 
     /// The descriptor of the version of record: the prepared version, or else the current one. A prepared
     /// version whose descriptor is absent or malformed is dropped. Raises PackageNotExist for an id that is
-    /// not installed, and CorruptedInstalledPackage when the descriptor is absent or malformed, which removes
-    /// a package that the registry has as installed, and when it cannot be read for another reason or is that
-    /// of another id or version, which changes nothing.
+    /// not installed, and CorruptedInstalledPackage without a usable descriptor. If that is absent or
+    /// malformed, a package that the registry has as installed is removed. If it cannot be read for another
+    /// reason, or is of another id or version, nothing changes.
     virtual PackageInformation packageInfo(const std::string &id) = 0;
 
-    /// packageInfo() of every package, without those for which it fails, which are logged. In no defined
-    /// order.
+    /// packageInfo() of every package, in no defined order. Failures are logged and left out.
     virtual std::vector<PackageInformation> packages() = 0;
 
     /// Raises Filesystem when the look fails, as hasPendingUpdate() does.
     virtual bool isInstalled(const std::string &id) = 0;
     virtual bool isVersionInstalled(const std::string &id, const std::string &version) = 0;
 
-    /// Whether `version` stands after the version of record in rpm's order. False when either cannot be
+    /// Whether `version` is newer than the version of record in rpm's order. False when either cannot be
     /// read.
     virtual bool isNewerThanInstalled(const std::string &id, const std::string &version) = 0;
 
     virtual bool hasPendingUpdate(const std::string &id) = 0;
 
-    /// Takes over the applications that the rpm database holds: copies their files, has rpm erase them,
-    /// installs the copies and records that in the registry. Packages without a developer certificate, and
-    /// those of system developers, stay in rpm. Whatever fails for one package is logged, and the others go
-    /// on. Raises when the signature database or the rpm database cannot be used, or when the copies cannot
-    /// be brought to disk, cannot be moved into the store or leave it no space; rpm has then erased nothing.
+    /// Takes over the applications of the rpm database: stages their files, makes rpm forget them, installs
+    /// the trees and records that in the registry. Packages without a developer certificate, and those of
+    /// system developers, stay in rpm. A failure at one package is logged, and the others go on. Raises when
+    /// the signature database or the rpm database cannot be used, when the copies cannot be flushed or moved
+    /// into the store, or leave it no space. Then rpm has erased nothing.
     virtual void migrateRpmPackages() = 0;
 
     /// Removes from a package's directory the links `next` and `prev` and all versions of its own but the one
     /// that `current` names. Failures are logged.
     virtual void cleanupVersionsExceptCurrent(const std::string &id) = 0;
 
-    /// Takes back what the current version has published. A listed file that is no mapping any more stays.
-    /// Failures are logged; what could not be taken back is noted on disk, and raises when that fails. Also
-    /// raises when the machine fails to tell what is published.
+    /// Removes the published files of the current version. A listed file that is no mapping any more stays.
+    /// Failures are logged. Files that could not be removed are noted on disk; raises when that fails. Also
+    /// raises when the published files cannot be determined.
     virtual void tryRemoveMappingsUsingCurrentDirectory(const std::string &id) = 0;
 };
 

@@ -26,7 +26,7 @@ namespace {
 using Common::Error;
 using Common::ErrorCode;
 
-/// A failed look must not let the stamp be made without the file.
+/// A failed look must raise: otherwise the stamp would be made without the file.
 bool isOldFileThere(const fs::path &path) {
     std::error_code error;
     const fs::file_type type = fs::status(path, error).type();
@@ -37,7 +37,7 @@ bool isOldFileThere(const fs::path &path) {
 }
 
 std::string readOldFile(const fs::path &path) {
-    // Not to wait for the writer of a pipe.
+    // O_NONBLOCK: does not wait for the writer of a pipe.
     const Common::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (file.get() < 0)
         throw Error(ErrorCode::Filesystem, "Failed to open resource integrityd file", errno);
@@ -59,7 +59,7 @@ void writeResource(const fs::path &path, const std::string &content) {
     stream << content << std::flush;
     if (!stream)
         throw Error(ErrorCode::Filesystem, "Failed to create resource integrityd file");
-    // The stamp of the migration must not survive a power cut that the content does not.
+    // Otherwise the migration's stamp could survive a power cut that undoes the content.
     Common::flushFile(path);
 }
 
@@ -81,7 +81,7 @@ std::optional<std::string> integrityResourceText(const PackageInformation &infor
         return std::nullopt;
     std::string content = readOldFile(source);
     const std::string shared = "/usr/share/common/" + information.at("general.orgname") + "/";
-    // Always from the old file, which stays: done twice to one text, it would put the key in twice.
+    // Always from the old file, which stays: a second replacement in one text would add the key twice.
     boost::algorithm::replace_all(content, shared, shared + information.at("certificate.id") + "/");
     return content;
 }

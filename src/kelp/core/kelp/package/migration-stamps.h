@@ -9,7 +9,7 @@ namespace Core::KELP {
 struct MigrationStamp {
     const char *name;
     const char *path;
-    const char *pending = nullptr; ///< A file that says that there is something to go on with all the same.
+    const char *pending = nullptr; ///< A file that says that work is left despite the stamp.
 };
 
 inline constexpr MigrationStamp rpmToStoreStamp = {"rpm_to_kelp", "var/lib/kelp/.migration_done",

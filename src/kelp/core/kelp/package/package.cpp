@@ -20,13 +20,13 @@ public:
         Package(std::move(id), std::move(version), {}, std::move(developer), {}, std::move(orgName),
                 std::move(appName)) {}
 
-    /// There is no file to unpack: the package only tells whose the installed one is.
+    /// Has no file to unpack: the package only has the identity of the installed one.
     PackageStaging extract(const std::filesystem::path &, const std::filesystem::path &) const override {
         throw Common::Error(Common::ErrorCode::Internal, "Unimplemented in EmergencyPackage");
     }
 };
 
-/// Ordered by key as text, as the map is: "prev_key_ids.10" stands before "prev_key_ids.2".
+/// Ordered by the keys' texts, like the map: "prev_key_ids.10" before "prev_key_ids.2".
 std::vector<std::string> previousKeyIds(const PackageInformation &information) {
     std::vector<std::string> ids;
     for (const auto &[key, value] : information)

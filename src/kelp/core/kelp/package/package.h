@@ -24,8 +24,8 @@ struct PackageStaging;
 /// by std::shared_ptr made with the concrete type.
 class Package {
 public:
-    /// Stages the package's files in the directory `destination` and returns what the store needs to take
-    /// them over. `versionDirectory` is where they will lie then; links are made to point there.
+    /// Stages the package's files in the directory `destination`, and returns the values for the store.
+    /// `versionDirectory` is their later place; links point there.
     virtual PackageStaging extract(const std::filesystem::path &destination,
                                    const std::filesystem::path &versionDirectory) const = 0;
 

@@ -36,7 +36,7 @@ std::vector<std::string> readPathList(const fs::path &file) {
         if (auto content = Common::readIfExists(file))
             return pathsIn(std::move(*content));
     } catch (const Common::Error &) {
-        // As an absent one: nothing to go by, nothing to remove.
+        // Treated as absent: then nothing is removed.
     }
     logUnreadable(file);
     return {};

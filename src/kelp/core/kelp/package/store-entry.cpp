@@ -34,7 +34,7 @@ constexpr std::array<std::string_view, 6> passedOver = {"current",  "next",     
     throw Error(ErrorCode::Filesystem, "Couldn't look at " + path.string(), reason);
 }
 
-/// A file in place of a directory on the way proves it as well.
+/// A file in place of a directory on the way proves absence too.
 bool provesAbsence(int reason) {
     return reason == ENOENT || reason == ENOTDIR;
 }
@@ -99,7 +99,7 @@ StoreEntry::Slot StoreEntry::slot(PackageSlot slot) const {
     return {Lead::Elsewhere, {}};
 }
 
-/// As a rule it is the one that the text names, but the words alone say nothing.
+/// Usually it is the version that the text names, but the text alone proves nothing.
 StoreEntry::Slot StoreEntry::leadTo(const std::pair<dev_t, ino_t> &target, const std::string &name) const {
     const auto isTarget = [&](const std::string &other) {
         return directoryAt(directory() / other) == target;
@@ -171,7 +171,7 @@ bool StoreEntry::isNamedByDescriptor() const {
             failure = found.failure;
         return valueOf(found.information, "general.id") == id_;
     };
-    // As a rule the current one does, and the others need not be read.
+    // Usually the current one does, and the others need not be read.
     const Slot current = slot(PackageSlot::Current);
     if ((current.counts() && namesIt(current.version)) || std::ranges::any_of(names(), namesIt))
         return true;

@@ -12,8 +12,8 @@
 
 namespace Core::KELP {
 
-/// Whose is a name in the store's directory, and whose are the names in it? It goes by the disk alone, and
-/// reads no records. Nothing is changed.
+/// The owner of a name in the store's directory, and of the names in it. Goes by the disk alone, reads no
+/// records, and changes nothing.
 ///
 ///     DATABASE/ID            a package can only be a real directory. The machine's owner may have moved a
 ///                            package and put a link in its place: it is read through the link, never
@@ -25,8 +25,8 @@ namespace Core::KELP {
 ///                            that holds a descriptor of just this id and version, or that a note or journal
 ///                            names as under way. Anything else is foreign, and is never moved or removed.
 ///
-/// Each operation looks anew. A look that fails is no absence: it raises ErrorCode::Filesystem "Couldn't look
-/// at PATH".
+/// Each operation looks anew. A failed look is no absence: it raises ErrorCode::Filesystem "Couldn't look at
+/// PATH".
 class StoreEntry {
 public:
     enum class Kind { Absent, Directory, Link, Other };
@@ -35,7 +35,7 @@ public:
     enum class Lead {
         Absent,
         Version,   ///< A link to a version of this package: the only one that counts.
-        Nowhere,   ///< A link the target of which is gone. It counts as absent, and may be replaced.
+        Nowhere,   ///< A dangling link. It counts as absent, and may be replaced.
         Elsewhere, ///< A link to anything else. It may be another package's version.
         NoLink,    ///< A foreign file or directory.
     };
@@ -52,15 +52,15 @@ public:
     enum class DescriptorState {
         Absent,
         Malformed,
-        Unreadable, ///< The system did not give it: nothing is known.
-        Another,    ///< It names another package, or another version than its directory does.
+        Unreadable, ///< The read failed: nothing is known.
+        Another,    ///< It names another package, or another version than its directory.
         Own,
     };
 
     struct Descriptor {
         DescriptorState state = DescriptorState::Absent;
         PackageInformation information; ///< Of Own and Another.
-        std::string failure;            ///< Of Unreadable, where the machine failed.
+        std::string failure;            ///< Of Unreadable: the machine's failure.
     };
 
     /// The entries of a package's directory beside the three links and the reserved names, in byte order.
@@ -69,7 +69,7 @@ public:
         std::vector<std::string> foreign;
     };
 
-    /// `resolver` must outlive the object. A text that can be no name of a directory entry is Absent.
+    /// `resolver` must outlive the object. A text that cannot name a directory entry is Absent.
     StoreEntry(const IDatabasePathResolver &resolver, std::string id) :
         resolver_(&resolver), id_(std::move(id)) {}
 
@@ -83,15 +83,15 @@ public:
     /// `underWay` are versions that a note or journal names.
     Content content(const std::set<std::string> &underWay = {}) const;
 
-    /// Whether a version has a descriptor that names this package, so that no record has to know it. Raises
-    /// where the machine failed at one that may.
+    /// Whether a version has a descriptor that names this package, so that it needs no record. Raises if the
+    /// machine failed to read one that may.
     bool isNamedByDescriptor() const;
 
     /// Why nothing can come in, be made current or go here: the entry or one of its links is foreign, or
-    /// `next` or `prev` leads to a version with the descriptor of another. Empty when that is not so.
+    /// `next` or `prev` leads to a version with the descriptor of another. Empty without an objection.
     std::string objection() const;
 
-    /// The same, or that a directory of the version is in the way which is not the package's own.
+    /// The same, or an objection to a foreign directory in place of the version.
     std::string objectionTo(const std::string &version, const std::set<std::string> &underWay = {}) const;
 
 private:

@@ -51,7 +51,7 @@ std::vector<std::string> idsLeftBehind() {
         std::vector<std::string> ids;
         if (fs::status(directory).type() != fs::file_type::not_found)
             for (const fs::directory_entry &entry : fs::directory_iterator(directory))
-                // The neighbour of a file, which a killed run has left: the next one replaces it.
+                // A killed run left this temporary file; the next write replaces it.
                 if (entry.path().extension() != ".new")
                     ids.push_back(entry.path().filename().string());
         std::ranges::sort(ids);
@@ -83,11 +83,11 @@ void takeBackLeftBehind(const std::string &id) {
     std::set<fs::path> places;
     for (const PlannedFile &file : plan->files)
         places.insert(fs::path(file.target).parent_path());
-    // Were the links back after a power cut, nothing would tell of them any more.
+    // If a power cut brought the links back, no list would name them any more.
     Common::flushFilesystems(places);
     Common::removeAll(leftBehindFile(id));
     std::error_code ignored;
-    fs::remove(leftBehindDirectory(), ignored); // Unless others have a file there.
+    fs::remove(leftBehindDirectory(), ignored); // Fails if other packages have a file there.
 }
 
 } // namespace Core::KELP

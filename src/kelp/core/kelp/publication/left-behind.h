@@ -23,8 +23,8 @@ std::vector<std::string> idsLeftBehind();
 /// it cannot be read, or is torn.
 PublicationPlan leftBehind(const std::string &id);
 
-/// Adds to the file of a package, which is on disk on return. Raises ErrorCode::Filesystem, and then leaves
-/// what it had.
+/// Adds to the file of a package, which is on disk on return. Raises ErrorCode::Filesystem; then the file is
+/// unchanged.
 void noteLeftBehind(const std::string &id, const PublicationPlan &left);
 
 /// Removes what a package's file names, where it is the package's and leads nowhere, and then the file. The

@@ -24,14 +24,15 @@ struct Entry {
     bool isDirectory; ///< Not a link to one.
 };
 
-/// By what the directories themselves say of their entries: a look at each costs more than all else here.
+/// Uses the kinds that directories store with their entries: a look at each would cost more than all else
+/// here.
 std::vector<Entry> entriesBelow(const fs::path &directory, DanglingLinks danglingLinks) {
     return Common::reraiseAs(
         Common::ErrorCode::Filesystem, "Couldn't read directory: " + directory.string(), [&] {
             std::vector<Entry> entries;
             for (const fs::directory_entry &entry : fs::recursive_directory_iterator(directory)) {
                 const bool isLink = entry.is_symlink();
-                // Raises where it leads nowhere.
+                // Raises for a dangling link.
                 if (isLink && danglingLinks == DanglingLinks::Fail)
                     static_cast<void>(fs::last_write_time(entry.path()));
                 entries.push_back({entry.path().native().substr(directory.native().size() + 1),
@@ -41,7 +42,7 @@ std::vector<Entry> entriesBelow(const fs::path &directory, DanglingLinks danglin
         });
 }
 
-/// Raises where the system does not say: taken for absence, that would leave out all that the row names.
+/// Raises when the look fails: taken for absence, that would leave out all files of the row.
 fs::file_type typeOf(const fs::path &path) {
     return Common::reraiseAs(Common::ErrorCode::Filesystem, "Couldn't look at file: " + path.string(),
                              [&] { return fs::symlink_status(path).type(); });
@@ -80,7 +81,7 @@ public:
         // A target ends in "/", and its parent is the same without it.
         const std::string place = target.parent_path().native();
         if (type == fs::file_type::symlink) {
-            // What a row names may be a link itself: that is one file, at the row's target.
+            // A row's source may itself be a link: that is one file, at the row's target.
             if (danglingLinks_ == DanglingLinks::Count || leadsSomewhere(below))
                 useFile_({place, source.native()});
         } else if (type != fs::file_type::not_found) {
@@ -95,7 +96,8 @@ private:
         for (const Entry &entry : entriesBelow(tree, danglingLinks_))
             if (entry.isDirectory)
                 useDirectory_(target + entry.path);
-            // A package may ship a file of the name: published, it would be removed as an unfinished copy.
+            // A package may ship a file of this name: once published, it would be removed as an unfinished
+            // copy.
             else if (!isUnfinishedCopy(entry.path))
                 useFile_({target + entry.path, source + entry.path});
     }
@@ -157,7 +159,7 @@ void writePublicationPlan(const fs::path &file, const PublicationPlan &plan) {
     }
     appendLine(content, endKey, countOf(plan));
     Common::replaceDurably(file, content);
-    // The mappings may lie on another filesystem, and be on disk before the name of the plan.
+    // Otherwise mappings on another filesystem could be on disk before the name of the plan.
     Common::flushFile(file.parent_path());
 }
 
@@ -167,7 +169,7 @@ std::optional<PublicationPlan> parsePublicationPlan(const std::string &text) {
     while (const auto directory = takeLine(lines, directoryKey))
         plan.directories.emplace_back(*directory);
     while (const auto target = takeLine(lines, targetKey)) {
-        // A target without its source cannot be told from somebody else's file.
+        // A target without its source cannot be told from a foreign file.
         const auto source = takeLine(lines, sourceKey);
         if (!source)
             return std::nullopt;

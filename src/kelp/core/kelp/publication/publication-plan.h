@@ -53,8 +53,8 @@ void walkPublication(const std::filesystem::path &tree, const std::filesystem::p
                      const std::function<void(PlannedFile)> &useFile,
                      const std::function<void(std::string)> &useDirectory);
 
-/// Writes the file of a plan, and has it on disk on return. Raises ErrorCode::Filesystem, and then leaves the
-/// earlier plan, if there was one, or the new one.
+/// Writes the file of a plan durably. Raises ErrorCode::Filesystem, and then leaves the earlier plan, if
+/// there was one, or the new one.
 void writePublicationPlan(const std::filesystem::path &file, const PublicationPlan &plan);
 
 /// The plan of a text; nothing when the text is torn.

@@ -24,7 +24,7 @@ using Common::LogStream;
 
 constexpr const char *copiedSubgroup = "mdm";
 
-/// Returns whether there is nothing left to do; what `act` throws is logged, and its caller goes on.
+/// Runs `act`, and logs its failure. Returns whether nothing is left to do.
 template<class Act>
 bool attempt(const Act &act) {
     try {
@@ -32,7 +32,7 @@ bool attempt(const Act &act) {
         return true;
     } catch (const std::system_error &error) {
         LogStream(LogLevel::Warning) << error;
-        // Behind somebody's link nothing is ours, and never will be.
+        // Nothing that lies behind a foreign link is ours.
         return Directory::isRefusal(error);
     } catch (const std::exception &error) {
         LogStream(LogLevel::Warning) << error;
@@ -40,16 +40,15 @@ bool attempt(const Act &act) {
     }
 }
 
-/// Calls `use` with the directory that holds `path` and the name in it, if there is such a directory. It is
-/// not reached through a link that others can have put there since the publication: what such a link leads to
-/// is not ours to remove.
+/// Calls `use` with the directory of `path` and the name in it, if the directory exists. Does not go through
+/// links that others can have put there since the publication: files behind them are not ours to remove.
 template<class Use>
 void inParent(const fs::path &path, const Use &use) {
     if (const auto parent = Directory::byLinksOfRoot(path.parent_path()))
         use(*parent, path.filename().string());
 }
 
-/// The same if there is anything of that path: most often there is not, which is told by one look.
+/// The same if the path exists. Usually it does not, which one look tells.
 template<class Use>
 void inParentIfThere(const fs::path &path, const Use &use) {
     if (fs::exists(fs::symlink_status(path)))
@@ -60,7 +59,7 @@ bool isAt(const fs::path &source, const fs::path &place) {
     return source == place || source.native().starts_with(place.native() + "/");
 }
 
-/// A look that fails raises. A link counts from where it lies, as the kernel follows it.
+/// A failed look raises. A link's text counts from its own directory, as for the kernel.
 bool leadsNowhere(const Directory &parent, const std::string &name, const fs::path &source) {
     const fs::path place = parent.reach(name);
     std::error_code error;
@@ -71,7 +70,8 @@ bool leadsNowhere(const Directory &parent, const std::string &name, const fs::pa
     return type == fs::file_type::not_found;
 }
 
-/// After the files of a plan its directories go. All of them are left with one file, or with one of them.
+/// Removes the directories of a plan, after its files. If a file or a directory is left, all directories
+/// count as left.
 PublicationPlan withDirectories(std::vector<PlannedFile> left, const PublicationPlan &plan) {
     const bool isClear = removeEmptyDirectories({plan.directories.rbegin(), plan.directories.rend()}).empty();
     const bool isAll = isClear && left.empty();
@@ -109,12 +109,12 @@ void publish(const PublicationPlan &plan, MappingMode mode, std::vector<std::str
     MappingMaker maker(mode);
     for (const PlannedFile &file : plan.files) {
         maker.make(file.source, file.target);
-        // After the making, which leaves all of a mapping or none.
+        // Noted after the creation, which leaves the whole mapping or none.
         made.push_back(file.target);
     }
 }
 
-/// No look at whose they are is needed: their places were free a moment ago.
+/// Needs no look at their owner: their places were free a moment ago.
 void unpublish(const std::vector<std::string> &links) {
     LogStream(LogLevel::Info) << "Cleaning up generated mappings";
     for (const std::string &link : links)
@@ -136,7 +136,7 @@ std::vector<PlannedFile> takeBackFiles(const PublicationPlan &plan, CopiedLinks 
         if (!attempt([&] { inParentIfThere(file.target, removeOwn); }))
             left.push_back(file);
     }
-    // Nothing tells whose copy it was to be; but nobody else is making one.
+    // The copy does not tell whose it was; but no other copy is under way.
     for (const fs::path &copy : unfinished)
         attempt([&] {
             inParentIfThere(
@@ -146,7 +146,7 @@ std::vector<PlannedFile> takeBackFiles(const PublicationPlan &plan, CopiedLinks 
 }
 
 PublicationPlan takeBack(const PublicationPlan &plan) {
-    // A plan is written only when its targets were found free.
+    // A plan is written only after its targets were found free.
     return withDirectories(takeBackFiles(plan, CopiedLinks::AreOurs), plan);
 }
 
@@ -166,7 +166,8 @@ PublicationPlan takeBackDead(const PublicationPlan &plan) {
 
 std::vector<PlannedFile> removeMappings(const std::vector<std::string> &links, const fs::path &source) {
     std::vector<PlannedFile> left;
-    // A list may be a copy of another's, and another may have published where a file of this list is gone.
+    // A list may be a copy of another package's. And another package may have published in place of a missing
+    // file of this list.
     const auto isAnothers = [package = source.parent_path()](const fs::path &found) {
         return isAt(found, package.parent_path()) && !isAt(found, package);
     };

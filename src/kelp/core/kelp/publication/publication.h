@@ -18,17 +18,16 @@ struct PublicationPlan;
 MappingMode publicationMode(const std::filesystem::path &tree, const std::vector<Mapping> &mappings,
                             const std::string &subgroup);
 
-/// Raises ErrorCode::FileConflict when something stands at a target of the plan, so that whatever stands
-/// there later is known to be ours.
+/// Raises ErrorCode::FileConflict when a target of the plan is taken. So a file that appears there later is
+/// known to be ours.
 void requireFreeTargets(const PublicationPlan &plan);
 
-/// Publishes the files of a plan and appends to `made` what it has made, also when it raises. Raises what
-/// createMapping() raises; what was made by then stays.
+/// Publishes the files of a plan and appends each to `made`, also when it raises. Raises what createMapping()
+/// raises; files made by then stay.
 void publish(const PublicationPlan &plan, MappingMode mode, std::vector<std::string> &made);
 
-// The removals below go by Common::Directory::byLinksOfRoot: behind a link that others could have made, files
-// and directories stay. Failures are logged. The removals return what the machine failed to remove, and which
-// may still be there.
+// The removals below go by Common::Directory::byLinksOfRoot: they follow no link that others could have made.
+// Failures are logged. The removals return what the machine failed to remove, and which may still be there.
 
 /// Removes files that were just made, by their paths alone.
 void unpublish(const std::vector<std::string> &links);

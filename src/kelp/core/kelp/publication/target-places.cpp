@@ -33,7 +33,7 @@ Error unreadable(const fs::path &path) {
     return {ErrorCode::Filesystem, "Couldn't look at " + path.string(), errno};
 }
 
-/// Nothing where nothing stands. A link at the end is not followed.
+/// Nothing when the path does not exist. Does not follow a link at the end.
 std::optional<struct statx> lookAt(const fs::path &path) {
     struct statx status = {};
     if (::statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, STATX_TYPE, &status) == 0)
@@ -48,7 +48,7 @@ std::uint64_t attributesOf(const fs::path &path) {
     return status ? status->stx_attributes : 0;
 }
 
-/// An append-only directory lets names in and never out.
+/// An append-only directory takes new names and never releases one.
 bool isUnchangeable(std::uint64_t attributes) {
     return (attributes & (STATX_ATTR_IMMUTABLE | STATX_ATTR_APPEND)) != 0;
 }
@@ -67,7 +67,7 @@ std::string obstacleOf(const fs::path &directory) {
         return directory.string() + " is no directory";
     if (isUnchangeable(status.stx_attributes))
         return directory.string() + " is immutable or append-only";
-    // Root may write everywhere but on a filesystem that is read-only.
+    // Root may write everywhere except on a read-only filesystem.
     if (::access(directory.c_str(), W_OK) != 0)
         return directory.string() + ": " + reason(errno);
     try {
@@ -132,7 +132,7 @@ std::string TargetPlaces::shortage(std::uint64_t copiedBytes) {
     wanted_.clear();
     for (const auto &[device, filesystem] : filesystems) {
         const auto &[status, wanted, place] = filesystem;
-        // Some filesystems have no number of files.
+        // Some filesystems report no number of files.
         const bool hasFiles = status.f_files == 0 || status.f_favail >= wanted;
         const std::uint64_t free = std::uint64_t(status.f_bavail) * status.f_frsize;
         if (!hasFiles || free < wanted * blockSize + copiedBytes)

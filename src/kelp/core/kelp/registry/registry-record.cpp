@@ -74,8 +74,7 @@ void readToken(std::string_view token, Fields &fields, Complaints complaints) {
         complain(complaints, "Registry record contains unknown key: " + std::string(token));
 }
 
-/// What is wrong with the fields, or nullptr.
-/// The texts keep their mistakes: they are what is looked for.
+/// The fault of the fields, or nullptr. The texts keep their mistakes: people search logs for them.
 const char *complaint(const Fields &fields) {
     if (fields.timestamp.empty())
         return "Registry record doesn't contains timestamp";

@@ -49,10 +49,10 @@ private:
 /// none of the enumeration.
 std::string formatRecord(const RegistryRecord &record);
 
-/// Whether parseRecord() logs what is wrong with a line.
+/// Whether parseRecord() logs the fault of a line.
 enum class Complaints { Logged, Passed };
 
-/// The record of a line. Of two tokens with one key the later counts; an unknown key is logged and skipped,
+/// The record of a line. The later of two tokens with one key counts. An unknown key is logged and skipped,
 /// so that later versions can add some. A line that lacks a value, or holds an unusable one, is logged and
 /// gives nothing.
 std::optional<RegistryRecord> parseRecord(const std::string &line,

@@ -41,7 +41,7 @@ fs::path neighbour(const char *ending) {
     return path += ending;
 }
 
-/// Whoever may read the file may lock it, and would have us wait for as long as they please.
+/// Only for root: a process that may read the file may lock it, and make us wait for ever.
 bool createLockFile(const fs::path &path) {
     constexpr mode_t rootAlone = 0600;
     const Common::FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, rootAlone));
@@ -52,8 +52,8 @@ bool createLockFile(const fs::path &path) {
     return false;
 }
 
-/// On a file beside the registry, which itself is replaced while it is held. Made and closed before it is
-/// locked: a descriptor that closes later would end the lock.
+/// Locks a file beside the registry: the registry itself is replaced meanwhile. The file is made and closed
+/// before the lock: a descriptor that closes later would end the lock.
 bool withExclusiveLock(const std::function<bool()> &function) {
     namespace interprocess = boost::interprocess;
     const fs::path path = neighbour(".lock");
@@ -99,7 +99,7 @@ std::optional<std::size_t> loadRecords(const std::function<void(const RegistryRe
             callback(*record);
             continue;
         }
-        // Passed over: one bad line must not take the history of all others.
+        // Skipped: one bad line must not cost the history of all others.
         ++bad;
         if (complaints == Complaints::Logged)
             LogStream(LogLevel::Warning) << "Bad registry record found: '" << line << "'";
@@ -112,15 +112,15 @@ bool staysBeside(const RegistryRecord &added, const RegistryRecord &old) {
     case RegistryEvent::Install:
     case RegistryEvent::Remove:
         return false;
-    // When it was installed outlives its updates.
+    // Keeps the installation's time.
     case RegistryEvent::Update:
         return old.event() == RegistryEvent::Install;
     }
     return true;
 }
 
-/// The records with `added` after those that it does not supersede. The walk from new to old follows the
-/// chain of keys back: each record of the chain adds the keys before it.
+/// The records with `added` after those that it does not supersede. The walk goes from new to old and follows
+/// the chain of keys back: each record of the chain adds its previous keys.
 std::vector<RegistryRecord> appended(const std::vector<RegistryRecord> &records,
                                      const RegistryRecord &added) {
     std::set<std::string> keys(added.previousKeyIds().begin(), added.previousKeyIds().end());
@@ -140,8 +140,8 @@ std::vector<RegistryRecord> appended(const std::vector<RegistryRecord> &records,
     return kept;
 }
 
-/// Has the new content on disk before the rename that makes it count: renamed earlier, a power cut could
-/// leave an empty registry and with it no memory of which key installed what.
+/// Flushes the new content before the rename. Otherwise a power cut could leave an empty registry, and no
+/// record of the keys.
 bool writeNext(const std::string &content) {
     const fs::path next = neighbour(".next");
     try {
@@ -158,7 +158,7 @@ bool replaceByNext() {
     const fs::path next = neighbour(".next");
     const fs::path registry = registryFile();
     try {
-        // Not flushed: until the rename is on disk, the registry of before is there as a whole.
+        // Not flushed: until the rename is on disk, the old registry is whole.
         Common::move(next, registry);
         return true;
     } catch (const std::exception &error) {
@@ -168,8 +168,8 @@ bool replaceByNext() {
     }
 }
 
-/// By a second name for the file, which takes no space, and which the rename to come leaves alone. Killed
-/// after it, the next write finds that name, and makes no other.
+/// Keeps the file by a hard link, which takes no space, and which the later rename does not touch. After a
+/// kill the next write finds that name, and makes no other.
 bool keepDamaged() {
     const fs::path registry = registryFile();
     for (int number = 1;; ++number) {
@@ -192,7 +192,7 @@ bool append(std::span<const RegistryRecord> added, Complaints complaints = Compl
     const auto bad =
         loadRecords([&](const RegistryRecord &record) { records.push_back(record); }, complaints);
     if (!bad) {
-        // Written without them, it would have forgotten all that is in them.
+        // A write without the records would lose them.
         LogStream(LogLevel::Error) << "Couldn't load registry records";
         return false;
     }
@@ -203,7 +203,7 @@ bool append(std::span<const RegistryRecord> added, Complaints complaints = Compl
     std::string content;
     for (const RegistryRecord &record : records)
         content += formatRecord(record) + "\n";
-    // A kill between the two leaves a next registry that nobody reads, and the next write replaces.
+    // A kill between the two leaves an unused next registry, which the next write replaces.
     return writeNext(content) && replaceByNext();
 }
 

@@ -12,7 +12,7 @@ class RegistryRecord;
 /// docs/formats.md describes it.
 ///
 /// Several processes may use it at once: every operation, reading included, waits for the advisory lock
-/// (fcntl(2)) on the neighbour ".lock", which is created when needed and never removed. It does not keep
+/// (fcntl(2)) on the neighbour ".lock". That file is created when needed and never removed. It does not keep
 /// threads of one process apart. A failure is logged and comes back as false.
 class Registry {
 public:

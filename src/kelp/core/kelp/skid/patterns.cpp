@@ -34,7 +34,7 @@ struct Pattern {
     std::int32_t kind;
 };
 
-/// The second row leads into its own source, for which UnitMove has a way of its own.
+/// The second row leads into its own source; UnitMove handles that.
 constexpr Pattern table[] = {
     {"srv/shared/<orgName>/common/", "srv/shared/<orgName>/<skid>/common/", true, 1},
     {"usr/share/common/<orgName>/", "usr/share/common/<orgName>/<skid>/", true, 0},
@@ -77,12 +77,12 @@ void logged(const std::function<void()> &step) {
     }
 }
 
-/// Absolute, as the paths of lists and of rpm's records are with which it is compared.
+/// Absolute, like the paths of lists and rpm's records that it is compared with.
 fs::path sharedDirectory() {
     return fs::absolute(Common::rootPath() / "usr/share/common");
 }
 
-/// The children of a directory that hold, or are, one of the files, whose paths are objects or text.
+/// The children of a directory that are or hold one of the files. Paths are objects or text.
 template<class Paths>
 void addHolders(const Paths &files, const fs::path &directory, std::set<std::string> &names) {
     for (const auto &file : files) {
@@ -102,7 +102,7 @@ void addFilesBelow(const fs::path &directory, const Common::Rpm::Reader &package
     const Common::Rpm::InstalledFiles installed(package);
     const std::string beginning = directory.native() + "/";
     for (int i = 0; i < installed.count(); ++i)
-        // By the directory's text: a path object for each file of all packages would cost more than the walk.
+        // Compares texts: a path object for each file of all packages would cost more than the walk.
         if (installed.directory(installed.directoryOf(i)).starts_with(beginning) && !installed.isDirectory(i))
             files.push_back(installed.path(i));
 }
@@ -139,7 +139,7 @@ void move(const fs::path &from, const fs::path &to, const std::vector<std::strin
     } catch (const std::system_error &error) {
         const bool isRefused = Common::Directory::isRefusal(error);
         LogStream(isRefused ? LogLevel::Warning : LogLevel::Error) << error;
-        // A link that somebody has put there holds up no other move: it is told of, and left alone.
+        // A foreign link is logged and left, and does not stop other moves.
         if (!isRefused)
             throw Common::Error(Common::ErrorCode::Filesystem,
                                 "Couldn't move " + from.string() + " to " + to.string());
@@ -179,7 +179,7 @@ Patterns::migrationUnits(const std::vector<PackageInformation> &packages,
                          const std::vector<fs::path> &inRpm) {
     std::vector<std::vector<MigrationUnit>> all;
     std::map<std::string, std::vector<std::string>> stays;
-    // Rows without a home come again for each: what has moved is passed over.
+    // Rows without a home repeat for each home: completed moves are skipped.
     for (const fs::path &home : Common::usersHomes())
         for (const PackageInformation &package : packages) {
             const auto owner = ownerOf(package);
@@ -221,7 +221,7 @@ std::vector<fs::path> Patterns::sharedFilesInRpm(const std::function<void()> &if
         addFilesBelow(shared, package, files);
     };
     const auto walk = Common::Rpm::Transaction(0).forEachInstalled(add);
-    // One of those that rpm passes over may own what would be moved from under it.
+    // A record that rpm skips may own files that would be moved from under it.
     if (walk != Common::Rpm::Transaction::Walk::Complete)
         throw Common::Error(Common::ErrorCode::Internal, "The rpm database has records that cannot be read");
     if (isEmpty)

@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
-/// The move of an organisation's shared data from directories that are named after it to directories that
-/// name the developer key (SKID, the subject key identifier) as well.
+/// The move of an organisation's shared data from directories named after it to directories that also name
+/// the developer key (SKID, the subject key identifier).
 namespace Core::KELP::SKID {
 
 class Patterns {
@@ -24,7 +24,7 @@ public:
         std::vector<std::string> stays = {};
     };
 
-    /// The pairs of source and destination, with the places <orgName>, <skid> and <home>. Those without
+    /// The pairs of source and destination, with the placeholders <orgName>, <skid> and <home>. Those without
     /// <home> begin with the root prefix.
     static std::vector<std::pair<std::string, std::string>> patterns();
 
@@ -48,8 +48,8 @@ public:
     /// One move. Does not repeat a completed move, and completes one that a crash interrupted at any step. An
     /// empty directory at `to` counts as none. Below the homes, srv/ and usr/share/common/ it follows no
     /// link: a move that needs one is logged and not done. Raises ErrorCode::Filesystem, and then leaves the
-    /// data at `from`, at `to` or, of a move into a directory below itself, at the neighbour ".tmp.NAME" of
-    /// `from`, where the next call finds it.
+    /// data at `from` or at `to`. A move into a directory below itself may leave it at the neighbour
+    /// ".tmp.NAME" of `from`, where the next call finds it.
     ///
     /// When both directories hold something, that is logged and neither is touched. A move into a directory
     /// below itself is an exception: children of `from` that are not in `stays` then move, unless their name

@@ -21,7 +21,7 @@ bool isBelow(const fs::path &path, const fs::path &directory) {
     return !relative.empty() && *relative.begin() != "." && *relative.begin() != "..";
 }
 
-/// The part of the path that only root can have given its links.
+/// The part of the path in which only root can have made links.
 fs::path baseOf(const fs::path &path) {
     const fs::path root = Common::rootPath();
     for (const char *shared : {"srv", "usr/share/common"})
@@ -36,7 +36,7 @@ fs::path withoutLastSlash(const fs::path &path) {
     return path.has_filename() ? path : path.parent_path();
 }
 
-/// A directory that is no link. Any other entry is one that a merge leaves alone.
+/// A real directory; a merge leaves any other entry alone.
 std::optional<Directory> subdirectory(const Directory &directory, const std::string &name) {
     try {
         return directory.find(name);
@@ -49,7 +49,7 @@ std::optional<Directory> subdirectory(const Directory &directory, const std::str
 
 void moveEntry(const Directory &from, const std::string &name, const Directory &to);
 
-/// One entry that cannot be moved keeps no other at its old place.
+/// An entry that cannot be moved does not stop the others.
 void moveEntries(const std::vector<std::string> &names, const Directory &from, const Directory &to) {
     for (const std::string &name : names) {
         try {
@@ -60,14 +60,14 @@ void moveEntries(const std::vector<std::string> &names, const Directory &from, c
     }
 }
 
-/// Moves what `source`, the entry `name` of `parent`, holds. Killed in between, it goes on with what is left.
+/// Moves the entries of `source`, the entry `name` of `parent`. After a kill a repeated call moves the rest.
 void merge(const Directory &parent, const std::string &name, const Directory &source,
            const Directory &target) {
     moveEntries(source.names(), source, target);
     parent.removeIfEmpty(name);
 }
 
-/// Moves an entry where nothing of its name is; of two directories, what they hold. What exists wins.
+/// Moves an entry if its name is free; merges two directories. Existing entries win.
 void moveEntry(const Directory &from, const std::string &name, const Directory &to) {
     if (from.move(name, to, name))
         return;
@@ -91,7 +91,7 @@ UnitMove::UnitMove(const fs::path &from, const fs::path &to, const std::vector<s
     clash_(clash) {}
 
 void UnitMove::run() const {
-    // Neither srv/ nor a home need be there, and then nothing is to be moved.
+    // srv/ or a home may be missing; then there is nothing to move.
     if (!Common::exists(base_))
         return;
     const Directory base(base_);
@@ -109,21 +109,21 @@ void UnitMove::moveBeside(const Directory &base) const {
     auto target = base.find(to_);
     if (!target || target->names().empty()) {
         const Directory holder = base.make(to_.parent_path());
-        holder.removeIfEmpty(to_.filename()); // What an earlier version made before it moved.
+        holder.removeIfEmpty(to_.filename()); // An earlier version made it before its move.
         if (parent->move(from_.filename(), holder, to_.filename()))
             return;
         target = base.find(to_);
     }
     if (target && clash_ == Clash::IsMerged)
         return merge(*parent, from_.filename(), *source, *target);
-    // Both hold something, and nothing says which of the two counts.
+    // Both hold something, and nothing tells which counts.
     LogStream(LogLevel::Error) << "Internal error: " << base_ / from_ / ""
                                << " and " << base_ / to_ / ""
                                << " directories shouldn't exists concurrently";
 }
 
-/// A directory cannot be moved straight into itself. Where all of it goes, it goes by way of a neighbour,
-/// which tells the next start to go on from there; where something stays, child by child.
+/// A directory cannot be moved straight into itself. If all of it goes, it goes by way of a neighbour; after
+/// a kill the next start goes on from that. If something stays, it goes child by child.
 void UnitMove::moveInto(const Directory &base) const {
     const auto holder = base.find(from_.parent_path());
     if (!holder)
@@ -141,7 +141,7 @@ void UnitMove::moveInto(const Directory &base) const {
 
 void UnitMove::finish(const Directory &holder, const Directory &aside) const {
     const Directory source = holder.make(from_.filename());
-    // An earlier version set aside what should have stayed.
+    // An earlier version set aside entries that should have stayed.
     for (const std::string &name : aside.names())
         if (std::ranges::find(stays_, name) != stays_.end())
             moveEntry(aside, name, source);
@@ -160,11 +160,11 @@ void UnitMove::moveChildren(const Directory &holder) const {
         return;
     const fs::path inner = to_.lexically_relative(from_);
     if (const auto target = source->find(inner); stays_.empty() && target && !target->names().empty())
-        return; // Whoever does not know what stays cannot know more than that the move was done.
+        return; // Without a list of what stays, the move counts as done.
     moveEntries(left, *source, source->make(inner));
 }
 
-/// The children that neither stay nor lead to the new place.
+/// The children that neither stay nor are on the way to the new place.
 std::vector<std::string> UnitMove::movable(const Directory &source) const {
     std::vector<std::string> names = source.names();
     const std::string way = *to_.lexically_relative(from_).begin();

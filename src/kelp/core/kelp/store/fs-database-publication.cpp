@@ -1,5 +1,5 @@
-// The part of FSDatabase that publishes the files of the current version, so that it can be taken back after
-// any interruption: the plan of it is on disk before the first file is published, and until the lists are.
+// The part of FSDatabase that publishes the files of the current version. Any interruption can be rolled
+// back: the plan is on disk from before the first file is published until the lists are.
 
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/errors/log-stream.h"
@@ -45,7 +45,7 @@ bool isListed(const fs::path &list, const std::vector<std::string> &paths) {
     return Common::exists(list) && readPathList(list) == paths;
 }
 
-/// What is right on the disk is not written again: a full disk has no room for it.
+/// Does not rewrite a correct file: a full disk has no room for it.
 void list(const fs::path &file, const std::vector<std::string> &paths, Durability durability) {
     if (!isListed(file, paths))
         writePathList(file, paths, durability);
@@ -63,8 +63,8 @@ std::set<fs::path> parentsOf(const std::vector<std::string> &paths) {
     return parents;
 }
 
-/// In a handler. A descriptor that is gone must not keep a package from being updated or removed. Where the
-/// machine fails to tell what is published, the version must not go, which tells of it the next time.
+/// Call it in a handler. A missing descriptor must not block an update or removal. But if the machine fails
+/// to tell the published files, the version must stay: it tells them the next time.
 void logUnlessFaultOfMachine(const std::exception &error) {
     if (isFaultOfMachine(error))
         throw;
@@ -100,16 +100,16 @@ void FSDatabase::generateMappings(const std::string &id) {
     std::vector<std::string> made;
     try {
         plan = planPublication(current, current, mappings, DanglingLinks::Fail);
-        // Something of ours is in the way where it could not be removed.
+        // Our own files may be in the way, if they could not be removed.
         takeBackFiles(plan, CopiedLinks::AreForeign);
-        // While there is no plan: what a plan names is taken for ours, whoever made it.
+        // Before there is a plan: files that a plan names count as ours.
         requireFreeTargets(plan);
         writePlan(id, plan);
         publish(plan, mode, made);
     } catch (const std::exception &error) {
         LogStream(LogLevel::Error) << error;
         unpublish(made);
-        // With the version the plan may go, which names them.
+        // The plan, which names the directories, may go with the version.
         removeEmptyDirectories(deepestFirst(plan.directories));
         throw;
     }
@@ -120,7 +120,8 @@ void FSDatabase::writePlan(const std::string &id, const PublicationPlan &plan) {
     try {
         writePublicationPlan(planFile(id), plan);
     } catch (const std::exception &error) {
-        // A full disk must not cost a version that comes back after an update: its lists name all of it.
+        // A full disk must not cost a version that comes back after an update: its lists are already
+        // complete.
         if (!isListed(pathResolver_->symlinkListFile(id, PackageSlot::Current), targetsOf(plan)))
             throw;
         LogStream(LogLevel::Warning) << error;
@@ -132,12 +133,12 @@ void FSDatabase::recordPublication(const std::string &id, const PublicationPlan 
     try {
         list(pathResolver_->symlinkListFile(id, PackageSlot::Current), targets, Durability::Flushed);
     } catch (const std::exception &error) {
-        // Without a list no removal would find what was published.
+        // Without a list no removal would find the published files.
         LogStream(LogLevel::Error) << error;
         unpublish(targets);
         throw Error(ErrorCode::Filesystem, "Failed to store generated mappings list for " + id + " package");
     }
-    // Where the list of the directories is missing, the plan stays and tells of them.
+    // Without the list of directories the plan stays and names them.
     if (recordDirectories(id, plan))
         endPlan(id, plan);
 }
@@ -154,8 +155,8 @@ bool FSDatabase::recordDirectories(const std::string &id, const PublicationPlan 
     }
 }
 
-/// The plan goes when everything else is on disk. One that stays has the next update or removal look once
-/// more for what it names.
+/// The plan goes when everything else is on disk. If it stays, the next update or removal looks again for the
+/// files that it names.
 void FSDatabase::endPlan(const std::string &id, const PublicationPlan &plan) {
     try {
         std::set<fs::path> places = parentsOf(targetsOf(plan));
@@ -167,7 +168,7 @@ void FSDatabase::endPlan(const std::string &id, const PublicationPlan &plan) {
     }
 }
 
-/// The list of the files last: where it is, the package is published as a whole.
+/// The list of files last: it means that the package is published as a whole.
 void FSDatabase::record(const std::string &id, const std::vector<std::string> &files,
                         const std::vector<std::string> &directories) {
     list(pathResolver_->generatedDirListFile(id, PackageSlot::Current), deepestFirst(directories),
@@ -182,14 +183,14 @@ bool FSDatabase::isRecorded(const std::string &id, const std::vector<std::string
 }
 
 void FSDatabase::tryRemoveMappingsUsingCurrentDirectory(const std::string &id) {
-    // The lists behind any other `current` tell of the files of whoever they belong to.
+    // Lists reached by a foreign `current` name foreign files.
     if (!isInstalled(id))
         return;
     const auto linkList = findPathList(pathResolver_->symlinkListFile(id, PackageSlot::Current));
     const auto directoryList = findPathList(pathResolver_->generatedDirListFile(id, PackageSlot::Current));
     const auto links = linkList.value_or(std::vector<std::string>());
     const auto directories = directoryList.value_or(std::vector<std::string>());
-    // The files before the directories, which have to be empty.
+    // Files before directories, which must be empty.
     PublicationPlan left{removeMappings(links, fs::absolute(pathResolver_->currentDirectory(id))), {}};
     if (!removeEmptyDirectories(directories).empty() || !left.files.empty())
         left.directories = {directories.rbegin(), directories.rend()};
@@ -198,19 +199,19 @@ void FSDatabase::tryRemoveMappingsUsingCurrentDirectory(const std::string &id) {
         takeBackUnlisted(id, left);
     std::set<fs::path> places = parentsOf(targetsOf(takeBackUnfinished(id, left)));
     places.merge(parentsOf(links));
-    // Raised: what names them is about to go.
+    // Raised: the lists that name them are about to go.
     if (left != PublicationPlan())
         noteLeftBehind(id, left);
     try {
-        // What says that they are ours may be about to go.
+        // The records that they are ours may be about to go.
         Common::flushFilesystems(places);
     } catch (const std::exception &error) {
         LogStream(LogLevel::Warning) << error;
     }
 }
 
-/// A link that was published as a copy has words of its own. Where it could not be looked at, they are noted
-/// beside the version, which goes: nothing else tells later whose it is.
+/// A link that was published as a copy has a text of its own. If a look at it fails, its text is noted
+/// outside the version, which goes. Otherwise nothing later tells whose it is.
 void FSDatabase::noteCopiedLinks(const std::string &id, PublicationPlan &left) {
     std::set<std::string> unseen;
     for (const PlannedFile &file : left.files)
@@ -227,8 +228,8 @@ void FSDatabase::noteCopiedLinks(const std::string &id, PublicationPlan &left) {
     }
 }
 
-/// A list that is there and cannot be read is no empty one: then what the version has to publish is taken
-/// back, as far as it can be told to be ours.
+/// An unreadable list does not count as empty. Then the version's files are looked up in the system, and
+/// removed where they are ours.
 void FSDatabase::takeBackUnlisted(const std::string &id, PublicationPlan &left) {
     try {
         append(left, takeBack(planOfTree(id)));
@@ -237,7 +238,7 @@ void FSDatabase::takeBackUnlisted(const std::string &id, PublicationPlan &left) 
     }
 }
 
-/// Appends to `left` what could not be taken back.
+/// Appends the files that could not be removed to `left`.
 PublicationPlan FSDatabase::takeBackUnfinished(const std::string &id, PublicationPlan &left) {
     try {
         if (!Common::lookFor(planFile(id)))
@@ -255,12 +256,12 @@ void FSDatabase::finishTakingBack(const std::string &id) const {
     try {
         takeBackLeftBehind(id);
     } catch (const std::exception &error) {
-        // Nothing of it is in the way of a publication; an examination finds the file.
+        // It is in the way of no publication, and an examination finds the file.
         LogStream(LogLevel::Warning) << error;
     }
 }
 
-/// A plan that is not all there is made again, of what it was made of.
+/// Rebuilds a torn plan from the version's tree.
 PublicationPlan FSDatabase::unfinishedPlan(const std::string &id) const {
     if (auto plan = parsePublicationPlan(Common::readIfExists(planFile(id)).value_or("")))
         return *plan;

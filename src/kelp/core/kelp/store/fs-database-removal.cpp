@@ -1,4 +1,4 @@
-// The part of FSDatabase that takes versions and packages away, and nothing that is not theirs.
+// The part of FSDatabase that removes versions and packages, and only their own files.
 
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/errors/log-stream.h"
@@ -35,7 +35,7 @@ void removeAllBut(const fs::path &directory, const fs::path &kept) {
     });
 }
 
-/// By their paths: an update that succeeded otherwise has said what it has left.
+/// Logs the remaining entries by their paths: the update itself succeeded.
 void tellWhatStays(const fs::path &directory) {
     std::error_code error;
     for (fs::directory_iterator entry(directory, error), end; !error && entry != end; entry.increment(error))
@@ -51,7 +51,7 @@ void FSDatabase::remove(const std::string &id) {
         throw Error(ErrorCode::FileConflict, entry(id).objection());
     tryRemoveMappingsUsingCurrentDirectory(id);
     dropPackage(id);
-    // Once more: what failed may have failed for a moment.
+    // A retry: the failure may have been momentary.
     finishTakingBack(id);
 }
 
@@ -80,8 +80,8 @@ std::vector<fs::path> FSDatabase::dropPackage(const std::string &id) const {
     return left;
 }
 
-/// The descriptor goes first: from then on a kill leaves a package that the next look at it finds corrupted
-/// and removes, and at the very end a link that leads nowhere; never a package that is there in part.
+/// The descriptor goes first. After a later kill the next look finds the package corrupted and removes it. At
+/// the very end a kill leaves a dangling link, but never a part of a package.
 void FSDatabase::dropCurrent(const std::string &id) const {
     const StoreEntry::Slot current = entry(id).slot(PackageSlot::Current);
     if (!current.counts())
@@ -100,7 +100,7 @@ void FSDatabase::cleanupCorrupted(const std::string &id) {
 void FSDatabase::cleanupVersionsExceptCurrent(const std::string &id) {
     try {
         const fs::path current = pathResolver_->currentDirectory(id);
-        // For its text: why there is none.
+        // For the error's text.
         Common::readSymlink(current);
         const StoreEntry::Slot slot = entry(id).slot(PackageSlot::Current);
         const std::string objection = entry(id).objection();
@@ -115,9 +115,9 @@ void FSDatabase::cleanupVersionsExceptCurrent(const std::string &id) {
     }
 }
 
-/// Whatever goes is named by `prev` meanwhile, which beside a whole `current` says just that, and is gone on
-/// with; `next` would have what is left of the version made current. Failures are logged, and the others go
-/// on; returns the first.
+/// During its removal a version is named by `prev`: beside a whole `current` that means an unfinished
+/// removal, which a later run completes. `next` would make the remnant current. Failures are logged, and do
+/// not stop the others; returns the first.
 std::exception_ptr FSDatabase::dropOthers(const std::string &id, const std::string &kept) const {
     std::exception_ptr failure;
     const auto attempt = [&](const fs::path &what, const auto &drop) {
@@ -150,14 +150,14 @@ std::exception_ptr FSDatabase::dropOthers(const std::string &id, const std::stri
 
 void FSDatabase::dropByPrevious(const std::string &id, const std::function<void()> &makePrevious) const {
     const fs::path previous = pathResolver_->previousDirectory(id);
-    // One of somebody's, or of a version that could not be removed.
+    // A foreign one, or the link of a version that could not be removed.
     if (entry(id).slot(PackageSlot::Previous).lead != StoreEntry::Lead::Absent)
         throw Error(ErrorCode::Filesystem, previous.string() + " is in the way");
     makePrevious();
     dropPrevious(id);
 }
 
-/// The version before the link: without one, a directory that a kill leaves empty would be nobody's.
+/// The version before the link: without the link nobody would own a directory that a kill leaves empty.
 void FSDatabase::dropPrevious(const std::string &id) const {
     const StoreEntry entry = this->entry(id);
     const StoreEntry::Slot previous = entry.slot(PackageSlot::Previous);
@@ -168,14 +168,14 @@ void FSDatabase::dropPrevious(const std::string &id) const {
         Common::removeAll(entry.link(PackageSlot::Previous));
 }
 
-/// The descriptor last, which says whose the directory is.
+/// The descriptor last: it tells whose the directory is.
 void FSDatabase::dropVersion(const std::string &id, const std::string &version) const {
     const fs::path directory = pathResolver_->versionDirectory(id, version);
     removeAllBut(directory, pathResolver_->descriptorFile(id, version).filename());
     Common::removeAll(directory);
 }
 
-/// A version that no link names was left by an installation that failed, and would fail all later ones.
+/// A failed installation left a version that no link names. It would fail all later ones.
 void FSDatabase::dropLeftover(const fs::path &directory, const std::string &id) const {
     const StoreEntry entry = this->entry(id);
     const std::string version = directory.filename().string();
@@ -184,7 +184,7 @@ void FSDatabase::dropLeftover(const fs::path &directory, const std::string &id) 
             return;
     if (entry.descriptor(version).state == StoreEntry::DescriptorState::Own)
         dropVersion(id, version);
-    // Killed before its last step, that has left an empty directory, in which there is nothing to lose.
+    // After a kill before that one's last step an empty directory remains, with nothing to lose.
     ::rmdir(directory.c_str());
 }
 

@@ -21,7 +21,7 @@ void requireNoObjection(const std::string &objection) {
         throw Common::Error(ErrorCode::FileConflict, objection);
 }
 
-/// Unlike exists(), which answers "no" for what the disk does not tell.
+/// Unlike exists(), which answers "no" when the look fails.
 bool isThere(const fs::path &path) {
     return Common::reraiseAs(ErrorCode::Filesystem, "Couldn't look for " + path.string(),
                              [&] { return fs::exists(fs::symlink_status(path)); });
@@ -38,15 +38,15 @@ bool FSDatabase::isInSlot(const PackageStaging &staging, PackageSlot slot) const
     return found.counts() && found.version == staging.version;
 }
 
-/// A kill leaves the staged tree, the version's directory without a link, `next`, or `current`; each is gone
-/// on from.
+/// A kill leaves the staged tree, the version's directory without a link, `next`, or `current`; a repeated
+/// call goes on from each.
 void FSDatabase::place(const PackageStaging &staging) {
     const std::string &id = staging.id;
     const fs::path directory = pathResolver_->versionDirectory(id, staging.version);
-    // The caller's journal tells of the version, so that one that stands there is its own.
+    // The caller's journal names the version, so a directory of that name is its own.
     requireNoObjection(entry(id).objectionTo(staging.version, {staging.version}));
     if (isThere(staging.path)) {
-        // While nothing is current, what an earlier removal has left leads nowhere.
+        // While nothing is current, links that an earlier removal left are dangling.
         finishTakingBack(id);
         Common::move(staging.path, directory);
     }

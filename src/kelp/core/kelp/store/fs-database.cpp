@@ -43,27 +43,26 @@ Error unreadableDescriptor(const std::string &id) {
     return {ErrorCode::CorruptedInstalledPackage, "Couldn't read velura.pkg file of the " + id + " package"};
 }
 
-/// A disk that does not answer says nothing of the package: only a descriptor that is absent or malformed has
-/// it cleaned up.
+/// Only a missing or malformed descriptor lets the package be removed: a failed read proves nothing.
 void requireCorrupted(const std::string &id, const Error &error) {
     if (error.code() != Common::ErrorCategory::make(ErrorCode::Internal))
         throw unreadableDescriptor(id).causedBy(error);
 }
 
-/// Whether the next look may succeed, so that nothing may be concluded from this one.
+/// Whether the next look may succeed, so that this one proves nothing.
 bool isFailedLook(const std::exception &error) {
     const int reason = Common::systemErrorOf(error);
     return reason == 0 ? dynamic_cast<const Error *>(&error) == nullptr : !isJudgement(reason);
 }
 
-/// Whether the disk is at fault, and not the package: it was full, or did not give what is there.
+/// Whether the disk is at fault, and not the package: it was full, or a read failed.
 bool isFaultOfDisk(const std::exception &error) {
     const auto *ours = dynamic_cast<const Error *>(&error);
     return ours && (ours->code() == Common::ErrorCategory::make(ErrorCode::Filesystem) ||
                     ours->code() == Common::ErrorCategory::make(ErrorCode::CorruptedInstalledPackage));
 }
 
-/// By the registry alone, which knows of every package from its installation on.
+/// By the registry alone: it has every package from its installation on.
 bool isOnRecord(const std::string &id) {
     bool isInstalled = false;
     const auto note = [&](const RegistryRecord &record) {
@@ -82,12 +81,12 @@ std::string foreignDescriptor(const fs::path &version) {
     return "The velura.pkg file in " + version.string() + " is that of another package or version";
 }
 
-/// What lies in a directory of packages and never is one, whatever is in it: what tools and filesystems keep.
+/// Names in a directory of packages that are never packages: those of tools and filesystems.
 bool isKeptByOthers(const std::string &name) {
     return name.starts_with('.') || name == "lost+found";
 }
 
-/// Not listDirectory(), which one link that leads nowhere fails.
+/// Not listDirectory(): one dangling link fails that.
 std::vector<std::string> idsIn(const fs::path &store) {
     return Common::reraiseAs(ErrorCode::Filesystem, "Couldn't read directory: " + store.string(), [&] {
         std::vector<std::string> ids;
@@ -104,7 +103,7 @@ FSDatabase::FSDatabase(const IConfiguration &configuration, const IDatabasePathR
     configuration_(&configuration), pathResolver_(&pathResolver) {
     const fs::path &directory = configuration.databaseDirectory();
     try {
-        // Not raised: each operation on the store tells of it by itself.
+        // Not raised: each operation on the store reports it itself.
         if (!Common::exists(directory))
             fs::create_directories(directory);
     } catch (const std::exception &error) {
@@ -120,8 +119,8 @@ void FSDatabase::install(const PackageStaging &staging, const PackageInformation
         prepareUpdate(staging, extras);
         completeUpdate(staging.id);
     } catch (...) {
-        // Where the failure came before the first `current`, this removes nothing and says so: what is left
-        // is for the next installation or the doctor to find.
+        // After a failure before the first `current` this removes nothing and says so: the next installation
+        // or `kelpctl doctor` finds the remnants.
         cleanupFailedInstallation(staging.id);
         throw;
     }
@@ -144,10 +143,10 @@ void FSDatabase::prepareUpdate(const PackageStaging &staging, const PackageInfor
     try {
         putInPlace(staging, extras);
     } catch (...) {
-        // Empty and without a package it would be somebody's.
+        // Left empty, the directory would count as foreign.
         if (isNew)
             ::rmdir(pathResolver_->packageDirectory(staging.id).c_str());
-        // Without a current version nothing tells what to keep, and nothing goes.
+        // Without a current version nothing tells what to keep, so nothing goes.
         cleanupVersionsExceptCurrent(staging.id);
         throw;
     }
@@ -157,10 +156,10 @@ void FSDatabase::putInPlace(const PackageStaging &staging, const PackageInformat
     const fs::path directory = pathResolver_->versionDirectory(staging.id, staging.version);
     dropLeftover(directory, staging.id);
     requireFree(entry(staging.id).objectionTo(staging.version));
-    // Before the move, so that no version is in the store without the descriptor that says whose it is.
+    // Before the move, so that each version in the store has the descriptor that tells whose it is.
     describe(staging, extras, Durability::Flushed);
     Common::move(staging.path, directory);
-    // Absolute whatever the root prefix is: a relative text would count from the package's directory.
+    // Absolute, also with a relative root prefix: a relative text would count from the package's directory.
     Common::createSymlink(fs::absolute(directory), pathResolver_->nextDirectory(staging.id));
 }
 
@@ -171,9 +170,9 @@ void FSDatabase::describe(const PackageStaging &staging, const PackageInformatio
     ensureDescriptor(staging.path / name, staging, extras, durability);
 }
 
-/// What a package ships under the names of the store's own files is not its to say: the lists and the plan
-/// tell what to remove from the system, and a link in place of the resources would have the store write where
-/// it leads.
+/// A package must not ship files under the names of the store's own. The lists and the plan decide which
+/// files of the system are removed. A link in place of the resources would make the store write to its
+/// target.
 void FSDatabase::dropOwnNames(const fs::path &tree, const PackageStaging &staging) const {
     for (const fs::path &own :
          {pathResolver_->symlinkListFile(staging.id, staging.version),
@@ -198,14 +197,14 @@ void FSDatabase::completeUpdate(const std::string &id) {
         try {
             recoverPrevious(id);
         } catch (const std::exception &error) {
-            // Whatever comes of this, the caller hears why the update failed.
+            // In any case the caller gets the reason why the update failed.
             LogStream(LogLevel::Error) << error;
         }
         throw;
     }
 }
 
-/// Before anything is taken down for it.
+/// Called before anything is removed for the update.
 void FSDatabase::requireOwnUpdate(const std::string &id) const {
     const StoreEntry entry = this->entry(id);
     requireFree(entry.objection());
@@ -219,19 +218,19 @@ void FSDatabase::swapToNext(const std::string &id) {
     if (isInstalled(id))
         backUpCurrent(id);
     promoteNext(id);
-    // With both versions still there: a failure brings the old one back.
+    // While both versions exist: a failure brings the old one back.
     generateMappings(id);
     cleanupVersionsExceptCurrent(id);
-    // What of the version before could not be taken back, and is published again or leads nowhere now.
+    // Removes leftovers of the previous version that are dangling now; the others are published again.
     finishTakingBack(id);
 }
 
 void FSDatabase::backUpCurrent(const std::string &id) {
     if (!isInstalled(id))
         throw internalError("Missing current directory when trying to do backup for ", id);
-    // Of an earlier update that was not cleaned up after: without a link nobody would finish its removal.
+    // From an earlier update without clean-up: without the link nothing would finish that version's removal.
     dropPrevious(id);
-    // The old version keeps its directory, so that the way back is one rename as well.
+    // The old version keeps its directory, so that a roll back is one rename as well.
     Common::move(pathResolver_->currentDirectory(id), pathResolver_->previousDirectory(id));
 }
 
@@ -249,7 +248,7 @@ void FSDatabase::recoverPrevious(const std::string &id) {
         // renamed.
         if (!hasPendingUpdate(id) || !isInstalled(id))
             rollBackToPrevious(id);
-        // What is published is what the version of record says, which the one that failed must not be.
+        // The version of record decides what to publish: it must not be the failed one.
         if (hasPendingUpdate(id))
             cleanupVersionsExceptCurrent(id);
         generateMappings(id);
@@ -266,8 +265,8 @@ void FSDatabase::recoverPrevious(const std::string &id) {
     }
 }
 
-/// The package is whole in the store, only not published. Without the version that failed a full disk has
-/// room again; and if it has not, the next update publishes.
+/// The package is whole in the store, but not published. Without the failed version a full disk has room
+/// again. If it does not, the next update publishes.
 void FSDatabase::keepUnpublished(const std::string &id) {
     if (entry(id).slot(PackageSlot::Previous).counts())
         return; // Not even the link could be renamed.
@@ -279,7 +278,7 @@ void FSDatabase::keepUnpublished(const std::string &id) {
     }
 }
 
-/// The failure that the caller is about to hear of is that of the update, not one of this removal.
+/// The caller gets the failure of the update, not one of this removal.
 void FSDatabase::removeUnrecoverable(const std::string &id) {
     try {
         cleanupCorrupted(id);
@@ -290,7 +289,7 @@ void FSDatabase::removeUnrecoverable(const std::string &id) {
 
 void FSDatabase::rollBackToPrevious(const std::string &id) {
     if (!entry(id).slot(PackageSlot::Previous).counts())
-        // A first installation has nothing to go back to: this failure is what has it removed.
+        // A first installation has no earlier version: this failure makes the caller remove it.
         throw internalError("Missing backup directory when rolling back update for ", id);
     Common::move(pathResolver_->previousDirectory(id), pathResolver_->currentDirectory(id));
 }
@@ -302,7 +301,7 @@ PackageInformation FSDatabase::packageInfo(const std::string &id) {
         return *information;
     if (auto information = currentInformation(id))
         return *information;
-    // A directory of which no record and no descriptor says that it is a package is somebody's.
+    // A directory is foreign if neither a record nor a descriptor makes it a package.
     if (entry(id).kind() != StoreEntry::Kind::Directory || !isOnRecord(id) || idsOnTheirWay().contains(id))
         throw unreadableDescriptor(id);
     LogStream(LogLevel::Info) << "Cleaning up corrupted installed package " << id;
@@ -315,7 +314,7 @@ PackageInformation FSDatabase::packageInfo(const std::string &id) {
     throw unreadableDescriptor(id);
 }
 
-/// A version whose descriptor is another's is nobody's to drop, and is not of record either.
+/// A version with another's descriptor must not be dropped, and is not of record either.
 std::optional<PackageInformation> FSDatabase::nextInformation(const std::string &id) {
     const StoreEntry::Slot next = entry(id).slot(PackageSlot::Next);
     if (!next.counts())
@@ -355,7 +354,7 @@ std::optional<PackageInformation> FSDatabase::currentInformation(const std::stri
     throw unreadableDescriptor(id);
 }
 
-/// Of a package that the journal names, the take-over alone completes or takes back what is there.
+/// Only the take-over completes or rolls back the packages that the journal names.
 std::set<std::string> FSDatabase::idsOnTheirWay() const {
     std::set<std::string> ids;
     for (JournalEntry &entry : TakeOverJournal::read(configuration_->tempDirectory()))
@@ -368,13 +367,13 @@ std::vector<PackageInformation> FSDatabase::packages() {
     std::vector<PackageInformation> all;
     lookFailure_ = nullptr;
     for (const std::string &id : idsIn(configuration_->databaseDirectory())) {
-        // Without its lists it is not whole: what the caller does for others is done when it has arrived.
+        // Without its lists it is not whole: the caller handles it when it has arrived.
         if (onTheirWay.contains(id) &&
             !Common::isThere(pathResolver_->symlinkListFile(id, PackageSlot::Current)))
             continue;
         try {
-            // This look heals: what it finds corrupted is removed on the way. Of what never was a package
-            // there is nothing to tell.
+            // This look heals: it removes corrupted packages on the way. Entries that never were packages are
+            // skipped.
             if (isInstalled(id) || isOnRecord(id))
                 all.push_back(packageInfo(id));
         } catch (const std::exception &error) {
@@ -396,7 +395,7 @@ bool FSDatabase::isInstalled(const std::string &id) {
 }
 
 bool FSDatabase::isVersionInstalled(const std::string &id, const std::string &version) {
-    // Whether or not a link names it: a version that failed to become current counts as well.
+    // Even if no link names it: a version that failed to become current counts as well.
     return Common::exists(pathResolver_->versionDirectory(id, version));
 }
 
@@ -428,8 +427,7 @@ bool FSDatabase::isNewerThanInstalled(const std::string &id, const std::string &
     if (const auto installed = Common::Rpm::Version::parse(*actual))
         return given->compare(*installed) == 1;
     LogStream(LogLevel::Error) << "Couldn't parse actual package version: " << *actual;
-    // It may be the version of an update that was prepared and cannot be compared: without it, the current
-    // one counts.
+    // It may be the version of a prepared update that cannot be compared: without it, the current one counts.
     if (recheck == Recheck::No || !hasPendingUpdate(id))
         return false;
     LogStream(LogLevel::Info) << "Cleaning up corrupted package upgrade: " << id;

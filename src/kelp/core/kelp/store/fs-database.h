@@ -70,7 +70,7 @@ public:
     /// Removes the package's own entries from its directory: its versions, the current one last, and its
     /// three links, wherever they lead. Published files stay. Foreign entries stay, and are returned; if
     /// there are none, the directory goes too. Raises ErrorCode::FileConflict, and changes nothing, where the
-    /// directory is a link or something else; and ErrorCode::Filesystem. Killed, it is called again.
+    /// directory is a link or something else; and ErrorCode::Filesystem. After a kill it can be repeated.
     std::vector<std::filesystem::path> dropPackage(const std::string &id) const;
 
     /// The plan by which install() would publish a tree for which describeStaged() was called. Changes
