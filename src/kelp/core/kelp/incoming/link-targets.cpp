@@ -9,11 +9,11 @@ namespace Core::KELP {
 
 namespace {
 
-constexpr int mostLinks = 40; ///< As the kernel has it.
-/// Forty links with long texts would be thousands of looks at the disk.
+constexpr int mostLinks = 40; ///< The kernel's limit.
+/// Forty links with long texts would cost thousands of looks at the disk.
 constexpr int mostSteps = 512;
 
-/// One walk along a path; what is still to be walked lies in reverse.
+/// One walk along a path; the rest of the path is kept in reverse.
 class Walk {
 public:
     Walk(const fs::path &versionDirectory, const TreeLookup &lookUp) :
@@ -45,7 +45,7 @@ private:
     }
 
     bool ascend() {
-        // Above the tree there is nothing of the package.
+        // Nothing above the tree is the package's.
         if (place_.path.empty())
             return false;
         place_.path = place_.path.parent_path();
@@ -69,7 +69,7 @@ private:
             append(target);
             return true;
         }
-        // What leads anywhere else brings in nothing of the package.
+        // Any other target brings in nothing of the package.
         const fs::path inTree = target.lexically_relative(versionDirectory_);
         if (inTree.empty() || *inTree.begin() == "..")
             return false;

@@ -38,9 +38,9 @@ using PathTranslation = std::function<std::filesystem::path(const std::filesyste
 /// within the package stays a link within the version.
 ///
 /// `path` is the system path of the link and `target` its text. A plain relative name stays as it is. An
-/// absolute target, and a relative one that begins with "." or is empty, become absolute paths below
-/// `versionDirectory`, which may be relative itself, where the translation puts them. An empty translation
-/// throws std::bad_function_call.
+/// absolute target, and a relative one that begins with "." or is empty, become paths below
+/// `versionDirectory`, at the place of their translation. `versionDirectory` may be relative. An empty
+/// translation throws std::bad_function_call.
 std::pair<std::filesystem::path, std::filesystem::path>
 resolveLink(const std::filesystem::path &path, const std::filesystem::path &target,
             const std::filesystem::path &destination, const std::filesystem::path &versionDirectory,

@@ -38,7 +38,7 @@ constexpr fs::perms ownerAccess = fs::perms::owner_read | fs::perms::owner_write
 
 } // namespace
 
-/// Where one judge sits for one package.
+/// One judge at work on one package.
 struct PackageExtraction::Seat {
     Seat(const PackageJudge &its, const Validator::RpmMeta &meta) :
         judge(its), validator(its.config, meta, its.content, its.mostOfId) {}
@@ -51,7 +51,7 @@ struct PackageExtraction::Seat {
     std::string firstFailure = {};
 };
 
-/// One package on its way.
+/// The state of one run.
 struct PackageExtraction::Run {
     const ExtractFileIterator &content;
     const Validator::RpmMeta &meta;
@@ -59,7 +59,7 @@ struct PackageExtraction::Run {
     const Steps &steps;
     Conveyance &conveyance;
     SymbolicLinks links;
-    std::unordered_set<std::string> namedLinks = {}; ///< Those of which the header's judge said it already.
+    std::unordered_set<std::string> namedLinks = {}; ///< Links that the header's judge has reported already.
 
     void work() const {
         if (steps.duringWork)
@@ -89,11 +89,12 @@ std::vector<std::string> PackageExtraction::run(const ExtractFileIterator &packa
                 .validateMeta();
         });
         requireRoom(package);
-        // Directories by the hundred thousand are not made to find more in what is refused for them.
+        // A package that is refused for hundreds of thousands of directories is not unpacked for more
+        // findings.
         if (!isRefused(run) || !Validator::hasTooManyDirectories(meta))
             judge(run);
     } catch (...) {
-        // What was unpacked by then stays, with no more than its permissions.
+        // Files unpacked by then stay, with just their own permissions.
         staging_.applyFilePermissions();
         throw;
     }
@@ -110,7 +111,7 @@ bool PackageExtraction::isRefused(const Run &run) {
     return !run.seats.empty() && std::ranges::all_of(run.seats, isRefusal);
 }
 
-/// By what the header claims: a disk that is full stops others too. No more is unpacked than that.
+/// By the header's size, since a full disk stops other programs too. No more than that is unpacked.
 void PackageExtraction::requireRoom(const ExtractFileIterator &package) const {
     const std::uint64_t size = package.contentSize();
     if (mostUnpacked_ && size > *mostUnpacked_)
@@ -148,10 +149,10 @@ void PackageExtraction::judge(Run &run) {
     ask(run, badContent, [](Seat &seat) { return seat.validator.finishContent(); });
 }
 
-/// Touches nothing that a verdict looks at but the entry's own place.
+/// Of all that verdicts look at, touches only the entry's own place.
 UnpackedEntry PackageExtraction::unpack(const Entry &entry, Run &run) {
-    // The mapping drops slashes that stand after a row's target, so that the package's own words count: with
-    // one at the end, a file would stand in the place of a row's directory.
+    // Checks the package's own text, since the mapping drops slashes after a row's target: a file with a
+    // slash at the end would take the place of a row's directory.
     const bool mayEndInSlash = std::holds_alternative<Common::Rpm::Directory>(entry.kind);
     const bool isPlain = entry.path.find("//") == std::string::npos && entry.path.starts_with('/') &&
                          (mayEndInSlash || !entry.path.ends_with('/'));
@@ -170,19 +171,19 @@ UnpackedEntry PackageExtraction::unpack(const Entry &entry, Run &run) {
         unpacked.file = make(entry, unpacked.path, run);
     } catch (const Error &error) {
         if (error.code() != ErrorCategory::make(ErrorCode::BadPackageContent))
-            // The system's failures are no verdict on the package.
+            // A failure of the system is no verdict on the package.
             throw;
         unpacked.refusal = ContentRule::PlaceTaken;
     }
     return unpacked;
 }
 
-/// Makes what the entry is. Raises ErrorCode::BadPackageContent when its place is taken.
+/// Makes the entry. Raises ErrorCode::BadPackageContent when its place is taken.
 FileDescriptor PackageExtraction::make(const Entry &entry, const fs::path &path, Run &run) {
     if (const auto *directory = std::get_if<Common::Rpm::Directory>(&entry.kind)) {
         staging_.makeDirectory(path, directory->permissions);
     } else if (std::holds_alternative<Common::Rpm::PackedFile>(entry.kind)) {
-        // Ahead of the file: a package without a developer's signature leaves no content on the disk.
+        // Before the file is made: a package without a developer's signature leaves no content on disk.
         if (run.steps.beforeFile)
             run.steps.beforeFile();
         return makeFile(entry, path, run);
@@ -215,14 +216,14 @@ void PackageExtraction::judgeEntry(UnpackedEntry unpacked, Run &run) {
     else if (std::holds_alternative<Common::Rpm::Symlink>(unpacked.entry.kind))
         rememberLink(unpacked, run);
     else
-        // A hard link under this name too: what a file may be depends on where it lies.
+        // A hard link is judged under this name too: the rules for a file depend on its place.
         judgeFile(unpacked.entry.path, unpacked.path, run);
 }
 
 void PackageExtraction::judgeContent(UnpackedEntry file, Run &run) {
     const fs::perms permissions = std::get<Common::Rpm::PackedFile>(file.entry.kind).permissions;
     const bool failed = judgeFile(file.entry.path, file.path, run);
-    // Further names of the file, which are judged later, must not be hidden by what this one is given.
+    // The permissions must not hide further names of the file, which are judged later.
     if ((permissions & fs::perms::owner_read) == fs::perms::none)
         staging_.hideLater(file.path, permissions);
     else if (permissions != (permissions | ownerAccess))
@@ -230,7 +231,7 @@ void PackageExtraction::judgeContent(UnpackedEntry file, Run &run) {
     // A file that did not pass gets no signature.
     if (!failed && run.steps.afterFile)
         run.steps.afterFile(file.entry, file.file);
-    // Some filesystems say only now that there was no room.
+    // Some filesystems report a full disk only at the close.
     file.file.close();
 }
 
@@ -251,8 +252,8 @@ void PackageExtraction::judgeLinks(Run &run) {
 
 void PackageExtraction::refuseLink(ContentRule reason, const std::string &name, Run &run) {
     ask(run, badContent, [&](Seat &seat) {
-        // Where the header's judge has told of it already, once is enough; the verdict stands all the same.
-        // Where that one was forgiven, this is what refuses the package.
+        // If the header's judge has reported it already, it is not reported again, but still counts. If that
+        // finding was forgiven, this one refuses the package.
         return (seat.isStrict() && run.namedLinks.contains(name)) || seat.validator.report(reason, name);
     });
 }
@@ -271,7 +272,7 @@ void PackageExtraction::refuse(ContentRule reason, const std::string &name, Run 
     ask(run, badContent, [&](Seat &seat) { return seat.validator.report(reason, name); });
 }
 
-/// Every one of the judges, whatever those before it said. Returns whether the package failed with any.
+/// Asks every judge, also after a refusal. Returns whether the package failed with any.
 bool PackageExtraction::ask(Run &run, const char *text, const std::function<bool(Seat &)> &verdict) {
     bool failed = false;
     for (Seat &seat : run.seats) {
@@ -290,8 +291,7 @@ bool PackageExtraction::hasFailed(bool verdict, const char *text, Seat &seat) co
     return verdict;
 }
 
-/// Whether what is published from the tree lies below the path: through a link there, all that it leads to
-/// would be published.
+/// Whether files below the path are published: a link there would publish all that it leads to.
 bool PackageExtraction::isMappingSource(const fs::path &path) const {
     return std::ranges::any_of(mappings_, [&](const Mapping &mapping) {
         return (mapping.source() + '/').starts_with(path.string() + '/');
@@ -300,7 +300,7 @@ bool PackageExtraction::isMappingSource(const fs::path &path) const {
 
 fs::path PackageExtraction::targetOf(const Entry &link) const {
     fs::path target = std::get<Common::Rpm::Symlink>(link.kind).target;
-    // The links of the machine on which this runs say nothing about the package's.
+    // Ignores links of the machine on which this runs: they are not the package's.
     if (target.native().starts_with('.'))
         target = (fs::path(link.path).parent_path() / target).lexically_normal();
     return resolveLink(link.path, target, {}, versionDirectory_,

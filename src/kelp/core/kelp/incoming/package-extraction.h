@@ -16,8 +16,8 @@ namespace Core::KELP {
 
 /// Unpacks one package file under the validator's verdict. For one run.
 ///
-/// The header is judged before anything is unpacked; then each file as soon as it lies in the staging
-/// directory, under each of its names; then the symbolic links, as SymbolicLinks does it; then the whole.
+/// First the header is judged, before the unpacking. Then follow each file as soon as it is unpacked, under
+/// each of its names; the symbolic links (SymbolicLinks); and the whole.
 ///
 /// While files are judged their owner can also read and write them: so checkers that do not run as root see
 /// everything. When the run ends, in whatever way, each judged file has just its own permissions.

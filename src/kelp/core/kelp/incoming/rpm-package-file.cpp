@@ -37,8 +37,8 @@ using PackageSignatures::Cms;
 
 namespace Tag = Common::Rpm::Tag;
 
-/// In place of the key of a developer who is not known. Without one there would be no row for the shared data
-/// of the organisation, and a link there would be judged otherwise than at its installation.
+/// Stands in for the key of an unknown developer. Without a key there would be no row for the organisation's
+/// shared data, and a link there would be judged otherwise than at its installation.
 constexpr const char *someKeyId = "0";
 
 /// The store makes a directory of the text.
@@ -59,7 +59,7 @@ std::vector<RpmPackage::FileEntry> filesOf(const Common::Rpm::Reader &reader) {
 }
 
 std::optional<ManifestEntry> parse(const Common::Rpm::PackedFile &content, const fs::path &name) {
-    // No more is read than the size that is claimed: this is what keeps a packed file of zeros out of memory.
+    // No more than the claimed size is read: this keeps a packed file of zeros out of memory.
     if (content.size() > maximumDesktopFileSize)
         return std::nullopt;
     const std::vector<std::uint8_t> bytes = content.readAll();
@@ -79,19 +79,19 @@ Links linksOf(const Common::Rpm::Reader &reader) {
     return links;
 }
 
-/// Where a file of the system is when the package's links are followed.
+/// The place of a file of the system after following the package's links.
 std::optional<fs::path> followed(const fs::path &systemPath, const Links &links) {
     const auto place = followLinks(systemPath.relative_path(), "/", [&](const fs::path &path) {
         const std::string system = "/" + path.string();
         const auto link = links.find(system);
-        // Directories need not be in the list, so what is no link may be one.
+        // The list may lack directories: any path but a link may be one.
         return std::optional(link == links.end() ? TreeNode{TreeNode::Kind::Directory}
                                                  : TreeNode{TreeNode::Kind::Link, link->second});
     });
     return place ? std::optional("/" / place->path) : std::nullopt;
 }
 
-/// Whether there is a regular file of that path, under whichever of its names it has its content.
+/// Whether there is a regular file of that path, also as a hard link.
 bool listsFile(const ExtractFileIterator &package, const fs::path &path) {
     bool isListed = false;
     const auto look = [&](const RpmPackage::FileEntry &entry) {
@@ -121,7 +121,7 @@ PackageSignatureInfo summaryOf(const std::vector<Cms> &signatures, PackageSignat
     return {certificate.keyId(), PackageSignatures::subgroupToString(certificate.subgroup()), {}};
 }
 
-/// By the descriptor: a path could lead through what somebody put there in the meantime.
+/// By the descriptor: others could have put a link into the path meanwhile.
 void setAttribute(const FileDescriptor &file, const fs::path &path, const char *name,
                   std::string_view value) {
     if (!value.empty() && ::fsetxattr(file.get(), name, value.data(), value.size(), 0) != 0)
@@ -150,7 +150,7 @@ RpmPackage RpmPackage::fromFile(const fs::path &path, std::vector<Cms> cmsSignat
 
     const auto desktopFile = followed("/usr/share/applications/" + id + ".desktop", linksOf(reader));
     std::optional<ManifestEntry> manifest;
-    // Asked of the header first: a walk over the payload that finds nothing unpacks all of it.
+    // Asks the header first: a walk over the payload that finds nothing would unpack all of it.
     if (desktopFile && listsFile(reader, *desktopFile))
         manifest = desktopFileOf(reader, *desktopFile);
     auto orgName = manifest ? Common::asFileName(manifest->appOrgname()) : std::nullopt;
@@ -173,7 +173,7 @@ RpmPackage RpmPackage::fromFile(const fs::path &path, std::vector<Cms> cmsSignat
     return package;
 }
 
-/// What was decided upon is what is unpacked, whoever can exchange the file or write to it.
+/// Makes sure that the judged file is the unpacked one, even if others can exchange it or write to it.
 ExtractFileIterator RpmPackage::reopened() const {
     ExtractFileIterator reader(path_, signatures_);
     if (reader.digest() != headerDigest_)
@@ -189,7 +189,7 @@ PackageStaging RpmPackage::extractPackageFile(const fs::path &destination,
                                               const fs::path &versionDirectory) const {
     const ExtractFileIterator content = reopened();
     unpack(destination, versionDirectory, content, Judged::Yes);
-    // Whoever moves the tree flushes it, and the list with it.
+    // The caller flushes the tree, and the list with it, before it moves it.
     listStagedContents(destination, mappings_, content, [](const auto &...) { return true; });
     return {destination, id(), version(), orgName(), appName(), true};
 }
@@ -214,7 +214,7 @@ void RpmPackage::unpack(const fs::path &destination, const fs::path &versionDire
     Conveyance oneByOne;
     std::vector<PackageJudge> judges;
     if (judged == Judged::Yes)
-        // Without a developer the first file ends it; up to there the header needs some judge.
+        // Without a developer the first file ends the run; until then the header needs some judge.
         judges.push_back({std::make_shared<Validator::Config>(
             developer ? Validator::profileFromCertificate(developer->certificate())
                       : Validator::Profile::Regular)});

@@ -40,7 +40,7 @@ fs::path RpmPackage::packagePath(const FileEntry &entry) const {
 void RpmPackage::extractDirectory(const fs::path &destination, const FileEntry &entry) const {
     const fs::path target = destination / packagePath(entry);
     Common::createDirectories(target);
-    // The umask has no say in it: what the package wants is what its programs expect.
+    // Ignores the umask: the package's programs expect the package's permissions.
     Common::setPermissions(target, std::get<Common::Rpm::Directory>(entry.kind).permissions);
 }
 

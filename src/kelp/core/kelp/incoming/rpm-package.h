@@ -64,7 +64,7 @@ public:
     /// How to judge a package file that is not to be installed.
     struct Trial {
         std::function<void()> beforeVerdict =
-            {}; ///< Called for each entry of the package; what it raises passes.
+            {}; ///< Called for each entry of the package; its exceptions pass.
         std::shared_ptr<Conveyance> conveyance = {};    ///< Null: entry by entry.
         std::optional<std::uint64_t> mostUnpacked = {}; ///< As PackageExtraction takes it.
         std::function<void()> duringWork = {};          ///< As in PackageExtraction::Steps.
@@ -76,8 +76,8 @@ public:
     std::vector<std::string> validate(const std::filesystem::path &destination,
                                       const std::vector<PackageJudge> &judges, const Trial &trial) const;
 
-    /// Those of a package file are read when they are asked for: an installation has no use for them. Raises
-    /// then as extract() does for a file that has changed.
+    /// Those of a package file are read at the first call: an installation does not need them. That call
+    /// raises as extract() does for a file that has changed.
     const std::vector<FileEntry> &files() const;
     const std::vector<Mapping> &mappings() const { return mappings_; }
 

@@ -22,18 +22,18 @@ namespace Core::KELP {
 namespace {
 
 constexpr int directoryFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
-/// While they are filled; what the package wants comes with applyPermissions().
+/// While they are filled; applyPermissions() sets the package's own.
 constexpr mode_t directoryMode = 0755;
-/// Until all of a file is there, nobody else can open it.
+/// Until a file is complete, nobody else can open it.
 constexpr mode_t fileMode = 0600;
 constexpr unsigned permissionBits = 0777;
 
-/// The other half is for the directory itself, so that no verdict depends on where that lies.
+/// The other half is for the staging directory, so that no verdict depends on its place.
 constexpr std::size_t longestPath = PATH_MAX / 2;
-/// Each entry can have all of its parents made: twenty entries once cost 36,000 directories.
+/// Each entry can require all of its parents: twenty entries once cost 36,000 directories.
 constexpr std::ptrdiff_t deepestPath = 64;
 
-/// What the system answers when it is the package's path that is at fault.
+/// The errors for which the package's path is at fault.
 constexpr int refusals[] = {EEXIST, ENOTDIR, ELOOP, EXDEV, ENAMETOOLONG, EISDIR, ENOENT, EINVAL};
 
 [[noreturn]] void refuse() {
@@ -50,7 +50,7 @@ constexpr int refusals[] = {EEXIST, ENOTDIR, ELOOP, EXDEV, ENAMETOOLONG, EISDIR,
                         "Couldn't look into staging directory: " + path.string(), errno);
 }
 
-/// Raises what errno says of an operation on `path`.
+/// Raises the error of errno for an operation on `path`.
 [[noreturn]] void raiseSystemError(const fs::path &path) {
     if (std::ranges::find(refusals, errno) != std::end(refusals))
         refuse();
@@ -117,7 +117,7 @@ void StagingDirectory::makeDirectory(const fs::path &path, fs::perms permissions
 FileDescriptor StagingDirectory::createFile(const fs::path &path) {
     checkPath(path);
     const FileDescriptor &parent = openParent(path);
-    // Never into what is there: a second entry of the path would change a file after the verdict on it.
+    // Never opens an existing file: a second entry of the path would change it after its verdict.
     const int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
     FileDescriptor file(::openat(parent.get(), path.filename().c_str(), flags, fileMode));
     if (file.get() < 0)
@@ -137,7 +137,7 @@ void StagingDirectory::createHardlink(const fs::path &target, const fs::path &pa
     checkPath(path);
     const FileDescriptor from = openDirectory(target.parent_path());
     const FileDescriptor to = openDirectory(path.parent_path());
-    // Without AT_SYMLINK_FOLLOW: another name of a link is one of the link, not of what it leads to.
+    // Without AT_SYMLINK_FOLLOW: a hard link to a link is one of the link, not of its target.
     if (::linkat(from.get(), target.filename().c_str(), to.get(), path.filename().c_str(), 0) != 0)
         raiseSystemError(path);
 }
@@ -163,7 +163,7 @@ void StagingDirectory::applyFilePermissions() const {
 
 std::optional<TreeNode> StagingDirectory::find(const fs::path &path) const {
     const FileDescriptor found = openExisting(path, O_PATH | O_NOFOLLOW | O_CLOEXEC);
-    // A name that is too long is one that nothing has.
+    // A name that is too long cannot exist.
     if (found.get() < 0 && (errno == ENOENT || errno == ENAMETOOLONG))
         return std::nullopt;
     struct stat status {};
@@ -176,7 +176,7 @@ std::optional<TreeNode> StagingDirectory::find(const fs::path &path) const {
 
 std::vector<std::string> StagingDirectory::namesIn(const fs::path &path) const {
     FileDescriptor file = openExisting(path, directoryFlags);
-    // It owns the descriptor only when there is one, hence the release after it.
+    // The stream owns the descriptor only if it was made, hence the later release.
     const std::unique_ptr<DIR, CloseDirectory> directory(file.get() < 0 ? nullptr : ::fdopendir(file.get()));
     if (!directory)
         raiseUnreadable(path);
@@ -186,7 +186,7 @@ std::vector<std::string> StagingDirectory::namesIn(const fs::path &path) const {
     while (const dirent *entry = ::readdir(directory.get()))
         if (isPlainName(entry->d_name))
             names.emplace_back(entry->d_name);
-    // It says no more at a failure than at the end.
+    // Only errno tells the end from a failure.
     if (errno != 0)
         raiseUnreadable(path);
     std::ranges::sort(names);
@@ -200,7 +200,7 @@ FileDescriptor StagingDirectory::openDirectory(const fs::path &path) const {
     return makeByComponents(path);
 }
 
-/// The files of a directory come one after the other, and are many.
+/// Keeps the last one open: the files of a directory are many, and come one after the other.
 const FileDescriptor &StagingDirectory::openParent(const fs::path &path) {
     fs::path parent = path.parent_path();
     if (lastParentDirectory_.get() < 0 || parent != lastParent_) {
@@ -215,7 +215,7 @@ FileDescriptor StagingDirectory::makeByComponents(const fs::path &path) const {
     if (current.get() < 0)
         raiseUnwritable(path);
     for (const fs::path &name : path) {
-        // What exists may be a link or a file: the next line does not go through either.
+        // An existing entry may be a link or a file: the next line goes through neither.
         if (::mkdirat(current.get(), name.c_str(), directoryMode) != 0 && errno != EEXIST)
             raiseSystemError(path);
         FileDescriptor next(::openat(current.get(), name.c_str(), directoryFlags));

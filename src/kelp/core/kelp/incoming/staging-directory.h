@@ -26,7 +26,7 @@ public:
     /// Makes the directory, with its parents, unless it exists.
     explicit StagingDirectory(const std::filesystem::path &path);
 
-    /// Without links, whatever the constructor was given, as the checkers compare what they resolve with it.
+    /// With all links resolved: the checkers compare resolved paths with it.
     const std::filesystem::path &path() const { return path_; }
 
     /// Whether a package may have the path at all. It must not be empty, have an empty, "." or ".."
@@ -51,7 +51,7 @@ public:
     /// Gives a file of the directory a further name.
     void createHardlink(const std::filesystem::path &target, const std::filesystem::path &path) const;
 
-    /// Gives the directories the permissions that they were made with, when nothing more is to be made.
+    /// Gives the directories their intended permissions. Call it when everything is made.
     void applyPermissions() const;
 
     /// Remembers the permissions of a file that its owner may not read, for applyFilePermissions().
@@ -74,7 +74,7 @@ private:
     std::filesystem::path path_;
     FileDescriptor directory_;
     std::filesystem::path lastParent_;
-    FileDescriptor lastParentDirectory_; ///< Stays what it is: no directory is renamed or removed.
+    FileDescriptor lastParentDirectory_; ///< Stays valid: no directory is renamed or removed.
     std::map<std::string, std::filesystem::perms> permissions_; ///< Of directories.
     std::map<std::string, std::filesystem::perms> hidden_;      ///< Of files.
 };

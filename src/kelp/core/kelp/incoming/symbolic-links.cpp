@@ -17,7 +17,7 @@ constexpr std::size_t deepest = 32;       ///< Directories below one link.
 
 } // namespace
 
-/// What the walk below directories shares.
+/// The shared state of the walk below directories.
 struct SymbolicLinks::Visit {
     const Judge &judge;
     const Refuse &refuse;
@@ -43,7 +43,7 @@ void SymbolicLinks::judge(const Judge &judge, const Refuse &refuse) const {
         judge(name, place->path);
         if (place->isDirectory)
             judgeBelow(name, place->path, visit);
-        // Refused by now; what is left would cost as much again.
+        // Refused by now; the rest would cost as much again.
         if (visit.names > mostNames)
             return;
     }
@@ -54,7 +54,7 @@ std::optional<TreePlace> SymbolicLinks::follow(const fs::path &path) const {
 }
 
 void SymbolicLinks::judgeBelow(const std::string &name, const fs::path &directory, Visit &visit) const {
-    // Below a directory in which the walk is already, the same would come again without end.
+    // The walk is in this directory already: it would go round for ever.
     if (std::ranges::find(visit.above, directory) != visit.above.end())
         return;
     if (visit.above.size() == deepest)

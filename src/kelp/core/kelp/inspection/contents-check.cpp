@@ -46,7 +46,7 @@ bool isWithinAny(const std::string &path, const std::vector<std::string> &places
     });
 }
 
-/// What a package may have in its version's directory beside what was staged.
+/// Entries of a version's directory beside the staged ones.
 bool isReserved(const std::string &path) {
     constexpr std::array<std::string_view, 4> names = {"manifest.json", ".install", ".upgrade", ".remove"};
     return std::ranges::find(names, path) != names.end();
@@ -62,7 +62,7 @@ const char *nameOf(Kind kind) {
 std::vector<Difference> ContentsCheck::look(Unread &unread) {
     return compare(unread, [&](const std::vector<FoundFile> &files) {
         for (const auto &[listed, found] : files) {
-            // As text: a path object for each file would cost more than what is asked of it.
+            // As text: a path object for each file would cost more than the look.
             const std::string path = version_.native() + '/' + found->path;
             const auto get = [&](char *value, std::size_t size) {
                 return ::lgetxattr(path.c_str(), applicationIdAttribute, value, size);
@@ -78,7 +78,7 @@ std::vector<Difference> ContentsCheck::verify(Unread &unread, const std::functio
     });
 }
 
-/// The next one as a rule: list and tree have one order.
+/// Usually the next entry: list and tree have the same order.
 const ContentsEntry *ContentsCheck::find(const std::string &path) {
     const std::vector<ContentsEntry> &entries = list_->entries;
     if (next_ < entries.size() && entries[next_].path == path)
@@ -144,7 +144,7 @@ void ContentsCheck::compareEntry(const ContentsEntry &listed, const ContentsEntr
 void ContentsCheck::addExtra(const std::string &path) {
     if (isReserved(path))
         return;
-    // Of a whole directory that is too much, one line is enough.
+    // One line is enough for a whole extra directory.
     if (!extra_.contains(std::string(parentOf(path))))
         differences_.push_back({Kind::Extra, path, "is on no list"});
     extra_.insert(path);

@@ -18,13 +18,13 @@ namespace fs = std::filesystem;
 
 namespace Core::KELP {
 
-/// Opens files of a version, each by its name in the directory of the last one, if it lies there as well:
-/// ways through the tree would take as long as small files.
+/// Opens files of a version, each by its name in the last file's directory if that is the same: a walk from
+/// the top would take as long as reading a small file.
 class OpenTree {
 public:
     explicit OpenTree(const fs::path &version) : tree_(::open(version.c_str(), directoryFlags)) {}
 
-    /// Negative, with errno, where that fails. No link is followed, and no writer of a pipe waited for.
+    /// Negative, with errno, on failure. Follows no link, and waits for no writer of a pipe.
     Common::FileDescriptor open(const std::string &path) {
         constexpr int flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
         const std::size_t name = path.rfind('/') + 1;
@@ -57,7 +57,7 @@ bool carriesOwnId(const std::string &id, const std::string &path, Unread &unread
 }
 
 void ContentsReading::run(Unread &unread) {
-    // librpm's library prepares itself at the first one, which two threads must not have at once.
+    // The first digest initialises librpm's library, which two threads must not do at once.
     const Common::Rpm::Digest first;
     std::future<void> other;
     try {
@@ -88,7 +88,7 @@ void ContentsReading::readAll() {
         }
 }
 
-/// Of many files, lest two threads have more to do with each other than with them; of one that is large.
+/// Many small files, so that the threads seldom meet; or one large file.
 ContentsReading::Share ContentsReading::takeShare(std::size_t done) {
     constexpr std::size_t mostFiles = 64;
     constexpr std::uint64_t enoughBytes = 1U << 20;
@@ -105,9 +105,9 @@ ContentsReading::Share ContentsReading::takeShare(std::size_t done) {
 
 void ContentsReading::read(const FoundFile &file, OpenTree &tree, Unread &unread) const {
     const auto &[listed, found] = file;
-    // Nothing is said of one that cannot be read.
+    // If the file cannot be read, its attribute shows no difference.
     found->isSignable = listed->isSignable;
-    // As text: a path object for each file would cost more than what is asked of it.
+    // As text: a path object for each file would cost more than the look.
     const std::string path = version_.native() + '/' + found->path;
     const Common::FileDescriptor opened = tree.open(found->path);
     if (opened.get() < 0)

@@ -14,28 +14,29 @@ namespace Core::KELP {
 
 class OpenTree;
 
-/// A file of a version: what its list says, and what was found, to be completed.
+/// A file of a version: its entry in the list, and the found one, to be completed.
 struct FoundFile {
     const ContentsEntry *listed;
     ContentsEntry *found;
 };
 
-/// Asks for the attribute of one file, as lgetxattr(2) does.
+/// Reads the attribute of one file, like lgetxattr(2).
 using GetAttribute = std::function<long(char *value, std::size_t size)>;
 
-/// Whether the file carries the id. What cannot be asked for counts as carried, and goes to `unread`.
+/// Whether the file carries the id. If the look fails, the id counts as carried, and the failure goes to
+/// `unread`.
 bool carriesOwnId(const std::string &id, const std::string &path, Unread &unread, const GetAttribute &get);
 
-/// Reads the files of a version of the package that may have the listed content, and asks for the
-/// attributes of those that are to carry its id. What it was given must outlive the object.
+/// Reads the files of a version that may have the listed content, and the attributes of those that should
+/// carry the package's id. All arguments must outlive the object.
 class ContentsReading {
 public:
     ContentsReading(const std::string &id, const std::filesystem::path &version,
                     const std::vector<FoundFile> &files, const std::function<void()> &step) :
         id_(id), version_(version), files_(files), step_(step) {}
 
-    /// Two threads do it, for what the system does for a file takes longer than the few bytes of most. Calls
-    /// `step` for each file, by one of them at a time. Of one that cannot be read nothing is completed.
+    /// Reads by two threads: most files are small, and the system's work for each takes longer than its
+    /// bytes. Calls `step` for each file, from one thread at a time. An unreadable file is not completed.
     void run(Unread &unread);
 
 private:
@@ -54,7 +55,7 @@ private:
     const std::function<void()> &step_;
     std::mutex mutex_; ///< Of all below, and `step_`.
     std::size_t next_ = 0;
-    std::map<std::size_t, Unread> missed_; ///< By files, whoever came to them.
+    std::map<std::size_t, Unread> missed_; ///< By files, in any order of the threads.
 };
 
 } // namespace Core::KELP

@@ -20,7 +20,7 @@ namespace Core::KELP {
 
 namespace {
 
-/// The standings by id. What is added first for an id stays: the callers come in the order of the states.
+/// The standings by id. The first one added for an id stays: the callers come in the order of the states.
 class Standings {
 public:
     void add(const std::string &id, const std::string &version, ApplicationState state, std::string reason) {
@@ -38,11 +38,11 @@ private:
     std::map<std::string, ApplicationStanding> standings_;
 };
 
-/// The packages that are installed by the last word of the registry.
+/// The packages, and whether each is installed by its last line in the registry.
 std::map<std::string, bool> installedBy(const std::vector<RegistryRecord> &records) {
     std::map<std::string, bool> installed;
     for (const RegistryRecord &record : records)
-        // In the order of the file, so that the last word stays.
+        // In file order, so that the last line stays.
         installed[record.packageId()] = record.event() != RegistryEvent::Remove;
     return installed;
 }
@@ -81,7 +81,7 @@ void addUnfinished(const MachineViews &views, Standings &standings) {
     }
 }
 
-/// Of what cannot be looked at nothing is known: it is no damage.
+/// A failed look is no damage: nothing is known then.
 struct FilesLook {
     std::optional<PackageFiles> files;
     std::string failure; ///< Why there are none.
@@ -97,7 +97,7 @@ FilesLook lookAtFiles(const StoredPackage &package, const StoreView &store) {
     }
 }
 
-/// In the order of the packages. Two threads share them, for nearly all of a look at a machine is this.
+/// In the order of the packages. Two threads share them: this is nearly all of a look at a machine.
 std::vector<FilesLook> lookAtAllFiles(const std::vector<StoredPackage> &packages, const StoreView &store) {
     std::vector<FilesLook> looks(packages.size());
     std::atomic<std::size_t> next = 0;
@@ -105,15 +105,15 @@ std::vector<FilesLook> lookAtAllFiles(const std::vector<StoredPackage> &packages
         for (std::size_t i = next++; i < packages.size(); i = next++)
             looks[i] = lookAtFiles(packages[i], store);
     };
-    // Where no thread is to be had, this one finds nothing left to do in the end.
+    // Without a second thread this one has done everything by the time it waits.
     const std::future<void> other = std::async(work);
     work();
     other.wait();
     return looks;
 }
 
-/// Returns how large all of them are, in bytes, where that is known. A directory without a current version is
-/// what an installation left that failed, unless it once succeeded.
+/// Returns the size of all, in bytes, if known. A directory without a current version is left by a failed
+/// installation, unless one succeeded before.
 std::optional<std::uintmax_t> addStored(const std::vector<StoredPackage> &packages, const StoreView &store,
                                         const std::map<std::string, bool> &installed, Standings &standings,
                                         Unread &unread) {
@@ -162,7 +162,7 @@ public:
     }
 
 private:
-    /// Found out for the first that needs it: a machine as it should be has none.
+    /// Computed for the first package that needs it: a healthy machine has none.
     std::string whyPassedOver(const RpmRecord &record) {
         if (!plan_)
             plan_ = unread_.attempt([&] { return planTakeOver(configuration_); }).value_or(TakeOverPlan());
@@ -182,7 +182,8 @@ private:
     std::optional<TakeOverPlan> plan_;
 };
 
-/// By now whatever is anywhere has its standing: what these two add is nowhere, or where nobody could look.
+/// By now every application that was found has its standing: these two add those that are nowhere, or where
+/// no look succeeded.
 void addOthers(const std::map<std::string, bool> &installed, const SourcesView &sources, bool isAllThere,
                Standings &standings) {
     const auto state = isAllThere ? ApplicationState::Lost : ApplicationState::Unknown;
@@ -194,7 +195,7 @@ void addOthers(const std::map<std::string, bool> &installed, const SourcesView &
     for (const auto &[id, isInstalled] : installed)
         if (isInstalled)
             standings.add(id, "", state, "installed by the registry" + place);
-    // The launcher binds by the certificates, also whom people have removed since.
+    // The launcher binds by the certificates, also packages that people have removed since.
     for (const auto &[id, keyId] : sources.sourceOf)
         if (!isRemoved(id))
             standings.add(id, "", state, "bound to a source" + place);
@@ -241,7 +242,7 @@ MachineState inspectMachine(const IConfiguration &configuration) {
         machine.migrations.emplace_back(stamp.name, views.unread.attempt([&] { return isDone(stamp); }));
     const auto installed = installedBy(views.registry.value_or(RegistryView()).records);
     Standings standings;
-    // What needs somebody stands before what is whole: an application can be both.
+    // States that need a person come first: an application can have several.
     addUnfinished(views, standings);
     for (const auto &[id, path] : views.rescued.value_or(std::vector<RescuedTree>()))
         standings.add(id, "", ApplicationState::Rescued, "its files are in " + path.string());
@@ -251,7 +252,7 @@ MachineState inspectMachine(const IConfiguration &configuration) {
     ReasonsOfRpm reasons(configuration, machine.migrations.front().second, views.unread);
     const SourcesView sources = views.sources.value_or(SourcesView());
     for (const RpmRecord &record : views.rpm.value_or(std::vector<RpmRecord>()))
-        // What may be an application, as nobody knows its certificate, is told when it was one before.
+        // If its certificate is unknown, a package is shown if it was an application before.
         if (record.isApplication || installed.contains(record.id) || sources.sourceOf.contains(record.id))
             standings.add(record.id, record.version, ApplicationState::Rpm, reasons.of(record));
     addOthers(installed, sources, views.isAllThere(), standings);

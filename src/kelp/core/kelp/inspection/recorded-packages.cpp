@@ -14,7 +14,7 @@ std::map<std::string, std::string> bindings(const IConfiguration &configuration)
     try {
         return SourcesView::read(configuration).sourceOf;
     } catch (const Common::Error &error) {
-        // Of a damaged one nobody can say more; one that could not be read is a failure.
+        // A damaged database tells nothing more. A failed read is a failure.
         if (error.code() != Common::ErrorCategory::make(Common::ErrorCode::Internal))
             throw;
         return {};
@@ -53,7 +53,7 @@ std::map<std::string, RecordedPackages::Record> RecordedPackages::read() const {
     std::map<std::string, Record> records;
     for (const RegistryRecord &line : registryRecords()) {
         Record &record = records[line.packageId()];
-        // In the order of the file, so that the last word stays.
+        // In file order, so that the last line stays.
         record.isInstalled = line.event() != RegistryEvent::Remove;
         record.keys.insert(line.keyId());
         record.keys.insert(line.previousKeyIds().begin(), line.previousKeyIds().end());

@@ -56,7 +56,7 @@ std::optional<UnfinishedInstallation> unfinishedInstallation() {
 std::optional<std::string> unfinishedRemoval() {
     Common::requireReadable(removalFile());
     const std::string text = Common::readIfExists(removalFile()).value_or("");
-    // A text that leads elsewhere is no id: to complete that removal would remove what lies there.
+    // A text that is a path is no id: completing that removal would remove foreign files.
     return Common::asFileName(text.substr(0, text.find('\n')));
 }
 

@@ -24,7 +24,7 @@ RegistryView readRegistry();
 /// Its good records. Raises as readRegistry() does.
 std::vector<RegistryRecord> registryRecords();
 
-/// The file that names a package from before the first step of its removal until after the last.
+/// The note of a removal: it names the package from before the first step until after the last.
 std::filesystem::path removalFile();
 
 /// The package whose removal was begun and not completed.
@@ -37,8 +37,8 @@ struct UnfinishedInstallation {
     RegistryEvent event;
 };
 
-/// The file that names a version from before it comes into the store until registry and sources know of it:
-/// "ID", "VERSION" and "I" or "U", a line each.
+/// The note of an installation: "ID", "VERSION" and "I" or "U", a line each. It exists from before the
+/// version comes into the store until registry and sources have it.
 std::filesystem::path installationFile();
 
 /// The installation that the file names; nothing when the file is missing or torn.

@@ -32,7 +32,7 @@ using PackageSignatures::Group;
 
 namespace Tag = Common::Rpm::Tag;
 
-/// The certificate of a package, if it has one; nothing at all when nobody knows.
+/// The certificate of a package, if it has one; nothing at all if unknown.
 using Answer = std::optional<std::optional<Certificate>>;
 using AskForCertificate = std::function<Answer(const std::string &id, Group group)>;
 
@@ -68,7 +68,7 @@ std::set<std::string> removedIds() {
             else
                 removed.erase(record.packageId());
     } catch (const Common::Error &) {
-        // Told where the registry is read: here nobody is known to have been removed then.
+        // The registry's own reader reports the failure; here no removal is known then.
         removed.clear();
     }
     return removed;
@@ -98,7 +98,7 @@ std::vector<RpmRecord> recordsOf(const IConfiguration &configuration, const Tran
 std::vector<RpmRecord> recordsOfCopy(const IConfiguration &configuration, const AskForCertificate &ask,
                                      const std::string &newId = {}) {
     return behindRpmPath([&] {
-        // Before the transaction, which works on it, and ends before it.
+        // Declared before the transaction, which works on it and must end first.
         const Common::Rpm::DatabaseCopy copy;
         return recordsOf(configuration, Transaction(0), ask, newId);
     });
@@ -142,7 +142,7 @@ std::vector<RpmRecord> rpmRecords(const IConfiguration &configuration, const std
             try {
                 return Answer(std::in_place, certificates.of(id, group));
             } catch (...) {
-                // Not raised in the walk, which would tell it as a failure of rpm's database.
+                // Not raised in the walk, which would report it as a failure of rpm's database.
                 failure = std::current_exception();
                 return std::nullopt;
             }

@@ -46,7 +46,7 @@ auto behindRpmPath(const Act &act) {
     }
 }
 
-/// Why the first migration never moves a package, whatever its files: nothing for one that it may move.
+/// Why the first migration never moves a package, independent of its files; nothing for one that it may move.
 std::optional<std::string> whyNotMigrated(const RpmRecord &record);
 
 /// The packages of the rpm database that concern the store, by id: those with a certificate and those with a

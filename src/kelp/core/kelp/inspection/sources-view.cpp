@@ -19,8 +19,8 @@ namespace {
 
 using SQLite::Statement;
 
-/// What a database of an earlier version lacks, or one whose first writer was killed, is what it has when the
-/// next writer has completed it.
+/// Columns that are missing have the default that the next writer will create: in a database of an earlier
+/// version, or after a kill of its first writer.
 bool isAllowed(SQLite::Database &database, const char *id) {
     if (!database.tableExists("configuration"))
         return false;
@@ -43,7 +43,7 @@ SourcesView readAll(SQLite::Database &database) {
         const std::string id = packages.getColumn(0).getString();
         const std::string keyId = packages.getColumn(1).getString();
         view.sourceOf.emplace(id, keyId);
-        // A binding without its source is shown all the same: foreign keys are kept only by who asks for it.
+        // A binding without its source is shown too: SQLite enforces foreign keys only on request.
         const auto source = std::ranges::find(view.sources, keyId, &TrustedSources::Source::keyId);
         if (source != view.sources.end())
             source->packages.push_back(id);
@@ -55,7 +55,7 @@ std::filesystem::path journalOf(std::filesystem::path path) {
     return path += "-journal";
 }
 
-/// A journal that a killed process has left is to be rolled back, which is to write: to a copy then.
+/// A killed process left a journal. Rolling it back writes, so it happens in a copy.
 SourcesView readInterrupted(const std::filesystem::path &path) {
     const Common::ScratchDirectory scratch;
     const std::filesystem::path copy = scratch.path() / path.filename();
@@ -65,7 +65,7 @@ SourcesView readInterrupted(const std::filesystem::path &path) {
     return readAll(database);
 }
 
-/// Not so what the machine failed at: the next look may succeed.
+/// A failure of the machine is no damage: the next look may succeed.
 bool isDamage(const std::exception &error) {
     const auto *failure = dynamic_cast<const SQLite::Exception *>(&error);
     constexpr std::array codes = {SQLITE_ERROR, SQLITE_CORRUPT, SQLITE_NOTADB, SQLITE_MISMATCH};
@@ -80,7 +80,7 @@ SourcesView SourcesView::read(const IConfiguration &configuration) {
     try {
         if (!std::filesystem::exists(path))
             return {};
-        // A connection that may only read refuses a file that has one.
+        // A read-only connection refuses a file with a journal.
         if (std::filesystem::exists(journalOf(path)))
             return readInterrupted(path);
         SQLite::Database database(path.string(), SQLite::OPEN_READONLY);

@@ -44,7 +44,7 @@ std::vector<std::string> namesIn(const fs::path &directory) {
 }
 
 std::optional<PackageInformation> informationAt(const fs::path &descriptor) {
-    // Told by one look: readDescriptor() would log what is no news to somebody who looks for it.
+    // Checked by a look first: readDescriptor() would log the absence.
     if (!Common::lookFor(descriptor))
         return std::nullopt;
     Common::requireReadable(descriptor);
@@ -57,11 +57,11 @@ std::optional<PackageInformation> informationAt(const fs::path &descriptor) {
     }
 }
 
-/// The published files of one package, each asked for by one call in its directory, which stays open for
-/// those that follow. Raises where the system's answer proves nothing.
+/// The published files of one package. Each is looked at by one call in its directory, which stays open for
+/// the next ones. Raises when a look fails.
 class PublishedFiles {
 public:
-    /// `directory` is the package's, `current` the link in it, and `tree` what lies there.
+    /// `directory` is the package's, `current` the link in it, and `tree` its content.
     PublishedFiles(const fs::path &directory, const fs::path &current, const TreeView &tree) :
         directory_(directory.string() + "/"), current_(current.string() + "/"), tree_(tree) {
         std::error_code error;
@@ -70,8 +70,8 @@ public:
             requireAbsence(error.value(), current);
     }
 
-    /// Whether a file is there. A link that the store made has to lead to what the store has of the file;
-    /// that one may be a link to anywhere itself.
+    /// Whether a file is there. A link that the store made must lead to the store's file, which may itself be
+    /// a link to anywhere.
     bool isThere(const fs::path &target) {
         if (!enter(target.parent_path()))
             return false;
@@ -88,7 +88,7 @@ public:
     }
 
 private:
-    /// The links that the store makes lead by way of the current version's.
+    /// The store's links lead through the link `current`.
     bool isInTree(std::string_view source) const {
         return source.starts_with(current_) &&
                tree_.holds(version_ + std::string(source.substr(current_.size())));
@@ -149,7 +149,7 @@ std::optional<StoredPackage> StoreView::package(const std::string &id) const {
     return read(id);
 }
 
-/// A look that fails is no reason to take a package for anybody's, nor for others not to be told.
+/// A failed look does not make a package foreign, and must not hide the others.
 std::optional<StoredPackage> StoreView::read(const std::string &id) const {
     StoredPackage package;
     package.id = id;
@@ -158,7 +158,7 @@ std::optional<StoredPackage> StoreView::read(const std::string &id) const {
             return std::nullopt;
         addDetails(package);
     } catch (const Common::Error &error) {
-        // Whoever may not look is told that of all.
+        // Without the permission to look, the whole view fails.
         if (error.code() == Common::ErrorCategory::make(Common::ErrorCode::UnauthorizedAccess))
             throw;
         package.failure = Common::explainedText(error);
@@ -174,10 +174,10 @@ bool StoreView::isPackage(const std::string &id) const {
         return records_.knows(id);
     if (kind != StoreEntry::Kind::Directory)
         return false;
-    // The descriptor first: no record need be read for a package as it should be.
+    // The descriptor first: a healthy package needs no records.
     if (entry.isNamedByDescriptor() || records_.isInstalled(id))
         return true;
-    // Of a package that was removed, only what is its own makes it one; not what others have left there.
+    // A removed package counts only while entries of its own are left, not for foreign ones.
     return records_.knows(id) && (entry.slot(PackageSlot::Current).isOurs() ||
                                   entry.slot(PackageSlot::Next).isOurs() || !entry.content().own.empty());
 }
@@ -227,7 +227,7 @@ std::optional<std::vector<std::string>> StoreView::madeDirectories(const std::st
 
 std::optional<std::vector<std::string>> StoreView::paths(const std::string &id, const fs::path &list) const {
     Common::requireReadable(list);
-    // Behind any other link is the list of somebody else.
+    // Any other link leads to a foreign list.
     const DatabasePathResolver resolver(*configuration_);
     const bool isOurs = StoreEntry(resolver, id).slot(PackageSlot::Current).counts();
     return isOurs && Common::lookFor(list) ? std::optional(requirePathList(list)) : std::nullopt;
@@ -257,7 +257,7 @@ std::vector<RescuedTree> StoreView::rescued() const {
     for (const std::string &name : namesIn(place)) {
         if (name == OwnDirectory::markName)
             continue;
-        // The directory's name is no id: a version follows, and a number where there were several.
+        // The directory's name is not the id: a version follows, and a number if there were several.
         const auto information = informationAt(place / name / "velura.pkg");
         all.emplace_back(information ? information->at("general.id") : name, place / name);
     }

@@ -29,14 +29,14 @@ namespace {
 
 using Common::Rpm::Transaction;
 
-/// The plan of one machine in the making.
+/// Makes the plan of one machine.
 class Planning {
 public:
     explicit Planning(const IConfiguration &configuration) :
         configuration_(configuration),
         resolver_(configuration),
         area_(configuration),
-        // Asked before rpm works on a copy, which lies elsewhere.
+        // Computed before rpm works on a copy, which lies elsewhere.
         besideCopies_(RpmMigration::spaceBesideCopies(configuration, 1)),
         obstacle_(findObstacle()) {
         Common::requireReadable(configuration.databaseDirectory());
@@ -56,7 +56,7 @@ public:
     }
 
 private:
-    /// What has every application stay, though rpm and store can be used.
+    /// An obstacle that keeps every application in rpm, though rpm and store can be used.
     std::optional<std::string> findObstacle() const {
         const fs::path &staging = configuration_.tempDirectory();
         if (!area_.isOwn())
@@ -79,7 +79,7 @@ private:
         }
     }
 
-    /// What a killed run has left there goes before anything is copied.
+    /// Remnants of a killed run go before anything is copied.
     std::uint64_t room() const {
         std::uint64_t room = area_.room();
         if (area_.isOwn())
@@ -88,7 +88,7 @@ private:
         return room;
     }
 
-    /// What the next start would find rescued, or would rescue.
+    /// The trees that the next start would find rescued, or would rescue.
     std::vector<LeftTree> leftTrees() const {
         std::vector<LeftTree> trees = LeftTree::rescued(configuration_);
         if (area_.isOwn())

@@ -37,7 +37,7 @@ TreeView::TreeView(const std::filesystem::path &directory) {
 void TreeView::look(int parent, const std::string &name, int flags, const std::string &path) {
     Common::FileDescriptor directory(
         ::openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | flags));
-    // It may be removed meanwhile, and may never have been there.
+    // It may have been removed meanwhile, or never have existed.
     if (directory.get() < 0 && Common::provesAbsence(errno))
         return;
     if (directory.get() < 0)
@@ -45,7 +45,7 @@ void TreeView::look(int parent, const std::string &name, int flags, const std::s
     const std::unique_ptr<DIR, CloseDirectory> stream(::fdopendir(directory.get()));
     if (!stream)
         raiseUnreadable(path);
-    // The stream owns it from now on.
+    // The stream owns the descriptor from now on.
     const int place = directory.release();
     errno = 0;
     while (const dirent *entry = ::readdir(stream.get())) {
@@ -54,7 +54,7 @@ void TreeView::look(int parent, const std::string &name, int flags, const std::s
             count(place, *entry, path + '/' + entry->d_name);
         errno = 0;
     }
-    // The end is told as a failure is, but for that.
+    // Only errno tells the end from a failure.
     if (errno != 0)
         raiseUnreadable(path);
 }
@@ -62,7 +62,7 @@ void TreeView::look(int parent, const std::string &name, int flags, const std::s
 void TreeView::count(int directory, const dirent &entry, const std::string &path) {
     struct stat status {};
     status.st_mode = static_cast<mode_t>(DTTOIF(entry.d_type));
-    // Not every filesystem tells kinds with names; of directories and links nothing else counts.
+    // Not every filesystem tells kinds with names. For directories and links only the kind counts.
     const bool isEnough = entry.d_type == DT_DIR || entry.d_type == DT_LNK;
     if (!isEnough && ::fstatat(directory, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
         if (Common::provesAbsence(errno))
@@ -72,7 +72,7 @@ void TreeView::count(int directory, const dirent &entry, const std::string &path
     if (S_ISDIR(status.st_mode))
         return look(directory, entry.d_name, O_NOFOLLOW, path);
     paths_.insert(path);
-    // What a link leads to is counted where it lies, or is not the package's at all.
+    // A link's target is counted at its own place, or is not the package's.
     if (S_ISREG(status.st_mode))
         bytes_ += static_cast<std::uintmax_t>(status.st_size);
 }

@@ -5,7 +5,7 @@
 namespace Core::KELP {
 
 void Unread::add(const std::string &text) {
-    // Several looks come by the same file.
+    // Several looks may fail at the same file.
     if (std::ranges::find(texts_, text) == texts_.end())
         texts_.push_back(text);
 }

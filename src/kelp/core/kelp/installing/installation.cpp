@@ -54,7 +54,7 @@ void beginInstallation(const UnfinishedInstallation &begun) {
     Common::flushFile(installationFile().parent_path());
 }
 
-/// One that a power cut brings back has the same records written once more, or is about a version that is not
+/// If a power cut brings the note back, the same records are written once more, or its version is not
 /// current.
 void forgetInstallation() {
     std::error_code error;
@@ -113,7 +113,7 @@ private:
             throw Error(ErrorCode::BadPackageContent, refusal);
     }
 
-    /// Before anything is made of it: the store would find out when the version before is down already.
+    /// Checked before any change: the store would find out only after the old version is unpublished.
     void requirePublishable(const fs::path &tree) const {
         PackageInformation information = extras();
         information["general.id"] = id_;
@@ -137,7 +137,7 @@ private:
         if (package_.architecture() != "noarch" && package_.architecture() != Common::platformArchitecture())
             refusePackage(id_, ErrorCode::BadPackageArchitecture);
         const auto inRpm = rpmRecords(configuration_, id_);
-        // Both would have their files at the same places, and rpm's next erasure would take them.
+        // Both would have their files at the same places, and rpm's next erasure would remove them.
         if (std::ranges::find(inRpm, id_, &RpmRecord::id) != inRpm.end() ||
             idsOnTheirWay(configuration_).contains(id_))
             throw Error(ErrorCode::Internal, id_ + ": The package is still in rpm, from where kelp-launcher "
@@ -147,13 +147,12 @@ private:
             if (!found->failure.empty())
                 throw Error(ErrorCode::Filesystem, found->failure);
             installed_ = *found;
-            // With a descriptor that cannot be read there is nothing to compare: the store refuses to install
-            // over it.
+            // An unreadable descriptor cannot be compared: the store refuses to install over it.
             if (installed_.information)
                 checkAgainstInstalled();
         }
-        // In any case: into a database that cannot be read nothing can be written either, and the package
-        // would be in by then.
+        // Read in any case: an unreadable database cannot be written either, and that would show only after
+        // the package is in.
         const SourcesView sources = SourcesView::read(configuration_);
         if (!certifiedSource(id_) && !sources.missingSourceAllowed)
             throw Error(ErrorCode::PackagesWithoutSourceNotAllowed,
@@ -178,12 +177,12 @@ private:
         if (certificate_.keyId() == installed_.value("certificate.id"))
             return;
         const std::vector<std::string> earlier = previousKeys(*installed_.information);
-        // Told apart for people: the one is the developer's own old key, the other somebody else.
+        // Two messages for people: one is the developer's own old key, the other another developer.
         const bool isEarlier = std::ranges::find(earlier, certificate_.keyId()) != earlier.end();
         refusePackage(id_, isEarlier ? ErrorCode::DeveloperKeySuperseded : ErrorCode::DeveloperMismatch);
     }
 
-    /// The descriptor's values beside those of the package, the earlier keys of the installed one included.
+    /// The descriptor's values beside those of the package, with the earlier keys of the installed one.
     PackageInformation extras() const {
         PackageInformation extras = installed_.information.value_or(PackageInformation());
         std::erase_if(extras, [](const auto &entry) { return !entry.first.starts_with("prev_key_ids."); });
@@ -193,22 +192,22 @@ private:
     }
 
     void bringIn(const PackageStaging &staging) const {
-        // Before a link names it: the version that a power cut leaves current has to be whole.
+        // Before a link names it: a power cut must not leave a torn version current.
         Common::flushFilesystem(staging.path);
         const auto event = installed_.information ? RegistryEvent::Update : RegistryEvent::Install;
-        // A kill from here on leaves the version in the store or not: where it is, the records follow.
+        // After a kill from here on, if the version is in the store, an examination completes the records.
         beginInstallation({id_, package_.version(), event});
         commit(staging);
         makeResource();
         PackageInformation information = extras();
         information["general.id"] = id_;
-        // The package is in: what the registry lacks, an examination finds and mends.
+        // The package is in: an examination finds and mends missing lines of the registry.
         if (recordInstallation(configuration_, event, information))
             forgetInstallation();
     }
 
-    /// As the migration of the integrity files has done for the version before. What fails here, or a kill
-    /// prevents, an examination finds and mends.
+    /// As the migration of the integrity files did for the old version. After a failure or a kill here, an
+    /// examination finds and mends it.
     void makeResource() const {
         const auto stored = StoreView(configuration_).package(id_);
         if (!stored || !stored->information)
@@ -247,17 +246,17 @@ private:
 
 Installed installPackage(const IConfiguration &configuration, const fs::path &file,
                          const InstallationOptions &options) {
-    // librpm looks for keys in the rpm database and makes one where there is none, which would pass for that
-    // of a machine with nothing installed.
+    // librpm looks for keys in the rpm database, and would make a missing one. That would pass for the
+    // database of a machine with nothing installed.
     Common::Rpm::requireDatabase();
     requireWholePayload(file);
     if (const auto begun = unfinishedInstallation(); begun && !options.isDryRun)
         mend(configuration, {begun->id});
     if (!options.isDryRun)
-        // Beside a `next` that was left half way no other version can be prepared.
+        // While an unfinished `next` exists, no other version can be prepared.
         mend(configuration, {RpmPackage::fromFile(file, {}).id()});
     if (!options.isDryRun)
-        // What leads nowhere would lead somewhere again.
+        // Dangling links would lead to the new version.
         takeBackLeftBehind(RpmPackage::fromFile(file, {}).id());
     return Installation(configuration, file, options).run();
 }

@@ -42,7 +42,7 @@ void KeptEntries::carryOver() {
         bring(path);
 }
 
-/// A changed file beside an unchanged name of it would be two files from now on.
+/// A changed file and an unchanged hard link of it would become two files.
 void KeptEntries::completeNames() {
     std::set<std::pair<dev_t, ino_t>> kept;
     const std::vector<ContentsEntry> entries = contentsOfTree(repaired_);
@@ -72,7 +72,7 @@ void KeptEntries::bring(const std::string &path) {
         if (other != brought_.end())
             return Common::createHardlink(other->second, to);
         if (S_ISLNK(status.st_mode))
-            // Where it leads from there, and not from here.
+            // Copies the text: a relative link counts from its new place.
             Common::reraiseAs(ErrorCode::Filesystem, "Couldn't copy " + from.string(),
                               [&] { fs::copy_symlink(from, to); });
         else if (S_ISREG(status.st_mode))
@@ -87,7 +87,7 @@ void KeptEntries::bring(const std::string &path) {
         Common::setPermissions(to, fs::perms(status.st_mode & keptModeBits));
 }
 
-/// A link of the package's in place of a directory could lead into the installed version.
+/// A packaged link in place of a directory could lead into the installed version.
 void KeptEntries::requireDirectoryAbove(const std::string &path) const {
     const fs::path above = fs::path(path).parent_path();
     const Common::FileDescriptor tree(::open(repaired_.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));

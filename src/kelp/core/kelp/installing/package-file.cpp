@@ -62,7 +62,7 @@ ScratchTree::~ScratchTree() {
     try {
         Common::removeAll(path_);
     } catch (const std::exception &error) {
-        // What it was made for is done; the next run of its kind takes the tree, and doctor.
+        // The work is done; the next run of its kind, or doctor, removes the tree.
         Common::LogStream(Common::LogLevel::Warning) << error;
     }
 }

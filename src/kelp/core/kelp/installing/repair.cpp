@@ -84,7 +84,7 @@ public:
 
     Installed run() {
         if (!isDryRun_)
-            // What was begun comes to its end first: the version may be another one then.
+            // Unfinished operations end first: they may change the version.
             settlePackage(configuration_, id_);
         requireInstalled();
         requireList();
@@ -148,7 +148,7 @@ private:
         Common::flushFilesystem(scratch);
     }
 
-    /// What the installed version was made of, and no other package that has its name.
+    /// The package of the installed version, and no other of its name.
     void requirePacked(const HeldTree &packed) const {
         for (const ContentsEntry &listed : list_.entries)
             if (listed.type == Type::File && !listed.isChanged && !packed.holds(listed))
@@ -177,7 +177,7 @@ private:
                                          : listed.type == found.type && listed.target == found.target;
     }
 
-    /// With what is known of the entries by now. What was on no list is on none.
+    /// With the present state of the entries. Entries that were not listed are not listed now.
     ContentsList repairedList(const fs::path &scratch, const KeptEntries &kept) const {
         const HeldTree repaired(scratch);
         ContentsList list;
@@ -199,7 +199,7 @@ private:
         return list;
     }
 
-    /// The descriptor, the lists of what is published, and the resources.
+    /// Keeps the descriptor, the lists of published files, and the resources.
     void keepOwn(const fs::path &scratch) const {
         Common::reraiseAs(
             ErrorCode::Filesystem, "Couldn't copy the store's files of " + version().string(), [&] {
@@ -212,8 +212,8 @@ private:
             });
     }
 
-    /// What the package has and was not installed, as documentation that rpm left out, would have to be
-    /// published. Names of the store's own are not the package's to have.
+    /// Removes packaged files that were not installed, such as documentation that rpm left out: they would
+    /// have to be published. Also removes the store's own names.
     void dropUnlisted(const HeldTree &packed, const fs::path &scratch) const {
         std::set<std::string> listed;
         for (const ContentsEntry &entry : list_.entries)
@@ -228,14 +228,14 @@ private:
                 fs::remove_all(entry.path());
     }
 
-    /// Power cut or kill, before it or after: the version's directory is a whole one.
+    /// A power cut or kill at any moment leaves a whole version directory.
     void exchange(const fs::path &scratch) const {
         const fs::path place = version();
         if (!Common::Directory(place.parent_path())
                  .exchange(place.filename(), Common::Directory(scratch.parent_path()), scratch.filename()))
             throw Error(ErrorCode::Filesystem,
                         "The filesystem cannot exchange two directories: " + place.string());
-        // Before the other one goes.
+        // Flushed before the other one goes.
         Common::flushFilesystem(place);
     }
 

@@ -55,15 +55,15 @@ std::string octal(mode_t mode) {
 }
 
 FindingKind kindOf(Difference::Kind kind) {
-    // In the order of the enumeration; Extra is never asked for.
+    // In the order of the enumeration; Extra never comes here.
     constexpr std::array kinds = {FindingKind::Altered,  FindingKind::Mode, FindingKind::Owner,
                                   FindingKind::Type,     FindingKind::Gone, FindingKind::Foreign,
                                   FindingKind::Attribute};
     return kinds.at(static_cast<std::size_t>(kind));
 }
 
-/// An entry of a directory that may have come into somebody else's hands, held by a descriptor: what stands
-/// at its path by now may be a link.
+/// An entry of a directory that may have another owner by now, held by a descriptor: its path may be a link
+/// by now.
 class HeldEntry {
 public:
     HeldEntry(FileDescriptor file, fs::path path, mode_t type) :
@@ -96,7 +96,7 @@ mode_t formatOf(Type type) {
     return type == Type::Directory ? S_IFDIR : type == Type::Link ? S_IFLNK : S_IFREG;
 }
 
-/// What is mended here is not flushed: after a power cut it is found once more.
+/// Does not flush its repairs: after a power cut the fault is found again.
 void restore(const fs::path &version, const std::string &id, const Difference &difference) {
     const ContentsEntry &listed = difference.listed;
     const FileDescriptor tree(::open(version.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
@@ -120,11 +120,11 @@ struct OwnPlace {
     HeldEntry held() const { return {FileDescriptor(::open(path.c_str(), open)), path, type}; }
 };
 
-/// As the store makes them, for everybody to read and for root alone to change.
+/// Expects them as the store makes them: readable by everybody, changed only by root.
 void examinePlace(const std::string &id, const OwnPlace &place, std::vector<Finding> &findings) {
     struct stat status = {};
     const int flags = (place.open & O_NOFOLLOW) != 0 ? AT_SYMLINK_NOFOLLOW : 0;
-    // What else may be there in its stead is for others to tell.
+    // Another kind of entry there is reported elsewhere.
     if (::fstatat(AT_FDCWD, place.path.c_str(), &status, flags) != 0 ||
         (status.st_mode & S_IFMT) != place.type)
         return;
@@ -188,7 +188,7 @@ private:
              std::move(mend)});
     }
 
-    /// Then what has become of it is told by its target.
+    /// Then the finding about its target tells its fate.
     bool isPublished(const std::string &path) {
         if (!published_)
             published_ =
@@ -208,8 +208,7 @@ private:
         return package_.information ? valueOf(*package_.information, key) : std::nullopt;
     }
 
-    /// The store has made it out of a file of the version, and can again; but not out of one that is no
-    /// longer what was staged.
+    /// The store made it from a file of the version, and can again, unless that file is altered.
     bool examineResource(const ContentsList &list) {
         const std::string source = "integrityd/" + package_.id + ".json";
         const auto listed = std::ranges::find(list.entries, source, &ContentsEntry::path);
@@ -240,7 +239,7 @@ private:
     std::vector<Finding> findings_;
 };
 
-/// For people to see to: who leads the way there decides what everybody runs.
+/// Needs a person: the owner of a directory above decides what everybody runs.
 void examineParent(const fs::path &path, std::vector<Finding> &findings) {
     struct stat status = {};
     if (::stat(path.c_str(), &status) != 0)
@@ -257,7 +256,7 @@ void examineParent(const fs::path &path, std::vector<Finding> &findings) {
         add(FindingKind::Owner, "does not belong to root, and leads to the store: chown root");
 }
 
-/// As people note it: in the time of the machine.
+/// In the machine's time zone, for people.
 std::string today() {
     std::array<char, 16> text{};
     const std::time_t now = std::time(nullptr);
@@ -296,7 +295,7 @@ std::vector<StoredPackage> packagesWithoutList(const IConfiguration &configurati
         try {
             return ContentsList::read(resolver.versionDirectory(package.id, package.version)).has_value();
         } catch (const Error &) {
-            // It has one, which the examination tells not to be readable.
+            // It has an unreadable one, which the examination reports.
             return true;
         }
     });

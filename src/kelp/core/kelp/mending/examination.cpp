@@ -16,7 +16,7 @@ namespace {
 using Common::LogLevel;
 using Common::LogStream;
 
-/// Mending one thing brings up another: a link `current` has the publication looked at.
+/// A repair can bring up another finding: with a new link `current` the publication is examined.
 constexpr int rounds = 4;
 
 bool mendOne(const Finding &finding) {
@@ -30,7 +30,7 @@ bool mendOne(const Finding &finding) {
     }
 }
 
-/// Whether anything of what is left could be mended, and so has to be looked at again.
+/// Mends the findings that are left. Returns whether anything was mended, so that another look is needed.
 bool mendAll(Mending &mending) {
     const std::size_t before = mending.mended.size();
     for (const Finding &finding : mending.left)
@@ -71,7 +71,7 @@ std::vector<Finding> examine(const IConfiguration &configuration, const std::set
     attempt([&] { return examineRecords(configuration, views); });
     attempt([&] { return examineStrays(configuration, views, underWay, ids); });
     unread = std::move(views.unread);
-    // Of one package they stay in the order in which they can be mended.
+    // Findings of one package stay in the order in which to mend them.
     std::ranges::stable_sort(findings, {}, &Finding::id);
     return findings;
 }
@@ -102,7 +102,7 @@ Mending mend(const IConfiguration &configuration, const std::set<std::string> &i
     Mending mending;
     mending.left = examine(configuration, ids, mending.unread);
     for (int round = 0; round < rounds && mendAll(mending); ++round)
-        // Anew: what was mended has made findings of the round before untrue, and brought up others.
+        // Examined anew: repairs have ended findings, and brought up others.
         mending.left = examine(configuration, ids, mending.unread);
     return mending;
 }

@@ -16,7 +16,7 @@ enum class FindingKind {
     Missing,              ///< A file of the version is not published.
     Dead,                 ///< A published link leads nowhere.
     Changed,              ///< A published copy has another content than its source.
-    Foreign,              ///< Something that is not ours is in the store, or where a file is to be published.
+    Foreign,              ///< A foreign entry is in the store, or at the place of a published file.
     Unlisted,             ///< A published file is not on the version's lists.
     Stray,                ///< A file that a version now gone had published, and that no list names.
     StaleVersion,         ///< A version that no link names.
@@ -25,11 +25,11 @@ enum class FindingKind {
     Unregistered,         ///< The registry does not say that it is installed.
     Unbound,              ///< It is bound to no source, or to another than its certificate's.
     OrphanBinding,        ///< A binding of a package that is nowhere.
-    Altered,              ///< A file of the version is not what was staged.
+    Altered,              ///< A file of the version has other content than was staged.
     Mode,                 ///< A file or directory has other permissions than it had.
     Owner,                ///< A file or directory has another owner than it had.
-    Type,                 ///< Something of another kind is in the place of a file of the version.
-    Gone,                 ///< A file of the version is not there, and was not published.
+    Type,                 ///< An entry of another kind is in place of a file of the version.
+    Gone,                 ///< An unpublished file of the version is missing.
     Attribute,            ///< A file does not carry the application's id.
 };
 

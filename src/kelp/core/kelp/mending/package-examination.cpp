@@ -24,7 +24,7 @@ namespace {
 using Lead = StoreEntry::Lead;
 using State = StoreEntry::DescriptorState;
 
-/// What has no repair, and the words for one that has.
+/// A repair and its words; empty for a fault without one.
 struct Repair {
     const char *words = nullptr;
     std::function<void()> mend;
@@ -49,7 +49,7 @@ public:
         current_ = look(PackageSlot::Current);
         next_ = look(PackageSlot::Next);
         previous_ = look(PackageSlot::Previous);
-        // The links first: they say what was under way, and the publication comes after it.
+        // The links first: they tell unfinished operations, which come before the publication.
         if (current_.slot.counts())
             examineInstalled();
         else if (next_.slot.isOurs() || previous_.slot.isOurs())
@@ -68,7 +68,7 @@ private:
         State descriptor = State::Absent;
 
         bool isWhole() const { return descriptor == State::Own; }
-        /// What the store may drop: nothing is known of one that could not be read, or is another's.
+        /// Whether the store may drop it. An unread descriptor, or another package's, proves nothing.
         bool isBroken() const {
             return slot.lead == Lead::Nowhere ||
                    (slot.counts() && (descriptor == State::Absent || descriptor == State::Malformed));
@@ -88,13 +88,13 @@ private:
     fs::path descriptor(PackageSlot slot) const { return resolver_.descriptorFile(package_.id, slot); }
 
     void add(FindingKind kind, const fs::path &path, const std::string &text, Repair repair = {}) {
-        // What mends has a copy of all but the configuration: findings outlive their examination.
+        // Repairs copy all but the configuration: findings outlive their examination.
         findings_.push_back({package_.id, kind, path,
                              repair.mend ? text + "; --repair " + repair.words : text,
                              std::move(repair.mend)});
     }
 
-    /// What is reached by way of somebody's link is told, and no more.
+    /// Only reports files that are reached through a foreign link.
     void examineForeign() {
         for (const PackageSlot slot : {PackageSlot::Current, PackageSlot::Next, PackageSlot::Previous})
             if (entry().slot(slot).isForeign())
@@ -107,7 +107,8 @@ private:
             examineMoved();
     }
 
-    /// It goes on working: what it has published is looked at, and nothing behind the link is changed.
+    /// A moved package goes on working: its published files are examined, and nothing that its link leads to
+    /// is changed.
     void examineMoved() {
         for (Finding &finding : examinePublication(configuration_, package_))
             if (finding.kind != FindingKind::Unlisted && finding.kind != FindingKind::UnfinishedUpdate)
@@ -134,7 +135,7 @@ private:
                                               : "cannot be read; the files are left as they are");
     }
 
-    /// Why a descriptor is not this package's by its key; empty when it is, and where no key is known.
+    /// Why a descriptor is not this package's by its key; empty when it is, or when no key is known.
     std::string foreignKey(const PackageInformation &information) const {
         const auto key = information.find("certificate.id");
         if (key == information.end() || keys_.contains(key->second))
@@ -144,7 +145,7 @@ private:
             if (certificate == key->second || (keys_.empty() && !certificate))
                 return {};
         } catch (const std::exception &) {
-            // What the certificate says is unknown: it may be this very key.
+            // The certificate is unknown: it may have this very key.
             return {};
         }
         return "has the key of another developer than registry and certificate";
@@ -161,7 +162,7 @@ private:
             addUnreadable(PackageSlot::Next, next_);
     }
 
-    /// The store publishes all or nothing, and nothing is an application less.
+    /// The store publishes all or nothing, and with nothing the application would be lost.
     void examineUpdate(const fs::path &next) {
         const std::string obstacle = obstacleToUpdate();
         if (obstacle.empty())
@@ -190,11 +191,11 @@ private:
             examineUpdate(next);
         else if (next_.isWhole())
             add(FindingKind::UnfinishedUpdate, next, "an installation was begun",
-                // Its files are the next round's: each of them is missing then.
+                // The next round publishes its files: each is missing then.
                 {"completes it", [this_ = *this, next] { this_.promote(next); }});
         else if (previous_.isWhole())
             add(FindingKind::UnfinishedUpdate, previous, "an update was begun",
-                // What is left of the other version goes when there is a current one.
+                // The remnants of the other version go once there is a current one.
                 {"takes it back", [this_ = *this, previous] { this_.promote(previous); }});
         else
             for (const auto &[slot, look] :
@@ -202,7 +203,7 @@ private:
                 examineBroken(slot, look);
     }
 
-    /// Without a current version it may be all that there is of the application, and stays.
+    /// Without a current version it may be all that is left of the application, and stays.
     void examineBroken(PackageSlot slot, const Look &look) {
         const fs::path link = this->link(slot);
         if (look.slot.lead == Lead::Nowhere)
@@ -214,8 +215,8 @@ private:
             add(FindingKind::UnfinishedUpdate, link, "the prepared version is not whole");
     }
 
-    /// A tree comes to its place with its descriptor: one that has a descriptor is whole, and its
-    /// installation goes on. Two cannot be told apart.
+    /// A tree comes to its place with its descriptor: a version with a descriptor is whole, and its
+    /// installation goes on. With two of them nothing tells which counts.
     void examineWithoutCurrent() {
         const std::vector<std::string> versions = entry().content(underWay_).own;
         for (const std::string &version : versions)
@@ -239,13 +240,13 @@ private:
                  [directory = resolver_.packageDirectory(package_.id)] { fs::remove(directory); }});
     }
 
-    /// A note says that it came out of a package file, which somebody still has.
+    /// A note proves that it came out of a package file, so it can be installed again.
     void examinePart(const std::string &version) {
         const fs::path directory = place(version);
         add(FindingKind::Leftover, directory, "is left of a broken installation",
             {"removes it", [directory] {
                  Common::removeAll(directory);
-                 // With the note gone, an empty directory would be nobody's.
+                 // Without the note an empty directory would have no owner.
                  std::error_code ignored;
                  fs::remove(directory.parent_path(), ignored);
              }});
@@ -272,13 +273,13 @@ private:
 
     void dropStale(const std::string &version) const {
         dropOthers();
-        // One without a descriptor, which a note has named: the store does not know of that.
+        // A note names a version without a descriptor, which the store ignores.
         if (underWay_.contains(version))
             Common::removeAll(place(version));
     }
 
     void completeUpdate() const {
-        // Once more: what is mended meanwhile, and what people do, changes the answer.
+        // Checked again: repairs and people may have changed the answer.
         if (const std::string obstacle = obstacleToUpdate(); !obstacle.empty())
             throw Common::Error(Common::ErrorCode::FileConflict, obstacle);
         FSDatabase(configuration_, resolver_).completeUpdate(package_.id);
@@ -288,7 +289,7 @@ private:
         Common::createSymlink(fs::absolute(place(version)), resolver_.nextDirectory(package_.id));
     }
 
-    /// One rename: after a kill the link is the one or the other, and found again.
+    /// One rename: after a kill the link has one of the two names, and is found again.
     void promote(const fs::path &link) const { Common::move(link, resolver_.currentDirectory(package_.id)); }
 
     const IConfiguration &configuration_;
@@ -300,7 +301,7 @@ private:
     std::vector<Finding> findings_;
 };
 
-/// What fails for one package is that one's finding: all others are looked at all the same.
+/// A failure at one package becomes its finding, and does not stop the others.
 Finding failed(const std::string &id, const fs::path &directory, const std::string &reason) {
     return {id, FindingKind::Unexamined, directory, "could not be examined: " + reason, {}};
 }
@@ -320,7 +321,7 @@ std::vector<Finding> examinePackage(const IConfiguration &configuration, const S
 }
 
 void settlePackage(const IConfiguration &configuration, const std::string &id) {
-    // One kind after the other, looked for anew: a completed update has other lists.
+    // One kind after the other, each with a new examination: a completed update has other lists.
     for (const FindingKind kind : {FindingKind::UnfinishedUpdate, FindingKind::Unlisted}) {
         const StoreView view(configuration);
         if (const auto package = view.package(id))

@@ -32,7 +32,7 @@ std::optional<std::string> developerKey(const std::string &id) {
 
 void bindToItsSource(const IConfiguration &configuration, const std::string &id) {
     const auto source = certifiedSource(id);
-    // A machine may have kelpctl without the launcher, whose package brings the directory.
+    // The launcher's package brings the directory, but a machine may have only kelpctl.
     Common::createPrivateDirectory(configuration.trustedSourcesDatabasePath().parent_path());
     TrustedSources::SQLiteDatabase(configuration)
         .bindPackage(id, source.value_or(TrustedSources::Source{TrustedSources::reservedSource, "", {}}));
@@ -41,7 +41,7 @@ void bindToItsSource(const IConfiguration &configuration, const std::string &id)
 std::vector<std::string> previousKeys(const PackageInformation &information) {
     std::vector<std::string> keys;
     const std::string section = "prev_key_ids.";
-    // Keys stand in the order of their text: 10 before 2, as everybody reads them.
+    // Keys are sorted as texts, 10 before 2, as in every other reader.
     for (auto entry = information.lower_bound(section);
          entry != information.end() && entry->first.starts_with(section); ++entry)
         keys.push_back(entry->second);

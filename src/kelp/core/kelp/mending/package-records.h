@@ -23,9 +23,9 @@ std::optional<TrustedSources::Source> certifiedSource(const std::string &id);
 /// The key of the developer's certificate; nothing without one. Raises as Certificates does.
 std::optional<std::string> developerKey(const std::string &id);
 
-/// Binds a package to the source of its client certificate, or to the reserved one, whatever it was bound to.
-/// One transaction; the policy follows as SQLiteDatabase::bindPackage() says. Raises as certifiedSource() and
-/// the sources' database do; then the binding is what it was.
+/// Binds a package to the source of its client certificate, or to the reserved one, also if it was bound to
+/// another. One transaction; the policy follows as SQLiteDatabase::bindPackage() says. Raises as
+/// certifiedSource() and the sources' database do; then the binding is unchanged.
 void bindToItsSource(const IConfiguration &configuration, const std::string &id);
 
 /// The earlier key ids of a package's developer, as its descriptor has them, in its order.
@@ -35,7 +35,7 @@ std::vector<std::string> previousKeys(const PackageInformation &information);
 /// "general.id" or "certificate.id".
 RegistryRecord recordOf(RegistryEvent event, const PackageInformation &information);
 
-/// The last record of a package, whatever its keys. Raises as registryRecords() does.
+/// The last record of a package, of any keys. Raises as registryRecords() does.
 std::optional<RegistryRecord> lastRecord(const std::string &id);
 
 } // namespace Core::KELP

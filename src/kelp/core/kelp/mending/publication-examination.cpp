@@ -22,7 +22,7 @@ namespace Core::KELP {
 
 namespace {
 
-/// Whether a published copy still is one; a link is its source by itself.
+/// Whether a published copy still equals its source; a link always does.
 bool hasContentOf(const fs::path &target, const fs::path &source) {
     std::error_code error;
     if (!fs::is_regular_file(fs::symlink_status(target, error)))
@@ -50,7 +50,7 @@ public:
                                 optionalValue(package, "general.orgname"),
                                 optionalValue(package, "general.appname"), Rooted::Yes)),
         mode_(publicationMode(current_, mappings_, package.value("certificate.subgroup"))),
-        // Links that lead nowhere count, so that one of them does not hide what is wrong with the rest.
+        // Dangling links count, so that one does not hide the faults of the rest.
         plan_(planPublication(current_, current_, mappings_, DanglingLinks::Count)),
         hasPlan_(package.hasPlan),
         listed_(StoreView(configuration).publishedFiles(id_)) {
@@ -75,8 +75,8 @@ private:
 
     fs::path planFile() const { return current_ / publicationPlanName; }
 
-    /// What somebody has put into the version must not get a place in the system by a repair. Where one got
-    /// it before, it stays planned, so that the lists name it and a removal takes it back.
+    /// A repair must not publish a file that others have put into the version. If it is published already, it
+    /// stays planned, so that the lists name it and a removal removes it.
     void dropExtra() {
         const auto list = ContentsList::read(current_);
         if (!list)
@@ -109,7 +109,7 @@ private:
         else if (isLinkForCopy(file))
             add(FindingKind::Changed, file.target, "is a link where a copy belongs", {});
         else if (!hasContentOf(file.target, file.source))
-            // Nobody knows whose content is wanted: a copy may have been changed on purpose.
+            // The wanted content is unknown: a copy may have been changed on purpose.
             add(FindingKind::Changed, file.target, "has another content than the file in the store", {});
     }
 
@@ -124,7 +124,7 @@ private:
                !Common::isSymlink(file.source);
     }
 
-    /// What stands in place of a directory above; empty when nothing does.
+    /// The entry in place of a directory above; empty without one.
     static fs::path obstacleAbove(const fs::path &target) {
         fs::path above = target.parent_path();
         while (!Common::isThere(above) && above.has_relative_path())
@@ -137,8 +137,8 @@ private:
         return std::ranges::find(plan_.files, target, &PlannedFile::target) != plan_.files.end();
     }
 
-    /// Whether a file of the package could have been published there: the beginning of another path is a line
-    /// that was torn.
+    /// Whether a file of the package could have been published there. Otherwise the line is torn: it is the
+    /// beginning of another path.
     bool isPossible(const std::string &target) const {
         return !extra_.contains(target) && std::ranges::any_of(mappings_, [&](const Mapping &row) {
             return target.starts_with(row.target());
@@ -147,7 +147,7 @@ private:
         });
     }
 
-    /// Of a file that the store has lost, the link or the copy is left, or no more than a line of the list.
+    /// If the store has lost a file, a link or a copy of it is left, or only a line of the list.
     void examineListed() {
         for (const std::string &target : listed_.value_or(std::vector<std::string>())) {
             const bool isLeft = Common::isThere(target) ? isMapping(target) && isLost(mappingTarget(target))
@@ -163,8 +163,8 @@ private:
         return source.native().starts_with(current_.native() + "/") && !fs::exists(source, error);
     }
 
-    /// What is published now, or will be when the findings before this one are mended, of what is listed or
-    /// planned. Of what the list names beyond that, only lines that say nothing go, as a torn one.
+    /// The listed or planned files that are published now, or will be once the earlier findings are mended.
+    /// The list's other lines stay, except meaningless ones such as a torn one.
     std::vector<std::string> completeList() const {
         std::vector<std::string> list = listed_.value_or(std::vector<std::string>());
         std::erase_if(list, [this](const std::string &target) {
@@ -202,7 +202,7 @@ private:
                       {plan_.directories.rbegin(), plan_.directories.rend()}, Common::Durability::Flushed);
     }
 
-    /// The plan goes last: as long as it is there, the next examination looks at what it names.
+    /// The plan goes last: while it exists, the next examination looks at its files.
     void endPublication() const {
         std::set<fs::path> places = {current_};
         for (const PlannedFile &file : plan_.files)
@@ -217,7 +217,7 @@ private:
     std::vector<Mapping> mappings_;
     MappingMode mode_;
     PublicationPlan plan_;
-    std::set<std::string> extra_; ///< Targets of files that nobody staged.
+    std::set<std::string> extra_; ///< Targets of files that were not staged.
     bool hasPlan_;
     std::optional<std::vector<std::string>> listed_;
     std::set<fs::path> obstacles_;

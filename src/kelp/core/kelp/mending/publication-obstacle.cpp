@@ -14,14 +14,14 @@ namespace Core::KELP {
 
 namespace {
 
-/// By now, by whatever version of the package.
+/// Now, by any version of the package.
 bool isPublishedBy(const fs::path &current, const PlannedFile &file) {
     return isMappingOf(file.target, file.source) || isCopiedLinkOf(file.target, file.source) ||
            (isMapping(file.target) &&
             mappingTarget(file.target).native().starts_with(current.native() + '/'));
 }
 
-/// Whose the file at a target is, by the link or copy that a package of the store has there.
+/// The owner of the file at a target, if it is a link or copy of a package in the store.
 std::string ownershipOf(const fs::path &target, const fs::path &store) {
     const auto source = findMapping(target);
     const fs::path inStore = source ? source->lexically_relative(fs::absolute(store)) : fs::path();

@@ -42,11 +42,11 @@ public:
         examineRegistry();
         examineRemoval();
         for (const StoredPackage &package : packages_)
-            // A descriptor that names another package would have that one registered and bound.
+            // With a descriptor of another package, that one would be registered and bound.
             if (package.information && package.information->at("general.id") == package.id &&
                 !underWay_.contains(package.id))
                 examineInstalled(package.id, *package.information);
-        // After those, whose record of an installation would end that of an update.
+        // After the packages: their record of an installation would end that of an update.
         examineInstallation();
         if (views_.sources && views_.registry && views_.isAllThere())
             for (const auto &[id, keyId] : views_.sources->sourceOf)
@@ -71,7 +71,7 @@ private:
         findings_.push_back({id, kind, path, std::move(text), std::move(mend)});
     }
 
-    /// Before all that writes to it, and would log each of the lines.
+    /// Before all writes to the registry, which would log each bad line.
     void examineRegistry() {
         const std::size_t bad = views_.registry ? views_.registry->badLines : 0;
         if (bad > 0)
@@ -92,7 +92,7 @@ private:
                 [&configuration = configuration_] { completeRemoval(configuration); });
     }
 
-    /// While its version is not current, the package's links are what there is to mend.
+    /// While its version is not current, the package's links are mended first.
     void examineInstallation() {
         const auto &begun = views_.installation;
         if (!begun || !views_.packages)
@@ -116,7 +116,7 @@ private:
                 [&configuration = configuration_, id] { bindToItsSource(configuration, id); });
     }
 
-    /// Without a certificate nothing says that it is bound to the wrong source.
+    /// Without a certificate no source is wrong.
     bool isBoundRight(const std::string &id, const std::optional<TrustedSources::Source> &wanted) const {
         const auto bound = views_.sources->sourceOf.find(id);
         if (bound == views_.sources->sourceOf.end())
@@ -129,7 +129,7 @@ private:
         return std::ranges::find(sources, keyId, &TrustedSources::Source::keyId) != sources.end();
     }
 
-    /// Nobody knows what the row said; and a program of somebody else may have been at work.
+    /// The row's content is unknown, and another program may have been at work.
     void examineSourceOf(const std::string &id, const std::string &keyId) {
         if (!hasRow(keyId))
             add(id, FindingKind::Unbound, "",
@@ -141,8 +141,8 @@ private:
             throw Common::Error(Common::ErrorCode::Filesystem, "Couldn't write the registry");
     }
 
-    /// What removed a package on purpose has said so in the registry; any other binding is the last trace of
-    /// an application that was lost, and stays.
+    /// A removal on purpose is in the registry. Any other binding is the last trace of a lost application,
+    /// and stays.
     void examineBinding(const std::string &id, const std::string &keyId) {
         if (underWay_.contains(id))
             return;
@@ -191,7 +191,7 @@ private:
             [id] { takeBackLeftBehind(id); });
     }
 
-    /// What the launcher began, it alone completes: the trees are the only copies.
+    /// Only the launcher completes a take-over: the trees are the only copies.
     void examineTakeOvers() {
         if (!views_.takeOvers)
             return;
@@ -214,12 +214,12 @@ private:
         }
     }
 
-    /// What was unpacked for an installation came out of a package file that somebody still has.
+    /// Trees unpacked for an installation came out of a package file, and can be unpacked again.
     void examineLeftovers(const OwnDirectory &directory) {
         if (!directory.isOwn())
             return;
         std::error_code error;
-        // One that is under way looks the same. What mends holds the lock that an installation has.
+        // A running installation looks the same. But a repair holds the lock of installations.
         for (fs::directory_iterator entry(directory.path(), error), end; !error && entry != end;
              entry.increment(error))
             if (entry->path().filename() != OwnDirectory::markName)
@@ -231,8 +231,8 @@ private:
                                 "Couldn't read directory: " + directory.path().string(), error.value());
     }
 
-    /// Whoever opens the database for writing next rolls it back. One that does not begin yet belongs to a
-    /// write that has changed nothing, and is for the next write to replace.
+    /// The next opening for writing rolls the journal back. A journal without a valid beginning belongs to a
+    /// write that has changed nothing; the next write replaces it.
     void examineJournal() {
         fs::path journal = configuration_.trustedSourcesDatabasePath();
         journal += "-journal";

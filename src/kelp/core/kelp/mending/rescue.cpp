@@ -30,14 +30,14 @@ PackageStaging stagingOf(const PackageInformation &information, const fs::path &
             ContentsList::read(tree).has_value()};
 }
 
-/// What the descriptor gets beside the staging's own values.
+/// The descriptor's values beside the staging's own.
 PackageInformation extrasOf(PackageInformation information) {
     std::erase_if(information, [](const auto &entry) { return entry.first.starts_with("general."); });
     return information;
 }
 
 std::string obstacleTo(const IConfiguration &configuration, const fs::path &tree) {
-    // By no object of the store, which would make its directory: this is a look.
+    // Not by a store object, which would make its directory: this only looks.
     const DatabasePathResolver resolver(configuration);
     const PackageStaging staging = stagingOf(descriptorIn(tree), tree);
     if (StoreEntry(resolver, staging.id).slot(PackageSlot::Current).counts())
@@ -46,7 +46,7 @@ std::string obstacleTo(const IConfiguration &configuration, const fs::path &tree
         !objection.empty())
         return objection;
     for (const PlannedFile &file : FSDatabase::publicationOf(staging, resolver).files)
-        // A link that leads nowhere counts: mending replaces nothing of anybody's.
+        // A dangling link counts: a repair replaces nothing foreign.
         if (fs::exists(fs::symlink_status(file.target)))
             return "something else is at " + file.target;
     return {};
@@ -61,7 +61,7 @@ std::string rescueObstacle(const IConfiguration &configuration, const fs::path &
     try {
         return obstacleTo(configuration, tree);
     } catch (const std::exception &unreadable) {
-        // One broken tree must not keep people from all others.
+        // One broken tree must not hide all others.
         return unreadable.what();
     }
 }
@@ -70,7 +70,7 @@ void installRescued(const IConfiguration &configuration, const fs::path &tree) {
     const PackageInformation information = descriptorIn(tree);
     const DatabasePathResolver resolver(configuration);
     FSDatabase(configuration, resolver).install(stagingOf(information, tree), extrasOf(information));
-    // What a power cut undoes up to here, an examination finds at one of the tree's two places.
+    // If a power cut undoes the earlier steps, an examination finds the tree at one of its two places.
     Common::flushFilesystem(configuration.databaseDirectory());
 }
 

@@ -36,8 +36,8 @@ fs::path commonDirectory() {
     return fs::absolute(Common::belowRoot("usr/share/common"));
 }
 
-/// The table for a package whose names nobody may know any more: of what lies below the shared data, the
-/// place itself tells them.
+/// The table for a package whose names may be unknown by now: a place below the shared data tells them
+/// itself.
 std::vector<Mapping> mappingsAt(const std::string &id, const fs::path &place) {
     const fs::path relative = place.lexically_relative(commonDirectory());
     auto name = relative.begin();
@@ -48,7 +48,7 @@ std::vector<Mapping> mappingsAt(const std::string &id, const fs::path &place) {
     return buildMappings(id, name->string(), first, name->string(), Rooted::Yes);
 }
 
-/// Where a row publishes what the version has at a path; nothing for what is not below the row.
+/// The target at which a row publishes a path of the version; nothing for a path outside of the row.
 std::optional<fs::path> targetOf(const Mapping &mapping, const std::string &path) {
     const fs::path target = fs::absolute(mapping.target());
     if (path == mapping.source())
@@ -68,10 +68,10 @@ std::vector<fs::path> directoriesUpTo(const fs::path &place, const Mapping &mapp
     return directories;
 }
 
-/// The mappings that lie where packages publish.
+/// Finds mappings in the directories where packages publish.
 class MappingSearch {
 public:
-    /// For the packages of these ids, and whichever else have something in the directories of all.
+    /// For the packages of these ids, and others with mappings in the shared directories.
     MappingSearch(const IConfiguration &configuration, std::set<std::string> ids) :
         store_(fs::absolute(configuration.databaseDirectory()).native() + "/"), ids_(std::move(ids)) {}
 
@@ -87,7 +87,7 @@ public:
     }
 
 private:
-    /// Raises for a directory that is there and cannot be read: what it holds is unknown.
+    /// Raises for an existing directory that cannot be read: its content is unknown.
     void walk(const fs::path &directory) {
         if (!walked_.insert(directory).second || fs::status(directory).type() != fs::file_type::directory)
             return;
@@ -160,7 +160,7 @@ private:
         const StoredPackage *package = find(mapping.id);
         const bool isCurrent = package && Common::isDirectory(resolver_.currentDirectory(mapping.id));
         if (!isGone(mapping.file.source)) {
-            // What belongs there is for the examination of the lists.
+            // The examination of the lists handles files that belong there.
             if (isCurrent && package->information && !isPublishedBy(*package, mapping))
                 add(mapping, "is not what its application publishes there", {});
         } else if (!isCurrent && isInstalled_[mapping.id]) {
@@ -184,7 +184,7 @@ private:
             table, [&](const Mapping &row) { return targetOf(row, mapping.path) == mapping.file.target; });
     }
 
-    /// What the package's lists name; nothing while they may be about to change, or cannot be read.
+    /// The files on the package's lists; nothing while the lists may be about to change, or cannot be read.
     const std::optional<std::set<fs::path>> &listedOf(const std::string &id) {
         const auto [entry, isNew] = listed_.try_emplace(id);
         if (isNew && !isUnderWay(id))
@@ -199,7 +199,7 @@ private:
                Common::isThere(resolver_.previousDirectory(id)) || areListsHidden(id);
     }
 
-    /// Without a link `current` of the package's own, nobody looks into the lists of its versions.
+    /// Without a link `current` of the package's own, its versions' lists are not read.
     bool areListsHidden(const std::string &id) const {
         const StoreEntry entry(resolver_, id);
         const StoreEntry::Slot current = entry.slot(PackageSlot::Current);
@@ -236,7 +236,7 @@ private:
 
 std::vector<Finding> examineStrays(const IConfiguration &configuration, MachineViews &views,
                                    const std::set<std::string> &underWay, const std::set<std::string> &ids) {
-    // What is not known of a package may be what the mapping belongs to.
+    // A mapping may belong to a package that could not be read.
     if (!views.registry || !views.packages || !views.takeOvers)
         return {};
     return views.unread.attempt([&] { return StrayExamination(configuration, views, underWay).run(ids); })
@@ -251,7 +251,7 @@ void takeBackStrays(const IConfiguration &configuration, const std::string &id) 
             strays.files.push_back(std::move(mapping.file));
             directories.insert(mapping.directories.begin(), mapping.directories.end());
         }
-    // In the order of their text each stands before what lies in it.
+    // Sorted by text, each comes before its content.
     strays.directories.assign(directories.begin(), directories.end());
     if (const PublicationPlan left = takeBackDead(strays); left != PublicationPlan())
         noteLeftBehind(id, left);

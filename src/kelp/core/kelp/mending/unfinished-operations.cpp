@@ -25,7 +25,7 @@ namespace Core::KELP {
 
 namespace {
 
-/// By the registry, which outlives the descriptor. A package of which it knows nothing has no history to end.
+/// By the registry, which outlives the descriptor. An unregistered package has no history to end.
 void recordRemoval(const std::string &id) {
     const auto last = lastRecord(id);
     if (!last || last->event() == RegistryEvent::Remove)
@@ -38,7 +38,7 @@ void recordRemoval(const std::string &id) {
 }
 
 /// A kill in the middle of the tree's removal leaves a directory without `current`, or the whole package.
-/// Returns what lies in the directory and is not the package's.
+/// Returns the foreign entries of the directory.
 std::vector<fs::path> removeFromStore(const IConfiguration &configuration, const std::string &id) {
     const DatabasePathResolver resolver(configuration);
     FSDatabase store(configuration, resolver);
@@ -56,8 +56,8 @@ std::vector<fs::path> removeFromStore(const IConfiguration &configuration, const
     return left;
 }
 
-/// A binding in a database that nobody can read holds up no removal: should the database come back, an
-/// examination finds it beside the line of the removal.
+/// An unreadable database does not stop a removal: if it comes back, an examination finds the binding beside
+/// the line of the removal.
 void removeBinding(const IConfiguration &configuration, const std::string &id) {
     Unread unread;
     if (unread.attempt([&] { return SourcesView::read(configuration); }))
@@ -102,8 +102,8 @@ std::vector<fs::path> completeRemoval(const IConfiguration &configuration) {
     removeBinding(configuration, *id);
     if (const auto begun = unfinishedInstallation(); begun && begun->id == *id)
         Common::removeAll(installationFile());
-    // Last: each step before is done again without harm. Were it back after a power cut, it would have a
-    // package removed that somebody has installed since.
+    // Last: repeating the earlier steps does no harm. Flushed: if a power cut brought the note back, a
+    // package that was installed since would be removed.
     Common::removeAll(removalFile());
     Common::flushFile(removalFile().parent_path());
     return left;
