@@ -10,8 +10,8 @@
 
 namespace Validator {
 
-/// kelpctl looks ids up here, to explain and to hide them: a catalogue that is left out raises findings that
-/// it does not know.
+/// kelpctl looks ids up here, to explain and to hide them: findings of a missing catalogue would be unknown
+/// to it.
 std::vector<CatalogueEntry> allFindings() {
     std::vector<CatalogueEntry> all;
     appendHeaderFindings(all);

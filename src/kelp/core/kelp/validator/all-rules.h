@@ -6,7 +6,7 @@ namespace Validator {
 
 class Config;
 
-/// Every row that a checker holds packages of a profile against, sorted by topic, status and text.
+/// Every rule of a profile's checkers, sorted by topic, status and text.
 Rules allRules(const Config &config);
 
 } // namespace Validator

@@ -21,8 +21,8 @@ ContentValidator::ContentValidator(std::shared_ptr<Config> config, const RpmMeta
     meta_(std::make_shared<RpmMeta>(meta)),
     logger_(std::make_shared<Logger>(std::move(sink), mostOfId)),
     desktop_(std::make_shared<Desktop>(meta_, config_, logger_)),
-    // Files come in the order of the payload, so that what one checker needs of another is known in finish()
-    // alone; the order here is that of the lines of the report.
+    // The order of the report's lines. Files come in the order of the payload, so facts of other checkers are
+    // complete only in finish().
     checkers_{
         {ContentChecker::Desktop, desktop_},
         {ContentChecker::Executable, std::make_shared<Executable>(meta_, config_, logger_)},
@@ -50,15 +50,15 @@ bool ContentValidator::validateFile(const std::string &path, const std::string &
     path_ = path;
     realPath_ = realPath;
     logger_->setPath(path);
-    // Every checker is asked about every file: a main binary is a program and lies in a place, and some
-    // remember files that they do not judge.
+    // Asks every checker about every file: a main binary concerns several, and some remember files that they
+    // do not judge.
     for (const auto &[key, checker] : checkers_)
         if (checker->canValidate(path_, realPath_))
             checker->validate(path_, realPath_);
     for (const auto &checker : hardening_)
         if (checker->canValidate(path_, realPath_))
             checker->validate(path_, realPath_);
-    // What is found after the last file concerns the package, unless the finding names a file.
+    // Findings after the last file concern the package, unless they name a file.
     logger_->setPath({});
     return takeVerdict(*logger_, *config_);
 }
@@ -77,8 +77,8 @@ bool ContentValidator::finishContent() {
     return takeVerdict(*logger_, *config_);
 }
 
-/// A warning, as the package does run where it can be installed. A plugin that QML loads is a reason for an
-/// architecture, so that one ELF file silences it.
+/// A warning: the package runs where it can be installed. One ELF file silences it: a plugin that QML loads
+/// is a reason for an architecture.
 void ContentValidator::checkArchitecture() {
     if (meta_->architecture() != "noarch" && logger_->getFlag(ValidatorFlag::QmlOnlyApp) &&
         !logger_->getFlag(ValidatorFlag::ElfSeen))

@@ -29,13 +29,14 @@ enum class ContentChecker : std::uint32_t {
     ConfigurationParameterFile = 7,
 };
 
-/// The second stage of validation: hands every unpacked file of one package to the checkers that it concerns,
-/// and gives a verdict on each file and on the whole. It has a report of its own.
+/// The second stage of validation: passes every unpacked file of one package to the checkers that it
+/// concerns, and gives a verdict on each file and on the whole. It has a report of its own.
 ///
-/// What a checker finds is never an exception. What prevents a checker from working is one, and passes.
+/// A finding of a checker is never an exception. A failure that prevents a checker from working is one, and
+/// passes.
 class ContentValidator {
 public:
-    /// The findings go to the sink as Logger does it; to standard error when it is empty.
+    /// Findings go to the sink, as in Logger; to standard error when it is empty.
     ContentValidator(std::shared_ptr<Config> config, const RpmMeta &meta, FindingSink sink = {},
                      std::size_t mostOfId = allOfId);
 
@@ -44,28 +45,29 @@ public:
     void setInstallRoot(const std::string &root);
     void setPathMappings(const std::vector<Core::KELP::Mapping> &mappings);
 
-    /// Judges one file: `path` is how the package names it, `realPath` is where it lies unpacked. Returns
-    /// whether the package failed; errors in files before this one do not count again.
+    /// Judges one file: `path` is its name in the package, `realPath` its place unpacked. Returns whether the
+    /// package failed; errors in files before this one do not count again.
     bool validateFile(const std::string &path, const std::string &realPath);
 
-    /// Reports what the unpacking itself finds wrong with a file, and returns whether the package failed.
+    /// Reports a finding of the unpacking itself about a file, and returns whether the package failed.
     bool report(ContentRule rule, const std::string &path);
 
-    /// Judges what can be judged only when all files have been seen, and returns whether the package failed.
-    /// Called once; the files must still lie where they were.
+    /// Runs the checks that need all files, and returns whether the package failed. Called once; the files
+    /// must still be in place.
     bool finishContent();
 
 private:
     void checkArchitecture();
 
-    std::string path_; ///< Of the file in hand, as the package names it.
+    std::string path_; ///< Of the present file, as the package names it.
     std::string realPath_;
     std::shared_ptr<Config> config_;
     std::shared_ptr<RpmMeta> meta_;
     std::shared_ptr<Logger> logger_;
     std::shared_ptr<Desktop> desktop_; ///< The first of the checkers.
     std::map<ContentChecker, std::shared_ptr<IValidator>> checkers_;
-    std::vector<std::shared_ptr<IValidator>> hardening_; ///< What their rules let by, so after them.
+    std::vector<std::shared_ptr<IValidator>>
+        hardening_; ///< They check what the others let by, so they run last.
 };
 
 } // namespace Validator

@@ -13,7 +13,7 @@ RpmMetaChecker::RpmMetaChecker(std::shared_ptr<Config> config, const RpmMeta &me
 
 bool RpmMetaChecker::validateMeta() {
     const HeaderCheck check{meta_, *config_, logger_};
-    // None of the checks ends the stage: a maker sees all findings of the header at once, in this order.
+    // No check ends the stage: makers see all findings of the header at once, in this order.
     checkName();
     checkVendor();
     checkProvides(check);
@@ -21,7 +21,7 @@ bool RpmMetaChecker::validateMeta() {
     checkObsoletes(check);
     checkRequirements(check);
     checkScripts();
-    // The list as the header has it, before anything is unpacked: the payload cannot hide an entry from it.
+    // The header's list, before anything is unpacked: the payload cannot hide an entry from it.
     for (const FileInfo &file : meta_.files())
         checkFile(check, file);
     checkEmptyDirectories(check);
@@ -42,7 +42,8 @@ void RpmMetaChecker::checkVendor() {
 }
 
 void RpmMetaChecker::checkScripts() {
-    // Critical, the one of this stage: no developer mode lets in what would run as root, outside the sandbox.
+    // The one critical finding of this stage: no developer mode lets in scripts that run as root, outside the
+    // sandbox.
     if (meta_.hasScripts())
         logger_.log(PathRule::HasScripts);
 }

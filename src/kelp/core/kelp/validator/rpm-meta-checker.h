@@ -8,11 +8,11 @@
 
 namespace Validator {
 
-/// The first stage of validation: the rules on what a package's header alone says, names, dependencies,
-/// scripts and the file list. It has a report of its own.
+/// The first stage of validation: the rules on a package's header, its names, dependencies, scripts and file
+/// list. It has a report of its own.
 class RpmMetaChecker {
 public:
-    /// The findings go to the sink as Logger does it; to standard error when it is empty.
+    /// Findings go to the sink, as in Logger; to standard error when it is empty.
     RpmMetaChecker(std::shared_ptr<Config> config, const RpmMeta &meta, FindingSink sink = {},
                    std::size_t mostOfId = allOfId);
 

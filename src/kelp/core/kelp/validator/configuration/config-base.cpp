@@ -13,7 +13,7 @@ namespace Configuration {
 
 namespace {
 
-/// Whatever is wrong with the file, errors go on to fail packages: to break it must not let them in.
+/// With any fault in the file errors still fail packages: breaking it must not let them in.
 constexpr std::string_view fallback = "Using default value for validation enabled: true\n";
 
 bool readValidationEnabled() {
@@ -21,10 +21,10 @@ bool readValidationEnabled() {
         boost::property_tree::ptree tree;
         boost::property_tree::read_ini(
             Common::belowRoot("var/lib/developer-moded/developer-moded.conf").string(), tree);
-        // A text that is no truth value raises, and ends below like a file that is absent or malformed.
+        // A text that is no truth value raises, like a missing or malformed file.
         if (const auto value = tree.get_child_optional("developermode.validationEnabled"))
             return value->get_value<bool>();
-        // Where the report goes as well, so that who reads a verdict sees by which mode it was given.
+        // On the report's stream, so that its readers see the mode of the verdict.
         std::cerr << "Config parameter 'developermode.validationEnabled' in developer-moded.conf not found. "
                   << fallback;
     } catch (const std::exception &error) {
@@ -47,7 +47,7 @@ ConfigBase::ConfigBase(const DeveloperMode &mode) :
     applicationsDir("/usr/share/applications/"),
     iconsDir("/usr/share/icons/hicolor/"),
     libexecDir("/usr/libexec/") {
-    // What every profile has: those that derive from this one only add rows.
+    // The rows of every profile: derived ones only add rows.
     addExpressions(reservedQmlImports, BaseRows::reservedQmlImportsExpressions);
     addStrings(forbiddenMimeTypes, BaseRows::forbiddenMimeTypes);
     addStrings(allowedPaths, BaseRows::allowedPaths);

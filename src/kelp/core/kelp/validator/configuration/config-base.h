@@ -11,13 +11,13 @@ namespace Configuration {
 /// Whether errors fail a package.
 struct DeveloperMode {
     /// Reads var/lib/developer-moded/developer-moded.conf below the root prefix, an ini file with the key
-    /// "developermode.validationEnabled"; says so on standard error when it takes the default, true.
+    /// "developermode.validationEnabled"; if it takes the default, true, it reports that on standard error.
     static DeveloperMode ofMachine();
 
     bool validationEnabled = true;
 };
 
-/// What a package of one kind may do. A derived class only ever adds to what its base has built.
+/// What a package of one kind may do. A derived class only adds to its base's lists.
 class ConfigBase {
 public:
     ConfigBase(const ConfigBase &) = delete;
@@ -25,7 +25,7 @@ public:
     virtual ~ConfigBase() = default;
 
     virtual bool isDesktopFileRequired() const = 0;
-    /// No profile looks at the path.
+    /// No profile uses the path.
     virtual bool isIconRequired(const std::string &path) const = 0;
 
     bool validationEnabled; ///< Whether errors fail a package; the developer mode can switch that off.
@@ -36,8 +36,8 @@ public:
     std::string applicationsDir;
     std::string iconsDir;
     std::string libexecDir;
-    std::string requiredPackage; ///< What the package must provide and conflict with; empty for nothing.
-    PatternSet allowedPaths;     ///< Where a package may install beyond its own areas.
+    std::string requiredPackage; ///< The name that the package must provide and conflict with; may be empty.
+    PatternSet allowedPaths;     ///< Allowed places beyond the package's own areas.
     PatternSet allowedPermissions;
     PatternSet allowedLibraries;
     PatternSet unstableLibraries;

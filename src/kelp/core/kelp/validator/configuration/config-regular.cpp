@@ -9,11 +9,11 @@ namespace Configuration {
 
 ConfigRegular::ConfigRegular(const DeveloperMode &mode) : ConfigBase(mode) {
     name = "regular";
-    // All of /usr/bin: what may be executable there, the checks of the header and of programs say by the
-    // name.
+    // All of /usr/bin: the checks of the header and of programs decide by the name what may be executable
+    // there.
     addExpressions(allowedPaths, RegularRows::allowedPathsExpressions);
     addStrings(allowedPermissions, RegularRows::allowedPermissions);
-    // What a package may require as well: rpmbuild names there what its programs link.
+    // Also among the requirements: rpmbuild adds the libraries of programs there.
     addStrings(allowedLibraries, RegularRows::allowedLibraries);
     addExpressions(allowedLibraries, RegularRows::allowedLibrariesExpressions);
     addStrings(unstableLibraries, RegularRows::unstableLibraries);

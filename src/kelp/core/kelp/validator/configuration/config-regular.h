@@ -13,8 +13,7 @@ public:
     bool isIconRequired(const std::string &) const override { return true; }
 };
 
-// The profiles that add little to the one of a regular application. Each says in small-profiles.cpp, beside
-// its rows, what it adds.
+// The profiles that add little to that of a regular application. small-profiles.cpp has their additions.
 
 /// The policy for an extended application.
 class ConfigExtended : public ConfigRegular {

@@ -34,7 +34,7 @@ constexpr Factory factories[] = {
     {Profile::Pwa, make<Configuration::ConfigPwa>},
 };
 
-/// A number that is no profile gets the one to which all others add: never more than it might have meant.
+/// An unknown number gets the profile to which all others add: never more than it could have meant.
 Base build(Profile profile, const DeveloperMode &mode) {
     const auto found = std::ranges::find(factories, profile, &Factory::profile);
     return found != std::end(factories) ? found->make(mode) : make<Configuration::ConfigRegular>(mode);
@@ -47,7 +47,7 @@ Config::Config(Profile profile) : base_(build(profile, DeveloperMode::ofMachine(
 Config::Config(Profile profile, Target target) :
     base_(build(profile, {target.validationEnabled})), target_(std::move(target)) {}
 
-/// Asked only for a package with a manifest: a machine without a version can still take all others.
+/// Read only for a package with a manifest: a machine without a version can still take all others.
 std::optional<std::string> Config::osVersion() const {
     return target_ ? target_->osVersion : Common::osVersion();
 }

@@ -15,30 +15,29 @@ class PatternSet;
 
 namespace Validator {
 
-/// The device for which a package is judged, when that is not this machine.
+/// The device for which a package is judged, if not this machine.
 struct Target {
-    bool validationEnabled = true;        ///< What the developer mode says there.
-    std::optional<std::string> osVersion; ///< Empty when nobody knows.
+    bool validationEnabled = true;        ///< By the device's developer mode.
+    std::optional<std::string> osVersion; ///< Empty if unknown.
 };
 
-/// The handle on the active profile, by which all checkers of one validation ask for policy. The references
-/// live as long as the object.
+/// The active profile, shared by all checkers of one validation. The references live as long as the object.
 class Config {
 public:
-    /// The policy of a profile on this machine, whose developer mode is read (DeveloperMode::ofMachine()).
-    /// A profile that is none of the enumeration counts as Profile::Regular.
+    /// The policy of a profile on this machine, whose developer mode is read (DeveloperMode::ofMachine()). A
+    /// value outside of the enumeration counts as Profile::Regular.
     explicit Config(Profile profile);
-    /// The same for another device: nothing of this machine is looked at.
+    /// The same for another device: reads nothing of this machine.
     Config(Profile profile, Target target);
 
-    /// The version of the operating system; of this machine as Common::osVersion() tells it, and raises.
+    /// The version of the operating system; for this machine as Common::osVersion(), which may raise.
     std::optional<std::string> osVersion() const;
 
     /// Whether errors fail a package; critical findings always do.
     bool validationEnabled() const;
     bool isDesktopFileRequired() const;
-    /// Whether a package must have its icon at a path, in all of iconSizes(), which are in pixels; at present
-    /// the same answer for all paths.
+    /// Whether a package must have its icon at a path, in all of iconSizes(), in pixels. At present the same
+    /// for all paths.
     bool isIconRequired(const std::string &path) const;
 
     const std::vector<std::int32_t> &iconSizes() const;
@@ -48,7 +47,7 @@ public:
     const std::string &applicationsDir() const;
     const std::string &iconsDir() const;
     const std::string &libexecDir() const;
-    /// What the package must provide and conflict with; empty for nothing.
+    /// The name that the package must provide and conflict with; may be empty.
     const std::string &requiredPackage() const;
     const Configuration::PatternSet &allowedPaths() const;
     const Configuration::PatternSet &allowedPermissions() const;

@@ -9,8 +9,8 @@ namespace Configuration {
 namespace {
 
 const Pattern &compiled(std::string_view expression) {
-    // A profile is built for each package, and has some sixty expressions. Not guarded: packages are judged
-    // on one thread.
+    // Kept, since a profile is built for each package and has some sixty expressions. Not guarded: one thread
+    // judges packages.
     static std::unordered_map<std::string_view, Pattern> patterns;
     const auto found = patterns.find(expression);
     return found != patterns.end() ? found->second
@@ -29,7 +29,7 @@ void PatternSet::add(PatternEntry entry) {
 }
 
 bool PatternSet::contains(std::string_view text) const {
-    // No copy of the text is made: it may be a name of megabytes.
+    // Does not copy the text: a name may have megabytes.
     return strings_.contains(text) ||
            std::ranges::any_of(patterns_, [&](const Pattern &pattern) { return pattern.matches(text); });
 }
@@ -46,7 +46,7 @@ void addExpressions(PatternSet &set, Rows rows) {
 
 std::vector<std::string> PatternSet::texts() const {
     std::vector<std::string> texts(strings_.begin(), strings_.end());
-    // No string of a list begins with a slash and ends with one, so that people can tell the two apart.
+    // No string of a list begins and ends with a slash, so people can tell the two apart.
     for (const Pattern &pattern : patterns_)
         texts.push_back('/' + pattern.expression() + '/');
     return texts;

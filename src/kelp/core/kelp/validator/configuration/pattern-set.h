@@ -18,11 +18,10 @@ using PatternEntry = std::variant<Pattern, std::string>;
 /// An allow-list: exact strings and regular expressions that match whole strings.
 class PatternSet {
 public:
-    /// A string that is already there is left alone; an expression is appended. Throws
-    /// std::bad_variant_access for a valueless entry.
+    /// Skips a known string; appends an expression. Throws std::bad_variant_access for a valueless entry.
     void add(PatternEntry entry);
 
-    /// Whether the text is one of the strings or matches one of the expressions. The strings are asked first.
+    /// Whether the text is one of the strings or matches one of the expressions. Checks the strings first.
     bool contains(std::string_view text) const;
 
     /// All of it for people: each string, and each expression between slashes.
@@ -46,8 +45,7 @@ using Rows = std::span<const std::string_view>;
 /// Copies the rows.
 void addStrings(PatternSet &set, Rows rows);
 
-/// The rows must last as long as the process: each is compiled once, whatever number of profiles is built
-/// from it.
+/// The rows must last as long as the process: each is compiled once, for any number of profiles.
 void addExpressions(PatternSet &set, Rows rows);
 
 } // namespace Configuration

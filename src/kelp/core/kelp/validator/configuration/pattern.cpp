@@ -15,10 +15,10 @@ constexpr std::uint32_t matchLimit = 10'000'000;
 constexpr std::uint32_t depthLimit = 1'000'000;
 constexpr std::uint32_t heapLimitInKibibytes = 64 * 1024;
 
-/// The whole text has to match; "$" stands for its very end; and the rest is what ECMAScript's grammar gives
-/// another meaning than Perl's.
-/// The lists were written for std::regex, which recurses for each character and overruns the stack for a long
-/// text. Bytes above 127 are characters of their own, as they are for it, so that no text is invalid.
+/// The whole text must match, and "$" is its very end. The other options follow ECMAScript where Perl's
+/// grammar differs. The lists were written for std::regex, but that recurses for each character and overruns
+/// the stack on a long text. As in std::regex, bytes above 127 are characters of their own, so no text is
+/// invalid.
 constexpr std::uint32_t options = PCRE2_ANCHORED | PCRE2_ENDANCHORED | PCRE2_DOLLAR_ENDONLY |
                                   PCRE2_NEVER_UTF | PCRE2_ALLOW_EMPTY_CLASS | PCRE2_ALT_BSUX;
 
@@ -47,7 +47,7 @@ pcre2_code *compile(std::string_view expression) {
     PCRE2_SIZE offset = 0;
     pcre2_code *code =
         pcre2_compile(units(expression), expression.size(), options, &error, &offset, context.get());
-    // Expressions are rows of ours and never come out of a package.
+    // Expressions are our own rows, and never come out of a package.
     if (code == nullptr)
         throw std::invalid_argument("Malformed regular expression: " + std::string(expression));
     return code;
@@ -67,7 +67,7 @@ MatchData match(const pcre2_code *code, std::string_view text) {
     static const MatchContext context = limits();
     MatchData data(pcre2_match_data_create_from_pattern(code, nullptr));
     const int result = pcre2_match(code, units(text), text.size(), 0, 0, data.get(), context.get());
-    // Negative for no match and for exhausted limits alike: in a list of what is allowed, both refuse.
+    // Negative for no match and for exhausted limits: in an allow-list both refuse.
     return result > 0 ? std::move(data) : nullptr;
 }
 
@@ -98,7 +98,7 @@ std::optional<std::vector<std::string>> Pattern::captures(std::string_view text)
     std::vector<std::string> groups;
     const PCRE2_SIZE *ends = pcre2_get_ovector_pointer(data.get());
     for (std::size_t group = 1; group < pcre2_get_ovector_count(data.get()); ++group) {
-        // Of alternatives only one takes part, and the data has room for all groups of the expression.
+        // Only one alternative takes part, but the data has room for all groups.
         const bool tookPart = ends[2 * group] != PCRE2_UNSET;
         groups.emplace_back(tookPart ? text.substr(ends[2 * group], ends[2 * group + 1] - ends[2 * group])
                                      : std::string_view());

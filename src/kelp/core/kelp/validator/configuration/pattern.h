@@ -8,9 +8,8 @@
 
 namespace Configuration {
 
-/// A regular expression in the ECMAScript grammar, held against text out of a package. Matching takes bounded
-/// stack and memory, whatever the text: a text that exhausts the limits does not match. Copies share the
-/// compiled expression.
+/// A regular expression in the ECMAScript grammar, for text out of a package. Matching takes bounded stack
+/// and memory: a text that exhausts the limits does not match. Copies share the compiled expression.
 class Pattern {
 public:
     /// Throws std::invalid_argument for a malformed expression.
@@ -21,8 +20,8 @@ public:
     /// Whether the expression matches the whole text.
     bool matches(std::string_view text) const;
 
-    /// The capture groups of a match of the whole text, the first one at index 0; a group that took no part
-    /// is empty. Nothing when there is no match.
+    /// The capture groups of a match of the whole text, the first one at index 0; an unused group is empty.
+    /// Nothing when there is no match.
     std::optional<std::vector<std::string>> captures(std::string_view text) const;
 
 private:

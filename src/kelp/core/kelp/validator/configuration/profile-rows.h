@@ -6,7 +6,7 @@
 
 namespace Configuration {
 
-/// What holds for packages of every kind.
+/// The rows for packages of every kind.
 namespace BaseRows {
 
 inline constexpr std::string_view allowedPaths[] = {

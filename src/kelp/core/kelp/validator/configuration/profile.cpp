@@ -39,7 +39,7 @@ const ProfileRow &rowWhere(Column column, const Value &value, const std::string 
     return *found;
 }
 
-/// Numbers out of a certificate can be any, so that there is no name for them.
+/// A certificate can hold any number, also one without a name.
 template<class Enumeration>
 std::string numberOf(Enumeration value) {
     return std::to_string(static_cast<std::underlying_type_t<Enumeration>>(value));
@@ -57,7 +57,7 @@ std::string profileName(Profile profile) {
 }
 
 Profile profileFromCertificate(const PackageSignatures::Certificate &certificate) {
-    // No default for a subgroup that this version does not know: its packages may be meant to do less.
+    // No default for an unknown subgroup: its packages may be meant to do less.
     const Subgroup subgroup = certificate.subgroup();
     const std::string complaint = "Unknown developer subgroup: " + numberOf(subgroup);
     return rowWhere(&ProfileRow::subgroup, subgroup, complaint).profile;

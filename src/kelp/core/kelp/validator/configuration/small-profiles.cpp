@@ -19,7 +19,7 @@ ConfigExtended::ConfigExtended(const DeveloperMode &mode) : ConfigRegular(mode) 
 
 ConfigMDM::ConfigMDM(const DeveloperMode &mode) : ConfigExtended(mode) {
     name = "mdm";
-    // There is one client on a device: the package both provides and conflicts with this.
+    // A device has one client: its package both provides and conflicts with this name.
     requiredPackage = "mdm-client";
     addStrings(allowedPermissions, MdmRows::allowedPermissions);
     addStrings(allowedLibraries, MdmRows::allowedLibraries);

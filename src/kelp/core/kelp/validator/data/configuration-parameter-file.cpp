@@ -10,7 +10,7 @@ namespace {
 
 using ManagedConfiguration::Validator::CPFValidator;
 
-/// Not kept by the checker: the platform has one object for each directory, and owns it.
+/// The checker keeps none: the platform owns one object for each directory.
 std::shared_ptr<CPFValidator> platformValidator() {
     return CPFValidator::instance(CPFValidator::standardSchemasDirectory());
 }
@@ -23,7 +23,7 @@ ConfigurationParameterFile::ConfigurationParameterFile(std::shared_ptr<RpmMeta> 
     ValidatorBase(std::move(meta), std::move(config), std::move(logger)) {}
 
 bool ConfigurationParameterFile::canValidate(const std::string &path, const std::string &) {
-    // By the name of the package, so that the files of another one are not judged here as its own.
+    // By the package's name, so that another package's files are not judged as its own.
     return platformValidator()->isConfigurationParameterFile(meta_->name(), path);
 }
 
@@ -31,7 +31,7 @@ void ConfigurationParameterFile::validate(const std::string &path, const std::st
     remember(path, realPath);
     if (platformValidator()->isValid(realPath_))
         return;
-    // The platform's answer is the same for a file that it could not read.
+    // Raises for an unreadable file, for which the platform's answer would be the same.
     MappedFile::open(realPath_);
     logger_->log(ConfigurationParameterFileRule::Invalid, {path_});
 }

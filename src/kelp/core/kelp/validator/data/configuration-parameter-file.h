@@ -4,15 +4,15 @@
 
 namespace Validator {
 
-/// Hands the configuration parameter files of a package to the platform's validator of managed
-/// configuration. What that raises passes.
+/// Passes the configuration parameter files of a package to the platform's validator of managed
+/// configuration. Its exceptions pass.
 class ConfigurationParameterFile final : public ValidatorBase<IValidator> {
 public:
     ConfigurationParameterFile(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config,
                                std::shared_ptr<Logger> logger);
 
     void validate(const std::string &path, const std::string &realPath) override;
-    /// True for what the platform takes for such a file of a package of this name.
+    /// True if the platform takes the path for such a file of a package of this name.
     bool canValidate(const std::string &path, const std::string &realPath) override;
     void finish() override {}
 };

@@ -11,14 +11,14 @@ namespace Validator {
 
 namespace {
 
-/// What is no PNG has no size: makers are told the one thing that they can mend.
+/// A file that is no PNG has no size: makers get the one finding that they can mend.
 bool hasSize(const std::string &file, std::int32_t size) {
     try {
         const PngSize actual = readPngSize(file);
         return std::cmp_equal(actual.width, size) && std::cmp_equal(actual.height, size);
     } catch (const Common::Error &error) {
         if (error.code() != Common::ErrorCategory::make(Common::ErrorCode::Internal))
-            throw; // It may well be one.
+            throw; // It may be a PNG.
         return false;
     }
 }
@@ -38,7 +38,7 @@ std::string Icon::expectedPath(std::int32_t size) const {
     return config_->iconsDir() + side + 'x' + side + "/apps/" + meta_->name() + ".png";
 }
 
-/// Taken off here, whatever comes of it: an icon of the wrong size is not missing as well.
+/// Removed here in any case: an icon of the wrong size is not missing as well.
 bool Icon::canValidate(const std::string &path, const std::string &) {
     return config_->isIconRequired(path) && missing_.erase(path) > 0;
 }
@@ -46,7 +46,7 @@ bool Icon::canValidate(const std::string &path, const std::string &) {
 void Icon::validate(const std::string &path, const std::string &realPath) {
     remember(path, realPath);
     for (const std::int32_t size : config_->iconSizes()) {
-        // Real file and path differ for a link, which is judged by the image to which it leads.
+        // A link is judged by the image that it leads to: then real file and path differ.
         if (path_ == expectedPath(size) && !hasSize(realPath_, size))
             logger_->log(IconRule::WrongOrMissing, {path_});
     }

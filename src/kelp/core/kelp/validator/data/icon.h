@@ -6,13 +6,13 @@
 
 namespace Validator {
 
-/// Checks that a package ships its icon in every size that the profile asks for, and that each file has the
-/// dimensions that its path claims. A profile that requires no icon switches the check off.
+/// Checks that a package ships its icon in every size that the profile requires, and that each has the
+/// dimensions in its path. A profile that requires no icon switches the check off.
 class Icon final : public ValidatorBase<IValidator> {
 public:
     Icon(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config, std::shared_ptr<Logger> logger);
 
-    /// A file that is no PNG counts as one of the wrong size. Raises as MappedFile::open() does.
+    /// A file other than a PNG counts as one of the wrong size. Raises as MappedFile::open() does.
     void validate(const std::string &path, const std::string &realPath) override;
 
     /// True once for each icon that is expected.

@@ -32,7 +32,7 @@ Parser parse(std::string_view text) {
     return parser;
 }
 
-/// After its first value json-glib takes objects and arrays alone: a bare word there spoils the whole text.
+/// After the first value json-glib takes only objects and arrays: a bare word there spoils the whole text.
 bool isContainer(const Parser &parser) {
     JsonNode *root = parser ? json_parser_get_root(parser.get()) : nullptr;
     return root != nullptr && !JSON_NODE_HOLDS_VALUE(root) && !JSON_NODE_HOLDS_NULL(root);
@@ -44,15 +44,15 @@ bool isEmpty(const Parser &parser) {
 }
 
 /// Whether the text is short, and has few values: all but the first of a list or object follow a comma, and
-/// the first a bracket. Those in strings and comments count too.
+/// the first a bracket. Commas and brackets in strings and comments count too.
 bool isBearable(std::string_view text) {
     return text.size() <= longestIntegrityFile &&
            std::ranges::count_if(text, [](char c) { return c == ',' || c == '[' || c == '{'; }) <= mostValues;
 }
 
-/// The first root of the text, which is the one that json-glib gives, if it takes the others as well.
+/// The first root of the text, which json-glib would give, if it accepts the others as well.
 Parser parseFirst(std::string_view text) {
-    // The bounds come before any parsing: json-glib's stack and memory grow with what it is given.
+    // Bounds are checked before any parsing: json-glib's stack and memory grow with the text.
     const auto pieces = isBearable(text) ? splitJsonRoots(text) : std::nullopt;
     if (!pieces || pieces->empty())
         return nullptr;
@@ -67,11 +67,11 @@ Parser parseFirst(std::string_view text) {
 }
 
 std::string watchedFile(JsonNode *element) {
-    // json-glib has null for the text of anything else, of which no view can be made.
+    // For anything but a text json-glib gives null, which cannot become a view.
     if (!JSON_NODE_HOLDS_VALUE(element) || json_node_get_value_type(element) != G_TYPE_STRING)
         return {};
     std::string_view text = json_node_get_string(element);
-    // One prefix alone is taken off, so that "file:elf:/a" is the path "elf:/a", which no package has.
+    // Removes only one prefix: "file:elf:/a" becomes the path "elf:/a", which no package has.
     for (const std::string_view prefix : prefixes) {
         if (text.starts_with(prefix))
             return std::string(text.substr(prefix.size()));
@@ -87,8 +87,8 @@ std::optional<std::vector<std::string>> readWatchedFiles(const std::filesystem::
     JsonNode *root = parser ? json_parser_get_root(parser.get()) : nullptr;
     if (root == nullptr || !JSON_NODE_HOLDS_OBJECT(root))
         return std::nullopt;
-    // Not as an array at once: json-glib would give none for null or another type, and a configuration that
-    // the daemon cannot read would pass as one that watches nothing.
+    // Not read as an array at once: for null or another type json-glib would give none. Then a configuration
+    // that the daemon cannot read would seem to watch nothing.
     JsonNode *watch = json_object_get_member(json_node_get_object(root), "watch");
     if (watch == nullptr)
         return std::vector<std::string>();

@@ -9,14 +9,13 @@
 namespace Validator {
 
 /// The files that an integrity daemon configuration watches: the elements of the array "watch" of its JSON
-/// object, in order, without their prefix "file:" or "elf:". An element that is no text stands as an empty
+/// object, in order, without their prefix "file:" or "elf:". An element other than a text becomes an empty
 /// string, which is no path.
 ///
-/// What JSON is, json-glib decides, which reads single quotes and comments too, and takes the first value of
-/// a file that holds several. Nothing when the file is no JSON, is larger than four megabytes, has more
-/// than two hundred thousand values or more than splitJsonRoots() bears, when its root is no object, or when
-/// "watch" is there and is no array. An object without "watch" watches nothing. Raises as MappedFile::open()
-/// does.
+/// json-glib decides what JSON is: it also reads single quotes and comments, and takes the first value of
+/// several. Nothing for a file that is no JSON or no object, for one larger than four megabytes, with more
+/// than two hundred thousand values or more than splitJsonRoots() takes, and for a "watch" that is no array.
+/// An object without "watch" watches nothing. Raises as MappedFile::open() does.
 std::optional<std::vector<std::string>> readWatchedFiles(const std::filesystem::path &path);
 
 /// Cuts a text into the values at its top level, comments and a "var x =" with them, as json-glib's scanner

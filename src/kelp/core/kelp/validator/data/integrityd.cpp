@@ -17,7 +17,7 @@ bool Integrityd::canValidate(const std::string &path, const std::string &) {
 
 void Integrityd::validate(const std::string &path, const std::string &realPath) {
     remember(path, realPath);
-    // A package may have its own files watched and no others: those of the system change without it.
+    // A package may let only its own files be watched: those of the system change without it.
     const auto watched = readWatchedFiles(realPath_);
     if (!watched)
         logger_->log(IntegritydRule::InvalidJson);

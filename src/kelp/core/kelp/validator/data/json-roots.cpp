@@ -15,7 +15,7 @@ std::size_t behind(std::string_view text, std::string_view end, std::size_t from
     return found == std::string_view::npos ? text.size() : found + end.size();
 }
 
-/// A backslash takes the next character along, which may be beyond the end of the text.
+/// A backslash includes the next character, which may be beyond the end of the text.
 std::size_t behindEscapedString(std::string_view text, std::size_t from) {
     while (from < text.size() && text[from] != '"')
         from += text[from] == '\\' ? std::size_t(2) : 1;
@@ -48,8 +48,8 @@ std::optional<std::vector<std::string_view>> splitJsonRoots(std::string_view tex
     std::vector<std::string_view> roots;
     std::size_t depth = 0;
     std::size_t begin = 0;
-    // Both kinds of bracket count alike, and one too many is passed over: which closes which, and whether it
-    // may, json-glib says of the piece.
+    // Both kinds of bracket count alike, and a surplus one is skipped: json-glib checks later whether they
+    // match.
     for (std::size_t at = 0; at < text.size() && depth <= deepestNesting && roots.size() <= mostRoots;) {
         const char first = text[at];
         at = behindToken(text, at);

@@ -29,8 +29,8 @@ constexpr std::string_view minOsVersion = "minOSVersion";
 constexpr std::size_t longestManifest = std::size_t(1) << 20;
 constexpr std::size_t deepestManifest = 32;
 
-/// The kind of value of each known key; none for one whose value is checked apart.
-/// A key that is not among them draws a warning: it has no effect on this system and may have one on another.
+/// The kind of value of each known key; none for one whose value is checked apart. Any other key gets a
+/// warning: it has no effect on this system, but may have one on another.
 const std::unordered_map<std::string_view, std::optional<json::kind>> &knownKeys() {
     static const std::unordered_map<std::string_view, std::optional<json::kind>> keys{
         {"keepMediaActiveInBackground", json::kind::bool_},
@@ -39,7 +39,7 @@ const std::unordered_map<std::string_view, std::optional<json::kind>> &knownKeys
     return keys;
 }
 
-/// What the file holds, or null when it is no JSON.
+/// The file's value, or null when it is no JSON.
 json::value parseFile(const std::string &path, json::storage_ptr storage) {
     const auto file = MappedFile::open(path);
     if (!file || file->bytes().size() > longestManifest)
@@ -52,7 +52,7 @@ json::value parseFile(const std::string &path, json::storage_ptr storage) {
 }
 
 void checkKeys(const json::object &manifest, Logger &logger) {
-    // Of a repeated key the parser keeps one, so that each is judged once.
+    // The parser keeps one of repeated keys, so each is judged once.
     for (const auto &[key, value] : manifest) {
         const auto known = knownKeys().find(key);
         if (known == knownKeys().end())
@@ -93,7 +93,7 @@ bool Manifest::canValidate(const std::string &path, const std::string &) {
 
 void Manifest::validate(const std::string &path, const std::string &realPath) {
     remember(path, realPath);
-    // Stands before the value that lies in it. All of it goes at once: nothing walks the value to release it.
+    // Declared before the value that lies in it. It is released at once, without a walk over the value.
     json::monotonic_resource memory;
     const json::value content = parseFile(realPath_, &memory);
     if (!content.is_object()) {
@@ -109,7 +109,7 @@ void Manifest::validate(const std::string &path, const std::string &realPath) {
 }
 
 void Manifest::checkVersions(const std::vector<std::string_view> &needed) const {
-    // No system could have it, so that none needs to be known.
+    // No system could have it, so the system's version does not matter.
     if (!areVersions(needed)) {
         logger_->log(ManifestRule::VersionIncompatible);
         return;
@@ -121,7 +121,7 @@ void Manifest::checkVersions(const std::vector<std::string_view> &needed) const 
         else if (!isCompatible(*system, needed))
             logger_->log(ManifestRule::VersionIncompatible);
     } catch (const std::out_of_range &) {
-        // The author of a manifest must not be able to end the process by a version of one component.
+        // A manifest with a version of one component must not end the process.
         logger_->log(ManifestRule::VersionIncomparable);
     }
 }

@@ -30,9 +30,8 @@ std::vector<Version> parseAll(const std::vector<std::string_view> &texts) {
     return versions;
 }
 
-/// Whether a system that is at least `version` is less than the start of the next release line.
-/// By the shared beginning and not by the start of the next line, for which the greatest number would have to
-/// grow by one.
+/// Whether a system that is at least `version` is less than the start of the next release line. Compares the
+/// shared beginning: computing the next line's start could overflow.
 bool isOfReleaseLine(const Version &system, const Version &version) {
     if (version.size() < 2)
         throw std::out_of_range("A version of one component names no release line");
@@ -60,7 +59,7 @@ int compareVersions(const Version &a, const Version &b) {
     const auto [x, y] = std::mismatch(a.begin(), a.end(), b.begin(), b.end());
     if (x != a.end() && y != b.end())
         return *x < *y ? -1 : 1;
-    // Versions come out of manifests of a megabyte at most: the difference fits.
+    // Manifests have at most a megabyte, so the difference fits.
     return static_cast<int>(std::ssize(a) - std::ssize(b));
 }
 
@@ -70,7 +69,7 @@ bool areVersions(const std::vector<std::string_view> &versions) {
 }
 
 bool isCompatible(std::string_view osVersion, const std::vector<std::string_view> &versions) {
-    // Before any comparison: one bad version spoils the list on every system, not on some.
+    // Before any comparison: one bad version must spoil the list on every system, not only on some.
     if (!areVersions(versions))
         return false;
     std::vector<Version> needed = parseAll(versions);
@@ -79,7 +78,7 @@ bool isCompatible(std::string_view osVersion, const std::vector<std::string_view
     const Version system = parseVersion(osVersion);
     if (compareVersions(system, needed.front()) >= 0)
         return true;
-    // After the greatest, which takes all that is later, each is good for its own release line alone.
+    // The greatest accepts all later systems; each other one only its own release line.
     return std::any_of(needed.begin() + 1, needed.end(), [&](const Version &version) {
         return compareVersions(system, version) >= 0 && isOfReleaseLine(system, version);
     });

@@ -23,7 +23,7 @@ using Common::ErrorCode;
 
 constexpr std::string_view dataUrlPrefix = "data:image/png;base64,";
 
-/// What libpng's callbacks need. Without destructors, as failures leave libpng by a long jump.
+/// State for libpng's callbacks. Has no destructor: failures leave libpng by a long jump.
 struct Source {
     std::string_view rest;
     Passage passage;
@@ -42,27 +42,26 @@ void readBytes(png_structp png, png_bytep target, std::size_t size) {
 
 [[noreturn]] void keepReason(png_structp png, png_const_charp reason) {
     auto &source = *static_cast<Source *>(png_get_error_ptr(png));
-    // Copied, as the text may lie in a frame that the jump leaves. The last byte stays zero.
+    // Copied: the text may lie in a frame that the jump leaves. The last byte stays zero.
     std::strncpy(source.reason.data(), reason, source.reason.size() - 1);
     png_longjmp(png, 1);
 }
 
 void ignoreWarning(png_structp, png_const_charp) {}
 
-/// A function of its own, in which nothing lives that has a destructor: the jump back would leave it out.
+/// A separate function without objects that have destructors: the jump back would skip them.
 bool readInfo(png_structp png, png_infop info) {
     if (setjmp(png_jmpbuf(png)) != 0)
         return false;
-    // libpng would inflate every compressed text and profile in front of the image, a thousand of them to
-    // eight megabytes each: they are skipped unread. An image library on top of it leaves no room to say so.
+    // Skips compressed texts and profiles unread: libpng would inflate up to a thousand before the image, to
+    // eight megabytes each. An image library on top of libpng does not allow that.
     png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
     png_read_info(png, info);
     return true;
 }
 
-/// Throws the reason when the bytes are no PNG.
-/// Not by the reader of Boost.GIL, which lets libpng decode all that stands in front of the image: a hostile
-/// icon of 308 kB cost it 320 MiB and 2.4 s.
+/// Throws the reason when the bytes are no PNG. Not by Boost.GIL's reader, which lets libpng decode
+/// everything before the image: a hostile icon of 308 kB cost it 320 MiB and 2.4 s.
 PngSize sizeOf(std::string_view bytes, Passage passage) {
     Source source{bytes, passage};
     const std::shared_ptr<png_struct> png(
@@ -70,7 +69,7 @@ PngSize sizeOf(std::string_view bytes, Passage passage) {
         [](png_structp object) { png_destroy_read_struct(&object, nullptr, nullptr); });
     if (!png)
         throw std::bad_alloc();
-    // Holds the reader as well, which libpng needs for the release.
+    // Holds the reader as well: libpng needs it for the release.
     const std::shared_ptr<png_info> info(png_create_info_struct(png.get()), [png](png_infop object) {
         png_destroy_info_struct(png.get(), &object);
     });
@@ -88,7 +87,7 @@ PngSize sizeOf(std::string_view bytes, Passage passage) {
 
 PngSize sizeOfBase64(const std::string &text) {
     gsize size = 0;
-    // GLib passes over what is no Base64, and never fails: libpng judges what comes out.
+    // GLib skips invalid Base64 and never fails: libpng judges the result.
     const std::unique_ptr<guchar, decltype(&g_free)> bytes(g_base64_decode(text.c_str(), &size), g_free);
     return sizeOf({reinterpret_cast<const char *>(bytes.get()), size}, Passage());
 }

@@ -13,8 +13,8 @@ struct PngSize {
 };
 
 // Both read a PNG (RFC 2083) up to the beginning of its image data and decode nothing: neither the claimed
-// dimensions nor a compressed profile or comment costs memory. What comes before the image data must be
-// sound; what follows is not looked at.
+// dimensions nor a compressed profile or comment costs memory. The data before the image must be sound; the
+// rest is ignored.
 
 /// The dimensions of the PNG file at `path`. Raises ErrorCode::Internal, "Failed to read PNG icon: " and the
 /// reason, for a file that is no PNG, and as MappedFile::open() does for one that cannot be read.

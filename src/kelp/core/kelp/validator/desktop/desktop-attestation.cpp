@@ -27,8 +27,7 @@ void DesktopAttestation::validate(const std::string &path, const std::string &re
         return;
     const std::vector<std::string> names = entry_->groupKeys(attestationGroup);
     const Keys keys(names.begin(), names.end());
-    // The first kind of fault ends the check: without its keys the group says nothing that could be right or
-    // wrong.
+    // The first kind of fault ends the check: without its keys the group's values mean nothing.
     if (!reportMissing(keys) && !reportUnknown(keys))
         checkValues(keys);
 }
@@ -57,7 +56,7 @@ bool DesktopAttestation::reportUnknown(const Keys &keys) {
 
 void DesktopAttestation::checkValues(const Keys &keys) {
     for (const std::string &key : keys) {
-        // No key is unknown here, so that each has a row.
+        // No key is unknown here, so each has a row.
         const std::string value = entry_->value(attestationGroup, key);
         if (!isOneOf(findRow(allowed, key)->values, value))
             logger_->log(KeyValueMessage::ValueInvalid, {value, key});

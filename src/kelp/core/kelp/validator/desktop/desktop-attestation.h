@@ -8,8 +8,7 @@
 
 namespace Validator {
 
-/// Checks the group that says what happens to an application that fails attestation. A file without it
-/// passes.
+/// Checks the group about failed attestation of the application. A file without it passes.
 class DesktopAttestation final : public ValidatorBase<ISubValidator> {
 public:
     DesktopAttestation(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config,

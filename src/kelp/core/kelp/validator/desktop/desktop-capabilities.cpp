@@ -30,14 +30,14 @@ constexpr ValueRow capabilities[] = {
     {"ScreenOrientation", screenOrientations},
 };
 
-/// Within the bounds of such texts: of names alone, five million in 32 MiB made a tree of 3.7 GB.
+/// Within the bounds of such texts: five million names in 32 MiB once made a tree of 3.7 GB.
 std::optional<Tree> readIni(const std::string &path) {
     std::optional<std::string> text = Core::KELP::readDesktopText(path);
     if (!text)
         return std::nullopt;
     try {
         std::istringstream stream(std::move(*text));
-        // Read in place: a tree cannot be moved, and a copy of a large one hurts.
+        // Read in place: a tree cannot be moved, and a copy of a large one is expensive.
         std::optional<Tree> tree(std::in_place);
         boost::property_tree::read_ini(stream, *tree);
         return tree;
@@ -59,7 +59,7 @@ void DesktopCapabilities::validate(const std::string &path, const std::string &r
         logger_->log(DesktopMessage::Broken);
         return;
     }
-    // The tree as it was read, and not a copy, which would take as much again.
+    // Uses the tree itself: a copy would take as much memory again.
     if (const auto declared = file->get_child_optional(capabilitiesGroup)) {
         for (const auto &[key, value] : *declared)
             check(key, value.data());
@@ -73,8 +73,8 @@ void DesktopCapabilities::check(const std::string &key, const std::string &value
         return;
     }
     std::vector<std::string> pieces;
-    // A separator at the end leaves an empty piece, which is refused: unlike the other lists of the file this
-    // one is not read by the platform's library.
+    // A separator at the end leaves an empty piece, which is refused: unlike the file's other lists, the
+    // platform's library does not read this one.
     boost::split(pieces, value, boost::is_any_of(";"), boost::token_compress_on);
     for (const std::string &piece : pieces) {
         if (!isOneOf(row->values, piece))

@@ -5,8 +5,8 @@
 namespace Validator {
 
 /// Checks the group that declares which inputs, interfaces and orientations an application supports. A file
-/// without it passes. Reads the file as plain ini: one that is no ini is reported, although the platform's
-/// own reader of desktop files is content with it.
+/// without it passes. Reads the file as plain ini and reports one that is no ini, even if the platform's own
+/// reader of desktop files accepts it.
 class DesktopCapabilities final : public ValidatorBase<ISubValidator> {
 public:
     DesktopCapabilities(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config,

@@ -14,7 +14,7 @@ namespace Validator {
 
 class Logger;
 
-// What a desktop file is judged by that is no checker of its own.
+// Checks of a desktop file that are not checkers of their own.
 
 /// Where the files of a package lie while it is judged.
 struct UnpackedTree {
@@ -23,21 +23,19 @@ struct UnpackedTree {
         mappings; ///< How its layout differs from the system's; empty if it does not.
 };
 
-/// Whether a D-Bus launch line starts the application's own binary, which is told by its name, or a program
-/// that lies, all links followed, in the application's directory below /usr/libexec. A program that is not
-/// there gives a line on standard error; one that cannot be looked at raises ErrorCode::Filesystem "Couldn't
-/// look at file: PATH".
+/// Whether a D-Bus launch line starts the application's own binary, by its name, or a program in the
+/// application's directory below /usr/libexec, with all links followed. A missing program gives a line on
+/// standard error; a failed look raises ErrorCode::Filesystem "Couldn't look at file: PATH".
 bool isExecDBusAllowed(const std::string &launchLine, const std::string &packageName,
                        const UnpackedTree &tree); // exec-dbus.cpp
 
-/// Whether a text can stand below an icon: well-formed UTF-8 with at least one character that is no blank,
-/// and without control, format, separator, private and unassigned characters. U+0020 and U+00A0 are the two
-/// blanks that it may hold.
+/// Whether a text can be shown below an icon: well-formed UTF-8 with at least one character other than a
+/// blank, and without control, format, separator, private and unassigned characters. Only the blanks U+0020
+/// and U+00A0 are allowed.
 bool isDisplayName(std::string_view text);
 
-/// Reports each group of a desktop file that no application may have, and each bad key and value of the
-/// groups that tell how its window and its splash screen look. Groups of background tasks are let through:
-/// they have a checker of their own.
+/// Reports each forbidden group of a desktop file, and each bad key and value of the groups about its window
+/// and splash screen. Skips groups of background tasks, which have a checker of their own.
 void checkGroups(const AppManifest::ManifestEntry &entry, Logger &logger); // desktop-groups.cpp
 
 } // namespace Validator

@@ -10,14 +10,14 @@ namespace Validator {
 namespace {
 
 constexpr std::string_view vitrineType = "vitrine-qt5";
-/// Applications of these types start, only slower: reason for a warning.
+/// Applications of these types start more slowly: only a warning.
 constexpr std::string_view otherTypes[] = {"no-invoker", "generic", "qtquick2", "qt5"};
-/// With the blank, so that a program whose name merely begins so is not taken for one.
+/// With the blank: a longer program name must not match.
 constexpr std::string_view qmlRunners[] = {"halyard-qml ", "velura-qml "};
 
-/// What an Exec line may be, or be followed by a blank and arguments.
+/// The allowed Exec lines; a blank and arguments may follow.
 std::vector<std::string> launchForms(const std::string &profile, const std::string &package) {
-    // A web application has no program of its own, and the browser takes the rest of the line.
+    // A web application has no program of its own; the browser takes the rest of the line.
     if (profile == "pwa")
         return {"/usr/bin/io.tvk.browserstandalone"};
     std::vector<std::string> forms = {package, "/usr/bin/" + package};
@@ -33,7 +33,7 @@ DesktopDefault::DesktopDefault(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Co
     ValidatorBase(std::move(meta), std::move(config), std::move(logger)) {}
 
 void DesktopDefault::validate(const std::string &path, const std::string &realPath) {
-    // The file has been parsed by now: without the flag it would count as missing at the end.
+    // The file is parsed by now; without the flag it would count as missing at the end.
     logger_->setFlag(ValidatorFlag::DesktopSeen, true);
     remember(path, realPath);
     entry_ = Core::KELP::readDesktopFile(realPath);
@@ -44,7 +44,7 @@ void DesktopDefault::validate(const std::string &path, const std::string &realPa
     checkIcon();
     checkType();
     checkExec();
-    // After checkExec(), for whose flag it asks.
+    // After checkExec(), which sets its flag.
     checkApplicationType();
 }
 
@@ -52,7 +52,7 @@ void DesktopDefault::checkName() {
     const std::string name = entry_->nameUnlocalized();
     if (name.empty())
         logger_->log(DesktopMessage::NameMissing);
-    // An empty name is no display name either, and has always had both lines.
+    // An empty name gets both lines, as always.
     if (!isDisplayName(name))
         logger_->log(DesktopMessage::NameIllegal);
 }

@@ -9,7 +9,7 @@ namespace Validator {
 
 namespace {
 
-/// Names for D-Bus and for files are made of it, and have to stay within their own limits.
+/// It becomes part of D-Bus and file names, which have limits of their own.
 constexpr std::size_t maximumPackageName = 80;
 
 /// Any other key has no effect, or one that the application may not have.
@@ -30,12 +30,12 @@ constexpr const char *serviceKeys[] = {
     "ExecSystemServiceGroup",
 };
 
-/// Directories and D-Bus names are made of it: a slash would lead out of the directory that it is for.
+/// It becomes part of directories and D-Bus names: a slash would lead out of its directory.
 constexpr std::string_view organisationCharacters = "0123456789abcdefghijklmnopqrstuvwxyz._-";
-/// The system puts these after the names of applications: one that holds them anywhere could be taken for an
-/// instance, a task or a service of another.
+/// The system appends these to the names of applications. A name with one of them could pass for an instance,
+/// a task or a service of another.
 constexpr std::string_view reservedPrefixes[] = {".instance_", ".task_", ".velura_", ".service_"};
-/// What starts applications that have no program.
+/// The launchers of applications without a program.
 constexpr std::string_view launchers[] = {"libhalyardapp-launcher", "libveluraapp-launcher"};
 
 bool hasOrganisationCharacters(std::string_view name) {
@@ -66,8 +66,8 @@ bool isApplicationName(std::string_view name) {
            std::ranges::all_of(name.substr(1), canContinueApplicationName);
 }
 
-/// A name and what it is asked of, as in "name@service".
-/// No list could hold all that may stand after the sign, so that these pass with any name in front as well.
+/// A permission with a parameter, as in "name@service". No list can hold all parameters, so these pass with
+/// any name.
 bool isParameterised(std::string_view permission) {
     return std::ranges::count(permission, '@') == 1 && !permission.starts_with('@') &&
            !permission.ends_with('@');
@@ -82,7 +82,7 @@ DesktopFencebox::DesktopFencebox(std::shared_ptr<RpmMeta> meta, std::shared_ptr<
 void DesktopFencebox::validate(const std::string &path, const std::string &realPath) {
     remember(path, realPath);
     entry_ = Core::KELP::readDesktopFile(realPath);
-    // Without a section nothing is known of the application, and all rules about it would say so once more.
+    // Without a section nothing is known of the application: all its rules would only repeat that.
     section_ = entry_ ? sandboxSectionOf(*entry_) : nullptr;
     if (section_ == nullptr) {
         logger_->log(SandboxMessage::SectionMissing);
@@ -104,7 +104,7 @@ void DesktopFencebox::validate(const std::string &path, const std::string &realP
 void DesktopFencebox::checkSections() {
     if (entry_->containsGroup("Fencebox"))
         logger_->log(SandboxMessage::SectionNotAllowed);
-    // The section in use is the last of them: the others are not judged, so that there may be only one.
+    // Only the last section is used and judged, so there may be only one.
     const auto count = std::ranges::count_if(
         sandboxSections, [this](const std::string &section) { return entry_->containsGroup(section); });
     if (count > 1)
@@ -114,7 +114,7 @@ void DesktopFencebox::checkSections() {
 }
 
 void DesktopFencebox::checkKeys() {
-    // A translated key is a key of its own and refused: permissions must not depend on a language.
+    // A translated key counts as another key and is refused: permissions must not depend on a language.
     for (const std::string &key : entry_->groupKeys(*section_)) {
         if (!isOneOf(allowedKeys, key) && !(isDeviceManager() && isOneOf(deviceManagerKeys, key)))
             logger_->log(SandboxMessage::KeyNotAllowed, {key});
@@ -135,7 +135,7 @@ void DesktopFencebox::checkApplicationName() {
     const std::string name = entry_->appName();
     if (!isApplicationName(name))
         logger_->log(SandboxMessage::ApplicationNameIllegal);
-    // Only a warning: it is services that D-Bus cannot reach under such a name.
+    // Only a warning: D-Bus cannot reach a service of such a name, but that is checked apart.
     if (hasDash())
         logger_->log(SandboxMessage::DashMayBreakServices);
 }
@@ -151,8 +151,8 @@ void DesktopFencebox::checkReservedPrefixes() {
 void DesktopFencebox::checkPackageName() {
     if (meta_->name().size() > maximumPackageName)
         logger_->log(SandboxMessage::PackageNameTooLong);
-    // The sandbox knows the application by these two, the store by the package: without the rule a package
-    // could take the names, and so the data, of another.
+    // The sandbox knows the application by these two names, the store by the package's. Without the rule a
+    // package could take the names, and so the data, of another.
     if (meta_->name() != entry_->appOrgname() + "." + entry_->appName())
         logger_->log(SandboxMessage::NamesMakeNoPackageName);
 }
@@ -170,7 +170,7 @@ void DesktopFencebox::checkSystemService() {
     // With the slash, as "/usr/libexec/NAME-other" belongs to another package.
     if (!value("ExecSystemService").starts_with("/usr/libexec/" + meta_->name() + "/"))
         logger_->log(SandboxMessage::SystemServiceInvalid);
-    // The system starts the service with these rights, and the package must not choose others.
+    // The system starts the service with these rights; the package must not choose others.
     if (value("ExecSystemServiceUser") != "halyard-mdm" || value("ExecSystemServiceGroup") != "privileged")
         logger_->log(SandboxMessage::SystemServiceOwnerInvalid);
 }
@@ -183,7 +183,7 @@ void DesktopFencebox::checkPermissions() {
 }
 
 void DesktopFencebox::checkLauncher() {
-    // The checker of the launch entry has run before, and set this.
+    // The checker of the launch entry has set this before.
     const bool isQmlOnly = logger_->getFlag(ValidatorFlag::QmlOnlyApp);
     bool isLauncherFound = false;
     for (const std::string &requirement : meta_->requirements()) {
@@ -209,7 +209,7 @@ bool DesktopFencebox::hasDash() const {
 
 bool DesktopFencebox::hasService() const {
     const bool hasSystemService =
-        // An incomplete one is not started, and has its own finding.
+        // An incomplete service is not started, and has its own finding.
         isDeviceManager() && std::ranges::all_of(serviceKeys, [this](const char *key) { return has(key); });
     return has("ExecDBus") || hasSystemService;
 }

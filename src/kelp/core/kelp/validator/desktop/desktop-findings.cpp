@@ -4,8 +4,8 @@ namespace Validator {
 
 namespace {
 
-/// The texts keep their slips, the blank in front of a line feed and "X-Fencebox" for what is called
-/// X-Application now included: tools of makers look for them. In all tables rows stand by the number of their
+/// The texts keep their mistakes, such as a blank before a line feed and the old "X-Fencebox" for
+/// X-Application: makers' tools search for them. In all tables rows are ordered by the number of their
 /// message.
 constexpr CatalogueEntry desktopTexts[] = {
     {LogLevel::Error, "desktop-file-missing", "[desktop] Desktop file is missing"},
@@ -81,7 +81,7 @@ constexpr CatalogueEntry sandboxTexts[] = {
 constexpr CatalogueEntry taskTexts[] = {
     {LogLevel::Error, "task-key-not-allowed", "[desktop] Key '{0}' disallowed for background tasks"},
     {LogLevel::Error, "intent-invalid", "Invalid intent specification: {0}"},
-    // Raised by no check: what has no name is malformed. The row keeps the numbers of those after it.
+    // No check raises it: an intent without a name is malformed. The row keeps the numbers of the later ones.
     {LogLevel::Error, "intent-name-missing", "Missing intent name: {0}"},
     {LogLevel::Error, "intent-not-standard", "Non standard intent name: {0}"},
     {LogLevel::Error, "intent-flag-unknown", "Unknown intent flag: {0}"},
@@ -104,7 +104,7 @@ constexpr CatalogueEntry keyValueTexts[] = {
     {LogLevel::Error, "attestation-key-missing", "[desktop] no key '{0}' in '{1}' group"},
 };
 
-/// The texts of the table above under ids of their own, by which makers can tell and look up the group.
+/// The texts of the table above under ids of their own, so that makers can look up the group.
 constexpr CatalogueEntry capabilityTexts[] = {
     {LogLevel::Error, "capability-key-invalid", "[desktop] invalid key '{0}' in '{1}' group"},
     {LogLevel::Error, "capability-value-invalid", "[desktop] invalid value '{0}' for '{1}' key"},

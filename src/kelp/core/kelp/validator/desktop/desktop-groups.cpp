@@ -31,11 +31,11 @@ struct Free {
     void operator()(char *text) const { std::free(text); }
 };
 
-/// What the package's own tree answers for a path that leads to no program.
+/// The errors for which the package's own path is at fault.
 constexpr int faultsOfThePath[] = {ENOENT, ENOTDIR, ELOOP, ENAMETOOLONG};
 
-/// The path without links, or nothing where it leads nowhere.
-/// A link in the package's directory to a program of the system must not pass for one of the package.
+/// The path without links, or nothing if it is dangling. A link in the package's directory to a program of
+/// the system must not pass for one of the package.
 std::string resolved(const std::string &path) {
     const std::unique_ptr<char, Free> result(::realpath(path.c_str(), nullptr));
     if (result)
@@ -54,13 +54,12 @@ std::string unpackedPathOf(const std::string &systemPath, const UnpackedTree &tr
 
 bool isExecDBusAllowed(const std::string &launchLine, const std::string &packageName,
                        const UnpackedTree &tree) {
-    // Joined with the root as texts: to the standard path type an absolute program would be a path of its
-    // own.
+    // Joined with the root as texts: the standard path type would drop the root before an absolute path.
     std::string program(programOf(launchLine));
     std::string binary = "/usr/bin/" + packageName;
     std::string directory = "/usr/libexec/" + packageName;
-    // Resolved in any case, as its line on standard error belongs to the report; then the main binary passes
-    // by its name: whether it is there, the checker of programs says.
+    // Resolved in any case: its line on standard error belongs to the report. The main binary then passes by
+    // its name; the checker of programs reports it if it is missing.
     if (tree.mappings.empty())
         return resolved(tree.root + program).find(directory) != std::string::npos || program == binary;
 
@@ -74,7 +73,7 @@ namespace {
 // ICU's macro narrows from int in its own arithmetic.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wconversion"
-/// Decodes the character at `position` and moves past it. Negative for what is not well-formed.
+/// Decodes the character at `position` and moves past it. Negative for a malformed one.
 UChar32 nextCharacter(const std::uint8_t *text, std::int32_t &position, std::int32_t size) {
     UChar32 character = U_SENTINEL;
     U8_NEXT(text, position, size, character);
@@ -82,13 +81,13 @@ UChar32 nextCharacter(const std::uint8_t *text, std::int32_t &position, std::int
 }
 #pragma GCC diagnostic pop
 
-/// May stand between words, but a name of them alone would be invisible.
+/// Allowed between words, but a name of blanks alone would be invisible.
 bool isBlank(UChar32 character) {
     return character == 0x20 || character == 0xa0;
 }
 
-/// Characters that show nothing, turn the direction or look different on each device could make a name look
-/// like that of another application.
+/// Invisible characters, changes of direction, and characters that differ by device could make a name look
+/// like another application's.
 bool isVisible(UChar32 character) {
     switch (u_charType(character)) {
     case U_UNASSIGNED:
@@ -132,7 +131,7 @@ using AppManifest::ManifestEntry;
 const std::string optionsGroup = "X-Velura-Application";
 const std::string splashGroup = "X-Velura-SplashScreen";
 
-/// With the older names of the sandbox section, on which its own checker has more to say.
+/// With the older names of the sandbox section, which its own checker judges further.
 constexpr const char *fixedGroups[] = {
     "Desktop Entry",        "X-Application",         "X-Fencebox",  "Fencebox",
     "X-Velura-Application", "X-Velura-SplashScreen", "Attestation", "X-Velura-Capabilities",
@@ -159,7 +158,7 @@ constexpr std::string_view splashColours[] = {"GradientStartColor", "GradientEnd
 bool isColour(const std::string &text) {
     if ((text.size() != 4 && text.size() != 7) || text.front() != '#')
         return false;
-    // In the classic locale, lest a language of the process lets digits be grouped.
+    // In the classic locale: the process's own could allow grouped digits.
     std::istringstream digits(text.substr(1));
     digits.imbue(std::locale::classic());
     int value = 0;
@@ -170,7 +169,7 @@ bool isColour(const std::string &text) {
 void checkOption(const ManifestEntry &entry, const std::string &key, Logger &logger) {
     const ValueRow *row = findRow(options, key);
     if (row == nullptr) {
-        // The message has always named the other group; those who read reports know it so.
+        // The message has always named the other group, and readers of reports expect it.
         logger.log(DesktopMessage::FieldUnknown, {key, splashGroup});
         return;
     }
@@ -196,7 +195,7 @@ void checkKeys(const ManifestEntry &entry, const std::string &group, Logger &log
         check(entry, key, logger);
 }
 
-/// A group of a share method belongs to the file only when the launch entry names the method.
+/// The group of a share method is allowed only if the launch entry names the method.
 std::set<std::string> allowedGroups(const ManifestEntry &entry) {
     std::set<std::string> groups(std::begin(fixedGroups), std::end(fixedGroups));
     for (const std::string &method : entry.stringVectorValue("Desktop Entry", "X-Share-Methods"))
@@ -208,7 +207,7 @@ std::set<std::string> allowedGroups(const ManifestEntry &entry) {
 
 void checkGroups(const ManifestEntry &entry, Logger &logger) {
     const std::vector<std::string> groups = entry.groups();
-    // Two walks: in the report all keys stand before all groups.
+    // Two walks: the report has all keys before all groups.
     for (const std::string &group : groups) {
         if (group == optionsGroup)
             checkKeys(entry, group, logger, checkOption);

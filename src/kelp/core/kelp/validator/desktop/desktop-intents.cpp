@@ -14,9 +14,9 @@ using Configuration::Pattern;
 constexpr std::string_view taskTypes[] = {"mdmclient", "periodic",      "push",
                                           "scheduled", "session-start", "worker"};
 constexpr std::string_view taskKeys[] = {"Type", "Exec", "Permissions", "Conditions"};
-/// A task has no window: nobody would see that it records or plays.
+/// A task has no window: users would not see that it records or plays.
 constexpr std::string_view forbiddenPermissions[] = {"Base", "Audio", "Camera", "Microphone"};
-/// Other names without "X-" are kept for later systems.
+/// Other names without "X-" are reserved for later systems.
 constexpr std::string_view standardIntents[] = {"Start", "OpenURI"};
 constexpr std::string_view intentFlags[] = {"gui"};
 
@@ -28,9 +28,9 @@ constexpr ValueRow conditions[] = {
     {"idle", {}},
 };
 
-/// Groups: the name, "/" and a part of it, ":" and flags.
-/// The texts come out of a package, and these expressions are matched under the limits of Pattern. Each is
-/// compiled when the first application needs it; most have neither intents nor tasks.
+/// Groups: the name, "/" and a part of it, ":" and flags. The texts are foreign, so the expressions are
+/// matched under the limits of Pattern. Each is compiled at its first use: most applications have neither
+/// intents nor tasks.
 const Pattern &intentPattern() {
     static const Pattern pattern(
         "^((?:(?!X-)[A-Z][A-Za-z0-9-]+)|(?:X-[A-Z][A-Za-z0-9-]+))(\\/[A-Za-z][A-Za-z0-9-]+)?(:.*$)?");
@@ -60,7 +60,7 @@ DesktopIntents::DesktopIntents(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Co
     ValidatorBase(std::move(meta), std::move(config), std::move(logger)) {}
 
 void DesktopIntents::validate(const std::string &path, const std::string &realPath) {
-    // There is nothing to hold a task's permissions against, and the application is refused already.
+    // There are no permissions to compare a task's with, and the application is refused already.
     if (logger_->getFlag(ValidatorFlag::NoSandboxSection))
         return;
     remember(path, realPath);
@@ -87,7 +87,7 @@ void DesktopIntents::checkIntent(const std::string &intent) {
         return;
     }
     const std::string &name = captures->at(0);
-    // The part after the name is free: only the intent itself is the system's.
+    // The part after the name is free: only the name itself is the system's.
     if (!isOneOf(standardIntents, name) && !name.starts_with("X-")) {
         logger_->log(TasksMessage::IntentNotStandard, {name});
         return;
@@ -98,7 +98,7 @@ void DesktopIntents::checkIntent(const std::string &intent) {
 
 void DesktopIntents::checkIntentFlags(const std::string &flags) {
     std::string_view rest = flags;
-    // Empty flags count, so that a lone ":" is refused and not taken for no flags.
+    // Empty flags count, so that a lone ":" is refused.
     for (bool isLast = false; !isLast;) {
         const std::string_view flag = rest.substr(0, rest.find('|'));
         if (!isOneOf(intentFlags, flag))
@@ -121,7 +121,7 @@ IntentSpec DesktopIntents::readTask(const std::string &group) const {
 }
 
 void DesktopIntents::checkTask(const IntentSpec &task) {
-    // All of them, whichever fails: they look at different keys.
+    // All checks run, even after a failure: they look at different keys.
     checkGroup(task);
     checkType(task);
     checkExec(task);
@@ -145,7 +145,7 @@ void DesktopIntents::checkExec(const IntentSpec &task) {
     if (task.exec.empty())
         return;
     const std::string_view program = programOf(task.exec);
-    // A form with something after it is judged by that and ends the search: the other form cannot apply.
+    // The first form that matches the beginning decides: the other cannot apply.
     for (const std::string &form : {meta_->name(), "/usr/bin/" + meta_->name()}) {
         if (program == form)
             return;
@@ -163,7 +163,7 @@ void DesktopIntents::checkPermission(const std::string &permission) {
         logger_->log(TasksMessage::PermissionNotAllowed, {permission});
     else if (permission == "BaseTask")
         logger_->log(TasksMessage::BaseTaskImplicit);
-    // Users are asked for those of the application, and a task must not get around them.
+    // Users grant the application's permissions, and a task must not get around them.
     else if (!appPermissions_.contains(permission))
         logger_->log(TasksMessage::PermissionNotOfApplication, {permission});
 }

@@ -18,7 +18,7 @@ struct IntentSpec {
 };
 
 /// Checks the intents that an application serves, and the background tasks that the system may start for it.
-/// Says nothing when the flag NoSandboxSection is set.
+/// Reports nothing when the flag NoSandboxSection is set.
 class DesktopIntents final : public ValidatorBase<ISubValidator> {
 public:
     DesktopIntents(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config,
@@ -39,7 +39,7 @@ private:
     void checkPermission(const std::string &permission);
     void checkCondition(const std::string &condition);
 
-    std::set<std::string> appPermissions_; ///< A set, as each task may name each of them.
+    std::set<std::string> appPermissions_; ///< A set: each task may name each permission.
     std::optional<AppManifest::ManifestEntry> entry_;
     const std::string *section_ = nullptr; ///< The name of the section in use.
 };

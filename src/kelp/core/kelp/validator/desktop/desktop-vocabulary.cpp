@@ -15,8 +15,8 @@ void appendDesktopRules(Rules &rules, const Config &config) {
 
 const std::array<std::string, 3> sandboxSections = {"X-Application", "X-Fencebox", "Fencebox"};
 
-/// As ManifestEntry chooses it for names and permissions: to judge another one than it reads would let
-/// through what nobody has looked at.
+/// The same choice as ManifestEntry's for names and permissions: otherwise the section in use would not be
+/// judged.
 const std::string *sandboxSectionOf(const AppManifest::ManifestEntry &entry) {
     const std::string *inUse = nullptr;
     for (const std::string &section : sandboxSections) {

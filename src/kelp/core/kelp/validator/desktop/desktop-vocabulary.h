@@ -13,7 +13,7 @@ namespace Validator {
 
 class Config;
 
-/// Appends what the desktop file of a package is held against: its groups, keys and values.
+/// Appends the rules of desktop files: groups, keys and values.
 void appendDesktopRules(Rules &rules, const Config &config);
 
 // Parts of it, each beside the tables of its checker.
@@ -31,7 +31,7 @@ namespace AppManifest {
 class ManifestEntry;
 }
 
-// What several checkers of the desktop file read in the same way.
+// Shared by several checkers of the desktop file.
 
 namespace Validator {
 

@@ -21,7 +21,7 @@ using AppManifest::ManifestEntry;
 
 const std::string commonDirectory = "/usr/share/common/";
 
-/// Nothing for a file that is broken: for the reader one that has gone is none.
+/// Nothing for a broken file. A file that is gone raises: the reader gives nothing for it.
 std::optional<ManifestEntry> read(const std::string &path) {
     auto entry = Core::KELP::readDesktopFile(path);
     if (!entry)
@@ -41,7 +41,7 @@ void Desktop::validate(const std::string &path, const std::string &realPath) {
         logger_->log(DesktopMessage::Broken);
         return;
     }
-    // Each leaves flags for those after it, and drops the file that it has read before the next reads it.
+    // Each checker leaves flags for the next ones, and drops its parsed file before the next reads it.
     DesktopDefault(meta_, config_, logger_).validate(path, realPath);
     DesktopFencebox(meta_, config_, logger_).validate(path, realPath);
     DesktopIntents(meta_, config_, logger_).validate(path, realPath);
@@ -50,10 +50,10 @@ void Desktop::validate(const std::string &path, const std::string &realPath) {
 }
 
 bool Desktop::canValidate(const std::string &path, const std::string &realPath) {
-    // Whose directory it has to be is not known before the desktop file, which may come later.
+    // The right directory is known only with the desktop file, which may come later.
     if (path.starts_with(commonDirectory))
         commonPaths_.push_back(path);
-    // Under the name by which the system knows it; a link of the name is judged by what it leads to.
+    // By the system's name for it; a link of that name is judged by its target.
     if (path != config_->applicationsDir() + meta_->name() + ".desktop")
         return false;
     desktopRealPath_ = realPath;
@@ -65,15 +65,15 @@ void Desktop::finish() {
         reportMissing();
         return;
     }
-    // Read again and not kept: at the bounds of its reader it is a tree of a million names, which would lie
-    // in memory while all other files are judged.
+    // Read again and not kept: at its bounds it is a tree of a million names, too large to keep while all
+    // other files are judged.
     const auto entry = read(desktopRealPath_);
     if (!entry) {
         logger_->log(DesktopMessage::Broken);
         return;
     }
     checkCommonPaths(entry->appOrgname());
-    // Only now, as the program may come after the desktop file and through a link.
+    // Only now: the program may come after the desktop file, and through a link.
     if (!logger_->getFlag(ValidatorFlag::NoSandboxSection))
         checkExecDBus(*entry);
 }
@@ -86,7 +86,7 @@ void Desktop::reportMissing() {
 void Desktop::checkCommonPaths(const std::string &organisation) {
     const std::string directory = commonDirectory + organisation;
     for (const std::string &path : commonPaths_) {
-        // With the slash, as another organisation's name may begin with this one's.
+        // With the slash: another organisation's name may begin with this one's.
         if (path != directory && !path.starts_with(directory + "/"))
             logger_->log(ContentRule::ForbiddenLocation, {path});
     }

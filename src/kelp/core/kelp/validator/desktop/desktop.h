@@ -9,14 +9,14 @@ class ManifestEntry;
 
 namespace Validator {
 
-/// Judges the desktop file of the package and, at the end, what of the package depends on it. A file in the
-/// applications directory under any other name than the package's is no concern of this checker.
+/// Judges the desktop file of the package and, at the end, the parts of the package that depend on it.
+/// Ignores files of other names in the applications directory.
 class Desktop final : public ValidatorBase<IValidator> {
 public:
     Desktop(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config, std::shared_ptr<Logger> logger);
 
-    /// A file that does not parse is reported as broken, and then as missing by finish(). Raises for one that
-    /// cannot be read, as finish() does.
+    /// Reports a file that does not parse as broken; finish() then reports it as missing. Both raise for an
+    /// unreadable file.
     void validate(const std::string &path, const std::string &realPath) override;
     /// True for the desktop file that bears the package's name; remembers all paths of the shared data
     /// directory.

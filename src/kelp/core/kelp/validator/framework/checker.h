@@ -10,12 +10,12 @@
 
 namespace Validator {
 
-/// A checker of one file. What it finds goes to the report; nothing it finds is an exception.
+/// A checker of one file. Its findings go to the report, and are never exceptions.
 class ISubValidator {
 public:
     virtual ~ISubValidator() = default;
 
-    /// Judges a file: `path` is how the package names it, `realPath` is where it lies unpacked right now.
+    /// Judges a file: `path` is its name in the package, `realPath` its present place unpacked.
     virtual void validate(const std::string &path, const std::string &realPath) = 0;
 };
 
@@ -30,7 +30,7 @@ public:
     virtual void finish() = 0;
 };
 
-/// What all checkers have in common. `Interface` is ISubValidator or IValidator.
+/// The base of all checkers. `Interface` is ISubValidator or IValidator.
 template<class Interface>
 class ValidatorBase : public Interface {
 protected:

@@ -4,8 +4,8 @@ namespace Validator {
 
 namespace {
 
-/// Rows stand by the number of their rule: one in between would give all rules after it another's text and
-/// id.
+/// Rows are ordered by the number of their rule: a row in between would shift the texts and ids of all later
+/// rules.
 constexpr CatalogueEntry catalogue[] = {
     {LogLevel::Error, "location-not-allowed", "[{0}] Installation not allowed in this location",
      Subject::File},
@@ -13,8 +13,8 @@ constexpr CatalogueEntry catalogue[] = {
     {LogLevel::Error, "debug-files", "[debug] Debug symbols or sources must not be included"},
     {LogLevel::Error, "bin-directory-owned", "[/usr/bin] Direct package ownership of /usr/bin is disallowed"},
     {LogLevel::Error, "hardcoded-path", "[{0}] Hardcoded path found", Subject::File},
-    // Critical from here on: such a package could not be unpacked as it says, or brings in what nobody has
-    // judged, which is no matter of the developer mode.
+    // Critical from here on: such a package cannot be unpacked as it says, or brings in unjudged files. The
+    // developer mode does not excuse that.
     {LogLevel::Critical, "link-to-nothing", "[{0}] Symbolic link leads to nothing in the package",
      Subject::File},
     {LogLevel::Critical, "link-to-too-much",

@@ -18,7 +18,7 @@ namespace {
 constexpr std::size_t fewestSlots = 64;
 constexpr std::size_t mostSlots = std::size_t(1) << 22;
 
-/// Never 0. Of a digest for which nobody makes two texts at will: one of them would not be printed.
+/// Never 0. From a cryptographic digest: of two texts that collide, one would not be printed.
 std::uint64_t digestOf(std::uint32_t kind, std::string_view text) {
     DIGEST_CTX context = rpmDigestInit(RPM_HASH_SHA256, RPMDIGEST_NONE);
     rpmDigestUpdate(context, &kind, sizeof kind);
@@ -61,13 +61,13 @@ void TextSet::grow() {
 
 namespace {
 
-/// As many as ValidatorFlag has; a new one is unknown to the report until it is counted here.
+/// The number of flags in ValidatorFlag; the report does not know a new one until it is counted here.
 constexpr std::uint32_t flagCount = 14;
 
 /// By the number of the level. The form "report" of kelpctl validate has the same prefixes, tabs included.
 constexpr const char *prefixes[] = {"(WARNING)\t", "(ERROR)\t\t", "(CRITICAL)\t", "(INFO)\t\t"};
 
-/// The text goes out as the package wrote it, control characters too, unless somebody wants it otherwise.
+/// Prints the raw text of the package, with control characters, unless setPrinting() replaces this.
 void printLine(const Message &message) {
     const auto level = static_cast<std::size_t>(message.level);
     if (level < std::size(prefixes))
@@ -90,7 +90,7 @@ Logger::Logger(FindingSink sink, std::size_t mostOfId) :
 }
 
 void Logger::report(Message message) {
-    // Before the look for a repetition: a line is printed once, but every file that has the error fails.
+    // Before the check for repetition: a line is printed once, but every file with the error fails.
     criticalSeen_ = criticalSeen_ || message.level == LogLevel::Critical;
     errorSeen_ = errorSeen_ || message.level == LogLevel::Error;
     if (message.path.empty())
@@ -122,8 +122,7 @@ void Logger::setPrinting(void (*printing)(const Message &)) {
 }
 
 bool takeVerdict(Logger &logger, const Config &config) {
-    // An error counts for the file that has it; the files after are judged for themselves. A critical
-    // finding stays, and fails every verdict from then on.
+    // An error counts only for its file. A critical finding stays, and fails every later verdict.
     const bool errorSeen = logger.errorSeen();
     logger.clearError();
     return logger.criticalSeen() || (errorSeen && config.validationEnabled());

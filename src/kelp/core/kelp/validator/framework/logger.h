@@ -15,11 +15,11 @@
 
 namespace Validator {
 
-/// The texts that were seen, by their digests: a million of them take sixteen megabytes, whatever their size.
+/// A set of texts, by their digests: a million take sixteen megabytes, whatever their size.
 class TextSet {
 public:
-    /// Whether the text is a new one. Of more than three million the set forgets all, so that it takes no
-    /// more than 48 megabytes, and may take a text for new again.
+    /// Whether the text is new. After three million the set forgets all, so it takes at most 48 megabytes;
+    /// then an old text may count as new again.
     bool insert(std::uint32_t kind, std::string_view text);
 
 private:
@@ -32,7 +32,7 @@ private:
 
 class Config;
 
-/// Facts that the checkers of one stage leave for each other in the report; all are false at the start.
+/// Facts that the checkers of one stage share through the report; all are false at the start.
 enum class ValidatorFlag : std::uint32_t {
     DesktopSeen = 0,          ///< The package has its desktop file.
     QmlOnlyApp = 1,           ///< The desktop file runs the application through the QML runner.
@@ -56,28 +56,27 @@ using FindingSink = std::function<void(const Message &)>;
 /// No bound on what Logger remembers of one id.
 constexpr std::size_t allOfId = std::numeric_limits<std::size_t>::max();
 
-/// The report of one validation stage: turns findings into lines on standard error, or hands them to a sink
-/// in place of that, each distinct one once; keeps what the verdict needs, and holds the flags by which
-/// checkers leave facts for each other.
+/// The report of one validation stage: prints findings on standard error, or passes them to a sink, each
+/// distinct one once. Keeps the data for the verdict, and the flags that checkers share.
 class Logger {
 public:
-    /// An empty sink prints. From an id's finding of the number `mostOfId` on, repeated ones are handed on
-    /// too: who shows no more than that has nothing to remember for the rest.
+    /// An empty sink prints. From finding number `mostOfId` of an id on, repeated ones are passed on too: a
+    /// sink that shows no more need not remember the rest.
     explicit Logger(FindingSink sink = {}, std::size_t mostOfId = allOfId);
 
     /// Reports a finding. The catalogue of the rule's type is the function
     ///
     ///     Message messageOf(Rule, const std::vector<std::string> &);
     ///
-    /// beside the type. A message that cannot be composed is reported as one of level Info; where memory is
-    /// missing for it, that is raised, as an error must not become a note by it.
+    /// beside the type. A message that cannot be composed is reported at level Info. A lack of memory is
+    /// raised instead: an error must not become a note by that.
     template<class Rule>
     void log(Rule rule, std::initializer_list<std::string_view> strings = {}) {
         const std::vector<std::string> copies(strings.begin(), strings.end());
         report([&] { return messageOf(rule, copies); });
     }
 
-    /// The file in hand, which the findings concern from now on; empty for none.
+    /// Sets the file that later findings concern; empty for none.
     void setPath(std::string path) { path_ = std::move(path); }
 
     /// An unknown flag prints a line on standard error and changes nothing.
@@ -91,8 +90,8 @@ public:
     bool criticalSeen() const { return criticalSeen_; }
     void clearError() { errorSeen_ = false; }
 
-    /// Has `print` print the findings of this process that no sink takes, in place of the report's own lines,
-    /// which hold the texts as the package wrote them.
+    /// Makes `print` print this process's findings without a sink, in place of the report's own lines, which
+    /// hold raw texts of the package.
     static void setPrinting(void (*print)(const Message &));
 
 private:
@@ -119,8 +118,8 @@ private:
     bool criticalSeen_ = false;
 };
 
-/// Whether what was reported since the last verdict fails the package: a critical finding of the whole stage
-/// always does, an error only while validation is enabled. Errors count for one verdict.
+/// Whether the findings since the last verdict fail the package. A critical finding of the whole stage always
+/// does, an error only while validation is enabled. Errors count for one verdict.
 bool takeVerdict(Logger &logger, const Config &config);
 
 } // namespace Validator

@@ -22,10 +22,10 @@ using Common::ErrorCode;
 using Common::FileDescriptor;
 using Common::FileIdentity;
 
-/// A mapping costs two calls and a fault, and its end an interrupt of every other thread.
+/// A mapping costs two calls and a fault, and its end interrupts every other thread.
 constexpr std::uint64_t largestCopied = 0x10000;
 
-/// The path for which a Sharing lives, and its file as soon as somebody has opened it.
+/// The path of the living Sharing, and its file once it has been opened.
 struct Shared {
     std::filesystem::path path;
     std::shared_ptr<const MappedFile> file;
@@ -39,7 +39,7 @@ thread_local Shared shared;
 
 /// Nothing unless this is a regular file.
 std::optional<FileIdentity> identityOfRegular(const FileDescriptor &file, const std::filesystem::path &path) {
-    // Of the open file and not of its path, so that what was looked at is what is mapped.
+    // Of the open file and not of its path, so that the checked file is the mapped one.
     struct stat status {};
     if (file.get() < 0 || ::fstat(file.get(), &status) != 0)
         raiseUnreadable(path, errno);
@@ -48,8 +48,8 @@ std::optional<FileIdentity> identityOfRegular(const FileDescriptor &file, const 
     return Common::identityOf(status);
 }
 
-/// All of the file. Fails for one that the address space of a small device cannot hold: judged by its first
-/// part, or as an empty one, it would have its rest slip past every checker.
+/// Maps all of the file. Fails for one too large for the address space of a small device: judged in part or
+/// as empty, its rest would slip past every checker.
 std::string_view map(const FileDescriptor &file, std::uint64_t size, const std::filesystem::path &path) {
     const auto length = static_cast<std::size_t>(size);
     if (!std::cmp_equal(length, size))
@@ -103,7 +103,7 @@ void MappedFile::read(const FileDescriptor &file, const std::filesystem::path &p
 
 void MappedFile::letGo() const {
     passed_ = 0;
-    // Nothing is lost where it fails.
+    // A failure does no harm.
     if (copy_.empty())
         ::madvise(const_cast<char *>(bytes_.data()), bytes_.size(), MADV_DONTNEED);
 }

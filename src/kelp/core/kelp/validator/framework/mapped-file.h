@@ -10,21 +10,21 @@
 
 namespace Validator {
 
-/// A file of a package, mapped for reading: its checkers see all of it, and it takes no memory but
-/// the page cache, however large it is. A small one is copied, which takes less time.
+/// A file of a package, mapped for reading: checkers see all of it, and it takes only page cache, at any
+/// size. A small file is copied, which is faster.
 ///
-/// The file must not shrink as long as the object lives. The files of a package lie in a directory of the
-/// package manager's own while they are judged, so that nobody else can cut them.
+/// The file must not shrink as long as the object lives. While files are judged they lie in the package
+/// manager's own directory, so no other process can cut them.
 class MappedFile {
 public:
-    /// The file at `path`, links followed. Empty when it is anything but a regular file: a pipe or a device
-    /// that a package ships is never waited for. Raises ErrorCode::Filesystem "Couldn't map file: PATH" for
-    /// one that cannot be opened, and for a regular file that cannot be had as a whole.
+    /// The file at `path`, links followed. Empty for anything but a regular file: a packaged pipe or device
+    /// must not block. Raises ErrorCode::Filesystem "Couldn't map file: PATH" for a file that cannot be
+    /// opened, or not mapped as a whole.
     static std::shared_ptr<const MappedFile> open(const std::filesystem::path &path);
 
-    /// As long as one lives, all openings of its path by its thread share one: a file is asked for by several
-    /// checkers of each profile, and to open a small one takes longer than to judge it. One at a time; it
-    /// lives no longer than the file stays as it is.
+    /// While one lives, all openings of its path by its thread share one file. Several checkers of each
+    /// profile open a file, and opening a small one takes longer than judging it. One at a time; it must end
+    /// before the file changes.
     class Sharing {
     public:
         explicit Sharing(const std::filesystem::path &path);
@@ -39,8 +39,8 @@ public:
 
     /// The content; the view lives as long as the object.
     std::string_view bytes() const { return bytes_; }
-    /// Tells that a reader went over `size` more bytes. Lets go of all memory of the file each 16 MiB:
-    /// whoever reads on, or again, has it from the page cache. All views stay as they are.
+    /// Notes that a reader has passed `size` more bytes. Releases all memory of the file every 16 MiB: later
+    /// reads take it from the page cache. All views stay valid.
     void passed(std::size_t size) const {
         passed_ += size;
         if (passed_ >= mostInUse)
@@ -60,7 +60,7 @@ private:
     std::string_view bytes_;
     std::string copy_; ///< Empty for a file that is mapped.
     Common::FileIdentity identity_;
-    mutable std::size_t passed_ = 0; ///< Since memory was let go.
+    mutable std::size_t passed_ = 0; ///< Since the last release of memory.
 };
 
 } // namespace Validator

@@ -16,7 +16,7 @@ int placeAt(std::string_view text) {
 } // namespace
 
 std::string composeText(std::string_view text, const std::vector<std::string> &strings) {
-    // In one pass: a "{1}" in a string that came out of a package is text, and no place for the next one.
+    // In one pass: a "{1}" in a string of a package is text, and no place for the next one.
     std::string composed;
     while (!text.empty()) {
         const int place = placeAt(text);
@@ -30,11 +30,11 @@ std::string composeText(std::string_view text, const std::vector<std::string> &s
 }
 
 Message composeMessage(Catalogue catalogue, std::size_t key, const std::vector<std::string> &strings) {
-    // What is raised here becomes a note in the report: a slip in a catalogue fails no package.
+    // An exception here becomes a note in the report: a mistake in a catalogue fails no package.
     if (key >= catalogue.size())
         throw std::out_of_range("No such message");
     const CatalogueEntry &entry = catalogue[key];
-    // The strings go along, so that they can be escaped one by one and the catalogue's own words stay.
+    // The strings are kept, so that they can be escaped one by one, without the catalogue's own words.
     Message message{entry.level, composeText(entry.text, strings), entry, strings};
     if (entry.subject == Subject::File)
         message.path = strings.at(0);

@@ -16,7 +16,7 @@ enum class LogLevel : std::uint32_t {
     Info = 3,     ///< Printed only.
 };
 
-/// What a finding concerns, beside the package.
+/// The subject of a finding, beside the package.
 enum class Subject : std::uint32_t {
     InHand, ///< The file that is being judged, if any.
     File,   ///< The file that string 0 names.
@@ -32,7 +32,7 @@ struct CatalogueEntry {
 
 using Catalogue = std::span<const CatalogueEntry>;
 
-/// One finding. Those of one level and text are the same.
+/// One finding. Two are equal if level and text are.
 struct Message {
     LogLevel level;
     std::string text;
@@ -43,8 +43,7 @@ struct Message {
     bool operator==(const Message &other) const { return level == other.level && text == other.text; }
 };
 
-/// The text of an entry with the strings in their places. Throws std::out_of_range when it needs a string
-/// that is not there.
+/// The text of an entry with the strings in their places. Throws std::out_of_range when a string is missing.
 std::string composeText(std::string_view text, const std::vector<std::string> &strings);
 
 /// The message of one entry with the strings in their places. Throws std::out_of_range when the catalogue has

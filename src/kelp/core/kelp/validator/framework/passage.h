@@ -8,10 +8,10 @@
 
 namespace Validator {
 
-/// Goes forward through a text of any length, piece by piece: a mapped file lets go what was passed.
+/// Goes forward through a text of any length, piece by piece: a mapped file releases the passed memory.
 class Passage {
 public:
-    /// Through a text that is no mapped file's.
+    /// Through a text outside of a mapped file.
     Passage() = default;
     /// Through the content of a file, which must outlive the object.
     explicit Passage(const MappedFile &file) : file_(&file) {}
@@ -47,7 +47,7 @@ private:
     template<class Wanted>
     std::size_t search(std::string_view text, Wanted wanted, std::size_t size, std::size_t from) const {
         for (std::size_t at = from; at < text.size(); at += piece) {
-            // With the beginning of the next piece, where a match may end.
+            // Includes the beginning of the next piece, where a match may end.
             const std::string_view part = text.substr(at, piece + size - 1);
             const std::size_t found = part.find(wanted);
             passed(std::min(found, part.size()));

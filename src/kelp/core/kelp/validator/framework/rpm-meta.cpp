@@ -22,7 +22,7 @@ namespace {
 using Common::Rpm::Reader;
 namespace Tag = Common::Rpm::Tag;
 
-/// The programs count by themselves: "%post -p PROGRAM" leaves no script, and rpm runs the program.
+/// Programs count as scripts: "%post -p PROGRAM" leaves no script, but rpm runs the program.
 constexpr std::int32_t scriptTags[] = {
     Tag::PreInstall,           Tag::PreUninstall,          Tag::PostInstall,
     Tag::PostUninstall,        Tag::PreTransaction,        Tag::PostTransaction,
@@ -30,8 +30,8 @@ constexpr std::int32_t scriptTags[] = {
     Tag::PostUninstallProgram, Tag::PreTransactionProgram, Tag::PostTransactionProgram,
 };
 
-/// What runs as root too, when this package or another comes or goes, or is verified. By numbers, as librpm
-/// has no names yet for the last six, which it would keep in its database all the same.
+/// Scripts that also run as root, when this package or another comes, goes or is verified. By numbers: librpm
+/// has no names yet for the last six, but would keep them in its database.
 constexpr std::int32_t otherScriptTags[] = {
     Tag::TriggerScripts,
     Tag::TriggerName,
@@ -52,30 +52,28 @@ constexpr std::int32_t otherScriptTags[] = {
     Tag::PostUninstallTransactionFlags,
 };
 
-/// What a dependency on rpm itself, on the loader or on a file has in it, and one on a package has not.
-/// rpmbuild adds the like of these by itself, so that no maker may have chosen them.
+/// Marks of dependencies on rpm itself, the loader or a file, and not on a package. rpmbuild adds such by
+/// itself, so the maker may not have chosen them.
 constexpr std::string_view marksOfNoPackage[] = {"rpmlib", "rtld", "/"};
 
-/// Asks for the entries and not for their texts: a script of another type, as no packing tool writes it, is
-/// one too.
+/// Checks for entries, not texts: a script of an unusual type counts too.
 bool hasAny(const Reader &reader, std::span<const std::int32_t> tags) {
     return std::ranges::any_of(tags,
                                [&](std::int32_t tag) { return headerIsEntry(reader.header(), tag) != 0; });
 }
 
-/// librpm has null for what the header lacks: a file without an owner is then one that is not root's.
+/// librpm gives null for a missing text: a file without an owner then is not root's.
 std::string textOf(const char *text) {
     return text != nullptr ? text : "";
 }
 
 std::vector<FileInfo> filesOf(const Reader &reader) {
-    // Raises for a list that contradicts itself: to judge such a package as one without files would let all
-    // of them pass.
+    // Raises for a list that contradicts itself: judged as a package without files, all of them would pass.
     const std::unique_ptr<rpmfi_s, decltype(&rpmfiFree)> iterator(
         rpmfilesIter(reader.fileList().get(), RPMFI_ITER_FWD), rpmfiFree);
     std::vector<FileInfo> files;
     files.reserve(rpmfilesFC(reader.fileList().get()));
-    // Directories come too, and files that are never in the payload: this is what the package claims to own.
+    // Includes directories, and files that are never in the payload: all that the package claims to own.
     while (rpmfiNext(iterator.get()) >= 0)
         files.push_back({rpmfiFMode(iterator.get()), textOf(rpmfiFN(iterator.get())),
                          textOf(rpmfiFLink(iterator.get())), textOf(rpmfiFUser(iterator.get())),
@@ -96,8 +94,8 @@ bool isOnNoPackage(std::string_view dependency) {
 
 /// The soname of "libz.so.1()(64bit)"; "libz.so.1(ZLIB_1.2)(64bit)" keeps its tag.
 std::string shortened(std::string_view dependency) {
-    // The tag stays: the lists refuse a library by it, as for GLIBC_PRIVATE and Qt_5_PRIVATE_API. Nothing is
-    // cut off a boolean dependency, which would hide what it says.
+    // The tag stays: by it the lists refuse a library, as for GLIBC_PRIVATE and Qt_5_PRIVATE_API. A boolean
+    // dependency is not cut, which would hide its content.
     for (const std::string_view ending : {"(64bit)", "()", "(64bit)", "()"})
         if (!isBoolean(dependency) && dependency.ends_with(ending))
             dependency.remove_suffix(ending.size());
@@ -109,11 +107,11 @@ void freeTagData(rpmtd data) {
     rpmtdFree(data);
 }
 
-/// The names as they stand in the header: of a boolean dependency all of it, so that nothing of it can hide
-/// after its first word.
+/// The names as in the header. A boolean dependency is kept whole, so that nothing hides after its first
+/// word.
 void readRequirements(const Reader &reader, RpmFacts &facts) {
     const std::unique_ptr<rpmtd_s, decltype(&freeTagData)> data(rpmtdNew(), freeTagData);
-    // The texts stay in the header, which the reader holds; without the tag there are none.
+    // The texts stay in the reader's header; without the tag there are none.
     headerGet(reader.header(), Tag::RequireName, data.get(), HEADERGET_MINMEM);
     while (const char *dependency = rpmtdNextString(data.get())) {
         if (isOnNoPackage(dependency))
@@ -127,8 +125,8 @@ void readRequirements(const Reader &reader, RpmFacts &facts) {
 
 RpmFacts readRpmFacts(const Reader &reader) {
     RpmFacts facts;
-    // What is lacking is empty and not an error here: the checks refuse an empty name, and the list of files
-    // below is what must not be lacking in part.
+    // A missing text is empty here: the checks refuse an empty name. Only the list of files below must be
+    // complete.
     facts.name = reader.tagOr(Tag::Name, "");
     facts.version = reader.tagOr(Tag::Version, "");
     facts.release = reader.tagOr(Tag::Release, "");
@@ -146,8 +144,8 @@ RpmFacts readRpmFacts(const Reader &reader) {
 
 /// The views point into the paths of `facts`, which never change.
 struct RpmMeta::Record {
-    // Both look-ups are built once: checks that walk the list for each link, import and library take time by
-    // the square of a package, which may hold fifty thousand files.
+    // Both look-ups are built once: a walk over the list for each link, import and library would take
+    // quadratic time, and a package may have fifty thousand files.
     explicit Record(RpmFacts given) : facts(std::move(given)) {
         sorted.reserve(facts.files.size());
         std::ranges::transform(facts.files, std::back_inserter(sorted), &FileInfo::path);
@@ -158,7 +156,7 @@ struct RpmMeta::Record {
     RpmFacts facts;
     std::unordered_set<std::string_view> hashed;
     std::vector<std::string_view> sorted;
-    // Copies of what `files` has, made when they are asked for.
+    // Copies of the paths of `files`, made at the first request.
     mutable std::once_flag areNamed;
     mutable std::vector<std::string> fileNames;
 };
@@ -229,13 +227,13 @@ const std::vector<FileInfo> &RpmMeta::files() const {
     return record_->facts.files;
 }
 
-/// Byte by byte: "/a/" and "/a" are two paths, and so are all forms of one path that is not plain.
+/// Byte by byte: "/a/" and "/a" are two paths, like all other spellings of one path.
 bool RpmMeta::holds(std::string_view path) const {
     return record_->hashed.contains(path);
 }
 
 bool RpmMeta::holdsBelow(std::string_view beginning) const {
-    // Paths with one beginning stand together, and the first of them is the first that is not less than it.
+    // Paths with the same beginning are neighbours, and the first is the lower bound of that beginning.
     const auto found = std::ranges::lower_bound(record_->sorted, beginning);
     return found != record_->sorted.end() && found->starts_with(beginning);
 }
@@ -243,7 +241,7 @@ bool RpmMeta::holdsBelow(std::string_view beginning) const {
 std::size_t RpmMeta::impliedDirectories() const {
     std::size_t count = 0;
     std::string_view previous;
-    // Paths below one directory stand together, so that what the path before does not begin with is new.
+    // Paths below one directory are neighbours, so a directory that the path before lacks is new.
     for (const std::string_view path : record_->sorted) {
         const auto [end, unused] = std::ranges::mismatch(path, previous);
         const auto common = static_cast<std::size_t>(end - path.begin());

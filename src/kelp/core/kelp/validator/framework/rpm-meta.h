@@ -13,7 +13,7 @@ class Reader;
 
 namespace Validator {
 
-/// One entry of a package's file list, in the words of the package.
+/// One entry of a package's file list, as the package gives it.
 struct FileInfo {
     std::uint16_t mode = 0; ///< With the type bits (inode(7)).
     std::string path;
@@ -23,8 +23,7 @@ struct FileInfo {
     std::string capabilities = {}; ///< As cap_to_text(3) writes them.
 };
 
-/// What a package's header says of it, as the validator needs to know it. A text that the header lacks is
-/// empty.
+/// The facts of a package's header that the validator needs. A missing text is empty.
 struct RpmFacts {
     std::string name;
     std::string version;
@@ -32,13 +31,13 @@ struct RpmFacts {
     std::string vendor;
     std::string architecture;
     bool hasScripts = false;      ///< Whether there is any scriptlet, or a program for one.
-    bool hasOtherScripts = false; ///< The same of triggers, verify scripts and what newer rpms know.
+    bool hasOtherScripts = false; ///< The same for triggers, verify scripts and scripts of newer rpms.
     std::vector<std::string> provides;
     std::vector<std::string> obsoletes;
     std::vector<std::string> conflicts;
     std::vector<std::string>
         requirements; ///< Without rpm's own, file and loader dependencies, and without "()(64bit)".
-    std::vector<std::string> uncheckedRequirements; ///< Those that the list above is without, as they are.
+    std::vector<std::string> uncheckedRequirements; ///< Those that the list above leaves out, unchanged.
     std::vector<FileInfo> files;
 };
 
@@ -72,12 +71,12 @@ public:
     const std::vector<std::string> &fileNames() const; ///< Every path of the file list, directories too.
     const std::vector<FileInfo> &files() const;
 
-    /// Whether the file list holds exactly this path. Takes the same time whatever the size of the list.
+    /// Whether the file list holds exactly this path. Takes constant time.
     bool holds(std::string_view path) const;
     /// Whether a path of the file list begins with this text. Takes logarithmic time.
     bool holdsBelow(std::string_view beginning) const;
-    /// How many directories lie above the paths of the file list and are not in it. Takes time by the length
-    /// of all paths together.
+    /// The number of directories above the paths of the file list that are not in it. Takes time by the
+    /// length of all paths together.
     std::size_t impliedDirectories() const;
 
 private:

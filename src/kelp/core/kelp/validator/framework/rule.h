@@ -6,8 +6,8 @@
 
 namespace Validator {
 
-/// One row of what a checker holds packages against, for people. In the text ID stands for the name of the
-/// package, NAME for any name, and "*" for whatever may be there.
+/// One rule of a checker, for people. In the text ID stands for the name of the package, NAME for any name,
+/// and "*" for any text.
 struct Rule {
     std::string_view topic;  ///< What kind of thing it is about, "key" for example.
     std::string_view status; ///< "allowed", "required", "optional", "unstable", "deprecated", "reserved", ...

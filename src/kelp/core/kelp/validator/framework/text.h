@@ -7,8 +7,8 @@
 
 namespace Validator {
 
-// The character classes of the classic locale for text out of a package, where a byte above 127 is in none of
-// them. The standard library's own functions are undefined for such a byte in a signed char.
+// The character classes of the classic locale, for text out of a package; a byte above 127 is in none. The
+// standard library's own functions are undefined for such a byte in a signed char.
 
 constexpr bool isSpace(char c) {
     return c == ' ' || (c >= '\t' && c <= '\r');

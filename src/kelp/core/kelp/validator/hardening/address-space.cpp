@@ -12,7 +12,7 @@ namespace {
 constexpr std::uint64_t pageSize = 0x1000;
 constexpr std::uint64_t highest = std::numeric_limits<std::uint64_t>::max();
 
-/// The highest address in place of one that does not fit.
+/// The sum, or the highest address if it does not fit.
 std::uint64_t sum(std::uint64_t a, std::uint64_t b) {
     return a > highest - b ? highest : a + b;
 }
@@ -53,7 +53,7 @@ AddressSpace::AddressSpace(const MappedFile &file, const ProgramHeaders &headers
     std::ranges::copy_if(headers.segments, std::back_inserter(segments_), [](const ElfSegment &segment) {
         return segment.type == PT_LOAD && (segment.fileSize > 0 || segment.memorySize > 0);
     });
-    // The segments of which the walk is in the middle; where it is one, the sum of their places is its own.
+    // The segments at the walk's present address; if it is one, the sum of their places is its own.
     std::size_t open = 0;
     std::size_t places = 0;
     std::uint64_t begin = 0;
@@ -116,16 +116,16 @@ std::optional<AddressSpace::Run> AddressSpace::inSegment(const ElfSegment &segme
     const std::uint64_t fileEnd = sum(segment.address, segment.fileSize);
     const std::uint64_t memoryEnd = sum(segment.address, segment.memorySize);
     if (address < fileEnd && segment.fileSize > 0) {
-        // Also in front of the segment in its first page, where the mapping begins.
+        // Also before the segment in its first page, where the mapping begins.
         const std::uint64_t offset = segment.offset + (address - segment.address);
         const std::uint64_t size = std::min(fileEnd - address, most);
-        // Zeros up to the end of the file's last page. After that the loader would end, and nothing is
-        // loaded: debug files have such headers.
+        // Zeros up to the end of the file's last page. Beyond it the loader would crash, and loads nothing:
+        // debug files have such headers.
         const std::string_view bytes = file_.bytes();
         return offset < bytes.size() ? Run{bytes.substr(offset, size)} : Run{{}, size};
     }
-    // The tail of the last page that comes from the file: whoever maps a segment that cannot be written
-    // leaves it there. A segment without bytes that begins within a page has such a page too.
+    // The rest of the last page comes from the file, and stays so in a read-only segment. A segment without
+    // bytes that begins within a page has such a page too.
     const bool isFileTail = address < behindPageOf(fileEnd);
     if (address < segment.address || address >= memoryEnd || (isFileTail && (segment.flags & PF_W) == 0))
         return std::nullopt;

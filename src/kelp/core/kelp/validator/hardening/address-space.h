@@ -11,32 +11,30 @@
 
 namespace Validator {
 
-/// The memory of a program as the load segments of its file make it, by whole pages of 4 KiB. What depends on
-/// which segment is mapped last, on the size of the host's pages, or on what stands after a segment in the
-/// file, cannot be told.
+/// The memory of a program by the load segments of its file, in whole pages of 4 KiB. A byte is unknown if it
+/// depends on the order of mapping, on the host's page size, or on the file after a segment.
 ///
-/// The file must outlive the object. Asking takes logarithmic time in the number of segments.
+/// The file must outlive the object. A look-up takes logarithmic time in the number of segments.
 class AddressSpace {
 public:
     AddressSpace(const MappedFile &file, const ProgramHeaders &headers);
     AddressSpace(const AddressSpace &) = delete;
     AddressSpace &operator=(const AddressSpace &) = delete;
 
-    /// Fills `size` bytes from an address on. False when one of them cannot be told.
+    /// Fills `size` bytes from an address on. False when one of them is unknown.
     bool read(std::uint64_t address, char *bytes, std::size_t size) const;
 
-    /// The text at an address up to its NUL, or its first `longest` bytes. Empty when one of them cannot be
-    /// told.
+    /// The text at an address up to its NUL, or its first `longest` bytes. Empty when one of them is unknown.
     std::optional<std::string> readText(std::uint64_t address, std::size_t longest) const;
 
 private:
-    /// A part of memory with the one segment that it comes from.
+    /// A part of memory with its one segment.
     struct Piece {
         std::uint64_t begin;
         std::uint64_t end;
-        const ElfSegment *segment; ///< Null where there are several.
+        const ElfSegment *segment; ///< Null if there are several.
     };
-    /// What is known from an address on: bytes of the file, or zeros.
+    /// The known bytes from an address on: of the file, or zeros.
     struct Run {
         std::string_view bytes;
         std::uint64_t zeros = 0;

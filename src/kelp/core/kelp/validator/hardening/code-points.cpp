@@ -9,7 +9,7 @@ std::optional<char32_t> takeCodePoint(std::string_view &text) {
     const auto *position = text.data();
     const utf::code_point character = utf::utf_traits<char>::decode(position, text.data() + text.size());
     const bool isValid = utf::is_valid_codepoint(character);
-    // The decoder takes the byte with which it finds out, a control character maybe.
+    // The decoder also takes the byte that showed the error, which may be a control character.
     text.remove_prefix(isValid ? static_cast<std::size_t>(position - text.data()) : 1);
     return isValid ? std::optional<char32_t>(character) : std::nullopt;
 }

@@ -5,11 +5,11 @@
 
 namespace Validator {
 
-/// Takes the first character off a text of UTF-8, which is not empty. Of bytes that are none it takes one,
-/// and gives nothing.
+/// Takes the first character off a text of UTF-8, which is not empty. From invalid bytes it takes one, and
+/// gives nothing.
 std::optional<char32_t> takeCodePoint(std::string_view &text);
 
-/// Whether a character does something to a terminal or a line of text in place of being shown: C0, DEL, C1.
+/// Whether a character controls a terminal or a line of text instead of being shown: C0, DEL, C1.
 constexpr bool isControl(char32_t character) {
     return character < 0x20 || (character >= 0x7f && character <= 0x9f);
 }

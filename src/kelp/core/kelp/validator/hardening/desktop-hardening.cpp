@@ -41,7 +41,7 @@ bool isFormOf(std::string_view key, std::string_view name) {
     return key.starts_with(name) && (key.size() == name.size() || key[name.size()] == '[');
 }
 
-/// For some readers, who would take what stands after it in a comment for a line of the file.
+/// For some readers, which would take the rest of a comment for a line of the file.
 bool endsLine(char32_t c) {
     return (c >= '\n' && c <= '\r') || (c >= 0x1c && c <= 0x1e) || c == 0x85 || c == 0x2028 || c == 0x2029;
 }
@@ -50,7 +50,7 @@ bool isForbidden(char32_t c) {
     return (isControl(c) && c != '\t') || endsLine(c);
 }
 
-/// The first character of a line that may not stand there, if there is one.
+/// The first forbidden character of a line, if there is one.
 std::optional<char32_t> forbiddenIn(std::string_view line) {
     const bool isComment = trimmed(line).starts_with('#');
     while (!line.empty())
@@ -65,16 +65,14 @@ std::string nameOf(char32_t character) {
     return name;
 }
 
-/// The next element of a list. What a backslash does to a semicolon differs from reader to reader, so that it
-/// does nothing here.
+/// The next element of a list. Readers differ on a backslash before a semicolon, so it has no effect here.
 std::string_view takeElement(std::string_view &list) {
     const std::string_view element = takeLeading(list, [](char c) { return c != ';'; });
     list.remove_prefix(list.empty() ? 0 : 1);
     return element;
 }
 
-/// Without backslashes, each of which makes a blank of some letters, if the reader knows that, and nothing of
-/// others.
+/// The text without backslashes. A backslash and one of `blanks` become a blank, as for some readers.
 std::string unescaped(std::string_view text, std::string_view blanks) {
     std::string result;
     bool isEscaped = false;
@@ -106,7 +104,7 @@ bool DesktopHardening::canValidate(const std::string &path, const std::string &)
 void DesktopHardening::validate(const std::string &path, const std::string &realPath) {
     remember(path, realPath);
     hasReported_ = false;
-    // Of what no reader can bear, the checker of desktop files says that it is broken.
+    // The checker of desktop files reports an unbearable one as broken.
     const std::string text = Core::KELP::readDesktopText(realPath).value_or("");
     for (std::string_view rest = text; !rest.empty();) {
         std::string_view line = takeLeading(rest, [](char c) { return c != '\n'; });
@@ -123,7 +121,7 @@ void DesktopHardening::checkLine(std::string_view line) {
         hasReported_ = true;
         logger_->log(HardeningRule::DesktopBytes, {path_, nameOf(*character)});
     }
-    // That of a comment begins with a mark.
+    // A comment's key begins with a mark.
     const std::string_view key = trimmed(takeLeading(line, [](char c) { return c != '='; }));
     if (!line.empty())
         checkValue(key, line.substr(1));
@@ -145,7 +143,7 @@ void DesktopHardening::checkValue(std::string_view key, std::string_view value) 
 
 namespace {
 
-/// The marks of a text, as one who reads it character by character has them open.
+/// The open direction marks of a text, while it is read character by character.
 class OpenMarks {
 public:
     void take(char32_t c) {
@@ -161,7 +159,7 @@ public:
     }
 
     Direction direction() const {
-        // An embedding that is left open turns no letters around, and honest files have some.
+        // An open embedding turns no letters around, and honest files have some.
         const bool isOpen =
             std::ranges::any_of(open_, [](char32_t c) { return isOverride(c) || isIsolate(c); });
         if (isTurned_ || isOpen)
@@ -170,7 +168,7 @@ public:
     }
 
 private:
-    // An end of nothing is one of what stands around the text.
+    // An end without a beginning ends something around the text.
 
     void endEmbedding() {
         if (!open_.empty() && isEmbedding(open_.back()))
@@ -179,7 +177,8 @@ private:
             isTurned_ = true;
     }
 
-    /// With what was begun within. Older systems know no isolates, and would not have an override end there.
+    /// Also ends marks that were begun within. But older systems know no isolates, and would not end an
+    /// override there.
     void endIsolate() {
         if (isolates_ == 0) {
             isTurned_ = true;

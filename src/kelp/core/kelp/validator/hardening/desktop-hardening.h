@@ -6,8 +6,8 @@
 
 namespace Validator {
 
-/// Checks the bytes of the application's desktop file: its readers do not agree on characters that control
-/// something, and on types of files that are written in an unusual way.
+/// Checks the bytes of the application's desktop file: its readers differ on control characters and on
+/// unusual spellings of file types.
 class DesktopHardening final : public ValidatorBase<IValidator> {
 public:
     DesktopHardening(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config,
@@ -25,11 +25,11 @@ private:
     bool hasReported_ = false;
 };
 
-/// What a text does to the direction in which it, and what stands after it, is read.
+/// The effect of a text on the direction in which it, and the text after it, is read.
 enum class Direction : std::uint32_t {
     Plain,    ///< Nothing, beyond what its letters do.
-    Restored, ///< It embeds, overrides or isolates, and ends all of that, but for embeddings maybe.
-    Turned,   ///< It leaves an override or an isolate open, or ends what it has not begun.
+    Restored, ///< It embeds, overrides or isolates, and ends all of that, except maybe embeddings.
+    Turned,   ///< It leaves an override or an isolate open, or ends one that it has not begun.
 };
 
 Direction directionOf(std::string_view text);

@@ -22,7 +22,7 @@ constexpr std::string_view libraryMark = ".so";
 constexpr auto anyExecute = std::filesystem::perms::owner_exec | std::filesystem::perms::group_exec |
                             std::filesystem::perms::others_exec;
 
-/// Where the rule on the libraries of the main binary finds those that the package ships.
+/// The folders in which the rule on the main binary's libraries finds packaged ones.
 struct LibraryFolder {
     std::string_view area;
     std::string_view folder; ///< After the name of the package.
@@ -43,13 +43,13 @@ bool isLoadable(const ProgramHeaders &headers) {
     return headers.type == ET_EXEC || headers.type == ET_DYN;
 }
 
-/// Calls `use` for each piece of an rpath. The loader takes an empty one for none at all.
+/// Calls `use` for each piece of an rpath. The loader ignores an empty rpath.
 template<class Use>
 void forEachPiece(std::string_view rpath, const Use &use) {
     while (!rpath.empty()) {
         const std::size_t colon = rpath.find(':');
         use(rpath.substr(0, colon));
-        // After a colon at the end one more piece, which is empty.
+        // A colon at the end is followed by an empty piece.
         if (colon == rpath.size() - 1)
             use(std::string_view());
         rpath.remove_prefix(std::min(rpath.size(), std::min(colon, rpath.size()) + 1));
@@ -86,14 +86,14 @@ ElfHardening::Knowledge ElfHardening::examine(const MappedFile &file) {
     if (!isLoadable(headers))
         return knowledge;
     examineTable(readLoaderTable(file, headers), knowledge);
-    // The kernel goes by the machine, and would see another file in one with the other size of words.
+    // The kernel goes by the machine: with the other word size it would see another file.
     if (const ElfClass bits = bitsOf(headers.machine); bits != ElfClass::Unknown && bits != headers.bits)
         examineTable(readLoaderTable(file, readProgramHeaders(file.bytes(), bits)), knowledge);
     return knowledge;
 }
 
 void ElfHardening::examineTable(const LoaderTable &table, Knowledge &knowledge) {
-    // Once for all that is asked of it: the lists have expressions, and a file may need thousands.
+    // Computed once: the lists have expressions, and a file may need thousands of libraries.
     Libraries unknown;
     std::ranges::copy_if(table.needed, std::inserter(unknown, unknown.end()),
                          [this](const std::string &library) { return !isKnown(library); });
@@ -110,7 +110,7 @@ void ElfHardening::examineTable(const LoaderTable &table, Knowledge &knowledge) 
     reportRpaths(table);
 }
 
-/// One that no section shows, and that the main binary could not have either.
+/// A library that no section shows, and that the main binary could not have either.
 std::optional<std::string> ElfHardening::hiddenLibrary(Libraries hidden) const {
     if (hidden.empty())
         return std::nullopt;
@@ -124,7 +124,7 @@ std::optional<std::string> ElfHardening::hiddenLibrary(Libraries hidden) const {
 }
 
 void ElfHardening::reportLibraries(const LoaderTable &table, const Libraries &unknown) {
-    // Those of the main binary are held against the lists by its own rule.
+    // The main binary's libraries have a rule of their own.
     const bool isMainBinary = path_ == config_->binDir() + meta_->name();
     for (const std::string &library : table.needed) {
         if (library.find('/') != std::string::npos)
@@ -176,7 +176,7 @@ void ElfHardening::judgeTable(const Knowledge &knowledge) const {
         logger_->log(HardeningRule::Auxiliary, {path_, *knowledge.otherFilter});
 }
 
-/// Where a file may be executable without the name of a library.
+/// Whether a file may be executable here without the name of a library.
 bool ElfHardening::isProgramPlace() const {
     return beginsWith(path_, {"/usr/bin/", meta_->name()}) ||
            beginsWith(path_, {"/usr/libexec/", meta_->name(), "/"});
@@ -199,13 +199,13 @@ std::vector<std::string> ElfHardening::placesOf(const std::string &library) cons
     return places;
 }
 
-/// A name with a slash is looked up where the program was started, whatever the package ships.
+/// A name with a slash counts from where the program was started, and never as packaged.
 bool ElfHardening::isShipped(const std::string &library) const {
     return library.find('/') == std::string::npos && !placesOf(library).empty();
 }
 
 bool ElfHardening::isKnown(const std::string &library) const {
-    // Some rows of the lists match any ending, also one that makes a path of the name.
+    // Some rows match any ending, also one that makes the name a path.
     const bool isListed = config_->allowedLibraries().contains(library) ||
                           config_->unstableLibraries().contains(library) ||
                           config_->deprecatedLibraries().contains(library);

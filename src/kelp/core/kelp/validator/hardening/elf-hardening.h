@@ -14,10 +14,10 @@ namespace Validator {
 struct LoaderTable;
 class MappedFile;
 
-/// Checks what kernel and loader would make of a package's ELF files, where the checker of programs reads
-/// sections, which neither of them looks at; and which libraries the other files need beside the main binary.
+/// Checks a package's ELF files as kernel and loader see them: the checker of programs reads sections, which
+/// both ignore. Also checks the libraries of files other than the main binary.
 ///
-/// A file with several names is read under the first one alone; what depends on the place is judged for each.
+/// A hard-linked file is read once, under its first name; its place is judged for each name.
 class ElfHardening final : public ValidatorBase<IValidator> {
 public:
     ElfHardening(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config,
@@ -25,18 +25,18 @@ public:
 
     void validate(const std::string &path, const std::string &realPath) override;
     bool canValidate(const std::string &, const std::string &) override { return true; }
-    /// Whether the libraries on which files rely are some.
+    /// Reports needed packaged libraries that are no libraries.
     void finish() override;
 
 private:
-    /// What is known of a file, whatever its name.
+    /// The facts of a file, for all its names.
     struct Knowledge {
         ElfMachine machine = {};
         bool isRunnable = false;
         std::optional<std::string> foreignLoader = {};
-        std::optional<std::string> hidden = {}; ///< What the sections do not show.
+        std::optional<std::string> hidden = {}; ///< A library that the sections do not show.
         bool hasHook = false;
-        std::optional<std::string> filter = {};      ///< Of DT_AUXILIARY, a library that nobody knows.
+        std::optional<std::string> filter = {};      ///< Of DT_AUXILIARY, an unknown library.
         std::optional<std::string> otherFilter = {}; ///< Of DT_AUXILIARY, anything else.
     };
 
@@ -57,8 +57,8 @@ private:
     bool isKnown(const std::string &library) const;
 
     std::map<Common::FileIdentity, Knowledge> knowledge_;
-    std::set<std::string> libraries_;       ///< The paths of ELF files where libraries are.
-    std::set<std::string> neededLibraries_; ///< The names of those that the package ships and needs.
+    std::set<std::string> libraries_;       ///< The paths of ELF files at places of libraries.
+    std::set<std::string> neededLibraries_; ///< The names of packaged libraries that are needed.
 };
 
 } // namespace Validator

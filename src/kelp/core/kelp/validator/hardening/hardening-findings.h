@@ -9,8 +9,8 @@
 
 namespace Validator {
 
-/// The findings on what no rule of the platform looks at and no honest package has. The words after say what
-/// the arguments are.
+/// The findings that the platform's rules miss and that no honest package has. The words after each name its
+/// arguments.
 enum class HardeningRule : std::uint32_t {
     HalfExecutable = 0,      ///< path
     SecondDesktopFile = 1,   ///< path, the one file that may lie there
@@ -53,7 +53,7 @@ void appendHardeningFindings(std::vector<CatalogueEntry> &all);
 
 /// Appends the architectures and loaders of the system, and another name of a MIME type that the lists have.
 void appendHardeningRules(Rules &rules); // machines.cpp
-/// Appends where the rpath of any file may lead without a warning.
+/// Appends the places to which the rpath of any file may lead without a warning.
 void appendSearchRules(Rules &rules); // library-search.cpp
 
 } // namespace Validator

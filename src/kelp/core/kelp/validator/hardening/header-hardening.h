@@ -4,9 +4,9 @@
 
 namespace Validator {
 
-/// What the rules on a package's header let by and no honest package has. Reports after their findings, and
-/// repeats none of them but ContentRule::ImpossiblePath, which the unpacking raises for other reasons.
-/// Takes n log n time for a package of n files.
+/// Checks a header for what its rules let by and no honest package has. Reports after them, and repeats no
+/// finding of theirs except ContentRule::ImpossiblePath, which the unpacking raises for other reasons. Takes
+/// n log n time for a package of n files.
 void checkHeaderHardening(const HeaderCheck &check);
 
 // Its parts.
@@ -16,10 +16,11 @@ void checkWords(const HeaderCheck &check);
 /// The file list (place-checks.cpp).
 void checkPlaces(const HeaderCheck &check);
 
-/// Whether the directories that nobody lists are so many that they alone are what the package brings.
+/// Whether a package has so many unlisted directories that they must be its purpose.
 bool hasTooManyDirectories(const RpmMeta &meta);
 
-/// Whether VERSION-RELEASE can name a directory of the store that nobody mistakes for another, or for a path.
+/// Whether VERSION-RELEASE can name a directory of the store that cannot be mistaken for another, or for a
+/// path.
 bool isUsableVersion(std::string_view text);
 
 } // namespace Validator

@@ -25,7 +25,7 @@ void note(JsonParser *, JsonObject *object, const char *member, void *watching) 
         static_cast<Watching *>(watching)->push_back(object);
 }
 
-/// What a text has at its top level; what is no JSON has nothing.
+/// The top level of a text; empty for one that is no JSON.
 struct Root {
     bool isThere = false;
     std::ptrdiff_t watchMembers = 0;
@@ -45,7 +45,7 @@ Root rootOf(std::string_view text) {
 
 bool isAmbiguous(std::string_view text) {
     const auto pieces = splitJsonRoots(text);
-    // Pieces of comments alone are no roots.
+    // Pieces of comments only are no roots.
     std::ptrdiff_t roots = 0;
     std::ptrdiff_t watchMembers = 0;
     for (const std::string_view piece : pieces.value_or(std::vector<std::string_view>())) {

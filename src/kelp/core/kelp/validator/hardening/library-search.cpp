@@ -20,8 +20,7 @@ constexpr std::string_view thirdParty = "3rdparty/";
 constexpr std::string_view packageDirectories[] = {"/usr/share/", "/usr/libexec/", "/usr/lib/3rdparty/",
                                                    "/usr/lib64/3rdparty/"};
 
-/// Whether the text begins with a word of the loader's. A longer word is another one, which it leaves as it
-/// is.
+/// Whether the text begins with one of the loader's words. The loader leaves a longer word unchanged.
 bool beginsWithWord(std::string_view text, std::string_view word) {
     if (!text.starts_with(word))
         return false;
@@ -29,7 +28,7 @@ bool beginsWithWord(std::string_view text, std::string_view word) {
     return word.ends_with('}') || !(isAlpha(next) || isDigit(next) || next == '_');
 }
 
-/// The piece with a directory in place of each such word.
+/// The piece with each such word replaced by a directory.
 std::string expanded(std::string_view piece, std::string_view origin) {
     const std::pair<std::string_view, std::string_view> words[] = {
         {"$ORIGIN", origin}, {"${ORIGIN}", origin}, {"$LIB", "lib64"}, {"${LIB}", "lib64"}};
@@ -55,7 +54,7 @@ bool isOfSystem(std::string_view directory) {
 bool leavesLibraries(std::string_view piece, std::string_view path, const std::string &package) {
     if (!piece.starts_with('/') && !piece.starts_with('$'))
         return true;
-    // Longer ones can be no directory.
+    // A longer one cannot be a directory.
     const fs::path directory = expanded(piece.substr(0, PATH_MAX), path.substr(0, path.rfind('/')));
     if (!directory.is_absolute() || piece.size() > PATH_MAX)
         return true;

@@ -13,11 +13,11 @@ namespace Validator {
 
 namespace {
 
-/// A longer name is no path that could be opened.
+/// A longer name cannot be opened as a path.
 constexpr std::size_t longestName = 0x1000;
 constexpr std::size_t longestRpath = 0x10000;
 constexpr std::size_t mostTexts = 0x10000;
-/// Of a file, the texts of which do not overlap but at their ends.
+/// Of a file's texts, which overlap only at their ends.
 constexpr std::size_t mostCharacters = std::size_t(4) << 20;
 
 struct Entry {
@@ -25,7 +25,7 @@ struct Entry {
     std::uint64_t value = 0;
 };
 
-/// One dynamic table, walked twice: once for the string table that counts, and once for the texts.
+/// One dynamic table, walked twice: once for the last string table, and once for the texts.
 class TableReader {
 public:
     TableReader(std::string_view file, const ProgramHeaders &headers, const AddressSpace &space,
@@ -53,14 +53,14 @@ private:
             const Entry entry = is32_ ? entryAt<Elf32_Dyn>(address) : entryAt<Elf64_Dyn>(address);
             if (entry.tag == DT_NULL)
                 return;
-            // More than two walks find in the file: segments that repeat its bytes.
+            // More entries than two walks can find in the file: segments repeat its bytes.
             table_.isTold = entriesLeft_-- > 0;
             visit(entry);
             address += is32_ ? sizeof(Elf32_Dyn) : sizeof(Elf64_Dyn);
         }
     }
 
-    /// The end of the table where nothing can be told.
+    /// An end of the table, for unknown bytes.
     template<class Dynamic>
     Entry entryAt(std::uint64_t address) {
         char bytes[sizeof(Dynamic)];
@@ -95,7 +95,7 @@ private:
         }
     }
 
-    /// Of an rpath the end counts too.
+    /// An rpath must have a readable end.
     void takeRpath(const Entry &entry, std::vector<std::string> &texts) {
         takeText(entry, longestRpath, texts);
         table_.isTold = table_.isTold && texts.back().size() < longestRpath;
@@ -126,8 +126,8 @@ void dropRepeated(std::vector<std::string> &texts) {
     std::erase_if(texts, [&](const std::string &text) { return !seen.insert(text).second; });
 }
 
-/// Where the headers are in memory, as they say themselves and as the kernel tells the loader of a program:
-/// by the segment that holds them, and in older kernels by the first one.
+/// The places of the headers in memory: as they say themselves, and as the kernel tells the loader. That goes
+/// by the segment that holds them, or in older kernels by the first one.
 std::set<std::uint64_t> placesOfHeaders(const ProgramHeaders &headers) {
     std::set<std::uint64_t> places;
     bool isFirst = true;
@@ -144,8 +144,8 @@ std::set<std::uint64_t> placesOfHeaders(const ProgramHeaders &headers) {
     return places;
 }
 
-/// Whether the loader finds the headers in memory that the file has. It takes the place of everything else
-/// from what they say of their own: headers that lie would have it read another table.
+/// Whether the loader finds the file's headers in memory. It computes all other places from the headers' own:
+/// false ones would make it read another table.
 bool findsHeaders(std::string_view file, const ProgramHeaders &headers, const AddressSpace &space) {
     const auto places = placesOfHeaders(headers);
     std::string found(headers.segments.size() *

@@ -7,7 +7,7 @@
 
 namespace Validator {
 
-/// What an ELF file is made for.
+/// The machine of an ELF file.
 struct ElfMachine {
     std::uint16_t machine = 0; ///< EM_AARCH64 and the like.
     ElfClass bits = ElfClass::Unknown;
@@ -15,16 +15,16 @@ struct ElfMachine {
     bool operator==(const ElfMachine &) const = default;
 };
 
-// By a table of our own: the machine on which a package is judged says nothing about the device.
+// By a table of our own: the judging machine may differ from the device.
 
-/// The word size that programs of a machine have; unknown for a machine on which the platform does not run.
+/// The word size of a machine's programs; unknown for a machine without the platform.
 ElfClass bitsOf(std::uint16_t machine);
 
 /// Whether devices of a package's architecture run the file, by themselves or as the 32 bits beside their 64.
 /// A package of no architecture, or of an unknown one, may be for any of them.
 bool isOfArchitecture(const ElfMachine &machine, std::string_view architecture);
 
-/// Whether a path is that of the loader of such programs.
+/// Whether a path is the loader of such programs.
 bool isLoaderOf(const ElfMachine &machine, std::string_view path);
 
 } // namespace Validator

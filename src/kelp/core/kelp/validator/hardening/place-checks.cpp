@@ -18,11 +18,11 @@ constexpr unsigned specialBits = S_ISUID | S_ISGID | S_ISVTX;
 constexpr unsigned othersExecute = S_IXGRP | S_IXOTH;
 
 constexpr std::size_t mostDirectories = 1000;
-/// Twice what the most scattered of a thousand honest packages has.
+/// Twice as many as in the most scattered of a thousand honest packages.
 constexpr std::size_t mostDirectoriesOfEntry = 4;
 constexpr std::ptrdiff_t mostComponents = 64;
 
-/// A directory of the system in which a package has one file, and who reads the directory reads all files.
+/// A directory of the system in which a package has one file, and whose readers read all files.
 struct SharedDirectory {
     std::string_view beginning;
     std::string_view ending; ///< Of the package's file, after its name.
@@ -34,10 +34,10 @@ constexpr SharedDirectory sharedDirectories[] = {
     {"/etc/integrityd/config.d/", ".json", HardeningRule::SecondIntegrityFile},
 };
 
-/// Profiles for packages that come with more of the system's rights.
+/// Profiles of packages with more of the system's rights.
 constexpr std::string_view trustedProfiles[] = {"extended", "mdm", "auth"};
 
-/// What organisations share, each in a directory of its own.
+/// Organisations' shared data, each in a directory of its own.
 constexpr std::string_view sharedData = "/usr/share/common/";
 
 /// The directories from which files are published, each with its final slash, and whether they are the
@@ -64,13 +64,13 @@ public:
             checkDirectory(file);
         else if (isPlaceOfDirectory(file.path))
             report(HardeningRule::FileInPlaceOfDirectory, file);
-        // Programs are looked into by the owner's bit. Another user would run this one all the same.
+        // Programs are checked by the owner's bit, but another user could still run this one.
         if (S_ISREG(file.mode) && (file.mode & S_IXUSR) == 0 && (file.mode & othersExecute) != 0)
             report(HardeningRule::HalfExecutable, file);
     }
 
 private:
-    /// Whose organisation's directory it would be does not matter.
+    /// Any organisation's directory counts.
     bool isPlaceOfDirectory(const std::string &path) const {
         return published_.contains(path + '/') ||
                (path.starts_with(sharedData) && path.size() > sharedData.size() &&
@@ -79,7 +79,7 @@ private:
 
     void report(HardeningRule rule, const FileInfo &file) const { check_.logger.log(rule, {file.path}); }
 
-    /// Lists of published files hold one path a line.
+    /// Lists of published files have one path a line.
     void checkText(const FileInfo &file) const {
         if (!isOneLine(file.path) || !isOneLine(file.linkTarget))
             check_.logger.log(ContentRule::ImpossiblePath, {file.path});
@@ -94,13 +94,13 @@ private:
         }
     }
 
-    /// Whose name it is, that one could not be installed beside this package.
+    /// The application of that name could not be installed beside this package.
     void checkName(const FileInfo &file) const {
         std::string_view name = std::string_view(file.path).substr(file.path.rfind('/') + 1);
         const bool isIcon = file.path.starts_with(check_.config.iconsDir());
         if (S_ISDIR(file.mode) || (!isIcon && !file.path.starts_with(check_.config.binDir())))
             return;
-        // A program has its name alone.
+        // A program has exactly the name.
         if (isIcon)
             name = name.substr(0, name.rfind('.'));
         if (isReverseDomain(name, 3) && !name.starts_with(check_.meta.name()))
@@ -108,7 +108,7 @@ private:
     }
 
     void checkCapabilities(const FileInfo &file) const {
-        // Build tools write the second for a file without any, next to one with some.
+        // Build tools write the second for a file without any, if another file has some.
         if (file.capabilities.empty() || file.capabilities == "=")
             return;
         const bool isTolerated =
@@ -119,7 +119,7 @@ private:
     }
 
     void checkDirectory(const FileInfo &file) const {
-        // A build root on a set-gid directory gives the bit to all of them.
+        // A build root on a set-gid directory gives the bit to all directories.
         if ((file.mode & specialBits) != 0)
             report(HardeningRule::DirectorySpecialBits, file);
         if (file.user == "root" && file.group == "root")
@@ -139,7 +139,7 @@ bool isTooDeep(const FileInfo &file) {
     return std::ranges::count(file.path, '/') > mostComponents;
 }
 
-/// Before anything is unpacked: each directory takes a block of the disk, and time at its removal.
+/// Checked before the unpacking: each directory takes a block of the disk, and time at its removal.
 void checkDirectories(const HeaderCheck &check) {
     const auto &files = check.meta.files();
     const auto deep = std::ranges::find_if(files, isTooDeep);

@@ -12,10 +12,10 @@ namespace Validator {
 
 namespace {
 
-// The devices' own order, which is the only one that they run.
+// The devices' own order, the only one that they run.
 static_assert(std::endian::native == std::endian::little);
 
-/// What every kernel reads of program headers: new ones take 64 KiB, older ones no more than a page.
+/// The bytes of program headers that every kernel reads: new ones take 64 KiB, older ones a page.
 constexpr std::size_t largestTable = 0x1000;
 constexpr std::size_t shortestInterpreter = 2;
 
@@ -58,8 +58,8 @@ bool isSoundInterpreter(std::string_view file, const ElfSegment &segment) {
            file[segment.offset + segment.fileSize - 1] == '\0';
 }
 
-/// The kernel takes no such program without a number of its interface, nor one that begins where no
-/// instruction can stand.
+/// The kernel refuses such a program without a version of its interface, or with an entry at an impossible
+/// address.
 bool isArmProgram(const ProgramHeaders &headers) {
     const bool isThumb = (headers.entry & 1) != 0;
     return (headers.flags & EF_ARM_EABIMASK) != 0 && (isThumb || headers.entry % 4 == 0);
@@ -80,7 +80,7 @@ struct Property {
     std::uint32_t size;
 };
 
-/// Whether the properties are in order, each once, and of the size that they need.
+/// Whether the properties are sorted, unique and of the right size.
 bool areSoundProperties(std::string_view bytes) {
     constexpr std::uint64_t alignment = 8;
     for (std::uint64_t least = 0; !bytes.empty();) {
@@ -97,7 +97,7 @@ bool areSoundProperties(std::string_view bytes) {
     return true;
 }
 
-/// Whether the kernel is content with a note that it reads of programs of 64-bit ARM without a loader.
+/// Whether the kernel accepts a note that it reads in 64-bit ARM programs without a loader.
 bool isSoundPropertyNote(std::string_view file, const ElfSegment &segment) {
     constexpr std::size_t largest = 0x400;
     constexpr std::string_view owner("GNU", 4);
@@ -111,7 +111,7 @@ bool isSoundPropertyNote(std::string_view file, const ElfSegment &segment) {
     return areSoundProperties(note.substr(owner.size(), head->n_descsz));
 }
 
-/// What the kernel asks of programs of one machine.
+/// The kernel's rules for programs of one machine.
 bool isSoundForMachine(std::string_view file, const ProgramHeaders &headers) {
     const auto has = [&](std::uint32_t type) {
         return std::ranges::find(headers.segments, type, &ElfSegment::type) != headers.segments.end();

@@ -18,34 +18,34 @@ struct ElfSegment {
     std::uint64_t memorySize = 0;
 };
 
-/// What kernel and loader read of an ELF file, which is nothing of its sections.
+/// The parts of an ELF file that kernel and loader read, without its sections.
 struct ProgramHeaders {
     ElfClass bits = ElfClass::Unknown;
     std::uint16_t type = 0;
     std::uint16_t machine = 0;
     std::uint32_t flags = 0;
     std::uint64_t entry = 0; ///< The address where the program begins.
-    std::uint64_t place = 0; ///< Of the table in the file.
-    /// Empty also for a table that is not in the file, or has entries of another size than the word size
-    /// asks for: neither kernel nor loader takes such a file.
+    std::uint64_t place = 0; ///< The table's offset in the file.
+    /// Empty also for a table outside of the file, or with entries of the wrong size: neither kernel nor
+    /// loader accepts those.
     std::vector<ElfSegment> segments = {};
 };
 
 /// Whether a file begins as ELF files do; the rest may be anything.
 bool beginsAsElf(std::string_view file);
 
-/// The headers of a file that begins as ELF, as the file says that its words are; without segments for one
-/// that is not of little-endian words of 32 or 64 bits.
+/// The headers of a file that begins as ELF, by the file's own word size. Without segments unless the words
+/// are little-endian and of 32 or 64 bits.
 ProgramHeaders readProgramHeaders(std::string_view file);
 
-/// The same for words of this size, whatever the file says: the kernel goes by the machine alone.
+/// The same for this word size, since the kernel goes by the machine and not by the file's word size.
 ProgramHeaders readProgramHeaders(std::string_view file, ElfClass bits);
 
-/// Whether the kernel would take the file for a program of the machine that it names. What it does not take
-/// and can be executed, callers of execvp(3) have run as a script.
+/// Whether the kernel would run the file as a program of the machine that it names. If not, execvp(3) runs an
+/// executable file as a script.
 bool isRunnable(std::string_view file, const ProgramHeaders &headers);
 
-/// The programs that the file wants to be loaded by, as the kernel would open them.
+/// The loaders that the file names, as the kernel would open them.
 std::vector<std::string_view> interpretersOf(std::string_view file, const ProgramHeaders &headers);
 
 } // namespace Validator

@@ -13,7 +13,7 @@ namespace Validator {
 namespace {
 
 constexpr std::string_view versionMarks = "._+~^%{}";
-/// More makes lines of reports and names of directories that nobody can read.
+/// Longer texts make reports and directory names unreadable.
 constexpr std::size_t longestReadable = 128;
 
 bool isVersionCharacter(char c) {
@@ -37,8 +37,8 @@ std::optional<Call> callIn(std::string_view text) {
     return Call{text.substr(0, open), text.substr(open + 1, text.size() - open - 2)};
 }
 
-/// What the rule on dependencies, which drops those that contain certain words, has against one that only
-/// looks like those for which it was made.
+/// The rule on dependencies skips those with certain words. This is the objection to one that only looks like
+/// them.
 std::optional<HardeningRule> objectionTo(std::string_view dependency) {
     const auto call = callIn(dependency);
     if (dependency.starts_with('/') || (call && (call->word == "rpmlib" || call->word == "rtld")))
@@ -49,7 +49,7 @@ std::optional<HardeningRule> objectionTo(std::string_view dependency) {
     return isCallWithSlash ? HardeningRule::DependencyWithSlash : HardeningRule::DisguisedDependency;
 }
 
-/// The exact spelling is the business of the rule on Provides.
+/// The rule on Provides judges the exact spelling.
 bool isDisguisedHandler(const Config &config, std::string_view capability) {
     const auto call = callIn(capability);
     return call && call->word == "mimehandler" && isForbiddenMimeType(config, call->argument) &&

@@ -14,8 +14,8 @@ using Capabilities = std::vector<std::string>;
 /// rpmbuild makes these of the MIME types in the desktop file.
 constexpr std::string_view handlerBeginning = "mimehandler(";
 
-/// What both provides and conflicts with one name can be on a device only once: there is one client of the
-/// device management, and the system finds it by that name.
+/// A package that both provides and conflicts with a name can be installed only once. A device has one client
+/// of the device management, and finds it by that name.
 void checkRequiredPackage(const HeaderCheck &check, const Capabilities &capabilities, PathRule missing) {
     const std::string &required = check.config.requiredPackage();
     if (!required.empty() && std::ranges::find(capabilities, required) == capabilities.end())
@@ -33,22 +33,22 @@ std::optional<std::string_view> handledType(std::string_view capability) {
 
 bool mayProvide(const HeaderCheck &check, std::string_view capability) {
     // rpmbuild adds "NAME(ARCHITECTURE)", "application()" and "application(NAME.desktop)" by itself. With any
-    // other name the package would be taken where another is required.
+    // other name the package could satisfy requirements for another.
     const std::string &name = check.meta.name();
     if (capability == "application()" || capability.starts_with(name) ||
         capability == "application(" + name + ".desktop)" || capability == check.config.requiredPackage())
         return true;
-    // Packages are no documents: who handles their type would get those that users mean to install.
+    // Packages are no documents: a handler of their type would get those that users mean to install.
     const auto type = handledType(capability);
     return type && !check.config.forbiddenMimeTypes().contains(*type);
 }
 
-/// Sonames are required too: rpmbuild finds them in the programs. Allowed rows come first, since profiles
-/// only add rows to those that they inherit, and one may stand in two lists.
+/// Requirements include sonames, which rpmbuild finds in programs. Allowed rows come first: profiles only add
+/// to inherited rows, so a name may be in two lists.
 std::optional<PathRule> objectionTo(const Config &config, std::string_view dependency) {
     if (config.allowedRequires().contains(dependency) || config.allowedLibraries().contains(dependency))
         return std::nullopt;
-    // A warning: the device has it today, and the application runs until a later system lacks it.
+    // A warning: today's devices have it, and the application runs until a later system lacks it.
     for (const auto list : {&Config::unstableRequires, &Config::unstableLibraries,
                             &Config::deprecatedRequires, &Config::deprecatedLibraries})
         if ((config.*list)().contains(dependency))

@@ -10,16 +10,15 @@ namespace Validator {
 
 namespace {
 
-/// Files are root's: a program with the first of these would have root's rights, whoever starts it.
+/// Files are root's: a program with the first bit would run with root's rights for every user.
 constexpr unsigned specialBits = S_ISUID | S_ISGID | S_ISVTX;
-/// What others may write, another application could change under this one.
+/// Another application could change a file that others may write.
 constexpr unsigned foreignWriteBits = S_IWGRP | S_IWOTH;
 
-/// Held against the ends of whole paths: of a directory ".git" the entry of its own is found, and not what
-/// lies in it.
+/// Compared with the ends of whole paths: this finds the entry of a directory ".git", and not its content.
 constexpr std::string_view forbiddenEndings[] = {".git", ".svn", ".hg", ".bzr", ".cvs", ".DS_Store", ".swp"};
 
-/// Whether libraries of all packages lie side by side in a directory, or each package has one of its own.
+/// Whether a directory is for libraries of all packages, or each package has one of its own.
 enum class Ends { Here, InPackageName };
 
 struct LibraryDirectory {
@@ -27,7 +26,7 @@ struct LibraryDirectory {
     Ends ends;
 };
 
-/// Where a package may have executable files that are libraries.
+/// The directories in which a package may have executable libraries.
 constexpr LibraryDirectory libraryDirectories[] = {
     {"/usr/lib/3rdparty/", Ends::InPackageName},
     {"/usr/share/", Ends::InPackageName},
@@ -48,7 +47,7 @@ bool mayBeExecutable(std::string_view path, std::string_view name) {
     // No slash after the name in /usr/bin: programs of background tasks are called NAME.SUFFIX.
     if (beginsWith(path, {"/usr/bin/", name}) || beginsWith(path, {"/usr/libexec/", name, "/"}))
         return true;
-    // Anywhere in the path, as versions stand after: "libnotes.so.1.2".
+    // Anywhere in the path, since versions may follow: "libnotes.so.1.2".
     return path.find(".so") != std::string_view::npos &&
            std::ranges::any_of(libraryDirectories, [&](const LibraryDirectory &directory) {
                return isBelow(path, directory, name);
@@ -58,7 +57,7 @@ bool mayBeExecutable(std::string_view path, std::string_view name) {
 void checkWritable(const HeaderCheck &check, const FileInfo &file) {
     if ((file.mode & foreignWriteBits) == 0)
         return;
-    // A profile's name stands for what its lists cannot say; see small-profiles.cpp.
+    // By the profile's name: its lists cannot express this (small-profiles.cpp).
     const PathRule rule = check.config.name() == "auth" ? PathRule::TolerablyWritable : PathRule::Writable;
     check.logger.log(rule, {file.path, S_ISDIR(file.mode) ? "directory" : "file"});
 }
@@ -66,12 +65,11 @@ void checkWritable(const HeaderCheck &check, const FileInfo &file) {
 void checkRegularFile(const HeaderCheck &check, const FileInfo &file) {
     if ((file.mode & specialBits) != 0)
         check.logger.log(PathRule::SpecialBits, {file.path});
-    // The owner's bit, by which the checker of programs picks its files as well: what is refused nowhere here
-    // is looked into there.
+    // The owner's bit, like the checker of programs: that reads each executable file that passes here.
     if ((file.mode & S_IXUSR) != 0 && !mayBeExecutable(file.path, check.meta.name()))
         check.logger.log(PathRule::NotExecutableHere, {file.path});
     checkWritable(check, file);
-    // By name, as the header has it: which numbers the names get is a matter of the device.
+    // By the header's name: the device decides the number.
     if (file.user != "root")
         check.logger.log(PathRule::UserNotRoot, {file.path});
     if (file.group != "root")
@@ -80,8 +78,8 @@ void checkRegularFile(const HeaderCheck &check, const FileInfo &file) {
 
 void checkByKind(const HeaderCheck &check, const FileInfo &file) {
     switch (file.mode & S_IFMT) {
-    // The other bits and the owners of directories and links are not asked for: directories are made anew
-    // with their permissions alone, and links have none.
+    // Other bits and the owners of directories and links do not matter: directories are made anew with just
+    // their permissions, and links have none.
     case S_IFDIR:
         return checkWritable(check, file);
     case S_IFREG:
@@ -89,8 +87,8 @@ void checkByKind(const HeaderCheck &check, const FileInfo &file) {
     case S_IFLNK:
         return checkLink(check, file);
     default:
-        // A device, a pipe or a socket. The text is about attributes; texts and ids of findings do not
-        // change.
+        // A device, a pipe or a socket. The text wrongly speaks of attributes, but texts and ids of findings
+        // never change.
         check.logger.log(PathRule::UnknownKind, {file.path});
     }
 }
@@ -107,7 +105,7 @@ void checkFile(const HeaderCheck &check, const FileInfo &file) {
 
 void checkEmptyDirectories(const HeaderCheck &check) {
     for (const FileInfo &file : check.meta.files()) {
-        // With the slash, lest "/a/bc" counts as something in "/a/b".
+        // With the slash: "/a/bc" must not count as an entry in "/a/b".
         const std::string below = file.path.ends_with('/') ? file.path : file.path + '/';
         if (S_ISDIR(file.mode) && !check.meta.holdsBelow(below))
             check.logger.log(PathRule::EmptyDirectory, {file.path});

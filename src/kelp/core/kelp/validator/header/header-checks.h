@@ -9,7 +9,7 @@
 
 namespace Validator {
 
-/// What every check of a package's header works with.
+/// The data of every check of a package's header.
 struct HeaderCheck {
     const RpmMeta &meta;
     const Config &config;
@@ -18,9 +18,10 @@ struct HeaderCheck {
 
 // The capabilities that a package names (dependency-checks.cpp). Each reports in the order of the header.
 
-/// A package provides what its profile demands, names of its own, its application and handlers of MIME types.
+/// A package may provide its profile's required name, names of its own, its application and handlers of MIME
+/// types.
 void checkProvides(const HeaderCheck &check);
-/// A package conflicts with what its profile demands, and nothing else.
+/// A package may conflict with its profile's required name, and nothing else.
 void checkConflicts(const HeaderCheck &check);
 /// A package obsoletes nothing.
 void checkObsoletes(const HeaderCheck &check);
@@ -36,10 +37,10 @@ void checkEmptyDirectories(const HeaderCheck &check);
 
 // The symbolic links of the file list (link-checks.cpp).
 
-/// A symbolic link of a package leads to an entry of the same package. The target is resolved by its words
-/// alone: "../" at its beginning is followed, "./" and ".." further on are names like any other.
+/// A symbolic link of a package leads to an entry of the same package. The target is resolved by its text
+/// alone: "../" at the beginning is followed; later "./" and ".." count as names.
 void checkLink(const HeaderCheck &check, const FileInfo &link);
-/// Whether checkLink() has nothing against where the link leads.
+/// Whether checkLink() accepts the link's target.
 bool leadsIntoPackage(const RpmMeta &meta, std::string_view path, std::string_view target);
 
 } // namespace Validator

@@ -10,7 +10,7 @@
 
 namespace Validator {
 
-/// The findings on what a package's header declares. The words after say what the arguments are.
+/// The findings on a package's header. The words after each name its arguments.
 enum class PathRule : std::uint32_t {
     NotReverseDomain = 0,
     UnstableDependency = 1,  ///< dependency
@@ -44,10 +44,10 @@ void appendHeaderFindings(std::vector<CatalogueEntry> &all);
 
 class Config;
 
-/// The vendor that is tolerated for packages that have it already: who made a package, its signature tells.
+/// A vendor that is tolerated in existing packages: the signature tells the maker.
 constexpr std::string_view discouragedVendor = "ondine";
 
-/// Appends what the header of a package is held against beyond the lists of its profile.
+/// Appends the rules on headers beyond the lists of the profile.
 void appendHeaderRules(Rules &rules, const Config &config); // dependency-checks.cpp
 void appendFileRules(Rules &rules);                         // file-checks.cpp
 

@@ -11,16 +11,16 @@ std::string_view parentOf(std::string_view path) {
     return path.substr(0, path.rfind('/'));
 }
 
-/// The path in the package to which a link at `path` leads. Takes the leading "../" off a relative target.
-/// By the words alone: a link of the machine on which the package is judged must not change a verdict.
+/// The path in the package to which a link at `path` leads. Takes the leading "../" off a relative target. By
+/// the text alone: a link of the judging machine must not change a verdict.
 std::string resolve(std::string_view path, std::string_view &target) {
     std::string_view directory = parentOf(path);
     if (target.empty())
         return std::string(directory);
     if (target.starts_with('/'))
         return std::string(target);
-    // More of them than there are directories end at the root, as for the kernel. A ".." further on could
-    // only match an entry whose own path is not plain, which is never unpacked.
+    // Surplus ones end at the root, as for the kernel. A later ".." could only match an entry with such a
+    // path, which is never unpacked.
     for (; target.starts_with(upward); target.remove_prefix(upward.size()))
         directory = parentOf(directory);
     std::string resolved(directory);
@@ -34,10 +34,10 @@ bool leadsIntoPackage(const RpmMeta &meta, std::string_view path, std::string_vi
 }
 
 void checkLink(const HeaderCheck &check, const FileInfo &link) {
-    // A note at every link: it is judged by what it leads to, also where makers do not expect that.
+    // A note at every link: makers may not expect that it is judged by its target.
     check.logger.log(PathRule::SymbolicLink, {link.path});
     std::string_view target = link.linkTarget;
-    // Takes the leading "../" off the target, and the message has what is left, as it always had.
+    // Takes the leading "../" off the target; as always the message names only the rest.
     if (!check.meta.holds(resolve(link.path, target)))
         check.logger.log(PathRule::ForbiddenLinkTarget, {link.path, target});
 }

@@ -20,7 +20,7 @@ namespace {
 
 using namespace std::string_view_literals;
 
-/// With its end, as ".rodata.str" is another section.
+/// With its end: ".rodata.str" is another section.
 constexpr auto rodataName = ".rodata\0"sv;
 
 unsigned char identAt(std::string_view bytes, std::size_t index) {
@@ -49,7 +49,8 @@ ElfEncoding encodingOf(std::string_view bytes) {
     }
 }
 
-/// What libelf gave, or nothing. Without the memory to read a file, it would be one without sections.
+/// libelf's result, or nothing. Raises for a lack of memory: otherwise the file would seem to have no
+/// sections.
 template<class Result, class Read>
 Result *unlessOutOfMemory(const Read &read) {
     errno = 0;
@@ -64,7 +65,7 @@ bool readHeader(Elf_Scn *section, GElf_Shdr &header) {
     return unlessOutOfMemory<GElf_Shdr>([&] { return gelf_getshdr(section, &header); }) != nullptr;
 }
 
-/// By its own bytes, before libelf sees them, which also takes archives.
+/// Checks the bytes before libelf does: that also accepts archives.
 bool isElf(std::string_view bytes) {
     if (bytes.size() < EI_NIDENT || !bytes.starts_with(ELFMAG) || identAt(bytes, EI_VERSION) != EV_CURRENT)
         return false;
@@ -80,7 +81,7 @@ bool isElf(std::string_view bytes) {
 
 /// The bytes of a section, or nothing when the file does not hold them all.
 std::optional<std::string_view> contentOf(std::string_view file, const GElf_Shdr &header) {
-    // Held against what is left, since offset and size together may wrap around.
+    // Compared with the rest of the file: offset and size together may overflow.
     if (header.sh_type == SHT_NOBITS || header.sh_offset > file.size() ||
         header.sh_size > file.size() - header.sh_offset)
         return std::nullopt;
@@ -94,10 +95,10 @@ std::optional<std::string_view> contentOf(std::string_view file, Elf *elf, std::
     return contentOf(file, header);
 }
 
-/// Of libraries and the like in one file, which those who ask keep.
+/// The most libraries and the like in one file, since callers keep them.
 constexpr std::size_t mostTexts = 0x10000;
 
-/// What one walk may read: the sections of a sound file do not overlap.
+/// The bound of one walk: the sections of a sound file do not overlap.
 struct Budget {
     explicit Budget(std::size_t fileSize) : entries(fileSize), text(fileSize) {}
 
@@ -106,7 +107,7 @@ struct Budget {
     bool isExceeded = false;
 
     bool take(std::size_t &allowance, std::size_t amount) {
-        // Exceeded once is exceeded for good: a smaller amount after a large one must not be read either.
+        // Exceeded for good: a smaller amount after a large one must not be read either.
         isExceeded = isExceeded || amount > allowance;
         if (!isExceeded)
             allowance -= amount;
@@ -114,8 +115,8 @@ struct Budget {
     }
 };
 
-/// The names that one walk has read, by their places in the file: linkers give one string to all symbols of a
-/// name, so that it counts once.
+/// The names that one walk has read, by their places in the file. Linkers share one string among symbols of a
+/// name, so it counts once.
 class ReadNames {
 public:
     explicit ReadNames(std::size_t fileSize) : fileSize_(fileSize) {}
@@ -130,7 +131,7 @@ public:
     }
 
     void add(std::size_t place, std::size_t size) {
-        // In a file beyond the bound a name counts as often as it is read: it has room for that.
+        // In a larger file a name counts each time it is read: its budget allows that.
         if (fileSize_ > largestFile)
             return;
         isRead_.resize(fileSize_);
@@ -145,7 +146,7 @@ private:
 
     std::size_t fileSize_;
     std::vector<bool> isRead_;
-    std::unordered_map<std::size_t, std::size_t> longNames_; ///< Of which nobody looks for the end again.
+    std::unordered_map<std::size_t, std::size_t> longNames_; ///< Names whose end need not be searched again.
 };
 
 /// The strings of one string table.
@@ -164,7 +165,7 @@ public:
         const std::size_t place = place_ + offset;
         if (read_.contains(place))
             return readBefore(place, offset);
-        // The search for the end is within the budget as well: a million names without one would each run
+        // The search for the end counts against the budget too: a million names without an end would each run
         // through the whole table.
         const std::string_view rest = table_.substr(offset, budget_.text + 1);
         const std::size_t end = passage_.find(rest, '\0');
@@ -176,7 +177,7 @@ public:
     }
 
 private:
-    /// Of another table maybe, which ends later.
+    /// Maybe read from another table, which ends later.
     std::string_view readBefore(std::size_t place, std::uint64_t offset) const {
         const std::string_view rest = table_.substr(offset);
         const auto known = read_.sizeOfLong(place);
@@ -197,19 +198,19 @@ struct EntryKind {
     std::size_t size; ///< Of an entry in this file's class, in bytes.
 };
 
-/// Calls `visit(header, content)` for each section of the kind whose content is there, until the budget is
-/// exceeded or it answers true.
+/// Calls `visit(header, content)` for each section of the kind with content in the file, until the budget is
+/// exceeded or it returns true.
 template<class Visit>
 void walkSections(std::string_view file, Elf *elf, const EntryKind &kind, Budget &budget,
                   const Visit &visit) {
-    // Without a handle, for a file that libelf refuses, there is no section.
+    // A file that libelf refuses has no handle, and so no sections.
     for (Elf_Scn *section = nullptr; (section = elf_nextscn(elf, section)) != nullptr;) {
         GElf_Shdr header;
         if (!readHeader(section, header) ||
             std::ranges::find(kind.sectionTypes, header.sh_type) == kind.sectionTypes.end())
             continue;
         const auto content = contentOf(file, header);
-        // Smaller entries are not what the type says, and none at all would be walked without end.
+        // Smaller entries do not fit the type, and entries of size zero would never end.
         if (!content || header.sh_entsize < kind.size)
             continue;
         if (!budget.take(budget.entries, content->size()) || visit(header, *content))
@@ -217,7 +218,7 @@ void walkSections(std::string_view file, Elf *elf, const EntryKind &kind, Budget
     }
 }
 
-/// Calls `visit(entry bytes, names of the section)` for each entry until it answers true. Returns whether the
+/// Calls `visit(entry bytes, names of the section)` for each entry until it returns true. Returns whether the
 /// file went over its budget.
 template<class Visit>
 bool walk(const MappedFile &file, Elf *elf, const EntryKind &kind, const Visit &visit) {
@@ -226,7 +227,7 @@ bool walk(const MappedFile &file, Elf *elf, const EntryKind &kind, const Visit &
     ReadNames read(bytes.size());
     walkSections(bytes, elf, kind, budget, [&](const GElf_Shdr &header, std::string_view content) {
         const Names names(file, contentOf(bytes, elf, header.sh_link).value_or(""sv), budget, read);
-        // By the size that the section gives, which may be more than the part that is read.
+        // By the section's entry size, which may be larger than the part that is read.
         for (; content.size() >= header.sh_entsize; content.remove_prefix(header.sh_entsize)) {
             if (visit(content, names) || budget.isExceeded)
                 return true;
@@ -239,8 +240,8 @@ bool walk(const MappedFile &file, Elf *elf, const EntryKind &kind, const Visit &
 
 /// Whether the sections alone, entries unread, go over the budget.
 bool claimsTooMuch(std::string_view file, Elf *elf) {
-    // Known before any walk: a section as large as the file, in front of the others, would use up what may be
-    // read and hide the libraries after it. Sections count whatever the size of their entries.
+    // Checked before any walk: a first section as large as the file would use up the budget and hide the
+    // libraries after it. Sections of any entry size count.
     for (const EntryKind &kind : {EntryKind{{SHT_SYMTAB, SHT_DYNSYM}, 1}, EntryKind{{SHT_DYNAMIC}, 1}}) {
         Budget budget(file.size());
         walkSections(file, elf, kind, budget, [](const GElf_Shdr &, std::string_view) { return false; });
@@ -265,7 +266,7 @@ Entry translated(Elf *elf, std::string_view raw, Elf_Type type) {
     return entry;
 }
 
-/// The values of other tags are addresses and numbers, which mean nothing as places of a string.
+/// Other tags' values are addresses and numbers, not places of strings.
 bool hasText(std::uint64_t tag) {
     return tag == DT_NEEDED || tag == DT_SONAME || tag == DT_RPATH || tag == DT_RUNPATH;
 }
@@ -298,10 +299,10 @@ std::shared_ptr<IElfReader> ElfReader::create(const std::filesystem::path &path)
     auto file = MappedFile::open(path);
     if (!file || !isElf(file->bytes()))
         return nullptr;
-    // libelf refuses everything before it has been told the version.
+    // libelf refuses everything until the version is set.
     elf_version(EV_CURRENT);
-    // The image is only read: libelf's type just lacks the word. A file that libelf refuses, as one of
-    // unknown byte order, is a file without sections.
+    // The image is only read: libelf's type just lacks the const. A file that libelf refuses, such as one of
+    // unknown byte order, has no sections.
     char *image = const_cast<char *>(file->bytes().data());
     Handle elf(unlessOutOfMemory<Elf>([&] { return elf_memory(image, file->bytes().size()); }));
     if (elf && elf_kind(elf.get()) != ELF_K_ELF)
@@ -327,7 +328,7 @@ bool ElfReader::isValid() const {
 }
 
 void ElfReader::forEachSymbol(const std::function<bool(const ElfSymbol &)> &visit) const {
-    // A file that is over its budget is not read any more: it is refused, whatever else it holds.
+    // A file over its budget is not read further: it is refused anyway.
     const auto walkAll = elfClass_ == ElfClass::Bits32 ? walkSymbols<Elf32_Sym> : walkSymbols<Elf64_Sym>;
     isOverBudget_ = isOverBudget_ || walkAll(*file_, elf_.get(), visit);
 }

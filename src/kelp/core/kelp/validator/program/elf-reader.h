@@ -9,21 +9,20 @@ struct Elf;
 
 namespace Validator {
 
-/// Reads ELF files (elf(5)) of either word size and byte order, whatever the machine's own are.
+/// Reads ELF files (elf(5)) of either word size and byte order, on any machine.
 ///
-/// Nothing in the file is trusted, and reading fails for lack of memory alone, which is raised. Section
-/// headers that do not lie within the file make a file without sections; a section whose bytes do not all lie
-/// within the file, or whose entries are too small to be what the section's type says, is skipped; a name
-/// that is not terminated within its string table is empty.
+/// Trusts nothing in the file. Reading fails, and raises, only for a lack of memory. Section headers that do
+/// not lie within the file make a file without sections; a section that is not whole within the file, or
+/// whose entries are too small for its type, is skipped; a name without an end in its string table is empty.
 ///
 /// The sections of a sound file do not overlap. So one walk over symbols or dynamic entries reads no more
-/// bytes of entries, and of names, than the file has. A file that asks for more, such as one that points a
-/// thousand sections at the same megabytes, is not valid from the moment on at which that is known: when it
-/// is opened for the size of the sections, and after the walk for the names. What is left is not read.
+/// bytes of entries, and of names, than the file has. A file that asks for more, such as one with a thousand
+/// sections at the same megabytes, becomes invalid once that is known: at the opening for the size of
+/// sections, after the walk for names. The rest is not read.
 class ElfReader final : public IElfReader {
 public:
-    /// The reader of the file at `path`. Empty when it is no regular file, is no ELF file of 32 or 64 bits
-    /// and version 1, or ends within the ELF header. Raises as MappedFile::open() does.
+    /// The reader of the file at `path`. Empty for anything but a regular ELF file of 32 or 64 bits and
+    /// version 1, and for one that ends within the ELF header. Raises as MappedFile::open() does.
     static std::shared_ptr<IElfReader> create(const std::filesystem::path &path);
 
     bool isValid() const override;
@@ -43,7 +42,7 @@ private:
     ElfReader(std::shared_ptr<const MappedFile> file, Handle elf);
 
     std::shared_ptr<const MappedFile> file_;
-    Handle elf_; ///< Of the mapped bytes, so it goes before them.
+    Handle elf_; ///< Uses the mapped bytes, so it must end before them.
     ElfClass elfClass_ = ElfClass::Unknown;
     ElfEncoding elfEncoding_ = ElfEncoding::Unknown;
     mutable bool isOverBudget_ = false; ///< Known before a walk, or found in one.

@@ -21,20 +21,20 @@ constexpr std::string_view mainBinaries = "/usr/bin/";
 constexpr std::string_view profileWithoutBinary = "pwa";
 constexpr std::string_view vitrineImport = "Halyard.Vitrine 1.0";
 
-/// By the bits of the unpacked file, which are those of the package while it is judged.
+/// By the unpacked file's bits: while it is judged they are the package's.
 bool isOwnerExecutable(const std::string &path) {
     const struct stat status = statusOf(path);
     return S_ISREG(status.st_mode) && (status.st_mode & S_IXUSR) != 0;
 }
 
-/// The libraries that a file links and that are not among the allowed ones, each once, in the file's order.
-/// The views live as long as the reader.
+/// The linked libraries of a file that are not allowed, each once, in the file's order. The views live as
+/// long as the reader.
 std::vector<std::string_view> foreignLibraries(const IElfReader &reader,
                                                const Configuration::PatternSet &allowed) {
     std::vector<std::string_view> foreign;
     std::unordered_set<std::string_view> seen;
     reader.forEachDynamicEntry([&](const ElfDynamicSection &entry) {
-        // Each name is held against the expressions once, however often a hostile file repeats it.
+        // Matches each name once, even if a hostile file repeats it.
         if (entry.tag == DT_NEEDED && seen.insert(entry.value).second && !allowed.contains(entry.value))
             foreign.push_back(entry.value);
         return false;
@@ -48,8 +48,7 @@ Executable::Executable(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> co
                        std::shared_ptr<Logger> logger) :
     ValidatorBase(std::move(meta), std::move(config), std::move(logger)) {}
 
-/// The main binary also where it is not executable, so that one that lacks the bits does not count as
-/// missing.
+/// Takes the main binary even if it is not executable: without the bits it must not count as missing.
 bool Executable::canValidate(const std::string &path, const std::string &realPath) {
     return path == std::string(mainBinaries) + meta_->name() || isOwnerExecutable(realPath);
 }
@@ -58,7 +57,7 @@ void Executable::validate(const std::string &path, const std::string &realPath) 
     remember(path, realPath);
     const Common::FileIdentity identity = Common::identityOf(statusOf(realPath));
     const auto known = contents_.find(identity);
-    // Twenty thousand names of one large file would otherwise have it read as many times.
+    // Otherwise a large file with twenty thousand names would be read as many times.
     if (known != contents_.end() && !isMainBinary())
         judgePlace(known->second);
     else
@@ -73,7 +72,7 @@ Executable::Content Executable::judgeWhole() {
         checkRpath();
         checkElfTabs();
     }
-    // After the walks above: a file that goes over the reader's budget in them is not valid from then on.
+    // After the walks above: a file that exceeds the reader's budget in them is invalid from then on.
     const Content content = reader_ && reader_->isValid() ? Content::Elf : Content::NotValid;
     judgePlace(content);
     if (reader_)
@@ -87,7 +86,7 @@ void Executable::judgePlace(Content content) const {
         return;
     }
     logger_->setFlag(ValidatorFlag::ElfSeen, true);
-    // A warning: on a device of its architecture the program runs all the same.
+    // A warning: on a device of its architecture the program still runs.
     if (meta_->architecture() == "noarch")
         logger_->log(ExecutableRule::ArchitectureSpecific);
     if (isOwnerExecutable(realPath_))
@@ -99,7 +98,7 @@ bool Executable::isMainBinary() const {
 }
 
 void Executable::checkLocation() const {
-    // With whatever stands after the name: programs of tasks lie there as NAME.SUFFIX.
+    // With any text after the name: programs of tasks are named NAME.SUFFIX there.
     if (path_.find(config_->binDir() + meta_->name()) != std::string::npos)
         logger_->setFlag(ValidatorFlag::MainBinaryExecutable, true);
     else if (!path_.starts_with(config_->libexecDir() + meta_->name() + '/') &&
@@ -118,7 +117,7 @@ void Executable::checkLibraries() const {
     });
     std::ranges::sort(libraries);
     for (const std::string_view library : libraries) {
-        // Found only by way of an rpath, for which finish() asks then.
+        // Found only through an rpath, which finish() then requires.
         if (isShippedLibrary(library, *meta_, config_->shareDir()))
             logger_->setFlag(ValidatorFlag::ShippedLibraryUsed, true);
         else
@@ -135,7 +134,7 @@ void Executable::checkRpath() const {
 }
 
 void Executable::checkElfTabs() const {
-    // Kept here and set after the walk: a program may have a million symbols, and flags are looked up.
+    // Set only after the walk: setting a flag takes a look-up, and a program may have a million symbols.
     bool startSeen = false;
     bool mainSeen = false;
     bool otherSeen = false;
@@ -157,12 +156,12 @@ void Executable::checkElfTabs() const {
 }
 
 void Executable::scanEmbeddedImports() const {
-    // Each as soon as it is found: data of nothing but imports would else be kept as a whole.
+    // Judged as soon as it is found: otherwise data full of imports would be kept as a whole.
     const auto judge = [this](const QmlImport &embedded) {
         const std::string import = std::string(embedded.module) + ' ' + std::string(embedded.version);
         if (import == vitrineImport)
             logger_->setFlag(ValidatorFlag::ImportsVitrine, true);
-        // A note and no more: text that looks like an import may be a message or a template.
+        // Only a note: text that looks like an import may be a message or a template.
         if (!config_->allowedQmlImports().contains(import))
             logger_->log(QmlRule::EmbeddedImport, {import});
     };
@@ -193,8 +192,8 @@ void Executable::finishMainBinary() const {
 void Executable::finishSymbols() const {
     if (!logger_->getFlag(ValidatorFlag::MainBinarySeen))
         return;
-    // The booster of Vitrine calls main(), others start a program that lacks it in the ordinary way. A
-    // program without other symbols shows nothing about main().
+    // Vitrine's booster calls main(); others start a program without it in the ordinary way. A program
+    // without other symbols tells nothing about main().
     const bool isStrict =
         logger_->getFlag(ValidatorFlag::OtherSymbolSeen) && logger_->getFlag(ValidatorFlag::ImportsVitrine);
     if (!logger_->getFlag(ValidatorFlag::LibcStartMainSeen))
@@ -206,7 +205,7 @@ void Executable::finishSymbols() const {
 void Executable::finishRpath() const {
     const bool isPresent = logger_->getFlag(ValidatorFlag::RpathPresent);
     if (!isPresent) {
-        // Its own libraries would not be found; those of the system are, without an rpath.
+        // Without an rpath the loader finds the system's libraries, but not the package's own.
         const bool needsNone = !logger_->getFlag(ValidatorFlag::ShippedLibraryUsed);
         logger_->setFlag(ValidatorFlag::RpathAcceptable, needsNone);
         logger_->log(ExecutableRule::RpathEmpty);

@@ -9,13 +9,12 @@ namespace Validator {
 
 class IElfReader;
 
-/// Checks the programs and libraries of a package: whether the main binary is there and where it belongs,
-/// what it links, where it looks for libraries, whether it exports what the launcher's booster calls, and
-/// which QML modules are imported by QML that was compiled in.
+/// Checks the programs and libraries of a package: the presence and place of the main binary, its libraries
+/// and its search path for them, its exports for the launcher's booster, and the imports of compiled-in QML.
 ///
-/// A file that is no ELF file is a finding, one that cannot be read is an exception. The time for a file
-/// grows with its size and not with the package's. A file with several names is read under the first one
-/// alone; what is judged of the others is their place.
+/// A file that is not ELF is a finding; an unreadable file is an exception. The time for a file grows with
+/// its size, not with the package's. A hard-linked file is read once, under its first name; for the other
+/// names only the place is judged.
 class Executable final : public ValidatorBase<IValidator> {
 public:
     Executable(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config, std::shared_ptr<Logger> logger);
@@ -30,7 +29,7 @@ public:
     void finish() override;
 
 private:
-    /// What the judgement of a further name needs to know of a file that was read already.
+    /// The result for a file that was read, kept for its further names.
     enum class Content { NotValid, Elf };
 
     Content judgeWhole();
@@ -45,7 +44,7 @@ private:
     void finishSymbols() const;
     void finishRpath() const;
 
-    std::shared_ptr<IElfReader> reader_; ///< Of the file in hand.
+    std::shared_ptr<IElfReader> reader_; ///< Of the present file.
     std::map<Common::FileIdentity, Content> contents_;
 };
 

@@ -31,16 +31,15 @@ struct ElfDynamicSection {
 
 /// An entry of a symbol table. The view lives as long as the reader that gave it.
 struct ElfSymbol {
-    std::string_view name; ///< Empty where the file gives no readable name.
+    std::string_view name; ///< Empty if the file has no readable name.
 };
 
-/// What the rules ask of an ELF file.
+/// The facts of an ELF file that the rules need.
 class IElfReader {
 public:
     virtual ~IElfReader() = default;
 
-    /// Whether word size and byte order are ones that the platform runs: a well-formed big-endian file is
-    /// not valid.
+    /// Whether the platform runs its word size and byte order: a well-formed big-endian file is not valid.
     virtual bool isValid() const = 0;
 
     virtual ElfEncoding encoding() const = 0;
@@ -49,17 +48,17 @@ public:
     virtual const std::string &rpath() const = 0;
 
     /// Calls `visit` for every entry of every symbol table, static and dynamic, in the order of the file's
-    /// sections, until it answers true.
+    /// sections, until it returns true.
     virtual void forEachSymbol(const std::function<bool(const ElfSymbol &)> &visit) const = 0;
 
     /// The same for the entries of the dynamic sections.
     virtual void forEachDynamicEntry(const std::function<bool(const ElfDynamicSection &)> &visit) const = 0;
 
-    /// The bytes of the section ".rodata" as they lie in the file, compressed ones too. Empty when there is
-    /// none. The view lives as long as the reader.
+    /// The raw bytes of the section ".rodata", also if compressed. Empty when there is none. The view lives
+    /// as long as the reader.
     virtual std::string_view rodata() const = 0;
 
-    /// Through the bytes of the file, for whoever reads that section.
+    /// A passage through the file's bytes, for reading that section.
     virtual Passage passage() const = 0;
 };
 

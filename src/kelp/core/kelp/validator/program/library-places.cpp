@@ -39,8 +39,8 @@ bool isAllowed(std::string_view directory, const Places &places) {
 }
 
 constexpr std::string_view thirdPartyDirectory = "/usr/lib/3rdparty/";
-/// Few places by full paths, and not a search for the name: a program may need thousands of libraries, and a
-/// package have fifty thousand files.
+/// A few full paths instead of a search for the name: a program may need thousands of libraries, and a
+/// package may have fifty thousand files.
 constexpr std::string_view shareFolders[] = {"lib/", "libs/", "lib/qmlplugins/", "libs/qmlplugins/"};
 constexpr std::string_view thirdPartyFolders[] = {"", "lib/", "qmlplugins/", "lib/qmlplugins/"};
 
@@ -68,7 +68,7 @@ bool isAllowedRpath(std::string_view rpath, const std::string &package) {
 }
 
 bool isShippedLibrary(std::string_view library, const RpmMeta &package, const std::string &shareDirectory) {
-    // By the list of files, as the library may be unpacked after the program that needs it.
+    // By the list of files: the library may be unpacked after its program.
     const std::string own = package.name() + '/';
     return isIn(shareDirectory + own, shareFolders, library, package) ||
            isIn(std::string(thirdPartyDirectory) + own, thirdPartyFolders, library, package);

@@ -12,15 +12,14 @@ class RpmMeta;
 // Where a program finds libraries.
 
 /// Whether each directory of an rpath, a list joined by ":", lies where a package of that name may have its
-/// libraries. White space around a directory does not count, and an empty directory is none.
+/// libraries. White space around a directory does not count; an empty directory is ignored.
 bool isAllowedRpath(std::string_view rpath, const std::string &package);
 
-/// Whether a package ships the library of that file name in one of the directories in which it may have
-/// libraries of its own. `shareDirectory` is where the system keeps the data of packages, with its final
-/// slash. Takes the same time whatever the size of the package.
+/// Whether a package ships a library of that file name in one of its own directories of libraries.
+/// `shareDirectory` is the system's directory of packages' data, with its final slash. Takes constant time.
 bool isShippedLibrary(std::string_view library, const RpmMeta &package, const std::string &shareDirectory);
 
-/// Appends where a program of a package may look for libraries, and where a package may ship them.
+/// Appends the places where programs may look for libraries, and where packages may ship them.
 void appendLibraryRules(Rules &rules);
 
 } // namespace Validator

@@ -14,10 +14,10 @@ namespace Validator {
 
 namespace {
 
-/// The home of the first user on some devices; on others a program that has it built in finds nothing.
+/// The home of the first user on some devices; a program with this path finds nothing on others.
 constexpr std::string_view hardcodedPath = "/home/defaultuser";
 
-/// To search a smaller file again takes less time than to find the answer.
+/// A smaller file is searched again faster than its answer is found.
 constexpr std::size_t remembered = 0x10000;
 
 bool isHardcodedIn(const MappedFile &file) {
@@ -33,7 +33,7 @@ struct Place {
     bool isAllowed; ///< Whether the profile lists the path.
 };
 
-/// A script would be run without anybody having looked at what it runs.
+/// A script would run without a check of its commands.
 bool isValidElfOrDirectory(const std::string &realPath) {
     if (S_ISDIR(statusOf(realPath).st_mode))
         return true;
@@ -61,8 +61,7 @@ struct LocationRule {
     void (*judge)(const Place &, Logger &);
 };
 
-/// The first rule that applies judges. Where no slash stands after the package's name, longer names pass
-/// too.
+/// The first matching rule judges. Without a slash after the package's name, longer names pass too.
 constexpr LocationRule locationRules[] = {
     {[](const Place &p) {
          return beginsWith(p.path, {"/usr/share/", p.name});
@@ -83,10 +82,10 @@ constexpr LocationRule locationRules[] = {
      },
      pass},
     {[](const Place &p) { return p.path == p.config.libexecDir() + p.name; }, pass},
-    // Whether it is the organisation's own directory, the checker of the desktop file says at the end, if
-    // there is such a file.
+    // The checker of the desktop file, if there is one, checks at the end that it is the organisation's own
+    // directory.
     {[](const Place &p) { return p.path.starts_with("/usr/share/common/"); }, pass},
-    // In front of the profile's list, which takes what lies in /usr/bin and so the second form as well.
+    // Before the profile's list, which allows paths in /usr/bin, and so the second form.
     {[](const Place &p) { return p.path == "/usr/bin" || p.path == "/usr/bin/"; }, refuseBinDirectory},
     {[](const Place &p) { return p.path.starts_with("/usr/lib/debug"); }, refuseDebugFile},
     {[](const Place &p) { return p.path.starts_with("/usr/src/debug"); }, refuseDebugFile},
@@ -94,7 +93,7 @@ constexpr LocationRule locationRules[] = {
          return beginsWith(p.path, {p.config.libexecDir(), p.name, "/"});
      },
      requireElf},
-    // After all that have a finding of their own, which would else be lost for a profile that lists more.
+    // After all rules with findings of their own: a profile with a longer list would lose those.
     {[](const Place &p) { return p.isAllowed; }, pass},
     {[](const Place &) { return true; }, refuse},
 };
@@ -118,7 +117,7 @@ void Path::checkLocation() const {
 }
 
 void Path::checkContent() {
-    // Directories cannot be mapped; files can be read by their owner as long as they are judged.
+    // Directories cannot be mapped; files stay readable while they are judged.
     const auto file = MappedFile::open(realPath_);
     if (file && holdsHardcodedPath(*file))
         logger_->log(ContentRule::HardcodedPath, {path_});
@@ -127,7 +126,7 @@ void Path::checkContent() {
 bool Path::holdsHardcodedPath(const MappedFile &file) {
     if (file.bytes().size() < remembered)
         return isHardcodedIn(file);
-    // Twenty thousand names of one large file would otherwise have it searched as many times.
+    // Otherwise a large file with twenty thousand names would be searched as many times.
     const auto [found, isNew] = isHardcodedIn_.try_emplace(file.identity());
     if (isNew)
         found->second = isHardcodedIn(file);

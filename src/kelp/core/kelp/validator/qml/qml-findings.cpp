@@ -4,7 +4,7 @@ namespace Validator {
 
 namespace {
 
-/// Two rules share a text and have ids of their own: only these tell a path of the system from a module.
+/// Two rules share a text: only their ids tell a path of the system from a module.
 constexpr CatalogueEntry catalogue[] = {
     {LogLevel::Warning, "application-type-vitrine-advised",
      "[desktop] X-Pelago-Application-Type should be vitrine-qt5 for apps importing "

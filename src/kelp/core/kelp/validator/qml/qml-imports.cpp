@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::string_view vitrineImport = "Halyard.Vitrine 1.0";
 
-/// What is remembered of judged imports takes a few megabytes at most.
+/// Remembered imports take a few megabytes at most.
 constexpr std::size_t mostRemembered = 10'000;
 constexpr std::size_t longestRemembered = 256;
 
@@ -21,7 +21,7 @@ bool isQuoted(std::string_view import) {
     return import.size() > 1 && import.front() == '"' && import.back() == '"';
 }
 
-/// Of a text that isQuoted() accepts, two quotes at least.
+/// For a text that isQuoted() accepts: it has at least two quotes.
 std::string_view targetOf(std::string_view quoted) {
     return quoted.substr(1, quoted.size() - 2);
 }
@@ -45,7 +45,7 @@ bool QmlImports::canValidate(const std::string &path, const std::string &) {
 
 void QmlImports::validate(const std::string &path, const std::string &realPath) {
     remember(path, realPath);
-    // An import that is an error fails the files after it as well.
+    // An erroneous import fails all later files as well.
     if (failing_)
         report(failing_->first, failing_->second);
     extractImports();
@@ -73,7 +73,7 @@ void QmlImports::extractImports() {
 
 QmlImports::Imports QmlImports::scan() {
     Imports found;
-    // Each import as soon as it is found: a file of nothing but imports would else be kept as a whole.
+    // Judges each import as soon as it is found: otherwise a file full of imports would be kept as a whole.
     if (const auto file = MappedFile::open(realPath_))
         scanQmlImports(
             file->bytes(), [&](const QmlImport &import) { take(textOf(import), found); }, Passage(*file));
@@ -81,27 +81,27 @@ QmlImports::Imports QmlImports::scan() {
 }
 
 void QmlImports::take(std::string import, Imports &found) {
-    // Of every import, as this one is allowed and so is not kept.
+    // Checked for every import: this one is allowed, and so not kept.
     if (import == vitrineImport)
         logger_->setFlag(ValidatorFlag::ImportsVitrine, true);
     const Objections objections = objectionsTo(import);
     if (!objections.any())
         return;
-    // Beyond what is remembered, one more shows that it was too much.
+    // One above the limit shows that there were too many.
     if (found.size() <= mostRemembered)
         found.emplace(import, objections);
     judge(import, objections);
 }
 
-/// At once, and not when all imports of the file are known: a file of nothing but imports would else be kept
-/// as a whole. Only a relative path waits for what this file and those after it turn out to ship.
+/// Judges at once: otherwise a file full of imports would be kept as a whole. Only a relative path waits for
+/// the files that the package ships.
 void QmlImports::judge(const std::string &import, const Objections &objections) {
     if (isQuoted(import) && !objections.isAbsolute) {
         imports_.emplace(import, objections);
         return;
     }
     report(import, objections);
-    // A repeated line is not printed, so that for the files after this one import stands for all.
+    // Repeated lines are not printed, so one import is enough for the later files.
     if (objections.fail() && !failing_)
         failing_ = {import, objections};
 }
@@ -117,7 +117,7 @@ QmlImports::Objections QmlImports::objectionsTo(const std::string &import) {
     if (const auto found = judged_.find(import); found != judged_.end())
         return found->second;
     const Objections objections{isQuoted(import) && targetOf(import).starts_with('/'), listed(import)};
-    // All at once: a package in which every import differs is hostile, and loses only the saving.
+    // Forgets all at once: a package in which every import differs is hostile, and only loses time.
     if (judged_.size() >= mostRemembered)
         judged_.clear();
     if (import.size() <= longestRemembered)
@@ -125,9 +125,9 @@ QmlImports::Objections QmlImports::objectionsTo(const std::string &import) {
     return objections;
 }
 
-/// A module in no list passes: what the platform does not know is taken for the application's own.
+/// A module in no list passes: the application may ship it.
 std::optional<QmlRule> QmlImports::listed(const std::string &import) const {
-    // Allowed first: the reserved expressions take all versions of all modules of the system.
+    // Allowed first: the reserved expressions match all versions of all system modules.
     if (config_->allowedQmlImports().contains(import))
         return std::nullopt;
     if (config_->unstableQmlImports().contains(import) || config_->deprecatedQmlImports().contains(import))
@@ -142,9 +142,9 @@ void QmlImports::dropShipped() {
     std::erase_if(imports_, [this](const auto &entry) { return isShipped(entry.first); });
 }
 
-/// With today's lists nothing comes here: no row begins with a quote, so that a relative import passes
-/// wherever it leads. The rule stands for a list that objects to such imports, which must not hit those of
-/// files that the package ships. By the words alone, so that a slash at the end makes another path.
+/// With today's lists nothing comes here: no row begins with a quote, so any relative import passes. If a
+/// list objects to such imports, those of shipped files must still pass. Compares texts: a slash at the end
+/// makes another path.
 bool QmlImports::isShipped(const std::string &import) const {
     const auto directory = std::filesystem::path(path_).parent_path();
     const std::string file = (directory / targetOf(import)).lexically_normal().string();

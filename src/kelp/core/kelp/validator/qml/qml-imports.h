@@ -12,17 +12,16 @@
 
 namespace Validator {
 
-/// Holds the imports at the top of a package's QML files against the profile's lists.
+/// Checks the imports at the top of a package's QML files against the profile's lists.
 ///
-/// The imports of one file are judged again with every file after it, so that an import that is an error
-/// fails all of them. Only relative paths to which there is any objection are kept for that, and one import
-/// that fails; so a thousand files take a thousand times as long as one. A file with
-/// several names is read under the first one alone, unless it has thousands of objectionable imports.
+/// An erroneous import fails its file and all later ones. For that only objectionable relative paths and one
+/// failing import are kept, so the time grows linearly with the files. A hard-linked file is read once, under
+/// its first name, unless it has thousands of objectionable imports.
 class QmlImports final : public ValidatorBase<IValidator> {
 public:
     QmlImports(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config, std::shared_ptr<Logger> logger);
 
-    /// What is no file has no imports. Raises as MappedFile::open() does.
+    /// Anything but a file has no imports. Raises as MappedFile::open() does.
     void validate(const std::string &path, const std::string &realPath) override;
 
     /// True for every path that ends in ".qml".
@@ -32,10 +31,10 @@ public:
     void finish() override;
 
 private:
-    /// What there is to object to an import, whichever file states it.
+    /// The objections to an import, in any file.
     struct Objections {
         bool isAbsolute = false;       ///< It is the quoted path of a place in the system.
-        std::optional<QmlRule> listed; ///< What the profile's lists have against it.
+        std::optional<QmlRule> listed; ///< The finding by the profile's lists.
 
         bool any() const { return isAbsolute || listed; }
         bool fail() const { return isAbsolute || listed == QmlRule::ReservedImport; }
@@ -55,11 +54,10 @@ private:
 
     Imports imports_; ///< The relative paths in this file and in those before.
     std::optional<std::pair<std::string, Objections>>
-        failing_;    ///< One that fails this file and all after it.
-    Imports judged_; ///< Spares matching an import again.
-    std::map<Common::FileIdentity, Imports>
-        byFile_;                 ///< What there is to object to in the files that were read.
-    std::size_t remembered_ = 0; ///< Imports in byFile_.
+        failing_;                                    ///< An import that fails this file and all later ones.
+    Imports judged_;                                 ///< Spares matching an import again.
+    std::map<Common::FileIdentity, Imports> byFile_; ///< The objections in the files that were read.
+    std::size_t remembered_ = 0;                     ///< Imports in byFile_.
 };
 
 } // namespace Validator

@@ -13,7 +13,7 @@ constexpr std::string_view keyword = "import";
 bool isSeparator(char c) {
     return isSpace(c) || c == ';';
 }
-/// Other characters that QML takes in a name end it here: what is left in front is held against the lists.
+/// Other characters that QML accepts in a name end it here: the lists judge the part before them.
 bool isModuleCharacter(char c) {
     return isAlpha(c) || isDigit(c) || c == '.';
 }
@@ -71,7 +71,7 @@ void scanQmlImports(std::string_view text, const std::function<void(const QmlImp
                     Passage passage) {
     for (bool inHead = true; inHead && !text.empty();) {
         std::string_view line = takeThrough(text, '\n', 0, passage);
-        // The line itself is looked at still: an import may stand in front of the brace.
+        // The line itself is still scanned: an import may come before the brace.
         inHead = passage.find(line, '{') == std::string_view::npos;
         if (line.ends_with('\n'))
             line.remove_suffix(1);
@@ -81,8 +81,8 @@ void scanQmlImports(std::string_view text, const std::function<void(const QmlImp
 
 void scanEmbeddedImports(std::string_view data, const std::function<void(const QmlImport &)> &visit,
                          Passage passage) {
-    // All occurrences within one word give the same statement, and the search goes on after the word: a
-    // million "import" in a row would else have the words after them read a million times.
+    // All occurrences within one word give the same statement, so the search goes on after the word.
+    // Otherwise a million "import" in a row would make the next words be read a million times.
     std::size_t lineEnd = 0;
     std::size_t wordEnd = 0;
     for (std::size_t at = 0; (at = passage.find(data, keyword, at)) != std::string_view::npos; at = wordEnd) {

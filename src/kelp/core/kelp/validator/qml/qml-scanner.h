@@ -7,24 +7,23 @@
 
 namespace Validator {
 
-/// An import as a QML file or the text within a binary states it. The views point into the text that was
-/// scanned.
+/// An import in a QML file or in a binary's text. The views point into the scanned text.
 struct QmlImport {
     std::string_view module;  ///< "QtQuick", or a quoted path with its quotes. Never empty.
     std::string_view version; ///< "2.6", or empty.
 };
 
 /// Finds the import statements at the top of a QML file. This is no QML parser: it knows neither comments nor
-/// strings, looks at each line up to the first that holds an opening brace, and takes from a line the
-/// statements that stand at its beginning, separated by white space or ";".
+/// strings. It reads lines up to the first with an opening brace, and takes the statements at the beginning
+/// of each line, separated by white space or ";".
 ///
 /// Calls `visit` for each, in order, with repetitions. Takes time in proportion to the text and no memory.
 void scanQmlImports(std::string_view text, const std::function<void(const QmlImport &)> &visit,
                     Passage passage);
 
-/// Finds the imports in the read-only data of a binary, where QML that was compiled in shows up as text. Each
-/// "import", also one within a word, begins a statement that ends with the next line feed; of its words the
-/// second is the module and the third the version. Statements whose version is not plain are left out.
+/// Finds the imports in the read-only data of a binary, where compiled-in QML appears as text. Each "import",
+/// also one within a word, begins a statement that ends with the next line feed. Its second word is the
+/// module and its third the version. Statements without a plain version are left out.
 ///
 /// Calls `visit` for each, in order, with repetitions. Takes time in proportion to the data and no memory.
 void scanEmbeddedImports(std::string_view data, const std::function<void(const QmlImport &)> &visit,
