@@ -7,10 +7,10 @@ namespace KelpCtl {
 
 namespace {
 
-/// How many slips of the pen make the one of the other. Of the table of all beginnings three lines are kept.
+/// The number of typing mistakes between the two. Keeps three lines of the table of all beginnings.
 std::size_t distance(std::string_view from, std::string_view to) {
     constexpr std::size_t shortest = 3;
-    // A word that breaks off is one slip.
+    // An abbreviated word is one mistake.
     if (from.size() >= shortest && to.starts_with(from))
         return 1;
     std::vector<std::size_t> before, last, line(to.size() + 1);
@@ -33,7 +33,7 @@ std::size_t distance(std::string_view from, std::string_view to) {
 } // namespace
 
 std::string closestWord(std::string_view word, const std::vector<std::string> &words) {
-    // A longer one is no slip, and would take its time.
+    // A longer one is no mistake, and would take long.
     constexpr std::size_t longest = 100;
     if (word.size() > longest)
         return {};

@@ -6,9 +6,8 @@
 
 namespace KelpCtl {
 
-/// The word that somebody may have meant who wrote `word`: the one with the fewest letters left out, added,
-/// replaced, or exchanged with the next one. Empty when none is close; of several that are as close, the
-/// first.
+/// The word that was probably meant by `word`: the one with the fewest letters left out, added, replaced, or
+/// exchanged with the next one. Empty when none is close; the first of equally close ones.
 std::string closestWord(std::string_view word, const std::vector<std::string> &words);
 
 /// The same as "; did you mean WORD?", or "".

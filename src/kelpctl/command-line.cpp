@@ -15,7 +15,7 @@ namespace KelpCtl {
 
 namespace {
 
-/// CLI11 prints descriptions as long as they are, whatever the terminal's width.
+/// CLI11 does not wrap descriptions to the terminal's width.
 class WrappingFormatter : public CLI::Formatter {
 public:
     std::string make_help(const CLI::App *app, std::string name, CLI::AppFormatMode mode) const override {
@@ -33,7 +33,7 @@ std::vector<std::string> namesOf(const std::vector<const CLI::App *> &commands) 
     return names;
 }
 
-/// Of the command that was chosen, and of all commands.
+/// Those of the chosen command, and the global ones.
 std::vector<std::string> optionsOf(const CLI::App &app) {
     std::vector<std::string> names;
     for (const CLI::App *place : {static_cast<const CLI::App *>(app.get_subcommands().front()), &app})
@@ -43,12 +43,12 @@ std::vector<std::string> optionsOf(const CLI::App &app) {
     return names;
 }
 
-/// What CLI11 has to say, with the word that was probably meant.
+/// CLI11's message, with the word that was probably meant.
 std::string wordsFor(const CLI::App &app, const CLI::Error &error) {
     const std::vector<std::string> extras = app.remaining(true);
     if (extras.empty())
         return error.what();
-    // CLI11 would say that there is none.
+    // CLI11 would report that it is missing.
     if (app.get_subcommands().empty())
         return "No such command: " + extras.front() +
                suggestion(extras.front(), namesOf(app.get_subcommands(nullptr)));
@@ -65,18 +65,18 @@ void addGlobalOptions(CLI::App &app, ColourChoice &colour) {
     app.add_option("--color", colour, "When to colour: auto, always or never (auto)")
         ->transform(CLI::CheckedTransformer(colourChoices))
         ->option_text("WHEN");
-    // The words hold what was typed, or what a pattern of the shell found: a file name is anybody's.
+    // The message holds typed words, or file names that a shell pattern found: those are foreign.
     app.failure_message([](const CLI::App *failed, const CLI::Error &error) {
         return shown(wordsFor(*failed, error)) + "\nRun with --help for more information.\n";
     });
     app.set_version_flag("--version", "kelpctl " KELP_VERSION);
     app.formatter(std::make_shared<WrappingFormatter>());
-    // Lets them stand after the subcommand as well, where people write them.
+    // Allows them after the subcommand as well, where people write them.
     app.fallthrough();
 }
 
-/// After the command it is that command's own. In front of it, it is handed on to a command that has it; any
-/// other is not to work on this machine instead.
+/// After the command, --root is that command's own option. Before it, it is handed on to the command. A
+/// command without it must fail, and not work on this machine instead.
 void handRootOn(CLI::App &app) {
     const CLI::Option &given = *app.get_option(rootOption);
     if (given.count() == 0)
@@ -97,7 +97,7 @@ std::variant<Command, ExitStatus> parseCommandLine(int argc, const char *const *
     CLI::App app("Works with application packages", "kelpctl");
     Command command;
     ColourChoice colour = ColourChoice::Auto;
-    addGlobalOptions(app, colour); // The subcommands inherit how it is set up.
+    addGlobalOptions(app, colour); // The subcommands inherit these settings.
     app.require_subcommand(1);
     for (const AddCommand add : commands)
         add(app, command);

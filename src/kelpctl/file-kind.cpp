@@ -22,7 +22,7 @@ constexpr std::string_view sourceType = "\0\1"sv;
 constexpr std::string_view debianMagic = "!<arch>\ndebian";
 constexpr std::string_view specEnding = ".spec";
 
-/// Empty for what is no regular file: the writer of a pipe would be waited for.
+/// Empty for anything but a regular file: a pipe would block.
 std::string beginningOf(const std::string &path) {
     const Common::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     struct stat status {};

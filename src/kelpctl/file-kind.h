@@ -6,17 +6,17 @@
 namespace KelpCtl {
 
 enum class FileKind : std::uint32_t {
-    Other, ///< Perhaps a package; whoever reads it as one says.
+    Other, ///< Perhaps a package; reading it as one will tell.
     SourcePackage,
     DebianPackage,
     SpecFile
 };
 
-/// What a file is that somebody may take for a package. Reads its first bytes; what is no regular file, or
-/// cannot be read, is Other.
+/// The kind of a file that was given as a package. Reads its first bytes. Anything but a readable regular
+/// file is Other.
 FileKind kindOf(const std::string &file);
 
-/// What it is and what to do with it, for people; empty for Other.
+/// Tells people what it is and what to do with it; empty for Other.
 std::string adviceOn(FileKind kind);
 
 } // namespace KelpCtl

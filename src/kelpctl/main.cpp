@@ -26,26 +26,26 @@ constexpr KelpCtl::AddCommand commands[] = {
     KelpCtl::addExplain, KelpCtl::addRules,
 };
 
-/// That there is nothing of the name is what was asked for; all else kept the answer from being given.
+/// "There is nothing of the name" is an answer; any other error is a failure.
 bool isAnswer(const std::exception &error) {
     const auto *ours = dynamic_cast<const Common::Error *>(&error);
     return ours && ours->code() == Common::ErrorCategory::make(Common::ErrorCode::PackageNotExist);
 }
 
 ExitStatus run(const KelpCtl::Command &command) {
-    // Standard output is for the results: what the core logs there goes to standard error.
+    // Standard output is for the results: the core's log, which goes there, is sent to standard error.
     std::ostream output(std::cout.rdbuf(std::cerr.rdbuf()));
     ExitStatus status = ExitStatus::Trouble;
     try {
         status = command(output);
-        // A full disk: half a list must not look like a whole one to a script.
+        // After a full disk half a list must not look like a whole one to a script.
         if (!output.flush()) {
             std::cerr << "kelpctl: Couldn't write to standard output\n";
             status = ExitStatus::Trouble;
         }
     } catch (const std::exception &error) {
         status = isAnswer(error) ? ExitStatus::Refused : ExitStatus::Trouble;
-        // Texts of errors hold paths and ids, which may be anybody's.
+        // Texts of errors hold foreign paths and ids.
         std::cerr << "kelpctl: " << KelpCtl::shown(Common::explainedText(error)) << '\n';
     }
     std::cout.rdbuf(output.rdbuf());
@@ -56,7 +56,7 @@ ExitStatus run(const KelpCtl::Command &command) {
 
 int main(int argc, char **argv) {
     Common::ignoreBrokenPipes();
-    ::umask(022); // What it makes is what the launcher would have made.
+    ::umask(022); // Files get the same modes as from the launcher.
     Common::LogStream::showBy(KelpCtl::shown);
     Common::Rpm::logLibrary();
     const auto request = KelpCtl::parseCommandLine(argc, argv, commands);

@@ -8,14 +8,14 @@ namespace KelpCtl {
 
 namespace {
 
-/// Small packages are judged by then, and a line that flashes up tells nobody anything.
+/// Small packages are judged by then; a line that flashes up would be useless.
 constexpr auto patience = std::chrono::seconds(1);
 constexpr auto interval = std::chrono::milliseconds(100);
 constexpr const char *eraseLine = "\r\033[K";
 
-/// Not by std::cerr, which leads nowhere while a package is judged.
+/// Not by std::cerr, which is silenced while a package is judged.
 void write(const std::string &text) {
-    // A terminal that does not take the line has lost nothing.
+    // A lost line does no harm.
     [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, text.data(), text.size());
 }
 
@@ -34,7 +34,7 @@ Progress::~Progress() {
 
 void Progress::step() {
     ++done_;
-    // In a log each step would be a line of its own.
+    // Not in a log, where each step would be a line of its own.
     if (!isSeen_ || Clock::now() < next_)
         return;
     next_ = Clock::now() + interval;

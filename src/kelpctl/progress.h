@@ -5,11 +5,11 @@
 
 namespace KelpCtl {
 
-/// A line on standard error that tells how far a package is, if that is a terminal and the package takes
-/// longer than a second. It is gone at the end.
+/// A line on standard error with the progress of a package, if that is a terminal and the package takes
+/// longer than a second. It is erased at the end.
 class Progress {
 public:
-    /// One of several that are shown at once shows nothing.
+    /// With `isAlone` false it shows nothing: several would mix.
     Progress(std::string name, std::size_t total, bool isAlone = true);
     Progress(const Progress &) = delete;
     Progress &operator=(const Progress &) = delete;

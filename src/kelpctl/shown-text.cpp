@@ -15,7 +15,7 @@ struct Range {
     gunichar last;
 };
 
-/// What ends lines, controls terminals, or turns the direction of reading, beyond ASCII.
+/// Characters beyond ASCII that end lines, control terminals, or change the direction of reading.
 constexpr Range hiddenRanges[] = {{0x80, 0x9f},     {0x61c, 0x61c},   {0x200e, 0x200f},
                                   {0x2028, 0x202e}, {0x2066, 0x2069}, {0xfeff, 0xfeff}};
 
@@ -33,7 +33,7 @@ std::string escape(const char *format, unsigned value) {
 
 /// One character of `size` bytes, or one byte that belongs to none.
 std::string shownCharacter(gunichar character, std::string_view bytes) {
-    // A backslash of the text's own is doubled, so that no name can look like the escape of another.
+    // A backslash of the text is doubled, so that no name can look like the escape of another.
     const auto first = static_cast<unsigned char>(bytes.front());
     if (first == '\\')
         return "\\\\";
@@ -47,12 +47,12 @@ std::string shownCharacter(gunichar character, std::string_view bytes) {
 std::string shown(std::string_view text) {
     std::string result;
     while (!text.empty()) {
-        // A NUL counts as the end for GLib.
+        // GLib takes a NUL for the end.
         const gunichar character =
             text.front() == '\0' ? 0
                                  : g_utf8_get_char_validated(text.data(), static_cast<gssize>(text.size()));
-        // GLib's two failures are numbers beyond all characters. One byte is taken then, and the next may
-        // begin a character again.
+        // GLib's two failures are numbers beyond all characters. Then one byte is taken, and the next may
+        // begin a character.
         const bool isValid = character < 0x110000;
         const auto size =
             isValid ? static_cast<std::size_t>(g_unichar_to_utf8(character, nullptr)) : std::size_t(1);
@@ -62,7 +62,7 @@ std::string shown(std::string_view text) {
     return result;
 }
 
-/// A NUL, too, belongs to no character for GLib when the size is given, and cannot end the text early.
+/// With a given size GLib takes a NUL as an invalid byte, which cannot end the text early.
 std::string jsonText(std::string_view text) {
     const std::unique_ptr<char, decltype(&g_free)> valid(
         g_utf8_make_valid(text.data(), static_cast<gssize>(text.size())), g_free);

@@ -6,13 +6,12 @@
 
 namespace KelpCtl {
 
-/// Foreign text as people may see it: on one line, and without anything that a terminal would obey or that
-/// would change the order of what is read. Control characters and bytes that are no UTF-8 become "\xNN",
-/// other characters of that kind "\u{NNNN}", and a backslash "\\", so that no text looks like the escape of
-/// another.
+/// Foreign text made safe for people: on one line, and without characters that a terminal obeys or that
+/// change the order of reading. Control characters and invalid UTF-8 become "\xNN", other such characters
+/// "\u{NNNN}", and a backslash "\\", so that no text looks like the escape of another.
 std::string shown(std::string_view text);
 
-/// Text for a JSON string, which has to be UTF-8: bytes that belong to no character become U+FFFD.
+/// Text for a JSON string, which must be UTF-8: invalid bytes become U+FFFD.
 std::string jsonText(std::string_view text);
 
 /// "1 file", "2 files".

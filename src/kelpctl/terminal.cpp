@@ -38,7 +38,7 @@ void setColour(ColourChoice choice) {
 bool isColoured(int file) {
     if (chosen != ColourChoice::Auto)
         return chosen == ColourChoice::Always;
-    // Of the environment only where the command line leaves it open: who writes "always" means it.
+    // The environment counts only without a choice on the command line: "always" wins.
     const char *refusal = std::getenv("NO_COLOR");
     return (refusal == nullptr || *refusal == '\0') && ::isatty(file) != 0;
 }
@@ -51,7 +51,7 @@ std::string styled(std::string_view text, Style style, int file) {
 
 std::size_t terminalWidth(int file) {
     winsize size{};
-    // A serial line is a terminal that knows no width and says zero.
+    // A serial line knows no width and says zero.
     return ::ioctl(file, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : usualWidth;
 }
 

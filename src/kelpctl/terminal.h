@@ -14,16 +14,16 @@ enum class ColourChoice {
 
 enum class Style { Plain, Bold, Red, Yellow, Green };
 
-/// What the user chose, for the whole program.
+/// Sets the user's choice, for the whole program.
 void setColour(ColourChoice choice);
 
-/// Whether what goes to the file descriptor is to be coloured.
+/// Whether to colour the output of the file descriptor.
 bool isColoured(int file);
 
 /// The text in a style if the file descriptor is coloured. Does not escape it: see shown-text.h.
 std::string styled(std::string_view text, Style style, int file);
 
-/// Columns of the terminal behind the file descriptor; 80 when it is none.
+/// Columns of the file descriptor's terminal; 80 when it is no terminal.
 std::size_t terminalWidth(int file);
 
 } // namespace KelpCtl

@@ -26,7 +26,7 @@ struct Release {
 // ICU's macro narrows from int in its own arithmetic.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wconversion"
-/// Takes the next character off a text; negative for a byte that belongs to none.
+/// Takes the next character off a text; negative for an invalid byte.
 UChar32 takeCharacter(std::string_view &text) {
     const auto size = static_cast<std::int32_t>(std::min<std::size_t>(text.size(), U8_MAX_LENGTH));
     std::int32_t end = 0;
@@ -50,7 +50,7 @@ bool isAscii(char c) {
     return static_cast<unsigned char>(c) < 0x80;
 }
 
-/// Where the text of the line begins, in a table that of its last column.
+/// Where the text of the line begins; in a table, the text of its last column.
 std::size_t indentOf(std::string_view line) {
     const std::size_t gap = line.rfind("  ");
     return gap == std::string_view::npos ? 0 : std::min(gap + 2, line.size());
@@ -70,8 +70,8 @@ std::vector<bool> opportunitiesOf(std::string_view line) {
     return opportunities;
 }
 
-/// Where lines are broken if need be, the end last. At all blanks: ICU would have a path on the line of the
-/// word in front of it, as if its slash were a mark after that.
+/// Where the line may be broken, the end last. At all blanks: ICU would keep a path together with the word
+/// before it, as if its slash belonged to that.
 std::vector<std::size_t> breaksOf(std::string_view line) {
     const std::vector<bool> opportunities = opportunitiesOf(line);
     std::vector<std::size_t> breaks;
@@ -98,7 +98,7 @@ std::string wrappedLine(std::string_view line, std::size_t width) {
     std::size_t columns = 0;
     std::size_t begin = 0;
     for (const std::size_t end : breaksOf(line)) {
-        // A break within the indent would leave the rest as long as it was.
+        // A break within the indent would not shorten the rest.
         if (end <= indent && end < line.size())
             continue;
         const std::string_view piece = line.substr(begin, end - begin);

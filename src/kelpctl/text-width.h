@@ -6,14 +6,14 @@
 
 namespace KelpCtl {
 
-/// How many columns of a terminal a text takes, without sequences for colours: letters of East Asia take two,
-/// marks over other letters none.
+/// The columns that a text without colour sequences takes on a terminal. East Asian letters take two,
+/// combining marks none.
 std::size_t columnsOf(std::string_view text);
 
 /// Breaks the lines of a text so that none is wider than `width` columns, where its words allow: at blanks,
-/// and between letters that stand without blanks. A word in ASCII stays whole, as it may be a path that is to
-/// be copied. What continues a line is indented as that is; in a table, where two blanks part the columns, as
-/// the last column.
+/// and between letters of scripts without blanks. An ASCII word stays whole: it may be a path to be copied.
+/// Further lines are indented like the first; in a table, whose columns are two blanks apart, like the last
+/// column.
 std::string wrapped(std::string_view text, std::size_t width);
 
 } // namespace KelpCtl

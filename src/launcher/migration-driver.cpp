@@ -15,8 +15,7 @@ using Common::LogStream;
 
 void stamp(const Migration &migration) {
     try {
-        // Not flushed, and nobody asks whether it could be made: without a stamp the migration runs again,
-        // and finds little to do.
+        // Neither flushed nor checked: without a stamp the migration runs again, and finds little to do.
         std::ofstream(migration.stampPath).close();
     } catch (const std::exception &error) {
         LogStream(LogLevel::Warning) << "Couldn't create migration stamp for '" << migration.name
@@ -34,7 +33,7 @@ void run(const Migration &migration, Core::Configuration &configuration) {
         return;
     }
     try {
-        // One that fails leaves what it has done by then; each is written to go on from there.
+        // A failed migration leaves its work so far; the next run goes on from there.
         migration.callback(configuration);
     } catch (const std::exception &error) {
         LogStream(LogLevel::Error) << error;

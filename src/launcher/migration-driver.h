@@ -11,21 +11,22 @@ class Configuration;
 
 namespace Launcher {
 
-/// One thing that is done once in the life of a machine.
+/// A migration that is done once in the life of a machine.
 struct Migration {
     std::string name;
-    std::filesystem::path stampPath;                     ///< An empty file there says that it was done.
+    std::filesystem::path stampPath;                     ///< An empty file that says that it is done.
     std::function<void(Core::Configuration &)> callback; ///< Fails by throwing.
-    std::filesystem::path pendingPath = {}; ///< A file that has it done again, whatever the stamp says.
+    std::filesystem::path pendingPath = {}; ///< While this file exists, it runs again despite the stamp.
 };
 
-/// Whether the migration has left its stamp, and nothing to go on with. What cannot be looked at is not done.
+/// Whether the migration has left its stamp, and no work is left. After a failed look it counts as not done.
 bool isDone(const Migration &migration);
 
-/// Carries out those migrations that have left no stamp, in order, and stamps each that returns. One that
-/// throws a standard exception is logged and gets no stamp; the others run all the same. Any other exception
-/// passes. A stamp that cannot be written is no failure: the migration runs again at the next start. The
-/// stamps' directory is not made here. Once a stop is requested (stop-signals.h), no further one is begun.
+/// Carries out those migrations that have left no stamp, in order, and stamps each that returns. If one
+/// throws a standard exception, that is logged, it gets no stamp, and the others still run. Any other
+/// exception passes. A stamp that cannot be written is no failure: the migration runs again at the next
+/// start. The stamps' directory is not made here. Once a stop is requested (stop-signals.h), no further one
+/// is begun.
 void runMigrations(const std::vector<Migration> &migrations, Core::Configuration &configuration);
 
 } // namespace Launcher

@@ -39,7 +39,7 @@ void logReservedFailure(const std::string &id, const std::exception &error) {
     LogStream(LogLevel::Error) << error;
 }
 
-/// The bindings of one start. All are committed in one transaction, and told when that is done.
+/// The bindings of one start. All are committed in one transaction, and logged after that.
 class Bindings {
 public:
     Bindings(Core::KELP::FSDatabase &store, Core::TrustedSources::SQLiteDatabase &sources) :
@@ -100,8 +100,8 @@ private:
             try {
                 bind(id, *certificate);
             } catch (const Common::Error &error) {
-                // Not tried at the next start, for which one lost binding is no reason: kelpctl doctor finds
-                // it. What the signature database raises ends the migration.
+                // Not retried at the next start: one lost binding is no reason for that, and kelpctl doctor
+                // finds it. An error of the signature database ends the migration.
                 logClientFailure(id, error);
                 failed_.insert(id);
             }
@@ -112,11 +112,11 @@ private:
         if (sources_.packageExists(id))
             return;
         if (!sources_.sourceExists(reservedSource)) {
-            // In this order: the source says to the next run that both were done.
+            // In this order: the source tells the next run that both were done.
             sources_.setMissingSourceAllowed(true);
             sources_.addSource({reservedSource, "", {}});
         }
-        // For good, as far as the launcher goes: it binds no package twice.
+        // For good: the launcher binds no package twice.
         sources_.addPackage(id, reservedSource);
         bound_.push_back({id, reservedSource, false, logReservedFailure});
     }
@@ -128,7 +128,7 @@ private:
                 LogStream(LogLevel::Warning) << "Couldn't retrieve ID of installed package";
                 continue;
             }
-            // One that a store has sold must not pass for one of no source, for good.
+            // A package that a store has sold must not be bound to the reserved source for good.
             if (failed_.contains(id->second))
                 continue;
             try {
@@ -142,14 +142,14 @@ private:
     Core::KELP::FSDatabase &store_;
     Core::TrustedSources::SQLiteDatabase &sources_;
     std::vector<Bound> bound_;
-    std::set<std::string> failed_; ///< Those whose client certificate could not be bound.
+    std::set<std::string> failed_; ///< Packages that could not be bound to their client certificate's source.
 };
 
 bool isDone(const Core::KELP::MigrationStamp &stamp) {
     return Common::exists(Common::rootPath() / stamp.path);
 }
 
-/// What rpm says of shared files, asked before the take-over, which has the process's one transaction.
+/// rpm's shared files, read before the take-over, which uses the process's one transaction.
 class SharedFiles {
 public:
     explicit SharedFiles(const Core::Configuration &configuration) {
@@ -161,7 +161,7 @@ public:
         }
     }
 
-    /// Raises what kept rpm from telling: who arrives now waits for the next start, and nobody else does.
+    /// Raises the failure of the read. Only packages that arrive now wait for the next start then.
     const std::vector<std::filesystem::path> &inRpm() const {
         if (failure_)
             std::rethrow_exception(failure_);
@@ -173,8 +173,7 @@ private:
     std::exception_ptr failure_;
 };
 
-/// Nobody looks at a migration again once its stamp is there: who arrives later gets here what it would have
-/// done.
+/// A migration does not run again once its stamp exists. Packages that arrive later get its work done here.
 class LateArrivals {
 public:
     LateArrivals(const Core::Configuration &configuration, Core::KELP::FSDatabase &store) : store_(store) {
@@ -218,29 +217,29 @@ void migrateRpmToStore(Core::Configuration &configuration) {
     store.migrateRpmPackages();
     Bindings(store, sources).run();
     store.requireCompleteLook();
-    // What kept one application from arriving keeps the stamp away, and nobody else from being bound.
+    // If an application did not arrive, there is no stamp; but all others are bound by now.
     store.requireCompleteMigration();
 }
 
 void migrateOrganisationsToSkid(Core::Configuration &configuration) {
     using Core::KELP::SKID::Patterns;
     Core::KELP::FSDatabase store(configuration, Core::KELP::DatabasePathResolver::instance());
-    // All is listed before anything moves: what fails up to there has moved nothing.
+    // All is listed before anything moves: an earlier failure has moved nothing.
     const auto inRpm = Patterns::sharedFilesInRpm(
         [&] { Core::KELP::requireEmptyDatabaseOf(configuration, Core::KELP::removedByRegistry()); });
     const auto packages = store.packages();
-    // A package that could not be looked at may have files, or a key's directory, where another's data moves.
+    // A package that could not be read may have files, or a key's directory, where another's data moves.
     store.requireCompleteLook();
     for (const auto &units : Patterns::migrationUnits(packages, inRpm))
         Patterns::migrate(units);
-    // The stamp is about to say that they are done.
+    // Flushed before the stamp says that they are done.
     Patterns::flushMoves();
 }
 
 void migrateIntegrityConfiguration(Core::Configuration &configuration) {
     Core::KELP::FSDatabase store(configuration, Core::KELP::DatabasePathResolver::instance());
     // The first failure ends the walk and keeps the stamp away. The next start begins again with the first
-    // package: the old files stay, so that writing twice does no harm.
+    // package: the old files stay, so a second write does no harm.
     for (const Core::KELP::PackageInformation &package : store.packages())
         Core::KELP::migrateIntegrityFile(package);
     store.requireCompleteLook();

@@ -21,7 +21,7 @@ std::array<std::pair<const char *, std::string_view>, 3> paragraphsOf(const Expl
              {"How to mend it", explanation.mend}}};
 }
 
-/// What stands for the name of a package in texts and examples.
+/// Stands for the name of a package in texts and examples.
 constexpr std::string_view placeholder = "ID";
 constexpr std::string_view exampleName = "org.example.notes";
 

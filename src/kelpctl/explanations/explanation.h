@@ -18,15 +18,15 @@ enum class ExampleKind : std::uint32_t {
     Shell     ///< A shell, where the package is built.
 };
 
-/// What makers want to know of a finding.
+/// The explanation of a finding, for makers of packages.
 struct Explanation {
     std::string_view id;
-    std::string_view what; ///< What is wrong.
+    std::string_view what; ///< The fault.
     std::string_view why;  ///< Why a device refuses it, or what would go wrong there.
     std::string_view mend; ///< How to mend it.
     ExampleKind kind;
     std::string_view example;    ///< Lines of that kind; never empty.
-    std::string_view topic = {}; ///< Of the rules that tell what is allowed; empty for none.
+    std::string_view topic = {}; ///< The topic of the rules about it; empty for none.
 };
 
 /// "error", "critical", "warning" or "info".
@@ -42,11 +42,11 @@ const Explanation &explanationOf(std::string_view id);
 
 /// All but the example, in paragraphs that may be broken anywhere, with an empty line after the last.
 std::string proseOf(const Validator::CatalogueEntry &entry);
-/// The example with a heading. Its lines are to be copied, and must not be broken.
+/// The example with a heading. People copy its lines, so they must not be wrapped.
 std::string exampleOf(const Validator::CatalogueEntry &entry);
 
-/// The text of an explanation for the makers of one package: "ID", and the name of the package in the
-/// examples, become `name`, which must be escaped for people.
+/// The text of an explanation for the makers of one package: "ID" and the example package's name become
+/// `name`, which must be escaped for people.
 std::string addressedTo(const std::string &name, std::string_view text);
 
 /// All of it in GitHub's kind of Markdown.

@@ -40,8 +40,7 @@ Style styleOf(LogLevel level) {
 }
 
 std::string shownText(const Validator::Message &message) {
-    // Each string by itself: a text that is escaped as a whole would have the catalogue's own line feed
-    // escaped too.
+    // Each string by itself: escaping the whole text would escape the catalogue's own line feed too.
     std::vector<std::string> strings;
     std::ranges::transform(message.strings, std::back_inserter(strings),
                            [](const std::string &text) { return shown(text); });
@@ -61,7 +60,7 @@ std::string fittedLine(const std::string &line, std::size_t indent, int file) {
 std::string findingLine(const Validator::Message &message, int file, std::size_t indent) {
     std::string line = fittedLine(lineOf(message), indent, file);
     const std::string level = nameOf(message.level);
-    // After the wrapping, to which the sequences would count as columns.
+    // After the wrapping, which would count the sequences as columns.
     return line.replace(indent, level.size(), styled(level, styleOf(message.level), file));
 }
 

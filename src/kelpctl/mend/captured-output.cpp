@@ -29,7 +29,7 @@ void flushAll() {
     std::fflush(nullptr);
 }
 
-/// Both streams lead to a file as long as it lives.
+/// Sends both streams to a file while it lives.
 class Diversion {
 public:
     explicit Diversion(int file) : streams_{opened(::dup(STDOUT_FILENO)), opened(::dup(STDERR_FILENO))} {

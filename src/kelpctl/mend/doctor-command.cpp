@@ -35,10 +35,10 @@ struct DoctorArguments {
     std::set<std::string> ids;
 };
 
-/// What a look or a repair comes to.
+/// The result of a look or a repair.
 struct Examined : Mending {
-    std::vector<std::string> withoutList; ///< Applications the versions of which have no list of contents.
-    std::vector<std::string> listed;      ///< Those that have got one of what was found.
+    std::vector<std::string> withoutList; ///< Applications whose versions have no list of contents.
+    std::vector<std::string> listed;      ///< Those that got a list of the present files.
 };
 
 /// The command that helps, or the heading in recovery.md.
@@ -46,7 +46,7 @@ std::string helpFor(const Finding &finding) {
     return finding.mend ? "kelpctl doctor --repair" : KelpCtl::helpFor(nameOf(finding.kind));
 }
 
-/// Only what is left: to a tool, what has been mended is no finding any more.
+/// Only the remaining ones: to a tool, a mended finding is none any more.
 json::object asJson(const Examined &examined) {
     json::array array;
     for (const Finding &finding : examined.left)
@@ -71,7 +71,7 @@ std::string lineOf(const Finding &finding) {
     return "  "s + nameOf(finding.kind) + ": " + path;
 }
 
-/// A line for each finding below the application that has it.
+/// Prints a line for each finding, below its application.
 void print(std::ostream &output, const Examined &mending) {
     for (const std::string &id : mending.listed)
         printText(output, shown(id) + ": contents listed as found");
@@ -94,7 +94,7 @@ void print(std::ostream &output, const Examined &mending) {
                 " without a list of contents, from before there were any; --repair lists what is there");
 }
 
-/// A failure for one leaves the others: it is told like what cannot be read, and tried again the next time.
+/// A failure at one does not stop the others: it is reported like a failed read, and retried the next time.
 void listWhatIsThere(const Machine &machine, const std::vector<StoredPackage> &packages, Examined &examined) {
     for (const StoredPackage &package : packages)
         if (examined.unread.attempt([&] {
@@ -110,7 +110,7 @@ Examined look(const Machine &machine, const std::set<std::string> &ids, bool isR
     Examined examined;
     std::optional<WriterLock> lock;
     if (isRepair) {
-        // Whoever holds it may be at work on what looks broken; it is named, and not waited for.
+        // The holder may be at work on the very faults: it is named, and not waited for.
         lock.emplace(WriterLock::Wait::No);
         static_cast<Mending &>(examined) = Core::KELP::mend(machine.configuration(), ids);
     } else {
@@ -142,14 +142,15 @@ ExitStatus doctor(const DoctorArguments &arguments, std::ostream &output) {
     }
     const bool isKnown = ids == arguments.ids;
     Examined mending;
-    // Without any id all would be looked at.
+    // With no id left, all packages would be examined.
     if (isKnown || !ids.empty())
         mending = look(machine, ids, arguments.isRepair);
     if (arguments.look.isJson)
         output << asJson(mending) << '\n';
     else
         print(output, mending);
-    // What cannot be mended counts like what was not: a script has to know that somebody is needed.
+    // A finding without a repair counts like one that was not mended: a script must know that a person is
+    // needed.
     const bool isWell = mending.left.empty() && isKnown;
     return tellUnread(mending.unread, isWell ? ExitStatus::Accepted : ExitStatus::Refused);
 }

@@ -24,7 +24,7 @@ using Core::TrustedSources::PolicySetting;
 struct PolicyArguments {
     LookOptions look;
     std::string setting; ///< Empty for both.
-    std::string word;    ///< Empty to look.
+    std::string word;    ///< Empty to only look.
 };
 
 std::string wordFor(bool isAllowed) {
@@ -55,7 +55,7 @@ ExitStatus policy(const PolicyArguments &arguments, std::ostream &output) {
     if (!arguments.word.empty() && !arguments.look.root.empty())
         throw std::runtime_error("The policy is changed on the running machine: chroot into an image for it");
     const Machine machine(arguments.look);
-    // Read before it is changed as well: who may not read it is told so in the same words either way.
+    // Read before a change as well: so a missing permission gives the same message in both cases.
     SourcesView sources = SourcesView::read(machine.configuration());
     if (!arguments.word.empty()) {
         set(machine, arguments);

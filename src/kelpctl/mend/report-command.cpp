@@ -1,4 +1,4 @@
-// Everything that somebody far away needs to know of a machine, in one directory.
+// Collects the state of a machine in one directory, for people far away.
 
 #include "kelpctl/mend/captured-output.h"
 #include "kelpctl/mend/commands.h"
@@ -41,11 +41,11 @@ struct ReportArguments {
     std::string directory;
 };
 
-// What the commands tell, each by itself.
+// The commands whose output goes into the report, each in a file.
 constexpr AddCommand lookCommands[] = {addStatus,  addPlan,   addList,  addHistory,
                                        addSources, addPolicy, addDoctor};
 
-/// As if it had been typed. Its failure is a part of the report like its answer.
+/// Runs the command as if it had been typed. Its failure is part of the report too.
 std::string answerOf(const char *name) {
     return capturedOutput([&] {
         const std::array<const char *, 4> line = {"kelpctl", "--color", "never", name};
@@ -59,7 +59,7 @@ std::string answerOf(const char *name) {
     });
 }
 
-/// By the system's own program, which is not that of an image.
+/// From the running system's own program, and not an image's.
 std::string unitLog(const fs::path &root) {
     const std::string place = "--root=" + root.string();
     std::vector<const char *> line = {"journalctl",    "--no-pager",           "--output=short-iso",
@@ -78,7 +78,7 @@ std::string unitLog(const fs::path &root) {
     });
 }
 
-/// The text under its path. What cannot be read is told in its place.
+/// Adds the file's text under its path, or the error of reading it.
 void addFile(std::string &report, const fs::path &path) {
     try {
         constexpr std::uintmax_t longest = std::uintmax_t(64) << 20;
@@ -116,7 +116,7 @@ std::string records() {
     return report;
 }
 
-/// What the store itself has written of each version.
+/// The store's own files of each version.
 std::string listsOf(const Machine &machine) {
     const Core::KELP::DatabasePathResolver resolver(machine.configuration());
     std::string report;
@@ -140,7 +140,7 @@ std::string lineOf(const fs::path &path) {
     return facts + path.string() + text + '\n';
 }
 
-/// Names alone: what lies where nobody expects it is often what is wrong.
+/// Only names: a file at an unexpected place is often the fault.
 std::string placesOf(const Machine &machine) {
     const fs::path root = Common::rootPath();
     const fs::path store = machine.configuration().databaseDirectory();
@@ -171,7 +171,7 @@ std::string versions() {
     return report;
 }
 
-/// Where applications are told of by the path of somebody's file.
+/// Directories with people's files.
 std::vector<std::string> homes() {
     const std::string root = Common::rootPath().lexically_normal().native();
     const std::string prefix = root.ends_with('/') ? root.substr(0, root.size() - 1) : root;
@@ -183,7 +183,7 @@ std::vector<std::string> homes() {
 
 ExitStatus report(const ReportArguments &arguments, std::ostream &output) {
     ReportDirectory directory(arguments.directory);
-    // Before the change of root, for which the program may be missing, or be an image's.
+    // Before the change of root: after it the program may be missing, or be an image's.
     const std::string log = unitLog(arguments.look.root);
     const Machine machine(arguments.look);
     directory.leaveOut(homes());

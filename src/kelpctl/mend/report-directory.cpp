@@ -26,7 +26,7 @@ std::size_t endOfPath(std::string_view text) {
     return end;
 }
 
-/// The length of the path below one of the homes with which the text begins; none is 0.
+/// The length of the path below one of the homes with which the text begins; 0 if there is none.
 std::size_t pathBelow(std::string_view text, const std::vector<std::string> &homes) {
     for (const std::string &home : homes)
         if (text.starts_with(home) && text.substr(home.size()).starts_with('/'))
@@ -60,7 +60,7 @@ namespace {
 } // namespace
 
 ReportDirectory::ReportDirectory(const std::filesystem::path &path) : path_(path) {
-    // Never into one that is there: it may be anybody's, or a link.
+    // Never into an existing directory: it may be foreign, or a link.
     if (::mkdir(path.c_str(), 0700) != 0)
         raise("Couldn't make the directory of the report: ", path);
     directory_ =

@@ -9,23 +9,22 @@
 
 namespace KelpCtl {
 
-/// A text in which each path below one of the directories `homes` is "<home>": the names of people's files
-/// are nobody's business. Where a path ends cannot be told from its text, as names have blanks in them: it
-/// ends at a quotation mark, before ": ", ", ", "; " and " -> ", and with its line. Rather too much is left
-/// out than too little.
+/// Replaces each path below one of the directories `homes` by "<home>": the names of people's files are
+/// private. Names may have blanks, so the end of a path is a guess: a quotation mark, ": ", ", ", "; ", " ->
+/// " or the line's end. It removes too much rather than too little.
 std::string withoutHomes(std::string_view text, const std::vector<std::string> &homes);
 
-/// The directory of a report, root's or its maker's alone. It is held open, so that the files get there also
-/// when the process has another root by then.
+/// The directory of a report, closed to other users. It is held open, so that files get there even after a
+/// change of root.
 class ReportDirectory {
 public:
-    /// Makes it. Raises ErrorCode::Filesystem when there is anything of the name, or it cannot be made.
+    /// Makes it. Raises ErrorCode::Filesystem when the name is taken, or it cannot be made.
     explicit ReportDirectory(const std::filesystem::path &path);
 
-    /// Paths below these directories are left out of what is written from now on.
+    /// Leaves paths below these directories out of all later files.
     void leaveOut(std::vector<std::string> homes) { homes_ = std::move(homes); }
 
-    /// Makes a file in it. Raises ErrorCode::Filesystem; then the file is cut short, or not there.
+    /// Makes a file in it. Raises ErrorCode::Filesystem; then the file is cut short or missing.
     void write(const std::string &name, std::string_view text) const;
 
 private:

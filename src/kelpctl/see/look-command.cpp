@@ -17,7 +17,7 @@ struct LookArguments {
 } // namespace
 
 void addLookCommand(CLI::App &app, Command &command, const LookCommand &look) {
-    // Shared, as CLI11 writes into them long after this returns, and the command reads them later still.
+    // Shared: CLI11 writes into them after this returns, and the command reads them later.
     const auto arguments = std::make_shared<LookArguments>();
     CLI::App *added = app.add_subcommand(look.name, look.description);
     addLookOptions(*added, arguments->look);
@@ -26,10 +26,9 @@ void addLookCommand(CLI::App &app, Command &command, const LookCommand &look) {
             ->required(look.argument == LookCommand::Argument::Required)
             ->option_text(" ");
     added->callback([arguments, &command, run = look.run] {
-        // The machine is entered by the command and not while the line is read: another root is for the rest
-        // of the process.
+        // The command enters the machine, not the parser: a change of root lasts for the rest of the process.
         command = [arguments, run](std::ostream &output) {
-            // A script's variable that is empty must not ask for all.
+            // A script's empty variable must not ask for all.
             if (arguments->argument == "")
                 throw std::invalid_argument("An empty argument names nothing");
             return run(Machine(arguments->look), arguments->argument.value_or(""), arguments->look.isJson,

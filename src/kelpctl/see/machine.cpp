@@ -30,8 +30,8 @@ void writeText(const char *path, const std::string &text) {
     std::ofstream(path) << text;
 }
 
-/// A user is root in a name space of their own, where the system allows one, and can change the root there;
-/// what they can read stays the same.
+/// Where the system allows it, a user becomes root in a name space of their own and can change the root
+/// there. That gives no further right to read.
 bool haveOwnNameSpaces() {
     const std::string user = std::to_string(::geteuid());
     const std::string group = std::to_string(::getegid());
@@ -47,10 +47,10 @@ bool haveOwnNameSpaces() {
     return true;
 }
 
-/// Memory takes the place of the other root's temporary directory: a look writes nothing there either.
+/// Mounts memory over the other root's temporary directory: a look must not write there either.
 bool haveOwnTemporaryDirectory() {
     ::setenv("TMPDIR", "/tmp", 1);
-    // Through a link in its place the memory would cover what is looked for, as the store.
+    // If it were a link, the memory would cover another directory, such as the store.
     if (std::filesystem::is_symlink("/tmp")) {
         errno = ELOOP;
         return false;
@@ -59,11 +59,11 @@ bool haveOwnTemporaryDirectory() {
 }
 
 void enter(const std::filesystem::path &root) {
-    // Private first, or the memory that is mounted over /tmp would appear on the running machine as well.
+    // Private first: otherwise the memory over /tmp would appear on the running machine as well.
     if (!haveOwnNameSpaces() || ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
         ::chroot(root.c_str()) != 0 || ::chdir("/") != 0 || !haveOwnTemporaryDirectory())
         raiseEntering(root);
-    // The root is the machine's own from here on: a prefix would be looked for inside it.
+    // From here on the root is the machine's own: a prefix would be looked for inside it.
     ::unsetenv("KELP_ROOT_FS");
 }
 
@@ -83,7 +83,7 @@ void addLookOptions(CLI::App &command, LookOptions &options) {
 Machine::Machine(const LookOptions &options) {
     if (!options.root.empty())
         enter(options.root);
-    // After the change of root, since it reads the configuration file of the machine that is looked at.
+    // After the change of root: it reads the other machine's configuration file.
     configuration_.emplace(Core::Configuration::Missing::IsFine);
 }
 

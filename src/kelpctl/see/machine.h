@@ -11,21 +11,21 @@ class App;
 
 namespace KelpCtl {
 
-/// What all commands have that look at a machine.
+/// The options of all commands that look at a machine.
 struct LookOptions {
     std::filesystem::path root; ///< The machine's root directory; empty for the running machine.
     bool isJson = false;
 };
 
-/// Adds --root; `options` is written when the line is parsed and has to live until then.
+/// Adds --root. `options` must live until the line is parsed.
 void addRootOption(CLI::App &command, LookOptions &options);
 
-/// Adds --root and --json; `options` is written when the line is parsed and has to live until then.
+/// Adds --root and --json. `options` must live until the line is parsed.
 void addLookOptions(CLI::App &command, LookOptions &options);
 
-/// The machine that is looked at. For another root than the running machine's, the process makes that one its
-/// own, in name spaces of its own, for the rest of its life: links, lists and the rpm database are found as
-/// the machine itself would find them.
+/// The examined machine. For another root than the running machine's, the process changes its root to that,
+/// in name spaces of its own, for the rest of its life. So links, lists and the rpm database resolve as on
+/// the machine itself.
 class Machine {
 public:
     /// Raises ErrorCode::UnauthorizedAccess or ErrorCode::Filesystem when the root cannot be entered.

@@ -1,4 +1,4 @@
-// The commands about what the store holds.
+// The commands about the content of the store.
 
 #include "kelpctl/see/commands.h"
 #include "kelpctl/see/look-command.h"
@@ -27,7 +27,7 @@ namespace {
 using Core::KELP::StoreView;
 using Core::KELP::Unread;
 
-/// Raises ErrorCode::PackageNotExist, and ErrorCode::Filesystem for one that could not be looked at.
+/// Raises ErrorCode::PackageNotExist, and ErrorCode::Filesystem when the look fails.
 void requireInstalled(const StoreView &store, const std::string &id) {
     const auto package = store.package(id);
     if (package && !package->failure.empty())
@@ -45,7 +45,7 @@ StoredApplication storedApplication(const Machine &machine, const std::string &i
 }
 
 std::vector<fs::path> filesOf(const Machine &machine, const std::string &id) {
-    // One package alone is read here, where the list of all would measure the size of each.
+    // Reads only this package: the list of all would measure the size of each.
     const StoreView store(machine.configuration());
     requireInstalled(store, id);
     const auto files = store.publishedFiles(id).value_or(std::vector<std::string>());
@@ -70,7 +70,7 @@ ExitStatus list(const Machine &machine, const std::string &, bool isJson, std::o
     }
     if (isJson)
         output << array << '\n';
-    // An empty list is no output at all, for scripts that count lines.
+    // An empty list prints nothing, for scripts that count lines.
     else if (rows.size() > 1)
         printTable(output, rows);
     return tellUnread(unread, ExitStatus::Accepted);
@@ -132,8 +132,8 @@ struct Owner {
     fs::path target; ///< The file in the store; empty for a directory that was made for an application.
 };
 
-/// What a place in the store belongs to: nothing for any other place, and for what is no application's. By
-/// the words alone, since the target of a link may be gone, and its owner is still to be told.
+/// The owner of a place in the store; nothing for any other place, and for one without an owner. By the text
+/// alone: even if the target of a link is gone, its owner counts.
 std::optional<Owner> ownerOfStored(const Machine &machine, const fs::path &target) {
     const fs::path store = machine.configuration().databaseDirectory().lexically_normal();
     const fs::path relative = target.lexically_normal().lexically_relative(store);
@@ -150,13 +150,13 @@ std::optional<Owner> ownerOfStored(const Machine &machine, const fs::path &targe
         std::next(relative.begin()) == relative.end() ? std::string() : std::next(relative.begin())->string();
     if (std::ranges::find(content.foreign, name) != content.foreign.end())
         return std::nullopt;
-    // In a version that is not the current one, it is that one's.
+    // A path in another version than the current one belongs to that version.
     const bool isVersion = std::ranges::find(content.own, name) != content.own.end();
     return Owner{id, isVersion ? name : package->version, target};
 }
 
 std::vector<Owner> ownersOf(const Machine &machine, const fs::path &path, Unread &unread) {
-    // Any link counts as a mapping, so that the target has to lie in the store for somebody to own it.
+    // Any link counts as a mapping, so the target must lie in the store to have an owner.
     for (const auto &place : {Core::KELP::findMapping(path), std::optional(path)})
         if (auto owner = place ? ownerOfStored(machine, *place) : std::nullopt)
             return {std::move(*owner)};

@@ -18,7 +18,7 @@ namespace json = boost::json;
 using Core::KELP::PlannedTakeOver;
 using Core::KELP::TakeOverPlan;
 
-/// Has the core's log go nowhere: what it would say of packages on the way, the plan says as well.
+/// Silences the core's log: the plan itself says the same about the packages.
 class Quiet {
 public:
     Quiet() : buffer_(std::cout.rdbuf(nullptr)) {}

@@ -39,7 +39,7 @@ std::string lineOf(const Row &row, const std::vector<std::size_t> &widths) {
     return line;
 }
 
-/// In a pipe a line stays a line, whatever its length: it is read by programs.
+/// In a pipe a long line stays one line, for programs.
 std::string fitted(const std::string &text) {
     return ::isatty(STDOUT_FILENO) ? wrapped(text, terminalWidth(STDOUT_FILENO)) : text;
 }
@@ -49,7 +49,7 @@ std::string fitted(const std::string &text) {
 void printTable(std::ostream &output, const std::vector<Row> &rows) {
     const std::vector<std::size_t> widths = columnWidths(rows);
     for (const Row &row : rows) {
-        // Styled after the fitting, as the sequences would count as columns.
+        // Styled after the fitting, which would count the sequences as columns.
         const Style style = &row == rows.data() ? Style::Bold : Style::Plain;
         output << styled(fitted(lineOf(row, widths)), style, STDOUT_FILENO) << '\n';
     }
@@ -76,7 +76,7 @@ std::string shownTime(std::int64_t time) {
     const std::time_t seconds = time;
     std::tm local{};
     char text[32];
-    // The registry may hold any number, also one that is in no calendar.
+    // The registry may hold any number, also one outside of every calendar.
     if (!::localtime_r(&seconds, &local) || std::strftime(text, sizeof text, "%F %T", &local) == 0)
         return std::to_string(time);
     return text;

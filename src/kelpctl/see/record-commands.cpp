@@ -1,4 +1,4 @@
-// The commands about what is on record: the registry and the trusted sources.
+// The commands about the records: the registry and the trusted sources.
 
 #include "kelpctl/see/commands.h"
 #include "kelpctl/see/look-command.h"

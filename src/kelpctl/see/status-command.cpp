@@ -63,7 +63,7 @@ void printSummary(std::ostream &output, const MachineState &machine) {
     if (machine.takeOvers > 0)
         printText(output, "A take-over of " + counted(machine.takeOvers, "application") +
                               " from rpm is not finished.");
-    // Where not all could be looked at, a number would pass for that of all.
+    // If a look failed, a number would pass for the total.
     printText(output, "Store: " + (machine.storeBytes
                                        ? counted(static_cast<std::uintmax_t>(inStore), "whole application") +
                                              ", " + shownBytes(*machine.storeBytes)
@@ -103,7 +103,7 @@ ExitStatus status(const StatusArguments &arguments, std::ostream &output) {
         printApplications(output, needy);
     else
         print(output, state);
-    // Only with --check, by which a unit fails at boot: without it, to be told is no failure.
+    // Only with --check, which lets a unit fail at boot. Without it a successful look is no failure.
     return tellUnread(state.unread,
                       arguments.isCheck && !needy.empty() ? ExitStatus::Refused : ExitStatus::Accepted);
 }

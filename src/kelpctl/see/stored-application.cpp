@@ -37,7 +37,7 @@ EventWords wordsOf(RegistryEvent event) {
     return {"R", "removed"};
 }
 
-/// Empty for a source that the database has not got.
+/// Empty for a source that is not in the database.
 std::string subjectOf(const std::string &keyId, const SourcesView &view) {
     const auto source = std::ranges::find(view.sources, keyId, &Core::TrustedSources::Source::keyId);
     return source == view.sources.end() ? std::string() : source->subject;
@@ -54,7 +54,7 @@ std::vector<StoredApplication> storedApplications(const Core::IConfiguration &co
     for (Core::KELP::StoredPackage &package : store.packages()) {
         if (!package.failure.empty())
             unread.add(package.failure);
-        // Without a current version it is not installed; status and doctor tell what has become of it.
+        // Without a current version it is not installed; status and doctor tell its fate.
         if (package.version.empty() && package.failure.empty())
             continue;
         StoredApplication &application = applications.emplace_back();
@@ -107,7 +107,7 @@ std::vector<std::vector<std::string>> historyTable(const std::vector<RegistryRec
         std::vector<std::string> keys(record.previousKeyIds().rbegin(), record.previousKeyIds().rend());
         keys.insert(keys.begin(), record.keyId());
         constexpr std::size_t shortKeySize = 12;
-        // Whole, one alone would fill half of a terminal's line.
+        // Shortened: a whole key would fill half of a terminal's line.
         for (std::string &key : keys)
             key.resize(std::min(key.size(), shortKeySize));
         rows.push_back({shownTime(record.timestamp()), wordsOf(record.event()).word,

@@ -20,16 +20,16 @@ class object;
 
 namespace KelpCtl {
 
-/// What people see of an application in the store.
+/// An application in the store, as shown to people.
 struct StoredApplication {
     Core::KELP::StoredPackage package;
-    std::string source;                  ///< The key id of its source; empty when it is bound to none.
+    std::string source;                  ///< The key id of its source; empty if unbound.
     std::string subject;                 ///< That source's subject.
-    std::optional<std::uintmax_t> bytes; ///< Nothing when not all of its files could be looked at.
+    std::optional<std::uintmax_t> bytes; ///< Nothing when a look at a file failed.
 };
 
-/// Those that have a current version, by id, and those of which nobody could tell; bound to no source where
-/// the sources cannot be read. Raises as StoreView does.
+/// The applications with a current version, by id, and those at which the look failed. If the sources cannot
+/// be read, all are unbound. Raises as StoreView does.
 std::vector<StoredApplication> storedApplications(const Core::IConfiguration &configuration,
                                                   Core::KELP::Unread &unread);
 

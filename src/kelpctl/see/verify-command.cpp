@@ -1,4 +1,4 @@
-// What of the applications' files is not what was staged.
+// Compares the applications' files with the staged ones.
 
 #include "kelpctl/progress.h"
 #include "kelpctl/see/commands.h"
@@ -38,13 +38,13 @@ struct VerifyArguments {
     std::set<std::string> ids;
 };
 
-/// What became of one application's current version.
+/// The result for one application's current version.
 struct Verified {
     std::string id;
     std::string version;
     fs::path directory;
-    std::optional<ContentsList> list = {}; ///< None: what was staged is unknown.
-    bool isRead = true;                    ///< Whether all of it could be.
+    std::optional<ContentsList> list = {}; ///< Without it the staged files are unknown.
+    bool isRead = true;                    ///< Whether all files could be read.
     std::vector<Difference> differences = {};
 
     std::size_t faults() const {
@@ -132,7 +132,7 @@ void print(std::ostream &output, const Verified &one) {
                               shown(difference.text));
 }
 
-/// Those of the store that were asked for; tells of the others.
+/// The requested packages of the store; leaves the other ids in `unknown`, and reports them.
 std::vector<StoredPackage> packagesToVerify(const Machine &machine, std::set<std::string> &unknown) {
     std::vector<StoredPackage> packages = StoreView(machine.configuration()).packages();
     if (unknown.empty())

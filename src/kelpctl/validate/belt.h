@@ -8,15 +8,15 @@
 
 namespace KelpCtl {
 
-/// Raised by Belt::put() when nobody takes anything from the belt any more.
+/// Raised by Belt::put() when the taker is gone.
 struct Abandoned {};
 
-/// What one thread gives to another, in its order and up to a bound. It goes in batches: to be woken up for
-/// each small file would cost as much as the file.
+/// A bounded queue from one thread to another. It moves batches: a wake-up for each small file would cost as
+/// much as the file.
 template<class Item>
 class Belt {
 public:
-    /// As many items can wait on the belt, two at least, and as many be with the one who takes them.
+    /// Up to `longest` items, at least two, can wait on the belt, and as many again be with the taker.
     explicit Belt(std::size_t longest) : longest_(longest) {}
 
     /// Waits for room. Raises Abandoned when the belt is closed.
@@ -30,7 +30,7 @@ public:
             changed_.notify_all();
     }
 
-    /// Calls `use` for each item, until the belt is closed and empty. What `use` raises passes.
+    /// Calls `use` for each item, until the belt is closed and empty. Exceptions of `use` pass.
     template<class Use>
     void takeAll(const Use &use) {
         for (std::vector<Item> batch = take(); !batch.empty(); batch = take())
@@ -64,7 +64,7 @@ private:
     bool isClosed_ = false;
 };
 
-/// Closes a belt when one of its sides is done with it, by whatever.
+/// Closes a belt when one of its sides ends, in whatever way.
 template<class Item>
 class Closing {
 public:

@@ -22,7 +22,7 @@ void CollectedReport::name(const std::string &id, const std::string &version) {
 }
 
 void CollectedReport::add(Stage stage, const Validator::Message &message) {
-    // Hidden from the report and its counts. The verdict is the validator's and stays: only what refuses
+    // Hidden from the report and its counts. The verdict stays the validator's: only findings that refuse
     // nothing can be hidden.
     if (options_.hidden.contains(std::string(message.entry.id)))
         return;
@@ -34,7 +34,7 @@ void CollectedReport::add(Stage stage, const Validator::Message &message) {
         return;
     }
     Shown &shown = shown_[{message.entry.id, override != nullptr}];
-    // From the hundredth of an id on, repeated ones come as well; those may all have been overridden.
+    // From the hundredth of an id on, repeated ones are added too: the others may all be overridden.
     if (shown.places.size() < mostShown ? isShown(shown, message) : ++shown.more > 1)
         return;
     shown.places.push_back(report_.findings.size());

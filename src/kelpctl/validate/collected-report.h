@@ -10,7 +10,7 @@
 
 namespace KelpCtl {
 
-/// The report of one package under one profile, as long as that is being judged.
+/// The report of one package under one profile, while that is being judged.
 class CollectedReport {
 public:
     /// The options must live as long as the object.
@@ -24,7 +24,7 @@ public:
     /// Adds a finding, unless its id is hidden. Raises as Spool::append() does.
     void add(Stage stage, const Validator::Message &message);
 
-    /// Adds what the validator says beside its findings, where all of them are lines.
+    /// Adds a line of the validator beside its findings, when all findings are lines.
     void addLine(const std::string &line);
 
     /// The last verdict counts.
@@ -33,7 +33,7 @@ public:
     PackageReport take() &&;
 
 private:
-    /// Of one id, those that are overridden and the others apart.
+    /// Findings of one id; the overridden ones are kept apart.
     struct Shown {
         std::vector<std::size_t> places; ///< In the report; the last tells how many more there are.
         std::size_t more = 0;

@@ -4,7 +4,7 @@
 
 namespace KelpCtl {
 
-// What makers of packages need.
+// The commands for makers of packages.
 
 void addValidate(CLI::App &app, Command &command);
 void addExplain(CLI::App &app, Command &command);

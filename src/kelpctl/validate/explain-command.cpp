@@ -33,7 +33,7 @@ struct ExplainArguments {
     bool isJson = false;
 };
 
-/// Told as wrong usage: an id that is spelt wrong must not look like a finding without an explanation.
+/// A misspelt id is wrong usage: it must not look like a finding without an explanation.
 std::string checkId(const std::string &id) {
     std::vector<std::string> known;
     for (const Validator::CatalogueEntry &entry : Validator::allFindings())
@@ -47,7 +47,7 @@ std::string checkId(const std::string &id) {
            (closest.empty() ? "see kelpctl explain --list" : "did you mean " + closest + "?");
 }
 
-/// Each once, in the order of the first mention, as they come out of a report.
+/// Each once, in the order of first mention, like the ids of a report.
 std::vector<CatalogueEntry> entriesOf(const ExplainArguments &arguments) {
     const auto all = Validator::allFindings();
     if (arguments.isList)

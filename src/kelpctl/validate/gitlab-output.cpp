@@ -25,7 +25,7 @@ const char *severityOf(LogLevel level) {
     return names[static_cast<std::size_t>(level)];
 }
 
-/// One text of the catalogue has a line feed, and so may a path; the form has none.
+/// One text of the catalogue has a line feed, and a path may have one; the form allows none.
 std::string oneLine(std::string text) {
     std::ranges::replace(text, '\n', ' ');
     return text;
@@ -37,13 +37,13 @@ public:
     explicit GitlabOutput(std::ostream &output) : output_(output) {}
 
     void write(const PackageReport &report) override {
-        // By the id of the package: its file has another name in each version.
+        // By the package's id: its file name changes with each version.
         const std::string package = report.profile + '\n' + report.id.value_or(report.file) + '\n';
         std::set<std::string> fingerprints;
         for (const ReportedFinding &finding : report.findings) {
             const auto &message = finding.message;
             const std::string fingerprint = Common::Rpm::sha256Of(package + fingerprintOf(message));
-            // One that two entries share is shown once, and may be the one that does not count.
+            // GitLab shows entries with one fingerprint once, and may pick the one that does not count.
             if (finding.overridden.empty() && fingerprints.insert(fingerprint).second)
                 add(report, std::string(message.entry.id),
                     message.text + (finding.hint.empty() ? "" : "; did you mean " + finding.hint + '?'),

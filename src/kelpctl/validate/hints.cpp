@@ -10,16 +10,16 @@ namespace KelpCtl {
 
 namespace {
 
-/// In which rules the word that string 0 of a finding holds is looked for.
+/// The rules among which to look for the word in a finding's string 0.
 struct Row {
     std::string_view id;
     std::string_view topic;
-    std::string_view prefix = {}; ///< What stands in front of the word in a rule; the text of a catalogue.
+    std::string_view prefix = {}; ///< The text before the word in a rule; the text of a catalogue.
 };
 
 constexpr Row table[] = {
     {"desktop-group-not-allowed", "group"},
-    // The finding may name the other of the two groups.
+    // The finding may name the other group.
     {"desktop-field-unknown", "key", "X-Velura-Application/"},
     {"desktop-field-unknown", "key", "X-Velura-SplashScreen/"},
     {"desktop-value-invalid", "key", "{1}/{2}="},
@@ -38,7 +38,7 @@ constexpr Row table[] = {
     {"manifest-key-unknown", "manifest-key"},
 };
 
-/// The word of a rule after the prefix; empty for a rule in which there is none.
+/// The word of a rule after the prefix; empty for a rule without one.
 std::string_view wordOf(const Validator::Rule &rule, std::string_view prefix) {
     const std::string_view text = rule.text;
     // Expressions between slashes are no words.

@@ -9,20 +9,20 @@
 
 namespace KelpCtl {
 
-/// Guesses what the maker of a package meant by a word that no rule knows.
+/// Guesses the word that the maker of a package meant by an unknown one.
 class Hints {
 public:
     explicit Hints(const Validator::Config &config) : config_(config) {}
 
-    /// The word of a rule that is spelt nearly like that of the finding; empty when none is near, or the
-    /// finding is not about such a word.
+    /// The word of a rule closest to that of the finding; empty when none is close, or the finding has no
+    /// such word.
     std::string of(const Validator::Message &message);
 
 private:
     const Validator::Rules &rules();
 
     Validator::Config config_;
-    std::optional<Validator::Rules> rules_; ///< Made for the first finding that asks.
+    std::optional<Validator::Rules> rules_; ///< Made at the first question.
 };
 
 } // namespace KelpCtl

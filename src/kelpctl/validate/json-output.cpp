@@ -15,10 +15,10 @@ namespace {
 
 namespace json = boost::json;
 
-/// Changes when a reader of today would misread what is written then; a new field is no such change.
+/// Changes when older readers would misread the new form; a new field is no such change.
 constexpr int formatVersion = 1;
 
-/// What a package does not say is null, so that tools need not tell an empty text from a missing one.
+/// A missing text is null, so that tools need not tell it from an empty one.
 json::value textOrNull(const std::string &text) {
     return text.empty() ? json::value(nullptr) : json::value(jsonText(text));
 }
@@ -45,7 +45,7 @@ json::object objectOf(const PackageReport &report) {
             {"findings", std::move(findings)}};
 }
 
-/// Writes each package when it is judged: memory does not grow with their number.
+/// Writes each package as soon as it is judged: memory does not grow with their number.
 class JsonOutput final : public ReportOutput {
 public:
     explicit JsonOutput(std::ostream &output) : output_(output) {}
@@ -53,7 +53,7 @@ public:
     bool hasDigest() const override { return true; }
     void write(const PackageReport &report) override { begin() << objectOf(report); }
     void finish() override {
-        // Without a package as well: an empty text is no document.
+        // Also without any package: an empty text is no document.
         if (!std::exchange(isBegun_, true))
             output_ << head();
         output_ << "\n]}" << std::endl;
@@ -71,7 +71,7 @@ private:
     bool isBegun_ = false;
 };
 
-/// Flushes each line: a run that is killed loses none that it has finished.
+/// Flushes each line: a killed run loses no finished line.
 class JsonLinesOutput final : public ReportOutput {
 public:
     JsonLinesOutput(std::ostream &output, json::object conditions) :

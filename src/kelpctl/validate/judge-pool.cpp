@@ -24,10 +24,10 @@ namespace KelpCtl {
 
 namespace {
 
-/// Packages that were begun and not reported: as many results can wait for a slow one.
+/// The most packages that are begun and not reported: results wait for a slow one.
 constexpr std::size_t window = 64;
 constexpr std::size_t chunkSize = 0x40000;
-/// How much longer than its time a judge has to see itself that it took too long.
+/// The time beyond its limit in which a judge should notice by itself that it took too long.
 constexpr std::chrono::seconds grace(2);
 
 constexpr const char *malformed = "The judge's answer is malformed";
@@ -39,7 +39,7 @@ std::string endOf(int status) {
     return "Its judge was ended by the signal " + (name ? "SIG" + std::string(name) : "of an unknown name");
 }
 
-/// A judge that was ended meanwhile is found to be when its channel is read.
+/// If the judge has ended, the read of its channel will show it.
 void tell(int channel, Frame::Kind kind, const std::string &bytes) {
     try {
         writeFrame(channel, kind, bytes);
@@ -94,7 +94,7 @@ void JudgePool::handOut(PackageSource &source) {
     }
 }
 
-/// One that has nothing to do; null when all are at work. A process is made when there is none.
+/// An idle judge; null when all are at work. Makes a process if there is none.
 JudgePool::Judge *JudgePool::idleJudge() {
     const auto idle = std::ranges::find_if(judges_, [](const Judge &judge) { return !judge.task; });
     if (idle != judges_.end())
@@ -102,7 +102,7 @@ JudgePool::Judge *JudgePool::idleJudge() {
     return judges_.size() < options_.jobs && makeJudge() ? &judges_.back() : nullptr;
 }
 
-/// Fewer than were asked for will do, but for none.
+/// Fewer judges than requested will do, but not none.
 bool JudgePool::makeJudge() {
     int ends[2];
     const bool hasChannel = ::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) == 0;
@@ -110,7 +110,7 @@ bool JudgePool::makeJudge() {
     const pid_t self = ::getpid();
     const pid_t process = hasChannel ? ::fork() : -1;
     if (process == 0) {
-        // The other judges' channels, which must end with their own processes.
+        // Closes the other judges' channels, which must end with their own processes.
         judges_.clear();
         ours = Common::FileDescriptor();
         Interruption::serveAnother();
@@ -142,7 +142,7 @@ bool JudgePool::isBusy() const {
     return std::ranges::any_of(judges_, [](const Judge &judge) { return judge.task.has_value(); });
 }
 
-/// Until a judge has something to say, or one takes too long, or one of the other files does.
+/// Waits for a message of a judge, for one that takes too long, or for one of the other files.
 void JudgePool::wait(std::vector<pollfd> files) {
     const auto others = static_cast<std::ptrdiff_t>(files.size());
     for (const Judge &judge : judges_)
@@ -165,7 +165,7 @@ void JudgePool::hear(std::list<Judge>::iterator judge) {
         bury(judge);
 }
 
-/// Milliseconds to the time at which the next judge takes too long, or for ever.
+/// Milliseconds until the next judge takes too long, or for ever.
 int JudgePool::patience() const {
     if (!options_.timeout)
         return -1;
@@ -177,7 +177,7 @@ int JudgePool::patience() const {
     return static_cast<int>(std::clamp<std::chrono::milliseconds>(left, {}, std::chrono::hours(1)).count());
 }
 
-/// Closes the channel of one that has ended.
+/// Closes the channel of a judge that has ended.
 void JudgePool::receive(Judge &judge) {
     const std::string bytes = readSome(judge.channel.get(), chunkSize);
     if (bytes.empty())
@@ -205,7 +205,7 @@ void JudgePool::prepareResult(std::size_t number, const std::string &file) {
         result.missing.insert(profile->name());
 }
 
-/// Of the package that the judge has.
+/// Tells the judge the profiles of its package without a verdict.
 void JudgePool::tellUnknown(const Judge &judge, const std::string &sha256) {
     Result &result = results_.at(judge.task->number);
     if (!options_.known || !result.sha256.empty())
@@ -222,7 +222,7 @@ void JudgePool::tellUnknown(const Judge &judge, const std::string &sha256) {
     tell(judge.channel.get(), Frame::Kind::Unknown, unknown);
 }
 
-/// For its turn. What is no report is found out now, while its judge can be blamed.
+/// Keeps the report for its turn. A wrong one is detected now, while its judge can be blamed.
 void JudgePool::keep(const Frame &frame, Result &result) {
     const bool isReport = frame.kind == Frame::Kind::Report;
     if (isReport ? result.missing.erase(unpacked(frame.bytes).profile) == 0
@@ -231,7 +231,7 @@ void JudgePool::keep(const Frame &frame, Result &result) {
     result.frames.append(packFrame(frame.kind, frame.bytes));
 }
 
-/// Of one that has ended by itself or must.
+/// For a judge that has ended or must end.
 void JudgePool::bury(std::list<Judge>::iterator judge) {
     if (!judge->ending.empty())
         ::kill(judge->process, SIGKILL);
@@ -244,7 +244,7 @@ void JudgePool::bury(std::list<Judge>::iterator judge) {
         result.failure = judge->ending.empty() ? endOf(status) : judge->ending;
     }
     judges_.erase(judge);
-    // What it was killed over lies there still.
+    // Its unpacked package is still there.
     for (const auto &place : workspacePlaces())
         Workspace::clearLeft(place);
 }
@@ -259,7 +259,7 @@ void JudgePool::endLate() {
         }
 }
 
-/// Reports in the order of the packages. False when they are of no use any more.
+/// Gives on reports in the order of the packages. False when they are not wanted any more.
 bool JudgePool::giveOn(const Takers &takers, Gaps gaps) {
     auto next = results_.begin();
     for (; next != results_.end() && (next->second.isDone || gaps == Gaps::Pass);
@@ -290,12 +290,12 @@ bool JudgePool::giveFrame(const Frame &frame, const Result &result, std::shared_
         return true;
     }
     PackageReport report = unpacked(frame.bytes);
-    report.file = result.file; // Not by the judge's word: it has read what is hostile.
+    report.file = result.file; // Not the judge's own text: it has read a hostile package.
     report.lines = std::exchange(lines, std::make_shared<Spool>());
     return takers.report(report);
 }
 
-/// In place of the reports that are missing.
+/// Reports the failure in place of the missing reports.
 bool JudgePool::giveFailure(const Result &result, const Takers &takers) const {
     if (!result.isDone)
         return true;

@@ -25,14 +25,14 @@ void send(int channel, const PackageReport &report) {
 
 std::vector<PackageReport> judged(const std::string &file, const JudgeOptions &options) {
     const Interruption::Watch watch;
-    // A package without entries, or that cannot be read, asks for no end.
+    // For packages that never check: those without entries, or unreadable ones.
     Interruption::check();
     auto reports = judgePackage(file, options);
     Interruption::check();
     return reports;
 }
 
-/// The one process's side of a channel.
+/// The judge's side of a channel.
 class Judge {
 public:
     Judge(int channel, const JudgeOptions &options) : channel_(channel), options_(options) {}
@@ -65,12 +65,13 @@ private:
         writeFrame(channel_, Frame::Kind::Done);
     }
 
-    /// Leaves in the options what is still to be judged. The other side knows, as it goes on learning.
+    /// Leaves only the profiles to judge in the options. The other side knows them, since it keeps learning
+    /// verdicts.
     void leaveUnknown(const std::string &file, JudgeOptions &options) {
         try {
             options.sha256 = sha256OfFile(file);
         } catch (const std::exception &) {
-            // What it lacks is said by who judges it.
+            // The judgement itself will report the failure.
             return;
         }
         writeFrame(channel_, Frame::Kind::Digest, options.sha256);
@@ -93,9 +94,9 @@ void judgeForOther(int channel, const JudgeOptions &options) {
     try {
         Judge(channel, options).judgeAll();
     } catch (const std::exception &) {
-        // Interrupted, or nobody takes the reports any more: the other side knows.
+        // Interrupted, or the other side takes no more reports: it knows.
     }
-    // Not exit(): what the other has not written yet is in this process's buffers too.
+    // Not exit(): this process's copy of the other's unwritten buffers must not be flushed.
     ::_exit(0);
 }
 

@@ -40,7 +40,7 @@ Common::FileDescriptor locked(const std::string &file) {
     return lock;
 }
 
-/// Not by librpm, which this process leaves to its judges.
+/// Not by librpm, which only the judges use.
 class Digest {
 public:
     Digest() = default;
@@ -57,7 +57,7 @@ private:
     GChecksum *checksum_ = g_checksum_new(G_CHECKSUM_SHA256);
 };
 
-/// One that a line lacks counts as null.
+/// A field that the line lacks counts as null.
 JudgedBefore::Key keyOf(const json::object &line, const json::object &conditions) {
     Digest digest;
     const auto add = [&](std::string_view name) {
@@ -127,14 +127,14 @@ void JudgedBefore::readLines() {
     }
     if (input.bad())
         raise("Couldn't read " + name_);
-    // What a run was writing when it ended; any other text is somebody's.
+    // The unfinished line of an interrupted run; any other text is foreign.
     if (!line.starts_with(jsonLineBeginning) && !jsonLineBeginning.starts_with(line))
         throw std::runtime_error(name_ + " holds something else than reports");
     if (!line.empty() && ::ftruncate(file_.get(), end) != 0)
         raise("Couldn't cut " + name_);
 }
 
-/// In place of what an earlier line says. Raises some exception for one that is no report.
+/// Replaces the verdict of an earlier line. Raises some exception for a line that is no report.
 void JudgedBefore::remember(const std::string &line) {
     const json::value value = json::parse(line);
     const json::object &report = value.as_object();
@@ -160,7 +160,7 @@ void JudgedBefore::add(const std::string &text) {
     try {
         writeWhole(file_.get(), text);
     } catch (const std::system_error &error) {
-        // The next run would cut it too; whoever reads the file before that has whole lines.
+        // The next run would cut it too; until then other readers find whole lines.
         [[maybe_unused]] const int result = ::ftruncate(file_.get(), end);
         throw std::runtime_error("Couldn't write to " + name_ + ": " + error.code().message());
     }

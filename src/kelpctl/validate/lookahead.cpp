@@ -15,14 +15,14 @@ using Core::KELP::UnpackedEntry;
 
 namespace {
 
-/// Pieces of at most 128 KiB, which are what takes memory, or entries, each of which has its file open.
+/// Of pieces, which take memory of up to 128 KiB each, or of entries, each with an open file.
 constexpr std::size_t longestBelt = 64;
-/// Below that a belt cannot go by halves.
+/// A shorter belt cannot work by halves.
 constexpr std::size_t shortestBelt = 2;
-/// What else is open in this process, a handful of it for each file that is judged.
+/// Other open files of this process, a handful of them for each judged file.
 constexpr std::size_t otherFiles = 40;
 
-/// On each of the two belts, and with each of the two who take from them, as many files can be open.
+/// That many files can be open on each of the two belts, and with each of the two takers.
 std::size_t beltLength() {
     struct rlimit files {};
     if (::getrlimit(RLIMIT_NOFILE, &files) != 0)
@@ -68,8 +68,8 @@ Lookahead::~Lookahead() = default;
 void Lookahead::run(const UnpackAll &unpackAll, const Judge &judge) {
     std::future<void> unpacking;
     std::future<void> writing;
-    // After the futures, so that the belts are closed when those wait for their threads: what is raised
-    // here, by a verdict or because there is no thread to be had, leaves none of them waiting.
+    // Declared after the futures, so that the belts are closed before those wait for their threads. So no
+    // exception here, of a verdict or a missing thread, leaves a thread waiting.
     const Closing source(belts_->unwritten);
     const Closing destination(belts_->written);
     unpacking = std::async(std::launch::async, [&] {
@@ -81,7 +81,7 @@ void Lookahead::run(const UnpackAll &unpackAll, const Judge &judge) {
     });
     writing = std::async(std::launch::async, [this] { belts_->write(); });
     belts_->written.takeAll(judge);
-    // First, as what ended it has ended the unpacking as well, which was further.
+    // First: a failure of the writing has ended the unpacking as well.
     writing.get();
     unpacking.get();
 }

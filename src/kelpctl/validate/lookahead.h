@@ -7,8 +7,8 @@
 namespace KelpCtl {
 
 /// Unpacks by two threads, some entries ahead of the verdicts: one decompresses the payload and makes the
-/// files, one writes their contents. Both have ended when run() returns or raises; they finish the entry that
-/// they are at when a verdict raises.
+/// files, one writes their contents. Both have ended when run() returns or raises; when a verdict raises,
+/// they finish their present entry.
 class Lookahead final : public Core::KELP::Conveyance {
 public:
     Lookahead();

@@ -19,13 +19,13 @@ namespace {
 
 constexpr std::uintmax_t longestFile = std::uintmax_t(1) << 20;
 
-/// The three parts of a line, in which those after a missing one are empty.
+/// The three parts of a line; parts after a missing one are empty.
 Override parse(const std::string &line) {
     Override result;
     std::istringstream words(line);
     words >> result.id >> result.pattern >> std::ws;
     std::getline(words, result.reason);
-    // Of a line feed as other systems write it.
+    // Part of another system's line end.
     if (result.reason.ends_with('\r'))
         result.reason.pop_back();
     return result;

@@ -11,7 +11,7 @@
 
 namespace KelpCtl {
 
-/// One line of a file of overrides: a finding that the maker of a package knows of and means to keep.
+/// One line of a file of overrides: a finding that the maker of a package knows and accepts.
 struct Override {
     std::size_t line = 0; ///< Its number in the file, from one.
     std::string id;
@@ -19,16 +19,16 @@ struct Override {
     std::string reason;
 };
 
-/// Reads a file with a line "ID PATTERN REASON" for each override, with blanks or tabs between; empty lines
-/// and those that begin with "#" count as nothing. Raises std::runtime_error for a file that cannot be read,
-/// and one that names the line for an id that is no warning or note, or a line that lacks pattern or reason:
-/// what refuses a package must not look overridden.
+/// Reads a file with a line "ID PATTERN REASON" for each override, with blanks or tabs between. Empty lines
+/// and those that begin with "#" are skipped. Raises std::runtime_error for a file that cannot be read. Also
+/// raises, with the number of the line, for an id other than of a warning or note, since a refusal must not
+/// look overridden, and for a missing pattern or reason.
 std::vector<Override> readOverrides(const std::filesystem::path &file);
 
-/// The first of them that is about the finding, or null.
+/// The first override that matches the finding, or null.
 const Override *findOverride(const std::vector<Override> &overrides, const Validator::Message &finding);
 
-/// Tells on standard error which overrides are not among the used lines: what they were for is mended.
+/// Prints the unused overrides on standard error: their findings are mended.
 void tellUnused(const std::vector<Override> &overrides, const std::set<std::size_t> &usedLines,
                 const std::string &file);
 

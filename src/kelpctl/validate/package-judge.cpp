@@ -41,7 +41,7 @@ namespace Tag = Common::Rpm::Tag;
 
 constexpr const char *wrongDigest = "The payload does not match its digest";
 
-/// Takes what goes to standard error, and gives on the one line of it that belongs to the validator's report.
+/// Catches standard error, and passes on only lines of the validator's report.
 class ReportLines final : public std::streambuf {
 public:
     using Take = std::function<void(const std::string &)>;
@@ -71,7 +71,7 @@ private:
     std::string line_;
 };
 
-/// How long a judgement may take.
+/// The time limit of a judgement.
 class Deadline {
 public:
     explicit Deadline(std::optional<std::chrono::seconds> patience) : patience_(patience) {}
@@ -88,11 +88,10 @@ private:
     Clock::time_point begin_ = Clock::now();
 };
 
-/// Keeps what the core logs, which holds texts of packages as they are, from the streams: all that it has to
-/// say of a package is in the report.
+/// Keeps the core's log off the streams: it holds raw texts of packages, and the report has all of it.
 class Silence {
 public:
-    // A stream without a buffer takes what it is given and drops it; with its buffer it is good again.
+    // A stream without a buffer drops its output; with its buffer back it works again.
     explicit Silence(ReportLines::Take takeLine) : lines_(std::move(takeLine)) {
         Common::Rpm::silenceLibrary();
     }
@@ -122,7 +121,7 @@ public:
         return reports;
     }
 
-    /// What the validator prints is about the verdict of the profile in hand.
+    /// The validator's lines belong to the profile in hand.
     void takeLine(const std::string &line) { reports_[inHand_].addLine(line); }
 
     void judge() {
@@ -130,8 +129,7 @@ public:
         try {
             if (const std::string advice = adviceOn(kindOf(file_)); !advice.empty())
                 throw std::runtime_error(advice);
-            // First, as it also fills in name and version, which a report has even if the package cannot be
-            // judged.
+            // First: it also fills in name and version, which a report has even without a verdict.
             beginDigests();
             unpackAndJudge(RpmPackage::fromFile(file_, {}, Signatures::Unchecked));
         } catch (const Interrupted &) {
@@ -141,8 +139,7 @@ public:
             const bool isRefusal = error.code() == Common::ErrorCategory::make(ErrorCode::BadPackageContent);
             if (isRefusal)
                 reportNames();
-            // Whatever else stops the judging says nothing about the package: it must look neither good nor
-            // bad.
+            // Any other failure says nothing about the package, which must look neither good nor bad.
             conclude(isRefusal ? Verdict::Refused : Verdict::Incomplete, explainedText(error));
         } catch (const std::exception &error) {
             conclude(Verdict::Incomplete, error.what());
@@ -163,14 +160,14 @@ private:
         nameReports();
     }
 
-    /// By the header, when that could be read.
+    /// Fills in the names by the header, if that could be read.
     void nameReports() {
         for (CollectedReport &report : reports_)
             if (!version_.empty())
                 report.name(id_, version_);
     }
 
-    /// Reads what is only read beside the work of unpacking.
+    /// Starts the reads that run beside the unpacking.
     void beginDigests() {
         const Common::Rpm::Reader header = readHeader();
         size_ = header.contentSize();
@@ -205,15 +202,14 @@ private:
         }
     }
 
-    /// The only thing that the reading of the header refuses, before any check of it.
+    /// Reports bad names: the only fault that reading the header refuses, before any check.
     void reportNames() {
         if (!Validator::isUsableVersion(version_))
             report(Stage::Header, messageOf(Validator::HardeningRule::VersionUnusable, {version_}));
         report(Stage::Header, messageOf(ContentRule::NameUnusable, {}));
     }
 
-    /// Of a package that was refused or not judged to the end as well: what is wrong with it may come of
-    /// that.
+    /// Also for a refused or incomplete package: wrong bytes may be the cause.
     void judgeDigests() {
         if (!digests_.valid())
             return;
@@ -232,20 +228,20 @@ private:
         if (digests.isPayloadRight)
             return;
         report(Stage::Files, messageOf(ContentRule::DigestWrong, {}));
-        // In place of a refusal as well: the findings are about bytes that the maker did not build.
+        // Also replaces a refusal: the findings are about bytes that the maker did not build.
         conclude(Verdict::Incomplete, wrongDigest);
     }
 
     void unpackAndJudge(const RpmPackage &package) {
-        // A workspace for each package: what one leaves behind cannot be in the way of the next.
+        // A workspace for each package: remnants of one cannot get in the way of the next.
         if (!options_.keep.empty())
             return judge(package, Workspace(options_.keep, package.id() + "-" + package.version()));
         if (!fitsMemory(size_, options_.jobs) || !isJudgedInMemory(package))
             judge(package, Workspace(std::filesystem::temp_directory_path()));
     }
 
-    /// The header's sum is not all that files take in memory, nor is anybody else kept out of that. False,
-    /// and all is as it was, when there was not enough.
+    /// Memory may not suffice: files take more than the header's sum, and other programs use it too. Then
+    /// returns false and leaves no trace.
     bool isJudgedInMemory(const RpmPackage &package) {
         try {
             judge(package, Workspace(memoryDirectory));
@@ -258,7 +254,7 @@ private:
         }
     }
 
-    /// For few bytes they would cost more than they gain.
+    /// For few bytes threads would cost more than they gain.
     bool hasThreads() const {
         constexpr std::uint64_t fewBytes = 0x80000;
         return options_.jobs == 1 && size_ >= fewBytes;
@@ -310,7 +306,7 @@ private:
     Deadline deadline_;
     std::vector<CollectedReport> reports_;
     std::future<Digests> digests_;
-    std::size_t inHand_ = 0; ///< Of them.
+    std::size_t inHand_ = 0; ///< The index of the profile in hand.
 };
 
 } // namespace

@@ -15,7 +15,7 @@ std::string nameOf(Stage stage) {
 }
 
 std::string fingerprintOf(const Validator::Message &message) {
-    // A NUL is in no path and in no argument.
+    // No path or argument has a NUL.
     std::string text = std::string(message.entry.id) + '\0' + message.path;
     for (const std::string &argument : message.strings)
         text += '\0' + argument;

@@ -26,20 +26,20 @@ enum class Stage : std::uint32_t { Header, Files };
 struct ReportedFinding {
     Stage stage;
     Validator::Message message;
-    std::string hint;       ///< What the maker may have meant; empty when nothing is near.
-    std::string overridden; ///< The reason for which it does not count; empty for one that does.
+    std::string hint;       ///< The word that the maker may have meant; empty when none is close.
+    std::string overridden; ///< Why it is accepted; empty if it is not.
 };
 
-/// The text of the finding that stands for those of its id that are not in a report.
+/// The text of the finding that stands for the omitted ones of its id.
 inline constexpr std::string_view moreText = "and {0} more reports";
 
-/// What was said before of a package under one profile.
+/// An earlier verdict on a package under one profile.
 struct KnownVerdict {
     bool isRefused;
     bool hasWarning;
 };
 
-/// What is to be said of one package under one profile. The texts are the package's own, not escaped.
+/// The report of one package under one profile. The texts are the package's own, not escaped.
 struct PackageReport {
     std::string file;
     std::optional<std::string> id; ///< Empty when the header could not be read.
@@ -49,19 +49,18 @@ struct PackageReport {
     std::optional<std::string> osVersion; ///< Of the target.
     Verdict verdict = Verdict::Accepted;
     std::string reason; ///< Of any verdict but Accepted.
-    /// A hundred of each id, after which one tells how many more there are, and as many overridden ones.
+    /// Up to a hundred of each id, then one with the number of the others; overridden ones likewise.
     std::vector<ReportedFinding> findings;
     std::map<Validator::LogLevel, std::size_t> counts; ///< Of all findings that are not overridden.
-    std::size_t overridden = 0;                        ///< How many are.
-    std::set<std::size_t> usedOverrides;               ///< The lines that overrode one.
-    std::shared_ptr<Spool> lines; ///< All findings, in place of `findings`, where somebody wants lines.
+    std::size_t overridden = 0;                        ///< Their number.
+    std::set<std::size_t> usedOverrides;               ///< The lines that were used.
+    std::shared_ptr<Spool> lines; ///< All findings as lines, in place of `findings`, if requested.
 };
 
 /// "accepted", "refused" or "incomplete".
 std::string nameOf(Verdict verdict);
 
-/// What tells a finding from all others of its package, whatever file the package is in: of id, path and
-/// arguments.
+/// Identifies a finding within its package, by id, path and arguments; independent of the package's file.
 std::string fingerprintOf(const Validator::Message &message);
 
 /// "header" or "files".

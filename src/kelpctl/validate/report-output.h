@@ -13,18 +13,18 @@
 
 namespace KelpCtl {
 
-/// How reports are written.
+/// Writes reports in one form.
 class ReportOutput {
 public:
     virtual ~ReportOutput() = default;
 
-    /// Has all findings of a report be lines, as JudgeOptions takes it.
+    /// The `lineOf` of JudgeOptions for this form.
     virtual std::function<std::string(const Validator::Message &)> lineOf() const { return {}; }
     /// Whether it writes the digests of package files.
     virtual bool hasDigest() const { return false; }
-    /// Called for each report as soon as there is one.
+    /// Called for each report as soon as it exists.
     virtual void write(const PackageReport &report) = 0;
-    /// Called once, after all of them.
+    /// Called once, after all reports.
     virtual void finish() {}
 };
 
@@ -47,7 +47,7 @@ std::unique_ptr<ReportOutput> gitlabOutput(std::ostream &output);
 /// One document in the form of JUnit, which build services show as tests.
 std::unique_ptr<ReportOutput> junitOutput(std::ostream &output);
 
-/// How each such line begins.
+/// The beginning of each such line.
 constexpr std::string_view jsonLineBeginning = "{\"format\":";
 
 /// A report as one line, with fields of the whole run in front, and its end.

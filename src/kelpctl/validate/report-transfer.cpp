@@ -78,7 +78,7 @@ private:
     std::string_view bytes_;
 };
 
-/// By its id, as its texts are of this process.
+/// By its id: the texts are this process's own.
 CatalogueEntry entryOf(std::string_view id, LogLevel level) {
     static const std::map<std::string_view, CatalogueEntry> entries = [] {
         std::map<std::string_view, CatalogueEntry> all;
@@ -87,7 +87,7 @@ CatalogueEntry entryOf(std::string_view id, LogLevel level) {
         return all;
     }();
     const auto found = entries.find(id);
-    // The message that could not be composed is in no catalogue.
+    // The substitute for a message that could not be composed is in no catalogue.
     return found != entries.end() ? found->second : Message{level, ""}.entry;
 }
 

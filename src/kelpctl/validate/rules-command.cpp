@@ -17,7 +17,7 @@ struct RulesArguments {
     std::string topic;
 };
 
-/// For a target, lest the developer mode of this machine is read and talked about.
+/// For a target: otherwise the developer mode of this machine would be read and logged.
 Validator::Rules rulesOf(const std::string &profile) {
     return Validator::allRules(Validator::Config(Validator::profileFromName(profile), Validator::Target{}));
 }

@@ -22,7 +22,7 @@ namespace json = boost::json;
 using Validator::CatalogueEntry;
 using Validator::LogLevel;
 
-/// SARIF has no level above "error"; critical findings are told by their ids.
+/// SARIF has no level above "error"; critical findings show by their ids.
 const char *sarifLevelOf(LogLevel level) {
     return level == LogLevel::Warning ? "warning" : level == LogLevel::Info ? "note" : "error";
 }
@@ -60,8 +60,8 @@ json::array locationsOf(const PackageReport &report, const std::string &path) {
     return {std::move(location)};
 }
 
-/// Writes results when their package is judged, and after them what is known only then: the rules that
-/// occurred and the profiles.
+/// Writes results as soon as their package is judged. At the end follow the rules that occurred and the
+/// profiles, which are known only then.
 class SarifOutput final : public ReportOutput {
 public:
     explicit SarifOutput(std::ostream &output) : output_(output) {}
@@ -72,8 +72,8 @@ public:
         for (const ReportedFinding &finding : report.findings)
             output_ << (std::exchange(hasResults_, true) ? ",\n" : "\n") << resultOf(report, finding);
         output_.flush();
-        // Not a result: what could not be judged is a failure of the run, and tools must not count the
-        // package as free of findings.
+        // Not a result: a package without a verdict is a failure of the run, and must not count as free of
+        // findings.
         if (report.verdict == Verdict::Incomplete)
             notify(json::object{{"level", "error"},
                                 {"message", textObject(jsonText(report.file + ": " + report.reason))}});
@@ -98,7 +98,7 @@ public:
 private:
     static constexpr std::size_t pieceSize = 0x10000;
 
-    /// For the end: a stock may have any number of packages that cannot be judged.
+    /// Kept for the end: a stock may have any number of packages that cannot be judged.
     void notify(const json::object &notification) {
         notifications_.append((notifications_.size() == 0 ? "" : ",") + json::serialize(notification));
     }

@@ -47,7 +47,7 @@ std::string indented(std::string_view text, std::size_t indent) {
 
 /// How to mend a finding, below its line.
 std::string remedyOf(const Validator::CatalogueEntry &entry, const PackageReport &report) {
-    // A name that is not good itself is no example.
+    // A bad name is no example.
     const bool isGood = Validator::isReverseDomain(report.id.value_or(""), 3);
     const auto addressed = [&](const std::string &text) {
         return isGood ? addressedTo(shown(*report.id), text) : text;
@@ -137,7 +137,7 @@ class LinesOutput final : public ReportOutput {
 public:
     explicit LinesOutput(std::ostream &output) : output_(output) {}
 
-    /// As there may be millions.
+    /// As lines: there may be millions.
     std::function<std::string(const Validator::Message &)> lineOf() const override {
         return [](const Validator::Message &message) {
             return prefixOf(message.level) + shownText(message) + '\n';
@@ -147,7 +147,7 @@ public:
     void write(const PackageReport &report) override {
         for (std::string piece; !(piece = report.lines->take(pieceSize)).empty();)
             error_ << piece;
-        // Both streams are flushed, so that they stay in order where they lead to one file.
+        // Flushes both streams, so that they stay in order in one file.
         error_.flush();
         const std::string reason = report.reason.empty() ? "" : ": " + shown(report.reason);
         output_ << shown(report.file) << ": " << nameOf(report.verdict) << reason << std::endl;

@@ -79,8 +79,7 @@ std::string checkVersion(const std::string &text) {
                                                  : "";
 }
 
-/// The version of the image that KELP_ROOT_FS names. The machine on which packages are made says nothing
-/// about the one for which they are.
+/// The version of the image that KELP_ROOT_FS names. The build machine's own version does not matter.
 std::optional<std::string> versionOfImage() {
     if (std::getenv("KELP_ROOT_FS") == nullptr)
         return std::nullopt;
@@ -112,7 +111,7 @@ JudgeOptions optionsOf(const ValidateArguments &arguments) {
     return options;
 }
 
-/// Incomplete is worse than refused: what could not be judged must not end a build as a mere "no".
+/// Incomplete is worse than refused: a missing verdict must not end a build as a mere "no".
 ExitStatus statusOf(const KnownVerdict &verdict, const ValidateArguments &arguments) {
     const bool fails = verdict.isRefused || (verdict.hasWarning && arguments.failOn == "warning");
     return fails ? ExitStatus::Refused : ExitStatus::Accepted;
@@ -126,14 +125,14 @@ ExitStatus statusOf(const PackageReport &report, const ValidateArguments &argume
         arguments);
 }
 
-/// Whatever an rpm of this name would read of the home directory, or make there, is nobody's target.
+/// Leaves the home directory: librpm would read settings of the user's rpm there, or make files.
 void leaveHome() {
     ::setenv("HOME", "/nonexistent", 1);
     ::unsetenv("XDG_CONFIG_HOME");
 }
 
-/// What the run comes to: of several profiles the best verdict on a package counts, and of several packages
-/// the worst.
+/// The outcome of the run: the best verdict of several profiles on a package, and the worst of several
+/// packages.
 class Outcome {
 public:
     explicit Outcome(std::size_t profiles) : profiles_(profiles) {}
@@ -175,12 +174,12 @@ ExitStatus judgeAll(const ValidateArguments &arguments, const JudgeOptions &opti
     };
     const auto takeKnown = [&](const KnownVerdict &verdict) { outcome.add(statusOf(verdict, arguments)); };
     JudgePool(options).run(source, {take, takeKnown});
-    // After an end that somebody asked for as well: what was judged is reported as a whole document.
+    // Also after an interruption: the finished reports form a whole document.
     output.finish();
     if (Interruption::isRequested() && results.flush())
         Interruption::die();
     const ExitStatus worst = source.hadTrouble() ? ExitStatus::Trouble : outcome.worst();
-    // What could not be judged to the end, or was judged before, may have what they are for.
+    // Incomplete packages, and those judged before, may have the findings of unused overrides.
     if (worst != ExitStatus::Trouble && !options.known)
         tellUnused(options.overrides, usedOverrides, arguments.overrides);
     return worst;
@@ -211,9 +210,9 @@ std::unique_ptr<ReportOutput> outputOf(const ValidateArguments &arguments, const
 }
 
 ExitStatus validate(const ValidateArguments &arguments, std::ostream &results) {
-    // In front of all that uses librpm, which reads its configuration once.
+    // Before any use of librpm, which reads its configuration once.
     leaveHome();
-    // A limit on the size of files may not leave trees behind.
+    // Ignored: a limit on the size of files must not leave trees.
     std::signal(SIGXFSZ, SIG_IGN);
     JudgeOptions options = optionsOf(arguments);
     std::optional<JudgedBefore> before;
@@ -229,7 +228,7 @@ ExitStatus validate(const ValidateArguments &arguments, std::ostream &results) {
     return judgeAll(arguments, options, *output, results);
 }
 
-/// What the package is held against.
+/// The options for the target and its rules.
 void addTarget(CLI::App &validate, ValidateArguments &arguments) {
     std::vector<std::string> profiles = profileNames;
     profiles.emplace_back(allProfiles);
@@ -246,7 +245,7 @@ void addTarget(CLI::App &validate, ValidateArguments &arguments) {
                       "Judge as if the developer mode let errors pass");
 }
 
-/// What it may cost.
+/// The options for limits.
 void addBounds(CLI::App &validate, ValidateArguments &arguments) {
     validate
         .add_option("--max-unpacked", arguments.mostUnpacked,
@@ -259,13 +258,13 @@ void addBounds(CLI::App &validate, ValidateArguments &arguments) {
         ->option_text("SECONDS");
 }
 
-/// What is said of it.
+/// The options for the report.
 void addReport(CLI::App &validate, ValidateArguments &arguments) {
     validate
         .add_option("--fail-on", arguments.failOn, "With \"warning\", exit with status 1 for warnings too")
         ->check(CLI::IsMember({"error", "warning"}))
         ->option_text("LEVEL (error)");
-    // One id for each option, or the package files after it would be taken for more ids.
+    // One id for each option: otherwise package files after it would count as more ids.
     validate.add_option("--hide", arguments.hidden, "Do not report this warning or note; may be repeated")
         ->check(CLI::Validator(objectionToSilence, "ID"))
         ->option_text("ID")
@@ -293,7 +292,7 @@ void addReport(CLI::App &validate, ValidateArguments &arguments) {
         ->option_text("DIR");
 }
 
-/// Which packages, and by how many at once.
+/// The options for the packages, and how many are judged at once.
 void addPackages(CLI::App &validate, ValidateArguments &arguments) {
     validate
         .add_option("--jobs", arguments.jobs,

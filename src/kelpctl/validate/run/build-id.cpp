@@ -25,7 +25,7 @@ std::string digitsOf(std::string_view bytes) {
     return text;
 }
 
-/// The linker's note among others; empty when it is not there.
+/// The linker's note among others; empty if it is missing.
 std::string idAmong(std::string_view notes) {
     ElfW(Nhdr) note{};
     while (notes.size() >= sizeof note) {
@@ -41,7 +41,7 @@ std::string idAmong(std::string_view notes) {
     return {};
 }
 
-/// Of the program, which comes first.
+/// The program itself comes first.
 int findId(dl_phdr_info *object, std::size_t, void *result) {
     for (ElfW(Half) i = 0; i < object->dlpi_phnum; ++i) {
         const ElfW(Phdr) &part = object->dlpi_phdr[i];

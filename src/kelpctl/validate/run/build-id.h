@@ -4,8 +4,8 @@
 
 namespace KelpCtl {
 
-/// What tells this build of the program from others, in hexadecimal digits: two with the same one judge
-/// alike. Empty when it was linked without.
+/// The id of this build of the program, in hexadecimal digits: builds with the same id judge alike. Empty if
+/// it was linked without one.
 std::string buildId();
 
 } // namespace KelpCtl

@@ -15,7 +15,7 @@ namespace {
 constexpr int requests[] = {SIGINT, SIGTERM, SIGHUP};
 constexpr unsigned patience = 30; // Seconds.
 
-/// All that a handler may do: what was unpacked is removed on the way out, by the destructors.
+/// A handler may do no more. The destructors remove the unpacked files on the way out.
 volatile std::sig_atomic_t received = 0;
 volatile std::sig_atomic_t servesAnother = 0;
 volatile std::sig_atomic_t isWatched = 0;
@@ -32,7 +32,7 @@ void note(int signal) {
     }
     received = signal;
     const std::uint64_t one = 1;
-    // A write that fails has nobody who waits for it.
+    // If the write fails, no one is waiting for it.
     [[maybe_unused]] const ssize_t written = ::write(event, &one, sizeof one);
     errno = error;
 }
@@ -46,7 +46,7 @@ Interruption::Interruption() {
     action.sa_handler = note;
     for (std::size_t i = 0; i < std::size(requests); ++i) {
         ::sigaction(requests[i], nullptr, &old_[i]);
-        if (old_[i].sa_handler != SIG_IGN) // As nohup asks for it.
+        if (old_[i].sa_handler != SIG_IGN) // Ignored signals stay so, as under nohup.
             ::sigaction(requests[i], &action, nullptr);
     }
 }
@@ -68,7 +68,7 @@ int Interruption::descriptor() {
 void Interruption::check() {
     if (received == 0)
         return;
-    // To remove a tree of hundreds of thousands of directories takes minutes.
+    // The removal of hundreds of thousands of directories takes minutes.
     ::alarm(0);
     throw Interrupted();
 }
@@ -87,7 +87,7 @@ Interruption::Watch::~Watch() {
 }
 
 void Interruption::die() {
-    // By the signal itself and not by a status, so that a shell that runs a loop of packages stops too.
+    // By the signal itself and not by a status, so that a shell's loop over packages stops too.
     std::signal(received, SIG_DFL);
     std::raise(received);
     std::abort();

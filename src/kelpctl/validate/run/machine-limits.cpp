@@ -16,8 +16,8 @@ namespace {
 
 constexpr const char *groupRoot = "/sys/fs/cgroup";
 
-/// The directories of this process's control group and those above it. Those of the old kind, which have one
-/// for each resource, are not looked at.
+/// The directories of this process's control group and those above it. Ignores groups of the old kind, which
+/// have a hierarchy for each resource.
 std::vector<fs::path> controlGroups() {
     std::vector<fs::path> groups;
     std::ifstream file("/proc/self/cgroup");
@@ -33,7 +33,7 @@ std::vector<fs::path> controlGroups() {
     return groups;
 }
 
-/// As many as there are of the numbers in a file; "max" is none.
+/// The numbers in a file; "max" is none.
 std::vector<double> numbersIn(const fs::path &path) {
     std::ifstream file(path);
     std::vector<double> numbers;
@@ -42,7 +42,7 @@ std::vector<double> numbersIn(const fs::path &path) {
     return numbers;
 }
 
-/// That behind a word of a file; 0 when it is not there.
+/// The number after a word in a file; 0 without the word.
 double numberAfter(const std::string &wanted, const fs::path &path) {
     std::ifstream file(path);
     for (std::string word; file >> word;)
@@ -59,7 +59,7 @@ std::size_t usableProcessors() {
         ::sched_getaffinity(0, sizeof mask, &mask) == 0 ? static_cast<std::size_t>(CPU_COUNT(&mask)) : 1;
     for (const fs::path &group : controlGroups())
         if (const auto numbers = numbersIn(group / "cpu.max"); numbers.size() == 2 && numbers[1] > 0)
-            // A part of a processor is worth a judge: the others wait for files meanwhile.
+            // Rounded up: a part of a processor is worth a judge, since others wait for files meanwhile.
             count = std::min(count, static_cast<std::size_t>((numbers[0] + numbers[1] - 1) / numbers[1]));
     return std::max<std::size_t>(count, 1);
 }

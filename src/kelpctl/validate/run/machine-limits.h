@@ -9,9 +9,9 @@ namespace KelpCtl {
 /// those above. One at least.
 std::size_t usableProcessors();
 
-/// The bytes of memory that this process may still take: what the system has available, bounded by what
-/// memory.max of its control group and those above leaves beside what they cannot give up. 0 when nobody
-/// tells.
+/// The bytes of memory that this process may still take: the system's available memory, bounded by its
+/// control group and those above. A group leaves memory.max without the memory that it cannot give up. 0 if
+/// unknown.
 std::uint64_t usableMemory();
 
 } // namespace KelpCtl

@@ -45,8 +45,8 @@ struct CloseDirectory {
     void operator()(DIR *directory) const { ::closedir(directory); }
 };
 
-/// What lies in a directory, those of directories with "/" at the end, which is how byte order of whole paths
-/// sees them. Nothing, and errno tells why, when it cannot be read.
+/// The names in a directory, in the byte order of whole paths: those of directories end in "/". Nothing, and
+/// errno tells why, when it cannot be read.
 std::optional<std::vector<std::string>> namesIn(const std::string &directory) {
     const std::unique_ptr<DIR, CloseDirectory> stream(::opendir(directory.c_str()));
     if (!stream)
@@ -102,7 +102,7 @@ std::optional<std::string> PackageSource::nextOfList() {
         const std::size_t end = buffer_.find(separator_);
         std::string name = buffer_.substr(0, end);
         if (end == std::string::npos) {
-            // A list that a program still writes is no reason to keep what was judged from being reported.
+            // A list that is still being written must not hold up finished reports.
             isWaiting_ = !isReadable(list_.get());
             if (isWaiting_)
                 return std::nullopt;
@@ -164,7 +164,7 @@ bool PackageSource::isWanted(const std::string &file) {
 void PackageSource::endWalk() {
     if (sources_ > 0)
         std::cerr << "kelpctl: " << shown(walked_) << ": " << sources_ << " source packages passed over\n";
-    // As an empty directory is more often a wrong name than a stock without packages.
+    // An empty directory is more often a wrong name than a stock without packages.
     if (found_ == 0)
         complain(shown(walked_) + " holds no packages");
 }

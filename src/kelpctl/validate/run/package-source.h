@@ -8,10 +8,9 @@
 
 namespace KelpCtl {
 
-/// The package files of a run, in their order: those that were named, then those of a list, which is read as
-/// they are asked for. A directory stands for all regular files *.rpm in it and below, in byte order; links
-/// in it are not followed, and source packages are passed over and counted. What is wrong with a directory or
-/// the list is told on standard error.
+/// The package files of a run, in their order: named files, then those of a list, which is read on demand. A
+/// directory stands for all regular files *.rpm in it and below, in byte order. Links in it are not followed;
+/// source packages are skipped and counted. Faults of a directory or the list are reported on standard error.
 class PackageSource {
 public:
     /// A file of names, one a line or each ended by a zero byte; "-" is standard input.
@@ -23,19 +22,19 @@ public:
     /// Raises std::system_error when there is no such list.
     PackageSource(std::vector<std::string> names, const std::optional<List> &list);
 
-    /// The next package file; nothing at the end, and as long as isWaiting().
+    /// The next package file; nothing at the end, and while isWaiting().
     std::optional<std::string> next();
 
     /// Whether more names may come from a list that has none right now.
     bool isWaiting() const { return isWaiting_; }
-    /// What becomes readable then.
+    /// Becomes readable when more names come.
     int descriptor() const { return list_.get(); }
 
     /// Whether a directory held no packages, or could not be read; or the list could not.
     bool hadTrouble() const { return hadTrouble_; }
 
 private:
-    /// A directory on its way: what is left of it, the last first.
+    /// A directory during the walk: its remaining names, the last first.
     struct Level {
         std::string path;
         std::vector<std::string> names; ///< Of directories with "/" at the end.
@@ -53,7 +52,7 @@ private:
     std::vector<std::string> names_; ///< The last first.
     Common::FileDescriptor list_;
     char separator_ = '\n';
-    std::string buffer_; ///< What was read of the list and not given out.
+    std::string buffer_; ///< Text of the list that is not used yet.
     bool isWaiting_ = false;
     bool hadTrouble_ = false;
 

@@ -8,14 +8,14 @@
 
 namespace KelpCtl {
 
-/// Bytes that are all written before they are read, in their order. Few stay in memory; more go to a file
-/// without a name in the directory for temporary files, which is gone with the process, however that ends.
+/// Bytes that are all written before they are read, in their order. Few stay in memory. More go to a nameless
+/// file in the directory for temporary files, which vanishes with the process.
 class Spool {
 public:
     /// Raises std::runtime_error when there is no room for the file.
     void append(std::string_view bytes);
 
-    /// The next bytes, `most` at most; nothing when all were taken. Raises std::runtime_error.
+    /// The next bytes, `most` at most; nothing after the last. Raises std::runtime_error.
     std::string take(std::size_t most);
 
     std::uint64_t size() const { return written_ + memory_.size(); }

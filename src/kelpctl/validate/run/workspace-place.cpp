@@ -15,7 +15,7 @@ namespace KelpCtl {
 
 namespace {
 
-/// In bytes of all its files: a larger package is not unpacked to memory that others need.
+/// In bytes of all files: a larger package must not take memory that others need.
 constexpr std::uint64_t largestSmall = std::uint64_t{64} << 20U;
 
 bool isChosen() {
@@ -33,7 +33,7 @@ bool fitsMemory(std::uint64_t size, std::size_t jobs) {
     if (isChosen() || size > largestSmall || ::statfs(memoryDirectory, &status) != 0 || !isMemory(status) ||
         ::access(memoryDirectory, W_OK | X_OK) != 0)
         return false;
-    // Half stays for the judges, and for whoever else is at work.
+    // Half stays for the judges and for other programs.
     const std::uint64_t free = status.f_bavail * static_cast<std::uint64_t>(status.f_bsize);
     return size * jobs <= std::min(free, usableMemory()) / 2;
 }

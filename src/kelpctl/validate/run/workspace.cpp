@@ -49,8 +49,8 @@ bool isOfThisUser(const struct stat &status, mode_t type) {
     return (status.st_mode & S_IFMT) == type && status.st_uid == ::geteuid();
 }
 
-/// The lock goes last, and under the name of a new one: a kill in between leaves a directory that can still
-/// be told from others, be it empty.
+/// The lock goes last, after a rename to a new one's name: so even after a kill the directory, maybe empty,
+/// can be told from others.
 void removeWorkspace(fs::path path) {
     std::error_code ignored;
     if (const std::string name = path.filename(); name.starts_with(finalPrefix)) {
@@ -58,8 +58,8 @@ void removeWorkspace(fs::path path) {
         if (::rename(path.c_str(), hidden.c_str()) == 0)
             path = hidden;
     }
-    // By the path: where others can write too, the sticky bit keeps them from renaming it. Links in it are
-    // removed and not followed.
+    // By the path: where others can write too, the sticky bit keeps them from renaming it. Removes links in
+    // it, without following them.
     fs::remove_all(path / treeName, ignored);
     if (ignored)
         return;
@@ -71,8 +71,8 @@ void clearOne(const fs::path &path) {
     struct stat status {};
     if (::lstat(path.c_str(), &status) != 0 || !isOfThisUser(status, S_IFDIR))
         return;
-    // One that never came to its lock, or lost it last, holds nothing. Whoever is about to make it finds that
-    // it is gone, and makes another.
+    // One that has no lock yet, or lost it last, is empty. If it was just being made, its maker notices and
+    // makes another.
     if (path.filename().string().starts_with(newPrefix) && ::rmdir(path.c_str()) == 0)
         return;
     const FileDescriptor lock(
@@ -88,15 +88,15 @@ Workspace::Workspace(const fs::path &parent) {
     std::error_code error;
     if (!fs::is_directory(parent, error))
         raiseUnusable(error ? error : std::make_error_code(std::errc::not_a_directory));
-    // Whoever clears up may take a directory away that has no lock yet.
+    // Another process's clean-up may remove a directory that has no lock yet.
     constexpr int mostTries = 10;
     for (int tries = 1; !tryToMake(parent); ++tries)
         if (tries == mostTries)
             raise("Couldn't create temporary directory in " + parent.string());
 }
 
-/// Made with mode 0700 and a name that nobody can guess: others may write in the directory. False, and errno
-/// tells why, when it failed; nothing is left then but by a kill.
+/// With mode 0700 and an unpredictable name: others may write in the parent. On failure returns false, and
+/// errno tells why; only a kill leaves anything.
 bool Workspace::tryToMake(const fs::path &parent) {
     std::string name = (parent / (std::string(newPrefix) + std::string(pattern))).string();
     if (!::mkdtemp(name.data()))
@@ -120,7 +120,7 @@ bool Workspace::tryToMake(const fs::path &parent) {
 Workspace::Workspace(const fs::path &directory, const std::string &name) {
     Common::createDirectories(directory);
     const fs::path path = directory / name;
-    // Fails when anything is there, a link to nowhere too.
+    // Fails if the name exists, even as a dangling link.
     if (::mkdir(path.c_str(), mode) != 0) {
         if (errno == EEXIST)
             throw std::runtime_error(path.string() + " exists already");
@@ -132,7 +132,7 @@ Workspace::Workspace(const fs::path &directory, const std::string &name) {
 void Workspace::open(const fs::path &path) {
     directory_ = FileDescriptor(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     struct stat status {};
-    // In a directory in which others may rename, it could be theirs by now.
+    // In a directory in which others may rename, the name could be theirs by now.
     if (directory_.get() < 0 || ::fstat(directory_.get(), &status) != 0 || status.st_uid != ::geteuid())
         raise("Couldn't open " + path.string());
 }
@@ -143,7 +143,7 @@ Workspace::~Workspace() {
 }
 
 fs::path Workspace::path() const {
-    // The directory itself, wherever it has been renamed to by now.
+    // The directory itself, even after a rename.
     return "/proc/self/fd/" + std::to_string(directory_.get());
 }
 

@@ -7,17 +7,17 @@
 
 namespace KelpCtl {
 
-/// The directory in which one package is unpacked. It was made by this object, and is reached by its
-/// descriptor, so that nobody can put something else in its place.
+/// The directory in which one package is unpacked. This object made it and reaches it by a descriptor, so it
+/// cannot be exchanged.
 ///
-/// One that does not stay lies in a directory "kelpctl-XXXXXX", beside a file that is locked as long as the
-/// process lives. That file tells whoever clears up whose the directory is, and that it is still at work.
+/// A temporary one lies in a directory "kelpctl-XXXXXX", beside a file that is locked as long as the process
+/// lives. By that file a clean-up tells its owner, and that it is in use.
 class Workspace {
 public:
-    /// One below `parent` that is gone, with all in it, at the end. A process that is killed leaves it there,
-    /// for clearLeft(). Raises std::runtime_error when it cannot be made.
+    /// A temporary one below `parent`, removed with all in it at the end. A killed process leaves it for
+    /// clearLeft(). Raises std::runtime_error when it cannot be made.
     explicit Workspace(const std::filesystem::path &parent);
-    /// `directory`/`name`, with its parents, which stays. Raises std::runtime_error when it exists.
+    /// A lasting one, `directory`/`name`, with its parents. Raises std::runtime_error when it exists.
     Workspace(const std::filesystem::path &directory, const std::string &name);
     Workspace(const Workspace &) = delete;
     Workspace &operator=(const Workspace &) = delete;
@@ -26,15 +26,15 @@ public:
     /// Valid as long as the object.
     std::filesystem::path path() const;
 
-    /// Removes what this user's processes have left below `parent` when they were killed. What cannot be
-    /// looked at or removed stays.
+    /// Removes the workspaces that this user's killed processes left below `parent`. Failures leave them
+    /// there.
     static void clearLeft(const std::filesystem::path &parent);
 
 private:
     bool tryToMake(const std::filesystem::path &parent);
     void open(const std::filesystem::path &path);
 
-    std::filesystem::path temporary_; ///< Empty for one that stays.
+    std::filesystem::path temporary_; ///< Empty for a lasting one.
     Common::FileDescriptor lock_;
     Common::FileDescriptor directory_;
 };
