@@ -10,7 +10,7 @@ namespace {
 
 constexpr const char *desktopEntry = "Desktop Entry";
 
-/// Takes a text that came with an error as no text: GLib hands out what it had read by then.
+/// Drops a text that came with an error: GLib returns the part that it had read.
 template<class Text, class Read>
 Text unlessFailed(const Read &read) {
     GError *error = nullptr;
@@ -65,7 +65,7 @@ bool ManifestEntry::contains(const std::string &group, const std::string &key) c
 std::vector<std::string> ManifestEntry::groupKeys(const std::string &group) const {
     std::vector<std::string> keys =
         toVector(Strings(g_key_file_get_keys(file_.get(), group.c_str(), nullptr, nullptr)));
-    // GLib names a key once for each line that sets it, although the last line alone counts.
+    // GLib names a key once for each line that sets it, although only the last line counts.
     std::set<std::string> seen;
     std::erase_if(keys, [&](const std::string &key) { return !seen.insert(key).second; });
     return keys;
@@ -91,7 +91,7 @@ std::vector<std::string> ManifestEntry::stringVectorValue(const std::string &gro
 
 std::string ManifestEntry::sandboxSection() const {
     std::string section;
-    // The last that is there counts, in this order and not in that of the file.
+    // The last existing one counts, in this order and not in the file's.
     for (const char *name : {"X-Application", "X-Fencebox", "Fencebox"})
         if (containsGroup(name))
             section = name;

@@ -37,8 +37,7 @@ public:
     std::string type() const { return value("Type"); }
     std::string exec() const { return value("Exec"); }
 
-    // Of the sandbox section, which is the last that the file holds of "X-Application", "X-Fencebox" and
-    // "Fencebox".
+    // Of the sandbox section: the last of "X-Application", "X-Fencebox" and "Fencebox" that exists.
     std::string appName() const { return value(sandboxSection(), "ApplicationName"); }
     std::string appOrgname() const { return value(sandboxSection(), "OrganizationName"); }
     std::vector<std::string> appPermissions() const {

@@ -19,9 +19,9 @@ namespace {
 using Error = boost::json::error_code;
 using Text = boost::json::string_view;
 
-/// What the parser tells of a text. It accepts everything but a root that is no object.
+/// The parser's callbacks. They accept everything but a root other than an object.
 struct Handler {
-    // No size is too large for what keeps nothing; depth is bounded by the parser's own options.
+    // Keeps nothing, so any size will do; the parser's own options bound the depth.
     static constexpr std::size_t max_object_size = std::size_t(-1);
     static constexpr std::size_t max_array_size = std::size_t(-1);
     static constexpr std::size_t max_key_size = std::size_t(-1);
@@ -68,13 +68,13 @@ JsonObjectCheck::~JsonObjectCheck() = default;
 bool JsonObjectCheck::feed(std::string_view piece) {
     Error error;
     const std::size_t read = parser_->write_some(true, piece.data(), piece.size(), error);
-    // The parser stops after the root: what it did not read is more than white space.
+    // The parser stops after the root: unread text is more than white space.
     return !error && read == piece.size();
 }
 
 bool JsonObjectCheck::finish() {
     Error error;
-    // No more is to come: what is not closed by now is an error.
+    // The text has ended: an open bracket is an error.
     parser_->write_some(false, nullptr, 0, error);
     return !error && parser_->done();
 }
@@ -99,7 +99,7 @@ bool CPFValidator::isConfigurationParameterFile(const std::string &package,
 }
 
 bool CPFValidator::isValid(const std::filesystem::path &path) const {
-    // A pipe would be waited for without end.
+    // A pipe would block for ever.
     if (!std::filesystem::is_regular_file(path))
         return false;
     const Common::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
@@ -107,7 +107,7 @@ bool CPFValidator::isValid(const std::filesystem::path &path) const {
     std::array<char, 4096> block{};
     ssize_t got = file.get();
     while (got >= 0 && (got = ::read(file.get(), block.data(), block.size())) > 0) {
-        // At the first byte that cannot be right: what is left of a file of any size is not read.
+        // Stops at the first wrong byte: the rest of a huge file is not read.
         if (!check.feed({block.data(), static_cast<std::size_t>(got)}))
             return false;
     }

@@ -7,7 +7,7 @@
 
 namespace ManagedConfiguration::Validator {
 
-/// Whether a text, which comes in pieces, is one JSON object. Keeps nothing of what it has read.
+/// Whether a text, which comes in pieces, is one JSON object. Keeps none of the text.
 class JsonObjectCheck {
 public:
     JsonObjectCheck();
@@ -18,7 +18,7 @@ public:
     /// Reads on; false when the text cannot become an object any more.
     bool feed(std::string_view piece);
 
-    /// Whether what was read so far is a whole object.
+    /// Whether the text so far is a whole object.
     bool finish();
 
 private:
@@ -40,9 +40,9 @@ public:
     /// in ".json" at any depth below the package's directory "managed-configuration".
     bool isConfigurationParameterFile(const std::string &package, const std::filesystem::path &path) const;
 
-    /// Whether the file holds one JSON object. Takes a fixed amount of memory whatever the file is, and is
-    /// false for anything but a regular file, and for one that nests deeper than 32 levels. Raises a standard
-    /// exception for a file that cannot be read.
+    /// Whether the file holds one JSON object. Takes a fixed amount of memory for any file. False for
+    /// anything but a regular file, and for more than 32 levels of nesting. Raises a standard exception for a
+    /// file that cannot be read.
     bool isValid(const std::filesystem::path &path) const;
 
 private:

@@ -12,7 +12,7 @@ enum class Group : std::int32_t {
     Client = 3, ///< The source that sold it.
 };
 
-/// What a developer certificate entitles to.
+/// The rights of a developer certificate.
 enum class Subgroup : std::int32_t {
     Regular = 1,
     Antivirus = 2,
@@ -26,7 +26,7 @@ enum class Subgroup : std::int32_t {
 /// The name in lower case, "systemapp" for example; "unknown" for any other value.
 std::string subgroupToString(Subgroup subgroup);
 
-/// What a package's certificate says.
+/// The certificate of a package.
 class Certificate {
 public:
     Certificate(std::string keyId, std::string subject, Subgroup subgroup, bool isSystemDeveloper) :

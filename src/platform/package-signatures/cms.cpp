@@ -7,7 +7,7 @@ namespace PackageSignatures {
 
 namespace {
 
-/// A file without a signature has an empty one, of which no attribute is made.
+/// A file without a signature has an empty one, which becomes no attribute.
 Bytes signatureAt(const std::map<int, Bytes> &signatures, int fileIndex) {
     const auto found = signatures.find(fileIndex);
     return found == signatures.end() ? Bytes() : found->second;

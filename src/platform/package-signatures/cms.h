@@ -11,7 +11,7 @@ namespace PackageSignatures {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// One signature of a package file: who signed, and what was signed file by file. Files are named by their
+/// One signature of a package file: the signer, and the signature of each file. Files are named by their
 /// index in the package's file list.
 class Cms {
 public:

@@ -35,7 +35,7 @@ std::optional<Certificate> Database::packageCertificateWithGroup(const std::stri
     query.bind(2, static_cast<int>(group));
     if (!query.executeStep())
         return std::nullopt;
-    // A subgroup that nobody knows is kept: it has the name "unknown", by which an installation refuses it.
+    // An unknown subgroup is kept: its name is "unknown", which an installation refuses.
     return Certificate(query.getColumn(0).getString(), query.getColumn(1).getString(),
                        static_cast<Subgroup>(query.getColumn(2).getInt()), query.getColumn(3).getInt() != 0);
 }

@@ -8,11 +8,11 @@ namespace Common {
 
 // Foreign text, made fit for the names and the lines of our own files.
 
-/// Whether a foreign text can serve as the name of one directory entry and as one line of a text file: a
-/// single path component, neither "." nor "..", of printable characters (no controls, ends of lines or marks
-/// that only direct other characters) in well-formed UTF-8. Packages choose names (of organisations,
-/// applications, themselves) that become root's directories and lines of descriptors. Any other text could
-/// lead out of its place or add lines of its own.
+/// Whether a foreign text can be the name of one directory entry and one line of a text file. It must be a
+/// single path component, neither "." nor "..", of printable characters in well-formed UTF-8. Controls, ends
+/// of lines and marks that only direct other characters are not printable. Packages choose names (of
+/// organisations, applications, themselves) that become root's directories and lines of descriptors. Any
+/// other text could lead out of its place or add lines of its own.
 bool isFileName(const std::string &text);
 
 /// The text if it is such a name; any other counts as absent.

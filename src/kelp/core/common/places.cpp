@@ -41,7 +41,7 @@ fs::path uniquePath(const std::string &model) {
 
 std::vector<fs::path> usersHomes() {
     const fs::path homes = rootPath() / "home";
-    // The running system's database, whatever the root prefix is.
+    // The running system's database, without the root prefix.
     const group *users = ::getgrnam("users");
     if (!users)
         throw Error(ErrorCode::Internal, "Couldn't retrieve information about 'users' group");

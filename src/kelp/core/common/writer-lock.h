@@ -14,8 +14,8 @@ class WriterLock {
 public:
     enum class Wait { No, Yes };
 
-    /// Takes the lock; makes the file's directory, for root alone. With Wait::Yes it waits for another's end,
-    /// and says on whom; a deferred stop signal (stop-signals.h) ends the wait with ErrorCode::Internal
+    /// Takes the lock; makes the file's directory, for root alone. With Wait::Yes it waits for the holder's
+    /// end, and logs its name; a deferred stop signal (stop-signals.h) ends the wait with ErrorCode::Internal
     /// "Asked to stop while another process changes the store: HOLDER". With Wait::No it raises
     /// ErrorCode::Internal "Another process changes the store: HOLDER". Raises ErrorCode::UnauthorizedAccess
     /// "Only root can change the store", ErrorCode::Filesystem "Couldn't take the lock: PATH" when the file

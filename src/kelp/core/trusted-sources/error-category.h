@@ -6,8 +6,8 @@
 
 namespace Core::TrustedSources {
 
-/// What kind of thing went wrong with trusted sources. The numbers are shared with other programs of the
-/// platform; this system raises Internal alone.
+/// The kind of a failure of the trusted sources. The numbers are shared with other programs of the platform;
+/// this system raises Internal alone.
 enum class ErrorCode : std::uint32_t {
     Internal = 0,
     SourceNotFound = 1,
@@ -19,7 +19,7 @@ enum class ErrorCode : std::uint32_t {
 };
 
 /// The error category of the trusted sources. It is apart from Common::ErrorCategory: nothing maps one to the
-/// other. Its name() is "Core::TrustedSources::ErrorCategory", and what no row holds counts as Internal.
+/// other. Its name() is "Core::TrustedSources::ErrorCategory", and a code without a row counts as Internal.
 using ErrorCategory = Common::CategoryOfRows<ErrorCode>;
 
 } // namespace Core::TrustedSources

@@ -7,7 +7,7 @@
 
 namespace Core::TrustedSources {
 
-/// Which sources the device trusts, which package came from which of them, and two switches of policy. Every
+/// The sources that the device trusts, the source of each package, and two switches of policy. Every
 /// operation raises Common::Error with ErrorCode::Internal of Core::TrustedSources::ErrorCategory and a text
 /// of its own; the reason is logged. A failed operation has changed nothing.
 class IDatabase {
@@ -21,17 +21,17 @@ public:
     virtual void setMissingSourceAllowed(bool allowed) = 0;
     virtual void setWebPwaSourceAllowed(bool allowed) = 0;
 
-    /// Stores key id and subject. A key id that is there keeps its subject.
+    /// Stores key id and subject. An existing key id keeps its subject.
     virtual void addSource(const Source &source) = 0;
-    /// Removes the source and what binds packages to it.
+    /// Removes the source and its packages' bindings.
     virtual void removeSource(const std::string &keyId) = 0;
     virtual bool sourceExists(const std::string &keyId) = 0;
-    /// An unknown source is a failure.
+    /// Fails for an unknown source.
     virtual Source source(const std::string &keyId) = 0;
-    /// A package that is bound to no source is a failure.
+    /// Fails for a package that is bound to no source.
     virtual Source sourceOfPackage(const std::string &packageId) = 0;
 
-    /// Binds a package to a source. A package that is bound already, and an unknown source, are failures.
+    /// Binds a package to a source. Fails for a package that is bound already, and for an unknown source.
     virtual void addPackage(const std::string &packageId, const std::string &keyId) = 0;
     virtual void removePackage(const std::string &packageId) = 0;
     virtual bool packageExists(const std::string &packageId) = 0;

@@ -12,7 +12,7 @@ void setPolicy(const IConfiguration &configuration, PolicySetting setting, bool 
     Common::createPrivateDirectory(directory);
     SQLiteDatabase database(configuration);
     if (setting == PolicySetting::MissingSource) {
-        // Asked first: an update of a switch that is not there changes nothing, and fails at nothing.
+        // Read first: an update of a missing switch would change nothing, without an error.
         static_cast<void>(database.missingSourceAllowed());
         database.setMissingSourceAllowed(isAllowed);
     } else {

@@ -12,10 +12,9 @@ enum class PolicySetting {
     WebPwa,        ///< Whether the source of web applications is allowed.
 };
 
-/// Sets a switch, and returns when that is on disk: killed before, the switch has its old value or the new
-/// one. A database that does not exist is made, with its directory. Raises as SQLiteDatabase
-/// does, also for a database that lacks the switch; then nothing is changed. The caller holds the writers'
-/// lock.
+/// Sets a switch durably. After a kill before the return the switch has its old value or the new one. Makes a
+/// missing database, with its directory. Raises as SQLiteDatabase does, also for a database that lacks the
+/// switch; then nothing is changed. The caller holds the writers' lock.
 void setPolicy(const IConfiguration &configuration, PolicySetting setting, bool isAllowed);
 
 } // namespace Core::TrustedSources

@@ -10,7 +10,7 @@
 
 namespace Core::TrustedSources {
 
-// What the sources of this folder share in running statements.
+// Helpers for running statements, for this folder.
 
 /// Runs `operation`; a standard exception is logged and becomes Error(Internal, message).
 template<class Operation>
@@ -18,7 +18,7 @@ auto orRaiseInternal(const char *message, const Operation &operation) {
     return Common::reraiseAs(ErrorCategory::make(ErrorCode::Internal), message, operation);
 }
 
-/// Steps to a row that must be there.
+/// Steps to a row that must exist.
 inline void requireRow(SQLite::Statement &query) {
     if (!query.executeStep())
         throw std::runtime_error("SQL query failed: " + query.getQuery());

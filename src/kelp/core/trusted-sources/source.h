@@ -5,7 +5,7 @@
 
 namespace Core::TrustedSources {
 
-/// The key id of the source that stands for all packages that came from nowhere.
+/// The key id of the reserved source, for all packages without a source.
 inline constexpr const char *reservedSource = ".no.source.apps";
 
 /// A source of packages that the device trusts.

@@ -30,12 +30,12 @@ const Step fromV0 = {
     "V0 to V1",
     "Couldn't migrate the trusted sources database from V0 to V1",
     {
-        // A file without this table counts as one without a schema, whatever else it holds: that stays.
+        // A file without this table counts as one without a schema. Its other tables stay.
         "CREATE TABLE IF NOT EXISTS configuration(id TEXT PRIMARY KEY,data INTEGER NOT NULL)",
-        // The version is ahead of its step, and `required` tells that: lacksSecondStep() goes by the two.
+        // The version is ahead of its step, and `required` shows it: lacksSecondStep() compares the two.
         "INSERT INTO configuration (id, data) VALUES ('version', 2), ('required', 1)",
         "CREATE TABLE IF NOT EXISTS sources(keyid TEXT PRIMARY KEY,subject TEXT NOT NULL)",
-        // INTEGER for a text: existing files carry this declaration.
+        // INTEGER for a text: existing files have this declaration.
         "CREATE TABLE IF NOT EXISTS packages(id TEXT PRIMARY KEY,source_keyid INTEGER NOT NULL,"
         "FOREIGN KEY(source_keyid) REFERENCES sources(keyid))",
     },
@@ -54,7 +54,7 @@ const Step fromV1 = {
 
 constexpr std::int64_t currentSchemaVersion = 2;
 
-/// Killed at any moment, the next start finds none of the step or all of it.
+/// After a kill at any moment the next start finds the whole step or none of it.
 void carryOut(const Step &step, SQLite::Database &database) {
     orRaiseInternal(step.failure, [&] {
         SQLite::Transaction transaction(database);
@@ -62,7 +62,7 @@ void carryOut(const Step &step, SQLite::Database &database) {
             database.exec(statement);
         transaction.commit();
     });
-    // Words that are looked for in logs, with their mistake.
+    // People search logs for these words: the mistake stays.
     LogStream(LogLevel::Info) << "Successfully migrate trusted sources database from " << step.name;
 }
 
@@ -81,15 +81,15 @@ bool hasConfiguration(SQLite::Database &database) {
         });
 }
 
-/// The first step writes the version that only the second one reaches: cut between the two, the file names
-/// the current version and has the old switch.
+/// The first step writes the version that only the second one reaches. After a kill between the two the file
+/// names the current version and has the old switch.
 bool lacksSecondStep(SQLite::Database &database) {
     return integerOf(database, "SELECT COUNT(*) FROM configuration WHERE id='required'") != 0 &&
            integerOf(database, "SELECT COUNT(*) FROM configuration WHERE id='missing_source_allowed'") == 0;
 }
 
-/// The version that an open database's schema has: 0 when it has none, and 1 when it names the current one
-/// but was cut off before the step that leads there.
+/// The version of an open database's schema: 0 without a schema, and 1 when it names the current version but
+/// lacks the last step.
 std::int64_t schemaVersion(SQLite::Database &database) {
     if (!hasConfiguration(database))
         return 0;
@@ -99,12 +99,11 @@ std::int64_t schemaVersion(SQLite::Database &database) {
     });
 }
 
-/// Brings a schema of an older version to the current one, each step in a transaction of its own. A version
-/// that never was is logged and left alone.
+/// Brings a schema of an older version to the current one, each step in a transaction of its own. An
+/// impossible version is logged and left.
 void migrateSchema(SQLite::Database &database, std::int64_t version) {
     if (version != 0 && version != 1) {
-        // A negative number, which no program wrote: a newer version does not come here, and is used as it
-        // is.
+        // A negative number, which no program wrote. A newer version does not come here: it is used as it is.
         LogStream(LogLevel::Error) << "Unexpected trusted sources database version: " << version;
         return;
     }
@@ -117,9 +116,9 @@ using Common::LogLevel;
 using Common::LogStream;
 using SQLite::Statement;
 
-/// A file that others may read they may lock as well, and hold up whoever writes. One that exists keeps the
-/// permissions that it was given; where none can be made, SQLite tells why. Killed after this, it leaves an
-/// empty file, which SQLite takes for a new one.
+/// Only for root: users who may read a file may also lock it, and block writers. An existing file keeps its
+/// permissions. If it cannot be made, SQLite tells why. A kill after this leaves an empty file, which SQLite
+/// takes for a new one.
 void makeForRootAlone(const std::filesystem::path &path) {
     const Common::FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
 }
@@ -129,8 +128,7 @@ std::unique_ptr<SQLite::Database> open(const std::filesystem::path &path) {
         makeForRootAlone(path);
         auto database =
             std::make_unique<SQLite::Database>(path.string(), SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);
-        // Of the connection, not of the file, and off by default: packages could be bound to sources that are
-        // not there.
+        // A setting of the connection, off by default: without it packages could be bound to missing sources.
         orRaiseInternal("Couldn't enable foreign keys in the trusted sources database",
                         [&] { database->exec("PRAGMA foreign_keys = ON"); });
         const std::int64_t version = schemaVersion(*database);
@@ -150,7 +148,7 @@ void bindAll([[maybe_unused]] Statement &statement, const Values &...values) {
         SQLite::bind(statement, values...);
 }
 
-/// In full width: cut down to 32 bits, a switch of 4294967297 would count as on.
+/// In 64 bits: cut to 32, a switch of 4294967297 would count as on.
 template<class... Values>
 std::int64_t integer(SQLite::Database &database, const char *sql, const Values &...values) {
     Statement query(database, sql);
@@ -173,8 +171,8 @@ void execute(SQLite::Database &database, const char *sql, const Values &...value
     statement.exec();
 }
 
-/// A transaction, or a part of the one that is open, which commits with that. The library's own leaves the
-/// transaction open when it is rolled back.
+/// A transaction, or a part of the open one, which commits with that. The library's own savepoint stays open
+/// after a roll back.
 class Nested {
 public:
     explicit Nested(SQLite::Database &database) : database_(&database) { database.exec("SAVEPOINT step"); }
@@ -183,7 +181,7 @@ public:
     ~Nested() {
         if (isDone_)
             return;
-        // Errors are told by what made us roll back.
+        // The failure that caused the roll back is reported.
         static_cast<void>(database_->tryExec("ROLLBACK TO step"));
         static_cast<void>(database_->tryExec("RELEASE step"));
     }
@@ -261,7 +259,7 @@ void SQLiteDatabase::addSource(const Source &source) {
 void SQLiteDatabase::removeSource(const std::string &keyId) {
     run("Couldn't remove source from trusted sources database by key id", [&](auto &database) {
         Nested step(database);
-        // Before the source, without which a binding may not be.
+        // Before the source: a binding needs its source.
         execute(database, "DELETE FROM packages WHERE source_keyid = ?", keyId);
         execute(database, "DELETE FROM sources WHERE keyid = ?", keyId);
         step.commit();
@@ -269,7 +267,7 @@ void SQLiteDatabase::removeSource(const std::string &keyId) {
 }
 
 bool SQLiteDatabase::sourceExists(const std::string &keyId) {
-    // It speaks of a package, and stays so: these are the words that are looked for.
+    // The text wrongly says "package", and stays so: people search logs for it.
     return run("Couldn't check package exists in the trusted sources database", [&](auto &database) {
         return integer(database, "SELECT COUNT(*) FROM sources WHERE keyid = ?", keyId) > 0;
     });
@@ -284,8 +282,7 @@ Source SQLiteDatabase::source(const std::string &keyId) {
 
 Source SQLiteDatabase::sourceOfPackage(const std::string &packageId) {
     return run("Couldn't query source from trusted sources database by package id", [&](auto &database) {
-        // A binding to a source that is gone fails in two lines: the log has the inner one's words, the
-        // caller this one's.
+        // A binding to a missing source fails with two texts: the log has the inner one, the caller this one.
         return source(textFor(database, "SELECT source_keyid FROM packages WHERE id = ?", packageId));
     });
 }
@@ -303,7 +300,7 @@ void SQLiteDatabase::bindPackage(const std::string &packageId, const Source &sou
                 source.subject);
         if (database.getChanges() > 0 && source.keyId == reservedSource)
             execute(database, "UPDATE configuration SET data = 1 WHERE id = 'missing_source_allowed'");
-        // After the source: each statement by itself has to find the one that it names.
+        // After the source: each statement must find the source that it names.
         execute(database, "INSERT OR REPLACE INTO packages (id,source_keyid) VALUES (?,?)", packageId,
                 source.keyId);
         step.commit();
@@ -313,7 +310,7 @@ void SQLiteDatabase::bindPackage(const std::string &packageId, const Source &sou
 void SQLiteDatabase::together(const std::function<void()> &operations) {
     constexpr const char *message = "Couldn't commit to the trusted sources database";
     if (!database_) {
-        // Each of them says so.
+        // Each operation then fails.
         operations();
         return;
     }

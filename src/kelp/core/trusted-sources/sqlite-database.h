@@ -16,8 +16,8 @@ class IConfiguration;
 
 namespace Core::TrustedSources {
 
-/// The trusted sources in one SQLite file, whose schema docs/formats.md describes. It waits for nobody: a
-/// file that another process has locked fails the operation.
+/// The trusted sources in one SQLite file, whose schema docs/formats.md describes. Does not wait: an
+/// operation fails if another process has locked the file.
 class SQLiteDatabase : public IDatabase {
 public:
     /// Opens the configured file, or makes it, and brings its schema to the current version. Its directory
@@ -43,15 +43,14 @@ public:
     bool packageExists(const std::string &packageId) override;
     std::vector<Source> sources() override;
 
-    /// Binds a package to a source, whatever it was bound to before, and adds the source where it is missing;
-    /// in one transaction. With the reserved source, packages without a source become allowed: one is there.
-    /// Where the source is there already, the policy is somebody's decision and stays.
+    /// Binds a package to a source, also if it was bound to another, and adds a missing source; in one
+    /// transaction. A new reserved source also allows packages without a source: one exists then. If the
+    /// source exists, the policy stays as people set it.
     void bindPackage(const std::string &packageId, const Source &source);
 
-    /// Has what the operations write committed in one transaction, in which each of them is a step of its
-    /// own: one that fails changes nothing, and the others stand. Raises "Couldn't commit to the trusted
-    /// sources database" when none of it could be written, and what `operations` raises; then nothing is
-    /// written.
+    /// Commits the operations in one transaction, each as a step of its own: a failed one changes nothing,
+    /// and the others stand. Raises "Couldn't commit to the trusted sources database" when none of it could
+    /// be written, and what `operations` raises; then nothing is written.
     void together(const std::function<void()> &operations);
 
 private:

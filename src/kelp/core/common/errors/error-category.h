@@ -43,7 +43,7 @@ enum class ErrorCode : std::uint32_t {
 };
 
 /// The error category of the package store; its codes are those of ErrorCode. Its name() is
-/// "Common::ErrorCategory", and what no row holds counts as ErrorCode::Internal.
+/// "Common::ErrorCategory", and a code without a row counts as ErrorCode::Internal.
 using ErrorCategory = CategoryOfRows<ErrorCode>;
 
 template<>

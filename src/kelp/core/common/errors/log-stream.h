@@ -35,7 +35,7 @@ public:
     ~LogStream();
 
     /// From now on passes all messages through `shown`, for a program that prints them on a terminal: they
-    /// hold foreign names. To be called before there are threads.
+    /// hold foreign names. Call it before there are threads.
     static void showBy(std::string (*shown)(std::string_view));
 
     template<class Value>

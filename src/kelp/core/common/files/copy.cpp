@@ -110,7 +110,7 @@ Error copyError(const std::string &words, const fs::path &from, const fs::path &
     return {ErrorCode::Filesystem, words + from.string() + " to " + to.string() + reason};
 }
 
-/// Runs `fill`, which fills `made`. Whatever it throws is thrown again after `made` has been removed.
+/// Runs `fill`, which fills `made`. If that throws, removes `made` and rethrows.
 template<class Fill>
 void orCleanup(const char *kind, const fs::path &made, const Fill &fill) {
     try {
@@ -175,7 +175,7 @@ void copyFileTo(const fs::path &from, const Place &to) {
     });
 }
 
-/// Copies a link as a link, or has `copyTarget` copy what it names.
+/// Copies a link as a link, or calls `copyTarget` with its target.
 template<class CopyTarget>
 void copySymlinkOr(const fs::path &from, const Place &to, const CopyTarget &copyTarget) {
     const std::string target = readSymlink(from).string();
@@ -187,7 +187,7 @@ void copySymlinkOr(const fs::path &from, const Place &to, const CopyTarget &copy
                                      << to.name;
     }
     LogStream(LogLevel::Info) << "Trying to copy content of the symlink target";
-    // As it stands. Links of a stored version that come here are absolute (resolveLink()); a relative text of
+    // Unresolved. Links of a stored version that come here are absolute (resolveLink()); a relative text of
     // the system's counts from the working directory.
     copyTarget(target);
 }

@@ -14,8 +14,8 @@ class Directory;
 // is one exception: if the content of a single file could not be copied, copy(), copyFile() and copySymlink()
 // leave a part of it, which nobody else can open. Parents that were made stay.
 
-/// Copies whatever `from` is: a link as copySymlink does, a directory, a regular file. Raises when `from`
-/// does not exist (a dangling link does not), when `to` exists, and for any other kind of entry.
+/// Copies a link as copySymlink does, a directory, or a regular file. Raises when `from` does not exist (a
+/// dangling link does not), when `to` exists, and for any other kind of entry.
 void copy(const std::filesystem::path &from, const std::filesystem::path &to);
 
 /// The name that a copy has in its directory while copyInOneStep() makes it.
@@ -34,7 +34,7 @@ void copyFile(const std::filesystem::path &from, const std::filesystem::path &to
 
 /// Copies a link as a link when its text begins with neither "." nor "/", that is, when it points beside
 /// itself. Any other link, and one that cannot be made, is logged and replaced by its target's content. Its
-/// text is used as it stands: a relative one counts from the working directory.
+/// text is not resolved: a relative one counts from the working directory.
 void copySymlink(const std::filesystem::path &from, const std::filesystem::path &to);
 
 /// Copies a directory with all below it. On failure `to` is removed, even if it existed before the call, and

@@ -28,7 +28,7 @@ public:
     /// is no such directory.
     static std::optional<Directory> byLinksOfRoot(const std::filesystem::path &path);
 
-    /// The same, making what is missing: directories of the caller's own, with the permissions of its umask.
+    /// The same, but makes missing directories, owned by the caller and with the permissions of its umask.
     static Directory makeByLinksOfRoot(const std::filesystem::path &path);
 
     /// Whether the error is a refusal, and not a failure of the system.
@@ -41,11 +41,11 @@ public:
     /// is none, or something else of that name.
     std::optional<Directory> find(const std::filesystem::path &path) const;
 
-    /// The same, making what is missing. A made directory belongs to the owner of its parent, so that people
-    /// can use it in their homes. A kill in between leaves empty directories.
+    /// The same, but makes missing directories. A made directory belongs to the owner of its parent, so that
+    /// people can use it in their homes. A kill in between leaves empty directories.
     Directory make(const std::filesystem::path &path) const;
 
-    /// What an entry is, a link itself where it is one. False when there is none.
+    /// The status of an entry; does not follow a link. False when there is none.
     bool look(const std::string &name, struct stat &status) const;
 
     /// The same with what statx(2) tells more.

@@ -38,7 +38,7 @@ void flushFile(const std::filesystem::path &path);
 /// "Couldn't reserve space: PATH", and then leaves no file.
 void reserveSpace(const std::filesystem::path &path, std::uintmax_t size);
 
-/// More than any file of the system but the take-over journal comes to, in bytes.
+/// In bytes, more than any of our files has, except the take-over journal.
 constexpr std::uintmax_t longestText = std::uintmax_t(64) << 20;
 
 /// The content of a file; nothing when there is none. Raises "Couldn't read file: PATH" for one that cannot

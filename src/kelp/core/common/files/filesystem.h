@@ -7,9 +7,9 @@
 
 namespace Common {
 
-// File operations with one way of failing: the system's reason goes to the log at error level, then Error is
-// raised with ErrorCode::Filesystem and a text that names the operation and the paths. Unless stated
-// otherwise, a failed operation leaves the same state as the standard library's call of that name.
+// File operations with one way of failing. They log the system's reason at error level, then raise
+// ErrorCode::Filesystem with a text that names the operation and the paths. Unless stated otherwise, a failed
+// operation leaves the same state as the standard library's call of that name.
 
 /// Removes `path` and all below it; links are removed, not followed. Part of a tree may be gone after a
 /// failure.
@@ -30,8 +30,8 @@ std::filesystem::path readSymlink(const std::filesystem::path &path);
 /// Makes the parents of `to`, then renames: one atomic step within a filesystem, an error across filesystems.
 void move(const std::filesystem::path &from, const std::filesystem::path &to);
 
-/// Makes the parents of `link`, then the link. A `link` that exists (a dangling link does not) fails with a
-/// text that ends in " (path already exists)" and no log line, and stays as it was.
+/// Makes the parents of `link`, then the link. If `link` exists (a dangling link does not), it stays. Then
+/// the text ends in " (path already exists)", and nothing is logged.
 void createSymlink(const std::filesystem::path &target, const std::filesystem::path &link);
 
 /// The same for a hard link to `target`.

@@ -39,7 +39,7 @@ bool isAbsence(int error) {
     return error == ENOENT || error == ENOTDIR;
 }
 
-/// For glob(3): a directory that is there and cannot be listed ends the search.
+/// For glob(3): an existing directory that cannot be listed ends the search.
 int endForUnreadable(const char *, int error) {
     return isAbsence(error) ? 0 : 1;
 }

@@ -36,9 +36,9 @@ private:
 /// The SHA-256 of a text, in lower-case hexadecimal digits.
 std::string sha256Of(const std::string &text);
 
-/// The same of an open file, from its present position and of no more than `size` bytes, for whoever knows
-/// how many there are: of a small file the look for its end costs as much as its bytes. `name` names it in
-/// the error. Raises ErrorCode::Filesystem "Couldn't read file: NAME".
+/// The same of an open file, from its present position, and of at most `size` bytes. A known size saves the
+/// search for the end, which for a small file costs as much as its bytes. `name` names it in the error.
+/// Raises ErrorCode::Filesystem "Couldn't read file: NAME".
 std::string sha256Of(int file, const std::string &name,
                      std::uint64_t size = std::numeric_limits<std::uint64_t>::max());
 

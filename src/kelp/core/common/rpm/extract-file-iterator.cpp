@@ -24,9 +24,8 @@ struct HardLinkDescription {
 };
 
 std::shared_ptr<rpmfi_s> openPayload(FD_t file, const std::string &compressor, rpmfiles files) {
-    // Does not use librpm's order with the content of a set of hard links first: that reads on to the
-    // content, and drops the files in between. The decompressor is laid upon the same file object, whose
-    // owner stays the same.
+    // Not in librpm's order with the content of hard links first: that reads on to the content, and drops the
+    // files in between. The decompressor is laid upon the same file object, whose owner stays the same.
     FD_t payload = Fdopen(file, ("r." + compressor).c_str());
     if (!payload)
         throw Error(ErrorCode::BadPackageFileFormat, "Couldn't open rpm package for extraction");
@@ -91,7 +90,7 @@ ExtractFileIterator::ExtractFileIterator(const std::filesystem::path &package, S
 
 void ExtractFileIterator::forEach(const std::function<bool(const Entry &)> &callback) const {
     const auto makePackedFile = [&](auto permissions) -> std::optional<PackedFile> {
-        // All names of a set come when the last of them does, which has the content.
+        // All names of a set come with the last one, which has the content.
         if (!rpmfiArchiveHasContent(archive_.get()))
             return std::nullopt;
         return PackedFile(permissions, archive_);

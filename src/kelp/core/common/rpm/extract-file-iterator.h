@@ -16,7 +16,7 @@ class ExtractFileIterator : public Reader {
 public:
     using Entry = PackageEntry<Directory, PackedFile, Symlink, HardLink>;
 
-    /// Opens the package and its payload. Raises as Reader does, and ErrorCode::BadPackageFileFormat
+    /// Opens the package and its payload. Raises as Reader does. Also raises ErrorCode::BadPackageFileFormat
     /// "Couldn't read rpm package" for a file list that contradicts itself or is long and out of order, and
     /// "Couldn't open rpm package for extraction" when the payload cannot be decompressed.
     explicit ExtractFileIterator(const std::filesystem::path &package,

@@ -20,7 +20,7 @@ public:
     /// The names of a set of hard links in a walk.
     enum class Names {
         WithContent, ///< The one that has the content in the walk over the payload.
-        All,         ///< Each of them, as a regular file.
+        All,         ///< Each name, as a regular file.
     };
 
     /// Walks the package of `reader`. Raises ErrorCode::BadPackageFileFormat "Couldn't read rpm package" when

@@ -42,8 +42,8 @@ public:
     /// installed (excluded documentation, languages, colours), and files that another package replaced.
     bool isInstalled(int index) const;
 
-    // The list as rpm keeps it, for walks over many packages that look at few directories: each directory
-    // once, with its trailing "/", and for each file its directory and name.
+    // The list as rpm keeps it, for walks over many packages and few directories. It has each directory once,
+    // with its trailing "/", and for each file its directory and name.
 
     int directoryCount() const;
     std::string_view directory(int directoryIndex) const;

@@ -14,7 +14,7 @@ namespace Common::Rpm {
 /// A regular file with its content in the payload. It can be read once, until the callback with the entry
 /// returns. The walk skips unread content.
 ///
-/// Every operation reads in pieces of at most 128 KiB, whatever size the package claims. Each raises
+/// Every operation reads in pieces of at most 128 KiB, for any size that the package claims. Each raises
 /// ErrorCode::Internal "Couldn't read content from rpm package" when the payload is damaged or ends before
 /// the claimed size, and at a second read.
 class PackedFile : public RegularFile {
@@ -39,7 +39,7 @@ public:
 
     /// Writes the content to a new file, or over an old one; parents must exist, permissions are left to the
     /// caller. Raises ErrorCode::Filesystem "Couldn't open file for writing rpm content: PATH" or "Couldn't
-    /// write rpm package content to PATH". A failed operation leaves the file with what it got.
+    /// write rpm package content to PATH". A failed operation leaves the file incomplete.
     void writeTo(const std::filesystem::path &path) const;
 
     /// Reads the content and gives it to `sink` piece by piece. Exceptions of `sink` pass.

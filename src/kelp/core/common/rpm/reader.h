@@ -23,9 +23,9 @@ enum class Signatures {
 /// package maker's, and are not judged here.
 class Reader {
 public:
-    /// Opens a package file and reads its header; librpm reports what it objects to on standard error. The
-    /// file stays open as long as a copy of the reader lives. Raises ErrorCode::FileNotFound "Couldn't open
-    /// rpm package", or ErrorCode::BadPackageFileFormat "Couldn't read rpm package" for a file that is not a
+    /// Opens a package file and reads its header; librpm reports its objections on standard error. The file
+    /// stays open as long as a copy of the reader lives. Raises ErrorCode::FileNotFound "Couldn't open rpm
+    /// package", or ErrorCode::BadPackageFileFormat "Couldn't read rpm package" for a file that is not a
     /// binary package (a pipe, a directory, a source package), is cut short or is refused by the policy; the
     /// error's reason says which.
     explicit Reader(const std::filesystem::path &package, Signatures signatures = Signatures::OfMachine);
@@ -43,8 +43,8 @@ public:
     std::string tagOr(std::int32_t tag, const std::string &fallback) const;
 
     /// The names, without versions, of the dependency set that a name tag stands for, Tag::ProvideName for
-    /// example; in the header's order, with repetitions. Empty when the header has no such set. Of a boolean
-    /// dependency, "(a if b)", the first word comes back, with its parenthesis.
+    /// example; in the header's order, with repetitions. Empty when the header has no such set. A boolean
+    /// dependency, "(a if b)", gives its first word, with its parenthesis.
     std::vector<std::string> dependencies(std::int32_t tag) const;
 
     /// The SHA-256 of the whole header, in hexadecimal digits: tells whether two openings of a file gave the

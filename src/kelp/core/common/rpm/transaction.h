@@ -21,8 +21,8 @@ class Transaction {
 public:
     using Flags = std::uint32_t;
 
-    /// For the constructor: keeps all others from the database. What a run did to it is on disk only after
-    /// the filesystem of databaseDirectory() is flushed.
+    /// For the constructor: keeps all others from the database. A run is durable only after a flush of the
+    /// filesystem of databaseDirectory().
     static constexpr Flags WriteLock = 2;
     static constexpr Flags NoPlugins = 0x80; ///< For addFlags: rpm's plugins stay out of the run.
 
@@ -34,7 +34,7 @@ public:
     };
 
     /// Takes the database's lock and opens it. Raises ErrorCode::Internal "Couldn't begin rpm transaction"
-    /// when another process has it (librpm waits for its release only when standard input is a terminal), and
+    /// when another process has it; librpm waits for it only when standard input is a terminal. Raises
     /// "Couldn't read the rpm database: REASON" as requireDatabase() does, and for one that cannot be opened.
     explicit Transaction(Flags lock);
 
@@ -71,7 +71,7 @@ public:
 
     /// Carries the erasures out, and forgets them. Raises ErrorCode::Internal "Couldn't run rpm transaction".
     /// Its return proves nothing: rpm answers the same for problems found before the start, and for a
-    /// database that it could not write. Look afterwards what is installed.
+    /// database that it could not write. Check afterwards what is installed.
     void run();
 
     /// Takes the packages out of the database only: no script runs, and their files stay. Otherwise as run().

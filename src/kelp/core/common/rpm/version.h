@@ -9,8 +9,8 @@ struct rpmver_s;
 
 namespace Common::Rpm {
 
-/// A package version "[EPOCH:]VERSION[-RELEASE]" with rpm's order: segments of digits compare as numbers,
-/// segments of letters as text, "~" stands before everything and "^" after (rpm-version(7)).
+/// A package version "[EPOCH:]VERSION[-RELEASE]" with rpm's order: digits compare as numbers, letters as
+/// text, "~" sorts before everything and "^" after (rpm-version(7)).
 class Version {
 public:
     /// None when rpm refuses the text, as it does an empty one.
