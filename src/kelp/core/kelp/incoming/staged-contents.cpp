@@ -24,7 +24,7 @@ namespace {
 
 using Common::Rpm::FileIterator;
 
-/// What the header says of the files of one package, by their paths in its tree.
+/// The files in the header of one package, by their paths in its tree.
 class PackedFiles {
 public:
     PackedFiles(const fs::path &tree, const std::vector<Mapping> &mappings,
@@ -43,7 +43,7 @@ public:
         FileIterator(header).forEach(note, FileIterator::Names::All);
     }
 
-    /// All but the digest of a file, which is returned where the header's holds for it.
+    /// Fills in all but a file's digest. Returns the header's digest if that holds for the file.
     std::string describe(ContentsEntry &entry, const IsAsPacked &isAsPacked) const {
         const auto found = files_.find(entry.path);
         if (!found)
@@ -52,7 +52,7 @@ public:
         entry.isConfiguration = record_.isConfiguration(index);
         if (entry.type != ContentsEntry::Type::File)
             return {};
-        // Of a file with several names, the one that has the content decides for all.
+        // For hard links, the name with the content decides for all.
         entry.isSignable =
             isSignable_[*found] && (!record_.hasSeveralNames(index) || carriesId(tree_ / entry.path, id_));
         entry.isChanged = record_.isGhost(index) || entry.size != record_.size(index) ||
@@ -68,12 +68,12 @@ private:
     Common::TextIndex files_;
 };
 
-/// A file that the disk does not give is none that anybody lost here: it is taken over as it is.
+/// An unreadable file was damaged before: it is taken over as it is.
 void hash(ContentsEntry &entry, int tree, const fs::path &name) {
     constexpr std::size_t digestLength = 64;
     try {
         std::string digest = Common::Rpm::sha256Beneath(tree, entry.path, name);
-        // Only the time told against it, as after a restore of the same file.
+        // Only the time differed, as after a restore of the same file.
         entry.isChanged = entry.isChanged && digest != entry.digest;
         entry.isHashed = true;
         entry.digest = std::move(digest);

@@ -31,11 +31,11 @@ namespace Core::KELP {
 
 namespace {
 
-// What was left undone is raised when all else is done.
+// Raises what was left undone, after all else.
 
 void requireAllTakenBack(const std::string &id) {
     try {
-        // Once more: what was in the way may have been so for a moment.
+        // A retry: the obstacle may have been momentary.
         takeBackLeftBehind(id);
     } catch (const Common::Error &error) {
         throw Common::Error(Common::ErrorCode::Internal,
@@ -44,7 +44,7 @@ void requireAllTakenBack(const std::string &id) {
     }
 }
 
-/// Somebody's directory in place of the link `current` keeps alive what was published by way of it.
+/// With a foreign directory in place of the link `current`, links that were published through it still work.
 void requireNothingPublished(const IConfiguration &configuration, const std::string &id) {
     const DatabasePathResolver resolver(configuration);
     if (!StoreEntry(resolver, id).slot(PackageSlot::Current).isForeign())
@@ -60,7 +60,7 @@ void requireNothingPublished(const IConfiguration &configuration, const std::str
 
 void requireUnbound(const IConfiguration &configuration, const std::string &id) {
     try {
-        // That nobody could read them may have been so for a moment.
+        // The failed read may have been momentary.
         if (SourcesView::read(configuration).sourceOf.contains(id))
             TrustedSources::SQLiteDatabase(configuration).removePackage(id);
     } catch (const Common::Error &error) {
@@ -69,7 +69,7 @@ void requireUnbound(const IConfiguration &configuration, const std::string &id) 
     }
 }
 
-/// Whether there is nothing left of a package but what is on record: people may give it up.
+/// Whether nothing but records is left of a package: people may give it up.
 bool isLost(const IConfiguration &configuration, const std::string &id) {
     const auto inRpm = rpmRecords(configuration);
     const auto rescued = StoreView(configuration).rescued();
@@ -81,8 +81,8 @@ bool isLost(const IConfiguration &configuration, const std::string &id) {
            SourcesView::read(configuration).sourceOf.contains(id);
 }
 
-/// Whether the store has anything of the package's own. What somebody has put into its directory is no
-/// application, and rpm may have that.
+/// Whether the store has anything of the package's own. Foreign files in its directory are no application,
+/// and rpm may have that.
 bool isStored(const IConfiguration &configuration, const std::string &id) {
     const DatabasePathResolver resolver(configuration);
     const StoreEntry entry(resolver, id);
@@ -91,7 +91,8 @@ bool isStored(const IConfiguration &configuration, const std::string &id) {
            !entry.content(StoreView(configuration).records().underWay(id)).own.empty();
 }
 
-/// So that the lists name all that is to go. Where that fails, it goes by the lists as they are.
+/// Completes the lists, so that they name all files to remove. If that fails, the removal goes by the lists
+/// as they are.
 void settle(const IConfiguration &configuration, const std::string &id) {
     try {
         settlePackage(configuration, id);
@@ -118,7 +119,7 @@ std::vector<fs::path> removePackage(const IConfiguration &configuration, const s
         throw Common::Error(Common::ErrorCode::PackageNotExist,
                             "Attempt to remove non existent package " + id);
     settle(configuration, id);
-    // From here on there is no way back: a kill has it completed.
+    // From here on there is no way back: after a kill the removal is completed.
     Common::replaceDurably(removalFile(), id + "\n");
     Common::flushFile(removalFile().parent_path());
     std::vector<fs::path> left = completeRemoval(configuration);
