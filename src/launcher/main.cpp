@@ -1,4 +1,4 @@
-// Brings a machine over to the package store, once. kelp-launcher(8) tells what it does.
+// Moves a machine to the package store, once; see kelp-launcher(8).
 
 #include "kelp/core/common/configuration.h"
 #include "kelp/core/common/errors/error.h"
@@ -21,11 +21,12 @@ using namespace Launcher;
 
 namespace {
 
-/// Blocks of this size go back to the system when they are freed. Left to itself the limit grows with the
-/// first header of librpm's, which may have megabytes, and the holes of the later ones stay.
+/// Blocks of this size go back to the system when they are freed. Otherwise the limit grows with librpm's
+/// first header, which may have megabytes, and the holes of later ones stay.
 constexpr int largeBlock = 128 << 10;
 
-/// A start that finds all stamps waits for nobody. Without the lock nothing is done: somebody may have it.
+/// A start that finds all stamps does not wait. Without the lock it does nothing: another process may hold
+/// it.
 void migrateLocked(const std::vector<Migration> &migrations) {
     std::optional<Common::WriterLock> lock;
     try {
@@ -47,12 +48,12 @@ Migration migrationOf(const Core::KELP::MigrationStamp &stamp, void (*migrate)(C
 } // namespace
 
 int main() {
-    // Inherited, it could make a store that no user can read, or one that everybody can write.
+    // An inherited umask could make a store that no user can read, or that everybody can write.
     ::umask(022);
     ::mallopt(M_MMAP_THRESHOLD, largeBlock);
     Common::deferStopSignals();
     Common::ignoreBrokenPipes();
-    // librpm's own lines carry no priority: the journal would take its errors for information.
+    // librpm's own lines have no priority: the journal would take its errors for information.
     if (Common::isOutputTheJournal())
         Common::Rpm::logLibrary();
     const std::vector<Migration> migrations = {
@@ -61,7 +62,7 @@ int main() {
         migrationOf(Core::KELP::integrityConfigurationStamp, migrateIntegrityConfiguration),
     };
     migrateLocked(migrations);
-    // Whatever failed: the start of the machine waits for this, and kelp-status.service says what is left to
-    // do.
+    // Even after failures: the start of the machine waits for this, and kelp-status.service reports the
+    // remaining work.
     return 0;
 }

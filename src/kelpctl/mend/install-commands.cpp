@@ -41,7 +41,7 @@ struct InstallArguments {
     std::vector<std::string> names;
 };
 
-/// Whether an error is about the machine and not about what was asked for.
+/// Whether an error is about the machine and not about the package.
 bool isTrouble(const Common::Error &error) {
     return error.code() == ErrorCategory::make(ErrorCode::FileNotFound) ||
            error.code() == ErrorCategory::make(ErrorCode::Filesystem) ||
@@ -58,7 +58,7 @@ std::string wordsFor(const Installed &installed, const InstallArguments &argumen
            (installed.previousVersion.empty() ? "" : " in place of " + installed.previousVersion);
 }
 
-/// What has happened to a package, for a tool; a member that is empty is null there.
+/// The result for a package, for a tool; an empty member becomes null.
 struct Happening {
     const char *event;
     std::string id = {};
@@ -67,7 +67,7 @@ struct Happening {
     std::string reason = {};
 };
 
-/// A line for each, at once: the next package may be interrupted, and this one is in the store by then.
+/// A line for each, at once: this package is in the store, and the next may be interrupted.
 void writeJson(std::ostream &output, const Happening &happening) {
     const auto value = [](const std::string &text) {
         return text.empty() ? json::value() : json::value(jsonText(text));
@@ -80,7 +80,7 @@ void writeJson(std::ostream &output, const Happening &happening) {
            << std::endl;
 }
 
-/// What a tool is told a file by. One that cannot be read has only its name.
+/// The fields that tell a tool which file it was. An unreadable file has only its name.
 Happening subjectOf(const std::string &file) {
     try {
         const auto package = Core::KELP::RpmPackage::fromFile(file, {});
@@ -90,7 +90,7 @@ Happening subjectOf(const std::string &file) {
     }
 }
 
-/// Where findings go as JSON. The validator's printing is a plain function, without a place for it.
+/// The stream for findings as JSON. The validator's sink is a plain function and cannot hold it.
 std::ostream *findingsOutput = nullptr;
 
 void tellFinding(const Validator::Message &finding) {
@@ -100,7 +100,7 @@ void tellFinding(const Validator::Message &finding) {
         std::cerr << findingLine(finding, STDERR_FILENO, 0) << std::endl;
 }
 
-/// Calls `act`, and turns what it raises into a line and a status: the others go on.
+/// Calls `act`, and turns its exception into a line and a status, so that the others go on.
 template<class Act>
 ExitStatus attempt(const InstallArguments &arguments, const Happening &subject, std::ostream &output,
                    const Act &act) {
@@ -124,7 +124,7 @@ ExitStatus attempt(const InstallArguments &arguments, const Happening &subject, 
     return status;
 }
 
-/// What installation refuses such a file for, a tag that it lacks, would not tell what it is.
+/// Otherwise the refusal would name a missing tag, and not tell what the file is.
 void requireNoOtherKind(const std::string &file) {
     if (const std::string advice = adviceOn(kindOf(file)); !advice.empty())
         throw Common::Error(ErrorCode::BadPackageFileFormat, advice);
@@ -145,14 +145,14 @@ void tellInstalled(const InstallArguments &arguments, const std::string &file, c
                   {eventOf(arguments, installed), installed.id, installed.version, file,
                    installed.previousVersion.empty() ? "" : "in place of " + installed.previousVersion});
     else
-        // Told at once: the next one may be interrupted, and this one is in the store by then.
+        // Printed at once: this one is in the store, and the next may be interrupted.
         output << shown(wordsFor(installed, arguments)) << std::endl;
 }
 
 ExitStatus install(const InstallArguments &arguments, std::ostream &output) {
     findingsOutput = arguments.isJson ? &output : nullptr;
     Validator::Logger::setPrinting(tellFinding);
-    // Held over all files, so that nobody else's change comes between two of them.
+    // Held over all files, so that no other process changes the store between two files.
     std::optional<WriterLock> lock;
     // A dry run changes nothing, and the lock is a file that only root can make.
     if (!arguments.options.isDryRun)

@@ -20,19 +20,18 @@ struct pollfd;
 
 namespace KelpCtl {
 
-/// Judges packages by processes, since librpm's state is a process's own, and since a package that ends its
-/// judge costs no other package then. They are forked from this process, which must not have used librpm or
-/// started a thread.
+/// Judges packages in processes: librpm's state belongs to a process, and a package that crashes its judge
+/// costs no other. They are forked from this process, which must not have used librpm or started a thread.
 ///
-/// Reports come in the order of the packages. As many as 64 packages are under way at once, of which those
-/// that are judged wait for one that takes longer.
+/// Reports come in the order of the packages. Up to 64 packages are under way at once; finished ones wait for
+/// a slower one.
 class JudgePool {
 public:
-    /// Who takes what comes of the packages.
+    /// The receivers of the results.
     struct Takers {
-        /// The next report. Whether it could be used: when not, the run ends.
+        /// Takes the next report. Returns false to end the run.
         std::function<bool(const PackageReport &)> report;
-        /// A verdict that stands already.
+        /// Takes a verdict of an earlier run.
         std::function<void(const KnownVerdict &)> known;
     };
 
@@ -43,11 +42,10 @@ public:
     /// Ends all judges, and waits until they have removed what they unpacked.
     ~JudgePool();
 
-    /// Has all packages judged. A package whose judge ends is incomplete, for that reason, and so is one that
-    /// takes longer than it may and whose judge does not see to that itself.
+    /// Judges all packages. A package is incomplete if its judge ends, or takes too long without noticing it.
     ///
-    /// When Interruption::isRequested(), ends all judges, gives on the reports that are finished, and
-    /// returns. Raises std::runtime_error when there are no processes to be had.
+    /// After Interruption::isRequested() it ends all judges, gives on the finished reports, and returns.
+    /// Raises std::runtime_error when it cannot make processes.
     void run(PackageSource &source, const Takers &takers);
 
 private:
@@ -64,21 +62,21 @@ private:
         FrameReader answers = {};
         std::optional<Task> task = {};
         Clock::time_point begin = {};
-        std::string ending = {}; ///< Why it was ended from here; empty when it was not.
+        std::string ending = {}; ///< Why this side ended it; may be empty.
     };
 
-    /// What came of one package.
+    /// The result of one package.
     struct Result {
         std::string file;
         std::string sha256 = {}; ///< When its judge has asked.
         Spool frames = {};
         std::vector<KnownVerdict> known = {};
-        std::set<std::string> missing = {}; ///< The profiles of which neither says anything.
+        std::set<std::string> missing = {}; ///< The profiles without a result.
         bool isDone = false;
-        std::string failure = {}; ///< Of what is missing.
+        std::string failure = {}; ///< Why results are missing.
     };
 
-    /// Where a package is not done yet.
+    /// What to do at an unfinished package.
     enum class Gaps { Wait, Pass };
 
     void handOut(PackageSource &source);

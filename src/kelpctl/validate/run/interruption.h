@@ -5,8 +5,7 @@
 
 namespace KelpCtl {
 
-/// Raised where the work may stop when somebody asked for it; what was made on disk is removed on the way
-/// out.
+/// Raised at points where requested interruptions take effect; files made on disk are removed on the way out.
 class Interrupted : public std::exception {
 public:
     const char *what() const noexcept override { return "interrupted"; }
@@ -24,18 +23,18 @@ public:
     /// Whether one was received.
     static bool isRequested();
 
-    /// Becomes readable when one is received, for whoever waits for other files too.
+    /// Becomes readable when one is received, for a poll together with other files.
     static int descriptor();
 
     /// Raises Interrupted when one was received.
     static void check();
 
-    /// To be called by a process that was forked to judge. A second request, as that which the first process
-    /// gives on, does not end it: it removes what it has made.
+    /// Call it in a process that was forked to judge. A second request, such as the one passed on by the
+    /// first process, then does not end it before it has removed its files.
     static void serveAnother();
 
-    /// As long as one lives, such a process is ended when it does not come to check() within half a minute
-    /// after a request.
+    /// While one lives, such a process ends if it does not reach check() within half a minute after a
+    /// request.
     class Watch {
     public:
         Watch();
@@ -44,8 +43,7 @@ public:
         ~Watch();
     };
 
-    /// Ends the program by the signal that was received, as it would have done at once.
-    /// To be called only when one was.
+    /// Ends the program by the received signal, like its default action. Call it only after one.
     [[noreturn]] static void die();
 
 private:
