@@ -101,9 +101,10 @@ ContentsCheck::compare(Unread &unread,
         unread.add(Common::explainedText(error));
         unseen.push_back(path);
     };
-    std::vector<ContentsEntry> tree = contentsOfTree(version_, miss);
+    std::vector<ContentsEntry> tree = contentsOfTree(version_, miss, {}, list_->entries.size());
     std::vector<const ContentsEntry *> found(list_->entries.size());
     std::vector<FoundFile> files;
+    files.reserve(tree.size());
     for (ContentsEntry &entry : tree)
         if (const ContentsEntry *listed = find(entry.path)) {
             found[static_cast<std::size_t>(listed - list_->entries.data())] = &entry;

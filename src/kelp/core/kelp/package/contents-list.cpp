@@ -142,8 +142,9 @@ bool carriesId(const fs::path &file, const std::string &id) {
 }
 
 std::vector<ContentsEntry> contentsOfTree(const fs::path &version, const MissedContents &missed,
-                                          const ContentsVisit &visit) {
+                                          const ContentsVisit &visit, std::size_t expected) {
     std::vector<ContentsEntry> entries;
+    entries.reserve(expected);
     const ContentsVisit keep = [&](ContentsEntry &entry, int directory, const std::string &name) {
         if (visit)
             visit(entry, directory, name);

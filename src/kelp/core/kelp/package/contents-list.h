@@ -90,8 +90,10 @@ using ContentsVisit = std::function<void(ContentsEntry &entry, int directory, co
 /// The entries of a version's tree, in byte order of the paths' names. Without `visit` no digest is computed,
 /// and no flag set. The store's own names are left out. Links are not followed. An entry that cannot be
 /// looked at, and all below it, is left out and given to `missed`. Without `missed` its error is raised.
+/// `expected` is the likely number of entries: a list that grows takes twice the memory.
 std::vector<ContentsEntry> contentsOfTree(const std::filesystem::path &version,
-                                          const MissedContents &missed = {}, const ContentsVisit &visit = {});
+                                          const MissedContents &missed = {}, const ContentsVisit &visit = {},
+                                          std::size_t expected = 0);
 
 /// The same, one after the other. Raises what `visit` raises.
 void forEachOfTree(const std::filesystem::path &version, const ContentsVisit &visit);
