@@ -8,6 +8,7 @@
 #include <boost/json/serialize.hpp>
 
 #include <algorithm>
+#include <filesystem>
 #include <ostream>
 #include <set>
 #include <utility>
@@ -60,7 +61,9 @@ public:
 private:
     void add(const PackageReport &report, const std::string &name, const std::string &text,
              const std::string &severity, const std::string &fingerprint) {
-        const json::object location{{"path", jsonText(report.file)},
+        // Readers of the form find no file of the project by a path with "./" in front.
+        const std::string path = std::filesystem::path(report.file).lexically_normal();
+        const json::object location{{"path", jsonText(path)},
                                     {"lines", json::object{{"begin", 1}, {"end", 1}}}};
         output_ << (std::exchange(hasEntries_, true) ? ",\n" : "[\n")
                 << json::object{{"type", "issue"},

@@ -179,7 +179,12 @@ int JudgePool::patience() const {
 
 /// Closes the channel of a judge that has ended.
 void JudgePool::receive(Judge &judge) {
-    const std::string bytes = readSome(judge.channel.get(), chunkSize);
+    std::string bytes;
+    try {
+        bytes = readSome(judge.channel.get(), chunkSize);
+    } catch (const std::system_error &) {
+        // It was ended over a task that it had not read yet, which resets the channel. The signal says more.
+    }
     if (bytes.empty())
         judge.channel = Common::FileDescriptor();
     judge.answers.add(bytes);
