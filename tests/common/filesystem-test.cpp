@@ -180,7 +180,8 @@ TEST_F(FilesystemTest, ReplacingAFileNeitherMixesNorFollowsALinkInItsWay) {
     writeFile(at("victim"), "untouched");
     fs::create_symlink("victim", at("file.new"));
     Common::replaceDurably(at("file"), "new");
-    EXPECT_EQ(readFile(at("file")), "new");
+    EXPECT_EQ(Common::readIfExists(at("file"), 3), "new");
+    EXPECT_THROW(Common::readIfExists(at("file"), 2), Common::Error);
     EXPECT_EQ(readFile(at("victim")), "untouched");
     EXPECT_FALSE(fs::exists(fs::symlink_status(at("file.new"))));
 

@@ -230,6 +230,8 @@ TEST_F(TakeOverTest, TheNextStartGoesByRpmAndTheDisk) {
                 << kill;
             if (row.line == moved)
                 machine.expectArrived({row.id});
+            EXPECT_FALSE(row.line.starts_with(" is neither") &&
+                         fs::is_symlink(machine.root() / "usr/bin" / row.id));
         }
         EXPECT_EQ(machine.run(waiting), "");
         EXPECT_FALSE(machine.holds("var/lib/kelp/takeover.journal"));
@@ -242,9 +244,10 @@ TEST_F(TakeOverTest, WhatCannotBeSettledYetIsKeptAndHoldsNobodyUp) {
     machine.run(
         std::string("add org.shared; ") + killStaged +
         "in_image rpm --erase org.shared; mkdir -p $IMAGE/opt/app/org.shared/current; add org.linked; " +
-        killForgotten);
+        killForgotten + "echo mine >$IMAGE/etc/org.linked.conf");
     machine.launch();
     machine.expectArrived({"org.sound", "org.linked"});
+    EXPECT_EQ(readFile(machine.root() / "etc/org.linked.conf"), "mine\n");
     EXPECT_TRUE(machine.holds("opt/kelp/tmp/org.shared/data/words"));
     EXPECT_FALSE(machine.isStamped());
     machine.run("rmdir $IMAGE/opt/app/org.shared/current");
@@ -264,6 +267,7 @@ TEST_F(TakeOverTest, AJournalThatSaysTooLittleClearsNothing) {
         {edit + "'s/^disks [0-9]* [0-9]*/disks 1 2/' takeover.journal",
          "The disks of the store and of the temporary directory are not those of the take-over journal"},
         {edit + "'s|^staging .*|staging /srv/org.sound|' takeover.journal", unreadable},
+        {edit + "'s|^staging .*|staging /opt/kelp/tmp/..|' takeover.journal", unreadable},
     };
     for (const auto &[damage, error] : rows) {
         machine.run(damage);

@@ -173,14 +173,16 @@ TEST_F(MendTest, TellsAndBringsBackWhatWasStaged) {
         "sign org.example.sound developer K1 CN=D; in_image kelpctl install /root/sound-1.rpm");
     EXPECT_EQ(kelpctl("verify org.example.notes gone"),
               "kelpctl: Package gone not installed\norg.example.notes 1.4.2-1: verified\nstatus 1\n");
-    there("rm opt/app/org.example.ticker/current/contents.list; cd " + notes +
-          "; echo 'Buy silk.' >data/first.txt; echo a=b >data/notes.conf; rm data/qml/pages/note.qml; "
-          "mkdir data/own; echo own >data/own/x; chmod 600 data/qml/main.qml; chown daemon bin; "
-          "setfattr -n security.appid -v x integrityd/*; cd icons/hicolor/86x86/apps; ln -fs x *");
+    there(
+        "rm opt/app/org.example.ticker/current/contents.list; cd " + notes +
+        "; echo 'Buy silk.' >data/first.txt; echo a=b >data/notes.conf; rm data/qml/pages/note.qml; "
+        "mkdir data/own; echo own >data/own/x; chmod 600 data/qml/main.qml; chown daemon bin; chgrp 1 data; "
+        "setfattr -n security.appid -v x integrityd/*; cd icons/hicolor/86x86/apps; ln -fs x *");
     const std::string extra = "  extra: " + notes + "/data/own is on no list\n";
     const std::string found =
-        "org.example.notes 1.4.2-1: 8 findings\n" + extra + "  owner: " + notes +
-        "/bin belongs to 1:0, and not to 0:0\n" + "  altered: " + notes +
+        "org.example.notes 1.4.2-1: 9 findings\n" + extra + "  owner: " + notes +
+        "/bin belongs to 1:0, and not to 0:0\n  owner: " + notes +
+        "/data belongs to 0:1, and not to 0:0\n  altered: " + notes +
         "/data/first.txt has other content\n  changed configuration: " + notes +
         "/data/notes.conf has 4 bytes, and not 11\n  mode: " + notes +
         "/data/qml/main.qml has mode 600, and not 644\n  gone: " + notes +

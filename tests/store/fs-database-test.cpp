@@ -59,7 +59,7 @@ TEST_F(FSDatabaseTest, RemovalTakesBackWhatIsStillAMappingAndEmpty) {
     writeFile(at("usr/bin/a"), "a user's own");
     writeFile(at("usr/share/org.app/settings"), "a user's own");
     fs::remove(at("usr/libexec/org.app/sub/y"));
-    fs::create_symlink(at("opt/app/org.other/current/y"), at("usr/libexec/org.app/sub/y"));
+    fs::create_symlink(at("opt/app/org.apple/current/y"), at("usr/libexec/org.app/sub/y"));
     database.remove(id);
     EXPECT_EQ(readFile(at("usr/bin/a")), "a user's own");
     EXPECT_FALSE(fs::exists(at("usr/bin/b")));
@@ -346,11 +346,13 @@ TEST_F(FSDatabaseTest, APackageDoesNotSpeakForTheStore) {
     EXPECT_TRUE(fs::is_symlink(at("link")));
 
     fs::remove(at("usr/bin/tool"));
-    const auto again =
-        stage("1-1", {{"bin/a\n" + text("link"), "x"}, {"generated.dir.list", text("etc") + "\n"}});
+    const auto again = stage("1-1", {{"bin/a\n" + text("link"), "x"},
+                                     {"generated.dir.list", text("etc") + "\n"},
+                                     {"contents.list", "x"}});
     fs::create_symlink(at("etc"), again.path / "@resources");
     database.install(again, extras());
-    EXPECT_FALSE(fs::exists(fs::symlink_status(stored("current/@resources"))));
+    for (const char *own : {"current/@resources", "current/contents.list"})
+        EXPECT_FALSE(fs::exists(fs::symlink_status(stored(own)))) << own;
     database.remove(id);
     EXPECT_TRUE(fs::is_symlink(at("link"))) << "a line feed in a name does not make a second path";
     EXPECT_TRUE(fs::exists(at("etc")));

@@ -314,6 +314,8 @@ TEST_F(TakeOverTest, WhatWasLeftBehindGoesWhereItIsOursAndDead) {
     fs::create_symlink(at("nowhere"), at("usr/bin/other"));
     for (const char *name : {"tool", "gone", "other"})
         noteLeftBehind(id, {{{at("usr/bin") / name, stored("current")}}, {}});
+    writeFile(leftBehindFile("killed.new"), "");
+    EXPECT_EQ(idsLeftBehind(), std::vector<std::string>{id});
     takeBackLeftBehind(id);
     EXPECT_FALSE(fs::exists(fs::symlink_status(at("usr/bin/gone"))));
     for (const char *name : {"tool", "other"})

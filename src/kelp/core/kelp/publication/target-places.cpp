@@ -113,7 +113,7 @@ std::string TargetPlaces::obstacle(const fs::path &target, std::optional<std::ui
     return {};
 }
 
-std::string TargetPlaces::shortage(std::uint64_t copiedBytes) {
+std::string TargetPlaces::shortage() {
     struct Filesystem {
         struct statvfs status = {};
         std::uint64_t wanted = 0;
@@ -135,7 +135,7 @@ std::string TargetPlaces::shortage(std::uint64_t copiedBytes) {
         // Some filesystems report no number of files.
         const bool hasFiles = status.f_files == 0 || status.f_favail >= wanted;
         const std::uint64_t free = std::uint64_t(status.f_bavail) * status.f_frsize;
-        if (!hasFiles || free < wanted * blockSize + copiedBytes)
+        if (!hasFiles || free < wanted * blockSize)
             return "there is no room for its files on the disk of " + place.string();
     }
     return {};

@@ -26,9 +26,9 @@ public:
         return place(directory).obstacle;
     }
 
-    /// Why the targets for which obstacle() was called do not fit on their filesystems, as links or as copies
-    /// of `copiedBytes` in all, or empty. Forgets those targets. Raises as obstacle().
-    std::string shortage(std::uint64_t copiedBytes);
+    /// Why the targets for which obstacle() was called do not fit on their filesystems, as links, or
+    /// empty. Forgets those targets. Raises as obstacle().
+    std::string shortage();
 
 private:
     struct Place {

@@ -442,7 +442,7 @@ std::string RpmSurvey::obstacleOfMachine(const InstalledApplication &application
                 obstacle = targetPlaces_.obstacleIn(fs::path(directory).parent_path());
             last = std::move(directory);
         }
-    return obstacle.empty() ? targetPlaces_.shortage(0) : obstacle;
+    return obstacle.empty() ? targetPlaces_.shortage() : obstacle;
 }
 
 void RpmSurvey::findForeignOwners() {
