@@ -3,6 +3,7 @@
 #include "kelp/core/common/configuration.h"
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/errors/log-stream.h"
+#include "kelp/core/common/large-blocks.h"
 #include "kelp/core/common/places.h"
 #include "kelp/core/common/rpm/initialise.h"
 #include "kelp/core/common/stop-signals.h"
@@ -11,7 +12,6 @@
 #include "launcher/migration-driver.h"
 #include "launcher/migrations.h"
 
-#include <malloc.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -20,10 +20,6 @@
 using namespace Launcher;
 
 namespace {
-
-/// Blocks of this size go back to the system when they are freed. Otherwise the limit grows with librpm's
-/// first header, which may have megabytes, and the holes of later ones stay.
-constexpr int largeBlock = 128 << 10;
 
 /// A start that finds all stamps does not wait. Without the lock it does nothing: another process may hold
 /// it.
@@ -50,7 +46,7 @@ Migration migrationOf(const Core::KELP::MigrationStamp &stamp, void (*migrate)(C
 int main() {
     // An inherited umask could make a store that no user can read, or that everybody can write.
     ::umask(022);
-    ::mallopt(M_MMAP_THRESHOLD, largeBlock);
+    Common::giveBackLargeBlocks();
     Common::deferStopSignals();
     Common::ignoreBrokenPipes();
     // librpm's own lines have no priority: the journal would take its errors for information.

@@ -43,6 +43,8 @@ public:
         FileIterator(header).forEach(note, FileIterator::Names::All);
     }
 
+    std::size_t count() const { return isSignable_.size(); }
+
     /// Fills in all but a file's digest. Returns the header's digest if that holds for the file.
     std::string describe(ContentsEntry &entry, const IsAsPacked &isAsPacked) const {
         const auto found = files_.find(entry.path);
@@ -94,7 +96,7 @@ void listStagedContents(const fs::path &tree, const std::vector<Mapping> &mappin
     Common::removeAll(tree / ContentsList::fileName);
     const PackedFiles packed(tree, mappings, header);
     const Common::FileDescriptor directory(::open(tree.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-    ContentsText list;
+    ContentsText list(packed.count());
     forEachOfTree(tree, [&](ContentsEntry &entry, int, const std::string &) {
         entry.digest = packed.describe(entry, isAsPacked);
         if (entry.type == ContentsEntry::Type::File && (entry.isChanged || entry.digest.empty()))

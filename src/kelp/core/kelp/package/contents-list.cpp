@@ -171,6 +171,7 @@ using Type = ContentsEntry::Type;
 constexpr std::string_view header = "kelp contents 1";
 constexpr std::string_view types = "dfl"; ///< In the order of the enumeration.
 constexpr std::size_t digestLength = 64;
+constexpr std::size_t longLine = 256;
 constexpr unsigned allModeBits = 0777;
 
 /// In the order in which a list has their letters.
@@ -181,6 +182,13 @@ struct Flag {
 constexpr std::array flags = {Flag{'c', &ContentsEntry::isConfiguration},
                               Flag{'s', &ContentsEntry::isSignable}, Flag{'m', &ContentsEntry::isChanged},
                               Flag{'h', &ContentsEntry::isHashed}};
+
+/// What of it is not written to takes no memory.
+std::string reserved(std::size_t size) {
+    std::string text;
+    text.reserve(size);
+    return text;
+}
 
 void formatEntry(std::ostream &lines, const ContentsEntry &entry) {
     lines << types.at(static_cast<std::size_t>(entry.type)) << ' ' << std::oct << entry.mode << std::dec
@@ -286,7 +294,8 @@ std::optional<std::string_view> takeLine(std::string_view &text) {
 
 } // namespace
 
-ContentsText::ContentsText(const std::string &foundOn) {
+ContentsText::ContentsText(std::size_t expected, const std::string &foundOn) :
+    lines_(reserved(expected * longLine), std::ios::ate) {
     lines_ << header << '\n';
     if (!foundOn.empty())
         lines_ << "found " << foundOn << '\n';
@@ -303,7 +312,7 @@ std::string ContentsText::finish() {
 }
 
 std::string ContentsList::format() const {
-    ContentsText text(foundOn);
+    ContentsText text(entries.size(), foundOn);
     for (const ContentsEntry &entry : entries)
         text.add(entry);
     return text.finish();

@@ -54,6 +54,10 @@ std::optional<std::vector<std::string>> findPathList(const fs::path &file) {
 void writePathList(const fs::path &file, const std::vector<std::string> &paths,
                    Common::Durability durability) {
     std::string content;
+    std::size_t size = 0;
+    for (const std::string &path : paths)
+        size += path.size() + 1;
+    content.reserve(size);
     for (const std::string &path : paths)
         if (path.find('\n') == std::string::npos)
             content.append(path).append("\n");

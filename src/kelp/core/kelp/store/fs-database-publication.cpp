@@ -113,6 +113,7 @@ void FSDatabase::generateMappings(const std::string &id) {
         removeEmptyDirectories(deepestFirst(plan.directories));
         throw;
     }
+    made = {}; // As long as the plan, and so are the lists.
     recordPublication(id, plan);
 }
 
