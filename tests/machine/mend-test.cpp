@@ -158,9 +158,12 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
     EXPECT_THAT(kelpctl("history com.example.devices --json"), HasSubstr("\"event\":\"U\""));
     // Nobody's list names them any more; and the note of another's installation stays.
     there("printf 'org.example.gone\\n1-1\\nI\\n' >var/lib/kelp/installation; "
-          "cd opt/app/com.example.devices; rm current; cp -a 2.0-7 current");
+          "cd opt/app/com.example.devices; rm current; cp -a 2.0-7 current; "
+          "cd ../org.example.notes; rm current; cp -a 1.4.2-1 current; "
+          "echo org.example.notes >/var/lib/kelp/removal");
     EXPECT_THAT(kelpctl("remove org.example.ticker com.example.devices"),
                 AllOf(HasSubstr("org.example.ticker removed\n"),
+                      HasSubstr("org.example.notes/current is somebody else's, and what"),
                       HasSubstr("stays published: /usr/bin/com.example.devices"), EndsWith("status 1\n")));
     EXPECT_EQ(there("find usr -path '*org.example.ticker*'; ls -d usr/bin/fox usr/bin/cub "
                     "usr/share/common/o/* var/lib/kelp/installation 2>&-||:"),

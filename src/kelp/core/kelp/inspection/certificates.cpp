@@ -7,6 +7,13 @@
 
 namespace Core::KELP {
 
+void requireCertificates() {
+    const std::string path = PackageSignatures::Database::defaultPath();
+    if (!Common::lookFor(path))
+        throw Common::Error(Common::ErrorCode::Filesystem,
+                            "Couldn't read the signature database " + path + ": there is none");
+}
+
 std::optional<PackageSignatures::Certificate> Certificates::of(const std::string &id,
                                                                PackageSignatures::Group group) {
     const std::filesystem::path path = PackageSignatures::Database::defaultPath();

@@ -1,5 +1,6 @@
 #include "kelp/core/kelp/inspection/machine-views.h"
 
+#include "kelp/core/kelp/inspection/certificates.h"
 #include "kelp/core/kelp/publication/left-behind.h"
 
 namespace Core::KELP {
@@ -9,6 +10,8 @@ MachineViews MachineViews::read(const IConfiguration &configuration) {
     MachineViews views;
     Unread &unread = views.unread;
     views.packages = unread.attempt([&] { return store.packages(); });
+    if (views.packages && !views.packages->empty())
+        unread.attempt([] { return requireCertificates(), true; });
     views.rescued = unread.attempt([&] { return store.rescued(); });
     views.takeOvers = unread.attempt([&] { return pendingTakeOvers(configuration); });
     views.rpm = rpmRecords(configuration, unread);

@@ -14,7 +14,6 @@
 #include "kelp/core/kelp/inspection/unread.h"
 #include "kelp/core/kelp/mending/package-records.h"
 #include "kelp/core/kelp/mending/partial-examinations.h"
-#include "kelp/core/kelp/mending/stray-mappings.h"
 #include "kelp/core/kelp/mending/unfinished-operations.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
 #include "kelp/core/kelp/package/store-entry.h"
@@ -42,20 +41,6 @@ void requireAllTakenBack(const std::string &id) {
                             std::string("It is removed, but not all that it had published: ") + error.what() +
                                 "; kelpctl doctor --repair goes on with it");
     }
-}
-
-/// With a foreign directory in place of the link `current`, links that were published through it still work.
-void requireNothingPublished(const IConfiguration &configuration, const std::string &id) {
-    const DatabasePathResolver resolver(configuration);
-    if (!StoreEntry(resolver, id).slot(PackageSlot::Current).isForeign())
-        return;
-    std::string stays;
-    for (const fs::path &place : placesOfMappings(configuration, id))
-        stays += (stays.empty() ? "" : ", ") + place.string();
-    if (!stays.empty())
-        throw Common::Error(Common::ErrorCode::Internal,
-                            "It is removed, but " + resolver.currentDirectory(id).string() +
-                                " is somebody else's, and what leads there stays published: " + stays);
 }
 
 void requireUnbound(const IConfiguration &configuration, const std::string &id) {
@@ -106,7 +91,7 @@ void settle(const IConfiguration &configuration, const std::string &id) {
 std::vector<fs::path> removePackage(const IConfiguration &configuration, const std::string &id) {
     if (!Common::isFileName(id))
         throw std::invalid_argument("This is no id of an application");
-    completeRemoval(configuration);
+    resumeRemoval(configuration);
     if (idsOnTheirWay(configuration).contains(id))
         throw Common::Error(Common::ErrorCode::Internal,
                             "Package " + id + " is on its way from rpm: systemctl restart kelp-launcher");

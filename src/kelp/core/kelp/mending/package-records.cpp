@@ -1,8 +1,6 @@
 #include "kelp/core/kelp/mending/package-records.h"
 
-#include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/files/filesystem.h"
-#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/kelp/inspection/certificates.h"
 #include "kelp/core/kelp/inspection/records-view.h"
@@ -14,14 +12,11 @@ namespace Core::KELP {
 
 std::optional<TrustedSources::Source> certifiedSource(const std::string &id) {
     const auto certificate = Certificates().of(id, PackageSignatures::Group::Client);
-    const std::string database = PackageSignatures::Database::defaultPath();
-    // A machine with packages and without a database has lost it. To bind a package to no source would be
-    // wrong then.
-    if (!certificate && !Common::lookFor(database))
-        throw Common::Error(Common::ErrorCode::Filesystem,
-                            "Couldn't read the signature database " + database + ": there is none");
-    if (!certificate)
+    if (!certificate) {
+        // To bind a package to no source would be wrong when nobody knows.
+        requireCertificates();
         return std::nullopt;
+    }
     return TrustedSources::Source{certificate->keyId(), certificate->subject(), {}};
 }
 

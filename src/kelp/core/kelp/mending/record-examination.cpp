@@ -89,7 +89,7 @@ private:
         if (const auto &id = views_.removal)
             add(*id, FindingKind::UnfinishedUpdate, removalFile(),
                 "its removal was begun; --repair completes it",
-                [&configuration = configuration_] { completeRemoval(configuration); });
+                [&configuration = configuration_] { resumeRemoval(configuration); });
     }
 
     /// While its version is not current, the package's links are mended first.

@@ -109,4 +109,28 @@ std::vector<fs::path> completeRemoval(const IConfiguration &configuration) {
     return left;
 }
 
+void resumeRemoval(const IConfiguration &configuration) {
+    const std::optional<std::string> id = unfinishedRemoval();
+    completeRemoval(configuration);
+    try {
+        if (id)
+            requireNothingPublished(configuration, *id);
+    } catch (const Common::Error &error) {
+        Common::LogStream(Common::LogLevel::Warning) << error;
+    }
+}
+
+void requireNothingPublished(const IConfiguration &configuration, const std::string &id) {
+    const DatabasePathResolver resolver(configuration);
+    if (!StoreEntry(resolver, id).slot(PackageSlot::Current).isForeign())
+        return;
+    std::string stays;
+    for (const fs::path &place : placesOfMappings(configuration, id))
+        stays += (stays.empty() ? "" : ", ") + place.string();
+    if (!stays.empty())
+        throw Common::Error(Common::ErrorCode::Internal,
+                            "It is removed, but " + resolver.currentDirectory(id).string() +
+                                " is somebody else's, and what leads there stays published: " + stays);
+}
+
 } // namespace Core::KELP
