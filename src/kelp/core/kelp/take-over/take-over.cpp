@@ -88,6 +88,9 @@ void removeFile(const fs::path &path) {
 
 /// Removes the links that enable a unit which is gone.
 void removeLinksTo(const std::set<std::string> &files) {
+    // Most packages have published all of their files: the walk would be for nothing.
+    if (files.empty())
+        return;
     std::error_code error;
     for (fs::recursive_directory_iterator entry(enabledUnits, error), end; !error && entry != end;
          entry.increment(error)) {
