@@ -36,8 +36,8 @@ constexpr MachineWord words[] = {
      true},
     {"dead", "doctor",
      "A published file leads to, was copied from, or is listed for a file that the store has lost.",
-     "Bring the file back from the package file of the version. Without a current version, remove the "
-     "application and install it again.",
+     "Bring the file back from the package file of the version. Without a current version, install the "
+     "application again.",
      contents, true},
     {"changed", "doctor", "A published copy has other content than the store's file, or is a link now.",
      "It may be somebody's work. Save it, and remove the copy; --repair publishes it anew then.",
