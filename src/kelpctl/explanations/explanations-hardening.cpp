@@ -157,14 +157,14 @@ constexpr Explanation hardeningRows[] = {
      "Set the rpath to the lib directory of the package.", Shell,
      "g++ -o notes main.cpp -Wl,-rpath,/usr/share/org.example.notes/lib -Wl,--disable-new-dtags", "rpath"},
     {"rpath-twice", "A file has more than one rpath.", "The loader heeds the last, and the rules the first.",
-     "Link with one rpath.", Shell, "chrpath -l notes", "rpath"},
+     "Link with one rpath.", Shell, "readelf -d notes | grep -i -e rpath -e runpath", "rpath"},
     {"desktop-bytes",
      "The desktop file holds control characters, or characters that end lines in some programs and not in "
      "others, or a Name or Comment that leaves an override (U+202D, U+202E) or an isolate (U+2066 to U+2068) "
      "open, or ends what it has not begun.",
      "Its readers do not agree on such text: one shows another application than the next starts.",
      "Remove the characters. In comments those may stay that end no line.", Shell,
-     "tr -d '\\000-\\010\\013-\\037\\177' <notes.desktop"},
+     "tr -d '\\000-\\010\\013-\\037\\177' <notes.desktop >clean.desktop"},
     {"desktop-direction",
      "A Name or Comment changes the direction of reading by characters for that alone (U+202A to U+202E, "
      "U+2066 to U+2069), and ends that again, or leaves an embedding open.",

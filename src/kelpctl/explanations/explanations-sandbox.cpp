@@ -59,8 +59,8 @@ constexpr Explanation sandboxRows[] = {
      "ApplicationName=notes"},
     {"application-name-reserved",
      "ApplicationName holds .instance_, .task_, .velura_ or .service_, which the system puts after names.",
-     "It would be taken for an instance, a task or a service of another application.", "Choose another name.",
-     Desktop,
+     "It would be taken for an instance, a task or a service of another application.",
+     "Choose another name, for the package as well.", Desktop,
      "[X-Application]\n"
      "ApplicationName=notes",
      "name"},
@@ -85,21 +85,25 @@ constexpr Explanation sandboxRows[] = {
      "[X-Application]\n"
      "OrganizationName=org.example"},
     {"organization-name-digit-first", "A part of OrganizationName begins with a digit.",
-     "D-Bus names cannot have such parts.", "Put a letter or an underscore in front.", Desktop,
+     "D-Bus names cannot have such parts.",
+     "Put a letter or an underscore in front, in the name of the package as well.", Desktop,
      "[X-Application]\n"
      "OrganizationName=org._1example"},
     {"organization-name-not-reverse-domain", "OrganizationName is no domain, its parts reversed.",
-     "Two developers would take the same name.", "Use a domain of two or more parts that you own.", Desktop,
+     "Two developers would take the same name.",
+     "Use a domain of two or more parts that you own, in the name of the package as well.", Desktop,
      "[X-Application]\n"
      "OrganizationName=org.example"},
     {"application-name-dash-discouraged", "ApplicationName holds \"-\".",
-     "D-Bus names cannot hold it: ExecDBus and ExecSystemService would not work.", "Use \"_\" or nothing.",
+     "D-Bus names cannot hold it: ExecDBus and ExecSystemService would not work.",
+     "Use \"_\" or nothing, in the name of the package as well. An application that is published already "
+     "keeps its name: give that as the reason in a file for --overrides.",
      Desktop,
      "[X-Application]\n"
      "ApplicationName=quick_notes"},
     {"application-name-dash", "ApplicationName holds \"-\", and ExecDBus or a system service is declared.",
      "D-Bus names cannot hold it, so that the service could not be reached.",
-     "Use \"_\" or nothing, or take the service out.", Desktop,
+     "Use \"_\" or nothing, in the name of the package as well, or take the service out.", Desktop,
      "[X-Application]\n"
      "ApplicationName=quick_notes\n"
      "ExecDBus=/usr/bin/org.example.quick_notes --service"},
