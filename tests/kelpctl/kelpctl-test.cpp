@@ -241,8 +241,7 @@ TEST_F(KelpCtlTest, GivesNoVerdictOnWhatCouldNotBeUnpacked) {
                         {"/usr/share/org.example.app/", "b", 0100644, std::string(last, 'x')}};
         writer.write(root_.path() / "large.rpm");
         EXPECT_EQ(run("validate " + (root_.path() / "large.rpm").string(), limited), 2) << size;
-        EXPECT_THAT(out(),
-                    ContainsRegex("incomplete: Couldn't write rpm package content to .*: File too large"))
+        EXPECT_THAT(out(), ContainsRegex("incomplete: Couldn't write rpm package .*: File too large"))
             << size;
     }
 }
@@ -432,24 +431,25 @@ TEST_F(KelpCtlTest, LosesOnePackageByTheEndOfItsJudgeAndNothingByItsOwn) {
     const std::string isBusy = "test -e " + temporary_.string() + "/kelpctl-*/tree/data/10099";
     const std::string isClean = "test -z \"$(ls -A " + temporary_.string() + ")\"";
     struct Row {
-        std::string options;
-        std::string act;         ///< What befalls the judge or the run in the midst of a package.
-        std::string reason = {}; ///< Empty where the run ends.
+        std::string options, act; ///< What befalls the judge or the run in the midst of a package.
+        std::string reason = {};  ///< Empty where the run ends.
     };
-    const std::string judge = "$(cat /proc/$!/task/$!/children)";
+    const std::string judge = "$(cat /proc/$!/task/$!/children)", form = "--output report";
+    const std::string resume = "--resume " + (root_.path() / "reports").string();
     const Row rows[] = {
-        {"", "kill -KILL " + judge, "Its judge was ended by the signal SIGKILL"},
-        {"--timeout 3", "kill -STOP " + judge, "It takes longer than 3 seconds"},
-        {"", "kill -INT $!"},
-        {"", "kill -HUP $!"},
-        {"", "kill -KILL $!"},
+        {form, "kill -KILL " + judge, "Its judge was ended by the signal SIGKILL"},
+        {form + " --timeout 3", "kill -STOP " + judge, "It takes longer than 3 seconds"},
+        {form, "kill -INT $!"},
+        {form, "kill -HUP $!"},
+        {resume, "j=" + judge + "; kill -STOP $j; kill -KILL $!; wait $!; " KELPCTL " validate sound.rpm " +
+                     resume + " && printf '" + first + "' >" + out_.string() + "; kill -CONT $j"},
     };
     for (const Row &row : rows) {
         const int status =
-            run("validate --output report sound.rpm " + large + " sound.rpm " + row.options + " >" +
-                    out_.string() + " 2>/dev/null & for i in $(seq 999); do " + isBusy +
-                    " && break; sleep 0.01; done; " + row.act + "; wait $!; s=$?; for i in $(seq 999); do " +
-                    isClean + " && break; sleep 0.01; done; exit $s #",
+            run("validate sound.rpm " + large + " sound.rpm " + row.options + " >" + out_.string() +
+                    " 2>/dev/null & for i in $(seq 999); do " + isBusy + " && break; sleep 0.01; done; " +
+                    row.act + "; wait $!; s=$?; for i in $(seq 999); do " + isClean +
+                    " && break; sleep 0.01; done; exit $s #",
                 "env --default-signal=HUP,INT");
         EXPECT_EQ(status > 2, row.reason.empty()) << row.act;
         EXPECT_EQ(out(),

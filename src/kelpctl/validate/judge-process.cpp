@@ -92,6 +92,8 @@ private:
 
 void judgeForOther(int channel, const JudgeOptions &options) {
     try {
+        if (options.leaveRun)
+            options.leaveRun();
         Judge(channel, options).judgeAll();
     } catch (const std::exception &) {
         // Interrupted, or the other side takes no more reports: it knows.

@@ -34,6 +34,8 @@ struct JudgeOptions {
     /// not judged again.
     std::function<std::optional<KnownVerdict>(const std::string &sha256, const std::string &profile)> known =
         {};
+    /// Called first by each process that was forked to judge: lets go of what the run alone holds.
+    std::function<void()> leaveRun = {};
     /// Whether the reports need the package file's digest.
     bool hasDigest = false;
     std::string sha256 = {}; ///< Of the one package, if already computed.

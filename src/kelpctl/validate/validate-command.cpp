@@ -91,6 +91,13 @@ std::optional<std::string> versionOfImage() {
     }
 }
 
+/// That is judged the fastest by one job, which has threads.
+bool isOnePackage(const ValidateArguments &arguments) {
+    std::error_code ignored;
+    return arguments.list.empty() && arguments.files.size() == 1 &&
+           !std::filesystem::is_directory(arguments.files.front(), ignored);
+}
+
 JudgeOptions optionsOf(const ValidateArguments &arguments) {
     JudgeOptions options;
     const Validator::Target target{!arguments.developerMode, arguments.osVersion.empty()
@@ -106,7 +113,9 @@ JudgeOptions optionsOf(const ValidateArguments &arguments) {
         options.timeout = std::chrono::seconds(*arguments.timeout);
     if (!arguments.overrides.empty())
         options.overrides = readOverrides(arguments.overrides);
-    options.jobs = arguments.jobs == autoJobs ? usableProcessors() : std::stoul(arguments.jobs);
+    options.jobs = arguments.jobs != autoJobs ? std::stoul(arguments.jobs)
+                   : isOnePackage(arguments)  ? 1
+                                              : usableProcessors();
     options.hidden.insert(arguments.hidden.begin(), arguments.hidden.end());
     return options;
 }
@@ -218,10 +227,12 @@ ExitStatus validate(const ValidateArguments &arguments, std::ostream &results) {
     std::optional<JudgedBefore> before;
     if (!arguments.resumed.empty())
         before.emplace(arguments.resumed, conditionsOf(options, arguments.overrides));
-    if (before)
+    if (before) {
         options.known = [&before](const std::string &sha256, const std::string &profile) {
             return before->find(sha256, profile);
         };
+        options.leaveRun = [&before] { before->leave(); };
+    }
     const auto output = outputOf(arguments, options, before ? &*before : nullptr, results);
     options.lineOf = output->lineOf();
     options.hasDigest = output->hasDigest();
