@@ -142,6 +142,10 @@ void signFile(const FileDescriptor &file, const fs::path &path, const std::strin
 
 } // namespace
 
+std::string RpmPackage::idOf(const fs::path &path) {
+    return checked(Common::Rpm::Reader(path).tag(Tag::Name));
+}
+
 RpmPackage RpmPackage::fromFile(const fs::path &path, std::vector<Cms> cmsSignatures,
                                 Common::Rpm::Signatures signatures) {
     const ExtractFileIterator reader(path, signatures);

@@ -47,6 +47,9 @@ public:
                                std::vector<PackageSignatures::Cms> cmsSignatures,
                                Common::Rpm::Signatures signatures = Common::Rpm::Signatures::OfMachine);
 
+    /// The id of a package file, by its header alone. Raises as fromFile() does for that.
+    static std::string idOf(const std::filesystem::path &path);
+
     /// Unpacks the package under the validator's verdict (PackageExtraction). Regular files get their
     /// signatures and the package id as extended attributes, where they take them. A package without a
     /// signature of its developer raises ErrorCode::MissingDeveloperSignature "Package doesn't have developer

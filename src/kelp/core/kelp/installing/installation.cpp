@@ -32,6 +32,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <set>
+#include <utility>
 
 namespace fs = std::filesystem;
 
@@ -68,11 +70,12 @@ void forgetInstallation() {
 /// The installation of one package file.
 class Installation {
 public:
-    Installation(const IConfiguration &configuration, const fs::path &file, InstallationOptions options) :
+    Installation(const IConfiguration &configuration, const fs::path &file, std::string id,
+                 InstallationOptions options) :
         configuration_(configuration),
         resolver_(configuration),
-        // The file is read twice, as the id leads to the certificate, and the certificate to the mappings.
-        id_(RpmPackage::fromFile(file, {}).id()),
+        // Read once more: the id leads to the certificate, and the certificate to the mappings.
+        id_(std::move(id)),
         certificate_(requiredDeveloper(id_)),
         package_(RpmPackage::fromFile(file, {PackageSignatures::Cms(Group::Developer, certificate_)})),
         options_(options) {}
@@ -250,15 +253,17 @@ Installed installPackage(const IConfiguration &configuration, const fs::path &fi
     // database of a machine with nothing installed.
     Common::Rpm::requireDatabase();
     requireWholePayload(file);
-    if (const auto begun = unfinishedInstallation(); begun && !options.isDryRun)
-        mend(configuration, {begun->id});
-    if (!options.isDryRun)
+    const std::string id = RpmPackage::idOf(file);
+    if (!options.isDryRun) {
         // While an unfinished `next` exists, no other version can be prepared.
-        mend(configuration, {RpmPackage::fromFile(file, {}).id()});
-    if (!options.isDryRun)
+        std::set<std::string> mended = {id};
+        if (const auto begun = unfinishedInstallation())
+            mended.insert(begun->id);
+        mend(configuration, mended);
         // Dangling links would lead to the new version.
-        takeBackLeftBehind(RpmPackage::fromFile(file, {}).id());
-    return Installation(configuration, file, options).run();
+        takeBackLeftBehind(id);
+    }
+    return Installation(configuration, file, id, options).run();
 }
 
 } // namespace Core::KELP

@@ -76,7 +76,7 @@ public:
     VersionRepair(const IConfiguration &configuration, const fs::path &file, bool isDryRun) :
         configuration_(configuration),
         resolver_(configuration),
-        id_(RpmPackage::fromFile(file, {}).id()),
+        id_(RpmPackage::idOf(file)),
         certificate_(requiredDeveloper(id_)),
         package_(RpmPackage::fromFile(
             file, {PackageSignatures::Cms(PackageSignatures::Group::Developer, certificate_)})),
