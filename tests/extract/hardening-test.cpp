@@ -208,9 +208,9 @@ struct ElfFile {
 
     operator std::string() const {
         // At 1 an allowed library, at 11 one that nobody knows, at 19 the loader, at 47 another, at 55 an
-        // rpath, at 71 a word.
+        // rpath, at 71 a word, at 76 somebody else's place.
         const std::string text =
-            "\0libc.so.6\0evil.so\0/lib64/ld-linux-x86-64.so.2\0/tmp/ld\0$ORIGIN/../../x\0word\0"s;
+            "\0libc.so.6\0evil.so\0/lib64/ld-linux-x86-64.so.2\0/tmp/ld\0$ORIGIN/../../x\0word\0/usr/lib/3rdparty/x\0"s;
         std::string file(size, '\0');
         Elf64_Ehdr head = header;
         head.e_phnum = static_cast<Elf64_Half>(segments.size());
@@ -278,6 +278,7 @@ TEST_F(HardeningTest, ReadsOfElfFilesWhatTheLoaderReads) {
         {{{load(0, size), dynamic(table)}, {{DT_RPATH, {55}}, {DT_RPATH, {19}}, {DT_STRTAB, {texts}}}},
          "rpath-twice rpath-leaves"},
         {{{load(0, size), dynamic(table)}, {{DT_RUNPATH, {19}}, {DT_STRTAB, {texts}}}}, ""},
+        {{{load(0, size), dynamic(table)}, {{DT_RUNPATH, {76}}, {DT_STRTAB, {texts}}}}, "rpath-leaves"},
         // A page of the file in front of a segment without any.
         {{{load(0, table), segment(PT_LOAD, table + 0xf00, table + 0xf00, 0, 8), dynamic(table)}}, hidden},
     };

@@ -122,7 +122,7 @@ TEST_F(KelpCtlTest, OverriddenFindingsDoNotCount) {
     writer.write(root_.path() / "empty.rpm");
     const fs::path overrides = root_.path() / "overrides";
     const auto judge = [&](const std::string &lines) {
-        writeFile(overrides, "rpath-empty * It has no program.\n" + lines);
+        writeFile(overrides, "rpath-empty * It has no program.\n\n" + lines);
         return run("validate --developer-mode --fail-on warning --overrides " + overrides.string() + ' ' +
                    (root_.path() / "empty.rpm").string());
     };
@@ -130,7 +130,7 @@ TEST_F(KelpCtlTest, OverriddenFindingsDoNotCount) {
     EXPECT_EQ(judge("# Known\ndirectory-empty */org.example.app/* Made here.\nversion-long * It is.\n"), 1);
     EXPECT_THAT(out(), AllOf(HasSubstr("/last: Empty directory"), Not(HasSubstr("/149")),
                              HasSubstr(" 1 warning, 151 overridden\n")));
-    EXPECT_THAT(error(), testing::EndsWith("/overrides:4: no finding for version-long *\n"));
+    EXPECT_THAT(error(), testing::EndsWith("/overrides:5: no finding for version-long *\n"));
     EXPECT_EQ(judge("directory-empty * Made here.\r\n"), 0) << out();
     for (const char *unusable : {"scripts * No.\n", "nothing * No.\n", "directory-empty *\n"})
         EXPECT_EQ(judge(unusable), 2) << unusable;

@@ -105,8 +105,9 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
           "unreadable-descriptor", false},
          {"mkdir opt/app/left; echo timestamp=1 event=R package=left keyid=1 >>var/lib/kelp/registry", "",
           "foreign", false},
-         {sources + "\"INSERT INTO packages VALUES('gone', '.no.source.apps')\"", "gone", "orphan-binding",
-          false},
+         {"echo timestamp=1 event=I package=gone keyid=1 >>var/lib/kelp/registry; " + sources +
+              "\"INSERT INTO packages VALUES('gone', '.no.source.apps')\"",
+          "gone", "orphan-binding", false},
          {sources + "\"UPDATE packages SET source_keyid='no' WHERE id='org.example.notes'\"",
           "org.example.notes", "unbound", false}},
         // And so is what is somebody else's, or may be.
@@ -197,6 +198,8 @@ TEST_F(MendTest, TellsAndBringsBackWhatWasStaged) {
                                      "org.example.reader 0.9-3: verified\norg.example.sound 1-1: verified\n"
                                      "org.example.ticker 3-1: unlistable: it has no list of contents; "
                                      "kelpctl doctor --repair lists what is there\nstatus 1\n");
+    EXPECT_THAT(kelpctl("verify org.example.notes --json"),
+                HasSubstr(R"("changed_configuration":[{"id":"org.example.notes")"));
     const std::pair<std::string, std::string> repairs[] = {
         {"sound-2", "org.example.sound: Version 1-1 is installed, and not 2-1\nstatus 1\n"},
         {"org.example.ticker",

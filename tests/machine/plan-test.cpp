@@ -25,6 +25,9 @@ TEST_F(PlanTest, TheLauncherDoesWhatThePlanSays) {
     // It would fit, but for what rpm needs.
     there("mkdir -p opt/kelp/rescued/org.example.notes; cd usr/share/org.example.ticker; "
           "truncate --size=$(($(stat -fc '%a * %S' /opt) - 1000000)) ticker.conf");
+    EXPECT_THAT(run("python3 -c 'import fcntl, os; f = open(\"'$IMAGE'/var/lib/rpm/.rpm.lock\", \"a\"); "
+                    "fcntl.lockf(f, fcntl.LOCK_EX); os.system(\"" KELPCTL " plan --root $IMAGE 2>&1\")'"),
+                HasSubstr("Another process changes the rpm database"));
     const std::string before = everything();
     const std::string plan = kelpctl("plan --json");
     EXPECT_EQ(run(KELPCTL " plan --json --root $IMAGE"), plan);

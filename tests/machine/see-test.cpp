@@ -70,8 +70,9 @@ TEST_F(SeeTest, SaysHowEachApplicationStands) {
             EXPECT_THAT(status, HasSubstr(found + standing + "}")) << deed;
         else
             EXPECT_THAT(status, Not(HasSubstr(found))) << deed;
-        EXPECT_EQ(Value(kelpctl("status --brief"), HasSubstr(id)),
-                  standing && !Value(standing, ContainsRegex("state\":\"(rpm|store)")))
+        EXPECT_EQ(
+            Value(kelpctl("status --check --brief"), ContainsRegex(std::string(id) + "(.|\n)*status [12]")),
+            standing && !Value(standing, ContainsRegex("state\":\"(rpm|store)")))
             << deed;
     }
     for (const char *look : {"status --check", "plan", "doctor --repair"})
