@@ -4,17 +4,21 @@
 #include "kelp/core/kelp/incoming/conveyance.h"
 #include "kelp/core/kelp/incoming/judge.h"
 #include "kelp/core/kelp/incoming/staging-directory.h"
+#include "kelp/core/kelp/incoming/symbolic-links.h"
 #include "kelp/core/kelp/mappings/mapping.h"
 #include "kelp/core/kelp/validator/framework/content-findings.h"
+#include "kelp/core/kelp/validator/framework/rpm-meta.h"
 
 #include <filesystem>
 #include <functional>
 #include <optional>
+#include <string>
+#include <unordered_set>
 #include <vector>
 
 namespace Core::KELP {
 
-/// Unpacks one package file under the validator's verdict. For one run.
+/// One unpacking of one package file under the validator's verdict.
 ///
 /// First the header is judged, before the unpacking. Then follow each file as soon as it is unpacked, under
 /// each of its names; the symbolic links (SymbolicLinks); and the whole.
@@ -43,11 +47,21 @@ public:
         std::function<void(const Entry &, const FileDescriptor &)> afterFile = {};
     };
 
-    /// `versionDirectory` is where links shall lead; when it is empty, the destination. `mostUnpacked` bounds
-    /// the bytes of all files together.
-    PackageExtraction(const std::filesystem::path &destination, const std::filesystem::path &versionDirectory,
-                      std::vector<Mapping> mappings, Failure failure,
-                      std::optional<std::uint64_t> mostUnpacked = {});
+    /// What to unpack where.
+    struct Task {
+        std::filesystem::path destination;
+        std::filesystem::path versionDirectory; ///< Where links shall lead; empty for the destination.
+        std::vector<Mapping> mappings;
+        Failure failure;
+        std::optional<std::uint64_t> mostUnpacked = {}; ///< Bounds the bytes of all files together.
+    };
+
+    /// The references must outlive the object.
+    PackageExtraction(const Common::Rpm::ExtractFileIterator &package, Task task,
+                      const std::vector<PackageJudge> &judges, Steps steps, Conveyance &conveyance);
+    PackageExtraction(const PackageExtraction &) = delete;
+    PackageExtraction &operator=(const PackageExtraction &) = delete;
+    ~PackageExtraction();
 
     /// A verdict of failure is ErrorCode::BadPackageContent, with "package meta validation failed" for the
     /// header and "package content validation failed" for the files, also for files that cannot be where the
@@ -57,42 +71,45 @@ public:
     /// REASON", which is no verdict, when the files take more than `mostUnpacked` or than the free space.
     /// Files unpacked by then stay. Without any judge the package is only unpacked; a file that cannot be
     /// where the package wants it then raises.
-    std::vector<std::string> run(const Common::Rpm::ExtractFileIterator &package,
-                                 const std::vector<PackageJudge> &judges, const Steps &steps,
-                                 Conveyance &conveyance);
+    std::vector<std::string> run();
 
     /// Gives the directories their permissions.
     void applyPermissions() const { staging_.applyPermissions(); }
 
 private:
     struct Seat;
-    struct Run;
 
-    static bool isRefused(const Run &run);
-    void requireRoom(const Common::Rpm::ExtractFileIterator &package) const;
+    bool isRefused() const;
+    void requireRoom() const;
     void take(std::size_t bytes);
-    void judge(Run &run);
-    UnpackedEntry unpack(const Entry &entry, Run &run);
-    FileDescriptor make(const Entry &entry, const std::filesystem::path &path, Run &run);
-    FileDescriptor makeFile(const Entry &entry, const std::filesystem::path &path, Run &run);
-    void judgeEntry(UnpackedEntry unpacked, Run &run);
-    void judgeContent(UnpackedEntry file, Run &run);
-    void rememberLink(const UnpackedEntry &link, Run &run);
-    void judgeLinks(Run &run);
-    bool judgeFile(const std::string &name, const std::filesystem::path &path, Run &run);
-    void refuse(Validator::ContentRule reason, const std::string &name, Run &run);
-    void refuseLink(Validator::ContentRule reason, const std::string &name, Run &run);
-    bool ask(Run &run, const char *text, const std::function<bool(Seat &)> &verdict);
-    bool hasFailed(bool verdict, const char *text, Seat &seat) const;
+    void work() const;
+    void judge();
+    UnpackedEntry unpack(const Entry &entry);
+    FileDescriptor make(const Entry &entry, const std::filesystem::path &path);
+    FileDescriptor makeFile(const Entry &entry, const std::filesystem::path &path);
+    void judgeEntry(UnpackedEntry unpacked);
+    void judgeContent(UnpackedEntry file);
+    void rememberLink(const UnpackedEntry &link);
+    void judgeLinks();
+    bool judgeFile(const std::string &name, const std::filesystem::path &path);
+    void refuse(Validator::ContentRule reason, const std::string &name);
+    void refuseLink(Validator::ContentRule reason, const std::string &name);
+    bool ask(const char *text, const std::function<bool(Seat &)> &verdict);
+    void fail(Seat &seat, const char *text) const;
     bool isMappingSource(const std::filesystem::path &path) const;
     std::filesystem::path targetOf(const Entry &link) const;
+    const std::filesystem::path &linksLeadTo() const;
 
+    const Common::Rpm::ExtractFileIterator &package_;
+    Validator::RpmMeta meta_;
+    Task task_;
+    Steps steps_;
+    Conveyance &conveyance_;
     StagingDirectory staging_;
-    std::filesystem::path versionDirectory_;
-    std::vector<Mapping> mappings_;
-    Failure failure_;
-    std::optional<std::uint64_t> mostUnpacked_;
-    std::uint64_t unpacked_ = 0; ///< Of the thread that unpacks.
+    SymbolicLinks links_;
+    std::vector<Seat> seats_;
+    std::unordered_set<std::string> namedLinks_; ///< Links that the header's judge has reported already.
+    std::uint64_t unpacked_ = 0;                 ///< Of the thread that unpacks.
 };
 
 } // namespace Core::KELP

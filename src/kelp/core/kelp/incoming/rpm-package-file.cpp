@@ -213,8 +213,6 @@ void RpmPackage::unpack(const fs::path &destination, const fs::path &versionDire
         if (entry.signable)
             signFile(file, entry.path, id(), *developer, entry.fileIndex);
     };
-    const PackageExtraction::Steps steps{.beforeFile = requireSignature, .afterFile = attachAttributes};
-    PackageExtraction extraction(destination, versionDirectory, mappings_, PackageExtraction::Failure::Ends);
     Conveyance oneByOne;
     std::vector<PackageJudge> judges;
     if (judged == Judged::Yes)
@@ -222,19 +220,24 @@ void RpmPackage::unpack(const fs::path &destination, const fs::path &versionDire
         judges.push_back({std::make_shared<Validator::Config>(
             developer ? Validator::profileFromCertificate(developer->certificate())
                       : Validator::Profile::Regular)});
-    extraction.run(content, judges, steps, oneByOne);
+    PackageExtraction extraction(
+        content, {destination, versionDirectory, mappings_, PackageExtraction::Failure::Ends}, judges,
+        {.beforeFile = requireSignature, .afterFile = attachAttributes}, oneByOne);
+    extraction.run();
     extraction.applyPermissions();
 }
 
 std::vector<std::string> RpmPackage::validate(const fs::path &destination,
                                               const std::vector<PackageJudge> &judges,
                                               const Trial &trial) const {
-    PackageExtraction extraction(destination, {}, mappings_, PackageExtraction::Failure::IsReported,
-                                 trial.mostUnpacked);
+    const ExtractFileIterator content = reopened();
     Conveyance oneByOne;
-    return extraction.run(reopened(), judges,
-                          {.beforeVerdict = trial.beforeVerdict, .duringWork = trial.duringWork},
-                          trial.conveyance ? *trial.conveyance : oneByOne);
+    return PackageExtraction(
+               content,
+               {destination, {}, mappings_, PackageExtraction::Failure::IsReported, trial.mostUnpacked},
+               judges, {.beforeVerdict = trial.beforeVerdict, .duringWork = trial.duringWork},
+               trial.conveyance ? *trial.conveyance : oneByOne)
+        .run();
 }
 
 } // namespace Core::KELP
