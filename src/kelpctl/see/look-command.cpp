@@ -31,8 +31,8 @@ void addLookCommand(CLI::App &app, Command &command, const LookCommand &look) {
             // A script's empty variable must not ask for all.
             if (arguments->argument == "")
                 throw std::invalid_argument("An empty argument names nothing");
-            return run(Machine(arguments->look), arguments->argument.value_or(""), arguments->look.isJson,
-                       output);
+            return run(
+                {Machine(arguments->look), arguments->argument.value_or(""), arguments->look.isJson, output});
         };
     });
 }

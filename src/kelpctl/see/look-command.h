@@ -7,10 +7,17 @@
 
 namespace KelpCtl {
 
+/// One look, as the command line asks for it.
+struct Look {
+    Machine machine;
+    std::string argument; ///< Empty for a command that was given none.
+    bool isJson;
+    std::ostream &output;
+};
+
 /// A command that looks at the machine, or at one thing on it.
 struct LookCommand {
-    using Run = ExitStatus (*)(const Machine &machine, const std::string &argument, bool isJson,
-                               std::ostream &output);
+    using Run = ExitStatus (*)(const Look &look);
     enum class Argument { None, Optional, Required };
 
     const char *name;

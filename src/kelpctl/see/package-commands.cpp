@@ -56,11 +56,11 @@ std::string shownSize(const StoredApplication &application) {
     return application.bytes ? shownBytes(*application.bytes) : "?";
 }
 
-ExitStatus list(const Machine &machine, const std::string &, bool isJson, std::ostream &output) {
+ExitStatus list(const Look &look) {
     Unread unread;
     json::array array;
     std::vector<std::vector<std::string>> rows = {{"APPLICATION", "VERSION", "SIZE", "ORGANISATION"}};
-    for (const StoredApplication &application : storedApplications(machine.configuration(), unread)) {
+    for (const StoredApplication &application : storedApplications(look.machine.configuration(), unread)) {
         array.push_back(asJson(application));
         const auto &package = application.package;
         const std::string unknown = package.failure.empty() ? "" : "?";
@@ -68,11 +68,11 @@ ExitStatus list(const Machine &machine, const std::string &, bool isJson, std::o
                         shownSize(application),
                         package.information ? shown(package.value("general.orgname")) : unknown});
     }
-    if (isJson)
-        output << array << '\n';
+    if (look.isJson)
+        look.output << array << '\n';
     // An empty list prints nothing, for scripts that count lines.
     else if (rows.size() > 1)
-        printTable(output, rows);
+        printTable(look.output, rows);
     return tellUnread(unread, ExitStatus::Accepted);
 }
 
@@ -96,32 +96,32 @@ void printInfo(std::ostream &output, const StoredApplication &application, const
     printTable(output, historyTable(history));
 }
 
-ExitStatus info(const Machine &machine, const std::string &id, bool isJson, std::ostream &output) {
+ExitStatus info(const Look &look) {
     Unread unread;
-    const StoredApplication application = storedApplication(machine, id, unread);
-    const std::vector<fs::path> files = filesOf(machine, id);
-    const auto records = unread.attempt([&] { return historyOf(id, unread); })
+    const StoredApplication application = storedApplication(look.machine, look.argument, unread);
+    const std::vector<fs::path> files = filesOf(look.machine, look.argument);
+    const auto records = unread.attempt([&] { return historyOf(look.argument, unread); })
                              .value_or(std::vector<Core::KELP::RegistryRecord>());
-    if (isJson) {
+    if (look.isJson) {
         json::object object = asJson(application);
         object["files"] = asJson(files);
         json::array &history = object["history"].emplace_array();
         for (const auto &record : records)
             history.push_back(asJson(record));
-        output << object << '\n';
+        look.output << object << '\n';
     } else {
-        printInfo(output, application, files, records);
+        printInfo(look.output, application, files, records);
     }
     return tellUnread(unread, ExitStatus::Accepted);
 }
 
-ExitStatus files(const Machine &machine, const std::string &id, bool isJson, std::ostream &output) {
-    const std::vector<fs::path> published = filesOf(machine, id);
-    if (isJson)
-        output << asJson(published) << '\n';
+ExitStatus files(const Look &look) {
+    const std::vector<fs::path> published = filesOf(look.machine, look.argument);
+    if (look.isJson)
+        look.output << asJson(published) << '\n';
     else
         for (const fs::path &file : published)
-            output << shown(file.native()) << '\n';
+            look.output << shown(file.native()) << '\n';
     return ExitStatus::Accepted;
 }
 
@@ -173,23 +173,23 @@ std::vector<Owner> ownersOf(const Machine &machine, const fs::path &path, Unread
     return owners;
 }
 
-ExitStatus owner(const Machine &machine, const std::string &argument, bool isJson, std::ostream &output) {
-    fs::path path = (fs::current_path() / argument).lexically_normal();
+ExitStatus owner(const Look &look) {
+    fs::path path = (fs::current_path() / look.argument).lexically_normal();
     if (!path.has_filename())
         path = path.parent_path();
     Unread unread;
-    const std::vector<Owner> owners = ownersOf(machine, path, unread);
+    const std::vector<Owner> owners = ownersOf(look.machine, path, unread);
     if (owners.empty())
         std::cerr << "kelpctl: no application has published " << shown(path.native()) << '\n';
     for (const Owner &owner : owners)
-        if (isJson)
-            output << json::object{{"path", jsonText(path.native())},
-                                   {"id", jsonText(owner.id)},
-                                   {"version", jsonText(owner.version)},
-                                   {"target", jsonText(owner.target.native())}}
-                   << '\n';
+        if (look.isJson)
+            look.output << json::object{{"path", jsonText(path.native())},
+                                        {"id", jsonText(owner.id)},
+                                        {"version", jsonText(owner.version)},
+                                        {"target", jsonText(owner.target.native())}}
+                        << '\n';
         else
-            output << shown(owner.id) << ' ' << shown(owner.version) << '\n';
+            look.output << shown(owner.id) << ' ' << shown(owner.version) << '\n';
     return tellUnread(unread, owners.empty() ? ExitStatus::Refused : ExitStatus::Accepted);
 }
 

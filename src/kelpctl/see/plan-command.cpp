@@ -76,9 +76,9 @@ void printJson(std::ostream &output, const TakeOverPlan &plan) {
     output << array << '\n';
 }
 
-ExitStatus plan(const Machine &machine, const std::string &, bool isJson, std::ostream &output) {
-    const TakeOverPlan plan = makePlan(machine);
-    (isJson ? printJson : printPlan)(output, plan);
+ExitStatus plan(const Look &look) {
+    const TakeOverPlan plan = makePlan(look.machine);
+    (look.isJson ? printJson : printPlan)(look.output, plan);
     if (!plan.isDamaged)
         return ExitStatus::Accepted;
     std::cerr << "kelpctl: The rpm database has records that cannot be read: they are not in the plan\n";

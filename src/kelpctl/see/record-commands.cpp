@@ -19,26 +19,27 @@ namespace KelpCtl {
 
 namespace {
 
-ExitStatus history(const Machine &, const std::string &id, bool isJson, std::ostream &output) {
+ExitStatus history(const Look &look) {
     Core::KELP::Unread unread;
-    const std::vector<Core::KELP::RegistryRecord> records = historyOf(id, unread);
-    if (!id.empty() && records.empty() && unread.texts().empty())
-        throw Common::Error(Common::ErrorCode::PackageNotExist, "The registry knows nothing of " + id);
-    if (isJson) {
+    const std::vector<Core::KELP::RegistryRecord> records = historyOf(look.argument, unread);
+    if (!look.argument.empty() && records.empty() && unread.texts().empty())
+        throw Common::Error(Common::ErrorCode::PackageNotExist,
+                            "The registry knows nothing of " + look.argument);
+    if (look.isJson) {
         json::array array;
         for (const auto &record : records)
             array.push_back(asJson(record));
-        output << array << '\n';
+        look.output << array << '\n';
     } else if (!records.empty()) {
-        printTable(output, historyTable(records));
+        printTable(look.output, historyTable(records));
     }
     return tellUnread(unread, ExitStatus::Accepted);
 }
 
-ExitStatus sources(const Machine &machine, const std::string &, bool isJson, std::ostream &output) {
+ExitStatus sources(const Look &look) {
     json::array array;
     std::vector<std::vector<std::string>> rows = {{"KEY", "SUBJECT", "APPLICATIONS"}};
-    for (const auto &source : Core::KELP::SourcesView::read(machine.configuration()).sources) {
+    for (const auto &source : Core::KELP::SourcesView::read(look.machine.configuration()).sources) {
         json::array packages;
         std::string ids;
         for (const std::string &id : source.packages) {
@@ -49,10 +50,10 @@ ExitStatus sources(const Machine &machine, const std::string &, bool isJson, std
             {"key", jsonText(source.keyId)}, {"subject", jsonText(source.subject)}, {"packages", packages}});
         rows.push_back({shown(source.keyId), shown(source.subject), ids});
     }
-    if (isJson)
-        output << array << '\n';
+    if (look.isJson)
+        look.output << array << '\n';
     else if (rows.size() > 1)
-        printTable(output, rows);
+        printTable(look.output, rows);
     return ExitStatus::Accepted;
 }
 

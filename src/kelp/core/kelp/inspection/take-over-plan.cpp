@@ -73,7 +73,7 @@ private:
 
     void addPending() {
         for (const JournalEntry &entry : pendingTakeOvers(configuration_)) {
-            add(entry.id, entry.version, true, "its take-over was begun");
+            move(entry, "its take-over was begun");
             pendingIds_.insert(entry.id);
             pendingTrees_.insert(entry.path);
         }
@@ -122,19 +122,19 @@ private:
             }
         for (const RpmRecord &record : records)
             if (!judged.contains(record.id))
-                add(record.id, record.version, false,
-                    whyNotMigrated(record).value_or("its record in rpm cannot be read"));
+                stay(record.id, record.version,
+                     whyNotMigrated(record).value_or("its record in rpm cannot be read"));
     }
 
     void addCandidate(const RpmCandidate &candidate) {
         const JournalEntry &entry = candidate.entry;
         const std::uint64_t needed = candidate.bytes + besideCopies_;
         if (candidate.isInStore)
-            add(entry.id, entry.version, true, "the store has it already: only its record in rpm goes");
+            move(entry, "the store has it already: only its record in rpm goes");
         else if (const auto reason = reasonToStay(candidate, needed))
-            add(entry.id, entry.version, false, *reason, candidate.bytes);
+            stay(entry.id, entry.version, *reason, candidate.bytes);
         else {
-            add(entry.id, entry.version, true, "", candidate.bytes);
+            move(entry, "", candidate.bytes);
             plan_.needed = std::max(plan_.needed, needed);
         }
     }
@@ -147,9 +147,13 @@ private:
         return needed > plan_.room ? std::optional("there is no room to take it over") : std::nullopt;
     }
 
-    void add(const std::string &id, const std::string &version, bool isMoved, std::string reason,
-             std::optional<std::uint64_t> bytes = {}) {
-        plan_.applications.push_back({id, version, isMoved, std::move(reason), bytes});
+    void move(const JournalEntry &entry, std::string remark, std::optional<std::uint64_t> bytes = {}) {
+        plan_.applications.push_back({entry.id, entry.version, true, std::move(remark), bytes});
+    }
+
+    void stay(const std::string &id, const std::string &version, std::string reason,
+              std::optional<std::uint64_t> bytes = {}) {
+        plan_.applications.push_back({id, version, false, std::move(reason), bytes});
     }
 
     const IConfiguration &configuration_;
