@@ -38,7 +38,7 @@ void requireInstalled(const StoreView &store, const std::string &id) {
 
 StoredApplication storedApplication(const Machine &machine, const std::string &id, Unread &unread) {
     requireInstalled(StoreView(machine.configuration()), id);
-    for (StoredApplication &application : storedApplications(machine.configuration(), unread))
+    for (StoredApplication &application : storedApplications(machine.configuration(), unread, id))
         if (application.package.id == id)
             return std::move(application);
     throw Common::Error(Common::ErrorCode::PackageNotExist, "Package " + id + " not installed");

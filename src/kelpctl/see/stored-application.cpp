@@ -46,7 +46,7 @@ std::string subjectOf(const std::string &keyId, const SourcesView &view) {
 } // namespace
 
 std::vector<StoredApplication> storedApplications(const Core::IConfiguration &configuration,
-                                                  Core::KELP::Unread &unread) {
+                                                  Core::KELP::Unread &unread, const std::string &measured) {
     const auto sources =
         unread.attempt([&] { return SourcesView::read(configuration); }).value_or(SourcesView());
     const Core::KELP::StoreView store(configuration);
@@ -58,7 +58,7 @@ std::vector<StoredApplication> storedApplications(const Core::IConfiguration &co
         if (package.version.empty() && package.failure.empty())
             continue;
         StoredApplication &application = applications.emplace_back();
-        if (package.failure.empty())
+        if (package.failure.empty() && (measured.empty() || measured == package.id))
             application.bytes = unread.attempt([&] { return store.bytes(package.id); });
         if (const auto bound = sources.sourceOf.find(package.id); bound != sources.sourceOf.end()) {
             application.source = bound->second;

@@ -25,13 +25,15 @@ struct StoredApplication {
     Core::KELP::StoredPackage package;
     std::string source;                  ///< The key id of its source; empty if unbound.
     std::string subject;                 ///< That source's subject.
-    std::optional<std::uintmax_t> bytes; ///< Nothing when a look at a file failed.
+    std::optional<std::uintmax_t> bytes; ///< Nothing when a look at a file failed, or it was not measured.
 };
 
 /// The applications with a current version, by id, and those at which the look failed. If the sources cannot
-/// be read, all are unbound. Raises as StoreView does.
+/// be read, all are unbound. Measures the one of the id `measured`, or all without one. Raises as StoreView
+/// does.
 std::vector<StoredApplication> storedApplications(const Core::IConfiguration &configuration,
-                                                  Core::KELP::Unread &unread);
+                                                  Core::KELP::Unread &unread,
+                                                  const std::string &measured = {});
 
 boost::json::object asJson(const StoredApplication &application);
 
