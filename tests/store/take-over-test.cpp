@@ -4,6 +4,7 @@
 #include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/kelp/incoming/rpm-package.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
+#include "kelp/core/kelp/package/store-names.h"
 #include "kelp/core/kelp/publication/left-behind.h"
 #include "kelp/core/kelp/publication/publication-plan.h"
 #include "kelp/core/kelp/take-over/rpm-staging.h"
@@ -28,7 +29,7 @@ TEST(PublicationPlanTest, IsReadWholeOrNotAtAll) {
     const PublicationPlan plan{{{"/usr/bin/a\nend 1", "/s/bin/a\nend 1"}, {"/usr/bin/\\n", "/s/bin/\\n"}},
                                {"/usr/share/p", "/usr/share/p/ "}};
     const TemporaryDirectory directory;
-    const fs::path file = directory.path() / publicationPlanName;
+    const fs::path file = directory.path() / StoreName::publicationPlan;
     for (const PublicationPlan &written : {plan, PublicationPlan{}}) {
         writePublicationPlan(file, written);
         const std::string text = readFile(file);
@@ -129,7 +130,7 @@ protected:
     /// not, and some file has not been published.
     void interruptPublication() const {
         const fs::path current = stored("current");
-        writePublicationPlan(current / publicationPlanName,
+        writePublicationPlan(current / StoreName::publicationPlan,
                              planPublication(current, current,
                                              buildMappings(id, "K1", "org", "app", Rooted::Yes),
                                              DanglingLinks::Count));

@@ -15,6 +15,7 @@
 #include "kelp/core/kelp/inspection/unread.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
 #include "kelp/core/kelp/package/store-entry.h"
+#include "kelp/core/kelp/package/store-names.h"
 
 #include <CLI/CLI.hpp>
 
@@ -122,8 +123,7 @@ std::string listsOf(const Machine &machine) {
     std::string report;
     for (const auto &package : StoreView(machine.configuration()).packages())
         for (const std::string &version : Core::KELP::StoreEntry(resolver, package.id).content().own)
-            for (const char *name :
-                 {"velura.pkg", "symlink.list", "generated.dir.list", "publication.plan", "contents.list"})
+            for (const char *name : Core::KELP::StoreName::files)
                 addFile(report, resolver.versionDirectory(package.id, version) / name);
     return report;
 }

@@ -5,6 +5,7 @@
 
 #include "kelp/core/kelp/inspection/records-view.h"
 #include "kelp/core/kelp/inspection/unread.h"
+#include "kelp/core/kelp/registry/registry.h"
 
 #include <boost/algorithm/string/join.hpp>
 #include <boost/json.hpp>

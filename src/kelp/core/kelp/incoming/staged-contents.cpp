@@ -11,6 +11,7 @@
 #include "kelp/core/common/text-index.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/package/contents-list.h"
+#include "kelp/core/kelp/package/store-names.h"
 
 #include <fcntl.h>
 
@@ -93,7 +94,7 @@ void hash(ContentsEntry &entry, int tree, const fs::path &name) {
 
 void listStagedContents(const fs::path &tree, const std::vector<Mapping> &mappings,
                         const Common::Rpm::Reader &header, const IsAsPacked &isAsPacked) {
-    Common::removeAll(tree / ContentsList::fileName);
+    Common::removeAll(tree / StoreName::contentsList);
     const PackedFiles packed(tree, mappings, header);
     const Common::FileDescriptor directory(::open(tree.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     ContentsText list(packed.count());
@@ -103,7 +104,7 @@ void listStagedContents(const fs::path &tree, const std::vector<Mapping> &mappin
             hash(entry, directory.get(), tree / entry.path);
         list.add(entry);
     });
-    Common::replaceFile(tree / ContentsList::fileName, list.finish(), Common::Durability::Deferred);
+    Common::replaceFile(tree / StoreName::contentsList, list.finish(), Common::Durability::Deferred);
 }
 
 } // namespace Core::KELP

@@ -4,15 +4,12 @@
 #include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/foreign-text.h"
 #include "kelp/core/common/places.h"
+#include "kelp/core/kelp/registry/registry.h"
 
 #include <optional>
 #include <sstream>
 
 namespace Core::KELP {
-
-std::filesystem::path registryFile() {
-    return Common::belowRoot("var/lib/kelp/registry");
-}
 
 RegistryView readRegistry() {
     Common::requireReadable(registryFile());

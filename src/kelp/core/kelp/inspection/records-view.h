@@ -14,8 +14,6 @@ struct RegistryView {
     std::size_t badLines = 0;            ///< Those that cannot be read.
 };
 
-std::filesystem::path registryFile();
-
 /// Reads the registry without its lock, since the lock is a file that a look must not make. The registry is
 /// replaced in one step, so a reader sees one state of it. An absent one is empty. Raises
 /// ErrorCode::UnauthorizedAccess and ErrorCode::Filesystem.

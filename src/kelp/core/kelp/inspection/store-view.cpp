@@ -10,6 +10,7 @@
 #include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/kelp/package/path-list.h"
 #include "kelp/core/kelp/package/store-entry.h"
+#include "kelp/core/kelp/package/store-names.h"
 #include "kelp/core/kelp/publication/publication-plan.h"
 #include "kelp/core/kelp/take-over/own-directory.h"
 
@@ -196,7 +197,7 @@ void StoreView::addDetails(StoredPackage &package) const {
             throw Common::Error(Common::ErrorCode::Filesystem, descriptor.failure);
         if (descriptor.state == StoreEntry::DescriptorState::Own)
             package.information = std::move(descriptor.information);
-        package.hasPlan = Common::lookFor(resolver.currentDirectory(id) / publicationPlanName);
+        package.hasPlan = Common::lookFor(resolver.currentDirectory(id) / StoreName::publicationPlan);
     }
     const StoreEntry::Slot next = entry.slot(PackageSlot::Next);
     package.hasNext = next.isOurs();
@@ -258,7 +259,7 @@ std::vector<RescuedTree> StoreView::rescued() const {
         if (name == OwnDirectory::markName)
             continue;
         // The directory's name is not the id: a version follows, and a number if there were several.
-        const auto information = informationAt(place / name / "velura.pkg");
+        const auto information = informationAt(place / name / StoreName::descriptor);
         all.emplace_back(information ? information->at("general.id") : name, place / name);
     }
     return all;

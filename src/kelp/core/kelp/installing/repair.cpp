@@ -17,6 +17,7 @@
 #include "kelp/core/kelp/package/contents-list.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
 #include "kelp/core/kelp/package/package-information.h"
+#include "kelp/core/kelp/package/store-names.h"
 #include "kelp/core/kelp/take-over/own-directory.h"
 
 #include <fcntl.h>
@@ -205,7 +206,7 @@ private:
             ErrorCode::Filesystem, "Couldn't copy the store's files of " + version().string(), [&] {
                 for (const fs::directory_entry &entry : fs::directory_iterator(version()))
                     if (const std::string name = entry.path().filename();
-                        isStoreOwn(name) && !name.ends_with(".new") && name != ContentsList::fileName)
+                        isStoreOwn(name) && !name.ends_with(".new") && name != StoreName::contentsList)
                         fs::copy(entry.path(), scratch / name,
                                  fs::copy_options::recursive | fs::copy_options::copy_symlinks |
                                      fs::copy_options::overwrite_existing);

@@ -12,6 +12,7 @@
 #include "kelp/core/kelp/package/database-path-resolver.h"
 #include "kelp/core/kelp/package/integrity-resource.h"
 #include "kelp/core/kelp/package/migration-stamps.h"
+#include "kelp/core/kelp/package/store-names.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -153,7 +154,7 @@ public:
         const std::string &id = package_.id;
         for (const OwnPlace &place : {OwnPlace{resolver_.packageDirectory(id), S_IFDIR, directoryMode},
                                       OwnPlace{version_, S_IFDIR, directoryMode},
-                                      OwnPlace{version_ / "@resources", S_IFDIR, directoryMode},
+                                      OwnPlace{version_ / StoreName::resources, S_IFDIR, directoryMode},
                                       OwnPlace{resource(), S_IFREG, fileMode}})
             examinePlace(id, place, findings_);
         Unread unread;

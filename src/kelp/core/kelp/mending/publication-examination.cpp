@@ -9,6 +9,7 @@
 #include "kelp/core/kelp/package/contents-list.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
 #include "kelp/core/kelp/package/path-list.h"
+#include "kelp/core/kelp/package/store-names.h"
 #include "kelp/core/kelp/publication/publication-plan.h"
 #include "kelp/core/kelp/publication/publication.h"
 
@@ -73,7 +74,7 @@ private:
         findings_.push_back({id_, kind, path, std::move(text), std::move(mend)});
     }
 
-    fs::path planFile() const { return current_ / publicationPlanName; }
+    fs::path planFile() const { return current_ / StoreName::publicationPlan; }
 
     /// A repair must not publish a file that others have put into the version. If it is published already, it
     /// stays planned, so that the lists name it and a removal removes it.

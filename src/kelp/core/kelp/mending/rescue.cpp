@@ -6,6 +6,7 @@
 #include "kelp/core/kelp/package/database-path-resolver.h"
 #include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/kelp/package/store-entry.h"
+#include "kelp/core/kelp/package/store-names.h"
 #include "kelp/core/kelp/publication/publication-plan.h"
 #include "kelp/core/kelp/store/fs-database.h"
 
@@ -18,7 +19,7 @@ namespace Core::KELP {
 namespace {
 
 PackageInformation descriptorIn(const fs::path &tree) {
-    return readDescriptor(tree / "velura.pkg");
+    return readDescriptor(tree / StoreName::descriptor);
 }
 
 PackageStaging stagingOf(const PackageInformation &information, const fs::path &tree) {
@@ -56,7 +57,7 @@ std::string obstacleTo(const IConfiguration &configuration, const fs::path &tree
 
 std::string rescueObstacle(const IConfiguration &configuration, const fs::path &tree) {
     std::error_code error;
-    if (!fs::exists(tree / "velura.pkg", error))
+    if (!fs::exists(tree / StoreName::descriptor, error))
         return "it has no descriptor";
     try {
         return obstacleTo(configuration, tree);

@@ -1,18 +1,9 @@
 #include "kelp/core/kelp/package/contents-list.h"
 
-#include "kelp/core/common/foreign-text.h"
-
-#include <algorithm>
-#include <array>
-#include <charconv>
-#include <sstream>
-#include <string_view>
-
-// The walk over a version's tree, in the words of its list.
-
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/files/file-descriptor.h"
-#include "kelp/core/kelp/package/contents-list.h"
+#include "kelp/core/common/foreign-text.h"
+#include "kelp/core/kelp/package/store-names.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -21,9 +12,12 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <charconv>
 #include <climits>
 #include <memory>
+#include <sstream>
 #include <string_view>
 
 namespace fs = std::filesystem;
@@ -341,22 +335,20 @@ std::optional<ContentsList> ContentsList::parse(const std::string &text) {
 }
 
 std::optional<ContentsList> ContentsList::read(const fs::path &version) {
-    const auto text = Common::readIfExists(version / fileName);
+    const auto text = Common::readIfExists(version / StoreName::contentsList);
     return text ? parse(*text) : std::nullopt;
 }
 
 void ContentsList::write(const fs::path &version, Common::Durability durability) const {
-    Common::replaceFile(version / fileName, format(), durability);
+    Common::replaceFile(version / StoreName::contentsList, format(), durability);
 }
 
 bool isStoreOwn(const std::string &path) {
-    constexpr std::array<std::string_view, 6> names = {"velura.pkg",         "symlink.list",
-                                                       "generated.dir.list", "contents.list",
-                                                       "publication.plan",   "@resources"};
     std::string_view name = std::string_view(path).substr(0, path.find('/'));
     if (name.size() == path.size() && name.ends_with(".new"))
         name.remove_suffix(4);
-    return std::ranges::find(names, name) != names.end();
+    return name == StoreName::resources ||
+           std::ranges::find(StoreName::files, name) != StoreName::files.end();
 }
 
 } // namespace Core::KELP

@@ -35,8 +35,6 @@ struct ContentsEntry {
 
 /// The staged contents of a version: the file "contents.list" in its directory. docs/formats.md has the form.
 struct ContentsList {
-    static constexpr const char *fileName = "contents.list";
-
     /// Empty for a list made at the staging. A list made later, of a version that had none, has its day, as
     /// YYYY-MM-DD.
     std::string foundOn;

@@ -1,6 +1,7 @@
 #include "kelp/core/kelp/package/database-path-resolver.h"
 
 #include "kelp/core/common/configuration.h"
+#include "kelp/core/kelp/package/store-names.h"
 
 #include <memory>
 
@@ -10,11 +11,7 @@ namespace Core::KELP {
 
 namespace {
 
-/// Versions on all machines have files of these names: renamed here, those would be lost.
-constexpr const char *symlinkList = "symlink.list";
-constexpr const char *generatedDirList = "generated.dir.list";
-constexpr const char *descriptor = "velura.pkg";
-constexpr const char *resources = "@resources";
+/// Other programs look for files of these names.
 constexpr const char *integrityResource = "integrityd.json";
 constexpr const char *manifest = "manifest.json";
 
@@ -49,35 +46,35 @@ fs::path DatabasePathResolver::versionDirectory(const std::string &id, const std
 }
 
 fs::path DatabasePathResolver::symlinkListFile(const std::string &id, PackageSlot slot) const {
-    return slotDirectory(id, slot) / symlinkList;
+    return slotDirectory(id, slot) / StoreName::symlinkList;
 }
 
 fs::path DatabasePathResolver::symlinkListFile(const std::string &id, const std::string &version) const {
-    return versionDirectory(id, version) / symlinkList;
+    return versionDirectory(id, version) / StoreName::symlinkList;
 }
 
 fs::path DatabasePathResolver::generatedDirListFile(const std::string &id, PackageSlot slot) const {
-    return slotDirectory(id, slot) / generatedDirList;
+    return slotDirectory(id, slot) / StoreName::generatedDirList;
 }
 
 fs::path DatabasePathResolver::generatedDirListFile(const std::string &id, const std::string &version) const {
-    return versionDirectory(id, version) / generatedDirList;
+    return versionDirectory(id, version) / StoreName::generatedDirList;
 }
 
 fs::path DatabasePathResolver::descriptorFile(const std::string &id, const std::string &version) const {
-    return versionDirectory(id, version) / descriptor;
+    return versionDirectory(id, version) / StoreName::descriptor;
 }
 
 fs::path DatabasePathResolver::descriptorFile(const std::string &id, PackageSlot slot) const {
-    return slotDirectory(id, slot) / descriptor;
+    return slotDirectory(id, slot) / StoreName::descriptor;
 }
 
 fs::path DatabasePathResolver::resourcesDirectory(const std::string &id, const std::string &version) const {
-    return versionDirectory(id, version) / resources;
+    return versionDirectory(id, version) / StoreName::resources;
 }
 
 fs::path DatabasePathResolver::resourcesDirectory(const std::string &id, PackageSlot slot) const {
-    return slotDirectory(id, slot) / resources;
+    return slotDirectory(id, slot) / StoreName::resources;
 }
 
 fs::path DatabasePathResolver::integrityResourceFile(const std::string &id,

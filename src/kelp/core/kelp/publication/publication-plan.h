@@ -12,9 +12,6 @@ namespace Core::KELP {
 
 class Mapping;
 
-/// The name of the file that holds a plan, in the version's directory.
-inline constexpr const char *publicationPlanName = "publication.plan";
-
 /// A file that is published at `target` from `source` below the package's link `current`. Both are absolute.
 /// Text, not path objects: those are large, and a version may have tens of thousands.
 struct PlannedFile {

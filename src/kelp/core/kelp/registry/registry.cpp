@@ -27,14 +27,14 @@ namespace fs = std::filesystem;
 
 namespace Core::KELP {
 
+fs::path registryFile() {
+    return Common::belowRoot("var/lib/kelp/registry");
+}
+
 namespace {
 
 using Common::LogLevel;
 using Common::LogStream;
-
-fs::path registryFile() {
-    return Common::belowRoot("var/lib/kelp/registry");
-}
 
 fs::path neighbour(const char *ending) {
     fs::path path = registryFile();

@@ -1,11 +1,15 @@
 #pragma once
 
+#include <filesystem>
 #include <functional>
 #include <span>
 
 namespace Core::KELP {
 
 class RegistryRecord;
+
+/// Where the registry is.
+std::filesystem::path registryFile();
 
 /// The log of package events, which outlives the packages: it remembers which developer key installed which
 /// id. The file is var/lib/kelp/registry below the root prefix, one record a line, oldest first;

@@ -9,6 +9,7 @@
 #include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/kelp/package/i-database-path-resolver.h"
 #include "kelp/core/kelp/package/path-list.h"
+#include "kelp/core/kelp/package/store-names.h"
 #include "kelp/core/kelp/publication/left-behind.h"
 #include "kelp/core/kelp/publication/publication-plan.h"
 #include "kelp/core/kelp/publication/publication.h"
@@ -79,7 +80,7 @@ void append(PublicationPlan &plan, const PublicationPlan &more) {
 } // namespace
 
 fs::path FSDatabase::planFile(const std::string &id) const {
-    return pathResolver_->currentDirectory(id) / publicationPlanName;
+    return pathResolver_->currentDirectory(id) / StoreName::publicationPlan;
 }
 
 PublicationPlan FSDatabase::publicationOf(const PackageStaging &staging,

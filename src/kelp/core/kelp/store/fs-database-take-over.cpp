@@ -1,8 +1,8 @@
 // The part of FSDatabase that makes a staged tree the current version, for the take-over.
 
 #include "kelp/core/common/errors/error.h"
-#include "kelp/core/common/errors/reraise-as.h"
 #include "kelp/core/common/files/filesystem.h"
+#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/kelp/package/i-database-path-resolver.h"
 #include "kelp/core/kelp/publication/publication-plan.h"
@@ -19,12 +19,6 @@ using Common::ErrorCode;
 void requireNoObjection(const std::string &objection) {
     if (!objection.empty())
         throw Common::Error(ErrorCode::FileConflict, objection);
-}
-
-/// Unlike exists(), which answers "no" when the look fails.
-bool isThere(const fs::path &path) {
-    return Common::reraiseAs(ErrorCode::Filesystem, "Couldn't look for " + path.string(),
-                             [&] { return fs::exists(fs::symlink_status(path)); });
 }
 
 } // namespace
@@ -45,7 +39,7 @@ void FSDatabase::place(const PackageStaging &staging) {
     const fs::path directory = pathResolver_->versionDirectory(id, staging.version);
     // The caller's journal names the version, so a directory of that name is its own.
     requireNoObjection(entry(id).objectionTo(staging.version, {staging.version}));
-    if (isThere(staging.path)) {
+    if (Common::lookFor(staging.path)) {
         // While nothing is current, links that an earlier removal left are dangling.
         finishTakingBack(id);
         Common::move(staging.path, directory);

@@ -13,6 +13,7 @@
 #include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/kelp/package/i-database-path-resolver.h"
 #include "kelp/core/kelp/package/store-entry.h"
+#include "kelp/core/kelp/package/store-names.h"
 #include "kelp/core/kelp/publication/publication-plan.h"
 #include "kelp/core/kelp/publication/publication.h"
 #include "kelp/core/kelp/registry/registry-record.h"
@@ -174,13 +175,13 @@ void FSDatabase::describe(const PackageStaging &staging, const PackageInformatio
 /// files of the system are removed. A link in place of the resources would make the store write to its
 /// target.
 void FSDatabase::dropOwnNames(const fs::path &tree, const PackageStaging &staging) const {
-    for (const fs::path &own :
-         {pathResolver_->symlinkListFile(staging.id, staging.version),
-          pathResolver_->generatedDirListFile(staging.id, staging.version),
-          pathResolver_->resourcesDirectory(staging.id, staging.version), fs::path(publicationPlanName)})
+    for (const fs::path &own : {pathResolver_->symlinkListFile(staging.id, staging.version),
+                                pathResolver_->generatedDirListFile(staging.id, staging.version),
+                                pathResolver_->resourcesDirectory(staging.id, staging.version),
+                                fs::path(StoreName::publicationPlan)})
         Common::removeAll(tree / own.filename());
     if (!staging.hasContentsList)
-        Common::removeAll(tree / ContentsList::fileName);
+        Common::removeAll(tree / StoreName::contentsList);
 }
 
 StoreEntry FSDatabase::entry(const std::string &id) const {

@@ -10,6 +10,7 @@
 #include "kelp/core/kelp/package/contents-list.h"
 #include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/kelp/package/i-database-path-resolver.h"
+#include "kelp/core/kelp/package/store-names.h"
 #include "kelp/core/kelp/take-over/own-directory.h"
 
 #include "platform/app-manifest/manifest-entry.h"
@@ -30,13 +31,11 @@ using Common::ErrorCode;
 using Common::Rpm::FileIterator;
 using Common::Rpm::Reader;
 
-constexpr const char *descriptorName = "velura.pkg";
-
 std::optional<PackageInformation> descriptorIn(const fs::path &tree) {
-    if (!Common::isThere(tree / descriptorName))
+    if (!Common::isThere(tree / StoreName::descriptor))
         return std::nullopt;
     try {
-        PackageInformation information = readDescriptor(tree / descriptorName);
+        PackageInformation information = readDescriptor(tree / StoreName::descriptor);
         // A directory is going to have this name.
         const bool isUsable = Common::isFileName(information.at("general.id")) &&
                               Common::isFileName(information.at("general.version"));
@@ -129,14 +128,14 @@ bool LeftTree::isWholeInStore(const IDatabasePathResolver &resolver) const {
     const fs::path current = resolver.currentDirectory(id);
     const fs::path version = resolver.versionDirectory(id, descriptor_->at("general.version"));
     if (!fs::exists(current) || !fs::exists(version) || !fs::equivalent(current, version) ||
-        readDescriptor(current / descriptorName) != *descriptor_ ||
+        readDescriptor(current / StoreName::descriptor) != *descriptor_ ||
         !fs::exists(resolver.symlinkListFile(id, PackageSlot::Current)) ||
         !fs::exists(resolver.generatedDirListFile(id, PackageSlot::Current)))
         return false;
     const fs::recursive_directory_iterator files(path_);
     return std::all_of(begin(files), end(files), [&](const fs::directory_entry &entry) {
         // An earlier kelp may have placed the version without the list.
-        return entry.is_directory() || entry.path() == path_ / ContentsList::fileName ||
+        return entry.is_directory() || entry.path() == path_ / StoreName::contentsList ||
                fs::exists(fs::symlink_status(version / entry.path().lexically_relative(path_)));
     });
 }
