@@ -111,6 +111,9 @@ TEST_F(TakeOverTest, WhatCouldNotBePublishedStaysInRpm) {
          "add org.owned; in_image useradd somebody; in_image chown somebody /usr/share/org.owned; "
          "ln -sf /etc/shadow $IMAGE/usr/share/org.owned/words",
          "others than root decide what stands at /usr/share/org.owned/words"},
+        {"org.grouped",
+         "add org.grouped; cd $IMAGE/usr/share/org.grouped; chmod g+w .; ln -sf /etc/shadow words",
+         "others than root decide what stands at /usr/share/org.grouped/words"},
         {"org.blocked", "add org.blocked; mkdir -p $IMAGE/opt/app; touch $IMAGE/opt/app/org.blocked",
          "/opt/app/org.blocked is not a directory"},
         {"org.named", "add org.named",
@@ -209,6 +212,8 @@ TEST_F(TakeOverTest, TheNextStartGoesByRpmAndTheDisk) {
          "end() { launch_failing syncfs EIO:when=2 /opt/app; ls $IMAGE/opt/app/*sound; }; end; "
          "in_image cp /usr/bin/org.sound /tmp/x; mv $IMAGE/tmp/x $IMAGE/usr/bin/org.sound; end",
          moved},
+        {killPublishing, "org.twice", "put org.twice-newer --upgrade; touch $IMAGE/opt/app/org.twice/mine",
+         replaced},
         {killForgotten, "org.shared", "rm -r $IMAGE/opt/app/org.shared",
          " is neither in RPM nor in KELP, and nothing of it is left\n"},
         {killForgotten, "org.linked", "put org.linked --justdb", moved},
@@ -233,6 +238,7 @@ TEST_F(TakeOverTest, TheNextStartGoesByRpmAndTheDisk) {
             EXPECT_FALSE(row.line.starts_with(" is neither") &&
                          fs::is_symlink(machine.root() / "usr/bin" / row.id));
         }
+        EXPECT_EQ(machine.holds("opt/kelp/rescued/org.twice-mine"), kill == killPublishing);
         EXPECT_EQ(machine.run(waiting), "");
         EXPECT_FALSE(machine.holds("var/lib/kelp/takeover.journal"));
         EXPECT_TRUE(machine.isStamped());

@@ -87,6 +87,7 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
           "org.example.reader", "orphan-binding", true}},
         // This is left for people.
         {{"chown daemon opt", "", "owner", false},
+         {"chgrp daemon opt; chmod g+w opt", "", "mode", false},
          {"echo x >>opt/app/org.example.notes/current/integrityd/org.example.notes.json", "org.example.notes",
           "altered", false},
          {"rm -r opt/kelp/*; mkdir -p srv/2024; ln -s /srv opt/kelp/install; ln -s /srv opt/kelp/rescued; "
@@ -113,6 +114,13 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
         // And so is what is somebody else's, or may be.
         {{"ln -s /srv opt/app/photos", "", "foreign", false},
          {"mkdir opt/app/org.example.notes/2-1", "org.example.notes", "foreign", false},
+         {"rm opt/kelp/rescued; mkdir -p opt/kelp/rescued/phone; sed s/org.example.notes/com.example.phone/ "
+          "opt/app/org.example.notes/1.4.2-1/velura.pkg >opt/kelp/rescued/phone/velura.pkg",
+          "com.example.phone", "rescued", false},
+         {"mkdir -p opt/kelp/rescued/x/data usr/share/org.example.x; touch opt/kelp/rescued/x/data/file; "
+          "ln -s nowhere usr/share/org.example.x/file; sed s/org.example.notes/org.example.x/ "
+          "opt/app/org.example.notes/1.4.2-1/velura.pkg >opt/kelp/rescued/x/velura.pkg",
+          "org.example.x", "rescued", false},
          {"cd var/lib/kelp; mkdir left-behind; echo >left-behind/t; cd /", "t", "unfinished-update", false},
          {"cp -a opt/app/org.example.notes/1.4.2-1 opt/app/com.example.devices/; "
           "ln -s 1.4.2-1 opt/app/com.example.devices/next",

@@ -55,6 +55,8 @@ TEST_F(PlanTest, WhatTheLauncherBeganIsToldAndLeftToIt) {
     EXPECT_THAT(kelpctl("status --json"), HasSubstr(began + R"("state":"unfinished",)"));
     EXPECT_THAT(kelpctl("remove org.example.notes"),
                 HasSubstr("is on its way from rpm: systemctl restart kelp-launcher\nstatus 1\n"));
+    run("cp " KELP_RPMS "/samples/org.example.notes.rpm $IMAGE/root");
+    EXPECT_THAT(kelpctl("install /root/org.example.notes.rpm"), HasSubstr("is still in rpm"));
 
     const char *trees = "cd $IMAGE/opt && find -printf '%p %y %m %s %T@\\n' | sort";
     const std::string before = run(trees);

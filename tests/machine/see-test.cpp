@@ -150,11 +150,12 @@ TEST_F(SeeTest, TellsWhatIsOnRecordToWhoeverMayKnow) {
             HasSubstr("Couldn't read directory: /opt/app/org.example.notes/1.4.2-1/bin: Permission denied\n"),
             EndsWith("status 2\n")));
 
-    there("ln -s '/home/alice/My Photos' opt/app/photos; kelpctl report /root/report");
+    there("ln -s '/home/alice/My Photos' opt/app/photos; ln -s /homes/1 opt/app/homes; "
+          "kelpctl report /root/report");
     EXPECT_THAT(there("stat -c %a root/report; cat root/report/*.txt"),
                 AllOf(StartsWith("700\n"), HasSubstr("/opt/app/photos -> <home>\n"),
-                      HasSubstr("/symlink.list\n"), HasSubstr("== /var/lib/kelp/registry\ntimestamp="),
-                      Not(HasSubstr("Photos"))));
+                      HasSubstr("/opt/app/homes -> /homes/1\n"), HasSubstr("/symlink.list\n"),
+                      HasSubstr("== /var/lib/kelp/registry\ntimestamp="), Not(HasSubstr("Photos"))));
     EXPECT_THAT(kelpctl("report /root/report"), HasSubstr("/root/report: File exists\nstatus 2\n"));
 
     run("printf 'timestamp=1 event=I package=a\\033[2Jb keyid=K\\377\\n' >$IMAGE/var/lib/kelp/registry");
