@@ -1,7 +1,6 @@
-# `cpack` in the release build makes two packages for each kind of system: kelp-tools, for people who make or sell
-# applications, which runs nothing by itself, and kelp, which brings a machine over and needs kelp-tools. None has
-# scripts: what the packages carry is in force as it lies on disk, and what the programs have made stays when a package
-# goes.
+# `cpack` in the release build makes two packages for each kind of system. kelp-tools is for people who make or sell
+# applications, and runs nothing by itself. kelp brings a machine over, and needs kelp-tools. None has scripts: their
+# files take effect as they lie on disk, and files made by the programs stay when a package goes.
 set(CPACK_GENERATOR DEB RPM)
 set(CPACK_COMPONENTS_ALL tools launcher)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
@@ -25,7 +24,7 @@ set(launcherText
 store, once, at start-up. A unit of this package starts it, and another one\n\
 fails when an application needs somebody.")
 
-# The one package that there was before, with everything in it.
+# The single package of old, with everything in it.
 set(onePackage 1.1.0)
 
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)

@@ -1,5 +1,5 @@
-# What the newest version's heading of CHANGELOG.md says: "## VERSION, YEAR-MONTH-DAY". Whatever carries a date of the
-# release, as a manual does, has that one, so that each build of the same sources makes the same files.
+# The newest heading of CHANGELOG.md: "## VERSION, YEAR-MONTH-DAY". Its date is used for all files with a date of the
+# release, such as manuals, so that each build of the same sources makes the same files.
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS CHANGELOG.md)
 file(STRINGS CHANGELOG.md headings REGEX "^## ")
 list(GET headings 0 newest)

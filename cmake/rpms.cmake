@@ -4,8 +4,8 @@ find_program(RPMBUILD rpmbuild REQUIRED)
 #
 # Builds the package that a .spec file describes before TARGET, a test program of the same folder, as NAME.rpm in
 # the directory that the program knows as KELP_RPMS. A .spec file makes its files in %install; it needs no sources
-# and no privileges, and owners and device nodes are as %attr and %dev say. Packages are made of files as they
-# are: no stripping, no build ids, no generated dependencies.
+# and no privileges, and %attr and %dev set owners and device nodes. Files are packed unchanged: no stripping, no
+# build ids, no generated dependencies.
 function(kelp_rpm TARGET NAME SPEC)
     cmake_parse_arguments(ARG "" "" "DEFINES" ${ARGN})
     cmake_path(ABSOLUTE_PATH SPEC)
@@ -19,7 +19,7 @@ function(kelp_rpm TARGET NAME SPEC)
     endforeach()
     add_custom_command(
         OUTPUT ${directory}/${NAME}.rpm
-        # rpmbuild fails when another one makes the same parent directory at the same time.
+        # rpmbuild fails if another one makes the same parent directory at the same time.
         COMMAND ${CMAKE_COMMAND} -E make_directory ${directory} ${workshop}
         COMMAND ${RPMBUILD} -bb --quiet --nodeps ${defines} ${SPEC}
         DEPENDS ${SPEC}

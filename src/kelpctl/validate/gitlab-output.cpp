@@ -61,7 +61,7 @@ public:
 private:
     void add(const PackageReport &report, const std::string &name, const std::string &text,
              const std::string &severity, const std::string &fingerprint) {
-        // Readers of the form find no file of the project by a path with "./" in front.
+        // Readers of the form do not match a path with a leading "./" to a file of the project.
         const std::string path = std::filesystem::path(report.file).lexically_normal();
         const json::object location{{"path", jsonText(path)},
                                     {"lines", json::object{{"begin", 1}, {"end", 1}}}};

@@ -183,7 +183,7 @@ void JudgePool::receive(Judge &judge) {
     try {
         bytes = readSome(judge.channel.get(), chunkSize);
     } catch (const std::system_error &) {
-        // It was ended over a task that it had not read yet, which resets the channel. The signal says more.
+        // The judge ended before it read its task, which resets the channel. The signal says more.
     }
     if (bytes.empty())
         judge.channel = Common::FileDescriptor();

@@ -33,8 +33,8 @@ public:
     /// allows, and raises std::runtime_error.
     void add(const std::string &text);
 
-    /// To be called by a process that was forked from the one that holds the file: it would hold it as well,
-    /// and a judge that outlives a killed run keep the next one from it.
+    /// Call it in a process that was forked from the holder of the file. Otherwise that process would hold
+    /// the file too: a judge that outlives a killed run would lock the next run out.
     void leave() { file_ = Common::FileDescriptor(); }
 
     using Key = std::pair<std::uint64_t, std::uint64_t>;

@@ -34,7 +34,7 @@ struct JudgeOptions {
     /// not judged again.
     std::function<std::optional<KnownVerdict>(const std::string &sha256, const std::string &profile)> known =
         {};
-    /// Called first by each process that was forked to judge: lets go of what the run alone holds.
+    /// Called first by each forked judge: releases the locks and files of the run.
     std::function<void()> leaveRun = {};
     /// Whether the reports need the package file's digest.
     bool hasDigest = false;

@@ -91,7 +91,7 @@ std::optional<std::string> versionOfImage() {
     }
 }
 
-/// That is judged the fastest by one job, which has threads.
+/// Whether the run has a single package: one job, which has threads, is fastest for that.
 bool isOnePackage(const ValidateArguments &arguments) {
     std::error_code ignored;
     return arguments.list.empty() && arguments.files.size() == 1 &&

@@ -7,9 +7,8 @@
 
 namespace Core::KELP {
 
-/// For a machine that has packages in its store, where nothing comes without a certificate: one that has no
-/// signature database has lost it. Raises ErrorCode::Filesystem "Couldn't read the signature database PATH:
-/// there is none".
+/// For a machine with packages in its store: each came with a certificate, so a missing signature database
+/// was lost. Then raises ErrorCode::Filesystem "Couldn't read the signature database PATH: there is none".
 void requireCertificates();
 
 /// The certificates of the machine's packages. A machine that has been given no signature database has none.

@@ -13,7 +13,7 @@ namespace Core::KELP {
 std::optional<TrustedSources::Source> certifiedSource(const std::string &id) {
     const auto certificate = Certificates().of(id, PackageSignatures::Group::Client);
     if (!certificate) {
-        // To bind a package to no source would be wrong when nobody knows.
+        // With an unknown certificate a binding to no source would be wrong.
         requireCertificates();
         return std::nullopt;
     }

@@ -31,11 +31,11 @@ void completeInstallation(const IConfiguration &configuration);
 /// store raises.
 std::vector<std::filesystem::path> completeRemoval(const IConfiguration &configuration);
 
-/// The same for a removal that was killed. Logs what requireNothingPublished() raises, for nobody asked.
+/// The same for a killed removal. Only logs what requireNothingPublished() raises: no caller waits for it.
 void resumeRemoval(const IConfiguration &configuration);
 
-/// Somebody's directory in place of the link `current` keeps alive what a removed package has published by
-/// way of it. Raises ErrorCode::Internal, naming that.
+/// With a foreign directory in place of the link `current`, links that a removed package published through it
+/// still work. Raises ErrorCode::Internal, and names them.
 void requireNothingPublished(const IConfiguration &configuration, const std::string &id);
 
 } // namespace Core::KELP

@@ -177,7 +177,7 @@ constexpr std::array flags = {Flag{'c', &ContentsEntry::isConfiguration},
                               Flag{'s', &ContentsEntry::isSignable}, Flag{'m', &ContentsEntry::isChanged},
                               Flag{'h', &ContentsEntry::isHashed}};
 
-/// What of it is not written to takes no memory.
+/// Unwritten parts of it take no memory.
 std::string reserved(std::size_t size) {
     std::string text;
     text.reserve(size);

@@ -56,7 +56,7 @@ struct ContentsList {
 /// The text of a list, added entry by entry: its maker need not hold all entries at once.
 class ContentsText {
 public:
-    /// `expected` is how many entries there should be: a text that grows takes twice the memory.
+    /// `expected` is the likely number of entries: a text that grows takes twice the memory.
     explicit ContentsText(std::size_t expected, const std::string &foundOn = {});
 
     void add(const ContentsEntry &entry);

@@ -26,8 +26,8 @@ public:
         return place(directory).obstacle;
     }
 
-    /// Why the targets for which obstacle() was called do not fit on their filesystems, as links, or
-    /// empty. Forgets those targets. Raises as obstacle().
+    /// Why the targets given to obstacle() do not fit on their filesystems, as links; or empty. Forgets those
+    /// targets. Raises as obstacle().
     std::string shortage();
 
 private:

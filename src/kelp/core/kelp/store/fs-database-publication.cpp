@@ -114,7 +114,7 @@ void FSDatabase::generateMappings(const std::string &id) {
         removeEmptyDirectories(deepestFirst(plan.directories));
         throw;
     }
-    made = {}; // As long as the plan, and so are the lists.
+    made = {}; // Frees it: it is as long as the plan, like the lists.
     recordPublication(id, plan);
 }
 

@@ -88,7 +88,7 @@ void removeFile(const fs::path &path) {
 
 /// Removes the links that enable a unit which is gone.
 void removeLinksTo(const std::set<std::string> &files) {
-    // Most packages have published all of their files: the walk would be for nothing.
+    // Most packages have published all of their files: then the walk would be useless.
     if (files.empty())
         return;
     std::error_code error;
