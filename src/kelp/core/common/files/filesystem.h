@@ -30,8 +30,8 @@ std::filesystem::path readSymlink(const std::filesystem::path &path);
 /// Makes the parents of `to`, then renames: one atomic step within a filesystem, an error across filesystems.
 void move(const std::filesystem::path &from, const std::filesystem::path &to);
 
-/// Makes the parents of `link`, then the link. If `link` exists (a dangling link does not), it stays. Then
-/// the text ends in " (path already exists)", and nothing is logged.
+/// Makes the parents of `link`, then the link. If `link` exists (a dangling link does not), leaves it, logs
+/// nothing, and raises with a text that ends in " (path already exists)".
 void createSymlink(const std::filesystem::path &target, const std::filesystem::path &link);
 
 /// The same for a hard link to `target`.

@@ -35,7 +35,7 @@ struct RpmRecord {
 std::filesystem::path rpmDatabaseFile();
 
 /// Calls `act`, which opens a copy of that database. Puts the path of the machine's own database before the
-/// text of a Common::Error: nobody knows the copy's.
+/// text of a Common::Error: the copy's means nothing to people.
 template<class Act>
 auto behindRpmPath(const Act &act) {
     const std::filesystem::path file = rpmDatabaseFile();

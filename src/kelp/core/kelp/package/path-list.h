@@ -19,8 +19,7 @@ std::vector<std::string> readPathList(const std::filesystem::path &file);
 /// conclusions from a missing line needs to know.
 std::vector<std::string> requirePathList(const std::filesystem::path &file);
 
-/// The same of a list that may be absent, which is empty; nothing for one that is there and cannot be read,
-/// which is logged.
+/// The same, but an unreadable list is logged, and gives nothing. An absent one is empty.
 std::optional<std::vector<std::string>> findPathList(const std::filesystem::path &file);
 
 /// Replaces the list in one step, as Common::replaceFile() does. A path with a line feed is left out: read

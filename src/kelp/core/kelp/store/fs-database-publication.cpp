@@ -230,8 +230,8 @@ void FSDatabase::noteCopiedLinks(const std::string &id, PublicationPlan &left) {
     }
 }
 
-/// An unreadable list does not count as empty. Then the version's files are looked up in the system, and
-/// removed where they are ours.
+/// An unreadable list does not count as empty: looks the version's files up in the system, and removes those
+/// that are ours.
 void FSDatabase::takeBackUnlisted(const std::string &id, PublicationPlan &left) {
     try {
         append(left, takeBack(planOfTree(id)));

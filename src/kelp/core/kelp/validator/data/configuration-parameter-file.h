@@ -4,8 +4,8 @@
 
 namespace Validator {
 
-/// Passes the configuration parameter files of a package to the platform's validator of managed
-/// configuration. Its exceptions pass.
+/// Lets the platform's validator of managed configuration judge the package's configuration parameter files.
+/// Its exceptions pass.
 class ConfigurationParameterFile final : public ValidatorBase<IValidator> {
 public:
     ConfigurationParameterFile(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config,
