@@ -7,10 +7,10 @@
 
 namespace KelpCtl {
 
-/// One look, as the command line asks for it.
+/// One look, with the arguments of the command line.
 struct Look {
     Machine machine;
-    std::string argument; ///< Empty for a command that was given none.
+    std::string argument; ///< Empty if the command got none.
     bool isJson;
     std::ostream &output;
 };

@@ -29,8 +29,8 @@ struct StoredApplication {
 };
 
 /// The applications with a current version, by id, and those at which the look failed. If the sources cannot
-/// be read, all are unbound. Measures the one of the id `measured`, or all without one. Raises as StoreView
-/// does.
+/// be read, all are unbound. Measures only the application `measured`, or all without an id. Raises as
+/// StoreView does.
 std::vector<StoredApplication> storedApplications(const Core::IConfiguration &configuration,
                                                   Core::KELP::Unread &unread,
                                                   const std::string &measured = {});

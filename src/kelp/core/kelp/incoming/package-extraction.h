@@ -47,7 +47,7 @@ public:
         std::function<void(const Entry &, const FileDescriptor &)> afterFile = {};
     };
 
-    /// What to unpack where.
+    /// The places and the bound of an unpacking.
     struct Task {
         std::filesystem::path destination;
         std::filesystem::path versionDirectory; ///< Where links shall lead; empty for the destination.

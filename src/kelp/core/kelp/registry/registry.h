@@ -8,7 +8,7 @@ namespace Core::KELP {
 
 class RegistryRecord;
 
-/// Where the registry is.
+/// The path of the registry.
 std::filesystem::path registryFile();
 
 /// The log of package events, which outlives the packages: it remembers which developer key installed which
