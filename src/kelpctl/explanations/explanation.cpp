@@ -4,6 +4,7 @@
 #include <array>
 #include <cctype>
 #include <utility>
+#include <vector>
 
 namespace KelpCtl {
 
@@ -24,6 +25,27 @@ std::array<std::pair<const char *, std::string_view>, 3> paragraphsOf(const Expl
 /// Stands for the name of a package in texts and examples.
 constexpr std::string_view placeholder = "ID";
 constexpr std::string_view exampleName = "org.example.notes";
+
+/// A beginning of a text, and what stands in its place.
+using Substitute = std::pair<std::string_view, std::string>;
+
+/// The first that fits counts. A name that makes no good example of a key is no example: the parts of the
+/// example's own name stay then.
+std::vector<Substitute> substitutesFor(const std::string &name) {
+    std::vector<Substitute> result = {{exampleName, name}};
+    const std::size_t stop = name.rfind('.');
+    const auto isCapital = [](unsigned char c) { return std::isupper(c) != 0; };
+    const auto isPlain = [](unsigned char c) { return std::isalnum(c) != 0 || c == '_' || c == '-'; };
+    if (stop == std::string::npos)
+        return result;
+    const std::string organization = name.substr(0, stop);
+    const std::string application = name.substr(stop + 1);
+    if (std::ranges::any_of(organization, isCapital) || !std::ranges::all_of(application, isPlain))
+        return result;
+    result.emplace_back("org.example", organization);
+    result.emplace_back("ApplicationName=notes", "ApplicationName=" + application);
+    return result;
+}
 
 bool isWordEnd(char c) {
     return std::isalnum(static_cast<unsigned char>(c)) == 0;
@@ -61,14 +83,17 @@ const Explanation &explanationOf(std::string_view id) {
 }
 
 std::string addressedTo(const std::string &name, std::string_view text) {
+    const std::vector<Substitute> substitutes = substitutesFor(name);
     std::string result;
     while (!text.empty()) {
         const bool isPlaceholder = text.starts_with(placeholder) &&
                                    isWordEnd(result.empty() ? ' ' : result.back()) &&
                                    (text.size() == placeholder.size() || isWordEnd(text[placeholder.size()]));
-        const bool isExample = text.starts_with(exampleName);
-        result += isPlaceholder || isExample ? name : std::string(text.substr(0, 1));
-        text.remove_prefix(isPlaceholder ? placeholder.size() : isExample ? exampleName.size() : 1);
+        const auto found = std::ranges::find_if(
+            substitutes, [&](const Substitute &substitute) { return text.starts_with(substitute.first); });
+        const bool isExample = found != substitutes.end();
+        result += isPlaceholder ? name : isExample ? found->second : std::string(text.substr(0, 1));
+        text.remove_prefix(isPlaceholder ? placeholder.size() : isExample ? found->first.size() : 1);
     }
     return result;
 }

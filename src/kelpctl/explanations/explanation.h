@@ -46,7 +46,7 @@ std::string proseOf(const Validator::CatalogueEntry &entry);
 std::string exampleOf(const Validator::CatalogueEntry &entry);
 
 /// The text of an explanation for the makers of one package: "ID" and the example package's name become
-/// `name`, which must be escaped for people.
+/// `name`, which must be escaped for people; the example's organization and application become its parts.
 std::string addressedTo(const std::string &name, std::string_view text);
 
 /// All of it in GitHub's kind of Markdown.

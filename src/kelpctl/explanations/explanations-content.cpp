@@ -10,10 +10,15 @@ constexpr Explanation contentRows[] = {
     {"location-not-allowed", "A file lies where its profile does not let the package install.",
      "Everything outside the places of the application belongs to the system or to others. By a link, too, "
      "nothing can be put there.",
-     "Move the file to /usr/share/ID, or leave it out. List files and the package's own directory, never a "
-     "directory of the system. /usr/lib/.build-id is rpmbuild's own, in every package with programs: switch "
-     "it off as below. A device has no place for documents, manual pages and licences: use neither %doc nor "
-     "%license, and remove what `make install` puts there.",
+     "Move the file to /usr/share/ID, or leave it out, and let the program look for it there: "
+     "bindtextdomain() for translations, for one. A unit of systemd, an autostart file or a D-Bus service "
+     "file has no effect there: declare a background task in the desktop file, by a group \"X-Task NAME\". "
+     "`kelpctl explain task-executable-misplaced` and `kelpctl rules task` tell how. Data for all "
+     "applications of an organization go to /usr/share/common/ORGANIZATION, named after OrganizationName in "
+     "the desktop file. List files and the package's own directory, never a directory of the system. "
+     "/usr/lib/.build-id is rpmbuild's own, in every package with programs: switch it off as in the example. "
+     "A device has no place for documents, manual pages and licences: use neither %doc nor %license, and "
+     "remove what `make install` puts there.",
      Spec,
      "%define _build_id_links none\n"
      "\n"
@@ -100,9 +105,10 @@ constexpr Explanation contentRows[] = {
     {"icon-wrong-size",
      "An icon that the profile requires is missing, is no PNG file, or has another size than its path says.",
      "The launcher would show a blurred icon, or none.",
-     "Ship PNG files of 86, 108, 128 and 172 pixels a side, each under the package's name in the directory "
-     "of its size, and list them in %files. An SVG file does not count. `rsvg-convert -w 86 -h 86 notes.svg "
-     "-o notes.png` makes one of a drawing.",
+     "The finding names the path; `file` shows the size that an icon has. Ship PNG files of 86, 108, 128 and "
+     "172 pixels a side, each under the package's name in the directory of its size, and list them in "
+     "%files. An SVG file does not count. `rsvg-convert -w 86 -h 86 notes.svg -o notes.png` makes one of a "
+     "drawing.",
      Path,
      "/usr/share/icons/hicolor/86x86/apps/org.example.notes.png\n"
      "/usr/share/icons/hicolor/108x108/apps/org.example.notes.png\n"
@@ -123,23 +129,31 @@ constexpr Explanation contentRows[] = {
      "It would be installed on systems that lack what it needs.", "Add minOSVersion, or ship no manifest.",
      Manifest, "{\"minOSVersion\": \"5.0\"}", "manifest-key"},
     {"manifest-version-invalid", "minOSVersion is neither a text nor a list of texts.",
-     "The system could not read it.", "Write the version in quotes, or several in brackets.", Manifest,
-     "{\"minOSVersion\": [\"5.0.1\", \"4.0.2.5\"]}"},
+     "The system could not read it.",
+     "Write the version in quotes, or several in brackets. A list holds the first version that fits in each "
+     "release line; one of them has to fit the system.",
+     Manifest, "{\"minOSVersion\": [\"5.0.1\", \"4.0.2.5\"]}"},
     {"manifest-version-incompatible",
      "The application needs a newer system than the target, or minOSVersion is no version.",
      "It would not run there.",
-     "Lower minOSVersion if the application does run there, or judge for another target.", Shell,
-     "kelpctl validate --os-version 5.1 org.example.notes.rpm"},
+     "Write digits with full stops between. Lower minOSVersion if the application does run there, or judge "
+     "for another target. Of a list, one version has to fit.",
+     Shell, "kelpctl validate --os-version 5.1 org.example.notes.rpm"},
     {"manifest-version-incomparable", "minOSVersion names a version of one component beside others.",
      "The first version of a release line needs two components at least, for the line is all but the last of "
      "them.",
      "Write out the version.", Manifest, "{\"minOSVersion\": [\"5.0.1\", \"4.0\"]}"},
     {"os-version-unknown", "The package has a manifest, and nobody said which version the target has.",
      "Nothing is refused for that; but whether the application runs there was not checked.",
-     "Say the version.", Shell, "kelpctl validate --os-version 5.0 org.example.notes.rpm"},
+     "Say the version, as a device of the target shows it.", Shell,
+     "kelpctl validate --os-version 5.0 org.example.notes.rpm"},
     {"integrity-file-mismatch",
      "The configuration of the integrity daemon watches a file that the package does not ship.",
-     "A package may only have its own files watched.", "Name paths of files that the package lists.", Spec,
+     "A package may only have its own files watched.",
+     "Name paths of files that the package lists, with the leading slash: as they stand, or after elf: or "
+     "file:, which make no difference here. The first entry that fits none ends the check, and the others "
+     "are not looked at. An object without \"watch\" watches nothing.",
+     Spec,
      "%install\n"
      "install -d %{buildroot}/etc/integrityd/config.d\n"
      "echo '{\"watch\": [\"elf:%{_bindir}/%{name}\"]}' >%{buildroot}/etc/integrityd/config.d/%{name}.json\n"

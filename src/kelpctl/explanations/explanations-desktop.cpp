@@ -18,7 +18,9 @@ constexpr Explanation desktopRows[] = {
      "/usr/share/applications/org.example.notes.desktop", "desktop-file"},
     {"desktop-group-not-allowed", "The desktop file has a group that is not known.",
      "It has no effect, or one that is not allowed.",
-     "Take the group out, or correct its name; groups of share methods must be named in X-Share-Methods.",
+     "Take the group out, or correct its name. A group of a share method must be named in X-Share-Methods. "
+     "Actions of the desktop (\"Desktop Action NAME\") are not known: take their groups and the key Actions "
+     "out.",
      Desktop,
      "[Desktop Entry]\n"
      "X-Share-Methods=mail\n"
@@ -32,8 +34,8 @@ constexpr Explanation desktopRows[] = {
      "key"},
     {"application-type-should-be-vitrine", "The application is of another type than vitrine-qt5.",
      "Applications that use Vitrine start faster with that type.",
-     "Set the type if the application uses Vitrine. If it does not, give that as the reason in a file for "
-     "--overrides.",
+     "Set the type if the application uses Vitrine. If it does not, as a program in C, keep the type that "
+     "fits, and give that as the reason in a file for --overrides.",
      Desktop,
      "[Desktop Entry]\n"
      "X-Pelago-Application-Type=vitrine-qt5",
@@ -41,8 +43,10 @@ constexpr Explanation desktopRows[] = {
     {"application-type-missing",
      "The desktop file does not say of which type the application is, or names an unknown one.",
      "The system would not know how to start it.",
-     "Set vitrine-qt5 for an application that uses Vitrine, qt5 or qtquick2 for another of Qt, generic for "
-     "one without Qt, and no-invoker for one that no booster is to start.",
+     "Write one of these, in small letters: vitrine-qt5 for an application that uses Vitrine, qt5 or "
+     "qtquick2 for another of Qt, generic for one without Qt, and no-invoker for one that no booster is to "
+     "start. A booster starts applications faster. All but vitrine-qt5 draw the warning "
+     "application-type-should-be-vitrine, which a file for --overrides can accept.",
      Desktop,
      "[Desktop Entry]\n"
      "X-Pelago-Application-Type=vitrine-qt5",
@@ -79,8 +83,10 @@ constexpr Explanation desktopRows[] = {
      "key"},
     {"desktop-exec-invalid", "The Exec line does not start the program of the package.",
      "An application may start its own program alone, or the QML runner with its own name.",
-     "Start the program by its name or as /usr/bin/ID, or the runner with the name of the package, arguments "
-     "after it. A wrapper like `env` or `sh -c` is not allowed.",
+     "Start the program by its name or as /usr/bin/ID, or the QML runner with the name of the package: "
+     "`halyard-qml ID` or `velura-qml ID`. Arguments may stand after it. A wrapper like `env` or `sh -c` is "
+     "not allowed. Under the profile pwa none of these is allowed: Exec starts "
+     "/usr/bin/io.tvk.browserstandalone.",
      Desktop,
      "[Desktop Entry]\n"
      "Exec=/usr/bin/org.example.notes",

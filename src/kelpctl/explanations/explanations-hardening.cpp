@@ -39,7 +39,9 @@ constexpr Explanation hardeningRows[] = {
      "Put the files into fewer directories.", Path, "/usr/share/org.example.notes/data/notes.db"},
     {"desktop-mime-type-forbidden", "The application says that it handles packages.",
      "Who handles their type gets those that users mean to install.",
-     "Take the type out of MimeType, in the desktop file.", Desktop,
+     "Take the type out of MimeType, in the desktop file. rpmbuild made a Provides of it, which then goes as "
+     "well.",
+     Desktop,
      "[Desktop Entry]\n"
      "MimeType=text/plain;",
      "mime-type"},

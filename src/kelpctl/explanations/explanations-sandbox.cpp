@@ -16,11 +16,12 @@ constexpr Explanation sandboxRows[] = {
      "group"},
     {"sandbox-section-missing", "The desktop file has no section X-Application.",
      "Without it the sandbox does not know who the application is and what it may do, and does not start it.",
-     "Add the section.", Desktop,
+     "Add the section with the name of the package, split at its last full stop. Add Permissions only if the "
+     "application needs some: `kelpctl rules permission` lists them.",
+     Desktop,
      "[X-Application]\n"
      "OrganizationName=org.example\n"
-     "ApplicationName=notes\n"
-     "Permissions=Internet",
+     "ApplicationName=notes",
      "group"},
     {"sandbox-section-deprecated", "The section is called X-Fencebox.", "The name will not be read for ever.",
      "Rename it.", Desktop,
@@ -38,7 +39,9 @@ constexpr Explanation sandboxRows[] = {
      "key"},
     {"sandbox-permission-not-allowed",
      "The application asks for a permission that its profile does not have.",
-     "The sandbox would not grant it.", "Take it out, correct its name, or ask for a profile that has it.",
+     "The sandbox would not grant it.",
+     "Take it out, or correct its name. Permissions have \";\" between. Other profiles have more; the "
+     "developer's certificate decides which one a device takes.",
      Desktop,
      "[X-Application]\n"
      "Permissions=Internet;Pictures",
@@ -68,7 +71,7 @@ constexpr Explanation sandboxRows[] = {
      "OrganizationName and ApplicationName with a full stop between are not the name of the package.",
      "The system finds the one by the other.",
      "Split the name of the package at its last full stop: org.example.notes is of the organization "
-     "org.example.",
+     "org.example. What stands before it is OrganizationName, the rest ApplicationName.",
      Desktop,
      "[X-Application]\n"
      "OrganizationName=org.example\n"
@@ -81,7 +84,9 @@ constexpr Explanation sandboxRows[] = {
      "OrganizationName is empty, or holds other characters than small letters, digits, \".\", \"_\" and "
      "\"-\".",
      "Directories and D-Bus names are made of it.",
-     "Use small letters, digits, \".\", \"_\" and \"-\". A key that is missing counts as empty.", Desktop,
+     "Use small letters, digits, \".\", \"_\" and \"-\", and no capitals. A key that is missing counts as "
+     "empty.",
+     Desktop,
      "[X-Application]\n"
      "OrganizationName=org.example"},
     {"organization-name-digit-first", "A part of OrganizationName begins with a digit.",

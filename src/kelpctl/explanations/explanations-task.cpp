@@ -52,15 +52,19 @@ constexpr Explanation taskRows[] = {
      "Type=worker\n"
      "Exec=org.example.notes.sync"},
     {"task-executable-misplaced", "Exec of a task does not start a program of the package.",
-     "A task may start programs of its own package alone.",
+     "A task may start programs of its own package alone. Whether the program is there is not checked: "
+     "without it the task does nothing.",
      "A task starts /usr/bin/ID, or another program of the package in /usr/bin whose name is ID, a full stop "
-     "and a word. Programs in /usr/libexec are not for tasks.",
+     "and a word. Programs in /usr/libexec are not for tasks. A QML-only application has no /usr/bin/ID: "
+     "compile a small program /usr/bin/ID.WORD for its task, as the runner cannot be one. The program is "
+     "compiled, and executable.",
      Desktop,
      "[X-Task sync]\n"
      "Type=worker\n"
-     "Exec=/usr/bin/org.example.notes --sync"},
+     "Exec=/usr/bin/org.example.notes.sync"},
     {"task-permission-not-allowed", "A background task asks for a permission that no task may have.",
-     "Without a window nobody sees that the application records or plays.", "Take it out.", Desktop,
+     "Without a window nobody sees that the application records or plays.",
+     "Take it out. Permissions have \";\" between.", Desktop,
      "[X-Task sync]\n"
      "Type=worker\n"
      "Permissions=Internet",
