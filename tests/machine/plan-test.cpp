@@ -15,6 +15,7 @@ TEST_F(PlanTest, TheLauncherDoesWhatThePlanSays) {
     const std::string staying = R"("action":"stay","reason":)";
     const std::pair<const char *, std::string> rows[] = {
         {"com.example.devices", R"("version":"2.0-7",)" + moved},
+        {"org.example.notes", R"("version":"1.4.2-1",)" + moved + "73728}"},
         {"org.example.reader",
          R"("version":"0.9-3",)" + staying + R"("no developer certificate","bytes":null})"},
         {"org.example.ticker",
@@ -23,7 +24,8 @@ TEST_F(PlanTest, TheLauncherDoesWhatThePlanSays) {
     run("sqlite3 $(signature_database) \"DELETE FROM certificates WHERE package = 'org.example.reader' AND "
         "cert_group = 1\"");
     // It would fit, but for what rpm needs.
-    there("mkdir -p opt/kelp/rescued/org.example.notes; cd usr/share/org.example.ticker; "
+    there("mkdir -p opt/kelp/rescued/org.example.notes; cd usr/share; "
+          "truncate --size=5000 org.example.notes/first.txt; cd org.example.ticker; "
           "truncate --size=$(($(stat -fc '%a * %S' /opt) - 1000000)) ticker.conf");
     EXPECT_THAT(run("python3 -c 'import fcntl, os; f = open(\"'$IMAGE'/var/lib/rpm/.rpm.lock\", \"a\"); "
                     "fcntl.lockf(f, fcntl.LOCK_EX); os.system(\"" KELPCTL " plan --root $IMAGE 2>&1\")'"),

@@ -114,6 +114,8 @@ TEST_F(SeeTest, ADamagedFileCostsWhatItAloneTells) {
     for (const char *words : {"status", "doctor --repair"})
         EXPECT_THAT(look(words), AllOf(HasSubstr("signatures.sqlite3: there is none\n"),
                                        EndsWith("\nstatus 2\n"), Not(HasSubstr("bound:"))));
+    there("sqlite3 var/lib/rpm/rpmdb.sqlite 'UPDATE Packages SET blob = substr(blob, 1, 100)'");
+    EXPECT_THAT(kelpctl("status"), HasSubstr("records that cannot be read"));
     there("mkdir opt/app/photos; echo x >var/lib/kelp/takeover.journal");
     EXPECT_THAT(kelpctl("status"), HasSubstr("org.example.reader   0.9-3    store"));
 }
