@@ -23,7 +23,7 @@ void addRootOption(CLI::App &command, LookOptions &options);
 /// Adds --root and --json. `options` must live until the line is parsed.
 void addLookOptions(CLI::App &command, LookOptions &options);
 
-/// The examined machine. For another root than the running machine's, the process changes its root to that,
+/// The examined machine. If a root was given, the process changes its root to that,
 /// in name spaces of its own, for the rest of its life. So links, lists and the rpm database resolve as on
 /// the machine itself.
 class Machine {

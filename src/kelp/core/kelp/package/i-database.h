@@ -10,9 +10,9 @@ namespace Core::KELP {
 struct PackageStaging;
 
 /// The package store; docs/formats.md has its files. A package is installed exactly when its link `current`
-/// leads to a version of its own (StoreEntry). Every change of state is the rename of a link, so a crash
-/// leaves the old state or the new one. All failures are Common::Error; the codes named here are those of
-/// Common::ErrorCode.
+/// leads to a version of its own (StoreEntry). A state changes in single steps: a link is made, renamed or
+/// removed. So a crash leaves the state before a step or after it; within an update, no version is current
+/// between two steps. All failures are Common::Error; the codes named here are those of Common::ErrorCode.
 class IDatabase {
 public:
     virtual ~IDatabase() = default;

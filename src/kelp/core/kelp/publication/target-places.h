@@ -9,8 +9,8 @@
 namespace Core::KELP {
 
 /// Whether the machine lets files be published at their targets now, regardless of who owns a file there.
-/// Asked before a package is taken over or installed. The last directories are remembered, so many targets
-/// cost little; later changes of the machine are not seen.
+/// Asked before a package is taken over or installed. What it finds of up to 256 directories is kept, so many
+/// targets cost little; a later change of such a directory is not seen.
 class TargetPlaces {
 public:
     /// Why nothing can be published at `target`, or empty. Its directory, or the nearest existing one above,

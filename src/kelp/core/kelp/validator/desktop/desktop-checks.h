@@ -27,7 +27,7 @@ struct UnpackedTree {
 /// application's directory below /usr/libexec, with all links followed. A missing program gives a line on
 /// standard error; a failed look raises ErrorCode::Filesystem "Couldn't look at file: PATH".
 bool isExecDBusAllowed(const std::string &launchLine, const std::string &packageName,
-                       const UnpackedTree &tree); // exec-dbus.cpp
+                       const UnpackedTree &tree);
 
 /// Whether a text can be shown below an icon: well-formed UTF-8 with at least one character other than a
 /// blank, and without control, format, separator, private and unassigned characters. Only the blanks U+0020
