@@ -100,7 +100,10 @@ constexpr Explanation desktopRows[] = {
      "It needs no program, and its package may be noarch.", "Nothing is to be done.", Shell,
      "kelpctl validate --hide desktop-qml-only org.example.notes.rpm"},
     {"desktop-field-unknown", "A group of the desktop file has a key that is not known.",
-     "It has no effect; perhaps another was meant.", "Take the key out, or correct its name.", Desktop,
+     "It has no effect; perhaps another was meant.",
+     "Take the key out, or correct its name. The finding may name X-Velura-SplashScreen for a key of "
+     "X-Velura-Application: look in both groups.",
+     Desktop,
      "[X-Velura-Application]\n"
      "Orientation=Portrait",
      "key"},

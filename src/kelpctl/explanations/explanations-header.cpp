@@ -132,7 +132,9 @@ constexpr Explanation headerRows[] = {
      Shell, "rpm -qlvp FILE.rpm | grep \"^l\""},
     {"link-target-not-allowed", "A symbolic link leads to no entry of the package.",
      "It could hand out files of the system or of other applications.",
-     "Let the link lead to a file that the package lists; \"./\" and inner \"..\" are not followed.", Spec,
+     "Let the link lead to a file that the package lists; \"./\" and inner \"..\" are not followed. The "
+     "finding shows the target without the \"..\" at its beginning.",
+     Spec,
      "%install\n"
      "install -D -m 0644 libnotes.so.1 %{buildroot}%{_datadir}/%{name}/lib/libnotes.so.1\n"
      "install -d %{buildroot}%{_datadir}/%{name}/plugins\n"

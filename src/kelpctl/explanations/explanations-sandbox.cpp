@@ -30,7 +30,9 @@ constexpr Explanation sandboxRows[] = {
      "ApplicationName=notes",
      "group"},
     {"sandbox-key-not-allowed", "The section has a key that this profile does not allow.",
-     "It has no effect, or one that the application may not have.", "Take the key out, or correct its name.",
+     "It has no effect, or one that the application may not have.",
+     "Take the key out, or correct its name. The finding speaks of X-Fencebox also when the section is "
+     "called X-Application.",
      Desktop,
      "[X-Application]\n"
      "OrganizationName=org.example\n"

@@ -36,10 +36,13 @@ constexpr Explanation taskRows[] = {
      "Intents=OpenURI:gui",
      "intent"},
     {"task-invalid", "The name of the group of a background task is malformed.",
-     "The task could not be registered.", "Write \"X-Task\", a blank and two or more letters and digits.",
+     "The task could not be registered.",
+     "Write \"X-Task\", a blank and two or more letters and digits, the first a letter. `kelpctl rules task` "
+     "lists the keys and types.",
      Desktop,
      "[X-Task sync]\n"
-     "Type=worker"},
+     "Type=worker",
+     "group"},
     {"task-type-unsupported", "The Type of a background task is not known.",
      "The system would not know when to start it.",
      "Use one of mdmclient, periodic, push, scheduled, session-start and worker.", Desktop,
@@ -61,7 +64,8 @@ constexpr Explanation taskRows[] = {
      Desktop,
      "[X-Task sync]\n"
      "Type=worker\n"
-     "Exec=/usr/bin/org.example.notes.sync"},
+     "Exec=/usr/bin/org.example.notes.sync",
+     "task"},
     {"task-permission-not-allowed", "A background task asks for a permission that no task may have.",
      "Without a window nobody sees that the application records or plays.",
      "Take it out. Permissions have \";\" between.", Desktop,
