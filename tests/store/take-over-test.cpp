@@ -110,6 +110,8 @@ protected:
         enter(stage("1-1", {}), subgroup);
         for (const std::string &name : programs) {
             files.push_back({text("usr/bin/" + name), Common::Rpm::RegularFile{fs::perms(0644)}, false, 0});
+            if (fs::is_symlink(files.back().path))
+                files.back().kind = Common::Rpm::Symlink{fs::read_symlink(files.back().path)};
         }
         const RpmPackage package(id, "1-1", "", {}, {}, "org", "app",
                                  buildMappings(id, "K1", "org", "app", Rooted::Yes), {}, files);
@@ -253,6 +255,19 @@ TEST_F(TakeOverTest, ATargetHoldsRpmsFileOrTheStoresAndWhatIsSomebodysStays) {
     }
 }
 
+TEST_F(TakeOverTest, ALinkThatIsMadeAgainLeadsToWhatRpmHas) {
+    writeFile(tool, "tool");
+    fs::create_symlink(tool, at("usr/bin/link"));
+    stageInstalled({"tool", "link"}, "regular");
+    database.place(entry);
+    for (const char *name : {"tool", "link"}) {
+        fs::remove(at("usr/bin") / name);
+        createMapping(stored("current/bin") / name, at("usr/bin") / name, MappingMode::Link);
+    }
+    exchange().takeBack();
+    EXPECT_EQ(fs::read_symlink(at("usr/bin/link")), tool) << "not into the store, which gives its tree up";
+}
+
 TEST_F(TakeOverTest, AFileIsLinkedWhereACopyWouldBeEqual) {
     if (::geteuid() != 0)
         GTEST_SKIP() << "only root can make these files";
@@ -334,6 +349,24 @@ TEST_F(TakeOverTest, WhatWasLeftBehindGoesWhereItIsOursAndDead) {
     database.place(entry);
     EXPECT_FALSE(fs::exists(fs::symlink_status(tool)));
     EXPECT_THAT(slots(), UnorderedElementsAre("1-1", "current -> 1-1"));
+}
+
+TEST_F(TakeOverTest, WhatCannotBeLookedAtIsNotedUntilItCan) {
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "only a link of root's is followed";
+    const PackageStaging staging = stage("1-1", {{"data/one", "1"}});
+    fs::create_symlink("one", staging.path / "data/alias");
+    database.install(staging, extras("mdm"));
+    fs::rename(at("usr/share/org.app"), at("aside"));
+    const std::string tooLong(300, 'x');
+    fs::create_symlink(tooLong, at("usr/share/org.app"));
+    database.remove(id);
+    fs::remove(at("usr/share/org.app")), fs::rename(at("aside"), at("usr/share/org.app"));
+    takeBackLeftBehind(id);
+    EXPECT_THAT(Common::listDirectory(at("usr/share"), Common::Listing::Recursive), testing::IsEmpty());
+
+    noteLeftBehind(id, {{}, {text(tooLong)}});
+    EXPECT_THROW(takeBackLeftBehind(id), Common::Error);
 }
 
 } // namespace
