@@ -55,6 +55,13 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
          {"printf 'com.example.devices\\n2.0-7\\nU\\n' >var/lib/kelp/installation", "com.example.devices",
           "unfinished-update", true},
          {"mkdir -p opt/kelp/install/org.example.gone", "org.example.gone", "leftover", true},
+         // Copies, a directory made for links, and the store's own files.
+         {"chmod 600 usr/bin/com.example.devices", "com.example.devices", "mode", true},
+         {"chown daemon usr/bin/com.example.devices", "com.example.devices", "owner", true},
+         {"setfattr -x security.appid usr/bin/com.example.devices", "com.example.devices", "attribute", true},
+         {"chmod 0 usr/share/org.example.notes", "org.example.notes", "mode", true},
+         {"chown daemon opt/app/org.example.notes/current/velura.pkg", "org.example.notes", "owner", true},
+         {"chmod 666 opt/app/org.example.ticker/current/contents.list", "org.example.ticker", "mode", true},
          {"rm var/lib/kelp/registry", "org.example.ticker", "unregistered", true},
          {sources + "\"UPDATE packages SET source_keyid='.no.source.apps'\"", "org.example.notes", "unbound",
           true}},
@@ -233,6 +240,8 @@ TEST_F(MendTest, TellsAndBringsBackWhatWasStaged) {
         run("in_image setpriv --reuid 1000 --regid 1000 --clear-groups kelpctl verify org.example.notes || "
             "echo status $?"),
         AllOf(HasSubstr("/data: Permission denied\n"), EndsWith("status 2\n"), Not(HasSubstr("gone"))));
+    there("rm var/lib/trusted-sources/db.sqlite3");
+    EXPECT_THAT(doctor("--repair"), HasSubstr("packages without a source are allowed from then on"));
 }
 
 /// What is on the machine for the package of the test, its history excepted.

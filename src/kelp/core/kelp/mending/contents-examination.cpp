@@ -8,6 +8,7 @@
 #include "kelp/core/common/rpm/digest.h"
 #include "kelp/core/kelp/inspection/contents-check.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
+#include "kelp/core/kelp/mending/held-entry.h"
 #include "kelp/core/kelp/mending/partial-examinations.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
 #include "kelp/core/kelp/package/integrity-resource.h"
@@ -16,7 +17,6 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -40,15 +40,6 @@ constexpr mode_t allModeBits = 0777;
 constexpr mode_t directoryMode = 0755;
 constexpr mode_t fileMode = 0644;
 
-[[noreturn]] void raiseUnmended(const fs::path &path, int reason) {
-    throw Error(ErrorCode::Filesystem, "Couldn't mend " + path.string(), reason);
-}
-
-void check(int result, const fs::path &path) {
-    if (result != 0)
-        raiseUnmended(path, errno);
-}
-
 std::string octal(mode_t mode) {
     std::ostringstream text;
     text << std::oct << mode;
@@ -62,36 +53,6 @@ FindingKind kindOf(Difference::Kind kind) {
                                   FindingKind::Attribute};
     return kinds.at(static_cast<std::size_t>(kind));
 }
-
-/// An entry of a directory that may have another owner by now, held by a descriptor: its path may be a link
-/// by now.
-class HeldEntry {
-public:
-    HeldEntry(FileDescriptor file, fs::path path, mode_t type) :
-        file_(std::move(file)), path_(std::move(path)) {
-        struct stat status = {};
-        if (file_.get() < 0 || ::fstat(file_.get(), &status) != 0)
-            raiseUnmended(path_, errno);
-        if ((status.st_mode & S_IFMT) != type)
-            raiseUnmended(path_, EBUSY);
-    }
-
-    void setMode(mode_t mode) const { check(::chmod(reach().c_str(), mode), path_); }
-
-    void setOwner(uid_t owner, gid_t group) const {
-        check(::fchownat(file_.get(), "", owner, group, AT_EMPTY_PATH), path_);
-    }
-
-    void setApplication(const std::string &id) const {
-        check(::setxattr(reach().c_str(), applicationIdAttribute, id.data(), id.size(), 0), path_);
-    }
-
-private:
-    std::string reach() const { return "/proc/self/fd/" + std::to_string(file_.get()); }
-
-    FileDescriptor file_;
-    fs::path path_;
-};
 
 mode_t formatOf(Type type) {
     return type == Type::Directory ? S_IFDIR : type == Type::Link ? S_IFLNK : S_IFREG;
@@ -157,6 +118,9 @@ public:
                                       OwnPlace{version_ / StoreName::resources, S_IFDIR, directoryMode},
                                       OwnPlace{resource(), S_IFREG, fileMode}})
             examinePlace(id, place, findings_);
+        // Who can write to one decides what the store believes of the version.
+        for (const char *name : StoreName::files)
+            examinePlace(id, {version_ / name, S_IFREG, fileMode}, findings_);
         Unread unread;
         if (const auto list =
                 unread.attempt([&] { return ContentsList::read(version_); }).value_or(std::nullopt)) {

@@ -1,11 +1,13 @@
 #include "kelp/core/kelp/mending/partial-examinations.h"
 
 #include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/files/directory.h"
 #include "kelp/core/common/files/durable-file.h"
 #include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
+#include "kelp/core/kelp/mending/held-entry.h"
 #include "kelp/core/kelp/package/contents-list.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
 #include "kelp/core/kelp/package/path-list.h"
@@ -13,7 +15,11 @@
 #include "kelp/core/kelp/publication/publication-plan.h"
 #include "kelp/core/kelp/publication/publication.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <set>
 #include <unordered_set>
 
@@ -33,6 +39,26 @@ bool hasContentOf(const fs::path &target, const fs::path &source) {
     } catch (const Common::Error &) {
         return false;
     }
+}
+
+/// By the road that the publication takes: nobody but root decides where it leads.
+HeldEntry heldTarget(const std::string &target, mode_t type) {
+    const fs::path path = target;
+    const auto parent = Common::Directory::byLinksOfRoot(path.parent_path());
+    if (!parent)
+        throw Common::Error(Common::ErrorCode::Filesystem, "Couldn't mend " + target, ENOENT);
+    const int file = ::open(parent->reach(path.filename().string()).c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC);
+    return {Common::FileDescriptor(file), path, type};
+}
+
+constexpr mode_t permissionBits = 0777;
+
+/// Those that a copy of it has.
+mode_t permissionsOf(const std::string &source) {
+    struct stat status = {};
+    if (::stat(source.c_str(), &status) != 0)
+        throw Common::Error(Common::ErrorCode::Filesystem, "Couldn't look at file: " + source, errno);
+    return status.st_mode & permissionBits;
 }
 
 std::optional<std::string> optionalValue(const StoredPackage &package, const char *key) {
@@ -61,6 +87,8 @@ public:
     std::vector<Finding> run() {
         for (const PlannedFile &file : plan_.files)
             examineFile(file);
+        for (const std::string &directory : plan_.directories)
+            examineDirectory(directory);
         examineListed();
         examineLists();
         if (hasPlan_)
@@ -80,6 +108,7 @@ private:
     /// stays planned, so that the lists name it and a removal removes it.
     void dropExtra() {
         const auto list = ContentsList::read(current_);
+        hasContents_ = list.has_value();
         if (!list)
             return;
         std::unordered_set<std::string> staged;
@@ -111,7 +140,50 @@ private:
             add(FindingKind::Changed, file.target, "is a link where a copy belongs", {});
         else if (!hasContentOf(file.target, file.source))
             // The wanted content is unknown: a copy may have been changed on purpose.
-            add(FindingKind::Changed, file.target, "has another content than the file in the store", {});
+            add(FindingKind::Changed, file.target,
+                "has another content than the file in the store; kelpctl verify tells if that one is altered",
+                {});
+        else
+            examineCopy(file);
+    }
+
+    /// A copy belongs to root, and has its source's permissions and attribute. Each repair looks at the
+    /// source again, which an earlier one has mended. Without a list of contents the source proves nothing.
+    void examineCopy(const PlannedFile &file) {
+        struct stat copy = {};
+        if (!hasContents_ || ::lstat(file.target.c_str(), &copy) != 0 || !S_ISREG(copy.st_mode))
+            return;
+        if ((copy.st_mode & permissionBits) != permissionsOf(file.source))
+            add(FindingKind::Mode, file.target,
+                "has other permissions than the file in the store; --repair sets them",
+                [file] { heldTarget(file.target, S_IFREG).setMode(permissionsOf(file.source)); });
+        if (copy.st_uid != 0 || copy.st_gid != 0)
+            add(FindingKind::Owner, file.target, "does not belong to root; --repair changes that",
+                [file] { heldTarget(file.target, S_IFREG).setOwner(0, 0); });
+        if (carriesId(file.source, id_) && !carriesId(file.target, id_))
+            add(FindingKind::Attribute, file.target,
+                std::string("does not carry the application's id as ") + applicationIdAttribute +
+                    "; --repair sets it",
+                [file, id = id_] { heldTarget(file.target, S_IFREG).setApplication(id); });
+    }
+
+    /// Others share the directories of the other rows, and may have closed them on purpose.
+    bool isOwnDirectory(const std::string &directory) const {
+        return std::ranges::any_of(mappings_, [&](const Mapping &row) {
+            return row.ownsDirectory() && (directory + "/").starts_with(row.target());
+        });
+    }
+
+    void examineDirectory(const std::string &directory) {
+        constexpr mode_t open = 0555;
+        struct stat status = {};
+        if (!isOwnDirectory(directory) || ::lstat(directory.c_str(), &status) != 0 ||
+            !S_ISDIR(status.st_mode) || (status.st_mode & open) == open)
+            return;
+        add(FindingKind::Mode, directory, "lets not everybody read it; --repair changes that",
+            [directory, mode = (status.st_mode & permissionBits) | open] {
+                heldTarget(directory, S_IFDIR).setMode(mode);
+            });
     }
 
     /// A link that points beside itself is copied as it is, and carries no attribute.
@@ -220,6 +292,7 @@ private:
     PublicationPlan plan_;
     std::set<std::string> extra_; ///< Targets of files that were not staged.
     bool hasPlan_;
+    bool hasContents_ = false; ///< Whether the version has a list of contents.
     std::optional<std::vector<std::string>> listed_;
     std::set<fs::path> obstacles_;
     std::vector<Finding> findings_;

@@ -1,6 +1,7 @@
 #include "kelp/core/kelp/mending/partial-examinations.h"
 
 #include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/i-configuration.h"
@@ -24,6 +25,9 @@ namespace fs = std::filesystem;
 namespace Core::KELP {
 
 namespace {
+
+using Common::LogLevel;
+using Common::LogStream;
 
 /// The records of one machine under examination.
 class RecordExamination {
@@ -112,8 +116,28 @@ private:
                 [information] { writeRegistry(information); });
         const auto wanted = views_.unread.attempt([&] { return certifiedSource(id); });
         if (views_.sources && wanted && !isBoundRight(id, *wanted))
-            add(id, FindingKind::Unbound, "", "is not bound to its source; --repair binds it",
-                [&configuration = configuration_, id] { bindToItsSource(configuration, id); });
+            examineUnbound(id, isLoosening(*wanted));
+    }
+
+    /// A lost database has lost its policy too, and the new one gets another.
+    bool isLoosening(const std::optional<TrustedSources::Source> &wanted) const {
+        return !wanted && !hasRow(TrustedSources::reservedSource) && !views_.sources->missingSourceAllowed;
+    }
+
+    void examineUnbound(const std::string &id, bool isLoosening) {
+        const char *text = "is not bound to its source; --repair binds it";
+        if (!isLoosening)
+            return add(id, FindingKind::Unbound, "", text,
+                       [&configuration = configuration_, id] { bindToItsSource(configuration, id); });
+        static constexpr const char *loosened =
+            "packages without a source are allowed from then on: see \"kelpctl "
+            "policy missing-source\"";
+        add(id, FindingKind::Unbound, "", std::string(text) + ", and " + loosened,
+            [&configuration = configuration_, id] {
+                bindToItsSource(configuration, id);
+                // A mended finding keeps its text to itself.
+                LogStream(LogLevel::Warning) << "With the binding of " << id << " " << loosened;
+            });
     }
 
     /// Without a certificate no source is wrong.
