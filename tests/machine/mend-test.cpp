@@ -218,7 +218,7 @@ TEST_F(MendTest, TellsAndBringsBackWhatWasStaged) {
     const std::pair<std::string, std::string> repairs[] = {
         {"sound-2", "org.example.sound: Version 1-1 is installed, and not 2-1\nstatus 1\n"},
         {"org.example.ticker",
-         "org.example.ticker: The installed version came without a list of contents\nstatus 1\n"},
+         "org.example.ticker: The installed version has no list of contents that can be read\nstatus 1\n"},
         {"org.example.notes.rpm --dry-run /root/org.example.notes",
          "org.example.notes 1.4.2-1 would be repaired\n"},
         {"org.example.notes", "org.example.notes 1.4.2-1 repaired\n"}};

@@ -87,11 +87,13 @@ void print(std::ostream &output, const Examined &mending) {
         printText(output,
                   lineOf(finding) + shown(finding.text) + (finding.mend ? "" : "; " + helpFor(finding)));
     }
-    if (!mending.withoutList.empty())
-        printText(
-            output,
-            counted(mending.withoutList.size(), "application") +
-                " without a list of contents, from before there were any; --repair lists what is there");
+    std::string names;
+    for (const std::string &id : mending.withoutList)
+        names += (names.empty() ? "" : ", ") + shown(id);
+    if (!names.empty())
+        printText(output, counted(mending.withoutList.size(), "application") +
+                              " without a list of contents that can be read (" + names +
+                              "): from before there were lists, or lost; --repair lists what is there");
 }
 
 /// A failure at one does not stop the others: it is reported like a failed read, and retried the next time.

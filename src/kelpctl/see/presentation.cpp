@@ -82,9 +82,21 @@ std::string shownTime(std::int64_t time) {
     return text;
 }
 
+namespace {
+
+/// All other lines of a look say what helps; these come from below, where nobody knows the page.
+std::string helpForUnread(std::string_view text) {
+    const std::size_t words = text.find("Couldn't read the ");
+    return words != text.npos && text.find(" database", words) != text.npos
+               ? "; see \"A database that cannot be read\" in recovery.md"
+               : "";
+}
+
+} // namespace
+
 ExitStatus tellUnread(const Core::KELP::Unread &unread, ExitStatus status) {
     for (const std::string &text : unread.texts())
-        std::cerr << "kelpctl: " << shown(text) << '\n';
+        std::cerr << "kelpctl: " << shown(text) << helpForUnread(text) << '\n';
     return unread.texts().empty() ? status : ExitStatus::Trouble;
 }
 

@@ -51,7 +51,7 @@ std::string damage(const StoredPackage &package, const PackageFiles &files) {
     if (package.version.empty())
         return "no version of it is current";
     if (!package.information)
-        return "its descriptor cannot be read";
+        return "its descriptor cannot be read, or its version is gone";
     const std::size_t missing = files.missing.size();
     if (missing == 0)
         return {};

@@ -129,7 +129,8 @@ private:
     void requireList() {
         auto list = ContentsList::read(version());
         if (!list)
-            refuse(ErrorCode::BadPackageContent, "The installed version came without a list of contents");
+            refuse(ErrorCode::BadPackageContent,
+                   "The installed version has no list of contents that can be read");
         if (!list->foundOn.empty())
             refuse(ErrorCode::BadPackageContent,
                    "The list of contents tells only what was found on " + list->foundOn);

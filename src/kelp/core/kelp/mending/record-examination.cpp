@@ -102,9 +102,11 @@ private:
         if (!begun || !views_.packages)
             return;
         const auto package = std::ranges::find(packages_, begun->id, &StoredPackage::id);
+        const bool isIn = package != packages_.end() && package->version == begun->version;
         if (package == packages_.end() || (!package->hasNext && !package->version.empty()))
             add(begun->id, FindingKind::UnfinishedUpdate, installationFile(),
-                "its installation was begun and is not on record; --repair records it",
+                isIn ? "its installation was begun and is not on record; --repair records it"
+                     : "version " + begun->version + " did not come in; --repair removes the note of it",
                 [&configuration = configuration_] { completeInstallation(configuration); });
     }
 
@@ -181,9 +183,14 @@ private:
                 [&configuration = configuration_, id] {
                     TrustedSources::SQLiteDatabase(configuration).removePackage(id);
                 });
-        else
+        else if (!isRescued(id))
             add(id, FindingKind::OrphanBinding, "",
                 "is bound to a source, and in neither store nor rpm: perhaps it is lost", {});
+    }
+
+    bool isRescued(const std::string &id) const {
+        return std::ranges::any_of(views_.rescued.value_or(std::vector<RescuedTree>()),
+                                   [&](const RescuedTree &tree) { return tree.first == id; });
     }
 
     void examineRescued(const std::string &id, const fs::path &path) {
@@ -222,9 +229,7 @@ private:
         std::set<fs::path> trees;
         for (const JournalEntry &entry : *views_.takeOvers) {
             trees.insert(entry.path);
-            add(entry.id, FindingKind::Staged, entry.path,
-                "is on its way from rpm into the store: \"systemctl restart kelp-launcher\" brings it home",
-                {});
+            add(entry.id, FindingKind::Staged, entry.path, "is on its way from rpm into the store", {});
         }
         const StagingArea area(configuration_);
         if (!area.isOwn())
