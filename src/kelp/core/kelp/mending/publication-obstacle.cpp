@@ -3,8 +3,8 @@
 #include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/kelp/mappings/mapping-files.h"
-#include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
+#include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/kelp/publication/publication-plan.h"
 #include "kelp/core/kelp/publication/target-places.h"
 
@@ -34,13 +34,11 @@ std::string ownershipOf(const fs::path &target, const fs::path &store) {
 
 std::string publicationObstacle(const IConfiguration &configuration, const fs::path &tree,
                                 const PackageInformation &information) {
-    const auto value = [&](const char *key) { return valueOf(information, key); };
-    const std::string id = value("general.id").value_or("");
+    const std::string id = valueOf(information, "general.id").value_or("");
     const fs::path current = fs::absolute(DatabasePathResolver(configuration).currentDirectory(id));
-    const auto mappings = buildMappings(id, value("certificate.id").value_or(""), value("general.orgname"),
-                                        value("general.appname"), Rooted::Yes);
     TargetPlaces places;
-    for (const PlannedFile &file : planPublication(tree, current, mappings, DanglingLinks::Count).files) {
+    for (const PlannedFile &file :
+         planPublication(tree, current, publicationRows(information), DanglingLinks::Count).files) {
         if (Common::isThere(file.target) && !isPublishedBy(current, file))
             return file.target + ownershipOf(file.target, configuration.databaseDirectory());
         if (std::string obstacle = places.obstacle(file.target); !obstacle.empty())

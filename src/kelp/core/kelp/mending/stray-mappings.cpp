@@ -9,6 +9,7 @@
 #include "kelp/core/kelp/mappings/mapping-files.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
+#include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/kelp/package/store-entry.h"
 #include "kelp/core/kelp/publication/left-behind.h"
 #include "kelp/core/kelp/publication/publication.h"
@@ -177,11 +178,9 @@ private:
     }
 
     static bool isPublishedBy(const StoredPackage &package, const PublishedMapping &mapping) {
-        const auto value = [&](const char *key) { return valueOf(*package.information, key); };
-        const auto table = buildMappings(package.id, value("certificate.id").value_or(""),
-                                         value("general.orgname"), value("general.appname"), Rooted::Yes);
-        return std::ranges::any_of(
-            table, [&](const Mapping &row) { return targetOf(row, mapping.path) == mapping.file.target; });
+        return std::ranges::any_of(publicationRows(*package.information), [&](const Mapping &row) {
+            return targetOf(row, mapping.path) == mapping.file.target;
+        });
     }
 
     /// The files on the package's lists; nothing while the lists may be about to change, or cannot be read.

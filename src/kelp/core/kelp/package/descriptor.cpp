@@ -2,6 +2,7 @@
 
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/files/path-tests.h"
+#include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/package/package-information.h"
 
 #include <boost/property_tree/ini_parser.hpp>
@@ -111,6 +112,12 @@ PackageInformation readDescriptor(const fs::path &path) {
 bool isFaultOfMachine(const std::exception &error) {
     const int reason = Common::systemErrorOf(error);
     return reason != 0 && reason != EINVAL && reason != ENXIO && !Common::provesAbsence(reason);
+}
+
+std::vector<Mapping> publicationRows(const PackageInformation &information) {
+    const auto value = [&](const char *key) { return valueOf(information, key); };
+    return buildMappings(value("general.id").value_or(""), value("certificate.id").value_or(""),
+                         value("general.orgname"), value("general.appname"), Rooted::Yes);
 }
 
 } // namespace Core::KELP

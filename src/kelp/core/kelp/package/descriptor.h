@@ -1,11 +1,13 @@
 #pragma once
 
 #include "kelp/core/common/files/durable-file.h"
+#include "kelp/core/kelp/mappings/mapping.h"
 #include "kelp/core/kelp/package/package-information.h"
 
 #include <array>
 #include <exception>
 #include <filesystem>
+#include <vector>
 
 namespace Core::KELP {
 
@@ -34,5 +36,8 @@ PackageInformation readDescriptor(const std::filesystem::path &path);
 /// Whether the error that it raised is the machine's: a failed read may succeed the next time. A pipe or a
 /// link to nowhere in the descriptor's place needs a person.
 bool isFaultOfMachine(const std::exception &error);
+
+/// The rows by which the files of an installed version are published, by its descriptor's values.
+std::vector<Mapping> publicationRows(const PackageInformation &information);
 
 } // namespace Core::KELP

@@ -29,11 +29,6 @@ using Common::ErrorCode;
 using Common::LogLevel;
 using Common::LogStream;
 
-std::vector<Mapping> mappingsOf(const std::string &id, const PackageInformation &information) {
-    return buildMappings(id, information.at("certificate.id"), valueOf(information, "general.orgname"),
-                         valueOf(information, "general.appname"), Rooted::Yes);
-}
-
 std::vector<std::string> targetsOf(const PublicationPlan &plan) {
     std::vector<std::string> targets;
     targets.reserve(plan.files.size());
@@ -87,14 +82,13 @@ PublicationPlan FSDatabase::publicationOf(const PackageStaging &staging,
                                           const IDatabasePathResolver &pathResolver) {
     const fs::path descriptor = pathResolver.descriptorFile(staging.id, staging.version).filename();
     return planPublication(staging.path, fs::absolute(pathResolver.currentDirectory(staging.id)),
-                           mappingsOf(staging.id, readDescriptor(staging.path / descriptor)),
-                           DanglingLinks::Count);
+                           publicationRows(readDescriptor(staging.path / descriptor)), DanglingLinks::Count);
 }
 
 void FSDatabase::generateMappings(const std::string &id) {
     const PackageInformation information = packageInfo(id);
     const fs::path current = fs::absolute(pathResolver_->currentDirectory(id));
-    const auto mappings = mappingsOf(id, information);
+    const auto mappings = publicationRows(information);
     const MappingMode mode =
         publicationMode(current, mappings, valueOf(information, "certificate.subgroup").value_or(""));
     PublicationPlan plan;
@@ -273,7 +267,7 @@ PublicationPlan FSDatabase::unfinishedPlan(const std::string &id) const {
 PublicationPlan FSDatabase::planOfTree(const std::string &id) const {
     const fs::path current = fs::absolute(pathResolver_->currentDirectory(id));
     const auto information = readDescriptor(pathResolver_->descriptorFile(id, PackageSlot::Current));
-    return planPublication(current, current, mappingsOf(id, information), DanglingLinks::Count);
+    return planPublication(current, current, publicationRows(information), DanglingLinks::Count);
 }
 
 } // namespace Core::KELP
