@@ -84,7 +84,7 @@ TEST_F(HardeningTest, FindsInTheFileListWhatNoHonestPackageHas) {
     // Not unpacked, so that nobody finds that the first cannot be there.
     std::vector<WrittenFile> scattered{{"/opt/", "a"}};
     for (int i = 0; i < 20; ++i)
-        scattered.push_back({ownShare + std::to_string(i) + '/' + deep.substr(20), "a"});
+        scattered.push_back({ownShare + std::to_string(i) + '/' + deep.substr(i < 19 ? 20 : 66), "a"});
     const std::string desktop = "org.example.app.desktop", json = "org.example.app.json",
                       daemon = "/etc/integrityd/config.d/";
     expect({

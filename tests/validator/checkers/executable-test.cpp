@@ -121,6 +121,11 @@ TEST_F(ExecutableTest, HoldsTheNeededLibrariesAgainstTheLists) {
         EXPECT_EQ(logger_->getFlag(Flag::ShippedLibraryUsed), c.isShipped) << c.needed.front();
     }
     EXPECT_THAT(validate("/usr/libexec/org.example.app/tool", needed({"z.so"})), IsEmpty());
+    // From the first on, the logger holds no finding against those before.
+    logger_ = std::make_shared<Logger>(findings_.sink(), 1);
+    Executable checker(std::make_shared<RpmMeta>(facts_), config(), logger_);
+    const std::string path = unpack(needed({"a.so", "b.so", "b.so"}), true);
+    EXPECT_EQ(linesOf([&] { checker.validate(mainBinary, path); }).size(), 2U);
 }
 
 TEST_F(ExecutableTest, FindsALibraryThatThePackageShips) {
