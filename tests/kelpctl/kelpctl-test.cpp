@@ -6,8 +6,11 @@
 #include "kelpctl/explanations/machine-words.h"
 #include "kelpctl/text-width.h"
 #include "kelpctl/validate/package-report.h"
+#include "kelpctl/validate/run/spool.h"
+#include "kelpctl/validate/run/workspace.h"
 
 #include "../extract/rpm-writer.h"
+#include "support/no-more-files.h"
 #include "support/temporary-directory.h"
 #include "support/text-file.h"
 
@@ -273,6 +276,20 @@ TEST_F(KelpCtlTest, KeepsToBounds) {
     writer.write(file);
     EXPECT_EQ(run("validate " + file), 2);
     EXPECT_THAT(out(), HasSubstr("incomplete: Couldn't unpack package: no room for "));
+    // Of the names of one file the first says that it is empty, and the last has the content.
+    writer.files = {{"/usr/share/org.example.app/", "a", 0100644, "", 7, -5000},
+                    {"/usr/share/org.example.app/", "b", 0100644, std::string(5000, 'x'), 7}};
+    writer.write(file);
+    EXPECT_EQ(run("validate --max-unpacked 1K " + file), 2);
+    EXPECT_THAT(out(), HasSubstr("its files take more than 1024 bytes"));
+}
+
+TEST_F(KelpCtlTest, LeavesARunningJudgesFilesAndKeepsLongReportsOnDisk) {
+    const KelpCtl::Workspace running(temporary_);
+    KelpCtl::Workspace::clearLeft(temporary_);
+    EXPECT_FALSE(fs::is_empty(temporary_));
+    const NoMoreFiles noMore;
+    EXPECT_THROW(KelpCtl::Spool().append(std::string(100'000, 'x')), std::runtime_error);
 }
 
 TEST_F(KelpCtlTest, ShowsNoTextAsALineOrASequenceOfItsOwn) {
