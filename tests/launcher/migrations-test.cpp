@@ -51,6 +51,7 @@ TEST_F(MigrationsTest, ARemovedStampRepeatsItsMigrationHarmlessly) {
          {"Failed to add client certificate for package org.example.notes",
           "Couldn't bind org.example.ticker package to source (keyid=.no.source.apps)\n[E] "})
         EXPECT_THAT(unbound, HasSubstr("[E] " + line + reason));
+    EXPECT_THAT(unbound, Not(HasSubstr("Couldn't bind org.example.notes"))) << "sold by a store";
     // The stamp is made all the same.
     run("cd $IMAGE/var/lib; rmdir trusted-sources/db.sqlite3; rm kelp/.migration_done");
     launch();
@@ -87,10 +88,13 @@ TEST_F(MigrationsTest, ARemovedStampRepeatsItsMigrationHarmlessly) {
 }
 
 TEST_F(MigrationsTest, TheRootPrefixMovesEverythingButTheRpmDatabase) {
-    run("mkdir -p $IMAGE/mnt/x/var/lib/trusted-sources $IMAGE/mnt/x/var/lib/kelp; "
+    run(". " KELP_SAMPLES "/setup; mkdir -p $IMAGE/mnt/x/var/lib/trusted-sources $IMAGE/mnt/x/var/lib/kelp; "
         "mv $IMAGE/var/lib/package-signatures $IMAGE/mnt/x/var/lib/; "
         "printf '[kelp]\\ndatabase_directory = /data/apps\\n' | put_file /mnt/x/etc/kelp/kelp.conf; "
-        "mkdir -p $IMAGE/mnt/x/home/alice/.config/org.example/common $IMAGE/opt");
+        "mkdir -p $IMAGE/mnt/x/home/alice/.config/org.example/common $IMAGE/opt "
+        // Has another organisation's key for its name, which is no reason to stay.
+        "$IMAGE/mnt/x/usr/share/common/com.example/$example_org; touch "
+        "$IMAGE/mnt/x/usr/share/common/com.example/$example_org/file");
     launch("KELP_ROOT_FS=/mnt/x");
     EXPECT_EQ(rpms(), "com.example.phone-1.0-1.noarch\nio.velura.dialer-11.2-1.noarch\nnet.example.unsigned-"
                       "0.1-1.noarch\n");
@@ -98,7 +102,9 @@ TEST_F(MigrationsTest, TheRootPrefixMovesEverythingButTheRpmDatabase) {
          {"data/apps/org.example.notes/current", "usr/bin/org.example.notes", "var/lib/kelp/registry",
           "var/lib/trusted-sources/db.sqlite3", "var/lib/kelp/.migration_done",
           "var/lib/kelp/.migration_skid_done", "var/lib/kelp/.migration_integrityd_done",
-          "home/alice/.config/org.example/5a0c1e77d2f04b6e9a3381c4f7be20d91c5d6a01/common"})
+          "home/alice/.config/org.example/5a0c1e77d2f04b6e9a3381c4f7be20d91c5d6a01/common",
+          "usr/share/common/com.example/9be2740f1d6c48a3b5e1f09c2a7d84361f3e5b02/"
+          "5a0c1e77d2f04b6e9a3381c4f7be20d91c5d6a01/file"})
         EXPECT_TRUE(holds(std::string("mnt/x/") + path)) << path;
     for (const char *path : {"opt/app", "data", "usr/bin/org.example.notes", "var/lib/kelp/registry",
                              "var/lib/trusted-sources/db.sqlite3", "var/lib/kelp/.migration_done"})

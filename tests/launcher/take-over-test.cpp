@@ -336,6 +336,7 @@ TEST_F(TakeOverTest, NothingIsTouchedWithoutADatabaseThatCanBeReadAndHasRoom) {
     const std::string back = "rm -rf $IMAGE/var/lib/rpm; mv $IMAGE/var/lib/away $IMAGE/var/lib/rpm";
     const std::string macros = "echo '%_dbpath /var/lib/rpm' >$IMAGE/etc/rpm/macros; ";
     const std::string skid = "\n[E] Couldn't complete migration: org_to_skid\n";
+    const std::string records = "sqlite3 $IMAGE/var/lib/rpm/rpmdb.sqlite ";
     const std::tuple<std::string, std::string, std::string> rows[] = {
         {away + "launch", back, unread + ": there is none in /var/lib/rpm" + skid},
         {away + "in_image rpm --initdb; launch", back,
@@ -364,6 +365,10 @@ TEST_F(TakeOverTest, NothingIsTouchedWithoutADatabaseThatCanBeReadAndHasRoom) {
     }
     for (const char *stamp : {"skid", "integrityd"})
         EXPECT_TRUE(machine.holds(std::string("var/lib/kelp/.migration_") + stamp + "_done")) << stamp;
+    EXPECT_THAT(machine.run(records + "\"CREATE TRIGGER kept BEFORE DELETE ON Packages BEGIN SELECT "
+                                      "RAISE(ABORT, 'kept'); END\"; launch"),
+                HasSubstr("Couldn't erase org.sound package from the rpm database\n"));
+    machine.run(records + "'DROP TRIGGER kept'; test -e $IMAGE/var/lib/kelp/takeover.journal");
     machine.launch();
     machine.expectArrived({"org.sound"});
 }
