@@ -128,6 +128,10 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
           "ln -s nowhere usr/share/org.example.x/file; sed s/org.example.notes/org.example.x/ "
           "opt/app/org.example.notes/1.4.2-1/velura.pkg >opt/kelp/rescued/x/velura.pkg",
           "org.example.x", "rescued", false},
+         // None of its files is published: only the installed version is in the way.
+         {"mkdir opt/kelp/rescued/old; sed s/1.4.2-1/1.3-1/ opt/app/org.example.notes/1.4.2-1/velura.pkg "
+          ">opt/kelp/rescued/old/velura.pkg",
+          "org.example.notes", "rescued", false},
          {"cd var/lib/kelp; mkdir left-behind; echo >left-behind/t; cd /", "t", "unfinished-update", false},
          {"cp -a opt/app/org.example.notes/1.4.2-1 opt/app/com.example.devices/; "
           "ln -s 1.4.2-1 opt/app/com.example.devices/next",
@@ -172,6 +176,7 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
         }
     }
     EXPECT_THAT(kelpctl("history com.example.devices --json"), HasSubstr("\"event\":\"U\""));
+    EXPECT_EQ(there("grep -c 'timestamp=1 event=R package=org.example.reader' var/lib/kelp/registry"), "1\n");
     // Nobody's list names them any more; and the note of another's installation stays.
     there("printf 'org.example.gone\\n1-1\\nI\\n' >var/lib/kelp/installation; "
           "cd opt/app/com.example.devices; rm current; cp -a 2.0-7 current; "
