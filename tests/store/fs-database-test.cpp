@@ -134,6 +134,26 @@ TEST_F(FSDatabaseTest, EveryStateIsReadAndCompleted) {
     }
 }
 
+TEST_F(FSDatabaseTest, ARemovalThatEndsHalfwayLeavesTheDescriptor) {
+    install("1-1", {});
+    // Its open directories are more than there may be open files.
+    std::string deep(120, '/');
+    for (std::size_t i = 0; i < deep.size(); i += 2)
+        deep[i] = 'd';
+    // Which entry of a directory comes first, depends on the name.
+    for (int i = 0; i < 8; ++i) {
+        fs::create_directories(stored("0.9-1/" + std::to_string(i) + deep));
+        describe("0.9-1");
+        {
+            const NoMoreFiles limit(40);
+            database.cleanupVersionsExceptCurrent(id);
+        }
+        EXPECT_TRUE(fs::exists(stored("0.9-1/velura.pkg"))) << "otherwise nobody would own the rest";
+        database.cleanupVersionsExceptCurrent(id);
+        EXPECT_THAT(slots(), UnorderedElementsAre("1-1", "current -> 1-1"));
+    }
+}
+
 TEST_F(FSDatabaseTest, CleanupKeepsCurrentAndWhatIsNotOurs) {
     install("2-1", {});
     for (const char *name : {"photos", ".install", ".upgrade", ".remove"})

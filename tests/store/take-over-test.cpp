@@ -268,6 +268,16 @@ TEST_F(TakeOverTest, ALinkThatIsMadeAgainLeadsToWhatRpmHas) {
     EXPECT_EQ(fs::read_symlink(at("usr/bin/link")), tool) << "not into the store, which gives its tree up";
 }
 
+TEST_F(TakeOverTest, DirectoriesThatThePublicationMakesAreNoted) {
+    stage("1-1", {{"bin/tool", "x"}});
+    stageInstalled({}, "regular");
+    std::vector<std::string> made;
+    for (const JournalledDirectory &directory : std::vector<JournalledDirectory>(entry.directories))
+        if (directory.isAbsent)
+            made.push_back(directory.path);
+    EXPECT_EQ(made, (std::vector{text("usr"), text("usr/bin")}));
+}
+
 TEST_F(TakeOverTest, AFileIsLinkedWhereACopyWouldBeEqual) {
     if (::geteuid() != 0)
         GTEST_SKIP() << "only root can make these files";
@@ -349,6 +359,9 @@ TEST_F(TakeOverTest, WhatWasLeftBehindGoesWhereItIsOursAndDead) {
     database.place(entry);
     EXPECT_FALSE(fs::exists(fs::symlink_status(tool)));
     EXPECT_THAT(slots(), UnorderedElementsAre("1-1", "current -> 1-1"));
+    prepare("2-1", {});
+    database.place(entry);
+    EXPECT_THAT(slots(), UnorderedElementsAre("1-1", "current -> 1-1", "2-1", "next -> 2-1"));
 }
 
 TEST_F(TakeOverTest, WhatCannotBeLookedAtIsNotedUntilItCan) {

@@ -2,12 +2,12 @@
 
 #include <sys/resource.h>
 
-/// As long as it lives, no file can be opened: EMFILE.
+/// As long as it lives, no file can be opened: EMFILE. Or only `limit` at a time, those of before included.
 class NoMoreFiles {
 public:
-    NoMoreFiles() {
+    explicit NoMoreFiles(rlim_t limit = 0) {
         ::getrlimit(RLIMIT_NOFILE, &old_);
-        const rlimit none{0, old_.rlim_max};
+        const rlimit none{limit, old_.rlim_max};
         ::setrlimit(RLIMIT_NOFILE, &none);
     }
     NoMoreFiles(const NoMoreFiles &) = delete;
