@@ -146,6 +146,7 @@ TakeOver::TakeOver(Transaction &rpm, TakeOverStore &store, const IDatabasePathRe
 void TakeOver::settle(std::vector<JournalEntry> entries) {
     requireDisks(entries);
     std::vector<const JournalEntry *> asked;
+    asked.reserve(entries.size());
     for (const JournalEntry &entry : entries)
         asked.push_back(&entry);
     const auto headers = headersOf(asked);
