@@ -36,11 +36,11 @@ std::shared_ptr<rpmts_s> makeTransactionSet() {
 /// record.
 class ErrorWatch {
 public:
-    ErrorWatch() : outer_(innermost_), reader_(rpmlogSetCallback(notice, this)) { innermost_ = this; }
+    ErrorWatch() : outer_(innermost), reader_(rpmlogSetCallback(notice, this)) { innermost = this; }
     ErrorWatch(const ErrorWatch &) = delete;
     ErrorWatch &operator=(const ErrorWatch &) = delete;
     ~ErrorWatch() {
-        innermost_ = outer_;
+        innermost = outer_;
         rpmlogSetCallback(reader_, outer_);
     }
 
@@ -61,7 +61,7 @@ private:
         return watch.reader_ ? watch.reader_(record, watch.outer_) : RPMLOG_DEFAULT;
     }
 
-    static inline ErrorWatch *innermost_ = nullptr;
+    static inline ErrorWatch *innermost = nullptr;
     ErrorWatch *outer_;     ///< The one whose walk looks something up here.
     rpmlogCallback reader_; ///< Of `outer_`, or of the whole program, which takes no data.
     bool sawError_ = false;

@@ -97,7 +97,7 @@ std::vector<RpmRecord> recordsOf(const IConfiguration &configuration, const Tran
 
 std::vector<RpmRecord> recordsOfCopy(const IConfiguration &configuration, const AskForCertificate &ask,
                                      const std::string &newId = {}) {
-    return behindRpmPath([&] {
+    return withRpmPath([&] {
         // Declared before the transaction, which works on it and must end first.
         const Common::Rpm::DatabaseCopy copy;
         return recordsOf(configuration, Transaction(0), ask, newId);
@@ -107,7 +107,7 @@ std::vector<RpmRecord> recordsOfCopy(const IConfiguration &configuration, const 
 } // namespace
 
 fs::path rpmDatabaseFile() {
-    const fs::path directory = Common::Rpm::databaseDirectory();
+    fs::path directory = Common::Rpm::databaseDirectory();
     for (const char *name : {"rpmdb.sqlite", "Packages", "Packages.db"})
         if (Common::isThere(directory / name))
             return directory / name;

@@ -37,7 +37,7 @@ std::filesystem::path rpmDatabaseFile();
 /// Calls `act`, which opens a copy of that database. Puts the path of the machine's own database before the
 /// text of a Common::Error: the copy's means nothing to people.
 template<class Act>
-auto behindRpmPath(const Act &act) {
+auto withRpmPath(const Act &act) {
     const std::filesystem::path file = rpmDatabaseFile();
     try {
         return act();

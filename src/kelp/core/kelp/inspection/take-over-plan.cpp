@@ -46,7 +46,7 @@ public:
         addPending();
         plan_.room = room();
         std::optional<Common::Rpm::DatabaseCopy> copy;
-        addInstalled(behindRpmPath([&] {
+        addInstalled(withRpmPath([&] {
             copy.emplace();
             return Transaction(0);
         }));

@@ -260,7 +260,7 @@ std::vector<fs::path> placesOfMappings(const IConfiguration &configuration, cons
     std::vector<fs::path> places;
     for (const PublishedMapping &mapping : MappingSearch(configuration, {id}).run())
         if (mapping.id == id)
-            places.push_back(mapping.file.target);
+            places.emplace_back(mapping.file.target);
     return places;
 }
 

@@ -104,7 +104,7 @@ void addFilesBelow(const fs::path &directory, const Common::Rpm::Reader &package
     for (int i = 0; i < installed.count(); ++i)
         // Compares texts: a path object for each file of all packages would cost more than the walk.
         if (installed.directory(installed.directoryOf(i)).starts_with(beginning) && !installed.isDirectory(i))
-            files.push_back(installed.path(i));
+            files.emplace_back(installed.path(i));
 }
 
 std::vector<std::string> staying(const std::string &orgName, const std::vector<PackageInformation> &packages,

@@ -261,14 +261,18 @@ void RpmSurvey::readRecord(const Reader &reader, const PackageSignatures::Databa
     RpmCandidate &candidate = *candidates_.emplace_back(std::make_unique<RpmCandidate>());
     candidate.entry = makeEntry(reader, *identity, *certificate);
     items_.push_back({identity->id, &candidate});
-    // Without its names its organisation's data would not move.
+    takeNames(candidate);
+    stayFor(failureOf([&] { requireNothingLost(reader, *identity, left); }), candidate);
+}
+
+/// Without its names its organisation's data would not move.
+void RpmSurvey::takeNames(RpmCandidate &candidate) {
     stayFor(failureOf([&] {
-                const auto [orgName, appName] = namesOf(identity->id);
+                const auto [orgName, appName] = namesOf(candidate.entry.id);
                 candidate.entry.orgName = orgName;
                 candidate.entry.appName = appName;
             }),
             candidate);
-    stayFor(failureOf([&] { requireNothingLost(reader, *identity, left); }), candidate);
 }
 
 InstalledApplication RpmSurvey::read(const RpmCandidate &candidate) const {

@@ -121,6 +121,7 @@ private:
 
     void readRecord(const Common::Rpm::Reader &reader, const PackageSignatures::Database &signatures,
                     const std::set<std::string> &exceptIds, const std::vector<LeftTree> &left);
+    void takeNames(RpmCandidate &candidate);
     void judgeAlone(std::size_t number);
     void addDirectories(const InstalledApplication &application);
     bool mayPublish(RpmCandidate &candidate, const InstalledApplication &application);
