@@ -28,6 +28,7 @@ const std::map<std::string, ColourChoice> colourChoices{
 
 std::vector<std::string> namesOf(const std::vector<const CLI::App *> &commands) {
     std::vector<std::string> names;
+    names.reserve(commands.size());
     for (const CLI::App *command : commands)
         names.push_back(command->get_name());
     return names;

@@ -49,7 +49,7 @@ std::string checkId(const std::string &id) {
 
 /// Each once, in the order of first mention, like the ids of a report.
 std::vector<CatalogueEntry> entriesOf(const ExplainArguments &arguments) {
-    const auto all = Validator::allFindings();
+    auto all = Validator::allFindings();
     if (arguments.isList)
         return all;
     std::vector<CatalogueEntry> entries;

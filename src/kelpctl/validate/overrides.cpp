@@ -32,7 +32,7 @@ Override parse(const std::string &line) {
 }
 
 std::string objectionTo(const Override &line) {
-    const std::string objection = objectionToSilence(line.id);
+    std::string objection = objectionToSilence(line.id);
     if (!objection.empty())
         return objection;
     return line.reason.empty() ? "A line has an id, a pattern of paths and a reason" : "";
@@ -82,6 +82,7 @@ std::string objectionToSilence(const std::string &id) {
     const auto found = std::ranges::find(all, id, &Validator::CatalogueEntry::id);
     if (found == all.end()) {
         std::vector<std::string> known;
+        known.reserve(all.size());
         for (const Validator::CatalogueEntry &entry : all)
             known.emplace_back(entry.id);
         return "There is no finding " + id + suggestion(id, known);

@@ -269,8 +269,8 @@ void addBounds(CLI::App &validate, ValidateArguments &arguments) {
         ->option_text("SECONDS");
 }
 
-/// The options for the report.
-void addReport(CLI::App &validate, ValidateArguments &arguments) {
+/// The options for what counts.
+void addCounting(CLI::App &validate, ValidateArguments &arguments) {
     validate
         .add_option("--fail-on", arguments.failOn, "With \"warning\", exit with status 1 for warnings too")
         ->check(CLI::IsMember({"error", "warning"}))
@@ -284,6 +284,10 @@ void addReport(CLI::App &validate, ValidateArguments &arguments) {
         .add_option("--overrides", arguments.overrides,
                     "Do not count the warnings and notes that FILE names: id, pattern of paths, reason")
         ->option_text("FILE");
+}
+
+/// The options for the report.
+void addReport(CLI::App &validate, ValidateArguments &arguments) {
     auto *output =
         validate
             .add_option("--output", arguments.output,
@@ -329,6 +333,7 @@ void addValidate(CLI::App &app, Command &command) {
     CLI::App *validate = app.add_subcommand("validate", "Judge packages as their installation would");
     addTarget(*validate, *arguments);
     addBounds(*validate, *arguments);
+    addCounting(*validate, *arguments);
     addReport(*validate, *arguments);
     addPackages(*validate, *arguments);
     validate->callback([arguments, &command] {
