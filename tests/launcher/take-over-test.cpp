@@ -306,6 +306,11 @@ TEST_F(TakeOverTest, ATreeWithoutAJournalGoesOnlyWhenRpmHasAllOfIt) {
     machine.launch();
     machine.expectArrived({"org.app"});
     EXPECT_TRUE(machine.isStamped());
+
+    machine.run(
+        "cd $IMAGE; rm var/lib/kelp/.migration_done; cp -r opt/app/org.shared/1-1 opt/kelp/tmp/other; "
+        "echo other=1 >>opt/kelp/tmp/other/velura.pkg; launch");
+    EXPECT_TRUE(machine.holds("opt/kelp/rescued/org.shared-1-1")) << "it is not the tree of the store";
 }
 
 TEST_F(TakeOverTest, OnlyAJudgementHasAnApplicationStayForGood) {
@@ -328,6 +333,24 @@ TEST_F(TakeOverTest, OnlyAJudgementHasAnApplicationStayForGood) {
         machine.expectStay({"org.sound"});
         EXPECT_THAT(machine.run(KELPCTL " status --root $IMAGE || true"), HasSubstr(reason));
     }
+}
+
+TEST_F(TakeOverTest, WhatStaysLeavesNothingStagedAndTheDirectoriesOfBefore) {
+    const Machine machine;
+    machine.run("add org.pair org.paired");
+    for (const char *id : {"org.pair", "org.paired"}) {
+        machine.run(std::string("launch_failing openat EIO /usr/share/") + id + "/words");
+        machine.expectStay({"org.pair", "org.paired"});
+    }
+
+    const std::string directory = "usr/share/common/acme/one";
+    machine.run("add org.example.one; mkdir -p $IMAGE/" + directory);
+    const std::string target = "/" + directory + "/org.example.one";
+    EXPECT_THAT(machine.run("launch_failing newfstatat EIO " + target),
+                HasSubstr("org.example.one files with mappings: " + target + ": Input/output error\n"));
+    machine.run("launch_failing renameat2 EIO /usr/share/applications");
+    machine.expectStay({"org.example.one"});
+    EXPECT_TRUE(machine.holds(directory));
 }
 
 TEST_F(TakeOverTest, NothingIsTouchedWithoutADatabaseThatCanBeReadAndHasRoom) {
