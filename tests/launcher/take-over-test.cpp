@@ -337,6 +337,13 @@ TEST_F(TakeOverTest, OnlyAJudgementHasAnApplicationStayForGood) {
 
 TEST_F(TakeOverTest, WhatStaysLeavesNothingStagedAndTheDirectoriesOfBefore) {
     const Machine machine;
+    // Delays the look at each file after its copy.
+    machine.run("add org.app; (until [[ -e $IMAGE/opt/kelp/tmp/org.app/data/large ]]; do sleep 0.01; done; "
+                "echo more >>$IMAGE/usr/share/org.app/large) &\n"
+                "restrictions=(strace -E ASAN_OPTIONS=detect_leaks=0 -f -qq -o /dev/null -e "
+                "inject=chmod:delay_enter=300000); launch; kill $! || true");
+    machine.expectStay({"org.app"});
+
     machine.run("add org.pair org.paired");
     for (const char *id : {"org.pair", "org.paired"}) {
         machine.run(std::string("launch_failing openat EIO /usr/share/") + id + "/words");
