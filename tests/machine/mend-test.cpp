@@ -220,6 +220,8 @@ TEST_F(MendTest, TellsAndBringsBackWhatWasStaged) {
                                      "kelpctl doctor --repair lists what is there\nstatus 1\n");
     EXPECT_THAT(kelpctl("verify org.example.notes --json"),
                 HasSubstr(R"("changed_configuration":[{"id":"org.example.notes")"));
+    EXPECT_THAT(doctor("org.example.notes"),
+                HasSubstr("is a link, and not a file; kelpctl install --repair FILE\n"));
     const std::pair<std::string, std::string> repairs[] = {
         {"sound-2", "org.example.sound: Version 1-1 is installed, and not 2-1\nstatus 1\n"},
         {"org.example.ticker",

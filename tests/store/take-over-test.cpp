@@ -280,7 +280,7 @@ TEST_F(TakeOverTest, DirectoriesThatThePublicationMakesAreNoted) {
 
 TEST_F(TakeOverTest, AFileIsLinkedWhereACopyWouldBeEqual) {
     if (::geteuid() != 0)
-        GTEST_SKIP() << "only root can make these files";
+        GTEST_SKIP() << "needs root: only it can make files of other owners, and with capabilities";
     fs::create_directories(at("usr/bin"));
     const std::string make =
         "cd " + text("usr/bin") +
@@ -366,7 +366,7 @@ TEST_F(TakeOverTest, WhatWasLeftBehindGoesWhereItIsOursAndDead) {
 
 TEST_F(TakeOverTest, WhatCannotBeLookedAtIsNotedUntilItCan) {
     if (::geteuid() != 0)
-        GTEST_SKIP() << "only a link of root's is followed";
+        GTEST_SKIP() << "needs root: only links that root made are followed";
     const PackageStaging staging = stage("1-1", {{"data/one", "1"}});
     fs::create_symlink("one", staging.path / "data/alias");
     database.install(staging, extras("mdm"));

@@ -147,10 +147,8 @@ private:
         std::function<void()> mend;
         if (isMendable)
             mend = [version = version_, id = package_.id, difference] { restore(version, id, difference); };
-        findings_.push_back(
-            {package_.id, kindOf(kind), version_ / difference.path,
-             difference.text + (isMendable ? "; --repair sets it" : "; kelpctl install --repair FILE"),
-             std::move(mend)});
+        findings_.push_back({package_.id, kindOf(kind), version_ / difference.path,
+                             difference.text + (isMendable ? "; --repair sets it" : ""), std::move(mend)});
     }
 
     /// Then the finding about its target tells its fate.
