@@ -1,7 +1,7 @@
 // Any file is a PNG with dimensions or ends in the one error; so does its text as a data URL.
 
 #include "kelp/core/common/errors/error.h"
-#include "kelp/core/kelp/validator/data/png-size.h"
+#include "kelp/core/kelp/validator/data/icon.h"
 #include "support/fuzz-file.h"
 
 #include <string>

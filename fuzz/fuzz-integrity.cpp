@@ -1,6 +1,6 @@
 // Any file is refused or gives a list no longer than it could hold.
 
-#include "kelp/core/kelp/validator/data/integrity-file.h"
+#include "kelp/core/kelp/validator/data/integrityd.h"
 #include "support/fuzz-file.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {

@@ -1,10 +1,10 @@
 // Runs the program as a maker of packages would. What it prints is held against reviewed files; a change that
 // was reviewed is accepted by running this program with KELP_ACCEPT_REPORTS=1.
 
-#include "kelp/core/kelp/validator/all-findings.h"
+#include "kelp/core/kelp/validator/catalogue.h"
 #include "kelpctl/explanations/explanation.h"
 #include "kelpctl/explanations/machine-words.h"
-#include "kelpctl/text-width.h"
+#include "kelpctl/shown-text.h"
 #include "kelpctl/validate/package-report.h"
 #include "kelpctl/validate/run/spool.h"
 #include "kelpctl/validate/run/workspace.h"

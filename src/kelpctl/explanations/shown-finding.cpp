@@ -3,7 +3,6 @@
 #include "kelpctl/explanations/explanation.h"
 #include "kelpctl/shown-text.h"
 #include "kelpctl/terminal.h"
-#include "kelpctl/text-width.h"
 
 #include <unistd.h>
 

@@ -1,6 +1,12 @@
-// Collects the state of a machine in one directory, for people far away.
-
-#include "kelpctl/mend/captured-output.h"
+#include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/files/durable-file.h"
+#include "kelp/core/common/files/file-descriptor.h"
+#include "kelp/core/common/places.h"
+#include "kelp/core/kelp/inspection/store-view.h"
+#include "kelp/core/kelp/inspection/unread.h"
+#include "kelp/core/kelp/package/database-path-resolver.h"
+#include "kelp/core/kelp/package/store-entry.h"
+#include "kelp/core/kelp/package/store-names.h"
 #include "kelpctl/mend/commands.h"
 #include "kelpctl/mend/report-directory.h"
 #include "kelpctl/see/commands.h"
@@ -8,31 +14,83 @@
 #include "kelpctl/see/presentation.h"
 #include "kelpctl/shown-text.h"
 
-#include "kelp/core/common/errors/error.h"
-#include "kelp/core/common/files/durable-file.h"
-#include "kelp/core/common/places.h"
-#include "kelp/core/kelp/inspection/store-view.h"
-#include "kelp/core/kelp/inspection/unread.h"
-#include "kelp/core/kelp/package/database-path-resolver.h"
-#include "kelp/core/kelp/package/store-entry.h"
-#include "kelp/core/kelp/package/store-names.h"
-
 #include <CLI/CLI.hpp>
-
 #include <spawn.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/utsname.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <cstdio>
+#include <functional>
 #include <iostream>
+#include <string>
+#include <system_error>
+
+// Collects the state of a machine in one directory, for people far away.
 
 namespace fs = std::filesystem;
 
 namespace KelpCtl {
 
 namespace {
+
+using Common::FileDescriptor;
+
+FileDescriptor opened(int file) {
+    if (file < 0)
+        throw std::system_error(errno, std::system_category(), "Couldn't collect output");
+    return FileDescriptor(file);
+}
+
+void flushAll() {
+    std::cout.flush();
+    std::cerr.flush();
+    std::fflush(nullptr);
+}
+
+/// Sends both streams to a file while it lives.
+class Diversion {
+public:
+    explicit Diversion(int file) : streams_{opened(::dup(STDOUT_FILENO)), opened(::dup(STDERR_FILENO))} {
+        flushAll();
+        ::dup2(file, STDOUT_FILENO);
+        ::dup2(file, STDERR_FILENO);
+    }
+    Diversion(const Diversion &) = delete;
+    Diversion &operator=(const Diversion &) = delete;
+    ~Diversion() {
+        flushAll();
+        ::dup2(streams_[0].get(), STDOUT_FILENO);
+        ::dup2(streams_[1].get(), STDERR_FILENO);
+    }
+
+private:
+    std::array<FileDescriptor, 2> streams_;
+};
+
+/// Everything that `run` writes to standard output and standard error, also through libraries. Meanwhile
+/// neither is a terminal. Raises std::system_error when the machine fails, and what `run` raises.
+std::string capturedOutput(const std::function<void()> &run) {
+    const FileDescriptor file = opened(::memfd_create("kelpctl-report", MFD_CLOEXEC));
+    {
+        const Diversion diversion(file.get());
+        run();
+    }
+    std::string text;
+    std::array<char, 65536> block{};
+    ssize_t size = 0;
+    off_t from = 0;
+    while ((size = ::pread(file.get(), block.data(), block.size(), from)) > 0) {
+        text.append(block.data(), static_cast<std::size_t>(size));
+        from += size;
+    }
+    return text;
+}
 
 using Core::KELP::StoreView;
 using std::string_literals::operator""s;

@@ -2,7 +2,6 @@
 
 #include "kelpctl/shown-text.h"
 #include "kelpctl/terminal.h"
-#include "kelpctl/text-width.h"
 
 #include "kelp/core/kelp/inspection/unread.h"
 

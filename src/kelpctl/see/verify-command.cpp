@@ -1,6 +1,5 @@
 // Compares the applications' files with the staged ones.
 
-#include "kelpctl/progress.h"
 #include "kelpctl/see/commands.h"
 #include "kelpctl/see/machine.h"
 #include "kelpctl/see/presentation.h"

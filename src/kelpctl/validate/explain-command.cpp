@@ -3,11 +3,10 @@
 #include "kelpctl/explanations/machine-words.h"
 #include "kelpctl/shown-text.h"
 #include "kelpctl/terminal.h"
-#include "kelpctl/text-width.h"
 #include "kelpctl/validate/commands.h"
 #include "kelpctl/validate/package-report.h"
 
-#include "kelp/core/kelp/validator/all-findings.h"
+#include "kelp/core/kelp/validator/catalogue.h"
 
 #include <CLI/CLI.hpp>
 #include <boost/json/array.hpp>

@@ -2,7 +2,7 @@
 
 #include "kelpctl/closest-word.h"
 
-#include "kelp/core/kelp/validator/all-rules.h"
+#include "kelp/core/kelp/validator/catalogue.h"
 
 #include <vector>
 

@@ -1,10 +1,9 @@
 #include "kelpctl/validate/judge-pool.h"
 
 #include "kelpctl/validate/judge-process.h"
-#include "kelpctl/validate/report-transfer.h"
+#include "kelpctl/validate/package-report.h"
 #include "kelpctl/validate/run/interruption.h"
 #include "kelpctl/validate/run/whole-io.h"
-#include "kelpctl/validate/run/workspace-place.h"
 #include "kelpctl/validate/run/workspace.h"
 
 #include <poll.h>

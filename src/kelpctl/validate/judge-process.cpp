@@ -1,6 +1,6 @@
 #include "kelpctl/validate/judge-process.h"
 
-#include "kelpctl/validate/report-transfer.h"
+#include "kelpctl/validate/package-report.h"
 #include "kelpctl/validate/run/channel.h"
 #include "kelpctl/validate/run/interruption.h"
 #include "kelpctl/validate/run/whole-io.h"

@@ -4,7 +4,7 @@
 #include "kelpctl/shown-text.h"
 
 #include "kelp/core/common/files/durable-file.h"
-#include "kelp/core/kelp/validator/all-findings.h"
+#include "kelp/core/kelp/validator/catalogue.h"
 
 #include <fnmatch.h>
 

@@ -1,11 +1,10 @@
 #include "kelpctl/validate/package-judge.h"
 
 #include "kelpctl/file-kind.h"
-#include "kelpctl/progress.h"
+#include "kelpctl/terminal.h"
 #include "kelpctl/validate/collected-report.h"
 #include "kelpctl/validate/lookahead.h"
 #include "kelpctl/validate/run/interruption.h"
-#include "kelpctl/validate/run/workspace-place.h"
 #include "kelpctl/validate/run/workspace.h"
 
 #include "kelp/core/common/errors/error-category.h"

@@ -1,8 +1,7 @@
 #pragma once
 
-#include "kelpctl/validate/run/spool.h"
-
 #include "kelp/core/kelp/validator/framework/message.h"
+#include "kelpctl/validate/run/spool.h"
 
 #include <cstdint>
 #include <map>
@@ -65,5 +64,12 @@ std::string fingerprintOf(const Validator::Message &message);
 
 /// "header" or "files".
 std::string nameOf(Stage stage);
+
+/// A report as bytes, for another process of this very program; without its lines.
+std::string packed(const PackageReport &report);
+
+/// The report of such bytes. A hostile package may have taken over its judge: raises std::runtime_error for
+/// bytes that are no report.
+PackageReport unpacked(std::string_view bytes);
 
 } // namespace KelpCtl

@@ -1,6 +1,6 @@
 #include "kelpctl/validate/commands.h"
 
-#include "kelp/core/kelp/validator/all-rules.h"
+#include "kelp/core/kelp/validator/catalogue.h"
 #include "kelp/core/kelp/validator/configuration/config.h"
 
 #include <CLI/CLI.hpp>

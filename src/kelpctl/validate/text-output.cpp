@@ -2,7 +2,6 @@
 #include "kelpctl/explanations/shown-finding.h"
 #include "kelpctl/shown-text.h"
 #include "kelpctl/terminal.h"
-#include "kelpctl/text-width.h"
 #include "kelpctl/validate/report-output.h"
 
 #include "kelp/core/kelp/validator/framework/text.h"

@@ -9,7 +9,7 @@
 #include "kelpctl/validate/run/package-source.h"
 
 #include "kelp/core/common/platform-facts.h"
-#include "kelp/core/kelp/validator/all-findings.h"
+#include "kelp/core/kelp/validator/catalogue.h"
 #include "kelp/core/kelp/validator/configuration/profile.h"
 #include "kelp/core/kelp/validator/data/os-compatibility.h"
 

@@ -1,4 +1,4 @@
-#include "kelp/core/kelp/validator/data/integrity-file.h"
+#include "kelp/core/kelp/validator/data/integrityd.h"
 
 #include "support/temporary-directory.h"
 #include "support/text-file.h"

@@ -1,4 +1,4 @@
-#include "kelp/core/kelp/validator/data/png-size.h"
+#include "kelp/core/kelp/validator/data/icon.h"
 
 #include "kelp/core/common/errors/error.h"
 #include "png-image.h"

@@ -1,4 +1,4 @@
-#include "kelp/core/kelp/validator/desktop/desktop-checks.h"
+#include "kelp/core/kelp/validator/desktop/desktop-default.h"
 
 #include <gtest/gtest.h>
 

@@ -2,10 +2,23 @@
 
 #include "kelp/core/common/files/file-descriptor.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 namespace KelpCtl {
+
+/// Where packages are unpacked in memory.
+constexpr const char *memoryDirectory = "/dev/shm";
+
+/// Whether to unpack a package of that size there, with `jobs` packages at once: TMPDIR names no other place,
+/// and half of the free memory suffices. Others go to the directory for temporary files.
+bool fitsMemory(std::uint64_t size, std::size_t jobs);
+
+/// The places that are in use, at most both.
+std::vector<std::filesystem::path> workspacePlaces();
 
 /// The directory in which one package is unpacked. This object made it and reaches it by a descriptor, so it
 /// cannot be exchanged.

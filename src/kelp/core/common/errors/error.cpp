@@ -1,7 +1,7 @@
 #include "kelp/core/common/errors/error.h"
 
-#include "kelp/core/common/errors/descriptor-names.h"
 #include "kelp/core/common/errors/error-category.h"
+#include "kelp/core/common/errors/log-stream.h"
 
 #include <cerrno>
 #include <new>

@@ -9,6 +9,10 @@
 
 namespace Common {
 
+/// Replaces "/proc/self/fd/N" in a text by names. Calls that take only paths reach open directories and files
+/// that way. The number tells a reader nothing, and is another file's by then.
+std::string withNames(std::string text);
+
 enum class LogLevel : std::int32_t {
     Info = 0,    ///< "[I] "
     Warning = 1, ///< "[W] "

@@ -3,7 +3,6 @@
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/files/file-descriptor.h"
 #include "kelp/core/common/rpm/initialise.h"
-#include "kelp/core/common/rpm/package-defect.h"
 #include "kelp/core/common/rpm/tag-data.h"
 
 #include <fcntl.h>
@@ -16,8 +15,11 @@
 #include <rpm/rpmtd.h>
 #include <rpm/rpmts.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
@@ -25,11 +27,53 @@
 #include <optional>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Common::Rpm {
 
 namespace {
+
+using namespace std::string_view_literals;
+
+constexpr auto leadMagic = "\xed\xab\xee\xdb"sv;
+constexpr off_t sizeOfLead = 96;
+constexpr std::size_t sizeOfIntro = 16; ///< Of a header: magic, number of entries, size of the data.
+
+off_t offsetAt(const std::array<char, sizeOfIntro> &bytes, std::size_t offset) {
+    std::uint32_t number = 0;
+    for (std::size_t i = offset; i < offset + 4; ++i)
+        number = number << 8 | static_cast<unsigned char>(bytes[i]);
+    return number;
+}
+
+/// Where the header that begins at `start` ends; nothing when its beginning is not there.
+std::optional<off_t> endOfHeader(int file, off_t start) {
+    std::array<char, sizeOfIntro> intro{};
+    if (::pread(file, intro.data(), intro.size(), start) != std::ssize(intro))
+        return std::nullopt;
+    return start + static_cast<off_t>(sizeOfIntro) + 16 * offsetAt(intro, 8) + offsetAt(intro, 12);
+}
+
+/// Signatures, filled up to a multiple of eight, and the header after them.
+std::optional<off_t> endOfHeaders(int file) {
+    const auto signatures = endOfHeader(file, sizeOfLead);
+    return signatures ? endOfHeader(file, (*signatures + 7) / 8 * 8) : std::nullopt;
+}
+
+/// Why librpm refuses an open package file, for people: another kind of file, cut short, or a damaged header.
+/// Says nothing about the payload.
+std::string packageDefect(int file) {
+    std::array<char, leadMagic.size()> magic{};
+    if (::pread(file, magic.data(), magic.size(), 0) != std::ssize(magic) ||
+        std::string_view(magic.data(), magic.size()) != leadMagic)
+        return "it is no rpm package";
+    struct stat status {};
+    const auto end = endOfHeaders(file);
+    if (::fstat(file, &status) != 0 || !end || *end > status.st_size)
+        return "it is cut short";
+    return "its header is damaged";
+}
 
 [[noreturn]] void refuse(const std::string &reason) {
     throw Error(ErrorCode::BadPackageFileFormat, "Couldn't read rpm package").because(reason);

@@ -2,7 +2,7 @@
 
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/errors/log-stream.h"
-#include "kelp/core/common/rpm/database-presence.h"
+#include "kelp/core/common/rpm/database.h"
 #include "kelp/core/common/rpm/initialise.h"
 
 #include <rpm/rpmcli.h>

@@ -3,7 +3,7 @@
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/common/files/path-tests.h"
-#include "kelp/core/common/rpm/database-copy.h"
+#include "kelp/core/common/rpm/database.h"
 #include "kelp/core/common/rpm/file-iterator.h"
 #include "kelp/core/common/rpm/tags.h"
 #include "kelp/core/common/rpm/transaction.h"

@@ -4,7 +4,7 @@
 #include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/i-configuration.h"
-#include "kelp/core/common/rpm/database-copy.h"
+#include "kelp/core/common/rpm/database.h"
 #include "kelp/core/common/rpm/transaction.h"
 #include "kelp/core/kelp/inspection/machine-state.h"
 #include "kelp/core/kelp/inspection/rpm-view.h"

@@ -7,7 +7,7 @@
 #include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/common/platform-facts.h"
-#include "kelp/core/common/rpm/database-presence.h"
+#include "kelp/core/common/rpm/database.h"
 #include "kelp/core/common/rpm/version.h"
 #include "kelp/core/kelp/incoming/judge.h"
 #include "kelp/core/kelp/incoming/rpm-package.h"

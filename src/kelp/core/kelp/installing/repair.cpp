@@ -6,7 +6,7 @@
 #include "kelp/core/common/files/directory.h"
 #include "kelp/core/common/files/durable-file.h"
 #include "kelp/core/common/files/file-descriptor.h"
-#include "kelp/core/common/rpm/database-presence.h"
+#include "kelp/core/common/rpm/database.h"
 #include "kelp/core/common/rpm/digest.h"
 #include "kelp/core/kelp/incoming/rpm-package.h"
 #include "kelp/core/kelp/inspection/store-view.h"

@@ -13,7 +13,7 @@ public:
     bool isIconRequired(const std::string &) const override { return true; }
 };
 
-// The profiles that add little to that of a regular application. small-profiles.cpp has their additions.
+// The profiles that add little to that of a regular application.
 
 /// The policy for an extended application.
 class ConfigExtended : public ConfigRegular {

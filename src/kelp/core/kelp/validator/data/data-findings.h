@@ -51,6 +51,6 @@ void appendDataFindings(std::vector<CatalogueEntry> &all);
 /// Appends the keys that the manifest of a package may have.
 void appendManifestRules(Rules &rules); // manifest.cpp
 /// Appends what the configuration of the integrity daemon may watch.
-void appendWatchRules(Rules &rules); // integrity-file.cpp
+void appendWatchRules(Rules &rules); // integrityd.cpp
 
 } // namespace Validator

@@ -1,9 +1,16 @@
 #include "kelp/core/kelp/validator/desktop/desktop-default.h"
 
 #include "kelp/core/kelp/desktop-file/desktop-file.h"
-#include "kelp/core/kelp/validator/desktop/desktop-checks.h"
 #include "kelp/core/kelp/validator/desktop/desktop-findings.h"
+#include "kelp/core/kelp/validator/desktop/desktop-groups.h"
 #include "kelp/core/kelp/validator/desktop/desktop-vocabulary.h"
+
+#include <unicode/uchar.h>
+#include <unicode/utf8.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <limits>
 
 namespace Validator {
 
@@ -26,7 +33,59 @@ std::vector<std::string> launchForms(const std::string &profile, const std::stri
     return forms;
 }
 
+// ICU's macro narrows from int in its own arithmetic.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wconversion"
+/// Decodes the character at `position` and moves past it. Negative for a malformed one.
+UChar32 nextCharacter(const std::uint8_t *text, std::int32_t &position, std::int32_t size) {
+    UChar32 character = U_SENTINEL;
+    U8_NEXT(text, position, size, character);
+    return character;
+}
+#pragma GCC diagnostic pop
+
+/// Allowed between words, but a name of blanks alone would be invisible.
+bool isBlank(UChar32 character) {
+    return character == 0x20 || character == 0xa0;
+}
+
+/// Invisible characters, changes of direction, and characters that differ by device could make a name look
+/// like another application's.
+bool isVisible(UChar32 character) {
+    switch (u_charType(character)) {
+    case U_UNASSIGNED:
+    case U_SPACE_SEPARATOR:
+    case U_LINE_SEPARATOR:
+    case U_PARAGRAPH_SEPARATOR:
+    case U_CONTROL_CHAR:
+    case U_FORMAT_CHAR:
+    case U_PRIVATE_USE_CHAR:
+    case U_SURROGATE:
+        return false;
+    default:
+        return true;
+    }
+}
+
 } // namespace
+
+bool isDisplayName(std::string_view text) {
+    // ICU counts bytes in 32 bits.
+    if (text.size() > std::numeric_limits<std::int32_t>::max())
+        return false;
+    const auto size = static_cast<std::int32_t>(text.size());
+    const auto *bytes = reinterpret_cast<const std::uint8_t *>(text.data());
+    bool anyVisible = false;
+    for (std::int32_t position = 0; position < size;) {
+        const UChar32 character = nextCharacter(bytes, position, size);
+        if (isBlank(character))
+            continue;
+        if (character < 0 || !isVisible(character))
+            return false;
+        anyVisible = true;
+    }
+    return anyVisible;
+}
 
 DesktopDefault::DesktopDefault(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config,
                                std::shared_ptr<Logger> logger) :

@@ -4,7 +4,15 @@
 
 #include "platform/app-manifest/manifest-entry.h"
 
+#include <optional>
+#include <string_view>
+
 namespace Validator {
+
+/// Whether a text can be shown below an icon: well-formed UTF-8 with at least one character other than a
+/// blank, and without control, format, separator, private and unassigned characters. Only the blanks U+0020
+/// and U+00A0 are allowed.
+bool isDisplayName(std::string_view text);
 
 /// Checks the groups of a desktop file and the keys by which the application is shown and launched. Sets the
 /// flags DesktopSeen, QmlOnlyApp and VitrineApp.

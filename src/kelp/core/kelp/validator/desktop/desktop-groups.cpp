@@ -1,128 +1,17 @@
-#include "kelp/core/kelp/validator/desktop/desktop-checks.h"
+#include "kelp/core/kelp/validator/desktop/desktop-groups.h"
 
 #include "platform/app-manifest/manifest-entry.h"
 
-#include "kelp/core/common/errors/error.h"
-#include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/validator/desktop/desktop-findings.h"
 #include "kelp/core/kelp/validator/desktop/desktop-vocabulary.h"
 #include "kelp/core/kelp/validator/framework/logger.h"
 
-#include <unicode/uchar.h>
-#include <unicode/utf8.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
-#include <iostream>
-#include <limits>
 #include <locale>
-#include <memory>
 #include <set>
 #include <sstream>
 
 namespace Validator {
-
-namespace {
-
-struct Free {
-    void operator()(char *text) const { std::free(text); }
-};
-
-/// The errors for which the package's own path is at fault.
-constexpr int faultsOfThePath[] = {ENOENT, ENOTDIR, ELOOP, ENAMETOOLONG};
-
-/// The path without links, or nothing if it is dangling. A link in the package's directory to a program of
-/// the system must not pass for one of the package.
-std::string resolved(const std::string &path) {
-    const std::unique_ptr<char, Free> result(::realpath(path.c_str(), nullptr));
-    if (result)
-        return result.get();
-    if (std::ranges::find(faultsOfThePath, errno) == std::end(faultsOfThePath))
-        throw Common::Error(Common::ErrorCode::Filesystem, "Couldn't look at file: " + path, errno);
-    std::cerr << "ExecDBus error: " << std::strerror(errno) << '\n';
-    return {};
-}
-
-std::string unpackedPathOf(const std::string &systemPath, const UnpackedTree &tree) {
-    return tree.root + "/" + Core::KELP::packagePathOf(systemPath, tree.mappings).string();
-}
-
-} // namespace
-
-bool isExecDBusAllowed(const std::string &launchLine, const std::string &packageName,
-                       const UnpackedTree &tree) {
-    // Joined with the root as texts: the standard path type would drop the root before an absolute path.
-    std::string program(programOf(launchLine));
-    std::string binary = "/usr/bin/" + packageName;
-    std::string directory = "/usr/libexec/" + packageName;
-    // Resolved in any case: its line on standard error belongs to the report. The main binary then passes by
-    // its name; the checker of programs reports it if it is missing.
-    if (tree.mappings.empty())
-        return resolved(tree.root + program).find(directory) != std::string::npos || program == binary;
-
-    for (std::string *path : {&binary, &program, &directory})
-        *path = unpackedPathOf(*path, tree);
-    return resolved(program).find(directory) != std::string::npos || program == binary;
-}
-
-namespace {
-
-// ICU's macro narrows from int in its own arithmetic.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wconversion"
-/// Decodes the character at `position` and moves past it. Negative for a malformed one.
-UChar32 nextCharacter(const std::uint8_t *text, std::int32_t &position, std::int32_t size) {
-    UChar32 character = U_SENTINEL;
-    U8_NEXT(text, position, size, character);
-    return character;
-}
-#pragma GCC diagnostic pop
-
-/// Allowed between words, but a name of blanks alone would be invisible.
-bool isBlank(UChar32 character) {
-    return character == 0x20 || character == 0xa0;
-}
-
-/// Invisible characters, changes of direction, and characters that differ by device could make a name look
-/// like another application's.
-bool isVisible(UChar32 character) {
-    switch (u_charType(character)) {
-    case U_UNASSIGNED:
-    case U_SPACE_SEPARATOR:
-    case U_LINE_SEPARATOR:
-    case U_PARAGRAPH_SEPARATOR:
-    case U_CONTROL_CHAR:
-    case U_FORMAT_CHAR:
-    case U_PRIVATE_USE_CHAR:
-    case U_SURROGATE:
-        return false;
-    default:
-        return true;
-    }
-}
-
-} // namespace
-
-bool isDisplayName(std::string_view text) {
-    // ICU counts bytes in 32 bits.
-    if (text.size() > std::numeric_limits<std::int32_t>::max())
-        return false;
-    const auto size = static_cast<std::int32_t>(text.size());
-    const auto *bytes = reinterpret_cast<const std::uint8_t *>(text.data());
-    bool anyVisible = false;
-    for (std::int32_t position = 0; position < size;) {
-        const UChar32 character = nextCharacter(bytes, position, size);
-        if (isBlank(character))
-            continue;
-        if (character < 0 || !isVisible(character))
-            return false;
-        anyVisible = true;
-    }
-    return anyVisible;
-}
 
 namespace {
 

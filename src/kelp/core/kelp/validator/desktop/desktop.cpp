@@ -1,6 +1,8 @@
 #include "kelp/core/kelp/validator/desktop/desktop.h"
 
+#include "kelp/core/common/errors/error.h"
 #include "kelp/core/kelp/desktop-file/desktop-file.h"
+#include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/validator/desktop/desktop-attestation.h"
 #include "kelp/core/kelp/validator/desktop/desktop-capabilities.h"
 #include "kelp/core/kelp/validator/desktop/desktop-default.h"
@@ -12,6 +14,13 @@
 #include "kelp/core/kelp/validator/framework/file-status.h"
 
 #include "platform/app-manifest/manifest-entry.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <memory>
 
 namespace Validator {
 
@@ -29,7 +38,46 @@ std::optional<ManifestEntry> read(const std::string &path) {
     return entry;
 }
 
+struct Free {
+    void operator()(char *text) const { std::free(text); }
+};
+
+/// The errors for which the package's own path is at fault.
+constexpr int faultsOfThePath[] = {ENOENT, ENOTDIR, ELOOP, ENAMETOOLONG};
+
+/// The path without links, or nothing if it is dangling. A link in the package's directory to a program of
+/// the system must not pass for one of the package.
+std::string resolved(const std::string &path) {
+    const std::unique_ptr<char, Free> result(::realpath(path.c_str(), nullptr));
+    if (result)
+        return result.get();
+    if (std::ranges::find(faultsOfThePath, errno) == std::end(faultsOfThePath))
+        throw Common::Error(Common::ErrorCode::Filesystem, "Couldn't look at file: " + path, errno);
+    std::cerr << "ExecDBus error: " << std::strerror(errno) << '\n';
+    return {};
+}
+
+std::string unpackedPathOf(const std::string &systemPath, const UnpackedTree &tree) {
+    return tree.root + "/" + Core::KELP::packagePathOf(systemPath, tree.mappings).string();
+}
+
 } // namespace
+
+bool isExecDBusAllowed(const std::string &launchLine, const std::string &packageName,
+                       const UnpackedTree &tree) {
+    // Joined with the root as texts: the standard path type would drop the root before an absolute path.
+    std::string program(programOf(launchLine));
+    std::string binary = "/usr/bin/" + packageName;
+    std::string directory = "/usr/libexec/" + packageName;
+    // Resolved in any case: its line on standard error belongs to the report. The main binary then passes by
+    // its name; the checker of programs reports it if it is missing.
+    if (tree.mappings.empty())
+        return resolved(tree.root + program).find(directory) != std::string::npos || program == binary;
+
+    for (std::string *path : {&binary, &program, &directory})
+        *path = unpackedPathOf(*path, tree);
+    return resolved(program).find(directory) != std::string::npos || program == binary;
+}
 
 Desktop::Desktop(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config,
                  std::shared_ptr<Logger> logger) :

@@ -1,13 +1,29 @@
 #pragma once
 
-#include "kelp/core/kelp/validator/desktop/desktop-checks.h"
+#include "kelp/core/kelp/mappings/mapping.h"
 #include "kelp/core/kelp/validator/framework/checker.h"
+
+#include <string>
+#include <vector>
 
 namespace AppManifest {
 class ManifestEntry;
 }
 
 namespace Validator {
+
+/// Where the files of a package lie while it is judged.
+struct UnpackedTree {
+    std::string root;
+    std::vector<Core::KELP::Mapping>
+        mappings; ///< How its layout differs from the system's; empty if it does not.
+};
+
+/// Whether a D-Bus launch line starts the application's own binary, by its name, or a program in the
+/// application's directory below /usr/libexec, with all links followed. A missing program gives a line on
+/// standard error; a failed look raises ErrorCode::Filesystem "Couldn't look at file: PATH".
+bool isExecDBusAllowed(const std::string &launchLine, const std::string &packageName,
+                       const UnpackedTree &tree);
 
 /// Judges the desktop file of the package and, at the end, the parts of the package that depend on it.
 /// Ignores files of other names in the applications directory.

@@ -54,6 +54,6 @@ void appendHardeningFindings(std::vector<CatalogueEntry> &all);
 /// Appends the architectures and loaders of the system, and another name of a MIME type that the lists have.
 void appendHardeningRules(Rules &rules); // machines.cpp
 /// Appends the places to which the rpath of any file may lead without a warning.
-void appendSearchRules(Rules &rules); // library-search.cpp
+void appendSearchRules(Rules &rules); // elf-hardening.cpp
 
 } // namespace Validator

@@ -9,13 +9,6 @@ namespace Validator {
 /// n log n time for a package of n files.
 void checkHeaderHardening(const HeaderCheck &check);
 
-// Its parts.
-
-/// The dependencies, the MIME types and the version (word-checks.cpp).
-void checkWords(const HeaderCheck &check);
-/// The file list (place-checks.cpp).
-void checkPlaces(const HeaderCheck &check);
-
 /// Whether a package has so many unlisted directories that they must be its purpose.
 bool hasTooManyDirectories(const RpmMeta &meta);
 

@@ -1,6 +1,6 @@
 #include "kelp/core/kelp/validator/hardening/integrity-hardening.h"
 
-#include "kelp/core/kelp/validator/data/integrity-file.h"
+#include "kelp/core/kelp/validator/data/integrityd.h"
 #include "kelp/core/kelp/validator/framework/mapped-file.h"
 #include "kelp/core/kelp/validator/hardening/hardening-findings.h"
 

@@ -57,7 +57,7 @@ bool mayBeExecutable(std::string_view path, std::string_view name) {
 void checkWritable(const HeaderCheck &check, const FileInfo &file) {
     if ((file.mode & foreignWriteBits) == 0)
         return;
-    // By the profile's name: its lists cannot express this (small-profiles.cpp).
+    // By the profile's name: its lists cannot express this (config-regular.cpp).
     const PathRule rule = check.config.name() == "auth" ? PathRule::TolerablyWritable : PathRule::Writable;
     check.logger.log(rule, {file.path, S_ISDIR(file.mode) ? "directory" : "file"});
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kelp/core/kelp/validator/framework/passage.h"
+#include "kelp/core/kelp/validator/framework/mapped-file.h"
 
 #include <cstdint>
 #include <functional>

@@ -1,17 +1,35 @@
-#include "kelp/core/kelp/validator/all-rules.h"
+#include "kelp/core/kelp/validator/catalogue.h"
 
 #include "kelp/core/kelp/validator/configuration/config.h"
 #include "kelp/core/kelp/validator/configuration/pattern-set.h"
 #include "kelp/core/kelp/validator/data/data-findings.h"
+#include "kelp/core/kelp/validator/desktop/desktop-findings.h"
 #include "kelp/core/kelp/validator/desktop/desktop-vocabulary.h"
+#include "kelp/core/kelp/validator/framework/content-findings.h"
 #include "kelp/core/kelp/validator/hardening/hardening-findings.h"
 #include "kelp/core/kelp/validator/header/header-findings.h"
 #include "kelp/core/kelp/validator/program/library-places.h"
+#include "kelp/core/kelp/validator/program/program-findings.h"
+#include "kelp/core/kelp/validator/qml/qml-findings.h"
 
 #include <algorithm>
 #include <tuple>
 
 namespace Validator {
+
+/// kelpctl looks ids up here, to explain and to hide them: findings of a missing catalogue would be unknown
+/// to it.
+std::vector<CatalogueEntry> allFindings() {
+    std::vector<CatalogueEntry> all;
+    appendHeaderFindings(all);
+    appendContentFindings(all);
+    appendDesktopFindings(all);
+    appendProgramFindings(all);
+    appendQmlFindings(all);
+    appendDataFindings(all);
+    appendHardeningFindings(all);
+    return all;
+}
 
 namespace {
 

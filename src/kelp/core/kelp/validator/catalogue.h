@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kelp/core/kelp/validator/framework/message.h"
+#include "kelp/core/kelp/validator/framework/rule.h"
 
 #include <vector>
 
@@ -8,5 +9,10 @@ namespace Validator {
 
 /// Every finding that there is, in the order of the stages and their checkers.
 std::vector<CatalogueEntry> allFindings();
+
+class Config;
+
+/// Every rule of a profile's checkers, sorted by topic, status and text.
+Rules allRules(const Config &config);
 
 } // namespace Validator
