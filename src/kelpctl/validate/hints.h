@@ -1,8 +1,8 @@
 #pragma once
 
 #include "kelp/core/kelp/validator/configuration/config.h"
+#include "kelp/core/kelp/validator/framework/checker.h"
 #include "kelp/core/kelp/validator/framework/message.h"
-#include "kelp/core/kelp/validator/framework/rule.h"
 
 #include <optional>
 #include <string>

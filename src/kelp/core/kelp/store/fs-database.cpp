@@ -9,11 +9,9 @@
 #include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/common/rpm/version.h"
-#include "kelp/core/kelp/package/contents-list.h"
 #include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/kelp/package/i-database-path-resolver.h"
 #include "kelp/core/kelp/package/store-entry.h"
-#include "kelp/core/kelp/package/store-names.h"
 #include "kelp/core/kelp/publication/publication-plan.h"
 #include "kelp/core/kelp/publication/publication.h"
 #include "kelp/core/kelp/registry/registry-record.h"
@@ -22,45 +20,26 @@
 #include "kelp/core/kelp/take-over/rpm-migration.h"
 #include "kelp/core/kelp/take-over/take-over-journal.h"
 
-#include <unistd.h>
-
 namespace fs = std::filesystem;
 
 namespace Core::KELP {
 
 namespace {
 
-using Common::Durability;
 using Common::Error;
 using Common::ErrorCode;
 using Common::LogLevel;
 using Common::LogStream;
 
-Error internalError(const char *words, const std::string &id) {
-    return {ErrorCode::Internal, words + id + " package"};
-}
-
-Error unreadableDescriptor(const std::string &id) {
-    return {ErrorCode::CorruptedInstalledPackage, "Couldn't read velura.pkg file of the " + id + " package"};
-}
-
 /// Only a missing or malformed descriptor lets the package be removed: a failed read proves nothing.
-void requireCorrupted(const std::string &id, const Error &error) {
-    if (error.code() != Common::ErrorCategory::make(ErrorCode::Internal))
-        throw unreadableDescriptor(id).causedBy(error);
+bool isCorrupted(const Error &error) {
+    return error.code() == Common::ErrorCategory::make(ErrorCode::Internal);
 }
 
 /// Whether the next look may succeed, so that this one proves nothing.
 bool isFailedLook(const std::exception &error) {
     const int reason = Common::systemErrorOf(error);
     return reason == 0 ? dynamic_cast<const Error *>(&error) == nullptr : !isJudgement(reason);
-}
-
-/// Whether the disk is at fault, and not the package: it was full, or a read failed.
-bool isFaultOfDisk(const std::exception &error) {
-    const auto *ours = dynamic_cast<const Error *>(&error);
-    return ours && (ours->code() == Common::ErrorCategory::make(ErrorCode::Filesystem) ||
-                    ours->code() == Common::ErrorCategory::make(ErrorCode::CorruptedInstalledPackage));
 }
 
 /// By the registry alone: it has every package from its installation on.
@@ -71,11 +50,6 @@ bool isOnRecord(const std::string &id) {
             isInstalled = record.event() != RegistryEvent::Remove;
     };
     return Registry().foreachRecord(note) && isInstalled;
-}
-
-void requireFree(const std::string &objection) {
-    if (!objection.empty())
-        throw Error(ErrorCode::FileConflict, objection);
 }
 
 std::string foreignDescriptor(const fs::path &version) {
@@ -137,162 +111,12 @@ void FSDatabase::cleanupFailedInstallation(const std::string &id) {
     }
 }
 
-void FSDatabase::prepareUpdate(const PackageStaging &staging, const PackageInformation &extras) {
-    const StoreEntry entry = this->entry(staging.id);
-    requireFree(entry.objection());
-    const bool isNew = entry.kind() == StoreEntry::Kind::Absent;
-    try {
-        putInPlace(staging, extras);
-    } catch (...) {
-        // Left empty, the directory would count as foreign.
-        if (isNew)
-            ::rmdir(pathResolver_->packageDirectory(staging.id).c_str());
-        // Without a current version nothing tells what to keep, so nothing goes.
-        cleanupVersionsExceptCurrent(staging.id);
-        throw;
-    }
-}
-
-void FSDatabase::putInPlace(const PackageStaging &staging, const PackageInformation &extras) {
-    const fs::path directory = pathResolver_->versionDirectory(staging.id, staging.version);
-    dropLeftover(directory, staging.id);
-    requireFree(entry(staging.id).objectionTo(staging.version));
-    // Before the move, so that each version in the store has the descriptor that tells whose it is.
-    describe(staging, extras, Durability::Flushed);
-    Common::move(staging.path, directory);
-    // Absolute, also with a relative root prefix: a relative text would count from the package's directory.
-    Common::createSymlink(fs::absolute(directory), pathResolver_->nextDirectory(staging.id));
-}
-
-void FSDatabase::describe(const PackageStaging &staging, const PackageInformation &extras,
-                          Durability durability) const {
-    dropOwnNames(staging.path, staging);
-    const fs::path name = pathResolver_->descriptorFile(staging.id, staging.version).filename();
-    ensureDescriptor(staging.path / name, staging, extras, durability);
-}
-
-/// A package must not ship files under the names of the store's own. The lists and the plan decide which
-/// files of the system are removed. A link in place of the resources would make the store write to its
-/// target.
-void FSDatabase::dropOwnNames(const fs::path &tree, const PackageStaging &staging) const {
-    for (const fs::path &own : {pathResolver_->symlinkListFile(staging.id, staging.version),
-                                pathResolver_->generatedDirListFile(staging.id, staging.version),
-                                pathResolver_->resourcesDirectory(staging.id, staging.version),
-                                fs::path(StoreName::publicationPlan)})
-        Common::removeAll(tree / own.filename());
-    if (!staging.hasContentsList)
-        Common::removeAll(tree / StoreName::contentsList);
-}
-
 StoreEntry FSDatabase::entry(const std::string &id) const {
     return {*pathResolver_, id};
 }
 
-void FSDatabase::completeUpdate(const std::string &id) {
-    if (!hasPendingUpdate(id))
-        throw internalError("Attempt to complete non-existent update for ", id);
-    requireOwnUpdate(id);
-    try {
-        swapToNext(id);
-    } catch (...) {
-        try {
-            recoverPrevious(id);
-        } catch (const std::exception &error) {
-            // In any case the caller gets the reason why the update failed.
-            LogStream(LogLevel::Error) << error;
-        }
-        throw;
-    }
-}
-
-/// Called before anything is removed for the update.
-void FSDatabase::requireOwnUpdate(const std::string &id) const {
-    const StoreEntry entry = this->entry(id);
-    requireFree(entry.objection());
-    if (entry.descriptor(entry.slot(PackageSlot::Next).version).state != StoreEntry::DescriptorState::Own)
-        throw unreadableDescriptor(id);
-}
-
-void FSDatabase::swapToNext(const std::string &id) {
-    // The new version's files may claim the targets of the old one's.
-    tryRemoveMappingsUsingCurrentDirectory(id);
-    if (isInstalled(id))
-        backUpCurrent(id);
-    promoteNext(id);
-    // While both versions exist: a failure brings the old one back.
-    generateMappings(id);
-    cleanupVersionsExceptCurrent(id);
-    // Removes leftovers of the previous version that are dangling now; the others are published again.
-    finishTakingBack(id);
-}
-
-void FSDatabase::backUpCurrent(const std::string &id) {
-    if (!isInstalled(id))
-        throw internalError("Missing current directory when trying to do backup for ", id);
-    // From an earlier update without clean-up: without the link nothing would finish that version's removal.
-    dropPrevious(id);
-    // The old version keeps its directory, so that a roll back is one rename as well.
-    Common::move(pathResolver_->currentDirectory(id), pathResolver_->previousDirectory(id));
-}
-
-void FSDatabase::promoteNext(const std::string &id) {
-    if (!hasPendingUpdate(id))
-        throw internalError("Attempt to complete non-existent update for ", id);
-    Common::move(pathResolver_->nextDirectory(id), pathResolver_->currentDirectory(id));
-}
-
-void FSDatabase::recoverPrevious(const std::string &id) {
-    LogStream(LogLevel::Info) << "Recovering the previous version package corrupted by the upgrade: " << id;
-    try {
-        tryRemoveMappingsUsingCurrentDirectory(id);
-        // With `next` still there, `current` may be that of the previous version: not even it could be
-        // renamed.
-        if (!hasPendingUpdate(id) || !isInstalled(id))
-            rollBackToPrevious(id);
-        // The version of record decides what to publish: it must not be the failed one.
-        if (hasPendingUpdate(id))
-            cleanupVersionsExceptCurrent(id);
-        generateMappings(id);
-        cleanupVersionsExceptCurrent(id);
-        finishTakingBack(id);
-    } catch (const std::exception &error) {
-        LogStream(LogLevel::Warning)
-            << "Couldn't recover the previous version of the package corrupted by the upgrade: " << id;
-        LogStream(LogLevel::Warning) << error;
-        if (isFaultOfDisk(error) && isInstalled(id))
-            keepUnpublished(id);
-        else
-            removeUnrecoverable(id);
-    }
-}
-
-/// The package is whole in the store, but not published. Without the failed version a full disk has room
-/// again. If it does not, the next update publishes.
-void FSDatabase::keepUnpublished(const std::string &id) {
-    if (entry(id).slot(PackageSlot::Previous).counts())
-        return; // Not even the link could be renamed.
-    cleanupVersionsExceptCurrent(id);
-    try {
-        generateMappings(id);
-    } catch (const std::exception &error) {
-        LogStream(LogLevel::Warning) << error;
-    }
-}
-
-/// The caller gets the failure of the update, not one of this removal.
-void FSDatabase::removeUnrecoverable(const std::string &id) {
-    try {
-        cleanupCorrupted(id);
-    } catch (const std::exception &error) {
-        LogStream(LogLevel::Warning) << error;
-    }
-}
-
-void FSDatabase::rollBackToPrevious(const std::string &id) {
-    if (!entry(id).slot(PackageSlot::Previous).counts())
-        // A first installation has no earlier version: this failure makes the caller remove it.
-        throw internalError("Missing backup directory when rolling back update for ", id);
-    Common::move(pathResolver_->previousDirectory(id), pathResolver_->currentDirectory(id));
+Error FSDatabase::unreadableDescriptor(const std::string &id) {
+    return {ErrorCode::CorruptedInstalledPackage, "Couldn't read velura.pkg file of the " + id + " package"};
 }
 
 PackageInformation FSDatabase::packageInfo(const std::string &id) {
@@ -326,7 +150,8 @@ std::optional<PackageInformation> FSDatabase::nextInformation(const std::string 
             return information;
         LogStream(LogLevel::Warning) << foreignDescriptor(pathResolver_->nextDirectory(id));
     } catch (const Error &error) {
-        requireCorrupted(id, error);
+        if (!isCorrupted(error))
+            throw unreadableDescriptor(id).causedBy(error);
         LogStream(LogLevel::Warning) << "Corrupted package next directory: "
                                      << pathResolver_->nextDirectory(id);
         if (idsOnTheirWay().contains(id))
@@ -347,7 +172,8 @@ std::optional<PackageInformation> FSDatabase::currentInformation(const std::stri
         if (isDescriptorOf(information, id, current.version))
             return information;
     } catch (const Error &error) {
-        requireCorrupted(id, error);
+        if (!isCorrupted(error))
+            throw unreadableDescriptor(id).causedBy(error);
         LogStream(LogLevel::Error) << error;
         return std::nullopt;
     }

@@ -14,6 +14,10 @@
 #include <string>
 #include <utility>
 
+namespace Common {
+class Error;
+}
+
 namespace Core {
 class IConfiguration;
 }
@@ -81,6 +85,7 @@ public:
 private:
     enum class Recheck { No, Yes };
 
+    static Common::Error unreadableDescriptor(const std::string &id);
     void putInPlace(const PackageStaging &staging, const PackageInformation &extras);
     void swapToNext(const std::string &id);
     void backUpCurrent(const std::string &id);

@@ -11,7 +11,7 @@
 #include "kelp/core/kelp/validator/desktop/desktop-intents.h"
 #include "kelp/core/kelp/validator/desktop/desktop-vocabulary.h"
 #include "kelp/core/kelp/validator/framework/content-findings.h"
-#include "kelp/core/kelp/validator/framework/file-status.h"
+#include "kelp/core/kelp/validator/framework/mapped-file.h"
 
 #include "platform/app-manifest/manifest-entry.h"
 

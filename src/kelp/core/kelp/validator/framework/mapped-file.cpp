@@ -113,4 +113,11 @@ MappedFile::~MappedFile() {
         ::munmap(const_cast<char *>(bytes_.data()), bytes_.size());
 }
 
+struct stat statusOf(const std::string &path) {
+    struct stat status {};
+    if (::stat(path.c_str(), &status) != 0)
+        throw Common::Error(Common::ErrorCode::Filesystem, "Couldn't look at file: " + path, errno);
+    return status;
+}
+
 } // namespace Validator

@@ -4,6 +4,8 @@
 #include "kelp/core/common/files/file-identity.h"
 #include "kelp/core/kelp/validator/framework/text.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <memory>
@@ -118,5 +120,9 @@ private:
 
     const MappedFile *file_ = nullptr;
 };
+
+/// The status of the unpacked file at `path`, links followed. Raises ErrorCode::Filesystem "Couldn't look at
+/// file: PATH" when the look fails, also for a missing file: that is neither sound nor the maker's fault.
+struct stat statusOf(const std::string &path);
 
 } // namespace Validator

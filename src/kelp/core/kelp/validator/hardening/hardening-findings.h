@@ -1,7 +1,7 @@
 #pragma once
 
+#include "kelp/core/kelp/validator/framework/checker.h"
 #include "kelp/core/kelp/validator/framework/message.h"
-#include "kelp/core/kelp/validator/framework/rule.h"
 
 #include <cstdint>
 #include <string>

@@ -1,7 +1,7 @@
 #include "kelp/core/kelp/validator/program/executable.h"
 
 #include "kelp/core/kelp/validator/configuration/pattern-set.h"
-#include "kelp/core/kelp/validator/framework/file-status.h"
+#include "kelp/core/kelp/validator/framework/mapped-file.h"
 #include "kelp/core/kelp/validator/program/elf-reader.h"
 #include "kelp/core/kelp/validator/program/library-places.h"
 #include "kelp/core/kelp/validator/program/program-findings.h"

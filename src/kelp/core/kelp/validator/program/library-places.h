@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kelp/core/kelp/validator/framework/rule.h"
+#include "kelp/core/kelp/validator/framework/checker.h"
 
 #include <string>
 #include <string_view>

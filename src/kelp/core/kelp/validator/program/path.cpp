@@ -2,7 +2,6 @@
 
 #include "kelp/core/kelp/validator/configuration/pattern-set.h"
 #include "kelp/core/kelp/validator/framework/content-findings.h"
-#include "kelp/core/kelp/validator/framework/file-status.h"
 #include "kelp/core/kelp/validator/framework/mapped-file.h"
 #include "kelp/core/kelp/validator/framework/text.h"
 #include "kelp/core/kelp/validator/program/elf-reader.h"

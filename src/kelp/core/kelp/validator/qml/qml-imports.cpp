@@ -1,7 +1,6 @@
 #include "kelp/core/kelp/validator/qml/qml-imports.h"
 
 #include "kelp/core/kelp/validator/configuration/pattern-set.h"
-#include "kelp/core/kelp/validator/framework/file-status.h"
 #include "kelp/core/kelp/validator/framework/mapped-file.h"
 #include "kelp/core/kelp/validator/qml/qml-scanner.h"
 
