@@ -46,6 +46,8 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
          {"rm -r opt/app/org.example.notes/current/@resources", "org.example.notes", "gone", true},
          {"setfattr -x security.appid opt/app/org.example.reader/current/bin/org.example.reader",
           "org.example.reader", "attribute", true},
+         {"chown daemon usr/share/org.example.reader", "org.example.reader", "owner", true},
+         {"chown -h daemon opt/app/com.example.devices/current", "com.example.devices", "owner", true},
          {sources + "'DELETE FROM packages'", "org.example.notes", "unbound", true}},
         {{"sed -i 1s/...$// opt/app/org.example.notes/current/symlink.list", "org.example.notes", "unlisted",
           true},
@@ -94,6 +96,7 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
           "org.example.reader", "orphan-binding", true}},
         // This is left for people.
         {{"chown daemon opt", "", "owner", false},
+         {"chmod 700 usr/share/applications", "org.example.notes", "mode", false},
          {"chgrp daemon opt; chmod g+w opt", "", "mode", false},
          {"echo x >>opt/app/org.example.notes/current/integrityd/org.example.notes.json", "org.example.notes",
           "altered", false},

@@ -69,11 +69,13 @@ constexpr MachineWord words[] = {
     {"altered", "doctor, verify", "A file has other content, or a link another text, than was staged.",
      "Bring the file back from the package file of the version.", bringBack},
     {"mode", "doctor, verify",
-     "A file or a directory, or its published copy, has other permissions than it was staged with.",
-     "--repair restores them, except above /opt/app.", contents, true},
+     "A file or a directory of the application, or one that it publishes, has other permissions than the "
+     "store gave it.",
+     "--repair restores them, except of directories that others use too.", contents, true},
     {"owner", "doctor, verify",
-     "A file or a directory, or its published copy, has another owner or group than it was staged with.",
-     "--repair restores them, except above /opt/app.", contents, true},
+     "A file or a directory of the application, or one that it publishes, has another owner than the store "
+     "gave it.",
+     "--repair restores them, except of directories that others use too.", contents, true},
     {"type", "doctor, verify", "Something of another kind is where a file of the version was.",
      "Bring the file back from the package file of the version.", bringBack},
     {"gone", "doctor, verify", "A file of the version is not there.",

@@ -118,6 +118,7 @@ public:
                                       OwnPlace{version_ / StoreName::resources, S_IFDIR, directoryMode},
                                       OwnPlace{resource(), S_IFREG, fileMode}})
             examinePlace(id, place, findings_);
+        examinePlace(id, {resolver_.currentDirectory(id), S_IFLNK, allModeBits}, findings_);
         // Who can write to one decides what the store believes of the version.
         for (const char *name : StoreName::files)
             examinePlace(id, {version_ / name, S_IFREG, fileMode}, findings_);

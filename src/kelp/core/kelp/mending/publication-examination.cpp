@@ -6,6 +6,7 @@
 #include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/i-configuration.h"
+#include "kelp/core/common/places.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/mending/held-entry.h"
 #include "kelp/core/kelp/package/contents-list.h"
@@ -89,6 +90,7 @@ public:
             examineFile(file);
         for (const std::string &directory : plan_.directories)
             examineDirectory(directory);
+        examineSharedDirectories();
         examineListed();
         examineLists();
         if (hasPlan_)
@@ -174,16 +176,43 @@ private:
         });
     }
 
+    /// The store makes a directory with mode 0755. One that rpm had made has the mode of the package's.
     void examineDirectory(const std::string &directory) {
-        constexpr mode_t open = 0555;
+        constexpr mode_t made = 0755;
         struct stat status = {};
         if (!isOwnDirectory(directory) || ::lstat(directory.c_str(), &status) != 0 ||
-            !S_ISDIR(status.st_mode) || (status.st_mode & open) == open)
+            !S_ISDIR(status.st_mode))
             return;
-        add(FindingKind::Mode, directory, "lets not everybody read it; --repair changes that",
-            [directory, mode = (status.st_mode & permissionBits) | open] {
-                heldTarget(directory, S_IFDIR).setMode(mode);
-            });
+        const mode_t mode = status.st_mode & permissionBits;
+        struct stat packed = {};
+        const bool isAsPacked =
+            ::lstat((current_ / packagePathOf(directory, mappings_)).c_str(), &packed) == 0 &&
+            (packed.st_mode & permissionBits) == mode;
+        if (mode != made && !isAsPacked)
+            add(FindingKind::Mode, directory, "has other permissions than 0755; --repair sets them",
+                [directory] { heldTarget(directory, S_IFDIR).setMode(made); });
+        // A group without the right to write may come from the directory above.
+        if (status.st_uid != 0 || (status.st_gid != 0 && (mode & S_IWGRP) != 0))
+            add(FindingKind::Owner, directory, "does not belong to root; --repair changes that",
+                [directory] { heldTarget(directory, S_IFDIR).setOwner(0, 0); });
+    }
+
+    /// Only a person may open what other packages use as well. In usr nothing is closed on purpose.
+    void examineSharedDirectories() {
+        const std::string usr = Common::belowRoot("usr").native() + "/";
+        std::set<fs::path> shared;
+        for (const PlannedFile &file : plan_.files)
+            for (fs::path above = fs::path(file.target).parent_path();
+                 above.native().starts_with(usr) && shared.insert(above).second;)
+                above = above.parent_path();
+        for (const fs::path &directory : shared) {
+            constexpr mode_t searchable = 0111;
+            struct stat status = {};
+            if (!isOwnDirectory(directory) && ::stat(directory.c_str(), &status) == 0 &&
+                (status.st_mode & searchable) != searchable)
+                add(FindingKind::Mode, directory,
+                    "lets not everybody through to the application's files: chmod 755", {});
+        }
     }
 
     /// A link that points beside itself is copied as it is, and carries no attribute.
