@@ -270,6 +270,12 @@ TEST_F(TakeOverTest, AJournalThatSaysTooLittleClearsNothing) {
     const std::string edit = "cd $IMAGE/var/lib/kelp; sed --in-place ";
     const std::pair<std::string, std::string> rows[] = {
         {damageRecord, "The rpm database has records that cannot be read"},
+        {"cd $IMAGE/var/lib/rpm; page=$(sqlite3 rpmdb.sqlite \"PRAGMA wal_checkpoint(truncate); SELECT "
+         "pageno "
+         "FROM dbstat WHERE name = 'Packages' AND pagetype = 'leaf'\" | tail -n 1); yes '\377' | "
+         "dd of=rpmdb.sqlite bs=4096 seek=$((page - 1)) count=1 conv=notrunc status=none; rm -f "
+         "rpmdb.sqlite-*",
+         "The rpm database has records that cannot be read"},
         {edit + "'s/^disks [0-9]* [0-9]*/disks 1 2/' takeover.journal",
          "The disks of the store and of the temporary directory are not those of the take-over journal"},
         {edit + "'s|^staging .*|staging /srv/org.sound|' takeover.journal", unreadable},

@@ -178,6 +178,11 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
             EXPECT_THAT(kelpctl("list"), HasSubstr("org.example.notes    1.4.2-1"));
         }
     }
+    // What is rescued is the last copy: it stays, also if its files cannot be published halfway.
+    there("cd usr/share/org.example.x; rm file; mount -t tmpfs -o nr_inodes=1 x .");
+    EXPECT_THAT(doctor("org.example.x --repair"), HasSubstr("/usr/share/org.example.x/file"));
+    EXPECT_EQ(there("ls opt/app/org.example.x/1.4.2-1/data; umount usr/share/org.example.x"), "file\n");
+    EXPECT_THAT(doctor("org.example.x --repair"), EndsWith("org.example.x/file mended\n"));
     EXPECT_THAT(kelpctl("history com.example.devices --json"), HasSubstr("\"event\":\"U\""));
     EXPECT_EQ(there("grep -c 'timestamp=1 event=R package=org.example.reader' var/lib/kelp/registry"), "1\n");
     // Nobody's list names them any more; and the note of another's installation stays.

@@ -194,6 +194,10 @@ TEST_F(FSDatabaseTest, AFailedUpdateBringsThePreviousVersionBackWhenItIsNotCorru
         fs::remove_all(at("usr/libexec"));
         writeFile(at("usr/libexec"), "");
     };
+    const auto replaceTool = [&] {
+        fs::remove(at("usr/bin/tool"));
+        writeFile(at("usr/bin/tool"), "mine");
+    };
     const struct {
         std::function<void()> spoil;
         std::string stored;
@@ -204,6 +208,7 @@ TEST_F(FSDatabaseTest, AFailedUpdateBringsThePreviousVersionBackWhenItIsNotCorru
         {fillDisk, "old", "old", {}},
         {hideDescriptor, "old", "", {}},
         {blockDirectory, "old", "", {}},
+        {replaceTool, "old", "mine", {}},
         {[&] { breakDescriptor("1-1"); },
          "",
          "",

@@ -1,5 +1,6 @@
 #include "kelp/core/kelp/mending/rescue.h"
 
+#include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/files/durable-file.h"
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/kelp/package/contents-list.h"
@@ -8,6 +9,7 @@
 #include "kelp/core/kelp/package/store-entry.h"
 #include "kelp/core/kelp/package/store-names.h"
 #include "kelp/core/kelp/publication/publication-plan.h"
+#include "kelp/core/kelp/publication/target-places.h"
 #include "kelp/core/kelp/store/fs-database.h"
 
 #include <optional>
@@ -46,10 +48,14 @@ std::string obstacleTo(const IConfiguration &configuration, const fs::path &tree
     if (std::string objection = StoreEntry(resolver, staging.id).objectionTo(staging.version);
         !objection.empty())
         return objection;
-    for (const PlannedFile &file : FSDatabase::publicationOf(staging, resolver).files)
+    TargetPlaces places;
+    for (const PlannedFile &file : FSDatabase::publicationOf(staging, resolver).files) {
         // A dangling link counts: a repair replaces nothing foreign.
         if (fs::exists(fs::symlink_status(file.target)))
             return "something else is at " + file.target;
+        if (std::string obstacle = places.obstacle(file.target); !obstacle.empty())
+            return obstacle;
+    }
     return {};
 }
 
@@ -68,10 +74,18 @@ std::string rescueObstacle(const IConfiguration &configuration, const fs::path &
 }
 
 void installRescued(const IConfiguration &configuration, const fs::path &tree) {
+    // Asked again: other repairs may have changed the answer.
+    if (const std::string obstacle = rescueObstacle(configuration, tree); !obstacle.empty())
+        throw Common::Error(Common::ErrorCode::FileConflict, obstacle);
     const PackageInformation information = descriptorIn(tree);
     const DatabasePathResolver resolver(configuration);
-    FSDatabase(configuration, resolver).install(stagingOf(information, tree), extrasOf(information));
-    // If a power cut undoes the earlier steps, an examination finds the tree at one of its two places.
+    const PackageStaging staging = stagingOf(information, tree);
+    FSDatabase store(configuration, resolver);
+    // Not by an installation: one that cannot publish rolls back, and would remove the last copy. The files
+    // are missing then, and are published one by one. A kill leaves the tree at one of its two places, with
+    // its descriptor, or with `next` or `current`: an examination finds each.
+    store.describeStaged(staging, extrasOf(information));
+    store.place(staging);
     Common::flushFilesystem(configuration.databaseDirectory());
 }
 

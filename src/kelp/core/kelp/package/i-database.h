@@ -31,8 +31,8 @@ public:
     /// Makes the prepared version current: removes the published files of the old one, publishes those of the
     /// new one and removes the old one. Raises Internal when nothing is prepared, FileConflict as
     /// prepareUpdate() and CorruptedInstalledPackage when the prepared version lacks its own descriptor;
-    /// these change nothing. After any other failure the old version is current again, and published as far
-    /// as the disk allows. If it cannot come back for another reason, the package is removed.
+    /// these change nothing. After any other failure the old version is current again, and published if the
+    /// machine allows that. The package is removed if there is no old version, or none with a descriptor.
     virtual void completeUpdate(const std::string &id) = 0;
 
     /// Removes the package's published files and all of its versions. Foreign entries of its directory stay.

@@ -148,6 +148,7 @@ void FSDatabase::promoteNext(const std::string &id) {
 
 void FSDatabase::recoverPrevious(const std::string &id) {
     LogStream(LogLevel::Info) << "Recovering the previous version package corrupted by the upgrade: " << id;
+    const bool isUpdate = hasEarlierVersion(id);
     try {
         tryRemoveMappingsUsingCurrentDirectory(id);
         // With `next` still there, `current` may be that of the previous version: not even it could be
@@ -164,11 +165,28 @@ void FSDatabase::recoverPrevious(const std::string &id) {
         LogStream(LogLevel::Warning)
             << "Couldn't recover the previous version of the package corrupted by the upgrade: " << id;
         LogStream(LogLevel::Warning) << error;
-        if (isFaultOfDisk(error) && isInstalled(id))
+        if (isInstalled(id) && (isFaultOfDisk(error) || (isUpdate && isCurrentWhole(id))))
             keepUnpublished(id);
         else
             removeUnrecoverable(id);
     }
+}
+
+/// Whether a failure leaves a version to go back to. Counts one whose link cannot be looked at.
+bool FSDatabase::hasEarlierVersion(const std::string &id) {
+    try {
+        return entry(id).slot(PackageSlot::Previous).counts() || (hasPendingUpdate(id) && isInstalled(id));
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Warning) << error;
+        return true;
+    }
+}
+
+/// Such a version is not lost for what stands at one of its targets, a file of the user's for example.
+bool FSDatabase::isCurrentWhole(const std::string &id) const {
+    const StoreEntry entry = this->entry(id);
+    return entry.descriptor(entry.slot(PackageSlot::Current).version).state ==
+           StoreEntry::DescriptorState::Own;
 }
 
 /// The package is whole in the store, but not published. Without the failed version a full disk has room

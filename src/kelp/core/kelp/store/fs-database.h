@@ -91,6 +91,8 @@ private:
     void backUpCurrent(const std::string &id);
     void promoteNext(const std::string &id);
     void recoverPrevious(const std::string &id);
+    bool hasEarlierVersion(const std::string &id);
+    bool isCurrentWhole(const std::string &id) const;
     void keepUnpublished(const std::string &id);
     void removeUnrecoverable(const std::string &id);
     void rollBackToPrevious(const std::string &id);

@@ -204,8 +204,11 @@ TakeOver::headersOf(const std::vector<const JournalEntry *> &entries) const {
         else
             header = Common::Rpm::databaseInstance(reader) == entry.instance ? Header::Same : Header::Again;
     });
-    // An unreadable record may be the wanted one, which would then seem gone.
-    if (walk == Transaction::Walk::Damaged && !(isDamageExpected_ && areReadable(entries)))
+    // An unreadable record may be the wanted one, which would then seem gone. After a cut nobody knows how
+    // many are missing.
+    const bool isWhole = walk == Transaction::Walk::Complete ||
+                         (walk == Transaction::Walk::Damaged && isDamageExpected_ && areReadable(entries));
+    if (!isWhole)
         throw Error(ErrorCode::Internal, "The rpm database has records that cannot be read");
     return headers;
 }
