@@ -113,8 +113,8 @@ protected:
             if (fs::is_symlink(files.back().path))
                 files.back().kind = Common::Rpm::Symlink{fs::read_symlink(files.back().path)};
         }
-        const RpmPackage package(id, "1-1", "", {}, {}, "org", "app",
-                                 buildMappings(id, "K1", "org", "app", Rooted::Yes), {}, files);
+        const RpmPackage package({.id = id, .version = "1-1", .orgName = "org", .appName = "app"},
+                                 buildMappings(id, "K1", "org", "app", Rooted::Yes), files);
         stageInstalledPackage(
             {package, std::vector<std::uint64_t>(files.size()), std::vector<bool>(files.size(), true)},
             stored("1-1"), entry);

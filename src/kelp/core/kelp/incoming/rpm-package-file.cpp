@@ -164,47 +164,45 @@ RpmPackage RpmPackage::fromFile(const fs::path &path, std::vector<Cms> cmsSignat
     PackageSignatureInfo client = summaryOf(cmsSignatures, PackageSignatures::Group::Client);
     auto mappings = buildMappings(id, developer.keyId.empty() ? someKeyId : developer.keyId, orgName, appName,
                                   Rooted::No);
-    RpmPackage package(std::move(id), std::move(version), reader.tag(Tag::Architecture), std::move(developer),
-                       std::move(client), std::move(orgName), std::move(appName), std::move(mappings),
-                       std::move(cmsSignatures), {});
     // The payload can be walked once only: extraction opens the file again.
-    package.path_ = path;
-    package.headerDigest_ = reader.digest();
-    package.signatures_ = signatures;
-    package.files_.reset();
-    package.readFiles_ = &RpmPackage::readFiles;
-    package.extractFile_ = &RpmPackage::extractPackageFile;
-    return package;
+    return RpmPackage(
+        {std::move(id), std::move(version), reader.tag(Tag::Architecture), std::move(developer),
+         std::move(client), std::move(orgName), std::move(appName)},
+        std::move(mappings),
+        File{path, reader.digest(), signatures, std::move(cmsSignatures), readFiles, extractFile});
 }
 
+RpmPackage::RpmPackage(PackageIdentity identity, std::vector<Mapping> mappings, File file) :
+    Package(std::move(identity)), mappings_(std::move(mappings)), source_(std::move(file)) {}
+
 /// Makes sure that the judged file is the unpacked one, even if others can exchange it or write to it.
-ExtractFileIterator RpmPackage::reopened() const {
-    ExtractFileIterator reader(path_, signatures_);
-    if (reader.digest() != headerDigest_)
+ExtractFileIterator RpmPackage::reopened(const File &file) {
+    ExtractFileIterator reader(file.path, file.signatures);
+    if (reader.digest() != file.headerDigest)
         throw Error(ErrorCode::BadPackageFileFormat, "The package file has changed meanwhile");
     return reader;
 }
 
-std::vector<RpmPackage::FileEntry> RpmPackage::readFiles() const {
-    return filesOf(reopened());
+std::vector<RpmPackage::FileEntry> RpmPackage::readFiles(const File &file) {
+    return filesOf(reopened(file));
 }
 
-PackageStaging RpmPackage::extractPackageFile(const fs::path &destination,
-                                              const fs::path &versionDirectory) const {
-    const ExtractFileIterator content = reopened();
-    unpack(destination, versionDirectory, content, Judged::Yes);
+PackageStaging RpmPackage::extractFile(const RpmPackage &package, const fs::path &destination,
+                                       const fs::path &versionDirectory) {
+    const ExtractFileIterator content = reopened(package.file());
+    package.unpack(destination, versionDirectory, content, Judged::Yes);
     // The caller flushes the tree, and the list with it, before it moves it.
-    listStagedContents(destination, mappings_, content, [](const auto &...) { return true; });
-    return {destination, id(), version(), orgName(), appName(), true};
+    listStagedContents(destination, package.mappings_, content, [](const auto &...) { return true; });
+    return {destination, package.id(), package.version(), package.orgName(), package.appName(), true};
 }
 
 void RpmPackage::restage(const fs::path &destination, const fs::path &versionDirectory) const {
-    unpack(destination, versionDirectory, reopened(), Judged::No);
+    unpack(destination, versionDirectory, reopened(file()), Judged::No);
 }
 
 void RpmPackage::unpack(const fs::path &destination, const fs::path &versionDirectory,
                         const ExtractFileIterator &content, Judged judged) const {
-    const auto developer = PackageSignatures::developerCmsFromVector(cmsSignatures_);
+    const auto developer = PackageSignatures::developerCmsFromVector(file().cmsSignatures);
     const auto requireSignature = [&] {
         if (!developer)
             throw Error(ErrorCode::MissingDeveloperSignature, "Package doesn't have developer signature");
@@ -230,7 +228,7 @@ void RpmPackage::unpack(const fs::path &destination, const fs::path &versionDire
 std::vector<std::string> RpmPackage::validate(const fs::path &destination,
                                               const std::vector<PackageJudge> &judges,
                                               const Trial &trial) const {
-    const ExtractFileIterator content = reopened();
+    const ExtractFileIterator content = reopened(file());
     Conveyance oneByOne;
     return PackageExtraction(
                content,

@@ -10,27 +10,27 @@ namespace fs = std::filesystem;
 
 namespace Core::KELP {
 
-RpmPackage::RpmPackage(std::string id, std::string version, std::string architecture,
-                       PackageSignatureInfo firstSignature, PackageSignatureInfo secondSignature,
-                       std::optional<std::string> orgName, std::optional<std::string> appName,
-                       std::vector<Mapping> mappings, std::vector<PackageSignatures::Cms> cmsSignatures,
+RpmPackage::RpmPackage(PackageIdentity identity, std::vector<Mapping> mappings,
                        std::vector<FileEntry> files) :
-    Package(std::move(id), std::move(version), std::move(architecture), std::move(firstSignature),
-            std::move(secondSignature), std::move(orgName), std::move(appName)),
-    cmsSignatures_(std::move(cmsSignatures)),
-    files_(std::move(files)),
-    mappings_(std::move(mappings)) {}
+    Package(std::move(identity)), mappings_(std::move(mappings)), source_(std::move(files)) {}
+
+const RpmPackage::File &RpmPackage::file() const {
+    if (const auto *file = std::get_if<File>(&source_))
+        return *file;
+    throw Common::Error(Common::ErrorCode::FileNotFound, "Couldn't open rpm package");
+}
 
 const std::vector<RpmPackage::FileEntry> &RpmPackage::files() const {
-    if (!files_)
-        files_ = (this->*readFiles_)();
-    return *files_;
+    if (const auto *record = std::get_if<Record>(&source_))
+        return *record;
+    const File &package = file();
+    if (!package.files)
+        package.files = package.read(package);
+    return *package.files;
 }
 
 PackageStaging RpmPackage::extract(const fs::path &destination, const fs::path &versionDirectory) const {
-    if (!extractFile_)
-        throw Common::Error(Common::ErrorCode::FileNotFound, "Couldn't open rpm package");
-    return (this->*extractFile_)(destination, versionDirectory);
+    return file().extract(*this, destination, versionDirectory);
 }
 
 fs::path RpmPackage::packagePath(const FileEntry &entry) const {

@@ -11,6 +11,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <variant>
 #include <vector>
 
 namespace Common::Rpm {
@@ -31,11 +32,7 @@ public:
 
     /// The record of an installed package. `mappings` are the rows for the way from the system to the
     /// package.
-    RpmPackage(std::string id, std::string version, std::string architecture,
-               PackageSignatureInfo firstSignature, PackageSignatureInfo secondSignature,
-               std::optional<std::string> orgName, std::optional<std::string> appName,
-               std::vector<Mapping> mappings, std::vector<PackageSignatures::Cms> cmsSignatures,
-               std::vector<FileEntry> files);
+    RpmPackage(PackageIdentity identity, std::vector<Mapping> mappings, std::vector<FileEntry> files);
 
     /// A package file with its signatures. The names of organisation and application are those of the
     /// package's desktop file; one that could not name a directory counts as absent.
@@ -99,26 +96,34 @@ public:
     std::filesystem::path packagePath(const FileEntry &entry) const;
 
 private:
+    using Record = std::vector<FileEntry>;
+
+    /// A package file. Its two functions need the validator, and are reached by reference: a program that
+    /// knows only records does not link them.
+    struct File {
+        std::string path;
+        std::string headerDigest;
+        Common::Rpm::Signatures signatures;
+        std::vector<PackageSignatures::Cms> cmsSignatures;
+        std::vector<FileEntry> (&read)(const File &);
+        PackageStaging (&extract)(const RpmPackage &, const std::filesystem::path &destination,
+                                  const std::filesystem::path &versionDirectory);
+        mutable std::optional<std::vector<FileEntry>> files = {};
+    };
+
     enum class Judged { No, Yes };
 
-    Common::Rpm::ExtractFileIterator reopened() const;
-    std::vector<FileEntry> readFiles() const;
+    RpmPackage(PackageIdentity identity, std::vector<Mapping> mappings, File file);
+    const File &file() const;
+    static Common::Rpm::ExtractFileIterator reopened(const File &file);
+    static std::vector<FileEntry> readFiles(const File &file);
+    static PackageStaging extractFile(const RpmPackage &package, const std::filesystem::path &destination,
+                                      const std::filesystem::path &versionDirectory);
     void unpack(const std::filesystem::path &destination, const std::filesystem::path &versionDirectory,
                 const Common::Rpm::ExtractFileIterator &content, Judged judged) const;
-    PackageStaging extractPackageFile(const std::filesystem::path &destination,
-                                      const std::filesystem::path &versionDirectory) const;
 
-    std::vector<PackageSignatures::Cms> cmsSignatures_;
-    std::string path_; ///< Of the package file; empty for an installed package.
-    std::string headerDigest_;
-    Common::Rpm::Signatures signatures_ = Common::Rpm::Signatures::OfMachine;
-    // Set for package files only, so that programs that know none do not load what the validator needs.
-
-    std::vector<FileEntry> (RpmPackage::*readFiles_)() const = nullptr;
-    PackageStaging (RpmPackage::*extractFile_)(const std::filesystem::path &,
-                                               const std::filesystem::path &) const = nullptr;
-    mutable std::optional<std::vector<FileEntry>> files_;
     std::vector<Mapping> mappings_;
+    std::variant<Record, File> source_;
 };
 
 } // namespace Core::KELP

@@ -15,10 +15,7 @@ constexpr std::string_view previousKeyPrefix = "prev_key_ids.";
 
 class EmergencyPackage final : public Package {
 public:
-    EmergencyPackage(std::string id, std::string version, PackageSignatureInfo developer,
-                     std::optional<std::string> orgName, std::optional<std::string> appName) :
-        Package(std::move(id), std::move(version), {}, std::move(developer), {}, std::move(orgName),
-                std::move(appName)) {}
+    explicit EmergencyPackage(PackageIdentity identity) : Package(std::move(identity)) {}
 
     /// Has no file to unpack: the package only has the identity of the installed one.
     PackageStaging extract(const std::filesystem::path &, const std::filesystem::path &) const override {
@@ -45,11 +42,13 @@ bool isComplete(const PackageInformation &information) {
 std::shared_ptr<Package> makeEmergencyPackage(const PackageInformation &information) {
     if (!isComplete(information))
         return nullptr;
-    PackageSignatureInfo developer{information.at("certificate.id"), information.at("certificate.subgroup"),
-                                   previousKeyIds(information)};
-    return std::make_shared<EmergencyPackage>(information.at("general.id"), information.at("general.version"),
-                                              std::move(developer), valueOf(information, "general.orgname"),
-                                              valueOf(information, "general.appname"));
+    return std::make_shared<EmergencyPackage>(PackageIdentity{
+        .id = information.at("general.id"),
+        .version = information.at("general.version"),
+        .firstSignature = {information.at("certificate.id"), information.at("certificate.subgroup"),
+                           previousKeyIds(information)},
+        .orgName = valueOf(information, "general.orgname"),
+        .appName = valueOf(information, "general.appname")});
 }
 
 } // namespace Core::KELP

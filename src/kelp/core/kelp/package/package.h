@@ -18,10 +18,21 @@ struct PackageSignatureInfo {
     std::vector<std::string> previousKeyIds; ///< Earlier key ids of the same signer.
 };
 
+/// Who a package is, and who signed it.
+struct PackageIdentity {
+    std::string id;
+    std::string version; ///< VERSION-RELEASE for rpm packages.
+    std::string architecture = {};
+    PackageSignatureInfo firstSignature = {};  ///< The developer's.
+    PackageSignatureInfo secondSignature = {}; ///< The source's.
+    std::optional<std::string> orgName = {};
+    std::optional<std::string> appName = {};
+};
+
 struct PackageStaging;
 
-/// A package that is not yet, or not only, in the store: who it is, who signed it, and how to stage it. Held
-/// by std::shared_ptr made with the concrete type.
+/// A package that is not yet, or not only, in the store: its identity, and how to stage it. Held by
+/// std::shared_ptr made with the concrete type.
 class Package {
 public:
     /// Stages the package's files in the directory `destination`, and returns the values for the store.
@@ -29,37 +40,22 @@ public:
     virtual PackageStaging extract(const std::filesystem::path &destination,
                                    const std::filesystem::path &versionDirectory) const = 0;
 
-    const std::string &id() const { return id_; }
-    const std::string &version() const { return version_; } ///< VERSION-RELEASE for rpm packages.
-    const std::string &architecture() const { return architecture_; }
-    const PackageSignatureInfo &firstSignature() const { return firstSignature_; }   ///< The developer's.
-    const PackageSignatureInfo &secondSignature() const { return secondSignature_; } ///< The source's.
-    const std::optional<std::string> &orgName() const { return orgName_; }
-    const std::optional<std::string> &appName() const { return appName_; }
+    const std::string &id() const { return identity_.id; }
+    const std::string &version() const { return identity_.version; }
+    const std::string &architecture() const { return identity_.architecture; }
+    const PackageSignatureInfo &firstSignature() const { return identity_.firstSignature; }
+    const PackageSignatureInfo &secondSignature() const { return identity_.secondSignature; }
+    const std::optional<std::string> &orgName() const { return identity_.orgName; }
+    const std::optional<std::string> &appName() const { return identity_.appName; }
 
 protected:
-    Package(std::string id, std::string version, std::string architecture,
-            PackageSignatureInfo firstSignature, PackageSignatureInfo secondSignature,
-            std::optional<std::string> orgName, std::optional<std::string> appName) :
-        id_(std::move(id)),
-        version_(std::move(version)),
-        architecture_(std::move(architecture)),
-        firstSignature_(std::move(firstSignature)),
-        secondSignature_(std::move(secondSignature)),
-        orgName_(std::move(orgName)),
-        appName_(std::move(appName)) {}
+    explicit Package(PackageIdentity identity) : identity_(std::move(identity)) {}
     Package(const Package &) = default;
     Package &operator=(const Package &) = default;
     ~Package() = default;
 
 private:
-    std::string id_;
-    std::string version_;
-    std::string architecture_;
-    PackageSignatureInfo firstSignature_;
-    PackageSignatureInfo secondSignature_;
-    std::optional<std::string> orgName_;
-    std::optional<std::string> appName_;
+    PackageIdentity identity_;
 };
 
 /// The package of a descriptor whose package file is gone. It has its identity and its developer's signature;

@@ -27,9 +27,12 @@ InstalledApplication readApplication(const Common::Rpm::Reader &record, const st
         return false;
     };
     FileIterator(record).forEach(append, FileIterator::Names::All);
-    return {RpmPackage(id, record.tag(Tag::Version) + "-" + record.tag(Tag::Release),
-                       record.tag(Tag::Architecture), {}, {}, orgName, appName,
-                       buildMappings(id, keyId, orgName, appName, Rooted::No), {}, std::move(files)),
+    return {RpmPackage({.id = id,
+                        .version = record.tag(Tag::Version) + "-" + record.tag(Tag::Release),
+                        .architecture = record.tag(Tag::Architecture),
+                        .orgName = orgName,
+                        .appName = appName},
+                       buildMappings(id, keyId, orgName, appName, Rooted::No), std::move(files)),
             std::move(sizes), std::move(isErased)};
 }
 
