@@ -1,6 +1,6 @@
+#include "kelpctl/change/commands.h"
 #include "kelpctl/command.h"
-#include "kelpctl/mend/commands.h"
-#include "kelpctl/see/commands.h"
+#include "kelpctl/look/commands.h"
 #include "kelpctl/shown-text.h"
 #include "kelpctl/validate/commands.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "kelpctl/validate/hints.h"
 #include "kelpctl/validate/package-judge.h"
+#include "kelpctl/validate/spelling-hints.h"
 
 #include <map>
 #include <string_view>

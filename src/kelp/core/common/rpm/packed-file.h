@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kelp/core/common/rpm/current-entry.h"
+#include "kelp/core/common/rpm/package-entry.h"
 
 #include <cstdint>
 #include <functional>

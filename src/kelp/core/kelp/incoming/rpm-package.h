@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kelp/core/common/rpm/current-entry.h"
+#include "kelp/core/common/rpm/package-entry.h"
 #include "kelp/core/common/rpm/reader.h"
 #include "kelp/core/kelp/mappings/mapping.h"
 #include "kelp/core/kelp/package/package.h"

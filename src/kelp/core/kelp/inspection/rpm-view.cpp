@@ -10,7 +10,7 @@
 #include "kelp/core/kelp/inspection/certificates.h"
 #include "kelp/core/kelp/inspection/records-view.h"
 #include "kelp/core/kelp/inspection/unread.h"
-#include "kelp/core/kelp/take-over/empty-database.h"
+#include "kelp/core/kelp/take-over/lost-database.h"
 
 #include <algorithm>
 #include <exception>

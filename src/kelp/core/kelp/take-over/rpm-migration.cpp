@@ -7,8 +7,8 @@
 #include "kelp/core/common/rpm/tags.h"
 #include "kelp/core/common/stop-signals.h"
 #include "kelp/core/kelp/package/i-database-path-resolver.h"
-#include "kelp/core/kelp/take-over/empty-database.h"
-#include "kelp/core/kelp/take-over/forgotten-records.h"
+#include "kelp/core/kelp/take-over/lost-database.h"
+#include "kelp/core/kelp/take-over/record-erasure.h"
 #include "kelp/core/kelp/take-over/rpm-staging.h"
 #include "kelp/core/kelp/take-over/take-over-store.h"
 

@@ -12,7 +12,7 @@
 #include "kelp/core/kelp/package/i-database-path-resolver.h"
 #include "kelp/core/kelp/package/store-entry.h"
 #include "kelp/core/kelp/registry/registry.h"
-#include "kelp/core/kelp/take-over/forgotten-records.h"
+#include "kelp/core/kelp/take-over/record-erasure.h"
 #include "kelp/core/kelp/take-over/rpm-survey.h"
 #include "kelp/core/kelp/take-over/staging-area.h"
 #include "kelp/core/kelp/take-over/take-over-store.h"

@@ -1,7 +1,7 @@
+#include "kelpctl/change/commands.h"
 #include "kelpctl/explanations/machine-words.h"
-#include "kelpctl/mend/commands.h"
-#include "kelpctl/see/machine.h"
-#include "kelpctl/see/presentation.h"
+#include "kelpctl/look/machine.h"
+#include "kelpctl/look/presentation.h"
 #include "kelpctl/shown-text.h"
 #include "kelpctl/terminal.h"
 

@@ -1,6 +1,6 @@
+#include "kelpctl/change/commands.h"
 #include "kelpctl/explanations/shown-finding.h"
 #include "kelpctl/file-kind.h"
-#include "kelpctl/mend/commands.h"
 #include "kelpctl/shown-text.h"
 
 #include "kelp/core/common/configuration.h"

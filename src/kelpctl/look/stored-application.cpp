@@ -1,6 +1,6 @@
-#include "kelpctl/see/stored-application.h"
+#include "kelpctl/look/stored-application.h"
 
-#include "kelpctl/see/presentation.h"
+#include "kelpctl/look/presentation.h"
 #include "kelpctl/shown-text.h"
 
 #include "kelp/core/kelp/inspection/records-view.h"

@@ -1,4 +1,4 @@
-#include "kelpctl/validate/hints.h"
+#include "kelpctl/validate/spelling-hints.h"
 
 #include "kelpctl/closest-word.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "kelpctl/command.h"
-#include "kelpctl/see/machine.h"
+#include "kelpctl/look/machine.h"
 
 #include <string>
 

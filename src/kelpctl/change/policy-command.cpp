@@ -1,6 +1,6 @@
-#include "kelpctl/mend/commands.h"
-#include "kelpctl/see/machine.h"
-#include "kelpctl/see/presentation.h"
+#include "kelpctl/change/commands.h"
+#include "kelpctl/look/machine.h"
+#include "kelpctl/look/presentation.h"
 
 #include "kelp/core/common/configuration.h"
 #include "kelp/core/common/writer-lock.h"

@@ -1,4 +1,4 @@
-#include "kelp/core/kelp/take-over/forgotten-records.h"
+#include "kelp/core/kelp/take-over/record-erasure.h"
 
 #include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/common/rpm/transaction.h"

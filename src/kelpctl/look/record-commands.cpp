@@ -1,9 +1,9 @@
 // The commands about the records: the registry and the trusted sources.
 
-#include "kelpctl/see/commands.h"
-#include "kelpctl/see/look-command.h"
-#include "kelpctl/see/presentation.h"
-#include "kelpctl/see/stored-application.h"
+#include "kelpctl/look/commands.h"
+#include "kelpctl/look/look-command.h"
+#include "kelpctl/look/presentation.h"
+#include "kelpctl/look/stored-application.h"
 #include "kelpctl/shown-text.h"
 
 #include "kelp/core/common/errors/error.h"

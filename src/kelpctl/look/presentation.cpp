@@ -1,4 +1,4 @@
-#include "kelpctl/see/presentation.h"
+#include "kelpctl/look/presentation.h"
 
 #include "kelpctl/shown-text.h"
 #include "kelpctl/terminal.h"

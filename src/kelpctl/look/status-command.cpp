@@ -1,6 +1,6 @@
-#include "kelpctl/see/commands.h"
-#include "kelpctl/see/machine.h"
-#include "kelpctl/see/presentation.h"
+#include "kelpctl/look/commands.h"
+#include "kelpctl/look/machine.h"
+#include "kelpctl/look/presentation.h"
 #include "kelpctl/shown-text.h"
 
 #include "kelp/core/kelp/inspection/machine-state.h"

@@ -1,4 +1,4 @@
-#include "kelp/core/kelp/take-over/empty-database.h"
+#include "kelp/core/kelp/take-over/lost-database.h"
 
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/i-configuration.h"

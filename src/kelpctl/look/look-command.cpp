@@ -1,4 +1,4 @@
-#include "kelpctl/see/look-command.h"
+#include "kelpctl/look/look-command.h"
 
 #include <CLI/CLI.hpp>
 

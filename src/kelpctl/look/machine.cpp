@@ -1,4 +1,4 @@
-#include "kelpctl/see/machine.h"
+#include "kelpctl/look/machine.h"
 
 #include "kelp/core/common/errors/error.h"
 

@@ -1,8 +1,8 @@
 // Compares the applications' files with the staged ones.
 
-#include "kelpctl/see/commands.h"
-#include "kelpctl/see/machine.h"
-#include "kelpctl/see/presentation.h"
+#include "kelpctl/look/commands.h"
+#include "kelpctl/look/machine.h"
+#include "kelpctl/look/presentation.h"
 #include "kelpctl/shown-text.h"
 #include "kelpctl/terminal.h"
 

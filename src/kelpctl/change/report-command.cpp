@@ -7,11 +7,11 @@
 #include "kelp/core/kelp/package/database-path-resolver.h"
 #include "kelp/core/kelp/package/store-entry.h"
 #include "kelp/core/kelp/package/store-names.h"
-#include "kelpctl/mend/commands.h"
-#include "kelpctl/mend/report-directory.h"
-#include "kelpctl/see/commands.h"
-#include "kelpctl/see/machine.h"
-#include "kelpctl/see/presentation.h"
+#include "kelpctl/change/commands.h"
+#include "kelpctl/change/report-directory.h"
+#include "kelpctl/look/commands.h"
+#include "kelpctl/look/machine.h"
+#include "kelpctl/look/presentation.h"
 #include "kelpctl/shown-text.h"
 
 #include <CLI/CLI.hpp>

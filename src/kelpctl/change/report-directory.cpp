@@ -1,4 +1,4 @@
-#include "kelpctl/mend/report-directory.h"
+#include "kelpctl/change/report-directory.h"
 
 #include "kelp/core/common/errors/error.h"
 
