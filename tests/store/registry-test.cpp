@@ -121,7 +121,15 @@ TEST_F(RegistryTest, FailuresComeBackAsFalseAndKeepTheOldRegistry) {
                                       file().string() + ".next\"\n"));
     EXPECT_EQ(readFile(file()), "timestamp=1 event=I package=q keyid=k\n");
 
-    std::filesystem::create_directories(file().string() + ".lock-holder");
+    // A failed look is no absence: the look at a link to itself fails, as one at a failing disk does.
+    std::filesystem::remove_all(file().string() + ".next");
+    std::filesystem::remove(file());
+    std::filesystem::create_symlink("registry", file());
+    EXPECT_FALSE(write(RegistryEvent::Install, "K"));
+    EXPECT_FALSE(Registry().foreachRecord([](const RegistryRecord &) {}));
+    EXPECT_TRUE(std::filesystem::is_symlink(file()));
+    EXPECT_THAT(out.take(), HasSubstr("[E] Couldn't load registry records\n"));
+
     std::filesystem::remove(file().string() + ".lock");
     std::filesystem::create_directory(file().string() + ".lock");
     EXPECT_FALSE(Registry().foreachRecord([](const RegistryRecord &) {}));

@@ -5,7 +5,6 @@
 #include "kelp/core/common/files/durable-file.h"
 #include "kelp/core/common/files/file-descriptor.h"
 #include "kelp/core/common/files/filesystem.h"
-#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/places.h"
 #include "kelp/core/kelp/registry/registry-record.h"
 
@@ -77,7 +76,8 @@ bool withExclusiveLock(const std::function<bool()> &function) {
 std::optional<std::string> registryText() {
     const fs::path path = registryFile();
     try {
-        return Common::exists(path) ? Common::readIfExists(path) : "";
+        // It alone tells absence from a failed look: after a failure the next write would drop all records.
+        return Common::readIfExists(path).value_or("");
     } catch (const Common::Error &) {
         LogStream(LogLevel::Error) << "Couldn't open registry: " << path;
         return std::nullopt;
