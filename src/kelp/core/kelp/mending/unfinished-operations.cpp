@@ -57,10 +57,12 @@ std::vector<fs::path> removeFromStore(const IConfiguration &configuration, const
 }
 
 /// An unreadable database does not stop a removal: if it comes back, an examination finds the binding beside
-/// the line of the removal.
+/// the line of the removal. Without a binding nothing is opened for writing: an absent database cannot always
+/// be made, and this removal, and each later one, would wait for it.
 void removeBinding(const IConfiguration &configuration, const std::string &id) {
     Unread unread;
-    if (unread.attempt([&] { return SourcesView::read(configuration); }))
+    const auto sources = unread.attempt([&] { return SourcesView::read(configuration); });
+    if (sources && sources->sourceOf.contains(id))
         TrustedSources::SQLiteDatabase(configuration).removePackage(id);
 }
 
