@@ -108,14 +108,21 @@ TEST_F(SeeTest, ADamagedFileCostsWhatItAloneTells) {
         EXPECT_THAT(look("doctor"), AllOf(isTold, Not(HasSubstr("org.example"))));
         there("cp /root/kept " + file);
     }
+    // What rpm cannot tell is neither lost nor given up.
+    there("sqlite3 var/lib/rpm/rpmdb.sqlite \"UPDATE Packages SET blob = substr(blob, 1, 100) WHERE hnum IN "
+          "(SELECT hnum FROM Name WHERE key = 'io.velura.dialer')\"; sqlite3 "
+          "var/lib/trusted-sources/db.sqlite3 "
+          "\"INSERT INTO packages VALUES('io.velura.dialer', '')\"");
+    const std::string unread = "/var/lib/rpm/rpmdb.sqlite: Couldn't read the rpm database: it has records";
+    EXPECT_THAT(kelpctl("status"), AllOf(HasSubstr(unread), ContainsRegex("dialer +unknown"),
+                                         ContainsRegex("phone +1.0-1 +rpm"), EndsWith("status 2\n")));
+    EXPECT_THAT(kelpctl("remove io.velura.dialer"), AllOf(HasSubstr(unread), EndsWith("status 1\n")));
     // Nobody knows then to which source to bind.
     there("rm /var/lib/package-signatures/*; sqlite3 /var/lib/trusted-sources/db.sqlite3 'DELETE FROM "
           "packages'");
     for (const char *words : {"status", "doctor --repair"})
         EXPECT_THAT(look(words), AllOf(HasSubstr("signatures.sqlite3: there is none; see \"A database that"),
                                        EndsWith("\nstatus 2\n"), Not(HasSubstr("bound:"))));
-    there("sqlite3 var/lib/rpm/rpmdb.sqlite 'UPDATE Packages SET blob = substr(blob, 1, 100)'");
-    EXPECT_THAT(kelpctl("status"), HasSubstr("records that cannot be read"));
     there("mkdir opt/app/photos; echo x >var/lib/kelp/takeover.journal");
     EXPECT_THAT(kelpctl("status"), HasSubstr("org.example.reader   0.9-3    store"));
     there("rm var/lib/kelp/takeover.journal; head -c 9000 /dev/zero >/var/lib/trusted-sources/db.sqlite3");

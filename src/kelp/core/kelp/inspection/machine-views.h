@@ -18,7 +18,7 @@ struct MachineViews {
     std::optional<std::vector<StoredPackage>> packages;
     std::optional<std::vector<RescuedTree>> rescued;
     std::optional<std::vector<JournalEntry>> takeOvers;
-    std::optional<std::vector<RpmRecord>> rpm;
+    std::optional<RpmView> rpm;
     std::optional<RegistryView> registry;
     std::optional<SourcesView> sources;
     std::vector<std::string> leftBehind; ///< Packages with published files that could not be removed.
@@ -30,7 +30,7 @@ struct MachineViews {
 
     /// Whether every place that could hold an application was read. Then an application that is nowhere is
     /// lost.
-    bool isAllThere() const { return packages && rescued && takeOvers && rpm; }
+    bool isAllThere() const { return packages && rescued && takeOvers && rpm && rpm->isWhole; }
 };
 
 } // namespace Core::KELP

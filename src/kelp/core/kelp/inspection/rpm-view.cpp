@@ -1,7 +1,6 @@
 #include "kelp/core/kelp/inspection/rpm-view.h"
 
 #include "kelp/core/common/errors/error.h"
-#include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/rpm/database.h"
 #include "kelp/core/common/rpm/file-iterator.h"
@@ -74,8 +73,8 @@ std::set<std::string> removedIds() {
     return removed;
 }
 
-std::vector<RpmRecord> recordsOf(const IConfiguration &configuration, const Transaction &rpm,
-                                 const AskForCertificate &ask, const std::string &newId = {}) {
+RpmView recordsOf(const IConfiguration &configuration, const Transaction &rpm, const AskForCertificate &ask,
+                  const std::string &newId = {}) {
     std::vector<RpmRecord> records;
     bool isEmpty = true;
     const auto walk = rpm.forEachInstalled([&](const Reader &package) {
@@ -84,23 +83,30 @@ std::vector<RpmRecord> recordsOf(const IConfiguration &configuration, const Tran
         if (record.isApplication || !record.isCertificateKnown)
             records.push_back(std::move(record));
     });
-    if (walk != Transaction::Walk::Complete)
-        Common::LogStream(Common::LogLevel::Warning) << "The rpm database has records that cannot be read";
-    else if (isEmpty) {
+    const bool isWhole = walk == Transaction::Walk::Complete;
+    if (isWhole && isEmpty) {
         std::set<std::string> accountedFor = removedIds();
         accountedFor.insert(newId);
         requireEmptyDatabaseOf(configuration, accountedFor);
     }
     std::ranges::sort(records, {}, &RpmRecord::id);
-    return records;
+    return {std::move(records), isWhole};
 }
 
-std::vector<RpmRecord> recordsOfCopy(const IConfiguration &configuration, const AskForCertificate &ask,
-                                     const std::string &newId = {}) {
+RpmView recordsOfCopy(const IConfiguration &configuration, const AskForCertificate &ask,
+                      const std::string &newId = {}) {
     return withRpmPath([&] {
         // Declared before the transaction, which works on it and must end first.
         const Common::Rpm::DatabaseCopy copy;
         return recordsOf(configuration, Transaction(0), ask, newId);
+    });
+}
+
+void requireWhole(const RpmView &view) {
+    withRpmPath([&] {
+        if (!view.isWhole)
+            throw Common::Error(Common::ErrorCode::Internal,
+                                "Couldn't read the rpm database: it has records that cannot be read");
     });
 }
 
@@ -124,19 +130,22 @@ std::optional<std::string> whyNotMigrated(const RpmRecord &record) {
     return std::nullopt;
 }
 
-std::optional<std::vector<RpmRecord>> rpmRecords(const IConfiguration &configuration, Unread &unread) {
+std::optional<RpmView> rpmRecords(const IConfiguration &configuration, Unread &unread) {
     Certificates certificates;
-    return unread.attempt([&] {
+    auto view = unread.attempt([&] {
         return recordsOfCopy(configuration, [&](const std::string &id, Group group) {
             return unread.attempt([&] { return certificates.of(id, group); });
         });
     });
+    if (view)
+        unread.attempt([&] { return requireWhole(*view), true; });
+    return view;
 }
 
 std::vector<RpmRecord> rpmRecords(const IConfiguration &configuration, const std::string &newId) {
     Certificates certificates;
     std::exception_ptr failure;
-    std::vector<RpmRecord> records = recordsOfCopy(
+    RpmView view = recordsOfCopy(
         configuration,
         [&](const std::string &id, Group group) -> Answer {
             try {
@@ -150,14 +159,17 @@ std::vector<RpmRecord> rpmRecords(const IConfiguration &configuration, const std
         newId);
     if (failure)
         std::rethrow_exception(failure);
-    return records;
+    // Its callers rely on the absence of a record.
+    requireWhole(view);
+    return std::move(view.records);
 }
 
 std::vector<RpmRecord> rpmRecords(const IConfiguration &configuration, const Transaction &rpm) {
     Certificates certificates;
-    return recordsOf(configuration, rpm, [&](const std::string &id, Group group) {
+    RpmView view = recordsOf(configuration, rpm, [&](const std::string &id, Group group) {
         return Answer(std::in_place, certificates.of(id, group));
     });
+    return std::move(view.records);
 }
 
 } // namespace Core::KELP

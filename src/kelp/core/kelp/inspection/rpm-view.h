@@ -49,18 +49,26 @@ auto withRpmPath(const Act &act) {
 /// Why the first migration never moves a package, independent of its files; nothing for one that it may move.
 std::optional<std::string> whyNotMigrated(const RpmRecord &record);
 
-/// The packages of the rpm database that concern the store, by id: those with a certificate and those with a
+/// What could be read of the rpm database.
+struct RpmView {
+    std::vector<RpmRecord> records; ///< By id.
+    bool isWhole = true;            ///< Otherwise a package without a record here may be installed.
+};
+
+/// The packages of the rpm database that concern the store: those with a certificate and those with a
 /// desktop file among the applications. Changes nothing. Nothing when the database is missing or cannot be
 /// read, or has no record and cannot be this machine's (requireEmptyDatabaseOf()). If certificates cannot be
 /// read, all packages count: each may be an application.
-std::optional<std::vector<RpmRecord>> rpmRecords(const IConfiguration &configuration, Unread &unread);
+std::optional<RpmView> rpmRecords(const IConfiguration &configuration, Unread &unread);
 
 /// The same for callers that act on it. `newId` is a package that is about to be installed, and has its
 /// certificate already. Raises as Common::Rpm::DatabaseCopy and Transaction do, with the database's path
-/// before the text, and as Certificates::of() and requireEmptyDatabaseOf().
+/// before the text, and as Certificates::of() and requireEmptyDatabaseOf(). Raises ErrorCode::Internal
+/// "Couldn't read the rpm database: it has records that cannot be read" unless all could be read.
 std::vector<RpmRecord> rpmRecords(const IConfiguration &configuration, const std::string &newId = {});
 
-/// The same of a database copy that is open already. Raises as Transaction and Certificates::of().
+/// The same of a database copy that is open already, without records that cannot be read. Raises as
+/// Transaction and Certificates::of().
 std::vector<RpmRecord> rpmRecords(const IConfiguration &configuration, const Common::Rpm::Transaction &rpm);
 
 } // namespace Core::KELP

@@ -85,7 +85,7 @@ std::vector<std::string> unknownIds(const IConfiguration &configuration, const s
     std::set<std::string> known = idsOnTheirWay(configuration);
     for (const StoredPackage &package : *views.packages)
         known.insert(package.id);
-    for (const RpmRecord &record : *views.rpm)
+    for (const RpmRecord &record : views.rpm->records)
         known.insert(record.id);
     for (const RegistryRecord &record : views.registry->records)
         known.insert(record.packageId());

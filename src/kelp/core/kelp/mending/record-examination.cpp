@@ -67,7 +67,7 @@ public:
 
 private:
     bool isInRpm(const std::string &id) const {
-        return std::ranges::find(*views_.rpm, id, &RpmRecord::id) != views_.rpm->end();
+        return std::ranges::find(views_.rpm->records, id, &RpmRecord::id) != views_.rpm->records.end();
     }
 
     void add(const std::string &id, FindingKind kind, const fs::path &path, std::string text,
@@ -203,7 +203,7 @@ private:
     }
 
     std::string obstacleToRescued(const std::string &id, const fs::path &path) const {
-        if (!views_.rpm)
+        if (!views_.rpm || !views_.rpm->isWhole)
             return "nobody knows whether rpm has it too";
         // Installed by rpm since then, it is rpm's.
         return isInRpm(id) ? "rpm has it too" : rescueObstacle(configuration_, path);
