@@ -68,6 +68,9 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
          {sources + "\"UPDATE packages SET source_keyid='.no.source.apps'\"", "org.example.notes", "unbound",
           true}},
         {{"> opt/app/org.example.ticker/current/generated.dir.list", "org.example.ticker", "unlisted", true},
+         {"cd opt/app/com.example.devices/2.0-7; cp -p velura.pkg /root; head -c 40 /root/velura.pkg "
+          ">velura.pkg; cd /",
+          "com.example.devices", "unreadable-descriptor", true},
          {"printf 'x\\na y\\n' >>var/lib/kelp/registry", "", "unreadable-lines", true},
          {"ln -s /opt/app/org.example.gone/current/bin/fox usr/bin; mkdir -p usr/share/common/o/a; "
           "ln -s /opt/app/org.example.gone/current/common/x usr/share/common/o/a; touch usr/bin/cub; "
@@ -81,7 +84,9 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
           "unfinished-update", true}},
         {{"cd opt/app/org.example.notes; mv current prev; ln -s /nowhere next; cd /", "org.example.notes",
           "unfinished-update", true},
-         {"rm opt/app/com.example.devices/current", "com.example.devices", "unfinished-update", true},
+         {"cmp root/velura.pkg opt/app/com.example.devices/current/velura.pkg; "
+          "rm opt/app/com.example.devices/current",
+          "com.example.devices", "unfinished-update", true},
          {"cd opt/app/org.example.reader; mkdir 9-1; ln -s 9-1 next; cd /", "org.example.reader",
           "unfinished-update", true}},
         {{"mkdir -p opt/kelp/rescued && mv opt/app/org.example.ticker/3-1 "
@@ -245,6 +250,15 @@ TEST_F(MendTest, TellsAndBringsBackWhatWasStaged) {
               "org.example.notes 1.4.2-1: 1 finding\n" + extra + "status 1\n");
     EXPECT_EQ(there("cd " + notes + "; cat data/own/x data/notes.conf; ls data; stat -c %h data/first.txt"),
               "own\na=b\nfirst.txt\nlatest.txt\nnotes.conf\nown\nprogram\nqml\nsecond.txt\n2\n");
+    there("rm opt/app/org.example.sound/1-1/velura.pkg");
+    EXPECT_THAT(kelpctl("install --dry-run /root/sound-2.rpm"), HasSubstr("sound already installed, and"));
+    EXPECT_THAT(doctor("--repair org.example.sound"), EndsWith("velura.pkg mended\n"));
+    // The registry has the key that the descriptor has lost.
+    for (const char *damage : {"rm velura.pkg", "sed -i 's/^id=[0-9a-f]*$/id=0/' velura.pkg"}) {
+        there("cd " + notes + "; cp velura.pkg /root; " + damage);
+        EXPECT_THAT(kelpctl(repair + "/root/org.example.notes.rpm"), EndsWith(repairs[3].second));
+        there("cmp root/velura.pkg " + notes + "/velura.pkg");
+    }
     EXPECT_THAT(doctor(""),
                 AllOf(testing::StartsWith("1 application without a list"), Not(HasSubstr("status"))));
     EXPECT_EQ(doctor("--repair"), "org.example.ticker: contents listed as found\n");

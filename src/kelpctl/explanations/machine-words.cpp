@@ -30,9 +30,10 @@ constexpr MachineWord words[] = {
      "See to the reason that is given.", "An application that could not be looked at", true},
     {"unreadable-descriptor", "doctor",
      "The descriptor of the current version cannot be read, or names another application, version or key.",
-     "Before anything is removed, kelpctl install --dry-run FILE must say that the file would be let in. "
-     "Then "
-     "remove the application, and install it again. Otherwise leave it, since it works.",
+     "--repair writes it anew where the machine proves its values. Otherwise kelpctl install --repair FILE "
+     "makes "
+     "it from the package file. Without that put a backup in place, or write it by hand. The application "
+     "works.",
      "A descriptor that cannot be read", true},
     {"missing", "doctor", "A file of the application is not published.", "--repair publishes it.", findings,
      true},

@@ -88,7 +88,10 @@ public:
         if (options_.isDryRun) {
             judge(staging.path());
             requirePublishable(staging.path());
+            // The last objection: without it the file would be let in.
+            requireReadable();
         } else {
+            requireReadable();
             const PackageStaging unpacked =
                 package_.extract(staging.path(), fs::absolute(versionDirectory()));
             requirePublishable(staging.path());
@@ -150,7 +153,6 @@ private:
             if (!found->failure.empty())
                 throw Error(ErrorCode::Filesystem, found->failure);
             installed_ = *found;
-            // An unreadable descriptor cannot be compared: the store refuses to install over it.
             if (installed_.information)
                 checkAgainstInstalled();
         }
@@ -161,6 +163,14 @@ private:
             throw Error(ErrorCode::PackagesWithoutSourceNotAllowed,
                         textOf(id_, ErrorCode::PackagesWithoutSourceNotAllowed) +
                             "; \"kelpctl policy missing-source allow\" would let it in");
+    }
+
+    /// A version cannot be compared with one whose descriptor is unreadable, nor take its place.
+    void requireReadable() const {
+        if (!installed_.information && StoreEntry(resolver_, id_).slot(PackageSlot::Current).counts())
+            throw Error(ErrorCode::Internal, "Package " + id_ +
+                                                 " already installed, and its descriptor cannot be read: see "
+                                                 "kelpctl explain unreadable-descriptor");
     }
 
     void checkAgainstInstalled() const {

@@ -6,6 +6,7 @@
 #include "kelp/core/common/files/directory.h"
 #include "kelp/core/common/files/durable-file.h"
 #include "kelp/core/common/files/file-descriptor.h"
+#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/rpm/database.h"
 #include "kelp/core/common/rpm/digest.h"
 #include "kelp/core/kelp/incoming/rpm-package.h"
@@ -13,9 +14,12 @@
 #include "kelp/core/kelp/inspection/take-over-view.h"
 #include "kelp/core/kelp/installing/kept-entries.h"
 #include "kelp/core/kelp/installing/package-file.h"
+#include "kelp/core/kelp/mending/lost-descriptor.h"
+#include "kelp/core/kelp/mending/package-records.h"
 #include "kelp/core/kelp/mending/partial-examinations.h"
 #include "kelp/core/kelp/package/contents-list.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
+#include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/kelp/package/package-information.h"
 #include "kelp/core/kelp/package/store-names.h"
 #include "kelp/core/kelp/take-over/own-directory.h"
@@ -106,13 +110,14 @@ private:
         throw Error(code, id_ + ": " + reason);
     }
 
-    void requireInstalled() const {
+    void requireInstalled() {
         if (package_.id() != id_)
             throw Error(ErrorCode::BadPackageFileFormat, "The package file has changed meanwhile");
         const auto installed = StoreView(configuration_).package(id_);
         if (installed && !installed->failure.empty())
             throw Error(ErrorCode::Filesystem, installed->failure);
-        if (!installed || !installed->information)
+        if (!installed || installed->version.empty() ||
+            !Common::lookFor(resolver_.versionDirectory(id_, installed->version)))
             refuse(ErrorCode::PackageNotExist, "There is no installed version that it could repair");
         if (idsOnTheirWay(configuration_).contains(id_))
             refuse(ErrorCode::Internal,
@@ -122,8 +127,19 @@ private:
         if (installed->version != package_.version())
             refuse(ErrorCode::BadPackageVersion,
                    "Version " + installed->version + " is installed, and not " + package_.version());
-        if (installed->value("certificate.id") != certificate_.keyId())
+        requireKey(*installed);
+    }
+
+    /// The key of the descriptor; where that is lost or another's, that of the registry.
+    void requireKey(const StoredPackage &installed) {
+        hasDescriptor_ = installed.value("certificate.id") == certificate_.keyId();
+        if (hasDescriptor_)
+            return;
+        const auto record = lastRecord(id_);
+        if (record ? record->keyId() != certificate_.keyId() : installed.information.has_value())
             refusePackage(id_, ErrorCode::DeveloperMismatch);
+        if (record)
+            previousKeys_ = record->previousKeyIds();
     }
 
     void requireList() {
@@ -147,6 +163,10 @@ private:
         kept.carryOver();
         repairedList(scratch, kept).write(scratch, Common::Durability::Deferred);
         keepOwn(scratch);
+        if (!hasDescriptor_)
+            writeDescriptor(scratch / StoreName::descriptor,
+                            {scratch, id_, package_.version(), package_.orgName(), package_.appName(), true},
+                            developerValues(certificate_, previousKeys_), Common::Durability::Deferred);
         Common::flushFilesystem(scratch);
     }
 
@@ -201,13 +221,14 @@ private:
         return list;
     }
 
-    /// Keeps the descriptor, the lists of published files, and the resources.
+    /// Keeps a right descriptor, the lists of published files, and the resources.
     void keepOwn(const fs::path &scratch) const {
         Common::reraiseAs(
             ErrorCode::Filesystem, "Couldn't copy the store's files of " + version().string(), [&] {
                 for (const fs::directory_entry &entry : fs::directory_iterator(version()))
                     if (const std::string name = entry.path().filename();
-                        isStoreOwn(name) && !name.ends_with(".new") && name != StoreName::contentsList)
+                        isStoreOwn(name) && !name.ends_with(".new") && name != StoreName::contentsList &&
+                        (hasDescriptor_ || name != StoreName::descriptor))
                         fs::copy(entry.path(), scratch / name,
                                  fs::copy_options::recursive | fs::copy_options::copy_symlinks |
                                      fs::copy_options::overwrite_existing);
@@ -247,6 +268,8 @@ private:
     PackageSignatures::Certificate certificate_;
     RpmPackage package_;
     bool isDryRun_;
+    bool hasDescriptor_ = true;             ///< Whether the installed one can be read, and is the package's.
+    std::vector<std::string> previousKeys_; ///< For a new one.
     ContentsList list_;
 };
 

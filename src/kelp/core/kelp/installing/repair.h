@@ -9,7 +9,8 @@ namespace Core::KELP {
 /// by the validator: the package was let in already.
 ///
 /// The repaired version is made beside the store, and exchanged with the installed one in one step. It has
-/// the package's files where the list has an entry. From the installed version it keeps the store's own
+/// the package's files where the list has an entry, and a new descriptor if the installed one is lost or has
+/// another key than the registry. From the installed version it keeps the store's own
 /// files, files that the package does not bring, and changed configuration files, with all hard links of
 /// each. After a kill at any call the machine has one of the two, and the other's tree lies where
 /// installations unpack.

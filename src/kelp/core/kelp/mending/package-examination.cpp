@@ -6,11 +6,13 @@
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/kelp/inspection/recorded-packages.h"
 #include "kelp/core/kelp/mending/contents-examination.h"
+#include "kelp/core/kelp/mending/lost-descriptor.h"
 #include "kelp/core/kelp/mending/package-records.h"
 #include "kelp/core/kelp/mending/publication-obstacle.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
 #include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/kelp/package/store-entry.h"
+#include "kelp/core/kelp/package/store-names.h"
 #include "kelp/core/kelp/store/fs-database.h"
 
 #include <utility>
@@ -117,7 +119,7 @@ private:
 
     void examineInstalled() {
         if (!current_.isWhole())
-            return addUnreadable(PackageSlot::Current, current_);
+            return addLostDescriptor();
         if (const std::string mismatch = foreignKey(*package_.information); !mismatch.empty())
             add(FindingKind::UnreadableDescriptor, descriptor(PackageSlot::Current), mismatch);
         else if (next_.slot.isOurs())
@@ -133,6 +135,27 @@ private:
         add(FindingKind::UnreadableDescriptor, descriptor(slot),
             look.descriptor == State::Another ? "is that of another application or version"
                                               : "cannot be read; the files are left as they are");
+    }
+
+    /// One that names another package may be right, and its place wrong.
+    void addLostDescriptor() {
+        const fs::path version = place(current_.slot.version);
+        const auto lost = current_.isBroken() ? provenDescriptor(version) : std::nullopt;
+        if (!lost)
+            return addUnreadable(PackageSlot::Current, current_);
+        add(FindingKind::UnreadableDescriptor, descriptor(PackageSlot::Current), "cannot be read",
+            {"writes it anew from certificate, registry and desktop file", [version, lost = *lost] {
+                 writeDescriptor(version / StoreName::descriptor, lost, lost.extras,
+                                 Common::Durability::Flushed);
+             }});
+    }
+
+    std::optional<PackageForMigration> provenDescriptor(const fs::path &version) const {
+        try {
+            return lostDescriptor(version, package_.id, current_.slot.version);
+        } catch (const std::exception &) {
+            return std::nullopt; // What could not be read is reported by its own examination.
+        }
     }
 
     /// Why a descriptor is not this package's by its key; empty when it is, or when no key is known.
