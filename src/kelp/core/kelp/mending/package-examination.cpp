@@ -246,8 +246,8 @@ private:
             if (entry().descriptor(version).state != State::Own)
                 examinePart(version);
             else if (versions.size() == 1)
-                add(FindingKind::UnfinishedUpdate, place(version), "an installation was begun",
-                    {"completes it", [this_ = *this, version] { this_.prepare(version); }});
+                add(FindingKind::UnfinishedUpdate, place(version), "no link makes this version current",
+                    {"does it", [this_ = *this, version] { this_.prepare(version); }});
             else
                 add(FindingKind::Leftover, place(version), "is named by no link, left of a killed run");
         if (!versions.empty())
