@@ -264,6 +264,9 @@ TEST_F(MendTest, TellsAndBringsBackWhatWasStaged) {
     EXPECT_EQ(doctor("--repair"), "org.example.ticker: contents listed as found\n");
     EXPECT_THAT(kelpctl("verify org.example.ticker"), HasSubstr("3-1: as found on 20"));
     EXPECT_THAT(kelpctl(repair + "/root/org.example.ticker.rpm"), HasSubstr("only what was found on 20"));
+    there("rpm --force-debian --install --justdb /root/org.example.ticker.rpm");
+    EXPECT_THAT(doctor("org.example.ticker"),
+                HasSubstr("still-in-rpm: /var/lib/rpm/rpmdb.sqlite has a record of"));
     there("chmod 700 " + notes + "/data");
     EXPECT_THAT(
         run("in_image setpriv --reuid 1000 --regid 1000 --clear-groups kelpctl verify org.example.notes || "

@@ -28,7 +28,8 @@ const char *nameOf(FindingKind kind) {
                                   "owner",
                                   "type",
                                   "gone",
-                                  "attribute"};
+                                  "attribute",
+                                  "still-in-rpm"};
     return names.at(static_cast<std::size_t>(kind));
 }
 

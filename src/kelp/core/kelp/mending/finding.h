@@ -31,6 +31,7 @@ enum class FindingKind {
     Type,                 ///< An entry of another kind is in place of a file of the version.
     Gone,                 ///< An unpublished file of the version is missing.
     Attribute,            ///< A file does not carry the application's id.
+    StillInRpm,           ///< rpm has a record of it beside the store.
 };
 
 /// "missing", "unfinished-update".

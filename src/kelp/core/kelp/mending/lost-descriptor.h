@@ -16,8 +16,8 @@ PackageInformation developerValues(const PackageSignatures::Certificate &certifi
                                    const std::vector<std::string> &previousKeys);
 
 /// The values that the descriptor of a version in the store had; nothing unless the machine proves all of
-/// them. The package's last record in the registry must have the key of its certificate, and the desktop file,
-/// which tells the names, the content of the list of contents. Raises as these are read.
+/// them. The package's last record in the registry must have the key of its certificate, and the desktop
+/// file, which tells the names, the content of the list of contents. Raises as these are read.
 std::optional<PackageForMigration> lostDescriptor(const std::filesystem::path &versionDirectory,
                                                   const std::string &id, const std::string &version);
 

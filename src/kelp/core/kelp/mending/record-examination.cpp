@@ -50,6 +50,7 @@ public:
             if (package.information && package.information->at("general.id") == package.id &&
                 !underWay_.contains(package.id))
                 examineInstalled(package.id, *package.information);
+        examineRpm();
         // After the packages: their record of an installation would end that of an update.
         examineInstallation();
         if (views_.sources && views_.registry && views_.isAllThere())
@@ -160,6 +161,17 @@ private:
         if (!hasRow(keyId))
             add(id, FindingKind::Unbound, "",
                 "is bound to the source " + keyId + ", which the trusted sources do not have", {});
+    }
+
+    /// Only the launcher or a person knows that rpm need not have its files any more.
+    void examineRpm() {
+        for (const RpmRecord &record : views_.rpm.value_or(std::vector<RpmRecord>()))
+            if (!underWay_.contains(record.id) &&
+                std::ranges::any_of(packages_, [&](const StoredPackage &package) {
+                    return package.id == record.id && package.information;
+                }))
+                add(record.id, FindingKind::StillInRpm, rpmDatabaseFile(),
+                    "has a record of version " + record.version + ": no update is let in while it has", {});
     }
 
     static void writeRegistry(const PackageInformation &information) {
