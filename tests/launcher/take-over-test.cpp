@@ -264,7 +264,8 @@ TEST_F(TakeOverTest, WhatCannotBeSettledYetIsKeptAndHoldsNobodyUp) {
 TEST_F(TakeOverTest, AJournalThatSaysTooLittleClearsNothing) {
     const Machine machine;
     machine.run(killForgotten);
-    const std::string unreadable = "Couldn't read the take-over journal: /var/lib/kelp/takeover.journal";
+    const std::string unreadable = "Couldn't read the take-over journal: /var/lib/kelp/takeover.journal; see "
+                                   "\"A journal that cannot be read\" in recovery.md";
     const char *everything = "cd $IMAGE; find opt usr/share/org.sound -printf '%p %i %l\\n' | sort";
     const std::string before = machine.run(everything);
     const std::string edit = "cd $IMAGE/var/lib/kelp; sed --in-place ";

@@ -58,7 +58,8 @@ TEST(TakeOverJournalTest, IsReadWholeOrNotAtAll) {
     EXPECT_TRUE(entry.directories.at(0).isAbsent && !entry.directories[1].isAbsent);
 
     const auto damaged = raises(ErrorCode::Internal,
-                                "Couldn't read the take-over journal: " + TakeOverJournal::path().string());
+                                "Couldn't read the take-over journal: " + TakeOverJournal::path().string() +
+                                    "; see \"A journal that cannot be read\" in recovery.md");
     for (std::size_t size = 0; size < text.size(); ++size)
         EXPECT_THAT([&] { TakeOverJournal::parse(text.substr(0, size)); }, damaged) << size;
     for (const std::string row : {"take-over 2 > take-over 1",

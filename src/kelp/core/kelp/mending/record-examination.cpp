@@ -165,7 +165,7 @@ private:
 
     /// Only the launcher or a person knows that rpm need not have its files any more.
     void examineRpm() {
-        for (const RpmRecord &record : views_.rpm.value_or(std::vector<RpmRecord>()))
+        for (const RpmRecord &record : views_.rpm.value_or(RpmView()).records)
             if (!underWay_.contains(record.id) &&
                 std::ranges::any_of(packages_, [&](const StoredPackage &package) {
                     return package.id == record.id && package.information;

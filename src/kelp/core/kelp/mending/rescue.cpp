@@ -48,15 +48,16 @@ std::string obstacleTo(const IConfiguration &configuration, const fs::path &tree
     if (std::string objection = StoreEntry(resolver, staging.id).objectionTo(staging.version);
         !objection.empty())
         return objection;
+    std::string taken;
     TargetPlaces places;
     for (const PlannedFile &file : FSDatabase::publicationOf(staging, resolver).files) {
         // A dangling link counts: a repair replaces nothing foreign.
         if (fs::exists(fs::symlink_status(file.target)))
-            return "something else is at " + file.target;
-        if (std::string obstacle = places.obstacle(file.target); !obstacle.empty())
+            taken += (taken.empty() ? "something else is at " : ", ") + file.target;
+        else if (std::string obstacle = places.obstacle(file.target); !obstacle.empty())
             return obstacle;
     }
-    return {};
+    return taken;
 }
 
 } // namespace

@@ -360,15 +360,15 @@ void RpmSurvey::judgeStored(RpmCandidate &candidate, const std::string &installe
     const JournalEntry &entry = candidate.entry;
     const fs::path current = fs::absolute(pathResolver_->currentDirectory(entry.id));
     const auto pathOf = erasedFiles(application);
-    bool areOurs = true;
-    for (std::size_t i = 0; areOurs && i < application.isErased.size(); ++i)
-        if (const auto path = pathOf(i))
-            areOurs = !Common::identityAt(*path) || isPublishedBy(*path, current);
+    std::optional<std::string> foreign;
+    for (std::size_t i = 0; !foreign && i < application.isErased.size(); ++i)
+        if (auto path = pathOf(i); path && Common::identityAt(*path) && !isPublishedBy(*path, current))
+            foreign = std::move(path);
     if (installed != entry.version)
         candidate.stays = "the store holds version " + installed;
-    else if (!areOurs)
+    else if (foreign)
         // Only the record goes: a file that is not the store's would be left for good.
-        candidate.stays = "the store holds this version, and not all of the files are the store's";
+        candidate.stays = "the store holds this version, and " + *foreign + " is not the store's";
     else
         candidate.isInStore = true;
 }

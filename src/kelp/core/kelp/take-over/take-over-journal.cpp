@@ -84,7 +84,8 @@ void formatEntry(std::ostream &lines, const JournalEntry &entry) {
 }
 
 Error damaged() {
-    return {ErrorCode::Internal, "Couldn't read the take-over journal: " + TakeOverJournal::path().string()};
+    return {ErrorCode::Internal, "Couldn't read the take-over journal: " + TakeOverJournal::path().string() +
+                                     "; see \"A journal that cannot be read\" in recovery.md"};
 }
 
 /// The words of one line, from the left. Raises for a word that is missing or of the wrong kind.

@@ -147,8 +147,8 @@ public:
     static std::filesystem::path path();
 
     /// The packages of the journal; none when there is no journal. Raises ErrorCode::Internal "Couldn't read
-    /// the take-over journal: PATH" for one that is damaged or whose trees lie outside the temporary
-    /// directory, and as Common::readIfExists() does for one that cannot be read.
+    /// the take-over journal: PATH" and the heading that helps for one that is damaged or whose trees lie
+    /// outside the temporary directory, and as Common::readIfExists() does for one that cannot be read.
     static std::vector<JournalEntry> read(const std::filesystem::path &temporaryDirectory);
 
     /// Replaces the journal by the packages of both lists, in one step and durably. Raises
