@@ -1,8 +1,10 @@
 #include "kelp/core/kelp/take-over/installed-application.h"
 
+#include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/rpm/file-iterator.h"
 #include "kelp/core/common/rpm/installed-files.h"
 #include "kelp/core/common/rpm/tags.h"
+#include "kelp/core/common/rpm/transaction.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
 
 namespace Core::KELP {
@@ -10,6 +12,7 @@ namespace Core::KELP {
 namespace Tag = Common::Rpm::Tag;
 
 using Common::Rpm::FileIterator;
+using Common::Rpm::Transaction;
 
 InstalledApplication readApplication(const Common::Rpm::Reader &record, const std::string &keyId,
                                      const std::optional<std::string> &orgName,
@@ -34,6 +37,13 @@ InstalledApplication readApplication(const Common::Rpm::Reader &record, const st
                         .appName = appName},
                        buildMappings(id, keyId, orgName, appName, Rooted::No), std::move(files)),
             std::move(sizes), std::move(isErased)};
+}
+
+bool forEachRecord(const Transaction &rpm, const std::function<void(const Common::Rpm::Reader &)> &callback) {
+    const Transaction::Walk walk = rpm.forEachInstalled(callback);
+    if (walk == Transaction::Walk::Cut)
+        throw Common::Error(Common::ErrorCode::Internal, "Couldn't read the rpm database");
+    return walk == Transaction::Walk::Damaged;
 }
 
 } // namespace Core::KELP

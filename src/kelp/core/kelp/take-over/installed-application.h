@@ -1,13 +1,19 @@
 #pragma once
 
+#include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/kelp/incoming/rpm-package.h"
 
 #include <cstdint>
+#include <exception>
+#include <functional>
+#include <optional>
+#include <string>
 #include <vector>
 
 namespace Common::Rpm {
 class Reader;
-}
+class Transaction;
+} // namespace Common::Rpm
 
 namespace Core::KELP {
 
@@ -24,5 +30,24 @@ struct InstalledApplication {
 InstalledApplication readApplication(const Common::Rpm::Reader &record, const std::string &keyId,
                                      const std::optional<std::string> &orgName,
                                      const std::optional<std::string> &appName);
+
+/// Calls `callback` for each of rpm's records. Returns whether rpm passed over records that it could not
+/// read. Raises ErrorCode::Internal "Couldn't read the rpm database" when it gave not all of the others: an
+/// application that was not seen would stay for good, and its files would seem free.
+bool forEachRecord(const Common::Rpm::Transaction &rpm,
+                   const std::function<void(const Common::Rpm::Reader &)> &callback);
+
+/// What `read` returns; nothing after a failure, which is logged.
+template<class Read>
+auto unlessUnreadable(const Read &read) -> std::optional<decltype(read())> {
+    try {
+        return read();
+    } catch (const std::exception &error) {
+        Common::LogStream(Common::LogLevel::Warning) << error;
+        Common::LogStream(Common::LogLevel::Warning)
+            << "Couldn't extract a package information required for migration";
+        return std::nullopt;
+    }
+}
 
 } // namespace Core::KELP

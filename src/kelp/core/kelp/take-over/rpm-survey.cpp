@@ -62,18 +62,6 @@ Identity readIdentity(const Reader &reader) {
     return identity;
 }
 
-/// Logs why a package's data cannot be had.
-template<class Read>
-auto unlessUnreadable(const Read &read) -> std::optional<decltype(read())> {
-    try {
-        return read();
-    } catch (const std::exception &error) {
-        LogStream(LogLevel::Warning) << error;
-        LogStream(LogLevel::Warning) << "Couldn't extract a package information required for migration";
-        return std::nullopt;
-    }
-}
-
 struct Names {
     std::optional<std::string> organisation;
     std::optional<std::string> application;
@@ -137,12 +125,6 @@ void stayFor(const std::optional<RpmSurvey::Failure> &failure, RpmCandidate &can
     candidate.isJudged = failure->isJudgement;
 }
 
-/// An application that was not seen would stay for good, and its files would seem free.
-void requireNotCut(Transaction::Walk walk) {
-    if (walk == Transaction::Walk::Cut)
-        throw Common::Error(Common::ErrorCode::Internal, "Couldn't read the rpm database");
-}
-
 /// A tree that was made while all of this application's files existed may now be the only copy.
 void requireNothingLost(const Reader &record, const Identity &identity, const std::vector<LeftTree> &left) {
     for (const LeftTree &tree : left)
@@ -196,13 +178,6 @@ std::optional<std::string> objectionToOwn(const std::string &target, mode_t mode
     return S_ISDIR(mode) ? std::optional(wouldNotGo(target)) : std::nullopt;
 }
 
-std::string claimants(const std::vector<RpmCandidate *> &candidates) {
-    std::string ids;
-    for (const RpmCandidate *candidate : candidates)
-        ids += (ids.empty() ? "" : " and ") + candidate->entry.id;
-    return ids;
-}
-
 } // namespace
 
 /// Old packages have only SHA-1. Without either, the place in the database must suffice.
@@ -218,23 +193,21 @@ RpmSurvey::RpmSurvey(const Transaction &rpm, const InstalledVersion &installedVe
     pathResolver_(&pathResolver),
     stagingDevice_(stagingDevice) {
     const PackageSignatures::Database signatures(PackageSignatures::Database::defaultPath());
-    const auto walk =
-        rpm.forEachInstalled([&](const Reader &reader) { readRecord(reader, signatures, exceptIds, left); });
-    requireNotCut(walk);
-    isDamaged_ = walk == Transaction::Walk::Damaged;
-    // Each walk uses the results of the one before for all candidates.
+    isDamaged_ =
+        forEachRecord(rpm, [&](const Reader &reader) { readRecord(reader, signatures, exceptIds, left); });
+    PlaceHashes hashes;
+    std::vector<Alone> alone;
+    alone.reserve(candidates_.size());
     for (std::size_t number = 0; number < candidates_.size(); ++number)
-        judgeAlone(number);
-    shared_.sort();
-    findForeignOwners();
-    shared_.findShared();
-    for (const std::size_t number : shared_.sharers())
-        lookAgain(number);
-    // Frees the hashes of all places: the journal of a large application needs the memory.
-    shared_ = {};
-    directories_ = {};
+        alone.push_back(judgeAlone(number, hashes));
+    // Takes the hashes, which it frees: the journal of a large application needs the memory.
+    owners_ = findPathOwners(rpm, std::move(hashes), places_,
+                             [&](std::size_t number, const PathVisitor &file, const PathVisitor &target) {
+                                 readPaths(*candidates_[number], file,
+                                           alone[number].hasTargets ? &target : nullptr);
+                             });
     for (std::size_t number = 0; number < candidates_.size(); ++number)
-        judgeTogether(number);
+        judgeTogether(number, alone[number]);
     spread();
 }
 
@@ -288,15 +261,16 @@ InstalledApplication RpmSurvey::read(const RpmCandidate &candidate) const {
 }
 
 /// By the record and the disk alone, as if it shared no place.
-void RpmSurvey::judgeAlone(std::size_t number) {
+RpmSurvey::Alone RpmSurvey::judgeAlone(std::size_t number, PlaceHashes &hashes) {
     RpmCandidate &candidate = *candidates_[number];
+    hashes.instances.insert(candidate.entry.instance);
     const InstalledApplication application = read(candidate);
     const StandingFiles standing(application.package, stagingDevice_);
     candidate.bytes = standing.bytes(application.sizes);
     const PathIndex files(places_, application.isErased.size(), erasedFiles(application));
     for (const auto &[place, ignored] : files.hashes())
-        shared_.addFile(place, number);
-    addDirectories(application);
+        hashes.files.push_back({place, number});
+    addDirectories(application, hashes.directories);
     CompactPaths targets;
     // One unreadable descriptor must not keep every other application in rpm.
     stayFor(failureOf([&] {
@@ -306,15 +280,15 @@ void RpmSurvey::judgeAlone(std::size_t number) {
             candidate);
     // Also for one that stays: its targets are not free for others.
     for (std::size_t i = 0; i < targets.size(); ++i)
-        shared_.addTarget(hash(places_.find(fs::absolute(targets[i]))), number);
-    if (targets.size() != 0)
-        claiming_.insert(number);
+        hashes.targets.push_back({hash(places_.find(fs::absolute(targets[i]))), number});
+    Alone alone{targets.size() != 0};
     if (!candidate.stays && !candidate.isInStore)
-        objections_[number] = objectionAlone(application, standing, targets, files);
+        alone.objection = objectionAlone(application, standing, targets, files);
+    return alone;
 }
 
 /// Once for the neighbours that lie in it.
-void RpmSurvey::addDirectories(const InstalledApplication &application) {
+void RpmSurvey::addDirectories(const InstalledApplication &application, std::vector<PathHash> &directories) {
     std::string last;
     const auto pathOf = erasedFiles(application);
     for (std::size_t i = 0; i < application.isErased.size(); ++i)
@@ -323,7 +297,7 @@ void RpmSurvey::addDirectories(const InstalledApplication &application) {
             if (directory == std::exchange(last, directory))
                 continue;
             const PathIdentity place = places_.find(*path);
-            directories_.push_back(hash({place.device, place.inode, ""}));
+            directories.push_back(hash({place.device, place.inode, ""}));
         }
 }
 
@@ -449,96 +423,56 @@ std::string RpmSurvey::obstacleOfMachine(const InstalledApplication &application
     return obstacle.empty() ? targetPlaces_.shortage() : obstacle;
 }
 
-void RpmSurvey::findForeignOwners() {
-    std::ranges::sort(directories_);
-    if (directories_.empty())
-        return;
-    std::set<std::uint32_t> instances;
-    for (const auto &candidate : candidates_)
-        instances.insert(candidate->entry.instance);
-    requireNotCut(rpm_->forEachInstalled([&](const Reader &reader) {
-        if (!instances.contains(Common::Rpm::databaseInstance(reader)))
-            markForeign(reader);
-    }));
-}
-
-void RpmSurvey::markForeign(const Reader &reader) {
-    const auto record = unlessUnreadable([&] { return InstalledFiles(reader); });
-    if (!record)
-        return;
-    std::vector<std::optional<PathIdentity>> interesting;
-    for (int i = 0; i < record->directoryCount(); ++i) {
-        PathIdentity place = identityOfDirectory(record->directory(i));
-        // A machine has hundreds of thousands of files and few directories that matter here.
-        const bool matters = place.below.empty() && std::ranges::binary_search(directories_, hash(place));
-        interesting.push_back(matters ? std::optional(std::move(place)) : std::nullopt);
-    }
-    for (int i = 0; i < record->count(); ++i) {
-        const auto &directory = interesting.at(static_cast<std::size_t>(record->directoryOf(i)));
-        if (!directory || !record->isInstalled(i) || record->isDirectory(i))
-            continue;
-        PathIdentity place = *directory;
-        place.below = "/" + std::string(record->name(i));
-        if (!shared_.mayHaveFile(hash(place)))
-            continue;
-        shared_.share(hash(place));
-        foreign_.emplace(std::move(place), reader.tagOr(Tag::Name, "another package"));
-    }
-}
-
-/// Notes its files and targets at places that others may share.
-void RpmSurvey::lookAgain(std::size_t number) {
-    RpmCandidate &candidate = *candidates_[number];
-    Sharing &sharing = sharing_[number];
+/// Reads the record again: its files, and its targets unless `target` is null.
+void RpmSurvey::readPaths(const RpmCandidate &candidate, const PathVisitor &file,
+                          const PathVisitor *target) const {
     const InstalledApplication application = read(candidate);
     const auto pathOf = erasedFiles(application);
     for (std::size_t i = 0; i < application.isErased.size(); ++i)
         if (const auto path = pathOf(i))
-            if (PathIdentity place = places_.find(*path); shared_.isShared(hash(place))) {
-                owners_[place].push_back(&candidate);
-                sharing.files.push_back({*path, std::move(place), i});
-            }
-    if (!claiming_.contains(number))
+            file(*path, i);
+    if (!target)
         return;
     const CompactPaths targets =
         outlineOf(candidate.entry, application, StandingFiles(application.package, stagingDevice_))
             .targets(publicationOf(candidate.entry));
     for (std::size_t i = 0; i < targets.size(); ++i)
-        if (PathIdentity place = places_.find(fs::absolute(targets[i])); shared_.isShared(hash(place))) {
-            claims_[place].push_back(&candidate);
-            sharing.targets.push_back({targets[i], std::move(place), i});
-        }
+        (*target)(targets[i], i);
 }
 
-void RpmSurvey::judgeTogether(std::size_t number) {
+void RpmSurvey::judgeTogether(std::size_t number, const Alone &alone) {
     RpmCandidate &candidate = *candidates_[number];
-    const Sharing &sharing = sharing_[number];
-    for (const Sharing::Path &file : sharing.files)
+    const auto &[files, targets] = owners_.pathsOf(number);
+    for (const PathOwners::Path &file : files)
         // rpm would leave the file to the other package, in the way of a published one.
-        if (const auto foreign = foreign_.find(file.place); foreign != foreign_.end() && !candidate.stays)
-            candidate.stays = file.path + " belongs to " + foreign->second + " too";
-    const auto &alone = objections_[number];
-    for (const Sharing::Path &target : sharing.targets)
+        if (const auto &foreign = owners_.of(file).foreign; foreign && !candidate.stays)
+            candidate.stays = file.path + " belongs to " + *foreign + " too";
+    for (const PathOwners::Path &target : targets)
         // The first objection in the order of targets counts.
-        if (!candidate.stays && (!alone || target.number <= alone->target))
-            stayFor(failureOf([&] { candidate.stays = targetObjection(candidate, target); }), candidate);
-    if (alone)
-        stayFor(alone->failure, candidate);
+        if (!candidate.stays && (!alone.objection || target.number <= alone.objection->target))
+            stayFor(failureOf([&] { candidate.stays = targetObjection(number, target); }), candidate);
+    if (alone.objection)
+        stayFor(alone.objection->failure, candidate);
 }
 
-std::optional<std::string> RpmSurvey::targetObjection(const RpmCandidate &candidate,
-                                                      const Sharing::Path &target) const {
-    const auto &claiming = claims_.at(target.place);
-    if (claiming.size() > 1)
-        return target.path + " would be published by " + claimants(claiming);
-    const auto found = owners_.find(target.place);
-    const auto owners = found == owners_.end() ? std::vector<RpmCandidate *>() : found->second;
-    const bool isOwn = std::ranges::find(owners, &candidate) != owners.end();
-    auto objection = standingObjection(target.path, !owners.empty(), isOwn);
+std::optional<std::string> RpmSurvey::targetObjection(std::size_t number,
+                                                      const PathOwners::Path &target) const {
+    const auto &[holders, claimants, foreign] = owners_.of(target);
+    if (claimants.size() > 1)
+        return target.path + " would be published by " + idsOf(claimants);
+    const bool isOwn = std::ranges::find(holders, number) != holders.end();
+    auto objection = standingObjection(target.path, !holders.empty(), isOwn);
     struct stat status = {};
-    if (!objection && owners.size() > 1 && isThere(target.path, status))
-        return target.path + " belongs to " + claimants(owners);
+    if (!objection && holders.size() > 1 && isThere(target.path, status))
+        return target.path + " belongs to " + idsOf(holders);
     return objection;
+}
+
+std::string RpmSurvey::idsOf(const std::vector<std::size_t> &numbers) const {
+    std::string ids;
+    for (const std::size_t number : numbers)
+        ids += (ids.empty() ? "" : " and ") + candidates_[number]->entry.id;
+    return ids;
 }
 
 void RpmSurvey::withdraw(RpmCandidate &candidate, const std::string &reason) {
@@ -551,15 +485,17 @@ void RpmSurvey::spread() {
     bool changed = true;
     while (changed) {
         changed = false;
-        for (const auto &[place, owners] : owners_) {
+        for (const auto &[place, owners] : owners_.places()) {
             // rpm would leave the file to the one that stays, in the way of the other.
-            const auto staying = std::ranges::find_if(
-                owners, [](const RpmCandidate *owner) { return owner->stays.has_value(); });
-            if (staying == owners.end())
+            const auto staying = std::ranges::find_if(owners.holders, [this](std::size_t number) {
+                return candidates_[number]->stays.has_value();
+            });
+            if (staying == owners.holders.end())
                 continue;
-            for (RpmCandidate *owner : owners)
-                if (!owner->stays) {
-                    owner->stays = "shares a file with " + (*staying)->entry.id + ", which stays";
+            for (const std::size_t number : owners.holders)
+                if (RpmCandidate &candidate = *candidates_[number]; !candidate.stays) {
+                    candidate.stays =
+                        "shares a file with " + candidates_[*staying]->entry.id + ", which stays";
                     changed = true;
                 }
         }

@@ -5,7 +5,7 @@
 #include "kelp/core/kelp/take-over/left-tree.h"
 #include "kelp/core/kelp/take-over/package-outline.h"
 #include "kelp/core/kelp/take-over/path-identity.h"
-#include "kelp/core/kelp/take-over/shared-paths.h"
+#include "kelp/core/kelp/take-over/path-owners.h"
 #include "kelp/core/kelp/take-over/take-over-journal.h"
 
 #include <cstdint>
@@ -104,16 +104,10 @@ private:
         Failure failure;
     };
 
-    /// A candidate's files and targets at places that others may share.
-    struct Sharing {
-        struct Path {
-            std::string path;
-            PathIdentity place;
-            std::size_t number = 0;
-        };
-
-        std::vector<Path> files;
-        std::vector<Path> targets;
+    /// What a look at a candidate by itself finds.
+    struct Alone {
+        bool hasTargets = false;
+        std::optional<Objection> objection = {};
     };
 
     /// Of what stands at each target, where that was looked at already.
@@ -122,8 +116,8 @@ private:
     void readRecord(const Common::Rpm::Reader &reader, const PackageSignatures::Database &signatures,
                     const std::set<std::string> &exceptIds, const std::vector<LeftTree> &left);
     void takeNames(RpmCandidate &candidate);
-    void judgeAlone(std::size_t number);
-    void addDirectories(const InstalledApplication &application);
+    Alone judgeAlone(std::size_t number, PlaceHashes &hashes);
+    void addDirectories(const InstalledApplication &application, std::vector<PathHash> &directories);
     bool mayPublish(RpmCandidate &candidate, const InstalledApplication &application);
     void judgeStored(RpmCandidate &candidate, const std::string &installed,
                      const InstalledApplication &application) const;
@@ -137,12 +131,10 @@ private:
     std::optional<std::string> standingObjection(const std::string &target, bool isOwned, bool isOwn) const;
     std::string obstacleOfMachine(const InstalledApplication &application, const CompactPaths &targets,
                                   const Attributes &attributes);
-    void findForeignOwners();
-    void markForeign(const Common::Rpm::Reader &reader);
-    void lookAgain(std::size_t number);
-    void judgeTogether(std::size_t number);
-    std::optional<std::string> targetObjection(const RpmCandidate &candidate,
-                                               const Sharing::Path &target) const;
+    void readPaths(const RpmCandidate &candidate, const PathVisitor &file, const PathVisitor *target) const;
+    void judgeTogether(std::size_t number, const Alone &alone);
+    std::optional<std::string> targetObjection(std::size_t number, const PathOwners::Path &target) const;
+    std::string idsOf(const std::vector<std::size_t> &numbers) const;
     void spread();
 
     const Common::Rpm::Transaction *rpm_;
@@ -156,16 +148,7 @@ private:
     bool isDamaged_ = false;
 
     PathFinder places_;
-    SharedPaths shared_;
-    std::vector<PathHash> directories_; ///< Of all candidates' files.
-    std::set<std::size_t> claiming_;    ///< The candidates that have targets.
-    std::map<std::size_t, std::optional<Objection>> objections_;
-
-    // Of shared places alone.
-    std::map<std::size_t, Sharing> sharing_;
-    std::map<PathIdentity, std::vector<RpmCandidate *>> owners_;
-    std::map<PathIdentity, std::vector<RpmCandidate *>> claims_; ///< Of targets.
-    std::map<PathIdentity, std::string> foreign_;                ///< Files that another package has too.
+    PathOwners owners_; ///< By the numbers of the candidates.
 };
 
 } // namespace Core::KELP
