@@ -28,6 +28,7 @@ using Common::LogLevel;
 using Common::LogStream;
 using Core::KELP::PackageInformation;
 using Core::TrustedSources::reservedSource;
+using Core::TrustedSources::Source;
 
 void logClientFailure(const std::string &id, const std::exception &error) {
     LogStream(LogLevel::Error) << "Failed to add client certificate for package " << id << error;
@@ -80,10 +81,8 @@ private:
 
     void bind(const std::string &id, const PackageSignatures::Certificate &certificate) {
         const std::string &keyId = certificate.keyId();
-        if (!sources_.sourceExists(keyId)) {
-            sources_.addSource({keyId, certificate.subject(), {}});
+        if (sources_.addMissingSource({keyId, certificate.subject(), {}}))
             bound_.push_back({"", keyId, true, logClientFailure});
-        }
         if (sources_.packageExists(id))
             return;
         sources_.addPackage(id, keyId);
@@ -111,11 +110,7 @@ private:
     void bindToReservedSource(const std::string &id) {
         if (sources_.packageExists(id))
             return;
-        if (!sources_.sourceExists(reservedSource)) {
-            // In this order: the source tells the next run that both were done.
-            sources_.setMissingSourceAllowed(true);
-            sources_.addSource({reservedSource, "", {}});
-        }
+        sources_.addMissingSource(Source::reserved());
         // For good: the launcher binds no package twice.
         sources_.addPackage(id, reservedSource);
         bound_.push_back({id, reservedSource, false, logReservedFailure});

@@ -13,6 +13,9 @@ struct Source {
     std::string keyId;
     std::string subject;               ///< Of the source's certificate.
     std::vector<std::string> packages; ///< The ids of the packages that came from it.
+
+    /// The reserved source, without its packages.
+    static Source reserved() { return {reservedSource, "", {}}; }
 };
 
 } // namespace Core::TrustedSources

@@ -293,13 +293,20 @@ void SQLiteDatabase::addPackage(const std::string &packageId, const std::string 
     });
 }
 
+bool SQLiteDatabase::addMissingSource(const Source &source) {
+    if (sourceExists(source.keyId))
+        return false;
+    // In this order: the source tells the next run that both were done.
+    if (source.keyId == reservedSource)
+        setMissingSourceAllowed(true);
+    addSource(source);
+    return true;
+}
+
 void SQLiteDatabase::bindPackage(const std::string &packageId, const Source &source) {
     run("Couldn't insert package into the trusted sources database", [&](auto &database) {
         Nested step(database);
-        execute(database, "INSERT OR IGNORE INTO sources (keyid,subject) VALUES (?,?)", source.keyId,
-                source.subject);
-        if (database.getChanges() > 0 && source.keyId == reservedSource)
-            execute(database, "UPDATE configuration SET data = 1 WHERE id = 'missing_source_allowed'");
+        addMissingSource(source);
         // After the source: each statement must find the source that it names.
         execute(database, "INSERT OR REPLACE INTO packages (id,source_keyid) VALUES (?,?)", packageId,
                 source.keyId);

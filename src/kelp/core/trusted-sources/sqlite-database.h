@@ -43,9 +43,14 @@ public:
     bool packageExists(const std::string &packageId) override;
     std::vector<Source> sources() override;
 
-    /// Binds a package to a source, also if it was bound to another, and adds a missing source; in one
-    /// transaction. A new reserved source also allows packages without a source: one exists then. If the
-    /// source exists, the policy stays as people set it.
+    /// Adds a source if it is missing, and returns whether it was. A new reserved source also allows packages
+    /// without a source: one exists then. If the source exists, the policy stays as people set it.
+    /// Outside together() the policy and the source are two steps, in this order: a kill between them leaves
+    /// no source, and the next call takes both steps.
+    bool addMissingSource(const Source &source);
+
+    /// Binds a package to a source, also if it was bound to another, and adds a missing source as
+    /// addMissingSource() does; in one transaction.
     void bindPackage(const std::string &packageId, const Source &source);
 
     /// Commits the operations in one transaction, each as a step of its own: a failed one changes nothing,

@@ -30,7 +30,7 @@ void bindToItsSource(const IConfiguration &configuration, const std::string &id)
     // The launcher's package brings the directory, but a machine may have only kelpctl.
     Common::createPrivateDirectory(configuration.trustedSourcesDatabasePath().parent_path());
     TrustedSources::SQLiteDatabase(configuration)
-        .bindPackage(id, source.value_or(TrustedSources::Source{TrustedSources::reservedSource, "", {}}));
+        .bindPackage(id, source.value_or(TrustedSources::Source::reserved()));
 }
 
 std::vector<std::string> previousKeys(const PackageInformation &information) {

@@ -24,7 +24,7 @@ std::optional<TrustedSources::Source> certifiedSource(const std::string &id);
 std::optional<std::string> developerKey(const std::string &id);
 
 /// Binds a package to the source of its client certificate, or to the reserved one, also if it was bound to
-/// another. One transaction; the policy follows as SQLiteDatabase::bindPackage() says. Raises as
+/// another. One transaction; the policy follows as SQLiteDatabase::addMissingSource() says. Raises as
 /// certifiedSource() and the sources' database do; then the binding is unchanged.
 void bindToItsSource(const IConfiguration &configuration, const std::string &id);
 
