@@ -3,7 +3,7 @@
 #include "kelp/core/common/errors/error-category.h"
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/files/filesystem.h"
-#include "kelp/core/kelp/incoming/link-targets.h"
+#include "kelp/core/kelp/incoming/symbolic-link-targets.h"
 #include "kelp/core/kelp/incoming/symbolic-links.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/validator/content-validator.h"

@@ -7,11 +7,11 @@
 #include "kelp/core/common/rpm/installed-files.h"
 #include "kelp/core/common/rpm/tags.h"
 #include "kelp/core/kelp/desktop-file/desktop-file.h"
-#include "kelp/core/kelp/incoming/link-targets.h"
 #include "kelp/core/kelp/incoming/package-extraction.h"
 #include "kelp/core/kelp/incoming/rpm-package.h"
 #include "kelp/core/kelp/incoming/staged-contents.h"
 #include "kelp/core/kelp/incoming/staging-directory.h"
+#include "kelp/core/kelp/incoming/symbolic-link-targets.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/package/package-information.h"
 
@@ -81,7 +81,7 @@ Links linksOf(const Common::Rpm::Reader &reader) {
 
 /// The place of a file of the system after following the package's links.
 std::optional<fs::path> followed(const fs::path &systemPath, const Links &links) {
-    const auto place = followLinks(systemPath.relative_path(), "/", [&](const fs::path &path) {
+    const auto place = followSymbolicLinks(systemPath.relative_path(), "/", [&](const fs::path &path) {
         const std::string system = "/" + path.string();
         const auto link = links.find(system);
         // The list may lack directories: any path but a link may be one.

@@ -2,7 +2,7 @@
 
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/files/filesystem.h"
-#include "kelp/core/kelp/incoming/link-targets.h"
+#include "kelp/core/kelp/incoming/symbolic-link-targets.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/package/package-information.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "kelp/core/common/files/file-descriptor.h"
-#include "kelp/core/kelp/incoming/link-targets.h"
+#include "kelp/core/kelp/incoming/symbolic-link-targets.h"
 
 #include <filesystem>
 #include <map>

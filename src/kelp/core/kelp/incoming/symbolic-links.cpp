@@ -50,7 +50,8 @@ void SymbolicLinks::judge(const Judge &judge, const Refuse &refuse) const {
 }
 
 std::optional<TreePlace> SymbolicLinks::follow(const fs::path &path) const {
-    return followLinks(path, versionDirectory_, [this](const fs::path &at) { return staging_.find(at); });
+    return followSymbolicLinks(path, versionDirectory_,
+                               [this](const fs::path &at) { return staging_.find(at); });
 }
 
 void SymbolicLinks::judgeBelow(const std::string &name, const fs::path &directory, Visit &visit) const {

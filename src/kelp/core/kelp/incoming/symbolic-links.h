@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kelp/core/kelp/incoming/link-targets.h"
+#include "kelp/core/kelp/incoming/symbolic-link-targets.h"
 #include "kelp/core/kelp/validator/framework/content-findings.h"
 
 #include <filesystem>

@@ -28,8 +28,9 @@ struct TreePlace {
 /// Where a path of a package's tree leads when all links are followed. A link's target below
 /// `versionDirectory` counts as in the tree. Every other absolute path, and one that climbs above the tree,
 /// is outside. Empty for a path that leads outside or nowhere, or takes absurdly many links or steps.
-std::optional<TreePlace> followLinks(const std::filesystem::path &path,
-                                     const std::filesystem::path &versionDirectory, const TreeLookup &lookUp);
+std::optional<TreePlace> followSymbolicLinks(const std::filesystem::path &path,
+                                             const std::filesystem::path &versionDirectory,
+                                             const TreeLookup &lookUp);
 
 /// Translates a system path to a path in the package's tree.
 using PathTranslation = std::function<std::filesystem::path(const std::filesystem::path &)>;

@@ -1,4 +1,4 @@
-#include "kelp/core/kelp/incoming/link-targets.h"
+#include "kelp/core/kelp/incoming/symbolic-link-targets.h"
 
 #include <string>
 #include <vector>
@@ -96,8 +96,8 @@ fs::path systemPathOf(const fs::path &target, const fs::path &link) {
 
 } // namespace
 
-std::optional<TreePlace> followLinks(const fs::path &path, const fs::path &versionDirectory,
-                                     const TreeLookup &lookUp) {
+std::optional<TreePlace> followSymbolicLinks(const fs::path &path, const fs::path &versionDirectory,
+                                             const TreeLookup &lookUp) {
     Walk walk(versionDirectory, lookUp);
     walk.append(path);
     if (!walk.run())
