@@ -122,6 +122,7 @@ TEST_F(ExtractTest, RefusesHostilePackagesAndTouchesNothingOutside) {
          {{share, "a", symlink, share + "there"}, {share + "a/sub/", "new"}}},
         {"link out", {{share, "a", symlink, "/outside/secret"}}},
         {"link to nothing", {{share, "a", symlink, "b"}}},
+        {"link through a file", {{share, "a", symlink, "b/../b"}, {share, "b"}}},
         {"loop of links", {{share, "a", symlink, "b"}, {share, "b", symlink, "a"}}},
         {"link above the package",
          {{share, "a", symlink, "x/../../../../../outside/secret"}, {share + "x/", "y"}}},

@@ -1,5 +1,7 @@
 #include "kelp/core/common/files/directory.h"
 
+#include "kelp/core/common/files/path-walk.h"
+
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -9,7 +11,6 @@
 #include <cerrno>
 #include <climits>
 #include <cstdio>
-#include <list>
 #include <memory>
 
 namespace fs = std::filesystem;
@@ -19,8 +20,6 @@ namespace Common {
 namespace {
 
 constexpr int directoryFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
-/// The kernel's limit.
-constexpr int linksAtMost = 40;
 /// The mode of a directory without its final owner; a later start recognises it by that.
 constexpr mode_t unfinishedMode = 0700;
 constexpr mode_t permissionBits = 07777;
@@ -68,16 +67,13 @@ FileDescriptor openWithoutLinks(const fs::path &path) {
 /// Walks a path as the kernel does, but judges each link before it follows it.
 class WayByLinksOfRoot {
 public:
-    explicit WayByLinksOfRoot(const fs::path &path) : path_(path), rest_(path.begin(), path.end()) {}
+    explicit WayByLinksOfRoot(const fs::path &path) : path_(path), walk_(path) {}
 
     /// The end of the path; nothing is open when it does not exist.
-    FileDescriptor walk() {
+    FileDescriptor end() {
         enter(".");
-        while (!rest_.empty() && here_.get() >= 0) {
-            const fs::path name = rest_.front();
-            rest_.pop_front();
-            take(name);
-        }
+        for (std::optional<fs::path> name; here_.get() >= 0 && (name = walk_.next());)
+            take(*name);
         return std::move(here_);
     }
 
@@ -112,11 +108,11 @@ private:
         char text[PATH_MAX];
         // By the judged descriptor: its name may hold another link by now.
         const ssize_t size = ::readlinkat(link.get(), "", text, sizeof text);
-        if (size < 0 || ++links_ > linksAtMost || statusOf(link, path_).st_uid != 0 || !isOfRootAlone())
+        if (size < 0 || statusOf(link, path_).st_uid != 0 || !isOfRootAlone())
             refuse(path_);
-        const fs::path target(std::string(text, static_cast<std::size_t>(size)));
         // A relative text counts from the link's directory, where the walk stands.
-        rest_.insert(rest_.begin(), target.begin(), target.end());
+        if (!walk_.follow(std::string(text, static_cast<std::size_t>(size))))
+            refuse(path_);
     }
 
     /// A link of root's counts only where others cannot write: they could have moved it there.
@@ -126,9 +122,8 @@ private:
     }
 
     const fs::path &path_;
-    std::list<fs::path> rest_;
+    PathWalk walk_;
     FileDescriptor here_;
-    int links_ = 0;
 };
 
 /// Gives a made directory the owner and permissions of its parent, so that the same people can write to it. A
@@ -157,7 +152,7 @@ std::optional<Directory> Directory::byLinksOfRoot(const fs::path &path) {
     // Usually one look instead of one for each directory on the way.
     if (FileDescriptor found = openWithoutLinks(path); found.get() >= 0)
         return Directory(std::move(found), path);
-    const FileDescriptor place = WayByLinksOfRoot(path).walk();
+    const FileDescriptor place = WayByLinksOfRoot(path).end();
     FileDescriptor directory(place.get() < 0 ? -1 : ::openat(place.get(), ".", directoryFlags));
     if (directory.get() >= 0)
         return Directory(std::move(directory), path);

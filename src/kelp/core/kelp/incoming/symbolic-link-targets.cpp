@@ -1,7 +1,6 @@
 #include "kelp/core/kelp/incoming/symbolic-link-targets.h"
 
-#include <string>
-#include <vector>
+#include "kelp/core/common/files/path-walk.h"
 
 namespace fs = std::filesystem;
 
@@ -9,33 +8,22 @@ namespace Core::KELP {
 
 namespace {
 
-constexpr int mostLinks = 40; ///< The kernel's limit.
 /// Forty links with long texts would cost thousands of looks at the disk.
 constexpr int mostSteps = 512;
 
-/// One walk along a path; the rest of the path is kept in reverse.
-class Walk {
+/// One walk along a path of a package's tree.
+class TreeWalk {
 public:
-    Walk(const fs::path &versionDirectory, const TreeLookup &lookUp) :
-        versionDirectory_(versionDirectory), lookUp_(lookUp) {}
+    TreeWalk(const fs::path &path, const fs::path &versionDirectory, const TreeLookup &lookUp) :
+        walk_(path), versionDirectory_(versionDirectory), lookUp_(lookUp) {}
 
-    void append(const fs::path &path) {
-        const std::vector<fs::path> names(path.begin(), path.end());
-        pending_.insert(pending_.end(), names.rbegin(), names.rend());
+    /// Nothing when the path leads nowhere.
+    std::optional<TreePlace> end() {
+        while (const auto name = walk_.next())
+            if (++steps_ > mostSteps || !place_.isDirectory || !step(*name))
+                return std::nullopt;
+        return std::move(place_);
     }
-
-    /// False when the path leads nowhere.
-    bool run() {
-        while (!pending_.empty()) {
-            const fs::path name = pending_.back();
-            pending_.pop_back();
-            if (++steps_ > mostSteps || !place_.isDirectory || !step(name))
-                return false;
-        }
-        return true;
-    }
-
-    TreePlace take() { return std::move(place_); }
 
 private:
     bool step(const fs::path &name) {
@@ -63,26 +51,22 @@ private:
     }
 
     bool follow(const fs::path &target) {
-        if (target.empty() || ++links_ > mostLinks)
+        if (target.empty())
             return false;
-        if (target.is_relative()) {
-            append(target);
-            return true;
-        }
+        if (target.is_relative())
+            return walk_.follow(target);
         // Any other target brings in nothing of the package.
         const fs::path inTree = target.lexically_relative(versionDirectory_);
         if (inTree.empty() || *inTree.begin() == "..")
             return false;
         place_ = {{}, true};
-        append(inTree);
-        return true;
+        return walk_.follow(inTree);
     }
 
+    Common::PathWalk walk_;
     const fs::path &versionDirectory_;
     const TreeLookup &lookUp_;
-    std::vector<fs::path> pending_;
     TreePlace place_{{}, true};
-    int links_ = 0;
     int steps_ = 0;
 };
 
@@ -98,11 +82,7 @@ fs::path systemPathOf(const fs::path &target, const fs::path &link) {
 
 std::optional<TreePlace> followSymbolicLinks(const fs::path &path, const fs::path &versionDirectory,
                                              const TreeLookup &lookUp) {
-    Walk walk(versionDirectory, lookUp);
-    walk.append(path);
-    if (!walk.run())
-        return std::nullopt;
-    return walk.take();
+    return TreeWalk(path, versionDirectory, lookUp).end();
 }
 
 std::pair<fs::path, fs::path> resolveLink(const fs::path &path, const fs::path &target,

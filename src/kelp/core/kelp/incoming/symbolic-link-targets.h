@@ -11,7 +11,7 @@ namespace Core::KELP {
 struct TreeNode {
     enum class Kind { File, Directory, Link };
 
-    Kind kind;
+    Kind kind = Kind::Directory;
     std::filesystem::path target = {}; ///< The text of a link.
 };
 
@@ -25,9 +25,10 @@ struct TreePlace {
     bool isDirectory = false;
 };
 
-/// Where a path of a package's tree leads when all links are followed. A link's target below
-/// `versionDirectory` counts as in the tree. Every other absolute path, and one that climbs above the tree,
-/// is outside. Empty for a path that leads outside or nowhere, or takes absurdly many links or steps.
+/// Where a path of a package's tree leads when all links are followed, as by the kernel once the tree lies in
+/// `versionDirectory`: a link's target below that counts as in the tree. Every other absolute path, and one
+/// that climbs above the tree, is outside. Empty for a path that leads outside or nowhere, or takes absurdly
+/// many links or steps.
 std::optional<TreePlace> followSymbolicLinks(const std::filesystem::path &path,
                                              const std::filesystem::path &versionDirectory,
                                              const TreeLookup &lookUp);

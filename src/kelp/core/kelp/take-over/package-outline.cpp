@@ -4,7 +4,6 @@
 #include "kelp/core/common/files/directory.h"
 #include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/files/path-tests.h"
-#include "kelp/core/kelp/incoming/symbolic-link-targets.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/mappings/mapping.h"
 
@@ -12,34 +11,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <deque>
 
 namespace fs = std::filesystem;
 
 namespace Core::KELP {
 
 namespace {
-
-constexpr int linksInARow = 40; ///< The kernel's limit.
-
-void prepend(std::deque<fs::path> &rest, const fs::path &path) {
-    rest.insert(rest.begin(), path.begin(), path.end());
-}
-
-/// Continues a walk at the link's target; false if that is outside of the version.
-bool followLink(const fs::path &target, const fs::path &version, fs::path &reached,
-                std::deque<fs::path> &rest) {
-    if (!target.is_absolute()) {
-        prepend(rest, target);
-        return true;
-    }
-    const fs::path inside = target.lexically_relative(version);
-    if (inside.empty() || *inside.begin() == "..")
-        return false;
-    reached.clear();
-    prepend(rest, inside);
-    return true;
-}
 
 bool pointsBesideItself(const fs::path &target) {
     return !target.empty() && target.native().front() != '.' && target.native().front() != '/';
@@ -123,13 +100,13 @@ void PackageOutline::addInstalledFile(const fs::path &installed, const fs::path 
     } else if (Common::isSymlink(installed)) {
         // Root has put a link in the file's place: Common::copy() makes the copy of it.
         const fs::path target = Common::readSymlink(installed);
-        put(path, pointsBesideItself(target) ? Node{Kind::Link, target} : Node{Kind::File, {}});
+        put(path, pointsBesideItself(target) ? TreeNode{Kind::Link, target} : TreeNode{Kind::File, {}});
     } else if (!objection_) {
         objection_ = installed.string() + " is not a file any more";
     }
 }
 
-void PackageOutline::put(const fs::path &path, const Node &node) {
+void PackageOutline::put(const fs::path &path, const TreeNode &node) {
     for (fs::path parent = path.parent_path(); !parent.empty(); parent = parent.parent_path()) {
         const auto [found, isNew] = nodes_.try_emplace(parent.native());
         if (found->second.kind != Kind::Directory && !objection_)
@@ -144,45 +121,25 @@ void PackageOutline::put(const fs::path &path, const Node &node) {
         objection_ = "two of its files would be " + path.string();
 }
 
-const PackageOutline::Node *PackageOutline::find(const fs::path &path) const {
+const TreeNode *PackageOutline::find(const fs::path &path) const {
     const auto found = nodes_.find(path.native());
     return found == nodes_.end() ? nullptr : &found->second;
 }
 
-/// Walks as the kernel will once the tree lies in the version directory. A link that leaves the version
-/// counts as dangling: its target does not come along.
+/// A link that leaves the version counts as dangling: its target does not come along.
 bool PackageOutline::leadsSomewhere(const fs::path &link) const {
-    std::deque<fs::path> rest(link.begin(), link.end());
-    fs::path reached;
-    for (int links = 0; !rest.empty();) {
-        const fs::path step = rest.front();
-        rest.pop_front();
-        if (step == "..") {
-            // Out of the version, even if the rest leads back in.
-            if (reached.empty())
-                return false;
-            reached = reached.parent_path();
-        }
-        if (step.empty() || step == "." || step == "..")
-            continue;
-        const Node *node = find(reached / step);
-        if (!node)
-            return false;
-        if (node->kind != Kind::Link) {
-            reached /= step;
-            continue;
-        }
-        if (++links > linksInARow || !followLink(node->target, versionDirectory_, reached, rest))
-            return false;
-    }
-    return true;
+    const auto lookUp = [this](const fs::path &path) {
+        const TreeNode *node = find(path);
+        return node ? std::optional(*node) : std::nullopt;
+    };
+    return followSymbolicLinks(link, versionDirectory_, lookUp).has_value();
 }
 
 std::optional<std::string> PackageOutline::mappingObjection(const Mapping &mapping) const {
     fs::path reached;
     for (const fs::path &step : fs::path(mapping.source())) {
         reached /= step;
-        const Node *node = find(reached);
+        const TreeNode *node = find(reached);
         if (!node)
             return std::nullopt;
         // A row's source may be a link, which is published as one file. A link on the way would bring in
@@ -199,7 +156,7 @@ std::optional<std::string> PackageOutline::objection(const std::vector<Mapping> 
         return objection_;
     for (const auto &[path, node] : nodes_)
         if (node.kind == Kind::Link && !leadsSomewhere(path))
-            return "the link " + path + " leads to nothing in the package (" + node.target + ")";
+            return "the link " + path + " leads to nothing in the package (" + node.target.string() + ")";
     for (const Mapping &mapping : mappings)
         if (auto found = mappingObjection(mapping))
             return found;
@@ -211,7 +168,7 @@ CompactPaths PackageOutline::targets(const std::vector<Mapping> &mappings) const
     for (const Mapping &mapping : mappings) {
         // Sorted by their texts, the paths below a directory are neighbours.
         const std::string below = mapping.source() + "/";
-        if (const Node *source = find(mapping.source()); source && source->kind == Kind::Link)
+        if (const TreeNode *source = find(mapping.source()); source && source->kind == Kind::Link)
             // A target ends in "/", and its parent is the same without it.
             places.push_back(fs::path(mapping.target()).parent_path().native());
         for (auto node = nodes_.lower_bound(below); node != nodes_.end() && node->first.starts_with(below);

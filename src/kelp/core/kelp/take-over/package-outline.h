@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kelp/core/kelp/incoming/rpm-package.h"
+#include "kelp/core/kelp/incoming/symbolic-link-targets.h"
 #include "kelp/core/kelp/take-over/compact-paths.h"
 #include "kelp/core/kelp/take-over/standing-files.h"
 
@@ -31,22 +32,17 @@ public:
     CompactPaths targets(const std::vector<Mapping> &mappings) const;
 
 private:
-    enum class Kind { Directory, File, Link };
-
-    struct Node {
-        Kind kind = Kind::Directory;
-        std::string target; ///< The text of a link.
-    };
+    using Kind = TreeNode::Kind;
 
     void add(const RpmPackage &package, const StandingFiles &standing, std::size_t number);
     void addInstalledFile(const std::filesystem::path &installed, const std::filesystem::path &path);
-    void put(const std::filesystem::path &path, const Node &node);
+    void put(const std::filesystem::path &path, const TreeNode &node);
     bool leadsSomewhere(const std::filesystem::path &link) const;
-    const Node *find(const std::filesystem::path &path) const;
+    const TreeNode *find(const std::filesystem::path &path) const;
     std::optional<std::string> mappingObjection(const Mapping &mapping) const;
 
     std::filesystem::path versionDirectory_;
-    std::map<std::string, Node> nodes_; ///< By their paths in the tree, all directories among them.
+    std::map<std::string, TreeNode> nodes_; ///< By their paths in the tree, all directories among them.
     std::optional<std::string> objection_;
 };
 
