@@ -2,6 +2,7 @@
 
 #include <link.h>
 
+#include <bit>
 #include <cstring>
 #include <string_view>
 
@@ -47,7 +48,7 @@ int findId(dl_phdr_info *object, std::size_t, void *result) {
         const ElfW(Phdr) &part = object->dlpi_phdr[i];
         auto &id = *static_cast<std::string *>(result);
         if (part.p_type == PT_NOTE && id.empty())
-            id = idAmong({reinterpret_cast<const char *>(object->dlpi_addr + part.p_vaddr), part.p_memsz});
+            id = idAmong({std::bit_cast<const char *>(object->dlpi_addr + part.p_vaddr), part.p_memsz});
     }
     return 1;
 }

@@ -79,7 +79,7 @@ QmlImports::Imports QmlImports::scan() {
     return found;
 }
 
-void QmlImports::take(std::string import, Imports &found) {
+void QmlImports::take(const std::string &import, Imports &found) {
     // Checked for every import: this one is allowed, and so not kept.
     if (import == vitrineImport)
         logger_->setFlag(ValidatorFlag::ImportsVitrine, true);

@@ -45,7 +45,7 @@ private:
 
     void extractImports();
     Imports scan();
-    void take(std::string import, Imports &found);
+    void take(const std::string &import, Imports &found);
     Objections objectionsTo(const std::string &import);
     std::optional<QmlRule> listed(const std::string &import) const;
     void judge(const std::string &import, const Objections &objections);
