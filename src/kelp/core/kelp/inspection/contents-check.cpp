@@ -2,6 +2,7 @@
 
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/kelp/inspection/contents-reading.h"
+#include "kelp/core/kelp/package/store-names.h"
 
 #include <sys/xattr.h>
 
@@ -48,8 +49,8 @@ bool isWithinAny(const std::string &path, const std::vector<std::string> &places
 
 /// Entries of a version's directory beside the staged ones.
 bool isReserved(const std::string &path) {
-    constexpr std::array<std::string_view, 4> names = {"manifest.json", ".install", ".upgrade", ".remove"};
-    return std::ranges::find(names, path) != names.end();
+    return path == StoreName::manifest ||
+           std::ranges::find(StoreName::reserved, path) != StoreName::reserved.end();
 }
 
 } // namespace

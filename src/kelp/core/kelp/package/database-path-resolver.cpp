@@ -11,9 +11,8 @@ namespace Core::KELP {
 
 namespace {
 
-/// Other programs look for files of these names.
+/// Other programs look for files of this name.
 constexpr const char *integrityResource = "integrityd.json";
-constexpr const char *manifest = "manifest.json";
 
 } // namespace
 
@@ -29,15 +28,15 @@ fs::path DatabasePathResolver::packageDirectory(const std::string &id) const {
 }
 
 fs::path DatabasePathResolver::previousDirectory(const std::string &id) const {
-    return packageDirectory(id) / "prev";
+    return packageDirectory(id) / StoreName::previous;
 }
 
 fs::path DatabasePathResolver::currentDirectory(const std::string &id) const {
-    return packageDirectory(id) / "current";
+    return packageDirectory(id) / StoreName::current;
 }
 
 fs::path DatabasePathResolver::nextDirectory(const std::string &id) const {
-    return packageDirectory(id) / "next";
+    return packageDirectory(id) / StoreName::next;
 }
 
 fs::path DatabasePathResolver::versionDirectory(const std::string &id, const std::string &version) const {
@@ -87,11 +86,11 @@ fs::path DatabasePathResolver::integrityResourceFile(const std::string &id, Pack
 }
 
 fs::path DatabasePathResolver::manifestFile(const std::string &id, const std::string &version) const {
-    return versionDirectory(id, version) / manifest;
+    return versionDirectory(id, version) / StoreName::manifest;
 }
 
 fs::path DatabasePathResolver::manifestFile(const std::string &id, PackageSlot slot) const {
-    return slotDirectory(id, slot) / manifest;
+    return slotDirectory(id, slot) / StoreName::manifest;
 }
 
 fs::path DatabasePathResolver::slotDirectory(const std::string &id, PackageSlot slot) const {

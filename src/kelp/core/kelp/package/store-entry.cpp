@@ -4,6 +4,7 @@
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/foreign-text.h"
 #include "kelp/core/kelp/package/descriptor.h"
+#include "kelp/core/kelp/package/store-names.h"
 
 #include <sys/stat.h>
 
@@ -26,9 +27,9 @@ using Identity = std::pair<dev_t, ino_t>;
 
 constexpr std::array slots = {PackageSlot::Current, PackageSlot::Next, PackageSlot::Previous};
 
-/// The links have states of their own; the others are left alone for good.
-constexpr std::array<std::string_view, 6> passedOver = {"current",  "next",     "prev",
-                                                        ".install", ".upgrade", ".remove"};
+bool isAmong(const std::array<std::string_view, 3> &names, std::string_view name) {
+    return std::ranges::find(names, name) != names.end();
+}
 
 [[noreturn]] void raiseLook(const fs::path &path, int reason) {
     throw Error(ErrorCode::Filesystem, "Couldn't look at " + path.string(), reason);
@@ -133,7 +134,8 @@ std::vector<std::string> StoreEntry::names() const {
     for (fs::directory_iterator entry(directory(), error), end; !error && entry != end;
          entry.increment(error)) {
         std::string name = entry->path().filename().string();
-        if (std::ranges::find(passedOver, name) == passedOver.end())
+        // The links have states of their own.
+        if (!isAmong(StoreName::links, name) && !isAmong(StoreName::reserved, name))
             names.push_back(std::move(name));
     }
     if (error && error != std::errc::no_such_file_or_directory && error != std::errc::not_a_directory)

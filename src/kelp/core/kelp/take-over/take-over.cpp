@@ -11,6 +11,7 @@
 #include "kelp/core/common/rpm/transaction.h"
 #include "kelp/core/kelp/package/i-database-path-resolver.h"
 #include "kelp/core/kelp/package/store-entry.h"
+#include "kelp/core/kelp/package/store-names.h"
 #include "kelp/core/kelp/registry/registry.h"
 #include "kelp/core/kelp/take-over/record-erasure.h"
 #include "kelp/core/kelp/take-over/rpm-survey.h"
@@ -456,7 +457,7 @@ void TakeOver::dropTree(const JournalEntry &entry) const {
 }
 
 void TakeOver::rescueForeign(const JournalEntry &entry) const {
-    const std::set<std::string> own = {entry.version, "current", "next"};
+    const std::set<std::string> own = {entry.version, StoreName::current, StoreName::next};
     std::vector<fs::path> foreign;
     for (const fs::directory_entry &found : fs::directory_iterator(pathResolver_->packageDirectory(entry.id)))
         if (!own.contains(found.path().filename()))
