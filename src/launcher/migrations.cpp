@@ -141,7 +141,8 @@ private:
 };
 
 bool isDone(const Core::KELP::MigrationStamp &stamp) {
-    return Common::exists(Common::rootPath() / stamp.path);
+    // A late arrival would never get its work if a failed look passed for "no".
+    return Common::lookThrough(Common::rootPath() / stamp.path);
 }
 
 /// rpm's shared files, read before the take-over, which uses the process's one transaction.
@@ -225,10 +226,14 @@ void migrateOrganisationsToSkid(Core::Configuration &configuration) {
     const auto packages = store.packages();
     // A package that could not be read may have files, or a key's directory, where another's data moves.
     store.requireCompleteLook();
-    for (const auto &units : Patterns::migrationUnits(packages, inRpm))
+    const Common::HomesLook look = Common::lookForUsersHomes();
+    for (const auto &units : Patterns::migrationUnits(packages, inRpm, look.homes))
         Patterns::migrate(units);
     // Flushed before the stamp says that they are done.
     Patterns::flushMoves();
+    // With the stamp the data in that home would never move.
+    if (look.failure)
+        std::rethrow_exception(look.failure);
 }
 
 void migrateIntegrityConfiguration(Core::Configuration &configuration) {

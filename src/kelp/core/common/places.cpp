@@ -1,5 +1,6 @@
 #include "kelp/core/common/places.h"
 
+#include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/common/errors/reraise-as.h"
 #include "kelp/core/common/files/path-tests.h"
 
@@ -40,6 +41,10 @@ fs::path uniquePath(const std::string &model) {
 }
 
 std::vector<fs::path> usersHomes() {
+    return lookForUsersHomes().homes;
+}
+
+HomesLook lookForUsersHomes() {
     const fs::path homes = rootPath() / "home";
     // The running system's database, without the root prefix.
     const group *users = ::getgrnam("users");
@@ -48,11 +53,18 @@ std::vector<fs::path> usersHomes() {
     if (!users->gr_mem)
         throw Error(ErrorCode::Internal, "Couldn't retrieve list of system users");
 
-    std::vector<fs::path> existing;
-    for (char **member = users->gr_mem; *member; ++member)
-        if (fs::path home = homes / *member; Common::exists(home))
-            existing.push_back(std::move(home));
-    return existing;
+    HomesLook look;
+    for (char **member = users->gr_mem; *member; ++member) {
+        try {
+            if (fs::path home = homes / *member; lookThrough(home))
+                look.homes.push_back(std::move(home));
+        } catch (const Error &error) {
+            LogStream(LogLevel::Error) << error;
+            if (!look.failure)
+                look.failure = std::current_exception();
+        }
+    }
+    return look;
 }
 
 } // namespace Common

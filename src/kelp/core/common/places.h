@@ -1,5 +1,6 @@
 #pragma once
 
+#include <exception>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -28,5 +29,12 @@ std::filesystem::path uniquePath(const std::string &model);
 /// "home/NAME" below the root prefix, where they exist. The homes of the password database do not matter.
 /// Raises ErrorCode::Internal when the group database does not answer.
 std::vector<std::filesystem::path> usersHomes();
+
+/// The same for callers that rely on the absence of a home.
+struct HomesLook {
+    std::vector<std::filesystem::path> homes;
+    std::exception_ptr failure; ///< Of the first home at which the look failed: it may be there.
+};
+HomesLook lookForUsersHomes();
 
 } // namespace Common

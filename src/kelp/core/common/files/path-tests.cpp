@@ -25,6 +25,12 @@ bool logged(const Test &test) {
     }
 }
 
+bool isFound(const fs::path &path, fs::file_type type, const std::error_code &error) {
+    if (type == fs::file_type::none && !provesAbsence(error.value()))
+        throw Error(ErrorCode::Filesystem, "Couldn't look for " + path.string(), error.value());
+    return type != fs::file_type::none && type != fs::file_type::not_found;
+}
+
 } // namespace
 
 bool exists(const fs::path &path) {
@@ -41,10 +47,12 @@ bool isThere(const fs::path &path) {
 
 bool lookFor(const fs::path &path) {
     std::error_code error;
-    const fs::file_type type = fs::symlink_status(path, error).type();
-    if (type == fs::file_type::none && !provesAbsence(error.value()))
-        throw Error(ErrorCode::Filesystem, "Couldn't look for " + path.string(), error.value());
-    return type != fs::file_type::none && type != fs::file_type::not_found;
+    return isFound(path, fs::symlink_status(path, error).type(), error);
+}
+
+bool lookThrough(const fs::path &path) {
+    std::error_code error;
+    return isFound(path, fs::status(path, error).type(), error);
 }
 
 bool provesAbsence(int error) {

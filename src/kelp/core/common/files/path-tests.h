@@ -21,6 +21,9 @@ bool isThere(const std::filesystem::path &path);
 /// look fails.
 bool lookFor(const std::filesystem::path &path);
 
+/// The same through links, as exists() looks. Raises likewise.
+bool lookThrough(const std::filesystem::path &path);
+
 /// Whether an errno of a look at a path proves that nothing can be reached by it.
 bool provesAbsence(int error);
 

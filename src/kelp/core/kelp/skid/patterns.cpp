@@ -175,12 +175,12 @@ std::vector<Patterns::MigrationUnit> Patterns::expand(const std::string &orgName
 }
 
 std::vector<std::vector<Patterns::MigrationUnit>>
-Patterns::migrationUnits(const std::vector<PackageInformation> &packages,
-                         const std::vector<fs::path> &inRpm) {
+Patterns::migrationUnits(const std::vector<PackageInformation> &packages, const std::vector<fs::path> &inRpm,
+                         const std::vector<fs::path> &homes) {
     std::vector<std::vector<MigrationUnit>> all;
     std::map<std::string, std::vector<std::string>> stays;
     // Rows without a home repeat for each home: completed moves are skipped.
-    for (const fs::path &home : Common::usersHomes())
+    for (const fs::path &home : homes)
         for (const PackageInformation &package : packages) {
             const auto owner = ownerOf(package);
             if (!owner)
@@ -207,9 +207,12 @@ void Patterns::migrateLate(const PackageInformation &package,
     if (!owner)
         return;
     const std::vector<std::string> stays = staying(owner->orgName, installed, inRpm);
-    for (const fs::path &home : Common::usersHomes())
+    const Common::HomesLook look = Common::lookForUsersHomes();
+    for (const fs::path &home : look.homes)
         moveAll(unitsOf(*owner, home, stays), Clash::IsMerged);
     flushMoves();
+    if (look.failure)
+        std::rethrow_exception(look.failure);
 }
 
 std::vector<fs::path> Patterns::sharedFilesInRpm(const std::function<void()> &ifEmpty) {
@@ -235,7 +238,7 @@ void Patterns::flushMoves() {
     for (const char *shared : {"srv", "usr/share/common"})
         places.push_back(Common::rootPath() / shared);
     for (const fs::path &place : places)
-        if (Common::exists(place))
+        if (Common::lookThrough(place))
             Common::flushFilesystem(place);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "kelp/core/common/places.h"
 #include "kelp/core/kelp/package/package-information.h"
 
 #include <cstdint>
@@ -36,10 +37,11 @@ public:
     /// organisation; none at all when there is no user. What stays: the directories of the keys of all the
     /// organisation's packages, and directories with published files or files of `inRpm`. rpm, and the later
     /// take-over of that application, would miss the latter. An organisation or a key that cannot be the name
-    /// of a directory counts as absent. Raises ErrorCode::Internal when the group database does not answer.
+    /// of a directory counts as absent. Raises as Common::usersHomes().
     static std::vector<std::vector<MigrationUnit>>
     migrationUnits(const std::vector<PackageInformation> &packages,
-                   const std::vector<std::filesystem::path> &inRpm = {});
+                   const std::vector<std::filesystem::path> &inRpm = {},
+                   const std::vector<std::filesystem::path> &homes = Common::usersHomes());
 
     /// Carries the moves out, in order. A failure is logged and ends the walk. Moves that are already done
     /// are passed over.
@@ -60,7 +62,8 @@ public:
     /// Does what migrationUnits() and migrate() do, for one of the `installed` packages that came to the
     /// store after they had run. It moves entry by entry, also into a new place that holds something.
     /// Existing entries there win, and entries that had to stay are logged. A repeated call does the
-    /// remaining moves. Raises as migrationUnits() and flushMoves() do; moves that fail are logged.
+    /// remaining moves. Raises as migrationUnits() and flushMoves() do, and after all moves the failure of a
+    /// look for a home; moves that fail are logged.
     static void migrateLate(const PackageInformation &package,
                             const std::vector<PackageInformation> &installed,
                             const std::vector<std::filesystem::path> &inRpm = {});
@@ -72,7 +75,8 @@ public:
     static std::vector<std::filesystem::path> sharedFilesInRpm(const std::function<void()> &ifEmpty);
 
     /// Flushes all moves. Otherwise the stamp could survive a power cut that undoes the moves, where these
-    /// are on other filesystems. Raises ErrorCode::Filesystem.
+    /// are on other filesystems. Raises ErrorCode::Filesystem, also for a place that could not be looked at:
+    /// its moves may be missing.
     static void flushMoves();
 };
 
