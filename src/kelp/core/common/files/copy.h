@@ -10,9 +10,10 @@ class Directory;
 
 // Copies have the content, permission bits and non-empty extended attributes of the original, but not its
 // owner and times. They have its set-user-id and set-group-id bits only if the owner or group is the same
-// (copyContent). They refuse to overwrite. All raise ErrorCode::Filesystem, and remove what they made. There
-// is one exception: if the content of a single file could not be copied, copy(), copyFile() and copySymlink()
-// leave a part of it, which nobody else can open. Parents that were made stay.
+// (copyContent). They overwrite no file; copyDirectory() fills a directory that exists. All raise
+// ErrorCode::Filesystem, and remove what they made. There is one exception: if the content of a single file
+// could not be copied, copy(), copyFile() and copySymlink() leave a part of it, which nobody else can open.
+// Parents that were made stay.
 
 /// Copies a link as copySymlink does, a directory, or a regular file. Raises when `from` does not exist (a
 /// dangling link does not), when `to` exists, and for any other kind of entry.

@@ -36,9 +36,10 @@ public:
     virtual void completeUpdate(const std::string &id) = 0;
 
     /// Removes the package's published files and all of its versions. Foreign entries of its directory stay.
-    /// Raises PackageNotExist for an id that is not installed, FileConflict for one whose directory is a
-    /// link, and Filesystem when something cannot be removed. Its published files are gone by then; once its
-    /// descriptor is gone too, the next look at the package removes the rest.
+    /// A published file that cannot be removed is noted on disk, and the removal goes on. Raises
+    /// PackageNotExist for an id that is not installed, FileConflict for one whose directory is a link, and
+    /// Filesystem when a version cannot be removed, or a published file neither removed nor noted. If
+    /// its descriptor is gone by then, packageInfo() removes the rest of a package that the registry has.
     virtual void remove(const std::string &id) = 0;
 
     /// The descriptor of the version of record: the prepared version, or else the current one. A prepared
@@ -61,11 +62,11 @@ public:
 
     virtual bool hasPendingUpdate(const std::string &id) = 0;
 
-    /// Takes over the applications of the rpm database: stages their files, makes rpm forget them, installs
-    /// the trees and records that in the registry. Packages without a developer certificate, and those of
-    /// system developers, stay in rpm. A failure at one package is logged, and the others go on. Raises when
-    /// the signature database or the rpm database cannot be used, when the copies cannot be flushed or moved
-    /// into the store, or leave it no space. Then rpm has erased nothing.
+    /// Takes over the applications of the rpm database, by groups that fit the free space: stages their
+    /// files, installs and publishes the trees, makes rpm forget the packages and records that in the
+    /// registry. Packages without a developer certificate, and those of system developers, stay in rpm. A
+    /// failure at one package, or a lack of space for it, is logged, and the others go on. Raises as
+    /// RpmMigration::run() does; groups that were completed by then are in the store.
     virtual void migrateRpmPackages() = 0;
 
     /// Removes from a package's directory the links `next` and `prev` and all versions of its own but the one

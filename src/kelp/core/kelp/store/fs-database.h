@@ -24,7 +24,6 @@ class IConfiguration;
 
 namespace Core::KELP {
 
-class IDatabasePathResolver;
 struct PublicationPlan;
 
 /// The package store over a directory tree. There is no index: the tree is the database. It is used from one

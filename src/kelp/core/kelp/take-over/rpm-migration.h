@@ -29,8 +29,12 @@ public:
                  TakeOverStore &store, const TakeOver::Arrival &arrival);
 
     /// Ends what an earlier run left, and goes on with what rpm still holds. Raises what stops it altogether:
-    /// rpm's lock or database, the signature database, a temporary directory that is not its own, a journal
-    /// that cannot be read. Nothing is lost then.
+    /// - rpm's database cannot be locked or read, has no room, is empty and cannot be this machine's, or has
+    ///   unreadable records while the journal names packages;
+    /// - the signature database, the journal or the disks that it names cannot be used;
+    /// - the temporary directory is not its own, or a group's copies cannot be flushed;
+    /// - a stop signal came; a group that has begun is completed first.
+    /// Nothing is lost then, and completed groups are in the store.
     void run();
 
     /// The first failure that kept an application from arriving while the others were taken over; null
