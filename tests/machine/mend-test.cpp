@@ -158,7 +158,11 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
         {{"cd opt/app/org.example.notes; cp -r 1.4.2-1 9-1; sed -i s/1.4.2-1/9-1/ 9-1/velura.pkg; "
           "ln -s /opt/app/org.example.notes/9-1 next",
           "org.example.notes", "unfinished-update", false},
-         {"rm -r /opt/app/org.example.ticker/3-1", "org.example.ticker", "stray", false}},
+         {"rm -r /opt/app/org.example.ticker/3-1", "org.example.ticker", "stray", false},
+         // rpm has the application: the copy may be all that it has of the file.
+         {"touch /usr/bin/den; setfattr -n user.kelp.mapping.target -v "
+          "/opt/app/com.example.phone/current/bin/den /usr/bin/den",
+          "com.example.phone", "stray", false}},
     };
     for (const auto &round : rounds) {
         std::string deeds;

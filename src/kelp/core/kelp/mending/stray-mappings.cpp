@@ -167,10 +167,20 @@ private:
         } else if (!isCurrent && isInstalled_[mapping.id]) {
             // Perhaps the store is not mounted.
             add(mapping, "is left of a version that is gone, or not mounted", {});
+        } else if (mayBeRpms(mapping)) {
+            add(mapping, "leads to what is gone, and is rpm's only copy of a file, for all that is known",
+                {});
         } else {
             add(mapping, "leads to what is gone, and is on no list; --repair removes it",
                 [mapping] { takeBackStray(mapping); });
         }
+    }
+
+    /// A copy may have taken the place of rpm's file in a take-over whose journal is lost.
+    bool mayBeRpms(const PublishedMapping &mapping) const {
+        return !Common::isSymlink(mapping.file.target) &&
+               (!views_.rpm ||
+                std::ranges::find(*views_.rpm, mapping.id, &RpmRecord::id) != views_.rpm->end());
     }
 
     void add(const PublishedMapping &mapping, const char *text, std::function<void()> mend) {
