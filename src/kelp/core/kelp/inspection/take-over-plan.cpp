@@ -4,6 +4,7 @@
 #include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/i-configuration.h"
+#include "kelp/core/common/places.h"
 #include "kelp/core/common/rpm/database.h"
 #include "kelp/core/common/rpm/transaction.h"
 #include "kelp/core/kelp/inspection/machine-state.h"
@@ -38,7 +39,8 @@ public:
         area_(configuration),
         // Computed before rpm works on a copy, which lies elsewhere.
         besideCopies_(RpmMigration::spaceBesideCopies(configuration, 1)),
-        obstacle_(findObstacle()) {
+        obstacle_(findObstacle()),
+        copiesStay_(!Common::isSameFilesystem(configuration.tempDirectory(), Common::belowRoot("usr"))) {
         Common::requireReadable(configuration.databaseDirectory());
     }
 
@@ -128,23 +130,24 @@ private:
 
     void addCandidate(const RpmCandidate &candidate) {
         const JournalEntry &entry = candidate.entry;
-        const std::uint64_t needed = candidate.bytes + besideCopies_;
         if (candidate.isInStore)
             move(entry, "the store has it already: only its record in rpm goes");
-        else if (const auto reason = reasonToStay(candidate, needed))
+        else if (const auto reason = candidate.stays ? candidate.stays : obstacle_)
             stay(entry.id, entry.version, *reason, candidate.bytes);
-        else {
+        else if (fits(candidate.bytes))
             move(entry, "", candidate.bytes);
-            plan_.needed = std::max(plan_.needed, needed);
-        }
+        else
+            stay(entry.id, entry.version, "there is no room to take it over", candidate.bytes);
     }
 
-    std::optional<std::string> reasonToStay(const RpmCandidate &candidate, std::uint64_t needed) const {
-        if (candidate.stays)
-            return candidate.stays;
-        if (obstacle_)
-            return obstacle_;
-        return needed > plan_.room ? std::optional("there is no room to take it over") : std::nullopt;
+    /// Counts those that do not fit as needed too: people have to know how much to free.
+    bool fits(std::uint64_t bytes) {
+        const std::uint64_t kept = copiesStay_ ? bytes : 0;
+        const bool isRoom = taken_ + bytes + besideCopies_ <= plan_.room;
+        plan_.needed = std::max(plan_.needed + kept, bytes + besideCopies_);
+        if (isRoom)
+            taken_ += kept;
+        return isRoom;
     }
 
     void move(const JournalEntry &entry, std::string remark, std::optional<std::uint64_t> bytes = {}) {
@@ -161,6 +164,8 @@ private:
     StagingArea area_;
     std::uint64_t besideCopies_;
     std::optional<std::string> obstacle_;
+    bool copiesStay_; ///< rpm's files lie on another filesystem: their removal makes no room for the next.
+    std::uint64_t taken_ = 0; ///< Bytes of the copies that stay, of those that move.
     std::set<std::string> pendingIds_;
     std::set<fs::path> pendingTrees_;
     TakeOverPlan plan_;

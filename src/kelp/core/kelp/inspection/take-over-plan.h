@@ -22,10 +22,10 @@ struct PlannedTakeOver {
 
 struct TakeOverPlan {
     std::vector<PlannedTakeOver> applications; ///< By id.
-    std::uint64_t needed = 0;                  ///< Bytes that have to be free for the largest that moves.
-    std::uint64_t room = 0;                    ///< Bytes that are.
-    bool isDamaged = false;                    ///< rpm has unreadable records.
-    bool isDone = false;                       ///< The migration has left its stamp, and does not run again.
+    std::uint64_t needed = 0; ///< Bytes that have to be free for all whom nothing else keeps.
+    std::uint64_t room = 0;   ///< Bytes that are.
+    bool isDamaged = false;   ///< rpm has unreadable records.
+    bool isDone = false;      ///< The migration has left its stamp, and does not run again.
 };
 
 /// What the first migration would do if it ran now, even if it is done already. Uses the migration's own

@@ -179,8 +179,9 @@ private:
     /// A copy may have taken the place of rpm's file in a take-over whose journal is lost.
     bool mayBeRpms(const PublishedMapping &mapping) const {
         return !Common::isSymlink(mapping.file.target) &&
-               (!views_.rpm ||
-                std::ranges::find(*views_.rpm, mapping.id, &RpmRecord::id) != views_.rpm->end());
+               (!views_.rpm || !views_.rpm->isWhole ||
+                std::ranges::find(views_.rpm->records, mapping.id, &RpmRecord::id) !=
+                    views_.rpm->records.end());
     }
 
     void add(const PublishedMapping &mapping, const char *text, std::function<void()> mend) {
