@@ -284,10 +284,10 @@ class Look(PeopleCommand):
         return [], ""
 
 
-# What doctor mends: a link that is gone, an update that leads nowhere, a file of a killed run, a binding that is gone.
+# What doctor mends: a link that is gone, an update that leads nowhere, a binding or a descriptor that is gone.
 DAMAGE = """rm usr/bin/org.example.sound; ln -s 9-9 opt/app/org.example.sound/next
 sqlite3 var/lib/trusted-sources/db.sqlite3 'DELETE FROM packages'
-chmod 0 opt/app/org.example.sound/2-1/bin/*; chown -h 1:1 opt/app/org.example.sound/2-1; setfattr -x security.appid opt/app/org.example.sound/2-1/libexec/*"""
+rm opt/app/org.example.sound/2-1/velura.pkg; chmod 0 opt/app/org.example.sound/2-1/bin/*; chown -h 1:1 opt/app/org.example.sound/2-1; setfattr -x security.appid opt/app/org.example.sound/2-1/libexec/*"""
 # What doctor does not see: content of the same length, of two files that change.
 ALTERED = "cd opt/app/org.example.sound/2-1; for file in data/qml/*; do printf X | dd of=$file conv=notrunc status=none; done"
 SCENARIOS = {"take-over": TakeOver(), "take-over-hindered": HinderedTakeOver()} | {
