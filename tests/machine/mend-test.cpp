@@ -150,10 +150,19 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
           "opt/app/com.example.devices/current/velura.pkg",
           "com.example.devices", "unreadable-descriptor", false}},
         {{"cd opt/app/org.example.notes/1.4.2-1; rm -r data; echo >data; cd /", "org.example.notes",
-          "unexamined", false}},
+          "unexamined", false},
+         // With the key of another developer on record it proves nothing.
+         {": >opt/app/com.example.devices/current/velura.pkg; cp var/lib/kelp/registry root; "
+          "echo timestamp=2 event=I package=com.example.devices keyid=1 >>var/lib/kelp/registry",
+          "com.example.devices", "unreadable-descriptor", false}},
         {{"cd opt/app; rm org.example.notes/1.4.2-1/data; mkdir org.example.notes/1.4.2-1/data; "
-          "rm -r org.example.notes/2-1; ln -snf 3-1 org.example.ticker/current",
-          "", "foreign", false}},
+          "rm -r org.example.notes/2-1; ln -snf 3-1 org.example.ticker/current; cd /",
+          "", "foreign", false},
+         // Nor does it with an altered desktop file, which would tell other names.
+         {"mv root/registry var/lib/kelp; "
+          "sed -i s/OrganizationName=com/OrganizationName=org/ "
+          "opt/app/com.example.devices/current/manifest/com.example.devices.desktop",
+          "com.example.devices", "unreadable-descriptor", false}},
         // The foreign file of the round before is in its way: to complete it would take both versions.
         {{"cd opt/app/org.example.notes; cp -r 1.4.2-1 9-1; sed -i s/1.4.2-1/9-1/ 9-1/velura.pkg; "
           "ln -s /opt/app/org.example.notes/9-1 next",
