@@ -117,9 +117,11 @@ TEST_F(SeeTest, ADamagedFileCostsWhatItAloneTells) {
     EXPECT_THAT(kelpctl("status"), AllOf(HasSubstr(unread), ContainsRegex("dialer +unknown"),
                                          ContainsRegex("phone +1.0-1 +rpm"), EndsWith("status 2\n")));
     EXPECT_THAT(kelpctl("remove io.velura.dialer"), AllOf(HasSubstr(unread), EndsWith("status 1\n")));
-    // Nobody knows then to which source to bind.
+    // Nobody knows then to which source to bind. An application without its certificate is in rpm all the
+    // same.
     there("rm /var/lib/package-signatures/*; sqlite3 /var/lib/trusted-sources/db.sqlite3 'DELETE FROM "
-          "packages'");
+          "packages' \"INSERT INTO packages VALUES('com.example.phone', '.no.source.apps')\"");
+    EXPECT_THAT(look("status"), ContainsRegex("phone +1.0-1 +rpm"));
     for (const char *words : {"status", "doctor --repair"})
         EXPECT_THAT(look(words), AllOf(HasSubstr("signatures.sqlite3: there is none; see \"A database that"),
                                        EndsWith("\nstatus 2\n"), Not(HasSubstr("bound:"))));

@@ -252,7 +252,7 @@ MachineState inspectMachine(const IConfiguration &configuration) {
     ReasonsOfRpm reasons(configuration, machine.migrations.front().second, views.unread);
     const SourcesView sources = views.sources.value_or(SourcesView());
     for (const RpmRecord &record : views.rpm.value_or(RpmView()).records)
-        // If its certificate is unknown, a package is shown if it was an application before.
+        // If its certificate is unknown or lost, a package is shown if it was an application before.
         if (record.isApplication || installed.contains(record.id) || sources.sourceOf.contains(record.id))
             standings.add(record.id, record.version, ApplicationState::Rpm, reasons.of(record));
     addOthers(installed, sources, views.isAllThere(), standings);

@@ -79,9 +79,7 @@ RpmView recordsOf(const IConfiguration &configuration, const Transaction &rpm, c
     bool isEmpty = true;
     const auto walk = rpm.forEachInstalled([&](const Reader &package) {
         isEmpty = false;
-        RpmRecord record = describe(package, ask);
-        if (record.isApplication || !record.isCertificateKnown)
-            records.push_back(std::move(record));
+        records.push_back(describe(package, ask));
     });
     const bool isWhole = walk == Transaction::Walk::Complete;
     if (isWhole && isEmpty) {

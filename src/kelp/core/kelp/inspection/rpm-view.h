@@ -55,10 +55,9 @@ struct RpmView {
     bool isWhole = true;            ///< Otherwise a package without a record here may be installed.
 };
 
-/// The packages of the rpm database that concern the store: those with a certificate and those with a
-/// desktop file among the applications. Changes nothing. Nothing when the database is missing or cannot be
-/// read, or has no record and cannot be this machine's (requireEmptyDatabaseOf()). If certificates cannot be
-/// read, all packages count: each may be an application.
+/// The packages of the rpm database. All of them: a package whose certificate was lost is not an application,
+/// but neither is it gone. Changes nothing. Nothing when the database is missing or cannot be read, or has no
+/// record and cannot be this machine's (requireEmptyDatabaseOf()).
 std::optional<RpmView> rpmRecords(const IConfiguration &configuration, Unread &unread);
 
 /// The same for callers that act on it. `newId` is a package that is about to be installed, and has its

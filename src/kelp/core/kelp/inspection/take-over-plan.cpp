@@ -123,7 +123,7 @@ private:
                 judged.insert(item.id);
             }
         for (const RpmRecord &record : records)
-            if (!judged.contains(record.id))
+            if (record.isApplication && !judged.contains(record.id))
                 stay(record.id, record.version,
                      whyNotMigrated(record).value_or("its record in rpm cannot be read"));
     }

@@ -86,7 +86,8 @@ std::vector<std::string> unknownIds(const IConfiguration &configuration, const s
     for (const StoredPackage &package : *views.packages)
         known.insert(package.id);
     for (const RpmRecord &record : views.rpm->records)
-        known.insert(record.id);
+        if (record.isApplication)
+            known.insert(record.id);
     for (const RegistryRecord &record : views.registry->records)
         known.insert(record.packageId());
     for (const auto &[id, keyId] : views.sources->sourceOf)
