@@ -339,10 +339,12 @@ TEST_F(TakeOverTest, WhatWasLeftBehindGoesWhereItIsOursAndDead) {
     database.install(stageAll(), extras());
     fs::create_symlink(stored("current/bin/gone"), at("usr/bin/gone"));
     fs::create_symlink(at("nowhere"), at("usr/bin/other"));
+    const std::string neighbour = std::string(id) + ".new";
+    noteLeftBehind(neighbour, {});
     for (const char *name : {"tool", "gone", "other"})
         noteLeftBehind(id, {{{at("usr/bin") / name, stored("current")}}, {}});
-    writeFile(leftBehindFile("killed.new"), "");
-    EXPECT_EQ(idsLeftBehind(), std::vector<std::string>{id});
+    writeFile(leftBehindFile(".next"), "killed");
+    EXPECT_EQ(idsLeftBehind(), std::vector<std::string>({id, neighbour}));
     takeBackLeftBehind(id);
     EXPECT_FALSE(fs::exists(fs::symlink_status(at("usr/bin/gone"))));
     for (const char *name : {"tool", "other"})

@@ -51,9 +51,9 @@ std::vector<std::string> idsLeftBehind() {
         std::vector<std::string> ids;
         if (fs::status(directory).type() != fs::file_type::not_found)
             for (const fs::directory_entry &entry : fs::directory_iterator(directory))
-                // A killed run left this temporary file; the next write replaces it.
-                if (entry.path().extension() != ".new")
-                    ids.push_back(entry.path().filename().string());
+                // A killed run left a temporary file; the next write replaces it.
+                if (std::string name = entry.path().filename(); !name.starts_with('.'))
+                    ids.push_back(std::move(name));
         std::ranges::sort(ids);
         return ids;
     });
@@ -68,7 +68,11 @@ void noteLeftBehind(const std::string &id, const PublicationPlan &left) {
     addMissing(all.directories, left.directories);
     addMissing(all.files, left.files);
     Common::createDirectories(leftBehindDirectory());
-    writePublicationPlan(leftBehindFile(id), all);
+    // No id begins with ".", but one may end in ".new": a neighbour ID.new would replace that package's file.
+    const fs::path next = leftBehindDirectory() / ".next";
+    writePublicationPlan(next, all);
+    Common::move(next, leftBehindFile(id));
+    Common::flushFile(leftBehindDirectory());
     // The directory may be new.
     Common::flushFile(leftBehindDirectory().parent_path());
 }
