@@ -52,6 +52,11 @@ TEST_F(PlanTest, TheLauncherDoesWhatThePlanSays) {
 }
 
 TEST_F(PlanTest, WhatTheLauncherBeganIsToldAndLeftToIt) {
+    run("cp " KELP_RPMS "/samples/org.example.notes.rpm $IMAGE/root; launch_killed_at renameat2 /usr/bin");
+    const char *trees = "cd $IMAGE/opt && find -printf '%p %y %m %s %T@\\n' | sort";
+    const std::string staged = run(trees);
+    EXPECT_THAT(kelpctl("install --repair /root/org.example.notes.rpm"), HasSubstr("is still in rpm"));
+    EXPECT_EQ(run(trees), staged);
     run("launch_killed_at unlinkat /usr/share/org.example.notes/qml");
     there("mkdir opt/kelp/tmp/org.example.gone");
     const std::string began = "{\"id\":\"org.example.notes\",\"version\":\"1.4.2-1\",";
@@ -61,10 +66,8 @@ TEST_F(PlanTest, WhatTheLauncherBeganIsToldAndLeftToIt) {
     EXPECT_THAT(kelpctl("status --json"), HasSubstr(began + R"("state":"unfinished",)"));
     EXPECT_THAT(kelpctl("remove org.example.notes"),
                 HasSubstr("is on its way from rpm: systemctl restart kelp-launcher\nstatus 1\n"));
-    run("cp " KELP_RPMS "/samples/org.example.notes.rpm $IMAGE/root");
     EXPECT_THAT(kelpctl("install /root/org.example.notes.rpm"), HasSubstr("is still in rpm"));
 
-    const char *trees = "cd $IMAGE/opt && find -printf '%p %y %m %s %T@\\n' | sort";
     const std::string before = run(trees);
     const std::string left = kelpctl("doctor --repair --json");
     EXPECT_THAT(left, AllOf(HasSubstr(R"({"id":"org.example.notes","kind":"staged",)"),

@@ -88,6 +88,7 @@ public:
         isDryRun_(isDryRun) {}
 
     Installed run() {
+        requireArrived();
         if (!isDryRun_)
             // Unfinished operations end first: they may change the version.
             settlePackage(configuration_, id_);
@@ -110,6 +111,13 @@ private:
         throw Error(code, id_ + ": " + reason);
     }
 
+    /// Asked before anything is settled: with lists of its own a version on its way would pass for whole.
+    void requireArrived() const {
+        if (idsOnTheirWay(configuration_).contains(id_))
+            refuse(ErrorCode::Internal,
+                   "The package is still in rpm, from where kelp-launcher takes it over");
+    }
+
     void requireInstalled() {
         if (package_.id() != id_)
             throw Error(ErrorCode::BadPackageFileFormat, "The package file has changed meanwhile");
@@ -119,9 +127,6 @@ private:
         if (!installed || installed->version.empty() ||
             !Common::lookFor(resolver_.versionDirectory(id_, installed->version)))
             refuse(ErrorCode::PackageNotExist, "There is no installed version that it could repair");
-        if (idsOnTheirWay(configuration_).contains(id_))
-            refuse(ErrorCode::Internal,
-                   "The package is still in rpm, from where kelp-launcher takes it over");
         if (installed->isLink || installed->isObstructed || installed->hasNext || installed->hasPlan)
             refuse(ErrorCode::FileConflict, "See to what kelpctl doctor says of it first");
         if (installed->version != package_.version())
