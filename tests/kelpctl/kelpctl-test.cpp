@@ -16,6 +16,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <array>
@@ -402,6 +403,8 @@ TEST_F(KelpCtlTest, ResumesWithoutJudgingAgain) {
     const fs::path file = root_.path() / "reports";
     const std::string cut = (root_.path() / "cut.rpm").string(), resume = " --resume " + file.string();
     writeFile(cut, readFile(sound) + 'x');
+    const std::string pipe = (root_.path() / "pipe").string();
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
     struct Row {
         std::string arguments;
         int status;
@@ -420,12 +423,14 @@ TEST_F(KelpCtlTest, ResumesWithoutJudgingAgain) {
         {"sound.rpm --developer-mode", 0, 1},
         {cut, 2, 1},
         {cut + " sound.rpm", 2, 1},
+        {pipe + " sound.rpm", 2, 1},
         {"sound.rpm --output jsonl", 2, 0},
     };
     for (const Row &row : rows) {
         const std::string before = fs::exists(file) ? readFile(file) : "";
         writeFile(file, before + row.end);
-        EXPECT_EQ(run("validate " + row.arguments + resume), row.status) << row.arguments << error();
+        EXPECT_EQ(run("validate " + row.arguments + resume, "timeout 60"), row.status)
+            << row.arguments << error();
         EXPECT_EQ(out(), "");
         const std::string after = readFile(file);
         EXPECT_EQ(after.substr(0, before.size()), before) << row.arguments;

@@ -20,6 +20,7 @@
 #include "kelp/core/kelp/validator/hardening/header-hardening.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <future>
@@ -319,7 +320,13 @@ std::vector<PackageReport> judgePackage(const std::string &file, const JudgeOpti
 }
 
 std::string sha256OfFile(const std::string &path) {
-    const Common::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    // O_NONBLOCK: does not wait for the writer of a pipe.
+    const Common::FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    struct stat status {};
+    if (file.get() < 0 || ::fstat(file.get(), &status) != 0)
+        throw Error(Common::ErrorCode::Filesystem, "Couldn't read file: " + path, errno);
+    if (!S_ISREG(status.st_mode))
+        throw Error(Common::ErrorCode::Filesystem, "Couldn't read file: " + path + ": it is no regular file");
     return Common::Rpm::sha256Of(file.get(), path);
 }
 

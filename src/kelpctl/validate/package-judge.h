@@ -50,7 +50,8 @@ struct JudgeOptions {
 /// A failure that prevents a verdict becomes the reports' reason; only Interrupted is raised.
 std::vector<PackageReport> judgePackage(const std::string &file, const JudgeOptions &options);
 
-/// The SHA-256 of a package file, in hexadecimal digits. Raises as Common::Rpm::sha256Of() does.
+/// The SHA-256 of a package file, in hexadecimal digits. Raises ErrorCode::Filesystem "Couldn't read
+/// file: PATH: REASON", also for one that is no regular file.
 std::string sha256OfFile(const std::string &file);
 
 /// The reason for a package that took longer than `time`.
