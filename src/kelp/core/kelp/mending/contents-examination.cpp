@@ -7,10 +7,10 @@
 #include "kelp/core/common/places.h"
 #include "kelp/core/common/rpm/digest.h"
 #include "kelp/core/kelp/inspection/contents-check.h"
-#include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/mending/held-entry.h"
 #include "kelp/core/kelp/mending/partial-examinations.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
+#include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/kelp/package/integrity-resource.h"
 #include "kelp/core/kelp/package/migration-stamps.h"
 #include "kelp/core/kelp/package/store-names.h"
@@ -157,19 +157,12 @@ private:
         if (!published_)
             published_ =
                 StoreView(configuration_).publishedFiles(package_.id).value_or(std::vector<std::string>());
-        const auto mappings =
-            buildMappings(package_.id, package_.value("certificate.id"), optional("general.orgname"),
-                          optional("general.appname"), Rooted::Yes);
-        return std::ranges::any_of(mappings, [&](const Mapping &mapping) {
+        return std::ranges::any_of(publicationRows(*package_.information), [&](const Mapping &mapping) {
             const std::string source = mapping.source() + "/";
             return path.starts_with(source) &&
                    std::ranges::find(*published_, mapping.target() + path.substr(source.size())) !=
                        published_->end();
         });
-    }
-
-    std::optional<std::string> optional(const char *key) const {
-        return package_.information ? valueOf(*package_.information, key) : std::nullopt;
     }
 
     /// The store made it from a file of the version, and can again, unless that file is altered.

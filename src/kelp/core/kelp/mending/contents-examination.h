@@ -15,7 +15,7 @@ namespace Core::KELP {
 
 /// Findings in a package's own directories, and differences of its current version from its list of contents,
 /// as far as they show without reading files. A loss that a missing published file shows is reported only as
-/// that file.
+/// that file. Needs the values of the package's descriptor.
 std::vector<Finding> examineContents(const IConfiguration &configuration, const StoredPackage &package);
 
 /// The same for the directory of the store, and for those above it.

@@ -31,7 +31,7 @@ std::vector<Finding> examinePackage(const IConfiguration &configuration, const S
 void settlePackage(const IConfiguration &configuration, const std::string &id);
 
 /// Findings about the published files of a package's current version: each that it ought to have, and each on
-/// its list.
+/// its list. Needs the values of the package's descriptor.
 std::vector<Finding> examinePublication(const IConfiguration &configuration, const StoredPackage &package);
 
 /// Findings about the registry, the bindings to sources, rescued files and the remnants of killed runs; by

@@ -11,6 +11,7 @@
 #include "kelp/core/kelp/mending/held-entry.h"
 #include "kelp/core/kelp/package/contents-list.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
+#include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/kelp/package/path-list.h"
 #include "kelp/core/kelp/package/store-names.h"
 #include "kelp/core/kelp/publication/publication-plan.h"
@@ -62,11 +63,6 @@ mode_t permissionsOf(const std::string &source) {
     return status.st_mode & permissionBits;
 }
 
-std::optional<std::string> optionalValue(const StoredPackage &package, const char *key) {
-    std::string value = package.value(key);
-    return value.empty() ? std::nullopt : std::optional(std::move(value));
-}
-
 /// The publication of one version under examination.
 class PublicationExamination {
 public:
@@ -74,9 +70,7 @@ public:
         resolver_(configuration),
         id_(package.id),
         current_(fs::absolute(resolver_.currentDirectory(package.id))),
-        mappings_(buildMappings(id_, package.value("certificate.id"),
-                                optionalValue(package, "general.orgname"),
-                                optionalValue(package, "general.appname"), Rooted::Yes)),
+        mappings_(publicationRows(*package.information)),
         mode_(publicationMode(current_, mappings_, package.value("certificate.subgroup"))),
         // Dangling links count, so that one does not hide the faults of the rest.
         plan_(planPublication(current_, current_, mappings_, DanglingLinks::Count)),

@@ -120,4 +120,9 @@ std::vector<Mapping> publicationRows(const PackageInformation &information) {
                          value("general.orgname"), value("general.appname"), Rooted::Yes);
 }
 
+std::vector<Mapping> mappingsOf(const PackageForMigration &package, Rooted rooted) {
+    return buildMappings(package.id, valueOf(package.extras, "certificate.id").value_or(""), package.orgName,
+                         package.appName, rooted);
+}
+
 } // namespace Core::KELP

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "kelp/core/common/files/durable-file.h"
-#include "kelp/core/kelp/mappings/mapping.h"
+#include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/package/package-information.h"
 
 #include <array>
@@ -39,5 +39,8 @@ bool isFaultOfMachine(const std::exception &error);
 
 /// The rows by which the files of an installed version are published, by its descriptor's values.
 std::vector<Mapping> publicationRows(const PackageInformation &information);
+
+/// The rows of a package that is on its way into the store.
+std::vector<Mapping> mappingsOf(const PackageForMigration &package, Rooted rooted);
 
 } // namespace Core::KELP

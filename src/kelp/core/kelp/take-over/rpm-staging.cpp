@@ -13,6 +13,7 @@
 #include "kelp/core/kelp/incoming/staged-contents.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/package/contents-list.h"
+#include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/kelp/publication/publication-plan.h"
 #include "kelp/core/kelp/take-over/copy-failures.h"
 #include "kelp/core/kelp/take-over/path-identity.h"
@@ -324,8 +325,7 @@ void stageInstalledPackage(const InstalledApplication &application, const fs::pa
 
 void listContents(const Common::Rpm::Transaction &rpm, JournalEntry &entry) {
     constexpr std::int64_t nanoseconds = 1'000'000'000;
-    const auto mappings =
-        buildMappings(entry.id, entry.extras.at("certificate.id"), entry.orgName, entry.appName, Rooted::No);
+    const auto mappings = mappingsOf(entry, Rooted::No);
     const Common::TextIndex staged(entry.files.size(),
                                    [&](std::size_t number) { return entry.files[number].path; });
     const auto isAsPacked = [&](const std::string &path, std::uint64_t size, std::uint32_t modified) {
@@ -342,8 +342,7 @@ void listContents(const Common::Rpm::Transaction &rpm, JournalEntry &entry) {
 }
 
 void noteTargets(const RpmPackage &package, const fs::path &current, JournalEntry &entry) {
-    const auto mappings =
-        buildMappings(entry.id, entry.extras.at("certificate.id"), entry.orgName, entry.appName, Rooted::Yes);
+    const auto mappings = mappingsOf(entry, Rooted::Yes);
     PathFinder places;
     const auto pathOf = [&](std::size_t number) {
         const JournalledFile file = entry.files[number];

@@ -12,6 +12,7 @@
 #include "kelp/core/common/rpm/transaction.h"
 #include "kelp/core/kelp/mappings/mapping-files.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
+#include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/kelp/package/i-database-path-resolver.h"
 #include "kelp/core/kelp/package/i-database.h"
 #include "kelp/core/kelp/package/store-entry.h"
@@ -139,11 +140,6 @@ PathIndex::PathOf erasedFiles(const InstalledApplication &application) {
         return application.isErased[number] ? std::optional(application.package.files()[number].path)
                                             : std::nullopt;
     };
-}
-
-std::vector<Mapping> publicationOf(const JournalEntry &entry) {
-    return buildMappings(entry.id, entry.extras.at("certificate.id"), entry.orgName, entry.appName,
-                         Rooted::Yes);
 }
 
 /// Whether rpm's file is by now one that the store published.
@@ -357,7 +353,7 @@ PackageOutline RpmSurvey::outlineOf(const JournalEntry &entry, const InstalledAp
 CompactPaths RpmSurvey::judgeTree(RpmCandidate &candidate, const InstalledApplication &application,
                                   const StandingFiles &standing) const {
     const PackageOutline outline = outlineOf(candidate.entry, application, standing);
-    const auto mappings = publicationOf(candidate.entry);
+    const auto mappings = mappingsOf(candidate.entry, Rooted::Yes);
     candidate.stays = outline.objection(mappings);
     CompactPaths targets = outline.targets(mappings);
     for (std::size_t i = 0; !candidate.stays && i < targets.size(); ++i)
@@ -435,7 +431,7 @@ void RpmSurvey::readPaths(const RpmCandidate &candidate, const PathVisitor &file
         return;
     const CompactPaths targets =
         outlineOf(candidate.entry, application, StandingFiles(application.package, stagingDevice_))
-            .targets(publicationOf(candidate.entry));
+            .targets(mappingsOf(candidate.entry, Rooted::Yes));
     for (std::size_t i = 0; i < targets.size(); ++i)
         (*target)(targets[i], i);
 }

@@ -8,6 +8,7 @@
 #include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/rpm/digest.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
+#include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/kelp/publication/publication.h"
 
 #include <sys/stat.h>
@@ -33,11 +34,8 @@ constexpr std::string_view namePrefix = ".kelp-";
 constexpr std::size_t digestLength = 12;
 
 MappingMode modeOf(const JournalEntry &entry, const fs::path &tree) {
-    const auto keyId = valueOf(entry.extras, "certificate.id");
     const auto subgroup = valueOf(entry.extras, "certificate.subgroup");
-    const auto mappings =
-        buildMappings(entry.id, keyId.value_or(""), entry.orgName, entry.appName, Rooted::Yes);
-    return publicationMode(tree, mappings, subgroup.value_or(""));
+    return publicationMode(tree, mappingsOf(entry, Rooted::Yes), subgroup.value_or(""));
 }
 
 /// If rpm had a file at the target, it was changed; otherwise the file there is foreign.
