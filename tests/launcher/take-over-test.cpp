@@ -88,7 +88,7 @@ constexpr const char *damageRecord =
     "substr(blob, 1, 100) WHERE hnum = (SELECT max(hnum) FROM Packages)\"";
 
 /// The names under which files of rpm's wait beside their targets.
-constexpr const char *waiting = "find $IMAGE/usr $IMAGE/etc -name '.kelp-*'";
+constexpr const char *waiting = "find $layers/upper/{etc,usr} -name '.kelp-*'";
 
 TEST_F(TakeOverTest, WhatCouldNotBePublishedStaysInRpm) {
     const struct {
@@ -344,11 +344,11 @@ TEST_F(TakeOverTest, OnlyAJudgementHasAnApplicationStayForGood) {
 
 TEST_F(TakeOverTest, WhatStaysLeavesNothingStagedAndTheDirectoriesOfBefore) {
     const Machine machine;
-    // Delays the look at each file after its copy.
+    // Delays the look at the file, which is the second that is large, after its copy.
     machine.run("add org.app; (until [[ -e $IMAGE/opt/kelp/tmp/org.app/data/large ]]; do sleep 0.01; done; "
                 "echo more >>$IMAGE/usr/share/org.app/large) &\n"
-                "restrictions=(strace -E ASAN_OPTIONS=detect_leaks=0 -f -qq -o /dev/null -e "
-                "inject=chmod:delay_enter=300000); launch; kill $! || true");
+                "restrictions=(strace -E ASAN_OPTIONS=detect_leaks=0 -f --seccomp-bpf -qq -o /dev/null -e "
+                "trace=chmod -e inject=chmod:delay_enter=200000:when=2); launch; kill $! || true");
     machine.expectStay({"org.app"});
 
     machine.run("add org.pair org.paired");
@@ -416,7 +416,8 @@ TEST_F(TakeOverTest, ListsWhatWasStagedAndReadsOnlyWhatIsNotAsPacked) {
         machine.run(
             "add org.app; cd $IMAGE; echo other >etc/org.app.conf; chmod 0 usr/bin/org.app\n"
             "touch --date=@5 usr/share/org.app/words; rm usr/share/org.app/help\n"
-            "restrictions=(strace -E ASAN_OPTIONS=detect_leaks=0 -f -qq -y -e trace=read -o /root/reads)\n"
+            "restrictions=(strace -E ASAN_OPTIONS=detect_leaks=0 -f --seccomp-bpf -qq -y -e trace=read -o "
+            "/root/reads)\n"
             "launch >/dev/null; grep --only-matching '/opt/kelp/tmp/[^>]*' root/reads | sort -u\n"
             "cd opt/app/org.app/1-1; cut -d ' ' -f 1,2,8- contents.list\n"
             "sed -n 's/^f \\S* \\S* \\S* \\S* \\(\\S*\\) - \\S* /\\1  /p' contents.list | sha256sum --check "
@@ -470,7 +471,7 @@ TEST_F(TakeOverTest, ALateArrivalGetsWhatTheOtherMigrationsDid) {
                 "touch $IMAGE/var/lib/kelp/.migration_{skid,integrityd}_done");
     // Neither a reader that goes away nor attributes that the disk does not have end it.
     machine.run("restrictions=(strace -E ASAN_OPTIONS=detect_leaks=0 -f --seccomp-bpf -qq -o /dev/null -e "
-                "inject=listxattr:error=EOPNOTSUPP); "
+                "trace=listxattr -e inject=listxattr:error=EOPNOTSUPP); "
                 "launch | head --lines=1");
     machine.expectArrived({"org.sound"});
     EXPECT_TRUE(machine.holds("srv/shared/org.example/KEY/common/team"));
@@ -484,9 +485,9 @@ TEST_F(TakeOverTest, WhoHasNotGotTheLockTouchesNothing) {
     // it cannot write to.
     EXPECT_THAT(
         machine.run(
-            "waits() { launch >$1 9>&- & until grep -q Waiting $1; do sleep 0.05; done; }\n"
-            "restrictions=(strace -E ASAN_OPTIONS=detect_leaks=0 -f -qq -o /dev/null -e "
-            "inject=flock:error=ENOLCK); launch\n"
+            "waits() { launch >$1 9>&- & until grep -q Waiting $1; do sleep 0.01; done; }\n"
+            "restrictions=(strace -E ASAN_OPTIONS=detect_leaks=0 -f --seccomp-bpf -qq -o /dev/null -e "
+            "trace=flock -e inject=flock:error=ENOLCK); launch\n"
             "restrictions=(); kelp=$IMAGE/var/lib/kelp\n"
             "( exec 9>$kelp/store.lock; flock 9; mount --bind -o ro $kelp $kelp\n"
             "waits $IMAGE/tmp/first; pkill -x kelp-launcher; wait; cat $IMAGE/tmp/first; umount $kelp\n"

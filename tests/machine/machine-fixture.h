@@ -13,7 +13,7 @@ protected:
             return;
         run(". " KELP_SAMPLES "/setup; install_samples " KELP_RPMS
             "/samples 2>/dev/null; sign_samples; add_sample_users; "
-            "cp " KELPCTL " $IMAGE/usr/bin/kelpctl");
+            "provide_program " KELPCTL " usr/sbin/kelpctl");
     }
 
     std::string run(const std::string &commands) const { return image().run(commands); }

@@ -390,13 +390,14 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
     EXPECT_THAT(kelpctl("remove org.example.sound"),
                 AllOf(HasSubstr("It is removed, but not all"), EndsWith(status)));
     EXPECT_THAT(kelpctl("install /root/sound-1.rpm"), HasSubstr("Couldn't take back"));
-    EXPECT_THAT(run("in_image strace -E ASAN_OPTIONS=detect_leaks=0 -qq -P /opt/app -e trace=fsync kelpctl "
+    EXPECT_THAT(run("in_image strace -E ASAN_OPTIONS=detect_leaks=0 -f --seccomp-bpf -qq -P /opt/app -e "
+                    "trace=fsync kelpctl "
                     "remove org.example.ticker"),
                 AllOf(HasSubstr("fsync("), HasSubstr("org.example.ticker removed\n")));
     run("umount $IMAGE/usr/bin; in_image kelpctl doctor --repair");
     // What cannot be looked at is not absent: the program would not be published.
-    EXPECT_THAT(run("in_image strace -E ASAN_OPTIONS=detect_leaks=0 -qq -o /dev/null -P "
-                    "/opt/app/org.example.sound/current/bin "
+    EXPECT_THAT(run("in_image strace -E ASAN_OPTIONS=detect_leaks=0 -f --seccomp-bpf -qq -o /dev/null -P "
+                    "/opt/app/org.example.sound/current/bin -e trace=newfstatat "
                     "-e inject=newfstatat:error=EIO kelpctl install /root/sound-1.rpm || true"),
                 HasSubstr("kelpctl: /root/sound-1.rpm: Couldn't look at file: "));
     EXPECT_EQ(run(traces), before);
