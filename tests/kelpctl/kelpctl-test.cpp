@@ -5,6 +5,7 @@
 #include "kelpctl/explanations/explanation.h"
 #include "kelpctl/explanations/machine-words.h"
 #include "kelpctl/shown-text.h"
+#include "kelpctl/validate/judge-pool.h"
 #include "kelpctl/validate/package-report.h"
 #include "kelpctl/validate/run/spool.h"
 #include "kelpctl/validate/run/workspace.h"
@@ -444,13 +445,34 @@ TEST_F(KelpCtlTest, ResumesWithoutJudgingAgain) {
     }
 }
 
+TEST_F(KelpCtlTest, EndsAJudgeThatHangs) {
+    KelpCtl::JudgeOptions options{
+        {std::make_shared<Validator::Config>(Validator::Profile::Regular, Validator::Target{})}};
+    options.grace = {};
+    KelpCtl::PackageSource source({sound, sound, sound}, {});
+    std::string reports;
+    const auto take = [&](const KelpCtl::PackageReport &report) {
+        // The judge of the first hangs when it gets the second, for which alone there is no time.
+        if (reports.empty())
+            ::kill(std::stoi(readFile("/proc/thread-self/children")), SIGSTOP);
+        options.timeout = reports.empty() ? std::optional(std::chrono::seconds(0)) : std::nullopt;
+        reports += nameOf(report.verdict) + ' ' + report.reason + '\n';
+        return true;
+    };
+    KelpCtl::JudgePool(options).run(source, {take, {}});
+    EXPECT_EQ(reports, "accepted \nincomplete It takes longer than 0 seconds\naccepted \n");
+}
+
 TEST_F(KelpCtlTest, LosesOnePackageByTheEndOfItsJudgeAndNothingByItsOwn) {
     RpmWriter writer;
-    for (int i = 10'000; i < 14'000; ++i)
-        writer.files.push_back({"/usr/share/org.example.app/", std::to_string(i)});
+    std::string imports; // Take long to judge.
+    while (imports.size() < 20'000)
+        imports += "import QtQuick 2.6\n";
+    for (int i = 100; i < 400; ++i)
+        writer.files.push_back({"/usr/share/org.example.app/", std::to_string(i) + ".qml", 0100644, imports});
     const std::string large = (root_.path() / "large.rpm").string(), first = "sound.rpm: accepted\n";
     writer.write(large);
-    const std::string isBusy = "test -e " + temporary_.string() + "/kelpctl-*/tree/data/10099";
+    const std::string isBusy = "test -e " + temporary_.string() + "/kelpctl-*/tree/data/110.qml";
     const std::string isClean = "test -z \"$(ls -A " + temporary_.string() + ")\"";
     struct Row {
         std::string options, act; ///< What befalls the judge or the run in the midst of a package.
@@ -460,7 +482,8 @@ TEST_F(KelpCtlTest, LosesOnePackageByTheEndOfItsJudgeAndNothingByItsOwn) {
     const std::string resume = "--resume " + (root_.path() / "reports").string();
     const Row rows[] = {
         {form, "kill -KILL " + judge, "Its judge was ended by the signal SIGKILL"},
-        {form + " --timeout 3", "kill -STOP " + judge, "It takes longer than 3 seconds"},
+        {form + " --timeout 1", "j=" + judge + "; kill -STOP $j; sleep 1; kill -CONT $j",
+         "It takes longer than 1 seconds"},
         {form, "kill -INT $!"},
         {form, "kill -HUP $!"},
         {resume, "j=" + judge + "; kill -STOP $j; kill -KILL $!; wait $!; " KELPCTL " validate sound.rpm " +
@@ -469,7 +492,7 @@ TEST_F(KelpCtlTest, LosesOnePackageByTheEndOfItsJudgeAndNothingByItsOwn) {
     for (const Row &row : rows) {
         const int status =
             run("validate sound.rpm " + large + " sound.rpm " + row.options + " >" + out_.string() +
-                    " 2>/dev/null & for i in $(seq 999); do " + isBusy + " && break; sleep 0.01; done; " +
+                    " 2>/dev/null & for i in $(seq 9999); do " + isBusy + " && break; sleep 0.001; done; " +
                     row.act + "; wait $!; s=$?; for i in $(seq 999); do " + isClean +
                     " && break; sleep 0.01; done; exit $s #",
                 "env --default-signal=HUP,INT");

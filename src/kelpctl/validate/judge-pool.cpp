@@ -26,8 +26,6 @@ namespace {
 /// The most packages that are begun and not reported: results wait for a slow one.
 constexpr std::size_t window = 64;
 constexpr std::size_t chunkSize = 0x40000;
-/// The time beyond its limit in which a judge should notice by itself that it took too long.
-constexpr std::chrono::seconds grace(2);
 
 constexpr const char *malformed = "The judge's answer is malformed";
 
@@ -168,11 +166,11 @@ void JudgePool::hear(std::list<Judge>::iterator judge) {
 int JudgePool::patience() const {
     if (!options_.timeout)
         return -1;
-    auto left = *options_.timeout + grace;
+    const std::chrono::seconds most = *options_.timeout + options_.grace;
+    auto left = most;
     for (const Judge &judge : judges_)
         if (judge.task)
-            left = std::min(left, std::chrono::ceil<std::chrono::seconds>(judge.begin + *options_.timeout +
-                                                                          grace - Clock::now()));
+            left = std::min(left, std::chrono::ceil<std::chrono::seconds>(judge.begin + most - Clock::now()));
     return static_cast<int>(std::clamp<std::chrono::milliseconds>(left, {}, std::chrono::hours(1)).count());
 }
 
@@ -257,7 +255,8 @@ void JudgePool::endLate() {
     if (!options_.timeout)
         return;
     for (Judge &judge : judges_)
-        if (judge.task && judge.ending.empty() && Clock::now() > judge.begin + *options_.timeout + grace) {
+        if (judge.task && judge.ending.empty() &&
+            Clock::now() > judge.begin + *options_.timeout + options_.grace) {
             judge.ending = tooLong(*options_.timeout);
             ::kill(judge.process, SIGKILL);
         }

@@ -30,6 +30,8 @@ struct JudgeOptions {
     std::vector<Override> overrides = {};           ///< Accepted findings.
     std::optional<std::uint64_t> mostUnpacked = {}; ///< Bytes of all files together.
     std::optional<std::chrono::seconds> timeout = {};
+    /// The time beyond it in which a judge should notice by itself that it took too long.
+    std::chrono::seconds grace{2};
     /// Finds an earlier verdict by digest and profile; empty if there are none. A package with a verdict is
     /// not judged again.
     std::function<std::optional<KnownVerdict>(const std::string &sha256, const std::string &profile)> known =
