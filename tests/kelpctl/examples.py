@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
 """Puts the example of each explanation into the sound package. One that draws the finding which it explains would
-send makers in circles. Usage: examples.py KELPCTL SOUND.spec DIRECTORY"""
+send makers in circles. Usage: examples.py build|judge KELPCTL SOUND.spec DIRECTORY"""
 
 import configparser, json, os, re, subprocess, sys
 
-kelpctl, spec, directory = sys.argv[1:]
+step, kelpctl, spec, directory = sys.argv[1:]
 sound = open(spec).read().replace("sound", "notes")
 head, middle, make, desktop_file, end, rest = re.fullmatch(
     r"(.*?)(%description.*?%install\n)(.*?<<END\n(\[Desktop Entry\].*?)END\n.*?)(%files\n)(.*)", sound, re.S).groups()
@@ -44,7 +44,6 @@ def build(name, source, sources=directory):
     subprocess.run(["rpmbuild", "-bb", "--quiet", "--nodeps", source] +
                    [word for key, body in defines.items() for word in ("--define", f"{key} {body}")],
                    check=True, stderr=subprocess.DEVNULL)
-    return f"{directory}/{name}.rpm"
 
 
 def put_together(number, places):
@@ -64,11 +63,11 @@ def put_together(number, places):
              f"cp {name}.desktop notes.desktop\necho >notes.db\n" + "echo '{}' >watch.json\n")
     with open(name + ".spec", "w") as file:
         file.write(top + chosen("") + middle + make + files + chosen("%install") + end + chosen("%files") + rest)
-    return build(number, name + ".spec")
+    build(number, name + ".spec")
 
 
-def judged(package, *options):
-    return subprocess.run([kelpctl, "validate", *options, package], stdout=subprocess.PIPE, text=True)
+def judged(name, *options):
+    return subprocess.run([kelpctl, "validate", *options, f"{directory}/{name}.rpm"], stdout=subprocess.PIPE, text=True)
 
 
 os.makedirs(directory + "/build", exist_ok=True)
@@ -88,16 +87,18 @@ for finding in json.loads(subprocess.check_output([kelpctl, "explain", "--list",
         places, ids = next(fitting, None) or (packages.append(({}, [])) or packages[-1])
         places.update(wanted)
         ids.append(finding["id"])
+# The sample that makers begin with, as docs/makers.md has it built.
+sample = os.path.dirname(os.path.abspath(__file__)) + "/../../samples/compiled"
+if step == "build":
+    for number, (places, ids) in enumerate(packages):
+        put_together(number, places)
+    sys.exit(build("sample", sample + "/org.example.tally.spec", sample))
 for number, (places, ids) in enumerate(packages):
-    package = put_together(number, places)
-    report = judged(package, "--output", "json", "--os-version", "5.0", "--profile", places[("profile",)])
+    report = judged(number, "--output", "json", "--os-version", "5.0", "--profile", places[("profile",)])
     report = json.loads(report.stdout)["packages"][0]
     assert report["verdict"] != "incomplete", report
     wrong += {finding["id"] for finding in report["findings"]} & set(ids)
-# The sample that makers begin with, as docs/makers.md has it built.
-sample = os.path.dirname(os.path.abspath(__file__)) + "/../../samples/compiled"
-package = build("sample", sample + "/org.example.tally.spec", sample)
-report = judged(package, "--overrides", sample + "/overrides", "--fail-on", "warning")
+report = judged("sample", "--overrides", sample + "/overrides", "--fail-on", "warning")
 assert report.returncode == 0 and re.search(r"\n  accepted: [12] overridden\n$", report.stdout), report.stdout
 print(f"{sum(len(ids) for _, ids in packages)} examples in {len(packages)} packages; wrong: {wrong}")
 sys.exit(bool(wrong))
