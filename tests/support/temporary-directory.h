@@ -4,7 +4,8 @@
 
 #include <filesystem>
 
-/// A new directory that is gone, with all in it, at the end.
+/// A new directory that is gone, with all in it, at the end. It is in memory, where nothing waits for a disk,
+/// unless TMPDIR names another place.
 class TemporaryDirectory {
 public:
     TemporaryDirectory();
