@@ -260,7 +260,8 @@ TEST_F(MendTest, TellsAndBringsBackWhatWasStaged) {
         EXPECT_THAT(kelpctl(repair + "/root/" + file + ".rpm"), EndsWith(answer));
     }
     EXPECT_EQ(kelpctl("verify org.example.notes"),
-              "org.example.notes 1.4.2-1: 1 finding\n" + extra + "status 1\n");
+              "org.example.notes 1.4.2-1: 1 finding\n" + extra + "  changed configuration: " + notes +
+                  "/data/notes.conf has 4 bytes, and not 11\nstatus 1\n");
     EXPECT_EQ(there("cd " + notes + "; cat data/own/x data/notes.conf; ls data; stat -c %h data/first.txt"),
               "own\na=b\nfirst.txt\nlatest.txt\nnotes.conf\nown\nprogram\nqml\nsecond.txt\n2\n");
     there("rm opt/app/org.example.sound/1-1/velura.pkg");

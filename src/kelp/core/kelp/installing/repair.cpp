@@ -204,12 +204,16 @@ private:
                                          : listed.type == found.type && listed.target == found.target;
     }
 
-    /// With the present state of the entries. Entries that were not listed are not listed now.
+    /// With the present state of the entries, except for a kept configuration file: its staged content goes
+    /// on telling that the file was changed, be that by a person or by a damage. Entries that were not listed
+    /// are not listed now.
     ContentsList repairedList(const fs::path &scratch, const KeptEntries &kept) const {
         const HeldTree repaired(scratch);
         ContentsList list;
         for (const ContentsEntry &listed : list_.entries)
-            if (const ContentsEntry *found = repaired.find(listed.path)) {
+            if (listed.isConfiguration && kept.contains(listed.path)) {
+                list.entries.push_back(listed);
+            } else if (const ContentsEntry *found = repaired.find(listed.path)) {
                 ContentsEntry entry = *found;
                 entry.isConfiguration = listed.isConfiguration;
                 entry.isSignable = listed.isSignable;
