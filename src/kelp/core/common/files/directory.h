@@ -13,19 +13,19 @@ struct statx;
 namespace Common {
 
 /// A directory that is held open. Root must not act by paths where others can write: between a look and an
-/// action any part of the path can become a link. Operations here act on the entry of that name in this very
-/// directory, even if the directory has been moved.
+/// action they can replace any part of the path by a link. The operations act on entries of this very
+/// directory, even if somebody has moved it.
 ///
-/// Operations raise std::filesystem::filesystem_error with the system's reason and the path. A link that is
-/// not to be followed, and a path that would leave the directory, are refused with the reason ELOOP.
+/// Operations raise std::filesystem::filesystem_error with the system's reason and the path. Where no link
+/// may be followed, a link is refused with the reason ELOOP. So is a path that would leave the directory.
 class Directory {
 public:
     /// Opens a directory whose path is trusted as it is: links on the way are followed.
     explicit Directory(const std::filesystem::path &path);
 
-    /// Opens a directory by a path that only root can have made. A link is followed if root owns it and its
-    /// directory, and nobody else can write to that directory; any other link is refused. Nothing when there
-    /// is no such directory.
+    /// Opens a directory by its path, following only links that root alone can have made: root owns the link
+    /// and the directory in which it lies, and nobody else can write to that directory. Raises for any other
+    /// link (isRefusal()). Returns nothing when there is no such directory.
     static std::optional<Directory> byLinksOfRoot(const std::filesystem::path &path);
 
     /// The same, but makes missing directories, owned by the caller and with the permissions of its umask.

@@ -23,9 +23,9 @@ enum class Durability { Flushed, Deferred };
 
 /// Gives `path` the new content in one step: after a failure or a kill it has the old content or the new,
 /// never a mix. With Durability::Flushed that holds after a power cut too; a deferred file may then have any
-/// content. Writes a neighbour with ".new" after the name and renames it over `path`; the rename itself
-/// reaches the disk with the filesystem's next writes, in order. Raises as writeDurably does, with the text
-/// naming `path`, and leaves no neighbour.
+/// content. It writes the content to PATH.new and renames that over `path`. The rename itself is not flushed:
+/// the filesystem writes it later, in order with its other changes. Raises as writeDurably() does, with
+/// `path` in the text, and then leaves no PATH.new.
 void replaceFile(const std::filesystem::path &path, std::string_view content, Durability durability);
 
 /// replaceFile() with Durability::Flushed.

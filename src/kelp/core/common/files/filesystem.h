@@ -7,9 +7,9 @@
 
 namespace Common {
 
-// File operations with one way of failing. They log the system's reason at error level, then raise
+// File operations that all fail in one way: they log the system's reason as an error, then raise
 // ErrorCode::Filesystem with a text that names the operation and the paths. Unless stated otherwise, a failed
-// operation leaves the same state as the standard library's call of that name.
+// operation leaves on disk what the function of std::filesystem for that operation leaves.
 
 /// Removes `path` and all below it; links are removed, not followed. Part of a tree may be gone after a
 /// failure.

@@ -4,9 +4,9 @@
 
 namespace Common {
 
-// Tests of existence and type. They follow links, except isSymlink, so that a dangling link does not exist.
-// None of them raises. If the look fails, as in a directory that may not be searched, they log the error and
-// answer false.
+// exists() to isSocket() test existence and type. They follow links, so a dangling link does not exist;
+// isSymlink() alone looks at the link itself. These five never raise. If the look fails, for example below a
+// directory that may not be searched, they log the error and return false.
 
 bool exists(const std::filesystem::path &path);
 bool isDirectory(const std::filesystem::path &path);

@@ -4,9 +4,9 @@
 
 namespace Common {
 
-/// A private directory, removed with all in it by the destructor. It lies in the temporary directory; if that
-/// cannot be written, as on a read-only root, in the service's RUNTIME_DIRECTORY, else in /run. After a kill
-/// it stays, until the system clears those places.
+/// A private directory, which the destructor removes with all its contents. It lies in the temporary
+/// directory. If that cannot be written, as on a read-only root, it lies in the service's RUNTIME_DIRECTORY,
+/// or in /run for a program that systemd gave none. After a kill it stays until the system clears that place.
 class ScratchDirectory {
 public:
     /// Raises ErrorCode::Filesystem "Couldn't create temporary directory; TMPDIR names another place".
