@@ -100,9 +100,9 @@ namespace {
 constexpr const char *directoryMacro = "_dbpath";
 constexpr const char *lockName = ".rpm.lock";
 
-/// Holds the lock of the database's writers for as long as the result lives. Makes no lock file: without one
-/// no writer holds the lock. An fcntl lock ends when the process closes any descriptor of the file, so there
-/// must be no Transaction on the machine's own database.
+/// Locks the database against writers for as long as the result lives. Makes no lock file: if there is none,
+/// no writer holds the lock. An fcntl lock ends when the process closes any descriptor of the file. So the
+/// process must have no Transaction on the machine's own database, whose lock this would end.
 FileDescriptor lockOutWriters(const fs::path &directory) {
     FileDescriptor lock(::open((directory / lockName).c_str(), O_RDONLY | O_CLOEXEC));
     struct flock shared {};

@@ -11,20 +11,20 @@ class ScratchDirectory;
 namespace Common::Rpm {
 
 /// Raises ErrorCode::Internal "Couldn't read the rpm database: REASON" if the machine's rpm database is not
-/// where rpm's configuration says. librpm would make an empty one there, even for a reader; then nothing
-/// would seem installed. Also raises when a file of that configuration cannot be read: it may name another
-/// place of the database. Call it before librpm opens the database.
+/// where rpm's configuration says. librpm would make an empty database there, even for a reader, and nothing
+/// would seem installed. Also raises if a file of rpm's configuration cannot be read, since that file may say
+/// where the database is. Call this before librpm opens the database.
 void requireDatabase();
 
-/// The machine's rpm database, read only. librpm writes beside a database when it opens it, even for reading.
-/// So this makes a copy in the temporary directory, and every Transaction of this process uses that as long
-/// as the object lives. Nothing is written to the database's directory. One object at a time; librpm is quiet
-/// meanwhile.
+/// A copy of the machine's rpm database, for readers. librpm writes files beside a database when it opens it,
+/// even for reading. So the copy is a ScratchDirectory, and as long as this object lives, each new
+/// Transaction of the process opens the copy. Nothing is written to the database's own directory. There can
+/// be one such object at a time, and librpm prints nothing meanwhile.
 class DatabaseCopy {
 public:
-    /// Raises ErrorCode::Internal "Another process changes the rpm database" while one does, and
-    /// ErrorCode::Filesystem "Couldn't copy the rpm database: REASON"; and as requireDatabase() and
-    /// ScratchDirectory do. There must be no Transaction in the process: it would lose its lock.
+    /// Raises ErrorCode::Internal "Another process changes the rpm database" while another process holds its
+    /// lock, ErrorCode::Filesystem "Couldn't copy the rpm database: REASON", and as requireDatabase() and
+    /// ScratchDirectory do. The process must have no Transaction, which would lose its lock by this.
     DatabaseCopy();
     DatabaseCopy(const DatabaseCopy &) = delete;
     DatabaseCopy &operator=(const DatabaseCopy &) = delete;

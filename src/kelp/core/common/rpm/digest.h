@@ -36,9 +36,9 @@ private:
 /// The SHA-256 of a text, in lower-case hexadecimal digits.
 std::string sha256Of(const std::string &text);
 
-/// The same of an open file, from its present position, and of at most `size` bytes. A known size saves the
-/// search for the end, which for a small file costs as much as its bytes. `name` names it in the error.
-/// Raises ErrorCode::Filesystem "Couldn't read file: NAME".
+/// The SHA-256 of the next `size` bytes of an open file, from its present position, or of all up to its end.
+/// Given the size, no read is needed to find the end; for a small file that read costs as much as the
+/// content. Raises ErrorCode::Filesystem "Couldn't read file: NAME"; `name` only stands in that text.
 std::string sha256Of(int file, const std::string &name,
                      std::uint64_t size = std::numeric_limits<std::uint64_t>::max());
 
@@ -52,9 +52,10 @@ public:
     /// Reads the header; the payload is not touched.
     PayloadDigest(std::filesystem::path package, const Reader &header);
 
-    /// Reads the payload and compares its digest; in old packages, that of header and payload. True for a
-    /// package that has none. Raises ErrorCode::FileNotFound "Couldn't open rpm package". Needs nothing but
-    /// the file, so that it may run in a thread of its own.
+    /// Reads the payload and compares its digest with the one of the package. Old packages have one digest of
+    /// header and payload together. Returns true for a package without any. Raises ErrorCode::FileNotFound
+    /// "Couldn't open rpm package". It reads the file by itself, without librpm's state, so it may run in
+    /// another thread.
     bool isRight() const;
 
 private:

@@ -10,9 +10,9 @@ struct rpmfiles_s;
 
 namespace Common::Rpm {
 
-/// The walk over the file list of a package's header. The payload is not read: a file that is listed may be
-/// missing from it, as a %ghost file is. The header's list is kept alive by the iterator. Copies share the
-/// position: do not start a walk within a walk of a copy.
+/// The walk over the file list of a package's header. It does not read the payload, so a listed file may be
+/// missing there, as a %ghost file is. The iterator keeps the header's list alive. Copies of an iterator
+/// share one position: while one of them walks, do not start a walk of another.
 class FileIterator : public Reader {
 public:
     using Entry = PackageEntry<Directory, RegularFile, Symlink>;

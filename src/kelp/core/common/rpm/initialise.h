@@ -4,9 +4,9 @@
 
 namespace Common::Rpm {
 
-/// Makes librpm read its configuration and macro files at the first call in the process; later calls do
-/// nothing. If they cannot be read, logs one warning, and the library's built-in values apply. Every
-/// constructor of this folder that reaches librpm calls this.
+/// Makes librpm read its configuration and macro files, at the first call in the process; later calls do
+/// nothing. If librpm cannot read them, this logs one warning, and librpm's built-in values apply. Every
+/// constructor of this folder that needs this configuration calls this.
 void initialise();
 
 /// Sends librpm's messages to the log once it is initialised, and not to standard error: they hold raw names

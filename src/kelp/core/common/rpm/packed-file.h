@@ -11,10 +11,10 @@ struct rpmfi_s;
 
 namespace Common::Rpm {
 
-/// A regular file with its content in the payload. It can be read once, until the callback with the entry
-/// returns. The walk skips unread content.
+/// A regular file of a package whose content lies in the payload. The content can be read once, and only
+/// until the callback that got this entry returns. If the callback does not read it, the walk skips it.
 ///
-/// Every operation reads in pieces of at most 128 KiB, for any size that the package claims. Each raises
+/// Every operation reads in pieces of at most 128 KiB, whatever size the package claims. Each raises
 /// ErrorCode::Internal "Couldn't read content from rpm package" when the payload is damaged or ends before
 /// the claimed size, and at a second read.
 class PackedFile : public RegularFile {
@@ -37,9 +37,10 @@ public:
     /// The whole content. Takes as much memory as the payload holds, which has no bound.
     std::vector<std::uint8_t> readAll() const;
 
-    /// Writes the content to a new file, or over an old one; parents must exist, permissions are left to the
-    /// caller. Raises ErrorCode::Filesystem "Couldn't open file for writing rpm content: PATH" or "Couldn't
-    /// write rpm package content to PATH". A failed operation leaves the file incomplete.
+    /// Writes the content to `path`, a new file or one whose content it replaces. The parent directory must
+    /// exist, and the caller sets the permissions. Raises ErrorCode::Filesystem "Couldn't open file for
+    /// writing rpm content: PATH" or "Couldn't write rpm package content to PATH". A failed call leaves the
+    /// file incomplete.
     void writeTo(const std::filesystem::path &path) const;
 
     /// Reads the content and gives it to `sink` piece by piece. Exceptions of `sink` pass.

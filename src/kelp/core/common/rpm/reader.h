@@ -23,11 +23,11 @@ enum class Signatures {
 /// package maker's, and are not judged here.
 class Reader {
 public:
-    /// Opens a package file and reads its header; librpm reports its objections on standard error. The file
-    /// stays open as long as a copy of the reader lives. Raises ErrorCode::FileNotFound "Couldn't open rpm
-    /// package", or ErrorCode::BadPackageFileFormat "Couldn't read rpm package" for a file that is not a
-    /// binary package (a pipe, a directory, a source package), is cut short or is refused by the policy; the
-    /// error's reason says which.
+    /// Opens a package file and reads its header; librpm prints its objections to standard error. The file
+    /// stays open as long as a copy of this reader lives. Raises ErrorCode::FileNotFound "Couldn't open rpm
+    /// package". Raises ErrorCode::BadPackageFileFormat "Couldn't read rpm package" for a file that is no
+    /// binary package (a pipe, a directory, a source package), that is cut short, or that the policy
+    /// `signatures` refuses; the error's reason says which.
     explicit Reader(const std::filesystem::path &package, Signatures signatures = Signatures::OfMachine);
 
     /// Borrows a header, not null. The reader and its copies are valid only as long as the header; with
@@ -42,18 +42,19 @@ public:
     /// The same with `fallback` in place of an error.
     std::string tagOr(std::int32_t tag, const std::string &fallback) const;
 
-    /// The names, without versions, of the dependency set that a name tag stands for, Tag::ProvideName for
-    /// example; in the header's order, with repetitions. Empty when the header has no such set. A boolean
-    /// dependency, "(a if b)", gives its first word, with its parenthesis.
+    /// The names, without versions, of a set of dependencies, in the header's order and with repetitions.
+    /// `tag` is the tag of the set's names, for example Tag::ProvideName. Empty when the header has no such
+    /// set. A boolean dependency such as "(a if b)" gives its first word, with its parenthesis: "(a".
     std::vector<std::string> dependencies(std::int32_t tag) const;
 
     /// The SHA-256 of the whole header, in hexadecimal digits: tells whether two openings of a file gave the
     /// same one. Raises std::bad_alloc.
     std::string digest() const;
 
-    /// librpm's list of the files, made once and kept with the header: it takes a while for many. Raises
-    /// ErrorCode::BadPackageFileFormat "Couldn't read rpm package" when the list contradicts itself, or has
-    /// paths that are many times as long as the header. Not for two threads at once.
+    /// librpm's list of the package's files. It is made at the first call, since that takes long for many
+    /// files, and kept with the header. Raises ErrorCode::BadPackageFileFormat "Couldn't read rpm package"
+    /// when the list contradicts itself, or when its paths together are many times as long as the header. Two
+    /// threads must not call this at once.
     std::shared_ptr<rpmfiles_s> fileList() const;
 
     /// The bytes of all regular files by the header, without those that are never in the payload; hard links

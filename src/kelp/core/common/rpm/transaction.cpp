@@ -76,9 +76,9 @@ void runAndForget(rpmts transactionSet) {
         throw Error(ErrorCode::Internal, "Couldn't run rpm transaction");
 }
 
-/// SQLite connections that are opened while the object lives do not flush each commit. librpm commits header
-/// by header, and the caller flushes the filesystem at the end. A power cut before that leaves the database
-/// whole, with some of the last commits undone.
+/// While the object lives, SQLite connections that are opened do not flush each commit. librpm commits after
+/// each header; the caller flushes the filesystem once, at the end. A power cut before that flush leaves the
+/// database whole, but may undo the last commits.
 class RelaxedCommits {
 public:
     RelaxedCommits() { ::sqlite3_auto_extension(asExtension()); }

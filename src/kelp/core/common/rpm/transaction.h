@@ -12,11 +12,11 @@ struct rpmtxn_s;
 
 namespace Common::Rpm {
 
-/// A transaction on the machine's rpm database: the one that rpm's configuration names, without the root
-/// prefix. Copies share the transaction; its lock is held until the last one goes.
+/// A transaction on the machine's rpm database, which lies where rpm's configuration says; the root prefix is
+/// not applied. Copies share the transaction, and its lock is held until the last copy goes.
 ///
-/// One object serves any number of runs. There must not be a second one in the process: its end would drop
-/// the lock of the first, since the kernel's lock belongs to the process.
+/// One object serves any number of runs. A process must not have a second one: the kernel's lock belongs to
+/// the process, so the end of the second would drop the lock of the first.
 class Transaction {
 public:
     using Flags = std::uint32_t;
@@ -33,9 +33,10 @@ public:
         Cut      ///< The database failed on the way, and gave no more records.
     };
 
-    /// Takes the database's lock and opens it. Raises ErrorCode::Internal "Couldn't begin rpm transaction"
-    /// when another process has it; librpm waits for it only when standard input is a terminal. Raises
-    /// "Couldn't read the rpm database: REASON" as requireDatabase() does, and for one that cannot be opened.
+    /// Takes the database's lock and opens the database. Raises ErrorCode::Internal "Couldn't begin rpm
+    /// transaction" when another process has the lock; librpm waits for it only when standard input is a
+    /// terminal. Raises as requireDatabase() does, and ErrorCode::Internal "Couldn't read the rpm database"
+    /// when it cannot be opened.
     explicit Transaction(Flags lock);
 
     /// Adds to the flags of the run, which are the RPMTRANS_FLAG values of librpm's rpmts.h.
@@ -46,9 +47,9 @@ public:
     void setProgressCallback();
 
     /// Calls `callback` for each installed package. The reader and its copies are valid until the callback
-    /// returns; a FileIterator made from it can be walked beyond that. Only a complete walk proves that a
-    /// package is not installed. Raises ErrorCode::Internal "Couldn't read the rpm database" for one that
-    /// cannot be opened; librpm says why on standard error.
+    /// returns; a FileIterator made from the reader may be used after that. Only Walk::Complete proves that a
+    /// package without a call is not installed. Raises ErrorCode::Internal "Couldn't read the rpm database"
+    /// when the database cannot be opened; librpm prints why to standard error.
     Walk forEachInstalled(const std::function<void(const Reader &)> &callback) const;
 
     /// The result of a look for a record.
@@ -69,9 +70,10 @@ public:
     /// Forgets the added erasures.
     void forgetErasures();
 
-    /// Carries the erasures out, and forgets them. Raises ErrorCode::Internal "Couldn't run rpm transaction".
-    /// Its return proves nothing: rpm answers the same for problems found before the start, and for a
-    /// database that it could not write. Check afterwards what is installed.
+    /// Carries out the erasures that addErase() added, and forgets them. Raises ErrorCode::Internal "Couldn't
+    /// run rpm transaction". A return without an error proves nothing: librpm gives the same result for
+    /// problems that it found before the start, and for a database that it could not write. Check afterwards
+    /// what is installed.
     void run();
 
     /// Takes the packages out of the database only: no script runs, and their files stay. Otherwise as run().
