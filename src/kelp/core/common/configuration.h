@@ -20,9 +20,9 @@ std::vector<std::string> configurationRemarks();
 ///     [trusted_sources]
 ///     database_path = /var/lib/trusted-sources/db.sqlite3
 ///
-/// These values are also the defaults. Each value, absolute or relative, is placed below the root prefix as
-/// it is at the time of loading. Unknown sections and keys are ignored. A file that is missing or malformed
-/// anywhere is logged as two warnings, and every key then has its default.
+/// These values are also the defaults. Each value, absolute or relative, is placed below the root prefix of
+/// the time of loading (rootPath()). Unknown sections and keys are ignored. A file that is missing or has one
+/// malformed line is logged as two warnings, and every key then has its default.
 class Configuration final : public IConfiguration {
 public:
     enum class Missing {

@@ -9,10 +9,10 @@ namespace Common {
 // Foreign text, made fit for the names and the lines of our own files.
 
 /// Whether a foreign text can be the name of one directory entry and one line of a text file. It must be a
-/// single path component, neither "." nor "..", of printable characters in well-formed UTF-8. Controls, ends
-/// of lines and marks that only direct other characters are not printable. Packages choose names (of
-/// organisations, applications, themselves) that become root's directories and lines of descriptors. Any
-/// other text could lead out of its place or add lines of its own.
+/// single path component, neither "." nor "..", of printable characters in well-formed UTF-8. Control
+/// characters, line ends and characters that only set the direction of others do not count as printable. A
+/// package chooses its own name and those of its organisation and application. Root makes directories and
+/// lines of descriptors from these names, and another text could lead elsewhere or add lines.
 bool isFileName(const std::string &text);
 
 /// The text if it is such a name; any other counts as absent.

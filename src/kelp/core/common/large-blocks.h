@@ -2,9 +2,10 @@
 
 namespace Common {
 
-/// Makes freed large blocks of memory go back to the system, for a program that reads headers of packages and
-/// seldom needs such blocks otherwise. By default the C library keeps ever larger blocks from the first
-/// header on, which may have megabytes, and the holes of later ones stay.
+/// Makes the C library return each freed block of 128 KiB or more to the system. By default it raises that
+/// limit at the first larger block that is freed, keeps such blocks, and leaves holes between them. This
+/// suits a program that reads packages: their headers may take megabytes, and it seldom needs other large
+/// blocks.
 void giveBackLargeBlocks();
 
 } // namespace Common

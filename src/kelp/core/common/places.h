@@ -8,8 +8,8 @@
 namespace Common {
 
 /// The root prefix: the text of the environment variable KELP_ROOT_FS, even if empty, or "/" when it is not
-/// set. Every location on disk is this prefix joined with a relative path, so that a whole image can be
-/// served. The environment is read at each call.
+/// set. Every location on disk is this prefix joined with a relative path, so that the programs can also work
+/// on the image of a machine. The environment is read at each call.
 std::filesystem::path rootPath();
 
 /// `path` below the root prefix, whether `path` is absolute or relative: with the prefix "/mnt/x", "/etc/a"
@@ -25,9 +25,9 @@ std::filesystem::path tempDirectoryPath();
 /// A path made of `model` with each "%" replaced by a random hexadecimal digit. Nothing is created.
 std::filesystem::path uniquePath(const std::string &model);
 
-/// The home directories of the members of the group "users", in the group's order: the directories
-/// "home/NAME" below the root prefix, where they exist. The homes of the password database do not matter.
-/// Raises ErrorCode::Internal when the group database does not answer.
+/// The existing directories "home/NAME" below the root prefix, for each member NAME of the group "users", in
+/// the order of the group. Other homes that the password database names are not looked up. Raises
+/// ErrorCode::Internal when the group database does not answer.
 std::vector<std::filesystem::path> usersHomes();
 
 /// The same for callers that rely on the absence of a home.

@@ -4,14 +4,14 @@
 
 namespace Common {
 
-/// The version of the operating system: the text after "VERSION_ID=" in etc/os-release below the root prefix
-/// (os-release(5)). The first such line counts; quotes are kept; may be empty. Raises ErrorCode::Internal
-/// "Couldn't retrieve Velura OS version" when there is no such file or line.
+/// The version of the operating system: the text after "VERSION_ID=" in the first such line of etc/os-release
+/// below the root prefix (os-release(5)). The text keeps its quotes and may be empty. Raises
+/// ErrorCode::Internal "Couldn't retrieve Velura OS version" when there is no such file or line.
 std::string osVersion();
 
 /// The architecture of the machine's packages: the first word of etc/rpm/platform below the root prefix, up
-/// to its first "-". Without one, the kernel's machine name. Raises ErrorCode::Internal "Couldn't get
-/// platform architecture" when neither has an answer.
+/// to its first "-". If that is missing or empty, the machine name of the kernel (uname(2)). Raises
+/// ErrorCode::Internal "Couldn't get platform architecture" when both are empty.
 std::string platformArchitecture();
 
 } // namespace Common

@@ -2,14 +2,14 @@
 
 namespace Common {
 
-/// Keeps SIGTERM, SIGINT and SIGHUP from ending this process: they stay pending, for stopRequested() to see.
-/// The caller ends at the next moment between two operations. Call it before any use of librpm, whose own
-/// handlers for these signals would end the process anywhere.
+/// Keeps SIGTERM, SIGINT and SIGHUP from ending this process: they stay pending, and stopRequested() reports
+/// them. The caller asks stopRequested() between its operations, and ends when it is true. Call this before
+/// librpm is first used: librpm's own handlers would end the process at any moment.
 void deferStopSignals();
 
-/// Lets a write to a pipe without a reader fail (EPIPE) instead of ending the process. Programs that this
-/// process starts, such as scripts of packages, have the signal's default again. Call it before any use of
-/// librpm.
+/// Makes a write to a pipe without a reader fail with EPIPE, where SIGPIPE would end the process. Programs
+/// that this process starts, such as scripts of packages, get the default action of SIGPIPE again. Call this
+/// before librpm is first used.
 void ignoreBrokenPipes();
 
 /// Whether one of the deferred signals has come: from a shutdown, or from a person at a terminal.

@@ -6,21 +6,22 @@
 
 namespace Common {
 
-/// The one lock of the store's writers: the launcher, and the commands of people. An advisory lock on the
-/// file var/lib/kelp/store.lock below the root prefix. Only root can open the file, so nobody else can block
-/// the writers; it names the process that holds it. On a read-only filesystem it locks the existing file, or
-/// else its directory. The kernel ends the lock with the process, however that ends.
+/// The one lock for all processes that change the store: the launcher, and the changing commands of kelpctl.
+/// It is an advisory lock on the file var/lib/kelp/store.lock below the root prefix. Only root can open this
+/// file, so nobody else can block the writers; its text names the process that holds the lock. On a read-only
+/// filesystem the existing file is locked, or else its directory. The kernel releases the lock when the
+/// process ends, however that happens.
 class WriterLock {
 public:
     enum class Wait { No, Yes };
 
-    /// Takes the lock; makes the file's directory, for root alone. With Wait::Yes it waits for the holder's
-    /// end, and logs its name; a deferred stop signal (stop-signals.h) ends the wait with ErrorCode::Internal
-    /// "Asked to stop while another process changes the store: HOLDER". With Wait::No it raises
-    /// ErrorCode::Internal "Another process changes the store: HOLDER". Raises ErrorCode::UnauthorizedAccess
-    /// "Only root can change the store", ErrorCode::Filesystem "Couldn't take the lock: PATH" when the file
-    /// cannot be made or locked, and as createPrivateDirectory() does. Without the lock a process changes
-    /// nothing.
+    /// Takes the lock, after making the directory of its file, for root alone. With Wait::Yes it logs the
+    /// name of the present holder and waits until that ends; a deferred stop signal (stop-signals.h) ends the
+    /// wait with ErrorCode::Internal "Asked to stop while another process changes the store: HOLDER". With
+    /// Wait::No it raises ErrorCode::Internal "Another process changes the store: HOLDER". Also raises
+    /// ErrorCode::UnauthorizedAccess "Only root can change the store", ErrorCode::Filesystem "Couldn't take
+    /// the lock: PATH" when the file cannot be made or locked, and as createPrivateDirectory() does. If this
+    /// raises, the caller must change nothing.
     explicit WriterLock(Wait wait);
     WriterLock(const WriterLock &) = delete;
     WriterLock &operator=(const WriterLock &) = delete;

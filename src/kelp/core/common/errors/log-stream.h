@@ -28,9 +28,9 @@ bool isOutputTheJournal();
 ///     LogStream(LogLevel::Warning) << "Couldn't open file: " << path;
 ///
 /// The destructor writes the level's prefix, the text and a line feed to standard output and flushes it. A
-/// message into which nothing was inserted prints nothing. A std::filesystem::path comes out in double
-/// quotes, an exception as its what(). In the journal each line gets the mark of its level in front, "<3>"
-/// for an error.
+/// message into which nothing was inserted prints nothing. A std::filesystem::path is printed in double
+/// quotes, an exception as its what(). If systemd collects standard output for its journal, each line begins
+/// with the level's priority, "<3>" for an error.
 class LogStream {
 public:
     explicit LogStream(LogLevel level) : level_(level) {}

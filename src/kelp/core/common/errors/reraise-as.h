@@ -9,9 +9,9 @@
 
 namespace Common {
 
-/// Runs `operation` and returns its result. When it throws a std::exception, logs that one's text at `level`
-/// and raises Error(code, message) in its place. The first exception is not nested, but its errno is kept.
-/// Other exceptions pass.
+/// Runs `operation` and returns its result. If it throws a std::exception, logs the text of that exception at
+/// `level` and raises Error(code, message) instead. The new error keeps the errno of the first exception, but
+/// does not nest it. Exceptions that are no std::exception pass.
 template<class Operation>
 auto reraiseAs(std::error_code code, std::string message, const Operation &operation,
                LogLevel level = LogLevel::Error) {
