@@ -67,9 +67,9 @@ std::vector<HashedName> namesIn(std::string_view text) {
     return names;
 }
 
-/// Whether the names of a key file would overload its readers. More than fifty thousand do, at hundreds of
-/// bytes each. So do many names of one hash: reading them takes time by the square of their number. GLib's
-/// tables of groups and keys use a hash for which such names are easy to make.
+/// Whether a key file has so many names of groups and keys that it would overload its readers. More than
+/// fifty thousand do, at hundreds of bytes each. So do many different names of one hash: GLib's tables then
+/// take time by the square of their number, and names of one hash of GLib's are easy to make.
 bool isNameFlood(std::string_view text) {
     std::vector<HashedName> names = namesIn(text);
     if (names.size() > maximumNames)
