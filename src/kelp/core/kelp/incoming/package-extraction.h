@@ -18,13 +18,14 @@
 
 namespace Core::KELP {
 
-/// One unpacking of one package file under the validator's verdict.
+/// Unpacks one package file while the validator's judges look at it.
 ///
-/// First the header is judged, before the unpacking. Then follow each file as soon as it is unpacked, under
-/// each of its names; the symbolic links (SymbolicLinks); and the whole.
+/// The judges see the header before anything is unpacked; then each file as soon as it is unpacked, under
+/// each of its names; then the symbolic links (SymbolicLinks); and at last the package as a whole.
 ///
-/// While files are judged their owner can also read and write them: so checkers that do not run as root see
-/// everything. When the run ends, in whatever way, each judged file has just its own permissions.
+/// While a file waits for its verdicts, its owner can read and write it, so that checkers without root's
+/// rights see everything. When the run ends, in whatever way, each judged file has the package's permissions
+/// and no others.
 class PackageExtraction {
 public:
     using Entry = Common::Rpm::ExtractFileIterator::Entry;
@@ -63,14 +64,14 @@ public:
     PackageExtraction &operator=(const PackageExtraction &) = delete;
     ~PackageExtraction();
 
-    /// A verdict of failure is ErrorCode::BadPackageContent, with "package meta validation failed" for the
-    /// header and "package content validation failed" for the files, also for files that cannot be where the
-    /// package wants them. With Failure::Ends it is raised. Otherwise the call returns for each judge its
-    /// text, or an empty one for a package that passed. Also raises what StagingDirectory,
-    /// ExtractFileIterator and the checkers raise, and ErrorCode::Filesystem "Couldn't unpack package:
-    /// REASON", which is no verdict, when the files take more than `mostUnpacked` or than the free space.
-    /// Files unpacked by then stay. Without any judge the package is only unpacked; a file that cannot be
-    /// where the package wants it then raises.
+    /// Unpacks and judges the package. A refusal is ErrorCode::BadPackageContent, with the text "package meta
+    /// validation failed" for the header and "package content validation failed" for the files. A file whose
+    /// path is impossible or taken is refused too. With Failure::Ends the first refusal is raised. Otherwise
+    /// the call returns for each judge the text of its first refusal, or an empty text. Also raises what
+    /// StagingDirectory, ExtractFileIterator and the checkers raise, and ErrorCode::Filesystem "Couldn't
+    /// unpack package: REASON", which is no verdict, when the files take more than `mostUnpacked` or than the
+    /// free space. Files that were unpacked before an error stay. Without judges the package is only
+    /// unpacked, and a file whose path is impossible or taken raises the refusal.
     std::vector<std::string> run();
 
     /// Gives the directories their permissions.

@@ -34,12 +34,13 @@ public:
     /// package.
     RpmPackage(PackageIdentity identity, std::vector<Mapping> mappings, std::vector<FileEntry> files);
 
-    /// A package file with its signatures. The names of organisation and application are those of the
-    /// package's desktop file; one that could not name a directory counts as absent.
+    /// Reads a package file, of which `cmsSignatures` are the signatures. The names of organisation and
+    /// application come from the package's desktop file; a name that cannot be a directory's counts as
+    /// absent.
     ///
-    /// Raises as Common::Rpm::ExtractFileIterator and Reader::tag() do. Also ErrorCode::BadPackageContent
-    /// "package content validation failed" for an id or a version that cannot be a file name, since the store
-    /// makes directories of them.
+    /// Raises as Common::Rpm::ExtractFileIterator and Reader::tag() do. Also raises
+    /// ErrorCode::BadPackageContent "package content validation failed" if id or version cannot be a file
+    /// name: the store names directories after them.
     static RpmPackage fromFile(const std::filesystem::path &path,
                                std::vector<PackageSignatures::Cms> cmsSignatures,
                                Common::Rpm::Signatures signatures = Common::Rpm::Signatures::OfMachine);
@@ -47,12 +48,13 @@ public:
     /// The id of a package file, by its header alone. Raises as fromFile() does for that.
     static std::string idOf(const std::filesystem::path &path);
 
-    /// Unpacks the package under the validator's verdict (PackageExtraction). Regular files get their
-    /// signatures and the package id as extended attributes, where they take them. A package without a
-    /// signature of its developer raises ErrorCode::MissingDeveloperSignature "Package doesn't have developer
-    /// signature" at its first regular file. Needs a package file: raises ErrorCode::FileNotFound, "Couldn't
-    /// open rpm package", for an installed package; and ErrorCode::BadPackageFileFormat "The package file has
-    /// changed meanwhile" when its header is no longer the one that was read.
+    /// Unpacks the package under the validator's verdict (PackageExtraction), and writes its list of
+    /// contents. Each regular file, except plain configuration files, gets its signatures and the package id
+    /// as extended attributes. A package without a signature of its developer raises
+    /// ErrorCode::MissingDeveloperSignature "Package doesn't have developer signature" at its first regular
+    /// file. For the record of an installed package, raises ErrorCode::FileNotFound "Couldn't open rpm
+    /// package". Raises ErrorCode::BadPackageFileFormat "The package file has changed meanwhile" if the
+    /// file's header is not the one that fromFile() read.
     PackageStaging extract(const std::filesystem::path &destination,
                            const std::filesystem::path &versionDirectory) const override;
 
@@ -70,9 +72,9 @@ public:
         std::function<void()> duringWork = {};          ///< As in PackageExtraction::Steps.
     };
 
-    /// Unpacks the package once and reports all findings by the rules of each judge. Ignores signatures.
-    /// Returns for each judge the text with which extract() would refuse the package, or an empty one. Raises
-    /// what prevents a verdict.
+    /// Unpacks the package once, and has each judge report all findings by its own rules. Ignores signatures.
+    /// Returns for each judge the text with which extract() would refuse the package, or an empty text.
+    /// Raises only what prevents a verdict.
     std::vector<std::string> validate(const std::filesystem::path &destination,
                                       const std::vector<PackageJudge> &judges, const Trial &trial) const;
 

@@ -18,10 +18,11 @@ class Mapping;
 /// header.
 using IsAsPacked = std::function<bool(const std::string &path, std::uint64_t size, std::uint32_t modified)>;
 
-/// Writes the list of contents of a tree in which a package was staged (ContentsList). It replaces a packaged
-/// file of that name. `mappings` are the rows for the way from the system to the package. A file that is as
-/// packed gets the header's digest; any other file is read. Flushes nothing. Raises ErrorCode::Filesystem,
-/// and as FileIterator does.
+/// Writes the list of contents (ContentsList) of `tree`, in which a package was staged. The list replaces a
+/// packaged file of its name. `mappings` lead from system paths to paths of the package. A file for which
+/// `isAsPacked` holds gets the header's digest; any other file is read. Does not flush. Raises
+/// ErrorCode::Filesystem, and as FileIterator does. A file with an I/O error (EIO) is logged and listed as
+/// changed.
 void listStagedContents(const std::filesystem::path &tree, const std::vector<Mapping> &mappings,
                         const Common::Rpm::Reader &header, const IsAsPacked &isAsPacked);
 

@@ -25,10 +25,10 @@ struct TreePlace {
     bool isDirectory = false;
 };
 
-/// Where a path of a package's tree leads when all links are followed, as by the kernel once the tree lies in
-/// `versionDirectory`: a link's target below that counts as in the tree. Every other absolute path, and one
-/// that climbs above the tree, is outside. Empty for a path that leads outside or nowhere, or takes absurdly
-/// many links or steps.
+/// Where a path of a package's tree leads when all links are followed, as the kernel would follow them once
+/// the tree lies in `versionDirectory`. So an absolute link to a place below that leads into the tree. Any
+/// other absolute link, and a path that climbs above the tree, leads outside. Returns nothing for a path that
+/// leads outside or to nothing, and for one that takes absurdly many links or steps.
 std::optional<TreePlace> followSymbolicLinks(const std::filesystem::path &path,
                                              const std::filesystem::path &versionDirectory,
                                              const TreeLookup &lookUp);
@@ -36,13 +36,13 @@ std::optional<TreePlace> followSymbolicLinks(const std::filesystem::path &path,
 /// Translates a system path to a path in the package's tree.
 using PathTranslation = std::function<std::filesystem::path(const std::filesystem::path &)>;
 
-/// The place of a package's link below `destination`, the staging directory, and its new target. So a link
-/// within the package stays a link within the version.
+/// Returns where to make a packaged link, below the staging directory `destination`, and the text to give it.
+/// With that text, a link within the package leads to the same place within the version.
 ///
-/// `path` is the system path of the link and `target` its text. A plain relative name stays as it is. An
-/// absolute target, and a relative one that begins with "." or is empty, become paths below
-/// `versionDirectory`, at the place of their translation. `versionDirectory` may be relative. An empty
-/// translation throws std::bad_function_call.
+/// `path` is the system path of the link and `target` its packaged text. A relative text that does not begin
+/// with "." stays as it is. Any other text becomes an absolute path: `versionDirectory`, joined with the
+/// translation of the system path to which the text leads. `versionDirectory` itself may be relative. An
+/// empty `translate` throws std::bad_function_call.
 std::pair<std::filesystem::path, std::filesystem::path>
 resolveLink(const std::filesystem::path &path, const std::filesystem::path &target,
             const std::filesystem::path &destination, const std::filesystem::path &versionDirectory,

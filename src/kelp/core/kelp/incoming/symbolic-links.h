@@ -27,9 +27,9 @@ public:
     /// Remembers a link that lies at `path` of the tree, the system's `name`.
     void add(std::string name, std::filesystem::path path);
 
-    /// Judges all links, and the files below the directories that they lead to, under their names by the
-    /// link. Refuses links that lead to nothing in the package, and links that lead to too many names or too
-    /// deep.
+    /// Judges each link under its name. If a link leads to a directory, also judges the files below that,
+    /// under the names that they have through the link. Refuses links that lead to nothing in the package,
+    /// and links through which too many or too deep names are reached.
     void judge(const Judge &judge, const Refuse &refuse) const;
 
 private:
