@@ -11,9 +11,10 @@ class IConfiguration;
 
 namespace Core::KELP {
 
-/// The packages in the records, in the store or not: the registry, the bindings to sources, the journal of
-/// the take-over, and the note of an installation under way. Read once, at the first question, which raises
-/// as their views do. A damaged database counts as one without bindings.
+/// The packages that the records name, in the store or not. The records are the registry, the bindings to
+/// sources, the journal of the take-over, and the note of an installation under way. They are read at the
+/// first question, which raises as their readers do. A damaged database of sources counts as one without
+/// bindings.
 class RecordedPackages {
 public:
     explicit RecordedPackages(const IConfiguration &configuration) : configuration_(&configuration) {}

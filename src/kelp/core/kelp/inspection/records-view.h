@@ -14,9 +14,9 @@ struct RegistryView {
     std::size_t badLines = 0;            ///< Those that cannot be read.
 };
 
-/// Reads the registry without its lock, since the lock is a file that a look must not make. The registry is
-/// replaced in one step, so a reader sees one state of it. An absent one is empty. Raises
-/// ErrorCode::UnauthorizedAccess and ErrorCode::Filesystem.
+/// Reads the registry without its lock: taking the lock could make its file, and a look must make nothing.
+/// The registry is replaced in one step, so a reader sees one state of it. A missing registry counts as
+/// empty. Raises ErrorCode::UnauthorizedAccess and ErrorCode::Filesystem.
 RegistryView readRegistry();
 
 /// Its good records. Raises as readRegistry() does.

@@ -60,10 +60,11 @@ struct RpmView {
 /// record and cannot be this machine's (requireEmptyDatabaseOf()).
 std::optional<RpmView> rpmRecords(const IConfiguration &configuration, Unread &unread);
 
-/// The same for callers that act on it. `newId` is a package that is about to be installed, and has its
-/// certificate already. Raises as Common::Rpm::DatabaseCopy and Transaction do, with the database's path
-/// before the text, and as Certificates::of() and requireEmptyDatabaseOf(). Raises ErrorCode::Internal
-/// "Couldn't read the rpm database: it has records that cannot be read" unless all could be read.
+/// The same packages, for callers that act on the absence of a record: it raises where the other goes on.
+/// `newId` is a package about to be installed, which may have its certificate already. Raises as
+/// Common::Rpm::DatabaseCopy and Transaction do, with the database's path before the text, and as
+/// Certificates::of() and requireEmptyDatabaseOf(). Raises ErrorCode::Internal "Couldn't read the rpm
+/// database: it has records that cannot be read" if there is such a record.
 std::vector<RpmRecord> rpmRecords(const IConfiguration &configuration, const std::string &newId = {});
 
 /// The same of a database copy that is open already, without records that cannot be read. Raises as

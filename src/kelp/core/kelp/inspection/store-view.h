@@ -50,10 +50,11 @@ public:
     explicit StoreView(const IConfiguration &configuration) :
         configuration_(&configuration), records_(configuration) {}
 
-    /// All packages by id, also those whose current version is gone. These are the real directories that the
-    /// records or a descriptor in them name, and links with a name in the records. Raises
-    /// ErrorCode::UnauthorizedAccess and ErrorCode::Filesystem when the store's directory cannot be read; one
-    /// that does not exist is empty. Also raises as RecordedPackages does.
+    /// All packages by id, also those whose current version is gone. A package is a real directory that the
+    /// records or a descriptor in it name, or a link whose name the records know. If a look at one package
+    /// fails, or the records cannot be read, its `failure` says why. Raises ErrorCode::UnauthorizedAccess,
+    /// and ErrorCode::Filesystem when the store's directory cannot be read. A store without a directory has
+    /// no packages.
     std::vector<StoredPackage> packages() const;
 
     /// The entries of the store's directory that are no packages, without those that tools and filesystems

@@ -28,9 +28,9 @@ struct TakeOverPlan {
     bool isDone = false;      ///< The migration has left its stamp, and does not run again.
 };
 
-/// What the first migration would do if it ran now, even if it is done already. Uses the migration's own
-/// criteria, and changes nothing. An unreadable file or a full disk shows only when the files are copied.
-/// Raises what would stop the migration altogether, and as the views do.
+/// What the first migration would do if it ran now, even if it has run before. The plan uses the migration's
+/// own criteria, and changes nothing. It cannot foresee an unreadable file, or a disk that others fill: those
+/// show when the files are copied. Raises what would stop the migration altogether, and as the views do.
 TakeOverPlan planTakeOver(const IConfiguration &configuration);
 
 } // namespace Core::KELP
