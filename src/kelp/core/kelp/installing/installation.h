@@ -23,14 +23,15 @@ struct Installed {
         true; ///< Lists, registry and binding are on disk as well; else an examination completes them.
 };
 
-/// Brings a package file into the store. First it refuses a wrong certificate, architecture, version or
-/// source. Then it unpacks the file under the validator's verdict, and installs the package or updates it.
-/// Before all that it completes what an earlier run left unfinished.
+/// Brings a package file into the store. Completes first what an earlier installation left unfinished, except
+/// in a dry run. Then refuses a wrong certificate, architecture, version or source. Then unpacks the file
+/// under the validator's verdict, and installs the package or updates it.
 ///
-/// The store is first, then the registry, then the binding to its source. After a kill at any call the
-/// machine has the old version or the new one, whole, and an examination finds the remaining work. Raises
-/// Common::Error with the code of the refusal, and as text the id and the code's own message; and what the
-/// package layer and the store raise. The caller holds the writers' lock, except for a dry run.
+/// The package enters the store first, then the registry, then the bindings to sources. After a kill at any
+/// moment the store has the old version or the new one, whole, and an examination finds the remaining work.
+/// Raises Common::Error with the code of the refusal, and as text the id and the code's own message. Also
+/// raises what the package layer and the store raise. The caller holds the writers' lock, except for a dry
+/// run.
 Installed installPackage(const IConfiguration &configuration, const std::filesystem::path &file,
                          const InstallationOptions &options);
 

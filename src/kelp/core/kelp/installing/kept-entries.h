@@ -21,10 +21,10 @@ public:
 
     bool contains(const std::string &path) const { return paths_.contains(path); }
 
-    /// Copies them over, with modes, owners and attributes, in place of the entries there. A file with
-    /// several names in the repaired version comes under all of them that are installed. Hard links of the
-    /// installed version stay hard links. Pipes and the like, which hold nothing, are left out. Raises
-    /// ErrorCode::Filesystem, with some copied over.
+    /// Copies the added entries into the repaired version, with modes, owners and attributes, in place of the
+    /// entries there. If one of several names of a file in the repaired version is added, all its names that
+    /// are installed are copied. Hard links of the installed version stay hard links. Pipes, sockets and
+    /// devices are left out. Raises ErrorCode::Filesystem, when some entries may be copied already.
     void carryOver();
 
 private:

@@ -4,15 +4,15 @@
 
 namespace Core::KELP {
 
-/// Restores the files of an installed version from its package file. That must be of the same version and
-/// developer, with the listed content for each file that was as packed. There is no check of the version or
-/// by the validator: the package was let in already.
+/// Restores the files of an installed version from its package file. The file must be of the same version and
+/// developer. Each file that the list of contents has as packed must have the listed content in it. The
+/// validator does not judge the package file again.
 ///
 /// The repaired version is made beside the store, and exchanged with the installed one in one step. It has
-/// the package's files where the list has an entry, and a new descriptor if the installed one is lost or has
-/// another key than the registry. From the installed version it keeps the store's own
-/// files, files that the package does not bring, and changed configuration files, with all hard links of
-/// each. After a kill at any call the machine has one of the two, and the other's tree lies where
+/// the package's files for which the list has an entry. It gets a new descriptor if the installed one is lost
+/// or has another key than the registry. From the installed version it keeps the store's own files, files
+/// that the package does not bring, and changed configuration files, each with all its hard links. After a
+/// kill at any moment the store has one of the two versions, whole; the tree of the other lies where
 /// installations unpack.
 ///
 /// Raises ErrorCode::PackageNotExist for a package that is not installed, the code of the refusal, and what
