@@ -9,9 +9,9 @@
 
 namespace Core::KELP {
 
-/// An entry of a directory that may have another owner by now, held by a descriptor: its path may be a link
-/// by now. The setters do not flush: after a power cut the fault is found again. All raise
-/// ErrorCode::Filesystem.
+/// An entry of a directory that other users may own by now. It is held by a descriptor, since they may put a
+/// link at its path. The setters do not flush: if a power cut undoes one, the next examination finds the
+/// fault again. All operations raise ErrorCode::Filesystem.
 class HeldEntry {
 public:
     /// Takes an O_PATH descriptor, and raises if it is none, or that of an entry of another type (S_IFREG,

@@ -15,9 +15,10 @@ namespace Core::KELP {
 PackageInformation developerValues(const PackageSignatures::Certificate &certificate,
                                    const std::vector<std::string> &previousKeys);
 
-/// The values that the descriptor of a version in the store had; nothing unless the machine proves all of
-/// them. The package's last record in the registry must have the key of its certificate, and the desktop
-/// file, which tells the names, the content of the list of contents. Raises as these are read.
+/// The values of a lost descriptor of a version in the store; nothing unless the machine proves all of them.
+/// The package's last record in the registry must have the key of its certificate. The version's desktop
+/// file, from which the names come, must have the content that the list of contents has. Raises as the
+/// readers of these do.
 std::optional<PackageForMigration> lostDescriptor(const std::filesystem::path &versionDirectory,
                                                   const std::string &id, const std::string &version);
 

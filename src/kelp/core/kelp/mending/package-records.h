@@ -23,9 +23,10 @@ std::optional<TrustedSources::Source> certifiedSource(const std::string &id);
 /// The key of the developer's certificate; nothing without one. Raises as Certificates does.
 std::optional<std::string> developerKey(const std::string &id);
 
-/// Binds a package to the source of its client certificate, or to the reserved one, also if it was bound to
-/// another. One transaction; the policy follows as SQLiteDatabase::addMissingSource() says. Raises as
-/// certifiedSource() and the sources' database do; then the binding is unchanged.
+/// Binds a package to the source of its client certificate, or, without one, to the reserved source. An
+/// earlier binding is replaced. All is one transaction, which may also change the policy
+/// (SQLiteDatabase::addMissingSource()). Raises as certifiedSource() and the database of sources do; then the
+/// binding is unchanged.
 void bindToItsSource(const IConfiguration &configuration, const std::string &id);
 
 /// The earlier key ids of a package's developer, as its descriptor has them, in its order.

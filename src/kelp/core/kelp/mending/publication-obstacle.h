@@ -11,10 +11,10 @@ class IConfiguration;
 
 namespace Core::KELP {
 
-/// Why the files of a version, with the descriptor's values `information`, cannot be published in place of
-/// the package's present ones; empty when they can. Ask before a version is made current: if neither it nor
-/// its predecessor can be published, the store removes both. `tree` is the version's directory, or its
-/// staging directory. Raises ErrorCode::Filesystem when that cannot be read.
+/// Why the files of a version cannot be published in place of the package's present ones; empty when they
+/// can. `information` has the values of the version's descriptor, and `tree` is its directory or staging
+/// directory. Ask before a version is made current: if neither it nor its predecessor can be published, the
+/// store removes both. Raises ErrorCode::Filesystem when the tree or a target cannot be looked at.
 std::string publicationObstacle(const IConfiguration &configuration, const std::filesystem::path &tree,
                                 const PackageInformation &information);
 

@@ -82,9 +82,10 @@ void installRescued(const IConfiguration &configuration, const fs::path &tree) {
     const DatabasePathResolver resolver(configuration);
     const PackageStaging staging = stagingOf(information, tree);
     FSDatabase store(configuration, resolver);
-    // Not by an installation: one that cannot publish rolls back, and would remove the last copy. The files
-    // are missing then, and are published one by one. A kill leaves the tree at one of its two places, with
-    // its descriptor, or with `next` or `current`: an examination finds each.
+    // Placed without being published: an installation that cannot publish rolls back, and would remove this
+    // last copy of the files. The missing published files then are findings, which are mended one by one. A
+    // kill leaves the tree where it was, with its descriptor, or in the version directory, with or without
+    // `next` or `current`. An examination finds each of these states.
     store.describeStaged(staging, extrasOf(information));
     store.place(staging);
     Common::flushFilesystem(configuration.databaseDirectory());

@@ -15,9 +15,10 @@ namespace Core::KELP {
 
 struct MachineViews;
 
-// Links and copies that a package has published and that no list names, as when its version was removed by
-// other means. A mapping is ours if createMapping() would have written it at that very place: the link's
-// text, or the copy's attribute, is the mapping table's for it.
+// Stray mappings: links and copies that a package has published, but that no list names. They remain, for
+// example, when somebody removes the version by other means. A link or copy counts as the package's if
+// createMapping() would have made it at that very place: the mapping table gives the link's text, or the
+// copy's attribute.
 
 /// Those of `ids`, or of all packages without ids; never of `underWay`, which may be publishing. A place that
 /// cannot be read is noted in the views.

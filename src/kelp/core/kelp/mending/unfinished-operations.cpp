@@ -56,9 +56,9 @@ std::vector<fs::path> removeFromStore(const IConfiguration &configuration, const
     return left;
 }
 
-/// An unreadable database does not stop a removal: if it comes back, an examination finds the binding beside
-/// the line of the removal. Without a binding nothing is opened for writing: an absent database cannot always
-/// be made, and this removal, and each later one, would wait for it.
+/// Goes on without the database of sources if that cannot be read: if it comes back, an examination finds the
+/// binding beside the registry's line of the removal. Without a binding nothing is opened for writing.
+/// Otherwise a database that cannot be made would hold up this removal and all later ones.
 void removeBinding(const IConfiguration &configuration, const std::string &id) {
     Unread unread;
     const auto sources = unread.attempt([&] { return SourcesView::read(configuration); });
