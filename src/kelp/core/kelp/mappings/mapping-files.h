@@ -44,11 +44,11 @@ void requireFreeTarget(const std::filesystem::path &target);
 bool removeIfBroken(const std::filesystem::path &mapping, const Common::Directory &parent,
                     const std::string &name);
 
-/// Publishes `source` at `target`, making the parents of `target`, which is not reached through links that
-/// others than root can exchange (Common::Directory::byLinksOfRoot). A mapping at `target` whose own target
-/// is gone is replaced. Anything else that exists there stays and raises ErrorCode::FileConflict. A mapping
-/// that cannot be made raises ErrorCode::Filesystem. A kill leaves the whole mapping or none, and beside it
-/// at worst an unfinished copy as Common::copyInOneStep() does.
+/// Publishes `source` at `target`, and makes missing parent directories. Reaches `target` only through links
+/// that root alone can exchange (Common::Directory::byLinksOfRoot). Replaces a mapping at `target` whose own
+/// target is gone. Anything else that exists there stays, and raises ErrorCode::FileConflict. A mapping that
+/// cannot be made raises ErrorCode::Filesystem. A kill leaves the whole mapping or none, and at worst an
+/// unfinished copy beside it (Common::copyInOneStep()).
 void createMapping(const std::filesystem::path &source, const std::filesystem::path &target,
                    MappingMode mode);
 

@@ -22,9 +22,9 @@ std::vector<Mapping> buildMappings(const std::string &id, const std::string &key
                                    const std::optional<std::string> &orgName,
                                    const std::optional<std::string> &appName, Rooted rooted);
 
-/// The path in the package's tree of what the system knows as `systemPath`, by the first row that matches. A
-/// path that no row matches is kept under its own name. The result is relative; it keeps the ".." components
-/// of `systemPath`.
+/// Translates a system path to a path in the package's tree, by the first row of `mappings` that matches. A
+/// path that no row matches keeps its own name. The result is relative, and keeps the ".." components of
+/// `systemPath`.
 std::filesystem::path packagePathOf(const std::string &systemPath, const std::vector<Mapping> &mappings);
 
 } // namespace Core::KELP
