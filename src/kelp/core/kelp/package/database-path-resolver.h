@@ -8,9 +8,9 @@ class IConfiguration;
 
 namespace Core::KELP {
 
-/// The paths below the configured database directory, which is read at each call. Composite paths are
-/// computed through the virtual operations, so that a derived resolver that changes one changes all that
-/// build on it.
+/// The paths below the configured database directory. The configuration is asked at each call. Each path is
+/// built from others by virtual operations, so a derived class that overrides one operation also changes all
+/// paths built on it.
 class DatabasePathResolver : public IDatabasePathResolver {
 public:
     /// `configuration` must outlive the resolver.

@@ -17,10 +17,10 @@ struct PackageStaging;
 inline constexpr std::array requiredDescriptorKeys = {"general.id", "general.version", "certificate.subgroup",
                                                       "certificate.id"};
 
-/// Writes the descriptor of a version, an ini file with the sections [general], [certificate] and
-/// [prev_key_ids], as Common::replaceFile() does. `extras` are further values with keys "section.key". The
-/// names of organisation and application are written together or not at all. Raises ErrorCode::Filesystem,
-/// "Couldn't create velura.pkg file: " and the reason; then `path` is unchanged.
+/// Writes the descriptor of a version as Common::replaceFile() does. It is an ini file with the sections
+/// [general], [certificate] and [prev_key_ids]. `extras` are further values, with keys "section.key". The
+/// names of organisation and application are written together or not at all. Raises ErrorCode::Filesystem
+/// "Couldn't create velura.pkg file: REASON"; then `path` is unchanged.
 void writeDescriptor(const std::filesystem::path &path, const PackageStaging &staging,
                      const PackageInformation &extras, Common::Durability durability);
 
@@ -29,8 +29,8 @@ void ensureDescriptor(const std::filesystem::path &path, const PackageStaging &s
                       const PackageInformation &extras, Common::Durability durability);
 
 /// Reads a descriptor. Keys without a value count as absent. Raises ErrorCode::Internal when the file is
-/// missing, does not parse or lacks one of requiredDescriptorKeys; ErrorCode::Filesystem when the system
-/// cannot read it.
+/// missing, does not parse or lacks one of requiredDescriptorKeys. Raises ErrorCode::Filesystem when the
+/// system cannot read the file.
 PackageInformation readDescriptor(const std::filesystem::path &path);
 
 /// Whether the error that it raised is the machine's: a failed read may succeed the next time. A pipe or a

@@ -9,44 +9,47 @@ namespace Core::KELP {
 
 struct PackageStaging;
 
-/// The package store; docs/formats.md has its files. A package is installed exactly when its link `current`
-/// leads to a version of its own (StoreEntry). A state changes in single steps: a link is made, renamed or
-/// removed. So a crash leaves the state before a step or after it; within an update, no version is current
-/// between two steps. All failures are Common::Error; the codes named here are those of Common::ErrorCode.
+/// The package store; docs/formats.md describes its files. A package is installed exactly when its link
+/// `current` leads to a version of its own (StoreEntry). Its state changes in single steps: one link is made,
+/// renamed or removed. So a crash leaves the state before a step or after it. Between two steps of an update,
+/// no version is current. All failures are Common::Error; the codes named here are those of
+/// Common::ErrorCode.
 class IDatabase {
 public:
     virtual ~IDatabase() = default;
 
     /// Installs a version of a package that is not installed, and publishes its files. `extras` are further
-    /// values for the descriptor, with keys "section.key". Raises Internal for an id that is installed, and
-    /// leaves it as it was. A failure after the version became current removes the package; after an earlier
-    /// one the package's directory may stay, and the package is not installed.
+    /// values for the descriptor, with keys "section.key". Raises Internal for an installed package, and
+    /// leaves that as it was. A failure after the version became current removes the package. After an
+    /// earlier failure the package is not installed, but its directory may stay.
     virtual void install(const PackageStaging &staging, const PackageInformation &extras) = 0;
 
-    /// Puts a version in place for completeUpdate(). A failure leaves the current version alone and removes
-    /// all others. Raises FileConflict where a foreign entry is in the way: a link or a file for the
-    /// package's directory, a directory of the version, or one of the three links.
+    /// Puts a version in place for completeUpdate(). After a failure the current version stays, and all
+    /// others are removed; without a current version nothing is removed. Raises FileConflict where a foreign
+    /// entry is in the way: a link or file in place of the package's directory, a directory in place of the
+    /// version, or one of the three links.
     virtual void prepareUpdate(const PackageStaging &staging, const PackageInformation &extras) = 0;
 
     /// Makes the prepared version current: removes the published files of the old one, publishes those of the
-    /// new one and removes the old one. Raises Internal when nothing is prepared, FileConflict as
-    /// prepareUpdate() and CorruptedInstalledPackage when the prepared version lacks its own descriptor;
-    /// these change nothing. After any other failure the old version is current again, and published if the
-    /// machine allows that. The package is removed if there is no old version, or none with a descriptor.
+    /// new one and removes the old one. Three failures change nothing: Internal when nothing is prepared,
+    /// FileConflict as from prepareUpdate(), and CorruptedInstalledPackage when the prepared version lacks
+    /// its own descriptor. After any other failure the old version is current again, and published if the
+    /// machine allows that. Without an old version, or if that has no descriptor, the package is removed.
     virtual void completeUpdate(const std::string &id) = 0;
 
     /// Removes the package's published files and all of its versions. Foreign entries of its directory stay.
-    /// A published file that cannot be removed is noted on disk, and the removal goes on. Raises
-    /// PackageNotExist for an id that is not installed, FileConflict for one whose directory is a link, and
-    /// Filesystem when a version cannot be removed, or a published file neither removed nor noted. If
-    /// its descriptor is gone by then, packageInfo() removes the rest of a package that the registry has.
+    /// Published files that cannot be removed are noted on disk (left-behind.h), and the removal goes on.
+    /// Raises PackageNotExist for an id that is not installed, FileConflict if the package's directory is a
+    /// link, and Filesystem when a version cannot be removed, or a published file neither removed nor noted.
+    /// If its descriptor is gone by then, packageInfo() removes the rest of a package that the registry has.
     virtual void remove(const std::string &id) = 0;
 
-    /// The descriptor of the version of record: the prepared version, or else the current one. A prepared
-    /// version whose descriptor is absent or malformed is dropped. Raises PackageNotExist for an id that is
-    /// not installed, and CorruptedInstalledPackage without a usable descriptor. If that is absent or
-    /// malformed, a package that the registry has as installed is removed. If it cannot be read for another
-    /// reason, or is of another id or version, nothing changes.
+    /// The descriptor of the version of record, which is the prepared version, or else the current one. Drops
+    /// a prepared version whose descriptor is absent or malformed. Raises PackageNotExist for an id that is
+    /// not installed, and CorruptedInstalledPackage if the version of record has no usable descriptor. If the
+    /// current version's is absent or malformed, and the registry has the package as installed, the package
+    /// is removed, unless a take-over is under way. A descriptor that cannot be read, or that is of another
+    /// id or version, changes nothing.
     virtual PackageInformation packageInfo(const std::string &id) = 0;
 
     /// packageInfo() of every package, in no defined order. Failures are logged and left out.
@@ -62,7 +65,7 @@ public:
 
     virtual bool hasPendingUpdate(const std::string &id) = 0;
 
-    /// Takes over the applications of the rpm database, by groups that fit the free space: stages their
+    /// Takes over the applications of the rpm database, in groups that fit into the free space: stages their
     /// files, installs and publishes the trees, makes rpm forget the packages and records that in the
     /// registry. Packages without a developer certificate, and those of system developers, stay in rpm. A
     /// failure at one package, or a lack of space for it, is logged, and the others go on. Raises as
@@ -74,8 +77,8 @@ public:
     virtual void cleanupVersionsExceptCurrent(const std::string &id) = 0;
 
     /// Removes the published files of the current version. A listed file that is no mapping any more stays.
-    /// Failures are logged. Files that could not be removed are noted on disk; raises when that fails. Also
-    /// raises when the published files cannot be determined.
+    /// Files that cannot be removed are logged and noted on disk (left-behind.h). Raises when the note cannot
+    /// be written, and when the published files cannot be determined.
     virtual void tryRemoveMappingsUsingCurrentDirectory(const std::string &id) = 0;
 };
 

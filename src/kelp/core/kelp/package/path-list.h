@@ -22,9 +22,9 @@ std::vector<std::string> requirePathList(const std::filesystem::path &file);
 /// The same, but an unreadable list is logged, and gives nothing. An absent one is empty.
 std::optional<std::vector<std::string>> findPathList(const std::filesystem::path &file);
 
-/// Replaces the list in one step, as Common::replaceFile() does. A path with a line feed is left out: read
-/// back, it would be several paths, which could be foreign. Raises ErrorCode::Filesystem, and then leaves the
-/// old list, if there was one.
+/// Replaces the list in one step, as Common::replaceFile() does. Leaves out a path with a line feed: a reader
+/// would take it for several paths, of which one could be foreign. Raises ErrorCode::Filesystem, and then
+/// leaves the old list, if there was one.
 void writePathList(const std::filesystem::path &file, const std::vector<std::string> &paths,
                    Common::Durability durability);
 
