@@ -8,9 +8,9 @@
 
 namespace Core::KELP {
 
-// Published links and copies that could not be removed when their version went, as on a read-only filesystem.
-// No list names them any more. A file per package remembers them, below var/lib/kelp/left-behind. It orders
-// no removal: the package may be installed again by then.
+// Published links and copies that could not be removed when their version went, for example on a read-only
+// filesystem. No list names them any more, so a file for each package, below var/lib/kelp/left-behind,
+// remembers them. The file is no order to remove them: the package may have been installed again since.
 
 /// The file of a package. It has the form of a publication plan. But a mapping is the package's also when its
 /// source lies below the one named.
@@ -27,10 +27,11 @@ PublicationPlan leftBehind(const std::string &id);
 /// unchanged.
 void noteLeftBehind(const std::string &id, const PublicationPlan &left);
 
-/// Removes what a package's file names, where it is the package's and leads nowhere, and then the file. The
-/// rest has been published again, or is foreign by now. Does nothing without a file. After a kill at any call
-/// it can be repeated. Raises ErrorCode::Filesystem when something could not be removed again, or the file is
-/// torn; then the file stays.
+/// Removes each published file that a package's file names, if it still is the package's and leads nowhere.
+/// Then removes the package's file. Other published files stay: they were published again, or are foreign by
+/// now. Does nothing if the package has no file. After a kill it can be repeated. Raises
+/// ErrorCode::Filesystem when a published file again could not be removed, or the package's file is torn;
+/// then the package's file stays.
 void takeBackLeftBehind(const std::string &id);
 
 } // namespace Core::KELP

@@ -22,8 +22,8 @@ struct PlannedFile {
 };
 
 /// The files and directories that the publication of a version makes. The plan is on disk from before the
-/// first file is published until the lists are written. From it a later start knows what an interrupted
-/// publication may have left.
+/// first file is published until the lists are written. If a publication is interrupted, a later start reads
+/// in the plan what that may have left.
 struct PublicationPlan {
     std::vector<PlannedFile> files;       ///< In the order in which they are made.
     std::vector<std::string> directories; ///< Each before what lies in it.
@@ -37,9 +37,9 @@ enum class DanglingLinks {
     Count, ///< As links, which they are: in a staged tree those into the version itself lead nowhere yet.
 };
 
-/// The plan for the version of which the tree is `tree`, and which is or will be reached by the link
-/// `current`. A link, to a directory too, is a file. Raises ErrorCode::Filesystem when the tree cannot be
-/// read.
+/// The plan to publish the version whose tree is `tree`. The published files lead through `current`, the link
+/// to that version now or later. A link counts as a file, even if it leads to a directory. Raises
+/// ErrorCode::Filesystem when the tree cannot be read.
 PublicationPlan planPublication(const std::filesystem::path &tree, const std::filesystem::path &current,
                                 const std::vector<Mapping> &mappings, DanglingLinks danglingLinks);
 

@@ -12,9 +12,9 @@ class Mapping;
 struct PlannedFile;
 struct PublicationPlan;
 
-/// How the files of a version are published: as copies if the package is of the subgroup "mdm", or has
-/// something below a mapping that requires copies; else as links. `tree` is the version's directory. Raises
-/// ErrorCode::Filesystem "Couldn't look at file: PATH" where that cannot be told.
+/// How the files of a version are published. They are copies if the package is of the subgroup "mdm", or has
+/// something at a mapping that requires copies; otherwise links. `tree` is the version's directory. Raises
+/// ErrorCode::Filesystem "Couldn't look at file: PATH" when a look at that mapping fails.
 MappingMode publicationMode(const std::filesystem::path &tree, const std::vector<Mapping> &mappings,
                             const std::string &subgroup);
 
@@ -48,9 +48,9 @@ PublicationPlan takeBack(const PublicationPlan &plan);
 /// The same, but removes only files that lead nowhere and are mappings of their source, or of one below it.
 PublicationPlan takeBackDead(const PublicationPlan &plan);
 
-/// Removes the listed files that are still mappings, except those into another package of the store. `source`
-/// is the link `current` of theirs. A returned file has its own source, or `source` where that could not be
-/// read.
+/// Removes those of the listed files that are still mappings, except mappings into another package of the
+/// store. `source` is the link `current` of the package whose list this is. Returns the files that could not
+/// be removed, each with its own source, or with `source` if its own could not be read.
 std::vector<PlannedFile> removeMappings(const std::vector<std::string> &links,
                                         const std::filesystem::path &source);
 

@@ -9,15 +9,15 @@
 namespace Core::KELP {
 
 /// Whether the machine lets files be published at their targets now, regardless of who owns a file there.
-/// Asked before a package is taken over or installed. What it finds of up to 256 directories is kept, so many
-/// targets cost little; a later change of such a directory is not seen.
+/// Asked before a package is taken over or installed. Remembers what it found about up to 256 directories, so
+/// many targets cost little; a later change of a remembered directory is not seen.
 class TargetPlaces {
 public:
-    /// Why nothing can be published at `target`, or empty. Its directory, or the nearest existing one above,
-    /// is read-only, immutable, append-only, no directory, or reached by a link that others than root can
-    /// exchange. Or the target itself is a mount point, or immutable. Raises ErrorCode::Filesystem when that
-    /// cannot be looked at. `attributes`, as statx(2) has them, stand for the look at the target of who has
-    /// had one.
+    /// Why nothing can be published at `target`, or empty. The target's directory, or the nearest existing
+    /// one above, may be read-only, immutable, append-only, no directory, or reached by a link that others
+    /// than root can exchange. Or the target itself is a mount point, immutable or append-only. Raises
+    /// ErrorCode::Filesystem when a look fails. A caller that has looked at the target passes its
+    /// `attributes`, as of statx(2), to save a second look.
     std::string obstacle(const std::filesystem::path &target,
                          std::optional<std::uint32_t> attributes = std::nullopt);
 
