@@ -45,16 +45,16 @@ private:
 ///
 ///     timestamp=1700000000 event=I package=demo keyid=AB12 prev-keyids=FF01->FF02
 ///
-/// The last token stands only when there are previous key ids. Throws std::out_of_range for an event that is
-/// none of the enumeration.
+/// The word `prev-keyids` is left out when there are no previous key ids. Throws std::out_of_range for an
+/// event that is none of the enumeration.
 std::string formatRecord(const RegistryRecord &record);
 
 /// Whether parseRecord() logs the fault of a line.
 enum class Complaints { Logged, Passed };
 
-/// The record of a line. The later of two tokens with one key counts. An unknown key is logged and skipped,
-/// so that later versions can add some. A line that lacks a value, or holds an unusable one, is logged and
-/// gives nothing.
+/// Reads the record in a line. If a key is repeated, its last value counts. An unknown key is logged and
+/// skipped, so that later versions can add keys. A line that lacks a value, or has one that cannot be used,
+/// is logged and gives nothing.
 std::optional<RegistryRecord> parseRecord(const std::string &line,
                                           Complaints complaints = Complaints::Logged);
 

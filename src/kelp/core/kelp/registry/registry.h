@@ -12,22 +12,22 @@ class RegistryRecord;
 std::filesystem::path registryFile();
 
 /// The log of package events, which outlives the packages: it remembers which developer key installed which
-/// id. The file is var/lib/kelp/registry below the root prefix, one record a line, oldest first;
+/// id. The file is var/lib/kelp/registry below the root prefix, with one record a line, the oldest first;
 /// docs/formats.md describes it.
 ///
-/// Several processes may use it at once: every operation, reading included, waits for the advisory lock
-/// (fcntl(2)) on the neighbour ".lock". That file is created when needed and never removed. It does not keep
-/// threads of one process apart. A failure is logged and comes back as false.
+/// Several processes may use it at once. Every operation, reading included, waits for the advisory lock
+/// (fcntl(2)) on the file "registry.lock" beside it, which is made when needed and never removed. The lock
+/// does not separate threads of one process. An operation that fails logs that and returns false.
 class Registry {
 public:
     /// Calls `callback` for each good record, in file order. A bad line is logged and skipped; an absent file
     /// is an empty registry.
     bool foreachRecord(const std::function<void(const RegistryRecord &)> &callback) const;
 
-    /// Appends the record and drops those that it supersedes: those of the same package and the same chain of
-    /// keys. An installation or removal supersedes all of them, an update all but the installation. The file
-    /// is replaced in one step; after a failure or a power cut it has the old content or the new one. A file
-    /// with unreadable lines is first kept as the neighbour ".damaged-N", with the first free N: those lines
+    /// Appends the record, and drops those of the same package and the same chain of keys that it supersedes.
+    /// An installation or removal supersedes all of them; an update supersedes all but the installation. The
+    /// file is replaced in one step: after a failure or a power cut it has the old content or the new one. A
+    /// file with unreadable lines is first kept as "registry.damaged-N", with the first free N: those lines
     /// may be the only trace of an event.
     bool writeRecord(const RegistryRecord &record) const;
 
