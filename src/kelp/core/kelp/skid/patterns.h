@@ -33,11 +33,12 @@ public:
     static std::vector<MigrationUnit> expand(const std::string &orgName, const std::string &skid,
                                              const std::string &home);
 
-    /// The moves for packages as the store lists them, one vector for each user and package that has an
-    /// organisation; none at all when there is no user. What stays: the directories of the keys of all the
-    /// organisation's packages, and directories with published files or files of `inRpm`. rpm, and the later
-    /// take-over of that application, would miss the latter. An organisation or a key that cannot be the name
-    /// of a directory counts as absent. Raises as Common::usersHomes().
+    /// The moves for packages as the store lists them: one vector for each user and each package that has an
+    /// organisation. Without any user there are none. In usr/share/common some directories stay: those named
+    /// after a key of the organisation's packages, and those with published files or with files of `inRpm`.
+    /// rpm would miss its files, and so would a later take-over. An organisation or a key that cannot be the
+    /// name of a directory counts as absent. Raises as Common::usersHomes(), and ErrorCode::Filesystem when a
+    /// list of published files cannot be read.
     static std::vector<std::vector<MigrationUnit>>
     migrationUnits(const std::vector<PackageInformation> &packages,
                    const std::vector<std::filesystem::path> &inRpm = {},
@@ -47,31 +48,32 @@ public:
     /// are passed over.
     static void migrate(const std::vector<MigrationUnit> &units) noexcept;
 
-    /// One move. Does not repeat a completed move, and completes one that a crash interrupted at any step. An
-    /// empty directory at `to` counts as none. Below the homes, srv/ and usr/share/common/ it follows no
-    /// link: a move that needs one is logged and not done. Raises ErrorCode::Filesystem, and then leaves the
-    /// data at `from` or at `to`. A move into a directory below itself may leave it at the neighbour
-    /// ".tmp.NAME" of `from`, where the next call finds it.
+    /// Moves one directory. A completed move is not repeated, and one that a crash interrupted is completed.
+    /// An empty directory at `to` counts as none. Below the homes, srv/ and usr/share/common/ it follows no
+    /// link: if a link is in the way, that is logged and nothing is moved. Raises ErrorCode::Filesystem, and
+    /// then leaves the data at `from` or at `to`. A move into a directory below `from` may leave the data at
+    /// ".tmp.NAME" beside `from`, where the next call finds it.
     ///
-    /// When both directories hold something, that is logged and neither is touched. A move into a directory
-    /// below itself is an exception: children of `from` that are not in `stays` then move, unless their name
-    /// is taken. Not so with an empty `stays`, which cannot tell data from another key's directory.
+    /// If both directories hold something, that is logged and neither is touched. Only a move into a
+    /// directory below `from` then goes on, with the children of `from` that are not in `stays` and whose
+    /// name is free. If `stays` is empty, that move does nothing either: it could not tell data from another
+    /// key's directory.
     static void moveUnit(const std::filesystem::path &from, const std::filesystem::path &to,
                          const std::vector<std::string> &stays = {});
 
-    /// Does what migrationUnits() and migrate() do, for one of the `installed` packages that came to the
-    /// store after they had run. It moves entry by entry, also into a new place that holds something.
-    /// Existing entries there win, and entries that had to stay are logged. A repeated call does the
-    /// remaining moves. Raises as migrationUnits() and flushMoves() do, and after all moves the failure of a
-    /// look for a home; moves that fail are logged.
+    /// Does what migrationUnits() and migrate() do, for `package`, one of the `installed`, if it came to the
+    /// store after they had run. Moves entry by entry, also into a new directory that holds something.
+    /// Existing entries there win: the old ones stay, and are logged. A repeated call does the remaining
+    /// moves. Raises as migrationUnits() and flushMoves() do, and after all moves the failure of a look for a
+    /// home; moves that fail are logged.
     static void migrateLate(const PackageInformation &package,
                             const std::vector<PackageInformation> &installed,
                             const std::vector<std::filesystem::path> &inRpm = {});
 
-    /// The files below usr/share/common/ that belong to packages in rpm. Raises as Common::Rpm::Transaction
-    /// does, and ErrorCode::Internal for records that cannot be read: files that rpm may own must not be
-    /// moved from under it. For a database without any record it first calls `ifEmpty`, which raises if that
-    /// cannot be right. There must be no other transaction in the process.
+    /// The files below usr/share/common/ that belong to packages in rpm: a migration must not move them away
+    /// from rpm. Raises as Common::Rpm::Transaction does, and ErrorCode::Internal if there are records that
+    /// cannot be read, since those may own files too. If the database has no record at all, calls `ifEmpty`,
+    /// which raises if that cannot be right. The process must have no other transaction.
     static std::vector<std::filesystem::path> sharedFilesInRpm(const std::function<void()> &ifEmpty);
 
     /// Flushes all moves. Otherwise the stamp could survive a power cut that undoes the moves, where these

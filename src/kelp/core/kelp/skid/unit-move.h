@@ -14,11 +14,11 @@ enum class Clash {
     IsMerged,   ///< Move entry by entry what the new one does not have, and log the rest.
 };
 
-/// The move of one directory in a place where others can write. The base of the place (a home, or srv/ or
-/// usr/share/common/ below the root prefix) is trusted as it is. Below it the move follows no link, replaces
-/// nothing but an empty directory, and never leaves it.
+/// The move of one directory, in a place where others can write. The base of the place (a home, or srv/ or
+/// usr/share/common/ below the root prefix) is trusted as it is. Below the base the move follows no link, and
+/// replaces nothing but an empty directory. It never leaves the base.
 ///
-/// Each step is one rename. After a kill at any step another move of the same arguments completes it: the
+/// Each step is one rename. After a kill at any step, another move with the same arguments completes it: the
 /// directories show how far it came.
 class UnitMove {
 public:
