@@ -115,9 +115,9 @@ void FSDatabase::cleanupVersionsExceptCurrent(const std::string &id) {
     }
 }
 
-/// During its removal a version is named by `prev`: beside a whole `current` that means an unfinished
-/// removal, which a later run completes. `next` would make the remnant current. Failures are logged, and do
-/// not stop the others; returns the first.
+/// Removes all versions but `kept`. While a version is removed, `prev` names it: beside a whole `current`,
+/// that means an unfinished removal, which a later run completes. `next` would make the rest of the version
+/// current. Failures are logged, and do not stop the other removals. Returns the first failure.
 std::exception_ptr FSDatabase::dropOthers(const std::string &id, const std::string &kept) const {
     std::exception_ptr failure;
     const auto attempt = [&](const fs::path &what, const auto &drop) {

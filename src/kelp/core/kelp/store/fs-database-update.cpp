@@ -80,8 +80,8 @@ void FSDatabase::describe(const PackageStaging &staging, const PackageInformatio
     ensureDescriptor(staging.path / name, staging, extras, durability);
 }
 
-/// A package must not ship files under the names of the store's own. The lists and the plan decide which
-/// files of the system are removed. A link in place of the resources would make the store write to its
+/// A package must not ship files under the store's own names. Its lists and its plan would decide which files
+/// of the system are removed. Through a link in place of the resources, the store would write to the link's
 /// target.
 void FSDatabase::dropOwnNames(const fs::path &tree, const PackageStaging &staging) const {
     for (const fs::path &own : {pathResolver_->symlinkListFile(staging.id, staging.version),

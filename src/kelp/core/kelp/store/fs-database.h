@@ -57,9 +57,9 @@ public:
     bool isRecorded(const std::string &id, const std::vector<std::string> &files,
                     const std::vector<std::string> &directories) override;
 
-    /// `arrival` is called with the packages that migrateRpmPackages() has brought to the store, group by
-    /// group and before it forgets them. For those that it returns failures of, the next migration calls it
-    /// again.
+    /// migrateRpmPackages() will call `arrival` at the end of each group, with the packages that it has
+    /// brought to the store, before its journal forgets them. If `arrival` returns the failure of a package,
+    /// the next migration calls it again for that one.
     void onArrival(TakeOver::Arrival arrival) { arrival_ = std::move(arrival); }
 
     /// Raises the first failure that kept an application from arriving at the last migrateRpmPackages(),
@@ -71,9 +71,10 @@ public:
     void requireCompleteLook() const;
 
     /// Removes the package's own entries from its directory: its versions, the current one last, and its
-    /// three links, wherever they lead. Published files stay. Foreign entries stay, and are returned; if
-    /// there are none, the directory goes too. Raises ErrorCode::FileConflict, and changes nothing, where the
-    /// directory is a link or something else; and ErrorCode::Filesystem. After a kill it can be repeated.
+    /// three links, wherever they lead. Published files stay. Foreign entries stay too, and are returned; if
+    /// there are none, the directory is removed. Raises ErrorCode::FileConflict, and changes nothing, if the
+    /// package's directory is a link or something else. Raises ErrorCode::Filesystem when a removal fails.
+    /// After a kill it can be repeated.
     std::vector<std::filesystem::path> dropPackage(const std::string &id) const;
 
     /// The plan by which install() would publish a tree for which describeStaged() was called. Changes
