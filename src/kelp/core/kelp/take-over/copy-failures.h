@@ -34,9 +34,9 @@ struct CopyFailure {
 /// failure of the machine.
 bool isJudgement(int error);
 
-/// The applications whose copy failed at this start, with the number of consecutive starts: the file
-/// var/lib/kelp/takeover.failures below the root prefix. A copy that keeps failing at the same file must not
-/// be retried at every start for ever.
+/// The applications whose copy failed at this start, each with the number of consecutive starts at which it
+/// failed. The file is var/lib/kelp/takeover.failures below the root prefix. It ends the retries at every
+/// start for a copy that keeps failing at the same file.
 class CopyFailures {
 public:
     static std::filesystem::path path();

@@ -12,11 +12,11 @@ namespace Core::KELP {
 /// A path made absolute and normal by its text alone, without a "/" at its end.
 std::filesystem::path plainPath(const std::filesystem::path &path);
 
-/// A directory that the package manager keeps for itself, and empties. The machine is not ours: at such a
-/// path may stand a foreign file or link, to a user's pictures for one.
+/// A directory that the package manager keeps for itself, and empties. The machine is not ours: at its path
+/// may stand a foreign file, or a link, for example to a user's pictures.
 ///
-/// It is ours when it is a real directory at its default place below opt/kelp (`opt` itself may be a link),
-/// or has the mark of an earlier run in it. A missing or empty one becomes ours.
+/// The directory is ours if it is a real directory at its default place below opt/kelp (`opt` itself may be a
+/// link), or holds the mark of an earlier run. A missing or empty one becomes ours.
 class OwnDirectory {
 public:
     /// The mark of a directory that the package manager made, or that was empty when it took it.

@@ -23,9 +23,9 @@ public:
     PackageOutline(const RpmPackage &package, const StandingFiles &standing,
                    const std::filesystem::path &versionDirectory);
 
-    /// Why the tree cannot be made, or not be published by `mappings`, the rows from the package to the
-    /// system. There are two files at one place, a link that is dangling in the tree, or a file where a
-    /// mapping has a directory. Nothing when all is well.
+    /// Why the tree cannot be made, or not be published by `mappings`, which lead from the package to the
+    /// system. The reason is two files at one place, a link that leads to nothing in the tree, or a file
+    /// where a mapping has a directory. Nothing if the tree can be made and published.
     std::optional<std::string> objection(const std::vector<Mapping> &mappings) const;
 
     /// The places in the system at which files of the tree will be published, in no particular order.

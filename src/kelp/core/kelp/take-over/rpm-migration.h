@@ -15,24 +15,25 @@
 
 namespace Core::KELP {
 
-/// The take-over of rpm's applications, by groups that fit the free space. A group is staged, written to the
-/// journal, published, and forgotten by rpm (TakeOver). docs/architecture.md has its states.
+/// The take-over of rpm's applications, in groups that fit into the free space. Each group is staged, written
+/// to the journal, published, and then forgotten by rpm (TakeOver). docs/architecture.md has its states.
 ///
 /// What holds at every moment:
 /// - A journal on disk means that every tree it names is complete and on disk.
-/// - No target is touched that a journal on disk does not name.
-/// - The temporary directory is cleared only of what no journal names.
+/// - Only targets that a journal on disk names are touched.
+/// - A tree that a journal names is not cleared from the temporary directory.
 class RpmMigration {
 public:
     /// All arguments must outlive the object. `arrival`: see TakeOver.
     RpmMigration(const IConfiguration &configuration, const IDatabasePathResolver &pathResolver,
                  TakeOverStore &store, const TakeOver::Arrival &arrival);
 
-    /// Ends what an earlier run left, and goes on with what rpm still holds. Raises what stops it altogether:
+    /// Completes or undoes what an earlier run left, then takes over the applications that rpm still holds.
+    /// Raises what stops the run as a whole:
     /// - rpm's database cannot be locked or read, has no room, is empty and cannot be this machine's, or has
     ///   unreadable records while the journal names packages;
-    /// - the signature database, the journal or the disks that it names cannot be used;
-    /// - the temporary directory is not its own, or a group's copies cannot be flushed;
+    /// - the signature database, the journal or the disks that the journal names cannot be used;
+    /// - the temporary directory is not the launcher's own, or a group's copies cannot be flushed;
     /// - a stop signal came; a group that has begun is completed first.
     /// Nothing is lost then, and completed groups are in the store.
     void run();

@@ -14,13 +14,12 @@ namespace Core::KELP {
 void makeStagingDirectory(const std::filesystem::path &staging);
 
 /// Stages the files of an installed package in the empty directory `entry.path`, as a version that will lie
-/// in `versionDirectory`. Notes the original files in `entry.files`. A file is hard-linked where a copy would
-/// be equal, and copied otherwise. Its attribute "security.appid" then shows at rpm's name too. A listed file
-/// that is missing on disk is logged as a warning and left out. A file that cannot be looked at does not
-/// count as missing.
+/// in `versionDirectory`. Notes the original files in `entry.files`. Hard-links a file where a copy would be
+/// equal, and copies it otherwise. The attribute "security.appid" of a hard-linked file then shows at rpm's
+/// name too. A listed file that is missing on disk is logged as a warning and left out.
 ///
-/// Raises CopyError for a file that could not be staged, and ErrorCode::Filesystem for one that changed
-/// meanwhile; files made by then stay, all below entry.path.
+/// Raises CopyError for a file that could not be looked at or staged, and ErrorCode::Filesystem for one that
+/// changed meanwhile. Files made by then stay, all below `entry.path`.
 void stageInstalledPackage(const InstalledApplication &application,
                            const std::filesystem::path &versionDirectory, JournalEntry &entry);
 

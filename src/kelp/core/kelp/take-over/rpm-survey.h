@@ -44,17 +44,17 @@ struct RpmCandidate {
     bool isJudged = true;
 };
 
-/// The applications in the machine's rpm database, and which can be taken over. Decided before anything is
-/// staged, from rpm's records and the disk alone. Changes nothing.
+/// The applications in the machine's rpm database, and which of them can be taken over. This is decided
+/// before anything is staged, from rpm's records and the disk alone. Changes nothing.
 ///
-/// By a judgement an application stays in rpm when its tree could not be made or published as a whole. Its
-/// link would lead nowhere, a foreign file stands at its target, it shares a file or target with a package
-/// that stays, or rpm has a second record of its name. Until the machine changes it stays when a target's
-/// place is read-only, immutable, a mount point, full, or reached by a link that is not root's.
+/// An application stays in rpm for good if its tree could not be made or published as a whole: a link would
+/// lead nowhere, a foreign file stands at a target, it shares a file or target with a package that stays, or
+/// rpm has a second record of its name. It stays for now if a target's place is read-only, immutable, a mount
+/// point, full, or reached by a link that is not root's.
 ///
-/// Each application is looked at by itself first, with its record read again by its place in the database.
-/// Only the hashes of its places are kept. Applications with equal hashes may share a place; they are
-/// compared once more, by the places themselves.
+/// The survey first looks at each application by itself, with its record read again from the database, and
+/// keeps only hashes of its paths. Applications with equal hashes may share a path, so it compares these once
+/// more, by the paths themselves.
 class RpmSurvey {
 public:
     /// One record of rpm's, in the order of the database.
@@ -67,10 +67,10 @@ public:
     /// that is not installed.
     using InstalledVersion = std::function<std::optional<std::string>(const std::string &id)>;
 
-    /// Leaves out `exceptIds`, applications that are on their way already. An application stays if a tree of
-    /// `left` holds files that rpm has lost. `stagingDevice` is the filesystem of the staged trees. Raises as
-    /// the signature database, Transaction::forEachInstalled and `installedVersion` do. A record that cannot
-    /// be read is logged and left in rpm. `rpm` must outlive the object.
+    /// Leaves out `exceptIds`, the applications that are on their way already. An application stays if one of
+    /// the trees `left` holds files that rpm has lost. `stagingDevice` is the filesystem of the staged trees.
+    /// A record that cannot be read is logged, and its package stays in rpm. Raises as the signature
+    /// database, Transaction::forEachInstalled and `installedVersion` do. `rpm` must outlive the object.
     RpmSurvey(const Common::Rpm::Transaction &rpm, const InstalledVersion &installedVersion,
               const IDatabasePathResolver &pathResolver, const std::set<std::string> &exceptIds,
               const std::vector<LeftTree> &left, std::uint64_t stagingDevice);

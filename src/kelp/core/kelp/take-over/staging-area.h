@@ -37,9 +37,9 @@ public:
     /// Removes those. Raises ErrorCode::Filesystem, and what leftovers() raises.
     void clearScrap(const std::set<std::filesystem::path> &kept) const;
 
-    /// Removes a tree of which nothing is needed, on this filesystem. A kill at any moment leaves the tree,
-    /// or scrap. Raises ErrorCode::Filesystem when it cannot be renamed; that it cannot be removed then is
-    /// logged.
+    /// Removes a tree of this directory that nobody needs. It is renamed first, so a kill at any moment
+    /// leaves the whole tree, or scrap (isScrap()). Raises ErrorCode::Filesystem when the tree cannot be
+    /// renamed. A failure to remove it after that is logged.
     void giveUp(const std::filesystem::path &tree) const;
 
     /// Where the tree of a package is made.
@@ -56,8 +56,8 @@ public:
     static std::uint64_t spacePerPackage();
 
     /// Moves a tree to the directory of rescued trees (OwnDirectory), in one step and never over another
-    /// tree. Returns its place. `name` is ID-VERSION if both are known. Raises ErrorCode::Filesystem, and
-    /// then the tree is where it was.
+    /// tree. `name` is ID-VERSION if both are known. Returns where the tree is now. Raises
+    /// ErrorCode::Filesystem, and then the tree is where it was.
     std::filesystem::path rescue(const std::filesystem::path &tree, const std::string &name) const;
 
 private:

@@ -136,19 +136,20 @@ struct JournalEntry : PackageForMigration {
     std::vector<JournalledDirectory> directories; ///< Each before what lies in it.
 };
 
-/// The packages that are being published, that rpm has not forgotten yet, or whose remains are not cleared
-/// yet: the file var/lib/kelp/takeover.journal below the root prefix. While it exists, every tree that it
-/// names is complete and on disk. Only targets that a journal on disk names are touched.
+/// The packages whose take-over has begun and not ended: their files are being published, rpm has not
+/// forgotten them, or rpm's files are not cleared. The file is var/lib/kelp/takeover.journal below the root
+/// prefix. While it exists, every tree that it names is complete and on disk. Only targets that a journal on
+/// disk names are touched.
 ///
-/// docs/formats.md has the format, "kelp take-over 2": a line for each fact, a word and its values. It ends
-/// in a line "end" with the number of packages, so that a torn file shows.
+/// docs/formats.md has the format, "kelp take-over 2": a line for each fact, with a word and its values. The
+/// last line is "end" with the number of packages, so that a torn file can be told.
 class TakeOverJournal {
 public:
     static std::filesystem::path path();
 
-    /// The packages of the journal; none when there is no journal. Raises ErrorCode::Internal "Couldn't read
-    /// the take-over journal: PATH" and the heading that helps for one that is damaged or whose trees lie
-    /// outside the temporary directory, and as Common::readIfExists() does for one that cannot be read.
+    /// The packages of the journal; none when there is no journal. Raises ErrorCode::Internal, "Couldn't read
+    /// the take-over journal: PATH" and the heading that helps, for a journal that is damaged or names trees
+    /// outside the temporary directory. For one that cannot be read, raises as Common::readIfExists() does.
     static std::vector<JournalEntry> read(const std::filesystem::path &temporaryDirectory);
 
     /// Replaces the journal by the packages of both lists, in one step and durably. Raises

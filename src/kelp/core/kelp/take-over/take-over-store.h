@@ -4,21 +4,22 @@
 
 namespace Core::KELP {
 
-/// The package store, with the steps that only a take-over needs: a staged tree becomes the current version
+/// The package store, with the steps that only a take-over needs: they make a staged tree the current version
 /// of a package that is new to the store.
 ///
-/// Flushes nothing: the caller keeps a durable journal, and repeats the steps after a power cut.
+/// These steps flush nothing: the caller keeps a durable journal, and repeats them after a power cut.
 class TakeOverStore : public IDatabase {
 public:
-    /// Writes the descriptor of the staged tree and removes the store's other names from it, so that both
-    /// become durable with the tree's next flush. A correct descriptor is not written again. Raises
+    /// Writes the descriptor into the staged tree, and removes packaged files under the store's other names.
+    /// Both become durable with the tree's next flush. A correct descriptor is not written again. Raises
     /// ErrorCode::Filesystem.
     virtual void describeStaged(const PackageStaging &staging, const PackageInformation &extras) = 0;
 
-    /// Makes the staged tree the current version, or completes an earlier call, whichever step that reached:
-    /// the tree at `staging.path`, in the version directory, with `next`, with `current`. Publishes nothing.
-    /// A tree or a file that stands in the version's place stays. Raises ErrorCode::Filesystem; then the tree
-    /// is at one of its two places.
+    /// Makes the staged tree the current version. After an interrupted call it goes on from where that ended:
+    /// with the tree at `staging.path`, in the version directory, named by `next`, or by `current`. Publishes
+    /// nothing. Raises ErrorCode::FileConflict if a foreign entry is in the way, and ErrorCode::Filesystem.
+    /// Then the tree is at `staging.path` or is the version directory. Another tree or file in that place
+    /// stays.
     virtual void place(const PackageStaging &staging) = 0;
 
     /// Writes the lists of a current version: the files that are published, and the directories, each before

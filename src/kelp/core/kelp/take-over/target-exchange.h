@@ -17,17 +17,17 @@ class Error;
 
 namespace Core::KELP {
 
-/// The targets of one package, where rpm's files and the store's change places. A target holds the one or the
-/// other at every moment, and opens.
+/// The targets of one package, where the store's files take the place of rpm's. At every moment a target
+/// holds one of the two, and opens.
 ///
 /// The store's file is made beside its target, under a temporary name, and the two are exchanged in one step.
-/// rpm's file then has the temporary name until rpm has forgotten the package, and can be exchanged back. The
-/// name is ".kelp-", the first 12 hexadecimal digits of the id's SHA-256, "-" and the number of the target in
-/// the journal. After a kill at any call the next start finds out by the journal which of the two stands
-/// where.
+/// rpm's file then has the temporary name until rpm has forgotten the package; until then it can be exchanged
+/// back. The name is ".kelp-", the first 12 hexadecimal digits of the id's SHA-256, "-" and the number of the
+/// target in the journal. After a kill at any call, the next start finds out with the journal which file has
+/// which name.
 ///
-/// Directories are reached by Common::Directory::byLinksOfRoot. Operations raise what Common::Directory
-/// raises, and as findMapping() does.
+/// Directories are reached by Common::Directory::byLinksOfRoot. Operations raise what Common::Directory and
+/// findMapping() raise.
 class TargetExchange {
 public:
     /// `tree` is where the package's tree lies by now, and `current` its link of that name, absolute. All
@@ -41,9 +41,9 @@ public:
         PassOver ///< It is logged and left.
     };
 
-    /// Makes the copies that publish() will exchange, where the package is published by copies, and returns
-    /// whether it made any. They have to be on disk before: a target must not lose its content to a power
-    /// cut. A target that publish() will object to is passed over.
+    /// If the package is published by copies, makes the copies that publish() will exchange. Returns whether
+    /// it made any: the caller then flushes them, since a power cut must not cost a target its content. Skips
+    /// a target to which publish() will object.
     bool prepare();
 
     /// Brings each target to the store's file, in the order of the journal. Targets exchanged before it
