@@ -29,11 +29,12 @@ enum class ContentChecker : std::uint32_t {
     ConfigurationParameterFile = 7,
 };
 
-/// The second stage of validation: passes every unpacked file of one package to the checkers that it
-/// concerns, and gives a verdict on each file and on the whole. It has a report of its own.
+/// The second stage of validation. It passes every unpacked file of one package to the checkers that it
+/// concerns, and gives a verdict on each file and on the whole package. Its report is separate from that of
+/// the first stage.
 ///
-/// A finding of a checker is never an exception. A failure that prevents a checker from working is one, and
-/// passes.
+/// A checker reports a fault of the package as a finding, never as an exception. If a failure prevents a
+/// checker from working, its exception passes to the caller.
 class ContentValidator {
 public:
     /// Findings go to the sink, as in Logger; to standard error when it is empty.

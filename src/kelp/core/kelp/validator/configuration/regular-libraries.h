@@ -4,7 +4,8 @@
 
 /// The libraries that a regular application may link.
 ///
-/// A versioned library is its soname with an optional tag; the tag of Qt's private interface is left out.
+/// A row for a versioned library is a regular expression: its soname, and after that an optional tag in
+/// parentheses. The rows for Qt exclude the tag of its private interface.
 namespace Configuration::RegularRows {
 
 inline constexpr std::string_view allowedLibraries[] = {

@@ -25,22 +25,23 @@ public:
     void finish() override {}
 };
 
-/// The files that an integrity daemon configuration watches: the elements of the array "watch" of its JSON
-/// object, in order, without their prefix "file:" or "elf:". An element other than a text becomes an empty
-/// string, which is no path.
+/// The files that a configuration of the integrity daemon watches: the elements of the array "watch" of its
+/// JSON object, in order, each without one prefix "file:" or "elf:". An element that is no text becomes an
+/// empty string, which is no path.
 ///
-/// json-glib decides what JSON is: it also reads single quotes and comments, and takes the first value of
-/// several. Nothing for a file that is no JSON or no object, for one larger than four megabytes, with more
-/// than two hundred thousand values or more than splitJsonRoots() takes, and for a "watch" that is no array.
-/// An object without "watch" watches nothing. Raises as MappedFile::open() does.
+/// json-glib decides what JSON is: it also accepts single quotes and comments, and uses the first of several
+/// values. Returns nothing for a file that is not a JSON object, that has a "watch" other than an array, that
+/// is larger than four megabytes, or that has more than two hundred thousand values or more than
+/// splitJsonRoots() accepts. An object without "watch" gives an empty list. Raises as MappedFile::open()
+/// does.
 std::optional<std::vector<std::string>> readWatchedFiles(const std::filesystem::path &path);
 
-/// Cuts a text into the values at its top level, comments and a "var x =" with them, as json-glib's scanner
-/// sees it: strings in single quotes know no escapes, and comments stand between "/*" and "*/" or "/" and
-/// "/". Says nothing about whether json-glib takes the pieces.
+/// Cuts a text into the values at its top level, as json-glib's scanner sees it. Comments and a "var x ="
+/// stay with their value. Strings in single quotes know no escapes, and comments stand between "/*" and "*/"
+/// or between two "/". The pieces need not be JSON that json-glib accepts.
 ///
-/// Empty for a text that nests deeper than 512 levels or has more than a thousand pieces: json-glib recurses
-/// for each level without end, and loses the memory of all roots but the first of a text.
+/// Returns nothing for a text that nests deeper than 512 levels or has more than a thousand pieces. json-glib
+/// recurses for each level without a bound, and leaks all values but the first.
 std::optional<std::vector<std::string_view>> splitJsonRoots(std::string_view text);
 
 } // namespace Validator

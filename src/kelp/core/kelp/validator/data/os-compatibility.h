@@ -20,12 +20,13 @@ int compareVersions(const Version &a, const Version &b);
 /// Whether there is at least one, and each parses.
 bool areVersions(const std::vector<std::string_view> &versions);
 
-/// Whether a system suits a package that names the first suitable version of each release line. The system
-/// must be at least the greatest of these, or at least another one and of its release line, which is all but
-/// its last component. So "5.0.1" and "4.0.2.5" accept 5.0.1 and up, and 4.0.2.5 up to but not 4.0.3.
+/// Whether a system suits a package. `versions` are the first suitable versions, one for each release line; a
+/// release line is a version without its last component. The system suits if it is at least the greatest of
+/// them, or at least another one and of the same release line. So "5.0.1" and "4.0.2.5" accept 5.0.1 and
+/// later, and 4.0.2.5 and later but not 4.0.3.
 ///
-/// False unless areVersions(). Raises std::out_of_range for a version of one component, which names no
-/// release line, if the system is at least that but less than the greatest.
+/// False unless areVersions(). A version of one component names no release line: raises std::out_of_range if
+/// such a one is not the greatest, and the system is at least that but less than the greatest.
 bool isCompatible(std::string_view osVersion, const std::vector<std::string_view> &versions);
 
 } // namespace Validator

@@ -9,9 +9,9 @@
 
 namespace Validator {
 
-/// Whether a text can be shown below an icon: well-formed UTF-8 with at least one character other than a
-/// blank, and without control, format, separator, private and unassigned characters. Only the blanks U+0020
-/// and U+00A0 are allowed.
+/// Whether a text can be shown below an icon. It must be well-formed UTF-8 with at least one character other
+/// than a blank. It must have no control, format, separator, private or unassigned characters, except the
+/// blanks U+0020 and U+00A0.
 bool isDisplayName(std::string_view text);
 
 /// Checks the groups of a desktop file and the keys by which the application is shown and launched. Sets the

@@ -4,9 +4,9 @@ namespace Validator {
 
 namespace {
 
-/// The texts keep their mistakes, such as a blank before a line feed and the old "X-Fencebox" for
-/// X-Application: makers' tools search for them. In all tables rows are ordered by the number of their
-/// message.
+/// These texts keep their old mistakes, such as a blank before a line feed, or "X-Fencebox" for
+/// X-Application: makers' tools search for them. In each table of findings, the rows are in the order of the
+/// enumeration of messages.
 constexpr CatalogueEntry desktopTexts[] = {
     {LogLevel::Error, "desktop-file-missing", "[desktop] Desktop file is missing"},
     {LogLevel::Warning, "desktop-file-missing-unchecked",

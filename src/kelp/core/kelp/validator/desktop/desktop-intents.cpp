@@ -28,9 +28,9 @@ constexpr ValueRow conditions[] = {
     {"idle", {}},
 };
 
-/// Groups: the name, "/" and a part of it, ":" and flags. The texts are foreign, so the expressions are
-/// matched under the limits of Pattern. Each is compiled at its first use: most applications have neither
-/// intents nor tasks.
+/// The expression's groups: the name; "/" and a part of the name; ":" and flags. These texts come from the
+/// package, so they are matched within the limits of Pattern. Each expression is compiled at its first use,
+/// since most applications have neither intents nor tasks.
 const Pattern &intentPattern() {
     static const Pattern pattern(
         "^((?:(?!X-)[A-Z][A-Za-z0-9-]+)|(?:X-[A-Z][A-Za-z0-9-]+))(\\/[A-Za-z][A-Za-z0-9-]+)?(:.*$)?");

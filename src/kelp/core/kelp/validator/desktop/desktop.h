@@ -19,9 +19,10 @@ struct UnpackedTree {
         mappings; ///< How its layout differs from the system's; empty if it does not.
 };
 
-/// Whether a D-Bus launch line starts the application's own binary, by its name, or a program in the
-/// application's directory below /usr/libexec, with all links followed. A missing program gives a line on
-/// standard error; a failed look raises ErrorCode::Filesystem "Couldn't look at file: PATH".
+/// Whether a D-Bus launch line starts the application's main binary, by its name, or a program whose path,
+/// with all links followed, contains the application's directory below /usr/libexec. For a missing program,
+/// prints a line on standard error. A look that fails raises ErrorCode::Filesystem "Couldn't look at file:
+/// PATH".
 bool isExecDBusAllowed(const std::string &launchLine, const std::string &packageName,
                        const UnpackedTree &tree);
 

@@ -64,12 +64,12 @@ public:
     /// sink that shows no more need not remember the rest.
     explicit Logger(FindingSink sink = {}, std::size_t mostOfId = allOfId);
 
-    /// Reports a finding. The catalogue of the rule's type is the function
+    /// Reports a finding. The text comes from the function
     ///
     ///     Message messageOf(Rule, const std::vector<std::string> &);
     ///
-    /// beside the type. A message that cannot be composed is reported at level Info. A lack of memory is
-    /// raised instead: an error must not become a note by that.
+    /// which stands beside the type of the rule. If that function fails, the report has a line at level Info
+    /// instead. Only a lack of memory is raised: it must not turn an error into a note.
     template<class Rule>
     void log(Rule rule, std::initializer_list<std::string_view> strings = {}) {
         const std::vector<std::string> copies(strings.begin(), strings.end());

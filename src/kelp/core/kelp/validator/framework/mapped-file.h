@@ -14,21 +14,21 @@
 
 namespace Validator {
 
-/// A file of a package, mapped for reading: checkers see all of it, and it takes only page cache, at any
-/// size. A small file is copied, which is faster.
+/// A file of a package, mapped for reading. Checkers see all of it, and at any size it takes only page cache.
+/// A file of at most 64 KiB is copied, which is faster.
 ///
-/// The file must not shrink as long as the object lives. While files are judged they lie in the package
+/// The file must not shrink as long as the object lives. While files are judged, they lie in the package
 /// manager's own directory, so no other process can cut them.
 class MappedFile {
 public:
-    /// The file at `path`, links followed. Empty for anything but a regular file: a packaged pipe or device
-    /// must not block. Raises ErrorCode::Filesystem "Couldn't map file: PATH" for a file that cannot be
-    /// opened, or not mapped as a whole.
+    /// Opens the file at `path`, links followed. Returns nothing for anything but a regular file, so that a
+    /// packaged pipe or device cannot block. Raises ErrorCode::Filesystem "Couldn't map file: PATH" for a
+    /// file that cannot be opened, or not mapped as a whole.
     static std::shared_ptr<const MappedFile> open(const std::filesystem::path &path);
 
-    /// While one lives, all openings of its path by its thread share one file. Several checkers of each
-    /// profile open a file, and opening a small one takes longer than judging it. One at a time; it must end
-    /// before the file changes.
+    /// While a Sharing lives, all calls of open() for its path, in its thread, return one object. Several
+    /// checkers of each profile open a file, and opening a small one takes longer than judging it. A thread
+    /// has at most one Sharing, which must end before the file changes.
     class Sharing {
     public:
         explicit Sharing(const std::filesystem::path &path);

@@ -11,8 +11,9 @@
 
 namespace Validator {
 
-/// The memory of a program by the load segments of its file, in whole pages of 4 KiB. A byte is unknown if it
-/// depends on the order of mapping, on the host's page size, or on the file after a segment.
+/// The memory that a program would have, by the load segments of its file, in whole pages of 4 KiB. A byte
+/// counts as unknown if its value depends on the order of mapping, on the host's page size, or on the bytes
+/// after a segment in the file.
 ///
 /// The file must outlive the object. A look-up takes logarithmic time in the number of segments.
 class AddressSpace {

@@ -58,9 +58,9 @@ bool isOfSystem(std::string_view directory) {
     });
 }
 
-/// Whether a piece of an rpath leads out of the package's own directories and the system's directories of
-/// libraries, by the loader's rules for the file at `path`. An empty or relative piece does: it leads to
-/// where the program was started.
+/// Whether one directory of an rpath lies outside of the package's own directories and the system's library
+/// directories, by the loader's rules for the file at `path`. An empty or relative directory counts as
+/// outside: the loader takes it from the directory in which the program is started.
 bool leavesLibraries(std::string_view piece, std::string_view path, const std::string &package) {
     if (!piece.starts_with('/') && !piece.starts_with('$'))
         return true;

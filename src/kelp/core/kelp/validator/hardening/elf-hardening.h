@@ -14,8 +14,9 @@ namespace Validator {
 struct LoaderTable;
 class MappedFile;
 
-/// Checks a package's ELF files as kernel and loader see them: the checker of programs reads sections, which
-/// both ignore. Also checks the libraries of files other than the main binary.
+/// Checks a package's ELF files as the kernel and the loader see them. The checker of programs (Executable)
+/// reads sections, which the kernel and the loader ignore. Also checks the libraries that files other than
+/// the main binary need.
 ///
 /// A hard-linked file is read once, under its first name; its place is judged for each name.
 class ElfHardening final : public ValidatorBase<IValidator> {

@@ -4,9 +4,9 @@
 
 namespace Validator {
 
-/// Checks a header for what its rules let by and no honest package has. Reports after them, and repeats no
-/// finding of theirs except ContentRule::ImpossiblePath, which the unpacking raises for other reasons. Takes
-/// n log n time for a package of n files.
+/// Checks a header for what no honest package has and the header's own rules miss. It reports after these
+/// rules, and repeats none of their findings except ContentRule::ImpossiblePath, which the unpacking raises
+/// for other reasons. Takes n log n time for a package of n files.
 void checkHeaderHardening(const HeaderCheck &check);
 
 /// Whether a package has so many unlisted directories that they must be its purpose.

@@ -11,14 +11,15 @@ namespace Validator {
 
 /// Reads ELF files (elf(5)) of either word size and byte order, on any machine.
 ///
-/// Trusts nothing in the file. Reading fails, and raises, only for a lack of memory. Section headers that do
-/// not lie within the file make a file without sections; a section that is not whole within the file, or
-/// whose entries are too small for its type, is skipped; a name without an end in its string table is empty.
+/// Trusts nothing in the file, and raises only for a lack of memory. If the section headers do not lie within
+/// the file, the file counts as one without sections. A section is skipped if it is not whole within the
+/// file, or its entries are too small for its type. A name without an end in its string table counts as
+/// empty.
 ///
 /// The sections of a sound file do not overlap. So one walk over symbols or dynamic entries reads no more
 /// bytes of entries, and of names, than the file has. A file that asks for more, such as one with a thousand
-/// sections at the same megabytes, becomes invalid once that is known: at the opening for the size of
-/// sections, after the walk for names. The rest is not read.
+/// sections at the same megabytes, becomes invalid, and the rest is not read. That shows at the opening for
+/// the size of sections, and after the walk for names.
 class ElfReader final : public IElfReader {
 public:
     /// The reader of the file at `path`. Empty for anything but a regular ELF file of 32 or 64 bits and

@@ -10,7 +10,7 @@ namespace Validator {
 class IElfReader;
 
 /// Checks the programs and libraries of a package: the presence and place of the main binary, its libraries
-/// and its search path for them, its exports for the launcher's booster, and the imports of compiled-in QML.
+/// and its rpath, its exports for the launcher's booster, and the imports of compiled-in QML.
 ///
 /// A file that is not ELF is a finding; an unreadable file is an exception. The time for a file grows with
 /// its size, not with the package's. A hard-linked file is read once, under its first name; for the other

@@ -141,9 +141,9 @@ void QmlImports::dropShipped() {
     std::erase_if(imports_, [this](const auto &entry) { return isShipped(entry.first); });
 }
 
-/// With today's lists nothing comes here: no row begins with a quote, so any relative import passes. If a
-/// list objects to such imports, those of shipped files must still pass. Compares texts: a slash at the end
-/// makes another path.
+/// With today's lists this is never reached: no row begins with a quote, so any relative import passes. If a
+/// list objects to relative imports, those of files that the package ships must still pass. This compares
+/// texts, so a slash at the end makes another path.
 bool QmlImports::isShipped(const std::string &import) const {
     const auto directory = std::filesystem::path(path_).parent_path();
     const std::string file = (directory / targetOf(import)).lexically_normal().string();

@@ -14,10 +14,10 @@ namespace Validator {
 
 /// Checks the imports at the top of a package's QML files against the profile's lists.
 ///
-/// An import that fails its file fails every later file too. So one failing import is kept, and those
-/// relative imports to which a list objects: they pass in a file from which they lead to a file of the
-/// package. The time grows linearly with the files. A hard-linked file is read once, under its first name,
-/// unless thousands of imports would have to be kept.
+/// After an import that fails a file, every later file fails too. For that the checker keeps one failing
+/// import. It also keeps relative imports that fail by a list, since these pass in a file from which they
+/// lead to a file of the package. So the time grows linearly with the files. A hard-linked file is read once,
+/// under its first name, unless too many or too long imports would have to be remembered.
 class QmlImports final : public ValidatorBase<IValidator> {
 public:
     QmlImports(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config, std::shared_ptr<Logger> logger);

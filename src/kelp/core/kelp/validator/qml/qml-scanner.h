@@ -14,18 +14,20 @@ struct QmlImport {
 };
 
 /// Finds the import statements at the top of a QML file. This is no QML parser: it knows neither comments nor
-/// strings. It reads lines up to the first with an opening brace, and takes the statements at the beginning
-/// of each line, separated by white space or ";".
+/// strings. It reads lines up to the first with an opening brace, and takes the import statements at the
+/// beginning of each line, which white space or ";" separates.
 ///
-/// Calls `visit` for each, in order, with repetitions. Takes time in proportion to the text and no memory.
+/// Calls `visit` for each import, in order and with repetitions. Takes time in proportion to the text, and no
+/// memory.
 void scanQmlImports(std::string_view text, const std::function<void(const QmlImport &)> &visit,
                     Passage passage);
 
 /// Finds the imports in the read-only data of a binary, where compiled-in QML appears as text. Each "import",
-/// also one within a word, begins a statement that ends with the next line feed. Its second word is the
-/// module and its third the version. Statements without a plain version are left out.
+/// also within a word, begins a statement, which the next line feed ends. The second word of the statement is
+/// the module, the third the version. Statements without a plain version (isPlainVersion()) are left out.
 ///
-/// Calls `visit` for each, in order, with repetitions. Takes time in proportion to the data and no memory.
+/// Calls `visit` for each import, in order and with repetitions. Takes time in proportion to the data, and no
+/// memory.
 void scanEmbeddedImports(std::string_view data, const std::function<void(const QmlImport &)> &visit,
                          Passage passage);
 
