@@ -7,9 +7,9 @@
 
 namespace Core::TrustedSources {
 
-/// The sources that the device trusts, the source of each package, and two switches of policy. Every
-/// operation raises Common::Error with ErrorCode::Internal of Core::TrustedSources::ErrorCategory and a text
-/// of its own; the reason is logged. A failed operation has changed nothing.
+/// The sources that the device trusts, the source of each package, and two switches of policy. An operation
+/// that fails has changed nothing. It logs the reason, and raises Common::Error with ErrorCode::Internal of
+/// Core::TrustedSources::ErrorCategory and a text that names the operation.
 class IDatabase {
 public:
     virtual ~IDatabase() = default;

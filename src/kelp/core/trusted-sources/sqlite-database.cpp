@@ -116,9 +116,9 @@ using Common::LogLevel;
 using Common::LogStream;
 using SQLite::Statement;
 
-/// Only for root: users who may read a file may also lock it, and block writers. An existing file keeps its
-/// permissions. If it cannot be made, SQLite tells why. A kill after this leaves an empty file, which SQLite
-/// takes for a new one.
+/// Makes the file for root alone: users who may read it may also lock it, and so block writers. An existing
+/// file keeps its permissions. If the file cannot be made, SQLite reports why afterwards. A kill after this
+/// leaves an empty file, which SQLite takes for a new database.
 void makeForRootAlone(const std::filesystem::path &path) {
     const Common::FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
 }

@@ -20,10 +20,10 @@ namespace Core::TrustedSources {
 /// operation fails if another process has locked the file.
 class SQLiteDatabase : public IDatabase {
 public:
-    /// Opens the configured file, or makes it, and brings its schema to the current version. Its directory
-    /// must exist. A file that cannot be used is logged and raises nothing: each operation then raises
-    /// "Trusted sources database not initialized". A step of the schema's migration that fails changes
-    /// nothing and is repeated at the next construction.
+    /// Opens the configured file, or makes it, and brings its schema to the current version. The file's
+    /// directory must exist. If the file cannot be used, that is logged and nothing is raised; each operation
+    /// then raises "Trusted sources database not initialized". A step of the schema's migration that fails
+    /// changes nothing, and is repeated at the next construction.
     explicit SQLiteDatabase(const IConfiguration &configuration);
     SQLiteDatabase(const SQLiteDatabase &) = delete;
     SQLiteDatabase &operator=(const SQLiteDatabase &) = delete;
@@ -43,19 +43,20 @@ public:
     bool packageExists(const std::string &packageId) override;
     std::vector<Source> sources() override;
 
-    /// Adds a source if it is missing, and returns whether it was. A new reserved source also allows packages
-    /// without a source: one exists then. If the source exists, the policy stays as people set it.
-    /// Outside together() the policy and the source are two steps, in this order: a kill between them leaves
-    /// no source, and the next call takes both steps.
+    /// Adds a source if it is missing, and returns whether it was. Adding the reserved source also switches
+    /// on missingSourceAllowed(), since a package without a source exists then. If the reserved source exists
+    /// already, the switch stays as people set it. Outside of together() switch and source are two steps, in
+    /// this order: a kill between them leaves no source, and the next call takes both steps.
     bool addMissingSource(const Source &source);
 
-    /// Binds a package to a source, also if it was bound to another, and adds a missing source as
-    /// addMissingSource() does; in one transaction.
+    /// Binds a package to a source, in one transaction. Replaces an earlier binding, and adds a missing
+    /// source as addMissingSource() does.
     void bindPackage(const std::string &packageId, const Source &source);
 
-    /// Commits the operations in one transaction, each as a step of its own: a failed one changes nothing,
-    /// and the others stand. Raises "Couldn't commit to the trusted sources database" when none of it could
-    /// be written, and what `operations` raises; then nothing is written.
+    /// Calls `operations`, and commits their changes in one transaction. Within it each operation is a step
+    /// of its own: a failed one changes nothing, and the others stand. If `operations` raises, nothing is
+    /// written, and its exception passes. Raises "Couldn't commit to the trusted sources database" when the
+    /// transaction cannot begin or commit; then nothing is written either.
     void together(const std::function<void()> &operations);
 
 private:
