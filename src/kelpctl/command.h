@@ -18,9 +18,9 @@ enum class ExitStatus {
     Trouble = 2,  ///< Wrong usage, or the work could not be completed.
 };
 
-/// The chosen command. It writes its results to the given stream, which is standard output. Meanwhile
-/// std::cout leads to standard error, since the core logs there. An exception ends the program with its text
-/// and ExitStatus::Trouble.
+/// The chosen command. It writes its results to `output`, which is standard output. Meanwhile std::cout leads
+/// to standard error, since the core logs to std::cout. An exception ends the program: its text is printed,
+/// and the status is ExitStatus::Trouble.
 using Command = std::function<ExitStatus(std::ostream &output)>;
 
 /// Adds one subcommand to the command line. If it is chosen, it sets `command`.

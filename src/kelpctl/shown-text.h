@@ -8,7 +8,7 @@
 namespace KelpCtl {
 
 /// Foreign text made safe for people: on one line, and without characters that a terminal obeys or that
-/// change the order of reading. Control characters and invalid UTF-8 become "\xNN", other such characters
+/// change the order of reading. Control characters and invalid UTF-8 become "\xNN", other unsafe characters
 /// "\u{NNNN}", and a backslash "\\", so that no text looks like the escape of another.
 std::string shown(std::string_view text);
 
@@ -22,10 +22,10 @@ std::string counted(std::uintmax_t count, const std::string &noun);
 /// combining marks none.
 std::size_t columnsOf(std::string_view text);
 
-/// Breaks the lines of a text so that none is wider than `width` columns, where its words allow: at blanks,
-/// and between letters of scripts without blanks. An ASCII word stays whole: it may be a path to be copied.
-/// Further lines are indented like the first; in a table, whose columns are two blanks apart, like the last
-/// column.
+/// Breaks the lines of a text so that each is at most `width` columns wide, if its words allow that. Breaks
+/// at blanks, and between letters of scripts without blanks. An ASCII word stays whole, since it may be a
+/// path to be copied. Further lines are indented like the first one. In a table, whose columns are two blanks
+/// apart, they are indented like its last column.
 std::string wrapped(std::string_view text, std::size_t width);
 
 } // namespace KelpCtl

@@ -9,9 +9,9 @@
 
 namespace KelpCtl {
 
-/// Replaces each path below one of the directories `homes` by "<home>": the names of people's files are
+/// Replaces each path below one of the directories `homes` by "<home>", since the names of people's files are
 /// private. Names may have blanks, so the end of a path is a guess: a quotation mark, ": ", ", ", "; ", " ->
-/// " or the line's end. It removes too much rather than too little.
+/// " or the line's end. If in doubt, the guess removes too much.
 std::string withoutHomes(std::string_view text, const std::vector<std::string> &homes);
 
 /// The directory of a report, closed to other users. It is held open, so that files get there even after a

@@ -28,9 +28,9 @@ struct StoredApplication {
     std::optional<std::uintmax_t> bytes; ///< Nothing when a look at a file failed, or it was not measured.
 };
 
-/// The applications with a current version, by id, and those at which the look failed. If the sources cannot
-/// be read, all are unbound. Measures only the application `measured`, or all without an id. Raises as
-/// StoreView does.
+/// The applications that have a current version, and those at which the look failed, by id. If the sources
+/// cannot be read, all count as unbound. Measures the size of the application `measured` only, or of all
+/// without an id. Raises as StoreView does.
 std::vector<StoredApplication> storedApplications(const Core::IConfiguration &configuration,
                                                   Core::KELP::Unread &unread,
                                                   const std::string &measured = {});

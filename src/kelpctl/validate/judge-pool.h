@@ -20,11 +20,12 @@ struct pollfd;
 
 namespace KelpCtl {
 
-/// Judges packages in processes: librpm's state belongs to a process, and a package that crashes its judge
-/// costs no other. They are forked from this process, which must not have used librpm or started a thread.
+/// Judges packages in other processes, the judges: librpm's state belongs to a process, and a package that
+/// crashes its judge costs no other package. The judges are forked from this process, which must not have
+/// used librpm or started a thread.
 ///
-/// Reports come in the order of the packages. Up to 64 packages are under way at once; finished ones wait for
-/// a slower one.
+/// Reports come in the order of the packages. At most 64 packages are begun and not yet reported, so finished
+/// reports may wait for a slower package before them.
 class JudgePool {
 public:
     /// The receivers of the results.
@@ -42,9 +43,10 @@ public:
     /// Ends all judges, and waits until they have removed what they unpacked.
     ~JudgePool();
 
-    /// Judges all packages. A package is incomplete if its judge ends, or takes too long without noticing it.
+    /// Judges all packages. A package gets the verdict "incomplete" if its judge process ends early, or
+    /// exceeds the time limit without noticing it.
     ///
-    /// After Interruption::isRequested() it ends all judges, gives on the finished reports, and returns.
+    /// After Interruption::isRequested() it ends all judges, passes on the finished reports, and returns.
     /// Raises std::runtime_error when it cannot make processes.
     void run(PackageSource &source, const Takers &takers);
 

@@ -4,9 +4,9 @@
 
 namespace KelpCtl {
 
-/// Judges the packages that come by a channel, one after the other, and sends the reports back. Ends when the
-/// other side closes the channel, or after a signal. Never returns: the process was forked for this, and ends
-/// without touching state that it shares with its parent.
+/// Judges the packages that another process names through `channel`, one after the other, and sends the
+/// reports back. Ends when the other side closes the channel, or after a signal. Never returns: the process
+/// was forked for this, and ends without touching state that it shares with its parent.
 [[noreturn]] void judgeForOther(int channel, const JudgeOptions &options);
 
 } // namespace KelpCtl

@@ -22,8 +22,9 @@ boost::json::object conditionsOf(const JudgeOptions &options, const std::string 
 class JudgedBefore {
 public:
     /// Opens or makes the file, and cuts an unfinished last line. An earlier verdict counts if its line has
-    /// the same `conditions`, digest and profile. Raises std::runtime_error, and changes nothing, when
-    /// another run holds the file, when it cannot be read or cut, and when a line is no report.
+    /// the same `conditions`, digest and profile. Raises std::runtime_error when another run holds the file,
+    /// when the file cannot be read or cut, and when one of its lines is no report. Then its text is
+    /// unchanged.
     JudgedBefore(const std::filesystem::path &file, boost::json::object conditions);
 
     /// The newest verdict on the package of that digest; nothing if there is none, or it is incomplete.

@@ -6,9 +6,9 @@
 
 namespace KelpCtl {
 
-/// Unpacks by two threads, some entries ahead of the verdicts: one decompresses the payload and makes the
-/// files, one writes their contents. Both have ended when run() returns or raises; when a verdict raises,
-/// they finish their present entry.
+/// Unpacks with two threads, some entries ahead of the verdicts. One thread decompresses the payload and
+/// makes the files, the other writes their contents. Both have ended when run() returns or raises; if a
+/// verdict raises, they complete their present entry first.
 class Lookahead final : public Core::KELP::Conveyance {
 public:
     Lookahead();

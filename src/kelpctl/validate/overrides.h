@@ -19,10 +19,10 @@ struct Override {
     std::string reason;
 };
 
-/// Reads a file with a line "ID PATTERN REASON" for each override, with blanks or tabs between. Empty lines
-/// and those that begin with "#" are skipped. Raises std::runtime_error for a file that cannot be read. Also
-/// raises, with the number of the line, for an id other than of a warning or note, since a refusal must not
-/// look overridden, and for a missing pattern or reason.
+/// Reads a file that has a line "ID PATTERN REASON" for each override, with blanks or tabs between. Skips
+/// empty lines and those that begin with "#". Raises when the file cannot be read. Raises std::runtime_error
+/// with the number of the line for a missing pattern or reason, and for an id that is not of a warning or
+/// note: a refusal must not look overridden.
 std::vector<Override> readOverrides(const std::filesystem::path &file);
 
 /// The first override that matches the finding, or null.

@@ -10,8 +10,8 @@ namespace KelpCtl {
 std::size_t usableProcessors();
 
 /// The bytes of memory that this process may still take: the system's available memory, bounded by its
-/// control group and those above. A group leaves memory.max without the memory that it cannot give up. 0 if
-/// unknown.
+/// control group and those above. In a group that is memory.max without the memory in use, except for
+/// inactive page cache, which the kernel gives up. 0 if unknown.
 std::uint64_t usableMemory();
 
 } // namespace KelpCtl

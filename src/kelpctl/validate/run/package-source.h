@@ -8,9 +8,10 @@
 
 namespace KelpCtl {
 
-/// The package files of a run, in their order: named files, then those of a list, which is read on demand. A
-/// directory stands for all regular files *.rpm in it and below, in byte order. Links in it are not followed;
-/// source packages are skipped and counted. Faults of a directory or the list are reported on standard error.
+/// The package files of a run, in their order: the named files, then those of a list, which is read as it
+/// comes. A directory stands for all regular files *.rpm in it and below, in byte order. Links in a directory
+/// are not followed, and source packages are skipped and counted. Faults of a directory or the list are
+/// reported on standard error.
 class PackageSource {
 public:
     /// A file of names, one a line or each ended by a zero byte; "-" is standard input.

@@ -20,11 +20,11 @@ bool fitsMemory(std::uint64_t size, std::size_t jobs);
 /// The places that are in use, at most both.
 std::vector<std::filesystem::path> workspacePlaces();
 
-/// The directory in which one package is unpacked. This object made it and reaches it by a descriptor, so it
-/// cannot be exchanged.
+/// The directory in which one package is unpacked. This object made the directory and reaches it by a
+/// descriptor, so nobody can exchange it.
 ///
-/// A temporary one lies in a directory "kelpctl-XXXXXX", beside a file that is locked as long as the process
-/// lives. By that file a clean-up tells its owner, and that it is in use.
+/// A temporary workspace lies in a directory "kelpctl-XXXXXX". A file beside it is locked as long as the
+/// process lives. From that file a clean-up sees to whom the workspace belongs, and whether it is in use.
 class Workspace {
 public:
     /// A temporary one below `parent`, removed with all in it at the end. A killed process leaves it for
