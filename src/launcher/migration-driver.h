@@ -22,11 +22,11 @@ struct Migration {
 /// Whether the migration has left its stamp, and no work is left. After a failed look it counts as not done.
 bool isDone(const Migration &migration);
 
-/// Carries out those migrations that have left no stamp, in order, and stamps each that returns. If one
-/// throws a standard exception, that is logged, it gets no stamp, and the others still run. Any other
-/// exception passes. A stamp that cannot be written is no failure: the migration runs again at the next
-/// start. The stamps' directory is not made here. Once a stop is requested (stop-signals.h), no further one
-/// is begun.
+/// Carries out the migrations that are not done (isDone()), in order, and makes the stamp of each that
+/// returns. If one throws a standard exception, that is logged, the migration gets no stamp, and the others
+/// still run. Any other exception passes. If a stamp cannot be written, its migration runs again at the next
+/// start. Does not make the directory of the stamps. After a stop is requested (stop-signals.h), no further
+/// migration is begun.
 void runMigrations(const std::vector<Migration> &migrations, Core::Configuration &configuration);
 
 } // namespace Launcher
