@@ -40,9 +40,9 @@ public:
     /// in ".json" at any depth below the package's directory "managed-configuration".
     bool isConfigurationParameterFile(const std::string &package, const std::filesystem::path &path) const;
 
-    /// Whether the file holds one JSON object. Takes a fixed amount of memory for any file. False for
-    /// anything but a regular file, and for more than 32 levels of nesting. Raises a standard exception for a
-    /// file that cannot be read.
+    /// Whether the file holds one JSON object, nested at most 32 levels deep. False for anything but a
+    /// regular file. Takes a fixed amount of memory for any file. Raises a standard exception for a file that
+    /// cannot be read.
     bool isValid(const std::filesystem::path &path) const;
 
 private:

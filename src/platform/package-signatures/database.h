@@ -14,7 +14,7 @@ class Database;
 
 namespace PackageSignatures {
 
-/// The platform's database of package signatures: one SQLite file, opened read-only, with one table:
+/// The platform's database of package signatures. It is one SQLite file, opened read-only, with one table:
 ///
 ///     CREATE TABLE certificates(
 ///       package          TEXT    NOT NULL,
@@ -25,7 +25,7 @@ namespace PackageSignatures {
 ///       system_developer INTEGER NOT NULL DEFAULT 0,
 ///       PRIMARY KEY(package, cert_group));
 ///
-/// Every failure is a standard exception, of the constructor or of the first query.
+/// Each failure is a standard exception, which the constructor or the first query raises.
 class Database {
 public:
     /// var/lib/package-signatures/signatures.sqlite3 below the root prefix.
