@@ -124,6 +124,14 @@ bool isMappingOf(const fs::path &path, const fs::path &source) {
     }
 }
 
+bool isMappingBelow(const fs::path &path, const fs::path &directory) {
+    try {
+        return mappingTarget(path).native().starts_with(directory.native() + '/');
+    } catch (const Error &) {
+        return false;
+    }
+}
+
 bool isCopiedLinkOf(const fs::path &path, const fs::path &source) {
     // A link cannot carry the attribute.
     return Common::isSymlink(path) && Common::isSymlink(source) &&

@@ -32,6 +32,9 @@ bool isMapping(const std::filesystem::path &path);
 /// Whether `path` points to `source`, as only what createMapping() makes of it does.
 bool isMappingOf(const std::filesystem::path &path, const std::filesystem::path &source);
 
+/// Whether `path` points to anything below `directory`. Compares the texts.
+bool isMappingBelow(const std::filesystem::path &path, const std::filesystem::path &directory);
+
 /// Whether `path` may be the copy of `source` that createMapping() makes of a link which points beside
 /// itself. It cannot be told from a foreign link of the same text.
 bool isCopiedLinkOf(const std::filesystem::path &path, const std::filesystem::path &source);

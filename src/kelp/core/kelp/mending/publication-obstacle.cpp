@@ -14,11 +14,9 @@ namespace Core::KELP {
 
 namespace {
 
-/// Now, by any version of the package.
-bool isPublishedBy(const fs::path &current, const PlannedFile &file) {
-    return isMappingOf(file.target, file.source) || isCopiedLinkOf(file.target, file.source) ||
-           (isMapping(file.target) &&
-            mappingTarget(file.target).native().starts_with(current.native() + '/'));
+/// Now, by any version of the package whose link `current` is.
+bool isPublished(const PlannedFile &file, const fs::path &current) {
+    return isMappingBelow(file.target, current) || isCopiedLinkOf(file.target, file.source);
 }
 
 /// The owner of the file at a target, if it is a link or copy of a package in the store.
@@ -39,7 +37,7 @@ std::string publicationObstacle(const IConfiguration &configuration, const fs::p
     TargetPlaces places;
     for (const PlannedFile &file :
          planPublication(tree, current, publicationRows(information), DanglingLinks::Count).files) {
-        if (Common::isThere(file.target) && !isPublishedBy(current, file))
+        if (Common::isThere(file.target) && !isPublished(file, current))
             return file.target + ownershipOf(file.target, configuration.databaseDirectory());
         if (std::string obstacle = places.obstacle(file.target); !obstacle.empty())
             return obstacle;

@@ -142,15 +142,6 @@ PathIndex::PathOf erasedFiles(const InstalledApplication &application) {
     };
 }
 
-/// Whether rpm's file is by now one that the store published.
-bool isPublishedBy(const fs::path &file, const fs::path &current) {
-    try {
-        return mappingTarget(file).native().starts_with(current.native() + "/");
-    } catch (const std::exception &) {
-        return false;
-    }
-}
-
 /// A failed look does not make it free.
 bool isThere(const fs::path &target, struct stat &status) {
     if (::lstat(target.c_str(), &status) == 0)
@@ -332,7 +323,8 @@ void RpmSurvey::judgeStored(RpmCandidate &candidate, const std::string &installe
     const auto pathOf = erasedFiles(application);
     std::optional<std::string> foreign;
     for (std::size_t i = 0; !foreign && i < application.isErased.size(); ++i)
-        if (auto path = pathOf(i); path && Common::identityAt(*path) && !isPublishedBy(*path, current))
+        // By now the store may have published its own in place of rpm's file.
+        if (auto path = pathOf(i); path && Common::identityAt(*path) && !isMappingBelow(*path, current))
             foreign = std::move(path);
     if (installed != entry.version)
         candidate.stays = "the store holds version " + installed;
