@@ -1,5 +1,6 @@
 #include "kelp/core/common/files/directory.h"
 
+#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/files/path-walk.h"
 
 #include <dirent.h>
@@ -96,7 +97,7 @@ private:
     void step(const fs::path &name) {
         // Opens a link itself: it is judged before it is followed.
         FileDescriptor next(::openat(here_.get(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
-        if (next.get() < 0 && errno != ENOENT && errno != ENOTDIR)
+        if (next.get() < 0 && !isNotFound(errno))
             throw failure("cannot open directory", path_, errno);
         if (next.get() >= 0 && S_ISLNK(statusOf(next, path_).st_mode))
             follow(next);
@@ -156,7 +157,7 @@ std::optional<Directory> Directory::byLinksOfRoot(const fs::path &path) {
     FileDescriptor directory(place.get() < 0 ? -1 : ::openat(place.get(), ".", directoryFlags));
     if (directory.get() >= 0)
         return Directory(std::move(directory), path);
-    if (place.get() < 0 || errno == ENOENT || errno == ENOTDIR)
+    if (place.get() < 0 || isNotFound(errno))
         return std::nullopt;
     throw failure("cannot open directory", path, errno);
 }

@@ -55,8 +55,12 @@ bool lookThrough(const fs::path &path) {
     return isFound(path, fs::status(path, error).type(), error);
 }
 
+bool isNotFound(int error) {
+    return error == ENOENT || error == ENOTDIR;
+}
+
 bool provesAbsence(int error) {
-    return error == ENOENT || error == ENOTDIR || error == ELOOP || error == ENAMETOOLONG;
+    return isNotFound(error) || error == ELOOP || error == ENAMETOOLONG;
 }
 
 bool isDirectory(const fs::path &path) {

@@ -24,7 +24,10 @@ bool lookFor(const std::filesystem::path &path);
 /// The same through links, as exists() looks. Raises likewise.
 bool lookThrough(const std::filesystem::path &path);
 
-/// Whether an errno of a look at a path proves that nothing can be reached by it.
+/// Whether an errno of a look at a path says that the entry, or a directory on the way to it, does not exist.
+bool isNotFound(int error);
+
+/// Whether it proves that nothing can be reached by the path: also for a loop of links or too long a name.
 bool provesAbsence(int error);
 
 /// Whether a directory holds nothing. Raises ErrorCode::Filesystem when `path` is no directory; a directory

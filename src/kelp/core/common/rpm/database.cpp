@@ -2,6 +2,7 @@
 
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/files/file-descriptor.h"
+#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/files/scratch-directory.h"
 #include "kelp/core/common/rpm/initialise.h"
 #include "kelp/core/common/rpm/transaction.h"
@@ -37,19 +38,15 @@ namespace {
     raise(path + ": " + std::strerror(errno));
 }
 
-bool isAbsence(int error) {
-    return error == ENOENT || error == ENOTDIR;
-}
-
 /// For glob(3): an existing directory that cannot be listed ends the search.
 int endForUnreadable(const char *, int error) {
-    return isAbsence(error) ? 0 : 1;
+    return isNotFound(error) ? 0 : 1;
 }
 
 /// librpm skips a file that it cannot read, even if that has the database's place.
 void requireReadableMacros(const std::string &path) {
     struct stat status = {};
-    if (::stat(path.c_str(), &status) != 0 && !isAbsence(errno))
+    if (::stat(path.c_str(), &status) != 0 && !isNotFound(errno))
         raiseFor(path);
     if (!S_ISREG(status.st_mode))
         return;
@@ -75,7 +72,7 @@ bool isThere(const fs::path &file) {
     struct stat status = {};
     if (::stat(file.c_str(), &status) == 0)
         return true;
-    if (!isAbsence(errno))
+    if (!isNotFound(errno))
         raiseFor(file.string());
     return false;
 }

@@ -2,6 +2,7 @@
 
 #include "kelp/core/common/errors/error-category.h"
 #include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/foreign-text.h"
 #include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/kelp/package/store-names.h"
@@ -35,16 +36,11 @@ bool isAmong(const std::array<std::string_view, 3> &names, std::string_view name
     throw Error(ErrorCode::Filesystem, "Couldn't look at " + path.string(), reason);
 }
 
-/// A file in place of a directory on the way proves absence too.
-bool provesAbsence(int reason) {
-    return reason == ENOENT || reason == ENOTDIR;
-}
-
 std::optional<struct stat> lookAt(const fs::path &path) {
     struct stat status = {};
     if (::lstat(path.c_str(), &status) == 0)
         return status;
-    if (!provesAbsence(errno))
+    if (!Common::isNotFound(errno))
         raiseLook(path, errno);
     return std::nullopt;
 }
@@ -93,7 +89,7 @@ StoreEntry::Slot StoreEntry::slot(PackageSlot slot) const {
     struct stat target = {};
     if (::stat(path.c_str(), &target) == 0)
         return leadTo({target.st_dev, target.st_ino}, name);
-    if (provesAbsence(errno))
+    if (Common::isNotFound(errno))
         return {Lead::Nowhere, name};
     if (errno != ELOOP)
         raiseLook(path, errno);

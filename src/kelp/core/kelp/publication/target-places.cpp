@@ -38,7 +38,7 @@ std::optional<struct statx> lookAt(const fs::path &path) {
     struct statx status = {};
     if (::statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, STATX_TYPE, &status) == 0)
         return status;
-    if (errno != ENOENT && errno != ENOTDIR)
+    if (!Common::isNotFound(errno))
         throw unreadable(path);
     return std::nullopt;
 }

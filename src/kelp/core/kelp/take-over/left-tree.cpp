@@ -49,7 +49,7 @@ bool isRegular(const fs::path &path) {
     struct stat status = {};
     if (::lstat(path.c_str(), &status) == 0)
         return S_ISREG(status.st_mode);
-    if (errno != ENOENT && errno != ENOTDIR)
+    if (!Common::isNotFound(errno))
         throw Error(ErrorCode::Filesystem, "Couldn't look for " + path.string(), errno);
     return false;
 }
@@ -59,7 +59,7 @@ bool isMissing(const fs::path &place) {
     struct stat status = {};
     if (::stat(place.c_str(), &status) == 0)
         return false;
-    if (errno != ENOENT && errno != ENOTDIR && errno != ELOOP)
+    if (!Common::isNotFound(errno) && errno != ELOOP)
         throw Error(ErrorCode::Filesystem, "Couldn't look for " + place.string(), errno);
     return true;
 }

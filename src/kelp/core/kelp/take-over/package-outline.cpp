@@ -27,7 +27,7 @@ bool leadsToSomething(const fs::path &installed) {
     struct stat status = {};
     if (::stat(installed.c_str(), &status) == 0)
         return true;
-    if (errno == ENOENT || errno == ENOTDIR)
+    if (Common::isNotFound(errno))
         return false;
     throw Common::Error(Common::ErrorCode::Filesystem, "Couldn't look for " + installed.string(), errno);
 }

@@ -92,12 +92,12 @@ public:
     /// Raises if the look fails: that is not absence.
     explicit FoundFile(const std::string &path) :
         file_(::open(path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC)) {
-        if (file_.get() >= 0 ? ::fstat(file_.get(), &status_) != 0 : !isAbsence(errno))
+        if (file_.get() >= 0 ? ::fstat(file_.get(), &status_) != 0 : !Common::isNotFound(errno))
             throw Error(ErrorCode::Filesystem, "Couldn't open " + path, errno);
         struct stat behind = {};
         // A copy would follow a link.
         isThere_ = isRegular() || ::stat(path.c_str(), &behind) == 0;
-        if (!isThere_ && !isAbsence(errno))
+        if (!isThere_ && !Common::isNotFound(errno))
             throw Error(ErrorCode::Filesystem, "Couldn't look for " + path, errno);
     }
 
@@ -144,8 +144,6 @@ public:
     }
 
 private:
-    static bool isAbsence(int error) { return error == ENOENT || error == ENOTDIR; }
-
     std::string reach() const { return "/proc/self/fd/" + std::to_string(file_.get()); }
 
     /// A hard link outside of the package would go on leading to the store's file.
