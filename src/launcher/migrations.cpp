@@ -140,7 +140,7 @@ private:
     std::set<std::string> failed_; ///< Packages that could not be bound to their client certificate's source.
 };
 
-bool isDone(const Core::KELP::MigrationStamp &stamp) {
+bool hasStamp(const Core::KELP::MigrationStamp &stamp) {
     // A late arrival would never get its work if a failed look passed for "no".
     return Common::lookThrough(Common::rootPath() / stamp.path);
 }
@@ -173,7 +173,7 @@ private:
 class LateArrivals {
 public:
     LateArrivals(const Core::Configuration &configuration, Core::KELP::FSDatabase &store) : store_(store) {
-        if (isDone(Core::KELP::organisationsToSkidStamp))
+        if (hasStamp(Core::KELP::organisationsToSkidStamp))
             shared_.emplace(configuration);
     }
 
@@ -196,7 +196,7 @@ private:
             store_.requireCompleteLook();
             Core::KELP::SKID::Patterns::migrateLate(package, installed, shared_->inRpm());
         }
-        if (isDone(Core::KELP::integrityConfigurationStamp))
+        if (hasStamp(Core::KELP::integrityConfigurationStamp))
             Core::KELP::migrateIntegrityFile(package);
     }
 
