@@ -8,6 +8,7 @@
 #include "kelp/core/common/places.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 
@@ -17,10 +18,16 @@ namespace Core::KELP {
 
 namespace {
 
-/// Expects no "/" at the end: with that, a look at a link would follow it.
 bool isEmpty(const fs::path &directory) {
     std::error_code error;
     return fs::is_directory(directory, error) && fs::is_empty(directory, error) && !error;
+}
+
+/// Whether only this process's user can put files there: a link, or a user's directory, is somebody's place
+/// for files to come.
+bool isForUsAlone(const struct stat &status) {
+    return S_ISDIR(status.st_mode) && status.st_uid == ::geteuid() && (status.st_mode & S_IWOTH) == 0 &&
+           ((status.st_mode & S_IWGRP) == 0 || status.st_gid == ::getegid());
 }
 
 } // namespace
@@ -64,7 +71,8 @@ bool OwnDirectory::isOwn() const {
             throw Common::Error(Common::ErrorCode::Filesystem, "Couldn't look for " + path_.string(), errno);
         return errno == ENOENT;
     }
-    return (isAtDefaultPlace() && S_ISDIR(status.st_mode)) || isMarked() || isEmpty(path_);
+    return (isAtDefaultPlace() && S_ISDIR(status.st_mode)) || isMarked() ||
+           (isForUsAlone(status) && isEmpty(path_));
 }
 
 void OwnDirectory::require() const {
