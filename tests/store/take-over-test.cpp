@@ -223,7 +223,7 @@ TEST_F(TakeOverTest, ATargetHoldsRpmsFileOrTheStoresAndWhatIsSomebodysStays) {
         {settleNames(true), "store rpm > store rpm;store other > other -;- rpm > rpm -;- other > other -;- "
                             "store > - -;rpm store > rpm -;other rpm > other -;rpm other > rpm -"},
         {settleNames(false), "store rpm > rpm -;store other > other -;- rpm > rpm -"},
-        {&TargetExchange::clear, "store rpm > store -;store other > store other"},
+        {&TargetExchange::clear, "store rpm > store -;store other > store -"},
     };
     EXPECT_TRUE(isTemporaryName(beside.filename()));
     const auto expectOutcome = [&](const auto &row, const std::string &outcome) {
@@ -249,6 +249,10 @@ TEST_F(TakeOverTest, ATargetHoldsRpmsFileOrTheStoresAndWhatIsSomebodysStays) {
             std::istringstream outcomes(isCopied || !row.isOfCopies ? row.outcomes : "");
             for (std::string outcome; std::getline(outcomes, outcome, ';');)
                 expectOutcome(row, outcome);
+        }
+        for (const char *kept : {"tool.rpmsave", "tool.rpmsave.1"}) {
+            EXPECT_EQ(readFile(at("usr/bin") / kept), "other") << "somebody may need the content";
+            fs::remove(at("usr/bin") / kept);
         }
         writeFile(at("rpms"), "written to since");
         expectOutcome(rows[0], isCopied ? "rpm - > rpm - changed" : "rpm - > store rpm listed");

@@ -273,13 +273,30 @@ void TargetExchange::settleName(const Spot &spot, bool keepsRpms) const {
     else if (beside != Occupant::Ours && found == Occupant::Ours)
         // A kill came between an exchange and the check of the file that came out.
         exchangeBack(spot);
-    spot.parent.removeFile(spot.temporary);
+    struct stat status = {};
+    // Without its tree, our copy of a package's link cannot be told from somebody's link.
+    if (occupant(spot, spot.temporary) == Occupant::Somebodys && spot.parent.look(spot.temporary, status) &&
+        S_ISREG(status.st_mode))
+        keepSomebodys(spot);
+    else
+        spot.parent.removeFile(spot.temporary);
+}
+
+/// Nobody would look for the temporary name.
+void TargetExchange::keepSomebodys(const Spot &spot) const {
+    std::string kept = spot.name + ".rpmsave";
+    for (int number = 1; !spot.parent.move(spot.temporary, spot.parent, kept); ++number)
+        kept = spot.name + ".rpmsave." + std::to_string(number);
+    LogStream(LogLevel::Warning) << "The file of " << spot.target.path
+                                 << " was written to while it was taken over: see " << kept;
 }
 
 void TargetExchange::clear() {
     forEachTarget([&](const Spot &spot) {
         const Occupant beside = occupant(spot, spot.temporary);
-        if (beside == Occupant::Rpms || beside == Occupant::Ours)
+        if (beside == Occupant::Somebodys)
+            keepSomebodys(spot);
+        else if (beside != Occupant::Nothing)
             spot.parent.removeFile(spot.temporary);
     });
 }

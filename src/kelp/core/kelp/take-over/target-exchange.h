@@ -62,11 +62,12 @@ public:
     void giveBack(const std::function<bool(const std::string &path)> &isListed);
 
     /// Puts the temporary names of a killed run in order, before anything else is done. `keepsRpms`: rpm's
-    /// file stays beside a target that is the store's, for publish() or takeBack().
+    /// file stays beside a target that is the store's, for publish() or takeBack(). A file of somebody's is
+    /// kept as clear() keeps it.
     void settleNames(bool keepsRpms);
 
-    /// Removes rpm's files under the temporary names. Call it only after rpm's database is on disk without
-    /// the header.
+    /// Removes rpm's files under the temporary names. One that somebody has written to by then is renamed to
+    /// NAME.rpmsave, with a warning. Call it only after rpm's database is on disk without the header.
     void clear();
 
 private:
@@ -93,6 +94,7 @@ private:
     void exchangeBack(const Spot &spot) const;
     void makeFromTree(const Spot &spot) const;
     void settleName(const Spot &spot, bool keepsRpms) const;
+    void keepSomebodys(const Spot &spot) const;
 
     const JournalEntry *entry_;
     std::filesystem::path tree_;
