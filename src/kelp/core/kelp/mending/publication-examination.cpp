@@ -77,6 +77,8 @@ public:
         hasPlan_(package.hasPlan),
         listed_(StoreView(configuration).publishedFiles(id_)) {
         dropExtra();
+        for (const PlannedFile &file : plan_.files)
+            planned_.insert(file.target);
     }
 
     std::vector<Finding> run() {
@@ -229,18 +231,15 @@ private:
         return fs::is_directory(above, error) ? fs::path() : above;
     }
 
-    bool isPlanned(const std::string &target) const {
-        return std::ranges::find(plan_.files, target, &PlannedFile::target) != plan_.files.end();
-    }
+    bool isPlanned(const std::string &target) const { return planned_.contains(target); }
 
     /// Whether a file of the package could have been published there. Otherwise the line is torn: it is the
     /// beginning of another path.
     bool isPossible(const std::string &target) const {
-        return !extra_.contains(target) && std::ranges::any_of(mappings_, [&](const Mapping &row) {
-            return target.starts_with(row.target());
-        }) && std::ranges::none_of(plan_.files, [&](const PlannedFile &file) {
-            return file.target.starts_with(target);
-        });
+        const auto next = planned_.lower_bound(target);
+        return !extra_.contains(target) && (next == planned_.end() || !next->starts_with(target)) &&
+               std::ranges::any_of(mappings_,
+                                   [&](const Mapping &row) { return target.starts_with(row.target()); });
     }
 
     /// If the store has lost a file, a link or a copy of it is left, or only a line of the list.
@@ -313,7 +312,8 @@ private:
     std::vector<Mapping> mappings_;
     MappingMode mode_;
     PublicationPlan plan_;
-    std::set<std::string> extra_; ///< Targets of files that were not staged.
+    std::set<std::string> planned_; ///< The plan's targets: a package may have tens of thousands.
+    std::set<std::string> extra_;   ///< Targets of files that were not staged.
     bool hasPlan_;
     bool hasContents_ = false; ///< Whether the version has a list of contents.
     std::optional<std::vector<std::string>> listed_;

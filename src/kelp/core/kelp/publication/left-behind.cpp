@@ -34,8 +34,9 @@ std::optional<PublicationPlan> readLeftBehind(const std::string &id) {
 
 template<class Entry>
 void addMissing(std::vector<Entry> &all, const std::vector<Entry> &added) {
+    std::set<Entry> known(all.begin(), all.end());
     for (const Entry &entry : added)
-        if (std::ranges::find(all, entry) == all.end())
+        if (known.insert(entry).second)
             all.push_back(entry);
 }
 

@@ -2,6 +2,7 @@
 
 #include "kelp/core/common/files/durable-file.h"
 
+#include <compare>
 #include <filesystem>
 #include <functional>
 #include <optional>
@@ -18,7 +19,7 @@ struct PlannedFile {
     std::string target;
     std::string source;
 
-    bool operator==(const PlannedFile &) const = default;
+    auto operator<=>(const PlannedFile &) const = default;
 };
 
 /// The files and directories that the publication of a version makes. The plan is on disk from before the
