@@ -110,7 +110,11 @@ TEST_F(SeeTest, ADamagedFileCostsWhatItAloneTells) {
     }
     // What rpm cannot tell is neither lost nor given up.
     there("sqlite3 var/lib/rpm/rpmdb.sqlite \"UPDATE Packages SET blob = substr(blob, 1, 100) WHERE hnum IN "
-          "(SELECT hnum FROM Name WHERE key = 'io.velura.dialer')\"; sqlite3 "
+          "(SELECT hnum FROM Name WHERE key = 'io.velura.dialer')\" "
+          // Of a record with a name and a file without a directory.
+          "\"INSERT INTO Packages VALUES(77, "
+          "x'000000020000000a000003e80000000600000000000000010000045d000000080000"
+          "000800000001' || 'org.odd' || x'007800')\"; sqlite3 "
           "var/lib/trusted-sources/db.sqlite3 "
           "\"INSERT INTO packages VALUES('io.velura.dialer', '')\"");
     const std::string unread = "/var/lib/rpm/rpmdb.sqlite: Couldn't read the rpm database: it has records";

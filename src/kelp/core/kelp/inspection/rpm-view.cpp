@@ -1,6 +1,7 @@
 #include "kelp/core/kelp/inspection/rpm-view.h"
 
 #include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/rpm/database.h"
 #include "kelp/core/common/rpm/file-iterator.h"
@@ -35,20 +36,27 @@ namespace Tag = Common::Rpm::Tag;
 using Answer = std::optional<std::optional<Certificate>>;
 using AskForCertificate = std::function<Answer(const std::string &id, Group group)>;
 
+/// One whose list contradicts itself may have it.
 bool hasDesktopFile(const Reader &package) {
     bool found = false;
-    FileIterator(package).forEach([&](const FileIterator::Entry &entry) {
-        const fs::path path = entry.path;
-        found = path.parent_path() == "/usr/share/applications" && path.extension() == ".desktop";
-        return found;
-    });
+    try {
+        FileIterator(package).forEach([&](const FileIterator::Entry &entry) {
+            const fs::path path = entry.path;
+            found = path.parent_path() == "/usr/share/applications" && path.extension() == ".desktop";
+            return found;
+        });
+    } catch (const Common::Error &error) {
+        Common::LogStream(Common::LogLevel::Warning) << error;
+        return true;
+    }
     return found;
 }
 
 RpmRecord describe(const Reader &package, const AskForCertificate &ask) {
     RpmRecord record;
-    record.id = package.tag(Tag::Name);
-    record.version = package.tag(Tag::Version) + "-" + package.tag(Tag::Release);
+    // One record that lacks something hides no other.
+    record.id = package.tagOr(Tag::Name, "");
+    record.version = package.tagOr(Tag::Version, "") + "-" + package.tagOr(Tag::Release, "");
     const auto developer = ask(record.id, Group::Developer);
     record.isCertificateKnown = developer.has_value();
     record.developer = developer.value_or(std::nullopt);
@@ -81,7 +89,9 @@ RpmView recordsOf(const IConfiguration &configuration, const Transaction &rpm, c
         isEmpty = false;
         records.push_back(describe(package, ask));
     });
-    const bool isWhole = walk == Transaction::Walk::Complete;
+    // A record without a name may be any package's.
+    const bool isWhole = walk == Transaction::Walk::Complete &&
+                         std::ranges::find(records, "", &RpmRecord::id) == records.end();
     if (isWhole && isEmpty) {
         std::set<std::string> accountedFor = removedIds();
         accountedFor.insert(newId);
