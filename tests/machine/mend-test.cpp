@@ -212,9 +212,10 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
                 AllOf(HasSubstr("org.example.ticker removed\n"),
                       HasSubstr("org.example.notes/current is somebody else's, and what"),
                       HasSubstr("stays published: /usr/bin/com.example.devices"), EndsWith("status 1\n")));
-    EXPECT_EQ(there("find usr -path '*org.example.ticker*'; ls -d usr/bin/fox usr/bin/cub "
-                    "usr/share/common/o/* var/lib/kelp/installation 2>&-||:"),
-              "usr/share/common/o/fox\nvar/lib/kelp/installation\n");
+    EXPECT_EQ(
+        run("cd ${IMAGE%/*}/upper; find usr -path '*org.example.ticker*'; ls -d usr/bin/fox usr/bin/cub "
+            "usr/share/common/o/* var/lib/kelp/installation 2>&-||:"),
+        "usr/share/common/o/fox\nvar/lib/kelp/installation\n");
 }
 
 TEST_F(MendTest, TellsAndBringsBackWhatWasStaged) {
