@@ -162,7 +162,7 @@ TEST_F(TakeOverTest, ApplicationsThatFitOneByOneAreTakenOverOneByOne) {
     machine.run(
         std::string("add org.one org.two org.three org.large; ") + damageRecord +
         "; rm $IMAGE/tmp/*.rpm; "
-        "mount -o remount,size=$(($(df --output=used --block-size=1M $layers | tail -n 1) + 30))M $layers");
+        "mount -o remount,size=$(($(df --output=used --block-size=1M $layers | tail -n 1) + 17))M $layers");
     EXPECT_THAT(machine.launch(), AllOf(HasSubstr("There is no room to take over org.large package"),
                                         HasSubstr("[W] The rpm database has records that cannot be read\n")));
     EXPECT_FALSE(machine.holds("var/lib/kelp/.migration_skid_done"))

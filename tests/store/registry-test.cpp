@@ -146,7 +146,7 @@ TEST_F(RegistryTest, WaitsForAnotherProcess) {
         struct flock whole {};
         whole.l_type = F_WRLCK;
         ::fcntl(lock, F_SETLKW, &whole);
-        ::write(ready[1], "x", 1) == 1 ? ::usleep(200000) : 0;
+        ::write(ready[1], "x", 1) == 1 ? ::usleep(50000) : 0;
         writeFile(file(), "timestamp=1 event=I package=q keyid=late\n");
         ::_exit(0);
     }

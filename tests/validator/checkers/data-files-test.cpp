@@ -76,7 +76,7 @@ TEST_F(DataFilesTest, ManifestNamesAVersionThatTheSystemHas) {
          {R"({"minOSVersion": "4.0.2"})", R"({"minOSVersion": "4.0"})",
           R"({"minOSVersion": ["5.0.1", "4.0.1"]})", R"({"minOSVersion": "9.0", "minOSVersion": "4.0"})",
           R"({"keepMediaActiveInBackground": true, "minOSVersion": "4.0"})",
-          R"({"minOSVersion": [)" + repeated("\"9.1\",", 100'000) + "\"4.0\"]}"}},
+          R"({"minOSVersion": [)" + repeated("\"9.1\",", 20'000) + "\"4.0\"]}"}},
         {{"manifest-version-incompatible"},
          {R"({"minOSVersion": ["5.0.1", "3.9.1"]})", R"({"minOSVersion": []})",
           R"({"minOSVersion": "4.x"})"}},
