@@ -31,9 +31,10 @@ TEST_F(PlanTest, TheLauncherDoesWhatThePlanSays) {
     there("mkdir -p opt/kelp/rescued/org.example.notes; cd usr/share; "
           "truncate --size=5000 org.example.notes/first.txt; cd org.example.ticker; "
           "truncate --size=$(($(stat -fc '%a * %S' /opt) - 1000000)) ticker.conf");
-    EXPECT_THAT(run("/usr/bin/python3 -c 'import fcntl, os; f = open(\"'$IMAGE'/var/lib/rpm/.rpm.lock\", \"a\"); "
-                    "fcntl.lockf(f, fcntl.LOCK_EX); os.system(\"" KELPCTL " plan --root $IMAGE 2>&1\")'"),
-                HasSubstr("Another process changes the rpm database"));
+    EXPECT_THAT(
+        run("/usr/bin/python3 -c 'import fcntl, os; f = open(\"'$IMAGE'/var/lib/rpm/.rpm.lock\", \"a\"); "
+            "fcntl.lockf(f, fcntl.LOCK_EX); os.system(\"" KELPCTL " plan --root $IMAGE 2>&1\")'"),
+        HasSubstr("Another process changes the rpm database"));
     const std::string before = everything();
     const std::string plan = kelpctl("plan --json");
     EXPECT_EQ(run(KELPCTL " plan --json --root $IMAGE"), plan);
