@@ -4,7 +4,6 @@
 #include "kelpctl/shown-text.h"
 #include "kelpctl/validate/run/whole-io.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/stat.h>
@@ -14,7 +13,6 @@
 #include <cerrno>
 #include <cstring>
 #include <iostream>
-#include <memory>
 #include <system_error>
 
 namespace KelpCtl {
@@ -41,30 +39,22 @@ mode_t typeOf(const std::string &path, int flags) {
     return ::fstatat(AT_FDCWD, path.c_str(), &status, flags) == 0 ? status.st_mode & S_IFMT : 0;
 }
 
-struct CloseDirectory {
-    void operator()(DIR *directory) const { ::closedir(directory); }
-};
-
-/// The names in a directory, in the byte order of whole paths: those of directories end in "/". Nothing, and
-/// errno tells why, when it cannot be read.
+/// The packages and directories in a directory; the names of directories end in "/". Nothing, and errno tells
+/// why, when it cannot be read.
 std::optional<std::vector<std::string>> namesIn(const std::string &directory) {
-    const std::unique_ptr<DIR, CloseDirectory> stream(::opendir(directory.c_str()));
-    if (!stream)
+    auto names = Common::namesIn(
+        Common::FileDescriptor(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)));
+    if (!names)
         return std::nullopt;
-    std::vector<std::string> names;
-    errno = 0;
-    while (const dirent *entry = ::readdir(stream.get())) {
-        std::string name = entry->d_name;
-        if (name == "." || name == "..")
-            continue;
+    std::vector<std::string> wanted;
+    for (std::string &name : *names) {
         const mode_t type = typeOf(directory + name, AT_SYMLINK_NOFOLLOW);
         if (type == S_IFDIR)
-            names.push_back(name + '/');
+            wanted.push_back(name + '/');
         else if (type == S_IFREG && name.ends_with(".rpm"))
-            names.push_back(name);
-        errno = 0;
+            wanted.push_back(std::move(name));
     }
-    return errno == 0 ? std::optional(std::move(names)) : std::nullopt;
+    return wanted;
 }
 
 } // namespace

@@ -2,7 +2,6 @@
 
 #include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/files/path-walk.h"
-
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -12,6 +11,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstdio>
+#include <list>
 #include <memory>
 
 namespace fs = std::filesystem;
@@ -262,17 +262,10 @@ void Directory::makeLink(const std::string &target, const std::string &name) con
 }
 
 std::vector<std::string> Directory::names() const {
-    // A descriptor's entries can be read once: each call needs its own.
-    const std::unique_ptr<DIR, int (*)(DIR *)> stream(::fdopendir(again().directory_.release()), ::closedir);
-    if (!stream)
+    auto found = namesIn(directory_);
+    if (!found)
         raise("cannot read directory", {});
-    std::vector<std::string> found;
-    for (errno = 0; const dirent *entry = ::readdir(stream.get());)
-        if (const std::string name = entry->d_name; name != "." && name != "..")
-            found.push_back(name);
-    if (errno != 0)
-        raise("cannot read directory", {});
-    return found;
+    return std::move(*found);
 }
 
 /// For calls that take only paths: the kernel starts from the open directory, even if its path has changed.

@@ -54,7 +54,7 @@ public:
     /// Makes a symbolic link. Raises when anything has that name.
     void makeLink(const std::string &target, const std::string &name) const;
 
-    /// Everything in the directory.
+    /// Everything in the directory, sorted.
     std::vector<std::string> names() const;
 
     /// A path that leads to an entry by the open directory, for reading it. Good for as long as this object.

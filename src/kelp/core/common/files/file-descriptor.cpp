@@ -2,6 +2,7 @@
 
 #include "kelp/core/common/errors/error.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <linux/openat2.h>
 #include <sys/syscall.h>
@@ -9,6 +10,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <memory>
+#include <string_view>
 
 namespace Common {
 
@@ -58,6 +61,27 @@ FileDescriptor openBeneath(int directory, const std::filesystem::path &path, int
     // The C library has no function for it.
     FileDescriptor found(static_cast<int>(::syscall(SYS_openat2, directory, path.c_str(), &how, sizeof how)));
     return found.get() < 0 && errno == ENOSYS ? openByComponents(directory, path, flags) : std::move(found);
+}
+
+std::optional<std::vector<std::string>> namesIn(const FileDescriptor &directory) {
+    // A descriptor's entries can be read once: each call needs its own.
+    FileDescriptor own(
+        directory.get() < 0 ? -1 : ::openat(directory.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const std::unique_ptr<DIR, int (*)(DIR *)> stream(own.get() < 0 ? nullptr : ::fdopendir(own.get()),
+                                                      ::closedir);
+    if (!stream)
+        return std::nullopt;
+    // The stream owns the descriptor from now on.
+    own.release();
+    std::vector<std::string> names;
+    // Only errno tells the end from a failure. The work on a name may leave one of its own.
+    while (const dirent *entry = (errno = 0, ::readdir(stream.get())))
+        if (const std::string_view name = entry->d_name; name != "." && name != "..")
+            names.emplace_back(name);
+    if (errno != 0)
+        return std::nullopt;
+    std::ranges::sort(names);
+    return names;
 }
 
 } // namespace Common

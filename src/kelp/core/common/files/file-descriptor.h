@@ -1,7 +1,10 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace Common {
 
@@ -29,5 +32,9 @@ private:
 /// Opens a relative path below an open directory. Follows no link, and never leaves the directory. On failure
 /// nothing is open, and errno tells why.
 FileDescriptor openBeneath(int directory, const std::filesystem::path &path, int flags);
+
+/// The names in a directory, sorted. Nothing, and errno tells why, when it cannot be read as a whole; the
+/// errno of the failed open() when it is not open.
+std::optional<std::vector<std::string>> namesIn(const FileDescriptor &directory);
 
 } // namespace Common

@@ -3,7 +3,6 @@
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/files/filesystem.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -11,7 +10,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <memory>
 #include <string_view>
 #include <utility>
 
@@ -82,10 +80,6 @@ fs::path targetOf(const FileDescriptor &link, const fs::path &path) {
         raiseUnreadable(path);
     return std::string(text, static_cast<std::size_t>(size));
 }
-
-struct CloseDirectory {
-    void operator()(DIR *directory) const { ::closedir(directory); }
-};
 
 } // namespace
 
@@ -175,22 +169,10 @@ std::optional<TreeNode> StagingDirectory::find(const fs::path &path) const {
 }
 
 std::vector<std::string> StagingDirectory::namesIn(const fs::path &path) const {
-    FileDescriptor file = openExisting(path, directoryFlags);
-    // The stream owns the descriptor only if it was made, hence the later release.
-    const std::unique_ptr<DIR, CloseDirectory> directory(file.get() < 0 ? nullptr : ::fdopendir(file.get()));
-    if (!directory)
+    auto names = Common::namesIn(openExisting(path, directoryFlags));
+    if (!names)
         raiseUnreadable(path);
-    file.release();
-    std::vector<std::string> names;
-    errno = 0;
-    while (const dirent *entry = ::readdir(directory.get()))
-        if (isPlainName(entry->d_name))
-            names.emplace_back(entry->d_name);
-    // Only errno tells the end from a failure.
-    if (errno != 0)
-        raiseUnreadable(path);
-    std::ranges::sort(names);
-    return names;
+    return std::move(*names);
 }
 
 FileDescriptor StagingDirectory::openDirectory(const fs::path &path) const {

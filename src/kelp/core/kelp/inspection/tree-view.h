@@ -6,8 +6,6 @@
 #include <string_view>
 #include <unordered_set>
 
-struct dirent;
-
 namespace Core::KELP {
 
 /// The entries below a directory at one look. Each file is looked at once: a store has tens of thousands.
@@ -26,7 +24,7 @@ public:
 
 private:
     void look(int parent, const std::string &name, int flags, const std::string &path);
-    void count(int directory, const dirent &entry, const std::string &path);
+    void count(int directory, const std::string &name, const std::string &path);
 
     std::uintmax_t bytes_ = 0;
     std::unordered_set<std::string> paths_;

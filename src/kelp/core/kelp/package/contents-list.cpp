@@ -5,7 +5,6 @@
 #include "kelp/core/common/foreign-text.h"
 #include "kelp/core/kelp/package/store-names.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
@@ -16,7 +15,6 @@
 #include <cerrno>
 #include <charconv>
 #include <climits>
-#include <memory>
 #include <sstream>
 #include <string_view>
 
@@ -30,10 +28,6 @@ using Common::Error;
 using Common::ErrorCode;
 using Common::FileDescriptor;
 using Type = ContentsEntry::Type;
-
-struct CloseStream {
-    void operator()(DIR *stream) const { ::closedir(stream); }
-};
 
 /// By descriptors: a directory of the tree may have another owner by now.
 class TreeLook {
@@ -60,29 +54,13 @@ private:
     }
 
     void lookInto(int parent, const std::string &name, const std::string &path) {
-        FileDescriptor directory(::openat(parent, name.c_str(), directoryFlags));
-        const std::unique_ptr<DIR, CloseStream> stream(directory.get() < 0 ? nullptr
-                                                                           : ::fdopendir(directory.get()));
-        if (!stream)
+        const FileDescriptor directory(::openat(parent, name.c_str(), directoryFlags));
+        const auto names = Common::namesIn(directory);
+        if (!names)
             raise("Couldn't read directory: ", path);
-        // The stream owns the descriptor from now on.
-        const int place = directory.release();
-        for (const std::string &entry : namesIn(stream.get(), path))
+        for (const std::string &entry : *names)
             if (std::string below = path.empty() ? entry : path + '/' + entry; !isStoreOwn(below))
-                attempt(below, [&] { lookAt(place, entry, below); });
-    }
-
-    std::vector<std::string> namesIn(DIR *stream, const std::string &path) const {
-        std::vector<std::string> names;
-        errno = 0;
-        while (const dirent *entry = ::readdir(stream))
-            if (const std::string name = entry->d_name; name != "." && name != "..")
-                names.push_back(name);
-        // Only errno tells the end from a failure.
-        if (errno != 0)
-            raise("Couldn't read directory: ", path);
-        std::ranges::sort(names);
-        return names;
+                attempt(below, [&] { lookAt(directory.get(), entry, below); });
     }
 
     void lookAt(int directory, const std::string &name, const std::string &path) {
