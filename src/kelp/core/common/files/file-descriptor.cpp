@@ -32,7 +32,7 @@ void FileDescriptor::close() {
     // Released first: Linux closes it even when it reports an error, and the number may be another file's by
     // then.
     if (::close(release()) != 0)
-        throw Error(ErrorCode::Filesystem, "Couldn't finish writing a file");
+        throw Error(ErrorCode::Filesystem, "Couldn't finish writing a file", errno);
 }
 
 namespace {

@@ -22,7 +22,7 @@ public:
     /// Gives the file up to the caller.
     int release() { return std::exchange(file_, -1); }
 
-    /// Raises ErrorCode::Filesystem when a pending write fails.
+    /// Raises ErrorCode::Filesystem when a pending write fails, with the system's reason.
     void close();
 
 private:
