@@ -172,11 +172,11 @@ std::string headerDigest(const Reader &reader) {
     return reader.tagOr(Tag::Sha256Header, reader.tagOr(Tag::Sha1Header, ""));
 }
 
-RpmSurvey::RpmSurvey(const Transaction &rpm, const InstalledVersion &installedVersion,
+RpmSurvey::RpmSurvey(const Transaction &rpm, InstalledVersion installedVersion,
                      const IDatabasePathResolver &pathResolver, const std::set<std::string> &exceptIds,
                      const std::vector<LeftTree> &left, std::uint64_t stagingDevice) :
     rpm_(&rpm),
-    installedVersion_(&installedVersion),
+    installedVersion_(std::move(installedVersion)),
     pathResolver_(&pathResolver),
     stagingDevice_(stagingDevice) {
     const PackageSignatures::Database signatures(PackageSignatures::Database::defaultPath());
@@ -302,7 +302,7 @@ bool RpmSurvey::mayPublish(RpmCandidate &candidate, const InstalledApplication &
     } else if (std::string objection = StoreEntry(*pathResolver_, entry.id).objectionTo(entry.version);
                !objection.empty()) {
         candidate.stays = std::move(objection);
-    } else if (const auto installed = (*installedVersion_)(entry.id)) {
+    } else if (const auto installed = installedVersion_(entry.id)) {
         judgeStored(candidate, *installed, application);
     } else if (const auto foreign = StoreEntry(*pathResolver_, entry.id).content().foreign;
                !foreign.empty()) {

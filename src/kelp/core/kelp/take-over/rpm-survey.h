@@ -71,7 +71,7 @@ public:
     /// the trees `left` holds files that rpm has lost. `stagingDevice` is the filesystem of the staged trees.
     /// A record that cannot be read is logged, and its package stays in rpm. Raises as the signature
     /// database, Transaction::forEachInstalled and `installedVersion` do. `rpm` must outlive the object.
-    RpmSurvey(const Common::Rpm::Transaction &rpm, const InstalledVersion &installedVersion,
+    RpmSurvey(const Common::Rpm::Transaction &rpm, InstalledVersion installedVersion,
               const IDatabasePathResolver &pathResolver, const std::set<std::string> &exceptIds,
               const std::vector<LeftTree> &left, std::uint64_t stagingDevice);
 
@@ -138,7 +138,7 @@ private:
     void spread();
 
     const Common::Rpm::Transaction *rpm_;
-    const InstalledVersion *installedVersion_;
+    InstalledVersion installedVersion_;
     const IDatabasePathResolver *pathResolver_;
     std::uint64_t stagingDevice_;
     TargetPlaces targetPlaces_;
