@@ -35,6 +35,10 @@ TEST_F(PlanTest, TheLauncherDoesWhatThePlanSays) {
         run("/usr/bin/python3 -c 'import fcntl, os; f = open(\"'$IMAGE'/var/lib/rpm/.rpm.lock\", \"a\"); "
             "fcntl.lockf(f, fcntl.LOCK_EX); os.system(\"" KELPCTL " plan --root $IMAGE 2>&1\")'"),
         HasSubstr("Another process changes the rpm database"));
+    there("cd var/lib/rpm; mv .rpm.lock lock; /usr/bin/python3 -c 'import socket; "
+          "socket.socket(1).bind(\".rpm.lock\")'");
+    EXPECT_THAT(kelpctl("plan"), HasSubstr("Couldn't copy the rpm database"));
+    there("cd var/lib/rpm; mv lock .rpm.lock");
     const std::string before = everything();
     const std::string plan = kelpctl("plan --json");
     EXPECT_EQ(run(KELPCTL " plan --json --root $IMAGE"), plan);

@@ -102,6 +102,10 @@ constexpr const char *lockName = ".rpm.lock";
 /// process must have no Transaction on the machine's own database, whose lock this would end.
 FileDescriptor lockOutWriters(const fs::path &directory) {
     FileDescriptor lock(::open((directory / lockName).c_str(), O_RDONLY | O_CLOEXEC));
+    // Without the lock the copy could be torn.
+    if (lock.get() < 0 && errno != ENOENT)
+        throw fs::filesystem_error("cannot open", directory / lockName,
+                                   std::error_code(errno, std::system_category()));
     struct flock shared {};
     shared.l_type = F_RDLCK;
     shared.l_whence = SEEK_SET;
