@@ -2,6 +2,7 @@
 
 #include "kelp/core/common/errors/reraise-as.h"
 #include "kelp/core/common/files/file-descriptor.h"
+#include "kelp/core/common/files/filesystem.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -151,14 +152,10 @@ void flushFilesystem(const fs::path &path) {
 }
 
 void flushFilesystems(const std::set<fs::path> &paths) {
-    std::set<dev_t> flushed;
+    std::set<std::uint64_t> flushed;
     for (const fs::path &path : paths) {
-        struct stat status {};
-        fs::path place = path;
         // For a removed file, its directory must be flushed.
-        while (::stat(place.c_str(), &status) != 0 && place.has_relative_path())
-            place = place.parent_path();
-        if (flushed.insert(status.st_dev).second)
+        if (const fs::path place = nearestExisting(path); flushed.insert(deviceOf(place)).second)
             flushFilesystem(place);
     }
 }

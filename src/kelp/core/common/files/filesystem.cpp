@@ -47,13 +47,6 @@ void createLink(const char *kind, const fs::path &target, const fs::path &link, 
     });
 }
 
-fs::path nearestExisting(const fs::path &path) {
-    fs::path existing = fs::absolute(path);
-    while (!Common::exists(existing) && existing.has_relative_path())
-        existing = existing.parent_path();
-    return existing;
-}
-
 } // namespace
 
 void removeAll(const fs::path &path) {
@@ -130,16 +123,27 @@ bool hasSameContent(const fs::path &a, const fs::path &b) {
     });
 }
 
+fs::path nearestExisting(const fs::path &path) {
+    fs::path existing = fs::absolute(path);
+    while (!lookThrough(existing) && existing.has_relative_path())
+        existing = existing.parent_path();
+    return existing;
+}
+
 std::uint64_t freeSpace(const fs::path &path) {
     return reraiseAs(ErrorCode::Filesystem, "Couldn't retrieve free space: " + path.string(),
                      [&] { return fs::space(nearestExisting(path)).available; });
 }
 
 std::uint64_t deviceOf(const fs::path &path) {
-    struct stat status = {};
-    if (::stat(nearestExisting(path).c_str(), &status) != 0)
-        throw Error(ErrorCode::Filesystem, "Couldn't retrieve free space: " + path.string());
-    return status.st_dev;
+    return reraiseAs(ErrorCode::Filesystem, "Couldn't retrieve free space: " + path.string(), [&] {
+        const fs::path existing = nearestExisting(path);
+        struct stat status = {};
+        if (::stat(existing.c_str(), &status) != 0)
+            throw fs::filesystem_error("cannot look", existing,
+                                       std::error_code(errno, std::system_category()));
+        return status.st_dev;
+    });
 }
 
 bool isSameFilesystem(const fs::path &a, const fs::path &b) {
