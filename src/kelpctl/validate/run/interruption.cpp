@@ -75,6 +75,11 @@ void Interruption::check() {
 
 void Interruption::serveAnother() {
     servesAnother = 1;
+    // The event is shared with the first process. Nobody reads it: a request to this one alone would keep the
+    // other's poll ready for ever.
+    const int shared = event;
+    event = -1;
+    ::close(shared);
 }
 
 Interruption::Watch::Watch() {

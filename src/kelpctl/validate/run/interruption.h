@@ -30,7 +30,7 @@ public:
     static void check();
 
     /// Call it in a process that was forked to judge. A second request, such as the one passed on by the
-    /// first process, then does not end it before it has removed its files.
+    /// first process, then does not end it before it has removed its files. There is no descriptor() then.
     static void serveAnother();
 
     /// While one lives, such a process ends if it does not reach check() within half a minute after a
