@@ -7,6 +7,7 @@
 #include "kelpctl/shown-text.h"
 #include "kelpctl/validate/judge-pool.h"
 #include "kelpctl/validate/package-report.h"
+#include "kelpctl/validate/run/channel.h"
 #include "kelpctl/validate/run/spool.h"
 #include "kelpctl/validate/run/workspace.h"
 
@@ -292,6 +293,10 @@ TEST_F(KelpCtlTest, LeavesARunningJudgesFilesAndKeepsLongReportsOnDisk) {
     EXPECT_FALSE(fs::is_empty(temporary_));
     const NoMoreFiles noMore;
     EXPECT_THROW(KelpCtl::Spool().append(std::string(100'000, 'x')), std::runtime_error);
+    // A judge that a package has taken over claims gigabytes.
+    KelpCtl::FrameReader frames;
+    frames.add(std::string("\4\0\0\0\377\377\377\377", 8));
+    EXPECT_THROW(frames.next(), std::runtime_error);
 }
 
 TEST_F(KelpCtlTest, ShowsNoTextAsALineOrASequenceOfItsOwn) {

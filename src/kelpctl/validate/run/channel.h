@@ -32,7 +32,8 @@ class FrameReader {
 public:
     void add(std::string_view bytes) { bytes_ += bytes; }
 
-    /// The next frame, once it is complete. Raises std::runtime_error for one of an unknown kind.
+    /// The next frame, once it is complete. Raises std::runtime_error for one of an unknown kind, or longer
+    /// than any report.
     std::optional<Frame> next();
 
 private:
