@@ -56,7 +56,9 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
          {"ln -s /nowhere opt/app/org.example.reader/next", "org.example.reader", "unfinished-update", true},
          {"printf 'com.example.devices\\n2.0-7\\nU\\n' >var/lib/kelp/installation", "com.example.devices",
           "unfinished-update", true},
-         {"mkdir -p opt/kelp/install/org.example.gone", "org.example.gone", "leftover", true},
+         // But not what a dry run that is at work has unpacked.
+         {"mkdir -p opt/kelp/install/org.example.gone opt/kelp/install/org.example.gone.dry-run.1",
+          "org.example.gone", "leftover", true},
          // Copies, a directory made for links, and the store's own files.
          {"chmod 600 usr/bin/com.example.devices", "com.example.devices", "mode", true},
          {"chown daemon usr/bin/com.example.devices", "com.example.devices", "owner", true},
@@ -67,7 +69,8 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
          {"rm var/lib/kelp/registry", "org.example.ticker", "unregistered", true},
          {sources + "\"UPDATE packages SET source_keyid='.no.source.apps'\"", "org.example.notes", "unbound",
           true}},
-        {{"> opt/app/org.example.ticker/current/generated.dir.list", "org.example.ticker", "unlisted", true},
+        {{"rmdir opt/kelp/install/*.dry-run.1; > opt/app/org.example.ticker/current/generated.dir.list",
+          "org.example.ticker", "unlisted", true},
          {"cd opt/app/com.example.devices/2.0-7; cp -p velura.pkg /root; head -c 40 /root/velura.pkg "
           ">velura.pkg; cd /",
           "com.example.devices", "unreadable-descriptor", true},

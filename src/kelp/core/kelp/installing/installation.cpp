@@ -29,8 +29,6 @@
 #include "kelp/core/kelp/take-over/own-directory.h"
 #include "kelp/core/kelp/validator/configuration/config.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <set>
 #include <utility>
@@ -108,9 +106,7 @@ private:
     }
 
     /// A dry run holds no lock, and must not touch what an installation of the package unpacks meanwhile.
-    std::string stagingName() const {
-        return options_.isDryRun ? id_ + ".dry-run." + std::to_string(::getpid()) : id_;
-    }
+    std::string stagingName() const { return options_.isDryRun ? dryRunName(id_) : id_; }
 
     void judge(const fs::path &staging) const {
         const PackageJudge judge{

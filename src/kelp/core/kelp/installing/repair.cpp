@@ -96,8 +96,7 @@ public:
         requireList();
         const OwnDirectory directory = OwnDirectory::installing(configuration_);
         directory.require();
-        const ScratchTree scratch(directory.path() /
-                                  (isDryRun_ ? id_ + ".dry-run." + std::to_string(::getpid()) : id_));
+        const ScratchTree scratch(directory.path() / (isDryRun_ ? dryRunName(id_) : id_));
         make(scratch.path());
         if (!isDryRun_)
             exchange(scratch.path());

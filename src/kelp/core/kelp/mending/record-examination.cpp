@@ -260,10 +260,12 @@ private:
         if (!directory.isOwn())
             return;
         std::error_code error;
-        // A running installation looks the same. But a repair holds the lock of installations.
+        // A running installation looks the same. But a repair holds the lock of installations, which only a
+        // dry run does without.
         for (fs::directory_iterator entry(directory.path(), error), end; !error && entry != end;
              entry.increment(error))
-            if (entry->path().filename() != OwnDirectory::markName)
+            if (entry->path().filename() != OwnDirectory::markName &&
+                !isOfRunningDryRun(entry->path().filename()))
                 add(entry->path().filename().string(), FindingKind::Leftover, entry->path(),
                     "was unpacked for an installation that did not take place; --repair removes it",
                     [path = entry->path()] { Common::removeAll(path); });

@@ -11,12 +11,17 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <charconv>
+#include <csignal>
+#include <string_view>
 
 namespace fs = std::filesystem;
 
 namespace Core::KELP {
 
 namespace {
+
+constexpr const char *dryRunMark = ".dry-run.";
 
 bool isEmpty(const fs::path &directory) {
     std::error_code error;
@@ -85,6 +90,20 @@ void OwnDirectory::require() const {
     // moved to another disk, and a link put in its place.
     if (isEmpty(path_))
         Common::writeDurably(path_ / markName, "");
+}
+
+std::string dryRunName(const std::string &id) {
+    return id + dryRunMark + std::to_string(::getpid());
+}
+
+bool isOfRunningDryRun(const std::string &name) {
+    const std::size_t mark = name.rfind(dryRunMark);
+    if (mark == std::string::npos)
+        return false;
+    const std::string_view digits = std::string_view(name).substr(mark + std::string_view(dryRunMark).size());
+    pid_t process = 0;
+    const auto read = std::from_chars(digits.begin(), digits.end(), process);
+    return read.ptr == digits.end() && process > 0 && (::kill(process, 0) == 0 || errno == EPERM);
 }
 
 } // namespace Core::KELP

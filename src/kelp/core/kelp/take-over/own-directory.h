@@ -49,4 +49,11 @@ private:
     std::filesystem::path defaultPlace_;
 };
 
+/// The name for the tree of a dry run of this process, in the directory for unpacked packages. A dry run
+/// holds no lock.
+std::string dryRunName(const std::string &id);
+
+/// Whether that is the name of a dry run whose process lives.
+bool isOfRunningDryRun(const std::string &name);
+
 } // namespace Core::KELP
