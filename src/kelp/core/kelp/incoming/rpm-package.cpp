@@ -38,10 +38,13 @@ fs::path RpmPackage::packagePath(const FileEntry &entry) const {
 }
 
 void RpmPackage::extractDirectory(const fs::path &destination, const FileEntry &entry) const {
-    const fs::path target = destination / packagePath(entry);
+    const fs::path path = packagePath(entry);
+    const fs::path target = destination / path;
     Common::createDirectories(target);
-    // Ignores the umask: the package's programs expect the package's permissions.
-    Common::setPermissions(target, std::get<Common::Rpm::Directory>(entry.kind).permissions);
+    // Ignores the umask: the package's programs expect the package's permissions. But "/" is the tree itself:
+    // the store keeps its own files there, by which root removes published ones.
+    if (!path.empty())
+        Common::setPermissions(target, std::get<Common::Rpm::Directory>(entry.kind).permissions);
 }
 
 void RpmPackage::extractLink(const fs::path &destination, const fs::path &versionDirectory,

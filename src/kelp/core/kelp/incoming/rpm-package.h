@@ -86,7 +86,7 @@ public:
     // The steps for one entry of files(). `destination` is the staging directory. Both raise
     // ErrorCode::Filesystem, and leave what they have made by then.
 
-    /// Makes the entry's directory, with its parents, and sets its permissions.
+    /// Makes the entry's directory, with its parents, and sets its permissions; not those of `destination`.
     void extractDirectory(const std::filesystem::path &destination, const FileEntry &entry) const;
 
     /// Makes the entry's symbolic link, with its parents; the link leads to where its target will lie when
