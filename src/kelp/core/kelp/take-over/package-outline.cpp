@@ -6,17 +6,32 @@
 #include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
 #include "kelp/core/kelp/mappings/mapping.h"
+#include "kelp/core/kelp/package/store-names.h"
 
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <string_view>
 
 namespace fs = std::filesystem;
 
 namespace Core::KELP {
 
 namespace {
+
+/// A walk over a tree holds a directory open for each name on its way. A process may have 1024 files.
+constexpr std::ptrdiff_t deepest = 500;
+
+/// Whether the path needs a name that replaceFile() uses for a file of the store.
+bool isTemporaryOfStore(const fs::path &path) {
+    constexpr std::string_view ending = ".new";
+    std::string_view first(path.native());
+    first = first.substr(0, first.find('/'));
+    return first.ends_with(ending) &&
+           std::ranges::find(StoreName::files, first.substr(0, first.size() - ending.size())) !=
+               StoreName::files.end();
+}
 
 bool pointsBesideItself(const fs::path &target) {
     return !target.empty() && target.native().front() != '.' && target.native().front() != '/';
@@ -68,9 +83,11 @@ PackageOutline::PackageOutline(const RpmPackage &package, const StandingFiles &s
 void PackageOutline::add(const RpmPackage &package, const StandingFiles &standing, std::size_t number) {
     const RpmPackage::FileEntry &entry = package.files()[number];
     const fs::path path = package.packagePath(entry);
-    // The copy would be made outside of its tree.
-    if (std::ranges::find(path, "..") != path.end())
+    // The copy would be made outside of its tree, or where the store writes.
+    if (std::ranges::find(path, "..") != path.end() || isTemporaryOfStore(path))
         objection_ = objection_.value_or(entry.path + " is no place in the package");
+    else if (std::ranges::distance(path) > deepest)
+        objection_ = objection_.value_or(entry.path + " lies too deep");
     else if (std::holds_alternative<Common::Rpm::Directory>(entry.kind)) {
         put(path, {});
     } else if (const auto *link = std::get_if<Common::Rpm::Symlink>(&entry.kind)) {

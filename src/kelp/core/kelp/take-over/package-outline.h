@@ -24,8 +24,9 @@ public:
                    const std::filesystem::path &versionDirectory);
 
     /// Why the tree cannot be made, or not be published by `mappings`, which lead from the package to the
-    /// system. The reason is two files at one place, a link that leads to nothing in the tree, or a file
-    /// where a mapping has a directory. Nothing if the tree can be made and published.
+    /// system. The reason is two files at one place, a link that leads to nothing in the tree, a file where a
+    /// mapping has a directory, a place that the store needs itself, or a path that is too deep for the store.
+    /// Nothing if the tree can be made and published.
     std::optional<std::string> objection(const std::vector<Mapping> &mappings) const;
 
     /// The places in the system at which files of the tree will be published, in no particular order.
