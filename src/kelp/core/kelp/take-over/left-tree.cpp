@@ -104,7 +104,8 @@ bool LeftTree::isOf(const std::string &id) const {
 }
 
 bool LeftTree::isOf(const std::string &id, const std::string &version) const {
-    return isOf(id) && (!descriptor_ || descriptor_->at("general.version") == version);
+    // Only rescued trees are numbered: "foo.2" is of another application here, whose last copy it may be.
+    return descriptor_ ? isOf(id) && descriptor_->at("general.version") == version : path_.filename() == id;
 }
 
 bool LeftTree::holdsMissingFile(const Reader &record) const {

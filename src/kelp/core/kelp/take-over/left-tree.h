@@ -33,10 +33,12 @@ public:
     /// ID-VERSION by the descriptor, or else the directory's own name.
     std::string name() const;
 
-    /// Whether it is of this application; by the directory's name where it has no descriptor.
+    /// Whether it is of this application; by the directory's name, perhaps numbered, where it has no
+    /// descriptor.
     bool isOf(const std::string &id) const;
 
-    /// Whether it is of this application, and of this version if its descriptor has one.
+    /// Whether it is of this application and version, for a tree that was never rescued. Without a descriptor
+    /// it has exactly the application's name.
     bool isOf(const std::string &id, const std::string &version) const;
 
     /// Whether it holds a regular file of rpm's record that is missing at its place. Raises
