@@ -11,10 +11,8 @@ std::vector<JournalEntry> pendingTakeOvers(const IConfiguration &configuration) 
 }
 
 std::set<std::string> idsOnTheirWay(const IConfiguration &configuration) {
-    std::set<std::string> ids;
-    for (JournalEntry &entry : pendingTakeOvers(configuration))
-        ids.insert(std::move(entry.id));
-    return ids;
+    Common::requireReadable(TakeOverJournal::path());
+    return TakeOverJournal::readIds(configuration.tempDirectory());
 }
 
 } // namespace Core::KELP

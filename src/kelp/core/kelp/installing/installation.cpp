@@ -23,6 +23,7 @@
 #include "kelp/core/kelp/mending/publication-obstacle.h"
 #include "kelp/core/kelp/mending/unfinished-operations.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
+#include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/kelp/package/store-entry.h"
 #include "kelp/core/kelp/publication/left-behind.h"
 #include "kelp/core/kelp/store/fs-database.h"
@@ -185,7 +186,7 @@ private:
     void checkKey() const {
         if (certificate_.keyId() == installed_.value("certificate.id"))
             return;
-        const std::vector<std::string> earlier = previousKeys(*installed_.information);
+        const std::vector<std::string> earlier = previousKeyIds(*installed_.information);
         // Two messages for people: one is the developer's own old key, the other another developer.
         const bool isEarlier = std::ranges::find(earlier, certificate_.keyId()) != earlier.end();
         refusePackage(id_, isEarlier ? ErrorCode::DeveloperKeySuperseded : ErrorCode::DeveloperMismatch);

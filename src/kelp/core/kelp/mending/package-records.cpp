@@ -4,6 +4,7 @@
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/kelp/inspection/certificates.h"
 #include "kelp/core/kelp/inspection/records-view.h"
+#include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/trusted-sources/sqlite-database.h"
 
 #include <ctime>
@@ -33,19 +34,9 @@ void bindToItsSource(const IConfiguration &configuration, const std::string &id)
         .bindPackage(id, source.value_or(TrustedSources::Source::reserved()));
 }
 
-std::vector<std::string> previousKeys(const PackageInformation &information) {
-    std::vector<std::string> keys;
-    const std::string section = "prev_key_ids.";
-    // Keys are sorted as texts, 10 before 2, as in every other reader.
-    for (auto entry = information.lower_bound(section);
-         entry != information.end() && entry->first.starts_with(section); ++entry)
-        keys.push_back(entry->second);
-    return keys;
-}
-
 RegistryRecord recordOf(RegistryEvent event, const PackageInformation &information) {
     return {event, std::time(nullptr), information.at("general.id"), information.at("certificate.id"),
-            previousKeys(information)};
+            previousKeyIds(information)};
 }
 
 std::optional<RegistryRecord> lastRecord(const std::string &id) {

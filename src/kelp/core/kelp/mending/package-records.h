@@ -29,9 +29,6 @@ std::optional<std::string> developerKey(const std::string &id);
 /// binding is unchanged.
 void bindToItsSource(const IConfiguration &configuration, const std::string &id);
 
-/// The earlier key ids of a package's developer, as its descriptor has them, in its order.
-std::vector<std::string> previousKeys(const PackageInformation &information);
-
 /// The record of an event of now, with the keys of a descriptor. Throws std::out_of_range without
 /// "general.id" or "certificate.id".
 RegistryRecord recordOf(RegistryEvent event, const PackageInformation &information);

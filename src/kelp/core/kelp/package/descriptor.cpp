@@ -114,6 +114,15 @@ bool isFaultOfMachine(const std::exception &error) {
     return reason != 0 && reason != EINVAL && reason != ENXIO && !Common::provesAbsence(reason);
 }
 
+std::vector<std::string> previousKeyIds(const PackageInformation &information) {
+    const std::string section = "prev_key_ids.";
+    std::vector<std::string> ids;
+    for (auto entry = information.lower_bound(section);
+         entry != information.end() && entry->first.starts_with(section); ++entry)
+        ids.push_back(entry->second);
+    return ids;
+}
+
 std::vector<Mapping> publicationRows(const PackageInformation &information) {
     const auto value = [&](const char *key) { return valueOf(information, key); };
     return buildMappings(value("general.id").value_or(""), value("certificate.id").value_or(""),

@@ -7,6 +7,7 @@
 #include <array>
 #include <exception>
 #include <filesystem>
+#include <string>
 #include <vector>
 
 namespace Core::KELP {
@@ -36,6 +37,10 @@ PackageInformation readDescriptor(const std::filesystem::path &path);
 /// Whether the error that it raised is the machine's: a failed read may succeed the next time. A pipe or a
 /// link to nowhere in the descriptor's place needs a person.
 bool isFaultOfMachine(const std::exception &error);
+
+/// The earlier key ids of a package's developer. They are in the order of their keys' texts, 10 before 2, as
+/// in every other reader.
+std::vector<std::string> previousKeyIds(const PackageInformation &information);
 
 /// The rows by which the files of an installed version are published, by its descriptor's values.
 std::vector<Mapping> publicationRows(const PackageInformation &information);

@@ -5,13 +5,10 @@
 #include "kelp/core/kelp/package/package-information.h"
 
 #include <algorithm>
-#include <string_view>
 
 namespace Core::KELP {
 
 namespace {
-
-constexpr std::string_view previousKeyPrefix = "prev_key_ids.";
 
 class EmergencyPackage final : public Package {
 public:
@@ -22,15 +19,6 @@ public:
         throw Common::Error(Common::ErrorCode::Internal, "Unimplemented in EmergencyPackage");
     }
 };
-
-/// Ordered by the keys' texts, like the map: "prev_key_ids.10" before "prev_key_ids.2".
-std::vector<std::string> previousKeyIds(const PackageInformation &information) {
-    std::vector<std::string> ids;
-    for (const auto &[key, value] : information)
-        if (key.starts_with(previousKeyPrefix))
-            ids.push_back(value);
-    return ids;
-}
 
 bool isComplete(const PackageInformation &information) {
     return std::ranges::all_of(requiredDescriptorKeys,

@@ -183,10 +183,7 @@ std::optional<PackageInformation> FSDatabase::currentInformation(const std::stri
 
 /// Only the take-over completes or rolls back the packages that the journal names.
 std::set<std::string> FSDatabase::idsOnTheirWay() const {
-    std::set<std::string> ids;
-    for (JournalEntry &entry : TakeOverJournal::read(configuration_->tempDirectory()))
-        ids.insert(std::move(entry.id));
-    return ids;
+    return TakeOverJournal::readIds(configuration_->tempDirectory());
 }
 
 std::vector<PackageInformation> FSDatabase::packages() {

@@ -344,6 +344,13 @@ std::vector<JournalEntry> TakeOverJournal::read(const fs::path &temporaryDirecto
     return entries;
 }
 
+std::set<std::string> TakeOverJournal::readIds(const fs::path &temporaryDirectory) {
+    std::set<std::string> ids;
+    for (JournalEntry &entry : read(temporaryDirectory))
+        ids.insert(std::move(entry.id));
+    return ids;
+}
+
 void TakeOverJournal::write(const std::vector<JournalEntry> &entries, const std::vector<JournalEntry> &more) {
     Common::createDirectories(path().parent_path());
     // In one step: a kill leaves the earlier journal, whose packages are all still on their way.

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <limits>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -151,6 +152,9 @@ public:
     /// the take-over journal: PATH" and the heading that helps, for a journal that is damaged or names trees
     /// outside the temporary directory. For one that cannot be read, raises as Common::readIfExists() does.
     static std::vector<JournalEntry> read(const std::filesystem::path &temporaryDirectory);
+
+    /// Their ids. Raises as read() does.
+    static std::set<std::string> readIds(const std::filesystem::path &temporaryDirectory);
 
     /// Replaces the journal by the packages of both lists, in one step and durably. Raises
     /// ErrorCode::Filesystem; then the journal before it stands.
