@@ -2,12 +2,12 @@
 
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/files/file-descriptor.h"
+#include "kelp/core/common/rpm/digest.h"
 #include "kelp/core/common/rpm/initialise.h"
 #include "kelp/core/common/rpm/tag-data.h"
 
 #include <fcntl.h>
 #include <rpm/header.h>
-#include <rpm/rpmcrypto.h>
 #include <rpm/rpmds.h>
 #include <rpm/rpmfiles.h>
 #include <rpm/rpmio.h>
@@ -173,14 +173,11 @@ std::string Reader::tagOr(std::int32_t tag, const std::string &fallback) const {
 std::string Reader::digest() const {
     unsigned size = 0;
     const std::unique_ptr<void, decltype(&std::free)> bytes(headerExport(header(), &size), std::free);
-    DIGEST_CTX context = rpmDigestInit(RPM_HASH_SHA256, RPMDIGEST_NONE);
-    rpmDigestUpdate(context, bytes.get(), size);
-    void *digest = nullptr;
-    rpmDigestFinal(context, &digest, nullptr, 1);
-    const std::unique_ptr<void, decltype(&std::free)> text(digest, std::free);
-    if (!bytes || !text)
+    if (!bytes)
         throw std::bad_alloc();
-    return static_cast<const char *>(text.get());
+    Digest digest;
+    digest.update({static_cast<const char *>(bytes.get()), size});
+    return digest.finish();
 }
 
 namespace {

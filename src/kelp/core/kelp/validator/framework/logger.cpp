@@ -1,14 +1,11 @@
 #include "kelp/core/kelp/validator/framework/logger.h"
 
+#include "kelp/core/common/rpm/digest.h"
 #include "kelp/core/kelp/validator/configuration/config.h"
 
-#include <rpm/rpmcrypto.h>
-
 #include <algorithm>
-#include <cstdlib>
-#include <cstring>
 #include <iostream>
-#include <memory>
+#include <string>
 #include <utility>
 
 namespace Validator {
@@ -20,16 +17,11 @@ constexpr std::size_t mostSlots = std::size_t(1) << 22;
 
 /// Never 0. From a cryptographic digest: of two texts that collide, one would not be printed.
 std::uint64_t digestOf(std::uint32_t kind, std::string_view text) {
-    DIGEST_CTX context = rpmDigestInit(RPM_HASH_SHA256, RPMDIGEST_NONE);
-    rpmDigestUpdate(context, &kind, sizeof kind);
-    rpmDigestUpdate(context, text.data(), text.size());
-    void *bytes = nullptr;
-    size_t size = 0;
-    rpmDigestFinal(context, &bytes, &size, 0);
-    const std::unique_ptr<void, decltype(&std::free)> owner(bytes, std::free);
-    std::uint64_t digest = 0;
-    std::memcpy(&digest, bytes, std::min(size, sizeof digest));
-    return std::max<std::uint64_t>(digest, 1);
+    constexpr std::size_t digits = 16;
+    Common::Rpm::Digest digest;
+    digest.update({reinterpret_cast<const char *>(&kind), sizeof kind});
+    digest.update(text);
+    return std::max<std::uint64_t>(std::stoull(digest.finish().substr(0, digits), nullptr, 16), 1);
 }
 
 } // namespace

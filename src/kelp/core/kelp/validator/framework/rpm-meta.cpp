@@ -1,6 +1,7 @@
 #include "kelp/core/kelp/validator/framework/rpm-meta.h"
 
 #include "kelp/core/common/rpm/reader.h"
+#include "kelp/core/common/rpm/tag-data.h"
 #include "kelp/core/common/rpm/tags.h"
 
 #include <rpm/header.h>
@@ -102,15 +103,10 @@ std::string shortened(std::string_view dependency) {
     return std::string(dependency);
 }
 
-void freeTagData(rpmtd data) {
-    rpmtdFreeData(data);
-    rpmtdFree(data);
-}
-
 /// The names as in the header. A boolean dependency is kept whole, so that nothing hides after its first
 /// word.
 void readRequirements(const Reader &reader, RpmFacts &facts) {
-    const std::unique_ptr<rpmtd_s, decltype(&freeTagData)> data(rpmtdNew(), freeTagData);
+    const Common::Rpm::TagData data = Common::Rpm::makeTagData();
     // The texts stay in the reader's header; without the tag there are none.
     headerGet(reader.header(), Tag::RequireName, data.get(), HEADERGET_MINMEM);
     while (const char *dependency = rpmtdNextString(data.get())) {
