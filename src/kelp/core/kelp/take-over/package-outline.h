@@ -25,8 +25,8 @@ public:
 
     /// Why the tree cannot be made, or not be published by `mappings`, which lead from the package to the
     /// system. The reason is two files at one place, a link that leads to nothing in the tree, a file where a
-    /// mapping has a directory, a place that the store needs itself, or a path that is too deep for the store.
-    /// Nothing if the tree can be made and published.
+    /// mapping has a directory, a place that the store needs itself, or a path that is too deep for the
+    /// store. Nothing if the tree can be made and published.
     std::optional<std::string> objection(const std::vector<Mapping> &mappings) const;
 
     /// The places in the system at which files of the tree will be published, in no particular order.
