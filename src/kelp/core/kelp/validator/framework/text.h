@@ -37,6 +37,14 @@ constexpr std::string_view takeLeading(std::string_view &text, Class isInClass) 
     return taken;
 }
 
+/// The text without the white space around it.
+constexpr std::string_view trimmed(std::string_view text) {
+    takeLeading(text, isSpace);
+    while (!text.empty() && isSpace(text.back()))
+        text.remove_suffix(1);
+    return text;
+}
+
 /// Whether the text begins with the pieces one after the other.
 constexpr bool beginsWith(std::string_view text, std::initializer_list<std::string_view> pieces) {
     for (const std::string_view piece : pieces) {

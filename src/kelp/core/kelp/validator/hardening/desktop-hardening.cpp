@@ -29,13 +29,6 @@ bool isIsolate(char32_t c) {
     return c >= 0x2066 && c < endOfIsolate;
 }
 
-std::string_view trimmed(std::string_view text) {
-    takeLeading(text, isSpace);
-    while (!text.empty() && isSpace(text.back()))
-        text.remove_suffix(1);
-    return text;
-}
-
 /// A key with or without a language in brackets.
 bool isFormOf(std::string_view key, std::string_view name) {
     return key.starts_with(name) && (key.size() == name.size() || key[name.size()] == '[');

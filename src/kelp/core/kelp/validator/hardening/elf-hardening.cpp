@@ -8,6 +8,7 @@
 #include "kelp/core/kelp/validator/hardening/loader-table.h"
 #include "kelp/core/kelp/validator/hardening/program-headers.h"
 #include "kelp/core/kelp/validator/program/elf-reader.h"
+#include "kelp/core/kelp/validator/program/library-places.h"
 
 #include <elf.h>
 
@@ -77,23 +78,6 @@ bool leavesLibraries(std::string_view piece, std::string_view path, const std::s
 constexpr std::string_view libraryMark = ".so";
 constexpr auto anyExecute = std::filesystem::perms::owner_exec | std::filesystem::perms::group_exec |
                             std::filesystem::perms::others_exec;
-
-/// The folders in which the rule on the main binary's libraries finds packaged ones.
-struct LibraryFolder {
-    std::string_view area;
-    std::string_view folder; ///< After the name of the package.
-};
-
-constexpr LibraryFolder libraryFolders[] = {
-    {"/usr/share/", "/lib/"},
-    {"/usr/share/", "/libs/"},
-    {"/usr/share/", "/lib/qmlplugins/"},
-    {"/usr/share/", "/libs/qmlplugins/"},
-    {"/usr/lib/3rdparty/", "/"},
-    {"/usr/lib/3rdparty/", "/lib/"},
-    {"/usr/lib/3rdparty/", "/qmlplugins/"},
-    {"/usr/lib/3rdparty/", "/lib/qmlplugins/"},
-};
 
 bool isLoadable(const ProgramHeaders &headers) {
     return headers.type == ET_EXEC || headers.type == ET_DYN;

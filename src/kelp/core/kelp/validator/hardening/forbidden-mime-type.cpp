@@ -20,10 +20,7 @@ char lower(char c) {
 } // namespace
 
 bool isForbiddenMimeType(const Config &config, std::string_view type) {
-    takeLeading(type, isSpace);
-    while (!type.empty() && isSpace(type.back()))
-        type.remove_suffix(1);
-    std::string name(type);
+    std::string name(trimmed(type));
     std::ranges::transform(name, name.begin(), lower);
     return config.forbiddenMimeTypes().contains(name == olderNameOfRpm ? std::string(usualName) : name);
 }

@@ -11,6 +11,26 @@ class RpmMeta;
 
 // Where a program finds libraries.
 
+/// A folder in which a package may ship libraries for its main binary. Its path has the name of the package
+/// between the two.
+struct LibraryFolder {
+    std::string_view area;
+    std::string_view folder;
+};
+
+inline constexpr std::string_view shareArea = "/usr/share/";
+inline constexpr std::string_view thirdPartyArea = "/usr/lib/3rdparty/";
+inline constexpr LibraryFolder libraryFolders[] = {
+    {shareArea, "/lib/"},
+    {shareArea, "/libs/"},
+    {shareArea, "/lib/qmlplugins/"},
+    {shareArea, "/libs/qmlplugins/"},
+    {thirdPartyArea, "/"},
+    {thirdPartyArea, "/lib/"},
+    {thirdPartyArea, "/qmlplugins/"},
+    {thirdPartyArea, "/lib/qmlplugins/"},
+};
+
 /// Whether each directory of an rpath, a list joined by ":", lies where a package of that name may have its
 /// libraries. White space around a directory does not count; an empty directory is ignored.
 bool isAllowedRpath(std::string_view rpath, const std::string &package);
