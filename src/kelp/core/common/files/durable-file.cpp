@@ -113,19 +113,6 @@ void flushFile(const fs::path &path) {
     });
 }
 
-void reserveSpace(const fs::path &path, std::uintmax_t size) {
-    reraiseAs(ErrorCode::Filesystem, "Couldn't reserve space: " + path.string(), [&] {
-        const FileDescriptor file = opened(path, O_WRONLY | O_CREAT | O_TRUNC);
-        // The result is the error; errno is not set. ftruncate would reserve no space.
-        const int error = ::posix_fallocate(file.get(), 0, static_cast<off_t>(size));
-        if (error == 0)
-            return;
-        std::error_code ignored;
-        fs::remove(path, ignored);
-        throw fs::filesystem_error("cannot allocate", path, std::error_code(error, std::system_category()));
-    });
-}
-
 std::optional<std::string> readIfExists(const fs::path &path, std::uintmax_t longest) {
     return reraiseAs(ErrorCode::Filesystem, "Couldn't read file: " + path.string(),
                      [&]() -> std::optional<std::string> {

@@ -34,10 +34,6 @@ void replaceDurably(const std::filesystem::path &path, std::string_view content)
 /// Flushes the content of a file that was written by other means.
 void flushFile(const std::filesystem::path &path);
 
-/// Makes a file that occupies `size` bytes of the filesystem, to be removed when they are needed. Raises
-/// "Couldn't reserve space: PATH", and then leaves no file.
-void reserveSpace(const std::filesystem::path &path, std::uintmax_t size);
-
 /// In bytes, more than any of our files has, except the take-over journal.
 constexpr std::uintmax_t longestText = std::uintmax_t(64) << 20;
 

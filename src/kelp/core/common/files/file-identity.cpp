@@ -17,13 +17,6 @@ std::optional<FileIdentity> identityAt(const std::filesystem::path &path) {
     return identityOf(status);
 }
 
-std::optional<FileIdentity> identityBehind(const std::filesystem::path &path) {
-    struct stat status = {};
-    if (::stat(path.c_str(), &status) != 0)
-        return std::nullopt;
-    return identityOf(status);
-}
-
 bool IdentityComparison::isSame(const FileIdentity &noted, const FileIdentity &now) {
     if (noted.inode != now.inode || noted.size != now.size || noted.modified != now.modified)
         return false;

@@ -25,9 +25,6 @@ FileIdentity identityOf(const struct stat &status);
 /// The file at `path`; links are not followed. Nothing when there is none, or when the look fails.
 std::optional<FileIdentity> identityAt(const std::filesystem::path &path);
 
-/// The same of the file that an open of `path` finds: links are followed.
-std::optional<FileIdentity> identityBehind(const std::filesystem::path &path);
-
 /// Compares identities that were noted at an earlier start with those of today. Devices get new numbers at
 /// each boot: two files are on one device if the same number was noted for both.
 class IdentityComparison {
