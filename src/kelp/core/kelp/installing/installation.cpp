@@ -45,10 +45,6 @@ using Common::ErrorCode;
 using PackageSignatures::Certificate;
 using PackageSignatures::Group;
 
-std::string textOf(const std::string &id, ErrorCode code) {
-    return id + ": " + Common::ErrorCategory::make(code).message();
-}
-
 void beginInstallation(const UnfinishedInstallation &begun) {
     const char *event = begun.event == RegistryEvent::Update ? "U" : "I";
     Common::replaceDurably(installationFile(), begun.id + "\n" + begun.version + "\n" + event + "\n");
@@ -131,7 +127,7 @@ private:
 
     void refuseForeign(const std::string &obstacle) const {
         if (!obstacle.empty())
-            throw Error(ErrorCode::FileConflict, textOf(id_, ErrorCode::FileConflict) + ": " + obstacle);
+            refusePackage(id_, ErrorCode::FileConflict, ": " + obstacle);
     }
 
     void check() {
@@ -157,9 +153,8 @@ private:
         // the package is in.
         const SourcesView sources = SourcesView::read(configuration_);
         if (!certifiedSource(id_) && !sources.missingSourceAllowed)
-            throw Error(ErrorCode::PackagesWithoutSourceNotAllowed,
-                        textOf(id_, ErrorCode::PackagesWithoutSourceNotAllowed) +
-                            "; \"kelpctl policy missing-source allow\" would let it in");
+            refusePackage(id_, ErrorCode::PackagesWithoutSourceNotAllowed,
+                          "; \"kelpctl policy missing-source allow\" would let it in");
     }
 
     /// A version cannot be compared with one whose descriptor is unreadable, nor take its place.

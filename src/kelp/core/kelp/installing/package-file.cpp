@@ -16,8 +16,8 @@ namespace Core::KELP {
 using Common::Error;
 using Common::ErrorCode;
 
-void refusePackage(const std::string &id, ErrorCode code) {
-    throw Error(code, id + ": " + Common::ErrorCategory::make(code).message());
+void refusePackage(const std::string &id, ErrorCode code, const std::string &more) {
+    throw Error(code, id + ": " + Common::ErrorCategory::make(code).message() + more);
 }
 
 namespace {

@@ -11,8 +11,8 @@ namespace Core::KELP {
 
 // Checks of a package file, and the place to unpack it, for installation and repair.
 
-/// Raises the code with the id and the code's own message.
-[[noreturn]] void refusePackage(const std::string &id, Common::ErrorCode code);
+/// Raises the code with the id, the code's own message and `more`.
+[[noreturn]] void refusePackage(const std::string &id, Common::ErrorCode code, const std::string &more = {});
 
 /// The certificate by which a package is judged. Raises the code of the refusal for a package without a
 /// certificate, or with one that may not install.
