@@ -36,11 +36,12 @@ protected:
     std::string rpms() const { return run("in_image rpm -qa | sort"); }
 };
 
-TEST_F(MigrationsTest, TheTourShowsWhatItHasTo) {
-    const Image fresh;
-    EXPECT_THAT(
-        fresh.run("BUILT_RPMS=" KELP_RPMS "/samples KELPCTL=" KELPCTL " " KELP_SAMPLES "/tour --check-only"),
-        HasSubstr(" passed, 0 failed"));
+using TourTest = ImageFixture;
+
+TEST_F(TourTest, ShowsWhatItHasTo) {
+    EXPECT_THAT(image().run("BUILT_RPMS=" KELP_RPMS "/samples KELPCTL=" KELPCTL " " KELP_SAMPLES
+                            "/tour --check-only"),
+                HasSubstr(" passed, 0 failed"));
 }
 
 TEST_F(MigrationsTest, ARemovedStampRepeatsItsMigrationHarmlessly) {
