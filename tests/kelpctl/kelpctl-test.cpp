@@ -452,21 +452,21 @@ TEST_F(KelpCtlTest, ResumesWithoutJudgingAgain) {
 }
 
 TEST_F(KelpCtlTest, EndsAJudgeThatHangs) {
-    KelpCtl::JudgeOptions options{
-        {std::make_shared<Validator::Config>(Validator::Profile::Regular, Validator::Target{})}};
+    using namespace Validator;
+    KelpCtl::JudgeOptions options{{std::make_shared<Config>(Profile::Regular, Target{})}};
     options.grace = {};
     KelpCtl::PackageSource source({sound, sound, sound}, {});
     std::string reports;
     const auto take = [&](const KelpCtl::PackageReport &report) {
+        options.timeout.reset();
         // The judge of the first hangs when it gets the second, for which alone there is no time.
-        if (reports.empty())
-            ::kill(std::stoi(readFile("/proc/thread-self/children")), SIGSTOP);
-        options.timeout = reports.empty() ? std::optional(std::chrono::seconds(0)) : std::nullopt;
-        reports += nameOf(report.verdict) + ' ' + report.reason + '\n';
+        if (reports.empty() && ::kill(std::stoi(readFile("/proc/thread-self/children")), SIGSTOP) == 0)
+            options.timeout.emplace(0);
+        reports += nameOf(report.verdict) + report.reason + ',';
         return true;
     };
     KelpCtl::JudgePool(options).run(source, {take, {}});
-    EXPECT_EQ(reports, "accepted \nincomplete It takes longer than 0 seconds\naccepted \n");
+    EXPECT_EQ(reports, "accepted,incompleteIt takes longer than 0 seconds,accepted,");
 }
 
 TEST_F(KelpCtlTest, LosesOnePackageByTheEndOfItsJudgeAndNothingByItsOwn) {
