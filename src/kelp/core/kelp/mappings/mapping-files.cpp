@@ -41,7 +41,7 @@ std::string failureAt(const std::string &source, const std::string &target) {
 /// A relative target counts from the mapping's own directory: from the working directory, a healthy link such
 /// as "sh -> dash" would look broken and be lost.
 bool isBroken(const fs::path &mapping) {
-    return isMapping(mapping) && !Common::exists(mapping.parent_path() / mappingTarget(mapping));
+    return isMapping(mapping) && !Common::lookThrough(mapping.parent_path() / mappingTarget(mapping));
 }
 
 /// A copy gets its attribute before its name: one without the attribute would stay for good.
