@@ -5,8 +5,8 @@
 
 #include "kelp/core/common/rpm/initialise.h"
 #include "kelp/core/common/rpm/reader.h"
-#include "kelp/core/kelp/incoming/judge.h"
 #include "kelp/core/kelp/incoming/rpm-package.h"
+#include "kelp/core/kelp/incoming/validation-setup.h"
 #include "kelp/core/kelp/validator/framework/rpm-meta.h"
 #include "support/fuzz-checker.h"
 #include "support/fuzz-file.h"

@@ -13,7 +13,7 @@
 #include "kelp/core/kelp/skid/patterns.h"
 #include "kelp/core/kelp/store/fs-database.h"
 #include "kelp/core/kelp/take-over/lost-database.h"
-#include "kelp/core/trusted-sources/source.h"
+#include "kelp/core/trusted-sources/i-database.h"
 #include "kelp/core/trusted-sources/sqlite-database.h"
 
 #include <exception>

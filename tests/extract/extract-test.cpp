@@ -1,8 +1,8 @@
 #include "kelp/core/common/files/extended-attributes.h"
 #include "kelp/core/common/rpm/digest.h"
-#include "kelp/core/kelp/incoming/judge.h"
 #include "kelp/core/kelp/incoming/rpm-package.h"
 #include "kelp/core/kelp/incoming/staging-directory.h"
+#include "kelp/core/kelp/incoming/validation-setup.h"
 #include "kelp/core/kelp/package/package-information.h"
 #include "kelp/core/kelp/validator/configuration/config.h"
 
@@ -64,7 +64,7 @@ protected:
         CapturedOutput report(CapturedOutput::Stream::Error);
         writer.write(package_);
         fs::remove_all(staging_);
-        const PackageJudge judge{std::make_shared<Validator::Config>(Validator::Profile::Regular)};
+        const ValidationSetup judge{std::make_shared<Validator::Config>(Validator::Profile::Regular)};
         RpmPackage::fromFile(package_, {}).validate(staging_, {judge}, {});
         return report.take();
     }

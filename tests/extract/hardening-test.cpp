@@ -1,5 +1,5 @@
-#include "kelp/core/kelp/incoming/judge.h"
 #include "kelp/core/kelp/incoming/rpm-package.h"
+#include "kelp/core/kelp/incoming/validation-setup.h"
 #include "kelp/core/kelp/validator/configuration/config.h"
 
 #include "rpm-writer.h"

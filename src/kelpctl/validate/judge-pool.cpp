@@ -2,8 +2,8 @@
 
 #include "kelpctl/validate/judge-process.h"
 #include "kelpctl/validate/package-report.h"
+#include "kelpctl/validate/run/channel.h"
 #include "kelpctl/validate/run/interruption.h"
-#include "kelpctl/validate/run/whole-io.h"
 #include "kelpctl/validate/run/workspace.h"
 
 #include <poll.h>

@@ -3,7 +3,6 @@
 #include "kelpctl/validate/package-report.h"
 #include "kelpctl/validate/run/channel.h"
 #include "kelpctl/validate/run/interruption.h"
-#include "kelpctl/validate/run/whole-io.h"
 
 #include <unistd.h>
 

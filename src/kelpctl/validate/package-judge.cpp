@@ -3,9 +3,9 @@
 #include "kelpctl/file-kind.h"
 #include "kelpctl/terminal.h"
 #include "kelpctl/validate/collected-report.h"
-#include "kelpctl/validate/lookahead.h"
 #include "kelpctl/validate/run/interruption.h"
 #include "kelpctl/validate/run/workspace.h"
+#include "kelpctl/validate/threaded-pipeline.h"
 
 #include "kelp/core/common/errors/error-category.h"
 #include "kelp/core/common/errors/error.h"
@@ -13,8 +13,8 @@
 #include "kelp/core/common/rpm/digest.h"
 #include "kelp/core/common/rpm/initialise.h"
 #include "kelp/core/common/rpm/tags.h"
-#include "kelp/core/kelp/incoming/judge.h"
 #include "kelp/core/kelp/incoming/rpm-package.h"
+#include "kelp/core/kelp/incoming/validation-setup.h"
 #include "kelp/core/kelp/validator/framework/content-findings.h"
 #include "kelp/core/kelp/validator/hardening/hardening-findings.h"
 #include "kelp/core/kelp/validator/hardening/header-hardening.h"
@@ -270,15 +270,15 @@ private:
             deadline_.check();
         };
         if (hasThreads())
-            trial.conveyance = std::make_shared<Lookahead>();
+            trial.pipeline = std::make_shared<ThreadedPipeline>();
         const std::vector<std::string> refusals = package.validate(workspace.path(), judges(), trial);
         for (std::size_t i = 0; i < refusals.size(); ++i)
             if (!refusals[i].empty())
                 reports_[i].conclude(Verdict::Refused, refusals[i]);
     }
 
-    std::vector<Core::KELP::PackageJudge> judges() {
-        std::vector<Core::KELP::PackageJudge> judges;
+    std::vector<Core::KELP::ValidationSetup> judges() {
+        std::vector<Core::KELP::ValidationSetup> judges;
         for (std::size_t i = 0; i < reports_.size(); ++i)
             judges.push_back(
                 {options_.profiles[i],

@@ -1,11 +1,22 @@
 #pragma once
 
-#include "kelp/core/trusted-sources/source.h"
-
 #include <string>
 #include <vector>
 
 namespace Core::TrustedSources {
+
+/// The key id of the reserved source, for all packages without a source.
+inline constexpr const char *reservedSource = ".no.source.apps";
+
+/// A source of packages that the device trusts.
+struct Source {
+    std::string keyId;
+    std::string subject;               ///< Of the source's certificate.
+    std::vector<std::string> packages; ///< The ids of the packages that came from it.
+
+    /// The reserved source, without its packages.
+    static Source reserved() { return {reservedSource, "", {}}; }
+};
 
 /// The sources that the device trusts, the source of each package, and two switches of policy. An operation
 /// that fails has changed nothing. It logs the reason, and raises Common::Error with ErrorCode::Internal of

@@ -1,21 +1,38 @@
 #include "kelp/core/trusted-sources/sqlite-database.h"
 
+#include "kelp/core/common/errors/reraise-as.h"
 #include "kelp/core/common/files/file-descriptor.h"
 #include "kelp/core/common/i-configuration.h"
-#include "kelp/core/trusted-sources/query.h"
-
-#include <fcntl.h>
+#include "kelp/core/trusted-sources/error-category.h"
 
 #include <SQLiteCpp/Database.h>
+#include <SQLiteCpp/Statement.h>
 #include <SQLiteCpp/Transaction.h>
 #include <SQLiteCpp/VariadicBind.h>
+#include <fcntl.h>
 
 #include <initializer_list>
 #include <optional>
+#include <stdexcept>
+#include <string>
 
 namespace Core::TrustedSources {
 
 namespace {
+
+// Helpers for running statements, for this folder.
+
+/// Runs `operation`; a standard exception is logged and becomes Error(Internal, message).
+template<class Operation>
+auto orRaiseInternal(const char *message, const Operation &operation) {
+    return Common::reraiseAs(ErrorCategory::make(ErrorCode::Internal), message, operation);
+}
+
+/// Steps to a row that must exist.
+inline void requireRow(SQLite::Statement &query) {
+    if (!query.executeStep())
+        throw std::runtime_error("SQL query failed: " + query.getQuery());
+}
 
 using Common::LogLevel;
 using Common::LogStream;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -39,5 +40,11 @@ public:
 private:
     std::string bytes_;
 };
+
+/// Writes all bytes, however many calls that takes. Raises std::system_error.
+void writeWhole(int file, std::string_view bytes);
+
+/// Reads the available bytes, `most` at most; nothing at the end. Raises std::system_error.
+std::string readSome(int file, std::size_t most);
 
 } // namespace KelpCtl

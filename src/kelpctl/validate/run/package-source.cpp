@@ -2,7 +2,7 @@
 
 #include "kelpctl/file-kind.h"
 #include "kelpctl/shown-text.h"
-#include "kelpctl/validate/run/whole-io.h"
+#include "kelpctl/validate/run/channel.h"
 
 #include <fcntl.h>
 #include <poll.h>

@@ -1,6 +1,6 @@
 #include "kelpctl/validate/run/spool.h"
 
-#include "kelpctl/validate/run/whole-io.h"
+#include "kelpctl/validate/run/channel.h"
 
 #include <fcntl.h>
 #include <unistd.h>

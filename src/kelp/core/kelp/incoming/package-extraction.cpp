@@ -40,28 +40,28 @@ constexpr fs::perms ownerAccess = fs::perms::owner_read | fs::perms::owner_write
 
 /// One judge at work on one package.
 struct PackageExtraction::Seat {
-    Seat(const PackageJudge &its, const Validator::RpmMeta &meta) :
+    Seat(const ValidationSetup &its, const Validator::RpmMeta &meta) :
         judge(its), validator(its.config, meta, its.content, its.mostOfId) {}
 
     /// Whether an error refuses the package.
     bool isStrict() const { return judge.config->validationEnabled(); }
 
-    const PackageJudge &judge;
+    const ValidationSetup &judge;
     Validator::ContentValidator validator;
     std::string firstFailure = {};
 };
 
 PackageExtraction::PackageExtraction(const ExtractFileIterator &package, Task task,
-                                     const std::vector<PackageJudge> &judges, Steps steps,
-                                     Conveyance &conveyance) :
+                                     const std::vector<ValidationSetup> &judges, Steps steps,
+                                     UnpackPipeline &pipeline) :
     package_(package),
     meta_(package),
     task_(std::move(task)),
     steps_(std::move(steps)),
-    conveyance_(conveyance),
+    pipeline_(pipeline),
     staging_(task_.destination),
     links_(staging_, linksLeadTo()) {
-    for (const PackageJudge &judge : judges)
+    for (const ValidationSetup &judge : judges)
         seats_.emplace_back(judge, meta_);
 }
 
@@ -126,7 +126,7 @@ void PackageExtraction::judge() {
         seat.validator.setInstallRoot(staging_.path());
         seat.validator.setPathMappings(task_.mappings);
     }
-    const auto unpackAll = [&](const Conveyance::Judge &next) {
+    const auto unpackAll = [&](const UnpackPipeline::Judge &next) {
         package_.forEach([&](const Entry &entry) {
             next(unpack(entry));
             return false;
@@ -138,7 +138,7 @@ void PackageExtraction::judge() {
             steps_.beforeVerdict();
         judgeEntry(std::move(unpacked));
     };
-    conveyance_.run(unpackAll, judgeOne);
+    pipeline_.run(unpackAll, judgeOne);
     judgeLinks();
     ask(badContent, [](Seat &seat) { return seat.validator.finishContent(); });
 }
@@ -196,7 +196,7 @@ FileDescriptor PackageExtraction::makeFile(const Entry &entry, const fs::path &p
     content.read([&](Common::Rpm::PackedFile::Piece piece) {
         work();
         take(piece.size);
-        conveyance_.write(file.get(), std::move(piece), realPath);
+        pipeline_.write(file.get(), std::move(piece), realPath);
     });
     setPermissions(file, content.permissions | ownerAccess, path);
     return file;

@@ -1,10 +1,10 @@
 #pragma once
 
 #include "kelp/core/common/rpm/extract-file-iterator.h"
-#include "kelp/core/kelp/incoming/conveyance.h"
-#include "kelp/core/kelp/incoming/judge.h"
 #include "kelp/core/kelp/incoming/staging-directory.h"
 #include "kelp/core/kelp/incoming/symbolic-links.h"
+#include "kelp/core/kelp/incoming/unpack-pipeline.h"
+#include "kelp/core/kelp/incoming/validation-setup.h"
 #include "kelp/core/kelp/mappings/mapping.h"
 #include "kelp/core/kelp/validator/framework/content-findings.h"
 #include "kelp/core/kelp/validator/framework/rpm-meta.h"
@@ -42,7 +42,7 @@ public:
         std::function<void()> beforeFile = {};
         /// Ahead of the verdict on an entry.
         std::function<void()> beforeVerdict = {};
-        /// Again and again, by each of the threads that the conveyance has.
+        /// Again and again, by each of the threads that the pipeline has.
         std::function<void()> duringWork = {};
         /// For a regular file that was passed.
         std::function<void(const Entry &, const FileDescriptor &)> afterFile = {};
@@ -59,7 +59,7 @@ public:
 
     /// The references must outlive the object.
     PackageExtraction(const Common::Rpm::ExtractFileIterator &package, Task task,
-                      const std::vector<PackageJudge> &judges, Steps steps, Conveyance &conveyance);
+                      const std::vector<ValidationSetup> &judges, Steps steps, UnpackPipeline &pipeline);
     PackageExtraction(const PackageExtraction &) = delete;
     PackageExtraction &operator=(const PackageExtraction &) = delete;
     ~PackageExtraction();
@@ -105,7 +105,7 @@ private:
     Validator::RpmMeta meta_;
     Task task_;
     Steps steps_;
-    Conveyance &conveyance_;
+    UnpackPipeline &pipeline_;
     StagingDirectory staging_;
     SymbolicLinks links_;
     std::vector<Seat> seats_;

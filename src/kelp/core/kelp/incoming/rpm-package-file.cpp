@@ -211,8 +211,8 @@ void RpmPackage::unpack(const fs::path &destination, const fs::path &versionDire
         if (entry.signable)
             signFile(file, entry.path, id(), *developer, entry.fileIndex);
     };
-    Conveyance oneByOne;
-    std::vector<PackageJudge> judges;
+    UnpackPipeline oneByOne;
+    std::vector<ValidationSetup> judges;
     if (judged == Judged::Yes)
         // Without a developer the first file ends the run; until then the header needs some judge.
         judges.push_back({std::make_shared<Validator::Config>(
@@ -226,15 +226,15 @@ void RpmPackage::unpack(const fs::path &destination, const fs::path &versionDire
 }
 
 std::vector<std::string> RpmPackage::validate(const fs::path &destination,
-                                              const std::vector<PackageJudge> &judges,
+                                              const std::vector<ValidationSetup> &judges,
                                               const Trial &trial) const {
     const ExtractFileIterator content = reopened(file());
-    Conveyance oneByOne;
+    UnpackPipeline oneByOne;
     return PackageExtraction(
                content,
                {destination, {}, mappings_, PackageExtraction::Failure::IsReported, trial.mostUnpacked},
                judges, {.beforeVerdict = trial.beforeVerdict, .duringWork = trial.duringWork},
-               trial.conveyance ? *trial.conveyance : oneByOne)
+               trial.pipeline ? *trial.pipeline : oneByOne)
         .run();
 }
 

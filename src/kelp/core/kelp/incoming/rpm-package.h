@@ -20,8 +20,8 @@ class ExtractFileIterator;
 
 namespace Core::KELP {
 
-class Conveyance;
-struct PackageJudge;
+class UnpackPipeline;
+struct ValidationSetup;
 
 /// A package of rpm: a package file, or the record of an installed one. Knows where in the package's tree
 /// each of its files goes.
@@ -67,7 +67,7 @@ public:
     struct Trial {
         std::function<void()> beforeVerdict =
             {}; ///< Called for each entry of the package; its exceptions pass.
-        std::shared_ptr<Conveyance> conveyance = {};    ///< Null: entry by entry.
+        std::shared_ptr<UnpackPipeline> pipeline = {};  ///< Null: entry by entry.
         std::optional<std::uint64_t> mostUnpacked = {}; ///< As PackageExtraction takes it.
         std::function<void()> duringWork = {};          ///< As in PackageExtraction::Steps.
     };
@@ -76,7 +76,7 @@ public:
     /// Returns for each judge the text with which extract() would refuse the package, or an empty text.
     /// Raises only what prevents a verdict.
     std::vector<std::string> validate(const std::filesystem::path &destination,
-                                      const std::vector<PackageJudge> &judges, const Trial &trial) const;
+                                      const std::vector<ValidationSetup> &judges, const Trial &trial) const;
 
     /// Those of a package file are read at the first call: an installation does not need them. That call
     /// raises as extract() does for a file that has changed.

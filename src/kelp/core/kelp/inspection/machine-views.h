@@ -4,7 +4,6 @@
 #include "kelp/core/kelp/inspection/rpm-view.h"
 #include "kelp/core/kelp/inspection/sources-view.h"
 #include "kelp/core/kelp/inspection/store-view.h"
-#include "kelp/core/kelp/inspection/take-over-view.h"
 #include "kelp/core/kelp/inspection/unread.h"
 
 #include <optional>

@@ -4,7 +4,6 @@
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/kelp/inspection/records-view.h"
 #include "kelp/core/kelp/inspection/sources-view.h"
-#include "kelp/core/kelp/inspection/take-over-view.h"
 
 namespace Core::KELP {
 

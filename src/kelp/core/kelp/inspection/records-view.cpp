@@ -3,6 +3,7 @@
 #include "kelp/core/common/files/durable-file.h"
 #include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/foreign-text.h"
+#include "kelp/core/common/i-configuration.h"
 #include "kelp/core/common/places.h"
 #include "kelp/core/kelp/registry/registry.h"
 
@@ -10,6 +11,16 @@
 #include <sstream>
 
 namespace Core::KELP {
+
+std::vector<JournalEntry> pendingTakeOvers(const IConfiguration &configuration) {
+    Common::requireReadable(TakeOverJournal::path());
+    return TakeOverJournal::read(configuration.tempDirectory());
+}
+
+std::set<std::string> idsOnTheirWay(const IConfiguration &configuration) {
+    Common::requireReadable(TakeOverJournal::path());
+    return TakeOverJournal::readIds(configuration.tempDirectory());
+}
 
 RegistryView readRegistry() {
     Common::requireReadable(registryFile());

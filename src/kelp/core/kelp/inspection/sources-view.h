@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kelp/core/trusted-sources/source.h"
+#include "kelp/core/trusted-sources/i-database.h"
 
 #include <map>
 #include <string>

@@ -9,13 +9,12 @@
 #include "kelp/core/common/platform-facts.h"
 #include "kelp/core/common/rpm/database.h"
 #include "kelp/core/common/rpm/version.h"
-#include "kelp/core/kelp/incoming/judge.h"
 #include "kelp/core/kelp/incoming/rpm-package.h"
+#include "kelp/core/kelp/incoming/validation-setup.h"
 #include "kelp/core/kelp/inspection/records-view.h"
 #include "kelp/core/kelp/inspection/rpm-view.h"
 #include "kelp/core/kelp/inspection/sources-view.h"
 #include "kelp/core/kelp/inspection/store-view.h"
-#include "kelp/core/kelp/inspection/take-over-view.h"
 #include "kelp/core/kelp/installing/package-file.h"
 #include "kelp/core/kelp/mending/contents-examination.h"
 #include "kelp/core/kelp/mending/examination.h"
@@ -106,7 +105,7 @@ private:
     std::string stagingName() const { return options_.isDryRun ? dryRunName(id_) : id_; }
 
     void judge(const fs::path &staging) const {
-        const PackageJudge judge{
+        const ValidationSetup judge{
             std::make_shared<Validator::Config>(Validator::profileFromCertificate(certificate_))};
         if (const std::string refusal = package_.validate(staging, {judge}, {}).front(); !refusal.empty())
             throw Error(ErrorCode::BadPackageContent, refusal);

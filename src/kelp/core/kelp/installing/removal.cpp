@@ -10,7 +10,6 @@
 #include "kelp/core/kelp/inspection/rpm-view.h"
 #include "kelp/core/kelp/inspection/sources-view.h"
 #include "kelp/core/kelp/inspection/store-view.h"
-#include "kelp/core/kelp/inspection/take-over-view.h"
 #include "kelp/core/kelp/inspection/unread.h"
 #include "kelp/core/kelp/mending/package-records.h"
 #include "kelp/core/kelp/mending/partial-examinations.h"

@@ -2,7 +2,7 @@
 
 #include "kelp/core/kelp/package/package-information.h"
 #include "kelp/core/kelp/registry/registry-record.h"
-#include "kelp/core/trusted-sources/source.h"
+#include "kelp/core/trusted-sources/i-database.h"
 
 #include <optional>
 #include <string>

@@ -1,4 +1,4 @@
-#include "kelpctl/validate/lookahead.h"
+#include "kelpctl/validate/threaded-pipeline.h"
 
 #include <sys/resource.h>
 
@@ -119,7 +119,7 @@ struct Load {
 
 } // namespace
 
-struct Lookahead::Belts {
+struct ThreadedPipeline::Belts {
     Belt<std::variant<Load, UnpackedEntry>> unwritten{beltLength()};
     Belt<UnpackedEntry> written{beltLength()};
     bool isFileSplit = false; ///< Whether a piece of the present file is on the belt. Of the unpacking alone.
@@ -137,11 +137,11 @@ struct Lookahead::Belts {
     }
 };
 
-Lookahead::Lookahead() : belts_(std::make_unique<Belts>()) {}
+ThreadedPipeline::ThreadedPipeline() : belts_(std::make_unique<Belts>()) {}
 
-Lookahead::~Lookahead() = default;
+ThreadedPipeline::~ThreadedPipeline() = default;
 
-void Lookahead::run(const UnpackAll &unpackAll, const Judge &judge) {
+void ThreadedPipeline::run(const UnpackAll &unpackAll, const Judge &judge) {
     std::future<void> unpacking;
     std::future<void> writing;
     // Declared after the futures, so that the belts are closed before those wait for their threads. So no
@@ -162,7 +162,7 @@ void Lookahead::run(const UnpackAll &unpackAll, const Judge &judge) {
     unpacking.get();
 }
 
-void Lookahead::write(int file, PackedFile::Piece piece, const std::filesystem::path &path) {
+void ThreadedPipeline::write(int file, PackedFile::Piece piece, const std::filesystem::path &path) {
     if (piece.size < smallestPiece && !belts_->isFileSplit)
         return PackedFile::write(file, piece, path);
     belts_->isFileSplit = true;

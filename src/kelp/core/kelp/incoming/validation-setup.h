@@ -10,7 +10,7 @@ namespace Core::KELP {
 
 /// The rules by which a package is judged, and a sink for the findings of each stage; an empty sink prints
 /// them. Several judges may share one unpacking. None sees another's findings.
-struct PackageJudge {
+struct ValidationSetup {
     std::shared_ptr<Validator::Config> config;
     Validator::FindingSink header = {};
     Validator::FindingSink content = {};

@@ -20,13 +20,13 @@ struct UnpackedEntry {
 
 /// Takes entries from the unpacking to their verdicts: here each is judged before the next is unpacked. A
 /// derived class may unpack ahead in other threads, since no verdict on an entry looks at another.
-class Conveyance {
+class UnpackPipeline {
 public:
     using Judge = std::function<void(UnpackedEntry)>;
     /// Unpacks all entries and gives each on, in the order of the payload.
     using UnpackAll = std::function<void(const Judge &)>;
 
-    virtual ~Conveyance() = default;
+    virtual ~UnpackPipeline() = default;
 
     /// Calls `unpackAll` for all entries, and `judge` for each, in their order and in the calling thread. An
     /// exception of either ends both; it is raised once all entries unpacked before are judged.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "kelp/core/kelp/incoming/conveyance.h"
+#include "kelp/core/kelp/incoming/unpack-pipeline.h"
 
 #include <memory>
 
@@ -9,10 +9,10 @@ namespace KelpCtl {
 /// Unpacks with two threads, some entries ahead of the verdicts. One thread decompresses the payload and
 /// makes the files, the other writes their contents. Both have ended when run() returns or raises; if a
 /// verdict raises, they complete their present entry first.
-class Lookahead final : public Core::KELP::Conveyance {
+class ThreadedPipeline final : public Core::KELP::UnpackPipeline {
 public:
-    Lookahead();
-    ~Lookahead() override;
+    ThreadedPipeline();
+    ~ThreadedPipeline() override;
 
     void run(const UnpackAll &unpackAll, const Judge &judge) override;
     void write(int file, Common::Rpm::PackedFile::Piece piece, const std::filesystem::path &path) override;
