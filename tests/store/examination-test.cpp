@@ -1,7 +1,7 @@
 #include "store-fixture.h"
 
 #include "kelp/core/kelp/inspection/store-view.h"
-#include "kelp/core/kelp/mending/partial-examinations.h"
+#include "kelp/core/kelp/mending/examination.h"
 #include "kelp/core/kelp/package/store-entry.h"
 #include "kelp/core/kelp/take-over/copy-failures.h"
 

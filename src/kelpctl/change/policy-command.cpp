@@ -5,7 +5,7 @@
 #include "kelp/core/common/configuration.h"
 #include "kelp/core/common/writer-lock.h"
 #include "kelp/core/kelp/inspection/sources-view.h"
-#include "kelp/core/trusted-sources/policy.h"
+#include "kelp/core/trusted-sources/sqlite-database.h"
 
 #include <CLI/CLI.hpp>
 #include <boost/json.hpp>

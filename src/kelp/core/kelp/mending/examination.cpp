@@ -3,7 +3,6 @@
 #include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/kelp/inspection/machine-views.h"
 #include "kelp/core/kelp/mending/contents-examination.h"
-#include "kelp/core/kelp/mending/partial-examinations.h"
 #include "kelp/core/kelp/mending/stray-mappings.h"
 
 #include <algorithm>

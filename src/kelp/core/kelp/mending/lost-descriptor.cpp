@@ -5,7 +5,7 @@
 #include "kelp/core/common/rpm/digest.h"
 #include "kelp/core/kelp/desktop-file/desktop-file.h"
 #include "kelp/core/kelp/inspection/certificates.h"
-#include "kelp/core/kelp/mending/package-records.h"
+#include "kelp/core/kelp/mending/operation-records.h"
 #include "kelp/core/kelp/package/contents-list.h"
 
 #include "platform/app-manifest/manifest-entry.h"

@@ -1,4 +1,4 @@
-#include "kelp/core/kelp/mending/partial-examinations.h"
+#include "kelp/core/kelp/mending/examination.h"
 
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/errors/log-stream.h"
@@ -7,7 +7,7 @@
 #include "kelp/core/kelp/inspection/recorded-packages.h"
 #include "kelp/core/kelp/mending/contents-examination.h"
 #include "kelp/core/kelp/mending/lost-descriptor.h"
-#include "kelp/core/kelp/mending/package-records.h"
+#include "kelp/core/kelp/mending/operation-records.h"
 #include "kelp/core/kelp/mending/publication-obstacle.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
 #include "kelp/core/kelp/package/descriptor.h"

@@ -1,4 +1,4 @@
-#include "kelp/core/kelp/mending/partial-examinations.h"
+#include "kelp/core/kelp/mending/examination.h"
 
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/files/directory.h"

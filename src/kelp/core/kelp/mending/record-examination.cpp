@@ -1,4 +1,4 @@
-#include "kelp/core/kelp/mending/partial-examinations.h"
+#include "kelp/core/kelp/mending/examination.h"
 
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/errors/log-stream.h"
@@ -6,9 +6,8 @@
 #include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/kelp/inspection/machine-views.h"
-#include "kelp/core/kelp/mending/package-records.h"
+#include "kelp/core/kelp/mending/operation-records.h"
 #include "kelp/core/kelp/mending/rescue.h"
-#include "kelp/core/kelp/mending/unfinished-operations.h"
 #include "kelp/core/kelp/publication/left-behind.h"
 #include "kelp/core/kelp/registry/registry.h"
 #include "kelp/core/kelp/take-over/own-directory.h"

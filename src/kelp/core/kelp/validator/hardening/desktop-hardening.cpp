@@ -3,8 +3,8 @@
 #include "kelp/core/kelp/desktop-file/desktop-file.h"
 #include "kelp/core/kelp/validator/framework/text.h"
 #include "kelp/core/kelp/validator/hardening/code-points.h"
-#include "kelp/core/kelp/validator/hardening/forbidden-mime-type.h"
 #include "kelp/core/kelp/validator/hardening/hardening-findings.h"
+#include "kelp/core/kelp/validator/hardening/header-hardening.h"
 
 #include <algorithm>
 #include <cstdio>

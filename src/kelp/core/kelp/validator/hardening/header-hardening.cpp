@@ -1,11 +1,11 @@
 #include "kelp/core/kelp/validator/hardening/header-hardening.h"
 
 #include "kelp/core/kelp/mappings/mapping-table.h"
+#include "kelp/core/kelp/validator/configuration/config.h"
 #include "kelp/core/kelp/validator/configuration/pattern-set.h"
 #include "kelp/core/kelp/validator/framework/content-findings.h"
 #include "kelp/core/kelp/validator/framework/text.h"
 #include "kelp/core/kelp/validator/hardening/code-points.h"
-#include "kelp/core/kelp/validator/hardening/forbidden-mime-type.h"
 #include "kelp/core/kelp/validator/hardening/hardening-findings.h"
 
 #include <sys/stat.h>
@@ -14,6 +14,7 @@
 #include <climits>
 #include <map>
 #include <optional>
+#include <string>
 
 namespace Validator {
 
@@ -244,6 +245,22 @@ void checkHeaderHardening(const HeaderCheck &check) {
     if (check.meta.hasOtherScripts())
         check.logger.log(HardeningRule::OtherScripts);
     checkPlaces(check);
+}
+
+namespace {
+
+constexpr std::string_view usualName = "application/x-rpm";
+
+char lower(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+} // namespace
+
+bool isForbiddenMimeType(const Config &config, std::string_view type) {
+    std::string name(trimmed(type));
+    std::ranges::transform(name, name.begin(), lower);
+    return config.forbiddenMimeTypes().contains(name == olderNameOfRpm ? std::string(usualName) : name);
 }
 
 } // namespace Validator

@@ -2,6 +2,8 @@
 
 #include "kelp/core/kelp/validator/header/header-checks.h"
 
+#include <string_view>
+
 namespace Validator {
 
 /// Checks a header for what no honest package has and the header's own rules miss. It reports after these
@@ -15,5 +17,14 @@ bool hasTooManyDirectories(const RpmMeta &meta);
 /// Whether VERSION-RELEASE can name a directory of the store that cannot be mistaken for another, or for a
 /// path.
 bool isUsableVersion(std::string_view text);
+
+class Config;
+
+/// Another name of the MIME type of packages.
+constexpr std::string_view olderNameOfRpm = "application/x-redhat-package-manager";
+
+/// Whether no package may handle a MIME type. Blanks around it and the case of its letters do not count: the
+/// look-up of handlers ignores them. The older name of packages counts like their own.
+bool isForbiddenMimeType(const Config &config, std::string_view type);
 
 } // namespace Validator

@@ -1,7 +1,7 @@
 #include "kelp/core/kelp/validator/hardening/machines.h"
 
-#include "kelp/core/kelp/validator/hardening/forbidden-mime-type.h"
 #include "kelp/core/kelp/validator/hardening/hardening-findings.h"
+#include "kelp/core/kelp/validator/hardening/header-hardening.h"
 
 #include <elf.h>
 

@@ -28,14 +28,12 @@ void checkObsoletes(const HeaderCheck &check);
 /// A package requires only packages and libraries that its profile lists.
 void checkRequirements(const HeaderCheck &check);
 
-// The file list (file-checks.cpp).
+// The file list and its symbolic links (file-checks.cpp).
 
 /// The rules on an entry of the file list by its kind, then on the ending of its name.
 void checkFile(const HeaderCheck &check, const FileInfo &file);
 /// Objects to every directory below which the package has nothing.
 void checkEmptyDirectories(const HeaderCheck &check);
-
-// The symbolic links of the file list (link-checks.cpp).
 
 /// A symbolic link of a package leads to an entry of the same package. The target is resolved by its text
 /// alone: "../" at the beginning is followed; later "./" and ".." count as names.

@@ -1,17 +1,18 @@
-#include "kelp/core/kelp/mending/unfinished-operations.h"
+#include "kelp/core/kelp/mending/operation-records.h"
 
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/common/files/durable-file.h"
 #include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/i-configuration.h"
+#include "kelp/core/kelp/inspection/certificates.h"
 #include "kelp/core/kelp/inspection/records-view.h"
 #include "kelp/core/kelp/inspection/sources-view.h"
 #include "kelp/core/kelp/inspection/store-view.h"
 #include "kelp/core/kelp/inspection/unread.h"
-#include "kelp/core/kelp/mending/package-records.h"
 #include "kelp/core/kelp/mending/stray-mappings.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
+#include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/kelp/package/store-entry.h"
 #include "kelp/core/kelp/registry/registry.h"
 #include "kelp/core/kelp/store/fs-database.h"
@@ -22,6 +23,42 @@
 namespace fs = std::filesystem;
 
 namespace Core::KELP {
+
+std::optional<TrustedSources::Source> certifiedSource(const std::string &id) {
+    const auto certificate = Certificates().of(id, PackageSignatures::Group::Client);
+    if (!certificate) {
+        // With an unknown certificate a binding to no source would be wrong.
+        requireCertificates();
+        return std::nullopt;
+    }
+    return TrustedSources::Source{certificate->keyId(), certificate->subject(), {}};
+}
+
+std::optional<std::string> developerKey(const std::string &id) {
+    const auto certificate = Certificates().of(id, PackageSignatures::Group::Developer);
+    return certificate ? std::optional(certificate->keyId()) : std::nullopt;
+}
+
+void bindToItsSource(const IConfiguration &configuration, const std::string &id) {
+    const auto source = certifiedSource(id);
+    // The launcher's package brings the directory, but a machine may have only kelpctl.
+    Common::createPrivateDirectory(configuration.trustedSourcesDatabasePath().parent_path());
+    TrustedSources::SQLiteDatabase(configuration)
+        .bindPackage(id, source.value_or(TrustedSources::Source::reserved()));
+}
+
+RegistryRecord recordOf(RegistryEvent event, const PackageInformation &information) {
+    return {event, std::time(nullptr), information.at("general.id"), information.at("certificate.id"),
+            previousKeyIds(information)};
+}
+
+std::optional<RegistryRecord> lastRecord(const std::string &id) {
+    std::optional<RegistryRecord> last;
+    for (RegistryRecord &record : registryRecords())
+        if (record.packageId() == id)
+            last = std::move(record);
+    return last;
+}
 
 namespace {
 
