@@ -23,21 +23,17 @@ TEST(HostileDesktop, IsReadOnlyAsARegularFileOfBoundedSize) {
         EXPECT_EQ(check->offerDesktopFile(), broken);
 }
 
-// Each of these would take minutes if the work grew by the square of the size.
-TEST(HostileDesktop, TakesTimeInProportionToItsSize) {
+// Some would take minutes if the work grew by the square of the size.
+TEST(HostileDesktop, CannotFloodItsReader) {
     const std::string word(megabyte, 'A');
     const std::pair<std::string, std::string> rows[] = {
+        {repeated("a=\n", 50'001), broken},
+        {"a=" + word + word, broken},
         {"Intents=" + word, "intent-not-standard(" + word + ')'},
         {"[X-Velura-Capabilities]\nInput=" + std::string(100'000, ';'), "capability-value-invalid(,Input)"},
     };
     for (const auto &[lines, found] : rows)
         EXPECT_TRUE(DesktopCheck().validate(launchEntry + sandbox + lines + '\n') == found) << lines.size();
-}
-
-TEST(HostileDesktop, CannotFloodTheTablesOfItsReader) {
-    const std::size_t tooMany = 50'001;
-    EXPECT_EQ(DesktopCheck().validate(launchEntry + sandbox + repeated("a=\n", tooMany)), broken);
-    EXPECT_EQ(DesktopCheck().validate(launchEntry + sandbox + "a=" + std::string(2 * megabyte, 'x')), broken);
 
     // "aB" and "b!" have the same hash, and so have all strings of the same number of them.
     constexpr int pairs = 17;
