@@ -127,19 +127,4 @@ TEST_F(QmlImportsTest, ReadsWhatIsNoFileOrHuge) {
     EXPECT_THAT(validate(std::string("import A\0 1\n\xff\xfe{\nimport Halyard.X", 30)), IsEmpty());
 }
 
-/// Reporting the imports of all files so far with each file would take hours.
-TEST_F(QmlImportsTest, TakesTimeInProportionToTheFiles) {
-    constexpr int fileCount = 5;
-    constexpr int importCount = 300;
-    std::size_t lines = 0;
-    for (int file = 0; file < fileCount; ++file) {
-        std::string content;
-        for (int i = 0; i < importCount; ++i)
-            content += "import Halyard.X " + std::to_string(file * importCount + i) + ";import Foo 1.0\n";
-        lines += validate(content).size();
-        EXPECT_TRUE(logger_->errorSeen());
-    }
-    EXPECT_EQ(lines, std::size_t(fileCount) * importCount);
-}
-
 } // namespace
