@@ -139,7 +139,7 @@ bool isCopiedLinkOf(const fs::path &path, const fs::path &source) {
 }
 
 void requireFreeTarget(const fs::path &target) {
-    if (Common::exists(target) && !isBroken(target))
+    if (Common::lookThrough(target) && !isBroken(target))
         throw conflictAt(target);
 }
 

@@ -39,7 +39,8 @@ bool isMappingBelow(const std::filesystem::path &path, const std::filesystem::pa
 /// itself. It cannot be told from a foreign link of the same text.
 bool isCopiedLinkOf(const std::filesystem::path &path, const std::filesystem::path &source);
 
-/// Raises the ErrorCode::FileConflict that createMapping() would raise.
+/// Raises the ErrorCode::FileConflict that createMapping() would raise, and ErrorCode::Filesystem for a
+/// failed look.
 void requireFreeTarget(const std::filesystem::path &target);
 
 /// Removes the mapping `name` of the directory when its own target is gone, and returns whether it did.

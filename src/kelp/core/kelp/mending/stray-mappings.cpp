@@ -206,7 +206,7 @@ private:
         const StoredPackage *package = find(id);
         return underWay_.contains(id) || (views_.installation && views_.installation->id == id) ||
                (package && (package->hasNext || package->hasPlan || !package->failure.empty())) ||
-               Common::isThere(resolver_.previousDirectory(id)) || areListsHidden(id);
+               Common::lookFor(resolver_.previousDirectory(id)) || areListsHidden(id);
     }
 
     /// Without a link `current` of the package's own, its versions' lists are not read.

@@ -38,7 +38,7 @@ std::vector<std::string> targetsOf(const PublicationPlan &plan) {
 }
 
 bool isListed(const fs::path &list, const std::vector<std::string> &paths) {
-    return Common::exists(list) && readPathList(list) == paths;
+    return Common::lookThrough(list) && findPathList(list) == paths;
 }
 
 /// Does not rewrite a correct file: a full disk has no room for it.

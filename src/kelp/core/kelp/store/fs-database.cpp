@@ -191,11 +191,11 @@ std::vector<PackageInformation> FSDatabase::packages() {
     std::vector<PackageInformation> all;
     lookFailure_ = nullptr;
     for (const std::string &id : idsIn(configuration_->databaseDirectory())) {
-        // Without its lists it is not whole: the caller handles it when it has arrived.
-        if (onTheirWay.contains(id) &&
-            !Common::isThere(pathResolver_->symlinkListFile(id, PackageSlot::Current)))
-            continue;
         try {
+            // Without its lists it is not whole: the caller handles it when it has arrived.
+            if (onTheirWay.contains(id) &&
+                !Common::lookFor(pathResolver_->symlinkListFile(id, PackageSlot::Current)))
+                continue;
             // This look heals: it removes corrupted packages on the way. Entries that never were packages are
             // skipped.
             if (isInstalled(id) || isOnRecord(id))

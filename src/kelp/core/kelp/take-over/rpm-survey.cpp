@@ -153,7 +153,7 @@ bool isThere(const fs::path &target, struct stat &status) {
 
 /// Publishing replaces any dangling link.
 bool isFree(const fs::path &target) {
-    return !Common::exists(target) && isMapping(target);
+    return !Common::lookThrough(target) && isMapping(target);
 }
 
 std::string wouldNotGo(const std::string &target) {

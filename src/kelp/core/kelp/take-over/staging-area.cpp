@@ -65,7 +65,7 @@ void StagingArea::requireOwn() const {
 
 std::vector<fs::path> StagingArea::leftovers(const std::set<fs::path> &kept) const {
     std::vector<fs::path> leftovers;
-    if (Common::exists(configuration_->tempDirectory()))
+    if (Common::lookThrough(configuration_->tempDirectory()))
         for (const fs::directory_entry &entry : fs::directory_iterator(configuration_->tempDirectory()))
             if (!isAmong(kept, entry.path()) && entry.path().filename() != OwnDirectory::markName)
                 leftovers.push_back(entry.path());
@@ -89,7 +89,7 @@ void StagingArea::clearScrap(const std::set<fs::path> &kept) const {
 
 void StagingArea::giveUp(const fs::path &tree) const {
     fs::path scrap;
-    for (int i = 1; scrap.empty() || Common::isThere(scrap); ++i)
+    for (int i = 1; scrap.empty() || Common::lookFor(scrap); ++i)
         scrap = configuration_->tempDirectory() / (givenUpPrefix + std::to_string(i));
     // One rename: after a kill during the removal a part of the tree could pass for the whole.
     Common::move(tree, scrap);
@@ -137,7 +137,7 @@ fs::path StagingArea::rescue(const fs::path &tree, const std::string &name) cons
     const fs::path first = rescuePlace(name);
     fs::path place = first;
     // Another tree of the version may be the only copy of files that this one lacks.
-    for (int i = 2; Common::isThere(place); ++i)
+    for (int i = 2; Common::lookFor(place); ++i)
         place = first.string() + "." + std::to_string(i);
     // One rename: a kill finds the tree at its old place or at the new one.
     Common::move(tree, place);

@@ -27,7 +27,8 @@ public:
     virtual void record(const std::string &id, const std::vector<std::string> &files,
                         const std::vector<std::string> &directories) = 0;
 
-    /// Whether both lists say what record() would write.
+    /// Whether both lists say what record() would write. Raises ErrorCode::Filesystem when a look for one
+    /// fails.
     virtual bool isRecorded(const std::string &id, const std::vector<std::string> &files,
                             const std::vector<std::string> &directories) = 0;
 };
