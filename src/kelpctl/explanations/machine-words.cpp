@@ -72,11 +72,11 @@ constexpr MachineWord words[] = {
     {"mode", "doctor, verify",
      "A file or a directory of the application, or one that it publishes, has other permissions than the "
      "store gave it.",
-     "--repair restores them, except of directories that others use too.", contents, true},
+     "--repair restores them. Of a directory that others use it tells the command.", contents, true},
     {"owner", "doctor, verify",
      "A file or a directory of the application, or one that it publishes, has another owner than the store "
      "gave it.",
-     "--repair restores them, except of directories that others use too.", contents, true},
+     "--repair restores them. Of a directory that others use it tells the command.", contents, true},
     {"type", "doctor, verify", "Something of another kind is where a file of the version was.",
      "Bring the file back from the package file of the version.", bringBack},
     {"gone", "doctor, verify", "A file of the version is not there.",

@@ -196,23 +196,6 @@ private:
     std::vector<Finding> findings_;
 };
 
-/// Needs a person: the owner of a directory above decides what everybody runs.
-void examineParent(const fs::path &path, std::vector<Finding> &findings) {
-    struct stat status = {};
-    if (::stat(path.c_str(), &status) != 0)
-        return;
-    constexpr mode_t searchable = 0111;
-    const auto add = [&](FindingKind kind, const char *text) {
-        findings.push_back({"", kind, path, text, {}});
-    };
-    if ((status.st_mode & searchable) != searchable)
-        add(FindingKind::Mode, "lets not everybody through to the applications: chmod a+x");
-    if ((status.st_mode & S_IWOTH) != 0 || ((status.st_mode & S_IWGRP) != 0 && status.st_gid != 0))
-        add(FindingKind::Mode, "lets others than root put something in place of the store: chmod go-w");
-    if (status.st_uid != 0)
-        add(FindingKind::Owner, "does not belong to root, and leads to the store: chown root");
-}
-
 /// In the machine's time zone, for people.
 std::string today() {
     std::array<char, 16> text{};
@@ -228,14 +211,30 @@ std::vector<Finding> examineContents(const IConfiguration &configuration, const 
     return ContentsExamination(configuration, package).run();
 }
 
+void examineSharedDirectory(const std::string &id, const fs::path &path, std::vector<Finding> &findings) {
+    struct stat status = {};
+    if (::stat(path.c_str(), &status) != 0)
+        return;
+    constexpr mode_t searchable = 0111;
+    const auto add = [&](FindingKind kind, const char *text) {
+        findings.push_back({id, kind, path, text, {}});
+    };
+    if ((status.st_mode & searchable) != searchable)
+        add(FindingKind::Mode, "lets not everybody through to the files of applications: chmod 755");
+    if ((status.st_mode & S_IWOTH) != 0 || ((status.st_mode & S_IWGRP) != 0 && status.st_gid != 0))
+        add(FindingKind::Mode, "lets others than root exchange what leads to applications: chmod go-w");
+    if (status.st_uid != 0)
+        add(FindingKind::Owner, "does not belong to root, and leads to applications: chown root");
+}
+
 std::vector<Finding> examineStoreDirectory(const IConfiguration &configuration) {
     std::vector<Finding> findings;
     const fs::path &store = configuration.databaseDirectory();
     // The machine's owner may have put a link in its place.
     examinePlace("", {store, S_IFDIR, directoryMode, O_PATH | O_CLOEXEC}, findings);
     for (fs::path parent = store.parent_path(); parent.has_relative_path(); parent = parent.parent_path())
-        examineParent(parent, findings);
-    examineParent(Common::rootPath(), findings);
+        examineSharedDirectory("", parent, findings);
+    examineSharedDirectory("", Common::rootPath(), findings);
     return findings;
 }
 

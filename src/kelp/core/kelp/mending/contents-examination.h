@@ -3,6 +3,7 @@
 #include "kelp/core/kelp/inspection/store-view.h"
 #include "kelp/core/kelp/mending/finding.h"
 
+#include <filesystem>
 #include <set>
 #include <string>
 #include <vector>
@@ -18,7 +19,12 @@ namespace Core::KELP {
 /// that file. Needs the values of the package's descriptor.
 std::vector<Finding> examineContents(const IConfiguration &configuration, const StoredPackage &package);
 
-/// The same for the directory of the store, and for those above it.
+/// Adds findings about a directory that leads to applications and that others use too, by what its owner or
+/// mode lets happen. They need a person: others may have a reason, and no repair changes what is theirs.
+void examineSharedDirectory(const std::string &id, const std::filesystem::path &path,
+                            std::vector<Finding> &findings);
+
+/// Findings about the directory of the store, and for about those above it.
 std::vector<Finding> examineStoreDirectory(const IConfiguration &configuration);
 
 /// The packages, of these ids or of all, the current version of which came without a list of contents.

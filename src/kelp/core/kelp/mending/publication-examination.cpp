@@ -8,6 +8,7 @@
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/common/places.h"
 #include "kelp/core/kelp/mappings/mapping-table.h"
+#include "kelp/core/kelp/mending/contents-examination.h"
 #include "kelp/core/kelp/mending/held-entry.h"
 #include "kelp/core/kelp/package/contents-list.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
@@ -193,22 +194,17 @@ private:
                 [directory] { heldTarget(directory, S_IFDIR).setOwner(0, 0); });
     }
 
-    /// Only a person may open what other packages use as well. In usr nothing is closed on purpose.
+    /// In usr nothing that leads to published files is closed, or another's, on purpose.
     void examineSharedDirectories() {
         const std::string usr = Common::belowRoot("usr").native() + "/";
         std::set<fs::path> shared;
         for (const PlannedFile &file : plan_.files)
             for (fs::path above = fs::path(file.target).parent_path();
-                 above.native().starts_with(usr) && shared.insert(above).second;)
+                 (above.native() + "/").starts_with(usr) && shared.insert(above).second;)
                 above = above.parent_path();
-        for (const fs::path &directory : shared) {
-            constexpr mode_t searchable = 0111;
-            struct stat status = {};
-            if (!isOwnDirectory(directory) && ::stat(directory.c_str(), &status) == 0 &&
-                (status.st_mode & searchable) != searchable)
-                add(FindingKind::Mode, directory,
-                    "lets not everybody through to the application's files: chmod 755", {});
-        }
+        for (const fs::path &directory : shared)
+            if (!isOwnDirectory(directory))
+                examineSharedDirectory(id_, directory, findings_);
     }
 
     /// A link that points beside itself is copied as it is, and carries no attribute.
