@@ -287,7 +287,8 @@ TEST_F(MendTest, TellsAndBringsBackWhatWasStaged) {
     there("rpm --force-debian --install --justdb /root/org.example.ticker.rpm");
     EXPECT_THAT(doctor("org.example.ticker"),
                 HasSubstr("still-in-rpm: /var/lib/rpm/rpmdb.sqlite has a record of"));
-    there("chmod 700 " + notes + "/data");
+    there("chmod 700 usr/share/org.example.notes " + notes + "/data");
+    EXPECT_THAT(doctor("org.example.notes"), HasSubstr("mode: /usr/share/org.example.notes has"));
     EXPECT_THAT(
         run("in_image setpriv --reuid 1000 --regid 1000 --clear-groups kelpctl verify org.example.notes || "
             "echo status $?"),

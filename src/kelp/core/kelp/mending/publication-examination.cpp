@@ -23,6 +23,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <map>
+#include <optional>
 #include <set>
 #include <unordered_set>
 
@@ -111,8 +113,11 @@ private:
         if (!list)
             return;
         std::unordered_set<std::string> staged;
-        for (const ContentsEntry &entry : list->entries)
+        for (const ContentsEntry &entry : list->entries) {
             staged.insert(entry.path);
+            if (entry.type == ContentsEntry::Type::Directory)
+                stagedModes_.emplace(entry.path, entry.mode);
+        }
         const std::size_t start = current_.native().size() + 1;
         for (const PlannedFile &file : plan_.files)
             if (!staged.contains(file.source.substr(start)) &&
@@ -181,17 +186,23 @@ private:
             !S_ISDIR(status.st_mode))
             return;
         const mode_t mode = status.st_mode & permissionBits;
-        struct stat packed = {};
-        const bool isAsPacked =
-            ::lstat((current_ / packagePathOf(directory, mappings_)).c_str(), &packed) == 0 &&
-            (packed.st_mode & permissionBits) == mode;
-        if (mode != made && !isAsPacked)
+        if (mode != made && mode != packedMode(packagePathOf(directory, mappings_)))
             add(FindingKind::Mode, directory, "has other permissions than 0755; --repair sets them",
                 [directory] { heldTarget(directory, S_IFDIR).setMode(made); });
         // A group without the right to write may come from the directory above.
         if (status.st_uid != 0 || (status.st_gid != 0 && (mode & S_IWGRP) != 0))
             add(FindingKind::Owner, directory, "does not belong to root; --repair changes that",
                 [directory] { heldTarget(directory, S_IFDIR).setOwner(0, 0); });
+    }
+
+    /// By the list: the directory in the store may have had the same damage.
+    std::optional<mode_t> packedMode(const std::string &path) const {
+        if (const auto staged = stagedModes_.find(path); staged != stagedModes_.end())
+            return staged->second;
+        struct stat stored = {};
+        return !hasContents_ && ::lstat((current_ / path).c_str(), &stored) == 0
+                   ? std::optional(stored.st_mode & permissionBits)
+                   : std::nullopt;
     }
 
     /// In usr nothing that leads to published files is closed, or another's, on purpose.
@@ -308,8 +319,9 @@ private:
     std::vector<Mapping> mappings_;
     MappingMode mode_;
     PublicationPlan plan_;
-    std::set<std::string> planned_; ///< The plan's targets: a package may have tens of thousands.
-    std::set<std::string> extra_;   ///< Targets of files that were not staged.
+    std::set<std::string> planned_;             ///< The plan's targets: a package may have tens of thousands.
+    std::map<std::string, mode_t> stagedModes_; ///< Of the listed directories, by their paths.
+    std::set<std::string> extra_;               ///< Targets of files that were not staged.
     bool hasPlan_;
     bool hasContents_ = false; ///< Whether the version has a list of contents.
     std::optional<std::vector<std::string>> listed_;
