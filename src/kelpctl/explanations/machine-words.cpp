@@ -42,7 +42,7 @@ constexpr MachineWord words[] = {
      "Bring the file back from the package file of the version. Without a current version, install the "
      "application again.",
      contents, true},
-    {"changed", "doctor", "A published copy has other content than the store's file, or is a link now.",
+    {"changed", "doctor", "A published copy has other content than the store's file, or is a link to it now.",
      "Run verify first: if the store's file is altered, install --repair brings it back. Then save the "
      "copy, perhaps somebody's work, and remove it. --repair publishes it anew.",
      "A published file that somebody has changed", true},
