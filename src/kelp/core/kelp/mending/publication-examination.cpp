@@ -244,7 +244,8 @@ private:
     /// beginning of another path.
     bool isPossible(const std::string &target) const {
         const auto next = planned_.lower_bound(target);
-        return !extra_.contains(target) && (next == planned_.end() || !next->starts_with(target)) &&
+        return !target.ends_with('/') && !extra_.contains(target) &&
+               (next == planned_.end() || !next->starts_with(target)) &&
                std::ranges::any_of(mappings_,
                                    [&](const Mapping &row) { return target.starts_with(row.target()); });
     }
@@ -266,11 +267,12 @@ private:
     }
 
     /// The listed or planned files that are published now, or will be once the earlier findings are mended.
-    /// The list's other lines stay, except meaningless ones such as a torn one.
+    /// The list's other lines stay, except meaningless ones such as a torn one: what it happens to name is
+    /// not the package's, and no removal may take it for that.
     std::vector<std::string> completeList() const {
         std::vector<std::string> list = listed_.value_or(std::vector<std::string>());
         std::erase_if(list, [this](const std::string &target) {
-            return !Common::isThere(target) && !isPlanned(target) && !isPossible(target);
+            return !isPlanned(target) && !isPossible(target) && !isMappingBelow(target, current_);
         });
         const std::set<std::string> known(list.begin(), list.end());
         for (const PlannedFile &file : plan_.files)
