@@ -33,7 +33,6 @@ protected:
     bool holds(const std::string &path) const {
         return fs::exists(fs::symlink_status(image().root() / path));
     }
-    std::string rpms() const { return run("in_image rpm -qa | sort"); }
 };
 
 using TourTest = ImageFixture;
@@ -105,8 +104,9 @@ TEST_F(MigrationsTest, TheRootPrefixMovesEverythingButTheRpmDatabase) {
         "$IMAGE/mnt/x/usr/share/common/com.example/$example_org; touch "
         "$IMAGE/mnt/x/usr/share/common/com.example/$example_org/file");
     launch("KELP_ROOT_FS=/mnt/x");
-    EXPECT_EQ(rpms(), "com.example.phone-1.0-1.noarch\nio.velura.dialer-11.2-1.noarch\nnet.example.unsigned-"
-                      "0.1-1.noarch\n");
+    EXPECT_EQ(run("in_image rpm -qa | sort"),
+              "com.example.phone-1.0-1.noarch\nio.velura.dialer-11.2-1.noarch\nnet.example.unsigned-"
+              "0.1-1.noarch\n");
     for (const char *path :
          {"data/apps/org.example.notes/current", "usr/bin/org.example.notes", "var/lib/kelp/registry",
           "var/lib/trusted-sources/db.sqlite3", "var/lib/kelp/.migration_done",
