@@ -33,8 +33,10 @@ public:
     /// Makes the prepared version current: removes the published files of the old one, publishes those of the
     /// new one and removes the old one. Three failures change nothing: Internal when nothing is prepared,
     /// FileConflict as from prepareUpdate(), and CorruptedInstalledPackage when the prepared version lacks
-    /// its own descriptor. After any other failure the old version is current again, and published if the
-    /// machine allows that. Without an old version, or if that has no descriptor, the package is removed.
+    /// its own descriptor. After any other failure the old version is current again, if its link can be
+    /// renamed, and published if the machine allows that. After such a failure the package is removed if it
+    /// had no old version, or if the registry has it and the old version has no descriptor; what the disk
+    /// hinders stays.
     virtual void completeUpdate(const std::string &id) = 0;
 
     /// Removes the package's published files and all of its versions. Foreign entries of its directory stay.
