@@ -6,9 +6,9 @@
 
 namespace Common {
 
-/// The names of a path in their order. The target of each link that the caller follows takes the place of the
-/// link's name, as for the kernel. Looks at no disk: the caller keeps the place that the walk has reached,
-/// and judges a link before it follows it.
+/// A walk over the names of a path, in order. If the caller follows a link, the names of the link's target
+/// take the place of the link's name, as the kernel does it. The walk does not look at the disk: the caller
+/// knows which place it has reached, and judges a link before it follows the link.
 class PathWalk {
 public:
     explicit PathWalk(const std::filesystem::path &path);

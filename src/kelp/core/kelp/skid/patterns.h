@@ -76,9 +76,9 @@ public:
     /// which raises if that cannot be right. The process must have no other transaction.
     static std::vector<std::filesystem::path> sharedFilesInRpm(const std::function<void()> &ifEmpty);
 
-    /// Flushes all moves. Otherwise the stamp could survive a power cut that undoes the moves, where these
-    /// are on other filesystems. Raises ErrorCode::Filesystem, also for a place that could not be looked at:
-    /// its moves may be missing.
+    /// Flushes all moves. Otherwise the stamp could survive a power cut that undoes moves on other
+    /// filesystems. Raises ErrorCode::Filesystem, also if one of the places could not be looked at, since
+    /// moves there may not be flushed.
     static void flushMoves();
 };
 

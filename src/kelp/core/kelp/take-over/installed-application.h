@@ -31,9 +31,9 @@ InstalledApplication readApplication(const Common::Rpm::Reader &record, const st
                                      const std::optional<std::string> &orgName,
                                      const std::optional<std::string> &appName);
 
-/// Calls `callback` for each of rpm's records. Returns whether rpm passed over records that it could not
-/// read. Raises ErrorCode::Internal "Couldn't read the rpm database" when it gave not all of the others: an
-/// application that was not seen would stay for good, and its files would seem free.
+/// Calls `callback` for each of rpm's records. Returns whether rpm skipped records that it could not read.
+/// Raises ErrorCode::Internal "Couldn't read the rpm database" if rpm did not give all readable records. A
+/// missed application would stay in rpm for good, and its files would seem to belong to nobody.
 bool forEachRecord(const Common::Rpm::Transaction &rpm,
                    const std::function<void(const Common::Rpm::Reader &)> &callback);
 
