@@ -10,7 +10,7 @@
 namespace Core::KELP {
 
 /// An entry of a directory that other users may own by now. It is held by a descriptor, since they may put a
-/// link at its path. The setters do not flush: if a power cut undoes one, the next examination finds the
+/// link at its path. The setters do not flush: if a power cut undoes one, the next `kelpctl doctor` finds the
 /// fault again. All operations raise ErrorCode::Filesystem.
 class HeldEntry {
 public:

@@ -93,8 +93,8 @@ std::vector<fs::path> removeFromStore(const IConfiguration &configuration, const
     return left;
 }
 
-/// Goes on without the database of sources if that cannot be read: if it comes back, an examination finds the
-/// binding beside the registry's line of the removal. Without a binding nothing is opened for writing.
+/// Goes on without the database of sources if that cannot be read: if it comes back, `kelpctl doctor` finds
+/// the binding beside the registry's line of the removal. Without a binding nothing is opened for writing.
 /// Otherwise a database that cannot be made would hold up this removal and all later ones.
 void removeBinding(const IConfiguration &configuration, const std::string &id) {
     Unread unread;

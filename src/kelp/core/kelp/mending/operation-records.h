@@ -50,9 +50,9 @@ bool recordInstallation(const IConfiguration &configuration, RegistryEvent event
 void completeInstallation(const IConfiguration &configuration);
 
 /// Completes the removal that its note (removalFile()) names, if there is one. Returns the foreign entries
-/// left in the package's directory. After any failure the note stays, and the next removal or examination
-/// repeats the steps. Raises ErrorCode::Filesystem "Couldn't add a package removal record to the registry:
-/// ID", and what the store raises.
+/// left in the package's directory. After any failure the note stays, and the next removal or `kelpctl doctor
+/// --repair` repeats the steps. Raises ErrorCode::Filesystem "Couldn't add a package removal record to the
+/// registry: ID", and what the store raises.
 std::vector<std::filesystem::path> completeRemoval(const IConfiguration &configuration);
 
 /// The same for a killed removal. Only logs what requireNothingPublished() raises: no caller waits for it.

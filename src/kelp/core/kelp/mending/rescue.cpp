@@ -85,7 +85,7 @@ void installRescued(const IConfiguration &configuration, const fs::path &tree) {
     // Placed without being published: an installation that cannot publish rolls back, and would remove this
     // last copy of the files. The missing published files then are findings, which are mended one by one. A
     // kill leaves the tree where it was, with its descriptor, or in the version directory, with or without
-    // `next` or `current`. An examination finds each of these states.
+    // `next` or `current`. `kelpctl doctor` finds each of these states.
     store.describeStaged(staging, extrasOf(information));
     store.place(staging);
     Common::flushFilesystem(configuration.databaseDirectory());
