@@ -28,7 +28,7 @@ struct Installed {
 /// under the validator's verdict, and installs the package or updates it.
 ///
 /// The package enters the store first, then the registry, then the bindings to sources. After a kill at any
-/// moment the store has the old version or the new one, whole, and an examination finds the remaining work.
+/// moment the store has the old version or the new one, whole, and `kelpctl doctor` finds the remaining work.
 /// Raises Common::Error with the code of the refusal, and as text the id and the code's own message. Also
 /// raises what the package layer and the store raise. The caller holds the writers' lock, except for a dry
 /// run.

@@ -22,8 +22,8 @@ namespace Core::KELP {
 /// ErrorCode::Filesystem.
 ///
 /// The file var/lib/kelp/removal names the package from before the first step to after the last. So the next
-/// removal, or an examination, completes a removal that was killed, or that failed after the first step, such
-/// as with ErrorCode::Filesystem "Couldn't add a package removal record to the registry: ID".
+/// removal, or `kelpctl doctor --repair`, completes a removal that was killed, or that failed after the first
+/// step, such as with ErrorCode::Filesystem "Couldn't add a package removal record to the registry: ID".
 std::vector<std::filesystem::path> removePackage(const IConfiguration &configuration, const std::string &id);
 
 } // namespace Core::KELP
