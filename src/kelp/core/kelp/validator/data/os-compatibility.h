@@ -20,13 +20,14 @@ int compareVersions(const Version &a, const Version &b);
 /// Whether there is at least one, and each parses.
 bool areVersions(const std::vector<std::string_view> &versions);
 
-/// Whether a system suits a package. `versions` are the first suitable versions, one for each release line; a
-/// release line is a version without its last component. The system suits if it is at least the greatest of
-/// them, or at least another one and of the same release line. So "5.0.1" and "4.0.2.5" accept 5.0.1 and
-/// later, and 4.0.2.5 and later but not 4.0.3.
+/// Whether the system `osVersion` suits a package. `versions` has the first suitable version of each release
+/// line that the package supports. The release line of a version is the version without its last component. A
+/// system suits if it is at least the greatest of `versions`. It also suits if it is at least another one of
+/// them and of that one's release line. So "5.0.1" and "4.0.2.5" accept 5.0.1 and later, and 4.0.2.5 and
+/// later but not 4.0.3.
 ///
 /// False unless areVersions(). A version of one component names no release line: raises std::out_of_range if
-/// such a one is not the greatest, and the system is at least that but less than the greatest.
+/// such a version is not the greatest, and the system lies between it and the greatest.
 bool isCompatible(std::string_view osVersion, const std::vector<std::string_view> &versions);
 
 } // namespace Validator
