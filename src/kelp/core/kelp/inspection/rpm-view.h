@@ -55,9 +55,10 @@ struct RpmView {
     bool isWhole = true;            ///< Otherwise a package without a record here may be installed.
 };
 
-/// The packages of the rpm database. All of them: a package whose certificate was lost is not an application,
-/// but neither is it gone. Changes nothing. Nothing when the database is missing or cannot be read, or has no
-/// record and cannot be this machine's (requireEmptyDatabaseOf()).
+/// All packages of the rpm database, also those that are no applications: a package whose certificate was
+/// lost is still in rpm. Changes nothing. What cannot be read goes to `unread`. Returns nothing if the
+/// database is missing or cannot be read, or if it has no record and cannot be this machine's
+/// (requireEmptyDatabaseOf()).
 std::optional<RpmView> rpmRecords(const IConfiguration &configuration, Unread &unread);
 
 /// The same packages, for callers that act on the absence of a record: it raises where the other goes on.
