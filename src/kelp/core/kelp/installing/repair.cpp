@@ -203,9 +203,9 @@ private:
                                          : listed.type == found.type && listed.target == found.target;
     }
 
-    /// With the present state of the entries, except for a kept configuration file: its staged content goes
-    /// on telling that the file was changed, be that by a person or by a damage. Entries that were not listed
-    /// are not listed now.
+    /// The installed version's list, with the present state of its entries. A kept configuration file keeps
+    /// its line: by the staged content the list goes on telling that a person or a fault has changed the
+    /// file. Entries without a line get none.
     ContentsList repairedList(const fs::path &scratch, const KeptEntries &kept) const {
         const HeldTree repaired(scratch);
         ContentsList list;
