@@ -14,9 +14,10 @@ class IConfiguration;
 
 namespace Core::KELP {
 
-/// Findings in a package's own directories, and differences of its current version from its list of contents,
-/// as far as they show without reading files. A loss that a missing published file shows is reported only as
-/// that file. Needs the values of the package's descriptor.
+/// Findings in a package's own directories, and differences between its current version and its list of
+/// contents. Of the listed files only status and attributes are looked at, not the content. If a file of the
+/// version is missing and was published, only the missing published file is reported. `package` must have the
+/// values of its descriptor.
 std::vector<Finding> examineContents(const IConfiguration &configuration, const StoredPackage &package);
 
 /// Adds findings about a directory that leads to applications and that others use too, by what its owner or
