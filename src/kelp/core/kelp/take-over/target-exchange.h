@@ -61,9 +61,9 @@ public:
     /// is not under its temporary name comes out of the tree.
     void giveBack(const std::function<bool(const std::string &path)> &isListed);
 
-    /// Puts the temporary names of a killed run in order, before anything else is done. `keepsRpms`: rpm's
-    /// file stays beside a target that is the store's, for publish() or takeBack(). A file of somebody's is
-    /// kept as clear() keeps it.
+    /// Puts the temporary names that a killed run left in order, before anything else is done. With
+    /// `keepsRpms`, rpm's file stays beside a target that is the store's, for publish() or takeBack(). A
+    /// temporary file to which somebody has written is kept as clear() keeps it.
     void settleNames(bool keepsRpms);
 
     /// Removes rpm's files under the temporary names. One that somebody has written to by then is renamed to
