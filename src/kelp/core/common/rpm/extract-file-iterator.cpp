@@ -1,7 +1,7 @@
 #include "kelp/core/common/rpm/extract-file-iterator.h"
 
 #include "kelp/core/common/errors/error.h"
-#include "kelp/core/common/rpm/package-entry.h"
+#include "kelp/core/common/rpm/current-entry.h"
 #include "kelp/core/common/rpm/tags.h"
 
 #include <rpm/rpmfi.h>

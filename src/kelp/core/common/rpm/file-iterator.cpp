@@ -1,6 +1,6 @@
 #include "kelp/core/common/rpm/file-iterator.h"
 
-#include "kelp/core/common/rpm/package-entry.h"
+#include "kelp/core/common/rpm/current-entry.h"
 
 namespace Common::Rpm {
 

@@ -1,6 +1,6 @@
 #include "kelp/core/common/rpm/installed-files.h"
 
-#include "kelp/core/common/rpm/package-entry.h"
+#include "kelp/core/common/rpm/current-entry.h"
 
 #include <rpm/rpmcrypto.h>
 #include <rpm/rpmfiles.h>

@@ -30,7 +30,9 @@ struct TakeOverPlan {
 
 /// What the first migration would do if it ran now, even if it has run before. The plan uses the migration's
 /// own criteria, and changes nothing. It cannot foresee an unreadable file, or a disk that others fill: those
-/// show when the files are copied. Raises what would stop the migration altogether, and as the views do.
+/// show when the files are copied. An obstacle that stops the whole migration, such as a foreign temporary
+/// directory, is told as the reason of each application. Raises as the functions of rpm-view.h and
+/// store-view.h do.
 TakeOverPlan planTakeOver(const IConfiguration &configuration);
 
 } // namespace Core::KELP

@@ -24,11 +24,12 @@ public:
     /// is an empty registry.
     bool foreachRecord(const std::function<void(const RegistryRecord &)> &callback) const;
 
-    /// Appends the record, and drops those of the same package and the same chain of keys that it supersedes.
-    /// An installation or removal supersedes all of them; an update supersedes all but the installation. The
-    /// file is replaced in one step: after a failure or a power cut it has the old content or the new one. A
-    /// file with unreadable lines is first kept as "registry.damaged-N", with the first free N: those lines
-    /// may be the only trace of an event.
+    /// Appends the record, and drops older ones of the package that it supersedes. Those are the records
+    /// whose key is the record's own, or one to which its previous keys lead back through the records. Of
+    /// these an installation or removal supersedes all, and an update all but the installation. The file is
+    /// replaced in one step: after a failure or a power cut it has the old content or the new one. A file
+    /// with unreadable lines is first kept as "registry.damaged-N", with the first free N: those lines may be
+    /// the only trace of an event.
     bool writeRecord(const RegistryRecord &record) const;
 
     /// The same for several, in their order and as one replacement: adds all or none.

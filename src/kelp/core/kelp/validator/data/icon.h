@@ -37,8 +37,8 @@ struct PngSize {
 };
 
 // Both functions read a PNG (RFC 2083) up to the beginning of its image data and decode nothing. So neither
-// the claimed dimensions nor a compressed profile or comment costs memory. The data before the image must be
-// sound; the rest is not read.
+// the claimed dimensions nor a compressed profile or comment costs memory. The header and the lengths of
+// the chunks before the image data must be right; the rest is not read.
 
 /// The dimensions of the PNG file at `path`. Raises ErrorCode::Internal, "Failed to read PNG icon: " and the
 /// reason, for a file that is no PNG, and as MappedFile::open() does for one that cannot be read.

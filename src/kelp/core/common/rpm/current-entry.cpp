@@ -1,4 +1,4 @@
-#include "kelp/core/common/rpm/package-entry.h"
+#include "kelp/core/common/rpm/current-entry.h"
 
 #include <rpm/rpmmacro.h>
 
