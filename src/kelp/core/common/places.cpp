@@ -59,7 +59,7 @@ HomesLook lookForUsersHomes() {
             if (fs::path home = homes / *member; lookThrough(home))
                 look.homes.push_back(std::move(home));
         } catch (const Error &error) {
-            LogStream(LogLevel::Error) << error;
+            LogStream(LogLevel::Error) << explainedText(error);
             if (!look.failure)
                 look.failure = std::current_exception();
         }
