@@ -2,7 +2,7 @@
 
 #include "kelp/core/common/errors/reraise-as.h"
 #include "kelp/core/common/files/file-descriptor.h"
-#include "kelp/core/common/files/filesystem.h"
+#include "kelp/core/common/files/path-tests.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -62,6 +62,11 @@ std::string readAll(const FileDescriptor &file, const fs::path &path) {
             return content;
         content.append(buffer.data(), static_cast<std::size_t>(got));
     }
+}
+
+/// 0, or the errno.
+int lookAt(const fs::path &path, struct stat &status) {
+    return ::stat(path.c_str(), &status) == 0 ? 0 : errno;
 }
 
 /// Writes to `path`; the texts of the errors name `reported`.
@@ -139,10 +144,16 @@ void flushFilesystem(const fs::path &path) {
 }
 
 void flushFilesystems(const std::set<fs::path> &paths) {
-    std::set<std::uint64_t> flushed;
+    std::set<dev_t> flushed;
     for (const fs::path &path : paths) {
+        struct stat status {};
+        fs::path place = path;
+        int failure = lookAt(place, status);
         // For a removed file, its directory must be flushed.
-        if (const fs::path place = nearestExisting(path); flushed.insert(deviceOf(place)).second)
+        for (; provesAbsence(failure) && place.has_relative_path(); failure = lookAt(place, status))
+            place = place.parent_path();
+        // A look that failed may have been of any filesystem: the place's own is flushed, or that fails.
+        if (failure != 0 || flushed.insert(status.st_dev).second)
             flushFilesystem(place);
     }
 }

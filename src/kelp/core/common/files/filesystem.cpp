@@ -47,6 +47,14 @@ void createLink(const char *kind, const fs::path &target, const fs::path &link, 
     });
 }
 
+/// After a failed look the parent could be on another filesystem: that raises.
+fs::path nearestExisting(const fs::path &path) {
+    fs::path existing = fs::absolute(path);
+    while (!lookThrough(existing) && existing.has_relative_path())
+        existing = existing.parent_path();
+    return existing;
+}
+
 } // namespace
 
 void removeAll(const fs::path &path) {
@@ -121,13 +129,6 @@ bool hasSameContent(const fs::path &a, const fs::path &b) {
             throw std::ios_base::failure("cannot read");
         return same;
     });
-}
-
-fs::path nearestExisting(const fs::path &path) {
-    fs::path existing = fs::absolute(path);
-    while (!lookThrough(existing) && existing.has_relative_path())
-        existing = existing.parent_path();
-    return existing;
 }
 
 std::uint64_t freeSpace(const fs::path &path) {

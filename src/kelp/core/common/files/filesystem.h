@@ -56,10 +56,6 @@ constexpr Listing operator|(Listing a, Listing b) {
 std::vector<std::filesystem::path> listDirectory(const std::filesystem::path &path,
                                                  Listing listing = Listing::Plain);
 
-/// `path` itself, or the nearest of its parents that exists. Raises ErrorCode::Filesystem when a look fails:
-/// it would be another filesystem's then.
-std::filesystem::path nearestExisting(const std::filesystem::path &path);
-
 /// The free bytes of the filesystem on which `path` lies, or would lie: that of its nearest existing parent.
 /// Raises ErrorCode::Filesystem "Couldn't retrieve free space: PATH".
 std::uint64_t freeSpace(const std::filesystem::path &path);

@@ -41,9 +41,9 @@ bool isListed(const fs::path &list, const std::vector<std::string> &paths) {
     return Common::lookThrough(list) && findPathList(list) == paths;
 }
 
-/// Does not rewrite a correct file: a full disk has no room for it.
+/// Does not rewrite a correct file: a full disk has no room for it. After a failed look it may be wrong.
 void list(const fs::path &file, const std::vector<std::string> &paths, Durability durability) {
-    if (!isListed(file, paths))
+    if (!Common::isThere(file) || findPathList(file) != paths)
         writePathList(file, paths, durability);
 }
 
