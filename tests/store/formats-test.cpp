@@ -67,9 +67,9 @@ TEST(ContentsList, ComesBackAndTearsWhole) {
     const std::string digest(64, 'a');
     const ContentsList list{
         "2026-11-26",
-        {{Type::Directory, 0750, 1, 2, 0, "", "", true, false, false, false, "bin"},
-         {Type::File, 0, 0, 0, 1ULL << 40, digest, "", false, true, false, true, "bin/a b\\n\nc"},
-         {Type::Link, 0777, 0, 0, 0, "", "to \\s\n- x", false, false, true, false, "data/ link"}}};
+        {{Type::Directory, 0750, 1, 2, 0, "", "", true, false, false, false, false, "bin"},
+         {Type::File, 0, 0, 0, 1ULL << 40, digest, "", false, true, false, true, true, "bin/a b\\n\nc"},
+         {Type::Link, 0777, 0, 0, 0, "", "to \\s\n- x", false, false, true, false, false, "data/ link"}}};
     const std::string text = list.format();
     const auto again = ContentsList::parse(text);
     ASSERT_TRUE(again);
@@ -80,8 +80,8 @@ TEST(ContentsList, ComesBackAndTearsWhole) {
     // Whoever repairs acts as root on what a list names.
     for (const std::string row :
          {"end 3 > end 2", "end 3\n > end 3\n\n", "d 750 > d 1750", "d 750 > d -1", "c--- > x---",
-          "a - -s > - -s", "a - -s > aa - -s", "h bin/a > h /bin/a", "h bin/a > h bin/../a",
-          "h bin/a > h bin//a", "c--- bin > c--- velura.pkg", "data/  > @resources/", "c--- bin > c--- "}) {
+          "a - -s > - -s", "a - -s > aa - -s", "p bin/a > p /bin/a", "p bin/a > p bin/../a",
+          "p bin/a > p bin//a", "c--- bin > c--- velura.pkg", "data/  > @resources/", "c--- bin > c--- "}) {
         const std::string from = row.substr(0, row.find(" > "));
         std::string torn = text;
         torn.replace(torn.find(from), from.size(), row.substr(from.size() + 3));

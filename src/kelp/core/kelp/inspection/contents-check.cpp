@@ -131,6 +131,8 @@ void ContentsCheck::compareEntry(const ContentsEntry &listed, const ContentsEntr
         add(Kind::Altered, listed, "leads to " + found.target + ", and not to " + listed.target);
     if (listed.type != Type::Link && found.mode != listed.mode)
         add(Kind::Mode, listed, "has mode " + octal(found.mode) + ", and not " + octal(listed.mode));
+    else if (found.isPrivileged && !listed.isPrivileged)
+        add(Kind::Mode, listed, "has a setuid or setgid bit, and not just mode " + octal(listed.mode));
     if (found.owner != listed.owner || found.group != listed.group)
         add(Kind::Owner, listed, "belongs to " + ownersOf(found) + ", and not to " + ownersOf(listed));
     if (found.size != listed.size)

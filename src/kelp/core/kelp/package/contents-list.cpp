@@ -74,6 +74,7 @@ private:
                      : S_ISLNK(status.st_mode) ? Type::Link
                                                : Type::Other;
         entry.mode = status.st_mode & lowModeBits;
+        entry.isPrivileged = S_ISREG(status.st_mode) && (status.st_mode & (S_ISUID | S_ISGID)) != 0;
         entry.owner = status.st_uid;
         entry.group = status.st_gid;
         entry.size = entry.type == Type::File ? static_cast<std::uint64_t>(status.st_size) : 0;
@@ -154,6 +155,7 @@ struct Flag {
 constexpr std::array flags = {Flag{'c', &ContentsEntry::isConfiguration},
                               Flag{'s', &ContentsEntry::isSignable}, Flag{'m', &ContentsEntry::isChanged},
                               Flag{'h', &ContentsEntry::isHashed}};
+constexpr char privileged = 'p'; ///< After these, on the rare file that is.
 
 /// Unwritten parts of it take no memory.
 std::string reserved(std::size_t size) {
@@ -169,7 +171,7 @@ void formatEntry(std::ostream &lines, const ContentsEntry &entry) {
           << (entry.target.empty() ? "-" : Common::escapeWord(entry.target)) << ' ';
     for (const Flag &flag : flags)
         lines << (entry.*flag.isSet ? flag.letter : '-');
-    lines << ' ' << Common::escapeLine(entry.path) << '\n';
+    lines << (entry.isPrivileged ? "p " : " ") << Common::escapeLine(entry.path) << '\n';
 }
 
 /// The words of one line; remembers whether one was wrong.
@@ -203,6 +205,9 @@ private:
 };
 
 bool parseFlags(std::string_view word, ContentsEntry &entry) {
+    entry.isPrivileged = word.ends_with(privileged);
+    if (entry.isPrivileged)
+        word.remove_suffix(1);
     bool isWhole = word.size() == flags.size();
     for (std::size_t i = 0; isWhole && i < flags.size(); ++i) {
         entry.*flags.at(i).isSet = word[i] == flags.at(i).letter;

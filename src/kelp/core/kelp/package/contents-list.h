@@ -28,6 +28,7 @@ struct ContentsEntry {
     bool isSignable = false;      ///< The file carries the application's id.
     bool isChanged = false;       ///< It was not what the package brought when it was staged.
     bool isHashed = false;        ///< The digest was computed, and not taken from the package's header.
+    bool isPrivileged = false;    ///< The file has the set-user-id or set-group-id bit.
     std::string path;             ///< Relative. Text, for lists are long and path objects are large.
 
     bool operator==(const ContentsEntry &) const = default;
