@@ -25,8 +25,8 @@ constexpr MachineWord words[] = {
      "could not be taken back.",
      "--repair completes it or takes it back, unless something is in the way.", unfinished, true},
     {"rescued", "doctor", "The files of the application are kept aside, as they could not be published.",
-     "--repair installs them when nothing is in their way. Then restart the launcher: it moves people's "
-     "shared data.",
+     "--repair installs them when nothing is in their way. The shared data of people is moved by the "
+     "launcher: see the heading.",
      aside, true},
     {"unexamined", "doctor", "Looking at the application failed. The others were looked at.",
      "See to the reason that is given.", "An application that could not be looked at", true},

@@ -2,13 +2,10 @@
 
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/files/durable-file.h"
-#include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/i-configuration.h"
-#include "kelp/core/common/places.h"
 #include "kelp/core/kelp/package/contents-list.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
 #include "kelp/core/kelp/package/descriptor.h"
-#include "kelp/core/kelp/package/migration-stamps.h"
 #include "kelp/core/kelp/package/store-entry.h"
 #include "kelp/core/kelp/package/store-names.h"
 #include "kelp/core/kelp/publication/publication-plan.h"
@@ -84,10 +81,6 @@ void installRescued(const IConfiguration &configuration, const fs::path &tree) {
     const PackageInformation information = descriptorIn(tree);
     const DatabasePathResolver resolver(configuration);
     const PackageStaging staging = stagingOf(information, tree);
-    // The migration to key directories ran without this application, and runs again at the launcher's next
-    // start. First: a kill after it costs only that run, and the tree is found again.
-    Common::removeAll(Common::belowRoot(organisationsToSkidStamp.path));
-    Common::flushFilesystem(Common::belowRoot(organisationsToSkidStamp.path).parent_path());
     FSDatabase store(configuration, resolver);
     // Placed without being published: an installation that cannot publish rolls back, and would remove this
     // last copy of the files. The missing published files then are findings, which are mended one by one. A

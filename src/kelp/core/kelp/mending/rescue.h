@@ -13,10 +13,9 @@ namespace Core::KELP {
 std::string rescueObstacle(const IConfiguration &configuration, const std::filesystem::path &tree);
 
 /// Makes the rescued tree `tree` the current version of its package. Its published files are then still
-/// missing, and `kelpctl doctor` reports each by itself. The launcher's next start moves its organisation's
-/// shared data. A kill at any moment leaves the tree where it was, or an unfinished installation, which
-/// `kelpctl doctor --repair` completes. Raises ErrorCode::FileConflict with the text of rescueObstacle(), and
-/// what TakeOverStore raises.
+/// missing, and `kelpctl doctor` reports each by itself. A kill at any moment leaves the tree where it was,
+/// or an unfinished installation, which `kelpctl doctor --repair` completes. Raises ErrorCode::FileConflict
+/// with the text of rescueObstacle(), and what TakeOverStore raises.
 void installRescued(const IConfiguration &configuration, const std::filesystem::path &tree);
 
 } // namespace Core::KELP
