@@ -427,7 +427,7 @@ TEST_F(TakeOverTest, ListsWhatWasStagedAndReadsOnlyWhatIsNotAsPacked) {
             "sed -n 's/^f \\S* \\S* \\S* \\S* \\(\\S*\\) - \\S* /\\1  /p' contents.list | sha256sum --check "
             "--quiet"),
         "/opt/kelp/tmp/org.app/data/words\n/opt/kelp/tmp/org.app/etc/org.app.conf\n"
-        "kelp contents\nd 755 ---- bin\nf 0 -s-- bin/org.app\nd 755 ---- data\nf 644 -s-- data/large\n"
+        "kelp contents\nd 755 ---- bin\nf 0 -s-- bin/org.app\nd 755 ---- data\nf 644 -s--p data/large\n"
         "f 644 -s-h data/words\nd 755 ---- etc\nf 644 c-mh etc/org.app.conf\nd 755 ---- manifest\n"
         "f 644 -s-- manifest/org.app.desktop\nend 9\n");
 }
