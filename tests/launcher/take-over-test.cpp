@@ -120,6 +120,7 @@ TEST_F(TakeOverTest, WhatCouldNotBePublishedStaysInRpm) {
          "/usr/share/org.named/.kelp-0123456789ab-1 has a name that the take-over uses itself"},
         {"org.same", "add org.same", "two of its files would be data/words"},
         {"org.store", "add org.store", "/velura.pkg.new/x is no place in the package"},
+        {"org.descriptor", "add org.descriptor", "/velura.pkg/x is no place in the package"},
         {"org.deep", "add org.deep", "/srv/1/2/3/4"},
         {"org.claim", "add org.claim org.claimed",
          "/usr/lib/qt5/qml/acme.qml would be published by org.claimed and org.claim"},

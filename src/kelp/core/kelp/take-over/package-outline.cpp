@@ -23,11 +23,14 @@ namespace {
 /// A walk over a tree holds a directory open for each name on its way. A process may have 1024 files.
 constexpr std::ptrdiff_t deepest = 500;
 
-/// Whether the path needs a name that replaceFile() uses for a file of the store.
-bool isTemporaryOfStore(const fs::path &path) {
+/// Whether the path has a directory in the place of the descriptor, or a name that replaceFile() uses for a
+/// file of the store. With these the store could not write its own files into the tree.
+bool isInStoresWay(const fs::path &path, bool isDirectory) {
     constexpr std::string_view ending = ".new";
     std::string_view first(path.native());
     first = first.substr(0, first.find('/'));
+    if (first == StoreName::descriptor)
+        return isDirectory || first.size() < path.native().size();
     return first.ends_with(ending) &&
            std::ranges::find(StoreName::files, first.substr(0, first.size() - ending.size())) !=
                StoreName::files.end();
@@ -84,7 +87,8 @@ void PackageOutline::add(const RpmPackage &package, const StandingFiles &standin
     const RpmPackage::FileEntry &entry = package.files()[number];
     const fs::path path = package.packagePath(entry);
     // The copy would be made outside of its tree, or where the store writes.
-    if (std::ranges::find(path, "..") != path.end() || isTemporaryOfStore(path))
+    if (std::ranges::find(path, "..") != path.end() ||
+        isInStoresWay(path, std::holds_alternative<Common::Rpm::Directory>(entry.kind)))
         objection_ = objection_.value_or(entry.path + " is no place in the package");
     else if (std::ranges::distance(path) > deepest)
         objection_ = objection_.value_or(entry.path + " lies too deep");
