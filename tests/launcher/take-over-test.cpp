@@ -297,7 +297,8 @@ TEST_F(TakeOverTest, ATreeWithoutAJournalGoesOnlyWhenRpmHasAllOfIt) {
     const Machine machine;
     machine.run(std::string("add org.app org.shared; ") + killStaged +
                 "in_image rpm --erase org.app org.shared org.sound; put org.app --justdb; put org.shared; cd "
-                "$IMAGE; rm var/lib/kelp/takeover.journal; "
+                "$IMAGE; rm var/lib/kelp/takeover.journal; cd opt/kelp/tmp; mkdir org.shared.2; echo "
+                ">org.shared.2/x; cd $IMAGE; "
                 "mkdir srv/photos; ln -s /srv/photos opt/kelp/rescued; touch srv/photos/1");
     const std::string mine = "[E] The rescue directory is not the package manager's own: /opt/kelp/rescued\n";
     EXPECT_THAT(machine.launch(), HasSubstr(mine + mine));
@@ -310,6 +311,7 @@ TEST_F(TakeOverTest, ATreeWithoutAJournalGoesOnlyWhenRpmHasAllOfIt) {
                                             "/opt/kelp/rescued/org.app-1-1\n"));
     machine.expectStay({"org.app"});
     EXPECT_TRUE(machine.holds("opt/kelp/rescued/org.sound-1-1/data/words"));
+    EXPECT_TRUE(machine.holds("opt/kelp/rescued/org.shared.2/x")) << "the tree of another application";
     EXPECT_FALSE(machine.isStamped());
 
     machine.run("put org.app --force");
