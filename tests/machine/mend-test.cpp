@@ -33,8 +33,9 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
         {{"rm usr/bin/org.example.notes", "org.example.notes", "missing", true},
          {"rm usr/bin/com.example.devices", "com.example.devices", "missing", true},
          {"rm opt/app/org.example.ticker/current/symlink.list", "org.example.ticker", "unlisted", true},
-         {"printf /usr/bin/ >>opt/app/com.example.devices/current/symlink.list", "com.example.devices",
-          "unlisted", true},
+         {"printf '/usr/bin/com.example.devicesxx\n/usr/bin/' "
+          ">>opt/app/com.example.devices/current/symlink.list",
+          "com.example.devices", "unlisted", true},
          {"touch opt/app/org.example.reader/current/publication.plan", "org.example.reader",
           "unfinished-update", true},
          {"mkdir -p opt/app/org.example.gone/1-1/data; "

@@ -177,10 +177,10 @@ TEST_F(SeeTest, TellsWhatIsOnRecordToWhoeverMayKnow) {
                       HasSubstr("== /var/lib/kelp/registry\ntimestamp="), Not(HasSubstr("Photos"))));
     EXPECT_THAT(kelpctl("report /root/report"), HasSubstr("/root/report: File exists\nstatus 2\n"));
 
-    run("printf 'timestamp=1 event=I package=a\\033[2Jb keyid=K\\377\\n' >$IMAGE/var/lib/kelp/registry");
-    EXPECT_THAT(kelpctl("history"), HasSubstr("a\\x1b[2Jb"));
-    EXPECT_THAT(kelpctl("history --json"), StartsWith("[{\"time\":1,\"event\":\"I\",\"id\":\"a\\u001b[2Jb\","
-                                                      "\"key\":\"K\xef\xbf\xbd\""));
+    run("printf 'timestamp=1 event=I package=a keyid=\\033[2JK\\377\\n' >$IMAGE/var/lib/kelp/registry");
+    EXPECT_THAT(kelpctl("history"), HasSubstr("\\x1b[2JK\\xff"));
+    EXPECT_THAT(kelpctl("history --json"), StartsWith("[{\"time\":1,\"event\":\"I\",\"id\":\"a\","
+                                                      "\"key\":\"\\u001b[2JK\xef\xbf\xbd\""));
 }
 
 } // namespace

@@ -80,6 +80,8 @@ TEST_F(RegistryTest, BadLinesAreSkippedWithTheirReason) {
         {"timestamp=1 event=X package=p keyid=k", "Registry record contains unknown event type"},
         {"timestamp=1 event=I keyid=k", "Registry record doesn't contains package id"},
         {"timestamp=1 event=I package=p keyid=", "Registry record doesn't contains key id"},
+        {"timestamp=1 event=I package=p\xff keyid=k",
+         "Registry record contains a package id that can name no directory"},
         {"timestamp=abc event=I package=p keyid=k", "Couldn't parse timestamp from registry record: abc"},
         {"timestamp=99999999999999999999 event=I package=p keyid=k",
          "Couldn't parse timestamp from registry record: 99999999999999999999"},

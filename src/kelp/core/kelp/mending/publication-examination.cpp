@@ -128,6 +128,9 @@ private:
         std::erase_if(plan_.directories, [&](const std::string &directory) {
             return !staged.contains(packagePathOf(directory, mappings_)) && !Common::isThere(directory);
         });
+        // What was found later may have lost the file before.
+        if (list->foundOn.empty())
+            staged_ = std::move(staged);
     }
 
     void examineFile(const PlannedFile &file) {
@@ -241,12 +244,13 @@ private:
 
     bool isPlanned(const std::string &target) const { return planned_.contains(target); }
 
-    /// Whether a file of the package could have been published there. Otherwise the line is torn: it is the
-    /// beginning of another path.
+    /// Whether a file of the package could have been published there. Otherwise the line is torn, and is the
+    /// beginning of another path, or it is garbled.
     bool isPossible(const std::string &target) const {
         const auto next = planned_.lower_bound(target);
         return !target.ends_with('/') && !extra_.contains(target) &&
                (next == planned_.end() || !next->starts_with(target)) &&
+               (!staged_ || staged_->contains(packagePathOf(target, mappings_))) &&
                std::ranges::any_of(mappings_,
                                    [&](const Mapping &row) { return target.starts_with(row.target()); });
     }
@@ -325,6 +329,7 @@ private:
     std::set<std::string> planned_;             ///< The plan's targets: a package may have tens of thousands.
     std::map<std::string, mode_t> stagedModes_; ///< Of the listed directories, by their paths.
     std::set<std::string> extra_;               ///< Targets of files that were not staged.
+    std::optional<std::unordered_set<std::string>> staged_; ///< All entries, if a list of staged ones tells.
     bool hasPlan_;
     bool hasContents_ = false; ///< Whether the version has a list of contents.
     std::optional<std::vector<std::string>> listed_;

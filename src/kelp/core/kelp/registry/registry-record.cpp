@@ -1,6 +1,7 @@
 #include "kelp/core/kelp/registry/registry-record.h"
 
 #include "kelp/core/common/errors/log-stream.h"
+#include "kelp/core/common/foreign-text.h"
 
 #include <boost/algorithm/string/join.hpp>
 #include <boost/lexical_cast/try_lexical_convert.hpp>
@@ -111,6 +112,11 @@ std::optional<RegistryRecord> parseRecord(const std::string &line, Complaints co
     if (!boost::conversion::try_lexical_convert(fields.timestamp, timestamp)) {
         complain(complaints,
                  "Couldn't parse timestamp from registry record: " + std::string(fields.timestamp));
+        return std::nullopt;
+    }
+    // A damaged id would count as an application that is lost, and its true line as missing.
+    if (!Common::isFileName(std::string(fields.package))) {
+        complain(complaints, "Registry record contains a package id that can name no directory");
         return std::nullopt;
     }
     return RegistryRecord(events.find(fields.event)->second, timestamp, std::string(fields.package),
