@@ -173,8 +173,12 @@ private:
 class LateArrivals {
 public:
     LateArrivals(const Core::Configuration &configuration, Core::KELP::FSDatabase &store) : store_(store) {
-        if (hasStamp(Core::KELP::organisationsToSkidStamp))
-            shared_.emplace(configuration);
+        try {
+            if (hasStamp(Core::KELP::organisationsToSkidStamp))
+                shared_.emplace(configuration);
+        } catch (const std::exception &) {
+            failure_ = std::current_exception();
+        }
     }
 
     Core::KELP::TakeOver::ArrivalFailures operator()(const std::vector<PackageInformation> &arrived) const {
@@ -191,6 +195,8 @@ public:
 
 private:
     void catchUp(const PackageInformation &package) const {
+        if (failure_)
+            std::rethrow_exception(failure_);
         if (shared_) {
             const auto installed = store_.packages();
             store_.requireCompleteLook();
@@ -202,6 +208,7 @@ private:
 
     Core::KELP::FSDatabase &store_;
     std::optional<SharedFiles> shared_;
+    std::exception_ptr failure_; ///< Of the look for a stamp: the packages arrive, and wait for their work.
 };
 
 } // namespace

@@ -110,8 +110,8 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
           "org.example.reader", "orphan-binding", true}},
         // This is left for people.
         {{"chown daemon opt", "", "owner", false},
-         {"chmod 700 usr/share/applications", "org.example.notes", "mode", false},
-         {"chown daemon usr/share/applications", "org.example.notes", "owner", false},
+         {"chmod 700 usr/share/applications", "com.example.devices", "mode", false},
+         {"chown daemon usr/share/applications", "com.example.devices", "owner", false},
          {"chmod 777 usr/bin", "com.example.devices", "mode", false},
          {"chgrp daemon opt; chmod g+w opt", "", "mode", false},
          {"echo x >>opt/app/org.example.notes/current/integrityd/org.example.notes.json", "org.example.notes",

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 namespace Core::KELP {
 
@@ -51,9 +52,12 @@ std::vector<Finding> foreignEntries(const StoreView &store) {
 std::vector<Finding> examine(const IConfiguration &configuration, const std::set<std::string> &ids,
                              Unread &unread) {
     std::vector<Finding> findings;
+    // A fault of a directory that several packages use is told at the first of them.
+    std::set<std::pair<std::filesystem::path, std::string>> told;
     const auto add = [&](std::vector<Finding> more) {
         for (Finding &finding : more)
-            if (ids.empty() || ids.contains(finding.id))
+            if ((ids.empty() || ids.contains(finding.id)) &&
+                (finding.mend || told.emplace(finding.path, finding.text).second))
                 findings.push_back(std::move(finding));
     };
     MachineViews views = MachineViews::read(configuration);

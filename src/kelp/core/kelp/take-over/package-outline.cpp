@@ -23,17 +23,16 @@ namespace {
 /// A walk over a tree holds a directory open for each name on its way. A process may have 1024 files.
 constexpr std::ptrdiff_t deepest = 500;
 
-/// Whether the path has a directory in the place of the descriptor, or a name that replaceFile() uses for a
-/// file of the store. With these the store could not write its own files into the tree.
-bool isInStoresWay(const fs::path &path, bool isDirectory) {
+/// Whether the path is in the place of a file of the store, or of the temporary name that replaceFile() uses
+/// for one. The store could not write its own file there, or would drop the package's.
+bool isInStoresWay(const fs::path &path) {
     constexpr std::string_view ending = ".new";
     std::string_view first(path.native());
     first = first.substr(0, first.find('/'));
-    if (first == StoreName::descriptor)
-        return isDirectory || first.size() < path.native().size();
-    return first.ends_with(ending) &&
-           std::ranges::find(StoreName::files, first.substr(0, first.size() - ending.size())) !=
-               StoreName::files.end();
+    if (first.ends_with(ending))
+        first.remove_suffix(ending.size());
+    return first == StoreName::resources ||
+           std::ranges::find(StoreName::files, first) != StoreName::files.end();
 }
 
 bool pointsBesideItself(const fs::path &target) {
@@ -87,8 +86,7 @@ void PackageOutline::add(const RpmPackage &package, const StandingFiles &standin
     const RpmPackage::FileEntry &entry = package.files()[number];
     const fs::path path = package.packagePath(entry);
     // The copy would be made outside of its tree, or where the store writes.
-    if (std::ranges::find(path, "..") != path.end() ||
-        isInStoresWay(path, std::holds_alternative<Common::Rpm::Directory>(entry.kind)))
+    if (std::ranges::find(path, "..") != path.end() || isInStoresWay(path))
         objection_ = objection_.value_or(entry.path + " is no place in the package");
     else if (std::ranges::distance(path) > deepest)
         objection_ = objection_.value_or(entry.path + " lies too deep");
