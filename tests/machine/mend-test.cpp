@@ -275,6 +275,9 @@ TEST_F(MendTest, TellsAndBringsBackWhatWasStaged) {
                   "/data/notes.conf has 4 bytes, and not 11\nstatus 1\n");
     EXPECT_EQ(there("cd " + notes + "; cat data/own/x data/notes.conf; ls data; stat -c %h data/first.txt"),
               "own\na=b\nfirst.txt\nlatest.txt\nnotes.conf\nown\nprogram\nqml\nsecond.txt\n2\n");
+    there("cd " + notes + "/data; rm notes.conf; mkfifo notes.conf");
+    EXPECT_THAT(kelpctl(repair + "/root/org.example.notes.rpm"), EndsWith(" repaired\n"));
+    EXPECT_EQ(there("test -f " + notes + "/data/notes.conf && echo file"), "file\n");
     there("rm opt/app/org.example.sound/1-1/velura.pkg");
     EXPECT_THAT(kelpctl("install --dry-run /root/sound-2.rpm"), HasSubstr("sound already installed, and"));
     EXPECT_THAT(doctor("--repair org.example.sound"), EndsWith("velura.pkg mended\n"));

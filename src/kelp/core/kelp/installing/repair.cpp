@@ -188,8 +188,10 @@ private:
         for (const ContentsEntry &entry : list_.entries) {
             listed.insert(entry.path);
             const ContentsEntry *found = installed.find(entry.path);
-            const bool isChanged = entry.isConfiguration && found && found->type != Type::Directory &&
-                                   (entry.isChanged || !isSame(installed, entry, *found));
+            // Nobody sets anything by a directory or a pipe in the place of the file.
+            const bool isSetting = found && (found->type == Type::File || found->type == Type::Link);
+            const bool isChanged =
+                entry.isConfiguration && isSetting && (entry.isChanged || !isSame(installed, entry, *found));
             if (found && (isChanged || !packed.find(entry.path)))
                 kept.add(entry.path);
         }
