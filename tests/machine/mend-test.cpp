@@ -208,10 +208,16 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
         }
     }
     // What is rescued is the last copy: it stays, also if its files cannot be published halfway.
-    there("cd usr/share/org.example.x; rm file; mount -t tmpfs -o nr_inodes=1 x .");
+    // Of two copies the second finds the first one in the store.
+    there("cd usr/share/org.example.x; rm file; mount -t tmpfs -o nr_inodes=1 x .; cd /opt/kelp/rescued; "
+          "cp -r x y; sed -i s/1.4.2-1/9-1/ y/velura.pkg");
     EXPECT_THAT(doctor("org.example.x --repair"), HasSubstr("/usr/share/org.example.x/file"));
-    EXPECT_EQ(there("ls opt/app/org.example.x/1.4.2-1/data; umount usr/share/org.example.x"), "file\n");
-    EXPECT_THAT(doctor("org.example.x --repair"), EndsWith("org.example.x/file mended\n"));
+    EXPECT_EQ(
+        there("ls opt/app/org.example.x/1.4.2-1/data; rm -r opt/kelp/rescued/y; "
+              "umount usr/share/org.example.x; printf 'org.example.x\\n9-1\\nU' >var/lib/kelp/installation"),
+        "file\n");
+    EXPECT_THAT(doctor("org.example.x --repair"), HasSubstr("org.example.x/file mended\n"));
+    EXPECT_THAT(kelpctl("history org.example.x --json"), Not(HasSubstr("\"event\":\"U\"")));
     EXPECT_THAT(kelpctl("history com.example.devices --json"), HasSubstr("\"event\":\"U\""));
     EXPECT_EQ(there("grep -c 'timestamp=1 event=R package=org.example.reader' var/lib/kelp/registry"), "1\n");
     // Nobody's list names them any more; and the note of another's installation stays.
@@ -275,23 +281,33 @@ TEST_F(MendTest, TellsAndBringsBackWhatWasStaged) {
                   "/data/notes.conf has 4 bytes, and not 11\nstatus 1\n");
     EXPECT_EQ(there("cd " + notes + "; cat data/own/x data/notes.conf; ls data; stat -c %h data/first.txt"),
               "own\na=b\nfirst.txt\nlatest.txt\nnotes.conf\nown\nprogram\nqml\nsecond.txt\n2\n");
-    there("cd " + notes + "/data; rm notes.conf; mkfifo notes.conf");
-    EXPECT_THAT(kelpctl(repair + "/root/org.example.notes.rpm"), EndsWith(" repaired\n"));
-    EXPECT_EQ(there("test -f " + notes + "/data/notes.conf && echo file"), "file\n");
-    there("rm opt/app/org.example.sound/1-1/velura.pkg");
+    // By its list the configuration file was changed before it came here: only the flag tells that.
+    there("rm opt/app/org.example.sound/1-1/velura.pkg; cd " + notes +
+          "; d=$(sha256sum <data/notes.conf); "
+          "sed -i \"s, 11 .* - c.* \\(data/notes\\), 4 ${d%% *} - c-mh \\1,\" contents.list");
     EXPECT_THAT(kelpctl("install --dry-run /root/sound-2.rpm"), HasSubstr("sound already installed, and"));
     EXPECT_THAT(doctor("--repair org.example.sound"), EndsWith("velura.pkg mended\n"));
     // The registry has the key that the descriptor has lost.
     for (const char *damage : {"rm velura.pkg", "sed -i 's/^id=[0-9a-f]*$/id=0/' velura.pkg"}) {
         there("cd " + notes + "; cp velura.pkg /root; " + damage);
         EXPECT_THAT(kelpctl(repair + "/root/org.example.notes.rpm"), EndsWith(repairs[3].second));
-        there("cmp root/velura.pkg " + notes + "/velura.pkg");
+        there("cmp root/velura.pkg " + notes + "/velura.pkg; grep a=b " + notes + "/data/notes.conf");
     }
+    there("mv var/lib/kelp/registry root; sed -i 's/^id=[0-9a-f]*$/id=0/' " + notes + "/velura.pkg");
+    EXPECT_THAT(kelpctl(repair + "/root/org.example.notes.rpm"), HasSubstr("does not match the developer"));
+    there("mv root/registry var/lib/kelp; cp root/velura.pkg " + notes);
+    there("cd " + notes + "/data; rm notes.conf; mkfifo notes.conf");
+    EXPECT_THAT(kelpctl(repair + "/root/org.example.notes.rpm"), EndsWith(" repaired\n"));
+    there("test -f " + notes + "/data/notes.conf");
     EXPECT_THAT(doctor(""),
                 AllOf(testing::StartsWith("1 application without a list"), Not(HasSubstr("status"))));
     EXPECT_EQ(doctor("--repair"), "org.example.ticker: contents listed as found\n");
     EXPECT_THAT(kelpctl("verify org.example.ticker"), HasSubstr("3-1: as found on 20"));
     EXPECT_THAT(kelpctl(repair + "/root/org.example.ticker.rpm"), HasSubstr("only what was found on 20"));
+    // Such a list does not prove whose names the desktop file tells.
+    there("cd opt/app/org.example.reader/0.9-3; sed -i '1a found 2026-11-26' contents.list; mv velura.pkg x");
+    EXPECT_THAT(doctor("org.example.reader"), HasSubstr("the files are left as they are"));
+    there("cd opt/app/org.example.reader/0.9-3; mv x velura.pkg");
     there("rpm --force-debian --install --justdb /root/org.example.ticker.rpm");
     EXPECT_THAT(doctor("org.example.ticker"),
                 HasSubstr("still-in-rpm: /var/lib/rpm/rpmdb.sqlite has a record of"));
