@@ -33,7 +33,9 @@ TEST_F(ExaminationTest, CompletesAndListsWhatIsThePackagesAlone) {
     }
     std::filesystem::remove(at("usr/bin/tool"));
     writeFile(at("usr/bin/tool"), "a user's own");
-    writeFile(stored("1-1/symlink.list"), "");
+    // Nor does it lose one that no row of the table explains, but that leads there.
+    std::filesystem::create_symlink(stored("current/bin/tool"), at("usr/odd"));
+    writeFile(stored("1-1/symlink.list"), text("usr/odd") + "\n");
     const auto findings = examinePublication(configuration, *StoreView(configuration).package(id));
     EXPECT_EQ(findings.size(), 1u) << "no list has somebody else's file";
 }

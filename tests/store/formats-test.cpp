@@ -1,6 +1,7 @@
 #include "store-fixture.h"
 
 #include "kelp/core/kelp/incoming/symbolic-link-targets.h"
+#include "kelp/core/kelp/mending/lost-descriptor.h"
 #include "kelp/core/kelp/package/contents-list.h"
 #include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/kelp/package/package.h"
@@ -100,6 +101,8 @@ TEST(EmergencyPackage, IsMadeOfADescriptor) {
     ASSERT_TRUE(package);
     EXPECT_EQ(package->id() + " " + package->version() + " " + package->firstSignature().keyId, "p 1 K");
     EXPECT_THAT(package->firstSignature().previousKeyIds, ElementsAre("ten", "two"));
+    const std::vector<std::string> keys = {"a", "b", "c", "d", "e", "f", "g", "h", "i", "j"};
+    EXPECT_EQ(previousKeyIds(developerValues({"K", "", {}, false}, keys)), keys);
     EXPECT_THAT([&] { package->extract("/a", "/b"); },
                 raises(ErrorCode::Internal, "Unimplemented in EmergencyPackage"));
 }

@@ -247,10 +247,14 @@ TEST_F(FSDatabaseTest, AFirstInstallThatFailsOnceItIsCurrentIsRemoved) {
         [&](fs::path) { writeFile(at("usr/bin/tool"), "a user's own"); },
         [](fs::path staging) { fs::create_symlink("leads nowhere", staging / "bin/alias"); },
     };
-    for (const auto &spoil : rows) {
+    for (const int round : {0, 1, 2, 3}) {
+        const bool isPrepared = round % 2 == 1;
         const auto staging = stage("1-1", {{"bin/tool", "x"}});
-        spoil(staging.path);
-        EXPECT_THROW(database.install(staging, extras()), Common::Error);
+        rows[round / 2](staging.path);
+        if (isPrepared)
+            database.prepareUpdate(staging, extras());
+        EXPECT_THROW(isPrepared ? database.completeUpdate(id) : database.install(staging, extras()),
+                     Common::Error);
         EXPECT_FALSE(fs::exists(stored("")));
         EXPECT_EQ(recordedEvents().size(), 1u);
         recordedEvents().clear();
