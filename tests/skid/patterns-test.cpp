@@ -29,4 +29,13 @@ TEST(PatternsTest, AFailureEndsThePackagesMoves) {
                                               at("blocked/3").string() + "/\n"));
 }
 
+TEST(PatternsTest, TheDirectoryOfOneKeyDoesNotMoveIntoAnothers) {
+    const TemporaryRoot root;
+    writeFile(root.path() / "usr/share/common/org/B/file", "");
+    Core::KELP::PackageInformation a{{"general.orgname", "org"}, {"certificate.id", "A"}}, b = a;
+    b["certificate.id"] = "B";
+    Patterns::migrate(Patterns::migrationUnits({a, b}, {}, {root.path() / "home"}).at(0));
+    EXPECT_TRUE(fs::exists(root.path() / "usr/share/common/org/B/file"));
+}
+
 } // namespace
