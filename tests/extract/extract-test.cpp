@@ -216,6 +216,7 @@ TEST_F(ExtractTest, FindsTheNamesInTheDesktopFileBehindLinks) {
           {share + "d/", "a", 0100644, text}},
          "org.example"},
         {{{place, name, 0100644, "", 7}, {share, "a", 0100644, text, 7}}, "org.example"},
+        {{{"/usr/bin/", "a", 0100644, "", 7}, {place, name, 0100644, text, 7}}, "org.example"},
         {{{place, name, 0100644,
            group + "OrganizationName=../../x\nApplicationName=a\\n[certificate]\\nid=b\n"}},
          std::nullopt},

@@ -455,14 +455,14 @@ TEST_F(TakeOverTest, OnlyItsOwnTemporaryDirectoryIsCleared) {
     const Machine machine;
     machine.run("cd $IMAGE; mkdir -p home/somebody scratch opt/kelp srv/photos/2024 srv/empty; "
                 "ln -s /srv/photos opt/kelp/tmp; ln -s srv/empty link; mkdir -m 777 open; mkdir lent; "
-                "chown daemon lent");
+                "chown daemon lent; mkdir -m 775 group; chgrp daemon group");
     const auto refusal = HasSubstr("[E] The temporary directory is not the package manager's own: ");
     const auto launchWith = [&](const std::string &setting) {
         machine.run("printf '[kelp]\\ntemp_directory = " + setting + "\\n' | put_file /etc/kelp/kelp.conf");
         return machine.launch();
     };
     for (const char *setting :
-         {"", "/home", "/opt", "/opt/app/tmp", "/opt/kelp/tmp/", "/link", "/open", "/lent"}) {
+         {"", "/home", "/opt", "/opt/app/tmp", "/opt/kelp/tmp/", "/link", "/open", "/lent", "/group"}) {
         EXPECT_THAT(launchWith(setting), refusal) << setting;
         machine.expectStay({"org.sound"});
     }
