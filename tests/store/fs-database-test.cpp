@@ -247,13 +247,12 @@ TEST_F(FSDatabaseTest, AFirstInstallThatFailsOnceItIsCurrentIsRemoved) {
         [&](fs::path) { writeFile(at("usr/bin/tool"), "a user's own"); },
         [](fs::path staging) { fs::create_symlink("leads nowhere", staging / "bin/alias"); },
     };
-    for (const int round : {0, 1, 2, 3}) {
-        const bool isPrepared = round % 2 == 1;
+    for (const int i : {0, 1, 2, 3}) {
         const auto staging = stage("1-1", {{"bin/tool", "x"}});
-        rows[round / 2](staging.path);
-        if (isPrepared)
+        rows[i / 2](staging.path);
+        if (i % 2)
             database.prepareUpdate(staging, extras());
-        EXPECT_THROW(isPrepared ? database.completeUpdate(id) : database.install(staging, extras()),
+        EXPECT_THROW(i % 2 ? database.completeUpdate(id) : database.install(staging, extras()),
                      Common::Error);
         EXPECT_FALSE(fs::exists(stored("")));
         EXPECT_EQ(recordedEvents().size(), 1u);
