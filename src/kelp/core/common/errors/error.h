@@ -8,8 +8,8 @@
 
 namespace Common {
 
-/// The one exception of the system: a code for the kind of failure, and a text with the details, composed
-/// where it happened. Paths stand plain in the text.
+/// The one exception that operations of the core raise: a code for the kind of failure, and a text with the
+/// details, composed where it happened. Paths stand plain in the text.
 class Error : public std::system_error {
 public:
     /// Takes a code of either error category. The base holds the category's fixed message and none of

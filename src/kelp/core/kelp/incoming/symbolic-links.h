@@ -28,8 +28,9 @@ public:
     void add(std::string name, std::filesystem::path path);
 
     /// Judges each link under its name. If a link leads to a directory, also judges the files below that,
-    /// under the names that they have through the link. Refuses links that lead to nothing in the package,
-    /// and links through which too many or too deep names are reached.
+    /// under the names that they have through the link. Refuses a link that leads to nothing in the package,
+    /// and one below which names are too deep. When all links together have led to too many names, refuses
+    /// the present one and ends.
     void judge(const Judge &judge, const Refuse &refuse) const;
 
 private:
