@@ -21,7 +21,7 @@ bool isPartOfName(char character) {
 
 std::size_t endOfPath(std::string_view text) {
     std::size_t end = std::min({text.find('\n'), text.find('"'), text.find('\0'), text.size()});
-    for (const std::string_view stop : {": ", ", ", "; ", " -> "})
+    for (const std::string_view stop : {": ", " -> "})
         end = std::min(end, text.find(stop));
     return end;
 }

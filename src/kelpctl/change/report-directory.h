@@ -10,8 +10,8 @@
 namespace KelpCtl {
 
 /// Replaces each path below one of the directories `homes` by "<home>", since the names of people's files are
-/// private. Names may have blanks, so the end of a path is a guess: a quotation mark, ": ", ", ", "; ", " ->
-/// " or the line's end. If in doubt, the guess removes too much.
+/// private. Names may have blanks, so the end of a path is a guess: a quotation mark, ": ", " -> " or the
+/// line's end. The guess may remove more than the path. Of a name that holds one of these, the rest stays.
 std::string withoutHomes(std::string_view text, const std::vector<std::string> &homes);
 
 /// The directory of a report, closed to other users. It is held open, so that files get there even after a

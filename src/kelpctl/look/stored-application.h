@@ -30,7 +30,7 @@ struct StoredApplication {
 
 /// The applications that have a current version, and those at which the look failed, by id. If the sources
 /// cannot be read, all count as unbound. Measures the size of the application `measured` only, or of all if
-/// `measured` is empty. Raises as StoreView does.
+/// `measured` is empty. Raises as StoreView::packages() does.
 std::vector<StoredApplication> storedApplications(const Core::IConfiguration &configuration,
                                                   Core::KELP::Unread &unread,
                                                   const std::string &measured = {});

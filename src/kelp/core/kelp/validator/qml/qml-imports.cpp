@@ -141,9 +141,10 @@ void QmlImports::dropShipped() {
     std::erase_if(imports_, [this](const auto &entry) { return isShipped(entry.first); });
 }
 
-/// With today's lists this is never reached: no row begins with a quote, so any relative import passes. If a
-/// list objects to relative imports, those of files that the package ships must still pass. This compares
-/// texts, so a slash at the end makes another path.
+/// Whether a relative import leads to a file that the package ships in its directory of QML files: then it
+/// passes, whatever the lists say. No profile's list needs this: an import in no list passes, and a relative
+/// one begins with a quotation mark, as no row does. Compares texts, so it finds no path with a slash at its
+/// end.
 bool QmlImports::isShipped(const std::string &import) const {
     const auto directory = std::filesystem::path(path_).parent_path();
     const std::string file = (directory / targetOf(import)).lexically_normal().string();
