@@ -266,7 +266,7 @@ private:
             if (entry->path().filename() != OwnDirectory::markName &&
                 !isOfRunningDryRun(entry->path().filename()))
                 add(entry->path().filename().string(), FindingKind::Leftover, entry->path(),
-                    "was unpacked for an installation that did not take place; --repair removes it",
+                    "is left of a killed installation or repair; --repair removes it",
                     [path = entry->path()] { Common::removeAll(path); });
         if (error && !Common::provesAbsence(error.value()))
             throw Common::Error(Common::ErrorCode::Filesystem,
