@@ -8,8 +8,9 @@
 namespace Common {
 
 /// The root prefix: the text of the environment variable KELP_ROOT_FS, even if empty, or "/" when it is not
-/// set. Every location on disk is this prefix joined with a relative path, so that the programs can also work
-/// on the image of a machine. The environment is read at each call.
+/// set. KELP's own files and those that it publishes lie below this prefix, so that the programs can also
+/// work on the image of a machine. Places out of rpm's records, and those that the environment names, have no
+/// prefix. The environment is read at each call.
 std::filesystem::path rootPath();
 
 /// `path` below the root prefix, whether `path` is absolute or relative: with the prefix "/mnt/x", "/etc/a"

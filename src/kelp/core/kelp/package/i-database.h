@@ -78,9 +78,11 @@ public:
     /// that `current` names. Failures are logged.
     virtual void cleanupVersionsExceptCurrent(const std::string &id) = 0;
 
-    /// Removes the published files of the current version. A listed file that is no mapping any more stays.
-    /// Files that cannot be removed are logged and noted on disk (left-behind.h). Raises when the note cannot
-    /// be written, and when the published files cannot be determined.
+    /// Removes the published files of the current version, and then their directories that are empty. At a
+    /// listed place any link goes, unless it leads into another package, and any copy that has the attribute
+    /// of published files. Other files stay. Files that cannot be removed are logged and noted on disk
+    /// (left-behind.h). Raises when the note cannot be written, and when a failed read hides what was
+    /// published; a missing or torn descriptor is only logged.
     virtual void tryRemoveMappingsUsingCurrentDirectory(const std::string &id) = 0;
 };
 
