@@ -8,11 +8,12 @@ namespace Common {
 
 class Directory;
 
-// A copied file has the content, permission bits and non-empty extended attributes of the original, but not
-// its owner and times; for set-id bits see copyContent(). No function overwrites a file; copyDirectory()
-// fills a directory that exists. All except copyContent() raise ErrorCode::Filesystem. A function that fails
-// removes what it made, but not the parents of the target. If only the content of a single file fails,
-// copy(), copyFile() and copySymlink() leave an incomplete file.
+// A copied file has the content and permission bits of the original, and, except after copyContent(), its
+// non-empty extended attributes, but not its owner and times; for set-id bits see copyContent(). No function
+// overwrites a file; copyDirectory() fills a directory that exists. All except copyContent() raise
+// ErrorCode::Filesystem. On failure, parents that were made stay. copyDirectory() and copyInOneStep() remove
+// all else that they made. The others leave a file incomplete when its content cannot be copied, and remove
+// it when its attributes cannot.
 
 /// Copies a link as copySymlink does, a directory, or a regular file. Raises when `from` does not exist (a
 /// dangling link does not), when `to` exists, and for any other kind of entry.

@@ -26,9 +26,9 @@ struct TreePlace {
 };
 
 /// Where a path of a package's tree leads when all links are followed, as the kernel would follow them once
-/// the tree lies in `versionDirectory`. So an absolute link to a place below that leads into the tree. Any
-/// other absolute link, and a path that climbs above the tree, leads outside. Returns nothing for a path that
-/// leads outside or to nothing, and for one that takes absurdly many links or steps.
+/// the tree lies in `versionDirectory`. So an absolute link to a place below `versionDirectory` leads into
+/// the tree. Any other absolute link, and a path that climbs above the tree, leads outside. Returns nothing
+/// for a path that leads outside or to nothing, and for one that takes absurdly many links or steps.
 std::optional<TreePlace> followSymbolicLinks(const std::filesystem::path &path,
                                              const std::filesystem::path &versionDirectory,
                                              const TreeLookup &lookUp);

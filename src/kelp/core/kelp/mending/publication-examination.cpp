@@ -57,14 +57,14 @@ HeldEntry heldTarget(const std::string &target, mode_t type) {
 }
 
 constexpr mode_t permissionBits = 0777;
-constexpr mode_t allModeBits = 07777;
+constexpr mode_t modeWithSetBits = 07777;
 
 /// Those that a copy of it has.
 mode_t permissionsOf(const std::string &source) {
     struct stat status = {};
     if (::stat(source.c_str(), &status) != 0)
         throw Common::Error(Common::ErrorCode::Filesystem, "Couldn't look at file: " + source, errno);
-    return status.st_mode & allModeBits;
+    return status.st_mode & modeWithSetBits;
 }
 
 /// The publication of one version under examination.
@@ -161,7 +161,7 @@ private:
         struct stat copy = {};
         if (!hasContents_ || ::lstat(file.target.c_str(), &copy) != 0 || !S_ISREG(copy.st_mode))
             return;
-        if ((copy.st_mode & allModeBits) != permissionsOf(file.source))
+        if ((copy.st_mode & modeWithSetBits) != permissionsOf(file.source))
             add(FindingKind::Mode, file.target,
                 "has other permissions than the file in the store; --repair sets them",
                 [file] { heldTarget(file.target, S_IFREG).setMode(permissionsOf(file.source)); });
