@@ -20,14 +20,15 @@ std::vector<std::string> configurationRemarks();
 ///     [trusted_sources]
 ///     database_path = /var/lib/trusted-sources/db.sqlite3
 ///
-/// These values are also the defaults. Each value, absolute or relative, is placed below the root prefix of
-/// the time of loading (rootPath()). Unknown sections and keys are ignored. A file that is missing or has one
-/// malformed line is logged as two warnings, and every key then has its default.
+/// These values are the defaults, also for single keys that the file lacks. Each value, absolute or relative,
+/// is placed below the root prefix of the time of loading (rootPath()). Unknown sections and keys are
+/// ignored. A missing file, and a file with one malformed line, count as empty, and are logged as two
+/// warnings.
 class Configuration final : public IConfiguration {
 public:
     enum class Missing {
         IsReported,
-        IsFine ///< No warnings: for a person at a terminal, who knows.
+        IsFine ///< A missing file is not logged: for a person at a terminal, who knows.
     };
 
     /// Loads etc/kelp/kelp.conf below the root prefix.

@@ -2,10 +2,10 @@
 
 namespace Common {
 
-/// Makes the C library return each freed block of 128 KiB or more to the system. By default it raises that
-/// limit at the first larger block that is freed, keeps such blocks, and leaves holes between them. This
-/// suits a program that reads packages: their headers may take megabytes, and it seldom needs other large
-/// blocks.
+/// Makes the C library return each block of 128 KiB or more to the system when it is freed. By default, a
+/// larger block that is freed raises that limit to its own size. Later blocks below the new limit stay with
+/// the process after they are freed, with holes between them. The fixed limit suits a program that reads
+/// packages: their headers may take megabytes, and it seldom needs other large blocks.
 void giveBackLargeBlocks();
 
 } // namespace Common

@@ -8,8 +8,8 @@
 namespace Common {
 
 /// The root prefix: the text of the environment variable KELP_ROOT_FS, even if empty, or "/" when it is not
-/// set. KELP's own files and those that it publishes lie below this prefix, so that the programs can also
-/// work on the image of a machine. Places out of rpm's records, and those that the environment names, have no
+/// set. KELP's own files and the files that it publishes lie below this prefix, so that the programs can also
+/// work on the image of a machine. Paths that rpm has recorded, and paths that the environment names, get no
 /// prefix. The environment is read at each call.
 std::filesystem::path rootPath();
 
@@ -26,9 +26,10 @@ std::filesystem::path tempDirectoryPath();
 /// A path made of `model` with each "%" replaced by a random hexadecimal digit. Nothing is created.
 std::filesystem::path uniquePath(const std::string &model);
 
-/// The existing directories "home/NAME" below the root prefix, for each member NAME of the group "users", in
-/// the order of the group. Other homes that the password database names are not looked up. Raises
-/// ErrorCode::Internal when the group database does not answer.
+/// The entries "home/NAME" below the root prefix that exist, for each member NAME of the group "users", in
+/// the order of the group. The group is the running system's, without the prefix. A home elsewhere is not
+/// looked for, whatever the password database says. A home at which the look fails is logged and left out.
+/// Raises ErrorCode::Internal when there is no such group, or the group database does not answer.
 std::vector<std::filesystem::path> usersHomes();
 
 /// The same for callers that rely on the absence of a home.

@@ -8,20 +8,21 @@ namespace Common {
 
 /// The one lock for all processes that change the store: the launcher, and the changing commands of kelpctl.
 /// It is an advisory lock on the file var/lib/kelp/store.lock below the root prefix. Only root can open this
-/// file, so nobody else can block the writers; its text names the process that holds the lock. On a read-only
-/// filesystem the existing file is locked, or else its directory. The kernel releases the lock when the
-/// process ends, however that happens.
+/// file, so nobody else can block the writers. Its text names the process that holds the lock, for people. On
+/// a read-only filesystem, where the file cannot be made, the lock is on the existing file or else on its
+/// directory. The kernel releases the lock when the process ends, however that happens.
 class WriterLock {
 public:
     enum class Wait { No, Yes };
 
-    /// Takes the lock, after making the directory of its file, for root alone. With Wait::Yes it logs the
-    /// name of the present holder and waits until that ends; a deferred stop signal (stop-signals.h) ends the
-    /// wait with ErrorCode::Internal "Asked to stop while another process changes the store: HOLDER". With
-    /// Wait::No it raises ErrorCode::Internal "Another process changes the store: HOLDER". Also raises
-    /// ErrorCode::UnauthorizedAccess "Only root can change the store", ErrorCode::Filesystem "Couldn't take
-    /// the lock: PATH" when the file cannot be made or locked, and as createPrivateDirectory() does. If this
-    /// raises, the caller must change nothing.
+    /// Takes the lock, after making the directory of its file, for root alone. While another process holds
+    /// the lock, Wait::Yes logs the holder's name and waits. A deferred stop signal (stop-signals.h) ends the
+    /// wait with ErrorCode::Internal "Asked to stop while another process changes the store: HOLDER".
+    /// Wait::No raises ErrorCode::Internal "Another process changes the store: HOLDER".
+    ///
+    /// Also raises ErrorCode::UnauthorizedAccess "Only root can change the store", ErrorCode::Filesystem
+    /// "Couldn't take the lock: PATH" when the file cannot be made or locked, and as createPrivateDirectory()
+    /// and readIfExists() do. If this raises, the caller must change nothing.
     explicit WriterLock(Wait wait);
     WriterLock(const WriterLock &) = delete;
     WriterLock &operator=(const WriterLock &) = delete;

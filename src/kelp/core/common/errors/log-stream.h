@@ -27,10 +27,11 @@ bool isOutputTheJournal();
 ///
 ///     LogStream(LogLevel::Warning) << "Couldn't open file: " << path;
 ///
-/// The destructor writes the level's prefix, the text and a line feed to standard output and flushes it. A
-/// message into which nothing was inserted prints nothing. A std::filesystem::path is printed in double
-/// quotes, an exception as its what(). If systemd collects standard output for its journal, each line begins
-/// with the level's priority, "<3>" for an error.
+/// The destructor writes the level's prefix, the text and a line feed to standard output, and flushes it. A
+/// message without text prints nothing. A std::filesystem::path is printed in double quotes, an exception as
+/// its what(). Paths below /proc/self/fd become names (withNames()). If systemd collects standard output for
+/// its journal, each line begins with the level's priority, for example "<3>" for an error. A line that
+/// cannot be written is lost, and nothing is raised.
 class LogStream {
 public:
     explicit LogStream(LogLevel level) : level_(level) {}

@@ -8,12 +8,15 @@ namespace Common {
 
 class Directory;
 
-// A copied file has the content and permission bits of the original, and, except after copyContent(), its
-// non-empty extended attributes, but not its owner and times; for set-id bits see copyContent(). No function
-// overwrites a file; copyDirectory() fills a directory that exists. All except copyContent() raise
-// ErrorCode::Filesystem. On failure, parents that were made stay. copyDirectory() and copyInOneStep() remove
-// all else that they made. The others leave a file incomplete when its content cannot be copied, and remove
-// it when its attributes cannot.
+// A copied file has the content and the permission bits of the original; copyContent() tells about set-id
+// bits. Except after copyContent(), it also has the original's extended attributes that are not empty. Owner
+// and times are those of a new file. No function overwrites a file, but copyDirectory() also fills an
+// existing directory.
+//
+// All but copyContent() raise ErrorCode::Filesystem. After a failure, parents that were made stay.
+// copyInOneStep() removes its unfinished copy, and copyDirectory() removes all of `to`; each logs a removal
+// that fails. The others leave an incomplete file when the content cannot be copied, and remove the file when
+// the attributes cannot be set.
 
 /// Copies a link as copySymlink does, a directory, or a regular file. Raises when `from` does not exist (a
 /// dangling link does not), when `to` exists, and for any other kind of entry.
@@ -22,11 +25,12 @@ void copy(const std::filesystem::path &from, const std::filesystem::path &to);
 /// The name that a copy has in its directory while copyInOneStep() makes it.
 inline constexpr const char *unfinishedCopyName = ".kelp-unfinished-copy";
 
-/// Copies a regular file or a link to the entry `name` of `directory`, by the rules of copy(). It completes
-/// the copy under unfinishedCopyName, calls `finish` with that path, and then renames the copy to `name`. A
-/// kill leaves the complete copy or none, and at worst an unfinished one, which the next copy into that
-/// directory replaces. For a link that is copied as a link, `finish` is not called. Raises as copy(),
-/// Directory's operations and `finish` do; a directory is refused.
+/// Copies a regular file or a link to the entry `name` of `directory`, by the rules of copy(); `name` never
+/// shows an incomplete copy. A file is copied under unfinishedCopyName. Then `finish` gets a path to that
+/// copy, valid during the call, and the copy is renamed to `name`. A kill can leave the unfinished copy; the
+/// next copy into `directory` replaces it, so the caller lets only one run there at a time. A link that is
+/// copied as a link is made as `name` at once, without `finish`. A directory is refused. Also raises as
+/// Directory's operations and `finish` do.
 void copyInOneStep(const std::filesystem::path &from, const Directory &directory, const std::string &name,
                    const std::function<void(const std::filesystem::path &)> &finish);
 
@@ -34,9 +38,10 @@ void copyInOneStep(const std::filesystem::path &from, const Directory &directory
 /// attributes cannot be carried over, `to` is removed and the attribute's error is raised.
 void copyFile(const std::filesystem::path &from, const std::filesystem::path &to);
 
-/// Copies a link as a link if its text begins with neither "." nor "/", so that it leads to a place beside or
-/// below itself. For any other link, or if the link cannot be made, logs that and copies the file that the
-/// text names. A relative text then counts from the working directory, not from the link.
+/// Copies a link. If its text begins with neither "." nor "/", it leads beside or below the link: the copy is
+/// a link with the same text. Any other link, or one that cannot be made, is logged, and copyFile() copies
+/// the file that the text names. There a relative text counts from the working directory, and not from the
+/// link: the other links of a stored version have absolute texts (resolveLink()).
 void copySymlink(const std::filesystem::path &from, const std::filesystem::path &to);
 
 /// Copies a directory with all below it. On failure `to` is removed, even if it existed before the call, and
@@ -44,11 +49,11 @@ void copySymlink(const std::filesystem::path &from, const std::filesystem::path 
 void copyDirectory(const std::filesystem::path &from, const std::filesystem::path &to);
 
 /// Makes `to` with the content and the permission bits of the regular file `from`, which may be reached by a
-/// link. The copy belongs to the user of this process. If that is not the owner of `from`, the copy has no
-/// set-user-id or set-group-id bit; if only the group differs, no set-group-id bit. Raises
+/// link. The copy belongs to the user of this process. If the owners of the two files differ, the copy gets
+/// neither set-id bit; if only the groups differ, no set-group-id bit. Only the owner can open the copy until
+/// its content is complete. A failure or a kill may leave an incomplete copy, closed to others. Raises
 /// std::filesystem::filesystem_error, also when `to` exists, and ErrorCode::Filesystem if closing the copy
-/// fails. Until its content is written, other users cannot open the copy; a failure or a kill may leave it
-/// so.
+/// fails.
 void copyContent(const std::filesystem::path &from, const std::filesystem::path &to);
 
 } // namespace Common

@@ -13,19 +13,21 @@ struct statx;
 namespace Common {
 
 /// A directory that is held open. Root must not act by paths where others can write: between a look and an
-/// action they can replace any part of the path by a link. The operations act on entries of this very
-/// directory, even if somebody has moved it.
+/// action, others can replace any part of the path by a link. The operations act on entries of the open
+/// directory itself, even if somebody has moved it.
 ///
-/// Operations raise std::filesystem::filesystem_error with the system's reason and the path. Where no link
-/// may be followed, a link is refused with the reason ELOOP. So is a path that would leave the directory.
+/// Operations raise std::filesystem::filesystem_error with the system's reason and the path. An operation
+/// that may follow no link refuses a link on its path, an absolute path and one with "..": the reason is then
+/// ELOOP.
 class Directory {
 public:
     /// Opens a directory whose path is trusted as it is: links on the way are followed.
     explicit Directory(const std::filesystem::path &path);
 
-    /// Opens a directory by its path, following only links that root alone can have made: root owns the link
-    /// and the directory in which it lies, and nobody else can write to that directory. Raises for any other
-    /// link (isRefusal()). Returns nothing when there is no such directory.
+    /// Opens a directory by its path. Follows only links that root alone can have made: root owns the link
+    /// and the directory in which it lies, and nobody else can write to that directory. Refuses any other
+    /// link, and ".." out of any other directory (isRefusal()). Returns nothing when there is no such
+    /// directory.
     static std::optional<Directory> byLinksOfRoot(const std::filesystem::path &path);
 
     /// The same, but makes missing directories, owned by the caller and with the permissions of its umask.

@@ -22,10 +22,11 @@ void writeDurably(const std::filesystem::path &path, std::string_view content);
 enum class Durability { Flushed, Deferred };
 
 /// Gives `path` the new content in one step: after a failure or a kill it has the old content or the new,
-/// never a mix. With Durability::Flushed that holds after a power cut too; a deferred file may then have any
-/// content. It writes the content to PATH.new and renames that over `path`. The rename itself is not flushed:
-/// the filesystem writes it later, in order with its other changes. Raises as writeDurably() does, with
-/// `path` in the text, and then leaves no PATH.new.
+/// never a mix. After a power cut that holds with Durability::Flushed; with Durability::Deferred the file may
+/// then have any content. Writes the content to PATH.new and renames that to `path`. Does not flush the
+/// rename: until the filesystem writes it, in order with its other changes, a power cut brings the old
+/// content back. Raises as writeDurably() does, with `path` in the text, after removing PATH.new. A kill may
+/// leave PATH.new; the next call replaces it.
 void replaceFile(const std::filesystem::path &path, std::string_view content, Durability durability);
 
 /// replaceFile() with Durability::Flushed.

@@ -18,7 +18,8 @@ void removeAll(const std::filesystem::path &path);
 /// Makes the directory and its parents. One that exists is fine.
 void createDirectories(const std::filesystem::path &path);
 
-/// The same, but makes the directory itself for its owner alone (0700). One that exists keeps its mode.
+/// The same, but makes the directory itself for its owner alone (0700). One that exists keeps its mode. If
+/// the directory itself cannot be made, that is not logged, and the error has the system's reason.
 void createPrivateDirectory(const std::filesystem::path &path);
 
 /// Replaces the permission bits.
