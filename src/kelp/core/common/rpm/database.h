@@ -24,7 +24,8 @@ class DatabaseCopy {
 public:
     /// Raises ErrorCode::Internal "Another process changes the rpm database" while another process holds its
     /// lock, ErrorCode::Filesystem "Couldn't copy the rpm database: REASON", and as requireDatabase() and
-    /// ScratchDirectory do. The process must have no Transaction, which would lose its lock by this.
+    /// ScratchDirectory do. The process must have no Transaction: this constructor opens and closes the lock
+    /// file, and the kernel then drops the Transaction's lock.
     DatabaseCopy();
     DatabaseCopy(const DatabaseCopy &) = delete;
     DatabaseCopy &operator=(const DatabaseCopy &) = delete;

@@ -52,8 +52,9 @@ public:
     /// Reads the header; the payload is not touched.
     PayloadDigest(std::filesystem::path package, const Reader &header);
 
-    /// Reads the payload and compares its digest with the one of the package. Old packages have one digest of
-    /// header and payload together. Returns true for a package without any. Raises ErrorCode::FileNotFound
+    /// Reads the payload, and returns whether its digest is the one that the package names. Old packages name
+    /// one digest of header and payload together: then that one is compared. Returns true for a package
+    /// without either. A read that fails counts as the end of the file. Raises ErrorCode::FileNotFound
     /// "Couldn't open rpm package". It reads the file by itself, without librpm's state, so it may run in
     /// another thread.
     bool isRight() const;

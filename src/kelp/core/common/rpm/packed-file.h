@@ -14,9 +14,9 @@ namespace Common::Rpm {
 /// A regular file of a package whose content lies in the payload. The content can be read once, and only
 /// until the callback that got this entry returns. If the callback does not read it, the walk skips it.
 ///
-/// Every operation reads in pieces of at most 128 KiB, whatever size the package claims. Each raises
-/// ErrorCode::Internal "Couldn't read content from rpm package" when the payload is damaged or ends before
-/// the claimed size, and at a second read.
+/// Every operation that reads does so in pieces of at most 128 KiB, whatever size the package claims. It
+/// raises ErrorCode::Internal "Couldn't read content from rpm package" when the payload is damaged or ends
+/// before the claimed size, and at a second read.
 class PackedFile : public RegularFile {
 public:
     /// A piece of a content, which its receiver may keep.

@@ -23,11 +23,11 @@ enum class Signatures {
 /// package maker's, and are not judged here.
 class Reader {
 public:
-    /// Opens a package file and reads its header; librpm prints its objections to standard error. The file
-    /// stays open as long as a copy of this reader lives. Raises ErrorCode::FileNotFound "Couldn't open rpm
-    /// package". Raises ErrorCode::BadPackageFileFormat "Couldn't read rpm package" for a file that is no
-    /// binary package (a pipe, a directory, a source package), that is cut short, or that the policy
-    /// `signatures` refuses; the error's reason says which.
+    /// Opens a package file and reads its header. librpm prints its objections to standard error, or to the
+    /// log after logLibrary(). The file stays open as long as a copy of this reader lives. Raises
+    /// ErrorCode::FileNotFound "Couldn't open rpm package". Raises ErrorCode::BadPackageFileFormat "Couldn't
+    /// read rpm package" for a file that is no binary package (a pipe, a directory, a source package), that
+    /// is cut short or damaged, or that the policy `signatures` refuses; Error::systemReason() says which.
     explicit Reader(const std::filesystem::path &package, Signatures signatures = Signatures::OfMachine);
 
     /// Borrows a header, not null. The reader and its copies are valid only as long as the header; with
@@ -51,10 +51,10 @@ public:
     /// same one. Raises std::bad_alloc.
     std::string digest() const;
 
-    /// librpm's list of the package's files. It is made at the first call, since that takes long for many
-    /// files, and kept with the header. Raises ErrorCode::BadPackageFileFormat "Couldn't read rpm package"
-    /// when the list contradicts itself, or when its paths together are many times as long as the header. Two
-    /// threads must not call this at once.
+    /// librpm's list of the package's files, which keeps the header alive. It is made at the first call,
+    /// since that takes long for many files, and kept in this object. Raises ErrorCode::BadPackageFileFormat
+    /// "Couldn't read rpm package" when the list contradicts itself, or when its paths together are many
+    /// times as long as the header. Two threads must not call this on one object at once.
     std::shared_ptr<rpmfiles_s> fileList() const;
 
     /// The bytes of all regular files by the header, without those that are never in the payload; hard links

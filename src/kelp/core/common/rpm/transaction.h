@@ -15,8 +15,8 @@ namespace Common::Rpm {
 /// A transaction on the machine's rpm database, which lies where rpm's configuration says; the root prefix is
 /// not applied. Copies share the transaction, and its lock is held until the last copy goes.
 ///
-/// One object serves any number of runs. A process must not have a second one: the kernel's lock belongs to
-/// the process, so the end of the second would drop the lock of the first.
+/// One object serves any number of runs. A process must not have a second transaction: the kernel counts one
+/// lock for the process, so the end of the second would release the lock of the first.
 class Transaction {
 public:
     using Flags = std::uint32_t;
@@ -33,10 +33,10 @@ public:
         Cut      ///< The database failed on the way, and gave no more records.
     };
 
-    /// Takes the database's lock and opens the database. Raises ErrorCode::Internal "Couldn't begin rpm
-    /// transaction" when another process has the lock; librpm waits for it only when standard input is a
-    /// terminal. Raises as requireDatabase() does, and ErrorCode::Internal "Couldn't read the rpm database"
-    /// when it cannot be opened.
+    /// Takes the database's lock and opens the database. If another process has the lock, librpm waits for it
+    /// when standard input is a terminal; otherwise this raises ErrorCode::Internal "Couldn't begin rpm
+    /// transaction". Raises as requireDatabase() does, and ErrorCode::Internal "Couldn't read the rpm
+    /// database" when the database cannot be opened.
     explicit Transaction(Flags lock);
 
     /// Adds to the flags of the run, which are the RPMTRANS_FLAG values of librpm's rpmts.h.
@@ -49,7 +49,7 @@ public:
     /// Calls `callback` for each installed package. The reader and its copies are valid until the callback
     /// returns; a FileIterator made from the reader may be used after that. Only Walk::Complete proves that a
     /// package without a call is not installed. Raises ErrorCode::Internal "Couldn't read the rpm database"
-    /// when the database cannot be opened; librpm prints why to standard error.
+    /// when the database cannot be opened; librpm's own message says why.
     Walk forEachInstalled(const std::function<void(const Reader &)> &callback) const;
 
     /// The result of a look for a record.
@@ -70,10 +70,10 @@ public:
     /// Forgets the added erasures.
     void forgetErasures();
 
-    /// Carries out the erasures that addErase() added, and forgets them. Raises ErrorCode::Internal "Couldn't
-    /// run rpm transaction". A return without an error proves nothing: librpm gives the same result for
-    /// problems that it found before the start, and for a database that it could not write. Check afterwards
-    /// what is installed.
+    /// Carries out the erasures that addErase() added. Forgets them, also when it raises ErrorCode::Internal
+    /// "Couldn't run rpm transaction". A return without an error proves nothing: librpm counts neither a
+    /// problem that it found before the start nor a database that it could not write as a failure. Check
+    /// afterwards what is installed.
     void run();
 
     /// Takes the packages out of the database only: no script runs, and their files stay. Otherwise as run().
