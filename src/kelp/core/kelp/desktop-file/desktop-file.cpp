@@ -67,9 +67,10 @@ std::vector<HashedName> namesIn(std::string_view text) {
     return names;
 }
 
-/// Whether a key file has so many names of groups and keys that it would overload its readers. More than
-/// fifty thousand do, at hundreds of bytes each. So do many different names of one hash: GLib's tables then
-/// take time by the square of their number, and names of one hash of GLib's are easy to make.
+/// Whether the names of groups and keys in a key file would overload its readers. More than fifty thousand
+/// names would: a reader takes hundreds of bytes for each. So would many different names with the same hash
+/// of GLib's, and such names are easy to make: the time that GLib's tables take grows with the square of
+/// their number.
 bool isNameFlood(std::string_view text) {
     std::vector<HashedName> names = namesIn(text);
     if (names.size() > maximumNames)

@@ -23,9 +23,10 @@ std::optional<AppManifest::ManifestEntry> readDesktopFile(const std::string &pat
 std::optional<AppManifest::ManifestEntry> parseDesktopText(const std::string &text, const std::string &name);
 
 /// The content of a desktop file, for other readers than the platform's. Returns nothing if there is no
-/// regular file, or if its text would overload a reader: larger than `maximumDesktopFileSize`, more than
-/// fifty thousand groups and keys, more than two hundred thousand elements of lists, or more than 64
-/// different names of one hash. Raises as readDesktopFile() does.
+/// regular file, or if its text would overload a reader. That is a text larger than `maximumDesktopFileSize`,
+/// or one with more than fifty thousand groups and keys, more than two hundred thousand ";", which end the
+/// elements of lists, or more than 64 different names with the same hash of GLib's. Raises as
+/// readDesktopFile() does.
 std::optional<std::string> readDesktopText(const std::string &path);
 
 } // namespace Core::KELP

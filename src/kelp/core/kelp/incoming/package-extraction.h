@@ -23,9 +23,9 @@ namespace Core::KELP {
 /// The judges see the header before anything is unpacked; then each file as soon as it is unpacked, under
 /// each of its names; then the symbolic links (SymbolicLinks); and at last the package as a whole.
 ///
-/// While a file waits for its verdicts, its owner can read and write it, so that checkers without root's
-/// rights see everything. When the run ends, in whatever way, each judged file has the package's permissions
-/// and no others.
+/// Until all verdicts on a file are given, its owner can read and write it: a checker without root's rights
+/// must see it too. After run(), even one that has raised, each judged file has exactly the package's
+/// permissions.
 class PackageExtraction {
 public:
     using Entry = Common::Rpm::ExtractFileIterator::Entry;
@@ -64,14 +64,16 @@ public:
     PackageExtraction &operator=(const PackageExtraction &) = delete;
     ~PackageExtraction();
 
-    /// Unpacks and judges the package. A refusal is ErrorCode::BadPackageContent, with the text "package meta
-    /// validation failed" for the header and "package content validation failed" for the files. A file whose
-    /// path is impossible or taken is refused too. With Failure::Ends the first refusal is raised. Otherwise
-    /// the call returns for each judge the text of its first refusal, or an empty text. Also raises what
-    /// StagingDirectory, ExtractFileIterator and the checkers raise, and ErrorCode::Filesystem "Couldn't
-    /// unpack package: REASON", which is no verdict, when the files take more than `mostUnpacked` or than the
-    /// free space. Files that were unpacked before an error stay. Without judges the package is only
-    /// unpacked, and a file whose path is impossible or taken raises the refusal.
+    /// Unpacks and judges the package; without judges, only unpacks it. A refusal is
+    /// ErrorCode::BadPackageContent, with the text "package meta validation failed" for the header and
+    /// "package content validation failed" for the files. Also refused is a file whose path is impossible or
+    /// taken, and a link in the place of a directory whose files are published. With Failure::Ends, or
+    /// without judges, the first refusal is raised. Otherwise the call returns for each judge the text of its
+    /// first refusal, or an empty text.
+    ///
+    /// Raises ErrorCode::Filesystem "Couldn't unpack package: REASON", which is no verdict, when the files
+    /// take more than `mostUnpacked` or than the free space. Also raises what StagingDirectory,
+    /// ExtractFileIterator, the checkers and the steps raise. Files that were unpacked before an error stay.
     std::vector<std::string> run();
 
     /// Gives the directories their permissions.

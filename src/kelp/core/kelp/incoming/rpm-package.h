@@ -35,10 +35,10 @@ public:
     RpmPackage(PackageIdentity identity, std::vector<Mapping> mappings, std::vector<FileEntry> files);
 
     /// Reads a package file, of which `cmsSignatures` are the signatures. The names of organisation and
-    /// application come from the package's desktop file; a name that cannot be a directory's counts as
-    /// absent.
+    /// application come from the package's desktop file. A name that cannot be a directory's counts as
+    /// absent; so do both if the desktop file is missing or refused (parseDesktopText()).
     ///
-    /// Raises as Common::Rpm::ExtractFileIterator and Reader::tag() do. Also raises
+    /// Raises as Common::Rpm::ExtractFileIterator, Reader::tag() and parseDesktopText() do. Also raises
     /// ErrorCode::BadPackageContent "package content validation failed" if id or version cannot be a file
     /// name: the store names directories after them.
     static RpmPackage fromFile(const std::filesystem::path &path,
@@ -50,11 +50,13 @@ public:
 
     /// Unpacks the package under the validator's verdict (PackageExtraction), and writes its list of
     /// contents. Each regular file, except plain configuration files, gets its signatures and the package id
-    /// as extended attributes. A package without a signature of its developer raises
-    /// ErrorCode::MissingDeveloperSignature "Package doesn't have developer signature" at its first regular
-    /// file. For the record of an installed package, raises ErrorCode::FileNotFound "Couldn't open rpm
-    /// package". Raises ErrorCode::BadPackageFileFormat "The package file has changed meanwhile" if the
-    /// file's header is not the one that fromFile() read.
+    /// as extended attributes. What was unpacked before an error stays.
+    ///
+    /// Raises as PackageExtraction::run() and listStagedContents() do. A package without a signature of its
+    /// developer raises ErrorCode::MissingDeveloperSignature "Package doesn't have developer signature" at
+    /// its first regular file. The record of an installed package, which has no package file, raises
+    /// ErrorCode::FileNotFound "Couldn't open rpm package". Raises ErrorCode::BadPackageFileFormat "The
+    /// package file has changed meanwhile" if the file's header is not the one that fromFile() read.
     PackageStaging extract(const std::filesystem::path &destination,
                            const std::filesystem::path &versionDirectory) const override;
 
@@ -74,7 +76,8 @@ public:
 
     /// Unpacks the package once, and has each judge report all findings by its own rules. Ignores signatures.
     /// Returns for each judge the text with which extract() would refuse the package, or an empty text.
-    /// Raises only what prevents a verdict.
+    /// Raises only what prevents a verdict, such as a failure of the system or a package file that has
+    /// changed. The unpacked tree stays.
     std::vector<std::string> validate(const std::filesystem::path &destination,
                                       const std::vector<ValidationSetup> &judges, const Trial &trial) const;
 

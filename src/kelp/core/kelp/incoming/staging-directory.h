@@ -14,13 +14,13 @@ namespace Core::KELP {
 using Common::FileDescriptor;
 
 /// The directory into which a foreign package is unpacked. No path of the package can make or change anything
-/// outside the directory, or become a hard link to it. Each path leads downward, through directories and
-/// never through links, and replaces nothing.
+/// outside the directory, or give a file outside a further name. Each path leads downward, through
+/// directories and never through links, and replaces nothing.
 ///
-/// Paths are relative to the directory. A path that isPossible() denies, that is taken, or that lies below a
-/// file or link raises ErrorCode::BadPackageContent "package content validation failed". A failure of the
-/// system raises ErrorCode::Filesystem "Couldn't write to staging directory: PATH", or "Couldn't look into
-/// staging directory: PATH".
+/// Paths are relative to the directory. A path that isPossible() denies, that lies below a file or link, or
+/// that is taken raises ErrorCode::BadPackageContent "package content validation failed"; a directory may be
+/// made twice. A failure of the system raises ErrorCode::Filesystem "Couldn't write to staging directory:
+/// PATH", or "Couldn't look into staging directory: PATH".
 class StagingDirectory {
 public:
     /// Makes the directory, with its parents, unless it exists.
@@ -29,9 +29,10 @@ public:
     /// With all links resolved: the checkers compare resolved paths with it.
     const std::filesystem::path &path() const { return path_; }
 
-    /// Whether a package may have the path at all. The path must not be empty, have an empty, "." or ".."
-    /// component, or be absurdly long or deep. The bounds of length and depth hold wherever the staging
-    /// directory lies, and limit what one entry can cost.
+    /// Whether a package may have the path at all. The path must not be empty, be absurdly long or deep, or
+    /// have a component that is empty, ".", ".." or longer than any file name. The bounds are the same
+    /// wherever the staging directory lies, so that no verdict depends on that. They limit what one entry can
+    /// cost.
     static bool isPossible(const std::filesystem::path &path);
 
     /// Whether a link of the package may have the text: neither empty nor so long that it would depend on

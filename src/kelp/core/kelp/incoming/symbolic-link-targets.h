@@ -37,12 +37,14 @@ std::optional<TreePlace> followSymbolicLinks(const std::filesystem::path &path,
 using PathTranslation = std::function<std::filesystem::path(const std::filesystem::path &)>;
 
 /// Returns where to make a packaged link, below the staging directory `destination`, and the text to give it.
-/// With that text, a link within the package leads to the same place within the version.
+/// With that text, a link within the package leads to the same place once the tree lies in
+/// `versionDirectory`.
 ///
 /// `path` is the system path of the link and `target` its packaged text. A relative text that does not begin
-/// with "." stays as it is. Any other text becomes an absolute path: `versionDirectory`, joined with the
-/// translation of the system path to which the text leads. `versionDirectory` itself may be relative. An
-/// empty `translate` throws std::bad_function_call.
+/// with "." stays as it is. Any other text becomes an absolute path: the system path to which it leads,
+/// translated and joined to `versionDirectory`. To find where a relative text leads, this follows links of
+/// the running machine, and raises std::filesystem::filesystem_error when that fails. A relative
+/// `versionDirectory` counts from the working directory. An empty `translate` throws std::bad_function_call.
 std::pair<std::filesystem::path, std::filesystem::path>
 resolveLink(const std::filesystem::path &path, const std::filesystem::path &target,
             const std::filesystem::path &destination, const std::filesystem::path &versionDirectory,

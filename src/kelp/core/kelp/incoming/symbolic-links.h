@@ -27,10 +27,10 @@ public:
     /// Remembers a link that lies at `path` of the tree, the system's `name`.
     void add(std::string name, std::filesystem::path path);
 
-    /// Judges each link under its name. If a link leads to a directory, also judges the files below that,
-    /// under the names that they have through the link. Refuses a link that leads to nothing in the package,
-    /// and one below which names are too deep. When all links together have led to too many names, refuses
-    /// the present one and ends.
+    /// Judges each link under its name. If a link leads to a directory, also judges all that lies below the
+    /// directory, under the names that it has through the link. Refuses a link that leads to nothing in the
+    /// package, and one through which names would nest too deep. The names that all links bring in have a
+    /// common limit: the link that exceeds it is refused, and the judging ends.
     void judge(const Judge &judge, const Refuse &refuse) const;
 
 private:
