@@ -55,17 +55,18 @@ struct RpmView {
     bool isWhole = true;            ///< Otherwise a package without a record here may be installed.
 };
 
-/// All packages of the rpm database, also those that are no applications: a package whose certificate was
-/// lost is still in rpm. Changes nothing. What cannot be read goes to `unread`. Returns nothing if the
-/// database is missing or cannot be read, or if it has no record and cannot be this machine's
-/// (requireEmptyDatabaseOf()).
+/// All packages of the rpm database, and not only applications: one whose certificate was lost does not look
+/// like an application, but is still in rpm. Changes nothing. What cannot be read is noted in `unread`, and
+/// the rest is returned. Returns nothing if the database is missing or cannot be read, or if it has no record
+/// and cannot be this machine's (requireEmptyDatabaseOf()).
 std::optional<RpmView> rpmRecords(const IConfiguration &configuration, Unread &unread);
 
-/// The same packages, for callers that act on the absence of a record: it raises where the other goes on.
-/// `newId` is a package about to be installed, which may have its certificate already. Raises as
-/// Common::Rpm::DatabaseCopy and Transaction do, with the database's path before the text, and as
-/// Certificates::of() and requireEmptyDatabaseOf(). Raises ErrorCode::Internal "Couldn't read the rpm
-/// database: it has records that cannot be read" if there is such a record.
+/// The same packages, for callers that act on the absence of a record: this raises what the other only notes.
+/// `newId` is a package that is about to be installed: it may have a certificate, and be nowhere, without a
+/// loss of the database (requireEmptyDatabaseOf()). Raises as Common::Rpm::DatabaseCopy, Transaction and
+/// requireEmptyDatabaseOf() do, with the database's path before the text, and as Certificates::of(). Likewise
+/// raises ErrorCode::Internal "Couldn't read the rpm database: it has records that cannot be read" if there
+/// is such a record.
 std::vector<RpmRecord> rpmRecords(const IConfiguration &configuration, const std::string &newId = {});
 
 /// The same of a database copy that is open already, without records that cannot be read. Raises as

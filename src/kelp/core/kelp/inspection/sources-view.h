@@ -20,10 +20,11 @@ struct SourcesView {
     bool missingSourceAllowed = false;
     bool webPwaSourceAllowed = false;
 
-    /// Reads the database. A missing file has no rows and allows nothing. Raises
-    /// ErrorCode::UnauthorizedAccess for a file that only root can read. Raises with the text "Couldn't read
-    /// the trusted sources database PATH: REASON": ErrorCode::Internal for a file that is no such database,
-    /// ErrorCode::Filesystem when the system cannot read it.
+    /// Reads the database. For a missing file returns neither sources nor bindings, and allows neither
+    /// packages without a source nor web applications. Raises ErrorCode::UnauthorizedAccess for a file that
+    /// only root can read. Raises with the text "Couldn't read the trusted sources database PATH: REASON":
+    /// ErrorCode::Internal for a file that is no such database, ErrorCode::Filesystem when the system cannot
+    /// read it.
     static SourcesView read(const IConfiguration &configuration);
 };
 

@@ -50,11 +50,12 @@ public:
     explicit StoreView(const IConfiguration &configuration) :
         configuration_(&configuration), records_(configuration) {}
 
-    /// All packages by id, also those whose current version is gone. A package is a real directory that the
-    /// records or a descriptor in it name, or a link whose name the records know. If a look at one package
-    /// fails, or the records cannot be read, its `failure` says why. Raises ErrorCode::UnauthorizedAccess,
-    /// and ErrorCode::Filesystem when the store's directory cannot be read. A store without a directory has
-    /// no packages.
+    /// All packages by id, also those whose current version is gone. A real directory is a package if a
+    /// descriptor in it names the package, or if the records have it as installed; a removed package counts
+    /// while entries of its own are left. A link is a package if the records know its name. If a look at one
+    /// package fails, or the records cannot be read, its `failure` says why. A store without a directory has
+    /// no packages. Raises ErrorCode::UnauthorizedAccess when only root can look, and ErrorCode::Filesystem
+    /// when the store's directory cannot be read.
     std::vector<StoredPackage> packages() const;
 
     /// The entries of the store's directory that are no packages, without those that tools and filesystems
