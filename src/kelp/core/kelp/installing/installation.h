@@ -23,15 +23,17 @@ struct Installed {
         true; ///< Lists, registry and binding are on disk as well; else an examination completes them.
 };
 
-/// Brings a package file into the store. Completes first what an earlier installation left unfinished, except
-/// in a dry run. Then refuses a wrong certificate, architecture, version or source. Then unpacks the file
-/// under the validator's verdict, and installs the package or updates it.
+/// Brings a package file into the store. Except in a dry run, it first mends what `kelpctl doctor --repair`
+/// would mend of the package, and of a package whose installation was interrupted. Then it refuses a wrong
+/// certificate, architecture, version or source, a package that rpm still has, and foreign entries in the
+/// way. Then it unpacks the file under the validator's verdict, and installs the package or updates it.
 ///
-/// The package enters the store first, then the registry, then the bindings to sources. After a kill at any
-/// moment the store has the old version or the new one, whole, and `kelpctl doctor` finds the remaining work.
-/// Raises Common::Error with the code of the refusal, and as text the id and the code's own message. Also
-/// raises what the package layer and the store raise. The caller holds the writers' lock, except for a dry
-/// run.
+/// The package enters the store first, then the registry, then the database of sources. After a kill at any
+/// moment the store has the old version or the new one, whole. `kelpctl doctor` finds the remaining work.
+///
+/// A refusal raises Common::Error with the code of its reason; its text is the id and that code's message.
+/// Also raises what the package layer and the store raise. The caller holds the writers' lock, except for a
+/// dry run.
 Installed installPackage(const IConfiguration &configuration, const std::filesystem::path &file,
                          const InstallationOptions &options);
 

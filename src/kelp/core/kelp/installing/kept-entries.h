@@ -21,10 +21,11 @@ public:
 
     bool contains(const std::string &path) const { return paths_.contains(path); }
 
-    /// Copies the added entries into the repaired version, with modes, owners and attributes, in place of the
-    /// entries there. If one of several names of a file in the repaired version is added, all its names that
-    /// are installed are copied. Hard links of the installed version stay hard links. Pipes, sockets and
-    /// devices are left out. Raises ErrorCode::Filesystem, when some entries may be copied already.
+    /// Copies the added entries into the repaired version, in place of the entries there, with permission
+    /// bits, owners and extended attributes. Hard links of the installed version stay hard links. If a file
+    /// of the repaired version has several names, and one of them is added, its other names are copied too,
+    /// where they are installed. Pipes, sockets and devices are not copied, and their places stay empty.
+    /// Raises ErrorCode::Filesystem; entries that were copied before stay.
     void carryOver();
 
 private:

@@ -205,9 +205,10 @@ private:
                                          : listed.type == found.type && listed.target == found.target;
     }
 
-    /// The installed version's list, with the present state of its entries. A kept configuration file keeps
-    /// its line: by the staged content the list goes on telling that a person or a fault has changed the
-    /// file. Entries without a line get none.
+    /// The list of the repaired version. It has the entries of the installed version's list, each in its
+    /// state in the repaired tree. A kept configuration file keeps its old line. That line has the staged
+    /// content, so the list still tells that a person or a fault has changed the file. A file without a line
+    /// in the old list gets none.
     ContentsList repairedList(const fs::path &scratch, const KeptEntries &kept) const {
         const HeldTree repaired(scratch);
         ContentsList list;

@@ -5,19 +5,20 @@
 namespace Core::KELP {
 
 /// Restores the files of an installed version from its package file. The file must be of the same version and
-/// developer. Each file that the list of contents has as packed must have the listed content in it. The
-/// validator does not judge the package file again.
+/// developer. It must hold every listed file with the listed content, except files that the list marks as
+/// changed. The validator does not judge the package file again.
 ///
-/// The repaired version is made beside the store, and exchanged with the installed one in one step. It has
-/// the package's files for which the list has an entry. It gets a new descriptor if the installed one is lost
-/// or has another key than the registry. From the installed version it keeps the store's own files, files
-/// that the package does not bring, and changed configuration files, each with all its hard links. After a
-/// kill at any moment the store has one of the two versions, whole; the tree of the other lies where
+/// Except in a dry run, it first completes or rolls back unfinished operations of the package. The repaired
+/// version is made beside the store, and exchanged with the installed one in one step. It has the package's
+/// files for which the list has an entry. From the installed version it keeps the store's own files, files
+/// that the package does not bring, and changed configuration files, each with all its hard links. It gets a
+/// new descriptor if the installed one is lost, or names another key than the registry and the certificate.
+/// After a kill at any moment the store has one of the two versions, whole; the tree of the other lies where
 /// installations unpack.
 ///
 /// Raises ErrorCode::PackageNotExist for a package that is not installed, the code of the refusal, and what
-/// the package layer raises. The caller holds the writers' lock, except for a dry run, which makes the
-/// repaired version and drops it.
+/// the package layer raises. Raises ErrorCode::Filesystem if the filesystem cannot exchange two directories.
+/// The caller holds the writers' lock, except for a dry run, which makes the repaired version and drops it.
 Installed repairPackage(const IConfiguration &configuration, const std::filesystem::path &file,
                         const InstallationOptions &options);
 
