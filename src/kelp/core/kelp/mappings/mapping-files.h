@@ -48,11 +48,12 @@ void requireFreeTarget(const std::filesystem::path &target);
 bool removeIfBroken(const std::filesystem::path &mapping, const Common::Directory &parent,
                     const std::string &name);
 
-/// Publishes `source` at `target` by a mapping: a link or a copy. Makes missing parent directories. Reaches
-/// `target` only through links that root alone can exchange (Common::Directory::byLinksOfRoot). Replaces a
-/// mapping at `target` that leads to nothing. Anything else that exists there stays, and raises
-/// ErrorCode::FileConflict. A mapping that cannot be made raises ErrorCode::Filesystem. A kill leaves the
-/// whole mapping or none, and at worst an unfinished copy beside it (Common::copyInOneStep()).
+/// Publishes `source` at `target` by a mapping: a link or a copy. Makes missing parent directories, which
+/// stay after a failure. Reaches `target` only through links that root alone can exchange
+/// (Common::Directory::byLinksOfRoot). Replaces a mapping at `target` that leads to nothing. Anything else
+/// that exists there stays, and raises ErrorCode::FileConflict. A mapping that cannot be made raises
+/// ErrorCode::Filesystem. A kill leaves the whole mapping or none, and at worst an unfinished copy beside it
+/// (Common::copyInOneStep()).
 void createMapping(const std::filesystem::path &source, const std::filesystem::path &target,
                    MappingMode mode);
 
