@@ -15,9 +15,10 @@ class IConfiguration;
 namespace Core::KELP {
 
 /// Findings in a package's own directories, and differences between its current version and its list of
-/// contents. Of the listed files only status and attributes are looked at, not the content. If a file of the
-/// version is missing and was published, only the missing published file is reported. `package` must have the
-/// values of its descriptor.
+/// contents. Looks only at status and attributes of the listed files. It reads one file's content: the file
+/// from which the store made the integrity daemon's configuration. A failed read is a finding as well. A
+/// missing file that was published gives no finding here: examinePublication() reports its target.
+/// `package.information` must have a value.
 std::vector<Finding> examineContents(const IConfiguration &configuration, const StoredPackage &package);
 
 /// Adds findings about a directory that leads to applications and that others use too, by what its owner or

@@ -15,9 +15,10 @@ class IConfiguration;
 namespace Core::KELP {
 
 /// Looks for all faults of the packages `ids`. Without ids, looks at all packages, and at files that belong
-/// to none. Changes nothing. Returns the findings by package, in the order in which to mend them. A read that
-/// fails goes to `unread`, and no finding rests on it. Raises as idsOnTheirWay() does: without the take-over
-/// journal the owners of files are unknown. The findings refer to `configuration`, which must outlive them.
+/// to none. Changes nothing. Returns the findings by package, in the order in which to mend them. A package
+/// that cannot be examined is a finding itself. Any other read that fails goes to `unread`, and no finding
+/// rests on it. Raises as idsOnTheirWay() does: without the take-over journal the owners of files are
+/// unknown. The findings refer to `configuration`, which must outlive them.
 std::vector<Finding> examine(const IConfiguration &configuration, const std::set<std::string> &ids,
                              Unread &unread);
 

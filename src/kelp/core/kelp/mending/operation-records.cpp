@@ -93,9 +93,9 @@ std::vector<fs::path> removeFromStore(const IConfiguration &configuration, const
     return left;
 }
 
-/// Goes on without the database of sources if that cannot be read: if it comes back, `kelpctl doctor` finds
-/// the binding beside the registry's line of the removal. Without a binding nothing is opened for writing.
-/// Otherwise a database that cannot be made would hold up this removal and all later ones.
+/// Goes on without the database of sources if that cannot be read. Once it can be read again, `kelpctl
+/// doctor` finds the binding of a package that the registry calls removed. Opens the database for writing
+/// only to remove a binding: a database that cannot be made must not hold up this removal and all later ones.
 void removeBinding(const IConfiguration &configuration, const std::string &id) {
     Unread unread;
     const auto sources = unread.attempt([&] { return SourcesView::read(configuration); });

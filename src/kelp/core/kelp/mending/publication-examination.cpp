@@ -271,9 +271,10 @@ private:
         return source.native().starts_with(current_.native() + "/") && !fs::exists(source, error);
     }
 
-    /// The listed or planned files that are published now, or will be once the earlier findings are mended.
-    /// The list's other lines stay, except meaningless ones such as a torn one: what it happens to name is
-    /// not the package's, and no removal may take it for that.
+    /// The list as it should be: the lines of the present list, and the planned files that are published or
+    /// that an earlier repair will publish. Drops each line of which the package cannot have published the
+    /// path, such as a torn line. That path may be a foreign file, which a removal would take for the
+    /// package's.
     std::vector<std::string> completeList() const {
         std::vector<std::string> list = listed_.value_or(std::vector<std::string>());
         std::erase_if(list, [this](const std::string &target) {

@@ -82,9 +82,9 @@ void installRescued(const IConfiguration &configuration, const fs::path &tree) {
     const DatabasePathResolver resolver(configuration);
     const PackageStaging staging = stagingOf(information, tree);
     FSDatabase store(configuration, resolver);
-    // Placed without being published: an installation that cannot publish rolls back, and would remove this
-    // last copy of the files. The missing published files then are findings, which are mended one by one. A
-    // kill leaves the tree where it was, with its descriptor, or in the version directory, with or without
+    // Placed, but not published: a failed publication would roll back, and so remove this last copy of the
+    // files. The missing published files then are findings, which are mended one by one. A kill leaves the
+    // tree, with its descriptor, at its old place or in the version directory. There it may have no link yet,
     // `next` or `current`. `kelpctl doctor` finds each of these states.
     store.describeStaged(staging, extrasOf(information));
     store.place(staging);
