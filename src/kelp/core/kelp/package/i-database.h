@@ -24,34 +24,40 @@ public:
     /// earlier failure the package is not installed, but its directory may stay.
     virtual void install(const PackageStaging &staging, const PackageInformation &extras) = 0;
 
-    /// Puts a version in place for completeUpdate(). After a failure the current version stays, and all
-    /// others are removed; without a current version nothing is removed. Raises FileConflict where a foreign
-    /// entry is in the way: a link or file in place of the package's directory, a directory in place of the
-    /// version, or one of the three links.
+    /// Puts a version in place for completeUpdate(), and makes the link `next` to it. Raises FileConflict
+    /// where a foreign entry is in the way: in place of the package's directory, of the version or of one of
+    /// the three links. A link that leads elsewhere is foreign as well. A conflict at the package's directory
+    /// or a link changes nothing. After any other failure the current version stays, and all others are
+    /// removed; without a current version nothing is removed.
     virtual void prepareUpdate(const PackageStaging &staging, const PackageInformation &extras) = 0;
 
     /// Makes the prepared version current: removes the published files of the old one, publishes those of the
     /// new one and removes the old one. Three failures change nothing: Internal when nothing is prepared,
     /// FileConflict as from prepareUpdate(), and CorruptedInstalledPackage when the prepared version lacks
-    /// its own descriptor. After any other failure the old version is current again, if its link can be
-    /// renamed, and published if the machine allows that. After such a failure the package is removed if it
-    /// had no old version, or if the registry has it and the old version has no descriptor; what the disk
-    /// hinders stays.
+    /// its own descriptor.
+    ///
+    /// Any other failure rolls back. The old version becomes current again, and is published if the machine
+    /// allows that. But the package is removed if it had no old version. It is also removed if the registry
+    /// has it, and the old version's descriptor is absent or malformed. What the disk refuses to rename or
+    /// remove stays.
     virtual void completeUpdate(const std::string &id) = 0;
 
     /// Removes the package's published files and all of its versions. Foreign entries of its directory stay.
     /// Published files that cannot be removed are noted on disk (left-behind.h), and the removal goes on.
-    /// Raises PackageNotExist for an id that is not installed, FileConflict if the package's directory is a
-    /// link, and Filesystem when a version cannot be removed, or a published file neither removed nor noted.
-    /// If its descriptor is gone by then, packageInfo() removes the rest of a package that the registry has.
+    /// Raises PackageNotExist for an id that is not installed, and FileConflict if the package's directory is
+    /// a link. Raises Filesystem when a version cannot be removed, a published file neither removed nor
+    /// noted, or a failed read hides what was published. If the descriptor is gone by then, the next
+    /// packageInfo() removes the rest, provided that the registry has the package as installed.
     virtual void remove(const std::string &id) = 0;
 
-    /// The descriptor of the version of record, which is the prepared version, or else the current one. Drops
-    /// a prepared version whose descriptor is absent or malformed. Raises PackageNotExist for an id that is
-    /// not installed, and CorruptedInstalledPackage if the version of record has no usable descriptor. If the
-    /// current version's is absent or malformed, and the registry has the package as installed, the package
-    /// is removed, unless a take-over is under way. A descriptor that cannot be read, or that is of another
-    /// id or version, changes nothing.
+    /// The descriptor of the version of record, which is the prepared version, or else the current one.
+    /// Raises PackageNotExist for an id that is not installed, and CorruptedInstalledPackage if the version
+    /// of record has no usable descriptor.
+    ///
+    /// This look removes what is corrupted. A prepared version goes if its descriptor is absent or malformed.
+    /// The whole package goes if that is so of its current version, and the registry has the package as
+    /// installed. A package of a take-over under way stays as it is. So does one that is reached by a link,
+    /// and one whose descriptor cannot be read, or is of another id or version.
     virtual PackageInformation packageInfo(const std::string &id) = 0;
 
     /// packageInfo() of every package, in no defined order. Failures are logged and left out.
@@ -69,20 +75,21 @@ public:
 
     /// Takes over the applications of the rpm database, in groups that fit into the free space: stages their
     /// files, installs and publishes the trees, makes rpm forget the packages and records that in the
-    /// registry. Packages without a developer certificate, and those of system developers, stay in rpm. A
-    /// failure at one package, or a lack of space for it, is logged, and the others go on. Raises as
-    /// RpmMigration::run() does; groups that were completed by then are in the store.
+    /// registry. Packages without a developer certificate, those of system developers, and those to which
+    /// RpmSurvey objects stay in rpm. A failure at one package, or a lack of space for it, is logged, and the
+    /// others go on. Raises as RpmMigration does; groups that were completed by then are in the store.
     virtual void migrateRpmPackages() = 0;
 
     /// Removes from a package's directory the links `next` and `prev` and all versions of its own but the one
     /// that `current` names. Failures are logged.
     virtual void cleanupVersionsExceptCurrent(const std::string &id) = 0;
 
-    /// Removes the published files of the current version, and then their directories that are empty. At a
-    /// listed place any link goes, unless it leads into another package, and any copy that has the attribute
-    /// of published files. Other files stay. Files that cannot be removed are logged and noted on disk
-    /// (left-behind.h). Raises when the note cannot be written, and when a failed read hides what was
-    /// published; a missing or torn descriptor is only logged.
+    /// Removes the published files of the current version, and then the listed directories that are empty. A
+    /// listed link goes, and so does a listed copy that has the attribute of published files, unless link or
+    /// copy leads into another package. Other files stay. Files of an interrupted publication go too. If a
+    /// list cannot be read, the version's own files are looked for at their targets. Files that cannot be
+    /// removed are logged and noted on disk (left-behind.h). Raises when the note cannot be written, and when
+    /// a failed read hides what was published; a missing or torn descriptor is only logged.
     virtual void tryRemoveMappingsUsingCurrentDirectory(const std::string &id) = 0;
 };
 

@@ -12,8 +12,8 @@
 
 namespace Core::KELP {
 
-/// Tells to whom a name in the store's directory belongs, and to whom the names in that entry. Decides by the
-/// disk alone: reads no records, and changes nothing.
+/// Tells whose a name in the store's directory is, and whose the names in a package's directory are. Decides
+/// by the disk alone: reads no records, and changes nothing.
 ///
 ///     DATABASE/ID            a package can only be a real directory. The machine's owner may have moved a
 ///                            package and put a link in its place: it is read through the link, never
@@ -22,8 +22,8 @@ namespace Core::KELP {
 ///                            by device and inode: /opt or ID may be a link, and a copy of a package's
 ///                            directory has links into the original.
 ///     ID/VERSION             is the package's own when it is a real directory that one of these links names,
-///                            that holds a descriptor of just this id and version, or that the caller calls
-///                            under way. Anything else is foreign, and is never moved or removed.
+///                            that holds a descriptor of just this id and version, or that the caller names
+///                            as under way. Anything else is foreign, and is never moved or removed.
 ///
 /// Each operation looks at the disk anew. A failed look does not count as absence: it raises
 /// ErrorCode::Filesystem "Couldn't look at PATH".
