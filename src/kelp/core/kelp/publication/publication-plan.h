@@ -23,8 +23,8 @@ struct PlannedFile {
 };
 
 /// The files and directories that the publication of a version makes. The plan is on disk from before the
-/// first file is published until the lists are written. If a publication is interrupted, a later start reads
-/// in the plan what that may have left.
+/// first file is published until the lists are written. If a publication is interrupted, the next update or
+/// removal reads in the plan which files and directories may be there.
 struct PublicationPlan {
     std::vector<PlannedFile> files;       ///< In the order in which they are made.
     std::vector<std::string> directories; ///< Each before what lies in it.
@@ -38,9 +38,10 @@ enum class DanglingLinks {
     Count, ///< As links, which they are: in a staged tree those into the version itself lead nowhere yet.
 };
 
-/// The plan to publish the version whose tree is `tree`. The published files lead through `current`, the link
-/// to that version now or later. A link counts as a file, even if it leads to a directory. Raises
-/// ErrorCode::Filesystem when the tree cannot be read.
+/// The plan to publish the version whose tree is `tree`. The published files lead through `current`, which is
+/// the link to that version, or will be. A link counts as a file, even if it leads to a directory. Files
+/// named like an unfinished copy (Common::unfinishedCopyName) are left out. Raises ErrorCode::Filesystem when
+/// the tree cannot be read.
 PublicationPlan planPublication(const std::filesystem::path &tree, const std::filesystem::path &current,
                                 const std::vector<Mapping> &mappings, DanglingLinks danglingLinks);
 

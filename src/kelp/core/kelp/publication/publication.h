@@ -12,9 +12,10 @@ class Mapping;
 struct PlannedFile;
 struct PublicationPlan;
 
-/// How the files of a version are published. They are copies if the package is of the subgroup "mdm", or has
-/// something at a mapping that requires copies; otherwise links. `tree` is the version's directory. Raises
-/// ErrorCode::Filesystem "Couldn't look at file: PATH" when a look at that mapping fails.
+/// Whether the files of a version are published as links or as copies. They are copies if the package is of
+/// the subgroup "mdm", or if the tree has the source of a mapping that requires copies. `tree` is the
+/// version's directory. Raises ErrorCode::Filesystem "Couldn't look at file: PATH" when a look at such a
+/// source fails.
 MappingMode publicationMode(const std::filesystem::path &tree, const std::vector<Mapping> &mappings,
                             const std::string &subgroup);
 
@@ -50,7 +51,7 @@ PublicationPlan takeBackDead(const PublicationPlan &plan);
 
 /// Removes those of the listed files that are still mappings, except mappings into another package of the
 /// store. `source` is the link `current` of the package whose list this is. Returns the files that could not
-/// be removed, each with its own source, or with `source` if its own could not be read.
+/// be removed. Each has as source the path to which the mapping leads, or `source` if that could not be read.
 std::vector<PlannedFile> removeMappings(const std::vector<std::string> &links,
                                         const std::filesystem::path &source);
 
