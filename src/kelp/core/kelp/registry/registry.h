@@ -24,12 +24,14 @@ public:
     /// is an empty registry.
     bool foreachRecord(const std::function<void(const RegistryRecord &)> &callback) const;
 
-    /// Appends the record, and drops older ones of the package that it supersedes. Those are the records
-    /// whose key is the record's own, or one to which its previous keys lead back through the records. Of
-    /// these an installation or removal supersedes all, and an update all but the installation. The file is
-    /// replaced in one step: after a failure or a power cut it has the old content or the new one. A file
-    /// with unreadable lines is first kept as "registry.damaged-N", with the first free N: those lines may be
-    /// the only trace of an event.
+    /// Appends the record, and drops older records of the package that it supersedes. Candidates have the
+    /// record's key or an earlier key of the developer. Earlier keys are the record's previous keys, the
+    /// previous keys in the records with these keys, and so on. An installation or removal supersedes all
+    /// candidates; an update leaves those of installations.
+    ///
+    /// The file is replaced in one step: after a failure or a power cut it has the old content or the new
+    /// one. A file with unreadable lines is first kept as "registry.damaged-N", with the first free N: those
+    /// lines may be the only trace of an event.
     bool writeRecord(const RegistryRecord &record) const;
 
     /// The same for several, in their order and as one replacement: adds all or none.
