@@ -34,11 +34,13 @@ public:
                                              const std::string &home);
 
     /// The moves for packages as the store lists them: one vector for each user and each package that has an
-    /// organisation. Without any user there are none. In usr/share/common some directories stay: those named
-    /// after a key of the organisation's packages, and those with published files or with files of `inRpm`.
-    /// rpm would miss its files, and so would a later take-over. An organisation or a key that cannot be the
-    /// name of a directory counts as absent. Raises as Common::usersHomes(), and ErrorCode::Filesystem when a
-    /// list of published files cannot be read.
+    /// organisation and a key. Without any user there are none. An organisation or a key that cannot be the
+    /// name of a directory counts as absent.
+    ///
+    /// In the organisation's directory below usr/share/common, some directories stay. Those are named after a
+    /// key of the organisation's packages, or hold published files or files of `inRpm`. Without that, rpm and
+    /// a later take-over would miss the files of `inRpm`. Raises as Common::usersHomes(), and
+    /// ErrorCode::Filesystem when a list of published files cannot be read.
     static std::vector<std::vector<MigrationUnit>>
     migrationUnits(const std::vector<PackageInformation> &packages,
                    const std::vector<std::filesystem::path> &inRpm = {},
@@ -51,34 +53,37 @@ public:
     /// Moves one directory. A completed move is not repeated, and one that a crash interrupted is completed.
     /// An empty directory at `to` counts as none. Below the homes, srv/ and usr/share/common/ it follows no
     /// link: if a link is in the way, that is logged and nothing is moved. Raises ErrorCode::Filesystem, and
-    /// then leaves the data at `from` or at `to`. A move into a directory below `from` may leave the data at
-    /// ".tmp.NAME" beside `from`, where the next call finds it.
+    /// then leaves each entry at `from` or at `to`. A move into a directory below `from` may leave the data
+    /// at ".tmp.NAME" beside `from`, where the next call finds it.
     ///
     /// If both directories hold something, that is logged and neither is touched. Only a move into a
-    /// directory below `from` then goes on, with the children of `from` that are not in `stays` and whose
-    /// name is free. If `stays` is empty, that move does nothing either: it could not tell data from another
-    /// key's directory.
+    /// directory below `from` then goes on: it moves the children of `from` that are not in `stays`. Two
+    /// directories of one name are merged. Any other entry whose name is taken, or that cannot be moved,
+    /// stays and is logged. If `stays` is empty, that move does nothing either: it could not tell data from
+    /// another key's directory.
     static void moveUnit(const std::filesystem::path &from, const std::filesystem::path &to,
                          const std::vector<std::string> &stays = {});
 
-    /// Does what migrationUnits() and migrate() do, for `package`, one of the `installed`, if it came to the
-    /// store after they had run. Moves entry by entry, also into a new directory that holds something.
-    /// Existing entries there win: the old ones stay, and are logged. A repeated call does the remaining
-    /// moves. Raises as migrationUnits() and flushMoves() do, and after all moves the failure of a look for a
-    /// home; moves that fail are logged.
+    /// Does for one package what migrationUnits() and migrate() do for all. It is for a package that comes to
+    /// the store after they have run; `package` is one of the `installed`. Moves entry by entry, also into a
+    /// new directory that holds something. Existing entries there win: the old ones stay, and are logged.
+    /// Moves that fail are logged, and a repeated call does them. Raises as migrationUnits() and flushMoves()
+    /// do. If the look for a home fails, moves the data of the other users first, and then raises that
+    /// failure.
     static void migrateLate(const PackageInformation &package,
                             const std::vector<PackageInformation> &installed,
                             const std::vector<std::filesystem::path> &inRpm = {});
 
     /// The files below usr/share/common/ that belong to packages in rpm: a migration must not move them away
     /// from rpm. Raises as Common::Rpm::Transaction does, and ErrorCode::Internal if there are records that
-    /// cannot be read, since those may own files too. If the database has no record at all, calls `ifEmpty`,
-    /// which raises if that cannot be right. The process must have no other transaction.
+    /// cannot be read, since those may own files too. If the database has no record at all, calls `ifEmpty`.
+    /// That raises if an empty database cannot be this machine's. The process must have no other transaction.
     static std::vector<std::filesystem::path> sharedFilesInRpm(const std::function<void()> &ifEmpty);
 
-    /// Flushes all moves. Otherwise the stamp could survive a power cut that undoes moves on other
-    /// filesystems. Raises ErrorCode::Filesystem, also if one of the places could not be looked at, since
-    /// moves there may not be flushed.
+    /// Flushes the filesystems of srv/, usr/share/common/ and the users' homes. Without this flush a power
+    /// cut could undo moves there, while the stamp survives on another filesystem. Raises
+    /// ErrorCode::Filesystem when one of these places cannot be flushed, or not be looked at, and as
+    /// Common::usersHomes() does.
     static void flushMoves();
 };
 
