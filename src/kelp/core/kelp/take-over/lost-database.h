@@ -12,10 +12,10 @@ namespace Core::KELP {
 /// The packages of which the registry says that they were removed. Takes the registry's lock.
 std::set<std::string> removedByRegistry();
 
-/// Raises ErrorCode::Internal when an rpm database without any record cannot be this machine's. That is so if
-/// a developer's certificate names an application that is nowhere: not in the store, on its way there,
-/// rescued, or among `accountedFor`. Then the database was made anew, or the right one is not mounted. Also
-/// raises the error of a look that fails.
+/// Call it if the rpm database has no record at all. Raises ErrorCode::Internal when that database cannot be
+/// this machine's: it was made anew, or the right one is not mounted. An application proves that if it has a
+/// developer's certificate, and is not in the store, on its way there, rescued or among `accountedFor`: the
+/// ids whose absence is explained. Raises what the signature database and LeftTree::rescued() raise.
 void requireEmptyDatabaseOf(const IConfiguration &configuration, const std::set<std::string> &accountedFor);
 
 } // namespace Core::KELP

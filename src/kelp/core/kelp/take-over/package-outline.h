@@ -24,9 +24,11 @@ public:
                    const std::filesystem::path &versionDirectory);
 
     /// Why the tree cannot be made, or not be published by `mappings`, which lead from the package to the
-    /// system. The reason is two files at one place, a link that leads to nothing in the tree, a file where a
-    /// mapping has a directory, a place that the store needs itself, or a path that is too deep for the
-    /// store. Nothing if the tree can be made and published.
+    /// system. Nothing if it can. The reason is one of these:
+    /// - two files at one place, a link that leads to nothing in the tree, or a file where a mapping has a
+    ///   directory;
+    /// - a place that the store needs itself, or a path that is too deep or leads out of the tree;
+    /// - an installed link or file that became something else, or a file that others than root can exchange.
     std::optional<std::string> objection(const std::vector<Mapping> &mappings) const;
 
     /// The places in the system at which files of the tree will be published, in no particular order.

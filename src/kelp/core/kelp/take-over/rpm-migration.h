@@ -24,18 +24,21 @@ namespace Core::KELP {
 /// - A tree that a journal names is not cleared from the temporary directory.
 class RpmMigration {
 public:
-    /// All arguments must outlive the object. `arrival`: see TakeOver.
+    /// All arguments must outlive the object, which has rpm's lock as long as it lives. `arrival`: see
+    /// TakeOver. Raises as Common::Rpm::Transaction does.
     RpmMigration(const IConfiguration &configuration, const IDatabasePathResolver &pathResolver,
                  TakeOverStore &store, const TakeOver::Arrival &arrival);
 
     /// Completes or undoes what an earlier run left, then takes over the applications that rpm still holds.
     /// Raises what stops the run as a whole:
-    /// - rpm's database cannot be locked or read, has no room, is empty and cannot be this machine's, or has
-    ///   unreadable records while the journal names packages;
+    /// - rpm's database cannot be read, or its disk has no room for changes;
+    /// - rpm's database is empty and cannot be this machine's, or has unreadable records while the journal
+    ///   names packages;
     /// - the signature database, the journal or the disks that the journal names cannot be used;
-    /// - the temporary directory is not the launcher's own, or a group's copies cannot be flushed;
+    /// - a directory with an application's file or target cannot be looked at;
+    /// - the temporary directory is not the package manager's own, or a group's copies cannot be flushed;
     /// - a stop signal came; a group that has begun is completed first.
-    /// Nothing is lost then, and completed groups are in the store.
+    /// Nothing is lost then: completed groups are in the store, and the next run goes on with the others.
     void run();
 
     /// The first failure that kept an application from arriving while the others were taken over; null

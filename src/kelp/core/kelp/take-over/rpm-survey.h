@@ -47,10 +47,11 @@ struct RpmCandidate {
 /// The applications in the machine's rpm database, and which of them can be taken over. This is decided
 /// before anything is staged, from rpm's records and the disk alone. Changes nothing.
 ///
-/// An application stays in rpm for good if its tree could not be made or published as a whole: a link would
-/// lead nowhere, a foreign file stands at a target, it shares a file or target with a package that stays, or
-/// rpm has a second record of its name. It stays for now if a target's place is read-only, immutable, a mount
-/// point, full, or reached by a link that is not root's.
+/// An application stays in rpm for good if its tree could not be made or published as a whole. For example, a
+/// link would lead nowhere, a foreign file stands at a target, the application shares a file or target with a
+/// package that stays, or rpm has a second record of its name. It stays for now if the machine is in the way.
+/// For example, a target's place is read-only, immutable, a mount point, on a full disk, or reached by a link
+/// that is not root's.
 ///
 /// The survey first looks at each application by itself, with its record read again from the database, and
 /// keeps only hashes of its paths. Applications with equal hashes may share a path, so it compares these once
@@ -68,9 +69,10 @@ public:
     using InstalledVersion = std::function<std::optional<std::string>(const std::string &id)>;
 
     /// Leaves out `exceptIds`, the applications that are on their way already. An application stays if one of
-    /// the trees `left` holds files that rpm has lost. `stagingDevice` is the filesystem of the staged trees.
-    /// A record that cannot be read is logged, and its package stays in rpm. Raises as the signature
-    /// database, Transaction::forEachInstalled and `installedVersion` do. `rpm` must outlive the object.
+    /// the trees `left` holds files that its record lists and that are missing on disk. It also stays if
+    /// `installedVersion` fails for it. `stagingDevice` is the filesystem of the staged trees. A record that
+    /// cannot be read is logged, and its package stays in rpm. Raises as the signature database,
+    /// forEachRecord(), read() and PathFinder::find() do. `rpm` must outlive the object.
     RpmSurvey(const Common::Rpm::Transaction &rpm, InstalledVersion installedVersion,
               const IDatabasePathResolver &pathResolver, const std::set<std::string> &exceptIds,
               const std::vector<LeftTree> &left, std::uint64_t stagingDevice);
