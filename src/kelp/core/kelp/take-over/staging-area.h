@@ -37,9 +37,10 @@ public:
     /// Removes those. Raises ErrorCode::Filesystem, and what leftovers() raises.
     void clearScrap(const std::set<std::filesystem::path> &kept) const;
 
-    /// Removes a tree of this directory that nobody needs. It is renamed first, so a kill at any moment
-    /// leaves the whole tree, or scrap (isScrap()). Raises ErrorCode::Filesystem when the tree cannot be
-    /// renamed. A failure to remove it after that is logged.
+    /// Removes a tree that nobody needs: a staged one, or a package's directory in the store. The tree is
+    /// first renamed to a scrap name in this directory. So a kill leaves the whole tree in its place, or
+    /// scrap that a later clearScrap() removes. Raises ErrorCode::Filesystem when the tree cannot be renamed.
+    /// A failure of the removal itself is only logged.
     void giveUp(const std::filesystem::path &tree) const;
 
     /// Where the tree of a package is made.
@@ -55,9 +56,9 @@ public:
     /// The bytes that the store writes beside the files of one package.
     static std::uint64_t spacePerPackage();
 
-    /// Moves a tree to the directory of rescued trees (OwnDirectory), in one step and never over another
-    /// tree. `name` is ID-VERSION if both are known. Returns where the tree is now. Raises
-    /// ErrorCode::Filesystem, and then the tree is where it was.
+    /// Moves a tree to the directory of rescued trees (OwnDirectory) by one rename. Its new name is `name`,
+    /// such as ID-VERSION; if that is taken, a number follows. Returns the tree's new place. Raises
+    /// ErrorCode::Filesystem; then the tree is where it was.
     std::filesystem::path rescue(const std::filesystem::path &tree, const std::string &name) const;
 
 private:

@@ -137,20 +137,22 @@ struct JournalEntry : PackageForMigration {
     std::vector<JournalledDirectory> directories; ///< Each before what lies in it.
 };
 
-/// The packages whose take-over has begun and not ended: their files are being published, rpm has not
-/// forgotten them, or rpm's files are not cleared. The file is var/lib/kelp/takeover.journal below the root
-/// prefix. While it exists, every tree that it names is complete and on disk. Only targets that a journal on
-/// disk names are touched.
+/// The packages whose take-over has begun and not ended. Their files may be half published, rpm may still
+/// have them, and rpm's files may still lie there. The file is var/lib/kelp/takeover.journal below the root
+/// prefix. It is written only after each tree that it names is complete and durable. A target is touched only
+/// after the journal that names it is durable.
 ///
-/// docs/formats.md has the format, "kelp take-over 2": a line for each fact, with a word and its values. The
-/// last line is "end" with the number of packages, so that a torn file can be told.
+/// docs/formats.md has the format, "kelp take-over 2". Each fact has a line, with a word and its values. The
+/// last line is "end" with the number of packages. Without it the file counts as damaged: part of it is
+/// missing.
 class TakeOverJournal {
 public:
     static std::filesystem::path path();
 
-    /// The packages of the journal; none when there is no journal. Raises ErrorCode::Internal, "Couldn't read
-    /// the take-over journal: PATH" and the heading that helps, for a journal that is damaged or names trees
-    /// outside the temporary directory. For one that cannot be read, raises as Common::readIfExists() does.
+    /// The packages of the journal; none when there is no journal. A journal that is damaged, or names a tree
+    /// outside the temporary directory, raises ErrorCode::Internal. The text is "Couldn't read the take-over
+    /// journal: PATH", with the heading in recovery.md that tells what to do. If the file cannot be read,
+    /// raises as Common::readIfExists() does.
     static std::vector<JournalEntry> read(const std::filesystem::path &temporaryDirectory);
 
     /// Their ids. Raises as read() does.

@@ -4,22 +4,22 @@
 
 namespace Core::KELP {
 
-/// The package store, with the steps that only a take-over needs: they make a staged tree the current version
-/// of a package that is new to the store.
+/// The package store, with the steps that only a take-over needs. They make a staged tree the current version
+/// of a package that the store does not have yet.
 ///
-/// These steps flush nothing: the caller keeps a durable journal, and repeats them after a power cut.
+/// None of these steps flushes. The caller keeps a durable journal, and repeats the steps after a power cut.
 class TakeOverStore : public IDatabase {
 public:
-    /// Writes the descriptor into the staged tree, and removes packaged files under the store's other names.
-    /// Both become durable with the tree's next flush. A correct descriptor is not written again. Raises
-    /// ErrorCode::Filesystem.
+    /// Writes the descriptor into the staged tree. Removes what the package ships under the names of the
+    /// store's other files, such as its lists: the store would take it for its own. All this is durable after
+    /// the next flush of the tree. A correct descriptor is not written again. Raises ErrorCode::Filesystem.
     virtual void describeStaged(const PackageStaging &staging, const PackageInformation &extras) = 0;
 
-    /// Makes the staged tree the current version. After an interrupted call it goes on from where that ended:
-    /// with the tree at `staging.path`, in the version directory, named by `next`, or by `current`. Publishes
-    /// nothing. Raises ErrorCode::FileConflict if a foreign entry is in the way, and ErrorCode::Filesystem.
-    /// Then the tree is at `staging.path` or is the version directory. Another tree or file in that place
-    /// stays.
+    /// Moves the staged tree to the version directory, makes `next` lead to it, and renames `next` to
+    /// `current`. Publishes nothing. After an interruption, a second call goes on with the first step that is
+    /// missing. Raises ErrorCode::FileConflict if a foreign entry is in the way, and ErrorCode::Filesystem.
+    /// After a failure the tree is at `staging.path` or in the version directory. If something else has the
+    /// version directory's name, it stays.
     virtual void place(const PackageStaging &staging) = 0;
 
     /// Writes the lists of a current version: the files that are published, and the directories, each before

@@ -27,31 +27,32 @@ class TakeOverStore;
 class TargetExchange;
 
 /// Brings staged packages into the store and out of rpm. After a kill at any moment, the next run completes
-/// or undoes that. For all packages of a journal together:
+/// the take-over or undoes it. These are the steps for a group of packages, which one journal names:
 ///
-/// 1. Each tree goes to its version directory and becomes current. The store is flushed: so a tree that is
+/// 1. Each tree goes to its version directory and becomes current. The store is flushed. So a tree that is
 ///    still staged proves that none of its targets was touched.
 /// 2. Package by package, the store's files take the place of rpm's at the targets (TargetExchange), and the
 ///    lists are written. A failure rolls back its own package only.
 /// 3. Every filesystem that was written to is flushed.
 /// 4. rpm forgets the packages: their headers go, no script runs, and all files stay. rpm's database is
-///    flushed: so a header that still exists proves that none of rpm's files was removed.
-/// 5. rpm's files are removed, the packages registered, and the journal forgets them.
+///    flushed. So a header that still exists proves that none of rpm's files was removed.
+/// 5. rpm's files are removed, `arrival` is called, and the registry gets a line for each package. All that
+///    is flushed; then the journal forgets the packages.
 ///
 /// What holds at every moment:
-/// - A published path holds rpm's file or the store's, and opens.
-/// - rpm forgets a package only after it is published as a whole, and on disk.
+/// - A target where rpm had a file holds rpm's file or the store's, and opens.
+/// - rpm forgets a package only after all of it is published, and durable.
 /// - A file of rpm's is removed only after the header of its package is durably gone.
-/// - A package whose lists are written is whole in the store, and is no longer rolled back.
+/// - A package whose lists are written is whole in the store, and no failure rolls it back.
 class TakeOver {
 public:
     /// The failures of packages that did not arrive, by id.
     using ArrivalFailures = std::map<std::string, std::exception_ptr>;
     using Arrival = std::function<ArrivalFailures(const std::vector<PackageInformation> &)>;
 
-    /// All arguments must outlive the object. `arrival` is called at the end of each group, with the packages
-    /// that came to the store, before the journal forgets them. Packages for which `arrival` returns a
-    /// failure stay in the journal.
+    /// All arguments must outlive the object. `arrival` gets the packages that came to the store, at the end
+    /// of each group, while the journal still names them. Packages for which it returns a failure stay in the
+    /// journal.
     TakeOver(Common::Rpm::Transaction &rpm, TakeOverStore &store, const IDatabasePathResolver &pathResolver,
              const IConfiguration &configuration, const StagingArea &area, const Arrival &arrival);
 
@@ -59,10 +60,12 @@ public:
     /// its own records.
     void expectDamage() { isDamageExpected_ = true; }
 
-    /// Completes or undoes the take-over of packages that an earlier run left in the journal;
-    /// docs/architecture.md has the table. Raises ErrorCode::Internal, and does nothing, when rpm's database
-    /// cannot be read as a whole, or when store or temporary directory are not on the disks that the journal
-    /// names. A failure of one package is logged, and noted in failure().
+    /// Completes or undoes the take-over of the packages that an earlier run left in the journal.
+    /// docs/architecture.md has the table of cases. A failure of one package is logged, and noted in
+    /// failure(). Raises ErrorCode::Internal before any change when a record in rpm's database cannot be
+    /// read. The same holds when the store or the temporary directory is not on the disk that the journal
+    /// names. Raises after changes, too: when rpm's database cannot be read after the erasure, and when the
+    /// last flush or the journal's write fails. Then the next start settles what the journal on disk names.
     void settle(std::vector<JournalEntry> entries);
 
     /// The steps for packages that were staged just now, and that the journal on disk names. Raises as

@@ -17,17 +17,17 @@ class Error;
 
 namespace Core::KELP {
 
-/// The targets of one package, where the store's files take the place of rpm's. At every moment a target
-/// holds one of the two, and opens.
+/// The targets of one package, at which the store's files take the place of rpm's. A target where rpm had a
+/// file holds one of the two at every moment, and opens.
 ///
 /// The store's file is made beside its target, under a temporary name, and the two are exchanged in one step.
-/// rpm's file then has the temporary name until rpm has forgotten the package; until then it can be exchanged
-/// back. The name is ".kelp-", the first 12 hexadecimal digits of the id's SHA-256, "-" and the number of the
-/// target in the journal. After a kill at any call, the next start finds out with the journal which file has
-/// which name.
+/// From then on rpm's file has the temporary name. It can be exchanged back until rpm forgets the package.
+/// The temporary name is ".kelp-", the first 12 hexadecimal digits of the id's SHA-256, "-" and the number of
+/// the target in the journal. After a kill, the next start tells from the journal which of the two names has
+/// rpm's file.
 ///
-/// Directories are reached by Common::Directory::byLinksOfRoot. Operations raise what Common::Directory and
-/// findMapping() raise.
+/// Directories are reached by Common::Directory::byLinksOfRoot. Operations raise what Common::Directory,
+/// MappingMaker and findMapping() raise.
 class TargetExchange {
 public:
     /// `tree` is where the package's tree lies by now, and `current` its link of that name, absolute. All
@@ -42,8 +42,8 @@ public:
     };
 
     /// If the package is published by copies, makes the copies that publish() will exchange. Returns whether
-    /// it made any: the caller then flushes them, since a power cut must not cost a target its content. Skips
-    /// a target to which publish() will object.
+    /// it made any. The caller then flushes them: otherwise a power cut could leave a target with an empty
+    /// file. Skips targets that are the store's already, and those to which publish() will object.
     bool prepare();
 
     /// Brings each target to the store's file, in the order of the journal. Targets exchanged before it
@@ -61,9 +61,11 @@ public:
     /// is not under its temporary name comes out of the tree.
     void giveBack(const std::function<bool(const std::string &path)> &isListed);
 
-    /// Puts the temporary names that a killed run left in order, before anything else is done. With
-    /// `keepsRpms`, rpm's file stays beside a target that is the store's, for publish() or takeBack(). A
-    /// temporary file to which somebody has written is kept as clear() keeps it.
+    /// Tidies the temporary names after a killed run, before anything else is done. With `keepsRpms`, rpm's
+    /// file stays beside a target that has the store's file, for publish() or takeBack(). Without it, rpm's
+    /// file goes back to the target, as it does to a target that is missing. So does a file that somebody has
+    /// changed; if the target is neither missing nor the store's, that file is kept as clear() keeps it.
+    /// Anything else under a temporary name is removed.
     void settleNames(bool keepsRpms);
 
     /// Removes rpm's files under the temporary names. One that somebody has written to by then is renamed to
