@@ -16,9 +16,9 @@ constexpr std::uint32_t depthLimit = 1'000'000;
 constexpr std::uint32_t heapLimitInKibibytes = 64 * 1024;
 
 /// The whole text must match, and "$" is its very end. The other options follow ECMAScript where Perl's
-/// grammar differs: the lists were written for std::regex, which recurses for each character and overruns the
-/// stack on a long text. As in std::regex, bytes above 127 are characters of their own, so no text is
-/// invalid.
+/// grammar differs, since the lists were written for std::regex. That one is not used: it recurses for each
+/// character, and a long text overruns its stack. As in std::regex, bytes above 127 are characters of their
+/// own, so no text is invalid.
 constexpr std::uint32_t options = PCRE2_ANCHORED | PCRE2_ENDANCHORED | PCRE2_DOLLAR_ENDONLY |
                                   PCRE2_NEVER_UTF | PCRE2_ALLOW_EMPTY_CLASS | PCRE2_ALT_BSUX;
 

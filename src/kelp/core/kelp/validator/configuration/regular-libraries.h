@@ -4,8 +4,9 @@
 
 /// The libraries that a regular application may link.
 ///
-/// A row for a versioned library is a regular expression: its soname, and after that an optional tag in
-/// parentheses. The rows for Qt exclude the tag of its private interface.
+/// The tables named "...Expressions" hold regular expressions, the others exact names. Most expressions are a
+/// soname with an optional tag in parentheses, as rpm writes a symbol version. The rows for Qt exclude the
+/// tag of Qt's private interface.
 namespace Configuration::RegularRows {
 
 inline constexpr std::string_view allowedLibraries[] = {

@@ -20,14 +20,14 @@ int compareVersions(const Version &a, const Version &b);
 /// Whether there is at least one, and each parses.
 bool areVersions(const std::vector<std::string_view> &versions);
 
-/// Whether the system `osVersion` suits a package. `versions` has the first suitable version of each release
-/// line that the package supports. The release line of a version is the version without its last component. A
-/// system suits if it is at least the greatest of `versions`. It also suits if it is at least another one of
-/// them and of that one's release line. So "5.0.1" and "4.0.2.5" accept 5.0.1 and later, and 4.0.2.5 and
-/// later but not 4.0.3.
+/// Whether the system of version `osVersion` suits a package. `versions` has the first suitable version of
+/// each release line that the package supports. The release line of a version is the version without its last
+/// component. The greatest of `versions` admits itself and all later systems. Each other one admits itself
+/// and the later systems of its own release line. So "5.0.1" and "4.0.2.5" admit 5.0.1 and later, and 4.0.2.5
+/// and later, but not 4.0.3.
 ///
-/// False unless areVersions(). A version of one component names no release line: raises std::out_of_range if
-/// such a version is not the greatest, and the system lies between it and the greatest.
+/// False unless areVersions(). A version of one component names no release line. If the answer depends on the
+/// release line of such a version, raises std::out_of_range.
 bool isCompatible(std::string_view osVersion, const std::vector<std::string_view> &versions);
 
 } // namespace Validator

@@ -28,9 +28,9 @@ constexpr ValueRow conditions[] = {
     {"idle", {}},
 };
 
-/// The expression's groups: the name; "/" and a part of the name; ":" and flags. These texts come from the
+/// An intent. Groups: its name; "/" and a part of the name; ":" and flags. Intents and tasks come from the
 /// package, so they are matched within the limits of Pattern. Each expression is compiled at its first use,
-/// since most applications have neither intents nor tasks.
+/// since most applications have neither.
 const Pattern &intentPattern() {
     static const Pattern pattern(
         "^((?:(?!X-)[A-Z][A-Za-z0-9-]+)|(?:X-[A-Z][A-Za-z0-9-]+))(\\/[A-Za-z][A-Za-z0-9-]+)?(:.*$)?");

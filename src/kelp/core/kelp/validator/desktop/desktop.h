@@ -19,10 +19,10 @@ struct UnpackedTree {
         mappings; ///< How its layout differs from the system's; empty if it does not.
 };
 
-/// Whether a D-Bus launch line starts the application's main binary, by its name, or a program whose path,
-/// with all links followed, contains the application's directory below /usr/libexec. For a missing program,
-/// prints a line on standard error. A look that fails raises ErrorCode::Filesystem "Couldn't look at file:
-/// PATH".
+/// Whether a D-Bus launch line starts a program of the application. That is the main binary, by its name, or
+/// a program in the package's directory below /usr/libexec, after all links are followed. Only the text is
+/// searched for that directory's path. A missing program prints a line on standard error, and passes only as
+/// the main binary. A look that fails raises ErrorCode::Filesystem "Couldn't look at file: PATH".
 bool isExecDBusAllowed(const std::string &launchLine, const std::string &packageName,
                        const UnpackedTree &tree);
 

@@ -64,12 +64,13 @@ public:
     /// sink that shows no more need not remember the rest.
     explicit Logger(FindingSink sink = {}, std::size_t mostOfId = allOfId);
 
-    /// Reports a finding. The text comes from the function
+    /// Reports a finding. Its text comes from the function
     ///
     ///     Message messageOf(Rule, const std::vector<std::string> &);
     ///
-    /// which stands beside the type of the rule. If that function fails, the report has a line at level Info
-    /// instead. Only a lack of memory is raised: it must not turn an error into a note.
+    /// which stands beside the type of the rule. If messageOf() fails, the report has a note (level Info) in
+    /// place of the finding. Only a lack of memory is raised: a finding that is an error must not become a
+    /// note by that.
     template<class Rule>
     void log(Rule rule, std::initializer_list<std::string_view> strings = {}) {
         const std::vector<std::string> copies(strings.begin(), strings.end());

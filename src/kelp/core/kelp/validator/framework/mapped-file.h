@@ -21,9 +21,9 @@ namespace Validator {
 /// manager's own directory, so no other process can cut them.
 class MappedFile {
 public:
-    /// Opens the file at `path`, links followed. Returns nothing for anything but a regular file, so that a
-    /// packaged pipe or device cannot block. Raises ErrorCode::Filesystem "Couldn't map file: PATH" for a
-    /// file that cannot be opened, or not mapped as a whole.
+    /// Opens the file at `path`, and follows links. Returns nothing for anything but a regular file, so that
+    /// a packaged pipe or device cannot block. Raises ErrorCode::Filesystem "Couldn't map file: PATH" for a
+    /// file that cannot be opened, or not be read or mapped as a whole.
     static std::shared_ptr<const MappedFile> open(const std::filesystem::path &path);
 
     /// While a Sharing lives, all calls of open() for its path, in its thread, return one object. Several

@@ -12,8 +12,9 @@
 namespace Validator {
 
 /// The memory that a program would have, by the load segments of its file, in whole pages of 4 KiB. A byte
-/// counts as unknown if its value depends on the order of mapping, on the host's page size, or on the bytes
-/// after a segment in the file.
+/// outside of all segments is unknown. So is a byte on a page that several segments share, since their order
+/// would decide. Also unknown are bytes that depend on the host's page size, and those that a page gets from
+/// the file after a segment's end.
 ///
 /// The file must outlive the object. A look-up takes logarithmic time in the number of segments.
 class AddressSpace {

@@ -14,11 +14,12 @@ namespace Validator {
 struct LoaderTable;
 class MappedFile;
 
-/// Checks a package's ELF files as the kernel and the loader see them. The checker of programs (Executable)
-/// reads sections, which the kernel and the loader ignore. Also checks the libraries that files other than
-/// the main binary need.
+/// Checks a package's ELF files as the kernel and the loader see them, by their program headers. The checker
+/// of programs (Executable) reads sections, which the kernel and the loader ignore. This one also checks the
+/// libraries that a file other than the main binary needs, since Executable checks only the main binary's.
 ///
-/// A hard-linked file is read once, under its first name; its place is judged for each name.
+/// A hard-linked file is read once, and its libraries and rpaths are judged under its first name. Its place
+/// is judged for each name.
 class ElfHardening final : public ValidatorBase<IValidator> {
 public:
     ElfHardening(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config,

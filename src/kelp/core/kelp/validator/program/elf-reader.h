@@ -11,15 +11,16 @@ namespace Validator {
 
 /// Reads ELF files (elf(5)) of either word size and byte order, on any machine.
 ///
-/// Trusts nothing in the file, and raises only for a lack of memory. If the section headers do not lie within
-/// the file, the file counts as one without sections. A section is skipped if it is not whole within the
-/// file, or its entries are too small for its type. A name without an end in its string table counts as
-/// empty.
+/// Trusts nothing in the file. After create(), raises only for a lack of memory. If the section headers do
+/// not lie within the file, the file counts as one without sections. A section is skipped if it is not whole
+/// within the file, or its entries are too small for its type. A name without an end in its string table
+/// counts as empty.
 ///
-/// The sections of a sound file do not overlap. So one walk over symbols or dynamic entries reads no more
-/// bytes of entries, and of names, than the file has. A file that asks for more, such as one with a thousand
-/// sections at the same megabytes, becomes invalid, and the rest is not read. That shows at the opening for
-/// the size of sections, and after the walk for names.
+/// The sections of a sound file do not overlap. So one walk over symbols or dynamic entries needs no more
+/// bytes of entries, and of names, than the file has. A hostile file may need more, such as one with a
+/// thousand sections at the same megabytes. It becomes invalid, and is not read further. isValid() is false
+/// from the opening on if the sections alone are too large, and otherwise after the walk that met too many
+/// names.
 class ElfReader final : public IElfReader {
 public:
     /// The reader of the file at `path`. Empty for anything but a regular ELF file of 32 or 64 bits and

@@ -141,10 +141,10 @@ void QmlImports::dropShipped() {
     std::erase_if(imports_, [this](const auto &entry) { return isShipped(entry.first); });
 }
 
-/// Whether a relative import leads to a file that the package ships in its directory of QML files: then it
-/// passes, whatever the lists say. No profile's list needs this: an import in no list passes, and a relative
-/// one begins with a quotation mark, as no row does. Compares texts, so it finds no path with a slash at its
-/// end.
+/// Whether a relative import leads to a file that the package ships in its directory of QML files. Such an
+/// import passes, whatever the lists say. By the present lists each relative import passes anyway: it begins
+/// with a quotation mark, as no row does, and an import in no list passes. Compares texts, so a path that
+/// ends in a slash leads to no file.
 bool QmlImports::isShipped(const std::string &import) const {
     const auto directory = std::filesystem::path(path_).parent_path();
     const std::string file = (directory / targetOf(import)).lexically_normal().string();

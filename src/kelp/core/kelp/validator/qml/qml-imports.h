@@ -14,10 +14,10 @@ namespace Validator {
 
 /// Checks the imports at the top of a package's QML files against the profile's lists.
 ///
-/// After an import that fails a file, every later file fails too. For that the checker keeps one failing
-/// import. It also keeps relative imports that fail by a list, since these pass in a file from which they
-/// lead to a file of the package. So the time grows linearly with the files. A hard-linked file is read once,
-/// under its first name, unless too many or too long imports would have to be remembered.
+/// An import that fails a file fails every later file too; one such import is kept for that. A relative
+/// import fails later files only up to the first from which it leads to a file of the package. So all
+/// relative imports that fail are kept. The time grows linearly with the number of files. A hard-linked file
+/// is read once, under its first name, unless too many or too long imports would have to be remembered.
 class QmlImports final : public ValidatorBase<IValidator> {
 public:
     QmlImports(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config, std::shared_ptr<Logger> logger);

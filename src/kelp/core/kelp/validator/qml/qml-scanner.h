@@ -14,17 +14,19 @@ struct QmlImport {
 };
 
 /// Finds the import statements at the top of a QML file. This is no QML parser: it knows neither comments nor
-/// strings. It reads lines up to the first with an opening brace, and takes the import statements at the
-/// beginning of each line, which white space or ";" separates.
+/// strings. It reads the lines up to and including the first that has an opening brace. In each line it takes
+/// the import statements at the beginning, up to the first other word. White space or ";" may stand between
+/// them.
 ///
 /// Calls `visit` for each import, in order and with repetitions. Takes time in proportion to the text, and no
 /// memory.
 void scanQmlImports(std::string_view text, const std::function<void(const QmlImport &)> &visit,
                     Passage passage);
 
-/// Finds the imports in the read-only data of a binary, where compiled-in QML appears as text. Each "import",
-/// also within a word, begins a statement, which the next line feed ends. The second word of the statement is
-/// the module, the third the version. Statements without a plain version (isPlainVersion()) are left out.
+/// Finds the imports in the read-only data of a binary, where compiled-in QML appears as text. Each word that
+/// contains "import" begins a statement, which ends at the next line feed. Its second word is the module, the
+/// third the version. Statements without a line feed, or without a plain version (isPlainVersion()), are left
+/// out.
 ///
 /// Calls `visit` for each import, in order and with repetitions. Takes time in proportion to the data, and no
 /// memory.
