@@ -20,10 +20,10 @@ namespace Core::TrustedSources {
 /// operation fails if another process has locked the file.
 class SQLiteDatabase : public IDatabase {
 public:
-    /// Opens the configured file, or makes it, and brings its schema to the current version. The file's
-    /// directory must exist. If the file cannot be used, that is logged and nothing is raised; each operation
-    /// then raises "Trusted sources database not initialized". A step of the schema's migration that fails
-    /// changes nothing, and is repeated at the next construction.
+    /// Opens the configured file, or makes it, and brings an older schema to the current version. A newer one
+    /// is used as it is. The file's directory must exist. If the file cannot be used, that is logged and
+    /// nothing is raised; each operation then raises "Trusted sources database not initialized". A step of
+    /// the schema's migration that fails changes nothing, and is repeated at the next construction.
     explicit SQLiteDatabase(const IConfiguration &configuration);
     SQLiteDatabase(const SQLiteDatabase &) = delete;
     SQLiteDatabase &operator=(const SQLiteDatabase &) = delete;
@@ -43,20 +43,21 @@ public:
     bool packageExists(const std::string &packageId) override;
     std::vector<Source> sources() override;
 
-    /// Adds a source if it is missing, and returns whether it was. Adding the reserved source also switches
-    /// on missingSourceAllowed(), since a package without a source exists then. If the reserved source exists
-    /// already, the switch stays as people set it. Outside of together() switch and source are two steps, in
-    /// this order: a kill between them leaves no source, and the next call takes both steps.
+    /// Adds a source if it is missing, and returns whether it was. Adding the reserved source first switches
+    /// missingSourceAllowed() on: a package without a source is installed by then. If the reserved source
+    /// exists already, the switch stays as people set it. Outside of a transaction (together(),
+    /// bindPackage()), a kill may come after the switch and before the source. The next call then finds no
+    /// source, and does both.
     bool addMissingSource(const Source &source);
 
     /// Binds a package to a source, in one transaction. Replaces an earlier binding, and adds a missing
     /// source as addMissingSource() does.
     void bindPackage(const std::string &packageId, const Source &source);
 
-    /// Calls `operations`, and commits their changes in one transaction. Within it each operation is a step
-    /// of its own: a failed one changes nothing, and the others stand. If `operations` raises, nothing is
-    /// written, and its exception passes. Raises "Couldn't commit to the trusted sources database" when the
-    /// transaction cannot begin or commit; then nothing is written either.
+    /// Calls `operations` and commits its changes in one transaction. `operations` may call any operation of
+    /// this object. One that fails changes nothing, and the changes of the others stay. If `operations`
+    /// itself raises, nothing is written, and its exception passes. Raises "Couldn't commit to the trusted
+    /// sources database" when the transaction cannot begin or commit; then nothing is written either.
     void together(const std::function<void()> &operations);
 
 private:
@@ -74,11 +75,10 @@ enum class PolicySetting {
     WebPwa,        ///< Whether the source of web applications is allowed.
 };
 
-/// Sets a switch durably. Makes a missing database, with its directory. After a kill before the return, the
-/// switch has its old value or the new one. Raises as SQLiteDatabase does, also if the database lacks the
-/// switch, and then leaves the switch as it was. Raises ErrorCode::Filesystem when the directory cannot be
-/// made or flushed; if it was not flushed, a power cut may bring the old value back. The caller holds the
-/// writers' lock.
+/// Sets a switch durably. Makes a missing database, with its directory. A kill leaves the old value or the
+/// new one. Raises as SQLiteDatabase does, and then the switch is as it was. A database without the switch
+/// counts as such a failure. Raises ErrorCode::Filesystem when the directory cannot be made or flushed. If it
+/// was not flushed, a power cut may bring the old value back. The caller holds the writers' lock.
 void setPolicy(const IConfiguration &configuration, PolicySetting setting, bool isAllowed);
 
 } // namespace Core::TrustedSources
