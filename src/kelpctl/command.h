@@ -19,8 +19,9 @@ enum class ExitStatus {
 };
 
 /// The chosen command. It writes its results to `output`, which is standard output. Meanwhile std::cout leads
-/// to standard error, since the core logs to std::cout. An exception ends the program: its text is printed,
-/// and the status is ExitStatus::Trouble.
+/// to standard error, since the core logs to std::cout. An exception ends the program, and its text is
+/// printed. The status is then ExitStatus::Refused for ErrorCode::PackageNotExist, and ExitStatus::Trouble
+/// for any other.
 using Command = std::function<ExitStatus(std::ostream &output)>;
 
 /// Adds one subcommand to the command line. If it is chosen, it sets `command`.

@@ -8,8 +8,9 @@
 namespace KelpCtl {
 
 /// Foreign text made safe for people: on one line, and without characters that a terminal obeys or that
-/// change the order of reading. Control characters and invalid UTF-8 become "\xNN", other unsafe characters
-/// "\u{NNNN}", and a backslash "\\", so that no text looks like the escape of another.
+/// change the order of reading. ASCII control characters and bytes that are no UTF-8 become "\xNN". Other
+/// unsafe characters become "\u{NNNN}". A backslash becomes "\\", so that no text looks like the escape of
+/// another.
 std::string shown(std::string_view text);
 
 /// Text for a JSON string, which must be UTF-8: invalid bytes become U+FFFD.

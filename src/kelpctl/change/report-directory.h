@@ -10,8 +10,9 @@
 namespace KelpCtl {
 
 /// Replaces each path below one of the directories `homes` by "<home>", since the names of people's files are
-/// private. Names may have blanks, so the end of a path is a guess: a quotation mark, ": ", " -> " or the
-/// line's end. The guess may remove more than the path. Of a name that holds one of these, the rest stays.
+/// private. The end of a path is a guess, since names may have blanks. A path ends at the first quotation
+/// mark, ": ", " -> ", NUL or line feed. So the text after a path may be removed too. If a name holds one of
+/// these marks, the rest of the name stays.
 std::string withoutHomes(std::string_view text, const std::vector<std::string> &homes);
 
 /// The directory of a report, closed to other users. It is held open, so that files get there even after a

@@ -23,9 +23,9 @@ void addRootOption(CLI::App &command, LookOptions &options);
 /// Adds --root and --json. `options` must live until the line is parsed.
 void addLookOptions(CLI::App &command, LookOptions &options);
 
-/// The examined machine. If a root was given, the process makes it its own root, in name spaces of its own,
-/// for the rest of its life, with memory in place of its /tmp. So links, lists and the rpm database resolve
-/// as on that machine, and a look writes nothing there.
+/// The examined machine. If a root was given, the process changes to that root for the rest of its life. So
+/// links, lists and the rpm database resolve as on that machine. The process has name spaces of its own, in
+/// which memory is mounted over that machine's /tmp. So a look writes nothing there.
 class Machine {
 public:
     /// Raises ErrorCode::UnauthorizedAccess or ErrorCode::Filesystem when the root cannot be entered.

@@ -20,12 +20,12 @@ struct pollfd;
 
 namespace KelpCtl {
 
-/// Judges packages in other processes, the judges: librpm's state belongs to a process, and a package that
+/// Judges packages in other processes, the judges. librpm's state belongs to a process, and a package that
 /// crashes its judge costs no other package. The judges are forked from this process, which must not have
 /// used librpm or started a thread.
 ///
-/// Reports come in the order of the packages. At most 64 packages are begun and not yet reported, so finished
-/// reports may wait for a slower package before them.
+/// Reports come in the order of the packages: a finished one waits for the slower packages before it. At most
+/// 64 packages are begun and not yet reported.
 class JudgePool {
 public:
     /// The receivers of the results.
@@ -43,11 +43,12 @@ public:
     /// Ends all judges, and waits until they have removed what they unpacked.
     ~JudgePool();
 
-    /// Judges all packages. A package gets the verdict "incomplete" if its judge process ends early, or
-    /// exceeds the time limit without noticing it.
+    /// Judges all packages. The verdict is "incomplete" for each report that a package's judge did not send.
+    /// That judge has ended early, sent something malformed, or exceeded the time limit without noticing it;
+    /// then it is killed.
     ///
-    /// After Interruption::isRequested() it ends all judges, passes on the finished reports, and returns.
-    /// Raises std::runtime_error when it cannot make processes.
+    /// After Interruption::isRequested(), ends all judges, passes on the finished reports, and returns.
+    /// Raises std::runtime_error when no judge can be started; fewer than requested suffice.
     void run(PackageSource &source, const Takers &takers);
 
 private:

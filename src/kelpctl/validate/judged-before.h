@@ -21,10 +21,10 @@ boost::json::object conditionsOf(const JudgeOptions &options, const std::string 
 /// A file of report lines, of earlier runs and of this one. Held by one run at a time.
 class JudgedBefore {
 public:
-    /// Opens or makes the file, and cuts an unfinished last line. An earlier verdict counts if its line has
-    /// the same `conditions`, digest and profile. Raises std::runtime_error when another run holds the file,
-    /// when the file cannot be read or cut, and when one of its lines is no report. Then its text is
-    /// unchanged.
+    /// Opens or makes the file, and cuts off a last line that an interrupted run did not finish. An earlier
+    /// verdict counts if its line has the same `conditions`, digest and profile. Raises std::runtime_error
+    /// when another run holds the file, when it cannot be read or cut, and when it holds anything but
+    /// reports. The file then keeps its text.
     JudgedBefore(const std::filesystem::path &file, boost::json::object conditions);
 
     /// The newest verdict on the package of that digest; nothing if there is none, or it is incomplete.

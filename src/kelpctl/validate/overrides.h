@@ -20,9 +20,9 @@ struct Override {
 };
 
 /// Reads a file that has a line "ID PATTERN REASON" for each override, with blanks or tabs between. Skips
-/// empty lines and those that begin with "#". Raises when the file cannot be read. Raises std::runtime_error
-/// with the number of the line for a missing pattern or reason, and for an id that is not of a warning or
-/// note: a refusal must not look overridden.
+/// empty lines, and those whose first word begins with "#". Raises when the file is missing or cannot be
+/// read. Raises std::runtime_error with the number of the line for a missing pattern or reason. Does the same
+/// for an id that is not of a warning or note: other findings refuse a package, and must not look overridden.
 std::vector<Override> readOverrides(const std::filesystem::path &file);
 
 /// The first override that matches the finding, or null.

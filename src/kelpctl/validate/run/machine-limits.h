@@ -9,9 +9,10 @@ namespace KelpCtl {
 /// those above. One at least.
 std::size_t usableProcessors();
 
-/// The bytes of memory that this process may still take: the system's available memory, bounded by its
-/// control group and those above. In a group that is memory.max without the memory in use, except for
-/// inactive page cache, which the kernel gives up. 0 if unknown.
+/// The bytes of memory that this process may still take. That is the least of the system's available memory
+/// and of what each of its control groups leaves: its own group and those above. A group leaves memory.max
+/// without the memory in use. Inactive page cache counts as not in use, since the kernel gives it up. 0 if
+/// unknown.
 std::uint64_t usableMemory();
 
 } // namespace KelpCtl

@@ -10,8 +10,8 @@ namespace KelpCtl {
 
 /// The package files of a run, in their order: the named files, then those of a list, which is read as it
 /// comes. A directory stands for all regular files *.rpm in it and below, in byte order. Links in a directory
-/// are not followed, and source packages are skipped and counted. Faults of a directory or the list are
-/// reported on standard error.
+/// are not followed, and its source packages are skipped and counted. Faults of a directory are reported on
+/// standard error.
 class PackageSource {
 public:
     /// A file of names, one a line or each ended by a zero byte; "-" is standard input.
@@ -23,7 +23,8 @@ public:
     /// Raises std::system_error when there is no such list.
     PackageSource(std::vector<std::string> names, const std::optional<List> &list);
 
-    /// The next package file; nothing at the end, and while isWaiting().
+    /// The next package file; nothing at the end, and while isWaiting(). Raises std::system_error when the
+    /// list cannot be read.
     std::optional<std::string> next();
 
     /// Whether more names may come from a list that has none right now.
@@ -31,7 +32,7 @@ public:
     /// Becomes readable when more names come.
     int descriptor() const { return list_.get(); }
 
-    /// Whether a directory held no packages, or could not be read; or the list could not.
+    /// Whether a directory held no packages, or could not be read.
     bool hadTrouble() const { return hadTrouble_; }
 
 private:
