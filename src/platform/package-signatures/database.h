@@ -25,7 +25,8 @@ namespace PackageSignatures {
 ///       system_developer INTEGER NOT NULL DEFAULT 0,
 ///       PRIMARY KEY(package, cert_group));
 ///
-/// Each failure is a standard exception, which the constructor or the first query raises.
+/// Each failure is a standard exception. The constructor raises it for a file that cannot be opened, and a
+/// query for one that is no such database.
 class Database {
 public:
     /// var/lib/package-signatures/signatures.sqlite3 below the root prefix.
