@@ -1,6 +1,6 @@
-// Any file makes no reader or one whose walks end, read within the file and hand out no more than it holds,
-// but for names that several symbols share. As a main binary it fails unless a device can run it, and the
-// report knows of it what the reader knows.
+// For any file, create() gives no reader, or one whose walks end and stay within the file. The names of a
+// walk are together no longer than the file; a name that several symbols share counts once. As a main binary
+// the file fails, or the reader calls it valid. The flags in the report agree with the reader.
 
 #include "kelp/core/kelp/validator/program/elf-reader.h"
 #include "kelp/core/kelp/validator/program/executable.h"

@@ -1,7 +1,7 @@
-// Any package file is judged or ends in an exception that tells why not; and whatever it holds, nothing is
-// made but the tree below the staging directory. Neither the tree nor the memory that is taken is larger than
-// it may be, and repeated findings come only where nobody would see them. The seeds have no digests, which
-// would make every change of a header one that librpm refuses.
+// Any package file gets a verdict, or the judgement raises an exception. In both cases nothing is made but
+// the tree below the staging directory. The tree and the memory stay within their bounds. A finding is
+// repeated only after so many of its id that nobody is shown more. The seeds have no digests: with them,
+// librpm would refuse every changed header before any other code sees it.
 
 #include "kelp/core/common/rpm/initialise.h"
 #include "kelp/core/common/rpm/reader.h"

@@ -1,6 +1,6 @@
-// Both scanners find nothing but pieces of the text, in ascending order, with a module in each; and what they
-// call a version is one. The checker, which forgets what it can, fails the same files of a package as one
-// that forgets nothing.
+// Both scanners find only pieces of the text, in ascending order, each with a module. What they call a
+// version has the form of one. The checker keeps as few imports as it can. It must fail the same files of a
+// package as a model that keeps all.
 
 #include "kelp/core/kelp/validator/configuration/pattern-set.h"
 #include "kelp/core/kelp/validator/qml/qml-imports.h"

@@ -1,6 +1,6 @@
-// What the verification of a version costs beside a loop of one thread that only reads the same files and
-// computes their digests, by the same library; and what that library costs beside others. Prints the tables
-// of docs/benchmarks.md.
+// Measures the verification of a version against one thread that only reads the same files and computes their
+// digests, by the same library. Also measures that library against others. Prints the tables of
+// docs/benchmarks.md.
 
 #include "kelp/core/common/rpm/digest.h"
 #include "kelp/core/kelp/inspection/contents-check.h"
