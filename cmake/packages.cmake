@@ -1,6 +1,7 @@
-# `cpack` in the release build makes two packages for each kind of system. kelp-tools is for people who make or sell
-# applications, and runs nothing by itself. kelp brings a machine over, and needs kelp-tools. None has scripts: their
-# files take effect as they lie on disk, and files made by the programs stay when a package goes.
+# `cpack` in the release build makes two packages for Debian and two for rpm systems. kelp-tools is for people who
+# make or sell applications, and runs nothing by itself. kelp brings a machine over to the store, and needs
+# kelp-tools. No package has scripts: its files take effect as soon as they are on disk. A removal leaves the files
+# that the programs have made.
 set(CPACK_GENERATOR DEB RPM)
 set(CPACK_COMPONENTS_ALL tools launcher)
 set(CPACK_DEB_COMPONENT_INSTALL ON)

@@ -2,10 +2,10 @@ find_program(RPMBUILD rpmbuild REQUIRED)
 
 # kelp_rpm(TARGET NAME SPEC [DEFINES "macro body"...])
 #
-# Builds the package that a .spec file describes before TARGET, a test program of the same folder, as NAME.rpm in
-# the directory that the program knows as KELP_RPMS. A .spec file makes its files in %install; it needs no sources
-# and no privileges, and %attr and %dev set owners and device nodes. Files are packed unchanged: no stripping, no
-# build ids, no generated dependencies.
+# Builds the package of a .spec file as NAME.rpm, before TARGET, a test program of the same folder. The program has
+# the directory of the packages in the macro KELP_RPMS. A .spec file makes its files in %install. It needs no sources
+# and no privileges: %attr and %dev set owners and device nodes. Files are packed unchanged: no stripping, no build
+# ids, no generated dependencies.
 function(kelp_rpm TARGET NAME SPEC)
     cmake_parse_arguments(ARG "" "" "DEFINES" ${ARGN})
     cmake_path(ABSOLUTE_PATH SPEC)

@@ -1,10 +1,11 @@
 # kelp_library(NAME [DEPENDS our-target...] [PRIVATE lib...])
 #
-# Makes one library of the current folder; a main.cpp is left to the program. Its headers are reachable, as
-# "folder/below/src/name.h", only from targets that link the library: every library has an include directory of
-# its own that holds links to its headers and nothing else. A DEPENDS that is not defined yet is an error, so that
-# the order of the add_subdirectory lines in src/ is the order of the layers and no cycle can be written. Include
-# directories pass on to whoever links a library; tests/layers.py holds the includes of a folder against its own list.
+# Makes one library of the current folder's files, except main.cpp, which belongs to the program. Its headers are
+# included as "folder/below/src/name.h". The library has an include directory with links to its own headers alone, so
+# only targets that link the library find them. A DEPENDS that is not defined yet is an error. So the order of the
+# add_subdirectory lines in src/ is the order of the layers, and no cycle is possible. Whoever links a library also
+# gets the include directories of its DEPENDS. Therefore tests/layers.py compares the includes of each folder with the
+# folder's own list.
 function(kelp_library NAME)
     cmake_parse_arguments(ARG "" "" "DEPENDS;PRIVATE" ${ARGN})
     foreach(dependency IN LISTS ARG_DEPENDS)
