@@ -1,7 +1,7 @@
-"""Holds the folders that the quoted includes of a folder below src/ name against the list in its CMakeLists.txt.
+"""Checks that the CMakeLists.txt of each folder below src/ lists exactly the folders whose files the folder includes.
 
-Include directories pass on from library to library, so that a folder compiles that names another without declaring it.
-Counts the parameters of constructors with initialisers too: clang-tidy counts none where the body is empty.
+The compiler cannot: include directories pass on from library to library, so it finds headers of unlisted folders too.
+Also counts the parameters of constructors with initialisers: clang-tidy counts none where the body is empty.
 """
 
 import pathlib

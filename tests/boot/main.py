@@ -1,13 +1,13 @@
-"""Boots a machine of the old world, with systemd as its first process, and judges what the boot has made of it.
+"""Boots a machine whose applications rpm has installed, with systemd as its first process, and checks the result.
 
-The machine is Debian with the project's packages and the applications that scripts/faults breaks, in a virtual machine without
-a network. What is judged is its disks, from outside, when it has ended, and what watchers within have written meanwhile.
+The machine is Debian with the project's packages and the applications of scripts/faults, in a virtual machine without a
+network. The checks read its disks from outside, after it has ended, and the reports of programs inside.
 
 Rows:
-  whole    the boot that takes the applications over, with sentinels of seven kinds, scripts that ask for what cannot come, and
-           the launcher asking for the bus; then the next boot, of a machine with damage. What both cost
-  layouts  disks that cannot be written to, of their own, or behind links
-  ends     poweroff, reboot, reset and SIGTERM while applications are on their way; then a boot
+  whole    the boot that takes the applications over: units of seven kinds that must start after it, packages whose scripts
+           must not run, and requests to the bus in its place. Then a boot with damage. Prints what both cost
+  layouts  disks that are read-only, directories on disks of their own, or behind links
+  ends     poweroff, reboot, reset and SIGTERM during the take-over; then a boot
 """
 
 import argparse

@@ -1,20 +1,20 @@
-"""Breaks a command at every call that changes something on disk, and judges what is left when it is over.
+"""Breaks a command at every call that changes or reads something on disk, and judges the disks afterwards.
 
-Scenarios: the launcher's start that takes the applications over, as it is and hindered at first; the store's operations,
-publishing by links and by copies; and kelpctl, as people use it. A point is the name of a system call and which of these calls it is. Modes:
+Scenarios: the launcher's start that takes the applications over, undisturbed or hindered at first; the store's operations,
+publishing by links and by copies; and kelpctl's commands. A point is call number N of one system call. Modes:
   kill         the command is killed before the call
-  powercut     the same, and the disks' files are copied at once, unflushed: what follows has the copies
-  latecut      as powercut, after the file systems have committed their journals, but no contents, of their own accord
+  powercut     the same, and the disks' files are copied at once, unflushed; all later steps use the copies
+  latecut      as powercut, after the file systems have committed their journals of their own accord, without file contents
   eio, enospc  the call fails
   enospc-from  this call and every later one that needs space fails with ENOSPC
-  meet         before the call, which exchanges a published path, somebody puts a file there
+  meet         a file of somebody else appears at a published path just before the call that exchanges the path
   ask-eio, ask-enomem, ask-emfile
-               the call, which only asks, and so many of its name after it as injection.py says, fail
+               a call that only reads fails, and the next calls of its name (WINDOWS in injection.py has their number)
 
-After a broken start the launcher is started twice more. Was it killed, or could only not ask, everything must then be as if
-nothing had happened; else every application must be whole, in rpm or in the store, and nobody else's files may be lost. What is in the store must
-bear an update and a removal, and leave nothing behind; so must a package after a broken operation of the store. What a
-broken kelpctl leaves, doctor has to bring to the old state or the new one. Who could not ask says no success that is none.
+Two undisturbed starts follow a broken start. After a kill, a power cut or failed reads, the machine must equal an undisturbed
+one. In other modes every application must be whole, in rpm or in the store, and no foreign file may be lost. Every package in
+the store must bear an update and a removal without a remnant, also after a broken operation of the store. After a broken
+kelpctl, doctor must restore the old state or reach the new one. A command whose reads fail must not report a false success.
 """
 
 import argparse

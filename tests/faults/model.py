@@ -1,12 +1,13 @@
 #!/usr/bin/env python3
-# The take-over as operations on a state: packages with three targets each (two with a file of rpm's, one where nothing of rpm's
-# stands, below a directory of its own) and a document. Any call of a start may be its last one, or fail; each disk loses any
-# suffix of what was not flushed; the starts after it may end like that too. Once in a history somebody acts, between two
-# starts or in the middle of one: puts a file at a path, or has rpm erase, renumber or install the first package. What must
-# hold at each moment and in the end stands in flaws_of().
+# A model of the take-over: calls change a state, and all histories of them are tried. A package has a document and
+# three targets. At two targets rpm has a file; the third has none, and lies in a directory of its own. Each call of a
+# start may fail, or be the last one before a kill or a power cut. After a power cut each disk has lost any suffix of
+# its unflushed changes. The next start may end like that too. Once in a history a person acts, between two starts or
+# during one: the person puts a file at a path, or has rpm erase, renumber or install the first package. flaws_of()
+# has the conditions that must hold at each moment, and those that must hold at the end.
 #
-#   model.py            no history ends badly
-#   model.py --prove    without each of the rules one does
+#   model.py            checks that no history ends badly
+#   model.py --prove    checks for each rule that without it a history does end badly
 import itertools
 import sys
 

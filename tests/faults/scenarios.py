@@ -131,9 +131,9 @@ class TakeOver:
 
 
 class HinderedTakeOver(TakeOver):
-    """A first start that the machine hinders, and the next ones do not find hindered. On one disk a file that cannot be
-    published, which shows only when all others of its application are, an immutable file and a user's link; else a /usr that
-    is read-only. Points: of the taking back, or all that change something."""
+    """A first start that the machine hinders; the hindrance is gone before the next ones. In the layout "one" it is a file
+    whose link would be too long for the disk, and fails last of its application, an immutable file and a user's link. There
+    the points are those of the roll-back. In "many" /usr is read-only, and the points are all calls that change something."""
 
     layouts, is_hindered, hindrance = ["one", "many"], True, {"one": f"""mkdir -p .{os.path.dirname(DEEP)}; echo >.{DEEP}
         chattr +i usr/share/org.example.shared/book.txt; cd usr/share; mv com.example.bundle moved

@@ -1,9 +1,9 @@
-// One operation of the package store as a process, for the harness to break.
+// Runs one operation of the package store as a process, which the harness can break.
 //
 //   store-driver install|update ID VERSION SUBGROUP     from the staging directory of ID
 //   store-driver remove ID
-//   store-driver recover ID     what whoever uses the store does after a crash; says which version is
-//   installed
+//   store-driver recover ID     completes a pending update of ID, as each user of the store does after a
+//                               crash; prints the installed versions
 
 #include "kelp/core/common/configuration.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"

@@ -9,9 +9,9 @@
 
 namespace {
 
-/// An empty rpm database for a test program. Debian's macro for the place of the machine's starts two shells
-/// each time that somebody asks for it, and makes the database in the home directory of whoever runs the
-/// tests.
+/// An empty rpm database for a test program. Debian's macro for the place of the machine's database would
+/// start two shells each time that it is expanded. It would also make the database in the home directory of
+/// the user who runs the tests.
 class OwnDatabase : public testing::Environment {
     void SetUp() override {
         Common::Rpm::initialise();
