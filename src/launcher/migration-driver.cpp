@@ -23,8 +23,15 @@ void stamp(const Migration &migration) {
     }
 }
 
+bool isPending(const Migration &migration) {
+    std::error_code ignored;
+    const auto pending = std::filesystem::symlink_status(migration.pendingPath, ignored).type();
+    return !migration.pendingPath.empty() && pending != std::filesystem::file_type::not_found;
+}
+
 void run(const Migration &migration, Core::Configuration &configuration) {
-    if (isDone(migration)) {
+    // Unlike isDone(), this logs a failed look.
+    if (Common::exists(migration.stampPath) && !isPending(migration)) {
         LogStream(LogLevel::Info) << "Migration '" << migration.name << "' already completed, skipping.";
         return;
     }
@@ -47,9 +54,7 @@ void run(const Migration &migration, Core::Configuration &configuration) {
 
 bool isDone(const Migration &migration) {
     std::error_code ignored;
-    const auto pending = std::filesystem::symlink_status(migration.pendingPath, ignored).type();
-    const bool isPending = !migration.pendingPath.empty() && pending != std::filesystem::file_type::not_found;
-    return Common::exists(migration.stampPath) && !isPending;
+    return std::filesystem::exists(migration.stampPath, ignored) && !isPending(migration);
 }
 
 void runMigrations(const std::vector<Migration> &migrations, Core::Configuration &configuration) {

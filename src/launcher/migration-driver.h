@@ -19,7 +19,8 @@ struct Migration {
     std::filesystem::path pendingPath = {}; ///< While this file exists, it runs again despite the stamp.
 };
 
-/// Whether the migration has left its stamp, and no work is left. After a failed look it counts as not done.
+/// Whether the migration has left its stamp, and no work is left. After a failed look, which runMigrations()
+/// logs, it counts as not done.
 bool isDone(const Migration &migration);
 
 /// Carries out the migrations that are not done (isDone()), in order, and makes the stamp of each that

@@ -91,6 +91,10 @@ TEST_F(MigrationsTest, ARemovedStampRepeatsItsMigrationHarmlessly) {
         EXPECT_EQ(run(snapshot), before) << stamp;
         EXPECT_TRUE(holds("var/lib/kelp/" + stamp));
     }
+    run("cd $IMAGE/var/lib/kelp; rm .migration_integrityd_done; ln -s {,}.migration_integrityd_done");
+    EXPECT_EQ(launch(), skipped.substr(0, skipped.rfind("[I]")) +
+                            "[E] filesystem error: status: Too many levels of symbolic links "
+                            "[/var/lib/kelp/.migration_integrityd_done]\n");
     run("ln -s nowhere $IMAGE/var/lib/kelp/takeover.journal");
     EXPECT_THAT(launch(), Not(HasSubstr("'rpm_to_kelp' already"))) << "there is something to go on with";
 }
