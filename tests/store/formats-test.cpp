@@ -28,6 +28,8 @@ TEST_F(DescriptorTest, NamesAreWrittenTogetherOrNotAtAll) {
     PackageInformation expected = extras;
     expected.insert({{"general.id", "p"}, {"general.version", "1-2"}});
     EXPECT_EQ(readDescriptor(file()), expected);
+    EXPECT_EQ(mappingsOf({staging, extras}, Rooted::Yes).size(), publicationRows(expected).size())
+        << "the next move of shared data would not know of a file that only the take-over published";
 
     staging.appName = "app";
     writeDescriptor(file(), staging, extras, Common::Durability::Flushed);

@@ -130,8 +130,11 @@ std::vector<Mapping> publicationRows(const PackageInformation &information) {
 }
 
 std::vector<Mapping> mappingsOf(const PackageForMigration &package, Rooted rooted) {
-    return buildMappings(package.id, valueOf(package.extras, "certificate.id").value_or(""), package.orgName,
-                         package.appName, rooted);
+    // As the descriptor will have it, which has both names or none.
+    const bool isNamed = rooted == Rooted::No || (package.orgName && package.appName);
+    return buildMappings(package.id, valueOf(package.extras, "certificate.id").value_or(""),
+                         isNamed ? package.orgName : std::nullopt, isNamed ? package.appName : std::nullopt,
+                         rooted);
 }
 
 } // namespace Core::KELP

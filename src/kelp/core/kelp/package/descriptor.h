@@ -45,7 +45,8 @@ std::vector<std::string> previousKeyIds(const PackageInformation &information);
 /// The rows by which the files of an installed version are published, by its descriptor's values.
 std::vector<Mapping> publicationRows(const PackageInformation &information);
 
-/// The rows of a package that is on its way into the store.
+/// The rows of a package that is on its way into the store. With Rooted::Yes, those of publicationRows() once
+/// its descriptor is written.
 std::vector<Mapping> mappingsOf(const PackageForMigration &package, Rooted rooted);
 
 } // namespace Core::KELP
