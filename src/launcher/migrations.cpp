@@ -108,7 +108,8 @@ private:
     }
 
     void bindToReservedSource(const std::string &id) {
-        if (sources_.packageExists(id))
+        // A package that a store has sold must not be bound to the reserved source for good.
+        if (sources_.packageExists(id) || failed_.contains(id))
             return;
         sources_.addMissingSource(Source::reserved());
         // For good: the launcher binds no package twice.
@@ -123,9 +124,6 @@ private:
                 LogStream(LogLevel::Warning) << "Couldn't retrieve ID of installed package";
                 continue;
             }
-            // A package that a store has sold must not be bound to the reserved source for good.
-            if (failed_.contains(id->second))
-                continue;
             try {
                 bindToReservedSource(id->second);
             } catch (const Common::Error &error) {

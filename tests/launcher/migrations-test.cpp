@@ -51,11 +51,20 @@ TEST_F(MigrationsTest, ARemovedStampRepeatsItsMigrationHarmlessly) {
                                              "[E] unable to open database file\n"));
     for (const std::string line :
          {"Failed to add client certificate for package org.example.notes",
+          "Couldn't bind org.example.notes package to source (keyid=.no.source.apps)\n[E] ",
           "Couldn't bind org.example.ticker package to source (keyid=.no.source.apps)\n[E] "})
         EXPECT_THAT(unbound, HasSubstr("[E] " + line + reason));
-    EXPECT_THAT(unbound, Not(HasSubstr("Couldn't bind org.example.notes"))) << "sold by a store";
     // The stamp is made all the same.
     run("cd $IMAGE/var/lib; rmdir trusted-sources/db.sqlite3; rm kelp/.migration_done");
+    launch();
+    const std::string sources =
+        "cd $IMAGE/var/lib; rm kelp/.migration_done; sqlite3 trusted-sources/db.sqlite3 ";
+    run(sources +
+        "\"DELETE FROM packages; CREATE TRIGGER cut BEFORE INSERT ON packages WHEN NEW.source_keyid <> "
+        "'.no.source.apps' BEGIN SELECT RAISE(ABORT, 'cut'); END\"; launch");
+    EXPECT_THAT(run(sources + "'DROP TRIGGER cut; SELECT id FROM packages'"),
+                Not(HasSubstr("org.example.notes")))
+        << "sold by a store";
     launch();
     const std::string skipped = "[I] Migration 'rpm_to_kelp' already completed, skipping.\n"
                                 "[I] Migration 'org_to_skid' already completed, skipping.\n"
