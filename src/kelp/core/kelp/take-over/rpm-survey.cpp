@@ -293,9 +293,10 @@ bool RpmSurvey::mayPublish(RpmCandidate &candidate, const InstalledApplication &
     const JournalEntry &entry = candidate.entry;
     if (candidate.stays)
         return false;
-    // First: the later checks make paths of the two.
-    if (!Common::isFileName(entry.id) || !Common::isFileName(entry.version)) {
-        candidate.stays = "its name or version cannot name a directory";
+    // First: the later checks make paths of these. And without a key its descriptor would not be complete.
+    if (!Common::isFileName(entry.id) || !Common::isFileName(entry.version) ||
+        !Common::isFileName(entry.extras.at("certificate.id"))) {
+        candidate.stays = "its name, version or key cannot name a directory";
     } else if (records_[entry.id] > 1) {
         // The store has one directory for both.
         candidate.stays = "rpm holds it more than once";
