@@ -130,11 +130,11 @@ std::vector<Mapping> publicationRows(const PackageInformation &information) {
 }
 
 std::vector<Mapping> mappingsOf(const PackageForMigration &package, Rooted rooted) {
-    // As the descriptor will have it, which has both names or none.
-    const bool isNamed = rooted == Rooted::No || (package.orgName && package.appName);
-    return buildMappings(package.id, valueOf(package.extras, "certificate.id").value_or(""),
-                         isNamed ? package.orgName : std::nullopt, isNamed ? package.appName : std::nullopt,
-                         rooted);
+    // By the descriptor, which has both names or none, and no spaces at their ends.
+    if (rooted == Rooted::Yes)
+        return publicationRows(flatten(parse({}, descriptorText(package, package.extras))));
+    return buildMappings(package.id, valueOf(package.extras, "certificate.id").value_or(""), package.orgName,
+                         package.appName, rooted);
 }
 
 } // namespace Core::KELP
