@@ -104,9 +104,7 @@ TEST_F(TakeOverTest, WhatCouldNotBePublishedStaysInRpm) {
         {"org.linked", "ln -s org.linked $IMAGE/usr/share/org.alias; add org.linked; put org.foreign",
          "/usr/share/org.linked/words belongs to org.foreign too"},
         {"org.twice", "add org.twice; put org.twice-newer --force --justdb", "rpm holds it more than once"},
-        {"org.one",
-         "add org.one; sqlite3 $(signature_database) \"UPDATE certificates SET key_id = '' WHERE package = "
-         "'org.one'\"",
+        {"org.one", "put org.one; sign org.one developer '' CN=S",
          "its name, version or key cannot name a directory"},
         {"org.changed",
          "add org.changed; rm $IMAGE/usr/share/org.changed/words; mkdir $IMAGE/usr/share/org.changed/words",
