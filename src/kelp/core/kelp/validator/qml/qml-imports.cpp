@@ -72,10 +72,18 @@ void QmlImports::extractImports() {
 
 QmlImports::Imports QmlImports::scan() {
     Imports found;
+    const auto file = MappedFile::open(realPath_);
+    if (!file)
+        return found;
     // Judges each import as soon as it is found: otherwise a file full of imports would be kept as a whole.
-    if (const auto file = MappedFile::open(realPath_))
-        scanQmlImports(
-            file->bytes(), [&](const QmlImport &import) { take(textOf(import), found); }, Passage(*file));
+    // Two walks, since the report has all paths of the system before all modules.
+    for (const bool isTurnOfPaths : {true, false}) {
+        const auto takeInTurn = [&](const QmlImport &import) {
+            if (import.module.starts_with('"') == isTurnOfPaths)
+                take(textOf(import), found);
+        };
+        scanQmlImports(file->bytes(), takeInTurn, Passage(*file));
+    }
     return found;
 }
 
