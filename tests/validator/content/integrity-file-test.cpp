@@ -39,11 +39,12 @@ TEST_F(IntegrityFileTest, GivesTheWatchedFiles) {
     };
     for (const auto &[text, files] : cases)
         EXPECT_EQ(read(text), files) << text;
-    for (const char *text : {"{} 1", "{} {'watch'", "", " ", "no JSON", "{\"watch\": [\"/a\"]", "[\"/a\"]",
-                             "\"/a\"", "null", "{\"watch\": \"/a\"}", "{\"watch\": 1}", "{\"watch\": null}",
-                             "{\"watch\": {\"0\": \"/a\"}}", "{\"watch\": [\"\xff\"]}",
-                             "\x7f"
-                             "ELF"})
+    for (const char *text :
+         {"{} 1", "{} {'watch'", "{}\xef\xbb\xbf", "", " ", "no JSON", "{\"watch\": [\"/a\"]", "[\"/a\"]",
+          "\"/a\"", "null", "{\"watch\": \"/a\"}", "{\"watch\": 1}", "{\"watch\": null}",
+          "{\"watch\": {\"0\": \"/a\"}}", "{\"watch\": [\"\xff\"]}",
+          "\x7f"
+          "ELF"})
         EXPECT_EQ(read(text), std::nullopt) << text;
     EXPECT_EQ(readWatchedFiles(directory_.path()), std::nullopt);
 }

@@ -36,6 +36,7 @@ namespace {
 constexpr std::size_t longestIntegrityFile = std::size_t(4) << 20;
 constexpr std::ptrdiff_t mostValues = 200'000;
 constexpr std::string_view prefixes[] = {"file:", "elf:"};
+constexpr std::string_view byteOrderMark = "\xef\xbb\xbf";
 
 template<class Object, auto release>
 struct Release {
@@ -76,6 +77,9 @@ Parser parseFirst(std::string_view text) {
         return nullptr;
     const bool hasOnlyContainers =
         std::all_of(pieces->begin() + 1, pieces->end(), [](std::string_view piece) {
+            // json-glib passes over this mark only at the beginning of the file.
+            if (piece.starts_with(byteOrderMark))
+                return false;
             const Parser parser = parse(piece);
             return isContainer(parser) || isEmpty(parser);
         });
