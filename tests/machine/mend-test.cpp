@@ -301,6 +301,10 @@ TEST_F(MendTest, TellsAndBringsBackWhatWasStaged) {
                 AllOf(testing::StartsWith("1 application without a list"), Not(HasSubstr("status"))));
     EXPECT_EQ(doctor("--repair"), "org.example.ticker: contents listed as found\n");
     EXPECT_THAT(kelpctl("verify org.example.ticker"), HasSubstr("3-1: as found on 20"));
+    there("touch opt/app/org.example.ticker/3-1/more");
+    EXPECT_THAT(kelpctl("verify org.example.ticker"), HasSubstr("3-1: 1 finding, compared with the files as "
+                                                                "found on 20"));
+    there("rm opt/app/org.example.ticker/3-1/more");
     EXPECT_THAT(kelpctl(repair + "/root/org.example.ticker.rpm"), HasSubstr("only what was found on 20"));
     // Such a list does not prove whose names the desktop file tells.
     there("cd opt/app/org.example.reader/0.9-3; sed -i '1a found 2026-11-26' contents.list; mv velura.pkg x");

@@ -49,7 +49,7 @@ constexpr MachineWord words[] = {
      "copy, perhaps somebody's work, and remove it. --repair publishes it anew.",
      "A published file that somebody has changed", true},
     {"foreign", "doctor", "Something that is not the application's is where a file belongs, or in the store.",
-     "Look whose it is, and move it away. No program touches it.", foreign, true},
+     "Look whose it is, and move it away. No repair touches it.", foreign, true},
     {"unlisted", "doctor", "The lists of the version do not tell all that is published.",
      "--repair writes them anew.", findings, true},
     {"stray", "doctor", "What a version has published that is gone, and that no list names.",

@@ -63,7 +63,9 @@ struct Verified {
     std::string words() const {
         const std::string state = this->state();
         if (state == "damaged")
-            return counted(faults(), "finding");
+            return counted(faults(), "finding") +
+                   (list->foundOn.empty() ? ""
+                                          : ", compared with the files as found on " + shown(list->foundOn));
         if (state == "as-found")
             return "as found on " + shown(list->foundOn) + ", which says nothing of the time before";
         if (state == "unlistable")

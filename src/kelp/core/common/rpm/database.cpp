@@ -115,6 +115,12 @@ FileDescriptor lockOutWriters(const fs::path &directory) {
     return lock;
 }
 
+/// A first writer may have made the lock file during the copy.
+void requireNoWriter(const fs::path &directory) {
+    if (isThere(directory / lockName))
+        throw Error(ErrorCode::Internal, "Another process changes the rpm database");
+}
+
 /// Without the index of SQLite's write-ahead log, "-shm": each opening makes it anew.
 std::vector<fs::path> databaseFiles(const fs::path &directory) {
     std::vector<fs::path> files;
@@ -137,6 +143,8 @@ DatabaseCopy::DatabaseCopy() {
         auto copy = std::make_unique<ScratchDirectory>();
         for (const fs::path &file : databaseFiles(original))
             fs::copy_file(file, copy->path() / file.filename());
+        if (lock.get() < 0)
+            requireNoWriter(original);
         directory_ = std::move(copy);
     } catch (const fs::filesystem_error &error) {
         throw Error(ErrorCode::Filesystem, std::string("Couldn't copy the rpm database: ") + error.what());

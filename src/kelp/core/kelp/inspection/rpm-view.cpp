@@ -160,7 +160,8 @@ std::vector<RpmRecord> rpmRecords(const IConfiguration &configuration, const std
                 return Answer(std::in_place, certificates.of(id, group));
             } catch (...) {
                 // Not raised in the walk, which would report it as a failure of rpm's database.
-                failure = std::current_exception();
+                if (!failure)
+                    failure = std::current_exception();
                 return std::nullopt;
             }
         },

@@ -234,12 +234,16 @@ std::vector<fs::path> Patterns::sharedFilesInRpm(const std::function<void()> &if
 
 void Patterns::flushMoves() {
     // Each may be a filesystem of its own.
-    std::vector<fs::path> places = Common::usersHomes();
+    const Common::HomesLook look = Common::lookForUsersHomes();
+    std::vector<fs::path> places = look.homes;
     for (const char *shared : {"srv", "usr/share/common"})
         places.push_back(Common::rootPath() / shared);
     for (const fs::path &place : places)
         if (Common::lookThrough(place))
             Common::flushFilesystem(place);
+    // Moves in a home that cannot be looked at any more may not be durable.
+    if (look.failure)
+        std::rethrow_exception(look.failure);
 }
 
 } // namespace Core::KELP::SKID

@@ -53,14 +53,16 @@ public:
     /// Moves one directory. A completed move is not repeated, and one that a crash interrupted is completed.
     /// An empty directory at `to` counts as none. Below the homes, srv/ and usr/share/common/ it follows no
     /// link: if a link is in the way, that is logged and nothing is moved. Raises ErrorCode::Filesystem, and
-    /// then leaves each entry at `from` or at `to`. A move into a directory below `from` may leave the data
-    /// at ".tmp.NAME" beside `from`, where the next call finds it.
+    /// then leaves each entry at `from` or at `to`.
     ///
-    /// If both directories hold something, that is logged and neither is touched. Only a move into a
-    /// directory below `from` then goes on: it moves the children of `from` that are not in `stays`. Two
-    /// directories of one name are merged. Any other entry whose name is taken, or that cannot be moved,
-    /// stays and is logged. If `stays` is empty, that move does nothing either: it could not tell data from
-    /// another key's directory.
+    /// If `to` is not below `from`, and both directories hold something, that is logged and neither is
+    /// touched.
+    ///
+    /// If `to` is below `from`, the children of `from` move, except those in `stays`. When all of them move,
+    /// they go by way of ".tmp.NAME" beside `from`; a failure may leave them there, and the next call goes on
+    /// from there. If `to` holds something, two directories of one name are merged. Any other child whose
+    /// name is taken, or that cannot be moved, stays and is logged. If `to` holds something and `stays` is
+    /// empty, nothing moves: the move counts as done.
     static void moveUnit(const std::filesystem::path &from, const std::filesystem::path &to,
                          const std::vector<std::string> &stays = {});
 

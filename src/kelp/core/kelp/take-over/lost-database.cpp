@@ -1,6 +1,7 @@
 #include "kelp/core/kelp/take-over/lost-database.h"
 
 #include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
 #include "kelp/core/kelp/registry/registry-record.h"
@@ -29,9 +30,8 @@ bool isJournalled(const std::string &id, const IConfiguration &configuration) {
 }
 
 bool isKnown(const std::string &id, const IConfiguration &configuration) {
-    std::error_code ignored;
     const auto isRescued = [&](const LeftTree &tree) { return tree.isOf(id); };
-    return fs::exists(DatabasePathResolver(configuration).currentDirectory(id), ignored) ||
+    return Common::lookThrough(DatabasePathResolver(configuration).currentDirectory(id)) ||
            isJournalled(id, configuration) ||
            std::ranges::any_of(LeftTree::rescued(configuration), isRescued);
 }
