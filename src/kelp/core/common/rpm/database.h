@@ -23,9 +23,9 @@ void requireDatabase();
 class DatabaseCopy {
 public:
     /// Raises ErrorCode::Internal "Another process changes the rpm database" while another process holds its
-    /// lock, or makes the first one during the copy, ErrorCode::Filesystem "Couldn't copy the rpm database: REASON", and as requireDatabase() and
-    /// ScratchDirectory do. The process must have no Transaction: this constructor opens and closes the lock
-    /// file, and the kernel then drops the Transaction's lock.
+    /// lock, or makes the first one during the copy, ErrorCode::Filesystem "Couldn't copy the rpm database:
+    /// REASON", and as requireDatabase() and ScratchDirectory do. The process must have no Transaction: this
+    /// constructor opens and closes the lock file, and the kernel then drops the Transaction's lock.
     DatabaseCopy();
     DatabaseCopy(const DatabaseCopy &) = delete;
     DatabaseCopy &operator=(const DatabaseCopy &) = delete;

@@ -56,9 +56,9 @@ struct RpmView {
 };
 
 /// All packages of the rpm database, and not only applications: one that has lost its certificate and its
-/// desktop file does not look like an application, but is still in rpm. Changes nothing. What cannot be read is noted in `unread`, and
-/// the rest is returned. Returns nothing if the database is missing or cannot be read, or if it has no record
-/// and cannot be this machine's (requireEmptyDatabaseOf()).
+/// desktop file does not look like an application, but is still in rpm. Changes nothing. What cannot be read
+/// is noted in `unread`, and the rest is returned. Returns nothing if the database is missing or cannot be
+/// read, or if it has no record and cannot be this machine's (requireEmptyDatabaseOf()).
 std::optional<RpmView> rpmRecords(const IConfiguration &configuration, Unread &unread);
 
 /// The same packages, for callers that act on the absence of a record: this raises what the other only notes.
