@@ -239,6 +239,12 @@ TEST_F(ExtractTest, LooksIntoFilesThatHideFromTheirOwner) {
     fs::create_directories(staging_);
     fs::permissions(staging_.parent_path(), fs::perms(0777));
     ASSERT_EQ(::seteuid(geteuid() == 0 ? 65534 : geteuid()), 0);
+    RpmWriter sound;
+    sound.files = {{share, "d", directory}, {share, "signed"}};
+    const std::string place = (staging_ / "data/signed").string();
+    EXPECT_THAT(
+        [&] { extract(sound); },
+        raises(ErrorCode::Filesystem, "Couldn't attach security.appid extended attribute to " + place));
     const std::string report = reportOn(writer);
     EXPECT_EQ(::seteuid(getuid()), 0);
     for (const char *name : {"a", "b", "c"})

@@ -126,7 +126,7 @@ void setAttribute(const FileDescriptor &file, const fs::path &path, const char *
                   std::string_view value) {
     if (!value.empty() && ::fsetxattr(file.get(), name, value.data(), value.size(), 0) != 0)
         throw Error(ErrorCode::Filesystem,
-                    "Couldn't set extended attribute " + std::string(name) + " of " + path.string());
+                    "Couldn't attach " + std::string(name) + " extended attribute to " + path.string());
 }
 
 std::string textOf(const PackageSignatures::Bytes &bytes) {
@@ -209,7 +209,8 @@ void RpmPackage::unpack(const fs::path &destination, const fs::path &versionDire
     };
     const auto attachAttributes = [&](const PackageExtraction::Entry &entry, const FileDescriptor &file) {
         if (entry.signable)
-            signFile(file, entry.path, id(), *developer, entry.fileIndex);
+            signFile(file, destination / packagePathOf(entry.path, mappings_), id(), *developer,
+                     entry.fileIndex);
     };
     UnpackPipeline oneByOne;
     std::vector<ValidationSetup> judges;
