@@ -287,7 +287,7 @@ void TargetExchange::keepSomebodys(const Spot &spot) const {
     std::string kept = spot.name + ".rpmsave";
     for (int number = 1; !spot.parent.move(spot.temporary, spot.parent, kept); ++number)
         kept = spot.name + ".rpmsave." + std::to_string(number);
-    LogStream(LogLevel::Warning) << "The file of " << spot.target.path
+    LogStream(LogLevel::Warning) << "The file of " << fs::path(spot.target.path)
                                  << " was written to while it was taken over: see " << kept;
 }
 
