@@ -5,6 +5,7 @@
 #include "support/text-file.h"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 namespace {
 
@@ -27,6 +28,10 @@ TEST_F(ConfigurationTest, MissingFileGivesTheDefaultsAndTwoWarnings) {
     const std::string log = out.take();
     EXPECT_THAT(log, StartsWith("[W] Couldn't load configuration: \"" + file + "\"\n[W] "));
     EXPECT_THAT(log, HasSubstr("cannot open file"));
+    std::filesystem::create_directories(root.path() / "etc/kelp");
+    ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0);
+    static_cast<void>(Core::Configuration());
+    EXPECT_EQ(out.take(), log) << "a pipe without a writer";
 }
 
 TEST_F(ConfigurationTest, ValuesLandBelowTheRootPrefixAndOneBadLineDiscardsThemAll) {

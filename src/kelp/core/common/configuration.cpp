@@ -26,22 +26,30 @@ constexpr const char *hookDirectoryKey = "kelp.hook_directory";
 constexpr const char *sourcesKey = "trusted_sources.database_path";
 constexpr const char *defaultDatabaseDirectory = "/opt/app";
 
-boost::property_tree::ptree load(const std::filesystem::path &file, Configuration::Missing missing) {
+boost::property_tree::ptree parse(const std::filesystem::path &file) {
+    std::error_code ignored;
+    // The reader would wait for the writer of a pipe, and the start of the machine with it.
+    if (std::filesystem::is_fifo(file, ignored))
+        throw boost::property_tree::ini_parser_error("cannot open file", file.string(), 0);
     boost::property_tree::ptree tree;
+    boost::property_tree::read_ini(file.string(), tree);
+    return tree;
+}
+
+boost::property_tree::ptree load(const std::filesystem::path &file, Configuration::Missing missing) {
     std::error_code ignored;
     // A missing file is no news to a person at a terminal; a malformed one is reported to everybody.
     if (missing == Configuration::Missing::IsFine && !std::filesystem::exists(file, ignored))
-        return tree;
+        return {};
     try {
         // One malformed line discards the whole file: half of it could name a temporary directory that does
         // not go with the store.
-        boost::property_tree::read_ini(file.string(), tree);
+        return parse(file);
     } catch (const std::exception &error) {
         LogStream(LogLevel::Warning) << "Couldn't load configuration: " << file;
         LogStream(LogLevel::Warning) << error;
-        tree.clear();
+        return {};
     }
-    return tree;
 }
 
 std::filesystem::path value(const boost::property_tree::ptree &tree, const char *key, const char *fallback) {
@@ -66,7 +74,7 @@ std::vector<std::string> configurationRemarks() {
     std::vector<std::string> remarks;
     boost::property_tree::ptree tree;
     try {
-        boost::property_tree::read_ini(Common::belowRoot(configurationFile).string(), tree);
+        tree = parse(Common::belowRoot(configurationFile));
     } catch (const boost::property_tree::ini_parser_error &) {
         return {}; // Loading the file has logged it.
     }
