@@ -187,9 +187,13 @@ TEST_F(TakeOverTest, ApplicationsThatFitOneByOneAreTakenOverOneByOne) {
 
 TEST_F(TakeOverTest, NoScriptRunsAndChangedConfigurationComesAlong) {
     const Machine machine;
-    machine.run("cd $IMAGE/etc; mount --bind hosts org.sound.conf; add org.scripted; echo changed "
-                ">org.scripted.conf; ln -s /etc/org.scripted.conf systemd/system/enabled; "
-                "launch_killed_at unlinkat /etc/systemd/system");
+    const std::string log =
+        machine.run("cd $IMAGE/etc; mount --bind hosts org.sound.conf; add org.scripted; echo changed "
+                    ">org.scripted.conf; ln -s /etc/org.scripted.conf systemd/system/enabled; "
+                    "launch_killed_at unlinkat /etc/systemd/system");
+    const std::string warning = "[W] Unexpected entry type in rpm package\n";
+    EXPECT_THAT(log, HasSubstr(warning));
+    EXPECT_EQ(log.find(warning), log.rfind(warning)) << "once for the device node";
     machine.launch();
     machine.expectArrived({"org.sound", "org.scripted"});
     EXPECT_EQ(readFile(machine.root() / "opt/app/org.scripted/1-1/etc/org.scripted.conf"), "changed\n");

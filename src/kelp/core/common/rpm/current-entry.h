@@ -22,9 +22,10 @@ std::filesystem::perms currentPermissions(rpmfi iterator);
 bool isCurrentSignable(rpmfi iterator);
 
 /// The entry for the file on which `iterator` stands. None for a regular file that `makeRegularFile` skips,
-/// or, with a warning, for a kind of file that packages may not hold.
+/// or, with a warning unless `isSilent`, for a kind of file that packages may not hold.
 template<class Entry, class MakeRegularFile>
-std::optional<Entry> currentEntry(rpmfi iterator, const MakeRegularFile &makeRegularFile) {
+std::optional<Entry> currentEntry(rpmfi iterator, const MakeRegularFile &makeRegularFile,
+                                  bool isSilent = false) {
     const auto entry = [&](auto kind) {
         return Entry{currentPath(iterator), std::move(kind), isCurrentSignable(iterator), rpmfiFX(iterator)};
     };
@@ -38,7 +39,8 @@ std::optional<Entry> currentEntry(rpmfi iterator, const MakeRegularFile &makeReg
             return entry(std::move(*file));
         return std::nullopt;
     default:
-        LogStream(LogLevel::Warning) << "Unexpected entry type in rpm package";
+        if (!isSilent)
+            LogStream(LogLevel::Warning) << "Unexpected entry type in rpm package";
         return std::nullopt;
     }
 }

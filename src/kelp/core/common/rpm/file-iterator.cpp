@@ -20,7 +20,8 @@ FileIterator::FileIterator(const Reader &reader) :
 
 FileIterator::FileIterator(const std::filesystem::path &package) : FileIterator(Reader(package)) {}
 
-void FileIterator::forEach(const std::function<bool(const Entry &)> &callback, Names names) const {
+void FileIterator::forEach(const std::function<bool(const Entry &)> &callback, Names names,
+                           Unexpected unexpected) const {
     rpmfi iterator = iterator_.get();
     const auto makeRegularFile = [&](auto permissions) -> std::optional<RegularFile> {
         if (names == Names::WithContent && !isNameWithContent(iterator))
@@ -29,7 +30,7 @@ void FileIterator::forEach(const std::function<bool(const Entry &)> &callback, N
     };
     rpmfiInit(iterator, 0);
     while (rpmfiNext(iterator) >= 0) {
-        const auto entry = currentEntry<Entry>(iterator, makeRegularFile);
+        const auto entry = currentEntry<Entry>(iterator, makeRegularFile, unexpected == Unexpected::Silent);
         if (entry && callback(*entry))
             return;
     }

@@ -23,6 +23,10 @@ public:
         All,         ///< Each name, as a regular file.
     };
 
+    /// Whether a walk logs the device nodes and the like that it leaves out. One walk over a package does:
+    /// the others would say it again.
+    enum class Unexpected { Logged, Silent };
+
     /// Walks the package of `reader`. Raises ErrorCode::BadPackageFileFormat "Couldn't read rpm package" when
     /// the header's file list contradicts itself.
     explicit FileIterator(const Reader &reader);
@@ -33,7 +37,8 @@ public:
     /// Calls `callback` for each entry, in the header's order and from the first one at each call, until it
     /// returns true. Device nodes and the like are logged as a warning and left out. An empty `callback`
     /// raises std::bad_function_call; exceptions of the callback pass.
-    void forEach(const std::function<bool(const Entry &)> &callback, Names names = Names::WithContent) const;
+    void forEach(const std::function<bool(const Entry &)> &callback, Names names = Names::WithContent,
+                 Unexpected unexpected = Unexpected::Logged) const;
 
 private:
     std::shared_ptr<rpmfiles_s> files_;

@@ -33,6 +33,7 @@ using AppManifest::ManifestEntry;
 using Common::Error;
 using Common::ErrorCode;
 using Common::Rpm::ExtractFileIterator;
+using Common::Rpm::FileIterator;
 using PackageSignatures::Cms;
 
 namespace Tag = Common::Rpm::Tag;
@@ -71,11 +72,12 @@ using Links = std::unordered_map<std::string, std::string>;
 
 Links linksOf(const Common::Rpm::Reader &reader) {
     Links links;
-    Common::Rpm::FileIterator(reader).forEach([&](const RpmPackage::FileEntry &entry) {
+    const auto note = [&](const RpmPackage::FileEntry &entry) {
         if (const auto *link = std::get_if<Common::Rpm::Symlink>(&entry.kind))
             links[entry.path] = link->target;
         return false;
-    });
+    };
+    FileIterator(reader).forEach(note, FileIterator::Names::All, FileIterator::Unexpected::Silent);
     return links;
 }
 
@@ -97,7 +99,7 @@ bool listsFile(const ExtractFileIterator &package, const fs::path &path) {
     const auto look = [&](const RpmPackage::FileEntry &entry) {
         return isListed = entry.path == path && std::holds_alternative<Common::Rpm::RegularFile>(entry.kind);
     };
-    Common::Rpm::FileIterator(package).forEach(look, Common::Rpm::FileIterator::Names::All);
+    FileIterator(package).forEach(look, FileIterator::Names::All, FileIterator::Unexpected::Silent);
     return isListed;
 }
 

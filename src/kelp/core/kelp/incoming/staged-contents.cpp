@@ -41,7 +41,7 @@ public:
             isSignable_[static_cast<std::size_t>(entry.fileIndex)] = entry.signable;
             return false;
         };
-        FileIterator(header).forEach(note, FileIterator::Names::All);
+        FileIterator(header).forEach(note, FileIterator::Names::All, FileIterator::Unexpected::Silent);
     }
 
     std::size_t count() const { return isSignable_.size(); }

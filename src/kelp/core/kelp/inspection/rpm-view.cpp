@@ -40,11 +40,13 @@ using AskForCertificate = std::function<Answer(const std::string &id, Group grou
 bool hasDesktopFile(const Reader &package) {
     bool found = false;
     try {
-        FileIterator(package).forEach([&](const FileIterator::Entry &entry) {
+        const auto look = [&](const FileIterator::Entry &entry) {
             const fs::path path = entry.path;
             found = path.parent_path() == "/usr/share/applications" && path.extension() == ".desktop";
             return found;
-        });
+        };
+        FileIterator(package).forEach(look, FileIterator::Names::WithContent,
+                                      FileIterator::Unexpected::Silent);
     } catch (const Common::Error &error) {
         Common::LogStream(Common::LogLevel::Warning) << error;
         return true;

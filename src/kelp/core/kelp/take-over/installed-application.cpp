@@ -16,7 +16,8 @@ using Common::Rpm::Transaction;
 
 InstalledApplication readApplication(const Common::Rpm::Reader &record, const std::string &keyId,
                                      const std::optional<std::string> &orgName,
-                                     const std::optional<std::string> &appName) {
+                                     const std::optional<std::string> &appName,
+                                     FileIterator::Unexpected unexpected) {
     const std::string id = record.tag(Tag::Name);
     const Common::Rpm::InstalledFiles installed(record);
     std::vector<RpmPackage::FileEntry> files;
@@ -29,7 +30,7 @@ InstalledApplication readApplication(const Common::Rpm::Reader &record, const st
         isErased.push_back(!installed.isDirectory(file.fileIndex) && installed.isInstalled(file.fileIndex));
         return false;
     };
-    FileIterator(record).forEach(append, FileIterator::Names::All);
+    FileIterator(record).forEach(append, FileIterator::Names::All, unexpected);
     return {RpmPackage({.id = id,
                         .version = record.tag(Tag::Version) + "-" + record.tag(Tag::Release),
                         .architecture = record.tag(Tag::Architecture),

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kelp/core/common/errors/log-stream.h"
+#include "kelp/core/common/rpm/file-iterator.h"
 #include "kelp/core/kelp/incoming/rpm-package.h"
 
 #include <cstdint>
@@ -29,7 +30,8 @@ struct InstalledApplication {
 /// FileIterator do.
 InstalledApplication readApplication(const Common::Rpm::Reader &record, const std::string &keyId,
                                      const std::optional<std::string> &orgName,
-                                     const std::optional<std::string> &appName);
+                                     const std::optional<std::string> &appName,
+                                     Common::Rpm::FileIterator::Unexpected unexpected);
 
 /// Calls `callback` for each of rpm's records. Returns whether rpm skipped records that it could not read.
 /// Raises ErrorCode::Internal "Couldn't read the rpm database" if rpm did not give all readable records. A

@@ -118,7 +118,7 @@ bool LeftTree::holdsMissingFile(const Reader &record) const {
                 isMissing(entry.path);
         return found;
     };
-    FileIterator(record).forEach(look, FileIterator::Names::All);
+    FileIterator(record).forEach(look, FileIterator::Names::All, FileIterator::Unexpected::Silent);
     return found;
 }
 

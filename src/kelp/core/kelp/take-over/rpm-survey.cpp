@@ -235,12 +235,13 @@ void RpmSurvey::takeNames(RpmCandidate &candidate) {
             candidate);
 }
 
-InstalledApplication RpmSurvey::read(const RpmCandidate &candidate) const {
+InstalledApplication RpmSurvey::read(const RpmCandidate &candidate,
+                                     FileIterator::Unexpected unexpected) const {
     const JournalEntry &entry = candidate.entry;
     std::optional<InstalledApplication> application;
     rpm_->lookUp(entry.instance, [&](const Reader &record) {
-        application.emplace(
-            readApplication(record, entry.extras.at("certificate.id"), entry.orgName, entry.appName));
+        application.emplace(readApplication(record, entry.extras.at("certificate.id"), entry.orgName,
+                                            entry.appName, unexpected));
     });
     if (!application)
         throw Common::Error(Common::ErrorCode::Internal, "Couldn't read the rpm database");
@@ -251,7 +252,7 @@ InstalledApplication RpmSurvey::read(const RpmCandidate &candidate) const {
 RpmSurvey::Alone RpmSurvey::judgeAlone(std::size_t number, PlaceHashes &hashes) {
     RpmCandidate &candidate = *candidates_[number];
     hashes.instances.insert(candidate.entry.instance);
-    const InstalledApplication application = read(candidate);
+    const InstalledApplication application = read(candidate, FileIterator::Unexpected::Logged);
     const StandingFiles standing(application.package, stagingDevice_);
     candidate.bytes = standing.bytes(application.sizes);
     const PathIndex files(places_, application.isErased.size(), erasedFiles(application));

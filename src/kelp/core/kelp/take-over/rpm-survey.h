@@ -85,9 +85,11 @@ public:
     /// Whether rpm passed over records that it could not read.
     bool isDamaged() const { return isDamaged_; }
 
-    /// Reads a candidate's record. Raises ErrorCode::Internal "Couldn't read the rpm database" when it is
-    /// gone, and as readApplication() does.
-    InstalledApplication read(const RpmCandidate &candidate) const;
+    /// Reads a candidate's record. The survey itself has logged its unexpected entries. Raises
+    /// ErrorCode::Internal "Couldn't read the rpm database" when it is gone, and as readApplication() does.
+    InstalledApplication read(const RpmCandidate &candidate,
+                              Common::Rpm::FileIterator::Unexpected unexpected =
+                                  Common::Rpm::FileIterator::Unexpected::Silent) const;
 
     /// Makes a candidate stay after all, and with it those that share a file with it.
     void withdraw(RpmCandidate &candidate, const std::string &reason);
