@@ -348,6 +348,8 @@ TEST(StagingDirectoryTest, RefusesPathsThatAreNotPlain) {
     EXPECT_TRUE(fs::equivalent(staging.path() / "a/b", staging.path() / "c"));
     EXPECT_THAT([&] { staging.createHardlink("../x", "d"); },
                 raises(ErrorCode::BadPackageContent, badContent));
+    EXPECT_THAT([&] { StagingDirectory("/sys").createFile("a"); },
+                raises(ErrorCode::Filesystem, "Couldn't open file for writing rpm content: /sys/a"));
 }
 
 } // namespace

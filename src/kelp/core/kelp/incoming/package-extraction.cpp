@@ -198,7 +198,7 @@ FileDescriptor PackageExtraction::makeFile(const Entry &entry, const fs::path &p
         take(piece.size);
         pipeline_.write(file.get(), std::move(piece), realPath);
     });
-    setPermissions(file, content.permissions | ownerAccess, path);
+    setPermissions(file, content.permissions | ownerAccess, realPath);
     return file;
 }
 
@@ -221,7 +221,7 @@ void PackageExtraction::judgeContent(UnpackedEntry file) {
     if ((permissions & fs::perms::owner_read) == fs::perms::none)
         staging_.hideLater(file.path, permissions);
     else if (permissions != (permissions | ownerAccess))
-        setPermissions(file.file, permissions, file.path);
+        setPermissions(file.file, permissions, staging_.realPath(file.path));
     // A file that did not pass gets no signature.
     if (!failed && steps_.afterFile)
         steps_.afterFile(file.entry, file.file);

@@ -38,9 +38,11 @@ constexpr int refusals[] = {EEXIST, ENOTDIR, ELOOP, EXDEV, ENAMETOOLONG, EISDIR,
     throw Common::Error(Common::ErrorCode::BadPackageContent, "package content validation failed");
 }
 
-[[noreturn]] void raiseUnwritable(const fs::path &path) {
-    throw Common::Error(Common::ErrorCode::Filesystem,
-                        "Couldn't write to staging directory: " + path.string(), errno);
+/// Raises errno with the text that `compose` makes. It is kept first: to compose may change it.
+template<class Compose>
+[[noreturn]] void raiseUnwritable(const Compose &compose) {
+    const int error = errno;
+    throw Common::Error(Common::ErrorCode::Filesystem, compose(), error);
 }
 
 [[noreturn]] void raiseUnreadable(const fs::path &path) {
@@ -48,11 +50,22 @@ constexpr int refusals[] = {EEXIST, ENOTDIR, ELOOP, EXDEV, ENAMETOOLONG, EISDIR,
                         "Couldn't look into staging directory: " + path.string(), errno);
 }
 
-/// Raises the error of errno for an operation on `path`.
-[[noreturn]] void raiseSystemError(const fs::path &path) {
+/// The same, but refuses the package if its path is at fault.
+template<class Compose>
+[[noreturn]] void raiseSystemError(const Compose &compose) {
     if (std::ranges::find(refusals, errno) != std::end(refusals))
         refuse();
-    raiseUnwritable(path);
+    raiseUnwritable(compose);
+}
+
+// The texts that these operations have everywhere.
+
+std::string uncreated(const fs::path &directory) {
+    return "Couldn't create directory: " + directory.string();
+}
+
+std::string unlinked(const char *kind, const fs::path &link, const fs::path &target) {
+    return std::string("Couldn't create ") + kind + " " + link.string() + " pointing to " + target.string();
 }
 
 bool isPlainName(std::string_view name) {
@@ -90,7 +103,7 @@ StagingDirectory::StagingDirectory(const fs::path &path) {
     path_ = fs::canonical(path, error);
     // The checkers reach the files by their full path.
     if (directory_.get() < 0 || error || path_.native().size() + 1 + longestPath >= PATH_MAX)
-        raiseUnwritable(path);
+        raiseUnwritable([&] { return uncreated(path); });
 }
 
 bool StagingDirectory::isPossible(const fs::path &path) {
@@ -115,7 +128,8 @@ FileDescriptor StagingDirectory::createFile(const fs::path &path) {
     const int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
     FileDescriptor file(::openat(parent.get(), path.filename().c_str(), flags, fileMode));
     if (file.get() < 0)
-        raiseSystemError(path);
+        raiseSystemError(
+            [&] { return "Couldn't open file for writing rpm content: " + realPath(path).string(); });
     return file;
 }
 
@@ -123,7 +137,7 @@ void StagingDirectory::createSymlink(const fs::path &target, const fs::path &pat
     checkPath(path);
     const FileDescriptor parent = openDirectory(path.parent_path());
     if (::symlinkat(target.c_str(), parent.get(), path.filename().c_str()) != 0)
-        raiseSystemError(path);
+        raiseSystemError([&] { return unlinked("symlink", realPath(path), target); });
 }
 
 void StagingDirectory::createHardlink(const fs::path &target, const fs::path &path) const {
@@ -133,13 +147,13 @@ void StagingDirectory::createHardlink(const fs::path &target, const fs::path &pa
     const FileDescriptor to = openDirectory(path.parent_path());
     // Without AT_SYMLINK_FOLLOW: a hard link to a link is one of the link, not of its target.
     if (::linkat(from.get(), target.filename().c_str(), to.get(), path.filename().c_str(), 0) != 0)
-        raiseSystemError(path);
+        raiseSystemError([&] { return unlinked("hardlink", realPath(path), realPath(target)); });
 }
 
 void StagingDirectory::applyPermissions() const {
     // Children come after their parents in the map, and must be reached before these are closed to us.
     for (auto row = permissions_.rbegin(); row != permissions_.rend(); ++row)
-        setPermissions(openDirectory(row->first), row->second, row->first);
+        setPermissions(openDirectory(row->first), row->second, realPath(row->first));
 }
 
 void StagingDirectory::hideLater(const fs::path &path, fs::perms permissions) {
@@ -151,7 +165,7 @@ void StagingDirectory::applyFilePermissions() const {
         const FileDescriptor file = openExisting(path, O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
         if (file.get() < 0)
             raiseUnreadable(path);
-        setPermissions(file, permissions, path);
+        setPermissions(file, permissions, realPath(path));
     }
 }
 
@@ -193,16 +207,17 @@ const FileDescriptor &StagingDirectory::openParent(const fs::path &path) {
 }
 
 FileDescriptor StagingDirectory::makeByComponents(const fs::path &path) const {
+    const auto text = [&] { return uncreated(realPath(path)); };
     FileDescriptor current(::openat(directory_.get(), ".", directoryFlags));
     if (current.get() < 0)
-        raiseUnwritable(path);
+        raiseUnwritable(text);
     for (const fs::path &name : path) {
         // An existing entry may be a link or a file: the next line goes through neither.
         if (::mkdirat(current.get(), name.c_str(), directoryMode) != 0 && errno != EEXIST)
-            raiseSystemError(path);
+            raiseSystemError(text);
         FileDescriptor next(::openat(current.get(), name.c_str(), directoryFlags));
         if (next.get() < 0)
-            raiseSystemError(path);
+            raiseSystemError(text);
         current = std::move(next);
     }
     return current;
@@ -219,7 +234,7 @@ void StagingDirectory::checkPath(const fs::path &path) const {
 
 void setPermissions(const FileDescriptor &file, fs::perms permissions, const fs::path &name) {
     if (::fchmod(file.get(), static_cast<mode_t>(permissions) & permissionBits) != 0)
-        raiseUnwritable(name);
+        raiseUnwritable([&] { return "Couldn't set permissions for " + name.string(); });
 }
 
 } // namespace Core::KELP

@@ -19,8 +19,9 @@ using Common::FileDescriptor;
 ///
 /// Paths are relative to the directory. A path that isPossible() denies, that lies below a file or link, or
 /// that is taken raises ErrorCode::BadPackageContent "package content validation failed"; a directory may be
-/// made twice. A failure of the system raises ErrorCode::Filesystem "Couldn't write to staging directory:
-/// PATH", or "Couldn't look into staging directory: PATH".
+/// made twice. A failure of the system raises ErrorCode::Filesystem: "Couldn't open file for writing rpm
+/// content: PATH", "Couldn't look into staging directory: PATH", or the text that the operation has in
+/// filesystem.h.
 class StagingDirectory {
 public:
     /// Makes the directory, with its parents, unless it exists.
