@@ -7,6 +7,7 @@
 #include "kelp/core/common/errors/error-category.h"
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/errors/log-stream.h"
+#include "kelp/core/common/files/file-descriptor.h"
 #include "kelp/core/common/rpm/initialise.h"
 #include "kelp/core/common/stop-signals.h"
 
@@ -55,6 +56,7 @@ ExitStatus run(const KelpCtl::Command &command) {
 } // namespace
 
 int main(int argc, char **argv) {
+    Common::holdStandardDescriptors();
     Common::ignoreBrokenPipes();
     ::umask(022); // Files get the same modes as from the launcher.
     Common::LogStream::showBy(KelpCtl::shown);

@@ -3,6 +3,7 @@
 #include "kelp/core/common/configuration.h"
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/errors/log-stream.h"
+#include "kelp/core/common/files/file-descriptor.h"
 #include "kelp/core/common/large-blocks.h"
 #include "kelp/core/common/places.h"
 #include "kelp/core/common/rpm/initialise.h"
@@ -44,6 +45,7 @@ Migration migrationOf(const Core::KELP::MigrationStamp &stamp, void (*migrate)(C
 } // namespace
 
 int main() {
+    Common::holdStandardDescriptors();
     // An inherited umask could make a store that no user can read, or that everybody can write.
     ::umask(022);
     Common::giveBackLargeBlocks();

@@ -7,6 +7,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <string>
 
@@ -38,6 +39,16 @@ TEST(Error, NamesWhatWasReachedByADescriptor) {
     EXPECT_STREQ(Common::Error(ErrorCode::Internal, "of " + path + "/x and " + path).what(),
                  "of /usr/x and /usr");
     EXPECT_STREQ(Common::Error(ErrorCode::Internal, "/proc/self/fd/9999/x").what(), ".../x");
+}
+
+TEST(FileDescriptor, StandardOutputIsNoFileThatWasOpenedLater) {
+    const auto isHeld = [] {
+        for (int file : {0, 1, 2})
+            ::close(file);
+        Common::holdStandardDescriptors();
+        ::_exit(::open("/usr", O_RDONLY) > 2 && ::write(1, "x", 1) < 0 ? 0 : 1);
+    };
+    EXPECT_EXIT(isHeld(), testing::ExitedWithCode(0), "");
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include "support/temporary-directory.h"
 #include "support/text-file.h"
 
+#include <sys/stat.h>
 #include <sys/utsname.h>
 
 namespace {
@@ -22,6 +23,9 @@ TEST(OsVersion, IsTheRestOfTheFirstLineWithTheKey) {
     }
     writeFile(root.path() / "etc/os-release", "NAME=Velura\nVERSION=5\n");
     EXPECT_THAT(Common::osVersion, fails);
+    std::filesystem::remove(root.path() / "etc/os-release");
+    ASSERT_EQ(::mkfifo((root.path() / "etc/os-release").c_str(), 0644), 0);
+    EXPECT_THAT(Common::osVersion, fails) << "without waiting for a writer";
 }
 
 TEST(PlatformArchitecture, IsTheFirstWordUpToAHyphenOrTheKernels) {

@@ -8,6 +8,7 @@
 #include "support/text-file.h"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 using namespace Validator;
 
@@ -87,6 +88,7 @@ TEST(Config, ReadsTheDeveloperMode) {
     const std::string missing =
         "Config parameter 'developermode.validationEnabled' in developer-moded.conf not found" + fallback;
     const std::string error = "Error reading developer-moded.conf: ";
+    const char *const pipe = "";
     const struct {
         const char *content;
         bool isEnabled;
@@ -98,12 +100,17 @@ TEST(Config, ReadsTheDeveloperMode) {
          error + "conversion of data to type \"b\" failed" + fallback},
         {"[developermode\n", true, error + "FILE(1): unmatched '['" + fallback},
         {nullptr, true, error + "FILE: cannot open file" + fallback},
+        {pipe, true, error + "FILE: cannot open file" + fallback},
     };
     for (auto c : cases) {
         const TemporaryRoot root;
         const auto file = root.path() / "var/lib/developer-moded/developer-moded.conf";
         if (c.content != nullptr)
             writeFile(file, c.content);
+        if (c.content == pipe) {
+            std::filesystem::remove(file);
+            ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0);
+        }
         if (const auto at = c.complaint.find("FILE"); at != std::string::npos)
             c.complaint.replace(at, 4, file);
         CapturedOutput output(CapturedOutput::Stream::Error);

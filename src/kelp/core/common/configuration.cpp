@@ -1,6 +1,7 @@
 #include "kelp/core/common/configuration.h"
 
 #include "kelp/core/common/errors/log-stream.h"
+#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/places.h"
 
 #include <boost/property_tree/ini_parser.hpp>
@@ -27,9 +28,8 @@ constexpr const char *sourcesKey = "trusted_sources.database_path";
 constexpr const char *defaultDatabaseDirectory = "/opt/app";
 
 boost::property_tree::ptree parse(const std::filesystem::path &file) {
-    std::error_code ignored;
-    // The reader would wait for the writer of a pipe, and the start of the machine with it.
-    if (std::filesystem::is_fifo(file, ignored))
+    // The start of the machine would wait for its writer as well.
+    if (Common::isPipe(file))
         throw boost::property_tree::ini_parser_error("cannot open file", file.string(), 0);
     boost::property_tree::ptree tree;
     boost::property_tree::read_ini(file.string(), tree);

@@ -1,6 +1,7 @@
 #include "kelp/core/common/platform-facts.h"
 
 #include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/places.h"
 
 #include <sys/utsname.h>
@@ -12,8 +13,14 @@ namespace Common {
 
 namespace {
 
+/// A pipe counts as absent.
+std::ifstream openBelowRoot(const char *name) {
+    const std::filesystem::path path = belowRoot(name);
+    return isPipe(path) ? std::ifstream() : std::ifstream(path);
+}
+
 std::string configuredArchitecture() {
-    std::ifstream file(belowRoot("etc/rpm/platform"));
+    std::ifstream file = openBelowRoot("etc/rpm/platform");
     std::string word;
     file >> word;
     return word.substr(0, word.find('-'));
@@ -28,7 +35,7 @@ std::string machineName() {
 
 std::string osVersion() {
     constexpr std::string_view key = "VERSION_ID=";
-    std::ifstream file(belowRoot("etc/os-release"));
+    std::ifstream file = openBelowRoot("etc/os-release");
     for (std::string line; std::getline(file, line);)
         if (line.starts_with(key))
             return line.substr(key.size());

@@ -54,6 +54,15 @@ FileDescriptor openByComponents(int directory, const std::filesystem::path &path
 
 } // namespace
 
+void holdStandardDescriptors() {
+    int held = -1;
+    do
+        held = ::open("/dev/null", O_RDONLY);
+    while (held >= 0 && held <= STDERR_FILENO);
+    if (held >= 0)
+        ::close(held);
+}
+
 FileDescriptor openBeneath(int directory, const std::filesystem::path &path, int flags) {
     open_how how{};
     how.flags = static_cast<unsigned>(flags);

@@ -29,6 +29,11 @@ private:
     int file_;
 };
 
+/// Opens /dev/null for reading as each of the standard descriptors (0 to 2) that is closed; to write there
+/// goes on failing. Call it first in a program: otherwise the next file that it opens becomes its standard
+/// output, and takes the lines of the log.
+void holdStandardDescriptors();
+
 /// Opens a relative path below an open directory. Follows no link, and never leaves the directory. On failure
 /// nothing is open, and errno tells why.
 FileDescriptor openBeneath(int directory, const std::filesystem::path &path, int flags);

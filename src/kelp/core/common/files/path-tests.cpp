@@ -55,6 +55,11 @@ bool lookThrough(const fs::path &path) {
     return isFound(path, fs::status(path, error).type(), error);
 }
 
+bool isPipe(const fs::path &path) {
+    std::error_code ignored;
+    return fs::is_fifo(path, ignored);
+}
+
 bool isNotFound(int error) {
     return error == ENOENT || error == ENOTDIR;
 }

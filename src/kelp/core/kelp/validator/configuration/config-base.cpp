@@ -1,5 +1,6 @@
 #include "kelp/core/kelp/validator/configuration/config-base.h"
 
+#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/places.h"
 #include "kelp/core/kelp/validator/configuration/profile-rows.h"
 
@@ -18,9 +19,11 @@ constexpr std::string_view fallback = "Using default value for validation enable
 
 bool readValidationEnabled() {
     try {
+        const std::filesystem::path file = Common::belowRoot("var/lib/developer-moded/developer-moded.conf");
+        if (Common::isPipe(file))
+            throw boost::property_tree::ini_parser_error("cannot open file", file.string(), 0);
         boost::property_tree::ptree tree;
-        boost::property_tree::read_ini(
-            Common::belowRoot("var/lib/developer-moded/developer-moded.conf").string(), tree);
+        boost::property_tree::read_ini(file.string(), tree);
         // A text that is no truth value raises, like a missing or malformed file.
         if (const auto value = tree.get_child_optional("developermode.validationEnabled"))
             return value->get_value<bool>();
