@@ -10,8 +10,8 @@
 namespace Common {
 
 /// Runs `operation` and returns its result. If `operation` throws a std::exception, logs the text of that
-/// exception at `level`, and raises Error(code, message). Of the first exception the new one keeps the errno
-/// alone. An exception of any other type passes through.
+/// exception at `level`, and raises Error(code, message). That error keeps nothing of the first exception but
+/// its errno. An exception of any other type passes through.
 template<class Operation>
 auto reraiseAs(std::error_code code, std::string message, const Operation &operation,
                LogLevel level = LogLevel::Error) {
