@@ -24,16 +24,18 @@ struct Installed {
 };
 
 /// Brings a package file into the store. Except in a dry run, it first mends what `kelpctl doctor --repair`
-/// would mend of the package, and of a package whose installation was interrupted. Then it refuses a wrong
+/// would mend of this package, and of another one whose installation was interrupted. Then it refuses a wrong
 /// certificate, architecture, version or source, a package that rpm still has, and foreign entries in the
-/// way. Then it unpacks the file under the validator's verdict, and installs the package or updates it.
+/// way. It also refuses while the installed version has no readable descriptor. Then it unpacks the file
+/// under the validator's verdict, and installs the package or updates it.
 ///
 /// The package enters the store first, then the registry, then the database of sources. After a kill at any
 /// moment the store has the old version or the new one, whole. `kelpctl doctor` finds the remaining work.
 ///
-/// A refusal raises Common::Error with the code of its reason; its text is the id and that code's message.
-/// Also raises what the package layer and the store raise. The caller holds the writers' lock, except for a
-/// dry run.
+/// A refusal raises Common::Error. Most refusals have the code of their reason, and a text that begins with
+/// the id and that code's message. A package that rpm still has and an unreadable descriptor have
+/// ErrorCode::Internal and a text of their own. Also raises what the package layer and the store raise. The
+/// caller holds the writers' lock, except for a dry run.
 Installed installPackage(const IConfiguration &configuration, const std::filesystem::path &file,
                          const InstallationOptions &options);
 
