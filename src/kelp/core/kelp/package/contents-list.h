@@ -87,11 +87,11 @@ using MissedContents = std::function<void(const std::string &path, const Common:
 /// Visits each entry, by its name in an open directory. May fill in values, and take the entry.
 using ContentsVisit = std::function<void(ContentsEntry &entry, int directory, const std::string &name)>;
 
-/// The entries of a version's tree, each directory before what lies in it, and names in byte order. Leaves
-/// out the store's own names, and follows no link. Digests, and all flags but `isPrivileged`, stay unset
-/// unless `visit` sets them. Leaves out an entry that cannot be looked at, and the content of a directory
-/// that cannot be read. Gives the error to `missed`, or raises it if there is no `missed`. `expected` is the
-/// likely number of entries: a list that grows takes twice the memory.
+/// The entries of a version's tree: each directory before what lies in it, and the names of one directory in
+/// byte order. Leaves out the store's own names, and follows no link. Digests, and all flags but
+/// `isPrivileged`, stay unset unless `visit` sets them. Leaves out an entry that cannot be looked at, and the
+/// content of a directory that cannot be read. Gives the error to `missed`, or raises it if there is no
+/// `missed`. `expected` is the likely number of entries: a list that grows takes twice the memory.
 std::vector<ContentsEntry> contentsOfTree(const std::filesystem::path &version,
                                           const MissedContents &missed = {}, const ContentsVisit &visit = {},
                                           std::size_t expected = 0);

@@ -20,21 +20,22 @@ public:
 
     /// Installs a version of a package that is not installed, and publishes its files. `extras` are further
     /// values for the descriptor, with keys "section.key". Raises Internal for an installed package, and
-    /// leaves that as it was. A failure after the version became current removes the package. After an
-    /// earlier failure the package is not installed, but its directory may stay.
+    /// leaves that as it was. Also raises as prepareUpdate() and completeUpdate() do. A failure after the
+    /// version became current removes the package. After an earlier failure the package is not installed, but
+    /// its directory may stay.
     virtual void install(const PackageStaging &staging, const PackageInformation &extras) = 0;
 
     /// Puts a version in place for completeUpdate(), and makes the link `next` to it. Raises FileConflict
     /// where a foreign entry is in the way: in place of the package's directory, of the version or of one of
     /// the three links. A link that leads elsewhere is foreign as well. A conflict at the package's directory
-    /// or a link changes nothing. After any other failure the current version stays, and all others are
-    /// removed; without a current version nothing is removed.
+    /// or a link changes nothing, and neither does a failed look at them. After any other failure the current
+    /// version stays, and all others are removed; without a current version nothing is removed.
     virtual void prepareUpdate(const PackageStaging &staging, const PackageInformation &extras) = 0;
 
     /// Makes the prepared version current: removes the published files of the old one, publishes those of the
-    /// new one and removes the old one. Three failures change nothing: Internal when nothing is prepared,
-    /// FileConflict as from prepareUpdate(), and CorruptedInstalledPackage when the prepared version lacks
-    /// its own descriptor.
+    /// new one and removes the old one. Four failures change nothing: Internal when nothing is prepared,
+    /// FileConflict as from prepareUpdate(), CorruptedInstalledPackage when the prepared version has no
+    /// readable descriptor of its own, and Filesystem when a look at the package's directory or links fails.
     ///
     /// Any other failure rolls back. The old version becomes current again, and is published if the machine
     /// allows that. But the package is removed if it had no old version. It is also removed if the registry
@@ -42,17 +43,18 @@ public:
     /// remove stays.
     virtual void completeUpdate(const std::string &id) = 0;
 
-    /// Removes the package's published files and all of its versions. Foreign entries of its directory stay.
-    /// Published files that cannot be removed are noted on disk (left-behind.h), and the removal goes on.
-    /// Raises PackageNotExist for an id that is not installed, and FileConflict if the package's directory is
-    /// a link. Raises Filesystem when a version cannot be removed, a published file neither removed nor
-    /// noted, or a failed read hides what was published. If the descriptor is gone by then, the next
-    /// packageInfo() removes the rest, provided that the registry has the package as installed.
+    /// Removes the package's published files and all of its versions. Foreign entries of its directory stay,
+    /// except links at the places of `next` and `prev`. Published files that cannot be removed are noted on
+    /// disk (left-behind.h), and the removal goes on. Raises PackageNotExist for an id that is not installed,
+    /// and FileConflict if the package's directory is a link. Raises Filesystem when a version cannot be
+    /// removed, a published file neither removed nor noted, or a failed read hides what was published. If the
+    /// descriptor is gone by then, the next packageInfo() removes the rest, provided that the registry has
+    /// the package as installed.
     virtual void remove(const std::string &id) = 0;
 
     /// The descriptor of the version of record, which is the prepared version, or else the current one.
-    /// Raises PackageNotExist for an id that is not installed, and CorruptedInstalledPackage if the version
-    /// of record has no usable descriptor.
+    /// Raises PackageNotExist for an id that is not installed, CorruptedInstalledPackage if the version of
+    /// record has no usable descriptor, and Filesystem when a look fails.
     ///
     /// This look removes what is corrupted. A prepared version goes if its descriptor is absent or malformed.
     /// The whole package goes if that is so of its current version, and the registry has the package as
@@ -85,11 +87,12 @@ public:
     virtual void cleanupVersionsExceptCurrent(const std::string &id) = 0;
 
     /// Removes the published files of the current version, and then the listed directories that are empty. A
-    /// listed link goes, and so does a listed copy that has the attribute of published files, unless link or
-    /// copy leads into another package. Other files stay. Files of an interrupted publication go too. If a
-    /// list cannot be read, the version's own files are looked for at their targets. Files that cannot be
-    /// removed are logged and noted on disk (left-behind.h). Raises when the note cannot be written, and when
-    /// a failed read hides what was published; a missing or torn descriptor is only logged.
+    /// listed link goes, and so does a listed copy that has the attribute of published files. But it stays if
+    /// the link's text, or the attribute, names a file of another package. Other files stay. Files of an
+    /// interrupted publication go too. If a list cannot be read, the version's own files are looked for at
+    /// their targets. Files that cannot be removed are logged and noted on disk (left-behind.h). Raises when
+    /// the note cannot be written, and when a failed read hides what was published; a missing or torn
+    /// descriptor is only logged.
     virtual void tryRemoveMappingsUsingCurrentDirectory(const std::string &id) = 0;
 };
 
