@@ -14,10 +14,10 @@ namespace Core::KELP {
 class TargetPlaces {
 public:
     /// Why nothing can be published at `target`, or empty. The target's directory, or the nearest existing
-    /// one above, may be read-only, immutable, append-only, no directory, or reached by a link that others
-    /// than root can exchange. Or the target itself is a mount point, immutable or append-only. Raises
-    /// ErrorCode::Filesystem when a look fails. A caller that has looked at the target passes its
-    /// `attributes`, as of statx(2), to save a second look.
+    /// one above, may be read-only, immutable, append-only, no directory, unreachable, or reached by a link
+    /// that others than root can exchange. Or the target itself is a mount point, immutable or append-only.
+    /// Raises ErrorCode::Filesystem when any other look fails. A caller that has looked at the target passes
+    /// its `attributes`, as of statx(2), to save a second look.
     std::string obstacle(const std::filesystem::path &target,
                          std::optional<std::uint32_t> attributes = std::nullopt);
 

@@ -62,10 +62,11 @@ public:
 
     /// Completes or undoes the take-over of the packages that an earlier run left in the journal.
     /// docs/architecture.md has the table of cases. A failure of one package is logged, and noted in
-    /// failure(). Raises ErrorCode::Internal before any change when a record in rpm's database cannot be
-    /// read. The same holds when the store or the temporary directory is not on the disk that the journal
-    /// names. Raises after changes, too: when rpm's database cannot be read after the erasure, and when the
-    /// last flush or the journal's write fails. Then the next start settles what the journal on disk names.
+    /// failure() unless it is a conflict. Raises ErrorCode::Internal before any change when a record in rpm's
+    /// database cannot be read. The same holds when the store or the temporary directory is not on the disk
+    /// that the journal names. Raises after changes, too: when rpm's database cannot be read after the
+    /// erasure, and when the last flush or the journal's write fails. Then the next start settles what the
+    /// journal on disk names.
     void settle(std::vector<JournalEntry> entries);
 
     /// The steps for packages that were staged just now, and that the journal on disk names. Raises as
