@@ -17,10 +17,12 @@ namespace Validator {
 /// counts as empty.
 ///
 /// The sections of a sound file do not overlap. So one walk over symbols or dynamic entries needs no more
-/// bytes of entries, and of names, than the file has. A hostile file may need more, such as one with a
-/// thousand sections at the same megabytes. It becomes invalid, and is not read further. isValid() is false
-/// from the opening on if the sections alone are too large, and otherwise after the walk that met too many
-/// names.
+/// bytes of entries, and of names, than the file has. A hostile file may need more: it may have a thousand
+/// section headers that name the same megabytes. Such a file becomes invalid, and its entries are not read
+/// further. So does a file with more than 65,536 names of libraries and the like in its dynamic entries.
+/// isValid() is false from the opening on if the sections of symbols, or those of dynamic entries, are
+/// together larger than the file. Otherwise it becomes false in the walk that meets too many names. It is
+/// also false for a file that is not little-endian.
 class ElfReader final : public IElfReader {
 public:
     /// The reader of the file at `path`. Empty for anything but a regular ELF file of 32 or 64 bits and
