@@ -46,8 +46,8 @@ public:
     /// Adds a source if it is missing, and returns whether it was. Adding the reserved source first switches
     /// missingSourceAllowed() on: a package without a source is installed by then. If the reserved source
     /// exists already, the switch stays as people set it. Outside of a transaction (together(),
-    /// bindPackage()), a kill may come after the switch and before the source. The next call then finds no
-    /// source, and does both.
+    /// bindPackage()), a kill or a failure may come after the switch and before the source. The next call
+    /// then finds no source, and does both.
     bool addMissingSource(const Source &source);
 
     /// Binds a package to a source, in one transaction. Replaces an earlier binding, and adds a missing
