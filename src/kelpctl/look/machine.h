@@ -24,8 +24,8 @@ void addRootOption(CLI::App &command, LookOptions &options);
 void addLookOptions(CLI::App &command, LookOptions &options);
 
 /// The examined machine. If a root was given, the process changes to that root for the rest of its life. So
-/// links, lists and the rpm database resolve as on that machine. The process has name spaces of its own, in
-/// which memory is mounted over that machine's /tmp. So a look writes nothing there.
+/// links, lists and the rpm database resolve as on that machine. In this case the process also gets name
+/// spaces of its own, with memory mounted over that machine's /tmp. So a look writes nothing on that machine.
 class Machine {
 public:
     /// Raises ErrorCode::UnauthorizedAccess or ErrorCode::Filesystem when the root cannot be entered.

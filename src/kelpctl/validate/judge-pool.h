@@ -44,8 +44,8 @@ public:
     ~JudgePool();
 
     /// Judges all packages. The verdict is "incomplete" for each report that a package's judge did not send.
-    /// That judge has ended early, sent something malformed, or exceeded the time limit without noticing it;
-    /// then it is killed.
+    /// That judge has ended early or sent something malformed. Or it exceeded the time limit without noticing
+    /// it, and was killed.
     ///
     /// After Interruption::isRequested(), ends all judges, passes on the finished reports, and returns.
     /// Raises std::runtime_error when no judge can be started; fewer than requested suffice.

@@ -20,9 +20,10 @@ struct Override {
 };
 
 /// Reads a file that has a line "ID PATTERN REASON" for each override, with blanks or tabs between. Skips
-/// empty lines, and those whose first word begins with "#". Raises when the file is missing or cannot be
-/// read. Raises std::runtime_error with the number of the line for a missing pattern or reason. Does the same
-/// for an id that is not of a warning or note: other findings refuse a package, and must not look overridden.
+/// empty lines, and those whose first word begins with "#". Raises std::runtime_error for a missing file, and
+/// Common::Error with ErrorCode::Filesystem for one that cannot be read or is longer than a megabyte. Raises
+/// std::runtime_error with the number of the line for a missing pattern or reason. Does the same for an id
+/// that is not of a warning or note: other findings refuse a package, and must not look overridden.
 std::vector<Override> readOverrides(const std::filesystem::path &file);
 
 /// The first override that matches the finding, or null.

@@ -6,9 +6,10 @@
 
 namespace KelpCtl {
 
-/// Unpacks with two threads, some entries ahead of the verdicts. One thread decompresses the payload and
-/// makes the files, the other writes their contents. Both have ended when run() returns or raises. After a
-/// verdict raises, each thread stops as soon as it would hand on the next entry or piece of a file.
+/// Unpacks with two threads, some entries ahead of the verdicts. One thread decompresses the payload, makes
+/// the files and writes the small ones. The other writes the contents of the larger files. Both have ended
+/// when run() returns or raises. After a verdict raises, each thread stops as soon as it would hand on the
+/// next entry or piece of a file.
 class ThreadedPipeline final : public Core::KELP::UnpackPipeline {
 public:
     ThreadedPipeline();
