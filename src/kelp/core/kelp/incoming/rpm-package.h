@@ -49,7 +49,7 @@ public:
     static std::string idOf(const std::filesystem::path &path);
 
     /// Unpacks the package under the validator's verdict (PackageExtraction), and writes its list of
-    /// contents. Each regular file, except plain configuration files, gets its signatures and the package id
+    /// contents. Each regular file that is `signable` (PackageEntry) gets its signatures and the package id
     /// as extended attributes. What was unpacked before an error stays.
     ///
     /// Raises as PackageExtraction::run() and listStagedContents() do. A package without a signature of its
@@ -74,10 +74,11 @@ public:
         std::function<void()> duringWork = {};          ///< As in PackageExtraction::Steps.
     };
 
-    /// Unpacks the package once, and has each judge report all findings by its own rules. Ignores signatures.
-    /// Returns for each judge the text with which extract() would refuse the package, or an empty text.
-    /// Raises only what prevents a verdict, such as a failure of the system or a package file that has
-    /// changed. The unpacked tree stays.
+    /// Unpacks the package once, and has each judge report all findings by its own rules. Does not unpack a
+    /// package with too many directories whose header all judges refuse. Ignores signatures. Returns for each
+    /// judge the text with which extract() would refuse the package, or an empty text. Raises only what
+    /// prevents a verdict, such as a failure of the system or a package file that has changed. The unpacked
+    /// tree stays.
     std::vector<std::string> validate(const std::filesystem::path &destination,
                                       const std::vector<ValidationSetup> &judges, const Trial &trial) const;
 

@@ -62,11 +62,12 @@ struct RpmView {
 std::optional<RpmView> rpmRecords(const IConfiguration &configuration, Unread &unread);
 
 /// The same packages, for callers that act on the absence of a record: this raises what the other only notes.
-/// `newId` is a package that is about to be installed: it may have a certificate, and be nowhere, without a
-/// loss of the database (requireEmptyDatabaseOf()). Raises as Common::Rpm::DatabaseCopy, Transaction and
-/// requireEmptyDatabaseOf() do, with the database's path before the text, and as Certificates::of(). Likewise
-/// raises ErrorCode::Internal "Couldn't read the rpm database: it has records that cannot be read" if there
-/// is such a record.
+/// A database without a record counts as lost if an application with a certificate is nowhere on the machine.
+/// `newId`, a package that is about to be installed, does not count for that (requireEmptyDatabaseOf()).
+///
+/// Raises as Common::Rpm::DatabaseCopy, Transaction and requireEmptyDatabaseOf() do, with the database's path
+/// before the text, and as Certificates::of(). If there is a record that cannot be read, raises
+/// ErrorCode::Internal "Couldn't read the rpm database: it has records that cannot be read", with the path.
 std::vector<RpmRecord> rpmRecords(const IConfiguration &configuration, const std::string &newId = {});
 
 /// The same of a database copy that is open already, without records that cannot be read. Raises as

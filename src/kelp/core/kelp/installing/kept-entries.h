@@ -21,11 +21,12 @@ public:
 
     bool contains(const std::string &path) const { return paths_.contains(path); }
 
-    /// Copies the added entries into the repaired version, in place of the entries there, with permission
-    /// bits, owners and extended attributes. Hard links of the installed version stay hard links. If a file
-    /// of the repaired version has several names, and one of them is added, its other names are copied too,
-    /// where they are installed. Pipes, sockets and devices are not copied, and their places stay empty.
-    /// Raises ErrorCode::Filesystem; entries that were copied before stay.
+    /// Copies the entries of add() into the repaired version, in place of the entries there, with owners and
+    /// permission bits, and files with their extended attributes. A directory that is there keeps its
+    /// content. Copied names of one file become hard links again. If a file of the repaired version has
+    /// several names, and one of them was added, carryOver() also copies each other name that the installed
+    /// version has. Pipes, sockets and devices are not copied, and their places stay empty. Raises
+    /// ErrorCode::Filesystem; entries that were copied before stay.
     void carryOver();
 
 private:

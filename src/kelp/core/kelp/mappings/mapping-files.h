@@ -50,10 +50,10 @@ bool removeIfBroken(const std::filesystem::path &mapping, const Common::Director
 
 /// Publishes `source` at `target` by a mapping: a link or a copy. Makes missing parent directories, which
 /// stay after a failure. Reaches `target` only through links that root alone can exchange
-/// (Common::Directory::byLinksOfRoot). Replaces a mapping at `target` that leads to nothing. Anything else
-/// that exists there stays, and raises ErrorCode::FileConflict. A mapping that cannot be made raises
-/// ErrorCode::Filesystem. A kill leaves the whole mapping or none, and at worst an unfinished copy beside it
-/// (Common::copyInOneStep()).
+/// (Common::Directory::byLinksOfRoot). Replaces any dangling link at `target`, and a copy whose source is
+/// gone. Anything else that exists there stays, and raises ErrorCode::FileConflict. A mapping that cannot be
+/// made raises ErrorCode::Filesystem. A kill leaves the whole mapping or none, and at worst an unfinished
+/// copy beside it (Common::copyInOneStep()).
 void createMapping(const std::filesystem::path &source, const std::filesystem::path &target,
                    MappingMode mode);
 

@@ -84,8 +84,8 @@ void installRescued(const IConfiguration &configuration, const fs::path &tree) {
     FSDatabase store(configuration, resolver);
     // Placed, but not published: a failed publication would roll back, and so remove this last copy of the
     // files. The missing published files then are findings, which are mended one by one. A kill leaves the
-    // tree, with its descriptor, at its old place or in the version directory. There it may have no link yet,
-    // `next` or `current`. `kelpctl doctor` finds each of these states.
+    // tree, with its descriptor, at its old place or as the version directory. No link leads there yet, or
+    // `next` does, or `current`. `kelpctl doctor` finds each of these states.
     store.describeStaged(staging, extrasOf(information));
     store.place(staging);
     Common::flushFilesystem(configuration.databaseDirectory());

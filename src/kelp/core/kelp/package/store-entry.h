@@ -23,10 +23,11 @@ namespace Core::KELP {
 ///                            directory has links into the original.
 ///     ID/VERSION             is the package's own when it is a real directory that one of these links names,
 ///                            that holds a descriptor of just this id and version, or that the caller names
-///                            as under way. Anything else is foreign, and is never moved or removed.
+///                            as under way. Anything else is foreign, and is never removed. It is moved only
+///                            when a take-over is rolled back, to the rescued trees.
 ///
 /// Each operation looks at the disk anew. A failed look does not count as absence: it raises
-/// ErrorCode::Filesystem "Couldn't look at PATH".
+/// ErrorCode::Filesystem "Couldn't look at PATH". Only descriptor() returns `Unreadable` instead.
 class StoreEntry {
 public:
     enum class Kind { Absent, Directory, Link, Other };

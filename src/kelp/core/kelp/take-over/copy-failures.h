@@ -35,8 +35,8 @@ struct CopyFailure {
 bool isJudgement(int error);
 
 /// The applications whose copy failed at this start, each with the number of consecutive starts at which it
-/// failed. The file is var/lib/kelp/takeover.failures below the root prefix. By that number the launcher
-/// stops retrying a copy that keeps failing at the same file.
+/// failed at the same file. They are kept in var/lib/kelp/takeover.failures below the root prefix. By that
+/// number the launcher stops retrying a copy. After some errors it stops at the first start (isJudgement()).
 class CopyFailures {
 public:
     static std::filesystem::path path();

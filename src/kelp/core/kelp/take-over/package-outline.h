@@ -25,8 +25,8 @@ public:
 
     /// Why the tree cannot be made, or not be published by `mappings`, which lead from the package to the
     /// system. Nothing if it can. The reason is one of these:
-    /// - two files at one place, a link that leads to nothing in the tree, or a file where a mapping has a
-    ///   directory;
+    /// - two files at one place, or a link that leads to nothing in the tree;
+    /// - a file or link in place of a directory that another entry or a mapping needs;
     /// - a place that the store needs itself, or a path that is too deep or leads out of the tree;
     /// - an installed link or file that became something else, or a file that others than root can exchange.
     std::optional<std::string> objection(const std::vector<Mapping> &mappings) const;

@@ -48,8 +48,9 @@ struct RpmCandidate {
 /// before anything is staged, from rpm's records and the disk alone. Changes nothing.
 ///
 /// An application stays in rpm for good if its tree could not be made or published as a whole. For example, a
-/// link would lead nowhere, a foreign file stands at a target, the application shares a file or target with a
-/// package that stays, or rpm has a second record of its name. It stays for now if the machine is in the way.
+/// link would lead nowhere, a foreign file stands at a target, the application shares a target with another
+/// one, or a file with a package that stays, or rpm has a second record of its name. It stays for now if the
+/// machine is in the way.
 /// For example, a target's place is read-only, immutable, a mount point, on a full disk, or reached by a link
 /// that is not root's.
 ///

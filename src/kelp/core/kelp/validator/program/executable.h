@@ -13,9 +13,9 @@ class IElfReader;
 /// and its rpath, its exports for the launcher's booster, and the imports of compiled-in QML.
 ///
 /// A file that is not ELF is a finding; an unreadable file is an exception. The time for a file grows with
-/// its size, not with the package's. A hard-linked file is read once, and for its other names only the place
-/// is judged. If one of these is the main binary's, the file is read again: the rules of the main binary hold
-/// for that name alone.
+/// its size, not with the package's. A hard-linked file is read once. Its other names share the verdict on
+/// its format, and only their place is judged anew. If one of these is the main binary's, the file is read
+/// again: the rules of the main binary hold for that name alone.
 class Executable final : public ValidatorBase<IValidator> {
 public:
     Executable(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config, std::shared_ptr<Logger> logger);
