@@ -26,8 +26,8 @@ public:
 
     /// Opens a directory by its path. Follows only links that root alone can have made: root owns the link
     /// and the directory in which it lies, and nobody else can write to that directory. Refuses any other
-    /// link, and ".." out of any other directory (isRefusal()). Returns nothing when there is no such
-    /// directory.
+    /// link, and ".." out of a directory that others own or can write to (isRefusal()). Returns nothing when
+    /// there is no such directory.
     static std::optional<Directory> byLinksOfRoot(const std::filesystem::path &path);
 
     /// The same, but makes missing directories, owned by the caller and with the permissions of its umask.

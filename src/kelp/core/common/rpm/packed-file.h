@@ -16,7 +16,7 @@ namespace Common::Rpm {
 ///
 /// Every operation that reads does so in pieces of at most 128 KiB, whatever size the package claims. It
 /// raises ErrorCode::Internal "Couldn't read content from rpm package" when the payload is damaged or ends
-/// before the claimed size, and at a second read.
+/// before the claimed size, and at a second read of a file that is not empty.
 class PackedFile : public RegularFile {
 public:
     /// A piece of a content, which its receiver may keep.
@@ -38,9 +38,9 @@ public:
     std::vector<std::uint8_t> readAll() const;
 
     /// Writes the content to `path`, a new file or one whose content it replaces. The parent directory must
-    /// exist, and the caller sets the permissions. Raises ErrorCode::Filesystem "Couldn't open file for
-    /// writing rpm content: PATH" or "Couldn't write rpm package content to PATH". A failed call leaves the
-    /// file incomplete.
+    /// exist, and the caller sets the permissions. Also raises ErrorCode::Filesystem "Couldn't open file for
+    /// writing rpm content: PATH" or "Couldn't write rpm package content to PATH". After the opening, a
+    /// failure leaves the file incomplete.
     void writeTo(const std::filesystem::path &path) const;
 
     /// Reads the content and gives it to `sink` piece by piece. Exceptions of `sink` pass.

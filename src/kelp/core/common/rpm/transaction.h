@@ -33,10 +33,10 @@ public:
         Cut      ///< The database failed on the way, and gave no more records.
     };
 
-    /// Takes the database's lock and opens the database. If another process has the lock, librpm waits for it
-    /// when standard input is a terminal; otherwise this raises ErrorCode::Internal "Couldn't begin rpm
-    /// transaction". Raises as requireDatabase() does, and ErrorCode::Internal "Couldn't read the rpm
-    /// database" when the database cannot be opened.
+    /// Takes the database's lock and opens the database. Raises ErrorCode::Internal "Couldn't begin rpm
+    /// transaction" if it cannot take the lock. If another process has the lock, librpm waits for it when
+    /// standard input is a terminal. Raises as requireDatabase() does, and ErrorCode::Internal "Couldn't read
+    /// the rpm database" when the database cannot be opened.
     explicit Transaction(Flags lock);
 
     /// Adds to the flags of the run, which are the RPMTRANS_FLAG values of librpm's rpmts.h.
