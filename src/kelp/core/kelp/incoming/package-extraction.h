@@ -23,9 +23,10 @@ namespace Core::KELP {
 /// The judges see the header before anything is unpacked; then each file as soon as it is unpacked, under
 /// each of its names; then the symbolic links (SymbolicLinks); and at last the package as a whole.
 ///
-/// Until all verdicts on a file are given, its owner can read and write it: a checker without root's rights
-/// must see it too. After run(), even one that has raised, each judged file has exactly the package's
-/// permissions.
+/// Until all verdicts on a file are given, its owner can read it: a checker that runs without root's rights
+/// could not look at it otherwise. After run(), even one that has raised, each judged file has exactly the
+/// package's permissions. Only the file whose verdict ended the run may still be readable and writable for
+/// its owner.
 class PackageExtraction {
 public:
     using Entry = Common::Rpm::ExtractFileIterator::Entry;
@@ -66,14 +67,15 @@ public:
 
     /// Unpacks and judges the package; without judges, only unpacks it. A refusal is
     /// ErrorCode::BadPackageContent, with the text "package meta validation failed" for the header and
-    /// "package content validation failed" for the files. Also refused is a file whose path is impossible or
-    /// taken, and a link in the place of a directory whose files are published. With Failure::Ends, or
-    /// without judges, the first refusal is raised. Otherwise the call returns for each judge the text of its
-    /// first refusal, or an empty text.
+    /// "package content validation failed" for the files. Also refused is an entry whose path, or whose
+    /// target as a link, is impossible, or whose place is taken, and a link in the place of a directory whose
+    /// files are published. With Failure::Ends, or without judges, the first refusal is raised. Otherwise the
+    /// call returns for each judge the text of its first refusal, or an empty text.
     ///
     /// Raises ErrorCode::Filesystem "Couldn't unpack package: REASON", which is no verdict, when the files
     /// take more than `mostUnpacked` or than the free space. Also raises what StagingDirectory,
-    /// ExtractFileIterator, the checkers and the steps raise. Files that were unpacked before an error stay.
+    /// ExtractFileIterator, the checkers and the functions in Steps raise. Files that were unpacked before an
+    /// error stay.
     std::vector<std::string> run();
 
     /// Gives the directories their permissions.

@@ -5,7 +5,7 @@
 /// The libraries that a regular application may link.
 ///
 /// The tables named "...Expressions" hold regular expressions, the others exact names. Most expressions are a
-/// soname with an optional tag in parentheses, as rpm writes a symbol version. The rows for Qt exclude the
+/// soname with an optional tag in parentheses, as rpm writes a symbol version. Most rows for Qt exclude the
 /// tag of Qt's private interface.
 namespace Configuration::RegularRows {
 
