@@ -34,13 +34,14 @@ public:
                                              const std::string &home);
 
     /// The moves for packages as the store lists them: one vector for each user and each package that has an
-    /// organisation and a key. Without any user there are none. An organisation or a key that cannot be the
-    /// name of a directory counts as absent.
+    /// organisation and a key. Without any user there are none, not even below srv/. An organisation or a key
+    /// that cannot be the name of a directory counts as absent.
     ///
-    /// In the organisation's directory below usr/share/common, some directories stay. Those are named after a
-    /// key of the organisation's packages, or hold published files or files of `inRpm`. Without that, rpm and
-    /// a later take-over would miss the files of `inRpm`. Raises as Common::usersHomes(), and
-    /// ErrorCode::Filesystem when a list of published files cannot be read.
+    /// In the organisation's directory below usr/share/common, some entries stay. Directories named after a
+    /// key of the organisation's packages stay, since one key's data must not move into another's. Entries
+    /// that are or hold published files, or files of `inRpm`, stay where the store, rpm and a later take-over
+    /// look for them. Raises as Common::usersHomes(), and ErrorCode::Filesystem when a list of published
+    /// files cannot be read.
     static std::vector<std::vector<MigrationUnit>>
     migrationUnits(const std::vector<PackageInformation> &packages,
                    const std::vector<std::filesystem::path> &inRpm = {},
@@ -52,34 +53,36 @@ public:
 
     /// Moves one directory. A completed move is not repeated, and one that a crash interrupted is completed.
     /// An empty directory at `to` counts as none. Below the homes, srv/ and usr/share/common/ it follows no
-    /// link: if a link is in the way, that is logged and nothing is moved. Raises ErrorCode::Filesystem, and
-    /// then leaves each entry at `from` or at `to`.
+    /// link: if a link is in the way, that is logged and nothing is moved. Raises ErrorCode::Filesystem for
+    /// any other failure but that of a single child (below). Each entry is then at `from`, at `to`, or set
+    /// aside.
     ///
-    /// If `to` is not below `from`, and both directories hold something, that is logged and neither is
+    /// If `to` is not below `from`, and holds something while `from` exists, that is logged and neither is
     /// touched.
     ///
     /// If `to` is below `from`, the children of `from` move, except those in `stays`. When all of them move,
-    /// they go by way of ".tmp.NAME" beside `from`; a failure may leave them there, and the next call goes on
-    /// from there. If `to` holds something, two directories of one name are merged. Any other child whose
-    /// name is taken, or that cannot be moved, stays and is logged. If `to` holds something and `stays` is
-    /// empty, nothing moves: the move counts as done.
+    /// they are set aside first, in ".tmp.NAME" beside `from`; a failure may leave them there, and the next
+    /// call goes on from there. If `to` holds something and `stays` is empty, nothing moves: the move counts
+    /// as done. If `to` holds something and `stays` is not empty, two directories of one name are merged. Any
+    /// other child whose name is taken, or that cannot be moved, stays and is logged.
     static void moveUnit(const std::filesystem::path &from, const std::filesystem::path &to,
                          const std::vector<std::string> &stays = {});
 
-    /// Does for one package what migrationUnits() and migrate() do for all. It is for a package that comes to
-    /// the store after they have run; `package` is one of the `installed`. Moves entry by entry, also into a
-    /// new directory that holds something. Existing entries there win: the old ones stay, and are logged.
-    /// Moves that fail are logged, and a repeated call does them. Raises as migrationUnits() and flushMoves()
-    /// do. If the look for a home fails, moves the data of the other users first, and then raises that
-    /// failure.
+    /// Does for one package what migrationUnits() and migrate() do for all. The package comes to the store
+    /// after they have run; it is one of the `installed`. If a new directory holds something already, the
+    /// entries of the old one move one by one. Existing entries win: the old ones of their names stay, and
+    /// are logged. Moves that fail are logged, and a repeated call does them. Raises as migrationUnits() and
+    /// flushMoves() do. If the look for a home fails, moves the data of the other users first, and then
+    /// raises that failure.
     static void migrateLate(const PackageInformation &package,
                             const std::vector<PackageInformation> &installed,
                             const std::vector<std::filesystem::path> &inRpm = {});
 
     /// The files below usr/share/common/ that belong to packages in rpm: a migration must not move them away
-    /// from rpm. Raises as Common::Rpm::Transaction does, and ErrorCode::Internal if there are records that
-    /// cannot be read, since those may own files too. If the database has no record at all, calls `ifEmpty`.
-    /// That raises if an empty database cannot be this machine's. The process must have no other transaction.
+    /// from rpm. Raises as Common::Rpm::Transaction and InstalledFiles do, and ErrorCode::Internal if there
+    /// are records that cannot be read, since those may own files too. If the database has no record at all,
+    /// calls `ifEmpty`, which raises if an empty database cannot be this machine's. The process must have no
+    /// other transaction.
     static std::vector<std::filesystem::path> sharedFilesInRpm(const std::function<void()> &ifEmpty);
 
     /// Flushes the filesystems of srv/, usr/share/common/ and the users' homes. Without this flush a power

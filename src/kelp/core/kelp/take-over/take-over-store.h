@@ -4,10 +4,10 @@
 
 namespace Core::KELP {
 
-/// The package store, with the steps that only a take-over needs. They make a staged tree the current version
-/// of a package that the store does not have yet.
+/// The package store, with the steps that a take-over and the installation of a rescued tree need. They make
+/// a staged tree the current version of a package that the store does not have yet.
 ///
-/// None of these steps flushes. The caller keeps a durable journal, and repeats the steps after a power cut.
+/// None of these steps flushes. A take-over keeps a durable journal, and repeats the steps after a power cut.
 class TakeOverStore : public IDatabase {
 public:
     /// Writes the descriptor into the staged tree. Removes what the package ships under the names of the
