@@ -16,9 +16,9 @@ namespace Core::KELP {
 
 /// Looks for all faults of the packages `ids`. Without ids, looks at all packages, and at files that belong
 /// to none. Changes nothing. Returns the findings by package, in the order in which to mend them. A package
-/// that cannot be examined is a finding itself. Any other read that fails goes to `unread`, and no finding
-/// rests on it. Two failed reads are raised, as idsUnderWay() does. The findings refer to `configuration`,
-/// which must outlive them.
+/// that cannot be examined is a finding itself. Raises as idsUnderWay() does, if the take-over journal or the
+/// note of a removal cannot be read. Any other read that fails goes to `unread`, and no finding rests on it.
+/// The findings refer to `configuration`, which must outlive them.
 std::vector<Finding> examine(const IConfiguration &configuration, const std::set<std::string> &ids,
                              Unread &unread);
 
@@ -40,9 +40,10 @@ struct MachineViews;
 
 // The parts of examine(): package-examination.cpp, publication-examination.cpp, record-examination.cpp.
 
-/// The packages that are on their way from rpm into the store, or out of it. Their files prove nothing until
-/// that operation ends. Only the code that ends it may repair them. Raises if the take-over journal or the
-/// note of a removal (`var/lib/kelp/removal`) exists and cannot be read: any package may be under way then.
+/// The packages that are on their way from rpm into the store, or that are being removed. Their files prove
+/// nothing until that operation ends. Only the code that ends it may repair them. Raises if the take-over
+/// journal or the note of a removal (`var/lib/kelp/removal`) exists and cannot be read: any package may be
+/// under way then.
 std::set<std::string> idsUnderWay(const IConfiguration &configuration);
 
 /// Findings about the directory of a package in the store, and about its published files. A failed look is a

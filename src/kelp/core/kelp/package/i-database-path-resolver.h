@@ -13,13 +13,15 @@ enum class PackageSlot : std::uint32_t {
     Next = 2,
 };
 
-/// Every path inside the package store. docs/formats.md describes the files at these paths.
+/// The paths of packages and versions in the store, and of files in the versions. docs/formats.md describes
+/// these files.
 ///
 ///     DATABASE/ID/                     the package directory; its name is the package id
 ///     DATABASE/ID/VERSION/             one stored version: the package's own tree and the store's files
 ///     DATABASE/ID/{current,next,prev}  links to version directories, by absolute path
 ///
-/// An id or version that holds a "/" yields a deeper path. The operations check nothing and follow no link.
+/// An id or version is taken as it is: one with a "/" can lead out of the store. The operations check nothing
+/// and follow no link.
 class IDatabasePathResolver {
 public:
     virtual ~IDatabasePathResolver() = default;

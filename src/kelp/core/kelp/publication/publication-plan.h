@@ -22,9 +22,10 @@ struct PlannedFile {
     auto operator<=>(const PlannedFile &) const = default;
 };
 
-/// The files and directories that the publication of a version makes. The plan is on disk from before the
-/// first file is published until the lists are written. If a publication is interrupted, the next update or
-/// removal reads in the plan which files and directories may be there.
+/// The files and directories that the publication of a version makes. When the store publishes a version, it
+/// keeps the plan on disk from before the first file is published until the lists are durable; a take-over
+/// has its journal instead. If a publication is interrupted, the next update or removal, or `kelpctl doctor`,
+/// reads in the plan which files and directories may be there.
 struct PublicationPlan {
     std::vector<PlannedFile> files;       ///< In the order in which they are made.
     std::vector<std::string> directories; ///< Each before what lies in it.
@@ -38,10 +39,10 @@ enum class DanglingLinks {
     Count, ///< As links, which they are: in a staged tree those into the version itself lead nowhere yet.
 };
 
-/// The plan to publish the version whose tree is `tree`. The published files lead through `current`, which is
-/// the link to that version, or will be. A link counts as a file, even if it leads to a directory. Files
-/// named like an unfinished copy (Common::unfinishedCopyName) are left out. Raises ErrorCode::Filesystem when
-/// the tree cannot be read.
+/// The plan to publish the version whose tree is `tree`. The sources in the plan lead through `current`,
+/// which is the link to that version, or will be. A link counts as a file, even if it leads to a directory.
+/// Files named like an unfinished copy (Common::unfinishedCopyName) are left out. Raises
+/// ErrorCode::Filesystem when the tree cannot be read.
 PublicationPlan planPublication(const std::filesystem::path &tree, const std::filesystem::path &current,
                                 const std::vector<Mapping> &mappings, DanglingLinks danglingLinks);
 

@@ -24,10 +24,10 @@ public:
     /// is an empty registry.
     bool foreachRecord(const std::function<void(const RegistryRecord &)> &callback) const;
 
-    /// Appends the record, and drops older records of the package that it supersedes. Candidates have the
-    /// record's key or an earlier key of the developer. Earlier keys are the record's previous keys, the
-    /// previous keys in the records with these keys, and so on. An installation or removal supersedes all
-    /// candidates; an update leaves those of installations.
+    /// Appends the record, and drops older records of the package that it supersedes. Candidates are the
+    /// package's records with the new record's key or an earlier key of the developer. Earlier keys are the
+    /// previous keys that the new record and each candidate name. An installation or removal supersedes all
+    /// candidates; an update leaves the records of installations.
     ///
     /// The file is replaced in one step: after a failure or a power cut it has the old content or the new
     /// one. A file with unreadable lines is first kept as "registry.damaged-N", with the first free N: those
