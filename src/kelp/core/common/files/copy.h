@@ -14,9 +14,9 @@ class Directory;
 // existing directory.
 //
 // All but copyContent() raise ErrorCode::Filesystem. After a failure, parents that were made stay.
-// copyInOneStep() removes its unfinished copy, and copyDirectory() removes all of `to`; each logs a removal
-// that fails. The others leave an incomplete file when the content cannot be copied, and remove the file when
-// the attributes cannot be set.
+// copyInOneStep() removes its unfinished copy, and copyDirectory() removes all of `to` once it has begun to
+// fill it; each logs a removal that fails. The others leave an incomplete file when the content cannot be
+// copied, and remove the file when the attributes cannot be set.
 
 /// Copies a link as copySymlink does, a directory, or a regular file. Raises when `from` does not exist (a
 /// dangling link does not), when `to` exists, and for any other kind of entry.
@@ -41,19 +41,19 @@ void copyFile(const std::filesystem::path &from, const std::filesystem::path &to
 /// Copies a link. If its text begins with neither "." nor "/", it leads beside or below the link: the copy is
 /// a link with the same text. Any other link, or one that cannot be made, is logged, and copyFile() copies
 /// the file that the text names. There a relative text counts from the working directory, and not from the
-/// link: the other links of a stored version have absolute texts (resolveLink()).
+/// link. The other links of a stored version do not suffer: resolveLink() has made their texts absolute.
 void copySymlink(const std::filesystem::path &from, const std::filesystem::path &to);
 
-/// Copies a directory with all below it. On failure `to` is removed, even if it existed before the call, and
-/// the first error is raised. The permission bits of directories are not carried over.
+/// Copies a directory with all below it. If an entry cannot be copied, `to` is removed, even if it existed
+/// before the call, and the first error is raised. The permission bits of directories are not carried over.
 void copyDirectory(const std::filesystem::path &from, const std::filesystem::path &to);
 
 /// Makes `to` with the content and the permission bits of the regular file `from`, which may be reached by a
 /// link. The copy belongs to the user of this process. If the owners of the two files differ, the copy gets
 /// neither set-id bit; if only the groups differ, no set-group-id bit. Only the owner can open the copy until
-/// its content is complete. A failure or a kill may leave an incomplete copy, closed to others. Raises
-/// std::filesystem::filesystem_error, also when `to` exists, and ErrorCode::Filesystem if closing the copy
-/// fails.
+/// its content is complete. A failure or a kill before that may leave an incomplete copy, closed to others.
+/// Raises std::filesystem::filesystem_error, also when `to` exists. If the disk reports a failed write only
+/// when the copy is closed, raises ErrorCode::Filesystem, and the copy has its permission bits already.
 void copyContent(const std::filesystem::path &from, const std::filesystem::path &to);
 
 } // namespace Common

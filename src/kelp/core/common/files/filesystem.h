@@ -9,7 +9,8 @@ namespace Common {
 
 // File operations that all fail in one way: they log the system's reason as an error, then raise
 // ErrorCode::Filesystem with a text that names the operation and the paths. Unless stated otherwise, a failed
-// operation leaves on disk what the function of std::filesystem for that operation leaves.
+// operation leaves on disk what the function of std::filesystem for that operation leaves, and the parents
+// that it made.
 
 /// Removes `path` and all below it; links are removed, not followed. Part of a tree may be gone after a
 /// failure.
