@@ -17,14 +17,14 @@ using Common::FileDescriptor;
 /// outside the directory, or give a file outside a further name. Each path leads downward, through
 /// directories and never through links, and replaces nothing.
 ///
-/// Paths are relative to the directory. A path that isPossible() denies, that lies below a file or link, or
-/// that is taken raises ErrorCode::BadPackageContent "package content validation failed"; a directory may be
-/// made twice. A failure of the system raises ErrorCode::Filesystem: "Couldn't open file for writing rpm
-/// content: PATH", "Couldn't look into staging directory: PATH", or the text that the operation has in
-/// filesystem.h.
+/// Paths are relative to the directory. Making an entry raises ErrorCode::BadPackageContent "package content
+/// validation failed" if isPossible() denies its path, or if the path lies below a file or link, or is taken.
+/// The same holds for a hard link to a missing file. A directory may be made twice. A failure of the system
+/// raises ErrorCode::Filesystem: "Couldn't open file for writing rpm content: PATH", "Couldn't look into
+/// staging directory: PATH", or the text that the operation has in filesystem.h.
 class StagingDirectory {
 public:
-    /// Makes the directory, with its parents, unless it exists.
+    /// Makes the directory, with its parents, unless it exists. Raises as Common::createDirectories() too.
     explicit StagingDirectory(const std::filesystem::path &path);
 
     /// With all links resolved: the checkers compare resolved paths with it.
