@@ -205,10 +205,10 @@ private:
                                          : listed.type == found.type && listed.target == found.target;
     }
 
-    /// The list of the repaired version. It has the entries of the installed version's list, each in its
-    /// state in the repaired tree. A kept configuration file keeps its old line. That line has the staged
-    /// content, so the list still tells that a person or a fault has changed the file. A file without a line
-    /// in the old list gets none.
+    /// The list of the repaired version. It has those entries of the installed version's list that the
+    /// repaired tree has, each in its state there. A kept configuration file keeps its old line. That line
+    /// has the staged content, so the list still tells that a person or a fault has changed the file. A file
+    /// without a line in the old list gets none.
     ContentsList repairedList(const fs::path &scratch, const KeptEntries &kept) const {
         const HeldTree repaired(scratch);
         ContentsList list;

@@ -14,11 +14,11 @@ class IConfiguration;
 
 namespace Core::KELP {
 
-/// Findings in a package's own directories, and differences between its current version and its list of
-/// contents. Looks only at status and attributes of the listed files. It reads one file's content: the file
-/// from which the store made the integrity daemon's configuration. A failed read is a finding as well. A
-/// missing file that was published gives no finding here: examinePublication() reports its target.
-/// `package.information` must have a value.
+/// Findings about a package's own directories, and differences between its current version and its list of
+/// contents. Looks only at status and attributes of the listed files. Beside the store's lists it reads two
+/// files: the integrity daemon's configuration, and the listed file from which the store made it. A failed
+/// read is a finding as well. A missing file that was published gives no finding here: examinePublication()
+/// reports its target. `package.information` must have a value. Raises as StoreView::publishedFiles() does.
 std::vector<Finding> examineContents(const IConfiguration &configuration, const StoredPackage &package);
 
 /// Adds findings about a directory that leads to applications and that others use too, by what its owner or

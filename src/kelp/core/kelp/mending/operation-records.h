@@ -27,7 +27,7 @@ std::optional<std::string> developerKey(const std::string &id);
 /// Binds a package to the source of its client certificate, or, without one, to the reserved source. Replaces
 /// an earlier binding, and adds the source if the database lacks it. Adding the reserved source also allows
 /// packages without a source (SQLiteDatabase::addMissingSource()). All this is one transaction. Raises as
-/// certifiedSource() and the database of sources do; then the binding is unchanged.
+/// certifiedSource(), createPrivateDirectory() and the database of sources do; then the binding is unchanged.
 void bindToItsSource(const IConfiguration &configuration, const std::string &id);
 
 /// The record of an event of now, with the keys of a descriptor. Throws std::out_of_range without
@@ -51,8 +51,9 @@ void completeInstallation(const IConfiguration &configuration);
 
 /// Completes the removal that its note (removalFile()) names, if there is one. Returns the foreign entries
 /// left in the package's directory. Raises ErrorCode::Filesystem "Couldn't add a package removal record to
-/// the registry: ID", and what the store, takeBackStrays() and the database of sources raise. After any
-/// failure the note stays, and the next removal or `kelpctl doctor --repair` repeats the steps.
+/// the registry: ID", and what the readers of the records, the store, takeBackStrays() and the database of
+/// sources raise. Raises ErrorCode::Filesystem also if a note cannot be removed. After a failure the next
+/// removal or `kelpctl doctor --repair` repeats the steps, as long as the note stands.
 std::vector<std::filesystem::path> completeRemoval(const IConfiguration &configuration);
 
 /// The same for a killed removal. Only logs what requireNothingPublished() raises: no caller waits for it.

@@ -272,9 +272,9 @@ private:
     }
 
     /// The list as it should be: the lines of the present list, and the planned files that are published or
-    /// that an earlier repair will publish. Drops each line of which the package cannot have published the
-    /// path, such as a torn line. That path may be a foreign file, which a removal would take for the
-    /// package's.
+    /// missing. The repair of this list comes after those that publish the missing ones. Drops each line of
+    /// which the package cannot have published the path, such as a torn line. That path may be a foreign
+    /// file, which a removal would take for the package's.
     std::vector<std::string> completeList() const {
         std::vector<std::string> list = listed_.value_or(std::vector<std::string>());
         std::erase_if(list, [this](const std::string &target) {

@@ -17,8 +17,8 @@ struct MachineViews;
 
 // Stray mappings: links and copies that a package has published, but that no list names. They remain, for
 // example, when somebody removes the version by other means. A link or copy counts as the package's if
-// createMapping() would have made it at that very place: the mapping table gives the link's text, or the
-// copy's attribute.
+// createMapping() would have made it at that very place. The text of the link, or the attribute of the copy,
+// is then the path that the mapping table (buildMappings()) publishes there.
 
 /// Those of `ids`, or of all packages without ids; never of `underWay`, which may be publishing. A place that
 /// cannot be read is noted in the views.
