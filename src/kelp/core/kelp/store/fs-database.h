@@ -72,9 +72,9 @@ public:
 
     /// Removes the package's own entries from its directory: its versions, the current one last, and its
     /// three links, wherever they lead. Published files stay. Foreign entries stay too, and are returned; if
-    /// there are none, the directory is removed. Raises ErrorCode::FileConflict, and changes nothing, if the
-    /// package's directory is a link or something else. Raises ErrorCode::Filesystem when a removal fails.
-    /// After a kill it can be repeated.
+    /// there are none, the directory is removed. Raises ErrorCode::FileConflict, and changes nothing, if a
+    /// link or a file stands in place of the package's directory. Raises ErrorCode::Filesystem when a look or
+    /// a removal fails. After a failure or a kill it can be repeated.
     std::vector<std::filesystem::path> dropPackage(const std::string &id) const;
 
     /// The plan by which install() would publish a tree for which describeStaged() was called. Changes
