@@ -27,7 +27,10 @@ namespace Core::KELP {
 /// rpm's file.
 ///
 /// Directories are reached by Common::Directory::byLinksOfRoot. Operations raise what Common::Directory,
-/// MappingMaker and findMapping() raise.
+/// MappingMaker, findMapping() and Common::copyInOneStep() raise. If another file has appeared at a target by
+/// the time of an exchange, they raise what Obstacles::Raise says, or log it (Obstacles::PassOver). If the
+/// filesystem cannot exchange files, publish() raises ErrorCode::FileConflict, and the ways back raise
+/// ErrorCode::Filesystem.
 class TargetExchange {
 public:
     /// `tree` is where the package's tree lies by now, and `current` its link of that name, absolute. All
@@ -61,11 +64,11 @@ public:
     /// is not under its temporary name comes out of the tree.
     void giveBack(const std::function<bool(const std::string &path)> &isListed);
 
-    /// Tidies the temporary names after a killed run, before anything else is done. With `keepsRpms`, rpm's
-    /// file stays beside a target that has the store's file, for publish() or takeBack(). Without it, rpm's
-    /// file goes back to the target, as it does to a target that is missing. So does a file that somebody has
-    /// changed; if the target is neither missing nor the store's, that file is kept as clear() keeps it.
-    /// Anything else under a temporary name is removed.
+    /// Tidies the temporary names after a killed run, before anything else is done. rpm's file, or one that
+    /// somebody has changed, goes back to a target that is missing or has the store's file. One case is
+    /// excepted: with `keepsRpms`, rpm's file stays beside the store's, for publish() or takeBack(). If
+    /// another file is at the target, a changed one is kept as clear() keeps it. Everything else under a
+    /// temporary name is removed, and so is an unfinished copy (Common::unfinishedCopyName).
     void settleNames(bool keepsRpms);
 
     /// Removes rpm's files under the temporary names. One that somebody has written to by then is renamed to
