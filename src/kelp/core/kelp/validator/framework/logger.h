@@ -69,8 +69,8 @@ public:
     ///     Message messageOf(Rule, const std::vector<std::string> &);
     ///
     /// which stands beside the type of the rule. If messageOf() fails, the report has a note (level Info) in
-    /// place of the finding. Only a lack of memory is raised: a finding that is an error must not become a
-    /// note by that.
+    /// place of the finding. A lack of memory is raised instead: a shortage of the machine must not turn an
+    /// error of the package into a note.
     template<class Rule>
     void log(Rule rule, std::initializer_list<std::string_view> strings = {}) {
         const std::vector<std::string> copies(strings.begin(), strings.end());

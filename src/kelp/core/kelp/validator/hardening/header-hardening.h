@@ -7,8 +7,8 @@
 namespace Validator {
 
 /// Checks a header for what no honest package has and the header's other rules miss. Runs after those rules
-/// and repeats none of their findings. ContentRule::ImpossiblePath may come again from the unpacking, for
-/// other reasons. Takes n log n time for a package of n files.
+/// and repeats none of their findings. The unpacking reports ContentRule::ImpossiblePath too, for other
+/// faults of a path. Takes n log n time for a package of n files.
 void checkHeaderHardening(const HeaderCheck &check);
 
 /// Whether a package has so many unlisted directories that they must be its purpose.

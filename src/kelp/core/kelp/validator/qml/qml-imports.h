@@ -14,10 +14,11 @@ namespace Validator {
 
 /// Checks the imports at the top of a package's QML files against the profile's lists.
 ///
-/// An import that fails a file fails every later file too; one such import is kept for that. A relative
-/// import fails later files only up to the first from which it leads to a file of the package. So all
-/// relative imports that fail are kept. The time grows linearly with the number of files. A hard-linked file
-/// is read once, under its first name, unless too many or too long imports would have to be remembered.
+/// A forbidden import makes its file fail, and every file that is judged after it; one such import is kept
+/// for that. A relative one does so only up to the first file from which it leads to a file of the package.
+/// So all relative imports that are forbidden are kept. The time grows linearly with the number of files. A
+/// hard-linked file is read once, under its first name, unless too many or too long imports would have to be
+/// remembered.
 class QmlImports final : public ValidatorBase<IValidator> {
 public:
     QmlImports(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config, std::shared_ptr<Logger> logger);
