@@ -25,8 +25,8 @@ std::size_t columnsOf(std::string_view text);
 
 /// Breaks the lines of a text so that each is at most `width` columns wide, if its words allow that. Breaks
 /// at blanks, and between letters of scripts without blanks. An ASCII word stays whole, since it may be a
-/// path to be copied. Further lines are indented like the first one. In a table, whose columns are two blanks
-/// apart, they are indented like its last column.
+/// path to be copied. Further lines are indented like the first one. Two blanks within a line count as the
+/// gap between columns of a table: its further lines are indented like the last column.
 std::string wrapped(std::string_view text, std::size_t width);
 
 } // namespace KelpCtl

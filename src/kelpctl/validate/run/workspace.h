@@ -24,8 +24,8 @@ std::vector<std::filesystem::path> workspacePlaces();
 /// descriptor, so nobody can exchange it.
 ///
 /// A temporary workspace lies in a directory "kelpctl-XXXXXX". A file beside it there is locked until the
-/// object ends or its process is killed. By its owner and its lock a clean-up tells whose workspace this is,
-/// and whether it is in use.
+/// object ends or its process is killed. A clean-up tells whose workspace this is by the owner of directory
+/// and file, and by the lock whether it is in use.
 class Workspace {
 public:
     /// A temporary one below `parent`, removed with all in it at the end. A killed process leaves it for
