@@ -115,6 +115,9 @@ private:
         if (idsOnTheirWay(configuration_).contains(id_))
             refuse(ErrorCode::Internal,
                    "The package is still in rpm, from where kelp-launcher takes it over");
+        // The next removal would take what is repaired here.
+        if (unfinishedRemoval() == id_)
+            refuse(ErrorCode::Internal, "Its removal was begun, and kelpctl remove completes it");
     }
 
     void requireInstalled() {
