@@ -4,7 +4,6 @@
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/common/files/file-descriptor.h"
-#include "kelp/core/common/large-blocks.h"
 #include "kelp/core/common/places.h"
 #include "kelp/core/common/rpm/initialise.h"
 #include "kelp/core/common/stop-signals.h"
@@ -48,7 +47,7 @@ int main() {
     Common::holdStandardDescriptors();
     // An inherited umask could make a store that no user can read, or that everybody can write.
     ::umask(022);
-    Common::giveBackLargeBlocks();
+    Common::Rpm::giveBackLargeBlocks();
     Common::deferStopSignals();
     Common::ignoreBrokenPipes();
     // librpm's own lines have no priority: the journal would take its errors for information.

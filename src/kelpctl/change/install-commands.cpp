@@ -6,7 +6,7 @@
 #include "kelp/core/common/configuration.h"
 #include "kelp/core/common/errors/error-category.h"
 #include "kelp/core/common/errors/error.h"
-#include "kelp/core/common/large-blocks.h"
+#include "kelp/core/common/rpm/initialise.h"
 #include "kelp/core/common/writer-lock.h"
 #include "kelp/core/kelp/incoming/rpm-package.h"
 #include "kelp/core/kelp/installing/installation.h"
@@ -153,7 +153,7 @@ void tellInstalled(const InstallArguments &arguments, const std::string &file, c
 ExitStatus install(const InstallArguments &arguments, std::ostream &output) {
     findingsOutput = arguments.isJson ? &output : nullptr;
     Validator::Logger::setPrinting(tellFinding);
-    Common::giveBackLargeBlocks();
+    Common::Rpm::giveBackLargeBlocks();
     // Held over all files, so that no other process changes the store between two files.
     std::optional<WriterLock> lock;
     // A dry run changes nothing, and the lock is a file that only root can make.

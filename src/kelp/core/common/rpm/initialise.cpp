@@ -2,6 +2,7 @@
 
 #include "kelp/core/common/errors/log-stream.h"
 
+#include <malloc.h>
 #include <rpm/rpmlib.h>
 #include <rpm/rpmlog.h>
 
@@ -45,6 +46,11 @@ void initialise() {
 
 void logLibrary() {
     isLogged = true;
+}
+
+void giveBackLargeBlocks() {
+    constexpr int largeBlock = 128 << 10;
+    ::mallopt(M_MMAP_THRESHOLD, largeBlock);
 }
 
 void silenceLibrary() {

@@ -2,6 +2,7 @@
 
 #include "kelp/core/common/errors/error.h"
 
+#include <algorithm>
 #include <optional>
 #include <string>
 #include <vector>
@@ -24,8 +25,11 @@ public:
         }
     }
 
-    /// Keeps a text, but only once.
-    void add(const std::string &text);
+    /// Keeps a text, but only once: several looks may fail at the same file.
+    void add(const std::string &text) {
+        if (std::ranges::find(texts_, text) == texts_.end())
+            texts_.push_back(text);
+    }
 
     /// In the order in which they were added; empty when all could be read.
     const std::vector<std::string> &texts() const { return texts_; }
