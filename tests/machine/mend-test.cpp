@@ -293,7 +293,8 @@ TEST_F(MendTest, TellsAndBringsBackWhatWasStaged) {
     }
     there("echo org.example.notes >var/lib/kelp/removal");
     EXPECT_THAT(kelpctl(repair + "/root/org.example.notes.rpm"), HasSubstr("Its removal was begun"));
-    there("rm var/lib/kelp/removal; mv var/lib/kelp/registry root; sed -i 's/^id=[0-9a-f]*$/id=0/' " + notes + "/velura.pkg");
+    there("rm var/lib/kelp/removal; mv var/lib/kelp/registry root; sed -i 's/^id=[0-9a-f]*$/id=0/' " + notes +
+          "/velura.pkg");
     EXPECT_THAT(kelpctl(repair + "/root/org.example.notes.rpm"), HasSubstr("does not match the developer"));
     there("mv root/registry var/lib/kelp; cp root/velura.pkg " + notes);
     there("cd " + notes + "/data; rm notes.conf; mkfifo notes.conf");
