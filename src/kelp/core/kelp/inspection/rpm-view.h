@@ -63,8 +63,8 @@ std::optional<RpmView> rpmRecords(const IConfiguration &configuration, Unread &u
 
 /// The same packages, for callers that act on the absence of a record: this raises what the other only notes.
 /// If the database has no record at all, this raises when requireEmptyDatabaseOf() takes it for lost. The ids
-/// whose absence is explained are those that the registry has as removed, and `newId`, a package that is about
-/// to be installed.
+/// whose absence is explained are those that the registry has as removed, and `newId`, a package that is
+/// about to be installed.
 ///
 /// Raises as Common::Rpm::DatabaseCopy, Transaction and requireEmptyDatabaseOf() do, with the database's path
 /// before the text, and as Certificates::of(). If there is a record that cannot be read, raises
