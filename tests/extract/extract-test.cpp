@@ -282,6 +282,12 @@ TEST_F(ExtractTest, UnpacksNothingElseThanItHasReadBefore) {
     writer.write(package_);
     EXPECT_THAT([&] { package.extract(staging_, root_.path() / "version"); },
                 raises(ErrorCode::BadPackageFileFormat, "The package file has changed meanwhile"));
+    writer.files.front().content = "judged";
+    writer.files.front().digest = Common::Rpm::sha256Of("judged");
+    EXPECT_NO_THROW(extract(writer));
+    writer.payload = {{share, "a", 0100644, "forged"}};
+    EXPECT_THAT([&] { extract(writer); },
+                raises(ErrorCode::BadPackageContent, "File does not match its digest: " + share + "a"));
 }
 
 TEST_F(ExtractTest, FailsInTheOrderOfTheChecks) {

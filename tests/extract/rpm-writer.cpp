@@ -32,6 +32,8 @@ std::uint32_t contentSize(const std::vector<WrittenFile> &files, const WrittenFi
 
 void appendFiles(Header header, const std::vector<WrittenFile> &files) {
     std::uint32_t index = 0;
+    const std::uint32_t sha256 = RPM_HASH_SHA256;
+    headerPutUint32(header, RPMTAG_FILEDIGESTALGO, &sha256, 1);
     for (const WrittenFile &file : files) {
         headerPutString(header, RPMTAG_BASENAMES, file.name.c_str());
         headerPutString(header, RPMTAG_DIRNAMES, file.directory.c_str());
@@ -51,7 +53,7 @@ void appendFiles(Header header, const std::vector<WrittenFile> &files) {
         headerPutString(header, RPMTAG_FILEUSERNAME, file.owner.c_str());
         headerPutString(header, RPMTAG_FILEGROUPNAME, file.owner.c_str());
         headerPutString(header, RPMTAG_FILECAPS, file.capabilities.c_str());
-        headerPutString(header, RPMTAG_FILEDIGESTS, "");
+        headerPutString(header, RPMTAG_FILEDIGESTS, file.digest.c_str());
         ++index;
     }
 }

@@ -16,6 +16,7 @@ struct WrittenFile {
     std::int32_t missingBytes = 0; ///< By how much the header claims more than the payload holds.
     std::string owner = "root";    ///< User and group.
     std::string capabilities = {};
+    std::string digest = {}; ///< The SHA-256 that the header has for it.
 };
 
 /// Writes a package file that librpm takes, with the file list as it is: rpmbuild would refuse to.

@@ -2,6 +2,7 @@
 
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/foreign-text.h"
+#include "kelp/core/common/rpm/digest.h"
 #include "kelp/core/common/rpm/extract-file-iterator.h"
 #include "kelp/core/common/rpm/file-iterator.h"
 #include "kelp/core/common/rpm/installed-files.h"
@@ -18,6 +19,7 @@
 #include "platform/app-manifest/manifest-entry.h"
 
 #include <sys/xattr.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <string_view>
@@ -135,6 +137,15 @@ std::string textOf(const PackageSignatures::Bytes &bytes) {
     return {bytes.begin(), bytes.end()};
 }
 
+/// The digests stand in the header, which is the one that was read first. Others may have written to the payload
+/// after its own digest was compared.
+void requireDigest(const FileDescriptor &file, const fs::path &path,
+                   const std::optional<std::string> &digest) {
+    if (digest && (::lseek(file.get(), 0, SEEK_SET) != 0 ||
+                   Common::Rpm::sha256Of(file.get(), path.string()) != *digest))
+        throw Error(ErrorCode::BadPackageContent, "File does not match its digest: " + path.string());
+}
+
 void signFile(const FileDescriptor &file, const fs::path &path, const std::string &id,
               const PackageSignatures::Cms &developer, int fileIndex) {
     setAttribute(file, path, "user.TA.shdr", textOf(developer.trustletSignature(fileIndex)));
@@ -209,7 +220,9 @@ void RpmPackage::unpack(const fs::path &destination, const fs::path &versionDire
         if (!developer)
             throw Error(ErrorCode::MissingDeveloperSignature, "Package doesn't have developer signature");
     };
+    const Common::Rpm::InstalledFiles record(content);
     const auto attachAttributes = [&](const PackageExtraction::Entry &entry, const FileDescriptor &file) {
+        requireDigest(file, entry.path, record.sha256(entry.fileIndex));
         if (entry.signable)
             signFile(file, destination / packagePathOf(entry.path, mappings_), id(), *developer,
                      entry.fileIndex);

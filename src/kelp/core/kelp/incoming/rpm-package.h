@@ -54,14 +54,17 @@ public:
     ///
     /// Raises as PackageExtraction::run() and listStagedContents() do. A package without a signature of its
     /// developer raises ErrorCode::MissingDeveloperSignature "Package doesn't have developer signature" at
-    /// its first regular file. The record of an installed package, which has no package file, raises
-    /// ErrorCode::FileNotFound "Couldn't open rpm package". Raises ErrorCode::BadPackageFileFormat "The
-    /// package file has changed meanwhile" if the file's header is not the one that fromFile() read.
+    /// its first regular file. A file whose content is not that of its digest in the header raises
+    /// ErrorCode::BadPackageContent "File does not match its digest: PATH". The record of an installed
+    /// package, which has no package file, raises ErrorCode::FileNotFound "Couldn't open rpm package". Raises
+    /// ErrorCode::BadPackageFileFormat "The package file has changed meanwhile" if the file's header is not
+    /// the one that fromFile() read.
     PackageStaging extract(const std::filesystem::path &destination,
                            const std::filesystem::path &versionDirectory) const override;
 
     /// Unpacks as extract() does, but without the validator and without a list of contents: for a package
-    /// that was let in already. Raises ErrorCode::BadPackageContent for a file that cannot be unpacked.
+    /// that was let in already. Raises ErrorCode::BadPackageContent for a file that cannot be unpacked, or
+    /// does not match its digest.
     void restage(const std::filesystem::path &destination,
                  const std::filesystem::path &versionDirectory) const;
 

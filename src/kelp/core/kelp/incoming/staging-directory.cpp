@@ -125,7 +125,7 @@ FileDescriptor StagingDirectory::createFile(const fs::path &path) {
     checkPath(path);
     const FileDescriptor &parent = openParent(path);
     // Never opens an existing file: a second entry of the path would change it after its verdict.
-    const int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+    const int flags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
     FileDescriptor file(::openat(parent.get(), path.filename().c_str(), flags, fileMode));
     if (file.get() < 0)
         raiseSystemError(

@@ -46,7 +46,7 @@ public:
     /// Makes the directory and its parents; one that exists is fine. It stays writable until
     /// applyPermissions().
     void makeDirectory(const std::filesystem::path &path, std::filesystem::perms permissions);
-    /// Makes an empty file, and its parents.
+    /// Makes an empty file, and its parents. It is open for reading and writing.
     FileDescriptor createFile(const std::filesystem::path &path);
     /// Makes a symbolic link, and its parents. The target is not looked at.
     void createSymlink(const std::filesystem::path &target, const std::filesystem::path &path) const;
