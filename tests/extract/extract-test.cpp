@@ -16,9 +16,11 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <ctime>
 #include <set>
 
 using namespace Core::KELP;
+using namespace std::string_literals;
 using Common::ErrorCode;
 namespace fs = std::filesystem;
 
@@ -164,6 +166,20 @@ TEST_F(ExtractTest, RefusesHostilePackagesAndTouchesNothingOutside) {
         refuses(hostile, ErrorCode::BadPackageContent, badContent);
     for (const HostileCase &hostile : payloads)
         refuses(hostile, ErrorCode::Internal, badPayload);
+}
+
+/// A small package can have a large file under any number of names: to read it under each would take hours.
+TEST_F(ExtractTest, ReadsAFileOfManyNamesOnce) {
+    RpmWriter writer;
+    for (const auto &[name, content] :
+         {std::pair(".json"s, "{\"a\":[" + std::string(4 << 20, '\n') + "]}"),
+          {".qml", "import \"/" + std::string(300, 'x') + "\"" + std::string(4 << 20, '\n')}})
+        for (int i = 0; i < 200; ++i)
+            writer.files.push_back({share + "managed-configuration/", std::to_string(i) + name, 0100644,
+                                    i == 199 ? content : "", name == ".qml" ? 7U : 8U});
+    const std::clock_t begin = std::clock();
+    EXPECT_THAT(reportOn(writer), testing::HasSubstr("Import is not allowed"));
+    EXPECT_LT(std::clock() - begin, 4 * CLOCKS_PER_SEC);
 }
 
 /// What a link brings in is never more than a copy would. Each link comes with the same file, and draws the

@@ -29,11 +29,19 @@ bool ConfigurationParameterFile::canValidate(const std::string &path, const std:
 
 void ConfigurationParameterFile::validate(const std::string &path, const std::string &realPath) {
     remember(path, realPath);
-    if (platformValidator()->isValid(realPath_))
-        return;
-    // Raises for an unreadable file, for which the platform's answer would be the same.
-    MappedFile::open(realPath_);
-    logger_->log(ConfigurationParameterFileRule::Invalid, {path_});
+    if (!isValid(realPath_))
+        logger_->log(ConfigurationParameterFileRule::Invalid, {path_});
+}
+
+bool ConfigurationParameterFile::isValid(const std::string &realPath) {
+    // Otherwise a large file with twenty thousand names would be read as many times.
+    const auto [found, isNew] = areValid_.try_emplace(Common::identityOf(statusOf(realPath)));
+    if (isNew)
+        found->second = platformValidator()->isValid(realPath);
+    if (isNew && !found->second)
+        // Raises for an unreadable file, for which the platform's answer would be the same.
+        MappedFile::open(realPath);
+    return found->second;
 }
 
 } // namespace Validator

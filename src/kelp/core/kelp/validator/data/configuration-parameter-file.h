@@ -1,6 +1,9 @@
 #pragma once
 
+#include "kelp/core/common/files/file-identity.h"
 #include "kelp/core/kelp/validator/framework/checker.h"
+
+#include <map>
 
 namespace Validator {
 
@@ -15,6 +18,11 @@ public:
     /// True if the platform takes the path for such a file of a package of this name.
     bool canValidate(const std::string &path, const std::string &realPath) override;
     void finish() override {}
+
+private:
+    bool isValid(const std::string &realPath);
+
+    std::map<Common::FileIdentity, bool> areValid_; ///< The files that were read.
 };
 
 } // namespace Validator

@@ -30,14 +30,24 @@ struct Place {
     const std::string &name; ///< Of the package.
     const Config &config;
     bool isAllowed; ///< Whether the profile lists the path.
+    std::map<Common::FileIdentity, bool> &areElf;
 };
 
 /// A script would run without a check of its commands.
-bool isValidElfOrDirectory(const std::string &realPath) {
-    if (S_ISDIR(statusOf(realPath).st_mode))
-        return true;
+bool isValidElf(const std::string &realPath) {
     const auto reader = ElfReader::create(realPath);
     return reader && reader->isValid();
+}
+
+bool isValidElfOrDirectory(const Place &place) {
+    const struct stat status = statusOf(place.realPath);
+    if (S_ISDIR(status.st_mode))
+        return true;
+    // Otherwise a large file with twenty thousand names would be read as many times.
+    const auto [found, isNew] = place.areElf.try_emplace(Common::identityOf(status));
+    if (isNew)
+        found->second = isValidElf(place.realPath);
+    return found->second;
 }
 
 void pass(const Place &, Logger &) {}
@@ -51,7 +61,7 @@ void refuseDebugFile(const Place &, Logger &logger) {
     logger.log(ContentRule::DebugFiles);
 }
 void requireElf(const Place &place, Logger &logger) {
-    if (!isValidElfOrDirectory(place.realPath))
+    if (!isValidElfOrDirectory(place))
         logger.log(ExecutableRule::NoExecutableInLibexec, {place.path});
 }
 
@@ -108,8 +118,9 @@ void Path::validate(const std::string &path, const std::string &realPath) {
     checkContent();
 }
 
-void Path::checkLocation() const {
-    const Place place{path_, realPath_, meta_->name(), *config_, config_->allowedPaths().contains(path_)};
+void Path::checkLocation() {
+    const Place place{path_,  realPath_, meta_->name(), *config_, config_->allowedPaths().contains(path_),
+                      areElf_};
     const auto rule =
         std::ranges::find_if(locationRules, [&](const LocationRule &r) { return r.applies(place); });
     rule->judge(place, *logger_);

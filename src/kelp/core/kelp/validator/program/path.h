@@ -21,11 +21,12 @@ public:
     void finish() override {}
 
 private:
-    void checkLocation() const;
+    void checkLocation();
     void checkContent();
     bool holdsHardcodedPath(const MappedFile &file);
 
     std::map<Common::FileIdentity, bool> isHardcodedIn_; ///< Large files that were searched.
+    std::map<Common::FileIdentity, bool> areElf_;        ///< Files at places of programs.
 };
 
 } // namespace Validator

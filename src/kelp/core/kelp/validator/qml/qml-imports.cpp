@@ -62,12 +62,14 @@ void QmlImports::extractImports() {
         return;
     }
     Imports found = scan();
-    if (remembered_ + found.size() <= mostRemembered && std::ranges::all_of(found, [](const auto &entry) {
-            return entry.first.size() <= longestRemembered;
-        })) {
-        remembered_ += found.size();
-        byFile_.emplace(identity, std::move(found));
-    }
+    // Under its other names the file is not read again, even if its imports are too many or too long to keep:
+    // they would only repeat their findings, and the first one that fails is kept anyway.
+    if (remembered_ + found.size() > mostRemembered ||
+        std::ranges::any_of(found, [](const auto &entry) { return entry.first.size() > longestRemembered; }))
+        std::erase_if(found,
+                      [](const auto &entry) { return !isQuoted(entry.first) || entry.second.isAbsolute; });
+    remembered_ += found.size();
+    byFile_.emplace(identity, std::move(found));
 }
 
 QmlImports::Imports QmlImports::scan() {

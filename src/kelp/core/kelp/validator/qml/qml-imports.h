@@ -17,8 +17,7 @@ namespace Validator {
 /// A forbidden import makes its file fail, and every file that is judged after it; one such import is kept
 /// for that. A relative one does so only up to the first file from which it leads to a file of the package.
 /// So all relative imports that are forbidden are kept. The time grows linearly with the number of files. A
-/// hard-linked file is read once, under its first name, unless too many or too long imports would have to be
-/// remembered.
+/// hard-linked file is read once, under its first name.
 class QmlImports final : public ValidatorBase<IValidator> {
 public:
     QmlImports(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config, std::shared_ptr<Logger> logger);
