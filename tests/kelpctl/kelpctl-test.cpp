@@ -306,6 +306,10 @@ TEST_F(KelpCtlTest, KeepsToBounds) {
     writer.write(file);
     EXPECT_EQ(run("validate " + file), 1);
     EXPECT_THAT(out(), ContainsRegex("version-unusable.*package-name-unusable"));
+    writer.version = std::string(24 << 20, '1');
+    writer.write(file);
+    EXPECT_EQ(run("validate " + file), 2);
+    EXPECT_THAT(out(), HasSubstr("incomplete: The report is too long"));
     writer.version = "1";
     writer.files.front().missingBytes = 0x7fffffff;
     writer.files.resize(5'000, writer.files.front());

@@ -15,11 +15,25 @@ namespace {
 
 constexpr std::size_t pieceSize = 0x10000;
 
+/// In place of a report that no frame can hold: a name of the package may have any length.
+PackageReport withoutFindings(const PackageReport &report) {
+    PackageReport rest;
+    rest.profile = report.profile;
+    rest.osVersion = report.osVersion;
+    rest.sha256 = report.sha256;
+    rest.verdict = Verdict::Incomplete;
+    rest.reason = "The report is too long";
+    return rest;
+}
+
 void send(int channel, const PackageReport &report) {
     if (report.lines)
         for (std::string piece; !(piece = report.lines->take(pieceSize)).empty();)
             writeFrame(channel, Frame::Kind::Lines, piece);
-    writeFrame(channel, Frame::Kind::Report, packed(report));
+    std::string bytes = packed(report);
+    if (bytes.size() > longestFrame)
+        bytes = packed(withoutFindings(report));
+    writeFrame(channel, Frame::Kind::Report, bytes);
 }
 
 std::vector<PackageReport> judged(const std::string &file, const JudgeOptions &options) {

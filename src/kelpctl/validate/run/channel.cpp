@@ -16,14 +16,11 @@ struct Intro {
     std::uint32_t size;
 };
 
-/// In bytes, more than any report has.
-constexpr std::size_t longest = std::size_t(64) << 20;
-
 } // namespace
 
 std::string packFrame(Frame::Kind kind, std::string_view bytes) {
     const Intro intro{static_cast<std::uint32_t>(kind), static_cast<std::uint32_t>(bytes.size())};
-    if (bytes.size() > longest)
+    if (bytes.size() > longestFrame)
         throw std::runtime_error("The report is too long");
     std::string frame(sizeof intro, '\0');
     std::memcpy(frame.data(), &intro, sizeof intro);
@@ -40,7 +37,7 @@ std::optional<Frame> FrameReader::next() {
         return std::nullopt;
     std::memcpy(&intro, bytes_.data(), sizeof intro);
     // A hostile package may have taken over its judge, which would fill the memory here.
-    if (intro.kind > static_cast<std::uint32_t>(Frame::Kind::Done) || intro.size > longest)
+    if (intro.kind > static_cast<std::uint32_t>(Frame::Kind::Done) || intro.size > longestFrame)
         throw std::runtime_error("The judge's answer is malformed");
     if (bytes_.size() - sizeof intro < intro.size)
         return std::nullopt;

@@ -23,6 +23,10 @@ struct Frame {
     std::string bytes = {};
 };
 
+/// The most bytes of one frame; reports of sound packages have far fewer.
+inline constexpr std::size_t longestFrame = std::size_t(64) << 20;
+
+/// Raises std::runtime_error for more bytes than a frame can have.
 std::string packFrame(Frame::Kind kind, std::string_view bytes);
 
 /// Writes a frame to a file, waiting for room. Raises std::system_error.
