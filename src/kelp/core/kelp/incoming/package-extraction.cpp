@@ -60,7 +60,8 @@ PackageExtraction::PackageExtraction(const ExtractFileIterator &package, Task ta
     steps_(std::move(steps)),
     pipeline_(pipeline),
     staging_(task_.destination),
-    links_(staging_, linksLeadTo()) {
+    links_(staging_, linksLeadTo()),
+    claimed_(package.contentSize()) {
     for (const ValidationSetup &judge : judges)
         seats_.emplace_back(judge, meta_);
 }
@@ -107,18 +108,17 @@ bool PackageExtraction::isRefused() const {
 
 /// By the header's size, since a full disk stops other programs too. No more than that is unpacked.
 void PackageExtraction::requireRoom() const {
-    const std::uint64_t size = package_.contentSize();
-    if (task_.mostUnpacked && size > *task_.mostUnpacked)
-        raiseTooLarge("its files take " + std::to_string(size) + " bytes");
-    if (size > Common::freeSpace(staging_.path()))
+    if (task_.mostUnpacked && claimed_ > *task_.mostUnpacked)
+        raiseTooLarge("its files take " + std::to_string(claimed_) + " bytes");
+    if (claimed_ > Common::freeSpace(staging_.path()))
         throw Error(ErrorCode::Filesystem,
-                    "Couldn't unpack package: no room for " + std::to_string(size) + " bytes", ENOSPC);
+                    "Couldn't unpack package: no room for " + std::to_string(claimed_) + " bytes", ENOSPC);
 }
 
 void PackageExtraction::take(std::size_t bytes) {
     unpacked_ += bytes;
-    if (task_.mostUnpacked && unpacked_ > *task_.mostUnpacked)
-        raiseTooLarge("its files take more than " + std::to_string(*task_.mostUnpacked) + " bytes");
+    if (unpacked_ > claimed_)
+        raiseTooLarge("its files take more than its header says");
 }
 
 void PackageExtraction::judge() {

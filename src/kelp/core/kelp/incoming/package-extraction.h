@@ -73,9 +73,9 @@ public:
     /// call returns for each judge the text of its first refusal, or an empty text.
     ///
     /// Raises ErrorCode::Filesystem "Couldn't unpack package: REASON", which is no verdict, when the files
-    /// take more than `mostUnpacked` or than the free space. Also raises what StagingDirectory,
-    /// ExtractFileIterator, the checkers and the functions in Steps raise. Files that were unpacked before an
-    /// error stay.
+    /// take more than `mostUnpacked`, than the free space or than the header says. Also raises what
+    /// StagingDirectory, ExtractFileIterator, the checkers and the functions in Steps raise. Files that were
+    /// unpacked before an error stay.
     std::vector<std::string> run();
 
     /// Gives the directories their permissions.
@@ -114,6 +114,7 @@ private:
     SymbolicLinks links_;
     std::vector<Seat> seats_;
     std::unordered_set<std::string> namedLinks_; ///< Links that the header's judge has reported already.
+    std::uint64_t claimed_;                      ///< The bytes of all files by the header.
     std::uint64_t unpacked_ = 0;                 ///< Of the thread that unpacks.
 };
 

@@ -137,8 +137,8 @@ std::string textOf(const PackageSignatures::Bytes &bytes) {
     return {bytes.begin(), bytes.end()};
 }
 
-/// The digests stand in the header, which is the one that was read first. Others may have written to the payload
-/// after its own digest was compared.
+/// The digests stand in the header, which is the one that was read first. Others may have written to the
+/// payload after its own digest was compared.
 void requireDigest(const FileDescriptor &file, const fs::path &path,
                    const std::optional<std::string> &digest) {
     if (digest && (::lseek(file.get(), 0, SEEK_SET) != 0 ||
