@@ -343,6 +343,7 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
     const std::string descriptor = stored + "/1-1/velura.pkg";
     const std::string conflict =
         refused + "File conflict found when installing the package: " + "/opt/app/org.example.sound";
+    const std::string isMount = ".rpm: /opt/app/org.example.sound/1-1/own is a mount point\nstatus 2\n";
     const std::array<std::string, 3> rows[] = {
         {"true", "2", refused + "The package does not have a developer's signature" + status},
         {sign + "K1 CN=D; touch $IMAGE/srv/1; ln -s /srv $IMAGE/opt/kelp/install", "2",
@@ -362,7 +363,13 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
              "\"kelpctl policy missing-source allow\" would let it in" +
              status},
         {policy + "allow", "1", "org.example.sound 1-1 installed\n"},
-        {"mkdir " + stored + "/2-1", "2", conflict + "/2-1 is somebody else's" + status},
+        // What is mounted is not the application's.
+        {"mkdir " + stored + "/1-1/own; mount -t tmpfs x " + stored + "/1-1/own; touch " + stored +
+             "/1-1/own/x; ! in_image kelpctl remove org.example.sound",
+         "2", "kelpctl: /root/sound-2" + isMount},
+        {"true", "--repair /root/sound-1.rpm", "kelpctl: /root/sound-1" + isMount},
+        {"umount " + stored + "/1-1/own; rmdir " + stored + "/1-1/own; mkdir " + stored + "/2-1", "2",
+         conflict + "/2-1 is somebody else's" + status},
         {"rmdir " + stored + "/2-1; mv " + stored + " $IMAGE/srv/; ln -s /srv/org.example.sound " + stored,
          "2", conflict + " is a link" + status},
         {"rm " + stored + "; mv $IMAGE/srv/org.example.sound " + stored +

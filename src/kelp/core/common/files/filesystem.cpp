@@ -3,9 +3,11 @@
 #include "kelp/core/common/errors/reraise-as.h"
 #include "kelp/core/common/files/path-tests.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <fstream>
 #include <iterator>
 
@@ -55,9 +57,37 @@ fs::path nearestExisting(const fs::path &path) {
     return existing;
 }
 
+/// Also tells a mount of the same filesystem, of which the device number does not differ.
+bool isMountPoint(const fs::path &directory) {
+    struct statx status = {};
+    if (::statx(AT_FDCWD, directory.c_str(), AT_SYMLINK_NOFOLLOW, 0, &status) != 0 && !isNotFound(errno))
+        throw fs::filesystem_error("cannot look", directory, std::error_code(errno, std::system_category()));
+    return (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
+}
+
+/// A mounted file needs no look: the kernel does not remove it.
+fs::path mountPointIn(const fs::path &path) {
+    if (!fs::is_directory(fs::symlink_status(path)))
+        return {};
+    if (isMountPoint(path))
+        return path;
+    for (const fs::directory_entry &entry : fs::recursive_directory_iterator(path))
+        if (!entry.is_symlink() && entry.is_directory() && isMountPoint(entry.path()))
+            return entry.path();
+    return {};
+}
+
 } // namespace
 
+void requireNoMount(const fs::path &path) {
+    const fs::path mounted = reraiseAs(ErrorCode::Filesystem, "Couldn't look for mounts in " + path.string(),
+                                       [&] { return mountPointIn(path); });
+    if (!mounted.empty())
+        throw Error(ErrorCode::Filesystem, mounted.string() + " is a mount point");
+}
+
 void removeAll(const fs::path &path) {
+    requireNoMount(path);
     reraiseAs(ErrorCode::Filesystem, "Couldn't remove filesystem entry: " + path.string(),
               [&] { fs::remove_all(path); });
 }

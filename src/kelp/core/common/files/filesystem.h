@@ -13,8 +13,12 @@ namespace Common {
 // that it made.
 
 /// Removes `path` and all below it; links are removed, not followed. Part of a tree may be gone after a
-/// failure.
+/// failure. With a mount point at `path` or below it, raises as requireNoMount(), and removes nothing.
 void removeAll(const std::filesystem::path &path);
+
+/// Raises ErrorCode::Filesystem "PATH is a mount point" if `path` is a directory and something is mounted on
+/// it, or on a directory below it: that belongs to whoever has mounted it. Logs nothing then.
+void requireNoMount(const std::filesystem::path &path);
 
 /// Makes the directory and its parents. One that exists is fine.
 void createDirectories(const std::filesystem::path &path);

@@ -140,6 +140,8 @@ private:
             throw Error(ErrorCode::Internal, id_ + ": The package is still in rpm, from where kelp-launcher "
                                                    "takes it over");
         refuseForeign(StoreEntry(resolver_, id_).objectionTo(package_.version()));
+        // The old version could not go.
+        Common::requireNoMount(resolver_.packageDirectory(id_));
         if (const auto found = StoreView(configuration_).package(id_)) {
             if (!found->failure.empty())
                 throw Error(ErrorCode::Filesystem, found->failure);

@@ -6,6 +6,7 @@
 #include "kelp/core/common/files/directory.h"
 #include "kelp/core/common/files/durable-file.h"
 #include "kelp/core/common/files/file-descriptor.h"
+#include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/rpm/database.h"
 #include "kelp/core/common/rpm/digest.h"
@@ -93,6 +94,8 @@ public:
             // Unfinished operations end first: they may change the version.
             settlePackage(configuration_, id_);
         requireInstalled();
+        // What is mounted there would leave with the old files.
+        Common::requireNoMount(version());
         requireList();
         const OwnDirectory directory = OwnDirectory::installing(configuration_);
         directory.require();

@@ -28,6 +28,7 @@ constexpr int packageRemoved = 14;
 
 /// Removes all that is in a directory beside one name.
 void removeAllBut(const fs::path &directory, const fs::path &kept) {
+    Common::requireNoMount(directory);
     Common::reraiseAs(ErrorCode::Filesystem, "Couldn't remove filesystem entry: " + directory.string(), [&] {
         for (const fs::directory_entry &entry : fs::directory_iterator(directory))
             if (entry.path().filename() != kept)
@@ -86,8 +87,10 @@ void FSDatabase::dropCurrent(const std::string &id) const {
     const StoreEntry::Slot current = entry(id).slot(PackageSlot::Current);
     if (!current.counts())
         return;
+    const fs::path version = pathResolver_->versionDirectory(id, current.version);
+    Common::requireNoMount(version);
     Common::removeAll(pathResolver_->descriptorFile(id, PackageSlot::Current));
-    Common::removeAll(pathResolver_->versionDirectory(id, current.version));
+    Common::removeAll(version);
 }
 
 void FSDatabase::cleanupCorrupted(const std::string &id) {
