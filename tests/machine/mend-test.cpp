@@ -63,8 +63,8 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
          {"printf 'com.example.devices\\n2.0-7\\nU\\n' >var/lib/kelp/installation", "com.example.devices",
           "unfinished-update", true},
          // But not what a dry run that is at work has unpacked.
-         {"mkdir -p opt/kelp/install/org.example.gone opt/kelp/install/org.example.gone.dry-run.1",
-          "org.example.gone", "leftover", true},
+         {"mkdir -p opt/kelp/install/org.example.ticker opt/kelp/install/org.example.gone.dry-run.1",
+          "org.example.ticker", "leftover", true},
          // Copies, a directory made for links, and the store's own files.
          {"chmod 600 usr/bin/com.example.devices", "com.example.devices", "mode", true},
          {"chown daemon usr/bin/com.example.devices", "com.example.devices", "owner", true},
@@ -139,6 +139,7 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
           "org.example.notes", "unbound", false}},
         // And so is what is somebody else's, or may be.
         {{"ln -s /srv opt/app/photos", "", "foreign", false},
+         {"rm opt/kelp/install; mkdir -p opt/kelp/install/photos", "photos", "foreign", false},
          {"mkdir opt/app/org.example.notes/2-1", "org.example.notes", "foreign", false},
          {"rm opt/kelp/rescued; mkdir -p opt/kelp/rescued/phone; sed s/org.example.notes/com.example.phone/ "
           "opt/app/org.example.notes/1.4.2-1/velura.pkg >opt/kelp/rescued/phone/velura.pkg",

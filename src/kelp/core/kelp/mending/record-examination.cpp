@@ -254,7 +254,28 @@ private:
         }
     }
 
+    /// An installation begins with the developer's certificate. So only a directory that is named after a
+    /// package with one can be its tree; people may have put anything else there.
+    static bool isUnpackedTree(const fs::directory_entry &entry, const std::string &id) {
+        return fs::is_directory(entry.symlink_status()) && developerKey(id).has_value();
+    }
+
     /// Trees unpacked for an installation came out of a package file, and can be unpacked again.
+    void examineLeftover(const fs::directory_entry &entry) {
+        const fs::path &path = entry.path();
+        const std::string id = idOfUnpacked(path.filename());
+        const auto isOurs = views_.unread.attempt([&] { return isUnpackedTree(entry, id); });
+        if (!isOurs)
+            return;
+        if (*isOurs)
+            add(id, FindingKind::Leftover, path,
+                "is left of a killed installation or repair; --repair removes it",
+                [path] { Common::removeAll(path); });
+        else
+            add(id, FindingKind::Foreign, path,
+                "is no tree of a package with a certificate: no program touches it", {});
+    }
+
     void examineLeftovers(const OwnDirectory &directory) {
         if (!directory.isOwn())
             return;
@@ -265,9 +286,7 @@ private:
              entry.increment(error))
             if (entry->path().filename() != OwnDirectory::markName &&
                 !isOfRunningDryRun(entry->path().filename()))
-                add(entry->path().filename().string(), FindingKind::Leftover, entry->path(),
-                    "is left of a killed installation or repair; --repair removes it",
-                    [path = entry->path()] { Common::removeAll(path); });
+                examineLeftover(*entry);
         if (error && !Common::provesAbsence(error.value()))
             throw Common::Error(Common::ErrorCode::Filesystem,
                                 "Couldn't read directory: " + directory.path().string(), error.value());

@@ -96,6 +96,10 @@ std::string dryRunName(const std::string &id) {
     return id + dryRunMark + std::to_string(::getpid());
 }
 
+std::string idOfUnpacked(const std::string &name) {
+    return name.substr(0, name.rfind(dryRunMark));
+}
+
 bool isOfRunningDryRun(const std::string &name) {
     const std::size_t mark = name.rfind(dryRunMark);
     if (mark == std::string::npos)

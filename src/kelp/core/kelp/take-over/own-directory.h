@@ -53,6 +53,9 @@ private:
 /// holds no lock.
 std::string dryRunName(const std::string &id);
 
+/// The id in the name of an unpacked tree, also in that of a dry run's.
+std::string idOfUnpacked(const std::string &name);
+
 /// Whether that is the name of a dry run whose process lives.
 bool isOfRunningDryRun(const std::string &name);
 
