@@ -42,6 +42,8 @@ TEST_F(SeeTest, SaysHowEachApplicationStands) {
          R"("reason":"its directory is a link, and is neither updated nor removed")"},
         {"rm -r usr/bin/com.example.devices usr/share/com.example.devices", "com.example.devices",
          R"("version":"2.0-7","state":"damaged","reason":"2 published files are missing")"},
+        {"rm opt/app/com.example.devices/current/symlink.list", "com.example.devices",
+         R"("version":"2.0-7","state":"damaged","reason":"its list of published files is missing")"},
         {"rm opt/app/com.example.devices/current/velura.pkg", "com.example.devices",
          R"("version":"2.0-7","state":"damaged","reason":"its descriptor cannot be read, or its version is gone")"},
         {"touch opt/app/com.example.devices/current/publication.plan", "com.example.devices",

@@ -52,6 +52,8 @@ std::string damage(const StoredPackage &package, const PackageFiles &files) {
         return "no version of it is current";
     if (!package.information)
         return "its descriptor cannot be read, or its version is gone";
+    if (!files.isListed)
+        return "its list of published files is missing";
     const std::size_t missing = files.missing.size();
     if (missing == 0)
         return {};

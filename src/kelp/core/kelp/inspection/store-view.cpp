@@ -238,8 +238,9 @@ PackageFiles StoreView::files(const std::string &id) const {
     const DatabasePathResolver resolver(*configuration_);
     const TreeView tree(resolver.packageDirectory(id));
     PublishedFiles published(resolver.packageDirectory(id), resolver.currentDirectory(id), tree);
-    PackageFiles files{tree.bytes(), {}};
-    for (const std::string &target : publishedFiles(id).value_or(std::vector<std::string>()))
+    const auto listed = publishedFiles(id);
+    PackageFiles files{tree.bytes(), {}, listed.has_value()};
+    for (const std::string &target : listed.value_or(std::vector<std::string>()))
         if (!published.isThere(target))
             files.missing.emplace_back(target);
     return files;
