@@ -467,9 +467,13 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
     EXPECT_EQ(kelpctl("remove org.example.reader"), "org.example.reader removed\n");
     EXPECT_THAT(kelpctl("status --check"), Not(HasSubstr("lost")));
 
-    run("mkdir $IMAGE/root/rpm && cp " KELP_RPMS "/samples/org.example.ticker.rpm $IMAGE/root/; "
+    run("mkdir $IMAGE/root/rpm && cp " KELP_RPMS "/samples/org.example.{notes,ticker}.rpm $IMAGE/root/; "
         "install_rpms $IMAGE/root/org.example.ticker.rpm");
     EXPECT_THAT(kelpctl("install /root/org.example.ticker.rpm"), HasSubstr("still in rpm"));
+    // With that record the launcher would bring back what is removed, without its files.
+    there("rpm --force-debian --install --justdb /root/org.example.notes.rpm");
+    EXPECT_THAT(kelpctl("remove org.example.notes"),
+                EndsWith("rpm --erase --justdb org.example.notes" + status));
 }
 
 } // namespace

@@ -52,6 +52,19 @@ void requireUnbound(const IConfiguration &configuration, const std::string &id) 
     }
 }
 
+/// The next take-over would bring it back, without the files that are removed.
+void requireForgotten(const IConfiguration &configuration, const std::string &id) {
+    // What could not be read is told by each look at the machine.
+    Unread unread;
+    const auto rpm = rpmRecords(configuration, unread);
+    if (rpm && std::ranges::find(rpm->records, id, &RpmRecord::id) != rpm->records.end())
+        throw Common::Error(
+            Common::ErrorCode::Internal,
+            "It is removed, but rpm has a record of it, by which kelp-launcher would bring it "
+            "back without its files: rpm --erase --justdb " +
+                id);
+}
+
 /// Whether nothing but records is left of a package: people may give it up.
 bool isLost(const IConfiguration &configuration, const std::string &id) {
     const auto inRpm = rpmRecords(configuration);
@@ -110,6 +123,7 @@ std::vector<fs::path> removePackage(const IConfiguration &configuration, const s
     requireAllTakenBack(id);
     requireNothingPublished(configuration, id);
     requireUnbound(configuration, id);
+    requireForgotten(configuration, id);
     return left;
 }
 

@@ -17,9 +17,10 @@ namespace Core::KELP {
 /// its way from rpm. Also raises as completeRemoval(), and as the looks at the machine do. The caller holds
 /// the writers' lock.
 ///
-/// Three failures are raised only after all other steps. Published files that could not be removed, which are
+/// Four failures are raised only after all other steps. Published files that could not be removed, which are
 /// noted (left-behind.h), raise ErrorCode::Internal. So do files that stay published because a foreign
-/// directory stands in place of the link `current`. A database of sources that cannot be read raises
+/// directory stands in place of the link `current`, and a record of the package in rpm, by which the next
+/// take-over would bring it back without its files. A database of sources that cannot be read raises
 /// ErrorCode::Filesystem.
 ///
 /// The file var/lib/kelp/removal names the package from before anything is removed until all steps have
