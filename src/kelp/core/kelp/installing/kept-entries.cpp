@@ -42,19 +42,22 @@ void KeptEntries::carryOver() {
         bring(path);
 }
 
-/// A changed file and an unchanged hard link of it would become two files.
+/// A changed file and an unchanged hard link of it would become two files. Where they are two files by now,
+/// as after an editor, the other one may be damaged, and comes from the package.
 void KeptEntries::completeNames() {
     std::set<std::pair<dev_t, ino_t>> kept;
     const std::vector<ContentsEntry> entries = contentsOfTree(repaired_);
-    const auto identity = [&](const ContentsEntry &entry) {
-        return identityOf(statusOf(repaired_ / entry.path));
+    const auto isKept = [&](const fs::path &tree, const std::string &path) {
+        return fs::exists(fs::symlink_status(tree / path)) &&
+               kept.contains(identityOf(statusOf(tree / path)));
     };
     for (const ContentsEntry &entry : entries)
         if (entry.type == ContentsEntry::Type::File && paths_.contains(entry.path))
-            kept.insert(identity(entry));
+            for (const fs::path &tree : {installed_, repaired_})
+                kept.insert(identityOf(statusOf(tree / entry.path)));
     for (const ContentsEntry &entry : entries)
-        if (entry.type == ContentsEntry::Type::File && kept.contains(identity(entry)) &&
-            fs::exists(fs::symlink_status(installed_ / entry.path)))
+        if (entry.type == ContentsEntry::Type::File && isKept(repaired_, entry.path) &&
+            isKept(installed_, entry.path))
             paths_.insert(entry.path);
 }
 
