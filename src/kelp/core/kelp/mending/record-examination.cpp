@@ -5,6 +5,7 @@
 #include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/i-configuration.h"
+#include "kelp/core/kelp/inspection/certificates.h"
 #include "kelp/core/kelp/inspection/machine-views.h"
 #include "kelp/core/kelp/mending/operation-records.h"
 #include "kelp/core/kelp/mending/rescue.h"
@@ -257,7 +258,13 @@ private:
     /// An installation begins with the developer's certificate. So only a directory that is named after a
     /// package with one can be its tree; people may have put anything else there.
     static bool isUnpackedTree(const fs::directory_entry &entry, const std::string &id) {
-        return fs::is_directory(entry.symlink_status()) && developerKey(id).has_value();
+        if (!fs::is_directory(entry.symlink_status()))
+            return false;
+        const bool isCertified = developerKey(id).has_value();
+        // A lost signature database proves nothing.
+        if (!isCertified)
+            requireCertificates();
+        return isCertified;
     }
 
     /// Trees unpacked for an installation came out of a package file, and can be unpacked again.
