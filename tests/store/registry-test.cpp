@@ -64,11 +64,12 @@ TEST_F(RegistryTest, ANewRecordDropsThoseOfItsChainOfKeys) {
          without("timestamp=4 event=U package=p keyid=K1\n") + "timestamp=9 event=U package=p keyid=K1\n"},
         {RegistryEvent::Install, "Y", {}, history + "timestamp=9 event=I package=p keyid=Y\n"},
     };
+    writeFile(file().string() + ".other", "left behind by a crash");
     for (const auto &[event, key, previous, result] : rows) {
         writeFile(file(), history);
-        writeFile(file().string() + ".next", "left behind by a crash");
+        std::filesystem::create_symlink(file().string() + ".other", file().string() + ".next");
         EXPECT_TRUE(write(event, key, previous));
-        EXPECT_EQ(readFile(file()), result);
+        EXPECT_EQ(readFile(file()) + readFile(file().string() + ".other"), result + "left behind by a crash");
     }
     EXPECT_EQ(out.take(), "");
 }

@@ -43,7 +43,9 @@ fs::path neighbour(const char *ending) {
 /// Only for root: a process that may read the file may lock it, and make us wait for ever.
 bool createLockFile(const fs::path &path) {
     constexpr mode_t rootAlone = 0600;
-    const Common::FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, rootAlone));
+    // Through a link it would change the mode of a foreign file, and a pipe would wait for a reader.
+    const Common::FileDescriptor file(
+        ::open(path.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, rootAlone));
     // An earlier version made it readable by everybody.
     if (file.get() >= 0 && ::fchmod(file.get(), rootAlone) == 0)
         return true;
@@ -146,6 +148,9 @@ bool writeNext(const std::string &content) {
     const fs::path next = neighbour(".next");
     try {
         Common::createDirectories(next.parent_path());
+        // Not written into: it may be a link, or another name of the registry itself.
+        std::error_code ignored;
+        fs::remove(next, ignored);
         Common::writeDurably(next, content);
         return true;
     } catch (const std::exception &) {
