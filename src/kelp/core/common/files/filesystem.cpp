@@ -57,12 +57,21 @@ fs::path nearestExisting(const fs::path &path) {
     return existing;
 }
 
-/// Also tells a mount of the same filesystem, of which the device number does not differ.
-bool isMountPoint(const fs::path &directory) {
+struct statx lookAt(const fs::path &directory) {
     struct statx status = {};
     if (::statx(AT_FDCWD, directory.c_str(), AT_SYMLINK_NOFOLLOW, 0, &status) != 0 && !isNotFound(errno))
         throw fs::filesystem_error("cannot look", directory, std::error_code(errno, std::system_category()));
-    return (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
+    return status;
+}
+
+/// Also tells a mount of the same filesystem, of which the device number does not differ. A kernel before 5.8
+/// tells only other filesystems.
+bool isMountPoint(const fs::path &directory) {
+    const struct statx status = lookAt(directory);
+    if ((status.stx_attributes_mask & STATX_ATTR_MOUNT_ROOT) != 0)
+        return (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
+    const struct statx parent = lookAt(directory / "..");
+    return status.stx_dev_major != parent.stx_dev_major || status.stx_dev_minor != parent.stx_dev_minor;
 }
 
 /// A mounted file needs no look: the kernel does not remove it.
