@@ -109,6 +109,12 @@ TEST_F(TakeOverTest, WhatCouldNotBePublishedStaysInRpm) {
         {"org.changed",
          "add org.changed; rm $IMAGE/usr/share/org.changed/words; mkdir $IMAGE/usr/share/org.changed/words",
          "/usr/share/org.changed/words is not a file any more"},
+        {"org.two", "add org.two; ln -sfT /etc $IMAGE/usr/share/org.two/words",
+         "/usr/share/org.two/words is not a file any more"},
+        {"org.three",
+         "add org.three; ln -sf ../doc/words $IMAGE/usr/share/org.three/words; "
+         "cd $IMAGE/usr/share; mkdir -p doc; touch doc/words",
+         "/usr/share/org.three/words is not a file any more"},
         {"org.owned",
          "add org.owned; in_image useradd somebody; in_image chown somebody /usr/share/org.owned; "
          "ln -sf /etc/shadow $IMAGE/usr/share/org.owned/words",

@@ -39,13 +39,13 @@ bool pointsBesideItself(const fs::path &target) {
     return !target.empty() && target.native().front() != '.' && target.native().front() != '/';
 }
 
-/// Raises if the look fails: that is not absence.
-bool leadsToSomething(const fs::path &installed) {
+/// What a path leads to; nothing for a missing file. Raises if the look fails: that is not absence.
+std::optional<mode_t> modeBehind(const fs::path &installed) {
     struct stat status = {};
     if (::stat(installed.c_str(), &status) == 0)
-        return true;
+        return status.st_mode;
     if (Common::isNotFound(errno))
-        return false;
+        return std::nullopt;
     throw Common::Error(Common::ErrorCode::Filesystem, "Couldn't look for " + installed.string(), errno);
 }
 
@@ -112,7 +112,8 @@ void PackageOutline::add(const RpmPackage &package, const StandingFiles &standin
 /// As the copy will come out. The file may have been replaced, so its place is examined in detail.
 void PackageOutline::addInstalledFile(const fs::path &installed, const fs::path &path) {
     // The copy leaves it out as well, with a warning.
-    if (!leadsToSomething(installed))
+    const auto mode = modeBehind(installed);
+    if (!mode)
         return;
     if (!isRootsToLead(installed)) {
         objection_ = objection_.value_or("others than root decide what stands at " + installed.string());
@@ -120,6 +121,9 @@ void PackageOutline::addInstalledFile(const fs::path &installed, const fs::path 
         // Root has put a link in the file's place: Common::copy() makes the copy of it.
         const fs::path target = Common::readSymlink(installed);
         put(path, pointsBesideItself(target) ? TreeNode{Kind::Link, target} : TreeNode{Kind::File, {}});
+        // The copy would look for a relative text from the working directory, and makes files alone.
+        if (!pointsBesideItself(target) && !(target.is_absolute() && S_ISREG(*mode)))
+            objection_ = objection_.value_or(installed.string() + " is not a file any more");
     } else if (!objection_) {
         objection_ = installed.string() + " is not a file any more";
     }
