@@ -127,6 +127,9 @@ void RpmMigration::run() {
             // A journalled package may be among the unreadable ones, and would seem erased.
             throw error;
         LogStream(LogLevel::Warning) << error;
+        // With the stamp the applications of these records would stay in rpm for good, and nothing judged
+        // them.
+        note(std::make_exception_ptr(error));
         takeOver_.expectDamage();
     }
     dropStored(survey);
