@@ -8,6 +8,7 @@
 
 #include <grp.h>
 
+#include <cerrno>
 #include <cstdlib>
 
 namespace fs = std::filesystem;
@@ -58,6 +59,9 @@ HomesLook lookForUsersHomes() {
         try {
             if (fs::path home = homes / *member; lookThrough(home))
                 look.homes.push_back(std::move(home));
+            else if (isThere(home))
+                // A link to a disk that is not mounted: the home is there, and has data to move.
+                throw Error(ErrorCode::Filesystem, home.string() + " is a link that leads nowhere", ENOENT);
         } catch (const Error &error) {
             LogStream(LogLevel::Error) << explainedText(error);
             if (!look.failure)

@@ -28,8 +28,9 @@ std::filesystem::path uniquePath(const std::string &model);
 
 /// The entries "home/NAME" below the root prefix that exist, for each member NAME of the group "users", in
 /// the order of the group. The group is the running system's, without the prefix. A home elsewhere is not
-/// looked for, whatever the password database says. A home at which the look fails is logged and left out.
-/// Raises ErrorCode::Internal when there is no such group, or the group database does not answer.
+/// looked for, whatever the password database says. A home at which the look fails, or that is a link that
+/// leads nowhere, is logged and left out. Raises ErrorCode::Internal when there is no such group, or the
+/// group database does not answer.
 std::vector<std::filesystem::path> usersHomes();
 
 /// The same for callers that rely on the absence of a home.
