@@ -174,11 +174,14 @@ TEST_F(FSDatabaseTest, CleanupKeepsCurrentAndWhatIsNotOurs) {
 
 TEST_F(FSDatabaseTest, WhatCouldNotBeRemovedIsPublishedOver) {
     install("1-1", {{"bin/tool", "old"}});
-    // A list that does not name a mapping leaves it where a removal that fails does.
-    writeFile(stored("1-1/symlink.list"), "");
+    // A list that does not name a mapping leaves it where a removal that fails does. Its torn line names a
+    // link of the system.
+    fs::create_symlink("dash", at("usr/bin/t"));
+    writeFile(stored("1-1/symlink.list"), text("usr/bin/t"));
     prepare("2-1", {{"bin/tool", "new"}});
     database.completeUpdate(id);
     EXPECT_EQ(readFile(at("usr/bin/tool")), "new");
+    EXPECT_TRUE(fs::is_symlink(at("usr/bin/t")));
 }
 
 TEST_F(FSDatabaseTest, AFailedUpdateBringsThePreviousVersionBackWhenItIsNotCorrupted) {

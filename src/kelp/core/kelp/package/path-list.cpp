@@ -16,7 +16,10 @@ void logUnreadable(const fs::path &file) {
     Common::LogStream(Common::LogLevel::Warning) << "Couldn't open file: " << file;
 }
 
+/// Without the text after the last line feed: the beginning of a path may be a foreign link, such as
+/// "/usr/bin/sh", and a removal goes by the list.
 std::vector<std::string> pathsIn(std::string content) {
+    content.erase(content.rfind('\n') + 1);
     std::vector<std::string> paths;
     std::istringstream stream(std::move(content));
     for (std::string line; std::getline(stream, line);)

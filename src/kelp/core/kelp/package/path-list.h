@@ -12,7 +12,8 @@ namespace Core::KELP {
 // The list files of a version: one system path a line, each line ended by a line feed. Lists are text, for
 // they may be long and path objects are large.
 
-/// The paths of a list, without empty lines. A file that cannot be opened is logged and gives none.
+/// The paths of a list, without empty lines and a torn last one. A file that cannot be opened is logged and
+/// gives none.
 std::vector<std::string> readPathList(const std::filesystem::path &file);
 
 /// The same; none where there is no file. Raises as Common::readIfExists() does: a caller that draws
