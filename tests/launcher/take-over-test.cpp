@@ -260,6 +260,10 @@ TEST_F(TakeOverTest, TheNextStartGoesByRpmAndTheDisk) {
         EXPECT_FALSE(machine.holds("var/lib/kelp/takeover.journal"));
         EXPECT_TRUE(machine.isStamped());
     }
+    const Machine machine;
+    machine.run("launch_killed_at unlinkat /etc; rm -r $IMAGE/opt/app/org.sound; launch");
+    for (const char *dead : {"usr/bin/org.sound", "var/lib/kelp/takeover.journal"})
+        EXPECT_FALSE(machine.holds(dead)) << "rpm's files were cleared before";
 }
 
 TEST_F(TakeOverTest, WhatCannotBeSettledYetIsKeptAndHoldsNobodyUp) {

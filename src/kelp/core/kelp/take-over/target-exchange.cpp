@@ -217,14 +217,24 @@ void TargetExchange::returnOne(const Spot &spot, bool isListed) const {
     settleName(spot, true);
     if (occupant(spot, spot.name) != Occupant::Ours)
         return;
-    if (!isListed) {
+    const bool hasRpms = occupant(spot, spot.temporary) == Occupant::Rpms;
+    if (!isListed)
         spot.parent.removeFile(spot.name);
-    } else {
-        if (occupant(spot, spot.temporary) != Occupant::Rpms)
+    else if (!hasRpms && !Common::lookFor(tree_ / spot.target.source))
+        return removeDead(spot);
+    else {
+        if (!hasRpms)
             makeFromTree(spot);
         exchangeBack(spot);
     }
     spot.parent.removeFile(spot.temporary);
+}
+
+/// Somebody has removed the tree, and rpm's file was cleared before. A copy stays: it is the last one.
+void TargetExchange::removeDead(const Spot &spot) const {
+    struct stat status = {};
+    if (spot.parent.look(spot.name, status) && S_ISLNK(status.st_mode))
+        spot.parent.removeFile(spot.name);
 }
 
 /// If another file has appeared there again, that one stays.

@@ -57,7 +57,8 @@ public:
     const std::vector<std::string> &published() const { return published_; }
 
     /// Puts rpm's file back at each target that is the store's, or removes the store's file where none stood.
-    /// Foreign files stay. A failure is raised at the end, after the other targets.
+    /// Foreign files stay. If neither rpm's file nor the tree's is left, our link goes and our copy stays. A
+    /// failure is raised at the end, after the other targets.
     void takeBack();
 
     /// The same for a package that rpm has installed since. A target that `isListed` denies goes. A file that
@@ -96,6 +97,7 @@ private:
     std::optional<Common::Error> publishOne(MappingMaker &maker, std::size_t number);
     std::optional<Common::Error> bringIn(const Spot &spot, bool isFree) const;
     void returnOne(const Spot &spot, bool isListed) const;
+    void removeDead(const Spot &spot) const;
     void exchangeBack(const Spot &spot) const;
     void makeFromTree(const Spot &spot) const;
     void settleName(const Spot &spot, bool keepsRpms) const;
