@@ -264,6 +264,7 @@ TEST_F(TakeOverTest, TheNextStartGoesByRpmAndTheDisk) {
     machine.run("launch_killed_at unlinkat /etc; rm -r $IMAGE/opt/app/org.sound; launch");
     for (const char *dead : {"usr/bin/org.sound", "var/lib/kelp/takeover.journal"})
         EXPECT_FALSE(machine.holds(dead)) << "rpm's files were cleared before";
+    EXPECT_TRUE(machine.holds("var/lib/kelp/registry")) << "it tells that the application is lost";
 }
 
 TEST_F(TakeOverTest, WhatCannotBeSettledYetIsKeptAndHoldsNobodyUp) {

@@ -256,6 +256,8 @@ bool TakeOver::goesOn(const JournalEntry &entry, Header header) {
     exchange.takeBack();
     LogStream(LogLevel::Error) << "Package " << entry.id
                                << " is neither in RPM nor in KELP, and nothing of it is left";
+    // Otherwise no record of it would be left, and `kelpctl status` could not call it lost.
+    noteInstallation(entry);
     return false;
 }
 
