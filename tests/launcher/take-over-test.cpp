@@ -272,7 +272,7 @@ TEST_F(TakeOverTest, WhatCannotBeSettledYetIsKeptAndHoldsNobodyUp) {
     machine.run(
         std::string("add org.shared; ") + killStaged +
         "in_image rpm --erase org.shared; mkdir -p $IMAGE/opt/app/org.shared/current; add org.linked; " +
-        killForgotten + "echo mine >$IMAGE/etc/org.linked.conf");
+        killForgotten + "echo mine >$IMAGE/etc/org.linked.conf; rm $IMAGE/opt/app/org.sound/1-1/velura.pkg");
     machine.launch();
     machine.expectArrived({"org.sound", "org.linked"});
     EXPECT_EQ(readFile(machine.root() / "etc/org.linked.conf"), "mine\n");

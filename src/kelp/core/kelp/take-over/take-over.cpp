@@ -9,6 +9,7 @@
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/common/rpm/tags.h"
 #include "kelp/core/common/rpm/transaction.h"
+#include "kelp/core/kelp/package/descriptor.h"
 #include "kelp/core/kelp/package/i-database-path-resolver.h"
 #include "kelp/core/kelp/package/store-entry.h"
 #include "kelp/core/kelp/package/store-names.h"
@@ -251,8 +252,12 @@ bool TakeOver::goesOn(const JournalEntry &entry, Header header) {
         dropTree(entry);
         return false;
     }
-    if (isPlaced || isStaged(entry))
+    if (isPlaced || isStaged(entry)) {
+        // If somebody has removed it meanwhile, the journal has all that it says.
+        ensureDescriptor(treeOf(entry) / StoreName::descriptor, entry, entry.extras,
+                         Common::Durability::Deferred);
         return true;
+    }
     exchange.takeBack();
     LogStream(LogLevel::Error) << "Package " << entry.id
                                << " is neither in RPM nor in KELP, and nothing of it is left";
