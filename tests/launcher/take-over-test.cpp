@@ -269,13 +269,15 @@ TEST_F(TakeOverTest, TheNextStartGoesByRpmAndTheDisk) {
 
 TEST_F(TakeOverTest, WhatCannotBeSettledYetIsKeptAndHoldsNobodyUp) {
     const Machine machine;
-    machine.run(
-        std::string("add org.shared; ") + killStaged +
-        "in_image rpm --erase org.shared; mkdir -p $IMAGE/opt/app/org.shared/current; add org.linked; " +
-        killForgotten + "echo mine >$IMAGE/etc/org.linked.conf; rm $IMAGE/opt/app/org.sound/1-1/velura.pkg");
+    machine.run(std::string("add org.shared org.app; ") + killStaged +
+                "echo mine >$IMAGE/opt/app/org.app; in_image rpm --erase org.shared; mkdir -p "
+                "$IMAGE/opt/app/org.shared/current; add org.linked; " +
+                killForgotten +
+                "echo mine >$IMAGE/etc/org.linked.conf; rm $IMAGE/opt/app/org.sound/1-1/velura.pkg");
     machine.launch();
     machine.expectArrived({"org.sound", "org.linked"});
-    EXPECT_EQ(readFile(machine.root() / "etc/org.linked.conf"), "mine\n");
+    for (const char *foreign : {"etc/org.linked.conf", "opt/app/org.app"})
+        EXPECT_EQ(readFile(machine.root() / foreign), "mine\n");
     EXPECT_TRUE(machine.holds("opt/kelp/tmp/org.shared/data/words"));
     EXPECT_FALSE(machine.isStamped());
     machine.run("rmdir $IMAGE/opt/app/org.shared/current");

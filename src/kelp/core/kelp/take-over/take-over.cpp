@@ -21,6 +21,7 @@
 #include "kelp/core/kelp/take-over/target-exchange.h"
 
 #include <malloc.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -454,10 +455,9 @@ void TakeOver::dropTree(const JournalEntry &entry) const {
     const fs::path package = pathResolver_->packageDirectory(entry.id);
     if (isStaged(entry)) {
         area_->giveUp(entry.path);
-        std::error_code ignored;
-        // The directory was made for the tree that did not come.
-        fs::remove(package, ignored);
-    } else if (mayBeThere(package)) {
+        // The directory was made for the tree that did not come. A foreign file or link of its name stays.
+        ::rmdir(package.c_str());
+    } else if (StoreEntry(*pathResolver_, entry.id).kind() == StoreEntry::Kind::Directory) {
         rescueForeign(entry);
         area_->giveUp(package);
     }
