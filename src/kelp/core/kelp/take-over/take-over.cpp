@@ -254,9 +254,10 @@ bool TakeOver::goesOn(const JournalEntry &entry, Header header) {
         return false;
     }
     if (isPlaced || isStaged(entry)) {
-        // If somebody has removed it meanwhile, the journal has all that it says.
-        ensureDescriptor(treeOf(entry) / StoreName::descriptor, entry, entry.extras,
-                         Common::Durability::Deferred);
+        // If somebody has removed it meanwhile, the journal has all that it says. Not through a link in the
+        // tree's place, which is not ours.
+        if (const fs::path tree = treeOf(entry); !Common::isSymlink(tree))
+            ensureDescriptor(tree / StoreName::descriptor, entry, entry.extras, Common::Durability::Deferred);
         return true;
     }
     exchange.takeBack();
