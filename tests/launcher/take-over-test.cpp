@@ -111,9 +111,7 @@ TEST_F(TakeOverTest, WhatCouldNotBePublishedStaysInRpm) {
          "/usr/share/org.changed/words is not a file any more"},
         {"org.two", "add org.two; ln -sfT /etc $IMAGE/usr/share/org.two/words",
          "/usr/share/org.two/words is not a file any more"},
-        {"org.three",
-         "add org.three; ln -sf ../doc/words $IMAGE/usr/share/org.three/words; "
-         "cd $IMAGE/usr/share; mkdir -p doc; touch doc/words",
+        {"org.three", "add org.three; ln -sf ../org.sound/words $IMAGE/usr/share/org.three",
          "/usr/share/org.three/words is not a file any more"},
         {"org.owned",
          "add org.owned; in_image useradd somebody; in_image chown somebody /usr/share/org.owned; "

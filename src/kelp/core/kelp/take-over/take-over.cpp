@@ -254,10 +254,7 @@ bool TakeOver::goesOn(const JournalEntry &entry, Header header) {
         return false;
     }
     if (isPlaced || isStaged(entry)) {
-        // If somebody has removed it meanwhile, the journal has all that it says. Not through a link in the
-        // tree's place, which is not ours.
-        if (const fs::path tree = treeOf(entry); !Common::isSymlink(tree))
-            ensureDescriptor(tree / StoreName::descriptor, entry, entry.extras, Common::Durability::Deferred);
+        describe(entry);
         return true;
     }
     exchange.takeBack();
@@ -266,6 +263,13 @@ bool TakeOver::goesOn(const JournalEntry &entry, Header header) {
     // Otherwise no record of it would be left, and `kelpctl status` could not call it lost.
     noteInstallation(entry);
     return false;
+}
+
+/// If somebody has removed the descriptor meanwhile, the journal has all that it says. Not through a link in
+/// the tree's place, which is not ours.
+void TakeOver::describe(const JournalEntry &entry) const {
+    if (const fs::path tree = treeOf(entry); !Common::isSymlink(tree))
+        ensureDescriptor(tree / StoreName::descriptor, entry, entry.extras, Common::Durability::Deferred);
 }
 
 template<class Step>

@@ -101,6 +101,7 @@ private:
     bool areReadable(const std::vector<const JournalEntry *> &entries) const;
     void requireDisks(const std::vector<JournalEntry> &entries) const;
     bool goesOn(const JournalEntry &entry, Header header);
+    void describe(const JournalEntry &entry) const;
 
     void carryOut(Group &group);
     template<class Step>
