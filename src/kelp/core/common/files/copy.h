@@ -27,10 +27,10 @@ inline constexpr const char *unfinishedCopyName = ".kelp-unfinished-copy";
 
 /// Copies a regular file or a link to the entry `name` of `directory`, by the rules of copy(); `name` never
 /// shows an incomplete copy. A file is copied under unfinishedCopyName. Then `finish` gets a path to that
-/// copy, valid during the call, and the copy is renamed to `name`. A kill can leave the unfinished copy; the
-/// next copy into `directory` replaces it, so the caller lets only one run there at a time. A link that is
-/// copied as a link is made as `name` at once, without `finish`. A directory is refused. Also raises as
-/// Directory's operations and `finish` do.
+/// copy, valid during the call, and the copy is renamed to `name`. A kill can leave the unfinished copy. The
+/// next file that is copied into `directory` replaces it, so the caller lets only one call run there at a
+/// time. A link that is copied as a link is made as `name` at once, without `finish`. A directory is refused.
+/// Also raises as Directory's operations and `finish` do.
 void copyInOneStep(const std::filesystem::path &from, const Directory &directory, const std::string &name,
                    const std::function<void(const std::filesystem::path &)> &finish);
 
@@ -40,8 +40,8 @@ void copyFile(const std::filesystem::path &from, const std::filesystem::path &to
 
 /// Copies a link. If its text begins with neither "." nor "/", it leads beside or below the link: the copy is
 /// a link with the same text. Any other link, or one that cannot be made, is logged, and copyFile() copies
-/// the file that the text names. There a relative text counts from the working directory, and not from the
-/// link. The other links of a stored version do not suffer: resolveLink() has made their texts absolute.
+/// the file that the text names. Then a relative text counts from the working directory, and not from the
+/// link. No packaged link of a stored version begins with ".": resolveLink() has made such texts absolute.
 void copySymlink(const std::filesystem::path &from, const std::filesystem::path &to);
 
 /// Copies a directory with all below it. If an entry cannot be copied, `to` is removed, even if it existed

@@ -29,9 +29,9 @@ private:
     int file_;
 };
 
-/// Opens /dev/null for reading as each of the standard descriptors (0 to 2) that is closed; to write there
-/// goes on failing. Call it first in a program: otherwise the next file that it opens becomes its standard
-/// output, and takes the lines of the log.
+/// Opens /dev/null for reading as each of the standard descriptors (0 to 2) that is closed. Writing to such a
+/// descriptor still fails. Call it first in a program: the next file that is opened takes the number of a
+/// closed descriptor. As the standard output, that file would get the lines of the log.
 void holdStandardDescriptors();
 
 /// Opens a relative path below an open directory. Follows no link, and never leaves the directory. On failure
