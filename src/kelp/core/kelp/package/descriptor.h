@@ -31,7 +31,7 @@ void ensureDescriptor(const std::filesystem::path &path, const PackageStaging &s
 
 /// Reads a descriptor. Keys without a value count as absent. Raises ErrorCode::Internal when the file is
 /// missing, does not parse or lacks one of requiredDescriptorKeys. Raises ErrorCode::Filesystem when the
-/// system cannot read the file.
+/// system cannot read the file, and when the entry there is too large or no regular file.
 PackageInformation readDescriptor(const std::filesystem::path &path);
 
 /// Whether the error that it raised is the machine's: a failed read may succeed the next time. A pipe or a

@@ -11,9 +11,9 @@ struct PackageStaging;
 
 /// The package store; docs/formats.md describes its files. A package is installed exactly when its link
 /// `current` leads to a version of its own (StoreEntry). Its state changes in single steps: one link is made,
-/// renamed or removed. So a crash leaves the state before a step or after it. Between two steps of an update,
-/// no version is current. All failures are Common::Error; the codes named here are those of
-/// Common::ErrorCode.
+/// renamed or removed. So a crash leaves the state before a step or after it. An update renames `current` to
+/// `prev`, and then `next` to `current`; between these two steps no version is current. All failures are
+/// Common::Error; the codes named here are those of Common::ErrorCode.
 class IDatabase {
 public:
     virtual ~IDatabase() = default;
@@ -29,7 +29,7 @@ public:
     /// where a foreign entry is in the way: in place of the package's directory, of the version or of one of
     /// the three links. A link that leads elsewhere is foreign as well. A conflict at the package's directory
     /// or a link changes nothing, and neither does a failed look at them. After any other failure the current
-    /// version stays, and all others are removed; without a current version nothing is removed.
+    /// version stays, and all others are removed; without a current version the others stay too.
     virtual void prepareUpdate(const PackageStaging &staging, const PackageInformation &extras) = 0;
 
     /// Makes the prepared version current: removes the published files of the old one, publishes those of the
@@ -88,11 +88,11 @@ public:
 
     /// Removes the published files of the current version, and then the listed directories that are empty. A
     /// listed link goes, and so does a listed copy that has the attribute of published files. But it stays if
-    /// the link's text, or the attribute, names a file of another package. Other files stay. Files of an
-    /// interrupted publication go too. If a list cannot be read, the version's own files are looked for at
-    /// their targets. Files that cannot be removed are logged and noted on disk (left-behind.h). Raises when
-    /// the note cannot be written, and when a failed read hides what was published; a missing or torn
-    /// descriptor is only logged.
+    /// the link's text, or the attribute, names a file of another package. Any other listed file stays. Files
+    /// of an interrupted publication go too. If a list cannot be read, the version's own files are looked for
+    /// at their targets, and removed. Files that cannot be removed are logged and noted on disk
+    /// (left-behind.h). Raises when the note cannot be written, and when a failed read hides what was
+    /// published; a missing or torn descriptor is only logged.
     virtual void tryRemoveMappingsUsingCurrentDirectory(const std::string &id) = 0;
 };
 

@@ -23,8 +23,9 @@ namespace Core::KELP {
 ///                            directory has links into the original.
 ///     ID/VERSION             is the package's own when it is a real directory that one of these links names,
 ///                            that holds a descriptor of just this id and version, or that the caller names
-///                            as under way. Anything else is foreign, and is never removed. It is moved only
-///                            when a take-over is rolled back, to the rescued trees.
+///                            as under way. Anything else is foreign. It is never removed, unless it is an
+///                            empty directory where a new version goes. It is moved only when a take-over is
+///                            rolled back, to the rescued trees.
 ///
 /// Each operation looks at the disk anew. A failed look does not count as absence: it raises
 /// ErrorCode::Filesystem "Couldn't look at PATH". Only descriptor() returns `Unreadable` instead.
