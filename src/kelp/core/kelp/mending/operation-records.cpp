@@ -95,7 +95,8 @@ std::vector<fs::path> removeFromStore(const IConfiguration &configuration, const
 
 /// Goes on without the database of sources if that cannot be read. Once it can be read again, `kelpctl
 /// doctor` finds the binding of a package that the registry calls removed. Opens the database for writing
-/// only to remove a binding: a database that cannot be made must not hold up this removal and all later ones.
+/// only if it has a binding to remove. Opening makes a missing database, and where that fails, this removal
+/// and all later ones would be held up.
 void removeBinding(const IConfiguration &configuration, const std::string &id) {
     Unread unread;
     const auto sources = unread.attempt([&] { return SourcesView::read(configuration); });
