@@ -9,7 +9,8 @@ namespace Launcher {
 /// Moves the applications of the rpm database into the store. A package may arrive after the other migrations
 /// were done; their work for it is done at once. Then each package with a client certificate is bound, in the
 /// trusted-sources database, to the source of that certificate. Each other installed package is bound to the
-/// reserved source ".no.source.apps". Bindings that exist stay. A failure at one package is logged.
+/// reserved source ".no.source.apps". Bindings that exist stay. A failure at one package is logged, and so is
+/// a failure of the whole trusted-sources database: `kelpctl doctor` finds packages without a binding.
 ///
 /// Throws when the take-over as a whole fails, and when the signature database cannot be used. Also throws if
 /// an application could not arrive, or a package could not be read, but only after all others are bound.
