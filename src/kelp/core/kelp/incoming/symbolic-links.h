@@ -29,8 +29,9 @@ public:
 
     /// Judges each link under its name. If a link leads to a directory, also judges all that lies below the
     /// directory, under the names that it has through the link. Refuses a link that leads to nothing in the
-    /// package, and one through which names would nest too deep. The names that all links bring in have a
-    /// common limit: the link that exceeds it is refused, and the judging ends.
+    /// package. Refuses a directory, by its name through the link, below which names would nest too deep. The
+    /// names that all links bring in have a common limit: the directory with the first name beyond it is
+    /// refused in the same way, and the judging ends.
     void judge(const Judge &judge, const Refuse &refuse) const;
 
 private:
