@@ -19,7 +19,7 @@ void requireDatabase();
 /// A copy of the machine's rpm database, for readers. librpm writes files beside a database when it opens it,
 /// even for reading. So the copy is a ScratchDirectory, and as long as this object lives, each new
 /// Transaction of the process opens the copy. Nothing is written to the database's own directory. There can
-/// be one such object at a time, and librpm prints nothing meanwhile.
+/// be one such object at a time. While it lives, it silences librpm.
 class DatabaseCopy {
 public:
     /// Raises ErrorCode::Internal "Another process changes the rpm database" while another process holds its

@@ -53,8 +53,9 @@ public:
 
     /// librpm's list of the package's files, which keeps the header alive. It is made at the first call,
     /// since that takes long for many files, and kept in this object. Raises ErrorCode::BadPackageFileFormat
-    /// "Couldn't read rpm package" when the list contradicts itself, or when its paths together are several
-    /// times as long as the header. Two threads must not call this on one object at once.
+    /// "Couldn't read rpm package" when the list contradicts itself, or when its paths together are far
+    /// longer than the header: a small package could claim a gigabyte of paths. Two threads must not call
+    /// this on one object at once.
     std::shared_ptr<rpmfiles_s> fileList() const;
 
     /// The bytes of all regular files by the header, without those that are never in the payload; hard links

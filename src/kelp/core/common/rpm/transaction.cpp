@@ -76,9 +76,9 @@ void runAndForget(rpmts transactionSet) {
         throw Error(ErrorCode::Internal, "Couldn't run rpm transaction");
 }
 
-/// While the object lives, SQLite connections that are opened do not flush each commit. librpm commits after
-/// each header; the caller flushes the filesystem once, at the end. A power cut before that flush leaves the
-/// database whole, but may undo the last commits.
+/// A SQLite connection that is opened while this object lives does not flush each commit, not even later.
+/// librpm commits after each header; the caller flushes the filesystem once, at the end. A power cut before
+/// that flush leaves the database whole, but may undo the last commits.
 class RelaxedCommits {
 public:
     RelaxedCommits() { ::sqlite3_auto_extension(asExtension()); }
