@@ -12,8 +12,8 @@ namespace Core::KELP {
 /// A path made absolute and normal by its text alone, without a "/" at its end.
 std::filesystem::path plainPath(const std::filesystem::path &path);
 
-/// A directory that the package manager keeps for itself, and empties. The machine is not ours: at its path
-/// may stand a foreign file, or a link, for example to a user's pictures.
+/// A directory that the package manager keeps for itself, for trees of packages. The machine is not ours: at
+/// its path may stand a foreign file, or a link, for example to a user's pictures.
 ///
 /// The directory is ours if it is a real directory at its default place below opt/kelp (`opt` itself may be a
 /// link), or holds the mark of an earlier run. A missing one becomes ours, and so does an empty real

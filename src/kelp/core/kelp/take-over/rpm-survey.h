@@ -45,14 +45,13 @@ struct RpmCandidate {
 };
 
 /// The applications in the machine's rpm database, and which of them can be taken over. This is decided
-/// before anything is staged, from rpm's records and the disk alone. Changes nothing.
+/// before anything is staged, by rpm's records, the certificates, the store and the disk. Changes nothing.
 ///
-/// An application stays in rpm for good if its tree could not be made or published as a whole. For example, a
-/// link would lead nowhere, a foreign file stands at a target, the application shares a target with another
-/// one, or a file with a package that stays, or rpm has a second record of its name. It stays for now if the
-/// machine is in the way.
-/// For example, a target's place is read-only, immutable, a mount point, on a full disk, or reached by a link
-/// that is not root's.
+/// An application stays in rpm for good if its tree could not be made or published as a whole: for example, a
+/// link would lead nowhere, a foreign file stands at a target, or another application has the same target. It
+/// also stays if it shares a file with a package that stays, or if rpm has a second record of its name. It
+/// stays for now if the machine is in the way: for example, a target's place is read-only, immutable, a mount
+/// point, on a full disk, or reached by a link that is not root's.
 ///
 /// The survey first looks at each application by itself, with its record read again from the database, and
 /// keeps only hashes of its paths. Applications with equal hashes may share a path, so it compares these once
