@@ -23,8 +23,8 @@ std::vector<Mapping> buildMappings(const std::string &id, const std::string &key
                                    const std::optional<std::string> &appName, Rooted rooted);
 
 /// Translates a system path to a path in the package's tree, by the first row of `mappings` that matches. A
-/// path that no row matches keeps its own name. The result is relative, and keeps the ".." components of
-/// `systemPath`.
+/// path that no row matches only loses its leading "/". The result is relative, and keeps the ".." components
+/// of `systemPath`.
 std::filesystem::path packagePathOf(const std::string &systemPath, const std::vector<Mapping> &mappings);
 
 } // namespace Core::KELP

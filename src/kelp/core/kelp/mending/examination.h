@@ -15,10 +15,11 @@ class IConfiguration;
 namespace Core::KELP {
 
 /// Looks for all faults of the packages `ids`. Without ids, looks at all packages, and at files that belong
-/// to none. Changes nothing. Returns the findings by package, in the order in which to mend them. A package
-/// that cannot be examined is a finding itself. Raises as idsUnderWay() does, if the take-over journal or the
-/// note of a removal cannot be read. Any other read that fails goes to `unread`, and no finding rests on it.
-/// The findings refer to `configuration`, which must outlive them.
+/// to none. Changes nothing. Returns the findings in the order of the ids, and those of one package in the
+/// order in which to mend them. A package that cannot be examined is a finding itself. Raises as
+/// idsUnderWay() does, if the take-over journal or the note of a removal cannot be read. Any other read that
+/// fails goes to `unread`, and no finding rests on it. The findings refer to `configuration`, which must
+/// outlive them.
 std::vector<Finding> examine(const IConfiguration &configuration, const std::set<std::string> &ids,
                              Unread &unread);
 

@@ -50,10 +50,11 @@ bool recordInstallation(const IConfiguration &configuration, RegistryEvent event
 void completeInstallation(const IConfiguration &configuration);
 
 /// Completes the removal that its note (removalFile()) names, if there is one. Returns the foreign entries
-/// left in the package's directory. Raises ErrorCode::Filesystem "Couldn't add a package removal record to
-/// the registry: ID", and what the readers of the records, the store, takeBackStrays() and the database of
-/// sources raise. Raises ErrorCode::Filesystem also if a note cannot be removed. After a failure the next
-/// removal or `kelpctl doctor --repair` repeats the steps, as long as the note stands.
+/// left in the package's directory, or that path itself if a foreign entry stands there. Raises
+/// ErrorCode::Filesystem "Couldn't add a package removal record to the registry: ID", and what the readers of
+/// the records, the store, takeBackStrays() and the database of sources raise. Raises ErrorCode::Filesystem
+/// also if this note, or that of the package's installation, cannot be removed. After a failure the next
+/// removal or `kelpctl doctor --repair` repeats the steps, as long as the removal's note exists.
 std::vector<std::filesystem::path> completeRemoval(const IConfiguration &configuration);
 
 /// The same for a killed removal. Only logs what requireNothingPublished() raises: no caller waits for it.

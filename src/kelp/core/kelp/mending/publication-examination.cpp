@@ -271,10 +271,10 @@ private:
         return source.native().starts_with(current_.native() + "/") && !fs::exists(source, error);
     }
 
-    /// The list as it should be: the lines of the present list, and the planned files that are published or
-    /// missing. The repair of this list comes after those that publish the missing ones. Drops each line of
-    /// which the package cannot have published the path, such as a torn line. That path may be a foreign
-    /// file, which a removal would take for the package's.
+    /// The text of symlink.list as it should be: the lines of the present list, and the planned files that
+    /// are published or missing. The missing ones are published before this list is written. Drops each line
+    /// whose path the package cannot have published, such as a torn line. That path may be a foreign file,
+    /// which a removal would take for the package's.
     std::vector<std::string> completeList() const {
         std::vector<std::string> list = listed_.value_or(std::vector<std::string>());
         std::erase_if(list, [this](const std::string &target) {

@@ -36,17 +36,17 @@ struct PngSize {
     std::uint32_t height = 0;
 };
 
-// Both functions read a PNG (RFC 2083) up to the beginning of its image data and decode nothing. So neither
-// the claimed dimensions nor a compressed profile or comment costs memory. The header and the lengths of
-// the chunks before the image data must be right; the rest is not read.
+// Both functions read a PNG (RFC 2083) up to the beginning of its image data and decompress nothing. So
+// neither the claimed dimensions nor a compressed profile or comment costs memory. The header and the lengths
+// of the chunks before the image data must be right; the image data is not read.
 
 /// The dimensions of the PNG file at `path`. Raises ErrorCode::Internal, "Failed to read PNG icon: " and the
 /// reason, for a file that is no PNG, and as MappedFile::open() does for one that cannot be read.
 PngSize readPngSize(const std::filesystem::path &path);
 
 /// The dimensions of a PNG given as a data URL (RFC 2397). Raises ErrorCode::InvalidArguments: "The icon has
-/// an unsupported format" when the text does not begin with "data:image/png;base64,", otherwise "Failed to
-/// read PNG icon from base64: REASON".
+/// an unsupported format" when the text does not begin with "data:image/png;base64,", and "Failed to read PNG
+/// icon from base64: REASON" when the rest is no PNG.
 PngSize readPngSizeFromDataUrl(std::string_view url);
 
 } // namespace Validator

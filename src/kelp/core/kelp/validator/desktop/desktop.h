@@ -20,10 +20,10 @@ struct UnpackedTree {
 };
 
 /// Whether a D-Bus launch line starts a program of the application. That is the main binary, by its name, or
-/// a program in the package's directory below /usr/libexec. For the latter all links are followed; then the
-/// program's path need only contain the directory's path as a text. A missing program prints a line on
-/// standard error, and passes only as the main binary. A look that fails raises ErrorCode::Filesystem
-/// "Couldn't look at file: PATH".
+/// a program in the package's directory below /usr/libexec. For the latter all links in the program's path
+/// are followed, and the result need only contain the text of the directory's path. A missing program prints
+/// a line on standard error, and passes only as the main binary. A look that fails raises
+/// ErrorCode::Filesystem "Couldn't look at file: PATH".
 bool isExecDBusAllowed(const std::string &launchLine, const std::string &packageName,
                        const UnpackedTree &tree);
 
