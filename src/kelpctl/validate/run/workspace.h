@@ -23,9 +23,9 @@ std::vector<std::filesystem::path> workspacePlaces();
 /// The directory in which one package is unpacked. This object made the directory and reaches it by a
 /// descriptor, so nobody can exchange it.
 ///
-/// A temporary workspace lies in a directory "kelpctl-XXXXXX". A file beside it there is locked until the
-/// object ends or its process is killed. A clean-up tells whose workspace this is by the owner of directory
-/// and file, and by the lock whether it is in use.
+/// A temporary workspace lies in a directory "kelpctl-XXXXXX". In that directory a second entry, a file, is
+/// locked until the object ends or its process is killed. A clean-up tells whose workspace this is by the
+/// owner of directory and file, and by the lock whether it is in use.
 class Workspace {
 public:
     /// A temporary one below `parent`, removed with all in it at the end. A killed process leaves it for
