@@ -23,11 +23,11 @@ struct Migration {
 /// logs, it counts as not done.
 bool isDone(const Migration &migration);
 
-/// Carries out the migrations that are not done (isDone()), in order, and makes the stamp of each that
-/// returns. If one throws a standard exception, that is logged, the migration gets no stamp, and the others
-/// still run. Any other exception passes. If a stamp cannot be written, its migration runs again at the next
-/// start. Does not make the directory of the stamps. After a stop is requested (stop-signals.h), no further
-/// migration is begun.
+/// Carries out the migrations that are not done (isDone()), in order, and makes the stamp of each whose
+/// callback returns. If one throws a standard exception, that is logged, the migration gets no stamp, and the
+/// others still run. Any other exception passes. If a stamp cannot be written, its migration runs again at
+/// the next start. Does not make the directory of the stamps. After a stop is requested (stop-signals.h), no
+/// further migration is begun.
 void runMigrations(const std::vector<Migration> &migrations, Core::Configuration &configuration);
 
 } // namespace Launcher
