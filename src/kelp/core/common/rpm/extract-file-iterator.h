@@ -17,16 +17,16 @@ public:
     using Entry = PackageEntry<Directory, PackedFile, Symlink, HardLink>;
 
     /// Opens the package and its payload. Raises as Reader and fileList() do. Also raises
-    /// ErrorCode::BadPackageFileFormat: "Couldn't read rpm package" for a list of more than 4,096 files out
-    /// of order, which librpm would search for days, or for a link longer than any path; "Couldn't open rpm
-    /// package for extraction" when the decompressor of the payload cannot start.
+    /// ErrorCode::BadPackageFileFormat: "Couldn't read rpm package" for a link longer than any path, or for a
+    /// list that has more than 4,096 files and is out of order, since librpm could search it for days;
+    /// "Couldn't open rpm package for extraction" when the decompressor of the payload cannot start.
     explicit ExtractFileIterator(const std::filesystem::path &package,
                                  Signatures signatures = Signatures::OfMachine);
 
     /// Calls `callback` for each entry, in the payload's order, until it returns true. A regular file with
-    /// several names comes where its content is, under the first name. HardLink entries for its other names
-    /// follow at once, even if the callback returned true for the file; what it returns for them is ignored.
-    /// Device nodes and the like are logged as a warning and left out.
+    /// several names comes where its content is, under the first of its names in the header. HardLink entries
+    /// for its other names follow at once, even if the callback returned true for the file; what it returns
+    /// for them is ignored. Device nodes and the like are logged as a warning and left out.
     ///
     /// Raises ErrorCode::Internal "Couldn't read content from rpm package" when the payload is damaged, or
     /// lacks a listed file that is no %ghost; by then the callback has had the entries before that place. An

@@ -42,8 +42,8 @@ using PathTranslation = std::function<std::filesystem::path(const std::filesyste
 ///
 /// `path` is the system path of the link and `target` its packaged text. A relative text that does not begin
 /// with "." stays as it is. Any other text becomes an absolute path: the system path to which it leads,
-/// translated and joined to `versionDirectory`. To find where a relative text leads, this follows links of
-/// the running machine, and raises std::filesystem::filesystem_error when that fails. A relative
+/// translated and joined to `versionDirectory`. To find where a text that begins with "." leads, this follows
+/// links of the running machine, and raises std::filesystem::filesystem_error when that fails. A relative
 /// `versionDirectory` counts from the working directory. An empty `translate` throws std::bad_function_call.
 std::pair<std::filesystem::path, std::filesystem::path>
 resolveLink(const std::filesystem::path &path, const std::filesystem::path &target,

@@ -62,9 +62,9 @@ struct RpmView {
 std::optional<RpmView> rpmRecords(const IConfiguration &configuration, Unread &unread);
 
 /// The same packages, for callers that act on the absence of a record: this raises what the other only notes.
-/// If the database has no record at all, this raises when requireEmptyDatabaseOf() takes it for lost. The ids
-/// whose absence is explained are those that the registry has as removed, and `newId`, a package that is
-/// about to be installed.
+/// If the database has no record at all, this raises when requireEmptyDatabaseOf() takes it for lost. The
+/// absence of an id proves no loss if the registry has it as removed. Neither does the absence of `newId`, a
+/// package that is about to be installed.
 ///
 /// Raises as Common::Rpm::DatabaseCopy, Transaction and requireEmptyDatabaseOf() do, with the database's path
 /// before the text, and as Certificates::of(). If there is a record that cannot be read, raises

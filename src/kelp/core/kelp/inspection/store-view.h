@@ -52,11 +52,12 @@ public:
         configuration_(&configuration), records_(configuration) {}
 
     /// All packages by id, also those whose current version is gone. A real directory is a package if a
-    /// descriptor in it names the package, or if the records have it as installed; a removed package counts
-    /// while entries of its own are left. A link is a package if the records know its name. If a look at a
-    /// package fails, or it needs records that cannot be read, it counts, and its `failure` says why. If the
-    /// store's directory is missing, there are no packages. Raises ErrorCode::UnauthorizedAccess when only
-    /// root can look, and ErrorCode::Filesystem when the store's directory cannot be read.
+    /// descriptor in it names the package, or if the records (RecordedPackages) have it as installed; a
+    /// removed package counts while entries of its own are left. A link is a package if the records know its
+    /// name. If a look at a package fails, or the look needs records that cannot be read, the package counts,
+    /// and its `failure` says why. If the store's directory is missing, there are no packages. Raises
+    /// ErrorCode::UnauthorizedAccess when only root can look, and ErrorCode::Filesystem when the store's
+    /// directory cannot be read.
     std::vector<StoredPackage> packages() const;
 
     /// The entries of the store's directory that are no packages, without those that tools and filesystems
