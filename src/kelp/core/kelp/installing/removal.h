@@ -10,12 +10,12 @@ class IConfiguration;
 
 namespace Core::KELP {
 
-/// Removes a package from the store, the registry and the sources. First completes or rolls back unfinished
-/// operations of the package, where possible. Returns the foreign entries left in its directory. Raises
-/// std::invalid_argument for a text that cannot be an id, ErrorCode::PackageNotExist for a missing package,
-/// ErrorCode::FileConflict if the package's directory is a link, and ErrorCode::Internal if the package is on
-/// its way from rpm. Also raises as completeRemoval(), and as the looks at the machine do. The caller holds
-/// the writers' lock.
+/// Removes a package from the store, the registry and the sources. First completes an interrupted removal, of
+/// any package. Then completes or rolls back unfinished operations of this package, where possible. Returns
+/// the foreign entries left in its directory. Raises std::invalid_argument for a text that cannot be an id,
+/// ErrorCode::PackageNotExist for a missing package, ErrorCode::FileConflict if the package's directory is a
+/// link, and ErrorCode::Internal if the package is on its way from rpm. Also raises as completeRemoval(), and
+/// as the looks at the machine do. The caller holds the writers' lock.
 ///
 /// Four failures are raised only after all other steps. Published files that could not be removed, which are
 /// noted (left-behind.h), raise ErrorCode::Internal. So do files that stay published because a foreign
@@ -23,10 +23,10 @@ namespace Core::KELP {
 /// take-over would bring it back without its files. A database of sources that cannot be read raises
 /// ErrorCode::Filesystem.
 ///
-/// The file var/lib/kelp/removal names the package from before anything is removed until all steps have
-/// succeeded, but for the three failures above. So the next removal, or `kelpctl doctor --repair`, completes
-/// a removal that was killed, or that failed in between, such as with ErrorCode::Filesystem "Couldn't add a
-/// package removal record to the registry: ID".
+/// The file var/lib/kelp/removal names the package from before anything is removed until all steps are done.
+/// The three failures above do not keep it. The next removal, or `kelpctl doctor --repair`, completes a
+/// removal that was killed meanwhile. It also completes one that failed meanwhile, such as with
+/// ErrorCode::Filesystem "Couldn't add a package removal record to the registry: ID".
 std::vector<std::filesystem::path> removePackage(const IConfiguration &configuration, const std::string &id);
 
 } // namespace Core::KELP

@@ -16,7 +16,7 @@ namespace Core::KELP {
 struct MachineViews;
 
 // Stray mappings: links and copies that a package has published, but that no list names. They remain, for
-// example, when somebody removes the version by other means. A link or copy counts as the package's if
+// example, when somebody removes the version by hand. A link or copy counts as the package's if
 // createMapping() would have made it at that very place. The text of the link, or the attribute of the copy,
 // is then the path that the mapping table (buildMappings()) publishes there.
 

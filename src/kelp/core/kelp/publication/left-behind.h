@@ -28,11 +28,12 @@ PublicationPlan leftBehind(const std::string &id);
 void noteLeftBehind(const std::string &id, const PublicationPlan &left);
 
 /// Removes each published file that a package's file names, if the published file still is the package's and
-/// leads nowhere. Then removes the named directories that are empty, and the package's file. Other published
-/// files stay: they were published again, or are foreign by now. Does nothing if the package has no file.
-/// After a kill it can be repeated. Raises ErrorCode::Filesystem when a published file or directory could not
-/// be removed this time either, when the removals cannot be flushed, or when the package's file cannot be
-/// read or is torn. Then the package's file stays.
+/// leads nowhere. A copy leads to the file in the store of which it is a copy. Then removes the named
+/// directories that are empty, and the package's file. Other published files stay: they were published again,
+/// or are foreign by now. Does nothing if the package has no file. After a kill it can be repeated. Raises
+/// ErrorCode::Filesystem when a published file or directory could not be removed this time either, when the
+/// removals cannot be flushed, or when the package's file cannot be read or is torn. Then the package's file
+/// stays.
 void takeBackLeftBehind(const std::string &id);
 
 } // namespace Core::KELP
