@@ -43,9 +43,9 @@ public:
     bool packageExists(const std::string &packageId) override;
     std::vector<Source> sources() override;
 
-    /// Adds a source if it is missing, and returns whether it was. Adding the reserved source first switches
-    /// missingSourceAllowed() on: a package without a source is installed by then. If the reserved source
-    /// exists already, the switch stays as people set it. Outside of a transaction (together(),
+    /// Adds a source if it is missing, and returns whether it was missing. Adding the reserved source first
+    /// switches missingSourceAllowed() on: a package without a source is installed by then. If the reserved
+    /// source exists already, the switch stays as people set it. Outside of a transaction (together(),
     /// bindPackage()), a kill or a failure may come after the switch and before the source. The next call
     /// then finds no source, and does both.
     bool addMissingSource(const Source &source);

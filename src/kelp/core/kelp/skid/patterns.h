@@ -33,9 +33,9 @@ public:
     static std::vector<MigrationUnit> expand(const std::string &orgName, const std::string &skid,
                                              const std::string &home);
 
-    /// The moves for packages as the store lists them: one vector for each user and each package that has an
-    /// organisation and a key. Without any user there are none, not even below srv/. An organisation or a key
-    /// that cannot be the name of a directory counts as absent.
+    /// The moves for packages as the store lists them: one vector for each pair of a user and a package that
+    /// has an organisation and a key. Without any user there are none, not even below srv/. An organisation
+    /// or a key that cannot be the name of a directory counts as absent.
     ///
     /// In the organisation's directory below usr/share/common, some entries stay. Directories named after a
     /// key of the organisation's packages stay, since one key's data must not move into another's. Entries
@@ -60,20 +60,22 @@ public:
     /// If `to` is not below `from`, and holds something while `from` exists, that is logged and neither is
     /// touched.
     ///
-    /// If `to` is below `from`, the children of `from` move, except those in `stays`. When all of them move,
-    /// they are set aside first, in ".tmp.NAME" beside `from`; a failure may leave them there, and the next
-    /// call goes on from there. If `to` holds something and `stays` is empty, nothing moves: the move counts
-    /// as done. If `to` holds something and `stays` is not empty, two directories of one name are merged. Any
-    /// other child whose name is taken, or that cannot be moved, stays and is logged.
+    /// If `to` is below `from`, the children of `from` move, except those in `stays`. If no child stays and
+    /// `to` does not exist, they are set aside first, in ".tmp.NAME" beside `from`; a failure may leave them
+    /// there, and the next call goes on from there. If `to` holds something and `stays` is empty, nothing
+    /// moves: the move counts as done. If `to` holds something and `stays` is not empty, a child directory is
+    /// merged with the directory of its name in `to`. Any other child whose name is taken in `to`, or that
+    /// cannot be moved, stays and is logged.
     static void moveUnit(const std::filesystem::path &from, const std::filesystem::path &to,
                          const std::vector<std::string> &stays = {});
 
     /// Does for one package what migrationUnits() and migrate() do for all. The package comes to the store
     /// after they have run; it is one of the `installed`. If a new directory holds something already, the
     /// entries of the old one move one by one. Existing entries win: the old ones of their names stay, and
-    /// are logged. Moves that fail are logged, and a repeated call does them. Raises as migrationUnits() and
-    /// flushMoves() do. If the look for a home fails, moves the data of the other users first, and then
-    /// raises that failure.
+    /// are logged. A failure is logged, and a repeated call does the rest. Unless a link or a single entry is
+    /// at fault, the failure also ends the moves for its user. Raises as migrationUnits() and flushMoves()
+    /// do. If the look for a home fails, moves the data of the other users first, and then raises that
+    /// failure.
     static void migrateLate(const PackageInformation &package,
                             const std::vector<PackageInformation> &installed,
                             const std::vector<std::filesystem::path> &inRpm = {});
