@@ -35,8 +35,8 @@ public:
     explicit FileIterator(const std::filesystem::path &package);
 
     /// Calls `callback` for each entry, in the header's order and from the first one at each call, until it
-    /// returns true. Device nodes and the like are logged as a warning and left out. An empty `callback`
-    /// raises std::bad_function_call; exceptions of the callback pass.
+    /// returns true. Device nodes and the like are left out, with a warning in the log unless `unexpected` is
+    /// Silent. An empty `callback` raises std::bad_function_call; exceptions of the callback pass.
     void forEach(const std::function<bool(const Entry &)> &callback, Names names = Names::WithContent,
                  Unexpected unexpected = Unexpected::Logged) const;
 
