@@ -25,8 +25,8 @@ namespace Core::KELP {
 ///
 /// Until all verdicts on a file are given, its owner can read it: a checker that runs without root's rights
 /// could not look at it otherwise. After run(), even one that has raised, each judged file has exactly the
-/// package's permissions. Only the file whose verdict ended the run may still be readable and writable for
-/// its owner.
+/// package's permissions. The file whose verdict ended the run, and files without a verdict, may still be
+/// readable and writable for their owner.
 class PackageExtraction {
 public:
     using Entry = Common::Rpm::ExtractFileIterator::Entry;
@@ -67,10 +67,10 @@ public:
 
     /// Unpacks and judges the package; without judges, only unpacks it. A refusal is
     /// ErrorCode::BadPackageContent, with the text "package meta validation failed" for the header and
-    /// "package content validation failed" for the files. Also refused is an entry whose path, or whose
-    /// target as a link, is impossible, or whose place is taken, and a link in the place of a directory whose
-    /// files are published. With Failure::Ends, or without judges, the first refusal is raised. Otherwise the
-    /// call returns for each judge the text of its first refusal, or an empty text.
+    /// "package content validation failed" for the files. The second text is also for an entry whose path, or
+    /// whose target as a link, is impossible, or whose place is taken. The same holds for a link in the place
+    /// of a directory whose files are published. With Failure::Ends, or without judges, the first refusal is
+    /// raised. Otherwise the call returns for each judge the text of its first refusal, or an empty text.
     ///
     /// Raises ErrorCode::Filesystem "Couldn't unpack package: REASON", which is no verdict, when the files
     /// take more than `mostUnpacked`, than the free space or than the header says. Also raises what
