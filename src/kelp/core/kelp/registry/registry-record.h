@@ -52,9 +52,10 @@ std::string formatRecord(const RegistryRecord &record);
 /// Whether parseRecord() logs the fault of a line.
 enum class Complaints { Logged, Passed };
 
-/// Reads the record in a line; nothing if the line lacks a value, or has one that cannot be used. If a key is
-/// repeated, its last value counts; of `prev-keyids`, all values count. An unknown key is skipped, so that
-/// later versions can add keys. Such lines and keys are logged, unless `complaints` says otherwise.
+/// Reads the record in a line; nothing if the line lacks a value other than that of `prev-keyids`, or has one
+/// that cannot be used. If a key is repeated, its last value counts; of `prev-keyids`, all values count. An
+/// unknown key is skipped, so that later versions can add keys. Unusable lines and unknown keys are logged,
+/// unless `complaints` says otherwise.
 std::optional<RegistryRecord> parseRecord(const std::string &line,
                                           Complaints complaints = Complaints::Logged);
 
