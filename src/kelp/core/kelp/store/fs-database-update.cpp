@@ -80,9 +80,9 @@ void FSDatabase::describe(const PackageStaging &staging, const PackageInformatio
     ensureDescriptor(staging.path / name, staging, extras, durability);
 }
 
-/// A package must not ship files under the store's own names. The lists and the plan decide which files of
-/// the system the store removes. Through a link in place of the resources, the store would write to the
-/// link's target.
+/// Removes what a package ships under the names of the store's lists, plan and resources directory. The lists
+/// and the plan decide which files of the system the store removes. Through a link in place of the resources
+/// directory, the store would write to the link's target.
 void FSDatabase::dropOwnNames(const fs::path &tree, const PackageStaging &staging) const {
     for (const fs::path &own : {pathResolver_->symlinkListFile(staging.id, staging.version),
                                 pathResolver_->generatedDirListFile(staging.id, staging.version),
