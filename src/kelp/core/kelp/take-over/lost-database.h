@@ -13,11 +13,12 @@ namespace Core::KELP {
 std::set<std::string> removedByRegistry();
 
 /// Call it if the rpm database has no record at all. Raises ErrorCode::Internal when that database cannot be
-/// this machine's: it was made anew, or the right one is not mounted. An application proves that if it has a
-/// developer's certificate that is no system developer's, and is not in the store, on its way there, rescued
-/// or among `accountedFor`: the ids whose absence is explained. Without a signature database no application
-/// is known, and this returns. Raises what a look for that database, its reading and LeftTree::rescued()
-/// raise, and ErrorCode::Filesystem if a look into the store fails.
+/// this machine's: it was made anew, or the right one is not mounted. The proof is an application that is
+/// missing. The signature database has its developer's certificate, which is no system developer's. The
+/// application is neither in the store, nor on its way there, nor rescued, nor among `accountedFor`: the ids
+/// whose absence is explained. Without a signature database no application is known, and this returns. Raises
+/// what a look for that database, its reading and LeftTree::rescued() raise, and ErrorCode::Filesystem if a
+/// look into the store fails.
 void requireEmptyDatabaseOf(const IConfiguration &configuration, const std::set<std::string> &accountedFor);
 
 } // namespace Core::KELP

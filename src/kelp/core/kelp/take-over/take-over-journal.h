@@ -138,9 +138,9 @@ struct JournalEntry : PackageForMigration {
 };
 
 /// The packages whose take-over has begun and not ended. Their files may be half published. rpm may still
-/// have their records, and rpm's files may not be removed yet. The file is var/lib/kelp/takeover.journal
-/// below the root prefix. It is written only after each tree that it names is complete and durable. A target
-/// is touched only after the journal that names it is durable.
+/// have their records, and some of rpm's files may still exist. The journal is the file
+/// var/lib/kelp/takeover.journal below the root prefix. It is written only after each tree that it names is
+/// complete and durable. A target is touched only after the journal that names it is durable.
 ///
 /// docs/formats.md has the format, "kelp take-over 2". Each fact has a line, with a word and its values. The
 /// last line is "end" with the number of packages. Without it the file counts as damaged: part of it is

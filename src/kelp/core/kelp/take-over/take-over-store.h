@@ -17,9 +17,8 @@ public:
 
     /// Moves the staged tree to the version directory, makes `next` lead to it, and renames `next` to
     /// `current`. Publishes nothing. After an interruption, a second call goes on with the first step that is
-    /// missing. Raises ErrorCode::FileConflict if a foreign entry is in the way, and ErrorCode::Filesystem.
-    /// After a failure the tree is at `staging.path` or in the version directory. If something else has the
-    /// version directory's name, it stays.
+    /// missing. Raises ErrorCode::FileConflict if a foreign entry is in the way, which stays, and
+    /// ErrorCode::Filesystem. After a failure the tree is at `staging.path` or in the version directory.
     virtual void place(const PackageStaging &staging) = 0;
 
     /// Writes the lists of a current version: the files that are published, and the directories, each before

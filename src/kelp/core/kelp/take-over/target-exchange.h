@@ -65,11 +65,12 @@ public:
     /// is not under its temporary name comes out of the tree.
     void giveBack(const std::function<bool(const std::string &path)> &isListed);
 
-    /// Tidies the temporary names after a killed run, before anything else is done. rpm's file, or one that
-    /// somebody has changed, goes back to a target that is missing or has the store's file. One case is
-    /// excepted: with `keepsRpms`, rpm's file stays beside the store's, for publish() or takeBack(). If
-    /// another file is at the target, a changed one is kept as clear() keeps it. Everything else under a
-    /// temporary name is removed, and so is an unfinished copy (Common::unfinishedCopyName).
+    /// Tidies the temporary names after a killed run, before anything else is done. Such a name may have
+    /// rpm's file, or a changed file, which is neither rpm's nor the store's. Either goes back to a target
+    /// that is missing or has the store's file. But with `keepsRpms`, rpm's file stays beside the store's
+    /// file, for publish() or takeBack(). If the target has any other file, the changed file is renamed as
+    /// clear() renames it. Everything else under a temporary name is removed, and so is an unfinished copy
+    /// (Common::unfinishedCopyName).
     void settleNames(bool keepsRpms);
 
     /// Removes rpm's files under the temporary names. One that somebody has written to by then is renamed to
