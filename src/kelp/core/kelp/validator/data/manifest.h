@@ -7,8 +7,9 @@
 
 namespace Validator {
 
-/// Checks the optional manifest of a package. It is a JSON object of known keys. It names the first version
-/// of the system on which the package runs, or one such version for each release line.
+/// Checks the optional manifest of a package. It is a JSON object, in which an unknown key gets a warning. It
+/// names the first version of the system on which the package runs, or one such version for each release
+/// line.
 ///
 /// A manifest of more than a megabyte, and one that nests deeper than 32 levels, counts as invalid JSON.
 class Manifest final : public ValidatorBase<IValidator> {
