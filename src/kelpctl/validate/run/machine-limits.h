@@ -10,9 +10,10 @@ namespace KelpCtl {
 std::size_t usableProcessors();
 
 /// The bytes of memory that this process may still take. That is the least of the system's available memory
-/// and of what each of its control groups leaves: its own group and those above. A group with a memory.max
-/// leaves that without the memory in use; one without sets no bound. Inactive page cache counts as not in
-/// use, since the kernel gives it up. 0 if nothing is left, or the system's available memory is unknown.
+/// and of what each of its control groups leaves: its own group and those above. A group leaves its
+/// memory.max minus the memory in use; a group without a memory.max sets no bound. Inactive page cache counts
+/// as not in use, since the kernel gives it up. 0 if nothing is left, or the system's available memory is
+/// unknown.
 std::uint64_t usableMemory();
 
 } // namespace KelpCtl
