@@ -20,11 +20,11 @@ namespace Core::KELP {
 /// Four failures are raised only after all other steps. Published files that could not be removed, which are
 /// noted (left-behind.h), raise ErrorCode::Internal. So do files that stay published because a foreign
 /// directory stands in place of the link `current`, and a record of the package in rpm, by which the next
-/// take-over would bring it back without its files. A database of sources that cannot be read raises
-/// ErrorCode::Filesystem.
+/// take-over would bring it back without its files. A binding that stays, since the database of sources could
+/// not be read, raises ErrorCode::Filesystem.
 ///
 /// The file var/lib/kelp/removal names the package from before anything is removed until all steps are done.
-/// The three failures above do not keep it. The next removal, or `kelpctl doctor --repair`, completes a
+/// The four failures above do not keep it. The next removal, or `kelpctl doctor --repair`, completes a
 /// removal that was killed meanwhile. It also completes one that failed meanwhile, such as with
 /// ErrorCode::Filesystem "Couldn't add a package removal record to the registry: ID".
 std::vector<std::filesystem::path> removePackage(const IConfiguration &configuration, const std::string &id);

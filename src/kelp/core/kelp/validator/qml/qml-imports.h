@@ -14,10 +14,10 @@ namespace Validator {
 
 /// Checks the imports at the top of a package's QML files against the profile's lists.
 ///
-/// A forbidden import makes its file fail, and every file that is judged after it; one such import is kept
-/// for that. A relative one does so only up to the first file from which it leads to a file of the package.
-/// So all relative imports that are forbidden are kept. The time grows linearly with the number of files. A
-/// hard-linked file is read once, under its first name.
+/// A forbidden import makes its file fail, and every file that is judged after it. For that, the first one is
+/// kept. A forbidden relative path makes files fail only until one is judged from which the path leads to a
+/// file of the package. So all forbidden relative paths are kept, each until then. The time grows linearly
+/// with the number of files. A hard-linked file is read once, under its first name.
 class QmlImports final : public ValidatorBase<IValidator> {
 public:
     QmlImports(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config, std::shared_ptr<Logger> logger);
