@@ -65,12 +65,14 @@ protected:
     static void SetUpTestSuite() {
         writeLarge(held_.path() / "large.rpm");
         const std::string run =
-            "TMPDIR=. nice -n 19 " KELPCTL " validate --timeout 1 --output report large.rpm & until "
-            "[ -e kelpctl-*/tree/data/110.qml ]; do :; done; j=$(cat /proc/$!/task/$!/children); ";
-        heldRun_ = ::popen(
-            ("cd " + held_.path().string() + "; " + run + "kill -STOP $j; sleep 1; kill -CONT $j; wait $!")
-                .c_str(),
-            "r");
+            "TMPDIR=. nice -n 19 " KELPCTL " validate --timeout 1 --output report large.rpm >report & until "
+            "[ -e kelpctl-*/tree/data/110.qml ] || [ -s report ]; do :; done; ";
+        const std::string hold =
+            "j=$(cat /proc/$!/task/$!/children); kill -STOP $j; sleep 1; kill -CONT $j; ";
+        heldRun_ =
+            ::popen(("cd " + held_.path().string() + "; " + run + hold + "wait $!; s=$?; cat report; exit $s")
+                        .c_str(),
+                    "r");
     }
     static void TearDownTestSuite() {
         char report[100] = {};
