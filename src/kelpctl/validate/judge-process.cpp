@@ -4,8 +4,12 @@
 #include "kelpctl/validate/run/channel.h"
 #include "kelpctl/validate/run/interruption.h"
 
+#include "kelp/core/common/files/file-identity.h"
+
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <optional>
 #include <set>
 #include <sstream>
 
@@ -34,6 +38,12 @@ void send(int channel, const PackageReport &report) {
     if (bytes.size() > longestFrame)
         bytes = packed(withoutFindings(report));
     writeFrame(channel, Frame::Kind::Report, bytes);
+}
+
+/// Nothing for a file at which no look is possible.
+std::optional<Common::FileIdentity> identityOf(const std::string &file) {
+    struct stat status {};
+    return ::stat(file.c_str(), &status) == 0 ? std::optional(Common::identityOf(status)) : std::nullopt;
 }
 
 std::vector<PackageReport> judged(const std::string &file, const JudgeOptions &options) {
@@ -69,12 +79,19 @@ private:
     }
 
     void judge(const std::string &file) {
+        const auto begun = identityOf(file);
         JudgeOptions rest = options_;
         if (options_.known)
             leaveUnknown(file, rest);
         if (!rest.profiles.empty())
-            for (const PackageReport &report : judged(file, rest))
+            for (PackageReport &report : judged(file, rest)) {
+                // Its digest may be that of other bytes than the judged ones: a later run would go by it.
+                if (identityOf(file) != begun) {
+                    report.verdict = Verdict::Incomplete;
+                    report.reason = "The package file has changed meanwhile";
+                }
                 send(channel_, report);
+            }
         writeFrame(channel_, Frame::Kind::Done);
     }
 
