@@ -16,11 +16,9 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <ctime>
 #include <set>
 
 using namespace Core::KELP;
-using namespace std::string_literals;
 using Common::ErrorCode;
 namespace fs = std::filesystem;
 
@@ -170,16 +168,18 @@ TEST_F(ExtractTest, RefusesHostilePackagesAndTouchesNothingOutside) {
 
 /// A small package can have a large file under any number of names: to read it under each would take hours.
 TEST_F(ExtractTest, ReadsAFileOfManyNamesOnce) {
+    constexpr std::size_t size = 4 << 20;
     RpmWriter writer;
-    for (const auto &[name, content] :
-         {std::pair(".json"s, "{\"a\":[" + std::string(4 << 20, '\n') + "]}"),
-          {".qml", "import \"/" + std::string(300, 'x') + "\"" + std::string(4 << 20, '\n')}})
-        for (int i = 0; i < 200; ++i)
-            writer.files.push_back({share + "managed-configuration/", std::to_string(i) + name, 0100644,
-                                    i == 199 ? content : "", name == ".qml" ? 7U : 8U});
-    const std::clock_t begin = std::clock();
-    EXPECT_THAT(reportOn(writer), testing::HasSubstr("Import is not allowed"));
-    EXPECT_LT(std::clock() - begin, 4 * CLOCKS_PER_SEC);
+    for (int i = 0; i < 200; ++i)
+        writer.files.push_back({share + "managed-configuration/", std::to_string(i) + ".json", 0100644,
+                                i < 199 ? "" : "{" + std::string(size, ' ') + "}", 7});
+    const auto readSoFar = [] {
+        const std::string counts = readFile("/proc/self/io");
+        return std::stoull(counts.substr(counts.find("rchar: ") + 7));
+    };
+    const auto before = readSoFar();
+    reportOn(writer);
+    EXPECT_LT(readSoFar() - before, 10 * size);
 }
 
 /// What a link brings in is never more than a copy would. Each link comes with the same file, and draws the
@@ -298,10 +298,9 @@ TEST_F(ExtractTest, UnpacksNothingElseThanItHasReadBefore) {
     writer.write(package_);
     EXPECT_THAT([&] { package.extract(staging_, root_.path() / "version"); },
                 raises(ErrorCode::BadPackageFileFormat, "The package file has changed meanwhile"));
-    writer.files.front().content = "judged";
-    writer.files.front().digest = Common::Rpm::sha256Of("judged");
+    writer.files.front().digest = Common::Rpm::sha256Of("");
     EXPECT_NO_THROW(extract(writer));
-    writer.payload = {{share, "a", 0100644, "forged"}};
+    writer.files.front().digest = Common::Rpm::sha256Of("another content");
     EXPECT_THAT([&] { extract(writer); },
                 raises(ErrorCode::BadPackageContent, "File does not match its digest: " + share + "a"));
 }
