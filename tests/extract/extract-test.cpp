@@ -301,8 +301,13 @@ TEST_F(ExtractTest, UnpacksNothingElseThanItHasReadBefore) {
     writer.files.front().digest = Common::Rpm::sha256Of("");
     EXPECT_NO_THROW(extract(writer));
     writer.files.front().digest = Common::Rpm::sha256Of("another content");
+    const auto config = std::make_shared<Validator::Config>(Validator::Profile::Regular);
     EXPECT_THAT([&] { extract(writer); },
                 raises(ErrorCode::BadPackageContent, "File does not match its digest: " + share + "a"));
+    const auto tried = RpmPackage::fromFile(package_, {});
+    EXPECT_THAT(
+        [&] { tried.validate(root_.path() / "dry", {ValidationSetup{config}}, {.comparesFiles = true}); },
+        raises(ErrorCode::BadPackageContent, "File does not match its digest: " + share + "a"));
 }
 
 TEST_F(ExtractTest, FailsInTheOrderOfTheChecks) {

@@ -245,12 +245,19 @@ std::vector<std::string> RpmPackage::validate(const fs::path &destination,
                                               const std::vector<ValidationSetup> &judges,
                                               const Trial &trial) const {
     const ExtractFileIterator content = reopened(file());
+    PackageExtraction::Steps steps = {.beforeVerdict = trial.beforeVerdict, .duringWork = trial.duringWork};
+    std::optional<Common::Rpm::InstalledFiles> record;
+    if (trial.comparesFiles) {
+        record.emplace(content);
+        steps.afterFile = [&](const PackageExtraction::Entry &entry, const FileDescriptor &file) {
+            requireDigest(file, entry.path, record->sha256(entry.fileIndex));
+        };
+    }
     UnpackPipeline oneByOne;
     return PackageExtraction(
                content,
                {destination, {}, mappings_, PackageExtraction::Failure::IsReported, trial.mostUnpacked},
-               judges, {.beforeVerdict = trial.beforeVerdict, .duringWork = trial.duringWork},
-               trial.pipeline ? *trial.pipeline : oneByOne)
+               judges, std::move(steps), trial.pipeline ? *trial.pipeline : oneByOne)
         .run();
 }
 

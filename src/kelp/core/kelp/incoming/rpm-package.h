@@ -75,6 +75,7 @@ public:
         std::shared_ptr<UnpackPipeline> pipeline = {};  ///< Null: entry by entry.
         std::optional<std::uint64_t> mostUnpacked = {}; ///< As PackageExtraction takes it.
         std::function<void()> duringWork = {};          ///< As in PackageExtraction::Steps.
+        bool comparesFiles = false; ///< Whether accepted files must match their digests, as in extract().
     };
 
     /// Unpacks the package once, and has each judge report all findings by its own rules. If all judges

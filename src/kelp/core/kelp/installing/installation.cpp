@@ -106,7 +106,8 @@ private:
     void judge(const fs::path &staging) const {
         const ValidationSetup judge{
             std::make_shared<Validator::Config>(Validator::profileFromCertificate(certificate_))};
-        if (const std::string refusal = package_.validate(staging, {judge}, {}).front(); !refusal.empty())
+        const std::string refusal = package_.validate(staging, {judge}, {.comparesFiles = true}).front();
+        if (!refusal.empty())
             throw Error(ErrorCode::BadPackageContent, refusal);
     }
 
