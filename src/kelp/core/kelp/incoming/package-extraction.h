@@ -18,7 +18,8 @@
 
 namespace Core::KELP {
 
-/// Unpacks one package file while the validator's judges look at it.
+/// Unpacks one package file, and has it judged meanwhile. A judge is the validator with the rules of one
+/// ValidationSetup; there may be several, or none.
 ///
 /// The judges see the header before anything is unpacked; then each file as soon as it is unpacked, under
 /// each of its names; then the symbolic links (SymbolicLinks); and at last the package as a whole.

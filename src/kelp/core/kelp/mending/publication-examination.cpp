@@ -272,9 +272,9 @@ private:
     }
 
     /// The text of symlink.list as it should be: the lines of the present list, and the planned files that
-    /// are published or missing. The missing ones are published before this list is written. Drops each line
-    /// whose path the package cannot have published, such as a torn line. That path may be a foreign file,
-    /// which a removal would take for the package's.
+    /// are published or missing. A missing one counts too: as long as it is not published, `kelpctl status`
+    /// tells of it by the list. Drops each line whose path the package cannot have published, such as a torn
+    /// line. That path may be a foreign file, which a removal would take for the package's.
     std::vector<std::string> completeList() const {
         std::vector<std::string> list = listed_.value_or(std::vector<std::string>());
         std::erase_if(list, [this](const std::string &target) {
