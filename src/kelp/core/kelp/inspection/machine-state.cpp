@@ -53,7 +53,7 @@ std::string damage(const StoredPackage &package, const PackageFiles &files) {
     if (!package.information)
         return "its descriptor cannot be read, or its version is gone";
     if (!files.isListed)
-        return "its list of published files is missing";
+        return "its list of published files is missing or torn";
     const std::size_t missing = files.missing.size();
     if (missing == 0)
         return {};

@@ -239,7 +239,8 @@ PackageFiles StoreView::files(const std::string &id) const {
     const TreeView tree(resolver.packageDirectory(id));
     PublishedFiles published(resolver.packageDirectory(id), resolver.currentDirectory(id), tree);
     const auto listed = publishedFiles(id);
-    PackageFiles files{tree.bytes(), {}, listed.has_value()};
+    const bool isListed = listed && !isTornPathList(resolver.symlinkListFile(id, PackageSlot::Current));
+    PackageFiles files{tree.bytes(), {}, isListed};
     for (const std::string &target : listed.value_or(std::vector<std::string>()))
         if (!published.isThere(target))
             files.missing.emplace_back(target);

@@ -39,7 +39,7 @@ struct StoredPackage {
 struct PackageFiles {
     std::uintmax_t bytes = 0;                   ///< Of the package's directory.
     std::vector<std::filesystem::path> missing; ///< Published files that are not there, or lead to nothing.
-    bool isListed = true;                       ///< Otherwise nothing tells what is published.
+    bool isListed = true;                       ///< Otherwise nothing tells all that is published.
 };
 
 /// The files of a package that were kept because they could not be published: its id, and where they are.

@@ -54,6 +54,11 @@ std::optional<std::vector<std::string>> findPathList(const fs::path &file) {
     }
 }
 
+bool isTornPathList(const fs::path &file) {
+    const std::string content = Common::readIfExists(file).value_or("");
+    return !content.empty() && !content.ends_with('\n');
+}
+
 void writePathList(const fs::path &file, const std::vector<std::string> &paths,
                    Common::Durability durability) {
     std::string content;

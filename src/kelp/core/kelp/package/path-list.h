@@ -23,6 +23,10 @@ std::vector<std::string> requirePathList(const std::filesystem::path &file);
 /// The same, but an unreadable list is logged, and gives nothing. An absent one is empty.
 std::optional<std::vector<std::string>> findPathList(const std::filesystem::path &file);
 
+/// Whether the last line of a list is torn: then it may have lost paths. Not where there is no file. Raises
+/// as Common::readIfExists() does.
+bool isTornPathList(const std::filesystem::path &file);
+
 /// Replaces the list in one step, as Common::replaceFile() does. Leaves out a path with a line feed: a reader
 /// would take it for several paths, of which one could be foreign. Raises ErrorCode::Filesystem, and then
 /// leaves the old list, if there was one.
