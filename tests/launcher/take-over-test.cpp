@@ -325,12 +325,14 @@ TEST_F(TakeOverTest, ATreeWithoutAJournalGoesOnlyWhenRpmHasAllOfIt) {
     for (const char *id : {"org.app", "org.sound"})
         EXPECT_TRUE(machine.holds(std::string("opt/kelp/tmp/") + id + "/data/words")) << id;
 
-    machine.run("rm $IMAGE/opt/kelp/rescued");
+    machine.run("rm $IMAGE/opt/kelp/rescued; cd $IMAGE/opt/kelp/tmp; mkdir -p .given-up.1/card; "
+                "mount -t tmpfs x .given-up.1/card; touch .given-up.1/card/1");
     EXPECT_THAT(machine.launch(), HasSubstr("org.app files with mappings: files that it lacks are kept in "
                                             "/opt/kelp/rescued/org.app-1-1\n"));
     machine.expectStay({"org.app"});
     EXPECT_TRUE(machine.holds("opt/kelp/rescued/org.sound-1-1/data/words"));
     EXPECT_TRUE(machine.holds("opt/kelp/rescued/org.shared.2/x")) << "the tree of another application";
+    EXPECT_TRUE(machine.holds("opt/kelp/tmp/.given-up.1/card/1")) << "what is mounted is not ours";
     EXPECT_FALSE(machine.isStamped());
 
     machine.run("put org.app --force");

@@ -62,6 +62,16 @@ bool unlessItFails(const Question &question) {
     }
 }
 
+template<class Step>
+void tryToClear(const Step &clear) {
+    try {
+        clear();
+    } catch (const std::exception &error) {
+        LogStream(LogLevel::Warning) << "Couldn't cleanup database temporary directory";
+        LogStream(LogLevel::Warning) << error;
+    }
+}
+
 } // namespace
 
 void RpmMigration::requireRoomForRpm() {
@@ -145,20 +155,17 @@ void RpmMigration::takeUp() {
     std::set<fs::path> kept;
     for (const JournalEntry &entry : takeOver_.left())
         kept.insert(entry.path);
-    try {
-        clearArea(kept);
-    } catch (const std::exception &error) {
-        LogStream(LogLevel::Warning) << "Couldn't cleanup database temporary directory";
-        LogStream(LogLevel::Warning) << error;
-    }
+    // Scrap that stays, as with a mount in it, must not keep other trees from being cleared or rescued.
+    tryToClear([&] { area_.clearScrap(kept); });
+    tryToClear([&] { clearArea(kept); });
 }
 
 /// Removes trees that no journal names, if rpm or the store has all their files, and keeps the others.
 void RpmMigration::clearArea(const std::set<fs::path> &kept) {
-    area_.clearScrap(kept);
     std::vector<LeftTree> trees;
     for (const fs::path &leftover : area_.leftovers(kept))
-        trees.emplace_back(leftover);
+        if (!StagingArea::isScrap(leftover))
+            trees.emplace_back(leftover);
     if (trees.empty())
         return;
     for (const LeftTree &tree : treesNeededNoMore(trees))

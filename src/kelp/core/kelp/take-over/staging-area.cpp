@@ -9,6 +9,7 @@
 #include "kelp/core/kelp/take-over/own-directory.h"
 
 #include <algorithm>
+#include <exception>
 
 namespace fs = std::filesystem;
 
@@ -82,9 +83,16 @@ bool StagingArea::isScrap(const fs::path &leftover) {
 
 void StagingArea::clearScrap(const std::set<fs::path> &kept) const {
     Common::removeAll(movedProbe());
+    std::exception_ptr failure;
     for (const fs::path &leftover : leftovers(kept))
-        if (isScrap(leftover))
-            Common::removeAll(leftover);
+        try {
+            if (isScrap(leftover))
+                Common::removeAll(leftover);
+        } catch (const Error &) {
+            failure = failure ? failure : std::current_exception();
+        }
+    if (failure)
+        std::rethrow_exception(failure);
 }
 
 void StagingArea::giveUp(const fs::path &tree) const {

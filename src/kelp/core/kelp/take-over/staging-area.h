@@ -34,7 +34,8 @@ public:
     /// or an empty one.
     static bool isScrap(const std::filesystem::path &leftover);
 
-    /// Removes those. Raises ErrorCode::Filesystem, and what leftovers() raises.
+    /// Removes those. Raises ErrorCode::Filesystem, if scrap stays after the rest is gone, and what
+    /// leftovers() raises.
     void clearScrap(const std::set<std::filesystem::path> &kept) const;
 
     /// Removes a tree that nobody needs: a staged one, or a package's directory in the store. The tree is
