@@ -237,8 +237,9 @@ void migrateOrganisationsToSkid(Core::Configuration &configuration) {
     // Flushed before the stamp says that they are done.
     Patterns::flushMoves();
     // With the stamp the data in that home would never move.
-    if (look.failure)
-        std::rethrow_exception(look.failure);
+    for (const std::exception_ptr &failure : {look.failure, look.unmounted})
+        if (failure)
+            std::rethrow_exception(failure);
 }
 
 void migrateIntegrityConfiguration(Core::Configuration &configuration) {

@@ -368,8 +368,9 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
         {"mkdir " + stored + "/1-1/own; mount -t tmpfs x " + stored + "/1-1/own; touch " + stored +
              "/1-1/own/x; ! in_image kelpctl remove org.example.sound",
          "2", "kelpctl: /root/sound-2" + isMount},
-        {"true", "--repair /root/sound-1.rpm", "kelpctl: /root/sound-1" + isMount},
-        {"umount " + stored + "/1-1/own; rmdir " + stored + "/1-1/own; mkdir " + stored + "/2-1", "2",
+        {"cd " + stored + "/1-1; umount own; rmdir own; touch own; mount --bind /etc/hostname own",
+         "--repair /root/sound-1.rpm", "kelpctl: /root/sound-1" + isMount},
+        {"cd " + stored + "/1-1; umount own; rm own; mkdir " + stored + "/2-1", "2",
          conflict + "/2-1 is somebody else's" + status},
         {"rmdir " + stored + "/2-1; mv " + stored + " $IMAGE/srv/; ln -s /srv/org.example.sound " + stored,
          "2", conflict + " is a link" + status},

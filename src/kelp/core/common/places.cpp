@@ -55,17 +55,20 @@ HomesLook lookForUsersHomes() {
         throw Error(ErrorCode::Internal, "Couldn't retrieve list of system users");
 
     HomesLook look;
+    const auto note = [](const Error &error, std::exception_ptr &first) {
+        LogStream(LogLevel::Error) << explainedText(error);
+        if (!first)
+            first = std::make_exception_ptr(error);
+    };
     for (char **member = users->gr_mem; *member; ++member) {
         try {
             if (fs::path home = homes / *member; lookThrough(home))
                 look.homes.push_back(std::move(home));
             else if (isThere(home))
-                // A link to a disk that is not mounted: the home is there, and has data to move.
-                throw Error(ErrorCode::Filesystem, home.string() + " is a link that leads nowhere", ENOENT);
+                note({ErrorCode::Filesystem, home.string() + " is a link that leads nowhere", ENOENT},
+                     look.unmounted);
         } catch (const Error &error) {
-            LogStream(LogLevel::Error) << explainedText(error);
-            if (!look.failure)
-                look.failure = std::current_exception();
+            note(error, look.failure);
         }
     }
     return look;

@@ -57,31 +57,31 @@ fs::path nearestExisting(const fs::path &path) {
     return existing;
 }
 
-struct statx lookAt(const fs::path &directory) {
+struct statx lookAt(const fs::path &path) {
     struct statx status = {};
-    if (::statx(AT_FDCWD, directory.c_str(), AT_SYMLINK_NOFOLLOW, 0, &status) != 0 && !isNotFound(errno))
-        throw fs::filesystem_error("cannot look", directory, std::error_code(errno, std::system_category()));
+    if (::statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, 0, &status) != 0 && !isNotFound(errno))
+        throw fs::filesystem_error("cannot look", path, std::error_code(errno, std::system_category()));
     return status;
 }
 
 /// Also tells a mount of the same filesystem, of which the device number does not differ. A kernel before 5.8
 /// tells only other filesystems.
-bool isMountPoint(const fs::path &directory) {
-    const struct statx status = lookAt(directory);
+bool isMountPoint(const fs::path &path) {
+    const struct statx status = lookAt(path);
     if ((status.stx_attributes_mask & STATX_ATTR_MOUNT_ROOT) != 0)
         return (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
-    const struct statx parent = lookAt(directory / "..");
+    const struct statx parent = lookAt(path.parent_path());
     return status.stx_dev_major != parent.stx_dev_major || status.stx_dev_minor != parent.stx_dev_minor;
 }
 
-/// A mounted file needs no look: the kernel does not remove it.
+/// Of a file too: the kernel does not remove it, and half of the tree would be gone by then.
 fs::path mountPointIn(const fs::path &path) {
     if (!fs::is_directory(fs::symlink_status(path)))
         return {};
     if (isMountPoint(path))
         return path;
     for (const fs::directory_entry &entry : fs::recursive_directory_iterator(path))
-        if (!entry.is_symlink() && entry.is_directory() && isMountPoint(entry.path()))
+        if (!entry.is_symlink() && isMountPoint(entry.path()))
             return entry.path();
     return {};
 }

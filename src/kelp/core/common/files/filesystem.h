@@ -17,7 +17,7 @@ namespace Common {
 void removeAll(const std::filesystem::path &path);
 
 /// Raises ErrorCode::Filesystem "PATH is a mount point" if `path` is a directory and something is mounted on
-/// it, or on a directory below it: that belongs to whoever has mounted it. Logs nothing then.
+/// it, or on an entry below it: that belongs to whoever has mounted it. Logs nothing then.
 void requireNoMount(const std::filesystem::path &path);
 
 /// Makes the directory and its parents. One that exists is fine.

@@ -3,6 +3,7 @@
 #include "kelp/core/common/errors/error-category.h"
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/files/file-descriptor.h"
+#include "kelp/core/common/files/filesystem.h"
 #include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/kelp/inspection/tree-view.h"
@@ -224,6 +225,12 @@ std::optional<std::vector<std::string>> StoreView::publishedFiles(const std::str
 
 std::optional<std::vector<std::string>> StoreView::madeDirectories(const std::string &id) const {
     return paths(id, DatabasePathResolver(*configuration_).generatedDirListFile(id, PackageSlot::Current));
+}
+
+void StoreView::requireNoMountIn(const std::string &id) const {
+    const DatabasePathResolver resolver(*configuration_);
+    for (const std::string &version : StoreEntry(resolver, id).content(records_.underWay(id)).own)
+        Common::requireNoMount(resolver.versionDirectory(id, version));
 }
 
 std::optional<std::vector<std::string>> StoreView::paths(const std::string &id, const fs::path &list) const {

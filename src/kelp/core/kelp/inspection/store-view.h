@@ -81,6 +81,10 @@ public:
     /// The same of the directories that were made for them.
     std::optional<std::vector<std::string>> madeDirectories(const std::string &id) const;
 
+    /// Raises as Common::requireNoMount() when something is mounted in a version of the package. Other
+    /// entries of the package's directory are not looked at: nobody removes them.
+    void requireNoMountIn(const std::string &id) const;
+
     /// Looks at the files of a package, in the store and in the system. A package without a list has no
     /// missing files. Raises ErrorCode::Filesystem when one look fails.
     PackageFiles files(const std::string &id) const;

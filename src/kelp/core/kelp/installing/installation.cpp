@@ -142,7 +142,7 @@ private:
                                                    "takes it over");
         refuseForeign(StoreEntry(resolver_, id_).objectionTo(package_.version()));
         // The old version could not go.
-        Common::requireNoMount(resolver_.packageDirectory(id_));
+        StoreView(configuration_).requireNoMountIn(id_);
         if (const auto found = StoreView(configuration_).package(id_)) {
             if (!found->failure.empty())
                 throw Error(ErrorCode::Filesystem, found->failure);

@@ -114,7 +114,7 @@ std::vector<fs::path> removePackage(const IConfiguration &configuration, const s
     if (!(package && isStored(configuration, id)) && !isLost(configuration, id))
         throw Common::Error(Common::ErrorCode::PackageNotExist,
                             "Attempt to remove non existent package " + id);
-    Common::requireNoMount(DatabasePathResolver(configuration).packageDirectory(id));
+    StoreView(configuration).requireNoMountIn(id);
     settle(configuration, id);
     // From here on there is no way back: after a kill the removal is completed.
     Common::replaceDurably(removalFile(), id + "\n");

@@ -211,6 +211,7 @@ void Patterns::migrateLate(const PackageInformation &package,
     for (const fs::path &home : look.homes)
         moveAll(unitsOf(*owner, home, stays), Clash::IsMerged);
     flushMoves();
+    // Not for a home that is a link to nowhere: the package would never come in if that stays so.
     if (look.failure)
         std::rethrow_exception(look.failure);
 }
