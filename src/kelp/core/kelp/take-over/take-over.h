@@ -36,8 +36,8 @@ class TargetExchange;
 /// 3. Every filesystem that was written to is flushed.
 /// 4. rpm forgets the packages: their headers go, no script runs, and all files stay. rpm's database is
 ///    flushed. So a header that still exists proves that none of rpm's files was removed.
-/// 5. rpm's files are removed, `arrival` is called, and the registry gets a line for each package. All that
-///    is flushed; then the journal forgets the packages.
+/// 5. rpm's files are removed. The caller's `arrival` does its own work for the packages that came in, and
+///    the registry gets a line for each. All that is flushed; then the journal forgets the packages.
 ///
 /// What holds at every moment:
 /// - A target where rpm had a file holds rpm's file or the store's, and opens.
