@@ -53,9 +53,10 @@ struct RpmCandidate {
 /// stays for now if the machine is in the way: for example, a target's place is read-only, immutable, a mount
 /// point, on a full disk, or reached by a link that is not root's.
 ///
-/// The survey first looks at each application by itself, with its record read again from the database, and
-/// keeps only hashes of its paths. Applications with equal hashes may share a path, so it compares these once
-/// more, by the paths themselves.
+/// The survey finds the applications by one walk over rpm's records. Then it judges each application by
+/// itself: it reads the record once more, and keeps only hashes of the paths, since all paths would take too
+/// much memory. Applications with equal hashes may share a path. So it compares these once more, by the paths
+/// themselves.
 class RpmSurvey {
 public:
     /// One record of rpm's, in the order of the database.
@@ -68,11 +69,12 @@ public:
     /// that is not installed.
     using InstalledVersion = std::function<std::optional<std::string>(const std::string &id)>;
 
-    /// Leaves out `exceptIds`, the applications that are on their way already. An application stays if one of
-    /// the trees `left` holds files that its record lists and that are missing on disk. It also stays if
-    /// `installedVersion` fails for it. `stagingDevice` is the filesystem of the staged trees. A record that
-    /// cannot be read is logged, and its package stays in rpm. Raises as the signature database,
-    /// forEachRecord(), read() and PathFinder::find() do. `rpm` must outlive the object.
+    /// Leaves out `exceptIds`, the applications that are on their way already. An application stays in rpm if
+    /// one of the trees `left` holds files that its record lists and that are missing on disk. It also stays
+    /// if `installedVersion`, which tells whether the store has it, fails for it. A record that cannot be
+    /// read is logged, and its package stays in rpm. `stagingDevice` is the filesystem of the staged trees.
+    /// Raises as the signature database, forEachRecord(), read() below and PathFinder::find() do. `rpm` must
+    /// outlive the object.
     RpmSurvey(const Common::Rpm::Transaction &rpm, InstalledVersion installedVersion,
               const IDatabasePathResolver &pathResolver, const std::set<std::string> &exceptIds,
               const std::vector<LeftTree> &left, std::uint64_t stagingDevice);
