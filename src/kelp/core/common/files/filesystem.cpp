@@ -57,9 +57,10 @@ fs::path nearestExisting(const fs::path &path) {
     return existing;
 }
 
+/// All is 0 for a missing entry.
 struct statx lookAt(const fs::path &path) {
     struct statx status = {};
-    if (::statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, 0, &status) != 0 && !isNotFound(errno))
+    if (::statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, STATX_TYPE, &status) != 0 && !isNotFound(errno))
         throw fs::filesystem_error("cannot look", path, std::error_code(errno, std::system_category()));
     return status;
 }
@@ -68,6 +69,8 @@ struct statx lookAt(const fs::path &path) {
 /// tells only other filesystems.
 bool isMountPoint(const fs::path &path) {
     const struct statx status = lookAt(path);
+    if (status.stx_mask == 0)
+        return false; // It has gone meanwhile.
     if ((status.stx_attributes_mask & STATX_ATTR_MOUNT_ROOT) != 0)
         return (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
     const struct statx parent = lookAt(path.parent_path());

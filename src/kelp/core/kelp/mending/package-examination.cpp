@@ -255,8 +255,7 @@ private:
         if (current_.slot.lead == Lead::Nowhere)
             add(FindingKind::Dead, link(PackageSlot::Current),
                 "leads to a version that is gone: if it is there under no other name, install the package "
-                "again, or "
-                "remove it");
+                "again, or remove it");
         else if (entry().content().foreign.empty())
             add(FindingKind::Leftover, resolver_.packageDirectory(package_.id),
                 "is empty, left of a killed run",
