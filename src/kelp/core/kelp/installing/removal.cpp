@@ -97,15 +97,8 @@ void settle(const IConfiguration &configuration, const std::string &id) {
     }
 }
 
-} // namespace
-
-std::vector<fs::path> removePackage(const IConfiguration &configuration, const std::string &id) {
-    if (!Common::isFileName(id))
-        throw std::invalid_argument("This is no id of an application");
-    resumeRemoval(configuration);
-    if (idsOnTheirWay(configuration).contains(id))
-        throw Common::Error(Common::ErrorCode::Internal,
-                            "Package " + id + " is on its way from rpm: systemctl restart kelp-launcher");
+/// Returns the foreign entries left in the package's directory.
+std::vector<fs::path> removeWhole(const IConfiguration &configuration, const std::string &id) {
     const auto package = StoreView(configuration).package(id);
     if (package && package->isLink)
         throw Common::Error(Common::ErrorCode::FileConflict,
@@ -119,7 +112,25 @@ std::vector<fs::path> removePackage(const IConfiguration &configuration, const s
     // From here on there is no way back: after a kill the removal is completed.
     Common::replaceDurably(removalFile(), id + "\n");
     Common::flushFile(removalFile().parent_path());
-    std::vector<fs::path> left = completeRemoval(configuration);
+    return completeRemoval(configuration);
+}
+
+} // namespace
+
+std::vector<fs::path> removePackage(const IConfiguration &configuration, const std::string &id) {
+    if (!Common::isFileName(id))
+        throw std::invalid_argument("This is no id of an application");
+    std::vector<fs::path> left;
+    const bool isBegun = unfinishedRemoval() == id;
+    if (isBegun)
+        left = completeRemoval(configuration);
+    else
+        resumeRemoval(configuration);
+    if (idsOnTheirWay(configuration).contains(id))
+        throw Common::Error(Common::ErrorCode::Internal,
+                            "Package " + id + " is on its way from rpm: systemctl restart kelp-launcher");
+    if (!isBegun)
+        left = removeWhole(configuration, id);
     requireAllTakenBack(id);
     requireNothingPublished(configuration, id);
     requireUnbound(configuration, id);
