@@ -70,6 +70,7 @@ std::string blobOf(Header header, rpmTagVal region) {
 /// librpm would put no list where it knows of none.
 void putList(Header header, std::int32_t tag, const std::vector<std::string> &texts) {
     std::vector<const char *> pointers;
+    pointers.reserve(texts.size());
     for (const std::string &text : texts)
         pointers.push_back(text.c_str());
     rpmtd_s data{};

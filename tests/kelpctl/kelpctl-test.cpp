@@ -63,22 +63,21 @@ protected:
     /// priority, and the shell asks without a pause, so that a busy machine does not let it finish before it
     /// is held.
     static void SetUpTestSuite() {
-        writeLarge(held_.path() / "large.rpm");
+        writeLarge(held.path() / "large.rpm");
         const std::string run =
             "TMPDIR=. nice -n 19 " KELPCTL " validate --timeout 1 --output report large.rpm >report & until "
             "[ -e kelpctl-*/tree/data/110.qml ] || [ -s report ]; do :; done; ";
         const std::string hold =
             "j=$(cat /proc/$!/task/$!/children); kill -STOP $j; sleep 1; kill -CONT $j; ";
-        heldRun_ =
-            ::popen(("cd " + held_.path().string() + "; " + run + hold + "wait $!; s=$?; cat report; exit $s")
-                        .c_str(),
-                    "r");
+        heldRun = ::popen(
+            ("cd " + held.path().string() + "; " + run + hold + "wait $!; s=$?; cat report; exit $s").c_str(),
+            "r");
     }
     static void TearDownTestSuite() {
         char report[100] = {};
-        EXPECT_STREQ(std::fgets(report, sizeof report, heldRun_),
+        EXPECT_STREQ(std::fgets(report, sizeof report, heldRun),
                      "large.rpm: incomplete: It takes longer than 1 seconds\n");
-        EXPECT_EQ(::pclose(heldRun_), W_EXITCODE(2, 0));
+        EXPECT_EQ(::pclose(heldRun), W_EXITCODE(2, 0));
     }
 
     KelpCtlTest() {
@@ -100,8 +99,8 @@ protected:
     std::string out() const { return readFile(out_); }
     std::string error() const { return readFile(error_); }
 
-    static inline const TemporaryDirectory held_;
-    static inline FILE *heldRun_ = nullptr;
+    static inline const TemporaryDirectory held;
+    static inline FILE *heldRun = nullptr;
     TemporaryRoot root_;
     fs::path temporary_ = root_.path() / "tmp";
     fs::path home_ = root_.path() / "home";

@@ -246,9 +246,9 @@ TEST_F(FSDatabaseTest, AFailedUpdateBringsThePreviousVersionBackWhenItIsNotCorru
 }
 
 TEST_F(FSDatabaseTest, AFirstInstallThatFailsOnceItIsCurrentIsRemoved) {
-    const std::function<void(fs::path)> rows[] = {
-        [&](fs::path) { writeFile(at("usr/bin/tool"), "a user's own"); },
-        [](fs::path staging) { fs::create_symlink("leads nowhere", staging / "bin/alias"); },
+    const std::function<void(const fs::path &)> rows[] = {
+        [&](const fs::path &) { writeFile(at("usr/bin/tool"), "a user's own"); },
+        [](const fs::path &staging) { fs::create_symlink("leads nowhere", staging / "bin/alias"); },
     };
     for (const int i : {0, 1, 2, 3}) {
         const auto staging = stage("1-1", {{"bin/tool", "x"}});
