@@ -57,9 +57,10 @@ public:
     /// record has no usable descriptor, and Filesystem when a look fails.
     ///
     /// This look removes what is corrupted. A prepared version goes if its descriptor is absent or malformed.
-    /// The whole package goes if that is so of its current version, and the registry has the package as
-    /// installed. A package of a take-over under way stays as it is. So does one that is reached by a link,
-    /// and one whose descriptor cannot be read, or is of another id or version.
+    /// Without a usable prepared version, the current one counts. If its descriptor is absent or malformed,
+    /// and the registry has the package as installed, the whole package goes. A package of a take-over under
+    /// way stays as it is. So does one that is reached by a link, and one whose descriptor cannot be read, or
+    /// is of another id or version.
     virtual PackageInformation packageInfo(const std::string &id) = 0;
 
     /// packageInfo() of every package, in no defined order. Failures are logged and left out.
