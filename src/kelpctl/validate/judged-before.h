@@ -24,7 +24,7 @@ public:
     /// Opens or makes the file, and cuts off a last line that an interrupted run did not finish. An earlier
     /// verdict counts if its line has the same `conditions`, digest of the package and profile. Raises
     /// std::runtime_error when another run holds the file, when it cannot be opened, read or cut, and when it
-    /// holds anything but reports. The file then keeps its text.
+    /// holds anything but reports. After any of these errors the file keeps its text.
     JudgedBefore(const std::filesystem::path &file, boost::json::object conditions);
 
     /// The newest verdict on the package of that digest; nothing if there is none, or it is incomplete.
