@@ -97,10 +97,10 @@ namespace {
 constexpr const char *directoryMacro = "_dbpath";
 constexpr const char *lockName = ".rpm.lock";
 
-/// Locks the database against writers for as long as the result lives. Makes no lock file: if there is none,
-/// no writer holds the lock. An fcntl lock ends when the process closes any descriptor of the file, and the
-/// result closes one. So the process must have no Transaction on the machine's own database: the Transaction
-/// would lose its lock.
+/// Locks the database against writers for as long as the result lives. Makes no lock file: without one the
+/// result locks nothing, and the caller must call requireNoWriter() afterwards. An fcntl lock ends when the
+/// process closes any descriptor of the file, and the result closes one. So the process must have no
+/// Transaction on the machine's own database: the Transaction would lose its lock.
 FileDescriptor lockOutWriters(const fs::path &directory) {
     FileDescriptor lock(::open((directory / lockName).c_str(), O_RDONLY | O_CLOEXEC));
     // Without the lock the copy could be torn.
