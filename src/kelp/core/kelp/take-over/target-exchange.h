@@ -68,8 +68,8 @@ public:
     /// Tidies the temporary names after a killed run, before anything else is done. Such a name may have
     /// rpm's file, or a changed file, which is neither rpm's nor the store's. Either goes back to a target
     /// that is missing or has the store's file. But with `keepsRpms`, rpm's file stays beside the store's
-    /// file, for publish() or takeBack(). If the target has any other file, the changed file is renamed as
-    /// clear() renames it. Everything else under a temporary name is removed, and so is an unfinished copy
+    /// file, for publish() or takeBack(). If the target has any other file, a changed regular file is renamed
+    /// as clear() renames it. Everything else under a temporary name is removed, and so is an unfinished copy
     /// (Common::unfinishedCopyName).
     void settleNames(bool keepsRpms);
 
