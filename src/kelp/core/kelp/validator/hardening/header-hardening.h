@@ -6,10 +6,10 @@
 
 namespace Validator {
 
-/// Checks a header for what no honest package has and the header's other rules miss. Runs after those rules
-/// and repeats none of their findings. Reports ContentRule::ImpossiblePath for a path or a link's text that
-/// is no UTF-8 or has control characters; the unpacking reports it for other faults of a path. Takes n log n
-/// time for a package of n files.
+/// Checks a header for faults that the header's other rules miss. Runs after those rules and repeats none of
+/// their findings. Reports ContentRule::ImpossiblePath for a path or a link's text that is no UTF-8 or has
+/// control characters; the unpacking reports it for other faults of a path. Takes n log n time for a package
+/// of n files.
 void checkHeaderHardening(const HeaderCheck &check);
 
 /// Whether a package has so many unlisted directories that they must be its purpose.
