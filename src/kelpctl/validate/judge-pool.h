@@ -21,8 +21,8 @@ struct pollfd;
 namespace KelpCtl {
 
 /// Judges packages in other processes, the judges. librpm's state belongs to a process, and a package that
-/// crashes its judge costs no other package. The judges are forked from this process, which must not have
-/// used librpm or started a thread.
+/// crashes its judge costs no other package. run() forks a judge whenever it needs one. Until run() has
+/// returned, this process must not use librpm or start a thread.
 ///
 /// Reports come in the order of the packages: a finished one waits for the slower packages before it. At most
 /// 64 packages are begun and not yet reported.
