@@ -36,11 +36,11 @@ public:
 /// splitJsonRoots(). An object without "watch" gives an empty list. Raises as MappedFile::open() does.
 std::optional<std::vector<std::string>> readWatchedFiles(const std::filesystem::path &path);
 
-/// Cuts a text into the values at its top level, so that each can be parsed alone. A piece ends after the
-/// bracket that closes an object or array; comments and a "var x =" belong to the piece after them. The
-/// pieces need not be JSON that json-glib accepts. Strings and comments are those of json-glib's scanner: a
-/// string in single quotes has no escapes, and a comment stands between "/*" and "*/" or between two "/". So
-/// "//" is an empty comment, and does not hide the rest of its line.
+/// Cuts a text into the values at its top level, so that each can be parsed alone. A piece ends with the
+/// bracket that closes an object or array, and the blanks and ";" that follow. Comments and a "var x ="
+/// belong to the piece after them. The pieces need not be JSON that json-glib accepts. Strings and comments
+/// are those of json-glib's scanner: a string in single quotes has no escapes, and a comment stands between
+/// "/*" and "*/" or between two "/". So "//" is an empty comment, and does not hide the rest of its line.
 ///
 /// Returns nothing for a text that nests deeper than 512 levels or has more than a thousand pieces. json-glib
 /// recurses for each level without a bound, and leaks all values but the first.
