@@ -83,10 +83,10 @@ using PathReader =
     std::function<void(std::size_t application, const PathVisitor &file, const PathVisitor &target)>;
 
 /// Finds the owners of all places that more than one package has. `hashes` come from the first look at each
-/// application. `read` reads an application again only if the hash of one of its files or targets occurs
-/// twice, or is also that of another package's file. `hashes.instances` has the records of the applications.
-/// The files of all other records come from `rpm`; a record that cannot be read is logged and skipped. Raises
-/// UnknownPath, and as forEachRecord() and `read` do.
+/// application. `read` reads again only the applications that, by their hashes, may share a place.
+/// `hashes.instances` has the records of the applications. The files of all other records come from `rpm`; a
+/// record that cannot be read is logged and skipped. Raises UnknownPath, and as forEachRecord() and `read`
+/// do.
 PathOwners findPathOwners(const Common::Rpm::Transaction &rpm, PlaceHashes hashes, PathFinder &finder,
                           const PathReader &read);
 

@@ -36,7 +36,8 @@ public:
     ///   names packages;
     /// - the signature database, the journal or the disks that the journal names cannot be used;
     /// - a directory with an application's file or target cannot be looked at;
-    /// - the temporary directory is not the package manager's own, or a group's copies cannot be flushed;
+    /// - the temporary directory is not the package manager's own, or not on the store's filesystem;
+    /// - a group's copies, or its last changes, cannot be flushed;
     /// - a stop signal came; a group that has begun is completed first.
     /// Nothing is lost then: completed groups are in the store, and the next run goes on with the others.
     void run();
