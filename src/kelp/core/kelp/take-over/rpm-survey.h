@@ -47,11 +47,11 @@ struct RpmCandidate {
 /// The applications in the machine's rpm database, and which of them can be taken over. This is decided
 /// before anything is staged, by rpm's records, the certificates, the store and the disk. Changes nothing.
 ///
-/// An application stays in rpm for good if its tree could not be made or published as a whole: for example, a
-/// link would lead nowhere, a foreign file stands at a target, or another application has the same target. It
-/// also stays if it shares a file with a package that stays, or if rpm has a second record of its name. It
-/// stays for now if the machine is in the way: for example, a target's place is read-only, immutable, a mount
-/// point, on a full disk, or reached by a link that is not root's.
+/// An application stays in rpm for good if rpm has a second record of its name, or if its tree could not be
+/// made or published as a whole: for example, a link would lead nowhere, a foreign file stands at a target,
+/// or another application has the same target. It stays for now if the machine is in the way: for example, a
+/// target's place is read-only, immutable, a mount point, on a full disk, or reached by a link that is not
+/// root's. If it shares a file with a package that stays, it stays like that package, for good or for now.
 ///
 /// The survey finds the applications by one walk over rpm's records. Then it judges each application by
 /// itself: it reads the record once more, and keeps only hashes of the paths, since all paths would take too
