@@ -27,10 +27,10 @@ struct RegistryView {
     std::size_t badLines = 0;            ///< Those that cannot be read.
 };
 
-/// Reads the registry without its lock: taking the lock could make its file, and a look must make nothing.
-/// The registry is replaced in one step, so a reader sees one state of it. A missing registry counts as
-/// empty. Raises ErrorCode::UnauthorizedAccess when only root can read it, and ErrorCode::Filesystem when the
-/// read fails.
+/// Reads the registry without its lock: taking the lock could make the lock file, and a look must make
+/// nothing. The registry is replaced in one step, so a reader sees one state of it. A missing registry counts
+/// as empty. Raises ErrorCode::UnauthorizedAccess when only root can read it, and ErrorCode::Filesystem when
+/// the read fails.
 RegistryView readRegistry();
 
 /// Its good records. Raises as readRegistry() does.
