@@ -15,9 +15,9 @@ void makeStagingDirectory(const std::filesystem::path &staging);
 
 /// Stages the files of an installed package in the empty directory `entry.path`, as a version that will lie
 /// in `versionDirectory`. Notes in `entry.files` the original files that rpm would remove. Hard-links a file
-/// where a copy would be equal, and copies it otherwise. Sets the attribute "security.appid" of the staged
-/// files. As a hard link is the same file, rpm's file has the attribute from then on as well. A listed file
-/// that is missing on disk is logged as a warning and left out.
+/// where a copy would be equal, and copies it otherwise. Sets the attribute "security.appid" of each staged
+/// file that is `signable` (PackageEntry). As a hard link is the same file, rpm's file has the attribute from
+/// then on as well. A listed file that is missing on disk is logged as a warning and left out.
 ///
 /// Raises CopyError for a file that could not be looked at or staged, and ErrorCode::Filesystem for one that
 /// changed meanwhile. Files made by then stay, all below `entry.path`.
