@@ -178,19 +178,24 @@ bool StoreEntry::isNamedByDescriptor() const {
     return false;
 }
 
+bool StoreEntry::leadsToAnothers(PackageSlot which) const {
+    const Slot found = slot(which);
+    return found.counts() && descriptor(found.version).state == DescriptorState::Another;
+}
+
+bool StoreEntry::hasAnothers() const {
+    return leadsToAnothers(PackageSlot::Next) || leadsToAnothers(PackageSlot::Previous);
+}
+
 std::string StoreEntry::objection() const {
     const Kind found = kind();
     if (found == Kind::Link)
         return directory().string() + " is a link";
     if (found == Kind::Other)
         return directory().string() + " is not a directory";
-    for (const PackageSlot which : slots) {
-        const Slot slot = this->slot(which);
-        const bool isAnothers = slot.counts() && which != PackageSlot::Current &&
-                                descriptor(slot.version).state == DescriptorState::Another;
-        if (slot.isForeign() || isAnothers)
+    for (const PackageSlot which : slots)
+        if (slot(which).isForeign() || (which != PackageSlot::Current && leadsToAnothers(which)))
             return link(which).string() + " does not lead to a version of the package";
-    }
     return {};
 }
 

@@ -89,8 +89,12 @@ public:
     /// machine failed to read one that may.
     bool isNamedByDescriptor() const;
 
+    /// Whether `next` or `prev` leads to a version with the descriptor of another. The removal of the package
+    /// would remove it too.
+    bool hasAnothers() const;
+
     /// Why nothing can come in, be made current or go here: the entry or one of its links is foreign, or
-    /// `next` or `prev` leads to a version with the descriptor of another. Empty without an objection.
+    /// hasAnothers(). Empty without an objection.
     std::string objection() const;
 
     /// The same, or an objection to a foreign directory in place of the version.
@@ -101,6 +105,7 @@ private:
     Slot leadTo(const std::pair<dev_t, ino_t> &target, const std::string &name) const;
     std::vector<std::string> names() const;
     bool isOwn(const std::string &name) const;
+    bool leadsToAnothers(PackageSlot which) const;
 
     const IDatabasePathResolver *resolver_;
     std::string id_;

@@ -127,7 +127,8 @@ PackageInformation FSDatabase::packageInfo(const std::string &id) {
     if (auto information = currentInformation(id))
         return *information;
     // A directory is foreign if neither a record nor a descriptor makes it a package.
-    if (entry(id).kind() != StoreEntry::Kind::Directory || !isOnRecord(id) || idsOnTheirWay().contains(id))
+    if (entry(id).kind() != StoreEntry::Kind::Directory || !isOnRecord(id) || idsOnTheirWay().contains(id) ||
+        entry(id).hasAnothers())
         throw unreadableDescriptor(id);
     LogStream(LogLevel::Info) << "Cleaning up corrupted installed package " << id;
     try {
