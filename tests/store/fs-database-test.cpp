@@ -71,9 +71,14 @@ TEST_F(FSDatabaseTest, RemovalTakesBackWhatIsStillAMappingAndEmpty) {
 
     install("1-1", {});
     prepare("2-1", {});
-    fs::create_symlink(at("usr"), stored("prev"));
+    fs::create_directory(stored("prev"));
     EXPECT_THROW(database.remove(id), Common::Error) << "2-1 cannot go";
     EXPECT_TRUE(database.isInstalled(id));
+    fs::remove(stored("prev"));
+    fs::create_symlink(at("usr"), stored("prev"));
+    database.remove(id);
+    EXPECT_FALSE(fs::exists(stored("")));
+    EXPECT_TRUE(fs::exists(at("usr")));
 }
 
 /// A state of a package by its three links, and what completeUpdate() makes of it.
@@ -359,6 +364,9 @@ TEST_F(FSDatabaseTest, NewerIsWhatRpmCallsNewer) {
     writeFile(stored("2-1/velura.pkg"), descriptor.insert(descriptor.find("2-1"), 1, '\0'));
     EXPECT_TRUE(database.isNewerThanInstalled(id, "1.10-1")) << "one with another's descriptor does not";
     EXPECT_THROW(database.completeUpdate(id), Common::Error);
+    writeFile(at("var/lib/kelp/registry"), "timestamp=1 event=I package=org.app keyid=K1\n");
+    breakDescriptor("1.9-1");
+    EXPECT_THROW(database.packageInfo(id), Common::Error) << "a removal would take another's along";
     EXPECT_THAT(slots(), UnorderedElementsAre("1.9-1", "current -> 1.9-1", "2-1", "next -> 2-1"));
     EXPECT_FALSE(database.isNewerThanInstalled("org.none", "1"));
 }

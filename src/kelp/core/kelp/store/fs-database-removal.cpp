@@ -63,6 +63,9 @@ std::vector<fs::path> FSDatabase::dropPackage(const std::string &id) const {
         return {};
     if (kind != StoreEntry::Kind::Directory)
         throw Error(ErrorCode::FileConflict, entry.objection());
+    // It goes in any case, and dropOthers() needs its place.
+    if (entry.slot(PackageSlot::Previous).lead == StoreEntry::Lead::Elsewhere)
+        Common::removeAll(entry.link(PackageSlot::Previous));
     const StoreEntry::Slot current = entry.slot(PackageSlot::Current);
     if (const auto failure = dropOthers(id, current.counts() ? current.version : ""))
         std::rethrow_exception(failure);
