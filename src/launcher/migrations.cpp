@@ -47,10 +47,12 @@ public:
         store_(store), sources_(sources) {}
 
     void run() {
+        // Before the transaction: a failure here is none of the sources', and must keep the stamp away.
+        const std::vector<PackageInformation> packages = store_.packages();
         try {
-            sources_.together([this] {
+            sources_.together([&] {
                 bindClientCertificates();
-                bindRemainingPackages();
+                bindRemainingPackages(packages);
             });
         } catch (const Common::Error &error) {
             for (const Bound &bound : bound_)
@@ -117,8 +119,8 @@ private:
         bound_.push_back({id, reservedSource, false, logReservedFailure});
     }
 
-    void bindRemainingPackages() {
-        for (const PackageInformation &package : store_.packages()) {
+    void bindRemainingPackages(const std::vector<PackageInformation> &packages) {
+        for (const PackageInformation &package : packages) {
             const auto id = package.find("general.id");
             if (id == package.end()) {
                 LogStream(LogLevel::Warning) << "Couldn't retrieve ID of installed package";

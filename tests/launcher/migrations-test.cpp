@@ -81,21 +81,22 @@ TEST_F(MigrationsTest, ARemovedStampRepeatsItsMigrationHarmlessly) {
         "/usr/share/icons/hicolor/86x86/apps/phone.png belongs to io.velura.dialer too\n";
     const std::string exceptSkid = "[I] Migration 'rpm_to_kelp' already completed, skipping.\n"
                                    "[I] Migration 'new_integrityd' already completed, skipping.\n";
-    const std::string package = "/opt/app/org.example.notes/current";
+    const std::string package = "newfstatat EIO /opt/app/org.example.notes/current";
     // Its failed look, and what the next start says.
     const std::tuple<std::string, std::string, std::string> rows[] = {
         {".migration_done", package, stays + skipped.substr(skipped.find('\n') + 1)},
+        {".migration_done", "getdents64 EIO /opt/app", stays + skipped.substr(skipped.find('\n') + 1)},
         {".migration_skid_done", package, exceptSkid},
-        {".migration_skid_done", "/home/alice", exceptSkid},
-        {".migration_skid_done", "/srv", exceptSkid},
+        {".migration_skid_done", "newfstatat EIO /home/alice", exceptSkid},
+        {".migration_skid_done", "newfstatat EIO /srv", exceptSkid},
         {".migration_integrityd_done", package,
          "[I] Migration 'rpm_to_kelp' already completed, skipping.\n"
          "[I] Migration 'org_to_skid' already completed, skipping.\n"},
     };
-    for (const auto &[stamp, place, log] : rows) {
+    for (const auto &[stamp, failure, log] : rows) {
         fs::remove(image().root() / "var/lib/kelp" / stamp);
-        run("launch_failing newfstatat EIO " + place);
-        EXPECT_FALSE(holds("var/lib/kelp/" + stamp)) << stamp << place;
+        run("launch_failing " + failure);
+        EXPECT_FALSE(holds("var/lib/kelp/" + stamp)) << stamp << failure;
         EXPECT_EQ(launch(), log) << stamp;
         EXPECT_EQ(run(snapshot), before) << stamp;
         EXPECT_TRUE(holds("var/lib/kelp/" + stamp));
