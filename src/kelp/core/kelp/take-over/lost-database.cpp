@@ -36,6 +36,25 @@ bool isKnown(const std::string &id, const IConfiguration &configuration) {
            std::ranges::any_of(LeftTree::rescued(configuration), isRescued);
 }
 
+/// The packages with a developer's certificate that is no system developer's. The database's own errors do
+/// not name its file.
+std::vector<std::string> certifiedApplications(const std::string &path) {
+    try {
+        const PackageSignatures::Database signatures(path);
+        std::vector<std::string> ids = signatures.packages();
+        std::erase_if(ids, [&](const std::string &id) {
+            const auto certificate =
+                signatures.packageCertificateWithGroup(id, PackageSignatures::Group::Developer);
+            return !certificate || certificate->isSystemDeveloperCertificate();
+        });
+        return ids;
+    } catch (const std::exception &error) {
+        throw Common::Error(Common::ErrorCode::Filesystem,
+                            "Couldn't tell an empty rpm database from a lost one by the signature database " +
+                                path + ": " + error.what());
+    }
+}
+
 } // namespace
 
 std::set<std::string> removedByRegistry() {
@@ -53,17 +72,12 @@ void requireEmptyDatabaseOf(const IConfiguration &configuration, const std::set<
     const std::string path = PackageSignatures::Database::defaultPath();
     if (!fs::exists(path))
         return;
-    const PackageSignatures::Database signatures(path);
-    for (const std::string &id : signatures.packages()) {
-        const auto certificate =
-            signatures.packageCertificateWithGroup(id, PackageSignatures::Group::Developer);
-        if (certificate && !certificate->isSystemDeveloperCertificate() && !accountedFor.contains(id) &&
-            !isKnown(id, configuration))
+    for (const std::string &id : certifiedApplications(path))
+        if (!accountedFor.contains(id) && !isKnown(id, configuration))
             throw Common::Error(
                 Common::ErrorCode::Internal,
                 "Couldn't read the rpm database: it has no record at all, and nobody knows where " + id +
                     " is");
-    }
 }
 
 } // namespace Core::KELP
