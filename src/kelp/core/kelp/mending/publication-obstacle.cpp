@@ -1,5 +1,6 @@
 #include "kelp/core/kelp/mending/publication-obstacle.h"
 
+#include "kelp/core/common/errors/reraise-as.h"
 #include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/kelp/inspection/store-view.h"
@@ -83,10 +84,14 @@ private:
                 StoreView(configuration_).madeDirectories(id_).value_or(std::vector<std::string>());
             made_.emplace(list.begin(), list.end());
         }
-        return made_->contains(path) && fs::is_directory(fs::symlink_status(path)) &&
-               std::ranges::all_of(fs::recursive_directory_iterator(path), [&](const auto &entry) {
-                   return made_->contains(entry.path()) || isOwn(entry.path());
-               });
+        if (!made_->contains(path) || !fs::is_directory(fs::symlink_status(path)))
+            return false;
+        return Common::reraiseAs(
+            Common::ErrorCode::Filesystem, "Couldn't read directory: " + path.string(), [&] {
+                return std::ranges::all_of(fs::recursive_directory_iterator(path), [&](const auto &entry) {
+                    return made_->contains(entry.path()) || isOwn(entry.path());
+                });
+            });
     }
 
     const IConfiguration &configuration_;

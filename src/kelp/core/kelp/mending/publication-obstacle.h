@@ -15,8 +15,7 @@ namespace Core::KELP {
 /// can. `information` has the values of the version's descriptor, and `tree` is its directory or staging
 /// directory. Ask before making a version current. A failed publication rolls back to the previous version,
 /// which may not be publishable any more. If there is no previous version, it removes the package. Raises
-/// ErrorCode::Filesystem when the tree or a target cannot be looked at, and std::filesystem::filesystem_error
-/// for a directory in a target's place.
+/// ErrorCode::Filesystem when the tree or a target cannot be looked at.
 std::string publicationObstacle(const IConfiguration &configuration, const std::filesystem::path &tree,
                                 const PackageInformation &information);
 
