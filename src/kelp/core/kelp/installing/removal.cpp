@@ -120,13 +120,15 @@ std::vector<fs::path> removeWhole(const IConfiguration &configuration, const std
 std::vector<fs::path> removePackage(const IConfiguration &configuration, const std::string &id) {
     if (!Common::isFileName(id))
         throw std::invalid_argument("This is no id of an application");
+    // Before any change: nobody may act on a journal that cannot be read.
+    const bool isOnItsWay = idsOnTheirWay(configuration).contains(id);
     std::vector<fs::path> left;
     const bool isBegun = unfinishedRemoval() == id;
     if (isBegun)
         left = completeRemoval(configuration);
     else
         resumeRemoval(configuration);
-    if (idsOnTheirWay(configuration).contains(id))
+    if (isOnItsWay)
         throw Common::Error(Common::ErrorCode::Internal,
                             "Package " + id + " is on its way from rpm: systemctl restart kelp-launcher");
     if (!isBegun)
