@@ -17,8 +17,8 @@ std::set<std::string> removedByRegistry();
 /// missing. The signature database has its developer's certificate, which is no system developer's. The
 /// application is neither in the store, nor on its way there, nor rescued, nor among `accountedFor`: the ids
 /// whose absence is explained. Without a signature database no application is known, and this returns. Raises
-/// what a look for that database, its reading and LeftTree::rescued() raise, and ErrorCode::Filesystem if a
-/// look into the store fails.
+/// ErrorCode::Filesystem if that database cannot be read or a look into the store fails. Also raises what a
+/// look for the database and LeftTree::rescued() raise.
 void requireEmptyDatabaseOf(const IConfiguration &configuration, const std::set<std::string> &accountedFor);
 
 } // namespace Core::KELP
