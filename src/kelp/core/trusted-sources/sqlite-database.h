@@ -55,9 +55,10 @@ public:
     void bindPackage(const std::string &packageId, const Source &source);
 
     /// Calls `operations` and commits its changes in one transaction. `operations` may call any operation of
-    /// this object. One that fails changes nothing, and the changes of the others stay. If `operations`
-    /// itself raises, nothing is written, and its exception passes. Raises "Couldn't commit to the trusted
-    /// sources database" when the transaction cannot begin or commit; then nothing is written either.
+    /// this object. One that fails changes nothing, but addMissingSource() may leave its switch on. The
+    /// changes of the others stay. If `operations` itself raises, nothing is written, and its exception
+    /// passes. Raises "Couldn't commit to the trusted sources database" when the transaction cannot begin or
+    /// commit; then nothing is written either.
     void together(const std::function<void()> &operations);
 
 private:
