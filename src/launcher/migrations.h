@@ -16,10 +16,11 @@ namespace Launcher {
 /// an application could not arrive, or a package could not be read, but only after all others are bound.
 void migrateRpmToStore(Core::Configuration &configuration);
 
-/// Moves the organisations' shared data to directories that name the developer key as well. Logs a package
-/// whose data cannot be moved. Throws when a package cannot be read, or when the packages, rpm's files or the
-/// users cannot be listed; then nothing has moved. Throws when a home could not be looked at; then the other
-/// users' data has moved. Throws when the moves cannot be flushed. The next start tries all of it again.
+/// Moves the organisations' shared data to directories named after organisation and developer key. Logs a
+/// package whose data cannot be moved. Throws when a package cannot be read, or when the packages, rpm's
+/// files or the users cannot be listed; then nothing has moved. Throws when a home could not be looked at;
+/// then the other users' data has moved. Throws when the moves cannot be flushed. The next start tries all of
+/// it again.
 void migrateOrganisationsToSkid(Core::Configuration &configuration);
 
 /// Gives each installed package the resource for the integrity daemon. Throws at the first failure; the next
