@@ -90,14 +90,15 @@ struct statvfs statusOf(const fs::path &path) {
 } // namespace
 
 const TargetPlaces::Place &TargetPlaces::place(const fs::path &directory) {
-    if (places_.size() >= directoriesAtMost && !places_.contains(directory.native()))
+    if (const auto known = places_.find(directory.native()); known != places_.end())
+        return known->second;
+    if (places_.size() >= directoriesAtMost)
         places_.clear();
-    const auto [found, isNew] = places_.try_emplace(directory.native());
-    if (isNew) {
-        found->second.existing = existingPart(directory).native();
-        found->second.obstacle = obstacleOf(found->second.existing);
-    }
-    return found->second;
+    // Kept once both looks have succeeded: after a failed one the next call must look again.
+    Place place;
+    place.existing = existingPart(directory).native();
+    place.obstacle = obstacleOf(place.existing);
+    return places_.emplace(directory.native(), std::move(place)).first->second;
 }
 
 std::string TargetPlaces::obstacle(const fs::path &target, std::optional<std::uint32_t> attributes) {
