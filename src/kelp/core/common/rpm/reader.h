@@ -26,8 +26,9 @@ public:
     /// Opens a package file and reads its header. librpm prints its objections to standard error, or to the
     /// log after logLibrary(). The file stays open as long as a copy of this reader lives. Raises
     /// ErrorCode::FileNotFound "Couldn't open rpm package". Raises ErrorCode::BadPackageFileFormat "Couldn't
-    /// read rpm package" for a file that is no binary package (a pipe, a directory, a source package), that
-    /// is cut short or damaged, or that the policy `signatures` refuses; Error::systemReason() says which.
+    /// read rpm package" for a file that is no binary package (a pipe, a directory, a source package), whose
+    /// header is cut short or damaged, or that the policy `signatures` refuses; Error::systemReason() says
+    /// which. Does not look at the payload.
     explicit Reader(const std::filesystem::path &package, Signatures signatures = Signatures::OfMachine);
 
     /// Borrows a header, not null. The reader and its copies are valid only as long as the header; with
