@@ -35,7 +35,7 @@ public:
     /// - rpm's database is empty and cannot be this machine's, or has unreadable records while the journal
     ///   names packages;
     /// - the signature database, the journal or the disks that the journal names cannot be used;
-    /// - a directory with an application's file or target cannot be looked at;
+    /// - a directory with an application's file or target, or with rescued trees, cannot be looked at;
     /// - the temporary directory is not the package manager's own, or not on the store's filesystem;
     /// - a group's copies, or its last changes, cannot be flushed;
     /// - a stop signal came; a group that has begun is completed first.
