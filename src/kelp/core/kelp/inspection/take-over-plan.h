@@ -32,9 +32,10 @@ struct TakeOverPlan {
 /// own criteria, and changes nothing. It cannot foresee an unreadable file, or a disk that others fill: those
 /// show when the files are copied. An obstacle that stops the whole migration, such as a foreign temporary
 /// directory, is the reason of each application that it keeps in rpm. One whose take-over has begun, or that
-/// the store has already, counts as moved even then. Raises as the functions of records-view.h, rpm-view.h
-/// and store-view.h do, and ErrorCode::Filesystem when there is no signature database or a filesystem cannot
-/// be looked at.
+/// the store has already, counts as moved even then. The plan leaves out two obstacles that count only with a
+/// journal: other disks than the journal's, and unreadable records in rpm. Raises as the functions of
+/// records-view.h, rpm-view.h and store-view.h do. Raises ErrorCode::Filesystem when there is no signature
+/// database, or a filesystem or directory cannot be looked at.
 TakeOverPlan planTakeOver(const IConfiguration &configuration);
 
 } // namespace Core::KELP
