@@ -75,8 +75,8 @@ public:
     ///
     /// Raises ErrorCode::Filesystem "Couldn't unpack package: REASON", which is no verdict, when the files
     /// take more than `mostUnpacked`, than the free space or than the header says. Also raises what
-    /// StagingDirectory, ExtractFileIterator, the checkers and the functions in Steps raise. Files that were
-    /// unpacked before an error stay.
+    /// StagingDirectory, ExtractFileIterator, the pipeline, the checkers and the functions in Steps raise.
+    /// Files that were unpacked before an error stay.
     std::vector<std::string> run();
 
     /// Gives the directories their permissions.

@@ -63,8 +63,7 @@ public:
                            const std::filesystem::path &versionDirectory) const override;
 
     /// Unpacks as extract() does, but without the validator and without a list of contents: for a package
-    /// that was let in already. Raises ErrorCode::BadPackageContent for a file that cannot be unpacked, or
-    /// does not match its digest.
+    /// that was let in already. Raises as extract() does, but no checker refuses anything.
     void restage(const std::filesystem::path &destination,
                  const std::filesystem::path &versionDirectory) const;
 
