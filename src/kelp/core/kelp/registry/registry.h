@@ -24,10 +24,10 @@ public:
     /// is an empty registry.
     bool foreachRecord(const std::function<void(const RegistryRecord &)> &callback) const;
 
-    /// Appends the record, and drops older records of the package that it supersedes. Candidates are the
-    /// package's records with the new record's key or an earlier key of the developer. Earlier keys are the
-    /// previous keys that the new record and each candidate name. An installation or removal supersedes all
-    /// candidates; an update leaves the records of installations.
+    /// Appends the record, and drops older records of the package that it supersedes. One walk from the
+    /// newest record to the oldest finds the candidates. A candidate is a record of the package with the new
+    /// record's key, or with a previous key that the new record or a newer candidate names. An installation
+    /// or removal supersedes all candidates; an update leaves the records of installations.
     ///
     /// The file is replaced in one step: after a failure or a power cut it has the old content or the new
     /// one. A file with unreadable lines is first kept as "registry.damaged-N", with the first free N: those
