@@ -12,9 +12,10 @@
 namespace Validator {
 
 /// The memory that a program would have, by the load segments of its file, in whole pages of 4 KiB. A byte
-/// outside of all segments is unknown. So is a byte on a page that several segments share, since their order
-/// would decide. Also unknown are bytes that depend on the host's page size, and those that a page gets from
-/// the file after a segment's end.
+/// outside of all segments is unknown, unless a page gets it from the file before a segment's beginning. A
+/// byte on a page that several segments share is unknown too, since their order would decide. Also unknown
+/// are bytes that depend on the host's page size, and those that a page gets from the file after a segment's
+/// end.
 ///
 /// The file must outlive the object. A look-up takes logarithmic time in the number of segments.
 class AddressSpace {
