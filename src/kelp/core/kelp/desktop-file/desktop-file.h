@@ -16,7 +16,7 @@ constexpr std::uintmax_t maximumDesktopFileSize = std::uintmax_t(2) << 20;
 /// Reads a desktop file with the platform's reader. That reader bounds neither time nor memory, so all
 /// reading goes through this function and parseDesktopText(). Returns nothing when the reader refuses the
 /// file, when there is no regular file, or when readDesktopText() refuses the text. Raises
-/// ErrorCode::Filesystem "Couldn't read desktop file: PATH" for a file that exists and cannot be read.
+/// ErrorCode::Filesystem "Couldn't read desktop file: PATH" when a look for the file, or its read, fails.
 std::optional<AppManifest::ManifestEntry> readDesktopFile(const std::string &path);
 
 /// The same for a text that lies in no file. `name` stands in for the file's name.
