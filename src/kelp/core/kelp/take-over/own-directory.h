@@ -15,8 +15,8 @@ std::filesystem::path plainPath(const std::filesystem::path &path);
 /// A directory that the package manager keeps for itself, for trees of packages. The machine is not ours: at
 /// its path may stand a foreign file, or a link, for example to a user's pictures.
 ///
-/// The directory is ours if it is a real directory at its default place below opt/kelp (`opt` itself may be a
-/// link), or holds the mark of an earlier run. A missing one becomes ours, and so does an empty real
+/// The directory is ours if it is a real directory at its default place below opt/kelp (`opt` and `opt/kelp`
+/// may be links), or holds the mark of an earlier run. A missing one becomes ours, and so does an empty real
 /// directory in which nobody else can write.
 class OwnDirectory {
 public:
