@@ -28,7 +28,8 @@ namespace Core::KELP {
 ///                            rolled back, to the rescued trees.
 ///
 /// Each operation looks at the disk anew. A failed look does not count as absence: it raises
-/// ErrorCode::Filesystem "Couldn't look at PATH". Only descriptor() returns `Unreadable` instead.
+/// ErrorCode::Filesystem "Couldn't look at PATH". Only descriptor() returns `Unreadable` instead. A version
+/// with such a descriptor is foreign unless a link or the caller names it.
 class StoreEntry {
 public:
     enum class Kind { Absent, Directory, Link, Other };
