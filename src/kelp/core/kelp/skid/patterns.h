@@ -61,11 +61,12 @@ public:
     /// touched.
     ///
     /// If `to` is below `from`, the children of `from` move, except those in `stays`. If no child stays and
-    /// `to` does not exist, they are set aside first, in ".tmp.NAME" beside `from`; a failure may leave them
-    /// there, and the next call goes on from there. If `to` holds something and `stays` is empty, nothing
-    /// moves: the move counts as done. If `to` holds something and `stays` is not empty, a child directory is
-    /// merged with the directory of its name in `to`. Any other child whose name is taken in `to`, or that
-    /// cannot be moved, stays and is logged.
+    /// `to` does not exist, not even empty, they are set aside first, in ".tmp.NAME" beside `from`. A failure
+    /// may leave them there, and the next call goes on from there. If `to` holds something and `stays` is
+    /// empty, nothing moves: the move counts as done, even one into an empty `to` that a crash interrupted.
+    /// If `to` holds something and `stays` is not empty, a child directory is merged with the directory of
+    /// its name in `to`. Any other child whose name is taken in `to`, or that cannot be moved, stays and is
+    /// logged.
     static void moveUnit(const std::filesystem::path &from, const std::filesystem::path &to,
                          const std::vector<std::string> &stays = {});
 
