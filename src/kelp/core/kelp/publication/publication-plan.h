@@ -23,7 +23,8 @@ struct PlannedFile {
 };
 
 /// The files and directories that the publication of a version makes. When the store publishes a version, it
-/// keeps the plan on disk from before the first file is published until the lists are durable; a take-over
+/// keeps the plan on disk from before the first file is published until the lists are durable. If the plan
+/// cannot be written, the store publishes only a version whose list of files is complete already. A take-over
 /// has its journal instead. If a publication is interrupted, the next update or removal, or `kelpctl doctor`,
 /// reads in the plan which files and directories may be there.
 struct PublicationPlan {
