@@ -58,7 +58,9 @@ public:
     /// this object. One that fails changes nothing, but addMissingSource() may leave its switch on. The
     /// changes of the others stay. If `operations` itself raises, nothing is written, and its exception
     /// passes. Raises "Couldn't commit to the trusted sources database" when the transaction cannot begin or
-    /// commit; then nothing is written either.
+    /// commit; then nothing is written either. But on a full or failing disk SQLite may end the transaction
+    /// at the operation that fails. The earlier changes are then lost, later ones are written, and this
+    /// raises.
     void together(const std::function<void()> &operations);
 
 private:
