@@ -14,9 +14,9 @@ class Directory;
 // existing directory.
 //
 // All but copyContent() raise ErrorCode::Filesystem. After a failure, parents that were made stay.
-// copyInOneStep() removes its unfinished copy, and copyDirectory() removes all of `to` once it has begun to
-// fill it; each logs a removal that fails. The others leave an incomplete file when the content cannot be
-// copied, and remove the file when the attributes cannot be set.
+// copyInOneStep() then removes its unfinished copy, and copyDirectory(), if it has begun to fill `to`,
+// removes `to` with all that it holds. Each logs a removal that fails. The others leave an incomplete file
+// when the content cannot be copied, and remove the file when the attributes cannot be set.
 
 /// Copies a link as copySymlink does, a directory, or a regular file. Raises when `from` does not exist (a
 /// dangling link does not), when `to` exists, and for any other kind of entry.
