@@ -9,8 +9,8 @@ namespace Validator {
 
 class IElfReader;
 
-/// Checks the programs and libraries of a package: the presence and place of the main binary, its libraries
-/// and its rpath, its exports for the launcher's booster, and the imports of compiled-in QML.
+/// Checks the programs and libraries of a package: their places, and the imports of compiled-in QML. Of the
+/// main binary it also checks the presence, libraries, rpath, and exports for the launcher's booster.
 ///
 /// A file that is not ELF is a finding; an unreadable file is an exception. The time for a file grows with
 /// its size, not with the package's. A hard-linked file is read once. Its other names share the verdict on
