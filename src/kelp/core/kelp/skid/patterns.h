@@ -72,11 +72,11 @@ public:
 
     /// Does for one package what migrationUnits() and migrate() do for all. The package comes to the store
     /// after they have run; it is one of the `installed`. If a new directory holds something already, the
-    /// entries of the old one move one by one. Existing entries win: the old ones of their names stay, and
-    /// are logged. A failure is logged, and a repeated call does the rest. Unless a link or a single entry is
-    /// at fault, the failure also ends the moves for its user. Raises as migrationUnits() and flushMoves()
-    /// do. If the look for a home fails, moves the data of the other users first, and then raises that
-    /// failure.
+    /// entries of the old one move one by one. Two directories of one name are merged. Any other entry whose
+    /// name is taken stays, and is logged. A failure is logged, and a repeated call does the rest. Unless a
+    /// link or a single entry is at fault, the failure also ends the moves for its user. Raises as
+    /// migrationUnits() and flushMoves() do. If the look for a home fails, moves the data of the other users
+    /// first, and then raises that failure.
     static void migrateLate(const PackageInformation &package,
                             const std::vector<PackageInformation> &installed,
                             const std::vector<std::filesystem::path> &inRpm = {});
