@@ -19,7 +19,7 @@ namespace Core::KELP {
 /// to the journal, published, and then forgotten by rpm (TakeOver). docs/architecture.md has its states.
 ///
 /// What holds at every moment:
-/// - A journal on disk means that every tree it names is complete and on disk.
+/// - A journal is written only after every tree that it names is complete and on disk.
 /// - Only targets that a journal on disk names are touched.
 /// - A tree that a journal names is not cleared from the temporary directory.
 class RpmMigration {
