@@ -19,7 +19,8 @@ enum class Clash {
 /// replaces nothing but an empty directory. It never leaves the base.
 ///
 /// Each step is one rename. After a kill at any step, another move with the same arguments completes it: the
-/// directories show how far it came.
+/// directories show how far it came. One case is not completed: `stays` is empty, and `to` was an empty
+/// directory below `from`.
 class UnitMove {
 public:
     /// `stays` names the children of `from` that must not move into a directory below `from`.
