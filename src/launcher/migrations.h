@@ -17,10 +17,10 @@ namespace Launcher {
 void migrateRpmToStore(Core::Configuration &configuration);
 
 /// Moves the organisations' shared data to directories named after organisation and developer key. Logs a
-/// package whose data cannot be moved. Throws when a package cannot be read, or when the packages, rpm's
-/// files or the users cannot be listed; then nothing has moved. Throws when a home could not be looked at;
-/// then the other users' data has moved. Throws when the moves cannot be flushed. The next start tries all of
-/// it again.
+/// package whose data cannot be moved; that alone causes no retry. Throws when a package cannot be read, or
+/// when the packages, rpm's files or the users cannot be listed; then nothing has moved. Throws when a home
+/// could not be looked at, or is a link that leads nowhere; then the other users' data has moved. Throws when
+/// the moves cannot be flushed. After a throw, the next start tries all moves again.
 void migrateOrganisationsToSkid(Core::Configuration &configuration);
 
 /// Gives each installed package the resource for the integrity daemon. Throws at the first failure; the next
