@@ -123,8 +123,9 @@ void FSDatabase::cleanupVersionsExceptCurrent(const std::string &id) {
 
 /// Removes all versions but `kept`. While a version is removed, the link `prev` leads to it. After a kill,
 /// `prev` beside a whole `current` means an unfinished removal, which a later run completes. The link `next`
-/// would not do: a later run would make the rest of that version current. Failures are logged, and do not
-/// stop the other removals. Returns the first failure; null without one.
+/// would not do: a later run would make the rest of that version current. Failures are logged. A version that
+/// cannot be removed keeps `prev`, so the removals after it fail too. Returns the first failure; null without
+/// one.
 std::exception_ptr FSDatabase::dropOthers(const std::string &id, const std::string &kept) const {
     std::exception_ptr failure;
     const auto attempt = [&](const fs::path &what, const auto &drop) {
