@@ -22,11 +22,11 @@ public:
     bool contains(const std::string &path) const { return paths_.contains(path); }
 
     /// Copies the entries of add() into the repaired version, in place of the entries there, with owners and
-    /// permission bits, and files with their extended attributes. A directory that is there keeps its
-    /// content. Copied names of one file become hard links again. If a file of the repaired version has
-    /// several names, and one of them was added, carryOver() also copies each other name that names the same
-    /// file in the installed version. Pipes, sockets and devices are not copied, and their places stay empty.
-    /// Raises ErrorCode::Filesystem; entries that were copied before stay.
+    /// permission bits, and files with their extended attributes other than capabilities. A directory that is
+    /// there keeps its content. Copied names of one file become hard links again. If a file of the repaired
+    /// version has several names, and one of them was added, carryOver() also copies each other name that
+    /// names the same file in the installed version. Pipes, sockets and devices are not copied, and their
+    /// places stay empty. Raises ErrorCode::Filesystem; entries that were copied before stay.
     void carryOver();
 
 private:
