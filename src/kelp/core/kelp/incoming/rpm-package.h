@@ -80,8 +80,9 @@ public:
     /// Unpacks the package once, and has each judge report all findings by its own rules. If all judges
     /// refuse the header of a package with too many directories, does not unpack it. Ignores signatures.
     /// Returns for each judge the text with which extract() would refuse the package, or an empty text.
-    /// Raises only what prevents a verdict, such as a failure of the system or a package file that has
-    /// changed. The unpacked tree stays.
+    /// Raises what prevents a verdict, such as a failure of the system or a package file that has changed.
+    /// With Trial::comparesFiles, a file that does not match its digest raises as in extract(). The unpacked
+    /// tree stays.
     std::vector<std::string> validate(const std::filesystem::path &destination,
                                       const std::vector<ValidationSetup> &judges, const Trial &trial) const;
 
