@@ -45,9 +45,9 @@ public:
 
     /// Adds a source if it is missing, and returns whether it was missing. Adding the reserved source first
     /// switches missingSourceAllowed() on: a package without a source is installed by then. If the reserved
-    /// source exists already, the switch stays as people set it. Outside of a transaction (together(),
-    /// bindPackage()), a kill or a failure may come after the switch and before the source. The next call
-    /// then finds no source, and does both.
+    /// source exists already, the switch stays as people set it. A failure may leave the switch on without
+    /// the source, except in bindPackage(), which undoes both. So may a kill, except in a transaction
+    /// (together(), bindPackage()). The next call then finds no source, and does both.
     bool addMissingSource(const Source &source);
 
     /// Binds a package to a source, in one transaction. Replaces an earlier binding, and adds a missing
