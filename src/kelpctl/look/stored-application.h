@@ -28,10 +28,10 @@ struct StoredApplication {
     std::optional<std::uintmax_t> bytes; ///< Nothing when a look at a file failed, or it was not measured.
 };
 
-/// The applications that have a current version, in the order of their ids. A package that could not be
-/// looked at is among them, and `unread` gets the failure. If the sources cannot be read, `unread` gets that
-/// too, and all packages count as unbound. Measures the size of the application `measured` only, or of all if
-/// `measured` is empty. Raises as StoreView::packages() does.
+/// The applications whose link `current` names a version, even one that is gone, in the order of their ids. A
+/// package that could not be looked at is among them, and `unread` gets the failure. If the sources cannot be
+/// read, `unread` gets that too, and all packages count as unbound. Measures the size of the application
+/// `measured` only, or of all if `measured` is empty. Raises as StoreView::packages() does.
 std::vector<StoredApplication> storedApplications(const Core::IConfiguration &configuration,
                                                   Core::KELP::Unread &unread,
                                                   const std::string &measured = {});
