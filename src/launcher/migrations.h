@@ -12,8 +12,9 @@ namespace Launcher {
 /// reserved source ".no.source.apps". Bindings that exist stay. A failure at one package is logged, and so is
 /// a failure of the whole trusted-sources database: `kelpctl doctor` finds packages without a binding.
 ///
-/// Throws when the take-over as a whole fails, and when the signature database cannot be used. Also throws if
-/// an application could not arrive, or a package could not be read, but only after all others are bound.
+/// Throws when the take-over as a whole fails, and when the packages cannot be listed or the signature
+/// database cannot be used. Also throws if an application could not arrive, or a package could not be read,
+/// but only after all others are bound.
 void migrateRpmToStore(Core::Configuration &configuration);
 
 /// Moves the organisations' shared data to directories named after organisation and developer key. Logs a
