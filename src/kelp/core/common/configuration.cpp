@@ -37,9 +37,9 @@ boost::property_tree::ptree parse(const std::filesystem::path &file) {
 }
 
 boost::property_tree::ptree load(const std::filesystem::path &file, Configuration::Missing missing) {
-    std::error_code ignored;
-    // A missing file is no news to a person at a terminal; a malformed one is reported to everybody.
-    if (missing == Configuration::Missing::IsFine && !std::filesystem::exists(file, ignored))
+    std::error_code look;
+    // A missing file is no news to a person at a terminal; one that cannot be read is reported to everybody.
+    if (missing == Configuration::Missing::IsFine && !std::filesystem::exists(file, look) && !look)
         return {};
     try {
         // One malformed line discards the whole file: half of it could name a temporary directory that does

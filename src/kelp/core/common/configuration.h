@@ -23,7 +23,7 @@ std::vector<std::string> configurationRemarks();
 /// These values are the defaults, also for single keys that the file lacks. Each value, absolute or relative,
 /// is placed below the root prefix of the time of loading (rootPath()). Unknown sections and keys are
 /// ignored. A file that is missing, cannot be read, or has a malformed line counts as empty. Two warnings say
-/// so. With Missing::IsFine they are left out for a file that is missing, or at which a look fails.
+/// so, except for a missing file with Missing::IsFine.
 class Configuration final : public IConfiguration {
 public:
     enum class Missing {
