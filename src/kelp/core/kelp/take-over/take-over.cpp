@@ -91,9 +91,6 @@ void removeFile(const fs::path &path) {
 
 /// Removes the links that enable a unit which is gone.
 void removeLinksTo(const std::set<std::string> &files) {
-    // Most packages have published all of their files: then the walk would be useless.
-    if (files.empty())
-        return;
     std::error_code error;
     for (fs::recursive_directory_iterator entry(enabledUnits, error), end; !error && entry != end;
          entry.increment(error)) {
@@ -367,7 +364,10 @@ void TakeOver::clear(const JournalEntry &entry) {
     addDirectories(entry.targets, written_);
     addDirectories(entry.files, written_);
     exchangeOf(entry).clear();
-    removeLinksTo(clearFiles(entry));
+    if (const std::set<std::string> gone = clearFiles(entry); !gone.empty()) {
+        removeLinksTo(gone);
+        written_.insert(enabledUnits);
+    }
     clearDirectories(entry);
     LogStream(LogLevel::Info) << "Package " << entry.id << " successfully migrated from RPM to KELP";
     noteInstallation(entry);
