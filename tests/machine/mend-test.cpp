@@ -350,7 +350,10 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
         {sign + "K1 CN=D; touch $IMAGE/srv/1; ln -s /srv $IMAGE/opt/kelp/install", "2",
          "kelpctl: /root/sound-2.rpm: The unpacking directory is not the package manager's own: "
          "/opt/kelp/install\nstatus 2\n"},
-        {"rm $IMAGE/opt/kelp/install; mkdir -p $IMAGE/opt/kelp/install/org.example.sound",
+        {"cd $IMAGE/opt/kelp; rm install; mkdir install; ln -s /srv install/org.example.sound", "2",
+         "kelpctl: /root/sound-2.rpm: /opt/kelp/install/org.example.sound is no tree of a killed "
+         "installation\nstatus 1\n"},
+        {"cd $IMAGE/opt/kelp/install; rm org.example.sound; mkdir org.example.sound",
          "--dry-run /root/sound-2.rpm", "org.example.sound 2-1 would be installed\n"},
         {"rmdir $IMAGE/opt/kelp/install/org.example.sound && " + certify + "subgroup = 9" + sound, "2",
          refused + "The package has a developer signature with a disallowed subgroup" + status},

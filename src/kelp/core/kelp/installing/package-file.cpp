@@ -3,6 +3,7 @@
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/errors/log-stream.h"
 #include "kelp/core/common/files/filesystem.h"
+#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/rpm/digest.h"
 
 #include "platform/package-signatures/database.h"
@@ -55,6 +56,8 @@ void requireWholePayload(const fs::path &file) {
 }
 
 ScratchTree::ScratchTree(fs::path path) : path_(std::move(path)) {
+    if (Common::lookFor(path_) && !fs::is_directory(fs::symlink_status(path_)))
+        throw Error(ErrorCode::FileConflict, path_.string() + " is no tree of a killed installation");
     Common::removeAll(path_);
 }
 
