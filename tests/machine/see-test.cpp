@@ -165,6 +165,18 @@ TEST_F(SeeTest, TellsWhatIsOnRecordToWhoeverMayKnow) {
     EXPECT_EQ(run(asUser + "history || echo status $?"),
               "kelpctl: Only root can read /var/lib/kelp/registry\nstatus 2\n");
     EXPECT_EQ(run(asUser + "owner /usr/bin/org.example.notes"), "org.example.notes 1.4.2-1\n");
+    EXPECT_EQ(run(asUser + "plan || echo status $?"),
+              "kelpctl: Only root can tell what the launcher would do\nstatus 2\n");
+    // In the name space of a user all files of root are nobody's: neither a finding nor the opposite.
+    run("mount --rbind $IMAGE /mnt");
+    const std::string inNameSpace =
+        "setpriv --reuid 1000 --regid 1000 --clear-groups /mnt/usr/sbin/kelpctl --root /mnt ";
+    EXPECT_THAT(run(inNameSpace + "verify org.example.notes || echo status $?"),
+                AllOf(HasSubstr("Only root sees"),
+                      HasSubstr("org.example.notes 1.4.2-1: not all could be read\n"),
+                      Not(HasSubstr("owner: ")), EndsWith("status 2\n")));
+    EXPECT_THAT(run(inNameSpace + "doctor || echo status $?"),
+                AllOf(HasSubstr("Only root can examine an image"), EndsWith("status 2\n")));
     there("chmod 700 opt/app/org.example.notes/1.4.2-1/bin opt/app/org.example.reader");
     EXPECT_THAT(
         run(asUser + "list || echo status $?"),

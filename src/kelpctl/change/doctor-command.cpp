@@ -6,6 +6,7 @@
 #include "kelpctl/terminal.h"
 
 #include "kelp/core/common/configuration.h"
+#include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/writer-lock.h"
 #include "kelp/core/kelp/mending/contents-examination.h"
 #include "kelp/core/kelp/mending/examination.h"
@@ -135,6 +136,9 @@ ExitStatus doctor(const DoctorArguments &arguments, std::ostream &output) {
     if (arguments.ids.contains(""))
         throw std::invalid_argument("This is no id of an application");
     const Machine machine(arguments.look);
+    if (!seesOwners())
+        throw Common::Error(Common::ErrorCode::UnauthorizedAccess,
+                            "Only root can examine an image: others do not see whom its files belong to");
     for (const std::string &remark : Core::configurationRemarks())
         std::cerr << "kelpctl: /etc/kelp/kelp.conf: " << shown(remark) << '\n';
     std::set<std::string> ids = arguments.ids;

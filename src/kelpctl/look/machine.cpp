@@ -26,6 +26,8 @@ using Common::ErrorCode;
     throw Error(code, "Couldn't enter " + root.string() + ": " + std::system_category().message(reason));
 }
 
+bool hasEnteredAsUser = false;
+
 void writeText(const char *path, const std::string &text) {
     std::ofstream(path) << text;
 }
@@ -40,6 +42,7 @@ bool haveOwnNameSpaces() {
         return ::unshare(CLONE_NEWNS) == 0;
     if (::unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0)
         return false;
+    hasEnteredAsUser = true;
     // In this order: a user may map a group only when setgroups(2) is given up.
     writeText("/proc/self/setgroups", "deny");
     writeText("/proc/self/uid_map", "0 " + user + " 1");
@@ -78,6 +81,10 @@ void addRootOption(CLI::App &command, LookOptions &options) {
 void addLookOptions(CLI::App &command, LookOptions &options) {
     addRootOption(command, options);
     command.add_flag("--json", options.isJson, "Write JSON");
+}
+
+bool seesOwners() {
+    return !hasEnteredAsUser;
 }
 
 Machine::Machine(const LookOptions &options) {

@@ -23,6 +23,10 @@ void addRootOption(CLI::App &command, LookOptions &options);
 /// Adds --root and --json. `options` must live until the line is parsed.
 void addLookOptions(CLI::App &command, LookOptions &options);
 
+/// Whether the process sees whom files belong to. A user who has entered the root of a Machine does not: in a
+/// name space of their own, all files but the user's seem to be nobody's, and the user's to be root's.
+bool seesOwners();
+
 /// The examined machine. If a root was given, the process changes to that root for the rest of its life. So
 /// links, lists and the rpm database resolve as on that machine. In this case the process also gets name
 /// spaces of its own, with memory mounted over that machine's /tmp. So a look writes nothing on that machine.

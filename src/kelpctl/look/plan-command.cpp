@@ -3,9 +3,11 @@
 #include "kelpctl/look/presentation.h"
 #include "kelpctl/shown-text.h"
 
+#include "kelp/core/common/errors/error.h"
 #include "kelp/core/kelp/inspection/take-over-plan.h"
 
 #include <boost/json.hpp>
+#include <unistd.h>
 
 #include <algorithm>
 #include <iostream>
@@ -77,6 +79,10 @@ void printJson(std::ostream &output, const TakeOverPlan &plan) {
 }
 
 ExitStatus plan(const Look &look) {
+    // The launcher's questions, such as whether it may write to a directory, would be answered for the user.
+    if (::geteuid() != 0 || !seesOwners())
+        throw Common::Error(Common::ErrorCode::UnauthorizedAccess,
+                            "Only root can tell what the launcher would do");
     const TakeOverPlan plan = makePlan(look.machine);
     (look.isJson ? printJson : printPlan)(look.output, plan);
     if (!plan.isDamaged)
