@@ -187,8 +187,8 @@ TEST_F(KelpCtlTest, ExitStatusesTellVerdictFromTrouble) {
           "validate sound.rpm 3>/dev/full >&3 #", "--version >/dev/full #",
           "validate --output report faulty.rpm 2>/dev/full >/dev/null #", "validate --hide scripts sound.rpm",
           "validate --hide nothing sound.rpm", "validate --os-version five sound.rpm", "explain nothing",
-          "history ''", "doctor ''", "owner ''", "", "--root / install x",
-          "policy missing-source allow --root /"}},
+          "validate --max-unpacked -1 sound.rpm", "validate --files-from '' sound.rpm", "history ''",
+          "doctor ''", "owner ''", "", "--root / install x", "policy missing-source allow --root /"}},
     };
     for (const auto &[status, lines] : rows)
         for (const std::string &arguments : lines)

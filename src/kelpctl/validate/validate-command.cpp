@@ -16,9 +16,11 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <charconv>
 #include <csignal>
 #include <cstdlib>
 #include <iostream>
+#include <limits>
 
 namespace KelpCtl {
 
@@ -65,13 +67,35 @@ struct ValidateArguments {
 constexpr const char *autoJobs = "auto";
 constexpr std::size_t mostJobs = 1024;
 
+/// Whether the text is a number from 1 to `most`, in digits alone.
+bool isNumber(const std::string &text, std::uint64_t most) {
+    const char *const end = text.data() + text.size();
+    std::uint64_t number = 0;
+    const auto read = std::from_chars(text.data(), end, number);
+    return read.ec == std::errc() && read.ptr == end && number > 0 && number <= most;
+}
+
 std::string checkJobs(const std::string &text) {
-    const bool isNumber = !text.empty() && text.size() <= 4 &&
-                          std::ranges::all_of(text, [](char c) { return c >= '0' && c <= '9'; });
-    const std::size_t number = isNumber ? std::stoul(text) : 0;
-    return text == autoJobs || (number > 0 && number <= mostJobs)
+    return text == autoJobs || isNumber(text, mostJobs)
                ? ""
                : "A number of jobs is auto, or from 1 to " + std::to_string(mostJobs) + ": " + text;
+}
+
+std::string checkSeconds(const std::string &text) {
+    constexpr std::uint64_t most = std::numeric_limits<std::uint32_t>::max();
+    return isNumber(text, most)
+               ? ""
+               : "A time limit is a number of seconds from 1 to " + std::to_string(most) + ": " + text;
+}
+
+/// CLI11 would take a negative size for one near the largest number: for no limit.
+std::string checkSign(const std::string &text) {
+    return text.find('-') == std::string::npos ? "" : "A size is not negative: " + text;
+}
+
+/// A script's empty variable must not count as an option that was not given.
+std::string checkName(const std::string &text) {
+    return text.empty() ? "An empty name names nothing" : "";
 }
 
 std::string checkVersion(const std::string &text) {
@@ -262,10 +286,11 @@ void addBounds(CLI::App &validate, ValidateArguments &arguments) {
         .add_option("--max-unpacked", arguments.mostUnpacked,
                     "Judge no package whose files take more bytes together; K, M and G may follow")
         ->transform(CLI::AsSizeValue(false))
+        ->transform(CLI::Validator(checkSign, "SIZE")) // The last one comes first.
         ->option_text("SIZE");
     validate
         .add_option("--timeout", arguments.timeout, "Judge no package to the end for which this is too short")
-        ->check(CLI::PositiveNumber)
+        ->check(CLI::Validator(checkSeconds, "SECONDS"))
         ->option_text("SECONDS");
 }
 
@@ -283,6 +308,7 @@ void addCounting(CLI::App &validate, ValidateArguments &arguments) {
     validate
         .add_option("--overrides", arguments.overrides,
                     "Do not count the warnings and notes that FILE names: id, pattern of paths, reason")
+        ->check(CLI::Validator(checkName, "FILE"))
         ->option_text("FILE");
 }
 
@@ -300,10 +326,12 @@ void addReport(CLI::App &validate, ValidateArguments &arguments) {
         .add_option(
             "--resume", arguments.resumed,
             "Add the reports to those in FILE, as lines of jsonl, and judge nothing again that stands there")
+        ->check(CLI::Validator(checkName, "FILE"))
         ->option_text("FILE")
         ->excludes(output)
         ->excludes(explain);
     validate.add_option("--keep", arguments.keep, "Keep what was unpacked of each in DIR/ID-VERSION")
+        ->check(CLI::Validator(checkName, "DIR"))
         ->option_text("DIR");
 }
 
@@ -317,6 +345,7 @@ void addPackages(CLI::App &validate, ValidateArguments &arguments) {
     auto *list = validate
                      .add_option("--files-from", arguments.list,
                                  "Judge also the packages that FILE names; - is standard input")
+                     ->check(CLI::Validator(checkName, "FILE"))
                      ->option_text("FILE");
     validate
         .add_flag("--null", arguments.hasZeros,
