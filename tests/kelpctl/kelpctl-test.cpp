@@ -482,6 +482,7 @@ TEST_F(KelpCtlTest, ResumesWithoutJudgingAgain) {
         EXPECT_EQ(std::ranges::count(after, '\n') - std::ranges::count(before, '\n'), row.added)
             << row.arguments;
     }
+    EXPECT_EQ(run("validate sound.rpm --resume " + pipe, "timeout 60"), 2) << "it has no end";
     for (const char *foreign : {"notes", "notes\n", "{}\n"}) {
         writeFile(file, foreign);
         EXPECT_EQ(run("validate sound.rpm" + resume), 2) << foreign;

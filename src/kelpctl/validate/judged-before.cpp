@@ -10,6 +10,7 @@
 #include <glib.h>
 #include <link.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -87,9 +88,14 @@ constexpr mode_t mode = 0644;
 }
 
 Common::FileDescriptor locked(const std::string &file) {
-    Common::FileDescriptor lock(::open(file.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, mode));
-    if (lock.get() < 0)
+    Common::FileDescriptor lock(
+        ::open(file.c_str(), O_RDWR | O_CREAT | O_APPEND | O_NOCTTY | O_CLOEXEC, mode));
+    struct stat status {};
+    if (lock.get() < 0 || ::fstat(lock.get(), &status) != 0)
         raise("Couldn't open " + file);
+    // The read of a pipe, or of a device without an end, would not return.
+    if (!S_ISREG(status.st_mode))
+        throw std::runtime_error("Couldn't open " + file + ": it is no regular file");
     if (::flock(lock.get(), LOCK_EX | LOCK_NB) != 0)
         raise("Another run holds " + file);
     return lock;
