@@ -49,10 +49,12 @@ std::optional<std::vector<std::string>> namesIn(const std::string &directory) {
     std::vector<std::string> wanted;
     for (std::string &name : *names) {
         const mode_t type = typeOf(directory + name, AT_SYMLINK_NOFOLLOW);
-        if (type == S_IFDIR)
-            wanted.push_back(name + '/');
-        else if (type == S_IFREG && name.ends_with(".rpm"))
+        // The use of the name will tell why it cannot be looked at. One that is gone meanwhile is no failure.
+        const bool isUnknown = type == 0 && errno != ENOENT;
+        if (const bool isPackage = name.ends_with(".rpm"); isPackage && (type == S_IFREG || isUnknown))
             wanted.push_back(std::move(name));
+        else if (type == S_IFDIR || isUnknown)
+            wanted.push_back(name + '/');
     }
     return wanted;
 }
