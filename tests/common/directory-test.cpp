@@ -106,9 +106,8 @@ TEST_F(DirectoryTest, TheWayMayTakeLinksThatOnlyRootCanHaveMade) {
         writeFile(at("aim/sub/file"), "");
         fs::create_directories(at("way/real/sub"));
         fs::create_symlink(row.target, at("way/link"));
-        // The row is root's to set up.
         if (::lchown(at("way/link").c_str(), row.owner, row.owner) != 0)
-            continue;
+            GTEST_SKIP() << "needs root: only it can make somebody else's links";
         ASSERT_EQ(::chown(at("way").c_str(), row.holder, row.holder), 0);
         ASSERT_EQ(::chmod(at("way").c_str(), static_cast<mode_t>(row.mode)), 0);
         std::optional<Directory> found;

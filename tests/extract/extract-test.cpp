@@ -86,6 +86,13 @@ protected:
     fs::path package_ = root_.path() / "package.rpm";
 };
 
+class WholeExtractTest : public ExtractTest {
+    void SetUp() override {
+        if (geteuid() != 0)
+            GTEST_SKIP() << "needs root: only it may set security attributes";
+    }
+};
+
 /// Directories of which each is in the one before under two names.
 std::vector<WrittenFile> doublings(int depth) {
     std::vector<WrittenFile> files;
@@ -105,7 +112,7 @@ struct HostileCase {
     std::vector<WrittenFile> payload = {}; ///< Empty for the same.
 };
 
-TEST_F(ExtractTest, RefusesHostilePackagesAndTouchesNothingOutside) {
+TEST_F(WholeExtractTest, RefusesHostilePackagesAndTouchesNothingOutside) {
     constexpr std::int32_t megabytes = 8 << 20;
     const std::string bomb(megabytes, '\0');
     std::string deep;
@@ -219,7 +226,7 @@ TEST_F(ExtractTest, JudgesLinksLikeCopies) {
 
 /// The store shares an organisation's data by the names in the desktop file. Those that lead out or write
 /// lines count as absent.
-TEST_F(ExtractTest, FindsTheNamesInTheDesktopFileBehindLinks) {
+TEST_F(WholeExtractTest, FindsTheNamesInTheDesktopFileBehindLinks) {
     const std::string group = "[Desktop Entry]\n[X-Application]\n",
                       text = group + "OrganizationName=org.example\n";
     const std::string name = "org.example.app.desktop", place = "/usr/share/applications/";
@@ -278,7 +285,7 @@ TEST_F(ExtractTest, RefusesIdsAndVersionsThatAreNoFileNames) {
     }
 }
 
-TEST_F(ExtractTest, TakesALongFileListInOrder) {
+TEST_F(WholeExtractTest, TakesALongFileListInOrder) {
     RpmWriter writer;
     for (int i = 10'000; i < 14'500; ++i)
         writer.files.push_back({share, std::to_string(i), symlink, "file"});
@@ -289,7 +296,7 @@ TEST_F(ExtractTest, TakesALongFileListInOrder) {
                 raises(ErrorCode::BadPackageFileFormat, "Couldn't read rpm package"));
 }
 
-TEST_F(ExtractTest, UnpacksNothingElseThanItHasReadBefore) {
+TEST_F(WholeExtractTest, UnpacksNothingElseThanItHasReadBefore) {
     RpmWriter writer;
     writer.files = {{share, "a"}};
     writer.write(package_);
@@ -324,9 +331,7 @@ TEST_F(ExtractTest, FailsInTheOrderOfTheChecks) {
                 raises(ErrorCode::BadPackageContent, "package meta validation failed"));
 }
 
-TEST_F(ExtractTest, PutsFilesWhereTheStoreWantsThem) {
-    if (geteuid() != 0)
-        GTEST_SKIP() << "needs root: only it may set security attributes";
+TEST_F(WholeExtractTest, PutsFilesWhereTheStoreWantsThem) {
     RpmWriter writer;
     writer.files = {{share, "a", 0104755, "content"},
                     {share, "first", 0100644, "", 7},

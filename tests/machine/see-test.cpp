@@ -168,9 +168,8 @@ TEST_F(SeeTest, TellsWhatIsOnRecordToWhoeverMayKnow) {
     EXPECT_EQ(run(asUser + "plan || echo status $?"),
               "kelpctl: Only root can tell what the launcher would do\nstatus 2\n");
     // In the name space of a user all files of root are nobody's: neither a finding nor the opposite.
-    run("mount --rbind $IMAGE /mnt");
-    const std::string inNameSpace =
-        "setpriv --reuid 1000 --regid 1000 --clear-groups /mnt/usr/sbin/kelpctl --root /mnt ";
+    const std::string inNameSpace = "mount --rbind $IMAGE /mnt; setpriv --reuid 1000 --regid 1000 "
+                                    "--clear-groups /mnt/usr/sbin/kelpctl --root /mnt ";
     EXPECT_THAT(run(inNameSpace + "verify org.example.notes || echo status $?"),
                 AllOf(HasSubstr("Only root sees"),
                       HasSubstr("org.example.notes 1.4.2-1: not all could be read\n"),
