@@ -11,6 +11,10 @@ function(kelp_rpm TARGET NAME SPEC)
     cmake_path(ABSOLUTE_PATH SPEC)
     set(directory ${CMAKE_CURRENT_BINARY_DIR}/rpms)
     set(workshop ${CMAKE_CURRENT_BINARY_DIR}/rpmbuild/${NAME})
+    # It quotes no directory in the scripts that it makes.
+    if(workshop MATCHES "[ \t]")
+        message(FATAL_ERROR "rpmbuild, which the tests need, cannot work in a path with blanks: ${workshop}")
+    endif()
     set(defines)
     foreach(define IN ITEMS
             "_topdir ${workshop}" "_rpmdir ${directory}" "_rpmfilename ${NAME}.rpm"
