@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <filesystem>
 #include <system_error>
 #include <utility>
@@ -24,6 +25,14 @@ constexpr std::size_t mostInMemory = 0x10000;
 Common::FileDescriptor namelessFile() {
     const std::string directory = std::filesystem::temp_directory_path();
     Common::FileDescriptor file(::open(directory.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
+    // As on NFS, and on the overlay of a container on a kernel before 6.1. A kill in between leaves an empty
+    // file.
+    if (file.get() < 0 && errno == EOPNOTSUPP) {
+        std::string name = directory + "/kelpctl-report-XXXXXX";
+        file = Common::FileDescriptor(::mkostemp(name.data(), O_CLOEXEC));
+        if (file.get() >= 0)
+            ::unlink(name.c_str());
+    }
     if (file.get() < 0)
         raise();
     return file;
