@@ -217,7 +217,7 @@ TEST_F(KelpCtlTest, ShellsCompleteWhatTheHelpLists) {
     const std::pair<const char *, const char *> rows[] = {
         {"val", "validate\n"},
         {"--color never doctor --re", "--repair\n"},
-        {"validate --output s", "sarif\n"},
+        {"validate --output js", "json jsonl\n"},
     };
     for (const auto &[line, completed] : rows) {
         run(shell + line);
