@@ -13,6 +13,7 @@
 
 #include <sys/stat.h>
 
+#include <cstdlib>
 #include <iostream>
 
 using KelpCtl::ExitStatus;
@@ -59,6 +60,9 @@ int main(int argc, char **argv) {
     Common::holdStandardDescriptors();
     Common::ignoreBrokenPipes();
     ::umask(022); // Files get the same modes as from the launcher.
+    // To other programs, such as mktemp(1), an empty one is none.
+    if (const char *const place = std::getenv("TMPDIR"); place && *place == '\0')
+        ::unsetenv("TMPDIR");
     Common::LogStream::showBy(KelpCtl::shown);
     Common::Rpm::logLibrary();
     const auto request = KelpCtl::parseCommandLine(argc, argv, commands);

@@ -236,8 +236,9 @@ private:
         // A workspace for each package: remnants of one cannot get in the way of the next.
         if (!options_.keep.empty())
             return judge(package, Workspace(options_.keep, package.id() + "-" + package.version()));
+        std::error_code unusable; // The workspace says so in words for people.
         if (!fitsMemory(size_, options_.jobs) || !isJudgedInMemory(package))
-            judge(package, Workspace(std::filesystem::temp_directory_path()));
+            judge(package, Workspace(std::filesystem::temp_directory_path(unusable)));
     }
 
     /// Memory may not suffice: files take more than the header's sum, and other programs use it too. Then
