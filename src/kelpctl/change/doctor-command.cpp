@@ -110,6 +110,9 @@ void listWhatIsThere(const Machine &machine, const std::vector<StoredPackage> &p
 }
 
 Examined look(const Machine &machine, const std::set<std::string> &ids, bool isRepair) {
+    if (!seesOwners())
+        throw Common::Error(Common::ErrorCode::UnauthorizedAccess,
+                            "Only root can examine an image: others do not see whom its files belong to");
     Examined examined;
     std::optional<WriterLock> lock;
     if (isRepair) {
@@ -136,9 +139,6 @@ ExitStatus doctor(const DoctorArguments &arguments, std::ostream &output) {
     if (arguments.ids.contains(""))
         throw std::invalid_argument("This is no id of an application");
     const Machine machine(arguments.look);
-    if (!seesOwners())
-        throw Common::Error(Common::ErrorCode::UnauthorizedAccess,
-                            "Only root can examine an image: others do not see whom its files belong to");
     for (const std::string &remark : Core::configurationRemarks())
         std::cerr << "kelpctl: /etc/kelp/kelp.conf: " << shown(remark) << '\n';
     std::set<std::string> ids = arguments.ids;

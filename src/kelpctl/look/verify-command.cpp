@@ -74,6 +74,21 @@ struct Verified {
     }
 };
 
+std::vector<Difference> differencesOf(const Verified &version, Unread &missed) {
+    const auto isFile = [](const ContentsEntry &entry) { return entry.type == ContentsEntry::Type::File; };
+    Progress progress(version.id,
+                      static_cast<std::size_t>(std::ranges::count_if(version.list->entries, isFile)));
+    std::vector<Difference> differences =
+        Core::KELP::ContentsCheck(version.id, version.directory, *version.list).verify(missed, [&] {
+            progress.step();
+        });
+    if (!seesOwners()) {
+        std::erase_if(differences, [](const Difference &one) { return one.kind == Difference::Kind::Owner; });
+        missed.add("Only root sees whom the files of an image belong to");
+    }
+    return differences;
+}
+
 Verified verified(const Machine &machine, const StoredPackage &package, Unread &unread) {
     const Core::KELP::DatabasePathResolver resolver(machine.configuration());
     Verified result{package.id, package.version, resolver.versionDirectory(package.id, package.version)};
@@ -89,22 +104,8 @@ Verified verified(const Machine &machine, const StoredPackage &package, Unread &
     }
     Unread missed;
     result.list = missed.attempt([&] { return ContentsList::read(result.directory); }).value_or(std::nullopt);
-    if (result.list) {
-        const auto isFile = [](const ContentsEntry &entry) {
-            return entry.type == ContentsEntry::Type::File;
-        };
-        Progress progress(package.id,
-                          static_cast<std::size_t>(std::ranges::count_if(result.list->entries, isFile)));
-        result.differences =
-            Core::KELP::ContentsCheck(package.id, result.directory, *result.list).verify(missed, [&] {
-                progress.step();
-            });
-    }
-    if (result.list && !seesOwners()) {
-        std::erase_if(result.differences,
-                      [](const Difference &one) { return one.kind == Difference::Kind::Owner; });
-        missed.add("Only root sees whom the files of an image belong to");
-    }
+    if (result.list)
+        result.differences = differencesOf(result, missed);
     std::ranges::for_each(missed.texts(), note);
     return result;
 }
