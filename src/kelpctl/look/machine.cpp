@@ -6,6 +6,7 @@
 
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -26,7 +27,7 @@ using Common::ErrorCode;
     throw Error(code, "Couldn't enter " + root.string() + ": " + std::system_category().message(reason));
 }
 
-bool hasEnteredAsUser = false;
+bool areOwnersSeen = true;
 
 void writeText(const char *path, const std::string &text) {
     std::ofstream(path) << text;
@@ -42,7 +43,7 @@ bool haveOwnNameSpaces() {
         return ::unshare(CLONE_NEWNS) == 0;
     if (::unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0)
         return false;
-    hasEnteredAsUser = true;
+    areOwnersSeen = false;
     // In this order: a user may map a group only when setgroups(2) is given up.
     writeText("/proc/self/setgroups", "deny");
     writeText("/proc/self/uid_map", "0 " + user + " 1");
@@ -66,6 +67,10 @@ void enter(const std::filesystem::path &root) {
     if (!haveOwnNameSpaces() || ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
         ::chroot(root.c_str()) != 0 || ::chdir("/") != 0 || !haveOwnTemporaryDirectory())
         raiseEntering(root);
+    // A user who has made an image without root's help owns all of it. So all of it seems to be root's, as it
+    // will be on a machine.
+    struct stat status {};
+    areOwnersSeen = areOwnersSeen || (::stat("/", &status) == 0 && status.st_uid == 0);
     // From here on the root is the machine's own: a prefix would be looked for inside it.
     ::unsetenv("KELP_ROOT_FS");
 }
@@ -84,7 +89,7 @@ void addLookOptions(CLI::App &command, LookOptions &options) {
 }
 
 bool seesOwners() {
-    return !hasEnteredAsUser;
+    return areOwnersSeen;
 }
 
 Machine::Machine(const LookOptions &options) {

@@ -92,9 +92,8 @@ FileDescriptor openRegular(const std::filesystem::path &package) {
 
 std::shared_ptr<_FD_s> open(const FileDescriptor &found) {
     FD_t file = Fopen(("/proc/self/fd/" + std::to_string(found.get())).c_str(), "r.ufdio");
-    // It was open before: what is missing is /proc, as in a root that chroot(8) alone has entered.
     if (!file)
-        throw Error(ErrorCode::FileNotFound, "Couldn't open rpm package by /proc", errno);
+        throw Error(ErrorCode::FileNotFound, "Couldn't open rpm package", errno);
     return {file, Fclose};
 }
 
