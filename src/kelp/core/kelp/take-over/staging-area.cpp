@@ -8,7 +8,10 @@
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/kelp/take-over/own-directory.h"
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <exception>
 
 namespace fs = std::filesystem;
@@ -82,7 +85,7 @@ bool StagingArea::isScrap(const fs::path &leftover) {
 }
 
 void StagingArea::clearScrap(const std::set<fs::path> &kept) const {
-    Common::removeAll(movedProbe());
+    dropMovedProbe();
     std::exception_ptr failure;
     for (const fs::path &leftover : leftovers(kept))
         try {
@@ -125,11 +128,24 @@ void StagingArea::secure() const {
     // With the store on another filesystem no tree could be moved there.
     const fs::path probe = staged / probeName;
     Common::createDirectories(probe);
-    Common::move(probe, movedProbe());
+    if (Common::lookFor(movedProbe())) {
+        // Somebody's. Only between two filesystems would the move fail for another reason.
+        if (::rename(probe.c_str(), movedProbe().c_str()) != 0 && errno == EXDEV)
+            throw Error(ErrorCode::Filesystem,
+                        "Couldn't move " + probe.string() + " to " + movedProbe().string(), EXDEV);
+        Common::removeAll(probe);
+    } else {
+        Common::move(probe, movedProbe());
+    }
     // After a kill clearScrap() removes it.
-    Common::removeAll(movedProbe());
+    dropMovedProbe();
     // The journal will say that every tree is complete and on disk.
     Common::flushFilesystem(staged);
+}
+
+/// Removes an empty directory alone: the name may be anybody's.
+void StagingArea::dropMovedProbe() const {
+    ::rmdir(movedProbe().c_str());
 }
 
 fs::path StagingArea::movedProbe() const {

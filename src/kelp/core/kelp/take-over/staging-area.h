@@ -64,6 +64,7 @@ public:
 
 private:
     bool isBesideStore() const;
+    void dropMovedProbe() const;
     std::filesystem::path movedProbe() const;
     std::filesystem::path rescuePlace(const std::string &name) const;
 
