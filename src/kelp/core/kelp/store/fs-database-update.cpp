@@ -237,6 +237,8 @@ void FSDatabase::place(const PackageStaging &staging) {
     if (Common::lookFor(staging.path)) {
         // While nothing is current, links that an earlier removal left are dangling.
         finishTakingBack(id);
+        // The staged tree has all of the version; a leftover may have less.
+        dropLeftover(directory, id);
         Common::move(staging.path, directory);
     }
     if (isInSlot(staging, PackageSlot::Current))
