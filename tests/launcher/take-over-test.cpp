@@ -433,9 +433,15 @@ TEST_F(TakeOverTest, NothingIsTouchedWithoutADatabaseThatCanBeReadAndHasRoom) {
     EXPECT_THAT(machine.run(records + "\"CREATE TRIGGER kept BEFORE DELETE ON Packages BEGIN SELECT "
                                       "RAISE(ABORT, 'kept'); END\"; launch"),
                 HasSubstr("Couldn't erase org.sound package from the rpm database\n"));
-    machine.run(records + "'DROP TRIGGER kept'; test -e $IMAGE/var/lib/kelp/takeover.journal");
+    EXPECT_THAT(machine.run(records +
+                            "'DROP TRIGGER kept'; test -e $IMAGE/var/lib/kelp/takeover.journal; "
+                            "add org.app; " +
+                            away + "in_image rpm --initdb; launch"),
+                HasSubstr("nobody knows where org.app is\n"));
+    machine.run(back);
+    machine.expectStay({"org.app"});
     machine.launch();
-    machine.expectArrived({"org.sound"});
+    machine.expectArrived({"org.sound", "org.app"});
 }
 
 TEST_F(TakeOverTest, ListsWhatWasStagedAndReadsOnlyWhatIsNotAsPacked) {
@@ -458,8 +464,12 @@ TEST_F(TakeOverTest, ListsWhatWasStagedAndReadsOnlyWhatIsNotAsPacked) {
 
 TEST_F(TakeOverTest, ARecordOfWhatTheStoreHoldsGoesOnlyWhenAllIsTheStores) {
     const Machine machine;
-    machine.run("add org.app");
+    // What a failed installation has left there is not in the way.
+    machine.run(
+        "add org.app; echo $'[general]\nid=org.app\nversion=1-1\n[certificate]\nid=K\nsubgroup=regular' | "
+        "put_file /opt/app/org.app/1-1/velura.pkg; touch $IMAGE/opt/app/org.app/1-1/x");
     machine.launch();
+    machine.expectArrived({"org.app"});
     const std::string again = "rm $IMAGE/var/lib/kelp/.migration_done; ";
     machine.run(again + "put org.sound --justdb; put org.app-newer --justdb");
     EXPECT_THAT(machine.launch(), HasSubstr("the store holds version 1-1\n"));
@@ -475,7 +485,8 @@ TEST_F(TakeOverTest, ARecordOfWhatTheStoreHoldsGoesOnlyWhenAllIsTheStores) {
 TEST_F(TakeOverTest, OnlyItsOwnTemporaryDirectoryIsCleared) {
     const Machine machine;
     machine.run("cd $IMAGE; mkdir -p home/somebody scratch opt/kelp srv/photos/2024 srv/empty; "
-                "ln -s /srv/photos opt/kelp/tmp; ln -s srv/empty link; mkdir -m 777 open; mkdir lent; "
+                "mkdir -p opt/app/.probe/mine; ln -s /srv/photos opt/kelp/tmp; ln -s srv/empty link; mkdir "
+                "-m 777 open; mkdir lent; "
                 "chown daemon lent; mkdir -m 775 group; chgrp daemon group");
     const auto refusal = HasSubstr("[E] The temporary directory is not the package manager's own: ");
     const auto launchWith = [&](const std::string &setting) {
@@ -489,7 +500,7 @@ TEST_F(TakeOverTest, OnlyItsOwnTemporaryDirectoryIsCleared) {
     }
     EXPECT_THAT(launchWith("/scratch"), Not(refusal));
     machine.expectArrived({"org.sound"});
-    for (const char *kept : {"home/somebody", "srv/photos/2024"})
+    for (const char *kept : {"home/somebody", "srv/photos/2024", "opt/app/.probe/mine"})
         EXPECT_TRUE(machine.holds(kept)) << kept;
 }
 

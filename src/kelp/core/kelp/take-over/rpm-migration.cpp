@@ -147,10 +147,20 @@ void RpmMigration::run() {
     copyFailures_.conclude();
 }
 
+void RpmMigration::requireRecords() const {
+    bool hasRecord = false;
+    const auto walk = rpm_.forEachInstalled([&](const Reader &) { hasRecord = true; });
+    if (!hasRecord && walk == Transaction::Walk::Complete)
+        requireEmptyDatabaseOf(*configuration_, removedByRegistry());
+}
+
 void RpmMigration::takeUp() {
     std::vector<JournalEntry> entries = TakeOverJournal::read(configuration_->tempDirectory());
-    if (!entries.empty())
+    if (!entries.empty()) {
+        // To a database of another machine, all that the journal names would seem erased.
+        requireRecords();
         takeOver_.settle(std::move(entries));
+    }
     // Cleared only now: trees that the journal still names may be the only copies.
     std::set<fs::path> kept;
     for (const JournalEntry &entry : takeOver_.left())

@@ -63,6 +63,7 @@ private:
         JournalEntry entry;
     };
 
+    void requireRecords() const;
     void takeUp();
     void clearArea(const std::set<std::filesystem::path> &kept);
     std::vector<LeftTree> treesNeededNoMore(std::vector<LeftTree> &trees) const;
