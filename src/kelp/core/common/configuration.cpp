@@ -86,7 +86,9 @@ std::vector<std::string> configurationRemarks() {
                 remarks.push_back("the key " + section + '.' + key + " has no effect");
     }
     const auto store = tree.get<std::string>(databaseDirectoryKey, defaultDatabaseDirectory);
-    if (std::filesystem::path("/") / store != defaultDatabaseDirectory)
+    // With a slash at the end, as people may write it.
+    const std::filesystem::path place = (std::filesystem::path("/") / store / "").lexically_normal();
+    if (place != std::filesystem::path(defaultDatabaseDirectory) / "")
         remarks.push_back("the store is at " + store + ", and not at " + defaultDatabaseDirectory);
     return remarks;
 }
