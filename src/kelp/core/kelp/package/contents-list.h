@@ -41,8 +41,8 @@ struct ContentsList {
     std::string foundOn;
     std::vector<ContentsEntry> entries; ///< Each directory before what lies in it.
 
-    /// The bytes of the file, and back. Nothing for text that is torn, is no such list, or names a path
-    /// outside of the version.
+    /// The bytes of the file, and back. Nothing for text that is torn, is no such list, or names a path that
+    /// leads out of the version or is one of the store's own. format() cannot take an entry of Type::Other.
     std::string format() const;
     static std::optional<ContentsList> parse(const std::string &text);
 
@@ -73,7 +73,7 @@ private:
 /// The attribute by which the platform knows whose a file is: its application's id.
 inline constexpr const char *applicationIdAttribute = "security.appid";
 
-/// Whether a file, and not what a link there leads to, carries this id.
+/// Whether a file, and not what a link there leads to, carries this id. False also after a failed look.
 bool carriesId(const std::filesystem::path &file, const std::string &id);
 
 /// Whether a path in a version's directory is one of the store's own, which no list names: the descriptor,
@@ -81,7 +81,8 @@ bool carriesId(const std::filesystem::path &file, const std::string &id);
 bool isStoreOwn(const std::string &path);
 
 /// Takes an entry that could not be looked at: its path in the version, "" for the version itself, and the
-/// error, ErrorCode::Filesystem "Couldn't read directory: PATH" or "Couldn't look at PATH".
+/// error, ErrorCode::Filesystem "Couldn't read directory: PATH" or "Couldn't look at PATH". Also takes a
+/// Common::Error of the visit to the entry.
 using MissedContents = std::function<void(const std::string &path, const Common::Error &error)>;
 
 /// Visits each entry, by its name in an open directory. May fill in values, and take the entry.

@@ -8,9 +8,9 @@ class IConfiguration;
 
 namespace Core::KELP {
 
-/// The paths below the configured database directory. The configuration is asked at each call. Each path is
-/// built from others by virtual operations, so a derived class that overrides one operation also changes all
-/// paths built on it.
+/// The paths below the configured database directory. The configuration is asked at each call. The paths are
+/// built on each other by virtual operations, so a derived class that overrides one operation also changes
+/// all paths built on it.
 class DatabasePathResolver : public IDatabasePathResolver {
 public:
     /// `configuration` must outlive the resolver.

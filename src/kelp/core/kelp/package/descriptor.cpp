@@ -99,7 +99,7 @@ void ensureDescriptor(const fs::path &path, const PackageStaging &staging, const
 PackageInformation readDescriptor(const fs::path &path) {
     const auto content = Common::readIfExists(path);
     if (!content)
-        // Internal, here and below, makes the store remove the package; readIfExists()'s error does not.
+        // Internal, here and below, lets the store remove the package; readIfExists()'s error does not.
         throw Error(ErrorCode::Internal, "Couldn't find velura.pkg file: " + path.string());
     PackageInformation information = flatten(parse(path, *content));
     for (const char *key : requiredDescriptorKeys)

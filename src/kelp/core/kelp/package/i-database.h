@@ -10,10 +10,10 @@ namespace Core::KELP {
 struct PackageStaging;
 
 /// The package store; docs/formats.md describes its files. A package is installed exactly when its link
-/// `current` leads to a version of its own (StoreEntry). Its state changes in single steps: one link is made,
-/// renamed or removed. So a crash leaves the state before a step or after it. An update renames `current` to
-/// `prev`, and then `next` to `current`; between these two steps no version is current. All failures are
-/// Common::Error; the codes named here are those of Common::ErrorCode.
+/// `current` leads to a version of its own (StoreEntry). This state changes in single steps: one link is made
+/// or renamed, or the directory to which it leads is gone. So a crash leaves the state before a step or after
+/// it. An update renames `current` to `prev`, and then `next` to `current`; between these two steps no
+/// version is current. All failures are Common::Error; the codes named here are those of Common::ErrorCode.
 class IDatabase {
 public:
     virtual ~IDatabase() = default;
@@ -39,8 +39,8 @@ public:
     ///
     /// Any other failure rolls back. The old version becomes current again, and is published if the machine
     /// allows that. But the package is removed if it had no old version. It is also removed if the registry
-    /// has it, and the old version's descriptor is absent or malformed. What the disk refuses to rename or
-    /// remove stays.
+    /// has it, and the old version's descriptor is absent or malformed. If the disk refuses a step of the
+    /// roll back, the versions and links stay as they are by then.
     virtual void completeUpdate(const std::string &id) = 0;
 
     /// Removes the package's published files and all of its versions. Foreign entries of its directory stay,
@@ -54,24 +54,28 @@ public:
 
     /// The descriptor of the version of record, which is the prepared version, or else the current one.
     /// Raises PackageNotExist for an id that is not installed, CorruptedInstalledPackage if the version of
-    /// record has no usable descriptor, and Filesystem when a look fails.
+    /// record has no usable descriptor, Filesystem when a look fails, and Internal when the take-over journal
+    /// is damaged.
     ///
-    /// This look removes what is corrupted. A prepared version goes if its descriptor is absent or malformed.
-    /// Without a usable prepared version, the current one counts. If its descriptor is absent or malformed,
-    /// and the registry has the package as installed, the whole package goes. A package of a take-over under
-    /// way stays as it is. So does one that is reached by a link, and one whose descriptor cannot be read, or
-    /// is of another id or version.
+    /// This look removes what is corrupted. If the descriptor of a prepared version is absent or malformed,
+    /// all versions but the current one go. Without a usable prepared version, the current one counts. If its
+    /// descriptor is absent or malformed, and the registry has the package as installed, the whole package
+    /// goes. A package of a take-over under way stays as it is. So does one that is reached by a link, and
+    /// one whose descriptor cannot be read, or is of another id or version.
     virtual PackageInformation packageInfo(const std::string &id) = 0;
 
-    /// packageInfo() of every package, in no defined order. Failures are logged and left out.
+    /// packageInfo() of every package, in no defined order. A failure of one is logged, and the package left
+    /// out. So is a package that a take-over has not published yet. Raises Filesystem when the store or the
+    /// take-over journal cannot be read, and Internal when that journal is damaged.
     virtual std::vector<PackageInformation> packages() = 0;
 
     /// Raises Filesystem when the look fails, as hasPendingUpdate() does.
     virtual bool isInstalled(const std::string &id) = 0;
     virtual bool isVersionInstalled(const std::string &id, const std::string &version) = 0;
 
-    /// Whether `version` is newer than the version of record in rpm's order. False when either cannot be
-    /// read.
+    /// Whether `version` is newer than the version of record in rpm's order. Looks for that as packageInfo()
+    /// does. False when either cannot be read. But if the version of record is a prepared one and cannot be
+    /// compared, all versions but the current one go, and that one counts.
     virtual bool isNewerThanInstalled(const std::string &id, const std::string &version) = 0;
 
     virtual bool hasPendingUpdate(const std::string &id) = 0;
@@ -84,7 +88,8 @@ public:
     virtual void migrateRpmPackages() = 0;
 
     /// Removes from a package's directory the links `next` and `prev` and all versions of its own but the one
-    /// that `current` names. Failures are logged.
+    /// that `current` names. Failures are logged. If StoreEntry::objection() objects, that is logged too, and
+    /// nothing is removed.
     virtual void cleanupVersionsExceptCurrent(const std::string &id) = 0;
 
     /// Removes the published files of the current version, and then the listed directories that are empty. A

@@ -6,8 +6,8 @@ namespace Core::KELP {
 
 class IDatabasePathResolver;
 
-// The configuration of the integrity daemon for one package, which moves from etc/integrityd/config.d/ID.json
-// below the root prefix to the resources of the package's current version.
+// The configuration of the integrity daemon for one package. The old file is etc/integrityd/config.d/ID.json
+// below the root prefix, the new one lies among the resources of the package's current version.
 
 /// Writes the integrity daemon's file among the resources of the package's current version. Makes it from the
 /// old file in etc/integrityd/config.d, which stays. In paths of the organisation's shared directory it
@@ -23,7 +23,8 @@ void migrateIntegrityFile(const PackageInformation &information);
 std::optional<std::string> integrityResourceText(const PackageInformation &information,
                                                  const std::filesystem::path &source);
 
-/// Removes the resource of the current version, if there is one. Raises ErrorCode::Filesystem when it cannot.
+/// Removes the resource of the current version, if there is one. Raises ErrorCode::Filesystem when it cannot;
+/// a failed look is logged, and counts as absence.
 void removeIntegrityResource(const IDatabasePathResolver &pathResolver, const std::string &id);
 
 } // namespace Core::KELP

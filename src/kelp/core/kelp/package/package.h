@@ -31,8 +31,8 @@ struct PackageIdentity {
 
 struct PackageStaging;
 
-/// A package that is not yet, or not only, in the store: its identity, and how to stage it. Held by
-/// std::shared_ptr made with the concrete type.
+/// A package, wherever its files are: its identity, and how to stage it. Held by std::shared_ptr made with
+/// the concrete type.
 class Package {
 public:
     /// Stages the package's files in the directory `destination`, and returns the values for the store.

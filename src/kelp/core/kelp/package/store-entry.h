@@ -16,8 +16,8 @@ namespace Core::KELP {
 /// by the disk alone: reads no records, and changes nothing.
 ///
 ///     DATABASE/ID            a package can only be a real directory. The machine's owner may have moved a
-///                            package and put a link in its place: it is read through the link, never
-///                            changed.
+///                            package and put a link in its place: the store reads it through the link, and
+///                            neither updates nor removes it.
 ///     ID/{current,next,prev} count only when they lead to a real directory directly below the package's own,
 ///                            by device and inode: /opt or ID may be a link, and a copy of a package's
 ///                            directory has links into the original.
@@ -63,7 +63,7 @@ public:
     struct Descriptor {
         DescriptorState state = DescriptorState::Absent;
         PackageInformation information; ///< Of Own and Another.
-        std::string failure;            ///< Of Unreadable: the machine's failure.
+        std::string failure;            ///< Of Unreadable, if the machine is at fault.
     };
 
     /// The entries of a package's directory beside the three links and the reserved names, in byte order.
@@ -90,15 +90,15 @@ public:
     /// machine failed to read one that may.
     bool isNamedByDescriptor() const;
 
-    /// Whether `next` or `prev` leads to a version with the descriptor of another. The removal of the package
-    /// would remove it too.
+    /// Whether `next` or `prev` leads to a version with a readable descriptor of another package or version.
+    /// The removal of the package would remove it too.
     bool hasAnothers() const;
 
     /// Why nothing can come in, be made current or go here: the entry or one of its links is foreign, or
     /// hasAnothers(). Empty without an objection.
     std::string objection() const;
 
-    /// The same, or an objection to a foreign directory in place of the version.
+    /// The same, or an objection to a foreign entry in place of the version.
     std::string objectionTo(const std::string &version, const std::set<std::string> &underWay = {}) const;
 
 private:
