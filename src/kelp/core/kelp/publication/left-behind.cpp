@@ -92,7 +92,7 @@ void takeBackLeftBehind(const std::string &id) {
     Common::flushFilesystems(places);
     Common::removeAll(leftBehindFile(id));
     std::error_code ignored;
-    fs::remove(leftBehindDirectory(), ignored); // Fails if other packages have a file there.
+    fs::remove(leftBehindDirectory(), ignored); // Fails while there are other files.
 }
 
 } // namespace Core::KELP

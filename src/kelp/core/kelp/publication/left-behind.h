@@ -23,13 +23,13 @@ std::vector<std::string> idsLeftBehind();
 /// it cannot be read, or is torn.
 PublicationPlan leftBehind(const std::string &id);
 
-/// Adds to the file of a package, which is on disk on return. Raises ErrorCode::Filesystem; then the file is
-/// unchanged.
+/// Adds to the file of a package, which is on disk on return. Raises ErrorCode::Filesystem; then the file has
+/// the earlier text or the new one.
 void noteLeftBehind(const std::string &id, const PublicationPlan &left);
 
 /// Removes each published file that a package's file names, if the published file still is the package's and
 /// leads nowhere. A copy leads to the file in the store of which it is a copy. Then removes the named
-/// directories that are empty, and the package's file. Other published files stay: they were published again,
+/// directories that are empty, and the package's file. Other files there stay: they were published again,
 /// or are foreign by now. Does nothing if the package has no file. After a kill it can be repeated. Raises
 /// ErrorCode::Filesystem when a published file or directory could not be removed this time either, when the
 /// removals cannot be flushed, or when the package's file cannot be read or is torn. Then the package's file

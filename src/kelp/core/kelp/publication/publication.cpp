@@ -146,7 +146,7 @@ std::vector<PlannedFile> takeBackFiles(const PublicationPlan &plan, CopiedLinks 
 }
 
 PublicationPlan takeBack(const PublicationPlan &plan) {
-    // A plan is written only after its targets were found free.
+    // The plan is that of a version that was published, or whose targets were found free.
     return withDirectories(takeBackFiles(plan, CopiedLinks::AreOurs), plan);
 }
 

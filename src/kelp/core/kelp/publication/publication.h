@@ -19,8 +19,8 @@ struct PublicationPlan;
 MappingMode publicationMode(const std::filesystem::path &tree, const std::vector<Mapping> &mappings,
                             const std::string &subgroup);
 
-/// Raises ErrorCode::FileConflict when a target of the plan is taken. So a file that appears there later is
-/// known to be ours.
+/// Raises as requireFreeTarget() for the first target of the plan that is taken. So a file that appears there
+/// later counts as ours.
 void requireFreeTargets(const PublicationPlan &plan);
 
 /// Publishes the files of a plan and appends each to `made`, also when it raises. Raises what createMapping()
@@ -28,7 +28,8 @@ void requireFreeTargets(const PublicationPlan &plan);
 void publish(const PublicationPlan &plan, MappingMode mode, std::vector<std::string> &made);
 
 // The removals below go by Common::Directory::byLinksOfRoot: they follow no link that others could have made.
-// Failures are logged. The removals return what the machine failed to remove, and which may still be there.
+// Failures are logged. All but unpublish() return the published files and the directories that the machine
+// failed to remove, and which may still be there.
 
 /// Removes files that were just made, by their paths alone.
 void unpublish(const std::vector<std::string> &links);
@@ -36,14 +37,15 @@ void unpublish(const std::vector<std::string> &links);
 /// Whether a link whose text matches counts as our copy of a packaged link.
 enum class CopiedLinks {
     AreForeign,
-    AreOurs, ///< Only after requireFreeTargets(): nothing stood there before.
+    AreOurs, ///< Only at targets where the version was published, or which were found free for it.
 };
 
 /// Removes the files of a plan that are mappings of the planned sources, and unfinished copies. Foreign files
 /// stay.
 std::vector<PlannedFile> takeBackFiles(const PublicationPlan &plan, CopiedLinks copiedLinks);
 
-/// Rolls back an interrupted publication: removes its files, and then its empty directories.
+/// Rolls back an interrupted publication: removes its files, and then its empty directories. Returns all
+/// directories if anything is left.
 PublicationPlan takeBack(const PublicationPlan &plan);
 
 /// The same, but removes only files that lead nowhere and are mappings of their source, or of one below it.
