@@ -1,5 +1,5 @@
 // The part of FSDatabase that publishes the files of the current version. Any interruption can be rolled
-// back: the plan is on disk from before the first file is published until the lists are.
+// back: before the first file is published, the plan or a complete list of the files is on disk.
 
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/errors/log-stream.h"
@@ -116,7 +116,7 @@ void FSDatabase::writePlan(const std::string &id, const PublicationPlan &plan) {
     try {
         writePublicationPlan(planFile(id), plan);
     } catch (const std::exception &error) {
-        // A full disk must not cost a version that comes back after an update: its lists are already
+        // A full disk must not cost a version that comes back after an update: its list of files is already
         // complete.
         if (!isListed(pathResolver_->symlinkListFile(id, PackageSlot::Current), targetsOf(plan)))
             throw;
@@ -134,7 +134,7 @@ void FSDatabase::recordPublication(const std::string &id, const PublicationPlan 
         unpublish(targets);
         throw Error(ErrorCode::Filesystem, "Failed to store generated mappings list for " + id + " package");
     }
-    // Without the list of directories the plan stays and names them.
+    // Without the list of directories the plan, if there is one, stays and names them.
     if (recordDirectories(id, plan))
         endPlan(id, plan);
 }

@@ -36,7 +36,7 @@ void removeAllBut(const fs::path &directory, const fs::path &kept) {
     });
 }
 
-/// Logs the remaining entries by their paths: the update itself succeeded.
+/// Logs the entries of a directory, by their paths, after a clean-up that could not be completed.
 void tellWhatStays(const fs::path &directory) {
     std::error_code error;
     for (fs::directory_iterator entry(directory, error), end; !error && entry != end; entry.increment(error))
@@ -84,8 +84,8 @@ std::vector<fs::path> FSDatabase::dropPackage(const std::string &id) const {
     return left;
 }
 
-/// The descriptor goes first. After a later kill the next look finds the package corrupted and removes it. At
-/// the very end a kill leaves a dangling link, but never a part of a package.
+/// The descriptor goes first. After a later kill the next look finds the package corrupted, and removes it if
+/// the registry has it. At the very end a kill leaves a dangling link, but never a part of a package.
 void FSDatabase::dropCurrent(const std::string &id) const {
     const StoreEntry::Slot current = entry(id).slot(PackageSlot::Current);
     if (!current.counts())
@@ -123,9 +123,9 @@ void FSDatabase::cleanupVersionsExceptCurrent(const std::string &id) {
 
 /// Removes all versions but `kept`. While a version is removed, the link `prev` leads to it. After a kill,
 /// `prev` beside a whole `current` means an unfinished removal, which a later run completes. The link `next`
-/// would not do: a later run would make the rest of that version current. Failures are logged. A version that
-/// cannot be removed keeps `prev`, so the removals after it fail too. Returns the first failure; null without
-/// one.
+/// would not do: a later run would make the rest of that version current. Failed removals are logged. A
+/// version that cannot be removed keeps `prev`, so the removals after it fail too. Returns the first failure;
+/// null without one. Raises when the package's entries cannot be looked at.
 std::exception_ptr FSDatabase::dropOthers(const std::string &id, const std::string &kept) const {
     std::exception_ptr failure;
     const auto attempt = [&](const fs::path &what, const auto &drop) {

@@ -32,7 +32,8 @@ Error internalError(const char *words, const std::string &id) {
     return {ErrorCode::Internal, words + id + " package"};
 }
 
-/// Whether the disk is at fault, and not the package: it was full, or a read failed.
+/// Whether a failure is no reason to remove the package: the disk was at fault, or packageInfo() left the
+/// package as it is.
 bool isFaultOfDisk(const std::exception &error) {
     const auto *ours = dynamic_cast<const Error *>(&error);
     return ours && (ours->code() == Common::ErrorCategory::make(ErrorCode::Filesystem) ||
@@ -151,8 +152,7 @@ void FSDatabase::recoverPrevious(const std::string &id) {
     const bool isUpdate = hasEarlierVersion(id);
     try {
         tryRemoveMappingsUsingCurrentDirectory(id);
-        // With `next` still there, `current` may be that of the previous version: not even it could be
-        // renamed.
+        // `current` beside `next` is still the link of the previous version, which was not renamed yet.
         if (!hasPendingUpdate(id) || !isInstalled(id))
             rollBackToPrevious(id);
         // The version of record decides what to publish: it must not be the failed one.
@@ -193,7 +193,7 @@ bool FSDatabase::isCurrentWhole(const std::string &id) const {
 /// again. If it does not, the next update publishes.
 void FSDatabase::keepUnpublished(const std::string &id) {
     if (entry(id).slot(PackageSlot::Previous).counts())
-        return; // Not even the link could be renamed.
+        return; // Published files could not be taken back, or the link not be renamed.
     cleanupVersionsExceptCurrent(id);
     try {
         generateMappings(id);

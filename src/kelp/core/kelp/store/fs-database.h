@@ -27,7 +27,7 @@ namespace Core::KELP {
 struct PublicationPlan;
 
 /// The package store over a directory tree. There is no index: the tree is the database. It is used from one
-/// thread of one process at a time; nothing keeps others away.
+/// thread of one process at a time; the caller keeps others away (Common::WriterLock).
 class FSDatabase : public TakeOverStore {
 public:
     using PackageForMigration = KELP::PackageForMigration;
@@ -77,8 +77,9 @@ public:
     /// a removal fails. After a failure or a kill it can be repeated.
     std::vector<std::filesystem::path> dropPackage(const std::string &id) const;
 
-    /// The plan by which install() would publish a tree for which describeStaged() was called. Changes
-    /// nothing. Raises as readDescriptor() and planPublication() do.
+    /// The plan to publish a tree for which describeStaged() was called. A link in it that leads nowhere
+    /// counts as a file; install() refuses one. Changes nothing. Raises as readDescriptor() and
+    /// planPublication() do.
     static PublicationPlan publicationOf(const PackageStaging &staging,
                                          const IDatabasePathResolver &pathResolver);
 
