@@ -77,9 +77,8 @@ public:
     /// a removal fails. After a failure or a kill it can be repeated.
     std::vector<std::filesystem::path> dropPackage(const std::string &id) const;
 
-    /// The plan to publish a tree for which describeStaged() was called. A link in it that leads nowhere
-    /// counts as a file; install() refuses one. Changes nothing. Raises as readDescriptor() and
-    /// planPublication() do.
+    /// The plan, by DanglingLinks::Count, to publish a tree for which describeStaged() was called; install()
+    /// plans by DanglingLinks::Fail. Changes nothing. Raises as readDescriptor() and planPublication() do.
     static PublicationPlan publicationOf(const PackageStaging &staging,
                                          const IDatabasePathResolver &pathResolver);
 
