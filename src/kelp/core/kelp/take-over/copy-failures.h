@@ -34,7 +34,7 @@ struct CopyFailure {
 /// failure of the machine.
 bool isJudgement(int error);
 
-/// The applications whose copy failed at this start, each with the number of consecutive starts at which it
+/// The applications whose failed copy was noted, each with the number of consecutive starts at which it
 /// failed at the same file. They are kept in var/lib/kelp/takeover.failures below the root prefix. By that
 /// number the launcher stops retrying a copy. After some errors it stops at the first start (isJudgement()).
 class CopyFailures {
@@ -45,14 +45,15 @@ public:
     static std::map<std::string, CopyFailure> read();
 
     /// Begins with what the starts before have noted. A file that cannot be read is logged, and counts begin
-    /// anew: an application is tried once more.
+    /// anew: an application is tried more often.
     CopyFailures();
 
     /// Notes a failure of this start, durably, and tells whether the application stays in rpm for good. A
-    /// full or read-only disk never makes it stay. A note that cannot be written is logged, and not counted.
+    /// failure of a full or read-only disk, or one without an errno, is not noted, and never makes it stay.
+    /// If the note cannot be written, that is logged, and the application does not stay.
     bool note(const std::string &id, const CopyError &failure);
 
-    /// Forgets the applications that did not fail at this start. A failure is logged.
+    /// Forgets the applications of which this start has noted no failure. A failure to write is logged.
     void conclude();
 
 private:

@@ -22,10 +22,12 @@ class IDatabasePathResolver;
 /// the last copy of files that rpm has erased.
 class LeftTree {
 public:
-    /// Reads the descriptor alone; an unreadable one counts as absent.
+    /// Reads the descriptor alone. One that is unreadable, or whose values cannot name a directory, counts as
+    /// absent.
     explicit LeftTree(std::filesystem::path path);
 
-    /// The trees in the directory of rescued ones. Raises what std::filesystem raises.
+    /// The entries of the directory of rescued trees, its mark among them. Raises as OwnDirectory::isOwn()
+    /// and std::filesystem do.
     static std::vector<LeftTree> rescued(const IConfiguration &configuration);
 
     const std::filesystem::path &path() const { return path_; }
@@ -42,11 +44,12 @@ public:
     bool isOf(const std::string &id, const std::string &version) const;
 
     /// Whether it holds a regular file of rpm's record that is missing at its place. Raises
-    /// ErrorCode::Filesystem when a place cannot be looked at, and as readDesktopFile() does.
+    /// ErrorCode::Filesystem when a place cannot be looked at, and as the readers of the record and of
+    /// desktop files do.
     bool holdsMissingFile(const Common::Rpm::Reader &record) const;
 
-    /// Whether the store has this version with both lists and all of the tree's files. Raises what
-    /// std::filesystem and readDescriptor() raise.
+    /// Whether this version is the store's current one, with the same descriptor, both lists and all of the
+    /// tree's files, told by their paths. Raises what std::filesystem and readDescriptor() raise.
     bool isWholeInStore(const IDatabasePathResolver &resolver) const;
 
 private:

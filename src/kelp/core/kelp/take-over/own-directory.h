@@ -56,7 +56,7 @@ std::string dryRunName(const std::string &id);
 /// The id in the name of an unpacked tree, also in that of a dry run's.
 std::string idOfUnpacked(const std::string &name);
 
-/// Whether that is the name of a dry run whose process lives.
+/// Whether that is the name of a dry run whose process lives, or whose process number is in use again.
 bool isOfRunningDryRun(const std::string &name);
 
 } // namespace Core::KELP

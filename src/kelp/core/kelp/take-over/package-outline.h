@@ -19,7 +19,9 @@ class Mapping;
 /// Copies nothing.
 class PackageOutline {
 public:
-    /// `versionDirectory` is where the tree will lie: links are made to lead there.
+    /// `versionDirectory` is where the tree will lie: links are made to lead there. Raises
+    /// ErrorCode::Filesystem when a look at a file fails, and as Common::Directory::byLinksOfRoot() and
+    /// resolveLink() do.
     PackageOutline(const RpmPackage &package, const StandingFiles &standing,
                    const std::filesystem::path &versionDirectory);
 

@@ -82,7 +82,7 @@ using PathVisitor = std::function<void(const std::string &path, std::size_t numb
 using PathReader =
     std::function<void(std::size_t application, const PathVisitor &file, const PathVisitor &target)>;
 
-/// Finds the owners of all places that more than one package has. `hashes` come from the first look at each
+/// Finds the owners of all places that an application shares. `hashes` come from the first look at each
 /// application. `read` reads again only the applications that, by their hashes, may share a place.
 /// `hashes.instances` has the records of the applications. The files of all other records come from `rpm`; a
 /// record that cannot be read is logged and skipped. Raises UnknownPath, and as forEachRecord() and `read`

@@ -245,7 +245,7 @@ void RpmMigration::takeOverInGroups(RpmSurvey &survey) {
         if (Common::stopRequested())
             throw Error(ErrorCode::Internal, "Asked to stop between two groups of packages");
         std::vector<JournalEntry> group = prepareRpmPackagesForMigration(survey, waiting);
-        // Nothing is waiting, or nothing of it fits even alone.
+        // Nothing is waiting, or nothing of it could be staged.
         if (group.empty())
             break;
         secure(group);
@@ -303,7 +303,7 @@ void RpmMigration::stage(RpmSurvey &survey, RpmCandidate &candidate, std::vector
     try {
         makeStagingDirectory(entry.path);
     } catch (const std::exception &error) {
-        // The tree there is of an earlier start, and must not be thrown away.
+        // A tree there is of an earlier start, and must not be thrown away.
         note(std::current_exception());
         leave(survey, candidate, error.what(), staged);
         return;

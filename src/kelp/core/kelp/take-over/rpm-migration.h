@@ -36,7 +36,8 @@ public:
     ///   names packages;
     /// - the signature database, the journal or the disks that the journal names cannot be used;
     /// - a directory with an application's file or target, or with rescued trees, cannot be looked at;
-    /// - the temporary directory is not the package manager's own, or not on the store's filesystem;
+    /// - the temporary directory is not the package manager's own, not on the store's filesystem, or cannot
+    ///   be looked at;
     /// - a group's copies, or its last changes, cannot be flushed;
     /// - a stop signal came; a group that has begun is completed first.
     /// Nothing is lost then: completed groups are in the store, and the next run goes on with the others.
@@ -49,7 +50,7 @@ public:
     // The migration's own criteria, for `kelpctl plan`.
 
     /// The bytes that must be free for a group of `count` packages, beside their copies: for the store's own
-    /// files and for rpm.
+    /// files, and for rpm if its database is on the same filesystem.
     static std::uint64_t spaceBesideCopies(const IConfiguration &configuration, std::size_t count);
 
     /// Raises ErrorCode::Filesystem when rpm's database has no room to change.

@@ -243,7 +243,7 @@ private:
     fs::path madeLast_;
 };
 
-/// The same content. In an overlay the file may have another number by now.
+/// The same content, by size and time. In an overlay the file may have another number by now.
 bool isSameContent(const std::optional<FileIdentity> &before, const std::optional<FileIdentity> &now) {
     return before && now ? before->size == now->size && before->modified == now->modified
                          : before.has_value() == now.has_value();

@@ -203,7 +203,7 @@ void RpmSurvey::readRecord(const Reader &reader, const PackageSignatures::Databa
     const auto identity = unlessUnreadable([&] { return readIdentity(reader); });
     if (!identity)
         return;
-    // Before any return: a second record of the name counts, even if this one is left out.
+    // First of all: a second record of the name counts, even if this one is left out.
     ++records_[identity->id];
     if (exceptIds.contains(identity->id))
         return;

@@ -36,9 +36,9 @@ std::string headerDigest(const Common::Rpm::Reader &reader);
 /// An application that rpm holds and that has a developer's certificate. Holds no list of its files: a
 /// machine may have a thousand applications.
 struct RpmCandidate {
-    JournalEntry entry = {};          ///< All but what its staging notes.
-    std::uint64_t bytes = 0;          ///< Of its staged tree, at the least.
-    bool isInStore = false;           ///< The store has this very version, and all files are its own by now.
+    JournalEntry entry = {}; ///< All but what its staging notes.
+    std::uint64_t bytes = 0; ///< Of its staged tree, as expected.
+    bool isInStore = false;  ///< The store has this very version, and rpm's files are gone or its own.
     std::optional<std::string> stays; ///< Why the application stays in rpm.
     /// Whether it stays by a judgement. A failure of the machine is retried at the next start.
     bool isJudged = true;
@@ -73,22 +73,23 @@ public:
     /// one of the trees `left` holds files that its record lists and that are missing on disk. It also stays
     /// if `installedVersion`, which tells whether the store has it, fails for it. A record that cannot be
     /// read is logged, and its package stays in rpm. `stagingDevice` is the filesystem of the staged trees.
-    /// Raises as the signature database, forEachRecord(), read() below and PathFinder::find() do. `rpm` must
-    /// outlive the object.
+    /// Raises as the signature database, forEachRecord(), read() below and PathFinder::find() do. `rpm` and
+    /// `pathResolver` must outlive the object.
     RpmSurvey(const Common::Rpm::Transaction &rpm, InstalledVersion installedVersion,
               const IDatabasePathResolver &pathResolver, const std::set<std::string> &exceptIds,
               const std::vector<LeftTree> &left, std::uint64_t stagingDevice);
 
     const std::vector<Item> &items() const { return items_; }
 
-    /// Whether rpm has no record at all.
+    /// Whether rpm has no record of a package.
     bool isEmpty() const { return records_.empty() && !isDamaged_; }
 
     /// Whether rpm passed over records that it could not read.
     bool isDamaged() const { return isDamaged_; }
 
     /// Reads a candidate's record. The survey itself has logged its unexpected entries. Raises
-    /// ErrorCode::Internal "Couldn't read the rpm database" when it is gone, and as readApplication() does.
+    /// ErrorCode::Internal "Couldn't read the rpm database" when it is gone or unreadable, and as
+    /// readApplication() does.
     InstalledApplication read(const RpmCandidate &candidate,
                               Common::Rpm::FileIterator::Unexpected unexpected =
                                   Common::Rpm::FileIterator::Unexpected::Silent) const;

@@ -14,28 +14,30 @@ class IConfiguration;
 namespace Core::KELP {
 
 /// The temporary directory in which the trees of packages wait to be moved into the store, and beside it the
-/// directory of rescued trees, which cannot be published any more.
+/// directory of rescued trees, which no take-over publishes.
 class StagingArea {
 public:
     /// `configuration` must outlive the object.
     explicit StagingArea(const IConfiguration &configuration) : configuration_(&configuration) {}
 
-    /// Whether the directory is the launcher's to clear (OwnDirectory), and the store is not in it. Otherwise
-    /// a slip in the configuration ("temp_directory = /home") would remove foreign files.
+    /// Whether the directory is the launcher's to clear (OwnDirectory), and neither it nor the store is in
+    /// the other. Otherwise a slip in the configuration ("temp_directory = /home") would remove foreign
+    /// files. Raises as OwnDirectory::isOwn() does.
     bool isOwn() const;
 
     /// Raises ErrorCode::Filesystem unless it is. Makes and marks it.
     void requireOwn() const;
 
-    /// The entries there that are not in `kept`. Raises what std::filesystem raises.
+    /// The entries there but the mark and those in `kept`. Raises ErrorCode::Filesystem, and what
+    /// std::filesystem raises.
     std::vector<std::filesystem::path> leftovers(const std::set<std::filesystem::path> &kept) const;
 
     /// Whether a leftover is useless: a probe, the reserve of an earlier version, a tree that was given up,
     /// or an empty one.
     static bool isScrap(const std::filesystem::path &leftover);
 
-    /// Removes those. Raises ErrorCode::Filesystem, if scrap stays after the rest is gone, and what
-    /// leftovers() raises.
+    /// Removes those, and first the probe in the store. Raises ErrorCode::Filesystem if that stays, or if
+    /// scrap stays after the rest is gone, and what leftovers() raises.
     void clearScrap(const std::set<std::filesystem::path> &kept) const;
 
     /// Removes a tree that nobody needs: a staged one, or a package's directory in the store. The tree is

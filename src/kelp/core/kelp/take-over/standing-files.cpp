@@ -91,7 +91,7 @@ private:
     std::uint64_t stagingDevice_;
     std::string last_;
     std::optional<Common::Directory>
-        directory_; ///< The last one; nothing where others decide where it leads.
+        directory_; ///< The last one; nothing for a missing one, or where others decide where it leads.
 };
 
 } // namespace

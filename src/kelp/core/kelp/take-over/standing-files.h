@@ -28,7 +28,8 @@ public:
     /// failed look.
     const File &operator[](std::size_t number) const;
 
-    /// The least bytes of the tree, in whole blocks. `recordedSizes` are rpm's.
+    /// The expected bytes of the tree, in whole blocks: all but files to be copied take one each.
+    /// `recordedSizes` are rpm's.
     std::uint64_t bytes(const std::vector<std::uint64_t> &recordedSizes) const;
 
 private:

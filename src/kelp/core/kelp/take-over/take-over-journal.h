@@ -159,7 +159,7 @@ public:
     static std::set<std::string> readIds(const std::filesystem::path &temporaryDirectory);
 
     /// Replaces the journal by the packages of both lists, in one step and durably. Raises
-    /// ErrorCode::Filesystem; then the journal before it stands.
+    /// ErrorCode::Filesystem; then the journal before it stands, or the new one, which may not be durable.
     static void write(const std::vector<JournalEntry> &entries, const std::vector<JournalEntry> &more = {});
 
     /// Ends the journal, on disk too. Raises ErrorCode::Filesystem.

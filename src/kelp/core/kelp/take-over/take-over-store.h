@@ -7,7 +7,8 @@ namespace Core::KELP {
 /// The package store, with the steps that a take-over and the installation of a rescued tree need. They make
 /// a staged tree the current version of a package that the store does not have yet.
 ///
-/// None of these steps flushes. A take-over keeps a durable journal, and repeats the steps after a power cut.
+/// No step makes its changes durable. A take-over keeps a durable journal, and repeats the steps after a
+/// power cut.
 class TakeOverStore : public IDatabase {
 public:
     /// Writes the descriptor into the staged tree. Removes what the package ships under the names of the
@@ -16,9 +17,10 @@ public:
     virtual void describeStaged(const PackageStaging &staging, const PackageInformation &extras) = 0;
 
     /// Moves the staged tree to the version directory, makes `next` lead to it, and renames `next` to
-    /// `current`. Publishes nothing. After an interruption, a second call goes on with the first step that is
-    /// missing. Raises ErrorCode::FileConflict if a foreign entry is in the way, which stays, and
-    /// ErrorCode::Filesystem. After a failure the tree is at `staging.path` or in the version directory.
+    /// `current`. Publishes nothing; before the move calls takeBackLeftBehind(). After an interruption, a
+    /// second call goes on with the first step that is missing. Raises ErrorCode::FileConflict if a foreign
+    /// entry is in the way, which stays, ErrorCode::Internal without a tree, and ErrorCode::Filesystem. After
+    /// a failure the tree is at `staging.path` or in the version directory.
     virtual void place(const PackageStaging &staging) = 0;
 
     /// Writes the lists of a current version: the files that are published, and the directories, each before
@@ -26,8 +28,8 @@ public:
     virtual void record(const std::string &id, const std::vector<std::string> &files,
                         const std::vector<std::string> &directories) = 0;
 
-    /// Whether both lists say what record() would write. Raises ErrorCode::Filesystem when a look for one
-    /// fails.
+    /// Whether both lists say what record() would write; an unreadable list does not. Raises
+    /// ErrorCode::Filesystem when a look for one fails.
     virtual bool isRecorded(const std::string &id, const std::vector<std::string> &files,
                             const std::vector<std::string> &directories) = 0;
 };

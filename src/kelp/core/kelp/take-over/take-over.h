@@ -56,15 +56,15 @@ public:
     TakeOver(Common::Rpm::Transaction &rpm, TakeOverStore &store, const IDatabasePathResolver &pathResolver,
              const IConfiguration &configuration, const StagingArea &area, const Arrival &arrival);
 
-    /// Call it if some records were unreadable before rpm forgot anything. The next look then checks each of
-    /// its own records.
+    /// Call it if some records were unreadable before rpm forgot anything. Each later look then checks the
+    /// records of its own packages.
     void expectDamage() { isDamageExpected_ = true; }
 
     /// Completes or undoes the take-over of the packages that an earlier run left in the journal.
-    /// docs/architecture.md has the table of cases. A failure of one package is logged, and noted in
-    /// failure() unless it is a conflict. Raises ErrorCode::Internal before any change when a record in rpm's
-    /// database cannot be read. The same holds when the store or the temporary directory is not on the disk
-    /// that the journal names. Raises after changes, too: when rpm's database cannot be read after the
+    /// docs/architecture.md has the table of cases. A failure of one package is logged. It is also noted in
+    /// failure(), unless it is a conflict in one of the steps. Raises before any change when a record in
+    /// rpm's database cannot be read. The same holds when the store or the temporary directory is not on the
+    /// disk that the journal names. Raises after changes, too: when rpm's database cannot be read after the
     /// erasure, and when the last flush or the journal's write fails. Then the next start settles what the
     /// journal on disk names.
     void settle(std::vector<JournalEntry> entries);
@@ -76,7 +76,7 @@ public:
     /// The packages that the journal still holds.
     const std::vector<JournalEntry> &left() const { return left_; }
 
-    /// The first failure of all calls, conflicts excepted; null without one.
+    /// The first failure of all calls, conflicts in the steps excepted; null without one.
     std::exception_ptr failure() const { return failure_; }
 
 private:

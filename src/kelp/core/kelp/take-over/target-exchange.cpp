@@ -212,7 +212,7 @@ void TargetExchange::giveBack(const std::function<bool(const std::string &path)>
     forEachTarget([&](const Spot &spot) { returnOne(spot, isListed(spot.target.path)); });
 }
 
-/// Each step leaves rpm's file or ours at the target. After a kill the next start repeats it.
+/// Each step leaves rpm's file or ours at a listed target. After a kill the next start repeats it.
 void TargetExchange::returnOne(const Spot &spot, bool isListed) const {
     settleName(spot, true);
     if (occupant(spot, spot.name) != Occupant::Ours)

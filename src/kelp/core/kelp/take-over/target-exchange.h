@@ -34,7 +34,7 @@ namespace Core::KELP {
 class TargetExchange {
 public:
     /// `tree` is where the package's tree lies by now, and `current` its link of that name, absolute. All
-    /// references must outlive the object.
+    /// references must outlive the object. Raises as publicationMode() does.
     TargetExchange(const JournalEntry &entry, std::filesystem::path tree, std::filesystem::path current,
                    Common::IdentityComparison &identities);
 
@@ -113,8 +113,8 @@ private:
     std::vector<std::string> published_;
 };
 
-/// Whether TargetExchange may use this file name for any package. A package that ships such a name cannot be
-/// taken over.
+/// Whether TargetExchange may use this file name for any package. A package that publishes such a name cannot
+/// be taken over.
 bool isTemporaryName(const std::string &name);
 
 } // namespace Core::KELP
