@@ -264,7 +264,7 @@ void PackageExtraction::refuse(ContentRule reason, const std::string &name) {
     ask(badContent, [&](Seat &seat) { return seat.validator.report(reason, name); });
 }
 
-/// Asks every judge, also after a refusal. Returns whether the package failed with any.
+/// Asks every judge, unless a refusal ends the run. Returns whether the package failed with any.
 bool PackageExtraction::ask(const char *text, const std::function<bool(Seat &)> &verdict) {
     bool failed = false;
     for (Seat &seat : seats_) {
@@ -285,7 +285,7 @@ void PackageExtraction::fail(Seat &seat, const char *text) const {
         seat.firstFailure = text;
 }
 
-/// Whether files below the path are published: a link there would publish all that it leads to.
+/// Whether the path is a row's source, or above one: a link there would publish all that it leads to.
 bool PackageExtraction::isMappingSource(const fs::path &path) const {
     return std::ranges::any_of(task_.mappings, [&](const Mapping &mapping) {
         return (mapping.source() + '/').starts_with(path.string() + '/');

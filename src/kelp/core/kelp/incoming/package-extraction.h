@@ -25,9 +25,9 @@ namespace Core::KELP {
 /// each of its names; then the symbolic links (SymbolicLinks); and at last the package as a whole.
 ///
 /// Until all verdicts on a file are given, its owner can read it: a checker that runs without root's rights
-/// could not look at it otherwise. After run(), even one that has raised, each judged file has exactly the
-/// package's permissions. The file whose verdict ended the run, and files without a verdict, may still be
-/// readable and writable for their owner.
+/// could not look at it otherwise. After run(), even one that has raised, each judged file has the package's
+/// permissions, without set-id bits. The file whose verdict ended the run, and files without a verdict, may
+/// still be readable and writable for their owner.
 class PackageExtraction {
 public:
     using Entry = Common::Rpm::ExtractFileIterator::Entry;
@@ -44,7 +44,7 @@ public:
         std::function<void()> beforeFile = {};
         /// Ahead of the verdict on an entry.
         std::function<void()> beforeVerdict = {};
-        /// Again and again, by each of the threads that the pipeline has.
+        /// Again and again, by the thread that unpacks and by the one that judges.
         std::function<void()> duringWork = {};
         /// For a regular file that was passed.
         std::function<void(const Entry &, const FileDescriptor &)> afterFile = {};
@@ -59,7 +59,8 @@ public:
         std::optional<std::uint64_t> mostUnpacked = {}; ///< Bounds the bytes of all files together.
     };
 
-    /// The references must outlive the object.
+    /// Makes the destination. The references must outlive the object. Raises as StagingDirectory and the
+    /// readers of the header do.
     PackageExtraction(const Common::Rpm::ExtractFileIterator &package, Task task,
                       const std::vector<ValidationSetup> &judges, Steps steps, UnpackPipeline &pipeline);
     PackageExtraction(const PackageExtraction &) = delete;

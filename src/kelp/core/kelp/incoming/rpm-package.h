@@ -52,13 +52,13 @@ public:
     /// contents. Each regular file that is `signable` (PackageEntry) gets its signatures and the package id
     /// as extended attributes. What was unpacked before an error stays.
     ///
-    /// Raises as PackageExtraction::run() and listStagedContents() do. A package without a signature of its
-    /// developer raises ErrorCode::MissingDeveloperSignature "Package doesn't have developer signature" at
-    /// its first regular file. A file whose content is not that of its digest in the header raises
-    /// ErrorCode::BadPackageContent "File does not match its digest: PATH". The record of an installed
-    /// package, which has no package file, raises ErrorCode::FileNotFound "Couldn't open rpm package". Raises
-    /// ErrorCode::BadPackageFileFormat "The package file has changed meanwhile" if the file's header is not
-    /// the one that fromFile() read.
+    /// Raises as PackageExtraction and listStagedContents() do, and ErrorCode::Filesystem when an attribute
+    /// cannot be set. A package without a signature of its developer raises
+    /// ErrorCode::MissingDeveloperSignature "Package doesn't have developer signature" at its first regular
+    /// file. A file whose content is not that of its digest in the header raises ErrorCode::BadPackageContent
+    /// "File does not match its digest: PATH". The record of an installed package, which has no package file,
+    /// raises ErrorCode::FileNotFound "Couldn't open rpm package". Raises ErrorCode::BadPackageFileFormat
+    /// "The package file has changed meanwhile" if the file's header is not the one that fromFile() read.
     PackageStaging extract(const std::filesystem::path &destination,
                            const std::filesystem::path &versionDirectory) const override;
 
@@ -92,7 +92,7 @@ public:
     const std::vector<Mapping> &mappings() const { return mappings_; }
 
     // The steps for one entry of files(). `destination` is the staging directory. Both raise
-    // ErrorCode::Filesystem, and leave what they have made by then.
+    // ErrorCode::Filesystem, extractLink() also as resolveLink() does, and leave what they have made by then.
 
     /// Makes the entry's directory, with its parents, and sets its permissions; not those of `destination`.
     void extractDirectory(const std::filesystem::path &destination, const FileEntry &entry) const;

@@ -46,7 +46,8 @@ public:
 
     std::size_t count() const { return isSignable_.size(); }
 
-    /// Fills in all but a file's digest. Returns the header's digest if that holds for the file.
+    /// Fills in all but a file's digest. Returns the digest that the header has for the file, or an empty
+    /// text.
     std::string describe(ContentsEntry &entry, const IsAsPacked &isAsPacked) const {
         const auto found = files_.find(entry.path);
         if (!found)

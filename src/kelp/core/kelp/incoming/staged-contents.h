@@ -25,7 +25,7 @@ using IsAsPacked = std::function<bool(const std::string &path, std::uint64_t siz
 /// the file is read, and does not count as changed. Any other file of the header, and each %ghost file, is
 /// read; if its digest is not the header's, it is listed as changed (ContentsEntry::isChanged), with its own
 /// digest. A file that cannot be read for an I/O error (EIO) is logged, and listed as changed too. Does not
-/// flush. Raises ErrorCode::Filesystem, and as FileIterator does; a failure leaves no list.
+/// flush. Raises ErrorCode::Filesystem, and as the readers of the header do; a failure leaves no new list.
 void listStagedContents(const std::filesystem::path &tree, const std::vector<Mapping> &mappings,
                         const Common::Rpm::Reader &header, const IsAsPacked &isAsPacked);
 

@@ -50,7 +50,7 @@ template<class Compose>
                         "Couldn't look into staging directory: " + path.string(), errno);
 }
 
-/// The same, but refuses the package if its path is at fault.
+/// As raiseUnwritable(), but refuses the package if its path is at fault.
 template<class Compose>
 [[noreturn]] void raiseSystemError(const Compose &compose) {
     if (std::ranges::find(refusals, errno) != std::end(refusals))

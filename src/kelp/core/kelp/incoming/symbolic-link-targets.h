@@ -37,7 +37,7 @@ std::optional<TreePlace> followSymbolicLinks(const std::filesystem::path &path,
 using PathTranslation = std::function<std::filesystem::path(const std::filesystem::path &)>;
 
 /// Returns where to make a packaged link, below the staging directory `destination`, and the text to give it.
-/// With that text, a link within the package leads to the same place once the tree lies in
+/// With an absolute text, a link within the package leads to the same place once the tree lies in
 /// `versionDirectory`.
 ///
 /// `path` is the system path of the link and `target` its packaged text. A relative text that does not begin

@@ -29,7 +29,8 @@ public:
     virtual ~UnpackPipeline() = default;
 
     /// Calls `unpackAll` for all entries, and `judge` for each, in their order and in the calling thread. An
-    /// exception of either ends both; it is raised once all entries unpacked before are judged.
+    /// exception of either ends both. One of `unpackAll` is raised once all entries unpacked before are
+    /// judged.
     virtual void run(const UnpackAll &unpackAll, const Judge &judge) { unpackAll(judge); }
 
     /// Writes a piece of a file that is being unpacked: before that is judged, and after the pieces that
