@@ -21,7 +21,7 @@ public:
         std::string from;
         std::string to;
         std::int32_t kind; ///< 1 for the data below srv/, 0 for all other.
-        /// The children of `from` that have their place there and never move.
+        /// The children of `from` that do not move into a `to` below `from`. Counts for no other move.
         std::vector<std::string> stays = {};
     };
 
@@ -47,15 +47,16 @@ public:
                    const std::vector<std::filesystem::path> &inRpm = {},
                    const std::vector<std::filesystem::path> &homes = Common::usersHomes());
 
-    /// Carries the moves out, in order. A failure is logged and ends the walk. Moves that are already done
-    /// are passed over.
+    /// Carries the moves out, in order, by moveUnit(). A failure that it raises is logged and ends the walk.
+    /// Moves that are already done are passed over.
     static void migrate(const std::vector<MigrationUnit> &units) noexcept;
 
     /// Moves one directory. A completed move is not repeated, and one that a crash interrupted is completed.
     /// An empty directory at `to` counts as none. Below the homes, srv/ and usr/share/common/ it follows no
-    /// link: if a link is in the way, that is logged and nothing is moved. Raises ErrorCode::Filesystem for
-    /// any other failure but that of a single child (below). Each entry is then at `from`, at `to`, or set
-    /// aside.
+    /// link: if a link is in the way, that is logged and nothing more is moved. Raises ErrorCode::Filesystem
+    /// for any other failure but that of a single child (below). Each entry is then at `from`, at `to`, or
+    /// set aside. A home, or another of these places, at which the look fails is logged, and counts as
+    /// absent.
     ///
     /// If `to` is not below `from`, and holds something while `from` exists, that is logged and neither is
     /// touched.

@@ -18,9 +18,9 @@ enum class Clash {
 /// usr/share/common/ below the root prefix) is trusted as it is. Below the base the move follows no link, and
 /// replaces nothing but an empty directory. It never leaves the base.
 ///
-/// Each step is one rename. After a kill at any step, another move with the same arguments completes it: the
-/// directories show how far it came. One case is not completed: `stays` is empty, and `to` was an empty
-/// directory below `from`.
+/// Each entry moves by one rename. After a kill at any step, another move with the same arguments completes
+/// it: the directories show how far it came. One case is not completed: `stays` is empty, and `to` was an
+/// empty directory below `from`.
 class UnitMove {
 public:
     /// `stays` names the children of `from` that must not move into a directory below `from`.
@@ -28,7 +28,7 @@ public:
              const std::vector<std::string> &stays, Clash clash);
 
     /// Raises std::system_error: a refusal (Common::Directory::isRefusal) where a link is in the way, or a
-    /// failure of the system. Entries not moved by then are where they were.
+    /// failure of the system. Each entry is then at its old or its new place, or set aside.
     void run() const;
 
 private:
