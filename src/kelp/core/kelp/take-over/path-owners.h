@@ -34,8 +34,8 @@ struct PlaceHashes {
     std::vector<PathHash> directories; ///< Of all files, in any order, and more than once if need be.
 };
 
-/// Tells who owns the paths that more than one package of a machine has. findPathOwners() makes it as a
-/// whole, and nothing changes it afterwards.
+/// Tells who owns the paths that applications share. findPathOwners() makes it as a whole, and nothing
+/// changes it afterwards.
 class PathOwners {
 public:
     /// All that have one place.
@@ -82,8 +82,9 @@ using PathVisitor = std::function<void(const std::string &path, std::size_t numb
 using PathReader =
     std::function<void(std::size_t application, const PathVisitor &file, const PathVisitor &target)>;
 
-/// Finds the owners of all places that an application shares. `hashes` come from the first look at each
-/// application. `read` reads again only the applications that, by their hashes, may share a place.
+/// Finds the owners of all places that two applications have, or where an application and another package
+/// have a file. `hashes` come from the first look at each application. `read` reads again only the
+/// applications that, by their hashes, may share a place.
 /// `hashes.instances` has the records of the applications. The files of all other records come from `rpm`; a
 /// record that cannot be read is logged and skipped. Raises UnknownPath, and as forEachRecord() and `read`
 /// do.

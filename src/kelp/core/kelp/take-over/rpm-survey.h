@@ -40,12 +40,13 @@ struct RpmCandidate {
     std::uint64_t bytes = 0; ///< Of its staged tree, as expected.
     bool isInStore = false;  ///< The store has this very version, and rpm's files are gone or its own.
     std::optional<std::string> stays; ///< Why the application stays in rpm.
-    /// Whether it stays by a judgement. A failure of the machine is retried at the next start.
+    /// False if the survey met a failure of the machine, which is retried at the next start.
     bool isJudged = true;
 };
 
 /// The applications in the machine's rpm database, and which of them can be taken over. This is decided
-/// before anything is staged, by rpm's records, the certificates, the store and the disk. Changes nothing.
+/// before anything is staged, by rpm's records, the certificates, the store and the disk. Changes nothing
+/// itself.
 ///
 /// An application stays in rpm for good if rpm has a second record of its name, or if its tree could not be
 /// made or published as a whole: for example, a link would lead nowhere, a foreign file stands at a target,
