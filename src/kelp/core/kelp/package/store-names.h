@@ -14,7 +14,7 @@ inline constexpr const char *next = "next";
 inline constexpr const char *previous = "prev";
 inline constexpr std::array<std::string_view, 3> links = {current, next, previous};
 
-/// Left alone, in a version's directory too.
+/// Left alone; those in a version's directory go with the version.
 inline constexpr std::array<std::string_view, 3> reserved = {".install", ".upgrade", ".remove"};
 
 // In a version's directory.
