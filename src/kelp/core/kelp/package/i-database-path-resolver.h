@@ -38,7 +38,7 @@ public:
     virtual std::filesystem::path symlinkListFile(const std::string &id,
                                                   const std::string &version) const = 0;
 
-    /// The list of the directories that were made for them.
+    /// The list of the directories that were made for them, or were there already.
     virtual std::filesystem::path generatedDirListFile(const std::string &id, PackageSlot slot) const = 0;
     virtual std::filesystem::path generatedDirListFile(const std::string &id,
                                                        const std::string &version) const = 0;

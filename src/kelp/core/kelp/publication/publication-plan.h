@@ -22,11 +22,11 @@ struct PlannedFile {
     auto operator<=>(const PlannedFile &) const = default;
 };
 
-/// The files and directories that the publication of a version makes. When the store publishes a version, it
-/// keeps the plan on disk from before the first file is published until the lists are durable. If the plan
-/// cannot be written, the store publishes only a version whose list of files is complete already. A take-over
-/// has its journal instead. If a publication is interrupted, the next update or removal, or `kelpctl doctor`,
-/// reads in the plan which files and directories may be there.
+/// The files that the publication of a version makes, and the directories that it makes or finds. When the
+/// store publishes a version, it keeps the plan on disk from before the first file is published until the
+/// lists are durable. If the plan cannot be written, the store publishes only a version whose list of files
+/// is complete already. A take-over has its journal instead. If a publication is interrupted, the next update
+/// or removal, or `kelpctl doctor`, reads in the plan which files and directories may be there.
 struct PublicationPlan {
     std::vector<PlannedFile> files;       ///< In the order in which they are made.
     std::vector<std::string> directories; ///< Each before what lies in it.

@@ -84,10 +84,9 @@ using PathReader =
 
 /// Finds the owners of all places that two applications have, or where an application and another package
 /// have a file. `hashes` come from the first look at each application. `read` reads again only the
-/// applications that, by their hashes, may share a place.
-/// `hashes.instances` has the records of the applications. The files of all other records come from `rpm`; a
-/// record that cannot be read is logged and skipped. Raises UnknownPath, and as forEachRecord() and `read`
-/// do.
+/// applications that, by their hashes, may share a place. `hashes.instances` has the records of the
+/// applications. The files of all other records come from `rpm`; a record that cannot be read is logged and
+/// skipped. Raises UnknownPath, and as forEachRecord() and `read` do.
 PathOwners findPathOwners(const Common::Rpm::Transaction &rpm, PlaceHashes hashes, PathFinder &finder,
                           const PathReader &read);
 
