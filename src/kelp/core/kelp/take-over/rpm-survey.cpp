@@ -326,7 +326,7 @@ void RpmSurvey::judgeStored(RpmCandidate &candidate, const std::string &installe
     std::optional<std::string> foreign;
     for (std::size_t i = 0; !foreign && i < application.isErased.size(); ++i)
         // By now the store may have published its own in place of rpm's file.
-        if (auto path = pathOf(i); path && Common::identityAt(*path) && !isMappingBelow(*path, current))
+        if (auto path = pathOf(i); path && Common::lookFor(*path) && !isMappingBelow(*path, current))
             foreign = std::move(path);
     if (installed != entry.version)
         candidate.stays = "the store holds version " + installed;

@@ -404,6 +404,9 @@ std::set<std::string> TakeOver::clearFiles(const JournalEntry &entry) {
             removeFile(file.path);
         if (!mayBeThere(file.path))
             gone.insert(file.path);
+        else if (!now)
+            // Not retried: one file that cannot be looked at must not keep a whole package from arriving.
+            LogStream(LogLevel::Warning) << "Couldn't look at " << fs::path(file.path) << ", which stays";
     }
     return gone;
 }
