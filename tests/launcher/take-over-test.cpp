@@ -476,10 +476,22 @@ TEST_F(TakeOverTest, ARecordOfWhatTheStoreHoldsGoesOnlyWhenAllIsTheStores) {
     machine.expectArrived({"org.sound"});
     machine.run("in_image rpm --query org.app");
 
+    machine.run(again + "put org.sound --justdb; echo mine >$IMAGE/etc/org.sound.conf; launch_failing "
+                        "newfstatat EIO /etc/org.sound.conf; in_image rpm --query --quiet org.sound");
+    EXPECT_FALSE(machine.isStamped());
+    machine.run("rm $IMAGE/etc/org.sound.conf");
+    machine.launch();
     machine.run(again +
                 "put org.sound --justdb; in_image ln -sf velura.pkg /opt/app/org.app/current/velura.pkg");
     EXPECT_THAT(machine.launch(), HasSubstr("Couldn't read velura.pkg file of the org.app package\n"));
     machine.expectArrived({"org.sound"});
+}
+
+TEST_F(TakeOverTest, AWholePackageIsNotRolledBackForAFailedRead) {
+    const Machine machine;
+    machine.run("launch_killed_at pwrite64 /var/lib/rpm/rpmdb.sqlite-wal; cd $IMAGE/usr/bin; rm org.sound; "
+                "echo mine >org.sound; launch_failing openat EIO /opt/app/org.sound/current/symlink.list");
+    EXPECT_EQ(readFile(machine.root() / "usr/bin/org.sound"), "mine\n");
 }
 
 TEST_F(TakeOverTest, OnlyItsOwnTemporaryDirectoryIsCleared) {

@@ -38,7 +38,7 @@ std::vector<std::string> targetsOf(const PublicationPlan &plan) {
 }
 
 bool isListed(const fs::path &list, const std::vector<std::string> &paths) {
-    return Common::lookThrough(list) && findPathList(list) == paths;
+    return Common::lookThrough(list) && requirePathList(list) == paths;
 }
 
 /// Does not rewrite a correct file: a full disk has no room for it. After a failed look it may be wrong.

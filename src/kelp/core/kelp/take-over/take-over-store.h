@@ -28,8 +28,8 @@ public:
     virtual void record(const std::string &id, const std::vector<std::string> &files,
                         const std::vector<std::string> &directories) = 0;
 
-    /// Whether both lists say what record() would write; an unreadable list does not. Raises
-    /// ErrorCode::Filesystem when a look for one fails.
+    /// Whether both lists say what record() would write. Raises ErrorCode::Filesystem when one cannot be
+    /// looked for or read.
     virtual bool isRecorded(const std::string &id, const std::vector<std::string> &files,
                             const std::vector<std::string> &directories) = 0;
 };
