@@ -20,15 +20,16 @@ struct Installed {
     std::string version;
     std::string previousVersion; ///< Empty for a first installation.
     bool isComplete =
-        true; ///< Lists, registry and binding are on disk as well; else an examination completes them.
+        true; ///< Lists, registry and binding are on disk as well; else doctor --repair completes them.
 };
 
-/// Brings a package file into the store. Except in a dry run, it first mends what `kelpctl doctor --repair`
-/// would mend of this package, and of another one whose installation was interrupted. Then it refuses a wrong
-/// certificate, architecture, version or source, a package that rpm still has, and foreign entries at the
-/// package's place in the store. It also refuses while the installed version has no readable descriptor. Then
-/// it unpacks the file under the validator's verdict. If its files cannot be published
-/// (publicationObstacle()), it refuses the package now. Otherwise it installs the package or updates it.
+/// Brings a package file into the store. Refuses a damaged file. Except in a dry run, it then mends the
+/// findings of this package, and of another one whose installation was interrupted (mend()). Then it refuses
+/// a wrong certificate, architecture, version or source, a package that rpm still has, a mount in a version,
+/// and foreign entries at the package's place in the store. It also refuses while the installed version has
+/// no readable descriptor. Then it unpacks the file under the validator's verdict. If its files cannot be
+/// published (publicationObstacle()), it refuses the package now. Otherwise it installs the package or
+/// updates it.
 ///
 /// The package enters the store first, then the registry, then the database of sources. After a kill at any
 /// moment the store has the old version or the new one, whole. `kelpctl doctor` finds the remaining work.

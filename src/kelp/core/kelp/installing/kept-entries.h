@@ -16,7 +16,7 @@ public:
     KeptEntries(std::filesystem::path installed, std::filesystem::path repaired) :
         installed_(std::move(installed)), repaired_(std::move(repaired)) {}
 
-    /// A path in both trees, below directories alone.
+    /// `path` is that of an entry of the installed version, in its directory.
     void add(const std::string &path) { paths_.insert(path); }
 
     bool contains(const std::string &path) const { return paths_.contains(path); }

@@ -65,7 +65,7 @@ ScratchTree::~ScratchTree() {
     try {
         Common::removeAll(path_);
     } catch (const std::exception &error) {
-        // The work is done; the next run of its kind, or doctor, removes the tree.
+        // The outcome stands; the next run for the package, or doctor --repair, removes the tree.
         Common::LogStream(Common::LogLevel::Warning) << error;
     }
 }

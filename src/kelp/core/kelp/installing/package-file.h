@@ -15,11 +15,12 @@ namespace Core::KELP {
 [[noreturn]] void refusePackage(const std::string &id, Common::ErrorCode code, const std::string &more = {});
 
 /// The certificate by which a package is judged. Raises the code of the refusal for a package without a
-/// certificate, or with one that may not install.
+/// certificate, or with one that may not install. Raises ErrorCode::Filesystem if the signature database
+/// cannot be read.
 PackageSignatures::Certificate requiredDeveloper(const std::string &id);
 
 /// librpm looks at the header's digests alone. Raises ErrorCode::BadPackageContent "The payload does not
-/// match its digest", and as Reader does.
+/// match its digest", and as Reader and PayloadDigest do. A package without a digest passes.
 void requireWholePayload(const std::filesystem::path &file);
 
 /// A tree that is removed by the destructor. Its constructor removes what a killed run left at its place: a

@@ -22,7 +22,7 @@ namespace Core::KELP {
 /// noted (left-behind.h), raise ErrorCode::Internal. So do files that stay published because a foreign
 /// directory stands in place of the link `current`, and a record of the package in rpm, by which the next
 /// take-over would bring it back without its files. A binding that stays, since the database of sources could
-/// not be read, raises ErrorCode::Filesystem.
+/// not be read, raises ErrorCode::Filesystem. Of several such failures only the first is raised.
 ///
 /// The file var/lib/kelp/removal names the package from before anything is removed until all steps are done.
 /// The four failures above do not keep it. The next removal, or `kelpctl doctor --repair`, completes a

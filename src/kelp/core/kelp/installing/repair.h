@@ -18,9 +18,9 @@ namespace Core::KELP {
 /// other lies where installations unpack.
 ///
 /// Raises ErrorCode::PackageNotExist for a package that is not installed, other codes when it refuses the
-/// file or the package for another reason, and what the package layer raises. Raises ErrorCode::Filesystem if
-/// the filesystem cannot exchange two directories. The caller holds the writers' lock, except for a dry run,
-/// which makes the repaired version and drops it.
+/// file or the package for another reason, and what the package layer and the filesystem raise. Raises
+/// ErrorCode::Filesystem if the filesystem cannot exchange two directories. The caller holds the writers'
+/// lock, except for a dry run, which makes the repaired version and drops it.
 Installed repairPackage(const IConfiguration &configuration, const std::filesystem::path &file,
                         const InstallationOptions &options);
 
