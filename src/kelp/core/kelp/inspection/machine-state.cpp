@@ -20,7 +20,7 @@ namespace Core::KELP {
 
 namespace {
 
-/// The standings by id. The first one added for an id stays: the callers come in the order of the states.
+/// The standings by id. The first one added for an id stays, so the callers add what counts most first.
 class Standings {
 public:
     void add(const std::string &id, const std::string &version, ApplicationState state, std::string reason) {

@@ -17,11 +17,12 @@ namespace Core::KELP {
 
 struct MigrationStamp;
 
-/// Where an application stands. If several hold, the first counts.
+/// Where an application stands. If several hold, the first counts. But a failed look at its files in the
+/// store counts before Rpm.
 enum class ApplicationState {
-    Unfinished, ///< A take-over, an update or a publication was begun and not completed.
+    Unfinished, ///< An operation on it was begun, and not completed or taken back as a whole.
     Rescued,    ///< Its files are kept aside, as they could not be published.
-    Damaged,    ///< It is in the store without its descriptor, its current version or a published file.
+    Damaged,    ///< It is in the store, and a version, descriptor, list or published file is missing.
     Store,      ///< It is whole in the store.
     Rpm,        ///< It is in rpm.
     Unknown,    ///< It, or a place that may hold it, cannot be looked at.
@@ -42,7 +43,7 @@ struct ApplicationStanding {
 
 /// The state of a machine at one look.
 struct MachineState {
-    /// By name, whether they are done; nothing if unknown.
+    /// In the launcher's order, their names, and whether they are done; nothing if unknown.
     std::vector<std::pair<std::string, std::optional<bool>>> migrations;
     std::vector<ApplicationStanding> applications; ///< By id.
     std::size_t takeOvers = 0;                     ///< Packages on their way from rpm into the store.

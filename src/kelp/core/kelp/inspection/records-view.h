@@ -50,7 +50,7 @@ struct UnfinishedInstallation {
 };
 
 /// The note of an installation: "ID", "VERSION" and "I" or "U", a line each. It exists from before the
-/// version comes into the store until registry and sources have it.
+/// version comes into the store until registry and sources have it, or the store has refused it.
 std::filesystem::path installationFile();
 
 /// The installation that the file names; nothing when the file is missing or torn.

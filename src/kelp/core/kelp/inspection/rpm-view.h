@@ -46,7 +46,7 @@ auto withRpmPath(const Act &act) {
     }
 }
 
-/// Why the first migration never moves a package, independent of its files; nothing for one that it may move.
+/// Why the first migration does not move a package, whatever its files are; nothing for one that it may move.
 std::optional<std::string> whyNotMigrated(const RpmRecord &record);
 
 /// What could be read of the rpm database.
@@ -72,7 +72,7 @@ std::optional<RpmView> rpmRecords(const IConfiguration &configuration, Unread &u
 std::vector<RpmRecord> rpmRecords(const IConfiguration &configuration, const std::string &newId = {});
 
 /// The same of a database copy that is open already, without records that cannot be read. Raises as
-/// Transaction and Certificates::of().
+/// Transaction, requireEmptyDatabaseOf() and Certificates::of() do.
 std::vector<RpmRecord> rpmRecords(const IConfiguration &configuration, const Common::Rpm::Transaction &rpm);
 
 } // namespace Core::KELP

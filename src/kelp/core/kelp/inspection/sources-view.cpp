@@ -19,8 +19,7 @@ namespace {
 
 using SQLite::Statement;
 
-/// Columns that are missing have the default that the next writer will create: in a database of an earlier
-/// version, or after a kill of its first writer.
+/// A missing switch counts as off: in a database of an earlier version, or after a kill of its first writer.
 bool isAllowed(SQLite::Database &database, const char *id) {
     if (!database.tableExists("configuration"))
         return false;
@@ -55,7 +54,7 @@ std::filesystem::path journalOf(std::filesystem::path path) {
     return path += "-journal";
 }
 
-/// A killed process left a journal. Rolling it back writes, so it happens in a copy.
+/// A writer was killed, or is at work, and has a journal. Rolling it back writes, so it happens in a copy.
 SourcesView readInterrupted(const std::filesystem::path &path) {
     const Common::ScratchDirectory scratch;
     const std::filesystem::path copy = scratch.path() / path.filename();

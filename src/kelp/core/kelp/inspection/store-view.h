@@ -28,7 +28,7 @@ struct StoredPackage {
     /// One of its links is foreign and may lead anywhere, so the list of published files may be out of reach.
     bool isObstructed = false;
     std::string failure;  ///< Why it could not be looked at; then little else is known of it.
-    bool hasNext = false; ///< An update was prepared and not completed.
+    bool hasNext = false; ///< An installation or update was prepared and not completed.
     bool hasPlan = false; ///< A publication was begun and not completed.
 
     /// A value of the descriptor, or "".
@@ -38,14 +38,14 @@ struct StoredPackage {
 /// The result of a look at all files of a package.
 struct PackageFiles {
     std::uintmax_t bytes = 0;                   ///< Of the package's directory.
-    std::vector<std::filesystem::path> missing; ///< Published files that are not there, or lead to nothing.
+    std::vector<std::filesystem::path> missing; ///< Listed files that are not there, or links to a lost file.
     bool isListed = true;                       ///< Otherwise nothing tells all that is published.
 };
 
 /// The files of a package that were kept because they could not be published: its id, and where they are.
 using RescuedTree = std::pair<std::string, std::filesystem::path>;
 
-/// The package store, read only: recovers, removes, makes and logs nothing.
+/// The package store, read only: recovers, removes and makes nothing.
 class StoreView {
 public:
     explicit StoreView(const IConfiguration &configuration) :
@@ -64,18 +64,19 @@ public:
     /// keep: names with a leading dot, and lost+found. Raises as packages() does.
     std::vector<std::filesystem::path> foreign() const;
 
-    /// One package, or nothing when the store has none of the name.
+    /// One package, or nothing when the store has none of the name. Raises ErrorCode::UnauthorizedAccess.
     std::optional<StoredPackage> package(const std::string &id) const;
 
-    /// The version that IDatabase::packageInfo() would tell. For a descriptor that this would remove, raises
-    /// ErrorCode::CorruptedInstalledPackage instead. Nothing for a package that is not installed.
+    /// The version that IDatabase::packageInfo() would tell; removes nothing. Raises
+    /// ErrorCode::CorruptedInstalledPackage if neither `next` nor `current` has a readable descriptor of its
+    /// own. Nothing for a package that is not installed.
     std::optional<std::string> versionOfRecord(const std::string &id) const;
 
     /// The records, read once for this view.
     const RecordedPackages &records() const { return records_; }
 
     /// The published files by the list of the current version; nothing when there is no list. Raises
-    /// ErrorCode::Filesystem when it cannot be read.
+    /// ErrorCode::UnauthorizedAccess or ErrorCode::Filesystem when it cannot be read.
     std::optional<std::vector<std::string>> publishedFiles(const std::string &id) const;
 
     /// The same of the directories that were made for them.
@@ -86,13 +87,13 @@ public:
     void requireNoMountIn(const std::string &id) const;
 
     /// Looks at the files of a package, in the store and in the system. A package without a list has no
-    /// missing files. Raises ErrorCode::Filesystem when one look fails.
+    /// missing files. Raises as publishedFiles() does, and ErrorCode::Filesystem when one look fails.
     PackageFiles files(const std::string &id) const;
 
-    /// The bytes in the files of the package's directory. Raises as files() does.
+    /// The bytes in the files of the package's directory. Raises as TreeView does.
     std::uintmax_t bytes(const std::string &id) const;
 
-    /// Raises ErrorCode::Filesystem when a look at one fails.
+    /// Raises ErrorCode::UnauthorizedAccess or ErrorCode::Filesystem when a look at one fails.
     std::vector<RescuedTree> rescued() const;
 
 private:

@@ -17,7 +17,7 @@ struct PlannedTakeOver {
     std::string version;
     bool isMoved = false;
     std::string reason;                 ///< Why it stays, or another remark; may be empty.
-    std::optional<std::uint64_t> bytes; ///< Of its copy, if one would be made.
+    std::optional<std::uint64_t> bytes; ///< Of its copy, at the least; nothing for one that was not surveyed.
 };
 
 struct TakeOverPlan {

@@ -11,7 +11,7 @@ namespace Core::KELP {
 /// The entries below a directory at one look. Each file is looked at once: a store has tens of thousands.
 class TreeView {
 public:
-    /// Follows no links but those on the way to the directory. A directory that does not exist holds nothing.
+    /// Follows no link below the directory. A directory that does not exist holds nothing.
     /// Raises ErrorCode::Filesystem "Couldn't read directory: PATH" or "Couldn't look at PATH".
     explicit TreeView(const std::filesystem::path &directory);
 
