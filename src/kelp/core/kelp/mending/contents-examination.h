@@ -26,15 +26,17 @@ std::vector<Finding> examineContents(const IConfiguration &configuration, const 
 void examineSharedDirectory(const std::string &id, const std::filesystem::path &path,
                             std::vector<Finding> &findings);
 
-/// Findings about the directory of the store, and for about those above it.
+/// Findings about the directory of the store, and about those above it.
 std::vector<Finding> examineStoreDirectory(const IConfiguration &configuration);
 
-/// The packages, of these ids or of all, the current version of which came without a list of contents.
+/// The packages, of these ids or of all, whose current version has no list of contents, or a malformed one.
+/// Leaves out those whose files may change or cannot be looked at, such as a package under way. Raises as
+/// idsUnderWay() and StoreView::packages() do.
 std::vector<StoredPackage> packagesWithoutList(const IConfiguration &configuration,
                                                const std::set<std::string> &ids);
 
 /// Reads all files of such a version and writes its list of contents, with the day, in one step and durably.
-/// Raises ErrorCode::Filesystem, and then there is no list.
+/// Raises ErrorCode::Filesystem, and then there is no new list.
 void listAsFound(const IConfiguration &configuration, const StoredPackage &package);
 
 } // namespace Core::KELP

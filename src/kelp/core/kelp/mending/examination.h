@@ -18,13 +18,13 @@ namespace Core::KELP {
 /// to none. Changes nothing. Returns the findings in the order of the ids, and those of one package in the
 /// order in which to mend them. A package that cannot be examined is a finding itself. Raises as
 /// idsUnderWay() does, if the take-over journal or the note of a removal cannot be read. Any other read that
-/// fails goes to `unread`, and no finding rests on it. The findings refer to `configuration`, which must
-/// outlive them.
+/// fails goes to `unread`, or is a finding. The findings refer to `configuration`, which must outlive them.
 std::vector<Finding> examine(const IConfiguration &configuration, const std::set<std::string> &ids,
                              Unread &unread);
 
-/// The ids that are unknown to store, rpm, registry, sources and take-over; none while one of these cannot be
-/// read.
+/// The ids that are unknown to store, registry, sources and take-over, of no application in rpm, and of no
+/// finding of examineRecords(). None while one of these cannot be read. Raises as idsUnderWay() and
+/// examineRecords() do.
 std::vector<std::string> unknownIds(const IConfiguration &configuration, const std::set<std::string> &ids);
 
 struct Mending {
@@ -33,7 +33,7 @@ struct Mending {
     Unread unread; ///< The failed reads of the last look.
 };
 
-/// Mends item by item, until nothing more can be mended. A failure is logged, and does not stop the others.
+/// Mends item by item, in a few rounds of looking and mending. A failure is logged, and stops no other item.
 /// Raises as examine() does. The caller holds the writers' lock.
 Mending mend(const IConfiguration &configuration, const std::set<std::string> &ids);
 
@@ -52,16 +52,17 @@ std::set<std::string> idsUnderWay(const IConfiguration &configuration);
 std::vector<Finding> examinePackage(const IConfiguration &configuration, const StoredPackage &package,
                                     const RecordedPackages &records);
 
-/// Completes or rolls back a package's unfinished operation, and puts all its published files on its lists,
-/// so that an update or a removal finds it whole. Raises what the store raises.
+/// Completes or rolls back a package's unfinished operation, where possible, and puts all its published files
+/// on its lists, so that an update or a removal finds them. Raises what the store raises.
 void settlePackage(const IConfiguration &configuration, const std::string &id);
 
 /// Findings about the published files of a package's current version: each that it ought to have, and each on
 /// its list. Needs the values of the package's descriptor.
 std::vector<Finding> examinePublication(const IConfiguration &configuration, const StoredPackage &package);
 
-/// Findings about the registry, the bindings to sources, rescued files and the remnants of killed runs; by
-/// package within each. Further failed reads are added to the views.
+/// Findings about the registry, unfinished operations, the bindings to sources, records in rpm, rescued files
+/// and the remnants of killed runs. Further failed reads are added to the views. Raises as idsUnderWay()
+/// does, and when a directory of unpacked trees cannot be read.
 std::vector<Finding> examineRecords(const IConfiguration &configuration, MachineViews &views);
 
 } // namespace Core::KELP

@@ -74,8 +74,8 @@ void recordRemoval(const std::string &id) {
                             "Couldn't add a package removal record to the registry: " + id);
 }
 
-/// A kill in the middle of the tree's removal leaves a directory without `current`, or the whole package.
-/// Returns the foreign entries of the directory.
+/// A kill in the middle leaves a part of the package, and the note by which the removal is repeated. Returns
+/// the foreign entries of the directory.
 std::vector<fs::path> removeFromStore(const IConfiguration &configuration, const std::string &id) {
     const DatabasePathResolver resolver(configuration);
     FSDatabase store(configuration, resolver);

@@ -45,8 +45,9 @@ std::optional<RegistryRecord> lastRecord(const std::string &id);
 bool recordInstallation(const IConfiguration &configuration, RegistryEvent event,
                         const PackageInformation &information);
 
-/// Records an interrupted installation if its version is current, and removes its note. After a kill it is
-/// repeated. Raises what the records raise, and then the note stays.
+/// Records an interrupted installation if its version is current and has a descriptor of its own, and removes
+/// its note. After a kill it is repeated. Raises what the records raise, and ErrorCode::Filesystem if the
+/// package cannot be looked at; then the note stays.
 void completeInstallation(const IConfiguration &configuration);
 
 /// Completes the removal that its note (removalFile()) names, if there is one. Returns the foreign entries
@@ -57,11 +58,11 @@ void completeInstallation(const IConfiguration &configuration);
 /// removal or `kelpctl doctor --repair` repeats the steps, as long as the removal's note exists.
 std::vector<std::filesystem::path> completeRemoval(const IConfiguration &configuration);
 
-/// The same for a killed removal. Only logs what requireNothingPublished() raises: no caller waits for it.
+/// The same for a killed removal. Only logs files that stay published: no caller waits for that.
 void resumeRemoval(const IConfiguration &configuration);
 
 /// With a foreign directory in place of the link `current`, links that a removed package published through it
-/// still work. Raises ErrorCode::Internal, and names them.
+/// still work. Raises ErrorCode::Internal, and names them. Also raises as placesOfMappings() does.
 void requireNothingPublished(const IConfiguration &configuration, const std::string &id);
 
 } // namespace Core::KELP

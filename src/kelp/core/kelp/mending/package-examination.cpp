@@ -96,7 +96,7 @@ private:
                              std::move(repair.mend)});
     }
 
-    /// Only reports files that are reached through a foreign link.
+    /// Reports the foreign links. Of the rest, only the published files of a moved package are examined.
     void examineForeign() {
         for (const PackageSlot slot : {PackageSlot::Current, PackageSlot::Next, PackageSlot::Previous})
             if (entry().slot(slot).isForeign())
