@@ -7,12 +7,12 @@
 
 namespace Validator {
 
-/// Every finding that there is, in the order of the stages and their checkers.
+/// The findings of all catalogues, in the order of the catalogues.
 std::vector<CatalogueEntry> allFindings();
 
 class Config;
 
-/// Every rule of a profile's checkers, sorted by topic, status and text.
+/// The rules of a profile that its checkers hold in tables, sorted by topic, status and text.
 Rules allRules(const Config &config);
 
 } // namespace Validator

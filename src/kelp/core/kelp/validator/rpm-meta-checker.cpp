@@ -42,8 +42,7 @@ void RpmMetaChecker::checkVendor() {
 }
 
 void RpmMetaChecker::checkScripts() {
-    // The one critical finding of this stage: no developer mode lets in scripts that run as root, outside the
-    // sandbox.
+    // Critical: no developer mode lets in scripts that run as root, outside the sandbox.
     if (meta_.hasScripts())
         logger_.log(PathRule::HasScripts);
 }

@@ -16,8 +16,7 @@ public:
     RpmMetaChecker(std::shared_ptr<Config> config, const RpmMeta &meta, FindingSink sink = {},
                    std::size_t mostOfId = allOfId);
 
-    /// Runs all checks and returns whether the package failed. Takes
-    /// n log n time for a package of n files.
+    /// Runs all checks and returns whether the package failed. Takes n log n time for a package of n files.
     bool validateMeta();
 
 private:

@@ -30,7 +30,8 @@ ConfigRegular::ConfigRegular(const DeveloperMode &mode) : ConfigBase(mode) {
 }
 
 /// The name is more than a label. Checks ask for "mdm", which may have a system service, for "auth", whose
-/// writable files are tolerated, and for "pwa", which has no program of its own.
+/// writable files are tolerated, and for "pwa", which has no program of its own. File capabilities are
+/// tolerated by name too: for "extended", "mdm" and "auth".
 ConfigExtended::ConfigExtended(const DeveloperMode &mode) : ConfigRegular(mode) {
     name = "extended";
     addExpressions(allowedPaths, ExtendedRows::allowedPathsExpressions);

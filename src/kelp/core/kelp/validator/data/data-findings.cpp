@@ -9,8 +9,8 @@ constexpr CatalogueEntry iconTexts[] = {
      Subject::File},
 };
 
-/// The last two are about the comparison. One without an answer must neither end the process nor pass. The
-/// system's version can be unknown only away from a device.
+/// The last two are about the comparison. One without an answer must neither end the process nor pass
+/// unnoticed. The system's version can be unknown only away from a device.
 constexpr CatalogueEntry manifestTexts[] = {
     {LogLevel::Error, "manifest-invalid-json", "[manifest] manifest file contains invalid JSON"},
     {LogLevel::Warning, "manifest-key-unknown", "[{0}] Unknown manifest key"},

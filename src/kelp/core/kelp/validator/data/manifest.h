@@ -16,7 +16,7 @@ class Manifest final : public ValidatorBase<IValidator> {
 public:
     Manifest(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config, std::shared_ptr<Logger> logger);
 
-    /// Raises as Config::osVersion() does.
+    /// Raises as MappedFile::open() and Config::osVersion() do.
     void validate(const std::string &path, const std::string &realPath) override;
 
     /// True for "/manifest.json" alone.

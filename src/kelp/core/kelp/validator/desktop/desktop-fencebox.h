@@ -30,7 +30,7 @@ private:
 
     bool isDeviceManager() const;
     bool hasDash() const;
-    /// Whether the system starts a service of the application, which bears no dash in its name.
+    /// Whether the application declares a whole service for the system to start.
     bool hasService() const;
     bool has(const std::string &key) const { return entry_->contains(*section_, key); }
     std::string value(const std::string &key) const { return entry_->value(*section_, key); }

@@ -6,7 +6,8 @@
 
 namespace Validator {
 
-/// The findings on a package's files that belong to no single checker. "path" says what argument 0 is.
+/// The findings on a package as a whole, its unpacking and the places of its files. "path" says what argument
+/// 0 is.
 enum class ContentRule : std::uint32_t {
     ForbiddenLocation = 0, ///< path
     QmlOnlyNotNoarch = 1,

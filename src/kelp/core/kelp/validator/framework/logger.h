@@ -50,14 +50,15 @@ enum class ValidatorFlag : std::uint32_t {
     RpathAcceptable = 13,
 };
 
-/// Takes the findings of a stage, each distinct one once.
+/// Takes the findings of a stage. Logger says which of the repeated ones are left out.
 using FindingSink = std::function<void(const Message &)>;
 
 /// No bound on what Logger remembers of one id.
 constexpr std::size_t allOfId = std::numeric_limits<std::size_t>::max();
 
-/// The report of one validation stage: prints findings on standard error, or passes them to a sink, each
-/// distinct one once. Keeps the data for the verdict, and the flags that checkers share.
+/// The report of one validation stage: prints findings on standard error, or passes them to a sink. Leaves
+/// out repeated ones that it remembers (TextSet). Keeps the data for the verdict, and the flags that checkers
+/// share.
 class Logger {
 public:
     /// An empty sink prints. From finding number `mostOfId` of an id on, repeated ones are passed on too: a
@@ -91,8 +92,8 @@ public:
     bool criticalSeen() const { return criticalSeen_; }
     void clearError() { errorSeen_ = false; }
 
-    /// Makes `print` print this process's findings without a sink, in place of the report's own lines, which
-    /// hold raw texts of the package.
+    /// Makes `print` print the findings of later objects without a sink, in place of the report's own lines,
+    /// which hold raw texts of the package.
     static void setPrinting(void (*print)(const Message &));
 
 private:

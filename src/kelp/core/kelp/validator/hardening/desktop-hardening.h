@@ -13,7 +13,8 @@ public:
     DesktopHardening(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config,
                      std::shared_ptr<Logger> logger);
 
-    /// One finding for all bytes of a file. A file that cannot be opened has none.
+    /// One finding for all control characters of a file, and one for each bad text or file type. A missing
+    /// file, or one that would overload a reader, has none. Raises as readDesktopText() does.
     void validate(const std::string &path, const std::string &realPath) override;
     bool canValidate(const std::string &path, const std::string &realPath) override;
     void finish() override {}

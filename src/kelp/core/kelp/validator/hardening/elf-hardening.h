@@ -36,7 +36,7 @@ private:
         ElfMachine machine = {};
         bool isRunnable = false;
         std::optional<std::string> foreignLoader = {};
-        std::optional<std::string> hidden = {}; ///< A library that the sections do not show.
+        std::optional<std::string> hidden = {}; ///< A library that the sections do not show, or a reason.
         bool hasHook = false;
         std::optional<std::string> filter = {};      ///< Of DT_AUXILIARY, an unknown library.
         std::optional<std::string> otherFilter = {}; ///< Of DT_AUXILIARY, anything else.

@@ -4,7 +4,7 @@ namespace Validator {
 
 namespace {
 
-/// By the number of the rule. Errors are for what no honest package has; the rest are warnings.
+/// By the number of the rule. What no honest package has is an error or critical; the rest are warnings.
 constexpr CatalogueEntry catalogue[] = {
     {LogLevel::Error, "mode-half-executable",
      "[{0}] Group or others may execute the file and its owner may not", Subject::File},

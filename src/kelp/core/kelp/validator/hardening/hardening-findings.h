@@ -9,8 +9,7 @@
 
 namespace Validator {
 
-/// The findings that the platform's rules miss and that no honest package has. The words after each name its
-/// arguments.
+/// The findings that the platform's rules miss. The words after each name its arguments.
 enum class HardeningRule : std::uint32_t {
     HalfExecutable = 0,      ///< path
     SecondDesktopFile = 1,   ///< path, the one file that may lie there

@@ -31,8 +31,8 @@ inline constexpr LibraryFolder libraryFolders[] = {
     {thirdPartyArea, "/lib/qmlplugins/"},
 };
 
-/// Whether each directory of an rpath, a list joined by ":", lies where a package of that name may have its
-/// libraries. White space around a directory does not count; an empty directory is ignored.
+/// Whether each directory of an rpath, a list joined by ":", lies where a package of that name or the system
+/// may have libraries. White space around a directory does not count; an empty directory is ignored.
 bool isAllowedRpath(std::string_view rpath, const std::string &package);
 
 /// Whether a package ships a library of that file name in one of its own directories of libraries.

@@ -15,7 +15,7 @@ class Path final : public ValidatorBase<IValidator> {
 public:
     Path(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config, std::shared_ptr<Logger> logger);
 
-    /// Directories have no content to judge. Raises as MappedFile::open() does.
+    /// Directories have no content to judge. Raises as statusOf() and MappedFile::open() do.
     void validate(const std::string &path, const std::string &realPath) override;
     bool canValidate(const std::string &, const std::string &) override { return true; }
     void finish() override {}

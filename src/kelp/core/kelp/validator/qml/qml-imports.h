@@ -22,7 +22,7 @@ class QmlImports final : public ValidatorBase<IValidator> {
 public:
     QmlImports(std::shared_ptr<RpmMeta> meta, std::shared_ptr<Config> config, std::shared_ptr<Logger> logger);
 
-    /// Anything but a file has no imports. Raises as MappedFile::open() does.
+    /// Anything but a file has no imports. Raises as statusOf() and MappedFile::open() do.
     void validate(const std::string &path, const std::string &realPath) override;
 
     /// True for every path that ends in ".qml".
