@@ -14,7 +14,7 @@ namespace KelpCtl {
 /// The exit status of the program, the worst last.
 enum class ExitStatus {
     Accepted = 0, ///< All went well.
-    Refused = 1,  ///< The answer is no: at least one package was refused.
+    Refused = 1,  ///< The answer is no: a package was refused, nothing has the name, or there is a finding.
     Trouble = 2,  ///< Wrong usage, or the work could not be completed.
 };
 
@@ -27,8 +27,8 @@ using Command = std::function<ExitStatus(std::ostream &output)>;
 /// Adds one subcommand to the command line. If it is chosen, it sets `command`.
 using AddCommand = void (*)(CLI::App &app, Command &command);
 
-/// The chosen command; or the exit status when the command line only asks for help or is wrong. In the latter
-/// case the text has been printed.
+/// The chosen command. If the command line only asks for help or the version, or is wrong, prints the text,
+/// and returns the exit status.
 std::variant<Command, ExitStatus> parseCommandLine(int argc, const char *const *argv,
                                                    std::span<const AddCommand> commands);
 

@@ -4,8 +4,8 @@
 
 namespace KelpCtl {
 
-// The commands that change a machine, and doctor, which can. Each adds one subcommand, as those of command.h
-// do.
+// The commands that change a machine, or can: doctor and policy also only look, and report only makes its
+// directory. Each adds one subcommand, as those of command.h do.
 
 void addDoctor(CLI::App &app, Command &command);
 void addPolicy(CLI::App &app, Command &command);

@@ -42,7 +42,7 @@ struct InstallArguments {
     std::vector<std::string> names;
 };
 
-/// Whether an error is about the machine and not about the package.
+/// Whether an error is no answer about the package: the machine failed, or the file is no whole package.
 bool isTrouble(const Common::Error &error) {
     return error.code() == ErrorCategory::make(ErrorCode::FileNotFound) ||
            error.code() == ErrorCategory::make(ErrorCode::Filesystem) ||

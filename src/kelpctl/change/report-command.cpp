@@ -198,7 +198,7 @@ std::string lineOf(const fs::path &path) {
     return facts + path.string() + text + '\n';
 }
 
-/// Only names: a file at an unexpected place is often the fault.
+/// No contents: a file at an unexpected place is often the fault.
 std::string placesOf(const Machine &machine) {
     const fs::path root = Common::rootPath();
     const fs::path store = machine.configuration().databaseDirectory();

@@ -28,7 +28,8 @@ struct LookCommand {
     const char *argumentDescription = "";
 };
 
-/// Adds it with the options of all such commands. The command raises as Machine and its `run` do.
+/// Adds it with the options of all such commands. The command raises as Machine and its `run` do, and
+/// std::invalid_argument for an empty argument.
 void addLookCommand(CLI::App &app, Command &command, const LookCommand &look);
 
 } // namespace KelpCtl

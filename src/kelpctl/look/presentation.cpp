@@ -83,7 +83,7 @@ std::string shownTime(std::int64_t time) {
 
 namespace {
 
-/// All other lines of a look say what helps; these come from below, where nobody knows the page.
+/// The errors of databases come from the core, which does not know the page that helps.
 std::string helpForUnread(std::string_view text) {
     const std::size_t words = text.find("Couldn't read the ");
     return words != text.npos && text.find(" database", words) != text.npos

@@ -45,8 +45,8 @@ boost::json::object asJson(const Core::KELP::RegistryRecord &record);
 /// The rows of a table of records, with its heading.
 std::vector<std::vector<std::string>> historyTable(const std::vector<Core::KELP::RegistryRecord> &records);
 
-/// The records of one package, or of all for an empty id.
-/// In the order of the registry, the oldest first. Raises as readRegistry() does.
+/// The records of one package, or of all for an empty id, in the order of the registry, the oldest first.
+/// Unreadable lines go to `unread`. Raises as readRegistry() does.
 std::vector<Core::KELP::RegistryRecord> historyOf(const std::string &id, Core::KELP::Unread &unread);
 
 } // namespace KelpCtl

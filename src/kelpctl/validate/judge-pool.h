@@ -48,7 +48,8 @@ public:
     /// it, and was killed.
     ///
     /// After Interruption::isRequested(), ends all judges, passes on the finished reports, and returns.
-    /// Raises std::runtime_error when no judge can be started; fewer than requested suffice.
+    /// Raises std::runtime_error when no judge can be started; fewer than requested suffice. Also raises what
+    /// source and takers raise.
     void run(PackageSource &source, const Takers &takers);
 
 private:

@@ -29,7 +29,7 @@ std::vector<Override> readOverrides(const std::filesystem::path &file);
 /// The first override that matches the finding, or null.
 const Override *findOverride(const std::vector<Override> &overrides, const Validator::Message &finding);
 
-/// Prints the unused overrides on standard error: their findings are mended.
+/// Prints the unused overrides on standard error: their findings are mended, or were never there.
 void tellUnused(const std::vector<Override> &overrides, const std::set<std::size_t> &usedLines,
                 const std::string &file);
 

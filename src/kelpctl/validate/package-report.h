@@ -43,7 +43,7 @@ struct PackageReport {
     std::string file;
     std::optional<std::string> id; ///< Empty when the header could not be read.
     std::optional<std::string> version;
-    std::string sha256; ///< Of the file, in hexadecimal digits; empty when its header could not be read.
+    std::string sha256; ///< Of the file, in hexadecimal digits; empty if not requested, or unknown.
     std::string profile;
     std::optional<std::string> osVersion; ///< Of the target.
     Verdict verdict = Verdict::Accepted;

@@ -22,7 +22,7 @@ public:
     virtual std::function<std::string(const Validator::Message &)> lineOf() const { return {}; }
     /// Whether it writes the digests of package files.
     virtual bool hasDigest() const { return false; }
-    /// Called for each report as soon as it exists.
+    /// Called for each report, in the order of the packages, as soon as its turn has come.
     virtual void write(const PackageReport &report) = 0;
     /// Called once, after all reports.
     virtual void finish() {}

@@ -29,7 +29,7 @@ inline constexpr std::size_t longestFrame = std::size_t(64) << 20;
 /// Raises std::runtime_error for more bytes than a frame can have.
 std::string packFrame(Frame::Kind kind, std::string_view bytes);
 
-/// Writes a frame to a file, waiting for room. Raises std::system_error.
+/// Writes a frame to a file, waiting for room. Raises as packFrame() and writeWhole() do.
 void writeFrame(int file, Frame::Kind kind, std::string_view bytes = {});
 
 /// Splits bytes that come piece by piece into frames.

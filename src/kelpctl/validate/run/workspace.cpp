@@ -132,8 +132,8 @@ Workspace::Workspace(const fs::path &parent) {
             raise("Couldn't create temporary directory in " + parent.string());
 }
 
-/// With mode 0700 and an unpredictable name: others may write in the parent. On failure returns false, and
-/// errno tells why; only a kill leaves anything.
+/// With mode 0700 and an unpredictable name: others may write in the parent. Raises if no directory can be
+/// made. After a later failure removes the directory and returns false, and errno tells why.
 bool Workspace::tryToMake(const fs::path &parent) {
     std::string name = (parent / (std::string(newPrefix) + std::string(pattern))).string();
     if (!::mkdtemp(name.data()))

@@ -13,11 +13,12 @@ namespace KelpCtl {
 /// Where packages are unpacked in memory.
 constexpr const char *memoryDirectory = "/dev/shm";
 
-/// Whether to unpack a package of that size there, with `jobs` packages at once: TMPDIR names no other place,
-/// and half of the free memory suffices. Others go to the directory for temporary files.
+/// Whether to unpack a package of that size there, with `jobs` packages at once: TMPDIR is not set, the place
+/// is memory, the package has at most 64 MiB, and half of the free memory suffices. Others go to the
+/// directory for temporary files.
 bool fitsMemory(std::uint64_t size, std::size_t jobs);
 
-/// The places that are in use, at most both.
+/// The places that packages may be unpacked to, at most both.
 std::vector<std::filesystem::path> workspacePlaces();
 
 /// The directory in which one package is unpacked. This object made the directory and reaches it by a
@@ -31,7 +32,8 @@ public:
     /// A temporary one below `parent`, removed with all in it at the end. A killed process leaves it for
     /// clearLeft(). Raises std::runtime_error when it cannot be made.
     explicit Workspace(const std::filesystem::path &parent);
-    /// A lasting one, `directory`/`name`, with its parents. Raises std::runtime_error when it exists.
+    /// A lasting one, `directory`/`name`, with its parents. Raises std::runtime_error when it exists or
+    /// cannot be made, and as Common::createDirectories() does.
     Workspace(const std::filesystem::path &directory, const std::string &name);
     Workspace(const Workspace &) = delete;
     Workspace &operator=(const Workspace &) = delete;
