@@ -12,8 +12,9 @@
 
 namespace Validator {
 
-/// One rule of a checker, for people. In the text ID stands for the name of the package, NAME for any name,
-/// and "*" for any text.
+/// One rule of a checker, for people. In the text ID stands for the name of the package, another word in
+/// capitals for any name or path of that kind, and "*" for any text. Regular expressions stand between
+/// slashes.
 struct Rule {
     std::string_view topic;  ///< What kind of thing it is about, "key" for example.
     std::string_view status; ///< "allowed", "required", "optional", "unstable", "deprecated", "reserved", ...
