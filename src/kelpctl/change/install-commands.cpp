@@ -42,7 +42,7 @@ struct InstallArguments {
     std::vector<std::string> names;
 };
 
-/// Whether an error is no answer about the package: the machine failed, or the file is no whole package.
+/// Whether the code of an error is that of a failing machine, or of a file that is no package.
 bool isTrouble(const Common::Error &error) {
     return error.code() == ErrorCategory::make(ErrorCode::FileNotFound) ||
            error.code() == ErrorCategory::make(ErrorCode::Filesystem) ||
@@ -113,7 +113,7 @@ ExitStatus attempt(const InstallArguments &arguments, const Happening &subject, 
         return ExitStatus::Accepted;
     } catch (const Common::Error &error) {
         reason = Common::explainedText(error);
-        // The other errors of the core are answers: not let in, or not there.
+        // Any other error of the core counts as an answer: not let in, or not there.
         status = isTrouble(error) ? ExitStatus::Trouble : ExitStatus::Refused;
     } catch (const std::exception &error) {
         reason = Common::explainedText(error);

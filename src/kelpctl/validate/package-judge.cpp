@@ -88,7 +88,7 @@ private:
     Clock::time_point begin_ = Clock::now();
 };
 
-/// Keeps the core's log off the streams: it holds raw texts of packages, and the report has all of it.
+/// Keeps the core's log off the streams: it holds raw texts of packages. The report has what matters of it.
 class Silence {
 public:
     // A stream without a buffer drops its output; with its buffer back it works again.

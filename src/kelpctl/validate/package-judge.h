@@ -44,7 +44,8 @@ struct JudgeOptions {
     /// The number of packages judged at once. With more than one, and for a small package, a judge has no
     /// threads.
     std::size_t jobs = 1;
-    /// Makes a line of each finding; the reports then hold all of them as lines. Empty for findings as such.
+    /// Makes a line of each finding; the reports then hold lines of those that are neither hidden nor
+    /// overridden. Empty for findings as such.
     std::function<std::string(const Validator::Message &)> lineOf = {};
 };
 

@@ -53,7 +53,7 @@ struct PackageReport {
     std::map<Validator::LogLevel, std::size_t> counts; ///< Of all findings that are not overridden.
     std::size_t overridden = 0;                        ///< Their number.
     std::set<std::size_t> usedOverrides;               ///< The lines that were used.
-    std::shared_ptr<Spool> lines; ///< All findings as lines, in place of `findings`, if requested.
+    std::shared_ptr<Spool> lines; ///< Lines in place of `findings`, if requested, without overridden ones.
 };
 
 /// "accepted", "refused" or "incomplete".
