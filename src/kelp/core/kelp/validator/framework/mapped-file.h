@@ -17,8 +17,9 @@ namespace Validator {
 /// A file of a package, mapped for reading. Checkers see all of it, and at any size it takes only page cache.
 /// A file of at most 64 KiB is copied, which is faster.
 ///
-/// The file must not shrink as long as the object lives. While files are judged, they and their directory
-/// belong to this process's user, so no other user can cut them.
+/// The file must not shrink as long as the object lives. While files are judged, they belong to this
+/// process's user. Another user can cut only a file that the package lets all users write, if its directory
+/// can be reached.
 class MappedFile {
 public:
     /// Opens the file at `path`, and follows links. Returns nothing for anything but a regular file, so that
