@@ -22,7 +22,7 @@ struct MigrationStamp;
 enum class ApplicationState {
     Unfinished, ///< An operation on it was begun, and not completed or taken back as a whole.
     Rescued,    ///< Its files are kept aside, as they could not be published.
-    Damaged,    ///< It is in the store, and a version, descriptor, list or published file is missing.
+    Damaged,    ///< It is in the store; version, descriptor, list or published file is missing or torn.
     Store,      ///< It is whole in the store.
     Rpm,        ///< It is in rpm.
     Unknown,    ///< It, or a place that may hold it, cannot be looked at.
