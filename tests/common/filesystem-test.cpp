@@ -74,6 +74,7 @@ TEST_F(FilesystemTest, CopyRefusesWhatItCannotDoFaithfullyAndLeavesNoPart) {
     fs::create_directories(at("from/a/b"));
     fs::create_symlink("nowhere", at("dangling"));
     ASSERT_EQ(::mkfifo(at("from/a/b/fifo").c_str(), 0600), 0);
+    Common::flushFilesystem(at("from/a/b/fifo")); // Waits for no writer.
     const std::tuple<const char *, const char *, std::string> rows[] = {
         {"dangling", "to",
          "Couldn't copy " + text("dangling") + " to " + text("to") + " (path " + text("dangling") +

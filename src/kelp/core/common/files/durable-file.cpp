@@ -113,7 +113,7 @@ void replaceFile(const fs::path &path, std::string_view content, Durability dura
 /// Also flushes a directory, and with it a rename or a removal in it.
 void flushFile(const fs::path &path) {
     reraiseAs(ErrorCode::Filesystem, "Couldn't flush file to disk: " + path.string(), [&] {
-        const FileDescriptor handle = opened(path, O_RDONLY);
+        const FileDescriptor handle = opened(path, O_RDONLY | O_NONBLOCK);
         check(::fsync(handle.get()), path);
     });
 }
@@ -137,7 +137,8 @@ std::string readText(const FileDescriptor &file, const fs::path &path, std::uint
 
 void flushFilesystem(const fs::path &path) {
     reraiseAs(ErrorCode::Filesystem, "Couldn't flush filesystem to disk: " + path.string(), [&] {
-        const FileDescriptor handle = opened(path, O_RDONLY);
+        // O_NONBLOCK: does not wait for the writer of a pipe, which anybody may have put there.
+        const FileDescriptor handle = opened(path, O_RDONLY | O_NONBLOCK);
         // One call for all files written there: a flush of each would wait for the disk each time.
         check(::syncfs(handle.get()), path);
     });
