@@ -238,10 +238,11 @@ void migrateOrganisationsToSkid(Core::Configuration &configuration) {
         Patterns::migrate(units);
     // Flushed before the stamp says that they are done.
     Patterns::flushMoves();
-    // With the stamp the data in that home would never move.
+    // With the stamp the data in that home, or at that place, would never move.
     for (const std::exception_ptr &failure : {look.failure, look.unmounted})
         if (failure)
             std::rethrow_exception(failure);
+    Patterns::requirePlaces();
 }
 
 void migrateIntegrityConfiguration(Core::Configuration &configuration) {

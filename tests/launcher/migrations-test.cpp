@@ -105,10 +105,12 @@ TEST_F(MigrationsTest, ARemovedStampRepeatsItsMigrationHarmlessly) {
     EXPECT_EQ(launch(), skipped.substr(0, skipped.rfind("[I]")) +
                             "[E] filesystem error: status: Too many levels of symbolic links "
                             "[/var/lib/kelp/.migration_integrityd_done]\n");
-    run("cd $IMAGE; rm var/lib/kelp/.migration_skid_done; mv home/alice srv; ln -s /mnt/alice home/alice");
-    EXPECT_THAT(launch(),
-                HasSubstr("[E] /home/alice is a link that leads nowhere: No such file or directory\n"));
-    EXPECT_FALSE(holds("var/lib/kelp/.migration_skid_done")) << "her disk may be mounted later";
+    for (const std::string place : {"home/alice", "home", "srv", "usr/share/common"}) {
+        run("cd $IMAGE; rm var/lib/kelp/.migration_skid_done; mv " + place + " away; ln -s /mnt/x " + place);
+        EXPECT_THAT(launch(), HasSubstr("[E] /" + place + " is a link that leads nowhere"));
+        EXPECT_FALSE(holds("var/lib/kelp/.migration_skid_done")) << "the disk may be mounted later";
+        run("cd $IMAGE; rm " + place + "; mv away " + place + "; touch var/lib/kelp/.migration_skid_done");
+    }
     run("ln -s nowhere $IMAGE/var/lib/kelp/takeover.journal");
     EXPECT_THAT(launch(), Not(HasSubstr("'rpm_to_kelp' already"))) << "there is something to go on with";
 }

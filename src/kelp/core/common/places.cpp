@@ -60,13 +60,20 @@ HomesLook lookForUsersHomes() {
         if (!first)
             first = std::make_exception_ptr(error);
     };
+    const auto noteLink = [&](const fs::path &path) {
+        if (leadsNowhere(path))
+            note({ErrorCode::Filesystem, path.string() + " is a link that leads nowhere", ENOENT},
+                 look.unmounted);
+    };
     for (char **member = users->gr_mem; *member; ++member) {
         try {
+            // Once: all homes lie on the same missing disk.
+            if (member == users->gr_mem)
+                noteLink(homes);
             if (fs::path home = homes / *member; lookThrough(home))
                 look.homes.push_back(std::move(home));
-            else if (isThere(home))
-                note({ErrorCode::Filesystem, home.string() + " is a link that leads nowhere", ENOENT},
-                     look.unmounted);
+            else
+                noteLink(home);
         } catch (const Error &error) {
             note(error, look.failure);
         }

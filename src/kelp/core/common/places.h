@@ -36,8 +36,9 @@ std::vector<std::filesystem::path> usersHomes();
 /// The same for callers that rely on the absence of a home.
 struct HomesLook {
     std::vector<std::filesystem::path> homes;
-    std::exception_ptr failure;   ///< Of the first home at which the look failed: it may be there.
-    std::exception_ptr unmounted; ///< Of the first that is a link to nowhere: its disk may not be mounted.
+    std::exception_ptr failure; ///< Of the first home at which the look failed: it may be there.
+    /// Of the first that is a link to nowhere: its disk may not be mounted. "home/" itself counts too.
+    std::exception_ptr unmounted;
 };
 HomesLook lookForUsersHomes();
 

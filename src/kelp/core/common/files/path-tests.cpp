@@ -55,6 +55,10 @@ bool lookThrough(const fs::path &path) {
     return isFound(path, fs::status(path, error).type(), error);
 }
 
+bool leadsNowhere(const fs::path &path) {
+    return !lookThrough(path) && lookFor(path);
+}
+
 bool isPipe(const fs::path &path) {
     std::error_code ignored;
     return fs::is_fifo(path, ignored);

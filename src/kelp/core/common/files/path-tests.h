@@ -24,6 +24,10 @@ bool lookFor(const std::filesystem::path &path);
 /// The same through links, as exists() looks. Raises likewise.
 bool lookThrough(const std::filesystem::path &path);
 
+/// Whether a link is there that leads nowhere: the disk to which it leads may not be mounted. Raises as
+/// lookFor() does.
+bool leadsNowhere(const std::filesystem::path &path);
+
 /// Whether a pipe is there, perhaps through links: to open it for reading would wait for its writer. A failed
 /// look is not logged, and gives false.
 bool isPipe(const std::filesystem::path &path);

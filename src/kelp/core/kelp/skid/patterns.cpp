@@ -14,6 +14,9 @@
 
 #include <boost/algorithm/string/replace.hpp>
 
+#include <algorithm>
+#include <array>
+#include <iterator>
 #include <map>
 #include <optional>
 #include <set>
@@ -155,6 +158,11 @@ void moveAll(const std::vector<Patterns::MigrationUnit> &units, Clash clash) {
     });
 }
 
+/// The places of shared data outside of the homes.
+std::array<fs::path, 2> sharedPlaces() {
+    return {Common::rootPath() / "srv", Common::rootPath() / "usr/share/common"};
+}
+
 } // namespace
 
 std::vector<std::pair<std::string, std::string>> Patterns::patterns() {
@@ -237,14 +245,20 @@ void Patterns::flushMoves() {
     // Each may be a filesystem of its own.
     const Common::HomesLook look = Common::lookForUsersHomes();
     std::vector<fs::path> places = look.homes;
-    for (const char *shared : {"srv", "usr/share/common"})
-        places.push_back(Common::rootPath() / shared);
+    std::ranges::copy(sharedPlaces(), std::back_inserter(places));
     for (const fs::path &place : places)
         if (Common::lookThrough(place))
             Common::flushFilesystem(place);
     // Moves in a home that cannot be looked at any more may not be durable.
     if (look.failure)
         std::rethrow_exception(look.failure);
+}
+
+void Patterns::requirePlaces() {
+    for (const fs::path &place : sharedPlaces())
+        if (Common::leadsNowhere(place))
+            throw Common::Error(Common::ErrorCode::Filesystem,
+                                place.string() + " is a link that leads nowhere");
 }
 
 } // namespace Core::KELP::SKID

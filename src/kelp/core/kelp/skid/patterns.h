@@ -94,6 +94,10 @@ public:
     /// ErrorCode::Filesystem when one of these places cannot be flushed, or not be looked at, and as
     /// Common::usersHomes() does.
     static void flushMoves();
+
+    /// Raises ErrorCode::Filesystem "PATH is a link that leads nowhere" if srv/ or usr/share/common/ is one:
+    /// the disk with the data to move may not be mounted. Raises as Common::lookFor() when a look fails.
+    static void requirePlaces();
 };
 
 } // namespace Core::KELP::SKID
