@@ -544,6 +544,8 @@ TEST_F(TakeOverTest, WhoHasNotGotTheLockTouchesNothing) {
             "restrictions=(); kelp=$IMAGE/var/lib/kelp\n"
             "( exec 9>$kelp/store.lock; flock 9; mount --bind -o ro $kelp $kelp\n"
             "waits $IMAGE/tmp/first; pkill -x kelp-launcher; wait; cat $IMAGE/tmp/first; umount $kelp\n"
+            // Somebody removes the file of a process at work.
+            "chmod 700 $kelp; exec 9<$kelp; flock 9; rm $kelp/store.lock\n"
             "waits $IMAGE/tmp/second; test -e $IMAGE/usr/bin/org.sound -a ! -e $IMAGE/opt/app\n"
             "exec 9>&-; wait )"),
         AllOf(HasSubstr("[E] Couldn't take the lock: /var/lib/kelp/store.lock: No locks available\n"),

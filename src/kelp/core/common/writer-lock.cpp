@@ -49,6 +49,19 @@ FileDescriptor openLock() {
     return file;
 }
 
+/// The directory of the lock file, where only root can open it; nothing elsewhere, since anybody else could
+/// lock us out. Nothing either if `lock` is on the directory itself.
+FileDescriptor openDirectory(const FileDescriptor &lock) {
+    struct stat status = {};
+    if (::fstat(lock.get(), &status) != 0 || S_ISDIR(status.st_mode))
+        return FileDescriptor();
+    FileDescriptor directory(
+        ::open(WriterLock::path().parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (::fstat(directory.get(), &status) != 0)
+        throw lockError();
+    return (status.st_mode & (S_IRWXG | S_IRWXO)) == 0 ? std::move(directory) : FileDescriptor();
+}
+
 /// flock(2) and not fcntl(2), whose locks end as soon as the process closes any other descriptor of the file.
 bool tryLock(int file) {
     int result;
@@ -77,6 +90,14 @@ void waitForLock(int file) {
     }
 }
 
+void lock(int file, WriterLock::Wait wait) {
+    if (tryLock(file))
+        return;
+    if (wait == WriterLock::Wait::No)
+        throw Error(ErrorCode::Internal, "Another process changes the store: " + holder());
+    waitForLock(file);
+}
+
 /// Only for people: a failure to write it does not stop us.
 void writeHolder(int file) {
     const std::string text = std::to_string(::getpid()) + " " + ::program_invocation_short_name + "\n";
@@ -90,12 +111,11 @@ std::filesystem::path WriterLock::path() {
     return rootPath() / "var/lib/kelp/store.lock";
 }
 
-WriterLock::WriterLock(Wait wait) : file_(openLock()) {
-    if (!tryLock(file_.get())) {
-        if (wait == Wait::No)
-            throw Error(ErrorCode::Internal, "Another process changes the store: " + holder());
-        waitForLock(file_.get());
-    }
+WriterLock::WriterLock(Wait wait) : file_(openLock()), directory_(openDirectory(file_)) {
+    lock(file_.get(), wait);
+    // Somebody may have removed the file of a process that still runs, and then ours is a new one.
+    if (directory_.get() >= 0)
+        lock(directory_.get(), wait);
     writeHolder(file_.get());
 }
 

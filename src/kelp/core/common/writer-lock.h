@@ -10,7 +10,8 @@ namespace Common {
 /// It is an advisory lock on the file var/lib/kelp/store.lock below the root prefix. Only root can open this
 /// file, so nobody else can block the writers. Its text names the process that holds the lock, for people. On
 /// a read-only filesystem the text is not written, and the lock is on the file's directory if there is no
-/// file. The kernel releases the lock when the process ends, however that happens.
+/// file. Where only root can open that directory, it is locked as well: so the removal of the file lets no
+/// second process in. The kernel releases the lock when the process ends, however that happens.
 class WriterLock {
 public:
     enum class Wait { No, Yes };
@@ -32,6 +33,7 @@ public:
 
 private:
     FileDescriptor file_;
+    FileDescriptor directory_; ///< Nothing is open where it is not locked.
 };
 
 } // namespace Common
