@@ -141,6 +141,15 @@ TEST_F(SeeTest, ADamagedFileCostsWhatItAloneTells) {
     EXPECT_THAT(look("remove org.example.reader"), EndsWith("org.example.reader removed\n"));
 }
 
+TEST_F(SeeTest, AFaultBesideAWriterMayBeHalfOfItsChange) {
+    there("rm opt/app/org.example.notes/1.4.2-1/bin/*; echo 1 killed >var/lib/kelp/store.lock");
+    for (const std::string look : {"status --check", "doctor", "verify"}) {
+        EXPECT_THAT(kelpctl(look), EndsWith("status 1\n")) << look;
+        EXPECT_THAT(run("flock $IMAGE/var/lib/kelp/store.lock chroot $IMAGE kelpctl " + look + " || echo $?"),
+                    AllOf(HasSubstr("kelpctl: Another process has changed the store"), EndsWith("\n2\n")));
+    }
+}
+
 TEST_F(SeeTest, TellsWhatIsOnRecordToWhoeverMayKnow) {
     const std::pair<const char *, const char *> rows[] = {
         {"owner /usr/bin/org.example.notes", "org.example.notes 1.4.2-1\n"},

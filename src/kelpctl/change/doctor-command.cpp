@@ -158,6 +158,9 @@ ExitStatus doctor(const DoctorArguments &arguments, std::ostream &output) {
     // A finding without a repair counts like one that was not mended: a script must know that a person is
     // needed.
     const bool isWell = mending.left.empty() && isKnown;
+    // A repair has the lock itself.
+    if (!arguments.isRepair)
+        machine.noteWriter(isWell, mending.unread);
     return tellUnread(mending.unread, isWell ? ExitStatus::Accepted : ExitStatus::Refused);
 }
 

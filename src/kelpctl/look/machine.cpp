@@ -97,6 +97,12 @@ Machine::Machine(const LookOptions &options) {
         enter(options.root);
     // After the change of root: it reads the other machine's configuration file.
     configuration_.emplace(Core::Configuration::Missing::IsFine);
+    watch_.emplace();
+}
+
+void Machine::noteWriter(bool isWell, Core::KELP::Unread &unread) const {
+    if ((!isWell || !unread.texts().empty()) && watch_->hasSeenWriter())
+        unread.add("Another process has changed the store during this look: look again when it has ended");
 }
 
 } // namespace KelpCtl

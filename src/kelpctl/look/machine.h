@@ -1,6 +1,8 @@
 #pragma once
 
 #include "kelp/core/common/configuration.h"
+#include "kelp/core/common/writer-lock.h"
+#include "kelp/core/kelp/inspection/unread.h"
 
 #include <filesystem>
 #include <optional>
@@ -38,8 +40,13 @@ public:
 
     const Core::Configuration &configuration() const { return *configuration_; }
 
+    /// Ends a look. If it has found faults, or something could not be read, and another process has changed
+    /// the store since this object was made, adds a text that says so: half of a change looks like a fault.
+    void noteWriter(bool isWell, Core::KELP::Unread &unread) const;
+
 private:
     std::optional<Core::Configuration> configuration_;
+    std::optional<Common::WriterWatch> watch_;
 };
 
 } // namespace KelpCtl

@@ -93,10 +93,11 @@ void print(std::ostream &output, const MachineState &machine) {
 
 ExitStatus status(const StatusArguments &arguments, std::ostream &output) {
     const Machine machine(arguments.look);
-    const MachineState state = Core::KELP::inspectMachine(machine.configuration());
+    MachineState state = Core::KELP::inspectMachine(machine.configuration());
     std::vector<ApplicationStanding> needy;
     std::ranges::copy_if(state.applications, std::back_inserter(needy), Core::KELP::needsSomebody,
                          &ApplicationStanding::state);
+    machine.noteWriter(needy.empty(), state.unread);
     if (arguments.look.isJson)
         output << asJson(state) << '\n';
     else if (arguments.isBrief)

@@ -164,6 +164,7 @@ ExitStatus verify(const VerifyArguments &arguments, std::ostream &output) {
         output << asJson(all) << '\n';
     const bool isWell =
         unknown.empty() && std::ranges::all_of(all, [](const Verified &one) { return one.faults() == 0; });
+    machine.noteWriter(isWell, unread);
     return tellUnread(unread, isWell ? ExitStatus::Accepted : ExitStatus::Refused);
 }
 

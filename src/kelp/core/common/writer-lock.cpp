@@ -124,4 +124,28 @@ WriterLock::~WriterLock() {
     [[maybe_unused]] const int ignored = ::ftruncate(file_.get(), 0);
 }
 
+namespace {
+
+bool isHeld() {
+    const FileDescriptor file(
+        ::open(WriterLock::path().c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+    struct stat status = {};
+    // An empty file has no holder, and is not touched: a writer that begins now would be refused.
+    return ::fstat(file.get(), &status) == 0 && status.st_size > 0 &&
+           ::flock(file.get(), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+}
+
+} // namespace
+
+WriterWatch::State WriterWatch::state() {
+    struct stat status = {};
+    if (::lstat(WriterLock::path().c_str(), &status) != 0)
+        return {};
+    return {status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
+}
+
+bool WriterWatch::hasSeenWriter() const {
+    return state() != before_ || isHeld();
+}
+
 } // namespace Common

@@ -2,7 +2,9 @@
 
 #include "kelp/core/common/files/file-descriptor.h"
 
+#include <cstdint>
 #include <filesystem>
+#include <tuple>
 
 namespace Common {
 
@@ -34,6 +36,25 @@ public:
 private:
     FileDescriptor file_;
     FileDescriptor directory_; ///< Nothing is open where it is not locked.
+};
+
+/// Tells whether somebody has held the lock during a look at the store. Who looks does not wait for the lock:
+/// what is found then may be of several moments. Changes nothing, and makes no file. Where the lock file
+/// cannot be read or written, no writer is seen.
+class WriterWatch {
+public:
+    /// The look begins.
+    WriterWatch() : before_(state()) {}
+
+    /// Whether a process has held the lock since then. Must not be asked by a process that holds it.
+    bool hasSeenWriter() const;
+
+private:
+    /// Each writer writes to the file when it begins and when it ends.
+    using State = std::tuple<std::uint64_t, std::int64_t, std::int64_t, std::int64_t>;
+    static State state();
+
+    State before_;
 };
 
 } // namespace Common
