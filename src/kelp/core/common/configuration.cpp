@@ -76,7 +76,7 @@ std::vector<std::string> configurationRemarks() {
     try {
         tree = parse(Common::belowRoot(configurationFile));
     } catch (const boost::property_tree::ini_parser_error &) {
-        return {}; // Loading the file has logged it.
+        return {}; // Loading the file has logged it; a missing file is no mistake.
     }
     for (const auto &[section, keys] : tree) {
         if (keys.empty())

@@ -8,7 +8,7 @@
 namespace Core {
 
 /// Possible mistakes in etc/kelp/kelp.conf below the root prefix, a text each: keys without effect, and a
-/// store at an unusual place. None for a file that is missing or malformed.
+/// store at an unusual place. None for a file that counts as empty for Configuration.
 std::vector<std::string> configurationRemarks();
 
 /// The configuration as an ini file gives it:

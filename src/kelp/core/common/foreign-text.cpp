@@ -13,7 +13,7 @@ namespace {
 using Utf8 = boost::locale::utf::utf_traits<char>;
 using CodePoint = boost::locale::utf::code_point;
 
-/// Characters that print nothing: controls, ends of lines, and marks that only direct other characters.
+/// Most characters that print nothing: controls, ends of lines, and marks that only direct other characters.
 constexpr std::pair<CodePoint, CodePoint> unprintable[] = {
     {0x00, 0x1f},     {0x7f, 0x9f},     {0xad, 0xad},     {0x200b, 0x200f},
     {0x2028, 0x202e}, {0x2060, 0x206f}, {0xfeff, 0xfeff},

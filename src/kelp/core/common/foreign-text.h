@@ -10,10 +10,10 @@ namespace Common {
 
 /// Whether a foreign text can be the name of one directory entry and one line of a text file. It must be a
 /// single path component of at most 255 bytes, neither "." nor "..", of printable characters in well-formed
-/// UTF-8. Control characters, line ends, and invisible marks such as those of direction or of no width do not
-/// count as printable. A package chooses its own name and those of its organisation and application. Root
-/// makes directories and lines of descriptors from these names: any other text could lead elsewhere or add
-/// lines.
+/// UTF-8. Control characters, line ends and most invisible marks, such as those of direction or of no width,
+/// do not count as printable. A package chooses its own name and those of its organisation and application.
+/// Root makes directories and lines of descriptors from these names: any other text could lead elsewhere or
+/// add lines.
 bool isFileName(const std::string &text);
 
 /// The text if it is such a name; any other counts as absent.

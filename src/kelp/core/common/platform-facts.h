@@ -10,7 +10,7 @@ namespace Common {
 std::string osVersion();
 
 /// The architecture of the machine's packages: the first word of etc/rpm/platform below the root prefix, up
-/// to its first "-". If that is missing or empty, the machine name of the kernel (uname(2)). Raises
+/// to its first "-". If that is empty or cannot be read, the machine name of the kernel (uname(2)). Raises
 /// ErrorCode::Internal "Couldn't get platform architecture" when both are empty.
 std::string platformArchitecture();
 

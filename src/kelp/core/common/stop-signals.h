@@ -13,7 +13,7 @@ void deferStopSignals();
 /// before librpm runs a transaction: after the run, librpm restores the handler that it found.
 void ignoreBrokenPipes();
 
-/// Whether one of the deferred signals has come: from a shutdown, or from a person at a terminal.
+/// Whether one of the deferred signals has come, for example from a shutdown or from a person at a terminal.
 bool stopRequested();
 
 } // namespace Common

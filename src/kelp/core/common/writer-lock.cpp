@@ -24,8 +24,8 @@ Error lockError() {
     return {ErrorCode::Filesystem, "Couldn't take the lock: " + WriterLock::path().string(), errno};
 }
 
-/// Opens a lockable file on a read-only filesystem: the lock file if it exists, or else its directory. Every
-/// process finds the same one there.
+/// Opens a lockable file on a read-only filesystem: the lock file if root can open it, or else its directory.
+/// Every writer finds the same one there.
 FileDescriptor openReadOnly() {
     FileDescriptor file(::open(WriterLock::path().c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
     if (file.get() < 0)
@@ -43,7 +43,7 @@ FileDescriptor openLock() {
         return openReadOnly();
     if (file.get() < 0 && errno == EACCES)
         throw Error(ErrorCode::UnauthorizedAccess, "Only root can change the store");
-    // A file made under another umask would let others lock us out.
+    // A file that exists may have another mode, and would let others lock us out.
     if (file.get() < 0 || ::fchmod(file.get(), 0600) != 0)
         throw lockError();
     return file;
@@ -120,7 +120,7 @@ WriterLock::WriterLock(Wait wait) : file_(openLock()), directory_(openDirectory(
 }
 
 WriterLock::~WriterLock() {
-    // An empty file means that the last holder ended properly.
+    // Text that stays in the file tells people that its holder was killed.
     [[maybe_unused]] const int ignored = ::ftruncate(file_.get(), 0);
 }
 
