@@ -13,7 +13,7 @@ namespace Common {
 struct ErrorDescription {
     std::int32_t code = 0;
     std::string name;      ///< The reverse-domain error name, "io.tvk.KELP.Error.Internal".
-    std::string shortName; ///< The part after the name's last full stop, or the whole name without one.
+    std::string shortName; ///< The part after the name's last full stop, if any; not from describeName().
 };
 
 /// One assigned code of an error category.

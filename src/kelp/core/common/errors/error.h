@@ -8,8 +8,8 @@
 
 namespace Common {
 
-/// The one exception that operations of the core raise: a code for the kind of failure, and a text with the
-/// details, composed where it happened. Paths stand plain in the text.
+/// The exception that operations of the core raise where they name no other: a code for the kind of failure,
+/// and a text with the details, composed where it happened. Paths stand plain in the text.
 class Error : public std::system_error {
 public:
     /// Takes a code of either error category. The base holds the category's fixed message and none of
@@ -22,7 +22,8 @@ public:
     /// For a failed system call: `systemError` is its errno.
     Error(ErrorCode code, std::string message, int systemError);
 
-    /// The text as given to the constructor: no category, no number, no fixed message.
+    /// The constructor's text, as withNames() (log-stream.h) returns it: no category, number or fixed
+    /// message.
     const char *what() const noexcept override { return message_.c_str(); }
 
     /// The system's reason, or because()'s; empty when neither was kept.
@@ -43,11 +44,11 @@ private:
     int systemError_ = 0;
 };
 
-/// The errno of an exception of any type; 0 without one.
+/// The errno of an exception of any type, ENOMEM for std::bad_alloc; 0 without one.
 int systemErrorOf(const std::exception &failure);
 
-/// The text of an exception for people: an Error's text is followed by the system's reason, "TEXT: No space
-/// left on device".
+/// The text of an exception for people. If an Error has a systemReason(), that follows the text: "TEXT: No
+/// space left on device".
 std::string explainedText(const std::exception &error);
 
 } // namespace Common

@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::string_view descriptors = "/proc/self/fd/";
 
-/// Empty for a descriptor that is closed by now; the text after it still names the entry.
+/// "..." for a descriptor that is closed by now; the text after it still names the entry.
 std::string nameOf(const std::string &descriptor) {
     char name[PATH_MAX];
     const ssize_t size = ::readlink(descriptor.c_str(), name, sizeof name);

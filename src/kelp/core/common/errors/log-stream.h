@@ -9,8 +9,8 @@
 
 namespace Common {
 
-/// Replaces "/proc/self/fd/N" in a text by names. Calls that take only paths reach open directories and files
-/// that way. The number tells a reader nothing, and is another file's by then.
+/// Replaces each "/proc/self/fd/N" in a text by the name of that open file, or by "..." if none is open.
+/// Calls that take only paths reach open directories and files that way. The number tells a reader nothing.
 std::string withNames(std::string text);
 
 enum class LogLevel : std::int32_t {
