@@ -187,8 +187,8 @@ void copySymlinkOr(const fs::path &from, const Place &to, const CopyTarget &copy
                                      << to.name;
     }
     LogStream(LogLevel::Info) << "Trying to copy content of the symlink target";
-    // Unresolved. Links of a stored version that come here are absolute (resolveLink()); a relative text of
-    // the system's counts from the working directory.
+    // Unresolved: a relative text counts from the working directory. Links of a stored version are absolute
+    // here (resolveLink()), except one that could not be made as a link.
     copyTarget(target);
 }
 
@@ -217,7 +217,7 @@ void copyInOneStep(const fs::path &from, const Directory &directory, const std::
         orCleanup("file", unfinished.path, [&] {
             copyFileTo(file, unfinished);
             finish(unfinished.path);
-            // A file that has appeared at the target since the look stays.
+            // A file that has appeared at the target since the look stays (Directory::move()).
             if (!directory.move(unfinishedCopyName, directory, name))
                 throw copyError("Couldn't copy ", from, to.name, " (path already exists)");
         });

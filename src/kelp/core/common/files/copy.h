@@ -10,13 +10,13 @@ class Directory;
 
 // A copied file has the content and the permission bits of the original; copyContent() tells about set-id
 // bits. Except after copyContent(), it also has the original's extended attributes that are not empty. Owner
-// and times are those of a new file. No function overwrites a file, but copyDirectory() also fills an
-// existing directory.
+// and times are those of a new file. No function overwrites a file at its target, but copyDirectory() also
+// fills an existing directory.
 //
 // All but copyContent() raise ErrorCode::Filesystem. After a failure, parents that were made stay.
 // copyInOneStep() then removes its unfinished copy, and copyDirectory(), if it has begun to fill `to`,
-// removes `to` with all that it holds. Each logs a removal that fails. The others leave an incomplete file
-// when the content cannot be copied, and remove the file when the attributes cannot be set.
+// removes `to` with all that it holds. Each logs a removal that fails. The others may leave an incomplete
+// file when the content cannot be copied, and remove the file when the attributes cannot be set.
 
 /// Copies a link as copySymlink does, a directory, or a regular file. Raises when `from` does not exist (a
 /// dangling link does not), when `to` exists, and for any other kind of entry.
@@ -38,10 +38,11 @@ void copyInOneStep(const std::filesystem::path &from, const Directory &directory
 /// attributes cannot be carried over, `to` is removed and the attribute's error is raised.
 void copyFile(const std::filesystem::path &from, const std::filesystem::path &to);
 
-/// Copies a link. If its text begins with neither "." nor "/", it leads beside or below the link: the copy is
-/// a link with the same text. Any other link, or one that cannot be made, is logged, and copyFile() copies
-/// the file that the text names. Then a relative text counts from the working directory, and not from the
-/// link. No packaged link of a stored version begins with ".": resolveLink() has made such texts absolute.
+/// Copies a link. If its text begins with neither "." nor "/", it counts as leading beside or below the link:
+/// the copy is a link with the same text. Any other link, or one that cannot be made, is logged, and
+/// copyFile() copies the file that the text names. Then a relative text counts from the working directory,
+/// and not from the link. No packaged link of a stored version begins with ".": resolveLink() makes such
+/// texts absolute.
 void copySymlink(const std::filesystem::path &from, const std::filesystem::path &to);
 
 /// Copies a directory with all below it. If an entry cannot be copied, `to` is removed, even if it existed

@@ -191,7 +191,7 @@ std::optional<Directory> Directory::find(const fs::path &path) const {
     requireDownward(path);
     if (FileDescriptor found = openBeneath(directory_.get(), path, directoryFlags); found.get() >= 0)
         return Directory(std::move(found), path_ / path);
-    // The kernel may not know the call. And single steps show what is in the way.
+    // Single steps show what is in the way: nothing, a file or a link.
     Directory here = again();
     for (const fs::path &name : path) {
         FileDescriptor next = here.step(name);
@@ -231,8 +231,8 @@ Directory Directory::makeStep(const std::string &name) const {
     Directory made(step(name), path_ / name);
     if (made.directory_.get() < 0)
         throw failure("cannot make directory", path_ / name, ENOTDIR);
-    // A directory that is ours, closed and empty was made just now, or by a start that was killed right here.
-    // Any other is foreign.
+    // A directory that is ours, closed and empty counts as made just now, or by a start that was killed right
+    // here. Any other is foreign.
     const struct stat status = statusOf(made.directory_, made.path_);
     if (status.st_uid == ::geteuid() && (status.st_mode & ACCESSPERMS) == unfinishedMode &&
         made.names().empty())
@@ -279,7 +279,7 @@ bool Directory::move(const std::string &name, const Directory &to, const std::st
         return true;
     if (errno == EEXIST)
         return false;
-    // Some filesystems cannot do it in one look.
+    // Some filesystems cannot refuse a taken name within the rename.
     const bool isUnknown = errno == EINVAL || errno == ENOSYS;
     struct stat status = {};
     if (isUnknown && ::fstatat(to.directory_.get(), newName.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0)

@@ -26,8 +26,8 @@ public:
 
     /// Opens a directory by its path. Follows only links that root alone can have made: root owns the link
     /// and the directory in which it lies, and nobody else can write to that directory. Refuses any other
-    /// link, and ".." out of a directory that others own or can write to (isRefusal()). Returns nothing when
-    /// there is no such directory.
+    /// link, a loop of links, and ".." out of a directory that others own or can write to (isRefusal()).
+    /// Returns nothing when there is no such directory.
     static std::optional<Directory> byLinksOfRoot(const std::filesystem::path &path);
 
     /// The same, but makes missing directories, owned by the caller and with the permissions of its umask.
@@ -40,11 +40,13 @@ public:
     const std::filesystem::path &path() const { return path_; }
 
     /// Opens a directory below this one, by a relative path on which no link is followed. Nothing when there
-    /// is none, or something else of that name.
+    /// is none, or a file in its place; a link is refused.
     std::optional<Directory> find(const std::filesystem::path &path) const;
 
-    /// The same, but makes missing directories. A made directory belongs to the owner of its parent, so that
-    /// people can use it in their homes. A kill in between leaves empty directories.
+    /// The same, but makes missing directories, and raises for a file in the way. A new directory gets its
+    /// parent's permissions and, from root, its owner, so that people can use it in their homes. A kill
+    /// leaves empty directories, the last one perhaps closed to others. So a directory of the caller's that
+    /// exists, empty and closed, counts as new.
     Directory make(const std::filesystem::path &path) const;
 
     /// The status of an entry; does not follow a link. False when there is none.
@@ -59,11 +61,13 @@ public:
     /// Everything in the directory, sorted.
     std::vector<std::string> names() const;
 
-    /// A path that leads to an entry by the open directory, for reading it. Good for as long as this object.
+    /// A path that leads to an entry by the open directory, for calls that take only paths. Good for as long
+    /// as this object.
     std::filesystem::path reach(const std::string &name) const;
 
-    /// Renames an entry, a link itself where it is one, and never over anything: false when the new name is
-    /// taken there. One atomic step; raises across filesystems.
+    /// Renames an entry, a link itself where it is one, and not over anything: false when the new name is
+    /// taken there. One atomic step; raises across filesystems. If a filesystem cannot do both in one step, a
+    /// file that appears at the new name right before the rename is replaced.
     bool move(const std::string &name, const Directory &to, const std::string &newName) const;
 
     /// Exchanges the names of two entries, in one atomic step: both names exist at every moment. False where

@@ -14,7 +14,7 @@ class FileDescriptor;
 // Writing that survives a power cut. All raise ErrorCode::Filesystem after logging the system's reason.
 
 /// Replaces the content of `path`, durably. Raises "Unable to open PATH file for writing", or "Failed to
-/// write data to PATH file" and then leaves a file of undefined content.
+/// write data to PATH file". The latter, and a kill, leave a file of undefined content.
 void writeDurably(const std::filesystem::path &path, std::string_view content);
 
 /// Whether an operation's writes are on disk on its return. A later flush of the filesystem suffices if
@@ -35,7 +35,7 @@ void replaceDurably(const std::filesystem::path &path, std::string_view content)
 /// Flushes the content of a file that was written by other means.
 void flushFile(const std::filesystem::path &path);
 
-/// In bytes, more than any of our files has, except the take-over journal.
+/// In bytes. More than our files have, except the take-over journal and the lists of a huge application.
 constexpr std::uintmax_t longestText = std::uintmax_t(64) << 20;
 
 /// The content of a file; nothing when there is none. Raises "Couldn't read file: PATH" for one that cannot

@@ -7,9 +7,9 @@
 
 namespace Common {
 
-// Extended attributes (xattr(7)). Values are bytes held in a string. Reading follows a link; setting does
-// not, so a link itself receives the attribute. All functions raise ErrorCode::Filesystem with the errno of
-// the system call that failed, and log nothing.
+// Extended attributes (xattr(7)). Values are bytes held in a string. Reading follows a link. Setting does
+// not, and the kernel gives a link no "user." attribute. All functions raise ErrorCode::Filesystem with the
+// errno of the system call that failed, and log nothing.
 
 /// Sets the attribute, replacing an old value. An empty value sets nothing and succeeds.
 void setExtendedAttribute(const std::filesystem::path &path, const std::string &name,

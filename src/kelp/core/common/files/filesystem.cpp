@@ -30,8 +30,8 @@ template<class Iterator>
 std::vector<TimestampedPath> entriesOf(const fs::path &directory) {
     std::vector<TimestampedPath> entries;
     for (const fs::directory_entry &entry : Iterator(directory))
-        // Through links, in every listing: a dangling link of a version must fail here, so that it is not
-        // published (DanglingLinks::Fail).
+        // Through links, in every listing: a dangling link fails here, as the publication of a version with
+        // one does (DanglingLinks::Fail).
         entries.push_back({entry.path(), fs::last_write_time(entry.path())});
     return entries;
 }
@@ -163,7 +163,7 @@ bool hasSameContent(const fs::path &a, const fs::path &b) {
             return false;
         std::ifstream first(a, std::ios::binary);
         std::ifstream second(b, std::ios::binary);
-        // These iterators take an error for the end: two unreadable files would seem the same.
+        // These iterators take a file that is not open for an empty one: two such files would seem the same.
         const bool isOpen = first.is_open() && second.is_open();
         const bool same =
             std::equal(std::istreambuf_iterator<char>(first), {}, std::istreambuf_iterator<char>(second));

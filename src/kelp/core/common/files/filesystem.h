@@ -23,8 +23,9 @@ void requireNoMount(const std::filesystem::path &path);
 /// Makes the directory and its parents. One that exists is fine.
 void createDirectories(const std::filesystem::path &path);
 
-/// The same, but makes the directory itself for its owner alone (0700). One that exists keeps its mode. If
-/// the directory itself cannot be made, that is not logged, and the error has the system's reason.
+/// The same, but makes the directory itself for its owner alone (0700). Whatever has its name already stays
+/// as it is, a file too. If the directory itself cannot be made, that is not logged, and the error has the
+/// system's reason.
 void createPrivateDirectory(const std::filesystem::path &path);
 
 /// Replaces the permission bits.

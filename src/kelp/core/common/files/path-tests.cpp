@@ -92,7 +92,7 @@ bool isEmptyDirectory(const fs::path &path) {
     if (!isDirectory(path))
         throw Error(ErrorCode::Filesystem,
                     "Attempt to check if the path is an empty directory, but the path is not a directory");
-    // "No" is the safe answer: the launcher clears a directory that counts as empty.
+    // "No" is the safe answer: a caller may remove a directory that counts as empty.
     return logged([&] { return fs::is_empty(path); });
 }
 

@@ -5,7 +5,7 @@
 namespace Common {
 
 /// A private directory, which the destructor removes with all its contents. It lies in the temporary
-/// directory. If that cannot be written, as on a read-only root, it lies in the service's RUNTIME_DIRECTORY,
+/// directory. If it cannot be made there, as on a read-only root, it lies in the service's RUNTIME_DIRECTORY,
 /// or in /run for a program that systemd gave none. After a kill it stays until the system clears that place.
 class ScratchDirectory {
 public:
