@@ -12,8 +12,8 @@ namespace Common::Rpm {
 
 /// Raises ErrorCode::Internal "Couldn't read the rpm database: REASON" if the machine's rpm database is not
 /// where rpm's configuration says, or if a look for it fails. librpm would make an empty database there, even
-/// for a reader, and nothing would seem installed. Also raises if a file of rpm's configuration cannot be
-/// read, since that file may say where the database is. Call this before librpm opens the database.
+/// for a reader, and nothing would seem installed. Also raises if one of rpm's macro files cannot be read,
+/// since that file may say where the database is. Call this before librpm opens the database.
 void requireDatabase();
 
 /// A copy of the machine's rpm database, for readers. librpm writes files beside a database when it opens it,
@@ -22,11 +22,12 @@ void requireDatabase();
 /// be one such object at a time. While it lives, it silences librpm.
 class DatabaseCopy {
 public:
-    /// Raises ErrorCode::Internal "Another process changes the rpm database" while another process holds its
-    /// lock for writing. Raises the same if there was no lock file, and another process has made it during
-    /// the copy. Also raises ErrorCode::Filesystem "Couldn't copy the rpm database: REASON", and as
-    /// requireDatabase() and ScratchDirectory do. The process must have no Transaction: this constructor
-    /// opens and closes the lock file, and the kernel then drops the Transaction's lock.
+    /// Raises ErrorCode::Internal "Another process changes the rpm database" when it cannot take the
+    /// lock of the database, as while another process holds that for writing. Raises the same if there was no
+    /// lock file, and another process has made it during the copy. Also raises ErrorCode::Filesystem
+    /// "Couldn't copy the rpm database: REASON", and as requireDatabase() and ScratchDirectory do. The
+    /// process must have no Transaction: this constructor opens and closes the lock file, and the kernel then
+    /// drops the Transaction's lock.
     DatabaseCopy();
     DatabaseCopy(const DatabaseCopy &) = delete;
     DatabaseCopy &operator=(const DatabaseCopy &) = delete;

@@ -32,7 +32,7 @@ std::shared_ptr<rpmfi_s> openPayload(FD_t file, const std::string &compressor, r
     return {rpmfiNewArchiveReader(payload, files, RPMFI_ITER_READ_ARCHIVE), rpmfiFree};
 }
 
-/// An archive reader cannot be moved, so the names come from the list after it.
+/// An archive reader cannot be moved, so the names come from the header's list.
 std::string nameAt(rpmfiles files, int fileIndex) {
     const std::unique_ptr<char, decltype(&std::free)> name(rpmfilesFN(files, fileIndex), std::free);
     return name ? name.get() : "";

@@ -27,8 +27,7 @@ public:
     /// the others would say it again.
     enum class Unexpected { Logged, Silent };
 
-    /// Walks the package of `reader`. Raises ErrorCode::BadPackageFileFormat "Couldn't read rpm package" when
-    /// the header's file list contradicts itself.
+    /// Walks the package of `reader`. Raises as fileList() does.
     explicit FileIterator(const Reader &reader);
 
     /// The same over a package file; raises as Reader does too.

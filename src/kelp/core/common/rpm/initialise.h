@@ -9,8 +9,8 @@ namespace Common::Rpm {
 /// constructor of this folder that needs this configuration calls this.
 void initialise();
 
-/// Sends librpm's messages to the log once it is initialised, and not to standard error: they hold raw names
-/// of files and packages. Does not touch the library.
+/// Makes the first initialise() send librpm's messages to the log, and not to standard error: they hold raw
+/// names of files and packages. Does not touch the library.
 void logLibrary();
 
 /// Makes the C library return each block of 128 KiB or more to the system when it is freed. By default, a

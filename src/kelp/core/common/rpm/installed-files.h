@@ -17,7 +17,7 @@ namespace Common::Rpm {
 /// rpm's records of installed packages. Does not look at the disk. The object keeps the record's list alive.
 class InstalledFiles {
 public:
-    /// Raises ErrorCode::BadPackageFileFormat "Couldn't read rpm package" when the list contradicts itself.
+    /// Raises as Reader::fileList() does.
     explicit InstalledFiles(const Reader &reader);
 
     int count() const;
@@ -38,8 +38,9 @@ public:
     /// In lower-case hexadecimal digits; nothing when the header has no digest, or another kind.
     std::optional<std::string> sha256(int index) const;
 
-    /// Whether rpm put the file there and takes it away with the package. It leaves files that it never
-    /// installed (excluded documentation, languages, colours), and files that another package replaced.
+    /// Whether rpm's record has the file as installed: rpm takes such files away with the package. It leaves
+    /// those that it never installed (excluded documentation, languages, colours) or another package
+    /// replaced.
     bool isInstalled(int index) const;
 
     // The list as rpm keeps it, for walks over many packages and few directories. It has each directory once,

@@ -182,7 +182,7 @@ std::string Reader::digest() const {
 
 namespace {
 
-/// Whether the paths together are about as long as the header, as in sound packages. The header has each
+/// Whether the paths together are not far longer than the header, as in sound packages. The header has each
 /// directory once: a long directory shared by many files could expand to a gigabyte of paths.
 bool hasBearablePaths(rpmfiles files, std::size_t headerSize) {
     std::vector<std::size_t> directories;

@@ -27,8 +27,8 @@ public:
     /// log after logLibrary(). The file stays open as long as a copy of this reader lives. Raises
     /// ErrorCode::FileNotFound "Couldn't open rpm package". Raises ErrorCode::BadPackageFileFormat "Couldn't
     /// read rpm package" for a file that is no binary package (a pipe, a directory, a source package), whose
-    /// header is cut short or damaged, or that the policy `signatures` refuses; Error::systemReason() says
-    /// which. Does not look at the payload.
+    /// header is cut short or damaged, or that the policy `signatures` refuses. Error::systemReason() says
+    /// which, but takes a wrong signature for a damaged header. Does not look at the payload.
     explicit Reader(const std::filesystem::path &package, Signatures signatures = Signatures::OfMachine);
 
     /// Borrows a header, not null. The reader and its copies are valid only as long as the header; with

@@ -21,8 +21,8 @@ class Transaction {
 public:
     using Flags = std::uint32_t;
 
-    /// For the constructor: keeps all others from the database. A run is durable only after a flush of the
-    /// filesystem of databaseDirectory().
+    /// For the constructor: keeps all other transactions from the database, but not readers such as `rpm -q`.
+    /// A run is durable only after a flush of the filesystem of databaseDirectory().
     static constexpr Flags WriteLock = 2;
     static constexpr Flags NoPlugins = 0x80; ///< For addFlags: rpm's plugins stay out of the run.
 
@@ -59,8 +59,8 @@ public:
     /// given, with it, as the walk does. Raises as the walk does.
     Record lookUp(std::uint32_t instance, const std::function<void(const Reader &)> &found = {}) const;
 
-    /// Whether a record lists the absolute `path`, also through links of the system. If the database cannot
-    /// tell, the path counts as owned.
+    /// Whether a record has the absolute `path` as installed, also through links of the system. If the
+    /// database cannot tell, the path counts as owned.
     bool isOwned(const std::string &path) const;
 
     /// Adds the erasure of an installed package to the run. Raises ErrorCode::Internal "Couldn't add erase
@@ -87,7 +87,8 @@ private:
 /// The place of a package's record in the database. A reinstalled package gets another one.
 std::uint32_t databaseInstance(const Reader &installed);
 
-/// The directory of the machine's rpm database, by rpm's configuration.
+/// The directory of the machine's rpm database, by rpm's configuration; of its copy while a DatabaseCopy
+/// lives.
 std::filesystem::path databaseDirectory();
 
 } // namespace Common::Rpm

@@ -10,7 +10,8 @@ struct rpmver_s;
 namespace Common::Rpm {
 
 /// A package version "[EPOCH:]VERSION[-RELEASE]" with rpm's order: digits compare as numbers, letters as
-/// text, "~" sorts before everything and "^" after (rpm-version(7)).
+/// text. "~" sorts before everything, even the end of the text, and "^" right after that end
+/// (rpm-version(7)).
 class Version {
 public:
     /// None when rpm refuses the text, as it does an empty one.
