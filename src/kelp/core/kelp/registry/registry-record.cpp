@@ -39,8 +39,7 @@ void forEachPiece(std::string_view text, std::string_view separator, const Use &
     }
 }
 
-/// The values of a line as they stand.
-/// Views of the line, which outlives them.
+/// The values of a line as they stand. The views are of the line, which outlives them.
 struct Fields {
     std::string_view timestamp;
     std::string_view event;

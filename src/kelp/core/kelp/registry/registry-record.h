@@ -54,8 +54,8 @@ enum class Complaints { Logged, Passed };
 
 /// Reads the record in a line; nothing if the line lacks a value other than that of `prev-keyids`, or has one
 /// that cannot be used. If a key is repeated, its last value counts; of `prev-keyids`, all values count. An
-/// unknown key is skipped, so that later versions can add keys. Unusable lines and unknown keys are logged,
-/// unless `complaints` says otherwise.
+/// unknown key is skipped, so that later versions can add keys; the record does not keep it. Unusable lines
+/// and unknown keys are logged, unless `complaints` says otherwise.
 std::optional<RegistryRecord> parseRecord(const std::string &line,
                                           Complaints complaints = Complaints::Logged);
 

@@ -78,7 +78,7 @@ bool withExclusiveLock(const std::function<bool()> &function) {
 std::optional<std::string> registryText() {
     const fs::path path = registryFile();
     try {
-        // It alone tells absence from a failed look: after a failure the next write would drop all records.
+        // This tells absence from a failed look: taken for absence, the next write would drop all records.
         return Common::readIfExists(path).value_or("");
     } catch (const Common::Error &) {
         LogStream(LogLevel::Error) << "Couldn't open registry: " << path;

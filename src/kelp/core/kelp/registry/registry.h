@@ -37,7 +37,8 @@ public:
     /// The same for several, in their order and as one replacement: adds all or none.
     bool writeRecords(std::span<const RegistryRecord> records) const;
 
-    /// Keeps a file with lines that cannot be read, and goes on without them. They are not logged.
+    /// Writes the registry anew without lines that cannot be read, after keeping the file as writeRecord()
+    /// does. Does not log these lines.
     bool dropBadLines() const;
 };
 
