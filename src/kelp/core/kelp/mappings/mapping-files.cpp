@@ -27,7 +27,7 @@ using Common::ErrorCode;
 using Common::LogLevel;
 using Common::LogStream;
 
-/// The sole mark that tells a copied mapping from an unrelated file.
+/// The sole mark that tells a copied file from an unrelated one.
 constexpr const char *targetAttribute = "user.kelp.mapping.target";
 
 Error conflictAt(const fs::path &target) {

@@ -12,11 +12,12 @@ namespace Core::KELP {
 enum class MappingMode {
     Link, ///< A symbolic link to the file in the store.
     Copy, ///< A copy that carries the path of its source in the attribute "user.kelp.mapping.target". A link
-          ///< to a directory is published as a link to its place in the store.
+          ///< to a directory is published as a link to its place in the store. A link that
+          ///< Common::copySymlink() copies as a link carries no attribute.
 };
 
 /// Where the mapping at `path` points: the text of a link, or the attribute of a copy. Raises
-/// ErrorCode::Internal when `path` is neither.
+/// ErrorCode::Internal when `path` is neither, or when the look fails.
 std::filesystem::path mappingTarget(const std::filesystem::path &path);
 
 /// The same, but nothing for any other file, or none. A failed look raises ErrorCode::Filesystem, for callers
@@ -26,10 +27,12 @@ std::optional<std::filesystem::path> findMapping(const std::filesystem::path &pa
 /// The same of an entry of an open directory.
 std::optional<std::filesystem::path> findMapping(const Common::Directory &directory, const std::string &name);
 
+// These four take a failed look for "no"; only isCopiedLinkOf() may raise.
+
 /// Whether `path` is a link, or a copy that still carries its attribute.
 bool isMapping(const std::filesystem::path &path);
 
-/// Whether `path` points to `source`, as only what createMapping() makes of it does.
+/// Whether `path` points to `source`, as what createMapping() makes of it does, but for a copied link.
 bool isMappingOf(const std::filesystem::path &path, const std::filesystem::path &source);
 
 /// Whether `path` points to anything below `directory`. Compares the texts.

@@ -20,7 +20,7 @@ struct Rule {
 constexpr bool perPackage = true;
 constexpr bool shared = false;
 
-/// One file below a row that requires copies makes the whole package published by copies.
+/// If the source of a row that requires copies exists, the whole package is published by copies.
 constexpr Rule rules[] = {
     {"bin", "usr/bin/", shared, 0, 0},
     {"connman/plugin", "usr/lib/connman/plugins-vpn/", shared, 1, 0},

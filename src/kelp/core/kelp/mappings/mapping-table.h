@@ -17,7 +17,8 @@ enum class Rooted : std::uint32_t {
 };
 
 /// The mapping rules of one package. The order of the rows decides when a path is looked up. `keyId` is the
-/// developer's key id; rows for shared organisation data need the names.
+/// developer's key id. The row of the organisation's shared data needs its name and the key id, that of the
+/// application's needs both names. An empty text counts as absent.
 std::vector<Mapping> buildMappings(const std::string &id, const std::string &keyId,
                                    const std::optional<std::string> &orgName,
                                    const std::optional<std::string> &appName, Rooted rooted);

@@ -23,7 +23,7 @@ public:
     /// Not 0 when files below the target cannot be links. One such source that exists in a package switches
     /// all of the package's mappings to copies.
     std::int32_t requiresCopy() const { return requiresCopy_; }
-    /// Not 0 when the target directory belongs to the package alone and goes when the package goes.
+    /// Not 0 when the target directory belongs to the package alone. It goes with the package, if empty then.
     std::int32_t ownsDirectory() const { return ownsDirectory_; }
 
 private:
