@@ -24,7 +24,8 @@ public:
     /// an unknown group.
     std::vector<std::string> groupKeys(const std::string &group) const;
 
-    /// The text with its escapes resolved. Empty when the key is absent or an escape is bad.
+    /// The text with its escapes resolved. Empty when the key is absent, or when the text is not UTF-8 or has
+    /// a bad escape.
     std::string value(const std::string &group, const std::string &key) const;
     /// The same of the group "Desktop Entry".
     std::string value(const std::string &key) const;

@@ -7,7 +7,8 @@
 
 namespace ManagedConfiguration::Validator {
 
-/// Whether a text, which comes in pieces, is one JSON object. Keeps none of the text.
+/// Whether a text, which comes in pieces, is one JSON object, nested at most 32 levels deep. Keeps none of
+/// the text.
 class JsonObjectCheck {
 public:
     JsonObjectCheck();
@@ -15,10 +16,10 @@ public:
     JsonObjectCheck &operator=(const JsonObjectCheck &) = delete;
     ~JsonObjectCheck();
 
-    /// Reads on; false when the text cannot become an object any more.
+    /// Reads on; false when the text cannot become such an object any more.
     bool feed(std::string_view piece);
 
-    /// Whether the text so far is a whole object.
+    /// Whether the text, which ends here, is whole.
     bool finish();
 
 private:
@@ -36,8 +37,8 @@ public:
     /// The validator for a directory of schemas, one shared object for each.
     static std::shared_ptr<CPFValidator> instance(const std::filesystem::path &schemas);
 
-    /// Whether the package of that name has a configuration parameter file at `path`: a file whose name ends
-    /// in ".json" at any depth below the package's directory "managed-configuration".
+    /// Whether a file at `path` would be a configuration parameter file of the package. Compares texts: such
+    /// a path ends in ".json", and lies at any depth below the package's directory "managed-configuration".
     bool isConfigurationParameterFile(const std::string &package, const std::filesystem::path &path) const;
 
     /// Whether the file holds one JSON object, nested at most 32 levels deep. False for anything but a
