@@ -40,7 +40,7 @@ void run(const Migration &migration, Core::Configuration &configuration) {
         return;
     }
     try {
-        // A failed migration leaves its work so far; the next run goes on from there.
+        // A failed migration leaves its work so far, which the next run completes.
         migration.callback(configuration);
     } catch (const std::exception &error) {
         LogStream(LogLevel::Error) << error;

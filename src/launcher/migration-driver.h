@@ -16,11 +16,11 @@ struct Migration {
     std::string name;
     std::filesystem::path stampPath;                     ///< An empty file that says that it is done.
     std::function<void(Core::Configuration &)> callback; ///< Fails by throwing.
-    std::filesystem::path pendingPath = {}; ///< While this file exists, it runs again despite the stamp.
+    std::filesystem::path pendingPath = {}; ///< While this file may exist, it runs again despite the stamp.
 };
 
-/// Whether the migration has left its stamp, and no work is left. After a failed look, which runMigrations()
-/// logs, it counts as not done.
+/// Whether the migration has left its stamp, and no work is left. After a failed look it counts as not done;
+/// runMigrations() logs a failed look for the stamp.
 bool isDone(const Migration &migration);
 
 /// Carries out the migrations that are not done (isDone()), in order, and makes the stamp of each whose

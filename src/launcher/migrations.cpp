@@ -220,7 +220,7 @@ void migrateRpmToStore(Core::Configuration &configuration) {
     store.migrateRpmPackages();
     Bindings(store, sources).run();
     store.requireCompleteLook();
-    // If an application did not arrive, there is no stamp; but all others are bound by now.
+    // If a failure kept an application from arriving, there is no stamp; but all others are bound by now.
     store.requireCompleteMigration();
 }
 

@@ -13,19 +13,21 @@ namespace Launcher {
 /// a failure of the whole trusted-sources database: `kelpctl doctor` finds packages without a binding.
 ///
 /// Throws when the take-over as a whole fails, and when the packages cannot be listed or the signature
-/// database cannot be used. Also throws if an application could not arrive, or a package could not be read,
-/// but only after all others are bound.
+/// database cannot be used. Also throws if a failure, not a conflict, kept an application from arriving, or a
+/// package could not be read, but only after all others are bound.
 void migrateRpmToStore(Core::Configuration &configuration);
 
 /// Moves the organisations' shared data to directories named after organisation and developer key. Logs a
 /// package whose data cannot be moved; that alone causes no retry. Throws when a package cannot be read, or
-/// when the packages, rpm's files or the users cannot be listed; then nothing has moved. Throws when a home
-/// could not be looked at, or is a link that leads nowhere; then the other users' data has moved. Throws when
-/// the moves cannot be flushed. After a throw, the next start tries all moves again.
+/// when the packages, their published files, rpm's files or the users cannot be listed; then nothing has
+/// moved. Throws when a home could not be looked at, or is a link that leads nowhere; then the other users'
+/// data has moved. Throws when the moves cannot be flushed. After a throw, the next start tries all moves
+/// again.
 void migrateOrganisationsToSkid(Core::Configuration &configuration);
 
-/// Gives each installed package the resource for the integrity daemon. Throws at the first failure; the next
-/// run starts again from the first package.
+/// Gives each installed package that needs it the resource for the integrity daemon, as
+/// Core::KELP::migrateIntegrityFile() does. Throws at the first failure, or at the end if a package could not
+/// be read. The next run starts again from the first package.
 void migrateIntegrityConfiguration(Core::Configuration &configuration);
 
 } // namespace Launcher
