@@ -13,7 +13,8 @@ struct DIGEST_CTX_s;
 
 namespace Common::Rpm {
 
-/// A digest by librpm, which all our programs load anyway, and which is as fast as any (docs/benchmarks.md).
+/// A digest by librpm, which all our programs load anyway, and which is about as fast as any
+/// (docs/benchmarks.md).
 class Digest {
 public:
     static constexpr int sha256 = 8; ///< As rpm numbers the algorithms.
