@@ -65,15 +65,19 @@ public:
     }
 
 private:
+    /// Whether the store may drop a version with it. An unread descriptor, or another package's, proves
+    /// nothing.
+    static bool isBroken(State descriptor) {
+        return descriptor == State::Absent || descriptor == State::Malformed;
+    }
+
     struct Look {
         StoreEntry::Slot slot;
         State descriptor = State::Absent;
 
         bool isWhole() const { return descriptor == State::Own; }
-        /// Whether the store may drop it. An unread descriptor, or another package's, proves nothing.
         bool isBroken() const {
-            return slot.lead == Lead::Nowhere ||
-                   (slot.counts() && (descriptor == State::Absent || descriptor == State::Malformed));
+            return slot.lead == Lead::Nowhere || (slot.counts() && PackageExamination::isBroken(descriptor));
         }
     };
 
@@ -131,10 +135,14 @@ private:
             examineCurrent();
     }
 
+    void addUnreadable(const fs::path &file, State state) {
+        add(FindingKind::UnreadableDescriptor, file,
+            state == State::Another ? "is that of another application or version"
+                                    : "cannot be read; the files are left as they are");
+    }
+
     void addUnreadable(PackageSlot slot, const Look &look) {
-        add(FindingKind::UnreadableDescriptor, descriptor(slot),
-            look.descriptor == State::Another ? "is that of another application or version"
-                                              : "cannot be read; the files are left as they are");
+        addUnreadable(descriptor(slot), look.descriptor);
     }
 
     /// One that names another package may be right, and its place wrong.
@@ -243,13 +251,7 @@ private:
     void examineWithoutCurrent() {
         const std::vector<std::string> versions = entry().content(underWay_).own;
         for (const std::string &version : versions)
-            if (entry().descriptor(version).state != State::Own)
-                examinePart(version);
-            else if (versions.size() == 1)
-                add(FindingKind::UnfinishedUpdate, place(version), "no link makes this version current",
-                    {"does it", [this_ = *this, version] { this_.prepare(version); }});
-            else
-                add(FindingKind::Leftover, place(version), "is named by no link, left of a killed run");
+            examineUnlinked(version, versions.size() == 1);
         if (!versions.empty())
             return;
         if (current_.slot.lead == Lead::Nowhere)
@@ -262,6 +264,19 @@ private:
                 // Fails, and removes nothing, if anything has come there by then.
                 {"removes it",
                  [directory = resolver_.packageDirectory(package_.id)] { fs::remove(directory); }});
+    }
+
+    void examineUnlinked(const std::string &version, bool isOnly) {
+        const State state = entry().descriptor(version).state;
+        if (isBroken(state))
+            examinePart(version);
+        else if (state != State::Own)
+            addUnreadable(resolver_.descriptorFile(package_.id, version), state);
+        else if (isOnly)
+            add(FindingKind::UnfinishedUpdate, place(version), "no link makes this version current",
+                {"does it", [this_ = *this, version] { this_.prepare(version); }});
+        else
+            add(FindingKind::Leftover, place(version), "is named by no link, left of a killed run");
     }
 
     /// A note proves that it came out of a package file, so it can be installed again.
