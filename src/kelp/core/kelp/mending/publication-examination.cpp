@@ -34,16 +34,12 @@ namespace Core::KELP {
 
 namespace {
 
-/// Whether a published copy still equals its source; a link always does.
+/// Whether a published copy still equals its source; a link always does. Raises as Common::hasSameContent().
 bool hasContentOf(const fs::path &target, const fs::path &source) {
     std::error_code error;
     if (!fs::is_regular_file(fs::symlink_status(target, error)))
         return true;
-    try {
-        return fs::is_regular_file(source, error) && Common::hasSameContent(target, source);
-    } catch (const Common::Error &) {
-        return false;
-    }
+    return fs::is_regular_file(source, error) && Common::hasSameContent(target, source);
 }
 
 /// By the road that the publication takes: nobody but root decides where it leads.
@@ -146,13 +142,25 @@ private:
                 "is somebody else's, where a file of this application belongs", {});
         else if (isLinkForCopy(file))
             add(FindingKind::Changed, file.target, "is a link where a copy belongs", {});
-        else if (!hasContentOf(file.target, file.source))
-            // The wanted content is unknown: a copy may have been changed on purpose.
-            add(FindingKind::Changed, file.target,
-                "has another content than the file in the store; kelpctl verify tells if that one is altered",
-                {});
         else
-            examineCopy(file);
+            examineContent(file);
+    }
+
+    /// A copy that cannot be read may be right.
+    void examineContent(const PlannedFile &file) {
+        try {
+            if (hasContentOf(file.target, file.source))
+                examineCopy(file);
+            else
+                // The wanted content is unknown: a copy may have been changed on purpose.
+                add(FindingKind::Changed, file.target,
+                    "has another content than the file in the store; kelpctl verify tells if that one is "
+                    "altered",
+                    {});
+        } catch (const Common::Error &error) {
+            add(FindingKind::Unexamined, file.target,
+                "could not be examined: " + Common::explainedText(error), {});
+        }
     }
 
     /// A copy belongs to root, and has its source's permissions and attribute. Each repair looks at the
