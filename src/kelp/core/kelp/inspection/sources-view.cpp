@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 
 namespace Core::KELP {
 
@@ -19,19 +20,25 @@ namespace {
 
 using SQLite::Statement;
 
-/// A missing switch counts as off: in a database of an earlier version, or after a kill of its first writer.
-bool isAllowed(SQLite::Database &database, const char *id) {
+std::optional<bool> switchOf(SQLite::Database &database, const char *id) {
     if (!database.tableExists("configuration"))
-        return false;
+        return std::nullopt;
     Statement query(database, "SELECT data FROM configuration WHERE id = ?");
     query.bind(1, id);
-    return query.executeStep() && query.getColumn(0).getInt64() == 1;
+    return query.executeStep() ? std::optional(query.getColumn(0).getInt64() == 1) : std::nullopt;
+}
+
+/// A database of the first version has the opposite switch, until a writer comes. Without either, as after a
+/// kill of the first writer, they are refused.
+bool isMissingSourceAllowed(SQLite::Database &database) {
+    return switchOf(database, "missing_source_allowed")
+        .value_or(switchOf(database, "required") == std::optional(false));
 }
 
 SourcesView readAll(SQLite::Database &database) {
     SourcesView view;
-    view.missingSourceAllowed = isAllowed(database, "missing_source_allowed");
-    view.webPwaSourceAllowed = isAllowed(database, "web_pwa_source_allowed");
+    view.missingSourceAllowed = isMissingSourceAllowed(database);
+    view.webPwaSourceAllowed = switchOf(database, "web_pwa_source_allowed").value_or(false);
     if (!database.tableExists("sources") || !database.tableExists("packages"))
         return view;
     Statement sources(database, "SELECT keyid, subject FROM sources ORDER BY subject DESC");
