@@ -129,12 +129,22 @@ private:
             refusePackage(id_, ErrorCode::FileConflict, ": " + obstacle);
     }
 
+    /// What cannot be read of the machine says nothing about the package, which would be thrown away for it.
+    template<class Read>
+    static auto ofMachine(const Read &read) {
+        try {
+            return read();
+        } catch (const Error &error) {
+            throw Error(ErrorCode::Filesystem, error.what()).causedBy(error);
+        }
+    }
+
     void check() {
         if (package_.id() != id_)
             throw Error(ErrorCode::BadPackageFileFormat, "The package file has changed meanwhile");
         if (package_.architecture() != "noarch" && package_.architecture() != Common::platformArchitecture())
             refusePackage(id_, ErrorCode::BadPackageArchitecture);
-        const auto inRpm = rpmRecords(configuration_, id_);
+        const auto inRpm = ofMachine([&] { return rpmRecords(configuration_, id_); });
         // Both would have their files at the same places, and rpm's next erasure would remove them.
         if (std::ranges::find(inRpm, id_, &RpmRecord::id) != inRpm.end() ||
             idsOnTheirWay(configuration_).contains(id_))
@@ -152,7 +162,7 @@ private:
         }
         // Read in any case: an unreadable database cannot be written either, and that would show only after
         // the package is in.
-        const SourcesView sources = SourcesView::read(configuration_);
+        const SourcesView sources = ofMachine([&] { return SourcesView::read(configuration_); });
         if (!certifiedSource(id_) && !sources.missingSourceAllowed)
             refusePackage(id_, ErrorCode::PackagesWithoutSourceNotAllowed,
                           "; \"kelpctl policy missing-source allow\" would let it in");
