@@ -112,10 +112,9 @@ void checkGroups(const ManifestEntry &entry, Logger &logger) {
 
 void appendGroupRules(Rules &rules) {
     for (const char *group : fixedGroups) {
-        // All names of the sandbox section but the first are older ones.
-        const bool isOld =
-            std::find(sandboxSections.begin() + 1, sandboxSections.end(), group) != sandboxSections.end();
-        rules.push_back({"group", isOld ? "deprecated" : "allowed", group});
+        // Of the names of the sandbox section only the first is today's, and the last is refused.
+        const bool isOld = group == sandboxSections[1], isRefused = group == sandboxSections[2];
+        rules.push_back({"group", isRefused ? "forbidden" : isOld ? "deprecated" : "allowed", group});
     }
     appendRules(rules, "group", "allowed",
                 std::vector{"X-Share Method NAME", "X-Task NAME", "X-Service NAME"});
