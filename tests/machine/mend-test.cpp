@@ -219,6 +219,12 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
     EXPECT_THAT(kelpctl("history org.example.x --json"), Not(HasSubstr("\"event\":\"U\"")));
     EXPECT_THAT(kelpctl("history com.example.devices --json"), HasSubstr("\"event\":\"U\""));
     EXPECT_EQ(there("grep -c 'timestamp=1 event=R package=org.example.reader' var/lib/kelp/registry"), "1\n");
+    // A version whose descriptor could not be read may be whole, and be the only one.
+    there("printf 'org.example.x\\n1.4.2-1\\nI\\n' >var/lib/kelp/installation; cd opt/app/org.example.x; "
+          "mv current /root/x; cd 1.4.2-1; mv velura.pkg kept; ln -s velura.pkg velura.pkg");
+    EXPECT_THAT(doctor("org.example.x --repair"),
+                HasSubstr("cannot be read; the files are left as they are"));
+    there("cd opt/app/org.example.x; mv 1.4.2-1/kept 1.4.2-1/velura.pkg; mv /root/x current");
     // Nobody's list names them any more; and the note of another's installation stays.
     there("printf 'org.example.gone\\n1-1\\nI\\n' >var/lib/kelp/installation; "
           "cd opt/app/com.example.devices; rm current; cp -a 2.0-7 current; "
@@ -410,8 +416,13 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
          R"({"event":"refused","id":"org.example.sound","version":"3-1","path":"/root/sound-3.rpm",)"
          R"("reason":"org.example.sound: Package with the same version is already installed"})" +
              status},
-        {"cp $IMAGE/root/sound-2.rpm $IMAGE/root/odd.rpm; echo >>$IMAGE/root/odd.rpm", "/root/odd.rpm",
-         "kelpctl: /root/odd.rpm: The payload does not match its digest" + status},
+        {"cd $IMAGE/var/lib/trusted-sources; mv db.sqlite3 db; printf %9000d >db.sqlite3",
+         "--allow-downgrade /root/sound-2.rpm",
+         "kelpctl: /root/sound-2.rpm: Couldn't read the trusted sources database "
+         "/var/lib/trusted-sources/db.sqlite3: file is not a database\nstatus 2\n"},
+        {"mv $IMAGE/var/lib/trusted-sources/db{,.sqlite3}; cd $IMAGE/root; cp sound-2.rpm odd.rpm; echo "
+         ">>odd.rpm",
+         "/root/odd.rpm", "kelpctl: /root/odd.rpm: The payload does not match its digest" + status},
         {"head -c 96 $IMAGE/root/sound-2.rpm >$IMAGE/root/odd.rpm", "/root/odd.rpm /root/none.rpm",
          "[E] /root/odd.rpm: signature hdr size(16): BAD, read returned 0\n"
          "kelpctl: /root/odd.rpm: Couldn't read rpm package: it is cut short\n"

@@ -139,6 +139,12 @@ TEST_F(SeeTest, ADamagedFileCostsWhatItAloneTells) {
     EXPECT_THAT(look("remove org.example.ticker"), HasSubstr("but its binding to a source stays: "));
     there("rm -r var/lib/trusted-sources");
     EXPECT_THAT(look("remove org.example.reader"), EndsWith("org.example.reader removed\n"));
+    // Before the first writer the old switch counts. A list that is missing says nothing.
+    there("mkdir -p var/lib/trusted-sources; cd var/lib/trusted-sources; sqlite3 db.sqlite3 'CREATE TABLE "
+          "configuration(id, data)' \"INSERT INTO configuration VALUES('version', 1), ('required', 0)\"; "
+          "mv /opt/app/org.example.notes/current/symlink.list /root");
+    EXPECT_THAT(kelpctl("policy"), HasSubstr("missing-source allow\n"));
+    EXPECT_THAT(kelpctl("files org.example.notes"), EndsWith("status 2\n"));
 }
 
 TEST_F(SeeTest, AFaultBesideAWriterMayBeHalfOfItsChange) {

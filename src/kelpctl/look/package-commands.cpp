@@ -10,6 +10,7 @@
 #include "kelp/core/kelp/inspection/unread.h"
 #include "kelp/core/kelp/mappings/mapping-files.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
+#include "kelp/core/kelp/package/path-list.h"
 #include "kelp/core/kelp/package/store-entry.h"
 
 #include <boost/json.hpp>
@@ -44,12 +45,17 @@ StoredApplication storedApplication(const Machine &machine, const std::string &i
     throw Common::Error(Common::ErrorCode::PackageNotExist, "Package " + id + " not installed");
 }
 
-std::vector<fs::path> filesOf(const Machine &machine, const std::string &id) {
+std::vector<fs::path> filesOf(const Machine &machine, const std::string &id, Unread &unread) {
     // Reads only this package: the list of all would measure the size of each.
     const StoreView store(machine.configuration());
     requireInstalled(store, id);
-    const auto files = store.publishedFiles(id).value_or(std::vector<std::string>());
-    return {files.begin(), files.end()};
+    const auto files = store.publishedFiles(id);
+    const fs::path list = Core::KELP::DatabasePathResolver(machine.configuration())
+                              .symlinkListFile(id, Core::KELP::PackageSlot::Current);
+    if (!files || Core::KELP::isTornPathList(list))
+        unread.add("Not all files that it publishes are known, since " + list.string() +
+                   " is missing or torn: see kelpctl doctor");
+    return files ? std::vector<fs::path>(files->begin(), files->end()) : std::vector<fs::path>();
 }
 
 std::string shownSize(const StoredApplication &application) {
@@ -99,7 +105,7 @@ void printInfo(std::ostream &output, const StoredApplication &application, const
 ExitStatus info(const Look &look) {
     Unread unread;
     const StoredApplication application = storedApplication(look.machine, look.argument, unread);
-    const std::vector<fs::path> files = filesOf(look.machine, look.argument);
+    const std::vector<fs::path> files = filesOf(look.machine, look.argument, unread);
     const auto records = unread.attempt([&] { return historyOf(look.argument, unread); })
                              .value_or(std::vector<Core::KELP::RegistryRecord>());
     if (look.isJson) {
@@ -116,13 +122,14 @@ ExitStatus info(const Look &look) {
 }
 
 ExitStatus files(const Look &look) {
-    const std::vector<fs::path> published = filesOf(look.machine, look.argument);
+    Unread unread;
+    const std::vector<fs::path> published = filesOf(look.machine, look.argument, unread);
     if (look.isJson)
         look.output << asJson(published) << '\n';
     else
         for (const fs::path &file : published)
             look.output << shown(file.native()) << '\n';
-    return ExitStatus::Accepted;
+    return tellUnread(unread, ExitStatus::Accepted);
 }
 
 /// An application that a path belongs to.
