@@ -10,7 +10,7 @@ namespace Common {
 
 /// The one lock for all processes that change the store: the launcher, and the changing commands of kelpctl.
 /// It is an advisory lock on the file var/lib/kelp/store.lock below the root prefix. Only root can open this
-/// file, so nobody else can block the writers. Its text names the process that holds the lock, for people. On
+/// file, so nobody else can lock it. Its text names the process that holds the lock, for people. On
 /// a read-only filesystem the text is not written, and the lock is on the file's directory if there is no
 /// file. Where only root can open that directory, it is locked as well: so the removal of the file lets no
 /// second process in. The kernel releases the lock when the process ends, however that happens.
