@@ -21,8 +21,8 @@ void migrateRpmToStore(Core::Configuration &configuration);
 /// package whose data cannot be moved; that alone causes no retry. Throws when a package cannot be read, or
 /// when the packages, their published files, rpm's files or the users cannot be listed; then nothing has
 /// moved. Throws when a home could not be looked at, or when a home, "home/", "srv/" or "usr/share/common/"
-/// is a link that leads nowhere; then the other data has moved. Throws when the moves cannot be flushed. After
-/// a throw, the next start tries all moves again.
+/// is a link that leads nowhere; then the other data has moved. Throws when the moves cannot be flushed.
+/// After a throw, the next start tries all moves again.
 void migrateOrganisationsToSkid(Core::Configuration &configuration);
 
 /// Gives each installed package that needs it the resource for the integrity daemon, as
