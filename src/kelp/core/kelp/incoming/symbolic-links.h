@@ -30,8 +30,8 @@ public:
     /// Judges each link under its name. If a link leads to a directory, also judges all that lies below the
     /// directory, under the names that it has through the link. Refuses a link that leads to nothing in the
     /// package. Refuses a directory, by its name through the link, below which names would nest too deep. The
-    /// names that all links bring in have a common limit: the directory with the first name beyond it is
-    /// refused in the same way, and the judging ends.
+    /// names that all links bring in have a common limit. The directory that holds the first name beyond the
+    /// limit is refused in the same way, and the judging ends.
     void judge(const Judge &judge, const Refuse &refuse) const;
 
 private:
