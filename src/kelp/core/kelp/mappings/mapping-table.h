@@ -17,8 +17,8 @@ enum class Rooted : std::uint32_t {
 };
 
 /// The mapping rules of one package. The order of the rows decides when a path is looked up. `keyId` is the
-/// developer's key id. The row of the organisation's shared data needs its name and the key id, that of the
-/// application's needs both names. An empty text counts as absent.
+/// developer's key id. The row of the organisation's shared data needs the organisation's name and the key
+/// id. The row of the application's shared data needs only the two names. An empty text counts as absent.
 std::vector<Mapping> buildMappings(const std::string &id, const std::string &keyId,
                                    const std::optional<std::string> &orgName,
                                    const std::optional<std::string> &appName, Rooted rooted);
