@@ -28,7 +28,7 @@ constexpr ValueRow conditions[] = {
     {"idle", {}},
 };
 
-/// An intent. Groups: its name; "/" and a part of the name; ":" and flags. Intents and tasks come from the
+/// An intent. Groups: its name; "/" and a further part; ":" and flags. Intents and tasks come from the
 /// package, so they are matched within the limits of Pattern. Each expression is compiled at its first use,
 /// since most applications have neither.
 const Pattern &intentPattern() {
