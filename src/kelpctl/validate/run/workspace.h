@@ -13,9 +13,10 @@ namespace KelpCtl {
 /// Where packages are unpacked in memory.
 constexpr const char *memoryDirectory = "/dev/shm";
 
-/// Whether to unpack a package of that size there, with `jobs` packages at once: TMPDIR is not set, the place
-/// is memory, the package has at most 64 MiB, and half of the free memory suffices. Others go to the
-/// directory for temporary files.
+/// Whether to unpack packages of `size` bytes in memoryDirectory, `jobs` of them at once. TMPDIR must not be
+/// set, memoryDirectory must be a writable filesystem in memory, and `size` at most 64 MiB. All `jobs`
+/// packages must fit into half of the free memory, and into half of the free space of memoryDirectory. Other
+/// packages go to the directory for temporary files.
 bool fitsMemory(std::uint64_t size, std::size_t jobs);
 
 /// The places that packages may be unpacked to, at most both.
