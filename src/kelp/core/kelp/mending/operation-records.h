@@ -45,9 +45,10 @@ std::optional<RegistryRecord> lastRecord(const std::string &id);
 bool recordInstallation(const IConfiguration &configuration, RegistryEvent event,
                         const PackageInformation &information);
 
-/// Records an interrupted installation if its version is current and has a descriptor of its own, and removes
-/// its note. After a kill it is repeated. Raises what the records raise, and ErrorCode::Filesystem if the
-/// package cannot be looked at; then the note stays.
+/// Records an interrupted installation if its version is current and has a descriptor of its own. Then, or if
+/// there is nothing to record, removes its note. After a kill it is repeated. Raises what the records raise,
+/// and ErrorCode::Filesystem if the package cannot be looked at or the registry cannot be written. After such
+/// a failure the note stays.
 void completeInstallation(const IConfiguration &configuration);
 
 /// Completes the removal that its note (removalFile()) names, if there is one. Returns the foreign entries
