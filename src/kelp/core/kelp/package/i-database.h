@@ -75,7 +75,7 @@ public:
 
     /// Whether `version` is newer than the version of record in rpm's order. Looks for that as packageInfo()
     /// does. False when either cannot be read. But if the version of record is a prepared one and cannot be
-    /// compared, all versions but the current one go, and that one counts.
+    /// compared, removes all versions but the current one, and compares with that one.
     virtual bool isNewerThanInstalled(const std::string &id, const std::string &version) = 0;
 
     virtual bool hasPendingUpdate(const std::string &id) = 0;
