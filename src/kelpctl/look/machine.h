@@ -25,9 +25,9 @@ void addRootOption(CLI::App &command, LookOptions &options);
 /// Adds --root and --json. `options` must live until the line is parsed.
 void addLookOptions(CLI::App &command, LookOptions &options);
 
-/// Whether the process sees whom files belong to. A user who has entered the root of a Machine does not,
-/// unless that root is the user's own: in the user's name space, the user's files seem to be root's, and all
-/// others nobody's.
+/// Whether the process sees whom files belong to. A user who has entered the root of a Machine does not: the
+/// user's files seem to be root's, and all others nobody's. But true if the user owns the root directory: the
+/// user then owns the whole image, and all of it will be root's on a machine.
 bool seesOwners();
 
 /// The examined machine. If a root was given, the process changes to that root for the rest of its life. So
