@@ -461,7 +461,11 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
     // A damaged registry that cannot be kept is not replaced either.
     run("cp $IMAGE/var/lib/kelp/registry $IMAGE/root; echo x >>$IMAGE/var/lib/kelp/registry; in_image strace "
         "-E ASAN_OPTIONS=detect_leaks=0 -qq -o /dev/null -e inject=link,linkat:error=EIO kelpctl doctor "
-        "--repair; grep -x x $IMAGE/var/lib/kelp/registry && mv $IMAGE/root/registry $IMAGE/var/lib/kelp");
+        "--repair; grep -x x $IMAGE/var/lib/kelp/registry");
+    EXPECT_THAT(
+        run("in_image strace -E ASAN_OPTIONS=detect_leaks=0 -qq -o /dev/null -P /usr/share/applications "
+            "-e inject=getdents64:error=EIO kelpctl doctor || mv $IMAGE/root/registry $IMAGE/var/lib/kelp"),
+        HasSubstr("kelpctl: Couldn't look for published files below /usr/share/applications\n"));
     // What cannot be looked at is not absent: the program would not be published.
     EXPECT_THAT(run("in_image strace -E ASAN_OPTIONS=detect_leaks=0 -qq -o /dev/null -P "
                     "/opt/app/org.example.sound/current/bin "

@@ -1,6 +1,7 @@
 #include "kelp/core/kelp/mending/stray-mappings.h"
 
 #include "kelp/core/common/errors/error.h"
+#include "kelp/core/common/errors/reraise-as.h"
 #include "kelp/core/common/files/durable-file.h"
 #include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/i-configuration.h"
@@ -90,11 +91,16 @@ public:
 private:
     /// Raises for an existing directory that cannot be read: its content is unknown.
     void walk(const fs::path &directory) {
-        if (!walked_.insert(directory).second || fs::status(directory).type() != fs::file_type::directory)
+        if (!walked_.insert(directory).second)
             return;
-        for (const fs::directory_entry &entry : fs::recursive_directory_iterator(directory))
-            if (entry.is_symlink() || entry.is_regular_file())
-                look(entry.path());
+        Common::reraiseAs(Common::ErrorCode::Filesystem,
+                          "Couldn't look for published files below " + directory.string(), [&] {
+                              if (fs::status(directory).type() == fs::file_type::directory)
+                                  for (const fs::directory_entry &entry :
+                                       fs::recursive_directory_iterator(directory))
+                                      if (entry.is_symlink() || entry.is_regular_file())
+                                          look(entry.path());
+                          });
     }
 
     void look(const fs::path &place) {

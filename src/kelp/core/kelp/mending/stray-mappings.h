@@ -30,7 +30,7 @@ std::vector<Finding> examineStrays(const IConfiguration &configuration, MachineV
 void takeBackStrays(const IConfiguration &configuration, const std::string &id);
 
 /// Where links and copies of a package stand, whether or not they lead anywhere. When they cannot be looked
-/// for, raises std::filesystem::filesystem_error or ErrorCode::Filesystem.
+/// for, raises ErrorCode::Filesystem "Couldn't look for published files below DIRECTORY".
 std::vector<std::filesystem::path> placesOfMappings(const IConfiguration &configuration,
                                                     const std::string &id);
 
