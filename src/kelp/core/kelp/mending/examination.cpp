@@ -97,6 +97,9 @@ std::vector<std::string> unknownIds(const IConfiguration &configuration, const s
         known.insert(id);
     for (const Finding &finding : examineRecords(configuration, views))
         known.insert(finding.id);
+    // Its findings lack those of a directory that it could not read.
+    if (!views.unread.texts().empty())
+        return {};
     std::vector<std::string> unknown;
     std::ranges::set_difference(ids, known, std::back_inserter(unknown));
     return unknown;

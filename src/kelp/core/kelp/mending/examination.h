@@ -23,8 +23,8 @@ std::vector<Finding> examine(const IConfiguration &configuration, const std::set
                              Unread &unread);
 
 /// The ids that are unknown to store, registry, sources and take-over, of no application in rpm, and of no
-/// finding of examineRecords(). None while one of these cannot be read. Raises as idsUnderWay() and
-/// examineRecords() do.
+/// finding of examineRecords(). None while one of these, or a directory of unpacked trees, cannot be read.
+/// Raises as idsUnderWay() does.
 std::vector<std::string> unknownIds(const IConfiguration &configuration, const std::set<std::string> &ids);
 
 struct Mending {
@@ -62,7 +62,7 @@ std::vector<Finding> examinePublication(const IConfiguration &configuration, con
 
 /// Findings about the registry, unfinished operations, the bindings to sources, records in rpm, rescued files
 /// and the remnants of killed runs. Further failed reads are added to the views. Raises as idsUnderWay()
-/// does, and when a directory of unpacked trees cannot be read.
+/// does.
 std::vector<Finding> examineRecords(const IConfiguration &configuration, MachineViews &views);
 
 } // namespace Core::KELP

@@ -60,8 +60,9 @@ public:
             examineRescued(id, path);
         for (const std::string &id : views_.leftBehind)
             examineLeftBehind(id);
-        examineTakeOvers();
-        examineLeftovers(OwnDirectory::installing(configuration_));
+        views_.unread.attempt([&] { return examineTakeOvers(), true; });
+        views_.unread.attempt(
+            [&] { return examineLeftovers(OwnDirectory::installing(configuration_)), true; });
         examineJournal();
         return std::move(findings_);
     }
