@@ -28,7 +28,9 @@ constexpr MachineWord words[] = {
      "--repair installs them when nothing is in their way. The shared data of people is moved by the "
      "launcher: see the heading.",
      aside, true},
-    {"unexamined", "doctor", "Looking at the application failed. The others were looked at.",
+    {"unexamined", "doctor",
+     "Looking at the application, or at a directory that leads to applications, failed. The others were "
+     "looked at.",
      "See to the reason that is given.", "An application that could not be looked at", true},
     {"unreadable-descriptor", "doctor",
      "The descriptor of the current version cannot be read, or names another application, version or key.",

@@ -82,13 +82,24 @@ struct OwnPlace {
     HeldEntry held() const { return {FileDescriptor(::open(path.c_str(), open)), path, type}; }
 };
 
+/// Nothing is known of what could not be looked at: it may be fine.
+void addFailedLook(const std::string &id, const fs::path &path, int error, std::vector<Finding> &findings) {
+    if (!Common::provesAbsence(error))
+        findings.push_back({id,
+                            FindingKind::Unexamined,
+                            path,
+                            "could not be examined: " + std::generic_category().message(error),
+                            {}});
+}
+
 /// Expects them as the store makes them: readable by everybody, changed only by root.
 void examinePlace(const std::string &id, const OwnPlace &place, std::vector<Finding> &findings) {
     struct stat status = {};
     const int flags = (place.open & O_NOFOLLOW) != 0 ? AT_SYMLINK_NOFOLLOW : 0;
+    if (::fstatat(AT_FDCWD, place.path.c_str(), &status, flags) != 0)
+        return addFailedLook(id, place.path, errno, findings);
     // Another kind of entry there is reported elsewhere.
-    if (::fstatat(AT_FDCWD, place.path.c_str(), &status, flags) != 0 ||
-        (status.st_mode & S_IFMT) != place.type)
+    if ((status.st_mode & S_IFMT) != place.type)
         return;
     const mode_t mode = status.st_mode & allModeBits;
     if (mode != place.mode)
@@ -214,7 +225,7 @@ std::vector<Finding> examineContents(const IConfiguration &configuration, const 
 void examineSharedDirectory(const std::string &id, const fs::path &path, std::vector<Finding> &findings) {
     struct stat status = {};
     if (::stat(path.c_str(), &status) != 0)
-        return;
+        return addFailedLook(id, path, errno, findings);
     constexpr mode_t searchable = 0111;
     const auto add = [&](FindingKind kind, const char *text) {
         findings.push_back({id, kind, path, text, {}});

@@ -22,7 +22,8 @@ namespace Core::KELP {
 std::vector<Finding> examineContents(const IConfiguration &configuration, const StoredPackage &package);
 
 /// Adds findings about a directory that leads to applications and that others use too, by what its owner or
-/// mode lets happen. They need a person: others may have a reason, and no repair changes what is theirs.
+/// mode lets happen. They need a person: others may have a reason, and no repair changes what is theirs. A
+/// failed look is a finding too.
 void examineSharedDirectory(const std::string &id, const std::filesystem::path &path,
                             std::vector<Finding> &findings);
 

@@ -2,6 +2,7 @@
 
 #include "kelp/core/common/errors/error.h"
 #include "kelp/core/common/files/durable-file.h"
+#include "kelp/core/common/files/path-tests.h"
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/kelp/package/contents-list.h"
 #include "kelp/core/kelp/package/database-path-resolver.h"
@@ -63,14 +64,12 @@ std::string obstacleTo(const IConfiguration &configuration, const fs::path &tree
 } // namespace
 
 std::string rescueObstacle(const IConfiguration &configuration, const fs::path &tree) {
-    std::error_code error;
-    if (!fs::exists(tree / StoreName::descriptor, error))
-        return "it has no descriptor";
     try {
-        return obstacleTo(configuration, tree);
+        return Common::lookThrough(tree / StoreName::descriptor) ? obstacleTo(configuration, tree)
+                                                                 : "it has no descriptor";
     } catch (const std::exception &unreadable) {
         // One broken tree must not hide all others.
-        return unreadable.what();
+        return Common::explainedText(unreadable);
     }
 }
 

@@ -9,7 +9,8 @@ class IConfiguration;
 
 namespace Core::KELP {
 
-/// Why the files of a package that could not be published still cannot be; empty when they can.
+/// Why the files of a package that could not be published still cannot be; empty when they can. A failed look
+/// is such a reason.
 std::string rescueObstacle(const IConfiguration &configuration, const std::filesystem::path &tree);
 
 /// Makes the rescued tree `tree` the current version of its package. Its published files are then still
