@@ -428,6 +428,7 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
          "kelpctl: /root/odd.rpm: Couldn't read rpm package: it is cut short\n"
          "kelpctl: /root/none.rpm: Couldn't open rpm package: No such file or directory\nstatus 2\n"},
     };
+    const std::string strace = "in_image strace -E ASAN_OPTIONS=detect_leaks=0 -qq -o /dev/null -e inject=";
     const std::string before = run(traces);
     run("cp " KELP_RPMS "/sound-?.rpm $IMAGE/root; put_file /var/lib/developer-moded/developer-moded.conf "
         "<<<$'[developermode]\\nvalidationEnabled=true'");
@@ -443,7 +444,11 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
         kelpctl("info org.example.sound --json"),
         HasSubstr("\"event\":\"U\",\"id\":\"org.example.sound\",\"key\":\"K1\",\"previous_keys\":[\"K2\"]"));
 
-    run("mkdir -p $IMAGE/var/lib/kelp/registry.next/x");
+    // Nobody else could reach the files while they were judged.
+    EXPECT_THAT(run("mkdir -p $IMAGE/var/lib/kelp/registry.next/x; " + strace +
+                    "fsetxattr:signal=KILL kelpctl install --allow-downgrade /root/sound-1.rpm || stat -c %a "
+                    "$IMAGE/opt/kelp/install/org.example.sound"),
+                EndsWith("\n700\n"));
     EXPECT_THAT(kelpctl("install --allow-downgrade /root/sound-1.rpm"), HasSubstr("see kelpctl doctor"));
     run("rm -r $IMAGE/var/lib/kelp/registry.next; in_image kelpctl doctor --repair");
     // What could not be taken back is remembered, and holds up nobody else.
@@ -459,19 +464,16 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
                 AllOf(HasSubstr("fsync("), HasSubstr("org.example.ticker removed\n")));
     run("umount $IMAGE/usr/bin; in_image kelpctl doctor --repair");
     // A damaged registry that cannot be kept is not replaced either.
-    run("cp $IMAGE/var/lib/kelp/registry $IMAGE/root; echo x >>$IMAGE/var/lib/kelp/registry; in_image strace "
-        "-E ASAN_OPTIONS=detect_leaks=0 -qq -o /dev/null -e inject=link,linkat:error=EIO kelpctl doctor "
-        "--repair; grep -x x $IMAGE/var/lib/kelp/registry");
+    run("cp $IMAGE/var/lib/kelp/registry $IMAGE/root; echo x >>$IMAGE/var/lib/kelp/registry; " + strace +
+        "link,linkat:error=EIO kelpctl doctor --repair; grep -x x $IMAGE/var/lib/kelp/registry");
     EXPECT_THAT(
-        run("in_image strace -E ASAN_OPTIONS=detect_leaks=0 -qq -o /dev/null -P /usr/share/applications "
-            "-P /opt/kelp/install -e inject=getdents64,newfstatat:error=EIO kelpctl doctor || mv "
-            "$IMAGE/root/registry $IMAGE/var/lib/kelp"),
+        run(strace + "getdents64,newfstatat:error=EIO -P /usr/share/applications -P /opt/kelp/install "
+                     "kelpctl doctor || mv $IMAGE/root/registry $IMAGE/var/lib/kelp"),
         AllOf(HasSubstr("kelpctl: Couldn't look for published files below /usr/share/applications\n"),
               HasSubstr("  unreadable-lines: "), HasSubstr("  unexamined: /usr/share/applications could ")));
     // What cannot be looked at is not absent: the program would not be published.
-    EXPECT_THAT(run("in_image strace -E ASAN_OPTIONS=detect_leaks=0 -qq -o /dev/null -P "
-                    "/opt/app/org.example.sound/current/bin "
-                    "-e inject=newfstatat:error=EIO kelpctl install /root/sound-1.rpm || true"),
+    EXPECT_THAT(run(strace + "newfstatat:error=EIO -P /opt/app/org.example.sound/current/bin "
+                             "kelpctl install /root/sound-1.rpm || true"),
                 HasSubstr("kelpctl: /root/sound-1.rpm: Couldn't look at file: "));
     EXPECT_EQ(run(traces), before);
 

@@ -78,6 +78,10 @@ public:
         const OwnDirectory directory = OwnDirectory::installing(configuration_);
         directory.require();
         const ScratchTree staging(directory.path() / stagingName());
+        // Others must not reach the files until they are judged: a package may let all users write to one,
+        // and who cuts it while the validator has it mapped kills this process. After a kill the next
+        // installation or doctor --repair removes the tree with any mode: it is not in the store yet.
+        Common::createPrivateDirectory(staging.path());
         if (options_.isDryRun) {
             judge(staging.path());
             requirePublishable(staging.path());
@@ -88,6 +92,9 @@ public:
             const PackageStaging unpacked =
                 package_.extract(staging.path(), fs::absolute(versionDirectory()));
             requirePublishable(staging.path());
+            // Made durable with the tree, before the tree is moved into the store.
+            constexpr fs::perms versionMode{0755};
+            Common::setPermissions(staging.path(), versionMode);
             bringIn(unpacked);
         }
         return {id_, package_.version(), installed_.value("general.version"),

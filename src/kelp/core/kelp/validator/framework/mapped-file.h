@@ -19,7 +19,7 @@ namespace Validator {
 ///
 /// The file must not shrink as long as the object lives. While files are judged, they belong to this
 /// process's user. Another user can cut only a file that the package lets all users write, if its directory
-/// can be reached.
+/// can be reached. An installation closes the directory; a caller's own directory may be open.
 class MappedFile {
 public:
     /// Opens the file at `path`, and follows links. Returns nothing for anything but a regular file, so that
