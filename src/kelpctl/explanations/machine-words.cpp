@@ -54,8 +54,10 @@ constexpr MachineWord words[] = {
      "Look whose it is, and move it away. No repair touches it.", foreign, true},
     {"unlisted", "doctor", "The lists of the version do not tell all that is published.",
      "--repair writes them anew.", findings, true},
-    {"stray", "doctor", "What a version has published that is gone, and that no list names.",
-     "--repair removes it, unless the version may be on a filesystem that is not mounted.",
+    {"stray", "doctor",
+     "A published file that no list names: its version is gone, or does not publish it there.",
+     "--repair removes what leads to nothing, unless the version may be on a filesystem that is not mounted, "
+     "or rpm may need the file. See to any other.",
      "Published files without an application", true},
     {"stale-version", "doctor", "A version that no link names.", "--repair removes it.", findings, true},
     {"leftover", "doctor", "What a killed run has left.",
@@ -65,7 +67,8 @@ constexpr MachineWord words[] = {
     {"unregistered", "doctor", "The registry does not know that the application is installed.",
      "--repair records it, as of now. If all are unregistered, put a backup of the registry back first.",
      findings, true},
-    {"unbound", "doctor", "The application is bound to no source, or not to that of its certificate.",
+    {"unbound", "doctor",
+     "The application is bound to no source, to an unknown one, or not to that of its certificate.",
      "--repair binds it, unless the source that it is bound to is gone. With a lost database look at kelpctl "
      "policy afterwards.",
      "A source that is gone", true},
@@ -98,12 +101,15 @@ constexpr MachineWord words[] = {
      "Put a lost list back from a backup first. --repair lists what is there now, which proves nothing about "
      "the time before.",
      repair},
-    {"unfinished", "status", "A take-over, an update, a publication or a removal was begun.",
+    {"unfinished", "status",
+     "A take-over, an installation, an update, a publication or a removal was begun, or has left published "
+     "files that could not be taken back.",
      "Restart the launcher for a take-over. Repair anything else.", restart},
     {"rescued", "status", "The files of the application are kept aside, as they could not be published.",
      "doctor names what is in the way. Remove that, then repair.", aside, true},
     {"damaged", "status",
-     "The application is in the store, and its descriptor, its current version or a published file is not.",
+     "The application is in the store. Its descriptor, its list of published files, its current version or a "
+     "published file is missing, torn or another's.",
      "Repair before anything else. doctor names what is left for a person.", repair},
     {"store", "status", "The application is complete in the store, as far as its published files tell.",
      "Nothing. doctor and verify tell whether its files are as they were.", "kelpctl verify"},
@@ -113,7 +119,8 @@ constexpr MachineWord words[] = {
      "Install it again from its package file, or give it up by kelpctl remove.",
      "An application that is lost", true},
     {"unknown", "status", "The application, or what may have it, cannot be looked at.",
-     "See to what the last lines name. Until then nothing is removed or mended for it.",
+     "See to what the last lines name before you install, remove or repair it: kelpctl may go on without "
+     "what it cannot read.",
      "A database that cannot be read", true},
 };
 
