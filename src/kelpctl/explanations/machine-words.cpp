@@ -61,7 +61,10 @@ constexpr MachineWord words[] = {
      "Published files without an application", true},
     {"stale-version", "doctor", "A version that no link names.", "--repair removes it.", findings, true},
     {"leftover", "doctor", "What a killed run has left.",
-     "--repair removes what came out of a package file. The launcher clears its own directory.", restart},
+     "--repair removes what came out of a package file. The launcher clears its own directory before its "
+     "next take-over. Of several whole versions without current, move away all but one, and --repair takes "
+     "that.",
+     findings, true},
     {"unreadable-lines", "doctor", "The registry has lines that are no records.",
      "--repair goes on without them, and keeps the file as registry.damaged-N.", findings, true},
     {"unregistered", "doctor", "The registry does not know that the application is installed.",

@@ -281,7 +281,7 @@ private:
                 [path] { Common::removeAll(path); });
         else
             add(id, FindingKind::Foreign, path,
-                "is no tree of a package with a certificate: no program touches it", {});
+                "is no directory, or of no package with a certificate: no program touches it", {});
     }
 
     void examineLeftovers(const OwnDirectory &directory) {
