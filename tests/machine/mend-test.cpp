@@ -373,8 +373,11 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
              "\"kelpctl policy missing-source allow\" would let it in" +
              status},
         {policy + "allow", "1", "org.example.sound 1-1 installed\n"},
+        {"cd " + stored + "; mv current next; mv 1-1/velura.pkg .", "2",
+         conflict + "/next leads to a prepared version; see kelpctl explain unfinished-update" + status},
         // What is mounted is not the application's.
-        {"mkdir " + stored + "/1-1/own; mount -t tmpfs x " + stored + "/1-1/own; touch " + stored +
+        {"cd " + stored + "; mv velura.pkg 1-1; mv next current; mkdir " + stored +
+             "/1-1/own; mount -t tmpfs x " + stored + "/1-1/own; touch " + stored +
              "/1-1/own/x; ! in_image kelpctl remove org.example.sound",
          "2", "kelpctl: /root/sound-2" + isMount},
         {"cd " + stored + "/1-1; umount own; rmdir own; touch own; mount --bind /etc/hostname own",

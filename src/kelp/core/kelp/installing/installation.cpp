@@ -131,6 +131,20 @@ private:
 
     fs::path versionDirectory() const { return resolver_.versionDirectory(id_, package_.version()); }
 
+    /// A prepared version that no repair has made current, or, in a dry run, none would. Without a current
+    /// version it may be all that is left of the application, so it stays. The store would fail at the link
+    /// only after it has moved the new version in.
+    std::string obstacleInNext() const {
+        const StoreEntry entry(resolver_, id_);
+        const StoreEntry::Slot next = entry.slot(PackageSlot::Next);
+        const bool isInTheWay =
+            next.counts() && !entry.slot(PackageSlot::Current).counts() &&
+            (!options_.isDryRun || entry.descriptor(next.version).state != StoreEntry::DescriptorState::Own);
+        return isInTheWay ? entry.link(PackageSlot::Next).string() +
+                                " leads to a prepared version; see kelpctl explain unfinished-update"
+                          : std::string();
+    }
+
     void refuseForeign(const std::string &obstacle) const {
         if (!obstacle.empty())
             refusePackage(id_, ErrorCode::FileConflict, ": " + obstacle);
@@ -158,6 +172,7 @@ private:
             throw Error(ErrorCode::Internal, id_ + ": The package is still in rpm, from where kelp-launcher "
                                                    "takes it over");
         refuseForeign(StoreEntry(resolver_, id_).objectionTo(package_.version()));
+        refuseForeign(obstacleInNext());
         // The old version could not go.
         StoreView(configuration_).requireNoMountIn(id_);
         if (const auto found = StoreView(configuration_).package(id_)) {
