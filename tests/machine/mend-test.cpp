@@ -373,6 +373,7 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
              "\"kelpctl policy missing-source allow\" would let it in" +
              status},
         {policy + "allow", "1", "org.example.sound 1-1 installed\n"},
+        {"rm " + stored + "/current", "--repair /root/sound-1.rpm", "org.example.sound 1-1 repaired\n"},
         {"cd " + stored + "; mv current next; mv 1-1/velura.pkg .", "2",
          conflict + "/next leads to a prepared version; see kelpctl explain unfinished-update" + status},
         // What is mounted is not the application's.

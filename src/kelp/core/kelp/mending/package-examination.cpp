@@ -360,8 +360,10 @@ std::vector<Finding> examinePackage(const IConfiguration &configuration, const S
 }
 
 void settlePackage(const IConfiguration &configuration, const std::string &id) {
-    // One kind after the other, each with a new examination: a completed update has other lists.
-    for (const FindingKind kind : {FindingKind::UnfinishedUpdate, FindingKind::Unlisted}) {
+    // Each with a new examination: a completed update has other lists. Twice the first kind: where no link
+    // leads to a version, the first mend makes `next` of it, and the second one `current`.
+    for (const FindingKind kind :
+         {FindingKind::UnfinishedUpdate, FindingKind::UnfinishedUpdate, FindingKind::Unlisted}) {
         const StoreView view(configuration);
         if (const auto package = view.package(id))
             for (const Finding &finding : examinePackage(configuration, *package, view.records()))
