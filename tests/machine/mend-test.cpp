@@ -479,6 +479,11 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
     EXPECT_THAT(run(strace + "newfstatat:error=EIO -P /opt/app/org.example.sound/current/bin "
                              "kelpctl install /root/sound-1.rpm || true"),
                 HasSubstr("kelpctl: /root/sound-1.rpm: Couldn't look at file: "));
+    // Nor is a published copy somebody else's for that.
+    EXPECT_THAT(run("in_image strace -E ASAN_OPTIONS=detect_leaks=0 -qq -o /dev/null -P "
+                    "/usr/share/com.example.devices/policy.json -e inject=getxattr,lgetxattr:error=EIO "
+                    "kelpctl doctor com.example.devices || true"),
+                Not(HasSubstr("foreign")));
     EXPECT_EQ(run(traces), before);
 
     run("put_file /etc/kelp/kelp.conf <<<$'[kelp]\ndatabase_directory=/opt/apps\nhook=x'");

@@ -117,19 +117,12 @@ bool isMapping(const fs::path &path) {
 }
 
 bool isMappingOf(const fs::path &path, const fs::path &source) {
-    try {
-        return mappingTarget(path) == source;
-    } catch (const Error &) {
-        return false;
-    }
+    return findMapping(path) == source;
 }
 
 bool isMappingBelow(const fs::path &path, const fs::path &directory) {
-    try {
-        return mappingTarget(path).native().starts_with(directory.native() + '/');
-    } catch (const Error &) {
-        return false;
-    }
+    const auto found = findMapping(path);
+    return found && found->native().starts_with(directory.native() + '/');
 }
 
 bool isCopiedLinkOf(const fs::path &path, const fs::path &source) {

@@ -27,10 +27,10 @@ std::optional<std::filesystem::path> findMapping(const std::filesystem::path &pa
 /// The same of an entry of an open directory.
 std::optional<std::filesystem::path> findMapping(const Common::Directory &directory, const std::string &name);
 
-// These four take a failed look for "no"; only isCopiedLinkOf() may raise.
-
-/// Whether `path` is a link, or a copy that still carries its attribute.
+/// Whether `path` is a link, or a copy that still carries its attribute. A failed look counts as "no".
 bool isMapping(const std::filesystem::path &path);
+
+// A failed look raises ErrorCode::Filesystem in these three: it does not make a mapping somebody else's.
 
 /// Whether `path` points to `source`, as what createMapping() makes of it does, but for a copied link.
 bool isMappingOf(const std::filesystem::path &path, const std::filesystem::path &source);
