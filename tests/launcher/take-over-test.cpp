@@ -465,15 +465,15 @@ TEST_F(TakeOverTest, ListsWhatWasStagedAndReadsOnlyWhatIsNotAsPacked) {
 TEST_F(TakeOverTest, ARecordOfWhatTheStoreHoldsGoesOnlyWhenAllIsTheStores) {
     const Machine machine;
     // What a failed installation has left there is not in the way.
-    machine.run(
-        "add org.app; echo $'[general]\nid=org.app\nversion=1-1\n[certificate]\nid=K\nsubgroup=regular' | "
-        "put_file /opt/app/org.app/1-1/velura.pkg; touch $IMAGE/opt/app/org.app/1-1/x");
+    machine.run("add org.app; put org.copied; sign org.copied developer KEY CN=S mdm; echo "
+                "$'[general]\nid=org.app\nversion=1-1\n[certificate]\nid=K\nsubgroup=regular' | "
+                "put_file /opt/app/org.app/1-1/velura.pkg; touch $IMAGE/opt/app/org.app/1-1/x");
     machine.launch();
     machine.expectArrived({"org.app"});
     const std::string again = "rm $IMAGE/var/lib/kelp/.migration_done; ";
-    machine.run(again + "put org.sound --justdb; put org.app-newer --justdb");
+    machine.run(again + "put org.sound org.copied --justdb; put org.app-newer --justdb");
     EXPECT_THAT(machine.launch(), HasSubstr("the store holds version 1-1\n"));
-    machine.expectArrived({"org.sound"});
+    machine.expectArrived({"org.sound", "org.copied"});
     machine.run("in_image rpm --query org.app");
 
     machine.run(again + "put org.sound --justdb; echo mine >$IMAGE/etc/org.sound.conf; launch_failing "

@@ -323,10 +323,15 @@ void RpmSurvey::judgeStored(RpmCandidate &candidate, const std::string &installe
     const JournalEntry &entry = candidate.entry;
     const fs::path current = fs::absolute(pathResolver_->currentDirectory(entry.id));
     const auto pathOf = erasedFiles(application);
+    // A link that was published as a copy carries no mark.
+    const auto isOwn = [&](const std::string &path) {
+        return isMappingBelow(path, current) ||
+               isCopiedLinkOf(path, current / packagePathOf(path, application.package.mappings()));
+    };
     std::optional<std::string> foreign;
     for (std::size_t i = 0; !foreign && i < application.isErased.size(); ++i)
         // By now the store may have published its own in place of rpm's file.
-        if (auto path = pathOf(i); path && Common::lookFor(*path) && !isMappingBelow(*path, current))
+        if (auto path = pathOf(i); path && Common::lookFor(*path) && !isOwn(*path))
             foreign = std::move(path);
     if (installed != entry.version)
         candidate.stays = "the store holds version " + installed;
