@@ -468,6 +468,8 @@ TEST_F(TakeOverTest, ARecordOfWhatTheStoreHoldsGoesOnlyWhenAllIsTheStores) {
     machine.run("add org.app; put org.copied; sign org.copied developer KEY CN=S mdm; echo "
                 "$'[general]\nid=org.app\nversion=1-1\n[certificate]\nid=K\nsubgroup=regular' | "
                 "put_file /opt/app/org.app/1-1/velura.pkg; touch $IMAGE/opt/app/org.app/1-1/x");
+    EXPECT_THAT(machine.run("launch_failing pwrite64 EIO /var/lib/rpm/rpmdb.sqlite-wal"),
+                Not(HasSubstr("migrated")));
     machine.launch();
     machine.expectArrived({"org.app"});
     const std::string again = "rm $IMAGE/var/lib/kelp/.migration_done; ";

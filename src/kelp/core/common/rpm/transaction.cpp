@@ -99,6 +99,16 @@ private:
     static Extension asExtension() { return reinterpret_cast<Extension>(relax); }
 };
 
+void openDatabase(rpmts transactionSet, bool forWriting) {
+    const ErrorWatch watch;
+    // The run uses this connection, and opens none.
+    const auto relaxed = forWriting ? std::make_unique<RelaxedCommits>() : nullptr;
+    // A walk would open it too, but would take a failure for one of a record. Opened as a run will open it: a
+    // failure to write must not show later, during a take-over.
+    if (rpmtsOpenDB(transactionSet, forWriting ? O_RDWR | O_CREAT : O_RDONLY) != 0 || watch.sawError())
+        throw Error(ErrorCode::Internal, "Couldn't read the rpm database");
+}
+
 std::filesystem::path expanded(const char *macro) {
     initialise();
     // Before rpm has read its configuration a macro expands to its own text.
@@ -112,14 +122,7 @@ Transaction::Transaction(Flags lock) :
     transactionSet_(makeTransactionSet()), lock_(rpmtxnBegin(transactionSet_.get(), lock), rpmtxnEnd) {
     if (!lock_)
         throw Error(ErrorCode::Internal, "Couldn't begin rpm transaction");
-    const ErrorWatch watch;
-    // The run uses this connection, and opens none.
-    const auto relaxed = lock == WriteLock ? std::make_unique<RelaxedCommits>() : nullptr;
-    // A walk would open it too, but would take a failure for one of a record. Opened as a run will open it: a
-    // failure to write must not show later, during a take-over.
-    if (rpmtsOpenDB(transactionSet_.get(), lock == WriteLock ? O_RDWR | O_CREAT : O_RDONLY) != 0 ||
-        watch.sawError())
-        throw Error(ErrorCode::Internal, "Couldn't read the rpm database");
+    openDatabase(transactionSet_.get(), lock == WriteLock);
 }
 
 void Transaction::addFlags(Flags flags) {
@@ -190,7 +193,21 @@ void Transaction::runOnDatabaseAlone() {
     const rpmtransFlags flags = rpmtsSetFlags(transactionSet_.get(), RPMTRANS_FLAG_JUSTDB | NoPlugins);
     const std::unique_ptr<rpmts_s, std::function<void(rpmts)>> restored(
         transactionSet_.get(), [flags](rpmts set) { rpmtsSetFlags(set, flags); });
-    runAndForget(transactionSet_.get());
+    const ErrorWatch watch;
+    // After a failed commit this connection shows erasures that its end takes back: looks need another one.
+    try {
+        runAndForget(transactionSet_.get());
+    } catch (const Error &) {
+        reopen();
+        throw;
+    }
+    if (watch.sawError())
+        reopen();
+}
+
+void Transaction::reopen() {
+    rpmtsCloseDB(transactionSet_.get());
+    openDatabase(transactionSet_.get(), true);
 }
 
 std::uint32_t databaseInstance(const Reader &installed) {

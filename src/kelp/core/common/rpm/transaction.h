@@ -77,9 +77,13 @@ public:
     void run();
 
     /// Takes the packages out of the database only: no script runs, and their files stay. Otherwise as run().
+    /// Looks after it tell what the database holds, also when rpm could not write to it; then the database is
+    /// opened anew, and a failure of that raises ErrorCode::Internal "Couldn't read the rpm database".
     void runOnDatabaseAlone();
 
 private:
+    void reopen();
+
     std::shared_ptr<rpmts_s> transactionSet_;
     std::shared_ptr<rpmtxn_s> lock_; ///< Must be destroyed before its set.
 };
