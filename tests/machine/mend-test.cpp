@@ -36,8 +36,9 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
          {"printf '/usr/bin/com.example.devicesxx\n/usr/bin/' "
           ">>opt/app/com.example.devices/current/symlink.list",
           "com.example.devices", "unlisted", true},
-         {"touch opt/app/org.example.reader/current/publication.plan", "org.example.reader",
-          "unfinished-update", true},
+         {"touch opt/app/org.example.reader/current/publication.plan "
+          "usr/share/org.example.reader/.kelp-unfinished-copy",
+          "org.example.reader", "unfinished-update", true},
          {"mkdir -p opt/app/org.example.gone/1-1/data; "
           "printf 'org.example.gone\\n1-1\\nI\\n' >var/lib/kelp/installation",
           "org.example.gone", "leftover", true},
@@ -96,8 +97,9 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
          {"cmp root/velura.pkg opt/app/com.example.devices/current/velura.pkg; "
           "rm opt/app/com.example.devices/current",
           "com.example.devices", "unfinished-update", true},
-         {"cd opt/app/org.example.reader; mkdir 9-1; ln -s 9-1 next; cd /", "org.example.reader",
-          "unfinished-update", true}},
+         {"[ ! -e usr/share/org.example.reader/.k* ]; cd opt/app/org.example.reader; mkdir 9-1; ln -s 9-1 "
+          "next; cd /",
+          "org.example.reader", "unfinished-update", true}},
         {{"mkdir -p opt/kelp/rescued && mv opt/app/org.example.ticker/3-1 "
           "opt/kelp/rescued/org.example.ticker-3-1 && "
           "for f in $(cat opt/kelp/rescued/*/symlink.list); do rm $f; done; rm -r opt/app/org.example.ticker",

@@ -322,6 +322,7 @@ private:
 
     /// The plan goes last: while it exists, the next examination looks at its files.
     void endPublication() const {
+        removeUnfinishedCopies(plan_);
         std::set<fs::path> places = {current_};
         for (const PlannedFile &file : plan_.files)
             places.insert(fs::path(file.target).parent_path());

@@ -124,10 +124,8 @@ void unpublish(const std::vector<std::string> &links) {
 }
 
 std::vector<PlannedFile> takeBackFiles(const PublicationPlan &plan, CopiedLinks copiedLinks) {
-    std::set<fs::path> unfinished;
     std::vector<PlannedFile> left;
     for (const PlannedFile &file : plan.files) {
-        unfinished.insert(fs::path(file.target).parent_path() / Common::unfinishedCopyName);
         const auto removeOwn = [&](const Directory &parent, const std::string &name) {
             if (findMapping(parent, name) == file.source ||
                 (copiedLinks == CopiedLinks::AreOurs && isCopiedLinkOf(parent.reach(name), file.source)))
@@ -136,13 +134,20 @@ std::vector<PlannedFile> takeBackFiles(const PublicationPlan &plan, CopiedLinks 
         if (!attempt([&] { inParentIfThere(file.target, removeOwn); }))
             left.push_back(file);
     }
+    removeUnfinishedCopies(plan);
+    return left;
+}
+
+void removeUnfinishedCopies(const PublicationPlan &plan) {
+    std::set<fs::path> unfinished;
+    for (const PlannedFile &file : plan.files)
+        unfinished.insert(fs::path(file.target).parent_path() / Common::unfinishedCopyName);
     // The copy does not tell whose it was; but no other copy is under way.
     for (const fs::path &copy : unfinished)
         attempt([&] {
             inParentIfThere(
                 copy, [](const Directory &parent, const std::string &name) { parent.removeFile(name); });
         });
-    return left;
 }
 
 PublicationPlan takeBack(const PublicationPlan &plan) {

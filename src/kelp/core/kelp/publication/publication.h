@@ -44,6 +44,10 @@ enum class CopiedLinks {
 /// stay.
 std::vector<PlannedFile> takeBackFiles(const PublicationPlan &plan, CopiedLinks copiedLinks);
 
+/// Removes the unfinished copies that a kill has left beside the targets of a plan, for where nothing is
+/// copied again. Call it under the lock of writers. A failure is logged.
+void removeUnfinishedCopies(const PublicationPlan &plan);
+
 /// Rolls back an interrupted publication: removes its files, and then its empty directories. Returns all
 /// directories if anything is left.
 PublicationPlan takeBack(const PublicationPlan &plan);
