@@ -494,6 +494,10 @@ TEST_F(TakeOverTest, AWholePackageIsNotRolledBackForAFailedRead) {
     machine.run("launch_killed_at pwrite64 /var/lib/rpm/rpmdb.sqlite-wal; cd $IMAGE/usr/bin; rm org.sound; "
                 "echo mine >org.sound; launch_failing openat EIO /opt/app/org.sound/current/symlink.list");
     EXPECT_EQ(readFile(machine.root() / "usr/bin/org.sound"), "mine\n");
+    const Machine forgotten;
+    forgotten.run(std::string(killForgotten) +
+                  "launch_failing openat EIO /opt/app/org.sound/current/symlink.list");
+    forgotten.expectArrived({"org.sound"});
 }
 
 TEST_F(TakeOverTest, OnlyItsOwnTemporaryDirectoryIsCleared) {

@@ -155,8 +155,10 @@ void TakeOver::settle(std::vector<JournalEntry> entries) {
         try {
             const Header header = headers.at(entry.id);
             if (goesOn(entry, header)) {
-                // Known before any failure could roll it back.
+                // Known before any failure could roll it back. Without its header it cannot be, and gets
+                // new lists in place of those that cannot be read.
                 const bool isWhole =
+                    header == Header::Same &&
                     store_->isRecorded(entry.id, targetsOf(entry), generatedDirectories(entry));
                 group.push_back({std::move(entry), header == Header::Same, isWhole});
             }
