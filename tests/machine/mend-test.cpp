@@ -360,8 +360,11 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
          "/opt/kelp/install\nstatus 2\n"},
         {"cd $IMAGE/opt/kelp; rm install; mkdir install; ln -s /srv install/org.example.sound", "2",
          "kelpctl: /root/sound-2.rpm: /opt/kelp/install/org.example.sound is no tree of a killed "
-         "installation\nstatus 1\n"},
-        {"cd $IMAGE/opt/kelp/install; rm org.example.sound; mkdir org.example.sound",
+         "installation\nstatus 2\n"},
+        {"cd $IMAGE; rm opt/kelp/install/*; echo x >var/lib/kelp/takeover.journal", "2",
+         "kelpctl: /root/sound-2.rpm: Couldn't read the take-over journal: /var/lib/kelp/takeover.journal; "
+         "see \"A journal that cannot be read\" in recovery.md\nstatus 2\n"},
+        {"cd $IMAGE; rm var/lib/kelp/takeover.journal; mkdir opt/kelp/install/org.example.sound",
          "--dry-run /root/sound-2.rpm", "org.example.sound 2-1 would be installed\n"},
         {"rmdir $IMAGE/opt/kelp/install/org.example.sound && " + certify + "subgroup = 9" + sound, "2",
          refused + "The package has a developer signature with a disallowed subgroup" + status},

@@ -60,6 +60,16 @@ void forgetInstallation() {
             << "Couldn't remove " << installationFile() << ": " << error.message();
 }
 
+/// What cannot be read of the machine says nothing about the package, which would be thrown away for it.
+template<class Read>
+auto ofMachine(const Read &read) {
+    try {
+        return read();
+    } catch (const Error &error) {
+        throw Error(ErrorCode::Filesystem, error.what()).causedBy(error);
+    }
+}
+
 /// The installation of one package file.
 class Installation {
 public:
@@ -150,25 +160,15 @@ private:
             refusePackage(id_, ErrorCode::FileConflict, ": " + obstacle);
     }
 
-    /// What cannot be read of the machine says nothing about the package, which would be thrown away for it.
-    template<class Read>
-    static auto ofMachine(const Read &read) {
-        try {
-            return read();
-        } catch (const Error &error) {
-            throw Error(ErrorCode::Filesystem, error.what()).causedBy(error);
-        }
-    }
-
     void check() {
         if (package_.id() != id_)
             throw Error(ErrorCode::BadPackageFileFormat, "The package file has changed meanwhile");
         if (package_.architecture() != "noarch" && package_.architecture() != Common::platformArchitecture())
             refusePackage(id_, ErrorCode::BadPackageArchitecture);
         const auto inRpm = ofMachine([&] { return rpmRecords(configuration_, id_); });
+        const auto onTheirWay = ofMachine([&] { return idsOnTheirWay(configuration_); });
         // Both would have their files at the same places, and rpm's next erasure would remove them.
-        if (std::ranges::find(inRpm, id_, &RpmRecord::id) != inRpm.end() ||
-            idsOnTheirWay(configuration_).contains(id_))
+        if (std::ranges::find(inRpm, id_, &RpmRecord::id) != inRpm.end() || onTheirWay.contains(id_))
             throw Error(ErrorCode::Internal, id_ + ": The package is still in rpm, from where kelp-launcher "
                                                    "takes it over");
         refuseForeign(StoreEntry(resolver_, id_).objectionTo(package_.version()));
@@ -294,9 +294,11 @@ Installed installPackage(const IConfiguration &configuration, const fs::path &fi
         std::set<std::string> mended = {id};
         if (const auto begun = unfinishedInstallation())
             mended.insert(begun->id);
-        mend(configuration, mended);
-        // Dangling links would lead to the new version.
-        takeBackLeftBehind(id);
+        ofMachine([&] {
+            mend(configuration, mended);
+            // Dangling links would lead to the new version.
+            takeBackLeftBehind(id);
+        });
     }
     return Installation(configuration, file, id, options).run();
 }

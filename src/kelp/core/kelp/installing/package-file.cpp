@@ -57,7 +57,7 @@ void requireWholePayload(const fs::path &file) {
 
 ScratchTree::ScratchTree(fs::path path) : path_(std::move(path)) {
     if (Common::lookFor(path_) && !fs::is_directory(fs::symlink_status(path_)))
-        throw Error(ErrorCode::FileConflict, path_.string() + " is no tree of a killed installation");
+        throw Error(ErrorCode::Filesystem, path_.string() + " is no tree of a killed installation");
     Common::removeAll(path_);
 }
 

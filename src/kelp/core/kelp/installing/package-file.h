@@ -24,8 +24,8 @@ PackageSignatures::Certificate requiredDeveloper(const std::string &id);
 void requireWholePayload(const std::filesystem::path &file);
 
 /// A tree that is removed by the destructor. Its constructor removes what a killed run left at its place: a
-/// package file can bring that again. Raises ErrorCode::FileConflict, and touches nothing, for anything but a
-/// directory there, which is somebody else's. Raises ErrorCode::Filesystem if the look or the removal fails.
+/// package file can bring that again. Raises ErrorCode::Filesystem, and touches nothing, for anything but a
+/// directory there, which is somebody else's. Raises likewise if the look or the removal fails.
 class ScratchTree {
 public:
     explicit ScratchTree(std::filesystem::path path);
