@@ -34,12 +34,14 @@ namespace Core::KELP {
 
 namespace {
 
-/// Whether a published copy still equals its source; a link always does. Raises as Common::hasSameContent().
+/// Whether a published copy still equals its source; a link always does. Raises ErrorCode::Filesystem if one
+/// cannot be looked at or read.
 bool hasContentOf(const fs::path &target, const fs::path &source) {
     std::error_code error;
     if (!fs::is_regular_file(fs::symlink_status(target, error)))
         return true;
-    return fs::is_regular_file(source, error) && Common::hasSameContent(target, source);
+    return Common::lookThrough(source) && fs::is_regular_file(source, error) &&
+           Common::hasSameContent(target, source);
 }
 
 /// By the road that the publication takes: nobody but root decides where it leads.
@@ -129,12 +131,22 @@ private:
             staged_ = std::move(staged);
     }
 
+    /// One that cannot be looked at or read may be right.
     void examineFile(const PlannedFile &file) {
+        try {
+            examineTarget(file);
+        } catch (const Common::Error &error) {
+            add(FindingKind::Unexamined, file.target,
+                "could not be examined: " + Common::explainedText(error), {});
+        }
+    }
+
+    void examineTarget(const PlannedFile &file) {
         if (const fs::path obstacle = obstacleAbove(file.target); !obstacle.empty()) {
             if (obstacles_.insert(obstacle).second)
                 add(FindingKind::Foreign, obstacle,
                     "is somebody else's, where a directory of this application belongs", {});
-        } else if (!Common::isThere(file.target))
+        } else if (!Common::lookFor(file.target))
             add(FindingKind::Missing, file.target, "is not published; --repair publishes it",
                 [file, mode = mode_] { createMapping(file.source, file.target, mode); });
         else if (!isOurs(file))
@@ -142,25 +154,13 @@ private:
                 "is somebody else's, where a file of this application belongs", {});
         else if (isLinkForCopy(file))
             add(FindingKind::Changed, file.target, "is a link where a copy belongs", {});
+        else if (!hasContentOf(file.target, file.source))
+            // The wanted content is unknown: a copy may have been changed on purpose.
+            add(FindingKind::Changed, file.target,
+                "has another content than the file in the store; kelpctl verify tells if that one is altered",
+                {});
         else
-            examineContent(file);
-    }
-
-    /// A copy that cannot be read may be right.
-    void examineContent(const PlannedFile &file) {
-        try {
-            if (hasContentOf(file.target, file.source))
-                examineCopy(file);
-            else
-                // The wanted content is unknown: a copy may have been changed on purpose.
-                add(FindingKind::Changed, file.target,
-                    "has another content than the file in the store; kelpctl verify tells if that one is "
-                    "altered",
-                    {});
-        } catch (const Common::Error &error) {
-            add(FindingKind::Unexamined, file.target,
-                "could not be examined: " + Common::explainedText(error), {});
-        }
+            examineCopy(file);
     }
 
     /// A copy belongs to root, and has its source's permissions and attribute. Each repair looks at the
