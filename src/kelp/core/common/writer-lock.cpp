@@ -57,7 +57,7 @@ FileDescriptor openDirectory(const FileDescriptor &lock) {
         return FileDescriptor();
     FileDescriptor directory(
         ::open(WriterLock::path().parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (::fstat(directory.get(), &status) != 0)
+    if (directory.get() < 0 || ::fstat(directory.get(), &status) != 0)
         throw lockError();
     return (status.st_mode & (S_IRWXG | S_IRWXO)) == 0 ? std::move(directory) : FileDescriptor();
 }
