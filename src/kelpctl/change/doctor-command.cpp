@@ -133,6 +133,15 @@ Examined look(const Machine &machine, const std::set<std::string> &ids, bool isR
     return examined;
 }
 
+/// Those that the machine knows; names the others.
+std::set<std::string> knownIds(const Machine &machine, std::set<std::string> ids) {
+    for (const std::string &id : Core::KELP::unknownIds(machine.configuration(), ids)) {
+        std::cerr << "kelpctl: this machine knows nothing of " << shown(id) << '\n';
+        ids.erase(id);
+    }
+    return ids;
+}
+
 ExitStatus doctor(const DoctorArguments &arguments, std::ostream &output) {
     if (arguments.isRepair && !arguments.look.root.empty())
         throw std::runtime_error("--repair works on the running machine: chroot into an image for it");
@@ -141,11 +150,7 @@ ExitStatus doctor(const DoctorArguments &arguments, std::ostream &output) {
     const Machine machine(arguments.look);
     for (const std::string &remark : Core::configurationRemarks())
         std::cerr << "kelpctl: /etc/kelp/kelp.conf: " << shown(remark) << '\n';
-    std::set<std::string> ids = arguments.ids;
-    for (const std::string &id : Core::KELP::unknownIds(machine.configuration(), ids)) {
-        std::cerr << "kelpctl: this machine knows nothing of " << shown(id) << '\n';
-        ids.erase(id);
-    }
+    const std::set<std::string> ids = knownIds(machine, arguments.ids);
     const bool isKnown = ids == arguments.ids;
     Examined mending;
     // With no id left, all packages would be examined.

@@ -45,15 +45,23 @@ std::vector<fs::path> usersHomes() {
     return lookForUsersHomes().homes;
 }
 
-HomesLook lookForUsersHomes() {
-    const fs::path homes = rootPath() / "home";
-    // The running system's database, without the root prefix.
+namespace {
+
+/// A list that ends with a null pointer, by the running system's database, without the root prefix.
+char **usersNames() {
     const group *users = ::getgrnam("users");
     if (!users)
         throw Error(ErrorCode::Internal, "Couldn't retrieve information about 'users' group");
     if (!users->gr_mem)
         throw Error(ErrorCode::Internal, "Couldn't retrieve list of system users");
+    return users->gr_mem;
+}
 
+} // namespace
+
+HomesLook lookForUsersHomes() {
+    const fs::path homes = rootPath() / "home";
+    char **const names = usersNames();
     HomesLook look;
     const auto note = [](const Error &error, std::exception_ptr &first) {
         LogStream(LogLevel::Error) << explainedText(error);
@@ -65,12 +73,12 @@ HomesLook lookForUsersHomes() {
             note({ErrorCode::Filesystem, path.string() + " is a link that leads nowhere", ENOENT},
                  look.unmounted);
     };
-    for (char **member = users->gr_mem; *member; ++member) {
+    for (char **name = names; *name; ++name) {
         try {
             // Once: all homes lie on the same missing disk.
-            if (member == users->gr_mem)
+            if (name == names)
                 noteLink(homes);
-            if (fs::path home = homes / *member; lookThrough(home))
+            if (fs::path home = homes / *name; lookThrough(home))
                 look.homes.push_back(std::move(home));
             else
                 noteLink(home);
