@@ -227,6 +227,10 @@ TEST_F(MendTest, MendsWhatLosesNothing) {
     EXPECT_THAT(doctor("org.example.x --repair"),
                 HasSubstr("cannot be read; the files are left as they are"));
     there("cd opt/app/org.example.x; mv 1.4.2-1/kept 1.4.2-1/velura.pkg; mv /root/x current");
+    there("cd opt/app; cp -a org.example.notes/1.4.2-1 org.example.ticker/; ln -s 1.4.2-1 "
+          "org.example.ticker/next");
+    EXPECT_THAT(kelpctl("remove org.example.ticker"), HasSubstr("/next does not lead to a version"));
+    there("cd opt/app/org.example.ticker; rm -r next 1.4.2-1");
     // Nobody's list names them any more; and the note of another's installation stays.
     there("printf 'org.example.gone\\n1-1\\nI\\n' >var/lib/kelp/installation; "
           "cd opt/app/com.example.devices; rm current; cp -a 2.0-7 current; "

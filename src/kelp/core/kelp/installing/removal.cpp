@@ -108,6 +108,10 @@ std::vector<fs::path> removeWhole(const IConfiguration &configuration, const std
         throw Common::Error(Common::ErrorCode::PackageNotExist,
                             "Attempt to remove non existent package " + id);
     StoreView(configuration).requireNoMountIn(id);
+    const DatabasePathResolver resolver(configuration);
+    // It may be the only copy of another version or application.
+    if (const StoreEntry entry(resolver, id); entry.hasAnothers())
+        throw Common::Error(Common::ErrorCode::FileConflict, entry.objection());
     settle(configuration, id);
     // From here on there is no way back: after a kill the removal is completed.
     Common::replaceDurably(removalFile(), id + "\n");

@@ -14,9 +14,10 @@ namespace Core::KELP {
 /// that was of this package, only the checks at the end remain. Otherwise completes or rolls back unfinished
 /// operations of this package, where possible, and removes it. Returns the foreign entries left in its
 /// directory. Raises std::invalid_argument for a text that cannot be an id, ErrorCode::PackageNotExist for a
-/// missing package, ErrorCode::FileConflict if the package's directory is a link, and ErrorCode::Internal if
-/// the package is on its way from rpm. Raises ErrorCode::Filesystem if the file below cannot be written. Also
-/// raises as completeRemoval(), and as the looks at the machine do. The caller holds the writers' lock.
+/// missing package, ErrorCode::FileConflict if the package's directory is a link or `next` or `prev` leads to
+/// a version of another, and ErrorCode::Internal if the package is on its way from rpm. Raises
+/// ErrorCode::Filesystem if the file below cannot be written. Also raises as completeRemoval(), and as the
+/// looks at the machine do. The caller holds the writers' lock.
 ///
 /// Four failures are raised only after all other steps. Published files that could not be removed, which are
 /// noted (left-behind.h), raise ErrorCode::Internal. So do files that stay published because a foreign
