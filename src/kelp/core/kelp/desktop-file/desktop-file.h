@@ -22,11 +22,11 @@ std::optional<AppManifest::ManifestEntry> readDesktopFile(const std::string &pat
 /// The same for a text that lies in no file. `name` stands in for the file's name.
 std::optional<AppManifest::ManifestEntry> parseDesktopText(const std::string &text, const std::string &name);
 
-/// The content of a desktop file, for other readers than the platform's. Returns nothing if there is no file,
-/// if it opens and is not regular, or if its text would overload a reader. That is a text larger than
-/// `maximumDesktopFileSize`, or one with more than fifty thousand groups and keys, more than two hundred
-/// thousand ";", which end the elements of lists, or more than 64 different names with the same hash of
-/// GLib's. Raises as readDesktopFile() does.
+/// The content of a desktop file, for other readers than the platform's. Returns nothing if its directory has
+/// no such entry, if it opens and is not regular, or if its text would overload a reader. That is a text
+/// larger than `maximumDesktopFileSize`, or one with more than fifty thousand groups and keys, more than two
+/// hundred thousand ";", which end the elements of lists, or more than 64 different names with the same hash
+/// of GLib's. Raises as readDesktopFile() does.
 std::optional<std::string> readDesktopText(const std::string &path);
 
 } // namespace Core::KELP
