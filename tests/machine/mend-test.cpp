@@ -441,7 +441,10 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
          "kelpctl: /root/odd.rpm: Couldn't read rpm package: it is cut short\n"
          "kelpctl: /root/none.rpm: Couldn't open rpm package: No such file or directory\nstatus 2\n"},
     };
-    const std::string strace = "in_image strace -E ASAN_OPTIONS=detect_leaks=0 -qq -o /dev/null -e inject=";
+    const auto strace = [](const std::string &calls, const std::string &effect) {
+        return "in_image strace -E ASAN_OPTIONS=detect_leaks=0 -f --seccomp-bpf -qq -o /dev/null -e trace=" +
+               calls + " -e inject=" + calls + ":" + effect + " ";
+    };
     const std::string before = run(traces);
     run("cp " KELP_RPMS "/sound-?.rpm $IMAGE/root; put_file /var/lib/developer-moded/developer-moded.conf "
         "<<<$'[developermode]\\nvalidationEnabled=true'");
@@ -458,8 +461,9 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
         HasSubstr("\"event\":\"U\",\"id\":\"org.example.sound\",\"key\":\"K1\",\"previous_keys\":[\"K2\"]"));
 
     // Nobody else could reach the files while they were judged.
-    EXPECT_THAT(run("mkdir -p $IMAGE/var/lib/kelp/registry.next/x; " + strace +
-                    "fsetxattr:signal=KILL kelpctl install --allow-downgrade /root/sound-1.rpm || stat -c %a "
+    EXPECT_THAT(run("mkdir -p $IMAGE/var/lib/kelp/registry.next/x; " +
+                    strace("fsetxattr,unlinkat,rmdir", "error=EIO") +
+                    "kelpctl install --allow-downgrade /root/sound-1.rpm || stat -c %a "
                     "$IMAGE/opt/kelp/install/org.example.sound"),
                 EndsWith("\n700\n"));
     EXPECT_THAT(kelpctl("install --allow-downgrade /root/sound-1.rpm"), HasSubstr("see kelpctl doctor"));
@@ -472,25 +476,28 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
     EXPECT_THAT(kelpctl("install /root/sound-1.rpm"), HasSubstr("Couldn't take back"));
     // As after a kill: who repeats the command hears that it is done.
     there("echo org.example.ticker >var/lib/kelp/removal");
-    EXPECT_THAT(run("in_image strace -E ASAN_OPTIONS=detect_leaks=0 -qq -P /opt/app -e trace=fsync kelpctl "
+    EXPECT_THAT(run("in_image strace -E ASAN_OPTIONS=detect_leaks=0 -f --seccomp-bpf -qq -P /opt/app -e "
+                    "trace=fsync kelpctl "
                     "remove org.example.ticker"),
                 AllOf(HasSubstr("fsync("), HasSubstr("org.example.ticker removed\n")));
     run("umount $IMAGE/usr/bin; in_image kelpctl doctor --repair");
     // A damaged registry that cannot be kept is not replaced either.
-    run("cp $IMAGE/var/lib/kelp/registry $IMAGE/root; echo x >>$IMAGE/var/lib/kelp/registry; " + strace +
-        "link,linkat:error=EIO kelpctl doctor --repair; grep -x x $IMAGE/var/lib/kelp/registry");
-    EXPECT_THAT(
-        run(strace + "getdents64,newfstatat:error=EIO -P /usr/share/applications -P /opt/kelp/install "
-                     "kelpctl doctor || mv $IMAGE/root/registry $IMAGE/var/lib/kelp"),
-        AllOf(HasSubstr("kelpctl: Couldn't look for published files below /usr/share/applications\n"),
-              HasSubstr("  unreadable-lines: "), HasSubstr("  unexamined: /usr/share/applications could ")));
+    run("cp $IMAGE/var/lib/kelp/registry $IMAGE/root; echo x >>$IMAGE/var/lib/kelp/registry; " +
+        strace("link,linkat", "error=EIO") +
+        "kelpctl doctor --repair; grep -x x $IMAGE/var/lib/kelp/registry");
+    EXPECT_THAT(run(strace("getdents64,newfstatat", "error=EIO") +
+                    "-P /usr/share/applications -P /opt/kelp/install "
+                    "kelpctl doctor || mv $IMAGE/root/registry $IMAGE/var/lib/kelp"),
+                AllOf(HasSubstr("kelpctl: Couldn't look for published files below /usr/share/applications\n"),
+                      HasSubstr("  unreadable-lines: "),
+                      HasSubstr("  unexamined: /usr/share/applications could ")));
     // What cannot be looked at is not absent: the program would not be published.
-    EXPECT_THAT(run(strace + "newfstatat:error=EIO -P /opt/app/org.example.sound/current/bin "
-                             "kelpctl install /root/sound-1.rpm || true"),
+    EXPECT_THAT(run(strace("newfstatat", "error=EIO") + "-P /opt/app/org.example.sound/current/bin "
+                                                        "kelpctl install /root/sound-1.rpm || true"),
                 HasSubstr("kelpctl: /root/sound-1.rpm: Couldn't look at file: "));
     // Nor is a published copy somebody else's for that.
-    EXPECT_THAT(run("in_image strace -E ASAN_OPTIONS=detect_leaks=0 -qq -o /dev/null -P "
-                    "/usr/share/com.example.devices/policy.json -e inject=getxattr,lgetxattr:error=EIO "
+    EXPECT_THAT(run(strace("getxattr,lgetxattr", "error=EIO") +
+                    "-P /usr/share/com.example.devices/policy.json "
                     "kelpctl doctor com.example.devices || true"),
                 Not(HasSubstr("foreign")));
     EXPECT_EQ(run(traces), before);
