@@ -417,6 +417,8 @@ TEST_F(TakeOverTest, NothingIsTouchedWithoutADatabaseThatCanBeReadAndHasRoom) {
         {"mv $IMAGE/var/lib/package-signatures $IMAGE/var/lib/away; in_image /tmp/kelp-launcher --help one",
          "mv $IMAGE/var/lib/away $IMAGE/var/lib/package-signatures",
          "[E] unable to open database file\n[E] Couldn't complete migration: rpm_to_kelp\n"},
+        {"echo org.sound | put_file /var/lib/kelp/removal; launch", "rm $IMAGE/var/lib/kelp/removal",
+         "org.sound files with mappings: its removal was begun; kelpctl doctor --repair completes it\n"},
         {"mount --bind -o ro $IMAGE/etc $IMAGE/etc; launch", "umount $IMAGE/etc",
          "org.sound files with mappings: /etc: Read-only file system\n"},
         {"mkdir -p $IMAGE/opt/app; mount -t tmpfs other $IMAGE/opt/app; launch", "umount $IMAGE/opt/app",

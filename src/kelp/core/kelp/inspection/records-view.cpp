@@ -5,7 +5,6 @@
 #include "kelp/core/common/foreign-text.h"
 #include "kelp/core/common/i-configuration.h"
 #include "kelp/core/common/places.h"
-#include "kelp/core/kelp/registry/registry.h"
 
 #include <optional>
 #include <sstream>
@@ -41,10 +40,6 @@ std::vector<RegistryRecord> registryRecords() {
     return readRegistry().records;
 }
 
-std::filesystem::path removalFile() {
-    return Common::belowRoot("var/lib/kelp/removal");
-}
-
 std::filesystem::path installationFile() {
     return Common::belowRoot("var/lib/kelp/installation");
 }
@@ -59,13 +54,6 @@ std::optional<UnfinishedInstallation> unfinishedInstallation() {
     if (!Common::isFileName(id) || (event != "I" && event != "U"))
         return std::nullopt;
     return UnfinishedInstallation{id, version, event == "U" ? RegistryEvent::Update : RegistryEvent::Install};
-}
-
-std::optional<std::string> unfinishedRemoval() {
-    Common::requireReadable(removalFile());
-    const std::string text = Common::readIfExists(removalFile()).value_or("");
-    // A text that is a path is no id: completing that removal would remove foreign files.
-    return Common::asFileName(text.substr(0, text.find('\n')));
 }
 
 } // namespace Core::KELP

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kelp/core/kelp/registry/registry-record.h"
+#include "kelp/core/kelp/registry/registry.h"
 #include "kelp/core/kelp/take-over/take-over-journal.h"
 
 #include <filesystem>
@@ -35,12 +36,6 @@ RegistryView readRegistry();
 
 /// Its good records. Raises as readRegistry() does.
 std::vector<RegistryRecord> registryRecords();
-
-/// The note of a removal: it names the package from before the first step until after the last.
-std::filesystem::path removalFile();
-
-/// The package whose removal was begun and not completed.
-std::optional<std::string> unfinishedRemoval();
 
 /// An installation that is not complete: the version may not be current yet, or not on record.
 struct UnfinishedInstallation {

@@ -5,6 +5,8 @@
 #include "kelp/core/common/files/durable-file.h"
 #include "kelp/core/common/files/file-descriptor.h"
 #include "kelp/core/common/files/filesystem.h"
+#include "kelp/core/common/files/path-tests.h"
+#include "kelp/core/common/foreign-text.h"
 #include "kelp/core/common/places.h"
 #include "kelp/core/kelp/registry/registry-record.h"
 
@@ -28,6 +30,17 @@ namespace Core::KELP {
 
 fs::path registryFile() {
     return Common::belowRoot("var/lib/kelp/registry");
+}
+
+fs::path removalFile() {
+    return Common::belowRoot("var/lib/kelp/removal");
+}
+
+std::optional<std::string> unfinishedRemoval() {
+    Common::requireReadable(removalFile());
+    const std::string text = Common::readIfExists(removalFile()).value_or("");
+    // A text that is a path is no id: completing that removal would remove foreign files.
+    return Common::asFileName(text.substr(0, text.find('\n')));
 }
 
 namespace {

@@ -2,7 +2,9 @@
 
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <span>
+#include <string>
 
 namespace Core::KELP {
 
@@ -10,6 +12,13 @@ class RegistryRecord;
 
 /// The path of the registry.
 std::filesystem::path registryFile();
+
+/// The note of a removal: it names the package from before the first step until after the last.
+std::filesystem::path removalFile();
+
+/// The package whose removal was begun and not completed. Raises ErrorCode::UnauthorizedAccess when only root
+/// can read the note, and ErrorCode::Filesystem when the read fails.
+std::optional<std::string> unfinishedRemoval();
 
 /// The log of package events, which outlives the packages: it remembers which developer key installed which
 /// id. The file is var/lib/kelp/registry below the root prefix, with one record a line, the oldest first;

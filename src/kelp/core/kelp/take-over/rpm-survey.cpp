@@ -16,6 +16,7 @@
 #include "kelp/core/kelp/package/i-database-path-resolver.h"
 #include "kelp/core/kelp/package/i-database.h"
 #include "kelp/core/kelp/package/store-entry.h"
+#include "kelp/core/kelp/registry/registry.h"
 #include "kelp/core/kelp/take-over/copy-failures.h"
 #include "kelp/core/kelp/take-over/package-outline.h"
 #include "kelp/core/kelp/take-over/target-exchange.h"
@@ -126,6 +127,13 @@ void stayFor(const std::optional<RpmSurvey::Failure> &failure, RpmCandidate &can
     candidate.isJudged = failure->isJudgement;
 }
 
+/// Whoever completes a removal that was begun before rpm got the package would take it out of the store.
+void requireNoRemoval(const std::string &id) {
+    if (unfinishedRemoval() == id)
+        throw Common::Error(Common::ErrorCode::Internal,
+                            "its removal was begun; kelpctl doctor --repair completes it");
+}
+
 /// A tree that was made while all of this application's files existed may now be the only copy.
 void requireNothingLost(const Reader &record, const Identity &identity, const std::vector<LeftTree> &left) {
     for (const LeftTree &tree : left)
@@ -222,7 +230,11 @@ void RpmSurvey::readRecord(const Reader &reader, const PackageSignatures::Databa
     candidate.entry = makeEntry(reader, *identity, *certificate);
     items_.push_back({identity->id, &candidate});
     takeNames(candidate);
-    stayFor(failureOf([&] { requireNothingLost(reader, *identity, left); }), candidate);
+    stayFor(failureOf([&] {
+                requireNoRemoval(identity->id);
+                requireNothingLost(reader, *identity, left);
+            }),
+            candidate);
 }
 
 /// Without its names its organisation's data would not move.
