@@ -481,6 +481,12 @@ TEST_F(MendTest, LetsPackagesInAndOut) {
                     "remove org.example.ticker"),
                 AllOf(HasSubstr("fsync("), HasSubstr("org.example.ticker removed\n")));
     run("umount $IMAGE/usr/bin; in_image kelpctl doctor --repair");
+    // To complete an older removal later would remove the new version.
+    there("echo org.example.sound >var/lib/kelp/removal");
+    EXPECT_THAT(
+        run(strace("getdents64", "error=EIO") + "-P /usr/bin kelpctl install /root/sound-1.rpm || true"),
+        HasSubstr("org.example.sound: Its removal was begun, and could not be completed"));
+    run("in_image kelpctl doctor --repair");
     // A damaged registry that cannot be kept is not replaced either.
     run("cp $IMAGE/var/lib/kelp/registry $IMAGE/root; echo x >>$IMAGE/var/lib/kelp/registry; " +
         strace("link,linkat", "error=EIO") +

@@ -296,6 +296,10 @@ Installed installPackage(const IConfiguration &configuration, const fs::path &fi
             mended.insert(begun->id);
         ofMachine([&] {
             mend(configuration, mended);
+            // Whoever completes it later would remove the new version.
+            if (unfinishedRemoval() == id)
+                throw Error(ErrorCode::Filesystem,
+                            id + ": Its removal was begun, and could not be completed; see kelpctl doctor");
             // Dangling links would lead to the new version.
             takeBackLeftBehind(id);
         });

@@ -24,12 +24,13 @@ struct Installed {
 };
 
 /// Brings a package file into the store. Refuses a damaged file. Except in a dry run, it then mends the
-/// findings of this package, and of another one whose installation was interrupted (mend()). Then it refuses
-/// a wrong certificate, architecture, version or source, a package that rpm still has, a mount in a version,
-/// and foreign entries at the package's place in the store. It also refuses while the installed version has
-/// no readable descriptor, and while there is no current version but a prepared one. Then it unpacks the
-/// file, where no other user reaches it, under the validator's verdict. If its files cannot be published
-/// (publicationObstacle()), it refuses the package now. Otherwise it installs the package or updates it.
+/// findings of this package, and of another one whose installation was interrupted (mend()), and fails if an
+/// older removal of this package cannot be completed. Then it refuses a wrong certificate, architecture,
+/// version or source, a package that rpm still has, a mount in a version, and foreign entries at the
+/// package's place in the store. It also refuses while the installed version has no readable descriptor, and
+/// while there is no current version but a prepared one. Then it unpacks the file, where no other user
+/// reaches it, under the validator's verdict. If its files cannot be published (publicationObstacle()), it
+/// refuses the package now. Otherwise it installs the package or updates it.
 ///
 /// The package enters the store first, then the registry, then the database of sources. After a kill at any
 /// moment the store has the old version or the new one, whole. `kelpctl doctor` finds the remaining work.

@@ -11,6 +11,7 @@
 #include "kelp/core/kelp/package/store-names.h"
 #include "kelp/core/kelp/publication/publication-plan.h"
 #include "kelp/core/kelp/publication/target-places.h"
+#include "kelp/core/kelp/registry/registry.h"
 #include "kelp/core/kelp/store/fs-database.h"
 
 #include <optional>
@@ -46,6 +47,9 @@ std::string obstacleTo(const IConfiguration &configuration, const fs::path &tree
     const PackageStaging staging = stagingOf(descriptorIn(tree), tree);
     if (StoreEntry(resolver, staging.id).slot(PackageSlot::Current).counts())
         return "the store has it already";
+    // Whoever completes it later would remove what is rescued.
+    if (unfinishedRemoval() == staging.id)
+        return "its removal was begun";
     if (std::string objection = StoreEntry(resolver, staging.id).objectionTo(staging.version);
         !objection.empty())
         return objection;
